@@ -1,0 +1,19 @@
+# What every target of the project is compiled with.
+
+find_program(CCACHE ccache)
+if(CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
+  set(CMAKE_CXX_COMPILER_LAUNCHER "${CCACHE}")
+endif()
+
+add_library(lumicrate-options INTERFACE)
+target_compile_options(lumicrate-options INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor
+                                                   -Woverloaded-virtual -Wimplicit-fallthrough)
+if(LUMICRATE_WERROR)
+  target_compile_options(lumicrate-options INTERFACE -Werror)
+endif()
+if(LUMICRATE_SANITIZE)
+  target_compile_options(lumicrate-options INTERFACE -fsanitize=${LUMICRATE_SANITIZE} -fno-omit-frame-pointer
+                                                     -fno-sanitize-recover=all -O1)
+  target_link_options(lumicrate-options INTERFACE -fsanitize=${LUMICRATE_SANITIZE})
+endif()
+target_include_directories(lumicrate-options INTERFACE "${PROJECT_SOURCE_DIR}/Sources")

@@ -1,0 +1,99 @@
+// Movie writing: the asset writer and its inputs, one per track.
+#pragma once
+
+#include "Platform/CMSampleBuffer.h"
+#include "Support/MediaTime.h"
+
+#include <cstdint>
+#include <exception>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <variant>
+
+namespace lumicrate {
+
+enum class AVFileType { mpeg4, quickTimeMovie, appleM4A };
+enum class AVVideoCodecType { h264, hevc };
+
+enum class AVVideoProfileLevel { h264HighAutoLevel };
+enum class AVVideoColorPrimaries { ITU_R_709_2 };
+enum class AVVideoTransferFunction { ITU_R_709_2 };
+enum class AVVideoYCbCrMatrix { ITU_R_709_2 };
+
+struct AVVideoCompressionProperties {
+    int averageBitRate = 0;  ///< bits per second; never exceeded over a few seconds
+    int expectedSourceFrameRate = 0;
+    int maxKeyFrameInterval = 0;  ///< frames, at the expected rate
+    std::optional<AVVideoProfileLevel> profileLevel;
+};
+
+struct AVVideoOutputSettings {
+    AVVideoCodecType codec = AVVideoCodecType::h264;
+    int width = 0;  ///< pixels
+    int height = 0;
+    AVVideoCompressionProperties compression;
+    AVVideoColorPrimaries colorPrimaries = AVVideoColorPrimaries::ITU_R_709_2;
+    AVVideoTransferFunction transferFunction = AVVideoTransferFunction::ITU_R_709_2;
+    AVVideoYCbCrMatrix yCbCrMatrix = AVVideoYCbCrMatrix::ITU_R_709_2;
+};
+
+/// "aac ", the format identifier of AAC.
+inline constexpr std::uint32_t kAudioFormatMPEG4AAC = 0x61616320;
+
+struct AVAudioOutputSettings {
+    std::uint32_t formatID = kAudioFormatMPEG4AAC;
+    int sampleRate = 48000;
+    int numberOfChannels = 2;
+    int encoderBitRate = 0;  ///< bits per second
+};
+
+using AVOutputSettings = std::variant<AVVideoOutputSettings, AVAudioOutputSettings>;
+
+/// One track of a movie being written. All operations on one serial queue.
+class AVAssetWriterInput {
+ public:
+    virtual ~AVAssetWriterInput() = default;
+
+    /// Media arrives as it happens: the input is to keep up or say that it is busy.
+    virtual void setExpectsMediaDataInRealTime(bool realTime) = 0;
+    /// False while the encoder or the disk is behind; what is appended then is refused.
+    virtual bool isReadyForMoreMediaData() const = 0;
+    /// Takes a sample and returns at once; the work is done elsewhere. False when the writer has failed or is
+    /// not writing. Presentation times must grow.
+    virtual bool appendSampleBuffer(const CMSampleBuffer& sample) = 0;
+    /// No more samples will come.
+    virtual void markAsFinished() = 0;
+};
+
+enum class AVAssetWriterStatus { unknown, writing, completed, failed, cancelled };
+
+/// Writes one movie file. All operations on one serial queue, but for the construction; `status` and `error`
+/// may be read from any thread.
+class AVAssetWriter {
+ public:
+    virtual ~AVAssetWriter() = default;
+
+    virtual void setShouldOptimizeForNetworkUse(bool indexInFront) = 0;
+    virtual bool canAddInput(const AVOutputSettings& settings) const = 0;
+    /// Adds a track; only before startWriting and only what canAddInput takes. The writer owns the input.
+    virtual AVAssetWriterInput& addInput(const AVOutputSettings& settings) = 0;
+    /// Opens the file. False on failure, which `error` then tells.
+    virtual bool startWriting() = 0;
+    /// The source time that becomes time zero of the movie. What lies before it is cut away.
+    virtual void startSessionAtSourceTime(CMTime start) = 0;
+    virtual AVAssetWriterStatus status() const = 0;
+    virtual std::exception_ptr error() const = 0;
+    /// Completes the file and calls back, once, on any thread; `status` then is completed or failed.
+    virtual void finishWriting(std::function<void()> completion) = 0;
+    /// Gives up and deletes the file.
+    virtual void cancelWriting() = 0;
+    virtual std::filesystem::path outputURL() const = 0;
+};
+
+/// Makes the writer of one file; throws PlatformError when the file cannot be created.
+using AVAssetWriterFactory =
+    std::function<std::unique_ptr<AVAssetWriter>(const std::filesystem::path& url, AVFileType fileType)>;
+
+}  // namespace lumicrate

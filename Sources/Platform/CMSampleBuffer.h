@@ -1,0 +1,93 @@
+// Sample buffers: what capture delivers and the movie writer takes.
+//
+// A CMSampleBuffer is a small value that shares the media it refers to; copying one copies no pixels.
+#pragma once
+
+#include "Support/Geometry.h"
+#include "Support/MediaTime.h"
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <vector>
+
+namespace lumicrate {
+
+/// A picture in 8-bit bi-planar 4:2:0 ("420v": a luma plane and a plane of interleaved Cb, Cr), BT.709, video
+/// range.
+///
+/// The luma plane has width × height samples, the chroma plane ⌈width ⁄ 2⌉ × ⌈height ⁄ 2⌉ pairs. Strides are
+/// in bytes and at least a row long. The pixels do not change while anybody holds the buffer.
+class CVPixelBuffer {
+ public:
+    virtual ~CVPixelBuffer() = default;
+
+    int width = 0;
+    int height = 0;
+    const std::uint8_t* luma = nullptr;
+    int lumaStride = 0;
+    const std::uint8_t* chroma = nullptr;
+    int chromaStride = 0;
+};
+
+enum class SCFrameStatus { complete = 0, idle = 1, blank = 2, suspended = 3, started = 4, stopped = 5 };
+
+/// What a capture stream says of a frame.
+struct SCStreamFrameInfo {
+    SCFrameStatus status = SCFrameStatus::complete;
+    /// Numbers the complete frames of a stream without gaps. Whoever misses a number knows nothing of what
+    /// changed.
+    std::uint64_t sequence = 0;
+    /// Where the picture differs from that of the complete frame numbered one less, in output pixels; the
+    /// first frame of a stream is dirty all over. Everything outside is byte for byte the same.
+    std::vector<PixelRect> dirtyRects;
+};
+
+enum class AudioSampleFormat { float32, int32, int16, other };
+
+/// Describes linear PCM, interleaved, native byte order.
+struct AudioStreamBasicDescription {
+    int sampleRate = 0;  ///< frames per second
+    int channelsPerFrame = 0;
+    AudioSampleFormat format = AudioSampleFormat::float32;
+};
+
+/// Sound, in one buffer of interleaved channels or in several. The bytes may be changed in place by the queue
+/// that the sample is delivered on.
+struct AudioBufferList {
+    std::optional<AudioStreamBasicDescription> description;
+    std::vector<std::vector<std::byte>> buffers;
+};
+
+struct CMSampleTimingInfo {
+    /// How long the sample lasts; for sound, how long one frame lasts. Invalid when unknown.
+    CMTime duration;
+    CMTime presentationTimeStamp;
+    /// Invalid where samples are stored in presentation order.
+    CMTime decodeTimeStamp;
+};
+
+/// A picture or a stretch of sound with its time. Without media, or without a presentation time, it is not
+/// valid.
+class CMSampleBuffer {
+ public:
+    CMSampleTimingInfo timing;
+    std::shared_ptr<const CVPixelBuffer> imageBuffer;
+    std::shared_ptr<AudioBufferList> audio;
+    std::optional<SCStreamFrameInfo> frameInfo;
+
+    CMTime presentationTimeStamp() const { return timing.presentationTimeStamp; }
+    /// A frame that brings no new picture (status idle, blank …) is valid too.
+    bool isValid() const {
+        return timing.presentationTimeStamp.isValid() && (imageBuffer || audio || frameInfo);
+    }
+    /// The same media at another time.
+    CMSampleBuffer copyWithNewTiming(const CMSampleTimingInfo& newTiming) const {
+        CMSampleBuffer copy = *this;
+        copy.timing = newTiming;
+        return copy;
+    }
+};
+
+}  // namespace lumicrate

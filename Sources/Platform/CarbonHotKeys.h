@@ -1,0 +1,34 @@
+// System-wide key combinations.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+
+namespace lumicrate {
+
+/// Identifies a registered combination to the one who registered it.
+struct EventHotKeyID {
+    std::uint32_t signature = 0;
+    std::uint32_t id = 0;
+    bool operator==(const EventHotKeyID&) const = default;
+};
+
+/// What RegisterEventHotKey gave; 0 is no reference.
+using EventHotKeyRef = std::uint64_t;
+
+/// Main thread only.
+class CarbonHotKeys {
+ public:
+    virtual ~CarbonHotKeys() = default;
+
+    /// Sets the one handler that is called, on the main thread, for every press of a registered combination.
+    virtual void InstallEventHandler(std::function<void(EventHotKeyID)> handler) = 0;
+    /// Grabs a combination for the whole system. Key codes are virtual key codes (15 is the R key), modifiers
+    /// a mask of 0x100 command, 0x200 shift, 0x800 option and 0x1000 control. Gives 0 when it is refused,
+    /// typically because another application owns it.
+    virtual EventHotKeyRef RegisterEventHotKey(std::uint32_t keyCode, std::uint32_t modifiers,
+                                               EventHotKeyID id) = 0;
+    virtual void UnregisterEventHotKey(EventHotKeyRef hotKey) = 0;
+};
+
+}  // namespace lumicrate

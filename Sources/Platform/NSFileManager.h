@@ -1,0 +1,53 @@
+// The file system, as far as the recorder and its library need it.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <vector>
+
+namespace lumicrate {
+
+/// One entry of a folder. Values that could not be read are absent.
+struct NSFileEntry {
+    std::filesystem::path url;
+    std::optional<std::chrono::system_clock::time_point> created;
+    std::optional<std::uintmax_t> size;  ///< bytes
+};
+
+/// Files and folders by absolute path. Any thread.
+class NSFileManager {
+ public:
+    virtual ~NSFileManager() = default;
+
+    /// The user's Movies folder; it need not exist.
+    virtual std::filesystem::path moviesDirectory() const = 0;
+    virtual bool fileExists(const std::filesystem::path& url) const = 0;
+    /// Creates a folder with all that lead to it; one that exists is fine. Throws PlatformError.
+    virtual void createDirectory(const std::filesystem::path& url) = 0;
+    /// The visible entries of a folder, in the folder's own order. Throws PlatformError when it cannot be
+    /// listed.
+    virtual std::vector<NSFileEntry> contentsOfDirectory(const std::filesystem::path& url) const = 0;
+    /// Deletes a file. Throws PlatformError.
+    virtual void removeItem(const std::filesystem::path& url) = 0;
+};
+
+/// A date and time of day in the user's time zone, as a formatter needs them.
+struct DateComponents {
+    int year = 0;
+    int month = 0;  ///< 1 … 12
+    int day = 0;    ///< 1 … 31
+    int hour = 0;
+    int minute = 0;
+    int second = 0;
+};
+
+/// The wall clock. Any thread.
+class NSCalendar {
+ public:
+    virtual ~NSCalendar() = default;
+    virtual DateComponents now() const = 0;
+};
+
+}  // namespace lumicrate

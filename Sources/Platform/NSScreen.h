@@ -1,0 +1,32 @@
+// The screens that panels are placed on.
+#pragma once
+
+#include "Support/Geometry.h"
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace lumicrate {
+
+/// A screen in global coordinates: points, y upwards, origin at the bottom-left corner of the main screen.
+struct NSScreen {
+    std::optional<std::uint32_t> displayID;
+    Rect frame;
+    Rect visibleFrame;  ///< without panels and docks
+    double backingScaleFactor = 1;
+    std::string localizedName;
+};
+
+/// Main thread only.
+class NSScreens {
+ public:
+    virtual ~NSScreens() = default;
+    /// All screens, the main one first. May be empty.
+    virtual std::vector<NSScreen> screens() const = 0;
+    /// Where the pointer is, in the coordinates of NSScreen.
+    virtual Point mouseLocation() const = 0;
+};
+
+}  // namespace lumicrate

@@ -1,0 +1,168 @@
+// Screen capture: what can be captured, and the streams that capture it.
+//
+// Coordinates are points with y downwards. Display frames and window frames are global, with the origin at
+// the top left of the desktop; a filter's contentRect and a configuration's sourceRect are relative to the
+// captured content.
+#pragma once
+
+#include "Platform/CMSampleBuffer.h"
+#include "Support/DispatchQueue.h"
+#include "Support/Error.h"
+#include "Support/Geometry.h"
+#include "Support/MediaTime.h"
+
+#include <cstdint>
+#include <exception>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace lumicrate {
+
+struct SCDisplay {
+    std::uint32_t displayID = 0;
+    Rect frame;                  ///< points
+    double pointPixelScale = 1;  ///< pixels in a point
+    std::string localizedName;
+    bool operator==(const SCDisplay&) const = default;
+};
+
+struct SCRunningApplication {
+    std::int32_t processID = 0;
+    std::string applicationName;
+    bool operator==(const SCRunningApplication&) const = default;
+};
+
+struct SCWindow {
+    std::uint32_t windowID = 0;
+    Rect frame;
+    std::optional<std::string> title;
+    int windowLayer = 0;  ///< 0 is the level of normal windows
+    std::optional<SCRunningApplication> owningApplication;
+    bool operator==(const SCWindow&) const = default;
+};
+
+struct SCShareableContent {
+    std::vector<SCDisplay> displays;
+    std::vector<SCWindow> windows;
+};
+
+/// What a stream shows. Made by the three functions below.
+struct SCContentFilter {
+    enum class Kind { displayExcludingWindows, displayIncludingWindows, desktopIndependentWindow };
+
+    Kind kind = Kind::displayExcludingWindows;
+    SCDisplay display;              ///< unused for a single window
+    std::vector<SCWindow> windows;  ///< left out, shown, or the one window
+    Rect contentRect;               ///< (0, 0) and the size of the content
+    double pointPixelScale = 1;
+
+    static SCContentFilter excludingWindows(const SCDisplay& display, std::vector<SCWindow> windows) {
+        return {Kind::displayExcludingWindows, display, std::move(windows), extent(display.frame),
+                display.pointPixelScale};
+    }
+    static SCContentFilter includingWindows(const SCDisplay& display, std::vector<SCWindow> windows) {
+        return {Kind::displayIncludingWindows, display, std::move(windows), extent(display.frame),
+                display.pointPixelScale};
+    }
+    static SCContentFilter desktopIndependent(const SCWindow& window) {
+        return {Kind::desktopIndependentWindow, {}, {window}, extent(window.frame), 1};
+    }
+
+ private:
+    static Rect extent(const Rect& frame) { return {0, 0, frame.width, frame.height}; }
+};
+
+/// "420v": 8-bit bi-planar 4:2:0, video range.
+inline constexpr std::uint32_t kCVPixelFormatType_420YpCbCr8BiPlanarVideoRange = 0x34323076;
+
+enum class YCbCrMatrix { kCGDisplayStreamYCbCrMatrix_ITU_R_709_2 };
+
+struct SCStreamConfiguration {
+    int width = 1920;  ///< of the delivered picture, pixels
+    int height = 1080;
+    /// The part of the content to show, points; all of it when absent.
+    std::optional<Rect> sourceRect;
+    /// Scale a source of another shape evenly and leave bars, instead of stretching it.
+    bool preservesAspectRatio = true;
+    /// Frames follow each other at least this far apart.
+    CMTime minimumFrameInterval{1, 60};
+    std::uint32_t pixelFormat = kCVPixelFormatType_420YpCbCr8BiPlanarVideoRange;
+    YCbCrMatrix colorMatrix = YCbCrMatrix::kCGDisplayStreamYCbCrMatrix_ITU_R_709_2;
+    bool showsCursor = true;
+    int queueDepth = 8;  ///< pictures that may be in use at once
+    bool capturesAudio = false;
+    bool excludesCurrentProcessAudio = false;
+    int sampleRate = 48000;
+    int channelCount = 2;
+    bool captureMicrophone = false;
+    /// The default microphone when absent.
+    std::optional<std::string> microphoneCaptureDeviceID;
+};
+
+enum class SCStreamOutputType { screen, audio, microphone };
+
+/// Takes a stream's samples.
+class SCStreamOutput {
+ public:
+    virtual ~SCStreamOutput() = default;
+    /// Called on the queue that the output was added with, in order of time for each type.
+    virtual void didOutputSampleBuffer(const CMSampleBuffer& sample, SCStreamOutputType type) = 0;
+};
+
+/// The stream error that says that the user stopped sharing through the system's own controls.
+inline constexpr int SCStreamErrorUserStopped = -3817;
+
+class SCStreamError : public PlatformError {
+ public:
+    using PlatformError::PlatformError;
+};
+
+/// Hears of a stream's end.
+class SCStreamDelegate {
+ public:
+    virtual ~SCStreamDelegate() = default;
+    /// The stream ended by itself. Any thread; at most once a stream, and never after stopCapture has
+    /// completed.
+    virtual void didStopWithError(std::exception_ptr error) = 0;
+};
+
+/// A running or startable capture. Operations on the main thread; completions are called once, on any thread,
+/// with the error or none.
+class SCStream {
+ public:
+    using CompletionHandler = std::function<void(std::exception_ptr error)>;
+
+    virtual ~SCStream() = default;
+    /// Before startCapture. `output` and `queue` must outlive the stream.
+    virtual void addStreamOutput(SCStreamOutput& output, SCStreamOutputType type, DispatchQueue& queue) = 0;
+    virtual void startCapture(CompletionHandler completion) = 0;
+    /// When it completes, every sample has been handed to its queue and no more will be.
+    virtual void stopCapture(CompletionHandler completion) = 0;
+    virtual void updateConfiguration(const SCStreamConfiguration& configuration,
+                                     CompletionHandler completion) = 0;
+};
+
+/// The capture service. Main thread.
+class ScreenCaptureKit {
+ public:
+    using ContentHandler = std::function<void(SCShareableContent content, std::exception_ptr error)>;
+
+    virtual ~ScreenCaptureKit() = default;
+    /// Whether this process may capture the screen at all.
+    virtual bool CGPreflightScreenCaptureAccess() const = 0;
+    /// The display that the desktop calls its main one; 0 where there is none.
+    virtual std::uint32_t CGMainDisplayID() const = 0;
+    /// A display's frame now; an empty rectangle for an unknown display.
+    virtual Rect CGDisplayBounds(std::uint32_t displayID) const = 0;
+    /// Fetches what can be captured; the handler is called once, on any thread.
+    virtual void getShareableContent(ContentHandler handler) const = 0;
+    /// `delegate` must outlive the stream.
+    virtual std::unique_ptr<SCStream> makeStream(const SCContentFilter& filter,
+                                                 const SCStreamConfiguration& configuration,
+                                                 SCStreamDelegate& delegate) = 0;
+};
+
+}  // namespace lumicrate

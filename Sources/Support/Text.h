@@ -1,0 +1,16 @@
+// Texts for people.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace lumicrate {
+
+/// The text in the user's language. Every text that a person reads passes through here; without a catalogue
+/// it comes back as it is.
+std::string localized(std::string_view text);
+
+/// Elapsed seconds, truncated: "01:05" below an hour, "1:02:05" from there on. `seconds` must be finite.
+std::string formatElapsed(double seconds);
+
+}  // namespace lumicrate

@@ -1,0 +1,130 @@
+#include "Support/Geometry.h"
+#include "Support/MediaTime.h"
+#include "Support/Notifications.h"
+#include "Support/Published.h"
+#include "Support/SerialQueue.h"
+#include "Support/Text.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <string>
+#include <vector>
+
+namespace lumicrate {
+namespace {
+
+TEST(GeometryTests, RectangleTextIsReadBack) {
+    for (const Rect& rect : {Rect{10, 20, 640, 480}, Rect{-0.5, 1e-3, 1.25, 1e6}, Rect{}}) {
+        EXPECT_EQ(rectFromString(stringFromRect(rect)), rect) << stringFromRect(rect);
+    }
+    EXPECT_EQ(stringFromRect({10, 20, 640, 480}), "{{10, 20}, {640, 480}}");
+    EXPECT_EQ(rectFromString(" { {1,2} ,{ 3 , 4 } } "), (Rect{1, 2, 3, 4}));
+}
+
+TEST(GeometryTests, OtherTextIsNoRectangle) {
+    for (const char* text : {"", "{}", "{{1, 2}, {3}}", "{{1, 2}, {3, 4}", "{{1, 2}, {3, 4}} x",
+                             "{{a, 2}, {3, 4}}", "{{nan, 2}, {3, 4}}", "{{inf, 2}, {3, 4}}", "1 2 3 4"}) {
+        EXPECT_FALSE(rectFromString(text)) << text;
+    }
+}
+
+TEST(GeometryTests, IntersectionAndOutwardRounding) {
+    EXPECT_EQ((Rect{0, 0, 10, 10}.intersection({5, -5, 10, 10})), (Rect{5, 0, 5, 5}));
+    EXPECT_TRUE((Rect{0, 0, 10, 10}.intersection({10, 0, 5, 5}).isEmpty()));
+    EXPECT_EQ((Rect{-0.5, 0.5, 1, 1}.integral()), (Rect{-1, 0, 2, 2}));
+    EXPECT_EQ((PixelRect{0, 0, 4, 4}.intersection({2, 3, 9, 9})), (PixelRect{2, 3, 2, 1}));
+    EXPECT_EQ((PixelRect{}.boundingUnion({2, 3, 1, 1})), (PixelRect{2, 3, 1, 1}));
+    EXPECT_EQ((PixelRect{0, 0, 1, 1}.boundingUnion({4, 5, 2, 2})), (PixelRect{0, 0, 6, 7}));
+}
+
+TEST(MediaTimeTests, ArithmeticIsExactAcrossTimescales) {
+    const CMTime thirtieth(1, 30);
+    CMTime sum = CMTime::zero();
+    for (int i = 0; i < 30; ++i)
+        sum = sum + thirtieth;
+    EXPECT_EQ(sum, CMTime(1, 1));
+
+    // 100 days in nanoseconds, less a thirtieth, plus a thirtieth.
+    const CMTime late(8'640'000'000'000'001, 1'000'000'000);
+    EXPECT_EQ((late - thirtieth) + thirtieth, late);
+    EXPECT_LT(late - thirtieth, late);
+    EXPECT_GT(CMTime(1, 3), CMTime(333'333'333, 1'000'000'000));
+    EXPECT_EQ(CMTime(2, 4), CMTime(1, 2));
+    EXPECT_EQ(-CMTime(1, 2) + CMTime(1, 2), CMTime::zero());
+}
+
+TEST(MediaTimeTests, InvalidTimesStayApart) {
+    EXPECT_FALSE((CMTime::invalid() + CMTime(1, 1)).isValid());
+    EXPECT_EQ(CMTime::invalid(), CMTime());
+    EXPECT_FALSE(CMTime::invalid() <= CMTime::zero());
+    EXPECT_FALSE(CMTime::invalid() > CMTime::zero());
+    EXPECT_TRUE(std::isnan(CMTime::invalid().seconds()));
+}
+
+TEST(MediaTimeTests, ConversionRoundsHalvesAwayFromZero) {
+    EXPECT_EQ(CMTime(1, 2).converted(1), 1);
+    EXPECT_EQ(CMTime(-1, 2).converted(1), -1);
+    EXPECT_EQ(CMTime(49, 100).converted(1), 0);
+    EXPECT_EQ(CMTime(1, 3).converted(48000), 16000);
+}
+
+TEST(TextTests, ElapsedTime) {
+    const std::vector<std::pair<double, std::string>> cases = {{0, "00:00"},        {65, "01:05"},
+                                                               {3599.99, "59:59"},  {3600, "1:00:00"},
+                                                               {3725.9, "1:02:05"}, {360000, "100:00:00"}};
+    for (const auto& [seconds, text] : cases)
+        EXPECT_EQ(formatElapsed(seconds), text);
+    EXPECT_DEATH(formatElapsed(std::numeric_limits<double>::infinity()), "");
+}
+
+TEST(PublishedTests, ChangesAreAnnouncedBeforeTheyTakeEffect) {
+    Published<int> value(1);
+    std::vector<std::pair<int, int>> seen;
+    {
+        const auto subscription = value.observe([&](int coming) { seen.emplace_back(*value, coming); });
+        value = 2;
+    }
+    value = 3;
+    EXPECT_EQ(seen, (std::vector<std::pair<int, int>>{{1, 2}}));
+    EXPECT_EQ(*value, 3);
+}
+
+TEST(PublishedTests, ObserversMayLeaveWhileTheyAreCalled) {
+    Observers<int> observers;
+    Subscription second;
+    int calls = 0;
+    const auto first = observers.add([&](int) { second = Subscription(); });
+    second = observers.add([&](int) { ++calls; });
+    observers.notify(1);
+    EXPECT_EQ(calls, 0);
+}
+
+TEST(NotificationTests, ReachTheirObserversWithTheObject) {
+    NotificationCenter center;
+    std::vector<NotificationCenter::Object> seen;
+    const auto subscription = center.observe("a", [&](const auto& object) { seen.push_back(object); });
+    center.post("a", std::filesystem::path("x.mp4"));
+    center.post("b");
+    ASSERT_EQ(seen.size(), 1U);
+    EXPECT_EQ(seen.front(), std::filesystem::path("x.mp4"));
+}
+
+TEST(SerialQueueTests, RunsInOrderAndDrainsWhenItEnds) {
+    std::vector<int> order;
+    {
+        SerialQueue queue("test");
+        queue.async([&] {
+            for (int i = 1; i < 100; ++i)
+                queue.async([&order, i] { order.push_back(i); });
+            order.push_back(0);
+        });
+    }
+    ASSERT_EQ(order.size(), 100U);
+    EXPECT_TRUE(std::is_sorted(order.begin(), order.end()));
+}
+
+}  // namespace
+}  // namespace lumicrate
