@@ -1,0 +1,23 @@
+// FileManager and Calendar: the file system and the wall clock as the library uses them.
+#pragma once
+
+#include "Platform/NSFileManager.h"
+
+namespace lumicrate::desktop {
+
+class FileManager final : public NSFileManager {
+ public:
+    /// The user's videos folder, as the desktop has it configured.
+    std::filesystem::path moviesDirectory() const override;
+    bool fileExists(const std::filesystem::path& url) const override;
+    void createDirectory(const std::filesystem::path& url) override;
+    std::vector<NSFileEntry> contentsOfDirectory(const std::filesystem::path& url) const override;
+    void removeItem(const std::filesystem::path& url) override;
+};
+
+class Calendar final : public NSCalendar {
+ public:
+    DateComponents now() const override;
+};
+
+}  // namespace lumicrate::desktop
