@@ -1,0 +1,103 @@
+// FakeAssetWriter: an asset writer whose behaviour a test decides and whose calls it can look up.
+#pragma once
+
+#include "Platform/AVAssetWriter.h"
+#include "Support/Error.h"
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace lumicrate::test {
+
+struct FakeInput final : public AVAssetWriterInput {
+    explicit FakeInput(AVOutputSettings outputSettings) : settings(std::move(outputSettings)) {}
+
+    void setExpectsMediaDataInRealTime(bool expected) override { realTime = expected; }
+    bool isReadyForMoreMediaData() const override { return ready; }
+    bool appendSampleBuffer(const CMSampleBuffer& sample) override {
+        if (accepts) appended.push_back(sample);
+        return accepts;
+    }
+    void markAsFinished() override { finished = true; }
+
+    AVOutputSettings settings;
+    bool realTime = false;
+    bool ready = true;
+    bool accepts = true;
+    bool finished = false;
+    std::vector<CMSampleBuffer> appended;
+};
+
+/// The file, which outlives its writer.
+struct FakeMovie {
+    void setError(const std::string& sentence) {
+        error = sentence.empty() ? nullptr : std::make_exception_ptr(PlatformError(sentence));
+    }
+    /// Tells the outcome of finishWriting.
+    void complete(AVAssetWriterStatus outcome) {
+        status = outcome;
+        if (completion) completion();
+    }
+    std::vector<CMTime> times(std::size_t input) const {
+        std::vector<CMTime> result;
+        for (const CMSampleBuffer& sample : inputs.at(input)->appended)
+            result.push_back(sample.presentationTimeStamp());
+        return result;
+    }
+
+    std::size_t acceptedInputs = 3;
+    bool starts = true;
+    AVAssetWriterStatus status = AVAssetWriterStatus::unknown;
+    std::exception_ptr error;
+
+    std::filesystem::path url;
+    AVFileType fileType = AVFileType::mpeg4;
+    std::vector<std::string> calls;
+    std::vector<std::unique_ptr<FakeInput>> inputs;
+    CMTime sessionStart;
+    std::function<void()> completion;
+};
+
+class FakeAssetWriter final : public AVAssetWriter {
+ public:
+    explicit FakeAssetWriter(FakeMovie& movie) : movie_(movie) {}
+
+    void setShouldOptimizeForNetworkUse(bool indexInFront) override {
+        movie_.calls.emplace_back(indexInFront ? "index in front" : "index behind");
+    }
+    bool canAddInput(const AVOutputSettings&) const override {
+        return movie_.inputs.size() < movie_.acceptedInputs;
+    }
+    AVAssetWriterInput& addInput(const AVOutputSettings& settings) override {
+        movie_.calls.emplace_back("add");
+        return *movie_.inputs.emplace_back(std::make_unique<FakeInput>(settings));
+    }
+    bool startWriting() override {
+        movie_.calls.emplace_back("start");
+        movie_.status = movie_.starts ? AVAssetWriterStatus::writing : AVAssetWriterStatus::failed;
+        return movie_.starts;
+    }
+    void startSessionAtSourceTime(CMTime start) override {
+        movie_.calls.emplace_back("session");
+        movie_.sessionStart = start;
+    }
+    AVAssetWriterStatus status() const override { return movie_.status; }
+    std::exception_ptr error() const override { return movie_.error; }
+    void finishWriting(std::function<void()> completion) override {
+        movie_.calls.emplace_back("finish");
+        movie_.completion = std::move(completion);
+    }
+    void cancelWriting() override {
+        movie_.calls.emplace_back("cancel");
+        movie_.status = AVAssetWriterStatus::cancelled;
+    }
+    std::filesystem::path outputURL() const override { return movie_.url; }
+
+ private:
+    FakeMovie& movie_;
+};
+
+}  // namespace lumicrate::test
