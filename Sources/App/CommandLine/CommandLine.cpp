@@ -1,0 +1,69 @@
+#include "App/CommandLine/CommandLine.h"
+
+#include "App/CommandLine/OptionParser.h"
+#include "App/CommandLine/RecordCommand.h"
+#include "App/CommandLine/SettingsCommand.h"
+#include "App/CommandLine/SourcesCommand.h"
+
+#include <fmt/format.h>
+
+#include <array>
+#include <cstdio>
+
+namespace lumicrate::app {
+
+namespace {
+
+struct Command {
+    std::string_view name;
+    std::string_view summary;
+    int (*run)(const std::vector<std::string>& arguments);
+};
+
+constexpr std::array commands{
+    Command{"record", "Record a screen, an area or sound.", runRecordCommand},
+    Command{"sources", "List displays, microphones and cameras.", runSourcesCommand},
+    Command{"settings", "Show or change the stored preferences.", runSettingsCommand},
+};
+
+void printHelp() {
+    fmt::print("{}\n\n", localized("Lumicrate records your screen, a part of it, or sound."));
+    fmt::print("{}\n", localized("Usage: lumicrate COMMAND [OPTIONS]"));
+    for (const Command& each : commands)
+        fmt::print("  {:<10}{}\n", each.name, localized(each.summary));
+    fmt::print("\n{}\n", localized("“lumicrate COMMAND --help” tells more. --version prints the version."));
+}
+
+int dispatch(const std::vector<std::string>& arguments) {
+    if (arguments.empty() || arguments.front() == "--help" || arguments.front() == "help") {
+        printHelp();
+        return exitDone;
+    }
+    if (arguments.front() == "--version") {
+        fmt::print("lumicrate {}\n", LUMICRATE_VERSION);
+        return exitDone;
+    }
+    for (const Command& each : commands) {
+        if (arguments.front() == each.name) return each.run({arguments.begin() + 1, arguments.end()});
+    }
+    const bool option = arguments.front().starts_with('-');
+    throw UsageError(
+        fmt::format(fmt::runtime(localized(option ? "Unknown option “{}”." : "There is no command “{}”.")),
+                    arguments.front()));
+}
+
+}  // namespace
+
+int runCommandLine(const std::vector<std::string>& arguments) {
+    try {
+        return dispatch(arguments);
+    } catch (const UsageError& error) {
+        fmt::print(stderr, "lumicrate: {} {}\n", error.what(), localized("Try --help."));
+        return exitNotUnderstood;
+    } catch (const std::exception& error) {
+        fmt::print(stderr, "lumicrate: {}\n", error.what());
+        return exitFailed;
+    }
+}
+
+}  // namespace lumicrate::app

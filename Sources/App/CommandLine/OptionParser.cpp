@@ -1,0 +1,137 @@
+#include "App/CommandLine/OptionParser.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+
+namespace lumicrate::app {
+
+namespace {
+
+using Kind = OptionSpec::Kind;
+
+bool isNegatable(Kind kind) {
+    return kind == Kind::negatable || kind == Kind::negatableWithValue;
+}
+
+bool takesInlineValue(Kind kind) {
+    return kind == Kind::value || kind == Kind::optionalValue || kind == Kind::negatableWithValue;
+}
+
+const OptionSpec* find(std::span<const OptionSpec> specs, std::string_view name) {
+    const auto found =
+        std::find_if(specs.begin(), specs.end(), [&](const OptionSpec& each) { return each.name == name; });
+    return found == specs.end() ? nullptr : &*found;
+}
+
+/// "--name=VALUE" or "--no-name", taken apart.
+struct Token {
+    const OptionSpec* spec;
+    bool on = true;
+    std::optional<std::string> value;
+};
+
+Token readToken(std::span<const OptionSpec> specs, std::string_view argument) {
+    const std::string_view body = argument.substr(std::min<std::size_t>(2, argument.size()));
+    const std::size_t equals = body.find('=');
+    const std::string_view name = body.substr(0, equals);
+    Token token{find(specs, name), true, std::nullopt};
+    if (equals != std::string_view::npos) token.value = std::string(body.substr(equals + 1));
+    if (token.spec == nullptr && name.starts_with("no-")) {
+        const OptionSpec* negated = find(specs, name.substr(3));
+        if (negated != nullptr && isNegatable(negated->kind)) token = {negated, false, token.value};
+    }
+    if (!argument.starts_with("--") || token.spec == nullptr) {
+        throw UsageError(fmt::format(fmt::runtime(localized("Unknown option “{}”.")), argument));
+    }
+    if (token.value && (!token.on || !takesInlineValue(token.spec->kind))) {
+        throw UsageError(fmt::format(fmt::runtime(localized("The option --{} takes no value.")), name));
+    }
+    return token;
+}
+
+std::string signature(const OptionSpec& spec) {
+    switch (spec.kind) {
+        case Kind::flag:
+            return fmt::format("--{}", spec.name);
+        case Kind::negatable:
+            return fmt::format("--[no-]{}", spec.name);
+        case Kind::value:
+            return fmt::format("--{} {}", spec.name, spec.placeholder);
+        case Kind::optionalValue:
+            return fmt::format("--{} [{}]", spec.name, spec.placeholder);
+        case Kind::negatableWithValue:
+            return fmt::format("--[no-]{}[={}]", spec.name, spec.placeholder);
+    }
+    return {};
+}
+
+}  // namespace
+
+bool ParsedOptions::has(std::string_view name) const {
+    return given_.contains(name);
+}
+
+std::optional<bool> ParsedOptions::isOn(std::string_view name) const {
+    const auto found = given_.find(name);
+    return found == given_.end() ? std::nullopt : std::optional(found->second.on);
+}
+
+std::optional<std::string> ParsedOptions::value(std::string_view name) const {
+    const auto found = given_.find(name);
+    return found == given_.end() ? std::nullopt : found->second.value;
+}
+
+ParsedOptions parseOptions(std::span<const OptionSpec> specs, std::span<const std::string> arguments) {
+    ParsedOptions parsed;
+    for (std::size_t i = 0; i < arguments.size(); ++i) {
+        const std::string& argument = arguments[i];
+        if (argument == "--") {
+            parsed.positional_.insert(parsed.positional_.end(),
+                                      arguments.begin() + static_cast<std::ptrdiff_t>(i) + 1,
+                                      arguments.end());
+            break;
+        }
+        if (!argument.starts_with('-') || argument == "-") {
+            parsed.positional_.push_back(argument);
+            continue;
+        }
+        Token token = readToken(specs, argument);
+        const bool nextIsValue = i + 1 < arguments.size() && !arguments[i + 1].starts_with("--");
+        if (token.spec->kind == Kind::value && !token.value) {
+            if (!nextIsValue) {
+                throw UsageError(
+                    fmt::format(fmt::runtime(localized("The option --{} needs a value.")), token.spec->name));
+            }
+            token.value = arguments[++i];
+        } else if (token.spec->kind == Kind::optionalValue && !token.value && nextIsValue) {
+            token.value = arguments[++i];
+        }
+        parsed.given_.insert_or_assign(std::string(token.spec->name),
+                                       ParsedOptions::Given{token.on, std::move(token.value)});
+    }
+    return parsed;
+}
+
+void refusePositional(const ParsedOptions& parsed) {
+    if (parsed.positional().empty()) return;
+    throw UsageError(
+        fmt::format(fmt::runtime(localized("“{}” is not understood here.")), parsed.positional().front()));
+}
+
+std::string describeOptions(std::span<const OptionSpec> specs) {
+    std::string text;
+    for (const OptionSpec& spec : specs) {
+        const std::string left = signature(spec);
+        // A long option gets a line of its own, so that the descriptions stay in one column.
+        constexpr std::size_t column = 28;
+        if (left.size() > column) {
+            text += fmt::format("  {}\n  {:<{}}  {}\n", left, "", column, localized(spec.help));
+        } else {
+            text += fmt::format("  {:<{}}  {}\n", left, column, localized(spec.help));
+        }
+    }
+    return text;
+}
+
+}  // namespace lumicrate::app

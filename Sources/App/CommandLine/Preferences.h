@@ -1,0 +1,37 @@
+// Preferences: the stored preferences as a person reads and writes them, by key.
+#pragma once
+
+#include "Platform/NSUserDefaults.h"
+
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace lumicrate::app {
+
+/// A preference and the values that it takes.
+struct Preference {
+    enum class Kind { toggle, choice, number, text, area, shortcut };
+
+    std::string_view key;
+    Kind kind = Kind::text;
+    std::vector<std::string> choices{};  ///< of a choice
+    double least = 0;                    ///< of a number
+    double most = 0;
+
+    /// The values in words, for help and errors.
+    std::string wanted() const;
+    /// The stored or registered value as text.
+    std::string read(const NSUserDefaults& defaults) const;
+    /// The value to store for a text. Throws UsageError for one that is not among the values.
+    DefaultsValue parse(const std::string& text) const;
+};
+
+/// All of them, in the order of the settings.
+std::span<const Preference> preferences();
+
+/// Throws UsageError for an unknown key.
+const Preference& findPreference(std::string_view key);
+
+}  // namespace lumicrate::app

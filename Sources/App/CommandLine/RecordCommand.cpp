@@ -1,0 +1,230 @@
+#include "App/CommandLine/RecordCommand.h"
+
+#include "App/CommandLine/CommandLine.h"
+#include "App/CommandLine/RecordRequest.h"
+#include "App/CommandLine/StatusLine.h"
+#include "App/Services.h"
+#include "App/Signals.h"
+
+#include <fmt/format.h>
+
+#include <QCoreApplication>
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <csignal>
+#include <cstdio>
+#include <filesystem>
+#include <system_error>
+
+namespace lumicrate::app {
+
+namespace {
+
+void say(const std::string& sentence) {
+    fmt::print(stderr, "lumicrate: {}\n", sentence);
+}
+
+/// Leaves out sound that cannot be recorded, and says so; refuses where the command line asked for it.
+void settleSound(RecordRequest& request, const pipewire::Devices& devices) {
+    RecordingOptions& options = request.options;
+    if (!options.captureSystemAudio && !options.captureMicrophone) return;
+
+    const auto settle = [](bool& wanted, bool required, bool available, const std::string& reason) {
+        if (!wanted || available) return;
+        if (required) throw LocalizedError(reason);
+        wanted = false;
+        say(reason + " " + localized("Recording without it."));
+    };
+    const bool audioAlone = request.mode == RecordRequest::Mode::audio;
+    if (!devices.soundServerReachable()) {
+        const std::string reason = localized("No sound server can be reached, so sound can't be recorded.");
+        const bool required = audioAlone || request.systemAudioRequired || request.microphoneRequired;
+        if (required) throw LocalizedError(reason);
+        options.captureSystemAudio = options.captureMicrophone = false;
+        say(reason);
+        return;
+    }
+    settle(options.captureSystemAudio, request.systemAudioRequired, devices.hasSystemSound(),
+           localized("There is no sound output whose sound could be recorded."));
+    const auto microphones = devices.microphones();
+    settle(options.captureMicrophone, request.microphoneRequired, !microphones.empty(),
+           localized("No microphone is connected."));
+    const bool known = std::any_of(microphones.begin(), microphones.end(), [&](const CaptureDevice& each) {
+        return each.id == options.microphoneID;
+    });
+    if (options.captureMicrophone && request.microphoneRequired && !options.microphoneID.empty() && !known) {
+        throw LocalizedError(fmt::format(
+            fmt::runtime(
+                localized("There is no microphone “{}”. “lumicrate sources” lists the microphones.")),
+            options.microphoneID));
+    }
+}
+
+/// A file that exists is never written over.
+void checkOutput(const std::filesystem::path& output) {
+    if (std::filesystem::exists(std::filesystem::symlink_status(output))) {
+        throw LocalizedError(fmt::format(fmt::runtime(localized("“{}” exists already.")), output.string()));
+    }
+    if (!std::filesystem::is_directory(output.parent_path())) {
+        throw LocalizedError(
+            fmt::format(fmt::runtime(localized("There is no folder “{}”.")), output.parent_path().string()));
+    }
+}
+
+CaptureSource captureSource(RecordRequest& request, const CaptureKit& capture) {
+    if (request.mode == RecordRequest::Mode::audio) return CaptureSource::audioOnly();
+    if (!capture.CGPreflightScreenCaptureAccess()) {
+        throw LocalizedError(localized("No display server can be reached to record the screen."));
+    }
+    const auto displays = capture.displays();
+    if (request.mode == RecordRequest::Mode::area) {
+        const PlacedArea placed = placeArea(displays, request.area);
+        request.options.areaRect = placed.area;
+        return CaptureSource::area(placed.displayID);
+    }
+    return CaptureSource::display(findDisplay(displays, request.screen, capture.CGMainDisplayID()).displayID);
+}
+
+/// One recording from its start to its file, told by the recorder's published state.
+class Recording {
+ public:
+    Recording(Services& services, const RecordRequest& request)
+        : recorder_(services.recorder),
+          executor_(services.executor),
+          request_(request),
+          signals_({SIGINT, SIGTERM, SIGHUP, SIGUSR1}, [this](int signal) { onSignal(signal); }),
+          states_(recorder_.state.observe([this](ScreenRecorder::State coming) { onState(coming); })) {}
+
+    /// Gives the exit status.
+    int run(const CaptureSource& source) {
+        recorder_.setSource(source);
+        recorder_.setOptionsOverride(request_.options);
+        recorder_.setOutputOverride(request_.output);
+        recorder_.start(true);
+        showStatus();
+        QCoreApplication::exec();
+        return conclude();
+    }
+
+ private:
+    using State = ScreenRecorder::State;
+    using Phase = RecordingStatus::Phase;
+
+    void onSignal(int signal) {
+        if (signal == SIGUSR1) {
+            recorder_.togglePause();
+        } else {
+            stoppedByUser_ = true;
+            recorder_.requestStop();
+        }
+    }
+
+    void onState(State coming) {
+        const State before = *recorder_.state;
+        if (coming == State::recording && before == State::starting) {
+            begun_ = true;
+            if (request_.duration) executor_.post([this] { watchDuration(); });
+        } else if (coming == State::stopping) {
+            line_.show({Phase::saving, 0, 0, 0, std::nullopt});
+        } else if (coming == State::idle) {
+            // Posted, so that the recorder has come to rest when the loop ends.
+            executor_.post([] { QCoreApplication::quit(); });
+        }
+    }
+
+    /// Pauses do not count, so the time left is looked at again when it should be over.
+    void watchDuration() {
+        const double left = *request_.duration - recorder_.elapsedNow();
+        if (left <= 0) return recorder_.requestStop();
+        constexpr double shortestWait = 0.1;
+        const double wait = *recorder_.state == State::paused ? std::max(left, shortestWait) : left;
+        executor_.after(std::chrono::nanoseconds(std::llround(wait * 1e9)), [this] { watchDuration(); });
+    }
+
+    void showStatus() {
+        if (!line_.isVisible()) return;
+        if (const auto status = currentStatus()) line_.show(*status);
+        executor_.after(std::chrono::milliseconds(250), [this] { showStatus(); });
+    }
+
+    std::optional<RecordingStatus> currentStatus() const {
+        RecordingStatus status;
+        switch (*recorder_.state) {
+            case State::countingDown:
+                status.phase = Phase::countingDown;
+                status.countdown = recorder_.countdownValue->value_or(0);
+                return status;
+            case State::recording:
+            case State::paused:
+                status.phase = *recorder_.state == State::paused ? Phase::paused : Phase::recording;
+                status.elapsed = *recorder_.elapsed;
+                if (const auto file = recorder_.outputURL()) {
+                    std::error_code unknown;
+                    const auto size = std::filesystem::file_size(*file, unknown);
+                    if (!unknown) status.bytes = size;
+                }
+                if (*recorder_.recordsMicrophone) status.microphoneLevel = *recorder_.microphoneLevel;
+                return status;
+            default:
+                return std::nullopt;
+        }
+    }
+
+    int conclude() {
+        line_.clear();
+        if (recorder_.refusedFrames() > 0) {
+            say(fmt::format(
+                fmt::runtime(localized("{} pictures are missing because the computer was too busy.")),
+                recorder_.refusedFrames()));
+        }
+        if (*recorder_.errorMessage) say(**recorder_.errorMessage);
+        if (!begun_ && stoppedByUser_) say(localized("Cancelled before the recording began."));
+        if (*recorder_.lastRecording) fmt::print("{}\n", (*recorder_.lastRecording)->string());
+        return *recorder_.lastRecording && !*recorder_.errorMessage ? exitDone : exitFailed;
+    }
+
+    ScreenRecorder& recorder_;
+    Executor& executor_;
+    RecordRequest request_;
+    Signals signals_;
+    StatusLine line_;
+    bool begun_ = false;
+    bool stoppedByUser_ = false;
+    Subscription states_;
+};
+
+void printHelp() {
+    fmt::print(
+        "{}\n\n{}\n{}\n", localized("Usage: lumicrate record [OPTIONS]"),
+        describeOptions(recordOptionSpecs()),
+        localized(
+            "What is not given is taken from the stored preferences (“lumicrate settings”); without a\n"
+            "source, the main screen is recorded. SIGINT and SIGTERM stop and save, SIGUSR1 pauses and\n"
+            "resumes. The last line of standard output is the file's path."));
+}
+
+std::optional<CaptureMode> storedMode(const NSUserDefaults& defaults) {
+    return fromRawValue<CaptureMode>(defaults.stringForKey(preference::captureMode).value_or(""));
+}
+
+}  // namespace
+
+int runRecordCommand(const std::vector<std::string>& arguments) {
+    const ParsedOptions parsed = parseOptions(recordOptionSpecs(), arguments);
+    if (parsed.has("help")) {
+        printHelp();
+        return exitDone;
+    }
+    // Before any thread is started, so that all of them leave the signals to the recording.
+    Signals::block({SIGINT, SIGTERM, SIGHUP, SIGUSR1});
+    Services services;
+    RecordRequest request = readRecordRequest(parsed, RecordingOptions::current(services.defaults),
+                                              storedMode(services.defaults));
+    if (request.output) checkOutput(*request.output);
+    const CaptureSource source = captureSource(request, services.capture);
+    settleSound(request, services.devices);
+    return Recording(services, request).run(source);
+}
+
+}  // namespace lumicrate::app

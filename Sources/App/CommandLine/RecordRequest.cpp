@@ -1,0 +1,174 @@
+#include "App/CommandLine/RecordRequest.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cmath>
+
+namespace lumicrate::app {
+
+namespace {
+
+using Kind = OptionSpec::Kind;
+
+constexpr std::array specs{
+    OptionSpec{"screen", Kind::optionalValue, "ID",
+               "Record a whole screen: the main one, or the one of this number or name."},
+    OptionSpec{"area", Kind::value, "X,Y,W,H",
+               "Record this part of the desktop, in points from its top left corner."},
+    OptionSpec{"audio", Kind::flag, "", "Record sound alone."},
+    OptionSpec{"duration", Kind::value, "S", "Stop after this many seconds."},
+    OptionSpec{"output", Kind::value, "FILE", "Write this file, instead of one in the recordings folder."},
+    OptionSpec{"quality", Kind::value, "Q", "Picture size: native, p1080 or p720."},
+    OptionSpec{"fps", Kind::value, "N", "Frames a second: 15, 24, 30 or 60."},
+    OptionSpec{"format", Kind::value, "F", "mp4H264 or movHEVC."},
+    OptionSpec{"encoding-quality", Kind::value, "Q", "Bit rate: standard, high or maximum."},
+    OptionSpec{"system-audio", Kind::negatable, "", "What the computer plays."},
+    OptionSpec{"microphone", Kind::negatableWithValue, "ID",
+               "A microphone: the default one, or the one of this identifier."},
+    OptionSpec{"cursor", Kind::negatable, "", "The mouse pointer."},
+    OptionSpec{"countdown", Kind::negatable, "", "Count down from three first."},
+    OptionSpec{"help", Kind::flag, "", "Show this."},
+};
+
+[[noreturn]] void badValue(std::string_view option, std::string_view value, std::string_view wanted) {
+    throw UsageError(fmt::format(fmt::runtime(localized("“{}” is no value for --{}: give {}.")), value,
+                                 option, localized(wanted)));
+}
+
+std::optional<double> readNumber(std::string_view text) {
+    double number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    if (error != std::errc{} || end != text.data() + text.size() || !std::isfinite(number))
+        return std::nullopt;
+    return number;
+}
+
+std::optional<Rect> readArea(std::string_view text) {
+    std::array<double, 4> numbers{};
+    for (std::size_t i = 0; i < numbers.size(); ++i) {
+        const std::size_t comma = text.find(',');
+        if ((comma == std::string_view::npos) != (i + 1 == numbers.size())) return std::nullopt;
+        const auto number = readNumber(text.substr(0, comma));
+        if (!number) return std::nullopt;
+        numbers[i] = *number;
+        text.remove_prefix(comma == std::string_view::npos ? text.size() : comma + 1);
+    }
+    if (numbers[2] < 1 || numbers[3] < 1) return std::nullopt;
+    return Rect{numbers[0], numbers[1], numbers[2], numbers[3]};
+}
+
+/// Sets `target` to the enumeration value that an option names, if the option was given.
+template <class Enumeration>
+void readEnumeration(const ParsedOptions& parsed, std::string_view option, std::string_view wanted,
+                     Enumeration& target) {
+    const auto text = parsed.value(option);
+    if (!text) return;
+    const auto found = fromRawValue<Enumeration>(*text);
+    if (!found) badValue(option, *text, wanted);
+    target = *found;
+}
+
+void readFps(const ParsedOptions& parsed, int& fps) {
+    const auto text = parsed.value("fps");
+    if (!text) return;
+    constexpr std::array rates{15, 24, 30, 60};
+    const auto found =
+        std::find_if(rates.begin(), rates.end(), [&](int each) { return *text == std::to_string(each); });
+    if (found == rates.end()) badValue("fps", *text, "15, 24, 30 or 60");
+    fps = *found;
+}
+
+void readSwitch(const ParsedOptions& parsed, std::string_view option, bool& target) {
+    target = parsed.isOn(option).value_or(target);
+}
+
+void readSource(const ParsedOptions& parsed, std::optional<CaptureMode> storedMode, RecordRequest& request) {
+    if (parsed.has("screen") + parsed.has("area") + parsed.has("audio") > 1) {
+        throw UsageError(localized("Give only one of --screen, --area and --audio."));
+    }
+    if (const auto text = parsed.value("area")) {
+        const auto area = readArea(*text);
+        if (!area) badValue("area", *text, "X,Y,WIDTH,HEIGHT in points, the size at least 1 × 1");
+        request.mode = RecordRequest::Mode::area;
+        request.area = *area;
+    } else if (parsed.has("audio")) {
+        request.mode = RecordRequest::Mode::audio;
+    } else if (!parsed.has("screen") && storedMode == CaptureMode::audio) {
+        request.mode = RecordRequest::Mode::audio;
+    }
+    request.screen = parsed.value("screen");
+}
+
+}  // namespace
+
+std::span<const OptionSpec> recordOptionSpecs() {
+    return specs;
+}
+
+RecordRequest readRecordRequest(const ParsedOptions& parsed, const RecordingOptions& stored,
+                                std::optional<CaptureMode> storedMode) {
+    refusePositional(parsed);
+    RecordRequest request;
+    request.options = stored;
+    readSource(parsed, storedMode, request);
+
+    RecordingOptions& options = request.options;
+    readEnumeration(parsed, "quality", "native, p1080 or p720", options.quality);
+    readEnumeration(parsed, "format", "mp4H264 or movHEVC", options.format);
+    readEnumeration(parsed, "encoding-quality", "standard, high or maximum", options.encodingQuality);
+    readFps(parsed, options.fps);
+    readSwitch(parsed, "system-audio", options.captureSystemAudio);
+    readSwitch(parsed, "microphone", options.captureMicrophone);
+    readSwitch(parsed, "cursor", options.showCursor);
+    readSwitch(parsed, "countdown", options.countdown);
+    if (parsed.isOn("microphone") == true) options.microphoneID = parsed.value("microphone").value_or("");
+    request.systemAudioRequired = parsed.isOn("system-audio") == true;
+    request.microphoneRequired = parsed.isOn("microphone") == true;
+
+    if (const auto text = parsed.value("duration")) {
+        const auto seconds = readNumber(*text);
+        constexpr double longest = 30.0 * 24 * 3600;
+        if (!seconds || *seconds <= 0 || *seconds > longest)
+            badValue("duration", *text, "a number of seconds above 0");
+        request.duration = seconds;
+    }
+    if (const auto file = parsed.value("output")) {
+        if (file->empty()) badValue("output", *file, "a file name");
+        request.output = std::filesystem::absolute(*file);
+    }
+    return request;
+}
+
+SCDisplay findDisplay(const std::vector<SCDisplay>& displays, const ScreenName& wanted,
+                      std::uint32_t mainDisplayID) {
+    const auto matches = [&](const SCDisplay& each) {
+        if (!wanted) return each.displayID == mainDisplayID;
+        return *wanted == each.localizedName || *wanted == std::to_string(each.displayID);
+    };
+    const auto found = std::find_if(displays.begin(), displays.end(), matches);
+    if (found != displays.end()) return *found;
+    if (wanted) {
+        throw LocalizedError(fmt::format(
+            fmt::runtime(localized("There is no screen “{}”. “lumicrate sources” lists the screens.")),
+            *wanted));
+    }
+    if (displays.empty()) throw LocalizedError(localized("No display is available to record."));
+    return displays.front();
+}
+
+PlacedArea placeArea(const std::vector<SCDisplay>& displays, const Rect& area) {
+    const auto overlap = [&](const SCDisplay& display) { return display.frame.intersection(area).area(); };
+    const auto most =
+        std::max_element(displays.begin(), displays.end(),
+                         [&](const SCDisplay& a, const SCDisplay& b) { return overlap(a) < overlap(b); });
+    if (most == displays.end()) throw LocalizedError(localized("No display is available to record."));
+    const Rect visible = most->frame.intersection(area);
+    if (visible.width < 1 || visible.height < 1)
+        throw LocalizedError(localized("The area lies off the screen."));
+    return {most->displayID, visible.offsetBy(-most->frame.x, -most->frame.y)};
+}
+
+}  // namespace lumicrate::app

@@ -1,0 +1,81 @@
+#include "App/CommandLine/StatusLine.h"
+
+#include "Support/Text.h"
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <array>
+#include <cmath>
+#include <cstdio>
+
+namespace lumicrate::app {
+
+namespace {
+
+std::string meter(float level) {
+    constexpr int bars = 8;
+    const int lit = static_cast<int>(std::lround(level * bars));
+    std::string text;
+    for (int i = 0; i < bars; ++i)
+        text += i < lit ? "▮" : "▯";
+    return text;
+}
+
+}  // namespace
+
+std::string formatByteCount(std::uintmax_t bytes) {
+    constexpr std::array units{"kB", "MB", "GB"};
+    double amount = static_cast<double>(bytes) / 1000;
+    std::size_t unit = 0;
+    while (amount >= 1000 && unit + 1 < units.size()) {
+        amount /= 1000;
+        ++unit;
+    }
+    return unit == 0 ? fmt::format("{:.0f} {}", amount, units[unit])
+                     : fmt::format("{:.1f} {}", amount, units[unit]);
+}
+
+std::string statusText(const RecordingStatus& status) {
+    switch (status.phase) {
+        case RecordingStatus::Phase::countingDown:
+            return fmt::format(fmt::runtime(localized("Recording starts in {}…")), status.countdown);
+        case RecordingStatus::Phase::saving:
+            return localized("Saving…");
+        case RecordingStatus::Phase::paused:
+        case RecordingStatus::Phase::recording:
+            break;
+    }
+    const bool paused = status.phase == RecordingStatus::Phase::paused;
+    std::string text = fmt::format("{} {}   {}", paused ? "❚❚" : "●", formatElapsed(status.elapsed),
+                                   formatByteCount(status.bytes));
+    if (status.microphoneLevel) {
+        text += fmt::format("   {} {}", localized("mic"), meter(paused ? 0 : *status.microphoneLevel));
+    }
+    if (paused) text += "   " + localized("paused");
+    return text;
+}
+
+StatusLine::StatusLine() : terminal_(isatty(STDERR_FILENO) == 1) {}
+
+StatusLine::~StatusLine() {
+    clear();
+}
+
+void StatusLine::show(const RecordingStatus& status) {
+    if (!terminal_) return;
+    const std::string text = statusText(status);
+    if (text == shown_) return;
+    fmt::print(stderr, "\r\033[K{}", text);
+    std::fflush(stderr);
+    shown_ = text;
+}
+
+void StatusLine::clear() {
+    if (shown_.empty()) return;
+    fmt::print(stderr, "\r\033[K");
+    std::fflush(stderr);
+    shown_.clear();
+}
+
+}  // namespace lumicrate::app

@@ -1,0 +1,33 @@
+// QtExecutor: the Qt event loop as the recorder's main thread.
+#pragma once
+
+#include "Support/Executor.h"
+
+#include <QObject>
+#include <memory>
+#include <unordered_map>
+
+class QTimer;
+
+namespace lumicrate::app {
+
+/// Lives on the thread that makes it, beside a running QCoreApplication.
+class QtExecutor final : public Executor {
+ public:
+    QtExecutor();
+    ~QtExecutor() override;
+    QtExecutor(const QtExecutor&) = delete;
+    QtExecutor& operator=(const QtExecutor&) = delete;
+
+    std::chrono::nanoseconds now() const override;
+    void post(Work work) override;
+    TimerId after(std::chrono::nanoseconds delay, Work work) override;
+    void cancel(TimerId timer) override;
+
+ private:
+    QObject receiver_;
+    std::unordered_map<TimerId, std::unique_ptr<QTimer>> timers_;
+    TimerId lastTimer_ = 0;
+};
+
+}  // namespace lumicrate::app

@@ -1,0 +1,24 @@
+#include "App/Services.h"
+
+#include "Linux/Media/AssetWriter.h"
+#include "Support/SerialQueue.h"
+
+#include <memory>
+
+namespace lumicrate::app {
+
+Services::Services()
+    : hotKeys(keys),
+      folder(files, calendar),
+      recorder({executor, defaults, process, screens, notifications, capture, devices, hotKeys, folder,
+                movieServices(),
+                /*mixing=*/nullptr, /*overlays=*/{}}) {
+    RecordingOptions::registerDefaults(defaults);
+}
+
+MovieWriter::Services Services::movieServices() {
+    return {media::makeAssetWriter, clock,
+            [](const std::string& label) { return std::make_unique<SerialQueue>(label); }, files};
+}
+
+}  // namespace lumicrate::app
