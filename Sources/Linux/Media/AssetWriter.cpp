@@ -1,0 +1,141 @@
+#include "Linux/Media/AssetWriter.h"
+
+#include "Linux/Media/AudioTrack.h"
+#include "Linux/Media/VideoTrack.h"
+#include "Support/Error.h"
+
+#include <latch>
+#include <utility>
+#include <variant>
+
+namespace lumicrate::media {
+
+namespace {
+
+constexpr int kLeastSide = 2;
+constexpr int kGreatestSide = 16384;
+
+bool isPictureSide(int pixels) {
+    return pixels >= kLeastSide && pixels <= kGreatestSide;
+}
+
+std::unique_ptr<TrackEncoder> makeEncoder(const AVOutputSettings& settings) {
+    if (const auto* video = std::get_if<AVVideoOutputSettings>(&settings))
+        return std::make_unique<VideoTrack>(*video);
+    return std::make_unique<AudioTrack>(std::get<AVAudioOutputSettings>(settings));
+}
+
+}  // namespace
+
+std::unique_ptr<AVAssetWriter> makeAssetWriter(const std::filesystem::path& url, AVFileType fileType) {
+    return std::make_unique<AssetWriter>(url, fileType);
+}
+
+AssetWriter::AssetWriter(const std::filesystem::path& url, AVFileType fileType)
+    : url_(url), fileType_(fileType), file_(std::make_unique<MovieFile>(url, fileType)) {}
+
+AssetWriter::~AssetWriter() {
+    // The completion itself may be what lets go of the writer; its thread then ends by itself right after.
+    if (finisher_.get_id() == std::this_thread::get_id()) {
+        finisher_.detach();
+    } else if (finisher_.joinable()) {
+        finisher_.join();
+    }
+    discard();
+}
+
+void AssetWriter::setShouldOptimizeForNetworkUse(bool indexInFront) {
+    if (file_) file_->setIndexInFront(indexInFront);
+}
+
+bool AssetWriter::canAddInput(const AVOutputSettings& settings) const {
+    if (status() != AVAssetWriterStatus::unknown) return false;
+    if (const auto* video = std::get_if<AVVideoOutputSettings>(&settings)) return canAdd(*video);
+    return canAdd(std::get<AVAudioOutputSettings>(settings));
+}
+
+bool AssetWriter::canAdd(const AVVideoOutputSettings& settings) const {
+    return fileType_ != AVFileType::appleM4A && !hasVideo_ && settings.codec == AVVideoCodecType::h264 &&
+           isPictureSide(settings.width) && isPictureSide(settings.height) &&
+           settings.compression.averageBitRate > 0 && settings.compression.expectedSourceFrameRate > 0;
+}
+
+bool AssetWriter::canAdd(const AVAudioOutputSettings& settings) {
+    return settings.formatID == kAudioFormatMPEG4AAC && settings.sampleRate == 48000 &&
+           (settings.numberOfChannels == 1 || settings.numberOfChannels == 2) && settings.encoderBitRate > 0;
+}
+
+AVAssetWriterInput& AssetWriter::addInput(const AVOutputSettings& settings) {
+    if (!canAddInput(settings)) throw PlatformError(localized("The movie file can’t hold such a track."));
+    hasVideo_ = hasVideo_ || std::holds_alternative<AVVideoOutputSettings>(settings);
+    inputs_.push_back(std::make_unique<AssetWriterInput>(state_, makeEncoder(settings)));
+    return *inputs_.back();
+}
+
+bool AssetWriter::startWriting() {
+    if (status() != AVAssetWriterStatus::unknown) return false;
+    try {
+        for (const auto& input : inputs_)
+            input->encoder().open(*file_);
+        file_->begin();
+    } catch (...) {
+        state_.fail(std::current_exception());
+        return false;
+    }
+    if (!state_.advance(AVAssetWriterStatus::unknown, AVAssetWriterStatus::writing)) return false;
+    for (const auto& input : inputs_)
+        input->start();
+    return true;
+}
+
+void AssetWriter::startSessionAtSourceTime(CMTime start) {
+    state_.startSession(start);
+}
+
+void AssetWriter::finishWriting(std::function<void()> completion) {
+    if (finisher_.joinable()) return;
+    for (const auto& input : inputs_)
+        input->markAsFinished();
+    // The completion may destroy the writer, and with it this thread's handle: not before that is in place.
+    const auto placed = std::make_shared<std::latch>(1);
+    finisher_ = std::thread([this, placed, completed = std::move(completion)] {
+        placed->wait();
+        complete();
+        completed();
+    });
+    placed->count_down();
+}
+
+/// On the finisher's thread.
+void AssetWriter::complete() {
+    for (const auto& input : inputs_)
+        input->drain();
+    if (!state_.isWriting()) return;
+    try {
+        const CMTime start = state_.sessionStart().value_or(CMTime::zero());
+        std::optional<CMTime> end;
+        for (const auto& input : inputs_) {
+            if (!end) end = input->encoder().decidedEnd();
+        }
+        for (const auto& input : inputs_)
+            input->encoder().finish(start, end);
+        file_->finish();
+        state_.advance(AVAssetWriterStatus::writing, AVAssetWriterStatus::completed);
+    } catch (...) {
+        state_.fail(std::current_exception());
+    }
+}
+
+void AssetWriter::cancelWriting() {
+    if (finisher_.joinable()) return;
+    if (state_.advance(AVAssetWriterStatus::writing, AVAssetWriterStatus::cancelled)) discard();
+}
+
+/// Ends the inputs' threads and lets go of the file, which deletes it unless it is complete.
+void AssetWriter::discard() {
+    for (const auto& input : inputs_)
+        input->abandon();
+    file_.reset();
+}
+
+}  // namespace lumicrate::media

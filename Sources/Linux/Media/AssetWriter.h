@@ -1,0 +1,53 @@
+// AssetWriter: movie writing with x264, FFmpeg's AAC and its MPEG-4 muxer.
+#pragma once
+
+#include "Linux/Media/AssetWriterInput.h"
+#include "Linux/Media/MovieFile.h"
+#include "Platform/AVAssetWriter.h"
+
+#include <memory>
+#include <thread>
+#include <vector>
+
+namespace lumicrate::media {
+
+/// Makes the writer of one file, which it creates; throws PlatformError when that cannot be, also when
+/// something of this name exists.
+std::unique_ptr<AVAssetWriter> makeAssetWriter(const std::filesystem::path& url, AVFileType fileType);
+
+/// Each track is encoded on a thread of its own. Destroying the writer before the file is complete deletes
+/// the file; while it is being completed, it waits for that.
+class AssetWriter final : public AVAssetWriter {
+ public:
+    AssetWriter(const std::filesystem::path& url, AVFileType fileType);
+    ~AssetWriter() override;
+    AssetWriter(const AssetWriter&) = delete;
+    AssetWriter& operator=(const AssetWriter&) = delete;
+
+    void setShouldOptimizeForNetworkUse(bool indexInFront) override;
+    bool canAddInput(const AVOutputSettings& settings) const override;
+    AVAssetWriterInput& addInput(const AVOutputSettings& settings) override;
+    bool startWriting() override;
+    void startSessionAtSourceTime(CMTime start) override;
+    AVAssetWriterStatus status() const override { return state_.status(); }
+    std::exception_ptr error() const override { return state_.error(); }
+    void finishWriting(std::function<void()> completion) override;
+    void cancelWriting() override;
+    std::filesystem::path outputURL() const override { return url_; }
+
+ private:
+    bool canAdd(const AVVideoOutputSettings& settings) const;
+    static bool canAdd(const AVAudioOutputSettings& settings);
+    void complete();
+    void discard();
+
+    std::filesystem::path url_;
+    AVFileType fileType_;
+    WritingState state_;
+    bool hasVideo_ = false;
+    std::unique_ptr<MovieFile> file_;
+    std::vector<std::unique_ptr<AssetWriterInput>> inputs_;
+    std::thread finisher_;
+};
+
+}  // namespace lumicrate::media

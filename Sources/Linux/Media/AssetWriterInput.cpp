@@ -1,0 +1,127 @@
+#include "Linux/Media/AssetWriterInput.h"
+
+#include <utility>
+
+namespace lumicrate::media {
+
+std::exception_ptr WritingState::error() const {
+    const std::lock_guard lock(mutex_);
+    return error_;
+}
+
+bool WritingState::advance(AVAssetWriterStatus from, AVAssetWriterStatus to) {
+    const std::lock_guard lock(mutex_);
+    if (status() != from) return false;
+    status_.store(to, std::memory_order_release);
+    return true;
+}
+
+void WritingState::fail(std::exception_ptr error) {
+    const std::lock_guard lock(mutex_);
+    const AVAssetWriterStatus before = status();
+    if (before != AVAssetWriterStatus::unknown && before != AVAssetWriterStatus::writing) return;
+    error_ = std::move(error);
+    status_.store(AVAssetWriterStatus::failed, std::memory_order_release);
+}
+
+void WritingState::startSession(CMTime start) {
+    const std::lock_guard lock(mutex_);
+    sessionStart_ = start;
+}
+
+std::optional<CMTime> WritingState::sessionStart() const {
+    const std::lock_guard lock(mutex_);
+    return sessionStart_;
+}
+
+AssetWriterInput::AssetWriterInput(WritingState& state, std::unique_ptr<TrackEncoder> encoder)
+    : state_(state), encoder_(std::move(encoder)) {}
+
+AssetWriterInput::~AssetWriterInput() {
+    abandon();
+}
+
+bool AssetWriterInput::isReadyForMoreMediaData() const {
+    const std::lock_guard lock(mutex_);
+    // A sample may be longer than the room; it then finds it empty.
+    constexpr double kRounding = 1e-6;
+    return state_.isWriting() && !finished_ && roomTaken_ < 1 - kRounding;
+}
+
+bool AssetWriterInput::appendSampleBuffer(const CMSampleBuffer& sample) {
+    if (!state_.isWriting() || !state_.sessionStart()) return false;
+    if (!isReadyForMoreMediaData()) return true;
+    const std::lock_guard lock(mutex_);
+    if (finished_) return false;
+    waiting_.push_back(sample);
+    roomTaken_ += encoder_->roomFor(sample);
+    changed_.notify_one();
+    return true;
+}
+
+void AssetWriterInput::markAsFinished() {
+    const std::lock_guard lock(mutex_);
+    finished_ = true;
+    changed_.notify_one();
+}
+
+void AssetWriterInput::start() {
+    thread_ = std::thread([this] { run(); });
+}
+
+void AssetWriterInput::drain() {
+    markAsFinished();
+    join();
+}
+
+void AssetWriterInput::abandon() {
+    {
+        const std::lock_guard lock(mutex_);
+        waiting_.clear();
+        roomTaken_ = 0;
+        finished_ = true;
+        changed_.notify_one();
+    }
+    join();
+}
+
+void AssetWriterInput::join() {
+    if (thread_.joinable()) thread_.join();
+}
+
+std::optional<CMSampleBuffer> AssetWriterInput::next(bool& resting) {
+    std::unique_lock lock(mutex_);
+    const auto somethingToDo = [this] { return !waiting_.empty() || finished_; };
+    const auto patience = realTime_ && state_.isWriting() ? encoder_->restsAfter() : std::nullopt;
+    if (patience) {
+        resting = !changed_.wait_for(lock, *patience, somethingToDo);
+    } else {
+        changed_.wait(lock, somethingToDo);
+    }
+    if (waiting_.empty()) return std::nullopt;
+    CMSampleBuffer sample = std::move(waiting_.front());
+    waiting_.pop_front();
+    roomTaken_ = waiting_.empty() ? 0 : roomTaken_ - encoder_->roomFor(sample);
+    return sample;
+}
+
+void AssetWriterInput::run() {
+    for (;;) {
+        bool resting = false;
+        const std::optional<CMSampleBuffer> sample = next(resting);
+        if (!sample && !resting) return;
+        // After a failure samples are taken and dropped, so that nobody waits for room.
+        if (!state_.isWriting()) continue;
+        try {
+            if (sample) {
+                encoder_->encode(*sample, state_.sessionStart().value());
+            } else {
+                encoder_->rest();
+            }
+        } catch (...) {
+            state_.fail(std::current_exception());
+        }
+    }
+}
+
+}  // namespace lumicrate::media

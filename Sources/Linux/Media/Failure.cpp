@@ -1,0 +1,25 @@
+#include "Linux/Media/Failure.h"
+
+#include "Support/Error.h"
+
+#include <array>
+#include <string>
+
+extern "C" {
+#include <libavutil/error.h>
+}
+
+namespace lumicrate::media {
+
+void failWithCode(std::string_view sentence, int error) {
+    std::array<char, AV_ERROR_MAX_STRING_SIZE> reason{};
+    av_strerror(error, reason.data(), reason.size());
+    throw PlatformError(localized(sentence) + ": " + reason.data() + ".", AVUNERROR(error));
+}
+
+int checked(int result, std::string_view sentence) {
+    if (result < 0) failWithCode(sentence, result);
+    return result;
+}
+
+}  // namespace lumicrate::media

@@ -1,0 +1,78 @@
+#include "Linux/Media/VideoTrack.h"
+
+#include <algorithm>
+
+namespace lumicrate::media {
+
+namespace {
+
+/// Pictures that may wait. Each holds one of capture's buffers.
+constexpr double kWaitingPictures = 6;
+/// A movie ends this long after its last picture begins, unless that says how long it lasts: in ticks, 1 ms.
+constexpr std::int64_t kLastDuration = videoTimescale / 1000;
+/// The screen is at rest when no picture came for so long.
+constexpr std::chrono::milliseconds kRest{200};
+constexpr int kMostRefinements = 3;
+
+}  // namespace
+
+VideoTrack::VideoTrack(const AVVideoOutputSettings& settings)
+    : settings_{settings.width, settings.height, settings.compression.averageBitRate,
+                settings.compression.expectedSourceFrameRate, settings.compression.maxKeyFrameInterval} {}
+
+void VideoTrack::open(MovieFile& file) {
+    encoder_ = std::make_unique<H264Encoder>(settings_);
+    file_ = &file;
+    track_ = file.addVideoTrack(
+        {encoder_->codedWidth(), encoder_->codedHeight(), videoTimescale, encoder_->extradata()});
+}
+
+void VideoTrack::encode(const CMSampleBuffer& sample, CMTime sessionStart) {
+    if (!sample.imageBuffer) return;
+    const CMTime since = sample.presentationTimeStamp() - sessionStart;
+    if (since < CMTime::zero()) return;
+    std::int64_t time = since.converted(videoTimescale);
+    // Two stamps may fall into one tick.
+    if (lastTime_) time = std::max(time, *lastTime_ + 1);
+    const bool lasts = sample.timing.duration.isValid() && sample.timing.duration > CMTime::zero();
+    const std::int64_t duration = lasts ? sample.timing.duration.converted(videoTimescale) : kLastDuration;
+    end_ = time + std::max<std::int64_t>(duration, 1);
+    write(encoder_->encode(*sample.imageBuffer, time, sample.frameInfo), time);
+    coarse_ = encoder_->isCoarse() ? sample.imageBuffer : nullptr;
+    refinements_ = 0;
+}
+
+std::optional<std::chrono::milliseconds> VideoTrack::restsAfter() const {
+    if (!coarse_) return std::nullopt;
+    return kRest;
+}
+
+void VideoTrack::rest() {
+    ++refinements_;
+    const double rested = std::chrono::duration<double>(kRest).count() * refinements_;
+    const std::int64_t time = *lastTime_ + 1;
+    end_ = std::max(end_, time + 1);
+    write(encoder_->refine(*coarse_, time, rested), time);
+    if (refinements_ >= kMostRefinements || !encoder_->isCoarse()) coarse_.reset();
+}
+
+/// Nothing is held back, so nothing is left.
+void VideoTrack::finish(CMTime /*sessionStart*/, std::optional<CMTime> /*movieEnd*/) {
+    coarse_.reset();
+}
+
+std::optional<CMTime> VideoTrack::decidedEnd() const {
+    if (!lastTime_) return std::nullopt;
+    return CMTime(end_, videoTimescale);
+}
+
+double VideoTrack::roomFor(const CMSampleBuffer& /*sample*/) const {
+    return 1 / kWaitingPictures;
+}
+
+void VideoTrack::write(const EncodedPicture& picture, std::int64_t time) {
+    file_->write(track_, {picture.data, time, end_ - time, picture.key});
+    lastTime_ = time;
+}
+
+}  // namespace lumicrate::media

@@ -1,0 +1,41 @@
+// VideoTrack: pictures into a movie's video track.
+#pragma once
+
+#include "Linux/Media/H264Encoder.h"
+#include "Linux/Media/TrackEncoder.h"
+
+#include <memory>
+
+namespace lumicrate::media {
+
+/// When the ceiling made a picture coarse and the screen then comes to rest, the picture is encoded once or a
+/// few times more, stamped right after itself, until it is crisp.
+class VideoTrack final : public TrackEncoder {
+ public:
+    explicit VideoTrack(const AVVideoOutputSettings& settings);
+
+    void open(MovieFile& file) override;
+    void encode(const CMSampleBuffer& sample, CMTime sessionStart) override;
+    std::optional<std::chrono::milliseconds> restsAfter() const override;
+    void rest() override;
+    void finish(CMTime sessionStart, std::optional<CMTime> movieEnd) override;
+    std::optional<CMTime> decidedEnd() const override;
+    double roomFor(const CMSampleBuffer& sample) const override;
+
+ private:
+    void write(const EncodedPicture& picture, std::int64_t time);
+
+    H264Encoder::Settings settings_;
+    std::unique_ptr<H264Encoder> encoder_;
+    MovieFile* file_ = nullptr;
+    int track_ = 0;
+    /// Of the last sample written; ticks.
+    std::optional<std::int64_t> lastTime_;
+    /// Where the last sample ends; ticks.
+    std::int64_t end_ = 0;
+    /// The last picture while it is coarse, so that it can be encoded again.
+    std::shared_ptr<const CVPixelBuffer> coarse_;
+    int refinements_ = 0;
+};
+
+}  // namespace lumicrate::media

@@ -1,0 +1,179 @@
+#include "Linux/PipeWire/AudioStream.h"
+
+#include "Support/Error.h"
+
+#include <spa/param/audio/format-utils.h>
+#include <spa/pod/builder.h>
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+namespace lumicrate::pipewire {
+
+namespace {
+
+constexpr std::chrono::milliseconds startPatience{1000};
+constexpr std::chrono::milliseconds endPatience{100};
+/// How often the buffers are looked through again because new sound arrived meanwhile.
+constexpr int greatestAttempts = 4;
+
+pw_properties* propertiesOf(const AudioStream::Format& format) {
+    pw_properties* properties = pw_properties_new(
+        PW_KEY_MEDIA_TYPE, "Audio", PW_KEY_MEDIA_CATEGORY, "Capture", PW_KEY_APP_NAME, "Lumicrate",
+        // Short enough that little is missing when a recording ends, long enough not to wake the machine often.
+        PW_KEY_NODE_LATENCY, "1024/48000",
+        // The same sound in two channels keeps its level in one, instead of clipping.
+        "channelmix.normalize", "true", nullptr);
+    // Session managers remember volume and device of a stream by its media.role, which all applications share, or
+    // else by its application.id. Without a role, and with an id for each of the two, nobody else's settings are
+    // taken over and a microphone never becomes the system's sound.
+    if (format.fromOutput) {
+        pw_properties_set(properties, PW_KEY_NODE_NAME, "lumicrate-system-sound");
+        pw_properties_set(properties, PW_KEY_APP_ID, "lumicrate.system-sound");
+        pw_properties_set(properties, PW_KEY_STREAM_CAPTURE_SINK, "true");
+    } else {
+        pw_properties_set(properties, PW_KEY_NODE_NAME, "lumicrate-microphone");
+        pw_properties_set(properties, PW_KEY_APP_ID, "lumicrate.microphone");
+    }
+    if (format.device) pw_properties_set(properties, PW_KEY_TARGET_OBJECT, format.device->c_str());
+    return properties;
+}
+
+spa_audio_info_raw audioInfo(int channels) {
+    spa_audio_info_raw info{};
+    info.format = SPA_AUDIO_FORMAT_F32;
+    info.rate = AudioStream::sampleRate;
+    info.channels = static_cast<std::uint32_t>(channels);
+    if (channels == 1) {
+        info.position[0] = SPA_AUDIO_CHANNEL_MONO;
+    } else {
+        info.position[0] = SPA_AUDIO_CHANNEL_FL;
+        info.position[1] = SPA_AUDIO_CHANNEL_FR;
+    }
+    return info;
+}
+
+std::chrono::nanoseconds durationOf(std::int64_t units, std::int64_t perSecond) {
+    return std::chrono::nanoseconds(units * 1'000'000'000 / perSecond);
+}
+
+}  // namespace
+
+const pw_stream_events AudioStream::events = [] {
+    pw_stream_events handlers{};
+    handlers.version = PW_VERSION_STREAM_EVENTS;
+    handlers.state_changed = &AudioStream::onStateChanged;
+    handlers.process = &AudioStream::onProcess;
+    return handlers;
+}();
+
+AudioStream::AudioStream(std::unique_ptr<Session> session, const Format& format,
+                         SampleSource::SampleHandler onSample)
+    : format_(format), onSample_(std::move(onSample)), session_(std::move(session)) {
+    const Session::Lock lock(*session_);
+    try {
+        connect();
+    } catch (...) {
+        stream_.reset();
+        throw;
+    }
+    session_->await([&] { return isStreaming() || state_ == PW_STREAM_STATE_ERROR; }, startPatience);
+}
+
+void AudioStream::connect() {
+    const char* name = format_.fromOutput ? "System sound" : "Microphone";
+    stream_.reset(pw_stream_new(session_->core(), name, propertiesOf(format_)));
+    std::array<std::byte, 1024> memory{};
+    spa_pod_builder builder{};
+    spa_pod_builder_init(&builder, memory.data(), memory.size());
+    spa_audio_info_raw info = audioInfo(format_.channels);
+    const spa_pod* parameters[] = {spa_format_audio_raw_build(&builder, SPA_PARAM_EnumFormat, &info)};
+    // The callbacks come on the session's thread, not on the server's real-time one: they allocate.
+    constexpr auto flags =
+        static_cast<pw_stream_flags>(PW_STREAM_FLAG_AUTOCONNECT | PW_STREAM_FLAG_MAP_BUFFERS);
+    if (stream_) pw_stream_add_listener(stream_.get(), &listener_, &events, this);
+    if (!stream_ || pw_stream_connect(stream_.get(), PW_DIRECTION_INPUT, PW_ID_ANY, flags, parameters, 1) < 0)
+        throw PlatformError(localized("The sound server refuses to be recorded."));
+}
+
+AudioStream::~AudioStream() {
+    const Session::Lock lock(*session_);
+    const Nanoseconds end = HostClock::now();
+    session_->await([&] { return deliveredUntil_ >= end || !isStreaming(); }, endPatience);
+    stream_.reset();
+}
+
+void AudioStream::onStateChanged(void* self, pw_stream_state /*old*/, pw_stream_state state,
+                                 const char* /*error*/) {
+    auto& stream = *static_cast<AudioStream*>(self);
+    stream.state_ = state;
+    stream.session_->signal();
+}
+
+void AudioStream::onProcess(void* self) {
+    static_cast<AudioStream*>(self)->deliver();
+}
+
+void AudioStream::deliver() {
+    // The times told belong to the newest buffer only if no further one arrives between looking at both.
+    pw_time time{};
+    pw_time timeAfter{};
+    pw_stream_get_time_n(stream_.get(), &timeAfter, sizeof timeAfter);
+    for (int attempt = 0; attempt < greatestAttempts; ++attempt) {
+        time = timeAfter;
+        takeBuffers();
+        pw_stream_get_time_n(stream_.get(), &timeAfter, sizeof timeAfter);
+        if (timeAfter.ticks == time.ticks) break;
+    }
+    if (taken_.empty()) return;
+
+    const std::int64_t frames = framesIn(taken_.size());
+    const std::int64_t older = frames - framesIn(newestBufferSize_);
+    const Nanoseconds reported = reportedTime(time) - durationOf(older, sampleRate);
+    const auto audio = std::make_shared<AudioBufferList>();
+    audio->description = {sampleRate, format_.channels, AudioSampleFormat::float32};
+    audio->buffers.push_back(std::exchange(taken_, {}));
+    const auto stamp = smoother_.stamp(reported, frames);
+    if (!stamp) return;
+
+    CMSampleBuffer sample;
+    sample.timing.duration = CMTime(1, sampleRate);
+    sample.timing.presentationTimeStamp = CMTime::from(*stamp);
+    sample.audio = audio;
+    onSample_(sample);
+    deliveredUntil_ = *stamp + durationOf(frames, sampleRate);
+    session_->signal();
+}
+
+void AudioStream::takeBuffers() {
+    while (pw_buffer* buffer = pw_stream_dequeue_buffer(stream_.get())) {
+        const spa_data& data = buffer->buffer->datas[0];
+        if (buffer->buffer->n_datas > 0 && data.data && data.chunk) {
+            const std::size_t offset = std::min(data.chunk->offset, data.maxsize);
+            const std::size_t size = std::min<std::size_t>(data.chunk->size, data.maxsize - offset);
+            const auto* begin = static_cast<const std::byte*>(data.data) + offset;
+            newestBufferSize_ = size - size % frameSize();
+            taken_.insert(taken_.end(), begin, begin + newestBufferSize_);
+        }
+        pw_stream_queue_buffer(stream_.get(), buffer);
+    }
+}
+
+/// When the first frame of the newest buffer was heard, or will be.
+AudioStream::Nanoseconds AudioStream::reportedTime(const pw_time& time) const {
+    // One cycle of the server brings one buffer.
+    const Nanoseconds cycle = durationOf(framesIn(newestBufferSize_), sampleRate);
+    if (time.now == 0 || time.rate.denom == 0) return HostClock::now() - cycle;
+    const Nanoseconds delay = durationOf(time.delay * time.rate.num, time.rate.denom);
+    const Nanoseconds inConverter = durationOf(static_cast<std::int64_t>(time.buffered), sampleRate);
+    const Nanoseconds caught = Nanoseconds(time.now) - inConverter;
+    // A monitor shows what its output took in the cycle before, and its delay is the output's: how long from
+    // there until it is heard.
+    if (format_.fromOutput) return caught - cycle + delay;
+    // A microphone's delay is how long its sound was under way. Virtual ones leave out that the first frame of a
+    // buffer can only have been heard a whole buffer ago.
+    return caught - std::max(delay, cycle);
+}
+
+}  // namespace lumicrate::pipewire

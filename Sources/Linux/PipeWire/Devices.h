@@ -1,0 +1,33 @@
+// Devices: the microphones and cameras that the sound server knows, and whether there is sound to record.
+#pragma once
+
+#include "Linux/PipeWire/Graph.h"
+#include "Platform/AVCaptureDevice.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace lumicrate::pipewire {
+
+/// Every question is put to the server afresh, over a connection of its own: that takes some milliseconds, and
+/// nothing has to be kept in step with a server that comes and goes. Without a server the answers are empty;
+/// one that hangs costs two seconds. Any thread.
+class Devices final : public AVCaptureDevices {
+ public:
+    /// The default one first, the others by name. Ids are node names, which outlast a restart.
+    std::vector<CaptureDevice> microphones() const override;
+    /// By name.
+    std::vector<CaptureDevice> cameras() const override;
+
+    /// The id of the microphone that is used when none is chosen.
+    std::optional<std::string> defaultMicrophone() const;
+    bool soundServerReachable() const;
+    /// Whether there is an output whose sound could be recorded.
+    bool hasSystemSound() const;
+
+    /// All of that in one question; nothing when no server can be reached.
+    std::optional<Graph> snapshot() const;
+};
+
+}  // namespace lumicrate::pipewire

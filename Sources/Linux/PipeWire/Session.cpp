@@ -1,0 +1,67 @@
+#include "Linux/PipeWire/Session.h"
+
+#include "Support/Error.h"
+
+#include <cerrno>
+#include <mutex>
+
+namespace lumicrate::pipewire {
+
+namespace {
+
+[[noreturn]] void failUnreachable() {
+    throw PlatformError(localized("No sound server can be reached."));
+}
+
+void initializeLibrary() {
+    static std::once_flag once;
+    std::call_once(once, [] { pw_init(nullptr, nullptr); });
+}
+
+}  // namespace
+
+const pw_core_events Session::events = [] {
+    pw_core_events handlers{};
+    handlers.version = PW_VERSION_CORE_EVENTS;
+    handlers.done = &Session::onDone;
+    handlers.error = &Session::onError;
+    return handlers;
+}();
+
+Session::Session() {
+    initializeLibrary();
+    loop_.reset(pw_thread_loop_new("lumicrate-sound", nullptr));
+    if (!loop_) failUnreachable();
+    context_.reset(pw_context_new(pw_thread_loop_get_loop(loop_.get()), nullptr, 0));
+    if (!context_) failUnreachable();
+    core_.reset(pw_context_connect(
+        context_.get(), pw_properties_new(PW_KEY_APP_NAME, "Lumicrate", nullptr), 0));
+    if (!core_) failUnreachable();
+    pw_core_add_listener(core_.get(), &listener_, &events, this);
+    if (!thread_.start(loop_.get())) failUnreachable();
+    // A socket also takes a connection when the server behind it hangs: only an answer proves that it lives.
+    const Lock lock(*this);
+    if (!roundTrip(answerPatience)) failUnreachable();
+}
+
+bool Session::roundTrip(Deadline patience) {
+    const int sequence = pw_core_sync(core_.get(), PW_ID_CORE, 0);
+    return await([&] { return lastDone_ == sequence; }, patience);
+}
+
+void Session::onDone(void* self, std::uint32_t id, int sequence) {
+    auto& session = *static_cast<Session*>(self);
+    if (id != PW_ID_CORE) return;
+    session.lastDone_ = sequence;
+    session.signal();
+}
+
+void Session::onError(void* self, std::uint32_t id, int /*sequence*/, int result, const char* /*message*/) {
+    auto& session = *static_cast<Session*>(self);
+    // Other errors concern one object or one request; this one, the connection.
+    if (id != PW_ID_CORE || result != -EPIPE) return;
+    session.alive_ = false;
+    session.signal();
+}
+
+}  // namespace lumicrate::pipewire

@@ -1,0 +1,44 @@
+#include "Linux/X11/DamageTracker.h"
+
+namespace lumicrate::x11 {
+
+DamageTracker::DamageTracker(const Connection& connection)
+    : connection_(connection),
+      notifyEvent_(static_cast<std::uint8_t>(connection.extension(xcb_damage_id, "DAMAGE").first_event +
+                                             XCB_DAMAGE_NOTIFY)),
+      damage_(connection.generateId()),
+      region_(connection.generateId()) {
+    connection.extension(xcb_xfixes_id, "XFIXES");
+    // Until a client has named the version that it speaks, the server refuses everything else.
+    connection.await(xcb_damage_query_version_reply, xcb_damage_query_version(connection.get(), 1, 1));
+    connection.await(xcb_xfixes_query_version_reply, xcb_xfixes_query_version(connection.get(), 4, 0));
+    const auto made = xcb_damage_create_checked(connection.get(), damage_, connection.root(),
+                                                XCB_DAMAGE_REPORT_LEVEL_NON_EMPTY);
+    if (!connection.succeeds(made)) Connection::throwRefused();
+    xcb_xfixes_create_region(connection.get(), region_, 0, nullptr);
+}
+
+DamageTracker::~DamageTracker() {
+    xcb_xfixes_destroy_region(connection_.get(), region_);
+    xcb_damage_destroy(connection_.get(), damage_);
+}
+
+bool DamageTracker::hears(const xcb_generic_event_t& event) const {
+    return (event.response_type & 0x7f) == notifyEvent_;
+}
+
+void DamageTracker::request() {
+    xcb_damage_subtract(connection_.get(), damage_, XCB_NONE, region_);
+    pending_ = xcb_xfixes_fetch_region(connection_.get(), region_);
+}
+
+std::vector<PixelRect> DamageTracker::collect() {
+    const auto reply = connection_.await(xcb_xfixes_fetch_region_reply, pending_);
+    const xcb_rectangle_t* const rects = xcb_xfixes_fetch_region_rectangles(reply.get());
+    std::vector<PixelRect> damage;
+    for (int i = 0; i < xcb_xfixes_fetch_region_rectangles_length(reply.get()); ++i)
+        damage.push_back({rects[i].x, rects[i].y, rects[i].width, rects[i].height});
+    return damage;
+}
+
+}  // namespace lumicrate::x11

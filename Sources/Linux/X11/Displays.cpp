@@ -1,0 +1,40 @@
+#include "Linux/X11/Displays.h"
+
+#include "Linux/X11/Monitors.h"
+
+#include <algorithm>
+
+namespace lumicrate::x11 {
+
+namespace {
+
+Rect pointsFromPixels(const PixelRect& pixels, double scale) {
+    return Rect{double(pixels.x), double(pixels.y), double(pixels.width), double(pixels.height)}.scaledBy(
+        1 / scale);
+}
+
+}  // namespace
+
+Displays::Displays(const std::string& displayName, double scale) : connection_(displayName), scale_(scale) {}
+
+std::vector<SCDisplay> Displays::displays() const {
+    std::vector<SCDisplay> displays;
+    for (const Monitor& monitor : readMonitors(connection_)) {
+        displays.push_back({monitor.id, pointsFromPixels(monitor.frame, scale_), scale_, monitor.name});
+    }
+    return displays;
+}
+
+std::uint32_t Displays::mainDisplayID() const {
+    const std::vector<Monitor> monitors = readMonitors(connection_);
+    const auto primary =
+        std::find_if(monitors.begin(), monitors.end(), [](const Monitor& each) { return each.isPrimary; });
+    return primary == monitors.end() ? monitors.front().id : primary->id;
+}
+
+Rect Displays::bounds(std::uint32_t displayID) const {
+    const auto monitor = findMonitor(connection_, displayID);
+    return monitor ? pointsFromPixels(monitor->frame, scale_) : Rect{};
+}
+
+}  // namespace lumicrate::x11

@@ -1,0 +1,144 @@
+#include "Linux/X11/ScreenReader.h"
+
+#include "Support/Error.h"
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+
+namespace lumicrate::x11 {
+
+namespace {
+
+constexpr std::size_t bytesPerPixel = 4;
+
+std::size_t bytesOf(const PixelRect& rect) {
+    return static_cast<std::size_t>(rect.area()) * bytesPerPixel;
+}
+
+const xcb_visualtype_t* rootVisual(const xcb_screen_t& screen) {
+    for (auto depth = xcb_screen_allowed_depths_iterator(&screen); depth.rem > 0; xcb_depth_next(&depth)) {
+        for (auto each = xcb_depth_visuals_iterator(depth.data); each.rem > 0; xcb_visualtype_next(&each)) {
+            if (each.data->visual_id == screen.root_visual) return each.data;
+        }
+    }
+    return nullptr;
+}
+
+bool hasKnownPixelFormat(const Connection& connection) {
+    const xcb_setup_t* const setup = xcb_get_setup(connection.get());
+    if (setup->image_byte_order != XCB_IMAGE_ORDER_LSB_FIRST) return false;
+    const xcb_visualtype_t* const visual = rootVisual(connection.screen());
+    if (visual == nullptr || visual->red_mask != 0xff0000 || visual->green_mask != 0xff00 ||
+        visual->blue_mask != 0xff) {
+        return false;
+    }
+    for (auto each = xcb_setup_pixmap_formats_iterator(setup); each.rem > 0; xcb_format_next(&each)) {
+        if (each.data->depth == connection.screen().root_depth) return each.data->bits_per_pixel == 32;
+    }
+    return false;
+}
+
+}  // namespace
+
+SharedMemory::SharedMemory(const Connection& connection, std::size_t size)
+    : connection_(connection), size_(size), segment_(connection.generateId()) {
+    // Memory that is passed as a descriptor reaches the server also where the two live in different
+    // containers, and is gone with the last who holds it.
+    const int descriptor = memfd_create("lumicrate-screen", MFD_CLOEXEC);
+    if (descriptor < 0) throw PlatformError(localized("The system is out of resources."), errno);
+    void* mapped = MAP_FAILED;
+    if (ftruncate(descriptor, static_cast<off_t>(size)) == 0) {
+        mapped = mmap(nullptr, size, PROT_READ | PROT_WRITE, MAP_SHARED, descriptor, 0);
+    }
+    if (mapped == MAP_FAILED) {
+        const int error = errno;
+        close(descriptor);
+        throw PlatformError(localized("The system is out of memory."), error);
+    }
+    data_ = static_cast<std::byte*>(mapped);
+    // The request takes the descriptor with it and closes it.
+    bool attached = false;
+    try {
+        attached = connection.succeeds(xcb_shm_attach_fd_checked(connection.get(), segment_, descriptor, 0));
+    } catch (const PlatformError&) {
+        munmap(data_, size_);
+        throw;
+    }
+    if (!attached) {
+        munmap(data_, size_);
+        throw PlatformError(localized("The display server cannot share memory with this program."));
+    }
+}
+
+SharedMemory::~SharedMemory() {
+    xcb_shm_detach(connection_.get(), segment_);
+    munmap(data_, size_);
+}
+
+ScreenReader::ScreenReader(const Connection& connection) : connection_(connection) {
+    if (!hasKnownPixelFormat(connection)) {
+        throw PlatformError(localized("The display server's pixel format is not supported."));
+    }
+    connection.extension(xcb_shm_id, "MIT-SHM");
+    const auto version =
+        connection.await(xcb_shm_query_version_reply, xcb_shm_query_version(connection.get()));
+    if (version->major_version == 1 && version->minor_version < 2) {
+        throw PlatformError(localized("The display server cannot share memory with this program."));
+    }
+}
+
+void ScreenReader::reserve(const std::vector<PixelRect>& rects) {
+    std::size_t needed = 0;
+    for (const PixelRect& rect : rects)
+        needed = std::max(needed, bytesOf(rect));
+    if (memory_ && memory_->size() >= needed) return;
+    // Rather too much than to grow again with every larger rectangle; untouched pages cost nothing.
+    const std::size_t wholeScreen =
+        bytesOf({0, 0, connection_.screen().width_in_pixels, connection_.screen().height_in_pixels});
+    memory_.reset();
+    memory_ = std::make_unique<SharedMemory>(connection_, std::max(needed, wholeScreen));
+}
+
+bool ScreenReader::read(const std::vector<PixelRect>& rects, const Sink& sink) {
+    if (rects.empty()) return true;
+    reserve(rects);
+    bool complete = true;
+    for (auto next = rects.begin(); next != rects.end();) {
+        // As many at once as there is room for: all their answers come in one round trip.
+        std::vector<Request> requests;
+        std::size_t used = 0;
+        for (; next != rects.end() && used + bytesOf(*next) <= memory_->size(); ++next) {
+            Request request{*next, used, {}};
+            request.cookie =
+                xcb_shm_get_image(connection_.get(), connection_.root(), static_cast<std::int16_t>(next->x),
+                                  static_cast<std::int16_t>(next->y), static_cast<std::uint16_t>(next->width),
+                                  static_cast<std::uint16_t>(next->height), ~0U, XCB_IMAGE_FORMAT_Z_PIXMAP,
+                                  memory_->segment(), static_cast<std::uint32_t>(used));
+            used += bytesOf(*next);
+            requests.push_back(request);
+        }
+        complete = collect(requests, sink) && complete;
+    }
+    return complete;
+}
+
+bool ScreenReader::collect(const std::vector<Request>& requests, const Sink& sink) const {
+    bool complete = true;
+    for (const Request& request : requests) {
+        const PixelRect& rect = request.rect;
+        if (connection_.tryAwait(xcb_shm_get_image_reply, request.cookie)) {
+            const auto* const pixels =
+                reinterpret_cast<const std::uint32_t*>(memory_->data() + request.offset);
+            sink(rect, {pixels, rect.width, rect.height, rect.width});
+        } else {
+            complete = false;
+        }
+    }
+    return complete;
+}
+
+}  // namespace lumicrate::x11

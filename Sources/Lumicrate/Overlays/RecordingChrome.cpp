@@ -1,0 +1,66 @@
+#include "Lumicrate/Overlays/RecordingChrome.h"
+
+#include <utility>
+
+namespace lumicrate {
+
+namespace {
+
+/// A part of a screen in global coordinates, y up.
+Rect globalRect(const Rect& part, const NSScreen& screen) {
+    return {screen.frame.minX() + part.minX(), screen.frame.maxY() - part.maxY(), part.width, part.height};
+}
+
+template <class Overlay>
+void addWindow(const Overlay* overlay, std::vector<std::uint32_t>& numbers) {
+    if (!overlay) return;
+    if (const auto number = overlay->windowNumber()) numbers.push_back(*number);
+}
+
+}  // namespace
+
+void RecordingChrome::show(const RecordingOptions& options, const Place& place) {
+    shown_ = true;
+    const auto& [screen, part, framed] = place;
+    std::optional<Rect> recorded;
+    if (screen) recorded = part ? globalRect(*part, *screen) : screen->frame;
+
+    if (options.webcamEnabled) showWebcam(options, recorded);
+    if (options.highlightClicks && overlays_.clickHighlighter && screen)
+        overlays_.clickHighlighter->show(*screen);
+    if (framed && part && screen && overlays_.areaFrame) overlays_.areaFrame->show(*part, *screen);
+    if (overlays_.controlBar) overlays_.controlBar->show(screen, part ? recorded : std::nullopt);
+}
+
+void RecordingChrome::showWebcam(const RecordingOptions& options, const std::optional<Rect>& recorded) {
+    if (!overlays_.webcam) return;
+    overlays_.webcam->showPanel(options);
+    if (recorded) bubbleCenterBeforeRecording_ = overlays_.webcam->moveInside(*recorded);
+}
+
+void RecordingChrome::hide() {
+    if (!std::exchange(shown_, false)) return;
+    if (overlays_.controlBar) overlays_.controlBar->hide();
+    if (overlays_.areaFrame) overlays_.areaFrame->hide();
+    if (overlays_.clickHighlighter) overlays_.clickHighlighter->hide();
+    const auto center = std::exchange(bubbleCenterBeforeRecording_, std::nullopt);
+    if (!overlays_.webcam) return;
+    overlays_.webcam->setMicrophoneLevel(std::nullopt);
+    if (center) overlays_.webcam->moveCenter(*center);
+    overlays_.webcam->apply();
+}
+
+void RecordingChrome::setMicrophoneLevel(float level) {
+    if (shown_ && overlays_.webcam) overlays_.webcam->setMicrophoneLevel(level);
+}
+
+OverlayWindows RecordingChrome::windows() const {
+    OverlayWindows windows;
+    addWindow(overlays_.webcam, windows.keep);
+    addWindow(overlays_.clickHighlighter, windows.keep);
+    addWindow(overlays_.controlBar, windows.chrome);
+    addWindow(overlays_.areaFrame, windows.chrome);
+    return windows;
+}
+
+}  // namespace lumicrate

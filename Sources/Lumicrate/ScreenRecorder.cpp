@@ -1,0 +1,361 @@
+#include "Lumicrate/ScreenRecorder.h"
+
+#include "Lumicrate/ScreenLookup.h"
+#include "Support/Error.h"
+#include "Support/Geometry.h"
+#include "Support/Text.h"
+
+#include <chrono>
+#include <utility>
+
+namespace lumicrate {
+
+using namespace std::chrono_literals;
+
+namespace {
+
+/// Elapsed time is shown in seconds; this keeps it from lagging behind visibly.
+constexpr auto kElapsedInterval = 250ms;
+
+bool userStoppedSharing(const std::exception_ptr& error) {
+    try {
+        std::rethrow_exception(error);
+    } catch (const SCStreamError& known) {
+        return known.code() == SCStreamErrorUserStopped;
+    } catch (...) {
+        return false;
+    }
+}
+
+Task<void> untilIdle(Executor& executor, const Published<ScreenRecorder::State>& state) {
+    using State = ScreenRecorder::State;
+    if (*state == State::idle) co_return;
+    const Completion<bool> idle(executor);
+    const Subscription watching = state.observe([idle](State coming) {
+        if (coming == State::idle) idle.resolve(true);
+    });
+    co_await idle;
+}
+
+}  // namespace
+
+ScreenRecorder::ScreenRecorder(const Services& services)
+    : services_(services),
+      lists_(services.capture, services.devices, services.executor, services.process.processIdentifier()),
+      inWindowCountdown_(services.executor),
+      chooser_(services.overlays, services.screens, lists_),
+      chrome_(services.overlays),
+      self_(std::make_shared<ScreenRecorder*>(this)) {
+    hasScreenAccess = services_.capture.CGPreflightScreenCaptureAccess();
+    if (WebcamBubbleShowing* webcam = services_.overlays.webcam) {
+        webcam->setOnError([weak = std::weak_ptr(self_)](const std::string& message) {
+            if (const auto self = weak.lock()) (*self)->errorMessage = message;
+        });
+    }
+    registerHotKeys();
+}
+
+ScreenRecorder::~ScreenRecorder() {
+    chrome_.hide();
+}
+
+double ScreenRecorder::elapsedNow() const {
+    return isActive() ? clock_.elapsed(services_.executor.now()) : *elapsed;
+}
+
+std::optional<std::filesystem::path> ScreenRecorder::outputURL() const {
+    return output_ ? std::optional(output_->file.url()) : std::nullopt;
+}
+
+std::uint64_t ScreenRecorder::refusedFrames() const {
+    return session_ ? session_->refusedFrames() : refusedFramesBefore_;
+}
+
+bool ScreenRecorder::isAtRest() const {
+    return *state == State::idle && !starting_.isRunning();
+}
+
+RecordingOptions ScreenRecorder::options() const {
+    return optionsOverride_ ? *optionsOverride_ : RecordingOptions::current(services_.defaults);
+}
+
+void ScreenRecorder::setSource(const CaptureSource& next) {
+    if (isAtRest()) source = next;
+}
+
+void ScreenRecorder::setOptionsOverride(std::optional<RecordingOptions> options) {
+    optionsOverride_ = std::move(options);
+}
+
+void ScreenRecorder::setOutputOverride(std::optional<std::filesystem::path> url) {
+    outputOverride_ = std::move(url);
+}
+
+void ScreenRecorder::toggle() {
+    switch (*state) {
+        case State::idle: {
+            const auto stored = services_.defaults.stringForKey(preference::captureMode);
+            record(fromRawValue<CaptureMode>(stored.value_or("")).value_or(CaptureMode::window));
+            return;
+        }
+        case State::countingDown:
+        case State::recording:
+        case State::paused:
+            requestStop();
+            return;
+        case State::selectingArea:
+        case State::starting:
+        case State::stopping:
+            return;
+    }
+}
+
+// Choosing
+
+void ScreenRecorder::record(CaptureMode mode) {
+    if (!isAtRest()) return;
+    pickingMode = mode;
+    const auto underPointer = displayUnderPointer(services_.screens);
+    begin(chooseAndStart(mode, underPointer.value_or(services_.capture.CGMainDisplayID())));
+}
+
+void ScreenRecorder::recordAudioNow() {
+    if (!isAtRest()) return;
+    pickingMode = CaptureMode::audio;
+    source = CaptureSource::audioOnly();
+    begin(startSequence());
+}
+
+void ScreenRecorder::start(bool usingSavedArea) {
+    if (!isAtRest()) return;
+    if (!*source) {
+        const bool hasArea = usingSavedArea && options().areaRect;
+        source = hasArea ? CaptureSource::area(mainDisplayID()) : CaptureSource::display(mainDisplayID());
+    }
+    begin(startSequence());
+}
+
+void ScreenRecorder::begin(Task<void> steps) {
+    errorMessage = std::nullopt;
+    startGivenUp_ = false;
+    starting_ = RunningTask(services_.executor, std::move(steps));
+}
+
+Task<void> ScreenRecorder::chooseAndStart(CaptureMode mode, std::uint32_t displayID) {
+    bool chosen = false;
+    try {
+        chosen = co_await choose(mode, displayID);
+    } catch (...) {
+        errorMessage = localizedDescription(std::current_exception());
+    }
+    if (chosen) {
+        co_await startSequence();
+    } else {
+        comeToRest();
+    }
+}
+
+Task<bool> ScreenRecorder::choose(CaptureMode mode, std::uint32_t displayID) {
+    switch (mode) {
+        case CaptureMode::window: {
+            Task<bool> choosing = accept(chooser_.pickWindow(displayID));
+            co_return co_await choosing;
+        }
+        case CaptureMode::area: {
+            Task<bool> choosing = accept(chooser_.selectArea(displayToSelectOn(), options().areaRect));
+            co_return co_await choosing;
+        }
+        case CaptureMode::screen: {
+            Task<bool> choosing = accept(chooser_.pickScreen());
+            co_return co_await choosing;
+        }
+        case CaptureMode::audio:
+            // Recording is begun from there.
+            if (services_.overlays.audioWindow) services_.overlays.audioWindow->show();
+            co_return false;
+        case CaptureMode::webcam:
+            break;
+    }
+    co_return false;
+}
+
+/// Areas are selected where the last recording was.
+std::uint32_t ScreenRecorder::displayToSelectOn() const {
+    const auto known = *source ? (*source)->displayID() : std::nullopt;
+    return known.value_or(mainDisplayID());
+}
+
+Task<bool> ScreenRecorder::accept(Task<std::optional<SourceChooser::Choice>> choosing) {
+    state = State::selectingArea;
+    const std::optional<SourceChooser::Choice> choice = co_await choosing;
+    state = State::idle;
+    if (!choice) co_return false;
+    if (choice->area) {
+        services_.defaults.set(preference::areaRect, stringFromRect(*choice->area));
+        if (optionsOverride_) optionsOverride_->areaRect = choice->area;
+    }
+    source = choice->source;
+    co_return true;
+}
+
+Task<void> ScreenRecorder::refreshSources() {
+    hasScreenAccess = services_.capture.CGPreflightScreenCaptureAccess();
+    co_await lists_.refreshSources();
+    const bool free = *state == State::idle || *state == State::selectingArea;
+    if (free && !isSourceAvailable(*source)) source = CaptureSource::area(mainDisplayID());
+}
+
+void ScreenRecorder::registerHotKeys() {
+    unavailableHotKeys = bindShortcuts(services_.hotKeys, services_.defaults,
+                                       [weak = std::weak_ptr(self_)](ShortcutAction action) {
+                                           const auto self = weak.lock();
+                                           if (!self) return;
+                                           switch (action) {
+                                               case ShortcutAction::toggle:
+                                                   return (*self)->toggle();
+                                               case ShortcutAction::pause:
+                                                   return (*self)->togglePause();
+                                               case ShortcutAction::area:
+                                                   return (*self)->record(CaptureMode::area);
+                                           }
+                                       });
+}
+
+// While recording
+
+void ScreenRecorder::beginSession() {
+    clock_.start(services_.executor.now());
+    elapsed = 0.0;
+    state = State::recording;
+    sleepActivity_ = services_.process.beginActivity(NSProcessInfo::activityUserInitiatedDisplayAwake,
+                                                     localized("Screen recording in progress"));
+    timerTask_ = RunningTask(services_.executor, updateElapsed());
+}
+
+Task<void> ScreenRecorder::updateElapsed() {
+    while (true) {
+        co_await sleepFor(services_.executor, kElapsedInterval);
+        if (*state == State::recording) elapsed = elapsedNow();
+    }
+}
+
+void ScreenRecorder::togglePause() {
+    const SessionClock::Instant now = services_.executor.now();
+    if (*state == State::recording) {
+        session_->pause();
+        clock_.pause(now);
+        elapsed = elapsedNow();
+        state = State::paused;
+    } else if (*state == State::paused) {
+        session_->resume();
+        clock_.resume(now);
+        state = State::recording;
+    }
+}
+
+void ScreenRecorder::toggleMicrophoneMute() {
+    if (!isActive() || !*recordsMicrophone) return;
+    microphoneMuted = !*microphoneMuted;
+    session_->setMicrophoneMuted(*microphoneMuted);
+}
+
+void ScreenRecorder::microphoneLevelChanged(float level) {
+    microphoneLevel = level;
+    chrome_.setMicrophoneLevel(level);
+}
+
+void ScreenRecorder::streamStopped(const std::exception_ptr& error) {
+    if (!isActive() && *state != State::starting) return;
+    if (!userStoppedSharing(error)) {
+        errorMessage = localized("Recording stopped: ") + localizedDescription(error);
+    }
+    // What was captured is kept; where nothing was yet, the start leads nowhere.
+    requestStop();
+}
+
+// Stopping
+
+void ScreenRecorder::requestStop() {
+    switch (*state) {
+        case State::countingDown:
+            cancelCountdown();
+            return;
+        case State::starting:
+            startGivenUp_ = true;
+            return;
+        case State::recording:
+        case State::paused:
+            beginStopping();
+            return;
+        case State::idle:
+        case State::selectingArea:
+        case State::stopping:
+            return;
+    }
+}
+
+Task<void> ScreenRecorder::stop() {
+    requestStop();
+    return untilIdle(services_.executor, state);
+}
+
+void ScreenRecorder::beginStopping() {
+    // The movie ends here, however long it takes the stream to stop.
+    session_->pause();
+    elapsed = elapsedNow();
+    state = State::stopping;
+    stopping_ = RunningTask(services_.executor, finishRecording());
+}
+
+Task<void> ScreenRecorder::finishRecording() {
+    co_await session_->stop();
+    chrome_.hide();
+    timerTask_.cancel();
+    sleepActivity_.reset();
+
+    const std::filesystem::path url = output_->file.url();
+    bool saved = false;
+    try {
+        Task<void> saving = saveRecording(url);
+        co_await saving;
+        output_.reset();
+        lastRecording = url;
+        saved = true;
+    } catch (...) {
+        errorMessage =
+            localized("The recording couldn't be saved: ") + localizedDescription(std::current_exception());
+    }
+    if (saved) services_.notifications.post(recordingSavedNotification, url);
+    comeToRest();
+}
+
+Task<void> ScreenRecorder::saveRecording(std::filesystem::path url) {
+    std::exception_ptr failure;
+    try {
+        co_await session_->finish();
+    } catch (...) {
+        failure = std::current_exception();
+    }
+    refusedFramesBefore_ = session_->refusedFrames();
+    session_.reset();
+    if (failure) std::rethrow_exception(failure);
+    if (services_.mixing && services_.defaults.boolForKey(preference::mixAudio)) {
+        Task<bool> mixing = services_.mixing->mixIfNeeded(url);
+        co_await mixing;
+    }
+}
+
+/// Back to idle, with nothing left of a recording.
+void ScreenRecorder::comeToRest() {
+    session_.reset();
+    output_.reset();
+    optionsOverride_.reset();
+    outputOverride_.reset();
+    recordsMicrophone = false;
+    microphoneMuted = false;
+    microphoneLevel = 0.0F;
+    pickingMode = std::nullopt;
+    if (*state != State::idle) state = State::idle;
+}
+
+}  // namespace lumicrate

@@ -1,0 +1,172 @@
+// The way from a chosen source to running capture.
+#include "Lumicrate/RecorderError.h"
+#include "Lumicrate/ScreenLookup.h"
+#include "Lumicrate/ScreenRecorder.h"
+#include "Lumicrate/StreamConfiguration.h"
+
+#include <algorithm>
+#include <chrono>
+#include <limits>
+#include <utility>
+
+namespace lumicrate {
+
+using namespace std::chrono_literals;
+
+namespace {
+
+constexpr int kCountdownSeconds = 3;
+/// Lets choosers and countdown vanish from the screen before it is captured.
+constexpr auto kSettlingTime = 100ms;
+
+}  // namespace
+
+Task<void> ScreenRecorder::startSequence() {
+    bool begun = false;
+    try {
+        begun = co_await runStartSequence();
+    } catch (...) {
+        errorMessage = localizedDescription(std::current_exception());
+    }
+    if (!begun) giveUpStart();
+}
+
+/// False when the user gave up.
+Task<bool> ScreenRecorder::runStartSequence() {
+    const RecordingOptions chosen = options();
+    if (!soundAlone()) {
+        hasScreenAccess = services_.capture.CGPreflightScreenCaptureAccess();
+        if (!*hasScreenAccess) throw RecorderError(RecorderError::noScreenAccess);
+    }
+    if (chosen.countdown) {
+        state = State::countingDown;
+        Task<bool> counting = countDown(place(chosen).screen);
+        const bool finished = co_await counting;
+        if (!finished) co_return false;
+    }
+    state = State::starting;
+    co_await sleepFor(services_.executor, kSettlingTime);
+    if (startGivenUp_) co_return false;
+    Task<void> beginning = beginCapture(chosen);
+    co_await beginning;
+    if (startGivenUp_) co_return false;
+    beginSession();
+    // Asked for by somebody who was just being told that it begins.
+    if (startGivenUp_) requestStop();
+    co_return true;
+}
+
+Task<bool> ScreenRecorder::countDown(std::optional<NSScreen> screen) {
+    countdownHasPanel_ = services_.overlays.countdown != nullptr && !soundAlone();
+    Task<bool> counting = countdownHasPanel_ ? services_.overlays.countdown->run(kCountdownSeconds, screen)
+                                             : inWindowCountdown_.run(kCountdownSeconds);
+    co_return co_await counting;
+}
+
+void ScreenRecorder::cancelCountdown() {
+    if (countdownHasPanel_) {
+        services_.overlays.countdown->finish(false);
+    } else {
+        inWindowCountdown_.cancel();
+    }
+}
+
+Task<void> ScreenRecorder::beginCapture(RecordingOptions options) {
+    if (soundAlone() && !options.captureSystemAudio && !options.captureMicrophone) {
+        throw RecorderError(RecorderError::noAudioSource);
+    }
+    if (options.captureMicrophone) refreshDevices();
+    // Before the windows are listed, so that the filter finds the overlays among them.
+    if (!soundAlone()) chrome_.show(options, place(options));
+    Task<CaptureTarget> making = makeTarget(options);
+    const CaptureTarget target = co_await making;
+    session_ = makeSession(options, target);
+    recordsMicrophone = options.captureMicrophone;
+    co_await session_->start();
+}
+
+Task<CaptureTarget> ScreenRecorder::makeTarget(RecordingOptions options) {
+    SCShareableContent content;
+    try {
+        content = co_await fetchShareableContent(services_.capture, services_.executor);
+    } catch (...) {
+        if (!soundAlone()) throw;
+    }
+    // Sound can be recorded where there is nothing to see.
+    if (soundAlone() && content.displays.empty()) co_return CaptureTarget{};
+    FilterRequest request;
+    request.source = *source;
+    request.hideSelf = options.hideSelf;
+    request.overlays = chrome_.windows();
+    request.processID = services_.process.processIdentifier();
+    request.mainDisplayID = mainDisplayID();
+    co_return makeFilter(content, request);
+}
+
+std::unique_ptr<CaptureSession> ScreenRecorder::makeSession(const RecordingOptions& options,
+                                                            const CaptureTarget& target) {
+    const SCStreamConfiguration configuration = makeConfiguration(target, *source, options, *microphones);
+    const MovieFormat format = movieFormat(options.format, soundAlone());
+    chooseOutput(format.fileExtension);
+
+    MovieWriter::Settings settings;
+    settings.url = output_->file.url();
+    settings.fileType = format.fileType;
+    settings.codec = format.codec;
+    settings.width = configuration.width;
+    settings.height = configuration.height;
+    settings.fps = options.fps;
+    settings.bitRate = static_cast<int>(std::min<std::int64_t>(
+        bitRate(configuration.width, configuration.height, options), std::numeric_limits<int>::max()));
+    settings.systemAudio = options.captureSystemAudio;
+    settings.microphone = options.captureMicrophone;
+    settings.video = !soundAlone();
+
+    CaptureSession::Handlers handlers;
+    handlers.onStopped = [this](const std::exception_ptr& error) { streamStopped(error); };
+    if (services_.defaults.boolForKey(preference::webcamMicLevel)) {
+        handlers.onMicrophoneLevel = [this](float level) { microphoneLevelChanged(level); };
+    }
+    return std::make_unique<CaptureSession>(settings, target.filter, configuration, services_.movie,
+                                            services_.capture, services_.executor, std::move(handlers));
+}
+
+void ScreenRecorder::chooseOutput(const std::string& fileExtension) {
+    const auto kind = soundAlone() ? RecordingFolder::Kind::audio : RecordingFolder::Kind::screen;
+    const std::filesystem::path url =
+        outputOverride_ ? *outputOverride_ : services_.folder.newRecordingURL(kind, fileExtension);
+    output_ = Output{services_.folder.markInProgress(url), services_.movie.files.fileExists(url)};
+}
+
+RecordingChrome::Place ScreenRecorder::place(const RecordingOptions& options) const {
+    RecordingChrome::Place place;
+    if (!*source || soundAlone()) {
+        place.screen = screenShowing(services_.screens, mainDisplayID());
+    } else if (const auto displayID = (*source)->displayID()) {
+        place.screen = screenShowing(services_.screens, *displayID);
+        if ((*source)->is(CaptureSource::Kind::area)) place.part = options.areaRect;
+        place.framed = place.part.has_value();
+    } else if (const auto known = lists_.placeOfWindow(*(*source)->windowID())) {
+        place.screen = screenShowing(services_.screens, known->displayID);
+        place.part = known->frame;
+    } else {
+        place.screen = screenShowing(services_.screens, mainDisplayID());
+    }
+    return place;
+}
+
+/// Leaves no file behind, but for one that was there before.
+void ScreenRecorder::giveUpStart() {
+    chrome_.hide();
+    session_.reset();
+    if (output_ && !output_->existedBefore && services_.movie.files.fileExists(output_->file.url())) {
+        try {
+            services_.movie.files.removeItem(output_->file.url());
+        } catch (const LocalizedError&) {
+            // Why there is no recording is what the user is told.
+        }
+    }
+    comeToRest();
+}
+
+}  // namespace lumicrate

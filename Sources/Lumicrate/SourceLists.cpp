@@ -1,0 +1,97 @@
+#include "Lumicrate/SourceLists.h"
+
+#include "Lumicrate/ContentFilter.h"
+
+#include <algorithm>
+#include <exception>
+#include <string>
+#include <utility>
+
+namespace lumicrate {
+
+namespace {
+
+constexpr double kSmallestWidth = 80;
+constexpr double kSmallestHeight = 60;
+
+struct Fetched {
+    SCShareableContent content;
+    std::exception_ptr error;
+};
+
+bool isOffered(const SCWindow& window, std::int32_t ownProcessID) {
+    const bool own = window.owningApplication && window.owningApplication->processID == ownProcessID;
+    return window.windowLayer == 0 && window.frame.width >= kSmallestWidth &&
+           window.frame.height >= kSmallestHeight && !own && window.title && !window.title->empty();
+}
+
+std::string applicationName(const SCWindow& window) {
+    return window.owningApplication ? window.owningApplication->applicationName : std::string();
+}
+
+auto findWindow(const std::vector<SCWindow>& windows, std::uint32_t windowID) {
+    return std::find_if(windows.begin(), windows.end(),
+                        [windowID](const SCWindow& each) { return each.windowID == windowID; });
+}
+
+}  // namespace
+
+Task<SCShareableContent> fetchShareableContent(const ScreenCaptureKit& capture, Executor& executor) {
+    const Completion<Fetched> arrived(executor);
+    capture.getShareableContent([arrived](SCShareableContent content, std::exception_ptr error) {
+        arrived.resolve(Fetched{std::move(content), std::move(error)});
+    });
+    Fetched fetched = co_await arrived;
+    if (fetched.error) std::rethrow_exception(fetched.error);
+    co_return std::move(fetched.content);
+}
+
+Task<void> SourceLists::refreshSources() {
+    SCShareableContent content = co_await fetchShareableContent(capture_, executor_);
+    std::erase_if(content.windows, [this](const SCWindow& each) { return !isOffered(each, processID_); });
+    std::stable_sort(
+        content.windows.begin(), content.windows.end(),
+        [](const SCWindow& a, const SCWindow& b) { return applicationName(a) < applicationName(b); });
+    displays = std::move(content.displays);
+    windows = std::move(content.windows);
+}
+
+void SourceLists::refreshDevices() {
+    microphones = devices_.microphones();
+    cameras = devices_.cameras();
+}
+
+Task<void> SourceLists::knowWindow(std::uint32_t windowID) {
+    if (findWindow(windows.get(), windowID) != windows->end()) co_return;
+    const SCShareableContent content = co_await fetchShareableContent(capture_, executor_);
+    const auto found = findWindow(content.windows, windowID);
+    if (found == content.windows.end()) co_return;
+    std::vector<SCWindow> extended = windows.get();
+    extended.push_back(*found);
+    windows = std::move(extended);
+}
+
+bool SourceLists::isSourceAvailable(const std::optional<CaptureSource>& source) const {
+    if (!source) return false;
+    if (const auto windowID = source->windowID())
+        return findWindow(windows.get(), *windowID) != windows->end();
+    if (const auto displayID = source->displayID()) {
+        return std::any_of(displays->begin(), displays->end(),
+                           [displayID](const SCDisplay& each) { return each.displayID == *displayID; });
+    }
+    return true;
+}
+
+std::uint32_t SourceLists::mainDisplayID() const {
+    return chooseMainDisplay(displays.get(), capture_.CGMainDisplayID());
+}
+
+std::optional<SourceLists::WindowPlace> SourceLists::placeOfWindow(std::uint32_t windowID) const {
+    const auto window = findWindow(windows.get(), windowID);
+    if (window == windows->end() || displays->empty()) return std::nullopt;
+    const SCDisplay& display = displayShowingMost(displays.get(), window->frame);
+    return WindowPlace{display.displayID,
+                       window->frame.offsetBy(-display.frame.minX(), -display.frame.minY())};
+}
+
+}  // namespace lumicrate

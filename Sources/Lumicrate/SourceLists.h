@@ -1,0 +1,58 @@
+// SourceLists: what can be recorded, and with which devices.
+#pragma once
+
+#include "Lumicrate/CaptureSource.h"
+#include "Platform/AVCaptureDevice.h"
+#include "Platform/ScreenCaptureKit.h"
+#include "Support/Executor.h"
+#include "Support/Geometry.h"
+#include "Support/Published.h"
+#include "Support/Task.h"
+
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+namespace lumicrate {
+
+/// Fetches what can be captured now; throws the platform's error. Both must outlive the task.
+Task<SCShareableContent> fetchShareableContent(const ScreenCaptureKit& capture, Executor& executor);
+
+/// Main thread only.
+class SourceLists {
+ public:
+    /// All must outlive the lists. `processID` is this application's.
+    SourceLists(const ScreenCaptureKit& capture, const AVCaptureDevices& devices, Executor& executor,
+                std::int32_t processID)
+        : capture_(capture), devices_(devices), executor_(executor), processID_(processID) {}
+
+    Published<std::vector<SCDisplay>> displays;
+    /// Other applications' titled windows of a usable size, by application name.
+    Published<std::vector<SCWindow>> windows;
+    Published<std::vector<CaptureDevice>> microphones;
+    Published<std::vector<CaptureDevice>> cameras;
+
+    /// Reloads displays and windows. Throws the platform's error and leaves the lists as they are.
+    Task<void> refreshSources();
+    void refreshDevices();
+    /// Makes sure that a window which exists is listed, also one that the list would leave out.
+    Task<void> knowWindow(std::uint32_t windowID);
+
+    bool isSourceAvailable(const std::optional<CaptureSource>& source) const;
+    std::uint32_t mainDisplayID() const;
+
+    /// A listed window's place on the listed display that shows most of it.
+    struct WindowPlace {
+        std::uint32_t displayID = 0;
+        Rect frame;  ///< points, y down from the display's top left corner
+    };
+    std::optional<WindowPlace> placeOfWindow(std::uint32_t windowID) const;
+
+ private:
+    const ScreenCaptureKit& capture_;
+    const AVCaptureDevices& devices_;
+    Executor& executor_;
+    std::int32_t processID_;
+};
+
+}  // namespace lumicrate

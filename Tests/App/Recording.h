@@ -1,0 +1,71 @@
+// What the end-to-end tests share: running the real program, drawing on a display, and reading a display
+// back.
+#pragma once
+
+#include "Tests/Stage/ChildProcess.h"
+#include "Tests/Stage/Picture.h"
+#include "Tests/Stage/Xcb.h"
+
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace lumicrate::test {
+
+/// How a run of the program ended.
+struct Outcome {
+    int status = -1;
+    std::string output;
+    std::string error;
+
+    /// The last line of standard output.
+    std::filesystem::path file() const;
+};
+
+/// `lumicrate ARGUMENTS…`, running.
+class Program {
+ public:
+    explicit Program(std::vector<std::string> arguments, const stage::Environment& environment = {});
+
+    stage::ChildProcess& process() { return process_; }
+    /// Waits for the end.
+    Outcome end(double seconds = 60);
+
+ private:
+    stage::ChildProcess process_;
+};
+
+Outcome run(std::vector<std::string> arguments, const stage::Environment& environment = {});
+
+/// A scene on $DISPLAY, up and drawn once.
+class RunningScene {
+ public:
+    explicit RunningScene(std::vector<std::string> arguments);
+
+    /// Waits until the scene has drawn all it has to draw; its last picture stays.
+    void awaitDrawn(double seconds);
+
+ private:
+    stage::ChildProcess process_;
+};
+
+/// A client of $DISPLAY that paints on the root window and reads it.
+class Painter {
+ public:
+    Painter();
+
+    void fill(int x, int y, int width, int height, std::uint32_t rgb);
+    void movePointer(int x, int y);
+    /// Red, green and blue of every pixel of a part of the screen, row by row.
+    std::vector<stage::Rgb> read(int x, int y, int width, int height);
+
+ private:
+    void sync();
+
+    stage::XcbConnection connection_;
+    xcb_gcontext_t context_;
+};
+
+}  // namespace lumicrate::test

@@ -1,0 +1,269 @@
+// The platform as a test decides it: preferences, files, screens, keys, and capture that goes by a script.
+#pragma once
+
+#include "Platform/AVCaptureDevice.h"
+#include "Platform/CarbonHotKeys.h"
+#include "Platform/NSFileManager.h"
+#include "Platform/NSProcessInfo.h"
+#include "Platform/NSScreen.h"
+#include "Platform/NSUserDefaults.h"
+#include "Platform/ScreenCaptureKit.h"
+#include "Support/DispatchQueue.h"
+#include "Tests/Support/VirtualExecutor.h"
+
+#include <algorithm>
+#include <deque>
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace lumicrate::test {
+
+/// Reads give values of their own type only.
+class FakeDefaults final : public NSUserDefaults {
+ public:
+    void registerDefaults(const Registration& fallbacks) override {
+        for (const auto& [key, value] : fallbacks)
+            registered[key] = value;
+    }
+    bool boolForKey(std::string_view key) const override { return read<bool>(key).value_or(false); }
+    std::int64_t integerForKey(std::string_view key) const override {
+        return read<std::int64_t>(key).value_or(0);
+    }
+    double doubleForKey(std::string_view key) const override { return read<double>(key).value_or(0); }
+    std::optional<std::string> stringForKey(std::string_view key) const override {
+        return read<std::string>(key);
+    }
+    void set(std::string_view key, const DefaultsValue& value) override {
+        if (readOnly) throw PlatformError("The preferences can't be written.");
+        stored[std::string(key)] = value;
+    }
+    void removeObject(std::string_view key) override { stored.erase(std::string(key)); }
+
+    std::map<std::string, DefaultsValue, std::less<>> stored;
+    std::map<std::string, DefaultsValue, std::less<>> registered;
+    bool readOnly = false;
+
+ private:
+    template <class T>
+    std::optional<T> read(std::string_view key) const {
+        for (const auto* values : {&stored, &registered}) {
+            const auto found = values->find(key);
+            if (found == values->end()) continue;
+            const T* value = std::get_if<T>(&found->second);
+            return value ? std::optional(*value) : std::nullopt;
+        }
+        return std::nullopt;
+    }
+};
+
+class FakeFiles final : public NSFileManager {
+ public:
+    std::filesystem::path moviesDirectory() const override { return "/home/me/Movies"; }
+    bool fileExists(const std::filesystem::path& url) const override { return existing.contains(url); }
+    void createDirectory(const std::filesystem::path& url) override {
+        if (folderRefused) throw PlatformError("The folder can't be made.");
+        folders.insert(url);
+    }
+    std::vector<NSFileEntry> contentsOfDirectory(const std::filesystem::path&) const override { return {}; }
+    void removeItem(const std::filesystem::path& url) override {
+        if (existing.erase(url) == 0) throw PlatformError("There is no such file.");
+    }
+
+    std::set<std::filesystem::path> existing;
+    std::set<std::filesystem::path> folders;
+    bool folderRefused = false;
+};
+
+class FakeCalendar final : public NSCalendar {
+ public:
+    DateComponents now() const override { return date; }
+    DateComponents date{2024, 5, 1, 14, 3, 22};
+};
+
+class FakeProcess final : public NSProcessInfo {
+ public:
+    struct Activity final : public NSActivity {
+        explicit Activity(int& count) : running(count) { ++running; }
+        ~Activity() override { --running; }
+        int& running;
+    };
+
+    std::int32_t processIdentifier() const override { return 42; }
+    std::unique_ptr<NSActivity> beginActivity(std::uint64_t options, const std::string& reason) override {
+        lastOptions = options;
+        lastReason = reason;
+        return std::make_unique<Activity>(running);
+    }
+
+    int running = 0;
+    std::uint64_t lastOptions = 0;
+    std::string lastReason;
+};
+
+class FakeScreens final : public NSScreens {
+ public:
+    std::vector<NSScreen> screens() const override { return all; }
+    Point mouseLocation() const override { return pointer; }
+
+    std::vector<NSScreen> all;
+    Point pointer;
+};
+
+class FakeDevices final : public AVCaptureDevices {
+ public:
+    std::vector<CaptureDevice> microphones() const override { return heard; }
+    std::vector<CaptureDevice> cameras() const override { return seen; }
+
+    std::vector<CaptureDevice> heard;
+    std::vector<CaptureDevice> seen;
+};
+
+class FakeHotKeys final : public CarbonHotKeys {
+ public:
+    struct Grab {
+        std::uint32_t keyCode;
+        std::uint32_t modifiers;
+        EventHotKeyID id;
+    };
+
+    void InstallEventHandler(std::function<void(EventHotKeyID)> pressed) override {
+        ++installed;
+        handler = std::move(pressed);
+    }
+    EventHotKeyRef RegisterEventHotKey(std::uint32_t keyCode, std::uint32_t modifiers,
+                                       EventHotKeyID id) override {
+        if (refused.contains(keyCode)) return 0;
+        grabs.emplace(++lastRef, Grab{keyCode, modifiers, id});
+        return lastRef;
+    }
+    void UnregisterEventHotKey(EventHotKeyRef hotKey) override { grabs.erase(hotKey); }
+
+    /// Does nothing when nobody has grabbed the key.
+    void press(std::uint32_t keyCode) {
+        const auto found = std::find_if(grabs.begin(), grabs.end(),
+                                        [=](const auto& each) { return each.second.keyCode == keyCode; });
+        if (found != grabs.end()) handler(found->second.id);
+    }
+
+    std::set<std::uint32_t> refused;
+    std::map<EventHotKeyRef, Grab> grabs;
+    EventHotKeyRef lastRef = 0;
+    int installed = 0;
+    std::function<void(EventHotKeyID)> handler;
+};
+
+/// A serial queue whose work runs on the virtual executor, or at the latest when the queue goes.
+class VirtualQueue final : public DispatchQueue {
+ public:
+    explicit VirtualQueue(VirtualExecutor& executor) : executor_(executor) {}
+    ~VirtualQueue() override {
+        while (runNext(*work_)) {
+        }
+    }
+    void async(Work work) override {
+        work_->push_back(std::move(work));
+        executor_.post([weak = std::weak_ptr(work_)] {
+            if (const auto held = weak.lock()) runNext(*held);
+        });
+    }
+
+ private:
+    static bool runNext(std::deque<Work>& work) {
+        if (work.empty()) return false;
+        const Work next = std::move(work.front());
+        work.pop_front();
+        next();
+        return true;
+    }
+
+    VirtualExecutor& executor_;
+    std::shared_ptr<std::deque<Work>> work_ = std::make_shared<std::deque<Work>>();
+};
+
+/// What is known of a stream, also after it has gone.
+struct FakeStreamRecord {
+    struct Output {
+        SCStreamOutput* output;
+        DispatchQueue* queue;
+    };
+
+    void deliver(const CMSampleBuffer& sample, SCStreamOutputType type) const {
+        const Output& to = outputs.at(type);
+        to.queue->async([output = to.output, sample, type] { output->didOutputSampleBuffer(sample, type); });
+    }
+
+    SCContentFilter filter;
+    SCStreamConfiguration configuration;
+    std::map<SCStreamOutputType, Output> outputs;
+    SCStreamDelegate* delegate = nullptr;
+    SCStream::CompletionHandler started;
+    SCStream::CompletionHandler stopped;
+    bool alive = true;
+};
+
+/// Starting and stopping wait until the test completes them, unless told otherwise.
+class FakeStream final : public SCStream {
+ public:
+    FakeStream(std::shared_ptr<FakeStreamRecord> record, bool completesAtOnce)
+        : record_(std::move(record)), completesAtOnce_(completesAtOnce) {}
+    ~FakeStream() override { record_->alive = false; }
+
+    void addStreamOutput(SCStreamOutput& output, SCStreamOutputType type, DispatchQueue& queue) override {
+        record_->outputs[type] = {&output, &queue};
+    }
+    void startCapture(CompletionHandler completion) override {
+        record_->started = std::move(completion);
+        if (completesAtOnce_) record_->started(nullptr);
+    }
+    void stopCapture(CompletionHandler completion) override {
+        record_->stopped = std::move(completion);
+        if (completesAtOnce_) record_->stopped(nullptr);
+    }
+    void updateConfiguration(const SCStreamConfiguration&, CompletionHandler completion) override {
+        completion(nullptr);
+    }
+
+ private:
+    std::shared_ptr<FakeStreamRecord> record_;
+    bool completesAtOnce_;
+};
+
+class FakeCapture final : public ScreenCaptureKit {
+ public:
+    bool CGPreflightScreenCaptureAccess() const override { return access; }
+    std::uint32_t CGMainDisplayID() const override { return mainDisplayID; }
+    Rect CGDisplayBounds(std::uint32_t) const override { return {}; }
+    void getShareableContent(ContentHandler handler) const override {
+        if (contentWaits) {
+            waiting = std::move(handler);
+        } else {
+            handler(contentError ? SCShareableContent{} : content, contentError);
+        }
+    }
+    std::unique_ptr<SCStream> makeStream(const SCContentFilter& filter,
+                                         const SCStreamConfiguration& configuration,
+                                         SCStreamDelegate& delegate) override {
+        stream = std::make_shared<FakeStreamRecord>();
+        stream->filter = filter;
+        stream->configuration = configuration;
+        stream->delegate = &delegate;
+        ++streams;
+        return std::make_unique<FakeStream>(stream, completesAtOnce);
+    }
+
+    bool access = true;
+    std::uint32_t mainDisplayID = 1;
+    SCShareableContent content;
+    std::exception_ptr contentError;
+    bool contentWaits = false;
+    mutable ContentHandler waiting;
+    bool completesAtOnce = true;
+    std::shared_ptr<FakeStreamRecord> stream;  ///< the newest
+    int streams = 0;
+};
+
+}  // namespace lumicrate::test

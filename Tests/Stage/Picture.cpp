@@ -1,0 +1,67 @@
+#include "Tests/Stage/Picture.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+
+namespace lumicrate::stage {
+
+namespace {
+
+// BT.709's weights of red and blue in the luma.
+constexpr double weightRed = 0.2126;
+constexpr double weightBlue = 0.0722;
+constexpr double weightGreen = 1 - weightRed - weightBlue;
+
+int toByte(double value) {
+    return std::clamp(static_cast<int>(std::lround(value * 255)), 0, 255);
+}
+
+// Luma in 0 … 1, the colour differences in −½ … ½.
+Rgb rgbFromComponents(double luma, double cb, double cr) {
+    const double red = luma + 2 * (1 - weightRed) * cr;
+    const double blue = luma + 2 * (1 - weightBlue) * cb;
+    const double green = (luma - weightRed * red - weightBlue * blue) / weightGreen;
+    return {toByte(red), toByte(green), toByte(blue)};
+}
+
+}  // namespace
+
+int Rgb::distanceTo(const Rgb& other) const {
+    return std::max({std::abs(red - other.red), std::abs(green - other.green), std::abs(blue - other.blue)});
+}
+
+Rgb rgbFromBt709(int y, int cb, int cr) {
+    return rgbFromComponents((y - 16) / 219.0, (cb - 128) / 224.0, (cr - 128) / 224.0);
+}
+
+int lumaOfBt709(const Rgb& color) {
+    const double luma = (weightRed * color.red + weightGreen * color.green + weightBlue * color.blue) / 255;
+    return static_cast<int>(std::lround(16 + 219 * luma));
+}
+
+Rgb Picture::rgbAt(int x, int y) const {
+    if (isRgb) return {planes[0].at(x, y), planes[1].at(x, y), planes[2].at(x, y)};
+    const auto chroma = [&](const Plane& plane) {
+        return plane.at(x * plane.width / width, y * plane.height / height);
+    };
+    const int luma = planes[0].at(x, y);
+    if (!isFullRange) return rgbFromBt709(luma, chroma(planes[1]), chroma(planes[2]));
+    return rgbFromComponents(luma / 255.0, (chroma(planes[1]) - 128) / 255.0,
+                             (chroma(planes[2]) - 128) / 255.0);
+}
+
+OwnedPicture::OwnedPicture(const Picture& picture) : picture_(picture) {
+    for (std::size_t i = 0; i < memory_.size(); ++i) {
+        auto& plane = picture_.planes[i];
+        memory_[i].reserve(static_cast<std::size_t>(plane.width) * static_cast<std::size_t>(plane.height));
+        for (int y = 0; y < plane.height; ++y) {
+            for (int x = 0; x < plane.width; ++x) {
+                memory_[i].push_back(plane.at(x, y));
+            }
+        }
+        plane = {memory_[i].data(), plane.width, plane.width, plane.height, 1};
+    }
+}
+
+}  // namespace lumicrate::stage

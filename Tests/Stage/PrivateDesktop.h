@@ -1,0 +1,35 @@
+// PrivateDesktop: a whole desktop to play on: session, display and, when wanted, sound.
+#pragma once
+
+#include "Tests/Stage/Session.h"
+#include "Tests/Stage/SoundServer.h"
+#include "Tests/Stage/Xvfb.h"
+
+#include <optional>
+
+namespace lumicrate::stage {
+
+class PrivateDesktop {
+ public:
+    struct Options {
+        Xvfb::Options display{1280, 720, true, false};
+        bool sound = true;
+    };
+
+    // While it lives, this process's environment points at it; see Session. Throws std::runtime_error.
+    explicit PrivateDesktop(const Options& options);
+    PrivateDesktop() : PrivateDesktop(Options()) {}
+
+    Session& session() { return session_; }
+    Xvfb& display() { return display_; }
+    // Throws std::bad_optional_access on a desktop without sound.
+    SoundServer& sound() { return sound_.value(); }
+
+ private:
+    Session session_;
+    std::optional<SoundServer> sound_;
+    Xvfb display_;
+    ScopedEnvironment applied_;
+};
+
+}  // namespace lumicrate::stage

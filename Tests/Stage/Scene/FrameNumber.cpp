@@ -1,0 +1,39 @@
+#include "Tests/Stage/Scene/FrameNumber.h"
+
+namespace lumicrate::stage {
+
+int FrameNumber::coded(int number) {
+    const int low = number % limit;
+    // Never 0 and never all ones for any number, so that a plain black or white corner is no number.
+    const int checksum = ((low ^ low >> 4 ^ low >> 8) & 15) ^ 5;
+    return checksum << 12 | low;
+}
+
+void FrameNumber::draw(Image& image, int number) {
+    const int code = coded(number);
+    for (int block = 0; block < blocks; ++block) {
+        const bool isSet = (code >> (blocks - 1 - block) & 1) != 0;
+        image.fill({block * blockSize, 0, blockSize, blockSize}, isSet ? 0xffffff : 0x000000);
+    }
+}
+
+std::optional<int> FrameNumber::read(const Plane& luma) {
+    if (luma.width < barWidth || luma.height < blockSize) return std::nullopt;
+    int code = 0;
+    for (int block = 0; block < blocks; ++block) {
+        int sum = 0;
+        for (int y = 5; y < 11; ++y) {
+            for (int x = 5; x < 11; ++x) {
+                sum += luma.at(block * blockSize + x, y);
+            }
+        }
+        const int mean = sum / 36;
+        if (mean > 70 && mean < 180) return std::nullopt;  // neither black nor white
+        code = code << 1 | (mean >= 126 ? 1 : 0);
+    }
+    const int number = code & (limit - 1);
+    if (coded(number) != code) return std::nullopt;
+    return number;
+}
+
+}  // namespace lumicrate::stage

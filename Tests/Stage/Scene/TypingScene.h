@@ -1,0 +1,22 @@
+// TypingScene: someone writes into a page that is half full of text.
+#pragma once
+
+#include "Tests/Stage/Scene/Scene.h"
+
+namespace lumicrate::stage {
+
+class TypingScene : public Scene {
+ public:
+    explicit TypingScene(int seed) : random_(static_cast<std::uint64_t>(seed)) {}
+
+    double rate() const override { return 8; }
+    void begin(Canvas& canvas) override;
+    void step(Canvas& canvas, const Step& step) override;
+
+ private:
+    Random random_;
+    std::string text_;
+    std::unique_ptr<Canvas::Stored> page_;
+};
+
+}  // namespace lumicrate::stage
