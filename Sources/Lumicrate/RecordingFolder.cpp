@@ -55,10 +55,17 @@ RecordingFolder::RecordingFolder(NSFileManager& files, const NSCalendar& calenda
 
 std::filesystem::path RecordingFolder::newRecordingURL(Kind kind, const std::string& fileExtension) {
     files_.createDirectory(folder_);
-    const std::string base = std::string(prefix(kind)) + "_" + fileDate(calendar_.now());
-    std::filesystem::path candidate = folder_ / (base + "." + fileExtension);
+    const std::filesystem::path base =
+        folder_ / (std::string(prefix(kind)) + "_" + fileDate(calendar_.now()));
+    const auto numbered = [&](const std::string& number) {
+        std::filesystem::path url = base;
+        url += number;
+        url += ".";
+        return url += fileExtension;
+    };
+    std::filesystem::path candidate = numbered("");
     for (int n = 2; files_.fileExists(candidate); ++n) {
-        candidate = folder_ / (base + "_" + std::to_string(n) + "." + fileExtension);
+        candidate = numbered("_" + std::to_string(n));
     }
     return candidate;
 }

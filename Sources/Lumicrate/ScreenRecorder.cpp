@@ -355,7 +355,8 @@ void ScreenRecorder::comeToRest() {
     microphoneMuted = false;
     microphoneLevel = 0.0F;
     pickingMode = std::nullopt;
-    if (*state != State::idle) state = State::idle;
+    // Also where the state never left idle: whoever asked for a recording waits for this announcement.
+    state = State::idle;
 }
 
 }  // namespace lumicrate

@@ -77,6 +77,8 @@ class ScreenRecorder {
 
  public:
     // What views watch. Only the recorder assigns to these.
+    /// Every attempt to record, also one that fails or is cancelled at once, ends with an announcement of
+    /// `idle`.
     Published<State> state{State::idle};
     Published<double> elapsed;  ///< seconds recorded, four times a second
     Published<bool> hasScreenAccess;

@@ -140,18 +140,18 @@ void ScreenRecorder::chooseOutput(const std::string& fileExtension) {
 
 RecordingChrome::Place ScreenRecorder::place(const RecordingOptions& options) const {
     RecordingChrome::Place place;
-    if (!*source || soundAlone()) {
-        place.screen = screenShowing(services_.screens, mainDisplayID());
-    } else if (const auto displayID = (*source)->displayID()) {
-        place.screen = screenShowing(services_.screens, *displayID);
+    std::uint32_t shownOn = mainDisplayID();
+    const auto displayID = *source ? (*source)->displayID() : std::nullopt;
+    const auto windowID = *source ? (*source)->windowID() : std::nullopt;
+    if (displayID) {
+        shownOn = *displayID;
         if ((*source)->is(CaptureSource::Kind::area)) place.part = options.areaRect;
         place.framed = place.part.has_value();
-    } else if (const auto known = lists_.placeOfWindow(*(*source)->windowID())) {
-        place.screen = screenShowing(services_.screens, known->displayID);
+    } else if (const auto known = windowID ? lists_.placeOfWindow(*windowID) : std::nullopt) {
+        shownOn = known->displayID;
         place.part = known->frame;
-    } else {
-        place.screen = screenShowing(services_.screens, mainDisplayID());
     }
+    place.screen = screenShowing(services_.screens, shownOn);
     return place;
 }
 

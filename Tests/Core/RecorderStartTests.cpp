@@ -276,6 +276,7 @@ TEST_F(RecorderStartTests, EveryErrorLeavesNothingButItsSentence) {
         capture.completesAtOnce = writerStarts = true;
         files.folderRefused = false;
         each.arrange();
+        states.clear();
         startWith(each.source);
         if (!capture.completesAtOnce) {
             EXPECT_TRUE(folder.isInProgress(movie().url));
@@ -284,6 +285,7 @@ TEST_F(RecorderStartTests, EveryErrorLeavesNothingButItsSentence) {
             executor.drain();
         }
         EXPECT_EQ(*recorder->state, State::idle);
+        EXPECT_THAT(states, testing::Contains(State::idle)) << "who waits is told";
         EXPECT_EQ(message(), each.sentence);
         EXPECT_FALSE(bar.shown);
         EXPECT_EQ(*recorder->lastRecording, std::nullopt);

@@ -43,16 +43,20 @@ AssetWriterInput::~AssetWriterInput() {
 
 bool AssetWriterInput::isReadyForMoreMediaData() const {
     const std::lock_guard lock(mutex_);
-    // A sample may be longer than the room; it then finds it empty.
+    return state_.isWriting() && !finished_ && hasRoom();
+}
+
+/// A sample may be longer than the room; it then finds it empty.
+bool AssetWriterInput::hasRoom() const {
     constexpr double kRounding = 1e-6;
-    return state_.isWriting() && !finished_ && roomTaken_ < 1 - kRounding;
+    return roomTaken_ < 1 - kRounding;
 }
 
 bool AssetWriterInput::appendSampleBuffer(const CMSampleBuffer& sample) {
     if (!state_.isWriting() || !state_.sessionStart()) return false;
-    if (!isReadyForMoreMediaData()) return true;
     const std::lock_guard lock(mutex_);
     if (finished_) return false;
+    if (!hasRoom()) return true;
     waiting_.push_back(sample);
     roomTaken_ += encoder_->roomFor(sample);
     changed_.notify_one();

@@ -59,6 +59,7 @@ class AssetWriterInput final : public AVAssetWriterInput {
 
  private:
     void run();
+    bool hasRoom() const;
     /// The next sample; nothing when the thread is to end or the track is to rest.
     std::optional<CMSampleBuffer> next(bool& resting);
     void join();

@@ -13,6 +13,8 @@ namespace {
 
 /// Above the quality level by this much is seen.
 constexpr int kClearlyCoarser = 2;
+/// A refinement that does not reach the quality level must gain this much.
+constexpr int kWorthwhile = 8;
 /// What one thread is trusted to keep up with: 1080p at 30 a second, and a little.
 constexpr double kPixelRateOfThread = 1920.0 * 1088 * 32;
 
@@ -23,6 +25,12 @@ constexpr double kPixelRateOfThread = 1920.0 * 1088 * 32;
 int threadsFor(double pixelRate) {
     const int cores = std::max(1, static_cast<int>(std::thread::hardware_concurrency()));
     return std::clamp(static_cast<int>(std::ceil(pixelRate / kPixelRateOfThread)), 1, std::min(cores, 8));
+}
+
+/// The filter strength with which pictures up to `quantizer` are not deblocked. The standard's filter sets in
+/// at 16, and an offset counts twice.
+int deblockingOffset(int quantizer) {
+    return std::clamp(-((quantizer - 14) / 2), -6, 0);
 }
 
 double pixelRate(const H264Encoder::Settings& settings) {
@@ -77,12 +85,18 @@ void H264Encoder::fillParameters(x264_param_t& parameters) const {
 
     // Every picture is given its quantizer by RateControl. The encoder's own rate control analyses a reduced
     // copy of each picture first, a quarter of the cost of a picture in which little changed, and does not
-    // know of times of rest. The two factors merely open the range of quantizers that may be given.
+    // know of times of rest. The factor of key pictures merely opens the range
+    // of quantizers that may be given.
     parameters.rc.i_rc_method = X264_RC_CQP;
     parameters.rc.i_qp_constant = rate_.qualityQuantizer();
-    parameters.rc.f_ip_factor = 1;
-    parameters.rc.f_pb_factor =
-        static_cast<float>(std::exp2((coarsestQuantizer - rate_.qualityQuantizer()) / 6.0));
+    parameters.rc.f_ip_factor =
+        static_cast<float>(std::exp2((rate_.qualityQuantizer() - coarsestQuantizer) / 6.0));
+
+    // The deblocking filter smears strokes near the edges of intra blocks visibly, at any quantizer at which
+    // it works at all: it is to set in above the quality level only.
+    const int deblocking = deblockingOffset(rate_.qualityQuantizer() + kClearlyCoarser);
+    parameters.i_deblocking_filter_alphac0 = deblocking;
+    parameters.i_deblocking_filter_beta = deblocking;
 
     parameters.b_annexb = 0;
     parameters.b_aud = 0;
@@ -126,13 +140,19 @@ EncodedPicture H264Encoder::encode(const CVPixelBuffer& picture, std::int64_t ti
         fail("The captured picture doesn’t have the movie’s size.");
     rate_.advanceTo(static_cast<double>(time) / videoTimescale);
     blocks_.begin(info);
-    return encodeBegun(picture, time);
+    const PictureWork work = blocks_.work(keyPictureIsDue(time));
+    return encodeBegun(picture, time, work, rate_.quantizerFor(work));
 }
 
-EncodedPicture H264Encoder::refine(const CVPixelBuffer& picture, std::int64_t time, double rested) {
+std::optional<EncodedPicture> H264Encoder::refine(const CVPixelBuffer& picture, std::int64_t time,
+                                                  double rested) {
     rate_.advanceTo(static_cast<double>(time) / videoTimescale + rested);
     blocks_.beginAgain();
-    return encodeBegun(picture, time);
+    const PictureWork work = blocks_.work(keyPictureIsDue(time));
+    const int quantizer = rate_.quantizerAtRest(work);
+    const bool crisp = quantizer <= rate_.qualityQuantizer() + kClearlyCoarser;
+    if (!crisp && quantizer > blocks_.coarsest() - kWorthwhile && !rate_.isFull()) return std::nullopt;
+    return encodeBegun(picture, time, work, quantizer);
 }
 
 bool H264Encoder::isCoarse() const {
@@ -146,18 +166,15 @@ bool H264Encoder::keyPictureIsDue(std::int64_t time) const {
     return time - *lastKey_ >= interval;
 }
 
-EncodedPicture H264Encoder::encodeBegun(const CVPixelBuffer& picture, std::int64_t time) {
-    const bool key = keyPictureIsDue(time);
-    const PictureWork work = blocks_.work(key);
-    const int quantizer = rate_.quantizerFor(work);
-
+EncodedPicture H264Encoder::encodeBegun(const CVPixelBuffer& picture, std::int64_t time,
+                                        const PictureWork& work, int quantizer) {
     x264_picture_t input;
     x264_picture_init(&input);
     fillPlanes(picture, input.img);
     input.i_pts = time;
-    input.i_type = key ? X264_TYPE_IDR : X264_TYPE_P;
+    input.i_type = work.key ? X264_TYPE_IDR : X264_TYPE_P;
     input.i_qpplus1 = quantizer + 1;
-    if (!key && blocks_.hasConstantBlocks()) {
+    if (!work.key && blocks_.hasConstantBlocks()) {
         // The map's flags are x264's; it only reads them, and nothing is delayed beyond this call.
         static_assert(X264_MBINFO_CONSTANT == 1);
         input.prop.mb_info = const_cast<std::uint8_t*>(blocks_.constantBlocks().data());
@@ -168,10 +185,10 @@ EncodedPicture H264Encoder::encodeBegun(const CVPixelBuffer& picture, std::int64
     x264_picture_t output;
     const int size = x264_encoder_encode(encoder_.get(), &units, &count, &input, &output);
     if (size <= 0 || count <= 0) fail("A picture couldn’t be encoded.");
-    if (key) lastKey_ = time;
-    blocks_.coded(key, quantizer);
+    if (work.key) lastKey_ = time;
+    blocks_.coded(work.key, quantizer);
     rate_.coded(work, quantizer, std::int64_t{size} * 8);
-    return {{units[0].p_payload, static_cast<std::size_t>(size)}, key, quantizer};
+    return {{units[0].p_payload, static_cast<std::size_t>(size)}, work.key, quantizer};
 }
 
 void H264Encoder::fillPlanes(const CVPixelBuffer& picture, x264_image_t& image) {

@@ -54,9 +54,10 @@ class H264Encoder {
     /// says of the picture; without it everything may have changed. Throws PlatformError.
     EncodedPicture encode(const CVPixelBuffer& picture, std::int64_t time,
                           const std::optional<SCStreamFrameInfo>& info);
-    /// Encodes the last picture again, stamped `time`, as finely as the ceiling allows by now: `rested`
-    /// seconds have passed since it was due. Throws PlatformError.
-    EncodedPicture refine(const CVPixelBuffer& picture, std::int64_t time, double rested);
+    /// Encodes the last picture again, stamped `time`, if the ceiling allows it to become clearly finer by
+    /// now: `rested` seconds have passed since it was due. Nothing when it is better to wait. Throws
+    /// PlatformError.
+    std::optional<EncodedPicture> refine(const CVPixelBuffer& picture, std::int64_t time, double rested);
     /// Whether the ceiling made some part of the last picture clearly coarser than the quality level.
     bool isCoarse() const;
 
@@ -68,7 +69,8 @@ class H264Encoder {
     void fillParameters(x264_param_t& parameters) const;
     void readHeaders();
     bool keyPictureIsDue(std::int64_t time) const;
-    EncodedPicture encodeBegun(const CVPixelBuffer& picture, std::int64_t time);
+    EncodedPicture encodeBegun(const CVPixelBuffer& picture, std::int64_t time, const PictureWork& work,
+                               int quantizer);
     void fillPlanes(const CVPixelBuffer& picture, x264_image_t& image);
     void padLuma(const CVPixelBuffer& picture);
 

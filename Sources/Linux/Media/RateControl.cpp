@@ -8,6 +8,8 @@ namespace lumicrate::media {
 namespace {
 
 constexpr double kBucketSeconds = 2;
+/// The part of the bucket that a picture at rest may take.
+constexpr double kSpentAtRest = 0.75;
 /// What screen text takes: three hundred bits a macroblock at quantizer 20.
 constexpr double kTypicalDifficulty = 700;
 /// Pictures with fewer coded blocks say little about how hard the content is.
@@ -59,12 +61,19 @@ double RateControl::predictedBits(const PictureWork& work, int quantizer) const 
     return work.codedBlocks(quantizer) * (work.key ? keyDifficulty_ : interDifficulty_) / step(quantizer);
 }
 
-int RateControl::quantizerFor(const PictureWork& work) const {
-    const double allowed = allowance();
+int RateControl::finestWithin(double allowed, const PictureWork& work) const {
     int quantizer = quality_;
     while (quantizer < coarsestQuantizer && predictedBits(work, quantizer) > allowed)
         ++quantizer;
     return quantizer;
+}
+
+int RateControl::quantizerFor(const PictureWork& work) const {
+    return finestWithin(allowance(), work);
+}
+
+int RateControl::quantizerAtRest(const PictureWork& work) const {
+    return finestWithin(std::max(fill_, 0.0) * kSpentAtRest, work);
 }
 
 void RateControl::coded(const PictureWork& work, int quantizer, std::int64_t bits) {

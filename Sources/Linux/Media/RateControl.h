@@ -41,6 +41,10 @@ class RateControl {
     void advanceTo(double seconds);
     /// The quantizer for the next picture.
     int quantizerFor(const PictureWork& work) const;
+    /// The same for the last picture once more when the screen is at rest: most of the bucket may go.
+    int quantizerAtRest(const PictureWork& work) const;
+    /// Waiting longer brings no more bits.
+    bool isFull() const { return fill_ >= capacity_; }
     /// Tells what the picture took.
     void coded(const PictureWork& work, int quantizer, std::int64_t bits);
 
@@ -49,6 +53,7 @@ class RateControl {
 
  private:
     double allowance() const;
+    int finestWithin(double allowed, const PictureWork& work) const;
     double predictedBits(const PictureWork& work, int quantizer) const;
 
     double bitRate_;

@@ -39,7 +39,7 @@ void VideoTrack::encode(const CMSampleBuffer& sample, CMTime sessionStart) {
     end_ = time + std::max<std::int64_t>(duration, 1);
     write(encoder_->encode(*sample.imageBuffer, time, sample.frameInfo), time);
     coarse_ = encoder_->isCoarse() ? sample.imageBuffer : nullptr;
-    refinements_ = 0;
+    rests_ = refinements_ = 0;
 }
 
 std::optional<std::chrono::milliseconds> VideoTrack::restsAfter() const {
@@ -48,12 +48,14 @@ std::optional<std::chrono::milliseconds> VideoTrack::restsAfter() const {
 }
 
 void VideoTrack::rest() {
-    ++refinements_;
-    const double rested = std::chrono::duration<double>(kRest).count() * refinements_;
+    ++rests_;
+    const double rested = std::chrono::duration<double>(kRest).count() * rests_;
     const std::int64_t time = *lastTime_ + 1;
+    const std::optional<EncodedPicture> finer = encoder_->refine(*coarse_, time, rested);
+    if (!finer) return;
     end_ = std::max(end_, time + 1);
-    write(encoder_->refine(*coarse_, time, rested), time);
-    if (refinements_ >= kMostRefinements || !encoder_->isCoarse()) coarse_.reset();
+    write(*finer, time);
+    if (++refinements_ >= kMostRefinements || !encoder_->isCoarse()) coarse_.reset();
 }
 
 /// Nothing is held back, so nothing is left.

@@ -35,6 +35,8 @@ class VideoTrack final : public TrackEncoder {
     std::int64_t end_ = 0;
     /// The last picture while it is coarse, so that it can be encoded again.
     std::shared_ptr<const CVPixelBuffer> coarse_;
+    /// Since the last picture came.
+    int rests_ = 0;
     int refinements_ = 0;
 };
 

@@ -1,7 +1,7 @@
 #include "Linux/PipeWire/AudioSource.h"
 
 #include "Linux/PipeWire/AudioStream.h"
-#include "Linux/PipeWire/Graph.h"
+#include "Linux/PipeWire/GraphWatch.h"
 #include "Support/Error.h"
 
 #include <algorithm>
@@ -24,7 +24,8 @@ std::unique_ptr<SampleSource> AudioSource::microphone(std::optional<std::string>
 
 void AudioSource::start(SampleHandler onSample, FailureHandler /*onFailure*/) {
     auto session = std::make_unique<Session>();
-    const Graph graph = readGraph(*session);
+    auto watch = std::make_unique<GraphWatch>(*session);
+    const Graph graph = watch->graph();
     AudioStream::Format format;
     format.channels = channels_;
     if (kind_ == Kind::systemSound) {
@@ -36,7 +37,8 @@ void AudioSource::start(SampleHandler onSample, FailureHandler /*onFailure*/) {
             graph.microphones, [&](const CaptureDevice& device) { return device.id == id_; });
         if (isConnected) format.device = id_;
     }
-    stream_ = std::make_unique<AudioStream>(std::move(session), format, std::move(onSample));
+    stream_ =
+        std::make_unique<AudioStream>(std::move(session), std::move(watch), format, std::move(onSample));
 }
 
 void AudioSource::stop() {

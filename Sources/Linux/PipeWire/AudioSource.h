@@ -13,8 +13,8 @@ class AudioStream;
 
 /// Delivers interleaved 32-bit float samples at 48 kHz.
 ///
-/// Sound that ceases, because a device was unplugged or the server ended, is no failure: no samples come until
-/// it is there again, and onFailure is never called.
+/// Sound that ceases, because a device was unplugged or the server ended, is no failure: no samples come
+/// until it is there again, and onFailure is never called.
 class AudioSource final : public SampleSource {
  public:
     /// What the default output plays, also when another becomes the default.

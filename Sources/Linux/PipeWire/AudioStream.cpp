@@ -2,6 +2,7 @@
 
 #include "Support/Error.h"
 
+#include <spa/node/io.h>
 #include <spa/param/audio/format-utils.h>
 #include <spa/pod/builder.h>
 
@@ -15,19 +16,22 @@ namespace {
 
 constexpr std::chrono::milliseconds startPatience{1000};
 constexpr std::chrono::milliseconds endPatience{100};
+/// A change of delay that is not left to the smoother.
+constexpr std::chrono::milliseconds noticeableDelay{5};
 /// How often the buffers are looked through again because new sound arrived meanwhile.
 constexpr int greatestAttempts = 4;
 
 pw_properties* propertiesOf(const AudioStream::Format& format) {
     pw_properties* properties = pw_properties_new(
         PW_KEY_MEDIA_TYPE, "Audio", PW_KEY_MEDIA_CATEGORY, "Capture", PW_KEY_APP_NAME, "Lumicrate",
-        // Short enough that little is missing when a recording ends, long enough not to wake the machine often.
+        // Short enough that little is missing when a recording ends, long enough not to wake the machine
+        // often.
         PW_KEY_NODE_LATENCY, "1024/48000",
         // The same sound in two channels keeps its level in one, instead of clipping.
         "channelmix.normalize", "true", nullptr);
-    // Session managers remember volume and device of a stream by its media.role, which all applications share, or
-    // else by its application.id. Without a role, and with an id for each of the two, nobody else's settings are
-    // taken over and a microphone never becomes the system's sound.
+    // Session managers remember volume and device of a stream by its media.role, which all applications
+    // share, or else by its application.id. Without a role, and with an id for each of the two, nobody else's
+    // settings are taken over and a microphone never becomes the system's sound.
     if (format.fromOutput) {
         pw_properties_set(properties, PW_KEY_NODE_NAME, "lumicrate-system-sound");
         pw_properties_set(properties, PW_KEY_APP_ID, "lumicrate.system-sound");
@@ -64,13 +68,17 @@ const pw_stream_events AudioStream::events = [] {
     pw_stream_events handlers{};
     handlers.version = PW_VERSION_STREAM_EVENTS;
     handlers.state_changed = &AudioStream::onStateChanged;
+    handlers.io_changed = &AudioStream::onIoChanged;
     handlers.process = &AudioStream::onProcess;
     return handlers;
 }();
 
-AudioStream::AudioStream(std::unique_ptr<Session> session, const Format& format,
-                         SampleSource::SampleHandler onSample)
-    : format_(format), onSample_(std::move(onSample)), session_(std::move(session)) {
+AudioStream::AudioStream(std::unique_ptr<Session> session, std::unique_ptr<GraphWatch> watch,
+                         const Format& format, SampleSource::SampleHandler onSample)
+    : format_(format),
+      onSample_(std::move(onSample)),
+      session_(std::move(session)),
+      watch_(std::move(watch)) {
     const Session::Lock lock(*session_);
     try {
         connect();
@@ -111,6 +119,13 @@ void AudioStream::onStateChanged(void* self, pw_stream_state /*old*/, pw_stream_
     stream.session_->signal();
 }
 
+void AudioStream::onIoChanged(void* self, std::uint32_t id, void* area, std::uint32_t size) {
+    if (id != SPA_IO_Position) return;
+    auto& driver = static_cast<AudioStream*>(self)->driverNumber_;
+    driver.reset();
+    if (area && size >= sizeof(spa_io_position)) driver = static_cast<const spa_io_position*>(area)->clock.id;
+}
+
 void AudioStream::onProcess(void* self) {
     static_cast<AudioStream*>(self)->deliver();
 }
@@ -134,6 +149,9 @@ void AudioStream::deliver() {
     const auto audio = std::make_shared<AudioBufferList>();
     audio->description = {sampleRate, format_.channels, AudioSampleFormat::float32};
     audio->buffers.push_back(std::exchange(taken_, {}));
+    const bool lost = lostSoundBefore(frames, time);
+    const bool moved = pathChanged(time);
+    if (lost || moved) smoother_.noteJump();
     const auto stamp = smoother_.stamp(reported, frames);
     if (!stamp) return;
 
@@ -160,20 +178,49 @@ void AudioStream::takeBuffers() {
     }
 }
 
+/// Whether the server counted on by clearly more than the frames that came: a busy machine misses cycles.
+bool AudioStream::lostSoundBefore(std::int64_t frames, const pw_time& time) {
+    const auto before = std::exchange(lastTicks_, time.ticks);
+    if (!before || time.rate.denom == 0) return false;
+    const auto counted = static_cast<std::int64_t>(time.ticks - *before);
+    const Nanoseconds passed = durationOf(counted * time.rate.num, time.rate.denom);
+    const Nanoseconds cycle = durationOf(framesIn(newestBufferSize_), sampleRate);
+    return passed > durationOf(frames, sampleRate) + cycle / 2;
+}
+
+/// Most outputs are; one that only leads to others (an equalizer, say) is not.
+bool AudioStream::isOutputADriver() const {
+    const auto output = watch_->defaultOutputNumber();
+    return !output || !driverNumber_ || *output == *driverNumber_;
+}
+
+AudioStream::Path AudioStream::pathAt(const pw_time& time) const {
+    if (time.rate.denom == 0) return {};
+    return {durationOf(time.delay * time.rate.num, time.rate.denom), isOutputADriver()};
+}
+
+/// Whether another device, or another setting of it, has made the way clearly longer or shorter.
+bool AudioStream::pathChanged(const pw_time& time) {
+    const Path path = pathAt(time);
+    const auto before = std::exchange(lastPath_, path);
+    return before && (path.outputDrives != before->outputDrives ||
+                      std::chrono::abs(path.delay - before->delay) > noticeableDelay);
+}
+
 /// When the first frame of the newest buffer was heard, or will be.
 AudioStream::Nanoseconds AudioStream::reportedTime(const pw_time& time) const {
     // One cycle of the server brings one buffer.
     const Nanoseconds cycle = durationOf(framesIn(newestBufferSize_), sampleRate);
     if (time.now == 0 || time.rate.denom == 0) return HostClock::now() - cycle;
-    const Nanoseconds delay = durationOf(time.delay * time.rate.num, time.rate.denom);
+    const Path path = pathAt(time);
     const Nanoseconds inConverter = durationOf(static_cast<std::int64_t>(time.buffered), sampleRate);
     const Nanoseconds caught = Nanoseconds(time.now) - inConverter;
-    // A monitor shows what its output took in the cycle before, and its delay is the output's: how long from
-    // there until it is heard.
-    if (format_.fromOutput) return caught - cycle + delay;
-    // A microphone's delay is how long its sound was under way. Virtual ones leave out that the first frame of a
-    // buffer can only have been heard a whole buffer ago.
-    return caught - std::max(delay, cycle);
+    // A monitor's delay is its output's: how long from there until it is heard. The output that drives the
+    // cycle works last in it, so that its monitor shows what it took in the cycle before.
+    if (format_.fromOutput) return caught + path.delay - (path.outputDrives ? cycle : Nanoseconds(0));
+    // A microphone's delay is how long its sound was under way. Virtual ones leave out that the first frame
+    // of a buffer can only have been heard a whole buffer ago.
+    return caught - std::max(path.delay, cycle);
 }
 
 }  // namespace lumicrate::pipewire

@@ -1,6 +1,7 @@
 // AudioStream: one running capture stream of the sound server.
 #pragma once
 
+#include "Linux/PipeWire/GraphWatch.h"
 #include "Linux/PipeWire/Session.h"
 #include "Linux/PipeWire/StampSmoother.h"
 #include "Platform/SampleSource.h"
@@ -16,10 +17,11 @@
 namespace lumicrate::pipewire {
 
 /// Captures from when it is made until it is destroyed and hands on interleaved float samples at 48 kHz, each
-/// stretch with the host time of its first frame: when it reached a microphone, or when it leaves the loudspeaker.
+/// stretch with the host time of its first frame: when it reached a microphone, or when it leaves the
+/// loudspeaker.
 ///
-/// When the device or the server goes, no more sound comes; should the device or another default take its place, sound
-/// comes again, and the stamps tell how long it was missing.
+/// When the device or the server goes, no more sound comes; should the device or another default take its
+/// place, sound comes again, and the stamps tell how long it was missing.
 class AudioStream {
  public:
     static constexpr int sampleRate = 48000;
@@ -34,7 +36,8 @@ class AudioStream {
 
     /// Returns when sound flows, or after a second without. Throws PlatformError when the stream is refused.
     /// `onSample` is called on the session's thread.
-    AudioStream(std::unique_ptr<Session> session, const Format& format, SampleSource::SampleHandler onSample);
+    AudioStream(std::unique_ptr<Session> session, std::unique_ptr<GraphWatch> watch, const Format& format,
+                SampleSource::SampleHandler onSample);
     /// Hands on what was captured up to now, as far as it comes within a tenth of a second.
     ~AudioStream();
     AudioStream(const AudioStream&) = delete;
@@ -49,11 +52,22 @@ class AudioStream {
 
     static const pw_stream_events events;
     static void onStateChanged(void* self, pw_stream_state old, pw_stream_state state, const char* error);
+    static void onIoChanged(void* self, std::uint32_t id, void* area, std::uint32_t size);
     static void onProcess(void* self);
 
     void connect();
     void deliver();
     void takeBuffers();
+    /// What lies between a device and this stream.
+    struct Path {
+        Nanoseconds delay{};
+        bool outputDrives = false;
+    };
+
+    bool lostSoundBefore(std::int64_t frames, const pw_time& time);
+    bool isOutputADriver() const;
+    Path pathAt(const pw_time& time) const;
+    bool pathChanged(const pw_time& time);
     Nanoseconds reportedTime(const pw_time& time) const;
     std::size_t frameSize() const { return static_cast<std::size_t>(format_.channels) * sizeof(float); }
     std::int64_t framesIn(std::size_t bytes) const { return static_cast<std::int64_t>(bytes / frameSize()); }
@@ -63,11 +77,15 @@ class AudioStream {
     const SampleSource::SampleHandler onSample_;
     StampSmoother smoother_{sampleRate};
     pw_stream_state state_ = PW_STREAM_STATE_UNCONNECTED;
-    std::vector<std::byte> taken_;     ///< out of the server's buffers, not yet handed on
-    std::size_t newestBufferSize_ = 0;  ///< bytes at the end of it that came last
+    std::vector<std::byte> taken_;               ///< out of the server's buffers, not yet handed on
+    std::size_t newestBufferSize_ = 0;           ///< bytes at the end of it that came last
+    std::optional<std::uint32_t> driverNumber_;  ///< of the node that times the cycles this stream is in
+    std::optional<std::uint64_t> lastTicks_;     ///< the server's count of frames when sound last came
+    std::optional<Path> lastPath_;
     Nanoseconds deliveredUntil_{};
     spa_hook listener_{};
     std::unique_ptr<Session> session_;
+    std::unique_ptr<GraphWatch> watch_;
     std::unique_ptr<pw_stream, DestroyStream> stream_;  ///< touched only under the session's lock
 };
 

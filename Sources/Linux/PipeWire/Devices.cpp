@@ -1,5 +1,6 @@
 #include "Linux/PipeWire/Devices.h"
 
+#include "Linux/PipeWire/GraphWatch.h"
 #include "Linux/PipeWire/Session.h"
 #include "Support/Error.h"
 
@@ -8,7 +9,7 @@ namespace lumicrate::pipewire {
 std::optional<Graph> Devices::snapshot() const {
     try {
         Session session;
-        return readGraph(session);
+        return GraphWatch(session).graph();
     } catch (const PlatformError&) {
         return std::nullopt;
     }

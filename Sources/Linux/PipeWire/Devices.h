@@ -10,9 +10,9 @@
 
 namespace lumicrate::pipewire {
 
-/// Every question is put to the server afresh, over a connection of its own: that takes some milliseconds, and
-/// nothing has to be kept in step with a server that comes and goes. Without a server the answers are empty;
-/// one that hangs costs two seconds. Any thread.
+/// Every question is put to the server afresh, over a connection of its own: that takes some milliseconds,
+/// and nothing has to be kept in step with a server that comes and goes. Without a server the answers are
+/// empty; one that hangs costs two seconds. Any thread.
 class Devices final : public AVCaptureDevices {
  public:
     /// The default one first, the others by name. Ids are node names, which outlast a restart.

@@ -10,8 +10,6 @@
 
 namespace lumicrate::pipewire {
 
-class Session;
-
 /// What a node of the server's graph is to a recorder.
 struct NodeRole {
     bool isMicrophone = false;
@@ -28,8 +26,8 @@ NodeRole roleOf(std::string_view mediaClass);
 /// text.
 std::optional<std::string> defaultNameFrom(std::string_view note);
 
-/// Puts the default device first and the others in the order of their names, then of their ids, so that a list
-/// does not depend on the order of plugging.
+/// Puts the default device first and the others in the order of their names, then of their ids, so that a
+/// list does not depend on the order of plugging.
 void sortDevices(std::vector<CaptureDevice>& devices, const std::optional<std::string>& defaultId);
 
 /// The devices, in order; their ids are node names.
@@ -40,9 +38,5 @@ struct Graph {
     std::optional<std::string> defaultMicrophone;
     std::optional<std::string> defaultOutput;
 };
-
-/// Asks the server; takes the session's lock. What the server does not tell within the session's patience is
-/// missing.
-Graph readGraph(Session& session);
 
 }  // namespace lumicrate::pipewire

@@ -34,8 +34,8 @@ Session::Session() {
     if (!loop_) failUnreachable();
     context_.reset(pw_context_new(pw_thread_loop_get_loop(loop_.get()), nullptr, 0));
     if (!context_) failUnreachable();
-    core_.reset(pw_context_connect(
-        context_.get(), pw_properties_new(PW_KEY_APP_NAME, "Lumicrate", nullptr), 0));
+    core_.reset(
+        pw_context_connect(context_.get(), pw_properties_new(PW_KEY_APP_NAME, "Lumicrate", nullptr), 0));
     if (!core_) failUnreachable();
     pw_core_add_listener(core_.get(), &listener_, &events, this);
     if (!thread_.start(loop_.get())) failUnreachable();

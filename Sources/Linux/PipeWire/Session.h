@@ -18,7 +18,8 @@ class Session {
  public:
     using Deadline = std::chrono::milliseconds;
 
-    /// Held while the session's objects are used. May be taken again by its holder, but not around an `await`.
+    /// Held while the session's objects are used. May be taken again by its holder, but not around an
+    /// `await`.
     class Lock {
      public:
         explicit Lock(const Session& session) : loop_(session.loop_.get()) { pw_thread_loop_lock(loop_); }
@@ -41,8 +42,8 @@ class Session {
     bool isAlive() const { return alive_; }
     /// Wakes whoever is in `await`. Lock held.
     void signal() const { pw_thread_loop_signal(loop_.get(), false); }
-    /// Lets the session's thread run until `predicate` holds, which is asked after every signal, or the server
-    /// is gone, or `patience` has passed; gives what the predicate says in the end. Lock held, once.
+    /// Lets the session's thread run until `predicate` holds, which is asked after every signal, or the
+    /// server is gone, or `patience` has passed; gives what the predicate says in the end. Lock held, once.
     template <class Predicate>
     bool await(const Predicate& predicate, Deadline patience) const {
         timespec deadline{};

@@ -1,5 +1,5 @@
-// StampSmoother: turns the jittery times at which stretches of sound are reported into the even times at which
-// they were captured.
+// StampSmoother: turns the jittery times at which stretches of sound are reported into the even times at
+// which they were captured.
 #pragma once
 
 #include <chrono>
@@ -11,9 +11,9 @@ namespace lumicrate::pipewire {
 /// A delay-locked loop: the stamps run on at the rate that the device's clock is measured to have, and follow
 /// the reported times slowly. One thread.
 ///
-/// From a stretch to the next, stamps differ by its length at a rate within half a percent of the nominal one,
-/// so that nobody hears a seam; only where the reports jump by more than 50 ms (sound was lost, or the device
-/// changed) do they jump along. They always grow.
+/// From a stretch to the next, stamps differ by its length at a rate within half a percent of the nominal
+/// one, so that nobody hears a seam; only where the reports jump by more than 50 ms (sound was lost, or the
+/// device changed) do they jump along. They always grow.
 class StampSmoother {
  public:
     using Nanoseconds = std::chrono::nanoseconds;
@@ -25,7 +25,12 @@ class StampSmoother {
     /// nothing when that stretch of time has been stamped already and the sound should be left out.
     std::optional<Nanoseconds> stamp(Nanoseconds reported, std::int64_t frames);
 
-    /// How much longer than nominal a frame is measured to last, as a fraction: 1e-6 is one part in a million.
+    /// Says that the next stretch is known not to follow on the last, so that its stamp jumps however short
+    /// the way is.
+    void noteJump() { locked_ = false; }
+
+    /// How much longer than nominal a frame is measured to last, as a fraction: 1e-6 is one part in a
+    /// million.
     double drift() const { return drift_; }
 
  private:

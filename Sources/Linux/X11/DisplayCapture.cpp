@@ -1,6 +1,7 @@
 #include "Linux/X11/DisplayCapture.h"
 
 #include "Linux/X11/Monitors.h"
+#include "Support/MediaTime.h"
 
 namespace lumicrate::x11 {
 
@@ -10,6 +11,11 @@ namespace {
 constexpr std::size_t mostReads = 16;
 /// A layout may change again while it is being read, but not for ever.
 constexpr int mostRefusals = 10;
+constexpr std::chrono::milliseconds patience(1000);
+
+[[noreturn]] void throwDisplayGone() {
+    throw PlatformError(localized("The display is no longer available."));
+}
 
 }  // namespace
 
@@ -23,7 +29,7 @@ DisplayCapture::DisplayCapture(const std::string& displayName, const SCContentFi
       reader_(connection_) {
     configure(configuration);
     // What cannot be captured is to be known now, not with the first look.
-    presentGeometry();
+    if (!presentGeometry()) throwDisplayGone();
 }
 
 void DisplayCapture::configure(const SCStreamConfiguration& configuration) {
@@ -56,6 +62,7 @@ DisplayCapture::Changes DisplayCapture::look() {
     Changes changes;
     const bool relaid = layoutStale_ && refreshLayout(changes);
     changes.blocks = BlockRegion(geometry_.region.width, geometry_.region.height);
+    if (layoutStale_) return changes;
     if (relaid) shadow_.blackenOutside(toSource(geometry_.readable), changes.blocks);
 
     damage_.request();
@@ -65,25 +72,32 @@ DisplayCapture::Changes DisplayCapture::look() {
     const auto cursor = pointer_ ? pointer_->collect() : std::nullopt;
     moveCursor(cursor ? cursor->offsetBy(-geometry_.region.x, -geometry_.region.y) : CursorOverlay(),
                changes);
-    changes.complete = readPixels(changes);
+    readPixels(changes);
     return changes;
 }
 
-SourceGeometry DisplayCapture::presentGeometry() const {
+/// Nothing when the display is not there.
+std::optional<SourceGeometry> DisplayCapture::presentGeometry() const {
     const auto monitor = findMonitor(connection_, displayId_);
-    if (!monitor) throw PlatformError(localized("The display is no longer available."));
+    if (!monitor) return std::nullopt;
     return sourceGeometry(monitor->frame, rootExtent(connection_), sourceRect_, scale_);
 }
 
-/// Follows the layout; whether anything is somewhere else now.
+/// Follows the layout; whether anything is somewhere else now. The layout stays stale while the display is
+/// missing: one that gets another mode goes and comes back.
 bool DisplayCapture::refreshLayout(Changes& changes) {
-    const SourceGeometry now = presentGeometry();
+    const auto now = presentGeometry();
+    if (!now) {
+        awaitDisplay(changes);
+        return false;
+    }
+    awaySince_.reset();
     layoutStale_ = false;
-    if (now == geometry_) return false;
-    const int width = now.region.width;
-    const int height = now.region.height;
+    if (*now == geometry_) return false;
+    const int width = now->region.width;
+    const int height = now->region.height;
     changes.resized = width != geometry_.region.width || height != geometry_.region.height;
-    geometry_ = now;
+    geometry_ = *now;
     if (changes.resized) {
         shadow_ = ShadowImage(width, height);
         unread_ = BlockRegion(width, height);
@@ -91,6 +105,15 @@ bool DisplayCapture::refreshLayout(Changes& changes) {
     }
     unread_.addAll();
     return true;
+}
+
+/// Gives a missing display some time to come back before it counts as gone.
+void DisplayCapture::awaitDisplay(Changes& changes) {
+    const auto now = HostClock::now();
+    if (!awaySince_) awaySince_ = now;
+    const auto left = *awaySince_ + patience - now;
+    if (left <= left.zero()) throwDisplayGone();
+    changes.lookAgainIn = left;
 }
 
 PixelRect DisplayCapture::toSource(const PixelRect& onRoot) const {
@@ -107,8 +130,8 @@ void DisplayCapture::moveCursor(const CursorOverlay& cursor, Changes& changes) {
     cursor_ = cursor;
 }
 
-/// Reads what is damaged; false when it has to be tried again, with a new layout.
-bool DisplayCapture::readPixels(Changes& changes) {
+/// Reads what is damaged. When the server refuses, the layout is another one by now.
+void DisplayCapture::readPixels(Changes& changes) {
     const PixelRect origin = geometry_.region;
     std::vector<PixelRect> wanted;
     for (const PixelRect& rect : unread_.rectangles(mostReads)) {
@@ -121,11 +144,11 @@ bool DisplayCapture::readPixels(Changes& changes) {
     if (complete) {
         refusals_ = 0;
         unread_.clear();
-    } else {
-        if (++refusals_ > mostRefusals) Connection::throwRefused();
-        layoutStale_ = true;
+        return;
     }
-    return complete;
+    if (++refusals_ > mostRefusals) Connection::throwRefused();
+    layoutStale_ = true;
+    changes.lookAgainIn = std::chrono::nanoseconds::zero();
 }
 
 }  // namespace lumicrate::x11

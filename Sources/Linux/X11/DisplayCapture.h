@@ -15,6 +15,7 @@
 #include "Linux/X11/SourceGeometry.h"
 #include "Platform/ScreenCaptureKit.h"
 
+#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -27,8 +28,9 @@ class DisplayCapture {
  public:
     /// What a look found, in pixels of the source.
     struct Changes {
-        bool resized = false;           ///< the source has another size than before
-        bool complete = true;           ///< when not, it is to be looked again
+        bool resized = false;  ///< the source has another size than before
+        /// When it is to be looked again without any event: nothing, if it need not.
+        std::optional<std::chrono::nanoseconds> lookAgainIn;
         BlockRegion blocks;             ///< where pixels changed
         std::vector<PixelRect> cursor;  ///< where the cursor was and where it is, if that changed
     };
@@ -54,11 +56,12 @@ class DisplayCapture {
     const CursorOverlay& cursor() const { return cursor_; }
 
  private:
-    SourceGeometry presentGeometry() const;
+    std::optional<SourceGeometry> presentGeometry() const;
+    void awaitDisplay(Changes& changes);
     bool refreshLayout(Changes& changes);
     PixelRect toSource(const PixelRect& onRoot) const;
     void moveCursor(const CursorOverlay& cursor, Changes& changes);
-    bool readPixels(Changes& changes);
+    void readPixels(Changes& changes);
 
     Connection connection_;
     std::uint32_t displayId_;
@@ -70,6 +73,8 @@ class DisplayCapture {
     ScreenReader reader_;
 
     bool layoutStale_ = true;
+    /// Since when the display has been missing.
+    std::optional<std::chrono::nanoseconds> awaySince_;
     int refusals_ = 0;  ///< reads that failed in a row
     SourceGeometry geometry_;
     ShadowImage shadow_{0, 0};

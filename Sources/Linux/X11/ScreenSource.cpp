@@ -15,11 +15,17 @@ namespace lumicrate::x11 {
 namespace {
 
 constexpr std::chrono::milliseconds stillAfter(200);
-constexpr std::size_t mostDirtyRects = 32;
+constexpr std::size_t mostDirtyRects = 16;
 
 std::chrono::nanoseconds duration(const CMTime& time) {
     if (!time.isValid()) return {};
     return std::chrono::nanoseconds(time.converted(1'000'000'000));
+}
+
+std::optional<std::chrono::nanoseconds> earlier(std::optional<std::chrono::nanoseconds> a,
+                                                std::optional<std::chrono::nanoseconds> b) {
+    if (!a || !b) return a ? a : b;
+    return std::min(*a, *b);
 }
 
 timespec timespecOf(std::chrono::nanoseconds time) {
@@ -87,9 +93,10 @@ void ScreenSource::captureUntilStopped() {
         takeUpdate();
         if (capture_->takeEvents()) lookWanted_ = true;
         const Time now = HostClock::now();
+        if (lookAgainAt_ && now >= *lookAgainAt_) lookWanted_ = true;
         if (!lookWanted_) {
             if (idleAt_ && now >= *idleAt_) deliverIdle(now);
-            wait(idleAt_);
+            wait(earlier(idleAt_, lookAgainAt_));
         } else if (!pool_.hasFree()) {
             // The screen stays damaged; the buffer that comes back wakes us.
             wait(std::nullopt);
@@ -120,7 +127,8 @@ void ScreenSource::takeFrame() {
     lookWanted_ = false;
     const Time taken = HostClock::now();
     const DisplayCapture::Changes changes = capture_->look();
-    if (!changes.complete) lookWanted_ = true;
+    lookAgainAt_.reset();
+    if (changes.lookAgainIn) lookAgainAt_ = taken + *changes.lookAgainIn;
     if (std::exchange(reshaped_, false) || changes.resized) {
         composer_.setSource(capture_->picture().width(), capture_->picture().height(),
                             configuration_.preservesAspectRatio);

@@ -59,7 +59,7 @@ MonitorListener::MonitorListener() : stream_(std::make_unique<Stream>()) {
     self.stream = pw_stream_new_simple(
         pw_thread_loop_get_loop(self.loop), "listener",
         pw_properties_new(PW_KEY_MEDIA_TYPE, "Audio", PW_KEY_MEDIA_CATEGORY, "Capture",
-                          PW_KEY_STREAM_CAPTURE_SINK, "true", PW_KEY_NODE_LATENCY, "128/48000", nullptr),
+                          PW_KEY_STREAM_CAPTURE_SINK, "true", PW_KEY_NODE_LATENCY, "512/48000", nullptr),
         &self.events, stream_.get());
     std::uint8_t memory[1024];
     spa_pod_builder builder = SPA_POD_BUILDER_INIT(memory, sizeof memory);

@@ -1,0 +1,64 @@
+// GraphWatch: the sound server's devices as they come and go.
+#pragma once
+
+#include "Linux/PipeWire/Graph.h"
+#include "Linux/PipeWire/Session.h"
+
+#include <pipewire/extensions/metadata.h>
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+
+namespace lumicrate::pipewire {
+
+/// Follows what the server announces, from when it is made until it is destroyed.
+class GraphWatch {
+ public:
+    /// Waits for the present state; what the server does not tell within the session's patience comes later.
+    /// `session` must outlive the watch. Takes its lock, as the destructor does.
+    explicit GraphWatch(Session& session);
+    ~GraphWatch();
+    GraphWatch(const GraphWatch&) = delete;
+    GraphWatch& operator=(const GraphWatch&) = delete;
+
+    /// The devices now. Takes the session's lock.
+    Graph graph() const;
+    /// The default output's number in the server's graph. Session's lock held.
+    std::optional<std::uint32_t> defaultOutputNumber() const;
+
+ private:
+    struct Node {
+        CaptureDevice device;
+        NodeRole role;
+    };
+    struct DestroyProxy {
+        template <class Proxy>
+        void operator()(Proxy* proxy) const {
+            pw_proxy_destroy(reinterpret_cast<pw_proxy*>(proxy));
+        }
+    };
+
+    static const pw_registry_events registryEvents;
+    static const pw_metadata_events metadataEvents;
+    static void onGlobal(void* self, std::uint32_t number, std::uint32_t permissions, const char* type,
+                         std::uint32_t version, const spa_dict* properties);
+    static void onGlobalRemoved(void* self, std::uint32_t number);
+    static int onProperty(void* self, std::uint32_t subject, const char* key, const char* type,
+                          const char* value);
+    void addNode(std::uint32_t number, const spa_dict* properties);
+    void listenToDefaults(std::uint32_t number);
+
+    Session& session_;
+    std::map<std::uint32_t, Node> nodes_;
+    std::optional<std::string> defaultMicrophone_;
+    std::optional<std::string> defaultOutput_;
+    spa_hook registryListener_{};
+    spa_hook metadataListener_{};
+    std::unique_ptr<pw_registry, DestroyProxy> registry_;
+    std::unique_ptr<pw_metadata, DestroyProxy> metadata_;
+};
+
+}  // namespace lumicrate::pipewire

@@ -1,0 +1,292 @@
+#include "Linux/Media/AssetWriter.h"
+#include "Support/Error.h"
+#include "Tests/Linux/Media/MovieMaker.h"
+#include "Tests/Stage/MovieProbe.h"
+
+#include <gmock/gmock.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <condition_variable>
+#include <csignal>
+#include <fstream>
+#include <mutex>
+
+namespace lumicrate::media {
+namespace {
+
+using test::audioSettings;
+using test::frame;
+using test::MovieMaker;
+using test::TemporaryFolder;
+using test::TestPicture;
+using test::videoSettings;
+using testing::HasSubstr;
+using testing::StartsWith;
+
+constexpr CMTime kStart{1000, 1};
+
+std::string sentenceOf(const std::function<void()>& operation) {
+    try {
+        operation();
+    } catch (const PlatformError& error) {
+        return error.what();
+    }
+    return "no error";
+}
+
+CMSampleBuffer noise(int milliseconds, unsigned seed) {
+    auto picture = std::make_shared<TestPicture>(640, 480);
+    picture->noise({0, 0, 640, 480}, seed);
+    return frame(kStart + CMTime(milliseconds, 1000), picture);
+}
+
+TEST(AssetWriterTests, TakesOnlyWhatItCanWrite) {
+    const TemporaryFolder folder;
+    AssetWriter movie(folder / "a.mp4", AVFileType::mpeg4);
+    AVVideoOutputSettings hevc = videoSettings(64, 64);
+    hevc.codec = AVVideoCodecType::hevc;
+    AVAudioOutputSettings pcm = audioSettings(2);
+    pcm.formatID = 0x6c70636d;
+    EXPECT_FALSE(movie.canAddInput(hevc));
+    EXPECT_FALSE(movie.canAddInput(videoSettings(1, 64)));
+    EXPECT_FALSE(movie.canAddInput(videoSettings(64, 16385)));
+    EXPECT_FALSE(movie.canAddInput(pcm));
+    EXPECT_FALSE(movie.canAddInput(audioSettings(3)));
+    EXPECT_TRUE(movie.canAddInput(videoSettings(2, 2)));
+    EXPECT_TRUE(movie.canAddInput(videoSettings(16384, 64)));
+    movie.addInput(videoSettings(64, 64));
+    EXPECT_FALSE(movie.canAddInput(videoSettings(64, 64))) << "one video track";
+    EXPECT_TRUE(movie.canAddInput(audioSettings(1)));
+    ASSERT_TRUE(movie.startWriting());
+    EXPECT_FALSE(movie.canAddInput(audioSettings(1))) << "writing";
+
+    const AssetWriter sound(folder / "a.m4a", AVFileType::appleM4A);
+    EXPECT_FALSE(sound.canAddInput(videoSettings(64, 64)));
+    EXPECT_TRUE(sound.canAddInput(audioSettings(2)));
+}
+
+TEST(AssetWriterTests, AFileThatCannotBeCreatedSaysWhy) {
+    const TemporaryFolder folder;
+    EXPECT_EQ(sentenceOf([&] { makeAssetWriter(folder / "none/a.mp4", AVFileType::mpeg4); }),
+              "The movie file couldn’t be created: No such file or directory.");
+    std::ofstream(folder / "there.mp4") << "precious";
+    EXPECT_EQ(sentenceOf([&] { makeAssetWriter(folder / "there.mp4", AVFileType::mpeg4); }),
+              "The movie file couldn’t be created: File exists.");
+    EXPECT_EQ(std::filesystem::file_size(folder / "there.mp4"), 8U);
+    if (geteuid() == 0) return;  // whom no folder refuses
+    std::filesystem::permissions(folder.path(),
+                                 std::filesystem::perms::owner_read | std::filesystem::perms::owner_exec);
+    EXPECT_EQ(sentenceOf([&] { makeAssetWriter(folder / "a.mp4", AVFileType::mpeg4); }),
+              "The movie file couldn’t be created: Permission denied.");
+    std::filesystem::permissions(folder.path(), std::filesystem::perms::owner_all);
+}
+
+TEST(AssetWriterTests, TheIndexStandsInFrontWhenAskedFor) {
+    for (const bool inFront : {true, false}) {
+        MovieMaker maker({videoSettings(640, 480)}, AVFileType::mpeg4, inFront);
+        maker.append(0, noise(0, 1));
+        ASSERT_EQ(maker.finish(), AVAssetWriterStatus::completed);
+        EXPECT_EQ(stage::MovieProbe(maker.path()).indexInFront(), inFront);
+    }
+}
+
+/// Lets the process' files grow to a size only, as a full disk would, for as long as it lives.
+class FullDisk {
+ public:
+    explicit FullDisk(rlim_t bytes) : handler_(std::signal(SIGXFSZ, SIG_IGN)) {
+        getrlimit(RLIMIT_FSIZE, &before_);
+        const rlimit limit{bytes, before_.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &limit);
+    }
+    FullDisk(const FullDisk&) = delete;
+    FullDisk& operator=(const FullDisk&) = delete;
+    ~FullDisk() {
+        setrlimit(RLIMIT_FSIZE, &before_);
+        std::signal(SIGXFSZ, handler_);
+    }
+
+ private:
+    rlimit before_{};
+    void (*handler_)(int);
+};
+
+TEST(AssetWriterTests, AFullDiskFailsTheWriting) {
+    MovieMaker maker({videoSettings(640, 480, 50'000'000)});
+    const FullDisk disk(300'000);
+    for (int i = 0; i < 200 && maker.writer().status() == AVAssetWriterStatus::writing; ++i) {
+        maker.awaitRoom(0);
+        maker.input(0).appendSampleBuffer(noise(i * 33, static_cast<unsigned>(i)));
+    }
+    EXPECT_EQ(maker.finish(), AVAssetWriterStatus::failed);
+    EXPECT_EQ(localizedDescription(maker.writer().error()),
+              "The movie file couldn’t be written: File too large.");
+    EXPECT_FALSE(maker.input(0).appendSampleBuffer(noise(9999, 1)));
+    EXPECT_FALSE(maker.input(0).isReadyForMoreMediaData());
+}
+
+TEST(AssetWriterTests, ADiskThatIsFullAtTheEndFailsTheWriting) {
+    MovieMaker maker({videoSettings(640, 480), audioSettings(2)});
+    maker.append(0, noise(0, 1));
+    const FullDisk disk(2000);
+    EXPECT_EQ(maker.finish(), AVAssetWriterStatus::failed);
+    EXPECT_THAT(localizedDescription(maker.writer().error()),
+                StartsWith("The movie file couldn’t be written: "));
+}
+
+TEST(AssetWriterTests, CancellingDeletesTheFile) {
+    MovieMaker maker({videoSettings(640, 480), audioSettings(2)});
+    for (int i = 0; i < 6; ++i)
+        maker.append(0, noise(i * 33, 1));
+    EXPECT_TRUE(std::filesystem::exists(maker.path()));
+    maker.writer().cancelWriting();
+    EXPECT_EQ(maker.writer().status(), AVAssetWriterStatus::cancelled);
+    EXPECT_FALSE(std::filesystem::exists(maker.path()));
+    EXPECT_FALSE(maker.input(0).appendSampleBuffer(noise(500, 1)));
+    EXPECT_EQ(maker.finish(), AVAssetWriterStatus::cancelled) << "and finishing still calls back";
+}
+
+TEST(AssetWriterTests, GoesAwayInEveryState) {
+    const TemporaryFolder folder;
+    { const AssetWriter untouched(folder / "a", AVFileType::mpeg4); }
+    {
+        AssetWriter filled(folder / "b", AVFileType::mpeg4);
+        filled.addInput(videoSettings(64, 64));
+    }
+    {
+        AssetWriter empty(folder / "c", AVFileType::mpeg4);
+        EXPECT_FALSE(empty.startWriting()) << "no tracks";
+        EXPECT_EQ(empty.status(), AVAssetWriterStatus::failed);
+        EXPECT_TRUE(empty.error());
+    }
+    EXPECT_TRUE(std::filesystem::is_empty(folder.path()));
+
+    MovieMaker busy({videoSettings(640, 480), audioSettings(1)});
+    for (int i = 0; i < 6; ++i)
+        busy.append(0, noise(i * 33, 1));
+    busy.destroyWriter();
+    EXPECT_FALSE(std::filesystem::exists(busy.path()));
+
+    MovieMaker finishing({videoSettings(640, 480)});
+    for (int i = 0; i < 6; ++i)
+        finishing.append(0, noise(i * 33, 1));
+    bool called = false;
+    finishing.writer().finishWriting([&called] { called = true; });
+    finishing.destroyWriter();
+    EXPECT_TRUE(called);
+    EXPECT_EQ(stage::MovieProbe(finishing.path()).pictureTimes().size(), 6U);
+}
+
+TEST(AssetWriterTests, TheCompletionMayDestroyTheWriter) {
+    const TemporaryFolder folder;
+    std::promise<void> gone;
+    std::unique_ptr<AVAssetWriter> writer = makeAssetWriter(folder / "a.mp4", AVFileType::mpeg4);
+    AVAssetWriterInput& input = writer->addInput(videoSettings(640, 480));
+    ASSERT_TRUE(writer->startWriting());
+    EXPECT_FALSE(input.appendSampleBuffer(noise(0, 1))) << "no session yet";
+    writer->startSessionAtSourceTime(kStart);
+    EXPECT_TRUE(input.appendSampleBuffer(noise(0, 1)));
+    AVAssetWriter* const raw = writer.get();
+    auto holder = std::make_shared<std::unique_ptr<AVAssetWriter>>(std::move(writer));
+    raw->finishWriting([holder, &gone] {
+        holder->reset();
+        gone.set_value();
+    });
+    gone.get_future().wait();
+    EXPECT_EQ(stage::MovieProbe(folder / "a.mp4").pictureTimes().size(), 1U);
+}
+
+/// An encoder that a test holds in its hand.
+class HeldEncoder final : public TrackEncoder {
+ public:
+    struct Control {
+        std::mutex mutex;
+        std::condition_variable changed;
+        bool held = false;
+        bool coarse = false;
+        int encoded = 0;
+        int rests = 0;
+
+        void await(int& counter, int count) {
+            std::unique_lock lock(mutex);
+            changed.wait(lock, [&] { return counter >= count; });
+        }
+        void set(bool& flag, bool value) {
+            const std::lock_guard lock(mutex);
+            flag = value;
+            changed.notify_all();
+        }
+    };
+
+    explicit HeldEncoder(Control& control) : control_(control) {}
+
+    void open(MovieFile& /*file*/) override {}
+    void encode(const CMSampleBuffer& /*sample*/, CMTime /*sessionStart*/) override {
+        std::unique_lock lock(control_.mutex);
+        ++control_.encoded;
+        control_.changed.notify_all();
+        control_.changed.wait(lock, [this] { return !control_.held; });
+    }
+    std::optional<std::chrono::milliseconds> restsAfter() const override {
+        const std::lock_guard lock(control_.mutex);
+        if (!control_.coarse) return std::nullopt;
+        return std::chrono::milliseconds(1);
+    }
+    void rest() override {
+        const std::lock_guard lock(control_.mutex);
+        control_.coarse = ++control_.rests < 2;
+        control_.changed.notify_all();
+    }
+    void finish(CMTime /*sessionStart*/, std::optional<CMTime> /*movieEnd*/) override {}
+    std::optional<CMTime> decidedEnd() const override { return std::nullopt; }
+    double roomFor(const CMSampleBuffer& /*sample*/) const override { return 1.0 / 6; }
+
+ private:
+    Control& control_;
+};
+
+struct HeldInput {
+    HeldInput() : input(state, std::make_unique<HeldEncoder>(control)) {
+        state.advance(AVAssetWriterStatus::unknown, AVAssetWriterStatus::writing);
+        state.startSession(kStart);
+        input.start();
+    }
+
+    HeldEncoder::Control control;
+    WritingState state;
+    AssetWriterInput input;
+};
+
+TEST(AssetWriterInputTests, ABusyInputRefusesAndNeverWaits) {
+    HeldInput held;
+    const CMSampleBuffer sample = frame(kStart, std::make_shared<TestPicture>(2, 2));
+    held.control.set(held.control.held, true);
+    EXPECT_TRUE(held.input.appendSampleBuffer(sample));
+    held.control.await(held.control.encoded, 1);
+    for (int i = 0; i < 6; ++i) {
+        EXPECT_TRUE(held.input.isReadyForMoreMediaData()) << i;
+        EXPECT_TRUE(held.input.appendSampleBuffer(sample));
+    }
+    EXPECT_FALSE(held.input.isReadyForMoreMediaData());
+    EXPECT_TRUE(held.input.appendSampleBuffer(sample)) << "dropped, which is no failure";
+    held.control.set(held.control.held, false);
+    held.control.await(held.control.encoded, 7);
+    EXPECT_TRUE(held.input.isReadyForMoreMediaData());
+    held.input.drain();
+    EXPECT_EQ(held.control.encoded, 7);
+    EXPECT_FALSE(held.input.appendSampleBuffer(sample));
+}
+
+TEST(AssetWriterInputTests, ATrackRestsOnlyWhileItAsksForIt) {
+    HeldInput held;
+    held.input.setExpectsMediaDataInRealTime(true);
+    held.control.set(held.control.coarse, true);
+    EXPECT_TRUE(held.input.appendSampleBuffer(frame(kStart, std::make_shared<TestPicture>(2, 2))));
+    held.control.await(held.control.rests, 2);
+    held.input.drain();
+    EXPECT_EQ(held.control.rests, 2);
+}
+
+}  // namespace
+}  // namespace lumicrate::media

@@ -1,0 +1,121 @@
+#include "Tests/Linux/Media/TestPicture.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace lumicrate::test {
+
+TestPicture::TestPicture(int pixelWidth, int pixelHeight) {
+    width = pixelWidth;
+    height = pixelHeight;
+    lumaStride = pixelWidth + 5;
+    chromaStride = (pixelWidth + 1) / 2 * 2 + 6;
+    lumaBytes_.assign(static_cast<std::size_t>(lumaStride * pixelHeight), 235);
+    chromaBytes_.assign(static_cast<std::size_t>(chromaStride * ((pixelHeight + 1) / 2)), 128);
+    expose();
+}
+
+TestPicture::TestPicture(const TestPicture& other)
+    : CVPixelBuffer(other), lumaBytes_(other.lumaBytes_), chromaBytes_(other.chromaBytes_) {
+    expose();
+}
+
+void TestPicture::expose() {
+    luma = lumaBytes_.data();
+    chroma = chromaBytes_.data();
+}
+
+PixelRect TestPicture::inside(const PixelRect& rect) const {
+    return rect.intersection({0, 0, width, height});
+}
+
+void TestPicture::fill(const PixelRect& rect, int y, int cb, int cr) {
+    const PixelRect part = inside(rect);
+    for (int row = part.y; row < part.maxY(); ++row) {
+        for (int column = part.x; column < part.maxX(); ++column) {
+            lumaBytes_[static_cast<std::size_t>(row * lumaStride + column)] = static_cast<std::uint8_t>(y);
+            const auto pair = static_cast<std::size_t>(row / 2 * chromaStride + column / 2 * 2);
+            chromaBytes_[pair] = static_cast<std::uint8_t>(cb);
+            chromaBytes_[pair + 1] = static_cast<std::uint8_t>(cr);
+        }
+    }
+}
+
+void TestPicture::print(const PixelRect& rect, unsigned seed) {
+    constexpr int kCellWidth = 9;
+    constexpr int kCellHeight = 18;
+    std::mt19937 random(seed);
+    fill(rect, 235, 128, 128);
+    for (int top = rect.y; top < rect.maxY(); top += kCellHeight) {
+        for (int left = rect.x; left < rect.maxX(); left += kCellWidth) {
+            if (random() % 6 == 0) continue;  // a space
+            for (int stroke = 0; stroke < 3; ++stroke) {
+                const int x = left + 1 + static_cast<int>(random() % 6);
+                const int y = top + 2 + static_cast<int>(random() % 10);
+                const bool upright = random() % 2 == 0;
+                const PixelRect line{x, y, upright ? 1 + static_cast<int>(random() % 2) : 6,
+                                     upright ? 10 : 1};
+                fill(line.intersection({left, top, kCellWidth, kCellHeight}).intersection(rect), 30, 128,
+                     128);
+            }
+        }
+    }
+}
+
+void TestPicture::noise(const PixelRect& rect, unsigned seed) {
+    const PixelRect part = inside(rect);
+    std::mt19937 random(seed);
+    for (int row = part.y; row < part.maxY(); ++row) {
+        for (int column = part.x; column < part.maxX(); ++column) {
+            lumaBytes_[static_cast<std::size_t>(row * lumaStride + column)] =
+                static_cast<std::uint8_t>(16 + random() % 220);
+        }
+    }
+}
+
+double psnr(const CVPixelBuffer& source, const stage::Picture& decoded, const PixelRect& rect) {
+    double squares = 0;
+    for (int y = rect.y; y < rect.maxY(); ++y) {
+        for (int x = rect.x; x < rect.maxX(); ++x) {
+            const double difference =
+                source.luma[std::ptrdiff_t{y} * source.lumaStride + x] - decoded.luma().at(x, y);
+            squares += difference * difference;
+        }
+    }
+    const double mean = std::max(squares / static_cast<double>(rect.area()), 1e-9);
+    return 10 * std::log10(255 * 255 / mean);
+}
+
+double psnr(const CVPixelBuffer& source, const stage::Picture& decoded) {
+    return psnr(source, decoded, {0, 0, source.width, source.height});
+}
+
+double ssim(const CVPixelBuffer& source, const stage::Picture& decoded) {
+    constexpr int kBlock = 8;
+    constexpr double kSamples = kBlock * kBlock;
+    double sum = 0;
+    int blocks = 0;
+    for (int top = 0; top + kBlock <= source.height; top += 4) {
+        for (int left = 0; left + kBlock <= source.width; left += 4, ++blocks) {
+            double a = 0, b = 0, aa = 0, bb = 0, ab = 0;
+            for (int y = top; y < top + kBlock; ++y) {
+                for (int x = left; x < left + kBlock; ++x) {
+                    const double p = source.luma[std::ptrdiff_t{y} * source.lumaStride + x];
+                    const double q = decoded.luma().at(x, y);
+                    a += p, b += q, aa += p * p, bb += q * q, ab += p * q;
+                }
+            }
+            a /= kSamples, b /= kSamples;
+            const double varianceA = aa / kSamples - a * a;
+            const double varianceB = bb / kSamples - b * b;
+            const double covariance = ab / kSamples - a * b;
+            constexpr double kC1 = 6.5025;
+            constexpr double kC2 = 58.5225;
+            sum += (2 * a * b + kC1) * (2 * covariance + kC2) /
+                   ((a * a + b * b + kC1) * (varianceA + varianceB + kC2));
+        }
+    }
+    return sum / blocks;
+}
+
+}  // namespace lumicrate::test

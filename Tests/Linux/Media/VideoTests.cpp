@@ -1,0 +1,350 @@
+#include "Linux/Media/VideoTrack.h"
+#include "Support/Error.h"
+#include "Tests/Linux/Media/MovieMaker.h"
+#include "Tests/Stage/MovieProbe.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <map>
+#include <random>
+
+namespace lumicrate::media {
+namespace {
+
+using stage::MovieProbe;
+using test::frame;
+using test::frameInfo;
+using test::MovieMaker;
+using test::TestPicture;
+using test::videoSettings;
+
+constexpr CMTime kStart{1000, 1};
+constexpr double kTick = 1.0 / 90000;
+
+CMTime at(std::int64_t milliseconds) {
+    return kStart + CMTime(milliseconds, 1000);
+}
+
+std::shared_ptr<TestPicture> printed(int width, int height, unsigned seed) {
+    auto picture = std::make_shared<TestPicture>(width, height);
+    picture->print({0, 0, width, height}, seed);
+    return picture;
+}
+
+/// Blocks that do not show what the source does.
+int wrongBlocks(const CVPixelBuffer& source, const stage::Picture& decoded) {
+    int wrong = 0;
+    for (int y = 0; y + 16 <= source.height; y += 16) {
+        for (int x = 0; x + 16 <= source.width; x += 16)
+            wrong += test::psnr(source, decoded, {x, y, 16, 16}) < 28 ? 1 : 0;
+    }
+    return wrong;
+}
+
+TEST(VideoTests, TheTrackSaysWhatItIs) {
+    for (const auto type : {AVFileType::mpeg4, AVFileType::quickTimeMovie}) {
+        MovieMaker maker({videoSettings(640, 360)}, type);
+        maker.append(0, frame(at(0), printed(640, 360, 1)));
+        ASSERT_EQ(maker.finish(), AVAssetWriterStatus::completed);
+        const MovieProbe probe(maker.path());
+        const stage::Track& track = probe.videoTrack();
+        EXPECT_EQ(track.codec, "h264");
+        EXPECT_EQ(track.codecTag, "avc1");
+        EXPECT_EQ(track.profile, "High");
+        EXPECT_EQ(track.pixelFormat, "yuv420p");
+        EXPECT_EQ(track.colorPrimaries, "bt709");
+        EXPECT_EQ(track.colorTransfer, "bt709");
+        EXPECT_EQ(track.colorMatrix, "bt709");
+        EXPECT_EQ(track.colorRange, "tv");
+        EXPECT_EQ(track.handler, "Video");
+        EXPECT_TRUE(probe.tag("creation_time"));
+    }
+}
+
+TEST(VideoTests, ASinglePictureIsAMovie) {
+    MovieMaker maker({videoSettings(320, 240)});
+    const auto picture = printed(320, 240, 3);
+    CMSampleBuffer sample = frame(at(0), picture);
+    sample.timing.duration = CMTime(1, 4);
+    maker.append(0, sample);
+    ASSERT_EQ(maker.finish(), AVAssetWriterStatus::completed);
+    MovieProbe probe(maker.path());
+    EXPECT_EQ(probe.pictureTimes(), std::vector{0.0});
+    EXPECT_NEAR(probe.videoTrack().duration, 0.25, 0.001);
+    EXPECT_EQ(wrongBlocks(*picture, *probe.lastPicture()), 0);
+}
+
+TEST(VideoTests, TimesAreExactHoweverIrregular) {
+    std::mt19937 random(11);
+    MovieMaker maker({videoSettings(128, 96)});
+    auto picture = printed(128, 96, 1);
+    std::vector<double> wanted;
+    CMTime time = kStart;
+    for (std::uint64_t i = 0; i < 120; ++i) {
+        maker.append(0, frame(time, picture, frameInfo(i, {})));
+        wanted.push_back((time - kStart).seconds());
+        const std::int64_t gap = i == 40   ? 20'000'000'000
+                                 : i == 80 ? 1'000'003
+                                           : 16'000'000 + random() % 900'000'000;
+        time = time + CMTime(gap, 1'000'000'000);
+    }
+    ASSERT_EQ(maker.finish(), AVAssetWriterStatus::completed);
+    MovieProbe probe(maker.path());
+    const std::vector<double> times = probe.pictureTimes();
+    ASSERT_EQ(times.size(), wanted.size());
+    for (std::size_t i = 0; i < times.size(); ++i)
+        EXPECT_NEAR(times[i], wanted[i], kTick) << i;
+    EXPECT_NEAR(probe.videoTrack().duration, wanted.back() + 0.001, 0.0005);
+
+    // No picture is further than two seconds from the key picture that seeking to it starts at.
+    double key = 0;
+    for (const stage::Packet& packet : probe.packets(probe.videoTrack().index)) {
+        if (packet.isKey) key = packet.pts;
+        EXPECT_LT(packet.pts - key, 2.0);
+    }
+}
+
+TEST(VideoTests, WhatLiesBeforeTheSessionIsCut) {
+    MovieMaker maker({videoSettings(64, 64)});
+    for (const int milliseconds : {-100, -1, 30, 60})
+        maker.append(0, frame(at(milliseconds), printed(64, 64, 1)));
+    ASSERT_EQ(maker.finish(), AVAssetWriterStatus::completed);
+    const std::vector<double> times = MovieProbe(maker.path()).pictureTimes();
+    ASSERT_EQ(times.size(), 2U);
+    EXPECT_NEAR(times[0], 0.030, kTick);
+    EXPECT_NEAR(times[1], 0.060, kTick);
+}
+
+/// How a test tells the encoder of what it changes.
+enum class Telling {
+    truly,
+    /// One of the dirty rectangles is left out now and then.
+    withholding,
+    /// Pictures are lost, and the numbers show it.
+    withGaps,
+    /// Pictures are lost, but the numbers hide it.
+    hidingGaps,
+};
+
+/// Wrong blocks over a movie of random changes.
+int wrongBlocksOfRandomChanges(Telling telling, unsigned seed) {
+    constexpr int kWidth = 336;
+    constexpr int kHeight = 208;
+    std::mt19937 random(seed);
+    const auto below = [&random](int limit) {
+        return static_cast<int>(random() % static_cast<unsigned>(limit));
+    };
+    MovieMaker maker({videoSettings(kWidth, kHeight)});
+    auto picture = printed(kWidth, kHeight, seed);
+    std::vector<std::shared_ptr<TestPicture>> shown;
+    std::uint64_t sequence = 0;
+    for (int i = 0; i < 90; ++i) {
+        auto next = std::make_shared<TestPicture>(*picture);
+        std::vector<PixelRect> dirty;
+        for (int count = below(4); count > 0; --count) {
+            const PixelRect rect{below(kWidth - 8), below(kHeight - 8), 2 + below(60), 2 + below(40)};
+            next->print(rect, static_cast<unsigned>(random()));
+            // Two luma samples share a chroma sample; the strokes have no colour, so luma alone decides.
+            const bool withheld = telling == Telling::withholding && below(4) == 0;
+            if (!withheld) dirty.push_back(rect);
+        }
+        picture = next;
+        const bool lost = (telling == Telling::withGaps || telling == Telling::hidingGaps) && below(4) == 0;
+        if (!lost || telling == Telling::withGaps) ++sequence;
+        if (lost) continue;
+        maker.append(0, frame(at(33 * i), picture, frameInfo(sequence, dirty)));
+        shown.push_back(picture);
+    }
+    EXPECT_EQ(maker.finish(), AVAssetWriterStatus::completed);
+    int wrong = 0;
+    std::size_t index = 0;
+    MovieProbe(maker.path()).visitPictures([&](const stage::Picture& decoded) {
+        wrong += wrongBlocks(*shown.at(index++), decoded);
+        return true;
+    });
+    EXPECT_EQ(index, shown.size());
+    return wrong;
+}
+
+TEST(VideoTests, HintsNeverLeaveStaleBlocks) {
+    for (unsigned seed = 1; seed <= 4; ++seed) {
+        EXPECT_EQ(wrongBlocksOfRandomChanges(Telling::truly, seed), 0) << seed;
+        EXPECT_EQ(wrongBlocksOfRandomChanges(Telling::withGaps, seed), 0) << seed;
+    }
+}
+
+TEST(VideoTests, AWrongHintWouldBeSeen) {
+    EXPECT_GT(wrongBlocksOfRandomChanges(Telling::withholding, 1), 0);
+    EXPECT_GT(wrongBlocksOfRandomChanges(Telling::hidingGaps, 1), 0);
+}
+
+TEST(VideoTests, AStillPictureCostsNextToNothing) {
+    MovieMaker maker({videoSettings(640, 480)});
+    const auto picture = printed(640, 480, 1);
+    for (std::uint64_t i = 0; i < 30; ++i)
+        maker.append(0, frame(at(33 * static_cast<int>(i)), picture, frameInfo(i, {})));
+    // The same number again is the same picture, however the capture came to send it twice.
+    maker.append(0, frame(at(1500), picture, frameInfo(29, {{0, 0, 640, 480}})));
+    ASSERT_EQ(maker.finish(), AVAssetWriterStatus::completed);
+    MovieProbe probe(maker.path());
+    const auto packets = probe.packets(probe.videoTrack().index);
+    ASSERT_EQ(packets.size(), 31U);
+    for (std::size_t i = 1; i < packets.size(); ++i)
+        EXPECT_LT(packets[i].size, 200) << i;
+    EXPECT_EQ(wrongBlocks(*picture, *probe.lastPicture()), 0);
+}
+
+TEST(VideoTests, ColoursStayTrueAtTheHighestRate) {
+    struct Patch {
+        int y, cb, cr;
+    };
+    const std::vector<Patch> patches{{63, 102, 240},  {173, 42, 26},  {32, 240, 118},
+                                     {235, 128, 128}, {16, 128, 128}, {126, 128, 128},
+                                     {219, 16, 138},  {78, 214, 230}, {188, 154, 16}};
+    auto picture = std::make_shared<TestPicture>(48 * static_cast<int>(patches.size()), 96);
+    for (std::size_t i = 0; i < patches.size(); ++i)
+        picture->fill({48 * static_cast<int>(i), 0, 48, 96}, patches[i].y, patches[i].cb, patches[i].cr);
+    MovieMaker maker({videoSettings(picture->width, 96, static_cast<int>(0.24 * picture->width * 96 * 30))});
+    maker.append(0, frame(at(0), picture));
+    ASSERT_EQ(maker.finish(), AVAssetWriterStatus::completed);
+    MovieProbe probe(maker.path());
+    const auto decoded = probe.lastPicture();
+    for (std::size_t i = 0; i < patches.size(); ++i) {
+        const stage::Rgb wanted = stage::rgbFromBt709(patches[i].y, patches[i].cb, patches[i].cr);
+        for (const int offset : {4, 24, 43})
+            EXPECT_LE(decoded->rgbAt(48 * static_cast<int>(i) + offset, 50).distanceTo(wanted), 3) << i;
+    }
+}
+
+TEST(VideoTests, OddSizesAreCodedOneLarger) {
+    for (const auto& [width, height] :
+         std::vector<std::pair<int, int>>{{1663, 1080}, {33, 47}, {64, 35}, {3, 2}}) {
+        const auto picture = printed(width, height, 9);
+        MovieMaker maker({videoSettings(width, height)});
+        maker.append(0, frame(at(0), picture));
+        ASSERT_EQ(maker.finish(), AVAssetWriterStatus::completed);
+        MovieProbe probe(maker.path());
+        EXPECT_EQ(probe.videoTrack().width, (width + 1) / 2 * 2);
+        EXPECT_EQ(probe.videoTrack().height, (height + 1) / 2 * 2);
+        const auto decoded = probe.lastPicture();
+        EXPECT_GT(test::psnr(*picture, *decoded), 35) << width;
+        // The last column and row are repeated.
+        if (width % 2 == 1) {
+            for (int y = 0; y < height; ++y)
+                EXPECT_NEAR(decoded->luma().at(width, y), picture->luma[y * picture->lumaStride + width - 1],
+                            40);
+        }
+        if (height % 2 == 1) {
+            for (int x = 0; x < width; ++x) {
+                EXPECT_NEAR(decoded->luma().at(x, height),
+                            picture->luma[(height - 1) * picture->lumaStride + x], 40);
+            }
+        }
+    }
+}
+
+TEST(VideoTests, TextIsCrispAtEveryQuality) {
+    for (const double bitsPerPixel : {0.06, 0.12, 0.24}) {
+        const auto picture = printed(640, 360, 21);
+        MovieMaker maker({videoSettings(640, 360, static_cast<int>(bitsPerPixel * 640 * 360 * 30))});
+        for (std::uint64_t i = 0; i < 3; ++i)
+            maker.append(0, frame(at(33 * static_cast<int>(i)), picture, frameInfo(i, {})));
+        ASSERT_EQ(maker.finish(), AVAssetWriterStatus::completed);
+        EXPECT_GT(test::ssim(*picture, *MovieProbe(maker.path()).lastPicture()), 0.99) << bitsPerPixel;
+    }
+}
+
+TEST(VideoTests, TheCeilingHoldsWhateverIsOnTheScreen) {
+    constexpr int kRate = 1'000'000;
+    MovieMaker maker({videoSettings(640, 368, kRate)});
+    for (int i = 0; i < 240; ++i) {
+        auto picture = std::make_shared<TestPicture>(640, 368);
+        picture->noise({0, 0, 640, 368}, static_cast<unsigned>(i));
+        maker.append(0, frame(at(i * 1000 / 30), picture));
+    }
+    ASSERT_EQ(maker.finish(), AVAssetWriterStatus::completed);
+    MovieProbe probe(maker.path());
+    double bits = 0;
+    for (const stage::Packet& packet : probe.packets(probe.videoTrack().index))
+        bits += packet.size * 8.0;
+    // What a full bucket lets through at first, and then the rate.
+    EXPECT_LT(bits, kRate * (8 + 2.3));
+    EXPECT_GT(bits, kRate * 6.0);
+}
+
+struct Rested {
+    double before = 0;
+    double after = 0;
+    std::size_t refinements = 0;
+};
+
+/// A burst that exhausts the bucket, after which the picture rests, is refined, and goes on.
+Rested refine(const test::TemporaryFolder& folder) {
+    const AVVideoOutputSettings settings = videoSettings(640, 368, 1'000'000);
+    MovieFile file(folder / "movie.mp4", AVFileType::mpeg4);
+    VideoTrack track(settings);
+    track.open(file);
+    file.begin();
+    std::shared_ptr<TestPicture> last;
+    for (int i = 0; i < 40; ++i) {
+        last = printed(640, 368, static_cast<unsigned>(i));
+        track.encode(
+            frame(at(i * 1000 / 30), last, frameInfo(static_cast<std::uint64_t>(i), {{0, 0, 640, 368}})),
+            kStart);
+    }
+    Rested rested;
+    int rests = 0;
+    for (; track.restsAfter(); ++rests)
+        track.rest();
+    EXPECT_LT(rests, 30) << "it ends by itself";
+    // The next picture comes right after the last one and is not out of order for that.
+    CMSampleBuffer following = frame(at(40 * 1000 / 30), last, frameInfo(39, {}));
+    track.encode(following, kStart);
+    file.finish();
+
+    MovieProbe probe(folder / "movie.mp4");
+    const std::vector<double> times = probe.pictureTimes();
+    rested.refinements = times.size() - 41;
+    EXPECT_LE(rested.refinements, 3U);
+    for (std::size_t i = 1; i < times.size(); ++i)
+        EXPECT_GT(times[i], times[i - 1]);
+    std::size_t index = 0;
+    probe.visitPictures([&](const stage::Picture& picture) {
+        if (index == 39) rested.before = test::psnr(*last, picture);
+        if (index == 39 + rested.refinements) rested.after = test::psnr(*last, picture);
+        ++index;
+        return true;
+    });
+    return rested;
+}
+
+TEST(VideoTests, TextThatComesToRestBecomesCrisp) {
+    const test::TemporaryFolder folder;
+    const Rested rested = refine(folder);
+    EXPECT_GE(rested.refinements, 1U);
+    EXPECT_GT(rested.after, rested.before + 6);
+    EXPECT_GT(rested.after, 34);
+}
+
+TEST(VideoTests, AFinePictureIsNotRefined) {
+    const test::TemporaryFolder folder;
+    MovieFile file(folder / "movie.mp4", AVFileType::mpeg4);
+    VideoTrack track(videoSettings(640, 368));
+    track.open(file);
+    file.begin();
+    track.encode(frame(at(0), printed(640, 368, 1)), kStart);
+    EXPECT_FALSE(track.restsAfter());
+}
+
+TEST(VideoTests, APictureOfAnotherSizeFailsTheWriting) {
+    MovieMaker maker({videoSettings(64, 64)});
+    maker.append(0, frame(at(0), printed(32, 64, 1)));
+    EXPECT_EQ(maker.finish(), AVAssetWriterStatus::failed);
+    EXPECT_EQ(localizedDescription(maker.writer().error()),
+              "The captured picture doesn’t have the movie’s size.");
+    EXPECT_FALSE(maker.input(0).appendSampleBuffer(frame(at(50), printed(64, 64, 1))));
+}
+
+}  // namespace
+}  // namespace lumicrate::media

@@ -1,0 +1,59 @@
+#include "Linux/PipeWire/Graph.h"
+
+#include <gtest/gtest.h>
+
+namespace lumicrate::pipewire {
+
+TEST(Graph, tellsDevicesFromOtherNodesByTheirMediaClass) {
+    const struct {
+        const char* mediaClass;
+        NodeRole role;
+    } cases[] = {
+        {"Audio/Source", {.isMicrophone = true}},
+        {"Audio/Source/Virtual", {.isMicrophone = true}},
+        {"Audio/Duplex", {.isMicrophone = true, .isOutput = true}},
+        {"Audio/Sink", {.isOutput = true}},
+        {"Video/Source", {.isCamera = true}},
+        {"Stream/Input/Audio", {}},
+        {"Stream/Output/Video", {}},
+        {"Audio/Source/Internal", {}},
+        {"Midi/Bridge", {}},
+        {"", {}},
+    };
+    for (const auto& each : cases)
+        EXPECT_EQ(roleOf(each.mediaClass), each.role) << each.mediaClass;
+}
+
+TEST(Graph, readsTheNoteOfADefaultDevice) {
+    const struct {
+        const char* note;
+        std::optional<std::string> name;
+    } cases[] = {
+        {R"({"name":"spk"})", "spk"},
+        {R"({ "name": "alsa_output.pci-0000_00_1f.3.analog-stereo" })",
+         "alsa_output.pci-0000_00_1f.3.analog-stereo"},
+        {R"({"id":7,"more":{"name":"inner"},"name":"outer"})", "outer"},
+        {R"({"name":"a \"quoted\" name"})", "a \"quoted\" name"},
+        {R"({"name":42})", std::nullopt},
+        {R"({"other":"spk"})", std::nullopt},
+        {R"({"name":)", std::nullopt},
+        {"spk", std::nullopt},
+        {"", std::nullopt},
+    };
+    for (const auto& each : cases)
+        EXPECT_EQ(defaultNameFrom(each.note), each.name) << each.note;
+}
+
+TEST(Graph, listsTheDefaultFirstAndTheOthersByName) {
+    const CaptureDevice zebra{"z", "Zebra"}, apple{"a", "Apple"}, appleToo{"b", "Apple"},
+        middle{"m", "Middle"};
+    std::vector<CaptureDevice> devices{zebra, appleToo, middle, apple};
+    sortDevices(devices, "m");
+    EXPECT_EQ(devices, (std::vector{middle, apple, appleToo, zebra}));
+    sortDevices(devices, "gone");
+    EXPECT_EQ(devices, (std::vector{apple, appleToo, middle, zebra}));
+    sortDevices(devices, std::nullopt);
+    EXPECT_EQ(devices, (std::vector{apple, appleToo, middle, zebra}));
+}
+
+}  // namespace lumicrate::pipewire

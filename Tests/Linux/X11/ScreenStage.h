@@ -1,0 +1,53 @@
+// ScreenStage: a server, somebody who draws on it, and a source that captures it.
+#pragma once
+
+#include "Linux/X11/Displays.h"
+#include "Linux/X11/ScreenSource.h"
+#include "Tests/Linux/X11/FrameCollector.h"
+#include "Tests/Linux/X11/Painter.h"
+#include "Tests/Stage/Xvfb.h"
+
+#include <optional>
+#include <string>
+
+namespace lumicrate::test {
+
+struct ScreenStage {
+    static constexpr int width = 403;  // odd, and no whole number of blocks
+    static constexpr int height = 301;
+
+    ScreenStage() {
+        configuration.width = width;
+        configuration.height = height;
+        configuration.showsCursor = false;
+        configuration.minimumFrameInterval = CMTime(1, 60);
+        painter.fill({0, 0, width, height}, 0x204060);
+        painter.sync();
+    }
+    ~ScreenStage() {
+        if (source) source->stop();
+    }
+    ScreenStage(const ScreenStage&) = delete;
+    ScreenStage& operator=(const ScreenStage&) = delete;
+
+    /// Captures a display, the one of that name or the first, and waits for the first frame.
+    void capture(const std::string& displayName = {}, double scale = 1) {
+        SCDisplay display;
+        for (const SCDisplay& each : x11::Displays(server.displayName(), scale).displays())
+            if (display.displayID == 0 || each.localizedName == displayName) display = each;
+        source.emplace(server.displayName(), SCContentFilter::excludingWindows(display, {}), configuration);
+        source->start(frames.sampleHandler(), frames.failureHandler());
+        frames.waitForFrames(1);
+    }
+
+    /// What the screen shows, as it has to be delivered.
+    Picture expected(const PixelRect& rect = {0, 0, width, height}) { return Picture(painter.screen(rect)); }
+
+    stage::Xvfb server{{.width = width, .height = height}};
+    Painter painter{server.displayName()};
+    SCStreamConfiguration configuration;
+    FrameCollector frames;
+    std::optional<x11::ScreenSource> source;
+};
+
+}  // namespace lumicrate::test
