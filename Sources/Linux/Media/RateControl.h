@@ -6,9 +6,9 @@
 // quality, and over a few seconds the ceiling holds whatever is on the screen.
 //
 // The quality quantizer follows from the ceiling's bits per pixel: 20 at 0.12, three steps finer for every
-// doubling and coarser for every halving. Measured on dense screen text (9-pixel glyphs, 1080p) that is an
-// SSIM of 0.999 and above; text does not suffer from the missing adaptive quantization, which would spend the
-// bits elsewhere.
+// doubling and coarser for every halving. Measured on a 1080p page of dense print, a cell 9 by 18 pixels: an
+// SSIM of 0.9978 at 0.06 bits per pixel, 0.9994 at 0.12 and 0.9998 at 0.24. Text does not suffer from the
+// missing adaptive quantization, which would take the bits from its edges.
 #pragma once
 
 #include <array>

@@ -29,7 +29,9 @@ DisplayCapture::DisplayCapture(const std::string& displayName, const SCContentFi
       reader_(connection_) {
     configure(configuration);
     // What cannot be captured is to be known now, not with the first look.
-    if (!presentGeometry()) throwDisplayGone();
+    Changes changes;
+    refreshLayout(changes);
+    if (layoutStale_) throwDisplayGone();
 }
 
 void DisplayCapture::configure(const SCStreamConfiguration& configuration) {
@@ -93,6 +95,8 @@ bool DisplayCapture::refreshLayout(Changes& changes) {
     }
     awaySince_.reset();
     layoutStale_ = false;
+    // A server that changes its layout may also have begun with fresh pixels, without telling of damage.
+    unread_.addAll();
     if (*now == geometry_) return false;
     const int width = now->region.width;
     const int height = now->region.height;
@@ -101,9 +105,9 @@ bool DisplayCapture::refreshLayout(Changes& changes) {
     if (changes.resized) {
         shadow_ = ShadowImage(width, height);
         unread_ = BlockRegion(width, height);
+        unread_.addAll();
         cursor_ = {};
     }
-    unread_.addAll();
     return true;
 }
 

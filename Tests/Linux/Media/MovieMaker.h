@@ -34,12 +34,17 @@ inline SCStreamFrameInfo frameInfo(std::uint64_t sequence, std::vector<PixelRect
     return {SCFrameStatus::complete, sequence, std::move(dirty)};
 }
 
-inline CMSampleBuffer frame(CMTime time, std::shared_ptr<const CVPixelBuffer> picture,
-                            std::optional<SCStreamFrameInfo> info = std::nullopt) {
+inline CMSampleBuffer frame(CMTime time, std::shared_ptr<const CVPixelBuffer> picture) {
     CMSampleBuffer sample;
     sample.timing.presentationTimeStamp = time;
     sample.imageBuffer = std::move(picture);
-    if (info) sample.frameInfo = std::move(*info);
+    return sample;
+}
+
+inline CMSampleBuffer frame(CMTime time, std::shared_ptr<const CVPixelBuffer> picture,
+                            SCStreamFrameInfo info) {
+    CMSampleBuffer sample = frame(time, std::move(picture));
+    sample.frameInfo = std::move(info);
     return sample;
 }
 

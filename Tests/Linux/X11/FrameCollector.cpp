@@ -88,7 +88,7 @@ void FrameCollector::check(const CMSampleBuffer& sample, const Picture& picture)
 
 bool FrameCollector::waitUntil(const std::function<bool(const Seen&)>& condition) {
     std::unique_lock lock(mutex_);
-    return changed_.wait_for(lock, std::chrono::seconds(5), [&] { return condition(seen_); });
+    return changed_.wait_for(lock, std::chrono::seconds(30), [&] { return condition(seen_); });
 }
 
 bool FrameCollector::waitForFrames(std::size_t count) {

@@ -23,14 +23,12 @@ TEST(LayoutChangeTests, TheSourceFollowsItsMonitor) {
     EXPECT_TRUE(stage.frames.waitForPicture(stage.expected({100, 50, 203, 150})));
 
     // What is no longer there is black.
-    stage.painter.fill({0, 0, 403, 301}, 0xffffff);
     stage.painter.resizeScreen(250, 301);
+    stage.painter.fill({0, 0, 250, 301}, 0xffffff);
     EXPECT_TRUE(stage.frames.waitUntil([](const auto& seen) {
         return seen.last.y(149, 75) == 235 && seen.last.y(150, 75) == 16 && seen.last.y(202, 149) == 16;
     }));
 
-    { const auto se=stage.frames.seen(); fprintf(stderr,"DBG fail='%s' frames %zu w %d  %d %d %d\n", se.failure.c_str(), se.complete.size(), se.last.width, se.last.y(149,75), se.last.y(150,75), se.last.y(202,149));
-      xcb_get_geometry_reply_t* g=xcb_get_geometry_reply(stage.painter.connection(), xcb_get_geometry(stage.painter.connection(), stage.painter.root()),nullptr); fprintf(stderr,"root %d %d\n", g->width,g->height); for(auto&d: Displays(stage.server.displayName()).displays()) fprintf(stderr,"%s %g %g %g %g\n", d.localizedName.c_str(), d.frame.x,d.frame.y,d.frame.width,d.frame.height);}
     // Another shape is fitted into the same picture.
     stage.painter.deleteMonitor("beamer");
     stage.painter.setMonitor("beamer", {0, 0, 150, 150});

@@ -1,7 +1,7 @@
 // FlashScene: every second the picture turns from black to white for a fifth of a second while a tone sounds.
 //
-// Both begin at the same planned instant. Each flash prints "flash PLANNED DRAWN" in seconds of CLOCK_MONOTONIC; the
-// second is when the X server had drawn it, which on a busy machine comes later.
+// Both begin at the same planned instant. Each flash prints "flash PLANNED DRAWN" in seconds of
+// CLOCK_MONOTONIC; the second is when the X server had drawn it, which on a busy machine comes later.
 #pragma once
 
 #include "Tests/Stage/Scene/Beeper.h"
