@@ -383,7 +383,7 @@ INSTANTIATE_TEST_SUITE_P(
             "no_sound_server", {"--screen", "--system-audio"}, 1, "No sound server can be reached", noSound},
         Refusal{
             "unknown_microphone", {"--screen", "--microphone=nope"}, 1, "There is no microphone “nope”."}),
-    [](const auto& info) { return std::string(info.param.name); });
+    [](const auto& each) { return std::string(each.param.name); });
 
 TEST_F(RecordTests, WithoutASoundServerItRecordsThePictureAndSaysSo) {
     stage::Environment environment = noSound;

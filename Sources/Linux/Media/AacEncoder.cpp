@@ -16,8 +16,8 @@ namespace lumicrate::media {
 
 namespace {
 
-constexpr const char* kCannotSetUp = "The AAC encoder couldn’t be set up";
-constexpr const char* kCannotEncode = "The sound couldn’t be encoded";
+constexpr const char* kCannotSetUp = "The AAC encoder couldn't be set up";
+constexpr const char* kCannotEncode = "The sound couldn't be encoded";
 
 template <class Pointer>
 void require(const Pointer& pointer) {

@@ -66,7 +66,7 @@ bool AssetWriter::canAdd(const AVAudioOutputSettings& settings) {
 }
 
 AVAssetWriterInput& AssetWriter::addInput(const AVOutputSettings& settings) {
-    if (!canAddInput(settings)) throw PlatformError(localized("The movie file can’t hold such a track."));
+    if (!canAddInput(settings)) throw PlatformError(localized("The movie file can't hold such a track."));
     hasVideo_ = hasVideo_ || std::holds_alternative<AVVideoOutputSettings>(settings);
     inputs_.push_back(std::make_unique<AssetWriterInput>(state_, makeEncoder(settings)));
     return *inputs_.back();

@@ -7,8 +7,9 @@ namespace lumicrate::media {
 
 namespace {
 
-/// Beyond this a deviation is a hole or an overlap, not drift, in seconds.
-constexpr double kTolerance = 0.020;
+/// Beyond this a deviation is a hole or an overlap, not drift, in seconds. Stamps come smoothed, so that it can be less
+/// than the shortest stretch that a sound server loses when it is starved.
+constexpr double kTolerance = 0.008;
 /// Time over which a stamp's jitter is averaged and over which a deviation is worked off, in seconds.
 constexpr double kAveraging = 1;
 constexpr double kCorrecting = 4;

@@ -51,13 +51,13 @@ H264Encoder::H264Encoder(const Settings& settings)
     x264_param_t parameters;
     fillParameters(parameters);
     encoder_.reset(x264_encoder_open(&parameters));
-    if (!encoder_) fail("The H.264 encoder couldn’t be started.");
+    if (!encoder_) fail("The H.264 encoder couldn't be started.");
     readHeaders();
 }
 
 void H264Encoder::fillParameters(x264_param_t& parameters) const {
     if (x264_param_default_preset(&parameters, "superfast", nullptr) < 0)
-        fail("The H.264 encoder couldn’t be set up.");
+        fail("The H.264 encoder couldn't be set up.");
     parameters.i_log_level = X264_LOG_NONE;
     parameters.i_width = codedWidth();
     parameters.i_height = codedHeight();
@@ -105,7 +105,7 @@ void H264Encoder::fillParameters(x264_param_t& parameters) const {
     parameters.vui.i_colorprim = 1;  // BT.709
     parameters.vui.i_transfer = 1;
     parameters.vui.i_colmatrix = 1;
-    if (x264_param_apply_profile(&parameters, "high") < 0) fail("The H.264 encoder couldn’t be set up.");
+    if (x264_param_apply_profile(&parameters, "high") < 0) fail("The H.264 encoder couldn't be set up.");
 }
 
 /// Writes the decoder configuration record from the sequence and the picture parameter set.
@@ -113,7 +113,7 @@ void H264Encoder::readHeaders() {
     x264_nal_t* units = nullptr;
     int count = 0;
     if (x264_encoder_headers(encoder_.get(), &units, &count) < 0)
-        fail("The H.264 encoder couldn’t be started.");
+        fail("The H.264 encoder couldn't be started.");
     constexpr int kLength = 4;
     std::span<const std::uint8_t> sequence;
     std::span<const std::uint8_t> picture;
@@ -123,7 +123,7 @@ void H264Encoder::readHeaders() {
         if (unit.i_type == NAL_SPS) sequence = body;
         if (unit.i_type == NAL_PPS) picture = body;
     }
-    if (sequence.size() < 4 || picture.empty()) fail("The H.264 encoder couldn’t be started.");
+    if (sequence.size() < 4 || picture.empty()) fail("The H.264 encoder couldn't be started.");
     extradata_ = {1, sequence[1], sequence[2], sequence[3], 0xfc | (kLength - 1), 0xe0 | 1};
     append16(extradata_, sequence.size());
     extradata_.insert(extradata_.end(), sequence.begin(), sequence.end());
@@ -137,7 +137,7 @@ void H264Encoder::readHeaders() {
 EncodedPicture H264Encoder::encode(const CVPixelBuffer& picture, std::int64_t time,
                                    const std::optional<SCStreamFrameInfo>& info) {
     if (picture.width != settings_.width || picture.height != settings_.height)
-        fail("The captured picture doesn’t have the movie’s size.");
+        fail("The captured picture doesn't have the movie's size.");
     rate_.advanceTo(static_cast<double>(time) / videoTimescale);
     blocks_.begin(info);
     const PictureWork work = blocks_.work(keyPictureIsDue(time));
@@ -184,7 +184,7 @@ EncodedPicture H264Encoder::encodeBegun(const CVPixelBuffer& picture, std::int64
     int count = 0;
     x264_picture_t output;
     const int size = x264_encoder_encode(encoder_.get(), &units, &count, &input, &output);
-    if (size <= 0 || count <= 0) fail("A picture couldn’t be encoded.");
+    if (size <= 0 || count <= 0) fail("A picture couldn't be encoded.");
     if (work.key) lastKey_ = time;
     blocks_.coded(work.key, quantizer);
     rate_.coded(work, quantizer, std::int64_t{size} * 8);

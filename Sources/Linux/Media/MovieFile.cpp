@@ -1,6 +1,7 @@
 #include "Linux/Media/MovieFile.h"
 
 #include "Linux/Media/Failure.h"
+#include "Support/Text.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -22,8 +23,7 @@ namespace lumicrate::media {
 
 namespace {
 
-constexpr const char* kCannotCreate = "The movie file couldn’t be created";
-constexpr const char* kCannotWrite = "The movie file couldn’t be written";
+constexpr const char* kCannotWrite = "The movie file couldn't be written";
 
 const char* muxerName(AVFileType type) {
     switch (type) {
@@ -37,11 +37,15 @@ const char* muxerName(AVFileType type) {
     return "mp4";
 }
 
+[[noreturn]] void failToCreate(const std::filesystem::path& path, int error) {
+    failWithCode(localized("The movie file couldn't be created:") + " “" + path.string() + "”", error);
+}
+
 /// Fails where something of the name exists: a recording never replaces a file.
 void createExclusively(const std::filesystem::path& path) {
     constexpr int kReadableByAll = 0666;  // less the umask
     const int file = open(path.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, kReadableByAll);
-    if (file < 0) failWithCode(kCannotCreate, AVERROR(errno));
+    if (file < 0) failToCreate(path, AVERROR(errno));
     close(file);
 }
 
@@ -86,14 +90,17 @@ MovieFile::MovieFile(std::filesystem::path path, AVFileType type)
     // The protocol is named, so that no part of a file's name is taken for one.
     const std::string url = "file:" + path_.string();
     AVFormatContext* context = nullptr;
-    checked(avformat_alloc_output_context2(&context, nullptr, muxerName(type), url.c_str()), kCannotCreate);
+    const int allocated = avformat_alloc_output_context2(&context, nullptr, muxerName(type), url.c_str());
+    if (allocated < 0) failToCreate(path_, allocated);
     context_.reset(context);
-    if (!packet_) failWithCode(kCannotCreate, AVERROR(ENOMEM));
+    if (!packet_) failToCreate(path_, AVERROR(ENOMEM));
     createExclusively(path_);
     if (const int result = avio_open(&context->pb, url.c_str(), AVIO_FLAG_WRITE); result < 0) {
         unlink(path_.c_str());
-        failWithCode(kCannotCreate, result);
+        failToCreate(path_, result);
     }
+    // What is written is in the file at once, for whoever watches it grow.
+    context->flags |= AVFMT_FLAG_FLUSH_PACKETS;
     av_dict_set(&context->metadata, "creation_time", "now", 0);
 }
 

@@ -15,7 +15,7 @@ namespace lumicrate::media {
 
 namespace {
 
-constexpr const char* kCannotConvert = "The sound couldn’t be converted";
+constexpr const char* kCannotConvert = "The sound couldn't be converted";
 
 struct SampleFormat {
     AVSampleFormat interleaved;

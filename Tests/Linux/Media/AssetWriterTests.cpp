@@ -70,16 +70,16 @@ TEST(AssetWriterTests, TakesOnlyWhatItCanWrite) {
 TEST(AssetWriterTests, AFileThatCannotBeCreatedSaysWhy) {
     const TemporaryFolder folder;
     EXPECT_EQ(sentenceOf([&] { makeAssetWriter(folder / "none/a.mp4", AVFileType::mpeg4); }),
-              "The movie file couldn’t be created: No such file or directory.");
+              "The movie file couldn't be created: No such file or directory.");
     std::ofstream(folder / "there.mp4") << "precious";
     EXPECT_EQ(sentenceOf([&] { makeAssetWriter(folder / "there.mp4", AVFileType::mpeg4); }),
-              "The movie file couldn’t be created: File exists.");
+              "The movie file couldn't be created: File exists.");
     EXPECT_EQ(std::filesystem::file_size(folder / "there.mp4"), 8U);
     if (geteuid() == 0) return;  // whom no folder refuses
     std::filesystem::permissions(folder.path(),
                                  std::filesystem::perms::owner_read | std::filesystem::perms::owner_exec);
     EXPECT_EQ(sentenceOf([&] { makeAssetWriter(folder / "a.mp4", AVFileType::mpeg4); }),
-              "The movie file couldn’t be created: Permission denied.");
+              "The movie file couldn't be created: Permission denied.");
     std::filesystem::permissions(folder.path(), std::filesystem::perms::owner_all);
 }
 
@@ -121,7 +121,7 @@ TEST(AssetWriterTests, AFullDiskFailsTheWriting) {
     }
     EXPECT_EQ(maker.finish(), AVAssetWriterStatus::failed);
     EXPECT_EQ(localizedDescription(maker.writer().error()),
-              "The movie file couldn’t be written: File too large.");
+              "The movie file couldn't be written: File too large.");
     EXPECT_FALSE(maker.input(0).appendSampleBuffer(noise(9999, 1)));
     EXPECT_FALSE(maker.input(0).isReadyForMoreMediaData());
 }
@@ -132,7 +132,7 @@ TEST(AssetWriterTests, ADiskThatIsFullAtTheEndFailsTheWriting) {
     const FullDisk disk(2000);
     EXPECT_EQ(maker.finish(), AVAssetWriterStatus::failed);
     EXPECT_THAT(localizedDescription(maker.writer().error()),
-                StartsWith("The movie file couldn’t be written: "));
+                StartsWith("The movie file couldn't be written: "));
 }
 
 TEST(AssetWriterTests, CancellingDeletesTheFile) {

@@ -342,7 +342,7 @@ TEST(VideoTests, APictureOfAnotherSizeFailsTheWriting) {
     maker.append(0, frame(at(0), printed(32, 64, 1)));
     EXPECT_EQ(maker.finish(), AVAssetWriterStatus::failed);
     EXPECT_EQ(localizedDescription(maker.writer().error()),
-              "The captured picture doesn’t have the movie’s size.");
+              "The captured picture doesn't have the movie's size.");
     EXPECT_FALSE(maker.input(0).appendSampleBuffer(frame(at(50), printed(64, 64, 1))));
 }
 
