@@ -69,17 +69,20 @@ TEST(AssetWriterTests, TakesOnlyWhatItCanWrite) {
 
 TEST(AssetWriterTests, AFileThatCannotBeCreatedSaysWhy) {
     const TemporaryFolder folder;
-    EXPECT_EQ(sentenceOf([&] { makeAssetWriter(folder / "none/a.mp4", AVFileType::mpeg4); }),
-              "The movie file couldn't be created: No such file or directory.");
+    const auto attempt = [](const std::filesystem::path& file) {
+        return sentenceOf([&] { makeAssetWriter(file, AVFileType::mpeg4); });
+    };
+    const auto sentence = [](const std::filesystem::path& file, const std::string& reason) {
+        return "The movie file couldn't be created: “" + file.string() + "”: " + reason;
+    };
+    EXPECT_EQ(attempt(folder / "none/a.mp4"), sentence(folder / "none/a.mp4", "No such file or directory."));
     std::ofstream(folder / "there.mp4") << "precious";
-    EXPECT_EQ(sentenceOf([&] { makeAssetWriter(folder / "there.mp4", AVFileType::mpeg4); }),
-              "The movie file couldn't be created: File exists.");
+    EXPECT_EQ(attempt(folder / "there.mp4"), sentence(folder / "there.mp4", "File exists."));
     EXPECT_EQ(std::filesystem::file_size(folder / "there.mp4"), 8U);
     if (geteuid() == 0) return;  // whom no folder refuses
     std::filesystem::permissions(folder.path(),
                                  std::filesystem::perms::owner_read | std::filesystem::perms::owner_exec);
-    EXPECT_EQ(sentenceOf([&] { makeAssetWriter(folder / "a.mp4", AVFileType::mpeg4); }),
-              "The movie file couldn't be created: Permission denied.");
+    EXPECT_EQ(attempt(folder / "a.mp4"), sentence(folder / "a.mp4", "Permission denied."));
     std::filesystem::permissions(folder.path(), std::filesystem::perms::owner_all);
 }
 
