@@ -21,8 +21,8 @@ double step(int quantizer) {
 }
 
 int qualityFor(double bitsPerPixel) {
-    const double quantizer = 20 - 3 * std::log2(bitsPerPixel / 0.12);
-    return static_cast<int>(std::lround(std::clamp(quantizer, 16.0, 26.0)));
+    const double quantizer = 13 - 3 * std::log2(bitsPerPixel / 0.12);
+    return static_cast<int>(std::lround(std::clamp(quantizer, 10.0, 26.0)));
 }
 
 }  // namespace

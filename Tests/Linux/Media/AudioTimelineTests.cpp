@@ -54,6 +54,10 @@ struct Drift {
     int jitterFrames;
 };
 
+void PrintTo(const Drift& drift, std::ostream* stream) {
+    *stream << drift.partsPerMillion << " ppm, " << drift.jitterFrames << " frames of jitter";
+}
+
 class AudioTimelineDrift : public testing::TestWithParam<Drift> {};
 
 TEST_P(AudioTimelineDrift, StaysWithItsStampsForAnHour) {

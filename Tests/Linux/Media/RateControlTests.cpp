@@ -19,7 +19,7 @@ PictureWork changed(int blocks) {
 
 TEST(RateControlTests, QualityFollowsTheBitsPerPixel) {
     for (const auto& [bitsPerPixel, quantizer] :
-         std::vector<std::pair<double, int>>{{0.06, 23}, {0.12, 20}, {0.24, 17}, {5, 16}, {0.001, 26}}) {
+         std::vector<std::pair<double, int>>{{0.06, 16}, {0.12, 13}, {0.24, 10}, {5, 10}, {0.001, 26}}) {
         const RateControl rate(static_cast<int>(bitsPerPixel * kPixelRate), kPixelRate, 30);
         EXPECT_EQ(rate.qualityQuantizer(), quantizer) << bitsPerPixel;
     }
