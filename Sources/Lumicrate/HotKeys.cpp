@@ -9,7 +9,7 @@ namespace lumicrate {
 namespace {
 
 /// "LUMI", which marks a press as one of ours.
-constexpr std::uint32_t kSignature = 0x4C554D49;
+constexpr std::uint32_t signature = 0x4C554D49;
 
 std::uint32_t narrowed(std::int64_t number) {
     if (number < 0 || number > std::numeric_limits<std::uint32_t>::max()) std::abort();
@@ -26,7 +26,7 @@ HotKeyCenter::~HotKeyCenter() {
 
 bool HotKeyCenter::registerHotKey(std::int64_t keyCode, std::int64_t modifiers, Action action) {
     if (!handlerInstalled_) installHandler();
-    const EventHotKeyID id{kSignature, static_cast<std::uint32_t>(actions_->size() + 1)};
+    const EventHotKeyID id{signature, static_cast<std::uint32_t>(actions_->size() + 1)};
     const EventHotKeyRef ref = keys_.RegisterEventHotKey(narrowed(keyCode), narrowed(modifiers), id);
     if (ref == 0) return false;
     actions_->emplace(id.id, std::move(action));
@@ -45,7 +45,7 @@ void HotKeyCenter::installHandler() {
     handlerInstalled_ = true;
     keys_.InstallEventHandler([actions = std::weak_ptr(actions_)](EventHotKeyID pressed) {
         const auto known = actions.lock();
-        if (!known || pressed.signature != kSignature) return;
+        if (!known || pressed.signature != signature) return;
         const auto found = known->find(pressed.id);
         if (found == known->end()) return;
         // A copy, for an action may bind anew.

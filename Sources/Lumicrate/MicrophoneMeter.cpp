@@ -11,7 +11,7 @@ namespace lumicrate {
 
 namespace {
 
-constexpr CMTime kReportInterval{1, 15};
+constexpr CMTime reportInterval{1, 15};
 
 /// The root mean square of whole samples in which `fullScale` stands for 1; 0 for less than one sample.
 template <class Sample>
@@ -60,7 +60,7 @@ void MicrophoneMeter::process(const CMSampleBuffer& sample) {
     }
 
     const CMTime time = sample.presentationTimeStamp();
-    if (!sink_ || !(time - lastReport_ > kReportInterval)) return;
+    if (!sink_ || !(time - lastReport_ > reportInterval)) return;
     lastReport_ = time;
     sink_(muted_ ? 0 : meterLevel(loudest));
 }

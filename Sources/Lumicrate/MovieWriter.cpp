@@ -8,9 +8,9 @@ namespace lumicrate {
 namespace {
 
 /// The held last picture comes this much before the end, so that it is still part of the movie.
-constexpr CMTime kHoldBeforeEnd{1, 1000};
+constexpr CMTime holdBeforeEnd{1, 1000};
 /// A picture this young need not be held.
-constexpr CMTime kHoldAfterFrame{1, 30};
+constexpr CMTime holdAfterFrame{1, 30};
 
 AVVideoOutputSettings videoSettings(const MovieWriter::Settings& settings) {
     AVVideoOutputSettings video;
@@ -218,12 +218,12 @@ void MovieWriter::finishNow(const std::shared_ptr<Finishing>& finishing) {
 void MovieWriter::holdLastFrame() {
     if (!lastVideoFrame_ || !video_.input) return;
     const CMTime end = pauses_.pausedAt().value_or(clock_.time());
-    const CMTime held = end - kHoldBeforeEnd;
+    const CMTime held = end - holdBeforeEnd;
     const std::optional<CMTime> offset = pauses_.offset(held);
     if (!offset) return;
     const CMTime shifted = held - *offset;
     const CMTime last = lastVideoFrame_->presentationTimeStamp();
-    if (shifted > last + kHoldAfterFrame) append(shiftedBack(*lastVideoFrame_, last - shifted), video_);
+    if (shifted > last + holdAfterFrame) append(shiftedBack(*lastVideoFrame_, last - shifted), video_);
 }
 
 /// Leaves no file behind; says why.

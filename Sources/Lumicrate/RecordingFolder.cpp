@@ -10,7 +10,7 @@ namespace lumicrate {
 
 namespace {
 
-constexpr std::array<std::string_view, 4> kMovieExtensions = {".mp4", ".mov", ".m4v", ".m4a"};
+constexpr std::array<std::string_view, 4> movieExtensions = {".mp4", ".mov", ".m4v", ".m4a"};
 
 std::string_view prefix(RecordingFolder::Kind kind) {
     switch (kind) {
@@ -78,8 +78,7 @@ bool RecordingFolder::isMovie(const std::filesystem::path& url) {
     std::string fileExtension = url.extension().string();
     std::transform(fileExtension.begin(), fileExtension.end(), fileExtension.begin(),
                    [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
-    return std::find(kMovieExtensions.begin(), kMovieExtensions.end(), fileExtension) !=
-           kMovieExtensions.end();
+    return std::find(movieExtensions.begin(), movieExtensions.end(), fileExtension) != movieExtensions.end();
 }
 
 }  // namespace lumicrate

@@ -7,8 +7,8 @@ namespace lumicrate {
 
 namespace {
 
-constexpr double kSmallestWebcam = 100;
-constexpr double kLargestWebcam = 480;
+constexpr double smallestWebcam = 100;
+constexpr double largestWebcam = 480;
 
 /// The bubble once came in three sizes; whoever chose one keeps it until a width is set.
 double registeredWebcamWidth(const NSUserDefaults& defaults) {
@@ -35,8 +35,8 @@ int readFps(const NSUserDefaults& defaults, int fallback) {
 
 double readWebcamWidth(const NSUserDefaults& defaults) {
     const double stored = defaults.doubleForKey(preference::webcamWidth);
-    if (stored > kLargestWebcam) return kLargestWebcam;
-    return stored >= kSmallestWebcam ? stored : kSmallestWebcam;
+    if (stored > largestWebcam) return largestWebcam;
+    return stored >= smallestWebcam ? stored : smallestWebcam;
 }
 
 std::optional<Rect> readArea(const NSUserDefaults& defaults) {

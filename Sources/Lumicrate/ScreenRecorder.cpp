@@ -15,7 +15,7 @@ using namespace std::chrono_literals;
 namespace {
 
 /// Elapsed time is shown in seconds; this keeps it from lagging behind visibly.
-constexpr auto kElapsedInterval = 250ms;
+constexpr auto elapsedInterval = 250ms;
 
 bool userStoppedSharing(const std::exception_ptr& error) {
     try {
@@ -234,7 +234,7 @@ void ScreenRecorder::beginSession() {
 
 Task<void> ScreenRecorder::updateElapsed() {
     while (true) {
-        co_await sleepFor(services_.executor, kElapsedInterval);
+        co_await sleepFor(services_.executor, elapsedInterval);
         if (*state == State::recording) elapsed = elapsedNow();
     }
 }

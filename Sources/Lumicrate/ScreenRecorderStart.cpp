@@ -15,9 +15,9 @@ using namespace std::chrono_literals;
 
 namespace {
 
-constexpr int kCountdownSeconds = 3;
+constexpr int countdownSeconds = 3;
 /// Lets choosers and countdown vanish from the screen before it is captured.
-constexpr auto kSettlingTime = 100ms;
+constexpr auto settlingTime = 100ms;
 
 }  // namespace
 
@@ -45,7 +45,7 @@ Task<bool> ScreenRecorder::runStartSequence() {
         if (!finished) co_return false;
     }
     state = State::starting;
-    co_await sleepFor(services_.executor, kSettlingTime);
+    co_await sleepFor(services_.executor, settlingTime);
     if (startGivenUp_) co_return false;
     Task<void> beginning = beginCapture(chosen);
     co_await beginning;
@@ -58,8 +58,8 @@ Task<bool> ScreenRecorder::runStartSequence() {
 
 Task<bool> ScreenRecorder::countDown(std::optional<NSScreen> screen) {
     countdownHasPanel_ = services_.overlays.countdown != nullptr && !soundAlone();
-    Task<bool> counting = countdownHasPanel_ ? services_.overlays.countdown->run(kCountdownSeconds, screen)
-                                             : inWindowCountdown_.run(kCountdownSeconds);
+    Task<bool> counting = countdownHasPanel_ ? services_.overlays.countdown->run(countdownSeconds, screen)
+                                             : inWindowCountdown_.run(countdownSeconds);
     co_return co_await counting;
 }
 

@@ -12,13 +12,13 @@ namespace lumicrate {
 
 namespace {
 
-constexpr std::string_view kOff = "off";
+constexpr std::string_view off = "off";
 
 /// Blocks of capital letters whose small letters follow at a fixed distance: enough for what keyboards type.
 struct CapitalLetters {
     char32_t first, last, distance;
 };
-constexpr CapitalLetters kCapitalLetters[] = {
+constexpr CapitalLetters capitalLetters[] = {
     {U'A', U'Z', 32}, {U'À', U'Ö', 32}, {U'Ø', U'Þ', 32},
     {U'Α', U'Ω', 32}, {U'Ѐ', U'Џ', 80}, {U'А', U'Я', 32},
 };
@@ -38,7 +38,7 @@ std::optional<char32_t> onlyCharacter(const std::string& text) {
 }
 
 std::string lowercased(const std::string& text, char32_t character) {
-    for (const CapitalLetters& block : kCapitalLetters) {
+    for (const CapitalLetters& block : capitalLetters) {
         if (character < block.first || character > block.last) continue;
         const char32_t small = character + block.distance;
         if (small < 0x80) return {static_cast<char>(small)};
@@ -139,7 +139,7 @@ std::optional<Shortcut> shortcut(ShortcutAction action, const NSUserDefaults& de
 }
 
 void save(ShortcutAction action, const std::optional<Shortcut>& shortcut, NSUserDefaults& defaults) {
-    std::string text(kOff);
+    std::string text(off);
     if (shortcut) {
         const nlohmann::json object = {
             {"keyCode", shortcut->keyCode}, {"modifiers", shortcut->modifiers}, {"key", shortcut->key}};
@@ -154,7 +154,7 @@ void save(ShortcutAction action, const std::optional<Shortcut>& shortcut, NSUser
 
 std::optional<Shortcut> decodeShortcut(const std::optional<std::string>& stored, const Shortcut& fallback) {
     if (!stored || stored->empty()) return fallback;
-    if (*stored == kOff) return std::nullopt;
+    if (*stored == off) return std::nullopt;
     return fromJson(*stored).value_or(fallback);
 }
 

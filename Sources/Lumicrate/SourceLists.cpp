@@ -11,8 +11,8 @@ namespace lumicrate {
 
 namespace {
 
-constexpr double kSmallestWidth = 80;
-constexpr double kSmallestHeight = 60;
+constexpr double smallestWidth = 80;
+constexpr double smallestHeight = 60;
 
 struct Fetched {
     SCShareableContent content;
@@ -21,8 +21,8 @@ struct Fetched {
 
 bool isOffered(const SCWindow& window, std::int32_t ownProcessID) {
     const bool own = window.owningApplication && window.owningApplication->processID == ownProcessID;
-    return window.windowLayer == 0 && window.frame.width >= kSmallestWidth &&
-           window.frame.height >= kSmallestHeight && !own && window.title && !window.title->empty();
+    return window.windowLayer == 0 && window.frame.width >= smallestWidth &&
+           window.frame.height >= smallestHeight && !own && window.title && !window.title->empty();
 }
 
 std::string applicationName(const SCWindow& window) {

@@ -9,8 +9,8 @@ namespace lumicrate {
 namespace {
 
 /// The largest picture that H.264 recordings have.
-constexpr double kH264MaxWidth = 4096;
-constexpr double kH264MaxHeight = 2304;
+constexpr double h264MaxWidth = 4096;
+constexpr double h264MaxHeight = 2304;
 
 AVVideoCodecType codecFor(OutputFormat format) {
     return format == OutputFormat::movHEVC ? AVVideoCodecType::hevc : AVVideoCodecType::h264;
@@ -44,7 +44,7 @@ double maxLines(VideoQuality quality) {
 double scaleFactor(Size pixels, const RecordingOptions& options) {
     const double scale = std::min(maxLines(options.quality) / pixels.height, 1.0);
     if (codecFor(options.format) != AVVideoCodecType::h264) return scale;
-    return std::min({scale, kH264MaxWidth / pixels.width, kH264MaxHeight / pixels.height});
+    return std::min({scale, h264MaxWidth / pixels.width, h264MaxHeight / pixels.height});
 }
 
 int wholePixels(double pixels) {

@@ -12,7 +12,7 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-constexpr std::int32_t kOwn = 42;
+constexpr std::int32_t own = 42;
 
 SCWindow window(std::uint32_t id, std::int32_t owner, Rect frame = {0, 0, 400, 300}) {
     SCWindow result;
@@ -35,10 +35,10 @@ class ContentFilterTests : public testing::Test {
         content.displays = {{1, {0, 0, 1920, 1080}, 1, "left"}, {2, {1920, 100, 800, 600}, 2, "right"}};
         // Main window, control bar, area frame, bubble, click highlights; a window of nobody and one of
         // somebody else.
-        content.windows = {window(10, kOwn), window(11, kOwn), window(12, kOwn), window(13, kOwn),
-                           window(14, kOwn), window(20, 0),    window(21, 7)};
+        content.windows = {window(10, own), window(11, own), window(12, own), window(13, own),
+                           window(14, own), window(20, 0),   window(21, 7)};
         request.overlays = {{13, 14}, {11, 12}};
-        request.processID = kOwn;
+        request.processID = own;
         request.mainDisplayID = 2;
     }
 

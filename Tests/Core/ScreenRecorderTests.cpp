@@ -8,9 +8,9 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
 
-const std::exception_ptr kUserStopped =
+const std::exception_ptr userStopped =
     std::make_exception_ptr(SCStreamError("Sharing was stopped.", SCStreamErrorUserStopped));
-const std::exception_ptr kDisplayLost = std::make_exception_ptr(SCStreamError("The display is gone.", -3815));
+const std::exception_ptr displayLost = std::make_exception_ptr(SCStreamError("The display is gone.", -3815));
 
 class ScreenRecorderTests : public RecorderFixture {
  protected:
@@ -100,7 +100,7 @@ TEST_F(ScreenRecorderTests, TheMovieEndsWhenStopIsAskedForHoweverLongItTakes) {
     executor.advance(5s);
     EXPECT_EQ(*recorder->elapsed, 2);
     deliverFrame();
-    capture.stream->stopped(kDisplayLost);
+    capture.stream->stopped(displayLost);
     executor.advance(1s);
     complete();
     EXPECT_EQ(*recorder->lastRecording, file) << "a stream that says it could not stop spoils nothing";
@@ -154,8 +154,8 @@ TEST_F(ScreenRecorderTests, StopCanBeAwaited) {
 
 TEST_F(ScreenRecorderTests, AStreamThatStopsByItselfIsSaved) {
     const std::pair<std::exception_ptr, std::string> cases[] = {
-        {kUserStopped, ""},
-        {kDisplayLost, "Recording stopped: The display is gone."},
+        {userStopped, ""},
+        {displayLost, "Recording stopped: The display is gone."},
         {std::make_exception_ptr(PlatformError("Out of memory.", SCStreamErrorUserStopped)),
          "Recording stopped: Out of memory."},
     };
@@ -177,10 +177,10 @@ TEST_F(ScreenRecorderTests, AStreamThatStopsWhileItStartsLeavesNothing) {
     for (const bool startFails : {false, true}) {
         capture.completesAtOnce = false;
         startWith(CaptureSource::display(1));
-        capture.stream->delegate->didStopWithError(kDisplayLost);
+        capture.stream->delegate->didStopWithError(displayLost);
         executor.drain();
         EXPECT_EQ(*recorder->state, State::starting);
-        capture.stream->started(startFails ? kDisplayLost : nullptr);
+        capture.stream->started(startFails ? displayLost : nullptr);
         executor.drain();
         EXPECT_EQ(*recorder->state, State::idle);
         EXPECT_EQ(message(), startFails ? "The display is gone." : "Recording stopped: The display is gone.");
@@ -358,7 +358,7 @@ TEST_P(VanishingRecorderTests, LateCompletionsReachNobody) {
     // Things that are on their way …
     if (capture.stream && capture.stream->alive) {
         deliverMicrophone(1.0F);
-        capture.stream->delegate->didStopWithError(kDisplayLost);
+        capture.stream->delegate->didStopWithError(displayLost);
     }
     recorder.reset();
     // … and things that come from afar, later.

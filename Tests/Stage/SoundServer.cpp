@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <fstream>
+#include <initializer_list>
 #include <sstream>
 #include <stdexcept>
 #include <thread>
@@ -55,6 +56,20 @@ bool answersAt(const std::filesystem::path& socketPath) {
     return connect(client.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
 }
 
+// Keeps the session manager away from the machine's devices, which are not ours to take. Looking for
+// Bluetooth ones it would also insist on a login service, which a bare machine does not have.
+void leaveDevicesAlone(const std::filesystem::path& configuration) {
+    const auto disable = [&](const char* part, std::initializer_list<const char*> monitors) {
+        const auto folder = configuration / "wireplumber" / part;
+        std::filesystem::create_directories(folder);
+        std::ofstream file(folder / "80-private.lua");
+        for (const char* monitor : monitors)
+            file << monitor << ".enabled = false\n";
+    };
+    disable("main.lua.d", {"alsa_monitor", "v4l2_monitor", "libcamera_monitor"});
+    disable("bluetooth.lua.d", {"bluez_monitor"});
+}
+
 }  // namespace
 
 SoundServer::SoundServer() : ownSession_(std::make_unique<Session>()), session_(ownSession_.get()) {
@@ -66,6 +81,7 @@ SoundServer::SoundServer(const Session& session) : session_(&session) {
 }
 
 void SoundServer::start() {
+    leaveDevicesAlone(session_->environment().at("XDG_CONFIG_HOME").value());
     server_ = startDaemon("pipewire");
     awaitSocket();
     manager_ = startDaemon("wireplumber");

@@ -16,12 +16,12 @@ namespace lumicrate::media {
 
 namespace {
 
-constexpr const char* kCannotSetUp = "The AAC encoder couldn't be set up";
-constexpr const char* kCannotEncode = "The sound couldn't be encoded";
+constexpr const char* cannotSetUp = "The AAC encoder couldn't be set up";
+constexpr const char* cannotEncode = "The sound couldn't be encoded";
 
 template <class Pointer>
 void require(const Pointer& pointer) {
-    if (!pointer) failWithCode(kCannotSetUp, AVERROR(ENOMEM));
+    if (!pointer) failWithCode(cannotSetUp, AVERROR(ENOMEM));
 }
 
 }  // namespace
@@ -42,7 +42,7 @@ void AacEncoder::Free::operator()(AVPacket* packet) const {
 AacEncoder::AacEncoder(int sampleRate, int channels, int bitRate) : channels_(channels) {
     av_log_set_level(AV_LOG_QUIET);
     const AVCodec* codec = avcodec_find_encoder(AV_CODEC_ID_AAC);
-    if (codec == nullptr) failWithCode(kCannotSetUp, AVERROR_ENCODER_NOT_FOUND);
+    if (codec == nullptr) failWithCode(cannotSetUp, AVERROR_ENCODER_NOT_FOUND);
     context_.reset(avcodec_alloc_context3(codec));
     frame_.reset(av_frame_alloc());
     packet_.reset(av_packet_alloc());
@@ -56,20 +56,20 @@ AacEncoder::AacEncoder(int sampleRate, int channels, int bitRate) : channels_(ch
     av_channel_layout_default(&context_->ch_layout, channels);
     // The file keeps the decoder's configuration in its head.
     context_->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
-    checked(avcodec_open2(context_.get(), codec, nullptr), kCannotSetUp);
+    checked(avcodec_open2(context_.get(), codec, nullptr), cannotSetUp);
     waiting_.reset(av_audio_fifo_alloc(AV_SAMPLE_FMT_FLT, channels, context_->frame_size * 2));
     require(waiting_);
     frame_->format = AV_SAMPLE_FMT_FLTP;
     frame_->sample_rate = sampleRate;
-    checked(av_channel_layout_copy(&frame_->ch_layout, &context_->ch_layout), kCannotSetUp);
+    checked(av_channel_layout_copy(&frame_->ch_layout, &context_->ch_layout), cannotSetUp);
     frame_->nb_samples = context_->frame_size;
-    checked(av_frame_get_buffer(frame_.get(), 0), kCannotSetUp);
+    checked(av_frame_get_buffer(frame_.get(), 0), cannotSetUp);
 }
 
 void AacEncoder::encode(std::span<const float> interleaved, const Sink& sink) {
     const auto frames = static_cast<int>(interleaved.size() / static_cast<std::size_t>(channels_));
     std::array<void*, 1> data{const_cast<float*>(interleaved.data())};
-    checked(av_audio_fifo_write(waiting_.get(), data.data(), frames), kCannotEncode);
+    checked(av_audio_fifo_write(waiting_.get(), data.data(), frames), cannotEncode);
     while (av_audio_fifo_size(waiting_.get()) >= context_->frame_size)
         encodeWaiting(context_->frame_size, sink);
 }
@@ -77,17 +77,17 @@ void AacEncoder::encode(std::span<const float> interleaved, const Sink& sink) {
 void AacEncoder::finish(const Sink& sink) {
     if (const int left = av_audio_fifo_size(waiting_.get()); left > 0) encodeWaiting(left, sink);
     if (position_ == 0) return;
-    checked(avcodec_send_frame(context_.get(), nullptr), kCannotEncode);
+    checked(avcodec_send_frame(context_.get(), nullptr), cannotEncode);
     receive(sink);
 }
 
 void AacEncoder::encodeWaiting(int frames, const Sink& sink) {
     interleaved_.resize(static_cast<std::size_t>(frames) * static_cast<std::size_t>(channels_));
     std::array<void*, 1> data{interleaved_.data()};
-    checked(av_audio_fifo_read(waiting_.get(), data.data(), frames), kCannotEncode);
+    checked(av_audio_fifo_read(waiting_.get(), data.data(), frames), cannotEncode);
     // The encoder may still hold the frame's samples from the last time.
     frame_->nb_samples = context_->frame_size;
-    checked(av_frame_make_writable(frame_.get()), kCannotEncode);
+    checked(av_frame_make_writable(frame_.get()), cannotEncode);
     frame_->nb_samples = frames;
     for (int channel = 0; channel < channels_; ++channel) {
         auto* plane = reinterpret_cast<float*>(frame_->extended_data[channel]);
@@ -96,7 +96,7 @@ void AacEncoder::encodeWaiting(int frames, const Sink& sink) {
     }
     frame_->pts = position_;
     position_ += frames;
-    checked(avcodec_send_frame(context_.get(), frame_.get()), kCannotEncode);
+    checked(avcodec_send_frame(context_.get(), frame_.get()), cannotEncode);
     receive(sink);
 }
 
@@ -104,7 +104,7 @@ void AacEncoder::receive(const Sink& sink) {
     for (;;) {
         const int result = avcodec_receive_packet(context_.get(), packet_.get());
         if (result == AVERROR(EAGAIN) || result == AVERROR_EOF) return;
-        checked(result, kCannotEncode);
+        checked(result, cannotEncode);
         const MovieSample sample{
             {packet_->data, static_cast<std::size_t>(packet_->size)}, packet_->pts, packet_->duration, true};
         sink(sample);

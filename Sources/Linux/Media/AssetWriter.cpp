@@ -12,11 +12,11 @@ namespace lumicrate::media {
 
 namespace {
 
-constexpr int kLeastSide = 2;
-constexpr int kGreatestSide = 16384;
+constexpr int leastSide = 2;
+constexpr int greatestSide = 16384;
 
 bool isPictureSide(int pixels) {
-    return pixels >= kLeastSide && pixels <= kGreatestSide;
+    return pixels >= leastSide && pixels <= greatestSide;
 }
 
 std::unique_ptr<TrackEncoder> makeEncoder(const AVOutputSettings& settings) {

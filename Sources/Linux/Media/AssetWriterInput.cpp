@@ -48,8 +48,8 @@ bool AssetWriterInput::isReadyForMoreMediaData() const {
 
 /// A sample may be longer than the room; it then finds it empty.
 bool AssetWriterInput::hasRoom() const {
-    constexpr double kRounding = 1e-6;
-    return roomTaken_ < 1 - kRounding;
+    constexpr double rounding = 1e-6;
+    return roomTaken_ < 1 - rounding;
 }
 
 bool AssetWriterInput::appendSampleBuffer(const CMSampleBuffer& sample) {

@@ -7,14 +7,14 @@ namespace lumicrate::media {
 
 namespace {
 
-/// Beyond this a deviation is a hole or an overlap, not drift, in seconds. Stamps come smoothed, so that it can be less
-/// than the shortest stretch that a sound server loses when it is starved.
-constexpr double kTolerance = 0.008;
+/// Beyond this a deviation is a hole or an overlap, not drift, in seconds. Stamps come smoothed, so that it
+/// can be less than the shortest stretch that a sound server loses when it is starved.
+constexpr double tolerance = 0.008;
 /// Time over which a stamp's jitter is averaged and over which a deviation is worked off, in seconds.
-constexpr double kAveraging = 1;
-constexpr double kCorrecting = 4;
+constexpr double averaging = 1;
+constexpr double correcting = 4;
 /// The greatest change of a piece's length: two in a thousand, a thirtieth of a semitone.
-constexpr double kGreatestStretch = 0.002;
+constexpr double greatestStretch = 0.002;
 
 }  // namespace
 
@@ -22,7 +22,7 @@ AudioPlacement AudioTimeline::place(CMTime stamp, std::int64_t frames) {
     if (frames <= 0) return {};
     const std::int64_t position = (stamp - start_).converted(sampleRate_);
     const std::int64_t deviation = position - length_;
-    const bool near = std::abs(static_cast<double>(deviation)) <= kTolerance * sampleRate_;
+    const bool near = std::abs(static_cast<double>(deviation)) <= tolerance * sampleRate_;
 
     AudioPlacement placement;
     if (following_ && near) {
@@ -43,11 +43,11 @@ AudioPlacement AudioTimeline::place(CMTime stamp, std::int64_t frames) {
 /// How many frames to make of `frames` so that the line slowly comes to where the stamps are.
 std::int64_t AudioTimeline::follow(std::int64_t deviation, std::int64_t frames) {
     const double seconds = static_cast<double>(frames) / sampleRate_;
-    deviation_ += (static_cast<double>(deviation) - deviation_) * std::min(1.0, seconds / kAveraging);
-    const double correction = deviation_ / (kCorrecting * sampleRate_);
-    const double stretch = std::clamp(correction, -kGreatestStretch, kGreatestStretch);
+    deviation_ += (static_cast<double>(deviation) - deviation_) * std::min(1.0, seconds / averaging);
+    const double correction = deviation_ / (correcting * sampleRate_);
+    const double stretch = std::clamp(correction, -greatestStretch, greatestStretch);
     owed_ += stretch * static_cast<double>(frames);
-    const double most = std::floor(kGreatestStretch * static_cast<double>(frames)) + 1;
+    const double most = std::floor(greatestStretch * static_cast<double>(frames)) + 1;
     const double change = std::clamp(std::trunc(owed_), -most, most);
     owed_ -= change;
     return std::max<std::int64_t>(frames + static_cast<std::int64_t>(change), 1);

@@ -8,7 +8,7 @@ namespace lumicrate::media {
 
 namespace {
 
-constexpr double kWaitingSeconds = 2;
+constexpr double waitingSeconds = 2;
 
 std::size_t bytesOf(AudioSampleFormat format) {
     return format == AudioSampleFormat::int16 ? sizeof(std::int16_t) : sizeof(float);
@@ -68,7 +68,7 @@ void AudioTrack::finish(CMTime sessionStart, std::optional<CMTime> movieEnd) {
 }
 
 double AudioTrack::roomFor(const CMSampleBuffer& sample) const {
-    return sample.audio ? secondsOf(*sample.audio) / kWaitingSeconds : 0;
+    return sample.audio ? secondsOf(*sample.audio) / waitingSeconds : 0;
 }
 
 void AudioTrack::encodeSilence(std::int64_t frames) {

@@ -12,11 +12,11 @@ namespace lumicrate::media {
 namespace {
 
 /// Above the quality level by this much is seen.
-constexpr int kClearlyCoarser = 2;
+constexpr int clearlyCoarser = 2;
 /// A refinement that does not reach the quality level must gain this much.
-constexpr int kWorthwhile = 8;
+constexpr int worthwhile = 8;
 /// What one thread is trusted to keep up with: 1080p at 30 a second, and a little.
-constexpr double kPixelRateOfThread = 1920.0 * 1088 * 32;
+constexpr double pixelRateOfThread = 1920.0 * 1088 * 32;
 
 [[noreturn]] void fail(const char* sentence) {
     throw PlatformError(localized(sentence));
@@ -24,7 +24,7 @@ constexpr double kPixelRateOfThread = 1920.0 * 1088 * 32;
 
 int threadsFor(double pixelRate) {
     const int cores = std::max(1, static_cast<int>(std::thread::hardware_concurrency()));
-    return std::clamp(static_cast<int>(std::ceil(pixelRate / kPixelRateOfThread)), 1, std::min(cores, 8));
+    return std::clamp(static_cast<int>(std::ceil(pixelRate / pixelRateOfThread)), 1, std::min(cores, 8));
 }
 
 /// The filter strength with which pictures up to `quantizer` are not deblocked. The standard's filter sets in
@@ -94,7 +94,7 @@ void H264Encoder::fillParameters(x264_param_t& parameters) const {
 
     // The deblocking filter smears strokes near the edges of intra blocks visibly, at any quantizer at which
     // it works at all: it is to set in above the quality level only.
-    const int deblocking = deblockingOffset(rate_.qualityQuantizer() + kClearlyCoarser);
+    const int deblocking = deblockingOffset(rate_.qualityQuantizer() + clearlyCoarser);
     parameters.i_deblocking_filter_alphac0 = deblocking;
     parameters.i_deblocking_filter_beta = deblocking;
 
@@ -114,17 +114,17 @@ void H264Encoder::readHeaders() {
     int count = 0;
     if (x264_encoder_headers(encoder_.get(), &units, &count) < 0)
         fail("The H.264 encoder couldn't be started.");
-    constexpr int kLength = 4;
+    constexpr int length = 4;
     std::span<const std::uint8_t> sequence;
     std::span<const std::uint8_t> picture;
     for (const x264_nal_t& unit : std::span(units, static_cast<std::size_t>(count))) {
-        const std::span<const std::uint8_t> body(unit.p_payload + kLength,
-                                                 static_cast<std::size_t>(unit.i_payload - kLength));
+        const std::span<const std::uint8_t> body(unit.p_payload + length,
+                                                 static_cast<std::size_t>(unit.i_payload - length));
         if (unit.i_type == NAL_SPS) sequence = body;
         if (unit.i_type == NAL_PPS) picture = body;
     }
     if (sequence.size() < 4 || picture.empty()) fail("The H.264 encoder couldn't be started.");
-    extradata_ = {1, sequence[1], sequence[2], sequence[3], 0xfc | (kLength - 1), 0xe0 | 1};
+    extradata_ = {1, sequence[1], sequence[2], sequence[3], 0xfc | (length - 1), 0xe0 | 1};
     append16(extradata_, sequence.size());
     extradata_.insert(extradata_.end(), sequence.begin(), sequence.end());
     extradata_.push_back(1);
@@ -150,13 +150,13 @@ std::optional<EncodedPicture> H264Encoder::refine(const CVPixelBuffer& picture, 
     blocks_.beginAgain();
     const PictureWork work = blocks_.work(keyPictureIsDue(time));
     const int quantizer = rate_.quantizerAtRest(work);
-    const bool crisp = quantizer <= rate_.qualityQuantizer() + kClearlyCoarser;
-    if (!crisp && quantizer > blocks_.coarsest() - kWorthwhile && !rate_.isFull()) return std::nullopt;
+    const bool crisp = quantizer <= rate_.qualityQuantizer() + clearlyCoarser;
+    if (!crisp && quantizer > blocks_.coarsest() - worthwhile && !rate_.isFull()) return std::nullopt;
     return encodeBegun(picture, time, work, quantizer);
 }
 
 bool H264Encoder::isCoarse() const {
-    return blocks_.coarsest() > rate_.qualityQuantizer() + kClearlyCoarser;
+    return blocks_.coarsest() > rate_.qualityQuantizer() + clearlyCoarser;
 }
 
 bool H264Encoder::keyPictureIsDue(std::int64_t time) const {

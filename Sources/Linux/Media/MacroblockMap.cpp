@@ -6,10 +6,10 @@ namespace lumicrate::media {
 
 namespace {
 
-constexpr int kBlock = 16;
+constexpr int block = 16;
 
 int blocks(int pixels) {
-    return (pixels + kBlock - 1) / kBlock;
+    return (pixels + block - 1) / block;
 }
 
 }  // namespace
@@ -43,11 +43,11 @@ void MacroblockMap::markAll(bool constant) {
 }
 
 void MacroblockMap::markDirty(const PixelRect& rect) {
-    const PixelRect inside = rect.intersection({0, 0, columns_ * kBlock, rows_ * kBlock});
+    const PixelRect inside = rect.intersection({0, 0, columns_ * block, rows_ * block});
     if (inside.isEmpty()) return;
-    const int left = inside.x / kBlock;
+    const int left = inside.x / block;
     const int right = blocks(inside.maxX());
-    for (int row = inside.y / kBlock; row < blocks(inside.maxY()); ++row) {
+    for (int row = inside.y / block; row < blocks(inside.maxY()); ++row) {
         const auto begin = constant_.begin() + std::ptrdiff_t{row} * columns_;
         std::fill(begin + left, begin + right, std::uint8_t{0});
     }

@@ -23,7 +23,7 @@ namespace lumicrate::media {
 
 namespace {
 
-constexpr const char* kCannotWrite = "The movie file couldn't be written";
+constexpr const char* cannotWrite = "The movie file couldn't be written";
 
 const char* muxerName(AVFileType type) {
     switch (type) {
@@ -43,8 +43,8 @@ const char* muxerName(AVFileType type) {
 
 /// Fails where something of the name exists: a recording never replaces a file.
 void createExclusively(const std::filesystem::path& path) {
-    constexpr int kReadableByAll = 0666;  // less the umask
-    const int file = open(path.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, kReadableByAll);
+    constexpr int readableByAll = 0666;  // less the umask
+    const int file = open(path.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, readableByAll);
     if (file < 0) failToCreate(path, AVERROR(errno));
     close(file);
 }
@@ -52,7 +52,7 @@ void createExclusively(const std::filesystem::path& path) {
 void setExtradata(AVCodecParameters& parameters, std::span<const std::uint8_t> bytes) {
     parameters.extradata =
         static_cast<std::uint8_t*>(av_mallocz(bytes.size() + AV_INPUT_BUFFER_PADDING_SIZE));
-    if (parameters.extradata == nullptr) failWithCode(kCannotWrite, AVERROR(ENOMEM));
+    if (parameters.extradata == nullptr) failWithCode(cannotWrite, AVERROR(ENOMEM));
     std::memcpy(parameters.extradata, bytes.data(), bytes.size());
     parameters.extradata_size = static_cast<int>(bytes.size());
 }
@@ -111,7 +111,7 @@ MovieFile::~MovieFile() {
 
 int MovieFile::addVideoTrack(const VideoFormat& format) {
     AVStream* stream = avformat_new_stream(context_.get(), nullptr);
-    if (stream == nullptr) failWithCode(kCannotWrite, AVERROR(ENOMEM));
+    if (stream == nullptr) failWithCode(cannotWrite, AVERROR(ENOMEM));
     AVCodecParameters& parameters = *stream->codecpar;
     parameters.codec_type = AVMEDIA_TYPE_VIDEO;
     parameters.codec_id = AV_CODEC_ID_H264;
@@ -133,8 +133,8 @@ int MovieFile::addVideoTrack(const VideoFormat& format) {
 
 int MovieFile::addAudioTrack(const AVCodecContext& encoder, const char* name) {
     AVStream* stream = avformat_new_stream(context_.get(), nullptr);
-    if (stream == nullptr) failWithCode(kCannotWrite, AVERROR(ENOMEM));
-    checked(avcodec_parameters_from_context(stream->codecpar, &encoder), kCannotWrite);
+    if (stream == nullptr) failWithCode(cannotWrite, AVERROR(ENOMEM));
+    checked(avcodec_parameters_from_context(stream->codecpar, &encoder), cannotWrite);
     stream->time_base = {1, encoder.sample_rate};
     av_dict_set(&stream->metadata, "handler_name", name, 0);
     timescales_.push_back(encoder.sample_rate);
@@ -148,7 +148,7 @@ void MovieFile::begin() {
     options.set("use_editlist", "1");
     // Fine enough for edits to be exact in the pictures' clock.
     options.set("movie_timescale", "90000");
-    checked(avformat_write_header(context_.get(), options.get()), kCannotWrite);
+    checked(avformat_write_header(context_.get(), options.get()), cannotWrite);
     throwIfOutputFailed();
 }
 
@@ -166,7 +166,7 @@ void MovieFile::write(int track, const MovieSample& sample) {
     av_packet_rescale_ts(packet_.get(), {1, timescales_[index]}, context_->streams[index]->time_base);
     // Without av_interleaved_write_frame's sorting: samples come in about the order of time as it is, and a
     // track that stays silent must not pile up the others in memory.
-    checked(av_write_frame(context_.get(), packet_.get()), kCannotWrite);
+    checked(av_write_frame(context_.get(), packet_.get()), cannotWrite);
     throwIfOutputFailed();
 }
 
@@ -174,14 +174,14 @@ void MovieFile::finish() {
     const std::lock_guard lock(mutex_);
     const int trailer = av_write_trailer(context_.get());
     throwIfOutputFailed();
-    checked(trailer, kCannotWrite);
-    checked(avio_closep(&context_->pb), kCannotWrite);
+    checked(trailer, cannotWrite);
+    checked(avio_closep(&context_->pb), cannotWrite);
     finished_ = true;
 }
 
 /// The output buffers, so an error may show later than the write that it spoilt.
 void MovieFile::throwIfOutputFailed() const {
-    if (context_->pb != nullptr && context_->pb->error < 0) failWithCode(kCannotWrite, context_->pb->error);
+    if (context_->pb != nullptr && context_->pb->error < 0) failWithCode(cannotWrite, context_->pb->error);
 }
 
 }  // namespace lumicrate::media

@@ -15,7 +15,7 @@ namespace lumicrate::media {
 
 namespace {
 
-constexpr const char* kCannotConvert = "The sound couldn't be converted";
+constexpr const char* cannotConvert = "The sound couldn't be converted";
 
 struct SampleFormat {
     AVSampleFormat interleaved;
@@ -45,8 +45,8 @@ bool same(const AudioStreamBasicDescription& a, const AudioStreamBasicDescriptio
 void keepLevels(SwrContext* context, int from, int to) {
     const double half[] = {0.5, 0.5};
     const double both[] = {1, 1};
-    if (from == 2 && to == 1) checked(swr_set_matrix(context, half, 2), kCannotConvert);
-    if (from == 1 && to == 2) checked(swr_set_matrix(context, both, 1), kCannotConvert);
+    if (from == 2 && to == 1) checked(swr_set_matrix(context, half, 2), cannotConvert);
+    if (from == 1 && to == 2) checked(swr_set_matrix(context, both, 1), cannotConvert);
 }
 
 }  // namespace
@@ -69,9 +69,9 @@ void PcmConverter::use(const AudioStreamBasicDescription& description, bool plan
     context_.reset(context);
     av_channel_layout_uninit(&from);
     av_channel_layout_uninit(&to);
-    checked(made, kCannotConvert);
+    checked(made, cannotConvert);
     keepLevels(context, description.channelsPerFrame, channels_);
-    checked(swr_init(context), kCannotConvert);
+    checked(swr_init(context), cannotConvert);
     source_ = description;
     planar_ = planar;
 }
@@ -98,11 +98,11 @@ const std::vector<float>& PcmConverter::convert(const AudioBufferList& audio) {
 
     use(description, planar);
     delay_ = static_cast<double>(swr_get_delay(context_.get(), sampleRate_)) / sampleRate_;
-    const int room = checked(swr_get_out_samples(context_.get(), frames), kCannotConvert);
+    const int room = checked(swr_get_out_samples(context_.get(), frames), cannotConvert);
     converted_.resize(static_cast<std::size_t>(room) * static_cast<std::size_t>(channels_));
     auto* output = reinterpret_cast<std::uint8_t*>(converted_.data());
     const int made =
-        checked(swr_convert(context_.get(), &output, room, planes.data(), frames), kCannotConvert);
+        checked(swr_convert(context_.get(), &output, room, planes.data(), frames), cannotConvert);
     converted_.resize(static_cast<std::size_t>(made) * static_cast<std::size_t>(channels_));
     return converted_;
 }

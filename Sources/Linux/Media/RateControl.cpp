@@ -7,13 +7,13 @@ namespace lumicrate::media {
 
 namespace {
 
-constexpr double kBucketSeconds = 2;
+constexpr double bucketSeconds = 2;
 /// The part of the bucket that a picture at rest may take.
-constexpr double kSpentAtRest = 0.75;
+constexpr double spentAtRest = 0.75;
 /// What screen text takes: three hundred bits a macroblock at quantizer 20.
-constexpr double kTypicalDifficulty = 700;
+constexpr double typicalDifficulty = 700;
 /// Pictures with fewer coded blocks say little about how hard the content is.
-constexpr int kTellingBlocks = 64;
+constexpr int tellingBlocks = 64;
 
 /// The quantizer's step: doubles every six quantizers.
 double step(int quantizer) {
@@ -37,11 +37,11 @@ int PictureWork::codedBlocks(int quantizer) const {
 RateControl::RateControl(int bitRate, double pixelRate, int framesPerSecond)
     : bitRate_(std::max(bitRate, 1000)),
       frameShare_(bitRate_ / std::max(framesPerSecond, 1)),
-      capacity_(bitRate_ * kBucketSeconds),
+      capacity_(bitRate_ * bucketSeconds),
       quality_(qualityFor(bitRate_ / std::max(pixelRate, 1.0))),
       fill_(capacity_),
-      interDifficulty_(kTypicalDifficulty),
-      keyDifficulty_(kTypicalDifficulty) {}
+      interDifficulty_(typicalDifficulty),
+      keyDifficulty_(typicalDifficulty) {}
 
 void RateControl::advanceTo(double seconds) {
     if (seconds <= filledTo_) return;
@@ -73,13 +73,13 @@ int RateControl::quantizerFor(const PictureWork& work) const {
 }
 
 int RateControl::quantizerAtRest(const PictureWork& work) const {
-    return finestWithin(std::max(fill_, 0.0) * kSpentAtRest, work);
+    return finestWithin(std::max(fill_, 0.0) * spentAtRest, work);
 }
 
 void RateControl::coded(const PictureWork& work, int quantizer, std::int64_t bits) {
     fill_ -= static_cast<double>(bits);
     const int blocks = work.codedBlocks(quantizer);
-    if (blocks < kTellingBlocks) return;
+    if (blocks < tellingBlocks) return;
     double& difficulty = work.key ? keyDifficulty_ : interDifficulty_;
     difficulty = (difficulty + static_cast<double>(bits) * step(quantizer) / blocks) / 2;
 }

@@ -6,10 +6,11 @@
 // quality, and over a few seconds the ceiling holds whatever is on the screen.
 //
 // The quality quantizer follows from the ceiling's bits per pixel: 13 at 0.12, three steps finer for every
-// doubling and coarser for every halving. Text would be crisp at 20 (an SSIM of 0.9994 at 1080p, a cell 9 by 18
-// pixels) and does not suffer from the missing adaptive quantization, which would take the bits from its edges.
-// Smooth moving pictures do, and need the finer quantizer to come as near to their source as an adaptive encoder
-// at the ceiling: 0.9956 at 13, 0.9926 at 17 and 0.9892 at 20 in the moving scene of the benchmark.
+// doubling and coarser for every halving. Text would be crisp at 20 (an SSIM of 0.9994 at 1080p, a cell 9 by
+// 18 pixels) and does not suffer from the missing adaptive quantization, which would take the bits from its
+// edges. Smooth moving pictures do, and need the finer quantizer to come as near to their source as an
+// adaptive encoder at the ceiling: 0.9956 at 13, 0.9926 at 17 and 0.9892 at 20 in the moving scene of the
+// benchmark.
 #pragma once
 
 #include <array>

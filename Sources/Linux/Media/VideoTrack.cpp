@@ -7,12 +7,12 @@ namespace lumicrate::media {
 namespace {
 
 /// Pictures that may wait. Each holds one of capture's buffers.
-constexpr double kWaitingPictures = 6;
+constexpr double waitingPictures = 6;
 /// A movie ends this long after its last picture begins, unless that says how long it lasts: in ticks, 1 ms.
-constexpr std::int64_t kLastDuration = videoTimescale / 1000;
+constexpr std::int64_t lastDuration = videoTimescale / 1000;
 /// The screen is at rest when no picture came for so long.
-constexpr std::chrono::milliseconds kRest{200};
-constexpr int kMostRefinements = 3;
+constexpr std::chrono::milliseconds restTime{200};
+constexpr int mostRefinements = 3;
 
 }  // namespace
 
@@ -35,7 +35,7 @@ void VideoTrack::encode(const CMSampleBuffer& sample, CMTime sessionStart) {
     // Two stamps may fall into one tick.
     if (lastTime_) time = std::max(time, *lastTime_ + 1);
     const bool lasts = sample.timing.duration.isValid() && sample.timing.duration > CMTime::zero();
-    const std::int64_t duration = lasts ? sample.timing.duration.converted(videoTimescale) : kLastDuration;
+    const std::int64_t duration = lasts ? sample.timing.duration.converted(videoTimescale) : lastDuration;
     end_ = time + std::max<std::int64_t>(duration, 1);
     write(encoder_->encode(*sample.imageBuffer, time, sample.frameInfo), time);
     coarse_ = encoder_->isCoarse() ? sample.imageBuffer : nullptr;
@@ -44,18 +44,18 @@ void VideoTrack::encode(const CMSampleBuffer& sample, CMTime sessionStart) {
 
 std::optional<std::chrono::milliseconds> VideoTrack::restsAfter() const {
     if (!coarse_) return std::nullopt;
-    return kRest;
+    return restTime;
 }
 
 void VideoTrack::rest() {
     ++rests_;
-    const double rested = std::chrono::duration<double>(kRest).count() * rests_;
+    const double rested = std::chrono::duration<double>(restTime).count() * rests_;
     const std::int64_t time = *lastTime_ + 1;
     const std::optional<EncodedPicture> finer = encoder_->refine(*coarse_, time, rested);
     if (!finer) return;
     end_ = std::max(end_, time + 1);
     write(*finer, time);
-    if (++refinements_ >= kMostRefinements || !encoder_->isCoarse()) coarse_.reset();
+    if (++refinements_ >= mostRefinements || !encoder_->isCoarse()) coarse_.reset();
 }
 
 /// Nothing is held back, so nothing is left.
@@ -69,7 +69,7 @@ std::optional<CMTime> VideoTrack::decidedEnd() const {
 }
 
 double VideoTrack::roomFor(const CMSampleBuffer& /*sample*/) const {
-    return 1 / kWaitingPictures;
+    return 1 / waitingPictures;
 }
 
 void VideoTrack::write(const EncodedPicture& picture, std::int64_t time) {

@@ -25,7 +25,7 @@ using test::videoSettings;
 using testing::HasSubstr;
 using testing::StartsWith;
 
-constexpr CMTime kStart{1000, 1};
+constexpr CMTime start{1000, 1};
 
 std::string sentenceOf(const std::function<void()>& operation) {
     try {
@@ -39,7 +39,7 @@ std::string sentenceOf(const std::function<void()>& operation) {
 CMSampleBuffer noise(int milliseconds, unsigned seed) {
     auto picture = std::make_shared<TestPicture>(640, 480);
     picture->noise({0, 0, 640, 480}, seed);
-    return frame(kStart + CMTime(milliseconds, 1000), picture);
+    return frame(start + CMTime(milliseconds, 1000), picture);
 }
 
 TEST(AssetWriterTests, TakesOnlyWhatItCanWrite) {
@@ -188,7 +188,7 @@ TEST(AssetWriterTests, TheCompletionMayDestroyTheWriter) {
     AVAssetWriterInput& input = writer->addInput(videoSettings(640, 480));
     ASSERT_TRUE(writer->startWriting());
     EXPECT_FALSE(input.appendSampleBuffer(noise(0, 1))) << "no session yet";
-    writer->startSessionAtSourceTime(kStart);
+    writer->startSessionAtSourceTime(start);
     EXPECT_TRUE(input.appendSampleBuffer(noise(0, 1)));
     AVAssetWriter* const raw = writer.get();
     auto holder = std::make_shared<std::unique_ptr<AVAssetWriter>>(std::move(writer));
@@ -252,7 +252,7 @@ class HeldEncoder final : public TrackEncoder {
 struct HeldInput {
     HeldInput() : input(state, std::make_unique<HeldEncoder>(control)) {
         state.advance(AVAssetWriterStatus::unknown, AVAssetWriterStatus::writing);
-        state.startSession(kStart);
+        state.startSession(start);
         input.start();
     }
 
@@ -263,7 +263,7 @@ struct HeldInput {
 
 TEST(AssetWriterInputTests, ABusyInputRefusesAndNeverWaits) {
     HeldInput held;
-    const CMSampleBuffer sample = frame(kStart, std::make_shared<TestPicture>(2, 2));
+    const CMSampleBuffer sample = frame(start, std::make_shared<TestPicture>(2, 2));
     held.control.set(held.control.held, true);
     EXPECT_TRUE(held.input.appendSampleBuffer(sample));
     held.control.await(held.control.encoded, 1);
@@ -285,7 +285,7 @@ TEST(AssetWriterInputTests, ATrackRestsOnlyWhileItAsksForIt) {
     HeldInput held;
     held.input.setExpectsMediaDataInRealTime(true);
     held.control.set(held.control.coarse, true);
-    EXPECT_TRUE(held.input.appendSampleBuffer(frame(kStart, std::make_shared<TestPicture>(2, 2))));
+    EXPECT_TRUE(held.input.appendSampleBuffer(frame(start, std::make_shared<TestPicture>(2, 2))));
     held.control.await(held.control.rests, 2);
     held.input.drain();
     EXPECT_EQ(held.control.rests, 2);

@@ -18,10 +18,10 @@ using test::sound;
 using test::TestPicture;
 using test::videoSettings;
 
-constexpr CMTime kStart{1000, 1};
+constexpr CMTime start{1000, 1};
 
 CMTime at(std::int64_t frameNumber) {
-    return kStart + CMTime(frameNumber, 48000);
+    return start + CMTime(frameNumber, 48000);
 }
 
 std::vector<float> tone(std::size_t frames) {
@@ -63,9 +63,9 @@ float peak(const stage::Sound& sound, std::size_t from, std::size_t to) {
 
 TEST(AudioTests, TracksHaveTheirOrderRatesChannelsAndNames) {
     MovieMaker maker({videoSettings(64, 64), audioSettings(2), audioSettings(1)});
-    maker.append(0, frame(kStart, std::make_shared<TestPicture>(64, 64)));
-    maker.append(1, sound(kStart, tone(48000), 2));
-    maker.append(2, sound(kStart, tone(48000), 1));
+    maker.append(0, frame(start, std::make_shared<TestPicture>(64, 64)));
+    maker.append(1, sound(start, tone(48000), 2));
+    maker.append(2, sound(start, tone(48000), 1));
     ASSERT_EQ(maker.finish(), AVAssetWriterStatus::completed);
     const MovieProbe probe(maker.path());
     ASSERT_EQ(probe.tracks().size(), 3U);
@@ -91,7 +91,7 @@ TEST_P(AudioStamps, AClickIsHeardWhereItsStampSays) {
     const auto [firstStamp, clickAt] = GetParam();
     MovieMaker maker({videoSettings(64, 64), audioSettings(2)});
     const auto picture = std::make_shared<TestPicture>(64, 64);
-    maker.append(0, frame(kStart, picture));
+    maker.append(0, frame(start, picture));
     const std::vector<float> samples = click(96000, clickAt);
     // Buffers of no round length.
     for (std::size_t from = 0; from < samples.size(); from += 700) {
@@ -143,10 +143,10 @@ TEST(AudioTests, AnOverlapIsCut) {
 TEST(AudioTests, DriftNeverTakesTheSoundFromItsStamps) {
     for (const double partsPerMillion : {300.0, -300.0}) {
         MovieMaker maker({audioSettings(1)}, AVFileType::appleM4A);
-        constexpr std::size_t kMinutes = 10;
+        constexpr std::size_t minutes = 10;
         const double real = 1 + partsPerMillion / 1e6;
         std::vector<long> wanted;
-        for (std::size_t second = 0; second < kMinutes * 60; ++second) {
+        for (std::size_t second = 0; second < minutes * 60; ++second) {
             for (std::size_t part = 0; part < 10; ++part) {
                 const std::size_t first = second * 48000 + part * 4800;
                 const long stamp = std::lround(static_cast<double>(first) * real);
@@ -159,7 +159,7 @@ TEST(AudioTests, DriftNeverTakesTheSoundFromItsStamps) {
         ASSERT_EQ(maker.finish(), AVAssetWriterStatus::completed);
         MovieProbe probe(maker.path());
         const stage::Sound heard = probe.sound();
-        EXPECT_NEAR(static_cast<double>(length(probe)), kMinutes * 60 * 48000 * real, 480);
+        EXPECT_NEAR(static_cast<double>(length(probe)), minutes * 60 * 48000 * real, 480);
         for (const long each : wanted) {
             const auto begin = heard.samples[0].begin() + each - 2000;
             const long found = each - 2000 + (std::max_element(begin, begin + 4000) - begin);

@@ -9,10 +9,10 @@
 namespace lumicrate::media {
 namespace {
 
-constexpr CMTime kStart{777, 1};
+constexpr CMTime start{777, 1};
 
 CMTime at(std::int64_t frame) {
-    return kStart + CMTime(frame, 48000);
+    return start + CMTime(frame, 48000);
 }
 
 void expectPlacement(const AudioPlacement& got, AudioPlacement wanted) {
@@ -23,9 +23,9 @@ void expectPlacement(const AudioPlacement& got, AudioPlacement wanted) {
 }
 
 TEST(AudioTimelineTests, TheBeginningIsExactBothWays) {
-    AudioTimeline late(kStart, 48000);
+    AudioTimeline late(start, 48000);
     expectPlacement(late.place(at(7), 480), {7, 0, 480, 480});
-    AudioTimeline early(kStart, 48000);
+    AudioTimeline early(start, 48000);
     expectPlacement(early.place(at(-1000), 480), {0, 480, 0, 0});
     expectPlacement(early.place(at(-520), 480), {0, 480, 0, 0});
     expectPlacement(early.place(at(-40), 480), {0, 40, 440, 440});
@@ -34,7 +34,7 @@ TEST(AudioTimelineTests, TheBeginningIsExactBothWays) {
 }
 
 TEST(AudioTimelineTests, HolesAreFilledAndOverlapsCutExactly) {
-    AudioTimeline line(kStart, 48000);
+    AudioTimeline line(start, 48000);
     line.place(at(0), 4800);
     expectPlacement(line.place(at(4800 + 961), 480), {961, 0, 480, 480});
     expectPlacement(line.place(at(6241 - 1500), 4800), {0, 1500, 3300, 3300});
@@ -44,7 +44,7 @@ TEST(AudioTimelineTests, HolesAreFilledAndOverlapsCutExactly) {
 }
 
 TEST(AudioTimelineTests, ALostCycleOfTheSoundServerIsAHole) {
-    AudioTimeline line(kStart, 48000);
+    AudioTimeline line(start, 48000);
     line.place(at(0), 512);
     expectPlacement(line.place(at(1024), 512), {512, 0, 512, 512});
 }
@@ -61,7 +61,7 @@ void PrintTo(const Drift& drift, std::ostream* stream) {
 class AudioTimelineDrift : public testing::TestWithParam<Drift> {};
 
 TEST_P(AudioTimelineDrift, StaysWithItsStampsForAnHour) {
-    AudioTimeline line(kStart, 48000);
+    AudioTimeline line(start, 48000);
     std::mt19937 random(5);
     const double real = 1 + GetParam().partsPerMillion / 1e6;
     std::int64_t worst = 0;

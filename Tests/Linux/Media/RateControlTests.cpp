@@ -9,7 +9,7 @@
 namespace lumicrate::media {
 namespace {
 
-constexpr double kPixelRate = 1920.0 * 1080 * 30;
+constexpr double pixelRate = 1920.0 * 1080 * 30;
 
 PictureWork changed(int blocks) {
     PictureWork work;
@@ -20,7 +20,7 @@ PictureWork changed(int blocks) {
 TEST(RateControlTests, QualityFollowsTheBitsPerPixel) {
     for (const auto& [bitsPerPixel, quantizer] :
          std::vector<std::pair<double, int>>{{0.06, 16}, {0.12, 13}, {0.24, 10}, {5, 10}, {0.001, 26}}) {
-        const RateControl rate(static_cast<int>(bitsPerPixel * kPixelRate), kPixelRate, 30);
+        const RateControl rate(static_cast<int>(bitsPerPixel * pixelRate), pixelRate, 30);
         EXPECT_EQ(rate.qualityQuantizer(), quantizer) << bitsPerPixel;
     }
 }
@@ -42,7 +42,7 @@ std::vector<double> motion(RateControl& rate, double difficulty, int seconds) {
 
 TEST(RateControlTests, LastingMotionSettlesAtTheCeiling) {
     for (const double difficulty : {150.0, 700.0, 1500.0}) {
-        RateControl rate(7'000'000, kPixelRate, 30);
+        RateControl rate(7'000'000, pixelRate, 30);
         const std::vector<double> bits = motion(rate, difficulty, 20);
         double all = 0;
         for (const double each : bits)
@@ -55,7 +55,7 @@ TEST(RateControlTests, LastingMotionSettlesAtTheCeiling) {
 }
 
 TEST(RateControlTests, EasyContentKeepsItsQualityForEver) {
-    RateControl rate(7'000'000, kPixelRate, 30);
+    RateControl rate(7'000'000, pixelRate, 30);
     for (int picture = 0; picture < 1000; ++picture) {
         rate.advanceTo(picture / 30.0);
         ASSERT_EQ(rate.quantizerFor(changed(60)), rate.qualityQuantizer());
@@ -64,7 +64,7 @@ TEST(RateControlTests, EasyContentKeepsItsQualityForEver) {
 }
 
 TEST(RateControlTests, RestRefillsWhatABurstTook) {
-    RateControl rate(7'000'000, kPixelRate, 30);
+    RateControl rate(7'000'000, pixelRate, 30);
     motion(rate, 5000, 5);
     rate.advanceTo(5);
     EXPECT_GT(rate.quantizerFor(changed(8160)), rate.qualityQuantizer() + 6);
@@ -76,7 +76,7 @@ TEST(RateControlTests, RestRefillsWhatABurstTook) {
 }
 
 TEST(RateControlTests, DebtIsPaidWithCoarsePicturesOnly) {
-    RateControl rate(1'000'000, kPixelRate, 30);
+    RateControl rate(1'000'000, pixelRate, 30);
     rate.coded(changed(8160), 20, 5'000'000);
     EXPECT_LT(rate.available(), 0);
     EXPECT_EQ(rate.quantizerFor(changed(8160)), coarsestQuantizer);

@@ -42,12 +42,12 @@ void TestPicture::fill(const PixelRect& rect, int y, int cb, int cr) {
 }
 
 void TestPicture::print(const PixelRect& rect, unsigned seed) {
-    constexpr int kCellWidth = 9;
-    constexpr int kCellHeight = 18;
+    constexpr int cellWidth = 9;
+    constexpr int cellHeight = 18;
     std::mt19937 random(seed);
     fill(rect, 235, 128, 128);
-    for (int top = rect.y; top < rect.maxY(); top += kCellHeight) {
-        for (int left = rect.x; left < rect.maxX(); left += kCellWidth) {
+    for (int top = rect.y; top < rect.maxY(); top += cellHeight) {
+        for (int left = rect.x; left < rect.maxX(); left += cellWidth) {
             if (random() % 6 == 0) continue;  // a space
             for (int stroke = 0; stroke < 3; ++stroke) {
                 const int x = left + 1 + static_cast<int>(random() % 6);
@@ -55,8 +55,7 @@ void TestPicture::print(const PixelRect& rect, unsigned seed) {
                 const bool upright = random() % 2 == 0;
                 const PixelRect line{x, y, upright ? 1 + static_cast<int>(random() % 2) : 6,
                                      upright ? 10 : 1};
-                fill(line.intersection({left, top, kCellWidth, kCellHeight}).intersection(rect), 30, 128,
-                     128);
+                fill(line.intersection({left, top, cellWidth, cellHeight}).intersection(rect), 30, 128, 128);
             }
         }
     }
@@ -91,28 +90,28 @@ double psnr(const CVPixelBuffer& source, const stage::Picture& decoded) {
 }
 
 double ssim(const CVPixelBuffer& source, const stage::Picture& decoded) {
-    constexpr int kBlock = 8;
-    constexpr double kSamples = kBlock * kBlock;
+    constexpr int block = 8;
+    constexpr double samplesPerFrame = block * block;
     double sum = 0;
     int blocks = 0;
-    for (int top = 0; top + kBlock <= source.height; top += 4) {
-        for (int left = 0; left + kBlock <= source.width; left += 4, ++blocks) {
+    for (int top = 0; top + block <= source.height; top += 4) {
+        for (int left = 0; left + block <= source.width; left += 4, ++blocks) {
             double a = 0, b = 0, aa = 0, bb = 0, ab = 0;
-            for (int y = top; y < top + kBlock; ++y) {
-                for (int x = left; x < left + kBlock; ++x) {
+            for (int y = top; y < top + block; ++y) {
+                for (int x = left; x < left + block; ++x) {
                     const double p = source.luma[std::ptrdiff_t{y} * source.lumaStride + x];
                     const double q = decoded.luma().at(x, y);
                     a += p, b += q, aa += p * p, bb += q * q, ab += p * q;
                 }
             }
-            a /= kSamples, b /= kSamples;
-            const double varianceA = aa / kSamples - a * a;
-            const double varianceB = bb / kSamples - b * b;
-            const double covariance = ab / kSamples - a * b;
-            constexpr double kC1 = 6.5025;
-            constexpr double kC2 = 58.5225;
-            sum += (2 * a * b + kC1) * (2 * covariance + kC2) /
-                   ((a * a + b * b + kC1) * (varianceA + varianceB + kC2));
+            a /= samplesPerFrame, b /= samplesPerFrame;
+            const double varianceA = aa / samplesPerFrame - a * a;
+            const double varianceB = bb / samplesPerFrame - b * b;
+            const double covariance = ab / samplesPerFrame - a * b;
+            constexpr double ssimC1 = 6.5025;
+            constexpr double ssimC2 = 58.5225;
+            sum += (2 * a * b + ssimC1) * (2 * covariance + ssimC2) /
+                   ((a * a + b * b + ssimC1) * (varianceA + varianceB + ssimC2));
         }
     }
     return sum / blocks;

@@ -19,11 +19,11 @@ using test::MovieMaker;
 using test::TestPicture;
 using test::videoSettings;
 
-constexpr CMTime kStart{1000, 1};
-constexpr double kTick = 1.0 / 90000;
+constexpr CMTime start{1000, 1};
+constexpr double tick = 1.0 / 90000;
 
 CMTime at(std::int64_t milliseconds) {
-    return kStart + CMTime(milliseconds, 1000);
+    return start + CMTime(milliseconds, 1000);
 }
 
 std::shared_ptr<TestPicture> printed(int width, int height, unsigned seed) {
@@ -80,10 +80,10 @@ TEST(VideoTests, TimesAreExactHoweverIrregular) {
     MovieMaker maker({videoSettings(128, 96)});
     auto picture = printed(128, 96, 1);
     std::vector<double> wanted;
-    CMTime time = kStart;
+    CMTime time = start;
     for (std::uint64_t i = 0; i < 120; ++i) {
         maker.append(0, frame(time, picture, frameInfo(i, {})));
-        wanted.push_back((time - kStart).seconds());
+        wanted.push_back((time - start).seconds());
         const std::int64_t gap = i == 40   ? 20'000'000'000
                                  : i == 80 ? 1'000'003
                                            : 16'000'000 + random() % 900'000'000;
@@ -94,7 +94,7 @@ TEST(VideoTests, TimesAreExactHoweverIrregular) {
     const std::vector<double> times = probe.pictureTimes();
     ASSERT_EQ(times.size(), wanted.size());
     for (std::size_t i = 0; i < times.size(); ++i)
-        EXPECT_NEAR(times[i], wanted[i], kTick) << i;
+        EXPECT_NEAR(times[i], wanted[i], tick) << i;
     EXPECT_NEAR(probe.videoTrack().duration, wanted.back() + 0.001, 0.0005);
 
     // No picture is further than two seconds from the key picture that seeking to it starts at.
@@ -112,8 +112,8 @@ TEST(VideoTests, WhatLiesBeforeTheSessionIsCut) {
     ASSERT_EQ(maker.finish(), AVAssetWriterStatus::completed);
     const std::vector<double> times = MovieProbe(maker.path()).pictureTimes();
     ASSERT_EQ(times.size(), 2U);
-    EXPECT_NEAR(times[0], 0.030, kTick);
-    EXPECT_NEAR(times[1], 0.060, kTick);
+    EXPECT_NEAR(times[0], 0.030, tick);
+    EXPECT_NEAR(times[1], 0.060, tick);
 }
 
 /// How a test tells the encoder of what it changes.
@@ -129,21 +129,22 @@ enum class Telling {
 
 /// Wrong blocks over a movie of random changes.
 int wrongBlocksOfRandomChanges(Telling telling, unsigned seed) {
-    constexpr int kWidth = 336;
-    constexpr int kHeight = 208;
+    constexpr int pictureWidth = 336;
+    constexpr int pictureHeight = 208;
     std::mt19937 random(seed);
     const auto below = [&random](int limit) {
         return static_cast<int>(random() % static_cast<unsigned>(limit));
     };
-    MovieMaker maker({videoSettings(kWidth, kHeight)});
-    auto picture = printed(kWidth, kHeight, seed);
+    MovieMaker maker({videoSettings(pictureWidth, pictureHeight)});
+    auto picture = printed(pictureWidth, pictureHeight, seed);
     std::vector<std::shared_ptr<TestPicture>> shown;
     std::uint64_t sequence = 0;
     for (int i = 0; i < 90; ++i) {
         auto next = std::make_shared<TestPicture>(*picture);
         std::vector<PixelRect> dirty;
         for (int count = below(4); count > 0; --count) {
-            const PixelRect rect{below(kWidth - 8), below(kHeight - 8), 2 + below(60), 2 + below(40)};
+            const PixelRect rect{below(pictureWidth - 8), below(pictureHeight - 8), 2 + below(60),
+                                 2 + below(40)};
             next->print(rect, static_cast<unsigned>(random()));
             // Two luma samples share a chroma sample; the strokes have no colour, so luma alone decides.
             const bool withheld = telling == Telling::withholding && below(4) == 0;
@@ -256,8 +257,8 @@ TEST(VideoTests, TextIsCrispAtEveryQuality) {
 }
 
 TEST(VideoTests, TheCeilingHoldsWhateverIsOnTheScreen) {
-    constexpr int kRate = 1'000'000;
-    MovieMaker maker({videoSettings(640, 368, kRate)});
+    constexpr int sampleRate = 1'000'000;
+    MovieMaker maker({videoSettings(640, 368, sampleRate)});
     for (int i = 0; i < 240; ++i) {
         auto picture = std::make_shared<TestPicture>(640, 368);
         picture->noise({0, 0, 640, 368}, static_cast<unsigned>(i));
@@ -269,8 +270,8 @@ TEST(VideoTests, TheCeilingHoldsWhateverIsOnTheScreen) {
     for (const stage::Packet& packet : probe.packets(probe.videoTrack().index))
         bits += packet.size * 8.0;
     // What a full bucket lets through at first, and then the rate.
-    EXPECT_LT(bits, kRate * (8 + 2.3));
-    EXPECT_GT(bits, kRate * 6.0);
+    EXPECT_LT(bits, sampleRate * (8 + 2.3));
+    EXPECT_GT(bits, sampleRate * 6.0);
 }
 
 struct Rested {
@@ -291,7 +292,7 @@ Rested refine(const test::TemporaryFolder& folder) {
         last = printed(640, 368, static_cast<unsigned>(i));
         track.encode(
             frame(at(i * 1000 / 30), last, frameInfo(static_cast<std::uint64_t>(i), {{0, 0, 640, 368}})),
-            kStart);
+            start);
     }
     Rested rested;
     int rests = 0;
@@ -300,7 +301,7 @@ Rested refine(const test::TemporaryFolder& folder) {
     EXPECT_LT(rests, 30) << "it ends by itself";
     // The next picture comes right after the last one and is not out of order for that.
     CMSampleBuffer following = frame(at(40 * 1000 / 30), last, frameInfo(39, {}));
-    track.encode(following, kStart);
+    track.encode(following, start);
     file.finish();
 
     MovieProbe probe(folder / "movie.mp4");
@@ -333,7 +334,7 @@ TEST(VideoTests, AFinePictureIsNotRefined) {
     VideoTrack track(videoSettings(640, 368));
     track.open(file);
     file.begin();
-    track.encode(frame(at(0), printed(640, 368, 1)), kStart);
+    track.encode(frame(at(0), printed(640, 368, 1)), start);
     EXPECT_FALSE(track.restsAfter());
 }
 
