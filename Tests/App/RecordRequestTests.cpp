@@ -109,7 +109,7 @@ TEST(StatusLineTests, SaysTimeSizeAndLevel) {
     EXPECT_EQ(statusText({Phase::recording, 0, 65, 3'400'000, std::nullopt}), "● 01:05   3.4 MB");
     EXPECT_EQ(statusText({Phase::recording, 0, 3725.9, 1'250'000'000, 0.5F}),
               "● 1:02:05   1.2 GB   mic ▮▮▮▮▯▯▯▯");
-    EXPECT_EQ(statusText({Phase::paused, 0, 0, 812'000, 0.9F}), "❚❚ 00:00   812 b   mic ▯▯▯▯▯▯▯▯   paused");
+    EXPECT_EQ(statusText({Phase::paused, 0, 0, 812'000, 0.9F}), "❚❚ 00:00   812 kB   mic ▯▯▯▯▯▯▯▯   paused");
     EXPECT_EQ(statusText({Phase::countingDown, 2, 0, 0, std::nullopt}), "Recording starts in 2…");
     EXPECT_EQ(statusText({Phase::saving, 0, 9, 1, std::nullopt}), "Saving…");
 }
