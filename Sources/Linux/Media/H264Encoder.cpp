@@ -15,6 +15,8 @@ namespace {
 constexpr int clearlyCoarser = 2;
 /// A refinement that does not reach the quality level must gain this much.
 constexpr int worthwhile = 8;
+/// Up to here, edges of blocks are not seen.
+constexpr int blocksShowAbove = 22;
 /// What one thread is trusted to keep up with: 1080p at 30 a second, and a little.
 constexpr double pixelRateOfThread = 1920.0 * 1088 * 32;
 
@@ -93,8 +95,9 @@ void H264Encoder::fillParameters(x264_param_t& parameters) const {
         static_cast<float>(std::exp2((rate_.qualityQuantizer() - coarsestQuantizer) / 6.0));
 
     // The deblocking filter smears strokes near the edges of intra blocks visibly, at any quantizer at which
-    // it works at all: it is to set in above the quality level only.
-    const int deblocking = deblockingOffset(rate_.qualityQuantizer() + clearlyCoarser);
+    // it works at all: it is to set in only where blocks would be seen, and never at the quality level.
+    const int deblocking =
+        deblockingOffset(std::max(rate_.qualityQuantizer() + clearlyCoarser, blocksShowAbove));
     parameters.i_deblocking_filter_alphac0 = deblocking;
     parameters.i_deblocking_filter_beta = deblocking;
 
