@@ -7,6 +7,7 @@
 #include "App/Signals.h"
 
 #include <fmt/format.h>
+#include <sys/prctl.h>
 
 #include <QCoreApplication>
 #include <algorithm>
@@ -194,6 +195,12 @@ class Recording {
     Subscription states_;
 };
 
+/// The encoder has its buffers put on huge pages, of which a screen that mostly stands still touches a part
+/// only; having them cleared all the same would be the better half of such a recording's cost.
+void preferSmallPages() {
+    prctl(PR_SET_THP_DISABLE, 1, 0, 0, 0);
+}
+
 void printHelp() {
     fmt::print(
         "{}\n\n{}\n{}\n", localized("Usage: lumicrate record [OPTIONS]"),
@@ -216,6 +223,7 @@ int runRecordCommand(const std::vector<std::string>& arguments) {
         printHelp();
         return exitDone;
     }
+    preferSmallPages();
     // Before any thread is started, so that all of them leave the signals to the recording.
     Signals::block({SIGINT, SIGTERM, SIGHUP, SIGUSR1});
     Services services;

@@ -49,11 +49,12 @@ void RateControl::advanceTo(double seconds) {
     filledTo_ = seconds;
 }
 
-/// The upper half of the bucket is for bursts, such as a new page after a rest; lasting motion settles in the
-/// middle, where a picture gets its share, and below the middle the bucket recovers.
+/// The upper half of the bucket is for bursts, such as the first picture or a new page after a rest, and may
+/// go at once; lasting motion settles in the middle, where a picture gets its share, and below it the bucket
+/// recovers.
 double RateControl::allowance() const {
     const double middle = capacity_ / 2;
-    if (fill_ >= middle) return frameShare_ + (fill_ - middle) / 2;
+    if (fill_ >= middle) return frameShare_ + (fill_ - middle);
     return frameShare_ * std::max(fill_ / middle, 0.05);
 }
 
