@@ -1,7 +1,6 @@
 #include "Linux/CaptureStream.h"
 
 #include <algorithm>
-#include <ranges>
 #include <set>
 
 namespace lumicrate {
@@ -55,8 +54,8 @@ std::exception_ptr CaptureStream::startParts() {
 
 void CaptureStream::stopParts() {
     // The other way round: no picture without its sound.
-    for (const auto& part : parts_ | std::views::reverse) {
-        if (std::exchange(part->started, false)) part->source->stop();
+    for (auto part = parts_.rbegin(); part != parts_.rend(); ++part) {
+        if (std::exchange((*part)->started, false)) (*part)->source->stop();
     }
 }
 
