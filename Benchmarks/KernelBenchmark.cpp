@@ -36,7 +36,7 @@ void convert(benchmark::State& state, Nv12Kernel kernel) {
     const BgraPicture picture = noise(1);
     std::vector<std::uint8_t> luma(static_cast<std::size_t>(width) * height);
     std::vector<std::uint8_t> chroma(luma.size() / 2);
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         convertToNv12(picture.view(), picture.bounds(), {luma.data(), width, chroma.data(), width}, kernel);
         benchmark::ClobberMemory();
     }
@@ -50,7 +50,7 @@ void compare(benchmark::State& state, bool changes) {
     const BgraPicture second = noise(changes ? 2 : 1);
     ShadowImage shadow(width, height);
     bool odd = false;
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         BlockRegion changed(width, height);
         shadow.merge(0, 0, (odd ? first : second).view(), changed);
         odd = !odd;
@@ -65,7 +65,7 @@ void scale(benchmark::State& state) {
     const int lines = static_cast<int>(state.range(0));
     BgraPicture target(lines * width / height, lines);
     PictureScaler scaler(width, height, target.width(), target.height());
-    for (auto _ : state) {
+    while (state.KeepRunning()) {
         scaler.scale(source.view(), target.bounds(), target, 0, 0);
         benchmark::ClobberMemory();
     }

@@ -86,8 +86,8 @@ std::vector<std::string> simpleScreenRecorderCommand(const Assignment& assignmen
         << "video_h264_crf=23\nvideo_h264_preset=2\nvideo_allow_frame_skipping=true\n";
     return {"sh",
             "-c",
-            "(sleep \"$1\"; echo record-save; echo quit) |"
-            " \"$2\" --settingsfile=\"$3\" --start-hidden --start-recording --no-systray",
+            R"((sleep "$1"; echo record-save; echo quit) | )"
+            R"("$2" --settingsfile="$3" --start-hidden --start-recording --no-systray)",  // one argument
             "sh",
             number(assignment.seconds),
             program,

@@ -10,8 +10,8 @@ CaptureStream::CaptureStream(Sources sources, SCStreamDelegate& delegate, int qu
     for (auto& [type, source] : sources)
         parts_.push_back(std::make_unique<Part>(type, std::move(source)));
     // Sound is to be running when the first picture comes, or the movie would begin in silence.
-    std::ranges::stable_partition(parts_,
-                                  [](const auto& part) { return part->type != SCStreamOutputType::screen; });
+    std::stable_partition(parts_.begin(), parts_.end(),
+                          [](const auto& part) { return part->type != SCStreamOutputType::screen; });
 }
 
 CaptureStream::~CaptureStream() {

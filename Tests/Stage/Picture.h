@@ -30,7 +30,9 @@ struct Plane {
     int height = 0;
     int step = 1;  // bytes from one sample to the next in a row
 
-    std::uint8_t at(int x, int y) const { return data[static_cast<std::ptrdiff_t>(y) * stride + x * step]; }
+    std::uint8_t at(int x, int y) const {
+        return data[std::ptrdiff_t{y} * stride + std::ptrdiff_t{x} * step];
+    }
 };
 
 struct Picture {

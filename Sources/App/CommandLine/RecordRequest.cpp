@@ -89,14 +89,13 @@ void readSource(const ParsedOptions& parsed, std::optional<CaptureMode> storedMo
     if (parsed.has("screen") + parsed.has("area") + parsed.has("audio") > 1) {
         throw UsageError(localized("Give only one of --screen, --area and --audio."));
     }
+    const bool storedAudio = !parsed.has("screen") && storedMode == CaptureMode::audio;
     if (const auto text = parsed.value("area")) {
         const auto area = readArea(*text);
         if (!area) badValue("area", *text, "X,Y,WIDTH,HEIGHT in points, the size at least 1 × 1");
         request.mode = RecordRequest::Mode::area;
         request.area = *area;
-    } else if (parsed.has("audio")) {
-        request.mode = RecordRequest::Mode::audio;
-    } else if (!parsed.has("screen") && storedMode == CaptureMode::audio) {
+    } else if (parsed.has("audio") || storedAudio) {
         request.mode = RecordRequest::Mode::audio;
     }
     request.screen = parsed.value("screen");

@@ -92,7 +92,8 @@ void AacEncoder::encodeWaiting(int frames, const Sink& sink) {
     for (int channel = 0; channel < channels_; ++channel) {
         auto* plane = reinterpret_cast<float*>(frame_->extended_data[channel]);
         for (int i = 0; i < frames; ++i)
-            plane[i] = interleaved_[static_cast<std::size_t>(i * channels_ + channel)];
+            plane[i] = interleaved_[static_cast<std::size_t>(i) * static_cast<std::size_t>(channels_) +
+                                    static_cast<std::size_t>(channel)];
     }
     frame_->pts = position_;
     position_ += frames;

@@ -171,8 +171,9 @@ void AudioStream::takeBuffers() {
             const std::size_t offset = std::min(data.chunk->offset, data.maxsize);
             const std::size_t size = std::min<std::size_t>(data.chunk->size, data.maxsize - offset);
             const auto* begin = static_cast<const std::byte*>(data.data) + offset;
-            if (size >= frameSize()) newestBufferSize_ = size - size % frameSize();
-            taken_.insert(taken_.end(), begin, begin + (size - size % frameSize()));
+            const std::size_t whole = size / frameSize() * frameSize();
+            if (whole > 0) newestBufferSize_ = whole;
+            taken_.insert(taken_.end(), begin, begin + whole);
         }
         pw_stream_queue_buffer(stream_.get(), buffer);
     }

@@ -35,8 +35,10 @@ void DamageTracker::request() {
 std::vector<PixelRect> DamageTracker::collect() {
     const auto reply = connection_.await(xcb_xfixes_fetch_region_reply, pending_);
     const xcb_rectangle_t* const rects = xcb_xfixes_fetch_region_rectangles(reply.get());
+    const int count = xcb_xfixes_fetch_region_rectangles_length(reply.get());
     std::vector<PixelRect> damage;
-    for (int i = 0; i < xcb_xfixes_fetch_region_rectangles_length(reply.get()); ++i)
+    damage.reserve(static_cast<std::size_t>(count));
+    for (int i = 0; i < count; ++i)
         damage.push_back({rects[i].x, rects[i].y, rects[i].width, rects[i].height});
     return damage;
 }
