@@ -84,14 +84,11 @@ std::vector<std::string> simpleScreenRecorderCommand(const Assignment& assignmen
         << "[output]\nfile=" << assignment.file.string()
         << "\nseparate_files=false\nadd_timestamp=false\ncontainer=mp4\nvideo_codec=h264\n"
         << "video_h264_crf=23\nvideo_h264_preset=2\nvideo_allow_frame_skipping=true\n";
-    return {"sh",
-            "-c",
-            R"((sleep "$1"; echo record-save; echo quit) | )"
-            R"("$2" --settingsfile="$3" --start-hidden --start-recording --no-systray)",  // one argument
-            "sh",
-            number(assignment.seconds),
-            program,
-            settings.string()};
+    // It is told to save over its standard input.
+    const char* script = R"sh(
+        (sleep "$1"; echo record-save; echo quit) |
+            "$2" --settingsfile="$3" --start-hidden --start-recording --no-systray)sh";
+    return {"sh", "-c", script, "sh", number(assignment.seconds), program, settings.string()};
 }
 
 }  // namespace

@@ -7,8 +7,8 @@ namespace lumicrate {
 
 CaptureStream::CaptureStream(Sources sources, SCStreamDelegate& delegate, int queueDepth)
     : delegate_(delegate), queueDepth_(std::max(queueDepth, 1)) {
-    for (auto& [type, source] : sources)
-        parts_.push_back(std::make_unique<Part>(type, std::move(source)));
+    for (auto& each : sources)
+        parts_.push_back(std::make_unique<Part>(each.first, std::move(each.second)));
     // Sound is to be running when the first picture comes, or the movie would begin in silence.
     std::stable_partition(parts_.begin(), parts_.end(),
                           [](const auto& part) { return part->type != SCStreamOutputType::screen; });
