@@ -236,7 +236,7 @@ std::exception_ptr MovieWriter::discard() {
         // tell.
     }
     if (failure_) return failure_;
-    if (const std::exception_ptr error = writer_->error()) return error;
+    if (std::exception_ptr error = writer_->error()) return error;
     return failed(sessionStarted_ ? MovieWriterError::unknown : MovieWriterError::noFrames);
 }
 

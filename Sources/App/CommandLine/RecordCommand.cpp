@@ -196,7 +196,7 @@ class Recording {
 };
 
 /// The encoder has its buffers put on huge pages, of which a screen that mostly stands still touches a part
-/// only; having them cleared all the same would be the better half of such a recording's cost.
+/// only; having them cleared all the same would be up to a third of such a recording's cost.
 void preferSmallPages() {
     prctl(PR_SET_THP_DISABLE, 1, 0, 0, 0);
 }
