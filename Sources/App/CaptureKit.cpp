@@ -19,12 +19,7 @@ bool isSoundAlone(const SCContentFilter& filter, const SCStreamConfiguration& co
 }  // namespace
 
 bool CaptureKit::CGPreflightScreenCaptureAccess() const {
-    try {
-        const x11::Displays reachable;
-        return true;
-    } catch (const PlatformError&) {
-        return false;
-    }
+    return x11::displayReachable();
 }
 
 std::vector<SCDisplay> CaptureKit::displays() const {

@@ -26,40 +26,45 @@ void say(const std::string& sentence) {
     fmt::print(stderr, "lumicrate: {}\n", sentence);
 }
 
-/// Leaves out sound that cannot be recorded, and says so; refuses where the command line asked for it.
+/// Does without a kind of sound that is not there, and says so; refuses where it was asked for.
+void settle(bool& wanted, bool required, bool available, const std::string& reason) {
+    if (!wanted || available) return;
+    if (required) throw LocalizedError(reason);
+    wanted = false;
+    say(reason + " " + localized("Recording without it."));
+}
+
+/// A microphone that the command line names must be there; a stored one gives way to the default.
+void requireNamedMicrophone(const RecordRequest& request, const std::vector<CaptureDevice>& connected) {
+    const std::string& id = request.options.microphoneID;
+    if (!request.microphoneRequired || id.empty()) return;
+    const auto isNamed = [&](const CaptureDevice& each) { return each.id == id; };
+    if (std::any_of(connected.begin(), connected.end(), isNamed)) return;
+    throw LocalizedError(fmt::format(
+        fmt::runtime(localized("There is no microphone “{}”. “lumicrate sources” lists the microphones.")),
+        id));
+}
+
+/// Leaves out sound that cannot be recorded.
 void settleSound(RecordRequest& request, const pipewire::Devices& devices) {
     RecordingOptions& options = request.options;
     if (!options.captureSystemAudio && !options.captureMicrophone) return;
 
-    const auto settle = [](bool& wanted, bool required, bool available, const std::string& reason) {
-        if (!wanted || available) return;
-        if (required) throw LocalizedError(reason);
-        wanted = false;
-        say(reason + " " + localized("Recording without it."));
-    };
-    const bool audioAlone = request.mode == RecordRequest::Mode::audio;
-    if (!devices.soundServerReachable()) {
+    const auto sound = devices.snapshot();
+    if (!sound) {
         const std::string reason = localized("No sound server can be reached, so sound can't be recorded.");
-        const bool required = audioAlone || request.systemAudioRequired || request.microphoneRequired;
-        if (required) throw LocalizedError(reason);
+        const bool audioAlone = request.mode == RecordRequest::Mode::audio;
+        if (audioAlone || request.systemAudioRequired || request.microphoneRequired)
+            throw LocalizedError(reason);
         options.captureSystemAudio = options.captureMicrophone = false;
         say(reason);
         return;
     }
-    settle(options.captureSystemAudio, request.systemAudioRequired, devices.hasSystemSound(),
+    settle(options.captureSystemAudio, request.systemAudioRequired, !sound->outputs.empty(),
            localized("There is no sound output whose sound could be recorded."));
-    const auto microphones = devices.microphones();
-    settle(options.captureMicrophone, request.microphoneRequired, !microphones.empty(),
+    settle(options.captureMicrophone, request.microphoneRequired, !sound->microphones.empty(),
            localized("No microphone is connected."));
-    const bool known = std::any_of(microphones.begin(), microphones.end(), [&](const CaptureDevice& each) {
-        return each.id == options.microphoneID;
-    });
-    if (options.captureMicrophone && request.microphoneRequired && !options.microphoneID.empty() && !known) {
-        throw LocalizedError(fmt::format(
-            fmt::runtime(
-                localized("There is no microphone “{}”. “lumicrate sources” lists the microphones.")),
-            options.microphoneID));
-    }
+    requireNamedMicrophone(request, sound->microphones);
 }
 
 /// A file that exists is never written over.

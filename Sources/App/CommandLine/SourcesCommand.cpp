@@ -30,14 +30,15 @@ struct Sources {
 
 Sources findSources() {
     const CaptureKit capture;
-    const pipewire::Devices devices;
     Sources sources;
     if (capture.CGPreflightScreenCaptureAccess()) {
         sources.displays = capture.displays();
         sources.mainDisplayID = capture.CGMainDisplayID();
     }
-    sources.microphones = devices.microphones();
-    sources.cameras = devices.cameras();
+    if (auto devices = pipewire::Devices().snapshot()) {
+        sources.microphones = std::move(devices->microphones);
+        sources.cameras = std::move(devices->cameras);
+    }
     return sources;
 }
 

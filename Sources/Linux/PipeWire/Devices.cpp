@@ -23,16 +23,4 @@ std::vector<CaptureDevice> Devices::cameras() const {
     return snapshot().value_or(Graph()).cameras;
 }
 
-std::optional<std::string> Devices::defaultMicrophone() const {
-    return snapshot().value_or(Graph()).defaultMicrophone;
-}
-
-bool Devices::soundServerReachable() const {
-    return snapshot().has_value();
-}
-
-bool Devices::hasSystemSound() const {
-    return !snapshot().value_or(Graph()).outputs.empty();
-}
-
 }  // namespace lumicrate::pipewire

@@ -20,13 +20,7 @@ class Devices final : public AVCaptureDevices {
     /// By name.
     std::vector<CaptureDevice> cameras() const override;
 
-    /// The id of the microphone that is used when none is chosen.
-    std::optional<std::string> defaultMicrophone() const;
-    bool soundServerReachable() const;
-    /// Whether there is an output whose sound could be recorded.
-    bool hasSystemSound() const;
-
-    /// All of that in one question; nothing when no server can be reached.
+    /// All that there is, defaults and outputs too, in one question; nothing when no server can be reached.
     std::optional<Graph> snapshot() const;
 };
 
