@@ -81,8 +81,15 @@ class AVAssetWriter {
     virtual AVAssetWriterInput& addInput(const AVOutputSettings& settings) = 0;
     /// Opens the file. False on failure, which `error` then tells.
     virtual bool startWriting() = 0;
+    /// Called once, on any thread, when the writer cannot go on: the disk is full, the file has been deleted,
+    /// an encoder fails. What comes later is dropped, but finishWriting completes the file with what it has.
+    /// Only before startWriting.
+    virtual void setOnInterruption(std::function<void(std::exception_ptr)> sink) = 0;
     /// The source time that becomes time zero of the movie. What lies before it is cut away.
     virtual void startSessionAtSourceTime(CMTime start) = 0;
+    /// The movie has come this far although no sample says so: the last picture lasts on. What a crash leaves
+    /// behind then lasts until here.
+    virtual void extendSession(CMTime sourceTime) = 0;
     virtual AVAssetWriterStatus status() const = 0;
     virtual std::exception_ptr error() const = 0;
     /// Completes the file and calls back, once, on any thread; `status` then is completed or failed.

@@ -58,6 +58,8 @@ struct FakeMovie {
     std::vector<std::string> calls;
     std::vector<std::unique_ptr<FakeInput>> inputs;
     CMTime sessionStart;
+    std::vector<CMTime> extensions;
+    std::function<void(std::exception_ptr)> interrupt;
     std::function<void()> completion;
 };
 
@@ -80,6 +82,10 @@ class FakeAssetWriter final : public AVAssetWriter {
         movie_.status = movie_.starts ? AVAssetWriterStatus::writing : AVAssetWriterStatus::failed;
         return movie_.starts;
     }
+    void setOnInterruption(std::function<void(std::exception_ptr)> sink) override {
+        movie_.interrupt = std::move(sink);
+    }
+    void extendSession(CMTime sourceTime) override { movie_.extensions.push_back(sourceTime); }
     void startSessionAtSourceTime(CMTime start) override {
         movie_.calls.emplace_back("session");
         movie_.sessionStart = start;

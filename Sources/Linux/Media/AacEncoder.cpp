@@ -66,6 +66,18 @@ AacEncoder::AacEncoder(int sampleRate, int channels, int bitRate) : channels_(ch
     checked(av_frame_get_buffer(frame_.get(), 0), cannotSetUp);
 }
 
+isobmff::AudioDescription AacEncoder::description() const {
+    const std::span configuration(context_->extradata, static_cast<std::size_t>(context_->extradata_size));
+    return {context_->sample_rate,
+            channels_,
+            static_cast<int>(context_->bit_rate),
+            {configuration.begin(), configuration.end()}};
+}
+
+std::uint32_t AacEncoder::leadIn() const {
+    return static_cast<std::uint32_t>(context_->initial_padding);
+}
+
 void AacEncoder::encode(std::span<const float> interleaved, const Sink& sink) {
     const auto frames = static_cast<int>(interleaved.size() / static_cast<std::size_t>(channels_));
     std::array<void*, 1> data{const_cast<float*>(interleaved.data())};

@@ -33,8 +33,10 @@ class AacEncoder {
     void finish(const Sink& sink);
 
     int channels() const { return channels_; }
-    /// The encoder's parameters, for the file that its samples go to.
-    const AVCodecContext& context() const { return *context_; }
+    /// For the file that the samples go to.
+    isobmff::AudioDescription description() const;
+    /// How many frames before time zero the first sample begins.
+    std::uint32_t leadIn() const;
 
  private:
     struct Free {

@@ -92,6 +92,10 @@ void AssetWriter::startSessionAtSourceTime(CMTime start) {
     state_.startSession(start);
 }
 
+void AssetWriter::setOnInterruption(std::function<void(std::exception_ptr)> /*sink*/) {}
+
+void AssetWriter::extendSession(CMTime /*sourceTime*/) {}
+
 void AssetWriter::finishWriting(std::function<void()> completion) {
     if (finisher_.joinable()) return;
     for (const auto& input : inputs_)

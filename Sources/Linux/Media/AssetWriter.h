@@ -28,7 +28,9 @@ class AssetWriter final : public AVAssetWriter {
     bool canAddInput(const AVOutputSettings& settings) const override;
     AVAssetWriterInput& addInput(const AVOutputSettings& settings) override;
     bool startWriting() override;
+    void setOnInterruption(std::function<void(std::exception_ptr)> sink) override;
     void startSessionAtSourceTime(CMTime start) override;
+    void extendSession(CMTime sourceTime) override;
     AVAssetWriterStatus status() const override { return state_.status(); }
     std::exception_ptr error() const override { return state_.error(); }
     void finishWriting(std::function<void()> completion) override;

@@ -37,7 +37,8 @@ void AudioTrack::open(MovieFile& file) {
     file_ = &file;
     // What plays on the computer is recorded in stereo, a voice on one channel.
     const char* name = settings_.numberOfChannels == 2 ? "System audio" : "Microphone";
-    track_ = file.addAudioTrack(encoder_->context(), name);
+    track_ = file.addTrack({encoder_->description(), name, static_cast<std::uint32_t>(settings_.sampleRate),
+                            encoder_->leadIn()});
 }
 
 AudioTimeline& AudioTrack::timelineFrom(CMTime sessionStart) {

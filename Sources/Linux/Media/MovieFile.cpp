@@ -109,35 +109,39 @@ MovieFile::~MovieFile() {
     if (!finished_) unlink(path_.c_str());
 }
 
-int MovieFile::addVideoTrack(const VideoFormat& format) {
+int MovieFile::addTrack(const isobmff::TrackDescription& description) {
     AVStream* stream = avformat_new_stream(context_.get(), nullptr);
     if (stream == nullptr) failWithCode(cannotWrite, AVERROR(ENOMEM));
     AVCodecParameters& parameters = *stream->codecpar;
-    parameters.codec_type = AVMEDIA_TYPE_VIDEO;
-    parameters.codec_id = AV_CODEC_ID_H264;
-    parameters.format = AV_PIX_FMT_YUV420P;
-    parameters.width = format.width;
-    parameters.height = format.height;
-    parameters.sample_aspect_ratio = {1, 1};
-    parameters.color_range = AVCOL_RANGE_MPEG;
-    parameters.color_primaries = AVCOL_PRI_BT709;
-    parameters.color_trc = AVCOL_TRC_BT709;
-    parameters.color_space = AVCOL_SPC_BT709;
-    parameters.chroma_location = AVCHROMA_LOC_LEFT;
-    setExtradata(parameters, format.extradata);
-    stream->time_base = {1, format.timescale};
-    av_dict_set(&stream->metadata, "handler_name", "Video", 0);
-    timescales_.push_back(format.timescale);
-    return stream->index;
-}
-
-int MovieFile::addAudioTrack(const AVCodecContext& encoder, const char* name) {
-    AVStream* stream = avformat_new_stream(context_.get(), nullptr);
-    if (stream == nullptr) failWithCode(cannotWrite, AVERROR(ENOMEM));
-    checked(avcodec_parameters_from_context(stream->codecpar, &encoder), cannotWrite);
-    stream->time_base = {1, encoder.sample_rate};
-    av_dict_set(&stream->metadata, "handler_name", name, 0);
-    timescales_.push_back(encoder.sample_rate);
+    if (const auto* video = std::get_if<isobmff::VideoDescription>(&description.media)) {
+        parameters.codec_type = AVMEDIA_TYPE_VIDEO;
+        const bool hevc = video->codec == isobmff::VideoCodec::hevc;
+        parameters.codec_id = hevc ? AV_CODEC_ID_HEVC : AV_CODEC_ID_H264;
+        if (hevc) parameters.codec_tag = MKTAG('h', 'v', 'c', '1');
+        parameters.format = AV_PIX_FMT_YUV420P;
+        parameters.width = video->width;
+        parameters.height = video->height;
+        parameters.sample_aspect_ratio = {1, 1};
+        parameters.color_range = AVCOL_RANGE_MPEG;
+        parameters.color_primaries = AVCOL_PRI_BT709;
+        parameters.color_trc = AVCOL_TRC_BT709;
+        parameters.color_space = AVCOL_SPC_BT709;
+        parameters.chroma_location = AVCHROMA_LOC_LEFT;
+        setExtradata(parameters, video->configuration);
+    } else {
+        const auto& audio = std::get<isobmff::AudioDescription>(description.media);
+        parameters.codec_type = AVMEDIA_TYPE_AUDIO;
+        parameters.codec_id = AV_CODEC_ID_AAC;
+        parameters.sample_rate = audio.sampleRate;
+        parameters.bit_rate = audio.bitRate;
+        parameters.frame_size = 1024;
+        parameters.initial_padding = static_cast<int>(description.leadIn);
+        av_channel_layout_default(&parameters.ch_layout, audio.channels);
+        setExtradata(parameters, audio.configuration);
+    }
+    stream->time_base = {1, static_cast<int>(description.timescale)};
+    av_dict_set(&stream->metadata, "handler_name", description.name.c_str(), 0);
+    timescales_.push_back(static_cast<int>(description.timescale));
     return stream->index;
 }
 

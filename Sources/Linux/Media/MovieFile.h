@@ -1,6 +1,7 @@
 // MovieFile: coded samples into an MPEG-4, QuickTime or M4A file.
 #pragma once
 
+#include "Linux/Media/IsoBmff/MovieDescription.h"
 #include "Platform/AVAssetWriter.h"
 
 #include <cstdint>
@@ -10,7 +11,6 @@
 #include <span>
 #include <vector>
 
-struct AVCodecContext;
 struct AVFormatContext;
 struct AVPacket;
 
@@ -36,17 +36,8 @@ class MovieFile {
     MovieFile(const MovieFile&) = delete;
     MovieFile& operator=(const MovieFile&) = delete;
 
-    struct VideoFormat {
-        int width = 0;
-        int height = 0;
-        int timescale = 0;
-        std::span<const std::uint8_t> extradata;
-    };
-
-    /// Give the track's number. BT.709 in video range; no reordered pictures.
-    int addVideoTrack(const VideoFormat& format);
-    /// Sound as `encoder` makes it; `name` is the track's name for players that show one.
-    int addAudioTrack(const AVCodecContext& encoder, const char* name);
+    /// Gives the track's number.
+    int addTrack(const isobmff::TrackDescription& description);
 
     /// Puts the index before the media, so that the movie can be played while it is loaded.
     void setIndexInFront(bool inFront) { indexInFront_ = inFront; }

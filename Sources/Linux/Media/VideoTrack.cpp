@@ -23,8 +23,9 @@ VideoTrack::VideoTrack(const AVVideoOutputSettings& settings)
 void VideoTrack::open(MovieFile& file) {
     encoder_ = std::make_unique<H264Encoder>(settings_);
     file_ = &file;
-    track_ = file.addVideoTrack(
-        {encoder_->codedWidth(), encoder_->codedHeight(), videoTimescale, encoder_->extradata()});
+    const isobmff::VideoDescription video{isobmff::VideoCodec::h264, encoder_->codedWidth(),
+                                          encoder_->codedHeight(), encoder_->extradata()};
+    track_ = file.addTrack({video, "Video", videoTimescale, 0});
 }
 
 void VideoTrack::encode(const CMSampleBuffer& sample, CMTime sessionStart) {

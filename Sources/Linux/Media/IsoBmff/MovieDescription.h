@@ -1,0 +1,65 @@
+// MovieDescription: what a movie file says of itself and its tracks before any sample.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <string>
+#include <variant>
+#include <vector>
+
+namespace lumicrate::isobmff {
+
+/// MPEG-4 (ISO/IEC 14496-14), QuickTime, or MPEG-4 with sound alone as Apple marks it.
+enum class Brand { mpeg4, quickTime, m4a };
+
+enum class VideoCodec {
+    h264,  ///< sample entry "avc1"
+    hevc,  ///< sample entry "hvc1"
+};
+
+/// BT.709 in video range, square pixels, no reordered pictures.
+struct VideoDescription {
+    VideoCodec codec = VideoCodec::h264;
+    int width = 0;  ///< pixels, 1 … 65535
+    int height = 0;
+    /// The decoder configuration record, the content of "avcC" or "hvcC" (ISO/IEC 14496-15).
+    std::vector<std::uint8_t> configuration;
+
+    bool operator==(const VideoDescription&) const = default;
+};
+
+/// AAC.
+struct AudioDescription {
+    int sampleRate = 48000;  ///< 1 … 65535
+    int channels = 2;        ///< 1 or 2
+    int bitRate = 0;         ///< bits a second
+    /// The AudioSpecificConfig (ISO/IEC 14496-3).
+    std::vector<std::uint8_t> configuration;
+
+    bool operator==(const AudioDescription&) const = default;
+};
+
+struct TrackDescription {
+    std::variant<VideoDescription, AudioDescription> media;
+    std::string name;             ///< for players that show one; UTF-8
+    std::uint32_t timescale = 0;  ///< ticks a second of the track's clock; not 0
+    /// How far before time zero the first sample begins, ticks: what a decoder needs to settle and nobody is
+    /// to hear.
+    std::uint32_t leadIn = 0;
+
+    bool isVideo() const { return std::holds_alternative<VideoDescription>(media); }
+    bool operator==(const TrackDescription&) const = default;
+};
+
+struct MovieDescription {
+    Brand brand = Brand::mpeg4;
+    std::int64_t created = 0;  ///< seconds since 1970, UTC
+    std::vector<TrackDescription> tracks;
+
+    bool operator==(const MovieDescription&) const = default;
+};
+
+/// Names one recording, so that a file can be known again as the one that was begun.
+using MovieIdentifier = std::array<std::uint8_t, 16>;
+
+}  // namespace lumicrate::isobmff
