@@ -1,5 +1,6 @@
 #include "App/Services.h"
 
+#include "Linux/Desktop/StateFolder.h"
 #include "Linux/Media/AssetWriter.h"
 #include "Support/SerialQueue.h"
 
@@ -8,7 +9,8 @@
 namespace lumicrate::app {
 
 Services::Services()
-    : hotKeys(keys),
+    : unfinished(desktop::stateFolder() / "unfinished"),
+      hotKeys(keys),
       folder(files, calendar),
       recorder({executor, defaults, process, screens, notifications, capture, devices, hotKeys, folder,
                 movieServices(),
@@ -17,8 +19,10 @@ Services::Services()
 }
 
 MovieWriter::Services Services::movieServices() {
-    return {media::makeAssetWriter, clock,
-            [](const std::string& label) { return std::make_unique<SerialQueue>(label); }, files};
+    return {[this](const std::filesystem::path& url, AVFileType fileType) {
+                return media::makeAssetWriter(url, fileType, unfinished);
+            },
+            clock, [](const std::string& label) { return std::make_unique<SerialQueue>(label); }, files};
 }
 
 }  // namespace lumicrate::app

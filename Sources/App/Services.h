@@ -7,6 +7,7 @@
 #include "Linux/Desktop/FileManager.h"
 #include "Linux/Desktop/ProcessInfo.h"
 #include "Linux/Desktop/UserDefaults.h"
+#include "Linux/Media/UnfinishedMovies.h"
 #include "Linux/PipeWire/Devices.h"
 #include "Lumicrate/HotKeys.h"
 #include "Lumicrate/RecordingFolder.h"
@@ -29,6 +30,7 @@ class Services {
     desktop::FileManager files;
     desktop::Calendar calendar;
     desktop::ProcessInfo process;
+    media::UnfinishedMovies unfinished;
     pipewire::Devices devices;
     CaptureKit capture;
     NotificationCenter notifications;

@@ -27,12 +27,16 @@ std::unique_ptr<TrackEncoder> makeEncoder(const AVOutputSettings& settings) {
 
 }  // namespace
 
-std::unique_ptr<AVAssetWriter> makeAssetWriter(const std::filesystem::path& url, AVFileType fileType) {
-    return std::make_unique<AssetWriter>(url, fileType);
+std::unique_ptr<AVAssetWriter> makeAssetWriter(const std::filesystem::path& url, AVFileType fileType,
+                                               const UnfinishedMovies& unfinished) {
+    return std::make_unique<AssetWriter>(url, fileType, unfinished);
 }
 
-AssetWriter::AssetWriter(const std::filesystem::path& url, AVFileType fileType)
-    : url_(url), fileType_(fileType), file_(std::make_unique<MovieFile>(url, fileType)) {}
+AssetWriter::AssetWriter(const std::filesystem::path& url, AVFileType fileType,
+                         const UnfinishedMovies& unfinished)
+    : url_(url), fileType_(fileType), file_(std::make_unique<MovieFile>(url, fileType, unfinished)) {
+    file_->setOnFailure([this](const std::exception_ptr& error) { state_.interrupt(error); });
+}
 
 AssetWriter::~AssetWriter() {
     // The completion itself may be what lets go of the writer; its thread then ends by itself right after.
@@ -41,11 +45,11 @@ AssetWriter::~AssetWriter() {
     } else if (finisher_.joinable()) {
         finisher_.join();
     }
-    discard();
+    abandonInputs();
 }
 
 void AssetWriter::setShouldOptimizeForNetworkUse(bool indexInFront) {
-    if (file_) file_->setIndexInFront(indexInFront);
+    file_->setIndexPlace(indexInFront ? IndexPlace::front : IndexPlace::end);
 }
 
 bool AssetWriter::canAddInput(const AVOutputSettings& settings) const {
@@ -92,9 +96,14 @@ void AssetWriter::startSessionAtSourceTime(CMTime start) {
     state_.startSession(start);
 }
 
-void AssetWriter::setOnInterruption(std::function<void(std::exception_ptr)> /*sink*/) {}
+void AssetWriter::setOnInterruption(std::function<void(std::exception_ptr)> sink) {
+    state_.setOnInterruption(std::move(sink));
+}
 
-void AssetWriter::extendSession(CMTime /*sourceTime*/) {}
+void AssetWriter::extendSession(CMTime sourceTime) {
+    const std::optional<CMTime> start = state_.sessionStart();
+    if (start && state_.isWriting()) file_->reach((sourceTime - *start).seconds());
+}
 
 void AssetWriter::finishWriting(std::function<void()> completion) {
     if (finisher_.joinable()) return;
@@ -115,31 +124,44 @@ void AssetWriter::complete() {
     for (const auto& input : inputs_)
         input->drain();
     if (!state_.isWriting()) return;
+    finishTracks();
     try {
-        const CMTime start = state_.sessionStart().value_or(CMTime::zero());
-        std::optional<CMTime> end;
-        for (const auto& input : inputs_) {
-            if (!end) end = input->encoder().decidedEnd();
-        }
-        for (const auto& input : inputs_)
-            input->encoder().finish(start, end);
         file_->finish();
         state_.advance(AVAssetWriterStatus::writing, AVAssetWriterStatus::completed);
     } catch (...) {
-        state_.fail(std::current_exception());
+        // Where nothing could be kept, what went wrong first is the reason.
+        const std::exception_ptr first = file_->isEmpty() ? state_.interruption() : nullptr;
+        state_.fail(first ? first : std::current_exception());
+    }
+}
+
+/// What an encoder cannot give any more is missing; the rest is kept.
+void AssetWriter::finishTracks() {
+    const CMTime start = state_.sessionStart().value_or(CMTime::zero());
+    std::optional<CMTime> end;
+    for (const auto& input : inputs_) {
+        if (!end) end = input->encoder().decidedEnd();
+    }
+    for (const auto& input : inputs_) {
+        try {
+            input->encoder().finish(start, end);
+        } catch (...) {
+            state_.interrupt(std::current_exception());
+        }
     }
 }
 
 void AssetWriter::cancelWriting() {
     if (finisher_.joinable()) return;
-    if (state_.advance(AVAssetWriterStatus::writing, AVAssetWriterStatus::cancelled)) discard();
+    if (!state_.advance(AVAssetWriterStatus::writing, AVAssetWriterStatus::cancelled)) return;
+    abandonInputs();
+    file_->discard();
 }
 
-/// Ends the inputs' threads and lets go of the file, which deletes it unless it is complete.
-void AssetWriter::discard() {
+/// Ends the inputs' threads.
+void AssetWriter::abandonInputs() {
     for (const auto& input : inputs_)
         input->abandon();
-    file_.reset();
 }
 
 }  // namespace lumicrate::media

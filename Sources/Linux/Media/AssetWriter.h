@@ -1,4 +1,4 @@
-// AssetWriter: movie writing with x264, FFmpeg's AAC and its MPEG-4 muxer.
+// AssetWriter: encoders and a movie file, put together as the recorder expects them.
 #pragma once
 
 #include "Linux/Media/AssetWriterInput.h"
@@ -11,15 +11,16 @@
 
 namespace lumicrate::media {
 
-/// Makes the writer of one file, which it creates; throws PlatformError when that cannot be, also when
-/// something of this name exists.
-std::unique_ptr<AVAssetWriter> makeAssetWriter(const std::filesystem::path& url, AVFileType fileType);
+/// Makes the writer of one file, which startWriting creates; it fails when something of this name exists.
+/// `unfinished` knows of the file while it is being written.
+std::unique_ptr<AVAssetWriter> makeAssetWriter(const std::filesystem::path& url, AVFileType fileType,
+                                               const UnfinishedMovies& unfinished);
 
-/// Each track is encoded on a thread of its own. Destroying the writer before the file is complete deletes
-/// the file; while it is being completed, it waits for that.
+/// Each track is encoded on a thread of its own. Destroying the writer before the file is complete leaves it
+/// as it is, if there is anything in it; while it is being completed, it waits for that.
 class AssetWriter final : public AVAssetWriter {
  public:
-    AssetWriter(const std::filesystem::path& url, AVFileType fileType);
+    AssetWriter(const std::filesystem::path& url, AVFileType fileType, const UnfinishedMovies& unfinished);
     ~AssetWriter() override;
     AssetWriter(const AssetWriter&) = delete;
     AssetWriter& operator=(const AssetWriter&) = delete;
@@ -40,8 +41,9 @@ class AssetWriter final : public AVAssetWriter {
  private:
     bool canAdd(const AVVideoOutputSettings& settings) const;
     static bool canAdd(const AVAudioOutputSettings& settings);
+    void finishTracks();
     void complete();
-    void discard();
+    void abandonInputs();
 
     std::filesystem::path url_;
     AVFileType fileType_;

@@ -24,6 +24,20 @@ void WritingState::fail(std::exception_ptr error) {
     status_.store(AVAssetWriterStatus::failed, std::memory_order_release);
 }
 
+void WritingState::interrupt(std::exception_ptr error) {
+    if (interrupted_.exchange(true, std::memory_order_acq_rel)) return;
+    {
+        const std::lock_guard lock(mutex_);
+        interruption_ = error;
+    }
+    if (onInterruption_) onInterruption_(std::move(error));
+}
+
+std::exception_ptr WritingState::interruption() const {
+    const std::lock_guard lock(mutex_);
+    return interruption_;
+}
+
 void WritingState::startSession(CMTime start) {
     const std::lock_guard lock(mutex_);
     sessionStart_ = start;
@@ -43,20 +57,20 @@ AssetWriterInput::~AssetWriterInput() {
 
 bool AssetWriterInput::isReadyForMoreMediaData() const {
     const std::lock_guard lock(mutex_);
-    return state_.isWriting() && !finished_ && hasRoom();
+    return state_.isWriting() && !finished_ && (state_.isInterrupted() || hasRoom());
 }
 
 /// A sample may be longer than the room; it then finds it empty.
 bool AssetWriterInput::hasRoom() const {
     constexpr double rounding = 1e-6;
-    return roomTaken_ < 1 - rounding;
+    return roomTaken_ < 1 - rounding && !encoder_->isHeldUp();
 }
 
 bool AssetWriterInput::appendSampleBuffer(const CMSampleBuffer& sample) {
     if (!state_.isWriting() || !state_.sessionStart()) return false;
     const std::lock_guard lock(mutex_);
     if (finished_) return false;
-    if (!hasRoom()) return true;
+    if (state_.isInterrupted() || !hasRoom()) return true;
     waiting_.push_back(sample);
     roomTaken_ += encoder_->roomFor(sample);
     changed_.notify_one();
@@ -96,7 +110,8 @@ void AssetWriterInput::join() {
 std::optional<CMSampleBuffer> AssetWriterInput::next(bool& resting) {
     std::unique_lock lock(mutex_);
     const auto somethingToDo = [this] { return !waiting_.empty() || finished_; };
-    const auto patience = realTime_ && state_.isWriting() ? encoder_->restsAfter() : std::nullopt;
+    const bool working = state_.isWriting() && !state_.isInterrupted();
+    const auto patience = realTime_ && working ? encoder_->restsAfter() : std::nullopt;
     if (patience) {
         resting = !changed_.wait_for(lock, *patience, somethingToDo);
     } else {
@@ -115,7 +130,7 @@ void AssetWriterInput::run() {
         const std::optional<CMSampleBuffer> sample = next(resting);
         if (!sample && !resting) return;
         // After a failure samples are taken and dropped, so that nobody waits for room.
-        if (!state_.isWriting()) continue;
+        if (!state_.isWriting() || state_.isInterrupted()) continue;
         try {
             if (sample) {
                 encoder_->encode(*sample, state_.sessionStart().value());
@@ -123,7 +138,7 @@ void AssetWriterInput::run() {
                 encoder_->rest();
             }
         } catch (...) {
-            state_.fail(std::current_exception());
+            state_.interrupt(std::current_exception());
         }
     }
 }

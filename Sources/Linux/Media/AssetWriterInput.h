@@ -8,14 +8,17 @@
 #include <condition_variable>
 #include <deque>
 #include <exception>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
 #include <thread>
+#include <utility>
 
 namespace lumicrate::media {
 
-/// What a writer and its inputs' threads share: how far the writing has come and why it failed.
+/// What a writer and its inputs' threads share: how far the writing has come, and why it failed or was
+/// interrupted.
 class WritingState {
  public:
     AVAssetWriterStatus status() const { return status_.load(std::memory_order_acquire); }
@@ -26,13 +29,25 @@ class WritingState {
     /// Only the first failure counts, and none after the end.
     void fail(std::exception_ptr error);
 
+    /// Nothing more can be taken in, but what has been can be completed. Only the first interruption is told.
+    void interrupt(std::exception_ptr error);
+    bool isInterrupted() const { return interrupted_.load(std::memory_order_acquire); }
+    std::exception_ptr interruption() const;
+    /// Only before the writing begins.
+    void setOnInterruption(std::function<void(std::exception_ptr)> sink) {
+        onInterruption_ = std::move(sink);
+    }
+
     void startSession(CMTime start);
     std::optional<CMTime> sessionStart() const;
 
  private:
     std::atomic<AVAssetWriterStatus> status_{AVAssetWriterStatus::unknown};
+    std::atomic<bool> interrupted_{false};
+    std::function<void(std::exception_ptr)> onInterruption_;
     mutable std::mutex mutex_;
     std::exception_ptr error_;
+    std::exception_ptr interruption_;
     std::optional<CMTime> sessionStart_;
 };
 
@@ -45,7 +60,7 @@ class AssetWriterInput final : public AVAssetWriterInput {
 
     void setExpectsMediaDataInRealTime(bool realTime) override { realTime_ = realTime; }
     bool isReadyForMoreMediaData() const override;
-    /// A sample that comes although the input is not ready is dropped.
+    /// A sample that comes although the input is not ready, or after an interruption, is dropped.
     bool appendSampleBuffer(const CMSampleBuffer& sample) override;
     void markAsFinished() override;
 

@@ -37,8 +37,9 @@ void AudioTrack::open(MovieFile& file) {
     file_ = &file;
     // What plays on the computer is recorded in stereo, a voice on one channel.
     const char* name = settings_.numberOfChannels == 2 ? "System audio" : "Microphone";
-    track_ = file.addTrack({encoder_->description(), name, static_cast<std::uint32_t>(settings_.sampleRate),
-                            encoder_->leadIn()});
+    track_ = file.addTrack(
+        {encoder_->description(), name, static_cast<std::uint32_t>(settings_.sampleRate), encoder_->leadIn()},
+        settings_.encoderBitRate);
 }
 
 AudioTimeline& AudioTrack::timelineFrom(CMTime sessionStart) {
@@ -70,6 +71,10 @@ void AudioTrack::finish(CMTime sessionStart, std::optional<CMTime> movieEnd) {
 
 double AudioTrack::roomFor(const CMSampleBuffer& sample) const {
     return sample.audio ? secondsOf(*sample.audio) / waitingSeconds : 0;
+}
+
+bool AudioTrack::isHeldUp() const {
+    return file_->backlog() >= 1;
 }
 
 void AudioTrack::encodeSilence(std::int64_t frames) {

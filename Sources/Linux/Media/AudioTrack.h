@@ -23,6 +23,7 @@ class AudioTrack final : public TrackEncoder {
     void finish(CMTime sessionStart, std::optional<CMTime> movieEnd) override;
     std::optional<CMTime> decidedEnd() const override { return std::nullopt; }
     double roomFor(const CMSampleBuffer& sample) const override;
+    bool isHeldUp() const override;
 
  private:
     AudioTimeline& timelineFrom(CMTime sessionStart);

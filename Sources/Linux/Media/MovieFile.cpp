@@ -1,191 +1,200 @@
 #include "Linux/Media/MovieFile.h"
 
-#include "Linux/Media/Failure.h"
-#include "Support/Text.h"
+#include "Support/Error.h"
 
-#include <fcntl.h>
-#include <unistd.h>
+#include <fmt/format.h>
 
-#include <cerrno>
-#include <cstring>
+#include <algorithm>
+#include <chrono>
+#include <random>
 #include <utility>
-
-extern "C" {
-#include <libavcodec/avcodec.h>
-#include <libavformat/avformat.h>
-#include <libavutil/dict.h>
-#include <libavutil/log.h>
-#include <libavutil/mathematics.h>
-#include <libavutil/time.h>
-}
 
 namespace lumicrate::media {
 
 namespace {
 
-constexpr const char* cannotWrite = "The movie file couldn't be written";
+/// What the disk may be behind before pictures are refused: enough for one that has to spin up first.
+constexpr double bufferSeconds = 8;
+constexpr std::size_t leastBuffer = std::size_t{1} << 20;
+constexpr std::size_t greatestBuffer = std::size_t{64} << 20;
 
-const char* muxerName(AVFileType type) {
+/// The head has room for the index of a minute and is doubled at need where the file system can insert; where
+/// it cannot, it is made large enough for most recordings at once.
+constexpr std::uint64_t smallHead = 32 << 10;
+constexpr std::uint64_t largeHead = 1 << 20;
+
+isobmff::Brand brandOf(AVFileType type) {
     switch (type) {
         case AVFileType::mpeg4:
-            return "mp4";
+            return isobmff::Brand::mpeg4;
         case AVFileType::quickTimeMovie:
-            return "mov";
+            return isobmff::Brand::quickTime;
         case AVFileType::appleM4A:
-            return "ipod";
+            return isobmff::Brand::m4a;
     }
-    return "mp4";
+    return isobmff::Brand::mpeg4;
 }
 
-[[noreturn]] void failToCreate(const std::filesystem::path& path, int error) {
-    failWithCode(localized("The movie file couldn't be created:") + " “" + path.string() + "”", error);
+isobmff::MovieIdentifier newIdentifier() {
+    std::random_device random;
+    isobmff::MovieIdentifier identifier;
+    std::generate(identifier.begin(), identifier.end(),
+                  [&random] { return static_cast<std::uint8_t>(random()); });
+    return identifier;
 }
 
-/// Fails where something of the name exists: a recording never replaces a file.
-void createExclusively(const std::filesystem::path& path) {
-    constexpr int readableByAll = 0666;  // less the umask
-    const int file = open(path.c_str(), O_CREAT | O_EXCL | O_WRONLY | O_CLOEXEC, readableByAll);
-    if (file < 0) failToCreate(path, AVERROR(errno));
-    close(file);
+std::exception_ptr failure(std::string_view sentence) {
+    return std::make_exception_ptr(PlatformError(localized(sentence)));
 }
 
-void setExtradata(AVCodecParameters& parameters, std::span<const std::uint8_t> bytes) {
-    parameters.extradata =
-        static_cast<std::uint8_t*>(av_mallocz(bytes.size() + AV_INPUT_BUFFER_PADDING_SIZE));
-    if (parameters.extradata == nullptr) failWithCode(cannotWrite, AVERROR(ENOMEM));
-    std::memcpy(parameters.extradata, bytes.data(), bytes.size());
-    parameters.extradata_size = static_cast<int>(bytes.size());
+std::string movedTo(const std::filesystem::path& path) {
+    return fmt::format(fmt::runtime(localized("It was moved while it was being made, and is “{}” now.")),
+                       path.string());
 }
-
-/// A dictionary of muxer options.
-class Options {
- public:
-    Options() = default;
-    Options(const Options&) = delete;
-    Options& operator=(const Options&) = delete;
-    ~Options() { av_dict_free(&dictionary_); }
-
-    void set(const char* key, const char* value) { av_dict_set(&dictionary_, key, value, 0); }
-    AVDictionary** get() { return &dictionary_; }
-
- private:
-    AVDictionary* dictionary_ = nullptr;
-};
 
 }  // namespace
 
-void MovieFile::FreeContext::operator()(AVFormatContext* context) const {
-    avio_closep(&context->pb);
-    avformat_free_context(context);
-}
-
-void MovieFile::FreePacket::operator()(AVPacket* packet) const {
-    av_packet_free(&packet);
-}
-
-MovieFile::MovieFile(std::filesystem::path path, AVFileType type)
-    : path_(std::move(path)), packet_(av_packet_alloc()) {
-    // What goes wrong is told by errors; nothing of it belongs on standard error.
-    av_log_set_level(AV_LOG_QUIET);
-    // The protocol is named, so that no part of a file's name is taken for one.
-    const std::string url = "file:" + path_.string();
-    AVFormatContext* context = nullptr;
-    const int allocated = avformat_alloc_output_context2(&context, nullptr, muxerName(type), url.c_str());
-    if (allocated < 0) failToCreate(path_, allocated);
-    context_.reset(context);
-    if (!packet_) failToCreate(path_, AVERROR(ENOMEM));
-    createExclusively(path_);
-    if (const int result = avio_open(&context->pb, url.c_str(), AVIO_FLAG_WRITE); result < 0) {
-        unlink(path_.c_str());
-        failToCreate(path_, result);
-    }
-    // What is written is in the file at once, for whoever watches it grow.
-    context->flags |= AVFMT_FLAG_FLUSH_PACKETS;
-    av_dict_set(&context->metadata, "creation_time", "now", 0);
+MovieFile::MovieFile(std::filesystem::path path, AVFileType type, UnfinishedMovies unfinished)
+    : path_(std::move(path)), unfinished_(std::move(unfinished)) {
+    movie_.description.brand = brandOf(type);
+    movie_.identifier = newIdentifier();
 }
 
 MovieFile::~MovieFile() {
-    context_.reset();
-    if (!finished_) unlink(path_.c_str());
+    if (!disk_) return;
+    writeRest();
+    if (isEmpty()) discard();
 }
 
-int MovieFile::addTrack(const isobmff::TrackDescription& description) {
-    AVStream* stream = avformat_new_stream(context_.get(), nullptr);
-    if (stream == nullptr) failWithCode(cannotWrite, AVERROR(ENOMEM));
-    AVCodecParameters& parameters = *stream->codecpar;
-    if (const auto* video = std::get_if<isobmff::VideoDescription>(&description.media)) {
-        parameters.codec_type = AVMEDIA_TYPE_VIDEO;
-        const bool hevc = video->codec == isobmff::VideoCodec::hevc;
-        parameters.codec_id = hevc ? AV_CODEC_ID_HEVC : AV_CODEC_ID_H264;
-        if (hevc) parameters.codec_tag = MKTAG('h', 'v', 'c', '1');
-        parameters.format = AV_PIX_FMT_YUV420P;
-        parameters.width = video->width;
-        parameters.height = video->height;
-        parameters.sample_aspect_ratio = {1, 1};
-        parameters.color_range = AVCOL_RANGE_MPEG;
-        parameters.color_primaries = AVCOL_PRI_BT709;
-        parameters.color_trc = AVCOL_TRC_BT709;
-        parameters.color_space = AVCOL_SPC_BT709;
-        parameters.chroma_location = AVCHROMA_LOC_LEFT;
-        setExtradata(parameters, video->configuration);
-    } else {
-        const auto& audio = std::get<isobmff::AudioDescription>(description.media);
-        parameters.codec_type = AVMEDIA_TYPE_AUDIO;
-        parameters.codec_id = AV_CODEC_ID_AAC;
-        parameters.sample_rate = audio.sampleRate;
-        parameters.bit_rate = audio.bitRate;
-        parameters.frame_size = 1024;
-        parameters.initial_padding = static_cast<int>(description.leadIn);
-        av_channel_layout_default(&parameters.ch_layout, audio.channels);
-        setExtradata(parameters, audio.configuration);
-    }
-    stream->time_base = {1, static_cast<int>(description.timescale)};
-    av_dict_set(&stream->metadata, "handler_name", description.name.c_str(), 0);
-    timescales_.push_back(static_cast<int>(description.timescale));
-    return stream->index;
+int MovieFile::addTrack(const isobmff::TrackDescription& description, int bitRate) {
+    movie_.description.tracks.push_back(description);
+    bitRate_ += bitRate;
+    return static_cast<int>(movie_.description.tracks.size()) - 1;
 }
 
 void MovieFile::begin() {
-    Options options;
-    if (indexInFront_) options.set("movflags", "+faststart");
-    // Sound begins before time zero, with what the decoder needs to settle; the edit list cuts it away.
-    options.set("use_editlist", "1");
-    // Fine enough for edits to be exact in the pictures' clock.
-    options.set("movie_timescale", "90000");
-    checked(avformat_write_header(context_.get(), options.get()), cannotWrite);
-    throwIfOutputFailed();
+    if (movie_.description.tracks.empty()) std::rethrow_exception(failure("The movie has no tracks."));
+    const auto now = std::chrono::system_clock::now().time_since_epoch();
+    movie_.description.created = std::chrono::duration_cast<std::chrono::seconds>(now).count();
+    movie_.tracks.resize(movie_.description.tracks.size());
+    lastDurations_.resize(movie_.tracks.size());
+    createFile();
+    movie_.mediaEnd = movie_.layout.media;
+    capacity_ = std::clamp(static_cast<std::size_t>(static_cast<double>(bitRate_) / 8 * bufferSeconds),
+                           leastBuffer, greatestBuffer);
+    disk_ = std::make_unique<WriteBehind>(*file_, capacity_,
+                                          [this](const std::exception_ptr& error) { fail(error); });
+    fragmenter_ = std::make_unique<isobmff::MovieFragmenter>(
+        movie_.description, movie_.layout.media,
+        [this](isobmff::MediaWrite write) { pass(std::move(write)); });
+}
+
+void MovieFile::createFile() {
+    try {
+        entry_.emplace(unfinished_, movie_.identifier, path_);
+    } catch (const PlatformError&) {
+        // Nobody will complete the file after a crash, but it can be played all the same.
+    }
+    try {
+        isobmff::Head head = makeHead(movie_.description, movie_.identifier, smallHead);
+        file_.emplace(OutputFile::create(path_, head.bytes));
+        if (!growRoom(*file_, head.layout)) {
+            head = makeHead(movie_.description, movie_.identifier, largeHead);
+            file_->write(0, head.bytes);
+        }
+        movie_.layout = head.layout;
+        // The index is sure of its room, even when the disk fills up.
+        file_->reserve(0, movie_.layout.media);
+    } catch (...) {
+        discard();
+        throw;
+    }
 }
 
 void MovieFile::write(int track, const MovieSample& sample) {
-    const std::lock_guard lock(mutex_);
-    const auto index = static_cast<std::size_t>(track);
-    av_packet_unref(packet_.get());
-    // Borrowed, not referenced: av_write_frame is done with the bytes when it returns.
-    packet_->data = const_cast<std::uint8_t*>(sample.data.data());
-    packet_->size = static_cast<int>(sample.data.size());
-    packet_->stream_index = track;
-    packet_->pts = packet_->dts = sample.time;
-    packet_->duration = sample.duration;
-    packet_->flags = sample.key ? AV_PKT_FLAG_KEY : 0;
-    av_packet_rescale_ts(packet_.get(), {1, timescales_[index]}, context_->streams[index]->time_base);
-    // Without av_interleaved_write_frame's sorting: samples come in about the order of time as it is, and a
-    // track that stays silent must not pile up the others in memory.
-    checked(av_write_frame(context_.get(), packet_.get()), cannotWrite);
-    throwIfOutputFailed();
+    const std::lock_guard lock(fragmenting_);
+    if (failed_ || closed_) return;
+    fragmenter_->add(static_cast<std::size_t>(track), sample.data, sample.time,
+                     static_cast<std::uint32_t>(sample.duration), sample.key);
+}
+
+void MovieFile::reach(double second) {
+    const std::lock_guard lock(fragmenting_);
+    if (!failed_ && !closed_) fragmenter_->reach(second);
+}
+
+double MovieFile::backlog() const {
+    return static_cast<double>(disk_->backlog()) / static_cast<double>(capacity_);
+}
+
+/// Under the fragmenter's lock, so that what comes from several threads is written in order.
+void MovieFile::pass(isobmff::MediaWrite write) {
+    if (write.lastDuration) {
+        lastDurations_[write.lastDuration->track] = write.lastDuration;
+        disk_->patch(write.bytes.offset, write.bytes.bytes);
+        return;
+    }
+    disk_->append(write.bytes.offset, std::move(write.bytes.bytes),
+                  [this, runs = std::move(write.runs)]() mutable { written(std::move(runs)); });
+}
+
+/// On the disk's thread.
+void MovieFile::written(std::vector<isobmff::MediaWrite::Run> runs) {
+    for (const isobmff::MediaWrite::Run& run : runs)
+        movie_.tracks[run.track].addRun(run.offset, run.time, run.samples);
+    movie_.mediaEnd = disk_->reached();
+    if (!file_->isLinked()) fail(failure("The file of the recording was deleted or moved."));
+}
+
+/// On the disk's thread.
+void MovieFile::fail(const std::exception_ptr& error) {
+    if (failed_.exchange(true)) return;
+    failure_ = error;
+    if (onFailure_) onFailure_(error);
 }
 
 void MovieFile::finish() {
-    const std::lock_guard lock(mutex_);
-    const int trailer = av_write_trailer(context_.get());
-    throwIfOutputFailed();
-    checked(trailer, cannotWrite);
-    checked(avio_closep(&context_->pb), cannotWrite);
-    finished_ = true;
+    writeRest();
+    if (isEmpty()) {
+        discard();
+        std::rethrow_exception(failure_ ? failure_ : failure("Nothing was recorded."));
+    }
+    settle();
+    disk_.reset();
+    if (file_->isDeleted()) file_->rescueCopy();
+    completeMovie(*file_, movie_, indexPlace_);
+    if (entry_) entry_->done();
+    if (!file_->isLinked()) throw PlatformError(movedTo(file_->currentPath()));
 }
 
-/// The output buffers, so an error may show later than the write that it spoilt.
-void MovieFile::throwIfOutputFailed() const {
-    if (context_->pb != nullptr && context_->pb->error < 0) failWithCode(cannotWrite, context_->pb->error);
+/// Afterwards nothing runs on the disk's thread any more.
+void MovieFile::writeRest() {
+    {
+        const std::lock_guard lock(fragmenting_);
+        if (!failed_ && !closed_) fragmenter_->finish();
+        closed_ = true;
+    }
+    disk_->drain();
+}
+
+bool MovieFile::isEmpty() const {
+    return movie_.mediaEnd == movie_.layout.media;
+}
+
+/// The last samples' durations, as they were told after the samples.
+void MovieFile::settle() {
+    for (const auto& last : lastDurations_) {
+        if (!last) continue;
+        isobmff::SampleTable& table = movie_.tracks[last->track];
+        if (!table.isEmpty() && table.lastTime() == last->time) table.setLastDuration(last->duration);
+    }
+}
+
+void MovieFile::discard() {
+    disk_.reset();
+    if (file_) file_->remove();
+    file_.reset();
+    if (entry_) entry_->done();
 }
 
 }  // namespace lumicrate::media

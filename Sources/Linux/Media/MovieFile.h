@@ -1,18 +1,25 @@
-// MovieFile: coded samples into an MPEG-4, QuickTime or M4A file.
+// MovieFile: coded samples into a movie file, by way of the disk's thread.
 #pragma once
 
 #include "Linux/Media/IsoBmff/MovieDescription.h"
+#include "Linux/Media/IsoBmff/MovieFragmenter.h"
+#include "Linux/Media/IsoBmff/UnfinishedMovie.h"
+#include "Linux/Media/MovieCompletion.h"
+#include "Linux/Media/OutputFile.h"
+#include "Linux/Media/UnfinishedMovies.h"
+#include "Linux/Media/WriteBehind.h"
 #include "Platform/AVAssetWriter.h"
 
+#include <atomic>
 #include <cstdint>
+#include <exception>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <span>
 #include <vector>
-
-struct AVFormatContext;
-struct AVPacket;
 
 namespace lumicrate::media {
 
@@ -25,48 +32,77 @@ struct MovieSample {
     bool key = true;
 };
 
-/// Tracks are added, then `begin`, any number of writes, `finish`. A file that is not finished is deleted
-/// with the object. `write` may be called from any thread, all else from one at a time.
+/// Tracks are added, then `begin`, any number of writes, `finish` or `discard`. What has been written is a
+/// movie that can be played at any time (see IsoBmff/MovieHead.h), at most about half a second behind; a file
+/// that is left unfinished stays, for MovieRecovery to complete, unless there is no sample in it.
+///
+/// `write`, `reach` and `backlog` may be called from any thread, all else from one at a time.
 class MovieFile {
  public:
-    /// Creates the file. Throws PlatformError with the system's reason, also when something of this name
-    /// exists.
-    MovieFile(std::filesystem::path path, AVFileType type);
+    /// Nothing is touched before `begin`. `unfinished` learns of the file while it is being written.
+    MovieFile(std::filesystem::path path, AVFileType type, UnfinishedMovies unfinished);
     ~MovieFile();
     MovieFile(const MovieFile&) = delete;
     MovieFile& operator=(const MovieFile&) = delete;
 
-    /// Gives the track's number.
-    int addTrack(const isobmff::TrackDescription& description);
+    /// Gives the track's number. `bitRate` is what the track takes at most, bits a second.
+    int addTrack(const isobmff::TrackDescription& description, int bitRate);
+    /// Where finish puts the index.
+    void setIndexPlace(IndexPlace place) { indexPlace_ = place; }
+    /// Hears, once and on any thread, why nothing more can be written. What has been is not lost: `finish`
+    /// completes it. Only before `begin`.
+    void setOnFailure(std::function<void(std::exception_ptr)> onFailure) {
+        onFailure_ = std::move(onFailure);
+    }
 
-    /// Puts the index before the media, so that the movie can be played while it is loaded.
-    void setIndexInFront(bool inFront) { indexInFront_ = inFront; }
-    /// Writes the head of the file. Throws PlatformError.
+    /// Creates the file. Throws PlatformError with the system's reason, also when something of this name
+    /// exists.
     void begin();
-    /// Times of a track must grow. Throws PlatformError with the system's reason.
+    /// Times of a track must grow. Never waits for the disk; after a failure the sample is dropped.
     void write(int track, const MovieSample& sample);
-    /// Completes the file. Throws PlatformError with the system's reason.
+    /// The last picture is known to have lasted until this second of the movie.
+    void reach(double second);
+    /// How full the buffer before the disk is; with 1 nothing more should be encoded.
+    double backlog() const;
+    /// Waits for the disk and completes the file with what is there. Throws PlatformError, when not even one
+    /// sample is.
     void finish();
+    /// Deletes the file.
+    void discard();
+    /// Whether not one sample is on the disk. Once the writing has ended.
+    bool isEmpty() const;
 
     const std::filesystem::path& path() const { return path_; }
 
  private:
-    struct FreeContext {
-        void operator()(AVFormatContext* context) const;
-    };
-    struct FreePacket {
-        void operator()(AVPacket* packet) const;
-    };
-
-    void throwIfOutputFailed() const;
+    void createFile();
+    void pass(isobmff::MediaWrite write);
+    void written(std::vector<isobmff::MediaWrite::Run> runs);
+    void fail(const std::exception_ptr& error);
+    void writeRest();
+    void settle();
 
     std::filesystem::path path_;
-    std::unique_ptr<AVFormatContext, FreeContext> context_;
-    std::unique_ptr<AVPacket, FreePacket> packet_;
-    std::vector<int> timescales_;
-    bool indexInFront_ = false;
-    bool finished_ = false;
-    std::mutex mutex_;
+    UnfinishedMovies unfinished_;
+    std::optional<UnfinishedMovies::Entry> entry_;
+    std::function<void(std::exception_ptr)> onFailure_;
+    IndexPlace indexPlace_ = IndexPlace::front;
+    std::int64_t bitRate_ = 0;
+    std::size_t capacity_ = 0;
+    std::optional<OutputFile> file_;
+
+    /// Of the samples on their way to the disk.
+    std::mutex fragmenting_;
+    bool closed_ = false;
+    std::unique_ptr<isobmff::MovieFragmenter> fragmenter_;
+    std::vector<std::optional<isobmff::MediaWrite::LastDuration>> lastDurations_;
+
+    /// Of those that are there. Filled on the disk's thread.
+    isobmff::UnfinishedMovie movie_;
+    std::exception_ptr failure_;
+    std::atomic<bool> failed_ = false;
+    // Last, since its thread uses the rest.
+    std::unique_ptr<WriteBehind> disk_;
 };
 
 }  // namespace lumicrate::media

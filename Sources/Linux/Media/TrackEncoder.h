@@ -31,6 +31,8 @@ class TrackEncoder {
     virtual std::optional<CMTime> decidedEnd() const = 0;
     /// The part of the track's waiting room that a sample takes: with 1 it is full.
     virtual double roomFor(const CMSampleBuffer& sample) const = 0;
+    /// The disk is so far behind that nothing more should be encoded. Any thread.
+    virtual bool isHeldUp() const = 0;
 };
 
 }  // namespace lumicrate::media

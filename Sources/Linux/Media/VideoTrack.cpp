@@ -13,6 +13,8 @@ constexpr std::int64_t lastDuration = videoTimescale / 1000;
 /// The screen is at rest when no picture came for so long.
 constexpr std::chrono::milliseconds restTime{200};
 constexpr int mostRefinements = 3;
+/// Pictures are refused before sound is, which takes little and would be missed more.
+constexpr double mostBacklog = 0.75;
 
 }  // namespace
 
@@ -25,7 +27,7 @@ void VideoTrack::open(MovieFile& file) {
     file_ = &file;
     const isobmff::VideoDescription video{isobmff::VideoCodec::h264, encoder_->codedWidth(),
                                           encoder_->codedHeight(), encoder_->extradata()};
-    track_ = file.addTrack({video, "Video", videoTimescale, 0});
+    track_ = file.addTrack({video, "Video", videoTimescale, 0}, settings_.bitRate);
 }
 
 void VideoTrack::encode(const CMSampleBuffer& sample, CMTime sessionStart) {
@@ -71,6 +73,10 @@ std::optional<CMTime> VideoTrack::decidedEnd() const {
 
 double VideoTrack::roomFor(const CMSampleBuffer& /*sample*/) const {
     return 1 / waitingPictures;
+}
+
+bool VideoTrack::isHeldUp() const {
+    return file_->backlog() >= mostBacklog;
 }
 
 void VideoTrack::write(const EncodedPicture& picture, std::int64_t time) {

@@ -21,6 +21,7 @@ class VideoTrack final : public TrackEncoder {
     void finish(CMTime sessionStart, std::optional<CMTime> movieEnd) override;
     std::optional<CMTime> decidedEnd() const override;
     double roomFor(const CMSampleBuffer& sample) const override;
+    bool isHeldUp() const override;
 
  private:
     void write(const EncodedPicture& picture, std::int64_t time);

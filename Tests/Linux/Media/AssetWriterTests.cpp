@@ -8,6 +8,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <condition_variable>
 #include <csignal>
 #include <fstream>
@@ -22,18 +23,12 @@ using test::MovieMaker;
 using test::TemporaryFolder;
 using test::TestPicture;
 using test::videoSettings;
-using testing::HasSubstr;
-using testing::StartsWith;
+using testing::ElementsAre;
 
 constexpr CMTime start{1000, 1};
 
-std::string sentenceOf(const std::function<void()>& operation) {
-    try {
-        operation();
-    } catch (const PlatformError& error) {
-        return error.what();
-    }
-    return "no error";
+UnfinishedMovies unfinishedIn(const TemporaryFolder& folder) {
+    return UnfinishedMovies(folder / "unfinished");
 }
 
 CMSampleBuffer noise(int milliseconds, unsigned seed) {
@@ -44,7 +39,7 @@ CMSampleBuffer noise(int milliseconds, unsigned seed) {
 
 TEST(AssetWriterTests, TakesOnlyWhatItCanWrite) {
     const TemporaryFolder folder;
-    AssetWriter movie(folder / "a.mp4", AVFileType::mpeg4);
+    AssetWriter movie(folder / "a.mp4", AVFileType::mpeg4, unfinishedIn(folder));
     AVVideoOutputSettings hevc = videoSettings(64, 64);
     hevc.codec = AVVideoCodecType::hevc;
     AVAudioOutputSettings pcm = audioSettings(2);
@@ -62,15 +57,17 @@ TEST(AssetWriterTests, TakesOnlyWhatItCanWrite) {
     ASSERT_TRUE(movie.startWriting());
     EXPECT_FALSE(movie.canAddInput(audioSettings(1))) << "writing";
 
-    const AssetWriter sound(folder / "a.m4a", AVFileType::appleM4A);
+    const AssetWriter sound(folder / "a.m4a", AVFileType::appleM4A, unfinishedIn(folder));
     EXPECT_FALSE(sound.canAddInput(videoSettings(64, 64)));
     EXPECT_TRUE(sound.canAddInput(audioSettings(2)));
 }
 
 TEST(AssetWriterTests, AFileThatCannotBeCreatedSaysWhy) {
     const TemporaryFolder folder;
-    const auto attempt = [](const std::filesystem::path& file) {
-        return sentenceOf([&] { makeAssetWriter(file, AVFileType::mpeg4); });
+    const auto attempt = [&](const std::filesystem::path& file) {
+        AssetWriter writer(file, AVFileType::mpeg4, unfinishedIn(folder));
+        writer.addInput(audioSettings(1));
+        return writer.startWriting() ? "no error" : localizedDescription(writer.error());
     };
     const auto sentence = [](const std::filesystem::path& file, const std::string& reason) {
         return "The movie file couldn't be created: “" + file.string() + "”: " + reason;
@@ -115,27 +112,36 @@ class FullDisk {
     void (*handler_)(int);
 };
 
-TEST(AssetWriterTests, AFullDiskFailsTheWriting) {
+TEST(AssetWriterTests, AFullDiskInterruptsAndWhatIsThereIsKept) {
     MovieMaker maker({videoSettings(640, 480, 50'000'000)});
-    const FullDisk disk(300'000);
-    for (int i = 0; i < 200 && maker.writer().status() == AVAssetWriterStatus::writing; ++i) {
+    const FullDisk disk(5'000'000);
+    int frames = 0;
+    for (; frames < 400 && maker.interruptions().empty(); ++frames) {
         maker.awaitRoom(0);
-        maker.input(0).appendSampleBuffer(noise(i * 33, static_cast<unsigned>(i)));
+        maker.append(0, noise(frames * 33, static_cast<unsigned>(frames)));
     }
-    EXPECT_EQ(maker.finish(), AVAssetWriterStatus::failed);
-    EXPECT_EQ(localizedDescription(maker.writer().error()),
-              "The movie file couldn't be written: File too large.");
-    EXPECT_FALSE(maker.input(0).appendSampleBuffer(noise(9999, 1)));
-    EXPECT_FALSE(maker.input(0).isReadyForMoreMediaData());
+    EXPECT_TRUE(maker.input(0).isReadyForMoreMediaData()) << "what comes now is dropped and not counted";
+    maker.append(0, noise(frames * 33, 1));
+    ASSERT_EQ(maker.finish(), AVAssetWriterStatus::completed);
+    EXPECT_THAT(maker.interruptions(), ElementsAre("The movie file couldn't be written: File too large."));
+    stage::MovieProbe probe(maker.path());
+    EXPECT_TRUE(probe.indexInFront());
+    const std::size_t pictures = probe.pictureTimes().size();
+    EXPECT_GT(pictures, 3U);
+    EXPECT_EQ(probe.packets(0).size(), pictures) << "whole pictures only";
+    EXPECT_LE(std::filesystem::file_size(maker.path()), 5'000'000U);
 }
 
-TEST(AssetWriterTests, ADiskThatIsFullAtTheEndFailsTheWriting) {
+TEST(AssetWriterTests, ADiskThatTakesNothingFailsTheWritingAndLeavesNothing) {
     MovieMaker maker({videoSettings(640, 480), audioSettings(2)});
     maker.append(0, noise(0, 1));
     const FullDisk disk(2000);
     EXPECT_EQ(maker.finish(), AVAssetWriterStatus::failed);
-    EXPECT_THAT(localizedDescription(maker.writer().error()),
-                StartsWith("The movie file couldn't be written: "));
+    EXPECT_EQ(localizedDescription(maker.writer().error()),
+              "The movie file couldn't be written: File too large.");
+    EXPECT_FALSE(std::filesystem::exists(maker.path()));
+    EXPECT_FALSE(maker.input(0).appendSampleBuffer(noise(9999, 1)));
+    EXPECT_FALSE(maker.input(0).isReadyForMoreMediaData());
 }
 
 TEST(AssetWriterTests, CancellingDeletesTheFile) {
@@ -152,24 +158,28 @@ TEST(AssetWriterTests, CancellingDeletesTheFile) {
 
 TEST(AssetWriterTests, GoesAwayInEveryState) {
     const TemporaryFolder folder;
-    { const AssetWriter untouched(folder / "a", AVFileType::mpeg4); }
+    { const AssetWriter untouched(folder / "a", AVFileType::mpeg4, unfinishedIn(folder)); }
     {
-        AssetWriter filled(folder / "b", AVFileType::mpeg4);
+        AssetWriter filled(folder / "b", AVFileType::mpeg4, unfinishedIn(folder));
         filled.addInput(videoSettings(64, 64));
     }
     {
-        AssetWriter empty(folder / "c", AVFileType::mpeg4);
+        AssetWriter empty(folder / "c", AVFileType::mpeg4, unfinishedIn(folder));
         EXPECT_FALSE(empty.startWriting()) << "no tracks";
         EXPECT_EQ(empty.status(), AVAssetWriterStatus::failed);
         EXPECT_TRUE(empty.error());
     }
     EXPECT_TRUE(std::filesystem::is_empty(folder.path()));
 
+    MovieMaker begun({videoSettings(640, 480)});
+    begun.destroyWriter();
+    EXPECT_FALSE(std::filesystem::exists(begun.path())) << "nothing in it";
+
     MovieMaker busy({videoSettings(640, 480), audioSettings(1)});
-    for (int i = 0; i < 6; ++i)
+    for (int i = 0; i < 60; ++i)
         busy.append(0, noise(i * 33, 1));
     busy.destroyWriter();
-    EXPECT_FALSE(std::filesystem::exists(busy.path()));
+    EXPECT_GT(stage::MovieProbe(busy.path()).pictureTimes().size(), 30U) << "it stays as far as it came";
 
     MovieMaker finishing({videoSettings(640, 480)});
     for (int i = 0; i < 6; ++i)
@@ -184,7 +194,8 @@ TEST(AssetWriterTests, GoesAwayInEveryState) {
 TEST(AssetWriterTests, TheCompletionMayDestroyTheWriter) {
     const TemporaryFolder folder;
     std::promise<void> gone;
-    std::unique_ptr<AVAssetWriter> writer = makeAssetWriter(folder / "a.mp4", AVFileType::mpeg4);
+    std::unique_ptr<AVAssetWriter> writer =
+        makeAssetWriter(folder / "a.mp4", AVFileType::mpeg4, unfinishedIn(folder));
     AVAssetWriterInput& input = writer->addInput(videoSettings(640, 480));
     ASSERT_TRUE(writer->startWriting());
     EXPECT_FALSE(input.appendSampleBuffer(noise(0, 1))) << "no session yet";
@@ -208,6 +219,7 @@ class HeldEncoder final : public TrackEncoder {
         std::condition_variable changed;
         bool held = false;
         bool coarse = false;
+        std::atomic<bool> heldUp = false;
         int encoded = 0;
         int rests = 0;
 
@@ -244,6 +256,7 @@ class HeldEncoder final : public TrackEncoder {
     void finish(CMTime /*sessionStart*/, std::optional<CMTime> /*movieEnd*/) override {}
     std::optional<CMTime> decidedEnd() const override { return std::nullopt; }
     double roomFor(const CMSampleBuffer& /*sample*/) const override { return 1.0 / 6; }
+    bool isHeldUp() const override { return control_.heldUp; }
 
  private:
     Control& control_;
@@ -279,6 +292,18 @@ TEST(AssetWriterInputTests, ABusyInputRefusesAndNeverWaits) {
     held.input.drain();
     EXPECT_EQ(held.control.encoded, 7);
     EXPECT_FALSE(held.input.appendSampleBuffer(sample));
+}
+
+TEST(AssetWriterInputTests, ADiskThatIsBehindRefusesWholeSamples) {
+    HeldInput held;
+    const CMSampleBuffer sample = frame(start, std::make_shared<TestPicture>(2, 2));
+    held.control.heldUp = true;
+    EXPECT_FALSE(held.input.isReadyForMoreMediaData());
+    EXPECT_TRUE(held.input.appendSampleBuffer(sample));
+    held.control.heldUp = false;
+    EXPECT_TRUE(held.input.isReadyForMoreMediaData());
+    held.input.drain();
+    EXPECT_EQ(held.control.encoded, 0);
 }
 
 TEST(AssetWriterInputTests, ATrackRestsOnlyWhileItAsksForIt) {

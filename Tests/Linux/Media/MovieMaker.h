@@ -4,6 +4,7 @@
 
 #include "Linux/Media/AssetWriter.h"
 #include "Platform/AVAssetWriter.h"
+#include "Support/Error.h"
 #include "Tests/Linux/Media/TestPicture.h"
 #include "Tests/Linux/TemporaryFolder.h"
 
@@ -11,6 +12,7 @@
 #include <filesystem>
 #include <future>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <string>
 #include <thread>
@@ -68,12 +70,17 @@ class MovieMaker {
  public:
     explicit MovieMaker(const std::vector<AVOutputSettings>& tracks, AVFileType type = AVFileType::mpeg4,
                         bool indexInFront = true, CMTime start = CMTime(1000, 1), bool realTime = true)
-        : path_(folder_ / "movie"), writer_(media::makeAssetWriter(path_, type)) {
+        : path_(folder_ / "movie"),
+          writer_(media::makeAssetWriter(path_, type, media::UnfinishedMovies(folder_ / "unfinished"))) {
         writer_->setShouldOptimizeForNetworkUse(indexInFront);
         for (const AVOutputSettings& track : tracks) {
             inputs_.push_back(&writer_->addInput(track));
             inputs_.back()->setExpectsMediaDataInRealTime(realTime);
         }
+        writer_->setOnInterruption([this](const std::exception_ptr& error) {
+            const std::lock_guard lock(mutex_);
+            interruptions_.push_back(localizedDescription(error));
+        });
         if (!writer_->startWriting()) std::rethrow_exception(writer_->error());
         writer_->startSessionAtSourceTime(start);
     }
@@ -99,12 +106,18 @@ class MovieMaker {
 
     AVAssetWriter& writer() { return *writer_; }
     AVAssetWriterInput& input(std::size_t track) { return *inputs_[track]; }
+    std::vector<std::string> interruptions() {
+        const std::lock_guard lock(mutex_);
+        return interruptions_;
+    }
     const std::filesystem::path& path() const { return path_; }
     void destroyWriter() { writer_.reset(); }
 
  private:
     TemporaryFolder folder_;
     std::filesystem::path path_;
+    std::mutex mutex_;
+    std::vector<std::string> interruptions_;
     std::unique_ptr<AVAssetWriter> writer_;
     std::vector<AVAssetWriterInput*> inputs_;
 };

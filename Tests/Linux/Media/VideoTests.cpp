@@ -283,7 +283,7 @@ struct Rested {
 /// A burst that exhausts the bucket, after which the picture rests, is refined, and goes on.
 Rested refine(const test::TemporaryFolder& folder) {
     const AVVideoOutputSettings settings = videoSettings(640, 368, 1'000'000);
-    MovieFile file(folder / "movie.mp4", AVFileType::mpeg4);
+    MovieFile file(folder / "movie.mp4", AVFileType::mpeg4, UnfinishedMovies(folder / "unfinished"));
     VideoTrack track(settings);
     track.open(file);
     file.begin();
@@ -330,7 +330,7 @@ TEST(VideoTests, TextThatComesToRestBecomesCrisp) {
 
 TEST(VideoTests, AFinePictureIsNotRefined) {
     const test::TemporaryFolder folder;
-    MovieFile file(folder / "movie.mp4", AVFileType::mpeg4);
+    MovieFile file(folder / "movie.mp4", AVFileType::mpeg4, UnfinishedMovies(folder / "unfinished"));
     VideoTrack track(videoSettings(640, 368));
     track.open(file);
     file.begin();
