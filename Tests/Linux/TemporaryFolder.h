@@ -10,8 +10,9 @@ namespace lumicrate::test {
 
 class TemporaryFolder {
  public:
-    TemporaryFolder() {
-        std::string name = (std::filesystem::temp_directory_path() / "lumicrate-test-XXXXXX").string();
+    explicit TemporaryFolder(
+        const std::filesystem::path& parent = std::filesystem::temp_directory_path()) {
+        std::string name = (parent / "lumicrate-test-XXXXXX").string();
         if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("no temporary folder");
         path_ = name;
     }

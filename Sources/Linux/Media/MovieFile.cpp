@@ -2,8 +2,6 @@
 
 #include "Support/Error.h"
 
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <chrono>
 #include <random>
@@ -45,11 +43,6 @@ isobmff::MovieIdentifier newIdentifier() {
 
 std::exception_ptr failure(std::string_view sentence) {
     return std::make_exception_ptr(PlatformError(localized(sentence)));
-}
-
-std::string movedTo(const std::filesystem::path& path) {
-    return fmt::format(fmt::runtime(localized("It was moved while it was being made, and is “{}” now.")),
-                       path.string());
 }
 
 }  // namespace
@@ -164,7 +157,8 @@ void MovieFile::finish() {
     if (file_->isDeleted()) file_->rescueCopy();
     completeMovie(*file_, movie_, indexPlace_);
     if (entry_) entry_->done();
-    if (!file_->isLinked()) throw PlatformError(movedTo(file_->currentPath()));
+    if (!file_->isLinked())
+        std::rethrow_exception(failure("It was moved while it was being made, and is complete where it is now."));
 }
 
 /// Afterwards nothing runs on the disk's thread any more.

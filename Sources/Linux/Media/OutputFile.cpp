@@ -199,11 +199,6 @@ bool OutputFile::isDeleted() const {
     return statusOf(file_, cannotRead).st_nlink == 0;
 }
 
-std::filesystem::path OutputFile::currentPath() const {
-    std::error_code unknown;
-    return std::filesystem::read_symlink("/proc/self/fd/" + std::to_string(file_.get()), unknown);
-}
-
 bool OutputFile::remove() noexcept {
     return isLinked() && unlink(path_.c_str()) == 0;
 }

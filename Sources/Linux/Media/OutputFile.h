@@ -58,8 +58,6 @@ class OutputFile final : public ByteSink {
     bool isLinked() const;
     /// Whether no path names it any more.
     bool isDeleted() const;
-    /// Where it is now, as far as the system knows: for a file that was moved.
-    std::filesystem::path currentPath() const;
     /// Deletes the file if the path still names it; whether it did.
     bool remove() noexcept;
 
