@@ -1,6 +1,6 @@
 #include "App/Services.h"
 
-#include "Linux/Desktop/StateFolder.h"
+#include "App/CommandLine/Recovery.h"
 #include "Linux/Media/AssetWriter.h"
 #include "Support/SerialQueue.h"
 
@@ -9,7 +9,7 @@
 namespace lumicrate::app {
 
 Services::Services()
-    : unfinished(desktop::stateFolder() / "unfinished"),
+    : unfinished(unfinishedMovies()),
       hotKeys(keys),
       folder(files, calendar),
       recorder({executor, defaults, process, screens, notifications, capture, devices, hotKeys, folder,

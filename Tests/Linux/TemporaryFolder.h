@@ -10,8 +10,7 @@ namespace lumicrate::test {
 
 class TemporaryFolder {
  public:
-    explicit TemporaryFolder(
-        const std::filesystem::path& parent = std::filesystem::temp_directory_path()) {
+    explicit TemporaryFolder(const std::filesystem::path& parent = std::filesystem::temp_directory_path()) {
         std::string name = (parent / "lumicrate-test-XXXXXX").string();
         if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("no temporary folder");
         path_ = name;

@@ -2,6 +2,7 @@
 
 #include "App/CommandLine/OptionParser.h"
 #include "App/CommandLine/RecordCommand.h"
+#include "App/CommandLine/Recovery.h"
 #include "App/CommandLine/SettingsCommand.h"
 #include "App/CommandLine/SourcesCommand.h"
 
@@ -44,7 +45,9 @@ int dispatch(const std::vector<std::string>& arguments) {
         return exitDone;
     }
     for (const Command& each : commands) {
-        if (arguments.front() == each.name) return each.run({arguments.begin() + 1, arguments.end()});
+        if (arguments.front() != each.name) continue;
+        finishInterruptedRecordings();
+        return each.run({arguments.begin() + 1, arguments.end()});
     }
     const bool option = arguments.front().starts_with('-');
     throw UsageError(

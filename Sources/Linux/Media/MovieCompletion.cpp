@@ -77,6 +77,8 @@ void completeMovie(OutputFile& file, const UnfinishedMovie& movie, IndexPlace pl
     // The beginning of a fragment that was cut off.
     file.truncate(movie.mediaEnd);
     HeadLayout layout = movie.layout;
+    // The room is in pieces where a crash came while it grew.
+    put(file, roomHeader(layout));
     if (place == IndexPlace::front) {
         if (completeInRoom(file, movie, layout)) return;
         if (completeByCopy(file, movie, layout)) return;
@@ -90,8 +92,8 @@ bool growRoom(OutputFile& file, HeadLayout& layout) {
     const Placed header = isobmff::prepareGrowth(layout);
     put(file, header);
     if (!file.insertRange(header.offset, length)) return false;
-    put(file, isobmff::completeGrowth(layout));
     layout = isobmff::grown(layout);
+    put(file, isobmff::roomHeader(layout));
     return true;
 }
 

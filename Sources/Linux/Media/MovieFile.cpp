@@ -158,7 +158,8 @@ void MovieFile::finish() {
     completeMovie(*file_, movie_, indexPlace_);
     if (entry_) entry_->done();
     if (!file_->isLinked())
-        std::rethrow_exception(failure("It was moved while it was being made, and is complete where it is now."));
+        std::rethrow_exception(
+            failure("It was moved while it was being made, and is complete where it is now."));
 }
 
 /// Afterwards nothing runs on the disk's thread any more.

@@ -122,9 +122,8 @@ Placed prepareGrowth(const HeadLayout& layout) {
     return {layout.media - size, boxHeader("free", size)};
 }
 
-Placed completeGrowth(const HeadLayout& layout) {
-    const HeadLayout after = grown(layout);
-    return {after.room, boxHeader("free", after.media - after.room)};
+Placed roomHeader(const HeadLayout& layout) {
+    return {layout.room, boxHeader("free", layout.media - layout.room)};
 }
 
 HeadLayout grown(const HeadLayout& layout) {

@@ -71,9 +71,10 @@ Placed switchToFinished(const HeadLayout& layout);
 std::uint64_t growth(const HeadLayout& layout);
 /// The header to be written before `growth` bytes are inserted at its place.
 Placed prepareGrowth(const HeadLayout& layout);
-/// The header that makes one room of both after the insertion; `layout` is that from before.
-Placed completeGrowth(const HeadLayout& layout);
+/// How things lie after the insertion; the room then has two boxes.
 HeadLayout grown(const HeadLayout& layout);
+/// The header that makes one box of the room.
+Placed roomHeader(const HeadLayout& layout);
 
 /// The head of a finished movie of its own, for media that is copied behind it: a multiple of blockSize.
 /// `mediaEnd` and `layout` are those of the movie in progress.

@@ -1,0 +1,206 @@
+#include "Linux/Media/IsoBmff/EmptyIndexReader.h"
+
+#include <algorithm>
+#include <limits>
+#include <string>
+
+namespace lumicrate::isobmff {
+
+namespace {
+
+/// From 1904, where the format's dates begin, to 1970.
+constexpr std::int64_t epochShift = 2'082'844'800;
+
+std::vector<std::uint8_t> allOf(BoxReader reader) {
+    const auto content = reader.bytes(reader.remaining());
+    return {content.begin(), content.end()};
+}
+
+/// What "mvhd", "tkhd" and "mdhd" begin with: a version that says how wide times are, and two dates.
+bool skipToDates(BoxReader& reader) {
+    const FullBoxHeader header = reader.fullBoxHeader();
+    require(header.version <= 1);
+    return header.version == 1;
+}
+
+std::int64_t readCreated(const BoxReader& moov) {
+    BoxReader mvhd = moov.child("mvhd");
+    const bool large = skipToDates(mvhd);
+    const std::uint64_t date = mvhd.wide(large);
+    require(date <= std::numeric_limits<std::int64_t>::max());
+    return static_cast<std::int64_t>(date) - epochShift;
+}
+
+/// One track's part of the index.
+class TrackReader {
+ public:
+    TrackReader(Brand brand, const BoxReader& trak)
+        : quickTime_(brand == Brand::quickTime), trak_(trak), mdia_(trak.child("mdia")) {}
+
+    std::uint32_t number() const {
+        BoxReader tkhd = trak_.child("tkhd");
+        const bool large = skipToDates(tkhd);
+        tkhd.wide(large);
+        tkhd.wide(large);
+        return tkhd.u32();
+    }
+
+    TrackDescription description() const {
+        TrackDescription track;
+        BoxReader hdlr = mdia_.child("hdlr");
+        hdlr.skip(8);  // version, flags and component
+        const FourCC type = hdlr.u32();
+        hdlr.skip(12);
+        track.name = readName(hdlr);
+        track.timescale = readTimescale();
+        track.leadIn = readLeadIn();
+        const BoxReader entry = sampleEntry();
+        if (type == fourCC("vide")) {
+            track.media = readVideo(entry);
+        } else {
+            require(type == fourCC("soun"));
+            track.media = readAudio(entry);
+        }
+        return track;
+    }
+
+ private:
+    std::string readName(BoxReader hdlr) const {
+        const std::size_t counted = quickTime_ ? hdlr.u8() : hdlr.remaining();
+        const auto letters = hdlr.bytes(counted);
+        return {letters.begin(), std::find(letters.begin(), letters.end(), 0)};
+    }
+
+    std::uint32_t readTimescale() const {
+        BoxReader mdhd = mdia_.child("mdhd");
+        const bool large = skipToDates(mdhd);
+        mdhd.wide(large);
+        mdhd.wide(large);
+        const std::uint32_t timescale = mdhd.u32();
+        require(timescale > 0);
+        return timescale;
+    }
+
+    /// What the one edit cuts away.
+    std::uint32_t readLeadIn() const {
+        const auto edts = trak_.find("edts");
+        if (!edts) return 0;
+        BoxReader elst = edts->child("elst");
+        const FullBoxHeader header = elst.fullBoxHeader();
+        require(header.version <= 1);
+        require(elst.u32() == 1);
+        elst.wide(header.version == 1);
+        const std::uint64_t mediaTime = elst.wide(header.version == 1);
+        require(mediaTime <= std::numeric_limits<std::uint32_t>::max());
+        return static_cast<std::uint32_t>(mediaTime);
+    }
+
+    /// The one sample entry, with its header.
+    BoxReader sampleEntry() const {
+        BoxReader stsd = mdia_.child("minf").child("stbl").child("stsd");
+        stsd.skip(4);
+        require(stsd.u32() == 1);
+        return stsd;
+    }
+
+    static VideoDescription readVideo(BoxReader entries) {
+        Box entry = entries.box();
+        const bool hevc = entry.type == fourCC("hvc1");
+        require(hevc || entry.type == fourCC("avc1"));
+        BoxReader& fields = entry.content;
+        VideoDescription video;
+        video.codec = hevc ? VideoCodec::hevc : VideoCodec::h264;
+        fields.skip(24);
+        video.width = fields.u16();
+        video.height = fields.u16();
+        require(video.width > 0 && video.height > 0);
+        fields.skip(50);
+        video.configuration = allOf(fields.child(hevc ? "hvcC" : "avcC"));
+        return video;
+    }
+
+    AudioDescription readAudio(BoxReader entries) const {
+        BoxReader fields = entries.box("mp4a");
+        AudioDescription audio;
+        fields.skip(16);
+        audio.channels = fields.u16();
+        require(audio.channels == 1 || audio.channels == 2);
+        fields.skip(6);
+        audio.sampleRate = static_cast<int>(fields.u32() >> 16);
+        require(audio.sampleRate > 0);
+        if (quickTime_) {
+            fields.skip(16);  // what version 1 adds
+            fields = fields.child("wave");
+        }
+        readElementaryStream(fields.child("esds"), audio);
+        return audio;
+    }
+
+    /// The content of the descriptor of ISO/IEC 14496-1 that comes next, which must have this tag. Ours are
+    /// short, so that their length is one byte.
+    static BoxReader descriptor(BoxReader& reader, int tag) {
+        require(reader.u8() == tag);
+        const std::uint8_t length = reader.u8();
+        require(length < 0x80);
+        return BoxReader(reader.bytes(length));
+    }
+
+    static void readElementaryStream(BoxReader esds, AudioDescription& audio) {
+        esds.skip(4);
+        BoxReader stream = descriptor(esds, 0x03);
+        stream.skip(3);
+        BoxReader decoder = descriptor(stream, 0x04);
+        decoder.skip(9);
+        const std::uint32_t bitRate = decoder.u32();
+        require(bitRate <= static_cast<std::uint32_t>(std::numeric_limits<int>::max()));
+        audio.bitRate = static_cast<int>(bitRate);
+        audio.configuration = allOf(descriptor(decoder, 0x05));
+    }
+
+    bool quickTime_;
+    BoxReader trak_;
+    BoxReader mdia_;
+};
+
+/// The defaults of the track with this number.
+SampleDefaults readDefaults(BoxReader trex, std::size_t number) {
+    trex.skip(4);
+    require(trex.u32() == number);
+    trex.skip(4);  // the sample description
+    SampleDefaults defaults;
+    defaults.duration = trex.u32();
+    trex.skip(4);  // the size, which fragments tell
+    defaults.key = isKey(trex.u32());
+    return defaults;
+}
+
+}  // namespace
+
+bool isKey(std::uint32_t sampleFlags) {
+    constexpr std::uint32_t nonSync = 0x00010000;
+    return (sampleFlags & nonSync) == 0;
+}
+
+bool announcesFragments(const BoxReader& moov) {
+    return moov.find("mvex").has_value();
+}
+
+EmptyIndex readEmptyIndex(Brand brand, const BoxReader& moov) {
+    EmptyIndex index;
+    index.description.brand = brand;
+    index.description.created = readCreated(moov);
+    BoxReader defaults = moov.child("mvex");
+    BoxReader boxes = moov;
+    while (boxes.remaining() > 0) {
+        const Box next = boxes.box();
+        if (next.type != fourCC("trak")) continue;
+        const TrackReader track(brand, next.content);
+        index.description.tracks.push_back(track.description());
+        require(track.number() == index.description.tracks.size());
+        index.defaults.push_back(readDefaults(defaults.box("trex"), index.description.tracks.size()));
+    }
+    require(!index.defaults.empty());
+    return index;
+}
+
+}  // namespace lumicrate::isobmff
