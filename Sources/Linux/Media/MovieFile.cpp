@@ -21,6 +21,9 @@ constexpr std::size_t greatestBuffer = std::size_t{64} << 20;
 constexpr std::uint64_t smallHead = 32 << 10;
 constexpr std::uint64_t largeHead = 1 << 20;
 
+/// How much of a recording, from its beginning, the system may keep in memory for whoever looks at it next.
+constexpr std::uint64_t keptInMemory = 64 << 20;
+
 isobmff::Brand brandOf(AVFileType type) {
     switch (type) {
         case AVFileType::mpeg4:
@@ -135,7 +138,10 @@ void MovieFile::pass(isobmff::MediaWrite write) {
 void MovieFile::written(std::vector<isobmff::MediaWrite::Run> runs) {
     for (const isobmff::MediaWrite::Run& run : runs)
         movie_.tracks[run.track].addRun(run.offset, run.time, run.samples);
-    movie_.mediaEnd = disk_->reached();
+    const std::uint64_t from = std::exchange(movie_.mediaEnd, disk_->reached());
+    // A recording of hours would push everything else out of the system's memory; and inserting room before
+    // it takes the longer, the more of it is there.
+    if (from > keptInMemory) file_->dropFromMemory(from, movie_.mediaEnd - from);
     if (!file_->isLinked()) fail(failure("The file of the recording was deleted or moved."));
 }
 

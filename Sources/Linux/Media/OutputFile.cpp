@@ -176,6 +176,10 @@ void OutputFile::truncate(std::uint64_t size) {
     if (ftruncate(file_.get(), static_cast<off_t>(size)) != 0) fail(cannotWrite, errno);
 }
 
+void OutputFile::dropFromMemory(std::uint64_t offset, std::uint64_t length) {
+    posix_fadvise(file_.get(), static_cast<off_t>(offset), static_cast<off_t>(length), POSIX_FADV_DONTNEED);
+}
+
 bool OutputFile::reserve(std::uint64_t offset, std::uint64_t length) {
     const int error = allocate(file_, FALLOC_FL_KEEP_SIZE, offset, length);
     if (error != 0 && !isUnsupported(error)) fail(cannotWrite, error);

@@ -45,6 +45,9 @@ class OutputFile final : public ByteSink {
     /// Cuts the file off, or lengthens it with zeros.
     void truncate(std::uint64_t size);
 
+    /// What is on the disk there need not be kept in memory; which is only advice.
+    void dropFromMemory(std::uint64_t offset, std::uint64_t length);
+
     /// Sees to it that later writes there find room; the content and size of the file stay. Throws when there
     /// is no room; false where the file system cannot promise any. (One that writes every change to another
     /// place keeps its promise for the first write only.)
