@@ -11,12 +11,12 @@ CaptureSession::CaptureSession(const MovieWriter::Settings& settings, const SCCo
     : executor_(executor),
       handlers_(std::move(handlers)),
       self_(std::make_shared<CaptureSession*>(this)),
-      writer_(settings, services) {
+      writer_(settings, services, [report = reporter()](const std::exception_ptr& reason) {
+          report([reason](const Handlers& known) { known.onInterruption(reason); });
+      }) {
     if (handlers_.onMicrophoneLevel) {
-        writer_.setOnMicrophoneLevel([&executor, weak = std::weak_ptr(self_)](float level) {
-            executor.post([weak, level] {
-                if (const auto self = weak.lock()) (*self)->handlers_.onMicrophoneLevel(level);
-            });
+        writer_.setOnMicrophoneLevel([report = reporter()](float level) {
+            report([level](const Handlers& known) { known.onMicrophoneLevel(level); });
         });
     }
     stream_ = capture.makeStream(filter, configuration, *this);
@@ -48,10 +48,17 @@ Task<void> CaptureSession::finish() {
     if (error) std::rethrow_exception(error);
 }
 
+/// How any thread calls a handler: on the main thread, and not once the session is gone.
+std::function<void(CaptureSession::Report)> CaptureSession::reporter() const {
+    return [&executor = executor_, weak = std::weak_ptr(self_)](Report report) {
+        executor.post([weak, report = std::move(report)] {
+            if (const auto self = weak.lock()) report((*self)->handlers_);
+        });
+    };
+}
+
 void CaptureSession::didStopWithError(std::exception_ptr error) {
-    executor_.post([weak = std::weak_ptr(self_), error = std::move(error)] {
-        if (const auto self = weak.lock()) (*self)->handlers_.onStopped(error);
-    });
+    reporter()([error = std::move(error)](const Handlers& known) { known.onStopped(error); });
 }
 
 }  // namespace lumicrate

@@ -17,10 +17,12 @@ namespace lumicrate {
 /// that arrives later reaches anybody. Main thread only.
 class CaptureSession final : private SCStreamDelegate {
  public:
-    /// Both are called on the main thread and only while the session lives.
+    /// All are called on the main thread and only while the session lives.
     struct Handlers {
         /// The stream ended by itself.
         std::function<void(const std::exception_ptr& error)> onStopped;
+        /// The movie cannot go on; it is to be finished.
+        std::function<void(const std::exception_ptr& reason)> onInterruption;
         /// 0 … 1; empty when nobody wants to know.
         std::function<void(float level)> onMicrophoneLevel;
     };
@@ -42,12 +44,16 @@ class CaptureSession final : private SCStreamDelegate {
 
     void pause() { writer_.pause(); }
     void resume() { writer_.resume(); }
+    /// The movie lasts until now at least, also when nothing moves.
+    void keepUp() { writer_.keepUp(); }
     void setMicrophoneMuted(bool muted) { writer_.setMicrophoneMuted(muted); }
     /// Pictures that came while the encoder was busy and are missing from the movie.
     std::uint64_t refusedFrames() const { return writer_.refusedFrames(); }
 
  private:
     void didStopWithError(std::exception_ptr error) override;
+    using Report = std::function<void(const Handlers& handlers)>;
+    std::function<void(Report)> reporter() const;
 
     Executor& executor_;
     Handlers handlers_;

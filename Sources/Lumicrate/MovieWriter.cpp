@@ -93,15 +93,18 @@ class MovieWriter::Finishing {
     Completion completion_;
 };
 
-MovieWriter::MovieWriter(const Settings& settings, const Services& services)
+MovieWriter::MovieWriter(const Settings& settings, const Services& services,
+                         InterruptionHandler onInterruption)
     : clock_(services.clock),
       files_(services.files),
+      onInterruption_(std::move(onInterruption)),
       writer_(services.makeAssetWriter(settings.url, settings.fileType)),
       queue_(services.makeQueue("Lumicrate.movie-writer")) {
     writer_->setShouldOptimizeForNetworkUse(true);
     if (settings.video) video_.input = &addInput(videoSettings(settings));
     if (settings.systemAudio) systemAudio_.input = &addInput(audioSettings(2, 192000));
     if (settings.microphone) microphone_.input = &addInput(audioSettings(1, 128000));
+    writer_->setOnInterruption([this](const std::exception_ptr& reason) { interrupt(reason); });
     if (!writer_->startWriting()) std::rethrow_exception(errorOf(*writer_));
 }
 
@@ -136,12 +139,7 @@ MovieWriter::Track* MovieWriter::trackFor(SCStreamOutputType type) {
 }
 
 void MovieWriter::didOutputSampleBuffer(const CMSampleBuffer& sample, SCStreamOutputType type) {
-    if (failure_) return;
-    const AVAssetWriterStatus status = writer_->status();
-    if (status != AVAssetWriterStatus::writing || !sample.isValid()) {
-        if (status == AVAssetWriterStatus::failed) failure_ = errorOf(*writer_);
-        return;
-    }
+    if (!isWriting() || !sample.isValid()) return;
     Track* track = trackFor(type);
     if (!track) return;
     if (type == SCStreamOutputType::microphone) meter_.process(sample);
@@ -157,6 +155,25 @@ void MovieWriter::didOutputSampleBuffer(const CMSampleBuffer& sample, SCStreamOu
     if (type != SCStreamOutputType::screen) return;
     lastVideoFrame_ = timed;
     if (!accepted) refusedFrames_.fetch_add(1, std::memory_order_relaxed);
+}
+
+/// Whether what comes now can still get into the movie. Notices a writer that has failed by itself.
+bool MovieWriter::isWriting() {
+    if (failure_ || interrupted_) return false;
+    const AVAssetWriterStatus status = writer_->status();
+    if (status == AVAssetWriterStatus::failed) fail();
+    return status == AVAssetWriterStatus::writing;
+}
+
+void MovieWriter::fail() {
+    failure_ = errorOf(*writer_);
+    interrupt(failure_);
+}
+
+/// Any thread; only the first reason is told.
+void MovieWriter::interrupt(const std::exception_ptr& reason) {
+    if (interrupted_.exchange(true)) return;
+    if (onInterruption_) onInterruption_(reason);
 }
 
 /// False while the movie has not begun and this kind of sample is not what begins it.
@@ -176,7 +193,7 @@ bool MovieWriter::append(const CMSampleBuffer& sample, Track& track) {
     if (track.input->appendSampleBuffer(sample)) {
         track.lastPTS = pts;
     } else {
-        failure_ = errorOf(*writer_);
+        fail();
     }
     return true;
 }
@@ -187,6 +204,13 @@ void MovieWriter::pause() {
 
 void MovieWriter::resume() {
     queue_->async([this, at = clock_.time()] { pauses_.resume(at); });
+}
+
+void MovieWriter::keepUp() {
+    queue_->async([this, now = clock_.time()] {
+        if (!sessionStarted_ || !isWriting()) return;
+        if (const std::optional<CMTime> offset = pauses_.offset(now)) writer_->extendSession(now - *offset);
+    });
 }
 
 void MovieWriter::setMicrophoneMuted(bool muted) {

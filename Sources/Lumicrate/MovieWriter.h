@@ -49,9 +49,14 @@ class MovieWriter final : public SCStreamOutput {
         NSFileManager& files;
     };
 
-    /// Opens the file with a track for each kind of media. Throws PlatformError when it cannot be created and
+    /// Told why the movie cannot go on; on any thread.
+    using InterruptionHandler = std::function<void(std::exception_ptr)>;
+
+    /// Opens the file with a track for each kind of media. `onInterruption` is called when nothing more can
+    /// be written: the movie then is as long as it will get, and to be finished. It must not end the writer,
+    /// and may be called during construction. Throws PlatformError when the file cannot be created and
     /// MovieWriterError when it cannot be set up.
-    MovieWriter(const Settings& settings, const Services& services);
+    MovieWriter(const Settings& settings, const Services& services, InterruptionHandler onInterruption = {});
     /// Runs what the queue still holds. Not on the queue; the stream must have stopped delivering. A finish
     /// whose outcome is still out then completes as failed.
     ~MovieWriter() override;
@@ -68,6 +73,9 @@ class MovieWriter final : public SCStreamOutput {
     void resume();
     /// While muted the microphone's track goes on in silence. Any thread.
     void setMicrophoneMuted(bool muted);
+    /// The recording has come to this instant, though the screen may stand still: should the program end
+    /// without finishing, the movie lasts until here. Nothing while paused. Any thread.
+    void keepUp();
     /// Where microphone levels go: 0 … 1, at most about fifteen a second, called on the queue. Only before
     /// capture starts.
     void setOnMicrophoneLevel(std::function<void(float)> sink);
@@ -89,6 +97,9 @@ class MovieWriter final : public SCStreamOutput {
 
     AVAssetWriterInput& addInput(const AVOutputSettings& settings);
     Track* trackFor(SCStreamOutputType type);
+    bool isWriting();
+    void fail();
+    void interrupt(const std::exception_ptr& reason);
     bool startSession(SCStreamOutputType type, CMTime at);
     bool append(const CMSampleBuffer& sample, Track& track);
     void finishNow(const std::shared_ptr<Finishing>& finishing);
@@ -97,6 +108,8 @@ class MovieWriter final : public SCStreamOutput {
 
     const CMClock& clock_;
     NSFileManager& files_;
+    InterruptionHandler onInterruption_;
+    std::atomic<bool> interrupted_ = false;
     std::unique_ptr<AVAssetWriter> writer_;
     Track video_;
     Track systemAudio_;

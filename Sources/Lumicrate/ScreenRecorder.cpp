@@ -16,6 +16,10 @@ namespace {
 
 /// Elapsed time is shown in seconds; this keeps it from lagging behind visibly.
 constexpr auto elapsedInterval = 250ms;
+/// In intervals of the elapsed time: once a second.
+constexpr int freeSpaceInterval = 4;
+/// Sleep shorter than this is not worth a sentence.
+constexpr auto noticeableSleep = 2s;
 
 bool userStoppedSharing(const std::exception_ptr& error) {
     try {
@@ -137,6 +141,7 @@ void ScreenRecorder::start(bool usingSavedArea) {
 
 void ScreenRecorder::begin(Task<void> steps) {
     errorMessage = std::nullopt;
+    notices = std::vector<std::string>();
     startGivenUp_ = false;
     starting_ = RunningTask(services_.executor, std::move(steps));
 }
@@ -225,6 +230,7 @@ void ScreenRecorder::registerHotKeys() {
 
 void ScreenRecorder::beginSession() {
     clock_.start(services_.executor.now());
+    asleepBefore_ = services_.process.timeAsleep();
     elapsed = 0.0;
     state = State::recording;
     sleepActivity_ = services_.process.beginActivity(NSProcessInfo::activityUserInitiatedDisplayAwake,
@@ -233,10 +239,22 @@ void ScreenRecorder::beginSession() {
 }
 
 Task<void> ScreenRecorder::updateElapsed() {
-    while (true) {
+    for (int tick = 1;; ++tick) {
         co_await sleepFor(services_.executor, elapsedInterval);
-        if (*state == State::recording) elapsed = elapsedNow();
+        if (*state == State::recording) {
+            session_->keepUp();
+            elapsed = elapsedNow();
+        }
+        if (tick % freeSpaceInterval == 0 && isActive() && !freeSpace().hasRoomToGoOn())
+            interrupt(localized("The disk is almost full."));
     }
+}
+
+/// Of the volume that the recording is written to, or would be.
+FreeSpaceGuard ScreenRecorder::freeSpace() const {
+    const std::filesystem::path url =
+        output_ ? output_->file.url() : outputOverride_.value_or(services_.folder.folder());
+    return FreeSpaceGuard(services_.movie.files.volumeCapacity(url));
 }
 
 void ScreenRecorder::togglePause() {
@@ -265,11 +283,15 @@ void ScreenRecorder::microphoneLevelChanged(float level) {
 }
 
 void ScreenRecorder::streamStopped(const std::exception_ptr& error) {
-    if (!isActive() && *state != State::starting) return;
-    if (!userStoppedSharing(error)) {
-        errorMessage = localized("Recording stopped: ") + localizedDescription(error);
-    }
-    // What was captured is kept; where nothing was yet, the start leads nowhere.
+    interrupt(userStoppedSharing(error) ? std::nullopt : std::optional(localizedDescription(error)));
+}
+
+/// What was captured is kept; where nothing was yet, the start leads nowhere. Only the first reason counts:
+/// what follows from it, or comes when the recording is to end anyway, is no news.
+void ScreenRecorder::interrupt(const std::optional<std::string>& reason) {
+    const bool starts = *state == State::starting && !startGivenUp_;
+    if (!isActive() && !starts) return;
+    if (reason) errorMessage = localized("Recording stopped: ") + *reason;
     requestStop();
 }
 
@@ -302,9 +324,20 @@ Task<void> ScreenRecorder::stop() {
 void ScreenRecorder::beginStopping() {
     // The movie ends here, however long it takes the stream to stop.
     session_->pause();
+    noteSleep();
     elapsed = elapsedNow();
     state = State::stopping;
     stopping_ = RunningTask(services_.executor, finishRecording());
+}
+
+/// The host clock stands still while the computer sleeps, so that sound and picture go on as if nothing had
+/// been: whoever looks at the clock on the recorded screen is told why it jumps.
+void ScreenRecorder::noteSleep() {
+    const auto slept = services_.process.timeAsleep() - asleepBefore_;
+    if (slept < noticeableSleep) return;
+    notices = std::vector{localized("The computer slept for ") +
+                          formatElapsed(std::chrono::duration<double>(slept).count()) +
+                          localized(" during the recording; that time was left out.")};
 }
 
 Task<void> ScreenRecorder::finishRecording() {

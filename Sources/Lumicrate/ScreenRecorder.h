@@ -4,6 +4,7 @@
 #include "Lumicrate/AudioMixing.h"
 #include "Lumicrate/CaptureSession.h"
 #include "Lumicrate/CaptureSource.h"
+#include "Lumicrate/FreeSpaceGuard.h"
 #include "Lumicrate/HotKeys.h"
 #include "Lumicrate/MovieWriter.h"
 #include "Lumicrate/Overlays/InWindowCountdown.h"
@@ -22,6 +23,7 @@
 #include "Support/Published.h"
 #include "Support/Task.h"
 
+#include <chrono>
 #include <cstdint>
 #include <exception>
 #include <filesystem>
@@ -92,6 +94,8 @@ class ScreenRecorder {
     Published<std::optional<CaptureSource>> source;
     /// The last error, until the next recording is begun.
     Published<std::optional<std::string>> errorMessage;
+    /// What else is worth knowing about the recording that has just ended, a sentence each.
+    Published<std::vector<std::string>> notices;
     const Published<std::vector<SCDisplay>>& displays{lists_.displays};
     const Published<std::vector<SCWindow>>& windows{lists_.windows};
     const Published<std::vector<CaptureDevice>>& microphones{lists_.microphones};
@@ -179,6 +183,9 @@ class ScreenRecorder {
     Task<void> updateElapsed();
     void microphoneLevelChanged(float level);
     void streamStopped(const std::exception_ptr& error);
+    void interrupt(const std::optional<std::string>& reason);
+    FreeSpaceGuard freeSpace() const;
+    void noteSleep();
 
     // Stopping.
     void beginStopping();
@@ -194,6 +201,7 @@ class ScreenRecorder {
     std::unique_ptr<CaptureSession> session_;
     std::unique_ptr<NSActivity> sleepActivity_;
     std::uint64_t refusedFramesBefore_ = 0;
+    std::chrono::nanoseconds asleepBefore_{};
     bool countdownHasPanel_ = false;
     bool startGivenUp_ = false;
     // What is bound outside finds the recorder through this, or finds it gone.

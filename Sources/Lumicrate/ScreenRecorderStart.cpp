@@ -38,6 +38,8 @@ Task<bool> ScreenRecorder::runStartSequence() {
         hasScreenAccess = services_.capture.CGPreflightScreenCaptureAccess();
         if (!*hasScreenAccess) throw RecorderError(RecorderError::noScreenAccess);
     }
+    // Before the countdown: nobody is to wait for a recording that will not come.
+    freeSpace().requireRoomToStart();
     if (chosen.countdown) {
         state = State::countingDown;
         Task<bool> counting = countDown(place(chosen).screen);
@@ -124,6 +126,9 @@ std::unique_ptr<CaptureSession> ScreenRecorder::makeSession(const RecordingOptio
 
     CaptureSession::Handlers handlers;
     handlers.onStopped = [this](const std::exception_ptr& error) { streamStopped(error); };
+    handlers.onInterruption = [this](const std::exception_ptr& reason) {
+        interrupt(localizedDescription(reason));
+    };
     if (services_.defaults.boolForKey(preference::webcamMicLevel)) {
         handlers.onMicrophoneLevel = [this](float level) { microphoneLevelChanged(level); };
     }

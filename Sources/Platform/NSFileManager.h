@@ -16,6 +16,12 @@ struct NSFileEntry {
     std::optional<std::uintmax_t> size;  ///< bytes
 };
 
+/// How full a volume is, in bytes.
+struct NSVolumeCapacity {
+    std::uintmax_t available = 0;  ///< to this user
+    std::uintmax_t total = 0;
+};
+
 /// Files and folders by absolute path. Any thread.
 class NSFileManager {
  public:
@@ -31,6 +37,9 @@ class NSFileManager {
     virtual std::vector<NSFileEntry> contentsOfDirectory(const std::filesystem::path& url) const = 0;
     /// Deletes a file. Throws PlatformError.
     virtual void removeItem(const std::filesystem::path& url) = 0;
+    /// Of the volume that `url` is on, or would be on if it and the folders leading to it were made. Nothing
+    /// where the volume does not tell.
+    virtual std::optional<NSVolumeCapacity> volumeCapacity(const std::filesystem::path& url) const = 0;
 };
 
 /// A date and time of day in the user's time zone, as a formatter needs them.

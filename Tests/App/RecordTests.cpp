@@ -43,26 +43,9 @@ class RecordTests : public testing::Test {
 
     void SetUp() override { Painter().movePointer(width - 1, height - 1); }
 
-    /// Arguments for a recording at native size into `name`, without a countdown or sound unless asked for.
-    std::vector<std::string> arguments(std::vector<std::string> more,
+    std::vector<std::string> arguments(const std::vector<std::string>& more,
                                        const std::string& name = "movie.mp4") const {
-        std::vector<std::string> all{"record",          "--no-countdown",   "--no-system-audio",
-                                     "--no-microphone", "--quality=native", "--encoding-quality=high",
-                                     "--fps=30",        "--format=mp4H264", "--output",
-                                     folder / name};
-        all.insert(all.end(), more.begin(), more.end());
-        return all;
-    }
-
-    /// Waits until a recording has written pictures to its file.
-    void awaitFile(const std::string& name = "movie.mp4") const {
-        for (int i = 0; i < 1000; ++i) {
-            std::error_code missing;
-            const auto size = std::filesystem::file_size(folder / name, missing);
-            if (!missing && size > 100) return;
-            std::this_thread::sleep_for(std::chrono::milliseconds(20));
-        }
-        FAIL() << "nothing is written";
+        return recordArguments(folder / name, more);
     }
 
     static std::unique_ptr<stage::PrivateDesktop> desktop;
@@ -253,7 +236,7 @@ TEST_F(RecordTests, PictureAndSoundStayTogetherAcrossAPause) {
     const double pause = isThorough() ? 5 : 2.3;
     const RunningScene scene({"flash", "--seconds", "200"});
     Program program(arguments({"--screen", "--system-audio"}));
-    awaitFile();
+    awaitGrowth(folder / "movie.mp4");
     const auto pass = [](double seconds) {
         std::this_thread::sleep_for(std::chrono::duration<double>(seconds));
     };
@@ -318,19 +301,6 @@ TEST_F(RecordTests, NamesItsFilesInTheVideosFolder) {
     EXPECT_EQ(movie.tracks().size(), 1U);
     EXPECT_EQ(movie.videoTrack().height, 720);
     std::filesystem::remove(file);
-}
-
-TEST_F(RecordTests, TheEndOfTheDisplayKeepsTheRecording) {
-    stage::Xvfb display;
-    const stage::Environment environment{{"DISPLAY", display.displayName()}};
-    Program program(arguments({"--screen"}), environment);
-    awaitFile();
-    display.kill();
-    const Outcome outcome = program.end();
-    EXPECT_EQ(outcome.status, 1);
-    EXPECT_NE(outcome.error.find("Recording stopped: "), std::string::npos) << outcome.error;
-    EXPECT_EQ(outcome.file(), folder / "movie.mp4");
-    EXPECT_EQ(MovieProbe(folder / "movie.mp4").videoTrack().width, 1280);
 }
 
 struct Refusal {

@@ -1,15 +1,19 @@
 #include "Tests/App/Recording.h"
 
+#include <chrono>
 #include <stdexcept>
+#include <thread>
 #include <utility>
 
 namespace lumicrate::test {
 
 namespace {
 
-std::vector<std::string> commandLine(const char* program, std::vector<std::string> arguments) {
-    arguments.insert(arguments.begin(), program);
-    return arguments;
+std::vector<std::string> commandLine(std::vector<std::string> words, const char* program,
+                                     const std::vector<std::string>& arguments) {
+    words.emplace_back(program);
+    words.insert(words.end(), arguments.begin(), arguments.end());
+    return words;
 }
 
 stage::ChildProcess::Options captured(const stage::Environment& environment) {
@@ -28,8 +32,9 @@ std::filesystem::path Outcome::file() const {
     return newline == std::string::npos ? text : text.substr(newline + 1);
 }
 
-Program::Program(std::vector<std::string> arguments, const stage::Environment& environment)
-    : process_(commandLine(LUMICRATE_PROGRAM, std::move(arguments)), captured(environment)) {}
+Program::Program(std::vector<std::string> arguments, const stage::Environment& environment,
+                 std::vector<std::string> launcher)
+    : process_(commandLine(std::move(launcher), LUMICRATE_PROGRAM, arguments), captured(environment)) {}
 
 Outcome Program::end(double seconds) {
     Outcome outcome;
@@ -43,8 +48,36 @@ Outcome run(std::vector<std::string> arguments, const stage::Environment& enviro
     return Program(std::move(arguments), environment).end();
 }
 
+std::vector<std::string> recordArguments(const std::filesystem::path& output,
+                                         const std::vector<std::string>& more) {
+    std::vector<std::string> all{"record",
+                                 "--no-countdown",
+                                 "--no-system-audio",
+                                 "--no-microphone",
+                                 "--quality=native",
+                                 "--encoding-quality=high",
+                                 "--fps=30",
+                                 "--format=mp4H264",
+                                 "--output",
+                                 output};
+    all.insert(all.end(), more.begin(), more.end());
+    return all;
+}
+
+void awaitGrowth(const std::filesystem::path& file) {
+    std::uintmax_t first = 0;
+    for (int i = 0; i < 1000; ++i) {
+        std::error_code missing;
+        const std::uintmax_t size = std::filesystem::file_size(file, missing);
+        if (!missing && first > 0 && size > first) return;
+        if (!missing && first == 0) first = size;
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    throw std::runtime_error("Nothing is written to " + file.string());
+}
+
 RunningScene::RunningScene(std::vector<std::string> arguments)
-    : process_(commandLine(LUMICRATE_SCENE, std::move(arguments)), captured({})) {
+    : process_(commandLine({}, LUMICRATE_SCENE, arguments), captured({})) {
     if (process_.readLine(30) != "ready") throw std::runtime_error("The scene does not come up");
 }
 

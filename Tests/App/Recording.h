@@ -24,10 +24,11 @@ struct Outcome {
     std::filesystem::path file() const;
 };
 
-/// `lumicrate ARGUMENTS…`, running.
+/// `lumicrate ARGUMENTS…`, running; `launcher` is what comes before it on the command line (`nice`, say).
 class Program {
  public:
-    explicit Program(std::vector<std::string> arguments, const stage::Environment& environment = {});
+    explicit Program(std::vector<std::string> arguments, const stage::Environment& environment = {},
+                     std::vector<std::string> launcher = {});
 
     stage::ChildProcess& process() { return process_; }
     /// Waits for the end.
@@ -38,6 +39,15 @@ class Program {
 };
 
 Outcome run(std::vector<std::string> arguments, const stage::Environment& environment = {});
+
+/// Arguments for a recording at native size into `output`, without a countdown or sound unless `more` asks
+/// for it.
+std::vector<std::string> recordArguments(const std::filesystem::path& output,
+                                         const std::vector<std::string>& more);
+
+/// Waits until a recording of something that moves is running: until its file grows. Throws
+/// std::runtime_error when it does not.
+void awaitGrowth(const std::filesystem::path& file);
 
 /// A scene on $DISPLAY, up and drawn once.
 class RunningScene {

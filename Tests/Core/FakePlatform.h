@@ -72,10 +72,16 @@ class FakeFiles final : public NSFileManager {
     void removeItem(const std::filesystem::path& url) override {
         if (existing.erase(url) == 0) throw PlatformError("There is no such file.");
     }
+    std::optional<NSVolumeCapacity> volumeCapacity(const std::filesystem::path& url) const override {
+        asked.insert(url);
+        return capacity;
+    }
 
     std::set<std::filesystem::path> existing;
     std::set<std::filesystem::path> folders;
     bool folderRefused = false;
+    std::optional<NSVolumeCapacity> capacity;
+    mutable std::set<std::filesystem::path> asked;  ///< whose volume
 };
 
 class FakeCalendar final : public NSCalendar {
@@ -93,12 +99,14 @@ class FakeProcess final : public NSProcessInfo {
     };
 
     std::int32_t processIdentifier() const override { return 42; }
+    std::chrono::nanoseconds timeAsleep() const override { return asleep; }
     std::unique_ptr<NSActivity> beginActivity(std::uint64_t options, const std::string& reason) override {
         lastOptions = options;
         lastReason = reason;
         return std::make_unique<Activity>(running);
     }
 
+    std::chrono::nanoseconds asleep = std::chrono::hours(7);
     int running = 0;
     std::uint64_t lastOptions = 0;
     std::string lastReason;

@@ -45,6 +45,7 @@ class RemovedFiles final : public NSFileManager {
         removed.push_back(url);
         throw PlatformError("It is gone already.");
     }
+    std::optional<NSVolumeCapacity> volumeCapacity(const std::filesystem::path&) const override { return {}; }
     std::vector<std::filesystem::path> removed;
 };
 
@@ -65,7 +66,12 @@ class MovieWriterTests : public testing::Test {
                 },
                 clock, [this](const std::string&) { return std::make_unique<ManualQueue>(work); }, files};
     }
-    void make() { writer = std::make_unique<MovieWriter>(settings, services()); }
+    void make() {
+        writer =
+            std::make_unique<MovieWriter>(settings, services(), [this](const std::exception_ptr& reason) {
+                interruptions.push_back(localizedDescription(reason));
+            });
+    }
     void runQueue() {
         for (; !work.empty(); work.pop_front())
             work.front()();
@@ -97,6 +103,7 @@ class MovieWriterTests : public testing::Test {
     RemovedFiles files;
     std::deque<DispatchQueue::Work> work;
     std::vector<std::string> outcomes;
+    std::vector<std::string> interruptions;
     std::unique_ptr<MovieWriter> writer;
 };
 
@@ -353,6 +360,7 @@ TEST_F(MovieWriterTests, TheFirstFailureIsKeptAndLeavesNoFile) {
                              {false, "", "The movie file couldn't be written."}}) {
         movie = {};
         outcomes.clear();
+        interruptions.clear();
         files.removed.clear();
         make();
         screen(ms(10'000));
@@ -362,12 +370,68 @@ TEST_F(MovieWriterTests, TheFirstFailureIsKeptAndLeavesNoFile) {
         audio(ms(10'010));
         movie.setError("something later");
         screen(ms(10'020));
+        EXPECT_THAT(interruptions, ElementsAre(each.outcome)) << "at once, not only when it is finished";
         finish();
         EXPECT_THAT(times(0), ElementsAre(ms(10'000)));
         EXPECT_EQ(movie.calls.back(), each.appendFails ? "cancel" : "session");
         EXPECT_THAT(files.removed, ElementsAre(settings.url));
         EXPECT_THAT(outcomes, ElementsAre(each.outcome));
     }
+}
+
+TEST_F(MovieWriterTests, AnInterruptedMovieIsFinishedWithWhatItHas) {
+    make();
+    screen(ms(10'000));
+    movie.interrupt(std::make_exception_ptr(PlatformError("disk full")));
+    movie.interrupt(std::make_exception_ptr(PlatformError("file gone")));
+    EXPECT_THAT(interruptions, ElementsAre("disk full"));
+    movie.inputs[0]->ready = false;
+    screen(ms(10'020));
+    clock.now = ms(10'030);
+    writer->keepUp();
+    runQueue();
+    EXPECT_EQ(writer->refusedFrames(), 0U) << "nothing is amiss with the encoder";
+    EXPECT_THAT(movie.extensions, IsEmpty());
+    finish();
+    movie.complete(AVAssetWriterStatus::completed);
+    EXPECT_THAT(times(0), ElementsAre(ms(10'000)));
+    EXPECT_THAT(outcomes, ElementsAre("saved"));
+    EXPECT_THAT(files.removed, IsEmpty());
+}
+
+TEST_F(MovieWriterTests, AWriterThatFailsUnderAStillScreenIsNoticedToo) {
+    make();
+    screen(ms(10'000));
+    movie.setError("disk full");
+    movie.status = AVAssetWriterStatus::failed;
+    for (int i = 0; i < 2; ++i) {
+        writer->keepUp();
+        runQueue();
+    }
+    EXPECT_THAT(interruptions, ElementsAre("disk full"));
+    EXPECT_THAT(movie.extensions, IsEmpty());
+}
+
+TEST_F(MovieWriterTests, KeepsUpWithTimeButForPauses) {
+    make();
+    const auto keepUp = [this](std::int64_t milliseconds) {
+        clock.now = ms(milliseconds);
+        writer->keepUp();
+    };
+    keepUp(9'000);
+    screen(ms(10'000));
+    keepUp(10'250);
+    keepUp(10'500);
+    clock.now = ms(10'600);
+    writer->pause();
+    keepUp(10'750);
+    clock.now = ms(12'600);
+    writer->resume();
+    // Behind the clock: the instants are those of the calls.
+    keepUp(12'850);
+    clock.now = ms(20'000);
+    runQueue();
+    EXPECT_THAT(movie.extensions, ElementsAre(ms(10'250), ms(10'500), ms(10'850)));
 }
 
 TEST_F(MovieWriterTests, FinishTellsWhatBecameOfTheFile) {

@@ -359,6 +359,7 @@ TEST_P(VanishingRecorderTests, LateCompletionsReachNobody) {
     if (capture.stream && capture.stream->alive) {
         deliverMicrophone(1.0F);
         capture.stream->delegate->didStopWithError(displayLost);
+        movie().interrupt(displayLost);
     }
     recorder.reset();
     // … and things that come from afar, later.

@@ -184,6 +184,8 @@ class Recording {
                 fmt::runtime(localized("{} pictures are missing because the computer was too busy.")),
                 recorder_.refusedFrames()));
         }
+        for (const std::string& notice : *recorder_.notices)
+            say(notice);
         if (*recorder_.errorMessage) say(**recorder_.errorMessage);
         if (!begun_ && stoppedByUser_) say(localized("Cancelled before the recording began."));
         if (*recorder_.lastRecording) fmt::print("{}\n", (*recorder_.lastRecording)->string());
@@ -206,14 +208,20 @@ void preferSmallPages() {
     prctl(PR_SET_THP_DISABLE, 1, 0, 0, 0);
 }
 
+/// A file that reaches the size allowed to this user is to end the recording as a full disk does, and not the
+/// program.
+void outliveFileSizeLimit() {
+    std::signal(SIGXFSZ, SIG_IGN);
+}
+
 void printHelp() {
     fmt::print(
         "{}\n\n{}\n{}\n", localized("Usage: lumicrate record [OPTIONS]"),
         describeOptions(recordOptionSpecs()),
         localized(
             "What is not given is taken from the stored preferences (“lumicrate settings”); without a\n"
-            "source, the main screen is recorded. SIGINT and SIGTERM stop and save, SIGUSR1 pauses and\n"
-            "resumes. The last line of standard output is the file's path."));
+            "source, the main screen is recorded. SIGINT, SIGTERM and SIGHUP stop and save, SIGUSR1 pauses\n"
+            "and resumes. The last line of standard output is the file's path."));
 }
 
 std::optional<CaptureMode> storedMode(const NSUserDefaults& defaults) {
@@ -229,6 +237,7 @@ int runRecordCommand(const std::vector<std::string>& arguments) {
         return exitDone;
     }
     preferSmallPages();
+    outliveFileSizeLimit();
     // Before any thread is started, so that all of them leave the signals to the recording.
     Signals::block({SIGINT, SIGTERM, SIGHUP, SIGUSR1});
     Services services;

@@ -68,6 +68,17 @@ void FileManager::removeItem(const std::filesystem::path& url) {
     if (error) fail("The file couldn't be deleted:", url, error);
 }
 
+std::optional<NSVolumeCapacity> FileManager::volumeCapacity(const std::filesystem::path& url) const {
+    std::error_code unknown;
+    std::filesystem::path existing = url;
+    while (!std::filesystem::exists(existing, unknown) && existing.has_relative_path())
+        existing = existing.parent_path();
+    const std::filesystem::space_info space = std::filesystem::space(existing, unknown);
+    // Volumes that store nothing themselves have no blocks to count.
+    if (unknown || space.capacity == 0) return std::nullopt;
+    return NSVolumeCapacity{space.available, space.capacity};
+}
+
 DateComponents Calendar::now() const {
     const std::time_t now = std::time(nullptr);
     std::tm local{};

@@ -13,6 +13,7 @@ class FileManager final : public NSFileManager {
     void createDirectory(const std::filesystem::path& url) override;
     std::vector<NSFileEntry> contentsOfDirectory(const std::filesystem::path& url) const override;
     void removeItem(const std::filesystem::path& url) override;
+    std::optional<NSVolumeCapacity> volumeCapacity(const std::filesystem::path& url) const override;
 };
 
 class Calendar final : public NSCalendar {

@@ -9,6 +9,7 @@
 #include <QFileInfo>
 #include <QObject>
 #include <QString>
+#include <ctime>
 
 namespace lumicrate::desktop {
 
@@ -24,6 +25,12 @@ QDBusMessage screenSaverCall(const QString& method) {
     return QDBusMessage::createMethodCall(QStringLiteral("org.freedesktop.ScreenSaver"),
                                           QStringLiteral("/org/freedesktop/ScreenSaver"),
                                           QStringLiteral("org.freedesktop.ScreenSaver"), method);
+}
+
+std::chrono::nanoseconds read(clockid_t clock) {
+    timespec time{};
+    clock_gettime(clock, &time);
+    return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
 }
 
 void uninhibit(std::uint32_t cookie) {
@@ -72,6 +79,10 @@ class ScreenSaverInhibition final : public NSActivity {
 
 std::int32_t ProcessInfo::processIdentifier() const {
     return getpid();
+}
+
+std::chrono::nanoseconds ProcessInfo::timeAsleep() const {
+    return read(CLOCK_BOOTTIME) - read(CLOCK_MONOTONIC);
 }
 
 std::unique_ptr<NSActivity> ProcessInfo::beginActivity(std::uint64_t options, const std::string& reason) {

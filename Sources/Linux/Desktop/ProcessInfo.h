@@ -1,4 +1,5 @@
-// ProcessInfo: activities that keep the display awake, through the session's screen saver service.
+// ProcessInfo: activities that keep the display awake, through the session's screen saver service, and how
+// long the computer has slept.
 #pragma once
 
 #include "Platform/NSProcessInfo.h"
@@ -10,6 +11,8 @@ namespace lumicrate::desktop {
 class ProcessInfo final : public NSProcessInfo {
  public:
     std::int32_t processIdentifier() const override;
+    /// What CLOCK_BOOTTIME counts and CLOCK_MONOTONIC does not.
+    std::chrono::nanoseconds timeAsleep() const override;
     std::unique_ptr<NSActivity> beginActivity(std::uint64_t options, const std::string& reason) override;
 };
 

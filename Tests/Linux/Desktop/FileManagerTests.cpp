@@ -3,6 +3,7 @@
 #include "Tests/Linux/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
+#include <sys/statvfs.h>
 
 #include <algorithm>
 #include <fstream>
@@ -57,6 +58,23 @@ TEST(FileManagerTests, ADanglingLinkTakesItsName) {
     EXPECT_TRUE(files.fileExists(folder / "link"));
     files.removeItem(folder / "link");
     EXPECT_FALSE(files.fileExists(folder / "link"));
+}
+
+TEST(FileManagerTests, TellsTheVolumeOfWhatDoesNotExistYet) {
+    const test::TemporaryFolder folder;
+    const FileManager files;
+    struct statvfs volume {};
+    ASSERT_EQ(statvfs(folder.path().c_str(), &volume), 0);
+    std::ofstream(folder / "file") << "x";
+    std::filesystem::create_symlink("nowhere", folder / "link");
+    for (const auto& url : {folder.path(), folder / "file", folder / "a.mp4", folder / "a/b/c.mp4",
+                            folder / "file/below", folder / "link"}) {
+        const auto capacity = files.volumeCapacity(url);
+        ASSERT_TRUE(capacity) << url;
+        EXPECT_EQ(capacity->total, std::uintmax_t{volume.f_blocks} * volume.f_frsize) << url;
+        EXPECT_LE(capacity->available, capacity->total);
+    }
+    EXPECT_FALSE(files.volumeCapacity("/proc/a.mp4")) << "nothing can be stored there";
 }
 
 TEST(FileManagerTests, TheMoviesFolderIsTheDesktopsOwn) {
