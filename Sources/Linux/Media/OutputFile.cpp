@@ -49,6 +49,11 @@ struct stat statusOf(const FileDescriptor& file, const char* sentence) {
     return status;
 }
 
+struct Extent {
+    std::uint64_t begin = 0;
+    std::uint64_t end = 0;
+};
+
 /// A span of one file that is to stand at a place of another.
 struct Copy {
     std::uint64_t from = 0;
@@ -84,18 +89,22 @@ void copyBytes(const FileDescriptor& source, const FileDescriptor& target, Copy 
     }
 }
 
+/// The first stretch from `from` on that is not a hole; an empty one at `to` when there is none. A file
+/// system that does not know holes has none.
+Extent nextData(const FileDescriptor& file, std::uint64_t from, std::uint64_t to) {
+    const off_t data = lseek(file.get(), static_cast<off_t>(from), SEEK_DATA);
+    if (data < 0) return errno == ENXIO ? Extent{to, to} : Extent{from, to};
+    const off_t hole = lseek(file.get(), data, SEEK_HOLE);
+    const auto begin = static_cast<std::uint64_t>(data);
+    return {std::min(begin, to), hole <= data ? to : std::min(static_cast<std::uint64_t>(hole), to)};
+}
+
 /// Copies what is there and leaves out the holes, so that these take no room in the copy either.
 void copySparsely(const FileDescriptor& source, const FileDescriptor& target, const Copy& copy) {
-    std::uint64_t place = copy.from;
-    while (place < copy.to) {
-        const off_t data = lseek(source.get(), static_cast<off_t>(place), SEEK_DATA);
-        if (data < 0 && errno == ENXIO) break;  // nothing but a hole up to the end
-        const std::uint64_t begin = data < 0 ? place : static_cast<std::uint64_t>(data);
-        if (begin >= copy.to) break;
-        const off_t hole = lseek(source.get(), static_cast<off_t>(begin), SEEK_HOLE);
-        const std::uint64_t end = hole < 0 ? copy.to : std::min(copy.to, static_cast<std::uint64_t>(hole));
-        copyBytes(source, target, {begin, end, copy.target + (begin - copy.from)});
-        place = end;
+    for (std::uint64_t place = copy.from; place < copy.to;) {
+        const Extent data = nextData(source, place, copy.to);
+        copyBytes(source, target, {data.begin, data.end, copy.target + (data.begin - copy.from)});
+        place = data.end;
     }
     const std::uint64_t size = copy.target + (copy.to - copy.from);
     if (ftruncate(target.get(), static_cast<off_t>(size)) != 0) fail(cannotWrite, errno);

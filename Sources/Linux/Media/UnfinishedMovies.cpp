@@ -52,31 +52,36 @@ struct Reading {
     bool isUnusable = false;
 };
 
-constexpr Reading unusable{std::nullopt, true};
+Reading unusable() {
+    return {std::nullopt, true};
+}
+
 /// Not to be read now, or only by a later version.
-constexpr Reading unknown{std::nullopt, false};
+Reading unknown() {
+    return {std::nullopt, false};
+}
 
 Reading parse(std::string_view content) {
-    if (!content.starts_with(signature)) return unusable;
+    if (!content.starts_with(signature)) return unusable();
     content.remove_prefix(signature.size());
-    if (!content.starts_with(version)) return content.find('\n') == content.npos ? unusable : unknown;
+    if (!content.starts_with(version)) return content.find('\n') == content.npos ? unusable() : unknown();
     content.remove_prefix(version.size());
-    if (!content.starts_with('/') || content.find('\0') != content.size() - 1) return unusable;
+    if (!content.starts_with('/') || content.find('\0') != content.size() - 1) return unusable();
     content.remove_suffix(1);
     return {std::filesystem::path(content), false};
 }
 
 Reading readEntry(const std::filesystem::path& path) {
     const FileDescriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY));
-    if (!file.isOpen()) return errno == ELOOP ? unusable : unknown;
+    if (!file.isOpen()) return errno == ELOOP ? unusable() : unknown();
     struct stat status {};
-    if (fstat(file.get(), &status) != 0) return unknown;
-    if (!S_ISREG(status.st_mode)) return unusable;
+    if (fstat(file.get(), &status) != 0) return unknown();
+    if (!S_ISREG(status.st_mode)) return unusable();
     std::string content(longestEntry + 1, '\0');
     const std::span bytes(reinterpret_cast<std::uint8_t*>(content.data()), content.size());
     const std::int64_t size = readWhole(file, 0, bytes);
-    if (size < 0) return unknown;
-    if (static_cast<std::size_t>(size) > longestEntry) return unusable;
+    if (size < 0) return unknown();
+    if (static_cast<std::size_t>(size) > longestEntry) return unusable();
     return parse(std::string_view(content).substr(0, static_cast<std::size_t>(size)));
 }
 

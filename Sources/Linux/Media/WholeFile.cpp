@@ -93,6 +93,7 @@ FileDescriptor createWhole(const std::filesystem::path& path, std::string_view s
         const int error = giveName(file, path);
         if (error == 0) return file;
         if (error == EEXIST) failForPath(sentence, path, error);
+        file = FileDescriptor();  // it takes room
     }
     // Whatever has stopped the above, if it stops this too, its reason is the one to tell.
     return createNamed(path, sentence, fill);

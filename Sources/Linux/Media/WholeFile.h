@@ -18,6 +18,7 @@ class FileDescriptor {
     FileDescriptor(FileDescriptor&& other) noexcept : descriptor_(other.descriptor_) {
         other.descriptor_ = -1;
     }
+    /// Closes what was open here, at the latest with `other`.
     FileDescriptor& operator=(FileDescriptor&& other) noexcept;
     ~FileDescriptor();
 

@@ -69,44 +69,41 @@ void WriteBehind::run() {
     while (true) {
         arrived_.wait(lock, [this] { return ending_ || !waiting_.empty(); });
         if (ending_) return;
-        const Write next = std::move(waiting_.front());
+        Write next = std::move(waiting_.front());
         waiting_.pop_front();
         busy_ = true;
         lock.unlock();
-        const std::exception_ptr error = perform(next);
-        lock.lock();
-        settle(next, error);
-        lock.unlock();
-        if (error) {
-            onFailure_(error);
-        } else if (next.written) {
-            next.written();
-        }
+        perform(std::move(next));
         lock.lock();
         busy_ = false;
         if (waiting_.empty()) settled_.notify_all();
     }
 }
 
-std::exception_ptr WriteBehind::perform(const Write& write) {
+void WriteBehind::perform(Write write) {
     try {
         sink_.write(write.offset, write.bytes);
         if (!write.isPatch) sink_.synchronize();
     } catch (...) {
-        return std::current_exception();
+        return fail(std::current_exception());
     }
-    return nullptr;
+    {
+        const std::lock_guard lock(mutex_);
+        backlog_ -= write.bytes.size();
+        if (!write.isPatch) reached_ = write.offset + write.bytes.size();
+    }
+    if (write.written) write.written();
 }
 
-void WriteBehind::settle(const Write& write, const std::exception_ptr& error) {
-    backlog_ -= write.bytes.size();
-    if (error) {
+void WriteBehind::fail(const std::exception_ptr& error) {
+    std::deque<Write> dropped;
+    {
+        const std::lock_guard lock(mutex_);
         failed_ = true;
-        waiting_.clear();
         backlog_ = 0;
-    } else if (!write.isPatch) {
-        reached_ = write.offset + write.bytes.size();
+        dropped.swap(waiting_);
     }
+    onFailure_(error);
 }
 
 }  // namespace lumicrate::media

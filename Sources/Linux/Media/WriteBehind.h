@@ -67,10 +67,8 @@ class WriteBehind {
     void enqueue(Write write);
     bool replacePatch(Write& write);
     void run();
-    /// Gives what went wrong.
-    std::exception_ptr perform(const Write& write);
-    /// Accounts for what has been done, with the mutex held.
-    void settle(const Write& write, const std::exception_ptr& error);
+    void perform(Write write);
+    void fail(const std::exception_ptr& error);
 
     ByteSink& sink_;
     const std::size_t capacity_;
