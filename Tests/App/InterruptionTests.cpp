@@ -23,6 +23,7 @@ namespace {
 
 using stage::MovieProbe;
 using testing::ElementsAre;
+using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::SizeIs;
 using testing::StartsWith;
@@ -236,6 +237,41 @@ TEST_F(InterruptionTests, AFileThatMayNotGrowKeepsTheRecording) {
     Program program(recordArguments(file, {"--screen", "--encoding-quality=maximum", "--fps=60"}), {},
                     {"sh", "-c", "ulimit -f 12288; exec \"$@\"", "sh"});
     expectKept(program.end(patience), file, "");
+}
+
+#ifdef __SANITIZE_ADDRESS__
+constexpr long mostMegabytes = 1000;  // most of them the sanitizer's own
+#else
+constexpr long mostMegabytes = 200;
+#endif
+
+TEST_F(InterruptionTests, ADiskThatStaysSlowCostsWholePicturesAndNothingElse) {
+    // About a tenth of what this takes.
+    constexpr int slowSeconds = 12;
+    constexpr int seconds = 14;
+    const RunningScene scene({"moving"});
+    Program program(recordArguments(file, {"--screen", "--system-audio", "--encoding-quality=maximum",
+                                           "--duration", std::to_string(seconds)}),
+                    {{"LD_PRELOAD", LUMICRATE_SLOW_DISK_LIBRARY},
+                     {"LUMICRATE_SLOW_DISK", "40000 " + std::to_string(slowSeconds)},
+                     {"ASAN_OPTIONS", "verify_asan_link_order=0"}});
+    EXPECT_LT(program.process().mustEnd(patience).maxResidentKiB / 1024, mostMegabytes);
+    const Outcome outcome = program.end();
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_THAT(outcome.error, HasSubstr(" pictures are missing"));
+    expectPlayable(file);
+
+    MovieProbe movie(file);
+    EXPECT_NEAR(movie.duration(), seconds, 0.1);
+    const stage::Sound sound = movie.sound();
+    EXPECT_EQ(sound.discontinuities, 0);
+    EXPECT_NEAR(sound.duration(), movie.duration(), 0.05);
+    // For some seconds the disk's slowness is not felt.
+    double last = 0;
+    for (const double time : movie.pictureTimes()) {
+        EXPECT_TRUE(last >= 4 || time - last < 1) << "from " << last << " to " << time;
+        last = time;
+    }
 }
 
 TEST_F(InterruptionTests, AFolderThatMayNotBeWrittenToAnyMoreKeepsTheRecording) {

@@ -39,8 +39,8 @@ void takeTimeFor(std::size_t size) {
 }  // namespace
 
 extern "C" ssize_t pwrite(int file, const void* data, size_t size, off_t offset) {
-    static const auto real = reinterpret_cast<ssize_t (*)(int, const void*, size_t, off_t)>(
-        dlsym(RTLD_NEXT, "pwrite"));
+    static const auto real =
+        reinterpret_cast<ssize_t (*)(int, const void*, size_t, off_t)>(dlsym(RTLD_NEXT, "pwrite"));
     takeTimeFor(size);
     return real(file, data, size, offset);
 }
