@@ -21,7 +21,9 @@ constexpr const char* usage =
     "lumicrate-bench --lumicrate PROGRAM [--scenes still,typing,scrolling,moving] [--recorders "
     "lumicrate,ffmpeg]\n"
     "                [--seconds S] [--size WxH] [--json FILE] [--keep FOLDER]\n"
-    "Each recorder records each scene in turn on a display of its own.\n"
+    "Each recorder records each scene in turn on a display of its own. \"lumicrate-hevc\", which is not "
+    "among\n"
+    "those that run unless asked for, is lumicrate with the format movHEVC.\n"
     "  --keep FOLDER  where the recordings go; else they are deleted\n";
 
 struct Request {
@@ -72,7 +74,8 @@ std::optional<Request> parse(const std::vector<std::string>& arguments) {
             return std::nullopt;
         }
     }
-    const bool isComplete = !request.lumicrate.empty() || !wants(request, "lumicrate");
+    const bool needsProgram = wants(request, "lumicrate") || wants(request, "lumicrate-hevc");
+    const bool isComplete = !request.lumicrate.empty() || !needsProgram;
     if (arguments.size() % 2 != 0 || !isComplete || request.seconds < 2) return std::nullopt;
     return request;
 }

@@ -131,7 +131,7 @@ Measurement Performance::measure(const std::string& scene, const Recorder& recor
     Measurement measurement;
     measurement.scene = scene;
     measurement.recorder = recorder.name;
-    const auto file = folder_ / (scene + "-" + recorder.name + ".mp4");
+    const auto file = folder_ / (scene + "-" + recorder.name + "." + recorder.extension);
     const Assignment assignment{display_.displayName(), display_.width(), display_.height(), seconds, file};
     const int drawn = record(measurement, recorder, assignment);
     measurement.fileBytes = std::filesystem::file_size(file);

@@ -22,7 +22,8 @@ std::string size(const Assignment& assignment) {
     return std::to_string(assignment.width) + "x" + std::to_string(assignment.height);
 }
 
-std::vector<std::string> lumicrateCommand(const Assignment& assignment, const std::string& program) {
+std::vector<std::string> lumicrateCommand(const Assignment& assignment, const std::string& program,
+                                          const char* format) {
     return {program,
             "record",
             "--screen",
@@ -34,13 +35,21 @@ std::vector<std::string> lumicrateCommand(const Assignment& assignment, const st
             "--fps",
             "30",
             "--format",
-            "mp4H264",
+            format,
             "--encoding-quality",
             "high",
             "--duration",
             number(assignment.seconds),
             "--output",
             assignment.file.string()};
+}
+
+std::vector<std::string> lumicrateH264Command(const Assignment& assignment, const std::string& program) {
+    return lumicrateCommand(assignment, program, "mp4H264");
+}
+
+std::vector<std::string> lumicrateHevcCommand(const Assignment& assignment, const std::string& program) {
+    return lumicrateCommand(assignment, program, "movHEVC");
 }
 
 std::vector<std::string> ffmpegCommand(const Assignment& assignment, const std::string& program) {
@@ -94,9 +103,10 @@ std::vector<std::string> simpleScreenRecorderCommand(const Assignment& assignmen
 }  // namespace
 
 std::vector<Recorder> allRecorders(const std::string& lumicrate) {
-    return {{"lumicrate", lumicrateCommand, lumicrate},
-            {"ffmpeg", ffmpegCommand, "ffmpeg"},
-            {"ssr", simpleScreenRecorderCommand, "simplescreenrecorder"}};
+    return {{"lumicrate", lumicrateH264Command, lumicrate, "mp4"},
+            {"lumicrate-hevc", lumicrateHevcCommand, lumicrate, "mov"},
+            {"ffmpeg", ffmpegCommand, "ffmpeg", "mp4"},
+            {"ssr", simpleScreenRecorderCommand, "simplescreenrecorder", "mp4"}};
 }
 
 }  // namespace lumicrate::bench

@@ -20,6 +20,7 @@ struct Recorder {
     // May write settings beside the recording.
     std::vector<std::string> (*command)(const Assignment& assignment, const std::string& program);
     std::string program;
+    std::string extension;  // of its files
 };
 
 // Those known, the one under test first. `lumicrate` is the path of its program.

@@ -34,13 +34,13 @@ std::string similarityText(std::optional<double> similarity) {
 std::string table(const std::vector<Measurement>& measurements, const std::string& peer) {
     std::array<char, 256> line{};
     std::snprintf(line.data(), line.size(),
-                  "%-10s %-10s %7s %7s %8s %7s %7s %9s %7s %6s %6s %5s %5s %8s %8s\n", "scene", "recorder",
+                  "%-10s %-14s %7s %7s %8s %7s %7s %9s %7s %6s %6s %5s %5s %8s %8s\n", "scene", "recorder",
                   "cpu s", "ratio", "rss MiB", "X cpu s", "wall s", "file KiB", "frames", "drawn", "shown",
                   "lost", "torn", "ssim end", "ssim run");
     std::string text = line.data();
     for (const auto& one : measurements) {
         std::snprintf(line.data(), line.size(),
-                      "%-10s %-10s %7.2f %7s %8.1f %7.2f %7.2f %9.0f %7zu %6d %6d %5d %5d %8s %8s\n",
+                      "%-10s %-14s %7.2f %7s %8.1f %7.2f %7.2f %9.0f %7zu %6d %6d %5d %5d %8s %8s\n",
                       one.scene.c_str(), one.recorder.c_str(), one.cost.cpuSeconds(),
                       ratio(one, measurements, peer).c_str(),
                       static_cast<double>(one.cost.maxResidentKiB) / 1024, one.serverSeconds, one.wallSeconds,

@@ -12,13 +12,6 @@ namespace lumicrate::media {
 
 namespace {
 
-constexpr int leastSide = 2;
-constexpr int greatestSide = 16384;
-
-bool isPictureSide(int pixels) {
-    return pixels >= leastSide && pixels <= greatestSide;
-}
-
 std::unique_ptr<TrackEncoder> makeEncoder(const AVOutputSettings& settings) {
     if (const auto* video = std::get_if<AVVideoOutputSettings>(&settings))
         return std::make_unique<VideoTrack>(*video);
@@ -59,8 +52,7 @@ bool AssetWriter::canAddInput(const AVOutputSettings& settings) const {
 }
 
 bool AssetWriter::canAdd(const AVVideoOutputSettings& settings) const {
-    return fileType_ != AVFileType::appleM4A && !hasVideo_ && settings.codec == AVVideoCodecType::h264 &&
-           isPictureSide(settings.width) && isPictureSide(settings.height) &&
+    return fileType_ != AVFileType::appleM4A && !hasVideo_ && VideoTrack::canEncode(settings) &&
            settings.compression.averageBitRate > 0 && settings.compression.expectedSourceFrameRate > 0;
 }
 

@@ -1,5 +1,8 @@
 #include "Linux/Media/VideoTrack.h"
 
+#include "Linux/Media/H264Encoder.h"
+#include "Linux/Media/HevcEncoder.h"
+
 #include <algorithm>
 
 namespace lumicrate::media {
@@ -15,18 +18,39 @@ constexpr std::chrono::milliseconds restTime{200};
 constexpr int mostRefinements = 3;
 /// Pictures are refused before sound is, which takes little and would be missed more.
 constexpr double mostBacklog = 0.75;
+constexpr int greatestSide = 16384;
+
+int leastSide(AVVideoCodecType codec) {
+    return codec == AVVideoCodecType::hevc ? HevcEncoder::leastSide : 2;
+}
+
+std::unique_ptr<VideoEncoder> makeEncoder(AVVideoCodecType codec, const VideoEncoder::Settings& settings) {
+    if (codec == AVVideoCodecType::hevc) return std::make_unique<HevcEncoder>(settings);
+    return std::make_unique<H264Encoder>(settings);
+}
+
+isobmff::VideoCodec sampleEntry(AVVideoCodecType codec) {
+    return codec == AVVideoCodecType::hevc ? isobmff::VideoCodec::hevc : isobmff::VideoCodec::h264;
+}
 
 }  // namespace
 
+bool VideoTrack::canEncode(const AVVideoOutputSettings& settings) {
+    const int least = leastSide(settings.codec);
+    return settings.width >= least && settings.height >= least && settings.width <= greatestSide &&
+           settings.height <= greatestSide;
+}
+
 VideoTrack::VideoTrack(const AVVideoOutputSettings& settings)
-    : settings_{settings.width, settings.height, settings.compression.averageBitRate,
+    : codec_(settings.codec),
+      settings_{settings.width, settings.height, settings.compression.averageBitRate,
                 settings.compression.expectedSourceFrameRate, settings.compression.maxKeyFrameInterval} {}
 
 void VideoTrack::open(MovieFile& file) {
-    encoder_ = std::make_unique<H264Encoder>(settings_);
+    encoder_ = makeEncoder(codec_, settings_);
     file_ = &file;
-    const isobmff::VideoDescription video{isobmff::VideoCodec::h264, encoder_->codedWidth(),
-                                          encoder_->codedHeight(), encoder_->extradata()};
+    const isobmff::VideoDescription video{sampleEntry(codec_), encoder_->codedWidth(),
+                                          encoder_->codedHeight(), encoder_->configuration()};
     track_ = file.addTrack({video, "Video", videoTimescale, 0}, settings_.bitRate);
 }
 

@@ -1,8 +1,9 @@
 // VideoTrack: pictures into a movie's video track.
 #pragma once
 
-#include "Linux/Media/H264Encoder.h"
 #include "Linux/Media/TrackEncoder.h"
+#include "Linux/Media/VideoEncoder.h"
+#include "Platform/AVAssetWriter.h"
 
 #include <memory>
 
@@ -12,7 +13,11 @@ namespace lumicrate::media {
 /// few times more, stamped right after itself, until it is crisp.
 class VideoTrack final : public TrackEncoder {
  public:
+    /// The settings are some that can be encoded.
     explicit VideoTrack(const AVVideoOutputSettings& settings);
+
+    /// Whether there is an encoder for pictures of that size.
+    static bool canEncode(const AVVideoOutputSettings& settings);
 
     void open(MovieFile& file) override;
     void encode(const CMSampleBuffer& sample, CMTime sessionStart) override;
@@ -26,8 +31,9 @@ class VideoTrack final : public TrackEncoder {
  private:
     void write(const EncodedPicture& picture, std::int64_t time);
 
-    H264Encoder::Settings settings_;
-    std::unique_ptr<H264Encoder> encoder_;
+    AVVideoCodecType codec_;
+    VideoEncoder::Settings settings_;
+    std::unique_ptr<VideoEncoder> encoder_;
     MovieFile* file_ = nullptr;
     int track_ = 0;
     /// Of the last sample written; ticks.

@@ -40,15 +40,20 @@ CMSampleBuffer noise(int milliseconds, unsigned seed) {
 TEST(AssetWriterTests, TakesOnlyWhatItCanWrite) {
     const TemporaryFolder folder;
     AssetWriter movie(folder / "a.mp4", AVFileType::mpeg4, unfinishedIn(folder));
-    AVVideoOutputSettings hevc = videoSettings(64, 64);
-    hevc.codec = AVVideoCodecType::hevc;
+    const auto hevc = [](int width, int height) {
+        AVVideoOutputSettings settings = videoSettings(width, height);
+        settings.codec = AVVideoCodecType::hevc;
+        return settings;
+    };
     AVAudioOutputSettings pcm = audioSettings(2);
     pcm.formatID = 0x6c70636d;
-    EXPECT_FALSE(movie.canAddInput(hevc));
     EXPECT_FALSE(movie.canAddInput(videoSettings(1, 64)));
     EXPECT_FALSE(movie.canAddInput(videoSettings(64, 16385)));
     EXPECT_FALSE(movie.canAddInput(pcm));
     EXPECT_FALSE(movie.canAddInput(audioSettings(3)));
+    EXPECT_FALSE(movie.canAddInput(hevc(15, 64)));
+    EXPECT_FALSE(movie.canAddInput(hevc(64, 15)));
+    EXPECT_TRUE(movie.canAddInput(hevc(16, 16)));
     EXPECT_TRUE(movie.canAddInput(videoSettings(2, 2)));
     EXPECT_TRUE(movie.canAddInput(videoSettings(16384, 64)));
     movie.addInput(videoSettings(64, 64));
@@ -59,6 +64,7 @@ TEST(AssetWriterTests, TakesOnlyWhatItCanWrite) {
 
     const AssetWriter sound(folder / "a.m4a", AVFileType::appleM4A, unfinishedIn(folder));
     EXPECT_FALSE(sound.canAddInput(videoSettings(64, 64)));
+    EXPECT_FALSE(sound.canAddInput(hevc(64, 64)));
     EXPECT_TRUE(sound.canAddInput(audioSettings(2)));
 }
 

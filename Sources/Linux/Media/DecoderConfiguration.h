@@ -1,0 +1,23 @@
+// Decoder configuration records: what a file keeps of a video track's parameter sets, by ISO/IEC 14496-15.
+//
+// Parameter sets are NAL units without start code or length. Samples that go with the records have four-byte
+// lengths and hold no parameter sets.
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <vector>
+
+namespace lumicrate::media {
+
+using NalUnit = std::span<const std::uint8_t>;
+
+/// The record "avcC" for a High profile stream of 8 bits and 4:2:0. Throws PlatformError when one of the sets
+/// is missing or cut off.
+std::vector<std::uint8_t> avcConfiguration(NalUnit sequence, NalUnit picture);
+
+/// The record "hvcC" for a stream of 8 bits and 4:2:0. Throws PlatformError when one of the sets is missing
+/// or cut off.
+std::vector<std::uint8_t> hevcConfiguration(NalUnit video, NalUnit sequence, NalUnit picture);
+
+}  // namespace lumicrate::media

@@ -1,0 +1,18 @@
+// What the sanitizers are told of the libraries that these tests run in their own process.
+//
+// x265 hands work to its threads in ways that the race detector does not see, since the library is not built
+// for it, and keeps a few kilobytes of each encoder that is closed.
+
+// The names are the sanitizers'.
+// NOLINTBEGIN(bugprone-reserved-identifier)
+extern "C" const char* __lsan_default_suppressions();
+extern "C" const char* __tsan_default_suppressions();
+
+const char* __lsan_default_suppressions() {
+    return "leak:libx265.so";
+}
+
+const char* __tsan_default_suppressions() {
+    return "race:libx265.so";
+}
+// NOLINTEND(bugprone-reserved-identifier)
