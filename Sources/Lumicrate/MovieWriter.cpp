@@ -154,6 +154,7 @@ void MovieWriter::didOutputSampleBuffer(const CMSampleBuffer& sample, SCStreamOu
     const bool accepted = append(timed, *track);
     if (type != SCStreamOutputType::screen) return;
     lastVideoFrame_ = timed;
+    lastFrameRefused_ = !accepted;
     if (!accepted) refusedFrames_.fetch_add(1, std::memory_order_relaxed);
 }
 
@@ -209,8 +210,16 @@ void MovieWriter::resume() {
 void MovieWriter::keepUp() {
     queue_->async([this, now = clock_.time()] {
         if (!sessionStarted_ || !isWriting()) return;
+        offerRefusedFrame();
         if (const std::optional<CMTime> offset = pauses_.offset(now)) writer_->extendSession(now - *offset);
     });
+}
+
+/// A screen that came to rest just when the encoder was busy delivers no other frame.
+void MovieWriter::offerRefusedFrame() {
+    if (!lastFrameRefused_ || !append(*lastVideoFrame_, video_)) return;
+    lastFrameRefused_ = false;
+    refusedFrames_.fetch_sub(1, std::memory_order_relaxed);
 }
 
 void MovieWriter::setMicrophoneMuted(bool muted) {

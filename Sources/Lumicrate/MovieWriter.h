@@ -74,7 +74,8 @@ class MovieWriter final : public SCStreamOutput {
     /// While muted the microphone's track goes on in silence. Any thread.
     void setMicrophoneMuted(bool muted);
     /// The recording has come to this instant, though the screen may stand still: should the program end
-    /// without finishing, the movie lasts until here. Nothing while paused. Any thread.
+    /// without finishing, the movie lasts until here. A last frame that found the encoder busy is offered
+    /// again. Nothing while paused. Any thread.
     void keepUp();
     /// Where microphone levels go: 0 … 1, at most about fifteen a second, called on the queue. Only before
     /// capture starts.
@@ -102,6 +103,7 @@ class MovieWriter final : public SCStreamOutput {
     void interrupt(const std::exception_ptr& reason);
     bool startSession(SCStreamOutputType type, CMTime at);
     bool append(const CMSampleBuffer& sample, Track& track);
+    void offerRefusedFrame();
     void finishNow(const std::shared_ptr<Finishing>& finishing);
     void holdLastFrame();
     std::exception_ptr discard();
@@ -117,6 +119,7 @@ class MovieWriter final : public SCStreamOutput {
     bool sessionStarted_ = false;
     PauseTimeline pauses_;
     std::optional<CMSampleBuffer> lastVideoFrame_;
+    bool lastFrameRefused_ = false;
     std::exception_ptr failure_;
     MicrophoneMeter meter_;
     std::atomic<std::uint64_t> refusedFrames_ = 0;

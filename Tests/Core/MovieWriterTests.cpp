@@ -293,6 +293,23 @@ TEST_F(MovieWriterTests, LateAndRefusedSamplesAreDroppedForEachTrackAlone) {
     EXPECT_EQ(writer->refusedFrames(), 1U);
 }
 
+TEST_F(MovieWriterTests, AScreenThatComesToRestWhileTheEncoderIsBusyIsShownAsItIs) {
+    make();
+    screen(ms(10'000));
+    movie.inputs[0]->ready = false;
+    screen(ms(10'010));
+    screen(ms(10'020));
+    writer->keepUp();
+    runQueue();
+    EXPECT_EQ(writer->refusedFrames(), 2U);
+    movie.inputs[0]->ready = true;
+    writer->keepUp();
+    writer->keepUp();
+    runQueue();
+    EXPECT_THAT(times(0), ElementsAre(ms(10'000), ms(10'020)));
+    EXPECT_EQ(writer->refusedFrames(), 1U);
+}
+
 TEST_F(MovieWriterTests, TheLastPictureLastsUntilTheEnd) {
     struct Case {
         const char* what;
