@@ -9,6 +9,9 @@ namespace {
 
 /// The held last picture comes this much before the end, so that it is still part of the movie.
 constexpr CMTime holdBeforeEnd{1, 1000};
+/// Movie files count how long a picture lasts with 32 bits, of which a screen that stands still for half a
+/// day has more.
+constexpr CMTime longestFrame{3600, 1};
 /// A picture this young need not be held.
 constexpr CMTime holdAfterFrame{1, 30};
 
@@ -211,7 +214,10 @@ void MovieWriter::keepUp() {
     queue_->async([this, now = clock_.time()] {
         if (!sessionStarted_ || !isWriting()) return;
         offerRefusedFrame();
-        if (const std::optional<CMTime> offset = pauses_.offset(now)) writer_->extendSession(now - *offset);
+        const std::optional<CMTime> offset = pauses_.offset(now);
+        if (!offset) return;
+        showLastFrameAgain(now - *offset, longestFrame);
+        writer_->extendSession(now - *offset);
     });
 }
 
@@ -249,14 +255,19 @@ void MovieWriter::finishNow(const std::shared_ptr<Finishing>& finishing) {
 
 /// A screen that stood still at the end is to be seen until the end.
 void MovieWriter::holdLastFrame() {
-    if (!lastVideoFrame_ || !video_.input) return;
     const CMTime end = pauses_.pausedAt().value_or(clock_.time());
     const CMTime held = end - holdBeforeEnd;
-    const std::optional<CMTime> offset = pauses_.offset(held);
-    if (!offset) return;
-    const CMTime shifted = held - *offset;
+    if (const std::optional<CMTime> offset = pauses_.offset(held))
+        showLastFrameAgain(held - *offset, holdAfterFrame);
+}
+
+/// Unless it is younger than `age`.
+void MovieWriter::showLastFrameAgain(CMTime at, CMTime age) {
+    if (!lastVideoFrame_ || !video_.input) return;
     const CMTime last = lastVideoFrame_->presentationTimeStamp();
-    if (shifted > last + holdAfterFrame) append(shiftedBack(*lastVideoFrame_, last - shifted), video_);
+    if (at <= last + age) return;
+    const CMSampleBuffer again = shiftedBack(*lastVideoFrame_, last - at);
+    if (append(again, video_)) lastVideoFrame_ = again;
 }
 
 /// Leaves no file behind; says why.

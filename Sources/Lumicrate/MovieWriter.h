@@ -106,6 +106,7 @@ class MovieWriter final : public SCStreamOutput {
     void offerRefusedFrame();
     void finishNow(const std::shared_ptr<Finishing>& finishing);
     void holdLastFrame();
+    void showLastFrameAgain(CMTime at, CMTime age);
     std::exception_ptr discard();
 
     const CMClock& clock_;

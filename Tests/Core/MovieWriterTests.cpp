@@ -429,6 +429,17 @@ TEST_F(MovieWriterTests, AWriterThatFailsUnderAStillScreenIsNoticedToo) {
     EXPECT_THAT(movie.extensions, IsEmpty());
 }
 
+TEST_F(MovieWriterTests, AStillScreenIsShownAgainEveryHour) {
+    make();
+    screen(ms(0));
+    for (const CMTime& now : {CMTime(3600, 1), CMTime(3601, 1), CMTime(7200, 1), CMTime(7202, 1)}) {
+        clock.now = now;
+        writer->keepUp();
+        runQueue();
+    }
+    EXPECT_THAT(times(0), ElementsAre(ms(0), CMTime(3601, 1), CMTime(7202, 1)));
+}
+
 TEST_F(MovieWriterTests, KeepsUpWithTimeButForPauses) {
     make();
     const auto keepUp = [this](std::int64_t milliseconds) {

@@ -3,6 +3,7 @@
 #include "Linux/Media/IsoBmff/UnfinishedMovie.h"
 #include "Linux/Media/MovieCompletion.h"
 #include "Linux/Media/OutputFile.h"
+#include "Support/Error.h"
 
 #include <algorithm>
 #include <functional>
@@ -36,10 +37,11 @@ enum class Outcome {
     untouched,  ///< it may still be written
     completed,
     settled,  ///< there is nothing to complete
+    damaged,  ///< there is, but nobody can tell what
 };
 
-bool isEmpty(const UnfinishedMovie& movie) {
-    return std::all_of(movie.tracks.begin(), movie.tracks.end(), std::mem_fn(&SampleTable::isEmpty));
+bool hasSamples(const UnfinishedMovie& movie) {
+    return !std::all_of(movie.tracks.begin(), movie.tracks.end(), std::mem_fn(&SampleTable::isEmpty));
 }
 
 Outcome recover(const UnfinishedMovies::Movie& entry) {
@@ -52,12 +54,17 @@ Outcome recover(const UnfinishedMovies::Movie& entry) {
     const isobmff::MovieReading reading = readUnfinishedMovie(FileSource(*file));
     const auto* movie = std::get_if<UnfinishedMovie>(&reading);
     if (movie == nullptr || movie->identifier != entry.identifier) return Outcome::settled;
-    if (isEmpty(*movie)) {
+    if (movie->mediaEnd == movie->layout.media) {
         file->remove();
         return Outcome::settled;
     }
+    if (!hasSamples(*movie)) return Outcome::damaged;
     completeMovie(*file, *movie, IndexPlace::front);
     return Outcome::completed;
+}
+
+std::exception_ptr tooDamaged() {
+    return std::make_exception_ptr(PlatformError(localized("It is too damaged.")));
 }
 
 }  // namespace
@@ -71,6 +78,7 @@ std::vector<RecoveredMovie> recoverMovies(const UnfinishedMovies& unfinished) {
         try {
             const Outcome outcome = gone ? Outcome::settled : recover(entry);
             if (outcome == Outcome::completed) recovered.push_back({entry.path, nullptr});
+            if (outcome == Outcome::damaged) recovered.push_back({entry.path, tooDamaged()});
             // A file that is about to be created is not there yet.
             const bool keep =
                 outcome == Outcome::untouched || (gone && unfinished.isRecent(entry.identifier));

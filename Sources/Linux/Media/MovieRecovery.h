@@ -11,7 +11,8 @@ namespace lumicrate::media {
 
 struct RecoveredMovie {
     std::filesystem::path path;
-    /// Why it could not be completed; it then stays as it is, and is tried again the next time.
+    /// Why it could not be completed; it then stays as it is, and is tried again the next time unless it is
+    /// too damaged.
     std::exception_ptr error;
 };
 

@@ -2,7 +2,7 @@
 #include "Support/Error.h"
 #include "Tests/Linux/Media/SyntheticMovie.h"
 #include "Tests/Linux/TemporaryFolder.h"
-#include "Tests/Stage/MovieProbe.h"
+#include "Tests/Stage/MovieBoxes.h"
 
 #include <gmock/gmock.h>
 
@@ -13,11 +13,12 @@
 namespace lumicrate::media {
 namespace {
 
-using stage::Packet;
+using stage::MovieBoxes;
+using stage::MovieSample;
+using stage::MovieTrack;
 using test::SyntheticMovie;
 using test::TemporaryFolder;
-
-constexpr double frameSeconds = 1.0 / 30;
+using testing::IsEmpty;
 
 /// A movie file in a folder of its own.
 class MovieFileTests : public testing::Test {
@@ -39,13 +40,20 @@ class MovieFileTests : public testing::Test {
         while (file.backlog() > 0)
             std::this_thread::yield();
     }
-    void awaitFailure(MovieFile& file, SyntheticMovie& movie) {
+    void awaitFailure(MovieFile& file, SyntheticMovie& samples) {
         for (int frames = 30; failures_ == 0; frames += 30) {
-            movie.writeUpTo(frames);
+            samples.writeUpTo(frames);
             awaitDisk(file);
         }
     }
-    std::vector<Packet> pictures() { return stage::MovieProbe(path_).packets(0); }
+    /// The file as it is; nothing may be wrong with it, finished or not.
+    MovieBoxes movie() const {
+        MovieBoxes boxes = stage::readMovieBoxes(path_);
+        EXPECT_THAT(boxes.faults, IsEmpty());
+        return boxes;
+    }
+
+    std::size_t pictureCount() const { return movie().tracks.at(0).samples.size(); }
 
     TemporaryFolder folder_;
     std::filesystem::path path_ = folder_ / "recordings" / "movie.mp4";
@@ -61,33 +69,34 @@ class MovieFileIndexTests : public MovieFileTests,
     MovieFileIndexTests() : MovieFileTests(GetParam().first) {}
 };
 
-void expectWhole(stage::MovieProbe& probe, int frames, int sounds) {
-    EXPECT_TRUE(probe.indexInFront());
-    const std::vector<Packet> pictures = probe.packets(0);
+void expectWhole(const MovieBoxes& movie, int frames, int sounds) {
+    EXPECT_TRUE(movie.indexInFront());
+    EXPECT_FALSE(movie.isFragmented);
+    ASSERT_EQ(movie.tracks.size(), 2U);
+    const std::vector<MovieSample>& pictures = movie.tracks[0].samples;
     ASSERT_EQ(pictures.size(), static_cast<std::size_t>(frames));
     for (int i = 0; i < frames; ++i) {
-        const Packet& picture = pictures[static_cast<std::size_t>(i)];
-        ASSERT_NEAR(picture.pts, i * frameSeconds, 1e-6) << i;
-        ASSERT_EQ(static_cast<std::size_t>(picture.size), SyntheticMovie::pictureSize(i)) << i;
-        ASSERT_EQ(picture.isKey, SyntheticMovie::isKey(i)) << i;
+        const MovieSample& picture = pictures[static_cast<std::size_t>(i)];
+        ASSERT_EQ(picture.mediaTime, std::int64_t{i} * SyntheticMovie::frameTicks) << i;
+        ASSERT_EQ(picture.size, SyntheticMovie::pictureSize(i)) << i;
+        ASSERT_EQ(picture.isSync, SyntheticMovie::isKey(i)) << i;
     }
-    EXPECT_NEAR(pictures.back().duration, 0.001, 1e-6);
-    const std::vector<Packet> sound = probe.packets(1);
+    EXPECT_EQ(pictures.back().duration, SyntheticMovie::lastTicks);
+    const std::vector<MovieSample>& sound = movie.tracks[1].samples;
     ASSERT_EQ(sound.size(), static_cast<std::size_t>(sounds));
-    EXPECT_NEAR(sound.front().pts, -1024.0 / 48000, 1e-6);
-    EXPECT_NEAR(sound.back().pts, (sounds - 2) * 1024.0 / 48000, 1e-6);
+    EXPECT_NEAR(sound.front().time, -1024.0 / 48000, 1e-6);
+    EXPECT_NEAR(sound.back().time, (sounds - 2) * 1024.0 / 48000, 1e-6);
 }
 
 TEST_P(MovieFileIndexTests, TheIndexGoesInFrontHoweverLongItIs) {
     for (const int frames : {2, 15, GetParam().second}) {
         const auto file = makeFile();
-        SyntheticMovie movie(*file);
+        SyntheticMovie samples(*file);
         file->begin();
-        movie.writeUpTo(frames);
+        samples.writeUpTo(frames);
         file->finish();
-        stage::MovieProbe probe(path_);
-        expectWhole(probe, frames, movie.soundCount());
-        EXPECT_THAT(unfinished_.list(), testing::IsEmpty());
+        expectWhole(movie(), frames, samples.soundCount());
+        EXPECT_THAT(unfinished_.list(), IsEmpty());
         EXPECT_EQ(std::distance(std::filesystem::directory_iterator(path_.parent_path()), {}), 1);
         std::filesystem::remove(path_);
     }
@@ -98,94 +107,94 @@ INSTANTIATE_TEST_SUITE_P(FileSystems, MovieFileIndexTests,
 
 TEST_F(MovieFileTests, WhatIsWrittenCanBePlayedAtAnyTime) {
     const auto file = makeFile();
-    SyntheticMovie movie(*file);
+    SyntheticMovie samples(*file);
     file->begin();
-    movie.writeUpTo(95);
+    samples.writeUpTo(95);
     awaitDisk(*file);
-    EXPECT_GE(pictures().size(), 95U - 16) << "half a second behind at most";
+    EXPECT_GE(pictureCount(), 95U - 16) << "half a second behind at most";
 
     // The screen stands still from here on; the file grows longer all the same.
     for (const double second : {3.6, 3.75, 3.9}) {
         file->reach(second);
         awaitDisk(*file);
-        EXPECT_EQ(pictures().size(), 95U);
-        EXPECT_NEAR(stage::MovieProbe(path_).videoTrack().duration, second, 1e-4);
+        const MovieTrack pictures = movie().tracks.at(0);
+        EXPECT_EQ(pictures.samples.size(), 95U);
+        EXPECT_NEAR(pictures.presentedDuration, second, 1e-4);
     }
     // A picture that was under way shows how long the last one really was.
-    movie.writeUpTo(120);
+    samples.writeUpTo(120);
     awaitDisk(*file);
-    EXPECT_LE(stage::MovieProbe(path_).videoTrack().duration, 4);
+    EXPECT_EQ(movie().tracks.at(0).samples.at(94).duration, SyntheticMovie::frameTicks);
     EXPECT_THAT(unfinished_.list(), testing::SizeIs(1));
     file->finish();
-    stage::MovieProbe probe(path_);
-    expectWhole(probe, 120, movie.soundCount());
+    expectWhole(movie(), 120, samples.soundCount());
 }
 
 TEST_F(MovieFileTests, AStillEndLastsOnlyAsLongAsItWasTold) {
     const auto file = makeFile();
-    SyntheticMovie movie(*file);
+    SyntheticMovie samples(*file);
     file->begin();
-    movie.writeUpTo(30);
+    samples.writeUpTo(30);
     file->reach(40);
     file->finish();
-    EXPECT_NEAR(pictures().back().duration, 0.001, 1e-6);
+    EXPECT_EQ(movie().tracks.at(0).samples.back().duration, SyntheticMovie::lastTicks);
 }
 
 TEST_F(MovieFileTests, IsBroughtBackWhenItIsDeletedWithItsFolder) {
     const auto file = makeFile();
-    SyntheticMovie movie(*file);
+    SyntheticMovie samples(*file);
     file->begin();
-    movie.writeUpTo(60);
+    samples.writeUpTo(60);
     awaitDisk(*file);
     std::filesystem::remove_all(path_.parent_path());
-    awaitFailure(*file, movie);
+    awaitFailure(*file, samples);
     EXPECT_EQ(failure_, "The file of the recording was deleted or moved.");
     file->finish();
     EXPECT_EQ(failures_, 1);
-    EXPECT_GE(pictures().size(), 60U);
-    EXPECT_TRUE(stage::MovieProbe(path_).indexInFront());
-    EXPECT_THAT(unfinished_.list(), testing::IsEmpty());
+    EXPECT_GE(pictureCount(), 60U);
+    EXPECT_TRUE(movie().indexInFront());
+    EXPECT_THAT(unfinished_.list(), IsEmpty());
 }
 
 TEST_F(MovieFileTests, IsCompletedWhereItWasMoved) {
     const std::filesystem::path elsewhere = folder_ / "elsewhere.mp4";
     const auto file = makeFile();
-    SyntheticMovie movie(*file);
+    SyntheticMovie samples(*file);
     file->begin();
-    movie.writeUpTo(60);
+    samples.writeUpTo(60);
     awaitDisk(*file);
     std::filesystem::rename(path_, elsewhere);
-    awaitFailure(*file, movie);
+    awaitFailure(*file, samples);
     try {
         file->finish();
         FAIL() << "the caller must learn of the new place";
     } catch (const PlatformError& error) {
         EXPECT_STREQ(error.what(), "It was moved while it was being made, and is complete where it is now.");
     }
-    EXPECT_TRUE(stage::MovieProbe(elsewhere).indexInFront());
+    EXPECT_THAT(stage::faultsOf(elsewhere), IsEmpty());
     EXPECT_FALSE(std::filesystem::exists(path_));
 }
 
 TEST_F(MovieFileTests, AFolderThatCannotBeWrittenToIsNoObstacleToFinishing) {
     const auto file = makeFile();
-    SyntheticMovie movie(*file);
+    SyntheticMovie samples(*file);
     file->begin();
     std::filesystem::permissions(path_.parent_path(),
                                  std::filesystem::perms::owner_read | std::filesystem::perms::owner_exec);
-    movie.writeUpTo(60);
+    samples.writeUpTo(60);
     file->finish();
     std::filesystem::permissions(path_.parent_path(), std::filesystem::perms::owner_all);
-    EXPECT_EQ(pictures().size(), 60U);
+    EXPECT_EQ(pictureCount(), 60U);
 }
 
 TEST_F(MovieFileTests, RecordsEvenWhereNobodyCanNoteThatItDoes) {
     std::ofstream(folder_ / "unfinished") << "a file where the folder should be";
     const auto file = makeFile();
-    SyntheticMovie movie(*file);
+    SyntheticMovie samples(*file);
     file->begin();
-    movie.writeUpTo(60);
+    samples.writeUpTo(60);
     file->finish();
-    EXPECT_EQ(pictures().size(), 60U);
+    EXPECT_EQ(pictureCount(), 60U);
 }
 
 }  // namespace

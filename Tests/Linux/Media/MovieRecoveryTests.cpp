@@ -1,9 +1,10 @@
 #include "Linux/Media/IsoBmff/MovieHead.h"
 #include "Linux/Media/MovieFile.h"
 #include "Linux/Media/MovieRecovery.h"
+#include "Support/Error.h"
 #include "Tests/Linux/Media/SyntheticMovie.h"
 #include "Tests/Linux/TemporaryFolder.h"
-#include "Tests/Stage/MovieProbe.h"
+#include "Tests/Stage/MovieBoxes.h"
 
 #include <gmock/gmock.h>
 
@@ -15,7 +16,7 @@
 namespace lumicrate::media {
 namespace {
 
-using stage::Packet;
+using stage::MovieBoxes;
 using test::SyntheticMovie;
 using test::TemporaryFolder;
 using testing::IsEmpty;
@@ -24,13 +25,6 @@ using testing::SizeIs;
 std::string contentOf(const std::filesystem::path& path) {
     std::ifstream file(path, std::ios::binary);
     return {std::istreambuf_iterator<char>(file), {}};
-}
-
-std::vector<std::pair<int, bool>> samplesOf(const std::filesystem::path& path, int track) {
-    std::vector<std::pair<int, bool>> samples;
-    for (const Packet& packet : stage::MovieProbe(path).packets(track))
-        samples.emplace_back(packet.size, packet.isKey);
-    return samples;
 }
 
 class MovieRecoveryTests : public testing::Test {
@@ -46,6 +40,13 @@ class MovieRecoveryTests : public testing::Test {
             std::filesystem::last_write_time(
                 entry.path(), std::filesystem::file_time_type::clock::now() - std::chrono::hours(1));
     }
+    /// Gives the number of its pictures.
+    std::size_t expectWhole() const {
+        const MovieBoxes movie = stage::readMovieBoxes(path_);
+        EXPECT_THAT(movie.faults, IsEmpty());
+        EXPECT_TRUE(movie.indexInFront());
+        return movie.tracks.at(0).samples.size();
+    }
     std::vector<RecoveredMovie> recover() { return recoverMovies(unfinished_); }
 
     TemporaryFolder folder_;
@@ -55,17 +56,18 @@ class MovieRecoveryTests : public testing::Test {
 
 TEST_F(MovieRecoveryTests, CompletesAMovieOnceAndChangesNoSample) {
     leaveUnfinished(200);
-    const auto pictures = samplesOf(path_, 0);
-    const auto sounds = samplesOf(path_, 1);
-    ASSERT_EQ(pictures.size(), 200U);
+    const MovieBoxes before = stage::readMovieBoxes(path_);
+    EXPECT_THAT(before.faults, IsEmpty());
+    ASSERT_EQ(before.tracks.at(0).samples.size(), 200U);
 
     const std::vector<RecoveredMovie> recovered = recover();
     ASSERT_THAT(recovered, SizeIs(1));
     EXPECT_EQ(recovered[0].path, path_);
     EXPECT_FALSE(recovered[0].error);
-    EXPECT_TRUE(stage::MovieProbe(path_).indexInFront());
-    EXPECT_EQ(samplesOf(path_, 0), pictures);
-    EXPECT_EQ(samplesOf(path_, 1), sounds);
+    const MovieBoxes after = stage::readMovieBoxes(path_);
+    EXPECT_THAT(after.faults, IsEmpty());
+    EXPECT_TRUE(after.indexInFront());
+    EXPECT_THAT(differencesOf(before, after), IsEmpty());
     EXPECT_THAT(unfinished_.list(), IsEmpty());
     EXPECT_THAT(recover(), IsEmpty());
 }
@@ -75,14 +77,13 @@ TEST_F(MovieRecoveryTests, CutsOffTheBeginningOfAFragment) {
     const auto whole = std::filesystem::file_size(path_);
     std::filesystem::resize_file(path_, whole - 10);
     ASSERT_THAT(recover(), SizeIs(1));
-    const std::size_t left = samplesOf(path_, 0).size();
+    const std::size_t left = expectWhole();
     EXPECT_LT(left, 200U);
     EXPECT_GE(left, 200U - 16) << "one fragment at most";
 }
 
 TEST_F(MovieRecoveryTests, CompletesAMovieWhoseRoomWasBeingGrown) {
     leaveUnfinished(200);
-    const std::size_t before = samplesOf(path_, 0).size();
     {
         OutputFile file = OutputFile::open(path_).value();
         const std::string content = contentOf(path_);
@@ -94,8 +95,7 @@ TEST_F(MovieRecoveryTests, CompletesAMovieWhoseRoomWasBeingGrown) {
         if (!file.insertRange(header.offset, growth(layout))) GTEST_SKIP() << "nothing can be inserted here";
     }
     ASSERT_THAT(recover(), SizeIs(1));
-    EXPECT_EQ(samplesOf(path_, 0).size(), before);
-    EXPECT_TRUE(stage::MovieProbe(path_).indexInFront());
+    EXPECT_EQ(expectWhole(), 200U);
 }
 
 TEST_F(MovieRecoveryTests, LeavesAloneWhatIsStillBeingWritten) {
@@ -106,7 +106,7 @@ TEST_F(MovieRecoveryTests, LeavesAloneWhatIsStillBeingWritten) {
     EXPECT_THAT(recover(), IsEmpty());
     movie.writeUpTo(200);
     file.finish();
-    EXPECT_EQ(samplesOf(path_, 0).size(), 200U);
+    EXPECT_EQ(expectWhole(), 200U);
     EXPECT_THAT(unfinished_.list(), IsEmpty());
 }
 
@@ -117,6 +117,18 @@ TEST_F(MovieRecoveryTests, AMovieWithNothingInItGoesAway) {
     EXPECT_THAT(recover(), IsEmpty());
     EXPECT_FALSE(std::filesystem::exists(path_));
     EXPECT_THAT(unfinished_.list(), IsEmpty());
+}
+
+TEST_F(MovieRecoveryTests, AMovieThatCannotBeUnderstoodIsLeftAsItIsAndTold) {
+    leaveUnfinished(14);
+    std::string content = contentOf(path_);
+    content.replace(content.find("traf"), 4, "????");
+    std::ofstream(path_, std::ios::binary) << content;
+    const std::vector<RecoveredMovie> recovered = recover();
+    ASSERT_THAT(recovered, SizeIs(1));
+    EXPECT_EQ(localizedDescription(recovered[0].error), "It is too damaged.");
+    EXPECT_EQ(contentOf(path_), content);
+    EXPECT_THAT(recover(), IsEmpty()) << "told once";
 }
 
 TEST_F(MovieRecoveryTests, NeverTouchesAFileThatIsNotTheOneThatWasBegun) {

@@ -15,6 +15,8 @@ class SyntheticMovie {
  public:
     static constexpr std::uint32_t videoTimescale = 90000;
     static constexpr std::uint32_t frameTicks = 3000;
+    /// Of the last picture.
+    static constexpr std::uint32_t lastTicks = 90;
     static constexpr std::uint32_t aacFrame = 1024;
 
     explicit SyntheticMovie(media::MovieFile& file) : file_(file) {
@@ -55,11 +57,13 @@ class SyntheticMovie {
         data_[0] = data_[1] = data_[2] = 0;
         data_[3] = static_cast<std::uint8_t>(size - 4);
         data_[4] = isKey(index) ? 0x65 : 0x41;
-        file_.write(video_, {data_, std::int64_t{index} * frameTicks, 90, isKey(index)});
+        file_.write(video_, {data_, std::int64_t{index} * frameTicks, lastTicks, isKey(index)});
     }
 
     void writeSound() {
+        // Begins as a pair of channels, ends with the end element.
         data_.assign(soundSize(sounds_++), 0x21);
+        data_.back() = 0xe0;
         file_.write(audio_, {data_, soundTime_, aacFrame, true});
         soundTime_ += aacFrame;
     }

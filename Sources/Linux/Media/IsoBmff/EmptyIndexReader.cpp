@@ -1,5 +1,7 @@
 #include "Linux/Media/IsoBmff/EmptyIndexReader.h"
 
+#include "Linux/Media/IsoBmff/MovieIndex.h"
+
 #include <algorithm>
 #include <limits>
 #include <string>
@@ -8,8 +10,8 @@ namespace lumicrate::isobmff {
 
 namespace {
 
-/// From 1904, where the format's dates begin, to 1970.
-constexpr std::int64_t epochShift = 2'082'844'800;
+/// An AudioSpecificConfig takes a few bytes; a long one is damage.
+constexpr std::size_t longestAudioConfiguration = 64;
 
 std::vector<std::uint8_t> allOf(BoxReader reader) {
     const auto content = reader.bytes(reader.remaining());
@@ -155,6 +157,7 @@ class TrackReader {
         require(bitRate <= static_cast<std::uint32_t>(std::numeric_limits<int>::max()));
         audio.bitRate = static_cast<int>(bitRate);
         audio.configuration = allOf(descriptor(decoder, 0x05));
+        require(audio.configuration.size() <= longestAudioConfiguration);
     }
 
     bool quickTime_;

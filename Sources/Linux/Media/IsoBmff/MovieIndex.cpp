@@ -12,8 +12,6 @@ namespace lumicrate::isobmff {
 
 namespace {
 
-/// From 1904, where the format's dates begin, to 1970.
-constexpr std::int64_t epochShift = 2'082'844'800;
 /// "und", the language that is not told, five bits a letter.
 constexpr std::uint32_t undetermined = 0x55c4;
 constexpr std::uint32_t fixedOne = 0x10000;

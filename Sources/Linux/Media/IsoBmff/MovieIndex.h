@@ -13,6 +13,8 @@ namespace lumicrate::isobmff {
 
 /// Ticks a second of the movie's own clock, in which edits and durations are told.
 inline constexpr std::uint32_t movieTimescale = 90000;
+/// Seconds from 1904, where the format's dates begin, to 1970.
+inline constexpr std::int64_t epochShift = 2'082'844'800;
 
 /// Without samples, for a file of fragments. The number of a track in the file is its place, counted from 1.
 std::vector<std::uint8_t> makeEmptyIndex(const MovieDescription& movie);

@@ -140,32 +140,29 @@ class FragmentWalk {
 
     void run() {
         std::uint64_t start = movie_.layout.media;
-        movie_.mediaEnd = start;
         for (;;) {
             const auto index = file_.boxAt(start);
             if (!index || !index->is("moof") || index->size() > greatestFragmentIndex) break;
             const auto media = file_.boxAt(index->end);
             if (!media || !media->is("mdat")) break;
             start = media->end;
-            if (add(*index, *media)) movie_.mediaEnd = start;
+            add(*index, *media);
         }
-        if (!isTail(start)) movie_.mediaEnd = file_.size();
+        movie_.mediaEnd = isTail(start) ? start : file_.size();
     }
 
  private:
-    /// False where the fragment is not to be understood; nothing is added then.
-    bool add(const FileBox& index, const FileBox& media) {
+    /// Adds a fragment, unless it is damaged.
+    void add(const FileBox& index, const FileBox& media) {
         const auto bytes = file_.read(index.start, index.size());
-        if (!bytes) return false;
+        if (!bytes) return;
         const auto fragment = readFragmentIndex(*bytes, media.end - media.content, defaults_);
-        if (!fragment || fragment->sequence <= sequence_) return false;
+        if (!fragment || fragment->sequence <= sequence_) return;
         const auto& runs = fragment->runs;
-        if (!std::all_of(runs.begin(), runs.end(), [this](const auto& run) { return follows(run); }))
-            return false;
+        if (!std::all_of(runs.begin(), runs.end(), [this](const auto& run) { return follows(run); })) return;
         sequence_ = fragment->sequence;
         for (const FragmentRun& run : runs)
             movie_.tracks[run.track].addRun(index.start + run.offset, timeOf(run), run.samples);
-        return true;
     }
 
     std::int64_t timeOf(const FragmentRun& run) const {

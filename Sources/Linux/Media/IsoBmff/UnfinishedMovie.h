@@ -35,10 +35,12 @@ using MovieReading = std::variant<ForeignFile, FinishedMovie, UnfinishedMovie>;
 /// headers of boxes are read, whatever its length; memory is taken for the samples that there are and for one
 /// fragment's index, whatever the bytes say.
 ///
-/// The room may lie there as several boxes; before anything is written into it, a header over all of it must
-/// make them one. What follows the last whole fragment does not count, and a damaged fragment before that is
-/// left out alone. But where behind all fragments lies something that is neither the beginning of another one
-/// nor an index, `mediaEnd` is the file's end, so that nothing is cut off that might still be of worth.
+/// The room may lie there as several boxes; before anything is written into it, roomHeader must make them
+/// one. What was cut off behind the last whole fragment does not count. Damaged fragments are left out, they
+/// alone; their bytes still belong to the media. Where behind all fragments lies something that is neither
+/// the beginning of another one nor an index, `mediaEnd` is the file's end, so that nothing is thrown away
+/// that might still be of worth. Nothing was recorded, therefore, only if `mediaEnd` is where the media
+/// begins.
 MovieReading readUnfinishedMovie(const ByteSource& file);
 
 }  // namespace lumicrate::isobmff

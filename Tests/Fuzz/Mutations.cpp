@@ -1,0 +1,145 @@
+#include "Tests/Fuzz/Mutations.h"
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <string_view>
+
+namespace lumicrate::fuzz {
+
+namespace {
+
+constexpr std::size_t headerSize = 8;
+
+std::uint32_t numberAt(const Bytes& bytes, std::size_t at) {
+    std::uint32_t value = 0;
+    for (std::size_t i = at; i < at + 4; ++i)
+        value = value << 8 | bytes[i];
+    return value;
+}
+
+void putNumber(Bytes& bytes, std::size_t at, std::uint32_t value) {
+    for (std::size_t i = 0; i < 4 && at + i < bytes.size(); ++i)
+        bytes[at + i] = static_cast<std::uint8_t>(value >> (24 - 8 * i));
+}
+
+bool isBox(const Bytes& bytes, std::size_t at) {
+    const auto letter = [](std::uint8_t each) { return std::isalnum(each) != 0 || each == ' '; };
+    return std::all_of(bytes.begin() + static_cast<std::ptrdiff_t>(at) + 4,
+                       bytes.begin() + static_cast<std::ptrdiff_t>(at + headerSize), letter) &&
+           numberAt(bytes, at) <= bytes.size();
+}
+
+/// The length of the box that begins there, as far as it lies in the bytes.
+std::size_t boxLength(const Bytes& bytes, std::size_t at) {
+    if (at + headerSize > bytes.size()) return 0;
+    return std::min<std::size_t>(numberAt(bytes, at), bytes.size() - at);
+}
+
+}  // namespace
+
+void Mutations::apply(Bytes& input, const Bytes& other, std::size_t greatestSize) {
+    for (std::size_t count = 1 + below(8); count > 0 && !input.empty(); --count) {
+        switch (below(16)) {
+            case 0:
+            case 1:
+            case 2:
+                flipBit(input);
+                break;
+            case 3:
+            case 4:
+            case 5:
+            case 6:
+            case 7:
+            case 8:
+                changeNumber(input);
+                break;
+            case 9:
+            case 10:
+                changeSize(input);
+                break;
+            case 11:
+                changeType(input);
+                break;
+            case 12:
+                removeBox(input);
+                break;
+            case 13:
+                insertBox(input, input);
+                break;
+            case 14:
+                insertBox(input, other);
+                break;
+            default:
+                cut(input);
+        }
+    }
+    if (input.size() > greatestSize) input.resize(greatestSize);
+}
+
+/// Numbers at which things change.
+std::uint32_t Mutations::tellingNumber() {
+    constexpr std::array<std::uint32_t, 14> numbers{
+        0, 1, 2, 7, 8, 16, 0x7f, 0x80, 0xffff, 0x10000, 0x7fffffff, 0x80000000, 0xfffffff8, 0xffffffff};
+    return numbers[below(numbers.size())];
+}
+
+std::size_t Mutations::someBox(const Bytes& input) {
+    constexpr std::size_t attempts = 64;
+    if (input.size() < headerSize) return 0;
+    for (std::size_t i = 0; i < attempts; ++i) {
+        // From a random place on, since most of a file are no headers; what is zero is passed over quickly.
+        const std::size_t start = below(input.size() - headerSize + 1);
+        const std::size_t end = std::min(start + 256, input.size() - headerSize + 1);
+        for (std::size_t at = start; at < end; ++at) {
+            if (isBox(input, at)) return at;
+        }
+    }
+    return below(input.size());
+}
+
+void Mutations::flipBit(Bytes& input) {
+    const std::size_t at = (someBox(input) + below(64)) % input.size();
+    input[at] ^= static_cast<std::uint8_t>(1U << below(8));
+}
+
+void Mutations::changeNumber(Bytes& input) {
+    const std::size_t at = (someBox(input) + headerSize + 4 * below(12)) % input.size();
+    if (at + 4 > input.size()) return;
+    const auto difference = static_cast<std::uint32_t>(below(33)) - 16;
+    putNumber(input, at, below(2) == 0 ? tellingNumber() : numberAt(input, at) + difference);
+}
+
+void Mutations::changeSize(Bytes& input) {
+    const std::size_t at = someBox(input);
+    if (at + headerSize > input.size()) return;
+    const auto difference = static_cast<std::uint32_t>(below(17)) - 8;
+    putNumber(input, at, below(4) == 0 ? tellingNumber() : numberAt(input, at) + difference);
+}
+
+void Mutations::changeType(Bytes& input) {
+    const std::size_t from = someBox(input);
+    const std::size_t to = someBox(input);
+    if (std::max(from, to) + headerSize > input.size()) return;
+    putNumber(input, to + 4, numberAt(input, from + 4));
+}
+
+void Mutations::removeBox(Bytes& input) {
+    const std::size_t at = someBox(input);
+    const auto begin = input.begin() + static_cast<std::ptrdiff_t>(at);
+    input.erase(begin, begin + static_cast<std::ptrdiff_t>(boxLength(input, at)));
+}
+
+void Mutations::insertBox(Bytes& input, const Bytes& from) {
+    if (from.empty()) return;
+    const std::size_t source = someBox(from);
+    const auto begin = from.begin() + static_cast<std::ptrdiff_t>(source);
+    const Bytes box(begin, begin + static_cast<std::ptrdiff_t>(boxLength(from, source)));
+    input.insert(input.begin() + static_cast<std::ptrdiff_t>(someBox(input)), box.begin(), box.end());
+}
+
+void Mutations::cut(Bytes& input) {
+    input.resize(1 + below(input.size()));
+}
+
+}  // namespace lumicrate::fuzz

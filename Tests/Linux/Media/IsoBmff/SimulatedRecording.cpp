@@ -1,0 +1,166 @@
+#include "Tests/Linux/Media/IsoBmff/SimulatedRecording.h"
+
+#include "Linux/Media/IsoBmff/MovieIndex.h"
+
+#include <algorithm>
+#include <cmath>
+#include <random>
+
+namespace lumicrate::isobmff::test {
+
+bool MemoryFile::read(std::uint64_t offset, std::span<std::uint8_t> into) const {
+    if (offset > bytes.size() || into.size() > bytes.size() - offset) return false;
+    std::copy_n(bytes.begin() + static_cast<std::ptrdiff_t>(offset), into.size(), into.begin());
+    return true;
+}
+
+void MemoryFile::write(const Placed& placed) {
+    bytes.resize(std::max<std::size_t>(bytes.size(), placed.offset + placed.bytes.size()));
+    std::copy(placed.bytes.begin(), placed.bytes.end(),
+              bytes.begin() + static_cast<std::ptrdiff_t>(placed.offset));
+}
+
+MemoryFile MemoryFile::cut(std::uint64_t length) const {
+    return MemoryFile({bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(length)});
+}
+
+void MemoryFile::insert(std::uint64_t offset, std::uint64_t length) {
+    bytes.insert(bytes.begin() + static_cast<std::ptrdiff_t>(offset), length, 0);
+}
+
+TrackDescription screen(VideoCodec codec) {
+    TrackDescription track;
+    const std::vector<std::uint8_t> configuration{1, 0x64, 0, 0x28, 0xff, 0xe1, 0, 2, 0x67, 0x64};
+    track.media = VideoDescription{codec, 1920, 1080, configuration};
+    track.name = "Screen";
+    track.timescale = 90000;
+    return track;
+}
+
+TrackDescription sound(const std::string& name, int channels, std::uint32_t leadIn) {
+    TrackDescription track;
+    const std::vector<std::uint8_t> configuration{0x11, static_cast<std::uint8_t>(channels << 3)};
+    track.media = AudioDescription{48000, channels, 96000 * channels, configuration};
+    track.name = name;
+    track.timescale = 48000;
+    track.leadIn = leadIn;
+    return track;
+}
+
+MovieDescription movie(Brand brand, std::vector<TrackDescription> tracks) {
+    return {brand, 1'780'000'000, std::move(tracks)};
+}
+
+SimulatedRecording::SimulatedRecording(const MovieDescription& movie, std::uint64_t headSize)
+    : description_(movie),
+      layout_(makeHead(movie, testIdentifier, headSize).layout),
+      head_(makeHead(movie, testIdentifier, headSize).bytes),
+      file_(head_),
+      fragmenter_(movie, layout_.media, [this](const MediaWrite& write) {
+          file_.write(write.bytes);
+          writes_.push_back(write);
+      }) {}
+
+void SimulatedRecording::add(std::size_t track, std::uint32_t size, std::int64_t time, std::uint32_t duration,
+                             bool key) {
+    std::vector<std::uint8_t> data(size);
+    for (std::size_t i = 0; i < data.size(); ++i)
+        data[i] = static_cast<std::uint8_t>(static_cast<std::size_t>(time) + 31 * i);
+    fragmenter_.add(track, data, time, duration, key);
+}
+
+void SimulatedRecording::record(double begin, double end, std::uint32_t seed) {
+    for (std::size_t i = 0; i < description_.tracks.size(); ++i) {
+        if (description_.tracks[i].isVideo()) {
+            recordPictures(i, begin, end, seed);
+        } else {
+            recordSound(i, begin, end);
+        }
+    }
+    std::stable_sort(planned_.begin(), planned_.end(),
+                     [](const auto& one, const auto& other) { return one.second < other.second; });
+    for (const PlannedSample& each : planned_) {
+        add(each.track, each.size, each.time, each.duration, each.key);
+        reach(each.second);
+    }
+    planned_.clear();
+}
+
+void SimulatedRecording::recordPictures(std::size_t track, double begin, double end, std::uint32_t seed) {
+    std::mt19937 random(seed);
+    const double timescale = description_.tracks[track].timescale;
+    double second = begin;
+    for (std::size_t number = 0; second < end; ++number) {
+        planned_.push_back({track, static_cast<std::uint32_t>(20 + random() % 60),
+                            std::llround(second * timescale), 3000, number % 10 == 0, second});
+        second += 0.01 + static_cast<double>(random() % 400) / 1000;
+    }
+}
+
+void SimulatedRecording::recordSound(std::size_t track, double begin, double end) {
+    const TrackDescription& description = description_.tracks[track];
+    for (std::int64_t number = 0;; ++number) {
+        const std::int64_t time = std::llround(begin * description.timescale) -
+                                  static_cast<std::int64_t>(description.leadIn) + number * aacFrameLength;
+        const double second = static_cast<double>(time) / description.timescale;
+        if (second >= end) return;
+        planned_.push_back(
+            {track, static_cast<std::uint32_t>(5 + number % 7), time, aacFrameLength, true, second});
+    }
+}
+
+MemoryFile SimulatedRecording::fileAfter(std::size_t writes) const {
+    MemoryFile file(head_);
+    for (std::size_t i = 0; i < writes; ++i)
+        file.write(writes_[i].bytes);
+    return file;
+}
+
+std::vector<SampleTable> SimulatedRecording::tablesAfter(std::size_t writes, std::uint64_t length) const {
+    std::vector<SampleTable> tables(description_.tracks.size());
+    for (std::size_t i = 0; i < writes; ++i) {
+        const MediaWrite& write = writes_[i];
+        if (write.bytes.offset + write.bytes.bytes.size() > length) continue;
+        for (const MediaWrite::Run& run : write.runs)
+            tables[run.track].addRun(run.offset, run.time, run.samples);
+    }
+    for (std::size_t i = 0; i < writes; ++i) {
+        const auto& last = writes_[i].lastDuration;
+        if (last && !tables[last->track].isEmpty() && tables[last->track].lastTime() == last->time)
+            tables[last->track].setLastDuration(last->duration);
+    }
+    return tables;
+}
+
+Finishing finishing(const SimulatedRecording& recording) {
+    const auto index = makeIndex(recording.description(), recording.tables(), 0);
+    const auto filled = fillRoom(recording.layout(), index, recording.file().size());
+    return {recording.file(), filled.value(), switchToFinished(recording.layout())};
+}
+
+MemoryFile finishedInRoom(const SimulatedRecording& recording) {
+    Finishing stages = finishing(recording);
+    stages.file.write(stages.index);
+    stages.file.write(stages.switchOver);
+    return stages.file;
+}
+
+MemoryFile finishedByCopy(const SimulatedRecording& recording) {
+    const MemoryFile& file = recording.file();
+    MemoryFile copy(makeFinishedHead(recording.description(), testIdentifier, recording.tables(),
+                                     recording.layout(), file.size()));
+    const auto media = file.bytes.begin() + static_cast<std::ptrdiff_t>(recording.layout().media);
+    copy.bytes.insert(copy.bytes.end(), media, file.bytes.end());
+    return copy;
+}
+
+MemoryFile finishedBehind(const SimulatedRecording& recording) {
+    MemoryFile file = recording.file();
+    const std::uint64_t mediaEnd = file.size();
+    file.write({mediaEnd, makeIndex(recording.description(), recording.tables(), 0)});
+    file.write(mediaHeader(recording.layout(), mediaEnd));
+    file.write(switchToFinishedBehind(recording.layout()));
+    return file;
+}
+
+}  // namespace lumicrate::isobmff::test

@@ -1,0 +1,67 @@
+// MovieBoxes: reads an MP4, M4A or QuickTime file box by box, strictly, and says what is wrong with it.
+//
+// Players forgive much and each of them something else. This forgives nothing that a standard forbids, and
+// asks for what this program's files promise besides: pictures in H.264 or HEVC in BT.709 with their
+// parameter sets in front, sound in AAC, all in one file. It knows plain files, with one index of all
+// samples, and fragmented ones, where each fragment tells of its own.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+namespace lumicrate::stage {
+
+struct MovieSample {
+    std::uint64_t offset = 0;    // in the file
+    std::uint32_t size = 0;      // bytes
+    std::int64_t mediaTime = 0;  // ticks, when it is decoded, from the beginning of the media
+    std::int32_t reorder = 0;    // ticks from there to its presentation
+    std::uint32_t duration = 0;  // ticks
+    bool isSync = false;
+    std::uint64_t hash = 0;  // of its bytes
+    double time = 0;         // seconds, when it is presented, edits applied
+};
+
+struct MovieTrack {
+    std::uint32_t id = 0;
+    std::string handler;  // "vide" or "soun"
+    std::string name;     // the handler's
+    std::uint32_t timescale = 0;
+    std::uint64_t mediaDuration = 0;   // ticks, the sum of the samples' durations
+    double presentedDuration = 0;      // seconds from the movie's beginning to the track's end
+    std::vector<MovieSample> samples;  // in the order of their presentation
+
+    bool isVideo() const { return handler == "vide"; }
+};
+
+struct MovieBoxes {
+    std::vector<std::string> boxes;  // the top-level boxes' types in file order
+    std::string brand;               // the major one
+    std::int64_t created = 0;        // seconds since 1970; before 1970 when it is not told
+    double duration = 0;             // seconds, of the longest track
+    std::vector<MovieTrack> tracks;  // in file order
+    bool isFragmented = false;
+    std::vector<std::string> faults;  // sentences that name box and offset
+
+    // Whether the index of all samples stands before the first of them.
+    bool indexInFront() const;
+};
+
+enum class Ending {
+    Whole,
+    CutOff,  // the writer was killed: an incomplete last fragment is overlooked
+};
+
+// Throws std::runtime_error when the file cannot be read at all.
+MovieBoxes readMovieBoxes(const std::filesystem::path& file, Ending ending = Ending::Whole);
+// Nothing when the file is right.
+std::vector<std::string> faultsOf(const std::filesystem::path& file, Ending ending = Ending::Whole);
+
+// Where two files differ in their samples: bytes, presentation (to a tick), durations but for those of each
+// track's last sample, which may not have been known yet. Nothing if they are the same movie. A track without
+// samples counts as none.
+std::vector<std::string> differencesOf(const MovieBoxes& one, const MovieBoxes& other);
+
+}  // namespace lumicrate::stage

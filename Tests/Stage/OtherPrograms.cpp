@@ -1,0 +1,149 @@
+#include "Tests/Stage/OtherPrograms.h"
+
+#include "Tests/Stage/ChildProcess.h"
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <cstdio>
+#include <functional>
+#include <sstream>
+
+namespace lumicrate::stage {
+
+namespace {
+
+using Lines = std::vector<std::string>;
+
+Lines linesOf(const std::string& text, const std::function<bool(const std::string&)>& isWanted) {
+    Lines lines;
+    std::istringstream stream(text);
+    for (std::string line; std::getline(stream, line);) {
+        if (isWanted(line)) lines.push_back(line);
+    }
+    return lines;
+}
+
+bool isComplaint(std::string line) {
+    constexpr std::array words{"error",  "invalid",  "corrupt", "truncated", "wrong",
+                               "failed", "couldn't", "can't",   "could not", "problem"};
+    std::transform(line.begin(), line.end(), line.begin(),
+                   [](unsigned char letter) { return std::tolower(letter); });
+    return std::any_of(words.begin(), words.end(),
+                       [&](const char* word) { return line.find(word) != std::string::npos; });
+}
+
+void append(Lines& all, const std::string& program, const Lines& more) {
+    for (const std::string& line : more) {
+        all.push_back(program + ": " + line);
+    }
+}
+
+ProgramRun decode(const std::filesystem::path& file, const Lines& options) {
+    Lines command{"ffmpeg", "-v", "error", "-nostdin"};
+    command.insert(command.end(), options.begin(), options.end());
+    // Its own idea of the rate would have pictures that come at odd times fall together.
+    const Lines rest{"-i", file.string(), "-map", "0", "-enc_time_base:v", "1:90000", "-f", "null", "-"};
+    command.insert(command.end(), rest.begin(), rest.end());
+    return runToEnd(command);
+}
+
+// As fast as it goes, with nothing seen or heard.
+ProgramRun play(const std::filesystem::path& file) {
+    return runToEnd({"mpv", "--no-config", "--vo=null", "--ao=null", "--untimed", "--ao-null-untimed=yes",
+                     "--input-terminal=no", "--term-status-msg=", "--msg-level=all=error,cplayer=info",
+                     file.string()});
+}
+
+bool wasPlayedToTheEnd(const ProgramRun& played) {
+    return played.status == 0 && played.output.find("(End of file)") != std::string::npos;
+}
+
+Lines complaintsOfMediaInfo(const std::filesystem::path& file) {
+    const auto details = runToEnd({"mediainfo", "--Details=1", file.string()});
+    const auto isFault = [](const std::string& line) {
+        return isComplaint(line) || line.find("Unknown:") != std::string::npos;
+    };
+    Lines lines = linesOf(details.output, isFault);
+    if (details.output.find("MPEG-4, finished") == std::string::npos) lines.emplace_back("doesn't finish");
+    // Its conclusions, but for the extension, of which a file's name may have any or none.
+    const auto summary = runToEnd({"mediainfo", file.string()});
+    append(lines, "summary", linesOf(summary.output, [](const std::string& line) {
+               return !line.starts_with("FileExtension") && !line.starts_with("Complete name") &&
+                      (isComplaint(line) || line.find("Conformance") != std::string::npos);
+           }));
+    return lines;
+}
+
+}  // namespace
+
+ProgramRun runToEnd(std::vector<std::string> arguments, double seconds) {
+    ChildProcess::Options options;
+    options.output = ChildProcess::Output::Capture;
+    ChildProcess child(std::move(arguments), options);
+    ProgramRun run;
+    run.status = child.mustEnd(seconds).exitStatus;
+    run.output = child.standardOutput();
+    run.error = child.standardError();
+    return run;
+}
+
+std::vector<std::string> complaintsAbout(const std::filesystem::path& file) {
+    const auto all = [](const std::string&) { return true; };
+    Lines complaints;
+    const auto probed =
+        runToEnd({"ffprobe", "-v", "error", "-show_format", "-show_streams", "-show_packets", file.string()});
+    append(complaints, "ffprobe", linesOf(probed.error, all));
+    const auto decoded = decode(file, {"-xerror"});
+    append(complaints, "ffmpeg", linesOf(decoded.everything(), all));
+    if (decoded.status != 0) complaints.push_back("ffmpeg: status " + std::to_string(decoded.status));
+    append(complaints, "mediainfo", complaintsOfMediaInfo(file));
+    const auto played = play(file);
+    append(complaints, "mpv", linesOf(played.everything(), [](const std::string& line) {
+               return line.starts_with("[") || isComplaint(line);
+           }));
+    if (!wasPlayedToTheEnd(played)) complaints.push_back("mpv: doesn't play to the end");
+    return complaints;
+}
+
+std::vector<std::string> refusalsOf(const std::filesystem::path& file) {
+    Lines refusals;
+    const auto decoded = decode(file, {});
+    if (decoded.status != 0) refusals.push_back("ffmpeg: " + decoded.everything());
+    const auto played = play(file);
+    if (!wasPlayedToTheEnd(played)) refusals.push_back("mpv: " + played.everything());
+    return refusals;
+}
+
+std::vector<Atom> atomsOf(const std::filesystem::path& file) {
+    const std::string head = "Atom ";
+    constexpr std::size_t typeLength = 4;
+    const auto run = runToEnd({"AtomicParsley", file.string(), "-T"});
+    std::vector<Atom> atoms;
+    for (const std::string& line : linesOf(run.output, [](const std::string&) { return true; })) {
+        const auto begin = line.find(head);
+        if (begin == std::string::npos) continue;
+        const std::string rest = line.substr(begin + head.size());
+        unsigned long long offset = 0;
+        unsigned long long size = 0;
+        if (std::sscanf(rest.c_str() + std::min(typeLength, rest.size()), " @ %llu of size: %llu", &offset,
+                        &size) == 2)
+            atoms.push_back({rest.substr(0, typeLength), offset, size});
+    }
+    return atoms;
+}
+
+std::vector<std::string> boxTypesOf(const std::filesystem::path& file) {
+    const std::string label = " Name:";
+    const auto run = runToEnd({"mediainfo", "--Details=1", file.string()});
+    std::vector<std::string> types;
+    for (const std::string& line : linesOf(run.output, [](const std::string&) { return true; })) {
+        const auto labelled = line.find(label);
+        if (labelled == std::string::npos) continue;
+        const auto type = line.find_first_not_of(' ', labelled + label.size());
+        if (type != std::string::npos) types.push_back(line.substr(type));
+    }
+    return types;
+}
+
+}  // namespace lumicrate::stage
