@@ -39,6 +39,7 @@ struct Recipe {
     bool pictures;
     std::vector<int> channels;  ///< of each sound track
     double soundBegins = 0;     ///< seconds
+    AVVideoCodecType codec = AVVideoCodecType::h264;
 };
 
 void PrintTo(const Recipe& recipe, std::ostream* stream) {
@@ -66,7 +67,11 @@ CMTime at(double seconds) {
 /// Pictures and sound as they would come from a recording, hundredth by hundredth of a second.
 std::unique_ptr<MovieMaker> makeMovie(const Recipe& recipe) {
     std::vector<AVOutputSettings> tracks;
-    if (recipe.pictures) tracks.emplace_back(videoSettings(width, height));
+    if (recipe.pictures) {
+        AVVideoOutputSettings pictures = videoSettings(width, height);
+        pictures.codec = recipe.codec;
+        tracks.emplace_back(pictures);
+    }
     for (const int channels : recipe.channels)
         tracks.emplace_back(audioSettings(channels));
     auto maker = std::make_unique<MovieMaker>(tracks, recipe.type);
@@ -147,8 +152,10 @@ TEST_P(ValidationTests, MediaInfoSeesTheBoxes) {
               recipe().channels.size() + (recipe().pictures ? 1 : 0));
 }
 
-TEST_P(ValidationTests, AtomicParsleySeesTheBoxes) {
-    if (recipe().type == AVFileType::quickTimeMovie) GTEST_SKIP() << "it does not take QuickTime files";
+/// AtomicParsley does not take QuickTime files.
+class Mpeg4ValidationTests : public ValidationTests {};
+
+TEST_P(Mpeg4ValidationTests, AtomicParsleySeesTheBoxes) {
     std::vector<std::string> topTypes;
     std::vector<std::string> types;
     std::uint64_t end = 0;
@@ -164,18 +171,27 @@ TEST_P(ValidationTests, AtomicParsleySeesTheBoxes) {
     EXPECT_THAT(commonBoxes, IsSubsetOf(types));
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Formats, ValidationTests,
-    testing::Values(Recipe{"mp4", AVFileType::mpeg4, true, {}},
-                    Recipe{"mp4_with_sound", AVFileType::mpeg4, true, {2}},
-                    Recipe{"mp4_with_two_tracks", AVFileType::mpeg4, true, {2, 1}},
-                    Recipe{"mp4_with_late_sound", AVFileType::mpeg4, true, {2, 1}, 0.7},
-                    Recipe{"mov", AVFileType::quickTimeMovie, true, {}},
-                    Recipe{"mov_with_two_tracks", AVFileType::quickTimeMovie, true, {2, 1}},
-                    Recipe{"mov_with_late_sound", AVFileType::quickTimeMovie, true, {1}, 0.7},
-                    Recipe{"m4a", AVFileType::appleM4A, false, {2}},
-                    Recipe{"m4a_with_two_tracks", AVFileType::appleM4A, false, {2, 1}}),
-    [](const auto& each) { return std::string(each.param.name); });
+const std::array mpeg4Recipes{Recipe{"mp4", AVFileType::mpeg4, true, {}},
+                              Recipe{"mp4_with_sound", AVFileType::mpeg4, true, {2}},
+                              Recipe{"mp4_with_two_tracks", AVFileType::mpeg4, true, {2, 1}},
+                              Recipe{"mp4_with_late_sound", AVFileType::mpeg4, true, {2, 1}, 0.7},
+                              Recipe{"hevc_mp4", AVFileType::mpeg4, true, {2}, 0, AVVideoCodecType::hevc},
+                              Recipe{"m4a", AVFileType::appleM4A, false, {2}},
+                              Recipe{"m4a_with_two_tracks", AVFileType::appleM4A, false, {2, 1}}};
+
+const std::array quickTimeRecipes{
+    Recipe{"mov", AVFileType::quickTimeMovie, true, {}},
+    Recipe{"mov_with_late_sound", AVFileType::quickTimeMovie, true, {1}, 0.7},
+    Recipe{"hevc_mov", AVFileType::quickTimeMovie, true, {}, 0, AVVideoCodecType::hevc},
+    Recipe{"hevc_mov_with_two_tracks", AVFileType::quickTimeMovie, true, {2, 1}, 0, AVVideoCodecType::hevc}};
+
+std::string nameOf(const testing::TestParamInfo<Recipe>& each) {
+    return each.param.name;
+}
+
+INSTANTIATE_TEST_SUITE_P(Mpeg4, ValidationTests, testing::ValuesIn(mpeg4Recipes), nameOf);
+INSTANTIATE_TEST_SUITE_P(Mpeg4, Mpeg4ValidationTests, testing::ValuesIn(mpeg4Recipes), nameOf);
+INSTANTIATE_TEST_SUITE_P(QuickTime, ValidationTests, testing::ValuesIn(quickTimeRecipes), nameOf);
 
 }  // namespace
 }  // namespace lumicrate::media
