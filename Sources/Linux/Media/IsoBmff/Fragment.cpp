@@ -6,8 +6,6 @@ namespace lumicrate::isobmff {
 
 namespace {
 
-constexpr std::size_t alignment = 8;
-
 bool tellsDurations(const TrackRun& run) {
     const auto isDefault = [](const Sample& sample) { return sample.duration == aacFrameLength; };
     return run.video || !std::all_of(run.samples.begin(), run.samples.end(), isDefault);
@@ -16,13 +14,10 @@ bool tellsDurations(const TrackRun& run) {
 /// Writes the box "trun". `dataOffset` gets the position of the offset to be put in later; gives that of the
 /// last sample's duration.
 std::optional<std::size_t> writeRun(BoxWriter& writer, const TrackRun& run, std::size_t& dataOffset) {
-    constexpr std::uint32_t withDataOffset = 0x001;
-    constexpr std::uint32_t withDuration = 0x100;
-    constexpr std::uint32_t withSize = 0x200;
-    constexpr std::uint32_t withFlags = 0x400;
     const bool durations = tellsDurations(run);
     const auto trun = writer.fullBox(
-        "trun", 0, withDataOffset | withSize | (durations ? withDuration : 0) | (run.video ? withFlags : 0));
+        "trun", 0,
+        runHasDataOffset | runHasSizes | (durations ? runHasDurations : 0) | (run.video ? runHasFlags : 0));
     writer.u32(run.samples.size());
     dataOffset = writer.position();
     writer.u32(0);
@@ -37,7 +32,6 @@ std::optional<std::size_t> writeRun(BoxWriter& writer, const TrackRun& run, std:
 }
 
 std::optional<std::size_t> writeTrack(BoxWriter& writer, const TrackRun& run, std::size_t& dataOffset) {
-    constexpr std::uint32_t offsetsFromFragment = 0x020000;
     const auto traf = writer.box("traf");
     {
         const auto tfhd = writer.fullBox("tfhd", 0, offsetsFromFragment);
@@ -74,7 +68,8 @@ Fragment makeFragment(std::uint32_t sequence, std::span<const TrackRun> runs) {
             writer.patch32(dataOffsets[i], static_cast<std::uint32_t>(writer.position()));
             writer.bytes(runs[i].data);
         }
-        writer.zeros((alignment - writer.position() % alignment) % alignment);
+        const std::size_t beyond = writer.position() % fragmentAlignment;
+        if (beyond > 0) writer.zeros(fragmentAlignment - beyond);
     }
     fragment.bytes = writer.take();
     return fragment;

@@ -18,6 +18,17 @@ inline constexpr std::uint32_t otherSampleFlags = 0x01010000;
 /// Ticks that a sample of AAC lasts unless something else is told.
 inline constexpr std::uint32_t aacFrameLength = 1024;
 
+/// Flag of the box "tfhd": a run's data offset counts from the fragment's beginning.
+inline constexpr std::uint32_t offsetsFromFragment = 0x020000;
+/// Flags of the box "trun": what it tells, of all its samples and of each.
+inline constexpr std::uint32_t runHasDataOffset = 0x001;
+inline constexpr std::uint32_t runHasDurations = 0x100;
+inline constexpr std::uint32_t runHasSizes = 0x200;
+inline constexpr std::uint32_t runHasFlags = 0x400;
+
+/// A fragment's length is a multiple of this; less than this of its end is unused.
+inline constexpr std::size_t fragmentAlignment = 8;
+
 /// Samples of one track that follow one another.
 struct TrackRun {
     std::size_t track = 0;  ///< its place in the movie
@@ -41,7 +52,7 @@ struct Fragment {
     std::vector<Place> places;  ///< as the runs
 };
 
-/// `sequence` counts a movie's fragments from 1. The length is a multiple of eight.
+/// `sequence` counts a movie's fragments from 1.
 Fragment makeFragment(std::uint32_t sequence, std::span<const TrackRun> runs);
 
 /// The box "sbgp" that has `sampleCount` samples of AAC belong to their track's one roll group.

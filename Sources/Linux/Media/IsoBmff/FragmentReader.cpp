@@ -1,23 +1,16 @@
 #include "Linux/Media/IsoBmff/FragmentReader.h"
 
+#include "Linux/Media/IsoBmff/Fragment.h"
+
 namespace lumicrate::isobmff {
 
 namespace {
 
-constexpr std::uint32_t offsetsFromFragment = 0x020000;
-constexpr std::uint32_t withDataOffset = 0x001;
-constexpr std::uint32_t withDuration = 0x100;
-constexpr std::uint32_t withSize = 0x200;
-constexpr std::uint32_t withFlags = 0x400;
-
-/// A fragment ends with so many unused bytes less one at most.
-constexpr std::uint64_t alignment = 8;
-
 void readSamples(BoxReader trun, const SampleDefaults& defaults, FragmentRun& run) {
     const std::uint32_t flags = trun.fullBoxHeader().flags;
-    require((flags & ~(withDuration | withFlags)) == (withDataOffset | withSize));
-    const bool durations = (flags & withDuration) != 0;
-    const bool sampleFlags = (flags & withFlags) != 0;
+    require((flags & ~(runHasDurations | runHasFlags)) == (runHasDataOffset | runHasSizes));
+    const bool durations = (flags & runHasDurations) != 0;
+    const bool sampleFlags = (flags & runHasFlags) != 0;
     const std::size_t sampleSize = 4 + (durations ? 4 : 0) + (sampleFlags ? 4 : 0);
 
     const std::uint64_t count = trun.u32();
@@ -67,7 +60,7 @@ FragmentIndex read(std::span<const std::uint8_t> moof, std::uint64_t mediaSize,
         index.runs.push_back(std::move(run));
     }
     const std::uint64_t mediaEnd = mediaStart + mediaSize;
-    require(!index.runs.empty() && offset <= mediaEnd && mediaEnd - offset < alignment);
+    require(!index.runs.empty() && offset <= mediaEnd && mediaEnd - offset < fragmentAlignment);
     return index;
 }
 
