@@ -84,6 +84,7 @@ class TrackWriter {
         const auto trak = writer_.box("trak");
         writeHeader();
         writeEdits(table == nullptr);
+        if (table != nullptr && !track_.isVideo()) writeTitle();
         const auto mdia = writer_.box("mdia");
         writeMediaHeader();
         writeHandler();
@@ -137,6 +138,13 @@ class TrackWriter {
         writer_.wide(duration, large);
         writer_.wide(mediaTime, large);
         writer_.u32(fixedOne);  // the rate
+    }
+
+    /// Players that let one choose among tracks show this, and not the handler's name.
+    void writeTitle() {
+        const auto udta = writer_.box("udta");
+        const auto name = writer_.box("name");
+        writer_.text(track_.name);
     }
 
     void writeMediaHeader() {
