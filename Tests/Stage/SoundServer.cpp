@@ -70,6 +70,13 @@ void leaveDevicesAlone(const std::filesystem::path& configuration) {
     disable("bluetooth.lua.d", {"bluez_monitor"});
 }
 
+// Server and clients make the folder of their socket when it is missing, and the server gives up when a
+// client has been quicker by a hair.
+void makePulseFolder(const std::filesystem::path& runtimeFolder) {
+    std::filesystem::create_directories(runtimeFolder / "pulse");
+    std::filesystem::permissions(runtimeFolder / "pulse", std::filesystem::perms::owner_all);
+}
+
 }  // namespace
 
 SoundServer::SoundServer() : ownSession_(std::make_unique<Session>()), session_(ownSession_.get()) {
@@ -82,6 +89,7 @@ SoundServer::SoundServer(const Session& session) : session_(&session) {
 
 void SoundServer::start() {
     leaveDevicesAlone(session_->environment().at("XDG_CONFIG_HOME").value());
+    makePulseFolder(session_->runtimeFolder());
     server_ = startDaemon("pipewire");
     awaitSocket();
     manager_ = startDaemon("wireplumber");
