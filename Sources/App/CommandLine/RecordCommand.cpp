@@ -181,7 +181,8 @@ class Recording {
         line_.clear();
         if (recorder_.refusedFrames() > 0) {
             say(fmt::format(
-                fmt::runtime(localized("{} pictures are missing because the computer was too busy.")),
+                fmt::runtime(
+                    localized("{} pictures are missing because the computer or its disk couldn't keep up.")),
                 recorder_.refusedFrames()));
         }
         for (const std::string& notice : *recorder_.notices)
