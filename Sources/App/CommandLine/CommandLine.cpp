@@ -9,6 +9,7 @@
 #include <fmt/format.h>
 
 #include <array>
+#include <csignal>
 #include <cstdio>
 
 namespace lumicrate::app {
@@ -35,6 +36,12 @@ void printHelp() {
     fmt::print("\n{}\n", localized("“lumicrate COMMAND --help” tells more. --version prints the version."));
 }
 
+/// A file that reaches the size allowed to this user is to be an error as a full disk is, and not the end of
+/// the program.
+void outliveFileSizeLimit() {
+    std::signal(SIGXFSZ, SIG_IGN);
+}
+
 int dispatch(const std::vector<std::string>& arguments) {
     if (arguments.empty() || arguments.front() == "--help" || arguments.front() == "help") {
         printHelp();
@@ -46,6 +53,7 @@ int dispatch(const std::vector<std::string>& arguments) {
     }
     for (const Command& each : commands) {
         if (arguments.front() != each.name) continue;
+        outliveFileSizeLimit();
         finishInterruptedRecordings();
         return each.run({arguments.begin() + 1, arguments.end()});
     }

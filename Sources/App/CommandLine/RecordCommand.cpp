@@ -209,12 +209,6 @@ void preferSmallPages() {
     prctl(PR_SET_THP_DISABLE, 1, 0, 0, 0);
 }
 
-/// A file that reaches the size allowed to this user is to end the recording as a full disk does, and not the
-/// program.
-void outliveFileSizeLimit() {
-    std::signal(SIGXFSZ, SIG_IGN);
-}
-
 void printHelp() {
     fmt::print(
         "{}\n\n{}\n{}\n", localized("Usage: lumicrate record [OPTIONS]"),
@@ -238,7 +232,6 @@ int runRecordCommand(const std::vector<std::string>& arguments) {
         return exitDone;
     }
     preferSmallPages();
-    outliveFileSizeLimit();
     // Before any thread is started, so that all of them leave the signals to the recording.
     Signals::block({SIGINT, SIGTERM, SIGHUP, SIGUSR1});
     Services services;

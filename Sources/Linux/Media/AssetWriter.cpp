@@ -27,8 +27,8 @@ std::unique_ptr<AVAssetWriter> makeAssetWriter(const std::filesystem::path& url,
 
 AssetWriter::AssetWriter(const std::filesystem::path& url, AVFileType fileType,
                          const UnfinishedMovies& unfinished)
-    : url_(url), fileType_(fileType), file_(std::make_unique<MovieFile>(url, fileType, unfinished)) {
-    file_->setOnFailure([this](const std::exception_ptr& error) { state_.interrupt(error); });
+    : url_(url), fileType_(fileType), file_(url, fileType, unfinished) {
+    file_.setOnFailure([this](const std::exception_ptr& error) { state_.interrupt(error); });
 }
 
 AssetWriter::~AssetWriter() {
@@ -42,7 +42,7 @@ AssetWriter::~AssetWriter() {
 }
 
 void AssetWriter::setShouldOptimizeForNetworkUse(bool indexInFront) {
-    file_->setIndexPlace(indexInFront ? IndexPlace::front : IndexPlace::end);
+    file_.setIndexPlace(indexInFront ? IndexPlace::front : IndexPlace::end);
 }
 
 bool AssetWriter::canAddInput(const AVOutputSettings& settings) const {
@@ -72,8 +72,8 @@ bool AssetWriter::startWriting() {
     if (status() != AVAssetWriterStatus::unknown) return false;
     try {
         for (const auto& input : inputs_)
-            input->encoder().open(*file_);
-        file_->begin();
+            input->encoder().open(file_);
+        file_.begin();
     } catch (...) {
         state_.fail(std::current_exception());
         return false;
@@ -94,7 +94,7 @@ void AssetWriter::setOnInterruption(std::function<void(std::exception_ptr)> sink
 
 void AssetWriter::extendSession(CMTime sourceTime) {
     const std::optional<CMTime> start = state_.sessionStart();
-    if (start && state_.isWriting()) file_->reach((sourceTime - *start).seconds());
+    if (start && state_.isWriting()) file_.reach((sourceTime - *start).seconds());
 }
 
 void AssetWriter::finishWriting(std::function<void()> completion) {
@@ -118,11 +118,11 @@ void AssetWriter::complete() {
     if (!state_.isWriting()) return;
     finishTracks();
     try {
-        file_->finish();
+        file_.finish();
         state_.advance(AVAssetWriterStatus::writing, AVAssetWriterStatus::completed);
     } catch (...) {
         // Where nothing could be kept, what went wrong first is the reason.
-        const std::exception_ptr first = file_->isEmpty() ? state_.interruption() : nullptr;
+        const std::exception_ptr first = file_.isEmpty() ? state_.interruption() : nullptr;
         state_.fail(first ? first : std::current_exception());
     }
 }
@@ -147,7 +147,7 @@ void AssetWriter::cancelWriting() {
     if (finisher_.joinable()) return;
     if (!state_.advance(AVAssetWriterStatus::writing, AVAssetWriterStatus::cancelled)) return;
     abandonInputs();
-    file_->discard();
+    file_.discard();
 }
 
 /// Ends the inputs' threads.

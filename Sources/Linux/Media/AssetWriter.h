@@ -49,7 +49,7 @@ class AssetWriter final : public AVAssetWriter {
     AVFileType fileType_;
     WritingState state_;
     bool hasVideo_ = false;
-    std::unique_ptr<MovieFile> file_;
+    MovieFile file_;
     std::vector<std::unique_ptr<AssetWriterInput>> inputs_;
     std::thread finisher_;
 };

@@ -76,9 +76,8 @@ void MovieFile::begin() {
     lastDurations_.resize(movie_.tracks.size());
     createFile();
     movie_.mediaEnd = movie_.layout.media;
-    capacity_ = std::clamp(static_cast<std::size_t>(static_cast<double>(bitRate_) / 8 * bufferSeconds),
-                           leastBuffer, greatestBuffer);
-    disk_ = std::make_unique<WriteBehind>(*file_, capacity_,
+    const auto buffer = static_cast<std::size_t>(static_cast<double>(bitRate_) / 8 * bufferSeconds);
+    disk_ = std::make_unique<WriteBehind>(*file_, std::clamp(buffer, leastBuffer, greatestBuffer),
                                           [this](const std::exception_ptr& error) { fail(error); });
     fragmenter_ = std::make_unique<isobmff::MovieFragmenter>(
         movie_.description, movie_.layout.media,
@@ -120,7 +119,7 @@ void MovieFile::reach(double second) {
 }
 
 double MovieFile::backlog() const {
-    return static_cast<double>(disk_->backlog()) / static_cast<double>(capacity_);
+    return disk_->fill();
 }
 
 /// Under the fragmenter's lock, so that what comes from several threads is written in order.

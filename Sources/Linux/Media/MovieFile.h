@@ -88,7 +88,6 @@ class MovieFile {
     std::function<void(std::exception_ptr)> onFailure_;
     IndexPlace indexPlace_ = IndexPlace::front;
     std::int64_t bitRate_ = 0;
-    std::size_t capacity_ = 0;
     std::optional<OutputFile> file_;
 
     /// Of the samples on their way to the disk.

@@ -40,7 +40,7 @@ class WriteBehind {
     WriteBehind& operator=(const WriteBehind&) = delete;
 
     /// Never waits and refuses nothing, for what has been encoded must not be lost: the owner takes nothing
-    /// new in while isFull(), and then at most the capacity and one append are held here.
+    /// new in while fill() is 1 or more, and then at most the capacity and one append are held here.
     void append(std::uint64_t offset, std::vector<std::uint8_t> bytes, Written written = {});
     /// Overwrites a few bytes, after all appends so far. A patch of the same place takes the turn of one that
     /// no append has followed yet, so patches do not pile up.
@@ -48,7 +48,8 @@ class WriteBehind {
 
     /// Bytes that wait or are being written.
     std::size_t backlog() const;
-    bool isFull() const { return backlog() >= capacity_; }
+    /// The same as a share of the capacity.
+    double fill() const { return static_cast<double>(backlog()) / static_cast<double>(capacity_); }
 
     /// Waits until nothing waits any more and no callback runs; false when the writing has failed.
     bool drain();
