@@ -42,6 +42,10 @@ Rect CaptureKit::CGDisplayBounds(std::uint32_t displayID) const {
     }
 }
 
+std::optional<Rect> CaptureKit::windowBounds(std::uint32_t /*windowID*/) const {
+    return std::nullopt;
+}
+
 void CaptureKit::getShareableContent(ContentHandler handler) const {
     try {
         handler({displays(), {}}, nullptr);

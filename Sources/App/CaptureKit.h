@@ -16,6 +16,7 @@ class CaptureKit final : public ScreenCaptureKit {
     bool CGPreflightScreenCaptureAccess() const override;
     std::uint32_t CGMainDisplayID() const override;
     Rect CGDisplayBounds(std::uint32_t displayID) const override;
+    std::optional<Rect> windowBounds(std::uint32_t windowID) const override;
     void getShareableContent(ContentHandler handler) const override;
     std::unique_ptr<SCStream> makeStream(const SCContentFilter& filter,
                                          const SCStreamConfiguration& configuration,

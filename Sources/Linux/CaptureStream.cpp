@@ -42,8 +42,9 @@ std::exception_ptr CaptureStream::startParts() {
         Part& part = *each;
         try {
             part.source->start(
-                [this, type = part.type](const CMSampleBuffer& sample) { deliver(type, sample); },
-                [this, &part](const std::exception_ptr& error) { partFailed(part, error); });
+                {[this, type = part.type](const CMSampleBuffer& sample) { deliver(type, sample); },
+                 [this, &part](const std::exception_ptr& error) { partFailed(part, error); },
+                 [this](std::string sentence) { delegate_.didNotice(std::move(sentence)); }});
         } catch (...) {
             return std::current_exception();
         }

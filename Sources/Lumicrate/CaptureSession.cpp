@@ -8,7 +8,8 @@ CaptureSession::CaptureSession(const MovieWriter::Settings& settings, const SCCo
                                const SCStreamConfiguration& configuration,
                                const MovieWriter::Services& services, ScreenCaptureKit& capture,
                                Executor& executor, Handlers handlers)
-    : executor_(executor),
+    : configuration_(configuration),
+      executor_(executor),
       handlers_(std::move(handlers)),
       self_(std::make_shared<CaptureSession*>(this)),
       writer_(settings, services, [report = reporter()](const std::exception_ptr& reason) {
@@ -35,6 +36,14 @@ Task<void> CaptureSession::start() {
     if (error) std::rethrow_exception(error);
 }
 
+Task<void> CaptureSession::setSourceRect(Rect sourceRect) {
+    configuration_.sourceRect = sourceRect;
+    const Completion<bool> updated(executor_);
+    stream_->updateConfiguration(configuration_,
+                                 [updated](const std::exception_ptr&) { updated.resolve(true); });
+    co_await updated;
+}
+
 Task<void> CaptureSession::stop() {
     const Completion<bool> stopped(executor_);
     stream_->stopCapture([stopped](const std::exception_ptr&) { stopped.resolve(true); });
@@ -55,6 +64,10 @@ std::function<void(CaptureSession::Report)> CaptureSession::reporter() const {
             if (const auto self = weak.lock()) report((*self)->handlers_);
         });
     };
+}
+
+void CaptureSession::didNotice(std::string sentence) {
+    reporter()([sentence = std::move(sentence)](const Handlers& known) { known.onNotice(sentence); });
 }
 
 void CaptureSession::didStopWithError(std::exception_ptr error) {

@@ -10,6 +10,7 @@
 #include <exception>
 #include <functional>
 #include <memory>
+#include <string>
 
 namespace lumicrate {
 
@@ -21,6 +22,8 @@ class CaptureSession final : private SCStreamDelegate {
     struct Handlers {
         /// The stream ended by itself.
         std::function<void(const std::exception_ptr& error)> onStopped;
+        /// Capture goes on, but the user is to be told something at the end.
+        std::function<void(const std::string& sentence)> onNotice;
         /// The movie cannot go on; it is to be finished.
         std::function<void(const std::exception_ptr& reason)> onInterruption;
         /// 0 … 1; empty when nobody wants to know.
@@ -37,6 +40,9 @@ class CaptureSession final : private SCStreamDelegate {
 
     /// Throws the platform's error.
     Task<void> start();
+    /// Shows another part of the content, points, in pictures of the same size. What the stream has against
+    /// it changes nothing.
+    Task<void> setSourceRect(Rect sourceRect);
     /// Capture has ended afterwards, also when the stream says that it could not be stopped.
     Task<void> stop();
     /// Completes the movie. Throws the error that spoilt it.
@@ -52,9 +58,11 @@ class CaptureSession final : private SCStreamDelegate {
 
  private:
     void didStopWithError(std::exception_ptr error) override;
+    void didNotice(std::string sentence) override;
     using Report = std::function<void(const Handlers& handlers)>;
     std::function<void(Report)> reporter() const;
 
+    SCStreamConfiguration configuration_;
     Executor& executor_;
     Handlers handlers_;
     // What other threads post finds the session through this, or finds it gone.

@@ -5,6 +5,7 @@
 #include "Support/Geometry.h"
 #include "Support/Text.h"
 
+#include <algorithm>
 #include <chrono>
 #include <utility>
 
@@ -142,6 +143,7 @@ void ScreenRecorder::start(bool usingSavedArea) {
 void ScreenRecorder::begin(Task<void> steps) {
     errorMessage = std::nullopt;
     notices = std::vector<std::string>();
+    noticed_.clear();
     startGivenUp_ = false;
     starting_ = RunningTask(services_.executor, std::move(steps));
 }
@@ -335,9 +337,14 @@ void ScreenRecorder::beginStopping() {
 void ScreenRecorder::noteSleep() {
     const auto slept = services_.process.timeAsleep() - asleepBefore_;
     if (slept < noticeableSleep) return;
-    notices = std::vector{localized("The computer slept for ") +
-                          formatElapsed(std::chrono::duration<double>(slept).count()) +
-                          localized(" during the recording; that time was left out.")};
+    notice(localized("The computer slept for ") +
+           formatElapsed(std::chrono::duration<double>(slept).count()) +
+           localized(" during the recording; that time was left out."));
+}
+
+/// Told when the recording has ended; what happens again and again, once.
+void ScreenRecorder::notice(const std::string& sentence) {
+    if (std::find(noticed_.begin(), noticed_.end(), sentence) == noticed_.end()) noticed_.push_back(sentence);
 }
 
 Task<void> ScreenRecorder::finishRecording() {
@@ -384,6 +391,7 @@ void ScreenRecorder::comeToRest() {
     output_.reset();
     optionsOverride_.reset();
     outputOverride_.reset();
+    notices = std::exchange(noticed_, {});
     recordsMicrophone = false;
     microphoneMuted = false;
     microphoneLevel = 0.0F;

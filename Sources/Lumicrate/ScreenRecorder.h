@@ -186,6 +186,7 @@ class ScreenRecorder {
     void interrupt(const std::optional<std::string>& reason);
     FreeSpaceGuard freeSpace() const;
     void noteSleep();
+    void notice(const std::string& sentence);
 
     // Stopping.
     void beginStopping();
@@ -202,6 +203,7 @@ class ScreenRecorder {
     std::unique_ptr<NSActivity> sleepActivity_;
     std::uint64_t refusedFramesBefore_ = 0;
     std::chrono::nanoseconds asleepBefore_{};
+    std::vector<std::string> noticed_;  ///< of the recording under way
     bool countdownHasPanel_ = false;
     bool startGivenUp_ = false;
     // What is bound outside finds the recorder through this, or finds it gone.

@@ -129,6 +129,7 @@ std::unique_ptr<CaptureSession> ScreenRecorder::makeSession(const RecordingOptio
     handlers.onInterruption = [this](const std::exception_ptr& reason) {
         interrupt(localizedDescription(reason));
     };
+    handlers.onNotice = [this](const std::string& sentence) { notice(sentence); };
     if (services_.defaults.boolForKey(preference::webcamMicLevel)) {
         handlers.onMicrophoneLevel = [this](float level) { microphoneLevelChanged(level); };
     }

@@ -120,13 +120,16 @@ class SCStreamError : public PlatformError {
     using PlatformError::PlatformError;
 };
 
-/// Hears of a stream's end.
+/// Hears of what happens to a stream.
 class SCStreamDelegate {
  public:
     virtual ~SCStreamDelegate() = default;
     /// The stream ended by itself. Any thread; at most once a stream, and never after stopCapture has
     /// completed.
     virtual void didStopWithError(std::exception_ptr error) = 0;
+    /// The stream goes on, but what it captures is not as expected: `sentence` tells the user. Any thread;
+    /// never after stopCapture has completed.
+    virtual void didNotice(std::string sentence) = 0;
 };
 
 /// A running or startable capture. Operations on the main thread; completions are called once, on any thread,
@@ -157,6 +160,8 @@ class ScreenCaptureKit {
     virtual std::uint32_t CGMainDisplayID() const = 0;
     /// A display's frame now; an empty rectangle for an unknown display.
     virtual Rect CGDisplayBounds(std::uint32_t displayID) const = 0;
+    /// A window's frame now, as in the shareable content; nothing when it is not on the screen.
+    virtual std::optional<Rect> windowBounds(std::uint32_t windowID) const = 0;
     /// Fetches what can be captured; the handler is called once, on any thread.
     virtual void getShareableContent(ContentHandler handler) const = 0;
     /// `delegate` must outlive the stream.

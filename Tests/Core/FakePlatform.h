@@ -210,6 +210,8 @@ struct FakeStreamRecord {
     SCStreamDelegate* delegate = nullptr;
     SCStream::CompletionHandler started;
     SCStream::CompletionHandler stopped;
+    std::vector<SCStreamConfiguration> updates;
+    std::exception_ptr updateError;
     bool alive = true;
 };
 
@@ -231,8 +233,10 @@ class FakeStream final : public SCStream {
         record_->stopped = std::move(completion);
         if (completesAtOnce_) record_->stopped(nullptr);
     }
-    void updateConfiguration(const SCStreamConfiguration&, CompletionHandler completion) override {
-        completion(nullptr);
+    void updateConfiguration(const SCStreamConfiguration& configuration,
+                             CompletionHandler completion) override {
+        record_->updates.push_back(configuration);
+        completion(record_->updateError);
     }
 
  private:
@@ -244,7 +248,16 @@ class FakeCapture final : public ScreenCaptureKit {
  public:
     bool CGPreflightScreenCaptureAccess() const override { return access; }
     std::uint32_t CGMainDisplayID() const override { return mainDisplayID; }
-    Rect CGDisplayBounds(std::uint32_t) const override { return {}; }
+    Rect CGDisplayBounds(std::uint32_t displayID) const override {
+        for (const SCDisplay& each : content.displays)
+            if (each.displayID == displayID) return each.frame;
+        return {};
+    }
+    std::optional<Rect> windowBounds(std::uint32_t windowID) const override {
+        for (const SCWindow& each : content.windows)
+            if (each.windowID == windowID) return each.frame;
+        return std::nullopt;
+    }
     void getShareableContent(ContentHandler handler) const override {
         if (contentWaits) {
             waiting = std::move(handler);

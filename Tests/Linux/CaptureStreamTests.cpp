@@ -37,19 +37,17 @@ struct Script {
     bool startFails = false;
     bool updateFails = false;
     bool failsWhileStarting = false;
-    SampleSource::SampleHandler onSample{};
-    SampleSource::FailureHandler onFailure{};
+    SampleSource::Handlers handlers{};
 };
 
 class ScriptedSource final : public SampleSource {
  public:
     explicit ScriptedSource(Script& script) : script_(script) {}
 
-    void start(SampleHandler onSample, FailureHandler onFailure) override {
+    void start(Handlers handlers) override {
         if (script_.startFails) throw PlatformError("no " + script_.name);
         script_.log.push_back("start " + script_.name);
-        script_.onSample = std::move(onSample);
-        script_.onFailure = std::move(onFailure);
+        script_.handlers = std::move(handlers);
         if (script_.failsWhileStarting) {
             std::thread([this] { fail(); }).join();
         }
@@ -61,7 +59,9 @@ class ScriptedSource final : public SampleSource {
     }
 
  private:
-    void fail() { script_.onFailure(std::make_exception_ptr(PlatformError("lost " + script_.name))); }
+    void fail() {
+        script_.handlers.onFailure(std::make_exception_ptr(PlatformError("lost " + script_.name)));
+    }
 
     Script& script_;
 };
@@ -72,13 +72,14 @@ class BusySource final : public SampleSource {
     explicit BusySource(std::atomic<int>& captured) : captured_(captured) {}
     ~BusySource() override { stop(); }
 
-    void start(SampleHandler onSample, FailureHandler) override {
-        thread_ = std::jthread([this, onSample = std::move(onSample)](const std::stop_token& stopped) {
-            while (!stopped.stop_requested()) {
-                onSample(sampleAt(++captured_));
-                std::this_thread::yield();
-            }
-        });
+    void start(Handlers handlers) override {
+        thread_ =
+            std::jthread([this, onSample = std::move(handlers.onSample)](const std::stop_token& stopped) {
+                while (!stopped.stop_requested()) {
+                    onSample(sampleAt(++captured_));
+                    std::this_thread::yield();
+                }
+            });
     }
     void stop() override { thread_ = {}; }
     void update(const SCStreamConfiguration&) override {}
@@ -109,7 +110,9 @@ class Receiver final : public SCStreamOutput {
 class Delegate final : public SCStreamDelegate {
  public:
     void didStopWithError(std::exception_ptr error) override { told.push_back(localizedDescription(error)); }
+    void didNotice(std::string sentence) override { noticed.push_back(std::move(sentence)); }
     std::vector<std::string> told;
+    std::vector<std::string> noticed;
 };
 
 /// Runs an operation and waits for its completion; the error's sentence, or "done".
@@ -147,7 +150,7 @@ class CaptureStreamTests : public testing::Test {
         return outcome([&](auto completion) { stream.updateConfiguration(configuration, completion); });
     }
     static void fail(const Script& source) {
-        source.onFailure(std::make_exception_ptr(PlatformError("lost " + source.name)));
+        source.handlers.onFailure(std::make_exception_ptr(PlatformError("lost " + source.name)));
     }
 
     std::vector<std::string> log;
@@ -166,10 +169,10 @@ TEST_F(CaptureStreamTests, SoundRunsBeforeThePictureAndSamplesGoWhereTheyBelong)
     stream->addStreamOutput(other, screen, otherQueue);
     EXPECT_EQ(start(*stream), "done");
     EXPECT_THAT(log, ElementsAre("start system", "start voice", "start picture"));
-    picture.onSample(sampleAt(1));
-    system.onSample(sampleAt(2));
-    voice.onSample(sampleAt(3));
-    picture.onSample(sampleAt(4));
+    picture.handlers.onSample(sampleAt(1));
+    system.handlers.onSample(sampleAt(2));
+    voice.handlers.onSample(sampleAt(3));
+    picture.handlers.onSample(sampleAt(4));
     log.clear();
     EXPECT_EQ(stop(*stream), "done");
     EXPECT_THAT(log, ElementsAre("stop picture", "stop voice", "stop system"));
@@ -206,7 +209,7 @@ TEST_F(CaptureStreamTests, AFailureIsToldOnceAndTheOthersGoOn) {
     fail(voice);
     fail(system);
     EXPECT_THAT(delegate.told, ElementsAre("lost voice"));
-    picture.onSample(sampleAt(5));
+    picture.handlers.onSample(sampleAt(5));
     EXPECT_EQ(update(*stream), "done");
     EXPECT_THAT(log, ElementsAre("update picture 640"));
     stop(*stream);
@@ -238,8 +241,8 @@ TEST_F(CaptureStreamTests, PicturesDoNotPileUpAndStoppingWaitsForThoseHandedOver
     const auto stream = make(3);
     start(*stream);
     for (int i = 1; i <= 10; ++i) {
-        picture.onSample(sampleAt(i));
-        system.onSample(sampleAt(i));
+        picture.handlers.onSample(sampleAt(i));
+        system.handlers.onSample(sampleAt(i));
     }
     std::promise<void> stopped;
     auto done = stopped.get_future();
@@ -255,7 +258,7 @@ TEST_F(CaptureStreamTests, ThereIsRoomAgainWhenPicturesAreWorkedOff) {
     const auto stream = make(1);
     start(*stream);
     for (int i = 1; i <= 5; ++i) {
-        picture.onSample(sampleAt(i));
+        picture.handlers.onSample(sampleAt(i));
         outcome([this](auto completion) { queue.async([completion] { completion(nullptr); }); });
     }
     stop(*stream);
@@ -267,7 +270,7 @@ TEST_F(CaptureStreamTests, WithoutOutputsStoppingCompletesToo) {
     sources.emplace_back(screen, std::make_unique<ScriptedSource>(picture));
     CaptureStream stream(std::move(sources), delegate, 8);
     start(stream);
-    picture.onSample(sampleAt(1));
+    picture.handlers.onSample(sampleAt(1));
     EXPECT_EQ(stop(stream), "done");
 }
 

@@ -22,7 +22,7 @@ std::unique_ptr<SampleSource> AudioSource::microphone(std::optional<std::string>
     return std::unique_ptr<SampleSource>(new AudioSource(Kind::microphone, std::move(id), channels));
 }
 
-void AudioSource::start(SampleHandler onSample, FailureHandler /*onFailure*/) {
+void AudioSource::start(Handlers handlers) {
     auto session = std::make_unique<Session>();
     auto watch = std::make_unique<GraphWatch>(*session);
     const Graph graph = watch->graph();
@@ -37,8 +37,8 @@ void AudioSource::start(SampleHandler onSample, FailureHandler /*onFailure*/) {
             graph.microphones, [&](const CaptureDevice& device) { return device.id == id_; });
         if (isConnected) format.device = id_;
     }
-    stream_ =
-        std::make_unique<AudioStream>(std::move(session), std::move(watch), format, std::move(onSample));
+    stream_ = std::make_unique<AudioStream>(std::move(session), std::move(watch), format,
+                                            std::move(handlers.onSample));
 }
 
 void AudioSource::stop() {

@@ -28,7 +28,7 @@ class AudioSource final : public SampleSource {
 
     /// Returns when sound flows, or after a second: it may come later. Throws PlatformError when there is no
     /// server, no output or no microphone.
-    void start(SampleHandler onSample, FailureHandler onFailure) override;
+    void start(Handlers handlers) override;
     /// Waits up to a tenth of a second for the sound captured until now.
     void stop() override;
     /// Nothing of a configuration can change while sound is captured.

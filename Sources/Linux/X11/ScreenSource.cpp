@@ -53,9 +53,8 @@ ScreenSource::~ScreenSource() {
     stop();
 }
 
-void ScreenSource::start(SampleHandler onSample, FailureHandler onFailure) {
-    onSample_ = std::move(onSample);
-    onFailure_ = std::move(onFailure);
+void ScreenSource::start(Handlers handlers) {
+    handlers_ = std::move(handlers);
     capture_.emplace(displayName_, filter_, configuration_);
     thread_ = std::thread([this] { run(); });
 }
@@ -84,7 +83,7 @@ void ScreenSource::run() {
     }
     // Gives up the connection, so that the server keeps nothing for a stream that is over.
     capture_.reset();
-    if (failure && !stopping_) onFailure_(failure);
+    if (failure && !stopping_) handlers_.onFailure(failure);
 }
 
 void ScreenSource::captureUntilStopped() {
@@ -157,7 +156,7 @@ void ScreenSource::deliverPicture(Time taken) {
     sample.frameInfo = std::move(info);
     pacer_.delivered(taken);
     idleAt_ = taken + std::max<Time>(stillAfter, 2 * pacer_.interval());
-    onSample_(sample);
+    handlers_.onSample(sample);
 }
 
 void ScreenSource::deliverIdle(Time now) {
@@ -165,7 +164,7 @@ void ScreenSource::deliverIdle(Time now) {
     CMSampleBuffer sample;
     sample.timing.presentationTimeStamp = CMTime::from(now);
     sample.frameInfo = SCStreamFrameInfo{SCFrameStatus::idle, delivered_ - 1, {}};
-    onSample_(sample);
+    handlers_.onSample(sample);
 }
 
 /// Waits until the server has something to say, somebody signals, or the time has come.

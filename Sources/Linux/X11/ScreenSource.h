@@ -32,7 +32,7 @@ class ScreenSource final : public SampleSource {
     ScreenSource(std::string displayName, SCContentFilter filter, SCStreamConfiguration configuration);
     ~ScreenSource() override;
 
-    void start(SampleHandler onSample, FailureHandler onFailure) override;
+    void start(Handlers handlers) override;
     void stop() override;
     /// Takes over source rectangle, shape, cursor and frame interval. The size of the pictures stays.
     void update(const SCStreamConfiguration& configuration) override;
@@ -53,8 +53,7 @@ class ScreenSource final : public SampleSource {
 
     const std::string displayName_;
     const SCContentFilter filter_;
-    SampleHandler onSample_;
-    FailureHandler onFailure_;
+    Handlers handlers_;
     std::shared_ptr<WakeUp> wakeUp_;
     std::atomic<bool> stopping_ = false;
     std::atomic<std::uint64_t> wakeUps_ = 0;

@@ -26,8 +26,8 @@ using namespace std::chrono_literals;
 class Running {
  public:
     explicit Running(std::unique_ptr<SampleSource> source) : source_(std::move(source)) {
-        source_->start([this](const CMSampleBuffer& sample) { recorded_.add(sample); },
-                       [this](const std::exception_ptr&) { failed_ = true; });
+        source_->start({[this](const CMSampleBuffer& sample) { recorded_.add(sample); },
+                        [this](const std::exception_ptr&) { failed_ = true; }, [](const std::string&) {}});
     }
     bool awaitUntil(nanoseconds time) { return recorded_.awaitUntil(time); }
     Take take() const { return recorded_.take(); }

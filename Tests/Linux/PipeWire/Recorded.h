@@ -94,7 +94,8 @@ class Recorded {
 /// The error's sentence; empty when the source starts.
 inline std::string sentenceOfStarting(std::unique_ptr<SampleSource> source) {
     try {
-        source->start([](const CMSampleBuffer&) {}, [](const std::exception_ptr&) {});
+        source->start(
+            {[](const CMSampleBuffer&) {}, [](const std::exception_ptr&) {}, [](const std::string&) {}});
     } catch (const PlatformError& error) {
         return error.what();
     }

@@ -60,7 +60,9 @@ TEST(DisplaysTests, WithoutAServerThereIsOneSentence) {
     EXPECT_FALSE(displayReachable(":4711"));
     EXPECT_EQ(sentenceOf([] { Displays(":4711"); }), "No display server can be reached.");
     ScreenSource source(":4711", SCContentFilter::excludingWindows({}, {}), {});
-    EXPECT_EQ(sentenceOf([&] { source.start([](const auto&) {}, [](const auto&) {}); }),
+    EXPECT_EQ(sentenceOf([&] {
+                  source.start({[](const auto&) {}, [](const auto&) {}, [](const auto&) {}});
+              }),
               "No display server can be reached.");
 }
 
@@ -70,7 +72,9 @@ TEST(DisplaysTests, WhatCannotBeCapturedIsRefused) {
     SCDisplay unknown;
     unknown.displayID = 9999;
     ScreenSource source(server.displayName(), SCContentFilter::excludingWindows(unknown, {}), {});
-    EXPECT_EQ(sentenceOf([&] { source.start([](const auto&) {}, [](const auto&) {}); }),
+    EXPECT_EQ(sentenceOf([&] {
+                  source.start({[](const auto&) {}, [](const auto&) {}, [](const auto&) {}});
+              }),
               "The display is no longer available.");
 }
 

@@ -26,16 +26,18 @@ Picture::Picture(const x11::BgraPicture& screen) : width(screen.width()), height
                        x11::convertRowPair);
 }
 
-SampleSource::SampleHandler FrameCollector::sampleHandler() {
-    return [this](const CMSampleBuffer& sample) { take(sample); };
-}
-
-SampleSource::FailureHandler FrameCollector::failureHandler() {
-    return [this](const std::exception_ptr& error) {
-        const std::lock_guard lock(mutex_);
-        seen_.failure = localizedDescription(error);
-        changed_.notify_all();
-    };
+SampleSource::Handlers FrameCollector::handlers() {
+    return {[this](const CMSampleBuffer& sample) { take(sample); },
+            [this](const std::exception_ptr& error) {
+                const std::lock_guard lock(mutex_);
+                seen_.failure = localizedDescription(error);
+                changed_.notify_all();
+            },
+            [this](const std::string& sentence) {
+                const std::lock_guard lock(mutex_);
+                seen_.notices.push_back(sentence);
+                changed_.notify_all();
+            }};
 }
 
 void FrameCollector::take(const CMSampleBuffer& sample) {

@@ -45,14 +45,14 @@ class FrameCollector {
         std::size_t idle = 0;
         Picture last;
         std::string failure;
+        std::vector<std::string> notices;
         std::string violation;  // the first promise that a frame broke; empty when all were kept
     };
 
     /// Called with every complete frame, on the source's thread, before it is let go.
     std::function<void(const CMSampleBuffer&)> onFrame;
 
-    SampleSource::SampleHandler sampleHandler();
-    SampleSource::FailureHandler failureHandler();
+    SampleSource::Handlers handlers();
 
     /// Waits until that holds; false when it did not within a generous time.
     bool waitUntil(const std::function<bool(const Seen&)>& condition);

@@ -36,7 +36,7 @@ struct ScreenStage {
         for (const SCDisplay& each : x11::Displays(server.displayName(), scale).displays())
             if (display.displayID == 0 || each.localizedName == displayName) display = each;
         source.emplace(server.displayName(), SCContentFilter::excludingWindows(display, {}), configuration);
-        source->start(frames.sampleHandler(), frames.failureHandler());
+        source->start(frames.handlers());
         frames.waitForFrames(1);
     }
 

@@ -1,0 +1,112 @@
+#include "Tests/Linux/X11/TestWindow.h"
+
+#include <iterator>
+
+namespace lumicrate::test {
+
+namespace {
+
+/// A visual of that depth with red, green and blue in the lower 24 bits.
+xcb_visualid_t visualOfDepth(xcb_screen_t* screen, int depth) {
+    for (auto each = xcb_screen_allowed_depths_iterator(screen); each.rem > 0; xcb_depth_next(&each)) {
+        if (each.data->depth == depth && each.data->visuals_len > 0)
+            return xcb_depth_visuals_iterator(each.data).data->visual_id;
+    }
+    throw std::runtime_error("The display has no such depth");
+}
+
+}  // namespace
+
+TestWindow::TestWindow(const std::string& displayName, const Look& look)
+    : connection_(displayName),
+      window_(xcb_generate_id(connection())),
+      context_(xcb_generate_id(connection())) {
+    xcb_screen_t* const screen = connection_.screen();
+    const std::uint8_t depth = look.translucent ? 32 : screen->root_depth;
+    const xcb_visualid_t visual = look.translucent ? visualOfDepth(screen, 32) : screen->root_visual;
+    // Another depth than the parent's needs a colour map and a border of its own.
+    const xcb_colormap_t colormap = xcb_generate_id(connection());
+    xcb_create_colormap(connection(), XCB_COLORMAP_ALLOC_NONE, colormap, screen->root, visual);
+    const std::uint32_t values[] = {look.colour, 0, look.managed ? 0U : 1U, XCB_EVENT_MASK_STRUCTURE_NOTIFY,
+                                    colormap};
+    const PixelRect& frame = look.frame;
+    xcb_create_window(connection(), depth, window_, screen->root, static_cast<std::int16_t>(frame.x),
+                      static_cast<std::int16_t>(frame.y), static_cast<std::uint16_t>(frame.width),
+                      static_cast<std::uint16_t>(frame.height), static_cast<std::uint16_t>(look.borderWidth),
+                      XCB_WINDOW_CLASS_INPUT_OUTPUT, visual,
+                      XCB_CW_BACK_PIXEL | XCB_CW_BORDER_PIXEL | XCB_CW_OVERRIDE_REDIRECT | XCB_CW_EVENT_MASK |
+                          XCB_CW_COLORMAP,
+                      std::data(values));
+    xcb_create_gc(connection(), context_, window_, 0, nullptr);
+    if (!look.title.empty()) {
+        xcb_change_property(connection(), XCB_PROP_MODE_REPLACE, window_,
+                            stage::internAtom(connection(), "_NET_WM_NAME"),
+                            stage::internAtom(connection(), "UTF8_STRING"), 8,
+                            static_cast<std::uint32_t>(look.title.size()), look.title.data());
+    }
+    map();
+}
+
+void TestWindow::place(const PixelRect& frame) {
+    const std::uint32_t values[] = {static_cast<std::uint32_t>(frame.x), static_cast<std::uint32_t>(frame.y),
+                                    static_cast<std::uint32_t>(frame.width),
+                                    static_cast<std::uint32_t>(frame.height)};
+    xcb_configure_window(
+        connection(), window_,
+        XCB_CONFIG_WINDOW_X | XCB_CONFIG_WINDOW_Y | XCB_CONFIG_WINDOW_WIDTH | XCB_CONFIG_WINDOW_HEIGHT,
+        std::data(values));
+    sync();
+}
+
+void TestWindow::move(int x, int y) {
+    const std::uint32_t values[] = {static_cast<std::uint32_t>(x), static_cast<std::uint32_t>(y)};
+    xcb_configure_window(connection(), window_, XCB_CONFIG_WINDOW_X | XCB_CONFIG_WINDOW_Y, std::data(values));
+    sync();
+}
+
+void TestWindow::raise() {
+    stack(XCB_STACK_MODE_ABOVE);
+}
+
+void TestWindow::lower() {
+    stack(XCB_STACK_MODE_BELOW);
+}
+
+void TestWindow::stack(std::uint32_t mode) {
+    xcb_configure_window(connection(), window_, XCB_CONFIG_WINDOW_STACK_MODE, &mode);
+    sync();
+}
+
+void TestWindow::map() {
+    xcb_map_window(connection(), window_);
+    sync();
+}
+
+void TestWindow::unmap() {
+    xcb_unmap_window(connection(), window_);
+    sync();
+}
+
+void TestWindow::fill(std::uint32_t colour) {
+    // As the background, so that what is uncovered later has it too.
+    xcb_change_window_attributes(connection(), window_, XCB_CW_BACK_PIXEL, &colour);
+    xcb_clear_area(connection(), 0, window_, 0, 0, 0, 0);
+    sync();
+}
+
+void TestWindow::fill(const PixelRect& rect, std::uint32_t colour) {
+    const xcb_rectangle_t area{static_cast<std::int16_t>(rect.x), static_cast<std::int16_t>(rect.y),
+                               static_cast<std::uint16_t>(rect.width),
+                               static_cast<std::uint16_t>(rect.height)};
+    xcb_change_gc(connection(), context_, XCB_GC_FOREGROUND, &colour);
+    xcb_poly_fill_rectangle(connection(), window_, context_, 1, &area);
+    sync();
+}
+
+void TestWindow::sync() {
+    const stage::XcbReply<xcb_get_input_focus_reply_t> reply(
+        xcb_get_input_focus_reply(connection(), xcb_get_input_focus(connection()), nullptr));
+    if (!reply) throw std::runtime_error("The X server is gone");
+}
+
+}  // namespace lumicrate::test

@@ -1,0 +1,52 @@
+// TestWindow: a window as an application has it, or a panel that no window manager touches.
+#pragma once
+
+#include "Support/Geometry.h"
+#include "Tests/Stage/Xcb.h"
+
+#include <cstdint>
+#include <string>
+
+namespace lumicrate::test {
+
+/// One plain colour, painted by the server. Goes with the object.
+class TestWindow {
+ public:
+    struct Look {
+        PixelRect frame;                  ///< on the root window; a window manager may decide otherwise
+        std::uint32_t colour = 0xffffff;  ///< of a translucent window: opacity in the highest byte, colours
+                                          ///< multiplied by it
+        bool translucent = false;         ///< 32 bits deep
+        bool managed = false;             ///< by a window manager, if there is one
+        std::string title{};              ///< UTF-8
+        int borderWidth = 0;
+    };
+
+    /// A connection of its own, as another program has it. Mapped at once, on top.
+    TestWindow(const std::string& displayName, const Look& look);
+
+    xcb_connection_t* connection() const { return connection_.get(); }
+    xcb_window_t id() const { return window_; }
+
+    void place(const PixelRect& frame);
+    void move(int x, int y);
+    void raise();
+    void lower();
+    void map();
+    void unmap();
+    /// The whole window in another colour.
+    void fill(std::uint32_t colour);
+    /// A part of it, in its own coordinates.
+    void fill(const PixelRect& rect, std::uint32_t colour);
+    /// Returns when the server has done all that was asked for.
+    void sync();
+
+ private:
+    void stack(std::uint32_t mode);
+
+    stage::XcbConnection connection_;
+    xcb_window_t window_;
+    xcb_gcontext_t context_;
+};
+
+}  // namespace lumicrate::test
