@@ -49,9 +49,7 @@ CaptureTarget windowTarget(const SCShareableContent& content, const FilterReques
     CaptureTarget target;
     target.filter = SCContentFilter::includingWindows(display, std::move(included));
     target.windowDisplayID = display.displayID;
-    const Rect extent{0, 0, display.frame.width, display.frame.height};
-    const Rect onDisplay = found->frame.offsetBy(-display.frame.minX(), -display.frame.minY());
-    target.windowSourceRect = onDisplay.intersection(extent).integral();
+    target.windowSourceRect = partOfDisplay(found->frame, display.frame);
     return target;
 }
 
@@ -61,6 +59,11 @@ const SCDisplay& displayShowingMost(const std::vector<SCDisplay>& displays, cons
     const auto shown = [&frame](const SCDisplay& each) { return each.frame.intersection(frame).area(); };
     return *std::max_element(displays.begin(), displays.end(),
                              [&](const SCDisplay& a, const SCDisplay& b) { return shown(a) < shown(b); });
+}
+
+Rect partOfDisplay(const Rect& window, const Rect& display) {
+    const Rect onDisplay = window.offsetBy(-display.minX(), -display.minY());
+    return onDisplay.intersection({0, 0, display.width, display.height}).integral();
 }
 
 CaptureTarget makeFilter(const SCShareableContent& content, const FilterRequest& request) {

@@ -39,6 +39,10 @@ CaptureTarget makeFilter(const SCShareableContent& content, const FilterRequest&
 /// The desktop's main display if `displays` has it, else the first of them, else the desktop's own word.
 std::uint32_t chooseMainDisplay(const std::vector<SCDisplay>& displays, std::uint32_t desktopMainDisplayID);
 
+/// The part of a display that a window covers, in whole points from the display's top left corner; empty when
+/// it lies elsewhere. Both frames are global.
+Rect partOfDisplay(const Rect& window, const Rect& display);
+
 /// The display that shows most of a frame, the earlier one when in doubt. `displays` must not be empty.
 const SCDisplay& displayShowingMost(const std::vector<SCDisplay>& displays, const Rect& frame);
 

@@ -238,6 +238,17 @@ void ScreenRecorder::beginSession() {
     sleepActivity_ = services_.process.beginActivity(NSProcessInfo::activityUserInitiatedDisplayAwake,
                                                      localized("Screen recording in progress"));
     timerTask_ = RunningTask(services_.executor, updateElapsed());
+    followWindow();
+}
+
+void ScreenRecorder::followWindow() {
+    if (!followed_) return;
+    WindowFollowing handlers;
+    handlers.setSourceRect = [this](Rect rect) { return session_->setSourceRect(rect); };
+    handlers.moved = [this](const Rect& before, const Rect& now) { chrome_.followWindow(before, now); };
+    followTask_ = RunningTask(
+        services_.executor,
+        lumicrate::followWindow(services_.executor, services_.capture, *followed_, std::move(handlers)));
 }
 
 Task<void> ScreenRecorder::updateElapsed() {
@@ -349,7 +360,7 @@ void ScreenRecorder::notice(const std::string& sentence) {
 
 Task<void> ScreenRecorder::finishRecording() {
     co_await session_->stop();
-    chrome_.hide();
+    hideChrome();
     timerTask_.cancel();
     sleepActivity_.reset();
 
@@ -383,6 +394,12 @@ Task<void> ScreenRecorder::saveRecording(std::filesystem::path url) {
         Task<bool> mixing = services_.mixing->mixIfNeeded(url);
         co_await mixing;
     }
+}
+
+void ScreenRecorder::hideChrome() {
+    followTask_.cancel();
+    followed_.reset();
+    chrome_.hide();
 }
 
 /// Back to idle, with nothing left of a recording.

@@ -15,6 +15,7 @@
 #include "Lumicrate/SessionClock.h"
 #include "Lumicrate/SourceChooser.h"
 #include "Lumicrate/SourceLists.h"
+#include "Lumicrate/WindowFollower.h"
 #include "Platform/NSProcessInfo.h"
 #include "Platform/NSScreen.h"
 #include "Platform/NSUserDefaults.h"
@@ -176,7 +177,9 @@ class ScreenRecorder {
     void chooseOutput(const std::string& fileExtension);
     RecordingChrome::Place place(const RecordingOptions& options) const;
     void beginSession();
+    void followWindow();
     void giveUpStart();
+    void hideChrome();
     void comeToRest();
 
     // While recording.
@@ -200,6 +203,7 @@ class ScreenRecorder {
     std::optional<std::filesystem::path> outputOverride_;
     std::optional<Output> output_;
     std::unique_ptr<CaptureSession> session_;
+    std::optional<FollowedWindow> followed_;
     std::unique_ptr<NSActivity> sleepActivity_;
     std::uint64_t refusedFramesBefore_ = 0;
     std::chrono::nanoseconds asleepBefore_{};
@@ -211,6 +215,7 @@ class ScreenRecorder {
     // Last, so that they unwind while all else is still there.
     RunningTask starting_;
     RunningTask timerTask_;
+    RunningTask followTask_;
     RunningTask stopping_;
 };
 

@@ -83,6 +83,10 @@ Task<void> ScreenRecorder::beginCapture(RecordingOptions options) {
     Task<CaptureTarget> making = makeTarget(options);
     const CaptureTarget target = co_await making;
     session_ = makeSession(options, target);
+    if (target.windowDisplayID) {
+        const SCWindow& window = target.filter.windows.front();
+        followed_ = FollowedWindow{window.windowID, *target.windowDisplayID, window.frame};
+    }
     recordsMicrophone = options.captureMicrophone;
     co_await session_->start();
 }
@@ -163,7 +167,7 @@ RecordingChrome::Place ScreenRecorder::place(const RecordingOptions& options) co
 
 /// Leaves no file behind, but for one that was there before.
 void ScreenRecorder::giveUpStart() {
-    chrome_.hide();
+    hideChrome();
     session_.reset();
     if (output_ && !output_->existedBefore && services_.movie.files.fileExists(output_->file.url())) {
         try {

@@ -88,7 +88,9 @@ struct FakeControlBar final : public ControlBarShowing, public FakePanel {
         below = area;
     }
     void hide() override { shown = false; }
+    void moveBy(double dx, double dy) override { moved = {moved.x + dx, moved.y + dy}; }
     std::optional<std::uint32_t> windowNumber() const override { return shownNumber(); }
+    Point moved;
     std::optional<NSScreen> on;
     std::optional<Rect> below;
 };
@@ -120,6 +122,7 @@ struct FakeWebcam final : public WebcamBubbleShowing, public FakePanel {
         return std::exchange(center, Point{area.midX(), area.midY()});
     }
     void moveCenter(Point to) override { center = to; }
+    void moveBy(double dx, double dy) override { center = {center.x + dx, center.y + dy}; }
     void setMicrophoneLevel(std::optional<float> heard) override { level = heard; }
     std::optional<std::uint32_t> windowNumber() const override { return shownNumber(); }
     void setOnError(std::function<void(const std::string&)> sink) override { onError = std::move(sink); }

@@ -193,5 +193,20 @@ TEST_F(RecorderEndingTests, SleepIsToldOf) {
     EXPECT_THAT(*recorder->notices, IsEmpty());
 }
 
+TEST_F(RecorderEndingTests, WhatTheStreamNoticesIsToldOnceAndAtTheEnd) {
+    record();
+    for (const char* each : {"The microphone was away.", "The sound was away.", "The microphone was away."})
+        capture.stream->delegate->didNotice(each);
+    executor.drain();
+    EXPECT_EQ(*recorder->state, State::recording);
+    EXPECT_THAT(*recorder->notices, IsEmpty());
+    recorder->requestStop();
+    capture.stream->delegate->didNotice("Too late for the picture.");
+    complete();
+    EXPECT_THAT(*recorder->notices,
+                ElementsAre("The microphone was away.", "The sound was away.", "Too late for the picture."));
+    EXPECT_EQ(message(), "");
+}
+
 }  // namespace
 }  // namespace lumicrate::test

@@ -54,6 +54,8 @@ class ControlBarShowing {
     virtual ~ControlBarShowing() = default;
     virtual void show(std::optional<NSScreen> screen, std::optional<Rect> below) = 0;
     virtual void hide() = 0;
+    /// Points, y up; nothing where it is not visible.
+    virtual void moveBy(double dx, double dy) = 0;
     /// While there is a panel.
     virtual std::optional<std::uint32_t> windowNumber() const = 0;
 };
@@ -88,6 +90,8 @@ class WebcamBubbleShowing {
     /// Brings the bubble into an area (global, y up); gives its centre before, if it was moved.
     virtual std::optional<Point> moveInside(Rect area) = 0;
     virtual void moveCenter(Point center) = 0;
+    /// Points, y up; nothing where it is not visible.
+    virtual void moveBy(double dx, double dy) = 0;
     /// 0 … 1, or none for no meter.
     virtual void setMicrophoneLevel(std::optional<float> level) = 0;
     /// While there is a panel and it is visible.

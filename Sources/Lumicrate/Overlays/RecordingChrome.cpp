@@ -54,6 +54,14 @@ void RecordingChrome::setMicrophoneLevel(float level) {
     if (shown_ && overlays_.webcam) overlays_.webcam->setMicrophoneLevel(level);
 }
 
+void RecordingChrome::followWindow(const Rect& before, const Rect& now) {
+    if (!shown_) return;
+    const double up = before.maxY() - now.maxY();
+    // The bar is below the window's middle, the bubble in its bottom right corner.
+    if (overlays_.controlBar) overlays_.controlBar->moveBy(now.midX() - before.midX(), up);
+    if (overlays_.webcam) overlays_.webcam->moveBy(now.maxX() - before.maxX(), up);
+}
+
 OverlayWindows RecordingChrome::windows() const {
     OverlayWindows windows;
     addWindow(overlays_.webcam, windows.keep);

@@ -30,6 +30,8 @@ class RecordingChrome {
     /// Hides everything again, and puts the webcam bubble back where it was.
     void hide();
     void setMicrophoneLevel(float level);
+    /// Has the overlays that were placed against a recorded window go with it. Frames in points, y down.
+    void followWindow(const Rect& before, const Rect& now);
     /// The overlays that are there now.
     OverlayWindows windows() const;
 
