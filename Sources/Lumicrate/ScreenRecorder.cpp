@@ -17,8 +17,8 @@ namespace {
 
 /// Elapsed time is shown in seconds; this keeps it from lagging behind visibly.
 constexpr auto elapsedInterval = 250ms;
-/// In intervals of the elapsed time: once a second.
-constexpr int freeSpaceInterval = 4;
+/// In intervals of the elapsed time: how often the movie is kept up and the disk is looked at.
+constexpr int ticksOfARound = 3;
 /// Sleep shorter than this is not worth a sentence.
 constexpr auto noticeableSleep = 2s;
 
@@ -252,14 +252,17 @@ void ScreenRecorder::followWindow() {
 }
 
 Task<void> ScreenRecorder::updateElapsed() {
-    for (int tick = 1;; ++tick) {
-        co_await sleepFor(services_.executor, elapsedInterval);
-        if (*state == State::recording) {
-            session_->keepUp();
-            elapsed = elapsedNow();
-        }
-        if (tick % freeSpaceInterval == 0 && isActive() && !freeSpace().hasRoomToGoOn())
-            interrupt(localized("The disk is almost full."));
+    int ticks = 0;
+    while (true) {
+        // Nobody is woken for a time that nobody watches.
+        const int step = elapsed.isObserved() ? 1 : ticksOfARound - ticks;
+        co_await sleepFor(services_.executor, step * elapsedInterval);
+        if (*state == State::recording) elapsed = elapsedNow();
+        ticks += step;
+        if (ticks < ticksOfARound) continue;
+        ticks = 0;
+        if (*state == State::recording) session_->keepUp();
+        if (isActive() && !freeSpace().hasRoomToGoOn()) interrupt(localized("The disk is almost full."));
     }
 }
 

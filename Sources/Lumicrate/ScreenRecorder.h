@@ -83,7 +83,7 @@ class ScreenRecorder {
     /// Every attempt to record, also one that fails or is cancelled at once, ends with an announcement of
     /// `idle`.
     Published<State> state{State::idle};
-    Published<double> elapsed;  ///< seconds recorded, four times a second
+    Published<double> elapsed;  ///< seconds recorded; four times a second while somebody watches
     Published<bool> hasScreenAccess;
     Published<std::optional<std::filesystem::path>> lastRecording;
     Published<std::vector<std::string>> unavailableHotKeys;

@@ -43,6 +43,8 @@ class Observers {
         });
     }
 
+    bool isEmpty() const { return registry_->callbacks.empty(); }
+
     void notify(Arguments... arguments) const {
         std::vector<std::weak_ptr<Callback>> present;
         for (const auto& [id, callback] : registry_->callbacks)
@@ -84,6 +86,7 @@ class Published {
     [[nodiscard]] Subscription observe(std::function<void(const T&)> willChange) const {
         return observers_.add(std::move(willChange));
     }
+    bool isObserved() const { return !observers_.isEmpty(); }
 
  private:
     T value_{};

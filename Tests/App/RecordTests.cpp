@@ -13,6 +13,7 @@
 #include <cmath>
 #include <csignal>
 #include <cstdlib>
+#include <fstream>
 #include <thread>
 
 namespace lumicrate::test {
@@ -108,6 +109,34 @@ TEST_F(RecordTests, AStillScreenLastsItsTimeInTwoPictures) {
     EXPECT_NEAR(movie.duration(), seconds, frameTime);
     EXPECT_LE(movie.packets(0).size(), 3U);
     EXPECT_NEAR(movie.pictureTimes().back(), seconds, frameTime);
+}
+
+/// How often the threads of a process have gone to sleep so far.
+long sleeps(pid_t process) {
+    long count = 0;
+    for (const auto& thread :
+         std::filesystem::directory_iterator("/proc/" + std::to_string(process) + "/task")) {
+        std::ifstream status(thread.path() / "status");
+        for (std::string line; std::getline(status, line);) {
+            if (line.starts_with("voluntary_ctxt_switches:"))
+                count += std::stol(line.substr(line.find(':') + 1));
+        }
+    }
+    return count;
+}
+
+TEST_F(RecordTests, AStillScreenWakesNobody) {
+    Program program(arguments({"--screen"}));
+    std::this_thread::sleep_for(std::chrono::seconds(2));
+    const long before = sleeps(program.process().processId());
+    const auto begun = std::chrono::steady_clock::now();
+    std::this_thread::sleep_for(std::chrono::seconds(4));
+    const std::chrono::duration<double> passed = std::chrono::steady_clock::now() - begun;
+    const long after = sleeps(program.process().processId());
+    program.process().signal(SIGINT);
+    EXPECT_EQ(program.end().status, 0);
+    EXPECT_GT(before, 0);
+    EXPECT_LE(static_cast<double>(after - before), 5 * passed.count());
 }
 
 TEST_F(RecordTests, ColoursComeBackAsTheyWere) {

@@ -87,15 +87,15 @@ TEST_F(RecorderEndingTests, AnInterruptionAfterTheWishToStopIsNoMatter) {
 TEST_F(RecorderEndingTests, AStillScreenIsKeptUpToThePresent) {
     record();
     const CMTime start = executor.time();
-    executor.advance(600ms);
-    EXPECT_THAT(movie().extensions, ElementsAre(start + CMTime(1, 4), start + CMTime(1, 2)));
+    executor.advance(1800ms);
+    EXPECT_THAT(movie().extensions, ElementsAre(start + CMTime(3, 4), start + CMTime(3, 2)));
     recorder->togglePause();
     executor.advance(10s);
     EXPECT_THAT(movie().extensions, SizeIs(2));
     recorder->togglePause();
-    executor.advance(400ms);
+    executor.advance(1200ms);
     EXPECT_THAT(movie().extensions, SizeIs(4));
-    EXPECT_LE(movie().extensions.back(), start + CMTime(1, 1)) << "a pause adds nothing";
+    EXPECT_LE(movie().extensions.back(), start + CMTime(3, 1)) << "a pause adds nothing";
     recorder->requestStop();
     executor.advance(10s);
     EXPECT_THAT(movie().extensions, SizeIs(4));

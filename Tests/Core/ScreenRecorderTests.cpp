@@ -68,9 +68,13 @@ TEST_F(ScreenRecorderTests, RecordsFromTheWishToTheFile) {
 }
 
 TEST_F(ScreenRecorderTests, ElapsedTimeLeavesPausesOut) {
+    make();
+    std::vector<double> shown;
+    const Subscription looking = recorder->elapsed.observe([&](double coming) { shown.push_back(coming); });
     record();
     executor.advance(9s + 900ms);
     EXPECT_EQ(*recorder->elapsed, 9.75);
+    EXPECT_THAT(shown, testing::SizeIs(40));
     executor.advance(100ms);
     recorder->togglePause();
     EXPECT_EQ(*recorder->elapsed, 10);
