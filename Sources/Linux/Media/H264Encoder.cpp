@@ -20,11 +20,20 @@ constexpr double pixelRateOfThread = 1920.0 * 1088 * 32;
 }  // namespace
 
 H264Encoder::H264Encoder(const Settings& settings) : VideoEncoder(settings) {
+    open(false);
+    readHeaders();
+}
+
+/// An encoder cannot be told later to search between pixels. Another one writes the same headers and can go
+/// on from any key picture.
+void H264Encoder::open(bool betweenPixels) {
     x264_param_t parameters;
     fillParameters(parameters);
+    parameters.analyse.i_subpel_refine = betweenPixels ? 1 : 0;
+    encoder_.reset();
     encoder_.reset(x264_encoder_open(&parameters));
     if (!encoder_) fail("The H.264 encoder couldn't be started.");
-    readHeaders();
+    betweenPixels_ = betweenPixels;
 }
 
 void H264Encoder::fillParameters(x264_param_t& parameters) const {
@@ -93,6 +102,7 @@ void H264Encoder::readHeaders() {
 }
 
 std::span<const std::uint8_t> H264Encoder::code(const Order& order) {
+    if (order.key && order.strained != betweenPixels_) open(order.strained);
     x264_picture_t input;
     x264_picture_init(&input);
     // x264 only reads the planes and the flags, and nothing is delayed beyond this call.

@@ -14,6 +14,9 @@ constexpr double spentAtRest = 0.75;
 constexpr double typicalDifficulty = 700;
 /// Pictures with fewer coded blocks say little about how hard the content is.
 constexpr int tellingBlocks = 64;
+/// In quantizers above the quality level; the second keeps it from wavering.
+constexpr int strainBegins = 3;
+constexpr int strainEnds = 1;
 
 /// The quantizer's step: doubles every six quantizers.
 double step(int quantizer) {
@@ -77,9 +80,25 @@ int RateControl::quantizerAtRest(const PictureWork& work) const {
     return finestWithin(std::max(fill_, 0.0) * spentAtRest, work);
 }
 
+bool RateControl::isStrained() const {
+    if (codedBlocks_ == 0) return wasStrained_;
+    return excess_ > codedBlocks_ * (wasStrained_ ? strainEnds : strainBegins);
+}
+
+void RateControl::noteStrain(bool key, int blocks, int quantizer) {
+    if (key) {
+        wasStrained_ = isStrained();
+        codedBlocks_ = excess_ = 0;
+        return;
+    }
+    codedBlocks_ += blocks;
+    excess_ += std::int64_t{blocks} * (quantizer - quality_);
+}
+
 void RateControl::coded(const PictureWork& work, int quantizer, std::int64_t bits) {
     fill_ -= static_cast<double>(bits);
     const int blocks = work.codedBlocks(quantizer);
+    noteStrain(work.key, blocks, quantizer);
     if (blocks < tellingBlocks) return;
     double& difficulty = work.key ? keyDifficulty_ : interDifficulty_;
     difficulty = (difficulty + static_cast<double>(bits) * step(quantizer) / blocks) / 2;

@@ -47,6 +47,9 @@ class RateControl {
     int quantizerAtRest(const PictureWork& work) const;
     /// Waiting longer brings no more bits.
     bool isFull() const { return fill_ >= capacity_; }
+    /// Whether the ceiling has lately made lasting motion clearly coarser than the quality level: judged by
+    /// the pictures since the last key picture, or those before it when there are none yet.
+    bool isStrained() const;
     /// Tells what the picture took.
     void coded(const PictureWork& work, int quantizer, std::int64_t bits);
 
@@ -56,6 +59,7 @@ class RateControl {
  private:
     double allowance() const;
     int finestWithin(double allowed, const PictureWork& work) const;
+    void noteStrain(bool key, int blocks, int quantizer);
     double predictedBits(const PictureWork& work, int quantizer) const;
 
     double bitRate_;
@@ -67,6 +71,10 @@ class RateControl {
     /// Bits a macroblock takes, times the quantizer's step: how hard the content is.
     double interDifficulty_;
     double keyDifficulty_;
+    // Since the last key picture:
+    std::int64_t codedBlocks_ = 0;
+    std::int64_t excess_ = 0;  ///< quantizers above the quality level, added up over those blocks
+    bool wasStrained_ = false;
 };
 
 }  // namespace lumicrate::media

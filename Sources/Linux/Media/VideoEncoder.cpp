@@ -77,7 +77,7 @@ bool VideoEncoder::keyPictureIsDue(std::int64_t time) const {
 
 EncodedPicture VideoEncoder::encodeBegun(const CVPixelBuffer& picture, std::int64_t time,
                                          const PictureWork& work, int quantizer) {
-    Order order{even_.of(picture), time, work.key, quantizer, {}};
+    Order order{even_.of(picture), time, work.key, quantizer, rate_.isStrained(), {}};
     if (!work.key && blocks_.hasConstantBlocks()) order.constantBlocks = blocks_.constantBlocks();
     const std::span<const std::uint8_t> data = code(order);
     if (work.key) lastKey_ = time;

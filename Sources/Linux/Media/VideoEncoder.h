@@ -66,6 +66,8 @@ class VideoEncoder {
         std::int64_t time;             ///< ticks of videoTimescale
         bool key;                      ///< nothing before it may be needed to decode it or what follows
         int quantizer;
+        /// The ceiling makes lasting motion coarse, so that saving bits is worth time.
+        bool strained;
         /// A flag for each macroblock in raster order, 1 where it is the same as in the picture before; empty
         /// when that is known of none.
         std::span<const std::uint8_t> constantBlocks;

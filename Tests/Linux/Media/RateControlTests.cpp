@@ -90,6 +90,29 @@ std::vector<int> unchangedBlocks(const MacroblockMap& map) {
     return {map.constantBlocks().begin(), map.constantBlocks().end()};
 }
 
+TEST(RateControlTests, MotionThatStaysCoarseIsAStrain) {
+    RateControl rate(7'000'000, pixelRate, 30);
+    const int quality = rate.qualityQuantizer();
+    const auto group = [&](int blocks, int excess) {
+        PictureWork key = changed(8160);
+        key.key = true;
+        rate.coded(key, quality + 20, 1000);
+        for (int picture = 0; picture < 10; ++picture)
+            rate.coded(changed(blocks), quality + excess, 1000);
+        rate.coded(changed(8), quality + 30, 1000);  // of little weight
+    };
+    const struct {
+        int blocks, excess;
+        bool strained;
+    } groups[] = {{8000, 0, false}, {8000, 2, false}, {8000, 4, true},
+                  {8000, 2, true},  {0, 0, true},     {8000, 0, false}};
+    EXPECT_FALSE(rate.isStrained());
+    for (const auto& [blocks, excess, strained] : groups) {
+        group(blocks, excess);
+        EXPECT_EQ(rate.isStrained(), strained) << excess;
+    }
+}
+
 TEST(MacroblockMapTests, OnlyAProvenBlockIsUnchanged) {
     MacroblockMap map(40, 20);  // three by two blocks
     const std::vector<int> none(6, 0);

@@ -303,6 +303,41 @@ TEST_P(VideoTests, TheCeilingHoldsWhateverIsOnTheScreen) {
     EXPECT_GT(bits, bitRate * 6.0);
 }
 
+/// A smooth picture that has moved by that many pixels, whole or not.
+std::shared_ptr<TestPicture> waves(int width, int height, double moved) {
+    auto picture = std::make_shared<TestPicture>(width, height);
+    for (int y = 0; y < height; ++y) {
+        for (int x = 0; x < width; ++x) {
+            const double place = x - moved;
+            const double luma =
+                126 + 50 * std::sin(place / 3.1 + y / 9.0) + 50 * std::sin(y / 2.3 - place / 7.0);
+            picture->fill({x, y, 1, 1}, static_cast<int>(std::lround(luma)), 128, 128);
+        }
+    }
+    return picture;
+}
+
+TEST_P(VideoTests, MotionBetweenPixelsUnderTheCeilingStaysWhole) {
+    constexpr int width = 160;
+    constexpr int height = 96;
+    constexpr int pictures = 200;
+    MovieMaker maker({settings(width, height, 90'000)});
+    for (int i = 0; i < pictures; ++i) {
+        const auto picture = i < 150 ? waves(width, height, i * 0.4) : printed(width, height, 5);
+        maker.append(0, frame(at(i * 1000 / 30), picture));
+    }
+    ASSERT_EQ(maker.finish(), AVAssetWriterStatus::completed);
+    int shown = 0;
+    MovieProbe(maker.path()).visitPictures([&](const stage::Picture& picture) {
+        if (shown < 150) {
+            EXPECT_GT(test::psnr(*waves(width, height, shown * 0.4), picture), 20) << shown;
+        }
+        ++shown;
+        return true;
+    });
+    EXPECT_EQ(shown, pictures);
+}
+
 struct Rested {
     double before = 0;
     double after = 0;
