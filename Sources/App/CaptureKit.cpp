@@ -2,10 +2,10 @@
 
 #include "Linux/CaptureStream.h"
 #include "Linux/PipeWire/AudioSource.h"
-#include "Linux/X11/Displays.h"
 #include "Linux/X11/ScreenSource.h"
 
-#include <algorithm>
+#include <exception>
+#include <utility>
 
 namespace lumicrate::app {
 
@@ -19,16 +19,25 @@ bool isSoundAlone(const SCContentFilter& filter, const SCStreamConfiguration& co
 }  // namespace
 
 bool CaptureKit::CGPreflightScreenCaptureAccess() const {
-    return x11::displayReachable();
+    try {
+        displays_.ask([](const x11::Displays& each) { return each.mainDisplayID(); });
+        return true;
+    } catch (const PlatformError&) {
+        return false;
+    }
 }
 
 std::vector<SCDisplay> CaptureKit::displays() const {
-    return x11::Displays().displays();
+    return displays_.ask([](const x11::Displays& each) { return each.displays(); });
+}
+
+std::vector<SCWindow> CaptureKit::windows() const {
+    return windows_.ask([](const x11::WindowList& each) { return each.windows(); });
 }
 
 std::uint32_t CaptureKit::CGMainDisplayID() const {
     try {
-        return x11::Displays().mainDisplayID();
+        return displays_.ask([](const x11::Displays& each) { return each.mainDisplayID(); });
     } catch (const PlatformError&) {
         return 0;
     }
@@ -36,21 +45,38 @@ std::uint32_t CaptureKit::CGMainDisplayID() const {
 
 Rect CaptureKit::CGDisplayBounds(std::uint32_t displayID) const {
     try {
-        return x11::Displays().bounds(displayID);
+        return displays_.ask([=](const x11::Displays& each) { return each.bounds(displayID); });
     } catch (const PlatformError&) {
         return {};
     }
 }
 
-std::optional<Rect> CaptureKit::windowBounds(std::uint32_t /*windowID*/) const {
-    return std::nullopt;
+std::optional<Rect> CaptureKit::windowBounds(std::uint32_t windowID) const {
+    try {
+        return windows_.ask([=](const x11::WindowList& each) { return each.bounds(windowID); });
+    } catch (const PlatformError&) {
+        return std::nullopt;
+    }
 }
 
 void CaptureKit::getShareableContent(ContentHandler handler) const {
+    SCShareableContent content;
+    std::exception_ptr error;
     try {
-        handler({displays(), {}}, nullptr);
+        content = {displays(), windows()};
     } catch (const PlatformError&) {
-        handler({}, std::current_exception());
+        error = std::current_exception();
+    }
+    handler(std::move(content), error);
+}
+
+void CaptureKit::setOnContentChange(std::function<void()> changed) {
+    contentWatch_.reset();
+    if (!changed) return;
+    try {
+        contentWatch_ = std::make_unique<x11::ContentWatch>(std::move(changed));
+    } catch (const PlatformError&) {
+        // Without a server there is no content that could change.
     }
 }
 

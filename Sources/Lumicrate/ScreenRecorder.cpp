@@ -212,6 +212,11 @@ Task<void> ScreenRecorder::refreshSources() {
     if (free && !isSourceAvailable(*source)) source = CaptureSource::area(mainDisplayID());
 }
 
+void ScreenRecorder::followSources() {
+    if (sourceFollower_) return;
+    sourceFollower_.emplace(services_.capture, services_.executor, [this] { return refreshSources(); });
+}
+
 void ScreenRecorder::registerHotKeys() {
     unavailableHotKeys = bindShortcuts(services_.hotKeys, services_.defaults,
                                        [weak = std::weak_ptr(self_)](ShortcutAction action) {

@@ -4,6 +4,7 @@
 #include "Lumicrate/AudioMixing.h"
 #include "Lumicrate/CaptureSession.h"
 #include "Lumicrate/CaptureSource.h"
+#include "Lumicrate/ContentFollower.h"
 #include "Lumicrate/FreeSpaceGuard.h"
 #include "Lumicrate/HotKeys.h"
 #include "Lumicrate/MovieWriter.h"
@@ -142,6 +143,8 @@ class ScreenRecorder {
     /// Reloads displays and windows; a source that is gone gives way to an area of the main display, but not
     /// under a recording. Throws the platform's error. The task must not outlive the recorder.
     Task<void> refreshSources();
+    /// Does so now and whenever displays or windows change, for as long as the recorder lives.
+    void followSources();
     void refreshDevices() { lists_.refreshDevices(); }
     bool isSourceAvailable(const std::optional<CaptureSource>& which) const {
         return lists_.isSourceAvailable(which);
@@ -217,6 +220,7 @@ class ScreenRecorder {
     RunningTask timerTask_;
     RunningTask followTask_;
     RunningTask stopping_;
+    std::optional<ContentFollower> sourceFollower_;
 };
 
 }  // namespace lumicrate

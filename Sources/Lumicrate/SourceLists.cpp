@@ -46,14 +46,16 @@ Task<SCShareableContent> fetchShareableContent(const ScreenCaptureKit& capture, 
     co_return std::move(fetched.content);
 }
 
+std::vector<SCWindow> offeredWindows(std::vector<SCWindow> windows, std::int32_t ownProcessID) {
+    std::erase_if(windows, [ownProcessID](const SCWindow& each) { return !isOffered(each, ownProcessID); });
+    std::ranges::stable_sort(windows, {}, applicationName);
+    return windows;
+}
+
 Task<void> SourceLists::refreshSources() {
     SCShareableContent content = co_await fetchShareableContent(capture_, executor_);
-    std::erase_if(content.windows, [this](const SCWindow& each) { return !isOffered(each, processID_); });
-    std::stable_sort(
-        content.windows.begin(), content.windows.end(),
-        [](const SCWindow& a, const SCWindow& b) { return applicationName(a) < applicationName(b); });
     displays = std::move(content.displays);
-    windows = std::move(content.windows);
+    windows = offeredWindows(std::move(content.windows), processID_);
 }
 
 void SourceLists::refreshDevices() {

@@ -18,6 +18,10 @@ namespace lumicrate {
 /// Fetches what can be captured now; throws the platform's error. Both must outlive the task.
 Task<SCShareableContent> fetchShareableContent(const ScreenCaptureKit& capture, Executor& executor);
 
+/// The windows that are offered to be recorded: titled ones of a usable size on the normal layer that are not
+/// those of the process `ownProcessID`; by application name.
+std::vector<SCWindow> offeredWindows(std::vector<SCWindow> windows, std::int32_t ownProcessID);
+
 /// Main thread only.
 class SourceLists {
  public:
@@ -27,7 +31,7 @@ class SourceLists {
         : capture_(capture), devices_(devices), executor_(executor), processID_(processID) {}
 
     Published<std::vector<SCDisplay>> displays;
-    /// Other applications' titled windows of a usable size, by application name.
+    /// Those that are offered, and those that were asked for by number.
     Published<std::vector<SCWindow>> windows;
     Published<std::vector<CaptureDevice>> microphones;
     Published<std::vector<CaptureDevice>> cameras;

@@ -164,6 +164,9 @@ class ScreenCaptureKit {
     virtual std::optional<Rect> windowBounds(std::uint32_t windowID) const = 0;
     /// Fetches what can be captured; the handler is called once, on any thread.
     virtual void getShareableContent(ContentHandler handler) const = 0;
+    /// Calls `changed` (any thread) whenever the shareable content is another than before, until it is
+    /// replaced by an empty one. Main thread.
+    virtual void setOnContentChange(std::function<void()> changed) = 0;
     /// `delegate` must outlive the stream.
     virtual std::unique_ptr<SCStream> makeStream(const SCContentFilter& filter,
                                                  const SCStreamConfiguration& configuration,

@@ -57,23 +57,45 @@ TEST(RecordRequestTests, ReadsTheSource) {
     EXPECT_EQ(read({"--screen"}, {}, CaptureMode::audio).mode, RecordRequest::Mode::screen);
     EXPECT_EQ(read({"--screen", "HDMI-1"}).screen, "HDMI-1");
     EXPECT_EQ(read({"--audio"}).mode, RecordRequest::Mode::audio);
+    for (const char* number : {"25165835", "0x180000b", "0X180000B"}) {
+        const RecordRequest window = read({"--window", number}, {}, CaptureMode::audio);
+        EXPECT_EQ(window.mode, RecordRequest::Mode::window);
+        EXPECT_EQ(window.window, 25165835U);
+    }
     const RecordRequest area = read({"--area", "-10,20.5,640,480"});
     EXPECT_EQ(area.mode, RecordRequest::Mode::area);
     EXPECT_EQ(area.area, (Rect{-10, 20.5, 640, 480}));
 }
 
 TEST(RecordRequestTests, RefusesWhatItDoesNotUnderstand) {
-    const std::vector<std::vector<std::string>> cases = {
-        {"--area", "1,2,3"},     {"--area", "1,2,3,4,5"},
-        {"--area", "1,2,3,x"},   {"--area", "1,2,0,4"},
-        {"--fps", "25"},         {"--fps", "60.0"},
-        {"--quality", "P1080"},  {"--format", "avi"},
-        {"--duration", "0"},     {"--duration", "-1"},
-        {"--duration", "nan"},   {"--duration", "10s"},
-        {"--duration", "1e300"}, {"--screen", "--area", "0,0,9,9"},
-        {"--output", ""},        {"surprise"}};
+    const std::vector<std::vector<std::string>> cases = {{"--area", "1,2,3"},
+                                                         {"--area", "1,2,3,4,5"},
+                                                         {"--area", "1,2,3,x"},
+                                                         {"--area", "1,2,0,4"},
+                                                         {"--fps", "25"},
+                                                         {"--fps", "60.0"},
+                                                         {"--quality", "P1080"},
+                                                         {"--format", "avi"},
+                                                         {"--duration", "0"},
+                                                         {"--duration", "-1"},
+                                                         {"--duration", "nan"},
+                                                         {"--duration", "10s"},
+                                                         {"--duration", "1e300"},
+                                                         {"--screen", "--area", "0,0,9,9"},
+                                                         {"--output", ""},
+                                                         {"surprise"},
+                                                         {"--window"},
+                                                         {"--window", ""},
+                                                         {"--window", "0"},
+                                                         {"--window", "0x"},
+                                                         {"--window", "-1"},
+                                                         {"--window", "0x100000000"},
+                                                         {"--window", "12ab"},
+                                                         {"--window", "12", "--audio"}};
     for (const auto& arguments : cases)
         EXPECT_NE(refusal(arguments), "accepted") << arguments.front();
+    EXPECT_EQ(refusal({"--window", "5", "--screen"}),
+              "Give only one of --screen, --window, --area and --audio.");
     EXPECT_EQ(refusal({"--fps", "25"}), "“25” is no value for --fps: give 15, 24, 30 or 60.");
 }
 

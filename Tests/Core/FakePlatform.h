@@ -265,6 +265,7 @@ class FakeCapture final : public ScreenCaptureKit {
             handler(contentError ? SCShareableContent{} : content, contentError);
         }
     }
+    void setOnContentChange(std::function<void()> changed) override { contentChanged = std::move(changed); }
     std::unique_ptr<SCStream> makeStream(const SCContentFilter& filter,
                                          const SCStreamConfiguration& configuration,
                                          SCStreamDelegate& delegate) override {
@@ -282,6 +283,7 @@ class FakeCapture final : public ScreenCaptureKit {
     std::exception_ptr contentError;
     bool contentWaits = false;
     mutable ContentHandler waiting;
+    std::function<void()> contentChanged;
     bool completesAtOnce = true;
     std::shared_ptr<FakeStreamRecord> stream;  ///< the newest
     int streams = 0;

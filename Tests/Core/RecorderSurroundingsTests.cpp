@@ -1,6 +1,8 @@
 // What lies around a recording: sources and devices, global shortcuts, overlays.
 #include "Tests/Core/RecorderFixture.h"
 
+#include <utility>
+
 namespace lumicrate::test {
 namespace {
 
@@ -91,6 +93,51 @@ TEST_F(RecorderSurroundingsTests, ARecordingKeepsItsSource) {
     EXPECT_EQ(*recorder->source, CaptureSource::window(7));
     recorder->setSource(CaptureSource::audioOnly());
     EXPECT_EQ(*recorder->source, CaptureSource::window(7));
+}
+
+TEST_F(RecorderSurroundingsTests, SourcesAreFollowedOneRefreshAfterTheOther) {
+    make();
+    EXPECT_FALSE(capture.contentChanged);
+    recorder->followSources();
+    executor.drain();
+    EXPECT_EQ(recorder->windows->size(), 1U);
+    recorder->setSource(CaptureSource::window(7));
+
+    capture.contentWaits = true;
+    const SCShareableContent before = capture.content;
+    capture.contentChanged();
+    capture.contentChanged();
+    EXPECT_FALSE(capture.waiting) << "on another thread, perhaps";
+    executor.drain();
+    const auto answer = std::exchange(capture.waiting, nullptr);
+    ASSERT_TRUE(answer);
+    // What changes while a refresh is under way may be missing in it.
+    capture.content.windows.clear();
+    capture.contentChanged();
+    capture.contentChanged();
+    executor.drain();
+    EXPECT_FALSE(capture.waiting) << "one after the other";
+    capture.contentWaits = false;
+    answer(before, nullptr);
+    executor.drain();
+    EXPECT_THAT(*recorder->windows, IsEmpty());
+    EXPECT_EQ(*recorder->source, CaptureSource::area(1));
+
+    capture.contentError = std::make_exception_ptr(PlatformError("No server."));
+    capture.contentChanged();
+    executor.drain();
+    capture.contentError = nullptr;
+    capture.content = before;
+    capture.contentChanged();
+    executor.drain();
+    EXPECT_EQ(recorder->windows->size(), 1U);
+
+    const auto late = capture.contentChanged;
+    late();
+    recorder.reset();
+    EXPECT_FALSE(capture.contentChanged);
+    late();
+    executor.drain();
 }
 
 TEST_F(RecorderSurroundingsTests, TheChosenMicrophoneIsFoundWithoutAskingFirst) {

@@ -7,8 +7,10 @@
 #include <unistd.h>
 #include <xcb/xcb.h>
 
+#include <algorithm>
 #include <cctype>
 #include <chrono>
+#include <cstdint>
 #include <cstdlib>
 #include <stdexcept>
 
@@ -83,15 +85,31 @@ void Xvfb::startWindowManager() {
     // Connected before the helper starts: this client's own first request must not be what the helper waits
     // behind.
     const XcbConnection connection(displayName_);
-    const auto check = internAtom(connection.get(), "_NET_SUPPORTING_WM_CHECK");
-    windowManager_ = startClient({"openbox", "--sm-disable"});
-    awaitClient(*windowManager_, "openbox", [&] {
+    const auto list = internAtom(connection.get(), "_NET_CLIENT_LIST");
+    const xcb_window_t probe = xcb_generate_id(connection.get());
+    xcb_create_window(connection.get(), XCB_COPY_FROM_PARENT, probe, connection.screen()->root, 0, 0, 9, 9, 0,
+                      XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT, 0, nullptr);
+    const auto isListed = [&] {
+        constexpr std::uint32_t most = 1000;
         const XcbReply<xcb_get_property_reply_t> reply(xcb_get_property_reply(
             connection.get(),
-            xcb_get_property(connection.get(), 0, connection.screen()->root, check, XCB_ATOM_WINDOW, 0, 1),
+            xcb_get_property(connection.get(), 0, connection.screen()->root, list, XCB_ATOM_WINDOW, 0, most),
             nullptr));
-        return reply && xcb_get_property_value_length(reply.get()) == 4;
+        if (!reply) return false;
+        const auto* const windows = static_cast<const xcb_window_t*>(xcb_get_property_value(reply.get()));
+        const auto* const end = windows + xcb_get_property_value_length(reply.get()) / 4;
+        return std::find(windows, end, probe) != end;
+    };
+    windowManager_ = startClient({"openbox", "--sm-disable"});
+    // It gives signs of life before it takes windows, and forgets what is mapped meanwhile: it is up when it
+    // has taken one, asked for again and again.
+    awaitClient(*windowManager_, "openbox", [&] {
+        if (isListed()) return true;
+        xcb_map_window(connection.get(), probe);
+        return false;
     });
+    xcb_destroy_window(connection.get(), probe);
+    awaitClient(*windowManager_, "openbox", [&] { return !isListed(); });
 }
 
 void Xvfb::startCompositor() {

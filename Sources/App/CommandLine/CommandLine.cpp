@@ -23,8 +23,8 @@ struct Command {
 };
 
 constexpr std::array commands{
-    Command{"record", "Record a screen, an area or sound.", runRecordCommand},
-    Command{"sources", "List displays, microphones and cameras.", runSourcesCommand},
+    Command{"record", "Record a screen, a window, an area or sound.", runRecordCommand},
+    Command{"sources", "List displays, windows, microphones and cameras.", runSourcesCommand},
     Command{"settings", "Show or change the stored preferences.", runSettingsCommand},
 };
 

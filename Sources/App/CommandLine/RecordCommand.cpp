@@ -83,6 +83,10 @@ CaptureSource captureSource(RecordRequest& request, const CaptureKit& capture) {
     if (!capture.CGPreflightScreenCaptureAccess()) {
         throw LocalizedError(localized("No display server can be reached to record the screen."));
     }
+    if (request.mode == RecordRequest::Mode::window) {
+        requireWindow(capture.windows(), request.window);
+        return CaptureSource::window(request.window);
+    }
     const auto displays = capture.displays();
     if (request.mode == RecordRequest::Mode::area) {
         const PlacedArea placed = placeArea(displays, request.area);

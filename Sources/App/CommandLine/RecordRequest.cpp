@@ -16,6 +16,8 @@ using Kind = OptionSpec::Kind;
 constexpr std::array specs{
     OptionSpec{"screen", Kind::optionalValue, "ID",
                "Record a whole screen: the main one, or the one of this number or name."},
+    OptionSpec{"window", Kind::value, "ID",
+               "Record this window alone, also where others cover it; “lumicrate sources” lists them."},
     OptionSpec{"area", Kind::value, "X,Y,W,H",
                "Record this part of the desktop, in points from its top left corner."},
     OptionSpec{"audio", Kind::flag, "", "Record sound alone."},
@@ -60,6 +62,17 @@ std::optional<Rect> readArea(std::string_view text) {
     return Rect{numbers[0], numbers[1], numbers[2], numbers[3]};
 }
 
+/// In decimal or, as most tools show it, with 0x in front.
+std::optional<std::uint32_t> readWindowNumber(std::string_view text) {
+    const bool isHexadecimal = text.starts_with("0x") || text.starts_with("0X");
+    if (isHexadecimal) text.remove_prefix(2);
+    std::uint32_t number = 0;
+    const auto [end, error] =
+        std::from_chars(text.data(), text.data() + text.size(), number, isHexadecimal ? 16 : 10);
+    if (error != std::errc{} || end != text.data() + text.size() || number == 0) return std::nullopt;
+    return number;
+}
+
 /// Sets `target` to the enumeration value that an option names, if the option was given.
 template <class Enumeration>
 void readEnumeration(const ParsedOptions& parsed, std::string_view option, std::string_view wanted,
@@ -86,8 +99,8 @@ void readSwitch(const ParsedOptions& parsed, std::string_view option, bool& targ
 }
 
 void readSource(const ParsedOptions& parsed, std::optional<CaptureMode> storedMode, RecordRequest& request) {
-    if (parsed.has("screen") + parsed.has("area") + parsed.has("audio") > 1) {
-        throw UsageError(localized("Give only one of --screen, --area and --audio."));
+    if (parsed.has("screen") + parsed.has("window") + parsed.has("area") + parsed.has("audio") > 1) {
+        throw UsageError(localized("Give only one of --screen, --window, --area and --audio."));
     }
     const bool storedAudio = !parsed.has("screen") && storedMode == CaptureMode::audio;
     if (const auto text = parsed.value("area")) {
@@ -95,6 +108,11 @@ void readSource(const ParsedOptions& parsed, std::optional<CaptureMode> storedMo
         if (!area) badValue("area", *text, "X,Y,WIDTH,HEIGHT in points, the size at least 1 × 1");
         request.mode = RecordRequest::Mode::area;
         request.area = *area;
+    } else if (const auto number = parsed.value("window")) {
+        const auto window = readWindowNumber(*number);
+        if (!window) badValue("window", *number, "a number, such as 25165835 or 0x180000b");
+        request.mode = RecordRequest::Mode::window;
+        request.window = *window;
     } else if (parsed.has("audio") || storedAudio) {
         request.mode = RecordRequest::Mode::audio;
     }
@@ -156,6 +174,14 @@ SCDisplay findDisplay(const std::vector<SCDisplay>& displays, const ScreenName& 
     }
     if (displays.empty()) throw LocalizedError(localized("No display is available to record."));
     return displays.front();
+}
+
+void requireWindow(const std::vector<SCWindow>& windows, std::uint32_t windowID) {
+    if (std::ranges::find(windows, windowID, &SCWindow::windowID) != windows.end()) return;
+    throw LocalizedError(fmt::format(
+        fmt::runtime(
+            localized("There is no window {} on the screen. “lumicrate sources” lists the windows.")),
+        windowID));
 }
 
 PlacedArea placeArea(const std::vector<SCDisplay>& displays, const Rect& area) {

@@ -6,6 +6,7 @@
 #include "Platform/ScreenCaptureKit.h"
 #include "Support/Geometry.h"
 
+#include <cstdint>
 #include <filesystem>
 #include <optional>
 #include <span>
@@ -18,11 +19,12 @@ namespace lumicrate::app {
 using ScreenName = std::optional<std::string>;
 
 struct RecordRequest {
-    enum class Mode { screen, area, audio };
+    enum class Mode { screen, window, area, audio };
 
     Mode mode = Mode::screen;
     ScreenName screen;  ///< the main display when absent
-    Rect area;          ///< points, y down from the top left of the desktop
+    std::uint32_t window = 0;
+    Rect area;  ///< points, y down from the top left of the desktop
     RecordingOptions options;
     std::optional<double> duration;  ///< seconds
     std::optional<std::filesystem::path> output;
@@ -43,6 +45,9 @@ RecordRequest readRecordRequest(const ParsedOptions& parsed, const RecordingOpti
 /// The display with that number or name, or the main one. Throws LocalizedError when there is none.
 SCDisplay findDisplay(const std::vector<SCDisplay>& displays, const ScreenName& wanted,
                       std::uint32_t mainDisplayID);
+
+/// Throws LocalizedError when no window has that number.
+void requireWindow(const std::vector<SCWindow>& windows, std::uint32_t windowID);
 
 /// Where an area of the desktop lies.
 struct PlacedArea {

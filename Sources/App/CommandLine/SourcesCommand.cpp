@@ -3,12 +3,15 @@
 #include "App/CaptureKit.h"
 #include "App/CommandLine/CommandLine.h"
 #include "App/CommandLine/OptionParser.h"
+#include "Linux/Desktop/ProcessInfo.h"
 #include "Linux/PipeWire/Devices.h"
+#include "Lumicrate/SourceLists.h"
 #include "Support/Text.h"
 
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <array>
 
 namespace lumicrate::app {
@@ -24,6 +27,7 @@ constexpr std::array specs{
 struct Sources {
     std::vector<SCDisplay> displays;
     std::uint32_t mainDisplayID = 0;
+    std::vector<SCWindow> windows;
     std::vector<CaptureDevice> microphones;
     std::vector<CaptureDevice> cameras;
 };
@@ -34,6 +38,7 @@ Sources findSources() {
     if (capture.CGPreflightScreenCaptureAccess()) {
         sources.displays = capture.displays();
         sources.mainDisplayID = capture.CGMainDisplayID();
+        sources.windows = offeredWindows(capture.windows(), desktop::ProcessInfo().processIdentifier());
     }
     if (auto devices = pipewire::Devices().snapshot()) {
         sources.microphones = std::move(devices->microphones);
@@ -46,6 +51,24 @@ nlohmann::ordered_json toJson(const std::vector<CaptureDevice>& devices) {
     auto list = nlohmann::ordered_json::array();
     for (const CaptureDevice& each : devices)
         list.push_back({{"id", each.id}, {"name", each.name}});
+    return list;
+}
+
+std::string applicationName(const SCWindow& window) {
+    return window.owningApplication ? window.owningApplication->applicationName : std::string();
+}
+
+nlohmann::ordered_json toJson(const std::vector<SCWindow>& windows) {
+    auto list = nlohmann::ordered_json::array();
+    for (const SCWindow& each : windows) {
+        list.push_back({{"id", each.windowID},
+                        {"application", applicationName(each)},
+                        {"title", each.title.value_or("")},
+                        {"x", each.frame.x},
+                        {"y", each.frame.y},
+                        {"width", each.frame.width},
+                        {"height", each.frame.height}});
+    }
     return list;
 }
 
@@ -62,6 +85,7 @@ nlohmann::ordered_json toJson(const Sources& sources) {
                             {"scale", each.pointPixelScale}});
     }
     return {{"displays", displays},
+            {"windows", toJson(sources.windows)},
             {"microphones", toJson(sources.microphones)},
             {"cameras", toJson(sources.cameras)}};
 }
@@ -74,14 +98,34 @@ void printDevices(const std::string& title, const std::string& none,
         fmt::print("  {}  {}\n", each.id, each.name);
 }
 
+/// Any program may write anything into its title: it is to stay on its line, and not to control the terminal.
+std::string onOneLine(std::string text) {
+    std::ranges::replace_if(
+        text, [](char each) { return static_cast<unsigned char>(each) < ' ' || each == '\x7f'; }, ' ');
+    return text;
+}
+
+std::string describe(const Rect& frame) {
+    return fmt::format("{} × {} {} {},{}", frame.width, frame.height, localized("at"), frame.x, frame.y);
+}
+
+void printWindows(const std::vector<SCWindow>& windows) {
+    fmt::print("\n{}\n", localized("Windows"));
+    if (windows.empty()) fmt::print("  {}\n", localized("None."));
+    for (const SCWindow& each : windows) {
+        fmt::print("  {}  {}  “{}”  {}\n", each.windowID, onOneLine(applicationName(each)),
+                   onOneLine(each.title.value_or("")), describe(each.frame));
+    }
+}
+
 void print(const Sources& sources) {
     fmt::print("{}\n", localized("Screens"));
     if (sources.displays.empty()) fmt::print("  {}\n", localized("No display server can be reached."));
     for (const SCDisplay& each : sources.displays) {
-        fmt::print("  {}  {}  {} × {} {} {},{}{}\n", each.displayID, each.localizedName, each.frame.width,
-                   each.frame.height, localized("at"), each.frame.x, each.frame.y,
+        fmt::print("  {}  {}  {}{}\n", each.displayID, each.localizedName, describe(each.frame),
                    each.displayID == sources.mainDisplayID ? "  " + localized("(main)") : "");
     }
+    printWindows(sources.windows);
     printDevices(localized("Microphones"), localized("None."), sources.microphones);
     printDevices(localized("Cameras"), localized("None."), sources.cameras);
 }

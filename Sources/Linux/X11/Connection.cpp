@@ -48,13 +48,4 @@ void Connection::throwRefused() {
     throw PlatformError(localized("The display server refused a request."));
 }
 
-bool displayReachable(const std::string& displayName) {
-    try {
-        const Connection connection(displayName);
-        return true;
-    } catch (const PlatformError&) {
-        return false;
-    }
-}
-
 }  // namespace lumicrate::x11

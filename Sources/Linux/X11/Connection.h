@@ -66,7 +66,4 @@ class Connection {
     const xcb_screen_t* screen_ = nullptr;
 };
 
-/// Whether a server can be reached under that name, or $DISPLAY when it is empty.
-bool displayReachable(const std::string& displayName = {});
-
 }  // namespace lumicrate::x11

@@ -1,19 +1,11 @@
 #include "Linux/X11/Displays.h"
 
 #include "Linux/X11/Monitors.h"
+#include "Linux/X11/Points.h"
 
 #include <algorithm>
 
 namespace lumicrate::x11 {
-
-namespace {
-
-Rect pointsFromPixels(const PixelRect& pixels, double scale) {
-    return Rect{double(pixels.x), double(pixels.y), double(pixels.width), double(pixels.height)}.scaledBy(
-        1 / scale);
-}
-
-}  // namespace
 
 Displays::Displays(const std::string& displayName, double scale) : connection_(displayName), scale_(scale) {}
 

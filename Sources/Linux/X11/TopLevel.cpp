@@ -1,5 +1,9 @@
 #include "Linux/X11/TopLevel.h"
 
+#include <cstddef>
+#include <numeric>
+#include <utility>
+
 namespace lumicrate::x11 {
 
 std::vector<xcb_window_t> childrenOf(const Connection& connection, xcb_window_t window) {
@@ -10,13 +14,32 @@ std::vector<xcb_window_t> childrenOf(const Connection& connection, xcb_window_t 
 }
 
 xcb_window_t topLevelOf(const Connection& connection, xcb_window_t window) {
-    while (window != XCB_NONE && window != connection.root()) {
-        const auto tree = connection.tryAwait(xcb_query_tree_reply, xcb_query_tree(connection.get(), window));
-        if (!tree) return XCB_NONE;
-        if (tree->parent == connection.root()) return window;
-        window = tree->parent;
+    return topLevelsOf(connection, {window}).front();
+}
+
+std::vector<xcb_window_t> topLevelsOf(const Connection& connection, std::vector<xcb_window_t> windows) {
+    std::vector<xcb_window_t> topLevels(windows.size(), XCB_NONE);
+    std::vector<std::size_t> climbing(windows.size());
+    std::iota(climbing.begin(), climbing.end(), 0U);
+    while (!climbing.empty()) {
+        std::vector<xcb_query_tree_cookie_t> cookies;
+        for (const std::size_t i : climbing)
+            cookies.push_back(xcb_query_tree(connection.get(), windows[i]));
+        std::vector<std::size_t> next;
+        for (std::size_t k = 0; k < climbing.size(); ++k) {
+            const std::size_t i = climbing[k];
+            const auto tree = connection.tryAwait(xcb_query_tree_reply, cookies[k]);
+            if (!tree || tree->parent == XCB_NONE) continue;
+            if (tree->parent == connection.root()) {
+                topLevels[i] = windows[i];
+            } else {
+                windows[i] = tree->parent;
+                next.push_back(i);
+            }
+        }
+        climbing = std::move(next);
     }
-    return XCB_NONE;
+    return topLevels;
 }
 
 }  // namespace lumicrate::x11

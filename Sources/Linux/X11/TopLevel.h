@@ -15,4 +15,7 @@ std::vector<xcb_window_t> childrenOf(const Connection& connection, xcb_window_t 
 /// XCB_NONE for the root window and for one that does not exist.
 xcb_window_t topLevelOf(const Connection& connection, xcb_window_t window);
 
+/// The same for many windows, in their order, in no more round trips than for one.
+std::vector<xcb_window_t> topLevelsOf(const Connection& connection, std::vector<xcb_window_t> windows);
+
 }  // namespace lumicrate::x11

@@ -1,0 +1,121 @@
+#include "Linux/X11/WindowList.h"
+
+#include "Linux/X11/Points.h"
+#include "Linux/X11/Property.h"
+#include "Linux/X11/TopLevel.h"
+#include "Linux/X11/WindowFrame.h"
+#include "Linux/X11/WindowLevel.h"
+#include "Linux/X11/WindowOrder.h"
+#include "Linux/X11/WindowOwner.h"
+#include "Linux/X11/WindowText.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <utility>
+
+namespace lumicrate::x11 {
+
+namespace {
+
+/// Minimised. Not every window manager takes such a window off the screen: one that shows small pictures of
+/// all windows may only put it below everything else.
+bool isHidden(const Property& state, const WindowAtoms& atoms) {
+    return std::ranges::find(state.numbers(), atoms.stateHidden) != state.numbers().end();
+}
+
+std::optional<std::string> titleFrom(const Property& netName, const Property& name,
+                                     const WindowAtoms& atoms) {
+    if (const auto bytes = netName.bytes()) return textFromUtf8(*bytes);
+    const auto bytes = name.bytes();
+    if (!bytes) return std::nullopt;
+    if (name.type() == atoms.utf8String) return textFromUtf8(*bytes);
+    if (name.type() == atoms.compoundText) return textFromCompoundText(*bytes);
+    return textFromLatin1(*bytes);
+}
+
+/// All questions about one window.
+class WindowQuery {
+ public:
+    WindowQuery(const Connection& connection, const WindowAtoms& atoms, const OrderedWindow& window,
+                bool hasManager)
+        : atoms_(&atoms),
+          window_(window),
+          frame_(connection, atoms, window, hasManager),
+          netName_(connection, window.window, atoms.netWmName),
+          name_(connection, window.window, XCB_ATOM_WM_NAME),
+          type_(connection, window.window, atoms.windowType),
+          state_(connection, window.window, atoms.netWmState),
+          owner_(connection, atoms, window.window) {}
+
+    /// Nothing for a window that is not on the screen, or no longer there.
+    std::optional<SCWindow> collect(const ProcessQuery& processes, double scale) const {
+        const auto frame = frame_.collect();
+        const Property netName = netName_.collect();
+        const Property name = name_.collect();
+        const Property type = type_.collect();
+        const Property state = state_.collect();
+        SCWindow window;
+        window.owningApplication = owner_.collect(processes.processOf(window_.window));
+        if (!frame || isHidden(state, *atoms_)) return std::nullopt;
+        window.windowID = window_.window;
+        window.frame = pointsFromPixels(*frame, scale);
+        window.title = titleFrom(netName, name, *atoms_);
+        window.windowLayer = windowLayer(type.numbers(), window_.managed, *atoms_);
+        return window;
+    }
+
+ private:
+    const WindowAtoms* atoms_;
+    OrderedWindow window_;
+    WindowFrameQuery frame_;
+    PropertyQuery netName_;
+    PropertyQuery name_;
+    PropertyQuery type_;
+    PropertyQuery state_;
+    WindowOwnerQuery owner_;
+};
+
+}  // namespace
+
+WindowList::WindowList(const std::string& displayName, double scale)
+    : connection_(displayName), atoms_(connection_), scale_(scale) {}
+
+std::vector<SCWindow> WindowList::windows() const {
+    const WindowOrder order = readWindowOrder(connection_, atoms_);
+    std::vector<xcb_window_t> numbers;
+    std::vector<WindowQuery> queries;
+    for (const OrderedWindow& each : order.windows) {
+        numbers.push_back(each.window);
+        queries.emplace_back(connection_, atoms_, each, order.hasManager);
+    }
+    ProcessQuery processes(connection_, numbers);
+    processes.collect();
+    std::vector<SCWindow> windows;
+    for (const WindowQuery& query : queries) {
+        if (auto window = query.collect(processes, scale_)) windows.push_back(*std::move(window));
+    }
+    return windows;
+}
+
+std::optional<Rect> WindowList::bounds(std::uint32_t windowID) const {
+    const xcb_window_t topLevel = topLevelOf(connection_, windowID);
+    if (topLevel == XCB_NONE) return std::nullopt;
+    const ManagedWindows managed = readManagedWindows(connection_, atoms_);
+    const auto attributesCookie = xcb_get_window_attributes(connection_.get(), windowID);
+    const PropertyQuery markQuery(connection_, windowID, atoms_.wmState);
+    const PropertyQuery stateQuery(connection_, windowID, atoms_.netWmState);
+    const WindowFrameQuery frameQuery(connection_, atoms_, {windowID, topLevel, false}, managed.known);
+    const auto attributes = connection_.tryAwait(xcb_get_window_attributes_reply, attributesCookie);
+    const Property mark = markQuery.collect();
+    const Property state = stateQuery.collect();
+    const auto frame = frameQuery.collect();
+
+    const bool isListed = std::ranges::find(managed.windows, windowID) != managed.windows.end();
+    const bool isPartOfAnother = topLevel != windowID && !isListed && mark.type() == XCB_NONE;
+    if (!frame || !attributes || attributes->map_state != XCB_MAP_STATE_VIEWABLE || isPartOfAnother ||
+        isHidden(state, atoms_))
+        return std::nullopt;
+    return pointsFromPixels(*frame, scale_);
+}
+
+}  // namespace lumicrate::x11
