@@ -1,15 +1,17 @@
 // lumicrate-bench: what recording costs and what it is worth, beside what a user would take instead.
+#include "Benchmarks/BenchRequest.h"
 #include "Benchmarks/Performance.h"
 #include "Benchmarks/Recorder.h"
 #include "Benchmarks/Report.h"
+#include "Tests/Stage/OtherPrograms.h"
 #include "Tests/Stage/PrivateDesktop.h"
 
-#include <algorithm>
+#include <nlohmann/json.hpp>
+
 #include <cstdio>
-#include <cstdlib>
 #include <exception>
-#include <optional>
-#include <sstream>
+#include <fstream>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -17,95 +19,90 @@ namespace lumicrate::bench {
 
 namespace {
 
-constexpr const char* usage =
-    "lumicrate-bench --lumicrate PROGRAM [--scenes still,typing,scrolling,moving] [--recorders "
-    "lumicrate,ffmpeg]\n"
-    "                [--seconds S] [--size WxH] [--json FILE] [--keep FOLDER]\n"
-    "Each recorder records each scene in turn on a display of its own. \"lumicrate-hevc\", which is not "
-    "among\n"
-    "those that run unless asked for, is lumicrate with the format movHEVC.\n"
-    "  --keep FOLDER  where the recordings go; else they are deleted\n";
+constexpr const char* peer = "ffmpeg";
 
-struct Request {
-    std::string lumicrate;
-    std::vector<std::string> scenes{"still", "typing", "scrolling", "moving"};
-    std::vector<std::string> recorders{"lumicrate", "ffmpeg", "ssr"};
-    double seconds = 10;
-    int width = 1920;
-    int height = 1080;
-    std::string json;
-    std::string keep;
-};
-
-std::vector<std::string> split(const std::string& list) {
-    std::vector<std::string> items;
-    std::istringstream stream(list);
-    for (std::string item; std::getline(stream, item, ',');) {
-        items.push_back(item);
-    }
-    return items;
-}
-
-bool wants(const Request& request, const std::string& recorder) {
-    return std::find(request.recorders.begin(), request.recorders.end(), recorder) != request.recorders.end();
-}
-
-std::optional<Request> parse(const std::vector<std::string>& arguments) {
-    Request request;
-    for (std::size_t i = 0; i + 1 < arguments.size(); i += 2) {
-        const auto& name = arguments[i];
-        const auto& value = arguments[i + 1];
-        if (name == "--lumicrate") {
-            request.lumicrate = value;
-        } else if (name == "--scenes") {
-            request.scenes = split(value);
-        } else if (name == "--recorders") {
-            request.recorders = split(value);
-        } else if (name == "--seconds") {
-            request.seconds = std::strtod(value.c_str(), nullptr);
-        } else if (name == "--size") {
-            if (std::sscanf(value.c_str(), "%dx%d", &request.width, &request.height) != 2)
-                return std::nullopt;
-        } else if (name == "--json") {
-            request.json = value;
-        } else if (name == "--keep") {
-            request.keep = value;
-        } else {
-            return std::nullopt;
+// One result for each scene and recorder that are asked for, without runs yet.
+std::vector<Result> plan(const BenchRequest& request, const std::vector<Recorder>& recorders) {
+    std::vector<Result> results;
+    for (const auto& scene : request.scenes) {
+        for (const auto& recorder : recorders) {
+            results.push_back({scene, recorder.name, {}});
         }
     }
-    const bool needsProgram = wants(request, "lumicrate") || wants(request, "lumicrate-hevc");
-    const bool isComplete = !request.lumicrate.empty() || !needsProgram;
-    if (arguments.size() % 2 != 0 || !isComplete || request.seconds < 2) return std::nullopt;
-    return request;
+    return results;
+}
+
+bool isInstalled(const std::string& program) {
+    const auto found = stage::runToEnd({"sh", "-c", "command -v \"$1\"", "sh", program});
+    return found.status == 0;
+}
+
+std::vector<Recorder> recordersFor(const BenchRequest& request) {
+    std::vector<Recorder> chosen;
+    for (const auto& recorder : allRecorders(request.lumicrate)) {
+        if (!request.wants(recorder.name)) continue;
+        if (request.setting.source == Source::Window && !recorder.recordsWindows) {
+            std::fprintf(stderr, "%s records no windows and is left out.\n", recorder.name.c_str());
+            continue;
+        }
+        if (!isInstalled(recorder.program)) {
+            std::fprintf(stderr, "%s is not installed and is left out.\n", recorder.program.c_str());
+            continue;
+        }
+        chosen.push_back(recorder);
+    }
+    return chosen;
+}
+
+void writeJson(const BenchRequest& request, const std::vector<Result>& results) {
+    const auto& setting = request.setting;
+    nlohmann::json document{{"display", {request.display.width, request.display.height}},
+                            {"compositor", request.compositor},
+                            {"quality", setting.quality},
+                            {"framesPerSecond", setting.framesPerSecond},
+                            {"seconds", setting.seconds},
+                            {"results", json(results, peer)}};
+    if (setting.source == Source::Area) {
+        document["area"] = {setting.area.x, setting.area.y, setting.area.width, setting.area.height};
+    }
+    document["source"] = setting.source == Source::Window ? "window"
+                         : setting.source == Source::Area ? "area"
+                                                          : "screen";
+    std::ofstream stream(request.json);
+    stream << document.dump(2) << "\n";
+    if (!stream.flush()) throw std::runtime_error("Could not write " + request.json);
 }
 
 // Gives whether every recorder did its work.
-bool run(const Request& request) {
+bool run(const BenchRequest& request) {
     stage::PrivateDesktop::Options options;
-    options.display = {request.width, request.height, false, false};
+    options.display = {request.display.width, request.display.height, false, request.compositor};
     options.sound = false;
     stage::PrivateDesktop desktop(options);
     const stage::StageFolder temporary;
-    Performance performance(desktop.display(),
+    Performance performance(desktop.display(), request.setting,
                             request.keep.empty() ? temporary.path().string() : request.keep);
 
-    std::vector<Measurement> measurements;
+    const auto recorders = recordersFor(request);
+    if (recorders.empty()) throw std::runtime_error("There is no recorder to measure.");
+    auto results = plan(request, recorders);
     bool isWhole = true;
-    for (const auto& scene : request.scenes) {
-        for (const auto& recorder : allRecorders(request.lumicrate)) {
-            if (!wants(request, recorder.name)) continue;
+    // Round by round, so that what disturbs the machine for a while meets all recorders.
+    for (int round = 0; round < request.repeats; ++round) {
+        for (std::size_t i = 0; i < results.size(); ++i) {
+            auto& result = results[i];
             try {
-                std::fprintf(stderr, "%s, %s …\n", scene.c_str(), recorder.name.c_str());
-                measurements.push_back(performance.measure(scene, recorder, request.seconds));
+                std::fprintf(stderr, "%s, %s …\n", result.scene.c_str(), result.recorder.c_str());
+                result.runs.push_back(performance.measure(result.scene, recorders[i % recorders.size()]));
             } catch (const std::exception& error) {
-                std::fprintf(stderr, "%s, %s: %s\n", scene.c_str(), recorder.name.c_str(), error.what());
+                std::fprintf(stderr, "%s, %s: %s\n", result.scene.c_str(), result.recorder.c_str(),
+                             error.what());
                 isWhole = false;
             }
         }
     }
-    std::fputs(table(measurements, "ffmpeg").c_str(), stdout);
-    if (!request.json.empty()) writeJson(request.json, measurements);
+    std::fputs(table(results, peer).c_str(), stdout);
+    if (!request.json.empty()) writeJson(request, results);
     return isWhole;
 }
 
@@ -114,9 +111,9 @@ bool run(const Request& request) {
 }  // namespace lumicrate::bench
 
 int main(int argc, char** argv) {
-    const auto request = lumicrate::bench::parse({argv + 1, argv + argc});
+    const auto request = lumicrate::bench::parseBenchRequest({argv + 1, argv + argc});
     if (!request) {
-        std::fputs(lumicrate::bench::usage, stderr);
+        std::fputs(lumicrate::bench::benchUsage, stderr);
         return 2;
     }
     try {

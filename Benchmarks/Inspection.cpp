@@ -8,10 +8,10 @@
 
 namespace lumicrate::bench {
 
-Arrivals inspect(stage::MovieProbe& probe) {
+Arrivals inspect(stage::MovieProbe& probe, double scale) {
     Arrivals arrivals;
     arrivals.pictures = probe.visitPictures([&](const stage::Picture& picture) {
-        if (const auto number = stage::FrameNumber::read(picture.luma())) {
+        if (const auto number = stage::FrameNumber::read(picture.luma(), scale)) {
             arrivals.shown.try_emplace(*number, picture.time);
         } else {
             ++arrivals.unreadable;
@@ -31,10 +31,14 @@ std::vector<int> spread(const Arrivals& arrivals, int count) {
 }
 
 double similarity(const stage::MovieProbe& probe, const stage::Picture& picture, const Screen& screen) {
+    // Codecs hold even sizes only: one line more is a matter of course, anything else is another size.
+    auto shown = picture.luma();
+    if (shown.width - screen.width() == 1) --shown.width;
+    if (shown.height - screen.height() == 1) --shown.height;
     const auto with = [&](Matrix matrix) {
         const auto luma = screen.luma(matrix);
         const stage::Plane reference{luma.data(), screen.width(), screen.width(), screen.height(), 1};
-        return stage::structuralSimilarity(picture.luma(), reference);
+        return stage::structuralSimilarity(shown, reference);
     };
     const auto& named = probe.videoTrack().colorMatrix;
     if (named == "bt709") return with(Matrix::Bt709);

@@ -1,13 +1,11 @@
 #include "Benchmarks/Performance.h"
 
 #include "Benchmarks/Inspection.h"
-#include "Benchmarks/Screen.h"
 
 #include <malloc.h>
 #include <unistd.h>
 
 #include <chrono>
-#include <csignal>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
@@ -38,105 +36,125 @@ double processorSeconds(pid_t process) {
     return static_cast<double>(user + system) / static_cast<double>(sysconf(_SC_CLK_TCK));
 }
 
-// A scene on the display, at its beginning.
-class Stagehand {
- public:
-    Stagehand(const std::string& display, const std::string& scene, std::vector<std::string> extra)
-        : process_(command(scene, std::move(extra)), options(display)) {
-        expect("ready");
-    }
+// CLOCK_MONOTONIC, which the scene counts in too.
+double now() {
+    return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
+}
 
-    // Halts the scene, whose picture stays, and gives the number of steps that it drew.
-    int rest() {
-        process_.signal(SIGUSR1);
-        return awaitLast();
-    }
-
-    int awaitLast() { return std::stoi(expect("drawn").substr(6)); }
-
- private:
-    static std::vector<std::string> command(const std::string& scene, std::vector<std::string> extra) {
-        std::vector<std::string> all{LUMICRATE_SCENE, scene, "--hold"};
-        all.insert(all.end(), extra.begin(), extra.end());
-        return all;
-    }
-
-    static stage::ChildProcess::Options options(const std::string& display) {
-        stage::ChildProcess::Options options;
-        options.environment = {{"DISPLAY", display}};
-        options.output = stage::ChildProcess::Output::Capture;
-        return options;
-    }
-
-    std::string expect(const std::string& word) {
-        auto line = process_.readLine(patience);
-        if (!line || !line->starts_with(word))
-            throw std::runtime_error("The scene failed: " + process_.standardError());
-        return *line;
-    }
-
-    stage::ChildProcess process_;
-};
+// When the picture that opens the movie was captured: after the step that it shows and before the next one,
+// between which the middle is taken. Where a torn picture comes first, what follows is counted back from.
+std::optional<double> captureOfFirst(const Arrivals& arrivals, const Stagehand::Times& drawn) {
+    if (arrivals.shown.empty()) return std::nullopt;
+    const auto [step, shownAt] = *arrivals.shown.begin();
+    const auto index = static_cast<std::size_t>(step);
+    if (index + 1 >= drawn.size()) return std::nullopt;
+    return (drawn[index] + drawn[index + 1]) / 2 - shownAt;
+}
 
 }  // namespace
 
-int Performance::record(Measurement& measurement, const Recorder& recorder, const Assignment& assignment) {
-    Stagehand scene(display_.displayName(), measurement.scene, {"--number"});
+Assignment Performance::assign(const Stagehand& scene, const std::string& name,
+                               const Recorder& recorder) const {
+    Assignment assignment;
+    assignment.setting = setting_;
+    assignment.display = display_.displayName();
+    assignment.file = folder_ / (name + "-" + recorder.name + "." + recorder.extension);
+    switch (setting_.source) {
+        case Source::Screen:
+            assignment.frame = {0, 0, display_.width(), display_.height()};
+            break;
+        case Source::Area:
+            assignment.frame = setting_.area;
+            break;
+        case Source::Window: {
+            assignment.window = scene.window();
+            const auto [width, height] = sizeOfWindow(display_.displayName(), scene.window());
+            assignment.frame = {0, 0, width, height};
+            break;
+        }
+    }
+    return assignment;
+}
+
+Stagehand::Times Performance::record(Measurement& measurement, const Recorder& recorder,
+                                     const Assignment& assignment, Stagehand& scene) {
     hidePointer(display_.displayName());
+    std::filesystem::remove(assignment.file);
+    auto command = recorder.command(assignment, recorder.program);
 
     const double serverBefore = processorSeconds(display_.processId());
-    const auto start = std::chrono::steady_clock::now();
     stage::ChildProcess::Options options;
     options.environment = {{"DISPLAY", display_.displayName()}};
     options.output = stage::ChildProcess::Output::Capture;
     malloc_trim(0);  // what this process holds now counts into the child's peak
-    stage::ChildProcess process(recorder.command(assignment, recorder.program), options);
-    if (process.wait(assignment.seconds - restSeconds)) {
+    const double start = now();
+    stage::ChildProcess process(std::move(command), options);
+    const auto ended = process.wait(setting_.seconds - restSeconds);
+    auto drawn = scene.rest();
+    if (ended || process.wait(start + setting_.seconds - now()))
         throw std::runtime_error(recorder.name + " ended early: " + process.standardError());
-    }
-    const int drawn = scene.rest();
+    const double order = now();
+    recorder.stop(process, assignment);
     measurement.cost = process.mustEnd(patience);
-    measurement.wallSeconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    measurement.finishSeconds = now() - order;
     measurement.serverSeconds = processorSeconds(display_.processId()) - serverBefore;
-    if (measurement.cost.exitStatus != 0) {
+    if (measurement.cost.exitStatus != recorder.statusWhenStopped)
         throw std::runtime_error(recorder.name + " failed: " + process.standardError());
+    for (double& time : drawn) {
+        time -= start;
     }
-    stage::MovieProbe probe(assignment.file);
-    measurement.similarityAtRest = similarity(probe, *probe.lastPicture(), Screen(display_.displayName()));
     return drawn;
 }
 
-void Performance::countArrivals(Measurement& measurement, stage::MovieProbe& probe, int drawn) {
-    const auto arrivals = inspect(probe);
+Screen Performance::reference(const std::string& scene, const Assignment& assignment, int steps) const {
+    const auto& display = display_.displayName();
+    std::optional<CoveredWindows> kept;
+    if (setting_.source == Source::Window) kept.emplace(display);
+    Stagehand again(display, scene, setting_, steps);
+    again.awaitLast();
+    const Screen screen(display, again.window(), assignment.frame);
+    const auto [width, height] = assignment.pictureSize();
+    return assignment.isScaled() ? screen.scaledTo(width, height) : screen;
+}
+
+void Performance::countArrivals(Measurement& measurement, const std::string& scene,
+                                const Assignment& assignment, const Stagehand::Times& drawn) {
+    stage::MovieProbe probe(assignment.file);
+    const auto arrivals = inspect(probe, assignment.scale());
     measurement.pictures = arrivals.pictures;
-    if (drawn == 0 || arrivals.shown.empty()) return;  // nothing moves in the scene
-    measurement.unreadable = arrivals.unreadable;
-    measurement.drawn = drawn - arrivals.shown.begin()->first;
-    measurement.delivered = static_cast<int>(arrivals.shown.size());
-    measurement.lost = measurement.drawn - measurement.delivered;
+    const auto last = probe.lastPicture();
+    measurement.similarityAtRest =
+        similarity(probe, *last, reference(scene, assignment, static_cast<int>(drawn.size())));
+    if (drawn.empty()) return;  // nothing moves in the scene
+    Measurement::Steps steps;
+    steps.drawn =
+        static_cast<int>(drawn.size()) - (arrivals.shown.empty() ? 0 : arrivals.shown.begin()->first);
+    steps.shown = static_cast<int>(arrivals.shown.size());
+    steps.lost = steps.drawn - steps.shown;
+    steps.torn = arrivals.unreadable;
+    measurement.steps = steps;
+    measurement.startSeconds = captureOfFirst(arrivals, drawn);
 
     double sum = 0;
     const auto numbers = spread(arrivals, comparedInMotion);
     for (const int number : numbers) {
-        Stagehand scene(display_.displayName(), measurement.scene,
-                        {"--number", "--steps", std::to_string(number + 1)});
-        scene.awaitLast();
         const auto picture = probe.pictureAt(arrivals.shown.at(number));
-        sum += similarity(probe, *picture, Screen(display_.displayName()));
+        sum += similarity(probe, *picture, reference(scene, assignment, number + 1));
     }
     if (!numbers.empty()) measurement.similarityMoving = sum / static_cast<double>(numbers.size());
 }
 
-Measurement Performance::measure(const std::string& scene, const Recorder& recorder, double seconds) {
+Measurement Performance::measure(const std::string& scene, const Recorder& recorder) {
     Measurement measurement;
-    measurement.scene = scene;
-    measurement.recorder = recorder.name;
-    const auto file = folder_ / (scene + "-" + recorder.name + "." + recorder.extension);
-    const Assignment assignment{display_.displayName(), display_.width(), display_.height(), seconds, file};
-    const int drawn = record(measurement, recorder, assignment);
-    measurement.fileBytes = std::filesystem::file_size(file);
-    stage::MovieProbe probe(file);
-    countArrivals(measurement, probe, drawn);
+    Assignment assignment;
+    Stagehand::Times drawn;
+    {
+        Stagehand playing(display_.displayName(), scene, setting_);
+        assignment = assign(playing, scene, recorder);
+        drawn = record(measurement, recorder, assignment, playing);
+    }
+    measurement.fileBytes = std::filesystem::file_size(assignment.file);
+    countArrivals(measurement, scene, assignment, drawn);
     return measurement;
 }
 

@@ -1,112 +1,138 @@
 #include "Benchmarks/Recorder.h"
 
-#include <array>
-#include <cstdio>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <csignal>
 #include <fstream>
+#include <stdexcept>
+#include <string_view>
 
 namespace lumicrate::bench {
 
 namespace {
 
-// The rate that the encoding quality "high" allows 1080p at 30 a second, so that both stand under the same
-// ceiling.
-constexpr const char* bitRate = "7464960";
+using Command = std::vector<std::string>;
 
-std::string number(double value) {
-    std::array<char, 32> text{};
-    std::snprintf(text.data(), text.size(), "%g", value);
-    return text.data();
+std::string joined(std::initializer_list<int> numbers, char between) {
+    std::string text;
+    for (const int number : numbers) {
+        if (!text.empty()) text += between;
+        text += std::to_string(number);
+    }
+    return text;
 }
 
-std::string size(const Assignment& assignment) {
-    return std::to_string(assignment.width) + "x" + std::to_string(assignment.height);
+void interrupt(stage::ChildProcess& process, const Assignment&) {
+    process.signal(SIGINT);
 }
 
-std::vector<std::string> lumicrateCommand(const Assignment& assignment, const std::string& program,
-                                          const char* format) {
-    return {program,
-            "record",
-            "--screen",
-            "--no-system-audio",
-            "--no-microphone",
-            "--no-countdown",
-            "--quality",
-            "native",
-            "--fps",
-            "30",
-            "--format",
-            format,
-            "--encoding-quality",
-            "high",
-            "--duration",
-            number(assignment.seconds),
-            "--output",
-            assignment.file.string()};
+Command lumicrateSource(const Assignment& assignment) {
+    const auto& area = assignment.frame;
+    switch (assignment.setting.source) {
+        case Source::Area:
+            return {"--area", joined({area.x, area.y, area.width, area.height}, ',')};
+        case Source::Window:
+            return {"--window", std::to_string(assignment.window)};
+        case Source::Screen:
+            break;
+    }
+    return {"--screen"};
 }
 
-std::vector<std::string> lumicrateH264Command(const Assignment& assignment, const std::string& program) {
+Command lumicrateCommand(const Assignment& assignment, const std::string& program, const char* format) {
+    Command command{program, "record", "--no-system-audio", "--no-microphone", "--no-countdown"};
+    for (const auto& word : lumicrateSource(assignment)) {
+        command.push_back(word);
+    }
+    for (const auto& word : {std::string("--quality"), assignment.setting.quality, std::string("--fps"),
+                             std::to_string(assignment.setting.framesPerSecond), std::string("--format"),
+                             std::string(format), std::string("--encoding-quality"), std::string("high"),
+                             std::string("--output"), assignment.file.string()}) {
+        command.push_back(word);
+    }
+    return command;
+}
+
+Command lumicrateH264Command(const Assignment& assignment, const std::string& program) {
     return lumicrateCommand(assignment, program, "mp4H264");
 }
 
-std::vector<std::string> lumicrateHevcCommand(const Assignment& assignment, const std::string& program) {
+Command lumicrateHevcCommand(const Assignment& assignment, const std::string& program) {
     return lumicrateCommand(assignment, program, "movHEVC");
 }
 
-std::vector<std::string> ffmpegCommand(const Assignment& assignment, const std::string& program) {
-    return {program,
-            "-loglevel",
-            "error",
-            "-nostdin",
-            "-y",
-            "-f",
-            "x11grab",
-            "-framerate",
-            "30",
-            "-video_size",
-            size(assignment),
-            "-i",
-            assignment.display,
-            "-t",
-            number(assignment.seconds),
-            "-c:v",
-            "libx264",
-            "-preset",
-            "veryfast",
-            "-b:v",
-            bitRate,
-            "-pix_fmt",
-            "yuv420p",
-            assignment.file.string()};
+Command ffmpegCommand(const Assignment& assignment, const std::string& program) {
+    const auto& area = assignment.frame;
+    Command command{program, "-loglevel", "error", "-nostdin", "-y", "-f", "x11grab", "-framerate"};
+    command.push_back(std::to_string(assignment.setting.framesPerSecond));
+    if (assignment.setting.source == Source::Window) {
+        command.insert(command.end(),
+                       {"-window_id", std::to_string(assignment.window), "-i", assignment.display});
+    } else {
+        command.insert(command.end(), {"-video_size", joined({area.width, area.height}, 'x'), "-i",
+                                       assignment.display + "+" + joined({area.x, area.y}, ',')});
+    }
+    if (assignment.isScaled()) {
+        // Averaging areas, as the reference that it is compared with does.
+        command.insert(command.end(), {"-vf", "scale=-2:" + std::to_string(assignment.pictureSize().height) +
+                                                  ":flags=area"});
+    }
+    command.insert(command.end(),
+                   {"-c:v", "libx264", "-preset", "veryfast", "-b:v", std::to_string(assignment.bitRate()),
+                    "-pix_fmt", "yuv420p", assignment.file.string()});
+    return command;
 }
 
-// Its command line knows no length and no size; it reads its settings from a file and is told to stop on its
-// standard input. "veryfast" is the third of its presets.
-std::vector<std::string> simpleScreenRecorderCommand(const Assignment& assignment,
-                                                     const std::string& program) {
-    auto settings = assignment.file;
-    settings.replace_extension(".conf");
+std::filesystem::path besides(const Assignment& assignment, const char* extension) {
+    auto path = assignment.file;
+    return path.replace_extension(extension);
+}
+
+// Its command line knows no size; it reads its settings from a file and is told to stop on its standard
+// input. "veryfast" is the third of its presets.
+Command simpleScreenRecorderCommand(const Assignment& assignment, const std::string& program) {
+    const auto settings = besides(assignment, ".conf");
+    const auto pipe = besides(assignment, ".in");
+    const auto& area = assignment.frame;
+    const auto picture = assignment.pictureSize();
+    const bool isWhole = assignment.setting.source == Source::Screen;
     std::ofstream(settings)
         << "[welcome]\nskip_page=true\n"
-        << "[input]\nvideo_area=screen\nvideo_area_screen=0\nvideo_x=0\nvideo_y=0\nvideo_w="
-        << assignment.width << "\nvideo_h=" << assignment.height
-        << "\nvideo_frame_rate=30\nvideo_scale=false\nvideo_record_cursor=true\naudio_enabled=false\n"
+        << "[input]\nvideo_area=" << (isWhole ? "screen" : "fixed")
+        << "\nvideo_area_screen=0\nvideo_x=" << area.x << "\nvideo_y=" << area.y << "\nvideo_w=" << area.width
+        << "\nvideo_h=" << area.height << "\nvideo_frame_rate=" << assignment.setting.framesPerSecond
+        << "\nvideo_scale=" << (assignment.isScaled() ? "true" : "false")
+        << "\nvideo_scaled_w=" << picture.width << "\nvideo_scaled_h=" << picture.height
+        << "\nvideo_record_cursor=true\naudio_enabled=false\n"
         << "[output]\nfile=" << assignment.file.string()
         << "\nseparate_files=false\nadd_timestamp=false\ncontainer=mp4\nvideo_codec=h264\n"
         << "video_h264_crf=23\nvideo_h264_preset=2\nvideo_allow_frame_skipping=true\n";
-    // It is told to save over its standard input.
-    const char* script = R"sh(
-        (sleep "$1"; echo record-save; echo quit) |
-            "$2" --settingsfile="$3" --start-hidden --start-recording --no-systray)sh";
-    return {"sh", "-c", script, "sh", number(assignment.seconds), program, settings.string()};
+    std::filesystem::remove(pipe);
+    if (mkfifo(pipe.c_str(), 0600) != 0) throw std::runtime_error("Could not make " + pipe.string());
+    // Opened for both directions, so that the opening does not wait and no end is ever read.
+    const char* script =
+        R"sh(exec "$1" --settingsfile="$2" --start-hidden --start-recording --no-systray <>"$3")sh";
+    return {"sh", "-c", script, "sh", program, settings.string(), pipe.string()};
+}
+
+void stopSimpleScreenRecorder(stage::ChildProcess&, const Assignment& assignment) {
+    constexpr std::string_view orders = "record-save\nquit\n";
+    const stage::Descriptor pipe(open(besides(assignment, ".in").c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC));
+    if (write(pipe.get(), orders.data(), orders.size()) != static_cast<ssize_t>(orders.size()))
+        throw std::runtime_error("SimpleScreenRecorder takes no orders");
 }
 
 }  // namespace
 
 std::vector<Recorder> allRecorders(const std::string& lumicrate) {
-    return {{"lumicrate", lumicrateH264Command, lumicrate, "mp4"},
-            {"lumicrate-hevc", lumicrateHevcCommand, lumicrate, "mov"},
-            {"ffmpeg", ffmpegCommand, "ffmpeg", "mp4"},
-            {"ssr", simpleScreenRecorderCommand, "simplescreenrecorder", "mp4"}};
+    return {{"lumicrate", lumicrate, "mp4", lumicrateH264Command, interrupt},
+            {"lumicrate-hevc", lumicrate, "mov", lumicrateHevcCommand, interrupt},
+            // Having been interrupted it finishes its file, and says that it was.
+            {"ffmpeg", "ffmpeg", "mp4", ffmpegCommand, interrupt, 255},
+            {"ssr", "simplescreenrecorder", "mp4", simpleScreenRecorderCommand, stopSimpleScreenRecorder, 0,
+             false}};
 }
 
 }  // namespace lumicrate::bench

@@ -5,78 +5,146 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
-#include <fstream>
-#include <stdexcept>
+#include <optional>
 
 namespace lumicrate::bench {
 
 namespace {
 
-std::string ratio(const Measurement& one, const std::vector<Measurement>& all, const std::string& peer) {
-    const auto other = std::find_if(all.begin(), all.end(), [&](const Measurement& candidate) {
+using Value = std::optional<double>;
+
+constexpr int notShown = -1;
+
+struct Figure {
+    const char* key;      // in JSON
+    const char* heading;  // in the table
+    int decimals;         // or notShown
+    bool hasRatio;        // in the table
+    Value (*of)(const Measurement&);
+};
+
+template <int Measurement::Steps::*Member>
+Value step(const Measurement& one) {
+    return one.steps ? Value((*one.steps).*Member) : std::nullopt;
+}
+
+using Steps = Measurement::Steps;
+
+constexpr Figure figures[] = {
+    {"userSeconds", "", notShown, false, [](const Measurement& one) { return Value(one.cost.userSeconds); }},
+    {"systemSeconds", "", notShown, false,
+     [](const Measurement& one) { return Value(one.cost.systemSeconds); }},
+    {"cpuSeconds", "cpu s", 2, true, [](const Measurement& one) { return Value(one.cost.cpuSeconds()); }},
+    {"serverSeconds", "X cpu s", 2, true, [](const Measurement& one) { return Value(one.serverSeconds); }},
+    {"memoryMiB", "rss MiB", 1, false,
+     [](const Measurement& one) { return Value(static_cast<double>(one.cost.maxResidentKiB) / 1024); }},
+    {"startSeconds", "start s", 2, false, [](const Measurement& one) { return one.startSeconds; }},
+    {"finishSeconds", "finish s", 2, false, [](const Measurement& one) { return Value(one.finishSeconds); }},
+    {"fileKiB", "file KiB", 0, true,
+     [](const Measurement& one) { return Value(static_cast<double>(one.fileBytes) / 1024); }},
+    {"pictures", "frames", 0, false,
+     [](const Measurement& one) { return Value(static_cast<double>(one.pictures)); }},
+    {"drawn", "drawn", 0, false, step<&Steps::drawn>},
+    {"shown", "shown", 0, false, step<&Steps::shown>},
+    {"lost", "lost", 0, false, step<&Steps::lost>},
+    {"torn", "torn", 0, false, step<&Steps::torn>},
+    {"similarityAtRest", "ssim end", 4, false,
+     [](const Measurement& one) { return Value(one.similarityAtRest); }},
+    {"similarityMoving", "ssim run", 4, false, [](const Measurement& one) { return one.similarityMoving; }},
+};
+
+// Of those runs that have the figure.
+Value median(const Result& result, const Figure& figure) {
+    std::vector<double> values;
+    for (const auto& run : result.runs) {
+        if (const auto value = figure.of(run)) values.push_back(*value);
+    }
+    if (values.empty()) return std::nullopt;
+    std::sort(values.begin(), values.end());
+    const std::size_t middle = values.size() / 2;
+    return values.size() % 2 != 0 ? values[middle] : (values[middle - 1] + values[middle]) / 2;
+}
+
+Value ratio(const Result& one, const std::vector<Result>& all, const std::string& peer,
+            const Figure& figure) {
+    const auto other = std::find_if(all.begin(), all.end(), [&](const Result& candidate) {
         return candidate.scene == one.scene && candidate.recorder == peer;
     });
-    if (other == all.end() || other->cost.cpuSeconds() <= 0) return "-";
+    if (other == all.end()) return std::nullopt;
+    const auto mine = median(one, figure);
+    const auto theirs = median(*other, figure);
+    if (!mine || !theirs || *theirs <= 0) return std::nullopt;
+    return *mine / *theirs;
+}
+
+std::string cell(const std::string& text) {
+    constexpr std::size_t width = 9;
+    return std::string(width - std::min(width, text.size()), ' ') + text;
+}
+
+std::string cell(Value value, int decimals) {
+    if (!value) return cell("-");
     std::array<char, 32> text{};
-    std::snprintf(text.data(), text.size(), "%.3f", one.cost.cpuSeconds() / other->cost.cpuSeconds());
+    std::snprintf(text.data(), text.size(), "%.*f", decimals, *value);
+    return cell(text.data());
+}
+
+std::string title(const std::string& scene, const std::string& recorder) {
+    std::array<char, 64> text{};
+    std::snprintf(text.data(), text.size(), "%-10s %-14s", scene.c_str(), recorder.c_str());
     return text.data();
 }
 
-std::string similarityText(std::optional<double> similarity) {
-    if (!similarity) return "-";
-    std::array<char, 32> text{};
-    std::snprintf(text.data(), text.size(), "%.4f", *similarity);
-    return text.data();
+nlohmann::json orNull(Value value) {
+    return value ? nlohmann::json(*value) : nlohmann::json();
 }
 
 }  // namespace
 
-std::string table(const std::vector<Measurement>& measurements, const std::string& peer) {
-    std::array<char, 256> line{};
-    std::snprintf(line.data(), line.size(),
-                  "%-10s %-14s %7s %7s %8s %7s %7s %9s %7s %6s %6s %5s %5s %8s %8s\n", "scene", "recorder",
-                  "cpu s", "ratio", "rss MiB", "X cpu s", "wall s", "file KiB", "frames", "drawn", "shown",
-                  "lost", "torn", "ssim end", "ssim run");
-    std::string text = line.data();
-    for (const auto& one : measurements) {
-        std::snprintf(line.data(), line.size(),
-                      "%-10s %-14s %7.2f %7s %8.1f %7.2f %7.2f %9.0f %7zu %6d %6d %5d %5d %8s %8s\n",
-                      one.scene.c_str(), one.recorder.c_str(), one.cost.cpuSeconds(),
-                      ratio(one, measurements, peer).c_str(),
-                      static_cast<double>(one.cost.maxResidentKiB) / 1024, one.serverSeconds, one.wallSeconds,
-                      static_cast<double>(one.fileBytes) / 1024, one.pictures, one.drawn, one.delivered,
-                      one.lost, one.unreadable, similarityText(one.similarityAtRest).c_str(),
-                      similarityText(one.similarityMoving).c_str());
-        text += line.data();
+std::string table(const std::vector<Result>& results, const std::string& peer) {
+    std::string text = title("scene", "recorder");
+    for (const auto& figure : figures) {
+        if (figure.decimals == notShown) continue;
+        text += cell(figure.heading);
+        if (figure.hasRatio) text += cell("/" + peer);
+    }
+    text += "\n";
+    for (const auto& result : results) {
+        text += title(result.scene, result.recorder);
+        for (const auto& figure : figures) {
+            if (figure.decimals == notShown) continue;
+            text += cell(median(result, figure), figure.decimals);
+            if (figure.hasRatio) text += cell(ratio(result, results, peer, figure), 3);
+        }
+        text += "\n";
     }
     return text;
 }
 
-void writeJson(const std::filesystem::path& file, const std::vector<Measurement>& measurements) {
+nlohmann::json json(const std::vector<Result>& results, const std::string& peer) {
     auto all = nlohmann::json::array();
-    for (const auto& one : measurements) {
-        nlohmann::json entry{{"scene", one.scene},
-                             {"recorder", one.recorder},
-                             {"userSeconds", one.cost.userSeconds},
-                             {"systemSeconds", one.cost.systemSeconds},
-                             {"cpuSeconds", one.cost.cpuSeconds()},
-                             {"maxResidentKiB", one.cost.maxResidentKiB},
-                             {"serverSeconds", one.serverSeconds},
-                             {"wallSeconds", one.wallSeconds},
-                             {"fileBytes", one.fileBytes},
-                             {"pictures", one.pictures},
-                             {"drawn", one.drawn},
-                             {"delivered", one.delivered},
-                             {"lost", one.lost},
-                             {"unreadable", one.unreadable},
-                             {"similarityAtRest", one.similarityAtRest}};
-        entry["similarityMoving"] =
-            one.similarityMoving ? nlohmann::json(*one.similarityMoving) : nlohmann::json();
-        all.push_back(entry);
+    for (const auto& result : results) {
+        nlohmann::json medians;
+        nlohmann::json ratios;
+        auto runs = nlohmann::json::array();
+        for (const auto& figure : figures) {
+            medians[figure.key] = orNull(median(result, figure));
+            ratios[figure.key] = orNull(ratio(result, results, peer, figure));
+        }
+        for (const auto& run : result.runs) {
+            nlohmann::json values;
+            for (const auto& figure : figures) {
+                values[figure.key] = orNull(figure.of(run));
+            }
+            runs.push_back(values);
+        }
+        all.push_back({{"scene", result.scene},
+                       {"recorder", result.recorder},
+                       {"median", medians},
+                       {"ratioTo", {{peer, ratios}}},
+                       {"runs", runs}});
     }
-    std::ofstream stream(file);
-    stream << all.dump(2) << "\n";
-    if (!stream.flush()) throw std::runtime_error("Could not write " + file.string());
+    return all;
 }
 
 }  // namespace lumicrate::bench

@@ -1,7 +1,9 @@
 // Screen: what an X display shows at a moment, as the luma that a faultless recorder would write.
 #pragma once
 
-#include "Tests/Stage/Picture.h"
+#include "Benchmarks/Assignment.h"
+#include "Tests/Stage/Scene/Image.h"
+#include "Tests/Stage/Xcb.h"
 
 #include <cstdint>
 #include <string>
@@ -13,18 +15,36 @@ enum class Matrix { Bt601, Bt709 };
 
 class Screen {
  public:
-    // Reads the whole root window. Throws std::runtime_error.
-    explicit Screen(const std::string& display);
+    // Reads a part of a window, of the root window for 0. Under a compositor it waits until nothing changes
+    // in it any more. Throws std::runtime_error.
+    Screen(const std::string& display, std::uint32_t window, const stage::Area& area);
 
+    // The same in another size, each pixel the mean of the area that it stands for.
+    Screen scaledTo(int width, int height) const;
     std::vector<std::uint8_t> luma(Matrix matrix) const;
     int width() const { return width_; }
     int height() const { return height_; }
 
  private:
-    int width_ = 0;
-    int height_ = 0;
-    std::vector<std::uint8_t> pixels_;  // blue, green, red, nothing
+    Screen(int width, int height);
+
+    int width_;
+    int height_;
+    std::vector<float> pixels_;  // blue, green, red
 };
+
+// While it lives, windows keep what others cover, so that it can be read.
+class CoveredWindows {
+ public:
+    // Throws std::runtime_error.
+    explicit CoveredWindows(const std::string& display);
+
+ private:
+    stage::XcbConnection connection_;
+};
+
+// Throws std::runtime_error.
+PixelSize sizeOfWindow(const std::string& display, std::uint32_t window);
 
 // Moves the pointer to the last pixel, where it covers nothing.
 void hidePointer(const std::string& display);

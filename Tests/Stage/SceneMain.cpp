@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <memory>
 #include <optional>
 #include <string>
 #include <utility>
@@ -17,12 +18,18 @@ namespace {
 
 constexpr const char* usage =
     "lumicrate-scene SCENE [--size WxH] [--seconds S] [--fps N] [--seed N] [--number] [--hold] [--steps N]\n"
+    "                      [--number-at X,Y] [--window] [--times]\n"
     "Plays a scene, for S seconds or until it is told to end (SIGINT, SIGTERM). It writes \"ready\" when its "
     "first\n"
     "picture stands, and at the end \"drawn N\", the number of steps drawn.\n"
     "  --size WxH   in an ordinary window of that size; else over the whole screen\n"
     "  --fps N      steps a second, when the scene's own rate is not wanted\n"
     "  --number     each step also burns its number into the top-left corner\n"
+    "  --number-at X,Y  the same, with that place for the corner\n"
+    "  --window     the number goes into the corner of the scene's main window, of which \"window ID\" is "
+    "written first\n"
+    "  --times      writes \"times\" and when each step stood on the screen, in seconds of CLOCK_MONOTONIC, "
+    "before \"drawn\"\n"
     "  --steps N    exactly N steps, as fast as the display takes them, to see what a step looks like\n"
     "  --hold       after the last step the picture stays until the program is told to end\n"
     "SIGUSR1 makes the scene rest: it draws no more, says how much it drew, and its picture stays.\n"
@@ -36,13 +43,35 @@ struct Request {
     double rate = 0;
     int seed = 1;
     bool isNumbered = false;
+    std::pair<int, int> numberPlace;
+    bool showsWindow = false;
+    bool tellsTimes = false;
     bool holds = false;
 };
 
-std::optional<std::pair<int, int>> parseSize(const std::string& text) {
-    std::pair<int, int> size;
-    if (std::sscanf(text.c_str(), "%dx%d", &size.first, &size.second) != 2) return std::nullopt;
-    return size;
+// Two numbers with something given between.
+std::optional<std::pair<int, int>> parsePair(const std::string& text, char between) {
+    std::pair<int, int> pair;
+    char found = 0;
+    if (std::sscanf(text.c_str(), "%d%c%d", &pair.first, &found, &pair.second) != 3 || found != between)
+        return std::nullopt;
+    return pair;
+}
+
+// Whether it was one of the options without a value.
+bool parseFlag(const std::string& argument, Request& request) {
+    if (argument == "--number") {
+        request.isNumbered = true;
+    } else if (argument == "--window") {
+        request.isNumbered = request.showsWindow = true;
+    } else if (argument == "--times") {
+        request.tellsTimes = true;
+    } else if (argument == "--hold") {
+        request.holds = true;
+    } else {
+        return false;
+    }
+    return true;
 }
 
 std::optional<Request> parse(const std::vector<std::string>& arguments) {
@@ -52,19 +81,17 @@ std::optional<Request> parse(const std::vector<std::string>& arguments) {
     request.canvas.title = "lumicrate-scene " + request.scene;
     for (std::size_t i = 1; i < arguments.size(); ++i) {
         const auto& argument = arguments[i];
-        if (argument == "--number") {
-            request.isNumbered = true;
-            continue;
-        }
-        if (argument == "--hold") {
-            request.holds = true;
-            continue;
-        }
+        if (parseFlag(argument, request)) continue;
         if (++i == arguments.size()) return std::nullopt;
         const auto& value = arguments[i];
         if (argument == "--size") {
-            request.canvas.size = parseSize(value);
+            request.canvas.size = parsePair(value, 'x');
             if (!request.canvas.size) return std::nullopt;
+        } else if (argument == "--number-at") {
+            const auto place = parsePair(value, ',');
+            if (!place) return std::nullopt;
+            request.isNumbered = true;
+            request.numberPlace = *place;
         } else if (argument == "--seconds") {
             request.seconds = std::strtod(value.c_str(), nullptr);
         } else if (argument == "--steps") {
@@ -87,9 +114,12 @@ class Player {
 
     void play() {
         scene_->begin(canvas_);
+        if (request_.isNumbered) placeNumber();
         canvas_.sync();
+        if (request_.showsWindow) std::printf("window %u\n", scene_->subject(canvas_).id());
         say("ready");
         auto event = request_.steps ? drawSteps(*request_.steps) : playSteps();
+        if (request_.tellsTimes) printTimes();
         std::printf("drawn %d\n", drawn_);
         std::fflush(stdout);
         const bool stays = request_.holds || scene_->staysAtEnd() || event == Pacer::Event::Rest;
@@ -102,6 +132,33 @@ class Player {
     static void say(const char* word) {
         std::puts(word);
         std::fflush(stdout);
+    }
+
+    void printTimes() const {
+        std::printf("times");
+        for (const Nanoseconds time : times_) {
+            std::printf(" %.6f", static_cast<double>(time) * 1e-9);
+        }
+        std::printf("\n");
+    }
+
+    // Windows of a scene can come to lie over any place of the canvas, so there the number gets a window
+    // above.
+    void placeNumber() {
+        const auto [x, y] = request_.numberPlace;
+        const bool isCovered = &scene_->subject(canvas_) != &canvas_ && !request_.showsWindow;
+        if (isCovered) numberWindow_ = canvas_.openWindow({x, y, bar_.width(), bar_.height()}, "Number");
+    }
+
+    void drawNumber(int number) {
+        FrameNumber::draw(bar_, number);
+        if (numberWindow_) {
+            numberWindow_->put(bar_);
+        } else if (request_.showsWindow) {
+            scene_->subject(canvas_).put(bar_);
+        } else {
+            canvas_.put(bar_, request_.numberPlace.first, request_.numberPlace.second);
+        }
     }
 
     // Draws until the time is up (Due) or a signal comes.
@@ -132,11 +189,9 @@ class Player {
 
     void draw(const Step& step) {
         scene_->step(canvas_, step);
-        if (request_.isNumbered) {
-            FrameNumber::draw(bar_, step.number);
-            canvas_.put(bar_);
-        }
+        if (request_.isNumbered) drawNumber(step.number);
         canvas_.sync();
+        times_.push_back(now());
         ++drawn_;
     }
 
@@ -146,6 +201,8 @@ class Player {
     Canvas canvas_;
     std::unique_ptr<Scene> scene_;  // after the canvas, which keeps its pictures
     Image bar_{FrameNumber::barWidth, FrameNumber::blockSize};
+    std::unique_ptr<Surface> numberWindow_;
+    std::vector<Nanoseconds> times_;
     int drawn_ = 0;
 };
 

@@ -1,5 +1,7 @@
 #include "Tests/Stage/Scene/FrameNumber.h"
 
+#include <algorithm>
+
 namespace lumicrate::stage {
 
 int FrameNumber::coded(int number) {
@@ -17,17 +19,21 @@ void FrameNumber::draw(Image& image, int number) {
     }
 }
 
-std::optional<int> FrameNumber::read(const Plane& luma) {
-    if (luma.width < barWidth || luma.height < blockSize) return std::nullopt;
+std::optional<int> FrameNumber::read(const Plane& luma, double scale) {
+    const double size = blockSize * scale;
+    if (luma.width < blocks * size || luma.height < size) return std::nullopt;
+    // The middle of each block, where its neighbours do not show.
+    const auto from = [&](int block) { return static_cast<int>(size * block + size * 5 / 16); };
+    const int side = std::max(static_cast<int>(size * 6 / 16), 1);
     int code = 0;
     for (int block = 0; block < blocks; ++block) {
         int sum = 0;
-        for (int y = 5; y < 11; ++y) {
-            for (int x = 5; x < 11; ++x) {
-                sum += luma.at(block * blockSize + x, y);
+        for (int y = from(0); y < from(0) + side; ++y) {
+            for (int x = from(block); x < from(block) + side; ++x) {
+                sum += luma.at(x, y);
             }
         }
-        const int mean = sum / 36;
+        const int mean = sum / (side * side);
         if (mean > 70 && mean < 180) return std::nullopt;  // neither black nor white
         code = code << 1 | (mean >= 126 ? 1 : 0);
     }

@@ -18,8 +18,9 @@ struct FrameNumber {
     static constexpr int limit = 1 << 12;
     static int coded(int number);
     static void draw(Image& image, int number);
-    // Nothing when the corner does not hold a whole bar.
-    static std::optional<int> read(const Plane& luma);
+    // Nothing when the corner does not hold a whole bar. A picture that was scaled has the bar in another
+    // size; down to a third of its own it can be read.
+    static std::optional<int> read(const Plane& luma, double scale = 1);
 };
 
 }  // namespace lumicrate::stage

@@ -30,4 +30,29 @@ void drawWindow(Image& image, const Area& area, const char* title, Random& rando
     drawText(image, {inside.x + 14, inside.y + 14, inside.width - 28, inside.height - 28}, 0x241f31, random);
 }
 
+void drawDesktop(Image& image) {
+    constexpr int barHeight = 36;
+    const int width = image.width();
+    const int height = image.height();
+    for (int y = 0; y < height; ++y) {
+        image.fill({0, y, width, 1},
+                   color(30 + 40 * y / height, 60 + 50 * y / height, 110 + 60 * y / height));
+    }
+    image.fill({0, height - barHeight, width, barHeight}, 0x241f31);
+    image.text(16, height - 25, "Places   Programs   Windows", 0xffffff);
+    image.text(width - 90, height - 25, "10:42", 0xffffff);
+}
+
+Image longPage(int width, int view, int margin, Random& random) {
+    const int length = 2 * view;
+    Image page(width, length + view, 0xffffff);
+    drawText(page, {margin, 0, width - 2 * margin, length}, 0x202020, random);
+    for (int y = 0; y < view; ++y) {
+        for (int x = 0; x < width; ++x) {
+            page.set(x, length + y, page.at(x, y));
+        }
+    }
+    return page;
+}
+
 }  // namespace lumicrate::stage

@@ -1,4 +1,4 @@
-// What several scenes show: pages of text and windows with text.
+// What several scenes show: pages of text, windows with text, a desktop below.
 #pragma once
 
 #include "Tests/Stage/Scene/Image.h"
@@ -10,5 +10,10 @@ namespace lumicrate::stage {
 void drawText(Image& image, const Area& area, Color ink, Random& random);
 // A window with a title bar and text in it.
 void drawWindow(Image& image, const Area& area, const char* title, Random& random);
+// An empty desktop: a sky and a task bar.
+void drawDesktop(Image& image);
+// A page of text to scroll through, twice as long as the view and then its beginning once more: any view of
+// it is one piece.
+Image longPage(int width, int view, int margin, Random& random);
 
 }  // namespace lumicrate::stage

@@ -1,7 +1,9 @@
 #include "Tests/Stage/Scene/Scene.h"
 
 #include "Tests/Stage/Scene/DemoScene.h"
+#include "Tests/Stage/Scene/DraggingScene.h"
 #include "Tests/Stage/Scene/FlashScene.h"
+#include "Tests/Stage/Scene/MixedScene.h"
 #include "Tests/Stage/Scene/MovingScene.h"
 #include "Tests/Stage/Scene/RandomScene.h"
 #include "Tests/Stage/Scene/ScrollingScene.h"
@@ -25,9 +27,14 @@ std::unique_ptr<Scene> make(int seed) {
 
 const std::map<std::string, Maker>& makers() {
     static const std::map<std::string, Maker> all{
-        {"demo", make<DemoScene>},           {"flash", [](int) { return std::make_unique<FlashScene>(); }},
-        {"moving", make<MovingScene>},       {"random", make<RandomScene>},
-        {"scrolling", make<ScrollingScene>}, {"still", make<StillScene>},
+        {"demo", make<DemoScene>},
+        {"dragging", make<DraggingScene>},
+        {"flash", [](int) { return std::make_unique<FlashScene>(); }},
+        {"mixed", make<MixedScene>},
+        {"moving", make<MovingScene>},
+        {"random", make<RandomScene>},
+        {"scrolling", make<ScrollingScene>},
+        {"still", make<StillScene>},
         {"typing", make<TypingScene>},
     };
     return all;

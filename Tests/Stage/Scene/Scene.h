@@ -28,6 +28,8 @@ class Scene {
     virtual void step(Canvas& canvas, const Step& step) = 0;
     // Seconds from this step to the next at a rate; scenes with a rhythm of their own say otherwise.
     virtual double interval(double stepsPerSecond) { return 1 / stepsPerSecond; }
+    // The window that is meant when only one is recorded.
+    virtual Surface& subject(Canvas& canvas) { return canvas; }
     // Whether its last picture stays until the program is told to end.
     virtual bool staysAtEnd() const { return false; }
 };

@@ -9,7 +9,6 @@ namespace {
 constexpr int barHeight = 64;
 constexpr int margin = 80;
 constexpr int pixelsPerStep = 20;
-constexpr Color paper = 0xffffff;
 
 }  // namespace
 
@@ -21,15 +20,7 @@ void ScrollingScene::begin(Canvas& canvas) {
 
     const int view = canvas.height() - barHeight;
     pageHeight_ = 2 * view;
-    Image page(canvas.width(), pageHeight_ + view, paper);
-    drawText(page, {margin, 0, canvas.width() - 2 * margin, pageHeight_}, 0x202020, random_);
-    // The page's beginning comes again below its end, so that any view of it is one piece.
-    for (int y = 0; y < view; ++y) {
-        for (int x = 0; x < page.width(); ++x) {
-            page.set(x, pageHeight_ + y, page.at(x, y));
-        }
-    }
-    page_ = canvas.store(page);
+    page_ = canvas.store(longPage(canvas.width(), view, margin, random_));
     canvas.copy(*page_, {0, 0, canvas.width(), view}, 0, barHeight);
 }
 

@@ -2,6 +2,9 @@
 #pragma once
 
 #include "Tests/Stage/Scene/Scene.h"
+#include "Tests/Stage/Scene/Typist.h"
+
+#include <optional>
 
 namespace lumicrate::stage {
 
@@ -15,7 +18,7 @@ class TypingScene : public Scene {
 
  private:
     Random random_;
-    std::string text_;
+    std::optional<Typist> typist_;
     std::unique_ptr<Canvas::Stored> page_;
 };
 

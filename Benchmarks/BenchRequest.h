@@ -1,0 +1,31 @@
+// BenchRequest: what the command line of lumicrate-bench asks for.
+#pragma once
+
+#include "Benchmarks/Assignment.h"
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace lumicrate::bench {
+
+struct BenchRequest {
+    std::string lumicrate;  // the program
+    std::vector<std::string> scenes{"still", "typing", "scrolling", "moving", "dragging", "mixed"};
+    std::vector<std::string> recorders{"lumicrate", "ffmpeg", "ssr"};
+    Setting setting;
+    PixelSize display{1920, 1080};
+    bool compositor = false;
+    int repeats = 1;
+    std::string json;
+    std::string keep;
+
+    bool wants(const std::string& recorder) const;
+};
+
+// Nothing for a command line that is not understood or asks for what cannot be.
+std::optional<BenchRequest> parseBenchRequest(const std::vector<std::string>& arguments);
+
+extern const char* const benchUsage;
+
+}  // namespace lumicrate::bench

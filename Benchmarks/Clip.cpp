@@ -1,0 +1,124 @@
+#include "Benchmarks/Clip.h"
+
+#include "Linux/X11/Nv12Converter.h"
+#include "Tests/Stage/Scene/Font.h"
+#include "Tests/Stage/Scene/Image.h"
+#include "Tests/Stage/Scene/Landscape.h"
+#include "Tests/Stage/Scene/Page.h"
+
+#include <functional>
+#include <map>
+#include <stdexcept>
+
+namespace lumicrate::bench {
+
+namespace {
+
+using stage::Area;
+using stage::Image;
+
+// A step's picture; good until the next step.
+using Content = std::function<x11::BgraView(int step)>;
+constexpr int width = Clip::width;
+constexpr int height = Clip::height;
+
+x11::BgraView viewOf(const Image& image, const Area& area) {
+    return {image.row(area.y) + area.x, area.width, area.height, image.width()};
+}
+
+x11::BgraView viewOf(const Image& image) {
+    return viewOf(image, {0, 0, image.width(), image.height()});
+}
+
+Content still(stage::Random& random) {
+    auto image = std::make_shared<Image>(width, height);
+    stage::drawDesktop(*image);
+    stage::drawWindow(*image, {80, 60, 900, 700}, "Notes", random);
+    stage::drawWindow(*image, {1040, 120, 800, 800}, "Letters", random);
+    return [image](int) { return viewOf(*image); };
+}
+
+Content typing(stage::Random& random) {
+    constexpr int cell = stage::Font::advance * 2;
+    auto image = std::make_shared<Image>(width, height, 0xfafafa);
+    stage::drawText(*image, {60, 60, width - 120, height / 2 - 60}, 0x202020, random);
+    auto text = random.words(width / cell);
+    return [image, text](int step) {
+        image->text(60 + cell * step, height / 2 + 20, text.substr(static_cast<std::size_t>(step), 1),
+                    0x202020);
+        return viewOf(*image);
+    };
+}
+
+Content scrolling(stage::Random& random) {
+    constexpr int pixelsPerStep = 20;
+    auto page = std::make_shared<Image>(stage::longPage(width, height, 80, random));
+    return [page](int step) { return viewOf(*page, {0, step * pixelsPerStep, width, height}); };
+}
+
+Content moving(stage::Random& random) {
+    auto landscape = std::make_shared<Image>(stage::paintLandscape(width, height, random));
+    return [landscape](int step) { return viewOf(*landscape, stage::cameraView(step, width, height)); };
+}
+
+Content dragging(stage::Random& random) {
+    auto desktop = std::make_shared<Image>(stage::paintLandscape(width, height, random));
+    auto image = std::make_shared<Image>(width, height);
+    return [desktop, image, random](int step) {
+        image->copyFrom(*desktop, {0, 0, width, height});
+        auto same = random;
+        stage::drawWindow(*image, {200 + 18 * step, 150 + 10 * step, 640, 480}, "Notes", same);
+        return viewOf(*image);
+    };
+}
+
+Content contentOf(const std::string& name) {
+    const std::map<std::string, Content (*)(stage::Random&)> all{{"still", still},
+                                                                 {"typing", typing},
+                                                                 {"scrolling", scrolling},
+                                                                 {"moving", moving},
+                                                                 {"dragging", dragging}};
+    const auto found = all.find(name);
+    if (found == all.end()) throw std::invalid_argument("There is no content " + name);
+    stage::Random random(1);
+    return found->second(random);
+}
+
+}  // namespace
+
+Clip::Clip(const std::string& content, int pictures) {
+    const auto step = contentOf(content);
+    x11::ShadowImage shadow(width, height);
+    for (int i = 0; i < pictures; ++i) {
+        append(step(i), shadow);
+    }
+}
+
+void Clip::append(const x11::BgraView& view, x11::ShadowImage& shadow) {
+    x11::BlockRegion changed(width, height);
+    shadow.merge(0, 0, view, changed);
+    if (!pictures_.empty()) changes_.push_back(changed.rectangles());
+    auto buffer = std::make_unique<x11::PixelBuffer>(width, height);
+    x11::convertToNv12(
+        view, {0, 0, width, height},
+        {buffer->writableLuma(), buffer->lumaStride, buffer->writableChroma(), buffer->chromaStride});
+    pictures_.push_back(std::move(buffer));
+}
+
+Clip::Picture Clip::at(std::uint64_t n) const {
+    const std::size_t last = pictures_.size() - 1;
+    const auto phase = static_cast<std::size_t>(n % (2 * last));
+    const bool forwards = phase <= last;
+    const std::size_t index = forwards ? phase : 2 * last - phase;
+    SCStreamFrameInfo info;
+    info.sequence = n;
+    if (n == 0) {
+        info.dirtyRects = {{0, 0, width, height}};
+    } else {
+        // Having turned back, the way led over the change behind this picture; at 0 it has just come back.
+        info.dirtyRects = changes_[forwards && phase > 0 ? index - 1 : index];
+    }
+    return {*pictures_[index], std::move(info)};
+}
+
+}  // namespace lumicrate::bench

@@ -1,0 +1,38 @@
+// CodedClip: samples as an encoder gives them, kept to be decoded and compared with their pictures.
+#pragma once
+
+#include "Linux/Media/VideoEncoder.h"
+#include "Platform/CMSampleBuffer.h"
+
+extern "C" {
+#include <libavcodec/codec_id.h>
+}
+
+#include <cstdint>
+#include <vector>
+
+namespace lumicrate::bench {
+
+class CodedClip {
+ public:
+    // The configuration is that of the encoder.
+    CodedClip(AVCodecID codec, std::vector<std::uint8_t> configuration);
+
+    // The picture must live as long as this.
+    void append(const CVPixelBuffer& picture, const media::EncodedPicture& coded);
+    // Mean structural similarity of the luma. Throws std::runtime_error when not every sample gives a
+    // picture.
+    double similarity() const;
+
+ private:
+    struct Sample {
+        const CVPixelBuffer* picture;
+        std::vector<std::uint8_t> data;
+    };
+
+    AVCodecID codec_;
+    std::vector<std::uint8_t> configuration_;
+    std::vector<Sample> samples_;
+};
+
+}  // namespace lumicrate::bench

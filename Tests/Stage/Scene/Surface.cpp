@@ -1,0 +1,121 @@
+#include "Tests/Stage/Scene/Surface.h"
+
+#include <algorithm>
+#include <cstring>
+#include <stdexcept>
+#include <utility>
+#include <vector>
+
+namespace lumicrate::stage {
+
+namespace {
+
+std::int16_t coordinate(int value) {
+    return static_cast<std::int16_t>(value);
+}
+std::uint16_t length(int value) {
+    return static_cast<std::uint16_t>(value);
+}
+
+}  // namespace
+
+Surface::Surface(std::shared_ptr<XcbConnection> connection, const Area& area, const std::string& title,
+                 Kind kind)
+    : connection_(std::move(connection)), width_(area.width), height_(area.height) {
+    if (connection_->screen()->root_depth != 24)
+        throw std::runtime_error("Scenes are played on displays of depth 24 only");
+    create(area, title, kind);
+    context_ = xcb_generate_id(this->connection());
+    // Copies that cannot be had from a covered place are not to send an event each.
+    const std::uint32_t noExposures = 0;
+    xcb_create_gc(this->connection(), context_, window_, XCB_GC_GRAPHICS_EXPOSURES, &noExposures);
+    xcb_map_window(this->connection(), window_);
+    xcb_flush(this->connection());
+    awaitExposure();
+}
+
+Surface::~Surface() {
+    xcb_free_gc(connection(), context_);
+    xcb_destroy_window(connection(), window_);
+    xcb_flush(connection());
+}
+
+void Surface::create(const Area& area, const std::string& title, Kind kind) {
+    const auto* screen = connection_->screen();
+    window_ = xcb_generate_id(connection());
+    const std::uint32_t values[] = {screen->black_pixel, kind == Kind::Unmanaged ? 1U : 0U,
+                                    XCB_EVENT_MASK_EXPOSURE};
+    xcb_create_window(connection(), XCB_COPY_FROM_PARENT, window_, screen->root, coordinate(area.x),
+                      coordinate(area.y), length(width_), length(height_), 0, XCB_WINDOW_CLASS_INPUT_OUTPUT,
+                      screen->root_visual, XCB_CW_BACK_PIXEL | XCB_CW_OVERRIDE_REDIRECT | XCB_CW_EVENT_MASK,
+                      values);
+    xcb_change_property(connection(), XCB_PROP_MODE_REPLACE, window_, XCB_ATOM_WM_NAME, XCB_ATOM_STRING, 8,
+                        static_cast<std::uint32_t>(title.size()), title.data());
+    static constexpr char name[] = "lumicrate-scene\0Lumicrate-scene";  // instance and class, as a pair
+    xcb_change_property(connection(), XCB_PROP_MODE_REPLACE, window_, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 8,
+                        sizeof name, name);
+}
+
+void Surface::awaitExposure() {
+    while (const XcbReply<xcb_generic_event_t> event{xcb_wait_for_event(connection())}) {
+        if ((event->response_type & 0x7f) == XCB_EXPOSE &&
+            reinterpret_cast<const xcb_expose_event_t*>(event.get())->window == window_)
+            return;
+    }
+    throw std::runtime_error("The display went away");
+}
+
+std::unique_ptr<Surface::Stored> Surface::store(const Image& image) {
+    const auto pixmap = xcb_generate_id(connection());
+    xcb_create_pixmap(connection(), 24, pixmap, window_, length(image.width()), length(image.height()));
+    auto stored = std::make_unique<Stored>(connection(), pixmap);
+    putInto(pixmap, image, {0, 0, image.width(), image.height()}, 0, 0);
+    return stored;
+}
+
+void Surface::setBackground(const Stored& image) {
+    const std::uint32_t pixmap = image.id();
+    xcb_change_window_attributes(connection(), window_, XCB_CW_BACK_PIXMAP, &pixmap);
+    xcb_clear_area(connection(), 0, window_, 0, 0, 0, 0);
+}
+
+void Surface::copy(const Stored& image, const Area& from, int x, int y) {
+    xcb_copy_area(connection(), image.id(), window_, context_, coordinate(from.x), coordinate(from.y),
+                  coordinate(x), coordinate(y), length(from.width), length(from.height));
+}
+
+void Surface::put(const Image& image, const Area& from, int x, int y) {
+    putInto(window_, image, from, x, y);
+}
+
+void Surface::putInto(xcb_drawable_t target, const Image& image, const Area& from, int x, int y) {
+    // A request has a longest length, so a large picture goes over in strips.
+    const std::size_t longest = std::size_t{xcb_get_maximum_request_length(connection())} * 4 - 64;
+    const std::size_t rowBytes = static_cast<std::size_t>(from.width) * 4;
+    const int rows = std::min(from.height, static_cast<int>(std::min<std::size_t>(longest / rowBytes, 256)));
+    std::vector<std::uint8_t> strip(rowBytes * static_cast<std::size_t>(std::max(rows, 1)));
+    for (int top = 0; top < from.height; top += rows) {
+        const int count = std::min(rows, from.height - top);
+        for (int row = 0; row < count; ++row) {
+            std::memcpy(&strip[rowBytes * static_cast<std::size_t>(row)],
+                        image.row(from.y + top + row) + from.x, rowBytes);
+        }
+        xcb_put_image(connection(), XCB_IMAGE_FORMAT_Z_PIXMAP, target, context_, length(from.width),
+                      length(count), coordinate(x), coordinate(y + top), 0, 24,
+                      static_cast<std::uint32_t>(rowBytes * static_cast<std::size_t>(count)), strip.data());
+    }
+}
+
+void Surface::fill(const Area& area, Color color) {
+    xcb_change_gc(connection(), context_, XCB_GC_FOREGROUND, &color);
+    const xcb_rectangle_t rectangle{coordinate(area.x), coordinate(area.y), length(area.width),
+                                    length(area.height)};
+    xcb_poly_fill_rectangle(connection(), window_, context_, 1, &rectangle);
+}
+
+void Surface::moveTo(int x, int y) {
+    const std::uint32_t values[] = {static_cast<std::uint32_t>(x), static_cast<std::uint32_t>(y)};
+    xcb_configure_window(connection(), window_, XCB_CONFIG_WINDOW_X | XCB_CONFIG_WINDOW_Y, values);
+}
+
+}  // namespace lumicrate::stage
