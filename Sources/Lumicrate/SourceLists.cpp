@@ -25,10 +25,6 @@ bool isOffered(const SCWindow& window, std::int32_t ownProcessID) {
            window.frame.height >= smallestHeight && !own && window.title && !window.title->empty();
 }
 
-std::string applicationName(const SCWindow& window) {
-    return window.owningApplication ? window.owningApplication->applicationName : std::string();
-}
-
 auto findWindow(const std::vector<SCWindow>& windows, std::uint32_t windowID) {
     return std::find_if(windows.begin(), windows.end(),
                         [windowID](const SCWindow& each) { return each.windowID == windowID; });
@@ -44,6 +40,10 @@ Task<SCShareableContent> fetchShareableContent(const ScreenCaptureKit& capture, 
     Fetched fetched = co_await arrived;
     if (fetched.error) std::rethrow_exception(fetched.error);
     co_return std::move(fetched.content);
+}
+
+std::string applicationName(const SCWindow& window) {
+    return window.owningApplication ? window.owningApplication->applicationName : std::string();
 }
 
 std::vector<SCWindow> offeredWindows(std::vector<SCWindow> windows, std::int32_t ownProcessID) {

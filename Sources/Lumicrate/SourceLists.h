@@ -11,12 +11,16 @@
 
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <vector>
 
 namespace lumicrate {
 
 /// Fetches what can be captured now; throws the platform's error. Both must outlive the task.
 Task<SCShareableContent> fetchShareableContent(const ScreenCaptureKit& capture, Executor& executor);
+
+/// Of the application that a window belongs to; empty where none is known.
+std::string applicationName(const SCWindow& window);
 
 /// The windows that are offered to be recorded: titled ones of a usable size on the normal layer that are not
 /// those of the process `ownProcessID`; by application name.
@@ -31,7 +35,7 @@ class SourceLists {
         : capture_(capture), devices_(devices), executor_(executor), processID_(processID) {}
 
     Published<std::vector<SCDisplay>> displays;
-    /// Those that are offered, and those that were asked for by number.
+    /// Those that are offered and, until the next refresh, one that was asked for by its number.
     Published<std::vector<SCWindow>> windows;
     Published<std::vector<CaptureDevice>> microphones;
     Published<std::vector<CaptureDevice>> cameras;

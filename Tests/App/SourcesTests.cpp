@@ -31,7 +31,7 @@ class SourcesTests : public testing::Test {
 
 TEST_F(SourcesTests, WindowsAreListedThatAreWorthRecording) {
     const TestWindow offered =
-        show({.frame = {10, 20, 300, 200}, .managed = true, .title = "日本語 \x1b[31m\nred"});
+        show({.frame = {10, 20, 300, 200}, .managed = true, .title = "日本語 \x1b[31m\n\u009Bred"});
     const TestWindow small = show({.frame = {0, 0, 79, 60}, .managed = true, .title = "small"});
     const TestWindow untitled = show({.frame = {0, 0, 300, 200}, .managed = true});
     const TestWindow panel = show({.frame = {0, 0, 300, 200}, .title = "panel"});
@@ -40,12 +40,12 @@ TEST_F(SourcesTests, WindowsAreListedThatAreWorthRecording) {
     ASSERT_EQ(listed["windows"].size(), 1U);
     EXPECT_EQ(listed["windows"][0],
               nlohmann::json::parse(R"({"application": "sources-tests", "x": 10, "y": 20,
-              "width": 300, "height": 200, "title": "日本語 \u001b[31m\nred", "id": )" +
+              "width": 300, "height": 200, "title": "日本語 \u001b[31m\n\u009bred", "id": )" +
                                     std::to_string(offered.id()) + "}"));
     const Outcome text = runHere({"sources"});
     EXPECT_EQ(text.status, 0);
     EXPECT_THAT(text.output, HasSubstr("  " + std::to_string(offered.id()) +
-                                       "  sources-tests  “日本語  [31m red”  300 × 200 at 10,20\n"));
+                                       "  sources-tests  “日本語  [31m  red”  300 × 200 at 10,20\n"));
     EXPECT_THAT(text.output, Not(HasSubstr("small")));
 }
 

@@ -11,8 +11,8 @@
 #include <fmt/format.h>
 #include <nlohmann/json.hpp>
 
-#include <algorithm>
 #include <array>
+#include <cstddef>
 
 namespace lumicrate::app {
 
@@ -52,10 +52,6 @@ nlohmann::ordered_json toJson(const std::vector<CaptureDevice>& devices) {
     for (const CaptureDevice& each : devices)
         list.push_back({{"id", each.id}, {"name", each.name}});
     return list;
-}
-
-std::string applicationName(const SCWindow& window) {
-    return window.owningApplication ? window.owningApplication->applicationName : std::string();
 }
 
 nlohmann::ordered_json toJson(const std::vector<SCWindow>& windows) {
@@ -100,8 +96,13 @@ void printDevices(const std::string& title, const std::string& none,
 
 /// Any program may write anything into its title: it is to stay on its line, and not to control the terminal.
 std::string onOneLine(std::string text) {
-    std::ranges::replace_if(
-        text, [](char each) { return static_cast<unsigned char>(each) < ' ' || each == '\x7f'; }, ' ');
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        const auto byte = static_cast<unsigned char>(text[i]);
+        const auto next = static_cast<unsigned char>(i + 1 < text.size() ? text[i + 1] : '\0');
+        // The control characters of ASCII, and those that follow it in Unicode.
+        if (byte < ' ' || byte == 0x7F) text[i] = ' ';
+        if (byte == 0xC2 && next < 0xA0) text.replace(i, 2, " ");
+    }
     return text;
 }
 
