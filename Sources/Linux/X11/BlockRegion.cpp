@@ -65,6 +65,16 @@ void BlockRegion::add(const BlockRegion& other) {
         blocks_[i] |= other.blocks_[i];
 }
 
+void BlockRegion::remove(const BlockRegion& other) {
+    for (std::size_t i = 0; i < blocks_.size(); ++i)
+        blocks_[i] &= static_cast<std::uint8_t>(1 - other.blocks_[i]);
+}
+
+void BlockRegion::keepOnly(const BlockRegion& other) {
+    for (std::size_t i = 0; i < blocks_.size(); ++i)
+        blocks_[i] &= other.blocks_[i];
+}
+
 void BlockRegion::clear() {
     std::fill(blocks_.begin(), blocks_.end(), std::uint8_t{0});
 }

@@ -24,10 +24,14 @@ class BlockRegion {
     void add(const PixelRect& rect);
     /// Adds the blocks of a region of a picture of the same size.
     void add(const BlockRegion& other);
+    /// Takes out the blocks of a region of a picture of the same size, or all others.
+    void remove(const BlockRegion& other);
+    void keepOnly(const BlockRegion& other);
     void addAll() { add({0, 0, width_, height_}); }
     void clear();
     bool isEmpty() const;
     std::size_t blockCount() const;
+    bool operator==(const BlockRegion&) const = default;
 
     /// Rectangles that cover the region, inside the picture. Without a limit they are exactly the region and
     /// do not overlap; with one, the nearest are joined until no more than `most` are left.

@@ -1,5 +1,6 @@
 #include "Linux/X11/ContentWatch.h"
 
+#include "Linux/X11/RootEvents.h"
 #include "Linux/X11/WindowOrder.h"
 #include "Support/Error.h"
 #include "Support/MediaTime.h"
@@ -14,10 +15,7 @@ namespace lumicrate::x11 {
 
 ContentWatch::ContentWatch(std::function<void()> onChange, const std::string& displayName)
     : onChange_(std::move(onChange)), connection_(displayName), atoms_(connection_), layout_(connection_) {
-    // Together with what the layout is heard by: a client has one mask a window.
-    const std::uint32_t events =
-        XCB_EVENT_MASK_STRUCTURE_NOTIFY | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_PROPERTY_CHANGE;
-    xcb_change_window_attributes(connection_.get(), connection_.root(), XCB_CW_EVENT_MASK, &events);
+    selectRootEvents(connection_, XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_PROPERTY_CHANGE);
     listenToWindows();
     thread_ = std::thread([this] { run(); });
 }

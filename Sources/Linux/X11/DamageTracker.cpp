@@ -2,7 +2,7 @@
 
 namespace lumicrate::x11 {
 
-DamageTracker::DamageTracker(const Connection& connection)
+DamageTracker::DamageTracker(const Connection& connection, xcb_window_t window)
     : connection_(connection),
       notifyEvent_(static_cast<std::uint8_t>(connection.extension(xcb_damage_id, "DAMAGE").first_event +
                                              XCB_DAMAGE_NOTIFY)),
@@ -12,9 +12,7 @@ DamageTracker::DamageTracker(const Connection& connection)
     // Until a client has named the version that it speaks, the server refuses everything else.
     connection.await(xcb_damage_query_version_reply, xcb_damage_query_version(connection.get(), 1, 1));
     connection.await(xcb_xfixes_query_version_reply, xcb_xfixes_query_version(connection.get(), 4, 0));
-    const auto made = xcb_damage_create_checked(connection.get(), damage_, connection.root(),
-                                                XCB_DAMAGE_REPORT_LEVEL_NON_EMPTY);
-    if (!connection.succeeds(made)) Connection::throwRefused();
+    xcb_damage_create(connection.get(), damage_, window, XCB_DAMAGE_REPORT_LEVEL_NON_EMPTY);
     xcb_xfixes_create_region(connection.get(), region_, 0, nullptr);
 }
 
@@ -24,7 +22,8 @@ DamageTracker::~DamageTracker() {
 }
 
 bool DamageTracker::hears(const xcb_generic_event_t& event) const {
-    return (event.response_type & 0x7f) == notifyEvent_;
+    return (event.response_type & 0x7f) == notifyEvent_ &&
+           reinterpret_cast<const xcb_damage_notify_event_t&>(event).damage == damage_;
 }
 
 void DamageTracker::request() {

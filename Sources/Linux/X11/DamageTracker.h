@@ -1,4 +1,4 @@
-// DamageTracker: where the screen was drawn on, as XDamage tells it.
+// DamageTracker: where the screen, or one window, was drawn on, as XDamage tells it.
 #pragma once
 
 #include "Linux/X11/Connection.h"
@@ -12,12 +12,13 @@
 
 namespace lumicrate::x11 {
 
-/// Watches the root window with all that is on it. The server sends one event when damage begins; nothing
-/// more comes, however much is drawn, until the damage was taken.
+/// Watches a window with all that is in it. The server sends one event when damage begins; nothing more
+/// comes, however much is drawn, until the damage was taken.
 class DamageTracker {
  public:
-    /// `connection` must outlive the tracker. Throws PlatformError when the server cannot do it.
-    explicit DamageTracker(const Connection& connection);
+    /// `connection` must outlive the tracker. Throws PlatformError when the server cannot do it. A window
+    /// that has gone is never damaged.
+    DamageTracker(const Connection& connection, xcb_window_t window);
     ~DamageTracker();
     DamageTracker(const DamageTracker&) = delete;
     DamageTracker& operator=(const DamageTracker&) = delete;
@@ -28,7 +29,7 @@ class DamageTracker {
     /// Takes the damage: from here on new drawing gives a new event, so pixels must be read after this and
     /// not before. The answer is fetched with collect(), so that other requests can travel with this one.
     void request();
-    /// The damaged rectangles, on the root window.
+    /// The damaged rectangles, in the window's coordinates, which begin inside its border.
     std::vector<PixelRect> collect();
 
  private:

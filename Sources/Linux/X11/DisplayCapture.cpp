@@ -3,18 +3,27 @@
 #include "Linux/X11/Monitors.h"
 #include "Support/MediaTime.h"
 
+#include <algorithm>
+#include <utility>
+
 namespace lumicrate::x11 {
 
 namespace {
 
-/// More rectangles than this cost more in requests than they save in pixels.
-constexpr std::size_t mostReads = 16;
 /// A layout may change again while it is being read, but not for ever.
 constexpr int mostRefusals = 10;
 constexpr std::chrono::milliseconds patience(1000);
+/// How soon to ask again for a window's pixels.
+constexpr std::chrono::milliseconds refusalPause(20);
 
-[[noreturn]] void throwDisplayGone() {
+[[noreturn]] void throwSourceGone(SCContentFilter::Kind kind) {
+    if (kind == SCContentFilter::Kind::desktopIndependentWindow)
+        throw PlatformError(localized("The window is no longer available."));
     throw PlatformError(localized("The display is no longer available."));
+}
+
+bool needsContent(const SCContentFilter& filter) {
+    return filter.kind != SCContentFilter::Kind::displayExcludingWindows || !filter.windows.empty();
 }
 
 }  // namespace
@@ -22,16 +31,18 @@ constexpr std::chrono::milliseconds patience(1000);
 DisplayCapture::DisplayCapture(const std::string& displayName, const SCContentFilter& filter,
                                const SCStreamConfiguration& configuration)
     : connection_(displayName),
+      kind_(filter.kind),
       displayId_(filter.display.displayID),
       scale_(filter.pointPixelScale),
       layout_(connection_),
-      damage_(connection_),
+      damage_(connection_, connection_.root()),
       reader_(connection_) {
+    if (needsContent(filter)) content_.emplace(connection_, filter);
     configure(configuration);
     // What cannot be captured is to be known now, not with the first look.
     Changes changes;
     refreshLayout(changes);
-    if (layoutStale_) throwDisplayGone();
+    if (layoutStale_) throwSourceGone(kind_);
 }
 
 void DisplayCapture::configure(const SCStreamConfiguration& configuration) {
@@ -45,18 +56,33 @@ void DisplayCapture::configure(const SCStreamConfiguration& configuration) {
 
 bool DisplayCapture::takeEvents() {
     connection_.flush();
-    bool reason = false;
-    while (const Reply<xcb_generic_event_t> event{xcb_poll_for_event(connection_.get())}) {
-        if (layout_.hears(*event)) {
-            layoutStale_ = true;
-            reason = true;
-        }
-        if (damage_.hears(*event)) reason = true;
-        if (pointer_ && pointer_->hears(*event)) reason = true;
-    }
+    bool reason = std::exchange(heard_, false);
+    while (const Reply<xcb_generic_event_t> event{xcb_poll_for_event(connection_.get())})
+        reason = hear(*event) || reason;
     connection_.throwIfLost();
     // Hearing the pointer can leave a request behind.
     connection_.flush();
+    return reason;
+}
+
+/// Those that came along with replies. Does not ask the system for more.
+void DisplayCapture::takeQueuedEvents() {
+    while (const Reply<xcb_generic_event_t> event{xcb_poll_for_queued_event(connection_.get())})
+        heard_ = hear(*event) || heard_;
+}
+
+bool DisplayCapture::hear(const xcb_generic_event_t& event) {
+    bool reason = damage_.hears(event);
+    if (layout_.hears(event)) {
+        layoutStale_ = true;
+        reason = true;
+    }
+    if (pointer_ && pointer_->hears(event)) reason = true;
+    if (content_ && content_->hears(event)) {
+        if (kind_ == SCContentFilter::Kind::desktopIndependentWindow && presentGeometry() != geometry_)
+            layoutStale_ = true;
+        reason = true;
+    }
     return reason;
 }
 
@@ -64,22 +90,30 @@ DisplayCapture::Changes DisplayCapture::look() {
     Changes changes;
     const bool relaid = layoutStale_ && refreshLayout(changes);
     changes.blocks = BlockRegion(geometry_.region.width, geometry_.region.height);
+    changes.incomplete = incomplete_;
     if (layoutStale_) return changes;
     if (relaid) shadow_.blackenOutside(toSource(geometry_.readable), changes.blocks);
 
+    if (content_) content_->prepare(geometry_, unread_);
     damage_.request();
     if (pointer_) pointer_->request();
-    for (const PixelRect& rect : damage_.collect())
-        unread_.add(toSource(rect.intersection(geometry_.readable)));
+    if (content_) content_->requestDamage();
+    takeDamage();
     const auto cursor = pointer_ ? pointer_->collect() : std::nullopt;
     moveCursor(cursor ? cursor->offsetBy(-geometry_.region.x, -geometry_.region.y) : CursorOverlay(),
                changes);
     readPixels(changes);
+    changes.incomplete = incomplete_;
     return changes;
 }
 
-/// Nothing when the display is not there.
+/// Nothing when the source is not there.
 std::optional<SourceGeometry> DisplayCapture::presentGeometry() const {
+    if (kind_ == SCContentFilter::Kind::desktopIndependentWindow) {
+        const auto frame = content_->recordedFrame();
+        if (!frame) return std::nullopt;
+        return sourceGeometry(*frame, *frame, sourceRect_, scale_);
+    }
     const auto monitor = findMonitor(connection_, displayId_);
     if (!monitor) return std::nullopt;
     return sourceGeometry(monitor->frame, rootExtent(connection_), sourceRect_, scale_);
@@ -90,14 +124,13 @@ std::optional<SourceGeometry> DisplayCapture::presentGeometry() const {
 bool DisplayCapture::refreshLayout(Changes& changes) {
     const auto now = presentGeometry();
     if (!now) {
-        awaitDisplay(changes);
+        awaitSource(changes);
         return false;
     }
     awaySince_.reset();
     layoutStale_ = false;
-    // A server that changes its layout may also have begun with fresh pixels, without telling of damage.
-    unread_.addAll();
-    if (*now == geometry_) return false;
+    if (content_) content_->forgetBackground();
+    const bool moved = *now != geometry_;
     const int width = now->region.width;
     const int height = now->region.height;
     changes.resized = width != geometry_.region.width || height != geometry_.region.height;
@@ -105,18 +138,26 @@ bool DisplayCapture::refreshLayout(Changes& changes) {
     if (changes.resized) {
         shadow_ = ShadowImage(width, height);
         unread_ = BlockRegion(width, height);
-        unread_.addAll();
         cursor_ = {};
     }
-    return true;
+    // A server that changes its layout may also have begun with fresh pixels, without telling of damage.
+    unread_.add(toSource(geometry_.readable));
+    incomplete_ = incomplete_ || moved;
+    return moved;
 }
 
-/// Gives a missing display some time to come back before it counts as gone.
-void DisplayCapture::awaitDisplay(Changes& changes) {
+/// Gives a missing display some time to come back before it counts as gone. A window may be away for as long
+/// as it likes.
+void DisplayCapture::awaitSource(Changes& changes) {
     const auto now = HostClock::now();
+    const bool begun = geometry_ != SourceGeometry();
+    if (begun && kind_ == SCContentFilter::Kind::desktopIndependentWindow) {
+        layoutStale_ = false;
+        return;
+    }
     if (!awaySince_) awaySince_ = now;
     const auto left = *awaySince_ + patience - now;
-    if (left <= left.zero()) throwDisplayGone();
+    if (left <= left.zero()) throwSourceGone(kind_);
     changes.lookAgainIn = left;
 }
 
@@ -134,25 +175,76 @@ void DisplayCapture::moveCursor(const CursorOverlay& cursor, Changes& changes) {
     cursor_ = cursor;
 }
 
-/// Reads what is damaged. When the server refuses, the layout is another one by now.
+void DisplayCapture::takeDamage() {
+    BlockRegion damaged(geometry_.region.width, geometry_.region.height);
+    for (const PixelRect& rect : damage_.collect())
+        damaged.add(toSource(rect.intersection(geometry_.readable)));
+    if (content_) {
+        content_->takeDamage(std::move(damaged), unread_);
+    } else {
+        unread_.add(damaged);
+    }
+}
+
+std::vector<PixelRead> DisplayCapture::plan() {
+    if (content_) return content_->plan(unread_);
+    std::vector<PixelRead> reads;
+    for (const PixelRect& rect : rectanglesOnRoot(unread_, geometry_))
+        reads.push_back({rect, connection_.root(), 0, 0});
+    return reads;
+}
+
+/// Reads what is damaged.
 void DisplayCapture::readPixels(Changes& changes) {
-    const PixelRect origin = geometry_.region;
-    std::vector<PixelRect> wanted;
-    for (const PixelRect& rect : unread_.rectangles(mostReads)) {
-        const PixelRect onRoot = rect.offsetBy(origin.x, origin.y).intersection(geometry_.readable);
-        if (!onRoot.isEmpty()) wanted.push_back(onRoot);
+    const std::vector<PixelRead> reads = plan();
+    const auto pictures = reader_.read(reads);
+    // What had happened before the pixels were read has been told before they came.
+    if (content_) takeQueuedEvents();
+    bool screenRefused = false;
+    bool windowRefused = false;
+    for (std::size_t i = 0; i < reads.size(); ++i) {
+        if (!pictures[i]) {
+            const bool ofScreen = reads[i].drawable == connection_.root();
+            (ofScreen ? screenRefused : windowRefused) = true;
+            if (!ofScreen) content_->refuse(i);
+            continue;
+        }
+        const PixelRect& rect = reads[i].rect;
+        for (const PixelRect& part : content_ ? content_->usable(i) : std::vector<PixelRect>{rect}) {
+            BlockRegion blocks(geometry_.region.width, geometry_.region.height);
+            blocks.add(toSource(part));
+            unread_.remove(blocks);
+            take(part, rect, *pictures[i], changes);
+        }
     }
-    const bool complete = reader_.read(wanted, [&](const PixelRect& rect, const BgraView& pixels) {
-        shadow_.merge(rect.x - origin.x, rect.y - origin.y, pixels, changes.blocks);
-    });
-    if (complete) {
+    if (screenRefused) {
+        // The layout is another one by now.
+        if (++refusals_ > mostRefusals) Connection::throwRefused();
+        layoutStale_ = true;
+    } else {
         refusals_ = 0;
-        unread_.clear();
-        return;
     }
-    if (++refusals_ > mostRefusals) Connection::throwRefused();
-    layoutStale_ = true;
-    changes.lookAgainIn = std::chrono::nanoseconds::zero();
+    scheduleNextLook(windowRefused ? refusalPause : std::chrono::milliseconds::zero(), changes);
+}
+
+/// What could not be taken now is tried again after that pause, unless it is held back for longer.
+void DisplayCapture::scheduleNextLook(std::chrono::nanoseconds pause, Changes& changes) {
+    const bool standsStill = content_ && content_->standsStill();
+    if (standsStill || unread_.isEmpty()) incomplete_ = false;
+    BlockRegion missed = standsStill ? BlockRegion() : unread_;
+    if (content_ && !standsStill) missed.remove(content_->held());
+    if (!missed.isEmpty()) changes.lookAgainIn = pause;
+    const auto next = content_ ? content_->nextLook() : std::nullopt;
+    if (!next) return;
+    const auto in = std::max(*next - HostClock::now(), std::chrono::nanoseconds::zero());
+    changes.lookAgainIn = std::min(changes.lookAgainIn.value_or(in), in);
+}
+
+void DisplayCapture::take(const PixelRect& part, const PixelRect& of, const BgraView& pixels,
+                          Changes& changes) {
+    const PixelRect place = toSource(part);
+    const BgraView view{pixels.row(part.y - of.y) + (part.x - of.x), part.width, part.height, pixels.stride};
+    shadow_.merge(place.x, place.y, view, changes.blocks);
 }
 
 }  // namespace lumicrate::x11

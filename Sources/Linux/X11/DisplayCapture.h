@@ -1,4 +1,4 @@
-// DisplayCapture: follows what is to be seen on one display, or a part of it.
+// DisplayCapture: follows what is to be seen on one display, or a part of it, or of windows.
 //
 // It gathers all that can change the picture (drawing, the pointer, the monitors' layout) and keeps a copy of
 // the pixels. Events only say that it is time to look; a look fetches what changed.
@@ -8,6 +8,7 @@
 #include "Linux/X11/Connection.h"
 #include "Linux/X11/CursorOverlay.h"
 #include "Linux/X11/DamageTracker.h"
+#include "Linux/X11/FilteredContent.h"
 #include "Linux/X11/LayoutWatch.h"
 #include "Linux/X11/PointerWatch.h"
 #include "Linux/X11/ScreenReader.h"
@@ -16,6 +17,7 @@
 #include "Platform/ScreenCaptureKit.h"
 
 #include <chrono>
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -29,13 +31,15 @@ class DisplayCapture {
     /// What a look found, in pixels of the source.
     struct Changes {
         bool resized = false;  ///< the source has another size than before
+        /// Not yet a picture: some of it has not been read since it was laid out.
+        bool incomplete = false;
         /// When it is to be looked again without any event: nothing, if it need not.
         std::optional<std::chrono::nanoseconds> lookAgainIn;
         BlockRegion blocks;             ///< where pixels changed
         std::vector<PixelRect> cursor;  ///< where the cursor was and where it is, if that changed
     };
 
-    /// `filter` shows a whole display.
+    /// Throws PlatformError when there is no such display or no such single window.
     DisplayCapture(const std::string& displayName, const SCContentFilter& filter,
                    const SCStreamConfiguration& configuration);
 
@@ -56,14 +60,21 @@ class DisplayCapture {
     const CursorOverlay& cursor() const { return cursor_; }
 
  private:
+    bool hear(const xcb_generic_event_t& event);
+    void takeQueuedEvents();
     std::optional<SourceGeometry> presentGeometry() const;
-    void awaitDisplay(Changes& changes);
+    void awaitSource(Changes& changes);
     bool refreshLayout(Changes& changes);
     PixelRect toSource(const PixelRect& onRoot) const;
     void moveCursor(const CursorOverlay& cursor, Changes& changes);
+    void takeDamage();
     void readPixels(Changes& changes);
+    std::vector<PixelRead> plan();
+    void take(const PixelRect& part, const PixelRect& of, const BgraView& pixels, Changes& changes);
+    void scheduleNextLook(std::chrono::nanoseconds pause, Changes& changes);
 
     Connection connection_;
+    SCContentFilter::Kind kind_;
     std::uint32_t displayId_;
     double scale_;
     std::optional<Rect> sourceRect_;
@@ -71,14 +82,17 @@ class DisplayCapture {
     DamageTracker damage_;
     std::optional<PointerWatch> pointer_;
     ScreenReader reader_;
+    std::optional<FilteredContent> content_;  ///< only for a filter that names windows
 
+    bool heard_ = false;  ///< a reason to look, while looking
     bool layoutStale_ = true;
-    /// Since when the display has been missing.
+    /// Since when the source has been missing.
     std::optional<std::chrono::nanoseconds> awaySince_;
     int refusals_ = 0;  ///< reads that failed in a row
     SourceGeometry geometry_;
     ShadowImage shadow_{0, 0};
-    BlockRegion unread_;  ///< damaged, and not yet read since
+    BlockRegion unread_;       ///< damaged, and not yet read since
+    bool incomplete_ = false;  ///< as in Changes
     CursorOverlay cursor_;
 };
 

@@ -1,5 +1,7 @@
 #include "Linux/X11/LayoutWatch.h"
 
+#include "Linux/X11/RootEvents.h"
+
 #include <xcb/randr.h>
 
 namespace lumicrate::x11 {
@@ -7,8 +9,7 @@ namespace lumicrate::x11 {
 LayoutWatch::LayoutWatch(const Connection& connection) : root_(connection.root()) {
     // A monitor that is made by hand changes no output; the server tells of it, like of a root window that
     // changes its size, as a change of the root window itself.
-    const std::uint32_t events = XCB_EVENT_MASK_STRUCTURE_NOTIFY;
-    xcb_change_window_attributes(connection.get(), root_, XCB_CW_EVENT_MASK, &events);
+    selectRootEvents(connection, XCB_EVENT_MASK_STRUCTURE_NOTIFY);
     if (!connection.hasExtension(xcb_randr_id)) return;
     connection.await(xcb_randr_query_version_reply, xcb_randr_query_version(connection.get(), 1, 5));
     firstEvent_ = connection.extension(xcb_randr_id, "RANDR").first_event;

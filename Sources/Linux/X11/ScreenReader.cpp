@@ -91,54 +91,46 @@ ScreenReader::ScreenReader(const Connection& connection) : connection_(connectio
     }
 }
 
-void ScreenReader::reserve(const std::vector<PixelRect>& rects) {
-    std::size_t needed = 0;
-    for (const PixelRect& rect : rects)
-        needed = std::max(needed, bytesOf(rect));
-    if (memory_ && memory_->size() >= needed) return;
+void ScreenReader::reserve(std::size_t size) {
+    if (memory_ && memory_->size() >= size) return;
     // Rather too much than to grow again with every larger rectangle; untouched pages cost nothing.
     const std::size_t wholeScreen =
         bytesOf({0, 0, connection_.screen().width_in_pixels, connection_.screen().height_in_pixels});
     memory_.reset();
-    memory_ = std::make_unique<SharedMemory>(connection_, std::max(needed, wholeScreen));
+    memory_ = std::make_unique<SharedMemory>(connection_, std::max(size, wholeScreen));
 }
 
-bool ScreenReader::read(const std::vector<PixelRect>& rects, const Sink& sink) {
-    if (rects.empty()) return true;
-    reserve(rects);
-    bool complete = true;
-    for (auto next = rects.begin(); next != rects.end();) {
-        // As many at once as there is room for: all their answers come in one round trip.
-        std::vector<Request> requests;
-        std::size_t used = 0;
-        for (; next != rects.end() && used + bytesOf(*next) <= memory_->size(); ++next) {
-            Request request{*next, used, {}};
-            request.cookie =
-                xcb_shm_get_image(connection_.get(), connection_.root(), static_cast<std::int16_t>(next->x),
-                                  static_cast<std::int16_t>(next->y), static_cast<std::uint16_t>(next->width),
-                                  static_cast<std::uint16_t>(next->height), ~0U, XCB_IMAGE_FORMAT_Z_PIXMAP,
-                                  memory_->segment(), static_cast<std::uint32_t>(used));
-            used += bytesOf(*next);
-            requests.push_back(request);
-        }
-        complete = collect(requests, sink) && complete;
-    }
-    return complete;
-}
+std::vector<std::optional<BgraView>> ScreenReader::read(const std::vector<PixelRead>& reads) {
+    if (reads.empty()) return {};
+    std::size_t size = 0;
+    for (const PixelRead& read : reads)
+        size += bytesOf(read.rect);
+    reserve(size);
 
-bool ScreenReader::collect(const std::vector<Request>& requests, const Sink& sink) const {
-    bool complete = true;
-    for (const Request& request : requests) {
-        const PixelRect& rect = request.rect;
-        if (connection_.tryAwait(xcb_shm_get_image_reply, request.cookie)) {
-            const auto* const pixels =
-                reinterpret_cast<const std::uint32_t*>(memory_->data() + request.offset);
-            sink(rect, {pixels, rect.width, rect.height, rect.width});
-        } else {
-            complete = false;
-        }
+    std::vector<xcb_shm_get_image_cookie_t> cookies;
+    std::size_t offset = 0;
+    for (const PixelRead& read : reads) {
+        const PixelRect rect = read.rect.offsetBy(-read.originX, -read.originY);
+        cookies.push_back(
+            xcb_shm_get_image(connection_.get(), read.drawable, static_cast<std::int16_t>(rect.x),
+                              static_cast<std::int16_t>(rect.y), static_cast<std::uint16_t>(rect.width),
+                              static_cast<std::uint16_t>(rect.height), ~0U, XCB_IMAGE_FORMAT_Z_PIXMAP,
+                              memory_->segment(), static_cast<std::uint32_t>(offset)));
+        offset += bytesOf(rect);
     }
-    return complete;
+
+    std::vector<std::optional<BgraView>> views;
+    const std::byte* pixels = memory_->data();
+    for (std::size_t i = 0; i < reads.size(); ++i) {
+        const PixelRect& rect = reads[i].rect;
+        views.emplace_back();
+        if (connection_.tryAwait(xcb_shm_get_image_reply, cookies[i])) {
+            views.back() =
+                BgraView{reinterpret_cast<const std::uint32_t*>(pixels), rect.width, rect.height, rect.width};
+        }
+        pixels += bytesOf(rect);
+    }
+    return views;
 }
 
 }  // namespace lumicrate::x11

@@ -1,4 +1,4 @@
-// ScreenReader: fetches pixels of the screen through memory shared with the server.
+// ScreenReader: fetches pixels of the screen, or of pixmaps, through memory shared with the server.
 #pragma once
 
 #include "Linux/X11/BgraPicture.h"
@@ -8,8 +8,8 @@
 #include <xcb/shm.h>
 
 #include <cstddef>
-#include <functional>
 #include <memory>
+#include <optional>
 #include <vector>
 
 namespace lumicrate::x11 {
@@ -34,28 +34,27 @@ class SharedMemory {
     xcb_shm_seg_t segment_;
 };
 
+/// What is to be read, and from where.
+struct PixelRead {
+    PixelRect rect;                      ///< on the root window
+    xcb_drawable_t drawable = XCB_NONE;  ///< the root window, or a pixmap with the pixels of a part of it
+    int originX = 0;                     ///< where on the root window the drawable's top-left pixel belongs
+    int originY = 0;
+};
+
 class ScreenReader {
  public:
-    /// Takes a rectangle of the root window and its pixels, which stay only during the call.
-    using Sink = std::function<void(const PixelRect&, const BgraView&)>;
-
     /// `connection` must outlive the reader. Throws PlatformError when the screen has a pixel format other
     /// than 8 bits each of blue, green and red in 32, or the server cannot share memory.
     explicit ScreenReader(const Connection& connection);
 
-    /// Reads the rectangles, which must lie on the root window, and gives each to `sink` as it comes. False
-    /// when the server refused one: the screen has another layout by now.
-    bool read(const std::vector<PixelRect>& rects, const Sink& sink);
+    /// Reads all of this in one round trip. The rectangles must lie in their drawables; one that the server
+    /// refuses, because the drawable is another one by now, gives nothing. The pixels stay until the next
+    /// call.
+    std::vector<std::optional<BgraView>> read(const std::vector<PixelRead>& reads);
 
  private:
-    struct Request {
-        PixelRect rect;
-        std::size_t offset = 0;
-        xcb_shm_get_image_cookie_t cookie{};
-    };
-
-    void reserve(const std::vector<PixelRect>& rects);
-    bool collect(const std::vector<Request>& requests, const Sink& sink) const;
+    void reserve(std::size_t size);
 
     const Connection& connection_;
     std::unique_ptr<SharedMemory> memory_;

@@ -43,11 +43,7 @@ ScreenSource::ScreenSource(std::string displayName, SCContentFilter filter,
       configuration_(std::move(configuration)),
       composer_(configuration_.width, configuration_.height),
       pool_(configuration_.width, configuration_.height, configuration_.queueDepth, wakeUp_),
-      pacer_(duration(configuration_.minimumFrameInterval)) {
-    if (filter_.kind != SCContentFilter::Kind::displayExcludingWindows || !filter_.windows.empty()) {
-        throw PlatformError(localized("Only whole displays can be captured."));
-    }
-}
+      pacer_(duration(configuration_.minimumFrameInterval)) {}
 
 ScreenSource::~ScreenSource() {
     stop();
@@ -135,7 +131,7 @@ void ScreenSource::takeFrame() {
     composer_.invalidate(changes.blocks);
     for (const PixelRect& rect : changes.cursor)
         composer_.invalidate(rect);
-    if (composer_.dirty().isEmpty()) {
+    if (composer_.dirty().isEmpty() || changes.incomplete) {
         pacer_.looked(taken);
     } else {
         deliverPicture(taken);

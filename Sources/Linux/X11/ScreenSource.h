@@ -1,4 +1,4 @@
-// ScreenSource: a display's picture as a source of samples.
+// ScreenSource: the picture that a content filter asks for, as a source of samples.
 #pragma once
 
 #include "Linux/X11/DisplayCapture.h"
@@ -27,8 +27,7 @@ namespace lumicrate::x11 {
 /// buffers are in use: the frame is taken when one comes back.
 class ScreenSource final : public SampleSource {
  public:
-    /// `displayName` is the X server's (":1"), or empty for the one of $DISPLAY. Throws PlatformError for a
-    /// filter that does not show a whole display.
+    /// `displayName` is the X server's (":1"), or empty for the one of $DISPLAY.
     ScreenSource(std::string displayName, SCContentFilter filter, SCStreamConfiguration configuration);
     ~ScreenSource() override;
 

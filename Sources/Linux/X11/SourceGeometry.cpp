@@ -9,6 +9,7 @@ namespace {
 
 /// Root windows reach no further than this.
 constexpr double largest = 32767;
+constexpr std::size_t mostReads = 16;
 
 int wholePixels(double points, double scale, double least) {
     return static_cast<int>(std::lround(std::clamp(points * scale, least, largest)));
@@ -29,6 +30,16 @@ SourceGeometry sourceGeometry(const PixelRect& display, const PixelRect& root,
     }
     geometry.readable = geometry.region.intersection(display).intersection(root);
     return geometry;
+}
+
+std::vector<PixelRect> rectanglesOnRoot(const BlockRegion& blocks, const SourceGeometry& geometry) {
+    std::vector<PixelRect> onRoot;
+    for (const PixelRect& rect : blocks.rectangles(mostReads)) {
+        const PixelRect there =
+            rect.offsetBy(geometry.region.x, geometry.region.y).intersection(geometry.readable);
+        if (!there.isEmpty()) onRoot.push_back(there);
+    }
+    return onRoot;
 }
 
 }  // namespace lumicrate::x11

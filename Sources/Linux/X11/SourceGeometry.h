@@ -1,9 +1,11 @@
 // SourceGeometry: which pixels of the root window a stream shows.
 #pragma once
 
+#include "Linux/X11/BlockRegion.h"
 #include "Support/Geometry.h"
 
 #include <optional>
+#include <vector>
 
 namespace lumicrate::x11 {
 
@@ -18,5 +20,9 @@ struct SourceGeometry {
 /// does not depend on where the rectangle is.
 SourceGeometry sourceGeometry(const PixelRect& display, const PixelRect& root,
                               const std::optional<Rect>& sourceRect, double scale);
+
+/// Rectangles that cover these blocks of the source, on the root window, as far as they exist. There are no
+/// more than cost less in requests than they save in pixels.
+std::vector<PixelRect> rectanglesOnRoot(const BlockRegion& blocks, const SourceGeometry& geometry);
 
 }  // namespace lumicrate::x11

@@ -35,6 +35,20 @@ void Painter::fill(const PixelRect& rect, std::uint32_t colour) {
     xcb_flush(connection());
 }
 
+void Painter::setBackground(const x11::BgraPicture& tile) {
+    const xcb_pixmap_t pixmap = xcb_generate_id(connection());
+    const auto width = static_cast<std::uint16_t>(tile.width());
+    const auto height = static_cast<std::uint16_t>(tile.height());
+    xcb_create_pixmap(connection(), 24, pixmap, root(), width, height);
+    xcb_put_image(connection(), XCB_IMAGE_FORMAT_Z_PIXMAP, pixmap, context_, width, height, 0, 0, 0, 24,
+                  4U * width * height, reinterpret_cast<const std::uint8_t*>(tile.row(0)));
+    xcb_change_window_attributes(connection(), root(), XCB_CW_BACK_PIXMAP, &pixmap);
+    xcb_clear_area(connection(), 0, root(), 0, 0, 0, 0);
+    xcb_change_property(connection(), XCB_PROP_MODE_REPLACE, root(),
+                        stage::internAtom(connection(), "_XROOTPMAP_ID"), XCB_ATOM_PIXMAP, 32, 1, &pixmap);
+    sync();
+}
+
 void Painter::showSquareCursor(int size, std::uint32_t colour) {
     const auto side = static_cast<std::uint16_t>(size);
     const auto hot = static_cast<std::uint16_t>(size / 2);

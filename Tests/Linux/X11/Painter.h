@@ -18,6 +18,8 @@ class Painter {
     xcb_window_t root() const { return connection_.screen()->root; }
 
     void fill(const PixelRect& rect, std::uint32_t colour);
+    /// Gives the root window a background of such tiles, tells other programs of it, and shows it.
+    void setBackground(const x11::BgraPicture& tile);
     /// Gives the pointer the look of a plain square of that many pixels, hot spot in the middle.
     void showSquareCursor(int size, std::uint32_t colour);
     void movePointer(int x, int y);

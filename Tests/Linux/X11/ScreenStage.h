@@ -16,7 +16,8 @@ struct ScreenStage {
     static constexpr int width = 403;  // odd, and no whole number of blocks
     static constexpr int height = 301;
 
-    ScreenStage() {
+    explicit ScreenStage(bool compositor = false, bool windowManager = false)
+        : server({width, height, windowManager, compositor}) {
         configuration.width = width;
         configuration.height = height;
         configuration.showsCursor = false;
@@ -30,12 +31,19 @@ struct ScreenStage {
     ScreenStage(const ScreenStage&) = delete;
     ScreenStage& operator=(const ScreenStage&) = delete;
 
-    /// Captures a display, the one of that name or the first, and waits for the first frame.
-    void capture(const std::string& displayName = {}, double scale = 1) {
+    /// The display of that name, or the first.
+    SCDisplay display(const std::string& displayName = {}, double scale = 1) const {
         SCDisplay display;
         for (const SCDisplay& each : x11::Displays(server.displayName(), scale).displays())
             if (display.displayID == 0 || each.localizedName == displayName) display = each;
-        source.emplace(server.displayName(), SCContentFilter::excludingWindows(display, {}), configuration);
+        return display;
+    }
+    /// Captures a whole display and waits for the first frame.
+    void capture(const std::string& displayName = {}, double scale = 1) {
+        capture(SCContentFilter::excludingWindows(display(displayName, scale), {}));
+    }
+    void capture(const SCContentFilter& filter) {
+        source.emplace(server.displayName(), filter, configuration);
         source->start(frames.handlers());
         frames.waitForFrames(1);
     }
@@ -43,7 +51,7 @@ struct ScreenStage {
     /// What the screen shows, as it has to be delivered.
     Picture expected(const PixelRect& rect = {0, 0, width, height}) { return Picture(painter.screen(rect)); }
 
-    stage::Xvfb server{{.width = width, .height = height}};
+    stage::Xvfb server;
     Painter painter{server.displayName()};
     SCStreamConfiguration configuration;
     FrameCollector frames;

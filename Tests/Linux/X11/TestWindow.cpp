@@ -1,5 +1,7 @@
 #include "Tests/Linux/X11/TestWindow.h"
 
+#include <xcb/shape.h>
+
 #include <iterator>
 
 namespace lumicrate::test {
@@ -100,6 +102,59 @@ void TestWindow::fill(const PixelRect& rect, std::uint32_t colour) {
                                static_cast<std::uint16_t>(rect.height)};
     xcb_change_gc(connection(), context_, XCB_GC_FOREGROUND, &colour);
     xcb_poly_fill_rectangle(connection(), window_, context_, 1, &area);
+    sync();
+}
+
+void TestWindow::fill(const x11::BgraPicture& picture) {
+    const xcb_pixmap_t pixmap = xcb_generate_id(connection());
+    xcb_create_pixmap(connection(), connection_.screen()->root_depth, pixmap, window_,
+                      static_cast<std::uint16_t>(picture.width()),
+                      static_cast<std::uint16_t>(picture.height()));
+    put(pixmap, picture);
+    xcb_change_window_attributes(connection(), window_, XCB_CW_BACK_PIXMAP, &pixmap);
+    xcb_clear_area(connection(), 0, window_, 0, 0, 0, 0);
+    xcb_free_pixmap(connection(), pixmap);
+    sync();
+}
+
+void TestWindow::draw(const x11::BgraPicture& picture) {
+    const std::uint32_t values[] = {XCB_BACK_PIXMAP_NONE,
+                                    XCB_EVENT_MASK_STRUCTURE_NOTIFY | XCB_EVENT_MASK_EXPOSURE};
+    xcb_change_window_attributes(connection(), window_, XCB_CW_BACK_PIXMAP | XCB_CW_EVENT_MASK,
+                                 std::data(values));
+    put(window_, picture);
+    sync();
+}
+
+bool TestWindow::waitUntilExposed() {
+    while (const stage::XcbReply<xcb_generic_event_t> event{xcb_wait_for_event(connection())})
+        if ((event->response_type & 0x7f) == XCB_EXPOSE) return true;
+    return false;
+}
+
+void TestWindow::put(xcb_drawable_t drawable, const x11::BgraPicture& picture) {
+    // Row by row: one request has its limits.
+    for (int y = 0; y < picture.height(); ++y) {
+        xcb_put_image(connection(), XCB_IMAGE_FORMAT_Z_PIXMAP, drawable, context_,
+                      static_cast<std::uint16_t>(picture.width()), 1, 0, static_cast<std::int16_t>(y), 0,
+                      connection_.screen()->root_depth, static_cast<std::uint32_t>(picture.width()) * 4,
+                      reinterpret_cast<const std::uint8_t*>(picture.row(y)));
+    }
+}
+
+void TestWindow::shape(const std::vector<PixelRect>& parts) {
+    std::vector<xcb_rectangle_t> rects;
+    for (const PixelRect& part : parts) {
+        rects.push_back({static_cast<std::int16_t>(part.x), static_cast<std::int16_t>(part.y),
+                         static_cast<std::uint16_t>(part.width), static_cast<std::uint16_t>(part.height)});
+    }
+    xcb_shape_rectangles(connection(), XCB_SHAPE_SO_SET, XCB_SHAPE_SK_BOUNDING, XCB_CLIP_ORDERING_UNSORTED,
+                         window_, 0, 0, static_cast<std::uint32_t>(rects.size()), rects.data());
+    sync();
+}
+
+void TestWindow::destroy() {
+    xcb_destroy_window(connection(), window_);
     sync();
 }
 

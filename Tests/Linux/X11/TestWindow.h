@@ -1,11 +1,13 @@
 // TestWindow: a window as an application has it, or a panel that no window manager touches.
 #pragma once
 
+#include "Linux/X11/BgraPicture.h"
 #include "Support/Geometry.h"
 #include "Tests/Stage/Xcb.h"
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 namespace lumicrate::test {
 
@@ -38,11 +40,21 @@ class TestWindow {
     void fill(std::uint32_t colour);
     /// A part of it, in its own coordinates.
     void fill(const PixelRect& rect, std::uint32_t colour);
+    /// The whole window with a picture instead, which the server paints wherever it is uncovered.
+    void fill(const x11::BgraPicture& picture);
+    /// The same without the server's help: it leaves what is uncovered as it is.
+    void draw(const x11::BgraPicture& picture);
+    /// Waits until some of the window was uncovered and not painted; false when the server is gone.
+    bool waitUntilExposed();
+    /// Leaves the window only these parts, in its own coordinates.
+    void shape(const std::vector<PixelRect>& parts);
+    void destroy();
     /// Returns when the server has done all that was asked for.
     void sync();
 
  private:
     void stack(std::uint32_t mode);
+    void put(xcb_drawable_t drawable, const x11::BgraPicture& picture);
 
     stage::XcbConnection connection_;
     xcb_window_t window_;
