@@ -8,13 +8,13 @@
 
 namespace lumicrate::app {
 
-Services::Services()
+Services::Services(const RecorderOverlays& overlays)
     : unfinished(unfinishedMovies()),
       hotKeys(keys),
       folder(files, calendar),
       recorder({executor, defaults, process, screens, notifications, capture, devices, hotKeys, folder,
                 movieServices(),
-                /*mixing=*/nullptr, /*overlays=*/{}}) {
+                /*mixing=*/nullptr, overlays}) {
     RecordingOptions::registerDefaults(defaults);
 }
 

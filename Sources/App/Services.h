@@ -20,7 +20,8 @@ namespace lumicrate::app {
 /// Public members in the order in which they stand on each other. Needs a QCoreApplication; main thread.
 class Services {
  public:
-    Services();
+    /// The overlays must outlive them.
+    explicit Services(const RecorderOverlays& overlays = {});
     Services(const Services&) = delete;
     Services& operator=(const Services&) = delete;
 
