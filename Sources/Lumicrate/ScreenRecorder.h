@@ -146,6 +146,8 @@ class ScreenRecorder {
     /// Does so now and whenever displays or windows change, for as long as the recorder lives.
     void followSources();
     void refreshDevices() { lists_.refreshDevices(); }
+    /// Reloads microphones and cameras now and whenever one comes or goes.
+    void followDevices() { lists_.followDevices(); }
     bool isSourceAvailable(const std::optional<CaptureSource>& which) const {
         return lists_.isSourceAvailable(which);
     }

@@ -52,6 +52,10 @@ std::vector<SCWindow> offeredWindows(std::vector<SCWindow> windows, std::int32_t
     return windows;
 }
 
+SourceLists::~SourceLists() {
+    if (devicesChanged_) devices_.setOnChange({});
+}
+
 Task<void> SourceLists::refreshSources() {
     SCShareableContent content = co_await fetchShareableContent(capture_, executor_);
     displays = std::move(content.displays);
@@ -61,6 +65,21 @@ Task<void> SourceLists::refreshSources() {
 void SourceLists::refreshDevices() {
     microphones = devices_.microphones();
     cameras = devices_.cameras();
+}
+
+void SourceLists::followDevices() {
+    devicesChanged_ = std::make_shared<std::atomic<bool>>(false);
+    devices_.setOnChange([this, weak = std::weak_ptr(devicesChanged_), &executor = executor_] {
+        const auto changed = weak.lock();
+        if (!changed || changed->exchange(true)) return;
+        executor.post([this, weak] {
+            const auto stillFollowed = weak.lock();
+            if (!stillFollowed) return;
+            *stillFollowed = false;
+            refreshDevices();
+        });
+    });
+    refreshDevices();
 }
 
 Task<void> SourceLists::knowWindow(std::uint32_t windowID) {

@@ -9,7 +9,9 @@
 #include "Support/Published.h"
 #include "Support/Task.h"
 
+#include <atomic>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -30,9 +32,12 @@ std::vector<SCWindow> offeredWindows(std::vector<SCWindow> windows, std::int32_t
 class SourceLists {
  public:
     /// All must outlive the lists. `processID` is this application's.
-    SourceLists(const ScreenCaptureKit& capture, const AVCaptureDevices& devices, Executor& executor,
+    SourceLists(const ScreenCaptureKit& capture, AVCaptureDevices& devices, Executor& executor,
                 std::int32_t processID)
         : capture_(capture), devices_(devices), executor_(executor), processID_(processID) {}
+    ~SourceLists();
+    SourceLists(const SourceLists&) = delete;
+    SourceLists& operator=(const SourceLists&) = delete;
 
     Published<std::vector<SCDisplay>> displays;
     /// Those that are offered and, until the next refresh, one that was asked for by its number.
@@ -43,6 +48,8 @@ class SourceLists {
     /// Reloads displays and windows. Throws the platform's error and leaves the lists as they are.
     Task<void> refreshSources();
     void refreshDevices();
+    /// Reloads the devices now and whenever one comes or goes.
+    void followDevices();
     /// Makes sure that a window which exists is listed, also one that the list would leave out.
     Task<void> knowWindow(std::uint32_t windowID);
 
@@ -58,9 +65,11 @@ class SourceLists {
 
  private:
     const ScreenCaptureKit& capture_;
-    const AVCaptureDevices& devices_;
+    AVCaptureDevices& devices_;
     Executor& executor_;
     std::int32_t processID_;
+    /// Whether changed devices are waiting to be reloaded, while they are followed.
+    std::shared_ptr<std::atomic<bool>> devicesChanged_;
 };
 
 }  // namespace lumicrate

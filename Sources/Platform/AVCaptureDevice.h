@@ -1,6 +1,7 @@
 // Microphones and cameras.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -20,6 +21,9 @@ class AVCaptureDevices {
     virtual ~AVCaptureDevices() = default;
     virtual std::vector<CaptureDevice> microphones() const = 0;
     virtual std::vector<CaptureDevice> cameras() const = 0;
+    /// Calls `changed` (any thread) whenever a device came or went, until it is replaced by an empty one; the
+    /// former does not run any more when this returns. Main thread.
+    virtual void setOnChange(std::function<void()> changed) = 0;
 };
 
 }  // namespace lumicrate

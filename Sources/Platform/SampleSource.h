@@ -17,8 +17,8 @@ class SampleSource {
     using SampleHandler = std::function<void(const CMSampleBuffer&)>;
     /// Called on the source's thread, at most once, when the source ended by itself; no sample follows.
     using FailureHandler = std::function<void(std::exception_ptr)>;
-    /// Called on the source's thread with a sentence for the user, who is told when the recording has ended:
-    /// capture goes on, but something of it is not as expected.
+    /// Called on the source's thread, or by `stop`, with a sentence for the user, who is told when the
+    /// recording has ended: capture goes on, but something of it is not as expected.
     using NoticeHandler = std::function<void(std::string)>;
 
     struct Handlers {

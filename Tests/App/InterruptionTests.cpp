@@ -15,7 +15,6 @@
 #include <fstream>
 #include <optional>
 #include <span>
-#include <sstream>
 #include <thread>
 
 namespace lumicrate::test {
@@ -32,17 +31,6 @@ constexpr double frameTime = 1.0 / 30;
 constexpr std::uintmax_t MiB = 1024 * 1024;
 /// Seconds until a recording has reached a limit, on a busy machine.
 constexpr double patience = 150;
-
-/// What the program says on standard error, line by line. That a busy machine costs pictures is another
-/// matter.
-std::vector<std::string> sentences(const Outcome& outcome) {
-    std::vector<std::string> lines;
-    std::istringstream text(outcome.error);
-    for (std::string line; std::getline(text, line);) {
-        if (line.find(" pictures are missing") == std::string::npos) lines.push_back(line);
-    }
-    return lines;
-}
 
 /// A whole movie with its index in front, of which every picture can be decoded.
 void expectPlayable(const std::filesystem::path& file) {

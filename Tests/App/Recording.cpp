@@ -1,6 +1,7 @@
 #include "Tests/App/Recording.h"
 
 #include <chrono>
+#include <sstream>
 #include <stdexcept>
 #include <thread>
 #include <utility>
@@ -42,6 +43,15 @@ Outcome Program::end(double seconds) {
     outcome.output = process_.standardOutput();
     outcome.error = process_.standardError();
     return outcome;
+}
+
+std::vector<std::string> sentences(const Outcome& outcome) {
+    std::vector<std::string> lines;
+    std::istringstream text(outcome.error);
+    for (std::string line; std::getline(text, line);) {
+        if (line.find(" pictures are missing") == std::string::npos) lines.push_back(line);
+    }
+    return lines;
 }
 
 Outcome run(std::vector<std::string> arguments, const stage::Environment& environment) {

@@ -38,6 +38,10 @@ class Program {
     stage::ChildProcess process_;
 };
 
+/// What the program says on standard error, line by line. That a busy machine costs pictures is another
+/// matter.
+std::vector<std::string> sentences(const Outcome& outcome);
+
 Outcome run(std::vector<std::string> arguments, const stage::Environment& environment = {});
 
 /// Arguments for a recording at native size into `output`, without a countdown or sound unless `more` asks

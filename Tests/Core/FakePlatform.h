@@ -125,9 +125,11 @@ class FakeDevices final : public AVCaptureDevices {
  public:
     std::vector<CaptureDevice> microphones() const override { return heard; }
     std::vector<CaptureDevice> cameras() const override { return seen; }
+    void setOnChange(std::function<void()> handler) override { changed = std::move(handler); }
 
     std::vector<CaptureDevice> heard;
     std::vector<CaptureDevice> seen;
+    std::function<void()> changed;
 };
 
 class FakeHotKeys final : public CarbonHotKeys {

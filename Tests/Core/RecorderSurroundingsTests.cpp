@@ -1,6 +1,7 @@
 // What lies around a recording: sources and devices, global shortcuts, overlays.
 #include "Tests/Core/RecorderFixture.h"
 
+#include <thread>
 #include <utility>
 
 namespace lumicrate::test {
@@ -137,6 +138,32 @@ TEST_F(RecorderSurroundingsTests, SourcesAreFollowedOneRefreshAfterTheOther) {
     recorder.reset();
     EXPECT_FALSE(capture.contentChanged);
     late();
+    executor.drain();
+}
+
+TEST_F(RecorderSurroundingsTests, DeviceListsAreFollowedOnceThatIsWished) {
+    make();
+    EXPECT_FALSE(devices.changed);
+    devices.heard = {{"usb", "USB"}};
+    recorder->followDevices();
+    EXPECT_THAT(*recorder->microphones, ElementsAre(devices.heard[0]));
+    int loaded = 0;
+    const Subscription counting = recorder->cameras.observe([&](const auto&) { ++loaded; });
+    for (int round = 0; round < 2; ++round) {
+        devices.heard.clear();
+        devices.seen = {{"cam", "Camera " + std::to_string(round)}};
+        loaded = 0;
+        std::thread(devices.changed).join();
+        devices.changed();
+        EXPECT_EQ(loaded, 0);
+        executor.drain();
+        EXPECT_EQ(loaded, 1);
+        EXPECT_THAT(*recorder->microphones, IsEmpty());
+        EXPECT_THAT(*recorder->cameras, ElementsAre(devices.seen[0]));
+    }
+    devices.changed();
+    recorder.reset();
+    EXPECT_FALSE(devices.changed);
     executor.drain();
 }
 

@@ -95,6 +95,10 @@ void SoundServer::start() {
     manager_ = startDaemon("wireplumber");
     pulse_ = startDaemon("pipewire-pulse");
     awaitAnswer();
+    addDevices();
+}
+
+void SoundServer::addDevices() {
     speaker_ = addSpeaker("spk", "Speaker");
     microphone_ = addMicrophone("mic", "Microphone");
     setDefaultSink("spk");
@@ -214,6 +218,15 @@ void SoundServer::kill() {
         daemon->signal(SIGKILL);
         daemon->mustEnd(startSeconds);
     }
+}
+
+void SoundServer::restartManager() {
+    manager_->signal(SIGKILL);
+    manager_->mustEnd(startSeconds);
+    for (const unsigned module : {microphone_.source, microphone_.feed, speaker_})
+        unloadModule(module);
+    manager_ = startDaemon("wireplumber");
+    addDevices();
 }
 
 }  // namespace lumicrate::stage

@@ -1,8 +1,7 @@
 // SoundServer: a private PipeWire with its session manager and its PulseAudio side, in a private session.
 //
 // On it stand, from the start, the null sink "spk" ("Speaker"), which is the default output, and the source
-// "mic"
-// ("Microphone"), which is the default input and gives what is played to the null sink "micfeed".
+// "mic" ("Microphone"), which is the default input and gives what is played to the null sink "micfeed".
 // Clients in this process and programs started from it find this server through the environment (see
 // Session).
 #pragma once
@@ -48,11 +47,16 @@ class SoundServer {
     // Any other pactl command; gives its standard output.
     std::string pactl(std::vector<std::string> arguments);
 
-    // Ends the whole server at once, as a crash would; it does not come back.
+    // Ends the whole server at once, as a crash would; it does not come back by itself.
     void kill();
+    // Brings it up again after that, as it was in the beginning.
+    void revive() { start(); }
+    // Kills the session manager alone and starts another. The devices go and come with it, as a machine's do.
+    void restartManager();
 
  private:
     void start();
+    void addDevices();
     std::unique_ptr<ChildProcess> startDaemon(const std::string& name) const;
     void awaitSocket();
     void awaitAnswer();

@@ -73,25 +73,31 @@ const pw_stream_events AudioStream::events = [] {
     return handlers;
 }();
 
-AudioStream::AudioStream(std::unique_ptr<Session> session, std::unique_ptr<GraphWatch> watch,
-                         const Format& format, SampleSource::SampleHandler onSample)
-    : format_(format),
-      onSample_(std::move(onSample)),
-      session_(std::move(session)),
-      watch_(std::move(watch)) {
-    const Session::Lock lock(*session_);
+AudioStream::AudioStream(Session& session, const GraphWatch& watch, const Format& format,
+                         SampleSource::SampleHandler onSample)
+    : format_(format), onSample_(std::move(onSample)), session_(session), watch_(watch) {
+    const Session::Lock lock(session_);
     try {
         connect();
     } catch (...) {
         stream_.reset();
         throw;
     }
-    session_->await([&] { return isStreaming() || state_ == PW_STREAM_STATE_ERROR; }, startPatience);
+}
+
+void AudioStream::awaitSound() const {
+    const Session::Lock lock(session_);
+    session_.await([&] { return isStreaming() || state_ == PW_STREAM_STATE_ERROR; }, startPatience);
+}
+
+bool AudioStream::flows() const {
+    const Session::Lock lock(session_);
+    return isStreaming();
 }
 
 void AudioStream::connect() {
     const char* name = format_.fromOutput ? "System sound" : "Microphone";
-    stream_.reset(pw_stream_new(session_->core(), name, propertiesOf(format_)));
+    stream_.reset(pw_stream_new(session_.core(), name, propertiesOf(format_)));
     std::array<std::byte, 1024> memory{};
     spa_pod_builder builder{};
     spa_pod_builder_init(&builder, memory.data(), memory.size());
@@ -106,9 +112,9 @@ void AudioStream::connect() {
 }
 
 AudioStream::~AudioStream() {
-    const Session::Lock lock(*session_);
+    const Session::Lock lock(session_);
     const Nanoseconds end = HostClock::now();
-    session_->await([&] { return deliveredUntil_ >= end || !isStreaming(); }, endPatience);
+    session_.await([&] { return deliveredUntil_ >= end || !isStreaming(); }, endPatience);
     stream_.reset();
 }
 
@@ -116,14 +122,20 @@ void AudioStream::onStateChanged(void* self, pw_stream_state /*old*/, pw_stream_
                                  const char* /*error*/) {
     auto& stream = *static_cast<AudioStream*>(self);
     stream.state_ = state;
-    stream.session_->signal();
+    // Whatever made it pause, the next sound does not follow on the last.
+    if (state == PW_STREAM_STATE_STREAMING) stream.noteJump();
+    stream.session_.noteChange();
+    stream.session_.signal();
 }
 
 void AudioStream::onIoChanged(void* self, std::uint32_t id, void* area, std::uint32_t size) {
     if (id != SPA_IO_Position) return;
-    auto& driver = static_cast<AudioStream*>(self)->driverNumber_;
-    driver.reset();
-    if (area && size >= sizeof(spa_io_position)) driver = static_cast<const spa_io_position*>(area)->clock.id;
+    auto& stream = *static_cast<AudioStream*>(self);
+    const auto before = std::exchange(stream.driverNumber_, std::nullopt);
+    if (area && size >= sizeof(spa_io_position))
+        stream.driverNumber_ = static_cast<const spa_io_position*>(area)->clock.id;
+    // Each driver counts from a beginning of its own.
+    if (stream.driverNumber_ != before) stream.noteJump();
 }
 
 void AudioStream::onProcess(void* self) {
@@ -142,6 +154,11 @@ void AudioStream::deliver() {
         if (timeAfter.ticks == time.ticks) break;
     }
     if (taken_.empty()) return;
+    if (isOthersSound()) {
+        taken_.clear();
+        noteJump();
+        return;
+    }
 
     const std::int64_t frames = framesIn(taken_.size());
     const std::int64_t older = frames - framesIn(newestBufferSize_);
@@ -161,7 +178,7 @@ void AudioStream::deliver() {
     sample.audio = audio;
     onSample_(sample);
     deliveredUntil_ = *stamp + durationOf(frames, sampleRate);
-    session_->signal();
+    session_.signal();
 }
 
 void AudioStream::takeBuffers() {
@@ -179,6 +196,16 @@ void AudioStream::takeBuffers() {
     }
 }
 
+void AudioStream::noteJump() {
+    lastTicks_.reset();
+    smoother_.noteJump();
+}
+
+/// What an output plays is never to be taken for what a microphone hears.
+bool AudioStream::isOthersSound() const {
+    return !format_.fromOutput && watch_.hearsAnOutputUnasked(pw_stream_get_node_id(stream_.get()));
+}
+
 /// Whether the server counted on by clearly more than the frames that came: a busy machine misses cycles.
 bool AudioStream::lostSoundBefore(std::int64_t frames, const pw_time& time) {
     const auto before = std::exchange(lastTicks_, time.ticks);
@@ -191,7 +218,7 @@ bool AudioStream::lostSoundBefore(std::int64_t frames, const pw_time& time) {
 
 /// Most outputs are; one that only leads to others (an equalizer, say) is not.
 bool AudioStream::isOutputADriver() const {
-    const auto output = watch_->defaultOutputNumber();
+    const auto output = watch_.defaultOutputNumber();
     return !output || !driverNumber_ || *output == *driverNumber_;
 }
 

@@ -20,8 +20,8 @@ namespace lumicrate::pipewire {
 /// stretch with the host time of its first frame: when it reached a microphone, or when it leaves the
 /// loudspeaker.
 ///
-/// When the device or the server goes, no more sound comes; should the device or another default take its
-/// place, sound comes again, and the stamps tell how long it was missing.
+/// When the device goes, no more sound comes; should another take its place, sound comes again, and the
+/// stamps tell how long it was missing. When the server goes, or the stream fails, nothing comes any more.
 class AudioStream {
  public:
     static constexpr int sampleRate = 48000;
@@ -34,14 +34,19 @@ class AudioStream {
         std::optional<std::string> device;
     };
 
-    /// Returns when sound flows, or after a second without. Throws PlatformError when the stream is refused.
-    /// `onSample` is called on the session's thread.
-    AudioStream(std::unique_ptr<Session> session, std::unique_ptr<GraphWatch> watch, const Format& format,
+    /// Throws PlatformError when the stream is refused. `onSample` is called on the session's thread. Both
+    /// references must outlive the stream.
+    AudioStream(Session& session, const GraphWatch& watch, const Format& format,
                 SampleSource::SampleHandler onSample);
     /// Hands on what was captured up to now, as far as it comes within a tenth of a second.
     ~AudioStream();
     AudioStream(const AudioStream&) = delete;
     AudioStream& operator=(const AudioStream&) = delete;
+
+    /// Returns when sound flows, or after a second: it may come later.
+    void awaitSound() const;
+    /// Whether sound comes. Each turn of this is a change of the session's.
+    bool flows() const;
 
  private:
     using Nanoseconds = std::chrono::nanoseconds;
@@ -58,6 +63,8 @@ class AudioStream {
     void connect();
     void deliver();
     void takeBuffers();
+    void noteJump();
+    bool isOthersSound() const;
     /// What lies between a device and this stream.
     struct Path {
         Nanoseconds delay{};
@@ -84,8 +91,8 @@ class AudioStream {
     std::optional<Path> lastPath_;
     Nanoseconds deliveredUntil_{};
     spa_hook listener_{};
-    std::unique_ptr<Session> session_;
-    std::unique_ptr<GraphWatch> watch_;
+    Session& session_;
+    const GraphWatch& watch_;
     std::unique_ptr<pw_stream, DestroyStream> stream_;  ///< touched only under the session's lock
 };
 

@@ -37,6 +37,7 @@ struct Graph {
     std::vector<CaptureDevice> outputs;
     std::optional<std::string> defaultMicrophone;
     std::optional<std::string> defaultOutput;
+    bool operator==(const Graph&) const = default;
 };
 
 }  // namespace lumicrate::pipewire

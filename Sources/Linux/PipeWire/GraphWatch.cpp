@@ -2,7 +2,9 @@
 
 #include <spa/utils/dict.h>
 
+#include <charconv>
 #include <string_view>
+#include <utility>
 
 namespace lumicrate::pipewire {
 
@@ -12,6 +14,13 @@ std::optional<std::string> valueOf(const spa_dict* properties, const char* key) 
     const char* value = properties ? spa_dict_lookup(properties, key) : nullptr;
     if (!value || !*value) return std::nullopt;
     return value;
+}
+
+std::uint32_t numberOf(const spa_dict* properties, const char* key) {
+    const std::string text = valueOf(properties, key).value_or("");
+    std::uint32_t number = PW_ID_ANY;
+    std::from_chars(text.data(), text.data() + text.size(), number);
+    return number;
 }
 
 }  // namespace
@@ -70,27 +79,67 @@ std::optional<std::uint32_t> GraphWatch::defaultOutputNumber() const {
     return std::nullopt;
 }
 
+std::optional<std::uint64_t> GraphWatch::arrivalOfMicrophone(const std::string& id) const {
+    const Session::Lock lock(session_);
+    for (const auto& [number, node] : nodes_) {
+        if (node.role.isMicrophone && node.device.id == id) return node.arrival;
+    }
+    return std::nullopt;
+}
+
+bool GraphWatch::hearsAnOutputUnasked(std::uint32_t number) const {
+    if (directed_.contains(number)) return false;
+    for (const auto& [_, link] : links_) {
+        const auto from = link.to == number ? nodes_.find(link.from) : nodes_.end();
+        if (from == nodes_.end()) continue;
+        const Node& node = from->second;
+        if (node.role.isOutput && !node.role.isMicrophone && node.device.id != wantedMicrophone_) return true;
+    }
+    return false;
+}
+
 void GraphWatch::onGlobal(void* self, std::uint32_t number, std::uint32_t /*permissions*/, const char* type,
                           std::uint32_t /*version*/, const spa_dict* properties) {
     auto& watch = *static_cast<GraphWatch*>(self);
     const std::string_view kind = type;
     if (kind == PW_TYPE_INTERFACE_Node) watch.addNode(number, properties);
+    if (kind == PW_TYPE_INTERFACE_Link) watch.addLink(number, properties);
     if (kind == PW_TYPE_INTERFACE_Metadata && valueOf(properties, PW_KEY_METADATA_NAME) == "default")
         watch.listenToDefaults(number);
 }
 
 void GraphWatch::onGlobalRemoved(void* self, std::uint32_t number) {
-    static_cast<GraphWatch*>(self)->nodes_.erase(number);
+    auto& watch = *static_cast<GraphWatch*>(self);
+    watch.links_.erase(number);
+    if (watch.nodes_.erase(number) > 0) watch.session_.noteChange();
 }
 
 int GraphWatch::onProperty(void* self, std::uint32_t subject, const char* key, const char* /*type*/,
                            const char* value) {
     auto& watch = *static_cast<GraphWatch*>(self);
-    if (subject != PW_ID_CORE || !key || !value) return 0;
-    const std::string_view name = key;
-    if (name == "default.audio.sink") watch.defaultOutput_ = defaultNameFrom(value);
-    if (name == "default.audio.source") watch.defaultMicrophone_ = defaultNameFrom(value);
+    // Without a value, the property has been taken away; without a key, all of the subject's.
+    const std::string_view name = key ? key : "";
+    if (subject == PW_ID_CORE) {
+        watch.takeDefault(name, value ? defaultNameFrom(value) : std::nullopt);
+    } else if (!key || name == "target.object" || name == "target.node") {
+        const bool isSomewhere = value && std::string_view(value) != "-1";
+        if (isSomewhere) {
+            watch.directed_.insert(subject);
+        } else {
+            watch.directed_.erase(subject);
+        }
+    }
     return 0;
+}
+
+void GraphWatch::takeDefault(std::string_view key, std::optional<std::string> name) {
+    std::optional<std::string>* known = nullptr;
+    if (key == "default.audio.sink") known = &defaultOutput_;
+    if (key == "default.audio.source") known = &defaultMicrophone_;
+    if (key == "default.configured.audio.source") known = &wantedMicrophone_;
+    if (!known || *known == name) return;
+    *known = std::move(name);
+    session_.noteChange();
 }
 
 void GraphWatch::addNode(std::uint32_t number, const spa_dict* properties) {
@@ -98,7 +147,13 @@ void GraphWatch::addNode(std::uint32_t number, const spa_dict* properties) {
     const auto id = valueOf(properties, PW_KEY_NODE_NAME);
     if (!id || role == NodeRole()) return;
     const std::string nick = valueOf(properties, PW_KEY_NODE_NICK).value_or(*id);
-    nodes_[number] = {{*id, valueOf(properties, PW_KEY_NODE_DESCRIPTION).value_or(nick)}, role};
+    nodes_[number] = {{*id, valueOf(properties, PW_KEY_NODE_DESCRIPTION).value_or(nick)}, role, ++arrivals_};
+    session_.noteChange();
+}
+
+void GraphWatch::addLink(std::uint32_t number, const spa_dict* properties) {
+    links_[number] = {numberOf(properties, PW_KEY_LINK_OUTPUT_NODE),
+                      numberOf(properties, PW_KEY_LINK_INPUT_NODE)};
 }
 
 void GraphWatch::listenToDefaults(std::uint32_t number) {

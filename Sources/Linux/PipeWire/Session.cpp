@@ -18,6 +18,12 @@ void initializeLibrary() {
     std::call_once(once, [] { pw_init(nullptr, nullptr); });
 }
 
+/// Contexts are made and destroyed one at a time: what they ask the system for and load is all threads'.
+std::mutex& contextMutex() {
+    static std::mutex mutex;
+    return mutex;
+}
+
 }  // namespace
 
 const pw_core_events Session::events = [] {
@@ -32,16 +38,26 @@ Session::Session() {
     initializeLibrary();
     loop_.reset(pw_thread_loop_new("lumicrate-sound", nullptr));
     if (!loop_) failUnreachable();
-    context_.reset(pw_context_new(pw_thread_loop_get_loop(loop_.get()), nullptr, 0));
-    if (!context_) failUnreachable();
-    core_.reset(
-        pw_context_connect(context_.get(), pw_properties_new(PW_KEY_APP_NAME, "Lumicrate", nullptr), 0));
+    connect();
     if (!core_) failUnreachable();
     pw_core_add_listener(core_.get(), &listener_, &events, this);
     if (!thread_.start(loop_.get())) failUnreachable();
     // A socket also takes a connection when the server behind it hangs: only an answer proves that it lives.
     const Lock lock(*this);
     if (!roundTrip(answerPatience)) failUnreachable();
+}
+
+void Session::connect() {
+    const std::lock_guard lock(contextMutex());
+    context_.reset(pw_context_new(pw_thread_loop_get_loop(loop_.get()), nullptr, 0));
+    if (!context_) return;
+    core_.reset(
+        pw_context_connect(context_.get(), pw_properties_new(PW_KEY_APP_NAME, "Lumicrate", nullptr), 0));
+}
+
+void Session::Delete::operator()(pw_context* context) const {
+    const std::lock_guard lock(contextMutex());
+    pw_context_destroy(context);
 }
 
 bool Session::roundTrip(Deadline patience) {
@@ -62,6 +78,7 @@ void Session::onError(void* self, std::uint32_t id, int /*sequence*/, int result
     if (id != PW_ID_CORE || result != -EPIPE) return;
     session.alive_ = false;
     session.signal();
+    session.noteChange();
 }
 
 }  // namespace lumicrate::pipewire

@@ -5,7 +5,9 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <memory>
+#include <utility>
 
 namespace lumicrate::pipewire {
 
@@ -40,6 +42,12 @@ class Session {
     pw_core* core() const { return core_.get(); }
     /// False once the server is gone. Lock held.
     bool isAlive() const { return alive_; }
+    /// `changed` is called on the session's thread when the server goes and at each noteChange. Lock held.
+    void setOnChange(std::function<void()> changed) { changed_ = std::move(changed); }
+    /// Something that somebody may wait for has come or gone. Lock held.
+    void noteChange() const {
+        if (changed_) changed_();
+    }
     /// Wakes whoever is in `await`. Lock held.
     void signal() const { pw_thread_loop_signal(loop_.get(), false); }
     /// Lets the session's thread run until `predicate` holds, which is asked after every signal, or the
@@ -63,7 +71,7 @@ class Session {
  private:
     struct Delete {
         void operator()(pw_thread_loop* loop) const { pw_thread_loop_destroy(loop); }
-        void operator()(pw_context* context) const { pw_context_destroy(context); }
+        void operator()(pw_context* context) const;
         void operator()(pw_core* core) const { pw_core_disconnect(core); }
     };
     /// Runs the thread; ends it before anything that it uses goes.
@@ -85,12 +93,15 @@ class Session {
         pw_thread_loop* loop_ = nullptr;
     };
 
+    void connect();
+
     static const pw_core_events events;
     static void onDone(void* self, std::uint32_t id, int sequence);
     static void onError(void* self, std::uint32_t id, int sequence, int result, const char* message);
 
     bool alive_ = true;
     int lastDone_ = -1;
+    std::function<void()> changed_;
     spa_hook listener_{};
     std::unique_ptr<pw_thread_loop, Delete> loop_;
     std::unique_ptr<pw_context, Delete> context_;

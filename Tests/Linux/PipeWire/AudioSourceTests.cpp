@@ -2,17 +2,16 @@
 #include "Support/Error.h"
 #include "Tests/Linux/PipeWire/Player.h"
 #include "Tests/Linux/PipeWire/Recorded.h"
+#include "Tests/Linux/PipeWire/Running.h"
 #include "Tests/Stage/Measure.h"
 #include "Tests/Stage/SoundServer.h"
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <cmath>
 #include <memory>
 #include <span>
 #include <string>
-#include <vector>
 
 namespace lumicrate::test {
 
@@ -21,70 +20,6 @@ namespace {
 using pipewire::AudioSource;
 using std::chrono::nanoseconds;
 using namespace std::chrono_literals;
-
-/// A source that records from when it is made.
-class Running {
- public:
-    explicit Running(std::unique_ptr<SampleSource> source) : source_(std::move(source)) {
-        source_->start({[this](const CMSampleBuffer& sample) { recorded_.add(sample); },
-                        [this](const std::exception_ptr&) { failed_ = true; }, [](const std::string&) {}});
-    }
-    bool awaitUntil(nanoseconds time) { return recorded_.awaitUntil(time); }
-    Take take() const { return recorded_.take(); }
-    void stop() { source_->stop(); }
-    bool failed() const { return failed_; }
-
- private:
-    Recorded recorded_;
-    bool failed_ = false;
-    std::unique_ptr<SampleSource> source_;
-};
-
-double median(std::vector<double> values) {
-    std::ranges::sort(values);
-    return values.empty() ? 0 : values[values.size() / 2];
-}
-
-struct Tone {
-    double frequency = 0;
-    double amplitude = 0;
-    double onset = 0;  ///< milliseconds after it was played
-};
-
-/// What was recorded of a tone in its first half second. The median of several windows leaves out the one in
-/// which a busy machine lost sound.
-Tone toneIn(const Take& take, std::size_t channel, nanoseconds playedAt) {
-    const auto& samples = take.channels.at(channel);
-    const auto first = stage::onset(samples, 0.02F, take.frameAt(playedAt - 100ms));
-    if (!first) return {};
-    std::vector<double> frequencies;
-    std::vector<double> amplitudes;
-    for (std::size_t from = *first; from + 4800 <= samples.size() && frequencies.size() < 5; from += 4800) {
-        const std::span window(samples.data() + from, 4800);
-        frequencies.push_back(stage::toneFrequency(window, 48000, 400, 1600));
-        amplitudes.push_back(stage::toneAmplitude(window, 48000, frequencies.back()));
-    }
-    return {median(frequencies), median(amplitudes),
-            static_cast<double>((take.timeOf(*first) - playedAt).count()) / 1e6};
-}
-
-/// Plays five tones, records them and gives the median of what arrived.
-Tone playAndMeasure(Player& player, Running& source, std::size_t channel) {
-    std::vector<double> frequencies;
-    std::vector<double> amplitudes;
-    std::vector<double> onsets;
-    for (int i = 0; i < 5; ++i) {
-        const nanoseconds playedAt = player.beginTone(1000, 0.5);
-        if (!source.awaitUntil(playedAt + 600ms)) return {};
-        player.endTone();
-        const Tone tone = toneIn(source.take(), channel, playedAt);
-        frequencies.push_back(tone.frequency);
-        amplitudes.push_back(tone.amplitude);
-        onsets.push_back(tone.onset);
-        if (!source.awaitUntil(playedAt + 800ms)) return {};
-    }
-    return {median(frequencies), median(amplitudes), median(onsets)};
-}
 
 /// Stretches follow each other within one part in two hundred of their length. Where the machine was too busy
 /// to keep up, sound is missing and shows as a gap; that must be rare and never look like anything else.
