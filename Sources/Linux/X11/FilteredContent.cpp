@@ -43,12 +43,13 @@ void FilteredContent::resolveTargets() {
 
 bool FilteredContent::hears(const xcb_generic_event_t& event) {
     bool reason = layers_.hears(event);
-    if (compositor_.hears(event)) {
+    const bool otherCompositor = compositor_.hears(event);
+    if (otherCompositor) {
         for (const StackedWindow& window : stack_.stack().windows())
             linger(window);
-        reason = true;
     }
-    if (background_ && background_->hears(event)) {
+    if (otherCompositor || (background_ && background_->hears(event))) {
+        background_.reset();
         touched_.addAll();
         reason = true;
     }
@@ -171,7 +172,7 @@ void FilteredContent::takeDamage(BlockRegion ofScreen, BlockRegion& unread) {
 
 std::vector<PixelRead> FilteredContent::plan(const BlockRegion& unread) {
     planned_.clear();
-    std::vector<PixelRead> reads; fprintf(stderr,"held %zu composed %zu unread %zu named %x\n",held_.blockCount(),composed_.blockCount(),unread.blockCount(),rule_.named[0]);
+    std::vector<PixelRead> reads;
     BlockRegion direct = unread;
     direct.remove(composed_);
     for (const PixelRect& rect : rectanglesOnRoot(direct, geometry_)) {
@@ -185,7 +186,6 @@ std::vector<PixelRead> FilteredContent::plan(const BlockRegion& unread) {
     for (const PixelRect& rect : rectanglesOnRoot(composed, geometry_)) {
         planned_.push_back({rect, true, rule_.layersAt(rect, stack_.stack())});
         reads.push_back(planComposed(rect, planned_.back().layers));
-        fprintf(stderr,"plan %d,%d %dx%d:",rect.x,rect.y,rect.width,rect.height); for(auto&l:planned_.back().layers)fprintf(stderr," %x(%d,%d %dx%d)",l.id,l.frame.x,l.frame.y,l.frame.width,l.frame.height); fprintf(stderr,"\n");
     }
     return reads;
 }
@@ -214,8 +214,7 @@ void FilteredContent::compose(const PixelRect& rect, const std::vector<StackedWi
     if (!rule_.excludes()) {
         canvas_->blacken(rect);
     } else if (backgroundShows(rect, layers)) {
-        if (!background_) background_.emplace(connection_, layers_.formats());
-        background_->paint(rect);
+        if (!background_) background_.emplace(connection_, layers_.formats(), compositor_.active());
         canvas_->draw({.picture = background_->picture()}, rect);
     }
     for (const StackedWindow& window : layers) {

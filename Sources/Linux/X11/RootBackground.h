@@ -3,39 +3,43 @@
 
 #include "Linux/X11/Connection.h"
 #include "Linux/X11/RenderFormats.h"
-#include "Support/Geometry.h"
 
 #include <xcb/render.h>
 
+#include <optional>
+#include <vector>
+
 namespace lumicrate::x11 {
 
-/// The background is an attribute of the root window that cannot be asked for. But a window can take it over,
-/// and the server paints it there as on the root window, pattern and all. That window is as large as the root
-/// window and at its place, but lies inside another one off the screen, so nobody sees it; since the server
-/// keeps its pixels apart, it has all of them nevertheless.
+/// The background as it is when the object is made; for another one another object is needed.
+///
+/// It is an attribute of the root window that cannot be asked for. But a window can take it over, and the
+/// server paints it there as on the root window, pattern and all. That window is as large as the root window
+/// and at its place, but lies inside another one off the screen, so nobody sees it; since the server keeps
+/// its pixels apart, it has all of them nevertheless.
+///
+/// A compositing manager paints the background itself and need not leave the attribute as it was. It takes
+/// the pixmap that programs which set the background publish.
 class RootBackground {
  public:
     /// `connection` must outlive the background.
-    RootBackground(const Connection& connection, const RenderFormats& formats);
+    RootBackground(const Connection& connection, const RenderFormats& formats, bool composited);
     ~RootBackground();
     RootBackground(const RootBackground&) = delete;
     RootBackground& operator=(const RootBackground&) = delete;
 
-    /// Whether the event says that there may be another background.
+    /// Whether the event says that there is another background.
     bool hears(const xcb_generic_event_t& event) const;
-    /// Has the server paint that part as the background is now.
-    void paint(const PixelRect& onRoot) const;
     /// In the root window's coordinates.
     xcb_render_picture_t picture() const { return picture_; }
-    const PixelRect& extent() const { return extent_; }
 
  private:
+    std::optional<xcb_pixmap_t> published() const;
+    xcb_pixmap_t paintedByServer();
+
     const Connection& connection_;
-    PixelRect extent_;
-    xcb_atom_t pixmapProperty_;
-    xcb_window_t outside_;
-    xcb_window_t canvas_;
-    xcb_pixmap_t pixmap_;
+    std::vector<xcb_atom_t> properties_;
+    xcb_window_t outside_ = XCB_NONE;
     xcb_render_picture_t picture_;
 };
 
