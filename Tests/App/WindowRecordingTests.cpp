@@ -10,6 +10,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cmath>
 #include <csignal>
@@ -35,26 +36,36 @@ class MarkedWindow {
  public:
     MarkedWindow(const std::string& displayName, const PixelRect& frame, bool managed = false)
         : window(displayName, {.frame = frame, .colour = 0, .managed = managed, .title = "marked"}) {
-        draw(frame);
+        draw(frame.width, frame.height);
     }
 
     void place(const PixelRect& frame) {
         window.place(frame);
-        draw(frame);
+        draw(frame.width, frame.height);
+    }
+    /// Makes a difference in the first cell, a small one.
+    void blink(bool on) {
+        for (int y = 0; y < cell; ++y)
+            std::fill_n(picture_.row(y), cell, on ? 0x282cc8U : 0x2828c8U);
+        window.fill(picture_);
     }
     std::string id() const { return std::to_string(window.id()); }
 
     TestWindow window;
 
  private:
-    void draw(const PixelRect& frame) {
-        for (int y = 0; y < frame.height; y += cell) {
-            for (int x = 0; x < frame.width; x += cell) {
-                window.fill({x, y, cell, cell}, static_cast<std::uint32_t>((40 + x / cell * 6) << 16 |
-                                                                           (40 + y / cell * 10) << 8 | 200));
+    void draw(int width, int height) {
+        picture_ = x11::BgraPicture(width, height);
+        for (int y = 0; y < height; ++y) {
+            for (int x = 0; x < width; ++x) {
+                picture_.row(y)[x] =
+                    static_cast<std::uint32_t>((40 + x / cell * 6) << 16 | (40 + y / cell * 10) << 8 | 200);
             }
         }
+        window.fill(picture_);
     }
+
+    x11::BgraPicture picture_;
 };
 
 /// What a picture shows of the window.
@@ -123,7 +134,7 @@ class WindowRecordingTests : public testing::TestWithParam<bool> {
         std::this_thread::sleep_for(std::chrono::milliseconds(300));
         std::jthread blinking([this](const std::stop_token& enough) {
             for (std::uint32_t i = 0; !enough.stop_requested(); ++i) {
-                marked->window.fill({0, 0, cell, cell}, i % 2 == 0 ? 0x282cc8 : 0x2828c8);
+                marked->blink(i % 2 == 0);
                 std::this_thread::sleep_for(std::chrono::milliseconds(30));
             }
         });
@@ -250,7 +261,7 @@ TEST_P(WindowRecordingTests, AMinimizedWindowStandsStillAndGoesOnWhenItIsBack) {
     manage("windowminimize");
     std::this_thread::sleep_for(std::chrono::milliseconds(500));
     manage("windowmap");
-    marked->window.fill({0, 0, width, height}, 0x28dcc8);
+    marked->window.fill(0x28dcc8);
     std::this_thread::sleep_for(std::chrono::milliseconds(500));
     const stage::OwnedPicture last = stop().lastPicture();
     EXPECT_LE(last->rgbAt(last->width / 2, last->height / 2).distanceTo({0x28, 0xdc, 0xc8}), 8);
