@@ -242,9 +242,9 @@ TEST_P(WindowRecordingTests, OnAnotherDisplayTheCropStaysWhereItWas) {
 TEST_P(WindowRecordingTests, AWindowThatGoesLeavesItsLastPicture) {
     start();
     const auto begun = std::chrono::steady_clock::now();
-    // Made before, or it would get the number that becomes free.
-    TestWindow instead(display(), {.frame = {100, 100, width, height}, .colour = occluder});
     marked.reset();
+    // Gets the number that has become free.
+    TestWindow instead(display(), {.frame = {100, 100, width, height}, .colour = occluder});
     std::this_thread::sleep_for(std::chrono::seconds(1));
     const std::chrono::duration<double> passed = std::chrono::steady_clock::now() - begun;
     EXPECT_GT(stop().duration(), passed.count());

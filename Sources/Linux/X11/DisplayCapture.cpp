@@ -35,9 +35,10 @@ DisplayCapture::DisplayCapture(const std::string& displayName, const SCContentFi
       displayId_(filter.display.displayID),
       scale_(filter.pointPixelScale),
       layout_(connection_),
-      damage_(connection_, connection_.root()),
       reader_(connection_) {
     if (needsContent(filter)) content_.emplace(connection_, filter);
+    if (kind_ == SCContentFilter::Kind::displayExcludingWindows)
+        damage_.emplace(connection_, connection_.root());
     configure(configuration);
     // What cannot be captured is to be known now, not with the first look.
     Changes changes;
@@ -72,7 +73,7 @@ void DisplayCapture::takeQueuedEvents() {
 }
 
 bool DisplayCapture::hear(const xcb_generic_event_t& event) {
-    bool reason = damage_.hears(event);
+    bool reason = damage_ && damage_->hears(event);
     if (layout_.hears(event)) {
         layoutStale_ = true;
         reason = true;
@@ -95,7 +96,7 @@ DisplayCapture::Changes DisplayCapture::look() {
     if (relaid) shadow_.blackenOutside(toSource(geometry_.readable), changes.blocks);
 
     if (content_) content_->prepare(geometry_, unread_);
-    damage_.request();
+    if (damage_) damage_->request();
     if (pointer_) pointer_->request();
     if (content_) content_->requestDamage();
     takeDamage();
@@ -177,7 +178,8 @@ void DisplayCapture::moveCursor(const CursorOverlay& cursor, Changes& changes) {
 
 void DisplayCapture::takeDamage() {
     BlockRegion damaged(geometry_.region.width, geometry_.region.height);
-    for (const PixelRect& rect : damage_.collect())
+    const auto rects = damage_ ? damage_->collect() : std::vector<PixelRect>();
+    for (const PixelRect& rect : rects)
         damaged.add(toSource(rect.intersection(geometry_.readable)));
     if (content_) {
         content_->takeDamage(std::move(damaged), unread_);

@@ -79,7 +79,7 @@ class DisplayCapture {
     double scale_;
     std::optional<Rect> sourceRect_;
     LayoutWatch layout_;
-    DamageTracker damage_;
+    std::optional<DamageTracker> damage_;  ///< of the screen; none where only windows count
     std::optional<PointerWatch> pointer_;
     ScreenReader reader_;
     std::optional<FilteredContent> content_;  ///< only for a filter that names windows

@@ -53,15 +53,32 @@ bool FilteredContent::hears(const xcb_generic_event_t& event) {
         touched_.addAll();
         reason = true;
     }
-    if (event.response_type == XCB_REPARENT_NOTIFY) {
-        const auto& reparent = reinterpret_cast<const xcb_reparent_notify_event_t&>(event);
-        if (std::find(windows_.begin(), windows_.end(), reparent.window) != windows_.end()) {
-            targetsStale_ = true;
-            reason = true;
-        }
+    if (hearsTarget(event)) {
+        targetsStale_ = true;
+        reason = true;
     }
     if (const auto change = stack_.hear(event, HostClock::now())) reason = note(*change) || reason;
     return reason;
+}
+
+/// Whether one of the filter's windows is in another one now, or gone.
+bool FilteredContent::hearsTarget(const xcb_generic_event_t& event) {
+    const auto isTarget = [this](xcb_window_t window) {
+        return std::find(windows_.begin(), windows_.end(), window) != windows_.end();
+    };
+    switch (event.response_type & 0x7f) {
+        case XCB_REPARENT_NOTIFY:
+            return isTarget(reinterpret_cast<const xcb_reparent_notify_event_t&>(event).window);
+        case XCB_DESTROY_NOTIFY: {
+            const auto window = reinterpret_cast<const xcb_destroy_notify_event_t&>(event).window;
+            if (!isTarget(window)) return false;
+            // The number may become another window's.
+            std::replace(windows_.begin(), windows_.end(), window, xcb_window_t{XCB_NONE});
+            return true;
+        }
+        default:
+            return false;
+    }
 }
 
 /// Whether the change may be one of the picture.

@@ -68,6 +68,7 @@ class FilteredContent {
         std::vector<StackedWindow> layers;
     };
 
+    bool hearsTarget(const xcb_generic_event_t& event);
     void resolveTargets();
     bool note(const StackChange& change);
     std::vector<PixelRect> excludedArea(const StackedWindow& window) const;
@@ -81,7 +82,7 @@ class FilteredContent {
     void compose(const PixelRect& rect, const std::vector<StackedWindow>& layers);
 
     const Connection& connection_;
-    std::vector<xcb_window_t> windows_;  ///< as the filter names them
+    std::vector<xcb_window_t> windows_;  ///< as the filter names them; XCB_NONE for one that is gone
     ContentRule rule_;
     bool targetsStale_ = true;
     CompositorWatch compositor_;
