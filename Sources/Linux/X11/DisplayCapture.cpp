@@ -216,7 +216,11 @@ void DisplayCapture::readPixels(Changes& changes) {
             BlockRegion blocks(geometry_.region.width, geometry_.region.height);
             blocks.add(toSource(part));
             unread_.remove(blocks);
-            take(part, rect, *pictures[i], changes);
+            if (reads.size() == 1 && toSource(part) == shadow_.picture().bounds()) {
+                shadow_.replace(reader_.keepFirst(part.width, part.height), changes.blocks);
+            } else {
+                take(part, rect, *pictures[i], changes);
+            }
         }
     }
     if (screenRefused) {

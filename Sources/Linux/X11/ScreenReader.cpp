@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <utility>
 
 namespace lumicrate::x11 {
 
@@ -91,13 +92,20 @@ ScreenReader::ScreenReader(const Connection& connection) : connection_(connectio
     }
 }
 
-void ScreenReader::reserve(std::size_t size) {
-    if (memory_ && memory_->size() >= size) return;
+SharedMemory& ScreenReader::reserve(std::size_t size) {
+    // Somebody keeps what is in it.
+    if (memory_.use_count() > 1) std::swap(memory_, spare_);
+    if (memory_ && memory_.use_count() == 1 && memory_->size() >= size) return *memory_;
     // Rather too much than to grow again with every larger rectangle; untouched pages cost nothing.
     const std::size_t wholeScreen =
         bytesOf({0, 0, connection_.screen().width_in_pixels, connection_.screen().height_in_pixels});
     memory_.reset();
-    memory_ = std::make_unique<SharedMemory>(connection_, std::max(size, wholeScreen));
+    memory_ = std::make_shared<SharedMemory>(connection_, std::max(size, wholeScreen));
+    return *memory_;
+}
+
+BgraPicture ScreenReader::keepFirst(int width, int height) const {
+    return {width, height, BgraPicture::Memory(memory_, reinterpret_cast<std::uint32_t*>(memory_->data()))};
 }
 
 std::vector<std::optional<BgraView>> ScreenReader::read(const std::vector<PixelRead>& reads) {
@@ -105,7 +113,7 @@ std::vector<std::optional<BgraView>> ScreenReader::read(const std::vector<PixelR
     std::size_t size = 0;
     for (const PixelRead& read : reads)
         size += bytesOf(read.rect);
-    reserve(size);
+    SharedMemory& memory = reserve(size);
 
     std::vector<xcb_shm_get_image_cookie_t> cookies;
     std::size_t offset = 0;
@@ -115,12 +123,12 @@ std::vector<std::optional<BgraView>> ScreenReader::read(const std::vector<PixelR
             xcb_shm_get_image(connection_.get(), read.drawable, static_cast<std::int16_t>(rect.x),
                               static_cast<std::int16_t>(rect.y), static_cast<std::uint16_t>(rect.width),
                               static_cast<std::uint16_t>(rect.height), ~0U, XCB_IMAGE_FORMAT_Z_PIXMAP,
-                              memory_->segment(), static_cast<std::uint32_t>(offset)));
+                              memory.segment(), static_cast<std::uint32_t>(offset)));
         offset += bytesOf(rect);
     }
 
     std::vector<std::optional<BgraView>> views;
-    const std::byte* pixels = memory_->data();
+    const std::byte* pixels = memory.data();
     for (std::size_t i = 0; i < reads.size(); ++i) {
         const PixelRect& rect = reads[i].rect;
         views.emplace_back();

@@ -24,7 +24,7 @@ class SharedMemory {
     SharedMemory& operator=(const SharedMemory&) = delete;
 
     std::size_t size() const { return size_; }
-    const std::byte* data() const { return data_; }
+    std::byte* data() { return data_; }
     xcb_shm_seg_t segment() const { return segment_; }
 
  private:
@@ -52,12 +52,16 @@ class ScreenReader {
     /// refuses, because the drawable is another one by now, gives nothing. The pixels stay until the next
     /// call.
     std::vector<std::optional<BgraView>> read(const std::vector<PixelRead>& reads);
+    /// What the last call read first, as a picture that stays for as long as it is held: nothing is read into
+    /// its memory before it has gone, which is to be before the reader.
+    BgraPicture keepFirst(int width, int height) const;
 
  private:
-    void reserve(std::size_t size);
+    SharedMemory& reserve(std::size_t size);
 
     const Connection& connection_;
-    std::unique_ptr<SharedMemory> memory_;
+    std::shared_ptr<SharedMemory> memory_;  ///< of the last call
+    std::shared_ptr<SharedMemory> spare_;
 };
 
 }  // namespace lumicrate::x11

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
+#include <vector>
 
 namespace lumicrate::x11 {
 
@@ -26,34 +28,56 @@ int nextBlockEdge(int position) {
     return (position / BlockRegion::blockSize + 1) * BlockRegion::blockSize;
 }
 
+/// The rectangle's parts in the blocks that it touches.
+template <class Visitor>
+void forEachBlock(const PixelRect& rect, Visitor visit) {
+    for (int top = rect.y; top < rect.maxY();) {
+        const int bottom = std::min(nextBlockEdge(top), rect.maxY());
+        for (int left = rect.x; left < rect.maxX();) {
+            const int right = std::min(nextBlockEdge(left), rect.maxX());
+            visit(PixelRect{left, top, right - left, bottom - top});
+            left = right;
+        }
+        top = bottom;
+    }
+}
+
+/// The first line of a block in which the picture differs from what `fresh` gives for the line; the block's
+/// end where none does.
+template <class Rows>
+int firstDifference(const BgraPicture& picture, const PixelRect& block, Rows fresh) {
+    const auto same = [&](int line) {
+        const std::uint32_t* const kept = picture.row(line) + block.x;
+        return block.width == BlockRegion::blockSize ? sameColours(fresh(line), kept)
+                                                     : sameColours(fresh(line), kept, block.width);
+    };
+    int line = block.y;
+    while (line < block.maxY() && same(line))
+        ++line;
+    return line;
+}
+
 }  // namespace
 
 void ShadowImage::merge(int x, int y, const BgraView& pixels, BlockRegion& changed) {
-    const int right = x + pixels.width;
-    const int bottom = y + pixels.height;
-    for (int top = y; top < bottom;) {
-        const int blockBottom = std::min(nextBlockEdge(top), bottom);
-        for (int left = x; left < right;) {
-            const int blockRight = std::min(nextBlockEdge(left), right);
-            const int width = blockRight - left;
-            const auto fresh = [&](int line) { return pixels.row(line - y) + (left - x); };
-            const auto same = [&](int line) {
-                const std::uint32_t* const kept = picture_.row(line) + left;
-                return width == BlockRegion::blockSize ? sameColours(fresh(line), kept)
-                                                       : sameColours(fresh(line), kept, width);
-            };
-            int line = top;
-            while (line < blockBottom && same(line))
-                ++line;
-            if (line < blockBottom) changed.add(PixelRect{left, top, width, blockBottom - top});
-            for (; line < blockBottom; ++line) {
-                std::memcpy(picture_.row(line) + left, fresh(line),
-                            static_cast<std::size_t>(width) * sizeof(std::uint32_t));
-            }
-            left = blockRight;
+    const PixelRect rect{x, y, pixels.width, pixels.height};
+    forEachBlock(rect, [&](const PixelRect& block) {
+        const auto fresh = [&](int line) { return pixels.row(line - y) + (block.x - x); };
+        int line = firstDifference(picture_, block, fresh);
+        if (line < block.maxY()) changed.add(block);
+        for (; line < block.maxY(); ++line) {
+            std::memcpy(picture_.row(line) + block.x, fresh(line),
+                        static_cast<std::size_t>(block.width) * sizeof(std::uint32_t));
         }
-        top = blockBottom;
-    }
+    });
+}
+
+void ShadowImage::replace(BgraPicture fresh, BlockRegion& changed) {
+    forEachBlock(picture_.bounds(), [&](const PixelRect& block) {
+        const auto row = [&](int line) { return std::as_const(fresh).row(line) + block.x; };
+        if (firstDifference(picture_, block, row) < block.maxY()) changed.add(block);
+    });
+    picture_ = std::move(fresh);
 }
 
 void ShadowImage::blackenOutside(const PixelRect& inside, BlockRegion& changed) {

@@ -16,6 +16,10 @@ class ShadowImage {
     /// blocks in which a colour differed to `changed`. What was only painted over with the same stays out.
     void merge(int x, int y, const BgraView& pixels, BlockRegion& changed);
 
+    /// Takes over a picture of the whole image, memory and all, and adds the blocks in which a colour
+    /// differed.
+    void replace(BgraPicture fresh, BlockRegion& changed);
+
     /// Makes everything outside `inside` black, adding what was not to `changed`.
     void blackenOutside(const PixelRect& inside, BlockRegion& changed);
 

@@ -84,6 +84,15 @@ TEST(ShadowImageTests, OnlyBlocksWithAnotherColourChange) {
     fresh.row(0)[0] = 0x000001;  // at (10, 5)
     shadow.merge(10, 5, fresh.view(), changed);
     EXPECT_THAT(changed.rectangles(), ElementsAre(PixelRect{0, 0, 16, 16}));
+
+    changed.clear();
+    BgraPicture whole = shadow.picture();
+    whole.row(49)[69] ^= 0x100U;
+    whole.row(0)[20] ^= 0xff000000U;
+    const std::uint32_t* const pixels = whole.row(0);
+    shadow.replace(std::move(whole), changed);
+    EXPECT_THAT(changed.rectangles(), ElementsAre(PixelRect{64, 48, 6, 2}));
+    EXPECT_EQ(shadow.picture().row(0), pixels);
 }
 
 TEST(ShadowImageTests, WhatIsOutsideBecomesBlack) {
