@@ -10,7 +10,6 @@
 
 namespace lumicrate::bench {
 
-// A recording of the screen with windows left out has no place here yet: no command line can ask for it.
 enum class Source { Screen, Area, Window };
 
 struct Setting {
