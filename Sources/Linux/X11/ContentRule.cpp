@@ -15,13 +15,16 @@ std::vector<StackedWindow> ContentRule::layersAt(const PixelRect& rect, const Wi
     for (const StackedWindow& each : stack.windows())
         if (names(each.id) != excludes() && &each != recorded) all.push_back(&each);
 
-    std::vector<StackedWindow> layers;
+    std::vector<const StackedWindow*> shown;  // top to bottom
     for (auto each = all.rbegin(); each != all.rend(); ++each) {
         if (!(*each)->hasPixels() || (*each)->frame.intersection(rect).isEmpty()) continue;
-        layers.push_back(**each);
+        shown.push_back(*each);
         if ((*each)->hides(rect)) break;
     }
-    std::reverse(layers.begin(), layers.end());
+    std::vector<StackedWindow> layers;
+    layers.reserve(shown.size());
+    for (auto each = shown.rbegin(); each != shown.rend(); ++each)
+        layers.push_back(**each);
     return layers;
 }
 

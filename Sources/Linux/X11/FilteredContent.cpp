@@ -156,10 +156,20 @@ void FilteredContent::prepare(const SourceGeometry& geometry, BlockRegion& unrea
     touched_.keepOnly(composed_);
     unread.add(touched_);
     touched_.clear();
-    held_ = blocksOf(layers_.untrusted(now_));
-    held_.keepOnly(composed_);
+    hold();
     if (composed_.isEmpty()) background_.reset();
     if (composed_.isEmpty() || (canvas_ && canvas_->extent() != geometry_.readable)) canvas_.reset();
+}
+
+/// A window recorded by itself that has just come back shows as a whole, and so does what is around it.
+void FilteredContent::hold() {
+    held_ = blocksOf(layers_.untrusted(now_));
+    held_.keepOnly(composed_);
+    const auto recorded = recordedFrame();
+    if (!recorded || held_.isEmpty()) return;
+    BlockRegion trusted = blocksOf({*recorded});
+    trusted.remove(held_);
+    if (trusted.isEmpty()) held_ = composed_;
 }
 
 /// Windows that are recorded by themselves keep their layers while they are not to be seen, so that they are
@@ -222,9 +232,9 @@ PixelRead FilteredContent::planComposed(const PixelRect& rect, const std::vector
 bool FilteredContent::isWindowsOwn(const PixelRect& rect, const std::vector<StackedWindow>& layers) const {
     if (layers.size() != 1) return false;
     const StackedWindow& window = layers.front();
-    if (!window.nature || window.nature->shaped || window.frame.intersection(rect) != rect) return false;
-    if (!window.nature->opaque && rule_.excludes()) return false;
-    return layers_.find(window.id) != nullptr && layers_.formats().isOurs(window.nature->visual);
+    if (window.nature.shaped || window.frame.intersection(rect) != rect) return false;
+    if (!window.nature.opaque && rule_.excludes()) return false;
+    return layers_.find(window.id) != nullptr && layers_.formats().isOurs(window.nature.visual);
 }
 
 void FilteredContent::compose(const PixelRect& rect, const std::vector<StackedWindow>& layers) {

@@ -76,6 +76,7 @@ class FilteredContent {
     BlockRegion blocksOf(const std::vector<PixelRect>& onRoot) const;
     PixelRect toSource(const PixelRect& onRoot) const;
     BlockRegion composedBlocks() const;
+    void hold();
     std::vector<StackedWindow> neededLayers() const;
     PixelRead planComposed(const PixelRect& rect, const std::vector<StackedWindow>& layers);
     bool isWindowsOwn(const PixelRect& rect, const std::vector<StackedWindow>& layers) const;

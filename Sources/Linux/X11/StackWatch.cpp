@@ -69,11 +69,11 @@ StackWatch::Question StackWatch::ask(xcb_window_t window) const {
 void StackWatch::learn() {
     std::vector<Question> questions;
     for (const StackedWindow& each : stack_.windows())
-        if (each.viewable && !each.nature) questions.push_back(ask(each.id));
+        if (each.viewable && !each.nature.known) questions.push_back(ask(each.id));
     for (const Question& question : questions) {
         StackedWindow window;
         takeAnswer(question, window);
-        stack_.learn(question.window, window.frame, window.border, *std::move(window.nature));
+        stack_.learn(question.window, window.frame, window.border, std::move(window.nature));
     }
 }
 
@@ -82,7 +82,8 @@ void StackWatch::takeAnswer(const Question& question, StackedWindow& window) con
     const auto geometry = connection_.tryAwait(xcb_get_geometry_reply, question.geometry);
     const auto attributes = connection_.tryAwait(xcb_get_window_attributes_reply, question.attributes);
     const auto shape = connection_.tryAwait(xcb_shape_query_extents_reply, question.shape);
-    WindowNature& nature = window.nature.emplace();
+    WindowNature& nature = window.nature;
+    nature.known = true;
     nature.inputOnly = !geometry || !attributes || attributes->_class == XCB_WINDOW_CLASS_INPUT_ONLY;
     if (!geometry || !attributes) return;
     const int border = geometry->border_width;

@@ -92,15 +92,14 @@ void WindowLayer::doubtGrowth(const PixelRect& before, Time now) {
 /// A window gets another pixmap with each mapping and size.
 void WindowLayer::nameAnew() {
     freePixels();
-    const xcb_render_pictforminfo_t* const format =
-        window_.nature ? formats_.find(window_.nature->visual) : nullptr;
+    const xcb_render_pictforminfo_t* const format = formats_.find(window_.nature.visual);
     if (format == nullptr) return;
     xcb_connection_t* const connection = connection_.get();
     pixmap_ = connection_.generateId();
     picture_ = connection_.generateId();
     xcb_composite_name_window_pixmap(connection, window_.id, pixmap_);
     xcb_render_create_picture(connection, picture_, pixmap_, format->id, 0, nullptr);
-    if (!window_.nature->shaped) return;
+    if (!window_.nature.shaped) return;
     shape_ = connection_.generateId();
     xcb_xfixes_create_region_from_window(connection, shape_, window_.id, XCB_SHAPE_SK_BOUNDING);
 }
@@ -120,7 +119,7 @@ CanvasSource WindowLayer::source() const {
     return {picture_,
             frame.x,
             frame.y,
-            window_.nature && window_.nature->opaque,
+            window_.nature.opaque,
             shape_,
             frame.x + window_.border,
             frame.y + window_.border};

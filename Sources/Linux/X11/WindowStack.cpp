@@ -20,13 +20,13 @@ PixelRect frameOf(int x, int y, int width, int height, int border) {
 }  // namespace
 
 bool StackedWindow::hides(const PixelRect& rect) const {
-    return nature && nature->opaque && !nature->shaped && frame.intersection(rect) == rect;
+    return nature.opaque && !nature.shaped && frame.intersection(rect) == rect;
 }
 
 std::vector<PixelRect> StackedWindow::occupied() const {
     if (!hasPixels()) return {};
-    if (!nature || nature->parts.empty()) return {frame};
-    std::vector<PixelRect> parts = nature->parts;
+    if (nature.parts.empty()) return {frame};
+    std::vector<PixelRect> parts = nature.parts;
     for (PixelRect& part : parts)
         part = part.offsetBy(frame.x, frame.y);
     return parts;
@@ -105,7 +105,7 @@ std::optional<StackChange> WindowStack::forgetNature(xcb_window_t window) {
     const StackedWindow* const found = find(window);
     if (found == nullptr) return std::nullopt;
     StackedWindow now = *found;
-    now.nature.reset();
+    now.nature = {};
     return replace(window, now);
 }
 

@@ -13,11 +13,12 @@
 
 namespace lumicrate::x11 {
 
-/// What a window is made of.
+/// What a window is made of. Events do not tell it: it is to be asked for.
 struct WindowNature {
+    bool known = false;
     xcb_visualid_t visual = XCB_NONE;
     bool inputOnly = false;  ///< has no pixels
-    bool opaque = true;
+    bool opaque = false;
     bool shaped = false;
     /// A shaped window's parts, relative to its frame. Empty for a shape that is too complex to be told, too.
     std::vector<PixelRect> parts{};
@@ -31,10 +32,10 @@ struct StackedWindow {
     int border = 0;
     bool viewable = false;
     std::chrono::nanoseconds mappedAt{};  ///< host clock; long ago for what was there before
-    std::optional<WindowNature> nature;   ///< nothing until it was asked for
+    WindowNature nature;
     bool operator==(const StackedWindow&) const = default;
 
-    bool hasPixels() const { return viewable && !(nature && nature->inputOnly); }
+    bool hasPixels() const { return viewable && !nature.inputOnly; }
     /// Whether nothing below it is to be seen there.
     bool hides(const PixelRect& rect) const;
     /// Where it has pixels: at most, while its nature is not known.

@@ -134,11 +134,11 @@ TEST_F(WindowStackTests, WhatIsAskedForCompletesWhatEventsTell) {
     create(10);
     reparent(20, root);
     for (const xcb_window_t window : {10U, 20U})
-        stack.learn(window, {1, 2, 3, 4}, 0, WindowNature{});
+        stack.learn(window, {1, 2, 3, 4}, 0, {.known = true});
     EXPECT_EQ(stack.find(10)->frame, (PixelRect{0, 0, 100, 50})) << "events know better";
     EXPECT_EQ(stack.find(20)->frame, (PixelRect{1, 2, 3, 4}));
     ASSERT_TRUE(stack.forgetNature(10));
-    EXPECT_FALSE(stack.find(10)->nature);
+    EXPECT_FALSE(stack.find(10)->nature.known);
     EXPECT_FALSE(stack.forgetNature(99));
 }
 
@@ -149,12 +149,12 @@ class ContentRuleTests : public testing::Test {
         stack.add({id, frame, 0, viewable, {}, nature});
     }
     void SetUp() override {
-        add(10, {0, 0, 200, 200}, {});
+        add(10, {0, 0, 200, 200}, {.opaque = true});
         add(20, {0, 0, 100, 100}, {.opaque = false});
-        add(30, {50, 0, 100, 100}, {.shaped = true, .parts = {{0, 0, 100, 10}}});
-        add(40, {60, 20, 20, 20}, {});
+        add(30, {50, 0, 100, 100}, {.opaque = true, .shaped = true, .parts = {{0, 0, 100, 10}}});
+        add(40, {60, 20, 20, 20}, {.opaque = true});
         add(50, {0, 0, 200, 200}, {.inputOnly = true});
-        add(60, {0, 0, 200, 200}, {}, false);
+        add(60, {0, 0, 200, 200}, {.opaque = true}, false);
     }
     std::vector<xcb_window_t> layers(SCContentFilter::Kind kind, std::vector<xcb_window_t> named,
                                      const PixelRect& rect) {
