@@ -22,7 +22,7 @@ class SourcesTests : public testing::Test {
     }
     TestWindow show(const TestWindow::Look& look) const { return {server.displayName(), look}; }
     Outcome record(const std::string& window) const {
-        return runHere(recordArguments(folder / "movie.mp4", {"--window", window}));
+        return runHere(recordArguments(folder / "movie.mp4", {"--window", window, "--duration", "0.5"}));
     }
 
     TemporaryFolder folder;
@@ -58,7 +58,8 @@ TEST_F(SourcesTests, OnlyAWindowOnTheScreenCanBeRecorded) {
                               " on the screen. “lumicrate sources” lists the windows.\n");
     // Also one that is not offered.
     window.map();
-    EXPECT_THAT(record(std::to_string(window.id())).error, Not(HasSubstr("There is no window")));
+    const Outcome recorded = record(std::to_string(window.id()));
+    EXPECT_EQ(recorded.status, 0) << recorded.error;
 }
 
 }  // namespace
