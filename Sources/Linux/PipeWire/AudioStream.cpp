@@ -8,12 +8,17 @@
 
 #include <algorithm>
 #include <array>
+#include <span>
 #include <utility>
 
 namespace lumicrate::pipewire {
 
 namespace {
 
+/// What the server is asked to give at a time: short enough that little is missing when a recording ends,
+/// long enough not to wake the machine often.
+constexpr std::int64_t cycleFrames = 1024;
+constexpr const char* cycleLatency = "1024/48000";
 constexpr std::chrono::milliseconds startPatience{1000};
 constexpr std::chrono::milliseconds endPatience{100};
 /// A change of delay that is not left to the smoother.
@@ -22,13 +27,11 @@ constexpr std::chrono::milliseconds noticeableDelay{5};
 constexpr int greatestAttempts = 4;
 
 pw_properties* propertiesOf(const AudioStream::Format& format) {
-    pw_properties* properties = pw_properties_new(
-        PW_KEY_MEDIA_TYPE, "Audio", PW_KEY_MEDIA_CATEGORY, "Capture", PW_KEY_APP_NAME, "Lumicrate",
-        // Short enough that little is missing when a recording ends, long enough not to wake the machine
-        // often.
-        PW_KEY_NODE_LATENCY, "1024/48000",
-        // The same sound in two channels keeps its level in one, instead of clipping.
-        "channelmix.normalize", "true", nullptr);
+    pw_properties* properties =
+        pw_properties_new(PW_KEY_MEDIA_TYPE, "Audio", PW_KEY_MEDIA_CATEGORY, "Capture", PW_KEY_APP_NAME,
+                          "Lumicrate", PW_KEY_NODE_LATENCY, cycleLatency,
+                          // The same sound in two channels keeps its level in one, instead of clipping.
+                          "channelmix.normalize", "true", nullptr);
     // Session managers remember volume and device of a stream by its media.role, which all applications
     // share, or else by its application.id. Without a role, and with an id for each of the two, nobody else's
     // settings are taken over and a microphone never becomes the system's sound.
@@ -163,21 +166,30 @@ void AudioStream::deliver() {
     const std::int64_t frames = framesIn(taken_.size());
     const std::int64_t older = frames - framesIn(newestBufferSize_);
     const Nanoseconds reported = reportedTime(time) - durationOf(older, sampleRate);
-    const auto audio = std::make_shared<AudioBufferList>();
-    audio->description = {sampleRate, format_.channels, AudioSampleFormat::float32};
-    audio->buffers.push_back(std::exchange(taken_, {}));
     const bool lost = lostSoundBefore(frames, time);
     const bool moved = pathChanged(time);
     if (lost || moved) smoother_.noteJump();
     const auto stamp = smoother_.stamp(reported, frames);
-    if (!stamp) return;
+    if (stamp) handOn(*stamp);
+    taken_.clear();
+}
 
-    CMSampleBuffer sample;
-    sample.timing.duration = CMTime(1, sampleRate);
-    sample.timing.presentationTimeStamp = CMTime::from(*stamp);
-    sample.audio = audio;
-    onSample_(sample);
-    deliveredUntil_ = *stamp + durationOf(frames, sampleRate);
+/// A busy machine gives several cycles at once. They go on in pieces no longer than a cycle, because whoever
+/// ends a recording within them leaves out what begins later, and nothing less.
+void AudioStream::handOn(Nanoseconds stamp) {
+    const std::span<const std::byte> sound(taken_);
+    const std::size_t longest = static_cast<std::size_t>(cycleFrames) * frameSize();
+    for (std::size_t from = 0; from < sound.size(); from += longest) {
+        const auto piece = sound.subspan(from, std::min(longest, sound.size() - from));
+        CMSampleBuffer sample;
+        sample.timing.duration = CMTime(1, sampleRate);
+        sample.timing.presentationTimeStamp = CMTime::from(stamp + durationOf(framesIn(from), sampleRate));
+        sample.audio = std::make_shared<AudioBufferList>();
+        sample.audio->description = {sampleRate, format_.channels, AudioSampleFormat::float32};
+        sample.audio->buffers.emplace_back(piece.begin(), piece.end());
+        onSample_(sample);
+    }
+    deliveredUntil_ = stamp + durationOf(framesIn(sound.size()), sampleRate);
     session_.signal();
 }
 

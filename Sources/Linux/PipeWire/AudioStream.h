@@ -62,6 +62,7 @@ class AudioStream {
 
     void connect();
     void deliver();
+    void handOn(Nanoseconds stamp);
     void takeBuffers();
     void noteJump();
     bool isOthersSound() const;
