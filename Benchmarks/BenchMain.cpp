@@ -8,6 +8,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include <algorithm>
 #include <cstdio>
 #include <exception>
 #include <fstream>
@@ -38,8 +39,14 @@ bool isInstalled(const std::string& program) {
 }
 
 std::vector<Recorder> recordersFor(const BenchRequest& request) {
+    const auto all = allRecorders(request.lumicrate);
+    for (const auto& name : request.recorders) {
+        const bool isKnown =
+            std::any_of(all.begin(), all.end(), [&](const auto& each) { return each.name == name; });
+        if (!isKnown) throw std::runtime_error("There is no recorder \"" + name + "\".");
+    }
     std::vector<Recorder> chosen;
-    for (const auto& recorder : allRecorders(request.lumicrate)) {
+    for (const auto& recorder : all) {
         if (!request.wants(recorder.name)) continue;
         if (request.setting.source == Source::Window && !recorder.recordsWindows) {
             std::fprintf(stderr, "%s records no windows and is left out.\n", recorder.name.c_str());

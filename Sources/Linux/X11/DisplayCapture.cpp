@@ -87,8 +87,15 @@ bool DisplayCapture::hear(const xcb_generic_event_t& event) {
     return reason;
 }
 
+std::optional<std::chrono::nanoseconds> DisplayCapture::nextLook() const {
+    const auto ofContent = content_ ? content_->nextLook() : std::nullopt;
+    if (!lookAgainAt_ || !ofContent) return lookAgainAt_ ? lookAgainAt_ : ofContent;
+    return std::min(*lookAgainAt_, *ofContent);
+}
+
 DisplayCapture::Changes DisplayCapture::look() {
     Changes changes;
+    lookAgainAt_.reset();
     const bool relaid = layoutStale_ && refreshLayout(changes);
     changes.blocks = BlockRegion(geometry_.region.width, geometry_.region.height);
     changes.incomplete = incomplete_;
@@ -125,7 +132,7 @@ std::optional<SourceGeometry> DisplayCapture::presentGeometry() const {
 bool DisplayCapture::refreshLayout(Changes& changes) {
     const auto now = presentGeometry();
     if (!now) {
-        awaitSource(changes);
+        awaitSource();
         return false;
     }
     awaySince_.reset();
@@ -149,7 +156,7 @@ bool DisplayCapture::refreshLayout(Changes& changes) {
 
 /// Gives a missing display some time to come back before it counts as gone. A window may be away for as long
 /// as it likes.
-void DisplayCapture::awaitSource(Changes& changes) {
+void DisplayCapture::awaitSource() {
     const auto now = HostClock::now();
     const bool begun = geometry_ != SourceGeometry();
     if (begun && kind_ == SCContentFilter::Kind::desktopIndependentWindow) {
@@ -157,9 +164,8 @@ void DisplayCapture::awaitSource(Changes& changes) {
         return;
     }
     if (!awaySince_) awaySince_ = now;
-    const auto left = *awaySince_ + patience - now;
-    if (left <= left.zero()) throwSourceGone(kind_);
-    changes.lookAgainIn = left;
+    lookAgainAt_ = *awaySince_ + patience;
+    if (now >= *lookAgainAt_) throwSourceGone(kind_);
 }
 
 PixelRect DisplayCapture::toSource(const PixelRect& onRoot) const {
@@ -202,6 +208,7 @@ void DisplayCapture::readPixels(Changes& changes) {
     const auto pictures = reader_.read(reads);
     // What had happened before the pixels were read has been told before they came.
     if (content_) takeQueuedEvents();
+    BlockRegion taken(geometry_.region.width, geometry_.region.height);
     bool screenRefused = false;
     bool windowRefused = false;
     for (std::size_t i = 0; i < reads.size(); ++i) {
@@ -213,16 +220,11 @@ void DisplayCapture::readPixels(Changes& changes) {
         }
         const PixelRect& rect = reads[i].rect;
         for (const PixelRect& part : content_ ? content_->usable(i) : std::vector<PixelRect>{rect}) {
-            BlockRegion blocks(geometry_.region.width, geometry_.region.height);
-            blocks.add(toSource(part));
-            unread_.remove(blocks);
-            if (reads.size() == 1 && toSource(part) == shadow_.picture().bounds()) {
-                shadow_.replace(reader_.keepFirst(part.width, part.height), changes.blocks);
-            } else {
-                take(part, rect, *pictures[i], changes);
-            }
+            taken.add(toSource(part));
+            take(part, rect, *pictures[i], reads.size() == 1, changes);
         }
     }
+    unread_.remove(taken);
     if (screenRefused) {
         // The layout is another one by now.
         if (++refusals_ > mostRefusals) Connection::throwRefused();
@@ -230,25 +232,26 @@ void DisplayCapture::readPixels(Changes& changes) {
     } else {
         refusals_ = 0;
     }
-    scheduleNextLook(windowRefused ? refusalPause : std::chrono::milliseconds::zero(), changes);
+    scheduleNextLook(windowRefused ? refusalPause : std::chrono::milliseconds::zero());
 }
 
 /// What could not be taken now is tried again after that pause, unless it is held back for longer.
-void DisplayCapture::scheduleNextLook(std::chrono::nanoseconds pause, Changes& changes) {
+void DisplayCapture::scheduleNextLook(std::chrono::nanoseconds pause) {
     const bool standsStill = content_ && content_->standsStill();
     if (standsStill || unread_.isEmpty()) incomplete_ = false;
     BlockRegion missed = standsStill ? BlockRegion() : unread_;
     if (content_ && !standsStill) missed.remove(content_->held());
-    if (!missed.isEmpty()) changes.lookAgainIn = pause;
-    const auto next = content_ ? content_->nextLook() : std::nullopt;
-    if (!next) return;
-    const auto in = std::max(*next - HostClock::now(), std::chrono::nanoseconds::zero());
-    changes.lookAgainIn = std::min(changes.lookAgainIn.value_or(in), in);
+    if (!missed.isEmpty()) lookAgainAt_ = HostClock::now() + pause;
 }
 
-void DisplayCapture::take(const PixelRect& part, const PixelRect& of, const BgraView& pixels,
+/// `alone`: nothing else was read along with it.
+void DisplayCapture::take(const PixelRect& part, const PixelRect& of, const BgraView& pixels, bool alone,
                           Changes& changes) {
     const PixelRect place = toSource(part);
+    if (alone && place == shadow_.picture().bounds()) {
+        shadow_.replace(reader_.keepFirst(place.width, place.height), changes.blocks);
+        return;
+    }
     const BgraView view{pixels.row(part.y - of.y) + (part.x - of.x), part.width, part.height, pixels.stride};
     shadow_.merge(place.x, place.y, view, changes.blocks);
 }

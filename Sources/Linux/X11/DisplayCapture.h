@@ -33,8 +33,6 @@ class DisplayCapture {
         bool resized = false;  ///< the source has another size than before
         /// Not yet a picture: some of it has not been read since it was laid out.
         bool incomplete = false;
-        /// When it is to be looked again without any event: nothing, if it need not.
-        std::optional<std::chrono::nanoseconds> lookAgainIn;
         BlockRegion blocks;             ///< where pixels changed
         std::vector<PixelRect> cursor;  ///< where the cursor was and where it is, if that changed
     };
@@ -51,6 +49,8 @@ class DisplayCapture {
     /// Sends what is waiting to be sent, and takes in all events that have come. Whether one of them is a
     /// reason to look. Does not block.
     bool takeEvents();
+    /// When it is to be looked without any further event, host clock: nothing, if it need not.
+    std::optional<std::chrono::nanoseconds> nextLook() const;
     /// Fetches what changed.
     Changes look();
 
@@ -63,15 +63,16 @@ class DisplayCapture {
     bool hear(const xcb_generic_event_t& event);
     void takeQueuedEvents();
     std::optional<SourceGeometry> presentGeometry() const;
-    void awaitSource(Changes& changes);
+    void awaitSource();
     bool refreshLayout(Changes& changes);
     PixelRect toSource(const PixelRect& onRoot) const;
     void moveCursor(const CursorOverlay& cursor, Changes& changes);
     void takeDamage();
     void readPixels(Changes& changes);
     std::vector<PixelRead> plan();
-    void take(const PixelRect& part, const PixelRect& of, const BgraView& pixels, Changes& changes);
-    void scheduleNextLook(std::chrono::nanoseconds pause, Changes& changes);
+    void take(const PixelRect& part, const PixelRect& of, const BgraView& pixels, bool alone,
+              Changes& changes);
+    void scheduleNextLook(std::chrono::nanoseconds pause);
 
     Connection connection_;
     SCContentFilter::Kind kind_;
@@ -86,6 +87,7 @@ class DisplayCapture {
 
     bool heard_ = false;  ///< a reason to look, while looking
     bool layoutStale_ = true;
+    std::optional<std::chrono::nanoseconds> lookAgainAt_;
     /// Since when the source has been missing.
     std::optional<std::chrono::nanoseconds> awaySince_;
     int refusals_ = 0;  ///< reads that failed in a row

@@ -14,6 +14,8 @@ namespace {
 /// moves or goes. Without one, programs may leave unpainted for a while what a window uncovers.
 constexpr int shadowMargin = 32;
 constexpr std::chrono::milliseconds afterglow(1000);
+/// Two pictures of a slow monitor.
+constexpr std::chrono::milliseconds paintingTime(50);
 
 PixelRect widened(const PixelRect& rect, int margin) {
     return {rect.x - margin, rect.y - margin, rect.width + 2 * margin, rect.height + 2 * margin};
@@ -42,7 +44,7 @@ void FilteredContent::resolveTargets() {
 }
 
 bool FilteredContent::hears(const xcb_generic_event_t& event) {
-    bool reason = layers_.hears(event);
+    bool reason = layers_.hears(event) && !awaitPainting();
     const bool otherCompositor = compositor_.hears(event);
     if (otherCompositor) {
         for (const StackedWindow& window : stack_.stack().windows())
@@ -59,6 +61,15 @@ bool FilteredContent::hears(const xcb_generic_event_t& event) {
     }
     if (const auto change = stack_.hear(event, HostClock::now())) reason = note(*change) || reason;
     return reason;
+}
+
+/// A compositing manager takes some time to paint what a window draws, and looking meanwhile would show the
+/// put-together parts ahead of the others. Its painting is the reason to look, but it may have none where
+/// nothing of the window is to be seen.
+bool FilteredContent::awaitPainting() {
+    if (!rule_.excludes() || !compositor_.active()) return false;
+    if (!paintedBy_) paintedBy_ = HostClock::now() + paintingTime;
+    return true;
 }
 
 /// Whether one of the filter's windows is in another one now, or gone.
@@ -188,6 +199,11 @@ std::vector<StackedWindow> FilteredContent::neededLayers() const {
     return needed;
 }
 
+void FilteredContent::requestDamage() {
+    paintedBy_.reset();
+    layers_.requestDamage();
+}
+
 void FilteredContent::takeDamage(BlockRegion ofScreen, BlockRegion& unread) {
     // What is put together does not depend on what is to be seen on the screen there.
     ofScreen.remove(composed_);
@@ -276,10 +292,11 @@ void FilteredContent::refuse(std::size_t read) {
 }
 
 std::optional<FilteredContent::Time> FilteredContent::nextLook() const {
-    const auto expiry = lingering_.nextExpiry();
-    const auto trust = held_.isEmpty() ? std::nullopt : layers_.nextTrust(now_);
-    if (!expiry || !trust) return expiry ? expiry : trust;
-    return std::min(*expiry, *trust);
+    std::optional<Time> next;
+    for (const auto& due :
+         {lingering_.nextExpiry(), held_.isEmpty() ? std::nullopt : layers_.nextTrust(now_), paintedBy_})
+        if (due) next = std::min(next.value_or(*due), *due);
+    return next;
 }
 
 }  // namespace lumicrate::x11

@@ -47,7 +47,7 @@ class FilteredContent {
 
     /// Finds out what is to be read from where; adds to `unread` what that changes.
     void prepare(const SourceGeometry& geometry, BlockRegion& unread);
-    void requestDamage() { layers_.requestDamage(); }
+    void requestDamage();
     /// Adds to `unread` what was drawn on, be it on the screen or in windows.
     void takeDamage(BlockRegion ofScreen, BlockRegion& unread);
     /// What is to be read now, after what this puts together for it.
@@ -57,8 +57,9 @@ class FilteredContent {
     /// The server refused a read.
     void refuse(std::size_t read);
 
-    /// What is better read later, and when that may be; or when something else is due without an event.
+    /// What is better read later.
     const BlockRegion& held() const { return held_; }
+    /// When to look without any further event, host clock.
     std::optional<Time> nextLook() const;
 
  private:
@@ -68,6 +69,7 @@ class FilteredContent {
         std::vector<StackedWindow> layers;
     };
 
+    bool awaitPainting();
     bool hearsTarget(const xcb_generic_event_t& event);
     void resolveTargets();
     bool note(const StackChange& change);
@@ -98,6 +100,7 @@ class FilteredContent {
     BlockRegion composed_;  ///< what is not read from the screen
     BlockRegion touched_;   ///< what changed in it otherwise than by drawing
     BlockRegion held_;
+    std::optional<Time> paintedBy_;  ///< when what was drawn is on the screen too, or never will be
     std::vector<Planned> planned_;
 };
 

@@ -88,10 +88,11 @@ void ScreenSource::captureUntilStopped() {
         takeUpdate();
         if (capture_->takeEvents()) lookWanted_ = true;
         const Time now = HostClock::now();
-        if (lookAgainAt_ && now >= *lookAgainAt_) lookWanted_ = true;
+        const std::optional<Time> nextLook = capture_->nextLook();
+        if (nextLook && now >= *nextLook) lookWanted_ = true;
         if (!lookWanted_) {
             if (idleAt_ && now >= *idleAt_) deliverIdle(now);
-            wait(earlier(idleAt_, lookAgainAt_));
+            wait(earlier(idleAt_, nextLook));
         } else if (!pool_.hasFree()) {
             // The screen stays damaged; the buffer that comes back wakes us.
             wait(std::nullopt);
@@ -122,8 +123,6 @@ void ScreenSource::takeFrame() {
     lookWanted_ = false;
     const Time taken = HostClock::now();
     const DisplayCapture::Changes changes = capture_->look();
-    lookAgainAt_.reset();
-    if (changes.lookAgainIn) lookAgainAt_ = taken + *changes.lookAgainIn;
     if (std::exchange(reshaped_, false) || changes.resized) {
         composer_.setSource(capture_->picture().width(), capture_->picture().height(),
                             configuration_.preservesAspectRatio);

@@ -68,7 +68,6 @@ class ScreenSource final : public SampleSource {
     bool lookWanted_ = true;
     bool reshaped_ = true;  ///< the source is to be laid out anew
     std::uint64_t delivered_ = 0;
-    std::optional<Time> lookAgainAt_;
     std::optional<Time> idleAt_;  ///< when the stream counts as still, unless something changes before
 
     std::thread thread_;
