@@ -246,19 +246,22 @@ void MovieWriter::finishNow(const std::shared_ptr<Finishing>& finishing) {
         finishing->resolve(discard());
         return;
     }
-    holdLastFrame();
+    endMovie();
     for (const Track* track : {&video_, &systemAudio_, &microphone_}) {
         if (track->input) track->input->markAsFinished();
     }
     writer_->finishWriting([finishing, writer = writer_.get()] { finishing->resolveWithOutcome(*writer); });
 }
 
-/// A screen that stood still at the end is to be seen until the end.
-void MovieWriter::holdLastFrame() {
+/// A screen that stood still at the end is to be seen until the end, and sound ends with the picture.
+void MovieWriter::endMovie() {
     const CMTime end = pauses_.pausedAt().value_or(clock_.time());
     const CMTime held = end - holdBeforeEnd;
-    if (const std::optional<CMTime> offset = pauses_.offset(held))
-        showLastFrameAgain(held - *offset, holdAfterFrame);
+    std::optional<CMTime> offset = pauses_.offset(held);
+    if (offset) showLastFrameAgain(held - *offset, holdAfterFrame);
+    // Right after a pause the held picture would lie in it.
+    if (!offset) offset = pauses_.offset(end);
+    if (offset) writer_->endSessionAtSourceTime(end - *offset);
 }
 
 /// Unless it is younger than `age`.

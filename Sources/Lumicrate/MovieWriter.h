@@ -105,7 +105,7 @@ class MovieWriter final : public SCStreamOutput {
     bool append(const CMSampleBuffer& sample, Track& track);
     void offerRefusedFrame();
     void finishNow(const std::shared_ptr<Finishing>& finishing);
-    void holdLastFrame();
+    void endMovie();
     void showLastFrameAgain(CMTime at, CMTime age);
     std::exception_ptr discard();
 

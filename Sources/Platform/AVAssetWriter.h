@@ -90,6 +90,9 @@ class AVAssetWriter {
     /// The movie has come this far although no sample says so: the last picture lasts on. What a crash leaves
     /// behind then lasts until here.
     virtual void extendSession(CMTime sourceTime) = 0;
+    /// Where the movie ends: what samples have beyond it is cut away, and the last picture lasts until then.
+    /// Once, after the last sample.
+    virtual void endSessionAtSourceTime(CMTime end) = 0;
     virtual AVAssetWriterStatus status() const = 0;
     virtual std::exception_ptr error() const = 0;
     /// Completes the file and calls back, once, on any thread; `status` then is completed or failed.

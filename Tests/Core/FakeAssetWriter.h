@@ -58,6 +58,7 @@ struct FakeMovie {
     std::vector<std::string> calls;
     std::vector<std::unique_ptr<FakeInput>> inputs;
     CMTime sessionStart;
+    std::optional<CMTime> sessionEnd;
     std::vector<CMTime> extensions;
     std::function<void(std::exception_ptr)> interrupt;
     std::function<void()> completion;
@@ -90,6 +91,7 @@ class FakeAssetWriter final : public AVAssetWriter {
         movie_.calls.emplace_back("session");
         movie_.sessionStart = start;
     }
+    void endSessionAtSourceTime(CMTime end) override { movie_.sessionEnd = end; }
     AVAssetWriterStatus status() const override { return movie_.status; }
     std::exception_ptr error() const override { return movie_.error; }
     void finishWriting(std::function<void()> completion) override {

@@ -315,20 +315,26 @@ TEST_F(MovieWriterTests, TheLastPictureLastsUntilTheEnd) {
         const char* what;
         CMTime now;
         std::optional<CMTime> held;
+        CMTime end;  ///< of the movie
         std::vector<std::pair<CMTime, std::optional<CMTime>>> pauses;
     };
     // The last frame is at 10 s.
     const std::vector<Case> cases = {
-        {"still for long", ms(15'000), ms(14'999), {}},
+        {"still for long", ms(15'000), ms(14'999), ms(15'000), {}},
         {"just over a frame",
          ms(10'000) + CMTime(1, 30) + CMTime(1'000'001, 1'000'000'000),
          ms(10'000) + CMTime(1, 30) + CMTime(1, 1'000'000'000),
+         ms(10'000) + CMTime(1, 30) + CMTime(1'000'001, 1'000'000'000),
          {}},
-        {"just a frame", ms(10'001) + CMTime(1, 30), std::nullopt, {}},
-        {"paused", ms(60'000), ms(11'999), {{ms(12'000), std::nullopt}}},
-        {"paused at once", ms(60'000), std::nullopt, {{ms(10'020), std::nullopt}}},
-        {"after a pause", ms(21'000), ms(12'999), {{ms(12'000), ms(20'000)}}},
-        {"right after a pause", CMTime(20'000'500, 1'000'000), std::nullopt, {{ms(12'000), ms(20'000)}}}};
+        {"just a frame", ms(10'001) + CMTime(1, 30), std::nullopt, ms(10'001) + CMTime(1, 30), {}},
+        {"paused", ms(60'000), ms(11'999), ms(12'000), {{ms(12'000), std::nullopt}}},
+        {"paused at once", ms(60'000), std::nullopt, ms(10'020), {{ms(10'020), std::nullopt}}},
+        {"after a pause", ms(21'000), ms(12'999), ms(13'000), {{ms(12'000), ms(20'000)}}},
+        {"right after a pause",
+         CMTime(20'000'500, 1'000'000),
+         std::nullopt,
+         CMTime(12'000'500, 1'000'000),
+         {{ms(12'000), ms(20'000)}}}};
     for (const Case& each : cases) {
         SCOPED_TRACE(each.what);
         movie = {};
@@ -345,6 +351,7 @@ TEST_F(MovieWriterTests, TheLastPictureLastsUntilTheEnd) {
         finish();
         ASSERT_EQ(movie.inputs[0]->appended.size(), each.held ? 2U : 1U);
         EXPECT_EQ(times(0).back(), each.held.value_or(ms(10'000)));
+        EXPECT_EQ(movie.sessionEnd, each.end);
         EXPECT_EQ(movie.inputs[0]->appended.back().frameInfo->sequence, 7U);
         for (const auto& input : movie.inputs)
             EXPECT_TRUE(input->finished);

@@ -97,6 +97,10 @@ void AssetWriter::extendSession(CMTime sourceTime) {
     if (start && state_.isWriting()) file_.reach((sourceTime - *start).seconds());
 }
 
+void AssetWriter::endSessionAtSourceTime(CMTime end) {
+    state_.endSession(end);
+}
+
 void AssetWriter::finishWriting(std::function<void()> completion) {
     if (finisher_.joinable()) return;
     for (const auto& input : inputs_)
@@ -127,13 +131,21 @@ void AssetWriter::complete() {
     }
 }
 
+/// From the session's start at `start`. A movie that was interrupted ends where its pictures do.
+std::optional<MovieEnd> AssetWriter::movieEnd(CMTime start) const {
+    const std::optional<CMTime> told = state_.isInterrupted() ? std::nullopt : state_.sessionEnd();
+    if (told && *told > start) return MovieEnd{*told - start, true};
+    for (const auto& input : inputs_) {
+        if (const std::optional<CMTime> decided = input->encoder().decidedEnd())
+            return MovieEnd{*decided, false};
+    }
+    return std::nullopt;
+}
+
 /// What an encoder cannot give any more is missing; the rest is kept.
 void AssetWriter::finishTracks() {
     const CMTime start = state_.sessionStart().value_or(CMTime::zero());
-    std::optional<CMTime> end;
-    for (const auto& input : inputs_) {
-        if (!end) end = input->encoder().decidedEnd();
-    }
+    const std::optional<MovieEnd> end = movieEnd(start);
     for (const auto& input : inputs_) {
         try {
             input->encoder().finish(start, end);

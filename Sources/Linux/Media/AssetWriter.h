@@ -32,6 +32,7 @@ class AssetWriter final : public AVAssetWriter {
     void setOnInterruption(std::function<void(std::exception_ptr)> sink) override;
     void startSessionAtSourceTime(CMTime start) override;
     void extendSession(CMTime sourceTime) override;
+    void endSessionAtSourceTime(CMTime end) override;
     AVAssetWriterStatus status() const override { return state_.status(); }
     std::exception_ptr error() const override { return state_.error(); }
     void finishWriting(std::function<void()> completion) override;
@@ -41,6 +42,7 @@ class AssetWriter final : public AVAssetWriter {
  private:
     bool canAdd(const AVVideoOutputSettings& settings) const;
     static bool canAdd(const AVAudioOutputSettings& settings);
+    std::optional<MovieEnd> movieEnd(CMTime start) const;
     void finishTracks();
     void complete();
     void abandonInputs();

@@ -48,6 +48,16 @@ std::optional<CMTime> WritingState::sessionStart() const {
     return sessionStart_;
 }
 
+void WritingState::endSession(CMTime end) {
+    const std::lock_guard lock(mutex_);
+    sessionEnd_ = end;
+}
+
+std::optional<CMTime> WritingState::sessionEnd() const {
+    const std::lock_guard lock(mutex_);
+    return sessionEnd_;
+}
+
 AssetWriterInput::AssetWriterInput(WritingState& state, std::unique_ptr<TrackEncoder> encoder)
     : state_(state), encoder_(std::move(encoder)) {}
 

@@ -40,6 +40,8 @@ class WritingState {
 
     void startSession(CMTime start);
     std::optional<CMTime> sessionStart() const;
+    void endSession(CMTime end);
+    std::optional<CMTime> sessionEnd() const;
 
  private:
     std::atomic<AVAssetWriterStatus> status_{AVAssetWriterStatus::unknown};
@@ -49,6 +51,7 @@ class WritingState {
     std::exception_ptr error_;
     std::exception_ptr interruption_;
     std::optional<CMTime> sessionStart_;
+    std::optional<CMTime> sessionEnd_;
 };
 
 /// The platform's operations come from one serial queue, the rest from the writer.

@@ -64,9 +64,10 @@ void AudioTrack::encode(const CMSampleBuffer& sample, CMTime sessionStart) {
     encodePcm(placed_);
 }
 
-void AudioTrack::finish(CMTime sessionStart, std::optional<CMTime> movieEnd) {
-    if (movieEnd) encodeSilence(timelineFrom(sessionStart).padTo(sessionStart + *movieEnd));
+void AudioTrack::finish(CMTime sessionStart, std::optional<MovieEnd> end) {
+    if (end) encodeSilence(timelineFrom(sessionStart).padTo(sessionStart + end->time));
     encoder_->finish([this](const MovieSample& coded) { file_->write(track_, coded); });
+    if (end && end->isTold) file_->endTrack(track_, end->time.converted(settings_.sampleRate));
 }
 
 double AudioTrack::roomFor(const CMSampleBuffer& sample) const {

@@ -20,7 +20,7 @@ class AudioTrack final : public TrackEncoder {
     void encode(const CMSampleBuffer& sample, CMTime sessionStart) override;
     std::optional<std::chrono::milliseconds> restsAfter() const override { return std::nullopt; }
     void rest() override {}
-    void finish(CMTime sessionStart, std::optional<CMTime> movieEnd) override;
+    void finish(CMTime sessionStart, std::optional<MovieEnd> end) override;
     std::optional<CMTime> decidedEnd() const override { return std::nullopt; }
     double roomFor(const CMSampleBuffer& sample) const override;
     bool isHeldUp() const override;

@@ -74,6 +74,7 @@ void MovieFile::begin() {
     movie_.description.created = std::chrono::duration_cast<std::chrono::seconds>(now).count();
     movie_.tracks.resize(movie_.description.tracks.size());
     lastDurations_.resize(movie_.tracks.size());
+    trackEnds_.resize(movie_.tracks.size());
     createFile();
     movie_.mediaEnd = movie_.layout.media;
     const auto buffer = static_cast<std::size_t>(static_cast<double>(bitRate_) / 8 * bufferSeconds);
@@ -116,6 +117,11 @@ void MovieFile::write(int track, const MovieSample& sample) {
 void MovieFile::reach(double second) {
     const std::lock_guard lock(fragmenting_);
     if (!failed_ && !closed_) fragmenter_->reach(second);
+}
+
+void MovieFile::endTrack(int track, std::int64_t time) {
+    const std::lock_guard lock(fragmenting_);
+    trackEnds_[static_cast<std::size_t>(track)] = time;
 }
 
 double MovieFile::backlog() const {
@@ -181,12 +187,22 @@ bool MovieFile::isEmpty() const {
     return movie_.mediaEnd == movie_.layout.media;
 }
 
-/// The last samples' durations, as they were told after the samples.
+/// What was told after the samples: how long the last ones last, and where the tracks end.
 void MovieFile::settle() {
     for (const auto& last : lastDurations_) {
         if (!last) continue;
         isobmff::SampleTable& table = movie_.tracks[last->track];
         if (!table.isEmpty() && table.lastTime() == last->time) table.setLastDuration(last->duration);
+    }
+    if (failed_) return;
+    for (std::size_t i = 0; i < trackEnds_.size(); ++i) {
+        isobmff::SampleTable& table = movie_.tracks[i];
+        if (!trackEnds_[i] || table.isEmpty()) continue;
+        if (movie_.description.tracks[i].isVideo()) {
+            table.lastUntil(*trackEnds_[i]);
+        } else {
+            table.endPresentation(*trackEnds_[i]);
+        }
     }
 }
 

@@ -62,6 +62,9 @@ class MovieFile {
     void write(int track, const MovieSample& sample);
     /// The last picture is known to have lasted until this second of the movie.
     void reach(double second);
+    /// The track ends at this tick: its last picture lasts until then, and of its sound nothing is presented
+    /// from then on. Once all of it has been written.
+    void endTrack(int track, std::int64_t time);
     /// How full the buffer before the disk is; with 1 nothing more should be encoded.
     double backlog() const;
     /// Waits for the disk and completes the file with what is there. Throws PlatformError, when not even one
@@ -95,6 +98,7 @@ class MovieFile {
     bool closed_ = false;
     std::unique_ptr<isobmff::MovieFragmenter> fragmenter_;
     std::vector<std::optional<isobmff::MediaWrite::LastDuration>> lastDurations_;
+    std::vector<std::optional<std::int64_t>> trackEnds_;
 
     /// Of those that are there. Filled on the disk's thread.
     isobmff::UnfinishedMovie movie_;

@@ -10,6 +10,13 @@
 
 namespace lumicrate::media {
 
+/// Where a movie ends, from its session's start.
+struct MovieEnd {
+    CMTime time;
+    /// Every track ends there, and not only where the pictures happen to end.
+    bool isTold = false;
+};
+
 /// Used by one thread at a time: `open` by the one that starts the writer, `encode` and `rest` by the track's
 /// own, `finish` when that has ended. All throw PlatformError.
 class TrackEncoder {
@@ -24,10 +31,9 @@ class TrackEncoder {
     virtual std::optional<std::chrono::milliseconds> restsAfter() const = 0;
     /// No sample came for so long.
     virtual void rest() = 0;
-    /// Writes what is left. `movieEnd` is where the pictures end, from the session's start, where there are
-    /// any.
-    virtual void finish(CMTime sessionStart, std::optional<CMTime> movieEnd) = 0;
-    /// Where the movie ends as far as this track decides it, from the session's start.
+    /// Writes what is left. Sound lasts until the movie's end, where that is known.
+    virtual void finish(CMTime sessionStart, std::optional<MovieEnd> end) = 0;
+    /// Where the movie ends if nothing else is told and this track decides it, from the session's start.
     virtual std::optional<CMTime> decidedEnd() const = 0;
     /// The part of the track's waiting room that a sample takes: with 1 it is full.
     virtual double roomFor(const CMSampleBuffer& sample) const = 0;

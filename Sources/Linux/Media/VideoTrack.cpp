@@ -85,9 +85,10 @@ void VideoTrack::rest() {
     if (++refinements_ >= mostRefinements || !encoder_->isCoarse()) coarse_.reset();
 }
 
-/// Nothing is held back, so nothing is left.
-void VideoTrack::finish(CMTime /*sessionStart*/, std::optional<CMTime> /*movieEnd*/) {
+/// Nothing is held back, so no picture is left.
+void VideoTrack::finish(CMTime /*sessionStart*/, std::optional<MovieEnd> end) {
     coarse_.reset();
+    if (end && end->isTold) file_->endTrack(track_, end->time.converted(videoTimescale));
 }
 
 std::optional<CMTime> VideoTrack::decidedEnd() const {

@@ -23,7 +23,7 @@ class VideoTrack final : public TrackEncoder {
     void encode(const CMSampleBuffer& sample, CMTime sessionStart) override;
     std::optional<std::chrono::milliseconds> restsAfter() const override;
     void rest() override;
-    void finish(CMTime sessionStart, std::optional<CMTime> movieEnd) override;
+    void finish(CMTime sessionStart, std::optional<MovieEnd> end) override;
     std::optional<CMTime> decidedEnd() const override;
     double roomFor(const CMSampleBuffer& sample) const override;
     bool isHeldUp() const override;

@@ -259,7 +259,7 @@ class HeldEncoder final : public TrackEncoder {
         control_.coarse = ++control_.rests < 2;
         control_.changed.notify_all();
     }
-    void finish(CMTime /*sessionStart*/, std::optional<CMTime> /*movieEnd*/) override {}
+    void finish(CMTime /*sessionStart*/, std::optional<MovieEnd> /*end*/) override {}
     std::optional<CMTime> decidedEnd() const override { return std::nullopt; }
     double roomFor(const CMSampleBuffer& /*sample*/) const override { return 1.0 / 6; }
     bool isHeldUp() const override { return control_.heldUp; }

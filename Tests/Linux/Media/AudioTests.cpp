@@ -184,6 +184,20 @@ TEST(AudioTests, ASourceThatStaysSilentGivesATrackOfFullLength) {
     }
 }
 
+TEST(AudioTests, PictureAndSoundEndWithTheSession) {
+    // Short of the end and beyond it by more than a packet.
+    for (const std::size_t frames : {47000U, 50123U}) {
+        MovieMaker maker({videoSettings(64, 64), audioSettings(2)});
+        maker.append(0, frame(at(0), std::make_shared<TestPicture>(64, 64)));
+        maker.append(1, sound(at(0), tone(frames), 2));
+        maker.writer().endSessionAtSourceTime(at(48000));
+        ASSERT_EQ(maker.finish(), AVAssetWriterStatus::completed);
+        const MovieProbe probe(maker.path());
+        EXPECT_NEAR(probe.videoTrack().duration, 1, 1e-4);
+        EXPECT_NEAR(length(probe), 48000, 1) << frames;
+    }
+}
+
 TEST(AudioTests, AMovieOfOneInstantOfSoundIsWhole) {
     MovieMaker maker({audioSettings(2)}, AVFileType::appleM4A);
     maker.append(0, sound(at(0), tone(100), 2));

@@ -25,15 +25,18 @@ struct Presentation {
     std::uint64_t media = 0;     ///< of all samples
 
     static Presentation of(const SampleTable& table) {
-        const auto start = table.start();
+        const auto ticks = [](std::int64_t time) {
+            return static_cast<std::uint64_t>(std::max<std::int64_t>(time, 0));
+        };
         const std::uint64_t media = table.duration();
-        const auto skip = static_cast<std::uint64_t>(std::max<std::int64_t>(-start, 0));
-        return {static_cast<std::uint64_t>(std::max<std::int64_t>(start, 0)), std::min(skip, media),
-                media - std::min(skip, media), media};
+        const std::int64_t first = std::max<std::int64_t>(table.start(), 0);
+        return {ticks(table.start()), std::min(ticks(-table.start()), media),
+                ticks(table.presentedEnd() - first), media};
     }
     /// For a movie whose samples are still to come.
     static Presentation ofLeadIn(std::uint32_t ticks) { return {0, ticks, 0, 0}; }
 
+    bool isWhole() const { return delay == 0 && skip == 0 && duration == media; }
     std::uint64_t inMovie(std::uint32_t timescale) const {
         return rescaled(delay, timescale, movieTimescale) + rescaled(duration, timescale, movieTimescale);
     }
@@ -119,10 +122,10 @@ class TrackWriter {
         writer_.u32(video != nullptr ? static_cast<std::uint64_t>(video->height) << 16 : 0);
     }
 
-    /// Cuts the lead-in away and puts a late track where it belongs. While samples are still to come, the
-    /// edit's duration is not known, which zero stands for.
+    /// Cuts away what is not presented and puts a late track where it belongs. While samples are still to
+    /// come, the edit's duration is not known, which zero stands for.
     void writeEdits(bool open) {
-        if (presentation_.delay == 0 && presentation_.skip == 0) return;
+        if (presentation_.isWhole()) return;
         const std::uint64_t delay = rescaled(presentation_.delay, track_.timescale, movieTimescale);
         const std::uint64_t duration =
             open ? 0 : rescaled(presentation_.duration, track_.timescale, movieTimescale);

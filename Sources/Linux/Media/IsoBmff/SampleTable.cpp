@@ -14,6 +14,12 @@ void SampleTable::addRun(std::uint64_t offset, std::int64_t time, std::span<cons
     }
 }
 
+void SampleTable::lastUntil(std::int64_t time) {
+    const std::int64_t most = std::numeric_limits<std::uint32_t>::max();
+    lastDuration_ =
+        static_cast<std::uint32_t>(std::clamp<std::int64_t>(time - lastTime_, lastDuration_, most));
+}
+
 void SampleTable::append(std::int64_t time, const Sample& sample) {
     if (isEmpty()) {
         start_ = time;

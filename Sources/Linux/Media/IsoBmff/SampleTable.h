@@ -6,7 +6,9 @@
 
 #include "Linux/Media/IsoBmff/BoxWriter.h"
 
+#include <algorithm>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -28,6 +30,10 @@ class SampleTable {
     void addRun(std::uint64_t offset, std::int64_t time, std::span<const Sample> samples);
     /// Ticks. There must be a sample.
     void setLastDuration(std::uint32_t duration) { lastDuration_ = duration; }
+    /// The last sample lasts until this time at least. There must be one.
+    void lastUntil(std::int64_t time);
+    /// Nothing of the samples from this time on is presented.
+    void endPresentation(std::int64_t time) { presentedUntil_ = time; }
 
     bool isEmpty() const { return sizes_.empty(); }
     std::size_t sampleCount() const { return sizes_.size(); }
@@ -36,6 +42,8 @@ class SampleTable {
     /// When the last sample begins, and ends.
     std::int64_t lastTime() const { return lastTime_; }
     std::int64_t end() const { return lastTime_ + lastDuration_; }
+    /// When the presentation ends: with the last sample at the latest.
+    std::int64_t presentedEnd() const { return std::min(end(), presentedUntil_.value_or(end())); }
     /// Of all samples, ticks.
     std::uint64_t duration() const { return static_cast<std::uint64_t>(end() - start_); }
 
@@ -70,6 +78,7 @@ class SampleTable {
     std::int64_t start_ = 0;
     std::int64_t lastTime_ = 0;
     std::uint32_t lastDuration_ = 0;
+    std::optional<std::int64_t> presentedUntil_;
 };
 
 }  // namespace lumicrate::isobmff
