@@ -1,5 +1,7 @@
 #include "Lumicrate/RecordingFolder.h"
 
+#include "Lumicrate/FileNames.h"
+
 #include <algorithm>
 #include <array>
 #include <cstdio>
@@ -10,7 +12,7 @@ namespace lumicrate {
 
 namespace {
 
-constexpr std::array<std::string_view, 4> movieExtensions = {".mp4", ".mov", ".m4v", ".m4a"};
+constexpr std::array<std::string_view, 4> movieExtensions = {"mp4", "mov", "m4v", "m4a"};
 
 std::string_view prefix(RecordingFolder::Kind kind) {
     switch (kind) {
@@ -55,19 +57,9 @@ RecordingFolder::RecordingFolder(NSFileManager& files, const NSCalendar& calenda
 
 std::filesystem::path RecordingFolder::newRecordingURL(Kind kind, const std::string& fileExtension) {
     files_.createDirectory(folder_);
-    const std::filesystem::path base =
-        folder_ / (std::string(prefix(kind)) + "_" + fileDate(calendar_.now()));
-    const auto numbered = [&](const std::string& number) {
-        std::filesystem::path url = base;
-        url += number;
-        url += ".";
-        return url += fileExtension;
-    };
-    std::filesystem::path candidate = numbered("");
-    for (int n = 2; files_.fileExists(candidate); ++n) {
-        candidate = numbered("_" + std::to_string(n));
-    }
-    return candidate;
+    std::filesystem::path wanted = folder_ / (std::string(prefix(kind)) + "_" + fileDate(calendar_.now()));
+    wanted += "." + fileExtension;
+    return uniqueURL(files_, wanted);
 }
 
 RecordingFolder::InProgress RecordingFolder::markInProgress(const std::filesystem::path& url) {
@@ -75,9 +67,7 @@ RecordingFolder::InProgress RecordingFolder::markInProgress(const std::filesyste
 }
 
 bool RecordingFolder::isMovie(const std::filesystem::path& url) {
-    std::string fileExtension = url.extension().string();
-    std::transform(fileExtension.begin(), fileExtension.end(), fileExtension.begin(),
-                   [](char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c; });
+    const std::string fileExtension = lowercaseExtension(url);
     return std::find(movieExtensions.begin(), movieExtensions.end(), fileExtension) != movieExtensions.end();
 }
 

@@ -35,8 +35,18 @@ class NSFileManager {
     /// The visible entries of a folder, in the folder's own order. Throws PlatformError when it cannot be
     /// listed.
     virtual std::vector<NSFileEntry> contentsOfDirectory(const std::filesystem::path& url) const = 0;
+    /// When a file was created and how large it is; nothing for what cannot be read.
+    virtual NSFileEntry attributes(const std::filesystem::path& url) const = 0;
     /// Deletes a file. Throws PlatformError.
     virtual void removeItem(const std::filesystem::path& url) = 0;
+    /// Gives a file another name on the same volume; nothing is ever overwritten. Throws PlatformError.
+    virtual void moveItem(const std::filesystem::path& from, const std::filesystem::path& to) = 0;
+    /// Puts `replacement`, on the same volume, in the place of `url` in a single step; it keeps the date of
+    /// creation and the permissions. Throws PlatformError, and leaves both as they were, when that cannot be
+    /// done, also when there is nothing at `url` any more.
+    virtual void replaceItem(const std::filesystem::path& url, const std::filesystem::path& replacement) = 0;
+    /// Moves a file to the user's Trash. Throws PlatformError.
+    virtual void trashItem(const std::filesystem::path& url) = 0;
     /// Of the volume that `url` is on, or would be on if it and the folders leading to it were made. Nothing
     /// where the volume does not tell.
     virtual std::optional<NSVolumeCapacity> volumeCapacity(const std::filesystem::path& url) const = 0;

@@ -60,7 +60,7 @@ class FakeDefaults final : public NSUserDefaults {
     }
 };
 
-class FakeFiles final : public NSFileManager {
+class FakeFiles : public NSFileManager {
  public:
     std::filesystem::path moviesDirectory() const override { return "/home/me/Movies"; }
     bool fileExists(const std::filesystem::path& url) const override { return existing.contains(url); }
@@ -69,9 +69,19 @@ class FakeFiles final : public NSFileManager {
         folders.insert(url);
     }
     std::vector<NSFileEntry> contentsOfDirectory(const std::filesystem::path&) const override { return {}; }
+    NSFileEntry attributes(const std::filesystem::path& url) const override { return {url, {}, {}}; }
     void removeItem(const std::filesystem::path& url) override {
         if (existing.erase(url) == 0) throw PlatformError("There is no such file.");
     }
+    void moveItem(const std::filesystem::path& from, const std::filesystem::path& to) override {
+        if (fileExists(to)) throw PlatformError("There is such a file.");
+        replaceItem(to, from);
+    }
+    void replaceItem(const std::filesystem::path& url, const std::filesystem::path& replacement) override {
+        FakeFiles::removeItem(replacement);
+        existing.insert(url);
+    }
+    void trashItem(const std::filesystem::path& url) override { FakeFiles::removeItem(url); }
     std::optional<NSVolumeCapacity> volumeCapacity(const std::filesystem::path& url) const override {
         asked.insert(url);
         return capacity;

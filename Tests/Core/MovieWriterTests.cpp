@@ -1,6 +1,7 @@
 #include "Lumicrate/MovieWriter.h"
 #include "Support/SerialQueue.h"
 #include "Tests/Core/FakeAssetWriter.h"
+#include "Tests/Core/FakePlatform.h"
 #include "Tests/Core/TestSamples.h"
 
 #include <gmock/gmock.h>
@@ -35,17 +36,12 @@ class ManualQueue final : public DispatchQueue {
     std::deque<Work>& work_;
 };
 
-class RemovedFiles final : public NSFileManager {
+class RemovedFiles final : public FakeFiles {
  public:
-    std::filesystem::path moviesDirectory() const override { return {}; }
-    bool fileExists(const std::filesystem::path&) const override { return true; }
-    void createDirectory(const std::filesystem::path&) override {}
-    std::vector<NSFileEntry> contentsOfDirectory(const std::filesystem::path&) const override { return {}; }
     void removeItem(const std::filesystem::path& url) override {
         removed.push_back(url);
         throw PlatformError("It is gone already.");
     }
-    std::optional<NSVolumeCapacity> volumeCapacity(const std::filesystem::path&) const override { return {}; }
     std::vector<std::filesystem::path> removed;
 };
 

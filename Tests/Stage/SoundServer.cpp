@@ -77,6 +77,13 @@ void makePulseFolder(const std::filesystem::path& runtimeFolder) {
     std::filesystem::permissions(runtimeFolder / "pulse", std::filesystem::perms::owner_all);
 }
 
+/// Nothing while the server does not answer.
+std::optional<bool> isListed(const std::string& kind, const std::string& name) {
+    const auto listing = ask({"list", "short", kind});
+    if (!listing) return std::nullopt;
+    return lists(*listing, name);
+}
+
 }  // namespace
 
 SoundServer::SoundServer() : ownSession_(std::make_unique<Session>()), session_(ownSession_.get()) {
@@ -150,9 +157,7 @@ void SoundServer::awaitAnswer() {
 
 void SoundServer::awaitDevice(const std::string& kind, const std::string& name, bool present) {
     const auto deadline = startDeadline();
-    for (;;) {
-        const auto listing = ask({"list", "short", kind});
-        if (listing && lists(*listing, name) == present) return;
+    while (isListed(kind, name) != present) {
         if (Clock::now() > deadline) {
             throw std::runtime_error(complaint(name + (present ? " does not appear" : " does not go") + "."));
         }
@@ -176,8 +181,18 @@ void SoundServer::unloadModule(unsigned number) {
 }
 
 unsigned SoundServer::addSpeaker(const std::string& name, const std::string& description) {
-    const auto module =
-        loadModule("module-null-sink", {"sink_name=" + name, properties("sink", description)});
+    const auto load = [&] {
+        return loadModule("module-null-sink", {"sink_name=" + name, properties("sink", description)});
+    };
+    const auto patience = Clock::now() + std::chrono::seconds(5);
+    unsigned module = load();
+    while (isListed("sinks", name) != true && Clock::now() < patience)
+        std::this_thread::sleep_for(lookInterval);
+    if (isListed("sinks", name) != true) {
+        // A session manager that is still starting may overlook a device for good.
+        unloadModule(module);
+        module = load();
+    }
     awaitDevice("sinks", name);
     return module;
 }

@@ -5,8 +5,13 @@
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include <QFile>
 #include <QStandardPaths>
 #include <QString>
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdio>
 #include <ctime>
 #include <system_error>
 
@@ -19,15 +24,19 @@ namespace {
     throw PlatformError(localized(sentence) + " “" + url.string() + "”: " + reason.message(), reason.value());
 }
 
-/// The birth time where the file system keeps one, else the last change, which is the nearest thing it has.
+/// The birth time where the file system keeps one, unless the last change came before it, as it did for a
+/// copy that keeps its times or a file put in another's place.
 void readAttributes(NSFileEntry& entry) {
     struct statx attributes {};
     if (statx(AT_FDCWD, entry.url.c_str(), 0, STATX_BTIME | STATX_MTIME | STATX_SIZE, &attributes) != 0)
         return;
-    const auto& stamp =
-        (attributes.stx_mask & STATX_BTIME) != 0 ? attributes.stx_btime : attributes.stx_mtime;
-    entry.created = std::chrono::system_clock::time_point(std::chrono::seconds(stamp.tv_sec) +
-                                                          std::chrono::nanoseconds(stamp.tv_nsec));
+    const auto timePoint = [](const statx_timestamp& stamp) {
+        return std::chrono::system_clock::time_point(std::chrono::seconds(stamp.tv_sec) +
+                                                     std::chrono::nanoseconds(stamp.tv_nsec));
+    };
+    entry.created = timePoint(attributes.stx_mtime);
+    if ((attributes.stx_mask & STATX_BTIME) != 0)
+        entry.created = std::min(*entry.created, timePoint(attributes.stx_btime));
     entry.size = attributes.stx_size;
 }
 
@@ -61,11 +70,53 @@ std::vector<NSFileEntry> FileManager::contentsOfDirectory(const std::filesystem:
     return entries;
 }
 
+NSFileEntry FileManager::attributes(const std::filesystem::path& url) const {
+    NSFileEntry entry{url, std::nullopt, std::nullopt};
+    readAttributes(entry);
+    return entry;
+}
+
 void FileManager::removeItem(const std::filesystem::path& url) {
     std::error_code error;
     if (!std::filesystem::remove(url, error) && !error)
         error = std::make_error_code(std::errc::no_such_file_or_directory);
     if (error) fail("The file couldn't be deleted:", url, error);
+}
+
+void FileManager::moveItem(const std::filesystem::path& from, const std::filesystem::path& to) {
+    if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return;
+    // Not every file system can promise it; then nobody else is to be so quick.
+    const bool unable = errno == EINVAL || errno == ENOSYS;
+    if (unable && !fileExists(to) && rename(from.c_str(), to.c_str()) == 0) return;
+    fail("The file couldn't be renamed:", from, std::error_code(errno, std::generic_category()));
+}
+
+void FileManager::replaceItem(const std::filesystem::path& url, const std::filesystem::path& replacement) {
+    const auto require = [&url](bool done) {
+        if (!done)
+            fail("The file couldn't be replaced:", url, std::error_code(errno, std::generic_category()));
+    };
+    struct stat before {};
+    require(stat(url.c_str(), &before) == 0);
+    const NSFileEntry original = attributes(url);
+    require(chmod(replacement.c_str(), before.st_mode & 07777) == 0);
+    if (original.created) {
+        // A birth time cannot be set, but an earlier change is taken for it.
+        const auto since = original.created->time_since_epoch();
+        const auto seconds = std::chrono::floor<std::chrono::seconds>(since);
+        const timespec created{static_cast<std::time_t>(seconds.count()),
+                               static_cast<long>(std::chrono::nanoseconds(since - seconds).count())};
+        const std::array<timespec, 2> times{created, created};
+        require(utimensat(AT_FDCWD, replacement.c_str(), times.data(), 0) == 0);
+    }
+    require(rename(replacement.c_str(), url.c_str()) == 0);
+}
+
+void FileManager::trashItem(const std::filesystem::path& url) {
+    QFile file(QString::fromStdString(url.string()));
+    if (file.moveToTrash()) return;
+    throw PlatformError(localized("The file couldn't be moved to the Trash:") + " “" + url.string() +
+                        "”: " + file.errorString().toStdString());
 }
 
 std::optional<NSVolumeCapacity> FileManager::volumeCapacity(const std::filesystem::path& url) const {

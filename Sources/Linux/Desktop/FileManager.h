@@ -12,7 +12,12 @@ class FileManager final : public NSFileManager {
     bool fileExists(const std::filesystem::path& url) const override;
     void createDirectory(const std::filesystem::path& url) override;
     std::vector<NSFileEntry> contentsOfDirectory(const std::filesystem::path& url) const override;
+    NSFileEntry attributes(const std::filesystem::path& url) const override;
     void removeItem(const std::filesystem::path& url) override;
+    void moveItem(const std::filesystem::path& from, const std::filesystem::path& to) override;
+    void replaceItem(const std::filesystem::path& url, const std::filesystem::path& replacement) override;
+    /// By the rules of the desktop (XDG Trash).
+    void trashItem(const std::filesystem::path& url) override;
     std::optional<NSVolumeCapacity> volumeCapacity(const std::filesystem::path& url) const override;
 };
 
