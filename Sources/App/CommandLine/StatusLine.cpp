@@ -62,10 +62,8 @@ StatusLine::~StatusLine() {
     clear();
 }
 
-void StatusLine::show(const RecordingStatus& status) {
-    if (!terminal_) return;
-    const std::string text = statusText(status);
-    if (text == shown_) return;
+void StatusLine::show(const std::string& text) {
+    if (!terminal_ || text == shown_) return;
     fmt::print(stderr, "\r\033[K{}", text);
     std::fflush(stderr);
     shown_ = text;

@@ -1,4 +1,4 @@
-// StatusLine: the one line on a terminal that shows how a recording goes.
+// StatusLine: the one line on a terminal that shows how long work goes.
 #pragma once
 
 #include <cstdint>
@@ -7,7 +7,7 @@
 
 namespace lumicrate::app {
 
-/// What the line tells.
+/// What the line tells of a recording.
 struct RecordingStatus {
     enum class Phase { countingDown, recording, paused, saving };
 
@@ -35,7 +35,8 @@ class StatusLine {
 
     /// Whether anybody sees it.
     bool isVisible() const { return terminal_; }
-    void show(const RecordingStatus& status);
+    void show(const std::string& text);
+    void show(const RecordingStatus& status) { show(statusText(status)); }
     /// Takes the line away, so that other text can be written; the next show brings it back.
     void clear();
 

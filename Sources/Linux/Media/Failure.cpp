@@ -11,10 +11,14 @@ extern "C" {
 
 namespace lumicrate::media {
 
-void failWithCode(std::string_view sentence, int error) {
+std::string reasonFor(int error) {
     std::array<char, AV_ERROR_MAX_STRING_SIZE> reason{};
     av_strerror(error, reason.data(), reason.size());
-    throw PlatformError(localized(sentence) + ": " + reason.data() + ".", AVUNERROR(error));
+    return reason.data();
+}
+
+void failWithCode(std::string_view sentence, int error) {
+    throw PlatformError(localized(sentence) + ": " + reasonFor(error) + ".", AVUNERROR(error));
 }
 
 int checked(int result, std::string_view sentence) {

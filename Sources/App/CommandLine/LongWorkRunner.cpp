@@ -1,0 +1,48 @@
+#include "App/CommandLine/LongWorkRunner.h"
+
+#include "App/CommandLine/StatusLine.h"
+#include "App/QtExecutor.h"
+#include "App/Signals.h"
+
+#include <fmt/format.h>
+
+#include <QEventLoop>
+#include <atomic>
+#include <csignal>
+#include <exception>
+#include <stop_token>
+#include <thread>
+
+namespace lumicrate::app {
+
+void runLongWork(const std::string& label, const std::function<void(const LongWork&)>& work) {
+    // Before the work's thread is started, which is not to be the one that they hit.
+    Signals::block({SIGINT, SIGTERM, SIGHUP});
+    std::stop_source stop;
+    const Signals signals({SIGINT, SIGTERM, SIGHUP}, [&stop](int) { stop.request_stop(); });
+    StatusLine line;
+    QtExecutor executor;
+    QEventLoop loop;
+    std::atomic<int> percent = -1;
+    const auto show = [&](double part) {
+        const int now = static_cast<int>(part * 100);
+        if (percent.exchange(now) == now) return;
+        executor.post([&line, &label, now] { line.show(fmt::format("{} {} %", label, now)); });
+    };
+    std::exception_ptr error;
+    line.show(label);
+    std::jthread worker([&] {
+        try {
+            work({line.isVisible() ? std::function<void(double)>(show) : nullptr, stop.get_token()});
+        } catch (...) {
+            error = std::current_exception();
+        }
+        executor.post([&loop] { loop.quit(); });
+    });
+    loop.exec();
+    worker.join();
+    line.clear();
+    if (error) std::rethrow_exception(error);
+}
+
+}  // namespace lumicrate::app

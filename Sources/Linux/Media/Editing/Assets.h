@@ -1,0 +1,18 @@
+// Assets: finished movies, and what is made of them, by way of FFmpeg's libraries.
+#pragma once
+
+#include "Platform/AVAsset.h"
+
+namespace lumicrate::media {
+
+class Assets final : public AVAssets {
+ public:
+    AVAssetSummary summary(const std::filesystem::path& url) const override;
+    void mixAudio(const std::filesystem::path& source, const std::filesystem::path& destination,
+                  AVFileType type, const LongWork& work) const override;
+    void exportMovie(const std::filesystem::path& source, const std::filesystem::path& destination,
+                     AVFileType type, AVAssetExportPreset preset, std::optional<CMTimeRange> range,
+                     const LongWork& work) const override;
+};
+
+}  // namespace lumicrate::media

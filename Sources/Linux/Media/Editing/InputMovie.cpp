@@ -1,0 +1,138 @@
+#include "Linux/Media/Editing/InputMovie.h"
+
+#include "Linux/Media/Failure.h"
+#include "Support/Error.h"
+
+#include <algorithm>
+#include <cmath>
+#include <system_error>
+
+extern "C" {
+#include <libavutil/log.h>
+}
+
+namespace lumicrate::media {
+
+namespace {
+
+/// Sentences end alike, whether the reason is ours or the system's.
+std::string sentence(const std::filesystem::path& path, const std::string& reason) {
+    return "“" + path.filename().string() + "” " + localized("couldn't be read:") + " " + reason;
+}
+
+std::string reasonOf(int error) {
+    switch (error) {
+        case AVERROR_INVALIDDATA:
+        case AVERROR_EOF:
+            return localized("it isn't a movie, or it is damaged.");
+        case AVERROR_DECODER_NOT_FOUND:
+            return localized("nothing here understands its format.");
+        default:
+            return reasonFor(error) + ".";
+    }
+}
+
+}  // namespace
+
+InputMovie::InputMovie(const std::filesystem::path& path) : path_(path) {
+    av_log_set_level(AV_LOG_QUIET);
+    std::error_code error;
+    if (std::filesystem::is_directory(path, error)) fail(localized("it is a folder."));
+    if (std::filesystem::file_size(path, error) == 0 && !error) fail(localized("it is empty."));
+    // Only the file itself is read, whatever it says of others.
+    AVDictionary* options = nullptr;
+    av_dict_set(&options, "protocol_whitelist", "file", 0);
+    AVFormatContext* context = nullptr;
+    const int opened = avformat_open_input(&context, ("file:" + path.string()).c_str(), nullptr, &options);
+    av_dict_free(&options);
+    if (opened < 0) failWith(opened);
+    context_.reset(context);
+    if (const int found = avformat_find_stream_info(context, nullptr); found < 0) failWith(found);
+    if (!videoTrack() && audioTracks().empty()) fail(localized("it isn't a movie, or it is damaged."));
+}
+
+std::optional<int> InputMovie::videoTrack() const {
+    for (unsigned i = 0; i < context_->nb_streams; ++i) {
+        const AVStream& each = *context_->streams[i];
+        const bool cover = (each.disposition & AV_DISPOSITION_ATTACHED_PIC) != 0;
+        if (each.codecpar->codec_type == AVMEDIA_TYPE_VIDEO && !cover) return static_cast<int>(i);
+    }
+    return std::nullopt;
+}
+
+std::vector<int> InputMovie::audioTracks() const {
+    std::vector<int> tracks;
+    for (unsigned i = 0; i < context_->nb_streams; ++i) {
+        if (context_->streams[i]->codecpar->codec_type == AVMEDIA_TYPE_AUDIO)
+            tracks.push_back(static_cast<int>(i));
+    }
+    return tracks;
+}
+
+double InputMovie::duration() const {
+    if (context_->duration == AV_NOPTS_VALUE) return 0;
+    return std::max(0.0, static_cast<double>(context_->duration) / AV_TIME_BASE);
+}
+
+std::int64_t InputMovie::packetCount(int track) const {
+    const std::int64_t indexed = avformat_index_get_entries_count(context_->streams[track]);
+    return std::max(indexed, stream(track).nb_frames);
+}
+
+void InputMovie::select(const std::vector<int>& tracks) {
+    for (unsigned i = 0; i < context_->nb_streams; ++i) {
+        const bool selected = std::find(tracks.begin(), tracks.end(), static_cast<int>(i)) != tracks.end();
+        context_->streams[i]->discard = selected ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
+    }
+}
+
+void InputMovie::seek(double seconds) {
+    std::optional<int> track;
+    for (unsigned i = 0; i < context_->nb_streams; ++i) {
+        if (context_->streams[i]->discard == AVDISCARD_ALL) continue;
+        if (!track || videoTrack() == static_cast<int>(i)) track = static_cast<int>(i);
+    }
+    if (!track) return;
+    const auto time = static_cast<std::int64_t>(std::floor(seconds / av_q2d(stream(*track).time_base)));
+    const int result = av_seek_frame(context_.get(), *track, time, AVSEEK_FLAG_BACKWARD);
+    // Before the first picture there is nothing to go to.
+    if (result < 0 &&
+        av_seek_frame(context_.get(), *track, stream(*track).start_time, AVSEEK_FLAG_BACKWARD) < 0)
+        failWith(result);
+}
+
+bool InputMovie::read(AVPacket& packet) {
+    for (;;) {
+        av_packet_unref(&packet);
+        const int result = av_read_frame(context_.get(), &packet);
+        if (result == AVERROR_EOF) return false;
+        if (result < 0) failWith(result);
+        if (stream(packet.stream_index).discard == AVDISCARD_ALL) continue;
+        if ((packet.flags & AV_PKT_FLAG_CORRUPT) != 0) fail(localized("it is cut off or damaged."));
+        return true;
+    }
+}
+
+OwnedCodec InputMovie::makeDecoder(int track, int threads) const {
+    const AVStream& from = stream(track);
+    const AVCodec* codec = avcodec_find_decoder(from.codecpar->codec_id);
+    if (codec == nullptr) failWith(AVERROR_DECODER_NOT_FOUND);
+    OwnedCodec decoder(avcodec_alloc_context3(codec));
+    if (!decoder) failWith(AVERROR(ENOMEM));
+    int result = avcodec_parameters_to_context(decoder.get(), from.codecpar);
+    decoder->pkt_timebase = from.time_base;
+    decoder->thread_count = threads;
+    if (result >= 0) result = avcodec_open2(decoder.get(), codec, nullptr);
+    if (result < 0) failWith(result);
+    return decoder;
+}
+
+void InputMovie::fail(const std::string& reason) const {
+    throw PlatformError(sentence(path_, reason));
+}
+
+void InputMovie::failWith(int error) const {
+    throw PlatformError(sentence(path_, reasonOf(error)), error);
+}
+
+}  // namespace lumicrate::media

@@ -1,0 +1,221 @@
+#include "Linux/Media/Editing/OutputMovie.h"
+
+#include "Linux/Media/Failure.h"
+#include "Linux/Media/IsoBmff/Fragment.h"
+#include "Support/Error.h"
+
+#include <algorithm>
+#include <limits>
+#include <new>
+#include <utility>
+
+namespace lumicrate::media {
+
+namespace {
+
+/// How far ahead of the others a track may be written, in seconds: what a player has to read at once.
+constexpr double longestTurn = 0.5;
+
+/// A movie clock in which the clocks of our pictures and of sound at any usual rate are whole, so that
+/// neither is shifted by rounding.
+constexpr int movieTimescale = 720'000;
+
+/// What the index takes at most: for the file, for a track, and for a packet that is alone in its chunk and
+/// has a duration, a presentation time, a size and a place of its own and is a key picture.
+constexpr std::int64_t indexOfFile = 16 << 10;
+constexpr std::int64_t indexOfTrack = 4 << 10;
+constexpr std::int64_t indexOfPacket = 8 + 8 + 4 + (12 + 8) + 4;
+/// Sound has neither of the first two and is a key throughout, which need not be told.
+constexpr std::int64_t indexOfSoundPacket = 4 + (12 + 8);
+
+const char* muxerFor(AVFileType type) {
+    switch (type) {
+        case AVFileType::quickTimeMovie:
+            return "mov";
+        case AVFileType::appleM4A:
+            return "ipod";
+        case AVFileType::mpeg4:
+            break;
+    }
+    return "mp4";
+}
+
+/// The four letters of a track, where the container knows them for what they are.
+std::uint32_t tagFor(const AVOutputFormat& format, const AVCodecParameters& parameters) {
+    const std::uint32_t same = parameters.codec_tag;
+    if (same != 0 && av_codec_get_id(format.codec_tag, same) == parameters.codec_id) return same;
+    // Players want the parameter sets in the head, as they are in all that comes from here.
+    if (parameters.codec_id == AV_CODEC_ID_HEVC) return MKTAG('h', 'v', 'c', '1');
+    return 0;
+}
+
+void check(int result) {
+    checked(result, cannotWrite);
+}
+
+void copySideData(const AVStream& from, AVStream& to) {
+    for (int i = 0; i < from.nb_side_data; ++i) {
+        const AVPacketSideData& each = from.side_data[i];
+        std::uint8_t* copy = av_stream_new_side_data(&to, each.type, each.size);
+        if (copy == nullptr) throw std::bad_alloc();
+        std::copy_n(each.data, each.size, copy);
+    }
+}
+
+}  // namespace
+
+OutputMovie::OutputMovie(const std::filesystem::path& path, AVFileType type, double duration, LongWork work)
+    : file_(path), duration_(duration), work_(std::move(work)) {
+    AVFormatContext* context = nullptr;
+    check(avformat_alloc_output_context2(&context, nullptr, muxerFor(type), nullptr));
+    context_.reset(context);
+    context_->pb = file_.io();
+    context_->flags |= AVFMT_FLAG_CUSTOM_IO;
+    // Negative times are what an edit list hides.
+    context_->avoid_negative_ts = AVFMT_AVOID_NEG_TS_DISABLED;
+}
+
+OutputMovie::~OutputMovie() = default;
+
+void OutputMovie::describeAs(const InputMovie& source) {
+    av_dict_copy(&context_->metadata, source.metadata(), 0);
+}
+
+AVStream& OutputMovie::addStream(std::int64_t packets) {
+    AVStream* stream = avformat_new_stream(context_.get(), nullptr);
+    if (stream == nullptr) throw std::bad_alloc();
+    tracks_.push_back({packets});
+    return *stream;
+}
+
+int OutputMovie::addCopy(const InputMovie& source, int track, std::int64_t packets) {
+    const AVStream& from = source.stream(track);
+    const AVOutputFormat& format = *context_->oformat;
+    if (avformat_query_codec(&format, from.codecpar->codec_id, FF_COMPLIANCE_NORMAL) != 1) {
+        throw PlatformError("“" + source.path().filename().string() + "” " +
+                            localized("has a track that such a file can't hold:") + " " +
+                            avcodec_get_name(from.codecpar->codec_id) + ".");
+    }
+    AVStream& to = addStream(packets);
+    check(avcodec_parameters_copy(to.codecpar, from.codecpar));
+    to.codecpar->codec_tag = tagFor(format, *from.codecpar);
+    to.time_base = from.time_base;
+    to.avg_frame_rate = from.avg_frame_rate;
+    to.sample_aspect_ratio = from.sample_aspect_ratio;
+    to.disposition = from.disposition;
+    av_dict_copy(&to.metadata, from.metadata, 0);
+    copySideData(from, to);
+    return to.index;
+}
+
+int OutputMovie::addTrack(const AVCodecParameters& parameters, AVRational timeBase, const std::string& title,
+                          std::int64_t packets) {
+    AVStream& to = addStream(packets);
+    check(avcodec_parameters_copy(to.codecpar, &parameters));
+    to.time_base = timeBase;
+    av_dict_set(&to.metadata, "handler_name", title.c_str(), 0);
+    av_dict_set(&to.metadata, "title", title.c_str(), 0);
+    return to.index;
+}
+
+int OutputMovie::addSound(const isobmff::AudioDescription& sound, const std::string& title,
+                          std::int64_t packets) {
+    const OwnedParameters parameters(avcodec_parameters_alloc());
+    const std::size_t size = sound.configuration.size();
+    if (!parameters) throw std::bad_alloc();
+    parameters->extradata = static_cast<std::uint8_t*>(av_mallocz(size + AV_INPUT_BUFFER_PADDING_SIZE));
+    if (parameters->extradata == nullptr) throw std::bad_alloc();
+    std::copy(sound.configuration.begin(), sound.configuration.end(), parameters->extradata);
+    parameters->extradata_size = static_cast<int>(size);
+    parameters->codec_type = AVMEDIA_TYPE_AUDIO;
+    parameters->codec_id = AV_CODEC_ID_AAC;
+    parameters->profile = FF_PROFILE_AAC_LOW;
+    parameters->sample_rate = sound.sampleRate;
+    parameters->bit_rate = sound.bitRate;
+    parameters->frame_size = isobmff::aacFrameLength;
+    av_channel_layout_default(&parameters->ch_layout, sound.channels);
+    return addTrack(*parameters, {1, sound.sampleRate}, title, packets);
+}
+
+void OutputMovie::begin() {
+    AVDictionary* options = nullptr;
+    av_dict_set_int(&options, "movie_timescale", movieTimescale, 0);
+    av_dict_set_int(&options, "moov_size", roomForIndex(), 0);
+    for (unsigned i = 0; i < context_->nb_streams; ++i) {
+        const AVStream& each = *context_->streams[i];
+        if (each.codecpar->codec_type == AVMEDIA_TYPE_VIDEO)
+            av_dict_set_int(&options, "video_track_timescale", each.time_base.den / each.time_base.num, 0);
+    }
+    const int result = avformat_write_header(context_.get(), &options);
+    av_dict_free(&options);
+    check(result);
+}
+
+std::int64_t OutputMovie::roomForIndex() const {
+    std::int64_t room = indexOfFile;
+    for (std::size_t i = 0; i < tracks_.size(); ++i) {
+        const bool video = context_->streams[i]->codecpar->codec_type == AVMEDIA_TYPE_VIDEO;
+        room += indexOfTrack + tracks_[i].packets * (video ? indexOfPacket : indexOfSoundPacket);
+    }
+    return room;
+}
+
+void OutputMovie::write(int track, AVPacket& packet) {
+    std::unique_lock lock(mutex_);
+    Track& writing = tracks_[static_cast<std::size_t>(track)];
+    writing.reached = secondsOf(packet.dts, timeBase(track));
+    turn_.notify_all();
+    turn_.wait(lock, [this, &writing] { return abandoned_ || mayWrite(writing); });
+    if (abandoned_) throw CancelledError();
+    packet.stream_index = track;
+    packet.pos = -1;
+    // What was hidden in its old file is hidden here by its time, if at all.
+    packet.flags &= ~AV_PKT_FLAG_DISCARD;
+    check(av_write_frame(context_.get(), &packet));
+    check(context_->pb->error);
+    tellProgress();
+}
+
+/// As far as the last of the tracks.
+void OutputMovie::tellProgress() {
+    double reached = duration_;
+    for (const Track& each : tracks_) {
+        if (!each.ended) reached = std::min(reached, each.reached);
+    }
+    const double part = duration_ > 0 ? reached / duration_ : 0;
+    // Every packet would be too often, but each is an occasion to give up.
+    if (work_.stop.stop_requested()) throw CancelledError();
+    if (part < told_ + 0.01) return;
+    told_ = part;
+    work_.reach(part);
+}
+
+/// Who has gone far ahead rests until the others have come as far, so that tracks alternate in large pieces.
+bool OutputMovie::mayWrite(Track& track) {
+    double others = std::numeric_limits<double>::infinity();
+    for (const Track& each : tracks_) {
+        if (&each != &track && !each.ended) others = std::min(others, each.reached);
+    }
+    if (track.reached > others + longestTurn) track.resting = true;
+    if (track.reached <= others) track.resting = false;
+    return !track.resting;
+}
+
+void OutputMovie::end(int track) {
+    const std::lock_guard lock(mutex_);
+    tracks_[static_cast<std::size_t>(track)].ended = true;
+    turn_.notify_all();
+}
+
+void OutputMovie::abandon() {
+    const std::lock_guard lock(mutex_);
+    abandoned_ = true;
+    turn_.notify_all();
+}
+
+void OutputMovie::finish() {
+    check(av_write_trailer(context_.get()));
+    file_.keep();
+}
+
+}  // namespace lumicrate::media

@@ -1,0 +1,31 @@
+// TrackCopy: the packets of one track, as they are, into another movie.
+#pragma once
+
+#include "Linux/Media/Editing/InputMovie.h"
+#include "Linux/Media/Editing/OutputMovie.h"
+#include "Platform/AVAsset.h"
+
+#include <filesystem>
+#include <optional>
+
+namespace lumicrate::media {
+
+/// A track of an input and of an output.
+struct TrackPair {
+    int from = 0;
+    int to = 0;
+};
+
+/// Copies what is presented in `range`, which begins at the new movie's time zero, or all without one, and
+/// ends the track.
+///
+/// Pictures are copied from the key picture before the start, sound from a little before it; what lies before
+/// the start is hidden. Where pictures come in the order in which they are decoded, the one that is shown at
+/// the start begins exactly there, however long it has been shown before, and the hidden ones last a tick
+/// each, so that a player that shows them all the same is through with them at once. The last packet lasts
+/// until the end of the range; pictures that are decoded in another order than they are shown may outlast it
+/// by as many pictures as that takes.
+void copyTrack(const std::filesystem::path& source, TrackPair track, const std::optional<CMTimeRange>& range,
+               OutputMovie& output);
+
+}  // namespace lumicrate::media
