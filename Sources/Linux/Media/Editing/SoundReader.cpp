@@ -122,9 +122,10 @@ void SoundReader::convert(const AVFrame* frame) {
 void SoundReader::prepare(const AVFrame& frame) {
     convert(nullptr);
     AVChannelLayout stereo = AV_CHANNEL_LAYOUT_STEREO;
+    AVChannelLayout source = frame.ch_layout;  // older libraries do not promise to leave it alone
     SwrContext* resampler = nullptr;
     int result =
-        swr_alloc_set_opts2(&resampler, &stereo, AV_SAMPLE_FMT_FLT, sampleRate, &frame.ch_layout,
+        swr_alloc_set_opts2(&resampler, &stereo, AV_SAMPLE_FMT_FLT, sampleRate, &source,
                             static_cast<AVSampleFormat>(frame.format), frame.sample_rate, 0, nullptr);
     resampler_.reset(resampler);
     // One channel sounds on both as loud as it is, where the library would take three decibels off.
