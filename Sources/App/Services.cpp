@@ -12,9 +12,9 @@ Services::Services(const RecorderOverlays& overlays)
     : unfinished(unfinishedMovies()),
       hotKeys(keys),
       folder(files, calendar),
+      mixdown(executor, std::make_unique<SerialQueue>("Lumicrate.mixdown"), assets, files),
       recorder({executor, defaults, process, screens, notifications, capture, devices, hotKeys, folder,
-                movieServices(),
-                /*mixing=*/nullptr, overlays}) {
+                movieServices(), &mixdown, overlays}) {
     RecordingOptions::registerDefaults(defaults);
 }
 

@@ -7,8 +7,10 @@
 #include "Linux/Desktop/FileManager.h"
 #include "Linux/Desktop/ProcessInfo.h"
 #include "Linux/Desktop/UserDefaults.h"
+#include "Linux/Media/Editing/Assets.h"
 #include "Linux/Media/UnfinishedMovies.h"
 #include "Linux/PipeWire/Devices.h"
+#include "Lumicrate/AudioMixdown.h"
 #include "Lumicrate/HotKeys.h"
 #include "Lumicrate/RecordingFolder.h"
 #include "Lumicrate/ScreenRecorder.h"
@@ -39,6 +41,8 @@ class Services {
     NoHotKeys keys;
     HotKeyCenter hotKeys;
     RecordingFolder folder;
+    media::Assets assets;
+    AudioMixdown mixdown;
     ScreenRecorder recorder;
 
  private:

@@ -398,7 +398,8 @@ Task<void> ScreenRecorder::saveRecording(std::filesystem::path url) {
     refusedFramesBefore_ = session_->refusedFrames();
     session_.reset();
     if (failure) std::rethrow_exception(failure);
-    if (services_.mixing && services_.defaults.boolForKey(preference::mixAudio)) {
+    const bool mixes = mixingOverride_.value_or(services_.defaults.boolForKey(preference::mixAudio));
+    if (services_.mixing && mixes) {
         Task<bool> mixing = services_.mixing->mixIfNeeded(url);
         co_await mixing;
     }
@@ -416,6 +417,7 @@ void ScreenRecorder::comeToRest() {
     output_.reset();
     optionsOverride_.reset();
     outputOverride_.reset();
+    mixingOverride_.reset();
     notices = std::exchange(noticed_, {});
     recordsMicrophone = false;
     microphoneMuted = false;

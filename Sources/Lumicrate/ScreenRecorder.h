@@ -137,6 +137,8 @@ class ScreenRecorder {
     void setOptionsOverride(std::optional<RecordingOptions> options);
     /// The file to write instead of one in the recordings folder, for one recording.
     void setOutputOverride(std::optional<std::filesystem::path> url);
+    /// Whether the next recording's sound is mixed into one track, whatever the preferences say.
+    void setMixingOverride(std::optional<bool> mixes) { mixingOverride_ = mixes; }
 
     /// Binds the global shortcuts anew, after they have changed.
     void registerHotKeys();
@@ -206,6 +208,7 @@ class ScreenRecorder {
     SessionClock clock_;
     std::optional<RecordingOptions> optionsOverride_;
     std::optional<std::filesystem::path> outputOverride_;
+    std::optional<bool> mixingOverride_;
     std::optional<Output> output_;
     std::unique_ptr<CaptureSession> session_;
     std::optional<FollowedWindow> followed_;

@@ -315,6 +315,20 @@ TEST_F(RecordTests, SoundAloneBecomesAnM4A) {
     EXPECT_GE(beeps(movie).size(), 2U);
 }
 
+TEST_F(RecordTests, TracksAreMixedIntoOneWhenThatIsWanted) {
+    const RunningScene scene({"flash", "--seconds", "30"});
+    const Outcome outcome =
+        run(arguments({"--screen", "--system-audio", "--microphone", "--mix-audio", "--duration", "2.5"}));
+    ASSERT_EQ(outcome.status, 0) << outcome.error;
+    MovieProbe movie(folder / "movie.mp4");
+    ASSERT_EQ(movie.tracks().size(), 2U);
+    expectVideoFacts(movie.videoTrack(), width, height);
+    expectAudioFacts(movie.audioTrack(), 2);
+    EXPECT_NEAR(movie.audioTrack().duration, movie.videoTrack().duration, 1e-3);
+    EXPECT_GE(beeps(movie).size(), 2U);
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder.path()), {}), 1);
+}
+
 TEST_F(RecordTests, NamesItsFilesInTheVideosFolder) {
     const stage::Environment videos{{"XDG_CONFIG_HOME", (folder / "config").string()}};
     std::filesystem::create_directories(folder / "config");

@@ -1,5 +1,7 @@
 #include "App/CommandLine/CommandLine.h"
 
+#include "App/CommandLine/ConvertCommand.h"
+#include "App/CommandLine/MixCommand.h"
 #include "App/CommandLine/OptionParser.h"
 #include "App/CommandLine/RecordCommand.h"
 #include "App/CommandLine/Recovery.h"
@@ -25,6 +27,8 @@ struct Command {
 constexpr std::array commands{
     Command{"record", "Record a screen, a window, an area or sound.", runRecordCommand},
     Command{"sources", "List displays, windows, microphones and cameras.", runSourcesCommand},
+    Command{"mix", "Mix the audio tracks of a recording into one.", runMixCommand},
+    Command{"convert", "Make an MP4 file of a recording.", runConvertCommand},
     Command{"settings", "Show or change the stored preferences.", runSettingsCommand},
 };
 

@@ -119,6 +119,12 @@ void refusePositional(const ParsedOptions& parsed) {
         fmt::format(fmt::runtime(localized("“{}” is not understood here.")), parsed.positional().front()));
 }
 
+std::filesystem::path oneFile(const ParsedOptions& parsed) {
+    const auto& words = parsed.positional();
+    if (words.size() != 1 || words[0].empty()) throw UsageError(localized("Give one file."));
+    return words[0];
+}
+
 std::string describeOptions(std::span<const OptionSpec> specs) {
     std::string text;
     for (const OptionSpec& spec : specs) {

@@ -3,6 +3,7 @@
 
 #include "Support/Error.h"
 
+#include <filesystem>
 #include <map>
 #include <optional>
 #include <span>
@@ -61,6 +62,9 @@ ParsedOptions parseOptions(std::span<const OptionSpec> specs, std::span<const st
 
 /// For commands that take options only: throws UsageError when something else was given.
 void refusePositional(const ParsedOptions& parsed);
+
+/// For commands on one file: its path. Throws UsageError unless exactly one was given.
+std::filesystem::path oneFile(const ParsedOptions& parsed);
 
 /// The options as indented lines of help.
 std::string describeOptions(std::span<const OptionSpec> specs);

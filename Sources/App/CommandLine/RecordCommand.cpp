@@ -111,6 +111,7 @@ class Recording {
         recorder_.setSource(source);
         recorder_.setOptionsOverride(request_.options);
         recorder_.setOutputOverride(request_.output);
+        recorder_.setMixingOverride(request_.mixesAudio);
         recorder_.start(true);
         showStatus();
         QCoreApplication::exec();

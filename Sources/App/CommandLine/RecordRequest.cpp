@@ -30,6 +30,7 @@ constexpr std::array specs{
     OptionSpec{"system-audio", Kind::negatable, "", "What the computer plays."},
     OptionSpec{"microphone", Kind::negatableWithValue, "ID",
                "A microphone: the default one, or the one of this identifier."},
+    OptionSpec{"mix-audio", Kind::negatable, "", "One audio track for both, rather than a track each."},
     OptionSpec{"cursor", Kind::negatable, "", "The mouse pointer."},
     OptionSpec{"countdown", Kind::negatable, "", "Count down from three first."},
     OptionSpec{"help", Kind::flag, "", "Show this."},
@@ -142,6 +143,7 @@ RecordRequest readRecordRequest(const ParsedOptions& parsed, const RecordingOpti
     readSwitch(parsed, "cursor", options.showCursor);
     readSwitch(parsed, "countdown", options.countdown);
     if (parsed.isOn("microphone") == true) options.microphoneID = parsed.value("microphone").value_or("");
+    request.mixesAudio = parsed.isOn("mix-audio");
     request.systemAudioRequired = parsed.isOn("system-audio") == true;
     request.microphoneRequired = parsed.isOn("microphone") == true;
 

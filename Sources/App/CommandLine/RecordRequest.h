@@ -28,6 +28,7 @@ struct RecordRequest {
     RecordingOptions options;
     std::optional<double> duration;  ///< seconds
     std::optional<std::filesystem::path> output;
+    std::optional<bool> mixesAudio;  ///< as stored when absent
     /// Asked for on the command line, not just stored: then recording without it is no way out.
     bool systemAudioRequired = false;
     bool microphoneRequired = false;

@@ -4,6 +4,7 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <QFile>
 #include <QStandardPaths>
@@ -109,6 +110,14 @@ void FileManager::replaceItem(const std::filesystem::path& url, const std::files
         const std::array<timespec, 2> times{created, created};
         require(utimensat(AT_FDCWD, replacement.c_str(), times.data(), 0) == 0);
     }
+    // Nothing of the original may be gone before all of what replaces it is on the disk.
+    const int written = open(replacement.c_str(), O_RDONLY | O_CLOEXEC);
+    require(written >= 0);
+    const bool synchronized = fsync(written) == 0;
+    const int reason = errno;
+    close(written);
+    errno = reason;
+    require(synchronized);
     require(rename(replacement.c_str(), url.c_str()) == 0);
 }
 

@@ -6,7 +6,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <future>
 #include <list>
+#include <utility>
 
 namespace lumicrate::media {
 
@@ -15,6 +17,7 @@ namespace {
 constexpr int bitRate = 192'000;
 /// Frames that are mixed at a time.
 constexpr std::size_t pieceLength = 8192;
+constexpr std::size_t piecesAhead = 4;
 
 /// Adds up what the tracks have, piece by piece.
 class Mix {
@@ -24,28 +27,33 @@ class Mix {
             readers_.emplace_back(source, track);
     }
 
-    /// The next piece; empty at the end. Good until the next call.
-    const std::vector<float>& next() {
-        limited_.clear();
-        while (limited_.empty() && !ended_) {
+    /// The next piece; empty at the end.
+    std::vector<float> next() {
+        std::vector<float> limited;
+        while (limited.empty() && !ended_) {
             sum_.assign(pieceLength * SoundReader::channels, 0);
             std::int64_t frames = 0;
             for (SoundReader& reader : readers_)
                 frames = std::max(frames, reader.addTo(sum_));
             sum_.resize(static_cast<std::size_t>(frames) * SoundReader::channels);
-            limiter_.process(sum_, limited_);
+            limiter_.process(sum_, limited);
             ended_ = frames < static_cast<std::int64_t>(pieceLength);
-            if (ended_) limiter_.finish(limited_);
+            if (ended_) limiter_.finish(limited);
         }
-        return limited_;
+        return limited;
     }
 
  private:
     std::list<SoundReader> readers_;
     PeakLimiter limiter_;
     std::vector<float> sum_;
-    std::vector<float> limited_;
     bool ended_ = false;
+};
+
+/// Lets nobody wait for a thread that has failed.
+struct ClosedAtLast {
+    Handover<std::vector<float>>& pieces;
+    ~ClosedAtLast() { pieces.close(); }
 };
 
 }  // namespace
@@ -59,6 +67,15 @@ void MixedTrack::addTo(OutputMovie& output, double duration) {
     output_ = &output;
 }
 
+void MixedTrack::mixInto(Handover<std::vector<float>>& pieces) const {
+    const ClosedAtLast closing{pieces};
+    Mix mix(source_, tracks_);
+    for (;;) {
+        std::vector<float> piece = mix.next();
+        if (piece.empty() || !pieces.give(std::move(piece))) return;
+    }
+}
+
 void MixedTrack::write() {
     const OwnedPacket packet = makePacket();
     const AacEncoder::Sink sink = [&](const MovieSample& sample) {
@@ -69,12 +86,13 @@ void MixedTrack::write() {
         packet->flags = AV_PKT_FLAG_KEY;
         output_->write(number_, *packet);
     };
-    Mix mix(source_, tracks_);
-    for (;;) {
-        const std::vector<float>& piece = mix.next();
-        if (piece.empty()) break;
-        encoder_.encode(piece, sink);
-    }
+    Handover<std::vector<float>> pieces(piecesAhead);
+    // Decoding and mixing on one thread, encoding on this one.
+    std::future<void> mixing = std::async(std::launch::async, [this, &pieces] { mixInto(pieces); });
+    const ClosedAtLast closing{pieces};
+    while (const auto piece = pieces.take())
+        encoder_.encode(*piece, sink);
+    mixing.get();
     encoder_.finish(sink);
     output_->end(number_);
 }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "Linux/Media/AacEncoder.h"
+#include "Linux/Media/Editing/Handover.h"
 #include "Linux/Media/Editing/OutputMovie.h"
 
 #include <filesystem>
@@ -23,6 +24,8 @@ class MixedTrack {
     void write();
 
  private:
+    void mixInto(Handover<std::vector<float>>& pieces) const;
+
     std::filesystem::path source_;
     std::vector<int> tracks_;
     AacEncoder encoder_;

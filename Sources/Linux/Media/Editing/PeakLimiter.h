@@ -35,13 +35,13 @@ class PeakLimiter {
     /// Frames of a ramp: 5 ms.
     static constexpr std::int64_t rampLength = 240;
     /// Frames on either side of an instant between two that tell the sound's value there.
-    static constexpr std::int64_t reach = 6;
+    static constexpr std::int64_t reach = 10;
     /// How many frames must follow one before it can be given.
     static constexpr std::int64_t lookAhead = rampLength + reach;
     static constexpr std::size_t ringSize = 512;
 
     void take(Frame frame);
-    Frame give(std::int64_t frame);
+    void give(std::vector<float>& limited);
     float peakAt(std::int64_t frame) const;
     float peakAfter(std::int64_t frame) const;
     void note(std::int64_t frame, float peak);

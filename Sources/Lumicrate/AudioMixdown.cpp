@@ -1,0 +1,32 @@
+#include "Lumicrate/AudioMixdown.h"
+
+#include "Lumicrate/FileNames.h"
+#include "Lumicrate/TemporaryFile.h"
+#include "Support/Background.h"
+
+#include <utility>
+
+namespace lumicrate {
+
+AudioMixdown::AudioMixdown(Executor& executor, std::unique_ptr<DispatchQueue> queue, const AVAssets& assets,
+                           NSFileManager& files)
+    : executor_(executor), assets_(assets), files_(files), queue_(std::move(queue)) {}
+
+Task<bool> AudioMixdown::mixIfNeeded(std::filesystem::path url) {
+    const std::function<bool()> work = [&assets = assets_, &files = files_, url] {
+        return mixIfNeeded(assets, files, url, {});
+    };
+    Task<bool> mixing = inBackground<bool>(executor_, *queue_, work);
+    co_return co_await mixing;
+}
+
+bool AudioMixdown::mixIfNeeded(const AVAssets& assets, NSFileManager& files, const std::filesystem::path& url,
+                               const LongWork& work) {
+    if (assets.summary(url).audioTracks < 2) return false;
+    TemporaryFile mixed(files, url, "mix");
+    assets.mixAudio(url, mixed.url(), fileTypeOf(url), work);
+    mixed.replace(url);
+    return true;
+}
+
+}  // namespace lumicrate

@@ -1,0 +1,37 @@
+// AudioMixdown: one audio track for a finished recording that has several.
+#pragma once
+
+#include "Lumicrate/AudioMixing.h"
+#include "Platform/AVAsset.h"
+#include "Platform/NSFileManager.h"
+#include "Support/DispatchQueue.h"
+#include "Support/Executor.h"
+#include "Support/LongWork.h"
+
+#include <filesystem>
+#include <memory>
+
+namespace lumicrate {
+
+class AudioMixdown final : public AudioMixing {
+ public:
+    /// All must outlive it. `queue` is where the work is done.
+    AudioMixdown(Executor& executor, std::unique_ptr<DispatchQueue> queue, const AVAssets& assets,
+                 NSFileManager& files);
+
+    Task<bool> mixIfNeeded(std::filesystem::path url) override;
+
+    /// The same at once, on this thread. Mixes the audio tracks of the movie at `url` into one and puts the
+    /// result in its place in a single step; false when there are fewer than two. Throws, leaving the movie
+    /// as it was and no other file.
+    static bool mixIfNeeded(const AVAssets& assets, NSFileManager& files, const std::filesystem::path& url,
+                            const LongWork& work);
+
+ private:
+    Executor& executor_;
+    const AVAssets& assets_;
+    NSFileManager& files_;
+    std::unique_ptr<DispatchQueue> queue_;
+};
+
+}  // namespace lumicrate
