@@ -245,6 +245,22 @@ TEST_F(MixingTests, AFullDiskLeavesNothing) {
     }
 }
 
+TEST_F(MixingTests, WhatThisUserMayNotReadOrWriteIsOneSentence) {
+    const auto source = recording();
+    const auto asNobody = [&] {
+        return test::inChild([&]() -> std::string {
+            test::dropPrivileges();
+            mix(source->path());
+            return "mixed";
+        });
+    };
+    EXPECT_THAT(asNobody(), testing::EndsWith("couldn't be read: Permission denied."));
+    for (const auto& each : {source->path().parent_path(), folder.path()})
+        std::filesystem::permissions(each, std::filesystem::perms(0755));
+    EXPECT_EQ(asNobody(), "The new file couldn't be written: Permission denied.");
+    EXPECT_FALSE(std::filesystem::exists(mixed));
+}
+
 TEST_F(MixingTests, ItCanBeGivenUpAnywhere) {
     const auto source = recording();
     for (int steps = 0;; ++steps) {
