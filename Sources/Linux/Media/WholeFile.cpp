@@ -21,17 +21,8 @@ namespace {
 
 constexpr mode_t readableByAll = 0666;  // less the umask
 
-/// 0, or the system's code.
-int giveName(const FileDescriptor& file, const std::filesystem::path& path) {
-    // Naming the descriptor itself would take a privilege on older kernels.
-    const std::string descriptor = "/proc/self/fd/" + std::to_string(file.get());
-    const int result = linkat(AT_FDCWD, descriptor.c_str(), AT_FDCWD, path.c_str(), AT_SYMLINK_FOLLOW);
-    return result == 0 ? 0 : errno;
-}
-
-FileDescriptor createNamed(const std::filesystem::path& path, std::string_view sentence,
-                           const FillFile& fill) {
-    FileDescriptor file(open(path.c_str(), O_CREAT | O_EXCL | O_RDWR | O_CLOEXEC, readableByAll));
+FileDescriptor fillNamed(const std::filesystem::path& path, std::string_view sentence, const FillFile& fill) {
+    FileDescriptor file = createNamed(path);
     if (!file.isOpen()) failForPath(sentence, path, errno);
     try {
         fill(file);
@@ -55,6 +46,21 @@ FileDescriptor::~FileDescriptor() {
 
 void failForPath(std::string_view sentence, const std::filesystem::path& path, int error) {
     failWithCode(localized(sentence) + " “" + path.string() + "”", AVERROR(error));
+}
+
+FileDescriptor createUnnamed(const std::filesystem::path& folder) {
+    return FileDescriptor(open(folder.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, readableByAll));
+}
+
+FileDescriptor createNamed(const std::filesystem::path& path) {
+    return FileDescriptor(open(path.c_str(), O_CREAT | O_EXCL | O_RDWR | O_CLOEXEC, readableByAll));
+}
+
+int giveName(const FileDescriptor& file, const std::filesystem::path& path) {
+    // Naming the descriptor itself would take a privilege on older kernels.
+    const std::string descriptor = "/proc/self/fd/" + std::to_string(file.get());
+    const int result = linkat(AT_FDCWD, descriptor.c_str(), AT_FDCWD, path.c_str(), AT_SYMLINK_FOLLOW);
+    return result == 0 ? 0 : errno;
 }
 
 int writeWhole(const FileDescriptor& file, std::uint64_t offset, std::span<const std::uint8_t> bytes) {
@@ -87,7 +93,7 @@ FileDescriptor createWhole(const std::filesystem::path& path, std::string_view s
     struct stat existing {};
     if (lstat(path.c_str(), &existing) == 0) failForPath(sentence, path, EEXIST);
 
-    FileDescriptor file(open(folderOf(path).c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, readableByAll));
+    FileDescriptor file = createUnnamed(folderOf(path));
     if (file.isOpen()) {
         fill(file);
         const int error = giveName(file, path);
@@ -96,7 +102,7 @@ FileDescriptor createWhole(const std::filesystem::path& path, std::string_view s
         file = FileDescriptor();  // it takes room
     }
     // Whatever has stopped the above, if it stops this too, its reason is the one to tell.
-    return createNamed(path, sentence, fill);
+    return fillNamed(path, sentence, fill);
 }
 
 FileDescriptor replaceWhole(const std::filesystem::path& path, const std::string& temporaryName,

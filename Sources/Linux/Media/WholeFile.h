@@ -33,6 +33,13 @@ class FileDescriptor {
 /// system's reason.
 [[noreturn]] void failForPath(std::string_view sentence, const std::filesystem::path& path, int error);
 
+/// A new file for reading and writing, mode 0666 less the umask: without a name, on the volume of `folder`,
+/// or with one that nothing bears yet. Not open where that cannot be had; errno tells why.
+FileDescriptor createUnnamed(const std::filesystem::path& folder);
+FileDescriptor createNamed(const std::filesystem::path& path);
+/// Gives an unnamed file a name that nothing bears yet; 0, or the system's code.
+int giveName(const FileDescriptor& file, const std::filesystem::path& path);
+
 /// Writes all of `bytes`; 0, or the system's code.
 int writeWhole(const FileDescriptor& file, std::uint64_t offset, std::span<const std::uint8_t> bytes);
 /// Fills `bytes` as far as the file reaches; how many were read, or the system's code, negative.

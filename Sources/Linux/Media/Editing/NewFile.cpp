@@ -2,15 +2,16 @@
 
 #include "Linux/Media/Failure.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <new>
+#include <span>
 #include <utility>
 
 extern "C" {
+#include <libavutil/error.h>
 #include <libavutil/mem.h>
 }
 
@@ -20,6 +21,11 @@ namespace {
 
 constexpr int bufferSize = 1 << 20;
 
+/// Naming a file later goes by way of this folder.
+bool canNameLater() {
+    return access("/proc/self/fd", X_OK) == 0;
+}
+
 }  // namespace
 
 void NewFile::FreeIo::operator()(AVIOContext* io) const {
@@ -27,50 +33,61 @@ void NewFile::FreeIo::operator()(AVIOContext* io) const {
     avio_context_free(&io);
 }
 
-NewFile::NewFile(std::filesystem::path path)
-    : path_(std::move(path)), descriptor_(open(path_.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666)) {
-    if (descriptor_ < 0) failWithCode(cannotWrite, AVERROR(errno));
+NewFile::NewFile(std::filesystem::path path) : path_(std::move(path)) {
+    struct stat existing {};
+    if (lstat(path_.c_str(), &existing) == 0) failWithCode(cannotWrite, AVERROR(EEXIST));
+    if (canNameLater()) file_ = createUnnamed(folderOf(path_));
+    if (!file_.isOpen()) {
+        file_ = createNamed(path_);
+        named_ = file_.isOpen();
+    }
+    if (!file_.isOpen()) failWithCode(cannotWrite, AVERROR(errno));
     auto* buffer = static_cast<unsigned char*>(av_malloc(bufferSize));
     io_.reset(buffer ? avio_alloc_context(buffer, bufferSize, 1, this, nullptr, write, seek) : nullptr);
     if (io_) return;
     av_free(buffer);
-    close(descriptor_);
-    unlink(path_.c_str());
+    if (named_) unlink(path_.c_str());
     throw std::bad_alloc();
 }
 
 NewFile::~NewFile() {
-    io_.reset();
-    close(descriptor_);
-    if (!kept_) unlink(path_.c_str());
+    if (named_ && !kept_) unlink(path_.c_str());
 }
 
 void NewFile::keep() {
     avio_flush(io_.get());
     checked(io_->error, cannotWrite);
+    if (!named_) checked(AVERROR(giveName(file_, path_)), cannotWrite);
     kept_ = true;
 }
 
 int NewFile::write(void* self, std::uint8_t* data, int size) {
-    int written = 0;
-    while (written < size) {
-        const auto part = ::write(static_cast<NewFile*>(self)->descriptor_, data + written,
-                                  static_cast<std::size_t>(size - written));
-        if (part < 0 && errno == EINTR) continue;
-        if (part < 0) return AVERROR(errno);
-        written += static_cast<int>(part);
-    }
-    return written;
+    auto& to = *static_cast<NewFile*>(self);
+    const std::span bytes(data, static_cast<std::size_t>(size));
+    if (const int error = writeWhole(to.file_, to.position_, bytes); error != 0) return AVERROR(error);
+    to.position_ += bytes.size();
+    return size;
 }
 
 std::int64_t NewFile::seek(void* self, std::int64_t offset, int whence) {
-    const int descriptor = static_cast<NewFile*>(self)->descriptor_;
-    if ((whence & AVSEEK_SIZE) != 0) {
-        struct stat attributes {};
-        return fstat(descriptor, &attributes) == 0 ? attributes.st_size : AVERROR(errno);
+    auto& in = *static_cast<NewFile*>(self);
+    struct stat attributes {};
+    if (fstat(in.file_.get(), &attributes) != 0) return AVERROR(errno);
+    switch (whence & ~AVSEEK_FORCE) {
+        case AVSEEK_SIZE:
+            return attributes.st_size;
+        case SEEK_CUR:
+            offset += static_cast<std::int64_t>(in.position_);
+            break;
+        case SEEK_END:
+            offset += attributes.st_size;
+            break;
+        default:
+            break;
     }
-    const auto position = lseek(descriptor, offset, whence & ~AVSEEK_FORCE);
-    return position < 0 ? AVERROR(errno) : position;
+    if (offset < 0) return AVERROR(EINVAL);
+    in.position_ = static_cast<std::uint64_t>(offset);
+    return offset;
 }
 
 }  // namespace lumicrate::media

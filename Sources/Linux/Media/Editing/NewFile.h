@@ -1,5 +1,7 @@
-// NewFile: a file that FFmpeg's libraries write and that stays only when it is complete.
+// NewFile: a file that FFmpeg's libraries write and that is there only when it is complete.
 #pragma once
+
+#include "Linux/Media/WholeFile.h"
 
 #include <cstdint>
 #include <filesystem>
@@ -16,19 +18,20 @@ namespace lumicrate::media {
 /// tell nobody anything.
 inline constexpr std::string_view cannotWrite = "The new file couldn't be written";
 
+/// Where the file system can, it gets its name only when it is kept, so that a crash leaves none behind
+/// either.
 class NewFile {
  public:
-    /// Creates it. Throws PlatformError, also when something of this name exists.
+    /// Throws PlatformError when it cannot be made, also when something of this name exists.
     explicit NewFile(std::filesystem::path path);
-    /// Deletes it unless it was kept.
+    /// Nothing remains unless it was kept.
     ~NewFile();
     NewFile(const NewFile&) = delete;
     NewFile& operator=(const NewFile&) = delete;
 
     AVIOContext* io() const { return io_.get(); }
-    /// Writes what is still in memory. Throws PlatformError.
+    /// Writes what is still in memory, and names the file. Throws PlatformError.
     void keep();
-    const std::filesystem::path& path() const { return path_; }
 
  private:
     struct FreeIo {
@@ -39,8 +42,10 @@ class NewFile {
     static std::int64_t seek(void* self, std::int64_t offset, int whence);
 
     std::filesystem::path path_;
-    int descriptor_;
+    FileDescriptor file_;
+    bool named_ = false;
     bool kept_ = false;
+    std::uint64_t position_ = 0;
     std::unique_ptr<AVIOContext, FreeIo> io_;
 };
 
