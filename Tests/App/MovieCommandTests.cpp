@@ -158,7 +158,8 @@ TEST_F(MovieCommandTests, GivingUpLeavesNothing) {
             EXPECT_EQ(outcome.error, "lumicrate: It was cancelled.\n");
         }
         // Where every file has a name, one that was killed leaves it.
-        if (signal != SIGKILL || hasUnnamedFiles()) EXPECT_EQ(contents(), before);
+        if (signal == SIGKILL && !hasUnnamedFiles()) continue;
+        EXPECT_EQ(contents(), before);
     }
 }
 
