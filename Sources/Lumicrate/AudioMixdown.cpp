@@ -13,11 +13,25 @@ AudioMixdown::AudioMixdown(Executor& executor, std::unique_ptr<DispatchQueue> qu
     : executor_(executor), assets_(assets), files_(files), queue_(std::move(queue)) {}
 
 Task<bool> AudioMixdown::mixIfNeeded(std::filesystem::path url) {
-    const std::function<bool()> work = [&assets = assets_, &files = files_, url] {
-        return mixIfNeeded(assets, files, url, {});
+    const auto tell = [&executor = executor_, shown = std::weak_ptr(progress_)](std::optional<double> part) {
+        executor.post([shown, part] {
+            if (const auto progress = shown.lock()) *progress = part;
+        });
+    };
+    const std::function<bool()> work = [&assets = assets_, &files = files_, url, tell] {
+        return mixIfNeeded(assets, files, url, {tell, {}});
     };
     Task<bool> mixing = inBackground<bool>(executor_, *queue_, work);
-    co_return co_await mixing;
+    std::exception_ptr failure;
+    bool mixed = false;
+    try {
+        mixed = co_await mixing;
+    } catch (...) {
+        failure = std::current_exception();
+    }
+    *progress_ = std::nullopt;
+    if (failure) std::rethrow_exception(failure);
+    co_return mixed;
 }
 
 bool AudioMixdown::mixIfNeeded(const AVAssets& assets, NSFileManager& files, const std::filesystem::path& url,

@@ -7,9 +7,11 @@
 #include "Support/DispatchQueue.h"
 #include "Support/Executor.h"
 #include "Support/LongWork.h"
+#include "Support/Published.h"
 
 #include <filesystem>
 #include <memory>
+#include <optional>
 
 namespace lumicrate {
 
@@ -20,6 +22,8 @@ class AudioMixdown final : public AudioMixing {
                  NSFileManager& files);
 
     Task<bool> mixIfNeeded(std::filesystem::path url) override;
+    /// The part that is done, 0 … 1, while something is being mixed. Main thread.
+    const Published<std::optional<double>>& progress() const { return *progress_; }
 
     /// The same at once, on this thread. Mixes the audio tracks of the movie at `url` into one and puts the
     /// result in its place in a single step; false when there are fewer than two. Throws, leaving the movie
@@ -31,6 +35,9 @@ class AudioMixdown final : public AudioMixing {
     Executor& executor_;
     const AVAssets& assets_;
     NSFileManager& files_;
+    /// Shared with what is still on its way to the main thread when this goes.
+    std::shared_ptr<Published<std::optional<double>>> progress_ =
+        std::make_shared<Published<std::optional<double>>>();
     std::unique_ptr<DispatchQueue> queue_;
 };
 

@@ -134,6 +134,7 @@ TEST(StatusLineTests, SaysTimeSizeAndLevel) {
     EXPECT_EQ(statusText({Phase::paused, 0, 0, 812'000, 0.9F}), "❚❚ 00:00   812 kB   mic ▯▯▯▯▯▯▯▯   paused");
     EXPECT_EQ(statusText({Phase::countingDown, 2, 0, 0, std::nullopt}), "Recording starts in 2…");
     EXPECT_EQ(statusText({Phase::saving, 0, 9, 1, std::nullopt}), "Saving…");
+    EXPECT_EQ(statusText({Phase::saving, 0, 9, 1, std::nullopt, 0.428}), "Saving… 42 %");
 }
 
 }  // namespace

@@ -130,11 +130,15 @@ TEST_F(FinishedMovieTests, TheRecorderIsToldHowMixingWent) {
             log.emplace_back(error.what());
         }
     };
+    std::vector<std::optional<double>> told;
+    const Subscription watching =
+        mixdown.progress().observe([&told](const std::optional<double>& part) { told.push_back(part); });
     for (const char* url : {"/m/a.mov", "/m/none.mov"}) {
         const RunningTask task(executor, ask(mixdown, heard, url));
         executor.drain();
     }
     EXPECT_THAT(heard, ElementsAre("mixed", "That is no movie."));
+    EXPECT_THAT(told, ElementsAre(0.5, std::nullopt, std::nullopt));
 }
 
 }  // namespace

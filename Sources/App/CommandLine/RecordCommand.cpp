@@ -104,7 +104,10 @@ class Recording {
           executor_(services.executor),
           request_(request),
           signals_({SIGINT, SIGTERM, SIGHUP, SIGUSR1}, [this](int signal) { onSignal(signal); }),
-          states_(recorder_.state.observe([this](ScreenRecorder::State coming) { onState(coming); })) {}
+          states_(recorder_.state.observe([this](ScreenRecorder::State coming) { onState(coming); })),
+          mixing_(services.mixdown.progress().observe([this](std::optional<double> part) {
+              if (part) line_.show({Phase::saving, 0, 0, 0, std::nullopt, part});
+          })) {}
 
     /// Gives the exit status.
     int run(const CaptureSource& source) {
@@ -206,6 +209,7 @@ class Recording {
     bool begun_ = false;
     bool stoppedByUser_ = false;
     Subscription states_;
+    Subscription mixing_;
 };
 
 /// The encoder has its buffers put on huge pages, of which a screen that mostly stands still touches a part

@@ -41,7 +41,8 @@ std::string statusText(const RecordingStatus& status) {
         case RecordingStatus::Phase::countingDown:
             return fmt::format(fmt::runtime(localized("Recording starts in {}…")), status.countdown);
         case RecordingStatus::Phase::saving:
-            return localized("Saving…");
+            return localized("Saving…") +
+                   (status.saved ? fmt::format(" {} %", static_cast<int>(*status.saved * 100)) : "");
         case RecordingStatus::Phase::paused:
         case RecordingStatus::Phase::recording:
             break;

@@ -16,6 +16,7 @@ struct RecordingStatus {
     double elapsed = 0;                    ///< seconds
     std::uintmax_t bytes = 0;              ///< of the file so far
     std::optional<float> microphoneLevel;  ///< 0 … 1; nothing without a microphone
+    std::optional<double> saved{};         ///< 0 … 1, while saving takes long
 };
 
 /// The line as text, without control characters: "● 00:12   3.4 MB   mic ▮▮▮▯▯▯▯▯".
