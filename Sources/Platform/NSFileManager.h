@@ -13,7 +13,7 @@ namespace lumicrate {
 struct NSFileEntry {
     std::filesystem::path url;
     std::optional<std::chrono::system_clock::time_point> created;
-    std::optional<std::uintmax_t> size;  ///< bytes
+    std::optional<std::uintmax_t> size;  ///< bytes; of a file only
 };
 
 /// How full a volume is, in bytes.

@@ -24,4 +24,18 @@ std::string formatElapsed(double seconds) {
     return text.data();
 }
 
+std::string formatByteCount(std::uintmax_t bytes) {
+    constexpr std::array units{"kB", "MB", "GB"};
+    double amount = static_cast<double>(bytes) / 1000;
+    std::size_t unit = 0;
+    // What would be rounded up to a thousand is one of the next unit.
+    while (amount >= (unit == 0 ? 999.5 : 999.95) && unit + 1 < units.size()) {
+        amount /= 1000;
+        ++unit;
+    }
+    std::array<char, 40> text{};
+    std::snprintf(text.data(), text.size(), unit == 0 ? "%.0f %s" : "%.1f %s", amount, units[unit]);
+    return text.data();
+}
+
 }  // namespace lumicrate

@@ -1,6 +1,7 @@
 // Texts for people.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -12,5 +13,8 @@ std::string localized(std::string_view text);
 
 /// Elapsed seconds, truncated: "01:05" below an hour, "1:02:05" from there on. `seconds` must be finite.
 std::string formatElapsed(double seconds);
+
+/// Bytes in the unit that fits: "812 kB", "3.4 MB", "1.2 GB".
+std::string formatByteCount(std::uintmax_t bytes);
 
 }  // namespace lumicrate

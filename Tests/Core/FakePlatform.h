@@ -68,8 +68,17 @@ class FakeFiles : public NSFileManager {
         if (folderRefused) throw PlatformError("The folder can't be made.");
         folders.insert(url);
     }
-    std::vector<NSFileEntry> contentsOfDirectory(const std::filesystem::path&) const override { return {}; }
-    NSFileEntry attributes(const std::filesystem::path& url) const override { return {url, {}, {}}; }
+    std::vector<NSFileEntry> contentsOfDirectory(const std::filesystem::path& url) const override {
+        ++listings;
+        if (!folders.contains(url)) throw PlatformError("There is no such folder.");
+        return entries;
+    }
+    NSFileEntry attributes(const std::filesystem::path& url) const override {
+        ++looks;
+        const auto found = std::find_if(entries.begin(), entries.end(),
+                                        [&url](const NSFileEntry& each) { return each.url == url; });
+        return found == entries.end() ? NSFileEntry{url, {}, {}} : *found;
+    }
     void removeItem(const std::filesystem::path& url) override {
         if (existing.erase(url) == 0) throw PlatformError("There is no such file.");
     }
@@ -89,6 +98,9 @@ class FakeFiles : public NSFileManager {
 
     std::set<std::filesystem::path> existing;
     std::set<std::filesystem::path> folders;
+    std::vector<NSFileEntry> entries;  ///< of any folder
+    mutable int listings = 0;          ///< of folders
+    mutable int looks = 0;             ///< at the attributes of one file
     bool folderRefused = false;
     std::optional<NSVolumeCapacity> capacity;
     mutable std::set<std::filesystem::path> asked;  ///< whose volume

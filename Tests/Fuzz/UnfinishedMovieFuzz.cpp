@@ -3,12 +3,11 @@
 #include "Linux/Media/IsoBmff/EmptyIndexReader.h"
 #include "Linux/Media/IsoBmff/MovieIndex.h"
 #include "Linux/Media/IsoBmff/UnfinishedMovie.h"
+#include "Tests/Fuzz/Check.h"
 #include "Tests/Fuzz/Mutations.h"
 #include "Tests/Linux/Media/IsoBmff/SimulatedRecording.h"
 
 #include <algorithm>
-#include <cstdio>
-#include <cstdlib>
 #include <numeric>
 
 namespace lumicrate::fuzz {
@@ -17,12 +16,6 @@ namespace {
 
 using namespace isobmff;
 using isobmff::test::MemoryFile;
-
-void check(bool holds, const char* what) {
-    if (holds) return;
-    std::fprintf(stderr, "It doesn't hold that %s.\n", what);
-    std::abort();
-}
 
 /// A table of one track, as it stands in an index.
 struct TableEntries {

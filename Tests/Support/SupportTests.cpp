@@ -80,6 +80,18 @@ TEST(TextTests, ElapsedTime) {
     EXPECT_DEATH(formatElapsed(std::numeric_limits<double>::infinity()), "");
 }
 
+TEST(TextTests, ByteCounts) {
+    const std::pair<std::uintmax_t, std::string> cases[] = {{0, "0 kB"},
+                                                            {812'400, "812 kB"},
+                                                            {999'499, "999 kB"},
+                                                            {999'500, "1.0 MB"},
+                                                            {3'449'000, "3.4 MB"},
+                                                            {999'950'000, "1.0 GB"},
+                                                            {1'250'000'000'000, "1250.0 GB"}};
+    for (const auto& [bytes, text] : cases)
+        EXPECT_EQ(formatByteCount(bytes), text);
+}
+
 TEST(PublishedTests, ChangesAreAnnouncedBeforeTheyTakeEffect) {
     Published<int> value(1);
     std::vector<std::pair<int, int>> seen;

@@ -4,6 +4,7 @@
 #include "App/CommandLine/MixCommand.h"
 #include "App/CommandLine/OptionParser.h"
 #include "App/CommandLine/RecordCommand.h"
+#include "App/CommandLine/RecordingsCommand.h"
 #include "App/CommandLine/Recovery.h"
 #include "App/CommandLine/SettingsCommand.h"
 #include "App/CommandLine/SourcesCommand.h"
@@ -26,6 +27,7 @@ struct Command {
 
 constexpr std::array commands{
     Command{"record", "Record a screen, a window, an area or sound.", runRecordCommand},
+    Command{"recordings", "List the recordings there are.", runRecordingsCommand},
     Command{"sources", "List displays, windows, microphones and cameras.", runSourcesCommand},
     Command{"mix", "Mix the audio tracks of a recording into one.", runMixCommand},
     Command{"convert", "Make an MP4 file of a recording.", runConvertCommand},
@@ -36,7 +38,7 @@ void printHelp() {
     fmt::print("{}\n\n", localized("Lumicrate records your screen, a part of it, or sound."));
     fmt::print("{}\n", localized("Usage: lumicrate COMMAND [OPTIONS]"));
     for (const Command& each : commands)
-        fmt::print("  {:<10}{}\n", each.name, localized(each.summary));
+        fmt::print("  {:<12}{}\n", each.name, localized(each.summary));
     fmt::print("\n{}\n", localized("“lumicrate COMMAND --help” tells more. --version prints the version."));
 }
 

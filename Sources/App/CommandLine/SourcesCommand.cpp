@@ -3,6 +3,7 @@
 #include "App/CaptureKit.h"
 #include "App/CommandLine/CommandLine.h"
 #include "App/CommandLine/OptionParser.h"
+#include "App/CommandLine/TerminalText.h"
 #include "Linux/Desktop/ProcessInfo.h"
 #include "Linux/PipeWire/Devices.h"
 #include "Lumicrate/SourceLists.h"
@@ -12,7 +13,6 @@
 #include <nlohmann/json.hpp>
 
 #include <array>
-#include <cstddef>
 
 namespace lumicrate::app {
 
@@ -92,18 +92,6 @@ void printDevices(const std::string& title, const std::string& none,
     if (devices.empty()) fmt::print("  {}\n", none);
     for (const CaptureDevice& each : devices)
         fmt::print("  {}  {}\n", each.id, each.name);
-}
-
-/// Any program may write anything into its title: it is to stay on its line, and not to control the terminal.
-std::string onOneLine(std::string text) {
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        const auto byte = static_cast<unsigned char>(text[i]);
-        const auto next = static_cast<unsigned char>(i + 1 < text.size() ? text[i + 1] : '\0');
-        // The control characters of ASCII, and those that follow it in Unicode.
-        if (byte < ' ' || byte == 0x7F) text[i] = ' ';
-        if (byte == 0xC2 && next < 0xA0) text.replace(i, 2, " ");
-    }
-    return text;
 }
 
 std::string describe(const Rect& frame) {

@@ -5,7 +5,6 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
-#include <array>
 #include <cmath>
 #include <cstdio>
 
@@ -23,18 +22,6 @@ std::string meter(float level) {
 }
 
 }  // namespace
-
-std::string formatByteCount(std::uintmax_t bytes) {
-    constexpr std::array units{"kB", "MB", "GB"};
-    double amount = static_cast<double>(bytes) / 1000;
-    std::size_t unit = 0;
-    while (amount >= 1000 && unit + 1 < units.size()) {
-        amount /= 1000;
-        ++unit;
-    }
-    return unit == 0 ? fmt::format("{:.0f} {}", amount, units[unit])
-                     : fmt::format("{:.1f} {}", amount, units[unit]);
-}
 
 std::string statusText(const RecordingStatus& status) {
     switch (status.phase) {

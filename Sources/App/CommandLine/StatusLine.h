@@ -22,9 +22,6 @@ struct RecordingStatus {
 /// The line as text, without control characters: "● 00:12   3.4 MB   mic ▮▮▮▯▯▯▯▯".
 std::string statusText(const RecordingStatus& status);
 
-/// Bytes in the unit that fits: "812 kB", "3.4 MB", "1.2 GB".
-std::string formatByteCount(std::uintmax_t bytes);
-
 /// Draws and redraws the line on standard error; does nothing where that is no terminal.
 class StatusLine {
  public:

@@ -29,7 +29,8 @@ namespace {
 /// copy that keeps its times or a file put in another's place.
 void readAttributes(NSFileEntry& entry) {
     struct statx attributes {};
-    if (statx(AT_FDCWD, entry.url.c_str(), 0, STATX_BTIME | STATX_MTIME | STATX_SIZE, &attributes) != 0)
+    if (statx(AT_FDCWD, entry.url.c_str(), 0, STATX_TYPE | STATX_BTIME | STATX_MTIME | STATX_SIZE,
+              &attributes) != 0)
         return;
     const auto timePoint = [](const statx_timestamp& stamp) {
         return std::chrono::system_clock::time_point(std::chrono::seconds(stamp.tv_sec) +
@@ -38,7 +39,7 @@ void readAttributes(NSFileEntry& entry) {
     entry.created = timePoint(attributes.stx_mtime);
     if ((attributes.stx_mask & STATX_BTIME) != 0)
         entry.created = std::min(*entry.created, timePoint(attributes.stx_btime));
-    entry.size = attributes.stx_size;
+    if (S_ISREG(attributes.stx_mode)) entry.size = attributes.stx_size;
 }
 
 }  // namespace
@@ -122,6 +123,10 @@ void FileManager::replaceItem(const std::filesystem::path& url, const std::files
 }
 
 void FileManager::trashItem(const std::filesystem::path& url) {
+    // Where the folder that the Trash belongs into is missing, as for a new user, Qt (6.4) would move the
+    // file into the working directory.
+    const QString data = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation);
+    createDirectory(data.toStdString());
     QFile file(QString::fromStdString(url.string()));
     if (file.moveToTrash()) return;
     throw PlatformError(localized("The file couldn't be moved to the Trash:") + " “" + url.string() +

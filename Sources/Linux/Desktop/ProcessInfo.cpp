@@ -1,12 +1,13 @@
 #include "Linux/Desktop/ProcessInfo.h"
 
+#include "Linux/Desktop/SessionBus.h"
+
 #include <unistd.h>
 
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
-#include <QFileInfo>
 #include <QObject>
 #include <QString>
 #include <ctime>
@@ -14,12 +15,6 @@
 namespace lumicrate::desktop {
 
 namespace {
-
-/// Without an address of its own the bus library would try to start a bus, which is not ours to do.
-bool sessionBusExists() {
-    return qEnvironmentVariableIsSet("DBUS_SESSION_BUS_ADDRESS") ||
-           QFileInfo::exists(qEnvironmentVariable("XDG_RUNTIME_DIR") + QStringLiteral("/bus"));
-}
 
 QDBusMessage screenSaverCall(const QString& method) {
     return QDBusMessage::createMethodCall(QStringLiteral("org.freedesktop.ScreenSaver"),

@@ -104,7 +104,15 @@ void UserDefaults::removeObject(std::string_view key) {
 
 void UserDefaults::save() {
     settings_.sync();
-    if (settings_.status() != QSettings::NoError) {
+    QSettings::Status status = settings_.status();
+    if (status == QSettings::FormatError) {
+        // A line that makes no sense, as somebody typed it, keeps nothing from being written; but it hides
+        // whether that went well. What is still to be written is tried again here.
+        QSettings again(settings_.fileName(), QSettings::IniFormat);
+        again.sync();
+        status = again.status();
+    }
+    if (status == QSettings::AccessError) {
         throw PlatformError(localized("The settings file couldn't be written: ") +
                             settings_.fileName().toStdString());
     }

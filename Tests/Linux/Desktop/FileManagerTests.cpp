@@ -4,9 +4,11 @@
 
 #include <gtest/gtest.h>
 #include <sys/statvfs.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <fstream>
+#include <iterator>
 
 namespace lumicrate::desktop {
 namespace {
@@ -48,6 +50,94 @@ TEST(FileManagerTests, FailuresAreOneSentenceWithThePath) {
     EXPECT_NE(sentence([&] { (void)files.contentsOfDirectory(folder / "none"); }).find("none"),
               std::string::npos);
     EXPECT_NE(sentence([&] { files.removeItem(folder / "none"); }).find("none"), std::string::npos);
+}
+
+std::string contentOf(const std::filesystem::path& path) {
+    std::ifstream file(path);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+std::filesystem::path write(const std::filesystem::path& path, const std::string& content) {
+    std::ofstream(path) << content;
+    return path;
+}
+
+TEST(FileManagerTests, RenamingOverwritesNothing) {
+    const test::TemporaryFolder folder;
+    FileManager files;
+    const auto a = write(folder / "a.mp4", "a");
+    const auto b = write(folder / "b.mp4", "b");
+    EXPECT_THROW(files.moveItem(a, b), PlatformError);
+    EXPECT_THROW(files.moveItem(folder / "none", folder / "c.mp4"), PlatformError);
+    EXPECT_EQ(contentOf(a) + contentOf(b), "ab");
+    files.moveItem(a, folder / "c.mp4");
+    EXPECT_FALSE(files.fileExists(a));
+    EXPECT_EQ(contentOf(folder / "c.mp4"), "a");
+}
+
+TEST(FileManagerTests, AReplacementKeepsDateAndPermissions) {
+    using std::filesystem::perms;
+    const test::TemporaryFolder folder;
+    FileManager files;
+    const auto original = write(folder / "a.mp4", "original");
+    std::filesystem::permissions(original, perms::owner_read | perms::owner_write | perms::group_read);
+    const auto longAgo = std::filesystem::file_time_type::clock::now() - std::chrono::hours(50);
+    std::filesystem::last_write_time(original, longAgo);
+    const auto created = files.attributes(original).created;
+    ASSERT_TRUE(created);
+    ASSERT_LT(*created, std::chrono::system_clock::now() - std::chrono::hours(49));
+
+    const auto trimmed = write(folder / ".trim.mp4", "new");
+    files.replaceItem(original, trimmed);
+    EXPECT_EQ(contentOf(original), "new");
+    EXPECT_FALSE(files.fileExists(trimmed));
+    EXPECT_EQ(files.attributes(original).created, created);
+    EXPECT_EQ(files.attributes(original).size, 3U);
+    EXPECT_EQ(std::filesystem::status(original).permissions(),
+              perms::owner_read | perms::owner_write | perms::group_read);
+
+    const auto late = write(folder / ".late.mp4", "late");
+    files.removeItem(original);
+    EXPECT_THROW(files.replaceItem(original, late), PlatformError) << "it was deleted meanwhile";
+    EXPECT_EQ(contentOf(late), "late");
+    EXPECT_FALSE(files.fileExists(original));
+    EXPECT_THROW(files.replaceItem(late, folder / "none"), PlatformError);
+    EXPECT_EQ(contentOf(late), "late");
+}
+
+TEST(FileManagerTests, WhatIsNoFileHasNoSize) {
+    const test::TemporaryFolder folder;
+    const FileManager files;
+    EXPECT_FALSE(files.attributes(folder.path()).size);
+    EXPECT_FALSE(files.attributes(folder / "none").size);
+    EXPECT_FALSE(files.attributes(folder / "none").created);
+}
+
+/// On the home folder's volume, and on one of its own where there is another.
+TEST(FileManagerTests, TheTrashIsTheDesktops) {
+    const test::TemporaryFolder home;
+    setenv("XDG_DATA_HOME", (home / "data").c_str(), 1);
+    FileManager files;
+    for (const std::filesystem::path& volume : {home.path(), std::filesystem::path("/dev/shm")}) {
+        const test::TemporaryFolder folder(volume);
+        const auto name = folder.path().filename().string() + ".mp4";
+        files.trashItem(write(folder / name, "trash"));
+        EXPECT_FALSE(files.fileExists(folder / name)) << volume;
+        const auto trash = volume / (".Trash-" + std::to_string(getuid()));
+        bool found = false;
+        for (const auto& place : {home / "data/Trash", trash, volume / ".Trash" / std::to_string(getuid())}) {
+            if (!files.fileExists(place / "files" / name)) continue;
+            found = true;
+            EXPECT_EQ(contentOf(place / "files" / name), "trash");
+            const std::string note = contentOf(place / "info" / (name + ".trashinfo"));
+            EXPECT_NE(note.find("DeletionDate="), std::string::npos) << "it can be put back";
+            files.removeItem(place / "files" / name);
+            files.removeItem(place / "info" / (name + ".trashinfo"));
+        }
+        EXPECT_TRUE(found) << volume;
+    }
+    EXPECT_THROW(files.trashItem(home / "none"), PlatformError);
+    unsetenv("XDG_DATA_HOME");
 }
 
 TEST(FileManagerTests, ADanglingLinkTakesItsName) {

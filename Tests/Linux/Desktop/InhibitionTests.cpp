@@ -1,6 +1,7 @@
 // Activities against a screen saver service on a real session bus.
 
 #include "Linux/Desktop/ProcessInfo.h"
+#include "Tests/Linux/Desktop/EventLoop.h"
 
 #include <gtest/gtest.h>
 
@@ -8,8 +9,6 @@
 #include <QDBusConnection>
 #include <QDBusMessage>
 #include <QObject>
-#include <QTimer>
-#include <functional>
 
 namespace lumicrate::desktop {
 
@@ -41,6 +40,8 @@ class ScreenSaver : public QObject {
 
 namespace {
 
+using test::await;
+
 constexpr const char* service = "org.freedesktop.ScreenSaver";
 
 class InhibitionTests : public testing::Test {
@@ -50,15 +51,6 @@ class InhibitionTests : public testing::Test {
         ASSERT_TRUE(desktop.registerService(service));
     }
     void TearDown() override { desktop.unregisterService(service); }
-
-    /// Spins the loop until `reached` or ten seconds have passed.
-    static bool await(const std::function<bool()>& reached) {
-        bool late = false;
-        QTimer::singleShot(10'000, [&] { late = true; });
-        while (!reached() && !late)
-            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
-        return reached();
-    }
 
     ScreenSaver saver;
     QDBusConnection desktop = QDBusConnection::connectToBus(QDBusConnection::SessionBus, "desktop");

@@ -83,5 +83,23 @@ TEST_F(UserDefaultsTests, AFileThatCannotBeWrittenIsSaid) {
     EXPECT_THROW(defaults.set("flag", true), PlatformError);
 }
 
+TEST_F(UserDefaultsTests, ALineThatMakesNoSenseIsNoObstacle) {
+    writeFile("what is this\nfps=24");
+    UserDefaults defaults(file);
+    EXPECT_EQ(defaults.integerForKey("fps"), 24);
+    defaults.set("countdown", true);
+    defaults.set("fps", std::int64_t{60});
+    const UserDefaults other(file);
+    EXPECT_TRUE(other.boolForKey("countdown"));
+    EXPECT_EQ(other.integerForKey("fps"), 60);
+
+    // Nor does it hide that something cannot be written.
+    writeFile("what is this");
+    UserDefaults late(file);
+    std::filesystem::remove_all(file.parent_path());
+    std::ofstream(folder / "Lumicrate") << "a file where the folder should be";
+    EXPECT_THROW(late.set("flag", true), PlatformError);
+}
+
 }  // namespace
 }  // namespace lumicrate::desktop

@@ -1,5 +1,6 @@
 #include "Linux/Media/Editing/Assets.h"
 
+#include "Linux/Media/AssetSummary.h"
 #include "Linux/Media/Editing/InputMovie.h"
 #include "Linux/Media/Editing/MixedTrack.h"
 #include "Linux/Media/Editing/OutputMovie.h"
@@ -39,11 +40,7 @@ double lengthOf(const std::optional<CMTimeRange>& range, const InputMovie& movie
 }  // namespace
 
 AVAssetSummary Assets::summary(const std::filesystem::path& url) const {
-    const InputMovie input(url);
-    AVAssetSummary summary;
-    summary.duration = input.duration();
-    summary.audioTracks = static_cast<int>(input.audioTracks().size());
-    return summary;
+    return summaryOfMovie(url);
 }
 
 void Assets::mixAudio(const std::filesystem::path& source, const std::filesystem::path& destination,

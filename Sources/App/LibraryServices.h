@@ -1,0 +1,11 @@
+// What the recording library is given on this machine.
+#pragma once
+
+#include "Lumicrate/RecordingLengths.h"
+
+namespace lumicrate::app {
+
+/// Threads that read lengths of movies, as many as are worth it.
+RecordingLengths::Readers lengthReaders();
+
+}  // namespace lumicrate::app
