@@ -8,6 +8,7 @@
 #include "App/CommandLine/Recovery.h"
 #include "App/CommandLine/SettingsCommand.h"
 #include "App/CommandLine/SourcesCommand.h"
+#include "App/CommandLine/TrimCommand.h"
 
 #include <fmt/format.h>
 
@@ -29,6 +30,7 @@ constexpr std::array commands{
     Command{"record", "Record a screen, a window, an area or sound.", runRecordCommand},
     Command{"recordings", "List the recordings there are.", runRecordingsCommand},
     Command{"sources", "List displays, windows, microphones and cameras.", runSourcesCommand},
+    Command{"trim", "Save a part of a recording.", runTrimCommand},
     Command{"mix", "Mix the audio tracks of a recording into one.", runMixCommand},
     Command{"convert", "Make an MP4 file of a recording.", runConvertCommand},
     Command{"settings", "Show or change the stored preferences.", runSettingsCommand},

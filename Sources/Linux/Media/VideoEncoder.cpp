@@ -53,6 +53,11 @@ EncodedPicture VideoEncoder::encode(const CVPixelBuffer& picture, std::int64_t t
     return encodeBegun(picture, time, work, rate_.quantizerFor(work));
 }
 
+EncodedPicture VideoEncoder::encodeAtBest(const CVPixelBuffer& picture, std::int64_t time, bool key) {
+    const Order order{even_.of(picture), time, key, qualityQuantizer(), false, {}};
+    return {code(order), key, order.quantizer};
+}
+
 std::optional<EncodedPicture> VideoEncoder::refine(const CVPixelBuffer& picture, std::int64_t time,
                                                    double rested) {
     rate_.advanceTo(static_cast<double>(time) / videoTimescale + rested);

@@ -52,6 +52,9 @@ class VideoEncoder {
     /// says of the picture; without it everything may have changed. Throws PlatformError.
     EncodedPicture encode(const CVPixelBuffer& picture, std::int64_t time,
                           const std::optional<SCStreamFrameInfo>& info);
+    /// Encodes a picture at the quality level, whatever the ceiling says and whatever was the same before:
+    /// for pictures that need not arrive in time. A key picture where `key` is set. Throws PlatformError.
+    EncodedPicture encodeAtBest(const CVPixelBuffer& picture, std::int64_t time, bool key);
     /// Encodes the last picture again, stamped `time`, if the ceiling allows it to become clearly finer by
     /// now: `rested` seconds have passed since it was due. Nothing when it is better to wait. Throws
     /// PlatformError.

@@ -6,22 +6,17 @@
 #include "Linux/Media/Editing/OutputMovie.h"
 #include "Linux/Media/Editing/TrackCopy.h"
 #include "Linux/Media/Editing/TrackThreads.h"
+#include "Linux/Media/Editing/VideoCut.h"
 #include "Support/Error.h"
 
 #include <algorithm>
 #include <functional>
+#include <memory>
 #include <vector>
 
 namespace lumicrate::media {
 
 namespace {
-
-/// All that is copied of a movie: its pictures and its sound.
-std::vector<int> mediaTracks(const InputMovie& movie) {
-    std::vector<int> tracks = movie.audioTracks();
-    if (const auto video = movie.videoTrack()) tracks.insert(tracks.begin(), *video);
-    return tracks;
-}
 
 /// The part of the range that there is. Throws when there is none.
 std::optional<CMTimeRange> within(const std::optional<CMTimeRange>& range, const InputMovie& movie) {
@@ -37,6 +32,20 @@ double lengthOf(const std::optional<CMTimeRange>& range, const InputMovie& movie
     return std::min(range->end.seconds(), movie.duration()) - range->start.seconds();
 }
 
+using TrackWriters = std::vector<std::unique_ptr<TrackWriter>>;
+
+void write(OutputMovie& output, const InputMovie& input, const TrackWriters& tracks) {
+    output.describeAs(input);
+    std::vector<std::function<void()>> writers;
+    for (const auto& track : tracks) {
+        track->addTo(output);
+        writers.emplace_back([&track] { track->write(); });
+    }
+    output.begin();
+    writeTogether(output, writers);
+    output.finish();
+}
+
 }  // namespace
 
 AVAssetSummary Assets::summary(const std::filesystem::path& url) const {
@@ -47,35 +56,25 @@ void Assets::mixAudio(const std::filesystem::path& source, const std::filesystem
                       AVFileType type, const LongWork& work) const {
     const InputMovie input(source);
     OutputMovie output(destination, type, input.duration(), work);
-    output.describeAs(input);
-    std::vector<std::function<void()>> writers;
-    if (const auto video = input.videoTrack()) {
-        const TrackPair pair{*video, output.addCopy(input, *video, input.packetCount(*video))};
-        writers.emplace_back([&source, &output, pair] { copyTrack(source, pair, std::nullopt, output); });
-    }
-    MixedTrack mixed(source, input.audioTracks());
-    mixed.addTo(output, input.duration());
-    writers.emplace_back([&mixed] { mixed.write(); });
-    output.begin();
-    writeTogether(output, writers);
-    output.finish();
+    TrackWriters tracks;
+    if (const auto video = input.videoTrack())
+        tracks.push_back(std::make_unique<CopiedTrack>(input, *video, std::nullopt));
+    tracks.push_back(std::make_unique<MixedTrack>(input));
+    write(output, input, tracks);
 }
 
 void Assets::exportMovie(const std::filesystem::path& source, const std::filesystem::path& destination,
-                         AVFileType type, AVAssetExportPreset /*preset*/, std::optional<CMTimeRange> range,
+                         AVFileType type, AVAssetExportPreset preset, std::optional<CMTimeRange> range,
                          const LongWork& work) const {
-    const InputMovie input(source);
+    const bool copies = !range || preset == AVAssetExportPreset::passthrough;
+    const InputMovie input(source, copies ? InputMovie::Look::briefly : InputMovie::Look::closely);
     range = within(range, input);
     OutputMovie output(destination, type, lengthOf(range, input), work);
-    output.describeAs(input);
-    std::vector<std::function<void()>> writers;
-    for (const int track : mediaTracks(input)) {
-        const TrackPair pair{track, output.addCopy(input, track, input.packetCount(track))};
-        writers.emplace_back([&source, &output, pair, range] { copyTrack(source, pair, range, output); });
-    }
-    output.begin();
-    writeTogether(output, writers);
-    output.finish();
+    TrackWriters tracks;
+    if (const auto video = input.videoTrack()) tracks.push_back(makeVideoCut(input, *video, preset, range));
+    for (const int track : input.audioTracks())
+        tracks.push_back(std::make_unique<CopiedTrack>(input, track, range));
+    write(output, input, tracks);
 }
 
 }  // namespace lumicrate::media

@@ -5,6 +5,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
+#include <span>
+#include <string_view>
 #include <system_error>
 
 extern "C" {
@@ -14,6 +17,22 @@ extern "C" {
 namespace lumicrate::media {
 
 namespace {
+
+/// How long before a range's start there may be a packet that it takes, besides the group of pictures that
+/// the start cuts into; seconds.
+constexpr double mostLeadIn = 1;
+
+/// Other containers do not tell when a picture is decoded, and a chain of fragments tells of itself bit by
+/// bit.
+bool headTellsAll(const AVFormatContext& context) {
+    const std::span streams(context.streams, context.nb_streams);
+    const auto isKnown = [](const AVStream* each) {
+        const AVCodecParameters& media = *each->codecpar;
+        return each->nb_frames > 0 && (media.codec_type != AVMEDIA_TYPE_VIDEO || media.width > 0);
+    };
+    return std::string_view(context.iformat->name).starts_with("mov") &&
+           std::all_of(streams.begin(), streams.end(), isKnown);
+}
 
 /// Sentences end alike, whether the reason is ours or the system's.
 std::string sentence(const std::filesystem::path& path, const std::string& reason) {
@@ -34,7 +53,7 @@ std::string reasonOf(int error) {
 
 }  // namespace
 
-InputMovie::InputMovie(const std::filesystem::path& path) : path_(path) {
+InputMovie::InputMovie(const std::filesystem::path& path, Look look) : path_(path) {
     av_log_set_level(AV_LOG_QUIET);
     std::error_code error;
     if (std::filesystem::is_directory(path, error)) fail(localized("it is a folder."));
@@ -47,7 +66,9 @@ InputMovie::InputMovie(const std::filesystem::path& path) : path_(path) {
     av_dict_free(&options);
     if (opened < 0) failWith(opened);
     context_.reset(context);
-    if (const int found = avformat_find_stream_info(context, nullptr); found < 0) failWith(found);
+    const bool enough = look == Look::briefly && headTellsAll(*context);
+    const int found = enough ? 0 : avformat_find_stream_info(context, nullptr);
+    if (found < 0) failWith(found);
     if (!videoTrack() && audioTracks().empty()) fail(localized("it isn't a movie, or it is damaged."));
 }
 
@@ -74,9 +95,28 @@ double InputMovie::duration() const {
     return std::max(0.0, static_cast<double>(context_->duration) / AV_TIME_BASE);
 }
 
-std::int64_t InputMovie::packetCount(int track) const {
-    const std::int64_t indexed = avformat_index_get_entries_count(context_->streams[track]);
-    return std::max(indexed, stream(track).nb_frames);
+std::int64_t InputMovie::packetCount(int track, const std::optional<CMTimeRange>& range) const {
+    AVStream* from = context_->streams[track];
+    const std::int64_t indexed = avformat_index_get_entries_count(from);
+    if (from->nb_frames <= 0) return countedPackets(track);
+    if (!range || indexed < from->nb_frames) return std::max(indexed, from->nb_frames);
+    const auto at = [&](double seconds) {
+        return static_cast<std::int64_t>(seconds / av_q2d(from->time_base));
+    };
+    const int first =
+        av_index_search_timestamp(from, at(range->start.seconds() - mostLeadIn), AVSEEK_FLAG_BACKWARD);
+    const int last = av_index_search_timestamp(from, at(range->end.seconds()), AVSEEK_FLAG_ANY);
+    return (last < 0 ? indexed : last + 1) - std::max(first, 0);
+}
+
+std::int64_t InputMovie::countedPackets(int track) const {
+    InputMovie movie(path_);
+    movie.select({track});
+    const OwnedPacket packet = makePacket();
+    std::int64_t count = 0;
+    while (movie.read(*packet))
+        ++count;
+    return count;
 }
 
 void InputMovie::select(const std::vector<int>& tracks) {
@@ -93,11 +133,27 @@ void InputMovie::seek(double seconds) {
         if (!track || videoTrack() == static_cast<int>(i)) track = static_cast<int>(i);
     }
     if (!track) return;
-    const auto time = static_cast<std::int64_t>(std::floor(seconds / av_q2d(stream(*track).time_base)));
-    const int result = av_seek_frame(context_.get(), *track, time, AVSEEK_FLAG_BACKWARD);
+    constexpr double rounding = 1e-6;
+    const double ticks = seconds / av_q2d(stream(*track).time_base);
+    const auto time = static_cast<std::int64_t>(std::floor(ticks + rounding));
+    std::int64_t place = time;
+    std::int64_t earliest = std::numeric_limits<std::int64_t>::max();
+    seekTo(*track, place);
+    // Places are found by the times of decoding, which may lie before those of showing.
+    const OwnedPacket packet = makePacket();
+    while (read(*packet) && packet->pts > time && packet->dts < earliest) {
+        earliest = packet->dts;
+        place = earliest - 1;
+        seekTo(*track, place);
+    }
+    seekTo(*track, place);
+}
+
+void InputMovie::seekTo(int track, std::int64_t time) {
+    const int result = av_seek_frame(context_.get(), track, time, AVSEEK_FLAG_BACKWARD);
     // Before the first picture there is nothing to go to.
     if (result < 0 &&
-        av_seek_frame(context_.get(), *track, stream(*track).start_time, AVSEEK_FLAG_BACKWARD) < 0)
+        av_seek_frame(context_.get(), track, stream(track).start_time, AVSEEK_FLAG_BACKWARD) < 0)
         failWith(result);
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "Linux/Media/Editing/Libav.h"
+#include "Platform/AVAsset.h"
 
 #include <cstdint>
 #include <filesystem>
@@ -16,8 +17,13 @@ namespace lumicrate::media {
 /// times. One thread. Everything throws PlatformError, which names the file.
 class InputMovie {
  public:
+    enum class Look {
+        closely,  ///< also at the first of the media
+        briefly,  ///< as far as the head tells, which is enough to copy
+    };
+
     /// Reads the head.
-    explicit InputMovie(const std::filesystem::path& path);
+    explicit InputMovie(const std::filesystem::path& path, Look look = Look::closely);
 
     /// The first video track that is more than a cover picture; its number in the file.
     std::optional<int> videoTrack() const;
@@ -26,8 +32,9 @@ class InputMovie {
     const AVStream& stream(int track) const { return *context_->streams[track]; }
     /// The whole presentation's length in seconds; 0 for none.
     double duration() const;
-    /// How many packets a track has as far as the head tells.
-    std::int64_t packetCount(int track) const;
+    /// At least how many packets of a track it takes to present `range`, or all without one. Where the head
+    /// does not tell, the file is read through.
+    std::int64_t packetCount(int track, const std::optional<CMTimeRange>& range = std::nullopt) const;
 
     /// Leaves the other tracks alone from now on.
     void select(const std::vector<int>& tracks);
@@ -51,6 +58,8 @@ class InputMovie {
         void operator()(AVFormatContext* context) const { avformat_close_input(&context); }
     };
 
+    void seekTo(int track, std::int64_t time);
+    std::int64_t countedPackets(int track) const;
     [[noreturn]] void failWith(int error) const;
 
     std::filesystem::path path_;

@@ -58,13 +58,16 @@ struct ClosedAtLast {
 
 }  // namespace
 
-MixedTrack::MixedTrack(const std::filesystem::path& source, const std::vector<int>& tracks)
-    : source_(source), tracks_(tracks), encoder_(SoundReader::sampleRate, SoundReader::channels, bitRate) {}
+MixedTrack::MixedTrack(const InputMovie& source)
+    : source_(source.path()),
+      tracks_(source.audioTracks()),
+      duration_(source.duration()),
+      encoder_(SoundReader::sampleRate, SoundReader::channels, bitRate) {}
 
-void MixedTrack::addTo(OutputMovie& output, double duration) {
-    const auto frames = static_cast<std::int64_t>(std::ceil(duration * SoundReader::sampleRate));
-    number_ = output.addSound(encoder_.description(), "Audio", frames / isobmff::aacFrameLength + 8);
-    output_ = &output;
+void MixedTrack::addTo(OutputMovie& movie) {
+    const auto frames = static_cast<std::int64_t>(std::ceil(duration_ * SoundReader::sampleRate));
+    number_ = movie.addSound(encoder_.description(), "Audio", frames / isobmff::aacFrameLength + 8);
+    movie_ = &movie;
 }
 
 void MixedTrack::mixInto(Handover<std::vector<float>>& pieces) const {
@@ -84,7 +87,7 @@ void MixedTrack::write() {
         packet->pts = packet->dts = sample.time;
         packet->duration = sample.duration;
         packet->flags = AV_PKT_FLAG_KEY;
-        output_->write(number_, *packet);
+        movie_->write(number_, *packet);
     };
     Handover<std::vector<float>> pieces(piecesAhead);
     // Decoding and mixing on one thread, encoding on this one.
@@ -94,7 +97,7 @@ void MixedTrack::write() {
         encoder_.encode(*piece, sink);
     mixing.get();
     encoder_.finish(sink);
-    output_->end(number_);
+    movie_->end(number_);
 }
 
 }  // namespace lumicrate::media

@@ -3,7 +3,8 @@
 
 #include "Linux/Media/AacEncoder.h"
 #include "Linux/Media/Editing/Handover.h"
-#include "Linux/Media/Editing/OutputMovie.h"
+#include "Linux/Media/Editing/InputMovie.h"
+#include "Linux/Media/Editing/TrackWriter.h"
 
 #include <filesystem>
 #include <vector>
@@ -14,22 +15,21 @@ namespace lumicrate::media {
 /// begins at the movie's time zero and ends with the last of them.
 ///
 /// Every track sounds at full gain. Where their sum would clip, and only there, PeakLimiter turns it down.
-class MixedTrack {
+class MixedTrack final : public TrackWriter {
  public:
-    MixedTrack(const std::filesystem::path& source, const std::vector<int>& tracks);
+    explicit MixedTrack(const InputMovie& source);
 
-    /// Adds the track to a movie that has not begun.
-    void addTo(OutputMovie& output, double duration);
-    /// Writes all of it, and ends the track.
-    void write();
+    void addTo(OutputMovie& movie) override;
+    void write() override;
 
  private:
     void mixInto(Handover<std::vector<float>>& pieces) const;
 
     std::filesystem::path source_;
     std::vector<int> tracks_;
+    double duration_;
     AacEncoder encoder_;
-    OutputMovie* output_ = nullptr;
+    OutputMovie* movie_ = nullptr;
     int number_ = 0;
 };
 

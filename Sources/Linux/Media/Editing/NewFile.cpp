@@ -5,13 +5,18 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
+#include <cstddef>
 #include <new>
 #include <span>
 #include <utility>
+#include <vector>
 
 extern "C" {
 #include <libavutil/error.h>
+#include <libavutil/intreadwrite.h>
 #include <libavutil/mem.h>
 }
 
@@ -55,10 +60,38 @@ NewFile::~NewFile() {
 }
 
 void NewFile::keep() {
-    avio_flush(io_.get());
-    checked(io_->error, cannotWrite);
+    flush();
     if (!named_) checked(AVERROR(giveName(file_, path_)), cannotWrite);
     kept_ = true;
+}
+
+void NewFile::flush() {
+    avio_flush(io_.get());
+    checked(io_->error, cannotWrite);
+}
+
+void NewFile::changeBox(std::string_view type, const std::function<void(std::span<std::uint8_t>)>& change) {
+    constexpr std::size_t headerSize = 8;
+    flush();
+    std::array<std::uint8_t, headerSize> header{};
+    for (std::uint64_t place = 0;;) {
+        readBytes(place, header);
+        const std::size_t size = AV_RB32(header.data());
+        if (size < headerSize) failWithCode(cannotWrite, AVERROR(EIO));
+        if (std::equal(type.begin(), type.end(), header.begin() + 4)) {
+            std::vector<std::uint8_t> content(size - headerSize);
+            readBytes(place + headerSize, content);
+            change(content);
+            checked(AVERROR(writeWhole(file_, place + headerSize, content)), cannotWrite);
+            return;
+        }
+        place += size;
+    }
+}
+
+void NewFile::readBytes(std::uint64_t offset, std::span<std::uint8_t> bytes) const {
+    if (readWhole(file_, offset, bytes) != static_cast<std::int64_t>(bytes.size()))
+        failWithCode(cannotWrite, AVERROR(EIO));
 }
 
 int NewFile::write(void* self, std::uint8_t* data, int size) {

@@ -5,7 +5,9 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <memory>
+#include <span>
 #include <string_view>
 
 extern "C" {
@@ -30,6 +32,9 @@ class NewFile {
     NewFile& operator=(const NewFile&) = delete;
 
     AVIOContext* io() const { return io_.get(); }
+    /// Lets `change` have what is in the first box of this type in the file, without its header. Throws
+    /// PlatformError.
+    void changeBox(std::string_view type, const std::function<void(std::span<std::uint8_t>)>& change);
     /// Writes what is still in memory, and names the file. Throws PlatformError.
     void keep();
 
@@ -38,6 +43,8 @@ class NewFile {
         void operator()(AVIOContext* io) const;
     };
 
+    void flush();
+    void readBytes(std::uint64_t offset, std::span<std::uint8_t> bytes) const;
     static int write(void* self, std::uint8_t* data, int size);
     static std::int64_t seek(void* self, std::int64_t offset, int whence);
 

@@ -1,12 +1,16 @@
 #include "Linux/Media/Editing/OutputMovie.h"
 
+#include "Linux/Media/Editing/TrackEnds.h"
 #include "Linux/Media/Failure.h"
+#include "Linux/Media/IsoBmff/BoxReader.h"
 #include "Linux/Media/IsoBmff/Fragment.h"
 #include "Support/Error.h"
 
 #include <algorithm>
 #include <limits>
+#include <map>
 #include <new>
+#include <span>
 #include <utility>
 
 namespace lumicrate::media {
@@ -19,6 +23,9 @@ constexpr double longestTurn = 0.5;
 /// A movie clock in which the clocks of our pictures and of sound at any usual rate are whole, so that
 /// neither is shifted by rounding.
 constexpr int movieTimescale = 720'000;
+
+/// Clocks of pictures tick at least as often in a second.
+constexpr int fineEnough = 90'000;
 
 /// What the index takes at most: for the file, for a track, and for a packet that is alone in its chunk and
 /// has a duration, a presentation time, a size and a place of its own and is a key picture.
@@ -71,6 +78,7 @@ OutputMovie::OutputMovie(const std::filesystem::path& path, AVFileType type, dou
     context_.reset(context);
     context_->pb = file_.io();
     context_->flags |= AVFMT_FLAG_CUSTOM_IO;
+    context_->flush_packets = 0;
     // Negative times are what an edit list hides.
     context_->avoid_negative_ts = AVFMT_AVOID_NEG_TS_DISABLED;
 }
@@ -96,16 +104,33 @@ int OutputMovie::addCopy(const InputMovie& source, int track, std::int64_t packe
                             localized("has a track that such a file can't hold:") + " " +
                             avcodec_get_name(from.codecpar->codec_id) + ".");
     }
-    AVStream& to = addStream(packets);
-    check(avcodec_parameters_copy(to.codecpar, from.codecpar));
+    AVStream& to = addAs(source, track, *from.codecpar, packets);
     to.codecpar->codec_tag = tagFor(format, *from.codecpar);
-    to.time_base = from.time_base;
+    return to.index;
+}
+
+int OutputMovie::addRecoded(const InputMovie& source, int track, const AVCodecParameters& parameters,
+                            std::int64_t packets) {
+    return addAs(source, track, parameters, packets).index;
+}
+
+AVStream& OutputMovie::addAs(const InputMovie& source, int track, const AVCodecParameters& parameters,
+                             std::int64_t packets) {
+    const AVStream& from = source.stream(track);
+    AVStream& to = addStream(packets);
+    check(avcodec_parameters_copy(to.codecpar, &parameters));
+    to.time_base = parameters.codec_type == AVMEDIA_TYPE_VIDEO ? clockFor(from) : from.time_base;
     to.avg_frame_rate = from.avg_frame_rate;
     to.sample_aspect_ratio = from.sample_aspect_ratio;
     to.disposition = from.disposition;
     av_dict_copy(&to.metadata, from.metadata, 0);
     copySideData(from, to);
-    return to.index;
+    return to;
+}
+
+AVRational OutputMovie::clockFor(const AVStream& source) {
+    const int rate = std::max(source.time_base.den, 1);
+    return {1, rate * std::max(1, (fineEnough + rate - 1) / rate)};
 }
 
 int OutputMovie::addTrack(const AVCodecParameters& parameters, AVRational timeBase, const std::string& title,
@@ -163,8 +188,12 @@ std::int64_t OutputMovie::roomForIndex() const {
 void OutputMovie::write(int track, AVPacket& packet) {
     std::unique_lock lock(mutex_);
     Track& writing = tracks_[static_cast<std::size_t>(track)];
+    writing.end = std::max(writing.end, packet.pts + packet.duration);
     writing.reached = secondsOf(packet.dts, timeBase(track));
-    turn_.notify_all();
+    const bool wakes = std::any_of(tracks_.begin(), tracks_.end(), [&writing](const Track& each) {
+        return each.resting && each.reached <= writing.reached;
+    });
+    if (wakes) turn_.notify_all();
     turn_.wait(lock, [this, &writing] { return abandoned_ || mayWrite(writing); });
     if (abandoned_) throw CancelledError();
     packet.stream_index = track;
@@ -201,10 +230,17 @@ bool OutputMovie::mayWrite(Track& track) {
     return !track.resting;
 }
 
-void OutputMovie::end(int track) {
+void OutputMovie::end(int track, std::int64_t last) {
     const std::lock_guard lock(mutex_);
-    tracks_[static_cast<std::size_t>(track)].ended = true;
+    Track& ended = tracks_[static_cast<std::size_t>(track)];
+    ended.ended = true;
+    ended.last = last;
     turn_.notify_all();
+}
+
+void OutputMovie::checkIsWanted() {
+    const std::lock_guard lock(mutex_);
+    if (abandoned_ || work_.stop.stop_requested()) throw CancelledError();
 }
 
 void OutputMovie::abandon() {
@@ -215,7 +251,22 @@ void OutputMovie::abandon() {
 
 void OutputMovie::finish() {
     check(av_write_trailer(context_.get()));
+    endTracks();
     file_.keep();
+}
+
+void OutputMovie::endTracks() {
+    std::map<int, double> ends;
+    for (int i = 0; i < static_cast<int>(tracks_.size()); ++i) {
+        const Track& each = tracks_[static_cast<std::size_t>(i)];
+        if (each.end > each.last) ends[i] = secondsOf(each.last, timeBase(i));
+    }
+    if (ends.empty()) return;
+    try {
+        file_.changeBox("moov", [&ends](std::span<std::uint8_t> moov) { endTracksBy(ends, moov); });
+    } catch (const isobmff::Malformed&) {
+        failWithCode(cannotWrite, AVERROR_BUG);
+    }
 }
 
 }  // namespace lumicrate::media

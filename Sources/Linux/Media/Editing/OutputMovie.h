@@ -10,6 +10,7 @@
 #include <condition_variable>
 #include <cstdint>
 #include <filesystem>
+#include <limits>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -36,6 +37,9 @@ class OutputMovie {
     void describeAs(const InputMovie& source);
     /// A track as it is in `source`, of at most `packets` packets. Gives its number here.
     int addCopy(const InputMovie& source, int track, std::int64_t packets);
+    /// The pictures of a track of `source`, coded anew as `parameters` tell; clockFor is their clock.
+    int addRecoded(const InputMovie& source, int track, const AVCodecParameters& parameters,
+                   std::int64_t packets);
     /// A track that is made anew.
     int addTrack(const AVCodecParameters& parameters, AVRational timeBase, const std::string& title,
                  std::int64_t packets);
@@ -43,13 +47,20 @@ class OutputMovie {
     int addSound(const isobmff::AudioDescription& sound, const std::string& title, std::int64_t packets);
     void begin();
 
+    /// The clock that a track of such pictures gets: the one that it had, or one that is finer by a whole
+    /// factor, so that any instant can be met.
+    static AVRational clockFor(const AVStream& source);
     /// The clock of a track, once the file has begun.
     AVRational timeBase(int track) const { return context_->streams[track]->time_base; }
     /// Takes the packet's data; its times count ticks of the track's clock. Decoding times grow; how long a
     /// track's last packet lasts is its duration. Throws CancelledError once the movie is abandoned.
     void write(int track, AVPacket& packet);
-    /// No more packets of the track come.
-    void end(int track);
+    /// No more packets of the track come. What is presented of it ends at `last`, in ticks of its clock, at
+    /// the latest.
+    void end(int track, std::int64_t last = std::numeric_limits<std::int64_t>::max());
+    /// From any thread, for who has nothing to write for long: throws CancelledError when the movie is
+    /// abandoned or the work given up.
+    void checkIsWanted();
     /// From any thread: everybody who writes gives up.
     void abandon();
     /// Completes the file.
@@ -61,15 +72,20 @@ class OutputMovie {
     };
     struct Track {
         std::int64_t packets = 0;
+        std::int64_t end = 0;  ///< of what was written, in ticks
+        std::int64_t last = std::numeric_limits<std::int64_t>::max();
         double reached = 0;  ///< seconds
         bool ended = false;
         bool resting = false;  ///< until the others have come as far
     };
 
     AVStream& addStream(std::int64_t packets);
+    AVStream& addAs(const InputMovie& source, int track, const AVCodecParameters& parameters,
+                    std::int64_t packets);
     void tellProgress();
     bool mayWrite(Track& track);
     std::int64_t roomForIndex() const;
+    void endTracks();
 
     NewFile file_;
     std::unique_ptr<AVFormatContext, Free> context_;

@@ -1,10 +1,12 @@
 #include "Linux/Media/Editing/TrackCopy.h"
 
+#include "Linux/Media/Editing/TickRange.h"
+#include "Support/Error.h"
+
 #include <algorithm>
 #include <cmath>
-#include <deque>
-#include <limits>
 #include <utility>
+#include <vector>
 
 namespace lumicrate::media {
 
@@ -13,44 +15,39 @@ namespace {
 /// Sound that is decoded before the start, in seconds, so that the decoder has settled there.
 constexpr double soundLeadIn = 0.05;
 
-/// A range in ticks of the new track's clock.
-struct TickRange {
-    std::int64_t start = 0;
-    std::int64_t end = std::numeric_limits<std::int64_t>::max() / 2;  ///< so that differences fit
-
-    static TickRange of(const std::optional<CMTimeRange>& range, AVRational clock) {
-        if (!range) return {};
-        return {ticksAt(range->start, clock), ticksAt(range->end, clock)};
-    }
-    static std::int64_t ticksAt(CMTime time, AVRational clock) {
-        const AVRational seconds{1, static_cast<int>(time.timescale())};
-        return av_rescale_q_rnd(time.value(), seconds, clock, AV_ROUND_NEAR_INF);
-    }
-};
-
 class TrackCopier {
  public:
+    enum class From { start, nextKey };
+
     TrackCopier(const std::filesystem::path& source, TrackPair track, const std::optional<CMTimeRange>& range,
-                OutputMovie& output)
-        : input_(source),
+                From from, OutputMovie& output)
+        : input_(source, InputMovie::Look::briefly),
           track_(track),
           video_(input_.videoTrack() == track.from),
+          skipping_(from == From::nextKey),
           range_(TickRange::of(range, output.timeBase(track.to))),
           output_(output) {
         input_.select({track.from});
         if (!range) return;
         const double lead = video_ ? 0 : soundLeadIn;
-        input_.seek(std::max(range->start.seconds() - lead, 0.0));
+        input_.seek(range->start.seconds() - lead);
         leadIn_ = static_cast<std::int64_t>(std::llround(lead / av_q2d(output.timeBase(track.to))));
     }
 
     void run() {
+        bool goesOn = false;
         while (OwnedPacket packet = next()) {
-            if (packet->dts >= range_.end) break;
+            goesOn = packet->dts >= range_.end;
+            if (goesOn) break;
+            if (skipping_ && !isNextKey(*packet)) continue;
+            skipping_ = false;
             take(std::move(packet));
         }
         writeHeld();
-        output_.end(track_.to);
+        // Where another picture follows beyond the end, the last one is shown until then, whatever it says.
+        if (goesOn && video_ && last_) last_->duration = range_.end - last_->pts;
+        writeLast();
+        output_.end(track_.to, range_.end - range_.start);
     }
 
  private:
@@ -65,50 +62,89 @@ class TrackCopier {
         return packet;
     }
 
-    /// What lies before the start is held until it is known which of it is shown at the start.
+    bool isNextKey(const AVPacket& packet) const {
+        return (packet.flags & AV_PKT_FLAG_KEY) != 0 && packet.pts > range_.start;
+    }
+
+    /// Pictures that are decoded by the start are held until it is known which of them is shown there.
     void take(OwnedPacket packet) {
-        const bool before = packet->pts <= range_.start && range_.start > 0;
+        const bool before = packet->dts <= range_.start && range_.start > 0;
         if (!before) {
             writeHeld();
-            return write(*packet);
+            return write(std::move(packet));
         }
         if (!video_) {
-            if (packet->pts + packet->duration + leadIn_ > range_.start) write(*packet);
+            if (packet->pts + packet->duration + leadIn_ > range_.start) write(std::move(packet));
             return;
         }
-        if (packet->pts != packet->dts) reordered_ = true;
+        reordered_ = reordered_ || packet->pts != packet->dts;
+        if ((packet->flags & AV_PKT_FLAG_KEY) != 0 && !reordered_) held_.clear();
         held_.push_back(std::move(packet));
     }
 
     void writeHeld() {
-        std::int64_t left = static_cast<std::int64_t>(held_.size());
-        for (OwnedPacket& packet : held_) {
-            --left;
-            if (!reordered_) {
-                // In ticks before the start, of which the last picture has none.
-                const std::int64_t end = packet->pts + packet->duration;
-                packet->pts = packet->dts = range_.start - left;
-                packet->duration = left > 0 ? 1 : std::max<std::int64_t>(end - range_.start, 1);
-            }
-            write(*packet);
+        // The one that is shown at the start begins there.
+        AVPacket* shown = nullptr;
+        for (const OwnedPacket& packet : held_) {
+            if (packet->pts <= range_.start && (!shown || packet->pts > shown->pts)) shown = packet.get();
         }
+        if (shown) {
+            shown->duration = std::max<std::int64_t>(shown->pts + shown->duration - range_.start, 1);
+            shown->pts = range_.start;
+        }
+        if (!reordered_) squeezeHeld();
+        for (OwnedPacket& packet : held_)
+            write(std::move(packet));
         held_.clear();
     }
 
-    void write(AVPacket& packet) {
-        packet.duration = std::min(packet.duration, range_.end - packet.pts);
-        packet.pts -= range_.start;
-        packet.dts -= range_.start;
-        output_.write(track_.to, packet);
+    /// A tick for each before the start.
+    void squeezeHeld() {
+        std::int64_t left = static_cast<std::int64_t>(held_.size());
+        for (const OwnedPacket& packet : held_) {
+            --left;
+            packet->pts = packet->dts = range_.start - left;
+            if (left > 0) packet->duration = 1;
+        }
+    }
+
+    /// What comes after the end is there only for what is decoded after it.
+    void write(OwnedPacket packet) {
+        const bool hidden = (packet->flags & AV_PKT_FLAG_DISCARD) != 0 && packet->pts > range_.start;
+        if (packet->pts >= range_.end || hidden) {
+            packet->duration = 0;
+            beyond_.push_back(std::move(packet));
+            return;
+        }
+        for (OwnedPacket& each : std::exchange(beyond_, {}))
+            writeAfterLast(std::move(each));
+        packet->duration = std::min(packet->duration, range_.end - packet->pts);
+        writeAfterLast(std::move(packet));
+    }
+
+    void writeAfterLast(OwnedPacket packet) {
+        writeLast();
+        last_ = std::move(packet);
+    }
+
+    void writeLast() {
+        if (!last_) return;
+        last_->pts -= range_.start;
+        last_->dts -= range_.start;
+        output_.write(track_.to, *last_);
+        last_.reset();
     }
 
     InputMovie input_;
     TrackPair track_;
     bool video_;
+    bool skipping_;
     TickRange range_;
     std::int64_t leadIn_ = 0;
     OutputMovie& output_;
-    std::deque<OwnedPacket> held_;
+    std::vector<OwnedPacket> held_;
+    std::vector<OwnedPacket> beyond_;
+    OwnedPacket last_;
     bool reordered_ = false;
 };
 
@@ -116,7 +152,20 @@ class TrackCopier {
 
 void copyTrack(const std::filesystem::path& source, TrackPair track, const std::optional<CMTimeRange>& range,
                OutputMovie& output) {
-    TrackCopier(source, track, range, output).run();
+    TrackCopier(source, track, range, TrackCopier::From::start, output).run();
+}
+
+void copyFromNextKey(const std::filesystem::path& source, TrackPair track, const CMTimeRange& range,
+                     OutputMovie& output) {
+    TrackCopier(source, track, range, TrackCopier::From::nextKey, output).run();
+}
+
+CopiedTrack::CopiedTrack(const InputMovie& source, int track, std::optional<CMTimeRange> range)
+    : source_(source), path_(source.path()), pair_{track, 0}, range_(range) {}
+
+void CopiedTrack::addTo(OutputMovie& movie) {
+    movie_ = &movie;
+    pair_.to = movie.addCopy(source_, pair_.from, source_.packetCount(pair_.from, range_));
 }
 
 }  // namespace lumicrate::media

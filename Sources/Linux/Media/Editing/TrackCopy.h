@@ -3,6 +3,7 @@
 
 #include "Linux/Media/Editing/InputMovie.h"
 #include "Linux/Media/Editing/OutputMovie.h"
+#include "Linux/Media/Editing/TrackWriter.h"
 #include "Platform/AVAsset.h"
 
 #include <filesystem>
@@ -27,5 +28,24 @@ struct TrackPair {
 /// by as many pictures as that takes.
 void copyTrack(const std::filesystem::path& source, TrackPair track, const std::optional<CMTimeRange>& range,
                OutputMovie& output);
+
+/// The same from the first key picture after the start on.
+void copyFromNextKey(const std::filesystem::path& source, TrackPair track, const CMTimeRange& range,
+                     OutputMovie& output);
+
+class CopiedTrack final : public TrackWriter {
+ public:
+    /// `source` must outlive `addTo`.
+    CopiedTrack(const InputMovie& source, int track, std::optional<CMTimeRange> range);
+    void addTo(OutputMovie& movie) override;
+    void write() override { copyTrack(path_, pair_, range_, *movie_); }
+
+ private:
+    const InputMovie& source_;
+    std::filesystem::path path_;
+    TrackPair pair_;
+    std::optional<CMTimeRange> range_;
+    OutputMovie* movie_ = nullptr;
+};
 
 }  // namespace lumicrate::media

@@ -1,0 +1,89 @@
+#include "Linux/Media/Editing/TrackEnds.h"
+
+#include "Linux/Media/IsoBmff/BoxReader.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <vector>
+
+namespace lumicrate::media {
+
+namespace {
+
+using isobmff::BoxReader;
+
+/// A number in the index, of 32 bits or 64.
+class Field {
+ public:
+    Field(BoxReader& reader, bool in64Bits) : bytes_(reader.bytes(in64Bits ? 8 : 4)) {}
+
+    std::uint64_t value() const {
+        std::uint64_t value = 0;
+        for (const std::uint8_t byte : bytes_)
+            value = value << 8 | byte;
+        return value;
+    }
+    void set(std::uint64_t value, std::span<std::uint8_t> moov) const {
+        std::uint8_t* place = moov.data() + (bytes_.data() - moov.data());
+        for (std::size_t i = bytes_.size(); i > 0; --i, value >>= 8)
+            place[i - 1] = static_cast<std::uint8_t>(value & 0xFF);
+    }
+
+ private:
+    std::span<const std::uint8_t> bytes_;
+};
+
+/// Of a header that begins with two dates and then has `between` bytes.
+Field durationIn(BoxReader header, std::size_t between) {
+    const bool wide = header.fullBoxHeader().version == 1;
+    header.skip((wide ? 16 : 8) + between);
+    return {header, wide};
+}
+
+std::uint32_t timescaleIn(BoxReader header) {
+    header.skip(header.fullBoxHeader().version == 1 ? 16 : 8);
+    return header.u32();
+}
+
+std::vector<Field> editsIn(BoxReader list) {
+    const bool wide = list.fullBoxHeader().version == 1;
+    std::vector<Field> durations;
+    for (std::uint32_t left = list.u32(); left > 0; --left) {
+        durations.emplace_back(list, wide);
+        list.skip(wide ? 12 : 8);
+    }
+    return durations;
+}
+
+void endTrackBy(std::uint64_t end, const BoxReader& track, std::span<std::uint8_t> moov) {
+    constexpr std::size_t numberAndReserved = 8;
+    const std::vector<Field> edits = editsIn(track.child("edts").child("elst"));
+    std::uint64_t total = 0;
+    for (const Field& each : edits)
+        total += each.value();
+    if (edits.empty() || total <= end) return;
+    const std::uint64_t last = edits.back().value();
+    edits.back().set(last - std::min(last, total - end), moov);
+    durationIn(track.child("tkhd"), numberAndReserved).set(end, moov);
+}
+
+}  // namespace
+
+void endTracksBy(const std::map<int, double>& ends, std::span<std::uint8_t> moov) {
+    constexpr std::size_t numberAndReserved = 8;
+    const BoxReader index(moov);
+    const std::uint32_t timescale = timescaleIn(index.child("mvhd"));
+    std::uint64_t longest = 0;
+    int number = 0;
+    for (BoxReader rest = index; rest.remaining() > 0;) {
+        const isobmff::Box box = rest.box();
+        if (box.type != isobmff::fourCC("trak")) continue;
+        if (const auto end = ends.find(number++); end != ends.end())
+            endTrackBy(static_cast<std::uint64_t>(std::llround(end->second * timescale)), box.content, moov);
+        longest = std::max(longest, durationIn(box.content.child("tkhd"), numberAndReserved).value());
+    }
+    durationIn(index.child("mvhd"), sizeof timescale).set(longest, moov);
+}
+
+}  // namespace lumicrate::media
