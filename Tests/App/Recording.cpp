@@ -37,6 +37,22 @@ Program::Program(std::vector<std::string> arguments, const stage::Environment& e
                  std::vector<std::string> launcher)
     : process_(commandLine(std::move(launcher), LUMICRATE_PROGRAM, arguments), captured(environment)) {}
 
+void Program::awaitWriting() {
+    const auto descriptors = "/proc/" + std::to_string(process_.processId()) + "/fd";
+    while (process_.isRunning()) {
+        std::error_code gone;
+        std::filesystem::directory_iterator each(descriptors, gone);
+        for (; !gone && each != std::filesystem::directory_iterator(); each.increment(gone)) {
+            const std::string file = std::filesystem::read_symlink(each->path(), gone);
+            for (const char* mark : {"/#", "/.mix-", "/.trim-"}) {
+                if (file.find(mark) != std::string::npos) return;
+            }
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    throw std::runtime_error("The program wrote no movie.");
+}
+
 Outcome Program::end(double seconds) {
     Outcome outcome;
     outcome.status = process_.mustEnd(seconds).exitStatus;

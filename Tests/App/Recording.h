@@ -31,6 +31,9 @@ class Program {
                      std::vector<std::string> launcher = {});
 
     stage::ChildProcess& process() { return process_; }
+    /// Waits until it is writing a new movie, which has a hidden name or none. Throws std::runtime_error when
+    /// it ends before.
+    void awaitWriting();
     /// Waits for the end.
     Outcome end(double seconds = 60);
 

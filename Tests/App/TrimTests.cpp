@@ -119,10 +119,7 @@ TEST_F(TrimCommandTests, AnInterruptionLeavesNothing) {
          "libx264", "-preset", "ultrafast", "-bf", "2", "-x264-params", "scenecut=0", movie},
         {}, 120);
     Program program({"trim", movie, "--from", "0.5", "--precise"});
-    const auto isBegun = [this] { return names().size() > 1; };
-    while (!isBegun() && program.process().isRunning())
-        program.process().wait(0.01);
-    ASSERT_TRUE(isBegun());
+    program.awaitWriting();
     program.process().signal(SIGINT);
     const Outcome outcome = program.end();
     EXPECT_EQ(outcome.status, 1);

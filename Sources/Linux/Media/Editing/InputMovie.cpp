@@ -51,6 +51,21 @@ std::string reasonOf(int error) {
     }
 }
 
+/// Whether the head tells of samples that the file does not hold.
+bool isCutOff(const AVFormatContext& context) {
+    // Other containers' places are not those of packets.
+    if (std::string_view(context.iformat->name).find("mp4") == std::string_view::npos) return false;
+    const std::int64_t size = avio_size(context.pb);
+    for (unsigned i = 0; i < context.nb_streams; ++i) {
+        AVStream* stream = context.streams[i];
+        for (int place = 0; place < avformat_index_get_entries_count(stream); ++place) {
+            const AVIndexEntry* sample = avformat_index_get_entry(stream, place);
+            if (sample->pos + sample->size > size) return true;
+        }
+    }
+    return false;
+}
+
 }  // namespace
 
 InputMovie::InputMovie(const std::filesystem::path& path, Look look) : path_(path) {
@@ -69,6 +84,7 @@ InputMovie::InputMovie(const std::filesystem::path& path, Look look) : path_(pat
     const bool enough = look == Look::briefly && headTellsAll(*context);
     const int found = enough ? 0 : avformat_find_stream_info(context, nullptr);
     if (found < 0) failWith(found);
+    if (isCutOff(*context)) fail(localized("it is cut off."));
     if (!videoTrack() && audioTracks().empty()) fail(localized("it isn't a movie, or it is damaged."));
 }
 

@@ -144,7 +144,7 @@ TEST_F(TrimEdgeTests, SaysWhyItCannot) {
         {folder / "missing", "No such file"},
         {folder / "text", "isn't a movie"},
         {file("empty", 0), "it is empty"},
-        {file("half", bytes / 2), "cut off or damaged", 0.1, 3.9},
+        {file("half", bytes / 2), "it is cut off", 0.1, 3.9},
         {folder.path(), "it is a folder"},
         {folder / "exotic.mkv", "can't hold: ffv1"},
         {movie.path, "outside the recording", 4.5, 5},
