@@ -1,6 +1,7 @@
 #include "App/CommandLine/CommandLine.h"
 
 #include "App/CommandLine/ConvertCommand.h"
+#include "App/CommandLine/GifCommand.h"
 #include "App/CommandLine/MixCommand.h"
 #include "App/CommandLine/OptionParser.h"
 #include "App/CommandLine/RecordCommand.h"
@@ -31,6 +32,7 @@ constexpr std::array commands{
     Command{"recordings", "List the recordings there are.", runRecordingsCommand},
     Command{"sources", "List displays, windows, microphones and cameras.", runSourcesCommand},
     Command{"trim", "Save a part of a recording.", runTrimCommand},
+    Command{"gif", "Make an animated GIF of a recording.", runGifCommand},
     Command{"mix", "Mix the audio tracks of a recording into one.", runMixCommand},
     Command{"convert", "Make an MP4 file of a recording.", runConvertCommand},
     Command{"settings", "Show or change the stored preferences.", runSettingsCommand},

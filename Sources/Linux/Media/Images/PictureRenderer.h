@@ -1,0 +1,37 @@
+// PictureRenderer: decoded pictures as upright RGB pictures of another size.
+#pragma once
+
+#include "Linux/Media/Editing/Libav.h"
+#include "Linux/Media/Images/PictureShape.h"
+#include "Platform/AVAsset.h"
+
+#include <memory>
+
+struct SwsContext;
+
+namespace lumicrate::media {
+
+/// Keeps what it scales with from picture to picture. One thread at a time.
+class PictureRenderer {
+ public:
+    /// `shown` is the size of the upright pictures.
+    PictureRenderer(PixelSize shown, const Orientation& orientation);
+
+    /// Draws `frame`, in the colours that it says it is in (BT.709 or BT.601 by its size where it says
+    /// nothing), into `image`. Throws PlatformError for a kind of picture that cannot be converted.
+    void render(const AVFrame& frame, CGImage& image);
+
+ private:
+    struct Free {
+        void operator()(SwsContext* scaler) const;
+    };
+
+    void scale(const AVFrame& frame, int colorSpace, bool fullRange);
+
+    PixelSize shown_;
+    Orientation orientation_;
+    std::unique_ptr<SwsContext, Free> scaler_;
+    OwnedFrame scaled_;  // YUV 4:4:4, as the movie is turned
+};
+
+}  // namespace lumicrate::media

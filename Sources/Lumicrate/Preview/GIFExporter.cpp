@@ -1,0 +1,70 @@
+#include "Lumicrate/Preview/GIFExporter.h"
+
+#include "Support/Background.h"
+#include "Support/Error.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <functional>
+#include <memory>
+
+namespace lumicrate {
+
+namespace {
+
+constexpr double mostFramesPerSecond = 50;
+constexpr std::int64_t timescale = 600;
+constexpr std::int64_t mostReports = 200;
+
+/// 1 ⁄ fps, exact for rates of up to three decimals.
+CMTime frameStep(double fps) {
+    constexpr std::int64_t thousand = 1000;
+    const double rate = std::min(fps, mostFramesPerSecond);
+    return {thousand, std::max(std::llround(rate * thousand), 1LL)};
+}
+
+/// The frame times below the duration. Containers round durations to microseconds: what such a rounding adds
+/// to the last frame is not one more.
+std::int64_t countFrames(double duration, CMTime step) {
+    constexpr double rounding = 1e-4;
+    return std::max<std::int64_t>(std::llround(std::ceil(duration / step.seconds() - rounding)), 1);
+}
+
+CMTime frameTime(std::int64_t index, CMTime step) {
+    return {CMTime(step.value() * index, step.timescale()).converted(timescale), timescale};
+}
+
+}  // namespace
+
+void exportGIF(const AVAssets& assets, const ImageIO& images, const std::filesystem::path& url,
+               const std::filesystem::path& destination, const GIFSize& size, const LongWork& work) {
+    const double duration = assets.summary(url).duration;
+    if (!(duration > 0)) throw PlatformError(localized("The file couldn't be read because it is damaged."));
+
+    const CMTime step = frameStep(size.fps);
+    const CMTime tolerance(step.converted(timescale), timescale);
+    const auto generator = images.makeImageGenerator(url, {size.width, 4 * size.width});
+    const auto gif = images.makeGIFDestination(destination);
+    const std::int64_t frames = countFrames(duration, step);
+    const LongWork silent{nullptr, work.stop};
+    for (std::int64_t i = 0; i < frames; ++i) {
+        const bool reports = i % (frames / mostReports + 1) == 0;
+        (reports ? work : silent).reach(static_cast<double>(i) / static_cast<double>(frames));
+        if (const CGImage* image = generator->image(frameTime(i, step), tolerance))
+            gif->addImage(*image, step);
+    }
+    work.reach(1);
+    gif->finalize();
+}
+
+Task<void> GIFExporter::exportGIF(std::filesystem::path url, std::filesystem::path destination, GIFSize size,
+                                  LongWork work) const {
+    const std::function<void()> exporting = [&assets = assets_, &images = images_, url, destination, size,
+                                             work] {
+        lumicrate::exportGIF(assets, images, url, destination, size, work);
+    };
+    co_await inBackground<void>(executor_, queue_, exporting);
+}
+
+}  // namespace lumicrate

@@ -1,0 +1,237 @@
+#include "Linux/Media/Images/ImageIO.h"
+#include "Support/Error.h"
+#include "Support/Geometry.h"
+#include "Tests/Linux/TemporaryFolder.h"
+#include "Tests/Stage/Measure.h"
+#include "Tests/Stage/MovieProbe.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <numeric>
+#include <random>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace lumicrate::media {
+namespace {
+
+using testing::AllOf;
+using testing::Each;
+using testing::Ge;
+using testing::Le;
+
+/// A GIF's blocks, read by the format's rules.
+struct GifBlocks {
+    struct Frame {
+        int delay = 0;
+        int disposal = 0;
+        PixelRect area;
+        bool operator==(const Frame&) const = default;
+    };
+
+    explicit GifBlocks(const std::filesystem::path& file) {
+        std::ifstream stream(file, std::ios::binary);
+        bytes.assign(std::istreambuf_iterator<char>(stream), {});
+        if (std::string(bytes.begin(), bytes.begin() + 6) != "GIF89a") throw std::runtime_error("no GIF");
+        at = 13 + tableSize(bytes.at(10));
+        Frame frame;
+        while (bytes.at(at) != 0x3b) {
+            if (bytes[at] == 0x21) {
+                const int label = bytes.at(at + 1);
+                if (label == 0xf9) {
+                    frame.disposal = bytes.at(at + 3) >> 2 & 7;
+                    frame.delay = number(at + 4);
+                }
+                if (label == 0xff) loops = number(at + 16);
+                at += 2;
+            } else if (bytes[at] == 0x2c) {
+                frame.area = {number(at + 1), number(at + 3), number(at + 5), number(at + 7)};
+                frames.push_back(frame);
+                at += 10 + tableSize(bytes.at(at + 9)) + 1;
+            } else {
+                throw std::runtime_error("an unknown block");
+            }
+            while (bytes.at(at) != 0)
+                at += std::size_t{1} + bytes[at];
+            ++at;
+        }
+        if (at + 1 != bytes.size()) throw std::runtime_error("something follows the end");
+    }
+    static std::size_t tableSize(int flags) {
+        return (flags & 0x80) != 0 ? std::size_t{3} << ((flags & 7) + 1) : 0;
+    }
+    int number(std::size_t from) const { return bytes.at(from) | bytes.at(from + 1) << 8; }
+    std::vector<int> delays() const {
+        std::vector<int> all;
+        for (const Frame& each : frames)
+            all.push_back(each.delay);
+        return all;
+    }
+
+    std::vector<std::uint8_t> bytes;
+    std::size_t at = 0;
+    int loops = -1;
+    std::vector<Frame> frames;
+};
+
+CGImage plain(int width, int height, int gray) {
+    const auto size = static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 3;
+    return {width, height, std::vector<std::uint8_t>(size, static_cast<std::uint8_t>(gray))};
+}
+
+/// Each pixel one of so many colours, by chance; no two of them are near to each other.
+CGImage scattered(int width, int height, int colors, std::mt19937& random) {
+    CGImage image = plain(width, height, 0);
+    for (std::size_t i = 0; i < image.pixels.size(); i += 3) {
+        const auto color = static_cast<int>(random() % static_cast<unsigned>(colors));
+        image.pixels[i] = static_cast<std::uint8_t>(color % 8 * 32);
+        image.pixels[i + 1] = static_cast<std::uint8_t>(color / 8 % 8 * 32);
+        image.pixels[i + 2] = static_cast<std::uint8_t>(color / 64 * 64);
+    }
+    return image;
+}
+
+class GifDestinationTests : public testing::Test {
+ protected:
+    std::filesystem::path write(const std::vector<CGImage>& images, CMTime delay = CMTime(1, 10)) const {
+        std::filesystem::remove(file);
+        const auto gif = ImageIO().makeGIFDestination(file);
+        for (const CGImage& image : images)
+            gif->addImage(image, delay);
+        gif->finalize();
+        return file;
+    }
+    /// All frames as they are shown, in the order of CGImage.
+    static std::vector<std::vector<std::uint8_t>> shown(const std::filesystem::path& gif) {
+        std::vector<std::vector<std::uint8_t>> frames;
+        stage::MovieProbe(gif).visitPictures([&](const stage::Picture& picture) {
+            std::vector<std::uint8_t>& pixels = frames.emplace_back();
+            for (int y = 0; y < picture.height; ++y) {
+                for (int x = 0; x < picture.width; ++x) {
+                    for (const stage::Plane& plane : picture.planes)
+                        pixels.push_back(plane.at(x, y));
+                }
+            }
+            return true;
+        });
+        return frames;
+    }
+
+    test::TemporaryFolder folder;
+    std::filesystem::path file = folder / "movie.gif";
+    std::mt19937 random{7};
+};
+
+TEST_F(GifDestinationTests, DelaysEndInTimeHoweverTheyAreRounded) {
+    const struct {
+        CMTime delay;
+        int least, most, ofAll;
+    } cases[] = {
+        {{1, 10}, 10, 10, 600}, {{1, 12}, 8, 9, 500}, {{1, 50}, 2, 2, 120}, {{1000, 29970}, 3, 4, 200}};
+    for (const auto& each : cases) {
+        const GifBlocks gif(write(std::vector(60, plain(4, 4, 9)), each.delay));
+        EXPECT_THAT(gif.delays(), Each(AllOf(Ge(each.least), Le(each.most))));
+        const auto delays = gif.delays();
+        EXPECT_EQ(std::accumulate(delays.begin(), delays.end(), 0), each.ofAll);
+        EXPECT_EQ(gif.loops, 0);
+    }
+}
+
+TEST_F(GifDestinationTests, PicturesOfFewColoursComeBackAsTheyWere) {
+    for (const int colors : {1, 2, 3, 4, 5, 15, 17, 100, 255}) {
+        for (const int width : {1, 2, 3, 7, 64, 255, 257, 600}) {
+            SCOPED_TRACE(testing::Message() << colors << " colours, " << width << " wide");
+            std::vector<CGImage> images;
+            for (int i = 0; i < 3; ++i)
+                images.push_back(scattered(width, 1 + width % 50, colors, random));
+            const auto frames = shown(write(images));
+            ASSERT_EQ(frames.size(), images.size());
+            for (std::size_t i = 0; i < images.size(); ++i)
+                ASSERT_TRUE(frames[i] == images[i].pixels) << i;
+        }
+    }
+}
+
+TEST_F(GifDestinationTests, OnlyWhatChangesIsDrawn) {
+    std::vector<CGImage> images(4, scattered(200, 100, 60, random));
+    for (std::size_t i = 2; i < 4; ++i) {
+        for (const int x : {50, 79})
+            images[i].pixels[static_cast<std::size_t>((x == 50 ? 20 : 29) * 200 + x) * 3] ^= 0x80;
+    }
+    const GifBlocks gif(write(images));
+    ASSERT_EQ(gif.frames.size(), 4U);
+    EXPECT_EQ(gif.frames[0].area, (PixelRect{0, 0, 200, 100}));
+    EXPECT_EQ(gif.frames[1].area, (PixelRect{0, 0, 1, 1}));
+    EXPECT_EQ(gif.frames[2].area, (PixelRect{50, 20, 30, 10}));
+    EXPECT_EQ(gif.frames[3].area, (PixelRect{0, 0, 1, 1}));
+    for (const auto& frame : gif.frames)
+        EXPECT_EQ(frame.disposal, 1);
+    const auto frames = shown(file);
+    EXPECT_TRUE(frames[1] == images[1].pixels);
+    EXPECT_TRUE(frames[3] == images[3].pixels);
+}
+
+TEST_F(GifDestinationTests, PicturesOfManyColoursStayNear) {
+    CGImage image = plain(320, 240, 0);
+    for (int y = 0; y < 240; ++y) {
+        for (int x = 0; x < 320; ++x) {
+            std::uint8_t* pixel = &image.pixels[static_cast<std::size_t>(y * 320 + x) * 3];
+            pixel[0] = static_cast<std::uint8_t>(x * 255 / 320);
+            pixel[1] = static_cast<std::uint8_t>(y * 255 / 240);
+            pixel[2] = static_cast<std::uint8_t>(128 + random() % 16);
+        }
+    }
+    // A few pixels of a colour far from all others must not be lost among them.
+    std::fill_n(image.pixels.begin(), 60, 0);
+    const auto frame = shown(write({image})).at(0);
+    double squares = 0;
+    for (std::size_t i = 0; i < frame.size(); ++i)
+        squares += std::pow(frame[i] - image.pixels[i], 2);
+    EXPECT_LT(std::sqrt(squares / static_cast<double>(frame.size())), 8);
+    EXPECT_EQ(frame[0] + frame[1] + frame[2], 0);
+}
+
+TEST_F(GifDestinationTests, WhatStandsStillDoesNotFlicker) {
+    std::vector<CGImage> images;
+    const CGImage background = scattered(160, 120, 20, random);
+    for (int i = 0; i < 8; ++i) {
+        CGImage& image = images.emplace_back(background);
+        // Much colour by chance above, and a step of noise all over.
+        for (std::size_t at = 0; at < image.pixels.size(); ++at) {
+            if (at < image.pixels.size() / 2)
+                image.pixels[at] = static_cast<std::uint8_t>(random());
+            else if (at % 5 == 0)
+                image.pixels[at] = static_cast<std::uint8_t>(image.pixels[at] + random() % 2);
+        }
+    }
+    const auto frames = shown(write(images));
+    const auto half = static_cast<std::ptrdiff_t>(frames[0].size() / 2);
+    for (const auto& frame : frames)
+        EXPECT_TRUE(std::equal(frame.begin() + half, frame.end(), frames[0].begin() + half));
+}
+
+TEST_F(GifDestinationTests, OnlyAFinishedFileStays) {
+    {
+        const auto gif = ImageIO().makeGIFDestination(file);
+        gif->addImage(plain(4, 4, 9), CMTime(1, 10));
+        EXPECT_TRUE(std::filesystem::exists(file));
+    }
+    EXPECT_FALSE(std::filesystem::exists(file));
+    EXPECT_THROW(ImageIO().makeGIFDestination(file)->finalize(), PlatformError);
+    EXPECT_FALSE(std::filesystem::exists(file));
+    EXPECT_THROW(ImageIO().makeGIFDestination(folder / "none" / "movie.gif"), PlatformError);
+
+    std::ofstream(file) << "Somebody's own.";
+    EXPECT_THROW(ImageIO().makeGIFDestination(file), PlatformError);
+    EXPECT_EQ(std::filesystem::file_size(file), 15U);
+}
+
+}  // namespace
+}  // namespace lumicrate::media
