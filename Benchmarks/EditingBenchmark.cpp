@@ -7,6 +7,7 @@
 #include "Tests/Stage/ChildProcess.h"
 
 #include <fmt/format.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
@@ -64,24 +65,33 @@ struct Job {
     std::filesystem::path copyOf;  ///< `made` is one of this before the command changes it; empty for none
 };
 
-/// The middle of several runs, in seconds.
-double measured(const Job& job, int count) {
-    std::vector<double> times;
-    for (int i = 0; i < count; ++i) {
-        if (!job.copyOf.empty()) std::filesystem::copy_file(job.copyOf, job.made);
-        const auto start = Clock::now();
-        stage::runProgram(job.command, {}, longest);
-        times.push_back(std::chrono::duration<double>(Clock::now() - start).count());
-        std::filesystem::remove(job.made);
-    }
+/// Seconds.
+double measured(const Job& job) {
+    if (!job.copyOf.empty()) std::filesystem::copy_file(job.copyOf, job.made);
+    // What others have still to write is not to be waited for.
+    sync();
+    const auto start = Clock::now();
+    stage::runProgram(job.command, {}, longest);
+    const double seconds = std::chrono::duration<double>(Clock::now() - start).count();
+    std::filesystem::remove(job.made);
+    return seconds;
+}
+
+double median(std::vector<double> times) {
     std::sort(times.begin(), times.end());
     return times[times.size() / 2];
 }
 
+/// Of several runs, in turn.
 void compare(const std::string& what, const Job& ours, const Job& theirs, int count) {
-    const double one = measured(ours, count);
-    const double other = measured(theirs, count);
-    fmt::print("{:<28} {:>9.3f} s {:>9.3f} s {:>9.4f}\n", what, one, other, one / other);
+    std::vector<double> one;
+    std::vector<double> other;
+    for (int i = 0; i < count; ++i) {
+        one.push_back(measured(ours));
+        other.push_back(measured(theirs));
+    }
+    fmt::print("{:<28} {:>9.3f} s {:>9.3f} s {:>9.4f}\n", what, median(one), median(other),
+               median(one) / median(other));
 }
 
 class Comparison {
@@ -95,7 +105,7 @@ class Comparison {
             {LUMICRATE_PROGRAM, "trim", recording_, "--from", begin, "--to", end}, beside("_trimmed"), {}};
         if (precise) ours.command.emplace_back("--precise");
         Job theirs = ffmpeg({"-ss", begin, "-to", end, "-i", recording_});
-        if (!precise) theirs.command.insert(theirs.command.end() - 1, {"-c", "copy"});
+        if (!precise) theirs.command.insert(theirs.command.end() - 1, {"-map", "0", "-c", "copy"});
         compare(fmt::format("{} {:.1f} … {:.1f} s", precise ? "precise" : "fast", from, to), ours, theirs,
                 precise ? 1 : rounds);
     }

@@ -73,6 +73,8 @@ void GifBlocks::append(const IndexedFrame& frame, int hundredths) {
                            own.get()));
     indices_ = frame.indices;  // giflib writes into what it compresses
     check(EGifPutLine(gif_, indices_.data(), static_cast<int>(indices_.size())));
+    // The library keeps a copy, which it would forget about with a next frame that has none.
+    GifFreeMapObject(std::exchange(gif_->Image.ColorMap, nullptr));
 }
 
 void GifBlocks::finish() {
