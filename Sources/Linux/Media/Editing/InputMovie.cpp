@@ -157,7 +157,13 @@ void InputMovie::seek(double seconds) {
     seekTo(*track, place);
     // Places are found by the times of decoding, which may lie before those of showing.
     const OwnedPacket packet = makePacket();
-    while (read(*packet) && packet->pts > time && packet->dts < earliest) {
+    const auto readOne = [&] {
+        while (read(*packet)) {
+            if (packet->stream_index == *track) return true;
+        }
+        return false;
+    };
+    while (readOne() && packet->pts > time && packet->dts < earliest) {
         earliest = packet->dts;
         place = earliest - 1;
         seekTo(*track, place);

@@ -194,7 +194,7 @@ void OutputMovie::write(int track, AVPacket& packet) {
         return each.resting && each.reached <= writing.reached;
     });
     if (wakes) turn_.notify_all();
-    turn_.wait(lock, [this, &writing] { return abandoned_ || mayWrite(writing); });
+    turn_.wait(lock, [this, &writing] { return abandoned_ || !takesTurns_ || mayWrite(writing); });
     if (abandoned_) throw CancelledError();
     packet.stream_index = track;
     packet.pos = -1;

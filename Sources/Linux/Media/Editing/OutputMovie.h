@@ -45,6 +45,8 @@ class OutputMovie {
                  std::int64_t packets);
     /// A track of AAC sound, whose clock counts its frames.
     int addSound(const isobmff::AudioDescription& sound, const std::string& title, std::int64_t packets);
+    /// Whether who is far ahead waits for the others, which is so unless one thread writes all tracks.
+    void setTakesTurns(bool takesTurns) { takesTurns_ = takesTurns; }
     void begin();
 
     /// The clock that a track of such pictures gets: the one that it had, or one that is finer by a whole
@@ -93,6 +95,7 @@ class OutputMovie {
     std::condition_variable turn_;
     std::vector<Track> tracks_;
     bool abandoned_ = false;
+    bool takesTurns_ = true;
     double duration_;
     double told_ = 0;  ///< part of it, to whoever waits
     LongWork work_;

@@ -15,51 +15,49 @@ namespace {
 /// Sound that is decoded before the start, in seconds, so that the decoder has settled there.
 constexpr double soundLeadIn = 0.05;
 
+enum class From { start, nextKey };
+
+/// Takes a track's packets as they lie in the file.
 class TrackCopier {
  public:
-    enum class From { start, nextKey };
-
-    TrackCopier(const std::filesystem::path& source, TrackPair track, const std::optional<CMTimeRange>& range,
-                From from, OutputMovie& output)
-        : input_(source, InputMovie::Look::briefly),
+    /// `input` must outlive it.
+    TrackCopier(const InputMovie& input, TrackPair track, const std::optional<CMTimeRange>& range, From from,
+                OutputMovie& output)
+        : input_(input),
           track_(track),
-          video_(input_.videoTrack() == track.from),
+          video_(input.videoTrack() == track.from),
           skipping_(from == From::nextKey),
           range_(TickRange::of(range, output.timeBase(track.to))),
-          output_(output) {
-        input_.select({track.from});
-        if (!range) return;
-        const double lead = video_ ? 0 : soundLeadIn;
-        input_.seek(range->start.seconds() - lead);
-        leadIn_ = static_cast<std::int64_t>(std::llround(lead / av_q2d(output.timeBase(track.to))));
+          leadIn_(std::llround(soundLeadIn / av_q2d(output.timeBase(track.to)))),
+          output_(output) {}
+
+    int track() const { return track_.from; }
+    /// Nothing more of the track is wanted.
+    bool isDone() const { return goesOn_; }
+
+    void put(OwnedPacket packet) {
+        stamp(*packet);
+        goesOn_ = packet->dts >= range_.end;
+        if (goesOn_ || (skipping_ && !isNextKey(*packet))) return;
+        skipping_ = false;
+        take(std::move(packet));
     }
 
-    void run() {
-        bool goesOn = false;
-        while (OwnedPacket packet = next()) {
-            goesOn = packet->dts >= range_.end;
-            if (goesOn) break;
-            if (skipping_ && !isNextKey(*packet)) continue;
-            skipping_ = false;
-            take(std::move(packet));
-        }
+    /// Once, after the last packet.
+    void finish() {
         writeHeld();
         // Where another picture follows beyond the end, the last one is shown until then, whatever it says.
-        if (goesOn && video_ && last_) last_->duration = range_.end - last_->pts;
+        if (goesOn_ && video_ && last_) last_->duration = range_.end - last_->pts;
         writeLast();
         output_.end(track_.to, range_.end - range_.start);
     }
 
  private:
-    OwnedPacket next() {
-        OwnedPacket packet = makePacket();
-        if (!input_.read(*packet)) return nullptr;
-        const AVRational from = input_.stream(track_.from).time_base;
-        av_packet_rescale_ts(packet.get(), from, output_.timeBase(track_.to));
-        if (packet->dts == AV_NOPTS_VALUE) packet->dts = packet->pts;
-        if (packet->pts == AV_NOPTS_VALUE) packet->pts = packet->dts;
-        if (packet->pts == AV_NOPTS_VALUE) input_.fail(localized("it tells no times."));
-        return packet;
+    void stamp(AVPacket& packet) const {
+        av_packet_rescale_ts(&packet, input_.stream(track_.from).time_base, output_.timeBase(track_.to));
+        if (packet.dts == AV_NOPTS_VALUE) packet.dts = packet.pts;
+        if (packet.pts == AV_NOPTS_VALUE) packet.pts = packet.dts;
+        if (packet.pts == AV_NOPTS_VALUE) input_.fail(localized("it tells no times."));
     }
 
     bool isNextKey(const AVPacket& packet) const {
@@ -135,12 +133,13 @@ class TrackCopier {
         last_.reset();
     }
 
-    InputMovie input_;
+    const InputMovie& input_;
     TrackPair track_;
     bool video_;
     bool skipping_;
+    bool goesOn_ = false;  ///< beyond the end
     TickRange range_;
-    std::int64_t leadIn_ = 0;
+    std::int64_t leadIn_;
     OutputMovie& output_;
     std::vector<OwnedPacket> held_;
     std::vector<OwnedPacket> beyond_;
@@ -148,16 +147,49 @@ class TrackCopier {
     bool reordered_ = false;
 };
 
+/// Where reading has to begin, so that what is decoded before the start is there for every track.
+double readingStart(const InputMovie& input, const std::vector<TrackPair>& tracks, const CMTimeRange& range) {
+    const bool sound = std::any_of(tracks.begin(), tracks.end(),
+                                   [&](const TrackPair& each) { return input.videoTrack() != each.from; });
+    return range.start.seconds() - (sound ? soundLeadIn : 0);
+}
+
+void copy(const std::filesystem::path& source, const std::vector<TrackPair>& tracks,
+          const std::optional<CMTimeRange>& range, From from, OutputMovie& output) {
+    InputMovie input(source, InputMovie::Look::briefly);
+    std::vector<int> selected;
+    std::vector<TrackCopier> copiers;
+    for (const TrackPair& each : tracks) {
+        selected.push_back(each.from);
+        copiers.emplace_back(input, each, range, from, output);
+    }
+    input.select(selected);
+    // At the beginning all is there that lies before it.
+    const double start = range ? readingStart(input, tracks, *range) : 0;
+    if (start > 0) input.seek(start);
+    const auto isDone = [](const TrackCopier& each) { return each.isDone(); };
+    while (!std::all_of(copiers.begin(), copiers.end(), isDone)) {
+        OwnedPacket packet = makePacket();
+        if (!input.read(*packet)) break;
+        const auto copier = std::find_if(copiers.begin(), copiers.end(), [&](const TrackCopier& each) {
+            return each.track() == packet->stream_index;
+        });
+        if (!copier->isDone()) copier->put(std::move(packet));
+    }
+    for (TrackCopier& each : copiers)
+        each.finish();
+}
+
 }  // namespace
 
-void copyTrack(const std::filesystem::path& source, TrackPair track, const std::optional<CMTimeRange>& range,
-               OutputMovie& output) {
-    TrackCopier(source, track, range, TrackCopier::From::start, output).run();
+void copyTracks(const std::filesystem::path& source, const std::vector<TrackPair>& tracks,
+                const std::optional<CMTimeRange>& range, OutputMovie& output) {
+    copy(source, tracks, range, From::start, output);
 }
 
 void copyFromNextKey(const std::filesystem::path& source, TrackPair track, const CMTimeRange& range,
                      OutputMovie& output) {
-    TrackCopier(source, track, range, TrackCopier::From::nextKey, output).run();
+    copy(source, {track}, range, From::nextKey, output);
 }
 
 CopiedTrack::CopiedTrack(const InputMovie& source, int track, std::optional<CMTimeRange> range)

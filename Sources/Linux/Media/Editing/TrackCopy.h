@@ -8,6 +8,7 @@
 
 #include <filesystem>
 #include <optional>
+#include <vector>
 
 namespace lumicrate::media {
 
@@ -18,7 +19,8 @@ struct TrackPair {
 };
 
 /// Copies what is presented in `range`, which begins at the new movie's time zero, or all without one, and
-/// ends the track.
+/// ends the tracks. More than one are written in the order in which they lie in the source, for which the
+/// movie must not have them take turns.
 ///
 /// Pictures are copied from the key picture before the start, sound from a little before it; what lies before
 /// the start is hidden. Where pictures come in the order in which they are decoded, the one that is shown at
@@ -26,10 +28,10 @@ struct TrackPair {
 /// each, so that a player that shows them all the same is through with them at once. The last packet lasts
 /// until the end of the range; pictures that are decoded in another order than they are shown may outlast it
 /// by as many pictures as that takes.
-void copyTrack(const std::filesystem::path& source, TrackPair track, const std::optional<CMTimeRange>& range,
-               OutputMovie& output);
+void copyTracks(const std::filesystem::path& source, const std::vector<TrackPair>& tracks,
+                const std::optional<CMTimeRange>& range, OutputMovie& output);
 
-/// The same from the first key picture after the start on.
+/// The same of one track from the first key picture after the start on.
 void copyFromNextKey(const std::filesystem::path& source, TrackPair track, const CMTimeRange& range,
                      OutputMovie& output);
 
@@ -38,7 +40,7 @@ class CopiedTrack final : public TrackWriter {
     /// `source` must outlive `addTo`.
     CopiedTrack(const InputMovie& source, int track, std::optional<CMTimeRange> range);
     void addTo(OutputMovie& movie) override;
-    void write() override { copyTrack(path_, pair_, range_, *movie_); }
+    void write() override { copyTracks(path_, {pair_}, range_, *movie_); }
 
  private:
     const InputMovie& source_;
