@@ -24,7 +24,7 @@ namespace lumicrate::media {
 
 namespace {
 
-constexpr int bufferSize = 1 << 20;
+constexpr int bufferSize = 1 << 17;
 
 /// Naming a file later goes by way of this folder.
 bool canNameLater() {
