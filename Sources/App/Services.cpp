@@ -8,11 +8,19 @@
 
 namespace lumicrate::app {
 
+namespace {
+
+std::unique_ptr<DispatchQueue> makeSerialQueue(const std::string& label) {
+    return std::make_unique<SerialQueue>(label);
+}
+
+}  // namespace
+
 Services::Services(const RecorderOverlays& overlays)
     : unfinished(unfinishedMovies()),
       hotKeys(keys),
       folder(files, calendar),
-      mixdown(executor, std::make_unique<SerialQueue>("Lumicrate.mixdown"), assets, files),
+      mixdown(executor, makeSerialQueue, assets, files),
       recorder({executor, defaults, process, screens, notifications, capture, devices, hotKeys, folder,
                 movieServices(), &mixdown, overlays}) {
     RecordingOptions::registerDefaults(defaults);
@@ -22,7 +30,7 @@ MovieWriter::Services Services::movieServices() {
     return {[this](const std::filesystem::path& url, AVFileType fileType) {
                 return media::makeAssetWriter(url, fileType, unfinished);
             },
-            clock, [](const std::string& label) { return std::make_unique<SerialQueue>(label); }, files};
+            clock, makeSerialQueue, files};
 }
 
 }  // namespace lumicrate::app

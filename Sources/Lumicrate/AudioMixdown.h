@@ -17,22 +17,24 @@ namespace lumicrate {
 
 class AudioMixdown final : public AudioMixing {
  public:
-    /// All must outlive it. `queue` is where the work is done.
-    AudioMixdown(Executor& executor, std::unique_ptr<DispatchQueue> queue, const AVAssets& assets,
+    /// All must outlive it. `makeQueue` makes the queue on which the work is done, when there is some.
+    AudioMixdown(Executor& executor, DispatchQueueFactory makeQueue, const AVAssets& assets,
                  NSFileManager& files);
 
+    /// What it throws when mixing has failed also tells that the movie is still there.
     Task<bool> mixIfNeeded(std::filesystem::path url) override;
     /// The part that is done, 0 … 1, while something is being mixed. Main thread.
     const Published<std::optional<double>>& progress() const { return *progress_; }
 
     /// The same at once, on this thread. Mixes the audio tracks of the movie at `url` into one and puts the
-    /// result in its place in a single step; false when there are fewer than two. Throws, leaving the movie
-    /// as it was and no other file.
+    /// result in its place in a single step; false when there are fewer than two. Throws
+    /// NoRoomToMix and what the platform throws, leaving the movie as it was and no other file.
     static bool mixIfNeeded(const AVAssets& assets, NSFileManager& files, const std::filesystem::path& url,
                             const LongWork& work);
 
  private:
     Executor& executor_;
+    DispatchQueueFactory makeQueue_;
     const AVAssets& assets_;
     NSFileManager& files_;
     /// Shared with what is still on its way to the main thread when this goes.

@@ -23,8 +23,8 @@ void FreeSpaceGuard::requireRoomToStart() const {
         throw RecorderError(RecorderError::tooLittleFreeSpace, volume_->available);
 }
 
-bool FreeSpaceGuard::hasRoomToGoOn() const {
-    return !volume_ || volume_->available >= floor();
+bool FreeSpaceGuard::hasRoomFor(std::uintmax_t bytes) const {
+    return !volume_ || (volume_->available >= floor() && volume_->available - floor() >= bytes);
 }
 
 }  // namespace lumicrate

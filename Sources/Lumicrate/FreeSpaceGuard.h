@@ -18,7 +18,9 @@ class FreeSpaceGuard {
     /// Throws RecorderError unless twice the floor is free, so that a recording does not end just after it
     /// has begun.
     void requireRoomToStart() const;
-    bool hasRoomToGoOn() const;
+    bool hasRoomToGoOn() const { return hasRoomFor(0); }
+    /// Whether a file of so many bytes leaves the floor free.
+    bool hasRoomFor(std::uintmax_t bytes) const;
 
  private:
     std::uintmax_t floor() const;

@@ -399,9 +399,13 @@ Task<void> ScreenRecorder::saveRecording(std::filesystem::path url) {
     session_.reset();
     if (failure) std::rethrow_exception(failure);
     const bool mixes = mixingOverride_.value_or(services_.defaults.boolForKey(preference::mixAudio));
-    if (services_.mixing && mixes) {
+    if (!services_.mixing || !mixes) co_return;
+    try {
         Task<bool> mixing = services_.mixing->mixIfNeeded(url);
         co_await mixing;
+    } catch (const NoRoomToMix& reason) {
+        // A recording that a full disk has ended is saved all the same.
+        notice(reason.what());
     }
 }
 

@@ -25,12 +25,6 @@ struct LongWork {
         if (stop.stop_requested()) throw CancelledError();
         if (onProgress) onProgress(part);
     }
-    /// The same work seen as the stretch from `from` to `to` of the whole.
-    LongWork stretch(double from, double to) const {
-        if (!onProgress) return {nullptr, stop};
-        return {[onProgress = onProgress, from, to](double part) { onProgress(from + part * (to - from)); },
-                stop};
-    }
 };
 
 }  // namespace lumicrate

@@ -212,6 +212,25 @@ TEST_F(SmallVolumeTests, ARecordingThatFillsItsVolumeEndsInTime) {
     expectKept(volume.program().end(patience), volume.kept(), "The disk is almost full.");
 }
 
+TEST_F(SmallVolumeTests, WithoutRoomToMixItTheSoundStaysApart) {
+    const stage::SoundServer server;
+    const RunningScene scene({"moving"});
+    SmallVolume volume(folder.path(), 24,
+                       {"--screen", "--system-audio", "--microphone", "--mix-audio",
+                        "--encoding-quality=maximum", "--fps=60"});
+    awaitGrowth(volume.at("movie.mp4"));
+    volume.fill(12 * MiB);
+    const Outcome outcome = volume.program().end(patience);
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(
+        sentences(outcome),
+        ElementsAre("lumicrate: There is no room on the disk to mix the audio tracks; they stay apart.",
+                    "lumicrate: Recording stopped: The disk is almost full."));
+    EXPECT_EQ(outcome.file().filename(), "movie.mp4");
+    expectPlayable(volume.kept());
+    EXPECT_EQ(MovieProbe(volume.kept()).tracks().size(), 3U);
+}
+
 TEST_F(SmallVolumeTests, AVolumeThatSomebodyElseFillsKeepsTheRecording) {
     const RunningScene scene({"moving"});
     SmallVolume volume(folder.path(), 24, {"--screen", "--encoding-quality=maximum", "--fps=60"});

@@ -142,11 +142,13 @@ struct FakeMixing final : public AudioMixing {
     explicit FakeMixing(Executor& executor) : question(executor) {}
     Task<bool> mixIfNeeded(std::filesystem::path url) override {
         mixed.push_back(url);
+        if (noRoom) throw NoRoomToMix();
         const bool done = co_await question.ask();
         if (!done) throw PlatformError("The tracks can't be read.");
         co_return true;
     }
     Question<bool> question;
+    bool noRoom = false;
     std::vector<std::filesystem::path> mixed;
 };
 

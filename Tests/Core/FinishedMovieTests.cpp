@@ -106,6 +106,20 @@ TEST_F(FinishedMovieTests, WhateverFailsTheRecordingStaysAndNothingElse) {
               "That is no movie.");
 }
 
+TEST_F(FinishedMovieTests, NothingIsBegunThatTheDiskCannotHold) {
+    constexpr std::uintmax_t MiB = 1024 * 1024;
+    files.entries = {{"/m/a.mov", std::nullopt, 100 * MiB}};
+    const auto mix = [&] { AudioMixdown::mixIfNeeded(assets, files, "/m/a.mov", {}); };
+    for (const std::uintmax_t available : {4 * MiB, 107 * MiB}) {
+        files.capacity = NSVolumeCapacity{available, 200 * MiB};
+        EXPECT_EQ(outcome(mix), "There is no room on the disk to mix the audio tracks; they stay apart.");
+    }
+    EXPECT_THAT(assets.made, IsEmpty());
+    files.capacity->available = 108 * MiB;
+    EXPECT_EQ(outcome(mix), "");
+    EXPECT_EQ(assets.made.size(), 1U);
+}
+
 TEST_F(FinishedMovieTests, AConvertedMovieTakesAFreeName) {
     files.existing.insert("/m/a.mp4");
     EXPECT_EQ(copyAsMP4(assets, files, "/m/a.mov", {}), "/m/a_2.mp4");
@@ -120,7 +134,9 @@ TEST_F(FinishedMovieTests, AConvertedMovieTakesAFreeName) {
 TEST_F(FinishedMovieTests, TheRecorderIsToldHowMixingWent) {
     VirtualExecutor executor;
     std::vector<std::string> heard;
-    AudioMixdown mixdown(executor, std::make_unique<VirtualQueue>(executor), assets, files);
+    AudioMixdown mixdown(
+        executor, [&executor](const std::string&) { return std::make_unique<VirtualQueue>(executor); },
+        assets, files);
     const auto ask = [](AudioMixdown& by, std::vector<std::string>& log,
                         std::filesystem::path url) -> Task<void> {
         try {
@@ -137,7 +153,8 @@ TEST_F(FinishedMovieTests, TheRecorderIsToldHowMixingWent) {
         const RunningTask task(executor, ask(mixdown, heard, url));
         executor.drain();
     }
-    EXPECT_THAT(heard, ElementsAre("mixed", "That is no movie."));
+    EXPECT_THAT(heard,
+                ElementsAre("mixed", "That is no movie. It is kept with its tracks apart: /m/none.mov"));
     EXPECT_THAT(told, ElementsAre(0.5, std::nullopt, std::nullopt));
 }
 

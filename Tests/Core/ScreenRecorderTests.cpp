@@ -246,6 +246,20 @@ TEST_F(ScreenRecorderTests, TracksAreMixedWhenThatIsWanted) {
     }
 }
 
+TEST_F(ScreenRecorderTests, WithoutRoomToMixTheRecordingIsSavedAsItIs) {
+    mixing = &mixer;
+    mixer.noRoom = true;
+    make();
+    record();
+    const std::filesystem::path url = movie().url;
+    recorder->requestStop();
+    complete();
+    EXPECT_EQ(*recorder->state, State::idle);
+    EXPECT_EQ(*recorder->lastRecording, url);
+    EXPECT_EQ(message(), "");
+    EXPECT_THAT(*recorder->notices, ElementsAre(NoRoomToMix().what()));
+}
+
 TEST_F(ScreenRecorderTests, OverridesHoldForOneRecording) {
     RecordingOptions own;
     own.countdown = false;
