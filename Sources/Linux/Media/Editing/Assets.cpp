@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <functional>
 #include <memory>
+#include <utility>
 #include <vector>
 
 namespace lumicrate::media {
@@ -41,23 +42,22 @@ void write(OutputMovie& output, const InputMovie& input, const TrackWriters& tra
         track->addTo(output);
         writers.emplace_back([&track] { track->write(); });
     }
+    output.setTakesTurns(tracks.size() > 1);
     output.begin();
     writeTogether(output, writers);
     output.finish();
 }
 
-/// Where nothing is coded anew, threads would only wait for each other.
-void copyAll(const InputMovie& input, const std::optional<CMTimeRange>& range, OutputMovie& output) {
-    output.describeAs(input);
+/// Where nothing is coded anew, one thread is enough: more would only wait for each other.
+std::unique_ptr<TrackWriter> copyOfAll(const InputMovie& input, const std::optional<CMTimeRange>& range) {
     std::vector<int> tracks = input.audioTracks();
     if (const auto video = input.videoTrack()) tracks.insert(tracks.begin(), *video);
-    std::vector<TrackPair> pairs;
-    for (const int track : tracks)
-        pairs.push_back({track, output.addCopy(input, track, input.packetCount(track, range))});
-    output.setTakesTurns(false);
-    output.begin();
-    copyTracks(input.path(), pairs, range, output);
-    output.finish();
+    return std::make_unique<CopiedTracks>(input, std::move(tracks), range);
+}
+
+std::unique_ptr<TrackWriter> copyOf(const InputMovie& input, int track,
+                                    const std::optional<CMTimeRange>& range = std::nullopt) {
+    return std::make_unique<CopiedTracks>(input, std::vector{track}, range);
 }
 
 }  // namespace
@@ -68,11 +68,10 @@ AVAssetSummary Assets::summary(const std::filesystem::path& url) const {
 
 void Assets::mixAudio(const std::filesystem::path& source, const std::filesystem::path& destination,
                       AVFileType type, const LongWork& work) const {
-    const InputMovie input(source);
+    const InputMovie input(source, InputMovie::Look::briefly);
     OutputMovie output(destination, type, input.duration(), work);
     TrackWriters tracks;
-    if (const auto video = input.videoTrack())
-        tracks.push_back(std::make_unique<CopiedTrack>(input, *video, std::nullopt));
+    if (const auto video = input.videoTrack()) tracks.push_back(copyOf(input, *video));
     tracks.push_back(std::make_unique<MixedTrack>(input));
     write(output, input, tracks);
 }
@@ -84,11 +83,15 @@ void Assets::exportMovie(const std::filesystem::path& source, const std::filesys
     const InputMovie input(source, copies ? InputMovie::Look::briefly : InputMovie::Look::closely);
     range = within(range, input);
     OutputMovie output(destination, type, lengthOf(range, input), work);
-    if (copies) return copyAll(input, range, output);
     TrackWriters tracks;
-    if (const auto video = input.videoTrack()) tracks.push_back(makeVideoCut(input, *video, preset, range));
-    for (const int track : input.audioTracks())
-        tracks.push_back(std::make_unique<CopiedTrack>(input, track, range));
+    if (copies) {
+        tracks.push_back(copyOfAll(input, range));
+    } else {
+        if (const auto video = input.videoTrack())
+            tracks.push_back(makeVideoCut(input, *video, preset, *range));
+        for (const int track : input.audioTracks())
+            tracks.push_back(copyOf(input, track, range));
+    }
     write(output, input, tracks);
 }
 

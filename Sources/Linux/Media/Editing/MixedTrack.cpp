@@ -6,9 +6,7 @@
 
 #include <algorithm>
 #include <cmath>
-#include <future>
 #include <list>
-#include <utility>
 
 namespace lumicrate::media {
 
@@ -17,7 +15,6 @@ namespace {
 constexpr int bitRate = 192'000;
 /// Frames that are mixed at a time.
 constexpr std::size_t pieceLength = 8192;
-constexpr std::size_t piecesAhead = 4;
 
 /// Adds up what the tracks have, piece by piece.
 class Mix {
@@ -50,12 +47,6 @@ class Mix {
     bool ended_ = false;
 };
 
-/// Lets nobody wait for a thread that has failed.
-struct ClosedAtLast {
-    Handover<std::vector<float>>& pieces;
-    ~ClosedAtLast() { pieces.close(); }
-};
-
 }  // namespace
 
 MixedTrack::MixedTrack(const InputMovie& source)
@@ -70,33 +61,18 @@ void MixedTrack::addTo(OutputMovie& movie) {
     movie_ = &movie;
 }
 
-void MixedTrack::mixInto(Handover<std::vector<float>>& pieces) const {
-    const ClosedAtLast closing{pieces};
-    Mix mix(source_, tracks_);
-    for (;;) {
-        std::vector<float> piece = mix.next();
-        if (piece.empty() || !pieces.give(std::move(piece))) return;
-    }
-}
-
 void MixedTrack::write() {
     const OwnedPacket packet = makePacket();
-    const AacEncoder::Sink sink = [&](const MovieSample& sample) {
-        packet->data = const_cast<std::uint8_t*>(sample.data.data());
-        packet->size = static_cast<int>(sample.data.size());
-        packet->pts = packet->dts = sample.time;
-        packet->duration = sample.duration;
-        packet->flags = AV_PKT_FLAG_KEY;
-        movie_->write(number_, *packet);
-    };
-    Handover<std::vector<float>> pieces(piecesAhead);
-    // Decoding and mixing on one thread, encoding on this one.
-    std::future<void> mixing = std::async(std::launch::async, [this, &pieces] { mixInto(pieces); });
-    const ClosedAtLast closing{pieces};
-    while (const auto piece = pieces.take())
-        encoder_.encode(*piece, sink);
-    mixing.get();
-    encoder_.finish(sink);
+    Mix mix(source_, tracks_);
+    encoder_.encode([&mix] { return mix.next(); },
+                    [&](const MovieSample& sample) {
+                        packet->data = const_cast<std::uint8_t*>(sample.data.data());
+                        packet->size = static_cast<int>(sample.data.size());
+                        packet->pts = packet->dts = sample.time;
+                        packet->duration = sample.duration;
+                        packet->flags = AV_PKT_FLAG_KEY;
+                        movie_->write(number_, *packet);
+                    });
     movie_->end(number_);
 }
 

@@ -1,9 +1,8 @@
 // MixedTrack: all sound of a movie as one stereo track.
 #pragma once
 
-#include "Linux/Media/AacEncoder.h"
-#include "Linux/Media/Editing/Handover.h"
 #include "Linux/Media/Editing/InputMovie.h"
+#include "Linux/Media/Editing/ParallelAacEncoder.h"
 #include "Linux/Media/Editing/TrackWriter.h"
 
 #include <filesystem>
@@ -23,12 +22,10 @@ class MixedTrack final : public TrackWriter {
     void write() override;
 
  private:
-    void mixInto(Handover<std::vector<float>>& pieces) const;
-
     std::filesystem::path source_;
     std::vector<int> tracks_;
     double duration_;
-    AacEncoder encoder_;
+    ParallelAacEncoder encoder_;
     OutputMovie* movie_ = nullptr;
     int number_ = 0;
 };

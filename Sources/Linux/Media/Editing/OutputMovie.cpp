@@ -236,6 +236,7 @@ void OutputMovie::end(int track, std::int64_t last) {
     ended.ended = true;
     ended.last = last;
     turn_.notify_all();
+    tellProgress();
 }
 
 void OutputMovie::checkIsWanted() {

@@ -58,7 +58,7 @@ class OutputMovie {
     /// track's last packet lasts is its duration. Throws CancelledError once the movie is abandoned.
     void write(int track, AVPacket& packet);
     /// No more packets of the track come. What is presented of it ends at `last`, in ticks of its clock, at
-    /// the latest.
+    /// the latest. Throws CancelledError when the work is given up.
     void end(int track, std::int64_t last = std::numeric_limits<std::int64_t>::max());
     /// From any thread, for who has nothing to write for long: throws CancelledError when the movie is
     /// abandoned or the work given up.

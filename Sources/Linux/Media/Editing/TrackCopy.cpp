@@ -192,12 +192,14 @@ void copyFromNextKey(const std::filesystem::path& source, TrackPair track, const
     copy(source, {track}, range, From::nextKey, output);
 }
 
-CopiedTrack::CopiedTrack(const InputMovie& source, int track, std::optional<CMTimeRange> range)
-    : source_(source), path_(source.path()), pair_{track, 0}, range_(range) {}
+CopiedTracks::CopiedTracks(const InputMovie& source, std::vector<int> tracks,
+                           std::optional<CMTimeRange> range)
+    : source_(source), path_(source.path()), tracks_(std::move(tracks)), range_(range) {}
 
-void CopiedTrack::addTo(OutputMovie& movie) {
+void CopiedTracks::addTo(OutputMovie& movie) {
     movie_ = &movie;
-    pair_.to = movie.addCopy(source_, pair_.from, source_.packetCount(pair_.from, range_));
+    for (const int track : tracks_)
+        pairs_.push_back({track, movie.addCopy(source_, track, source_.packetCount(track, range_))});
 }
 
 }  // namespace lumicrate::media

@@ -20,14 +20,13 @@ struct TrackPair {
 
 /// Copies what is presented in `range`, which begins at the new movie's time zero, or all without one, and
 /// ends the tracks. More than one are written in the order in which they lie in the source, for which the
-/// movie must not have them take turns.
+/// movie must not have its tracks take turns.
 ///
 /// Pictures are copied from the key picture before the start, sound from a little before it; what lies before
 /// the start is hidden. Where pictures come in the order in which they are decoded, the one that is shown at
 /// the start begins exactly there, however long it has been shown before, and the hidden ones last a tick
 /// each, so that a player that shows them all the same is through with them at once. The last packet lasts
-/// until the end of the range; pictures that are decoded in another order than they are shown may outlast it
-/// by as many pictures as that takes.
+/// until the end of the range.
 void copyTracks(const std::filesystem::path& source, const std::vector<TrackPair>& tracks,
                 const std::optional<CMTimeRange>& range, OutputMovie& output);
 
@@ -35,17 +34,19 @@ void copyTracks(const std::filesystem::path& source, const std::vector<TrackPair
 void copyFromNextKey(const std::filesystem::path& source, TrackPair track, const CMTimeRange& range,
                      OutputMovie& output);
 
-class CopiedTrack final : public TrackWriter {
+/// Some tracks, or one.
+class CopiedTracks final : public TrackWriter {
  public:
     /// `source` must outlive `addTo`.
-    CopiedTrack(const InputMovie& source, int track, std::optional<CMTimeRange> range);
+    CopiedTracks(const InputMovie& source, std::vector<int> tracks, std::optional<CMTimeRange> range);
     void addTo(OutputMovie& movie) override;
-    void write() override { copyTracks(path_, {pair_}, range_, *movie_); }
+    void write() override { copyTracks(path_, pairs_, range_, *movie_); }
 
  private:
     const InputMovie& source_;
     std::filesystem::path path_;
-    TrackPair pair_;
+    std::vector<int> tracks_;
+    std::vector<TrackPair> pairs_;
     std::optional<CMTimeRange> range_;
     OutputMovie* movie_ = nullptr;
 };

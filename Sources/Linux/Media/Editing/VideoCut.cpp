@@ -16,17 +16,15 @@ AVCodecID codecOf(AVAssetExportPreset preset) {
 }  // namespace
 
 std::unique_ptr<TrackWriter> makeVideoCut(const InputMovie& source, int track, AVAssetExportPreset preset,
-                                          const std::optional<CMTimeRange>& range) {
+                                          const CMTimeRange& range) {
     const AVStream& stream = source.stream(track);
     const AVCodecID codec = codecOf(preset);
-    if (!range || preset == AVAssetExportPreset::passthrough)
-        return std::make_unique<CopiedTrack>(source, track, range);
-    const RangeKeys keys = RangeKeys::find(source, track, *range);
+    const RangeKeys keys = RangeKeys::find(source, track, range);
     if (!keys.reordered && stream.codecpar->codec_id == codec) {
-        if (keys.startsOnKey) return std::make_unique<CopiedTrack>(source, track, range);
-        if (auto mended = MendedTrack::make(source, track, *range, keys.next.get())) return mended;
+        if (keys.startsOnKey) return std::make_unique<CopiedTracks>(source, std::vector{track}, range);
+        if (auto mended = MendedTrack::make(source, track, range, keys.next.get())) return mended;
     }
-    return std::make_unique<RecodedTrack>(source, track, codec, *range);
+    return std::make_unique<RecodedTrack>(source, track, codec, range);
 }
 
 }  // namespace lumicrate::media

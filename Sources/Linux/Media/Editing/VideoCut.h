@@ -7,14 +7,13 @@
 
 #include <filesystem>
 #include <memory>
-#include <optional>
 
 namespace lumicrate::media {
 
-/// With the least work that `preset` allows: copied where nothing is asked or the range begins with a key
-/// picture, mended where the pictures are of our own making, coded anew otherwise. `source` must outlive the
-/// writer. Throws PlatformError.
+/// With the least work that begins exactly at the start: copied where the range begins with a key picture,
+/// mended where the pictures are of our own making and of the codec of `preset`, coded anew otherwise.
+/// `source` must outlive the writer. Throws PlatformError.
 std::unique_ptr<TrackWriter> makeVideoCut(const InputMovie& source, int track, AVAssetExportPreset preset,
-                                          const std::optional<CMTimeRange>& range);
+                                          const CMTimeRange& range);
 
 }  // namespace lumicrate::media
