@@ -1,7 +1,10 @@
 // The per-user preferences store.
 #pragma once
 
+#include "Support/Published.h"
+
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -38,6 +41,10 @@ class NSUserDefaults {
     virtual void set(std::string_view key, const DefaultsValue& value) = 0;
     /// Forgets what the user set; the registered value answers again. Throws like set.
     virtual void removeObject(std::string_view key) = 0;
+
+    /// `changed` is called after a value was set or removed here, and soon after the store was changed by
+    /// somebody else; not necessarily once for each value.
+    [[nodiscard]] virtual Subscription observe(std::function<void()> changed) const = 0;
 };
 
 }  // namespace lumicrate

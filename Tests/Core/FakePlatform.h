@@ -40,12 +40,18 @@ class FakeDefaults final : public NSUserDefaults {
     void set(std::string_view key, const DefaultsValue& value) override {
         if (readOnly) throw PlatformError("The preferences can't be written.");
         stored[std::string(key)] = value;
+        changes.notify();
     }
-    void removeObject(std::string_view key) override { stored.erase(std::string(key)); }
+    void removeObject(std::string_view key) override {
+        stored.erase(std::string(key));
+        changes.notify();
+    }
+    Subscription observe(std::function<void()> changed) const override { return changes.add(changed); }
 
     std::map<std::string, DefaultsValue, std::less<>> stored;
     std::map<std::string, DefaultsValue, std::less<>> registered;
     bool readOnly = false;
+    mutable Observers<> changes;
 
  private:
     template <class T>

@@ -8,6 +8,7 @@
 #include <QStringList>
 #include <QVariant>
 #include <algorithm>
+#include <utility>
 
 namespace lumicrate::desktop {
 
@@ -95,11 +96,17 @@ std::optional<std::string> UserDefaults::stringForKey(std::string_view key) cons
 void UserDefaults::set(std::string_view key, const DefaultsValue& value) {
     settings_.setValue(qtKey(key), toVariant(value));
     save();
+    changes_.notify();
 }
 
 void UserDefaults::removeObject(std::string_view key) {
     settings_.remove(qtKey(key));
     save();
+    changes_.notify();
+}
+
+Subscription UserDefaults::observe(std::function<void()> changed) const {
+    return changes_.add(std::move(changed));
 }
 
 void UserDefaults::save() {

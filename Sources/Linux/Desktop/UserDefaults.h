@@ -24,6 +24,7 @@ class UserDefaults final : public NSUserDefaults {
     std::optional<std::string> stringForKey(std::string_view key) const override;
     void set(std::string_view key, const DefaultsValue& value) override;
     void removeObject(std::string_view key) override;
+    Subscription observe(std::function<void()> changed) const override;
 
  private:
     std::optional<DefaultsValue> value(std::string_view key) const;
@@ -31,6 +32,7 @@ class UserDefaults final : public NSUserDefaults {
 
     QSettings settings_;
     std::map<std::string, DefaultsValue, std::less<>> registered_;
+    mutable Observers<> changes_;
 };
 
 }  // namespace lumicrate::desktop
