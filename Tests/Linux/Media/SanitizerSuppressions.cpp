@@ -8,6 +8,7 @@
 // NOLINTBEGIN(bugprone-reserved-identifier)
 extern "C" const char* __lsan_default_suppressions();
 extern "C" const char* __tsan_default_suppressions();
+extern "C" const char* __tsan_default_options();
 
 const char* __lsan_default_suppressions() {
     return "leak:libx265.so";
@@ -15,5 +16,10 @@ const char* __lsan_default_suppressions() {
 
 const char* __tsan_default_suppressions() {
     return "race:libx265.so\nrace:av_buffer_unref";
+}
+
+const char* __tsan_default_options() {
+    // A test's child process has none of its parent's threads, which would count as lost there.
+    return "report_thread_leaks=0";
 }
 // NOLINTEND(bugprone-reserved-identifier)

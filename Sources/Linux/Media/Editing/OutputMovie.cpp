@@ -214,7 +214,8 @@ void OutputMovie::tellProgress() {
     const double part = duration_ > 0 ? reached / duration_ : 0;
     // Every packet would be too often, but each is an occasion to give up.
     if (work_.stop.stop_requested()) throw CancelledError();
-    if (part < told_ + 0.01) return;
+    const bool complete = part >= 1 && told_ < 1;
+    if (part < told_ + 0.01 && !complete) return;
     told_ = part;
     work_.reach(part);
 }
