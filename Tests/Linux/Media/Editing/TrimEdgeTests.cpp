@@ -97,6 +97,29 @@ TEST_F(TrimEdgeTests, TakesWhatThereIs) {
     expectPart(original, cut(movie.path, 3, 100, Preset::highestQuality), 3, 8);
 }
 
+/// mpv leaves edit lists alone before its version 0.38, unless it is told otherwise.
+std::vector<int> numbersSeenInMpv(const std::filesystem::path& movie, const std::filesystem::path& folder) {
+    stage::runProgram({"mpv", "--no-config", "--really-quiet", "--untimed", "--no-audio", "--vo=image",
+                       "--vo-image-format=jpg", "--vo-image-outdir=" + folder.string(),
+                       "--demuxer-lavf-o=advanced_editlist=1", movie.string()});
+    std::vector<int> numbers;
+    for (int i = 1;; ++i) {
+        const std::filesystem::path file =
+            folder / (std::string(8 - std::to_string(i).size(), '0') + std::to_string(i) + ".jpg");
+        if (!std::filesystem::exists(file)) return numbers;
+        numbers.push_back(test::readNumber(*stage::MovieProbe(file).pictureAt(0)).value_or(-1));
+    }
+}
+
+TEST_F(TrimEdgeTests, OtherPlayersShowNothingOfWhatIsHidden) {
+    const CountedMovie movie = make({});
+    std::vector<int> expected;
+    for (const test::CountedPicture& each : test::part(movie.pictures, test::ticks(8.9), test::ticks(10.5)))
+        expected.push_back(each.number);
+    const std::filesystem::path fast = cut(movie.path, 8.9, 10.5, Preset::passthrough);
+    EXPECT_EQ(numbersSeenInMpv(fast, folder / "seen"), expected);
+}
+
 TEST_F(TrimEdgeTests, CutsSoundAlone) {
     CountedRecipe recipe;
     recipe.type = AVFileType::appleM4A;
