@@ -18,6 +18,7 @@
 namespace lumicrate::test {
 namespace {
 
+using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::StartsWith;
@@ -118,11 +119,15 @@ TEST_F(GifCommandTests, NumbersOutOfRangeAreNotUnderstood) {
 
 TEST_F(GifCommandTests, GivenUpItLeavesNothing) {
     const auto movie = makeMovie(60);
-    Program program({"gif", movie, "--fps", "50"}, environment());
-    awaitGrowth(folder / "movie.gif");
-    program.process().signal(SIGINT);
-    expectRefused(program.end());
-    EXPECT_FALSE(std::filesystem::exists(folder / "movie.gif"));
+    for (const int signal : {SIGINT, SIGKILL}) {
+        Program program({"gif", movie, "--fps", "50"}, environment());
+        program.awaitWriting();
+        program.process().signal(signal);
+        const Outcome outcome = program.end();
+        if (signal == SIGINT) expectRefused(outcome);
+        const std::filesystem::directory_iterator files(folder.path());
+        EXPECT_THAT(std::vector<std::filesystem::path>(begin(files), end(files)), ElementsAre(movie));
+    }
 }
 
 }  // namespace

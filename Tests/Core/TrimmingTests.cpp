@@ -1,51 +1,22 @@
 #include "Lumicrate/Preview/Trimming.h"
 #include "Support/Error.h"
-#include "Tests/Core/FakePlatform.h"
+#include "Tests/Core/FakeAssets.h"
 
 #include <gmock/gmock.h>
 
 namespace lumicrate {
 namespace {
 
+using test::FakeAssets;
 using test::FakeFiles;
 using testing::ElementsAre;
 using testing::MatchesRegex;
 
 using Preset = AVAssetExportPreset;
 
-/// Makes the file that it is asked for, and then may fail.
-class FakeAssets final : public AVAssets {
- public:
-    explicit FakeAssets(FakeFiles& files) : files_(files) {}
-
-    AVAssetSummary summary(const std::filesystem::path&) const override { return {10, Size{}, subtype, 1}; }
-    void mixAudio(const std::filesystem::path&, const std::filesystem::path&, AVFileType,
-                  const LongWork&) const override {}
-    void exportMovie(const std::filesystem::path& source, const std::filesystem::path& destination,
-                     AVFileType fileType, AVAssetExportPreset chosen, std::optional<CMTimeRange> part,
-                     const LongWork&) const override {
-        EXPECT_EQ(source.parent_path(), destination.parent_path());
-        temporary = destination.filename();
-        type = fileType;
-        preset = chosen;
-        range = part;
-        files_.existing.insert(destination);
-        if (fails) throw PlatformError("The disk is full.");
-    }
-
-    std::string subtype = "avc1";
-    bool fails = false;
-    mutable std::string temporary;
-    mutable AVFileType type{};
-    mutable Preset preset{};
-    mutable std::optional<CMTimeRange> range;
-
- private:
-    FakeFiles& files_;
-};
-
 class TrimmingTests : public testing::Test {
  protected:
+    TrimmingTests() { assets.summaries["/movies/talk.mp4"] = {10, Size{}, "avc1", 1}; }
     Trimming::Request request(const std::string& name = "talk.mp4") const {
         Trimming::Request request;
         request.url = "/movies/" + name;
@@ -63,9 +34,9 @@ TEST_F(TrimmingTests, PutsANewCopyBesideTheRecording) {
     EXPECT_EQ(trimming.save(request(), {}), "/movies/talk_trimmed_3.mp4");
     EXPECT_THAT(files.existing, ElementsAre("/movies/talk.mp4", "/movies/talk_trimmed.mp4",
                                             "/movies/talk_trimmed_2.mp4", "/movies/talk_trimmed_3.mp4"));
-    EXPECT_THAT(assets.temporary, MatchesRegex(R"(\.trim-[0-9A-F-]+\.mp4)"));
-    EXPECT_EQ(assets.range->start, CMTime(1, 1));
-    EXPECT_EQ(assets.range->end, CMTime(5, 2));
+    EXPECT_THAT(assets.made.back().destination.string(), MatchesRegex(R"(/movies/\.trim-[0-9A-F-]+\.mp4)"));
+    EXPECT_EQ(assets.ranges.back()->start, CMTime(1, 1));
+    EXPECT_EQ(assets.ranges.back()->end, CMTime(5, 2));
 }
 
 TEST_F(TrimmingTests, TakesTheRecordingsPlace) {
@@ -93,18 +64,18 @@ TEST_F(TrimmingTests, ChoosesPresetAndContainer) {
         {"a.M4A", "", true, Preset::passthrough, AVFileType::appleM4A},
     };
     for (const Case& each : cases) {
-        assets.subtype = each.subtype;
         Trimming::Request wanted = request(each.name);
+        assets.summaries[wanted.url] = {10, Size{}, each.subtype, 1};
         wanted.precise = each.precise;
         trimming.save(wanted, {});
-        EXPECT_EQ(assets.preset, each.preset) << each.name << each.subtype;
-        EXPECT_EQ(assets.type, each.type) << each.name;
+        EXPECT_EQ(assets.made.back().preset, each.preset) << each.name << each.subtype;
+        EXPECT_EQ(assets.made.back().type, each.type) << each.name;
     }
 }
 
 TEST_F(TrimmingTests, LeavesNothingBesideTheRecordingWhenItFails) {
     files.existing = {"/movies/talk.mp4"};
-    assets.fails = true;
+    assets.refusal = "The disk is full.";
     try {
         trimming.save(request(), {});
         ADD_FAILURE() << "it worked";
@@ -115,7 +86,7 @@ TEST_F(TrimmingTests, LeavesNothingBesideTheRecordingWhenItFails) {
     EXPECT_THAT(files.existing, ElementsAre("/movies/talk.mp4"));
 
     // Given up when the file was just made.
-    assets.fails = false;
+    assets.refusal.clear();
     std::stop_source stop;
     stop.request_stop();
     EXPECT_THROW(trimming.save(request(), {nullptr, stop.get_token()}), CancelledError);
@@ -138,7 +109,7 @@ TEST_F(TrimmingTests, TellsOfTheChangeOnceItIsDone) {
     const Subscription subscription =
         center.observe(recordingsChangedNotification, [&](const auto&) { ++told; });
     for (const bool fails : {false, true}) {
-        assets.fails = fails;
+        assets.refusal = fails ? "The disk is full." : "";
         told = 0;
         std::filesystem::path saved;
         std::string error;

@@ -1,40 +1,22 @@
 #include "Linux/Media/ForeignSummary.h"
 
+#include "Linux/Media/InputContainer.h"
+
 #include <algorithm>
 #include <cmath>
-#include <memory>
 #include <string>
 #include <utility>
 
 extern "C" {
 #include <libavcodec/avcodec.h>
-#include <libavformat/avformat.h>
 #include <libavutil/display.h>
-#include <libavutil/log.h>
 }
 
 namespace lumicrate::media {
 
 namespace {
 
-struct CloseInput {
-    void operator()(AVFormatContext* input) const { avformat_close_input(&input); }
-};
-using Input = std::unique_ptr<AVFormatContext, CloseInput>;
-
-Input open(const std::filesystem::path& url) {
-    av_log_set_level(AV_LOG_QUIET);
-    AVFormatContext* input = nullptr;
-    AVDictionary* options = nullptr;
-    // Containers of their own only: a list of other files could have anything opened.
-    av_dict_set(&options, "format_whitelist", "mov,matroska,avi,mpegts,mpeg,flv,ogg,asf", 0);
-    av_dict_set(&options, "protocol_whitelist", "file", 0);
-    av_dict_set(&options, "probesize", "1000000", 0);
-    av_dict_set(&options, "analyzeduration", "1000000", 0);
-    const int result = avformat_open_input(&input, ("file:" + url.string()).c_str(), nullptr, &options);
-    av_dict_free(&options);
-    return Input(result < 0 ? nullptr : input);
-}
+constexpr int mostProbed = 1'000'000;
 
 bool isTurned(const AVStream& stream) {
     const auto* matrix = reinterpret_cast<const std::int32_t*>(
@@ -62,8 +44,9 @@ std::string subtype(AVCodecID codec) {
 }  // namespace
 
 std::optional<AVAssetSummary> summaryOfForeignMovie(const std::filesystem::path& url) {
-    const Input input = open(url);
-    if (!input || avformat_find_stream_info(input.get(), nullptr) < 0) return std::nullopt;
+    InputContainer input;
+    if (openContainer(url, mostProbed, input) < 0 || avformat_find_stream_info(input.get(), nullptr) < 0)
+        return std::nullopt;
     AVAssetSummary asset;
     for (unsigned int i = 0; i < input->nb_streams; ++i) {
         AVStream* stream = input->streams[i];

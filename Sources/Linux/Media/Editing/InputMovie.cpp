@@ -10,10 +10,6 @@
 #include <string_view>
 #include <system_error>
 
-extern "C" {
-#include <libavutil/log.h>
-}
-
 namespace lumicrate::media {
 
 namespace {
@@ -69,18 +65,12 @@ bool isCutOff(const AVFormatContext& context) {
 }  // namespace
 
 InputMovie::InputMovie(const std::filesystem::path& path, Look look) : path_(path) {
-    av_log_set_level(AV_LOG_QUIET);
     std::error_code error;
     if (std::filesystem::is_directory(path, error)) fail(localized("it is a folder."));
     if (std::filesystem::file_size(path, error) == 0 && !error) fail(localized("it is empty."));
-    // Only the file itself is read, whatever it says of others.
-    AVDictionary* options = nullptr;
-    av_dict_set(&options, "protocol_whitelist", "file", 0);
-    AVFormatContext* context = nullptr;
-    const int opened = avformat_open_input(&context, ("file:" + path.string()).c_str(), nullptr, &options);
-    av_dict_free(&options);
+    const int opened = openContainer(path, 0, context_);
     if (opened < 0) failWith(opened);
-    context_.reset(context);
+    AVFormatContext* context = context_.get();
     const bool enough = look == Look::briefly && headTellsAll(*context);
     const int found = enough ? 0 : avformat_find_stream_info(context, nullptr);
     if (found < 0) failWith(found);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "Linux/Media/Editing/Libav.h"
+#include "Linux/Media/InputContainer.h"
 #include "Platform/AVAsset.h"
 
 #include <cstdint>
@@ -54,16 +55,12 @@ class InputMovie {
     const std::filesystem::path& path() const { return path_; }
 
  private:
-    struct Close {
-        void operator()(AVFormatContext* context) const { avformat_close_input(&context); }
-    };
-
     void seekTo(int track, std::int64_t time);
     std::int64_t countedPackets(int track) const;
     [[noreturn]] void failWith(int error) const;
 
     std::filesystem::path path_;
-    std::unique_ptr<AVFormatContext, Close> context_;
+    InputContainer context_;
 };
 
 /// A time of a track's clock in seconds.

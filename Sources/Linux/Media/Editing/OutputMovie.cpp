@@ -1,7 +1,6 @@
 #include "Linux/Media/Editing/OutputMovie.h"
 
 #include "Linux/Media/Editing/TrackEnds.h"
-#include "Linux/Media/Failure.h"
 #include "Linux/Media/IsoBmff/BoxReader.h"
 #include "Linux/Media/IsoBmff/Fragment.h"
 #include "Support/Error.h"
@@ -57,7 +56,7 @@ std::uint32_t tagFor(const AVOutputFormat& format, const AVCodecParameters& para
 }
 
 void check(int result) {
-    checked(result, cannotWrite);
+    NewFile::checked(result);
 }
 
 void copySideData(const AVStream& from, AVStream& to) {
@@ -267,7 +266,7 @@ void OutputMovie::endTracks() {
     try {
         file_.changeBox("moov", [&ends](std::span<std::uint8_t> moov) { endTracksBy(ends, moov); });
     } catch (const isobmff::Malformed&) {
-        failWithCode(cannotWrite, AVERROR_BUG);
+        NewFile::fail(AVERROR_BUG);
     }
 }
 

@@ -1,8 +1,8 @@
 // OutputMovie: a new movie file of packets that are coded already.
 #pragma once
 
+#include "Linux/Media/Editing/AvioFile.h"
 #include "Linux/Media/Editing/InputMovie.h"
-#include "Linux/Media/Editing/NewFile.h"
 #include "Linux/Media/IsoBmff/MovieDescription.h"
 #include "Platform/AVAssetWriter.h"
 #include "Support/LongWork.h"
@@ -89,7 +89,7 @@ class OutputMovie {
     std::int64_t roomForIndex() const;
     void endTracks();
 
-    NewFile file_;
+    AvioFile file_;
     std::unique_ptr<AVFormatContext, Free> context_;
     std::mutex mutex_;
     std::condition_variable turn_;

@@ -2,31 +2,21 @@
 
 #include "Support/Error.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
+
+extern "C" {
+#include <libavutil/error.h>
+}
 
 namespace lumicrate::media {
 
 namespace {
 
-constexpr const char* cannotCreate = "The GIF couldn't be created:";
-constexpr const char* cannotWrite = "The GIF couldn't be written:";
-constexpr mode_t readableByAll = 0666;  // less the umask
 constexpr std::size_t bytesAtOnce = 1 << 18;
 
 }  // namespace
 
-GifDestination::GifDestination(const std::filesystem::path& url)
-    : url_(url), file_(open(url.c_str(), O_CREAT | O_EXCL | O_RDWR | O_CLOEXEC, readableByAll)) {
-    if (!file_.isOpen()) failForPath(cannotCreate, url, errno);
-}
-
-GifDestination::~GifDestination() {
-    if (!isFinal_) unlink(url_.c_str());
-}
+GifDestination::GifDestination(const std::filesystem::path& url) : file_(url) {}
 
 void GifDestination::addImage(const CGImage& image, CMTime delay) {
     const bool isFirst = elapsed_ == CMTime::zero();
@@ -40,7 +30,7 @@ void GifDestination::finalize() {
     if (elapsed_ == CMTime::zero()) throw PlatformError(localized("The movie has no pictures."));
     blocks_.finish();
     flush();
-    isFinal_ = true;
+    file_.keep();
 }
 
 int GifDestination::roundedDelay(CMTime delay) {
@@ -52,8 +42,7 @@ int GifDestination::roundedDelay(CMTime delay) {
 }
 
 void GifDestination::flush() {
-    if (const int error = writeWhole(file_, written_, bytes_); error != 0)
-        failForPath(cannotWrite, url_, error);
+    NewFile::checked(AVERROR(writeWhole(file_.descriptor(), written_, bytes_)));
     written_ += bytes_.size();
     bytes_.clear();
 }

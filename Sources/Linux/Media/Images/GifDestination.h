@@ -3,7 +3,7 @@
 
 #include "Linux/Media/Images/FrameQuantizer.h"
 #include "Linux/Media/Images/GifBlocks.h"
-#include "Linux/Media/WholeFile.h"
+#include "Linux/Media/NewFile.h"
 #include "Platform/AVAsset.h"
 
 #include <cstdint>
@@ -20,9 +20,6 @@ class GifDestination final : public CGImageDestination {
  public:
     /// Throws PlatformError.
     explicit GifDestination(const std::filesystem::path& url);
-    ~GifDestination() override;
-    GifDestination(const GifDestination&) = delete;
-    GifDestination& operator=(const GifDestination&) = delete;
 
     /// All images have the size of the first, at most 65535 pixels each way.
     void addImage(const CGImage& image, CMTime delay) override;
@@ -32,15 +29,13 @@ class GifDestination final : public CGImageDestination {
     int roundedDelay(CMTime delay);
     void flush();
 
-    std::filesystem::path url_;
+    NewFile file_;
     std::vector<std::uint8_t> bytes_;  // not yet written
     GifBlocks blocks_{bytes_};
-    FileDescriptor file_;
     std::uint64_t written_ = 0;
     FrameQuantizer quantizer_;
     CMTime elapsed_ = CMTime::zero();
     std::int64_t elapsedHundredths_ = 0;
-    bool isFinal_ = false;
 };
 
 }  // namespace lumicrate::media

@@ -1,7 +1,7 @@
-// NewFile: a file that FFmpeg's libraries write and that is there only when it is complete.
+// AvioFile: a new file that FFmpeg's libraries write.
 #pragma once
 
-#include "Linux/Media/WholeFile.h"
+#include "Linux/Media/NewFile.h"
 
 #include <cstdint>
 #include <filesystem>
@@ -16,20 +16,12 @@ extern "C" {
 
 namespace lumicrate::media {
 
-/// What is said when it cannot be written, before the reason. The file's own name, often a hidden one, would
-/// tell nobody anything.
-inline constexpr std::string_view cannotWrite = "The new file couldn't be written";
-
-/// Where the file system can, it gets its name only when it is kept, so that a crash leaves none behind
-/// either.
-class NewFile {
+class AvioFile {
  public:
-    /// Throws PlatformError when it cannot be made, also when something of this name exists.
-    explicit NewFile(std::filesystem::path path);
-    /// Nothing remains unless it was kept.
-    ~NewFile();
-    NewFile(const NewFile&) = delete;
-    NewFile& operator=(const NewFile&) = delete;
+    /// Throws as NewFile does.
+    explicit AvioFile(std::filesystem::path path);
+    AvioFile(const AvioFile&) = delete;
+    AvioFile& operator=(const AvioFile&) = delete;
 
     AVIOContext* io() const { return io_.get(); }
     /// Lets `change` have what is in the first box of this type in the file, without its header. Throws
@@ -48,10 +40,7 @@ class NewFile {
     static int write(void* self, std::uint8_t* data, int size);
     static std::int64_t seek(void* self, std::int64_t offset, int whence);
 
-    std::filesystem::path path_;
-    FileDescriptor file_;
-    bool named_ = false;
-    bool kept_ = false;
+    NewFile file_;
     std::uint64_t position_ = 0;
     std::unique_ptr<AVIOContext, FreeIo> io_;
 };
