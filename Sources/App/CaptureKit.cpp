@@ -2,9 +2,15 @@
 
 #include "Linux/CaptureStream.h"
 #include "Linux/PipeWire/AudioSource.h"
+#include "Linux/X11/Connection.h"
+#include "Linux/X11/DesktopScale.h"
 #include "Linux/X11/ScreenSource.h"
 
+#include <QByteArray>
+#include <QtGlobal>
+#include <cmath>
 #include <exception>
+#include <string>
 #include <utility>
 
 namespace lumicrate::app {
@@ -16,7 +22,23 @@ bool isSoundAlone(const SCContentFilter& filter, const SCStreamConfiguration& co
     return filter.contentRect.isEmpty() || (configuration.width <= 2 && configuration.height <= 2);
 }
 
+/// What the user has the toolkit multiply the desktop's scale with.
+double toolkitScale() {
+    bool isNumber = false;
+    const double factor = qgetenv("QT_SCALE_FACTOR").toDouble(&isNumber);
+    return isNumber && std::isfinite(factor) && factor > 0 ? factor : 1;
+}
+
+/// A client of the server of $DISPLAY that counts in the points of this program's windows.
+template <class Client>
+Client clientInPoints() {
+    return Client(std::string(), x11::desktopScale(x11::Connection()) * toolkitScale());
+}
+
 }  // namespace
+
+CaptureKit::CaptureKit()
+    : displays_(clientInPoints<x11::Displays>), windows_(clientInPoints<x11::WindowList>) {}
 
 bool CaptureKit::CGPreflightScreenCaptureAccess() const {
     try {

@@ -9,6 +9,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <utility>
 #include <vector>
 
 namespace lumicrate::app {
@@ -18,6 +19,8 @@ namespace lumicrate::app {
 template <class Client>
 class KeptClient {
  public:
+    explicit KeptClient(std::function<Client()> make) : make_(std::move(make)) {}
+
     /// Throws PlatformError when no server can be reached.
     template <class Question>
     auto ask(Question question) const {
@@ -28,17 +31,20 @@ class KeptClient {
                 client_.reset();
             }
         }
-        return question(client_.emplace());
+        return question(client_.emplace(make_()));
     }
 
  private:
+    std::function<Client()> make_;
     mutable std::optional<Client> client_;
 };
 
 /// Reads displays and windows from the X server of $DISPLAY; without one there is nothing to capture but
-/// sound.
+/// sound. What a point is stays as it was at the first question, as it does for the toolkit's windows.
 class CaptureKit final : public ScreenCaptureKit {
  public:
+    CaptureKit();
+
     /// The displays now. Throws PlatformError when no X server can be reached.
     std::vector<SCDisplay> displays() const;
     /// The windows on the screen now, front to back. Throws PlatformError when no X server can be reached.

@@ -77,10 +77,39 @@ TEST_F(UserDefaultsTests, ValuesOfAnotherTypeAreConvertedOrEmpty) {
     EXPECT_EQ(defaults.stringForKey("h"), "{{10, 20}, {640, 480}}");
 }
 
-TEST_F(UserDefaultsTests, AFileThatCannotBeWrittenIsSaid) {
+TEST_F(UserDefaultsTests, WhatCannotBeWrittenIsSaidAndDoesNotCount) {
     std::ofstream(folder / "Lumicrate") << "a file where the folder should be";
     UserDefaults defaults(file);
-    EXPECT_THROW(defaults.set("flag", true), PlatformError);
+    defaults.registerDefaults({{"flag", true}});
+    int told = 0;
+    const Subscription subscription = defaults.observe([&] { ++told; });
+    for (int i = 0; i < 2; ++i) {
+        try {
+            defaults.set("flag", false);
+            FAIL();
+        } catch (const PlatformError& error) {
+            EXPECT_EQ(error.what(), "The settings file couldn't be written: " + file.string());
+        }
+        EXPECT_TRUE(defaults.boolForKey("flag"));
+    }
+    EXPECT_EQ(told, 0);
+    std::filesystem::remove(folder / "Lumicrate");
+    defaults.set("fps", std::int64_t{24});
+    EXPECT_EQ(told, 1);
+    const UserDefaults other(file);
+    EXPECT_EQ(other.integerForKey("fps"), 24);
+    EXPECT_EQ(other.stringForKey("flag"), std::nullopt);
+}
+
+TEST_F(UserDefaultsTests, WhatOthersWroteIsRead) {
+    const UserDefaults defaults(file);
+    EXPECT_EQ(defaults.integerForKey("fps"), 0);
+    writeFile("fps=24");
+    EXPECT_EQ(defaults.integerForKey("fps"), 24);
+    UserDefaults(file).set("fps", std::int64_t{60});
+    EXPECT_EQ(defaults.integerForKey("fps"), 60);
+    std::filesystem::remove(file);
+    EXPECT_EQ(defaults.integerForKey("fps"), 0);
 }
 
 TEST_F(UserDefaultsTests, ALineThatMakesNoSenseIsNoObstacle) {

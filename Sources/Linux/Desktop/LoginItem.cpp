@@ -1,0 +1,125 @@
+#include "Linux/Desktop/LoginItem.h"
+
+#include "Support/Error.h"
+
+#include <QSaveFile>
+#include <QStandardPaths>
+#include <QString>
+#include <fstream>
+#include <string_view>
+#include <system_error>
+#include <utility>
+
+namespace lumicrate::desktop {
+
+namespace {
+
+std::filesystem::path userFolder() {
+    return std::filesystem::path(
+               QStandardPaths::writableLocation(QStandardPaths::GenericConfigLocation).toStdString()) /
+           "autostart";
+}
+
+std::string_view trimmed(std::string_view text) {
+    const auto first = text.find_first_not_of(" \t\r");
+    if (first == std::string_view::npos) return {};
+    return text.substr(first, text.find_last_not_of(" \t\r") - first + 1);
+}
+
+/// Whether the line says that the entry does not count; some sessions have a key of their own for that.
+bool turnsOff(std::string_view key, std::string_view value) {
+    return (key == "Hidden" && value == "true") || (key == "X-GNOME-Autostart-enabled" && value == "false");
+}
+
+[[noreturn]] void fail(const std::filesystem::path& entry) {
+    throw PlatformError(localized("The entry that starts Lumicrate at login couldn't be changed: ") +
+                        entry.string());
+}
+
+/// A word between quotation marks, in which four characters must not stand alone.
+std::string quoted(const std::string& word) {
+    std::string text = "\"";
+    for (const char each : word) {
+        if (std::string_view("\"`$\\").find(each) != std::string_view::npos) text += '\\';
+        // Otherwise the place of a file's name.
+        if (each == '%') text += '%';
+        text += each;
+    }
+    return text + '"';
+}
+
+/// As any text of an entry is written.
+std::string escaped(const std::string& text) {
+    std::string written;
+    for (const char each : text) {
+        switch (each) {
+            case '\\':
+                written += "\\\\";
+                break;
+            case '\n':
+                written += "\\n";
+                break;
+            case '\t':
+                written += "\\t";
+                break;
+            case '\r':
+                written += "\\r";
+                break;
+            default:
+                written += each;
+        }
+    }
+    return written;
+}
+
+}  // namespace
+
+std::string execValue(const std::vector<std::string>& command) {
+    std::string line;
+    for (const std::string& each : command)
+        line += (line.empty() ? "" : " ") + quoted(each);
+    return escaped(line);
+}
+
+LoginItem::LoginItem(std::filesystem::path program) : LoginItem(std::move(program), userFolder()) {}
+
+LoginItem::LoginItem(std::filesystem::path program, const std::filesystem::path& folder)
+    : program_(std::move(program)), entry_(folder / "lumicrate.desktop") {}
+
+bool LoginItem::isEnabled() const {
+    std::ifstream file(entry_);
+    bool inEntry = false;
+    bool starts = false;
+    for (std::string line; std::getline(file, line);) {
+        const std::string_view text = trimmed(line);
+        if (text.starts_with('[')) inEntry = text == "[Desktop Entry]";
+        const auto equals = text.find('=');
+        if (!inEntry || text.starts_with('#') || equals == std::string_view::npos) continue;
+        const std::string_view key = trimmed(text.substr(0, equals));
+        const std::string_view value = trimmed(text.substr(equals + 1));
+        if (turnsOff(key, value)) return false;
+        if (key == "Exec") starts = !value.empty();
+    }
+    return starts;
+}
+
+void LoginItem::registerLoginItem() {
+    std::error_code failed;
+    std::filesystem::create_directories(entry_.parent_path(), failed);
+    const std::string text = "[Desktop Entry]\nType=Application\nName=Lumicrate\nIcon=lumicrate\nExec=" +
+                             execValue({program_.string(), "--background"}) + "\n";
+    QSaveFile file(QString::fromStdString(entry_.string()));
+    if (failed || !file.open(QIODevice::WriteOnly) ||
+        file.write(text.data(), static_cast<qint64>(text.size())) != static_cast<qint64>(text.size()) ||
+        !file.commit()) {
+        fail(entry_);
+    }
+}
+
+void LoginItem::unregisterLoginItem() {
+    std::error_code failed;
+    std::filesystem::remove(entry_, failed);
+    if (failed) fail(entry_);
+}
+
+}  // namespace lumicrate::desktop
