@@ -11,11 +11,17 @@
 #include <optional>
 #include <utility>
 
+/// Outside of namespaces, as the macro demands. Without it a program drops the drawings from the library.
+static void keepDrawings() {
+    Q_INIT_RESOURCE(Icons);
+}
+
 namespace lumicrate::views {
 
 namespace {
 
 QString fileOf(std::string_view name) {
+    keepDrawings();
     return QStringLiteral(":/Icons/%1.svg").arg(qtText(name));
 }
 

@@ -1,0 +1,180 @@
+#include "Lumicrate/SourceBar.h"
+
+#include "Lumicrate/SourceLists.h"
+#include "Support/Error.h"
+#include "Support/Text.h"
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+namespace lumicrate {
+
+namespace {
+
+std::string sizeText(const SCDisplay& display) {
+    const Rect pixels = display.frame.scaledBy(display.pointPixelScale);
+    return std::to_string(std::llround(pixels.width)) + " × " + std::to_string(std::llround(pixels.height));
+}
+
+/// The choice if it is among those on offer.
+template <class Offered>
+const Offered* find(const std::vector<Offered>& offered, const std::optional<std::uint32_t>& id) {
+    const auto found =
+        std::find_if(offered.begin(), offered.end(), [&](const Offered& each) { return each.id == id; });
+    return found == offered.end() ? nullptr : &*found;
+}
+
+}  // namespace
+
+SourceBar::SourceBar(ScreenRecorder& recorder, NSUserDefaults& defaults, Complaints complain)
+    : recorder_(recorder),
+      defaults_(defaults),
+      complain_(std::move(complain)),
+      state_(*recorder.state),
+      windows_(*recorder.windows),
+      displays_(*recorder.displays) {
+    const auto follow = [this](const auto& published, auto& kept) {
+        subscriptions_.push_back(published.observe([this, &kept](const auto& coming) {
+            kept = coming;
+            rebuild();
+        }));
+    };
+    follow(recorder.state, state_);
+    follow(recorder.windows, windows_);
+    follow(recorder.displays, displays_);
+    subscriptions_.push_back(defaults.observe([this] { rebuild(); }));
+    rebuild();
+}
+
+std::vector<SourceBar::Mode> SourceBar::modes() {
+    return {{CaptureMode::window, localized("Window"), "macwindow"},
+            {CaptureMode::area, localized("Area"), "rectangle.dashed"},
+            {CaptureMode::screen, localized("Screen"), "display"},
+            {CaptureMode::audio, localized("Audio"), "waveform"}};
+}
+
+bool SourceBar::isOffered(CaptureMode mode) {
+    const std::vector<Mode> offered = modes();
+    return std::any_of(offered.begin(), offered.end(),
+                       [mode](const Mode& each) { return each.mode == mode; });
+}
+
+void SourceBar::rebuild() {
+    Content next;
+    const auto stored =
+        fromRawValue<CaptureMode>(defaults_.stringForKey(preference::captureMode).value_or(""));
+    if (stored && isOffered(*stored)) next.mode = *stored;
+    next.enabled = state_ == ScreenRecorder::State::idle;
+    fillSources(next);
+    next.typesArea = next.mode == CaptureMode::area && !hasAreaSelector_;
+    const bool choosesHere = next.mode == CaptureMode::screen ? !hasScreenChooser_ : next.typesArea;
+    next.picksDisplay = choosesHere && next.displays.size() > 1;
+    next.missing = missingFrom(next);
+    if (next != *content) content = std::move(next);
+}
+
+void SourceBar::fillSources(Content& next) const {
+    for (const SCWindow& each : windows_)
+        next.windows.push_back({each.windowID, applicationName(each), each.title.value_or("")});
+    if (const Window* chosen = find(next.windows, window_)) next.window = *chosen;
+
+    for (const SCDisplay& each : displays_)
+        next.displays.push_back({each.displayID, each.localizedName, sizeText(each)});
+    if (displays_.empty()) return;
+    const Display* chosen = find(next.displays, display_);
+    // The recorder's own list may be a step behind here, so the main display is looked up in this one.
+    const Display* main = find(next.displays, recorder_.mainDisplayID());
+    next.display = chosen ? chosen->id : main ? main->id : next.displays.front().id;
+
+    const auto shown = std::find_if(displays_.begin(), displays_.end(), [&next](const SCDisplay& each) {
+        return each.displayID == next.display;
+    });
+    next.areaBounds = {0, 0, shown->frame.width, shown->frame.height};
+    next.area = RecordingOptions::current(defaults_).areaRect.value_or(next.areaBounds);
+}
+
+std::optional<std::string> SourceBar::missingFrom(const Content& next) const {
+    switch (next.mode) {
+        case CaptureMode::window:
+            if (next.window || hasAreaSelector_) return std::nullopt;
+            return window_ ? localized("That window has gone. Choose another one.")
+                           : localized("Choose a window first.");
+        case CaptureMode::area:
+            if (!next.display) return localized("There is no screen to record.");
+            if (!next.typesArea || !next.area.intersection(next.areaBounds).isEmpty()) return std::nullopt;
+            return localized("That area is outside the screen.");
+        case CaptureMode::screen:
+            return next.display ? std::nullopt : std::optional(localized("There is no screen to record."));
+        case CaptureMode::audio:
+            if (defaults_.boolForKey(preference::captureSystemAudio) ||
+                defaults_.boolForKey(preference::captureMicrophone))
+                return std::nullopt;
+            return localized("Turn on system audio or the microphone first.");
+        case CaptureMode::webcam:
+            break;
+    }
+    return std::nullopt;
+}
+
+void SourceBar::store(std::string_view key, const std::string& value) {
+    try {
+        defaults_.set(key, value);
+    } catch (const LocalizedError& error) {
+        complain_(error.what());
+    }
+    rebuild();
+}
+
+void SourceBar::setMode(CaptureMode mode) {
+    store(preference::captureMode, std::string(rawValue(mode)));
+}
+
+void SourceBar::chooseWindow(std::uint32_t id) {
+    window_ = id;
+    rebuild();
+}
+
+void SourceBar::chooseDisplay(std::uint32_t id) {
+    display_ = id;
+    rebuild();
+}
+
+void SourceBar::setArea(const Rect& area) {
+    store(preference::areaRect, stringFromRect(area));
+}
+
+void SourceBar::setHasAreaSelector(bool has) {
+    hasAreaSelector_ = has;
+    rebuild();
+}
+
+void SourceBar::setHasScreenChooser(bool has) {
+    hasScreenChooser_ = has;
+    rebuild();
+}
+
+void SourceBar::record() {
+    const Content& chosen = *content;
+    if (chosen.missing || !chosen.enabled) return;
+    switch (chosen.mode) {
+        case CaptureMode::window:
+            if (!chosen.window) return recorder_.record(CaptureMode::window);
+            recorder_.setSource(CaptureSource::window(chosen.window->id));
+            return recorder_.start(false);
+        case CaptureMode::area:
+            if (hasAreaSelector_) return recorder_.record(CaptureMode::area);
+            recorder_.setSource(CaptureSource::area(*chosen.display));
+            return recorder_.start(true);
+        case CaptureMode::screen:
+            if (hasScreenChooser_) return recorder_.record(CaptureMode::screen);
+            recorder_.setSource(CaptureSource::display(*chosen.display));
+            return recorder_.start(false);
+        case CaptureMode::audio:
+            return recorder_.recordAudioNow();
+        case CaptureMode::webcam:
+            break;
+    }
+}
+
+}  // namespace lumicrate

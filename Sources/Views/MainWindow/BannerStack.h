@@ -1,0 +1,29 @@
+// BannerStack: the messages at the top of the main window.
+#pragma once
+
+#include "Lumicrate/MessageBanners.h"
+#include "Support/Published.h"
+
+#include <QWidget>
+#include <vector>
+
+class QVBoxLayout;
+
+namespace lumicrate::views {
+
+/// Takes no room while there are none.
+class BannerStack final : public QWidget {
+ public:
+    /// `messages` must outlive it.
+    explicit BannerStack(MessageBanners& messages, QWidget* parent = nullptr);
+
+ private:
+    void show(const std::vector<MessageBanners::Banner>& banners);
+
+    MessageBanners& messages_;
+    QVBoxLayout* layout_;
+    std::vector<std::pair<MessageBanners::Banner, QWidget*>> shown_;
+    Subscription subscription_;
+};
+
+}  // namespace lumicrate::views

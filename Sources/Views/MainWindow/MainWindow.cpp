@@ -1,0 +1,193 @@
+#include "Views/MainWindow/MainWindow.h"
+
+#include "Support/Error.h"
+#include "Support/Geometry.h"
+#include "Views/MainWindow/BannerStack.h"
+#include "Views/MainWindow/RecorderControlsView.h"
+#include "Views/MainWindow/RecordingList.h"
+#include "Views/MainWindow/SourceBarView.h"
+#include "Views/Menus.h"
+#include "Views/QtText.h"
+#include "Views/Symbols.h"
+#include "Views/Theme.h"
+#include "Views/Widgets/FlatButton.h"
+#include "Views/Widgets/ToneLabel.h"
+
+#include <QEvent>
+#include <QHBoxLayout>
+#include <QMenu>
+#include <QPainter>
+#include <QScreen>
+#include <QShortcut>
+#include <QStackedLayout>
+#include <QVBoxLayout>
+#include <algorithm>
+
+namespace lumicrate::views {
+
+namespace {
+
+constexpr QSize firstSize(460, 640);
+constexpr std::string_view sizeKey = "mainWindowSize";
+
+/// A symbol as large as it is given room.
+class BigSymbol final : public QWidget {
+ public:
+    BigSymbol(std::string_view name, QWidget* parent) : QWidget(parent), name_(name) { setFixedSize(44, 44); }
+
+ protected:
+    void paintEvent(QPaintEvent*) override {
+        QPainter painter(this);
+        paintSymbol(painter, rect(), name_, ThemeColors::of(*this).secondary);
+    }
+
+ private:
+    std::string name_;
+};
+
+}  // namespace
+
+MainWindow::MainWindow(ContentView& content) : content_(content) {
+    setWindowTitle(qtText(ContentView::title()));
+    setWindowIcon(applicationIcon());
+    auto* column = new QVBoxLayout(this);
+    column->setContentsMargins(measure::margin, measure::margin, measure::margin, measure::gap);
+    column->setSpacing(measure::gap + 2);
+    column->addWidget(new BannerStack(content.messages, this));
+    column->addWidget(new SourceBarView(content.sources, content.windowPicker, this));
+    const auto complain = [&content](const std::string& sentence) { content.messages.complain(sentence); };
+    column->addWidget(new RecorderControlsView(content.controls, content.defaults, complain, this));
+    addRecordings(*column);
+    bindKeys();
+    restoreSize();
+}
+
+MainWindow::~MainWindow() {
+    if (!isVisible()) return;
+    content_.controls.setVisible(false);
+    storeSize();
+}
+
+void MainWindow::addRecordings(QVBoxLayout& column) {
+    column.addSpacing(measure::gap / 2);
+    column.addWidget(makeHeader());
+    auto* pages = new QStackedLayout;
+    auto* list = new RecordingList(content_.recordings, content_.thumbnails, this);
+    pages->addWidget(list);
+    pages->addWidget(makeEmptyState());
+    const auto choosePage = [list, pages] { pages->setCurrentIndex(list->isEmpty() ? 1 : 0); };
+    list->setOnCountChange(choosePage);
+    choosePage();
+    column.addLayout(pages, 1);
+}
+
+QWidget* MainWindow::makeEmptyState() {
+    auto* page = new QWidget(this);
+    auto* column = new QVBoxLayout(page);
+    column->addStretch(2);
+    column->addWidget(new BigSymbol("film", page), 0, Qt::AlignHCenter);
+    auto* title = new QLabel(tr("No recordings yet"), page);
+    QFont bold = title->font();
+    bold.setWeight(QFont::DemiBold);
+    bold.setPointSizeF(bold.pointSizeF() * 1.15);
+    title->setFont(bold);
+    column->addWidget(title, 0, Qt::AlignHCenter);
+    auto* how = new ToneLabel(&ThemeColors::secondary, page);
+    how->setText(tr("Choose what to record, then press Start Recording."));
+    how->setWordWrap(true);
+    how->setAlignment(Qt::AlignCenter);
+    column->addWidget(how);
+    column->addStretch(3);
+    return page;
+}
+
+QWidget* MainWindow::makeHeader() {
+    auto* header = new QWidget(this);
+    auto* row = new QHBoxLayout(header);
+    row->setContentsMargins(0, 0, 0, 0);
+    row->setSpacing(2);
+    auto* title = new QLabel(tr("Recordings"), header);
+    QFont bold = title->font();
+    bold.setWeight(QFont::DemiBold);
+    title->setFont(bold);
+    row->addWidget(title, 1);
+    const auto add = [&](std::string_view symbolName, const QString& name) {
+        auto* button = new FlatButton(FlatButton::Role::plain, header);
+        button->setSymbol(symbolName);
+        button->setAccessibleName(name);
+        button->setToolTip(name);
+        row->addWidget(button);
+        return button;
+    };
+    const auto* folder = add("folder", tr("Open Recordings Folder"));
+    connect(folder, &QPushButton::clicked, this, [this] { content_.commands.openFolder(); });
+    const auto* settings = add("gearshape", tr("Settings"));
+    connect(settings, &QPushButton::clicked, this, [this] { content_.commands.openSettings(); });
+    auto* more = add("ellipsis", tr("More"));
+    auto* menu = new QMenu(more);
+    connect(more, &QPushButton::clicked, menu, [this, more, menu] {
+        fillMenu(*menu, content_.menu());
+        const QPoint corner = more->mapToGlobal(QPoint(more->width(), more->height() + 2));
+        menu->popup(corner - QPoint(menu->sizeHint().width(), 0));
+    });
+    return header;
+}
+
+void MainWindow::bindKeys() {
+    const auto bind = [this](const char* keys, std::function<void()> act) {
+        auto* shortcut = new QShortcut(QKeySequence(QLatin1String(keys)), this);
+        shortcut->setAutoRepeat(false);
+        connect(shortcut, &QShortcut::activated, this, [act = std::move(act)] { act(); });
+    };
+    bind("Ctrl+R", [this] { content_.controls.press(); });
+    bind("Ctrl+,", content_.commands.openSettings);
+    bind("Ctrl+Q", content_.commands.quit);
+}
+
+void MainWindow::bringForward() {
+    setWindowState(windowState() & ~Qt::WindowMinimized);
+    show();
+    raise();
+    activateWindow();
+}
+
+void MainWindow::tellVisibility() {
+    content_.controls.setVisible(isVisible() && !isMinimized());
+}
+
+void MainWindow::showEvent(QShowEvent* event) {
+    QWidget::showEvent(event);
+    tellVisibility();
+}
+
+void MainWindow::hideEvent(QHideEvent* event) {
+    QWidget::hideEvent(event);
+    tellVisibility();
+    storeSize();
+}
+
+void MainWindow::changeEvent(QEvent* event) {
+    QWidget::changeEvent(event);
+    if (event->type() == QEvent::WindowStateChange) tellVisibility();
+}
+
+/// On a smaller screen than it was stored on, the window still fits.
+void MainWindow::restoreSize() {
+    QSize size = firstSize;
+    if (const auto stored = rectFromString(content_.defaults.stringForKey(sizeKey).value_or("")))
+        size = QSizeF(stored->width, stored->height).toSize();
+    resize(size.boundedTo(screen()->availableSize()));
+}
+
+void MainWindow::storeSize() {
+    if (isMaximized() || isFullScreen()) return;
+    const std::string text = stringFromRect({0, 0, double(width()), double(height())});
+    if (content_.defaults.stringForKey(sizeKey) == text) return;
+    try {
+        content_.defaults.set(sizeKey, text);
+    } catch (const LocalizedError&) {
+        // The window opens in another size next time; nobody needs to be told.
+    }
+}
+
+}  // namespace lumicrate::views

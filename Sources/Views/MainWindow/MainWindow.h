@@ -1,0 +1,42 @@
+// MainWindow: the program's main window.
+#pragma once
+
+#include "Lumicrate/ContentView.h"
+
+#include <QWidget>
+
+class QMenu;
+class QVBoxLayout;
+
+namespace lumicrate::views {
+
+class RecordingList;
+
+/// Remembers its size. Closing it hides it.
+class MainWindow final : public QWidget {
+ public:
+    /// Must outlive it.
+    explicit MainWindow(ContentView& content);
+    ~MainWindow() override;
+
+    /// Shows the window in front of all others.
+    void bringForward();
+
+ protected:
+    void showEvent(QShowEvent* event) override;
+    void hideEvent(QHideEvent* event) override;
+    void changeEvent(QEvent* event) override;
+
+ private:
+    void addRecordings(QVBoxLayout& column);
+    QWidget* makeEmptyState();
+    QWidget* makeHeader();
+    void bindKeys();
+    void tellVisibility();
+    void restoreSize();
+    void storeSize();
+
+    ContentView& content_;
+};
+
+}  // namespace lumicrate::views

@@ -1,0 +1,149 @@
+#include "Views/MainWindow/RecorderControlsView.h"
+
+#include "Views/Menus.h"
+#include "Views/QtText.h"
+#include "Views/Symbols.h"
+#include "Views/Theme.h"
+#include "Views/Widgets/LevelMeter.h"
+#include "Views/Widgets/ToneLabel.h"
+
+#include <QHBoxLayout>
+#include <QMenu>
+#include <QVBoxLayout>
+#include <algorithm>
+#include <cmath>
+
+namespace lumicrate::views {
+
+namespace {
+
+FlatButton::Tone toneOf(RecorderControls::Look look) {
+    switch (look) {
+        case RecorderControls::Look::ready:
+            return FlatButton::Tone::inviting;
+        case RecorderControls::Look::recording:
+            return FlatButton::Tone::active;
+        case RecorderControls::Look::waiting:
+            break;
+    }
+    return FlatButton::Tone::neutral;
+}
+
+}  // namespace
+
+RecorderControlsView::RecorderControlsView(RecorderControls& controls, NSUserDefaults& defaults,
+                                           const ComplaintSink& complain, QWidget* parent)
+    : QWidget(parent), controls_(controls) {
+    auto* column = new QVBoxLayout(this);
+    column->setContentsMargins(0, 0, 0, 0);
+    column->setSpacing(measure::gap);
+    addToggles(*column, defaults, complain);
+    column->addSpacing(measure::gap / 2);
+    addButtons(*column);
+    addLevel(*column);
+    subscriptions_.push_back(
+        controls.content.observe([this](const RecorderControls::Content& coming) { show(coming); }));
+    subscriptions_.push_back(controls.level.observe([this](float coming) { level_->setLevel(coming); }));
+    show(*controls.content);
+}
+
+void RecorderControlsView::addToggles(QVBoxLayout& column, NSUserDefaults& defaults,
+                                      const ComplaintSink& complain) {
+    auto* row = new QHBoxLayout;
+    row->setSpacing(measure::gap - 2);
+    for (const RecorderControls::Toggle& toggle : RecorderControls::toggles()) {
+        auto* button = new FlatButton(FlatButton::Role::tile, this);
+        button->setText(qtText(toggle.label));
+        button->setToolTip(qtText(toggle.help));
+        button->setAccessibleName(qtText(toggle.label));
+        button->setAccessibleDescription(qtText(toggle.help));
+        const auto showState = [button, toggle] {
+            button->setSymbol(button->isChecked() ? toggle.symbol : toggle.offSymbol);
+        };
+        bindBool(*button, defaults, std::string(toggle.key), complain);
+        // After the binding, which changes the button unheard when another value is stored than was chosen.
+        subscriptions_.push_back(defaults.observe(showState));
+        connect(button, &QPushButton::toggled, button, showState);
+        showState();
+        QWidget* cell = toggle.key == preference::captureMicrophone ? withMicrophoneMenu(*button) : button;
+        row->addWidget(cell, 1);
+        chips_.push_back({toggle, cell, button});
+    }
+    column.addLayout(row);
+}
+
+QWidget* RecorderControlsView::withMicrophoneMenu(FlatButton& chip) {
+    auto* cell = new QWidget(this);
+    auto* layout = new QHBoxLayout(cell);
+    layout->setContentsMargins(0, 0, 0, 0);
+    layout->setSpacing(0);
+    layout->addWidget(&chip, 1);
+    auto* opener = new FlatButton(FlatButton::Role::chevron, cell);
+    opener->setToolTip(tr("Choose a microphone"));
+    opener->setAccessibleName(tr("Choose a microphone"));
+    auto* menu = new QMenu(opener);
+    connect(opener, &QPushButton::clicked, menu, [this, opener, menu] {
+        fillMenu(*menu, controls_.microphoneMenu());
+        menu->popup(opener->mapToGlobal(QPoint(0, opener->height() + 2)));
+    });
+    layout->addWidget(opener);
+    return cell;
+}
+
+void RecorderControlsView::addButtons(QVBoxLayout& column) {
+    auto* row = new QHBoxLayout;
+    row->setSpacing(measure::gap);
+    record_ = new FlatButton(FlatButton::Role::prominent, this);
+    connect(record_, &QPushButton::clicked, this, [this] { controls_.press(); });
+    row->addWidget(record_, 1);
+    pause_ = new FlatButton(FlatButton::Role::prominent, this);
+    pause_->setTone(FlatButton::Tone::neutral);
+    pause_->setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
+    connect(pause_, &QPushButton::clicked, this, [this] { controls_.togglePause(); });
+    row->addWidget(pause_);
+    column.addLayout(row);
+    hint_ = new ToneLabel(&ThemeColors::secondary, this);
+    hint_->setAlignment(Qt::AlignCenter);
+    hint_->setWordWrap(true);
+    column.addWidget(hint_);
+}
+
+void RecorderControlsView::addLevel(QVBoxLayout& column) {
+    levelRow_ = new QWidget(this);
+    auto* row = new QHBoxLayout(levelRow_);
+    row->setContentsMargins(measure::gap / 2, 0, measure::gap / 2, 0);
+    row->setSpacing(measure::gap);
+    auto* label = new ToneLabel(&ThemeColors::secondary, levelRow_);
+    label->setText(tr("Microphone"));
+    row->addWidget(label);
+    level_ = new LevelMeter(levelRow_);
+    level_->setAccessibleName(tr("Microphone level"));
+    row->addWidget(level_, 1);
+    column.addWidget(levelRow_);
+}
+
+void RecorderControlsView::show(const RecorderControls::Content& content) {
+    record_->setText(qtText(content.title));
+    record_->setSymbol(content.symbol);
+    record_->setDetail(qtText(content.time));
+    record_->setTone(toneOf(content.look));
+    record_->setProgress(content.progress);
+    record_->setEnabled(content.enabled);
+    // The time is left out: it would be read out again and again.
+    record_->setAccessibleName(qtText(content.title));
+    record_->setAccessibleDescription(qtText(content.hint));
+    pause_->setVisible(content.pauses);
+    pause_->setSymbol(content.pauseSymbol);
+    pause_->setToolTip(qtText(content.pauseTitle));
+    pause_->setAccessibleName(qtText(content.pauseTitle));
+    hint_->setText(qtText(content.hint));
+    hint_->setVisible(!content.hint.empty());
+    levelRow_->setVisible(content.showsLevel);
+    for (const Chip& chip : chips_) {
+        const auto& shown = content.toggles;
+        chip.cell->setVisible(std::find(shown.begin(), shown.end(), chip.toggle.key) != shown.end());
+        chip.cell->setEnabled(content.togglesEnabled);
+    }
+}
+
+}  // namespace lumicrate::views

@@ -1,0 +1,47 @@
+// RecordingList: the recordings in the main window, to be opened, renamed, copied, dragged out and thrown
+// away.
+#pragma once
+
+#include "Lumicrate/RecordingRows.h"
+#include "Lumicrate/Thumbnails.h"
+
+#include <QListView>
+#include <functional>
+
+class QMenu;
+
+namespace lumicrate::views {
+
+class RecordingListModel;
+
+class RecordingList final : public QListView {
+ public:
+    /// Both must outlive it.
+    RecordingList(RecordingRows& rows, Thumbnails& thumbnails, QWidget* parent = nullptr);
+
+    /// `changed` is called whenever there may be another number of rows.
+    void setOnCountChange(std::function<void()> changed);
+    bool isEmpty() const;
+
+    /// Opens the menu for what is selected.
+    void openMenu(QPoint globalPosition);
+
+ protected:
+    void keyPressEvent(QKeyEvent* event) override;
+    void contextMenuEvent(QContextMenuEvent* event) override;
+    void startDrag(Qt::DropActions actions) override;
+    QSize sizeHint() const override;
+
+ private:
+    RecordingRows::Urls selected() const;
+    void copySelected() const;
+    void trashSelected();
+    void rename(const std::filesystem::path& url, const QString& typed);
+    bool handleKey(const QKeyEvent& event);
+
+    RecordingRows& rows_;
+    RecordingListModel* model_;
+    QMenu* menu_;
+};
+
+}  // namespace lumicrate::views

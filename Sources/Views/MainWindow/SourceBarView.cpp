@@ -1,0 +1,126 @@
+#include "Views/MainWindow/SourceBarView.h"
+
+#include "Views/MainWindow/AreaFields.h"
+#include "Views/MainWindow/WindowPickerPopup.h"
+#include "Views/Menus.h"
+#include "Views/QtText.h"
+#include "Views/Theme.h"
+#include "Views/Widgets/ToneLabel.h"
+
+#include <QButtonGroup>
+#include <QHBoxLayout>
+#include <QMenu>
+#include <QSignalBlocker>
+#include <QVBoxLayout>
+
+namespace lumicrate::views {
+
+namespace {
+
+QString describe(const SourceBar::Display& display) {
+    return qtText(display.name) + QStringLiteral("  ·  ") + qtText(display.size);
+}
+
+QString describe(const SourceBar::Window& window) {
+    if (window.application.empty()) return qtText(window.title);
+    return qtText(window.application) + QStringLiteral(" — ") + qtText(window.title);
+}
+
+}  // namespace
+
+SourceBarView::SourceBarView(SourceBar& sources, WindowPicker& picker, QWidget* parent)
+    : QWidget(parent), sources_(sources) {
+    auto* column = new QVBoxLayout(this);
+    column->setContentsMargins(0, 0, 0, 0);
+    column->setSpacing(measure::gap);
+    addModes(*column);
+    addDetails(*column, picker);
+    subscription_ = sources.content.observe([this](const SourceBar::Content& coming) { show(coming); });
+    show(*sources.content);
+}
+
+void SourceBarView::addModes(QVBoxLayout& column) {
+    auto* row = new QHBoxLayout;
+    row->setSpacing(measure::gap - 2);
+    auto* group = new QButtonGroup(this);
+    for (const SourceBar::Mode& mode : SourceBar::modes()) {
+        auto* button = new FlatButton(FlatButton::Role::tile, this);
+        button->setText(qtText(mode.label));
+        button->setSymbol(mode.symbol);
+        button->setCheckable(true);
+        button->setAccessibleName(qtText(mode.label));
+        group->addButton(button);
+        row->addWidget(button, 1);
+        modes_.emplace_back(mode.mode, button);
+        // Also when the arrow keys have checked it.
+        connect(button, &QPushButton::toggled, this, [this, chosen = mode.mode](bool on) {
+            if (on) sources_.setMode(chosen);
+        });
+    }
+    column.addLayout(row);
+}
+
+void SourceBarView::addDetails(QVBoxLayout& column, WindowPicker& picker) {
+    window_ = new FlatButton(FlatButton::Role::field, this);
+    window_->setSymbol("macwindow");
+    popup_ = new WindowPickerPopup(sources_, picker, this);
+    connect(window_, &QPushButton::clicked, this, [this] { popup_->openBelow(*window_); });
+
+    area_ = new AreaFields([this](const Rect& typed) { sources_.setArea(typed); }, this);
+
+    display_ = new FlatButton(FlatButton::Role::field, this);
+    display_->setSymbol("display");
+    displayMenu_ = new QMenu(this);
+    connect(display_, &QPushButton::clicked, this, [this] { openDisplays(); });
+
+    onlyDisplay_ = new ToneLabel(&ThemeColors::secondary, this);
+    onlyDisplay_->setAlignment(Qt::AlignCenter);
+    onlyDisplay_->setMinimumHeight(window_->sizeHint().height());
+
+    for (QWidget* each : std::initializer_list<QWidget*>{window_, area_, display_, onlyDisplay_})
+        column.addWidget(each);
+}
+
+void SourceBarView::show(const SourceBar::Content& content) {
+    setEnabled(content.enabled);
+    for (const auto& [mode, button] : modes_) {
+        const QSignalBlocker quiet(button);
+        if (mode == content.mode) button->setChecked(true);
+        button->updateGeometry();
+    }
+    window_->setVisible(content.mode == CaptureMode::window);
+    const QString text = content.window ? describe(*content.window) : tr("Choose a Window…");
+    window_->setText(text);
+    window_->setToolTip(content.window ? text : QString());
+    window_->setAccessibleName(content.window ? tr("Window: ") + text : text);
+    area_->setVisible(content.typesArea);
+    area_->setArea(content.area);
+    showDisplay(content);
+}
+
+void SourceBarView::openDisplays() {
+    const SourceBar::Content& content = *sources_.content;
+    std::vector<MenuItem> items;
+    for (const SourceBar::Display& each : content.displays) {
+        items.push_back(MenuItem::command(describe(each).toStdString(),
+                                          [this, id = each.id] { sources_.chooseDisplay(id); }));
+        items.back().checked = each.id == content.display;
+    }
+    fillMenu(*displayMenu_, items);
+    displayMenu_->setMinimumWidth(display_->width());
+    displayMenu_->popup(display_->mapToGlobal(QPoint(0, display_->height() + 2)));
+}
+
+void SourceBarView::showDisplay(const SourceBar::Content& content) {
+    const bool only = content.mode == CaptureMode::screen && content.displays.size() == 1;
+    onlyDisplay_->setVisible(only);
+    if (only) onlyDisplay_->setText(describe(content.displays.front()));
+    display_->setVisible(content.picksDisplay);
+    for (const SourceBar::Display& each : content.displays) {
+        if (each.id != content.display) continue;
+        display_->setText(describe(each));
+        display_->setAccessibleName(tr("Screen: ") + describe(each));
+    }
+}
+
+}  // namespace lumicrate::views

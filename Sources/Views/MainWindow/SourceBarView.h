@@ -1,0 +1,45 @@
+// SourceBarView: what to record, chosen in the main window.
+#pragma once
+
+#include "Lumicrate/SourceBar.h"
+#include "Lumicrate/WindowPicker.h"
+#include "Support/Published.h"
+#include "Views/Widgets/FlatButton.h"
+
+#include <QWidget>
+#include <utility>
+#include <vector>
+
+class QLabel;
+class QMenu;
+class QVBoxLayout;
+
+namespace lumicrate::views {
+
+class AreaFields;
+class WindowPickerPopup;
+
+class SourceBarView final : public QWidget {
+ public:
+    /// Both must outlive it.
+    SourceBarView(SourceBar& sources, WindowPicker& picker, QWidget* parent = nullptr);
+
+ private:
+    void addModes(QVBoxLayout& column);
+    void addDetails(QVBoxLayout& column, WindowPicker& picker);
+    void show(const SourceBar::Content& content);
+    void openDisplays();
+    void showDisplay(const SourceBar::Content& content);
+
+    SourceBar& sources_;
+    std::vector<std::pair<CaptureMode, FlatButton*>> modes_;
+    FlatButton* window_;
+    WindowPickerPopup* popup_;
+    AreaFields* area_;
+    FlatButton* display_;
+    QMenu* displayMenu_;
+    QLabel* onlyDisplay_;
+    Subscription subscription_;
+};
+
+}  // namespace lumicrate::views

@@ -1,0 +1,42 @@
+// WindowPickerPopup: the windows to choose from, with small pictures of them.
+#pragma once
+
+#include "Lumicrate/SourceBar.h"
+#include "Lumicrate/WindowPicker.h"
+#include "Support/Published.h"
+
+#include <QFrame>
+#include <optional>
+
+class QLabel;
+class QListWidget;
+
+namespace lumicrate::views {
+
+class WindowPickerPopup final : public QFrame {
+ public:
+    /// Both must outlive it.
+    WindowPickerPopup(SourceBar& sources, WindowPicker& picker, QWidget* parent);
+    ~WindowPickerPopup() override;
+
+    /// Below `anchor`, as wide as that, or above it where there is more room.
+    void openBelow(const QWidget& anchor);
+
+ protected:
+    void hideEvent(QHideEvent* event) override;
+    void keyPressEvent(QKeyEvent* event) override;
+
+ private:
+    void fill(const SourceBar::Content& content);
+    void showPicture(std::uint32_t windowID);
+    void choose(int row);
+
+    SourceBar& sources_;
+    WindowPicker& picker_;
+    QListWidget* list_;
+    QLabel* empty_;
+    std::optional<Subscription> content_;
+    std::optional<Subscription> pictures_;
+};
+
+}  // namespace lumicrate::views
