@@ -20,4 +20,9 @@ class NoHotKeys final : public CarbonHotKeys {
     void UnregisterEventHotKey(EventHotKeyRef) override {}
 };
 
+struct Headless {
+    NoScreens screens;
+    NoHotKeys keys;
+};
+
 }  // namespace lumicrate::app

@@ -1,6 +1,5 @@
 #include "App/Services.h"
 
-#include "App/CommandLine/Recovery.h"
 #include "Linux/Media/AssetWriter.h"
 #include "Support/SerialQueue.h"
 
@@ -14,23 +13,21 @@ std::unique_ptr<DispatchQueue> makeSerialQueue(const std::string& label) {
     return std::make_unique<SerialQueue>(label);
 }
 
-}  // namespace
-
-Services::Services(const RecorderOverlays& overlays)
-    : unfinished(unfinishedMovies()),
-      hotKeys(keys),
-      folder(files, calendar),
-      mixdown(executor, makeSerialQueue, assets, files),
-      recorder({executor, defaults, process, screens, notifications, capture, devices, hotKeys, folder,
-                movieServices(), &mixdown, overlays}) {
-    RecordingOptions::registerDefaults(defaults);
-}
-
-MovieWriter::Services Services::movieServices() {
-    return {[this](const std::filesystem::path& url, AVFileType fileType) {
+MovieWriter::Services movieServices(Machine& machine) {
+    return {[&unfinished = machine.unfinished](const std::filesystem::path& url, AVFileType fileType) {
                 return media::makeAssetWriter(url, fileType, unfinished);
             },
-            clock, makeSerialQueue, files};
+            machine.clock, makeSerialQueue, machine.files};
 }
+
+}  // namespace
+
+Services::Services(Machine& machine, const DesktopParts& parts)
+    : hotKeys(parts.keys),
+      folder(machine.files, machine.calendar),
+      mixdown(machine.executor, makeSerialQueue, machine.assets, machine.files),
+      recorder({machine.executor, machine.defaults, machine.process, parts.screens, machine.notifications,
+                machine.capture, machine.devices, hotKeys, folder, movieServices(machine), &mixdown,
+                parts.overlays}) {}
 
 }  // namespace lumicrate::app

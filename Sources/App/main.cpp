@@ -1,11 +1,23 @@
 #include "App/CommandLine/CommandLine.h"
+#include "App/DesktopApp.h"
 
 #include <QCoreApplication>
 #include <string>
 #include <vector>
 
+namespace {
+
+/// Nothing but --background is the application's own.
+bool startsApplication(const std::vector<std::string>& arguments) {
+    return arguments.empty() || (arguments.size() == 1 && arguments.front() == "--background");
+}
+
+}  // namespace
+
 int main(int argc, char** argv) {
-    QCoreApplication application(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("Lumicrate"));
-    return lumicrate::app::runCommandLine(std::vector<std::string>(argv + 1, argv + argc));
+    const std::vector<std::string> arguments(argv + 1, argv + argc);
+    if (startsApplication(arguments)) return lumicrate::app::runDesktopApp(argc, argv, !arguments.empty());
+    const QCoreApplication application(argc, argv);
+    return lumicrate::app::runCommandLine(arguments);
 }

@@ -1,6 +1,7 @@
 // What becomes of the application's own windows in a recording: a real recorder in this process, whose
 // windows are thereby its own, over a picture that another process shows.
 
+#include "App/Headless.h"
 #include "App/Services.h"
 #include "Tests/App/Recording.h"
 #include "Tests/Core/FakeOverlays.h"
@@ -75,7 +76,9 @@ class OwnWindowsTests : public testing::TestWithParam<bool> {
 
     /// Records the screen while `play` goes on, in this process's main loop.
     void record(bool hideSelf, const std::function<void()>& play) {
-        app::Services services(overlays);
+        app::Machine machine;
+        app::Headless headless;
+        app::Services services(machine, {headless.screens, headless.keys, overlays});
         // As it is with the click highlighter shown.
         clicksOverlay.shown = true;
         RecordingOptions options;

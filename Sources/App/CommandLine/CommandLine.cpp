@@ -1,5 +1,6 @@
 #include "App/CommandLine/CommandLine.h"
 
+#include "App/CommandLine/ControlCommands.h"
 #include "App/CommandLine/ConvertCommand.h"
 #include "App/CommandLine/GifCommand.h"
 #include "App/CommandLine/MixCommand.h"
@@ -38,10 +39,24 @@ constexpr std::array commands{
     Command{"settings", "Show or change the stored preferences.", runSettingsCommand},
 };
 
+/// Those of the running application; nothing is begun or repaired by them.
+constexpr std::array controls{
+    Command{"toggle", "Start or stop a recording.", runToggleCommand},
+    Command{"pause", "Pause or resume the recording.", runPauseCommand},
+    Command{"area", "Record an area.", runAreaCommand},
+    Command{"status", "Tell what the application is doing.", runStatusCommand},
+    Command{"quit", "Save what is being recorded, and end the application.", runQuitCommand},
+};
+
 void printHelp() {
     fmt::print("{}\n\n", localized("Lumicrate records your screen, a part of it, or sound."));
-    fmt::print("{}\n", localized("Usage: lumicrate COMMAND [OPTIONS]"));
+    fmt::print("{}\n", localized("Usage: lumicrate [--background]"));
+    fmt::print("  {:<12}{}\n", "", localized("Start the application, without its window in the background."));
+    fmt::print("{}\n", localized("   or: lumicrate COMMAND [OPTIONS]"));
     for (const Command& each : commands)
+        fmt::print("  {:<12}{}\n", each.name, localized(each.summary));
+    fmt::print("{}\n", localized("With the running application:"));
+    for (const Command& each : controls)
         fmt::print("  {:<12}{}\n", each.name, localized(each.summary));
     fmt::print("\n{}\n", localized("“lumicrate COMMAND --help” tells more. --version prints the version."));
 }
@@ -60,6 +75,9 @@ int dispatch(const std::vector<std::string>& arguments) {
     if (arguments.front() == "--version") {
         fmt::print("lumicrate {}\n", LUMICRATE_VERSION);
         return exitDone;
+    }
+    for (const Command& each : controls) {
+        if (arguments.front() == each.name) return each.run({arguments.begin() + 1, arguments.end()});
     }
     for (const Command& each : commands) {
         if (arguments.front() != each.name) continue;

@@ -3,6 +3,7 @@
 #include "App/CommandLine/CommandLine.h"
 #include "App/CommandLine/RecordRequest.h"
 #include "App/CommandLine/StatusLine.h"
+#include "App/Headless.h"
 #include "App/Services.h"
 #include "App/Signals.h"
 
@@ -99,9 +100,9 @@ CaptureSource captureSource(RecordRequest& request, const CaptureKit& capture) {
 /// One recording from its start to its file, told by the recorder's published state.
 class Recording {
  public:
-    Recording(Services& services, const RecordRequest& request)
+    Recording(Executor& executor, Services& services, const RecordRequest& request)
         : recorder_(services.recorder),
-          executor_(services.executor),
+          executor_(executor),
           request_(request),
           signals_({SIGINT, SIGTERM, SIGHUP, SIGUSR1}, [this](int signal) { onSignal(signal); }),
           states_(recorder_.state.observe([this](ScreenRecorder::State coming) { onState(coming); })),
@@ -243,13 +244,15 @@ int runRecordCommand(const std::vector<std::string>& arguments) {
     preferSmallPages();
     // Before any thread is started, so that all of them leave the signals to the recording.
     Signals::block({SIGINT, SIGTERM, SIGHUP, SIGUSR1});
-    Services services;
-    RecordRequest request = readRecordRequest(parsed, RecordingOptions::current(services.defaults),
-                                              storedMode(services.defaults));
+    Machine machine;
+    Headless desktop;
+    Services services(machine, {desktop.screens, desktop.keys, {}});
+    RecordRequest request = readRecordRequest(parsed, RecordingOptions::current(machine.defaults),
+                                              storedMode(machine.defaults));
     if (request.output) checkOutput(*request.output);
-    const CaptureSource source = captureSource(request, services.capture);
-    settleSound(request, services.devices);
-    return Recording(services, request).run(source);
+    const CaptureSource source = captureSource(request, machine.capture);
+    settleSound(request, machine.devices);
+    return Recording(machine.executor, services, request).run(source);
 }
 
 }  // namespace lumicrate::app

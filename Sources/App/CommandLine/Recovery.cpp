@@ -8,6 +8,8 @@
 #include <fmt/format.h>
 
 #include <cstdio>
+#include <string>
+#include <vector>
 
 namespace lumicrate::app {
 
@@ -28,9 +30,16 @@ media::UnfinishedMovies unfinishedMovies() {
     return media::UnfinishedMovies(desktop::stateFolder() / "unfinished");
 }
 
-void finishInterruptedRecordings() {
+std::vector<std::string> recoverInterruptedRecordings() {
+    std::vector<std::string> sentences;
     for (const media::RecoveredMovie& movie : media::recoverMovies(unfinishedMovies()))
-        fmt::print(stderr, "lumicrate: {}\n", sentence(movie));
+        sentences.push_back(sentence(movie));
+    return sentences;
+}
+
+void finishInterruptedRecordings() {
+    for (const std::string& each : recoverInterruptedRecordings())
+        fmt::print(stderr, "lumicrate: {}\n", each);
 }
 
 }  // namespace lumicrate::app

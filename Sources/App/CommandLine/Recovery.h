@@ -3,12 +3,17 @@
 
 #include "Linux/Media/UnfinishedMovies.h"
 
+#include <string>
+#include <vector>
+
 namespace lumicrate::app {
 
 /// Where it is kept which recordings are being written.
 media::UnfinishedMovies unfinishedMovies();
 
-/// Completes the recordings that nobody writes any more and says so on standard error.
+/// Completes the recordings that nobody writes any more, and gives a sentence for each.
+std::vector<std::string> recoverInterruptedRecordings();
+/// The same, said on standard error.
 void finishInterruptedRecordings();
 
 }  // namespace lumicrate::app

@@ -1,0 +1,145 @@
+#include "App/AppWindows.h"
+
+#include "Lumicrate/Welcome.h"
+#include "Support/Error.h"
+#include "Support/SerialQueue.h"
+#include "Views/MainWindow/DateText.h"
+#include "Views/Settings/SettingsWindow.h"
+#include "Views/Windows/AboutWindow.h"
+#include "Views/Windows/PermissionWindow.h"
+#include "Views/Windows/WelcomeWindow.h"
+
+#include <QApplication>
+#include <QEvent>
+#include <QFileInfo>
+#include <QStandardPaths>
+#include <utility>
+
+namespace lumicrate::app {
+
+namespace {
+
+std::filesystem::path homeFolder() {
+    return QStandardPaths::writableLocation(QStandardPaths::HomeLocation).toStdString();
+}
+
+std::filesystem::path ownProgram() {
+    return QFileInfo(QCoreApplication::applicationFilePath()).absoluteFilePath().toStdString();
+}
+
+}  // namespace
+
+/// Hears of the main window's being closed, which by itself only hides it.
+class AppWindows::CloseWatch final : public QObject {
+ public:
+    explicit CloseWatch(const std::function<void()>& closed) : closed_(closed) {}
+
+ protected:
+    bool eventFilter(QObject*, QEvent* event) override {
+        if (event->type() == QEvent::Close) closed_();
+        return false;
+    }
+
+ private:
+    const std::function<void()>& closed_;
+};
+
+AppWindows::AppWindows(Machine& machine, Desk& desk, Services& services, RecordingLibrary& library,
+                       desktop::Workspace& workspace, Commands commands)
+    : machine_(machine),
+      desk_(desk),
+      services_(services),
+      library_(library),
+      workspace_(workspace),
+      commands_(std::move(commands)),
+      info_{"Lumicrate", LUMICRATE_VERSION},
+      loginItem_(ownProgram()),
+      content_(contentServices()),
+      permissions_(facts(), [this] { permissions_.update(facts()); }),
+      closeWatch_(std::make_unique<CloseWatch>(commands_.mainClosed)) {}
+
+AppWindows::~AppWindows() = default;
+
+ContentView::Services AppWindows::contentServices() {
+    ContentView::Commands commands;
+    commands.openSettings = [this] { showSettings(); };
+    commands.openFolder = [this] { openRecordingsFolder(); };
+    commands.showAbout = [this] { showAbout(); };
+    commands.quit = commands_.quit;
+    commands.menu = commands_.recordingMenu;
+    return {machine_.executor,
+            machine_.defaults,
+            services_.recorder,
+            library_,
+            RecordingFiles(machine_.files, machine_.notifications),
+            workspace_,
+            images_,
+            std::make_unique<SerialQueue>("Lumicrate.thumbnails"),
+            &desk_.pictures,
+            &services_.mixdown.progress(),
+            views::formatDate,
+            std::move(commands)};
+}
+
+void AppWindows::showMain() {
+    if (!main_) {
+        main_ = std::make_unique<views::MainWindow>(content_);
+        main_->installEventFilter(closeWatch_.get());
+    }
+    main_->bringForward();
+}
+
+void AppWindows::showSettings() {
+    if (!settings_) {
+        settings_ = std::make_unique<SettingsView>(
+            SettingsView::Services{{machine_.defaults, services_.hotKeys, desk_.keyMonitor,
+                                    [this] { services_.recorder.registerHotKeys(); }, QApplication::beep},
+                                   loginItem_,
+                                   services_.recorder.microphones,
+                                   services_.recorder.unavailableHotKeys,
+                                   services_.folder.folder(),
+                                   homeFolder(),
+                                   [this] { workspace_.openURL(services_.folder.folder()); }});
+    }
+    windows_.show("settings", [this] { return std::make_unique<views::SettingsWindow>(*settings_); });
+}
+
+void AppWindows::showAbout() {
+    windows_.show("about", [this] {
+        return std::make_unique<views::AboutWindow>(
+            info_, pathForPeople(services_.folder.folder(), homeFolder()),
+            [this] { workspace_.openURL(services_.folder.folder()); });
+    });
+}
+
+void AppWindows::showWelcomeIfDue() {
+    if (!Welcome::isDue(machine_.defaults)) return;
+    windows_.show("welcome", [this] {
+        return std::make_unique<views::WelcomeWindow>(std::make_unique<Welcome>(
+            machine_.defaults, loginItem_, services_.folder.folder(), homeFolder()));
+    });
+}
+
+void AppWindows::showPermissionsIfMissing() {
+    if (permissions_.missing->empty()) return;
+    windows_.show("permissions", [this] { return std::make_unique<views::PermissionWindow>(permissions_); });
+}
+
+void AppWindows::openRecordingsFolder() {
+    try {
+        workspace_.openURL(services_.folder.folder());
+    } catch (const PlatformError& error) {
+        complain(error.what());
+        showMain();
+    }
+}
+
+Permissions::Facts AppWindows::facts() const {
+    Permissions::Facts facts;
+    facts.screenReachable = machine_.capture.CGPreflightScreenCaptureAccess();
+    facts.soundReachable = machine_.devices.snapshot().has_value();
+    facts.waylandSession = qEnvironmentVariableIsSet("WAYLAND_DISPLAY");
+    return facts;
+}
+
+}  // namespace lumicrate::app

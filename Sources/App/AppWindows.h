@@ -1,0 +1,79 @@
+// AppWindows: the application's windows, each made when it is first shown.
+#pragma once
+
+#include "App/Desk.h"
+#include "App/Machine.h"
+#include "App/Services.h"
+#include "Linux/Desktop/LoginItem.h"
+#include "Linux/Desktop/Workspace.h"
+#include "Linux/Media/Images/ImageIO.h"
+#include "Lumicrate/AppInfo.h"
+#include "Lumicrate/ContentView.h"
+#include "Lumicrate/MenuBar.h"
+#include "Lumicrate/Permissions.h"
+#include "Lumicrate/RecordingLibrary.h"
+#include "Lumicrate/SettingsView.h"
+#include "Views/MainWindow/MainWindow.h"
+#include "Views/Windows/SingleWindow.h"
+
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <string>
+
+namespace lumicrate::app {
+
+/// Main thread.
+class AppWindows {
+ public:
+    struct Commands {
+        std::function<void()> quit;
+        std::function<std::vector<MenuItem>()> recordingMenu;
+        /// The main window was closed by its user.
+        std::function<void()> mainClosed;
+    };
+
+    /// All must outlive it.
+    AppWindows(Machine& machine, Desk& desk, Services& services, RecordingLibrary& library,
+               desktop::Workspace& workspace, Commands commands);
+    ~AppWindows();
+    AppWindows(const AppWindows&) = delete;
+    AppWindows& operator=(const AppWindows&) = delete;
+
+    void showMain();
+    void showSettings();
+    void showAbout();
+    /// Where it was not shown before.
+    void showWelcomeIfDue();
+    /// Where something that recording needs cannot be reached.
+    void showPermissionsIfMissing();
+    void openRecordingsFolder();
+    /// A sentence in the main window.
+    void complain(const std::string& sentence) { content_.messages.complain(sentence); }
+
+    SourceBar& sources() { return content_.sources; }
+
+ private:
+    class CloseWatch;
+
+    ContentView::Services contentServices();
+    Permissions::Facts facts() const;
+
+    Machine& machine_;
+    Desk& desk_;
+    Services& services_;
+    RecordingLibrary& library_;
+    desktop::Workspace& workspace_;
+    Commands commands_;
+    AppInfo info_;
+    desktop::LoginItem loginItem_;
+    media::ImageIO images_;
+    ContentView content_;
+    Permissions permissions_;
+    std::unique_ptr<SettingsView> settings_;
+    std::unique_ptr<CloseWatch> closeWatch_;
+    std::unique_ptr<views::MainWindow> main_;
+    views::SingleWindow windows_;
+};
+
+}  // namespace lumicrate::app

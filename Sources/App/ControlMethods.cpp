@@ -1,0 +1,25 @@
+#include "App/ControlMethods.h"
+
+#include <cctype>
+
+namespace lumicrate::app {
+
+std::string methodName(RemoteCommand command) {
+    std::string name(rawValue(command));
+    name.front() = static_cast<char>(std::toupper(static_cast<unsigned char>(name.front())));
+    return name;
+}
+
+std::vector<desktop::BusService::Method> controlMethods(RemoteControl& control) {
+    std::vector<desktop::BusService::Method> methods;
+    for (const RemoteCommand command : allCases<RemoteCommand>()) {
+        methods.push_back({methodName(command), false, [&control, command] {
+                               control.perform(command);
+                               return std::string();
+                           }});
+    }
+    methods.push_back({statusMethod, true, [&control] { return textOf(control.status()); }});
+    return methods;
+}
+
+}  // namespace lumicrate::app

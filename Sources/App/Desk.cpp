@@ -1,0 +1,50 @@
+#include "App/Desk.h"
+
+#include "Support/Error.h"
+
+#include <algorithm>
+
+namespace lumicrate::app {
+
+namespace {
+
+/// The toolkit and the capture know screens by the same names.
+views::Screens::DisplayIDs displayIDs(const CaptureKit& capture) {
+    return [&capture](const std::string& name) -> std::optional<std::uint32_t> {
+        try {
+            for (const SCDisplay& each : capture.displays()) {
+                if (each.localizedName == name) return each.displayID;
+            }
+        } catch (const PlatformError&) {
+            // Without the server there are no screens either.
+        }
+        return std::nullopt;
+    };
+}
+
+}  // namespace
+
+Desk::Desk(Machine& machine)
+    : screens(displayIDs(machine.capture)),
+      keys(machine.executor),
+      buttons(machine.executor),
+      keyMonitor([this](std::uint32_t key) { return keys.virtualKeyCodeOf(key); }),
+      controlBar(screens, machine.defaults, contents_),
+      chosenSource(machine.executor),
+      countdown_(machine.executor, screens, machine.defaults, contents_),
+      clickHighlighter_(machine.executor, screens, buttons, contents_),
+      areaFrame_(contents_) {}
+
+DesktopParts Desk::parts() {
+    RecorderOverlays overlays;
+    overlays.areaSelector = &chosenSource;
+    overlays.screenChooser = &chosenSource;
+    overlays.audioWindow = &chosenSource;
+    overlays.countdown = &countdown_;
+    overlays.controlBar = &controlBar;
+    overlays.clickHighlighter = &clickHighlighter_;
+    overlays.areaFrame = &areaFrame_;
+    return {screens, keys, overlays};
+}
+
+}  // namespace lumicrate::app

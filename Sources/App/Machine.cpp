@@ -1,0 +1,12 @@
+#include "App/Machine.h"
+
+#include "App/CommandLine/Recovery.h"
+#include "Lumicrate/RecordingOptions.h"
+
+namespace lumicrate::app {
+
+Machine::Machine() : unfinished(unfinishedMovies()) {
+    RecordingOptions::registerDefaults(defaults);
+}
+
+}  // namespace lumicrate::app

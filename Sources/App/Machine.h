@@ -1,0 +1,38 @@
+// Machine: what this machine offers a recorder, made once.
+#pragma once
+
+#include "App/CaptureKit.h"
+#include "App/QtExecutor.h"
+#include "Linux/Desktop/FileManager.h"
+#include "Linux/Desktop/ProcessInfo.h"
+#include "Linux/Desktop/UserDefaults.h"
+#include "Linux/Media/Editing/Assets.h"
+#include "Linux/Media/UnfinishedMovies.h"
+#include "Linux/PipeWire/Devices.h"
+#include "Support/MediaTime.h"
+#include "Support/Notifications.h"
+
+namespace lumicrate::app {
+
+/// Needs a QCoreApplication; main thread.
+class Machine {
+ public:
+    Machine();
+    Machine(const Machine&) = delete;
+    Machine& operator=(const Machine&) = delete;
+
+    QtExecutor executor;
+    HostClock clock;
+    /// With the defaults of a recording registered.
+    desktop::UserDefaults defaults;
+    desktop::FileManager files;
+    desktop::Calendar calendar;
+    desktop::ProcessInfo process;
+    media::UnfinishedMovies unfinished;
+    pipewire::Devices devices;
+    CaptureKit capture;
+    media::Assets assets;
+    NotificationCenter notifications;
+};
+
+}  // namespace lumicrate::app
