@@ -78,6 +78,7 @@ Task<void> ScreenRecorder::beginCapture(RecordingOptions options) {
         throw RecorderError(RecorderError::noAudioSource);
     }
     if (options.captureMicrophone) refreshDevices();
+    recordsMicrophone = options.captureMicrophone;
     // Before the windows are listed, so that the filter finds the overlays among them.
     if (!soundAlone()) chrome_.show(options, place(options));
     Task<CaptureTarget> making = makeTarget(options);
@@ -87,7 +88,6 @@ Task<void> ScreenRecorder::beginCapture(RecordingOptions options) {
         const SCWindow& window = target.filter.windows.front();
         followed_ = FollowedWindow{window.windowID, *target.windowDisplayID, window.frame};
     }
-    recordsMicrophone = options.captureMicrophone;
     co_await session_->start();
 }
 

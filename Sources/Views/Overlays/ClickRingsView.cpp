@@ -1,0 +1,75 @@
+#include "Views/Overlays/ClickRingsView.h"
+
+#include "Views/Overlays/OverlayColors.h"
+#include "Views/QtText.h"
+
+#include <QPainter>
+#include <QPainterPathStroker>
+#include <cmath>
+
+namespace lumicrate::views {
+
+namespace {
+
+constexpr double fillOpacity = 0.3;
+/// Of a ring that cannot fade, at its beginning and at its end.
+constexpr double thickest = 4.5;
+constexpr double thinnest = 1.5;
+
+const QColor& colorOf(const ClickRing& ring) {
+    return ring.secondary ? overlay::blue : overlay::yellow;
+}
+
+QColor withOpacity(QColor color, double opacity) {
+    color.setAlphaF(static_cast<float>(opacity));
+    return color;
+}
+
+}  // namespace
+
+ClickRingsView::ClickRingsView(const ClickRings& model) : rings_(*model.rings) {
+    setAccessibleName(tr("Clicks"));
+    subscription_ = model.rings.observe([this](const std::vector<ClickRing>& rings) {
+        rings_ = rings;
+        reshaped();
+    });
+}
+
+/// From y up to y down.
+QPointF ClickRingsView::centerOf(const ClickRing& ring) const {
+    return {ring.center.x, height() - ring.center.y};
+}
+
+QPainterPath ClickRingsView::opaquePart(const ClickRing& ring) const {
+    QPainterPath circle;
+    circle.addEllipse(centerOf(ring), ring.diameter / 2, ring.diameter / 2);
+    QPainterPathStroker stroker;
+    stroker.setWidth(std::lerp(thinnest, thickest, ring.opacity));
+    return stroker.createStroke(circle);
+}
+
+QPainterPath ClickRingsView::silhouette() const {
+    QPainterPath all;
+    all.setFillRule(Qt::WindingFill);
+    for (const ClickRing& each : rings_)
+        all.addPath(opaquePart(each));
+    return all;
+}
+
+void ClickRingsView::paintEvent(QPaintEvent*) {
+    QPainter painter(this);
+    if (!isComposited()) {
+        for (const ClickRing& each : rings_)
+            painter.fillPath(opaquePart(each), colorOf(each));
+        return;
+    }
+    painter.setRenderHint(QPainter::Antialiasing);
+    for (const ClickRing& each : rings_) {
+        const QColor& color = colorOf(each);
+        painter.setBrush(withOpacity(color, fillOpacity * each.opacity));
+        painter.setPen(QPen(withOpacity(color, each.opacity), each.lineWidth));
+        painter.drawEllipse(centerOf(each), each.diameter / 2, each.diameter / 2);
+    }
+}
+
+}  // namespace lumicrate::views

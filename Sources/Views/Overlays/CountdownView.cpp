@@ -1,0 +1,97 @@
+#include "Views/Overlays/CountdownView.h"
+
+#include "Views/Overlays/OverlayColors.h"
+#include "Views/Overlays/Plate.h"
+#include "Views/QtText.h"
+
+#include <QFont>
+#include <QFontMetricsF>
+#include <QPainter>
+
+namespace lumicrate::views {
+
+namespace {
+
+constexpr double corner = 40;
+constexpr double groundOpacity = 0.6;
+constexpr int numberSize = 104;
+constexpr int hintSize = 16;
+constexpr double hintOpacity = 0.7;
+constexpr double spacing = 4;
+constexpr double travel = 24;  ///< of a number that comes or goes
+constexpr int changeMilliseconds = 300;
+
+QFont systemFont(int pixels, QFont::Weight weight) {
+    QFont font;
+    font.setPixelSize(pixels);
+    font.setWeight(weight);
+    return font;
+}
+
+}  // namespace
+
+CountdownView::CountdownView(const CountdownModel& model)
+    : value_(*model.value), previous_(value_), hint_(qtText(model.cancelHint)) {
+    setAccessibleName(tr("Countdown"));
+    setAccessibleDescription(QString::number(value_));
+    change_.setStartValue(0.0);
+    change_.setEndValue(1.0);
+    change_.setDuration(changeMilliseconds);
+    change_.setEasingCurve(QEasingCurve::OutCubic);
+    connect(&change_, &QVariantAnimation::valueChanged, this, [this] { update(); });
+    subscription_ = model.value.observe([this](int value) { change(value); });
+}
+
+void CountdownView::change(int value) {
+    previous_ = value_;
+    value_ = value;
+    setAccessibleDescription(QString::number(value_));
+    change_.stop();
+    change_.start();
+}
+
+QPainterPath CountdownView::silhouette() const {
+    QPainterPath path;
+    path.addRoundedRect(rect(), corner, corner);
+    return path;
+}
+
+void CountdownView::paintEvent(QPaintEvent*) {
+    QPainter painter(this);
+    if (isComposited()) {
+        painter.setRenderHint(QPainter::Antialiasing);
+        painter.fillPath(silhouette(), overlay::black(groundOpacity));
+    } else {
+        paintOpaquePlate(painter, rect(), corner);
+    }
+
+    // Digits have no descenders: what counts for the eye is the height of their bodies.
+    const QFontMetricsF metrics(systemFont(numberSize, QFont::Bold));
+    const QFontMetricsF hintMetrics(systemFont(hintSize, QFont::Normal));
+    const double gap = hint_.isEmpty() ? 0 : 5 * spacing;
+    const double hintHeight = hint_.isEmpty() ? 0 : hintMetrics.height();
+    const double top = (height() - metrics.capHeight() - gap - hintHeight) / 2;
+    const QRectF place(0, top, width(), metrics.capHeight());
+
+    const double progress =
+        change_.state() == QVariantAnimation::Running ? change_.currentValue().toDouble() : 1;
+    if (progress < 1) drawNumber(painter, place, previous_, -travel * progress, 1 - progress);
+    drawNumber(painter, place, value_, travel * (1 - progress), progress);
+
+    if (hint_.isEmpty()) return;
+    painter.setFont(systemFont(hintSize, QFont::Normal));
+    painter.setPen(overlay::white(hintOpacity));
+    painter.drawText(QRectF(0, place.bottom() + gap, width(), hintHeight), Qt::AlignCenter, hint_);
+}
+
+void CountdownView::drawNumber(QPainter& painter, const QRectF& place, int value, double shift,
+                               double opacity) const {
+    const QFont font = systemFont(numberSize, QFont::Bold);
+    const QString text = QString::number(value);
+    const double left = place.center().x() - QFontMetricsF(font).horizontalAdvance(text) / 2;
+    painter.setFont(font);
+    painter.setPen(overlay::white(opacity));
+    painter.drawText(QPointF(left, place.bottom() + shift), text);
+}
+
+}  // namespace lumicrate::views

@@ -1,0 +1,56 @@
+#include "Views/Overlays/PanelContents.h"
+
+#include "Views/Overlays/AreaFrameView.h"
+#include "Views/Overlays/ClickRingsView.h"
+#include "Views/Overlays/ControlBarView.h"
+#include "Views/Overlays/CountdownView.h"
+
+#include <utility>
+
+namespace lumicrate::views {
+
+namespace {
+
+class WidgetContent final : public OverlayContent {
+ public:
+    WidgetContent(std::unique_ptr<OverlayWidget> widget, PanelStack& stack,
+                  const CompositionWatch& composition)
+        : widget_(std::move(widget)), stack_(stack), composition_(composition) {}
+
+    Size fittingSize() const override {
+        const QSize size = widget_->sizeHint().shrunkBy(widget_->overhang());
+        return {double(size.width()), double(size.height())};
+    }
+    std::unique_ptr<NSPanel> makePanel(NSPanel::Settings settings) override {
+        return std::make_unique<OverlayPanel>(std::move(widget_), std::move(settings), stack_, composition_);
+    }
+
+ private:
+    std::unique_ptr<OverlayWidget> widget_;
+    PanelStack& stack_;
+    const CompositionWatch& composition_;
+};
+
+}  // namespace
+
+std::unique_ptr<OverlayContent> PanelContents::content(std::unique_ptr<OverlayWidget> widget) {
+    return std::make_unique<WidgetContent>(std::move(widget), stack_, composition_);
+}
+
+std::unique_ptr<OverlayContent> PanelContents::countdown(const CountdownModel& model) {
+    return content(std::make_unique<CountdownView>(model));
+}
+
+std::unique_ptr<OverlayContent> PanelContents::controlBar(ControlBarModel& model) {
+    return content(std::make_unique<ControlBarView>(model));
+}
+
+std::unique_ptr<OverlayContent> PanelContents::clickRings(const ClickRings& model) {
+    return content(std::make_unique<ClickRingsView>(model));
+}
+
+std::unique_ptr<OverlayContent> PanelContents::areaFrame() {
+    return content(std::make_unique<AreaFrameView>());
+}
+
+}  // namespace lumicrate::views

@@ -1,0 +1,13 @@
+// The dark rounded ground that panels have without a compositing manager.
+#pragma once
+
+class QPainter;
+class QRectF;
+
+namespace lumicrate::views {
+
+/// Opaque, with a light line along its inner edge, which sets it off from a dark desktop. What lies outside
+/// of the rounded corners is painted too, and to be cut off.
+void paintOpaquePlate(QPainter& painter, const QRectF& plate, double radius);
+
+}  // namespace lumicrate::views

@@ -1,0 +1,30 @@
+// Screens: the screens as Qt knows them, for whoever places panels on them.
+#pragma once
+
+#include "Platform/NSScreen.h"
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace lumicrate::views {
+
+/// Needs a QGuiApplication.
+class Screens final : public NSScreens {
+ public:
+    /// Gives the number by which capture knows the screen of that name.
+    using DisplayIDs = std::function<std::optional<std::uint32_t>(const std::string& name)>;
+
+    explicit Screens(DisplayIDs displayIDs) : displayIDs_(std::move(displayIDs)) {}
+
+    std::vector<NSScreen> screens() const override;
+    Point mouseLocation() const override;
+
+ private:
+    DisplayIDs displayIDs_;
+};
+
+}  // namespace lumicrate::views
