@@ -1,5 +1,6 @@
 #include "Lumicrate/Shortcuts.h"
 
+#include "Lumicrate/LetterCase.h"
 #include "Support/Text.h"
 
 #include <nlohmann/json.hpp>
@@ -13,39 +14,6 @@ namespace lumicrate {
 namespace {
 
 constexpr std::string_view off = "off";
-
-/// Blocks of capital letters whose small letters follow at a fixed distance: enough for what keyboards type.
-struct CapitalLetters {
-    char32_t first, last, distance;
-};
-constexpr CapitalLetters capitalLetters[] = {
-    {U'A', U'Z', 32}, {U'À', U'Ö', 32}, {U'Ø', U'Þ', 32},
-    {U'Α', U'Ω', 32}, {U'Ѐ', U'Џ', 80}, {U'А', U'Я', 32},
-};
-
-/// The text's only character; none when it has more, or one outside the Basic Multilingual Plane.
-std::optional<char32_t> onlyCharacter(const std::string& text) {
-    const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
-    const auto follows = [&](std::size_t i) { return (byte(i) & 0xC0U) == 0x80U; };
-    if (text.size() == 1 && byte(0) < 0x80) return byte(0);
-    if (text.size() == 2 && (byte(0) & 0xE0U) == 0xC0U && follows(1)) {
-        return ((byte(0) & 0x1FU) << 6U) | (byte(1) & 0x3FU);
-    }
-    if (text.size() == 3 && (byte(0) & 0xF0U) == 0xE0U && follows(1) && follows(2)) {
-        return ((byte(0) & 0x0FU) << 12U) | ((byte(1) & 0x3FU) << 6U) | (byte(2) & 0x3FU);
-    }
-    return std::nullopt;
-}
-
-std::string lowercased(const std::string& text, char32_t character) {
-    for (const CapitalLetters& block : capitalLetters) {
-        if (character < block.first || character > block.last) continue;
-        const char32_t small = character + block.distance;
-        if (small < 0x80) return {static_cast<char>(small)};
-        return {static_cast<char>(0xC0U | (small >> 6U)), static_cast<char>(0x80U | (small & 0x3FU))};
-    }
-    return text;
-}
 
 /// A number that the hot-key service can take.
 std::optional<std::int64_t> readNumber(const nlohmann::json& object, const char* name) {
@@ -70,6 +38,39 @@ std::optional<Shortcut> fromJson(const std::string& text) {
     return Shortcut{*keyCode, *modifiers, key->get<std::string>()};
 }
 
+/// The mask of the event's modifiers; others than these four count for nothing.
+std::int64_t modifiersOf(const NSEvent& event) {
+    constexpr std::pair<std::uint64_t, std::int64_t> flags[] = {{NSEvent::commandFlag, Shortcut::cmdKey},
+                                                                {NSEvent::optionFlag, Shortcut::optionKey},
+                                                                {NSEvent::controlFlag, Shortcut::controlKey},
+                                                                {NSEvent::shiftFlag, Shortcut::shiftKey}};
+    std::int64_t mask = 0;
+    for (const auto& [flag, modifier] : flags) {
+        if ((event.modifierFlags & flag) != 0) mask |= modifier;
+    }
+    return mask;
+}
+
+/// In capitals; nothing where the key types no writing.
+std::optional<std::string> nameOfTypingKey(const std::string& typed) {
+    auto characters = decodeUtf8(typed);
+    if (!characters || characters->empty()) return std::nullopt;
+    if (std::any_of(characters->begin(), characters->end(), isControlCharacter)) return std::nullopt;
+    std::transform(characters->begin(), characters->end(), characters->begin(), capitalLetter);
+    return encodeUtf8(*characters);
+}
+
+/// The words for keys whose names are symbols.
+std::string spelledOutKey(const std::string& key) {
+    constexpr std::pair<std::string_view, std::string_view> words[] = {
+        {"Space", "Space"}, {"↩", "Enter"}, {"⇥", "Tab"}, {"←", "Left"},    {"→", "Right"},    {"↑", "Up"},
+        {"↓", "Down"},      {"↖", "Home"},  {"↘", "End"}, {"⇞", "Page Up"}, {"⇟", "Page Down"}};
+    for (const auto& [symbol, word] : words) {
+        if (key == symbol) return localized(word);
+    }
+    return key;
+}
+
 }  // namespace
 
 std::string Shortcut::display() const {
@@ -82,6 +83,16 @@ std::string Shortcut::display() const {
     return text + key;
 }
 
+std::string Shortcut::spelledOut() const {
+    constexpr std::pair<std::int64_t, std::string_view> names[] = {
+        {controlKey, "Ctrl"}, {optionKey, "Alt"}, {shiftKey, "Shift"}, {cmdKey, "Super"}};
+    std::string text;
+    for (const auto& [mask, name] : names) {
+        if ((modifiers & mask) != 0) text += localized(name) + "+";
+    }
+    return text + spelledOutKey(key);
+}
+
 std::optional<std::string> Shortcut::keyEquivalent() const {
     if (key == "Space") return " ";
     // "↩" and the arrows are single characters too, but they stand for keys that type none.
@@ -89,9 +100,9 @@ std::optional<std::string> Shortcut::keyEquivalent() const {
     if (std::any_of(special.begin(), special.end(), [&](const auto& each) { return each.second == key; })) {
         return std::nullopt;
     }
-    const auto character = onlyCharacter(key);
-    if (!character) return std::nullopt;
-    return lowercased(key, *character);
+    const auto characters = decodeUtf8(key);
+    if (!characters || characters->size() != 1) return std::nullopt;
+    return encodeUtf8(std::u32string(1, smallLetter(characters->front())));
 }
 
 const std::map<std::int64_t, std::string_view>& Shortcut::specialKeys() {
@@ -103,6 +114,20 @@ const std::map<std::int64_t, std::string_view>& Shortcut::specialKeys() {
         {107, "F14"},  {113, "F15"}, {106, "F16"}, {64, "F17"},  {79, "F18"},  {80, "F19"},
     };
     return names;
+}
+
+std::optional<Shortcut> shortcutFrom(const NSEvent& event) {
+    if (event.keyCode < 0 || event.keyCode > std::numeric_limits<std::uint32_t>::max()) return std::nullopt;
+    const std::int64_t modifiers = modifiersOf(event);
+    const auto special = Shortcut::specialKeys().find(event.keyCode);
+    const bool isSpecial = special != Shortcut::specialKeys().end();
+    const auto name =
+        isSpecial ? std::string(special->second) : nameOfTypingKey(event.charactersIgnoringModifiers);
+    if (!name) return std::nullopt;
+    const bool isFunctionKey = isSpecial && special->second.starts_with('F');
+    constexpr std::int64_t sufficient = Shortcut::cmdKey | Shortcut::optionKey | Shortcut::controlKey;
+    if ((modifiers & sufficient) == 0 && !isFunctionKey) return std::nullopt;
+    return Shortcut{event.keyCode, modifiers, *name};
 }
 
 std::string label(ShortcutAction action) {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "Lumicrate/RawValues.h"
+#include "Platform/NSEvent.h"
 #include "Platform/NSUserDefaults.h"
 
 #include <array>
@@ -28,11 +29,17 @@ struct Shortcut {
 
     /// "⌃⌥⇧⌘R": the modifiers in that order, then the key.
     std::string display() const;
+    /// "Ctrl+Alt+Shift+Super+R": the same, as keyboards have it printed on their keys.
+    std::string spelledOut() const;
     /// The single character that a menu shows as this shortcut's key; none for keys that are no character.
     std::optional<std::string> keyEquivalent() const;
     /// The names of keys that type no character of their own, by key code.
     static const std::map<std::int64_t, std::string_view>& specialKeys();
 };
+
+/// What a key press says; none where it is no shortcut: a key that types nothing and has no name, or one
+/// without command, option or control that is no function key.
+std::optional<Shortcut> shortcutFrom(const NSEvent& event);
 
 /// A command that can be triggered from any application.
 enum class ShortcutAction { toggle, pause, area };

@@ -1,0 +1,51 @@
+// KeyMonitor: hears of the keys that reach this program's windows before the windows do.
+#pragma once
+
+#include "Platform/NSEvent.h"
+
+#include <QObject>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+
+class QKeyEvent;
+
+namespace lumicrate::views {
+
+/// Main thread only. A key that a monitor takes is kept from the shortcuts of windows, too. Of several
+/// monitors the newest is asked first. A monitor may be removed by its own call.
+class KeyMonitor final : public QObject, public NSKeyMonitoring {
+ public:
+    /// How keys are called here.
+    struct Keyboard {
+        /// The keysym of a key without modifiers, by its X key code.
+        std::function<std::uint32_t(std::uint32_t xKeycode)> keysym;
+        /// The virtual key code that goes with a keysym; -1 for none.
+        std::function<std::int64_t(std::uint32_t keysym)> keyCode;
+    };
+
+    explicit KeyMonitor(Keyboard keyboard);
+
+    std::unique_ptr<NSEventMonitor> addKeyDownMonitor(std::function<bool(const NSEvent&)> onKeyDown) override;
+
+ protected:
+    bool eventFilter(QObject* receiver, QEvent* event) override;
+
+ private:
+    using Handler = std::function<bool(const NSEvent&)>;
+    using Handlers = std::map<int, std::shared_ptr<Handler>>;
+
+    bool isConsumed(const QKeyEvent& pressed);
+    NSEvent translated(const QKeyEvent& pressed) const;
+
+    Keyboard keyboard_;
+    int next_ = 0;
+    // Shared with the monitors, which may outlive this.
+    std::shared_ptr<Handlers> handlers_ = std::make_shared<Handlers>();
+    /// What became of the press that is on its way as a possible shortcut.
+    std::optional<bool> decided_;
+};
+
+}  // namespace lumicrate::views

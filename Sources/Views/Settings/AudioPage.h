@@ -1,0 +1,19 @@
+// AudioPage: the sound of recordings.
+#pragma once
+
+#include "Lumicrate/SettingsView.h"
+#include "Support/Published.h"
+#include "Views/Settings/SettingsPage.h"
+
+namespace lumicrate::views {
+
+class AudioPage final : public SettingsPage {
+ public:
+    /// `model` must outlive the page.
+    explicit AudioPage(SettingsView& model);
+
+ private:
+    Subscription microphoneChanges_;
+};
+
+}  // namespace lumicrate::views

@@ -1,0 +1,71 @@
+#include "Views/Settings/FormRow.h"
+
+#include "Views/DefaultsBinding.h"
+#include "Views/QtText.h"
+#include "Views/Settings/Switch.h"
+#include "Views/Theme.h"
+#include "Views/Windows/TintedLabel.h"
+
+#include <QComboBox>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QVBoxLayout>
+
+namespace lumicrate::views {
+
+FormRow::FormRow(const std::string& label, const std::string& caption, QWidget* control)
+    : complaint_(new TintedLabel(&ThemeColors::warning)) {
+    auto* lines = new QVBoxLayout(this);
+    lines->setContentsMargins(0, measure::gap, 0, measure::gap);
+    lines->setSpacing(measure::gap / 2);
+    auto* row = new QHBoxLayout;
+    row->setSpacing(measure::margin);
+    lines->addLayout(row);
+
+    auto* texts = new QVBoxLayout;
+    texts->setSpacing(2);
+    texts->addStretch();
+    auto* name = new QLabel(qtText(label));
+    name->setBuddy(control);
+    texts->addWidget(name);
+    if (!caption.empty()) texts->addWidget(new TintedLabel(&ThemeColors::secondary, qtText(caption)));
+    texts->addStretch();
+    row->addLayout(texts, 1);
+    row->addWidget(control, 0, Qt::AlignVCenter);
+    if (control->accessibleName().isEmpty()) control->setAccessibleName(qtText(label));
+    if (control->accessibleDescription().isEmpty()) control->setAccessibleDescription(qtText(caption));
+
+    complaint_->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    lines->addWidget(complaint_);
+    complaint_->hide();
+}
+
+void FormRow::complain(const std::string& text) {
+    complaint_->showMessage(qtText(text));
+}
+
+void FormRow::complainUntilStored(const NSUserDefaults& defaults) {
+    stored_ = defaults.observe([this] { complain({}); });
+}
+
+FormRow* switchRow(const SwitchSetting& setting, NSUserDefaults& defaults) {
+    auto* control = new Switch;
+    auto* row = new FormRow(setting.label, setting.caption, control);
+    row->complainUntilStored(defaults);
+    bindBool(*control, defaults, setting.key, [row](const std::string& text) { row->complain(text); });
+    return row;
+}
+
+FormRow* choiceRow(const ChoiceSetting& setting, NSUserDefaults& defaults, QComboBox& box) {
+    auto* row = new FormRow(setting.label, setting.caption, &box);
+    row->complainUntilStored(defaults);
+    bindRowChoices(*row, box, setting, defaults);
+    return row;
+}
+
+void bindRowChoices(FormRow& row, QComboBox& box, const ChoiceSetting& setting, NSUserDefaults& defaults) {
+    bindChoice(box, defaults, setting.key, setting.choices, setting.fallback,
+               [&row](const std::string& text) { row.complain(text); });
+}
+
+}  // namespace lumicrate::views

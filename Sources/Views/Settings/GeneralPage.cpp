@@ -1,0 +1,30 @@
+#include "Views/Settings/GeneralPage.h"
+
+#include "Views/QtText.h"
+#include "Views/Settings/FormRow.h"
+#include "Views/Settings/LoginRow.h"
+#include "Views/Windows/Card.h"
+#include "Views/Windows/MessageParts.h"
+
+#include <QPushButton>
+
+namespace lumicrate::views {
+
+GeneralPage::GeneralPage(SettingsView& model)
+    : SettingsPage(qtText(SettingsView::title(SettingsView::Page::general))), model_(model) {
+    Card& recording = addCard();
+    recording.addRow(switchRow(SettingsView::countdown(), model.defaults()));
+    recording.addRow(switchRow(SettingsView::hideSelf(), model.defaults()));
+    recording.addRow(folderRow());
+    addCard().addRow(new LoginRow(model.loginItem));
+}
+
+QWidget* GeneralPage::folderRow() {
+    auto* open = roomyButton(tr("Open Folder"));
+    open->setAccessibleName(tr("Open the folder of recordings"));
+    auto* row = new FormRow(localized("Recordings are kept in"), model_.recordingsFolder(), open);
+    connect(open, &QPushButton::clicked, this, [this, row] { row->complain(model_.openRecordingsFolder()); });
+    return row;
+}
+
+}  // namespace lumicrate::views

@@ -1,0 +1,99 @@
+#include "Views/Settings/ShortcutFieldView.h"
+
+#include "Views/QtText.h"
+#include "Views/Symbols.h"
+#include "Views/Theme.h"
+#include "Views/Windows/TintedLabel.h"
+
+#include <QApplication>
+#include <QEvent>
+#include <QHBoxLayout>
+#include <QHideEvent>
+#include <QPushButton>
+#include <QToolButton>
+#include <QVBoxLayout>
+
+namespace lumicrate::views {
+
+namespace {
+
+constexpr int widestMessage = 50;  ///< characters; a longer one wraps
+
+}  // namespace
+
+ShortcutFieldView::ShortcutFieldView(ShortcutField& field)
+    : field_(field),
+      button_(new QPushButton),
+      restore_(new QToolButton),
+      message_(new TintedLabel(&ThemeColors::warning)) {
+    auto* lines = new QVBoxLayout(this);
+    lines->setContentsMargins(0, 0, 0, 0);
+    lines->setSpacing(2);
+    auto* row = new QHBoxLayout;
+    row->setSpacing(measure::gap / 2);
+    row->addStretch();
+    row->addWidget(button_);
+    row->addWidget(restore_);
+    lines->addLayout(row);
+    lines->addWidget(message_);
+
+    // Wide enough for all that it says, so that it does not jump.
+    button_->setMinimumWidth(fontMetrics().horizontalAdvance(tr("Type shortcut…")) + 4 * measure::gap);
+    restore_->setAutoRaise(true);
+    restore_->setFocusPolicy(Qt::StrongFocus);
+    restore_->setIcon(symbol("arrow.uturn.backward"));
+    restore_->setIconSize({measure::symbol, measure::symbol});
+    message_->setAlignment(Qt::AlignRight);
+    message_->hide();
+    setFocusProxy(button_);
+
+    connect(button_, &QPushButton::clicked, this, [this] { field_.press(); });
+    connect(restore_, &QToolButton::clicked, this, [this] { field_.restoreDefault(); });
+    changes_ = field.look.observe([this](const ShortcutField::Look& look) { showLook(look); });
+    showLook(*field.look);
+}
+
+void ShortcutFieldView::showLook(const ShortcutField::Look& look) {
+    button_->setText(qtText(look.label));
+    button_->setToolTip(qtText(look.help));
+    button_->setAccessibleName(qtText(label(field_.action()) + ": " + look.spelledOut));
+    button_->setAccessibleDescription(qtText(look.help));
+    restore_->setToolTip(qtText(look.restoreHelp));
+    restore_->setAccessibleName(qtText(label(field_.action()) + ": " + look.restoreHelp));
+    restore_->setEnabled(look.canRestore);
+    const QString message = qtText(look.message);
+    message_->setMinimumWidth(qMin(fontMetrics().horizontalAdvance(message) + measure::gap,
+                                   fontMetrics().averageCharWidth() * widestMessage));
+    message_->showMessage(message);
+    tint(look.tone);
+}
+
+void ShortcutFieldView::tint(ShortcutField::Tone tone) {
+    if (tone == ShortcutField::Tone::primary) {
+        button_->setPalette({});
+        return;
+    }
+    const ThemeColors colors = ThemeColors::of(*this);
+    QPalette palette = button_->palette();
+    palette.setColor(QPalette::ButtonText,
+                     tone == ShortcutField::Tone::accent ? colors.accent : colors.secondary);
+    button_->setPalette(palette);
+}
+
+void ShortcutFieldView::changeEvent(QEvent* event) {
+    QWidget::changeEvent(event);
+    if (event->type() == QEvent::PaletteChange) tint(field_.look->tone);
+}
+
+bool ShortcutFieldView::event(QEvent* event) {
+    // Whoever goes to another window must not be left without the system-wide shortcuts.
+    if (event->type() == QEvent::WindowDeactivate && field_.isListening()) field_.stopListening();
+    return QWidget::event(event);
+}
+
+void ShortcutFieldView::hideEvent(QHideEvent* event) {
+    QWidget::hideEvent(event);
+    if (!event->spontaneous()) field_.stopListening();
+}
+
+}  // namespace lumicrate::views

@@ -1,0 +1,37 @@
+// ShortcutFieldView: the control in which a shortcut is seen and typed.
+#pragma once
+
+#include "Lumicrate/ShortcutField.h"
+#include "Support/Published.h"
+
+#include <QWidget>
+
+class QPushButton;
+class QToolButton;
+
+namespace lumicrate::views {
+
+class TintedLabel;
+
+class ShortcutFieldView final : public QWidget {
+ public:
+    /// `field` must outlive the view.
+    explicit ShortcutFieldView(ShortcutField& field);
+
+ protected:
+    void changeEvent(QEvent* event) override;
+    bool event(QEvent* event) override;
+    void hideEvent(QHideEvent* event) override;
+
+ private:
+    void showLook(const ShortcutField::Look& look);
+    void tint(ShortcutField::Tone tone);
+
+    ShortcutField& field_;
+    QPushButton* button_;
+    QToolButton* restore_;
+    TintedLabel* message_;
+    Subscription changes_;
+};
+
+}  // namespace lumicrate::views

@@ -1,0 +1,19 @@
+// ShortcutsPage: the system-wide key combinations.
+#pragma once
+
+#include "Lumicrate/SettingsView.h"
+#include "Support/Published.h"
+#include "Views/Settings/SettingsPage.h"
+
+namespace lumicrate::views {
+
+class ShortcutsPage final : public SettingsPage {
+ public:
+    /// `model` must outlive the page.
+    explicit ShortcutsPage(SettingsView& model);
+
+ private:
+    Subscription unavailableChanges_;
+};
+
+}  // namespace lumicrate::views

@@ -1,0 +1,34 @@
+#include "Views/Windows/CommandLine.h"
+
+#include "Views/QtText.h"
+#include "Views/Theme.h"
+
+#include <QClipboard>
+#include <QFontDatabase>
+#include <QGuiApplication>
+#include <QHBoxLayout>
+#include <QLineEdit>
+#include <QPushButton>
+
+namespace lumicrate::views {
+
+CommandLine::CommandLine(const QString& command) {
+    auto* row = new QHBoxLayout(this);
+    row->setContentsMargins(0, 0, 0, 0);
+    row->setSpacing(measure::gap);
+    auto* text = new QLineEdit(command);
+    text->setReadOnly(true);
+    text->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
+    text->setAccessibleName(tr("Command"));
+    text->setMinimumWidth(text->fontMetrics().horizontalAdvance(command) + 3 * measure::gap);
+    row->addWidget(text, 1);
+    auto* copy = new QPushButton(tr("Copy"));
+    copy->setAccessibleName(tr("Copy the command"));
+    connect(copy, &QPushButton::clicked, this, [copy, command] {
+        QGuiApplication::clipboard()->setText(command);
+        copy->setText(tr("Copied"));
+    });
+    row->addWidget(copy);
+}
+
+}  // namespace lumicrate::views
