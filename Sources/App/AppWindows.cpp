@@ -90,8 +90,8 @@ void AppWindows::showMain() {
 }
 
 void AppWindows::showSettings() {
-    if (!settings_) {
-        settings_ = std::make_unique<SettingsView>(
+    windows_.show("settings", [this] {
+        return std::make_unique<views::SettingsWindow>(std::make_unique<SettingsView>(
             SettingsView::Services{{machine_.defaults, services_.hotKeys, desk_.keyMonitor,
                                     [this] { services_.recorder.registerHotKeys(); }, QApplication::beep},
                                    loginItem_,
@@ -99,9 +99,8 @@ void AppWindows::showSettings() {
                                    services_.recorder.unavailableHotKeys,
                                    services_.folder.folder(),
                                    homeFolder(),
-                                   [this] { workspace_.openURL(services_.folder.folder()); }});
-    }
-    windows_.show("settings", [this] { return std::make_unique<views::SettingsWindow>(*settings_); });
+                                   [this] { workspace_.openURL(services_.folder.folder()); }}));
+    });
 }
 
 void AppWindows::showAbout() {

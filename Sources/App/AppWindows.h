@@ -70,7 +70,6 @@ class AppWindows {
     media::ImageIO images_;
     ContentView content_;
     Permissions permissions_;
-    std::unique_ptr<SettingsView> settings_;
     std::unique_ptr<CloseWatch> closeWatch_;
     std::unique_ptr<views::MainWindow> main_;
     views::SingleWindow windows_;

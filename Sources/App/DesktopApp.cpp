@@ -75,7 +75,8 @@ class DesktopApp {
                    {[this] { windows_.showMain(); }, [this] { windows_.openRecordingsFolder(); },
                     [this] { windows_.showAbout(); }, [this] { quit(); }}),
           tray_(menuBar_, services_.recorder),
-          control_(services_.recorder, [this] { windows_.showMain(); }, [this] { quit(); }),
+          control_(
+              services_.recorder, [this] { windows_.showMain(); }, [this] { quit(); }),
           bus_(controlMethods(control_)),
           signals_({SIGINT, SIGTERM, SIGHUP}, [this](int) { quit(); }),
           appearance_([&application](bool dark) {
@@ -97,8 +98,10 @@ class DesktopApp {
         services_.recorder.followSources();
         services_.recorder.followDevices();
         library_.reload();
+        std::string recovered;
         for (const std::string& sentence : recoverInterruptedRecordings())
-            windows_.complain(sentence);
+            recovered += (recovered.empty() ? "" : "\n") + sentence;
+        if (!recovered.empty()) windows_.complain(recovered);
         if (!inBackground || !tray_.isShown()) windows_.showMain();
         windows_.showWelcomeIfDue();
         windows_.showPermissionsIfMissing();
@@ -136,8 +139,9 @@ class DesktopApp {
 
 int runDesktopApp(int argc, char** argv, bool inBackground) {
     if (!qEnvironmentVariableIsSet("DISPLAY")) {
-        fmt::print(stderr, "lumicrate: {}\n",
-                   localized("No display server can be reached; “lumicrate --help” tells what works without."));
+        fmt::print(
+            stderr, "lumicrate: {}\n",
+            localized("No display server can be reached; “lumicrate --help” tells what works without."));
         return exitFailed;
     }
     // Before any thread is started, so that all of them leave the signals to the loop.

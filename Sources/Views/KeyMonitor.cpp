@@ -105,7 +105,7 @@ NSEvent KeyMonitor::translated(const QKeyEvent& pressed) const {
         {Qt::ShiftModifier, NSEvent::shiftFlag}};
     const std::uint32_t keysym = keyboard_.keysym(pressed.nativeScanCode());
     NSEvent event;
-    event.keyCode = keyboard_.keyCode(keysym);
+    event.keyCode = keyboard_.keyCode(pressed.nativeScanCode());
     for (const auto& [modifier, flag] : flags) {
         if (pressed.modifiers().testFlag(modifier)) event.modifierFlags |= flag;
     }

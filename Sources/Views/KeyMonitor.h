@@ -22,8 +22,8 @@ class KeyMonitor final : public QObject, public NSKeyMonitoring {
     struct Keyboard {
         /// The keysym of a key without modifiers, by its X key code.
         std::function<std::uint32_t(std::uint32_t xKeycode)> keysym;
-        /// The virtual key code that goes with a keysym; -1 for none.
-        std::function<std::int64_t(std::uint32_t keysym)> keyCode;
+        /// Its virtual key code; -1 for none.
+        std::function<std::int64_t(std::uint32_t xKeycode)> keyCode;
     };
 
     explicit KeyMonitor(Keyboard keyboard);

@@ -24,6 +24,17 @@ QKeySequence keySequence(const Shortcut& shortcut) {
                         QKeySequence::PortableText);
 }
 
+namespace {
+
+/// Bound to nothing but the open menu, which the panel's side of a bus needs to show it.
+void showShortcut(QAction& action, const Shortcut& shortcut) {
+    action.setShortcut(keySequence(shortcut));
+    action.setShortcutContext(Qt::WidgetShortcut);
+    action.setShortcutVisibleInContextMenu(true);
+}
+
+}  // namespace
+
 void fillMenu(QMenu& menu, const std::vector<MenuItem>& items) {
     menu.clear();
     QActionGroup* choices = nullptr;
@@ -33,12 +44,9 @@ void fillMenu(QMenu& menu, const std::vector<MenuItem>& items) {
             continue;
         }
         // An ampersand would make the next letter a key of the menu.
-        QString title = qtText(item.title).replace(QLatin1Char('&'), QLatin1String("&&"));
-        // What follows a tabulator is shown where menus show keys.
-        const QKeySequence keys = item.shortcut ? keySequence(*item.shortcut) : QKeySequence();
-        if (!keys.isEmpty()) title += QLatin1Char('\t') + keys.toString(QKeySequence::NativeText);
-        QAction* action = menu.addAction(title);
+        QAction* action = menu.addAction(qtText(item.title).replace(QLatin1Char('&'), QLatin1String("&&")));
         action->setEnabled(item.enabled);
+        if (item.shortcut) showShortcut(*action, *item.shortcut);
         if (item.checked) {
             action->setCheckable(true);
             action->setChecked(*item.checked);

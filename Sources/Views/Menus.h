@@ -10,7 +10,7 @@ class QMenu;
 
 namespace lumicrate::views {
 
-/// Fills a menu anew. Shortcuts are shown and not bound: they belong to the whole desktop.
+/// Fills a menu anew. Shortcuts are shown but not bound beyond the menu: they belong to the whole desktop.
 void fillMenu(QMenu& menu, const std::vector<MenuItem>& items);
 
 /// What a menu shows for a shortcut; empty where its key is no single character.

@@ -95,6 +95,11 @@ std::int64_t HotKeys::virtualKeyCodeOf(std::uint32_t key) {
     return codes_.virtualKeyCodeOf(static_cast<xcb_keycode_t>(key));
 }
 
+std::uint32_t HotKeys::keysymOf(std::uint32_t key) {
+    const auto access = events_.access();
+    return map_.symbol(static_cast<int>(key), 0);
+}
+
 bool HotKeys::isTaken(const KeyCombination& combination) const {
     return std::ranges::any_of(
         hotKeys_, [&](const HotKey& each) { return each.grabbed && each.combination == combination; });
@@ -134,9 +139,9 @@ void HotKeys::release(xcb_keycode_t key) {
 
 /// Servers announce one change of the layout several times, and changes that are none.
 void HotKeys::followKeyboard() {
-    const KeyboardMap map = readKeyboardMap(connection_);
-    const KeyCodes codes(map);
-    const std::uint16_t locks = readLockModifiers(connection_, map);
+    map_ = readKeyboardMap(connection_);
+    const KeyCodes codes(map_);
+    const std::uint16_t locks = readLockModifiers(connection_, map_);
     if (codes == codes_ && locks == locks_) return;
     ungrabAll();
     codes_ = codes;

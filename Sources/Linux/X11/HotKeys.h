@@ -41,6 +41,8 @@ class HotKeys final : public CarbonHotKeys {
 
     /// The virtual key code of a key by the server's number, as a toolkit tells it; -1 for one that has none.
     std::int64_t virtualKeyCodeOf(std::uint32_t key);
+    /// What such a key types without modifiers; 0 for nothing.
+    std::uint32_t keysymOf(std::uint32_t key);
     /// How many events the server has told so far. Any thread.
     std::uint64_t eventsHeard() const { return events_.eventsHeard(); }
 
@@ -68,6 +70,7 @@ class HotKeys final : public CarbonHotKeys {
     // Whoever has access to events_:
     Connection connection_;
     KeyboardEvents keyboard_;
+    KeyboardMap map_;
     KeyCodes codes_;
     std::uint16_t locks_ = 0;
     std::vector<HotKey> hotKeys_;

@@ -31,6 +31,8 @@ NotifierHost::Entry readEntry(const QDBusArgument& argument) {
 }  // namespace
 
 NotifierHost::NotifierHost() : bus_(QDBusConnection::connectToBus(QDBusConnection::SessionBus, "panel")) {
+    thread_.start();
+    watcher_.moveToThread(&thread_);
     bus_.registerObject("/StatusNotifierWatcher", &watcher_,
                         QDBusConnection::ExportAllSlots | QDBusConnection::ExportAllProperties);
     if (!bus_.registerService("org.kde.StatusNotifierWatcher"))
@@ -39,13 +41,16 @@ NotifierHost::NotifierHost() : bus_(QDBusConnection::connectToBus(QDBusConnectio
 
 NotifierHost::~NotifierHost() {
     bus_.unregisterService("org.kde.StatusNotifierWatcher");
+    bus_.unregisterObject("/StatusNotifierWatcher");
     QDBusConnection::disconnectFromBus("panel");
+    thread_.quit();
+    thread_.wait();
 }
 
 std::optional<QDBusMessage> NotifierHost::call(const QString& path, const QString& interface,
                                                const QString& method, const QVariantList& arguments) {
     QDBusMessage message =
-        QDBusMessage::createMethodCall(watcher_.registered.value(0), path, interface, method);
+        QDBusMessage::createMethodCall(watcher_.items().value(0), path, interface, method);
     message.setArguments(arguments);
     // The item may live in this very process, whose loop has to turn for it to answer.
     QDBusPendingCallWatcher pending(bus_.asyncCall(message));

@@ -3,16 +3,19 @@
 
 #include <QDBusConnection>
 #include <QDBusVariant>
-#include <QObject>
 #include <QImage>
+#include <QMutex>
+#include <QObject>
 #include <QString>
 #include <QStringList>
+#include <QThread>
 #include <optional>
 #include <vector>
 
 namespace lumicrate::test {
 
-/// What programs register with.
+/// What programs register with. It answers on a thread of its own, for a program waits for it when its first
+/// icon is made.
 class NotifierWatcher : public QObject {
     Q_OBJECT
     Q_CLASSINFO("D-Bus Interface", "org.kde.StatusNotifierWatcher")
@@ -23,13 +26,21 @@ class NotifierWatcher : public QObject {
  public:
     bool hasHost() const { return true; }
     int protocol() const { return 0; }
-    QStringList items() const { return registered; }
-
-    QStringList registered;
+    QStringList items() const {
+        const QMutexLocker lock(&mutex_);
+        return items_;
+    }
 
  public Q_SLOTS:
-    void RegisterStatusNotifierItem(const QString& service) { registered << service; }
+    void RegisterStatusNotifierItem(const QString& service) {
+        const QMutexLocker lock(&mutex_);
+        items_ << service;
+    }
     void RegisterStatusNotifierHost(const QString&) {}
+
+ private:
+    mutable QMutex mutex_;
+    QStringList items_;
 };
 
 class NotifierHost {
@@ -45,7 +56,7 @@ class NotifierHost {
     NotifierHost();
     ~NotifierHost();
 
-    bool hasItem() const { return !watcher_.registered.isEmpty(); }
+    bool hasItem() const { return !watcher_.items().isEmpty(); }
     /// The item's largest picture; null when there is none.
     QImage picture();
     QString toolTip();
@@ -61,6 +72,7 @@ class NotifierHost {
                                      const QVariantList& arguments);
 
     QDBusConnection bus_;
+    QThread thread_;
     NotifierWatcher watcher_;
 };
 

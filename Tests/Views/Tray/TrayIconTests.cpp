@@ -14,6 +14,7 @@
 namespace lumicrate {
 namespace {
 
+using namespace std::chrono_literals;
 using test::await;
 using test::NotifierHost;
 
@@ -37,7 +38,8 @@ int count(const QImage& image, const QColor& color) {
     for (int y = 0; y < image.height(); ++y) {
         for (int x = 0; x < image.width(); ++x) {
             const QColor seen = image.pixelColor(x, y);
-            const int difference = std::abs(seen.red() - color.red()) + std::abs(seen.green() - color.green()) +
+            const int difference = std::abs(seen.red() - color.red()) +
+                                   std::abs(seen.green() - color.green()) +
                                    std::abs(seen.blue() - color.blue());
             if (difference < 30 && seen.alpha() > 200) ++found;
         }

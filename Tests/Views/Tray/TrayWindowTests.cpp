@@ -1,4 +1,5 @@
-// The icon in a panel that takes windows in. A program of its own: the toolkit decides once which kind there is.
+// The icon in a panel that takes windows in. A program of its own: the toolkit decides once which kind there
+// is.
 
 #include "Tests/Core/RecorderFixture.h"
 #include "Tests/Linux/Desktop/EventLoop.h"
@@ -23,7 +24,8 @@ QRect found(const QColor& color) {
     for (int y = 0; y < screen.height(); ++y) {
         for (int x = 0; x < screen.width(); ++x) {
             const QColor seen = screen.pixelColor(x, y);
-            const int difference = std::abs(seen.red() - color.red()) + std::abs(seen.green() - color.green()) +
+            const int difference = std::abs(seen.red() - color.red()) +
+                                   std::abs(seen.green() - color.green()) +
                                    std::abs(seen.blue() - color.blue());
             if (difference < 30) bounds = bounds.united(QRect(x, y, 1, 1));
         }
@@ -47,7 +49,8 @@ TEST_F(TrayWindowTests, APanelThatComesLateShowsIconAndMenu) {
     ASSERT_TRUE(await([&] { return found(recording).width() > 8; }));
     EXPECT_TRUE(tray.isShown());
     const QPoint icon = found(recording).center();
-    stage::runProgram({"xdotool", "mousemove", std::to_string(icon.x()), std::to_string(icon.y() + 6), "click", "3"});
+    stage::runProgram(
+        {"xdotool", "mousemove", std::to_string(icon.x()), std::to_string(icon.y() + 6), "click", "3"});
     ASSERT_TRUE(await([&] { return QApplication::activePopupWidget() != nullptr; }));
     // From the end of the menu.
     stage::runProgram({"xdotool", "key", "Up", "Return"});
