@@ -43,11 +43,11 @@ class Keyboard {
 
     views::KeyMonitor::Keyboard names() {
         return {[this](std::uint32_t xKeycode) { return keysym(xKeycode); },
-                [](std::uint32_t sym) {
+                [this](std::uint32_t xKeycode) {
                     static const std::map<std::uint32_t, std::int64_t> codes = {
                         {'k', 40},     {'t', 17},    {'p', 35},    {'1', 18},    {0xff1b, 53},
                         {0xffff, 117}, {0xff08, 51}, {0xffc2, 96}, {0xff0d, 36}, {' ', 49}};
-                    const auto found = codes.find(sym);
+                    const auto found = codes.find(keysym(xKeycode));
                     return found == codes.end() ? std::int64_t{-1} : found->second;
                 }};
     }
