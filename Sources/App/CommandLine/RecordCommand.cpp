@@ -247,8 +247,8 @@ int runRecordCommand(const std::vector<std::string>& arguments) {
     Machine machine;
     Headless desktop;
     Services services(machine, {desktop.screens, desktop.keys, {}});
-    RecordRequest request = readRecordRequest(parsed, RecordingOptions::current(machine.defaults),
-                                              storedMode(machine.defaults));
+    RecordRequest request =
+        readRecordRequest(parsed, RecordingOptions::current(machine.defaults), storedMode(machine.defaults));
     if (request.output) checkOutput(*request.output);
     const CaptureSource source = captureSource(request, machine.capture);
     settleSound(request, machine.devices);

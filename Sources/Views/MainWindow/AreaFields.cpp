@@ -2,7 +2,7 @@
 
 #include "Views/QtText.h"
 #include "Views/Theme.h"
-#include "Views/Widgets/ToneLabel.h"
+#include "Views/Widgets/TintedLabel.h"
 
 #include <QHBoxLayout>
 #include <QSignalBlocker>
@@ -35,7 +35,7 @@ AreaFields::AreaFields(std::function<void(const Rect&)> chosen, QWidget* parent)
     layout->setSpacing(measure::gap / 2);
     for (std::size_t i = 0; i < all.size(); ++i) {
         if (i > 0) layout->addSpacing(measure::gap / 2);
-        auto* label = new ToneLabel(&ThemeColors::secondary, this);
+        auto* label = new TintedLabel(&ThemeColors::secondary, this);
         label->setText(tr(all[i].label));
         layout->addWidget(label);
         auto* field = new QSpinBox(this);

@@ -11,7 +11,7 @@
 #include "Views/Symbols.h"
 #include "Views/Theme.h"
 #include "Views/Widgets/FlatButton.h"
-#include "Views/Widgets/ToneLabel.h"
+#include "Views/Widgets/TintedLabel.h"
 
 #include <QEvent>
 #include <QHBoxLayout>
@@ -92,7 +92,7 @@ QWidget* MainWindow::makeEmptyState() {
     bold.setPointSizeF(bold.pointSizeF() * 1.15);
     title->setFont(bold);
     column->addWidget(title, 0, Qt::AlignHCenter);
-    auto* how = new ToneLabel(&ThemeColors::secondary, page);
+    auto* how = new TintedLabel(&ThemeColors::secondary, page);
     how->setText(tr("Choose what to record, then press Start Recording."));
     how->setWordWrap(true);
     how->setAlignment(Qt::AlignCenter);

@@ -5,7 +5,7 @@
 #include "Views/Symbols.h"
 #include "Views/Theme.h"
 #include "Views/Widgets/LevelMeter.h"
-#include "Views/Widgets/ToneLabel.h"
+#include "Views/Widgets/TintedLabel.h"
 
 #include <QHBoxLayout>
 #include <QMenu>
@@ -102,7 +102,7 @@ void RecorderControlsView::addButtons(QVBoxLayout& column) {
     connect(pause_, &QPushButton::clicked, this, [this] { controls_.togglePause(); });
     row->addWidget(pause_);
     column.addLayout(row);
-    hint_ = new ToneLabel(&ThemeColors::secondary, this);
+    hint_ = new TintedLabel(&ThemeColors::secondary, this);
     hint_->setAlignment(Qt::AlignCenter);
     hint_->setWordWrap(true);
     column.addWidget(hint_);
@@ -113,7 +113,7 @@ void RecorderControlsView::addLevel(QVBoxLayout& column) {
     auto* row = new QHBoxLayout(levelRow_);
     row->setContentsMargins(measure::gap / 2, 0, measure::gap / 2, 0);
     row->setSpacing(measure::gap);
-    auto* label = new ToneLabel(&ThemeColors::secondary, levelRow_);
+    auto* label = new TintedLabel(&ThemeColors::secondary, levelRow_);
     label->setText(tr("Microphone"));
     row->addWidget(label);
     level_ = new LevelMeter(levelRow_);

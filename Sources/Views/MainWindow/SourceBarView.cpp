@@ -5,7 +5,7 @@
 #include "Views/Menus.h"
 #include "Views/QtText.h"
 #include "Views/Theme.h"
-#include "Views/Widgets/ToneLabel.h"
+#include "Views/Widgets/TintedLabel.h"
 
 #include <QButtonGroup>
 #include <QHBoxLayout>
@@ -73,7 +73,7 @@ void SourceBarView::addDetails(QVBoxLayout& column, WindowPicker& picker) {
     displayMenu_ = new QMenu(this);
     connect(display_, &QPushButton::clicked, this, [this] { openDisplays(); });
 
-    onlyDisplay_ = new ToneLabel(&ThemeColors::secondary, this);
+    onlyDisplay_ = new TintedLabel(&ThemeColors::secondary, this);
     onlyDisplay_->setAlignment(Qt::AlignCenter);
     onlyDisplay_->setMinimumHeight(window_->sizeHint().height());
 

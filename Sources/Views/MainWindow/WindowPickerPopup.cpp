@@ -4,7 +4,7 @@
 #include "Views/Theme.h"
 #include "Views/Widgets/PictureRowDelegate.h"
 #include "Views/Widgets/Pictures.h"
-#include "Views/Widgets/ToneLabel.h"
+#include "Views/Widgets/TintedLabel.h"
 
 #include <QKeyEvent>
 #include <QListWidget>
@@ -42,7 +42,7 @@ WindowPickerPopup::WindowPickerPopup(SourceBar& sources, WindowPicker& picker, Q
     list_->setVerticalScrollMode(QAbstractItemView::ScrollPerPixel);
     list_->setAccessibleName(tr("Windows"));
     layout->addWidget(list_);
-    empty_ = new ToneLabel(&ThemeColors::secondary, this);
+    empty_ = new TintedLabel(&ThemeColors::secondary, this);
     empty_->setText(tr("There is no window to record."));
     empty_->setAlignment(Qt::AlignCenter);
     empty_->setMargin(measure::margin);

@@ -4,7 +4,7 @@
 #include "Views/QtText.h"
 #include "Views/Settings/Switch.h"
 #include "Views/Theme.h"
-#include "Views/Windows/TintedLabel.h"
+#include "Views/Widgets/TintedLabel.h"
 
 #include <QComboBox>
 #include <QHBoxLayout>

@@ -1,8 +1,8 @@
 #include "Views/Settings/SettingsPage.h"
 
 #include "Views/Theme.h"
+#include "Views/Widgets/TintedLabel.h"
 #include "Views/Windows/Card.h"
-#include "Views/Windows/TintedLabel.h"
 
 #include <QVBoxLayout>
 

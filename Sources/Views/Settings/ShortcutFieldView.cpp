@@ -3,7 +3,7 @@
 #include "Views/QtText.h"
 #include "Views/Symbols.h"
 #include "Views/Theme.h"
-#include "Views/Windows/TintedLabel.h"
+#include "Views/Widgets/TintedLabel.h"
 
 #include <QApplication>
 #include <QEvent>

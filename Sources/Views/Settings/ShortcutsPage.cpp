@@ -3,8 +3,8 @@
 #include "Views/QtText.h"
 #include "Views/Settings/FormRow.h"
 #include "Views/Settings/ShortcutFieldView.h"
+#include "Views/Widgets/TintedLabel.h"
 #include "Views/Windows/Card.h"
-#include "Views/Windows/TintedLabel.h"
 
 namespace lumicrate::views {
 

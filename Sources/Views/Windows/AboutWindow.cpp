@@ -4,9 +4,9 @@
 #include "Views/QtText.h"
 #include "Views/Symbols.h"
 #include "Views/Theme.h"
+#include "Views/Widgets/TintedLabel.h"
 #include "Views/Windows/CloseKeys.h"
 #include "Views/Windows/MessageParts.h"
-#include "Views/Windows/TintedLabel.h"
 
 #include <QPushButton>
 #include <QVBoxLayout>

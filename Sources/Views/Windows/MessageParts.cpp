@@ -3,8 +3,8 @@
 #include "Views/QtText.h"
 #include "Views/Symbols.h"
 #include "Views/Theme.h"
+#include "Views/Widgets/TintedLabel.h"
 #include "Views/Windows/SymbolLabel.h"
-#include "Views/Windows/TintedLabel.h"
 
 #include <QHBoxLayout>
 #include <QPushButton>

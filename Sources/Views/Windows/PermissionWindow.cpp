@@ -3,11 +3,11 @@
 #include "Views/QtText.h"
 #include "Views/Symbols.h"
 #include "Views/Theme.h"
+#include "Views/Widgets/TintedLabel.h"
 #include "Views/Windows/Card.h"
 #include "Views/Windows/CloseKeys.h"
 #include "Views/Windows/CommandLine.h"
 #include "Views/Windows/MessageParts.h"
-#include "Views/Windows/TintedLabel.h"
 
 #include <QHBoxLayout>
 #include <QPushButton>

@@ -49,8 +49,7 @@ NotifierHost::~NotifierHost() {
 
 std::optional<QDBusMessage> NotifierHost::call(const QString& path, const QString& interface,
                                                const QString& method, const QVariantList& arguments) {
-    QDBusMessage message =
-        QDBusMessage::createMethodCall(watcher_.items().value(0), path, interface, method);
+    QDBusMessage message = QDBusMessage::createMethodCall(watcher_.items().value(0), path, interface, method);
     message.setArguments(arguments);
     // The item may live in this very process, whose loop has to turn for it to answer.
     QDBusPendingCallWatcher pending(bus_.asyncCall(message));

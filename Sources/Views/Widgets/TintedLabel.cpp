@@ -1,14 +1,17 @@
-#include "Views/Windows/TintedLabel.h"
+#include "Views/Widgets/TintedLabel.h"
 
 #include <QAccessible>
 #include <QEvent>
 
 namespace lumicrate::views {
 
-TintedLabel::TintedLabel(Tint tint, const QString& text, QWidget* parent)
-    : QLabel(text, parent), tint_(tint) {
-    setWordWrap(true);
+TintedLabel::TintedLabel(Tint tint, QWidget* parent) : QLabel(parent), tint_(tint) {
     applyTint();
+}
+
+TintedLabel::TintedLabel(Tint tint, const QString& text) : TintedLabel(tint, nullptr) {
+    setText(text);
+    setWordWrap(true);
 }
 
 void TintedLabel::showMessage(const QString& text) {

@@ -8,12 +8,14 @@
 
 namespace lumicrate::views {
 
-/// Wraps its lines.
 class TintedLabel final : public QLabel {
  public:
     using Tint = QColor ThemeColors::*;
 
-    explicit TintedLabel(Tint tint, const QString& text = {}, QWidget* parent = nullptr);
+    /// On one line, empty at first.
+    TintedLabel(Tint tint, QWidget* parent);
+    /// Wraps its lines.
+    explicit TintedLabel(Tint tint, const QString& text = {});
 
     /// Takes no room while there is no text; tells those who listen when there is one.
     void showMessage(const QString& text);
