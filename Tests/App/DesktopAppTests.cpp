@@ -1,5 +1,6 @@
 // The application, driven as a person drives it: by keys and clicks, on a desktop with a window manager.
 #include "Tests/App/Recording.h"
+#include "Tests/App/SessionManager.h"
 #include "Tests/Linux/Desktop/EventLoop.h"
 #include "Tests/Linux/X11/TestWindow.h"
 #include "Tests/Stage/MovieProbe.h"
@@ -245,6 +246,26 @@ TEST_F(DesktopAppTests, WhateverEndsItTheRecordingIsWhole) {
         EXPECT_TRUE(movie.indexInFront());
         EXPECT_EQ(movie.pictureTimes().size(), static_cast<std::size_t>(movie.videoTrack().sampleCount));
     }
+}
+
+TEST_F(DesktopAppTests, TheSessionEndsOnlyWhenTheRecordingIsSaved) {
+    prefer("captureMode=screen\nwelcomeShown=true\ncountdown=false\n");
+    const RunningScene scene({"moving"});
+    SessionManager session;
+    app.emplace(std::vector<std::string>{"--background"},
+                stage::Environment{{"SESSION_MANAGER", session.address()}});
+    ASSERT_TRUE(session.awaitProgram());
+    awaitState("idle");
+    EXPECT_EQ(run({"toggle"}).status, 0);
+    const std::filesystem::path file = awaitState("recording")["file"].get<std::string>();
+    awaitGrowth(file);
+    ASSERT_TRUE(session.askToSave());
+    // The session may be over at this very moment.
+    MovieProbe movie(file);
+    EXPECT_TRUE(movie.indexInFront());
+    EXPECT_EQ(movie.pictureTimes().size(), static_cast<std::size_t>(movie.videoTrack().sampleCount));
+    session.end();
+    EXPECT_EQ(app->end().status, 0);
 }
 
 TEST_F(DesktopAppTests, ThereIsOneAndItIsSpokenTo) {
