@@ -48,7 +48,8 @@ Status SessionManager::State::accept(SmsConn program, SmPointer data, unsigned l
                                      std::free(properties);
                                  },
                                  data};
-    callbacks->delete_properties = {[](SmsConn, SmPointer, int, char**) {}, data};
+    callbacks->delete_properties = {
+        [](SmsConn, SmPointer, int count, char** names) { SmFreeReasons(count, names); }, data};
     callbacks->get_properties = {[](SmsConn, SmPointer) {}, data};
     return 1;
 }
@@ -80,6 +81,11 @@ SessionManager::SessionManager() : state_(std::make_unique<State>()) {
 }
 
 SessionManager::~SessionManager() {
+    if (state_->program) SmsCleanUp(state_->program);
+    if (state_->connection) {
+        IceSetShutdownNegotiation(state_->connection, False);
+        IceCloseConnection(state_->connection);
+    }
     IceFreeListenObjs(state_->listenerCount, state_->listeners);
 }
 
