@@ -55,7 +55,7 @@ AppWindows::AppWindows(Machine& machine, Desk& desk, Services& services, Recordi
       info_{"Lumicrate", LUMICRATE_VERSION},
       loginItem_(ownProgram()),
       content_(contentServices()),
-      permissions_(facts(), [this] { permissions_.update(facts()); }),
+      permissions_({}, [this] { permissions_.update(facts()); }),
       closeWatch_(std::make_unique<CloseWatch>(commands_.mainClosed)) {}
 
 AppWindows::~AppWindows() = default;
@@ -120,6 +120,7 @@ void AppWindows::showWelcomeIfDue() {
 }
 
 void AppWindows::showPermissionsIfMissing() {
+    permissions_.update(facts());
     if (permissions_.missing->empty()) return;
     windows_.show("permissions", [this] { return std::make_unique<views::PermissionWindow>(permissions_); });
 }

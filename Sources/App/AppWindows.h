@@ -45,7 +45,7 @@ class AppWindows {
     void showAbout();
     /// Where it was not shown before.
     void showWelcomeIfDue();
-    /// Where something that recording needs cannot be reached.
+    /// Where something that recording needs cannot be reached. A sound server that hangs costs two seconds.
     void showPermissionsIfMissing();
     void openRecordingsFolder();
     /// A sentence in the main window.

@@ -1,6 +1,7 @@
 #include "App/DesktopApp.h"
 
 #include "App/AppWindows.h"
+#include "App/CaptureKit.h"
 #include "App/CommandLine/CommandLine.h"
 #include "App/CommandLine/Recovery.h"
 #include "App/ControlMethods.h"
@@ -137,8 +138,9 @@ class DesktopApp {
 
 }  // namespace
 
-int runDesktopApp(int argc, char** argv, bool inBackground) {
-    if (!qEnvironmentVariableIsSet("DISPLAY")) {
+int runDesktopApp(int argc, char** argv, bool inBackground) try {
+    // The toolkit would only abort.
+    if (!CaptureKit().CGPreflightScreenCaptureAccess()) {
         fmt::print(
             stderr, "lumicrate: {}\n",
             localized("No display server can be reached; “lumicrate --help” tells what works without."));
@@ -159,6 +161,9 @@ int runDesktopApp(int argc, char** argv, bool inBackground) {
     }
     app.didFinishLaunching(inBackground);
     return QApplication::exec();
+} catch (const PlatformError& error) {
+    fmt::print(stderr, "lumicrate: {}\n", error.what());
+    return exitFailed;
 }
 
 }  // namespace lumicrate::app

@@ -296,9 +296,13 @@ TEST_F(DesktopAppTests, WithoutABusItRunsAllTheSame) {
 }
 
 TEST_F(DesktopAppTests, WithoutADisplayItSaysSo) {
-    const Outcome outcome = run({}, {{"DISPLAY", std::nullopt}});
-    EXPECT_EQ(outcome.status, 1);
-    EXPECT_THAT(outcome.error, HasSubstr("No display server can be reached"));
+    for (const std::optional<std::string>& display :
+         {std::optional<std::string>(), std::optional<std::string>(":4711")}) {
+        const Outcome outcome = run({}, {{"DISPLAY", display}});
+        EXPECT_EQ(outcome.status, 1);
+        EXPECT_THAT(outcome.error, HasSubstr("No display server can be reached"));
+        EXPECT_EQ(std::count(outcome.error.begin(), outcome.error.end(), '\n'), 1);
+    }
 }
 
 }  // namespace

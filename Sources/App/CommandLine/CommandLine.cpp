@@ -51,7 +51,8 @@ constexpr std::array controls{
 void printHelp() {
     fmt::print("{}\n\n", localized("Lumicrate records your screen, a part of it, or sound."));
     fmt::print("{}\n", localized("Usage: lumicrate [--background]"));
-    fmt::print("  {:<12}{}\n", "", localized("Start the application, without its window in the background."));
+    fmt::print("  {:<12}{}\n", "",
+               localized("Start the application; with --background, without its window."));
     fmt::print("{}\n", localized("   or: lumicrate COMMAND [OPTIONS]"));
     for (const Command& each : commands)
         fmt::print("  {:<12}{}\n", each.name, localized(each.summary));

@@ -8,11 +8,11 @@
 
 namespace lumicrate::test {
 
-/// Spins the loop until `reached` or ten seconds have passed; whether it was reached.
+/// Spins the loop until `reached` or half a minute has passed; whether it was reached.
 inline bool await(const std::function<bool()>& reached) {
     QTimer patience;
     patience.setSingleShot(true);
-    patience.start(10'000);
+    patience.start(30'000);
     while (!reached() && patience.isActive())
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
     return reached();

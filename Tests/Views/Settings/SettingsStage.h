@@ -5,6 +5,7 @@
 #include "Lumicrate/SettingsView.h"
 #include "Tests/Core/FakePlatform.h"
 #include "Tests/Core/SettingsFakes.h"
+#include "Tests/Linux/Desktop/EventLoop.h"
 #include "Tests/Stage/ChildProcess.h"
 #include "Views/KeyMonitor.h"
 #include "Views/Settings/SettingsWindow.h"
@@ -12,8 +13,6 @@
 #include <xcb/xcb.h>
 
 #include <QApplication>
-#include <QEventLoop>
-#include <QTimer>
 #include <cstdlib>
 #include <functional>
 #include <map>
@@ -22,16 +21,6 @@
 #include <vector>
 
 namespace lumicrate::test {
-
-/// Spins the event loop until `reached` or half a minute has passed; whether it was reached.
-inline bool await(const std::function<bool()>& reached) {
-    QTimer patience;
-    patience.setSingleShot(true);
-    patience.start(30'000);
-    while (!reached() && patience.isActive())
-        QApplication::processEvents(QEventLoop::WaitForMoreEvents);
-    return reached();
-}
 
 /// The display's keyboard.
 class Keyboard {
