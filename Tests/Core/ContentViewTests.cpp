@@ -17,6 +17,7 @@ class FakeScreenshots final : public SCScreenshotManager {
         if (windowID == 8) return std::nullopt;
         return CGImage{int(size.width), int(size.height), {}};
     }
+    std::optional<CGImage> captureDisplay(std::uint32_t) override { return std::nullopt; }
     std::vector<std::uint32_t> taken;
 };
 

@@ -18,6 +18,7 @@ struct PanelRecord {
     std::string content;
     NSPanel::Settings settings;
     bool shown = false;
+    bool key = false;
     bool gone = false;
 };
 
@@ -56,6 +57,7 @@ class FakeOverlayContents final : public OverlayContents {
         Panel(std::shared_ptr<PanelRecord> of, std::uint32_t count) : record(std::move(of)), number(count) {}
         ~Panel() override { record->gone = true; }
         void orderFrontRegardless() override { record->shown = true; }
+        void makeKeyAndOrderFront() override { record->shown = record->key = true; }
         Rect frame() const override { return record->settings.frame; }
         void setFrame(const Rect& frame) override { record->settings.frame = frame; }
         std::uint32_t windowNumber() const override { return number; }

@@ -111,6 +111,10 @@ std::optional<CGImage> WindowPictures::captureImage(std::uint32_t windowID, Size
     }
 }
 
+std::optional<CGImage> WindowPictures::captureDisplay(std::uint32_t) {
+    return std::nullopt;
+}
+
 /// From the screen, where the window is all that is to be seen there: that needs no time, and nobody paints
 /// anything anew. Nothing where it is not.
 std::optional<BgraPicture> WindowPictures::uncovered(std::uint32_t window, const PixelRect& frame) const {

@@ -25,6 +25,7 @@ class WindowPictures final : public SCScreenshotManager {
     ~WindowPictures() override;
 
     std::optional<CGImage> captureImage(std::uint32_t windowID, Size maximumSize) override;
+    std::optional<CGImage> captureDisplay(std::uint32_t displayID) override;
 
  private:
     struct Server;

@@ -72,6 +72,10 @@ void OverlayPanel::orderFrontRegardless() {
     stack_.bringToFront(*this);
 }
 
+void OverlayPanel::makeKeyAndOrderFront() {
+    orderFrontRegardless();
+}
+
 void OverlayPanel::setFrame(const Rect& frame) {
     settings_.frame = frame;
     place();

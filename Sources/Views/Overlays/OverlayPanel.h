@@ -35,6 +35,7 @@ class OverlayPanel final : public QWidget, public NSPanel {
     ~OverlayPanel() override;
 
     void orderFrontRegardless() override;
+    void makeKeyAndOrderFront() override;
     Rect frame() const override { return settings_.frame; }
     void setFrame(const Rect& frame) override;
     std::uint32_t windowNumber() const override;

@@ -39,6 +39,7 @@ class StageWorkspace final : public NSWorkspace {
 class StageScreenshots final : public SCScreenshotManager {
  public:
     std::optional<CGImage> captureImage(std::uint32_t windowID, Size maximumSize) override;
+    std::optional<CGImage> captureDisplay(std::uint32_t) override { return std::nullopt; }
     int taken = 0;
 };
 

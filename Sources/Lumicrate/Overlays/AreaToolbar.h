@@ -1,0 +1,43 @@
+// The bars of the selection overlay: what they show, and what their controls do.
+#pragma once
+
+#include "Lumicrate/Overlays/AspectPreset.h"
+#include "Platform/AVCaptureDevice.h"
+#include "Support/Published.h"
+
+#include <functional>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace lumicrate {
+
+/// Through which the bars and the selection speak to each other; lives as long as one selection. Main thread.
+class AreaToolbarModel {
+ public:
+    AreaToolbarModel(std::string title, std::vector<CaptureDevice> connected)
+        : confirmTitle(std::move(title)), microphones(std::move(connected)) {}
+    AreaToolbarModel(const AreaToolbarModel&) = delete;
+    AreaToolbarModel& operator=(const AreaToolbarModel&) = delete;
+
+    Published<AspectPreset> aspect{AspectPreset::custom};
+    Published<int> width;   ///< of the selection, pixels
+    Published<int> height;  ///< of the selection, pixels
+    const std::string confirmTitle;
+    const std::vector<CaptureDevice> microphones;
+    /// Of the picked window; none while none is.
+    Published<std::optional<std::string>> windowTitle;
+    /// Record the picked window, wherever it goes, instead of the area.
+    Published<bool> windowOnly;
+
+    // What the bars call; each does nothing until the selection sets it.
+    std::function<void(AspectPreset)> onAspect = [](AspectPreset) {};
+    /// Pixels; a side that is not given is left to the selection.
+    std::function<void(std::optional<int> width, std::optional<int> height)> onSize = [](auto, auto) {};
+    std::function<void()> onCancel = [] {};
+    std::function<void()> onConfirm = [] {};
+    std::function<void()> onFullScreen = [] {};
+};
+
+}  // namespace lumicrate
