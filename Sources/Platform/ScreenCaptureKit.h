@@ -40,8 +40,8 @@ struct SCWindow {
     Rect frame;
     std::optional<std::string> title;
     int windowLayer = 0;  ///< 0 is the level of normal windows
-    double alpha = 1;     ///< 0 … 1; nothing is seen of a window with none
     std::optional<SCRunningApplication> owningApplication;
+    double alpha = 1;  ///< 0 … 1; nothing is seen of a window with none
     bool operator==(const SCWindow&) const = default;
 };
 
