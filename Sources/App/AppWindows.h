@@ -51,8 +51,6 @@ class AppWindows {
     /// A sentence in the main window.
     void complain(const std::string& sentence) { content_.messages.complain(sentence); }
 
-    SourceBar& sources() { return content_.sources; }
-
  private:
     class CloseWatch;
 

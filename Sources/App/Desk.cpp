@@ -30,17 +30,21 @@ Desk::Desk(Machine& machine)
       buttons(machine.executor),
       keyMonitor({[this](std::uint32_t key) { return keys.keysymOf(key); },
                   [this](std::uint32_t key) { return keys.virtualKeyCodeOf(key); }}),
+      contents_([this](const QKeyEvent& event) { return keyMonitor.translated(event); }),
       controlBar(screens, machine.defaults, contents_),
-      chosenSource(machine.executor),
+      areaSelector({machine.executor, machine.capture, pictures, machine.process, screens, machine.defaults,
+                    contents_}),
+      audioAtOnce(machine.executor),
+      screenChooser_(machine.executor, screens, pictures, keyMonitor, contents_),
       countdown_(machine.executor, screens, machine.defaults, contents_),
       clickHighlighter_(machine.executor, screens, buttons, contents_),
       areaFrame_(contents_) {}
 
 DesktopParts Desk::parts() {
     RecorderOverlays overlays;
-    overlays.areaSelector = &chosenSource;
-    overlays.screenChooser = &chosenSource;
-    overlays.audioWindow = &chosenSource;
+    overlays.areaSelector = &areaSelector;
+    overlays.screenChooser = &screenChooser_;
+    overlays.audioWindow = &audioAtOnce;
     overlays.countdown = &countdown_;
     overlays.controlBar = &controlBar;
     overlays.clickHighlighter = &clickHighlighter_;

@@ -6,11 +6,13 @@
 #include "Linux/X11/ButtonWatch.h"
 #include "Linux/X11/HotKeys.h"
 #include "Linux/X11/WindowPictures.h"
-#include "Lumicrate/ChosenSource.h"
+#include "Lumicrate/AudioAtOnce.h"
 #include "Lumicrate/Overlays/AreaFrame.h"
+#include "Lumicrate/Overlays/AreaSelection.h"
 #include "Lumicrate/Overlays/ClickHighlighter.h"
 #include "Lumicrate/Overlays/ControlBar.h"
 #include "Lumicrate/Overlays/Countdown.h"
+#include "Lumicrate/Overlays/ScreenChooser.h"
 #include "Views/KeyMonitor.h"
 #include "Views/Overlays/PanelContents.h"
 #include "Views/Screens.h"
@@ -32,11 +34,17 @@ class Desk {
     x11::ButtonWatch buttons;
     x11::WindowPictures pictures;
     views::KeyMonitor keyMonitor;
-    ControlBarController controlBar;
-    ChosenSource chosenSource;
 
  private:
     views::PanelContents contents_;
+
+ public:
+    ControlBarController controlBar;
+    AreaSelector areaSelector;
+    AudioAtOnce audioAtOnce;
+
+ private:
+    ScreenChooser screenChooser_;
     CountdownController countdown_;
     ClickHighlighter clickHighlighter_;
     AreaFrame areaFrame_;

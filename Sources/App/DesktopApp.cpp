@@ -84,7 +84,9 @@ class DesktopApp {
               views::applyTheme(application, dark ? views::ColorScheme::dark : views::ColorScheme::light);
           }) {
         desk_.controlBar.setRecorder(&services_.recorder);
-        desk_.chosenSource.connect(services_.recorder, windows_.sources(), [this] { windows_.showMain(); });
+        desk_.audioAtOnce.setRecorder(services_.recorder);
+        desk_.areaSelector.setComplaints(
+            [this](const std::string& sentence) { windows_.complain(sentence); });
         QObject::connect(&application, &QGuiApplication::commitDataRequest, &application,
                          [this](QSessionManager& session) { endSession(session); });
     }

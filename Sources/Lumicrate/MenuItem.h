@@ -17,12 +17,20 @@ struct MenuItem {
     std::optional<Shortcut> shortcut;
     std::function<void()> action;
     bool separator = false;  ///< a line between items, with nothing of the above
-    /// Of an item that can be chosen among others; none for a plain command.
+    bool isHeading = false;  ///< nothing but the title of the items that follow
+    /// Of an item that can be chosen among the others of its section, which ends at a line or a heading; none
+    /// for a plain command.
     std::optional<bool> checked;
 
     static MenuItem line() {
         MenuItem item;
         item.separator = true;
+        return item;
+    }
+    static MenuItem heading(std::string title) {
+        MenuItem item;
+        item.title = std::move(title);
+        item.isHeading = true;
         return item;
     }
     static MenuItem command(std::string title, std::function<void()> action, bool enabled = true) {

@@ -25,6 +25,14 @@ const Offered* find(const std::vector<Offered>& offered, const std::optional<std
     return found == offered.end() ? nullptr : &*found;
 }
 
+std::string noteOf(const SourceBar::Content& content) {
+    const bool isScreen = content.mode == CaptureMode::screen;
+    if (content.displays.empty() || !(isScreen || content.mode == CaptureMode::area)) return {};
+    if (content.displays.size() > 1)
+        return isScreen ? localized("You choose the screen when the recording begins.") : std::string();
+    return content.displays.front().name + "  ·  " + content.displays.front().size;
+}
+
 }  // namespace
 
 SourceBar::SourceBar(ScreenRecorder& recorder, NSUserDefaults& defaults, Complaints complain)
@@ -67,9 +75,8 @@ void SourceBar::rebuild() {
     if (stored && isOffered(*stored)) next.mode = *stored;
     next.enabled = state_ == ScreenRecorder::State::idle;
     fillSources(next);
-    next.typesArea = next.mode == CaptureMode::area && !hasAreaSelector_;
-    const bool choosesHere = next.mode == CaptureMode::screen ? !hasScreenChooser_ : next.typesArea;
-    next.picksDisplay = choosesHere && next.displays.size() > 1;
+    next.picksDisplay = next.mode == CaptureMode::area && next.displays.size() > 1;
+    next.note = noteOf(next);
     next.missing = missingFrom(next);
     if (next != *content) content = std::move(next);
 }
@@ -86,24 +93,13 @@ void SourceBar::fillSources(Content& next) const {
     // The recorder's own list may be a step behind here, so the main display is looked up in this one.
     const Display* main = find(next.displays, recorder_.mainDisplayID());
     next.display = chosen ? chosen->id : main ? main->id : next.displays.front().id;
-
-    const auto shown = std::find_if(displays_.begin(), displays_.end(), [&next](const SCDisplay& each) {
-        return each.displayID == next.display;
-    });
-    next.areaBounds = {0, 0, shown->frame.width, shown->frame.height};
-    next.area = RecordingOptions::current(defaults_).areaRect.value_or(next.areaBounds);
 }
 
 std::optional<std::string> SourceBar::missingFrom(const Content& next) const {
     switch (next.mode) {
         case CaptureMode::window:
-            if (next.window || hasAreaSelector_) return std::nullopt;
-            return window_ ? localized("That window has gone. Choose another one.")
-                           : localized("Choose a window first.");
+            break;
         case CaptureMode::area:
-            if (!next.display) return localized("There is no screen to record.");
-            if (!next.typesArea || !next.area.intersection(next.areaBounds).isEmpty()) return std::nullopt;
-            return localized("That area is outside the screen.");
         case CaptureMode::screen:
             return next.display ? std::nullopt : std::optional(localized("There is no screen to record."));
         case CaptureMode::audio:
@@ -137,20 +133,7 @@ void SourceBar::chooseWindow(std::uint32_t id) {
 
 void SourceBar::chooseDisplay(std::uint32_t id) {
     display_ = id;
-    rebuild();
-}
-
-void SourceBar::setArea(const Rect& area) {
-    store(preference::areaRect, stringFromRect(area));
-}
-
-void SourceBar::setHasAreaSelector(bool has) {
-    hasAreaSelector_ = has;
-    rebuild();
-}
-
-void SourceBar::setHasScreenChooser(bool has) {
-    hasScreenChooser_ = has;
+    recorder_.setSource(CaptureSource::area(id));
     rebuild();
 }
 
@@ -163,13 +146,10 @@ void SourceBar::record() {
             recorder_.setSource(CaptureSource::window(chosen.window->id));
             return recorder_.start(false);
         case CaptureMode::area:
-            if (hasAreaSelector_) return recorder_.record(CaptureMode::area);
             recorder_.setSource(CaptureSource::area(*chosen.display));
-            return recorder_.start(true);
+            return recorder_.record(CaptureMode::area);
         case CaptureMode::screen:
-            if (hasScreenChooser_) return recorder_.record(CaptureMode::screen);
-            recorder_.setSource(CaptureSource::display(*chosen.display));
-            return recorder_.start(false);
+            return recorder_.record(CaptureMode::screen);
         case CaptureMode::audio:
             return recorder_.recordAudioNow();
         case CaptureMode::webcam:

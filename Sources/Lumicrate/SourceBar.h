@@ -5,7 +5,6 @@
 #include "Lumicrate/RecordingOptions.h"
 #include "Lumicrate/ScreenRecorder.h"
 #include "Platform/NSUserDefaults.h"
-#include "Support/Geometry.h"
 #include "Support/Published.h"
 
 #include <cstdint>
@@ -47,12 +46,10 @@ class SourceBar {
         /// The chosen one, with its title now; none also when it has gone.
         std::optional<Window> window;
         std::vector<Display> displays;
+        /// On which an area is dragged.
         std::optional<std::uint32_t> display;
-        /// Points of the display, y down from its top left corner.
-        Rect area;
-        Rect areaBounds;            ///< of the whole display; empty without one
-        bool typesArea = false;     ///< the area is typed here, and not dragged on the screen
-        bool picksDisplay = false;  ///< the display is chosen here, and there is something to choose
+        bool picksDisplay = false;  ///< it is chosen here, and there is something to choose
+        std::string note;           ///< said where there is nothing to choose
         /// Why the record button would do nothing, a sentence.
         std::optional<std::string> missing;
         bool operator==(const Content&) const = default;
@@ -73,15 +70,11 @@ class SourceBar {
 
     void setMode(CaptureMode mode);
     void chooseWindow(std::uint32_t id);
+    /// Counts for the shortcut, too.
     void chooseDisplay(std::uint32_t id);
-    void setArea(const Rect& area);
-    /// Whether areas, and windows where none is chosen here, are chosen on the screen instead.
-    void setHasAreaSelector(bool has);
-    /// Whether displays are chosen on the screen instead.
-    void setHasScreenChooser(bool has);
 
-    /// Begins to record what is chosen, or has it chosen on the screen. Nothing happens where something is
-    /// missing.
+    /// Begins to record the chosen window, or has something chosen on the screen: an area, a display, or a
+    /// window where none is chosen here. Nothing happens where something is missing.
     void record();
 
  private:
@@ -99,8 +92,6 @@ class SourceBar {
     std::vector<SCDisplay> displays_;
     std::optional<std::uint32_t> window_;
     std::optional<std::uint32_t> display_;
-    bool hasAreaSelector_ = false;
-    bool hasScreenChooser_ = false;
     std::vector<Subscription> subscriptions_;
 };
 

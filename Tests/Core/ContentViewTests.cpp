@@ -64,13 +64,6 @@ TEST_F(ContentViewTests, RecordsWhatIsChosen) {
     };
     const std::vector<Case> cases = {
         {CaptureMode::window, [](SourceBar& to) { to.chooseWindow(7); }, CaptureSource::window(7)},
-        {CaptureMode::screen, [](SourceBar&) {}, CaptureSource::display(1)},
-        {CaptureMode::screen, [](SourceBar& to) { to.chooseDisplay(2); }, CaptureSource::display(2)},
-        {CaptureMode::area,
-         [](SourceBar& to) {
-             to.setArea({10, 20, 300, 200});
-         },
-         CaptureSource::area(1)},
         {CaptureMode::audio, [](SourceBar&) {}, CaptureSource::audioOnly()},
     };
     for (const Case& each : cases) {
@@ -83,37 +76,21 @@ TEST_F(ContentViewTests, RecordsWhatIsChosen) {
         executor.advance(100ms);
         EXPECT_EQ(*recorder->state, State::recording);
         EXPECT_EQ(*recorder->source, each.expected);
-        const auto part = capture.stream->configuration.sourceRect;
-        EXPECT_EQ(part == Rect(10, 20, 300, 200), each.mode == CaptureMode::area);
         TearDown();
     }
 }
 
 TEST_F(ContentViewTests, SaysWhyNothingCanBeRecorded) {
     begin();
-    EXPECT_EQ(shown().hint, "Choose a window first.");
-    EXPECT_FALSE(shown().enabled);
-    controls->press();
-    executor.advance(1s);
-    EXPECT_EQ(capture.streams, 0);
-
     bar->chooseWindow(7);
     EXPECT_EQ(bar->content->window->title, "notes");
-    EXPECT_TRUE(shown().enabled);
     capture.content.windows[0].title = "notes (changed)";
     changeContent();
     EXPECT_EQ(bar->content->window->title, "notes (changed)");
     capture.content.windows.clear();
     changeContent();
-    EXPECT_THAT(shown().hint, HasSubstr("has gone"));
-    EXPECT_FALSE(shown().enabled);
-
-    bar->setMode(CaptureMode::area);
-    EXPECT_EQ(bar->content->area, (Rect{0, 0, 1920, 1080}));
-    bar->setArea({1900, 1000, 500, 500});
-    EXPECT_TRUE(shown().enabled);
-    bar->setArea({1920, 0, 500, 500});
-    EXPECT_THAT(shown().hint, HasSubstr("outside"));
+    EXPECT_FALSE(bar->content->window);
+    EXPECT_TRUE(shown().enabled) << "another is picked on the screen";
     bar->setMode(CaptureMode::audio);
     EXPECT_TRUE(shown().enabled);
     defaults.set("captureSystemAudio", false);
@@ -124,19 +101,12 @@ TEST_F(ContentViewTests, SaysWhyNothingCanBeRecorded) {
     EXPECT_THAT(shown().hint, HasSubstr("no screen"));
 }
 
-TEST_F(ContentViewTests, LeavesChoosingToOverlaysThatAreThere) {
+TEST_F(ContentViewTests, HasSourcesChosenOnTheScreen) {
     FakeAreaSelector selector{executor};
     FakeScreenChooser chooser{executor};
     overlays.areaSelector = &selector;
     overlays.screenChooser = &chooser;
     begin();
-    bar->setMode(CaptureMode::area);
-    EXPECT_TRUE(bar->content->typesArea);
-    EXPECT_TRUE(bar->content->picksDisplay);
-    bar->setHasAreaSelector(true);
-    bar->setHasScreenChooser(true);
-    EXPECT_FALSE(bar->content->typesArea);
-    EXPECT_FALSE(bar->content->picksDisplay);
     const std::vector<std::pair<CaptureMode, std::string>> cases = {
         {CaptureMode::area, "Choose an Area…"},
         {CaptureMode::window, "Choose a Window…"},
@@ -156,17 +126,31 @@ TEST_F(ContentViewTests, LeavesChoosingToOverlaysThatAreThere) {
         executor.drain();
         EXPECT_EQ(shown().title, "Start Recording");
     }
-    // One that was chosen in the window is not asked for again.
-    bar->setMode(CaptureMode::window);
-    bar->chooseWindow(7);
+    // The area of the display that is chosen in the window, also by shortcut.
+    bar->setMode(CaptureMode::area);
+    EXPECT_TRUE(bar->content->picksDisplay);
+    bar->chooseDisplay(2);
+    recorder->record(CaptureMode::area);
+    executor.drain();
+    EXPECT_EQ(selector.screen.displayID, 2U);
+    selector.question.answer(std::nullopt);
+    executor.drain();
+    // What is chosen there needs no other question.
+    bar->setMode(CaptureMode::screen);
+    EXPECT_EQ(bar->content->note, "You choose the screen when the recording begins.");
+    capture.content.displays.resize(1);
+    screens.all.resize(1);
+    changeContent();
+    EXPECT_EQ(bar->content->note, "left  ·  1920 × 1080");
     controls->press();
     executor.advance(100ms);
-    EXPECT_EQ(*recorder->source, CaptureSource::window(7));
+    EXPECT_EQ(*recorder->source, CaptureSource::display(1));
 }
 
 TEST_F(ContentViewTests, TheButtonSpeaksForTheRecorder) {
     defaults.stored["countdown"] = true;
     defaults.stored["captureMode"] = std::string("screen");
+    screens.all.resize(1);
     begin();
     controls->setVisible(true);
     const auto expect = [this](const std::string& title, const std::string& time, bool enabled) {

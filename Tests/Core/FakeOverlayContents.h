@@ -37,6 +37,10 @@ class FakeOverlayContents final : public OverlayContents {
         return content("rings");
     }
     std::unique_ptr<OverlayContent> areaFrame() override { return content("frame"); }
+    std::unique_ptr<OverlayContent> selection(AreaSelection& model) override {
+        selectionModel = &model;
+        return content("selection");
+    }
 
     std::size_t shownPanels() const {
         std::size_t count = 0;
@@ -50,6 +54,7 @@ class FakeOverlayContents final : public OverlayContents {
     const CountdownModel* countdownModel = nullptr;
     ControlBarModel* barModel = nullptr;
     const ClickRings* ringsModel = nullptr;
+    AreaSelection* selectionModel = nullptr;
     Size fittingSize{200, 40};
 
  private:

@@ -1,6 +1,7 @@
 // The bars of the selection overlay: what they show, and what their controls do.
 #pragma once
 
+#include "Lumicrate/MenuItem.h"
 #include "Lumicrate/Overlays/AspectPreset.h"
 #include "Platform/AVCaptureDevice.h"
 #include "Support/Published.h"
@@ -8,6 +9,7 @@
 #include <functional>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -38,6 +40,24 @@ class AreaToolbarModel {
     std::function<void()> onCancel = [] {};
     std::function<void()> onConfirm = [] {};
     std::function<void()> onFullScreen = [] {};
+
+    // What the choices of the "Record" picker mean, for people.
+    static std::string areaHelp();
+    static std::string windowHelp(const std::string& title);
+
+    std::vector<MenuItem> aspectMenu();
+    static std::string label(AspectPreset preset);
+
+    enum class Side { width, height };
+    const Published<int>& pixels(Side side) const { return side == Side::width ? width : height; }
+    /// Passes on what was typed for a side, in pixels; a text that is not a positive whole number is ignored.
+    /// The selection makes of it what fits.
+    void commit(Side side, std::string_view text) const;
+    /// Makes a side longer by so many pixels than was typed, or than it is, if that is no number.
+    void step(Side side, std::string_view text, int by) const;
+
+ private:
+    void resize(Side side, int pixels) const;
 };
 
 }  // namespace lumicrate

@@ -11,6 +11,7 @@
 
 namespace lumicrate {
 
+struct AreaSelection;
 class ControlBarModel;
 struct ClickRings;
 struct CountdownModel;
@@ -34,6 +35,8 @@ class OverlayContents {
     virtual std::unique_ptr<OverlayContent> clickRings(const ClickRings& model) = 0;
     /// A dashed line along the inside of its panel's edges.
     virtual std::unique_ptr<OverlayContent> areaFrame() = 0;
+    /// Over a whole screen, with its bars. It takes the keys.
+    virtual std::unique_ptr<OverlayContent> selection(AreaSelection& model) = 0;
 };
 
 /// The screen that was asked for, else the main one, else none.

@@ -1,6 +1,5 @@
 #include "Views/MainWindow/SourceBarView.h"
 
-#include "Views/MainWindow/AreaFields.h"
 #include "Views/MainWindow/WindowPickerPopup.h"
 #include "Views/Menus.h"
 #include "Views/QtText.h"
@@ -66,18 +65,16 @@ void SourceBarView::addDetails(QVBoxLayout& column, WindowPicker& picker) {
     popup_ = new WindowPickerPopup(sources_, picker, this);
     connect(window_, &QPushButton::clicked, this, [this] { popup_->openBelow(*window_); });
 
-    area_ = new AreaFields([this](const Rect& typed) { sources_.setArea(typed); }, this);
-
     display_ = new FlatButton(FlatButton::Role::field, this);
     display_->setSymbol("display");
     displayMenu_ = new QMenu(this);
     connect(display_, &QPushButton::clicked, this, [this] { openDisplays(); });
 
-    onlyDisplay_ = new TintedLabel(&ThemeColors::secondary, this);
-    onlyDisplay_->setAlignment(Qt::AlignCenter);
-    onlyDisplay_->setMinimumHeight(window_->sizeHint().height());
+    note_ = new TintedLabel(&ThemeColors::secondary, this);
+    note_->setAlignment(Qt::AlignCenter);
+    note_->setMinimumHeight(window_->sizeHint().height());
 
-    for (QWidget* each : std::initializer_list<QWidget*>{window_, area_, display_, onlyDisplay_})
+    for (QWidget* each : std::initializer_list<QWidget*>{window_, display_, note_})
         column.addWidget(each);
 }
 
@@ -93,8 +90,6 @@ void SourceBarView::show(const SourceBar::Content& content) {
     window_->setText(text);
     window_->setToolTip(content.window ? text : QString());
     window_->setAccessibleName(content.window ? tr("Window: ") + text : text);
-    area_->setVisible(content.typesArea);
-    area_->setArea(content.area);
     showDisplay(content);
 }
 
@@ -112,9 +107,8 @@ void SourceBarView::openDisplays() {
 }
 
 void SourceBarView::showDisplay(const SourceBar::Content& content) {
-    const bool only = content.mode == CaptureMode::screen && content.displays.size() == 1;
-    onlyDisplay_->setVisible(only);
-    if (only) onlyDisplay_->setText(describe(content.displays.front()));
+    note_->setVisible(!content.note.empty());
+    note_->setText(qtText(content.note));
     display_->setVisible(content.picksDisplay);
     for (const SourceBar::Display& each : content.displays) {
         if (each.id != content.display) continue;

@@ -16,7 +16,6 @@ class QVBoxLayout;
 
 namespace lumicrate::views {
 
-class AreaFields;
 class WindowPickerPopup;
 
 class SourceBarView final : public QWidget {
@@ -35,10 +34,9 @@ class SourceBarView final : public QWidget {
     std::vector<std::pair<CaptureMode, FlatButton*>> modes_;
     FlatButton* window_;
     WindowPickerPopup* popup_;
-    AreaFields* area_;
     FlatButton* display_;
     QMenu* displayMenu_;
-    QLabel* onlyDisplay_;
+    QLabel* note_;
     Subscription subscription_;
 };
 
