@@ -1,20 +1,17 @@
 // The application, driven as a person drives it: by keys and clicks, on a desktop with a window manager.
-#include "Tests/App/Recording.h"
+#include "Tests/App/DrivenApp.h"
 #include "Tests/App/SessionManager.h"
 #include "Tests/Linux/Desktop/EventLoop.h"
 #include "Tests/Linux/X11/TestWindow.h"
 #include "Tests/Stage/MovieProbe.h"
-#include "Tests/Stage/PrivateDesktop.h"
 #include "Tests/Views/Tray/NotifierHost.h"
 
 #include <gmock/gmock.h>
-#include <nlohmann/json.hpp>
 
 #include <QCoreApplication>
 #include <algorithm>
 #include <chrono>
 #include <cmath>
-#include <fstream>
 #include <thread>
 
 namespace lumicrate::test {
@@ -36,52 +33,13 @@ bool isLike(const Rgb& a, const Rgb& b, int tolerance = 24) {
            std::abs(a.blue - b.blue) <= tolerance;
 }
 
-void xdotool(std::vector<std::string> arguments) {
-    arguments.insert(arguments.begin(), "xdotool");
-    stage::runProgram(arguments);
-}
-
-stage::PrivateDesktop* desktop = nullptr;
-
-/// The application's preferences, and the application while a test has it.
-class DesktopAppTests : public testing::Test {
+class DesktopAppTests : public DrivenApp {
  protected:
     void SetUp() override {
         std::filesystem::remove_all(recordingsFolder());
         prefer("captureMode=screen\nwelcomeShown=true\nhighlightClicks=true\n");
     }
 
-    static std::filesystem::path recordingsFolder() {
-        return desktop->session().home() / "Videos" / "Lumicrate";
-    }
-    static void prefer(const std::string& lines) {
-        const auto folder = desktop->session().home() / ".config" / "Lumicrate";
-        std::filesystem::create_directories(folder);
-        std::ofstream(folder / "lumicrate.conf") << "[General]\n" << lines;
-    }
-
-    void start() {
-        app.emplace(std::vector<std::string>{"--background"});
-        awaitState("idle");
-    }
-    static nlohmann::json status() {
-        const Outcome outcome = run({"status", "--json"});
-        return outcome.status == 0 ? nlohmann::json::parse(outcome.output) : nlohmann::json{{"state", ""}};
-    }
-    static nlohmann::json awaitState(const std::string& state) {
-        for (int i = 0; i < 300; ++i) {
-            nlohmann::json now = status();
-            if (now["state"] == state) return now;
-            std::this_thread::sleep_for(std::chrono::milliseconds(50));
-        }
-        throw std::runtime_error("The application never comes to be " + state);
-    }
-    static std::vector<std::filesystem::path> recordings() {
-        std::vector<std::filesystem::path> files;
-        for (const auto& each : nlohmann::json::parse(run({"recordings", "--json"}).output))
-            files.emplace_back(each["path"].get<std::string>());
-        return files;
-    }
     /// The middle of the bar's red square, where it comes to be at the screen's bottom or below `top`.
     static std::pair<int, int> stopButton(int top = height - 60) {
         for (int i = 0; i < 200; ++i) {
@@ -104,11 +62,6 @@ class DesktopAppTests : public testing::Test {
         }
         throw std::runtime_error("There is no control bar");
     }
-    static void click(std::pair<int, int> place) {
-        xdotool({"mousemove", std::to_string(place.first), std::to_string(place.second), "click", "1"});
-    }
-
-    std::optional<Program> app;
 };
 
 /// The least and greatest distance of a place's colour from the ground, over all pictures.
@@ -180,22 +133,15 @@ TEST_F(DesktopAppTests, TheBarGoesWithTheRecordedWindow) {
     TestWindow window(desktop->display().displayName(),
                       {.frame = {60, 100, 300, 200}, .colour = 0x2060c0, .managed = true, .title = "Notes"});
     xdotool({"windowmove", "--sync", std::to_string(window.id()), "60", "100"});
-    NotifierHost panel;
     start();
-    ASSERT_TRUE(await([&] { return panel.hasItem(); }));
-    EXPECT_EQ(run({}).status, 0);
-    for (int i = 0; i < 20 && status()["state"] == "idle"; ++i) {
-        // The field that names the window, then the first window of the list.
-        xdotool({"search", "--sync", "--onlyvisible", "--name", "^Lumicrate$", "windowactivate", "--sync",
-                 "mousemove", "--window", "%1", "230", "92", "click", "1"});
-        xdotool({"key", "Down", "Return"});
-        xdotool({"key", "alt+super+r"});
-        std::this_thread::sleep_for(std::chrono::milliseconds(200));
-    }
-    awaitState("recording");
-    // Its main window, which shows red too, goes; the panel is there to get it back.
-    xdotool({"search", "--onlyvisible", "--name", "^Lumicrate$", "windowactivate", "--sync"});
-    xdotool({"key", "alt+F4"});
+    xdotool({"mousemove", "200", "200"});
+    xdotool({"key", "alt+super+r"});
+    awaitState("selectingArea");
+    // From the moment at which the overlay is there.
+    ASSERT_TRUE(comesTrue([] {
+        xdotool({"click", "1"});
+        return status()["state"] == "recording";
+    }));
     xdotool({"mousemove", "10", "790"});
     std::pair<int, int> before = stopButton(305);
     for (int i = 0; i < 200 && before.first > 400; ++i) {

@@ -1,0 +1,2 @@
+// Only so that its headers are compiled.
+#include "Prelude.h"
