@@ -14,6 +14,9 @@ class QKeyEvent;
 
 namespace lumicrate::views {
 
+/// What a key that was pressed is called here.
+using KeyTranslation = std::function<NSEvent(const QKeyEvent&)>;
+
 /// Main thread only. A key that a monitor takes is kept from the shortcuts of windows, too. Of several
 /// monitors the newest is asked first. A monitor may be removed by its own call.
 class KeyMonitor final : public QObject, public NSKeyMonitoring {
@@ -30,6 +33,9 @@ class KeyMonitor final : public QObject, public NSKeyMonitoring {
 
     std::unique_ptr<NSEventMonitor> addKeyDownMonitor(std::function<bool(const NSEvent&)> onKeyDown) override;
 
+    /// The press as monitors are given it.
+    NSEvent translated(const QKeyEvent& pressed) const;
+
  protected:
     bool eventFilter(QObject* receiver, QEvent* event) override;
 
@@ -38,7 +44,6 @@ class KeyMonitor final : public QObject, public NSKeyMonitoring {
     using Handlers = std::map<int, std::shared_ptr<Handler>>;
 
     bool isConsumed(const QKeyEvent& pressed);
-    NSEvent translated(const QKeyEvent& pressed) const;
 
     Keyboard keyboard_;
     int next_ = 0;

@@ -39,18 +39,24 @@ void fillMenu(QMenu& menu, const std::vector<MenuItem>& items) {
     menu.clear();
     QActionGroup* choices = nullptr;
     for (const MenuItem& item : items) {
-        if (item.separator) {
-            menu.addSeparator();
+        // An ampersand would make the next letter a key of the menu.
+        const QString title = qtText(item.title).replace(QLatin1Char('&'), QLatin1String("&&"));
+        if (item.separator || item.isHeading) {
+            if (item.isHeading) {
+                menu.addSection(title);
+            } else {
+                menu.addSeparator();
+            }
+            choices = nullptr;
             continue;
         }
-        // An ampersand would make the next letter a key of the menu.
-        QAction* action = menu.addAction(qtText(item.title).replace(QLatin1Char('&'), QLatin1String("&&")));
+        QAction* action = menu.addAction(title);
         action->setEnabled(item.enabled);
         if (item.shortcut) showShortcut(*action, *item.shortcut);
         if (item.checked) {
             action->setCheckable(true);
             action->setChecked(*item.checked);
-            // It goes with the first of them, when the menu is filled anew.
+            // A group for each section. It goes with the first of them, when the menu is filled anew.
             if (choices == nullptr) choices = new QActionGroup(action);
             choices->addAction(action);
         }

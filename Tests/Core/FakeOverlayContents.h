@@ -41,6 +41,10 @@ class FakeOverlayContents final : public OverlayContents {
         selectionModel = &model;
         return content("selection");
     }
+    std::unique_ptr<OverlayContent> screenChoice(ScreenChoice& model) override {
+        screenChoices.push_back(&model);
+        return content("screen");
+    }
 
     std::size_t shownPanels() const {
         std::size_t count = 0;
@@ -55,6 +59,7 @@ class FakeOverlayContents final : public OverlayContents {
     ControlBarModel* barModel = nullptr;
     const ClickRings* ringsModel = nullptr;
     AreaSelection* selectionModel = nullptr;
+    std::vector<ScreenChoice*> screenChoices;
     Size fittingSize{200, 40};
 
  private:

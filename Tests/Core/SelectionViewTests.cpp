@@ -301,6 +301,8 @@ TEST_F(SelectionViewTests, SizesAreTypedAndShapesApplied) {
     model.onSize(501, std::nullopt);
     EXPECT_EQ(selection(), (Rect{100, 200, 251, 100})) << "whole points";
     EXPECT_EQ(*model.width, 502);
+    model.step(AreaToolbarModel::Side::width, "502", -1);
+    EXPECT_EQ(*model.width, 500);
     model.aspect = AspectPreset::wide;
     model.onAspect(AspectPreset::wide);
     model.onSize(640, std::nullopt);

@@ -26,6 +26,7 @@ constexpr std::array names{
     Name{&WindowAtoms::netFrameExtents, "_NET_FRAME_EXTENTS"},
     Name{&WindowAtoms::gtkFrameExtents, "_GTK_FRAME_EXTENTS"},
     Name{&WindowAtoms::windowType, "_NET_WM_WINDOW_TYPE"},
+    Name{&WindowAtoms::windowOpacity, "_NET_WM_WINDOW_OPACITY"},
     Name{&WindowAtoms::utf8String, "UTF8_STRING"},
     Name{&WindowAtoms::compoundText, "COMPOUND_TEXT"},
     Name{&WindowAtoms::stateHidden, "_NET_WM_STATE_HIDDEN"},

@@ -25,6 +25,7 @@ struct WindowAtoms {
     xcb_atom_t netFrameExtents = XCB_NONE;
     xcb_atom_t gtkFrameExtents = XCB_NONE;
     xcb_atom_t windowType = XCB_NONE;
+    xcb_atom_t windowOpacity = XCB_NONE;  // of their frames, too
     // Values.
     xcb_atom_t utf8String = XCB_NONE;
     xcb_atom_t compoundText = XCB_NONE;

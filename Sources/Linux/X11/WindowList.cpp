@@ -33,6 +33,14 @@ std::optional<std::string> titleFrom(const Property& netName, const Property& na
     return textFromLatin1(*bytes);
 }
 
+/// The window's own, or else what its frame was given.
+double opacityFrom(const Property& own, const Property& ofFrame) {
+    constexpr double full = 0xffffffff;
+    for (const Property* each : {&own, &ofFrame})
+        if (const auto numbers = each->numbers(); !numbers.empty()) return numbers.front() / full;
+    return 1;
+}
+
 /// All questions about one window.
 class WindowQuery {
  public:
@@ -45,15 +53,19 @@ class WindowQuery {
           name_(connection, window.window, XCB_ATOM_WM_NAME),
           type_(connection, window.window, atoms.windowType),
           state_(connection, window.window, atoms.netWmState),
+          opacity_(connection, window.window, atoms.windowOpacity),
+          frameOpacity_(connection, window.topLevel, atoms.windowOpacity),
           owner_(connection, atoms, window.window) {}
 
     /// Nothing for a window that is not on the screen, or no longer there.
-    std::optional<SCWindow> collect(const ProcessQuery& processes, double scale) const {
+    std::optional<SCWindow> collect(const ProcessQuery& processes, double scale, bool composited) const {
         const auto frame = frame_.collect();
         const Property netName = netName_.collect();
         const Property name = name_.collect();
         const Property type = type_.collect();
         const Property state = state_.collect();
+        const Property opacity = opacity_.collect();
+        const Property frameOpacity = frameOpacity_.collect();
         SCWindow window;
         window.owningApplication = owner_.collect(processes.processOf(window_.window));
         if (!frame || isHidden(state, *atoms_)) return std::nullopt;
@@ -61,6 +73,7 @@ class WindowQuery {
         window.frame = pointsFromPixels(*frame, scale);
         window.title = titleFrom(netName, name, *atoms_);
         window.windowLayer = windowLayer(type.numbers(), window_.managed, *atoms_);
+        if (composited) window.alpha = opacityFrom(opacity, frameOpacity);
         return window;
     }
 
@@ -72,16 +85,19 @@ class WindowQuery {
     PropertyQuery name_;
     PropertyQuery type_;
     PropertyQuery state_;
+    PropertyQuery opacity_;
+    PropertyQuery frameOpacity_;
     WindowOwnerQuery owner_;
 };
 
 }  // namespace
 
 WindowList::WindowList(const std::string& displayName, double scale)
-    : connection_(displayName), atoms_(connection_), scale_(scale) {}
+    : connection_(displayName), atoms_(connection_), compositor_(connection_), scale_(scale) {}
 
 std::vector<SCWindow> WindowList::windows() const {
     const WindowOrder order = readWindowOrder(connection_, atoms_);
+    const bool composited = isComposited();
     std::vector<xcb_window_t> numbers;
     std::vector<WindowQuery> queries;
     for (const OrderedWindow& each : order.windows) {
@@ -92,9 +108,16 @@ std::vector<SCWindow> WindowList::windows() const {
     processes.collect();
     std::vector<SCWindow> windows;
     for (const WindowQuery& query : queries) {
-        if (auto window = query.collect(processes, scale_)) windows.push_back(*std::move(window));
+        if (auto window = query.collect(processes, scale_, composited)) windows.push_back(*std::move(window));
     }
     return windows;
+}
+
+/// As of the last answer that came, for what had happened before has been told by then.
+bool WindowList::isComposited() const {
+    while (const Reply<xcb_generic_event_t> event{xcb_poll_for_queued_event(connection_.get())})
+        compositor_.hears(*event);
+    return compositor_.active();
 }
 
 std::optional<Rect> WindowList::bounds(std::uint32_t windowID) const {

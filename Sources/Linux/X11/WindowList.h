@@ -1,6 +1,7 @@
 // WindowList: the windows of an X server as the recorder knows them.
 #pragma once
 
+#include "Linux/X11/CompositorWatch.h"
 #include "Linux/X11/Connection.h"
 #include "Linux/X11/WindowAtoms.h"
 #include "Platform/ScreenCaptureKit.h"
@@ -22,15 +23,19 @@ class WindowList {
 
     /// The windows on the screen, front to back, also those that are covered by others; what is minimised or
     /// on another desktop is not on the screen. Panels, menus and tool tips are among them, on layers of
-    /// their own (see windowLayer). Throws PlatformError when the server is gone.
+    /// their own (see windowLayer). What a window is faded to counts where a compositing manager does that.
+    /// Throws PlatformError when the server is gone.
     std::vector<SCWindow> windows() const;
     /// The frame that a window has in the list, points; nothing for a window that is not on the screen.
     /// Throws PlatformError when the server is gone.
     std::optional<Rect> bounds(std::uint32_t windowID) const;
 
  private:
+    bool isComposited() const;
+
     Connection connection_;
     WindowAtoms atoms_;
+    mutable CompositorWatch compositor_;
     double scale_;
 };
 

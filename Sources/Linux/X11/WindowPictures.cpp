@@ -2,6 +2,7 @@
 
 #include "Linux/X11/CompositorWatch.h"
 #include "Linux/X11/DisplayCapture.h"
+#include "Linux/X11/Monitors.h"
 #include "Linux/X11/PictureScaler.h"
 #include "Linux/X11/StackWatch.h"
 #include "Linux/X11/TopLevel.h"
@@ -66,14 +67,19 @@ BgraPicture scaledDown(BgraPicture picture, Size maximum) {
     return small;
 }
 
-CGImage imageFrom(const BgraPicture& picture) {
-    CGImage image{picture.width(), picture.height(), {}};
-    image.pixels.reserve(static_cast<std::size_t>(picture.bounds().area()) * 3);
-    for (int y = 0; y < picture.height(); ++y) {
+CGImage imageFrom(const BgraView& picture) {
+    CGImage image{picture.width, picture.height, {}};
+    image.pixels.resize(static_cast<std::size_t>(picture.width) * static_cast<std::size_t>(picture.height) *
+                        3);
+    std::uint8_t* out = image.pixels.data();
+    for (int y = 0; y < picture.height; ++y) {
         const std::uint32_t* const row = picture.row(y);
-        for (int x = 0; x < picture.width(); ++x)
-            for (const unsigned shift : {16U, 8U, 0U})
-                image.pixels.push_back(static_cast<std::uint8_t>(row[x] >> shift));
+        for (int x = 0; x < picture.width; ++x, out += 3) {
+            const std::uint32_t pixel = row[x];
+            out[0] = static_cast<std::uint8_t>(pixel >> 16U);
+            out[1] = static_cast<std::uint8_t>(pixel >> 8U);
+            out[2] = static_cast<std::uint8_t>(pixel);
+        }
     }
     return image;
 }
@@ -92,27 +98,41 @@ struct WindowPictures::Server {
 WindowPictures::WindowPictures(std::string displayName) : displayName_(std::move(displayName)) {}
 WindowPictures::~WindowPictures() = default;
 
-std::optional<CGImage> WindowPictures::captureImage(std::uint32_t windowID, Size maximumSize) {
-    if (!(maximumSize.width >= 1 && maximumSize.height >= 1)) return std::nullopt;
+/// Once more, with a new connection, where the server was lost.
+std::optional<CGImage> WindowPictures::tryTo(const std::function<std::optional<CGImage>()>& capture) {
     const bool isNew = server_ == nullptr;
     try {
         if (isNew) server_ = std::make_unique<Server>(displayName_);
+        return capture();
+    } catch (const PlatformError&) {
+        const bool isLost = server_ && xcb_connection_has_error(server_->connection.get()) != 0;
+        if (!isLost) return std::nullopt;
+        server_.reset();
+        return isNew ? std::nullopt : tryTo(capture);
+    }
+}
+
+std::optional<CGImage> WindowPictures::captureImage(std::uint32_t windowID, Size maximumSize) {
+    if (!(maximumSize.width >= 1 && maximumSize.height >= 1)) return std::nullopt;
+    return tryTo([&]() -> std::optional<CGImage> {
         const auto bounds = server_->list.bounds(windowID);
         if (!bounds) return std::nullopt;
         const PixelRect frame = pixels(*bounds);
         auto picture = uncovered(windowID, frame);
         if (!picture) picture = apart(windowID, frame);
-        return imageFrom(scaledDown(*std::move(picture), maximumSize));
-    } catch (const PlatformError&) {
-        const bool isLost = server_ && xcb_connection_has_error(server_->connection.get()) != 0;
-        if (!isLost) return std::nullopt;
-        server_.reset();
-        return isNew ? std::nullopt : captureImage(windowID, maximumSize);
-    }
+        return imageFrom(scaledDown(*std::move(picture), maximumSize).view());
+    });
 }
 
-std::optional<CGImage> WindowPictures::captureDisplay(std::uint32_t) {
-    return std::nullopt;
+std::optional<CGImage> WindowPictures::captureDisplay(std::uint32_t displayID) {
+    return tryTo([&]() -> std::optional<CGImage> {
+        const auto monitor = findMonitor(server_->connection, displayID);
+        if (!monitor) return std::nullopt;
+        const PixelRect& frame = monitor->frame;
+        const auto read = server_->reader.read({{frame, server_->connection.root(), 0, 0}});
+        if (!read.front()) return std::nullopt;
+        return imageFrom(*read.front());
+    });
 }
 
 /// From the screen, where the window is all that is to be seen there: that needs no time, and nobody paints

@@ -1,4 +1,5 @@
-// WindowPictures: still pictures of an X server's windows, complete also where others cover them.
+// WindowPictures: still pictures of an X server's windows, complete also where others cover them, and of its
+// displays.
 #pragma once
 
 #include "Linux/X11/BgraPicture.h"
@@ -8,6 +9,7 @@
 #include "Platform/SCScreenshotManager.h"
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -30,6 +32,7 @@ class WindowPictures final : public SCScreenshotManager {
  private:
     struct Server;
 
+    std::optional<CGImage> tryTo(const std::function<std::optional<CGImage>()>& capture);
     std::optional<BgraPicture> uncovered(std::uint32_t window, const PixelRect& frame) const;
     BgraPicture apart(std::uint32_t window, const PixelRect& frame) const;
 

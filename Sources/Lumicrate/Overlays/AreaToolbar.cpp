@@ -71,7 +71,7 @@ void AreaToolbarModel::commit(Side side, std::string_view text) const {
 }
 
 void AreaToolbarModel::step(Side side, std::string_view text, int by) const {
-    const std::int64_t wanted = std::int64_t{positiveNumber(text).value_or(*pixels(side))} + by;
+    const std::int64_t wanted = std::int64_t{positiveNumber(text).value_or(*pixels(side))} + by * pixelStep;
     resize(side, static_cast<int>(std::clamp<std::int64_t>(wanted, 1, longest)));
 }
 

@@ -26,6 +26,7 @@ class AreaToolbarModel {
     Published<AspectPreset> aspect{AspectPreset::custom};
     Published<int> width;   ///< of the selection, pixels
     Published<int> height;  ///< of the selection, pixels
+    int pixelStep = 1;      ///< by which a side can be changed at least
     const std::string confirmTitle;
     const std::vector<CaptureDevice> microphones;
     /// Of the picked window; none while none is.
@@ -53,7 +54,7 @@ class AreaToolbarModel {
     /// Passes on what was typed for a side, in pixels; a text that is not a positive whole number is ignored.
     /// The selection makes of it what fits.
     void commit(Side side, std::string_view text) const;
-    /// Makes a side longer by so many pixels than was typed, or than it is, if that is no number.
+    /// Makes a side longer by so many steps than was typed, or than it is, if that is no number.
     void step(Side side, std::string_view text, int by) const;
 
  private:

@@ -15,6 +15,7 @@ struct AreaSelection;
 class ControlBarModel;
 struct ClickRings;
 struct CountdownModel;
+struct ScreenChoice;
 
 /// The content of a panel that is still to be made.
 class OverlayContent {
@@ -37,6 +38,7 @@ class OverlayContents {
     virtual std::unique_ptr<OverlayContent> areaFrame() = 0;
     /// Over a whole screen, with its bars. It takes the keys.
     virtual std::unique_ptr<OverlayContent> selection(AreaSelection& model) = 0;
+    virtual std::unique_ptr<OverlayContent> screenChoice(ScreenChoice& model) = 0;
 };
 
 /// The screen that was asked for, else the main one, else none.

@@ -70,6 +70,8 @@ SelectionView::SelectionView(Settings settings, AreaToolbarModel& model, OnFinis
       model_(model),
       onFinish_(std::move(onFinish)),
       snapping_(bounds(), rectsOf(settings_.targets)) {
+    // Sizes are whole points.
+    model_.pixelStep = static_cast<int>(std::ceil(settings_.pixelScale));
     model_.onAspect = [this](AspectPreset preset) { applyAspect(preset); };
     model_.onSize = [this](auto width, auto height) { applySize(width, height); };
     model_.onCancel = [this] { cancel(); };

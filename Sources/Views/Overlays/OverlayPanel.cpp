@@ -15,8 +15,8 @@ namespace {
 
 Qt::WindowFlags flags(const NSPanel::Settings& settings) {
     Qt::WindowFlags flags = Qt::Window | Qt::FramelessWindowHint | Qt::BypassWindowManagerHint |
-                            Qt::WindowStaysOnTopHint | Qt::WindowDoesNotAcceptFocus |
-                            Qt::NoDropShadowWindowHint;
+                            Qt::WindowStaysOnTopHint | Qt::NoDropShadowWindowHint;
+    if (!settings.canBecomeKey) flags |= Qt::WindowDoesNotAcceptFocus;
     if (settings.ignoresMouseEvents) flags |= Qt::WindowTransparentForInput;
     return flags;
 }
@@ -45,7 +45,7 @@ OverlayPanel::OverlayPanel(std::unique_ptr<OverlayWidget> content, Settings sett
     setAttribute(Qt::WA_TranslucentBackground);
     setAttribute(Qt::WA_ShowWithoutActivating);
     setAttribute(Qt::WA_QuitOnClose, false);
-    // It never is the active window.
+    // As a rule it never is the active window.
     setAttribute(Qt::WA_AlwaysShowToolTips);
     // Neither shadows nor the animations of windows suit a panel.
     setAttribute(Qt::WA_X11NetWmWindowTypeNotification);
@@ -64,6 +64,7 @@ OverlayPanel::OverlayPanel(std::unique_ptr<OverlayWidget> content, Settings sett
 
 OverlayPanel::~OverlayPanel() {
     stack_.remove(*this);
+    if (settings_.canBecomeKey) stack_.keyboard().release(*windowHandle());
     content_->setOnReshaped(nullptr);
 }
 
@@ -74,6 +75,7 @@ void OverlayPanel::orderFrontRegardless() {
 
 void OverlayPanel::makeKeyAndOrderFront() {
     orderFrontRegardless();
+    if (settings_.canBecomeKey) stack_.keyboard().give(*windowHandle());
 }
 
 void OverlayPanel::setFrame(const Rect& frame) {
@@ -87,6 +89,10 @@ std::uint32_t OverlayPanel::windowNumber() const {
 
 void OverlayPanel::place() {
     setGeometry(Coordinates::now().windowGeometry(settings_.frame).marginsAdded(content_->overhang()));
+}
+
+void OverlayPanel::hideEvent(QHideEvent*) {
+    if (settings_.canBecomeKey) stack_.keyboard().release(*windowHandle());
 }
 
 void OverlayPanel::resizeEvent(QResizeEvent*) {

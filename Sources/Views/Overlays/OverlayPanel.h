@@ -4,6 +4,7 @@
 #include "Platform/NSPanel.h"
 #include "Support/Published.h"
 #include "Views/Overlays/CompositionWatch.h"
+#include "Views/Overlays/KeyboardFocus.h"
 
 #include <QWidget>
 #include <memory>
@@ -15,18 +16,20 @@ namespace lumicrate::views {
 class OverlayWidget;
 class OverlayPanel;
 
-/// The panels on the screen, so that they lie over each other by their levels.
+/// The panels on the screen, so that they lie over each other by their levels, and which has the keys.
 class PanelStack {
  public:
     void bringToFront(OverlayPanel& panel);
     void remove(OverlayPanel& panel);
+    KeyboardFocus& keyboard() { return keyboard_; }
 
  private:
     std::vector<OverlayPanel*> shown_;
+    KeyboardFocus keyboard_;
 };
 
-/// A window that no window manager touches and that never gets the keys. It changes over at once when a
-/// compositing manager comes or goes.
+/// A window that no window manager touches and that gets the keys only when it is made key. It changes over
+/// at once when a compositing manager comes or goes.
 class OverlayPanel final : public QWidget, public NSPanel {
  public:
     /// `stack` and `composition` must outlive the panel.
@@ -43,6 +46,7 @@ class OverlayPanel final : public QWidget, public NSPanel {
     int level() const { return settings_.level; }
 
  protected:
+    void hideEvent(QHideEvent* event) override;
     void resizeEvent(QResizeEvent* event) override;
     void mousePressEvent(QMouseEvent* event) override;
     void mouseMoveEvent(QMouseEvent* event) override;

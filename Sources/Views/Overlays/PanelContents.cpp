@@ -1,9 +1,15 @@
 #include "Views/Overlays/PanelContents.h"
 
+#include "Lumicrate/Overlays/AreaSelection.h"
 #include "Views/Overlays/AreaFrameView.h"
 #include "Views/Overlays/ClickRingsView.h"
 #include "Views/Overlays/ControlBarView.h"
 #include "Views/Overlays/CountdownView.h"
+#include "Views/Overlays/ScreenChoiceView.h"
+#include "Views/Overlays/Selection/AreaToolbarView.h"
+#include "Views/Overlays/Selection/PickBarView.h"
+#include "Views/Overlays/Selection/SelectionOverlay.h"
+#include "Views/Widgets/Pictures.h"
 
 #include <utility>
 
@@ -51,6 +57,19 @@ std::unique_ptr<OverlayContent> PanelContents::clickRings(const ClickRings& mode
 
 std::unique_ptr<OverlayContent> PanelContents::areaFrame() {
     return content(std::make_unique<AreaFrameView>());
+}
+
+std::unique_ptr<OverlayContent> PanelContents::selection(AreaSelection& model) {
+    QImage still;
+    if (model.snapshot) still = sharedImage(*model.snapshot);
+    return content(std::make_unique<SelectionOverlay>(
+        model.view, std::move(still), keys_,
+        std::make_unique<AreaToolbarView>(model.toolbar, model.options, nullptr),
+        std::make_unique<PickBarView>(model.toolbar, !model.view.windowsOnly(), nullptr)));
+}
+
+std::unique_ptr<OverlayContent> PanelContents::screenChoice(ScreenChoice& model) {
+    return content(std::make_unique<ScreenChoiceView>(model));
 }
 
 }  // namespace lumicrate::views

@@ -234,6 +234,83 @@ TEST_F(WindowListTests, TypesGiveLayers) {
     EXPECT_EQ(find(menu.id())->windowLayer, 101);
 }
 
+TEST_F(WindowListTests, AChooserFindsWindowsAsTheyAreSeen) {
+    begin(true);
+    std::vector<TestWindow> windows;
+    const auto add = [&](const TestWindow::Look& look) -> TestWindow& {
+        windows.push_back(show(look));
+        EXPECT_TRUE(eventually([&] { return find(windows.back().id()); }));
+        if (look.managed) test::raise(windows.back());
+        EXPECT_TRUE(eventually([&] { return !look.managed || managedIds().front() == windows.back().id(); }));
+        return windows.back();
+    };
+    windows.reserve(5);
+    const std::uint32_t plain = add({.frame = {100, 100, 300, 200}, .managed = true}).id();
+    TestWindow& minimised = add({.frame = {10, 10, 200, 100}, .managed = true});
+    TestWindow& oversized = add({.frame = {0, 0, 400, 300}, .managed = true});
+    const std::uint32_t large = oversized.id();
+    oversized.place({-50, -20, 1000, 900});
+    TestWindow& full = add({.frame = {50, 50, 100, 100}, .managed = true});
+    const auto stateFull = stage::internAtom(full.connection(), "_NET_WM_STATE_FULLSCREEN");
+    test::ask(full, "_NET_WM_STATE", {1, stateFull});
+    test::minimize(minimised);
+    const std::uint32_t menu = add({.frame = {150, 150, 80, 120}}).id();
+    setProperty(full, menu, "_NET_WM_WINDOW_TYPE", "ATOM",
+                cardinals({stage::internAtom(full.connection(), "_NET_WM_WINDOW_TYPE_POPUP_MENU")}));
+    ASSERT_TRUE(eventually([&] { return managedIds() == std::vector{full.id(), large, plain}; }));
+    ASSERT_TRUE(eventually([&] { return list->bounds(full.id()) == Rect{0, 0, 800, 600}; }));
+    ASSERT_TRUE(eventually([&] { return list->bounds(large)->width > 1000; })) << "more than the screen";
+
+    const Connection connection(server->displayName());
+    const struct {
+        std::uint32_t window;
+        int layer;
+        bool decorated;
+    } frontToBack[] = {{menu, 101, false}, {full.id(), 0, false}, {large, 0, true}, {plain, 0, true}};
+    std::vector<std::uint32_t> seen = ids();
+    // Without what the window manager keeps on the screen for itself.
+    std::erase_if(seen, [&](std::uint32_t id) { return id != menu && find(id)->windowLayer != 0; });
+    ASSERT_EQ(seen.size(), std::size(frontToBack));
+    for (std::size_t i = 0; i < seen.size(); ++i) {
+        const auto& [window, layer, decorated] = frontToBack[i];
+        EXPECT_EQ(seen[i], window) << i;
+        const SCWindow found = find(window).value();
+        EXPECT_EQ(found.windowLayer, layer) << i;
+        const xcb_window_t frame = topLevelOf(connection, window);
+        EXPECT_EQ(found.frame, points(outline(frame))) << i;
+        const PixelRect inside = outline(window);
+        EXPECT_EQ(found.frame.height > inside.height, decorated) << i;
+    }
+}
+
+TEST_F(WindowListTests, WhatAWindowIsFadedToCountsWhereItIsSeen) {
+    begin(true);
+    TestWindow window = show({.frame = {100, 100, 300, 200}, .managed = true});
+    TestWindow framed = show({.frame = {200, 150, 300, 200}, .managed = true});
+    TestWindow panel = show({.frame = {0, 0, 80, 40}});
+    ASSERT_TRUE(eventually([&] { return find(window.id()) && find(framed.id()) && find(panel.id()); }));
+    const xcb_window_t frame = topLevelOf(Connection(server->displayName()), framed.id());
+    ASSERT_NE(frame, framed.id());
+    const auto fade = [&](std::uint32_t which, std::uint32_t opacity) {
+        setProperty(window, which, "_NET_WM_WINDOW_OPACITY", "CARDINAL", cardinals({opacity}));
+    };
+    const auto alpha = [&](const TestWindow& of) { return find(of.id())->alpha; };
+    fade(window.id(), 0x7fffffff);
+    fade(panel.id(), 0);
+    EXPECT_EQ(alpha(window), 1) << "nobody fades it";
+    EXPECT_EQ(alpha(panel), 1);
+    server->startCompositor();
+    EXPECT_NEAR(alpha(window), 0.5, 1e-6);
+    EXPECT_EQ(alpha(panel), 0);
+    fade(panel.id(), 0xffffffff);
+    EXPECT_EQ(alpha(panel), 1);
+    EXPECT_EQ(alpha(framed), 1) << "none is given";
+    fade(frame, 0x3fffffff);
+    EXPECT_NEAR(alpha(framed), 0.25, 1e-6) << "given to its frame";
+    server->stopCompositor();
+    EXPECT_TRUE(eventually([&] { return alpha(window) == 1; }));
+}
+
 TEST_F(WindowListTests, WindowsThatVanishDisturbNobodyAndALostServerIsAnError) {
     begin(true);
     TestWindow staying = show({.frame = {0, 0, 200, 100}, .managed = true});

@@ -1,11 +1,15 @@
+#include "Linux/X11/Displays.h"
 #include "Linux/X11/WindowList.h"
 #include "Linux/X11/WindowPictures.h"
 #include "Tests/Linux/X11/WindowWords.h"
+#include "Tests/Stage/ChildProcess.h"
 #include "Tests/Stage/Xvfb.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <optional>
+#include <string>
 
 namespace lumicrate::x11 {
 namespace {
@@ -40,6 +44,16 @@ class WindowPicturesTests : public testing::TestWithParam<bool> {
             for (int x = 0; x < picture.width(); ++x)
                 differences += at(*image, x, y) != (picture.row(y)[x] & 0xffffff) ? 1 : 0;
         EXPECT_EQ(differences, 0);
+    }
+
+    void setMonitor(const char* name, const char* place, const char* output) {
+        stage::runProgram({"xrandr", "--setmonitor", name, place, output},
+                          {{"DISPLAY", server.displayName()}});
+    }
+    std::uint32_t displayNamed(const std::string& name) const {
+        for (const SCDisplay& each : Displays(server.displayName()).displays())
+            if (each.localizedName == name) return each.displayID;
+        return 0;
     }
 
     stage::Xvfb server{{.width = 400, .height = 300, .windowManager = true, .compositor = GetParam()}};
@@ -113,6 +127,32 @@ TEST_P(WindowPicturesTests, WhatIsNotThereHasNoPicture) {
     server.kill();
     EXPECT_FALSE(pictures.captureImage(window.id(), unlimited));
     EXPECT_FALSE(WindowPictures(":4711").captureImage(1, unlimited));
+}
+
+TEST_P(WindowPicturesTests, ADisplayIsAllThatIsSeenOnItButThePointer) {
+    setMonitor("*LEFT", "150/50x100/40+0+180", "screen");
+    setMonitor("RIGHT", "250/80x300/90+150+0", "none");
+    const BgraPicture picture = pattern(400, 300);
+    TestWindow ground(server.displayName(), {.frame = {0, 0, 400, 300}});
+    ground.fill(picture);
+    const auto part = [&](const PixelRect& rect) {
+        BgraPicture cut(rect.width, rect.height);
+        for (int y = 0; y < rect.height; ++y)
+            std::copy_n(picture.row(rect.y + y) + rect.x, rect.width, cut.row(y));
+        return cut;
+    };
+    stage::runProgram({"xdotool", "mousemove", "200", "100"}, {{"DISPLAY", server.displayName()}});
+    // Who composes the screen takes his time.
+    ASSERT_TRUE(test::eventually([&] {
+        const auto seen = pictures.captureDisplay(displayNamed("RIGHT"));
+        return seen && at(*seen, 249, 299) == (picture.row(299)[399] & 0xffffff);
+    }));
+    expectPattern(pictures.captureDisplay(displayNamed("RIGHT")), part({150, 0, 250, 300}));
+    expectPattern(pictures.captureDisplay(displayNamed("LEFT")), part({0, 180, 150, 100}));
+    EXPECT_FALSE(pictures.captureDisplay(4711));
+    const std::uint32_t left = displayNamed("LEFT");
+    server.kill();
+    EXPECT_FALSE(pictures.captureDisplay(left));
 }
 
 }  // namespace

@@ -173,7 +173,7 @@ TEST_F(PanelTests, HigherLevelsLieOverLowerOnes) {
     const Rect place{main.frame.x + 50, 50, 40, 40};
     const auto panel = [&](const QColor& color, int level) {
         auto made = contents.content(std::make_unique<Square>(color))
-                        ->makePanel({place, level, false, false, nullptr});
+                        ->makePanel({place, level, false, false, false, nullptr});
         made->orderFrontRegardless();
         return made;
     };

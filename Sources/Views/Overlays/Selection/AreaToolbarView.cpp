@@ -1,0 +1,106 @@
+#include "Views/Overlays/Selection/AreaToolbarView.h"
+
+#include "Views/Overlays/Selection/PlateButton.h"
+#include "Views/Overlays/Selection/RecordOptionsBarView.h"
+#include "Views/Overlays/Selection/SegmentedPicker.h"
+#include "Views/Overlays/Selection/SizeField.h"
+#include "Views/QtText.h"
+
+#include <QHBoxLayout>
+
+namespace lumicrate::views {
+
+namespace {
+
+constexpr int area = 0;
+constexpr int windowOnly = 1;
+
+}  // namespace
+
+AreaToolbarView::AreaToolbarView(AreaToolbarModel& model, RecordOptionsBar& options, QWidget* parent)
+    : BarPlate(parent), model_(model) {
+    setAccessibleName(tr("Selection"));
+    addRecordPicker();
+    addAspect();
+    addDivider();
+    addField(AreaToolbarModel::Side::width, tr("Width"), tr("W"));
+    addField(AreaToolbarModel::Side::height, tr("Height"), tr("H"));
+    addDivider();
+    row().addWidget(new RecordOptionsBarView(options, this));
+    addDivider();
+    addEnd();
+}
+
+void AreaToolbarView::addRecordPicker() {
+    record_ = new SegmentedPicker(tr("Record"), this);
+    record_->addSegment(tr("Area"));
+    record_->addSegment(tr("Window only"));
+    record_->setHelp(area, AreaToolbarModel::areaHelp());
+    record_->setOnChosen([this](int chosen) { model_.windowOnly = chosen == windowOnly; });
+    row().addWidget(record_);
+    recordDivider_ = addDivider();
+    const auto showChoice = [this](bool only) { record_->setChosen(only ? windowOnly : area); };
+    showChoice(*model_.windowOnly);
+    showWindow(*model_.windowTitle);
+    subscriptions_.push_back(model_.windowOnly.observe(showChoice));
+    subscriptions_.push_back(
+        model_.windowTitle.observe([this](const std::optional<std::string>& title) { showWindow(title); }));
+}
+
+void AreaToolbarView::showWindow(const std::optional<std::string>& title) {
+    record_->setVisible(title.has_value());
+    recordDivider_->setVisible(title.has_value());
+    if (title) record_->setHelp(windowOnly, AreaToolbarModel::windowHelp(*title));
+}
+
+void AreaToolbarView::addAspect() {
+    aspect_ = new PlateButton(PlateButton::Look::field, this);
+    aspect_->setObjectName(QStringLiteral("aspect"));
+    aspect_->setSymbol("aspectratio");
+    aspect_->setHelp(localized("Aspect"));
+    QStringList labels;
+    for (const AspectPreset each : allCases<AspectPreset>())
+        labels << qtText(AreaToolbarModel::label(each));
+    aspect_->setWidestOf(labels);
+    aspect_->setMenu([this] { return model_.aspectMenu(); });
+    row().addWidget(aspect_);
+    showAspect(*model_.aspect);
+    subscriptions_.push_back(model_.aspect.observe([this](AspectPreset preset) { showAspect(preset); }));
+}
+
+void AreaToolbarView::showAspect(AspectPreset preset) {
+    aspect_->setText(qtText(AreaToolbarModel::label(preset)));
+    aspect_->setAccessibleDescription(aspect_->text());
+}
+
+void AreaToolbarView::addField(AreaToolbarModel::Side side, const QString& name, const QString& mark) {
+    auto* const field =
+        new SizeField(name, mark,
+                      {[this, side](const std::string& typed) { model_.commit(side, typed); },
+                       [this, side](const std::string& typed, int by) { model_.step(side, typed, by); }},
+                      this);
+    row().addWidget(field);
+    field->setValue(*model_.pixels(side));
+    subscriptions_.push_back(model_.pixels(side).observe([field](int pixels) { field->setValue(pixels); }));
+}
+
+void AreaToolbarView::addEnd() {
+    auto* const cancel = new PlateButton(PlateButton::Look::plain, this);
+    cancel->setObjectName(QStringLiteral("cancel"));
+    cancel->setSymbol("xmark");
+    cancel->setHelp(localized("Cancel (Esc)"));
+    auto* const confirm = new PlateButton(PlateButton::Look::prominent, this);
+    confirm->setObjectName(QStringLiteral("confirm"));
+    confirm->setSymbol("record.circle.fill");
+    confirm->setText(qtText(model_.confirmTitle));
+    confirm->setAccessibleName(confirm->text());
+    // Not within the button's own event: either may be the end of the bar.
+    connect(
+        cancel, &QAbstractButton::clicked, this, [this] { model_.onCancel(); }, Qt::QueuedConnection);
+    connect(
+        confirm, &QAbstractButton::clicked, this, [this] { model_.onConfirm(); }, Qt::QueuedConnection);
+    row().addWidget(cancel);
+    row().addWidget(confirm);
+}
+
+}  // namespace lumicrate::views

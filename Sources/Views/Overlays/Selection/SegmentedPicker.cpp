@@ -1,0 +1,109 @@
+#include "Views/Overlays/Selection/SegmentedPicker.h"
+
+#include "Views/Overlays/Selection/PlateParts.h"
+#include "Views/QtText.h"
+
+#include <QAbstractButton>
+#include <QFontMetrics>
+#include <QHBoxLayout>
+#include <QKeyEvent>
+#include <QPainter>
+
+namespace lumicrate::views {
+
+namespace {
+
+constexpr int inset = 2;
+constexpr int segmentHeight = plate::controlHeight - 2 * inset;
+constexpr int segmentPadding = 10;
+constexpr int segmentCorner = plate::controlCorner - inset;
+constexpr double chosenOpacity = 0.24;
+
+/// For people. Rich text is broken into lines; a window's title must not be taken for it.
+QString wrapped(const std::string& text) {
+    return QStringLiteral("<p>%1</p>").arg(qtText(text).toHtmlEscaped());
+}
+
+}  // namespace
+
+class SegmentedPicker::Segment final : public QAbstractButton {
+ public:
+    Segment(const QString& label, QWidget* parent) : QAbstractButton(parent) {
+        setText(label);
+        setCheckable(true);
+        setAutoExclusive(true);
+        setFocusPolicy(Qt::NoFocus);
+        connect(this, &QAbstractButton::toggled, this,
+                [this](bool chosen) { setFocusPolicy(chosen ? Qt::TabFocus : Qt::NoFocus); });
+        setAttribute(Qt::WA_Hover);
+        setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
+    }
+    QSize sizeHint() const override {
+        // As wide as the chosen one, which is bolder.
+        const QFontMetrics metrics(plate::font(font(), QFont::Medium));
+        return {metrics.horizontalAdvance(text()) + 2 * segmentPadding, segmentHeight};
+    }
+
+ protected:
+    void paintEvent(QPaintEvent*) override {
+        QPainter painter(this);
+        painter.setRenderHint(QPainter::Antialiasing);
+        if (isChecked()) {
+            plate::paintGround(painter, rect(), overlay::white(chosenOpacity), segmentCorner);
+        } else if (isDown() || underMouse()) {
+            plate::paintGround(painter, rect(), isDown() ? plate::pressed : plate::hover, segmentCorner);
+        }
+        painter.setFont(plate::font(font(), isChecked() ? QFont::Medium : QFont::Normal));
+        painter.setPen(isChecked() ? QColor(Qt::white) : overlay::white(0.7));
+        painter.drawText(rect(), Qt::AlignCenter, text());
+        if (hasFocus()) plate::paintFocus(painter, rect(), plate::focus, segmentCorner);
+    }
+    void keyPressEvent(QKeyEvent* event) override {
+        switch (event->key()) {
+            case Qt::Key_Space:
+            case Qt::Key_Select:
+            case Qt::Key_Left:
+            case Qt::Key_Right:
+                return QAbstractButton::keyPressEvent(event);
+            default:
+                event->ignore();
+        }
+    }
+};
+
+SegmentedPicker::SegmentedPicker(const QString& name, QWidget* parent) : QWidget(parent) {
+    setAccessibleName(name);
+    setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
+    auto* const row = new QHBoxLayout(this);
+    row->setContentsMargins(inset, inset, inset, inset);
+    row->setSpacing(inset);
+}
+
+void SegmentedPicker::addSegment(const QString& label) {
+    const int index = static_cast<int>(segments_.size());
+    auto* const segment = new Segment(label, this);
+    segment->setAccessibleName(label);
+    segments_.push_back(segment);
+    layout()->addWidget(segment);
+    connect(segment, &QAbstractButton::clicked, this, [this, index] {
+        if (onChosen_) onChosen_(index);
+    });
+}
+
+void SegmentedPicker::setHelp(int index, const std::string& help) {
+    Segment& segment = *segments_[static_cast<std::size_t>(index)];
+    segment.setToolTip(wrapped(help));
+    segment.setAccessibleDescription(qtText(help));
+}
+
+void SegmentedPicker::setChosen(int index) {
+    segments_[static_cast<std::size_t>(index)]->setChecked(true);
+}
+
+void SegmentedPicker::paintEvent(QPaintEvent*) {
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
+    plate::paintGround(painter, rect(), plate::field);
+}
+
+}  // namespace lumicrate::views

@@ -1,0 +1,139 @@
+#include "Views/Overlays/Selection/SizeField.h"
+
+#include "Views/Overlays/Selection/BarPlate.h"
+#include "Views/Overlays/Selection/PlateParts.h"
+
+#include <QFocusEvent>
+#include <QFontMetrics>
+#include <QKeyEvent>
+#include <QMouseEvent>
+#include <QPainter>
+#include <QRegularExpressionValidator>
+#include <utility>
+
+namespace lumicrate::views {
+
+namespace {
+
+constexpr int markGap = 5;
+constexpr int fastSteps = 10;
+
+}  // namespace
+
+SizeField::SizeField(const QString& name, QString mark, Actions actions, QWidget* parent)
+    : QLineEdit(parent), mark_(std::move(mark)), actions_(std::move(actions)) {
+    setAccessibleName(name);
+    setToolTip(name);
+    setFrame(false);
+    setContextMenuPolicy(Qt::NoContextMenu);
+    setInputMethodHints(Qt::ImhDigitsOnly);
+    setValidator(new QRegularExpressionValidator(QRegularExpression(QStringLiteral("[0-9]{0,9}")), this));
+    setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
+    QPalette colors = palette();
+    colors.setColor(QPalette::Base, Qt::transparent);
+    colors.setColor(QPalette::Text, Qt::white);
+    colors.setColor(QPalette::Highlight, overlay::blue);
+    colors.setColor(QPalette::HighlightedText, Qt::white);
+    setPalette(colors);
+    setFont(plate::font(font()));
+    setAttribute(Qt::WA_Hover);
+    setTextMargins(plate::controlPadding - 4 + markWidth() + markGap, 0, plate::controlPadding - 5, 0);
+}
+
+int SizeField::markWidth() const {
+    return QFontMetrics(font()).horizontalAdvance(mark_);
+}
+
+QSize SizeField::sizeHint() const {
+    const int digits = QFontMetrics(font()).horizontalAdvance(QStringLiteral("00000"));
+    return {2 * plate::controlPadding + markWidth() + markGap + digits + 2, plate::controlHeight};
+}
+
+void SizeField::setValue(int value) {
+    value_ = value;
+    if (!isModified()) showValue();
+}
+
+void SizeField::showValue() {
+    const bool allSelected = hasFocus() && hasSelectedText() && selectedText() == text();
+    const QString shown = QString::number(value_);
+    if (shown != text()) setText(shown);
+    setModified(false);
+    if (allSelected) selectAll();
+}
+
+void SizeField::commit() {
+    if (!isModified()) return;
+    // What comes back is to be shown.
+    setModified(false);
+    actions_.commit(text().toStdString());
+    showValue();
+}
+
+void SizeField::keyPressEvent(QKeyEvent* event) {
+    switch (event->key()) {
+        case Qt::Key_Return:
+        case Qt::Key_Enter:
+            commit();
+            if (BarPlate* const bar = BarPlate::of(*this)) bar->giveKeysBack();
+            return;
+        case Qt::Key_Up:
+        case Qt::Key_Down: {
+            const int by = event->modifiers() & Qt::ShiftModifier ? fastSteps : 1;
+            setModified(false);
+            actions_.step(text().toStdString(), event->key() == Qt::Key_Up ? by : -by);
+            showValue();
+            return selectAll();
+        }
+        case Qt::Key_Escape:
+            return event->ignore();
+        default:
+            QLineEdit::keyPressEvent(event);
+    }
+}
+
+void SizeField::focusInEvent(QFocusEvent* event) {
+    QLineEdit::focusInEvent(event);
+    selectsByPress_ = event->reason() == Qt::MouseFocusReason;
+    selectAll();
+    update();
+}
+
+void SizeField::focusOutEvent(QFocusEvent* event) {
+    QLineEdit::focusOutEvent(event);
+    const bool comesBack =
+        event->reason() == Qt::PopupFocusReason || event->reason() == Qt::ActiveWindowFocusReason;
+    // A bar that is hidden goes with the selection, or under a drag that makes another size.
+    if (isVisible() && !comesBack) commit();
+    if (!comesBack) showValue();
+    update();
+}
+
+void SizeField::mousePressEvent(QMouseEvent* event) {
+    if (!selectsByPress_) QLineEdit::mousePressEvent(event);
+}
+
+void SizeField::mouseMoveEvent(QMouseEvent* event) {
+    if (!selectsByPress_) QLineEdit::mouseMoveEvent(event);
+}
+
+void SizeField::mouseReleaseEvent(QMouseEvent* event) {
+    if (!std::exchange(selectsByPress_, false)) QLineEdit::mouseReleaseEvent(event);
+}
+
+void SizeField::paintEvent(QPaintEvent* event) {
+    {
+        QPainter painter(this);
+        painter.setRenderHint(QPainter::Antialiasing);
+        const QColor ground = underMouse() && !hasFocus() ? plate::fieldHover : plate::field;
+        plate::paintGround(painter, rect(), ground);
+        if (hasFocus()) plate::paintFocus(painter, rect());
+        painter.setPen(plate::faintText);
+        painter.setFont(font());
+        painter.drawText(rect().adjusted(plate::controlPadding, 0, 0, 0), Qt::AlignLeft | Qt::AlignVCenter,
+                         mark_);
+    }
+    QLineEdit::paintEvent(event);
+}
+
+}  // namespace lumicrate::views
