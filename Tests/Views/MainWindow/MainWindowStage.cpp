@@ -138,6 +138,10 @@ void MainWindowStage::setWindows(const std::vector<std::string>& titles) {
 void MainWindowStage::setDisplays(int count) {
     capture.content.displays = {{1, {0, 0, 1920, 1080}, 1, "DP-1"}};
     if (count > 1) capture.content.displays.push_back({2, {1920, 0, 1280, 720}, 2, "HDMI-1"});
+    screens.all.clear();
+    for (const SCDisplay& each : capture.content.displays)
+        screens.all.push_back(
+            {each.displayID, each.frame, each.frame, each.pointPixelScale, each.localizedName});
     if (capture.contentChanged) capture.contentChanged();
     mustReach([this] { return *recorder->displays == capture.content.displays; });
 }
