@@ -142,6 +142,8 @@ TEST_F(DesktopAppTests, TheBarGoesWithTheRecordedWindow) {
         xdotool({"click", "1"});
         return status()["state"] == "recording";
     }));
+    // It is to be in the first picture.
+    ASSERT_TRUE(comesTrue([] { return status()["elapsed"] > 0.2; }));
     xdotool({"mousemove", "10", "790"});
     std::pair<int, int> before = stopButton(305);
     for (int i = 0; i < 200 && before.first > 400; ++i) {
