@@ -167,7 +167,7 @@ void measureDrags(stage::Xvfb& display, bool composited) {
                           {"resized", {2300, 300}, 0.9, -0.2, large}};
     for (const Drag& each : drags) {
         Times results[2];
-        for (const bool wholly : {false, false}) {
+        for (const bool wholly : {false, true}) {
             Selecting selecting(still);
             if (each.selected) selecting.view().preselect(*each.selected);
             results[wholly] = summary(selecting.drag(each.from, each.dx, each.dy, wholly));
@@ -214,7 +214,7 @@ void run(int argc, char** argv, bool large) {
 
 int main(int argc, char** argv) {
     try {
-        for (const bool large : {true})
+        for (const bool large : {true, false})
             lumicrate::run(argc, argv, large);
     } catch (const std::exception& error) {
         fmt::print(stderr, "{}\n", error.what());

@@ -27,6 +27,17 @@ void setRectangles(const QWindow& window, xcb_shape_kind_t kind, const QRegion& 
     xcb_flush(x11->connection());
 }
 
+/// One upright rectangle, as addRect makes it.
+bool isRectangle(const QPainterPath& path) {
+    if (path.elementCount() != 5) return false;
+    const QRectF all = path.boundingRect();
+    const QPointF corners[] = {all.topLeft(), all.topRight(), all.bottomRight(), all.bottomLeft(),
+                               all.topLeft()};
+    for (int i = 0; i < 5; ++i)
+        if (QPointF(path.elementAt(i)) != corners[i]) return false;
+    return true;
+}
+
 }  // namespace
 
 void setPixelShape(const QWindow& window, const std::optional<QRegion>& shape) {
@@ -45,6 +56,13 @@ void setInputShape(const QWindow& window, const QRegion& shape) {
 QRegion pixelsOf(const QPainterPath& path, const QSize& size, double scale) {
     const QSize pixels = (QSizeF(size) * scale).toSize();
     if (path.isEmpty() || pixels.isEmpty()) return {};
+    // A bitmap of a whole screen takes long to make.
+    if (isRectangle(path)) {
+        const QRectF all = path.boundingRect();
+        const QPoint topLeft = (all.topLeft() * scale).toPoint();
+        const QPoint bottomRight = (all.bottomRight() * scale).toPoint();
+        return QRect(topLeft, bottomRight - QPoint(1, 1)) & QRect(QPoint(), pixels);
+    }
     QBitmap mask(pixels);
     mask.clear();
     QPainter painter(&mask);

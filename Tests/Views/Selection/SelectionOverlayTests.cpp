@@ -15,14 +15,14 @@ constexpr Rgb accent{0x00, 0x7a, 0xff};
 class SelectionTests : public testing::Test {
  protected:
     Application application;
-    Selecting selecting{mainScreen()};
+    Selecting selecting;
 };
 
 class ComposedSelectionTests : public testing::TestWithParam<bool> {
  protected:
     Application application;
     Composition composition{GetParam()};
-    Selecting selecting{mainScreen()};
+    Selecting selecting;
 };
 
 INSTANTIATE_TEST_SUITE_P(Composition, ComposedSelectionTests, testing::Bool(), [](const auto& compositor) {
@@ -66,19 +66,17 @@ TEST_P(ComposedSelectionTests, WhatIsSelectedIsBrightAndHasHandles) {
 }
 
 TEST_F(SelectionTests, ChangesOverWhenACompositingManagerComesAndGoes) {
-    QImage still((QSizeF(selecting.screen.width, selecting.screen.height) * scale()).toSize(),
-                 QImage::Format_RGB32);
-    still.fill(qRgb(200, 220, 40));
-    Selecting other(mainScreen(), still);
+    constexpr Rgb before{200, 220, 40};
+    Selecting other(screenPicture(before));
     other.open();
     other.view.preselect({100, 100, 100, 100});
-    EXPECT_TRUE(other.shows(150, 150, {200, 220, 40}, 0));
-    EXPECT_TRUE(other.shows(20, 20, over({0, 0, 0}, 0.45, {200, 220, 40})));
+    EXPECT_TRUE(other.shows(150, 150, before, 0));
+    EXPECT_TRUE(other.shows(20, 20, over({0, 0, 0}, 0.45, before)));
     Composition composition(true);
     EXPECT_TRUE(other.shows(150, 150, Application::color, 0));
     EXPECT_TRUE(other.showsDim(20, 20));
     composition.stop();
-    EXPECT_TRUE(other.shows(150, 150, {200, 220, 40}, 0));
+    EXPECT_TRUE(other.shows(150, 150, before, 0));
 }
 
 TEST_F(SelectionTests, AClickPicksAndTheRightButtonCancels) {
@@ -135,16 +133,13 @@ TEST_F(SelectionTests, TheCursorTellsWhatADragWouldDo) {
 }
 
 TEST_F(SelectionTests, TheMagnifierHasThePixelUnderThePointerInItsMiddle) {
-    QImage still((QSizeF(selecting.screen.width, selecting.screen.height) * scale()).toSize(),
-                 QImage::Format_RGB32);
+    QImage still = screenPicture({0, 0, 0});
     for (int y = 0; y < still.height(); ++y)
         for (int x = 0; x < still.width(); ++x)
             still.setPixel(x, y, qRgb(x * 37 % 256, y * 53 % 256, (x + y) * 101 % 256));
-    Selecting other(mainScreen(), still);
+    Selecting other(still);
     other.open();
-    NSEvent letterM;
-    letterM.keyCode = 46;
-    other.view.keyDown(letterM);
+    other.view.keyDown(keyNamed(Qt::Key_M));
     const views::Magnifier magnifier(scale());
     const int cell = int(std::lround(8 * scale()));
     const QPoint origin = views::QtScreen::of(*QGuiApplication::primaryScreen()).pixels().topLeft();
@@ -192,7 +187,7 @@ TEST_F(SelectionTests, BarsAreWhereTheViewWantsThemAndHideWhatIsBelow) {
 }
 
 TEST_F(SelectionTests, KeysGoToTheSelectionAndTabReachesTheBars) {
-    Selecting other(mainScreen());
+    Selecting other;
     // A window of an ordinary kind, which gets the keys.
     QWidget host;
     host.setWindowFlags(Qt::FramelessWindowHint);

@@ -16,12 +16,12 @@
 
 namespace lumicrate::test {
 
-/// A plain bar with a field.
+/// A plain bar with two fields.
 class Bar final : public QWidget {
  public:
-    explicit Bar(const QSize& size) : size_(size), field_(this) {
+    explicit Bar(const QSize& size) : size_(size), field_(this), other_(this) {
         field_.setGeometry(10, 5, 60, 20);
-        setObjectName("bar");
+        other_.setGeometry(75, 5, 10, 20);
     }
     QSize sizeHint() const override { return size_; }
     void grow(int by) {
@@ -36,43 +36,36 @@ class Bar final : public QWidget {
  private:
     QSize size_;
     QLineEdit field_;
+    QLineEdit other_;
 };
 
-/// Letters and few keys more.
-inline NSEvent translated(const QKeyEvent& pressed) {
+inline NSEvent keyNamed(int qtKey) {
     NSEvent event;
-    switch (pressed.key()) {
-        case Qt::Key_F:
-            event.keyCode = 3;
-            break;
-        case Qt::Key_M:
-            event.keyCode = 46;
-            break;
-        case Qt::Key_Escape:
-            event.keyCode = 53;
-            break;
-        default:
-            break;
-    }
+    for (const auto& [key, code] :
+         {std::pair(Qt::Key_F, 3), {Qt::Key_M, 46}, {Qt::Key_Escape, 53}, {Qt::Key_Right, 124}})
+        if (key == qtKey) event.keyCode = code;
     return event;
+}
+
+/// One that the main screen could have, of a single colour.
+inline QImage screenPicture(const Rgb& color) {
+    const QSize size = views::QtScreen::of(*QGuiApplication::primaryScreen()).pixels().size();
+    QImage picture(size, QImage::Format_RGB32);
+    picture.fill(qRgb(color.red, color.green, color.blue));
+    return picture;
 }
 
 /// Places are in points of the screen, y up.
 struct Selecting {
     using Result = std::pair<std::optional<Rect>, std::optional<std::uint32_t>>;
 
-    /// Without a picture of its own the screen is taken for what the application shows.
-    explicit Selecting(const NSScreen& on, QImage still = {}) : screen(on.frame) {
-        const QSize pixels = (QSizeF(screen.width, screen.height) * scale()).toSize();
-        if (still.isNull()) {
-            still = QImage(pixels, QImage::Format_RGB32);
-            still.fill(qRgb(Application::color.red, Application::color.green, Application::color.blue));
-        }
+    explicit Selecting(const QImage& still = screenPicture(Application::color)) {
         auto bars = std::pair(std::make_unique<Bar>(QSize(200, 30)), std::make_unique<Bar>(QSize(150, 30)));
         toolbar = bars.first.get();
         pickBar = bars.second.get();
-        unplaced = std::make_unique<views::SelectionOverlay>(view, std::move(still), translated,
-                                                             std::move(bars.first), std::move(bars.second));
+        unplaced = std::make_unique<views::SelectionOverlay>(
+            view, still, [](const QKeyEvent& event) { return keyNamed(event.key()); }, std::move(bars.first),
+            std::move(bars.second));
         overlay = unplaced.get();
     }
     /// In a panel over its screen.
@@ -108,7 +101,7 @@ struct Selecting {
 
     /// Keeps what is between pixels from being the wrong one's.
     static constexpr double hair = 1e-3;
-    Rect screen;
+    const Rect screen = views::Screens(nullptr).screens().front().frame;
     std::optional<Result> result;
     AreaToolbarModel model{"Record", {}};
     const HoverTarget window{{60, 130, 200, 140}, "A window", 7};
@@ -122,9 +115,5 @@ struct Selecting {
     views::SelectionOverlay* overlay = nullptr;
     std::unique_ptr<NSPanel> panel;
 };
-
-inline NSScreen mainScreen() {
-    return views::Screens(nullptr).screens().front();
-}
 
 }  // namespace lumicrate::test

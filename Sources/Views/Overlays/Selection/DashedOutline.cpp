@@ -60,50 +60,56 @@ double dashed(double length, double scale) {
     return whole * dash * scale + std::min(length - whole * period * scale, dash * scale);
 }
 
-/// The part of a line that lies in dashes. What comes before the corner is as the corner is.
-double dashedBetween(double from, double to, double phase, double scale) {
-    const double corner = phase + std::max(from, 0.0);
-    double covered = to > 0 ? dashed(phase + to, scale) - dashed(corner, scale) : 0;
-    const bool startsInDash = std::fmod(phase, period * scale) < dash * scale;
-    if (from < 0 && startsInDash) covered += std::min(to, 0.0) - from;
-    return covered;
-}
-
 /// How much of each pixel from `first` on the dashes cover along the side, from 0 to 1.
 std::vector<double> alongCover(const Side& side, int first, int count, double scale) {
     const double half = lineWidth * scale / 2;
     // Where the line has its corner.
     const double begin = side.isBackwards ? side.along.to - half : side.along.from + half;
-    std::vector<double> cover(static_cast<std::size_t>(count));
-    for (int i = 0; i < count; ++i) {
-        const double from = std::max<double>(first + i, side.along.from);
-        const double to = std::min<double>(first + i + 1, side.along.to);
-        if (to <= from) continue;
-        cover[static_cast<std::size_t>(i)] = side.isBackwards
-                                                 ? dashedBetween(begin - to, begin - from, side.phase, scale)
-                                                 : dashedBetween(from - begin, to - begin, side.phase, scale);
+    const bool startsInDash = std::fmod(side.phase, period * scale) < dash * scale;
+    // The part that lies in dashes, between two places on the line. What comes before the corner is as the
+    // corner is.
+    const auto dashesBetween = [&](double from, double to) {
+        double covered = 0;
+        if (to > 0)
+            covered = dashed(side.phase + to, scale) - dashed(side.phase + std::max(from, 0.0), scale);
+        if (from < 0 && startsInDash) covered += std::min(to, 0.0) - from;
+        return covered;
+    };
+    std::vector<double> cover;
+    cover.reserve(static_cast<std::size_t>(count));
+    for (int pixel = first; pixel < first + count; ++pixel) {
+        const double from = std::max<double>(pixel, side.along.from);
+        const double to = std::max(from, std::min<double>(pixel + 1, side.along.to));
+        cover.push_back(side.isBackwards ? dashesBetween(begin - to, begin - from)
+                                         : dashesBetween(from - begin, to - begin));
+    }
+    return cover;
+}
+
+/// The same of the line's width.
+std::vector<double> acrossCover(const Side& side, int first, int count) {
+    std::vector<double> cover;
+    for (int pixel = first; pixel < first + count; ++pixel) {
+        const double from = std::max<double>(pixel, side.across.from);
+        cover.push_back(std::max(0.0, std::min<double>(pixel + 1, side.across.to) - from));
     }
     return cover;
 }
 
 QImage strip(const Side& side, const QRect& part, double scale) {
-    const int first = side.isHorizontal ? part.x() : part.y();
-    const int firstAcross = side.isHorizontal ? part.y() : part.x();
-    const auto along = alongCover(side, first, side.isHorizontal ? part.width() : part.height(), scale);
-    const auto across = [&](int i) {
-        const int pixel = firstAcross + i;
-        return std::max(
-            0.0, std::min<double>(pixel + 1, side.across.to) - std::max<double>(pixel, side.across.from));
-    };
+    const auto columns = side.isHorizontal ? alongCover(side, part.x(), part.width(), scale)
+                                           : acrossCover(side, part.x(), part.width());
+    const auto rows = side.isHorizontal ? acrossCover(side, part.y(), part.height())
+                                        : alongCover(side, part.y(), part.height(), scale);
     QImage image(part.size(), QImage::Format_ARGB32_Premultiplied);
-    for (int y = 0; y < part.height(); ++y) {
-        auto* const line = reinterpret_cast<QRgb*>(image.scanLine(y));
-        for (int x = 0; x < part.width(); ++x) {
-            const double cover = side.isHorizontal ? along[static_cast<std::size_t>(x)] * across(y)
-                                                   : along[static_cast<std::size_t>(y)] * across(x);
-            const int alpha = static_cast<int>(std::lround(255 * cover));
-            line[x] = qRgba(alpha, alpha, alpha, alpha);
+    auto* line = image.bits();
+    for (const double row : rows) {
+        auto* pixel = reinterpret_cast<QRgb*>(line);
+        for (const double column : columns) {
+            const int alpha = static_cast<int>(255 * row * column + 0.5);
+            *pixel++ = qRgba(alpha, alpha, alpha, alpha);
         }
+        line += image.bytesPerLine();
     }
     return image;
 }
