@@ -32,8 +32,8 @@ class BannerView final : public QWidget {
         layout->addWidget(text, 1);
         close_ = new FlatButton(FlatButton::Role::plain, this);
         close_->setSymbol("xmark");
-        close_->setAccessibleName(tr("Dismiss"));
-        close_->setToolTip(tr("Dismiss"));
+        close_->setAccessibleName(localizedText("Dismiss"));
+        close_->setToolTip(localizedText("Dismiss"));
         layout->addWidget(close_, 0, Qt::AlignTop);
         setAccessibleName(qtText(banner.text));
     }

@@ -86,14 +86,14 @@ QWidget* MainWindow::makeEmptyState() {
     auto* column = new QVBoxLayout(page);
     column->addStretch(2);
     column->addWidget(new BigSymbol("film", page), 0, Qt::AlignHCenter);
-    auto* title = new QLabel(tr("No recordings yet"), page);
+    auto* title = new QLabel(localizedText("No recordings yet"), page);
     QFont bold = title->font();
     bold.setWeight(QFont::DemiBold);
     bold.setPointSizeF(bold.pointSizeF() * 1.15);
     title->setFont(bold);
     column->addWidget(title, 0, Qt::AlignHCenter);
     auto* how = new TintedLabel(&ThemeColors::secondary, page);
-    how->setText(tr("Choose what to record, then press Start Recording."));
+    how->setText(localizedText("Choose what to record, then press Start Recording."));
     how->setWordWrap(true);
     how->setAlignment(Qt::AlignCenter);
     column->addWidget(how);
@@ -106,7 +106,7 @@ QWidget* MainWindow::makeHeader() {
     auto* row = new QHBoxLayout(header);
     row->setContentsMargins(0, 0, 0, 0);
     row->setSpacing(2);
-    auto* title = new QLabel(tr("Recordings"), header);
+    auto* title = new QLabel(localizedText("Recordings"), header);
     QFont bold = title->font();
     bold.setWeight(QFont::DemiBold);
     title->setFont(bold);
@@ -119,11 +119,11 @@ QWidget* MainWindow::makeHeader() {
         row->addWidget(button);
         return button;
     };
-    const auto* folder = add("folder", tr("Open Recordings Folder"));
+    const auto* folder = add("folder", localizedText("Open Recordings Folder"));
     connect(folder, &QPushButton::clicked, this, [this] { content_.commands.openFolder(); });
-    const auto* settings = add("gearshape", tr("Settings"));
+    const auto* settings = add("gearshape", localizedText("Settings"));
     connect(settings, &QPushButton::clicked, this, [this] { content_.commands.openSettings(); });
-    auto* more = add("ellipsis", tr("More"));
+    auto* more = add("ellipsis", localizedText("More"));
     auto* menu = new QMenu(more);
     connect(more, &QPushButton::clicked, menu, [this, more, menu] {
         fillMenu(*menu, content_.menu());

@@ -79,8 +79,8 @@ QWidget* RecorderControlsView::withMicrophoneMenu(FlatButton& chip) {
     layout->setSpacing(0);
     layout->addWidget(&chip, 1);
     auto* opener = new FlatButton(FlatButton::Role::chevron, cell);
-    opener->setToolTip(tr("Choose a microphone"));
-    opener->setAccessibleName(tr("Choose a microphone"));
+    opener->setToolTip(localizedText("Choose a microphone"));
+    opener->setAccessibleName(localizedText("Choose a microphone"));
     auto* menu = new QMenu(opener);
     connect(opener, &QPushButton::clicked, menu, [this, opener, menu] {
         fillMenu(*menu, controls_.microphoneMenu());
@@ -114,10 +114,10 @@ void RecorderControlsView::addLevel(QVBoxLayout& column) {
     row->setContentsMargins(measure::gap / 2, 0, measure::gap / 2, 0);
     row->setSpacing(measure::gap);
     auto* label = new TintedLabel(&ThemeColors::secondary, levelRow_);
-    label->setText(tr("Microphone"));
+    label->setText(localizedText("Microphone"));
     row->addWidget(label);
     level_ = new LevelMeter(levelRow_);
-    level_->setAccessibleName(tr("Microphone level"));
+    level_->setAccessibleName(localizedText("Microphone level"));
     row->addWidget(level_, 1);
     column.addWidget(levelRow_);
 }

@@ -67,7 +67,7 @@ bool RecordingDelegate::editorEvent(QEvent* event, QAbstractItemModel* model,
 QWidget* RecordingDelegate::createEditor(QWidget* parent, const QStyleOptionViewItem&,
                                          const QModelIndex&) const {
     auto* field = new QLineEdit(parent);
-    field->setAccessibleName(tr("Name of the recording"));
+    field->setAccessibleName(localizedText("Name of the recording"));
     return field;
 }
 

@@ -40,7 +40,7 @@ RecordingList::RecordingList(RecordingRows& rows, Thumbnails& thumbnails, QWidge
     setMouseTracking(true);
     setVerticalScrollMode(QAbstractItemView::ScrollPerPixel);
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    setAccessibleName(tr("Recordings"));
+    setAccessibleName(localizedText("Recordings"));
     // Both by Return and by a double click.
     connect(this, &QListView::activated, this, [this](const QModelIndex& index) {
         const std::filesystem::path url = model_->url(index);

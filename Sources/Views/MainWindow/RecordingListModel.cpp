@@ -17,7 +17,7 @@ namespace {
 
 QVariant accessibleText(const RecordingRows::Row& row) {
     QString text = qtText(row.name) + QStringLiteral(", ") + qtText(row.facts);
-    if (row.isNew) text += QStringLiteral(", ") + tr("new");
+    if (row.isNew) text += QStringLiteral(", ") + localizedText("new");
     return text;
 }
 

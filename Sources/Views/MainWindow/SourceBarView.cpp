@@ -86,10 +86,10 @@ void SourceBarView::show(const SourceBar::Content& content) {
         button->updateGeometry();
     }
     window_->setVisible(content.mode == CaptureMode::window);
-    const QString text = content.window ? describe(*content.window) : tr("Choose a Window…");
+    const QString text = content.window ? describe(*content.window) : localizedText("Choose a Window…");
     window_->setText(text);
     window_->setToolTip(content.window ? text : QString());
-    window_->setAccessibleName(content.window ? tr("Window: ") + text : text);
+    window_->setAccessibleName(content.window ? localizedText("Window: ") + text : text);
     showDisplay(content);
 }
 
@@ -113,7 +113,7 @@ void SourceBarView::showDisplay(const SourceBar::Content& content) {
     for (const SourceBar::Display& each : content.displays) {
         if (each.id != content.display) continue;
         display_->setText(describe(each));
-        display_->setAccessibleName(tr("Screen: ") + describe(each));
+        display_->setAccessibleName(localizedText("Screen: ") + describe(each));
     }
 }
 

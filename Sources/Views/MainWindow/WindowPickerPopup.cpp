@@ -30,7 +30,7 @@ WindowPickerPopup::WindowPickerPopup(SourceBar& sources, WindowPicker& picker, Q
     setFrameShape(QFrame::StyledPanel);
     setBackgroundRole(QPalette::Base);
     setAutoFillBackground(true);
-    setAccessibleName(tr("Windows"));
+    setAccessibleName(localizedText("Windows"));
     auto* layout = new QVBoxLayout(this);
     layout->setContentsMargins(4, 4, 4, 4);
     list_->setFrameShape(QFrame::NoFrame);
@@ -40,10 +40,10 @@ WindowPickerPopup::WindowPickerPopup(SourceBar& sources, WindowPicker& picker, Q
     list_->setMouseTracking(true);
     list_->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     list_->setVerticalScrollMode(QAbstractItemView::ScrollPerPixel);
-    list_->setAccessibleName(tr("Windows"));
+    list_->setAccessibleName(localizedText("Windows"));
     layout->addWidget(list_);
     empty_ = new TintedLabel(&ThemeColors::secondary, this);
-    empty_->setText(tr("There is no window to record."));
+    empty_->setText(localizedText("There is no window to record."));
     empty_->setAlignment(Qt::AlignCenter);
     empty_->setMargin(measure::margin);
     layout->addWidget(empty_);

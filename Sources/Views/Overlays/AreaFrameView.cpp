@@ -18,7 +18,7 @@ constexpr double opacity = 0.9;
 }  // namespace
 
 AreaFrameView::AreaFrameView() {
-    setAccessibleName(tr("Recorded area"));
+    setAccessibleName(localizedText("Recorded area"));
 }
 
 QPainterPath AreaFrameView::silhouette() const {

@@ -28,7 +28,7 @@ QColor withOpacity(QColor color, double opacity) {
 }  // namespace
 
 ClickRingsView::ClickRingsView(const ClickRings& model) : rings_(*model.rings) {
-    setAccessibleName(tr("Clicks"));
+    setAccessibleName(localizedText("Clicks"));
     subscription_ = model.rings.observe([this](const std::vector<ClickRing>& rings) {
         rings_ = rings;
         reshaped();

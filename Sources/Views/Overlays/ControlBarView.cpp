@@ -56,13 +56,8 @@ void paintShadow(QPainter& painter, const QRectF& around) {
 }
 
 void paintPlate(QPainter& painter, const QRectF& plate, double radius, bool translucent) {
-    if (!translucent) return paintOpaquePlate(painter, plate, radius);
-    painter.setPen(Qt::NoPen);
-    painter.setBrush(overlay::ground);
-    painter.drawRoundedRect(plate, radius, radius);
-    painter.setPen(QPen(overlay::white(0.12), 1));
-    painter.setBrush(Qt::NoBrush);
-    painter.drawRoundedRect(plate.adjusted(0.5, 0.5, -0.5, -0.5), radius - 0.5, radius - 0.5);
+    if (translucent) return paintTranslucentPlate(painter, plate, radius);
+    paintOpaquePlate(painter, plate, radius);
 }
 
 void paintStop(QPainter& painter, const QRectF& square) {
@@ -88,7 +83,7 @@ class ControlBarView::Elapsed final : public QWidget {
     void setText(const QString& text) {
         if (text == text_) return;
         text_ = text;
-        setAccessibleName(tr("Elapsed time") + u' ' + text);
+        setAccessibleName(localizedText("Elapsed time") + u' ' + text);
         update();
     }
 
@@ -110,7 +105,7 @@ class ControlBarView::Elapsed final : public QWidget {
 
 ControlBarView::ControlBarView(ControlBarModel& model)
     : level_([this] { microphone_->update(); }), elapsed_(new Elapsed(this)) {
-    setAccessibleName(tr("Recording controls"));
+    setAccessibleName(localizedText("Recording controls"));
     auto* const row = new QHBoxLayout(this);
     row->setContentsMargins(overhang() + padding);
     row->setSpacing(measure::gap);

@@ -32,7 +32,7 @@ QFont systemFont(int pixels, QFont::Weight weight) {
 
 CountdownView::CountdownView(const CountdownModel& model)
     : value_(*model.value), previous_(value_), hint_(qtText(model.cancelHint)) {
-    setAccessibleName(tr("Countdown"));
+    setAccessibleName(localizedText("Countdown"));
     setAccessibleDescription(QString::number(value_));
     change_.setStartValue(0.0);
     change_.setEndValue(1.0);

@@ -14,4 +14,13 @@ void paintOpaquePlate(QPainter& painter, const QRectF& plate, double radius) {
     painter.fillPath(inner, overlay::opaqueGround);
 }
 
+void paintTranslucentPlate(QPainter& painter, const QRectF& plate, double radius) {
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(overlay::ground);
+    painter.drawRoundedRect(plate, radius, radius);
+    painter.setPen(QPen(overlay::white(0.12), 1));
+    painter.setBrush(Qt::NoBrush);
+    painter.drawRoundedRect(plate.adjusted(0.5, 0.5, -0.5, -0.5), radius - 0.5, radius - 0.5);
+}
+
 }  // namespace lumicrate::views

@@ -157,7 +157,7 @@ class ScreenChoiceView::Group final : public QWidget {
  private:
     FlatButton* addButton(std::string_view title, std::string_view symbol, std::function<void()> action) {
         auto* const button = new FlatButton(FlatButton::Role::prominent, this);
-        button->setText(views::tr(title));
+        button->setText(localizedText(title));
         button->setSymbol(symbol);
         connect(button, &QAbstractButton::clicked, this, [action = std::move(action)] { action(); });
         layout()->addWidget(button);

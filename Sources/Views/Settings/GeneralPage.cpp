@@ -20,8 +20,8 @@ GeneralPage::GeneralPage(SettingsView& model)
 }
 
 QWidget* GeneralPage::folderRow() {
-    auto* open = roomyButton(tr("Open Folder"));
-    open->setAccessibleName(tr("Open the folder of recordings"));
+    auto* open = roomyButton(localizedText("Open Folder"));
+    open->setAccessibleName(localizedText("Open the folder of recordings"));
     auto* row = new FormRow(localized("Recordings are kept in"), model_.recordingsFolder(), open);
     connect(open, &QPushButton::clicked, this, [this, row] { row->complain(model_.openRecordingsFolder()); });
     return row;

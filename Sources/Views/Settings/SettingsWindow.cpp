@@ -42,7 +42,7 @@ SettingsWindow::SettingsWindow(std::unique_ptr<SettingsView> model)
       content_(std::make_unique<QWidget>()),
       sidebar_(new QListWidget),
       pages_(new QStackedWidget) {
-    setWindowTitle(tr("Lumicrate Settings"));
+    setWindowTitle(localizedText("Lumicrate Settings"));
     setWindowIcon(applicationIcon());
     addCloseKeys(*this);
     makePages();
@@ -67,7 +67,7 @@ SettingsWindow::SettingsWindow(std::unique_ptr<SettingsView> model)
 SettingsWindow::~SettingsWindow() = default;
 
 void SettingsWindow::makeSidebar() {
-    sidebar_->setAccessibleName(tr("Pages of the settings"));
+    sidebar_->setAccessibleName(localizedText("Pages of the settings"));
     sidebar_->setItemDelegate(new SidebarDelegate(sidebar_));
     sidebar_->setFrameShape(QFrame::NoFrame);
     sidebar_->setMouseTracking(true);

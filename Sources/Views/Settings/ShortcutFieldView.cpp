@@ -38,7 +38,8 @@ ShortcutFieldView::ShortcutFieldView(ShortcutField& field)
     lines->addWidget(message_);
 
     // Wide enough for all that it says, so that it does not jump.
-    button_->setMinimumWidth(fontMetrics().horizontalAdvance(tr("Type shortcut…")) + 4 * measure::gap);
+    button_->setMinimumWidth(fontMetrics().horizontalAdvance(localizedText("Type shortcut…")) +
+                             4 * measure::gap);
     restore_->setAutoRaise(true);
     restore_->setFocusPolicy(Qt::StrongFocus);
     restore_->setIcon(symbol("arrow.uturn.backward"));

@@ -26,7 +26,7 @@ TintedLabel* centred(const std::string& text) {
 }  // namespace
 
 AboutWindow::AboutWindow(const AppInfo& info, const std::string& folder, std::function<void()> openFolder) {
-    setWindowTitle(tr("About Lumicrate"));
+    setWindowTitle(localizedText("About Lumicrate"));
     setWindowIcon(applicationIcon());
     addCloseKeys(*this);
 
@@ -52,7 +52,7 @@ QWidget* AboutWindow::folderRow(const std::string& folder, std::function<void()>
     auto* lines = new QVBoxLayout(both);
     lines->setContentsMargins(0, 0, 0, 0);
     lines->setSpacing(measure::gap / 2);
-    auto* open = roomyButton(tr("Open Recordings Folder"), symbol("folder"));
+    auto* open = roomyButton(localizedText("Open Recordings Folder"), symbol("folder"));
     open->setToolTip(qtText(folder));
     open->setAccessibleDescription(qtText(folder));
     lines->addWidget(open, 0, Qt::AlignCenter);

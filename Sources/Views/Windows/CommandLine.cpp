@@ -19,14 +19,14 @@ CommandLine::CommandLine(const QString& command) {
     auto* text = new QLineEdit(command);
     text->setReadOnly(true);
     text->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
-    text->setAccessibleName(tr("Command"));
+    text->setAccessibleName(localizedText("Command"));
     text->setMinimumWidth(text->fontMetrics().horizontalAdvance(command) + 3 * measure::gap);
     row->addWidget(text, 1);
-    auto* copy = new QPushButton(tr("Copy"));
-    copy->setAccessibleName(tr("Copy the command"));
+    auto* copy = new QPushButton(localizedText("Copy"));
+    copy->setAccessibleName(localizedText("Copy the command"));
     connect(copy, &QPushButton::clicked, this, [copy, command] {
         QGuiApplication::clipboard()->setText(command);
-        copy->setText(tr("Copied"));
+        copy->setText(localizedText("Copied"));
     });
     row->addWidget(copy);
 }

@@ -16,7 +16,7 @@
 namespace lumicrate::views {
 
 PermissionWindow::PermissionWindow(Permissions& model) : model_(model), place_(new QVBoxLayout) {
-    setWindowTitle(tr("Lumicrate"));
+    setWindowTitle(localizedText("Lumicrate"));
     setWindowIcon(applicationIcon());
     addCloseKeys(*this);
 
@@ -27,8 +27,8 @@ PermissionWindow::PermissionWindow(Permissions& model) : model_(model), place_(n
 
     auto* bottom = new QHBoxLayout;
     auto* outcome = new TintedLabel(&ThemeColors::secondary, qtText(*model.outcome));
-    auto* close = roomyButton(tr("Close"));
-    auto* again = roomyButton(tr("Try Again"));
+    auto* close = roomyButton(localizedText("Close"));
+    auto* again = roomyButton(localizedText("Try Again"));
     again->setDefault(true);
     again->setAutoDefault(true);
     bottom->addWidget(outcome, 1);

@@ -14,13 +14,13 @@
 namespace lumicrate::views {
 
 WelcomeWindow::WelcomeWindow(std::unique_ptr<Welcome> model) : model_(std::move(model)) {
-    setWindowTitle(tr("Welcome to Lumicrate"));
+    setWindowTitle(localizedText("Welcome to Lumicrate"));
     setWindowIcon(applicationIcon());
     addCloseKeys(*this);
 
     QVBoxLayout* lines = messageLayout(*this, 62);
     lines->addWidget(iconLabel(72));
-    auto* title = titleLabel(tr("Welcome to Lumicrate"), 1.6);
+    auto* title = titleLabel(localizedText("Welcome to Lumicrate"), 1.6);
     title->setAlignment(Qt::AlignCenter);
     lines->addWidget(title);
     auto* card = new Card;
@@ -31,7 +31,7 @@ WelcomeWindow::WelcomeWindow(std::unique_ptr<Welcome> model) : model_(std::move(
     choices->addRow(new LoginRow(model_->loginItem));
     lines->addWidget(choices);
 
-    auto* begin = roomyButton(tr("Get Started"));
+    auto* begin = roomyButton(localizedText("Get Started"));
     begin->setDefault(true);
     begin->setAutoDefault(true);
     connect(begin, &QPushButton::clicked, this, &QWidget::close);

@@ -19,12 +19,12 @@ constexpr int windowOnly = 1;
 
 AreaToolbarView::AreaToolbarView(AreaToolbarModel& model, RecordOptionsBar& options, QWidget* parent)
     : BarPlate(parent), model_(model) {
-    setAccessibleName(tr("Selection"));
+    setAccessibleName(localizedText("Selection"));
     addRecordPicker();
     addAspect();
     addDivider();
-    addField(AreaToolbarModel::Side::width, tr("Width"), tr("W"));
-    addField(AreaToolbarModel::Side::height, tr("Height"), tr("H"));
+    addField(AreaToolbarModel::Side::width, localizedText("Width"), localizedText("W"));
+    addField(AreaToolbarModel::Side::height, localizedText("Height"), localizedText("H"));
     addDivider();
     row().addWidget(new RecordOptionsBarView(options, this));
     addDivider();
@@ -32,9 +32,9 @@ AreaToolbarView::AreaToolbarView(AreaToolbarModel& model, RecordOptionsBar& opti
 }
 
 void AreaToolbarView::addRecordPicker() {
-    record_ = new SegmentedPicker(tr("Record"), this);
-    record_->addSegment(tr("Area"));
-    record_->addSegment(tr("Window only"));
+    record_ = new SegmentedPicker(localizedText("Record"), this);
+    record_->addSegment(localizedText("Area"));
+    record_->addSegment(localizedText("Window only"));
     record_->setHelp(area, AreaToolbarModel::areaHelp());
     record_->setOnChosen([this](int chosen) { model_.windowOnly = chosen == windowOnly; });
     row().addWidget(record_);

@@ -1,6 +1,6 @@
 #include "Views/Overlays/Selection/LabelPlate.h"
 
-#include "Views/Overlays/OverlayColors.h"
+#include "Views/Overlays/Plate.h"
 
 #include <QFont>
 #include <QFontDatabase>
@@ -71,12 +71,7 @@ void LabelPlate::paint(QPainter& painter, double scale) const {
     painter.translate(plate.topLeft());
     painter.scale(scale, scale);
     painter.setRenderHint(QPainter::Antialiasing);
-    painter.setPen(Qt::NoPen);
-    painter.setBrush(overlay::ground);
-    painter.drawRoundedRect(body, corner, corner);
-    painter.setPen(QPen(overlay::white(0.12), 1));
-    painter.setBrush(Qt::NoBrush);
-    painter.drawRoundedRect(body.adjusted(0.5, 0.5, -0.5, -0.5), corner - 0.5, corner - 0.5);
+    paintTranslucentPlate(painter, body, corner);
     painter.setFont(fontOf(kind));
     painter.setPen(Qt::white);
     painter.drawText(body, Qt::AlignCenter | Qt::TextSingleLine | Qt::TextDontClip, text);

@@ -8,7 +8,7 @@
 namespace lumicrate::views {
 
 PickBarView::PickBarView(AreaToolbarModel& model, bool offersFullScreen, QWidget* parent) : BarPlate(parent) {
-    setAccessibleName(tr("Selection"));
+    setAccessibleName(localizedText("Selection"));
     const auto addButton = [this](const char* name, const QString& label) {
         auto* const button = new PlateButton(PlateButton::Look::plain, this);
         button->setObjectName(QLatin1String(name));
@@ -20,16 +20,16 @@ PickBarView::PickBarView(AreaToolbarModel& model, bool offersFullScreen, QWidget
     };
     // Not within the button's own event: what it does may be the end of the bar.
     if (offersFullScreen) {
-        PlateButton* const full = addButton("fullScreen", tr("Full Screen"));
+        PlateButton* const full = addButton("fullScreen", localizedText("Full Screen"));
         full->setSymbol("rectangle.inset.filled");
-        full->setToolTip(tr("Select the whole screen (F)"));
+        full->setToolTip(localizedText("Select the whole screen (F)"));
         connect(
             full, &QAbstractButton::clicked, this, [&model] { model.onFullScreen(); }, Qt::QueuedConnection);
         addDivider();
     }
     connect(
-        addButton("cancel", tr("Cancel")), &QAbstractButton::clicked, this, [&model] { model.onCancel(); },
-        Qt::QueuedConnection);
+        addButton("cancel", localizedText("Cancel")), &QAbstractButton::clicked, this,
+        [&model] { model.onCancel(); }, Qt::QueuedConnection);
 }
 
 }  // namespace lumicrate::views

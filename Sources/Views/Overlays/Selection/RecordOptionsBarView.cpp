@@ -10,7 +10,7 @@
 namespace lumicrate::views {
 
 RecordOptionsBarView::RecordOptionsBarView(RecordOptionsBar& bar, QWidget* parent) : QWidget(parent) {
-    setAccessibleName(tr("Recording options"));
+    setAccessibleName(localizedText("Recording options"));
     auto* const row = new QHBoxLayout(this);
     row->setContentsMargins(0, 0, 0, 0);
     row->setSpacing(0);

@@ -85,7 +85,7 @@ SelectionOverlay::SelectionOverlay(SelectionView& view, QImage still, KeyTransla
       painter_(std::move(still), view.pixelScale()),
       toolbar_(adopt(std::move(toolbar))),
       pickBar_(adopt(std::move(pickBar))) {
-    setAccessibleName(tr("Selection"));
+    setAccessibleName(localizedText("Selection"));
     setFocusPolicy(Qt::StrongFocus);
     setMouseTracking(true);
     // Each pixel that is painted is replaced, whatever was there.
