@@ -1,9 +1,9 @@
 #include "Lumicrate/Overlays/SelectionView.h"
 
+#include "Lumicrate/LetterCase.h"
 #include "Support/Text.h"
 
 #include <algorithm>
-#include <cctype>
 #include <cmath>
 #include <utility>
 
@@ -41,10 +41,11 @@ std::vector<Rect> rectsOf(const std::vector<HoverTarget>& targets) {
     return rects;
 }
 
-std::string lowerCase(std::string text) {
-    std::transform(text.begin(), text.end(), text.begin(),
-                   [](unsigned char each) { return static_cast<char>(std::tolower(each)); });
-    return text;
+std::string inSmallLetters(const std::string& text) {
+    std::optional<std::u32string> letters = decodeUtf8(text);
+    if (!letters) return text;
+    std::transform(letters->begin(), letters->end(), letters->begin(), smallLetter);
+    return encodeUtf8(*letters);
 }
 
 /// Where an arrow key points; none for another key.
@@ -397,7 +398,7 @@ SelectionAppearance SelectionView::describe() const {
                           {selection_->midX(), hasRoomBelow ? selection_->minY() - sizeLabelGap
                                                             : selection_->maxY() + sizeLabelGap}};
         if (isIn<Adjusting>()) {
-            seen.hint = {localized("Return or double-click to") + " " + lowerCase(model_.confirmTitle) +
+            seen.hint = {localized("Return or double-click to") + " " + inSmallLetters(model_.confirmTitle) +
                              localized("   ·   Drag to move, handles to resize   ·   Click outside to pick "
                                        "again   ·   Esc: cancel"),
                          hintCenter};
