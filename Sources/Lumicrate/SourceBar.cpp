@@ -5,17 +5,11 @@
 #include "Support/Text.h"
 
 #include <algorithm>
-#include <cmath>
 #include <utility>
 
 namespace lumicrate {
 
 namespace {
-
-std::string sizeText(const SCDisplay& display) {
-    const Rect pixels = display.frame.scaledBy(display.pointPixelScale);
-    return std::to_string(std::llround(pixels.width)) + " × " + std::to_string(std::llround(pixels.height));
-}
 
 /// The choice if it is among those on offer.
 template <class Offered>
@@ -30,7 +24,7 @@ std::string noteOf(const SourceBar::Content& content) {
     if (content.displays.empty() || !(isScreen || content.mode == CaptureMode::area)) return {};
     if (content.displays.size() > 1)
         return isScreen ? localized("You choose the screen when the recording begins.") : std::string();
-    return content.displays.front().name + "  ·  " + content.displays.front().size;
+    return content.displays.front().description();
 }
 
 }  // namespace
@@ -87,7 +81,8 @@ void SourceBar::fillSources(Content& next) const {
     if (const Window* chosen = find(next.windows, window_)) next.window = *chosen;
 
     for (const SCDisplay& each : displays_)
-        next.displays.push_back({each.displayID, each.localizedName, sizeText(each)});
+        next.displays.push_back(
+            {each.displayID, each.localizedName, formatPixels(each.frame.size(), each.pointPixelScale)});
     if (displays_.empty()) return;
     const Display* chosen = find(next.displays, display_);
     // The recorder's own list may be a step behind here, so the main display is looked up in this one.
@@ -120,6 +115,10 @@ void SourceBar::store(std::string_view key, const std::string& value) {
         complain_(error.what());
     }
     rebuild();
+}
+
+std::string SourceBar::Display::description() const {
+    return name + "  ·  " + size;
 }
 
 void SourceBar::setMode(CaptureMode mode) {

@@ -35,6 +35,8 @@ class SourceBar {
         std::uint32_t id = 0;
         std::string name;
         std::string size;  ///< "1920 × 1080", in pixels
+        /// Both, for people.
+        std::string description() const;
         bool operator==(const Display&) const = default;
     };
 

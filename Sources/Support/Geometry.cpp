@@ -91,6 +91,11 @@ class Scanner {
 
 }  // namespace
 
+int wholePixels(double points, double scale) {
+    constexpr double hair = 1e-6;
+    return static_cast<int>(points * scale + hair);
+}
+
 std::string stringFromRect(const Rect& rect) {
     return "{{" + shortest(rect.x) + ", " + shortest(rect.y) + "}, {" + shortest(rect.width) + ", " +
            shortest(rect.height) + "}}";

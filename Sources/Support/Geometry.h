@@ -69,6 +69,10 @@ struct PixelRect {
     bool operator==(const PixelRect&) const = default;
 };
 
+/// The pixels of a length in points, truncated, but for a hair that dividing and multiplying may have taken;
+/// `scale` is the number of pixels in a point.
+int wholePixels(double points, double scale);
+
 /// "{{x, y}, {width, height}}", the textual form in which rectangles are stored.
 std::string stringFromRect(const Rect& rect);
 

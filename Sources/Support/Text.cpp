@@ -24,6 +24,11 @@ std::string formatElapsed(double seconds) {
     return text.data();
 }
 
+std::string formatPixels(const Size& points, double scale) {
+    return std::to_string(wholePixels(points.width, scale)) + " × " +
+           std::to_string(wholePixels(points.height, scale));
+}
+
 std::string formatByteCount(std::uintmax_t bytes) {
     constexpr std::array units{"kB", "MB", "GB"};
     double amount = static_cast<double>(bytes) / 1000;

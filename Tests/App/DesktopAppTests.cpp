@@ -11,7 +11,6 @@
 #include <QCoreApplication>
 #include <algorithm>
 #include <chrono>
-#include <cmath>
 #include <thread>
 
 namespace lumicrate::test {
@@ -29,8 +28,7 @@ constexpr int height = 800;
 constexpr Rgb ground{90, 122, 154};
 
 bool isLike(const Rgb& a, const Rgb& b, int tolerance = 24) {
-    return std::abs(a.red - b.red) <= tolerance && std::abs(a.green - b.green) <= tolerance &&
-           std::abs(a.blue - b.blue) <= tolerance;
+    return a.distanceTo(b) <= tolerance;
 }
 
 class DesktopAppTests : public DrivenApp {

@@ -1,8 +1,9 @@
 #include "Lumicrate/Overlays/ScreenChooser.h"
 
+#include "Support/Text.h"
+
 #include <algorithm>
 #include <array>
-#include <cmath>
 #include <iterator>
 #include <utility>
 
@@ -11,13 +12,6 @@ namespace lumicrate {
 namespace {
 
 constexpr std::int64_t escapeKey = 53;
-
-std::string pixelText(const NSScreen& screen) {
-    const auto pixels = [&screen](double points) {
-        return std::to_string(std::lround(points * screen.backingScaleFactor));
-    };
-    return pixels(screen.frame.width) + " × " + pixels(screen.frame.height);
-}
 
 /// 1 … 9. By what the key types, which is all that a number pad tells, or by what it stands for: there are
 /// keyboards whose digits need Shift.
@@ -39,7 +33,7 @@ class ScreenChooser::EndOfChoice {
  public:
     explicit EndOfChoice(ScreenChooser& owner) : owner_(owner), choice_(owner.choices_) {}
     ~EndOfChoice() {
-        if (owner_.choices_ == choice_) owner_.finish(std::nullopt);
+        if (owner_.choices_ == choice_) owner_.close();
     }
     EndOfChoice(const EndOfChoice&) = delete;
     EndOfChoice& operator=(const EndOfChoice&) = delete;
@@ -55,9 +49,7 @@ ScreenChooser::ScreenChooser(Executor& executor, const NSScreens& screens, SCScr
 
 Task<std::optional<std::uint32_t>> ScreenChooser::choose() {
     finish(std::nullopt);
-    // No panel of the former choice is on the new one's pictures. A task runs from the loop, so that none is
-    // in the middle of a handler.
-    leaving_->clear();
+    close();
     ++choices_;
     const EndOfChoice end(*this);
     const Completion<std::optional<std::uint32_t>> result(executor_);
@@ -93,9 +85,12 @@ std::unique_ptr<ScreenChooser::Screen> ScreenChooser::describe(const NSScreen& s
             if (choices_ == choice) finish(chosen);
         };
     };
-    described->model = {
-        number,          screen.localizedName, pixelText(screen), pictures_.captureDisplay(displayID),
-        ends(displayID), ends(std::nullopt)};
+    described->model = {number,
+                        screen.localizedName,
+                        formatPixels(screen.frame.size(), screen.backingScaleFactor),
+                        pictures_.captureDisplay(displayID),
+                        ends(displayID),
+                        ends(std::nullopt)};
     return described;
 }
 
@@ -119,17 +114,15 @@ bool ScreenChooser::keyDown(const NSEvent& event) {
     return true;
 }
 
+/// From inside a panel's own handlers, so the panels go later, with the task that waits.
 void ScreenChooser::finish(std::optional<std::uint32_t> displayID) {
     keyMonitor_.reset();
-    if (!shown_.empty()) {
-        std::move(shown_.begin(), shown_.end(), std::back_inserter(*leaving_));
-        shown_.clear();
-        executor_.post([leaving = std::weak_ptr(leaving_)] {
-            if (const auto still = leaving.lock()) still->clear();
-        });
-    }
-    // Afterwards: whoever waited goes on without the panels.
     if (const auto waiting = std::exchange(continuation_, std::nullopt)) waiting->resolve(displayID);
+}
+
+void ScreenChooser::close() {
+    keyMonitor_.reset();
+    shown_.clear();
 }
 
 }  // namespace lumicrate

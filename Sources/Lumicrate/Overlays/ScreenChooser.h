@@ -52,24 +52,22 @@ class ScreenChooser final : public ScreenChoosing {
         ScreenChoice model;
         std::unique_ptr<NSPanel> panel;
     };
-    using Screens = std::vector<std::unique_ptr<Screen>>;
 
     void begin();
     std::unique_ptr<Screen> describe(const NSScreen& screen, int number);
     void show(Screen& screen);
     bool keyDown(const NSEvent& event);
+    void close();
 
     Executor& executor_;
     const NSScreens& screens_;
     SCScreenshotManager& pictures_;
     NSKeyMonitoring& keys_;
     OverlayContents& contents_;
-    Screens shown_;
+    std::vector<std::unique_ptr<Screen>> shown_;
     std::unique_ptr<NSEventMonitor> keyMonitor_;
     std::optional<Completion<std::optional<std::uint32_t>>> continuation_;
     std::uint64_t choices_ = 0;
-    /// Chosen from by a handler of their own, perhaps: they go when that has returned.
-    std::shared_ptr<Screens> leaving_ = std::make_shared<Screens>();
 };
 
 }  // namespace lumicrate

@@ -284,7 +284,7 @@ void SelectionView::setPickedWindow(std::optional<HoverTarget> window) {
     if (!title && *model_.windowOnly) model_.windowOnly = false;
 }
 
-void SelectionView::adjust(std::optional<Rect> selection) {
+void SelectionView::adjust(const Rect& selection) {
     selection_ = selection;
     mode_ = Adjusting{};
     pickBarShown_ = false;
@@ -296,7 +296,7 @@ void SelectionView::adjust(std::optional<Rect> selection) {
 void SelectionView::showToolbar() {
     toolbarShown_ = true;
     const auto show = [this](Published<int>& side, double points) {
-        const int pixels = static_cast<int>(points * settings_.pixelScale + 1e-6);
+        const int pixels = wholePixels(points, settings_.pixelScale);
         if (pixels != *side) side = pixels;
     };
     show(model_.width, selection_->width);
@@ -394,7 +394,7 @@ SelectionAppearance SelectionView::describe() const {
     if (selection_) {
         if (!isIn<Drawing>()) seen.handles = handlesFor(geometry().ratio);
         const bool hasRoomBelow = selection_->minY() - sizeLabelGap > sizeLabelGap;
-        seen.sizeLabel = {pixelText(*selection_),
+        seen.sizeLabel = {formatPixels(selection_->size(), settings_.pixelScale),
                           {selection_->midX(), hasRoomBelow ? selection_->minY() - sizeLabelGap
                                                             : selection_->maxY() + sizeLabelGap}};
         if (isIn<Adjusting>()) {
@@ -406,8 +406,9 @@ SelectionAppearance SelectionView::describe() const {
     } else {
         seen.highlighted = hovered_;
         if (hovered_) {
-            seen.highlightLabel = {hovered_->title + "  ·  " + pixelText(hovered_->rect),
-                                   {hovered_->rect.midX(), hovered_->rect.midY()}};
+            seen.highlightLabel = {
+                hovered_->title + "  ·  " + formatPixels(hovered_->rect.size(), settings_.pixelScale),
+                {hovered_->rect.midX(), hovered_->rect.midY()}};
         }
         seen.hint = {settings_.windowsOnly
                          ? localized("Click the window to record   ·   Esc: cancel")
@@ -423,14 +424,6 @@ SelectionAppearance SelectionView::describe() const {
                         pickBarSize_.height};
     }
     return seen;
-}
-
-/// Whole pixels; an edge between two points may make them a hair less.
-std::string SelectionView::pixelText(const Rect& rect) const {
-    const auto pixels = [this](double points) {
-        return std::to_string(static_cast<long>(points * settings_.pixelScale + 1e-6));
-    };
-    return pixels(rect.width) + " × " + pixels(rect.height);
 }
 
 }  // namespace lumicrate

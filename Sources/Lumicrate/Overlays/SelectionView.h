@@ -93,7 +93,7 @@ class SelectionView {
     void cancel();
 
     void mouseMoved(Point location);
-    /// The pointer is on another screen.
+    /// The pointer is on another screen, or on a bar.
     void mouseExited();
     void mouseDown(const MouseEvent& event);
     void mouseDragged(const MouseEvent& event);
@@ -135,7 +135,7 @@ class SelectionView {
     void pressAdjusting(const MouseEvent& event);
     void pickBase();
     void endGesture(const Rect& original);
-    void adjust(std::optional<Rect> selection);
+    void adjust(const Rect& selection);
     bool nudge(const NSEvent& event);
     Rect stretched(const Rect& before, double wider, double taller) const;
     Point pixelEdge(Point inside) const;
@@ -146,7 +146,6 @@ class SelectionView {
 
     void publish();
     SelectionAppearance describe() const;
-    std::string pixelText(const Rect& rect) const;
 
     Settings settings_;
     AreaToolbarModel& model_;

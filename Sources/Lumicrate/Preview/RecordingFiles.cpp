@@ -36,11 +36,7 @@ std::string describeRecording(const std::filesystem::path& url, const AVAssetSum
                               std::optional<std::uintmax_t> size) {
     constexpr std::string_view separator = " · ";
     std::string line;
-    if (const auto& shown = summary.videoSize) {
-        line += std::to_string(static_cast<long long>(shown->width)) + " × ";
-        line += std::to_string(static_cast<long long>(shown->height));
-        line += separator;
-    }
+    if (const auto& shown = summary.videoSize) line += formatPixels(*shown, 1).append(separator);
     line += formatElapsed(summary.duration);
     line += separator;
     if (size) line += formatByteCount(*size).append(separator);

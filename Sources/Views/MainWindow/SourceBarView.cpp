@@ -16,10 +16,6 @@ namespace lumicrate::views {
 
 namespace {
 
-QString describe(const SourceBar::Display& display) {
-    return qtText(display.name) + QStringLiteral("  ·  ") + qtText(display.size);
-}
-
 QString describe(const SourceBar::Window& window) {
     if (window.application.empty()) return qtText(window.title);
     return qtText(window.application) + QStringLiteral(" — ") + qtText(window.title);
@@ -97,8 +93,8 @@ void SourceBarView::openDisplays() {
     const SourceBar::Content& content = *sources_.content;
     std::vector<MenuItem> items;
     for (const SourceBar::Display& each : content.displays) {
-        items.push_back(MenuItem::command(describe(each).toStdString(),
-                                          [this, id = each.id] { sources_.chooseDisplay(id); }));
+        items.push_back(
+            MenuItem::command(each.description(), [this, id = each.id] { sources_.chooseDisplay(id); }));
         items.back().checked = each.id == content.display;
     }
     fillMenu(*displayMenu_, items);
@@ -112,8 +108,8 @@ void SourceBarView::showDisplay(const SourceBar::Content& content) {
     display_->setVisible(content.picksDisplay);
     for (const SourceBar::Display& each : content.displays) {
         if (each.id != content.display) continue;
-        display_->setText(describe(each));
-        display_->setAccessibleName(localizedText("Screen: ") + describe(each));
+        display_->setText(qtText(each.description()));
+        display_->setAccessibleName(localizedText("Screen: ") + display_->text());
     }
 }
 

@@ -1,10 +1,10 @@
 #include "Views/Overlays/CountdownView.h"
 
 #include "Views/Overlays/OverlayColors.h"
+#include "Views/Overlays/OverlayFont.h"
 #include "Views/Overlays/Plate.h"
 #include "Views/QtText.h"
 
-#include <QFont>
 #include <QFontMetricsF>
 #include <QPainter>
 
@@ -20,13 +20,6 @@ constexpr double hintOpacity = 0.7;
 constexpr double spacing = 4;
 constexpr double travel = 24;  ///< of a number that comes or goes
 constexpr int changeMilliseconds = 300;
-
-QFont systemFont(int pixels, QFont::Weight weight) {
-    QFont font;
-    font.setPixelSize(pixels);
-    font.setWeight(weight);
-    return font;
-}
 
 }  // namespace
 
@@ -66,8 +59,8 @@ void CountdownView::paintEvent(QPaintEvent*) {
     }
 
     // Digits have no descenders: what counts for the eye is the height of their bodies.
-    const QFontMetricsF metrics(systemFont(numberSize, QFont::Bold));
-    const QFontMetricsF hintMetrics(systemFont(hintSize, QFont::Normal));
+    const QFontMetricsF metrics(overlayFont(numberSize, QFont::Bold));
+    const QFontMetricsF hintMetrics(overlayFont(hintSize, QFont::Normal));
     const double gap = hint_.isEmpty() ? 0 : 5 * spacing;
     const double hintHeight = hint_.isEmpty() ? 0 : hintMetrics.height();
     const double top = (height() - metrics.capHeight() - gap - hintHeight) / 2;
@@ -79,14 +72,14 @@ void CountdownView::paintEvent(QPaintEvent*) {
     drawNumber(painter, place, value_, travel * (1 - progress), progress);
 
     if (hint_.isEmpty()) return;
-    painter.setFont(systemFont(hintSize, QFont::Normal));
+    painter.setFont(overlayFont(hintSize, QFont::Normal));
     painter.setPen(overlay::white(hintOpacity));
     painter.drawText(QRectF(0, place.bottom() + gap, width(), hintHeight), Qt::AlignCenter, hint_);
 }
 
 void CountdownView::drawNumber(QPainter& painter, const QRectF& place, int value, double shift,
                                double opacity) const {
-    const QFont font = systemFont(numberSize, QFont::Bold);
+    const QFont font = overlayFont(numberSize, QFont::Bold);
     const QString text = QString::number(value);
     const double left = place.center().x() - QFontMetricsF(font).horizontalAdvance(text) / 2;
     painter.setFont(font);

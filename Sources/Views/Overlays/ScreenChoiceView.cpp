@@ -1,6 +1,7 @@
 #include "Views/Overlays/ScreenChoiceView.h"
 
 #include "Views/Overlays/OverlayColors.h"
+#include "Views/Overlays/OverlayFont.h"
 #include "Views/QtText.h"
 #include "Views/Symbols.h"
 #include "Views/Theme.h"
@@ -39,13 +40,6 @@ constexpr int badgeSize = 16;
 constexpr double badgeOpacity = 0.16;
 constexpr double badgeGap = 10;
 
-QFont systemFont(int pixels, QFont::Weight weight) {
-    QFont font;
-    font.setPixelSize(pixels);
-    font.setWeight(weight);
-    return font;
-}
-
 /// A part of the group that is only looked at.
 class Drawing final : public QWidget {
  public:
@@ -82,7 +76,7 @@ Drawing* symbolDrawing(QWidget* parent) {
 
 /// The number on a key cap, for that is what it is good for, and the name.
 Drawing* titleDrawing(int number, const QString& whole, QWidget* parent) {
-    const QFontMetricsF metrics(systemFont(titleSize, QFont::DemiBold));
+    const QFontMetricsF metrics(overlayFont(titleSize, QFont::DemiBold));
     const QString name = metrics.elidedText(whole, Qt::ElideRight, widestName);
     const double nameWidth = metrics.horizontalAdvance(name);
     const double width = badgeSide + badgeGap + nameWidth;
@@ -94,16 +88,16 @@ Drawing* titleDrawing(int number, const QString& whole, QWidget* parent) {
         painter.setBrush(overlay::white(badgeOpacity));
         painter.drawRoundedRect(badge, badgeCorner, badgeCorner);
         painter.setPen(Qt::white);
-        painter.setFont(systemFont(badgeSize, QFont::DemiBold));
+        painter.setFont(overlayFont(badgeSize, QFont::DemiBold));
         painter.drawText(badge, Qt::AlignCenter, QString::number(number));
-        painter.setFont(systemFont(titleSize, QFont::DemiBold));
+        painter.setFont(overlayFont(titleSize, QFont::DemiBold));
         painter.drawText(row.adjusted(badgeSide + badgeGap, 0, 1, 0), Qt::AlignLeft | Qt::AlignVCenter, name);
     };
     return new Drawing({static_cast<int>(width) + 1, static_cast<int>(metrics.height()) + 1}, draw, parent);
 }
 
 Drawing* pixelsDrawing(const QString& text, QWidget* parent) {
-    const QFont font = systemFont(pixelsSize, QFont::Normal);
+    const QFont font = overlayFont(pixelsSize, QFont::Normal);
     const auto draw = [=](QPainter& painter, const QRectF& place) {
         painter.setFont(font);
         painter.setPen(overlay::white(pixelsOpacity));
