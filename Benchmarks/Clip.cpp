@@ -1,6 +1,6 @@
 #include "Benchmarks/Clip.h"
 
-#include "Linux/X11/Nv12Converter.h"
+#include "Linux/X11/Pixels/Nv12Converter.h"
 #include "Tests/Stage/Scene/Font.h"
 #include "Tests/Stage/Scene/Image.h"
 #include "Tests/Stage/Scene/Landscape.h"

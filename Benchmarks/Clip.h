@@ -4,8 +4,8 @@
 // changes from picture to picture as does on a screen.
 #pragma once
 
-#include "Linux/X11/PixelBufferPool.h"
-#include "Linux/X11/ShadowImage.h"
+#include "Linux/X11/Pixels/PixelBufferPool.h"
+#include "Linux/X11/Pixels/ShadowImage.h"
 #include "Platform/CMSampleBuffer.h"
 
 #include <cstdint>

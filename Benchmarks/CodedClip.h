@@ -1,7 +1,7 @@
 // CodedClip: samples as an encoder gives them, kept to be decoded and compared with their pictures.
 #pragma once
 
-#include "Linux/Media/VideoEncoder.h"
+#include "Linux/Media/Encoding/VideoEncoder.h"
 #include "Platform/CMSampleBuffer.h"
 
 extern "C" {

@@ -7,8 +7,8 @@
 
 #include "Benchmarks/Clip.h"
 #include "Benchmarks/CodedClip.h"
-#include "Linux/Media/H264Encoder.h"
-#include "Linux/Media/HevcEncoder.h"
+#include "Linux/Media/Encoding/H264Encoder.h"
+#include "Linux/Media/Encoding/HevcEncoder.h"
 
 #include <benchmark/benchmark.h>
 

@@ -3,7 +3,7 @@
 //
 //   lumicrate-finish-bench [FOLDER] [HOURS…]
 
-#include "Linux/Media/MovieFile.h"
+#include "Linux/Media/MovieFile/MovieFile.h"
 #include "Tests/Stage/ChildProcess.h"
 
 #include <fmt/format.h>

@@ -1,7 +1,7 @@
 #include "Benchmarks/GifMovies.h"
 
 #include "Benchmarks/Clip.h"
-#include "Linux/Media/AssetWriter.h"
+#include "Linux/Media/MovieFile/AssetWriter.h"
 #include "Platform/AVAssetWriter.h"
 #include "Tests/Stage/ChildProcess.h"
 

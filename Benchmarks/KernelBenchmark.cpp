@@ -1,14 +1,14 @@
 // The work on pixels between the screen and the encoder, each kernel alone and on full HD pictures.
 
-#include "Linux/Media/MacroblockMap.h"
-#include "Linux/X11/BgraPicture.h"
-#include "Linux/X11/BlockRegion.h"
-#include "Linux/X11/CursorOverlay.h"
-#include "Linux/X11/Nv12Converter.h"
-#include "Linux/X11/PictureComposer.h"
-#include "Linux/X11/PictureScaler.h"
-#include "Linux/X11/PixelBufferPool.h"
-#include "Linux/X11/ShadowImage.h"
+#include "Linux/Media/Encoding/MacroblockMap.h"
+#include "Linux/X11/Capture/CursorOverlay.h"
+#include "Linux/X11/Capture/PictureComposer.h"
+#include "Linux/X11/Pixels/BgraPicture.h"
+#include "Linux/X11/Pixels/BlockRegion.h"
+#include "Linux/X11/Pixels/Nv12Converter.h"
+#include "Linux/X11/Pixels/PictureScaler.h"
+#include "Linux/X11/Pixels/PixelBufferPool.h"
+#include "Linux/X11/Pixels/ShadowImage.h"
 
 #include <benchmark/benchmark.h>
 

@@ -4,12 +4,12 @@
 //
 //   lumicrate-selection-bench
 #include "App/Machine.h"
-#include "Linux/X11/WindowPictures.h"
-#include "Lumicrate/Overlays/AreaSelection.h"
+#include "Linux/X11/Windows/WindowPictures.h"
+#include "Lumicrate/Overlays/Selection/AreaSelector.h"
 #include "Tests/Stage/PrivateDesktop.h"
+#include "Views/Desktop/Screens.h"
 #include "Views/Overlays/PanelContents.h"
-#include "Views/Overlays/Selection/SelectionOverlay.h"
-#include "Views/Screens.h"
+#include "Views/Overlays/Selection/SelectionView.h"
 
 #include <fmt/format.h>
 #include <xcb/xcb.h>
@@ -84,7 +84,7 @@ class Selecting {
         : screen_(views::Screens(nullptr).screens().front().frame),
           view_({screen_.size(), 1, {{{300, 200, 900, 600}, "A window", 7}}, false}, model_,
                 [](auto, auto) {}) {
-        auto overlay = std::make_unique<views::SelectionOverlay>(
+        auto overlay = std::make_unique<views::SelectionView>(
             view_, still, [](const QKeyEvent&) { return NSEvent(); }, std::make_unique<Bar>(),
             std::make_unique<Bar>());
         overlay_ = overlay.get();
@@ -94,7 +94,7 @@ class Selecting {
         panel_->orderFrontRegardless();
         settle();
     }
-    SelectionView& view() { return view_; }
+    SelectionModel& view() { return view_; }
 
     /// The time of each step of a drag there and back.
     std::vector<double> drag(Point from, double dx, double dy, bool wholly) {
@@ -134,10 +134,10 @@ class Selecting {
 
     Rect screen_;
     AreaToolbarModel model_{"Record", {}};
-    SelectionView view_;
+    SelectionModel view_;
     views::PanelContents contents_;
     std::unique_ptr<NSPanel> panel_;
-    views::SelectionOverlay* overlay_ = nullptr;
+    views::SelectionView* overlay_ = nullptr;
     std::optional<PaintWatch> watch_;
 };
 

@@ -1,13 +1,13 @@
 #include "App/AppWindows.h"
 
-#include "Lumicrate/Welcome.h"
+#include "Lumicrate/Shell/Welcome.h"
 #include "Support/Error.h"
 #include "Support/SerialQueue.h"
 #include "Views/MainWindow/DateText.h"
 #include "Views/Settings/SettingsWindow.h"
-#include "Views/Windows/AboutWindow.h"
-#include "Views/Windows/PermissionWindow.h"
-#include "Views/Windows/WelcomeWindow.h"
+#include "Views/Shell/AboutWindow.h"
+#include "Views/Shell/PermissionWindow.h"
+#include "Views/Shell/WelcomeWindow.h"
 
 #include <QApplication>
 #include <QEvent>
@@ -60,8 +60,8 @@ AppWindows::AppWindows(Machine& machine, Desk& desk, Services& services, Recordi
 
 AppWindows::~AppWindows() = default;
 
-ContentView::Services AppWindows::contentServices() {
-    ContentView::Commands commands;
+MainWindowModel::Services AppWindows::contentServices() {
+    MainWindowModel::Commands commands;
     commands.openSettings = [this] { showSettings(); };
     commands.openFolder = [this] { openRecordingsFolder(); };
     commands.showAbout = [this] { showAbout(); };
@@ -91,15 +91,15 @@ void AppWindows::showMain() {
 
 void AppWindows::showSettings() {
     windows_.show("settings", [this] {
-        return std::make_unique<views::SettingsWindow>(std::make_unique<SettingsView>(
-            SettingsView::Services{{machine_.defaults, services_.hotKeys, desk_.keyMonitor,
-                                    [this] { services_.recorder.registerHotKeys(); }, QApplication::beep},
-                                   loginItem_,
-                                   services_.recorder.microphones,
-                                   services_.recorder.unavailableHotKeys,
-                                   services_.folder.folder(),
-                                   homeFolder(),
-                                   [this] { workspace_.openURL(services_.folder.folder()); }}));
+        return std::make_unique<views::SettingsWindow>(std::make_unique<SettingsModel>(
+            SettingsModel::Services{{machine_.defaults, services_.hotKeys, desk_.keyMonitor,
+                                     [this] { services_.recorder.registerHotKeys(); }, QApplication::beep},
+                                    loginItem_,
+                                    services_.recorder.microphones,
+                                    services_.recorder.unavailableHotKeys,
+                                    services_.folder.folder(),
+                                    homeFolder(),
+                                    [this] { workspace_.openURL(services_.folder.folder()); }}));
     });
 }
 

@@ -7,14 +7,14 @@
 #include "Linux/Desktop/LoginItem.h"
 #include "Linux/Desktop/Workspace.h"
 #include "Linux/Media/Images/ImageIO.h"
-#include "Lumicrate/AppInfo.h"
-#include "Lumicrate/ContentView.h"
-#include "Lumicrate/MenuBar.h"
-#include "Lumicrate/Permissions.h"
-#include "Lumicrate/RecordingLibrary.h"
-#include "Lumicrate/SettingsView.h"
+#include "Lumicrate/Library/RecordingLibrary.h"
+#include "Lumicrate/MainWindow/MainWindowModel.h"
+#include "Lumicrate/Settings/SettingsModel.h"
+#include "Lumicrate/Shell/AppInfo.h"
+#include "Lumicrate/Shell/MenuBar.h"
+#include "Lumicrate/Shell/Permissions.h"
 #include "Views/MainWindow/MainWindow.h"
-#include "Views/Windows/SingleWindow.h"
+#include "Views/Shell/SingleWindow.h"
 
 #include <filesystem>
 #include <functional>
@@ -54,7 +54,7 @@ class AppWindows {
  private:
     class CloseWatch;
 
-    ContentView::Services contentServices();
+    MainWindowModel::Services contentServices();
     Permissions::Facts facts() const;
 
     Machine& machine_;
@@ -66,7 +66,7 @@ class AppWindows {
     AppInfo info_;
     desktop::LoginItem loginItem_;
     media::ImageIO images_;
-    ContentView content_;
+    MainWindowModel content_;
     Permissions permissions_;
     std::unique_ptr<CloseWatch> closeWatch_;
     std::unique_ptr<views::MainWindow> main_;

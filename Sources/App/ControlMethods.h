@@ -2,7 +2,7 @@
 #pragma once
 
 #include "Linux/Desktop/BusService.h"
-#include "Lumicrate/RemoteControl.h"
+#include "Lumicrate/Shell/RemoteControl.h"
 
 #include <string>
 #include <vector>

@@ -9,7 +9,7 @@ namespace lumicrate::app {
 namespace {
 
 /// The toolkit and the capture know screens by the same names.
-views::Screens::DisplayIDs displayIDs(const CaptureKit& capture) {
+views::Screens::DisplayIDs displayIDs(const capture::CaptureKit& capture) {
     return [&capture](const std::string& name) -> std::optional<std::uint32_t> {
         try {
             for (const SCDisplay& each : capture.displays()) {

@@ -1,7 +1,6 @@
 #include "App/DesktopApp.h"
 
 #include "App/AppWindows.h"
-#include "App/CaptureKit.h"
 #include "App/CommandLine/CommandLine.h"
 #include "App/CommandLine/Recovery.h"
 #include "App/ControlMethods.h"
@@ -10,19 +9,20 @@
 #include "App/Machine.h"
 #include "App/Services.h"
 #include "App/Signals.h"
+#include "Linux/Capture/CaptureKit.h"
 #include "Linux/Desktop/Appearance.h"
 #include "Linux/Desktop/BusService.h"
 #include "Linux/Desktop/FolderWatch.h"
 #include "Linux/Desktop/SessionBus.h"
 #include "Linux/Desktop/Workspace.h"
-#include "Lumicrate/AppDelegate.h"
-#include "Lumicrate/MenuBar.h"
-#include "Lumicrate/RecordingLibrary.h"
-#include "Lumicrate/RemoteControl.h"
+#include "Lumicrate/Library/RecordingLibrary.h"
+#include "Lumicrate/Shell/AppDelegate.h"
+#include "Lumicrate/Shell/MenuBar.h"
+#include "Lumicrate/Shell/RemoteControl.h"
 #include "Support/Error.h"
-#include "Views/Symbols.h"
-#include "Views/Theme.h"
-#include "Views/Tray/TrayIcon.h"
+#include "Views/Shell/TrayIcon.h"
+#include "Views/Widgets/Symbols.h"
+#include "Views/Widgets/Theme.h"
 
 #include <fmt/format.h>
 
@@ -142,7 +142,7 @@ class DesktopApp {
 
 int runDesktopApp(int argc, char** argv, bool inBackground) try {
     // The toolkit would only abort.
-    if (!CaptureKit().CGPreflightScreenCaptureAccess()) {
+    if (!capture::CaptureKit().CGPreflightScreenCaptureAccess()) {
         fmt::print(
             stderr, "lumicrate: {}\n",
             localized("No display server can be reached; “lumicrate --help” tells what works without."));

@@ -1,6 +1,6 @@
 #include "App/LibraryServices.h"
 
-#include "Linux/Media/AssetSummary.h"
+#include "Linux/Media/MovieFile/AssetSummary.h"
 #include "Support/SerialQueue.h"
 
 #include <algorithm>

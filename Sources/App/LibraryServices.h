@@ -1,7 +1,7 @@
 // What the recording library is given on this machine.
 #pragma once
 
-#include "Lumicrate/RecordingLengths.h"
+#include "Lumicrate/Library/RecordingLengths.h"
 
 namespace lumicrate::app {
 

@@ -1,7 +1,7 @@
 #include "App/Machine.h"
 
 #include "App/CommandLine/Recovery.h"
-#include "Lumicrate/RecordingOptions.h"
+#include "Lumicrate/Recording/RecordingOptions.h"
 
 namespace lumicrate::app {
 

@@ -1,13 +1,13 @@
 // Machine: what this machine offers a recorder, made once.
 #pragma once
 
-#include "App/CaptureKit.h"
 #include "App/QtExecutor.h"
+#include "Linux/Capture/CaptureKit.h"
 #include "Linux/Desktop/FileManager.h"
 #include "Linux/Desktop/ProcessInfo.h"
 #include "Linux/Desktop/UserDefaults.h"
 #include "Linux/Media/Editing/Assets.h"
-#include "Linux/Media/UnfinishedMovies.h"
+#include "Linux/Media/MovieFile/UnfinishedMovies.h"
 #include "Linux/PipeWire/Devices.h"
 #include "Support/MediaTime.h"
 #include "Support/Notifications.h"
@@ -30,7 +30,7 @@ class Machine {
     desktop::ProcessInfo process;
     media::UnfinishedMovies unfinished;
     pipewire::Devices devices;
-    CaptureKit capture;
+    capture::CaptureKit capture;
     media::Assets assets;
     NotificationCenter notifications;
 };

@@ -1,6 +1,6 @@
 #include "App/Services.h"
 
-#include "Linux/Media/AssetWriter.h"
+#include "Linux/Media/MovieFile/AssetWriter.h"
 #include "Support/SerialQueue.h"
 
 #include <memory>

@@ -2,10 +2,10 @@
 #pragma once
 
 #include "App/Machine.h"
-#include "Lumicrate/AudioMixdown.h"
-#include "Lumicrate/HotKeys.h"
-#include "Lumicrate/RecordingFolder.h"
-#include "Lumicrate/ScreenRecorder.h"
+#include "Lumicrate/Library/RecordingFolder.h"
+#include "Lumicrate/Movie/AudioMixdown.h"
+#include "Lumicrate/Recording/ScreenRecorder.h"
+#include "Lumicrate/Shortcuts/HotKeyCenter.h"
 
 namespace lumicrate::app {
 

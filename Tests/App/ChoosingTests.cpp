@@ -1,5 +1,5 @@
 // What to record, chosen on the screen of the real application by mouse and keys, and found in the recording.
-#include "Linux/X11/BgraPicture.h"
+#include "Linux/X11/Pixels/BgraPicture.h"
 #include "Tests/App/DrivenApp.h"
 #include "Tests/Linux/X11/TestWindow.h"
 #include "Tests/Stage/MovieProbe.h"

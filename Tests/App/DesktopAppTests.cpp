@@ -4,7 +4,7 @@
 #include "Tests/Linux/Desktop/EventLoop.h"
 #include "Tests/Linux/X11/TestWindow.h"
 #include "Tests/Stage/MovieProbe.h"
-#include "Tests/Views/Tray/NotifierHost.h"
+#include "Tests/Views/Shell/NotifierHost.h"
 
 #include <gmock/gmock.h>
 

@@ -4,9 +4,9 @@
 #include "App/Headless.h"
 #include "App/Services.h"
 #include "Tests/App/Recording.h"
-#include "Tests/Core/FakeOverlays.h"
 #include "Tests/Linux/TemporaryFolder.h"
 #include "Tests/Linux/X11/TestWindow.h"
+#include "Tests/Lumicrate/Recording/FakeOverlays.h"
 #include "Tests/Stage/MovieProbe.h"
 #include "Tests/Stage/PrivateDesktop.h"
 

@@ -1,6 +1,6 @@
 // Whatever somebody types as a recording's name, it becomes one that a file can have; and whatever a movie
 // tells, the facts about it are one line.
-#include "Lumicrate/FileNames.h"
+#include "Lumicrate/Library/FileNames.h"
 #include "Lumicrate/Preview/RecordingFiles.h"
 #include "Tests/Fuzz/Check.h"
 

@@ -3,7 +3,7 @@
 #include "App/CommandLine/OptionParser.h"
 #include "App/CommandLine/Preferences.h"
 #include "Linux/Desktop/UserDefaults.h"
-#include "Lumicrate/RecordingOptions.h"
+#include "Lumicrate/Recording/RecordingOptions.h"
 #include "Tests/Fuzz/Check.h"
 #include "Tests/Linux/TemporaryFolder.h"
 

@@ -25,11 +25,14 @@ reject Lumicrate "Linux/|Views/|App/|$libraries|$system"
 reject Linux 'Lumicrate/|Views/|App/'
 [ -d Views ] && reject Views 'Linux/|App/'
 
-# No technology leans on another.
+# No technology knows another; Capture combines two of them.
 for folder in Linux/*/; do
   own=$(basename "$folder")
   for other in Linux/*/; do
-    [ "$(basename "$other")" = "$own" ] || reject "Linux/$own" "Linux/$(basename "$other")/"
+    case "$own/$(basename "$other")" in
+      "$own/$own" | Capture/X11 | Capture/PipeWire) continue ;;
+    esac
+    reject "Linux/$own" "Linux/$(basename "$other")/"
   done
 done
 

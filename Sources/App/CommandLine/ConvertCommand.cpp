@@ -5,7 +5,7 @@
 #include "App/CommandLine/OptionParser.h"
 #include "Linux/Desktop/FileManager.h"
 #include "Linux/Media/Editing/Assets.h"
-#include "Lumicrate/MovieConversion.h"
+#include "Lumicrate/Movie/MovieConversion.h"
 
 #include <fmt/format.h>
 

@@ -6,7 +6,7 @@
 #include "Linux/Desktop/FileManager.h"
 #include "Linux/Media/Editing/Assets.h"
 #include "Linux/Media/Images/ImageIO.h"
-#include "Lumicrate/FileNames.h"
+#include "Lumicrate/Library/FileNames.h"
 #include "Lumicrate/Preview/GIFExporter.h"
 
 #include <fmt/format.h>

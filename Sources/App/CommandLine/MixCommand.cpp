@@ -5,7 +5,7 @@
 #include "App/CommandLine/OptionParser.h"
 #include "Linux/Desktop/FileManager.h"
 #include "Linux/Media/Editing/Assets.h"
-#include "Lumicrate/AudioMixdown.h"
+#include "Lumicrate/Movie/AudioMixdown.h"
 
 #include <fmt/format.h>
 

@@ -1,8 +1,8 @@
 #include "App/CommandLine/Preferences.h"
 
 #include "App/CommandLine/OptionParser.h"
-#include "Lumicrate/RecordingOptions.h"
-#include "Lumicrate/Shortcuts.h"
+#include "Lumicrate/Recording/RecordingOptions.h"
+#include "Lumicrate/Shortcuts/Shortcut.h"
 #include "Support/Geometry.h"
 #include "Support/Text.h"
 

@@ -79,7 +79,7 @@ void checkOutput(const std::filesystem::path& output) {
     }
 }
 
-CaptureSource captureSource(RecordRequest& request, const CaptureKit& capture) {
+CaptureSource captureSource(RecordRequest& request, const capture::CaptureKit& capture) {
     if (request.mode == RecordRequest::Mode::audio) return CaptureSource::audioOnly();
     if (!capture.CGPreflightScreenCaptureAccess()) {
         throw LocalizedError(localized("No display server can be reached to record the screen."));

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "App/CommandLine/OptionParser.h"
-#include "Lumicrate/RecordingOptions.h"
+#include "Lumicrate/Recording/RecordingOptions.h"
 #include "Platform/ScreenCaptureKit.h"
 #include "Support/Geometry.h"
 

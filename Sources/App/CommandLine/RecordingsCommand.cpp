@@ -7,8 +7,8 @@
 #include "App/QtExecutor.h"
 #include "Linux/Desktop/FileManager.h"
 #include "Linux/Desktop/Workspace.h"
-#include "Lumicrate/RecordingFolder.h"
-#include "Lumicrate/RecordingLibrary.h"
+#include "Lumicrate/Library/RecordingFolder.h"
+#include "Lumicrate/Library/RecordingLibrary.h"
 #include "Support/Notifications.h"
 #include "Support/Text.h"
 

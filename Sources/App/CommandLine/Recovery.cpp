@@ -1,7 +1,7 @@
 #include "App/CommandLine/Recovery.h"
 
 #include "Linux/Desktop/StateFolder.h"
-#include "Linux/Media/MovieRecovery.h"
+#include "Linux/Media/MovieFile/MovieRecovery.h"
 #include "Support/Error.h"
 #include "Support/Text.h"
 

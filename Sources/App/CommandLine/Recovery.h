@@ -1,7 +1,7 @@
 // Finishing, at the start of any command, what an earlier run was cut off in.
 #pragma once
 
-#include "Linux/Media/UnfinishedMovies.h"
+#include "Linux/Media/MovieFile/UnfinishedMovies.h"
 
 #include <string>
 #include <vector>

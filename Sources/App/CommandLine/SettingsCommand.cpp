@@ -4,7 +4,7 @@
 #include "App/CommandLine/OptionParser.h"
 #include "App/CommandLine/Preferences.h"
 #include "Linux/Desktop/UserDefaults.h"
-#include "Lumicrate/RecordingOptions.h"
+#include "Lumicrate/Recording/RecordingOptions.h"
 #include "Support/Text.h"
 
 #include <fmt/format.h>

@@ -1,12 +1,12 @@
 #include "App/CommandLine/SourcesCommand.h"
 
-#include "App/CaptureKit.h"
 #include "App/CommandLine/CommandLine.h"
 #include "App/CommandLine/OptionParser.h"
 #include "App/CommandLine/TerminalText.h"
+#include "Linux/Capture/CaptureKit.h"
 #include "Linux/Desktop/ProcessInfo.h"
 #include "Linux/PipeWire/Devices.h"
-#include "Lumicrate/SourceLists.h"
+#include "Lumicrate/Capture/SourceLists.h"
 #include "Support/Text.h"
 
 #include <fmt/format.h>
@@ -33,7 +33,7 @@ struct Sources {
 };
 
 Sources findSources() {
-    const CaptureKit capture;
+    const capture::CaptureKit capture;
     Sources sources;
     if (capture.CGPreflightScreenCaptureAccess()) {
         sources.displays = capture.displays();

@@ -1,7 +1,7 @@
 // AreaFrame: shows what part of a screen is being recorded, by a dashed line just outside of it.
 #pragma once
 
-#include "Lumicrate/Overlays/OverlayPanel.h"
+#include "Lumicrate/Overlays/OverlayContents.h"
 #include "Lumicrate/Overlays/RecorderOverlays.h"
 
 #include <cstdint>

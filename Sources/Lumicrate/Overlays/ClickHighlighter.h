@@ -2,7 +2,7 @@
 #pragma once
 
 #include "Lumicrate/Overlays/ClickFlashes.h"
-#include "Lumicrate/Overlays/OverlayPanel.h"
+#include "Lumicrate/Overlays/OverlayContents.h"
 #include "Lumicrate/Overlays/RecorderOverlays.h"
 #include "Platform/NSEvent.h"
 #include "Support/Executor.h"

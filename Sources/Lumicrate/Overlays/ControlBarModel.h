@@ -1,8 +1,8 @@
 // ControlBarModel: what the control bar shows of the running recording, and what its buttons do.
 #pragma once
 
-#include "Lumicrate/ScreenRecorder.h"
-#include "Lumicrate/Shortcuts.h"
+#include "Lumicrate/Recording/ScreenRecorder.h"
+#include "Lumicrate/Shortcuts/Shortcut.h"
 #include "Platform/NSUserDefaults.h"
 #include "Support/Published.h"
 

@@ -1,7 +1,7 @@
 // What the recorder asks of the pieces that appear on the screen around a recording. Main thread only.
 #pragma once
 
-#include "Lumicrate/RecordingOptions.h"
+#include "Lumicrate/Recording/RecordingOptions.h"
 #include "Platform/AVCaptureDevice.h"
 #include "Platform/NSScreen.h"
 #include "Support/Geometry.h"

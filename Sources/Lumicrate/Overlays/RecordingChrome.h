@@ -1,9 +1,9 @@
 // RecordingChrome: the overlays that accompany one recording, shown and hidden together.
 #pragma once
 
-#include "Lumicrate/ContentFilter.h"
+#include "Lumicrate/Capture/ContentFilter.h"
 #include "Lumicrate/Overlays/RecorderOverlays.h"
-#include "Lumicrate/RecordingOptions.h"
+#include "Lumicrate/Recording/RecordingOptions.h"
 #include "Platform/NSScreen.h"
 #include "Support/Geometry.h"
 

@@ -1,7 +1,7 @@
 #include "Lumicrate/Preview/Trimming.h"
 
-#include "Lumicrate/FileNames.h"
-#include "Lumicrate/TemporaryFile.h"
+#include "Lumicrate/Library/FileNames.h"
+#include "Lumicrate/Library/TemporaryFile.h"
 #include "Support/Background.h"
 #include "Support/Error.h"
 

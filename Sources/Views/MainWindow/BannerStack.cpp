@@ -1,9 +1,9 @@
 #include "Views/MainWindow/BannerStack.h"
 
-#include "Views/QtText.h"
-#include "Views/Symbols.h"
-#include "Views/Theme.h"
 #include "Views/Widgets/FlatButton.h"
+#include "Views/Widgets/QtText.h"
+#include "Views/Widgets/Symbols.h"
+#include "Views/Widgets/Theme.h"
 
 #include <QAccessible>
 #include <QHBoxLayout>

@@ -1,7 +1,7 @@
 // BannerStack: the messages at the top of the main window.
 #pragma once
 
-#include "Lumicrate/MessageBanners.h"
+#include "Lumicrate/MainWindow/MessageBanners.h"
 #include "Support/Published.h"
 
 #include <QWidget>

@@ -6,11 +6,11 @@
 #include "Views/MainWindow/RecorderControlsView.h"
 #include "Views/MainWindow/RecordingList.h"
 #include "Views/MainWindow/SourceBarView.h"
-#include "Views/Menus.h"
-#include "Views/QtText.h"
-#include "Views/Symbols.h"
-#include "Views/Theme.h"
 #include "Views/Widgets/FlatButton.h"
+#include "Views/Widgets/Menus.h"
+#include "Views/Widgets/QtText.h"
+#include "Views/Widgets/Symbols.h"
+#include "Views/Widgets/Theme.h"
 #include "Views/Widgets/TintedLabel.h"
 
 #include <QEvent>
@@ -47,8 +47,8 @@ class BigSymbol final : public QWidget {
 
 }  // namespace
 
-MainWindow::MainWindow(ContentView& content) : content_(content) {
-    setWindowTitle(qtText(ContentView::title()));
+MainWindow::MainWindow(MainWindowModel& content) : content_(content) {
+    setWindowTitle(qtText(MainWindowModel::title()));
     setWindowIcon(applicationIcon());
     auto* column = new QVBoxLayout(this);
     column->setContentsMargins(measure::margin, measure::margin, measure::margin, measure::gap);

@@ -1,7 +1,7 @@
 // MainWindow: the program's main window.
 #pragma once
 
-#include "Lumicrate/ContentView.h"
+#include "Lumicrate/MainWindow/MainWindowModel.h"
 
 #include <QWidget>
 
@@ -16,7 +16,7 @@ class RecordingList;
 class MainWindow final : public QWidget {
  public:
     /// Must outlive it.
-    explicit MainWindow(ContentView& content);
+    explicit MainWindow(MainWindowModel& content);
     ~MainWindow() override;
 
     /// Shows the window in front of all others.
@@ -36,7 +36,7 @@ class MainWindow final : public QWidget {
     void restoreSize();
     void storeSize();
 
-    ContentView& content_;
+    MainWindowModel& content_;
 };
 
 }  // namespace lumicrate::views

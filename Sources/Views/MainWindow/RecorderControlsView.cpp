@@ -1,10 +1,10 @@
 #include "Views/MainWindow/RecorderControlsView.h"
 
-#include "Views/Menus.h"
-#include "Views/QtText.h"
-#include "Views/Symbols.h"
-#include "Views/Theme.h"
 #include "Views/Widgets/LevelMeter.h"
+#include "Views/Widgets/Menus.h"
+#include "Views/Widgets/QtText.h"
+#include "Views/Widgets/Symbols.h"
+#include "Views/Widgets/Theme.h"
 #include "Views/Widgets/TintedLabel.h"
 
 #include <QHBoxLayout>

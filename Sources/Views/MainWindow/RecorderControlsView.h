@@ -1,10 +1,10 @@
 // RecorderControlsView: the record button, what is recorded along, and how loud the microphone is.
 #pragma once
 
-#include "Lumicrate/RecorderControls.h"
+#include "Lumicrate/MainWindow/RecorderControls.h"
 #include "Platform/NSUserDefaults.h"
 #include "Support/Published.h"
-#include "Views/DefaultsBinding.h"
+#include "Views/Widgets/DefaultsBinding.h"
 #include "Views/Widgets/FlatButton.h"
 
 #include <QWidget>

@@ -1,7 +1,7 @@
 #include "Views/MainWindow/RecordingDelegate.h"
 
-#include "Views/QtText.h"
-#include "Views/Symbols.h"
+#include "Views/Widgets/QtText.h"
+#include "Views/Widgets/Symbols.h"
 
 #include <QCursor>
 #include <QLineEdit>

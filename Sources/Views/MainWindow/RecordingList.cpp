@@ -2,8 +2,8 @@
 
 #include "Views/MainWindow/RecordingDelegate.h"
 #include "Views/MainWindow/RecordingListModel.h"
-#include "Views/Menus.h"
-#include "Views/QtText.h"
+#include "Views/Widgets/Menus.h"
+#include "Views/Widgets/QtText.h"
 
 #include <QClipboard>
 #include <QContextMenuEvent>

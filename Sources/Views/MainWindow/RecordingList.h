@@ -2,8 +2,8 @@
 // away.
 #pragma once
 
-#include "Lumicrate/RecordingRows.h"
-#include "Lumicrate/Thumbnails.h"
+#include "Lumicrate/Library/Thumbnails.h"
+#include "Lumicrate/MainWindow/RecordingRows.h"
 
 #include <QListView>
 #include <functional>

@@ -1,9 +1,9 @@
 #include "Views/MainWindow/RecordingListModel.h"
 
-#include "Lumicrate/RowChanges.h"
-#include "Views/QtText.h"
+#include "Lumicrate/MainWindow/RowChanges.h"
 #include "Views/Widgets/PictureRowDelegate.h"
 #include "Views/Widgets/Pictures.h"
+#include "Views/Widgets/QtText.h"
 
 #include <QFile>
 #include <QMimeData>

@@ -1,8 +1,8 @@
 // RecordingListModel: the recordings as Qt's views read them.
 #pragma once
 
-#include "Lumicrate/RecordingRows.h"
-#include "Lumicrate/Thumbnails.h"
+#include "Lumicrate/Library/Thumbnails.h"
+#include "Lumicrate/MainWindow/RecordingRows.h"
 #include "Support/Published.h"
 
 #include <QAbstractListModel>

@@ -1,9 +1,9 @@
 #include "Views/MainWindow/SourceBarView.h"
 
 #include "Views/MainWindow/WindowPickerPopup.h"
-#include "Views/Menus.h"
-#include "Views/QtText.h"
-#include "Views/Theme.h"
+#include "Views/Widgets/Menus.h"
+#include "Views/Widgets/QtText.h"
+#include "Views/Widgets/Theme.h"
 #include "Views/Widgets/TintedLabel.h"
 
 #include <QButtonGroup>

@@ -1,8 +1,8 @@
 // SourceBarView: what to record, chosen in the main window.
 #pragma once
 
-#include "Lumicrate/SourceBar.h"
-#include "Lumicrate/WindowPicker.h"
+#include "Lumicrate/MainWindow/SourceBar.h"
+#include "Lumicrate/MainWindow/WindowPicker.h"
 #include "Support/Published.h"
 #include "Views/Widgets/FlatButton.h"
 

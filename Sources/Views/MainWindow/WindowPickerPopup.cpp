@@ -1,9 +1,9 @@
 #include "Views/MainWindow/WindowPickerPopup.h"
 
-#include "Views/QtText.h"
-#include "Views/Theme.h"
 #include "Views/Widgets/PictureRowDelegate.h"
 #include "Views/Widgets/Pictures.h"
+#include "Views/Widgets/QtText.h"
+#include "Views/Widgets/Theme.h"
 #include "Views/Widgets/TintedLabel.h"
 
 #include <QKeyEvent>

@@ -1,8 +1,8 @@
 // WindowPickerPopup: the windows to choose from, with small pictures of them.
 #pragma once
 
-#include "Lumicrate/SourceBar.h"
-#include "Lumicrate/WindowPicker.h"
+#include "Lumicrate/MainWindow/SourceBar.h"
+#include "Lumicrate/MainWindow/WindowPicker.h"
 #include "Support/Published.h"
 
 #include <QFrame>

@@ -1,9 +1,9 @@
 #include "Views/Overlays/BarButton.h"
 
 #include "Views/Overlays/OverlayColors.h"
-#include "Views/QtText.h"
-#include "Views/Symbols.h"
-#include "Views/Theme.h"
+#include "Views/Widgets/QtText.h"
+#include "Views/Widgets/Symbols.h"
+#include "Views/Widgets/Theme.h"
 
 #include <QEvent>
 #include <QPainter>

@@ -1,7 +1,7 @@
 #include "Views/Overlays/ClickRingsView.h"
 
 #include "Views/Overlays/OverlayColors.h"
-#include "Views/QtText.h"
+#include "Views/Widgets/QtText.h"
 
 #include <QPainter>
 #include <QPainterPathStroker>

@@ -3,8 +3,8 @@
 #include "Views/Overlays/BarButton.h"
 #include "Views/Overlays/OverlayColors.h"
 #include "Views/Overlays/Plate.h"
-#include "Views/QtText.h"
-#include "Views/Theme.h"
+#include "Views/Widgets/QtText.h"
+#include "Views/Widgets/Theme.h"
 
 #include <QFontDatabase>
 #include <QFontMetricsF>

@@ -3,7 +3,7 @@
 #include "Views/Overlays/OverlayColors.h"
 #include "Views/Overlays/OverlayFont.h"
 #include "Views/Overlays/Plate.h"
-#include "Views/QtText.h"
+#include "Views/Widgets/QtText.h"
 
 #include <QFontMetricsF>
 #include <QPainter>

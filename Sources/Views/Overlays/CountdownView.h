@@ -1,7 +1,7 @@
 // CountdownView: a large number in a dark rounded square.
 #pragma once
 
-#include "Lumicrate/Overlays/Countdown.h"
+#include "Lumicrate/Overlays/CountdownController.h"
 #include "Support/Published.h"
 #include "Views/Overlays/OverlayWidget.h"
 

@@ -1,7 +1,7 @@
 #include "Views/Overlays/MicrophoneLevelIcon.h"
 
 #include "Views/Overlays/OverlayColors.h"
-#include "Views/Symbols.h"
+#include "Views/Widgets/Symbols.h"
 
 #include <QPainter>
 #include <QRectF>

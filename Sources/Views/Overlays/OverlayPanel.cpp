@@ -1,6 +1,6 @@
 #include "Views/Overlays/OverlayPanel.h"
 
-#include "Views/Coordinates.h"
+#include "Views/Desktop/Coordinates.h"
 #include "Views/Overlays/OverlayWidget.h"
 #include "Views/Overlays/WindowShape.h"
 

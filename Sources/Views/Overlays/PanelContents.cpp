@@ -1,6 +1,6 @@
 #include "Views/Overlays/PanelContents.h"
 
-#include "Lumicrate/Overlays/AreaSelection.h"
+#include "Lumicrate/Overlays/Selection/AreaSelector.h"
 #include "Views/Overlays/AreaFrameView.h"
 #include "Views/Overlays/ClickRingsView.h"
 #include "Views/Overlays/ControlBarView.h"
@@ -8,7 +8,7 @@
 #include "Views/Overlays/ScreenChoiceView.h"
 #include "Views/Overlays/Selection/AreaToolbarView.h"
 #include "Views/Overlays/Selection/PickBarView.h"
-#include "Views/Overlays/Selection/SelectionOverlay.h"
+#include "Views/Overlays/Selection/SelectionView.h"
 #include "Views/Widgets/Pictures.h"
 
 #include <utility>
@@ -62,7 +62,7 @@ std::unique_ptr<OverlayContent> PanelContents::areaFrame() {
 std::unique_ptr<OverlayContent> PanelContents::selection(AreaSelection& model) {
     QImage still;
     if (model.snapshot) still = sharedImage(*model.snapshot);
-    return content(std::make_unique<SelectionOverlay>(
+    return content(std::make_unique<SelectionView>(
         model.view, std::move(still), keys_,
         std::make_unique<AreaToolbarView>(model.toolbar, model.options, nullptr),
         std::make_unique<PickBarView>(model.toolbar, !model.view.windowsOnly(), nullptr)));

@@ -1,8 +1,8 @@
 // PanelContents: the overlays' contents as widgets, in panels of the one recipe.
 #pragma once
 
-#include "Lumicrate/Overlays/OverlayPanel.h"
-#include "Views/KeyMonitor.h"
+#include "Lumicrate/Overlays/OverlayContents.h"
+#include "Views/Desktop/KeyMonitor.h"
 #include "Views/Overlays/CompositionWatch.h"
 #include "Views/Overlays/OverlayPanel.h"
 #include "Views/Overlays/OverlayWidget.h"

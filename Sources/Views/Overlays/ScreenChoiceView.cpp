@@ -2,11 +2,11 @@
 
 #include "Views/Overlays/OverlayColors.h"
 #include "Views/Overlays/OverlayFont.h"
-#include "Views/QtText.h"
-#include "Views/Symbols.h"
-#include "Views/Theme.h"
 #include "Views/Widgets/FlatButton.h"
 #include "Views/Widgets/Pictures.h"
+#include "Views/Widgets/QtText.h"
+#include "Views/Widgets/Symbols.h"
+#include "Views/Widgets/Theme.h"
 
 #include <QFontMetricsF>
 #include <QMouseEvent>

@@ -1,7 +1,7 @@
 // ScreenChoiceView: what lies over a screen that can be chosen.
 #pragma once
 
-#include "Lumicrate/Overlays/ScreenChooser.h"
+#include "Lumicrate/Overlays/Selection/ScreenChooser.h"
 #include "Views/Overlays/OverlayWidget.h"
 
 #include <QVariantAnimation>

@@ -1,18 +1,18 @@
 #include "Views/Settings/AudioPage.h"
 
-#include "Views/QtText.h"
 #include "Views/Settings/FormRow.h"
-#include "Views/Windows/Card.h"
+#include "Views/Widgets/Card.h"
+#include "Views/Widgets/QtText.h"
 
 #include <QComboBox>
 
 namespace lumicrate::views {
 
-AudioPage::AudioPage(SettingsView& model)
-    : SettingsPage(qtText(SettingsView::title(SettingsView::Page::audio))) {
+AudioPage::AudioPage(SettingsModel& model)
+    : SettingsPage(qtText(SettingsModel::title(SettingsModel::Page::audio))) {
     Card& sources = addCard();
-    sources.addRow(switchRow(SettingsView::captureSystemAudio(), model.defaults()));
-    sources.addRow(switchRow(SettingsView::captureMicrophone(), model.defaults()));
+    sources.addRow(switchRow(SettingsModel::captureSystemAudio(), model.defaults()));
+    sources.addRow(switchRow(SettingsModel::captureMicrophone(), model.defaults()));
     auto* box = new QComboBox;
     FormRow* row = choiceRow(model.microphone(), model.defaults(), *box);
     sources.addRow(row);
@@ -25,7 +25,7 @@ AudioPage::AudioPage(SettingsView& model)
         };
         QMetaObject::invokeMethod(box, bind, Qt::QueuedConnection);
     });
-    addCard().addRow(switchRow(SettingsView::mixAudio(), model.defaults()));
+    addCard().addRow(switchRow(SettingsModel::mixAudio(), model.defaults()));
 }
 
 }  // namespace lumicrate::views

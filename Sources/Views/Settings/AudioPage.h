@@ -1,7 +1,7 @@
 // AudioPage: the sound of recordings.
 #pragma once
 
-#include "Lumicrate/SettingsView.h"
+#include "Lumicrate/Settings/SettingsModel.h"
 #include "Support/Published.h"
 #include "Views/Settings/SettingsPage.h"
 
@@ -10,7 +10,7 @@ namespace lumicrate::views {
 class AudioPage final : public SettingsPage {
  public:
     /// `model` must outlive the page.
-    explicit AudioPage(SettingsView& model);
+    explicit AudioPage(SettingsModel& model);
 
  private:
     Subscription microphoneChanges_;

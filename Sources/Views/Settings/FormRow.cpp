@@ -1,9 +1,9 @@
 #include "Views/Settings/FormRow.h"
 
-#include "Views/DefaultsBinding.h"
-#include "Views/QtText.h"
-#include "Views/Settings/Switch.h"
-#include "Views/Theme.h"
+#include "Views/Widgets/DefaultsBinding.h"
+#include "Views/Widgets/QtText.h"
+#include "Views/Widgets/Switch.h"
+#include "Views/Widgets/Theme.h"
 #include "Views/Widgets/TintedLabel.h"
 
 #include <QComboBox>

@@ -1,7 +1,7 @@
 // Rows of a form: what a control is for, the control, and what went wrong with it.
 #pragma once
 
-#include "Lumicrate/SettingsView.h"
+#include "Lumicrate/Settings/SettingsModel.h"
 #include "Platform/NSUserDefaults.h"
 #include "Support/Published.h"
 

@@ -1,20 +1,20 @@
 #include "Views/Settings/GeneralPage.h"
 
-#include "Views/QtText.h"
 #include "Views/Settings/FormRow.h"
 #include "Views/Settings/LoginRow.h"
-#include "Views/Windows/Card.h"
-#include "Views/Windows/MessageParts.h"
+#include "Views/Shell/MessageParts.h"
+#include "Views/Widgets/Card.h"
+#include "Views/Widgets/QtText.h"
 
 #include <QPushButton>
 
 namespace lumicrate::views {
 
-GeneralPage::GeneralPage(SettingsView& model)
-    : SettingsPage(qtText(SettingsView::title(SettingsView::Page::general))), model_(model) {
+GeneralPage::GeneralPage(SettingsModel& model)
+    : SettingsPage(qtText(SettingsModel::title(SettingsModel::Page::general))), model_(model) {
     Card& recording = addCard();
-    recording.addRow(switchRow(SettingsView::countdown(), model.defaults()));
-    recording.addRow(switchRow(SettingsView::hideSelf(), model.defaults()));
+    recording.addRow(switchRow(SettingsModel::countdown(), model.defaults()));
+    recording.addRow(switchRow(SettingsModel::hideSelf(), model.defaults()));
     recording.addRow(folderRow());
     addCard().addRow(new LoginRow(model.loginItem));
 }

@@ -1,7 +1,7 @@
 // GeneralPage: what holds for all recordings: how they begin, where they go.
 #pragma once
 
-#include "Lumicrate/SettingsView.h"
+#include "Lumicrate/Settings/SettingsModel.h"
 #include "Views/Settings/SettingsPage.h"
 
 namespace lumicrate::views {
@@ -9,12 +9,12 @@ namespace lumicrate::views {
 class GeneralPage final : public SettingsPage {
  public:
     /// `model` must outlive the page.
-    explicit GeneralPage(SettingsView& model);
+    explicit GeneralPage(SettingsModel& model);
 
  private:
     QWidget* folderRow();
 
-    SettingsView& model_;
+    SettingsModel& model_;
 };
 
 }  // namespace lumicrate::views

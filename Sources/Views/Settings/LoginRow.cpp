@@ -1,7 +1,7 @@
 #include "Views/Settings/LoginRow.h"
 
 #include "Views/Settings/FormRow.h"
-#include "Views/Settings/Switch.h"
+#include "Views/Widgets/Switch.h"
 
 #include <QVBoxLayout>
 #include <string>

@@ -1,7 +1,7 @@
 // LoginRow: the switch that starts the program when its user logs in.
 #pragma once
 
-#include "Lumicrate/LoginItem.h"
+#include "Lumicrate/Settings/LoginItem.h"
 #include "Support/Published.h"
 
 #include <QWidget>

@@ -1,8 +1,8 @@
 #include "Views/Settings/SettingsPage.h"
 
-#include "Views/Theme.h"
+#include "Views/Widgets/Card.h"
+#include "Views/Widgets/Theme.h"
 #include "Views/Widgets/TintedLabel.h"
-#include "Views/Windows/Card.h"
 
 #include <QVBoxLayout>
 

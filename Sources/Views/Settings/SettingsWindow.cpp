@@ -1,14 +1,14 @@
 #include "Views/Settings/SettingsWindow.h"
 
-#include "Views/QtText.h"
 #include "Views/Settings/AudioPage.h"
 #include "Views/Settings/GeneralPage.h"
 #include "Views/Settings/ShortcutsPage.h"
 #include "Views/Settings/SidebarDelegate.h"
 #include "Views/Settings/VideoPage.h"
-#include "Views/Symbols.h"
-#include "Views/Theme.h"
-#include "Views/Windows/CloseKeys.h"
+#include "Views/Shell/CloseKeys.h"
+#include "Views/Widgets/QtText.h"
+#include "Views/Widgets/Symbols.h"
+#include "Views/Widgets/Theme.h"
 
 #include <QEvent>
 #include <QHBoxLayout>
@@ -21,15 +21,15 @@ namespace lumicrate::views {
 
 namespace {
 
-SettingsPage* makePage(SettingsView::Page page, SettingsView& model) {
+SettingsPage* makePage(SettingsModel::Page page, SettingsModel& model) {
     switch (page) {
-        case SettingsView::Page::general:
+        case SettingsModel::Page::general:
             return new GeneralPage(model);
-        case SettingsView::Page::video:
+        case SettingsModel::Page::video:
             return new VideoPage(model);
-        case SettingsView::Page::audio:
+        case SettingsModel::Page::audio:
             return new AudioPage(model);
-        case SettingsView::Page::shortcuts:
+        case SettingsModel::Page::shortcuts:
             break;
     }
     return new ShortcutsPage(model);
@@ -37,7 +37,7 @@ SettingsPage* makePage(SettingsView::Page page, SettingsView& model) {
 
 }  // namespace
 
-SettingsWindow::SettingsWindow(std::unique_ptr<SettingsView> model)
+SettingsWindow::SettingsWindow(std::unique_ptr<SettingsModel> model)
     : model_(std::move(model)),
       content_(std::make_unique<QWidget>()),
       sidebar_(new QListWidget),
@@ -73,8 +73,8 @@ void SettingsWindow::makeSidebar() {
     sidebar_->setMouseTracking(true);
     sidebar_->viewport()->setAutoFillBackground(false);
     sidebar_->setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
-    for (const SettingsView::Page page : SettingsView::pages)
-        new QListWidgetItem(symbol(SettingsView::symbolName(page)), qtText(SettingsView::title(page)),
+    for (const SettingsModel::Page page : SettingsModel::pages)
+        new QListWidgetItem(symbol(SettingsModel::symbolName(page)), qtText(SettingsModel::title(page)),
                             sidebar_);
     connect(sidebar_, &QListWidget::currentRowChanged, pages_, &QStackedWidget::setCurrentIndex);
     sidebar_->setFixedWidth(sidebar_->sizeHintForColumn(0) + 2 * measure::gap);
@@ -82,11 +82,11 @@ void SettingsWindow::makeSidebar() {
 }
 
 void SettingsWindow::makePages() {
-    for (const SettingsView::Page page : SettingsView::pages)
+    for (const SettingsModel::Page page : SettingsModel::pages)
         pages_->addWidget(makePage(page, *model_));
 }
 
-void SettingsWindow::showPage(SettingsView::Page page) {
+void SettingsWindow::showPage(SettingsModel::Page page) {
     sidebar_->setCurrentRow(static_cast<int>(page));
 }
 

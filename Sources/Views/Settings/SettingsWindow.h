@@ -1,7 +1,7 @@
 // SettingsWindow: all preferences, page by page.
 #pragma once
 
-#include "Lumicrate/SettingsView.h"
+#include "Lumicrate/Settings/SettingsModel.h"
 
 #include <QWidget>
 #include <memory>
@@ -13,10 +13,10 @@ namespace lumicrate::views {
 
 class SettingsWindow final : public QWidget {
  public:
-    explicit SettingsWindow(std::unique_ptr<SettingsView> model);
+    explicit SettingsWindow(std::unique_ptr<SettingsModel> model);
     ~SettingsWindow() override;
 
-    void showPage(SettingsView::Page page);
+    void showPage(SettingsModel::Page page);
 
  protected:
     void changeEvent(QEvent* event) override;
@@ -26,7 +26,7 @@ class SettingsWindow final : public QWidget {
     void makePages();
 
     // Before what shows it, and so after it when they go.
-    std::unique_ptr<SettingsView> model_;
+    std::unique_ptr<SettingsModel> model_;
     std::unique_ptr<QWidget> content_;
     QListWidget* sidebar_;
     QStackedWidget* pages_;

@@ -1,8 +1,8 @@
 #include "Views/Settings/ShortcutFieldView.h"
 
-#include "Views/QtText.h"
-#include "Views/Symbols.h"
-#include "Views/Theme.h"
+#include "Views/Widgets/QtText.h"
+#include "Views/Widgets/Symbols.h"
+#include "Views/Widgets/Theme.h"
 #include "Views/Widgets/TintedLabel.h"
 
 #include <QApplication>

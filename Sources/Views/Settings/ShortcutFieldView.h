@@ -1,7 +1,7 @@
 // ShortcutFieldView: the control in which a shortcut is seen and typed.
 #pragma once
 
-#include "Lumicrate/ShortcutField.h"
+#include "Lumicrate/Settings/ShortcutField.h"
 #include "Support/Published.h"
 
 #include <QWidget>

@@ -1,7 +1,7 @@
 // ShortcutsPage: the system-wide key combinations.
 #pragma once
 
-#include "Lumicrate/SettingsView.h"
+#include "Lumicrate/Settings/SettingsModel.h"
 #include "Support/Published.h"
 #include "Views/Settings/SettingsPage.h"
 
@@ -10,7 +10,7 @@ namespace lumicrate::views {
 class ShortcutsPage final : public SettingsPage {
  public:
     /// `model` must outlive the page.
-    explicit ShortcutsPage(SettingsView& model);
+    explicit ShortcutsPage(SettingsModel& model);
 
  private:
     Subscription unavailableChanges_;

@@ -1,6 +1,6 @@
 #include "Views/Settings/SidebarDelegate.h"
 
-#include "Views/Theme.h"
+#include "Views/Widgets/Theme.h"
 
 #include <QIcon>
 #include <QPainter>

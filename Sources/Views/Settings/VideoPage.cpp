@@ -1,22 +1,22 @@
 #include "Views/Settings/VideoPage.h"
 
-#include "Views/QtText.h"
 #include "Views/Settings/FormRow.h"
-#include "Views/Windows/Card.h"
+#include "Views/Widgets/Card.h"
+#include "Views/Widgets/QtText.h"
 
 #include <QComboBox>
 
 namespace lumicrate::views {
 
-VideoPage::VideoPage(SettingsView& model)
-    : SettingsPage(qtText(SettingsView::title(SettingsView::Page::video))) {
+VideoPage::VideoPage(SettingsModel& model)
+    : SettingsPage(qtText(SettingsModel::title(SettingsModel::Page::video))) {
     Card& file = addCard();
-    for (const ChoiceSetting& setting : {SettingsView::quality(), SettingsView::framesPerSecond(),
-                                         SettingsView::encodingQuality(), SettingsView::format()})
+    for (const ChoiceSetting& setting : {SettingsModel::quality(), SettingsModel::framesPerSecond(),
+                                         SettingsModel::encodingQuality(), SettingsModel::format()})
         file.addRow(choiceRow(setting, model.defaults(), *new QComboBox));
     Card& pointer = addCard();
-    pointer.addRow(switchRow(SettingsView::showCursor(), model.defaults()));
-    pointer.addRow(switchRow(SettingsView::highlightClicks(), model.defaults()));
+    pointer.addRow(switchRow(SettingsModel::showCursor(), model.defaults()));
+    pointer.addRow(switchRow(SettingsModel::highlightClicks(), model.defaults()));
 }
 
 }  // namespace lumicrate::views

@@ -1,7 +1,7 @@
 // VideoPage: the picture of recordings.
 #pragma once
 
-#include "Lumicrate/SettingsView.h"
+#include "Lumicrate/Settings/SettingsModel.h"
 #include "Views/Settings/SettingsPage.h"
 
 namespace lumicrate::views {
@@ -9,7 +9,7 @@ namespace lumicrate::views {
 class VideoPage final : public SettingsPage {
  public:
     /// `model` must outlive the page.
-    explicit VideoPage(SettingsView& model);
+    explicit VideoPage(SettingsModel& model);
 };
 
 }  // namespace lumicrate::views

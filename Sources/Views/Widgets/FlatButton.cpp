@@ -1,7 +1,7 @@
 #include "Views/Widgets/FlatButton.h"
 
-#include "Views/Symbols.h"
-#include "Views/Theme.h"
+#include "Views/Widgets/Symbols.h"
+#include "Views/Widgets/Theme.h"
 
 #include <QFontMetrics>
 #include <QKeyEvent>

@@ -1,6 +1,6 @@
 #include "Views/Widgets/LevelMeter.h"
 
-#include "Views/Theme.h"
+#include "Views/Widgets/Theme.h"
 
 #include <QPainter>
 #include <algorithm>

@@ -1,6 +1,6 @@
 #include "Views/Widgets/PictureRowDelegate.h"
 
-#include "Views/Symbols.h"
+#include "Views/Widgets/Symbols.h"
 
 #include <QPainter>
 #include <QPainterPath>

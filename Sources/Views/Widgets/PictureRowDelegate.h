@@ -1,7 +1,7 @@
 // PictureRowDelegate: rows of a list with a picture on the left and two lines of text beside it.
 #pragma once
 
-#include "Views/Theme.h"
+#include "Views/Widgets/Theme.h"
 
 #include <QImage>
 #include <QStyledItemDelegate>

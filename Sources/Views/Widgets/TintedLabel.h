@@ -1,7 +1,7 @@
 // TintedLabel: text in one of the theme's colours, light or dark.
 #pragma once
 
-#include "Views/Theme.h"
+#include "Views/Widgets/Theme.h"
 
 #include <QLabel>
 #include <QString>

@@ -2,7 +2,7 @@
 // drop.
 #pragma once
 
-#include "Linux/Media/AssetWriter.h"
+#include "Linux/Media/MovieFile/AssetWriter.h"
 #include "Platform/AVAssetWriter.h"
 #include "Support/Error.h"
 #include "Tests/Linux/Media/TestPicture.h"

@@ -2,7 +2,7 @@
 // known again by its size.
 #pragma once
 
-#include "Linux/Media/MovieFile.h"
+#include "Linux/Media/MovieFile/MovieFile.h"
 
 #include <cstdint>
 #include <filesystem>

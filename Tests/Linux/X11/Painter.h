@@ -1,7 +1,7 @@
 // Painter: draws on a server's screen, as any program might, and says what is to be seen there.
 #pragma once
 
-#include "Linux/X11/BgraPicture.h"
+#include "Linux/X11/Pixels/BgraPicture.h"
 #include "Support/Geometry.h"
 #include "Tests/Stage/Xcb.h"
 

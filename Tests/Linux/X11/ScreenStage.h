@@ -1,9 +1,9 @@
 // ScreenStage: a server, somebody who draws on it, and a source that captures it.
 #pragma once
 
-#include "Linux/X11/Displays.h"
-#include "Linux/X11/ScreenSource.h"
-#include "Tests/Linux/X11/FrameCollector.h"
+#include "Linux/X11/Capture/ScreenSource.h"
+#include "Linux/X11/Screens/Displays.h"
+#include "Tests/Linux/X11/Capture/FrameCollector.h"
 #include "Tests/Linux/X11/Painter.h"
 #include "Tests/Stage/Xvfb.h"
 

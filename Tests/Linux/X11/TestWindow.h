@@ -1,7 +1,7 @@
 // TestWindow: a window as an application has it, or a panel that no window manager touches.
 #pragma once
 
-#include "Linux/X11/BgraPicture.h"
+#include "Linux/X11/Pixels/BgraPicture.h"
 #include "Support/Geometry.h"
 #include "Tests/Stage/Xcb.h"
 

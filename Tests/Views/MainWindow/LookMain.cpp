@@ -3,8 +3,8 @@
 // Without a picture ("-") the window stays until it is closed.
 #include "Tests/Views/MainWindow/MainWindowStage.h"
 #include "Views/MainWindow/RecordingList.h"
-#include "Views/Theme.h"
 #include "Views/Widgets/FlatButton.h"
+#include "Views/Widgets/Theme.h"
 
 #include <QAction>
 #include <QApplication>

@@ -85,12 +85,13 @@ MainWindowStage::MainWindowStage() {
         [this](const std::filesystem::path& url) { previewed.push_back(url.filename()); },
         [this] { commands.emplace_back("beep"); }});
     const auto note = [this](std::string name) { return [this, name] { commands.push_back(name); }; };
-    ContentView::Commands given{note("settings"), note("folder"), note("about"), note("quit"),
-                                [] { return std::vector{MenuItem::command("Check for Updates…", [] {})}; }};
-    content.emplace(ContentView::Services{executor, defaults, *recorder, *library,
-                                          RecordingFiles(files, notifications), workspace, images,
-                                          std::make_unique<SerialQueue>("thumbnails"), &screenshots, &mixing,
-                                          views::formatDate, std::move(given)});
+    MainWindowModel::Commands given{note("settings"), note("folder"), note("about"), note("quit"), [] {
+                                        return std::vector{MenuItem::command("Check for Updates…", [] {})};
+                                    }};
+    content.emplace(MainWindowModel::Services{executor, defaults, *recorder, *library,
+                                              RecordingFiles(files, notifications), workspace, images,
+                                              std::make_unique<SerialQueue>("thumbnails"), &screenshots,
+                                              &mixing, views::formatDate, std::move(given)});
     window = std::make_unique<views::MainWindow>(*content);
 }
 

@@ -5,10 +5,10 @@
 #include "App/QtExecutor.h"
 #include "Linux/Desktop/FileManager.h"
 #include "Linux/Media/Images/ImageIO.h"
-#include "Lumicrate/ContentView.h"
+#include "Lumicrate/MainWindow/MainWindowModel.h"
 #include "Support/SerialQueue.h"
-#include "Tests/Core/FakeAssetWriter.h"
-#include "Tests/Core/FakePlatform.h"
+#include "Tests/Lumicrate/FakePlatform.h"
+#include "Tests/Lumicrate/Movie/FakeAssetWriter.h"
 #include "Views/MainWindow/MainWindow.h"
 
 #include <deque>
@@ -86,7 +86,7 @@ class MainWindowStage {
     std::vector<std::string> commands;
     std::optional<ScreenRecorder> recorder;
     std::optional<RecordingLibrary> library;
-    std::optional<ContentView> content;
+    std::optional<MainWindowModel> content;
     std::unique_ptr<views::MainWindow> window;
 };
 

@@ -2,10 +2,10 @@
 #include "Tests/Stage/PrivateDesktop.h"
 #include "Tests/Views/MainWindow/MainWindowStage.h"
 #include "Views/MainWindow/RecordingList.h"
-#include "Views/Menus.h"
-#include "Views/Theme.h"
 #include "Views/Widgets/FlatButton.h"
+#include "Views/Widgets/Menus.h"
 #include "Views/Widgets/PictureRowDelegate.h"
+#include "Views/Widgets/Theme.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

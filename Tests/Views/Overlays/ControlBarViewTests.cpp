@@ -1,10 +1,10 @@
 // The control bar in the hands of a person: real clicks and drags on a real display.
-#include "Lumicrate/Overlays/ControlBar.h"
-#include "Tests/Core/RecorderFixture.h"
+#include "Lumicrate/Overlays/ControlBarController.h"
+#include "Tests/Lumicrate/Recording/RecorderFixture.h"
 #include "Tests/Views/Overlays/OverlayStage.h"
+#include "Views/Desktop/Screens.h"
 #include "Views/Overlays/BarButton.h"
 #include "Views/Overlays/PanelContents.h"
-#include "Views/Screens.h"
 
 namespace lumicrate::test {
 namespace {

@@ -2,12 +2,12 @@
 // compositing manager, without one, and while it comes and goes. Places are in points, y up.
 #include "Lumicrate/Overlays/AreaFrame.h"
 #include "Lumicrate/Overlays/ClickHighlighter.h"
-#include "Lumicrate/Overlays/Countdown.h"
-#include "Tests/Core/FakeOverlayContents.h"
-#include "Tests/Core/FakePlatform.h"
+#include "Lumicrate/Overlays/CountdownController.h"
+#include "Tests/Lumicrate/FakePlatform.h"
+#include "Tests/Lumicrate/Overlays/FakeOverlayContents.h"
 #include "Tests/Views/Overlays/OverlayStage.h"
+#include "Views/Desktop/Screens.h"
 #include "Views/Overlays/PanelContents.h"
-#include "Views/Screens.h"
 
 #include <gmock/gmock.h>
 

@@ -6,7 +6,7 @@
 #include "Tests/Stage/Picture.h"
 #include "Tests/Stage/PrivateDesktop.h"
 #include "Tests/Stage/Xcb.h"
-#include "Views/Coordinates.h"
+#include "Views/Desktop/Coordinates.h"
 
 #include <gtest/gtest.h>
 

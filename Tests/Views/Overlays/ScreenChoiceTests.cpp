@@ -1,10 +1,10 @@
 // The choice of a screen in the hands of a person, on two screens; with a compositing manager and without.
-#include "Lumicrate/Overlays/ScreenChooser.h"
+#include "Lumicrate/Overlays/Selection/ScreenChooser.h"
 #include "Tests/Support/VirtualExecutor.h"
 #include "Tests/Views/Overlays/OverlayStage.h"
-#include "Views/KeyMonitor.h"
+#include "Views/Desktop/KeyMonitor.h"
+#include "Views/Desktop/Screens.h"
 #include "Views/Overlays/PanelContents.h"
-#include "Views/Screens.h"
 
 #include <optional>
 #include <utility>

@@ -1,13 +1,13 @@
 // What the windows of settings are made with: preferences and services of a test, keys of a real display.
 #pragma once
 
-#include "Lumicrate/RecordingOptions.h"
-#include "Lumicrate/SettingsView.h"
-#include "Tests/Core/FakePlatform.h"
-#include "Tests/Core/SettingsFakes.h"
+#include "Lumicrate/Recording/RecordingOptions.h"
+#include "Lumicrate/Settings/SettingsModel.h"
 #include "Tests/Linux/Desktop/EventLoop.h"
+#include "Tests/Lumicrate/FakePlatform.h"
+#include "Tests/Lumicrate/Settings/SettingsFakes.h"
 #include "Tests/Stage/ChildProcess.h"
-#include "Views/KeyMonitor.h"
+#include "Views/Desktop/KeyMonitor.h"
 #include "Views/Settings/SettingsWindow.h"
 
 #include <xcb/xcb.h>
@@ -57,8 +57,8 @@ class Keyboard {
 struct SettingsStage {
     SettingsStage() { RecordingOptions::registerDefaults(defaults); }
 
-    std::unique_ptr<SettingsView> model() {
-        return std::make_unique<SettingsView>(SettingsView::Services{
+    std::unique_ptr<SettingsModel> model() {
+        return std::make_unique<SettingsModel>(SettingsModel::Services{
             {defaults, center, monitor, [this] { bindShortcuts(center, defaults, [](ShortcutAction) {}); },
              [this] { ++beeps; }},
             login,

@@ -1,9 +1,9 @@
 #include "Tests/Stage/PrivateDesktop.h"
 #include "Tests/Views/Settings/SettingsStage.h"
-#include "Views/Windows/AboutWindow.h"
-#include "Views/Windows/PermissionWindow.h"
-#include "Views/Windows/SingleWindow.h"
-#include "Views/Windows/WelcomeWindow.h"
+#include "Views/Shell/AboutWindow.h"
+#include "Views/Shell/PermissionWindow.h"
+#include "Views/Shell/SingleWindow.h"
+#include "Views/Shell/WelcomeWindow.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -71,7 +71,7 @@ class SettingsWindowTests : public testing::Test {
 
 TEST_F(SettingsWindowTests, AShortcutIsTypedOnRealKeys) {
     SettingsWindow& window = open();
-    window.showPage(SettingsView::Page::shortcuts);
+    window.showPage(SettingsModel::Page::shortcuts);
     auto* button = named<QAbstractButton>(window, "Start / stop: Alt");
     ASSERT_NE(button, nullptr);
     struct {
@@ -109,7 +109,7 @@ TEST_F(SettingsWindowTests, AShortcutIsTypedOnRealKeys) {
     EXPECT_EQ(button->text(), "⌥⌘R");
 
     button->click();
-    window.showPage(SettingsView::Page::audio);
+    window.showPage(SettingsModel::Page::audio);
     EXPECT_EQ(settings.hotKeys.grabs.size(), 3U) << "a field that is not seen does not listen";
     type("Escape");
     EXPECT_TRUE(await([&] { return !window.isVisible(); })) << "Escape belongs to the window again";
@@ -117,7 +117,7 @@ TEST_F(SettingsWindowTests, AShortcutIsTypedOnRealKeys) {
 
 TEST_F(SettingsWindowTests, AnotherWindowsComingEndsListening) {
     SettingsWindow& window = open();
-    window.showPage(SettingsView::Page::shortcuts);
+    window.showPage(SettingsModel::Page::shortcuts);
     auto* button = named<QAbstractButton>(window, "Record area: Alt");
     button->click();
     EXPECT_TRUE(settings.hotKeys.grabs.empty());

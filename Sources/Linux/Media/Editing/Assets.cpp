@@ -1,12 +1,12 @@
 #include "Linux/Media/Editing/Assets.h"
 
-#include "Linux/Media/AssetSummary.h"
 #include "Linux/Media/Editing/InputMovie.h"
 #include "Linux/Media/Editing/MixedTrack.h"
 #include "Linux/Media/Editing/OutputMovie.h"
 #include "Linux/Media/Editing/TrackCopy.h"
 #include "Linux/Media/Editing/TrackThreads.h"
 #include "Linux/Media/Editing/VideoCut.h"
+#include "Linux/Media/MovieFile/AssetSummary.h"
 #include "Support/Error.h"
 
 #include <algorithm>

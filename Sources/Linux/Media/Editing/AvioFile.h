@@ -1,7 +1,7 @@
 // AvioFile: a new file that FFmpeg's libraries write.
 #pragma once
 
-#include "Linux/Media/NewFile.h"
+#include "Linux/Media/Files/NewFile.h"
 
 #include <cstdint>
 #include <filesystem>

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "Linux/Media/Editing/Libav.h"
-#include "Linux/Media/InputContainer.h"
+#include "Linux/Media/MovieFile/InputContainer.h"
 #include "Platform/AVAsset.h"
 
 #include <cstdint>

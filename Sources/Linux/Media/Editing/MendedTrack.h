@@ -2,7 +2,7 @@
 #pragma once
 
 #include "Linux/Media/Editing/TrackWriter.h"
-#include "Linux/Media/VideoEncoder.h"
+#include "Linux/Media/Encoding/VideoEncoder.h"
 #include "Platform/AVAsset.h"
 
 #include <cstdint>

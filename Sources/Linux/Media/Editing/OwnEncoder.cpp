@@ -1,7 +1,7 @@
 #include "Linux/Media/Editing/OwnEncoder.h"
 
-#include "Linux/Media/H264Encoder.h"
-#include "Linux/Media/HevcEncoder.h"
+#include "Linux/Media/Encoding/H264Encoder.h"
+#include "Linux/Media/Encoding/HevcEncoder.h"
 
 #include <algorithm>
 #include <array>

@@ -1,7 +1,7 @@
 // OwnEncoder: finds the encoder of ours that pictures in a file come from.
 #pragma once
 
-#include "Linux/Media/VideoEncoder.h"
+#include "Linux/Media/Encoding/VideoEncoder.h"
 
 #include <memory>
 

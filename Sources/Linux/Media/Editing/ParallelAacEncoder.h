@@ -1,7 +1,7 @@
 // ParallelAacEncoder: a whole sound track as AAC, coded by all processors at once.
 #pragma once
 
-#include "Linux/Media/AacEncoder.h"
+#include "Linux/Media/Sound/AacEncoder.h"
 
 #include <functional>
 #include <vector>

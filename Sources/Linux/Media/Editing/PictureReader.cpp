@@ -1,6 +1,6 @@
 #include "Linux/Media/Editing/PictureReader.h"
 
-#include "Linux/Media/Failure.h"
+#include "Linux/Media/Files/Failure.h"
 #include "Support/Error.h"
 
 #include <algorithm>

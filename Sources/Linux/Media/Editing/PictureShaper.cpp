@@ -1,7 +1,7 @@
 #include "Linux/Media/Editing/PictureShaper.h"
 
-#include "Linux/Media/EvenPicture.h"
-#include "Linux/Media/Failure.h"
+#include "Linux/Media/Encoding/EvenPicture.h"
+#include "Linux/Media/Files/Failure.h"
 
 #include <cstddef>
 #include <cstring>

@@ -1,8 +1,8 @@
 #include "Linux/Media/Editing/RecodedTrack.h"
 
 #include "Linux/Media/Editing/PictureReader.h"
-#include "Linux/Media/EvenPicture.h"
-#include "Linux/Media/Failure.h"
+#include "Linux/Media/Encoding/EvenPicture.h"
+#include "Linux/Media/Files/Failure.h"
 #include "Support/Error.h"
 
 #include <algorithm>

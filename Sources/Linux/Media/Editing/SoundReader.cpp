@@ -1,6 +1,6 @@
 #include "Linux/Media/Editing/SoundReader.h"
 
-#include "Linux/Media/Failure.h"
+#include "Linux/Media/Files/Failure.h"
 
 #include <algorithm>
 #include <array>

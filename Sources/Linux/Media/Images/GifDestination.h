@@ -1,9 +1,9 @@
 // GifDestination: CGImageDestination, a GIF file that grows with each image.
 #pragma once
 
+#include "Linux/Media/Files/NewFile.h"
 #include "Linux/Media/Images/FrameQuantizer.h"
 #include "Linux/Media/Images/GifBlocks.h"
-#include "Linux/Media/NewFile.h"
 #include "Platform/AVAsset.h"
 
 #include <cstdint>

@@ -1,6 +1,6 @@
 #include "Linux/Media/Images/PictureRenderer.h"
 
-#include "Linux/Media/Failure.h"
+#include "Linux/Media/Files/Failure.h"
 #include "Linux/Media/Images/YuvColors.h"
 
 #include <algorithm>

@@ -4,7 +4,7 @@
 #include "Views/Overlays/Selection/RecordOptionsBarView.h"
 #include "Views/Overlays/Selection/SegmentedPicker.h"
 #include "Views/Overlays/Selection/SizeField.h"
-#include "Views/QtText.h"
+#include "Views/Widgets/QtText.h"
 
 #include <QHBoxLayout>
 

@@ -1,7 +1,7 @@
 // AreaToolbarView: the toolbar of a selection: its shape and size, what is recorded with it, and the way on.
 #pragma once
 
-#include "Lumicrate/Overlays/AreaToolbar.h"
+#include "Lumicrate/Overlays/Selection/AreaToolbarModel.h"
 #include "Support/Published.h"
 #include "Views/Overlays/Selection/BarPlate.h"
 

@@ -1,7 +1,7 @@
 #include "Views/Overlays/Selection/BarPlate.h"
 
 #include "Views/Overlays/Selection/PlateParts.h"
-#include "Views/Theme.h"
+#include "Views/Widgets/Theme.h"
 
 #include <QCoreApplication>
 #include <QEvent>

@@ -1,7 +1,7 @@
 #include "Views/Overlays/Selection/OptionToggle.h"
 
 #include "Views/Overlays/OverlayColors.h"
-#include "Views/QtText.h"
+#include "Views/Widgets/QtText.h"
 
 namespace lumicrate::views {
 

@@ -1,7 +1,7 @@
 // OptionToggle: a button that turns one of the recording's options on and off.
 #pragma once
 
-#include "Lumicrate/Overlays/RecordOptionsBar.h"
+#include "Lumicrate/Overlays/Selection/RecordOptionsBar.h"
 #include "Views/Overlays/Selection/PlateButton.h"
 
 namespace lumicrate::views {

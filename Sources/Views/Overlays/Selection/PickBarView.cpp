@@ -1,7 +1,7 @@
 #include "Views/Overlays/Selection/PickBarView.h"
 
 #include "Views/Overlays/Selection/PlateButton.h"
-#include "Views/QtText.h"
+#include "Views/Widgets/QtText.h"
 
 #include <QHBoxLayout>
 

@@ -1,7 +1,7 @@
 // PickBarView: what can be done while nothing is selected yet.
 #pragma once
 
-#include "Lumicrate/Overlays/AreaToolbar.h"
+#include "Lumicrate/Overlays/Selection/AreaToolbarModel.h"
 #include "Views/Overlays/Selection/BarPlate.h"
 
 namespace lumicrate::views {

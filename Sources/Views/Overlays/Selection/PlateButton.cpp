@@ -1,11 +1,11 @@
 #include "Views/Overlays/Selection/PlateButton.h"
 
-#include "Views/Menus.h"
 #include "Views/Overlays/Selection/PlateMenu.h"
 #include "Views/Overlays/Selection/PlateParts.h"
-#include "Views/QtText.h"
-#include "Views/Symbols.h"
-#include "Views/Theme.h"
+#include "Views/Widgets/Menus.h"
+#include "Views/Widgets/QtText.h"
+#include "Views/Widgets/Symbols.h"
+#include "Views/Widgets/Theme.h"
 
 #include <QFontMetrics>
 #include <QKeyEvent>

@@ -1,7 +1,7 @@
 // PlateButton: a button on the dark plate of a selection's bar.
 #pragma once
 
-#include "Lumicrate/MenuItem.h"
+#include "Lumicrate/Shell/MenuItem.h"
 
 #include <QAbstractButton>
 #include <QStringList>

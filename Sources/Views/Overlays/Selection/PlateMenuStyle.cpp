@@ -1,7 +1,7 @@
 #include "Views/Overlays/Selection/PlateMenuStyle.h"
 
 #include "Views/Overlays/Selection/PlateParts.h"
-#include "Views/Symbols.h"
+#include "Views/Widgets/Symbols.h"
 
 #include <QFontMetrics>
 #include <QPainter>

@@ -3,7 +3,7 @@
 #include "Views/Overlays/Selection/OptionToggle.h"
 #include "Views/Overlays/Selection/PlateButton.h"
 #include "Views/Overlays/Selection/PlateParts.h"
-#include "Views/QtText.h"
+#include "Views/Widgets/QtText.h"
 
 #include <QHBoxLayout>
 

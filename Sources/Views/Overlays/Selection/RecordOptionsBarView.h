@@ -1,7 +1,7 @@
 // RecordOptionsBarView: resolution, frame rate and what is recorded besides the picture.
 #pragma once
 
-#include "Lumicrate/Overlays/RecordOptionsBar.h"
+#include "Lumicrate/Overlays/Selection/RecordOptionsBar.h"
 #include "Support/Published.h"
 
 #include <QWidget>

@@ -1,7 +1,7 @@
 #include "Views/Overlays/Selection/SegmentedPicker.h"
 
 #include "Views/Overlays/Selection/PlateParts.h"
-#include "Views/QtText.h"
+#include "Views/Widgets/QtText.h"
 
 #include <QAbstractButton>
 #include <QFontMetrics>

@@ -1,7 +1,7 @@
 #include "Views/Overlays/Selection/SelectionScene.h"
 
 #include "Views/Overlays/Selection/SelectionPainter.h"
-#include "Views/QtText.h"
+#include "Views/Widgets/QtText.h"
 
 #include <algorithm>
 #include <utility>

@@ -1,7 +1,7 @@
 // SelectionScene: all that is painted of a selection, laid out in the pixels of its screen.
 #pragma once
 
-#include "Lumicrate/Overlays/SelectionView.h"
+#include "Lumicrate/Overlays/Selection/SelectionModel.h"
 #include "Views/Overlays/Selection/LabelPlate.h"
 #include "Views/Overlays/Selection/ScreenPixels.h"
 

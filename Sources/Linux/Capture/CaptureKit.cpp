@@ -1,0 +1,130 @@
+#include "Linux/Capture/CaptureKit.h"
+
+#include "Linux/Capture/CaptureStream.h"
+#include "Linux/PipeWire/AudioSource.h"
+#include "Linux/X11/Capture/ScreenSource.h"
+#include "Linux/X11/Screens/DesktopScale.h"
+#include "Linux/X11/Server/Connection.h"
+
+#include <charconv>
+#include <cmath>
+#include <cstdlib>
+#include <exception>
+#include <string>
+#include <string_view>
+#include <system_error>
+#include <utility>
+
+namespace lumicrate::capture {
+
+namespace {
+
+/// A recording of sound alone asks for the smallest picture there is, and may run where there is no display.
+bool isSoundAlone(const SCContentFilter& filter, const SCStreamConfiguration& configuration) {
+    return filter.contentRect.isEmpty() || (configuration.width <= 2 && configuration.height <= 2);
+}
+
+/// The toolkit multiplies the desktop's scale by this factor of the user's.
+double toolkitScale() {
+    const char* const text = std::getenv("QT_SCALE_FACTOR");
+    if (!text) return 1;
+    double factor = 0;
+    const std::string_view view(text);
+    const auto parsed = std::from_chars(view.data(), view.data() + view.size(), factor);
+    const bool isNumber = parsed.ec == std::errc() && parsed.ptr == view.data() + view.size();
+    return isNumber && std::isfinite(factor) && factor > 0 ? factor : 1;
+}
+
+/// A client of the server of $DISPLAY that counts in the points of this program's windows.
+template <class Client>
+Client clientInPoints() {
+    return Client(std::string(), x11::desktopScale(x11::Connection()) * toolkitScale());
+}
+
+}  // namespace
+
+CaptureKit::CaptureKit()
+    : displays_(clientInPoints<x11::Displays>), windows_(clientInPoints<x11::WindowList>) {}
+
+bool CaptureKit::CGPreflightScreenCaptureAccess() const {
+    try {
+        displays_.ask([](const x11::Displays& each) { return each.mainDisplayID(); });
+        return true;
+    } catch (const PlatformError&) {
+        return false;
+    }
+}
+
+std::vector<SCDisplay> CaptureKit::displays() const {
+    return displays_.ask([](const x11::Displays& each) { return each.displays(); });
+}
+
+std::vector<SCWindow> CaptureKit::windows() const {
+    return windows_.ask([](const x11::WindowList& each) { return each.windows(); });
+}
+
+std::uint32_t CaptureKit::CGMainDisplayID() const {
+    try {
+        return displays_.ask([](const x11::Displays& each) { return each.mainDisplayID(); });
+    } catch (const PlatformError&) {
+        return 0;
+    }
+}
+
+Rect CaptureKit::CGDisplayBounds(std::uint32_t displayID) const {
+    try {
+        return displays_.ask([=](const x11::Displays& each) { return each.bounds(displayID); });
+    } catch (const PlatformError&) {
+        return {};
+    }
+}
+
+std::optional<Rect> CaptureKit::windowBounds(std::uint32_t windowID) const {
+    try {
+        return windows_.ask([=](const x11::WindowList& each) { return each.bounds(windowID); });
+    } catch (const PlatformError&) {
+        return std::nullopt;
+    }
+}
+
+void CaptureKit::getShareableContent(ContentHandler handler) const {
+    SCShareableContent content;
+    std::exception_ptr error;
+    try {
+        content = {displays(), windows()};
+    } catch (const PlatformError&) {
+        error = std::current_exception();
+    }
+    handler(std::move(content), error);
+}
+
+void CaptureKit::setOnContentChange(std::function<void()> changed) {
+    contentWatch_.reset();
+    if (!changed) return;
+    try {
+        contentWatch_ = std::make_unique<x11::ContentWatch>(std::move(changed));
+    } catch (const PlatformError&) {
+        // Without a server there is no content that could change.
+    }
+}
+
+std::unique_ptr<SCStream> CaptureKit::makeStream(const SCContentFilter& filter,
+                                                 const SCStreamConfiguration& configuration,
+                                                 SCStreamDelegate& delegate) {
+    CaptureStream::Sources sources;
+    if (!isSoundAlone(filter, configuration)) {
+        sources.emplace_back(SCStreamOutputType::screen,
+                             std::make_unique<x11::ScreenSource>("", filter, configuration));
+    }
+    if (configuration.capturesAudio) {
+        sources.emplace_back(SCStreamOutputType::audio,
+                             pipewire::AudioSource::systemSound(configuration.channelCount));
+    }
+    if (configuration.captureMicrophone) {
+        sources.emplace_back(SCStreamOutputType::microphone,
+                             pipewire::AudioSource::microphone(configuration.microphoneCaptureDeviceID));
+    }
+    return std::make_unique<CaptureStream>(std::move(sources), delegate, configuration.queueDepth);
+}
+
+}  // namespace lumicrate::capture

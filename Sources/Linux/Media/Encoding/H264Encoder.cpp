@@ -1,0 +1,130 @@
+#include "Linux/Media/Encoding/H264Encoder.h"
+
+#include "Linux/Media/Encoding/DecoderConfiguration.h"
+#include "Support/Error.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace lumicrate::media {
+
+namespace {
+
+/// What one thread is trusted to keep up with: 1080p at 30 a second, and a little.
+constexpr double pixelRateOfThread = 1920.0 * 1088 * 32;
+
+[[noreturn]] void fail(const char* sentence) {
+    throw PlatformError(localized(sentence));
+}
+
+}  // namespace
+
+H264Encoder::H264Encoder(const Settings& settings) : VideoEncoder(settings) {
+    open(false);
+    readHeaders();
+}
+
+/// An encoder cannot be told later to search between pixels. Another one writes the same headers and can go
+/// on from any key picture.
+void H264Encoder::open(bool betweenPixels) {
+    x264_param_t parameters;
+    fillParameters(parameters);
+    parameters.analyse.i_subpel_refine = betweenPixels ? 1 : 0;
+    encoder_.reset();
+    encoder_.reset(x264_encoder_open(&parameters));
+    if (!encoder_) fail("The H.264 encoder couldn't be started.");
+    betweenPixels_ = betweenPixels;
+}
+
+void H264Encoder::fillParameters(x264_param_t& parameters) const {
+    if (x264_param_default_preset(&parameters, "superfast", nullptr) < 0)
+        fail("The H.264 encoder couldn't be set up.");
+    parameters.i_log_level = X264_LOG_NONE;
+    parameters.i_width = codedWidth();
+    parameters.i_height = codedHeight();
+    parameters.i_csp = X264_CSP_NV12;
+
+    // Slices instead of pictures in parallel: a picture's sample is then never held back.
+    parameters.i_threads = threadsFor(pixelRateOfThread);
+    parameters.b_sliced_threads = parameters.i_threads > 1;
+    parameters.i_bframe = 0;
+    parameters.i_sync_lookahead = 0;
+    parameters.rc.i_lookahead = 0;
+    parameters.rc.b_mb_tree = 0;
+    parameters.analyse.i_weighted_pred = X264_WEIGHTP_NONE;
+    parameters.analyse.b_mb_info = 1;
+
+    // Key pictures are placed here, by media time; the encoder only counts pictures.
+    parameters.i_keyint_max = X264_KEYINT_MAX_INFINITE;
+    parameters.i_scenecut_threshold = 0;
+
+    // The times pass through as they are. With VFR input declared the encoder would hold each picture back
+    // until it knows the next one's time, which only its own rate control would make use of.
+    parameters.b_vfr_input = 0;
+    parameters.i_fps_num = static_cast<std::uint32_t>(std::max(settings().framesPerSecond, 1));
+    parameters.i_fps_den = 1;
+
+    // Every picture is given its quantizer by RateControl. The encoder's own rate control analyses a reduced
+    // copy of each picture first, a quarter of the cost of a picture in which little changed, and does not
+    // know of times of rest. The factor of key pictures merely opens the range of quantizers that may be
+    // given.
+    parameters.rc.i_rc_method = X264_RC_CQP;
+    parameters.rc.i_qp_constant = qualityQuantizer();
+    parameters.rc.f_ip_factor = static_cast<float>(std::exp2((qualityQuantizer() - coarsestQuantizer) / 6.0));
+
+    parameters.i_deblocking_filter_alphac0 = deblockingOffset();
+    parameters.i_deblocking_filter_beta = deblockingOffset();
+
+    parameters.b_annexb = 0;
+    parameters.b_aud = 0;
+    parameters.b_repeat_headers = 0;
+    parameters.vui.b_fullrange = 0;
+    parameters.vui.i_colorprim = 1;  // BT.709
+    parameters.vui.i_transfer = 1;
+    parameters.vui.i_colmatrix = 1;
+    if (x264_param_apply_profile(&parameters, "high") < 0) fail("The H.264 encoder couldn't be set up.");
+}
+
+void H264Encoder::readHeaders() {
+    x264_nal_t* units = nullptr;
+    int count = 0;
+    if (x264_encoder_headers(encoder_.get(), &units, &count) < 0)
+        fail("The H.264 encoder couldn't be started.");
+    constexpr int length = 4;
+    NalUnit sequence;
+    NalUnit picture;
+    for (const x264_nal_t& unit : std::span(units, static_cast<std::size_t>(count))) {
+        const NalUnit body(unit.p_payload + length, static_cast<std::size_t>(unit.i_payload - length));
+        if (unit.i_type == NAL_SPS) sequence = body;
+        if (unit.i_type == NAL_PPS) picture = body;
+    }
+    setConfiguration(avcConfiguration(sequence, picture));
+}
+
+std::span<const std::uint8_t> H264Encoder::code(const Order& order) {
+    if (order.key && order.strained != betweenPixels_) open(order.strained);
+    x264_picture_t input;
+    x264_picture_init(&input);
+    // x264 only reads the planes and the flags, and nothing is delayed beyond this call.
+    input.img.i_csp = X264_CSP_NV12;
+    input.img.i_plane = 2;
+    input.img.plane[0] = const_cast<std::uint8_t*>(order.picture.luma);
+    input.img.i_stride[0] = order.picture.lumaStride;
+    input.img.plane[1] = const_cast<std::uint8_t*>(order.picture.chroma);
+    input.img.i_stride[1] = order.picture.chromaStride;
+    input.i_pts = order.time;
+    input.i_type = order.key ? X264_TYPE_IDR : X264_TYPE_P;
+    input.i_qpplus1 = order.quantizer + 1;
+    static_assert(X264_MBINFO_CONSTANT == 1);
+    if (!order.constantBlocks.empty())
+        input.prop.mb_info = const_cast<std::uint8_t*>(order.constantBlocks.data());
+
+    x264_nal_t* units = nullptr;
+    int count = 0;
+    x264_picture_t output;
+    const int size = x264_encoder_encode(encoder_.get(), &units, &count, &input, &output);
+    if (size <= 0 || count <= 0) fail("A picture couldn't be encoded.");
+    return {units[0].p_payload, static_cast<std::size_t>(size)};
+}
+
+}  // namespace lumicrate::media

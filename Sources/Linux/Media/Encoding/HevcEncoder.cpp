@@ -1,0 +1,154 @@
+#include "Linux/Media/Encoding/HevcEncoder.h"
+
+#include "Linux/Media/Encoding/DecoderConfiguration.h"
+#include "Support/Error.h"
+
+#include <algorithm>
+
+namespace lumicrate::media {
+
+namespace {
+
+/// What one thread is trusted with: a quarter of 1080p at 30 a second. Motion takes one thread and a half of
+/// that; a key picture takes ten times as long as another one, and must not hold up those that follow it.
+constexpr double pixelRateOfThread = 1920.0 * 1088 * 8;
+constexpr int bitsOfSample = 8;
+constexpr std::size_t bytesOfLength = 4;
+
+[[noreturn]] void fail(const char* sentence) {
+    throw PlatformError(localized(sentence));
+}
+
+const x265_api& library() {
+    const x265_api* api = x265_api_get(bitsOfSample);
+    if (api == nullptr) fail("The HEVC encoder isn't available.");
+    return *api;
+}
+
+/// Cb, Cr, Cb, Cr … into two planes.
+void split(const std::uint8_t* pairs, std::size_t count, std::uint8_t* cb, std::uint8_t* cr) {
+    for (std::size_t i = 0; i < count; ++i) {
+        cb[i] = pairs[2 * i];
+        cr[i] = pairs[2 * i + 1];
+    }
+}
+
+}  // namespace
+
+HevcEncoder::HevcEncoder(const Settings& settings)
+    : VideoEncoder(settings),
+      library_(library()),
+      threads_(std::to_string(threadsFor(pixelRateOfThread))),
+      parameters_(library_.param_alloc(), library_.param_free),
+      encoder_(nullptr, library_.encoder_close) {
+    if (!parameters_) fail("The HEVC encoder couldn't be set up.");
+    fillParameters();
+    encoder_.reset(library_.encoder_open(parameters_.get()));
+    if (!encoder_) fail("The HEVC encoder couldn't be started.");
+    readHeaders();
+}
+
+void HevcEncoder::fillParameters() {
+    x265_param& parameters = *parameters_;
+    // No look-ahead, no reordering, one picture at a time: its sample is never held back.
+    if (library_.param_default_preset(&parameters, "ultrafast", "zerolatency") < 0)
+        fail("The HEVC encoder couldn't be set up.");
+    parameters.logLevel = X265_LOG_NONE;
+    parameters.sourceWidth = codedWidth();
+    parameters.sourceHeight = codedHeight();
+    parameters.internalCsp = X265_CSP_I420;
+    parameters.fpsNum = static_cast<std::uint32_t>(std::max(settings().framesPerSecond, 1));
+    parameters.fpsDenom = 1;
+    parameters.numaPools = threads_.c_str();
+
+    // Blocks of eight, which the preset leaves out, halve the bits of print and take no more time but in key
+    // pictures. A picture must hold one of the largest blocks.
+    constexpr int largestBlock = 32;
+    const bool isTiny = std::min(codedWidth(), codedHeight()) < largestBlock;
+    parameters.maxCUSize = isTiny ? leastSide : largestBlock;
+    parameters.maxTUSize = parameters.maxCUSize;
+    parameters.minCUSize = 8;
+    parameters.bEnableSplitRdSkip = 1;  // a quarter off the time of key pictures, for no more bits
+    // Where a page has scrolled on by more than the preset's search sees from print to print, which is soon
+    // when pictures had to be left out, a picture takes six times as long, and still more are left out.
+    parameters.searchMethod = X265_UMH_SEARCH;
+    parameters.searchRange = 128;
+    parameters.psyRd = 0;  // it would keep the look of grain at the cost of exactness
+
+    // Key pictures are placed by media time; the encoder only counts pictures.
+    parameters.keyframeMax = -1;
+    parameters.bOpenGOP = 0;
+
+    // Every picture is given its quantizer by RateControl.
+    parameters.rc.rateControlMode = X265_RC_CQP;
+    parameters.rc.qp = qualityQuantizer();
+    parameters.deblockingFilterTCOffset = deblockingOffset();
+    parameters.deblockingFilterBetaOffset = deblockingOffset();
+
+    parameters.bAnnexB = 0;
+    parameters.bRepeatHeaders = 0;
+    parameters.bEmitInfoSEI = 0;
+    parameters.bEmitVUITimingInfo = 0;  // pictures come at no fixed rate
+    parameters.vui.bEnableVideoSignalTypePresentFlag = 1;
+    parameters.vui.bEnableVideoFullRangeFlag = 0;
+    parameters.vui.bEnableColorDescriptionPresentFlag = 1;
+    parameters.vui.colorPrimaries = 1;  // BT.709
+    parameters.vui.transferCharacteristics = 1;
+    parameters.vui.matrixCoeffs = 1;
+    if (library_.param_apply_profile(&parameters, "main") < 0) fail("The HEVC encoder couldn't be set up.");
+}
+
+void HevcEncoder::readHeaders() {
+    x265_nal* units = nullptr;
+    std::uint32_t count = 0;
+    if (library_.encoder_headers(encoder_.get(), &units, &count) < 0)
+        fail("The HEVC encoder couldn't be started.");
+    NalUnit video;
+    NalUnit sequence;
+    NalUnit picture;
+    for (const x265_nal& unit : std::span(units, count)) {
+        const NalUnit body = NalUnit(unit.payload, unit.sizeBytes).subspan(bytesOfLength);
+        if (unit.type == NAL_UNIT_VPS) video = body;
+        if (unit.type == NAL_UNIT_SPS) sequence = body;
+        if (unit.type == NAL_UNIT_PPS) picture = body;
+    }
+    setConfiguration(hevcConfiguration(video, sequence, picture));
+}
+
+void HevcEncoder::splitChroma(const CVPixelBuffer& picture) {
+    const auto width = static_cast<std::size_t>(picture.width / 2);
+    const auto height = static_cast<std::size_t>(picture.height / 2);
+    cb_.resize(width * height);
+    cr_.resize(width * height);
+    for (std::size_t row = 0; row < height; ++row) {
+        const std::uint8_t* pairs = picture.chroma + static_cast<std::ptrdiff_t>(row) * picture.chromaStride;
+        split(pairs, width, cb_.data() + row * width, cr_.data() + row * width);
+    }
+}
+
+std::span<const std::uint8_t> HevcEncoder::code(const Order& order) {
+    splitChroma(order.picture);
+    x265_picture input;
+    library_.picture_init(parameters_.get(), &input);
+    // x265 copies the planes before it returns.
+    input.planes[0] = const_cast<std::uint8_t*>(order.picture.luma);
+    input.planes[1] = cb_.data();
+    input.planes[2] = cr_.data();
+    input.stride[0] = order.picture.lumaStride;
+    input.stride[1] = input.stride[2] = order.picture.width / 2;
+    input.bitDepth = bitsOfSample;
+    input.pts = order.time;
+    input.sliceType = order.key ? X265_TYPE_IDR : X265_TYPE_P;
+    input.forceqp = order.quantizer + 1;
+
+    x265_nal* units = nullptr;
+    std::uint32_t count = 0;
+    if (library_.encoder_encode(encoder_.get(), &units, &count, &input, nullptr) <= 0)
+        fail("A picture couldn't be encoded.");
+    sample_.clear();
+    for (const x265_nal& unit : std::span(units, count))
+        sample_.insert(sample_.end(), unit.payload, unit.payload + unit.sizeBytes);
+    return sample_;
+}
+
+}  // namespace lumicrate::media

@@ -1,0 +1,107 @@
+#include "Linux/Media/Encoding/RateControl.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace lumicrate::media {
+
+namespace {
+
+constexpr double bucketSeconds = 2;
+/// The part of the bucket that a picture at rest may take.
+constexpr double spentAtRest = 0.75;
+/// What screen text takes: three hundred bits a macroblock at quantizer 20.
+constexpr double typicalDifficulty = 700;
+/// Pictures with fewer coded blocks say little about how hard the content is.
+constexpr int tellingBlocks = 64;
+/// In quantizers above the quality level; the second keeps it from wavering.
+constexpr int strainBegins = 3;
+constexpr int strainEnds = 1;
+
+/// The quantizer's step: doubles every six quantizers.
+double step(int quantizer) {
+    return 0.85 * std::exp2((quantizer - 12) / 6.0);
+}
+
+int qualityFor(double bitsPerPixel) {
+    const double quantizer = 13 - 3 * std::log2(bitsPerPixel / 0.12);
+    return static_cast<int>(std::lround(std::clamp(quantizer, 10.0, 26.0)));
+}
+
+}  // namespace
+
+int PictureWork::codedBlocks(int quantizer) const {
+    int blocks = changed;
+    for (int coarser = quantizer + 1; coarser <= coarsestQuantizer; ++coarser)
+        blocks += unchanged[static_cast<std::size_t>(coarser)];
+    return blocks;
+}
+
+RateControl::RateControl(int bitRate, double pixelRate, int framesPerSecond)
+    : bitRate_(std::max(bitRate, 1000)),
+      frameShare_(bitRate_ / std::max(framesPerSecond, 1)),
+      capacity_(bitRate_ * bucketSeconds),
+      quality_(qualityFor(bitRate_ / std::max(pixelRate, 1.0))),
+      fill_(capacity_),
+      interDifficulty_(typicalDifficulty),
+      keyDifficulty_(typicalDifficulty) {}
+
+void RateControl::advanceTo(double seconds) {
+    if (seconds <= filledTo_) return;
+    fill_ = std::min(capacity_, fill_ + bitRate_ * (seconds - filledTo_));
+    filledTo_ = seconds;
+}
+
+/// The upper half of the bucket is for bursts, such as the first picture or a new page after a rest, and may
+/// go at once; lasting motion settles in the middle, where a picture gets its share, and below it the bucket
+/// recovers.
+double RateControl::allowance() const {
+    const double middle = capacity_ / 2;
+    if (fill_ >= middle) return frameShare_ + (fill_ - middle);
+    return frameShare_ * std::max(fill_ / middle, 0.05);
+}
+
+double RateControl::predictedBits(const PictureWork& work, int quantizer) const {
+    return work.codedBlocks(quantizer) * (work.key ? keyDifficulty_ : interDifficulty_) / step(quantizer);
+}
+
+int RateControl::finestWithin(double allowed, const PictureWork& work) const {
+    int quantizer = quality_;
+    while (quantizer < coarsestQuantizer && predictedBits(work, quantizer) > allowed)
+        ++quantizer;
+    return quantizer;
+}
+
+int RateControl::quantizerFor(const PictureWork& work) const {
+    return finestWithin(allowance(), work);
+}
+
+int RateControl::quantizerAtRest(const PictureWork& work) const {
+    return finestWithin(std::max(fill_, 0.0) * spentAtRest, work);
+}
+
+bool RateControl::isStrained() const {
+    if (codedBlocks_ == 0) return wasStrained_;
+    return excess_ > codedBlocks_ * (wasStrained_ ? strainEnds : strainBegins);
+}
+
+void RateControl::noteStrain(bool key, int blocks, int quantizer) {
+    if (key) {
+        wasStrained_ = isStrained();
+        codedBlocks_ = excess_ = 0;
+        return;
+    }
+    codedBlocks_ += blocks;
+    excess_ += std::int64_t{blocks} * (quantizer - quality_);
+}
+
+void RateControl::coded(const PictureWork& work, int quantizer, std::int64_t bits) {
+    fill_ -= static_cast<double>(bits);
+    const int blocks = work.codedBlocks(quantizer);
+    noteStrain(work.key, blocks, quantizer);
+    if (blocks < tellingBlocks) return;
+    double& difficulty = work.key ? keyDifficulty_ : interDifficulty_;
+    difficulty = (difficulty + static_cast<double>(bits) * step(quantizer) / blocks) / 2;
+}
+
+}  // namespace lumicrate::media

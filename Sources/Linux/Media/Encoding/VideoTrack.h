@@ -1,0 +1,50 @@
+// VideoTrack: pictures into a movie's video track.
+#pragma once
+
+#include "Linux/Media/Encoding/TrackEncoder.h"
+#include "Linux/Media/Encoding/VideoEncoder.h"
+#include "Platform/AVAssetWriter.h"
+
+#include <memory>
+
+namespace lumicrate::media {
+
+/// When the ceiling made a picture coarse and the screen then comes to rest, the picture is encoded once or a
+/// few times more, stamped right after itself, until it is crisp.
+class VideoTrack final : public TrackEncoder {
+ public:
+    /// The settings are some that can be encoded.
+    explicit VideoTrack(const AVVideoOutputSettings& settings);
+
+    /// Whether there is an encoder for pictures of that size.
+    static bool canEncode(const AVVideoOutputSettings& settings);
+
+    void open(MovieFile& file) override;
+    void encode(const CMSampleBuffer& sample, CMTime sessionStart) override;
+    std::optional<std::chrono::milliseconds> restsAfter() const override;
+    void rest() override;
+    void finish(CMTime sessionStart, std::optional<MovieEnd> end) override;
+    std::optional<CMTime> decidedEnd() const override;
+    double roomFor(const CMSampleBuffer& sample) const override;
+    bool isHeldUp() const override;
+
+ private:
+    void write(const EncodedPicture& picture, std::int64_t time);
+
+    AVVideoCodecType codec_;
+    VideoEncoder::Settings settings_;
+    std::unique_ptr<VideoEncoder> encoder_;
+    MovieFile* file_ = nullptr;
+    int track_ = 0;
+    /// Of the last sample written; ticks.
+    std::optional<std::int64_t> lastTime_;
+    /// Where the last sample ends; ticks.
+    std::int64_t end_ = 0;
+    /// The last picture while it is coarse, so that it can be encoded again.
+    std::shared_ptr<const CVPixelBuffer> coarse_;
+    /// Since the last picture came.
+    int rests_ = 0;
+    int refinements_ = 0;
+};
+
+}  // namespace lumicrate::media

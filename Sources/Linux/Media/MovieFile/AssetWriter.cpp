@@ -1,0 +1,171 @@
+#include "Linux/Media/MovieFile/AssetWriter.h"
+
+#include "Linux/Media/Encoding/VideoTrack.h"
+#include "Linux/Media/Sound/AudioTrack.h"
+#include "Support/Error.h"
+
+#include <latch>
+#include <utility>
+#include <variant>
+
+namespace lumicrate::media {
+
+namespace {
+
+std::unique_ptr<TrackEncoder> makeEncoder(const AVOutputSettings& settings) {
+    if (const auto* video = std::get_if<AVVideoOutputSettings>(&settings))
+        return std::make_unique<VideoTrack>(*video);
+    return std::make_unique<AudioTrack>(std::get<AVAudioOutputSettings>(settings));
+}
+
+}  // namespace
+
+std::unique_ptr<AVAssetWriter> makeAssetWriter(const std::filesystem::path& url, AVFileType fileType,
+                                               const UnfinishedMovies& unfinished) {
+    return std::make_unique<AssetWriter>(url, fileType, unfinished);
+}
+
+AssetWriter::AssetWriter(const std::filesystem::path& url, AVFileType fileType,
+                         const UnfinishedMovies& unfinished)
+    : url_(url), fileType_(fileType), file_(url, fileType, unfinished) {
+    file_.setOnFailure([this](const std::exception_ptr& error) { state_.interrupt(error); });
+}
+
+AssetWriter::~AssetWriter() {
+    // The completion itself may be what lets go of the writer; its thread then ends by itself right after.
+    if (finisher_.get_id() == std::this_thread::get_id()) {
+        finisher_.detach();
+    } else if (finisher_.joinable()) {
+        finisher_.join();
+    }
+    abandonInputs();
+}
+
+void AssetWriter::setShouldOptimizeForNetworkUse(bool indexInFront) {
+    file_.setIndexPlace(indexInFront ? IndexPlace::front : IndexPlace::end);
+}
+
+bool AssetWriter::canAddInput(const AVOutputSettings& settings) const {
+    if (status() != AVAssetWriterStatus::unknown) return false;
+    if (const auto* video = std::get_if<AVVideoOutputSettings>(&settings)) return canAdd(*video);
+    return canAdd(std::get<AVAudioOutputSettings>(settings));
+}
+
+bool AssetWriter::canAdd(const AVVideoOutputSettings& settings) const {
+    return fileType_ != AVFileType::appleM4A && !hasVideo_ && VideoTrack::canEncode(settings) &&
+           settings.compression.averageBitRate > 0 && settings.compression.expectedSourceFrameRate > 0;
+}
+
+bool AssetWriter::canAdd(const AVAudioOutputSettings& settings) {
+    return settings.formatID == kAudioFormatMPEG4AAC && settings.sampleRate == 48000 &&
+           (settings.numberOfChannels == 1 || settings.numberOfChannels == 2) && settings.encoderBitRate > 0;
+}
+
+AVAssetWriterInput& AssetWriter::addInput(const AVOutputSettings& settings) {
+    if (!canAddInput(settings)) throw PlatformError(localized("The movie file can't hold such a track."));
+    hasVideo_ = hasVideo_ || std::holds_alternative<AVVideoOutputSettings>(settings);
+    inputs_.push_back(std::make_unique<AssetWriterInput>(state_, makeEncoder(settings)));
+    return *inputs_.back();
+}
+
+bool AssetWriter::startWriting() {
+    if (status() != AVAssetWriterStatus::unknown) return false;
+    try {
+        for (const auto& input : inputs_)
+            input->encoder().open(file_);
+        file_.begin();
+    } catch (...) {
+        state_.fail(std::current_exception());
+        return false;
+    }
+    if (!state_.advance(AVAssetWriterStatus::unknown, AVAssetWriterStatus::writing)) return false;
+    for (const auto& input : inputs_)
+        input->start();
+    return true;
+}
+
+void AssetWriter::startSessionAtSourceTime(CMTime start) {
+    state_.startSession(start);
+}
+
+void AssetWriter::setOnInterruption(std::function<void(std::exception_ptr)> sink) {
+    state_.setOnInterruption(std::move(sink));
+}
+
+void AssetWriter::extendSession(CMTime sourceTime) {
+    const std::optional<CMTime> start = state_.sessionStart();
+    if (start && state_.isWriting()) file_.reach((sourceTime - *start).seconds());
+}
+
+void AssetWriter::endSessionAtSourceTime(CMTime end) {
+    state_.endSession(end);
+}
+
+void AssetWriter::finishWriting(std::function<void()> completion) {
+    if (finisher_.joinable()) return;
+    for (const auto& input : inputs_)
+        input->markAsFinished();
+    // The completion may destroy the writer, and with it this thread's handle: not before that is in place.
+    const auto placed = std::make_shared<std::latch>(1);
+    finisher_ = std::thread([this, placed, completed = std::move(completion)] {
+        placed->wait();
+        complete();
+        completed();
+    });
+    placed->count_down();
+}
+
+/// On the finisher's thread.
+void AssetWriter::complete() {
+    for (const auto& input : inputs_)
+        input->drain();
+    if (!state_.isWriting()) return;
+    finishTracks();
+    try {
+        file_.finish();
+        state_.advance(AVAssetWriterStatus::writing, AVAssetWriterStatus::completed);
+    } catch (...) {
+        // Where nothing could be kept, what went wrong first is the reason.
+        const std::exception_ptr first = file_.isEmpty() ? state_.interruption() : nullptr;
+        state_.fail(first ? first : std::current_exception());
+    }
+}
+
+/// From the session's start at `start`. A movie that was interrupted ends where its pictures do.
+std::optional<MovieEnd> AssetWriter::movieEnd(CMTime start) const {
+    const std::optional<CMTime> told = state_.isInterrupted() ? std::nullopt : state_.sessionEnd();
+    if (told && *told > start) return MovieEnd{*told - start, true};
+    for (const auto& input : inputs_) {
+        if (const std::optional<CMTime> decided = input->encoder().decidedEnd())
+            return MovieEnd{*decided, false};
+    }
+    return std::nullopt;
+}
+
+/// What an encoder cannot give any more is missing; the rest is kept.
+void AssetWriter::finishTracks() {
+    const CMTime start = state_.sessionStart().value_or(CMTime::zero());
+    const std::optional<MovieEnd> end = movieEnd(start);
+    for (const auto& input : inputs_) {
+        try {
+            input->encoder().finish(start, end);
+        } catch (...) {
+            state_.interrupt(std::current_exception());
+        }
+    }
+}
+
+void AssetWriter::cancelWriting() {
+    if (finisher_.joinable()) return;
+    if (!state_.advance(AVAssetWriterStatus::writing, AVAssetWriterStatus::cancelled)) return;
+    abandonInputs();
+    file_.discard();
+}
+
+/// Ends the inputs' threads.
+void AssetWriter::abandonInputs() {
+    for (const auto& input : inputs_)
+        input->abandon();
+}
+
+}  // namespace lumicrate::media

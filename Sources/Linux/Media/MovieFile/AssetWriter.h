@@ -1,0 +1,59 @@
+// AssetWriter: encoders and a movie file, put together as the recorder expects them.
+#pragma once
+
+#include "Linux/Media/MovieFile/AssetWriterInput.h"
+#include "Linux/Media/MovieFile/MovieFile.h"
+#include "Platform/AVAssetWriter.h"
+
+#include <memory>
+#include <thread>
+#include <vector>
+
+namespace lumicrate::media {
+
+/// Makes the writer of one file, which startWriting creates; it fails when something of this name exists.
+/// `unfinished` knows of the file while it is being written.
+std::unique_ptr<AVAssetWriter> makeAssetWriter(const std::filesystem::path& url, AVFileType fileType,
+                                               const UnfinishedMovies& unfinished);
+
+/// Each track is encoded on a thread of its own. Destroying the writer before the file is complete leaves it
+/// as it is, if there is anything in it; while it is being completed, it waits for that.
+class AssetWriter final : public AVAssetWriter {
+ public:
+    AssetWriter(const std::filesystem::path& url, AVFileType fileType, const UnfinishedMovies& unfinished);
+    ~AssetWriter() override;
+    AssetWriter(const AssetWriter&) = delete;
+    AssetWriter& operator=(const AssetWriter&) = delete;
+
+    void setShouldOptimizeForNetworkUse(bool indexInFront) override;
+    bool canAddInput(const AVOutputSettings& settings) const override;
+    AVAssetWriterInput& addInput(const AVOutputSettings& settings) override;
+    bool startWriting() override;
+    void setOnInterruption(std::function<void(std::exception_ptr)> sink) override;
+    void startSessionAtSourceTime(CMTime start) override;
+    void extendSession(CMTime sourceTime) override;
+    void endSessionAtSourceTime(CMTime end) override;
+    AVAssetWriterStatus status() const override { return state_.status(); }
+    std::exception_ptr error() const override { return state_.error(); }
+    void finishWriting(std::function<void()> completion) override;
+    void cancelWriting() override;
+    std::filesystem::path outputURL() const override { return url_; }
+
+ private:
+    bool canAdd(const AVVideoOutputSettings& settings) const;
+    static bool canAdd(const AVAudioOutputSettings& settings);
+    std::optional<MovieEnd> movieEnd(CMTime start) const;
+    void finishTracks();
+    void complete();
+    void abandonInputs();
+
+    std::filesystem::path url_;
+    AVFileType fileType_;
+    WritingState state_;
+    bool hasVideo_ = false;
+    MovieFile file_;
+    std::vector<std::unique_ptr<AssetWriterInput>> inputs_;
+    std::thread finisher_;
+};
+
+}  // namespace lumicrate::media

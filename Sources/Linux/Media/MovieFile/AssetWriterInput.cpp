@@ -1,0 +1,156 @@
+#include "Linux/Media/MovieFile/AssetWriterInput.h"
+
+#include <utility>
+
+namespace lumicrate::media {
+
+std::exception_ptr WritingState::error() const {
+    const std::lock_guard lock(mutex_);
+    return error_;
+}
+
+bool WritingState::advance(AVAssetWriterStatus from, AVAssetWriterStatus to) {
+    const std::lock_guard lock(mutex_);
+    if (status() != from) return false;
+    status_.store(to, std::memory_order_release);
+    return true;
+}
+
+void WritingState::fail(std::exception_ptr error) {
+    const std::lock_guard lock(mutex_);
+    const AVAssetWriterStatus before = status();
+    if (before != AVAssetWriterStatus::unknown && before != AVAssetWriterStatus::writing) return;
+    error_ = std::move(error);
+    status_.store(AVAssetWriterStatus::failed, std::memory_order_release);
+}
+
+void WritingState::interrupt(std::exception_ptr error) {
+    if (interrupted_.exchange(true, std::memory_order_acq_rel)) return;
+    {
+        const std::lock_guard lock(mutex_);
+        interruption_ = error;
+    }
+    if (onInterruption_) onInterruption_(std::move(error));
+}
+
+std::exception_ptr WritingState::interruption() const {
+    const std::lock_guard lock(mutex_);
+    return interruption_;
+}
+
+void WritingState::startSession(CMTime start) {
+    const std::lock_guard lock(mutex_);
+    sessionStart_ = start;
+}
+
+std::optional<CMTime> WritingState::sessionStart() const {
+    const std::lock_guard lock(mutex_);
+    return sessionStart_;
+}
+
+void WritingState::endSession(CMTime end) {
+    const std::lock_guard lock(mutex_);
+    sessionEnd_ = end;
+}
+
+std::optional<CMTime> WritingState::sessionEnd() const {
+    const std::lock_guard lock(mutex_);
+    return sessionEnd_;
+}
+
+AssetWriterInput::AssetWriterInput(WritingState& state, std::unique_ptr<TrackEncoder> encoder)
+    : state_(state), encoder_(std::move(encoder)) {}
+
+AssetWriterInput::~AssetWriterInput() {
+    abandon();
+}
+
+bool AssetWriterInput::isReadyForMoreMediaData() const {
+    const std::lock_guard lock(mutex_);
+    return state_.isWriting() && !finished_ && (state_.isInterrupted() || hasRoom());
+}
+
+/// A sample may be longer than the room; it then finds it empty.
+bool AssetWriterInput::hasRoom() const {
+    constexpr double rounding = 1e-6;
+    return roomTaken_ < 1 - rounding && !encoder_->isHeldUp();
+}
+
+bool AssetWriterInput::appendSampleBuffer(const CMSampleBuffer& sample) {
+    if (!state_.isWriting() || !state_.sessionStart()) return false;
+    const std::lock_guard lock(mutex_);
+    if (finished_) return false;
+    if (state_.isInterrupted() || !hasRoom()) return true;
+    waiting_.push_back(sample);
+    roomTaken_ += encoder_->roomFor(sample);
+    changed_.notify_one();
+    return true;
+}
+
+void AssetWriterInput::markAsFinished() {
+    const std::lock_guard lock(mutex_);
+    finished_ = true;
+    changed_.notify_one();
+}
+
+void AssetWriterInput::start() {
+    thread_ = std::thread([this] { run(); });
+}
+
+void AssetWriterInput::drain() {
+    markAsFinished();
+    join();
+}
+
+void AssetWriterInput::abandon() {
+    {
+        const std::lock_guard lock(mutex_);
+        waiting_.clear();
+        roomTaken_ = 0;
+        finished_ = true;
+        changed_.notify_one();
+    }
+    join();
+}
+
+void AssetWriterInput::join() {
+    if (thread_.joinable()) thread_.join();
+}
+
+std::optional<CMSampleBuffer> AssetWriterInput::next(bool& resting) {
+    std::unique_lock lock(mutex_);
+    const auto somethingToDo = [this] { return !waiting_.empty() || finished_; };
+    const bool working = state_.isWriting() && !state_.isInterrupted();
+    const auto patience = realTime_ && working ? encoder_->restsAfter() : std::nullopt;
+    if (patience) {
+        resting = !changed_.wait_for(lock, *patience, somethingToDo);
+    } else {
+        changed_.wait(lock, somethingToDo);
+    }
+    if (waiting_.empty()) return std::nullopt;
+    CMSampleBuffer sample = std::move(waiting_.front());
+    waiting_.pop_front();
+    roomTaken_ = waiting_.empty() ? 0 : roomTaken_ - encoder_->roomFor(sample);
+    return sample;
+}
+
+void AssetWriterInput::run() {
+    for (;;) {
+        bool resting = false;
+        const std::optional<CMSampleBuffer> sample = next(resting);
+        if (!sample && !resting) return;
+        // After a failure samples are taken and dropped, so that nobody waits for room.
+        if (!state_.isWriting() || state_.isInterrupted()) continue;
+        try {
+            if (sample) {
+                encoder_->encode(*sample, state_.sessionStart().value());
+            } else {
+                encoder_->rest();
+            }
+        } catch (...) {
+            state_.interrupt(std::current_exception());
+        }
+    }
+}
+
+}  // namespace lumicrate::media

@@ -1,0 +1,42 @@
+// AudioTrack: sound into one of a movie's audio tracks.
+#pragma once
+
+#include "Linux/Media/Encoding/TrackEncoder.h"
+#include "Linux/Media/Sound/AacEncoder.h"
+#include "Linux/Media/Sound/AudioTimeline.h"
+#include "Linux/Media/Sound/PcmConverter.h"
+
+#include <memory>
+#include <vector>
+
+namespace lumicrate::media {
+
+/// The track has sound or silence for every instant from the movie's beginning to the end of its pictures.
+class AudioTrack final : public TrackEncoder {
+ public:
+    explicit AudioTrack(const AVAudioOutputSettings& settings);
+
+    void open(MovieFile& file) override;
+    void encode(const CMSampleBuffer& sample, CMTime sessionStart) override;
+    std::optional<std::chrono::milliseconds> restsAfter() const override { return std::nullopt; }
+    void rest() override {}
+    void finish(CMTime sessionStart, std::optional<MovieEnd> end) override;
+    std::optional<CMTime> decidedEnd() const override { return std::nullopt; }
+    double roomFor(const CMSampleBuffer& sample) const override;
+    bool isHeldUp() const override;
+
+ private:
+    AudioTimeline& timelineFrom(CMTime sessionStart);
+    void encodeSilence(std::int64_t frames);
+    void encodePcm(std::span<const float> interleaved);
+
+    AVAudioOutputSettings settings_;
+    PcmConverter converter_;
+    std::optional<AudioTimeline> timeline_;
+    std::unique_ptr<AacEncoder> encoder_;
+    std::vector<float> placed_;
+    MovieFile* file_ = nullptr;
+    int track_ = 0;
+};
+
+}  // namespace lumicrate::media

@@ -1,0 +1,53 @@
+// CursorOverlay: the pointer's picture at its place, and how it is drawn over a screen's.
+#pragma once
+
+#include "Linux/X11/Pixels/BgraPicture.h"
+#include "Support/Geometry.h"
+
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+namespace lumicrate::x11 {
+
+/// The pointer's picture: colours already multiplied by the opacity in the highest byte.
+struct CursorImage {
+    int width = 0;
+    int height = 0;
+    int hotX = 0;  ///< the pixel that points
+    int hotY = 0;
+    std::vector<std::uint32_t> pixels;
+};
+
+/// A value; cheap to copy.
+class CursorOverlay {
+ public:
+    CursorOverlay() = default;
+    /// The cursor with its hot spot at (x, y) of the picture.
+    CursorOverlay(std::shared_ptr<const CursorImage> image, int x, int y);
+
+    /// Where it covers the picture; may reach outside.
+    const PixelRect& frame() const { return frame_; }
+    CursorOverlay offsetBy(int dx, int dy) const;
+    bool operator==(const CursorOverlay&) const = default;
+
+    /// Draws the cursor; lives as long as it is to be seen in the picture, and puts back what was there.
+    class Drawn {
+     public:
+        Drawn(const CursorOverlay& cursor, BgraPicture& picture);
+        ~Drawn();
+        Drawn(const Drawn&) = delete;
+        Drawn& operator=(const Drawn&) = delete;
+
+     private:
+        BgraPicture& picture_;
+        PixelRect covered_;
+        std::vector<std::uint32_t> below_;
+    };
+
+ private:
+    std::shared_ptr<const CursorImage> image_;
+    PixelRect frame_;
+};
+
+}  // namespace lumicrate::x11

@@ -1,0 +1,175 @@
+#include "Linux/X11/Capture/ScreenSource.h"
+
+#include "Support/MediaTime.h"
+
+#include <poll.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <ctime>
+#include <utility>
+
+namespace lumicrate::x11 {
+
+namespace {
+
+constexpr std::chrono::milliseconds stillAfter(200);
+constexpr std::size_t mostDirtyRects = 16;
+
+std::chrono::nanoseconds duration(const CMTime& time) {
+    if (!time.isValid()) return {};
+    return std::chrono::nanoseconds(time.converted(1'000'000'000));
+}
+
+std::optional<std::chrono::nanoseconds> earlier(std::optional<std::chrono::nanoseconds> a,
+                                                std::optional<std::chrono::nanoseconds> b) {
+    if (!a || !b) return a ? a : b;
+    return std::min(*a, *b);
+}
+
+timespec timespecOf(std::chrono::nanoseconds time) {
+    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(time);
+    return {static_cast<std::time_t>(seconds.count()), static_cast<long>((time - seconds).count())};
+}
+
+}  // namespace
+
+ScreenSource::ScreenSource(std::string displayName, SCContentFilter filter,
+                           SCStreamConfiguration configuration)
+    : displayName_(std::move(displayName)),
+      filter_(std::move(filter)),
+      wakeUp_(std::make_shared<WakeUp>()),
+      configuration_(std::move(configuration)),
+      composer_(configuration_.width, configuration_.height),
+      pool_(configuration_.width, configuration_.height, configuration_.queueDepth, wakeUp_),
+      pacer_(duration(configuration_.minimumFrameInterval)) {}
+
+ScreenSource::~ScreenSource() {
+    stop();
+}
+
+void ScreenSource::start(Handlers handlers) {
+    handlers_ = std::move(handlers);
+    capture_.emplace(displayName_, filter_, configuration_);
+    thread_ = std::thread([this] { run(); });
+}
+
+void ScreenSource::stop() {
+    if (!thread_.joinable()) return;
+    stopping_ = true;
+    wakeUp_->signal();
+    thread_.join();
+}
+
+void ScreenSource::update(const SCStreamConfiguration& configuration) {
+    {
+        const std::lock_guard lock(updateMutex_);
+        update_ = configuration;
+    }
+    wakeUp_->signal();
+}
+
+void ScreenSource::run() {
+    std::exception_ptr failure;
+    try {
+        captureUntilStopped();
+    } catch (...) {
+        failure = std::current_exception();
+    }
+    // Gives up the connection, so that the server keeps nothing for a stream that is over.
+    capture_.reset();
+    if (failure && !stopping_) handlers_.onFailure(failure);
+}
+
+void ScreenSource::captureUntilStopped() {
+    while (!stopping_) {
+        ++wakeUps_;
+        takeUpdate();
+        if (capture_->takeEvents()) lookWanted_ = true;
+        const Time now = HostClock::now();
+        const std::optional<Time> nextLook = capture_->nextLook();
+        if (nextLook && now >= *nextLook) lookWanted_ = true;
+        if (!lookWanted_) {
+            if (idleAt_ && now >= *idleAt_) deliverIdle(now);
+            wait(earlier(idleAt_, nextLook));
+        } else if (!pool_.hasFree()) {
+            // The screen stays damaged; the buffer that comes back wakes us.
+            wait(std::nullopt);
+        } else if (now < pacer_.due()) {
+            wait(pacer_.due());
+        } else {
+            takeFrame();
+        }
+    }
+}
+
+void ScreenSource::takeUpdate() {
+    std::optional<SCStreamConfiguration> update;
+    {
+        const std::lock_guard lock(updateMutex_);
+        update = std::exchange(update_, std::nullopt);
+    }
+    if (!update) return;
+    capture_->configure(*update);
+    pacer_.setInterval(duration(update->minimumFrameInterval));
+    if (update->preservesAspectRatio != configuration_.preservesAspectRatio) reshaped_ = true;
+    configuration_ = *std::move(update);
+    lookWanted_ = true;
+}
+
+/// Looks at the screen, and delivers a picture when it shows something new.
+void ScreenSource::takeFrame() {
+    lookWanted_ = false;
+    const Time taken = HostClock::now();
+    const DisplayCapture::Changes changes = capture_->look();
+    if (std::exchange(reshaped_, false) || changes.resized) {
+        composer_.setSource(capture_->picture().width(), capture_->picture().height(),
+                            configuration_.preservesAspectRatio);
+    }
+    composer_.invalidate(changes.blocks);
+    for (const PixelRect& rect : changes.cursor)
+        composer_.invalidate(rect);
+    if (composer_.dirty().isEmpty() || changes.incomplete) {
+        pacer_.looked(taken);
+    } else {
+        deliverPicture(taken);
+    }
+}
+
+void ScreenSource::deliverPicture(Time taken) {
+    SCStreamFrameInfo info;
+    info.sequence = delivered_++;
+    info.dirtyRects = composer_.dirty().rectangles(mostDirtyRects);
+    pool_.invalidate(composer_.dirty());
+    const std::shared_ptr<PixelBuffer> buffer = pool_.acquire();
+    composer_.compose(capture_->picture(), capture_->cursor(), *buffer);
+
+    CMSampleBuffer sample;
+    sample.timing.presentationTimeStamp = CMTime::from(taken);
+    sample.imageBuffer = buffer;
+    sample.frameInfo = std::move(info);
+    pacer_.delivered(taken);
+    idleAt_ = taken + std::max<Time>(stillAfter, 2 * pacer_.interval());
+    handlers_.onSample(sample);
+}
+
+void ScreenSource::deliverIdle(Time now) {
+    idleAt_.reset();
+    CMSampleBuffer sample;
+    sample.timing.presentationTimeStamp = CMTime::from(now);
+    sample.frameInfo = SCStreamFrameInfo{SCFrameStatus::idle, delivered_ - 1, {}};
+    handlers_.onSample(sample);
+}
+
+/// Waits until the server has something to say, somebody signals, or the time has come.
+void ScreenSource::wait(std::optional<Time> until) {
+    std::array<pollfd, 2> watched{
+        {{capture_->fileDescriptor(), POLLIN, 0}, {wakeUp_->fileDescriptor(), POLLIN, 0}}};
+    timespec timeout{};
+    if (until) timeout = timespecOf(std::max(*until - HostClock::now(), Time::zero()));
+    ppoll(watched.data(), watched.size(), until ? &timeout : nullptr, nullptr);
+    wakeUp_->clear();
+}
+
+}  // namespace lumicrate::x11

@@ -1,0 +1,109 @@
+#include "Linux/X11/Input/ButtonWatch.h"
+
+#include "Support/Error.h"
+#include "Support/Published.h"
+
+#include <xcb/xinput.h>
+
+#include <optional>
+#include <utility>
+
+namespace lumicrate::x11 {
+
+namespace {
+
+constexpr std::uint32_t left = 1;
+constexpr std::uint32_t right = 3;
+
+}  // namespace
+
+struct ButtonWatch::Monitors {
+    ButtonWatch* watch;  ///< nothing once it is gone
+    Observers<bool> observers;
+};
+
+class ButtonWatch::Monitor final : public NSEventMonitor {
+ public:
+    Monitor(std::shared_ptr<Monitors> all, std::function<void(bool)> onMouseDown)
+        : all_(std::move(all)), subscription_(all_->observers.add(std::move(onMouseDown))) {}
+    ~Monitor() override {
+        subscription_.reset();
+        if (all_->watch != nullptr && all_->observers.isEmpty()) all_->watch->select(false);
+    }
+    Monitor(const Monitor&) = delete;
+    Monitor& operator=(const Monitor&) = delete;
+
+ private:
+    std::shared_ptr<Monitors> all_;
+    std::optional<Subscription> subscription_;
+};
+
+ButtonWatch::ButtonWatch(Executor& mainThread, const std::string& displayName)
+    : mainThread_(mainThread),
+      monitors_(std::make_shared<Monitors>(Monitors{this, {}})),
+      connection_(displayName),
+      inputOpcode_(connection_.extension(xcb_input_id, "XInputExtension").major_opcode),
+      events_(connection_, [this](const xcb_generic_event_t& event) { hear(event); }) {
+    const auto access = events_.access();
+    connection_.await(xcb_input_xi_query_version_reply, xcb_input_xi_query_version(connection_.get(), 2, 2));
+    readArrangement();
+}
+
+ButtonWatch::~ButtonWatch() {
+    monitors_->watch = nullptr;
+}
+
+std::unique_ptr<NSEventMonitor> ButtonWatch::addMouseDownMonitor(
+    std::function<void(bool secondary)> onMouseDown) {
+    const bool isFirst = monitors_->observers.isEmpty();
+    auto monitor = std::make_unique<Monitor>(monitors_, std::move(onMouseDown));
+    if (isFirst) select(true);
+    return monitor;
+}
+
+void ButtonWatch::select(bool wanted) noexcept {
+    struct {
+        xcb_input_event_mask_t head;
+        std::uint32_t mask;
+    } selection{};
+    selection.head.deviceid = XCB_INPUT_DEVICE_ALL_MASTER;
+    selection.head.mask_len = 1;
+    selection.mask = wanted ? XCB_INPUT_XI_EVENT_MASK_RAW_BUTTON_PRESS : 0;
+    try {
+        const auto access = events_.access();
+        // Waited for: what is clicked after this is to be heard.
+        connection_.succeeds(
+            xcb_input_xi_select_events_checked(connection_.get(), connection_.root(), 1, &selection.head));
+    } catch (const PlatformError&) {
+        // Without a server nothing is clicked.
+    }
+}
+
+void ButtonWatch::readArrangement() {
+    const auto reply =
+        connection_.await(xcb_get_pointer_mapping_reply, xcb_get_pointer_mapping(connection_.get()));
+    const std::uint8_t* const map = xcb_get_pointer_mapping_map(reply.get());
+    arrangement_.assign(map, map + xcb_get_pointer_mapping_map_length(reply.get()));
+}
+
+void ButtonWatch::hear(const xcb_generic_event_t& event) {
+    const int type = event.response_type & 0x7f;
+    if (type == XCB_MAPPING_NOTIFY) {
+        if (reinterpret_cast<const xcb_mapping_notify_event_t&>(event).request == XCB_MAPPING_POINTER)
+            readArrangement();
+        return;
+    }
+    if (type != XCB_GE_GENERIC) return;
+    const auto& generic = reinterpret_cast<const xcb_ge_generic_event_t&>(event);
+    if (generic.extension != inputOpcode_ || generic.event_type != XCB_INPUT_RAW_BUTTON_PRESS) return;
+    // Raw events number the buttons as they are built.
+    std::uint32_t button = reinterpret_cast<const xcb_input_raw_button_press_event_t&>(event).detail;
+    if (button >= 1 && button <= arrangement_.size()) button = arrangement_[button - 1];
+    if (button != left && button != right) return;
+    mainThread_.post([weak = std::weak_ptr(monitors_), secondary = button == right] {
+        const auto monitors = weak.lock();
+        if (monitors && monitors->watch != nullptr) monitors->observers.notify(secondary);
+    });
+}
+
+}  // namespace lumicrate::x11

@@ -1,0 +1,154 @@
+#include "Linux/X11/Windows/WindowOrder.h"
+
+#include "Linux/X11/Server/Property.h"
+#include "Linux/X11/Windows/TopLevel.h"
+
+#include <algorithm>
+#include <cstddef>
+#include <optional>
+#include <ranges>
+#include <unordered_map>
+#include <unordered_set>
+
+namespace lumicrate::x11 {
+
+namespace {
+
+using Clients = std::unordered_map<xcb_window_t, std::vector<xcb_window_t>>;  // by top-level
+
+/// How deep in a frame a window manager puts the window of the application.
+constexpr int frameDepth = 3;
+
+/// What a window is worth looking at for.
+struct Visibility {
+    bool viewable = false;
+    bool unmanaged = false;
+};
+
+std::vector<Visibility> readVisibility(const Connection& connection,
+                                       const std::vector<xcb_window_t>& windows) {
+    std::vector<xcb_get_window_attributes_cookie_t> cookies;
+    for (const xcb_window_t each : windows)
+        cookies.push_back(xcb_get_window_attributes(connection.get(), each));
+    std::vector<Visibility> all;
+    for (const auto cookie : cookies) {
+        const auto attributes = connection.tryAwait(xcb_get_window_attributes_reply, cookie);
+        Visibility& visibility = all.emplace_back();
+        if (!attributes || attributes->_class != XCB_WINDOW_CLASS_INPUT_OUTPUT) continue;
+        visibility.viewable = attributes->map_state == XCB_MAP_STATE_VIEWABLE;
+        visibility.unmanaged = attributes->override_redirect != 0;
+    }
+    return all;
+}
+
+Clients clientsByTopLevel(const Connection& connection, const std::vector<xcb_window_t>& windows) {
+    const std::vector<Visibility> visibility = readVisibility(connection, windows);
+    const std::vector<xcb_window_t> topLevels = topLevelsOf(connection, windows);
+    Clients clients;
+    for (std::size_t i = 0; i < windows.size(); ++i) {
+        if (visibility[i].viewable) clients[topLevels[i]].push_back(windows[i]);
+    }
+    return clients;
+}
+
+/// A window on the way down from a top-level.
+struct Descendant {
+    xcb_window_t window;
+    xcb_window_t topLevel;
+};
+
+/// The first of them, for each top-level, that a window manager has marked.
+Clients marked(const Connection& connection, const WindowAtoms& atoms,
+               const std::vector<Descendant>& candidates) {
+    std::vector<PropertyQuery> queries;
+    for (const Descendant& each : candidates)
+        queries.emplace_back(connection, each.window, atoms.wmState);
+    Clients found;
+    for (std::size_t i = 0; i < candidates.size(); ++i) {
+        if (queries[i].collect().type() == XCB_NONE) continue;
+        auto& clients = found[candidates[i].topLevel];
+        if (clients.empty()) clients.push_back(candidates[i].window);
+    }
+    return found;
+}
+
+std::vector<Descendant> children(const Connection& connection, const std::vector<Descendant>& parents) {
+    std::vector<xcb_query_tree_cookie_t> cookies;
+    for (const Descendant& each : parents)
+        cookies.push_back(xcb_query_tree(connection.get(), each.window));
+    std::vector<Descendant> all;
+    for (std::size_t i = 0; i < parents.size(); ++i) {
+        const auto tree = connection.tryAwait(xcb_query_tree_reply, cookies[i]);
+        if (!tree) continue;
+        const xcb_window_t* const each = xcb_query_tree_children(tree.get());
+        for (int k = 0; k < xcb_query_tree_children_length(tree.get()); ++k)
+            all.push_back({each[k], parents[i].topLevel});
+    }
+    return all;
+}
+
+/// For a desktop that keeps no list: looks for the marked windows level by level.
+Clients markedClients(const Connection& connection, const WindowAtoms& atoms,
+                      const std::vector<xcb_window_t>& topLevels) {
+    std::vector<Descendant> level;
+    for (const xcb_window_t each : topLevels)
+        level.push_back({each, each});
+    Clients clients;
+    for (int depth = 0; depth < frameDepth && !level.empty(); ++depth) {
+        clients.merge(marked(connection, atoms, level));
+        std::erase_if(level, [&](const Descendant& each) { return clients.contains(each.topLevel); });
+        level = children(connection, level);
+    }
+    return clients;
+}
+
+}  // namespace
+
+ManagedWindows readManagedWindows(const Connection& connection, const WindowAtoms& atoms) {
+    const xcb_window_t root = connection.root();
+    const PropertyQuery check(connection, root, atoms.supportingWmCheck);
+    const PropertyQuery stacking(connection, root, atoms.clientListStacking);
+    const PropertyQuery mapping(connection, root, atoms.clientList);
+    const Property checked = check.collect();
+    const Property lists[] = {stacking.collect(), mapping.collect()};
+    // Both properties outlive a window manager that was killed; the window that they name does not.
+    if (checked.numbers().empty()) return {};
+    const xcb_window_t sign = checked.numbers().front();
+    const Property answer = PropertyQuery(connection, sign, atoms.supportingWmCheck).collect();
+    if (answer.numbers().empty() || answer.numbers().front() != sign) return {};
+    for (const Property& list : lists) {
+        const auto windows = list.numbers();
+        if (list.type() == XCB_ATOM_WINDOW) return {true, {windows.begin(), windows.end()}};
+    }
+    return {};
+}
+
+WindowOrder readWindowOrder(const Connection& connection, const WindowAtoms& atoms) {
+    const ManagedWindows managed = readManagedWindows(connection, atoms);
+    std::vector<xcb_window_t> topLevels = childrenOf(connection, connection.root());
+    const std::vector<Visibility> visibility = readVisibility(connection, topLevels);
+    std::unordered_set<xcb_window_t> unmanaged;
+    std::vector<xcb_window_t> viewable;
+    for (std::size_t i = 0; i < topLevels.size(); ++i) {
+        if (!visibility[i].viewable) continue;
+        viewable.push_back(topLevels[i]);
+        // Where a window manager tells what it manages, everything else looks after itself.
+        if (managed.known || visibility[i].unmanaged) unmanaged.insert(topLevels[i]);
+    }
+    const Clients clients = managed.known ? clientsByTopLevel(connection, managed.windows)
+                                          : markedClients(connection, atoms, viewable);
+
+    WindowOrder order{managed.known, {}};
+    for (const xcb_window_t topLevel : viewable | std::views::reverse) {
+        const auto found = clients.find(topLevel);
+        if (found == clients.end()) {
+            order.windows.push_back({topLevel, topLevel, !unmanaged.contains(topLevel)});
+            continue;
+        }
+        for (const xcb_window_t client : found->second | std::views::reverse)
+            order.windows.push_back({client, topLevel, true});
+    }
+    return order;
+}
+
+}  // namespace lumicrate::x11

@@ -1,0 +1,182 @@
+#include "Linux/X11/Windows/WindowPictures.h"
+
+#include "Linux/X11/Capture/DisplayCapture.h"
+#include "Linux/X11/Pixels/PictureScaler.h"
+#include "Linux/X11/Screens/CompositorWatch.h"
+#include "Linux/X11/Screens/Monitors.h"
+#include "Linux/X11/Windows/StackWatch.h"
+#include "Linux/X11/Windows/TopLevel.h"
+#include "Support/Error.h"
+#include "Support/MediaTime.h"
+
+#include <poll.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cmath>
+#include <cstddef>
+#include <utility>
+
+namespace lumicrate::x11 {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+/// Somewhat more than a capture waits for a busy program.
+constexpr std::chrono::nanoseconds patience = 1500ms;
+
+PixelRect pixels(const Rect& rect) {
+    return {static_cast<int>(std::lround(rect.x)), static_cast<int>(std::lround(rect.y)),
+            static_cast<int>(std::lround(rect.width)), static_cast<int>(std::lround(rect.height))};
+}
+
+PixelRect outlineOf(const Connection& connection, xcb_window_t topLevel) {
+    const auto geometry =
+        connection.await(xcb_get_geometry_reply, xcb_get_geometry(connection.get(), topLevel));
+    const int borders = 2 * geometry->border_width;
+    return {geometry->x, geometry->y, geometry->width + borders, geometry->height + borders};
+}
+
+/// Sleeps until the capture has something to do, or the time is up.
+void awaitReason(DisplayCapture& capture, std::chrono::nanoseconds deadline) {
+    while (!capture.takeEvents()) {
+        const auto next = std::min(capture.nextLook().value_or(deadline), deadline);
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(next - HostClock::now());
+        if (left <= 0ms) return;
+        pollfd watched{capture.fileDescriptor(), POLLIN, 0};
+        poll(&watched, 1, static_cast<int>(left.count()));
+    }
+}
+
+/// Even, never enlarged, and at least one pixel each way.
+PixelRect fitted(const PixelRect& picture, Size maximum) {
+    const double scale = std::min({1.0, maximum.width / picture.width, maximum.height / picture.height});
+    const auto side = [scale](int pixels) {
+        return std::max(static_cast<int>(std::lround(pixels * scale)), 1);
+    };
+    return {0, 0, side(picture.width), side(picture.height)};
+}
+
+BgraPicture scaledDown(BgraPicture picture, Size maximum) {
+    const PixelRect size = fitted(picture.bounds(), maximum);
+    if (size == picture.bounds()) return picture;
+    BgraPicture small(size.width, size.height);
+    PictureScaler(picture.width(), picture.height(), size.width, size.height)
+        .scale(picture.view(), size, small, 0, 0);
+    return small;
+}
+
+CGImage imageFrom(const BgraView& picture) {
+    CGImage image{picture.width, picture.height, {}};
+    image.pixels.resize(static_cast<std::size_t>(picture.width) * static_cast<std::size_t>(picture.height) *
+                        3);
+    std::uint8_t* out = image.pixels.data();
+    for (int y = 0; y < picture.height; ++y) {
+        const std::uint32_t* const row = picture.row(y);
+        for (int x = 0; x < picture.width; ++x, out += 3) {
+            const std::uint32_t pixel = row[x];
+            out[0] = static_cast<std::uint8_t>(pixel >> 16U);
+            out[1] = static_cast<std::uint8_t>(pixel >> 8U);
+            out[2] = static_cast<std::uint8_t>(pixel);
+        }
+    }
+    return image;
+}
+
+}  // namespace
+
+struct WindowPictures::Server {
+    explicit Server(const std::string& displayName)
+        : connection(displayName), list(displayName), reader(connection) {}
+
+    Connection connection;
+    WindowList list;  ///< in pixels
+    ScreenReader reader;
+};
+
+WindowPictures::WindowPictures(std::string displayName) : displayName_(std::move(displayName)) {}
+WindowPictures::~WindowPictures() = default;
+
+/// Once more, with a new connection, where the server was lost.
+std::optional<CGImage> WindowPictures::tryTo(const std::function<std::optional<CGImage>()>& capture) {
+    const bool isNew = server_ == nullptr;
+    try {
+        if (isNew) server_ = std::make_unique<Server>(displayName_);
+        return capture();
+    } catch (const PlatformError&) {
+        const bool isLost = server_ && xcb_connection_has_error(server_->connection.get()) != 0;
+        if (!isLost) return std::nullopt;
+        server_.reset();
+        return isNew ? std::nullopt : tryTo(capture);
+    }
+}
+
+std::optional<CGImage> WindowPictures::captureImage(std::uint32_t windowID, Size maximumSize) {
+    if (!(maximumSize.width >= 1 && maximumSize.height >= 1)) return std::nullopt;
+    return tryTo([&]() -> std::optional<CGImage> {
+        const auto bounds = server_->list.bounds(windowID);
+        if (!bounds) return std::nullopt;
+        const PixelRect frame = pixels(*bounds);
+        auto picture = uncovered(windowID, frame);
+        if (!picture) picture = apart(windowID, frame);
+        return imageFrom(scaledDown(*std::move(picture), maximumSize).view());
+    });
+}
+
+std::optional<CGImage> WindowPictures::captureDisplay(std::uint32_t displayID) {
+    return tryTo([&]() -> std::optional<CGImage> {
+        const auto monitor = findMonitor(server_->connection, displayID);
+        if (!monitor) return std::nullopt;
+        const PixelRect& frame = monitor->frame;
+        const auto read = server_->reader.read({{frame, server_->connection.root(), 0, 0}});
+        if (!read.front()) return std::nullopt;
+        return imageFrom(*read.front());
+    });
+}
+
+/// From the screen, where the window is all that is to be seen there: that needs no time, and nobody paints
+/// anything anew. Nothing where it is not.
+std::optional<BgraPicture> WindowPictures::uncovered(std::uint32_t window, const PixelRect& frame) const {
+    const Connection connection(displayName_);
+    if (CompositorWatch(connection).active()) return std::nullopt;
+    StackWatch watch(connection);
+    watch.learn();
+    const StackedWindow* const found = watch.stack().find(topLevelOf(connection, window));
+    const PixelRect screen{0, 0, connection.screen().width_in_pixels, connection.screen().height_in_pixels};
+    if (found == nullptr || found->nature.shaped || frame.intersection(screen) != frame ||
+        frame.intersection(found->frame) != frame)
+        return std::nullopt;
+    const auto cover = watch.stack().coverOf(*found);
+    if (std::ranges::any_of(cover,
+                            [&](const PixelRect& each) { return !each.intersection(frame).isEmpty(); }))
+        return std::nullopt;
+
+    const auto read = server_->reader.read({{frame, connection.root(), 0, 0}});
+    // What had happened before the pixels were read has been told by now.
+    connection.await(xcb_get_input_focus_reply, xcb_get_input_focus(connection.get()));
+    while (const Reply<xcb_generic_event_t> event{xcb_poll_for_queued_event(connection.get())})
+        if (watch.hear(*event, HostClock::now())) return std::nullopt;
+    if (!read.front()) return std::nullopt;
+    return BgraPicture(server_->reader.keepFirst(frame.width, frame.height));
+}
+
+/// From the pixels that the server keeps apart for the window, or begins to.
+BgraPicture WindowPictures::apart(std::uint32_t window, const PixelRect& frame) const {
+    const PixelRect outline = outlineOf(server_->connection, topLevelOf(server_->connection, window));
+    SCWindow recorded;
+    recorded.windowID = window;
+    recorded.frame = {0, 0, double(outline.width), double(outline.height)};
+    SCStreamConfiguration configuration;
+    configuration.showsCursor = false;
+    configuration.sourceRect = Rect{double(frame.x - outline.x), double(frame.y - outline.y),
+                                    double(frame.width), double(frame.height)};
+    DisplayCapture capture(displayName_, SCContentFilter::desktopIndependent(recorded), configuration);
+    const auto deadline = HostClock::now() + patience;
+    while (capture.look().incomplete && HostClock::now() < deadline)
+        awaitReason(capture, deadline);
+    // A copy: the capture's own memory goes with it.
+    return BgraPicture(capture.picture());
+}
+
+}  // namespace lumicrate::x11

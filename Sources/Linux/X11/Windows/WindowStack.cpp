@@ -1,0 +1,187 @@
+#include "Linux/X11/Windows/WindowStack.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace lumicrate::x11 {
+
+namespace {
+
+template <class Event>
+const Event& as(const xcb_generic_event_t& event) {
+    return reinterpret_cast<const Event&>(event);
+}
+
+/// The server's sizes leave out the border, its positions do not.
+PixelRect frameOf(int x, int y, int width, int height, int border) {
+    return {x, y, width + 2 * border, height + 2 * border};
+}
+
+}  // namespace
+
+bool StackedWindow::hides(const PixelRect& rect) const {
+    return nature.opaque && !nature.shaped && frame.intersection(rect) == rect;
+}
+
+std::vector<PixelRect> StackedWindow::occupied() const {
+    if (!hasPixels()) return {};
+    if (nature.parts.empty()) return {frame};
+    std::vector<PixelRect> parts = nature.parts;
+    for (PixelRect& part : parts)
+        part = part.offsetBy(frame.x, frame.y);
+    return parts;
+}
+
+const StackedWindow* WindowStack::find(xcb_window_t window) const {
+    const auto found = std::find_if(windows_.begin(), windows_.end(),
+                                    [window](const StackedWindow& each) { return each.id == window; });
+    return found == windows_.end() ? nullptr : &*found;
+}
+
+WindowStack::Place WindowStack::placeOf(xcb_window_t window) {
+    return std::find_if(windows_.begin(), windows_.end(),
+                        [window](const StackedWindow& each) { return each.id == window; });
+}
+
+/// A sibling that is not kept here is one of the server's own, which are on top.
+WindowStack::Place WindowStack::placeAbove(xcb_window_t sibling) {
+    if (sibling == XCB_NONE) return windows_.begin();
+    const Place found = placeOf(sibling);
+    return found == windows_.end() ? found : found + 1;
+}
+
+std::vector<PixelRect> WindowStack::coverOf(const StackedWindow& window) const {
+    std::vector<PixelRect> cover;
+    for (auto each = windows_.rbegin(); each != windows_.rend() && each->id != window.id; ++each) {
+        for (const PixelRect& above : each->occupied()) {
+            for (const PixelRect& part : window.occupied()) {
+                const PixelRect common = above.intersection(part);
+                if (!common.isEmpty()) cover.push_back(common);
+            }
+        }
+    }
+    return cover;
+}
+
+void WindowStack::add(StackedWindow window) {
+    windows_.push_back(std::move(window));
+}
+
+std::optional<StackChange> WindowStack::take(const xcb_generic_event_t& event, Time now) {
+    // What a program sends tells what it wishes, and not what happened: the bit for that makes another type.
+    switch (event.response_type) {
+        case XCB_CREATE_NOTIFY:
+            return create(as<xcb_create_notify_event_t>(event));
+        case XCB_CONFIGURE_NOTIFY:
+            return configure(as<xcb_configure_notify_event_t>(event));
+        case XCB_CIRCULATE_NOTIFY:
+            return circulate(as<xcb_circulate_notify_event_t>(event));
+        case XCB_REPARENT_NOTIFY:
+            return reparent(as<xcb_reparent_notify_event_t>(event));
+        case XCB_GRAVITY_NOTIFY:
+            return move(as<xcb_gravity_notify_event_t>(event));
+        case XCB_MAP_NOTIFY:
+            return show(as<xcb_map_notify_event_t>(event).window, true, now);
+        case XCB_UNMAP_NOTIFY:
+            return show(as<xcb_unmap_notify_event_t>(event).window, false, now);
+        case XCB_DESTROY_NOTIFY:
+            return remove(as<xcb_destroy_notify_event_t>(event).window);
+        default:
+            return std::nullopt;
+    }
+}
+
+void WindowStack::learn(xcb_window_t window, const PixelRect& frame, int border, WindowNature nature) {
+    const Place found = placeOf(window);
+    if (found == windows_.end()) return;
+    if (found->frame.isEmpty()) {
+        found->frame = frame;
+        found->border = border;
+    }
+    found->nature = std::move(nature);
+}
+
+std::optional<StackChange> WindowStack::forgetNature(xcb_window_t window) {
+    const StackedWindow* const found = find(window);
+    if (found == nullptr) return std::nullopt;
+    StackedWindow now = *found;
+    now.nature = {};
+    return replace(window, now);
+}
+
+std::optional<StackChange> WindowStack::replace(xcb_window_t id, const StackedWindow& now) {
+    const Place found = placeOf(id);
+    if (found == windows_.end()) return std::nullopt;
+    return StackChange{std::exchange(*found, now), now};
+}
+
+std::optional<StackChange> WindowStack::remove(xcb_window_t id) {
+    const Place found = placeOf(id);
+    if (found == windows_.end()) return std::nullopt;
+    StackChange change{*found, {}};
+    windows_.erase(found);
+    change.after.id = id;
+    return change;
+}
+
+std::optional<StackChange> WindowStack::create(const xcb_create_notify_event_t& event) {
+    if (event.parent != root_ || find(event.window) != nullptr) return std::nullopt;
+    StackedWindow window;
+    window.id = event.window;
+    window.border = event.border_width;
+    window.frame = frameOf(event.x, event.y, event.width, event.height, event.border_width);
+    add(window);
+    return StackChange{{}, window};
+}
+
+std::optional<StackChange> WindowStack::configure(const xcb_configure_notify_event_t& event) {
+    const Place found = placeOf(event.window);
+    if (event.event != root_ || found == windows_.end()) return std::nullopt;
+    StackedWindow now = *found;
+    now.border = event.border_width;
+    now.frame = frameOf(event.x, event.y, event.width, event.height, event.border_width);
+    StackChange change{*found, now};
+    windows_.erase(found);
+    windows_.insert(placeAbove(event.above_sibling), std::move(now));
+    return change;
+}
+
+std::optional<StackChange> WindowStack::circulate(const xcb_circulate_notify_event_t& event) {
+    const Place found = placeOf(event.window);
+    if (event.event != root_ || found == windows_.end()) return std::nullopt;
+    const StackedWindow window = *found;
+    windows_.erase(found);
+    windows_.insert(event.place == XCB_PLACE_ON_TOP ? windows_.end() : windows_.begin(), window);
+    return StackChange{window, window};
+}
+
+std::optional<StackChange> WindowStack::reparent(const xcb_reparent_notify_event_t& event) {
+    if (event.event != root_) return std::nullopt;
+    std::optional<StackChange> left = remove(event.window);
+    if (event.parent != root_) return left;
+    // The event does not tell the size. If the window is to be seen, another event says so.
+    StackedWindow window;
+    window.id = event.window;
+    add(window);
+    return StackChange{left ? left->before : StackedWindow(), window};
+}
+
+std::optional<StackChange> WindowStack::move(const xcb_gravity_notify_event_t& event) {
+    const StackedWindow* const found = find(event.window);
+    if (event.event != root_ || found == nullptr) return std::nullopt;
+    StackedWindow now = *found;
+    now.frame.x = event.x;
+    now.frame.y = event.y;
+    return replace(event.window, now);
+}
+
+std::optional<StackChange> WindowStack::show(xcb_window_t id, bool viewable, Time now) {
+    const StackedWindow* const found = find(id);
+    if (found == nullptr || found->viewable == viewable) return std::nullopt;
+    StackedWindow window = *found;
+    window.viewable = viewable;
+    if (viewable) window.mappedAt = now;
+    return replace(id, window);
+}
+
+}  // namespace lumicrate::x11

@@ -1,0 +1,81 @@
+#include "Lumicrate/Capture/ContentFilter.h"
+
+#include "Lumicrate/Recording/RecorderError.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace lumicrate {
+
+namespace {
+
+bool contains(const std::vector<std::uint32_t>& numbers, std::uint32_t number) {
+    return std::find(numbers.begin(), numbers.end(), number) != numbers.end();
+}
+
+bool isExcluded(const SCWindow& window, const FilterRequest& request) {
+    const bool own = window.owningApplication && window.owningApplication->processID == request.processID;
+    if (!own || contains(request.overlays.keep, window.windowID)) return false;
+    return request.hideSelf || contains(request.overlays.chrome, window.windowID);
+}
+
+CaptureTarget displayTarget(const SCShareableContent& content, const FilterRequest& request) {
+    if (content.displays.empty()) throw RecorderError(RecorderError::noDisplay);
+    const auto named = request.source ? request.source->displayID() : std::nullopt;
+    const std::uint32_t wanted = named.value_or(request.mainDisplayID);
+    const auto found = std::find_if(content.displays.begin(), content.displays.end(),
+                                    [wanted](const SCDisplay& each) { return each.displayID == wanted; });
+    const SCDisplay& display = found == content.displays.end() ? content.displays.front() : *found;
+
+    std::vector<SCWindow> excluded;
+    for (const SCWindow& window : content.windows) {
+        if (isExcluded(window, request)) excluded.push_back(window);
+    }
+    return {SCContentFilter::excludingWindows(display, std::move(excluded)), {}, {}};
+}
+
+CaptureTarget windowTarget(const SCShareableContent& content, const FilterRequest& request,
+                           std::uint32_t windowID) {
+    const auto found = std::find_if(content.windows.begin(), content.windows.end(),
+                                    [windowID](const SCWindow& each) { return each.windowID == windowID; });
+    if (found == content.windows.end()) throw RecorderError(RecorderError::windowGone);
+    if (content.displays.empty()) return {SCContentFilter::desktopIndependent(*found), {}, {}};
+
+    const SCDisplay& display = displayShowingMost(content.displays, found->frame);
+    std::vector<SCWindow> included = {*found};
+    for (const SCWindow& window : content.windows) {
+        if (contains(request.overlays.keep, window.windowID)) included.push_back(window);
+    }
+    CaptureTarget target;
+    target.filter = SCContentFilter::includingWindows(display, std::move(included));
+    target.windowDisplayID = display.displayID;
+    target.windowSourceRect = partOfDisplay(found->frame, display.frame);
+    return target;
+}
+
+}  // namespace
+
+const SCDisplay& displayShowingMost(const std::vector<SCDisplay>& displays, const Rect& frame) {
+    const auto shown = [&frame](const SCDisplay& each) { return each.frame.intersection(frame).area(); };
+    return *std::max_element(displays.begin(), displays.end(),
+                             [&](const SCDisplay& a, const SCDisplay& b) { return shown(a) < shown(b); });
+}
+
+Rect partOfDisplay(const Rect& window, const Rect& display) {
+    const Rect onDisplay = window.offsetBy(-display.minX(), -display.minY());
+    return onDisplay.intersection({0, 0, display.width, display.height}).integral();
+}
+
+CaptureTarget makeFilter(const SCShareableContent& content, const FilterRequest& request) {
+    const auto windowID = request.source ? request.source->windowID() : std::nullopt;
+    return windowID ? windowTarget(content, request, *windowID) : displayTarget(content, request);
+}
+
+std::uint32_t chooseMainDisplay(const std::vector<SCDisplay>& displays, std::uint32_t desktopMainDisplayID) {
+    const bool listed = std::any_of(displays.begin(), displays.end(), [=](const SCDisplay& each) {
+        return each.displayID == desktopMainDisplayID;
+    });
+    return listed || displays.empty() ? desktopMainDisplayID : displays.front().displayID;
+}
+
+}  // namespace lumicrate

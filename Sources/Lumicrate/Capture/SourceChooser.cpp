@@ -1,0 +1,51 @@
+#include "Lumicrate/Capture/SourceChooser.h"
+
+#include "Lumicrate/Capture/ScreenLookup.h"
+#include "Support/Text.h"
+
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace lumicrate {
+
+Task<std::optional<PickedArea>> SourceChooser::ask(std::uint32_t displayID, std::optional<Rect> initialArea,
+                                                   bool windowsOnly) {
+    const std::optional<NSScreen> screen = screenShowing(screens_, displayID);
+    if (!overlays_.areaSelector || !screen) co_return std::nullopt;
+    std::vector<CaptureDevice> microphones;
+    if (!windowsOnly) microphones = lists_.microphones.get();
+    Task<std::optional<PickedArea>> selecting = overlays_.areaSelector->select(
+        *screen, localized("Record"), initialArea, std::move(microphones), windowsOnly);
+    const std::optional<PickedArea> picked = co_await selecting;
+    if (picked && picked->windowID) co_await lists_.knowWindow(*picked->windowID);
+    co_return picked;
+}
+
+Task<std::optional<SourceChooser::Choice>> SourceChooser::selectArea(std::uint32_t displayID,
+                                                                     std::optional<Rect> initialArea) {
+    const std::optional<PickedArea> picked = co_await ask(displayID, initialArea, false);
+    if (!picked) co_return std::nullopt;
+    if (picked->windowID) co_return Choice{CaptureSource::window(*picked->windowID), std::nullopt};
+    co_return Choice{CaptureSource::area(displayID), picked->rect};
+}
+
+Task<std::optional<SourceChooser::Choice>> SourceChooser::pickWindow(std::uint32_t displayID) {
+    const std::optional<PickedArea> picked = co_await ask(displayID, std::nullopt, true);
+    if (!picked || !picked->windowID) co_return std::nullopt;
+    co_return Choice{CaptureSource::window(*picked->windowID), std::nullopt};
+}
+
+Task<std::optional<SourceChooser::Choice>> SourceChooser::pickScreen() {
+    const std::vector<NSScreen> screens = screens_.screens();
+    std::optional<std::uint32_t> displayID;
+    if (screens.size() == 1 && screens.front().displayID) {
+        displayID = screens.front().displayID;
+    } else if (overlays_.screenChooser) {
+        displayID = co_await overlays_.screenChooser->choose();
+    }
+    if (!displayID) co_return std::nullopt;
+    co_return Choice{CaptureSource::display(*displayID), std::nullopt};
+}
+
+}  // namespace lumicrate

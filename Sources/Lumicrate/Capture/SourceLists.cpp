@@ -1,0 +1,118 @@
+#include "Lumicrate/Capture/SourceLists.h"
+
+#include "Lumicrate/Capture/ContentFilter.h"
+
+#include <algorithm>
+#include <exception>
+#include <string>
+#include <utility>
+
+namespace lumicrate {
+
+namespace {
+
+constexpr double smallestWidth = 80;
+constexpr double smallestHeight = 60;
+
+struct Fetched {
+    SCShareableContent content;
+    std::exception_ptr error;
+};
+
+bool isOffered(const SCWindow& window, std::int32_t ownProcessID) {
+    const bool own = window.owningApplication && window.owningApplication->processID == ownProcessID;
+    return window.windowLayer == 0 && window.frame.width >= smallestWidth &&
+           window.frame.height >= smallestHeight && !own && window.title && !window.title->empty();
+}
+
+auto findWindow(const std::vector<SCWindow>& windows, std::uint32_t windowID) {
+    return std::find_if(windows.begin(), windows.end(),
+                        [windowID](const SCWindow& each) { return each.windowID == windowID; });
+}
+
+}  // namespace
+
+Task<SCShareableContent> fetchShareableContent(const ScreenCaptureKit& capture, Executor& executor) {
+    const Completion<Fetched> arrived(executor);
+    capture.getShareableContent([arrived](SCShareableContent content, std::exception_ptr error) {
+        arrived.resolve(Fetched{std::move(content), std::move(error)});
+    });
+    Fetched fetched = co_await arrived;
+    if (fetched.error) std::rethrow_exception(fetched.error);
+    co_return std::move(fetched.content);
+}
+
+std::string applicationName(const SCWindow& window) {
+    return window.owningApplication ? window.owningApplication->applicationName : std::string();
+}
+
+std::vector<SCWindow> offeredWindows(std::vector<SCWindow> windows, std::int32_t ownProcessID) {
+    std::erase_if(windows, [ownProcessID](const SCWindow& each) { return !isOffered(each, ownProcessID); });
+    std::ranges::stable_sort(windows, {}, applicationName);
+    return windows;
+}
+
+SourceLists::~SourceLists() {
+    if (devicesChanged_) devices_.setOnChange({});
+}
+
+Task<void> SourceLists::refreshSources() {
+    SCShareableContent content = co_await fetchShareableContent(capture_, executor_);
+    displays = std::move(content.displays);
+    windows = offeredWindows(std::move(content.windows), processID_);
+}
+
+void SourceLists::refreshDevices() {
+    microphones = devices_.microphones();
+    cameras = devices_.cameras();
+}
+
+void SourceLists::followDevices() {
+    devicesChanged_ = std::make_shared<std::atomic<bool>>(false);
+    devices_.setOnChange([this, weak = std::weak_ptr(devicesChanged_), &executor = executor_] {
+        const auto changed = weak.lock();
+        if (!changed || changed->exchange(true)) return;
+        executor.post([this, weak] {
+            const auto stillFollowed = weak.lock();
+            if (!stillFollowed) return;
+            *stillFollowed = false;
+            refreshDevices();
+        });
+    });
+    refreshDevices();
+}
+
+Task<void> SourceLists::knowWindow(std::uint32_t windowID) {
+    if (findWindow(windows.get(), windowID) != windows->end()) co_return;
+    const SCShareableContent content = co_await fetchShareableContent(capture_, executor_);
+    const auto found = findWindow(content.windows, windowID);
+    if (found == content.windows.end()) co_return;
+    std::vector<SCWindow> extended = windows.get();
+    extended.push_back(*found);
+    windows = std::move(extended);
+}
+
+bool SourceLists::isSourceAvailable(const std::optional<CaptureSource>& source) const {
+    if (!source) return false;
+    if (const auto windowID = source->windowID())
+        return findWindow(windows.get(), *windowID) != windows->end();
+    if (const auto displayID = source->displayID()) {
+        return std::any_of(displays->begin(), displays->end(),
+                           [displayID](const SCDisplay& each) { return each.displayID == *displayID; });
+    }
+    return true;
+}
+
+std::uint32_t SourceLists::mainDisplayID() const {
+    return chooseMainDisplay(displays.get(), capture_.CGMainDisplayID());
+}
+
+std::optional<SourceLists::WindowPlace> SourceLists::placeOfWindow(std::uint32_t windowID) const {
+    const auto window = findWindow(windows.get(), windowID);
+    if (window == windows->end() || displays->empty()) return std::nullopt;
+    const SCDisplay& display = displayShowingMost(displays.get(), window->frame);
+    return WindowPlace{display.displayID,
+                       window->frame.offsetBy(-display.frame.minX(), -display.frame.minY())};
+}
+
+}  // namespace lumicrate

@@ -1,0 +1,132 @@
+#include "Lumicrate/Capture/StreamConfiguration.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+namespace lumicrate {
+
+namespace {
+
+/// The largest picture that H.264 recordings have.
+constexpr double h264MaxWidth = 4096;
+constexpr double h264MaxHeight = 2304;
+
+AVVideoCodecType codecFor(OutputFormat format) {
+    return format == OutputFormat::movHEVC ? AVVideoCodecType::hevc : AVVideoCodecType::h264;
+}
+
+/// The part of the content that is shown; none for all of it.
+std::optional<Rect> sourceRect(const CaptureTarget& target, const std::optional<CaptureSource>& source,
+                               const RecordingOptions& options) {
+    std::optional<Rect> part;
+    if (isKind(source, CaptureSource::Kind::window)) {
+        part = target.windowSourceRect;
+    } else if (isKind(source, CaptureSource::Kind::area) && options.areaRect) {
+        part = options.areaRect->intersection(target.filter.contentRect);
+    }
+    return part && !part->isEmpty() ? part : std::nullopt;
+}
+
+double maxLines(VideoQuality quality) {
+    switch (quality) {
+        case VideoQuality::p1080:
+            return 1080;
+        case VideoQuality::p720:
+            return 720;
+        case VideoQuality::native:
+            break;
+    }
+    return std::numeric_limits<double>::infinity();
+}
+
+/// How much smaller the picture gets, 1 for not at all. Only its height counts for the quality.
+double scaleFactor(Size pixels, const RecordingOptions& options) {
+    const double scale = std::min(maxLines(options.quality) / pixels.height, 1.0);
+    if (codecFor(options.format) != AVVideoCodecType::h264) return scale;
+    return std::min({scale, h264MaxWidth / pixels.width, h264MaxHeight / pixels.height});
+}
+
+int wholePixels(double pixels) {
+    return std::max(static_cast<int>(std::lround(pixels)), 2);
+}
+
+void setPicture(SCStreamConfiguration& configuration, const CaptureTarget& target,
+                const std::optional<CaptureSource>& source, const RecordingOptions& options) {
+    if (isKind(source, CaptureSource::Kind::audioOnly)) {
+        // A stream always has a picture: the smallest there is, as seldom as it goes.
+        configuration.width = configuration.height = 2;
+        configuration.minimumFrameInterval = CMTime(1, 1);
+        return;
+    }
+    configuration.sourceRect = sourceRect(target, source, options);
+    configuration.preservesAspectRatio = true;
+    const Size points = configuration.sourceRect.value_or(target.filter.contentRect).size();
+    const double density = target.filter.pointPixelScale;
+    const Size pixels{points.width * density, points.height * density};
+    const double scale = scaleFactor(pixels, options);
+    configuration.width = wholePixels(pixels.width * scale);
+    configuration.height = wholePixels(pixels.height * scale);
+    configuration.minimumFrameInterval = CMTime(1, options.fps);
+}
+
+void setSound(SCStreamConfiguration& configuration, const RecordingOptions& options,
+              const std::vector<CaptureDevice>& microphones) {
+    configuration.capturesAudio = options.captureSystemAudio;
+    configuration.excludesCurrentProcessAudio = true;
+    configuration.sampleRate = 48000;
+    configuration.channelCount = 2;
+    configuration.captureMicrophone = options.captureMicrophone;
+    if (!options.captureMicrophone || options.microphoneID.empty()) return;
+    const bool connected =
+        std::any_of(microphones.begin(), microphones.end(),
+                    [&](const CaptureDevice& each) { return each.id == options.microphoneID; });
+    if (connected) configuration.microphoneCaptureDeviceID = options.microphoneID;
+}
+
+/// Bits for each pixel of each frame.
+double bitsPerPixel(EncodingQuality quality) {
+    switch (quality) {
+        case EncodingQuality::standard:
+            return 0.06;
+        case EncodingQuality::high:
+            return 0.12;
+        case EncodingQuality::maximum:
+            break;
+    }
+    return 0.24;
+}
+
+}  // namespace
+
+SCStreamConfiguration makeConfiguration(const CaptureTarget& target,
+                                        const std::optional<CaptureSource>& source,
+                                        const RecordingOptions& options,
+                                        const std::vector<CaptureDevice>& microphones) {
+    SCStreamConfiguration configuration;
+    setPicture(configuration, target, source, options);
+    configuration.pixelFormat = kCVPixelFormatType_420YpCbCr8BiPlanarVideoRange;
+    configuration.colorMatrix = YCbCrMatrix::kCGDisplayStreamYCbCrMatrix_ITU_R_709_2;
+    configuration.showsCursor = options.showCursor;
+    configuration.queueDepth = 6;
+    setSound(configuration, options, microphones);
+    return configuration;
+}
+
+std::int64_t bitRate(int width, int height, const RecordingOptions& options) {
+    constexpr double hevcShare = 0.7;
+    constexpr std::int64_t least = 1'000'000;
+    double factor = bitsPerPixel(options.encodingQuality);
+    if (codecFor(options.format) == AVVideoCodecType::hevc) factor *= hevcShare;
+    const std::int64_t pixelsPerSecond = std::int64_t{width} * height * options.fps;
+    return std::max(static_cast<std::int64_t>(factor * static_cast<double>(pixelsPerSecond)), least);
+}
+
+MovieFormat movieFormat(OutputFormat format, bool soundAlone) {
+    const AVVideoCodecType codec = codecFor(format);
+    if (soundAlone) return {AVFileType::appleM4A, codec, "m4a"};
+    if (format == OutputFormat::movHEVC) return {AVFileType::quickTimeMovie, codec, "mov"};
+    return {AVFileType::mpeg4, codec, "mp4"};
+}
+
+}  // namespace lumicrate

@@ -1,0 +1,35 @@
+#include "Lumicrate/Capture/WindowFollower.h"
+
+#include "Lumicrate/Capture/ContentFilter.h"
+
+#include <chrono>
+#include <optional>
+#include <utility>
+
+namespace lumicrate {
+
+namespace {
+
+constexpr std::chrono::milliseconds interval(120);
+
+}  // namespace
+
+Task<void> followWindow(Executor& executor, const ScreenCaptureKit& capture, FollowedWindow window,
+                        WindowFollowing handlers) {
+    Rect last = window.frame;
+    // Where the window was when the panels last went with it.
+    Rect accompanied = window.frame;
+    while (true) {
+        co_await sleepFor(executor, interval);
+        const std::optional<Rect> now = capture.windowBounds(window.windowID);
+        if (!now || now == last) continue;
+        last = *now;
+        const Rect part = partOfDisplay(last, capture.CGDisplayBounds(window.displayID));
+        if (part.isEmpty()) continue;
+        Task<void> changing = handlers.setSourceRect(part);
+        co_await changing;
+        handlers.moved(std::exchange(accompanied, last), last);
+    }
+}
+
+}  // namespace lumicrate

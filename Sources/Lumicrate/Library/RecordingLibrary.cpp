@@ -1,0 +1,169 @@
+#include "Lumicrate/Library/RecordingLibrary.h"
+
+#include "Support/Error.h"
+
+#include <algorithm>
+#include <string_view>
+#include <unordered_map>
+#include <utility>
+
+namespace lumicrate {
+
+namespace {
+
+/// Keys are the urls' own characters, which outlive the map.
+using ByUrl = std::unordered_map<std::string_view, std::size_t>;
+
+ByUrl indexByUrl(const std::vector<Recording>& list) {
+    ByUrl index(list.size());
+    for (std::size_t i = 0; i < list.size(); ++i)
+        index.emplace(list[i].url.native(), i);
+    return index;
+}
+
+Recording toRecording(const NSFileEntry& entry) {
+    Recording recording;
+    recording.url = entry.url;
+    if (entry.created) recording.created = *entry.created;
+    recording.size = *entry.size;
+    return recording;
+}
+
+void keepDuration(Recording& recording, const Recording& before) {
+    if (before.size == recording.size) recording.duration = before.duration;
+}
+
+}  // namespace
+
+RecordingLibrary::RecordingLibrary(Services services, Instant launchDate)
+    : services_(std::move(services)),
+      launchDate_(launchDate),
+      lengths_(
+          services_.executor, std::move(services_.lengths),
+          [this]() -> const std::vector<Recording>& { return recordings.get(); },
+          [this](const RecordingLengths::Results& results) { add(results); }) {
+    for (const std::string_view name : {recordingSavedNotification, recordingsChangedNotification}) {
+        subscriptions_.push_back(
+            services_.notifications.observe(name, [this](const NotificationCenter::Object&) { reload(); }));
+    }
+    if (services_.watch)
+        services_.watch->setOnChange([this](const FolderChanges& changes) { follow(changes); });
+}
+
+void RecordingLibrary::reload() {
+    std::vector<NSFileEntry> entries;
+    try {
+        entries = services_.files.contentsOfDirectory(services_.folder.folder());
+    } catch (const LocalizedError&) {
+        // It is not there yet, most likely.
+    }
+    const std::vector<Recording>& before = recordings.get();
+    const ByUrl known = indexByUrl(before);
+    std::vector<Recording> list;
+    for (const NSFileEntry& each : entries) {
+        if (!isListed(each)) continue;
+        list.push_back(toRecording(each));
+        if (const auto found = known.find(each.url.native()); found != known.end())
+            keepDuration(list.back(), before[found->second]);
+    }
+    lengths_.forgetFailures();
+    publish(std::move(list));
+}
+
+/// Looks at the named files alone.
+void RecordingLibrary::follow(const FolderChanges& changes) {
+    if (changes.everything) return reload();
+    std::vector<Recording> list = recordings.get();
+    ByUrl known = indexByUrl(list);
+    std::vector<Recording> added;
+    std::set<std::size_t> gone;
+    for (const std::filesystem::path& url : changes.urls) {
+        if (!RecordingFolder::isMovie(url)) continue;
+        const NSFileEntry entry = services_.files.attributes(url);
+        const auto found = known.find(url.native());
+        if (!isListed(entry)) {
+            if (found != known.end()) gone.insert(found->second);
+            continue;
+        }
+        lengths_.forgetFailure(url);
+        Recording now = toRecording(entry);
+        if (found == known.end()) {
+            added.push_back(std::move(now));
+            continue;
+        }
+        Recording& before = list[found->second];
+        keepDuration(now, before);
+        before = std::move(now);
+    }
+    for (auto each = gone.rbegin(); each != gone.rend(); ++each)
+        list.erase(list.begin() + static_cast<std::ptrdiff_t>(*each));
+    std::move(added.begin(), added.end(), std::back_inserter(list));
+    publish(std::move(list));
+}
+
+bool RecordingLibrary::isListed(const NSFileEntry& entry) const {
+    return entry.size && RecordingFolder::isMovie(entry.url) && !services_.folder.isInProgress(entry.url);
+}
+
+void RecordingLibrary::publish(std::vector<Recording> list) {
+    std::stable_sort(list.begin(), list.end(),
+                     [](const Recording& a, const Recording& b) { return a.created > b.created; });
+    markNew(list);
+    recordings = std::move(list);
+    lengths_.start();
+}
+
+void RecordingLibrary::markNew(const std::vector<Recording>& list) {
+    std::set<std::filesystem::path> marked = *unopened;
+    for (auto each = list.begin(); each != list.end() && each->created > launchDate_; ++each) {
+        if (!opened_.contains(each->url)) marked.insert(each->url);
+    }
+    if (marked != *unopened) unopened = std::move(marked);
+}
+
+/// By url, since the list may have changed meanwhile; and only where the file is still the one that was read.
+void RecordingLibrary::add(const RecordingLengths::Results& results) {
+    std::vector<Recording> list = recordings.get();
+    const ByUrl known = indexByUrl(list);
+    bool changed = false;
+    for (const RecordingLengths::Result& each : results) {
+        const auto found = known.find(each.url.native());
+        if (!each.duration || found == known.end() || list[found->second].size != each.size) continue;
+        list[found->second].duration = each.duration;
+        changed = true;
+    }
+    if (changed) recordings = std::move(list);
+}
+
+void RecordingLibrary::markOpened(const std::filesystem::path& url) {
+    opened_.insert(url);
+    if (!unopened->contains(url)) return;
+    std::set<std::filesystem::path> left = *unopened;
+    left.erase(url);
+    unopened = std::move(left);
+}
+
+void RecordingLibrary::open(const Recording& recording) {
+    const std::filesystem::path url = recording.url;
+    markOpened(url);
+    services_.showPreview(url);
+}
+
+void RecordingLibrary::openInQuickTime(const Recording& recording) {
+    const std::filesystem::path url = recording.url;
+    markOpened(url);
+    services_.workspace.openURL(url);
+}
+
+void RecordingLibrary::moveToTrash(const Recording& recording) {
+    const std::filesystem::path url = recording.url;
+    try {
+        services_.files.trashItem(url);
+        markOpened(url);
+    } catch (const LocalizedError&) {
+        services_.beep();
+    }
+    reload();
+}
+
+}  // namespace lumicrate

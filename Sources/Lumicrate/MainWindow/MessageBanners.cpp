@@ -1,0 +1,48 @@
+#include "Lumicrate/MainWindow/MessageBanners.h"
+
+#include <utility>
+
+namespace lumicrate {
+
+MessageBanners::MessageBanners(const ScreenRecorder& recorder) {
+    showError(*recorder.errorMessage);
+    showNotices(*recorder.notices);
+    subscriptions_.push_back(
+        recorder.errorMessage.observe([this](const auto& coming) { showError(coming); }));
+    subscriptions_.push_back(recorder.notices.observe([this](const auto& coming) { showNotices(coming); }));
+}
+
+void MessageBanners::showError(const std::optional<std::string>& sentence) {
+    error_ = sentence ? std::optional(make(Banner::Kind::error, *sentence)) : std::nullopt;
+    publish();
+}
+
+void MessageBanners::showNotices(const std::vector<std::string>& sentences) {
+    notices_.clear();
+    for (const std::string& each : sentences)
+        notices_.push_back(make(Banner::Kind::notice, each));
+    publish();
+}
+
+void MessageBanners::complain(const std::string& sentence) {
+    complaint_ = make(Banner::Kind::error, sentence);
+    publish();
+}
+
+void MessageBanners::dismiss(std::uint64_t id) {
+    const auto isIt = [id](const Banner& each) { return each.id == id; };
+    if (error_ && isIt(*error_)) error_.reset();
+    if (complaint_ && isIt(*complaint_)) complaint_.reset();
+    std::erase_if(notices_, isIt);
+    publish();
+}
+
+void MessageBanners::publish() {
+    std::vector<Banner> all;
+    if (error_) all.push_back(*error_);
+    if (complaint_) all.push_back(*complaint_);
+    all.insert(all.end(), notices_.begin(), notices_.end());
+    if (all != *banners) banners = std::move(all);
+}
+
+}  // namespace lumicrate

@@ -1,0 +1,190 @@
+#include "Lumicrate/MainWindow/RecorderControls.h"
+
+#include "Support/Error.h"
+#include "Support/Text.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace lumicrate {
+
+namespace {
+
+using State = ScreenRecorder::State;
+
+void store(NSUserDefaults& defaults, std::string_view key, const std::string& value,
+           const std::function<void(const std::string&)>& complain) {
+    try {
+        defaults.set(key, value);
+    } catch (const LocalizedError& error) {
+        complain(error.what());
+    }
+}
+
+std::vector<std::string_view> togglesFor(CaptureMode mode) {
+    if (mode == CaptureMode::audio)
+        return {preference::captureSystemAudio, preference::captureMicrophone, preference::countdown};
+    return {preference::captureSystemAudio, preference::captureMicrophone, preference::showCursor,
+            preference::highlightClicks, preference::countdown};
+}
+
+}  // namespace
+
+RecorderControls::RecorderControls(ScreenRecorder& recorder, SourceBar& sources, NSUserDefaults& defaults,
+                                   const Progress* mixing, std::function<void(const std::string&)> complain)
+    : recorder_(recorder),
+      sources_(sources),
+      defaults_(defaults),
+      complain_(std::move(complain)),
+      state_(*recorder.state),
+      chosen_(*sources.content),
+      picking_(*recorder.pickingMode),
+      countdown_(*recorder.countdownValue),
+      recordsMicrophone_(*recorder.recordsMicrophone),
+      elapsed_(recorder.elapsedNow()) {
+    const auto follow = [this](const auto& published, auto& kept) {
+        subscriptions_.push_back(published.observe([this, &kept](const auto& coming) {
+            kept = coming;
+            rebuild();
+        }));
+    };
+    follow(recorder.state, state_);
+    follow(sources.content, chosen_);
+    follow(recorder.pickingMode, picking_);
+    follow(recorder.countdownValue, countdown_);
+    follow(recorder.recordsMicrophone, recordsMicrophone_);
+    if (mixing) {
+        progress_ = **mixing;
+        follow(*mixing, progress_);
+    }
+    rebuild();
+}
+
+std::vector<RecorderControls::Toggle> RecorderControls::toggles() {
+    return {{preference::captureSystemAudio, "speaker.wave.2.fill", "speaker.slash.fill",
+             localized("System Audio"), localized("Record what the computer plays")},
+            {preference::captureMicrophone, "mic.fill", "mic.slash.fill", localized("Microphone"),
+             localized("Record a microphone")},
+            {preference::showCursor, "cursorarrow", "cursorarrow", localized("Cursor"),
+             localized("Show the pointer in the recording")},
+            {preference::highlightClicks, "cursorarrow.click", "cursorarrow.click", localized("Clicks"),
+             localized("Show a ring where the mouse is clicked")},
+            {preference::countdown, "timer", "timer", localized("Countdown"),
+             localized("Count down 3 seconds before recording")}};
+}
+
+std::vector<MenuItem> RecorderControls::microphoneMenu() const {
+    const std::vector<CaptureDevice>& connected = *recorder_.microphones;
+    const std::string stored = defaults_.stringForKey(preference::microphoneID).value_or("");
+    const bool known = std::any_of(connected.begin(), connected.end(),
+                                   [&stored](const CaptureDevice& each) { return each.id == stored; });
+    std::vector<MenuItem> items;
+    const auto add = [&](const std::string& title, const std::string& id, bool checked) {
+        items.push_back(MenuItem::command(title, [&defaults = defaults_, complain = complain_, id] {
+            store(defaults, preference::microphoneID, id, complain);
+        }));
+        items.back().checked = checked;
+    };
+    add(localized("Default"), "", !known);
+    for (const CaptureDevice& each : connected)
+        add(each.name, each.id, known && each.id == stored);
+    return items;
+}
+
+void RecorderControls::press() {
+    if (!content->enabled) return;
+    if (state_ == State::idle) {
+        sources_.record();
+    } else {
+        recorder_.toggle();
+    }
+}
+
+void RecorderControls::setVisible(bool visible) {
+    visible_ = visible;
+    rebuild();
+}
+
+bool RecorderControls::isActive() const {
+    return state_ == State::recording || state_ == State::paused;
+}
+
+void RecorderControls::rebuild() {
+    Content next;
+    next.pauses = isActive();
+    // Without that preference the recorder measures no level.
+    next.showsLevel =
+        visible_ && isActive() && recordsMicrophone_ && defaults_.boolForKey(preference::webcamMicLevel);
+    followMoments(next);
+    describe(next);
+    next.toggles = togglesFor(chosen_.mode);
+    next.togglesEnabled = state_ == State::idle;
+    const bool paused = state_ == State::paused;
+    next.pauseTitle = paused ? localized("Resume Recording") : localized("Pause Recording");
+    next.pauseSymbol = paused ? "play.fill" : "pause.fill";
+    if (next != *content) content = std::move(next);
+}
+
+void RecorderControls::describe(Content& next) const {
+    switch (state_) {
+        case State::idle:
+            next.title = localized("Start Recording");
+            next.symbol = "record.circle.fill";
+            next.hint = chosen_.missing.value_or("");
+            next.enabled = next.hint.empty();
+            return;
+        case State::selectingArea:
+            next.look = Look::waiting;
+            next.title = picking_ == CaptureMode::window   ? localized("Choose a Window…")
+                         : picking_ == CaptureMode::screen ? localized("Choose a Screen…")
+                                                           : localized("Choose an Area…");
+            next.enabled = false;
+            return;
+        case State::countingDown:
+            next.look = Look::waiting;
+            next.symbol = "xmark";
+            next.title = localized("Cancel Countdown");
+            if (countdown_) next.time = std::to_string(*countdown_);
+            return;
+        case State::starting:
+            next.look = Look::waiting;
+            next.title = localized("Starting…");
+            next.enabled = false;
+            return;
+        case State::recording:
+        case State::paused:
+            next.look = Look::recording;
+            next.symbol = "stop.fill";
+            next.title = localized("Stop Recording");
+            next.time = formatElapsed(elapsed_);
+            return;
+        case State::stopping:
+            next.look = Look::waiting;
+            next.title = localized("Saving…");
+            next.enabled = false;
+            next.progress = progress_;
+            return;
+    }
+}
+
+/// The recorder wakes up more often while somebody watches its time.
+void RecorderControls::followMoments(const Content& next) {
+    const bool watches = visible_ && isActive();
+    if (!watches) {
+        elapsedSubscription_.reset();
+    } else if (!elapsedSubscription_) {
+        elapsed_ = recorder_.elapsedNow();
+        elapsedSubscription_ = recorder_.elapsed.observe([this](double coming) {
+            elapsed_ = coming;
+            rebuild();
+        });
+    }
+    if (!next.showsLevel) {
+        levelSubscription_.reset();
+    } else if (!levelSubscription_) {
+        level = *recorder_.microphoneLevel;
+        levelSubscription_ = recorder_.microphoneLevel.observe([this](float coming) { level = coming; });
+    }
+}
+
+}  // namespace lumicrate

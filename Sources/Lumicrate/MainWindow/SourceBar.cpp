@@ -1,0 +1,159 @@
+#include "Lumicrate/MainWindow/SourceBar.h"
+
+#include "Lumicrate/Capture/SourceLists.h"
+#include "Support/Error.h"
+#include "Support/Text.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace lumicrate {
+
+namespace {
+
+/// The choice if it is among those on offer.
+template <class Offered>
+const Offered* find(const std::vector<Offered>& offered, const std::optional<std::uint32_t>& id) {
+    const auto found =
+        std::find_if(offered.begin(), offered.end(), [&](const Offered& each) { return each.id == id; });
+    return found == offered.end() ? nullptr : &*found;
+}
+
+std::string noteOf(const SourceBar::Content& content) {
+    const bool isScreen = content.mode == CaptureMode::screen;
+    if (content.displays.empty() || !(isScreen || content.mode == CaptureMode::area)) return {};
+    if (content.displays.size() > 1)
+        return isScreen ? localized("You choose the screen when the recording begins.") : std::string();
+    return content.displays.front().description();
+}
+
+}  // namespace
+
+SourceBar::SourceBar(ScreenRecorder& recorder, NSUserDefaults& defaults, Complaints complain)
+    : recorder_(recorder),
+      defaults_(defaults),
+      complain_(std::move(complain)),
+      state_(*recorder.state),
+      windows_(*recorder.windows),
+      displays_(*recorder.displays) {
+    const auto follow = [this](const auto& published, auto& kept) {
+        subscriptions_.push_back(published.observe([this, &kept](const auto& coming) {
+            kept = coming;
+            rebuild();
+        }));
+    };
+    follow(recorder.state, state_);
+    follow(recorder.windows, windows_);
+    follow(recorder.displays, displays_);
+    subscriptions_.push_back(defaults.observe([this] { rebuild(); }));
+    rebuild();
+}
+
+std::vector<SourceBar::Mode> SourceBar::modes() {
+    return {{CaptureMode::window, localized("Window"), "macwindow"},
+            {CaptureMode::area, localized("Area"), "rectangle.dashed"},
+            {CaptureMode::screen, localized("Screen"), "display"},
+            {CaptureMode::audio, localized("Audio"), "waveform"}};
+}
+
+bool SourceBar::isOffered(CaptureMode mode) {
+    const std::vector<Mode> offered = modes();
+    return std::any_of(offered.begin(), offered.end(),
+                       [mode](const Mode& each) { return each.mode == mode; });
+}
+
+void SourceBar::rebuild() {
+    Content next;
+    const auto stored =
+        fromRawValue<CaptureMode>(defaults_.stringForKey(preference::captureMode).value_or(""));
+    if (stored && isOffered(*stored)) next.mode = *stored;
+    next.enabled = state_ == ScreenRecorder::State::idle;
+    fillSources(next);
+    next.picksDisplay = next.mode == CaptureMode::area && next.displays.size() > 1;
+    next.note = noteOf(next);
+    next.missing = missingFrom(next);
+    if (next != *content) content = std::move(next);
+}
+
+void SourceBar::fillSources(Content& next) const {
+    for (const SCWindow& each : windows_)
+        next.windows.push_back({each.windowID, applicationName(each), each.title.value_or("")});
+    if (const Window* chosen = find(next.windows, window_)) next.window = *chosen;
+
+    for (const SCDisplay& each : displays_)
+        next.displays.push_back(
+            {each.displayID, each.localizedName, formatPixels(each.frame.size(), each.pointPixelScale)});
+    if (displays_.empty()) return;
+    const Display* chosen = find(next.displays, display_);
+    // The recorder's own list may be a step behind here, so the main display is looked up in this one.
+    const Display* main = find(next.displays, recorder_.mainDisplayID());
+    next.display = chosen ? chosen->id : main ? main->id : next.displays.front().id;
+}
+
+std::optional<std::string> SourceBar::missingFrom(const Content& next) const {
+    switch (next.mode) {
+        case CaptureMode::window:
+            break;
+        case CaptureMode::area:
+        case CaptureMode::screen:
+            return next.display ? std::nullopt : std::optional(localized("There is no screen to record."));
+        case CaptureMode::audio:
+            if (defaults_.boolForKey(preference::captureSystemAudio) ||
+                defaults_.boolForKey(preference::captureMicrophone))
+                return std::nullopt;
+            return localized("Turn on system audio or the microphone first.");
+        case CaptureMode::webcam:
+            break;
+    }
+    return std::nullopt;
+}
+
+void SourceBar::store(std::string_view key, const std::string& value) {
+    try {
+        defaults_.set(key, value);
+    } catch (const LocalizedError& error) {
+        complain_(error.what());
+    }
+    rebuild();
+}
+
+std::string SourceBar::Display::description() const {
+    return name + "  ·  " + size;
+}
+
+void SourceBar::setMode(CaptureMode mode) {
+    store(preference::captureMode, std::string(rawValue(mode)));
+}
+
+void SourceBar::chooseWindow(std::uint32_t id) {
+    window_ = id;
+    rebuild();
+}
+
+void SourceBar::chooseDisplay(std::uint32_t id) {
+    display_ = id;
+    recorder_.setSource(CaptureSource::area(id));
+    rebuild();
+}
+
+void SourceBar::record() {
+    const Content& chosen = *content;
+    if (chosen.missing || !chosen.enabled) return;
+    switch (chosen.mode) {
+        case CaptureMode::window:
+            if (!chosen.window) return recorder_.record(CaptureMode::window);
+            recorder_.setSource(CaptureSource::window(chosen.window->id));
+            return recorder_.start(false);
+        case CaptureMode::area:
+            recorder_.setSource(CaptureSource::area(*chosen.display));
+            return recorder_.record(CaptureMode::area);
+        case CaptureMode::screen:
+            return recorder_.record(CaptureMode::screen);
+        case CaptureMode::audio:
+            return recorder_.recordAudioNow();
+        case CaptureMode::webcam:
+            break;
+    }
+}
+
+}  // namespace lumicrate

@@ -1,0 +1,54 @@
+#include "Lumicrate/Movie/AudioMixdown.h"
+
+#include "Lumicrate/Library/FileNames.h"
+#include "Lumicrate/Library/TemporaryFile.h"
+#include "Lumicrate/Recording/FreeSpaceGuard.h"
+#include "Support/Background.h"
+
+#include <utility>
+
+namespace lumicrate {
+
+AudioMixdown::AudioMixdown(Executor& executor, DispatchQueueFactory makeQueue, const AVAssets& assets,
+                           NSFileManager& files)
+    : executor_(executor), makeQueue_(std::move(makeQueue)), assets_(assets), files_(files) {}
+
+Task<bool> AudioMixdown::mixIfNeeded(std::filesystem::path url) {
+    const auto tell = [&executor = executor_, shown = std::weak_ptr(progress_)](std::optional<double> part) {
+        executor.post([shown, part] {
+            if (const auto progress = shown.lock()) *progress = part;
+        });
+    };
+    const std::function<bool()> work = [&assets = assets_, &files = files_, url, tell] {
+        return mixIfNeeded(assets, files, url, {tell, {}});
+    };
+    if (!queue_) queue_ = makeQueue_("Lumicrate.mixdown");
+    Task<bool> mixing = inBackground<bool>(executor_, *queue_, work);
+    std::exception_ptr failure;
+    bool mixed = false;
+    try {
+        mixed = co_await mixing;
+    } catch (const NoRoomToMix&) {
+        failure = std::current_exception();
+    } catch (const std::exception& reason) {
+        failure = std::make_exception_ptr(LocalizedError(std::string(reason.what()) + " " +
+                                                         localized("It is kept with its tracks apart:") +
+                                                         " " + url.string()));
+    }
+    *progress_ = std::nullopt;
+    if (failure) std::rethrow_exception(failure);
+    co_return mixed;
+}
+
+bool AudioMixdown::mixIfNeeded(const AVAssets& assets, NSFileManager& files, const std::filesystem::path& url,
+                               const LongWork& work) {
+    if (assets.summary(url).audioTracks < 2) return false;
+    const FreeSpaceGuard volume(files.volumeCapacity(url));
+    if (!volume.hasRoomFor(files.attributes(url).size.value_or(0))) throw NoRoomToMix();
+    TemporaryFile mixed(files, url, "mix");
+    assets.mixAudio(url, mixed.url(), fileTypeOf(url), work);
+    mixed.replace(url);
+    return true;
+}
+
+}  // namespace lumicrate

@@ -1,0 +1,82 @@
+#include "Lumicrate/Overlays/CountdownController.h"
+
+#include "Lumicrate/Shortcuts/Shortcut.h"
+#include "Support/Text.h"
+
+#include <chrono>
+#include <utility>
+
+namespace lumicrate {
+
+namespace {
+
+constexpr double side = 200;
+
+std::string cancelHint(const NSUserDefaults& defaults) {
+    const auto toggle = shortcut(ShortcutAction::toggle, defaults);
+    const std::string keys = toggle ? toggle->display() : std::string();
+    return keys.empty() ? keys : keys + localized(" to cancel");
+}
+
+}  // namespace
+
+/// Ends its run, and no later one, when the caller no longer waits.
+class CountdownController::EndOfRun {
+ public:
+    explicit EndOfRun(CountdownController& owner) : owner_(owner), run_(owner.runs_) {}
+    ~EndOfRun() {
+        if (owner_.runs_ == run_) owner_.finish(false);
+    }
+    EndOfRun(const EndOfRun&) = delete;
+    EndOfRun& operator=(const EndOfRun&) = delete;
+
+ private:
+    CountdownController& owner_;
+    std::uint64_t run_;
+};
+
+CountdownController::CountdownController(Executor& executor, const NSScreens& screens,
+                                         const NSUserDefaults& defaults, OverlayContents& contents)
+    : executor_(executor), screens_(screens), defaults_(defaults), contents_(contents) {}
+
+Task<bool> CountdownController::run(int seconds, std::optional<NSScreen> screen) {
+    finish(false);
+    ++runs_;
+    const EndOfRun end(*this);
+    const Completion<bool> result(executor_);
+    continuation_ = result;
+    begin(seconds, std::move(screen));
+    const bool reached = co_await result;
+    co_return reached;
+}
+
+void CountdownController::begin(int seconds, std::optional<NSScreen> screen) {
+    model_.value = seconds;
+    model_.cancelHint = cancelHint(defaults_);
+    const auto shown = screenOrMain(std::move(screen), screens_);
+    const Rect on = shown ? shown->frame : Rect{};
+
+    NSPanel::Settings settings;
+    settings.frame = {on.midX() - side / 2, on.midY() - side / 2, side, side};
+    settings.level = NSPanel::screenSaverLevel;
+    settings.ignoresMouseEvents = true;
+    panel_ = contents_.countdown(model_)->makePanel(std::move(settings));
+    panel_->orderFrontRegardless();
+    task_ = RunningTask(executor_, tick(seconds));
+}
+
+Task<void> CountdownController::tick(int seconds) {
+    for (int n = seconds; n > 0; --n) {
+        if (n != *model_.value) model_.value = n;
+        co_await sleepFor(executor_, std::chrono::seconds(1));
+    }
+    finish(true);
+}
+
+void CountdownController::finish(bool result) {
+    task_.cancel();
+    panel_.reset();
+    if (const auto waiting = std::exchange(continuation_, std::nullopt)) waiting->resolve(result);
+}
+
+}  // namespace lumicrate

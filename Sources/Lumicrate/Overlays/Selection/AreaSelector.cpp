@@ -1,0 +1,112 @@
+#include "Lumicrate/Overlays/Selection/AreaSelector.h"
+
+#include "Lumicrate/Capture/SourceLists.h"
+#include "Support/Error.h"
+
+#include <utility>
+
+namespace lumicrate {
+
+namespace {
+
+/// From y up, as the overlay counts, to y down from the screen's top edge, or back.
+Rect flipped(const Rect& rect, const NSScreen& screen) {
+    return {rect.x, screen.frame.height - rect.maxY(), rect.width, rect.height};
+}
+
+}  // namespace
+
+AreaSelection::AreaSelection(std::string confirmTitle, std::vector<CaptureDevice> microphones,
+                             NSUserDefaults& defaults,
+                             const std::function<void(const std::string&)>& complain,
+                             SelectionModel::Settings settings, SelectionModel::OnFinish onFinish)
+    : toolbar(std::move(confirmTitle), std::move(microphones)),
+      options(defaults, toolbar.microphones, false, complain),
+      view(std::move(settings), toolbar, std::move(onFinish)) {}
+
+/// Ends its session, and no later one, when the caller no longer waits.
+class AreaSelector::Session {
+ public:
+    explicit Session(AreaSelector& owner) : owner_(owner), number_(++owner.sessions_) {}
+    ~Session() {
+        if (isCurrent()) owner_.close();
+    }
+    Session(const Session&) = delete;
+    Session& operator=(const Session&) = delete;
+
+    bool isCurrent() const { return owner_.sessions_ == number_; }
+
+ private:
+    AreaSelector& owner_;
+    std::uint64_t number_;
+};
+
+Task<std::optional<PickedArea>> AreaSelector::select(NSScreen screen, std::string confirmTitle,
+                                                     std::optional<Rect> initialArea,
+                                                     std::vector<CaptureDevice> microphones,
+                                                     bool windowsOnly) {
+    finish(std::nullopt);
+    close();
+    const Session session(*this);
+    Task<std::vector<HoverTarget>> finding = hoverTargets(screen);
+    std::vector<HoverTarget> targets = co_await finding;
+    if (!session.isCurrent()) co_return std::nullopt;
+
+    const Completion<std::optional<PickedArea>> result(services_.executor);
+    continuation_ = result;
+    const SelectionModel::Settings settings{screen.frame.size(), screen.backingScaleFactor,
+                                            std::move(targets), windowsOnly};
+    selection_ = std::make_unique<AreaSelection>(
+        std::move(confirmTitle), std::move(microphones), services_.defaults, complain_, settings,
+        [this, screen](std::optional<Rect> rect, std::optional<std::uint32_t> windowID) {
+            finish(rect ? std::optional(PickedArea{flipped(*rect, screen), windowID}) : std::nullopt);
+        });
+    if (initialArea) selection_->view.preselect(flipped(*initialArea, screen));
+    selection_->snapshot = snapshot(screen);
+    open(screen);
+    const std::optional<PickedArea> picked = co_await result;
+    co_return picked;
+}
+
+std::optional<CGImage> AreaSelector::snapshot(const NSScreen& of) {
+    if (!of.displayID) return std::nullopt;
+    return services_.screenshots.captureDisplay(*of.displayID);
+}
+
+Task<std::vector<HoverTarget>> AreaSelector::hoverTargets(NSScreen on) {
+    if (!on.displayID) co_return std::vector<HoverTarget>();
+    try {
+        Task<SCShareableContent> fetching = fetchShareableContent(services_.capture, services_.executor);
+        const SCShareableContent content = co_await fetching;
+        co_return lumicrate::hoverTargets(content.windows, services_.capture.CGDisplayBounds(*on.displayID),
+                                          services_.process.processIdentifier());
+    } catch (const LocalizedError&) {
+        // An area can be dragged all the same.
+        co_return std::vector<HoverTarget>();
+    }
+}
+
+void AreaSelector::open(const NSScreen& screen) {
+    const Point pointer = services_.screens.mouseLocation();
+    if (screen.frame.contains(pointer)) {
+        selection_->view.mouseMoved({pointer.x - screen.frame.minX(), pointer.y - screen.frame.minY()});
+    }
+    NSPanel::Settings settings;
+    settings.frame = screen.frame;
+    settings.level = NSPanel::screenSaverLevel;
+    settings.canBecomeKey = true;
+    panel_ = services_.contents.selection(*selection_)->makePanel(std::move(settings));
+    panel_->makeKeyAndOrderFront();
+}
+
+/// From inside the overlay's own handlers, so the panel goes later, with the task that waits.
+void AreaSelector::finish(std::optional<PickedArea> picked) {
+    if (const auto waiting = std::exchange(continuation_, std::nullopt)) waiting->resolve(std::move(picked));
+}
+
+void AreaSelector::close() {
+    panel_.reset();
+    selection_.reset();
+}
+
+}  // namespace lumicrate

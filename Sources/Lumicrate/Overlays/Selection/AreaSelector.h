@@ -1,0 +1,80 @@
+// AreaSelector: has the user choose a window or drag an area on one screen.
+#pragma once
+
+#include "Lumicrate/Overlays/OverlayContents.h"
+#include "Lumicrate/Overlays/RecorderOverlays.h"
+#include "Lumicrate/Overlays/Selection/AreaToolbarModel.h"
+#include "Lumicrate/Overlays/Selection/HoverTarget.h"
+#include "Lumicrate/Overlays/Selection/RecordOptionsBar.h"
+#include "Lumicrate/Overlays/Selection/SelectionModel.h"
+#include "Platform/AVAsset.h"
+#include "Platform/NSProcessInfo.h"
+#include "Platform/SCScreenshotManager.h"
+#include "Platform/ScreenCaptureKit.h"
+#include "Support/Executor.h"
+#include "Support/Task.h"
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace lumicrate {
+
+/// What the overlay of one selection shows; its parts speak to each other through the toolbar's model.
+struct AreaSelection {
+    AreaSelection(std::string confirmTitle, std::vector<CaptureDevice> microphones, NSUserDefaults& defaults,
+                  const std::function<void(const std::string&)>& complain, SelectionModel::Settings settings,
+                  SelectionModel::OnFinish onFinish);
+
+    AreaToolbarModel toolbar;
+    RecordOptionsBar options;
+    SelectionModel view;
+    /// The screen before the overlay came over it, in its own pixels; none where it could not be read.
+    std::optional<CGImage> snapshot;
+};
+
+/// One selection at a time; a new one ends the former as cancelled. Main thread only.
+class AreaSelector final : public AreaChoosing {
+ public:
+    /// All must outlive the selector.
+    struct Services {
+        Executor& executor;
+        const ScreenCaptureKit& capture;
+        SCScreenshotManager& screenshots;
+        const NSProcessInfo& process;
+        const NSScreens& screens;
+        NSUserDefaults& defaults;
+        OverlayContents& contents;
+    };
+
+    explicit AreaSelector(const Services& services) : services_(services) {}
+
+    /// Where sentences go about preferences that can't be stored.
+    void setComplaints(std::function<void(const std::string&)> complain) { complain_ = std::move(complain); }
+
+    /// The overlay goes when the task is destroyed, too.
+    Task<std::optional<PickedArea>> select(NSScreen screen, std::string confirmTitle,
+                                           std::optional<Rect> initialArea,
+                                           std::vector<CaptureDevice> microphones, bool windowsOnly) override;
+
+ private:
+    class Session;
+
+    std::optional<CGImage> snapshot(const NSScreen& of);
+    Task<std::vector<HoverTarget>> hoverTargets(NSScreen on);
+    void open(const NSScreen& screen);
+    void finish(std::optional<PickedArea> picked);
+    void close();
+
+    Services services_;
+    std::function<void(const std::string&)> complain_ = [](const std::string&) {};
+    std::unique_ptr<AreaSelection> selection_;
+    std::unique_ptr<NSPanel> panel_;
+    std::optional<Completion<std::optional<PickedArea>>> continuation_;
+    std::uint64_t sessions_ = 0;
+};
+
+}  // namespace lumicrate

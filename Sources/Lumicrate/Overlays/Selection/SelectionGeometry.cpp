@@ -1,0 +1,144 @@
+#include "Lumicrate/Overlays/Selection/SelectionGeometry.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace lumicrate {
+
+namespace {
+
+constexpr double toolbarGap = 12;
+
+/// The lower bound wins where there is no room.
+double clampedTo(double value, double low, double high) {
+    return std::max(low, std::min(value, high));
+}
+
+/// From a fixed corner into a direction; 1 to the right or up, -1 to the left or down.
+Rect spanned(Point corner, const Size& size, double directionX, double directionY) {
+    return {directionX < 0 ? corner.x - size.width : corner.x,
+            directionY < 0 ? corner.y - size.height : corner.y, size.width, size.height};
+}
+
+Size smallest(double ratio) {
+    constexpr double side = SelectionGeometry::minimumSide;
+    return {ratio >= 1 ? side * ratio : side, side * std::max(1 / ratio, 1.0)};
+}
+
+}  // namespace
+
+Point pointOf(Handle handle, const Rect& rect) {
+    const OwnedEdges edges = edgesOf(handle);
+    return {edges.left    ? rect.minX()
+            : edges.right ? rect.maxX()
+                          : rect.midX(),
+            edges.bottom ? rect.minY()
+            : edges.top  ? rect.maxY()
+                         : rect.midY()};
+}
+
+Handle opposite(Handle handle) {
+    return static_cast<Handle>((static_cast<std::size_t>(handle) + allHandles.size() / 2) %
+                               allHandles.size());
+}
+
+std::vector<Handle> handlesFor(std::optional<double> ratio) {
+    if (!ratio) return {allHandles.begin(), allHandles.end()};
+    return {Handle::topLeft, Handle::topRight, Handle::bottomRight, Handle::bottomLeft};
+}
+
+OwnedEdges edgesOf(Handle handle) {
+    OwnedEdges edges;
+    edges.left = handle == Handle::topLeft || handle == Handle::left || handle == Handle::bottomLeft;
+    edges.right = handle == Handle::topRight || handle == Handle::right || handle == Handle::bottomRight;
+    edges.bottom = handle == Handle::bottomLeft || handle == Handle::bottom || handle == Handle::bottomRight;
+    edges.top = handle == Handle::topLeft || handle == Handle::top || handle == Handle::topRight;
+    return edges;
+}
+
+Point SelectionGeometry::clamped(Point point) const {
+    return {clampedTo(point.x, bounds.minX(), bounds.maxX()),
+            clampedTo(point.y, bounds.minY(), bounds.maxY())};
+}
+
+Rect SelectionGeometry::shiftedInside(const Rect& rect) const {
+    return {clampedTo(rect.x, bounds.minX(), bounds.maxX() - rect.width),
+            clampedTo(rect.y, bounds.minY(), bounds.maxY() - rect.height), rect.width, rect.height};
+}
+
+Rect SelectionGeometry::rounded(const Rect& rect) const {
+    return rect.integral().intersection(bounds);
+}
+
+Rect SelectionGeometry::rect(Point from, Point to) const {
+    const double dx = to.x - from.x;
+    const double dy = to.y - from.y;
+    if (!ratio) return {std::min(from.x, to.x), std::min(from.y, to.y), std::abs(dx), std::abs(dy)};
+    const double roomX = dx < 0 ? from.x - bounds.minX() : bounds.maxX() - from.x;
+    const double roomY = dy < 0 ? from.y - bounds.minY() : bounds.maxY() - from.y;
+    const double width = std::min({std::max(std::abs(dx), std::abs(dy) * *ratio), roomX, roomY * *ratio});
+    return spanned(from, {width, width / *ratio}, dx, dy);
+}
+
+Rect SelectionGeometry::resize(const Rect& original, Handle handle, Point to) const {
+    const Point point = clamped(to);
+    if (ratio) {
+        const Point anchor = pointOf(opposite(handle), original);
+        const Rect drawn = rect(anchor, point);
+        if (drawn.width >= minimumSide && drawn.height >= minimumSide) return drawn;
+        return shiftedInside(spanned(anchor, smallest(*ratio), point.x - anchor.x, point.y - anchor.y));
+    }
+    const OwnedEdges edges = edgesOf(handle);
+    double left = original.minX();
+    double right = original.maxX();
+    double bottom = original.minY();
+    double top = original.maxY();
+    if (edges.left) left = std::min(point.x, right - minimumSide);
+    if (edges.right) right = std::max(point.x, left + minimumSide);
+    if (edges.bottom) bottom = std::min(point.y, top - minimumSide);
+    if (edges.top) top = std::max(point.y, bottom + minimumSide);
+    return shiftedInside({left, bottom, right - left, top - bottom});
+}
+
+Rect SelectionGeometry::move(const Rect& original, double dx, double dy) const {
+    return shiftedInside(original.offsetBy(dx, dy));
+}
+
+Rect SelectionGeometry::largestWithin(const Rect& base) const {
+    if (!ratio) return base;
+    const double width = std::min(base.width, base.height * *ratio);
+    const double height = width / *ratio;
+    return {base.midX() - width / 2, base.midY() - height / 2, width, height};
+}
+
+Rect SelectionGeometry::reshape(const Rect& current) const {
+    if (!ratio) return current;
+    Size size{current.width, current.width / *ratio};
+    if (size.height > bounds.height) size = {*ratio * bounds.height, bounds.height};
+    return shiftedInside(
+        {current.midX() - size.width / 2, current.midY() - size.height / 2, size.width, size.height});
+}
+
+Rect SelectionGeometry::resized(const Rect& current, std::optional<double> width,
+                                std::optional<double> height) const {
+    Size size{width.value_or(current.width), height.value_or(current.height)};
+    if (ratio && height && !width) {
+        size.width = size.height * *ratio;
+    } else if (ratio) {
+        size.height = size.width / *ratio;
+    }
+    size.width = clampedTo(size.width, minimumSide, bounds.width);
+    size.height = clampedTo(size.height, minimumSide, bounds.height);
+    return shiftedInside({current.minX(), current.maxY() - size.height, size.width, size.height});
+}
+
+Rect toolbarFrame(const Rect& selection, const Size& toolbar, const Rect& bounds) {
+    double y = selection.minY() - toolbar.height - toolbarGap;
+    if (y < toolbarGap) y = selection.maxY() + toolbarGap;
+    if (y + toolbar.height > bounds.maxY() - toolbarGap) y = selection.minY() + toolbarGap;
+    const double x = clampedTo(selection.midX() - toolbar.width / 2, toolbarGap,
+                               bounds.maxX() - toolbar.width - toolbarGap);
+    return {x, y, toolbar.width, toolbar.height};
+}
+
+}  // namespace lumicrate

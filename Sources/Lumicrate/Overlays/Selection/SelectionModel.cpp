@@ -1,0 +1,429 @@
+#include "Lumicrate/Overlays/Selection/SelectionModel.h"
+
+#include "Lumicrate/Shortcuts/LetterCase.h"
+#include "Support/Text.h"
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+namespace lumicrate {
+
+namespace {
+
+/// Of the virtual key codes.
+enum Key : std::int64_t {
+    keyF = 3,
+    keyReturn = 36,
+    keyM = 46,
+    keySpace = 49,
+    keyEscape = 53,
+    keyEnter = 76,
+    keyLeft = 123,
+    keyRight = 124,
+    keyDownwards = 125,
+    keyUpwards = 126,
+};
+
+/// Up to there a drag is a click.
+constexpr double clickSlack = 4;
+/// How far from its point a handle can be taken, in each direction.
+constexpr double handleReach = 8;
+constexpr double hintDepth = 60;
+constexpr double sizeLabelGap = 20;
+constexpr double pickBarHeight = 80;
+constexpr double fasterSteps = 10;
+
+std::vector<Rect> rectsOf(const std::vector<HoverTarget>& targets) {
+    std::vector<Rect> rects;
+    for (const HoverTarget& each : targets)
+        rects.push_back(each.rect);
+    return rects;
+}
+
+std::string inSmallLetters(const std::string& text) {
+    std::optional<std::u32string> letters = decodeUtf8(text);
+    if (!letters) return text;
+    std::transform(letters->begin(), letters->end(), letters->begin(), smallLetter);
+    return encodeUtf8(*letters);
+}
+
+/// Where an arrow key points; none for another key.
+std::optional<Point> arrowOf(std::int64_t keyCode) {
+    switch (keyCode) {
+        case keyLeft:
+            return Point{-1, 0};
+        case keyRight:
+            return Point{1, 0};
+        case keyDownwards:
+            return Point{0, -1};
+        case keyUpwards:
+            return Point{0, 1};
+        default:
+            return std::nullopt;
+    }
+}
+
+}  // namespace
+
+SelectionModel::SelectionModel(Settings settings, AreaToolbarModel& model, OnFinish onFinish)
+    : settings_(std::move(settings)),
+      model_(model),
+      onFinish_(std::move(onFinish)),
+      snapping_(bounds(), rectsOf(settings_.targets)) {
+    // Sizes are whole points.
+    model_.pixelStep = static_cast<int>(std::ceil(settings_.pixelScale));
+    model_.onAspect = [this](AspectPreset preset) { applyAspect(preset); };
+    model_.onSize = [this](auto width, auto height) { applySize(width, height); };
+    model_.onCancel = [this] { cancel(); };
+    model_.onConfirm = [this] { confirm(); };
+    model_.onFullScreen = [this] { selectFullScreen(); };
+    publish();
+}
+
+SelectionGeometry SelectionModel::geometry() const {
+    return {bounds(), ratioOf(*model_.aspect)};
+}
+
+void SelectionModel::setToolbarSize(const Size& size) {
+    toolbarSize_ = size;
+    publish();
+}
+
+void SelectionModel::setPickBarSize(const Size& size) {
+    pickBarSize_ = size;
+    publish();
+}
+
+// Commands
+
+void SelectionModel::preselect(const Rect& rect) {
+    const Rect inside = geometry().rounded(rect.intersection(bounds()));
+    if (inside.width < SelectionGeometry::minimumSide || inside.height < SelectionGeometry::minimumSide)
+        return;
+    adjust(inside);
+}
+
+void SelectionModel::selectFullScreen() {
+    if (settings_.windowsOnly) return;
+    setPickedWindow(std::nullopt);
+    adjust(bounds());
+}
+
+void SelectionModel::applyAspect(AspectPreset preset) {
+    const SelectionGeometry shaped{bounds(), ratioOf(preset)};
+    if (!selection_ || !shaped.ratio) return publish();
+    setPickedWindow(std::nullopt);
+    adjust(shaped.rounded(shaped.reshape(*selection_)));
+}
+
+void SelectionModel::applySize(std::optional<int> widthPixels, std::optional<int> heightPixels) {
+    if (!selection_) return;
+    const auto points = [this](std::optional<int> pixels) {
+        return pixels ? std::optional(*pixels / settings_.pixelScale) : std::nullopt;
+    };
+    const Rect sized = geometry().resized(*selection_, points(widthPixels), points(heightPixels));
+    setPickedWindow(std::nullopt);
+    adjust(geometry().rounded(sized));
+}
+
+void SelectionModel::confirm() {
+    if (!selection_) return;
+    const bool followsWindow = pickedWindow_ && *model_.windowOnly;
+    finish(selection_, followsWindow ? pickedWindow_->windowID : std::nullopt);
+}
+
+void SelectionModel::cancel() {
+    finish(std::nullopt, std::nullopt);
+}
+
+void SelectionModel::finish(std::optional<Rect> rect, std::optional<std::uint32_t> windowID) {
+    if (const OnFinish once = std::exchange(onFinish_, nullptr)) once(rect, windowID);
+}
+
+// The pointer
+
+std::optional<HoverTarget> SelectionModel::target(Point at) const {
+    const auto found = std::find_if(settings_.targets.begin(), settings_.targets.end(),
+                                    [at](const HoverTarget& each) { return each.rect.contains(at); });
+    if (found != settings_.targets.end()) return *found;
+    if (settings_.windowsOnly) return std::nullopt;
+    return HoverTarget{bounds(), localized("Full Screen"), std::nullopt};
+}
+
+std::optional<Handle> SelectionModel::handle(Point at, const Rect& in) const {
+    for (const Handle each : handlesFor(geometry().ratio)) {
+        const Point point = pointOf(each, in);
+        if (std::abs(at.x - point.x) <= handleReach && std::abs(at.y - point.y) <= handleReach) return each;
+    }
+    return std::nullopt;
+}
+
+void SelectionModel::mouseMoved(Point location) {
+    mouse_ = location;
+    if (isIn<Picking>()) hovered_ = target(location);
+    updateCursor();
+    publish();
+}
+
+void SelectionModel::mouseExited() {
+    mouse_.reset();
+    if (isIn<Picking>()) hovered_.reset();
+    updateCursor();
+    publish();
+}
+
+void SelectionModel::mouseDown(const MouseEvent& event) {
+    mouse_ = event.location;
+    if (settings_.windowsOnly) {
+        const auto clicked = target(event.location);
+        if (clicked && clicked->windowID) finish(clicked->rect, clicked->windowID);
+        return;
+    }
+    if (isIn<Adjusting>() && selection_) {
+        const bool confirms = event.clickCount == 2 && selection_->contains(event.location) &&
+                              !handle(event.location, *selection_);
+        if (confirms) return confirm();
+        pressAdjusting(event);
+    } else {
+        mode_ = Drawing{event.location, event.snaps};
+    }
+    toolbarShown_ = false;
+    pickBarShown_ = false;
+    publish();
+}
+
+void SelectionModel::pressAdjusting(const MouseEvent& event) {
+    if (const auto taken = handle(event.location, *selection_)) {
+        mode_ = Resizing{*taken, *selection_};
+    } else if (selection_->contains(event.location)) {
+        mode_ = Moving{event.location, *selection_};
+        cursor_ = {SelectionCursor::Kind::closedHand};
+    } else {
+        selection_.reset();
+        setPickedWindow(std::nullopt);
+        hovered_ = target(event.location);
+        mode_ = Drawing{event.location, event.snaps};
+        updateCursor();
+    }
+}
+
+void SelectionModel::mouseDragged(const MouseEvent& event) {
+    MouseEvent inside = event;
+    inside.location = geometry().clamped(event.location);
+    mouse_ = inside.location;
+    if (const auto* drawing = std::get_if<Drawing>(&mode_)) {
+        drag(*drawing, inside);
+    } else if (const auto* moving = std::get_if<Moving>(&mode_)) {
+        drag(*moving, inside);
+    } else if (const auto* resizing = std::get_if<Resizing>(&mode_)) {
+        drag(*resizing, inside);
+    }
+    publish();
+}
+
+void SelectionModel::drag(const Drawing& drawing, const MouseEvent& event) {
+    const double way = std::hypot(event.location.x - drawing.start.x, event.location.y - drawing.start.y);
+    if (!selection_ && way <= clickSlack) return;
+    const Point from = pixelEdge(geometry().clamped(drawing.start));
+    const Point to = pixelEdge(event.location);
+    selection_ =
+        geometry().rect(drawing.snaps ? snapping_.point(from) : from, event.snaps ? snapping_.point(to) : to);
+}
+
+void SelectionModel::drag(const Moving& moving, const MouseEvent& event) {
+    const Rect free = geometry().move(moving.original, event.location.x - moving.start.x,
+                                      event.location.y - moving.start.y);
+    // What is not moved is not drawn to anything either.
+    const bool snaps = event.snaps && free != moving.original;
+    selection_ = snaps ? geometry().shiftedInside(snapping_.moved(free)) : free;
+}
+
+void SelectionModel::drag(const Resizing& resizing, const MouseEvent& event) {
+    const Point to = pixelEdge(event.location);
+    selection_ =
+        geometry().resize(resizing.original, resizing.handle, event.snaps ? snapping_.point(to) : to);
+}
+
+void SelectionModel::mouseUp() {
+    if (const auto* moving = std::get_if<Moving>(&mode_)) {
+        endGesture(moving->original);
+    } else if (const auto* resizing = std::get_if<Resizing>(&mode_)) {
+        endGesture(resizing->original);
+    } else if (isIn<Drawing>()) {
+        const bool isDrawn = selection_ && selection_->width >= SelectionGeometry::minimumSide &&
+                             selection_->height >= SelectionGeometry::minimumSide;
+        if (!isDrawn) return pickBase();
+        setPickedWindow(std::nullopt);
+        adjust(geometry().rounded(*selection_));
+    }
+}
+
+/// A click without effect leaves everything as it was, also what the keys have put between whole points.
+void SelectionModel::endGesture(const Rect& original) {
+    const Rect now = selection_ == original ? original : geometry().rounded(*selection_);
+    if (now != original) setPickedWindow(std::nullopt);
+    adjust(now);
+}
+
+/// A click picks what was under the pointer.
+void SelectionModel::pickBase() {
+    const Rect base = hovered_ ? hovered_->rect : bounds();
+    if (geometry().ratio) {
+        setPickedWindow(std::nullopt);
+        return adjust(geometry().rounded(geometry().largestWithin(base)));
+    }
+    setPickedWindow(hovered_ && hovered_->windowID ? hovered_ : std::nullopt);
+    adjust(base);
+}
+
+void SelectionModel::setPickedWindow(std::optional<HoverTarget> window) {
+    pickedWindow_ = std::move(window);
+    const auto title = pickedWindow_ ? std::optional(pickedWindow_->title) : std::nullopt;
+    if (title != *model_.windowTitle) model_.windowTitle = title;
+    if (!title && *model_.windowOnly) model_.windowOnly = false;
+}
+
+void SelectionModel::adjust(const Rect& selection) {
+    selection_ = selection;
+    mode_ = Adjusting{};
+    pickBarShown_ = false;
+    showToolbar();
+    updateCursor();
+    publish();
+}
+
+void SelectionModel::showToolbar() {
+    toolbarShown_ = true;
+    const auto show = [this](Published<int>& side, double points) {
+        const int pixels = wholePixels(points, settings_.pixelScale);
+        if (pixels != *side) side = pixels;
+    };
+    show(model_.width, selection_->width);
+    show(model_.height, selection_->height);
+}
+
+/// The corner of pixels that a pointer on a pixel means: its top left one, and beyond the last pixel of the
+/// screen the edge itself, which could not be reached otherwise.
+Point SelectionModel::pixelEdge(Point inside) const {
+    constexpr double slack = 1e-6;
+    const double scale = settings_.pixelScale;
+    const double right = settings_.screen.width * scale;
+    const double top = settings_.screen.height * scale;
+    const double column = std::floor(inside.x * scale + slack);
+    const double row = std::ceil(inside.y * scale - slack);
+    return {column >= right - 1 ? settings_.screen.width : column / scale,
+            row <= 1 ? 0 : std::min(row, top) / scale};
+}
+
+void SelectionModel::updateCursor() {
+    cursor_ = {};
+    if (!isIn<Adjusting>() || !selection_ || !mouse_) return;
+    if (const auto over = handle(*mouse_, *selection_)) {
+        cursor_ = {SelectionCursor::Kind::resize, *over};
+    } else if (selection_->contains(*mouse_)) {
+        cursor_.kind = SelectionCursor::Kind::openHand;
+    }
+}
+
+// The keys
+
+bool SelectionModel::keyDown(const NSEvent& event) {
+    if (event.keyCode == keyEscape) {
+        cancel();
+        return true;
+    }
+    if (settings_.windowsOnly) return false;
+    switch (event.keyCode) {
+        case keyF:
+        case keySpace:
+            if (!isIn<Picking>()) return false;
+            selectFullScreen();
+            return true;
+        case keyReturn:
+        case keyEnter:
+            if (!isIn<Adjusting>() || !selection_) return false;
+            confirm();
+            return true;
+        case keyM:
+            magnifies_ = !magnifies_;
+            publish();
+            return true;
+        default:
+            return nudge(event);
+    }
+}
+
+/// By a pixel, or ten with Shift; with Option the right and bottom edges alone are moved.
+bool SelectionModel::nudge(const NSEvent& event) {
+    const auto arrow = arrowOf(event.keyCode);
+    if (!arrow || !isIn<Adjusting>() || !selection_) return false;
+    const double step = (event.modifierFlags & NSEvent::shiftFlag ? fasterSteps : 1) / settings_.pixelScale;
+    const Rect before = *selection_;
+    const bool resizes = (event.modifierFlags & NSEvent::optionFlag) != 0;
+    const Rect after = resizes ? stretched(before, arrow->x * step, -arrow->y * step)
+                               : geometry().move(before, arrow->x * step, arrow->y * step);
+    if (after != before) setPickedWindow(std::nullopt);
+    adjust(after);
+    return true;
+}
+
+Rect SelectionModel::stretched(const Rect& before, double wider, double taller) const {
+    const SelectionGeometry shape = geometry();
+    Size size{before.width + wider, before.height + taller};
+    if (shape.ratio && wider == 0) size.width = size.height * *shape.ratio;
+    if (shape.ratio) size.height = size.width / *shape.ratio;
+    const Rect after =
+        shape.resize(before, Handle::bottomRight, {before.minX() + size.width, before.maxY() - size.height});
+    return shape.ratio ? shape.rounded(after) : after;
+}
+
+// What is seen
+
+void SelectionModel::publish() {
+    SelectionAppearance now = describe();
+    if (now != *appearance) appearance = std::move(now);
+}
+
+SelectionAppearance SelectionModel::describe() const {
+    SelectionAppearance seen;
+    const Rect all = bounds();
+    const Point hintCenter{all.midX(), all.maxY() - hintDepth};
+    seen.selection = selection_;
+    seen.cursor = cursor_;
+    if (selection_) {
+        if (!isIn<Drawing>()) seen.handles = handlesFor(geometry().ratio);
+        const bool hasRoomBelow = selection_->minY() - sizeLabelGap > sizeLabelGap;
+        seen.sizeLabel = {formatPixels(selection_->size(), settings_.pixelScale),
+                          {selection_->midX(), hasRoomBelow ? selection_->minY() - sizeLabelGap
+                                                            : selection_->maxY() + sizeLabelGap}};
+        if (isIn<Adjusting>()) {
+            seen.hint = {localized("Return or double-click to") + " " + inSmallLetters(model_.confirmTitle) +
+                             localized("   ·   Drag to move, handles to resize   ·   Click outside to pick "
+                                       "again   ·   Esc: cancel"),
+                         hintCenter};
+        }
+    } else {
+        seen.highlighted = hovered_;
+        if (hovered_) {
+            seen.highlightLabel = {
+                hovered_->title + "  ·  " + formatPixels(hovered_->rect.size(), settings_.pixelScale),
+                {hovered_->rect.midX(), hovered_->rect.midY()}};
+        }
+        seen.hint = {settings_.windowsOnly
+                         ? localized("Click the window to record   ·   Esc: cancel")
+                         : localized("Click a window   ·   Drag to select an area   ·   F: full screen   ·   "
+                                     "Esc: cancel"),
+                     hintCenter};
+    }
+    const bool magnifies = magnifies_ || isIn<Resizing>() || (isIn<Drawing>() && selection_);
+    if (magnifies) seen.magnified = mouse_;
+    if (toolbarShown_ && selection_) seen.toolbar = toolbarFrame(*selection_, toolbarSize_, all);
+    if (pickBarShown_) {
+        seen.pickBar = {all.midX() - pickBarSize_.width / 2, pickBarHeight, pickBarSize_.width,
+                        pickBarSize_.height};
+    }
+    return seen;
+}
+
+}  // namespace lumicrate

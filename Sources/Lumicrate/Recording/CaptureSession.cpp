@@ -1,0 +1,77 @@
+#include "Lumicrate/Recording/CaptureSession.h"
+
+#include <utility>
+
+namespace lumicrate {
+
+CaptureSession::CaptureSession(const MovieWriter::Settings& settings, const SCContentFilter& filter,
+                               const SCStreamConfiguration& configuration,
+                               const MovieWriter::Services& services, ScreenCaptureKit& capture,
+                               Executor& executor, Handlers handlers)
+    : configuration_(configuration),
+      executor_(executor),
+      handlers_(std::move(handlers)),
+      self_(std::make_shared<CaptureSession*>(this)),
+      writer_(settings, services, [report = reporter()](const std::exception_ptr& reason) {
+          report([reason](const Handlers& known) { known.onInterruption(reason); });
+      }) {
+    if (handlers_.onMicrophoneLevel) {
+        writer_.setOnMicrophoneLevel([report = reporter()](float level) {
+            report([level](const Handlers& known) { known.onMicrophoneLevel(level); });
+        });
+    }
+    stream_ = capture.makeStream(filter, configuration, *this);
+    for (const auto type :
+         {SCStreamOutputType::screen, SCStreamOutputType::audio, SCStreamOutputType::microphone}) {
+        stream_->addStreamOutput(writer_, type, writer_.queue());
+    }
+}
+
+CaptureSession::~CaptureSession() = default;
+
+Task<void> CaptureSession::start() {
+    const Completion<std::exception_ptr> started(executor_);
+    stream_->startCapture([started](std::exception_ptr error) { started.resolve(std::move(error)); });
+    const std::exception_ptr error = co_await started;
+    if (error) std::rethrow_exception(error);
+}
+
+Task<void> CaptureSession::setSourceRect(Rect sourceRect) {
+    configuration_.sourceRect = sourceRect;
+    const Completion<bool> updated(executor_);
+    stream_->updateConfiguration(configuration_,
+                                 [updated](const std::exception_ptr&) { updated.resolve(true); });
+    co_await updated;
+}
+
+Task<void> CaptureSession::stop() {
+    const Completion<bool> stopped(executor_);
+    stream_->stopCapture([stopped](const std::exception_ptr&) { stopped.resolve(true); });
+    co_await stopped;
+}
+
+Task<void> CaptureSession::finish() {
+    const Completion<std::exception_ptr> finished(executor_);
+    writer_.finish([finished](std::exception_ptr error) { finished.resolve(std::move(error)); });
+    const std::exception_ptr error = co_await finished;
+    if (error) std::rethrow_exception(error);
+}
+
+/// How any thread calls a handler: on the main thread, and not once the session is gone.
+std::function<void(CaptureSession::Report)> CaptureSession::reporter() const {
+    return [&executor = executor_, weak = std::weak_ptr(self_)](Report report) {
+        executor.post([weak, report = std::move(report)] {
+            if (const auto self = weak.lock()) report((*self)->handlers_);
+        });
+    };
+}
+
+void CaptureSession::didNotice(std::string sentence) {
+    reporter()([sentence = std::move(sentence)](const Handlers& known) { known.onNotice(sentence); });
+}
+
+void CaptureSession::didStopWithError(std::exception_ptr error) {
+    reporter()([error = std::move(error)](const Handlers& known) { known.onStopped(error); });
+}
+
+}  // namespace lumicrate

@@ -1,0 +1,110 @@
+// RecordingOptions: the user's choices for one recording, and the preferences that they are read from.
+#pragma once
+
+#include "Lumicrate/Recording/RawValues.h"
+#include "Platform/NSUserDefaults.h"
+#include "Support/Geometry.h"
+
+#include <array>
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace lumicrate {
+
+/// What the main record action records.
+enum class CaptureMode { window, area, screen, webcam, audio };
+enum class OutputFormat { mp4H264, movHEVC };
+/// The picture's size: as it is, or at most that many lines.
+enum class VideoQuality { native, p1080, p720 };
+/// How many bits the picture may take.
+enum class EncodingQuality { standard, high, maximum };
+enum class WebcamShape { circle, rounded, rectangle };
+enum class WebcamBorder { none, thin, medium, thick };
+
+template <>
+struct RawValues<CaptureMode> {
+    static constexpr std::array<std::string_view, 5> names = {"window", "area", "screen", "webcam", "audio"};
+};
+template <>
+struct RawValues<OutputFormat> {
+    static constexpr std::array<std::string_view, 2> names = {"mp4H264", "movHEVC"};
+};
+template <>
+struct RawValues<VideoQuality> {
+    static constexpr std::array<std::string_view, 3> names = {"native", "p1080", "p720"};
+};
+template <>
+struct RawValues<EncodingQuality> {
+    static constexpr std::array<std::string_view, 3> names = {"standard", "high", "maximum"};
+};
+template <>
+struct RawValues<WebcamShape> {
+    static constexpr std::array<std::string_view, 3> names = {"circle", "rounded", "rectangle"};
+};
+template <>
+struct RawValues<WebcamBorder> {
+    static constexpr std::array<std::string_view, 4> names = {"none", "thin", "medium", "thick"};
+};
+
+/// The keys of the preferences store.
+namespace preference {
+inline constexpr std::string_view captureSystemAudio = "captureSystemAudio";
+inline constexpr std::string_view captureMicrophone = "captureMicrophone";
+inline constexpr std::string_view microphoneID = "microphoneID";
+inline constexpr std::string_view quality = "quality";
+inline constexpr std::string_view fps = "fps";
+inline constexpr std::string_view format = "format";
+inline constexpr std::string_view showCursor = "showCursor";
+inline constexpr std::string_view hideSelf = "hideSelf";
+inline constexpr std::string_view encodingQuality = "encodingQuality";
+inline constexpr std::string_view countdown = "countdown";
+inline constexpr std::string_view highlightClicks = "highlightClicks";
+inline constexpr std::string_view webcamEnabled = "webcamEnabled";
+inline constexpr std::string_view webcamID = "webcamID";
+inline constexpr std::string_view webcamWidth = "webcamWidth";
+inline constexpr std::string_view webcamShape = "webcamShape";
+inline constexpr std::string_view webcamBorder = "webcamBorder";
+inline constexpr std::string_view webcamBorderColor = "webcamBorderColor";
+inline constexpr std::string_view areaRect = "areaRect";
+inline constexpr std::string_view captureMode = "captureMode";
+inline constexpr std::string_view openPreview = "openPreview";
+inline constexpr std::string_view mixAudio = "mixAudio";
+inline constexpr std::string_view webcamMirror = "webcamMirror";
+inline constexpr std::string_view webcamMicLevel = "webcamMicLevel";
+inline constexpr std::string_view checkForUpdates = "checkForUpdates";
+}  // namespace preference
+
+/// An immutable snapshot of the user's choices. A default-made one has the values of a fresh store.
+struct RecordingOptions {
+    bool captureSystemAudio = true;
+    bool captureMicrophone = false;
+    std::string microphoneID;  ///< empty for the system's default microphone
+    VideoQuality quality = VideoQuality::p1080;
+    int fps = 30;  ///< 15, 24, 30 or 60
+    OutputFormat format = OutputFormat::mp4H264;
+    bool showCursor = true;
+    bool hideSelf = true;  ///< keep this application's own windows out of the picture
+    EncodingQuality encodingQuality = EncodingQuality::high;
+    bool countdown = true;
+    bool highlightClicks = false;
+    bool webcamEnabled = false;
+    std::string webcamID;      ///< empty for the default camera
+    double webcamWidth = 200;  ///< points, 100 … 480
+    WebcamShape webcamShape = WebcamShape::circle;
+    WebcamBorder webcamBorder = WebcamBorder::medium;
+    std::string webcamBorderColor = "#FFFFFF";
+    bool webcamMirror = true;
+    /// The last confirmed area, at least 1 × 1: points of its screen, y down from the screen's top left
+    /// corner.
+    std::optional<Rect> areaRect;
+
+    bool operator==(const RecordingOptions&) const = default;
+
+    /// Registers the fallback of every preference key. Once, before anything is read.
+    static void registerDefaults(NSUserDefaults& defaults);
+    /// A fresh snapshot. A stored value that cannot be understood gives the key's fixed fallback.
+    static RecordingOptions current(const NSUserDefaults& defaults);
+};
+
+}  // namespace lumicrate

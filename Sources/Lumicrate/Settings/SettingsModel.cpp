@@ -1,0 +1,190 @@
+#include "Lumicrate/Settings/SettingsModel.h"
+
+#include "Lumicrate/Recording/RecordingOptions.h"
+#include "Lumicrate/Shell/AppInfo.h"
+#include "Support/Error.h"
+#include "Support/Text.h"
+
+#include <algorithm>
+#include <cstdint>
+
+namespace lumicrate {
+
+namespace {
+
+/// Those of an enumeration, in its order, each with its label.
+template <class Enumeration, std::size_t count>
+ChoiceSetting enumerated(std::string_view key, std::string_view label, std::string_view caption,
+                         const std::array<std::string_view, count>& labels, Enumeration fallback) {
+    constexpr auto cases = allCases<Enumeration>();
+    static_assert(cases.size() == count);
+    ChoiceSetting setting{
+        std::string(key), localized(label), localized(caption), {}, std::string(rawValue(fallback))};
+    for (std::size_t i = 0; i < count; ++i)
+        setting.choices.emplace_back(std::string(rawValue(cases[i])), localized(labels[i]));
+    return setting;
+}
+
+SwitchSetting switched(std::string_view key, std::string_view label, std::string_view caption = "") {
+    return {std::string(key), localized(label), localized(caption)};
+}
+
+std::string unavailable(const std::vector<std::string>& shortcuts) {
+    if (shortcuts.empty()) return {};
+    std::string joined;
+    for (const std::string& each : shortcuts)
+        joined += (joined.empty() ? "" : ", ") + each;
+    return localized("Another app is using ") + joined + localized(". Pick a different shortcut.");
+}
+
+}  // namespace
+
+SettingsModel::SettingsModel(Services services)
+    : loginItem(services.loginService),
+      shortcutFields(services.shortcuts),
+      unavailableText(unavailable(*services.unavailableHotKeys)),
+      services_(std::move(services)) {
+    showMicrophones(*services_.microphones);
+    microphoneChanges_ = services_.microphones.observe(
+        [this](const std::vector<CaptureDevice>& connected) { showMicrophones(connected); });
+    storeChanges_ = defaults().observe([this] { showMicrophones(*services_.microphones); });
+    hotKeyChanges_ = services_.unavailableHotKeys.observe(
+        [this](const std::vector<std::string>& shortcuts) { unavailableText = unavailable(shortcuts); });
+}
+
+std::string SettingsModel::title(Page page) {
+    switch (page) {
+        case Page::general:
+            return localized("General");
+        case Page::video:
+            return localized("Video");
+        case Page::audio:
+            return localized("Audio");
+        case Page::shortcuts:
+            break;
+    }
+    return localized("Shortcuts");
+}
+
+std::string_view SettingsModel::symbolName(Page page) {
+    switch (page) {
+        case Page::general:
+            return "gearshape";
+        case Page::video:
+            return "film";
+        case Page::audio:
+            return "waveform";
+        case Page::shortcuts:
+            break;
+    }
+    return "keyboard";
+}
+
+std::string SettingsModel::recordingsFolder() const {
+    return pathForPeople(services_.recordingsFolder, services_.home);
+}
+
+std::string SettingsModel::openRecordingsFolder() const {
+    try {
+        services_.openRecordingsFolder();
+    } catch (const PlatformError& error) {
+        return error.what();
+    }
+    return {};
+}
+
+SwitchSetting SettingsModel::countdown() {
+    return switched(preference::countdown, "Count down before recording", "Three seconds to get ready.");
+}
+
+SwitchSetting SettingsModel::hideSelf() {
+    return switched(preference::hideSelf, "Keep Lumicrate’s own windows out of recordings");
+}
+
+ChoiceSetting SettingsModel::quality() {
+    return enumerated(
+        preference::quality, "Resolution",
+        "A screen or window with more lines is scaled down; nothing is ever enlarged.",
+        std::array<std::string_view, 3>{"As on the screen", "At most 1080 lines", "At most 720 lines"},
+        RecordingOptions().quality);
+}
+
+ChoiceSetting SettingsModel::framesPerSecond() {
+    ChoiceSetting setting{
+        std::string(preference::fps),
+        localized("Frames per second"),
+        localized("60 keeps games and scrolling smooth. A still screen costs nothing at any rate."),
+        {},
+        std::int64_t{RecordingOptions().fps}};
+    for (const int rate : {15, 24, 30, 60})
+        setting.choices.emplace_back(std::int64_t{rate}, std::to_string(rate));
+    return setting;
+}
+
+ChoiceSetting SettingsModel::format() {
+    return enumerated(preference::format, "Format",
+                      "HEVC files are smaller, but take more work to record and play in fewer places.",
+                      std::array<std::string_view, 2>{"MP4 (H.264)", "QuickTime (HEVC)"},
+                      RecordingOptions().format);
+}
+
+ChoiceSetting SettingsModel::encodingQuality() {
+    return enumerated(preference::encodingQuality, "Quality",
+                      "The most that a lively picture may take. Maximum makes the largest files; still "
+                      "screens stay small with all three.",
+                      std::array<std::string_view, 3>{"Standard", "High", "Maximum"},
+                      RecordingOptions().encodingQuality);
+}
+
+SwitchSetting SettingsModel::showCursor() {
+    return switched(preference::showCursor, "Show the pointer");
+}
+
+SwitchSetting SettingsModel::highlightClicks() {
+    return switched(preference::highlightClicks, "Highlight clicks",
+                    "Shows a ring wherever a mouse button is pressed.");
+}
+
+SwitchSetting SettingsModel::captureSystemAudio() {
+    return switched(preference::captureSystemAudio, "Record system audio",
+                    "Everything that you hear from other programs.");
+}
+
+SwitchSetting SettingsModel::captureMicrophone() {
+    return switched(preference::captureMicrophone, "Record the microphone");
+}
+
+SwitchSetting SettingsModel::mixAudio() {
+    return switched(preference::mixAudio, "Mix both into one track",
+                    "Players play one track only. Off keeps them apart, for editing.");
+}
+
+ChoiceSetting SettingsModel::microphone() const {
+    return {std::string(preference::microphoneID), localized("Microphone"),
+            localized("When it is not connected, the system’s default is recorded instead."), *microphones,
+            std::string()};
+}
+
+ChoiceSetting::Choices SettingsModel::microphoneChoices(const std::vector<CaptureDevice>& connected) const {
+    ChoiceSetting::Choices choices = {{std::string(), localized("System default")}};
+    for (const CaptureDevice& each : connected)
+        choices.emplace_back(each.id, each.name);
+    const std::string chosen = defaults().stringForKey(preference::microphoneID).value_or("");
+    const bool known = std::any_of(choices.begin(), choices.end(),
+                                   [&](const auto& each) { return each.first == DefaultsValue(chosen); });
+    if (!known) choices.emplace_back(chosen, localized("A microphone that is not connected"));
+    return choices;
+}
+
+void SettingsModel::showMicrophones(const std::vector<CaptureDevice>& connected) {
+    auto choices = microphoneChoices(connected);
+    if (choices != *microphones) microphones = std::move(choices);
+}
+
+std::string SettingsModel::shortcutLegend() {
+    return localized(
+        "These work in every application. ⌃ is Ctrl, ⌥ is Alt, ⇧ is Shift, and ⌘ is Super, the key "
+        "with a logo.");
+}
+
+}  // namespace lumicrate

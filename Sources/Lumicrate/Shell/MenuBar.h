@@ -1,0 +1,59 @@
+// MenuBar: the icon in the desktop's panel and the menu below it.
+#pragma once
+
+#include "Lumicrate/Recording/ScreenRecorder.h"
+#include "Lumicrate/Shell/MenuItem.h"
+#include "Platform/NSUserDefaults.h"
+#include "Support/Published.h"
+
+#include <functional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace lumicrate {
+
+/// Main thread only.
+class MenuBar {
+ public:
+    /// What the icon shows.
+    struct Icon {
+        enum class Tint { plain, recording, paused };
+
+        std::string_view symbol = "record.circle";
+        Tint tint = Tint::plain;
+        std::string toolTip;
+        bool operator==(const Icon&) const = default;
+    };
+
+    /// What the application does for the menu. None may be missing.
+    struct Commands {
+        std::function<void()> showMain;
+        std::function<void()> openFolder;
+        std::function<void()> showAbout;
+        std::function<void()> quit;
+    };
+
+    /// All must outlive it.
+    MenuBar(ScreenRecorder& recorder, const NSUserDefaults& defaults, Commands commands);
+    MenuBar(const MenuBar&) = delete;
+    MenuBar& operator=(const MenuBar&) = delete;
+
+    Published<Icon> icon;
+
+    /// The whole menu as it is now; the shortcuts in it are those that are stored now.
+    std::vector<MenuItem> items() const;
+    /// Those that start, stop and pause.
+    std::vector<MenuItem> recordingItems() const;
+
+ private:
+    MenuItem bound(std::string title, ShortcutAction action, std::function<void()> command) const;
+    MenuItem toggleItem() const;
+
+    ScreenRecorder& recorder_;
+    const NSUserDefaults& defaults_;
+    Commands commands_;
+    Subscription stateChanges_;
+};
+
+}  // namespace lumicrate

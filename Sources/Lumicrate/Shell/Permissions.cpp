@@ -1,0 +1,77 @@
+#include "Lumicrate/Shell/Permissions.h"
+
+#include "Support/Text.h"
+
+#include <utility>
+
+namespace lumicrate {
+
+namespace {
+
+using Missing = Permissions::Missing;
+
+Missing screen(bool waylandSession) {
+    Missing missing{"display", localized("The screen can’t be reached"), {}, {}};
+    if (waylandSession) {
+        missing.advice = localized(
+            "This is a Wayland session, and no X11 display answers. Log out and choose a "
+            "session whose name says “X11” or “Xorg”. With XWayland, only X11 programs "
+            "can be recorded.");
+    } else {
+        missing.advice = localized(
+            "No X11 display answers at the address in DISPLAY. Start Lumicrate from inside "
+            "your desktop; over SSH, name its display first.");
+        missing.command = "export DISPLAY=:0";
+    }
+    return missing;
+}
+
+Missing sound() {
+    return {"speaker.slash.fill", localized("Sound can’t be reached"),
+            localized("PipeWire does not answer, so neither system audio nor a microphone can be recorded. "
+                      "Starting it usually helps:"),
+            "systemctl --user start pipewire wireplumber"};
+}
+
+Missing camera() {
+    return {"video.slash.fill", localized("No camera can be reached"),
+            localized("Plug one in, or close the program that is using it. PipeWire lists those it knows:"),
+            "wpctl status"};
+}
+
+std::vector<Missing> missingOf(const Permissions::Facts& facts) {
+    std::vector<Missing> missing;
+    if (!facts.screenReachable) missing.push_back(screen(facts.waylandSession));
+    if (!facts.soundReachable) missing.push_back(sound());
+    if (!facts.cameraReachable) missing.push_back(camera());
+    return missing;
+}
+
+}  // namespace
+
+Permissions::Permissions(const Facts& facts, std::function<void()> look)
+    : missing(missingOf(facts)), look_(std::move(look)) {}
+
+std::string Permissions::headline() {
+    return localized("Lumicrate can’t reach everything that it needs");
+}
+
+void Permissions::tryAgain() {
+    if (*looking) return;
+    looking = true;
+    outcome = localized("Looking…");
+    look_();
+}
+
+void Permissions::update(const Facts& facts) {
+    auto now = missingOf(facts);
+    if (*looking) {
+        outcome = now.empty()                         ? localized("Everything can be reached now.")
+                  : now.size() < missing.get().size() ? localized("Better, but not everything is there yet.")
+                                                      : localized("Nothing has changed yet.");
+        looking = false;
+    }
+    if (now != *missing) missing = std::move(now);
+}
+
+}  // namespace lumicrate

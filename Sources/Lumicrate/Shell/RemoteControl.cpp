@@ -1,0 +1,83 @@
+#include "Lumicrate/Shell/RemoteControl.h"
+
+#include <nlohmann/json.hpp>
+
+#include <utility>
+
+namespace lumicrate {
+
+namespace {
+
+std::string nameOf(ScreenRecorder::State state) {
+    using State = ScreenRecorder::State;
+    switch (state) {
+        case State::idle:
+            return "idle";
+        case State::selectingArea:
+            return "selectingArea";
+        case State::countingDown:
+            return "countingDown";
+        case State::starting:
+            return "starting";
+        case State::recording:
+            return "recording";
+        case State::paused:
+            return "paused";
+        case State::stopping:
+            break;
+    }
+    return "stopping";
+}
+
+}  // namespace
+
+std::string textOf(const RemoteStatus& status) {
+    nlohmann::ordered_json json{{"state", status.state}, {"elapsed", status.elapsed}};
+    if (status.file) json["file"] = *status.file;
+    if (status.error) json["error"] = *status.error;
+    // A file's name need not be UTF-8.
+    return json.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
+}
+
+std::optional<RemoteStatus> statusFrom(std::string_view text) {
+    const nlohmann::json json = nlohmann::json::parse(text, nullptr, false);
+    if (!json.is_object()) return std::nullopt;
+    try {
+        RemoteStatus status{json.at("state"), json.at("elapsed"), {}, {}};
+        if (json.contains("file")) status.file = json["file"];
+        if (json.contains("error")) status.error = json["error"];
+        return status;
+    } catch (const nlohmann::json::exception&) {
+        return std::nullopt;
+    }
+}
+
+RemoteControl::RemoteControl(ScreenRecorder& recorder, std::function<void()> activate,
+                             std::function<void()> quit)
+    : recorder_(recorder), activate_(std::move(activate)), quit_(std::move(quit)) {}
+
+void RemoteControl::perform(RemoteCommand command) {
+    switch (command) {
+        case RemoteCommand::activate:
+            return activate_();
+        case RemoteCommand::toggle:
+            return recorder_.toggle();
+        case RemoteCommand::pause:
+            return recorder_.togglePause();
+        case RemoteCommand::area:
+            return recorder_.record(CaptureMode::area);
+        case RemoteCommand::quit:
+            return quit_();
+    }
+}
+
+RemoteStatus RemoteControl::status() const {
+    RemoteStatus status;
+    status.state = nameOf(*recorder_.state);
+    if (recorder_.isActive()) status.elapsed = recorder_.elapsedNow();
+    if (const auto url = recorder_.outputURL()) status.file = url->string();
+    status.error = *recorder_.errorMessage;
+    return status;
+}
+
+}  // namespace lumicrate

@@ -1,0 +1,60 @@
+#include "Lumicrate/Shell/Welcome.h"
+
+#include "Lumicrate/Shell/AppInfo.h"
+#include "Lumicrate/Shortcuts/Shortcut.h"
+#include "Support/Error.h"
+#include "Support/Text.h"
+
+#include <utility>
+
+namespace lumicrate {
+
+namespace {
+
+constexpr std::string_view welcomeShown = "welcomeShown";
+
+}  // namespace
+
+Welcome::Welcome(NSUserDefaults& defaults, SMAppService& loginService, std::filesystem::path recordingsFolder,
+                 std::filesystem::path home)
+    : loginItem(loginService),
+      defaults_(defaults),
+      folder_(std::move(recordingsFolder)),
+      home_(std::move(home)) {}
+
+bool Welcome::isDue(const NSUserDefaults& defaults) {
+    return !defaults.boolForKey(welcomeShown);
+}
+
+std::vector<Welcome::Point> Welcome::points() const {
+    return {
+        {"record.circle", localized("Record what you need"),
+         localized("A window, an area, a whole screen, or just sound. System audio and your microphone come "
+                   "along if you like.")},
+        shortcutPoint(),
+        {"folder", localized("Find it again"),
+         localized("Recordings are kept in ") + pathForPeople(folder_, home_) +
+             localized(". What a crash interrupts plays up to the last second.")}};
+}
+
+Welcome::Point Welcome::shortcutPoint() const {
+    const auto toggle = shortcut(ShortcutAction::toggle, defaults_);
+    Point point{"keyboard", localized("Start and stop from anywhere"), {}};
+    if (toggle) {
+        point.text = localized("Press ") + toggle->spelledOut() + localized(" (") + toggle->display() +
+                     localized(") in any application. Settings lets you choose other keys.");
+    } else {
+        point.text = localized("Choose a shortcut for it in Settings; it is turned off at present.");
+    }
+    return point;
+}
+
+void Welcome::finish() {
+    try {
+        if (isDue(defaults_)) defaults_.set(welcomeShown, true);
+    } catch (const PlatformError&) {
+        // It is shown once more next time, which does less harm than a complaint in place of a welcome.
+    }
+}
+
+}  // namespace lumicrate

@@ -1,0 +1,45 @@
+// Welcome: what a new user is told, once.
+#pragma once
+
+#include "Lumicrate/Settings/LoginItem.h"
+#include "Platform/NSUserDefaults.h"
+#include "Platform/SMAppService.h"
+
+#include <filesystem>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace lumicrate {
+
+/// Main thread only.
+class Welcome {
+ public:
+    struct Point {
+        std::string_view symbol;
+        std::string title;
+        std::string text;
+    };
+
+    /// Both references must outlive this.
+    Welcome(NSUserDefaults& defaults, SMAppService& loginService, std::filesystem::path recordingsFolder,
+            std::filesystem::path home);
+
+    /// Whether it has not been shown yet.
+    static bool isDue(const NSUserDefaults& defaults);
+
+    LoginItem loginItem;
+    /// Three, with the shortcut of now.
+    std::vector<Point> points() const;
+    /// Remembers that it has been shown.
+    void finish();
+
+ private:
+    Point shortcutPoint() const;
+
+    NSUserDefaults& defaults_;
+    std::filesystem::path folder_;
+    std::filesystem::path home_;
+};
+
+}  // namespace lumicrate

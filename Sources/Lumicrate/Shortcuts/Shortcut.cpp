@@ -1,0 +1,186 @@
+#include "Lumicrate/Shortcuts/Shortcut.h"
+
+#include "Lumicrate/Shortcuts/LetterCase.h"
+#include "Support/Text.h"
+
+#include <nlohmann/json.hpp>
+
+#include <algorithm>
+#include <limits>
+#include <utility>
+
+namespace lumicrate {
+
+namespace {
+
+constexpr std::string_view off = "off";
+
+/// A number that the hot-key service can take.
+std::optional<std::int64_t> readNumber(const nlohmann::json& object, const char* name) {
+    const auto found = object.find(name);
+    if (found == object.end() || !found->is_number_integer()) return std::nullopt;
+    if (found->is_number_unsigned() &&
+        found->get<std::uint64_t>() > std::numeric_limits<std::uint32_t>::max()) {
+        return std::nullopt;
+    }
+    const auto number = found->get<std::int64_t>();
+    if (number < 0) return std::nullopt;
+    return number;
+}
+
+std::optional<Shortcut> fromJson(const std::string& text) {
+    const auto object = nlohmann::json::parse(text, nullptr, /*allow_exceptions=*/false);
+    if (!object.is_object()) return std::nullopt;
+    const auto keyCode = readNumber(object, "keyCode");
+    const auto modifiers = readNumber(object, "modifiers");
+    const auto key = object.find("key");
+    if (!keyCode || !modifiers || key == object.end() || !key->is_string()) return std::nullopt;
+    return Shortcut{*keyCode, *modifiers, key->get<std::string>()};
+}
+
+/// The mask of the event's modifiers; others than these four count for nothing.
+std::int64_t modifiersOf(const NSEvent& event) {
+    constexpr std::pair<std::uint64_t, std::int64_t> flags[] = {{NSEvent::commandFlag, Shortcut::cmdKey},
+                                                                {NSEvent::optionFlag, Shortcut::optionKey},
+                                                                {NSEvent::controlFlag, Shortcut::controlKey},
+                                                                {NSEvent::shiftFlag, Shortcut::shiftKey}};
+    std::int64_t mask = 0;
+    for (const auto& [flag, modifier] : flags) {
+        if ((event.modifierFlags & flag) != 0) mask |= modifier;
+    }
+    return mask;
+}
+
+/// In capitals; nothing where the key types no writing.
+std::optional<std::string> nameOfTypingKey(const std::string& typed) {
+    auto characters = decodeUtf8(typed);
+    if (!characters || characters->empty()) return std::nullopt;
+    if (std::any_of(characters->begin(), characters->end(), isControlCharacter)) return std::nullopt;
+    std::transform(characters->begin(), characters->end(), characters->begin(), capitalLetter);
+    return encodeUtf8(*characters);
+}
+
+/// The words for keys whose names are symbols.
+std::string spelledOutKey(const std::string& key) {
+    constexpr std::pair<std::string_view, std::string_view> words[] = {
+        {"Space", "Space"}, {"↩", "Enter"}, {"⇥", "Tab"}, {"←", "Left"},    {"→", "Right"},    {"↑", "Up"},
+        {"↓", "Down"},      {"↖", "Home"},  {"↘", "End"}, {"⇞", "Page Up"}, {"⇟", "Page Down"}};
+    for (const auto& [symbol, word] : words) {
+        if (key == symbol) return localized(word);
+    }
+    return key;
+}
+
+}  // namespace
+
+std::string Shortcut::display() const {
+    constexpr std::pair<std::int64_t, std::string_view> symbols[] = {
+        {controlKey, "⌃"}, {optionKey, "⌥"}, {shiftKey, "⇧"}, {cmdKey, "⌘"}};
+    std::string text;
+    for (const auto& [mask, symbol] : symbols) {
+        if ((modifiers & mask) != 0) text += symbol;
+    }
+    return text + key;
+}
+
+std::string Shortcut::spelledOut() const {
+    constexpr std::pair<std::int64_t, std::string_view> names[] = {
+        {controlKey, "Ctrl"}, {optionKey, "Alt"}, {shiftKey, "Shift"}, {cmdKey, "Super"}};
+    std::string text;
+    for (const auto& [mask, name] : names) {
+        if ((modifiers & mask) != 0) text += localized(name) + "+";
+    }
+    return text + spelledOutKey(key);
+}
+
+std::optional<std::string> Shortcut::keyEquivalent() const {
+    if (key == "Space") return " ";
+    // "↩" and the arrows are single characters too, but they stand for keys that type none.
+    const auto& special = specialKeys();
+    if (std::any_of(special.begin(), special.end(), [&](const auto& each) { return each.second == key; })) {
+        return std::nullopt;
+    }
+    const auto characters = decodeUtf8(key);
+    if (!characters || characters->size() != 1) return std::nullopt;
+    return encodeUtf8(std::u32string(1, smallLetter(characters->front())));
+}
+
+const std::map<std::int64_t, std::string_view>& Shortcut::specialKeys() {
+    static const std::map<std::int64_t, std::string_view> names = {
+        {49, "Space"}, {36, "↩"},    {48, "⇥"},    {123, "←"},   {124, "→"},   {126, "↑"},
+        {125, "↓"},    {115, "↖"},   {119, "↘"},   {116, "⇞"},   {121, "⇟"},   {122, "F1"},
+        {120, "F2"},   {99, "F3"},   {118, "F4"},  {96, "F5"},   {97, "F6"},   {98, "F7"},
+        {100, "F8"},   {101, "F9"},  {109, "F10"}, {103, "F11"}, {111, "F12"}, {105, "F13"},
+        {107, "F14"},  {113, "F15"}, {106, "F16"}, {64, "F17"},  {79, "F18"},  {80, "F19"},
+    };
+    return names;
+}
+
+std::optional<Shortcut> shortcutFrom(const NSEvent& event) {
+    if (event.keyCode < 0 || event.keyCode > std::numeric_limits<std::uint32_t>::max()) return std::nullopt;
+    const std::int64_t modifiers = modifiersOf(event);
+    const auto special = Shortcut::specialKeys().find(event.keyCode);
+    const bool isSpecial = special != Shortcut::specialKeys().end();
+    const auto name =
+        isSpecial ? std::string(special->second) : nameOfTypingKey(event.charactersIgnoringModifiers);
+    if (!name) return std::nullopt;
+    const bool isFunctionKey = isSpecial && special->second.starts_with('F');
+    constexpr std::int64_t sufficient = Shortcut::cmdKey | Shortcut::optionKey | Shortcut::controlKey;
+    if ((modifiers & sufficient) == 0 && !isFunctionKey) return std::nullopt;
+    return Shortcut{event.keyCode, modifiers, *name};
+}
+
+std::string label(ShortcutAction action) {
+    switch (action) {
+        case ShortcutAction::toggle:
+            return localized("Start / stop");
+        case ShortcutAction::pause:
+            return localized("Pause / resume");
+        case ShortcutAction::area:
+            break;
+    }
+    return localized("Record area");
+}
+
+std::string defaultsKey(ShortcutAction action) {
+    return "shortcut." + std::string(rawValue(action));
+}
+
+Shortcut defaultShortcut(ShortcutAction action) {
+    constexpr std::int64_t modifiers = Shortcut::optionKey | Shortcut::cmdKey;
+    switch (action) {
+        case ShortcutAction::toggle:
+            return {15, modifiers, "R"};
+        case ShortcutAction::pause:
+            return {35, modifiers, "P"};
+        case ShortcutAction::area:
+            break;
+    }
+    return {0, modifiers, "A"};
+}
+
+std::optional<Shortcut> shortcut(ShortcutAction action, const NSUserDefaults& defaults) {
+    return decodeShortcut(defaults.stringForKey(defaultsKey(action)), defaultShortcut(action));
+}
+
+void save(ShortcutAction action, const std::optional<Shortcut>& shortcut, NSUserDefaults& defaults) {
+    std::string text(off);
+    if (shortcut) {
+        const nlohmann::json object = {
+            {"keyCode", shortcut->keyCode}, {"modifiers", shortcut->modifiers}, {"key", shortcut->key}};
+        try {
+            text = object.dump();
+        } catch (const nlohmann::json::exception&) {
+            // A key name that is not valid text cannot be stored, so the action has no shortcut.
+        }
+    }
+    defaults.set(defaultsKey(action), text);
+}
+
+std::optional<Shortcut> decodeShortcut(const std::optional<std::string>& stored, const Shortcut& fallback) {
+    if (!stored || stored->empty()) return fallback;
+    if (*stored == off) return std::nullopt;
+    return fromJson(*stored).value_or(fallback);
+}
+
+}  // namespace lumicrate

@@ -1,0 +1,106 @@
+#include "Views/Desktop/Coordinates.h"
+
+#include <xcb/xcb.h>
+
+#include <QCursor>
+#include <QGuiApplication>
+#include <QScreen>
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <limits>
+#include <memory>
+#include <utility>
+
+namespace lumicrate::views {
+
+namespace {
+
+/// Qt has rounded the length to whole points. Screens have an even number of pixels in each direction, which
+/// tells the true one of those that give the same.
+int pixelsOfLength(int points, double ratio) {
+    const double wide = points * ratio;
+    const int even = 2 * static_cast<int>(std::lround(wide / 2));
+    return std::abs(even - wide) < ratio ? even : static_cast<int>(std::lround(wide));
+}
+
+double distance(const QRectF& rect, const QPointF& point) {
+    const double dx = std::max({rect.left() - point.x(), point.x() - rect.right(), 0.0});
+    const double dy = std::max({rect.top() - point.y(), point.y() - rect.bottom(), 0.0});
+    return std::hypot(dx, dy);
+}
+
+}  // namespace
+
+QtScreen QtScreen::of(const QScreen& screen) {
+    return {screen.geometry(), screen.devicePixelRatio()};
+}
+
+QRect QtScreen::pixels() const {
+    return {geometry.topLeft(),
+            QSize(pixelsOfLength(geometry.width(), ratio), pixelsOfLength(geometry.height(), ratio))};
+}
+
+Coordinates::Coordinates(std::vector<QtScreen> screens) : screens_(std::move(screens)) {
+    if (screens_.empty()) return;
+    scale_ = screens_.front().ratio;
+    const QRect main = screens_.front().pixels();
+    mainBottom_ = main.y() + main.height();
+}
+
+Coordinates Coordinates::now() {
+    std::vector<QtScreen> screens;
+    const QScreen* const primary = QGuiApplication::primaryScreen();
+    if (primary) screens.push_back(QtScreen::of(*primary));
+    for (const QScreen* each : QGuiApplication::screens())
+        if (each != primary) screens.push_back(QtScreen::of(*each));
+    return Coordinates(std::move(screens));
+}
+
+Rect Coordinates::pointsFromPixels(const QRectF& pixels) const {
+    const Rect flipped{pixels.x(), mainBottom_ - pixels.y() - pixels.height(), pixels.width(),
+                       pixels.height()};
+    return flipped.scaledBy(1 / scale_);
+}
+
+QRectF Coordinates::pixelsFromPoints(const Rect& points) const {
+    const Rect scaled = points.scaledBy(scale_);
+    return {scaled.x, mainBottom_ - scaled.maxY(), scaled.width, scaled.height};
+}
+
+Point Coordinates::pointOfPixel(const QPoint& pixel) const {
+    return {(pixel.x() + 0.5) / scale_, (mainBottom_ - pixel.y() - 0.5) / scale_};
+}
+
+QRect Coordinates::windowGeometry(const Rect& points) const {
+    const QRectF pixels = pixelsFromPoints(points);
+    const QtScreen* const screen = screenShowing(pixels);
+    if (!screen) return pixels.toRect();
+    const QPointF origin = screen->geometry.topLeft();
+    const QPointF position = origin + (pixels.topLeft() - origin) / screen->ratio;
+    return {position.toPoint(), (pixels.size() / screen->ratio).toSize()};
+}
+
+const QtScreen* Coordinates::screenShowing(const QRectF& pixels) const {
+    const QtScreen* best = nullptr;
+    double bestDistance = std::numeric_limits<double>::infinity();
+    for (const QtScreen& each : screens_) {
+        const double here = distance(each.pixels(), pixels.center());
+        if (here >= bestDistance) continue;
+        best = &each;
+        bestDistance = here;
+    }
+    return best;
+}
+
+QPoint pointerPixel() {
+    const auto* const x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
+    if (!x11) return QCursor::pos();
+    xcb_connection_t* const connection = x11->connection();
+    const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(connection)).data->root;
+    const std::unique_ptr<xcb_query_pointer_reply_t, decltype(&std::free)> reply(
+        xcb_query_pointer_reply(connection, xcb_query_pointer(connection, root), nullptr), &std::free);
+    return reply ? QPoint(reply->root_x, reply->root_y) : QPoint();
+}
+
+}  // namespace lumicrate::views

@@ -1,0 +1,116 @@
+#include "Views/Desktop/KeyMonitor.h"
+
+#include <QCoreApplication>
+#include <QKeyEvent>
+#include <QString>
+#include <utility>
+#include <vector>
+
+namespace lumicrate::views {
+
+namespace {
+
+bool isModifier(int key) {
+    switch (key) {
+        case Qt::Key_Shift:
+        case Qt::Key_Control:
+        case Qt::Key_Alt:
+        case Qt::Key_AltGr:
+        case Qt::Key_Meta:
+        case Qt::Key_Super_L:
+        case Qt::Key_Super_R:
+        case Qt::Key_Hyper_L:
+        case Qt::Key_Hyper_R:
+        case Qt::Key_CapsLock:
+        case Qt::Key_NumLock:
+        case Qt::Key_ScrollLock:
+            return true;
+        default:
+            return false;
+    }
+}
+
+/// What a key without modifiers types. Keysyms of Latin-1 and of Unicode tell it; for the older ones of other
+/// alphabets Qt knows the capital letter.
+QString charactersOf(std::uint32_t keysym, const QKeyEvent& pressed) {
+    constexpr std::uint32_t unicode = 0x01000000;
+    const bool latin = (keysym >= 0x20 && keysym <= 0x7e) || (keysym >= 0xa0 && keysym <= 0xff);
+    char32_t character = 0;
+    if (latin) {
+        character = keysym;
+    } else if ((keysym & 0xff000000U) == unicode) {
+        character = keysym & 0x00ffffffU;
+    } else if (pressed.key() > 0 && pressed.key() < Qt::Key_Escape) {
+        character = static_cast<char32_t>(pressed.key());
+    }
+    return character == 0 ? QString() : QString::fromUcs4(&character, 1).toLower();
+}
+
+class Monitor final : public NSEventMonitor {
+ public:
+    explicit Monitor(std::function<void()> remove) : remove_(std::move(remove)) {}
+    ~Monitor() override { remove_(); }
+    Monitor(const Monitor&) = delete;
+    Monitor& operator=(const Monitor&) = delete;
+
+ private:
+    std::function<void()> remove_;
+};
+
+}  // namespace
+
+KeyMonitor::KeyMonitor(Keyboard keyboard) : keyboard_(std::move(keyboard)) {
+    QCoreApplication::instance()->installEventFilter(this);
+}
+
+std::unique_ptr<NSEventMonitor> KeyMonitor::addKeyDownMonitor(std::function<bool(const NSEvent&)> onKeyDown) {
+    const int id = next_++;
+    handlers_->emplace(id, std::make_shared<Handler>(std::move(onKeyDown)));
+    return std::make_unique<Monitor>([handlers = std::weak_ptr(handlers_), id] {
+        if (const auto alive = handlers.lock()) alive->erase(id);
+    });
+}
+
+bool KeyMonitor::eventFilter(QObject* receiver, QEvent* event) {
+    // A press comes to the window, first as a possible shortcut; the window hands it on to its widgets.
+    if (!receiver->isWindowType()) return false;
+    if (event->type() == QEvent::ShortcutOverride) {
+        decided_ = isConsumed(static_cast<const QKeyEvent&>(*event));
+        // Accepted, it is no shortcut but an ordinary press.
+        if (*decided_) event->accept();
+        return *decided_;
+    }
+    if (event->type() != QEvent::KeyPress) return false;
+    const auto decided = std::exchange(decided_, std::nullopt);
+    return decided ? *decided : isConsumed(static_cast<const QKeyEvent&>(*event));
+}
+
+bool KeyMonitor::isConsumed(const QKeyEvent& pressed) {
+    if (handlers_->empty() || isModifier(pressed.key())) return false;
+    const NSEvent event = translated(pressed);
+    std::vector<std::weak_ptr<Handler>> newestFirst;
+    for (auto each = handlers_->rbegin(); each != handlers_->rend(); ++each)
+        newestFirst.emplace_back(each->second);
+    for (const auto& each : newestFirst) {
+        if (const auto handler = each.lock(); handler && (*handler)(event)) return true;
+    }
+    return false;
+}
+
+NSEvent KeyMonitor::translated(const QKeyEvent& pressed) const {
+    constexpr std::pair<Qt::KeyboardModifier, std::uint64_t> flags[] = {
+        {Qt::MetaModifier, NSEvent::commandFlag},
+        {Qt::AltModifier, NSEvent::optionFlag},
+        {Qt::ControlModifier, NSEvent::controlFlag},
+        {Qt::ShiftModifier, NSEvent::shiftFlag}};
+    const std::uint32_t keysym = keyboard_.keysym(pressed.nativeScanCode());
+    NSEvent event;
+    event.keyCode = keyboard_.keyCode(pressed.nativeScanCode());
+    for (const auto& [modifier, flag] : flags) {
+        if (pressed.modifiers().testFlag(modifier)) event.modifierFlags |= flag;
+    }
+    event.charactersIgnoringModifiers = charactersOf(keysym, pressed).toStdString();
+    return event;
+}
+
+}  // namespace lumicrate::views

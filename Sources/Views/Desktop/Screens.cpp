@@ -1,0 +1,46 @@
+#include "Views/Desktop/Screens.h"
+
+#include "Views/Desktop/Coordinates.h"
+
+#include <QGuiApplication>
+#include <QScreen>
+
+namespace lumicrate::views {
+
+namespace {
+
+/// What desktop panels leave of the screen, in pixels. Only whole screens count exactly: where Qt rounds, so
+/// does this.
+QRectF availablePixels(const QScreen& screen) {
+    const QtScreen known = QtScreen::of(screen);
+    const QRect whole = known.pixels();
+    const QRect left = screen.availableGeometry();
+    if (left == screen.geometry()) return whole;
+    const QPointF origin = screen.geometry().topLeft();
+    const QRectF scaled((left.topLeft() - origin) * known.ratio + origin, QSizeF(left.size()) * known.ratio);
+    return scaled.intersected(whole);
+}
+
+}  // namespace
+
+std::vector<NSScreen> Screens::screens() const {
+    const Coordinates coordinates = Coordinates::now();
+    const auto described = [&](const QScreen& screen) {
+        const std::string name = screen.name().toStdString();
+        return NSScreen{displayIDs_ ? displayIDs_(name) : std::nullopt,
+                        coordinates.pointsFromPixels(QtScreen::of(screen).pixels()),
+                        coordinates.pointsFromPixels(availablePixels(screen)), coordinates.scale(), name};
+    };
+    std::vector<NSScreen> all;
+    const QScreen* const primary = QGuiApplication::primaryScreen();
+    if (primary) all.push_back(described(*primary));
+    for (const QScreen* each : QGuiApplication::screens())
+        if (each != primary) all.push_back(described(*each));
+    return all;
+}
+
+Point Screens::mouseLocation() const {
+    return Coordinates::now().pointOfPixel(pointerPixel());
+}
+
+}  // namespace lumicrate::views

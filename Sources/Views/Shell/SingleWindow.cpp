@@ -1,0 +1,24 @@
+#include "Views/Shell/SingleWindow.h"
+
+namespace lumicrate::views {
+
+SingleWindow::~SingleWindow() {
+    for (const auto& [kind, window] : windows_)
+        delete window;
+}
+
+QWidget& SingleWindow::show(const std::string& kind, const std::function<std::unique_ptr<QWidget>()>& make) {
+    QPointer<QWidget>& window = windows_[kind];
+    // One that was closed is hidden, but still there until the event loop comes to delete it.
+    if (!window || window->isHidden()) {
+        window = make().release();
+        window->setAttribute(Qt::WA_DeleteOnClose);
+    }
+    window->setWindowState(window->windowState() & ~Qt::WindowMinimized);
+    window->show();
+    window->raise();
+    window->activateWindow();
+    return *window;
+}
+
+}  // namespace lumicrate::views

@@ -1,0 +1,40 @@
+// TrayIcon: the recorder's icon in the desktop's panel.
+#pragma once
+
+#include "Lumicrate/Shell/MenuBar.h"
+#include "Views/Shell/TrayHosts.h"
+
+#include <QMenu>
+#include <QSystemTrayIcon>
+#include <memory>
+#include <optional>
+
+namespace lumicrate::views {
+
+/// Shows itself as soon as the desktop has a place for it. A click opens the menu, a middle click begins or
+/// stops.
+class TrayIcon {
+ public:
+    /// Both must outlive it.
+    TrayIcon(MenuBar& menuBar, ScreenRecorder& recorder);
+    TrayIcon(const TrayIcon&) = delete;
+    TrayIcon& operator=(const TrayIcon&) = delete;
+
+    /// Whether people can see it.
+    bool isShown() const { return icon_ != nullptr && hosts_.isThere(); }
+
+ private:
+    void show();
+    void refill();
+    void clicked(QSystemTrayIcon::ActivationReason reason);
+
+    MenuBar& menuBar_;
+    ScreenRecorder& recorder_;
+    TrayHosts hosts_;
+    QMenu menu_;
+    std::unique_ptr<QSystemTrayIcon> icon_;
+    Subscription changes_;
+    Subscription stateChanges_;
+};
+
+}  // namespace lumicrate::views

@@ -1,0 +1,99 @@
+#include "Views/Widgets/DefaultsBinding.h"
+
+#include "Support/Error.h"
+#include "Views/Widgets/QtText.h"
+
+#include <QAbstractButton>
+#include <QComboBox>
+#include <QSignalBlocker>
+#include <algorithm>
+#include <memory>
+
+namespace lumicrate::views {
+
+namespace {
+
+/// Lives as a child of its control, so that it goes with it.
+class Binding final : public QObject {
+ public:
+    Binding(QWidget& control, NSUserDefaults& defaults, std::string key, ComplaintSink complain)
+        : QObject(&control), defaults_(defaults), key_(std::move(key)), complain_(std::move(complain)) {
+        setObjectName(objectNameOfAll);
+    }
+
+    /// `show` puts what is stored into the control; it is called now and after every change.
+    void start(std::function<void(const NSUserDefaults&, const std::string& key)> show) {
+        show_ = std::move(show);
+        subscription_ = defaults_.observe([this] { show_(defaults_, key_); });
+        show_(defaults_, key_);
+    }
+    void store(const DefaultsValue& value) {
+        try {
+            defaults_.set(key_, value);
+        } catch (const PlatformError& error) {
+            if (complain_) complain_(error.what());
+            show_(defaults_, key_);
+        }
+    }
+
+    static constexpr const char* objectNameOfAll = "DefaultsBinding";
+
+ private:
+    NSUserDefaults& defaults_;
+    std::string key_;
+    ComplaintSink complain_;
+    std::function<void(const NSUserDefaults&, const std::string&)> show_;
+    Subscription subscription_;
+};
+
+bool isStored(const DefaultsValue& value, const NSUserDefaults& defaults, const std::string& key) {
+    struct {
+        const NSUserDefaults& defaults;
+        const std::string& key;
+        bool operator()(bool flag) const { return defaults.boolForKey(key) == flag; }
+        bool operator()(std::int64_t number) const { return defaults.integerForKey(key) == number; }
+        bool operator()(double number) const { return defaults.doubleForKey(key) == number; }
+        bool operator()(const std::string& text) const {
+            return defaults.stringForKey(key).value_or("") == text;
+        }
+    } const compare{defaults, key};
+    return std::visit(compare, value);
+}
+
+}  // namespace
+
+void bindBool(QAbstractButton& button, NSUserDefaults& defaults, std::string key, ComplaintSink complain) {
+    auto* binding = new Binding(button, defaults, std::move(key), std::move(complain));
+    button.setCheckable(true);
+    binding->start([&button](const NSUserDefaults& from, const std::string& stored) {
+        const QSignalBlocker quiet(button);
+        button.setChecked(from.boolForKey(stored));
+    });
+    QObject::connect(&button, &QAbstractButton::toggled, binding, [binding](bool on) { binding->store(on); });
+}
+
+void bindChoice(QComboBox& box, NSUserDefaults& defaults, std::string key, const Choices& choices,
+                const DefaultsValue& fallback, ComplaintSink complain) {
+    delete box.findChild<QObject*>(Binding::objectNameOfAll, Qt::FindDirectChildrenOnly);
+    const QSignalBlocker quiet(box);
+    box.clear();
+    for (const auto& [value, label] : choices)
+        box.addItem(qtText(label));
+    auto* binding = new Binding(box, defaults, std::move(key), std::move(complain));
+    binding->start([&box, choices, fallback](const NSUserDefaults& from, const std::string& stored) {
+        const auto matching = [&](const auto& matches) {
+            return std::find_if(choices.begin(), choices.end(),
+                                [&](const auto& each) { return matches(each.first); });
+        };
+        auto found = matching([&](const DefaultsValue& value) { return isStored(value, from, stored); });
+        if (found == choices.end())
+            found = matching([&](const DefaultsValue& value) { return value == fallback; });
+        const QSignalBlocker unheard(box);
+        box.setCurrentIndex(found == choices.end() ? -1 : static_cast<int>(found - choices.begin()));
+    });
+    QObject::connect(&box, &QComboBox::activated, binding, [binding, choices](int index) {
+        binding->store(choices[static_cast<std::size_t>(index)].first);
+    });
+}
+
+}  // namespace lumicrate::views

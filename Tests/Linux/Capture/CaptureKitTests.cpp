@@ -1,0 +1,76 @@
+#include "Linux/Capture/CaptureKit.h"
+#include "Tests/Linux/X11/TestWindow.h"
+#include "Tests/Stage/Xvfb.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdlib>
+#include <future>
+#include <optional>
+#include <utility>
+
+namespace lumicrate::capture {
+namespace {
+
+using test::TestWindow;
+
+/// The answer, which comes at once.
+SCShareableContent contentOf(const CaptureKit& capture) {
+    SCShareableContent shareable;
+    capture.getShareableContent([&](SCShareableContent content, const std::exception_ptr& error) {
+        if (error) std::rethrow_exception(error);
+        shareable = std::move(content);
+    });
+    return shareable;
+}
+
+TEST(CaptureKitTests, OutlivesTheServer) {
+    std::optional<stage::Xvfb> server{std::in_place, stage::Xvfb::Options{.width = 400, .height = 300}};
+    setenv("DISPLAY", server->displayName().c_str(), 1);
+    CaptureKit capture;
+    EXPECT_TRUE(capture.CGPreflightScreenCaptureAccess());
+    const TestWindow window(server->displayName(), {.frame = {10, 20, 90, 80}, .title = "x"});
+    const SCShareableContent content = contentOf(capture);
+    ASSERT_EQ(content.windows.size(), 1U);
+    ASSERT_EQ(content.displays.size(), 1U);
+    EXPECT_EQ(content.windows[0].windowID, window.id());
+    EXPECT_EQ(content.windows[0].owningApplication->processID, getpid());
+    EXPECT_EQ(capture.windowBounds(window.id()), (Rect{10, 20, 90, 80}));
+
+    server->kill();
+    EXPECT_FALSE(capture.CGPreflightScreenCaptureAccess());
+    EXPECT_EQ(capture.windowBounds(window.id()), std::nullopt);
+    EXPECT_THROW(contentOf(capture), PlatformError);
+    EXPECT_EQ(capture.CGMainDisplayID(), 0U);
+    capture.setOnContentChange([] {});
+
+    server.emplace(stage::Xvfb::Options{.width = 500, .height = 300});
+    setenv("DISPLAY", server->displayName().c_str(), 1);
+    EXPECT_TRUE(capture.CGPreflightScreenCaptureAccess());
+    EXPECT_EQ(contentOf(capture).displays.at(0).frame, (Rect{0, 0, 500, 300}));
+    EXPECT_TRUE(contentOf(capture).windows.empty());
+}
+
+TEST(CaptureKitTests, TellsOfChangesUntilItIsToldNotTo) {
+    const stage::Xvfb server({.width = 400, .height = 300});
+    setenv("DISPLAY", server.displayName().c_str(), 1);
+    std::promise<void> told;
+    std::atomic<int> calls = 0;
+    CaptureKit capture;
+    capture.setOnContentChange([&] {
+        if (calls++ == 0) told.set_value();
+    });
+    TestWindow window(server.displayName(), {.frame = {10, 20, 90, 80}});
+    ASSERT_EQ(told.get_future().wait_for(std::chrono::seconds(30)), std::future_status::ready);
+    capture.setOnContentChange(nullptr);
+    const int before = calls;
+    window.move(30, 30);
+    contentOf(capture);
+    EXPECT_EQ(calls, before);
+}
+
+}  // namespace
+}  // namespace lumicrate::capture

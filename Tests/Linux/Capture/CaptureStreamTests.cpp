@@ -1,0 +1,308 @@
+#include "Linux/Capture/CaptureStream.h"
+#include "Support/SerialQueue.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <functional>
+#include <future>
+#include <memory>
+#include <optional>
+#include <string>
+#include <thread>
+
+namespace lumicrate::capture {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+using enum SCStreamOutputType;
+
+CMSampleBuffer sampleAt(std::int64_t number) {
+    CMSampleBuffer sample;
+    sample.timing.presentationTimeStamp = {number, 1000};
+    sample.frameInfo.emplace();
+    return sample;
+}
+
+/// What a source does, decided and looked up by the test.
+struct Script {
+    std::string name;
+    std::vector<std::string>& log;
+    bool startFails = false;
+    bool updateFails = false;
+    bool failsWhileStarting = false;
+    SampleSource::Handlers handlers{};
+};
+
+class ScriptedSource final : public SampleSource {
+ public:
+    explicit ScriptedSource(Script& script) : script_(script) {}
+
+    void start(Handlers handlers) override {
+        if (script_.startFails) throw PlatformError("no " + script_.name);
+        script_.log.push_back("start " + script_.name);
+        script_.handlers = std::move(handlers);
+        if (script_.failsWhileStarting) {
+            std::thread([this] { fail(); }).join();
+        }
+    }
+    void stop() override { script_.log.push_back("stop " + script_.name); }
+    void update(const SCStreamConfiguration& configuration) override {
+        script_.log.push_back("update " + script_.name + " " + std::to_string(configuration.width));
+        if (script_.updateFails) throw PlatformError("no " + script_.name);
+    }
+
+ private:
+    void fail() {
+        script_.handlers.onFailure(std::make_exception_ptr(PlatformError("lost " + script_.name)));
+    }
+
+    Script& script_;
+};
+
+/// Captures a sample after the other, as fast as it can.
+class BusySource final : public SampleSource {
+ public:
+    explicit BusySource(std::atomic<int>& captured) : captured_(captured) {}
+    ~BusySource() override { stop(); }
+
+    void start(Handlers handlers) override {
+        thread_ =
+            std::jthread([this, onSample = std::move(handlers.onSample)](const std::stop_token& stopped) {
+                while (!stopped.stop_requested()) {
+                    onSample(sampleAt(++captured_));
+                    std::this_thread::yield();
+                }
+            });
+    }
+    void stop() override { thread_ = {}; }
+    void update(const SCStreamConfiguration&) override {}
+
+ private:
+    std::atomic<int>& captured_;
+    std::jthread thread_;
+};
+
+class Receiver final : public SCStreamOutput {
+ public:
+    void didOutputSampleBuffer(const CMSampleBuffer& sample, SCStreamOutputType type) override {
+        if (gate) gate->wait();
+        auto& times = received[static_cast<std::size_t>(type)];
+        times.push_back(sample.presentationTimeStamp().value());
+        total = times.size();
+        total.notify_all();
+    }
+    const std::vector<std::int64_t>& of(SCStreamOutputType type) const {
+        return received[static_cast<std::size_t>(type)];
+    }
+
+    std::optional<std::shared_future<void>> gate;
+    std::atomic<std::size_t> total = 0;
+    std::array<std::vector<std::int64_t>, 3> received;
+};
+
+class Delegate final : public SCStreamDelegate {
+ public:
+    void didStopWithError(std::exception_ptr error) override { told.push_back(localizedDescription(error)); }
+    void didNotice(std::string sentence) override { noticed.push_back(std::move(sentence)); }
+    std::vector<std::string> told;
+    std::vector<std::string> noticed;
+};
+
+/// Runs an operation and waits for its completion; the error's sentence, or "done".
+template <class Operation>
+std::string outcome(Operation operation) {
+    std::promise<std::string> told;
+    operation([&told](const std::exception_ptr& error) {
+        told.set_value(error ? localizedDescription(error) : "done");
+    });
+    return told.get_future().get();
+}
+
+class CaptureStreamTests : public testing::Test {
+ protected:
+    std::unique_ptr<CaptureStream> make(int queueDepth = 8) {
+        CaptureStream::Sources sources;
+        sources.emplace_back(screen, std::make_unique<ScriptedSource>(picture));
+        sources.emplace_back(audio, std::make_unique<ScriptedSource>(system));
+        sources.emplace_back(microphone, std::make_unique<ScriptedSource>(voice));
+        auto stream = std::make_unique<CaptureStream>(std::move(sources), delegate, queueDepth);
+        for (const auto type : {screen, audio, microphone})
+            stream->addStreamOutput(receiver, type, queue);
+        return stream;
+    }
+    static std::string start(CaptureStream& stream) {
+        return outcome([&stream](auto completion) { stream.startCapture(completion); });
+    }
+    static std::string stop(CaptureStream& stream) {
+        return outcome([&stream](auto completion) { stream.stopCapture(completion); });
+    }
+    std::string update(CaptureStream& stream) {
+        SCStreamConfiguration configuration;
+        configuration.width = 640;
+        log.clear();
+        return outcome([&](auto completion) { stream.updateConfiguration(configuration, completion); });
+    }
+    static void fail(const Script& source) {
+        source.handlers.onFailure(std::make_exception_ptr(PlatformError("lost " + source.name)));
+    }
+
+    std::vector<std::string> log;
+    Script picture{.name = "picture", .log = log};
+    Script system{.name = "system", .log = log};
+    Script voice{.name = "voice", .log = log};
+    Delegate delegate;
+    Receiver receiver;
+    SerialQueue queue{"receiver"};
+};
+
+TEST_F(CaptureStreamTests, SoundRunsBeforeThePictureAndSamplesGoWhereTheyBelong) {
+    const auto stream = make();
+    Receiver other;
+    SerialQueue otherQueue("other");
+    stream->addStreamOutput(other, screen, otherQueue);
+    EXPECT_EQ(start(*stream), "done");
+    EXPECT_THAT(log, ElementsAre("start system", "start voice", "start picture"));
+    picture.handlers.onSample(sampleAt(1));
+    system.handlers.onSample(sampleAt(2));
+    voice.handlers.onSample(sampleAt(3));
+    picture.handlers.onSample(sampleAt(4));
+    log.clear();
+    EXPECT_EQ(stop(*stream), "done");
+    EXPECT_THAT(log, ElementsAre("stop picture", "stop voice", "stop system"));
+    EXPECT_THAT(receiver.of(screen), ElementsAre(1, 4));
+    EXPECT_THAT(receiver.of(audio), ElementsAre(2));
+    EXPECT_THAT(receiver.of(microphone), ElementsAre(3));
+    EXPECT_THAT(other.of(screen), ElementsAre(1, 4));
+    EXPECT_THAT(other.of(audio), IsEmpty());
+}
+
+TEST_F(CaptureStreamTests, AFailedStartLeavesNothingRunning) {
+    voice.startFails = true;
+    const auto stream = make();
+    EXPECT_EQ(start(*stream), "no voice");
+    EXPECT_THAT(log, ElementsAre("start system", "stop system"));
+    fail(system);
+    EXPECT_EQ(stop(*stream), "done");
+    EXPECT_EQ(log.size(), 2U);
+    EXPECT_THAT(delegate.told, IsEmpty());
+}
+
+TEST_F(CaptureStreamTests, ASourceThatEndsDuringTheStartFailsIt) {
+    system.failsWhileStarting = true;
+    const auto stream = make();
+    EXPECT_EQ(start(*stream), "lost system");
+    EXPECT_THAT(log, ElementsAre("start system", "start voice", "start picture", "stop picture", "stop voice",
+                                 "stop system"));
+    EXPECT_THAT(delegate.told, IsEmpty());
+}
+
+TEST_F(CaptureStreamTests, AFailureIsToldOnceAndTheOthersGoOn) {
+    const auto stream = make();
+    start(*stream);
+    fail(voice);
+    fail(system);
+    EXPECT_THAT(delegate.told, ElementsAre("lost voice"));
+    picture.handlers.onSample(sampleAt(5));
+    EXPECT_EQ(update(*stream), "done");
+    EXPECT_THAT(log, ElementsAre("update picture 640"));
+    stop(*stream);
+    EXPECT_THAT(receiver.of(screen), ElementsAre(5));
+}
+
+TEST_F(CaptureStreamTests, NoFailureIsToldOnceItStops) {
+    const auto stream = make();
+    start(*stream);
+    stop(*stream);
+    fail(picture);
+    EXPECT_THAT(delegate.told, IsEmpty());
+}
+
+TEST_F(CaptureStreamTests, UpdatesReachAllSourcesAndTheFirstRefusalIsTold) {
+    const auto stream = make();
+    EXPECT_EQ(update(*stream), "The capture is not running.");
+    start(*stream);
+    EXPECT_EQ(update(*stream), "done");
+    voice.updateFails = true;
+    picture.updateFails = true;
+    EXPECT_EQ(update(*stream), "no voice");
+    EXPECT_THAT(log, ElementsAre("update system 640", "update voice 640", "update picture 640"));
+}
+
+TEST_F(CaptureStreamTests, PicturesDoNotPileUpAndStoppingWaitsForThoseHandedOver) {
+    std::promise<void> gate;
+    receiver.gate = gate.get_future().share();
+    const auto stream = make(3);
+    start(*stream);
+    for (int i = 1; i <= 10; ++i) {
+        picture.handlers.onSample(sampleAt(i));
+        system.handlers.onSample(sampleAt(i));
+    }
+    std::promise<void> stopped;
+    auto done = stopped.get_future();
+    stream->stopCapture([&stopped](const std::exception_ptr&) { stopped.set_value(); });
+    EXPECT_EQ(done.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
+    gate.set_value();
+    done.get();
+    EXPECT_THAT(receiver.of(screen), ElementsAre(1, 2, 3));
+    EXPECT_EQ(receiver.of(audio).size(), 10U);
+}
+
+TEST_F(CaptureStreamTests, ThereIsRoomAgainWhenPicturesAreWorkedOff) {
+    const auto stream = make(1);
+    start(*stream);
+    for (int i = 1; i <= 5; ++i) {
+        picture.handlers.onSample(sampleAt(i));
+        outcome([this](auto completion) { queue.async([completion] { completion(nullptr); }); });
+    }
+    stop(*stream);
+    EXPECT_THAT(receiver.of(screen), ElementsAre(1, 2, 3, 4, 5));
+}
+
+TEST_F(CaptureStreamTests, WithoutOutputsStoppingCompletesToo) {
+    CaptureStream::Sources sources;
+    sources.emplace_back(screen, std::make_unique<ScriptedSource>(picture));
+    CaptureStream stream(std::move(sources), delegate, 8);
+    start(stream);
+    picture.handlers.onSample(sampleAt(1));
+    EXPECT_EQ(stop(stream), "done");
+}
+
+TEST_F(CaptureStreamTests, ThreadsOfTheirOwnLoseNoSoundAndGoWithTheStream) {
+    for (const bool stopsFirst : {true, false}) {
+        std::atomic<int> pictures = 0;
+        std::atomic<int> sounds = 0;
+        Receiver seen;
+        Receiver heard;
+        {
+            SerialQueue seenQueue("seen");
+            SerialQueue heardQueue("heard");
+            CaptureStream::Sources sources;
+            sources.emplace_back(screen, std::make_unique<BusySource>(pictures));
+            sources.emplace_back(audio, std::make_unique<BusySource>(sounds));
+            CaptureStream stream(std::move(sources), delegate, 2);
+            stream.addStreamOutput(seen, screen, seenQueue);
+            stream.addStreamOutput(heard, audio, heardQueue);
+            start(stream);
+            for (Receiver* each : {&seen, &heard}) {
+                for (std::size_t total = 0; total < 100; total = each->total)
+                    each->total.wait(total);
+            }
+            if (stopsFirst) {
+                EXPECT_EQ(stop(stream), "done");
+                EXPECT_EQ(heard.of(audio).size(), static_cast<std::size_t>(sounds));
+            }
+        }
+        EXPECT_EQ(heard.of(audio).size(), static_cast<std::size_t>(sounds));
+        EXPECT_TRUE(std::ranges::is_sorted(seen.of(screen)));
+    }
+}
+
+}  // namespace
+}  // namespace lumicrate::capture

@@ -1,0 +1,157 @@
+#include "Linux/Media/Encoding/MacroblockMap.h"
+#include "Linux/Media/Encoding/RateControl.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+
+namespace lumicrate::media {
+namespace {
+
+constexpr double pixelRate = 1920.0 * 1080 * 30;
+
+PictureWork changed(int blocks) {
+    PictureWork work;
+    work.changed = blocks;
+    return work;
+}
+
+TEST(RateControlTests, QualityFollowsTheBitsPerPixel) {
+    for (const auto& [bitsPerPixel, quantizer] :
+         std::vector<std::pair<double, int>>{{0.06, 16}, {0.12, 13}, {0.24, 10}, {5, 10}, {0.001, 26}}) {
+        const RateControl rate(static_cast<int>(bitsPerPixel * pixelRate), pixelRate, 30);
+        EXPECT_EQ(rate.qualityQuantizer(), quantizer) << bitsPerPixel;
+    }
+}
+
+/// Content that takes `difficulty` bits a block at a step of one, for `seconds`; gives the bits of each
+/// second.
+std::vector<double> motion(RateControl& rate, double difficulty, int seconds) {
+    std::vector<double> perSecond(static_cast<std::size_t>(seconds), 0);
+    for (int picture = 0; picture < seconds * 30; ++picture) {
+        rate.advanceTo(picture / 30.0);
+        const PictureWork work = changed(8160);
+        const int quantizer = rate.quantizerFor(work);
+        const double bits = 8160 * difficulty / (0.85 * std::exp2((quantizer - 12) / 6.0));
+        rate.coded(work, quantizer, std::llround(bits));
+        perSecond[static_cast<std::size_t>(picture / 30)] += bits;
+    }
+    return perSecond;
+}
+
+TEST(RateControlTests, LastingMotionSettlesAtTheCeiling) {
+    for (const double difficulty : {150.0, 700.0, 1500.0}) {
+        RateControl rate(7'000'000, pixelRate, 30);
+        const std::vector<double> bits = motion(rate, difficulty, 20);
+        double all = 0;
+        for (const double each : bits)
+            all += each;
+        EXPECT_LE(all, 7e6 * (20 + 2.2)) << difficulty;
+        EXPECT_GT(rate.available(), 0) << difficulty;
+        for (std::size_t second = 10; second < 20; ++second)
+            EXPECT_NEAR(bits[second], 7e6, 1.1e6) << difficulty << " at " << second;
+    }
+}
+
+TEST(RateControlTests, EasyContentKeepsItsQualityForEver) {
+    RateControl rate(7'000'000, pixelRate, 30);
+    for (int picture = 0; picture < 1000; ++picture) {
+        rate.advanceTo(picture / 30.0);
+        ASSERT_EQ(rate.quantizerFor(changed(60)), rate.qualityQuantizer());
+        rate.coded(changed(60), rate.qualityQuantizer(), 20000);
+    }
+}
+
+TEST(RateControlTests, RestRefillsWhatABurstTook) {
+    RateControl rate(7'000'000, pixelRate, 30);
+    motion(rate, 5000, 5);
+    rate.advanceTo(5);
+    EXPECT_GT(rate.quantizerFor(changed(8160)), rate.qualityQuantizer() + 6);
+    const double before = rate.available();
+    rate.advanceTo(5.5);
+    EXPECT_NEAR(rate.available() - before, 3.5e6, 1);
+    rate.advanceTo(60);
+    EXPECT_NEAR(rate.available(), 14e6, 1);
+}
+
+TEST(RateControlTests, DebtIsPaidWithCoarsePicturesOnly) {
+    RateControl rate(1'000'000, pixelRate, 30);
+    rate.coded(changed(8160), 20, 5'000'000);
+    EXPECT_LT(rate.available(), 0);
+    EXPECT_EQ(rate.quantizerFor(changed(8160)), coarsestQuantizer);
+}
+
+SCStreamFrameInfo info(std::uint64_t sequence, std::vector<PixelRect> dirty) {
+    return {SCFrameStatus::complete, sequence, std::move(dirty)};
+}
+
+std::vector<int> unchangedBlocks(const MacroblockMap& map) {
+    return {map.constantBlocks().begin(), map.constantBlocks().end()};
+}
+
+TEST(RateControlTests, MotionThatStaysCoarseIsAStrain) {
+    RateControl rate(7'000'000, pixelRate, 30);
+    const int quality = rate.qualityQuantizer();
+    const auto group = [&](int blocks, int excess) {
+        PictureWork key = changed(8160);
+        key.key = true;
+        rate.coded(key, quality + 20, 1000);
+        for (int picture = 0; picture < 10; ++picture)
+            rate.coded(changed(blocks), quality + excess, 1000);
+        rate.coded(changed(8), quality + 30, 1000);  // of little weight
+    };
+    const struct {
+        int blocks, excess;
+        bool strained;
+    } groups[] = {{8000, 0, false}, {8000, 2, false}, {8000, 4, true},
+                  {8000, 2, true},  {0, 0, true},     {8000, 0, false}};
+    EXPECT_FALSE(rate.isStrained());
+    for (const auto& [blocks, excess, strained] : groups) {
+        group(blocks, excess);
+        EXPECT_EQ(rate.isStrained(), strained) << excess;
+    }
+}
+
+TEST(MacroblockMapTests, OnlyAProvenBlockIsUnchanged) {
+    MacroblockMap map(40, 20);  // three by two blocks
+    const std::vector<int> none(6, 0);
+    const std::vector<int> all(6, 1);
+    map.begin(info(4, {}));
+    EXPECT_EQ(unchangedBlocks(map), none) << "nothing came before";
+    map.begin(info(5, {{15, 0, 1, 16}, {32, 16, 100, 100}}));
+    EXPECT_EQ(unchangedBlocks(map), (std::vector{0, 1, 1, 1, 1, 0}));
+    map.begin(info(6, {{15, 15, 2, 2}}));
+    EXPECT_EQ(unchangedBlocks(map), (std::vector{0, 0, 1, 0, 0, 1}));
+    map.begin(info(6, {{0, 0, 40, 20}}));
+    EXPECT_EQ(unchangedBlocks(map), all) << "the same picture again";
+    map.begin(info(8, {}));
+    EXPECT_EQ(unchangedBlocks(map), none) << "a number was missed";
+    map.begin(info(7, {}));
+    EXPECT_EQ(unchangedBlocks(map), none);
+    map.begin(std::nullopt);
+    EXPECT_EQ(unchangedBlocks(map), none);
+    map.begin(info(8, {}));
+    EXPECT_EQ(unchangedBlocks(map), none) << "what came before bore no number";
+    map.begin(info(9, {{-20, -20, 10, 10}, {500, 0, 3, 3}}));
+    EXPECT_EQ(unchangedBlocks(map), all) << "dirty outside of the picture";
+}
+
+TEST(MacroblockMapTests, RemembersHowCoarseEachBlockIs) {
+    MacroblockMap map(48, 16);
+    map.begin(info(1, {}));
+    map.coded(true, 40);
+    map.begin(info(2, {{0, 0, 16, 16}}));
+    EXPECT_EQ(map.work(false).codedBlocks(20), 3) << "coarse blocks are coded again";
+    EXPECT_EQ(map.work(false).codedBlocks(40), 1);
+    EXPECT_EQ(map.work(true).codedBlocks(40), 3);
+    map.coded(false, 45);
+    EXPECT_EQ(map.coarsest(), 45);
+    map.beginAgain();
+    EXPECT_EQ(map.work(false).codedBlocks(42), 1);
+    map.coded(false, 20);
+    EXPECT_EQ(map.coarsest(), 20);
+}
+
+}  // namespace
+}  // namespace lumicrate::media

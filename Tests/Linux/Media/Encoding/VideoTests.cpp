@@ -1,0 +1,414 @@
+#include "Linux/Media/Encoding/VideoTrack.h"
+#include "Support/Error.h"
+#include "Tests/Linux/Media/MovieMaker.h"
+#include "Tests/Stage/MovieProbe.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <map>
+#include <random>
+
+namespace lumicrate::media {
+namespace {
+
+using stage::MovieProbe;
+using test::frame;
+using test::frameInfo;
+using test::MovieMaker;
+using test::TestPicture;
+using test::videoSettings;
+
+constexpr CMTime start{1000, 1};
+constexpr double tick = 1.0 / 90000;
+
+CMTime at(std::int64_t milliseconds) {
+    return start + CMTime(milliseconds, 1000);
+}
+
+/// Runs once for each codec.
+class VideoTests : public testing::TestWithParam<AVVideoCodecType> {
+ protected:
+    static AVVideoOutputSettings settings(int width, int height, int bitRate = 8'000'000) {
+        AVVideoOutputSettings settings = videoSettings(width, height, bitRate);
+        settings.codec = GetParam();
+        return settings;
+    }
+};
+
+INSTANTIATE_TEST_SUITE_P(Codecs, VideoTests, testing::Values(AVVideoCodecType::h264, AVVideoCodecType::hevc),
+                         [](const testing::TestParamInfo<AVVideoCodecType>& codec) {
+                             return codec.param == AVVideoCodecType::h264 ? "H264" : "HEVC";
+                         });
+
+std::shared_ptr<TestPicture> printed(int width, int height, unsigned seed) {
+    auto picture = std::make_shared<TestPicture>(width, height);
+    picture->print({0, 0, width, height}, seed);
+    return picture;
+}
+
+/// Blocks that do not show what the source does.
+int wrongBlocks(const CVPixelBuffer& source, const stage::Picture& decoded) {
+    int wrong = 0;
+    for (int y = 0; y + 16 <= source.height; y += 16) {
+        for (int x = 0; x + 16 <= source.width; x += 16)
+            wrong += test::psnr(source, decoded, {x, y, 16, 16}) < 28 ? 1 : 0;
+    }
+    return wrong;
+}
+
+TEST_P(VideoTests, TheTrackSaysWhatItIs) {
+    for (const auto type : {AVFileType::mpeg4, AVFileType::quickTimeMovie}) {
+        MovieMaker maker({settings(640, 360)}, type);
+        maker.append(0, frame(at(0), printed(640, 360, 1)));
+        ASSERT_EQ(maker.finish(), AVAssetWriterStatus::completed);
+        const MovieProbe probe(maker.path());
+        const stage::Track& track = probe.videoTrack();
+        const bool hevc = GetParam() == AVVideoCodecType::hevc;
+        EXPECT_EQ(track.codec, hevc ? "hevc" : "h264");
+        EXPECT_EQ(track.codecTag, hevc ? "hvc1" : "avc1");
+        EXPECT_EQ(track.profile, hevc ? "Main" : "High");
+        EXPECT_EQ(track.pixelFormat, "yuv420p");
+        EXPECT_EQ(track.colorPrimaries, "bt709");
+        EXPECT_EQ(track.colorTransfer, "bt709");
+        EXPECT_EQ(track.colorMatrix, "bt709");
+        EXPECT_EQ(track.colorRange, "tv");
+        EXPECT_EQ(track.handler, "Video");
+        EXPECT_TRUE(probe.tag("creation_time"));
+    }
+}
+
+TEST_P(VideoTests, ASinglePictureIsAMovie) {
+    MovieMaker maker({settings(320, 240)});
+    const auto picture = printed(320, 240, 3);
+    CMSampleBuffer sample = frame(at(0), picture);
+    sample.timing.duration = CMTime(1, 4);
+    maker.append(0, sample);
+    ASSERT_EQ(maker.finish(), AVAssetWriterStatus::completed);
+    MovieProbe probe(maker.path());
+    EXPECT_EQ(probe.pictureTimes(), std::vector{0.0});
+    EXPECT_NEAR(probe.videoTrack().duration, 0.25, 0.001);
+    EXPECT_EQ(wrongBlocks(*picture, *probe.lastPicture()), 0);
+}
+
+TEST_P(VideoTests, TimesAreExactHoweverIrregular) {
+    std::mt19937 random(11);
+    MovieMaker maker({settings(128, 96)});
+    auto picture = printed(128, 96, 1);
+    std::vector<double> wanted;
+    CMTime time = start;
+    for (std::uint64_t i = 0; i < 120; ++i) {
+        maker.append(0, frame(time, picture, frameInfo(i, {})));
+        wanted.push_back((time - start).seconds());
+        const std::int64_t gap = i == 40   ? 20'000'000'000
+                                 : i == 80 ? 1'000'003
+                                           : 16'000'000 + random() % 900'000'000;
+        time = time + CMTime(gap, 1'000'000'000);
+    }
+    ASSERT_EQ(maker.finish(), AVAssetWriterStatus::completed);
+    MovieProbe probe(maker.path());
+    const std::vector<double> times = probe.pictureTimes();
+    ASSERT_EQ(times.size(), wanted.size());
+    for (std::size_t i = 0; i < times.size(); ++i)
+        EXPECT_NEAR(times[i], wanted[i], tick) << i;
+    EXPECT_NEAR(probe.videoTrack().duration, wanted.back() + 0.001, 0.0005);
+
+    // No picture is further than two seconds from the key picture that seeking to it starts at.
+    double key = 0;
+    for (const stage::Packet& packet : probe.packets(probe.videoTrack().index)) {
+        if (packet.isKey) key = packet.pts;
+        EXPECT_LT(packet.pts - key, 2.0);
+    }
+}
+
+TEST_P(VideoTests, WhatLiesBeforeTheSessionIsCut) {
+    MovieMaker maker({settings(64, 64)});
+    for (const int milliseconds : {-100, -1, 30, 60})
+        maker.append(0, frame(at(milliseconds), printed(64, 64, 1)));
+    ASSERT_EQ(maker.finish(), AVAssetWriterStatus::completed);
+    const std::vector<double> times = MovieProbe(maker.path()).pictureTimes();
+    ASSERT_EQ(times.size(), 2U);
+    EXPECT_NEAR(times[0], 0.030, tick);
+    EXPECT_NEAR(times[1], 0.060, tick);
+}
+
+/// How a test tells the encoder of what it changes.
+enum class Telling {
+    truly,
+    /// One of the dirty rectangles is left out now and then.
+    withholding,
+    /// Pictures are lost, and the numbers show it.
+    withGaps,
+    /// Pictures are lost, but the numbers hide it.
+    hidingGaps,
+};
+
+/// Wrong blocks over a movie of random changes.
+int wrongBlocksOfRandomChanges(const AVVideoOutputSettings& settings, Telling telling, unsigned seed) {
+    const int pictureWidth = settings.width;
+    const int pictureHeight = settings.height;
+    std::mt19937 random(seed);
+    const auto below = [&random](int limit) {
+        return static_cast<int>(random() % static_cast<unsigned>(limit));
+    };
+    MovieMaker maker({settings});
+    auto picture = printed(pictureWidth, pictureHeight, seed);
+    std::vector<std::shared_ptr<TestPicture>> shown;
+    std::uint64_t sequence = 0;
+    for (int i = 0; i < 90; ++i) {
+        auto next = std::make_shared<TestPicture>(*picture);
+        std::vector<PixelRect> dirty;
+        for (int count = below(4); count > 0; --count) {
+            const PixelRect rect{below(pictureWidth - 8), below(pictureHeight - 8), 2 + below(60),
+                                 2 + below(40)};
+            next->print(rect, static_cast<unsigned>(random()));
+            // Two luma samples share a chroma sample; the strokes have no colour, so luma alone decides.
+            const bool withheld = telling == Telling::withholding && below(4) == 0;
+            if (!withheld) dirty.push_back(rect);
+        }
+        picture = next;
+        const bool lost = (telling == Telling::withGaps || telling == Telling::hidingGaps) && below(4) == 0;
+        if (!lost || telling == Telling::withGaps) ++sequence;
+        if (lost) continue;
+        maker.append(0, frame(at(33 * i), picture, frameInfo(sequence, dirty)));
+        shown.push_back(picture);
+    }
+    EXPECT_EQ(maker.finish(), AVAssetWriterStatus::completed);
+    int wrong = 0;
+    std::size_t index = 0;
+    MovieProbe(maker.path()).visitPictures([&](const stage::Picture& decoded) {
+        wrong += wrongBlocks(*shown.at(index++), decoded);
+        return true;
+    });
+    EXPECT_EQ(index, shown.size());
+    return wrong;
+}
+
+TEST_P(VideoTests, HintsNeverLeaveStaleBlocks) {
+    // Only H.264 is given them; what HEVC skips by itself is looked at once.
+    const unsigned seeds = GetParam() == AVVideoCodecType::h264 ? 4 : 1;
+    for (unsigned seed = 1; seed <= seeds; ++seed) {
+        EXPECT_EQ(wrongBlocksOfRandomChanges(settings(336, 208), Telling::truly, seed), 0) << seed;
+        EXPECT_EQ(wrongBlocksOfRandomChanges(settings(336, 208), Telling::withGaps, seed), 0) << seed;
+    }
+}
+
+TEST(H264Tests, AWrongHintWouldBeSeen) {
+    EXPECT_GT(wrongBlocksOfRandomChanges(videoSettings(336, 208), Telling::withholding, 1), 0);
+    EXPECT_GT(wrongBlocksOfRandomChanges(videoSettings(336, 208), Telling::hidingGaps, 1), 0);
+}
+
+TEST_P(VideoTests, AStillPictureCostsNextToNothing) {
+    MovieMaker maker({settings(640, 480)});
+    const auto picture = printed(640, 480, 1);
+    for (std::uint64_t i = 0; i < 30; ++i)
+        maker.append(0, frame(at(33 * static_cast<int>(i)), picture, frameInfo(i, {})));
+    // The same number again is the same picture, however the capture came to send it twice.
+    maker.append(0, frame(at(1500), picture, frameInfo(29, {{0, 0, 640, 480}})));
+    ASSERT_EQ(maker.finish(), AVAssetWriterStatus::completed);
+    MovieProbe probe(maker.path());
+    const auto packets = probe.packets(probe.videoTrack().index);
+    ASSERT_EQ(packets.size(), 31U);
+    for (std::size_t i = 1; i < packets.size(); ++i)
+        EXPECT_LT(packets[i].size, 200) << i;
+    EXPECT_EQ(wrongBlocks(*picture, *probe.lastPicture()), 0);
+}
+
+TEST_P(VideoTests, ColoursStayTrueAtTheHighestRate) {
+    struct Patch {
+        int y, cb, cr;
+    };
+    const std::vector<Patch> patches{{63, 102, 240},  {173, 42, 26},  {32, 240, 118},
+                                     {235, 128, 128}, {16, 128, 128}, {126, 128, 128},
+                                     {219, 16, 138},  {78, 214, 230}, {188, 154, 16}};
+    auto picture = std::make_shared<TestPicture>(48 * static_cast<int>(patches.size()), 96);
+    for (std::size_t i = 0; i < patches.size(); ++i)
+        picture->fill({48 * static_cast<int>(i), 0, 48, 96}, patches[i].y, patches[i].cb, patches[i].cr);
+    MovieMaker maker({settings(picture->width, 96, static_cast<int>(0.24 * picture->width * 96 * 30))});
+    maker.append(0, frame(at(0), picture));
+    ASSERT_EQ(maker.finish(), AVAssetWriterStatus::completed);
+    MovieProbe probe(maker.path());
+    const auto decoded = probe.lastPicture();
+    for (std::size_t i = 0; i < patches.size(); ++i) {
+        const stage::Rgb wanted = stage::rgbFromBt709(patches[i].y, patches[i].cb, patches[i].cr);
+        for (const int offset : {4, 24, 43})
+            EXPECT_LE(decoded->rgbAt(48 * static_cast<int>(i) + offset, 50).distanceTo(wanted), 3) << i;
+    }
+}
+
+/// Writes a picture and looks at what has become of it.
+void expectCodedOneLarger(const AVVideoOutputSettings& settings) {
+    const int width = settings.width;
+    const int height = settings.height;
+    SCOPED_TRACE(std::to_string(width) + " × " + std::to_string(height));
+    const auto picture = printed(width, height, 9);
+    MovieMaker maker({settings});
+    maker.append(0, frame(at(0), picture));
+    ASSERT_EQ(maker.finish(), AVAssetWriterStatus::completed);
+    MovieProbe probe(maker.path());
+    EXPECT_EQ(probe.videoTrack().width, (width + 1) / 2 * 2);
+    EXPECT_EQ(probe.videoTrack().height, (height + 1) / 2 * 2);
+    const auto decoded = probe.lastPicture();
+    EXPECT_GT(test::psnr(*picture, *decoded), 35);
+    // The last column and row are repeated.
+    if (width % 2 == 1) {
+        for (int y = 0; y < height; ++y)
+            EXPECT_NEAR(decoded->luma().at(width, y), picture->luma[y * picture->lumaStride + width - 1], 40);
+    }
+    if (height % 2 == 1) {
+        for (int x = 0; x < width; ++x) {
+            EXPECT_NEAR(decoded->luma().at(x, height), picture->luma[(height - 1) * picture->lumaStride + x],
+                        40);
+        }
+    }
+}
+
+TEST_P(VideoTests, OddSizesAreCodedOneLarger) {
+    for (const auto& [width, height] :
+         std::vector<std::pair<int, int>>{{333, 217}, {33, 47}, {64, 35}, {31, 32}, {17, 16}})
+        expectCodedOneLarger(settings(width, height));
+}
+
+TEST(H264Tests, OddSizesAreCodedOneLargerHoweverSmall) {
+    expectCodedOneLarger(videoSettings(3, 2));
+    expectCodedOneLarger(videoSettings(1663, 1080));
+}
+
+TEST_P(VideoTests, TextIsCrispAtEveryQuality) {
+    for (const double bitsPerPixel : {0.06, 0.12, 0.24}) {
+        const auto picture = printed(640, 360, 21);
+        MovieMaker maker({settings(640, 360, static_cast<int>(bitsPerPixel * 640 * 360 * 30))});
+        for (std::uint64_t i = 0; i < 3; ++i)
+            maker.append(0, frame(at(33 * static_cast<int>(i)), picture, frameInfo(i, {})));
+        ASSERT_EQ(maker.finish(), AVAssetWriterStatus::completed);
+        EXPECT_GT(test::ssim(*picture, *MovieProbe(maker.path()).lastPicture()), 0.99) << bitsPerPixel;
+    }
+}
+
+TEST_P(VideoTests, TheCeilingHoldsWhateverIsOnTheScreen) {
+    constexpr int bitRate = 260'000;
+    MovieMaker maker({settings(320, 192, bitRate)});
+    for (int i = 0; i < 240; ++i) {
+        auto picture = std::make_shared<TestPicture>(320, 192);
+        picture->noise({0, 0, 320, 192}, static_cast<unsigned>(i));
+        maker.append(0, frame(at(i * 1000 / 30), picture));
+    }
+    ASSERT_EQ(maker.finish(), AVAssetWriterStatus::completed);
+    MovieProbe probe(maker.path());
+    double bits = 0;
+    for (const stage::Packet& packet : probe.packets(probe.videoTrack().index))
+        bits += packet.size * 8.0;
+    // What a full bucket lets through at first, and then the rate.
+    EXPECT_LT(bits, bitRate * (8 + 2.3));
+    EXPECT_GT(bits, bitRate * 6.0);
+}
+
+/// A smooth picture that has moved by that many pixels, whole or not.
+std::shared_ptr<TestPicture> waves(int width, int height, double moved) {
+    auto picture = std::make_shared<TestPicture>(width, height);
+    for (int y = 0; y < height; ++y) {
+        for (int x = 0; x < width; ++x) {
+            const double place = x - moved;
+            const double luma =
+                126 + 50 * std::sin(place / 3.1 + y / 9.0) + 50 * std::sin(y / 2.3 - place / 7.0);
+            picture->fill({x, y, 1, 1}, static_cast<int>(std::lround(luma)), 128, 128);
+        }
+    }
+    return picture;
+}
+
+TEST_P(VideoTests, MotionBetweenPixelsUnderTheCeilingStaysWhole) {
+    constexpr int width = 160;
+    constexpr int height = 96;
+    constexpr int pictures = 200;
+    MovieMaker maker({settings(width, height, 90'000)});
+    for (int i = 0; i < pictures; ++i) {
+        const auto picture = i < 150 ? waves(width, height, i * 0.4) : printed(width, height, 5);
+        maker.append(0, frame(at(i * 1000 / 30), picture));
+    }
+    ASSERT_EQ(maker.finish(), AVAssetWriterStatus::completed);
+    int shown = 0;
+    MovieProbe(maker.path()).visitPictures([&](const stage::Picture& picture) {
+        if (shown < 150) {
+            EXPECT_GT(test::psnr(*waves(width, height, shown * 0.4), picture), 20) << shown;
+        }
+        ++shown;
+        return true;
+    });
+    EXPECT_EQ(shown, pictures);
+}
+
+struct Rested {
+    double before = 0;
+    double after = 0;
+    std::size_t refinements = 0;
+};
+
+/// A burst that exhausts the bucket, after which the picture rests, is refined, and goes on.
+Rested refine(const test::TemporaryFolder& folder, const AVVideoOutputSettings& settings) {
+    MovieFile file(folder / "movie.mp4", AVFileType::mpeg4, UnfinishedMovies(folder / "unfinished"));
+    VideoTrack track(settings);
+    track.open(file);
+    file.begin();
+    std::shared_ptr<TestPicture> last;
+    for (int i = 0; i < 40; ++i) {
+        last = printed(640, 368, static_cast<unsigned>(i));
+        track.encode(
+            frame(at(i * 1000 / 30), last, frameInfo(static_cast<std::uint64_t>(i), {{0, 0, 640, 368}})),
+            start);
+    }
+    Rested rested;
+    int rests = 0;
+    for (; track.restsAfter(); ++rests)
+        track.rest();
+    EXPECT_LT(rests, 30) << "it ends by itself";
+    // The next picture comes right after the last one and is not out of order for that.
+    CMSampleBuffer following = frame(at(40 * 1000 / 30), last, frameInfo(39, {}));
+    track.encode(following, start);
+    file.finish();
+
+    MovieProbe probe(folder / "movie.mp4");
+    const std::vector<double> times = probe.pictureTimes();
+    rested.refinements = times.size() - 41;
+    EXPECT_LE(rested.refinements, 3U);
+    for (std::size_t i = 1; i < times.size(); ++i)
+        EXPECT_GT(times[i], times[i - 1]);
+    std::size_t index = 0;
+    probe.visitPictures([&](const stage::Picture& picture) {
+        if (index == 39) rested.before = test::psnr(*last, picture);
+        if (index == 39 + rested.refinements) rested.after = test::psnr(*last, picture);
+        ++index;
+        return true;
+    });
+    return rested;
+}
+
+TEST_P(VideoTests, TextThatComesToRestBecomesCrisp) {
+    const test::TemporaryFolder folder;
+    const Rested rested = refine(folder, settings(640, 368, 1'000'000));
+    EXPECT_GE(rested.refinements, 1U);
+    EXPECT_GT(rested.after, rested.before + 6);
+    EXPECT_GT(rested.after, 34);
+}
+
+TEST_P(VideoTests, AFinePictureIsNotRefined) {
+    const test::TemporaryFolder folder;
+    MovieFile file(folder / "movie.mp4", AVFileType::mpeg4, UnfinishedMovies(folder / "unfinished"));
+    VideoTrack track(settings(640, 368));
+    track.open(file);
+    file.begin();
+    track.encode(frame(at(0), printed(640, 368, 1)), start);
+    EXPECT_FALSE(track.restsAfter());
+}
+
+TEST_P(VideoTests, APictureOfAnotherSizeFailsTheWriting) {
+    MovieMaker maker({settings(64, 64)});
+    maker.append(0, frame(at(0), printed(32, 64, 1)));
+    EXPECT_EQ(maker.finish(), AVAssetWriterStatus::failed);
+    EXPECT_EQ(localizedDescription(maker.writer().error()),
+              "The captured picture doesn't have the movie's size.");
+    EXPECT_FALSE(maker.input(0).appendSampleBuffer(frame(at(50), printed(64, 64, 1))));
+}
+
+}  // namespace
+}  // namespace lumicrate::media

@@ -1,0 +1,256 @@
+#include "Linux/Media/Files/OutputFile.h"
+#include "Linux/Media/Files/WriteBehind.h"
+#include "Support/Error.h"
+#include "Tests/Linux/Media/ChildCase.h"
+#include "Tests/Linux/TemporaryFolder.h"
+
+#include <gmock/gmock.h>
+
+#include <atomic>
+#include <cerrno>
+#include <condition_variable>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <random>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace lumicrate::media {
+namespace {
+
+using lumicrate::test::TemporaryFolder;
+using testing::ElementsAre;
+
+using Bytes = std::vector<std::uint8_t>;
+
+/// Tells what is done with it, as text; can be held, and can fail.
+class FakeDisk final : public ByteSink {
+ public:
+    void write(std::uint64_t offset, std::span<const std::uint8_t> bytes) override {
+        act(std::to_string(offset) + ":" + std::string(bytes.begin(), bytes.end()));
+    }
+    void synchronize() override { act("sync"); }
+
+    /// From now on the disk stands still at its next operation.
+    void hold() {
+        const std::lock_guard lock(mutex_);
+        held_ = true;
+    }
+    void release() {
+        const std::lock_guard lock(mutex_);
+        held_ = false;
+        changed_.notify_all();
+    }
+    void awaitStandstill() {
+        std::unique_lock lock(mutex_);
+        changed_.wait(lock, [this] { return standing_; });
+    }
+    void failAt(std::string operation) {
+        const std::lock_guard lock(mutex_);
+        failing_ = std::move(operation);
+    }
+    std::vector<std::string> done() const {
+        const std::lock_guard lock(mutex_);
+        return done_;
+    }
+
+ private:
+    void act(const std::string& operation) {
+        std::unique_lock lock(mutex_);
+        standing_ = held_;
+        changed_.notify_all();
+        changed_.wait(lock, [this] { return !held_; });
+        standing_ = false;
+        if (operation == failing_) throw PlatformError("The disk is gone.", EIO);
+        done_.push_back(operation);
+    }
+
+    mutable std::mutex mutex_;
+    std::condition_variable changed_;
+    bool held_ = false;
+    bool standing_ = false;
+    std::string failing_;
+    std::vector<std::string> done_;
+};
+
+Bytes bytes(const std::string& text) {
+    return {text.begin(), text.end()};
+}
+
+void unexpected(const std::exception_ptr& error) {
+    ADD_FAILURE() << localizedDescription(error);
+}
+
+TEST(WriteBehindTests, EverythingIsDoneInItsOrderAndEveryAppendIsMadeToLast) {
+    FakeDisk disk;
+    WriteBehind writer(disk, 100, unexpected);
+    std::vector<std::string> written;
+    writer.append(0, bytes("head"), [&] { written.emplace_back("head"); });
+    writer.patch(2, bytes("x"));
+    writer.append(4, bytes("media"), [&] { written.emplace_back("media"); });
+    writer.append(9, bytes("more"));
+    EXPECT_TRUE(writer.drain());
+    EXPECT_THAT(disk.done(), ElementsAre("0:head", "sync", "2:x", "4:media", "sync", "9:more", "sync"));
+    EXPECT_THAT(written, ElementsAre("head", "media"));
+    EXPECT_EQ(writer.reached(), 13U);
+}
+
+TEST(WriteBehindTests, ADiskThatStandsStillFillsItAndHoldsNobodyUp) {
+    FakeDisk disk;
+    disk.hold();
+    WriteBehind writer(disk, 10, unexpected);
+    writer.append(0, Bytes(6));
+    EXPECT_LT(writer.fill(), 1);
+    disk.awaitStandstill();
+    EXPECT_EQ(writer.backlog(), 6U) << "what is being written counts";
+    writer.append(6, Bytes(3));
+    EXPECT_LT(writer.fill(), 1);
+    writer.append(9, Bytes(5));
+    EXPECT_GE(writer.fill(), 1);
+    EXPECT_EQ(writer.backlog(), 14U);
+    disk.release();
+    EXPECT_TRUE(writer.drain());
+    EXPECT_LT(writer.fill(), 1);
+    EXPECT_EQ(writer.backlog(), 0U);
+    EXPECT_EQ(writer.reached(), 14U);
+}
+
+TEST(WriteBehindTests, PatchesDoNotPileUp) {
+    FakeDisk disk;
+    disk.hold();
+    WriteBehind writer(disk, 100, unexpected);
+    writer.append(0, bytes("first"));
+    disk.awaitStandstill();
+    writer.patch(1, bytes("aa"));
+    writer.patch(3, bytes("bb"));
+    writer.patch(1, bytes("AA"));
+    writer.patch(1, bytes("cccc"));  // another length: another place
+    writer.append(5, bytes("second"));
+    writer.patch(1, bytes("dd"));  // must not come before the second append
+    for (int i = 0; i < 1000; ++i)
+        writer.patch(3, bytes("B" + std::to_string(i % 10)));
+    EXPECT_EQ(writer.backlog(), 5U + 2 + 2 + 4 + 6 + 2 + 2);
+    disk.release();
+    EXPECT_TRUE(writer.drain());
+    EXPECT_THAT(disk.done(),
+                ElementsAre("0:first", "sync", "1:AA", "3:bb", "1:cccc", "5:second", "sync", "1:dd", "3:B9"));
+}
+
+TEST(WriteBehindTests, AFailureEndsTheWritingAndIsToldOnce) {
+    struct Case {
+        const char* failing;
+        std::uint64_t reached;
+        std::vector<std::string> done;
+    };
+    const Case cases[] = {
+        {"5:second", 5, {"0:first", "sync", "1:p"}},
+        {"1:p", 5, {"0:first", "sync"}},
+        {"sync", 0, {"0:first"}},
+    };
+    for (const Case& each : cases) {
+        FakeDisk disk;
+        disk.hold();
+        disk.failAt(each.failing);
+        std::vector<std::string> failures;
+        std::atomic<bool> lateWritten = false;
+        WriteBehind writer(disk, 100, [&](const std::exception_ptr& error) {
+            failures.push_back(localizedDescription(error) + " " + std::to_string(writer.reached()));
+        });
+        writer.append(0, bytes("first"));
+        writer.patch(1, bytes("p"));
+        writer.append(5, bytes("second"), [&] { lateWritten = true; });
+        writer.append(11, bytes("third"), [&] { lateWritten = true; });
+        disk.release();
+        EXPECT_FALSE(writer.drain());
+        writer.append(16, bytes("late"), [&] { lateWritten = true; });
+        EXPECT_FALSE(writer.drain());
+        EXPECT_THAT(failures, ElementsAre("The disk is gone. " + std::to_string(each.reached)));
+        EXPECT_EQ(disk.done(), each.done);
+        EXPECT_EQ(writer.backlog(), 0U);
+        EXPECT_FALSE(lateWritten);
+    }
+}
+
+TEST(WriteBehindTests, DrainWaitsForTheCallbacks) {
+    FakeDisk disk;
+    std::vector<int> told;  // without a lock: drain() orders it
+    WriteBehind writer(disk, 100, unexpected);
+    for (int i = 0; i < 200; ++i) {
+        writer.append(static_cast<std::uint64_t>(i), bytes("a"), [&told, i] { told.push_back(i); });
+        if (i % 3 == 0) {
+            ASSERT_TRUE(writer.drain());
+            ASSERT_EQ(told.size(), static_cast<std::size_t>(i) + 1);
+        }
+    }
+}
+
+TEST(WriteBehindTests, DestructionDropsWhatWaits) {
+    FakeDisk disk;
+    disk.hold();
+    auto writer = std::make_unique<WriteBehind>(disk, 100, unexpected);
+    // Something always waits, so a destructor that waited for all of it would never return.
+    const std::function<void()> again = [&again, writer = writer.get()] {
+        writer->append(0, bytes("more"), again);
+    };
+    again();
+    again();
+    disk.awaitStandstill();
+    disk.release();
+    writer.reset();
+    EXPECT_EQ(disk.done().size() % 2, 0U) << "what was under way is completed and made to last";
+}
+
+TEST(WriteBehindTests, ManyThreadsAndAnEndAtAnyTime) {
+    std::mt19937 random(7);
+    for (int round = 0; round < 50; ++round) {
+        FakeDisk disk;
+        if (round % 5 == 0) disk.failAt("7:seven");
+        std::atomic<int> failures = 0;
+        std::optional<WriteBehind> writer(std::in_place, disk, 50,
+                                          [&](const std::exception_ptr&) { ++failures; });
+        const unsigned count = random() % 40;
+        std::vector<std::thread> threads;
+        threads.reserve(3);
+        for (int t = 0; t < 3; ++t)
+            threads.emplace_back([&writer, count, t] {
+                for (unsigned i = 0; i < count; ++i) {
+                    writer->append(100 * static_cast<unsigned>(t) + i, bytes("data"));
+                    writer->patch(7, bytes("seven"));
+                    if (writer->fill() >= 1 && i % 8 == 0) writer->drain();
+                }
+            });
+        for (std::thread& thread : threads)
+            thread.join();
+        writer.reset();
+        EXPECT_LE(failures, 1);
+        EXPECT_TRUE(round % 5 == 0 || failures == 0);
+    }
+}
+
+TEST(WriteBehindTests, ARealFullDiskLeavesWhatWasWrittenWhole) {
+    const TemporaryFolder folder;
+    const std::string result = test::inChild([&]() -> std::string {
+        if (!test::mountSmallFileSystem(folder.path(), 1 << 20)) return "may not mount";
+        OutputFile file = OutputFile::create(folder / "a.mp4", Bytes(4096));
+        std::string sentence;
+        std::optional<WriteBehind> writer;
+        writer.emplace(file, 1 << 20, [&](const std::exception_ptr& error) {
+            sentence = localizedDescription(error);
+            file.truncate(writer->reached());
+        });
+        constexpr std::size_t fragment = 100'000;
+        for (std::uint64_t i = 0; i < 20; ++i)
+            writer->append(4096 + i * fragment, Bytes(fragment, 1));
+        if (writer->drain()) return "all written";
+        const std::uint64_t media = file.size() - 4096;
+        return media > 0 && media % fragment == 0 ? sentence : "a partial fragment";
+    });
+    if (result == "may not mount") GTEST_SKIP() << "a file system of one's own is not to be had here";
+    EXPECT_EQ(result, "The movie file couldn't be written: No space left on device.");
+}
+
+}  // namespace
+}  // namespace lumicrate::media

@@ -1,0 +1,326 @@
+#include "Linux/Media/MovieFile/AssetWriter.h"
+#include "Support/Error.h"
+#include "Tests/Linux/Media/MovieMaker.h"
+#include "Tests/Stage/MovieProbe.h"
+
+#include <gmock/gmock.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <condition_variable>
+#include <csignal>
+#include <fstream>
+#include <mutex>
+
+namespace lumicrate::media {
+namespace {
+
+using test::audioSettings;
+using test::frame;
+using test::MovieMaker;
+using test::TemporaryFolder;
+using test::TestPicture;
+using test::videoSettings;
+using testing::ElementsAre;
+
+constexpr CMTime start{1000, 1};
+
+UnfinishedMovies unfinishedIn(const TemporaryFolder& folder) {
+    return UnfinishedMovies(folder / "unfinished");
+}
+
+CMSampleBuffer noise(int milliseconds, unsigned seed) {
+    auto picture = std::make_shared<TestPicture>(640, 480);
+    picture->noise({0, 0, 640, 480}, seed);
+    return frame(start + CMTime(milliseconds, 1000), picture);
+}
+
+TEST(AssetWriterTests, TakesOnlyWhatItCanWrite) {
+    const TemporaryFolder folder;
+    AssetWriter movie(folder / "a.mp4", AVFileType::mpeg4, unfinishedIn(folder));
+    const auto hevc = [](int width, int height) {
+        AVVideoOutputSettings settings = videoSettings(width, height);
+        settings.codec = AVVideoCodecType::hevc;
+        return settings;
+    };
+    AVAudioOutputSettings pcm = audioSettings(2);
+    pcm.formatID = 0x6c70636d;
+    EXPECT_FALSE(movie.canAddInput(videoSettings(1, 64)));
+    EXPECT_FALSE(movie.canAddInput(videoSettings(64, 16385)));
+    EXPECT_FALSE(movie.canAddInput(pcm));
+    EXPECT_FALSE(movie.canAddInput(audioSettings(3)));
+    EXPECT_FALSE(movie.canAddInput(hevc(15, 64)));
+    EXPECT_FALSE(movie.canAddInput(hevc(64, 15)));
+    EXPECT_TRUE(movie.canAddInput(hevc(16, 16)));
+    EXPECT_TRUE(movie.canAddInput(videoSettings(2, 2)));
+    EXPECT_TRUE(movie.canAddInput(videoSettings(16384, 64)));
+    movie.addInput(videoSettings(64, 64));
+    EXPECT_FALSE(movie.canAddInput(videoSettings(64, 64))) << "one video track";
+    EXPECT_TRUE(movie.canAddInput(audioSettings(1)));
+    ASSERT_TRUE(movie.startWriting());
+    EXPECT_FALSE(movie.canAddInput(audioSettings(1))) << "writing";
+
+    const AssetWriter sound(folder / "a.m4a", AVFileType::appleM4A, unfinishedIn(folder));
+    EXPECT_FALSE(sound.canAddInput(videoSettings(64, 64)));
+    EXPECT_FALSE(sound.canAddInput(hevc(64, 64)));
+    EXPECT_TRUE(sound.canAddInput(audioSettings(2)));
+}
+
+TEST(AssetWriterTests, AFileThatCannotBeCreatedSaysWhy) {
+    const TemporaryFolder folder;
+    const auto attempt = [&](const std::filesystem::path& file) {
+        AssetWriter writer(file, AVFileType::mpeg4, unfinishedIn(folder));
+        writer.addInput(audioSettings(1));
+        return writer.startWriting() ? "no error" : localizedDescription(writer.error());
+    };
+    const auto sentence = [](const std::filesystem::path& file, const std::string& reason) {
+        return "The movie file couldn't be created: “" + file.string() + "”: " + reason;
+    };
+    EXPECT_EQ(attempt(folder / "none/a.mp4"), sentence(folder / "none/a.mp4", "No such file or directory."));
+    std::ofstream(folder / "there.mp4") << "precious";
+    EXPECT_EQ(attempt(folder / "there.mp4"), sentence(folder / "there.mp4", "File exists."));
+    EXPECT_EQ(std::filesystem::file_size(folder / "there.mp4"), 8U);
+    if (geteuid() == 0) return;  // whom no folder refuses
+    std::filesystem::permissions(folder.path(),
+                                 std::filesystem::perms::owner_read | std::filesystem::perms::owner_exec);
+    EXPECT_EQ(attempt(folder / "a.mp4"), sentence(folder / "a.mp4", "Permission denied."));
+    std::filesystem::permissions(folder.path(), std::filesystem::perms::owner_all);
+}
+
+TEST(AssetWriterTests, TheIndexStandsInFrontWhenAskedFor) {
+    for (const bool inFront : {true, false}) {
+        MovieMaker maker({videoSettings(640, 480)}, AVFileType::mpeg4, inFront);
+        maker.append(0, noise(0, 1));
+        ASSERT_EQ(maker.finish(), AVAssetWriterStatus::completed);
+        EXPECT_EQ(stage::MovieProbe(maker.path()).indexInFront(), inFront);
+    }
+}
+
+/// Lets the process' files grow to a size only, as a full disk would, for as long as it lives.
+class FullDisk {
+ public:
+    explicit FullDisk(rlim_t bytes) : handler_(std::signal(SIGXFSZ, SIG_IGN)) {
+        getrlimit(RLIMIT_FSIZE, &before_);
+        const rlimit limit{bytes, before_.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &limit);
+    }
+    FullDisk(const FullDisk&) = delete;
+    FullDisk& operator=(const FullDisk&) = delete;
+    ~FullDisk() {
+        setrlimit(RLIMIT_FSIZE, &before_);
+        std::signal(SIGXFSZ, handler_);
+    }
+
+ private:
+    rlimit before_{};
+    void (*handler_)(int);
+};
+
+TEST(AssetWriterTests, AFullDiskInterruptsAndWhatIsThereIsKept) {
+    MovieMaker maker({videoSettings(640, 480, 50'000'000)});
+    const FullDisk disk(5'000'000);
+    int frames = 0;
+    for (; frames < 400 && maker.interruptions().empty(); ++frames) {
+        maker.awaitRoom(0);
+        maker.append(0, noise(frames * 33, static_cast<unsigned>(frames)));
+    }
+    EXPECT_TRUE(maker.input(0).isReadyForMoreMediaData()) << "what comes now is dropped and not counted";
+    maker.append(0, noise(frames * 33, 1));
+    ASSERT_EQ(maker.finish(), AVAssetWriterStatus::completed);
+    EXPECT_THAT(maker.interruptions(), ElementsAre("The movie file couldn't be written: File too large."));
+    stage::MovieProbe probe(maker.path());
+    EXPECT_TRUE(probe.indexInFront());
+    const std::size_t pictures = probe.pictureTimes().size();
+    EXPECT_GT(pictures, 3U);
+    EXPECT_EQ(probe.packets(0).size(), pictures) << "whole pictures only";
+    EXPECT_LE(std::filesystem::file_size(maker.path()), 5'000'000U);
+}
+
+TEST(AssetWriterTests, ADiskThatTakesNothingFailsTheWritingAndLeavesNothing) {
+    MovieMaker maker({videoSettings(640, 480), audioSettings(2)});
+    maker.append(0, noise(0, 1));
+    const FullDisk disk(2000);
+    EXPECT_EQ(maker.finish(), AVAssetWriterStatus::failed);
+    EXPECT_EQ(localizedDescription(maker.writer().error()),
+              "The movie file couldn't be written: File too large.");
+    EXPECT_FALSE(std::filesystem::exists(maker.path()));
+    EXPECT_FALSE(maker.input(0).appendSampleBuffer(noise(9999, 1)));
+    EXPECT_FALSE(maker.input(0).isReadyForMoreMediaData());
+}
+
+TEST(AssetWriterTests, CancellingDeletesTheFile) {
+    MovieMaker maker({videoSettings(640, 480), audioSettings(2)});
+    for (int i = 0; i < 6; ++i)
+        maker.append(0, noise(i * 33, 1));
+    EXPECT_TRUE(std::filesystem::exists(maker.path()));
+    maker.writer().cancelWriting();
+    EXPECT_EQ(maker.writer().status(), AVAssetWriterStatus::cancelled);
+    EXPECT_FALSE(std::filesystem::exists(maker.path()));
+    EXPECT_FALSE(maker.input(0).appendSampleBuffer(noise(500, 1)));
+    EXPECT_EQ(maker.finish(), AVAssetWriterStatus::cancelled) << "and finishing still calls back";
+}
+
+TEST(AssetWriterTests, GoesAwayInEveryState) {
+    const TemporaryFolder folder;
+    { const AssetWriter untouched(folder / "a", AVFileType::mpeg4, unfinishedIn(folder)); }
+    {
+        AssetWriter filled(folder / "b", AVFileType::mpeg4, unfinishedIn(folder));
+        filled.addInput(videoSettings(64, 64));
+    }
+    {
+        AssetWriter empty(folder / "c", AVFileType::mpeg4, unfinishedIn(folder));
+        EXPECT_FALSE(empty.startWriting()) << "no tracks";
+        EXPECT_EQ(empty.status(), AVAssetWriterStatus::failed);
+        EXPECT_TRUE(empty.error());
+    }
+    EXPECT_TRUE(std::filesystem::is_empty(folder.path()));
+
+    MovieMaker begun({videoSettings(640, 480)});
+    begun.destroyWriter();
+    EXPECT_FALSE(std::filesystem::exists(begun.path())) << "nothing in it";
+
+    MovieMaker busy({videoSettings(640, 480), audioSettings(1)});
+    for (int i = 0; i < 60; ++i)
+        busy.append(0, noise(i * 33, 1));
+    busy.destroyWriter();
+    EXPECT_GT(stage::MovieProbe(busy.path()).pictureTimes().size(), 30U) << "it stays as far as it came";
+
+    MovieMaker finishing({videoSettings(640, 480)});
+    for (int i = 0; i < 6; ++i)
+        finishing.append(0, noise(i * 33, 1));
+    bool called = false;
+    finishing.writer().finishWriting([&called] { called = true; });
+    finishing.destroyWriter();
+    EXPECT_TRUE(called);
+    EXPECT_EQ(stage::MovieProbe(finishing.path()).pictureTimes().size(), 6U);
+}
+
+TEST(AssetWriterTests, TheCompletionMayDestroyTheWriter) {
+    const TemporaryFolder folder;
+    std::promise<void> gone;
+    std::unique_ptr<AVAssetWriter> writer =
+        makeAssetWriter(folder / "a.mp4", AVFileType::mpeg4, unfinishedIn(folder));
+    AVAssetWriterInput& input = writer->addInput(videoSettings(640, 480));
+    ASSERT_TRUE(writer->startWriting());
+    EXPECT_FALSE(input.appendSampleBuffer(noise(0, 1))) << "no session yet";
+    writer->startSessionAtSourceTime(start);
+    EXPECT_TRUE(input.appendSampleBuffer(noise(0, 1)));
+    AVAssetWriter* const raw = writer.get();
+    auto holder = std::make_shared<std::unique_ptr<AVAssetWriter>>(std::move(writer));
+    raw->finishWriting([holder, &gone] {
+        holder->reset();
+        gone.set_value();
+    });
+    gone.get_future().wait();
+    EXPECT_EQ(stage::MovieProbe(folder / "a.mp4").pictureTimes().size(), 1U);
+}
+
+/// An encoder that a test holds in its hand.
+class HeldEncoder final : public TrackEncoder {
+ public:
+    struct Control {
+        std::mutex mutex;
+        std::condition_variable changed;
+        bool held = false;
+        bool coarse = false;
+        std::atomic<bool> heldUp = false;
+        int encoded = 0;
+        int rests = 0;
+
+        void await(int& counter, int count) {
+            std::unique_lock lock(mutex);
+            changed.wait(lock, [&] { return counter >= count; });
+        }
+        void set(bool& flag, bool value) {
+            const std::lock_guard lock(mutex);
+            flag = value;
+            changed.notify_all();
+        }
+    };
+
+    explicit HeldEncoder(Control& control) : control_(control) {}
+
+    void open(MovieFile& /*file*/) override {}
+    void encode(const CMSampleBuffer& /*sample*/, CMTime /*sessionStart*/) override {
+        std::unique_lock lock(control_.mutex);
+        ++control_.encoded;
+        control_.changed.notify_all();
+        control_.changed.wait(lock, [this] { return !control_.held; });
+    }
+    std::optional<std::chrono::milliseconds> restsAfter() const override {
+        const std::lock_guard lock(control_.mutex);
+        if (!control_.coarse) return std::nullopt;
+        return std::chrono::milliseconds(1);
+    }
+    void rest() override {
+        const std::lock_guard lock(control_.mutex);
+        control_.coarse = ++control_.rests < 2;
+        control_.changed.notify_all();
+    }
+    void finish(CMTime /*sessionStart*/, std::optional<MovieEnd> /*end*/) override {}
+    std::optional<CMTime> decidedEnd() const override { return std::nullopt; }
+    double roomFor(const CMSampleBuffer& /*sample*/) const override { return 1.0 / 6; }
+    bool isHeldUp() const override { return control_.heldUp; }
+
+ private:
+    Control& control_;
+};
+
+struct HeldInput {
+    HeldInput() : input(state, std::make_unique<HeldEncoder>(control)) {
+        state.advance(AVAssetWriterStatus::unknown, AVAssetWriterStatus::writing);
+        state.startSession(start);
+        input.start();
+    }
+
+    HeldEncoder::Control control;
+    WritingState state;
+    AssetWriterInput input;
+};
+
+TEST(AssetWriterInputTests, ABusyInputRefusesAndNeverWaits) {
+    HeldInput held;
+    const CMSampleBuffer sample = frame(start, std::make_shared<TestPicture>(2, 2));
+    held.control.set(held.control.held, true);
+    EXPECT_TRUE(held.input.appendSampleBuffer(sample));
+    held.control.await(held.control.encoded, 1);
+    for (int i = 0; i < 6; ++i) {
+        EXPECT_TRUE(held.input.isReadyForMoreMediaData()) << i;
+        EXPECT_TRUE(held.input.appendSampleBuffer(sample));
+    }
+    EXPECT_FALSE(held.input.isReadyForMoreMediaData());
+    EXPECT_TRUE(held.input.appendSampleBuffer(sample)) << "dropped, which is no failure";
+    held.control.set(held.control.held, false);
+    held.control.await(held.control.encoded, 7);
+    EXPECT_TRUE(held.input.isReadyForMoreMediaData());
+    held.input.drain();
+    EXPECT_EQ(held.control.encoded, 7);
+    EXPECT_FALSE(held.input.appendSampleBuffer(sample));
+}
+
+TEST(AssetWriterInputTests, ADiskThatIsBehindRefusesWholeSamples) {
+    HeldInput held;
+    const CMSampleBuffer sample = frame(start, std::make_shared<TestPicture>(2, 2));
+    held.control.heldUp = true;
+    EXPECT_FALSE(held.input.isReadyForMoreMediaData());
+    EXPECT_TRUE(held.input.appendSampleBuffer(sample));
+    held.control.heldUp = false;
+    EXPECT_TRUE(held.input.isReadyForMoreMediaData());
+    held.input.drain();
+    EXPECT_EQ(held.control.encoded, 0);
+}
+
+TEST(AssetWriterInputTests, ATrackRestsOnlyWhileItAsksForIt) {
+    HeldInput held;
+    held.input.setExpectsMediaDataInRealTime(true);
+    held.control.set(held.control.coarse, true);
+    EXPECT_TRUE(held.input.appendSampleBuffer(frame(start, std::make_shared<TestPicture>(2, 2))));
+    held.control.await(held.control.rests, 2);
+    held.input.drain();
+    EXPECT_EQ(held.control.rests, 2);
+}
+
+}  // namespace
+}  // namespace lumicrate::media

@@ -1,0 +1,173 @@
+#include "Linux/Media/IsoBmff/MovieHead.h"
+#include "Linux/Media/MovieFile/MovieFile.h"
+#include "Linux/Media/MovieFile/MovieRecovery.h"
+#include "Support/Error.h"
+#include "Tests/Linux/Media/SyntheticMovie.h"
+#include "Tests/Linux/TemporaryFolder.h"
+#include "Tests/Stage/MovieBoxes.h"
+
+#include <gmock/gmock.h>
+
+#include <chrono>
+#include <fstream>
+#include <iterator>
+#include <string>
+
+namespace lumicrate::media {
+namespace {
+
+using stage::MovieBoxes;
+using test::SyntheticMovie;
+using test::TemporaryFolder;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+std::string contentOf(const std::filesystem::path& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+class MovieRecoveryTests : public testing::Test {
+ protected:
+    /// As a crash leaves it, but for the fragment that was not yet due.
+    void leaveUnfinished(int frames) {
+        MovieFile file(path_, AVFileType::quickTimeMovie, unfinished_);
+        SyntheticMovie movie(file);
+        file.begin();
+        movie.writeUpTo(frames);
+        // An entry that is not recent any more.
+        for (const auto& entry : std::filesystem::directory_iterator(folder_ / "unfinished"))
+            std::filesystem::last_write_time(
+                entry.path(), std::filesystem::file_time_type::clock::now() - std::chrono::hours(1));
+    }
+    /// Gives the number of its pictures.
+    std::size_t expectWhole() const {
+        const MovieBoxes movie = stage::readMovieBoxes(path_);
+        EXPECT_THAT(movie.faults, IsEmpty());
+        EXPECT_TRUE(movie.indexInFront());
+        return movie.tracks.at(0).samples.size();
+    }
+    std::vector<RecoveredMovie> recover() { return recoverMovies(unfinished_); }
+
+    TemporaryFolder folder_;
+    std::filesystem::path path_ = folder_ / "movie.mov";
+    UnfinishedMovies unfinished_{folder_ / "unfinished"};
+};
+
+TEST_F(MovieRecoveryTests, CompletesAMovieOnceAndChangesNoSample) {
+    leaveUnfinished(200);
+    const MovieBoxes before = stage::readMovieBoxes(path_);
+    EXPECT_THAT(before.faults, IsEmpty());
+    ASSERT_EQ(before.tracks.at(0).samples.size(), 200U);
+
+    const std::vector<RecoveredMovie> recovered = recover();
+    ASSERT_THAT(recovered, SizeIs(1));
+    EXPECT_EQ(recovered[0].path, path_);
+    EXPECT_FALSE(recovered[0].error);
+    const MovieBoxes after = stage::readMovieBoxes(path_);
+    EXPECT_THAT(after.faults, IsEmpty());
+    EXPECT_TRUE(after.indexInFront());
+    EXPECT_THAT(differencesOf(before, after), IsEmpty());
+    EXPECT_THAT(unfinished_.list(), IsEmpty());
+    EXPECT_THAT(recover(), IsEmpty());
+}
+
+TEST_F(MovieRecoveryTests, CutsOffTheBeginningOfAFragment) {
+    leaveUnfinished(200);
+    const auto whole = std::filesystem::file_size(path_);
+    std::filesystem::resize_file(path_, whole - 10);
+    ASSERT_THAT(recover(), SizeIs(1));
+    const std::size_t left = expectWhole();
+    EXPECT_LT(left, 200U);
+    EXPECT_GE(left, 200U - 16) << "one fragment at most";
+}
+
+TEST_F(MovieRecoveryTests, CompletesAMovieWhoseRoomWasBeingGrown) {
+    leaveUnfinished(200);
+    {
+        OutputFile file = OutputFile::open(path_).value();
+        const std::string content = contentOf(path_);
+        // The room begins behind the empty index and ends where the first fragment begins.
+        isobmff::HeadLayout layout{0, content.find("mvex"), content.find("moof") - 4};
+        layout.room = content.find("free", layout.room) - 4;
+        const isobmff::Placed header = prepareGrowth(layout);
+        file.write(header.offset, header.bytes);
+        if (!file.insertRange(header.offset, growth(layout))) GTEST_SKIP() << "nothing can be inserted here";
+    }
+    ASSERT_THAT(recover(), SizeIs(1));
+    EXPECT_EQ(expectWhole(), 200U);
+}
+
+TEST_F(MovieRecoveryTests, LeavesAloneWhatIsStillBeingWritten) {
+    MovieFile file(path_, AVFileType::mpeg4, unfinished_);
+    SyntheticMovie movie(file);
+    file.begin();
+    movie.writeUpTo(100);
+    EXPECT_THAT(recover(), IsEmpty());
+    movie.writeUpTo(200);
+    file.finish();
+    EXPECT_EQ(expectWhole(), 200U);
+    EXPECT_THAT(unfinished_.list(), IsEmpty());
+}
+
+TEST_F(MovieRecoveryTests, AMovieWithNothingInItGoesAway) {
+    leaveUnfinished(200);
+    const auto firstFragment = contentOf(path_).find("moof") - 4;
+    std::filesystem::resize_file(path_, firstFragment + 100);
+    EXPECT_THAT(recover(), IsEmpty());
+    EXPECT_FALSE(std::filesystem::exists(path_));
+    EXPECT_THAT(unfinished_.list(), IsEmpty());
+}
+
+TEST_F(MovieRecoveryTests, AMovieThatCannotBeUnderstoodIsLeftAsItIsAndTold) {
+    leaveUnfinished(14);
+    std::string content = contentOf(path_);
+    content.replace(content.find("traf"), 4, "????");
+    std::ofstream(path_, std::ios::binary) << content;
+    const std::vector<RecoveredMovie> recovered = recover();
+    ASSERT_THAT(recovered, SizeIs(1));
+    EXPECT_EQ(localizedDescription(recovered[0].error), "It is too damaged.");
+    EXPECT_EQ(contentOf(path_), content);
+    EXPECT_THAT(recover(), IsEmpty()) << "told once";
+}
+
+TEST_F(MovieRecoveryTests, NeverTouchesAFileThatIsNotTheOneThatWasBegun) {
+    leaveUnfinished(100);
+    const std::string other = contentOf(path_);
+    std::filesystem::remove(path_);
+    leaveUnfinished(100);
+    const std::string half = contentOf(path_).substr(0, 50);
+    for (const std::string& content : {other, half, std::string("a diary"), std::string()}) {
+        std::filesystem::remove_all(folder_ / "unfinished");
+        std::filesystem::remove(path_);
+        leaveUnfinished(100);
+        std::ofstream(path_, std::ios::binary) << content;
+        EXPECT_THAT(recover(), IsEmpty());
+        EXPECT_EQ(contentOf(path_), content);
+        EXPECT_THAT(unfinished_.list(), IsEmpty());
+    }
+}
+
+TEST_F(MovieRecoveryTests, ForgetsAMovieThatIsGoneUnlessItIsAboutToBeCreated) {
+    leaveUnfinished(100);
+    std::filesystem::remove(path_);
+    std::filesystem::create_directory(path_);
+    EXPECT_THAT(recover(), IsEmpty());
+    EXPECT_THAT(unfinished_.list(), IsEmpty());
+
+    unfinished_.add({1, 2, 3}, folder_ / "coming.mov");
+    EXPECT_THAT(recover(), IsEmpty());
+    EXPECT_THAT(unfinished_.list(), SizeIs(1));
+}
+
+TEST_F(MovieRecoveryTests, RemovesWhatACopyingLeftBehind) {
+    leaveUnfinished(100);
+    const auto identifier = unfinished_.list().at(0).identifier;
+    const std::filesystem::path copy = folder_ / (".finish-" + hexadecimal(identifier) + ".mov");
+    std::ofstream(copy) << "half a copy";
+    ASSERT_THAT(recover(), SizeIs(1));
+    EXPECT_FALSE(std::filesystem::exists(copy));
+}
+
+}  // namespace
+}  // namespace lumicrate::media

@@ -1,0 +1,255 @@
+#include "Linux/Media/Sound/PcmConverter.h"
+#include "Tests/Linux/Media/MovieMaker.h"
+#include "Tests/Stage/MovieProbe.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <numbers>
+
+namespace lumicrate::media {
+namespace {
+
+using stage::MovieProbe;
+using test::audioSettings;
+using test::frame;
+using test::MovieMaker;
+using test::sound;
+using test::TestPicture;
+using test::videoSettings;
+
+constexpr CMTime start{1000, 1};
+
+CMTime at(std::int64_t frameNumber) {
+    return start + CMTime(frameNumber, 48000);
+}
+
+std::vector<float> tone(std::size_t frames) {
+    std::vector<float> samples(frames);
+    for (std::size_t i = 0; i < frames; ++i)
+        samples[i] = 0.3F * std::sin(2 * std::numbers::pi_v<float> * 440 * static_cast<float>(i) / 48000);
+    return samples;
+}
+
+/// Silence with one click in it: a short burst whose middle is sharp enough to be found to the sample.
+std::vector<float> click(std::size_t frames, std::size_t where) {
+    std::vector<float> samples(frames, 0);
+    for (int i = -24; i <= 24; ++i) {
+        const float window = 0.5F + 0.5F * std::cos(std::numbers::pi_v<float> * static_cast<float>(i) / 25);
+        const float wave = std::cos(2 * std::numbers::pi_v<float> * static_cast<float>(i) / 24);
+        samples.at(static_cast<std::size_t>(static_cast<int>(where) + i)) = 0.9F * window * wave;
+    }
+    return samples;
+}
+
+/// Where the movie has its click, in frames from time zero.
+long clickOf(const stage::Sound& sound, std::size_t channel = 0) {
+    const std::vector<float>& samples = sound.samples.at(channel);
+    const auto loudest = std::max_element(samples.begin(), samples.end());
+    return std::lround(sound.startTime * 48000) + static_cast<long>(loudest - samples.begin());
+}
+
+/// The track's length in frames, as the file states it; a decoder gives the last packet's padding too.
+long length(const MovieProbe& probe, std::size_t track = 0) {
+    return std::lround(probe.audioTrack(track).duration * 48000);
+}
+
+float peak(const stage::Sound& sound, std::size_t from, std::size_t to) {
+    float peak = 0;
+    for (std::size_t i = from; i < to; ++i)
+        peak = std::max(peak, std::abs(sound.samples[0].at(i)));
+    return peak;
+}
+
+TEST(AudioTests, TracksHaveTheirOrderRatesChannelsAndNames) {
+    MovieMaker maker({videoSettings(64, 64), audioSettings(2), audioSettings(1)});
+    maker.append(0, frame(start, std::make_shared<TestPicture>(64, 64)));
+    maker.append(1, sound(start, tone(48000), 2));
+    maker.append(2, sound(start, tone(48000), 1));
+    ASSERT_EQ(maker.finish(), AVAssetWriterStatus::completed);
+    const MovieProbe probe(maker.path());
+    ASSERT_EQ(probe.tracks().size(), 3U);
+    EXPECT_EQ(probe.tracks()[0].kind, stage::Track::Kind::Video);
+    for (const std::size_t track : {1U, 2U}) {
+        EXPECT_EQ(probe.tracks()[track].codec, "aac");
+        EXPECT_EQ(probe.tracks()[track].profile, "LC");
+        EXPECT_EQ(probe.tracks()[track].sampleRate, 48000);
+        EXPECT_EQ(probe.tracks()[track].channels, track == 1 ? 2 : 1);
+        EXPECT_EQ(probe.tracks()[track].handler, track == 1 ? "System audio" : "Microphone");
+    }
+    EXPECT_TRUE(probe.indexInFront());
+}
+
+struct Clicked {
+    long firstStamp;
+    std::size_t clickAt;
+};
+
+class AudioStamps : public testing::TestWithParam<Clicked> {};
+
+TEST_P(AudioStamps, AClickIsHeardWhereItsStampSays) {
+    const auto [firstStamp, clickAt] = GetParam();
+    MovieMaker maker({videoSettings(64, 64), audioSettings(2)});
+    const auto picture = std::make_shared<TestPicture>(64, 64);
+    maker.append(0, frame(start, picture));
+    const std::vector<float> samples = click(96000, clickAt);
+    // Buffers of no round length.
+    for (std::size_t from = 0; from < samples.size(); from += 700) {
+        const auto end = std::min(samples.size(), from + 700);
+        maker.append(
+            1,
+            sound(at(firstStamp + static_cast<long>(from)),
+                  {samples.begin() + static_cast<long>(from), samples.begin() + static_cast<long>(end)}, 2));
+    }
+    maker.append(0, frame(at(48000), picture));
+    ASSERT_EQ(maker.finish(), AVAssetWriterStatus::completed);
+    MovieProbe probe(maker.path());
+    EXPECT_EQ(probe.pictureTimes(), (std::vector{0.0, 1.0}));
+    const stage::Sound heard = probe.sound();
+    EXPECT_EQ(heard.discontinuities, 0);
+    EXPECT_NEAR(heard.startTime, 0, 1e-6);
+    for (const std::size_t channel : {0U, 1U})
+        EXPECT_NEAR(clickOf(heard, channel), firstStamp + static_cast<long>(clickAt), 1);
+    EXPECT_NEAR(static_cast<double>(length(probe)), static_cast<double>(firstStamp + 96000), 1);
+}
+
+INSTANTIATE_TEST_SUITE_P(Beginnings, AudioStamps,
+                         testing::Values(Clicked{0, 1000}, Clicked{0, 50}, Clicked{12345, 1000},
+                                         Clicked{300, 40000}, Clicked{-5000, 30000}, Clicked{-137, 30000}));
+
+TEST(AudioTests, AHoleIsSilentAndNothingMoves) {
+    MovieMaker maker({audioSettings(1)}, AVFileType::appleM4A);
+    maker.append(0, sound(at(0), tone(24000), 1));
+    maker.append(0, sound(at(24000 + 31234), click(24000, 5000), 1));
+    ASSERT_EQ(maker.finish(), AVAssetWriterStatus::completed);
+    MovieProbe probe(maker.path());
+    const stage::Sound heard = probe.sound();
+    EXPECT_NEAR(length(probe), 24000 + 31234 + 24000, 1);
+    EXPECT_GT(peak(heard, 4000, 22000), 0.25F);
+    EXPECT_LT(peak(heard, 26100, 24000 + 31234), 0.002F);
+    EXPECT_NEAR(clickOf(heard), 24000 + 31234 + 5000, 1);
+}
+
+TEST(AudioTests, AnOverlapIsCut) {
+    MovieMaker maker({audioSettings(1)}, AVFileType::appleM4A);
+    maker.append(0, sound(at(0), std::vector<float>(24000, 0), 1));
+    maker.append(0, sound(at(20000), click(24000, 9000), 1));
+    ASSERT_EQ(maker.finish(), AVAssetWriterStatus::completed);
+    MovieProbe probe(maker.path());
+    EXPECT_NEAR(length(probe), 44000, 1);
+    EXPECT_NEAR(clickOf(probe.sound()), 29000, 1);
+}
+
+TEST(AudioTests, DriftNeverTakesTheSoundFromItsStamps) {
+    for (const double partsPerMillion : {300.0, -300.0}) {
+        MovieMaker maker({audioSettings(1)}, AVFileType::appleM4A);
+        constexpr std::size_t minutes = 10;
+        const double real = 1 + partsPerMillion / 1e6;
+        std::vector<long> wanted;
+        for (std::size_t second = 0; second < minutes * 60; ++second) {
+            for (std::size_t part = 0; part < 10; ++part) {
+                const std::size_t first = second * 48000 + part * 4800;
+                const long stamp = std::lround(static_cast<double>(first) * real);
+                const bool clicks = second % 60 == 30 && part == 5;
+                if (clicks) wanted.push_back(stamp + 2400);
+                maker.append(0,
+                             sound(at(stamp), clicks ? click(4800, 2400) : std::vector<float>(4800, 0), 1));
+            }
+        }
+        ASSERT_EQ(maker.finish(), AVAssetWriterStatus::completed);
+        MovieProbe probe(maker.path());
+        const stage::Sound heard = probe.sound();
+        EXPECT_NEAR(static_cast<double>(length(probe)), minutes * 60 * 48000 * real, 480);
+        for (const long each : wanted) {
+            const auto begin = heard.samples[0].begin() + each - 2000;
+            const long found = each - 2000 + (std::max_element(begin, begin + 4000) - begin);
+            EXPECT_NEAR(static_cast<double>(found), static_cast<double>(each), 480) << partsPerMillion;
+        }
+    }
+}
+
+TEST(AudioTests, ASourceThatStaysSilentGivesATrackOfFullLength) {
+    MovieMaker maker({videoSettings(64, 64), audioSettings(2), audioSettings(1)});
+    const auto picture = std::make_shared<TestPicture>(64, 64);
+    maker.append(0, frame(at(0), picture));
+    maker.append(2, sound(at(0), tone(4800), 1));
+    maker.append(0, frame(at(48000 * 3), picture));
+    ASSERT_EQ(maker.finish(), AVAssetWriterStatus::completed);
+    MovieProbe probe(maker.path());
+    for (const std::size_t track : {0U, 1U}) {
+        const stage::Sound heard = probe.sound(track);
+        EXPECT_NEAR(length(probe, track), 48000 * 3 + 48, 1) << track;
+        EXPECT_GE(heard.samples[0].size(), 48000U * 3 + 48);
+        EXPECT_LT(peak(heard, 8000, heard.samples[0].size()), 0.001F);
+    }
+}
+
+TEST(AudioTests, PictureAndSoundEndWithTheSession) {
+    // Short of the end and beyond it by more than a packet.
+    for (const std::size_t frames : {47000U, 50123U}) {
+        MovieMaker maker({videoSettings(64, 64), audioSettings(2)});
+        maker.append(0, frame(at(0), std::make_shared<TestPicture>(64, 64)));
+        maker.append(1, sound(at(0), tone(frames), 2));
+        maker.writer().endSessionAtSourceTime(at(48000));
+        ASSERT_EQ(maker.finish(), AVAssetWriterStatus::completed);
+        const MovieProbe probe(maker.path());
+        EXPECT_NEAR(probe.videoTrack().duration, 1, 1e-4);
+        EXPECT_NEAR(length(probe), 48000, 1) << frames;
+    }
+}
+
+TEST(AudioTests, AMovieOfOneInstantOfSoundIsWhole) {
+    MovieMaker maker({audioSettings(2)}, AVFileType::appleM4A);
+    maker.append(0, sound(at(0), tone(100), 2));
+    ASSERT_EQ(maker.finish(), AVAssetWriterStatus::completed);
+    EXPECT_NEAR(length(MovieProbe(maker.path())), 100, 1);
+}
+
+template <class Sample>
+AudioBufferList buffers(AudioSampleFormat format, int channels,
+                        const std::vector<std::vector<Sample>>& data) {
+    AudioBufferList list;
+    list.description = {48000, channels, format};
+    for (const std::vector<Sample>& each : data) {
+        const auto* bytes = reinterpret_cast<const std::byte*>(each.data());
+        list.buffers.emplace_back(bytes, bytes + each.size() * sizeof(Sample));
+    }
+    return list;
+}
+
+TEST(PcmConverterTests, EveryFormatBecomesTheSameSound) {
+    PcmConverter stereo(48000, 2);
+    const std::vector<float> wanted{0.5F, -0.25F, 0, 1};
+    EXPECT_EQ(stereo.convert(buffers<float>(AudioSampleFormat::float32, 2, {{0.5F, -0.25F, 0, 1}})), wanted);
+    EXPECT_EQ(stereo.convert(buffers<float>(AudioSampleFormat::float32, 2, {{0.5F, 0}, {-0.25F, 1}})),
+              wanted);
+    const std::vector<float> whole{0.5F, -0.25F, 0, -1};
+    EXPECT_EQ(stereo.convert(buffers<std::int16_t>(AudioSampleFormat::int16, 2, {{16384, -8192, 0, -32768}})),
+              whole);
+    EXPECT_EQ(stereo.convert(buffers<std::int32_t>(
+                  AudioSampleFormat::int32, 2, {{1 << 30, -(1 << 29), 0, std::numeric_limits<int>::min()}})),
+              whole);
+    EXPECT_EQ(stereo.convert(buffers<float>(AudioSampleFormat::float32, 1, {{0.5F, -1}})),
+              (std::vector<float>{0.5F, 0.5F, -1, -1}));
+    PcmConverter mono(48000, 1);
+    EXPECT_EQ(mono.convert(buffers<float>(AudioSampleFormat::float32, 2, {{0.5F, -0.25F, 0, 1}})),
+              (std::vector<float>{0.125F, 0.5F}));
+    EXPECT_TRUE(mono.convert(AudioBufferList{std::nullopt, {std::vector<std::byte>(8)}}).empty());
+    EXPECT_TRUE(mono.convert(buffers<float>(AudioSampleFormat::other, 1, {{1, 1}})).empty());
+}
+
+TEST(PcmConverterTests, StretchingKeepsTheWave) {
+    const std::vector<float> wave = tone(480);
+    for (const std::size_t make : {479U, 481U}) {
+        std::vector<float> made;
+        appendStretched(wave.data(), 480, make, 1, made);
+        ASSERT_EQ(made.size(), make);
+        for (std::size_t i = 0; i < make; ++i) {
+            const double position = static_cast<double>(i) * 480 / static_cast<double>(make);
+            EXPECT_NEAR(made[i], 0.3 * std::sin(2 * std::numbers::pi * 440 * position / 48000), 2e-3) << i;
+        }
+    }
+}
+
+}  // namespace
+}  // namespace lumicrate::media

@@ -1,0 +1,91 @@
+#include "Linux/Media/Sound/AudioTimeline.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <random>
+
+namespace lumicrate::media {
+namespace {
+
+constexpr CMTime start{777, 1};
+
+CMTime at(std::int64_t frame) {
+    return start + CMTime(frame, 48000);
+}
+
+void expectPlacement(const AudioPlacement& got, AudioPlacement wanted) {
+    EXPECT_EQ(got.silence, wanted.silence);
+    EXPECT_EQ(got.skip, wanted.skip);
+    EXPECT_EQ(got.take, wanted.take);
+    EXPECT_EQ(got.make, wanted.make);
+}
+
+TEST(AudioTimelineTests, TheBeginningIsExactBothWays) {
+    AudioTimeline late(start, 48000);
+    expectPlacement(late.place(at(7), 480), {7, 0, 480, 480});
+    AudioTimeline early(start, 48000);
+    expectPlacement(early.place(at(-1000), 480), {0, 480, 0, 0});
+    expectPlacement(early.place(at(-520), 480), {0, 480, 0, 0});
+    expectPlacement(early.place(at(-40), 480), {0, 40, 440, 440});
+    expectPlacement(early.place(at(440), 480), {0, 0, 480, 480});
+    EXPECT_EQ(early.length(), 920);
+}
+
+TEST(AudioTimelineTests, HolesAreFilledAndOverlapsCutExactly) {
+    AudioTimeline line(start, 48000);
+    line.place(at(0), 4800);
+    expectPlacement(line.place(at(4800 + 961), 480), {961, 0, 480, 480});
+    expectPlacement(line.place(at(6241 - 1500), 4800), {0, 1500, 3300, 3300});
+    expectPlacement(line.place(at(0), 4800), {0, 4800, 0, 0});
+    EXPECT_EQ(line.padTo(at(9600)), 9600 - 9541);
+    EXPECT_EQ(line.padTo(at(100)), 0);
+}
+
+TEST(AudioTimelineTests, ALostCycleOfTheSoundServerIsAHole) {
+    AudioTimeline line(start, 48000);
+    line.place(at(0), 512);
+    expectPlacement(line.place(at(1024), 512), {512, 0, 512, 512});
+}
+
+struct Drift {
+    double partsPerMillion;
+    int jitterFrames;
+};
+
+void PrintTo(const Drift& drift, std::ostream* stream) {
+    *stream << drift.partsPerMillion << " ppm, " << drift.jitterFrames << " frames of jitter";
+}
+
+class AudioTimelineDrift : public testing::TestWithParam<Drift> {};
+
+TEST_P(AudioTimelineDrift, StaysWithItsStampsForAnHour) {
+    AudioTimeline line(start, 48000);
+    std::mt19937 random(5);
+    const double real = 1 + GetParam().partsPerMillion / 1e6;
+    std::int64_t worst = 0;
+    std::int64_t silence = 0;
+    std::int64_t mostStretched = 0;
+    for (std::int64_t frames = 0; frames < std::int64_t{3600} * 48000; frames += 480) {
+        const std::int64_t truth = std::llround(static_cast<double>(frames) * real);
+        const int jitter = GetParam().jitterFrames;
+        const std::int64_t stamp =
+            truth +
+            (jitter ? static_cast<std::int64_t>(random() % static_cast<unsigned>(2 * jitter)) - jitter : 0);
+        worst = std::max(worst, std::abs(line.length() - truth));
+        const AudioPlacement placement = line.place(at(stamp), 480);
+        if (frames > 0) silence += placement.silence + placement.skip;
+        mostStretched = std::max(mostStretched, std::abs(placement.make - placement.take));
+    }
+    EXPECT_LT(worst, 480) << "within 10 ms all the time";
+    EXPECT_EQ(silence, 0);
+    EXPECT_LE(mostStretched, 1);
+}
+
+INSTANTIATE_TEST_SUITE_P(Clocks, AudioTimelineDrift,
+                         testing::Values(Drift{300, 0}, Drift{-300, 0}, Drift{300, 240}, Drift{-300, 240},
+                                         Drift{0, 160}));
+
+}  // namespace
+}  // namespace lumicrate::media

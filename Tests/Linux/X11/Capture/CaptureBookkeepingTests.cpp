@@ -1,0 +1,192 @@
+// What is kept account of between the screen and the pictures: regions, the shadow image, the pool, geometry.
+#include "Linux/X11/Capture/SourceGeometry.h"
+#include "Linux/X11/Pixels/BlockRegion.h"
+#include "Linux/X11/Pixels/PixelBufferPool.h"
+#include "Linux/X11/Pixels/ShadowImage.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+
+#include <random>
+#include <thread>
+
+namespace lumicrate::x11 {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+std::vector<int> coverage(const std::vector<PixelRect>& rects, int width, int height) {
+    std::vector<int> counts(static_cast<std::size_t>(width * height));
+    for (const PixelRect& rect : rects) {
+        for (int y = rect.y; y < rect.maxY(); ++y)
+            for (int x = rect.x; x < rect.maxX(); ++x)
+                ++counts[static_cast<std::size_t>(y * width + x)];
+    }
+    return counts;
+}
+
+TEST(BlockRegionTests, RectanglesCoverExactlyTheTouchedBlocksOnce) {
+    constexpr int width = 203;
+    constexpr int height = 149;
+    std::mt19937 random(3);
+    for (int round = 0; round < 50; ++round) {
+        BlockRegion region(width, height);
+        std::vector<int> expected(width * height);
+        for (int i = 0; i < round % 12; ++i) {
+            const PixelRect rect{int(random() % 240) - 20, int(random() % 180) - 20, int(random() % 60),
+                                 int(random() % 60)};
+            region.add(rect);
+            const PixelRect inside = rect.intersection({0, 0, width, height});
+            for (int y = 0; y < height && !inside.isEmpty(); ++y) {
+                for (int x = 0; x < width; ++x) {
+                    const PixelRect block{x / 16 * 16, y / 16 * 16, 16, 16};
+                    if (!block.intersection(inside).isEmpty()) {
+                        expected[static_cast<std::size_t>(y * width + x)] = 1;
+                    }
+                }
+            }
+        }
+        EXPECT_EQ(coverage(region.rectangles(), width, height), expected);
+        const auto few = region.rectangles(3);
+        EXPECT_LE(few.size(), 3U);
+        const auto covered = coverage(few, width, height);
+        for (std::size_t i = 0; i < expected.size(); ++i)
+            ASSERT_GE(covered[i], expected[i]);
+        EXPECT_EQ(region.isEmpty(), few.empty());
+    }
+}
+
+TEST(BlockRegionTests, DistantRectanglesStayApartWithinTheLimit) {
+    BlockRegion region(1000, 1000);
+    region.add(PixelRect{0, 0, 1, 1});
+    region.add(PixelRect{40, 0, 1, 1});
+    region.add(PixelRect{990, 990, 1, 1});
+    EXPECT_THAT(region.rectangles(2), ElementsAre(PixelRect{0, 0, 48, 16}, PixelRect{976, 976, 16, 16}));
+}
+
+TEST(ShadowImageTests, OnlyBlocksWithAnotherColourChange) {
+    ShadowImage shadow(70, 50);
+    BgraPicture fresh(40, 40);
+    for (int y = 0; y < 40; ++y)
+        std::fill_n(fresh.row(y), 40, 0xff000000U);  // black, with another fourth byte
+    fresh.row(39)[39] = 0x010000;
+    BlockRegion changed(70, 50);
+    shadow.merge(10, 5, fresh.view(), changed);
+    EXPECT_THAT(changed.rectangles(), ElementsAre(PixelRect{48, 32, 16, 16}));
+    EXPECT_EQ(shadow.picture().row(44)[49], 0x010000U);
+
+    changed.clear();
+    shadow.merge(10, 5, fresh.view(), changed);
+    EXPECT_TRUE(changed.isEmpty());
+
+    fresh.row(0)[0] = 0x000001;  // at (10, 5)
+    shadow.merge(10, 5, fresh.view(), changed);
+    EXPECT_THAT(changed.rectangles(), ElementsAre(PixelRect{0, 0, 16, 16}));
+
+    changed.clear();
+    BgraPicture whole = shadow.picture();
+    whole.row(49)[69] ^= 0x100U;
+    whole.row(0)[20] ^= 0xff000000U;
+    const std::uint32_t* const pixels = whole.row(0);
+    shadow.replace(std::move(whole), changed);
+    EXPECT_THAT(changed.rectangles(), ElementsAre(PixelRect{64, 48, 6, 2}));
+    EXPECT_EQ(shadow.picture().row(0), pixels);
+}
+
+TEST(ShadowImageTests, WhatIsOutsideBecomesBlack) {
+    for (const PixelRect inside :
+         {PixelRect{10, 10, 20, 20}, PixelRect{0, 0, 64, 64}, PixelRect{50, 50, 100, 100}, PixelRect{}}) {
+        ShadowImage shadow(64, 64);
+        BgraPicture white(64, 64);
+        for (int y = 0; y < 64; ++y)
+            std::fill_n(white.row(y), 64, 0xffffffU);
+        BlockRegion changed(64, 64);
+        shadow.merge(0, 0, white.view(), changed);
+        shadow.blackenOutside(inside, changed);
+        for (int y = 0; y < 64; ++y) {
+            for (int x = 0; x < 64; ++x) {
+                const bool kept = !PixelRect{x, y, 1, 1}.intersection(inside).isEmpty();
+                ASSERT_EQ(shadow.picture().row(y)[x], kept ? 0xffffffU : 0U) << x << " " << y;
+            }
+        }
+    }
+}
+
+bool isSignalled(const WakeUp& wakeUp) {
+    pollfd watched{wakeUp.fileDescriptor(), POLLIN, 0};
+    return poll(&watched, 1, 0) == 1;
+}
+
+TEST(PixelBufferPoolTests, ReusesBuffersAndKnowsWhatEachOfThemLacks) {
+    const auto wakeUp = std::make_shared<WakeUp>();
+    PixelBufferPool pool(33, 17, 2, wakeUp);
+    auto first = pool.acquire();
+    EXPECT_THAT(first->stale.rectangles(), ElementsAre(PixelRect{0, 0, 33, 17}));
+    first->stale.clear();
+    const CVPixelBuffer* const firstAddress = first.get();
+
+    BlockRegion change(33, 17);
+    change.add(PixelRect{0, 0, 1, 1});
+    pool.invalidate(change);
+    auto second = pool.acquire();
+    second->stale.clear();
+    EXPECT_EQ(pool.acquire(), nullptr);
+
+    first.reset();
+    EXPECT_FALSE(isSignalled(*wakeUp)) << "Nobody waited.";
+    first = pool.acquire();
+    EXPECT_EQ(first.get(), firstAddress);
+    EXPECT_THAT(first->stale.rectangles(), ElementsAre(PixelRect{0, 0, 16, 16}));
+
+    // Of two free ones the fresher is taken.
+    const CVPixelBuffer* const secondAddress = second.get();
+    first.reset();
+    second.reset();
+    EXPECT_EQ(pool.acquire().get(), secondAddress);
+}
+
+TEST(PixelBufferPoolTests, SignalsAReturnThatIsWaitedForAndOutlivesItself) {
+    const auto wakeUp = std::make_shared<WakeUp>();
+    auto pool = std::make_unique<PixelBufferPool>(16, 16, 1, wakeUp);
+    std::shared_ptr<const CVPixelBuffer> held = pool->acquire();
+    EXPECT_FALSE(pool->hasFree());
+    std::thread([&held] { held.reset(); }).join();
+    EXPECT_TRUE(isSignalled(*wakeUp));
+    EXPECT_TRUE(pool->hasFree());
+
+    held = pool->acquire();
+    pool.reset();
+    EXPECT_EQ(held->width, 16);
+    held.reset();
+}
+
+TEST(SourceGeometryTests, TheSourceIsTheRoundedPartOfTheDisplay) {
+    struct Case {
+        PixelRect display;
+        PixelRect root;
+        std::optional<Rect> sourceRect;
+        double scale;
+        PixelRect region;
+        PixelRect readable;
+    };
+    const PixelRect root{0, 0, 3000, 1000};
+    const Case cases[] = {
+        {{1000, 0, 800, 600}, root, {}, 2, {1000, 0, 800, 600}, {1000, 0, 800, 600}},
+        {{1000, 0, 800, 600}, root, Rect{}, 1, {1000, 0, 800, 600}, {1000, 0, 800, 600}},
+        {{1000, 0, 800, 600}, root, Rect{10, 20, 30, 40}, 1, {1010, 20, 30, 40}, {1010, 20, 30, 40}},
+        {{1000, 0, 800, 600}, root, Rect{10.25, 20, 30.25, 40}, 2, {1021, 40, 61, 80}, {1021, 40, 61, 80}},
+        {{1000, 0, 800, 600}, root, Rect{-10, 590, 30, 40}, 1, {990, 590, 30, 40}, {1000, 590, 20, 10}},
+        {{2500, 0, 800, 600}, root, {}, 1, {2500, 0, 800, 600}, {2500, 0, 500, 600}},
+        {{0, 0, 800, 600}, root, Rect{900, 0, 10, 10}, 1, {900, 0, 10, 10}, {}},
+        {{0, 0, 800, 600}, root, Rect{0, 0, 0.1, 0.1}, 1, {0, 0, 1, 1}, {0, 0, 1, 1}},
+    };
+    for (const Case& each : cases) {
+        const auto geometry = sourceGeometry(each.display, each.root, each.sourceRect, each.scale);
+        EXPECT_EQ(geometry, (SourceGeometry{each.region, each.readable}));
+    }
+}
+
+}  // namespace
+}  // namespace lumicrate::x11

@@ -1,0 +1,537 @@
+#include "Linux/X11/Capture/FilteredContent.h"
+#include "Linux/X11/Windows/TopLevel.h"
+#include "Tests/Linux/X11/ScreenStage.h"
+#include "Tests/Linux/X11/TestWindow.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <xcb/composite.h>
+
+#include <algorithm>
+#include <atomic>
+#include <functional>
+#include <memory>
+#include <random>
+#include <thread>
+
+namespace lumicrate::x11 {
+namespace {
+
+using test::Picture;
+using test::ScreenStage;
+using test::TestWindow;
+
+constexpr PixelRect whole{0, 0, ScreenStage::width, ScreenStage::height};
+/// The colour of windows that must not be seen. Nothing else has one like it.
+constexpr std::uint32_t forbidden = 0xff00ff;
+
+BgraPicture plain(int width, int height, std::uint32_t colour) {
+    BgraPicture picture(width, height);
+    for (int y = 0; y < height; ++y)
+        std::fill_n(picture.row(y), width, colour);
+    return picture;
+}
+
+void paint(BgraPicture& picture, const PixelRect& rect, std::uint32_t colour) {
+    const PixelRect inside = rect.intersection(picture.bounds());
+    for (int y = inside.y; y < inside.maxY(); ++y)
+        std::fill_n(picture.row(y) + inside.x, inside.width, colour);
+}
+
+/// Lays a half-transparent colour, multiplied by its opacity of 0x80, over a part.
+void veil(BgraPicture& picture, const PixelRect& rect, std::uint32_t over) {
+    for (int y = rect.y; y < rect.maxY(); ++y) {
+        for (int x = rect.x; x < rect.maxX(); ++x) {
+            const std::uint32_t under = picture.row(y)[x];
+            std::uint32_t blended = 0;
+            for (const int shift : {0, 8, 16})
+                blended |= ((under >> shift & 0xff) * 127 / 255 + (over >> shift & 0xff)) << shift;
+            picture.row(y)[x] = blended;
+        }
+    }
+}
+
+/// Squares of colours without red, each picture with others.
+BgraPicture pattern(unsigned seed, int width = whole.width, int height = whole.height) {
+    std::mt19937 random(seed);
+    BgraPicture picture(width, height);
+    for (int y = 0; y < height; y += 10)
+        for (int x = 0; x < width; x += 10)
+            paint(picture, {x, y, 10, 10}, static_cast<std::uint32_t>(random()) & 0xffff);
+    return picture;
+}
+
+BgraPicture cut(const BgraPicture& from, const PixelRect& rect) {
+    BgraPicture picture(rect.width, rect.height);
+    for (int y = 0; y < rect.height; ++y)
+        std::copy_n(from.row(rect.y + y) + rect.x, rect.width, picture.row(y));
+    return picture;
+}
+
+void paste(BgraPicture& picture, const BgraPicture& what, int x, int y) {
+    for (int row = 0; row < what.height(); ++row)
+        std::copy_n(what.row(row), what.width(), picture.row(y + row) + x);
+}
+
+bool showsForbidden(const CVPixelBuffer& buffer) {
+    for (int y = 0; y < (buffer.height + 1) / 2; ++y) {
+        const std::uint8_t* const row = buffer.chroma + y * buffer.chromaStride;
+        for (int x = 0; x < (buffer.width + 1) / 2 * 2; x += 2)
+            if (row[x] > 170 && row[x + 1] > 170) return true;
+    }
+    return false;
+}
+
+bool eventually(const std::function<bool()>& holds) {
+    for (int i = 0; i < 3000 && !holds(); ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    return holds();
+}
+
+/// With and without a compositing manager; every frame is looked at.
+class ContentFilterTests : public testing::TestWithParam<bool> {
+ protected:
+    ContentFilterTests() {
+        stage.frames.onFrame = [this](const CMSampleBuffer& sample) {
+            if (showsForbidden(*sample.imageBuffer)) ++forbiddenFrames;
+        };
+    }
+    void TearDown() override {
+        if (stage.source) stage.source->stop();
+        EXPECT_EQ(forbiddenFrames, 0);
+        EXPECT_EQ(stage.frames.seen().violation, "");
+        EXPECT_EQ(stage.frames.seen().failure, "");
+    }
+
+    TestWindow window(const PixelRect& frame, std::uint32_t colour) {
+        return {stage.server.displayName(), {.frame = frame, .colour = colour}};
+    }
+    static std::vector<SCWindow> windows(std::initializer_list<const TestWindow*> which) {
+        std::vector<SCWindow> all;
+        for (const TestWindow* each : which)
+            all.push_back({.windowID = each->id(), .frame = {}, .title = {}, .owningApplication = {}});
+        return all;
+    }
+    void captureWithout(std::initializer_list<const TestWindow*> which) {
+        stage.capture(SCContentFilter::excludingWindows(stage.display(), windows(which)));
+    }
+    void captureOnly(std::initializer_list<const TestWindow*> which) {
+        stage.capture(SCContentFilter::includingWindows(stage.display(), windows(which)));
+    }
+    bool shows(const BgraPicture& picture) { return stage.frames.waitForPicture(Picture(picture)); }
+    /// To one in every sample, as blending rounds.
+    bool nearlyShows(const BgraPicture& picture) {
+        return stage.frames.waitUntil([wanted = Picture(picture)](const auto& seen) {
+            const auto near = [](std::uint8_t a, std::uint8_t b) { return std::abs(a - b) <= 1; };
+            return std::ranges::equal(wanted.luma, seen.last.luma, near) &&
+                   std::ranges::equal(wanted.chroma, seen.last.chroma, near);
+        });
+    }
+    /// Gives the window, or the root window, another pattern, and waits for a picture of nothing else.
+    void expectUnbroken(TestWindow& below, const std::string& when) {
+        below.fill(pattern(++seed_));
+        EXPECT_TRUE(shows(pattern(seed_))) << when;
+    }
+    void expectUnbroken(const std::string& when) {
+        stage.painter.setBackground(pattern(++seed_));
+        EXPECT_TRUE(shows(pattern(seed_))) << when;
+    }
+
+    ScreenStage stage{GetParam()};
+    Connection connection{stage.server.displayName()};
+    std::atomic<int> forbiddenFrames = 0;
+
+ private:
+    unsigned seed_ = 100;
+};
+
+INSTANTIATE_TEST_SUITE_P(X11, ContentFilterTests, testing::Bool(), [](const auto& parameter) {
+    return parameter.param ? "Compositor" : "NoCompositor";
+});
+
+TEST_P(ContentFilterTests, ExcludedWindowsAreNeverSeen) {
+    TestWindow below = window(whole, 0x204060);
+    below.fill(pattern(1));
+    TestWindow a = window({50, 40, 101, 77}, forbidden);
+    TestWindow b = window({120, 90, 90, 120}, forbidden);
+    captureWithout({&a, &b});
+    EXPECT_TRUE(shows(pattern(1)));
+    const std::pair<const char*, std::function<void()>> steps[] = {
+        {"as it was", [] {}},
+        {"moved", [&] { a.move(200, 150); }},
+        {"partly outside", [&] { a.move(-40, 260); }},
+        {"lowered", [&] { b.lower(); }},
+        {"raised", [&] { b.raise(); }},
+        {"resized",
+         [&] {
+             b.place({100, 100, 250, 31});
+         }},
+        {"away", [&] { a.unmap(); }},
+        {"back", [&] { a.map(); }},
+        {"painted", [&] { a.fill(forbidden + 1); }},
+        {"destroyed", [&] { b.destroy(); }},
+    };
+    for (const auto& [when, step] : steps) {
+        step();
+        expectUnbroken(below, when);
+    }
+    for (int i = 0; i < 30; ++i)
+        a.move(i * 9, i * 5);
+    expectUnbroken(below, "moved across");
+}
+
+TEST_P(ContentFilterTests, AnExcludedWindowMayComeAnywhereAtAnyTimeWhileOthersGoOn) {
+    TestWindow below = window(whole, 0x204060);
+    below.fill(pattern(1));
+    constexpr PixelRect place{300, 8, 90, 60};
+    TestWindow counter = window(place, 0x101010);
+    TestWindow excluded = window({0, 0, 80, 60}, forbidden);
+    excluded.unmap();
+    captureWithout({&excluded});
+    std::mt19937 random(3);
+    const auto placeAnywhere = [&](int top) {
+        excluded.place({int(random() % 420) - 40, int(random() % 200) + top, int(random() % 90) + 10,
+                        int(random() % 90) + 10});
+    };
+    BgraPicture expected = pattern(1);
+    const auto countTo = [&](unsigned number) {
+        const std::uint32_t colour = number * 0x000703 % 0x10000;
+        counter.fill(colour);
+        paint(expected, place, colour);
+        EXPECT_TRUE(shows(expected)) << number;
+    };
+    for (unsigned i = 1; i <= 50; ++i) {
+        placeAnywhere(75);
+        excluded.map();
+        countTo(i);
+        if (i % 3 == 0) excluded.raise();
+        if (i % 4 != 0) excluded.unmap();
+    }
+    // Nor does it matter how fast.
+    std::atomic<bool> ending = false;
+    std::thread storm([&] {
+        while (!ending) {
+            excluded.map();
+            for (int i = 0; i < 5; ++i)
+                placeAnywhere(0);
+            if (random() % 2 == 0) excluded.unmap();
+            std::this_thread::sleep_for(std::chrono::microseconds(random() % 5000));
+        }
+    });
+    for (unsigned i = 51; i <= 100; ++i)
+        countTo(i);
+    ending = true;
+    storm.join();
+}
+
+TEST_P(ContentFilterTests, WhatLiesBetweenAndAboveExcludedWindowsIsThere) {
+    TestWindow below = window(whole, 0x204060);
+    below.fill(pattern(1));
+    TestWindow low = window({40, 40, 200, 200}, forbidden);
+    TestWindow translucent(
+        stage.server.displayName(),
+        {.frame = {64, 64, 64, 64}, .colour = 0x80004020, .translucent = true, .borderWidth = 0});
+    TestWindow bordered(stage.server.displayName(),
+                        {.frame = {140, 70, 40, 30}, .colour = 0x00ff00, .borderWidth = 5});
+    TestWindow shaped = window({60, 150, 60, 40}, 0x00ffff);
+    shaped.shape({{0, 0, 10, 40}, {50, 0, 10, 40}});
+    TestWindow high = window({64, 64, 160, 160}, forbidden);
+    TestWindow top = window({190, 180, 30, 30}, 0xc0c0c0);
+    captureWithout({&low, &high});
+
+    BgraPicture expected = pattern(1);
+    veil(expected, {64, 64, 64, 64}, 0x80004020);
+    paint(expected, {140, 70, 50, 40}, 0x000000);
+    paint(expected, {145, 75, 40, 30}, 0x00ff00);
+    paint(expected, {60, 150, 10, 40}, 0x00ffff);
+    paint(expected, {110, 150, 10, 40}, 0x00ffff);
+    paint(expected, {190, 180, 30, 30}, 0xc0c0c0);
+    EXPECT_TRUE(nearlyShows(expected));
+}
+
+TEST_P(ContentFilterTests, AWindowIsRecordedWholeAndAloneButForItsOverlays) {
+    constexpr PixelRect frame{60, 50, 160, 120};
+    TestWindow recorded = window(frame, 0x204060);
+    const BgraPicture content = pattern(7, frame.width, frame.height);
+    recorded.fill(content);
+    TestWindow overlay(stage.server.displayName(),
+                       {.frame = {100, 80, 40, 40}, .colour = 0x80804000, .translucent = true});
+    overlay.unmap();
+    TestWindow occluder = window({30, 30, 150, 100}, forbidden);
+    captureOnly({&recorded, &overlay});
+    BgraPicture expected(whole.width, whole.height);
+    paste(expected, content, frame.x, frame.y);
+    EXPECT_TRUE(shows(expected)) << "covered";
+
+    for (int i = 0; i < 20; ++i)
+        occluder.move(i * 10, i * 5);
+    overlay.map();
+    recorded.raise();
+    BgraPicture withOverlay = expected;
+    veil(withOverlay, {100, 80, 40, 40}, 0x80804000);
+    EXPECT_TRUE(nearlyShows(withOverlay)) << "the overlay stays on top";
+    overlay.unmap();
+    occluder.raise();
+    EXPECT_TRUE(shows(expected)) << "overlay away";
+
+    recorded.move(203, 151);
+    BgraPicture moved(whole.width, whole.height);
+    paste(moved, content, 203, 151);
+    EXPECT_TRUE(shows(moved)) << "moved";
+
+    // While the window is away, the picture stands still, whatever else happens.
+    auto somethingElseHappens = [&, x = 0]() mutable {
+        const std::uint64_t before = stage.source->wakeUps();
+        EXPECT_TRUE(eventually([&] {
+            occluder.move(x++ % 200, 140);
+            return stage.source->wakeUps() > before + 3;
+        }));
+    };
+    std::size_t frames = stage.frames.seen().complete.size();
+    recorded.unmap();
+    somethingElseHappens();
+    recorded.move(frame.x, frame.y);
+    recorded.map();
+    EXPECT_TRUE(shows(expected)) << "back";
+    EXPECT_EQ(stage.frames.seen().complete.size(), frames + 1);
+
+    recorded.place({60, 50, 100, 40});
+    BgraPicture small(whole.width, whole.height);
+    paste(small, cut(content, {0, 0, 100, 40}), 60, 50);
+    EXPECT_TRUE(shows(small)) << "smaller";
+    recorded.place(frame);
+    EXPECT_TRUE(shows(expected)) << "larger";
+
+    recorded.shape({{0, 0, 160, 30}, {0, 60, 80, 30}});
+    BgraPicture shaped(whole.width, whole.height);
+    paste(shaped, cut(content, {0, 0, 160, 30}), 60, 50);
+    paste(shaped, cut(content, {0, 60, 80, 30}), 60, 110);
+    EXPECT_TRUE(shows(shaped)) << "shaped";
+    frames = stage.frames.seen().complete.size();
+    recorded.destroy();
+    somethingElseHappens();
+    EXPECT_EQ(stage.frames.seen().complete.size(), frames) << "closed";
+}
+
+TEST_P(ContentFilterTests, TheSourceRectangleMovesWhileThePictureIsComposed) {
+    TestWindow below = window(whole, 0x204060);
+    below.fill(pattern(1));
+    TestWindow excluded = window({90, 60, 150, 130}, forbidden);
+    stage.configuration.width = 120;
+    stage.configuration.height = 100;
+    stage.configuration.sourceRect = Rect{50, 40, 120, 100};
+    captureWithout({&excluded});
+    for (const auto& [x, y] : {std::pair{50, 40}, {130, 71}, {270, 200}, {0, 0}, {100, 70}}) {
+        stage.configuration.sourceRect = Rect{double(x), double(y), 120, 100};
+        stage.source->update(stage.configuration);
+        EXPECT_TRUE(shows(cut(pattern(1), {x, y, 120, 100}))) << x;
+    }
+}
+
+TEST_P(ContentFilterTests, ASingleWindowIsFollowedAnywhere) {
+    TestWindow recorded = window({60, 50, 120, 80}, 0x204060);
+    const BgraPicture content = pattern(7, 120, 80);
+    recorded.fill(content);
+    TestWindow occluder = window({30, 30, 100, 100}, forbidden);
+    stage.configuration.width = 120;
+    stage.configuration.height = 80;
+    stage.capture(SCContentFilter::desktopIndependent(windows({&recorded}).front()));
+    EXPECT_EQ(stage.frames.seen().last, Picture(content));
+    recorded.move(-50, 260);
+    recorded.fill(pattern(8, 120, 80));
+    EXPECT_TRUE(shows(pattern(8, 120, 80))) << "partly outside";
+    // Half as large in each direction, so twice as large in the picture.
+    recorded.place({200, 100, 60, 40});
+    recorded.fill(plain(60, 40, 0x00ff00));
+    EXPECT_TRUE(shows(plain(120, 80, 0x00ff00)));
+    recorded.destroy();
+    occluder.sync();
+    EXPECT_EQ(stage.frames.seen().last, Picture(plain(120, 80, 0x00ff00)));
+}
+
+TEST_P(ContentFilterTests, ACompositingManagerMayComeAndGo) {
+    TestWindow below = window(whole, 0x204060);
+    below.fill(pattern(1));
+    TestWindow excluded = window({90, 60, 150, 130}, forbidden);
+    captureWithout({&excluded});
+    for (int i = 0; i < 2; ++i) {
+        GetParam() ? stage.server.stopCompositor() : stage.server.startCompositor();
+        excluded.move(10, 10 + 40 * i);
+        expectUnbroken(below, "the one");
+        GetParam() ? stage.server.startCompositor() : stage.server.stopCompositor();
+        excluded.move(120, 100 - 40 * i);
+        expectUnbroken(below, "the other");
+    }
+}
+
+TEST_P(ContentFilterTests, AnApplicationsWindowIsExcludedWithTheFrameThatItGets) {
+    stage.painter.setBackground(pattern(1));
+    TestWindow excluded(stage.server.displayName(),
+                        {.frame = {90, 60, 150, 130}, .colour = forbidden, .managed = true, .title = "tool"});
+    captureWithout({&excluded});
+    expectUnbroken("unmanaged");
+    stage.server.startWindowManager();
+    EXPECT_TRUE(eventually([&] { return topLevelOf(connection, excluded.id()) != excluded.id(); }));
+    expectUnbroken("managed");
+    excluded.move(140, 90);
+    expectUnbroken("moved");
+    excluded.unmap();
+    expectUnbroken("away");
+    excluded.map();
+    expectUnbroken("back");
+}
+
+TEST_P(ContentFilterTests, FiltersOfWindowsThatDoNotExist) {
+    TestWindow below = window(whole, 0x204060);
+    below.fill(pattern(1));
+    SCWindow none;
+    none.windowID = 0x7654321;
+    stage.capture(SCContentFilter::excludingWindows(stage.display(), {none}));
+    EXPECT_TRUE(shows(pattern(1)));
+    stage.source->stop();
+    stage.source.reset();
+
+    test::FrameCollector black;
+    ScreenSource only(stage.server.displayName(), SCContentFilter::includingWindows(stage.display(), {none}),
+                      stage.configuration);
+    only.start(black.handlers());
+    EXPECT_TRUE(black.waitForPicture(Picture(plain(whole.width, whole.height, 0))));
+    ScreenSource single(stage.server.displayName(), SCContentFilter::desktopIndependent(none),
+                        stage.configuration);
+    test::FrameCollector nothing;
+    EXPECT_THROW(single.start(nothing.handlers()), PlatformError);
+}
+
+/// Whether the server keeps the window's pixels apart.
+bool isRedirected(const TestWindow& window) {
+    xcb_connection_t* const connection = window.connection();
+    const xcb_pixmap_t pixmap = xcb_generate_id(connection);
+    const std::unique_ptr<xcb_generic_error_t, decltype(&std::free)> error(
+        xcb_request_check(connection,
+                          xcb_composite_name_window_pixmap_checked(connection, window.id(), pixmap)),
+        &std::free);
+    if (!error) xcb_free_pixmap(connection, pixmap);
+    return !error;
+}
+
+class UncomposedContentFilterTests : public ContentFilterTests {};
+INSTANTIATE_TEST_SUITE_P(X11, UncomposedContentFilterTests, testing::Values(false));
+
+TEST_P(UncomposedContentFilterTests, WindowsPixelsAreKeptApartOnlyWhereAndWhileThatIsNeeded) {
+    TestWindow desktop = window(whole, 0x204060);
+    TestWindow below = window({0, 0, 200, 301}, 0x204060);
+    below.fill(pattern(1, 200, 301));
+    TestWindow beside = window({250, 0, 100, 301}, 0x008000);
+    TestWindow excluded = window({20, 20, 100, 100}, forbidden);
+    excluded.unmap();
+    captureWithout({&excluded});
+    BgraPicture expected = plain(whole.width, whole.height, 0x204060);
+    paste(expected, pattern(1, 200, 301), 0, 0);
+    paint(expected, {250, 0, 100, 301}, 0x008000);
+    EXPECT_TRUE(shows(expected));
+    EXPECT_FALSE(isRedirected(below));
+    for (int i = 0; i < 2; ++i) {
+        excluded.map();
+        EXPECT_TRUE(eventually([&] { return isRedirected(below); }));
+        EXPECT_FALSE(isRedirected(desktop) || isRedirected(beside));
+        excluded.unmap();
+        EXPECT_TRUE(eventually([&] { return !isRedirected(below); }));
+    }
+    EXPECT_EQ(stage.frames.seen().last, Picture(expected));
+    EXPECT_EQ(stage.frames.seen().complete.size(), 1U) << "there was nothing to be seen of it";
+}
+
+TEST_P(UncomposedContentFilterTests, AProgramMayTakeItsTimeToPaintWhatIsUncovered) {
+    TestWindow slow = window(whole, 0x204060);
+    TestWindow excluded = window({90, 60, 150, 130}, forbidden);
+    excluded.unmap();
+    slow.draw(pattern(1));
+    captureWithout({&excluded});
+    std::thread program([&] {
+        // The server has put the excluded window's pixels where these are missing.
+        EXPECT_TRUE(slow.waitUntilExposed());
+        std::this_thread::sleep_for(std::chrono::milliseconds(200));
+        slow.draw(pattern(2));
+    });
+    excluded.map();
+    program.join();
+    EXPECT_TRUE(shows(pattern(2)));
+}
+
+/// What happens while pixels are being read, step by step.
+TEST_P(UncomposedContentFilterTests, PixelsAreUsedOnlyIfNothingHappenedBeforeTheyWereRead) {
+    TestWindow below = window(whole, 0x204060);
+    TestWindow beside = window({300, 100, 50, 50}, 0x00ff00);
+    TestWindow excluded = window({20, 20, 100, 100}, forbidden);
+    FilteredContent content(connection,
+                            SCContentFilter::excludingWindows(stage.display(), windows({&excluded})));
+    ScreenReader reader(connection);
+    const SourceGeometry geometry{whole, whole};
+    const BlockRegion all = [] {
+        BlockRegion region(whole.width, whole.height);
+        region.addAll();
+        return region;
+    }();
+    /// How many pixels of a colour there are in what may be used, and how many there are at all.
+    const auto pixelsOf = [&](std::uint32_t colour, const std::function<void()>& meanwhile) {
+        BlockRegion unread = all;
+        content.prepare(geometry, unread);
+        const auto reads = content.plan(all);
+        meanwhile();
+        const auto pictures = reader.read(reads);
+        while (const Reply<xcb_generic_event_t> event{xcb_poll_for_event(connection.get())})
+            content.hears(*event);
+        std::pair<std::int64_t, std::int64_t> found;
+        for (std::size_t i = 0; i < reads.size(); ++i) {
+            for (const PixelRect& part : content.usable(i)) {
+                for (int y = part.y; pictures[i] && y < part.maxY(); ++y) {
+                    const std::uint32_t* const row = pictures[i]->row(y - reads[i].rect.y) - reads[i].rect.x;
+                    for (int x = part.x; x < part.maxX(); ++x)
+                        found.first += (row[x] & 0xffffff) == colour;
+                    found.second += part.width;
+                }
+            }
+        }
+        return found;
+    };
+    EXPECT_TRUE(eventually([&] { return pixelsOf(0x00ff00, [] {}) == std::pair(2500L, whole.area()); }));
+    const std::pair<const char*, std::function<void()>> cases[] = {
+        {"moved", [&] { excluded.move(280, 30); }},
+        {"moved and back", [&] { excluded.move(150, 170), excluded.move(280, 30); }},
+        {"away", [&] { excluded.unmap(); }},
+        {"back", [&] { excluded.map(); }},
+        {"larger",
+         [&] {
+             excluded.place({280, 30, 123, 271});
+         }},
+    };
+    for (const auto& [what, action] : cases) {
+        EXPECT_EQ(pixelsOf(forbidden, action).first, 0) << what;
+        EXPECT_TRUE(eventually([&] { return pixelsOf(0x00ff00, [] {}) == std::pair(2500L, whole.area()); }))
+            << what;
+    }
+    // A window may move in what is put together from it, too; the parts that it has to do with do not count.
+    EXPECT_LT(pixelsOf(0x00ff00, [&] { beside.move(310, 120); }).second, whole.area());
+    EXPECT_EQ(pixelsOf(0x00ff00, [] {}), std::pair(2500L, whole.area()));
+}
+
+TEST_P(UncomposedContentFilterTests, BelowAllWindowsIsTheBackground) {
+    const auto tiled = [](const BgraPicture& tile) {
+        BgraPicture picture(whole.width, whole.height);
+        for (int y = 0; y < whole.height; ++y)
+            for (int x = 0; x < whole.width; ++x)
+                picture.row(y)[x] = tile.row(y % tile.height())[x % tile.width()];
+        return picture;
+    };
+    stage.painter.setBackground(pattern(3, 37, 23));
+    TestWindow excluded = window({90, 60, 150, 130}, forbidden);
+    captureWithout({&excluded});
+    EXPECT_TRUE(shows(tiled(pattern(3, 37, 23))));
+    for (const BgraPicture& next : {pattern(4, 64, 50), plain(1, 1, 0x80ff00)}) {
+        stage.painter.setBackground(next);
+        EXPECT_TRUE(shows(tiled(next)));
+    }
+}
+
+}  // namespace
+}  // namespace lumicrate::x11

@@ -1,0 +1,203 @@
+#include "Linux/X11/Capture/PictureComposer.h"
+#include "Linux/X11/Pixels/Nv12Converter.h"
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <random>
+
+namespace lumicrate::x11 {
+namespace {
+
+std::mt19937 generator(11);
+
+int upTo(int limit) {
+    return static_cast<int>(generator() % static_cast<unsigned>(limit));
+}
+
+void scribble(BgraPicture& picture, const PixelRect& rect) {
+    for (int y = rect.y; y < rect.maxY(); ++y)
+        for (int x = rect.x; x < rect.maxX(); ++x)
+            picture.row(y)[x] = static_cast<std::uint32_t>(generator()) & 0xffffff;
+}
+
+bool samePicture(const CVPixelBuffer& a, const CVPixelBuffer& b) {
+    for (int y = 0; y < a.height; ++y) {
+        if (std::memcmp(a.luma + y * a.lumaStride, b.luma + y * b.lumaStride,
+                        static_cast<std::size_t>(a.width)) != 0)
+            return false;
+    }
+    for (int y = 0; y < (a.height + 1) / 2; ++y) {
+        if (std::memcmp(a.chroma + y * a.chromaStride, b.chroma + y * b.chromaStride,
+                        static_cast<std::size_t>((a.width + 1) / 2 * 2)) != 0)
+            return false;
+    }
+    return true;
+}
+
+std::shared_ptr<const CursorImage> halfTransparentCursor() {
+    auto image = std::make_shared<CursorImage>(CursorImage{9, 7, 2, 3, {}});
+    for (int i = 0; i < 63; ++i)
+        image->pixels.push_back(i % 3 == 0 ? 0xff102030U : 0x80400000U);
+    return image;
+}
+
+TEST(PictureScalerTests, PartsAreDrawnLikeTheWholeAndNothingElseDependsOnThem) {
+    struct Case {
+        int sourceWidth, sourceHeight, width, height;
+    };
+    for (const Case& each : {Case{90, 60, 60, 40}, Case{97, 61, 31, 47}, Case{40, 30, 40, 15},
+                             Case{20, 10, 53, 31}, Case{1, 1, 7, 5}, Case{50, 50, 1, 1}}) {
+        BgraPicture source(each.sourceWidth, each.sourceHeight);
+        scribble(source, source.bounds());
+        PictureScaler scaler(each.sourceWidth, each.sourceHeight, each.width, each.height);
+        BgraPicture whole(each.width, each.height);
+        scaler.scale(source.view(), whole.bounds(), whole, 0, 0);
+        for (int round = 0; round < 20; ++round) {
+            const int x = upTo(each.sourceWidth);
+            const int y = upTo(each.sourceHeight);
+            const PixelRect change{x, y, 1 + upTo(each.sourceWidth - x), 1 + upTo(each.sourceHeight - y)};
+            scribble(source, change);
+            scaler.scale(source.view(), scaler.affectedBy(change), whole, 0, 0);
+            BgraPicture anew(each.width, each.height);
+            scaler.scale(source.view(), anew.bounds(), anew, 0, 0);
+            for (int row = 0; row < each.height; ++row) {
+                ASSERT_EQ(std::memcmp(anew.row(row), whole.row(row), std::size_t(each.width) * 4), 0)
+                    << each.width << " " << row;
+            }
+        }
+    }
+}
+
+TEST(PictureScalerTests, HalvingAveragesAndPlainColoursStay) {
+    BgraPicture source(4, 2);
+    const std::uint32_t rows[2][4] = {{0x000000, 0x640000, 0xffffff, 0xffffff},
+                                      {0x0000c8, 0x640028, 0xffffff, 0xffffff}};
+    for (int y = 0; y < 2; ++y)
+        std::copy_n(rows[y], 4, source.row(y));
+    BgraPicture half(2, 1);
+    PictureScaler(4, 2, 2, 1).scale(source.view(), half.bounds(), half, 0, 0);
+    EXPECT_EQ(half.row(0)[0] & 0xffffff, 0x32003cU);
+    EXPECT_EQ(half.row(0)[1] & 0xffffff, 0xffffffU);
+
+    for (const std::uint32_t plain : {0xffffffU, 0x010203U, 0x80fe7fU}) {
+        BgraPicture field(71, 53);
+        for (int y = 0; y < 53; ++y)
+            std::fill_n(field.row(y), 71, plain);
+        BgraPicture out(23, 67);
+        PictureScaler(71, 53, 23, 67).scale(field.view(), out.bounds(), out, 0, 0);
+        for (int y = 0; y < 67; ++y)
+            for (int x = 0; x < 23; ++x)
+                ASSERT_EQ(out.row(y)[x] & 0xffffff, plain);
+    }
+}
+
+TEST(CursorOverlayTests, BlendsOverThePictureAndLeavesItAsItWas) {
+    for (const auto& [x, y] : {std::pair{20, 20}, {0, 0}, {31, 31}, {-50, 5}, {100, 100}}) {
+        BgraPicture picture(32, 32);
+        scribble(picture, picture.bounds());
+        const BgraPicture before = picture;
+        const CursorOverlay cursor(halfTransparentCursor(), x, y);
+        {
+            const CursorOverlay::Drawn drawn(cursor, picture);
+            for (int row = 0; row < 32; ++row) {
+                for (int column = 0; column < 32; ++column) {
+                    const int cx = column - (x - 2);
+                    const int cy = row - (y - 3);
+                    const std::uint32_t below = before.row(row)[column];
+                    std::uint32_t expected = below;
+                    if (cx >= 0 && cx < 9 && cy >= 0 && cy < 7) {
+                        expected = 0x102030;
+                        if ((cy * 9 + cx) % 3 != 0) {
+                            const auto through = [&](int shift) {
+                                return ((below >> shift & 0xff) * 127 + 127) / 255;
+                            };
+                            expected = (0x40 + through(16)) << 16 | through(8) << 8 | through(0);
+                        }
+                    }
+                    ASSERT_EQ(picture.row(row)[column] & 0xffffff, expected) << column << " " << row;
+                }
+            }
+        }
+        for (int row = 0; row < 32; ++row)
+            EXPECT_EQ(std::memcmp(picture.row(row), before.row(row), 32 * 4), 0);
+    }
+}
+
+TEST(PictureComposerTests, PlacementKeepsTheShapeInTheMiddleOrStretches) {
+    EXPECT_EQ(placement(1920, 1080, 1280, 720, true), (PixelRect{0, 0, 1280, 720}));
+    EXPECT_EQ(placement(1000, 1000, 1280, 720, true), (PixelRect{280, 0, 720, 720}));
+    EXPECT_EQ(placement(2000, 500, 1280, 720, true), (PixelRect{0, 200, 1280, 320}));
+    EXPECT_EQ(placement(5000, 1, 100, 100, true), (PixelRect{0, 49, 100, 1}));
+    EXPECT_EQ(placement(2000, 500, 1280, 720, false), (PixelRect{0, 0, 1280, 720}));
+}
+
+/// Buffers of different age are brought up to date by small steps; each picture must be what one drawn from
+/// nothing would be, and must differ from the one before nowhere but in the dirty region.
+TEST(PictureComposerTests, EveryPictureIsWhatOneDrawnFromNothingWouldBe) {
+    struct Case {
+        int sourceWidth, sourceHeight, width, height;
+        bool preservesAspectRatio;
+    };
+    for (const Case& each : {Case{131, 77, 131, 77, true}, Case{131, 77, 87, 51, true},
+                             Case{131, 77, 64, 64, true}, Case{64, 48, 131, 77, false}}) {
+        BgraPicture source(each.sourceWidth, each.sourceHeight);
+        PictureComposer composer(each.width, each.height);
+        composer.setSource(each.sourceWidth, each.sourceHeight, each.preservesAspectRatio);
+        PixelBufferPool pool(each.width, each.height, 4, std::make_shared<WakeUp>());
+        std::vector<std::shared_ptr<PixelBuffer>> held;
+        std::shared_ptr<PixelBuffer> previous;
+        CursorOverlay cursor;
+        for (int round = 0; round < 60; ++round) {
+            const PixelRect change =
+                PixelRect{upTo(each.sourceWidth), upTo(each.sourceHeight), 1 + upTo(30), 1 + upTo(30)}
+                    .intersection(source.bounds());
+            scribble(source, change);
+            BlockRegion changed(each.sourceWidth, each.sourceHeight);
+            changed.add(change);
+            composer.invalidate(changed);
+            if (round % 3 == 0) {
+                composer.invalidate(cursor.frame().intersection(source.bounds()));
+                cursor =
+                    CursorOverlay(halfTransparentCursor(), upTo(each.sourceWidth), upTo(each.sourceHeight));
+                composer.invalidate(cursor.frame().intersection(source.bounds()));
+            }
+            const BlockRegion dirty = composer.dirty();
+            pool.invalidate(dirty);
+            const auto buffer = pool.acquire();
+            composer.compose(source, cursor, *buffer);
+
+            PictureComposer fresh(each.width, each.height);
+            fresh.setSource(each.sourceWidth, each.sourceHeight, each.preservesAspectRatio);
+            PixelBuffer expected(each.width, each.height);
+            fresh.compose(source, cursor, expected);
+            ASSERT_TRUE(samePicture(*buffer, expected)) << round;
+
+            if (previous) {
+                PixelBuffer patched(each.width, each.height);
+                const Nv12Planes planes{patched.writableLuma(), patched.lumaStride, patched.writableChroma(),
+                                        patched.chromaStride};
+                std::memcpy(planes.luma, previous->luma, std::size_t(patched.lumaStride * each.height));
+                std::memcpy(planes.chroma, previous->chroma,
+                            std::size_t(patched.chromaStride * ((each.height + 1) / 2)));
+                for (const PixelRect& rect : dirty.rectangles()) {
+                    for (int y = rect.y; y < rect.maxY(); ++y) {
+                        std::memcpy(planes.luma + y * patched.lumaStride + rect.x,
+                                    buffer->luma + y * patched.lumaStride + rect.x, std::size_t(rect.width));
+                        std::memcpy(planes.chroma + y / 2 * patched.chromaStride + rect.x,
+                                    buffer->chroma + y / 2 * patched.chromaStride + rect.x,
+                                    std::size_t((rect.width + 1) / 2 * 2));
+                    }
+                }
+                ASSERT_TRUE(samePicture(*buffer, patched)) << round;
+            }
+            previous = buffer;
+            // Keeps up to two more in use for a while, so that the free ones age.
+            if (held.size() == 2) held.erase(held.begin() + upTo(2));
+            held.push_back(buffer);
+        }
+    }
+}
+
+}  // namespace
+}  // namespace lumicrate::x11

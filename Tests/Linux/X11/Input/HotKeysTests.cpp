@@ -1,0 +1,235 @@
+#include "Linux/X11/Input/HotKeys.h"
+#include "Support/Error.h"
+#include "Tests/Linux/X11/MainQueue.h"
+#include "Tests/Linux/X11/Windows/WindowWords.h"
+#include "Tests/Stage/ChildProcess.h"
+#include "Tests/Stage/Xvfb.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <optional>
+
+namespace lumicrate::x11 {
+namespace {
+
+using test::eventually;
+using testing::ElementsAre;
+
+constexpr std::uint32_t command = 0x100;
+constexpr std::uint32_t shift = 0x200;
+constexpr std::uint32_t option = 0x800;
+constexpr std::uint32_t control = 0x1000;
+constexpr std::uint32_t keyF5 = 96;
+
+/// Another program that takes and gives back combinations.
+class OtherProgram {
+ public:
+    explicit OtherProgram(const std::string& displayName) : connection_(displayName) {}
+
+    bool take(xcb_keycode_t key, std::uint16_t modifiers) {
+        const stage::XcbReply<xcb_generic_error_t> error(xcb_request_check(
+            connection_.get(),
+            xcb_grab_key_checked(connection_.get(), 0, connection_.screen()->root, modifiers, key,
+                                 XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC)));
+        return !error;
+    }
+    void giveBack(xcb_keycode_t key) {
+        const auto cookie =
+            xcb_ungrab_key_checked(connection_.get(), key, connection_.screen()->root, XCB_MOD_MASK_ANY);
+        const stage::XcbReply<xcb_generic_error_t> error(xcb_request_check(connection_.get(), cookie));
+    }
+
+ private:
+    stage::XcbConnection connection_;
+};
+
+class HotKeysTests : public testing::Test {
+ protected:
+    HotKeysTests() {
+        keys.InstallEventHandler([this](EventHotKeyID id) { pressed.push_back(id.id); });
+    }
+
+    void tool(std::vector<std::string> arguments) const {
+        stage::runProgram(std::move(arguments),
+                          {{"DISPLAY", server.displayName()}, {"XAUTHORITY", std::nullopt}});
+    }
+    /// What xdotool is to do, word by word.
+    void type(std::vector<std::string> words) const {
+        words.insert(words.begin(), "xdotool");
+        tool(std::move(words));
+    }
+    /// Control and a key, by the server's number.
+    void typeWithControl(int key) const {
+        type({"keydown", "Control_L", "key", std::to_string(key), "keyup", "Control_L"});
+    }
+    EventHotKeyRef bind(std::uint32_t keyCode, std::uint32_t modifiers, std::uint32_t id) {
+        return keys.RegisterEventHotKey(keyCode, modifiers, {1, id});
+    }
+    /// All presses until now: those that came before one that is sure to come.
+    std::vector<std::uint32_t> presses() {
+        constexpr std::uint32_t last = 999;
+        const EventHotKeyRef ref = bind(keyF5, shift, last);
+        EXPECT_NE(ref, 0U);
+        type({"key", "shift+F5"});
+        EXPECT_TRUE(queue.runUntil([&] { return !pressed.empty() && pressed.back() == last; }));
+        keys.UnregisterEventHotKey(ref);
+        if (!pressed.empty()) pressed.pop_back();
+        return std::exchange(pressed, {});
+    }
+    bool awaitCode(std::uint32_t key, std::int64_t code) {
+        return eventually([&] { return keys.virtualKeyCodeOf(key) == code; });
+    }
+
+    stage::Xvfb server{{.width = 200, .height = 200}};
+    test::MainQueue queue;
+    HotKeys keys{queue, server.displayName()};
+    std::vector<std::uint32_t> pressed;
+};
+
+TEST_F(HotKeysTests, EveryPressOfACombinationIsOneEvent) {
+    const struct {
+        std::uint32_t keyCode, modifiers;
+        const char* typed;
+    } cases[] = {{15, command | option, "super+alt+r"},
+                 {0, command | option, "super+alt+a"},
+                 {49, control, "ctrl+space"},
+                 {36, control | shift, "ctrl+shift+Return"},
+                 {96, 0, "F5"},
+                 {105, 0, "191"},  // F13
+                 {123, option, "alt+Left"},
+                 {51, control, "ctrl+BackSpace"},
+                 {117, control, "ctrl+Delete"},
+                 {83, control, "ctrl+KP_End"}};
+    std::uint32_t id = 0;
+    for (const auto& each : cases) {
+        ASSERT_NE(bind(each.keyCode, each.modifiers, ++id), 0U) << each.typed;
+        type({"key", each.typed, each.typed});
+        EXPECT_THAT(presses(), ElementsAre(id, id)) << each.typed;
+    }
+    type({"key", "super+r", "alt+r", "super+alt+shift+r", "r", "ctrl+F5"});
+    EXPECT_THAT(presses(), ElementsAre());
+}
+
+TEST_F(HotKeysTests, LocksDoNotCountWhereverTheyAre) {
+    tool({"xmodmap", "-e", "add mod3 = Scroll_Lock"});
+    ASSERT_NE(bind(15, command | option, 1), 0U);
+    const std::vector<std::string> locks{"Caps_Lock", "Num_Lock", "Scroll_Lock"};
+    for (unsigned chosen = 0; chosen < 8; ++chosen) {
+        std::vector<std::string> words{"key"};
+        for (unsigned i = 0; i < locks.size(); ++i)
+            if ((chosen >> i & 1U) != 0) words.push_back(locks[i]);
+        if (words.size() > 1) type(words);
+        type({"key", "super+alt+r"});
+        EXPECT_THAT(presses(), ElementsAre(1)) << chosen;
+        if (words.size() > 1) type(words);
+    }
+    // Num Lock on another modifier.
+    tool({"xmodmap", "-e", "clear mod2", "-e", "clear mod3", "-e", "add mod3 = Num_Lock"});
+    OtherProgram other(server.displayName());
+    ASSERT_TRUE(eventually([&] { return other.take(27, XCB_MOD_MASK_1 | XCB_MOD_MASK_4 | XCB_MOD_MASK_2); }));
+    type({"key", "Num_Lock", "super+alt+r"});
+    EXPECT_THAT(presses(), ElementsAre(1));
+}
+
+TEST_F(HotKeysTests, AKeyThatIsHeldDownIsPressedOnce) {
+    tool({"xset", "r", "rate", "100", "50"});
+    ASSERT_NE(bind(15, control, 1), 0U);
+    ASSERT_NE(bind(35, control, 2), 0U);
+    const std::uint64_t before = keys.eventsHeard();
+    type({"keydown", "Control_L", "keydown", "r"});
+    EXPECT_TRUE(eventually([&] { return keys.eventsHeard() > before + 6; })) << "it does not repeat";
+    type({"keyup", "r", "keyup", "Control_L"});
+    EXPECT_THAT(presses(), ElementsAre(1));
+    // Another one in the meantime, which is released after it; and then each again.
+    type({"keydown", "Control_L", "keydown", "r", "keydown", "p", "keyup", "r", "keyup", "p", "key", "p", "r",
+          "keyup", "Control_L"});
+    EXPECT_THAT(presses(), ElementsAre(1, 2, 2, 1));
+}
+
+TEST_F(HotKeysTests, WhatAnotherProgramHasIsRefusedAndNothingOfItTaken) {
+    constexpr xcb_keycode_t keyR = 27;
+    constexpr std::uint16_t modifiers = XCB_MOD_MASK_1 | XCB_MOD_MASK_4;
+    OtherProgram other(server.displayName());
+    for (const std::uint16_t lock :
+         {std::uint16_t{0}, std::uint16_t{XCB_MOD_MASK_LOCK}, std::uint16_t{XCB_MOD_MASK_2}}) {
+        ASSERT_TRUE(other.take(keyR, modifiers | lock));
+        EXPECT_EQ(bind(15, command | option, 1), 0U) << lock;
+        other.giveBack(keyR);
+        // What it had taken before it was refused is on its way back.
+        ASSERT_TRUE(eventually([&] { return other.take(keyR, XCB_MOD_MASK_ANY); })) << lock;
+        other.giveBack(keyR);
+    }
+    const EventHotKeyRef ref = bind(15, command | option, 1);
+    ASSERT_NE(ref, 0U);
+    EXPECT_EQ(bind(15, command | option, 2), 0U) << "twice";
+    EXPECT_EQ(bind(80, command, 3), 0U) << "a key that the keyboard has not";
+    EXPECT_EQ(bind(4711, command, 3), 0U);
+    EXPECT_FALSE(other.take(keyR, modifiers));
+    keys.UnregisterEventHotKey(ref);
+    keys.UnregisterEventHotKey(ref);
+    EXPECT_TRUE(eventually([&] { return other.take(keyR, modifiers); }));
+}
+
+TEST_F(HotKeysTests, FollowsWhatIsPrintedOnTheKeys) {
+    // As the server numbers the keys from the left: Q 24, W 25, E 26 …
+    const struct {
+        const char* layout;
+        std::vector<std::pair<std::uint32_t, int>> places;  ///< of codes
+    } layouts[] = {
+        {"de", {{6, 29}, {16, 52}, {0, 38}, {18, 10}, {41, 47}, {27, 61}}},
+        {"fr", {{0, 24}, {12, 38}, {6, 25}, {13, 52}, {18, 10}, {26, 16}}},
+        {"dvorak", {{0, 38}, {15, 32}, {1, 47}, {27, 48}}},
+        {"ru", {{0, 38}, {15, 27}, {41, 47}, {18, 10}}},
+        {"us", {{0, 38}, {15, 27}, {6, 52}, {16, 29}, {41, 47}, {27, 20}}},
+    };
+    for (const auto& each : layouts) {
+        std::vector<EventHotKeyRef> refs;
+        for (const auto& [code, key] : each.places) {
+            // Bound to where it was before.
+            refs.push_back(bind(code, control, code + 1));
+            ASSERT_NE(refs.back(), 0U) << each.layout << " " << code;
+        }
+        tool({"setxkbmap", each.layout});
+        for (const auto& [code, key] : each.places)
+            ASSERT_TRUE(awaitCode(key, code)) << each.layout << " " << code;
+        for (const auto& [code, key] : each.places) {
+            typeWithControl(key);
+            EXPECT_THAT(presses(), ElementsAre(code + 1)) << each.layout;
+        }
+        for (const EventHotKeyRef ref : refs)
+            keys.UnregisterEventHotKey(ref);
+    }
+    ASSERT_NE(bind(6, control, 1), 0U);
+    tool({"setxkbmap", "de"});
+    ASSERT_TRUE(awaitCode(29, 6));
+    typeWithControl(52);
+    EXPECT_THAT(presses(), ElementsAre()) << "where it was printed before";
+}
+
+TEST_F(HotKeysTests, APressThatComesTooLateIsNoPress) {
+    const EventHotKeyRef ref = bind(15, control, 1);
+    type({"key", "ctrl+r"});
+    ASSERT_TRUE(queue.waitForWork());
+    keys.UnregisterEventHotKey(ref);
+    EXPECT_THAT(presses(), ElementsAre());
+    std::optional<HotKeys> gone(std::in_place, queue, server.displayName());
+    gone->InstallEventHandler([](EventHotKeyID) { FAIL(); });
+    ASSERT_NE(gone->RegisterEventHotKey(15, control, {1, 7}), 0U);
+    type({"key", "ctrl+r"});
+    ASSERT_TRUE(queue.waitForWork());
+    gone.reset();
+    ASSERT_TRUE(eventually([&] { return bind(15, control, 1) != 0; })) << "not given back";
+    EXPECT_THAT(presses(), ElementsAre());
+}
+
+TEST_F(HotKeysTests, OutlivesTheServer) {
+    EXPECT_THROW(HotKeys(queue, ":4711"), PlatformError);
+    const EventHotKeyRef ref = bind(15, control, 1);
+    server.kill();
+    EXPECT_EQ(bind(35, control, 1), 0U);
+    keys.UnregisterEventHotKey(ref);
+}
+
+}  // namespace
+}  // namespace lumicrate::x11

@@ -1,0 +1,111 @@
+#include "Linux/X11/Screens/DesktopScale.h"
+#include "Tests/Linux/X11/Windows/WindowWords.h"
+#include "Tests/Stage/ChildProcess.h"
+#include "Tests/Stage/Xvfb.h"
+
+#include <gtest/gtest.h>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace lumicrate::x11 {
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+
+/// A settings property, as a settings manager writes it.
+class SettingsWriter {
+ public:
+    explicit SettingsWriter(bool bigEndian) : bigEndian_(bigEndian) {}
+
+    Bytes with(std::int32_t dpi) {
+        add(bigEndian_ ? 1 : 0, 1);
+        pad();
+        add(7, 4);
+        add(3, 4);
+        begin(1, "Net/ThemeName");
+        add(5, 4);
+        add("Plain");
+        begin(2, "Gtk/Colour");
+        add(0, 8);
+        begin(0, "Xft/DPI");
+        add(static_cast<std::uint32_t>(dpi), 4);
+        return bytes_;
+    }
+
+ private:
+    void begin(std::uint32_t kind, const std::string& name) {
+        add(kind, 1);
+        add(0, 1);
+        add(static_cast<std::uint32_t>(name.size()), 2);
+        add(name);
+        add(1, 4);
+    }
+    void add(std::uint64_t value, int size) {
+        for (int i = 0; i < size; ++i)
+            bytes_.push_back(static_cast<std::uint8_t>(value >> 8 * (bigEndian_ ? size - 1 - i : i)));
+    }
+    void add(const std::string& text) {
+        bytes_.insert(bytes_.end(), text.begin(), text.end());
+        pad();
+    }
+    void pad() { bytes_.resize((bytes_.size() + 3) / 4 * 4); }
+
+    bool bigEndian_;
+    Bytes bytes_;
+};
+
+TEST(DesktopScaleTests, SettingsAreReadInEitherOrderOfBytes) {
+    for (const bool bigEndian : {false, true}) {
+        const Bytes settings = SettingsWriter(bigEndian).with(144 * 1024);
+        EXPECT_EQ(dpiFromSettings(settings), 144);
+        // Cut off anywhere, they tell nothing.
+        for (std::size_t length = 0; length < settings.size(); ++length)
+            EXPECT_EQ(dpiFromSettings(std::span(settings).first(length)), std::nullopt) << length;
+    }
+    EXPECT_EQ(dpiFromSettings(SettingsWriter(false).with(-1)), std::nullopt);
+    EXPECT_EQ(dpiFromSettings(Bytes(64, 0xff)), std::nullopt);
+}
+
+TEST(DesktopScaleTests, ResourcesAreReadLineByLine) {
+    const std::pair<const char*, std::optional<double>> cases[] = {
+        {"Xft.dpi:\t192\n", 192},
+        {"Xft.antialias: 1\nXft.dpi: 120.5", 120.5},
+        {"Xft.dpi: 96\nXft.dpi: 144\n", 144},
+        {"", std::nullopt},
+        {"Xft.dpi:", std::nullopt},
+        {"Xft.dpi:\nxterm: 144", std::nullopt},
+        {"Xft.dpi: many\nMyXft.dpi: 144\n!Xft.dpi: 144", std::nullopt},
+        {"Xft.dpi: 0", std::nullopt},
+        {"Xft.dpi: nan", std::nullopt},
+    };
+    for (const auto& [text, dpi] : cases)
+        EXPECT_EQ(dpiFromResources(text), dpi) << text;
+}
+
+TEST(DesktopScaleTests, RunningSettingsCountMoreThanResources) {
+    const stage::Xvfb server({.width = 64, .height = 64});
+    const Connection connection(server.displayName());
+    EXPECT_EQ(desktopScale(connection), 1);
+    const auto merge = [&](const std::string& dpi) {
+        stage::runProgram({"sh", "-c", "echo Xft.dpi: " + dpi + " | xrdb -nocpp -merge"},
+                          {{"DISPLAY", server.displayName()}, {"XAUTHORITY", std::nullopt}});
+        return desktopScale(connection);
+    };
+    EXPECT_EQ(merge("192"), 2);
+    EXPECT_EQ(merge("72"), 1);
+    EXPECT_EQ(merge("960"), 4);
+
+    test::TestWindow manager(server.displayName(), {.frame = {0, 0, 9, 9}});
+    test::setProperty(manager, manager.id(), "_XSETTINGS_SETTINGS", "_XSETTINGS_SETTINGS",
+                      SettingsWriter(false).with(144 * 1024));
+    EXPECT_EQ(desktopScale(connection), 4);
+    const auto selection = stage::internAtom(manager.connection(), "_XSETTINGS_S0");
+    xcb_set_selection_owner(manager.connection(), manager.id(), selection, XCB_CURRENT_TIME);
+    manager.sync();
+    EXPECT_EQ(desktopScale(connection), 1.5);
+}
+
+}  // namespace
+}  // namespace lumicrate::x11

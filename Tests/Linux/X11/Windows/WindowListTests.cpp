@@ -1,0 +1,330 @@
+#include "Linux/X11/Windows/TopLevel.h"
+#include "Linux/X11/Windows/WindowLevel.h"
+#include "Linux/X11/Windows/WindowList.h"
+#include "Tests/Linux/X11/TestWindow.h"
+#include "Tests/Linux/X11/Windows/WindowWords.h"
+#include "Tests/Stage/Xvfb.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <array>
+#include <csignal>
+
+namespace lumicrate::x11 {
+namespace {
+
+using test::cardinals;
+using test::eventually;
+using test::setProperty;
+using test::TestWindow;
+using testing::ElementsAre;
+
+class WindowListTests : public testing::Test {
+ protected:
+    std::vector<std::uint32_t> ids() const {
+        std::vector<std::uint32_t> all;
+        for (const SCWindow& each : list->windows())
+            all.push_back(each.windowID);
+        return all;
+    }
+    /// Without what the window manager keeps on the screen for itself.
+    std::vector<std::uint32_t> managedIds() const {
+        std::vector<std::uint32_t> all;
+        for (const SCWindow& each : list->windows())
+            if (each.windowLayer == 0) all.push_back(each.windowID);
+        return all;
+    }
+    std::optional<SCWindow> find(std::uint32_t id) const {
+        for (const SCWindow& each : list->windows())
+            if (each.windowID == id) return each;
+        return std::nullopt;
+    }
+    void begin(bool windowManager, double scale = 1) {
+        server.emplace(stage::Xvfb::Options{.width = 800, .height = 600, .windowManager = windowManager});
+        list.emplace(server->displayName(), scale);
+    }
+    TestWindow show(const TestWindow::Look& look) const { return {server->displayName(), look}; }
+    /// What the server itself says of a window's place, with border.
+    PixelRect outline(xcb_window_t window) const {
+        const Connection connection(server->displayName());
+        const auto is = connection.await(xcb_get_geometry_reply, xcb_get_geometry(connection.get(), window));
+        return {is->x, is->y, is->width + 2 * is->border_width, is->height + 2 * is->border_width};
+    }
+
+    std::optional<stage::Xvfb> server;
+    std::optional<WindowList> list;
+};
+
+Rect points(const PixelRect& rect) {
+    return {double(rect.x), double(rect.y), double(rect.width), double(rect.height)};
+}
+
+TEST_F(WindowListTests, ManagedWindowsAreListedInTheirFramesFrontToBack) {
+    begin(true);
+    TestWindow back = show({.frame = {100, 100, 300, 200}, .managed = true, .title = "back"});
+    ASSERT_TRUE(eventually([&] { return find(back.id()); }));
+    TestWindow front = show({.frame = {200, 150, 300, 200}, .managed = true, .title = "front"});
+    ASSERT_TRUE(eventually([&] { return find(front.id()); }));
+    test::raise(front);
+    ASSERT_TRUE(eventually([&] { return managedIds() == std::vector{front.id(), back.id()}; }));
+    test::raise(back);
+    ASSERT_TRUE(eventually([&] { return managedIds() == std::vector{back.id(), front.id()}; }));
+
+    const SCWindow window = find(back.id()).value();
+    EXPECT_EQ(window.title, "back");
+    EXPECT_EQ(window.windowLayer, 0);
+    EXPECT_EQ(window.owningApplication->processID, getpid());
+    const xcb_window_t frame = topLevelOf(Connection(server->displayName()), back.id());
+    ASSERT_NE(frame, back.id());
+    EXPECT_EQ(window.frame, points(outline(frame)));
+    EXPECT_GT(window.frame.height, 205) << "a title bar";
+    EXPECT_EQ(list->bounds(back.id()), window.frame);
+
+    back.move(50, 60);
+    EXPECT_TRUE(eventually([&] { return list->bounds(back.id())->x == 50; }));
+    EXPECT_EQ(find(back.id())->frame, list->bounds(back.id()));
+
+    test::minimize(back);
+    EXPECT_TRUE(eventually([&] { return managedIds() == std::vector{front.id()}; }));
+    EXPECT_EQ(list->bounds(back.id()), std::nullopt);
+}
+
+TEST_F(WindowListTests, WithoutAWindowManagerPlainTopLevelsAreWindows) {
+    begin(false, 2);
+    TestWindow plain = show({.frame = {10, 20, 300, 200}, .managed = true, .borderWidth = 4});
+    TestWindow panel = show({.frame = {0, 0, 80, 40}});
+    TestWindow unseen = show({.frame = {0, 0, 80, 40}, .managed = true});
+    unseen.unmap();
+    const std::uint32_t inside = test::makeChild(plain, XCB_WINDOW_CLASS_INPUT_OUTPUT);
+    test::makeTopLevel(plain, XCB_WINDOW_CLASS_INPUT_ONLY);
+
+    EXPECT_THAT(ids(), ElementsAre(panel.id(), plain.id()));
+    EXPECT_EQ(find(plain.id())->windowLayer, 0);
+    EXPECT_EQ(find(plain.id())->frame, (Rect{5, 10, 154, 104}));
+    EXPECT_EQ(find(plain.id())->title, std::nullopt);
+    EXPECT_EQ(find(panel.id())->windowLayer, 25);
+    EXPECT_EQ(list->bounds(panel.id()), (Rect{0, 0, 40, 20}));
+    for (const std::uint32_t none : {unseen.id(), inside, 0U, 0x1234567U})
+        EXPECT_EQ(list->bounds(none), std::nullopt) << none;
+
+    // What older window managers do: a mark on the window, and nothing on the root window.
+    setProperty(plain, inside, "WM_STATE", "WM_STATE", cardinals({1, 0}));
+    EXPECT_THAT(ids(), ElementsAre(panel.id(), inside));
+    EXPECT_EQ(list->bounds(inside), (Rect{5, 10, 154, 104}));
+
+    // Left behind by a window manager that is gone, which put a title bar around the window.
+    setProperty(plain, plain.id(), "_NET_FRAME_EXTENTS", "CARDINAL", cardinals({9, 9, 9, 9}));
+    EXPECT_EQ(list->bounds(plain.id()), (Rect{5, 10, 154, 104}));
+}
+
+TEST_F(WindowListTests, AListThatAWindowManagerLeftBehindDoesNotCount) {
+    begin(false);
+    TestWindow listed = show({.frame = {100, 100, 200, 100}, .managed = true});
+    TestWindow other = show({.frame = {0, 0, 80, 40}, .managed = true});
+    const xcb_window_t root = Connection(server->displayName()).root();
+    const std::uint32_t sign = test::makeTopLevel(other, XCB_WINDOW_CLASS_INPUT_ONLY);
+    for (const std::uint32_t holder : {root, sign})
+        setProperty(other, holder, "_NET_SUPPORTING_WM_CHECK", "WINDOW", cardinals({sign}));
+    setProperty(other, root, "_NET_CLIENT_LIST", "WINDOW", cardinals({listed.id()}));
+    setProperty(listed, listed.id(), "_NET_FRAME_EXTENTS", "CARDINAL", cardinals({1, 2, 20, 4}));
+    EXPECT_THAT(ids(), ElementsAre(other.id(), listed.id()));
+    EXPECT_EQ(find(other.id())->windowLayer, 25);
+    EXPECT_EQ(find(listed.id())->windowLayer, 0);
+    EXPECT_EQ(find(listed.id())->frame, (Rect{99, 80, 203, 124})) << "decorated without a frame window";
+
+    setProperty(listed, listed.id(), "_NET_WM_STATE", "ATOM",
+                cardinals({stage::internAtom(listed.connection(), "_NET_WM_STATE_HIDDEN")}));
+    EXPECT_THAT(ids(), ElementsAre(other.id())) << "minimised without being unmapped";
+    EXPECT_EQ(list->bounds(listed.id()), std::nullopt);
+
+    xcb_destroy_window(other.connection(), sign);
+    other.sync();
+    EXPECT_EQ(find(other.id())->windowLayer, 0);
+}
+
+TEST_F(WindowListTests, ShadowsAreNoPartOfAWindow) {
+    begin(true);
+    TestWindow window = show({.frame = {100, 100, 300, 200}, .managed = true});
+    // Neither title bar nor rim, as a program asks for that draws them itself.
+    setProperty(window, window.id(), "_MOTIF_WM_HINTS", "_MOTIF_WM_HINTS", cardinals({2, 0, 0, 0, 0}));
+    ASSERT_TRUE(eventually([&] {
+        const auto bounds = list->bounds(window.id());
+        return bounds && bounds->size() == Size{300, 200};
+    }));
+    const Rect whole = list->bounds(window.id()).value();
+    setProperty(window, window.id(), "_GTK_FRAME_EXTENTS", "CARDINAL", cardinals({26, 25, 23, 29}));
+    EXPECT_EQ(list->bounds(window.id()), (Rect{whole.x + 26, whole.y + 23, 249, 148}));
+    EXPECT_EQ(find(window.id())->frame, list->bounds(window.id()));
+    setProperty(window, window.id(), "_GTK_FRAME_EXTENTS", "CARDINAL", cardinals({0xFFFFFFFF, 1, 1, 1}));
+    EXPECT_EQ(list->bounds(window.id()), whole);
+}
+
+TEST_F(WindowListTests, TitlesAreReadInWhateverEncodingTheyAre) {
+    begin(false);
+    struct Case {
+        const char* property;
+        const char* type;
+        std::string bytes;
+        std::optional<std::string> title;
+    };
+    TestWindow window = show({.frame = {0, 0, 80, 40}});
+    for (const auto& [property, type, bytes, title] : {
+             Case{"WM_NAME", "STRING", "Caf\xE9", "Café"},
+             Case{"WM_NAME", "COMPOUND_TEXT", "\x1b%Gнет\x1b%@ \xE9", "нет é"},
+             Case{"WM_NAME", "UTF8_STRING", "日本", "日本"},
+             Case{"_NET_WM_NAME", "UTF8_STRING", "", ""},
+             Case{"_NET_WM_NAME", "UTF8_STRING", "日本語 العربية 🎬", "日本語 العربية 🎬"},
+             Case{"_NET_WM_NAME", "UTF8_STRING", "bad \xFF byte", "bad \uFFFD byte"},
+             Case{"_NET_WM_NAME", "UTF8_STRING", std::string(20000, 'x'), std::string(20000, 'x')},
+         }) {
+        setProperty(window, window.id(), property, type, bytes);
+        EXPECT_EQ(find(window.id())->title, title) << type;
+    }
+}
+
+TEST_F(WindowListTests, OwnersAreTheProcessesThatMadeTheWindows) {
+    begin(false);
+    std::array<int, 2> pipe{};
+    ASSERT_EQ(::pipe(pipe.data()), 0);
+    const pid_t child = fork();
+    if (child == 0) {
+        // Killed when the test has seen enough.
+        TestWindow window = show({.frame = {0, 0, 80, 40}});
+        setProperty(window, window.id(), "_NET_WM_PID", "CARDINAL", cardinals({1}));
+        const xcb_window_t id = window.id();
+        if (write(pipe[1], &id, sizeof id) == sizeof id) pause();
+        _exit(1);
+    }
+    xcb_window_t strange = XCB_NONE;
+    close(pipe[1]);
+    EXPECT_EQ(read(pipe[0], &strange, sizeof strange), static_cast<ssize_t>(sizeof strange));
+    close(pipe[0]);
+    TestWindow own = show({.frame = {0, 0, 80, 40}});
+    setProperty(own, own.id(), "WM_CLASS", "STRING", std::string("instance\0Class\0", 15));
+
+    const auto strangers = find(strange).value_or(SCWindow()).owningApplication;
+    EXPECT_EQ(strangers, (SCRunningApplication{child, "x11-window-test"}))
+        << "the program's name, cut by Linux";
+    EXPECT_EQ(find(own.id())->owningApplication, (SCRunningApplication{getpid(), "Class"}));
+    setProperty(own, own.id(), "WM_CLASS", "STRING", std::string("instance\0\0", 10));
+    EXPECT_EQ(find(own.id())->owningApplication->applicationName, "instance");
+
+    kill(child, SIGKILL);
+    EXPECT_EQ(waitpid(child, nullptr, 0), child);
+    EXPECT_TRUE(eventually([&] { return !find(strange); }));
+}
+
+TEST_F(WindowListTests, TypesGiveLayers) {
+    begin(false);
+    const WindowAtoms atoms{Connection(server->displayName())};
+    const auto layer = [&](std::vector<xcb_atom_t> types, bool managed) {
+        return windowLayer(types, managed, atoms);
+    };
+    EXPECT_EQ(layer({}, true), 0);
+    EXPECT_EQ(layer({}, false), 25);
+    EXPECT_EQ(layer({atoms.typeDialog}, true), 0);
+    EXPECT_EQ(layer({atoms.typeNormal}, false), 25);
+    EXPECT_EQ(layer({XCB_ATOM_ANY, atoms.typeDock, atoms.typeNormal}, true), 20);
+    EXPECT_LT(layer({atoms.typeDesktop}, true), -100);
+    TestWindow menu = show({.frame = {0, 0, 80, 40}});
+    setProperty(menu, menu.id(), "_NET_WM_WINDOW_TYPE", "ATOM", cardinals({atoms.typePopupMenu}));
+    EXPECT_EQ(find(menu.id())->windowLayer, 101);
+}
+
+TEST_F(WindowListTests, AChooserFindsWindowsAsTheyAreSeen) {
+    begin(true);
+    std::vector<TestWindow> windows;
+    const auto add = [&](const TestWindow::Look& look) -> TestWindow& {
+        windows.push_back(show(look));
+        EXPECT_TRUE(eventually([&] { return find(windows.back().id()); }));
+        if (look.managed) test::raise(windows.back());
+        EXPECT_TRUE(eventually([&] { return !look.managed || managedIds().front() == windows.back().id(); }));
+        return windows.back();
+    };
+    windows.reserve(5);
+    const std::uint32_t plain = add({.frame = {100, 100, 300, 200}, .managed = true}).id();
+    TestWindow& minimised = add({.frame = {10, 10, 200, 100}, .managed = true});
+    TestWindow& oversized = add({.frame = {0, 0, 400, 300}, .managed = true});
+    const std::uint32_t large = oversized.id();
+    oversized.place({-50, -20, 1000, 900});
+    TestWindow& full = add({.frame = {50, 50, 100, 100}, .managed = true});
+    const auto stateFull = stage::internAtom(full.connection(), "_NET_WM_STATE_FULLSCREEN");
+    test::ask(full, "_NET_WM_STATE", {1, stateFull});
+    test::minimize(minimised);
+    const std::uint32_t menu = add({.frame = {150, 150, 80, 120}}).id();
+    setProperty(full, menu, "_NET_WM_WINDOW_TYPE", "ATOM",
+                cardinals({stage::internAtom(full.connection(), "_NET_WM_WINDOW_TYPE_POPUP_MENU")}));
+    ASSERT_TRUE(eventually([&] { return managedIds() == std::vector{full.id(), large, plain}; }));
+    ASSERT_TRUE(eventually([&] { return list->bounds(full.id()) == Rect{0, 0, 800, 600}; }));
+    ASSERT_TRUE(eventually([&] { return list->bounds(large)->width > 1000; })) << "more than the screen";
+
+    const Connection connection(server->displayName());
+    const struct {
+        std::uint32_t window;
+        int layer;
+        bool decorated;
+    } frontToBack[] = {{menu, 101, false}, {full.id(), 0, false}, {large, 0, true}, {plain, 0, true}};
+    std::vector<std::uint32_t> seen = ids();
+    // Without what the window manager keeps on the screen for itself.
+    std::erase_if(seen, [&](std::uint32_t id) { return id != menu && find(id)->windowLayer != 0; });
+    ASSERT_EQ(seen.size(), std::size(frontToBack));
+    for (std::size_t i = 0; i < seen.size(); ++i) {
+        const auto& [window, layer, decorated] = frontToBack[i];
+        EXPECT_EQ(seen[i], window) << i;
+        const SCWindow found = find(window).value();
+        EXPECT_EQ(found.windowLayer, layer) << i;
+        const xcb_window_t frame = topLevelOf(connection, window);
+        EXPECT_EQ(found.frame, points(outline(frame))) << i;
+        const PixelRect inside = outline(window);
+        EXPECT_EQ(found.frame.height > inside.height, decorated) << i;
+    }
+}
+
+TEST_F(WindowListTests, WhatAWindowIsFadedToCountsWhereItIsSeen) {
+    begin(true);
+    TestWindow window = show({.frame = {100, 100, 300, 200}, .managed = true});
+    TestWindow framed = show({.frame = {200, 150, 300, 200}, .managed = true});
+    TestWindow panel = show({.frame = {0, 0, 80, 40}});
+    ASSERT_TRUE(eventually([&] { return find(window.id()) && find(framed.id()) && find(panel.id()); }));
+    const xcb_window_t frame = topLevelOf(Connection(server->displayName()), framed.id());
+    ASSERT_NE(frame, framed.id());
+    const auto fade = [&](std::uint32_t which, std::uint32_t opacity) {
+        setProperty(window, which, "_NET_WM_WINDOW_OPACITY", "CARDINAL", cardinals({opacity}));
+    };
+    const auto alpha = [&](const TestWindow& of) { return find(of.id())->alpha; };
+    fade(window.id(), 0x7fffffff);
+    fade(panel.id(), 0);
+    EXPECT_EQ(alpha(window), 1) << "nobody fades it";
+    EXPECT_EQ(alpha(panel), 1);
+    server->startCompositor();
+    EXPECT_NEAR(alpha(window), 0.5, 1e-6);
+    EXPECT_EQ(alpha(panel), 0);
+    fade(panel.id(), 0xffffffff);
+    EXPECT_EQ(alpha(panel), 1);
+    EXPECT_EQ(alpha(framed), 1) << "none is given";
+    fade(frame, 0x3fffffff);
+    EXPECT_NEAR(alpha(framed), 0.25, 1e-6) << "given to its frame";
+    server->stopCompositor();
+    EXPECT_TRUE(eventually([&] { return alpha(window) == 1; }));
+}
+
+TEST_F(WindowListTests, WindowsThatVanishDisturbNobodyAndALostServerIsAnError) {
+    begin(true);
+    TestWindow staying = show({.frame = {0, 0, 200, 100}, .managed = true});
+    for (int i = 0; i < 40; ++i) {
+        const TestWindow passing = show({.frame = {0, 0, 80, 40}, .managed = i % 2 == 0});
+        for (const SCWindow& each : list->windows())
+            EXPECT_FALSE(each.frame.isEmpty());
+        list->bounds(passing.id());
+    }
+    EXPECT_TRUE(eventually([&] { return managedIds() == std::vector{staying.id()}; }));
+    server->kill();
+    EXPECT_THROW(list->windows(), PlatformError);
+    EXPECT_THROW(list->bounds(staying.id()), PlatformError);
+}
+
+}  // namespace
+}  // namespace lumicrate::x11

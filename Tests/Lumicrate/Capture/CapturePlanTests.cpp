@@ -1,0 +1,266 @@
+// What is captured and how: content filter, stream configuration, bit rate.
+#include "Lumicrate/Capture/ContentFilter.h"
+#include "Lumicrate/Capture/StreamConfiguration.h"
+#include "Lumicrate/Recording/RecorderError.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace lumicrate::test {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+constexpr std::int32_t own = 42;
+
+SCWindow window(std::uint32_t id, std::int32_t owner, Rect frame = {0, 0, 400, 300}) {
+    SCWindow result;
+    result.windowID = id;
+    result.frame = frame;
+    if (owner != 0) result.owningApplication = SCRunningApplication{owner, "application"};
+    return result;
+}
+
+std::vector<std::uint32_t> numbers(const SCContentFilter& filter) {
+    std::vector<std::uint32_t> result;
+    for (const SCWindow& each : filter.windows)
+        result.push_back(each.windowID);
+    return result;
+}
+
+class ContentFilterTests : public testing::Test {
+ protected:
+    ContentFilterTests() {
+        content.displays = {{1, {0, 0, 1920, 1080}, 1, "left"}, {2, {1920, 100, 800, 600}, 2, "right"}};
+        // Main window, control bar, area frame, bubble, click highlights; a window of nobody and one of
+        // somebody else.
+        content.windows = {window(10, own), window(11, own), window(12, own), window(13, own),
+                           window(14, own), window(20, 0),   window(21, 7)};
+        request.overlays = {{13, 14}, {11, 12}};
+        request.processID = own;
+        request.mainDisplayID = 2;
+    }
+
+    RecorderError::Case refusal() const {
+        try {
+            makeFilter(content, request);
+        } catch (const RecorderError& error) {
+            return error.which();
+        }
+        return RecorderError::microphoneDenied;
+    }
+
+    SCShareableContent content;
+    FilterRequest request;
+};
+
+TEST_F(ContentFilterTests, OwnWindowsAreLeftOutButForTheKeptOverlays) {
+    request.source = CaptureSource::display(1);
+    EXPECT_THAT(numbers(makeFilter(content, request).filter), ElementsAre(10, 11, 12));
+    request.hideSelf = false;
+    EXPECT_THAT(numbers(makeFilter(content, request).filter), ElementsAre(11, 12));
+    // A bubble that is not visible is a window like any other.
+    request.hideSelf = true;
+    request.overlays.keep = {14};
+    EXPECT_THAT(numbers(makeFilter(content, request).filter), ElementsAre(10, 11, 12, 13));
+}
+
+TEST_F(ContentFilterTests, TheDisplayIsTheWantedOneOrTheFirst) {
+    const std::pair<std::optional<CaptureSource>, std::uint32_t> cases[] = {
+        {std::nullopt, 2},           {CaptureSource::audioOnly(), 2}, {CaptureSource::display(1), 1},
+        {CaptureSource::area(2), 2}, {CaptureSource::area(9), 1},
+    };
+    for (const auto& [source, displayID] : cases) {
+        request.source = source;
+        const CaptureTarget target = makeFilter(content, request);
+        EXPECT_EQ(target.filter.display.displayID, displayID);
+        EXPECT_EQ(target.filter.kind, SCContentFilter::Kind::displayExcludingWindows);
+        EXPECT_EQ(target.windowSourceRect, std::nullopt);
+    }
+    content.displays.clear();
+    EXPECT_EQ(refusal(), RecorderError::noDisplay);
+}
+
+TEST_F(ContentFilterTests, AWindowIsShownOnTheDisplayThatHoldsMostOfIt) {
+    struct Case {
+        Rect frame;
+        std::uint32_t displayID;
+        Rect onDisplay;
+    };
+    const Case cases[] = {
+        {{100.5, 50.25, 300, 200}, 1, {100, 50, 301, 201}},
+        {{1820, 200, 300, 200}, 2, {0, 100, 200, 200}},     // two thirds on the right
+        {{1820, 200, 200, 200}, 1, {1820, 200, 100, 200}},  // halves: the first listed
+        {{5000, 5000, 200, 200}, 1, {0, 0, 0, 0}},          // on none: the first listed
+    };
+    request.source = CaptureSource::window(21);
+    for (const Case& each : cases) {
+        content.windows.back().frame = each.frame;
+        const CaptureTarget target = makeFilter(content, request);
+        EXPECT_EQ(target.filter.kind, SCContentFilter::Kind::displayIncludingWindows);
+        EXPECT_EQ(target.windowDisplayID, each.displayID);
+        EXPECT_EQ(target.filter.display.displayID, each.displayID);
+        EXPECT_EQ(target.windowSourceRect, each.onDisplay);
+        EXPECT_THAT(numbers(target.filter), ElementsAre(21, 13, 14));
+    }
+}
+
+TEST_F(ContentFilterTests, AWindowMayBeGoneOrOnNoDisplay) {
+    request.source = CaptureSource::window(99);
+    EXPECT_EQ(refusal(), RecorderError::windowGone);
+    request.source = CaptureSource::window(21);
+    content.displays.clear();
+    const CaptureTarget target = makeFilter(content, request);
+    EXPECT_EQ(target.filter.kind, SCContentFilter::Kind::desktopIndependentWindow);
+    EXPECT_THAT(numbers(target.filter), ElementsAre(21));
+    EXPECT_EQ(target.windowDisplayID, std::nullopt);
+    EXPECT_EQ(target.windowSourceRect, std::nullopt);
+}
+
+TEST_F(ContentFilterTests, TheMainDisplayIsOneThatIsListed) {
+    EXPECT_EQ(chooseMainDisplay(content.displays, 2), 2U);
+    EXPECT_EQ(chooseMainDisplay(content.displays, 9), 1U);
+    EXPECT_EQ(chooseMainDisplay({}, 9), 9U);
+}
+
+class StreamConfigurationTests : public testing::Test {
+ protected:
+    /// Of a display of so many points.
+    SCStreamConfiguration make(double width, double height, double density = 1) {
+        target.filter.contentRect = {0, 0, width, height};
+        target.filter.pointPixelScale = density;
+        return makeConfiguration(target, source, options, {{"usb", "USB"}});
+    }
+
+    CaptureTarget target;
+    std::optional<CaptureSource> source = CaptureSource::display(1);
+    RecordingOptions options;
+};
+
+TEST_F(StreamConfigurationTests, ThePictureIsScaledDownToItsLimits) {
+    using enum VideoQuality;
+    using enum OutputFormat;
+    struct Case {
+        double width, height, density;
+        VideoQuality quality;
+        OutputFormat format;
+        int expectedWidth, expectedHeight;
+    };
+    const Case cases[] = {
+        {5120, 2880, 1, native, mp4H264, 4096, 2304}, {2560, 1440, 2, native, mp4H264, 4096, 2304},
+        {5120, 2880, 1, native, movHEVC, 5120, 2880}, {3024, 1964, 1, p1080, mp4H264, 1663, 1080},
+        {1512, 982, 2, p1080, mp4H264, 1663, 1080},   {1280, 720, 1, p1080, mp4H264, 1280, 720},
+        {1920, 1080, 1, p720, mp4H264, 1280, 720},    {1, 1, 1, native, mp4H264, 2, 2},
+        {8000, 1000, 1, p1080, mp4H264, 4096, 512},   {8000, 1000, 1, p1080, movHEVC, 8000, 1000},
+        {333.3, 100, 1.5, native, mp4H264, 500, 150}, {801, 601, 1, native, movHEVC, 801, 601},
+    };
+    for (const Case& each : cases) {
+        options.quality = each.quality;
+        options.format = each.format;
+        const SCStreamConfiguration made = make(each.width, each.height, each.density);
+        EXPECT_EQ(made.width, each.expectedWidth) << each.width << " x " << each.height;
+        EXPECT_EQ(made.height, each.expectedHeight) << each.width << " x " << each.height;
+        EXPECT_EQ(made.sourceRect, std::nullopt);
+    }
+}
+
+TEST_F(StreamConfigurationTests, AreasAndWindowsAreCutOut) {
+    options.quality = VideoQuality::native;
+    source = CaptureSource::area(1);
+    options.areaRect = Rect{1800, 1000, 640, 480};
+    SCStreamConfiguration made = make(1920, 1080, 2);
+    EXPECT_EQ(made.sourceRect, (Rect{1800, 1000, 120, 80}));
+    EXPECT_EQ(made.width, 240);
+    EXPECT_EQ(made.height, 160);
+
+    for (const auto& area : {std::optional<Rect>(), std::optional(Rect{3000, 0, 10, 10})}) {
+        options.areaRect = area;
+        made = make(1920, 1080);
+        EXPECT_EQ(made.sourceRect, std::nullopt);
+        EXPECT_EQ(made.width, 1920);
+    }
+
+    source = CaptureSource::window(5);
+    options.areaRect = Rect{0, 0, 10, 10};
+    target.windowSourceRect = Rect{10, 20, 300, 200};
+    made = make(1920, 1080);
+    EXPECT_EQ(made.sourceRect, (Rect{10, 20, 300, 200}));
+    EXPECT_TRUE(made.preservesAspectRatio);
+    EXPECT_EQ(made.width, 300);
+    target.windowSourceRect = Rect{0, 0, 0, 0};
+    EXPECT_EQ(make(1920, 1080).width, 1920);
+}
+
+TEST_F(StreamConfigurationTests, SoundAloneHasTheSmallestPicture) {
+    source = CaptureSource::audioOnly();
+    for (const double width : {1920.0, 0.0}) {
+        const SCStreamConfiguration made = make(width, width);
+        EXPECT_EQ(made.width, 2);
+        EXPECT_EQ(made.height, 2);
+        EXPECT_EQ(made.minimumFrameInterval, CMTime(1, 1));
+    }
+}
+
+TEST_F(StreamConfigurationTests, TheRestFollowsTheOptions) {
+    options.fps = 24;
+    options.showCursor = false;
+    options.captureSystemAudio = false;
+    options.microphoneID = "usb";
+    SCStreamConfiguration made = make(1920, 1080);
+    EXPECT_EQ(made.minimumFrameInterval, CMTime(1, 24));
+    EXPECT_FALSE(made.showsCursor);
+    EXPECT_FALSE(made.capturesAudio);
+    EXPECT_TRUE(made.excludesCurrentProcessAudio);
+    EXPECT_FALSE(made.captureMicrophone);
+    EXPECT_EQ(made.microphoneCaptureDeviceID, std::nullopt);
+    EXPECT_EQ(made.queueDepth, 6);
+    EXPECT_EQ(made.pixelFormat, 0x34323076U);
+
+    options.captureMicrophone = true;
+    EXPECT_EQ(make(1920, 1080).microphoneCaptureDeviceID, "usb");
+    for (const char* other : {"", "unplugged"}) {
+        options.microphoneID = other;
+        made = make(1920, 1080);
+        EXPECT_TRUE(made.captureMicrophone);
+        EXPECT_EQ(made.microphoneCaptureDeviceID, std::nullopt);
+    }
+}
+
+TEST(MovieFormatTests, BitRatesFollowTheTable) {
+    using enum EncodingQuality;
+    using enum OutputFormat;
+    struct Case {
+        int width, height, fps;
+        EncodingQuality quality;
+        OutputFormat format;
+        std::int64_t expected;
+    };
+    const Case cases[] = {
+        {1920, 1080, 30, high, mp4H264, 7'464'960},      {1920, 1080, 30, high, movHEVC, 5'225'471},
+        {320, 240, 15, standard, movHEVC, 1'000'000},    {1920, 1080, 30, standard, mp4H264, 3'732'480},
+        {4096, 2304, 60, maximum, mp4H264, 135'895'449}, {16384, 16384, 60, maximum, mp4H264, 3'865'470'566},
+    };
+    for (const Case& each : cases) {
+        RecordingOptions options;
+        options.fps = each.fps;
+        options.encodingQuality = each.quality;
+        options.format = each.format;
+        EXPECT_EQ(bitRate(each.width, each.height, options), each.expected)
+            << each.width << " x " << each.height;
+    }
+}
+
+TEST(MovieFormatTests, FilesFollowTheFormat) {
+    EXPECT_EQ(movieFormat(OutputFormat::mp4H264, false),
+              (MovieFormat{AVFileType::mpeg4, AVVideoCodecType::h264, "mp4"}));
+    EXPECT_EQ(movieFormat(OutputFormat::movHEVC, false),
+              (MovieFormat{AVFileType::quickTimeMovie, AVVideoCodecType::hevc, "mov"}));
+    for (const OutputFormat format : allCases<OutputFormat>()) {
+        EXPECT_EQ(movieFormat(format, true).fileType, AVFileType::appleM4A);
+        EXPECT_EQ(movieFormat(format, true).fileExtension, "m4a");
+    }
+}
+
+}  // namespace
+}  // namespace lumicrate::test

@@ -1,0 +1,115 @@
+// A recorded window is followed: its crop, and the panels that belong to it.
+#include "Tests/Lumicrate/Recording/RecorderFixture.h"
+
+namespace lumicrate::test {
+namespace {
+
+using testing::ElementsAre;
+
+class WindowFollowerTests : public RecorderFixture {
+ protected:
+    static constexpr auto interval = 120ms;
+
+    WindowFollowerTests() {
+        overlays.controlBar = &bar;
+        overlays.webcam = &bubble;
+        defaults.stored["webcamEnabled"] = true;
+    }
+
+    Rect& frame() { return capture.content.windows.front().frame; }
+    /// The crops that the stream was given since the last time.
+    std::vector<Rect> crops() {
+        std::vector<Rect> given;
+        for (const SCStreamConfiguration& each : std::exchange(capture.stream->updates, {}))
+            given.push_back(each.sourceRect.value_or(Rect()));
+        return given;
+    }
+
+    FakeControlBar bar{11};
+    FakeWebcam bubble{12};
+};
+
+TEST_F(WindowFollowerTests, TheCropGoesWithTheWindowOverItsDisplay) {
+    record(CaptureSource::window(7));
+    EXPECT_EQ(capture.stream->configuration.sourceRect, (Rect{80, 100, 300, 200}));
+    const struct {
+        const char* what;
+        Rect frame;
+        std::vector<Rect> crops;
+    } steps[] = {
+        {"stands still", {2000, 100, 300, 200}, {}},
+        {"moved", {2010, 120, 300, 200}, {{90, 120, 300, 200}}},
+        {"resized", {2010, 120, 350, 100}, {{90, 120, 350, 100}}},
+        {"between points", {2010.5, 120.25, 300, 200}, {{90, 120, 301, 201}}},
+        {"half off the right edge", {2600, 120, 300, 200}, {{680, 120, 120, 200}}},
+        {"half off the top left corner", {1900, -50, 300, 200}, {{0, 0, 280, 150}}},
+        {"on the other display", {100, 100, 300, 200}, {}},
+        {"back", {2000, 100, 300, 200}, {{80, 100, 300, 200}}},
+    };
+    for (const auto& step : steps) {
+        frame() = step.frame;
+        executor.advance(interval);
+        EXPECT_EQ(crops(), step.crops) << step.what;
+    }
+    EXPECT_EQ(capture.stream->configuration.width, 300);
+}
+
+TEST_F(WindowFollowerTests, AWindowThatIsGoneLeavesTheCropAndTheRecordingAlone) {
+    record(CaptureSource::window(7));
+    const SCWindow window = capture.content.windows.front();
+    capture.content.windows.clear();
+    executor.advance(10s);
+    EXPECT_TRUE(crops().empty());
+    EXPECT_EQ(*recorder->state, State::recording);
+
+    capture.content.windows = {window};
+    frame().x += 5;
+    capture.stream->updateError = std::make_exception_ptr(PlatformError("Too late."));
+    executor.advance(interval);
+    frame().x += 5;
+    executor.advance(interval);
+    EXPECT_THAT(crops(), ElementsAre(Rect{85, 100, 300, 200}, Rect{90, 100, 300, 200}));
+    EXPECT_EQ(message(), "");
+}
+
+TEST_F(WindowFollowerTests, AMovementWhileCaptureIsSetUpIsCaughtUpWith) {
+    capture.completesAtOnce = false;
+    startWith(CaptureSource::window(7));
+    frame().x += 30;
+    capture.stream->started(nullptr);
+    executor.drain();
+    executor.advance(interval);
+    EXPECT_THAT(crops(), ElementsAre(Rect{110, 100, 300, 200}));
+}
+
+TEST_F(WindowFollowerTests, PanelsKeepTheirPlaceAgainstTheWindow) {
+    record(CaptureSource::window(7));
+    const Point bubbleBefore = bubble.center;
+    frame() = {100, 100, 300, 200};  // where nothing of it is recorded
+    executor.advance(interval);
+    frame() = {2010, 130, 320, 210};
+    executor.advance(interval);
+    EXPECT_EQ(bar.moved, (Point{20, -40}));
+    EXPECT_EQ(bubble.center, (Point{bubbleBefore.x + 30, bubbleBefore.y - 40}));
+}
+
+TEST_F(WindowFollowerTests, TheEndOfTheRecordingEndsIt) {
+    record(CaptureSource::window(7));
+    recorder->requestStop();
+    executor.drain();
+    frame().x += 5;
+    complete();
+    executor.advance(interval);
+    EXPECT_TRUE(crops().empty());
+    EXPECT_EQ(executor.pendingTimers(), 0U);
+}
+
+TEST_F(WindowFollowerTests, ScreensAreNotFollowed) {
+    record(CaptureSource::display(1));
+    frame().x += 5;
+    executor.advance(interval);
+    EXPECT_TRUE(crops().empty());
+}
+
+}  // namespace
+}  // namespace lumicrate::test

@@ -1,0 +1,287 @@
+// What the main window shows and does: source bar, record button, banners, window pictures.
+#include "Lumicrate/MainWindow/MainWindowModel.h"
+#include "Tests/Lumicrate/Recording/RecorderFixture.h"
+
+namespace lumicrate::test {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::SizeIs;
+
+class FakeScreenshots final : public SCScreenshotManager {
+ public:
+    std::optional<CGImage> captureImage(std::uint32_t windowID, Size size) override {
+        taken.push_back(windowID);
+        if (windowID == 8) return std::nullopt;
+        return CGImage{int(size.width), int(size.height), {}};
+    }
+    std::optional<CGImage> captureDisplay(std::uint32_t) override { return std::nullopt; }
+    std::vector<std::uint32_t> taken;
+};
+
+class MainWindowModelTests : public RecorderFixture {
+ protected:
+    void begin() {
+        make();
+        recorder->followSources();
+        executor.drain();
+        messages.emplace(*recorder);
+        const auto complain = [this](const std::string& sentence) { messages->complain(sentence); };
+        bar.emplace(*recorder, defaults, complain);
+        controls.emplace(*recorder, *bar, defaults, &mixingProgress, complain);
+    }
+    void TearDown() override {
+        controls.reset();
+        bar.reset();
+        messages.reset();
+        RecorderFixture::TearDown();
+    }
+    void changeContent() {
+        capture.contentChanged();
+        executor.advance(1s);
+    }
+    const RecorderControls::Content& shown() const { return *controls->content; }
+    std::vector<std::string> texts() const {
+        std::vector<std::string> all;
+        for (const auto& each : *messages->banners)
+            all.push_back(each.text);
+        return all;
+    }
+
+    RecorderControls::Progress mixingProgress;
+    std::optional<MessageBanners> messages;
+    std::optional<SourceBar> bar;
+    std::optional<RecorderControls> controls;
+};
+
+TEST_F(MainWindowModelTests, RecordsWhatIsChosen) {
+    struct Case {
+        CaptureMode mode;
+        std::function<void(SourceBar&)> choose;
+        CaptureSource expected;
+    };
+    const std::vector<Case> cases = {
+        {CaptureMode::window, [](SourceBar& to) { to.chooseWindow(7); }, CaptureSource::window(7)},
+        {CaptureMode::audio, [](SourceBar&) {}, CaptureSource::audioOnly()},
+    };
+    for (const Case& each : cases) {
+        SCOPED_TRACE(rawValue(each.mode));
+        begin();
+        bar->setMode(each.mode);
+        each.choose(*bar);
+        ASSERT_TRUE(shown().enabled) << shown().hint;
+        controls->press();
+        executor.advance(100ms);
+        EXPECT_EQ(*recorder->state, State::recording);
+        EXPECT_EQ(*recorder->source, each.expected);
+        TearDown();
+    }
+}
+
+TEST_F(MainWindowModelTests, SaysWhyNothingCanBeRecorded) {
+    begin();
+    bar->chooseWindow(7);
+    EXPECT_EQ(bar->content->window->title, "notes");
+    capture.content.windows[0].title = "notes (changed)";
+    changeContent();
+    EXPECT_EQ(bar->content->window->title, "notes (changed)");
+    capture.content.windows.clear();
+    changeContent();
+    EXPECT_FALSE(bar->content->window);
+    EXPECT_TRUE(shown().enabled) << "another is picked on the screen";
+    bar->setMode(CaptureMode::audio);
+    EXPECT_TRUE(shown().enabled);
+    defaults.set("captureSystemAudio", false);
+    EXPECT_THAT(shown().hint, HasSubstr("Turn on"));
+    capture.content.displays.clear();
+    changeContent();
+    bar->setMode(CaptureMode::screen);
+    EXPECT_THAT(shown().hint, HasSubstr("no screen"));
+}
+
+TEST_F(MainWindowModelTests, HasSourcesChosenOnTheScreen) {
+    FakeAreaSelector selector{executor};
+    FakeScreenChooser chooser{executor};
+    overlays.areaSelector = &selector;
+    overlays.screenChooser = &chooser;
+    begin();
+    const std::vector<std::pair<CaptureMode, std::string>> cases = {
+        {CaptureMode::area, "Choose an Area…"},
+        {CaptureMode::window, "Choose a Window…"},
+        {CaptureMode::screen, "Choose a Screen…"}};
+    for (const auto& [mode, title] : cases) {
+        bar->setMode(mode);
+        controls->press();
+        executor.drain();
+        EXPECT_EQ(shown().title, title);
+        EXPECT_FALSE(shown().enabled);
+        EXPECT_FALSE(bar->content->enabled);
+        if (mode == CaptureMode::screen) {
+            chooser.question.answer(std::nullopt);
+        } else {
+            selector.question.answer(std::nullopt);
+        }
+        executor.drain();
+        EXPECT_EQ(shown().title, "Start Recording");
+    }
+    // The area of the display that is chosen in the window, also by shortcut.
+    bar->setMode(CaptureMode::area);
+    EXPECT_TRUE(bar->content->picksDisplay);
+    bar->chooseDisplay(2);
+    recorder->record(CaptureMode::area);
+    executor.drain();
+    EXPECT_EQ(selector.screen.displayID, 2U);
+    selector.question.answer(std::nullopt);
+    executor.drain();
+    // What is chosen there needs no other question.
+    bar->setMode(CaptureMode::screen);
+    EXPECT_EQ(bar->content->note, "You choose the screen when the recording begins.");
+    capture.content.displays.resize(1);
+    screens.all.resize(1);
+    changeContent();
+    EXPECT_EQ(bar->content->note, "left  ·  1920 × 1080");
+    controls->press();
+    executor.advance(100ms);
+    EXPECT_EQ(*recorder->source, CaptureSource::display(1));
+}
+
+TEST_F(MainWindowModelTests, TheButtonSpeaksForTheRecorder) {
+    defaults.stored["countdown"] = true;
+    defaults.stored["captureMode"] = std::string("screen");
+    screens.all.resize(1);
+    begin();
+    controls->setVisible(true);
+    const auto expect = [this](const std::string& title, const std::string& time, bool enabled) {
+        EXPECT_EQ(shown().title, title);
+        EXPECT_EQ(shown().time, time);
+        EXPECT_EQ(shown().enabled, enabled);
+    };
+    expect("Start Recording", "", true);
+    controls->press();
+    executor.drain();
+    expect("Cancel Countdown", "3", true);
+    executor.advance(1s);
+    expect("Cancel Countdown", "2", true);
+    controls->press();
+    executor.drain();
+    expect("Start Recording", "", true);
+
+    controls->press();
+    executor.advance(3s);
+    expect("Starting…", "", false);
+    executor.advance(100ms);
+    expect("Stop Recording", "00:00", true);
+    EXPECT_FALSE(shown().togglesEnabled);
+    deliverFrame();
+    executor.advance(65s);
+    expect("Stop Recording", "01:05", true);
+    EXPECT_EQ(shown().pauseTitle, "Pause Recording");
+    controls->togglePause();
+    executor.advance(9s);
+    expect("Stop Recording", "01:05", true);
+    EXPECT_EQ(shown().pauseTitle, "Resume Recording");
+    controls->press();
+    executor.drain();
+    expect("Saving…", "", false);
+    EXPECT_FALSE(shown().pauses);
+    mixingProgress = 0.25;
+    EXPECT_EQ(shown().progress, 0.25);
+    complete();
+    expect("Start Recording", "", true);
+    EXPECT_FALSE(shown().progress);
+}
+
+TEST_F(MainWindowModelTests, FollowsOnlyWhatIsSeen) {
+    defaults.stored["captureMicrophone"] = true;
+    begin();
+    startWith(CaptureSource::display(1));
+    deliverFrame();
+    EXPECT_FALSE(recorder->elapsed.isObserved());
+    EXPECT_FALSE(recorder->microphoneLevel.isObserved());
+    EXPECT_FALSE(shown().showsLevel);
+    executor.advance(10s);
+
+    controls->setVisible(true);
+    EXPECT_EQ(shown().time, "00:10");
+    EXPECT_TRUE(shown().showsLevel);
+    deliverMicrophone(1.0F);
+    executor.drain();
+    EXPECT_FLOAT_EQ(*controls->level, 1.0F);
+    executor.advance(2s);
+    EXPECT_EQ(shown().time, "00:12");
+
+    controls->setVisible(false);
+    EXPECT_FALSE(recorder->elapsed.isObserved());
+    EXPECT_FALSE(recorder->microphoneLevel.isObserved());
+}
+
+TEST_F(MainWindowModelTests, MicrophonesAreOffered) {
+    devices.heard = {{"usb", "USB"}, {"desk", "Desk"}};
+    begin();
+    recorder->refreshDevices();
+    const auto checked = [this] {
+        std::string titles;
+        for (const MenuItem& each : controls->microphoneMenu())
+            titles += (*each.checked ? "[" : " ") + each.title;
+        return titles;
+    };
+    EXPECT_EQ(checked(), "[Default USB Desk");
+    controls->microphoneMenu()[2].action();
+    EXPECT_EQ(defaults.stringForKey("microphoneID"), "desk");
+    EXPECT_EQ(checked(), " Default USB[Desk");
+    devices.heard.pop_back();
+    recorder->refreshDevices();
+    EXPECT_EQ(checked(), "[Default USB");
+}
+
+TEST_F(MainWindowModelTests, BannersComeAndGo) {
+    defaults.readOnly = true;
+    begin();
+    bar->setMode(CaptureMode::screen);
+    EXPECT_EQ(bar->content->mode, CaptureMode::window);
+    EXPECT_THAT(texts(), ElementsAre("The preferences can't be written."));
+    recorder->errorMessage = "Recording stopped: x.";
+    recorder->notices = std::vector<std::string>{"a", "b"};
+    EXPECT_THAT(texts(), ElementsAre("Recording stopped: x.", "The preferences can't be written.", "a", "b"));
+    for (const std::size_t which : {3U, 0U, 0U})
+        messages->dismiss((*messages->banners)[which].id);
+    EXPECT_THAT(texts(), ElementsAre("a"));
+    recorder->errorMessage = "Recording stopped: x.";
+    EXPECT_THAT(texts(), SizeIs(2));
+    // Another recording begins.
+    startWith(CaptureSource::display(1));
+    EXPECT_THAT(texts(), IsEmpty());
+}
+
+TEST_F(MainWindowModelTests, TakesWindowPicturesWhileSomebodyChooses) {
+    SCWindow another = capture.content.windows[0];
+    another.windowID = 8;
+    capture.content.windows.push_back(another);
+    begin();
+    FakeScreenshots screenshots;
+    WindowPicker picker(executor, *bar, &screenshots, {32, 20});
+    changeContent();
+    EXPECT_THAT(screenshots.taken, IsEmpty());
+    std::vector<std::uint32_t> arrived;
+    const Subscription looking = picker.observe([&](std::uint32_t id) { arrived.push_back(id); });
+    picker.open();
+    EXPECT_THAT(screenshots.taken, IsEmpty()) << "nothing waits for pictures";
+    executor.advance(1s);
+    EXPECT_THAT(arrived, ElementsAre(7, 8));
+    ASSERT_NE(picker.picture(7), nullptr);
+    EXPECT_EQ(picker.picture(7)->width, 32);
+    EXPECT_EQ(picker.picture(8), nullptr);
+    capture.content.windows[0].windowID = 9;
+    changeContent();
+    EXPECT_THAT(screenshots.taken, ElementsAre(7, 8, 9));
+    picker.open();
+    picker.close();
+    changeContent();
+    EXPECT_THAT(screenshots.taken, SizeIs(3));
+    EXPECT_EQ(picker.picture(9), nullptr);
+}
+
+}  // namespace
+}  // namespace lumicrate::test

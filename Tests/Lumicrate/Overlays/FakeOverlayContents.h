@@ -1,0 +1,111 @@
+// Overlays' contents and panels that only note what becomes of them.
+#pragma once
+
+#include "Lumicrate/Overlays/OverlayContents.h"
+#include "Platform/NSEvent.h"
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace lumicrate::test {
+
+/// What is known of a panel while it is there.
+struct PanelRecord {
+    std::string content;
+    NSPanel::Settings settings;
+    bool shown = false;
+    bool key = false;
+    bool gone = false;
+};
+
+class FakeOverlayContents final : public OverlayContents {
+ public:
+    std::unique_ptr<OverlayContent> countdown(const CountdownModel& model) override {
+        countdownModel = &model;
+        return content("countdown");
+    }
+    std::unique_ptr<OverlayContent> controlBar(ControlBarModel& model) override {
+        barModel = &model;
+        return content("bar");
+    }
+    std::unique_ptr<OverlayContent> clickRings(const ClickRings& model) override {
+        ringsModel = &model;
+        return content("rings");
+    }
+    std::unique_ptr<OverlayContent> areaFrame() override { return content("frame"); }
+    std::unique_ptr<OverlayContent> selection(AreaSelection& model) override {
+        selectionModel = &model;
+        return content("selection");
+    }
+    std::unique_ptr<OverlayContent> screenChoice(ScreenChoice& model) override {
+        screenChoices.push_back(&model);
+        return content("screen");
+    }
+
+    std::size_t shownPanels() const {
+        std::size_t count = 0;
+        for (const auto& each : panels)
+            count += each->shown && !each->gone ? 1 : 0;
+        return count;
+    }
+    PanelRecord& last() { return *panels.back(); }
+
+    std::vector<std::shared_ptr<PanelRecord>> panels;
+    const CountdownModel* countdownModel = nullptr;
+    ControlBarModel* barModel = nullptr;
+    const ClickRings* ringsModel = nullptr;
+    AreaSelection* selectionModel = nullptr;
+    std::vector<ScreenChoice*> screenChoices;
+    Size fittingSize{200, 40};
+
+ private:
+    struct Panel final : public NSPanel {
+        Panel(std::shared_ptr<PanelRecord> of, std::uint32_t count) : record(std::move(of)), number(count) {}
+        ~Panel() override { record->gone = true; }
+        void orderFrontRegardless() override { record->shown = true; }
+        void makeKeyAndOrderFront() override { record->shown = record->key = true; }
+        Rect frame() const override { return record->settings.frame; }
+        void setFrame(const Rect& frame) override { record->settings.frame = frame; }
+        std::uint32_t windowNumber() const override { return number; }
+        std::shared_ptr<PanelRecord> record;
+        std::uint32_t number;
+    };
+    struct Content final : public OverlayContent {
+        Content(FakeOverlayContents& in, std::string called) : owner(in), name(std::move(called)) {}
+        Size fittingSize() const override { return owner.fittingSize; }
+        std::unique_ptr<NSPanel> makePanel(NSPanel::Settings settings) override {
+            owner.panels.push_back(std::make_shared<PanelRecord>(PanelRecord{name, std::move(settings)}));
+            return std::make_unique<Panel>(owner.panels.back(),
+                                           static_cast<std::uint32_t>(owner.panels.size()));
+        }
+        FakeOverlayContents& owner;
+        std::string name;
+    };
+
+    std::unique_ptr<OverlayContent> content(std::string name) {
+        return std::make_unique<Content>(*this, std::move(name));
+    }
+};
+
+class FakeMouse final : public NSMouseMonitoring {
+ public:
+    std::unique_ptr<NSEventMonitor> addMouseDownMonitor(std::function<void(bool)> onMouseDown) override {
+        press = std::move(onMouseDown);
+        return std::make_unique<Monitor>(monitors);
+    }
+    std::function<void(bool secondary)> press;
+    int monitors = 0;
+
+ private:
+    struct Monitor final : public NSEventMonitor {
+        explicit Monitor(int& of) : count(of) { ++count; }
+        ~Monitor() override { --count; }
+        int& count;
+    };
+};
+
+}  // namespace lumicrate::test

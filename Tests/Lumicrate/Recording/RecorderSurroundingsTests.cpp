@@ -1,0 +1,292 @@
+// What lies around a recording: sources and devices, global shortcuts, overlays.
+#include "Tests/Lumicrate/Recording/RecorderFixture.h"
+
+#include <thread>
+#include <utility>
+
+namespace lumicrate::test {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+class RecorderSurroundingsTests : public RecorderFixture {
+ protected:
+    void refresh() {
+        refreshing = RunningTask(executor, refreshNow());
+        executor.drain();
+    }
+    Task<void> refreshNow() {
+        try {
+            co_await recorder->refreshSources();
+        } catch (const PlatformError& error) {
+            refusal = error.what();
+        }
+    }
+
+    FakeAreaSelector selector{executor};
+    RunningTask refreshing;
+    std::string refusal;
+};
+
+TEST_F(RecorderSurroundingsTests, WindowsAreFilteredAndSortedByApplication) {
+    const auto window = [](std::uint32_t id, std::optional<std::string> application,
+                           Rect frame = {0, 0, 80, 60}, std::optional<std::string> title = "title",
+                           int layer = 0, std::int32_t owner = 9) {
+        SCWindow made{id, frame, std::move(title), layer, std::nullopt};
+        if (application) made.owningApplication = SCRunningApplication{owner, *application};
+        return made;
+    };
+    capture.content.windows = {
+        window(1, "zebra"),
+        window(2, "Zebra"),
+        window(3, "Alpha"),
+        window(4, std::nullopt),
+        window(5, "Alpha", {0, 0, 79, 60}),
+        window(6, "Alpha", {0, 0, 80, 59}),
+        window(7, "Alpha", {0, 0, 80, 60}, std::nullopt),
+        window(8, "Alpha", {0, 0, 80, 60}, ""),
+        window(9, "Alpha", {0, 0, 80, 60}, "menu", 25),
+        window(10, "Lumicrate", {0, 0, 800, 600}, "own", 0, 42),
+        window(11, "Alpha"),
+    };
+    make();
+    refresh();
+    std::vector<std::uint32_t> listed;
+    for (const SCWindow& each : *recorder->windows)
+        listed.push_back(each.windowID);
+    EXPECT_THAT(listed, ElementsAre(4, 3, 11, 2, 1));
+    EXPECT_EQ(recorder->displays->size(), 2U);
+}
+
+TEST_F(RecorderSurroundingsTests, ASourceThatIsGoneGivesWayToAnArea) {
+    make();
+    refresh();
+    EXPECT_EQ(*recorder->source, CaptureSource::area(1));
+    EXPECT_FALSE(recorder->isSourceAvailable(std::nullopt));
+    EXPECT_FALSE(recorder->isSourceAvailable(CaptureSource::area(3)));
+    EXPECT_TRUE(recorder->isSourceAvailable(CaptureSource::display(2)));
+    recorder->setSource(CaptureSource::window(7));
+    refresh();
+    EXPECT_EQ(*recorder->source, CaptureSource::window(7));
+    capture.content.windows.clear();
+    capture.mainDisplayID = 2;
+    refresh();
+    EXPECT_EQ(*recorder->source, CaptureSource::area(2));
+    capture.content.displays.clear();
+    recorder->setSource(CaptureSource::audioOnly());
+    refresh();
+    EXPECT_EQ(*recorder->source, CaptureSource::audioOnly());
+
+    capture.contentError = std::make_exception_ptr(PlatformError("No server."));
+    capture.access = false;
+    refresh();
+    EXPECT_EQ(refusal, "No server.");
+    EXPECT_FALSE(*recorder->hasScreenAccess);
+}
+
+TEST_F(RecorderSurroundingsTests, ARecordingKeepsItsSource) {
+    make();
+    refresh();
+    record(CaptureSource::window(7));
+    capture.content.windows.clear();
+    refresh();
+    EXPECT_EQ(*recorder->source, CaptureSource::window(7));
+    recorder->setSource(CaptureSource::audioOnly());
+    EXPECT_EQ(*recorder->source, CaptureSource::window(7));
+}
+
+TEST_F(RecorderSurroundingsTests, SourcesAreFollowedOneRefreshAfterTheOther) {
+    make();
+    EXPECT_FALSE(capture.contentChanged);
+    recorder->followSources();
+    executor.drain();
+    EXPECT_EQ(recorder->windows->size(), 1U);
+    recorder->setSource(CaptureSource::window(7));
+
+    capture.contentWaits = true;
+    const SCShareableContent before = capture.content;
+    capture.contentChanged();
+    capture.contentChanged();
+    EXPECT_FALSE(capture.waiting) << "on another thread, perhaps";
+    executor.drain();
+    const auto answer = std::exchange(capture.waiting, nullptr);
+    ASSERT_TRUE(answer);
+    // What changes while a refresh is under way may be missing in it.
+    capture.content.windows.clear();
+    capture.contentChanged();
+    capture.contentChanged();
+    executor.drain();
+    EXPECT_FALSE(capture.waiting) << "one after the other";
+    capture.contentWaits = false;
+    answer(before, nullptr);
+    executor.drain();
+    EXPECT_THAT(*recorder->windows, IsEmpty());
+    EXPECT_EQ(*recorder->source, CaptureSource::area(1));
+
+    capture.contentError = std::make_exception_ptr(PlatformError("No server."));
+    capture.contentChanged();
+    executor.drain();
+    capture.contentError = nullptr;
+    capture.content = before;
+    capture.contentChanged();
+    executor.drain();
+    EXPECT_EQ(recorder->windows->size(), 1U);
+
+    const auto late = capture.contentChanged;
+    late();
+    recorder.reset();
+    EXPECT_FALSE(capture.contentChanged);
+    late();
+    executor.drain();
+}
+
+TEST_F(RecorderSurroundingsTests, DeviceListsAreFollowedOnceThatIsWished) {
+    make();
+    EXPECT_FALSE(devices.changed);
+    devices.heard = {{"usb", "USB"}};
+    recorder->followDevices();
+    EXPECT_THAT(*recorder->microphones, ElementsAre(devices.heard[0]));
+    int loaded = 0;
+    const Subscription counting = recorder->cameras.observe([&](const auto&) { ++loaded; });
+    for (int round = 0; round < 2; ++round) {
+        devices.heard.clear();
+        devices.seen = {{"cam", "Camera " + std::to_string(round)}};
+        loaded = 0;
+        std::thread(devices.changed).join();
+        devices.changed();
+        EXPECT_EQ(loaded, 0);
+        executor.drain();
+        EXPECT_EQ(loaded, 1);
+        EXPECT_THAT(*recorder->microphones, IsEmpty());
+        EXPECT_THAT(*recorder->cameras, ElementsAre(devices.seen[0]));
+    }
+    devices.changed();
+    recorder.reset();
+    EXPECT_FALSE(devices.changed);
+    executor.drain();
+}
+
+TEST_F(RecorderSurroundingsTests, TheChosenMicrophoneIsFoundWithoutAskingFirst) {
+    devices.heard = {{"usb", "USB"}};
+    defaults.stored["captureMicrophone"] = true;
+    defaults.stored["microphoneID"] = std::string("usb");
+    record();
+    EXPECT_EQ(capture.stream->configuration.microphoneCaptureDeviceID, "usb");
+}
+
+TEST_F(RecorderSurroundingsTests, ShortcutsDriveTheRecorder) {
+    keys.refused = {0};
+    defaults.stored["captureMode"] = std::string("screen");
+    screens.all.resize(1);
+    make();
+    EXPECT_THAT(*recorder->unavailableHotKeys, ElementsAre("⌥⌘A"));
+    keys.press(15);
+    executor.advance(100ms);
+    ASSERT_EQ(*recorder->state, State::recording);
+    keys.press(35);
+    EXPECT_EQ(*recorder->state, State::paused);
+    keys.press(15);
+    EXPECT_EQ(*recorder->state, State::stopping);
+    executor.drain();
+    EXPECT_EQ(*recorder->state, State::idle);
+
+    keys.refused.clear();
+    defaults.stored["shortcut.toggle"] = std::string("off");
+    recorder->registerHotKeys();
+    EXPECT_THAT(*recorder->unavailableHotKeys, IsEmpty());
+    overlays.areaSelector = &selector;
+    make();
+    keys.press(15);
+    executor.drain();
+    EXPECT_EQ(*recorder->state, State::idle);
+    keys.press(0);
+    executor.drain();
+    EXPECT_EQ(*recorder->state, State::selectingArea);
+}
+
+class OverlayTests : public RecorderFixture {
+ protected:
+    OverlayTests() {
+        overlays.controlBar = &bar;
+        overlays.clickHighlighter = &clicks;
+        overlays.areaFrame = &frame;
+        overlays.webcam = &webcam;
+        for (const std::uint32_t number : {100U, 101U, 102U, 103U, 104U}) {
+            SCWindow own;
+            own.windowID = number;
+            own.owningApplication = SCRunningApplication{42, "Lumicrate"};
+            capture.content.windows.push_back(own);
+        }
+    }
+
+    std::vector<std::uint32_t> excluded() const {
+        std::vector<std::uint32_t> numbers;
+        for (const SCWindow& each : capture.stream->filter.windows)
+            numbers.push_back(each.windowID);
+        return numbers;
+    }
+
+    FakeControlBar bar{101};
+    FakeClickHighlighter clicks{102};
+    FakeAreaFrame frame{103};
+    FakeWebcam webcam{104};
+};
+
+TEST_F(OverlayTests, AccompanyAnAreaAndGoWithIt) {
+    defaults.stored["areaRect"] = std::string("{{100, 50}, {320, 240}}");
+    defaults.stored["highlightClicks"] = true;
+    defaults.stored["webcamEnabled"] = true;
+    defaults.stored["hideSelf"] = false;
+    defaults.stored["captureMicrophone"] = true;
+    record(CaptureSource::area(2));
+    const Rect global{2020, 790, 320, 240};
+    EXPECT_EQ(frame.around, (Rect{100, 50, 320, 240}));
+    EXPECT_EQ(bar.below, global);
+    EXPECT_EQ(bar.on->displayID, 2U);
+    EXPECT_TRUE(clicks.shown);
+    EXPECT_EQ(webcam.inside, global);
+    EXPECT_THAT(excluded(), ElementsAre(101, 103)) << "bubble and clicks belong in the picture";
+    deliverMicrophone(1.0F);
+    executor.drain();
+    EXPECT_EQ(webcam.level, 1);
+
+    recorder->requestStop();
+    executor.drain();
+    EXPECT_FALSE(bar.shown || clicks.shown || frame.shown || webcam.shown);
+    EXPECT_EQ(webcam.center, (Point{5, 5}));
+    EXPECT_EQ(webcam.level, std::nullopt);
+}
+
+TEST_F(OverlayTests, AreShownAsTheOptionsAndTheSourceAskForThem) {
+    record(CaptureSource::display(1));
+    EXPECT_TRUE(bar.shown);
+    EXPECT_EQ(bar.below, std::nullopt);
+    EXPECT_FALSE(clicks.shown || frame.shown || webcam.shown);
+    EXPECT_THAT(excluded(), ElementsAre(100, 101, 102, 103, 104));
+    recorder->requestStop();
+    complete();
+
+    RunningTask refreshing(executor, recorder->refreshSources());
+    executor.drain();
+    record(CaptureSource::window(7));
+    EXPECT_EQ(bar.below, (Rect{2000, 780, 300, 200})) << "below the window";
+    EXPECT_FALSE(frame.shown);
+    recorder->requestStop();
+    complete();
+
+    startWith(CaptureSource::audioOnly());
+    EXPECT_EQ(*recorder->state, State::recording);
+    EXPECT_FALSE(bar.shown);
+}
+
+TEST_F(OverlayTests, TheBubblesErrorsAreShown) {
+    make();
+    webcam.onError("No camera is available.");
+    EXPECT_EQ(message(), "No camera is available.");
+    recorder.reset();
+    webcam.onError("Too late.");
+}
+
+}  // namespace
+}  // namespace lumicrate::test

@@ -1,0 +1,136 @@
+#include "Tests/Views/Shell/NotifierHost.h"
+
+#include "Tests/Linux/Desktop/EventLoop.h"
+
+#include <QDBusArgument>
+#include <QDBusMessage>
+#include <QDBusObjectPath>
+#include <QDBusPendingCallWatcher>
+#include <QtEndian>
+#include <stdexcept>
+
+namespace lumicrate::test {
+
+namespace {
+
+const QString itemInterface = QStringLiteral("org.kde.StatusNotifierItem");
+const QString menuInterface = QStringLiteral("com.canonical.dbusmenu");
+
+NotifierHost::Entry readEntry(const QDBusArgument& argument) {
+    NotifierHost::Entry entry;
+    QVariantMap properties;
+    argument.beginStructure();
+    argument >> entry.id >> properties;
+    argument.endStructure();
+    entry.label = properties.value("label").toString().remove('_');
+    entry.enabled = properties.value("enabled", true).toBool();
+    entry.separator = properties.value("type").toString() == "separator";
+    return entry;
+}
+
+}  // namespace
+
+NotifierHost::NotifierHost() : bus_(QDBusConnection::connectToBus(QDBusConnection::SessionBus, "panel")) {
+    thread_.start();
+    watcher_.moveToThread(&thread_);
+    bus_.registerObject("/StatusNotifierWatcher", &watcher_,
+                        QDBusConnection::ExportAllSlots | QDBusConnection::ExportAllProperties);
+    if (!bus_.registerService("org.kde.StatusNotifierWatcher"))
+        throw std::runtime_error("there is a panel already");
+}
+
+NotifierHost::~NotifierHost() {
+    bus_.unregisterService("org.kde.StatusNotifierWatcher");
+    bus_.unregisterObject("/StatusNotifierWatcher");
+    QDBusConnection::disconnectFromBus("panel");
+    thread_.quit();
+    thread_.wait();
+}
+
+std::optional<QDBusMessage> NotifierHost::call(const QString& path, const QString& interface,
+                                               const QString& method, const QVariantList& arguments) {
+    QDBusMessage message = QDBusMessage::createMethodCall(watcher_.items().value(0), path, interface, method);
+    message.setArguments(arguments);
+    // The item may live in this very process, whose loop has to turn for it to answer.
+    QDBusPendingCallWatcher pending(bus_.asyncCall(message));
+    if (!await([&] { return pending.isFinished(); })) return std::nullopt;
+    const QDBusMessage reply = pending.reply();
+    return reply.type() == QDBusMessage::ReplyMessage ? std::optional(reply) : std::nullopt;
+}
+
+QVariant NotifierHost::property(const QString& name) {
+    const auto reply =
+        call("/StatusNotifierItem", "org.freedesktop.DBus.Properties", "Get", {itemInterface, name});
+    return reply ? reply->arguments().value(0).value<QDBusVariant>().variant() : QVariant();
+}
+
+QImage NotifierHost::picture() {
+    const auto pictures = property("IconPixmap").value<QDBusArgument>();
+    QImage largest;
+    pictures.beginArray();
+    while (!pictures.atEnd()) {
+        int width = 0;
+        int height = 0;
+        QByteArray pixels;
+        pictures.beginStructure();
+        pictures >> width >> height >> pixels;
+        pictures.endStructure();
+        if (width <= largest.width()) continue;
+        largest = QImage(width, height, QImage::Format_ARGB32);
+        // Bytes come in the order of the network.
+        qFromBigEndian<quint32>(pixels.constData(), width * height, largest.bits());
+    }
+    pictures.endArray();
+    return largest;
+}
+
+QString NotifierHost::toolTip() {
+    const auto argument = property("ToolTip").value<QDBusArgument>();
+    QString icon;
+    QString title;
+    argument.beginStructure();
+    argument >> icon;
+    argument.beginArray();
+    argument.endArray();
+    argument >> title;
+    argument.endStructure();
+    return title;
+}
+
+std::vector<NotifierHost::Entry> NotifierHost::menu() {
+    const QString path = property("Menu").value<QDBusObjectPath>().path();
+    call(path, menuInterface, "AboutToShow", {0});
+    const auto reply = call(path, menuInterface, "GetLayout", {0, -1, QStringList()});
+    std::vector<Entry> entries;
+    if (!reply) return entries;
+    const auto layout = reply->arguments().value(1).value<QDBusArgument>();
+    int root = 0;
+    QVariantMap properties;
+    layout.beginStructure();
+    layout >> root >> properties;
+    layout.beginArray();
+    while (!layout.atEnd()) {
+        QDBusVariant child;
+        layout >> child;
+        entries.push_back(readEntry(child.variant().value<QDBusArgument>()));
+    }
+    layout.endArray();
+    layout.endStructure();
+    return entries;
+}
+
+bool NotifierHost::choose(const QString& label) {
+    for (const Entry& each : menu()) {
+        if (each.label != label || !each.enabled) continue;
+        const QString path = property("Menu").value<QDBusObjectPath>().path();
+        const QVariant nothing = QVariant::fromValue(QDBusVariant(QString()));
+        return call(path, menuInterface, "Event", {each.id, "clicked", nothing, 0U}).has_value();
+    }
+    return false;
+}
+
+void NotifierHost::activateSecondary() {
+    call("/StatusNotifierItem", itemInterface, "SecondaryActivate", {0, 0});
+}
+
+}  // namespace lumicrate::test
