@@ -5,8 +5,13 @@
 #include "Support/Geometry.h"
 #include "Tests/Stage/Xcb.h"
 
+#include <algorithm>
+#include <chrono>
 #include <cstdint>
+#include <initializer_list>
+#include <iterator>
 #include <string>
+#include <thread>
 #include <vector>
 
 namespace lumicrate::test {
@@ -60,5 +65,76 @@ class TestWindow {
     xcb_window_t window_;
     xcb_gcontext_t context_;
 };
+
+/// Waits for what another program does in its own time.
+template <class Predicate>
+bool eventually(Predicate predicate) {
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
+    while (!predicate()) {
+        if (std::chrono::steady_clock::now() > deadline) return false;
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    return true;
+}
+
+inline std::vector<std::uint32_t> cardinals(std::initializer_list<std::uint32_t> values) {
+    return values;
+}
+
+/// Over the connection of `by`; texts as 8-bit properties, numbers as 32-bit ones.
+template <class Values>
+void setProperty(TestWindow& by, std::uint32_t window, const char* name, const char* type,
+                 const Values& values) {
+    constexpr std::uint8_t format = 8 * sizeof(typename Values::value_type);
+    xcb_change_property(by.connection(), XCB_PROP_MODE_REPLACE, window,
+                        stage::internAtom(by.connection(), name), stage::internAtom(by.connection(), type),
+                        format, static_cast<std::uint32_t>(values.size()), values.data());
+    by.sync();
+}
+
+inline std::uint32_t makeMapped(TestWindow& by, std::uint32_t parent, std::uint16_t windowClass) {
+    const std::uint32_t id = xcb_generate_id(by.connection());
+    xcb_create_window(by.connection(), XCB_COPY_FROM_PARENT, id, parent, 0, 0, 100, 60, 0, windowClass,
+                      XCB_COPY_FROM_PARENT, 0, nullptr);
+    xcb_map_window(by.connection(), id);
+    by.sync();
+    return id;
+}
+
+inline std::uint32_t rootOf(const TestWindow& window) {
+    return xcb_setup_roots_iterator(xcb_get_setup(window.connection())).data->root;
+}
+
+inline std::uint32_t makeChild(TestWindow& parent, std::uint16_t windowClass) {
+    return makeMapped(parent, parent.id(), windowClass);
+}
+
+inline std::uint32_t makeTopLevel(TestWindow& by, std::uint16_t windowClass) {
+    return makeMapped(by, rootOf(by), windowClass);
+}
+
+/// Asks the window manager for something, as a task bar does.
+inline void ask(TestWindow& window, const char* request, std::initializer_list<std::uint32_t> data) {
+    xcb_client_message_event_t event{};
+    event.response_type = XCB_CLIENT_MESSAGE;
+    event.format = 32;
+    event.window = window.id();
+    event.type = stage::internAtom(window.connection(), request);
+    std::ranges::copy(data, std::begin(event.data.data32));
+    xcb_send_event(window.connection(), 0, rootOf(window),
+                   XCB_EVENT_MASK_SUBSTRUCTURE_REDIRECT | XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY,
+                   reinterpret_cast<const char*>(&event));
+    window.sync();
+}
+
+inline void minimize(TestWindow& window) {
+    constexpr std::uint32_t iconic = 3;
+    ask(window, "WM_CHANGE_STATE", {iconic});
+}
+
+inline void raise(TestWindow& window) {
+    constexpr std::uint32_t byTaskBar = 2;
+    ask(window, "_NET_RESTACK_WINDOW", {byTaskBar, XCB_NONE, XCB_STACK_MODE_ABOVE});
+}
 
 }  // namespace lumicrate::test

@@ -30,7 +30,7 @@ class ButtonWatch final : public NSMouseMonitoring {
         std::function<void(bool secondary)> onMouseDown) override;
 
     /// How many events the server has told so far. Any thread.
-    std::uint64_t eventsHeard() const { return events_.eventsHeard(); }
+    std::uint64_t eventCount() const { return events_.eventCount(); }
 
  private:
     struct Monitors;

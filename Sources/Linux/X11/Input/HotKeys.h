@@ -44,7 +44,7 @@ class HotKeys final : public CarbonHotKeys {
     /// What such a key types without modifiers; 0 for nothing.
     std::uint32_t keysymOf(std::uint32_t key);
     /// How many events the server has told so far. Any thread.
-    std::uint64_t eventsHeard() const { return events_.eventsHeard(); }
+    std::uint64_t eventCount() const { return events_.eventCount(); }
 
  private:
     struct HotKey {

@@ -36,7 +36,7 @@ void EventThread::takeEvents() {
     const std::lock_guard lock(mutex_);
     while (const Reply<xcb_generic_event_t> event{xcb_poll_for_event(connection_.get())}) {
         hear_(*event);
-        ++eventsHeard_;
+        ++eventCount_;
     }
     connection_.throwIfLost();
     connection_.flush();

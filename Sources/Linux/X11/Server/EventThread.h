@@ -43,7 +43,7 @@ class EventThread {
     Access access() { return Access(*this); }
 
     /// How many events the server has told so far. Any thread.
-    std::uint64_t eventsHeard() const { return eventsHeard_; }
+    std::uint64_t eventCount() const { return eventCount_; }
 
  private:
     void run();
@@ -54,7 +54,7 @@ class EventThread {
     std::mutex mutex_;
     WakeUp wakeUp_;
     std::atomic<bool> stopping_ = false;
-    std::atomic<std::uint64_t> eventsHeard_ = 0;
+    std::atomic<std::uint64_t> eventCount_ = 0;
     std::thread thread_;  // last: it uses all the others
 };
 

@@ -2,7 +2,6 @@
 #include "Support/Error.h"
 #include "Tests/Linux/X11/MainQueue.h"
 #include "Tests/Linux/X11/TestWindow.h"
-#include "Tests/Linux/X11/Windows/WindowWords.h"
 #include "Tests/Stage/ChildProcess.h"
 #include "Tests/Stage/Xvfb.h"
 
@@ -51,9 +50,9 @@ TEST_F(ButtonWatchTests, HearsLeftAndRightOverEveryWindow) {
 
 TEST_F(ButtonWatchTests, ButtonsCountAsTheUserHasArrangedThem) {
     const auto monitor = watch->addMouseDownMonitor(into(clicks));
-    const std::uint64_t before = watch->eventsHeard();
+    const std::uint64_t before = watch->eventCount();
     tool({"xmodmap", "-e", "pointer = 3 2 1"});
-    ASSERT_TRUE(test::eventually([&] { return watch->eventsHeard() > before; }));
+    ASSERT_TRUE(test::eventually([&] { return watch->eventCount() > before; }));
     click(1);
     click(3);
     ASSERT_TRUE(awaitClicks(2));
@@ -73,13 +72,13 @@ TEST_F(ButtonWatchTests, AsksOnlyWhileSomebodyListens) {
     EXPECT_THAT(others, ElementsAre(false));
     first.reset();
 
-    const std::uint64_t before = watch->eventsHeard();
+    const std::uint64_t before = watch->eventCount();
     click(1);
     first = watch->addMouseDownMonitor(into(clicks));
     click(3);
     ASSERT_TRUE(awaitClicks(3));
     EXPECT_THAT(clicks, ElementsAre(false, true, true));
-    EXPECT_EQ(watch->eventsHeard(), before + 1);
+    EXPECT_EQ(watch->eventCount(), before + 1);
     // The watch goes first.
     click(1);
     ASSERT_TRUE(queue.waitForWork());

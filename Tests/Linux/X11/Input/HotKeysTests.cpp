@@ -1,7 +1,7 @@
 #include "Linux/X11/Input/HotKeys.h"
 #include "Support/Error.h"
 #include "Tests/Linux/X11/MainQueue.h"
-#include "Tests/Linux/X11/Windows/WindowWords.h"
+#include "Tests/Linux/X11/TestWindow.h"
 #include "Tests/Stage/ChildProcess.h"
 #include "Tests/Stage/Xvfb.h"
 
@@ -136,9 +136,9 @@ TEST_F(HotKeysTests, AKeyThatIsHeldDownIsPressedOnce) {
     tool({"xset", "r", "rate", "100", "50"});
     ASSERT_NE(bind(15, control, 1), 0U);
     ASSERT_NE(bind(35, control, 2), 0U);
-    const std::uint64_t before = keys.eventsHeard();
+    const std::uint64_t before = keys.eventCount();
     type({"keydown", "Control_L", "keydown", "r"});
-    EXPECT_TRUE(eventually([&] { return keys.eventsHeard() > before + 6; })) << "it does not repeat";
+    EXPECT_TRUE(eventually([&] { return keys.eventCount() > before + 6; })) << "it does not repeat";
     type({"keyup", "r", "keyup", "Control_L"});
     EXPECT_THAT(presses(), ElementsAre(1));
     // Another one in the meantime, which is released after it; and then each again.

@@ -1,5 +1,5 @@
 #include "Linux/X11/Screens/DesktopScale.h"
-#include "Tests/Linux/X11/Windows/WindowWords.h"
+#include "Tests/Linux/X11/TestWindow.h"
 #include "Tests/Stage/ChildProcess.h"
 #include "Tests/Stage/Xvfb.h"
 

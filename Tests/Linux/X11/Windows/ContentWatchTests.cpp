@@ -2,7 +2,6 @@
 #include "Linux/X11/Windows/WindowList.h"
 #include "Tests/Linux/X11/Painter.h"
 #include "Tests/Linux/X11/TestWindow.h"
-#include "Tests/Linux/X11/Windows/WindowWords.h"
 #include "Tests/Stage/Xvfb.h"
 
 #include <gtest/gtest.h>
