@@ -41,12 +41,12 @@ AvioFile::AvioFile(std::filesystem::path path) : file_(std::move(path)) {
 
 void AvioFile::keep() {
     flush();
-    file_.keep();
+    file_.publish();
 }
 
 void AvioFile::flush() {
     avio_flush(io_.get());
-    NewFile::checked(io_->error);
+    AtomicFile::checked(io_->error);
 }
 
 void AvioFile::changeBox(std::string_view type, const std::function<void(std::span<std::uint8_t>)>& change) {
@@ -56,12 +56,12 @@ void AvioFile::changeBox(std::string_view type, const std::function<void(std::sp
     for (std::uint64_t place = 0;;) {
         readBytes(place, header);
         const std::size_t size = AV_RB32(header.data());
-        if (size < headerSize) NewFile::fail(AVERROR(EIO));
+        if (size < headerSize) AtomicFile::fail(AVERROR(EIO));
         if (std::equal(type.begin(), type.end(), header.begin() + 4)) {
             std::vector<std::uint8_t> content(size - headerSize);
             readBytes(place + headerSize, content);
             change(content);
-            NewFile::checked(AVERROR(writeWhole(file_.descriptor(), place + headerSize, content)));
+            file_.write(place + headerSize, content);
             return;
         }
         place += size;
@@ -69,14 +69,14 @@ void AvioFile::changeBox(std::string_view type, const std::function<void(std::sp
 }
 
 void AvioFile::readBytes(std::uint64_t offset, std::span<std::uint8_t> bytes) const {
-    if (readWhole(file_.descriptor(), offset, bytes) != static_cast<std::int64_t>(bytes.size()))
-        NewFile::fail(AVERROR(EIO));
+    if (readAll(file_.descriptor(), offset, bytes) != static_cast<std::int64_t>(bytes.size()))
+        AtomicFile::fail(AVERROR(EIO));
 }
 
 int AvioFile::write(void* self, std::uint8_t* data, int size) {
     auto& to = *static_cast<AvioFile*>(self);
     const std::span bytes(data, static_cast<std::size_t>(size));
-    if (const int error = writeWhole(to.file_.descriptor(), to.position_, bytes); error != 0)
+    if (const int error = writeAll(to.file_.descriptor(), to.position_, bytes); error != 0)
         return AVERROR(error);
     to.position_ += bytes.size();
     return size;

@@ -1,7 +1,7 @@
 // AvioFile: a new file that FFmpeg's libraries write.
 #pragma once
 
-#include "Linux/Media/Files/NewFile.h"
+#include "Linux/Media/Files/AtomicFile.h"
 
 #include <cstdint>
 #include <filesystem>
@@ -18,7 +18,7 @@ namespace lumicrate::media {
 
 class AvioFile {
  public:
-    /// Throws as NewFile does.
+    /// Throws as AtomicFile does.
     explicit AvioFile(std::filesystem::path path);
     AvioFile(const AvioFile&) = delete;
     AvioFile& operator=(const AvioFile&) = delete;
@@ -40,7 +40,7 @@ class AvioFile {
     static int write(void* self, std::uint8_t* data, int size);
     static std::int64_t seek(void* self, std::int64_t offset, int whence);
 
-    NewFile file_;
+    AtomicFile file_;
     std::uint64_t position_ = 0;
     std::unique_ptr<AVIOContext, FreeIo> io_;
 };

@@ -56,7 +56,7 @@ std::uint32_t tagFor(const AVOutputFormat& format, const AVCodecParameters& para
 }
 
 void check(int result) {
-    NewFile::checked(result);
+    AtomicFile::checked(result);
 }
 
 void copySideData(const AVStream& from, AVStream& to) {
@@ -266,7 +266,7 @@ void OutputMovie::endTracks() {
     try {
         file_.changeBox("moov", [&ends](std::span<std::uint8_t> moov) { endTracksBy(ends, moov); });
     } catch (const isobmff::Malformed&) {
-        NewFile::fail(AVERROR_BUG);
+        AtomicFile::fail(AVERROR_BUG);
     }
 }
 

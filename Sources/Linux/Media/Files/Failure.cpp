@@ -21,6 +21,10 @@ void failWithCode(std::string_view sentence, int error) {
     throw PlatformError(localized(sentence) + ": " + reasonFor(error) + ".", AVUNERROR(error));
 }
 
+void failForPath(std::string_view sentence, const std::filesystem::path& path, int error) {
+    failWithCode(localized(sentence) + " “" + path.string() + "”", AVERROR(error));
+}
+
 int checked(int result, std::string_view sentence) {
     if (result < 0) failWithCode(sentence, result);
     return result;

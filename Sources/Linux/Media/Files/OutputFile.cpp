@@ -1,6 +1,8 @@
 #include "Linux/Media/Files/OutputFile.h"
 
+#include "Linux/Media/Files/AtomicFile.h"
 #include "Linux/Media/Files/Failure.h"
+#include "Support/Log.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -30,7 +32,7 @@ constexpr const char* cannotWrite = "The movie file couldn't be written";
     failWithCode(sentence, AVERROR(error));
 }
 
-/// Takes the lock without waiting; 0, or the system's code.
+/// Takes the lock without waiting. Returns 0, or the error number.
 int lock(const FileDescriptor& file) {
     struct flock whole {};
     whole.l_type = F_WRLCK;
@@ -38,9 +40,11 @@ int lock(const FileDescriptor& file) {
     return fcntl(file.get(), F_OFD_SETLK, &whole) == 0 ? 0 : errno;
 }
 
-/// The lock of a file that nobody else knows yet; a file system without locks must not stop a recording.
+/// Locks a new file, which nobody else can have locked. A file system without locks must not prevent a
+/// recording.
 void lockIfPossible(const FileDescriptor& file) {
-    [[maybe_unused]] const int error = lock(file);
+    if (const int error = lock(file); error != 0)
+        log(LogArea::movie, "the movie file isn't locked: error ", error);
 }
 
 struct stat statusOf(const FileDescriptor& file, const char* sentence) {
@@ -54,7 +58,7 @@ struct Extent {
     std::uint64_t end = 0;
 };
 
-/// A span of one file that is to stand at a place of another.
+/// Bytes [from, to) of one file, to be copied to offset `target` of another.
 struct Copy {
     std::uint64_t from = 0;
     std::uint64_t to = 0;
@@ -66,16 +70,16 @@ void copyThroughMemory(const FileDescriptor& source, const FileDescriptor& targe
     std::vector<std::uint8_t> buffer(std::min(piece, copy.to - copy.from));
     while (copy.from < copy.to) {
         const std::span bytes(buffer.data(), std::min<std::uint64_t>(buffer.size(), copy.to - copy.from));
-        const std::int64_t count = readWhole(source, copy.from, bytes);
+        const std::int64_t count = readAll(source, copy.from, bytes);
         if (count < 0) fail(cannotRead, static_cast<int>(-count));
-        if (static_cast<std::size_t>(count) < bytes.size()) fail(cannotRead, EIO);  // it has been cut off
-        if (const int error = writeWhole(target, copy.target, bytes); error != 0) fail(cannotWrite, error);
+        if (static_cast<std::size_t>(count) < bytes.size()) fail(cannotRead, EIO);  // it was truncated
+        if (const int error = writeAll(target, copy.target, bytes); error != 0) fail(cannotWrite, error);
         copy.from += bytes.size();
         copy.target += bytes.size();
     }
 }
 
-/// Has the file system copy as much as it can, which may share the blocks, and does the rest itself.
+/// Lets the file system copy, which may share the blocks, and copies through memory what it can't.
 void copyBytes(const FileDescriptor& source, const FileDescriptor& target, Copy copy) {
     while (copy.from < copy.to) {
         auto from = static_cast<off_t>(copy.from);
@@ -89,8 +93,8 @@ void copyBytes(const FileDescriptor& source, const FileDescriptor& target, Copy 
     }
 }
 
-/// The first stretch from `from` on that is not a hole; an empty one at `to` when there is none. A file
-/// system that does not know holes has none.
+/// The first data in [from, to), without the holes before and behind it; empty, at `to`, when there are only
+/// holes. Without support for holes it is the whole range.
 Extent nextData(const FileDescriptor& file, std::uint64_t from, std::uint64_t to) {
     const off_t data = lseek(file.get(), static_cast<off_t>(from), SEEK_DATA);
     if (data < 0) return errno == ENXIO ? Extent{to, to} : Extent{from, to};
@@ -99,8 +103,8 @@ Extent nextData(const FileDescriptor& file, std::uint64_t from, std::uint64_t to
     return {std::min(begin, to), hole <= data ? to : std::min(static_cast<std::uint64_t>(hole), to)};
 }
 
-/// Copies what is there and leaves out the holes, so that these take no room in the copy either.
-void copySparsely(const FileDescriptor& source, const FileDescriptor& target, const Copy& copy) {
+/// Copies the data and skips the holes, so that they take no space in the copy either.
+void copySparse(const FileDescriptor& source, const FileDescriptor& target, const Copy& copy) {
     for (std::uint64_t place = copy.from; place < copy.to;) {
         const Extent data = nextData(source, place, copy.to);
         copyBytes(source, target, {data.begin, data.end, copy.target + (data.begin - copy.from)});
@@ -110,17 +114,16 @@ void copySparsely(const FileDescriptor& source, const FileDescriptor& target, co
     if (ftruncate(target.get(), static_cast<off_t>(size)) != 0) fail(cannotWrite, errno);
 }
 
-/// Fills a new file with a head and a span of an old one, and locks it.
-FillFile headAndMedia(std::span<const std::uint8_t> head, const FileDescriptor& source, std::uint64_t from,
-                      std::uint64_t to) {
+/// Fills a new file with a head and a range of an old one, and locks it.
+AtomicFile::Fill headAndMedia(std::span<const std::uint8_t> head, const FileDescriptor& source,
+                              std::uint64_t from, std::uint64_t to) {
     return [=, &source](const FileDescriptor& file) {
         lockIfPossible(file);
-        if (const int error = writeWhole(file, 0, head); error != 0) fail(cannotWrite, error);
-        copySparsely(source, file, {from, to, head.size()});
+        if (const int error = writeAll(file, 0, head); error != 0) fail(cannotWrite, error);
+        copySparse(source, file, {from, to, head.size()});
     };
 }
 
-/// Whether the file system has refused an operation because it does not have it.
 bool isUnsupported(int error) {
     return error == EOPNOTSUPP || error == ENOSYS;
 }
@@ -139,15 +142,16 @@ OutputFile::OutputFile(std::filesystem::path path, FileDescriptor file)
     : path_(std::move(path)), file_(std::move(file)) {}
 
 OutputFile OutputFile::create(const std::filesystem::path& path, std::span<const std::uint8_t> head) {
-    return {path, createWhole(path, cannotCreate, [&](const FileDescriptor& file) {
+    return {path, AtomicFile::create(path, cannotCreate, [&](const FileDescriptor& file) {
                 lockIfPossible(file);
-                const int error = writeWhole(file, 0, head);
+                const int error = writeAll(file, 0, head);
                 if (error != 0) failForPath(cannotCreate, path, error);
             })};
 }
 
 std::optional<OutputFile> OutputFile::open(const std::filesystem::path& path) {
-    // Whatever has taken the place of the file meanwhile: opening it must neither wait nor do anything.
+    // Something else may have the name by now; opening a pipe or a terminal must neither block nor have
+    // effects.
     constexpr int harmless = O_NOFOLLOW | O_NONBLOCK | O_NOCTTY;
     FileDescriptor file(::open(path.c_str(), O_RDWR | O_CLOEXEC | harmless));
     if (!file.isOpen()) failForPath(cannotOpen, path, errno);
@@ -156,7 +160,7 @@ std::optional<OutputFile> OutputFile::open(const std::filesystem::path& path) {
     if (error == EAGAIN || error == EACCES) return std::nullopt;
     if (error != 0) failForPath(cannotOpen, path, error);
     OutputFile opened(path, std::move(file));
-    // Between opening and locking another process may have completed it and put a new one in its place.
+    // Between open and lock, another process may have completed the file and replaced it.
     if (!opened.isLinked()) return std::nullopt;
     return opened;
 }
@@ -166,17 +170,17 @@ std::uint64_t OutputFile::size() const {
 }
 
 void OutputFile::write(std::uint64_t offset, std::span<const std::uint8_t> bytes) {
-    if (const int error = writeWhole(file_, offset, bytes); error != 0) fail(cannotWrite, error);
+    if (const int error = writeAll(file_, offset, bytes); error != 0) fail(cannotWrite, error);
 }
 
 void OutputFile::synchronize() {
     if (fdatasync(file_.get()) != 0) fail(cannotWrite, errno);
-    if (!nameLasts_) synchronizeFolder(folderOf(path_));
-    nameLasts_ = true;
+    if (!isFolderSynced_) synchronizeFolder(folderOf(path_));
+    isFolderSynced_ = true;
 }
 
 std::size_t OutputFile::read(std::uint64_t offset, std::span<std::uint8_t> bytes) const {
-    const std::int64_t count = readWhole(file_, offset, bytes);
+    const std::int64_t count = readAll(file_, offset, bytes);
     if (count < 0) fail(cannotRead, static_cast<int>(-count));
     return static_cast<std::size_t>(count);
 }
@@ -219,16 +223,19 @@ bool OutputFile::remove() noexcept {
 void OutputFile::replaceByCopy(std::span<const std::uint8_t> head, std::uint64_t mediaFrom,
                                std::uint64_t mediaTo, const std::string& temporaryName) {
     if (!isLinked()) failForPath(cannotReplace, path_, ENOENT);
-    file_ = replaceWhole(path_, temporaryName, cannotReplace, headAndMedia(head, file_, mediaFrom, mediaTo));
-    nameLasts_ = true;
+    log(LogArea::movie, "copying ", mediaTo - mediaFrom, " bytes of media behind a larger head");
+    file_ = AtomicFile::replace(path_, temporaryName, cannotReplace,
+                                headAndMedia(head, file_, mediaFrom, mediaTo));
+    isFolderSynced_ = true;
 }
 
 void OutputFile::rescueCopy() {
     std::error_code error;
     std::filesystem::create_directories(folderOf(path_), error);
     if (error) failForPath(cannotCreate, path_, error.value());
-    file_ = createWhole(path_, cannotCreate, headAndMedia({}, file_, 0, size()));
-    nameLasts_ = false;
+    log(LogArea::movie, "the movie file was deleted: copying it from the open descriptor");
+    file_ = AtomicFile::create(path_, cannotCreate, headAndMedia({}, file_, 0, size()));
+    isFolderSynced_ = false;
 }
 
 }  // namespace lumicrate::media

@@ -1,8 +1,8 @@
-// OutputFile: the file on disk that a movie is written to.
+// OutputFile: the movie file on disk, open for writing and locked.
 #pragma once
 
-#include "Linux/Media/Files/ByteSink.h"
-#include "Linux/Media/Files/WholeFile.h"
+#include "Linux/Media/Files/FileDescriptor.h"
+#include "Linux/Media/Files/WriteBehind.h"
 
 #include <cstddef>
 #include <cstdint>
@@ -13,22 +13,21 @@
 
 namespace lumicrate::media {
 
-/// One file, open for reading and writing, which this process alone works on: a lock says so to other
-/// processes of this program. Offsets and lengths are bytes.
+/// A file that only this process works on; a lock tells other processes of this program. Offsets and lengths
+/// are bytes.
 ///
-/// The lock belongs to the open file (an open-file-description lock), so the kernel frees it however the
-/// process ends. The classic lock of a process would be lost as soon as any other part of the program, such
-/// as a library that reads the file, closed it; flock() would hold, but some network file systems keep it to
-/// the one machine.
+/// It is an open-file-description lock, which the kernel releases however the process ends. A classic
+/// per-process lock would be lost as soon as any other part of the program, such as a library that reads the
+/// file, closed it; flock() is local to the machine on some network file systems.
 ///
 /// Errors are PlatformErrors with the system's code. One thread at a time.
 class OutputFile final : public ByteSink {
  public:
-    /// A new file that begins with `head`. It comes into being with its head and its lock, and never in place
-    /// of something that has the name. A file system without locks does without.
+    /// Creates a new file that begins with `head`. It appears complete with head and lock, and never replaces
+    /// an existing file. On a file system without locks it is not locked.
     static OutputFile create(const std::filesystem::path& path, std::span<const std::uint8_t> head);
-    /// A file that another run has left behind; nothing when another process still works on it. Throws also
-    /// when that cannot be found out, for a file system without locks.
+    /// Opens a file that another run left behind; nothing when another process is still working on it. Throws
+    /// also where that cannot be determined, on a file system without locks.
     static std::optional<OutputFile> open(const std::filesystem::path& path);
 
     OutputFile(OutputFile&&) = default;
@@ -38,43 +37,42 @@ class OutputFile final : public ByteSink {
     std::uint64_t size() const;
 
     void write(std::uint64_t offset, std::span<const std::uint8_t> bytes) override;
-    /// What it costs is said in WriteBehind.h. The first time it makes the file's name last too.
+    /// See WriteBehind for the cost. The first call also syncs the folder, so that the name survives.
     void synchronize() override;
-    /// Gives how many bytes were read: all, but for the end of the file.
+    /// Returns how many bytes were read; less than asked for only at the end of the file.
     std::size_t read(std::uint64_t offset, std::span<std::uint8_t> bytes) const;
-    /// Cuts the file off, or lengthens it with zeros.
+    /// Cuts the file off, or extends it with zeros.
     void truncate(std::uint64_t size);
 
-    /// What is on the disk there need not be kept in memory; which is only advice.
+    /// Advises the system not to keep this range in its page cache.
     void dropFromMemory(std::uint64_t offset, std::uint64_t length);
 
-    /// Sees to it that later writes there find room; the content and size of the file stay. Throws when there
-    /// is no room; false where the file system cannot promise any. (One that writes every change to another
-    /// place keeps its promise for the first write only.)
+    /// Allocates space for later writes to this range; content and size of the file stay. Throws when the
+    /// disk is full; returns false where the file system cannot allocate. (A copy-on-write file system
+    /// guarantees the space for the first write only.)
     bool reserve(std::uint64_t offset, std::uint64_t length);
-    /// Moves what lies from `offset` on by `length`, without copying it; the gap reads as zeros. False, and
-    /// nothing has changed, where the file system cannot do this or not there: both must be multiples of its
-    /// blocks, and `offset` lie before the end.
+    /// Moves everything from `offset` on back by `length` without copying it; the gap reads as zeros. Returns
+    /// false, with nothing changed, where the file system cannot do this: both must be multiples of its block
+    /// size, and `offset` must lie before the end.
     bool insertRange(std::uint64_t offset, std::uint64_t length);
 
-    /// Whether the path still names this very file; not when it was deleted, moved or replaced.
+    /// Whether the path still names this very file: false after it was deleted, moved or replaced.
     bool isLinked() const;
-    /// Whether no path names it any more.
+    /// Whether the file has no name at all any more.
     bool isDeleted() const;
-    /// Deletes the file if the path still names it; whether it did.
+    /// Deletes the file if the path still names it; returns whether it did.
     bool remove() noexcept;
 
-    /// Puts a new file in this one's place: `head` and then what lies from `mediaFrom` to `mediaTo` here. Its
-    /// blocks are shared with this one's where the file system can and the places and the head's length are
-    /// multiples of 4096. Until that is whole and on the disk, it is `temporaryName` in the same folder or
-    /// has no name; anything else of that name goes away. Afterwards this object stands for the new file.
-    /// When it throws, as it does also when the path no longer names this file, this file is as it was and
-    /// there is no other.
+    /// Replaces the file by a new one: `head` followed by the bytes [mediaFrom, mediaTo) of this one. Blocks
+    /// are shared where the file system can and all positions are multiples of 4096. The copy is made under
+    /// `temporaryName` as by AtomicFile::replace(). Afterwards this object stands for the new file. If it
+    /// throws, as it also does when the path no longer names this file, this file is unchanged and no copy is
+    /// left.
     void replaceByCopy(std::span<const std::uint8_t> head, std::uint64_t mediaFrom, std::uint64_t mediaTo,
                        const std::string& temporaryName);
-    /// For a file that was deleted, maybe with its folder, while it was being written: copies everything to a
-    /// new file of the same path, whose folders are made again. Afterwards this object stands for that one.
-    /// Throws also when something else has the path by now.
+    /// For a file that was deleted while it was being written, possibly with its folder: recreates the
+    /// folders and copies everything to a new file of the same path. Afterwards this object stands for the
+    /// new file. Throws also when something else has the path by now.
     void rescueCopy();
 
  private:
@@ -82,7 +80,7 @@ class OutputFile final : public ByteSink {
 
     std::filesystem::path path_;
     FileDescriptor file_;
-    bool nameLasts_ = false;
+    bool isFolderSynced_ = false;
 };
 
 }  // namespace lumicrate::media

@@ -35,7 +35,7 @@ void WriteBehind::enqueue(Write write) {
     arrived_.notify_one();
 }
 
-/// Beyond the last append it makes no difference which of the patches comes first.
+/// Replaces a queued patch of the same place. The order of the patches behind the last append is irrelevant.
 bool WriteBehind::replacePatch(Write& write) {
     if (!write.isPatch) return false;
     const auto lastAppend = std::find_if(waiting_.rbegin(), waiting_.rend(),

@@ -1,7 +1,5 @@
-// WriteBehind: a thread that writes, so that a slow disk holds nobody up.
+// WriteBehind: a queue of writes carried out by a thread of its own, so that a slow disk delays nobody.
 #pragma once
-
-#include "Linux/Media/Files/ByteSink.h"
 
 #include <condition_variable>
 #include <cstddef>
@@ -16,45 +14,67 @@
 
 namespace lumicrate::media {
 
-/// A queue of writes in front of a ByteSink. They are done in the order of their coming, by a thread that no
-/// one else shares. Any thread may call, but drain() and the destructor not from within a callback.
+/// What WriteBehind writes to, such as a file. One thread at a time.
+class ByteSink {
+ public:
+    virtual ~ByteSink() = default;
+
+    /// Writes all of `bytes` at `offset` (bytes from the beginning); a gap before `offset` reads as zeros.
+    /// Throws PlatformError, after which any part of `bytes` may have been written.
+    virtual void write(std::uint64_t offset, std::span<const std::uint8_t> bytes) = 0;
+    /// Returns when everything written so far would survive a power cut. Throws PlatformError.
+    virtual void synchronize() = 0;
+
+ protected:
+    ByteSink() = default;
+    ByteSink(const ByteSink&) = default;
+    ByteSink& operator=(const ByteSink&) = default;
+};
+
+/// Writes are carried out in the order in which they were queued. Any thread may call, but drain() and the
+/// destructor must not be called from a callback.
 ///
-/// Every append is followed by synchronize(), so a power cut costs no more than the fragment in work. That
-/// costs no processor time to speak of, but each time the disk must write out what it would have gathered:
-/// a few milliseconds on a solid-state disk, some tens on a turning one, during which other programs' writes
-/// to that disk wait too. With two fragments a second this is little; for single samples it would be much.
+/// Every append is followed by synchronize(), so a power cut loses at most the fragment being written. That
+/// takes hardly any processor time, but the disk must write out what it would have collected: a few
+/// milliseconds on a solid-state disk, tens of milliseconds on a rotating one, during which other programs'
+/// writes to that disk wait too. At two fragments a second that is little; for single samples it would be
+/// much.
 class WriteBehind {
  public:
-    /// Hears once of the first failure.
+    /// Called once, with the first failure.
     using OnFailure = std::function<void(std::exception_ptr)>;
-    /// Hears that an append is in the file and would outlast a power cut.
+    /// Called when an append is in the file and would survive a power cut.
     using Written = std::function<void()>;
 
-    /// `capacity` is how many bytes may wait: the seconds that the disk may stand still times the bytes that
-    /// a second of the movie takes at most. `sink` must outlive this object and is used by its thread alone
-    /// until drain() returns. Callbacks are called on that thread and must not throw.
+    /// `capacity` in bytes: the seconds for which the disk may stall, times the movie's maximum bytes a
+    /// second. `sink` must outlive this object and is used by its thread only, until drain() returns.
+    /// Callbacks run on that thread and must not throw.
     WriteBehind(ByteSink& sink, std::size_t capacity, OnFailure onFailure);
-    /// Drops what still waits, after the write that is under way.
+    /// Completes the write in progress and drops the rest.
     ~WriteBehind();
     WriteBehind(const WriteBehind&) = delete;
     WriteBehind& operator=(const WriteBehind&) = delete;
 
-    /// Never waits and refuses nothing, for what has been encoded must not be lost: the owner takes nothing
-    /// new in while fill() is 1 or more, and then at most the capacity and one append are held here.
+    /// Never blocks and never refuses, because encoded samples must not be lost: the owner stops encoding
+    /// while fill() is 1 or more. So at most the capacity and one append are queued.
     void append(std::uint64_t offset, std::vector<std::uint8_t> bytes, Written written = {});
-    /// Overwrites a few bytes, after all appends so far. A patch of the same place takes the turn of one that
-    /// no append has followed yet, so patches do not pile up.
+    /// Overwrites a few bytes, after all appends queued so far. A patch replaces an earlier one of the same
+    /// place that no append has followed yet, so patches do not pile up while the disk stalls. For example,
+    ///
+    ///     append(A)  patch(8, "x")  patch(8, "y")  append(B)  patch(8, "z")
+    ///
+    /// is carried out as A, "y", B, "z".
     void patch(std::uint64_t offset, std::span<const std::uint8_t> bytes);
 
-    /// Bytes that wait or are being written.
+    /// Bytes queued or being written.
     std::size_t backlog() const;
-    /// The same as a share of the capacity.
+    /// The backlog divided by the capacity.
     double fill() const { return static_cast<double>(backlog()) / static_cast<double>(capacity_); }
 
-    /// Waits until nothing waits any more and no callback runs; false when the writing has failed.
+    /// Waits until the queue is empty and no callback is running. Returns false if a write has failed.
     bool drain();
-    /// Where the last append that is wholly in the file ends; 0 before the first. After a failure anything
-    /// beyond may be half written and is to be cut off, for which OnFailure is a good place.
+    /// Where the last append that is completely in the file ends; 0 before the first. After a failure
+    /// anything beyond it may be half written; OnFailure is a good place to truncate the file.
     std::uint64_t reached() const;
 
  private:

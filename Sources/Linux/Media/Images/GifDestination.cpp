@@ -4,10 +4,6 @@
 
 #include <algorithm>
 
-extern "C" {
-#include <libavutil/error.h>
-}
-
 namespace lumicrate::media {
 
 namespace {
@@ -30,7 +26,7 @@ void GifDestination::finalize() {
     if (elapsed_ == CMTime::zero()) throw PlatformError(localized("The movie has no pictures."));
     blocks_.finish();
     flush();
-    file_.keep();
+    file_.publish();
 }
 
 int GifDestination::roundedDelay(CMTime delay) {
@@ -42,7 +38,7 @@ int GifDestination::roundedDelay(CMTime delay) {
 }
 
 void GifDestination::flush() {
-    NewFile::checked(AVERROR(writeWhole(file_.descriptor(), written_, bytes_)));
+    file_.write(written_, bytes_);
     written_ += bytes_.size();
     bytes_.clear();
 }

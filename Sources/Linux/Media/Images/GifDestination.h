@@ -1,7 +1,7 @@
 // GifDestination: CGImageDestination, a GIF file that grows with each image.
 #pragma once
 
-#include "Linux/Media/Files/NewFile.h"
+#include "Linux/Media/Files/AtomicFile.h"
 #include "Linux/Media/Images/FrameQuantizer.h"
 #include "Linux/Media/Images/GifBlocks.h"
 #include "Platform/AVAsset.h"
@@ -29,7 +29,7 @@ class GifDestination final : public CGImageDestination {
     int roundedDelay(CMTime delay);
     void flush();
 
-    NewFile file_;
+    AtomicFile file_;
     std::vector<std::uint8_t> bytes_;  // not yet written
     GifBlocks blocks_{bytes_};
     std::uint64_t written_ = 0;

@@ -1,6 +1,6 @@
 #include "Linux/Media/MovieFile/AssetSummary.h"
 
-#include "Linux/Media/Files/WholeFile.h"
+#include "Linux/Media/Files/FileDescriptor.h"
 #include "Linux/Media/IsoBmff/MovieSummary.h"
 #include "Linux/Media/MovieFile/ForeignSummary.h"
 #include "Support/Error.h"
@@ -44,7 +44,7 @@ class MovieSource final : public isobmff::ByteSource {
 
     std::uint64_t size() const override { return size_; }
     bool read(std::uint64_t offset, std::span<std::uint8_t> into) const override {
-        const std::int64_t count = readWhole(file_, offset, into);
+        const std::int64_t count = readAll(file_, offset, into);
         if (count < 0) failWithSystemCode(url_, static_cast<int>(-count));
         return static_cast<std::size_t>(count) == into.size();
     }

@@ -1,7 +1,7 @@
 #include "Linux/Media/MovieFile/UnfinishedMovies.h"
 
+#include "Linux/Media/Files/AtomicFile.h"
 #include "Linux/Media/Files/Failure.h"
-#include "Linux/Media/Files/WholeFile.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -79,7 +79,7 @@ Reading readEntry(const std::filesystem::path& path) {
     if (!S_ISREG(status.st_mode)) return unusable();
     std::string content(longestEntry + 1, '\0');
     const std::span bytes(reinterpret_cast<std::uint8_t*>(content.data()), content.size());
-    const std::int64_t size = readWhole(file, 0, bytes);
+    const std::int64_t size = readAll(file, 0, bytes);
     if (size < 0) return unknown();
     if (static_cast<std::size_t>(size) > longestEntry) return unusable();
     return parse(std::string_view(content).substr(0, static_cast<std::size_t>(size)));
@@ -115,11 +115,11 @@ void UnfinishedMovies::add(const MovieIdentifier& identifier, const std::filesys
     makePrivateFolder(folder_);
     const std::span bytes(reinterpret_cast<const std::uint8_t*>(content.data()), content.size());
     const std::filesystem::path entry = entryPath(identifier);
-    replaceWhole(entry, "." + entry.filename().string() + ".new", cannotNote,
-                 [&](const FileDescriptor& file) {
-                     if (const int failure = writeWhole(file, 0, bytes); failure != 0)
-                         failForPath(cannotNote, folder_, failure);
-                 });
+    AtomicFile::replace(entry, "." + entry.filename().string() + ".new", cannotNote,
+                        [&](const FileDescriptor& file) {
+                            if (const int failure = writeAll(file, 0, bytes); failure != 0)
+                                failForPath(cannotNote, folder_, failure);
+                        });
 }
 
 void UnfinishedMovies::remove(const MovieIdentifier& identifier) const noexcept {
