@@ -87,8 +87,7 @@ double finishWithCopy(const std::filesystem::path& movie) {
 void measure(const std::filesystem::path& folder, double hours) {
     const std::filesystem::path path = folder / "lumicrate-finish-bench.mp4";
     std::filesystem::remove(path);
-    media::MovieFile file(path, AVFileType::mpeg4,
-                          media::UnfinishedMovies(folder / "lumicrate-finish-bench"));
+    media::MovieFile file(path, AVFileType::mpeg4, media::RecoveryList(folder / "lumicrate-finish-bench"));
     writeMedia(file, static_cast<std::int64_t>(hours * 3600));
     const auto start = Clock::now();
     file.finish();

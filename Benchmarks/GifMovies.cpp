@@ -32,7 +32,7 @@ AVVideoOutputSettings settings() {
 
 void record(const Clip& clip, int seconds, const std::filesystem::path& file) {
     const auto writer = media::makeAssetWriter(file, AVFileType::mpeg4,
-                                               media::UnfinishedMovies(file.parent_path() / "unfinished"));
+                                               media::RecoveryList(file.parent_path() / "unfinished"));
     AVAssetWriterInput& input = writer->addInput(settings());
     if (!writer->startWriting()) std::rethrow_exception(writer->error());
     writer->startSessionAtSourceTime(CMTime::zero());

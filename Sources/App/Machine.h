@@ -7,7 +7,7 @@
 #include "Linux/Desktop/ProcessInfo.h"
 #include "Linux/Desktop/UserDefaults.h"
 #include "Linux/Media/Editing/Assets.h"
-#include "Linux/Media/MovieFile/UnfinishedMovies.h"
+#include "Linux/Media/MovieFile/RecoveryList.h"
 #include "Linux/PipeWire/Devices.h"
 #include "Support/MediaTime.h"
 #include "Support/Notifications.h"
@@ -28,7 +28,7 @@ class Machine {
     desktop::FileManager files;
     desktop::Calendar calendar;
     desktop::ProcessInfo process;
-    media::UnfinishedMovies unfinished;
+    media::RecoveryList unfinished;
     pipewire::Devices devices;
     capture::CaptureKit capture;
     media::Assets assets;

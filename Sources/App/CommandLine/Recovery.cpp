@@ -26,8 +26,8 @@ std::string sentence(const media::RecoveredMovie& movie) {
 
 }  // namespace
 
-media::UnfinishedMovies unfinishedMovies() {
-    return media::UnfinishedMovies(desktop::stateFolder() / "unfinished");
+media::RecoveryList unfinishedMovies() {
+    return media::RecoveryList(desktop::stateFolder() / "unfinished");
 }
 
 std::vector<std::string> recoverInterruptedRecordings() {

@@ -1,7 +1,7 @@
 // Finishing, at the start of any command, what an earlier run was cut off in.
 #pragma once
 
-#include "Linux/Media/MovieFile/UnfinishedMovies.h"
+#include "Linux/Media/MovieFile/RecoveryList.h"
 
 #include <string>
 #include <vector>
@@ -9,7 +9,7 @@
 namespace lumicrate::app {
 
 /// Where it is kept which recordings are being written.
-media::UnfinishedMovies unfinishedMovies();
+media::RecoveryList unfinishedMovies();
 
 /// Completes the recordings that nobody writes any more, and gives a sentence for each.
 std::vector<std::string> recoverInterruptedRecordings();

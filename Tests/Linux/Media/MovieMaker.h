@@ -71,7 +71,7 @@ class MovieMaker {
     explicit MovieMaker(const std::vector<AVOutputSettings>& tracks, AVFileType type = AVFileType::mpeg4,
                         bool indexInFront = true, CMTime start = CMTime(1000, 1), bool realTime = true)
         : path_(folder_ / "movie"),
-          writer_(media::makeAssetWriter(path_, type, media::UnfinishedMovies(folder_ / "unfinished"))) {
+          writer_(media::makeAssetWriter(path_, type, media::RecoveryList(folder_ / "unfinished"))) {
         writer_->setShouldOptimizeForNetworkUse(indexInFront);
         for (const AVOutputSettings& track : tracks) {
             inputs_.push_back(&writer_->addInput(track));

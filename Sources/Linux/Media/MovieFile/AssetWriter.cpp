@@ -21,12 +21,12 @@ std::unique_ptr<TrackEncoder> makeEncoder(const AVOutputSettings& settings) {
 }  // namespace
 
 std::unique_ptr<AVAssetWriter> makeAssetWriter(const std::filesystem::path& url, AVFileType fileType,
-                                               const UnfinishedMovies& unfinished) {
+                                               const RecoveryList& unfinished) {
     return std::make_unique<AssetWriter>(url, fileType, unfinished);
 }
 
 AssetWriter::AssetWriter(const std::filesystem::path& url, AVFileType fileType,
-                         const UnfinishedMovies& unfinished)
+                         const RecoveryList& unfinished)
     : url_(url), fileType_(fileType), file_(url, fileType, unfinished) {
     file_.setOnFailure([this](const std::exception_ptr& error) { state_.interrupt(error); });
 }

@@ -14,13 +14,13 @@ namespace lumicrate::media {
 /// Makes the writer of one file, which startWriting creates; it fails when something of this name exists.
 /// `unfinished` knows of the file while it is being written.
 std::unique_ptr<AVAssetWriter> makeAssetWriter(const std::filesystem::path& url, AVFileType fileType,
-                                               const UnfinishedMovies& unfinished);
+                                               const RecoveryList& unfinished);
 
 /// Each track is encoded on a thread of its own. Destroying the writer before the file is complete leaves it
 /// as it is, if there is anything in it; while it is being completed, it waits for that.
 class AssetWriter final : public AVAssetWriter {
  public:
-    AssetWriter(const std::filesystem::path& url, AVFileType fileType, const UnfinishedMovies& unfinished);
+    AssetWriter(const std::filesystem::path& url, AVFileType fileType, const RecoveryList& unfinished);
     ~AssetWriter() override;
     AssetWriter(const AssetWriter&) = delete;
     AssetWriter& operator=(const AssetWriter&) = delete;

@@ -1,7 +1,7 @@
 #include "Linux/Media/MovieFile/MovieCompletion.h"
 
 #include "Linux/Media/IsoBmff/MovieIndex.h"
-#include "Linux/Media/MovieFile/UnfinishedMovies.h"
+#include "Linux/Media/MovieFile/RecoveryList.h"
 #include "Support/Error.h"
 
 #include <optional>

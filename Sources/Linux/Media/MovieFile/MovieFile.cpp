@@ -50,7 +50,7 @@ std::exception_ptr failure(std::string_view sentence) {
 
 }  // namespace
 
-MovieFile::MovieFile(std::filesystem::path path, AVFileType type, UnfinishedMovies unfinished)
+MovieFile::MovieFile(std::filesystem::path path, AVFileType type, RecoveryList unfinished)
     : path_(std::move(path)), unfinished_(std::move(unfinished)) {
     movie_.description.brand = brandOf(type);
     movie_.identifier = newIdentifier();

@@ -7,7 +7,7 @@
 #include "Linux/Media/IsoBmff/MovieFragmenter.h"
 #include "Linux/Media/IsoBmff/UnfinishedMovie.h"
 #include "Linux/Media/MovieFile/MovieCompletion.h"
-#include "Linux/Media/MovieFile/UnfinishedMovies.h"
+#include "Linux/Media/MovieFile/RecoveryList.h"
 #include "Platform/AVAssetWriter.h"
 
 #include <atomic>
@@ -40,7 +40,7 @@ struct MovieSample {
 class MovieFile {
  public:
     /// Nothing is touched before `begin`. `unfinished` learns of the file while it is being written.
-    MovieFile(std::filesystem::path path, AVFileType type, UnfinishedMovies unfinished);
+    MovieFile(std::filesystem::path path, AVFileType type, RecoveryList unfinished);
     ~MovieFile();
     MovieFile(const MovieFile&) = delete;
     MovieFile& operator=(const MovieFile&) = delete;
@@ -86,8 +86,8 @@ class MovieFile {
     void settle();
 
     std::filesystem::path path_;
-    UnfinishedMovies unfinished_;
-    std::optional<UnfinishedMovies::Entry> entry_;
+    RecoveryList unfinished_;
+    std::optional<RecoveryList::Entry> entry_;
     std::function<void(std::exception_ptr)> onFailure_;
     IndexPlace indexPlace_ = IndexPlace::front;
     std::int64_t bitRate_ = 0;

@@ -44,7 +44,7 @@ bool hasSamples(const UnfinishedMovie& movie) {
     return !std::all_of(movie.tracks.begin(), movie.tracks.end(), std::mem_fn(&SampleTable::isEmpty));
 }
 
-Outcome recover(const UnfinishedMovies::Movie& entry) {
+Outcome recover(const RecoveryList::Movie& entry) {
     std::optional<OutputFile> file = OutputFile::open(entry.path);
     if (!file) return Outcome::untouched;
     // What the copying of a movie may have left.
@@ -69,9 +69,9 @@ std::exception_ptr tooDamaged() {
 
 }  // namespace
 
-std::vector<RecoveredMovie> recoverMovies(const UnfinishedMovies& unfinished) {
+std::vector<RecoveredMovie> recoverMovies(const RecoveryList& unfinished) {
     std::vector<RecoveredMovie> recovered;
-    for (const UnfinishedMovies::Movie& entry : unfinished.list()) {
+    for (const RecoveryList::Movie& entry : unfinished.list()) {
         std::error_code unknown;
         const auto type = std::filesystem::symlink_status(entry.path, unknown).type();
         const bool gone = type != std::filesystem::file_type::regular;

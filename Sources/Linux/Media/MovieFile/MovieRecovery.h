@@ -1,7 +1,7 @@
 // MovieRecovery: completes the movies that a crash has cut off.
 #pragma once
 
-#include "Linux/Media/MovieFile/UnfinishedMovies.h"
+#include "Linux/Media/MovieFile/RecoveryList.h"
 
 #include <exception>
 #include <filesystem>
@@ -19,6 +19,6 @@ struct RecoveredMovie {
 /// Completes, in place, every movie of the list that nobody writes any more, and gives those about which
 /// there is something to tell. A movie in which nothing was recorded is deleted. Files that are not the ones
 /// that were begun, and movies that another process is writing, are left alone.
-std::vector<RecoveredMovie> recoverMovies(const UnfinishedMovies& unfinished);
+std::vector<RecoveredMovie> recoverMovies(const RecoveryList& unfinished);
 
 }  // namespace lumicrate::media

@@ -346,7 +346,7 @@ struct Rested {
 
 /// A burst that exhausts the bucket, after which the picture rests, is refined, and goes on.
 Rested refine(const test::TemporaryFolder& folder, const AVVideoOutputSettings& settings) {
-    MovieFile file(folder / "movie.mp4", AVFileType::mpeg4, UnfinishedMovies(folder / "unfinished"));
+    MovieFile file(folder / "movie.mp4", AVFileType::mpeg4, RecoveryList(folder / "unfinished"));
     VideoTrack track(settings);
     track.open(file);
     file.begin();
@@ -393,7 +393,7 @@ TEST_P(VideoTests, TextThatComesToRestBecomesCrisp) {
 
 TEST_P(VideoTests, AFinePictureIsNotRefined) {
     const test::TemporaryFolder folder;
-    MovieFile file(folder / "movie.mp4", AVFileType::mpeg4, UnfinishedMovies(folder / "unfinished"));
+    MovieFile file(folder / "movie.mp4", AVFileType::mpeg4, RecoveryList(folder / "unfinished"));
     VideoTrack track(settings(640, 368));
     track.open(file);
     file.begin();

@@ -27,8 +27,8 @@ using testing::ElementsAre;
 
 constexpr CMTime start{1000, 1};
 
-UnfinishedMovies unfinishedIn(const TemporaryFolder& folder) {
-    return UnfinishedMovies(folder / "unfinished");
+RecoveryList unfinishedIn(const TemporaryFolder& folder) {
+    return RecoveryList(folder / "unfinished");
 }
 
 CMSampleBuffer noise(int milliseconds, unsigned seed) {

@@ -57,7 +57,7 @@ class MovieFileTests : public testing::Test {
 
     TemporaryFolder folder_;
     std::filesystem::path path_ = folder_ / "recordings" / "movie.mp4";
-    UnfinishedMovies unfinished_{folder_ / "unfinished"};
+    RecoveryList unfinished_{folder_ / "unfinished"};
     std::string failure_;
     std::atomic<int> failures_ = 0;
 };

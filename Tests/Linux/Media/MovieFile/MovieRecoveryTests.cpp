@@ -51,7 +51,7 @@ class MovieRecoveryTests : public testing::Test {
 
     TemporaryFolder folder_;
     std::filesystem::path path_ = folder_ / "movie.mov";
-    UnfinishedMovies unfinished_{folder_ / "unfinished"};
+    RecoveryList unfinished_{folder_ / "unfinished"};
 };
 
 TEST_F(MovieRecoveryTests, CompletesAMovieOnceAndChangesNoSample) {

@@ -1,4 +1,4 @@
-// UnfinishedMovies: which recordings are being written, known on disk, so that the next start can complete
+// RecoveryList: which recordings are being written, known on disk, so that the next start can complete
 // those that a crash has cut off.
 #pragma once
 
@@ -17,7 +17,7 @@ std::string hexadecimal(const isobmff::MovieIdentifier& identifier);
 /// A folder with one small file a recording: its name is the recording's identifier in hexadecimal digits,
 /// its content a line with the format's version, the absolute path of the movie, and a zero byte, by which a
 /// torn file is known. Any number of processes may use the folder at once.
-class UnfinishedMovies {
+class RecoveryList {
  public:
     struct Movie {
         isobmff::MovieIdentifier identifier{};
@@ -28,7 +28,7 @@ class UnfinishedMovies {
     class Entry;
 
     /// The folder is made with the first entry.
-    explicit UnfinishedMovies(std::filesystem::path folder) : folder_(std::move(folder)) {}
+    explicit RecoveryList(std::filesystem::path folder) : folder_(std::move(folder)) {}
 
     /// Returns when the entry would outlast a power cut. An entry of the same identifier is replaced. Throws
     /// PlatformError.
@@ -49,11 +49,10 @@ class UnfinishedMovies {
 
 /// The entry of a recording that this process writes. It stays when the object goes, however that happens;
 /// only done() removes it.
-class UnfinishedMovies::Entry {
+class RecoveryList::Entry {
  public:
     /// Throws PlatformError.
-    Entry(UnfinishedMovies movies, const isobmff::MovieIdentifier& identifier,
-          const std::filesystem::path& path)
+    Entry(RecoveryList movies, const isobmff::MovieIdentifier& identifier, const std::filesystem::path& path)
         : movies_(std::move(movies)), identifier_(identifier) {
         movies_.add(identifier_, path);
     }
@@ -62,7 +61,7 @@ class UnfinishedMovies::Entry {
     void done() noexcept { movies_.remove(identifier_); }
 
  private:
-    UnfinishedMovies movies_;
+    RecoveryList movies_;
     isobmff::MovieIdentifier identifier_;
 };
 

@@ -1,4 +1,4 @@
-#include "Linux/Media/MovieFile/UnfinishedMovies.h"
+#include "Linux/Media/MovieFile/RecoveryList.h"
 
 #include "Linux/Media/Files/AtomicFile.h"
 #include "Linux/Media/Files/Failure.h"
@@ -104,7 +104,7 @@ std::string hexadecimal(const MovieIdentifier& identifier) {
     return text;
 }
 
-void UnfinishedMovies::add(const MovieIdentifier& identifier, const std::filesystem::path& path) const {
+void RecoveryList::add(const MovieIdentifier& identifier, const std::filesystem::path& path) const {
     std::error_code error;
     const std::string movie = std::filesystem::absolute(path, error).string();
     if (error) failForPath(cannotNote, folder_, error.value());
@@ -122,11 +122,11 @@ void UnfinishedMovies::add(const MovieIdentifier& identifier, const std::filesys
                         });
 }
 
-void UnfinishedMovies::remove(const MovieIdentifier& identifier) const noexcept {
+void RecoveryList::remove(const MovieIdentifier& identifier) const noexcept {
     unlink(entryPath(identifier).c_str());
 }
 
-std::vector<UnfinishedMovies::Movie> UnfinishedMovies::list() const {
+std::vector<RecoveryList::Movie> RecoveryList::list() const {
     std::vector<Movie> movies;
     std::error_code error;
     std::filesystem::directory_iterator each(folder_, error);
@@ -140,13 +140,13 @@ std::vector<UnfinishedMovies::Movie> UnfinishedMovies::list() const {
     return movies;
 }
 
-bool UnfinishedMovies::isRecent(const MovieIdentifier& identifier) const {
+bool RecoveryList::isRecent(const MovieIdentifier& identifier) const {
     std::error_code error;
     const auto made = std::filesystem::last_write_time(entryPath(identifier), error);
     return !error && std::filesystem::file_time_type::clock::now() - made < std::chrono::minutes(1);
 }
 
-std::filesystem::path UnfinishedMovies::entryPath(const MovieIdentifier& identifier) const {
+std::filesystem::path RecoveryList::entryPath(const MovieIdentifier& identifier) const {
     return folder_ / hexadecimal(identifier);
 }
 

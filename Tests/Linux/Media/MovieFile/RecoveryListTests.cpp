@@ -1,4 +1,4 @@
-#include "Linux/Media/MovieFile/UnfinishedMovies.h"
+#include "Linux/Media/MovieFile/RecoveryList.h"
 #include "Support/Error.h"
 #include "Tests/Linux/Media/ChildCase.h"
 #include "Tests/Linux/TemporaryFolder.h"
@@ -20,7 +20,7 @@ using testing::IsEmpty;
 using testing::StartsWith;
 using testing::UnorderedElementsAre;
 
-using Movie = UnfinishedMovies::Movie;
+using Movie = RecoveryList::Movie;
 
 constexpr MovieIdentifier first{0x00, 0x1f, 0xa0, 0xff, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15};
 constexpr MovieIdentifier second{1};
@@ -42,9 +42,9 @@ void fill(const std::filesystem::path& file, const std::string& content) {
     std::ofstream(file, std::ios::binary) << content;
 }
 
-TEST(UnfinishedMoviesTests, EveryPathComesBack) {
+TEST(RecoveryListTests, EveryPathComesBack) {
     const TemporaryFolder folder;
-    const UnfinishedMovies movies(folder / "state/unfinished");
+    const RecoveryList movies(folder / "state/unfinished");
     EXPECT_THAT(movies.list(), IsEmpty()) << "and no folder is no error";
     const std::string paths[] = {"/a.mp4", "/Filme/Überblick – 1.mp4", "/line\nbreak\n", "/not\xff\xfeUTF-8",
                                  "/" + std::string(4000, 'x')};
@@ -53,7 +53,7 @@ TEST(UnfinishedMoviesTests, EveryPathComesBack) {
         EXPECT_THAT(movies.list(), ElementsAre(Movie{first, path})) << "in place of the one before";
     }
     movies.add(second, "/second.mov");
-    EXPECT_THAT(UnfinishedMovies(folder / "state/unfinished").list(),
+    EXPECT_THAT(RecoveryList(folder / "state/unfinished").list(),
                 UnorderedElementsAre(Movie{first, paths[4]}, Movie{second, "/second.mov"}));
     movies.remove(first);
     movies.remove(first);
@@ -65,23 +65,23 @@ TEST(UnfinishedMoviesTests, EveryPathComesBack) {
               std::filesystem::perms::owner_all);
 }
 
-TEST(UnfinishedMoviesTests, AnEntryStaysUntilItIsDone) {
+TEST(RecoveryListTests, AnEntryStaysUntilItIsDone) {
     const TemporaryFolder folder;
-    const UnfinishedMovies movies(folder.path());
+    const RecoveryList movies(folder.path());
     EXPECT_EQ(test::inChild([&] {
-                  const UnfinishedMovies::Entry entry(movies, first, "/a.mp4");
+                  const RecoveryList::Entry entry(movies, first, "/a.mp4");
                   return std::string("ended");
               }),
               "ended");
     EXPECT_THAT(movies.list(), ElementsAre(Movie{first, "/a.mp4"}));
-    UnfinishedMovies::Entry again(movies, first, "/a.mp4");
+    RecoveryList::Entry again(movies, first, "/a.mp4");
     again.done();
     EXPECT_THAT(movies.list(), IsEmpty());
 }
 
-TEST(UnfinishedMoviesTests, ATornEntryIsNeverTakenForAnother) {
+TEST(RecoveryListTests, ATornEntryIsNeverTakenForAnother) {
     const TemporaryFolder folder;
-    const UnfinishedMovies movies(folder.path());
+    const RecoveryList movies(folder.path());
     movies.add(first, "/movies/a.mp4");
     const std::string whole = contentOf(folder / firstName);
     for (std::size_t size = 0; size < whole.size(); ++size) {
@@ -95,10 +95,10 @@ TEST(UnfinishedMoviesTests, ATornEntryIsNeverTakenForAnother) {
     }
 }
 
-TEST(UnfinishedMoviesTests, WhatCannotBeAnEntryIsCleanedAwayAndForeignFilesStay) {
+TEST(RecoveryListTests, WhatCannotBeAnEntryIsCleanedAwayAndForeignFilesStay) {
     const TemporaryFolder folder;
     const TemporaryFolder elsewhere;
-    const UnfinishedMovies movies(folder.path());
+    const RecoveryList movies(folder.path());
     movies.add(first, "/a.mp4");
     const std::string valid = contentOf(folder / firstName);
     fill(elsewhere / "entry", valid);
@@ -129,14 +129,14 @@ TEST(UnfinishedMoviesTests, WhatCannotBeAnEntryIsCleanedAwayAndForeignFilesStay)
     EXPECT_EQ(contentOf(elsewhere / "entry"), valid);
 }
 
-TEST(UnfinishedMoviesTests, AFolderThatCannotBeUsedSaysSo) {
+TEST(RecoveryListTests, AFolderThatCannotBeUsedSaysSo) {
     const TemporaryFolder folder;
     fill(folder / "file", "");
     std::filesystem::permissions(folder.path(), std::filesystem::perms(0555));
     const std::pair<const char*, const char*> cases[] = {
         {"file/unfinished", "Not a directory."}, {"file", "Not a directory."}, {"new", "Permission denied."}};
     for (const auto& [name, reason] : cases) {
-        const UnfinishedMovies movies(folder / name);
+        const RecoveryList movies(folder / name);
         EXPECT_EQ(test::inChild([&movies] {
                       test::dropPrivileges();
                       movies.add(first, "/a.mp4");
@@ -146,7 +146,7 @@ TEST(UnfinishedMoviesTests, AFolderThatCannotBeUsedSaysSo) {
                       "”: " + reason);
         EXPECT_THAT(movies.list(), IsEmpty());
     }
-    const UnfinishedMovies movies(folder / "long");
+    const RecoveryList movies(folder / "long");
     EXPECT_EQ(test::inChild([&movies] {
                   movies.add(first, "/" + std::string(5000, 'x'));
                   return std::string("added");
