@@ -1,4 +1,4 @@
-// What nearly every test includes, compiled once.
+// Headers that nearly every test includes, precompiled once.
 #pragma once
 
 #include <gmock/gmock.h>

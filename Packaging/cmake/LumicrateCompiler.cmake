@@ -1,8 +1,8 @@
-# What every target of the project is compiled with.
+# Compiler options of all targets.
 
 find_program(CCACHE ccache)
 if(CCACHE AND NOT CMAKE_CXX_COMPILER_LAUNCHER)
-  # Or it would pass by whatever has a precompiled header.
+  # Without this, ccache does not cache files that use a precompiled header.
   set(CMAKE_CXX_COMPILER_LAUNCHER env CCACHE_SLOPPINESS=pch_defines,time_macros "${CCACHE}")
 endif()
 
@@ -10,7 +10,7 @@ add_library(lumicrate-options INTERFACE)
 target_compile_options(lumicrate-options INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor
                                                    -Woverloaded-virtual -Wimplicit-fallthrough)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
-  # GCC 12 sees overlaps in joined std::strings that are not there (GCC bug 105651).
+  # GCC 12 warns of overlaps in concatenated std::strings that do not exist (GCC bug 105651).
   target_compile_options(lumicrate-options INTERFACE -Wno-restrict)
 endif()
 if(LUMICRATE_WERROR)
@@ -21,7 +21,7 @@ if(LUMICRATE_SANITIZE)
                                                      -fno-sanitize-recover=all -O1)
   target_link_options(lumicrate-options INTERFACE -fsanitize=${LUMICRATE_SANITIZE})
   if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
-    # Before LLVM 17 this one check can't be had in coroutines.
+    # Not supported in coroutines before LLVM 17.
     target_compile_options(lumicrate-options INTERFACE -fno-sanitize=function)
   endif()
 endif()
