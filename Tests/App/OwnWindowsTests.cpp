@@ -3,10 +3,12 @@
 
 #include "App/Headless.h"
 #include "App/Services.h"
+#include "Lumicrate/Overlays/ClickHighlighter.h"
+#include "Lumicrate/Overlays/ControlBarController.h"
 #include "Tests/App/Recording.h"
 #include "Tests/Linux/TemporaryFolder.h"
 #include "Tests/Linux/X11/TestWindow.h"
-#include "Tests/Lumicrate/Recording/FakeOverlays.h"
+#include "Tests/Lumicrate/Overlays/FakeOverlayContents.h"
 #include "Tests/Stage/MovieProbe.h"
 #include "Tests/Stage/PrivateDesktop.h"
 
@@ -66,10 +68,7 @@ class OwnWindowsTests : public testing::TestWithParam<bool> {
             TestWindow::Look{.frame = {300, 60, 250, 200}, .colour = 0xff00ff, .title = "Lumicrate"});
         // Half of white: the colours are those of the scene, half way to white.
         clicks.emplace(display(), TestWindow::Look{.frame = kept, .colour = 0x80808080, .translucent = true});
-        barOverlay.number = bar->id();
-        clicksOverlay.number = clicks->id();
-        overlays.controlBar = &barOverlay;
-        overlays.clickHighlighter = &clicksOverlay;
+        contents.windowNumbers = {{"bar", bar->id()}, {"rings", clicks->id()}};
     }
 
     std::string display() { return desktop->display().displayName(); }
@@ -78,9 +77,16 @@ class OwnWindowsTests : public testing::TestWithParam<bool> {
     void record(bool hideSelf, const std::function<void()>& play) {
         app::Machine machine;
         app::Headless headless;
+        ControlBarController controlBar(headless.screens, machine.defaults, contents);
+        FakeMouse mouse;
+        ClickHighlighter clickHighlighter(machine.executor, headless.screens, mouse, contents);
+        RecorderOverlays overlays;
+        overlays.controlBar = &controlBar;
+        overlays.clickHighlighter = &clickHighlighter;
         app::Services services(machine, {headless.screens, headless.keys, overlays});
-        // As it is with the click highlighter shown.
-        clicksOverlay.shown = true;
+        controlBar.setRecorder(&services.recorder);
+        // Without a screen, the recorder does not show it.
+        clickHighlighter.show({});
         RecordingOptions options;
         options.countdown = false;
         options.captureSystemAudio = options.captureMicrophone = false;
@@ -134,9 +140,7 @@ class OwnWindowsTests : public testing::TestWithParam<bool> {
     std::optional<TestWindow> bar;
     std::optional<TestWindow> window;
     std::optional<TestWindow> clicks;
-    FakeControlBar barOverlay{0};
-    FakeClickHighlighter clicksOverlay{0};
-    RecorderOverlays overlays;
+    FakeOverlayContents contents;
     TemporaryFolder folder;
     const std::filesystem::path file = folder / "movie.mp4";
 };

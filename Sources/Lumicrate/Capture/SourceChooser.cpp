@@ -1,6 +1,8 @@
 #include "Lumicrate/Capture/SourceChooser.h"
 
 #include "Lumicrate/Capture/ScreenLookup.h"
+#include "Lumicrate/Overlays/Selection/AreaSelector.h"
+#include "Lumicrate/Overlays/Selection/ScreenChooser.h"
 #include "Support/Text.h"
 
 #include <string>

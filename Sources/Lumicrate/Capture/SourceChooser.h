@@ -13,6 +13,8 @@
 
 namespace lumicrate {
 
+struct PickedArea;
+
 /// Every question is answered with nothing when the user cancels or there is no way to ask. Main thread only.
 class SourceChooser {
  public:

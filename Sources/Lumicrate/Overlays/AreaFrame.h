@@ -2,7 +2,6 @@
 #pragma once
 
 #include "Lumicrate/Overlays/OverlayContents.h"
-#include "Lumicrate/Overlays/RecorderOverlays.h"
 
 #include <cstdint>
 #include <memory>
@@ -11,14 +10,16 @@
 namespace lumicrate {
 
 /// Main thread only.
-class AreaFrame final : public AreaFraming {
+class AreaFrame final {
  public:
     /// `contents` must outlive the frame.
     explicit AreaFrame(OverlayContents& contents) : contents_(contents) {}
 
-    void show(Rect around, NSScreen screen) override;
-    void hide() override { panel_.reset(); }
-    std::optional<std::uint32_t> windowNumber() const override;
+    /// Frames an area: points of `screen`, y down from its top left corner.
+    void show(Rect around, NSScreen screen);
+    void hide() { panel_.reset(); }
+    /// None while the frame is hidden.
+    std::optional<std::uint32_t> windowNumber() const;
 
  private:
     OverlayContents& contents_;

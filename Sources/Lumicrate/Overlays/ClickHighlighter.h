@@ -3,7 +3,6 @@
 
 #include "Lumicrate/Overlays/ClickFlashes.h"
 #include "Lumicrate/Overlays/OverlayContents.h"
-#include "Lumicrate/Overlays/RecorderOverlays.h"
 #include "Platform/NSEvent.h"
 #include "Support/Executor.h"
 #include "Support/Published.h"
@@ -22,18 +21,19 @@ struct ClickRings {
 
 /// One panel, so that capture knows the rings by one number: a speck while nothing is clicked, and as large
 /// as the rings while they spread. Only then a timer runs. Main thread only.
-class ClickHighlighter final : public ClickHighlighting {
+class ClickHighlighter final {
  public:
     /// All must outlive the highlighter.
     ClickHighlighter(Executor& executor, const NSScreens& screens, NSMouseMonitoring& mouse,
                      OverlayContents& contents);
-    ~ClickHighlighter() override;
+    ~ClickHighlighter();
     ClickHighlighter(const ClickHighlighter&) = delete;
     ClickHighlighter& operator=(const ClickHighlighter&) = delete;
 
-    void show(NSScreen screen) override;
-    void hide() override;
-    std::optional<std::uint32_t> windowNumber() const override;
+    void show(NSScreen screen);
+    void hide();
+    /// None while hidden.
+    std::optional<std::uint32_t> windowNumber() const;
 
  private:
     void flash(bool secondary);

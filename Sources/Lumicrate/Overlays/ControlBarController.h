@@ -3,7 +3,6 @@
 
 #include "Lumicrate/Overlays/ControlBarModel.h"
 #include "Lumicrate/Overlays/OverlayContents.h"
-#include "Lumicrate/Overlays/RecorderOverlays.h"
 
 #include <cstdint>
 #include <memory>
@@ -20,7 +19,7 @@ Rect controlBarFrame(const Size& bar, const Rect& visibleFrame, const std::optio
 Rect keptOnScreens(const Rect& frame, const std::vector<NSScreen>& screens);
 
 /// At most one bar at a time. Main thread only.
-class ControlBarController final : public ControlBarShowing {
+class ControlBarController final {
  public:
     /// All must outlive the controller.
     ControlBarController(const NSScreens& screens, const NSUserDefaults& defaults, OverlayContents& contents)
@@ -30,10 +29,13 @@ class ControlBarController final : public ControlBarShowing {
     /// here before.
     void setRecorder(ScreenRecorder* recorder);
 
-    void show(std::optional<NSScreen> screen, std::optional<Rect> below) override;
-    void hide() override;
-    void moveBy(double dx, double dy) override;
-    std::optional<std::uint32_t> windowNumber() const override;
+    /// Shows the bar below the recorded area (global, y up), or at the bottom of the screen without one.
+    void show(std::optional<NSScreen> screen, std::optional<Rect> below);
+    void hide();
+    /// Points, y up. No effect while the bar is hidden.
+    void moveBy(double dx, double dy);
+    /// None while the bar is hidden.
+    std::optional<std::uint32_t> windowNumber() const;
 
  private:
     void moveTo(Point origin);

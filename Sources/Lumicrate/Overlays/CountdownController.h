@@ -2,7 +2,6 @@
 #pragma once
 
 #include "Lumicrate/Overlays/OverlayContents.h"
-#include "Lumicrate/Overlays/RecorderOverlays.h"
 #include "Platform/NSUserDefaults.h"
 #include "Support/Executor.h"
 #include "Support/Published.h"
@@ -23,17 +22,17 @@ struct CountdownModel {
 };
 
 /// Nothing is there between two runs. Main thread only.
-class CountdownController final : public CountdownShowing {
+class CountdownController final {
  public:
     /// All must outlive the controller.
     CountdownController(Executor& executor, const NSScreens& screens, const NSUserDefaults& defaults,
                         OverlayContents& contents);
 
-    /// Ends a run that is in progress, as cancelled, and begins anew. The panel goes when the task is
-    /// destroyed, too.
-    Task<bool> run(int seconds, std::optional<NSScreen> screen) override;
+    /// True when the countdown reached its end, or else the result that finish() gave it. Cancels a run that
+    /// is in progress. Destroying the task removes the panel.
+    Task<bool> run(int seconds, std::optional<NSScreen> screen);
     /// Takes the panel away at once and gives the run in progress that result; without one, does nothing.
-    void finish(bool result) override;
+    void finish(bool result);
 
  private:
     class EndOfRun;

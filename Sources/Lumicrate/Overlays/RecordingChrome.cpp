@@ -1,5 +1,9 @@
 #include "Lumicrate/Overlays/RecordingChrome.h"
 
+#include "Lumicrate/Overlays/AreaFrame.h"
+#include "Lumicrate/Overlays/ClickHighlighter.h"
+#include "Lumicrate/Overlays/ControlBarController.h"
+
 #include <utility>
 
 namespace lumicrate {

@@ -1,6 +1,7 @@
 // The way from a chosen source to running capture.
 #include "Lumicrate/Capture/ScreenLookup.h"
 #include "Lumicrate/Capture/StreamConfiguration.h"
+#include "Lumicrate/Overlays/CountdownController.h"
 #include "Lumicrate/Recording/RecorderError.h"
 #include "Lumicrate/Recording/ScreenRecorder.h"
 

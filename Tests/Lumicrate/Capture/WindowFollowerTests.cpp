@@ -11,7 +11,7 @@ class WindowFollowerTests : public RecorderFixture {
     static constexpr auto interval = 120ms;
 
     WindowFollowerTests() {
-        overlays.controlBar = &bar;
+        overlays.controlBar = &controlBar;
         overlays.webcam = &bubble;
         defaults.stored["webcamEnabled"] = true;
     }
@@ -25,8 +25,7 @@ class WindowFollowerTests : public RecorderFixture {
         return given;
     }
 
-    FakeControlBar bar{11};
-    FakeWebcam bubble{12};
+    FakeWebcam bubble;
 };
 
 TEST_F(WindowFollowerTests, TheCropGoesWithTheWindowOverItsDisplay) {
@@ -87,10 +86,10 @@ TEST_F(WindowFollowerTests, PanelsKeepTheirPlaceAgainstTheWindow) {
     const Point bubbleBefore = bubble.center;
     frame() = {100, 100, 300, 200};  // where nothing of it is recorded
     executor.advance(interval);
-    frame() = {2010, 130, 320, 210};
+    frame() = {2010, 60, 320, 210};
     executor.advance(interval);
-    EXPECT_EQ(bar.moved, (Point{20, -40}));
-    EXPECT_EQ(bubble.center, (Point{bubbleBefore.x + 30, bubbleBefore.y - 40}));
+    EXPECT_EQ(contents.visible("bar")->settings.frame, (Rect{880, 46, 200, 40})) << "20 right, 30 up";
+    EXPECT_EQ(bubble.center, (Point{bubbleBefore.x + 30, bubbleBefore.y + 30}));
 }
 
 TEST_F(WindowFollowerTests, TheEndOfTheRecordingEndsIt) {

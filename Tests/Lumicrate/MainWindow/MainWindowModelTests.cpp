@@ -102,10 +102,8 @@ TEST_F(MainWindowModelTests, SaysWhyNothingCanBeRecorded) {
 }
 
 TEST_F(MainWindowModelTests, HasSourcesChosenOnTheScreen) {
-    FakeAreaSelector selector{executor};
-    FakeScreenChooser chooser{executor};
-    overlays.areaSelector = &selector;
-    overlays.screenChooser = &chooser;
+    overlays.areaSelector = &areaSelector;
+    overlays.screenChooser = &screenChooser;
     begin();
     const std::vector<std::pair<CaptureMode, std::string>> cases = {
         {CaptureMode::area, "Choose an Area…"},
@@ -119,9 +117,9 @@ TEST_F(MainWindowModelTests, HasSourcesChosenOnTheScreen) {
         EXPECT_FALSE(shown().enabled);
         EXPECT_FALSE(bar->content->enabled);
         if (mode == CaptureMode::screen) {
-            chooser.question.answer(std::nullopt);
+            contents.screenChoices.back()->onCancel();
         } else {
-            selector.question.answer(std::nullopt);
+            contents.selectionModel->view.cancel();
         }
         executor.drain();
         EXPECT_EQ(shown().title, "Start Recording");
@@ -132,8 +130,8 @@ TEST_F(MainWindowModelTests, HasSourcesChosenOnTheScreen) {
     bar->chooseDisplay(2);
     recorder->record(CaptureMode::area);
     executor.drain();
-    EXPECT_EQ(selector.screen.displayID, 2U);
-    selector.question.answer(std::nullopt);
+    EXPECT_EQ(contents.last().settings.frame, screens.all[1].frame);
+    contents.selectionModel->view.cancel();
     executor.drain();
     // What is chosen there needs no other question.
     bar->setMode(CaptureMode::screen);

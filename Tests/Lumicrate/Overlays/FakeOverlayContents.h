@@ -6,8 +6,10 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -53,6 +55,12 @@ class FakeOverlayContents final : public OverlayContents {
         return count;
     }
     PanelRecord& last() { return *panels.back(); }
+    /// The newest panel with that content, if it is on the screen.
+    const PanelRecord* visible(std::string_view name) const {
+        for (auto each = panels.rbegin(); each != panels.rend(); ++each)
+            if ((*each)->content == name && (*each)->shown && !(*each)->gone) return each->get();
+        return nullptr;
+    }
 
     std::vector<std::shared_ptr<PanelRecord>> panels;
     const CountdownModel* countdownModel = nullptr;
@@ -61,6 +69,8 @@ class FakeOverlayContents final : public OverlayContents {
     AreaSelection* selectionModel = nullptr;
     std::vector<ScreenChoice*> screenChoices;
     Size fittingSize{200, 40};
+    /// Window numbers by content; a panel without one has its place in `panels`, counted from 1.
+    std::map<std::string, std::uint32_t> windowNumbers;
 
  private:
     struct Panel final : public NSPanel {
@@ -79,8 +89,10 @@ class FakeOverlayContents final : public OverlayContents {
         Size fittingSize() const override { return owner.fittingSize; }
         std::unique_ptr<NSPanel> makePanel(NSPanel::Settings settings) override {
             owner.panels.push_back(std::make_shared<PanelRecord>(PanelRecord{name, std::move(settings)}));
+            const auto given = owner.windowNumbers.find(name);
+            const auto counted = static_cast<std::uint32_t>(owner.panels.size());
             return std::make_unique<Panel>(owner.panels.back(),
-                                           static_cast<std::uint32_t>(owner.panels.size()));
+                                           given == owner.windowNumbers.end() ? counted : given->second);
         }
         FakeOverlayContents& owner;
         std::string name;

@@ -11,27 +11,23 @@ using testing::SizeIs;
 class RecorderStartTests : public RecorderFixture {
  protected:
     RecorderStartTests() {
-        overlays.areaSelector = &selector;
-        overlays.screenChooser = &chooser;
+        overlays.areaSelector = &areaSelector;
+        overlays.screenChooser = &screenChooser;
         overlays.audioWindow = &audioWindow;
     }
 
-    template <class Answer>
-    void answer(const Question<Answer>& question, Answer value) {
-        question.answer(std::move(value));
-        executor.advance(100ms);
-    }
-    void pick(std::optional<PickedArea> picked) { answer(selector.question, picked); }
+    struct FakeAudioWindow final : public AudioWindowShowing {
+        void show() override { ++shown; }
+        int shown = 0;
+    };
+    AreaSelection& selection() { return *contents.selectionModel; }
+    std::optional<Rect> selected() { return selection().view.appearance->selection; }
 
-    FakeAreaSelector selector{executor};
-    FakeScreenChooser chooser{executor};
     FakeAudioWindow audioWindow;
-    FakeCountdown countdown{executor};
-    FakeControlBar bar{3};
 };
 
 TEST_F(RecorderStartTests, AChosenAreaIsStoredAndRecorded) {
-    defaults.stored["areaRect"] = std::string("{{1, 2}, {30, 40}}");
+    defaults.stored["areaRect"] = std::string("{{1, 2}, {300, 200}}");
     devices.heard = {{"usb", "USB"}};
     make();
     recorder->refreshDevices();
@@ -40,17 +36,17 @@ TEST_F(RecorderStartTests, AChosenAreaIsStoredAndRecorded) {
     executor.drain();
     EXPECT_EQ(*recorder->state, State::selectingArea);
     EXPECT_EQ(*recorder->pickingMode, CaptureMode::area);
-    EXPECT_EQ(selector.screen.displayID, 2U);
-    EXPECT_EQ(selector.confirmTitle, "Record");
-    EXPECT_EQ(selector.initialArea, (Rect{1, 2, 30, 40}));
-    EXPECT_THAT(selector.microphones, SizeIs(1));
-    EXPECT_FALSE(selector.windowsOnly);
+    EXPECT_EQ(contents.last().settings.frame, screens.all[1].frame);
+    EXPECT_EQ(selection().toolbar.confirmTitle, "Record");
+    EXPECT_EQ(selected(), (Rect{1, 398, 300, 200}));
+    EXPECT_THAT(selection().toolbar.microphones, SizeIs(1));
+    EXPECT_FALSE(selection().view.windowsOnly());
     recorder->toggle();
     recorder->record(CaptureMode::area);
     executor.drain();
-    EXPECT_EQ(selector.question.times(), 1U);
+    EXPECT_THAT(contents.panels, SizeIs(1));
 
-    pick(PickedArea{{100, 50, 320, 240}, std::nullopt});
+    confirmArea({100, 50, 320, 240});
     ASSERT_EQ(*recorder->state, State::recording);
     EXPECT_EQ(*recorder->source, CaptureSource::area(2));
     EXPECT_EQ(defaults.stringForKey("areaRect"), "{{100, 50}, {320, 240}}");
@@ -62,12 +58,12 @@ TEST_F(RecorderStartTests, AChosenAreaIsStoredAndRecorded) {
 TEST_F(RecorderStartTests, AnAreaOverridesTheOneInHandedOverOptions) {
     RecordingOptions own;
     own.countdown = false;
-    own.areaRect = Rect{0, 0, 10, 10};
+    own.areaRect = Rect{0, 0, 100, 80};
     make().setOptionsOverride(own);
     recorder->record(CaptureMode::area);
     executor.drain();
-    EXPECT_EQ(selector.initialArea, own.areaRect);
-    pick(PickedArea{{100, 50, 320, 240}, std::nullopt});
+    EXPECT_EQ(selected(), (Rect{0, 1000, 100, 80}));
+    confirmArea({100, 50, 320, 240});
     EXPECT_EQ(capture.stream->configuration.sourceRect, (Rect{100, 50, 320, 240}));
 }
 
@@ -78,10 +74,11 @@ TEST_F(RecorderStartTests, AWindowIsPickedUnderThePointerAlsoOneThatIsNotOffered
     make().toggle();
     executor.drain();
     EXPECT_EQ(*recorder->pickingMode, CaptureMode::window);
-    EXPECT_EQ(selector.screen.displayID, 2U);
-    EXPECT_TRUE(selector.windowsOnly);
-    EXPECT_THAT(selector.microphones, IsEmpty());
-    pick(PickedArea{{80, 100, 300, 200}, 7});
+    EXPECT_EQ(contents.last().settings.frame, screens.all[1].frame);
+    EXPECT_TRUE(selection().view.windowsOnly());
+    EXPECT_THAT(selection().toolbar.microphones, IsEmpty());
+    selection().view.mouseDown({{90, 490}});
+    executor.advance(100ms);
     ASSERT_EQ(*recorder->state, State::recording);
     EXPECT_EQ(*recorder->source, CaptureSource::window(7));
     EXPECT_TRUE(recorder->isSourceAvailable(CaptureSource::window(7)));
@@ -91,8 +88,9 @@ TEST_F(RecorderStartTests, AWindowIsPickedUnderThePointerAlsoOneThatIsNotOffered
 TEST_F(RecorderStartTests, AScreenIsChosenAmongSeveral) {
     make().record(CaptureMode::screen);
     executor.drain();
-    EXPECT_EQ(chooser.question.times(), 1U);
-    answer<std::optional<std::uint32_t>>(chooser.question, 2);
+    ASSERT_THAT(contents.screenChoices, SizeIs(2));
+    contents.screenChoices[1]->onChoose();
+    executor.advance(100ms);
     ASSERT_EQ(*recorder->state, State::recording);
     EXPECT_EQ(*recorder->source, CaptureSource::display(2));
     recorder.reset();
@@ -100,7 +98,7 @@ TEST_F(RecorderStartTests, AScreenIsChosenAmongSeveral) {
     make().record(CaptureMode::screen);
     executor.advance(100ms);
     EXPECT_EQ(*recorder->source, CaptureSource::display(1));
-    EXPECT_EQ(chooser.question.times(), 1U) << "there is nothing to choose";
+    EXPECT_THAT(contents.screenChoices, SizeIs(2)) << "there is nothing to choose";
 }
 
 TEST_F(RecorderStartTests, WithoutAChoiceNothingIsRecorded) {
@@ -115,12 +113,12 @@ TEST_F(RecorderStartTests, WithoutAChoiceNothingIsRecorded) {
     for (const CaptureMode mode : {CaptureMode::window, CaptureMode::area}) {
         recorder->record(mode);
         executor.drain();
-        pick(std::nullopt);
+        selection().view.cancel();
         expectIdle();
     }
-    recorder->record(CaptureMode::window);
+    recorder->record(CaptureMode::screen);
     executor.drain();
-    pick(PickedArea{{0, 0, 100, 100}, std::nullopt});
+    contents.screenChoices.back()->onCancel();
     expectIdle();
     recorder->record(CaptureMode::audio);
     expectIdle();
@@ -165,7 +163,7 @@ TEST_F(RecorderStartTests, SoundIsRecordedAloneEvenWithoutADisplay) {
         defaults.stored["countdown"] = true;
         make().recordAudioNow();
         executor.advance(3s);
-        EXPECT_EQ(countdown.question.times(), 0U) << "it is counted in the window";
+        EXPECT_THAT(contents.panels, IsEmpty()) << "it is counted in the window";
         executor.advance(100ms);
         ASSERT_EQ(*recorder->state, State::recording);
         EXPECT_EQ(movie().url.filename(), "Recording-Audio_2024-05-01_14.03.22.m4a");
@@ -209,14 +207,11 @@ TEST_F(RecorderStartTests, ACountdownPanelIsShownOnTheScreenAndCancelled) {
         make().setSource(CaptureSource::area(2));
         recorder->start(false);
         executor.drain();
-        EXPECT_EQ(countdown.seconds, 3);
-        EXPECT_EQ(countdown.screen->displayID, 2U);
-        if (cancelled) {
-            recorder->requestStop();
-        } else {
-            countdown.question.answer(true);
-        }
-        executor.advance(100ms);
+        EXPECT_EQ(*contents.countdownModel->value, 3);
+        EXPECT_EQ(contents.visible("countdown")->settings.frame, (Rect{2220, 680, 200, 200}));
+        if (cancelled) recorder->requestStop();
+        executor.advance(3s + 100ms);
+        EXPECT_FALSE(contents.visible("countdown"));
         EXPECT_EQ(*recorder->state, cancelled ? State::idle : State::recording);
         EXPECT_EQ(capture.streams, cancelled ? 0 : 1);
     }
@@ -267,7 +262,7 @@ TEST_F(RecorderStartTests, EveryErrorLeavesNothingButItsSentence) {
         {"Turn on Microphone or System audio to record audio.",
          [&] { defaults.stored["captureSystemAudio"] = false; }, CaptureSource::audioOnly()},
     };
-    overlays.controlBar = &bar;
+    overlays.controlBar = &controlBar;
     for (const Case& each : cases) {
         SCOPED_TRACE(each.sentence);
         capture.access = true;
@@ -280,14 +275,14 @@ TEST_F(RecorderStartTests, EveryErrorLeavesNothingButItsSentence) {
         startWith(each.source);
         if (!capture.completesAtOnce) {
             EXPECT_TRUE(folder.isInProgress(movie().url));
-            EXPECT_TRUE(bar.shown);
+            EXPECT_TRUE(contents.visible("bar"));
             capture.stream->started(broken);
             executor.drain();
         }
         EXPECT_EQ(*recorder->state, State::idle);
         EXPECT_THAT(states, testing::Contains(State::idle)) << "who waits is told";
         EXPECT_EQ(message(), each.sentence);
-        EXPECT_FALSE(bar.shown);
+        EXPECT_EQ(contents.shownPanels(), 0U);
         EXPECT_EQ(*recorder->lastRecording, std::nullopt);
         expectNothingLeft();
     }
@@ -313,7 +308,7 @@ TEST_F(RecorderStartTests, AnAreaThatCannotBeStoredIsNotRecorded) {
     make().record(CaptureMode::area);
     executor.drain();
     defaults.readOnly = true;
-    pick(PickedArea{{100, 50, 320, 240}, std::nullopt});
+    confirmArea({100, 50, 320, 240});
     EXPECT_EQ(*recorder->state, State::idle);
     EXPECT_EQ(message(), "The preferences can't be written.");
     EXPECT_EQ(capture.streams, 0);

@@ -24,7 +24,6 @@ class RecorderSurroundingsTests : public RecorderFixture {
         }
     }
 
-    FakeAreaSelector selector{executor};
     RunningTask refreshing;
     std::string refusal;
 };
@@ -195,7 +194,7 @@ TEST_F(RecorderSurroundingsTests, ShortcutsDriveTheRecorder) {
     defaults.stored["shortcut.toggle"] = std::string("off");
     recorder->registerHotKeys();
     EXPECT_THAT(*recorder->unavailableHotKeys, IsEmpty());
-    overlays.areaSelector = &selector;
+    overlays.areaSelector = &areaSelector;
     make();
     keys.press(15);
     executor.drain();
@@ -205,14 +204,15 @@ TEST_F(RecorderSurroundingsTests, ShortcutsDriveTheRecorder) {
     EXPECT_EQ(*recorder->state, State::selectingArea);
 }
 
-class OverlayTests : public RecorderFixture {
+class RecorderOverlayTests : public RecorderFixture {
  protected:
-    OverlayTests() {
-        overlays.controlBar = &bar;
-        overlays.clickHighlighter = &clicks;
-        overlays.areaFrame = &frame;
+    RecorderOverlayTests() {
+        overlays.controlBar = &controlBar;
+        overlays.clickHighlighter = &clickHighlighter;
+        overlays.areaFrame = &areaFrame;
         overlays.webcam = &webcam;
-        for (const std::uint32_t number : {100U, 101U, 102U, 103U, 104U}) {
+        // The first panels, the bubble (4), and a window that is no overlay.
+        for (const std::uint32_t number : {1U, 2U, 3U, 4U, 5U}) {
             SCWindow own;
             own.windowID = number;
             own.owningApplication = SCRunningApplication{42, "Lumicrate"};
@@ -227,13 +227,10 @@ class OverlayTests : public RecorderFixture {
         return numbers;
     }
 
-    FakeControlBar bar{101};
-    FakeClickHighlighter clicks{102};
-    FakeAreaFrame frame{103};
-    FakeWebcam webcam{104};
+    FakeWebcam webcam;
 };
 
-TEST_F(OverlayTests, AccompanyAnAreaAndGoWithIt) {
+TEST_F(RecorderOverlayTests, AccompanyAnAreaAndGoWithIt) {
     defaults.stored["areaRect"] = std::string("{{100, 50}, {320, 240}}");
     defaults.stored["highlightClicks"] = true;
     defaults.stored["webcamEnabled"] = true;
@@ -241,46 +238,46 @@ TEST_F(OverlayTests, AccompanyAnAreaAndGoWithIt) {
     defaults.stored["captureMicrophone"] = true;
     record(CaptureSource::area(2));
     const Rect global{2020, 790, 320, 240};
-    EXPECT_EQ(frame.around, (Rect{100, 50, 320, 240}));
-    EXPECT_EQ(bar.below, global);
-    EXPECT_EQ(bar.on->displayID, 2U);
-    EXPECT_TRUE(clicks.shown);
+    EXPECT_EQ(contents.visible("frame")->settings.frame, (Rect{2016, 786, 328, 248}));
+    EXPECT_EQ(contents.visible("bar")->settings.frame, (Rect{2080, 738, 200, 40})) << "below the area";
+    EXPECT_EQ(contents.visible("rings")->settings.frame, (Rect{1920, 480, 1, 1}));
     EXPECT_EQ(webcam.inside, global);
-    EXPECT_THAT(excluded(), ElementsAre(101, 103)) << "bubble and clicks belong in the picture";
+    EXPECT_THAT(excluded(), ElementsAre(2, 3)) << "frame and bar; bubble and clicks are recorded";
     deliverMicrophone(1.0F);
     executor.drain();
     EXPECT_EQ(webcam.level, 1);
 
     recorder->requestStop();
     executor.drain();
-    EXPECT_FALSE(bar.shown || clicks.shown || frame.shown || webcam.shown);
+    EXPECT_EQ(contents.shownPanels(), 0U);
+    EXPECT_FALSE(webcam.shown);
     EXPECT_EQ(webcam.center, (Point{5, 5}));
     EXPECT_EQ(webcam.level, std::nullopt);
 }
 
-TEST_F(OverlayTests, AreShownAsTheOptionsAndTheSourceAskForThem) {
+TEST_F(RecorderOverlayTests, AreShownAsTheOptionsAndTheSourceAskForThem) {
     record(CaptureSource::display(1));
-    EXPECT_TRUE(bar.shown);
-    EXPECT_EQ(bar.below, std::nullopt);
-    EXPECT_FALSE(clicks.shown || frame.shown || webcam.shown);
-    EXPECT_THAT(excluded(), ElementsAre(100, 101, 102, 103, 104));
+    EXPECT_EQ(contents.visible("bar")->settings.frame, (Rect{860, 16, 200, 40})) << "at the bottom";
+    EXPECT_EQ(contents.shownPanels(), 1U);
+    EXPECT_FALSE(webcam.shown);
+    EXPECT_THAT(excluded(), ElementsAre(1, 2, 3, 4, 5));
     recorder->requestStop();
     complete();
 
     RunningTask refreshing(executor, recorder->refreshSources());
     executor.drain();
     record(CaptureSource::window(7));
-    EXPECT_EQ(bar.below, (Rect{2000, 780, 300, 200})) << "below the window";
-    EXPECT_FALSE(frame.shown);
+    EXPECT_EQ(contents.visible("bar")->settings.frame, (Rect{2050, 728, 200, 40})) << "below the window";
+    EXPECT_EQ(contents.shownPanels(), 1U);
     recorder->requestStop();
     complete();
 
     startWith(CaptureSource::audioOnly());
     EXPECT_EQ(*recorder->state, State::recording);
-    EXPECT_FALSE(bar.shown);
+    EXPECT_EQ(contents.shownPanels(), 0U);
 }
 
-TEST_F(OverlayTests, TheBubblesErrorsAreShown) {
+TEST_F(RecorderOverlayTests, TheBubblesErrorsAreShown) {
     make();
     webcam.onError("No camera is available.");
     EXPECT_EQ(message(), "No camera is available.");

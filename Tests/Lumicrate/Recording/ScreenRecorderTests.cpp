@@ -16,7 +16,6 @@ class ScreenRecorderTests : public RecorderFixture {
  protected:
     const std::filesystem::path file = "/home/me/Movies/Lumicrate/Recording-Screen_2024-05-01_14.03.22.mp4";
     FakeMixing mixer{executor};
-    FakeAreaSelector selector{executor};
 };
 
 TEST_F(ScreenRecorderTests, RecordsFromTheWishToTheFile) {
@@ -234,7 +233,7 @@ TEST_F(ScreenRecorderTests, TracksAreMixedWhenThatIsWanted) {
             EXPECT_EQ(*recorder->state, State::stopping);
             EXPECT_TRUE(folder.isInProgress(url));
             EXPECT_FALSE(capture.stream->alive) << "the file is closed before it is mixed";
-            mixer.question.answer(wish == Wish::mixed);
+            mixer.result->resolve(wish == Wish::mixed);
             executor.drain();
         }
         EXPECT_EQ(*recorder->state, State::idle);
@@ -348,7 +347,7 @@ class VanishingRecorderTests : public ScreenRecorderTests, public testing::WithP
 
 TEST_P(VanishingRecorderTests, LateCompletionsReachNobody) {
     const Moment moment = GetParam();
-    overlays.areaSelector = &selector;
+    overlays.areaSelector = &areaSelector;
     mixing = &mixer;
     defaults.stored["captureMicrophone"] = true;
     defaults.stored["countdown"] = moment == Moment::countingDown;
@@ -381,11 +380,11 @@ TEST_P(VanishingRecorderTests, LateCompletionsReachNobody) {
     }
     recorder.reset();
     // … and things that come from afar, later.
-    if (selector.question.times() > 0) selector.question.answer(PickedArea{{0, 0, 100, 100}, std::nullopt});
+    EXPECT_EQ(contents.shownPanels(), 0U);
     if (capture.waiting) capture.waiting(capture.content, nullptr);
     if (capture.stream && capture.stream->started) capture.stream->started(nullptr);
     if (capture.stream && capture.stream->stopped) capture.stream->stopped(nullptr);
-    if (mixer.question.times() > 0) mixer.question.answer(true);
+    if (mixer.result) mixer.result->resolve(true);
     keys.press(15);
     executor.advance(10s);
     files.existing.clear();

@@ -2,7 +2,6 @@
 #pragma once
 
 #include "Lumicrate/Overlays/OverlayContents.h"
-#include "Lumicrate/Overlays/RecorderOverlays.h"
 #include "Lumicrate/Overlays/Selection/AreaToolbarModel.h"
 #include "Lumicrate/Overlays/Selection/HoverTarget.h"
 #include "Lumicrate/Overlays/Selection/RecordOptionsBar.h"
@@ -23,6 +22,13 @@
 
 namespace lumicrate {
 
+/// What was chosen on a screen: a rectangle, in points of that screen with y down from its top left corner,
+/// and the window's number if the rectangle is the frame of a window that is to be recorded.
+struct PickedArea {
+    Rect rect;
+    std::optional<std::uint32_t> windowID;
+};
+
 /// What the overlay of one selection shows; its parts speak to each other through the toolbar's model.
 struct AreaSelection {
     AreaSelection(std::string confirmTitle, std::vector<CaptureDevice> microphones, NSUserDefaults& defaults,
@@ -37,7 +43,7 @@ struct AreaSelection {
 };
 
 /// One selection at a time; a new one ends the former as cancelled. Main thread only.
-class AreaSelector final : public AreaChoosing {
+class AreaSelector final {
  public:
     /// All must outlive the selector.
     struct Services {
@@ -55,10 +61,10 @@ class AreaSelector final : public AreaChoosing {
     /// Where sentences go about preferences that can't be stored.
     void setComplaints(std::function<void(const std::string&)> complain) { complain_ = std::move(complain); }
 
-    /// The overlay goes when the task is destroyed, too.
+    /// None when the user cancels. Destroying the task removes the overlay.
     Task<std::optional<PickedArea>> select(NSScreen screen, std::string confirmTitle,
                                            std::optional<Rect> initialArea,
-                                           std::vector<CaptureDevice> microphones, bool windowsOnly) override;
+                                           std::vector<CaptureDevice> microphones, bool windowsOnly);
 
  private:
     class Session;

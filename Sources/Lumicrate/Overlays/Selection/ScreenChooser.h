@@ -2,7 +2,6 @@
 #pragma once
 
 #include "Lumicrate/Overlays/OverlayContents.h"
-#include "Lumicrate/Overlays/RecorderOverlays.h"
 #include "Platform/AVAsset.h"
 #include "Platform/NSEvent.h"
 #include "Platform/NSScreen.h"
@@ -32,7 +31,7 @@ struct ScreenChoice {
 };
 
 /// Nothing is there between two choices. Main thread only.
-class ScreenChooser final : public ScreenChoosing {
+class ScreenChooser final {
  public:
     /// All must outlive the chooser.
     ScreenChooser(Executor& executor, const NSScreens& screens, SCScreenshotManager& pictures,
@@ -40,7 +39,7 @@ class ScreenChooser final : public ScreenChoosing {
 
     /// Ends a choice that is in progress, as cancelled, and begins anew. The panels go when the task is
     /// destroyed, too. None where there is no screen that can be recorded.
-    Task<std::optional<std::uint32_t>> choose() override;
+    Task<std::optional<std::uint32_t>> choose();
     /// Gives the choice in progress that result, from any handler; without one, does nothing.
     void finish(std::optional<std::uint32_t> displayID);
 
