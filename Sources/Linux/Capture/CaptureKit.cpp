@@ -4,6 +4,7 @@
 #include "Linux/PipeWire/AudioSource.h"
 #include "Linux/X11/Capture/ScreenSource.h"
 #include "Linux/X11/Screens/DesktopScale.h"
+#include "Linux/X11/Screens/ServerReport.h"
 #include "Linux/X11/Server/Connection.h"
 
 #include <charconv>
@@ -13,18 +14,19 @@
 #include <string>
 #include <string_view>
 #include <system_error>
+#include <type_traits>
 #include <utility>
 
 namespace lumicrate::capture {
 
 namespace {
 
-/// A recording of sound alone asks for the smallest picture there is, and may run where there is no display.
-bool isSoundAlone(const SCContentFilter& filter, const SCStreamConfiguration& configuration) {
+/// An audio recording requests the smallest possible picture, and may run without a display.
+bool isAudioOnly(const SCContentFilter& filter, const SCStreamConfiguration& configuration) {
     return filter.contentRect.isEmpty() || (configuration.width <= 2 && configuration.height <= 2);
 }
 
-/// The toolkit multiplies the desktop's scale by this factor of the user's.
+/// The toolkit multiplies the desktop's scale by a factor that the user can set.
 double toolkitScale() {
     const char* const text = std::getenv("QT_SCALE_FACTOR");
     if (!text) return 1;
@@ -35,10 +37,13 @@ double toolkitScale() {
     return isNumber && std::isfinite(factor) && factor > 0 ? factor : 1;
 }
 
-/// A client of the server of $DISPLAY that counts in the points of this program's windows.
+/// A client of the server of $DISPLAY that uses the same points as this program's windows.
 template <class Client>
 Client clientInPoints() {
-    return Client(std::string(), x11::desktopScale(x11::Connection()) * toolkitScale());
+    const x11::Connection connection;
+    const double scale = x11::desktopScale(connection) * toolkitScale();
+    if constexpr (std::is_same_v<Client, x11::Displays>) x11::logServer(connection, scale);
+    return Client(std::string(), scale);
 }
 
 }  // namespace
@@ -48,7 +53,7 @@ CaptureKit::CaptureKit()
 
 bool CaptureKit::CGPreflightScreenCaptureAccess() const {
     try {
-        displays_.ask([](const x11::Displays& each) { return each.mainDisplayID(); });
+        displays_.query([](const x11::Displays& each) { return each.mainDisplayID(); });
         return true;
     } catch (const PlatformError&) {
         return false;
@@ -56,16 +61,16 @@ bool CaptureKit::CGPreflightScreenCaptureAccess() const {
 }
 
 std::vector<SCDisplay> CaptureKit::displays() const {
-    return displays_.ask([](const x11::Displays& each) { return each.displays(); });
+    return displays_.query([](const x11::Displays& each) { return each.displays(); });
 }
 
 std::vector<SCWindow> CaptureKit::windows() const {
-    return windows_.ask([](const x11::WindowList& each) { return each.windows(); });
+    return windows_.query([](const x11::WindowList& each) { return each.windows(); });
 }
 
 std::uint32_t CaptureKit::CGMainDisplayID() const {
     try {
-        return displays_.ask([](const x11::Displays& each) { return each.mainDisplayID(); });
+        return displays_.query([](const x11::Displays& each) { return each.mainDisplayID(); });
     } catch (const PlatformError&) {
         return 0;
     }
@@ -73,7 +78,7 @@ std::uint32_t CaptureKit::CGMainDisplayID() const {
 
 Rect CaptureKit::CGDisplayBounds(std::uint32_t displayID) const {
     try {
-        return displays_.ask([=](const x11::Displays& each) { return each.bounds(displayID); });
+        return displays_.query([=](const x11::Displays& each) { return each.bounds(displayID); });
     } catch (const PlatformError&) {
         return {};
     }
@@ -81,7 +86,7 @@ Rect CaptureKit::CGDisplayBounds(std::uint32_t displayID) const {
 
 std::optional<Rect> CaptureKit::windowBounds(std::uint32_t windowID) const {
     try {
-        return windows_.ask([=](const x11::WindowList& each) { return each.bounds(windowID); });
+        return windows_.query([=](const x11::WindowList& each) { return each.bounds(windowID); });
     } catch (const PlatformError&) {
         return std::nullopt;
     }
@@ -104,7 +109,7 @@ void CaptureKit::setOnContentChange(std::function<void()> changed) {
     try {
         contentWatch_ = std::make_unique<x11::ContentWatch>(std::move(changed));
     } catch (const PlatformError&) {
-        // Without a server there is no content that could change.
+        // Without a server no content can change.
     }
 }
 
@@ -112,7 +117,7 @@ std::unique_ptr<SCStream> CaptureKit::makeStream(const SCContentFilter& filter,
                                                  const SCStreamConfiguration& configuration,
                                                  SCStreamDelegate& delegate) {
     CaptureStream::Sources sources;
-    if (!isSoundAlone(filter, configuration)) {
+    if (!isAudioOnly(filter, configuration)) {
         sources.emplace_back(SCStreamOutputType::screen,
                              std::make_unique<x11::ScreenSource>("", filter, configuration));
     }

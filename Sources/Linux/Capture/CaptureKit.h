@@ -1,4 +1,5 @@
-// CaptureKit: screen capture on this machine, put together from X11 pictures and PipeWire sound.
+// CaptureKit: screen capture with X11 for pictures and PipeWire for sound. The only place that assembles
+// streams.
 #pragma once
 
 #include "Linux/X11/Screens/Displays.h"
@@ -14,24 +15,24 @@
 
 namespace lumicrate::capture {
 
-/// Something that asks the X server. It is made at the first question and kept; when the server was lost
-/// since the last one, it is made anew, for the server may be back.
+/// A client of the X server that is created by the first query, and again when a query fails: the server may
+/// have been restarted.
 template <class Client>
-class KeptClient {
+class ReconnectingClient {
  public:
-    explicit KeptClient(std::function<Client()> make) : make_(std::move(make)) {}
+    explicit ReconnectingClient(std::function<Client()> make) : make_(std::move(make)) {}
 
     /// Throws PlatformError when no server can be reached.
-    template <class Question>
-    auto ask(Question question) const {
+    template <class Query>
+    auto query(Query query) const {
         if (client_) {
             try {
-                return question(*client_);
+                return query(*client_);
             } catch (const PlatformError&) {
                 client_.reset();
             }
         }
-        return question(client_.emplace(make_()));
+        return query(client_.emplace(make_()));
     }
 
  private:
@@ -39,15 +40,15 @@ class KeptClient {
     mutable std::optional<Client> client_;
 };
 
-/// Reads displays and windows from the X server of $DISPLAY; without one there is nothing to capture but
-/// sound. What a point is stays as it was at the first question, as it does for the toolkit's windows.
+/// Uses the X server of $DISPLAY; without one only sound can be captured. The size of a point is that of the
+/// first query, as for the toolkit's windows.
 class CaptureKit final : public ScreenCaptureKit {
  public:
     CaptureKit();
 
-    /// The displays now. Throws PlatformError when no X server can be reached.
+    /// Throws PlatformError when no X server can be reached.
     std::vector<SCDisplay> displays() const;
-    /// The windows on the screen now, front to back. Throws PlatformError when no X server can be reached.
+    /// The viewable windows, front to back. Throws PlatformError when no X server can be reached.
     std::vector<SCWindow> windows() const;
 
     bool CGPreflightScreenCaptureAccess() const override;
@@ -55,15 +56,15 @@ class CaptureKit final : public ScreenCaptureKit {
     Rect CGDisplayBounds(std::uint32_t displayID) const override;
     std::optional<Rect> windowBounds(std::uint32_t windowID) const override;
     void getShareableContent(ContentHandler handler) const override;
-    /// Follows the X server that is there at the call, until it goes.
+    /// Watches the X server that runs at the time of the call, until it ends.
     void setOnContentChange(std::function<void()> changed) override;
     std::unique_ptr<SCStream> makeStream(const SCContentFilter& filter,
                                          const SCStreamConfiguration& configuration,
                                          SCStreamDelegate& delegate) override;
 
  private:
-    KeptClient<x11::Displays> displays_;
-    KeptClient<x11::WindowList> windows_;
+    ReconnectingClient<x11::Displays> displays_;
+    ReconnectingClient<x11::WindowList> windows_;
     std::unique_ptr<x11::ContentWatch> contentWatch_;
 };
 

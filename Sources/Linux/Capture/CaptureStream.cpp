@@ -9,7 +9,7 @@ CaptureStream::CaptureStream(Sources sources, SCStreamDelegate& delegate, int qu
     : delegate_(delegate), queueDepth_(std::max(queueDepth, 1)) {
     for (auto& each : sources)
         parts_.push_back(std::make_unique<Part>(each.first, std::move(each.second)));
-    // Sound is to be running when the first picture comes, or the movie would begin in silence.
+    // Sound must be running when the first picture arrives, or the movie would begin in silence.
     std::stable_partition(parts_.begin(), parts_.end(),
                           [](const auto& part) { return part->type != SCStreamOutputType::screen; });
 }
@@ -54,7 +54,7 @@ std::exception_ptr CaptureStream::startParts() {
 }
 
 void CaptureStream::stopParts() {
-    // The other way round: no picture without its sound.
+    // In reverse order, so that no picture is without its sound.
     for (auto part = parts_.rbegin(); part != parts_.rend(); ++part) {
         if (std::exchange((*part)->started, false)) (*part)->source->stop();
     }
@@ -70,7 +70,7 @@ void CaptureStream::end() {
 
 void CaptureStream::stopCapture(CompletionHandler completion) {
     end();
-    // No source delivers any more, so a piece of work at the end of a queue has all its samples before it.
+    // No source delivers any more, so work that is queued now runs after all samples.
     std::set<DispatchQueue*> queues;
     for (const Output& each : outputs_)
         queues.insert(each.queue);
@@ -125,7 +125,7 @@ void CaptureStream::partFailed(Part& part, const std::exception_ptr& error) {
         const std::lock_guard lock(mutex_);
         if (failure_) return;
         failure_ = error;
-        // While it starts, the failure is startCapture's to tell.
+        // While starting, startCapture reports the failure.
         if (state_ != State::capturing) return;
     }
     delegate_.didStopWithError(error);

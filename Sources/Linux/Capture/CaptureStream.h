@@ -1,4 +1,4 @@
-// CaptureStream: one capture stream, put together from a source for each kind of sample.
+// CaptureStream: a capture stream with one source for each kind of sample.
 #pragma once
 
 #include "Platform/SampleSource.h"
@@ -13,27 +13,27 @@
 
 namespace lumicrate::capture {
 
-/// Hands what its sources capture to the outputs that were added for its kind, each on its own queue.
+/// Passes the samples of its sources to the outputs of the same kind, each on its own queue.
 ///
-/// A queue that is far behind gets no further pictures until it has worked some off; sound, being small, is
-/// always handed on. A source that fails is reported, and the others go on until the stream is stopped.
+/// Pictures for a queue that is too far behind are dropped; sound is always passed on. A failed source is
+/// reported; the others continue until the stream is stopped.
 class CaptureStream final : public SCStream {
  public:
     using Sources = std::vector<std::pair<SCStreamOutputType, std::unique_ptr<SampleSource>>>;
 
     /// `delegate` must outlive the stream. `queueDepth` is how many pictures may wait for an output.
     CaptureStream(Sources sources, SCStreamDelegate& delegate, int queueDepth);
-    /// Stops what still captures. Work that a queue has been given stays there.
+    /// Stops running sources. Samples that are already in a queue stay there.
     ~CaptureStream() override;
     CaptureStream(const CaptureStream&) = delete;
     CaptureStream& operator=(const CaptureStream&) = delete;
 
     void addStreamOutput(SCStreamOutput& output, SCStreamOutputType type, DispatchQueue& queue) override;
-    /// Once. Either all sources capture or, when it completes with an error, none does.
+    /// May be called once. When it completes with an error, no source is running.
     void startCapture(CompletionHandler completion) override;
-    /// Completes on one of the outputs' queues, once each of them has worked off all its samples.
+    /// Completes on one of the outputs' queues, when all of them have processed all samples.
     void stopCapture(CompletionHandler completion) override;
-    /// Passes the configuration to all sources, also when one refuses; completes with the first refusal.
+    /// Passes the configuration to all sources, also when one fails; completes with the first error.
     void updateConfiguration(const SCStreamConfiguration& configuration,
                              CompletionHandler completion) override;
 
@@ -44,13 +44,13 @@ class CaptureStream final : public SCStream {
         SCStreamOutputType type;
         std::unique_ptr<SampleSource> source;
         bool started = false;             ///< main thread
-        std::atomic<bool> ended = false;  ///< by itself
+        std::atomic<bool> ended = false;  ///< it failed
     };
     struct Output {
         SCStreamOutput* output;
         SCStreamOutputType type;
         DispatchQueue* queue;
-        /// Samples handed to the queue and not yet worked off; the work may outlive the stream.
+        /// Samples in the queue that are not processed yet; they may outlive the stream.
         std::shared_ptr<std::atomic<int>> inFlight;
     };
     enum class State { idle, starting, capturing, ended };
@@ -64,11 +64,11 @@ class CaptureStream final : public SCStream {
     std::vector<std::unique_ptr<Part>> parts_;
     SCStreamDelegate& delegate_;
     const int queueDepth_;
-    std::vector<Output> outputs_;  ///< does not change once sources run
+    std::vector<Output> outputs_;  ///< constant while sources run
 
     std::mutex mutex_;
     State state_ = State::idle;
-    std::exception_ptr failure_;  ///< of the first source that ended by itself
+    std::exception_ptr failure_;  ///< of the first source that failed
 };
 
 }  // namespace lumicrate::capture

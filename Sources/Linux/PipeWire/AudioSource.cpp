@@ -2,6 +2,7 @@
 
 #include "Linux/PipeWire/AudioStream.h"
 #include "Support/Error.h"
+#include "Support/Log.h"
 
 #include <algorithm>
 #include <utility>
@@ -10,11 +11,11 @@ namespace lumicrate::pipewire {
 
 namespace {
 
-using Obstacle = SoundLosses::Obstacle;
+using Cause = AudioGapReport::Cause;
 
-/// Session managers that start anew pass over a stream now and then, and users end one: a stream that stays
-/// without sound for so long, although there is a device, is made anew.
-constexpr std::chrono::milliseconds stallPatience{2000};
+/// Restarted session managers sometimes ignore a stream, and users can end one. A stream without sound for
+/// this long although a device is connected is created again.
+constexpr std::chrono::milliseconds stallTimeout{2000};
 
 }  // namespace
 
@@ -36,48 +37,48 @@ std::unique_ptr<SampleSource> AudioSource::microphone(std::optional<std::string>
 void AudioSource::start(Handlers handlers) {
     auto connection = std::make_unique<Connection>();
     const Graph graph = connection->watch.graph();
-    if (!isThereADevice(graph)) {
+    if (!hasDevice(graph)) {
         throw PlatformError(kind_ == Kind::systemSound ? localized("There is no sound output to record.")
                                                        : localized("No microphone is connected."));
     }
     const auto chosen = std::ranges::find(graph.microphones, id_, &CaptureDevice::id);
-    SoundLosses::Track track{kind_ == Kind::microphone, std::nullopt};
+    AudioGapReport::Track track{kind_ == Kind::microphone, std::nullopt};
     if (kind_ == Kind::microphone && chosen != graph.microphones.end()) track.chosen = chosen->name;
     hadChosen_ = track.chosen.has_value();
-    losses_.emplace(std::move(track));
+    gaps_.emplace(std::move(track));
     handlers_ = std::move(handlers);
-    makeStream(*connection);
+    createStream(*connection);
     stream_->awaitSound();
     {
         const std::lock_guard lock(mutex_);
-        losses_->expectFrom(HostClock::now());
+        gaps_->expectFrom(HostClock::now());
     }
-    lasting_ = std::make_unique<LastingConnection>(
+    connection_ = std::make_unique<ReconnectingConnection>(
         std::move(connection),
-        LastingConnection::Handlers{[this](Connection& current) { return keepUp(current); },
-                                    [this] { giveUpStream(); }});
+        ReconnectingConnection::Handlers{[this](Connection& current) { return checkStream(current); },
+                                         [this] { serverLost(); }});
 }
 
 void AudioSource::stop() {
-    if (!lasting_) return;
-    lasting_->end();
+    if (!connection_) return;
+    connection_->end();
     stream_.reset();
-    lasting_.reset();
-    tellLosses();
+    connection_.reset();
+    reportGaps();
 }
 
 void AudioSource::update(const SCStreamConfiguration& /*configuration*/) {}
 
-bool AudioSource::isThereADevice(const Graph& graph) const {
+bool AudioSource::hasDevice(const Graph& graph) const {
     return kind_ == Kind::systemSound ? !graph.outputs.empty() : !graph.microphones.empty();
 }
 
-void AudioSource::makeStream(Connection& connection) {
+void AudioSource::createStream(Connection& connection) {
     AudioStream::Format format;
     format.fromOutput = kind_ == Kind::systemSound;
     format.channels = channels_;
-    arrival_ = id_ ? connection.watch.arrivalOfMicrophone(*id_) : std::nullopt;
-    if (arrival_) format.device = id_;
+    serial_ = id_ ? connection.watch.microphoneSerial(*id_) : std::nullopt;
+    if (serial_) format.device = id_;
     stream_ = std::make_unique<AudioStream>(connection.session, connection.watch, format,
                                             [this](const CMSampleBuffer& sample) { deliver(sample); });
 }
@@ -90,55 +91,57 @@ void AudioSource::deliver(const CMSampleBuffer& sample) {
     const std::int64_t frames = bytes / static_cast<std::int64_t>(sizeof(float)) / channels_;
     {
         const std::lock_guard lock(mutex_);
-        losses_->heard(from, from + nanoseconds(frames * 1'000'000'000 / AudioStream::sampleRate));
+        gaps_->addSound(from, from + nanoseconds(frames * 1'000'000'000 / AudioStream::sampleRate));
     }
     handlers_.onSample(sample);
 }
 
-/// After a change, on the connection's thread: sees to it that the stream is the right one.
-std::optional<LastingConnection::Patience> AudioSource::keepUp(Connection& connection) {
-    const bool isThere = isThereADevice(connection.watch.graph());
-    const auto arrival = id_ ? connection.watch.arrivalOfMicrophone(*id_) : std::nullopt;
-    noteDevices(isThere, arrival.has_value());
-    // The server moves a stream whose device goes to the default one, but never back.
-    const bool isChosenBack = arrival && arrival != arrival_;
-    const bool isRight = stream_ && stream_->flows() && !isChosenBack;
-    if (!isThere || isRight) {
+/// Creates the stream again if necessary. After each change, on the connection's thread.
+std::optional<ReconnectingConnection::Delay> AudioSource::checkStream(Connection& connection) {
+    const bool hasAny = hasDevice(connection.watch.graph());
+    const auto serial = id_ ? connection.watch.microphoneSerial(*id_) : std::nullopt;
+    noteDevices(hasAny, serial.has_value());
+    // The server moves a stream from a disconnected device to the default one, but never back.
+    const bool isChosenBack = serial && serial != serial_;
+    const bool isRight = stream_ && stream_->isFlowing() && !isChosenBack;
+    if (!hasAny || isRight) {
         stalledSince_.reset();
         return std::nullopt;
     }
     const std::chrono::nanoseconds now = HostClock::now();
     if (!stalledSince_) stalledSince_ = now;
-    if (stream_ && !isChosenBack && now - *stalledSince_ < stallPatience) return stallPatience;
+    if (stream_ && !isChosenBack && now - *stalledSince_ < stallTimeout) return stallTimeout;
     stalledSince_ = now;
+    log(LogArea::audio, isChosenBack ? "the chosen microphone is back" : "stream without sound",
+        ": creating it again");
     stream_.reset();
     try {
-        makeStream(connection);
+        createStream(connection);
     } catch (const PlatformError&) {
-        // It may not be refused the next time.
+        // The next attempt may succeed.
     }
-    return stallPatience;
+    return stallTimeout;
 }
 
-void AudioSource::noteDevices(bool areThere, bool isChosenThere) {
+void AudioSource::noteDevices(bool hasAny, bool hasChosen) {
     const std::lock_guard lock(mutex_);
-    losses_->setObstacle(areThere ? Obstacle::none : Obstacle::noDevice);
-    losses_->setReplaced(hadChosen_ && areThere && !isChosenThere);
+    gaps_->setCause(hasAny ? Cause::none : Cause::noDevice);
+    gaps_->setReplaced(hadChosen_ && hasAny && !hasChosen);
 }
 
-/// The server is gone. On the connection's thread.
-void AudioSource::giveUpStream() {
+/// On the connection's thread.
+void AudioSource::serverLost() {
     {
         const std::lock_guard lock(mutex_);
-        losses_->setObstacle(Obstacle::noServer);
+        gaps_->setCause(Cause::noServer);
     }
     stream_.reset();
 }
 
-void AudioSource::tellLosses() {
+void AudioSource::reportGaps() {
     const std::lock_guard lock(mutex_);
-    losses_->finish(HostClock::now());
-    for (const std::string& sentence : losses_->sentences())
+    gaps_->finish(HostClock::now());
+    for (const std::string& sentence : gaps_->sentences())
         handlers_.onNotice(sentence);
 }
 

@@ -1,6 +1,7 @@
 #include "Linux/PipeWire/AudioStream.h"
 
 #include "Support/Error.h"
+#include "Support/Log.h"
 
 #include <spa/node/io.h>
 #include <spa/param/audio/format-utils.h>
@@ -15,26 +16,26 @@ namespace lumicrate::pipewire {
 
 namespace {
 
-/// What the server is asked to give at a time: short enough that little is missing when a recording ends,
-/// long enough not to wake the machine often.
+/// The requested cycle length: short enough that little is lost at the end of a recording, long enough to
+/// wake the machine rarely.
 constexpr std::int64_t cycleFrames = 1024;
 constexpr const char* cycleLatency = "1024/48000";
-constexpr std::chrono::milliseconds startPatience{1000};
-constexpr std::chrono::milliseconds endPatience{100};
-/// A change of delay that is not left to the smoother.
-constexpr std::chrono::milliseconds noticeableDelay{5};
-/// How often the buffers are looked through again because new sound arrived meanwhile.
-constexpr int greatestAttempts = 4;
+constexpr std::chrono::milliseconds startTimeout{1000};
+constexpr std::chrono::milliseconds endTimeout{100};
+/// A larger change of delay counts as a jump; smaller ones are smoothed.
+constexpr std::chrono::milliseconds maxSmoothedDelay{5};
+/// How often the buffers are dequeued again because new sound arrived meanwhile.
+constexpr int maxAttempts = 4;
 
 pw_properties* propertiesOf(const AudioStream::Format& format) {
-    pw_properties* properties =
-        pw_properties_new(PW_KEY_MEDIA_TYPE, "Audio", PW_KEY_MEDIA_CATEGORY, "Capture", PW_KEY_APP_NAME,
-                          "Lumicrate", PW_KEY_NODE_LATENCY, cycleLatency,
-                          // The same sound in two channels keeps its level in one, instead of clipping.
-                          "channelmix.normalize", "true", nullptr);
-    // Session managers remember volume and device of a stream by its media.role, which all applications
-    // share, or else by its application.id. Without a role, and with an id for each of the two, nobody else's
-    // settings are taken over and a microphone never becomes the system's sound.
+    pw_properties* properties = pw_properties_new(
+        PW_KEY_MEDIA_TYPE, "Audio", PW_KEY_MEDIA_CATEGORY, "Capture", PW_KEY_APP_NAME, "Lumicrate",
+        PW_KEY_NODE_LATENCY, cycleLatency,
+        // Equal sound in both channels keeps its level when mixed to one, instead of clipping.
+        "channelmix.normalize", "true", nullptr);
+    // Session managers restore a stream's volume and device by its media.role, which applications share, or
+    // else by its application.id. With separate ids and no role, the settings of other applications are not
+    // applied to it, nor those of the system sound to the microphone.
     if (format.fromOutput) {
         pw_properties_set(properties, PW_KEY_NODE_NAME, "lumicrate-system-sound");
         pw_properties_set(properties, PW_KEY_APP_ID, "lumicrate.system-sound");
@@ -90,10 +91,10 @@ AudioStream::AudioStream(Session& session, const GraphWatch& watch, const Format
 
 void AudioStream::awaitSound() const {
     const Session::Lock lock(session_);
-    session_.await([&] { return isStreaming() || state_ == PW_STREAM_STATE_ERROR; }, startPatience);
+    session_.await([&] { return isStreaming() || state_ == PW_STREAM_STATE_ERROR; }, startTimeout);
 }
 
-bool AudioStream::flows() const {
+bool AudioStream::isFlowing() const {
     const Session::Lock lock(session_);
     return isStreaming();
 }
@@ -106,18 +107,22 @@ void AudioStream::connect() {
     spa_pod_builder_init(&builder, memory.data(), memory.size());
     spa_audio_info_raw info = audioInfo(format_.channels);
     const spa_pod* parameters[] = {spa_format_audio_raw_build(&builder, SPA_PARAM_EnumFormat, &info)};
-    // The callbacks come on the session's thread, not on the server's real-time one: they allocate.
+    // No RT_PROCESS flag: the callbacks allocate, so they run on the session's thread.
     constexpr auto flags =
         static_cast<pw_stream_flags>(PW_STREAM_FLAG_AUTOCONNECT | PW_STREAM_FLAG_MAP_BUFFERS);
     if (stream_) pw_stream_add_listener(stream_.get(), &listener_, &events, this);
     if (!stream_ || pw_stream_connect(stream_.get(), PW_DIRECTION_INPUT, PW_ID_ANY, flags, parameters, 1) < 0)
         throw PlatformError(localized("The sound server refuses to be recorded."));
+    log(LogArea::audio,
+        format_.fromOutput ? "stream of the output: " : "stream of a microphone: ", format_.channels,
+        " channels of 32-bit float at ", sampleRate, " Hz, ",
+        format_.device ? "a chosen device" : "the default device");
 }
 
 AudioStream::~AudioStream() {
     const Session::Lock lock(session_);
     const Nanoseconds end = HostClock::now();
-    session_.await([&] { return deliveredUntil_ >= end || !isStreaming(); }, endPatience);
+    session_.await([&] { return deliveredUntil_ >= end || !isStreaming(); }, endTimeout);
     stream_.reset();
 }
 
@@ -125,7 +130,9 @@ void AudioStream::onStateChanged(void* self, pw_stream_state /*old*/, pw_stream_
                                  const char* /*error*/) {
     auto& stream = *static_cast<AudioStream*>(self);
     stream.state_ = state;
-    // Whatever made it pause, the next sound does not follow on the last.
+    log(LogArea::audio, stream.format_.fromOutput ? "output stream " : "microphone stream ",
+        pw_stream_state_as_string(state));
+    // After a pause, sound does not continue where it ended.
     if (state == PW_STREAM_STATE_STREAMING) stream.noteJump();
     stream.session_.noteChange();
     stream.session_.signal();
@@ -134,11 +141,11 @@ void AudioStream::onStateChanged(void* self, pw_stream_state /*old*/, pw_stream_
 void AudioStream::onIoChanged(void* self, std::uint32_t id, void* area, std::uint32_t size) {
     if (id != SPA_IO_Position) return;
     auto& stream = *static_cast<AudioStream*>(self);
-    const auto before = std::exchange(stream.driverNumber_, std::nullopt);
+    const auto before = std::exchange(stream.driverNode_, std::nullopt);
     if (area && size >= sizeof(spa_io_position))
-        stream.driverNumber_ = static_cast<const spa_io_position*>(area)->clock.id;
-    // Each driver counts from a beginning of its own.
-    if (stream.driverNumber_ != before) stream.noteJump();
+        stream.driverNode_ = static_cast<const spa_io_position*>(area)->clock.id;
+    // Each driver has its own frame counter.
+    if (stream.driverNode_ != before) stream.noteJump();
 }
 
 void AudioStream::onProcess(void* self) {
@@ -146,54 +153,57 @@ void AudioStream::onProcess(void* self) {
 }
 
 void AudioStream::deliver() {
-    // The times told belong to the newest buffer only if no further one arrives between looking at both.
+    // The reported time belongs to the newest buffer only if no further one arrives in between.
     pw_time time{};
     pw_time timeAfter{};
     pw_stream_get_time_n(stream_.get(), &timeAfter, sizeof timeAfter);
-    for (int attempt = 0; attempt < greatestAttempts; ++attempt) {
+    for (int attempt = 0; attempt < maxAttempts; ++attempt) {
         time = timeAfter;
-        takeBuffers();
+        dequeueBuffers();
         pw_stream_get_time_n(stream_.get(), &timeAfter, sizeof timeAfter);
         if (timeAfter.ticks == time.ticks) break;
     }
-    if (taken_.empty()) return;
-    if (isOthersSound()) {
-        taken_.clear();
+    if (pending_.empty()) return;
+    if (isUnwantedOutput()) {
+        pending_.clear();
         noteJump();
         return;
     }
 
-    const std::int64_t frames = framesIn(taken_.size());
+    const std::int64_t frames = framesIn(pending_.size());
     const std::int64_t older = frames - framesIn(newestBufferSize_);
     const Nanoseconds reported = reportedTime(time) - durationOf(older, sampleRate);
-    const bool lost = lostSoundBefore(frames, time);
+    const bool skipped = skippedCycles(frames, time);
     const bool moved = pathChanged(time);
-    if (lost || moved) smoother_.noteJump();
-    const auto stamp = smoother_.stamp(reported, frames);
-    if (stamp) handOn(*stamp);
-    taken_.clear();
+    if (skipped || moved) smoother_.noteJump();
+    if (skipped) log(LogArea::audio, "sound lost: the server skipped cycles");
+    if (moved) log(LogArea::audio, "the stream's delay changed: another device or setting");
+    const auto timestamp = smoother_.stamp(reported, frames);
+    if (timestamp) deliverFrom(*timestamp);
+    pending_.clear();
 }
 
-/// A busy machine gives several cycles at once. They go on in pieces no longer than a cycle, because whoever
-/// ends a recording within them leaves out what begins later, and nothing less.
-void AudioStream::handOn(Nanoseconds stamp) {
-    const std::span<const std::byte> sound(taken_);
-    const std::size_t longest = static_cast<std::size_t>(cycleFrames) * frameSize();
-    for (std::size_t from = 0; from < sound.size(); from += longest) {
-        const auto piece = sound.subspan(from, std::min(longest, sound.size() - from));
+/// A busy machine receives several cycles at once. They are delivered in pieces of at most one cycle, because
+/// a recording that ends within them drops whole pieces.
+void AudioStream::deliverFrom(Nanoseconds timestamp) {
+    const std::span<const std::byte> sound(pending_);
+    const std::size_t maxPiece = static_cast<std::size_t>(cycleFrames) * frameSize();
+    for (std::size_t from = 0; from < sound.size(); from += maxPiece) {
+        const auto piece = sound.subspan(from, std::min(maxPiece, sound.size() - from));
         CMSampleBuffer sample;
         sample.timing.duration = CMTime(1, sampleRate);
-        sample.timing.presentationTimeStamp = CMTime::from(stamp + durationOf(framesIn(from), sampleRate));
+        sample.timing.presentationTimeStamp =
+            CMTime::from(timestamp + durationOf(framesIn(from), sampleRate));
         sample.audio = std::make_shared<AudioBufferList>();
         sample.audio->description = {sampleRate, format_.channels, AudioSampleFormat::float32};
         sample.audio->buffers.emplace_back(piece.begin(), piece.end());
         onSample_(sample);
     }
-    deliveredUntil_ = stamp + durationOf(framesIn(sound.size()), sampleRate);
+    deliveredUntil_ = timestamp + durationOf(framesIn(sound.size()), sampleRate);
     session_.signal();
 }
 
-void AudioStream::takeBuffers() {
+void AudioStream::dequeueBuffers() {
     while (pw_buffer* buffer = pw_stream_dequeue_buffer(stream_.get())) {
         const spa_data& data = buffer->buffer->datas[0];
         if (buffer->buffer->n_datas > 0 && data.data && data.chunk) {
@@ -202,7 +212,7 @@ void AudioStream::takeBuffers() {
             const auto* begin = static_cast<const std::byte*>(data.data) + offset;
             const std::size_t whole = size / frameSize() * frameSize();
             if (whole > 0) newestBufferSize_ = whole;
-            taken_.insert(taken_.end(), begin, begin + whole);
+            pending_.insert(pending_.end(), begin, begin + whole);
         }
         pw_stream_queue_buffer(stream_.get(), buffer);
     }
@@ -213,25 +223,26 @@ void AudioStream::noteJump() {
     smoother_.noteJump();
 }
 
-/// What an output plays is never to be taken for what a microphone hears.
-bool AudioStream::isOthersSound() const {
-    return !format_.fromOutput && watch_.hearsAnOutputUnasked(pw_stream_get_node_id(stream_.get()));
+/// Sound of an output must never be recorded as a microphone's by accident.
+bool AudioStream::isUnwantedOutput() const {
+    return !format_.fromOutput && watch_.isLinkedToOutputByFallback(pw_stream_get_node_id(stream_.get()));
 }
 
-/// Whether the server counted on by clearly more than the frames that came: a busy machine misses cycles.
-bool AudioStream::lostSoundBefore(std::int64_t frames, const pw_time& time) {
+/// Whether the server's counter advanced by clearly more than the received frames: a busy machine misses
+/// cycles.
+bool AudioStream::skippedCycles(std::int64_t frames, const pw_time& time) {
     const auto before = std::exchange(lastTicks_, time.ticks);
     if (!before || time.rate.denom == 0) return false;
-    const auto counted = static_cast<std::int64_t>(time.ticks - *before);
-    const Nanoseconds passed = durationOf(counted * time.rate.num, time.rate.denom);
+    const auto advance = static_cast<std::int64_t>(time.ticks - *before);
+    const Nanoseconds passed = durationOf(advance * time.rate.num, time.rate.denom);
     const Nanoseconds cycle = durationOf(framesIn(newestBufferSize_), sampleRate);
     return passed > durationOf(frames, sampleRate) + cycle / 2;
 }
 
-/// Most outputs are; one that only leads to others (an equalizer, say) is not.
+/// Most outputs drive the cycles; one that feeds other outputs (an equalizer) does not.
 bool AudioStream::isOutputADriver() const {
-    const auto output = watch_.defaultOutputNumber();
-    return !output || !driverNumber_ || *output == *driverNumber_;
+    const auto output = watch_.defaultOutputNode();
+    return !output || !driverNode_ || *output == *driverNode_;
 }
 
 AudioStream::Path AudioStream::pathAt(const pw_time& time) const {
@@ -239,28 +250,28 @@ AudioStream::Path AudioStream::pathAt(const pw_time& time) const {
     return {durationOf(time.delay * time.rate.num, time.rate.denom), isOutputADriver()};
 }
 
-/// Whether another device, or another setting of it, has made the way clearly longer or shorter.
+/// Whether another device, or another setting of it, changed the delay clearly.
 bool AudioStream::pathChanged(const pw_time& time) {
     const Path path = pathAt(time);
     const auto before = std::exchange(lastPath_, path);
     return before && (path.outputDrives != before->outputDrives ||
-                      std::chrono::abs(path.delay - before->delay) > noticeableDelay);
+                      std::chrono::abs(path.delay - before->delay) > maxSmoothedDelay);
 }
 
-/// When the first frame of the newest buffer was heard, or will be.
+/// When the first frame of the newest buffer was, or will be, audible at the device.
 AudioStream::Nanoseconds AudioStream::reportedTime(const pw_time& time) const {
-    // One cycle of the server brings one buffer.
+    // Each cycle of the server delivers one buffer.
     const Nanoseconds cycle = durationOf(framesIn(newestBufferSize_), sampleRate);
     if (time.now == 0 || time.rate.denom == 0) return HostClock::now() - cycle;
     const Path path = pathAt(time);
     const Nanoseconds inConverter = durationOf(static_cast<std::int64_t>(time.buffered), sampleRate);
-    const Nanoseconds caught = Nanoseconds(time.now) - inConverter;
-    // A monitor's delay is its output's: how long from there until it is heard. The output that drives the
-    // cycle works last in it, so that its monitor shows what it took in the cycle before.
-    if (format_.fromOutput) return caught + path.delay - (path.outputDrives ? cycle : Nanoseconds(0));
-    // A microphone's delay is how long its sound was under way. Virtual ones leave out that the first frame
-    // of a buffer can only have been heard a whole buffer ago.
-    return caught - std::max(path.delay, cycle);
+    const Nanoseconds received = Nanoseconds(time.now) - inConverter;
+    // A monitor's delay is its output's: the time from there until it is audible. The output that drives the
+    // cycle runs last in it, so its monitor contains the sound of the previous cycle.
+    if (format_.fromOutput) return received + path.delay - (path.outputDrives ? cycle : Nanoseconds(0));
+    // A microphone's delay is the time since its sound was captured. Virtual microphones report less than one
+    // buffer, although the first frame of a buffer is at least one buffer old.
+    return received - std::max(path.delay, cycle);
 }
 
 }  // namespace lumicrate::pipewire

@@ -1,9 +1,9 @@
-// AudioStream: one running capture stream of the sound server.
+// AudioStream: a capture stream of the sound server.
 #pragma once
 
 #include "Linux/PipeWire/GraphWatch.h"
 #include "Linux/PipeWire/Session.h"
-#include "Linux/PipeWire/StampSmoother.h"
+#include "Linux/PipeWire/TimestampSmoother.h"
 #include "Platform/SampleSource.h"
 
 #include <chrono>
@@ -16,37 +16,36 @@
 
 namespace lumicrate::pipewire {
 
-/// Captures from when it is made until it is destroyed and hands on interleaved float samples at 48 kHz, each
-/// stretch with the host time of its first frame: when it reached a microphone, or when it leaves the
-/// loudspeaker.
+/// Captures from construction to destruction. Delivers interleaved float samples at 48 kHz. Each buffer's
+/// timestamp is the host time at which its first frame reached the microphone, or leaves the loudspeaker.
 ///
-/// When the device goes, no more sound comes; should another take its place, sound comes again, and the
-/// stamps tell how long it was missing. When the server goes, or the stream fails, nothing comes any more.
+/// When the device is disconnected, delivery pauses; when another device replaces it, delivery continues, and
+/// the timestamps show the gap. When the server ends or the stream fails, nothing more is delivered.
 class AudioStream {
  public:
     static constexpr int sampleRate = 48000;
 
     struct Format {
-        /// Record what an output plays instead of what a microphone hears.
+        /// Record what an output plays instead of a microphone.
         bool fromOutput = false;
-        int channels = 1;  ///< 1 or 2; what the device gives is mixed to that
-        /// The node to record; without one, the default device, also when the default changes.
+        int channels = 1;  ///< 1 or 2; the device's channels are mixed to that
+        /// The node to record; nothing for the default device, which is followed when it changes.
         std::optional<std::string> device;
     };
 
-    /// Throws PlatformError when the stream is refused. `onSample` is called on the session's thread. Both
-    /// references must outlive the stream.
+    /// Throws PlatformError when the server refuses the stream. `onSample` is called on the session's thread.
+    /// Both references must outlive the stream.
     AudioStream(Session& session, const GraphWatch& watch, const Format& format,
                 SampleSource::SampleHandler onSample);
-    /// Hands on what was captured up to now, as far as it comes within a tenth of a second.
+    /// Delivers what was captured until now, waiting for it for up to a tenth of a second.
     ~AudioStream();
     AudioStream(const AudioStream&) = delete;
     AudioStream& operator=(const AudioStream&) = delete;
 
-    /// Returns when sound flows, or after a second: it may come later.
+    /// Waits until sound is delivered, for up to a second.
     void awaitSound() const;
-    /// Whether sound comes. Each turn of this is a change of the session's.
-    bool flows() const;
+    /// Whether sound is being delivered. Changes call the session's noteChange().
+    bool isFlowing() const;
 
  private:
     using Nanoseconds = std::chrono::nanoseconds;
@@ -62,17 +61,17 @@ class AudioStream {
 
     void connect();
     void deliver();
-    void handOn(Nanoseconds stamp);
-    void takeBuffers();
+    void deliverFrom(Nanoseconds timestamp);
+    void dequeueBuffers();
     void noteJump();
-    bool isOthersSound() const;
-    /// What lies between a device and this stream.
+    bool isUnwantedOutput() const;
+    /// The path between a device and this stream.
     struct Path {
         Nanoseconds delay{};
-        bool outputDrives = false;
+        bool outputDrives = false;  ///< the output times the server's cycles
     };
 
-    bool lostSoundBefore(std::int64_t frames, const pw_time& time);
+    bool skippedCycles(std::int64_t frames, const pw_time& time);
     bool isOutputADriver() const;
     Path pathAt(const pw_time& time) const;
     bool pathChanged(const pw_time& time);
@@ -83,18 +82,18 @@ class AudioStream {
 
     const Format format_;
     const SampleSource::SampleHandler onSample_;
-    StampSmoother smoother_{sampleRate};
+    TimestampSmoother smoother_{sampleRate};
     pw_stream_state state_ = PW_STREAM_STATE_UNCONNECTED;
-    std::vector<std::byte> taken_;               ///< out of the server's buffers, not yet handed on
-    std::size_t newestBufferSize_ = 0;           ///< bytes at the end of it that came last
-    std::optional<std::uint32_t> driverNumber_;  ///< of the node that times the cycles this stream is in
-    std::optional<std::uint64_t> lastTicks_;     ///< the server's count of frames when sound last came
+    std::vector<std::byte> pending_;           ///< from the server's buffers, not yet delivered
+    std::size_t newestBufferSize_ = 0;         ///< bytes at its end that are from the newest buffer
+    std::optional<std::uint32_t> driverNode_;  ///< times the cycles of this stream
+    std::optional<std::uint64_t> lastTicks_;   ///< the server's frame counter at the last delivery
     std::optional<Path> lastPath_;
     Nanoseconds deliveredUntil_{};
     spa_hook listener_{};
     Session& session_;
     const GraphWatch& watch_;
-    std::unique_ptr<pw_stream, DestroyStream> stream_;  ///< touched only under the session's lock
+    std::unique_ptr<pw_stream, DestroyStream> stream_;  ///< used only under the session's lock
 };
 
 }  // namespace lumicrate::pipewire

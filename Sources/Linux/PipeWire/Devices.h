@@ -1,31 +1,52 @@
-// Devices: the microphones and cameras that the sound server knows, and whether there is sound to record.
+// Devices: the microphones and cameras that the sound server provides.
 #pragma once
 
-#include "Linux/PipeWire/DeviceWatch.h"
 #include "Linux/PipeWire/Graph.h"
+#include "Linux/PipeWire/ReconnectingConnection.h"
 #include "Platform/AVCaptureDevice.h"
 
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <optional>
 #include <vector>
 
 namespace lumicrate::pipewire {
 
-/// While somebody is told of changes, answers come from the connection that this takes. Otherwise every
-/// question is put to the server afresh, over a connection of its own: that takes some milliseconds, and
-/// nothing has to be kept in step with a server that comes and goes. Without a server the answers are empty;
-/// one that hangs costs two seconds. Main thread.
+/// Notices changes of devices or default devices, across restarts of the server.
+class DeviceWatch {
+ public:
+    /// `changed` is called on the watch's thread: when the devices are known, then after changes, at most
+    /// five times a second and always after the last. It must not destroy the watch.
+    explicit DeviceWatch(std::function<void()> changed);
+    DeviceWatch(const DeviceWatch&) = delete;
+    DeviceWatch& operator=(const DeviceWatch&) = delete;
+
+    /// The devices as of the last call of `changed`; nothing without a server. Any thread.
+    std::optional<Graph> graph() const;
+
+ private:
+    void setGraph(std::optional<Graph> graph);
+
+    const std::function<void()> changed_;
+    mutable std::mutex mutex_;
+    std::optional<Graph> graph_;
+    ReconnectingConnection connection_;  ///< last: its thread uses all the others
+};
+
+/// While a change handler is set, queries are answered from the watch. Otherwise each query makes a
+/// connection of its own, which takes some milliseconds. Without a server the lists are empty; a hanging
+/// server delays an answer by two seconds. Main thread.
 class Devices final : public AVCaptureDevices {
  public:
-    /// The default one first, the others by name. Ids are node names, which outlast a restart.
+    /// The default one first, the others by name. Ids are node names, which survive restarts.
     std::vector<CaptureDevice> microphones() const override;
     /// By name.
     std::vector<CaptureDevice> cameras() const override;
-    /// `changed` is called on a thread of its own, at most five times a second.
+    /// `changed` is called on another thread, at most five times a second.
     void setOnChange(std::function<void()> changed) override;
 
-    /// All that there is, defaults and outputs too, in one question; nothing when no server can be reached.
+    /// All devices and defaults in one query; nothing when no server can be reached.
     std::optional<Graph> snapshot() const;
 
  private:

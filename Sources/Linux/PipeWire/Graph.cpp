@@ -17,10 +17,10 @@ NodeRole roleOf(std::string_view mediaClass) {
     return role;
 }
 
-std::optional<std::string> defaultNameFrom(std::string_view note) {
+std::optional<std::string> defaultNameFrom(std::string_view metadata) {
     spa_json text{};
     spa_json object{};
-    spa_json_init(&text, note.data(), note.size());
+    spa_json_init(&text, metadata.data(), metadata.size());
     if (spa_json_enter_object(&text, &object) <= 0) return std::nullopt;
     char key[64];
     while (spa_json_get_string(&object, key, sizeof key) > 0) {

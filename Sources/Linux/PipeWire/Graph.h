@@ -10,7 +10,7 @@
 
 namespace lumicrate::pipewire {
 
-/// What a node of the server's graph is to a recorder.
+/// What a node of the server's graph can be used for.
 struct NodeRole {
     bool isMicrophone = false;
     bool isCamera = false;
@@ -18,19 +18,18 @@ struct NodeRole {
     bool operator==(const NodeRole&) const = default;
 };
 
-/// Reads a node's media class ("Audio/Source" …). Streams of applications and everything unknown have no
-/// role. The monitor of an output is no node of its own and so never takes part.
+/// The role by a node's media class ("Audio/Source" …). Streams of applications and unknown classes have
+/// none. An output's monitor is not a node of its own, so it never appears as a microphone.
 NodeRole roleOf(std::string_view mediaClass);
 
-/// The node name in the server's note of a default device, which reads {"name": "…"}; nothing for another
-/// text.
-std::optional<std::string> defaultNameFrom(std::string_view note);
+/// The node name in the metadata value of a default device, {"name": "…"}; nothing for other text.
+std::optional<std::string> defaultNameFrom(std::string_view metadata);
 
-/// Puts the default device first and the others in the order of their names, then of their ids, so that a
-/// list does not depend on the order of plugging.
+/// Sorts the default device first and the others by name, then id, so that the list does not depend on the
+/// order in which devices were connected.
 void sortDevices(std::vector<CaptureDevice>& devices, const std::optional<std::string>& defaultId);
 
-/// The devices, in order; their ids are node names.
+/// Sorted lists; the ids are node names.
 struct Graph {
     std::vector<CaptureDevice> microphones;
     std::vector<CaptureDevice> cameras;

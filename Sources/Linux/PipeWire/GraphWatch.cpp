@@ -1,5 +1,7 @@
 #include "Linux/PipeWire/GraphWatch.h"
 
+#include "Support/Log.h"
+
 #include <spa/utils/dict.h>
 
 #include <charconv>
@@ -21,6 +23,16 @@ std::uint32_t numberOf(const spa_dict* properties, const char* key) {
     std::uint32_t number = PW_ID_ANY;
     std::from_chars(text.data(), text.data() + text.size(), number);
     return number;
+}
+
+/// The first part of a node name ("alsa_output"): the rest may identify a user's device.
+std::string nodeKind(const std::string& name) {
+    return name.substr(0, name.find('.'));
+}
+
+void logDevices(const Graph& graph) {
+    log(LogArea::audio, graph.microphones.size(), " microphones, ", graph.cameras.size(), " cameras, ",
+        graph.outputs.size(), " sound outputs");
 }
 
 }  // namespace
@@ -45,9 +57,10 @@ GraphWatch::GraphWatch(Session& session) : session_(session) {
     registry_.reset(pw_core_get_registry(session_.core(), PW_VERSION_REGISTRY, 0));
     if (!registry_) return;
     pw_registry_add_listener(registry_.get(), &registryListener_, &registryEvents, this);
-    // The first answer comes after all objects have been announced, the second after the defaults, which are
-    // told only to those who have asked for them when they were announced.
-    if (session_.roundTrip(Session::answerPatience) && metadata_) session_.roundTrip(Session::answerPatience);
+    // After the first round trip all objects are announced. Only then the metadata is bound, and after the
+    // second round trip it has been received.
+    if (session_.roundTrip(Session::answerTimeout) && metadata_) session_.roundTrip(Session::answerTimeout);
+    logDevices(graph());
 }
 
 GraphWatch::~GraphWatch() {
@@ -72,28 +85,28 @@ Graph GraphWatch::graph() const {
     return graph;
 }
 
-std::optional<std::uint32_t> GraphWatch::defaultOutputNumber() const {
+std::optional<std::uint32_t> GraphWatch::defaultOutputNode() const {
     for (const auto& [number, node] : nodes_) {
         if (node.role.isOutput && node.device.id == defaultOutput_) return number;
     }
     return std::nullopt;
 }
 
-std::optional<std::uint64_t> GraphWatch::arrivalOfMicrophone(const std::string& id) const {
+std::optional<std::uint64_t> GraphWatch::microphoneSerial(const std::string& id) const {
     const Session::Lock lock(session_);
     for (const auto& [number, node] : nodes_) {
-        if (node.role.isMicrophone && node.device.id == id) return node.arrival;
+        if (node.role.isMicrophone && node.device.id == id) return node.serial;
     }
     return std::nullopt;
 }
 
-bool GraphWatch::hearsAnOutputUnasked(std::uint32_t number) const {
-    if (directed_.contains(number)) return false;
+bool GraphWatch::isLinkedToOutputByFallback(std::uint32_t node) const {
+    if (movedStreams_.contains(node)) return false;
     for (const auto& [_, link] : links_) {
-        const auto from = link.to == number ? nodes_.find(link.from) : nodes_.end();
+        const auto from = link.to == node ? nodes_.find(link.from) : nodes_.end();
         if (from == nodes_.end()) continue;
-        const Node& node = from->second;
-        if (node.role.isOutput && !node.role.isMicrophone && node.device.id != wantedMicrophone_) return true;
+        const auto& [device, role, serial] = from->second;
+        if (role.isOutput && !role.isMicrophone && device.id != configuredMicrophone_) return true;
     }
     return false;
 }
@@ -105,7 +118,7 @@ void GraphWatch::onGlobal(void* self, std::uint32_t number, std::uint32_t /*perm
     if (kind == PW_TYPE_INTERFACE_Node) watch.addNode(number, properties);
     if (kind == PW_TYPE_INTERFACE_Link) watch.addLink(number, properties);
     if (kind == PW_TYPE_INTERFACE_Metadata && valueOf(properties, PW_KEY_METADATA_NAME) == "default")
-        watch.listenToDefaults(number);
+        watch.bindMetadata(number);
 }
 
 void GraphWatch::onGlobalRemoved(void* self, std::uint32_t number) {
@@ -117,28 +130,29 @@ void GraphWatch::onGlobalRemoved(void* self, std::uint32_t number) {
 int GraphWatch::onProperty(void* self, std::uint32_t subject, const char* key, const char* /*type*/,
                            const char* value) {
     auto& watch = *static_cast<GraphWatch*>(self);
-    // Without a value, the property has been taken away; without a key, all of the subject's.
+    // No value: the property was removed. No key: all of the subject's properties were removed.
     const std::string_view name = key ? key : "";
     if (subject == PW_ID_CORE) {
-        watch.takeDefault(name, value ? defaultNameFrom(value) : std::nullopt);
+        watch.setDefault(name, value ? defaultNameFrom(value) : std::nullopt);
     } else if (!key || name == "target.object" || name == "target.node") {
-        const bool isSomewhere = value && std::string_view(value) != "-1";
-        if (isSomewhere) {
-            watch.directed_.insert(subject);
+        const bool hasTarget = value && std::string_view(value) != "-1";
+        if (hasTarget) {
+            watch.movedStreams_.insert(subject);
         } else {
-            watch.directed_.erase(subject);
+            watch.movedStreams_.erase(subject);
         }
     }
     return 0;
 }
 
-void GraphWatch::takeDefault(std::string_view key, std::optional<std::string> name) {
+void GraphWatch::setDefault(std::string_view key, std::optional<std::string> name) {
     std::optional<std::string>* known = nullptr;
     if (key == "default.audio.sink") known = &defaultOutput_;
     if (key == "default.audio.source") known = &defaultMicrophone_;
-    if (key == "default.configured.audio.source") known = &wantedMicrophone_;
+    if (key == "default.configured.audio.source") known = &configuredMicrophone_;
     if (!known || *known == name) return;
     *known = std::move(name);
+    log(LogArea::audio, key, ": ", *known ? nodeKind(**known) : "none");
     session_.noteChange();
 }
 
@@ -147,7 +161,8 @@ void GraphWatch::addNode(std::uint32_t number, const spa_dict* properties) {
     const auto id = valueOf(properties, PW_KEY_NODE_NAME);
     if (!id || role == NodeRole()) return;
     const std::string nick = valueOf(properties, PW_KEY_NODE_NICK).value_or(*id);
-    nodes_[number] = {{*id, valueOf(properties, PW_KEY_NODE_DESCRIPTION).value_or(nick)}, role, ++arrivals_};
+    nodes_[number] = {
+        {*id, valueOf(properties, PW_KEY_NODE_DESCRIPTION).value_or(nick)}, role, ++lastSerial_};
     session_.noteChange();
 }
 
@@ -156,7 +171,7 @@ void GraphWatch::addLink(std::uint32_t number, const spa_dict* properties) {
                       numberOf(properties, PW_KEY_LINK_INPUT_NODE)};
 }
 
-void GraphWatch::listenToDefaults(std::uint32_t number) {
+void GraphWatch::bindMetadata(std::uint32_t number) {
     metadata_.reset(static_cast<pw_metadata*>(
         pw_registry_bind(registry_.get(), number, PW_TYPE_INTERFACE_Metadata, PW_VERSION_METADATA, 0)));
     if (metadata_) pw_metadata_add_listener(metadata_.get(), &metadataListener_, &metadataEvents, this);

@@ -1,4 +1,4 @@
-// GraphWatch: the sound server's devices as they come and go.
+// GraphWatch: follows the sound server's devices, defaults and links.
 #pragma once
 
 #include "Linux/PipeWire/Graph.h"
@@ -16,12 +16,11 @@
 
 namespace lumicrate::pipewire {
 
-/// Follows what the server announces, from when it is made until it is destroyed. What comes, goes or
-/// becomes a default is a change of the session's.
+/// Calls the session's noteChange() when a device appears, disappears or becomes a default.
 class GraphWatch {
  public:
-    /// Waits for the present state; what the server does not tell within the session's patience comes later.
-    /// `session` must outlive the watch. Takes its lock, as the destructor does.
+    /// Waits for the current state; what the server does not send before the session's timeout is added
+    /// later. `session` must outlive the watch. Constructor and destructor take its lock.
     explicit GraphWatch(Session& session);
     ~GraphWatch();
     GraphWatch(const GraphWatch&) = delete;
@@ -29,20 +28,21 @@ class GraphWatch {
 
     /// The devices now. Takes the session's lock.
     Graph graph() const;
-    /// The default output's number in the server's graph. Session's lock held.
-    std::optional<std::uint32_t> defaultOutputNumber() const;
-    /// Tells a microphone of that id from one that took its place: each device that comes gets another
-    /// number. Nothing while there is none. Takes the session's lock.
-    std::optional<std::uint64_t> arrivalOfMicrophone(const std::string& id) const;
-    /// Whether what the node of that number hears is an output's sound without anybody having asked for that:
-    /// session managers put an output in the place of the last microphone when it goes. Session's lock held.
-    bool hearsAnOutputUnasked(std::uint32_t number) const;
+    /// The default output's node id in the server's graph. Session's lock held.
+    std::optional<std::uint32_t> defaultOutputNode() const;
+    /// A number that differs each time a microphone of that id is connected; nothing while there is none.
+    /// Takes the session's lock.
+    std::optional<std::uint64_t> microphoneSerial(const std::string& id) const;
+    /// Whether a stream's node is linked to an output by the session manager alone, which replaces the last
+    /// microphone by an output when it is disconnected. False when the user chose the output. Session's lock
+    /// held.
+    bool isLinkedToOutputByFallback(std::uint32_t node) const;
 
  private:
     struct Node {
         CaptureDevice device;
         NodeRole role;
-        std::uint64_t arrival = 0;
+        std::uint64_t serial = 0;
     };
     struct Link {
         std::uint32_t from = 0;
@@ -64,16 +64,16 @@ class GraphWatch {
                           const char* value);
     void addNode(std::uint32_t number, const spa_dict* properties);
     void addLink(std::uint32_t number, const spa_dict* properties);
-    void takeDefault(std::string_view key, std::optional<std::string> name);
-    void listenToDefaults(std::uint32_t number);
+    void setDefault(std::string_view key, std::optional<std::string> name);
+    void bindMetadata(std::uint32_t number);
 
     Session& session_;
     std::map<std::uint32_t, Node> nodes_;
     std::map<std::uint32_t, Link> links_;
-    std::set<std::uint32_t> directed_;  ///< streams that the user has put somewhere
-    std::uint64_t arrivals_ = 0;
+    std::set<std::uint32_t> movedStreams_;  ///< streams whose target the user chose
+    std::uint64_t lastSerial_ = 0;
     std::optional<std::string> defaultMicrophone_;
-    std::optional<std::string> wantedMicrophone_;  ///< what the user made the default, there or not
+    std::optional<std::string> configuredMicrophone_;  ///< the default the user chose, present or not
     std::optional<std::string> defaultOutput_;
     spa_hook registryListener_{};
     spa_hook metadataListener_{};

@@ -1,6 +1,7 @@
 #include "Linux/PipeWire/Session.h"
 
 #include "Support/Error.h"
+#include "Support/Log.h"
 
 #include <cerrno>
 #include <mutex>
@@ -10,6 +11,7 @@ namespace lumicrate::pipewire {
 namespace {
 
 [[noreturn]] void failUnreachable() {
+    log(LogArea::audio, "no sound server");
     throw PlatformError(localized("No sound server can be reached."));
 }
 
@@ -18,7 +20,7 @@ void initializeLibrary() {
     std::call_once(once, [] { pw_init(nullptr, nullptr); });
 }
 
-/// Contexts are made and destroyed one at a time: what they ask the system for and load is all threads'.
+/// Contexts are created and destroyed one at a time: they use process-wide state of the library.
 std::mutex& contextMutex() {
     static std::mutex mutex;
     return mutex;
@@ -29,6 +31,7 @@ std::mutex& contextMutex() {
 const pw_core_events Session::events = [] {
     pw_core_events handlers{};
     handlers.version = PW_VERSION_CORE_EVENTS;
+    handlers.info = &Session::onInfo;
     handlers.done = &Session::onDone;
     handlers.error = &Session::onError;
     return handlers;
@@ -42,9 +45,9 @@ Session::Session() {
     if (!core_) failUnreachable();
     pw_core_add_listener(core_.get(), &listener_, &events, this);
     if (!thread_.start(loop_.get())) failUnreachable();
-    // A socket also takes a connection when the server behind it hangs: only an answer proves that it lives.
+    // A hanging server accepts connections, too: only an answer proves that it is running.
     const Lock lock(*this);
-    if (!roundTrip(answerPatience)) failUnreachable();
+    if (!roundTrip(answerTimeout)) failUnreachable();
 }
 
 void Session::connect() {
@@ -60,9 +63,13 @@ void Session::Delete::operator()(pw_context* context) const {
     pw_context_destroy(context);
 }
 
-bool Session::roundTrip(Deadline patience) {
+bool Session::roundTrip(Timeout timeout) {
     const int sequence = pw_core_sync(core_.get(), PW_ID_CORE, 0);
-    return await([&] { return lastDone_ == sequence; }, patience);
+    return await([&] { return lastDone_ == sequence; }, timeout);
+}
+
+void Session::onInfo(void* /*self*/, const pw_core_info* info) {
+    if (info->version) log(LogArea::audio, "sound server version ", info->version);
 }
 
 void Session::onDone(void* self, std::uint32_t id, int sequence) {
@@ -74,7 +81,7 @@ void Session::onDone(void* self, std::uint32_t id, int sequence) {
 
 void Session::onError(void* self, std::uint32_t id, int /*sequence*/, int result, const char* /*message*/) {
     auto& session = *static_cast<Session*>(self);
-    // Other errors concern one object or one request; this one, the connection.
+    // Other errors concern one object or one request.
     if (id != PW_ID_CORE || result != -EPIPE) return;
     session.alive_ = false;
     session.signal();

@@ -1,4 +1,4 @@
-// Session: a connection to the sound server, and the thread that serves it.
+// Session: a connection to the sound server, and the thread that runs its loop.
 #pragma once
 
 #include <pipewire/pipewire.h>
@@ -11,17 +11,16 @@
 
 namespace lumicrate::pipewire {
 
-/// Connects when made and disconnects when destroyed; it does not reconnect.
+/// Connected from construction to destruction; does not reconnect.
 ///
-/// What belongs to the session (its core and everything made with it) may only be touched while its lock is
-/// held. Callbacks run on the session's thread, which holds the lock then. No operation waits longer than it
-/// says, whatever state the server is in.
+/// The session's objects (its core and everything created with it) may only be used while its lock is held.
+/// Callbacks run on the session's thread with the lock held. All waits have a timeout, whatever the state of
+/// the server.
 class Session {
  public:
-    using Deadline = std::chrono::milliseconds;
+    using Timeout = std::chrono::milliseconds;
 
-    /// Held while the session's objects are used. May be taken again by its holder, but not around an
-    /// `await`.
+    /// Recursive, but must be held only once around await().
     class Lock {
      public:
         explicit Lock(const Session& session) : loop_(session.loop_.get()) { pw_thread_loop_lock(loop_); }
@@ -40,33 +39,33 @@ class Session {
     Session& operator=(const Session&) = delete;
 
     pw_core* core() const { return core_.get(); }
-    /// False once the server is gone. Lock held.
+    /// False once the connection is lost. Lock held.
     bool isAlive() const { return alive_; }
-    /// `changed` is called on the session's thread when the server goes and at each noteChange. Lock held.
+    /// `changed` is called on the session's thread when the connection is lost, and by noteChange(). Lock
+    /// held.
     void setOnChange(std::function<void()> changed) { changed_ = std::move(changed); }
-    /// Something that somebody may wait for has come or gone. Lock held.
+    /// Announces that devices or streams have changed. Lock held.
     void noteChange() const {
         if (changed_) changed_();
     }
-    /// Wakes whoever is in `await`. Lock held.
+    /// Wakes threads in await(). Lock held.
     void signal() const { pw_thread_loop_signal(loop_.get(), false); }
-    /// Lets the session's thread run until `predicate` holds, which is asked after every signal, or the
-    /// server is gone, or `patience` has passed; gives what the predicate says in the end. Lock held, once.
+    /// Waits, with the lock released, until the predicate holds, the connection is lost or the timeout has
+    /// passed. The predicate is evaluated after every signal(). Returns its final value. Lock held once.
     template <class Predicate>
-    bool await(const Predicate& predicate, Deadline patience) const {
+    bool await(const Predicate& predicate, Timeout timeout) const {
         timespec deadline{};
-        pw_thread_loop_get_time(loop_.get(), &deadline, std::chrono::nanoseconds(patience).count());
+        pw_thread_loop_get_time(loop_.get(), &deadline, std::chrono::nanoseconds(timeout).count());
         while (!predicate() && alive_) {
             if (pw_thread_loop_timed_wait_full(loop_.get(), &deadline) != 0) break;
         }
         return predicate();
     }
-    /// Waits until the server has done all that it was asked before. False when it has not within `patience`.
-    /// Lock held, once.
-    bool roundTrip(Deadline patience);
+    /// Waits until the server has processed all earlier requests; false on timeout. Lock held once.
+    bool roundTrip(Timeout timeout);
 
-    /// How long an answer of the server may take.
-    static constexpr Deadline answerPatience{2000};
+    /// For answers of the server.
+    static constexpr Timeout answerTimeout{2000};
 
  private:
     struct Delete {
@@ -74,7 +73,7 @@ class Session {
         void operator()(pw_context* context) const;
         void operator()(pw_core* core) const { pw_core_disconnect(core); }
     };
-    /// Runs the thread; ends it before anything that it uses goes.
+    /// Stops the thread before the objects that it uses are destroyed.
     class RunningThread {
      public:
         RunningThread() = default;
@@ -96,6 +95,7 @@ class Session {
     void connect();
 
     static const pw_core_events events;
+    static void onInfo(void* self, const pw_core_info* info);
     static void onDone(void* self, std::uint32_t id, int sequence);
     static void onError(void* self, std::uint32_t id, int sequence, int result, const char* message);
 

@@ -1,4 +1,4 @@
-// CursorOverlay: the pointer's picture at its place, and how it is drawn over a screen's.
+// CursorOverlay: the pointer's image at its position, drawn over a picture.
 #pragma once
 
 #include "Linux/X11/Pixels/BgraPicture.h"
@@ -10,11 +10,11 @@
 
 namespace lumicrate::x11 {
 
-/// The pointer's picture: colours already multiplied by the opacity in the highest byte.
+/// The pointer's image. Colours are premultiplied by the opacity in the highest byte.
 struct CursorImage {
     int width = 0;
     int height = 0;
-    int hotX = 0;  ///< the pixel that points
+    int hotX = 0;  ///< the pixel at the pointer's position
     int hotY = 0;
     std::vector<std::uint32_t> pixels;
 };
@@ -23,7 +23,7 @@ struct CursorImage {
 class CursorOverlay {
  public:
     CursorOverlay() = default;
-    /// The cursor with its hot spot at (x, y) of the picture.
+    /// With its hot spot at (x, y) of the picture.
     CursorOverlay(std::shared_ptr<const CursorImage> image, int x, int y);
 
     /// Where it covers the picture; may reach outside.
@@ -31,7 +31,7 @@ class CursorOverlay {
     CursorOverlay offsetBy(int dx, int dy) const;
     bool operator==(const CursorOverlay&) const = default;
 
-    /// Draws the cursor; lives as long as it is to be seen in the picture, and puts back what was there.
+    /// Draws the cursor into the picture; its destructor restores the pixels.
     class Drawn {
      public:
         Drawn(const CursorOverlay& cursor, BgraPicture& picture);

@@ -4,12 +4,11 @@ namespace lumicrate::x11 {
 
 DamageTracker::DamageTracker(const Connection& connection, xcb_window_t window)
     : connection_(connection),
-      notifyEvent_(static_cast<std::uint8_t>(connection.extension(xcb_damage_id, "DAMAGE").first_event +
-                                             XCB_DAMAGE_NOTIFY)),
+      notifyEvent_(connection.extensionEvent(xcb_damage_id, "DAMAGE", XCB_DAMAGE_NOTIFY)),
       damage_(connection.generateId()),
       region_(connection.generateId()) {
     connection.extension(xcb_xfixes_id, "XFIXES");
-    // Until a client has named the version that it speaks, the server refuses everything else.
+    // The server refuses all other requests of an extension before the version was negotiated.
     connection.await(xcb_damage_query_version_reply, xcb_damage_query_version(connection.get(), 1, 1));
     connection.await(xcb_xfixes_query_version_reply, xcb_xfixes_query_version(connection.get(), 4, 0));
     xcb_damage_create(connection.get(), damage_, window, XCB_DAMAGE_REPORT_LEVEL_NON_EMPTY);
@@ -21,9 +20,8 @@ DamageTracker::~DamageTracker() {
     xcb_damage_destroy(connection_.get(), damage_);
 }
 
-bool DamageTracker::hears(const xcb_generic_event_t& event) const {
-    return (event.response_type & 0x7f) == notifyEvent_ &&
-           reinterpret_cast<const xcb_damage_notify_event_t&>(event).damage == damage_;
+bool DamageTracker::handleEvent(const xcb_generic_event_t& event) const {
+    return eventType(event) == notifyEvent_ && eventAs<xcb_damage_notify_event_t>(event).damage == damage_;
 }
 
 void DamageTracker::request() {

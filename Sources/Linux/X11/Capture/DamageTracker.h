@@ -1,4 +1,4 @@
-// DamageTracker: where the screen, or one window, was drawn on, as XDamage tells it.
+// DamageTracker: where a window, or the whole screen, was drawn on (XDamage).
 #pragma once
 
 #include "Linux/X11/Server/Connection.h"
@@ -12,24 +12,24 @@
 
 namespace lumicrate::x11 {
 
-/// Watches a window with all that is in it. The server sends one event when damage begins; nothing more
-/// comes, however much is drawn, until the damage was taken.
+/// Tracks a window including its children. The server sends one event when damage begins, and no further one
+/// until the damage was requested, however much is drawn.
 class DamageTracker {
  public:
-    /// `connection` must outlive the tracker. Throws PlatformError when the server cannot do it. A window
-    /// that has gone is never damaged.
+    /// `connection` must outlive the tracker. Throws PlatformError when the server lacks an extension. A
+    /// window that no longer exists is never damaged.
     DamageTracker(const Connection& connection, xcb_window_t window);
     ~DamageTracker();
     DamageTracker(const DamageTracker&) = delete;
     DamageTracker& operator=(const DamageTracker&) = delete;
 
-    /// Whether the event says that there is damage to take.
-    bool hears(const xcb_generic_event_t& event) const;
+    /// Whether the event announces damage of the window.
+    bool handleEvent(const xcb_generic_event_t& event) const;
 
-    /// Takes the damage: from here on new drawing gives a new event, so pixels must be read after this and
-    /// not before. The answer is fetched with collect(), so that other requests can travel with this one.
+    /// Requests and resets the damage; collect() waits for the reply. Pixels must be read after this, not
+    /// before: what is drawn from now on causes a new event.
     void request();
-    /// The damaged rectangles, in the window's coordinates, which begin inside its border.
+    /// The damaged rectangles in the window's coordinates, whose origin is inside the border.
     std::vector<PixelRect> collect();
 
  private:

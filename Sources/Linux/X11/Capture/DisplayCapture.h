@@ -1,78 +1,75 @@
-// DisplayCapture: follows what is to be seen on one display, or a part of it, or of windows.
+// DisplayCapture: a copy of the pixels of a display, of a part of it, or of a window, kept up to date.
 //
-// It gathers all that can change the picture (drawing, the pointer, the monitors' layout) and keeps a copy of
-// the pixels. Events only say that it is time to look; a look fetches what changed.
+// Events (drawing, pointer, layout) only tell that an update is due. update() then fetches what changed, from
+// the screen as it is or, for a filter that names windows, from FilteredContent.
 #pragma once
 
+#include "Linux/X11/Capture/CaptureContent.h"
 #include "Linux/X11/Capture/CursorOverlay.h"
-#include "Linux/X11/Capture/DamageTracker.h"
-#include "Linux/X11/Capture/FilteredContent.h"
 #include "Linux/X11/Capture/PointerWatch.h"
 #include "Linux/X11/Capture/ScreenReader.h"
 #include "Linux/X11/Capture/SourceGeometry.h"
 #include "Linux/X11/Pixels/BlockRegion.h"
 #include "Linux/X11/Pixels/ShadowImage.h"
-#include "Linux/X11/Screens/LayoutWatch.h"
+#include "Linux/X11/Screens/Displays.h"
 #include "Linux/X11/Server/Connection.h"
 #include "Platform/ScreenCaptureKit.h"
 
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 namespace lumicrate::x11 {
 
-/// One thread at a time. Everything throws PlatformError when the server or the display is gone.
+/// One thread at a time. All operations throw PlatformError when the server or the display is gone.
 class DisplayCapture {
  public:
-    /// What a look found, in pixels of the source.
+    /// What an update found, in pixels of the source.
     struct Changes {
         bool resized = false;  ///< the source has another size than before
-        /// Not yet a picture: some of it has not been read since it was laid out.
+        /// Not a valid picture yet: parts of it have not been read since the source was located.
         bool incomplete = false;
         BlockRegion blocks;             ///< where pixels changed
-        std::vector<PixelRect> cursor;  ///< where the cursor was and where it is, if that changed
+        std::vector<PixelRect> cursor;  ///< the cursor's old and new place, if it changed
     };
 
-    /// Throws PlatformError when there is no such display or no such single window.
+    /// Throws PlatformError when the display, or the single window, does not exist.
     DisplayCapture(const std::string& displayName, const SCContentFilter& filter,
                    const SCStreamConfiguration& configuration);
 
-    /// Readable when the server has something to say.
+    /// Readable when the server has sent something.
     int fileDescriptor() const { return connection_.fileDescriptor(); }
-    /// Takes over source rectangle and cursor; they show with the next look.
+    /// Applies source rectangle and cursor visibility with the next update.
     void configure(const SCStreamConfiguration& configuration);
 
-    /// Sends what is waiting to be sent, and takes in all events that have come. Whether one of them is a
-    /// reason to look. Does not block.
-    bool takeEvents();
-    /// When it is to be looked without any further event, host clock: nothing, if it need not.
-    std::optional<std::chrono::nanoseconds> nextLook() const;
+    /// Flushes requests and handles all events that have arrived. Whether one of them makes an update due.
+    /// Does not block.
+    bool processEvents();
+    /// When an update is due without any further event, host clock; nothing for never.
+    std::optional<std::chrono::nanoseconds> nextUpdate() const;
     /// Fetches what changed.
-    Changes look();
+    Changes update();
 
-    /// As of the last look.
+    /// As of the last update.
     BgraPicture& picture() { return shadow_.picture(); }
-    /// The cursor in the picture; nothing when it is not to be shown.
+    /// The cursor in source coordinates; an empty one when it is not shown.
     const CursorOverlay& cursor() const { return cursor_; }
 
  private:
-    bool hear(const xcb_generic_event_t& event);
-    void takeQueuedEvents();
-    std::optional<SourceGeometry> presentGeometry() const;
+    bool handleEvent(const xcb_generic_event_t& event);
+    bool followsWindow() const { return kind_ == SCContentFilter::Kind::desktopIndependentWindow; }
+    std::optional<SourceGeometry> locateSource() const;
     void awaitSource();
     bool refreshLayout(Changes& changes);
-    PixelRect toSource(const PixelRect& onRoot) const;
     void moveCursor(const CursorOverlay& cursor, Changes& changes);
-    void takeDamage();
     void readPixels(Changes& changes);
-    std::vector<PixelRead> plan();
-    void take(const PixelRect& part, const PixelRect& of, const BgraView& pixels, bool alone,
-              Changes& changes);
-    void scheduleNextLook(std::chrono::nanoseconds pause);
+    void applyPixels(const PixelRect& part, const PixelRect& read, const BgraView& pixels, Changes& changes);
+    void screenReadDone(bool failed);
+    void scheduleRetry(std::chrono::nanoseconds delay);
 
     Connection connection_;
     SCContentFilter::Kind kind_;
@@ -80,20 +77,18 @@ class DisplayCapture {
     double scale_;
     std::optional<Rect> sourceRect_;
     LayoutWatch layout_;
-    std::optional<DamageTracker> damage_;  ///< of the screen; none where only windows count
-    std::optional<PointerWatch> pointer_;
+    std::unique_ptr<CaptureContent> content_;
+    std::optional<PointerWatch> pointer_;  ///< while the cursor is shown
     ScreenReader reader_;
-    std::optional<FilteredContent> content_;  ///< only for a filter that names windows
 
-    bool heard_ = false;  ///< a reason to look, while looking
+    bool eventDuringUpdate_ = false;  ///< an update is due because of an event handled during the last one
     bool layoutStale_ = true;
-    std::optional<std::chrono::nanoseconds> lookAgainAt_;
-    /// Since when the source has been missing.
-    std::optional<std::chrono::nanoseconds> awaySince_;
-    int refusals_ = 0;  ///< reads that failed in a row
+    std::optional<std::chrono::nanoseconds> retryAt_;
+    std::optional<std::chrono::nanoseconds> missingSince_;  ///< since when the source has been missing
+    int failedReads_ = 0;                                   ///< of the screen, in a row
     SourceGeometry geometry_;
     ShadowImage shadow_{0, 0};
-    BlockRegion unread_;       ///< damaged, and not yet read since
+    BlockRegion unread_;       ///< damaged, and not read since
     bool incomplete_ = false;  ///< as in Changes
     CursorOverlay cursor_;
 };

@@ -1,6 +1,7 @@
 #include "Linux/X11/Capture/FilteredContent.h"
 
-#include "Linux/X11/Windows/TopLevel.h"
+#include "Linux/X11/Windows/WindowOrder.h"
+#include "Support/Log.h"
 #include "Support/MediaTime.h"
 
 #include <algorithm>
@@ -10,11 +11,12 @@ namespace lumicrate::x11 {
 
 namespace {
 
-/// A compositing manager paints a window's shadow around it, and the window itself somewhat later than it
-/// moves or goes. Without one, programs may leave unpainted for a while what a window uncovers.
+/// A compositing manager paints a shadow around a window.
 constexpr int shadowMargin = 32;
-constexpr std::chrono::milliseconds afterglow(1000);
-/// Two pictures of a slow monitor.
+/// A place counts as excluded for this long after the window has left it: a compositing manager removes the
+/// window from the screen with a delay; without one, programs may take time to paint what was uncovered.
+constexpr std::chrono::milliseconds exclusionTime(1000);
+/// What a compositing manager needs to paint a window's drawing: two frames of a slow monitor.
 constexpr std::chrono::milliseconds paintingTime(50);
 
 PixelRect widened(const PixelRect& rect, int margin) {
@@ -23,68 +25,102 @@ PixelRect widened(const PixelRect& rect, int margin) {
 
 }  // namespace
 
+bool ContentRule::names(xcb_window_t window) const {
+    return window != XCB_NONE && std::find(named.begin(), named.end(), window) != named.end();
+}
+
+std::vector<StackedWindow> ContentRule::layersAt(const PixelRect& rect, const WindowStack& stack) const {
+    std::vector<const StackedWindow*> all;  // bottom to top
+    const StackedWindow* const recorded = excludes() || named.empty() ? nullptr : stack.find(named.front());
+    if (recorded != nullptr) all.push_back(recorded);
+    for (const StackedWindow& each : stack.windows())
+        if (names(each.id) != excludes() && &each != recorded) all.push_back(&each);
+
+    std::vector<const StackedWindow*> shown;  // top to bottom
+    for (auto each = all.rbegin(); each != all.rend(); ++each) {
+        if (!(*each)->hasPixels() || (*each)->frame.intersection(rect).isEmpty()) continue;
+        shown.push_back(*each);
+        if ((*each)->hides(rect)) break;
+    }
+    std::vector<StackedWindow> layers;
+    layers.reserve(shown.size());
+    for (auto each = shown.rbegin(); each != shown.rend(); ++each)
+        layers.push_back(**each);
+    return layers;
+}
+
+bool backgroundShows(const PixelRect& rect, const std::vector<StackedWindow>& layers) {
+    return layers.empty() || !layers.front().hides(rect);
+}
+
 FilteredContent::FilteredContent(const Connection& connection, const SCContentFilter& filter)
     : connection_(connection), compositor_(connection), stack_(connection), layers_(connection) {
     rule_.kind = filter.kind;
     for (const SCWindow& window : filter.windows) {
-        windows_.push_back(window.windowID);
-        // Window managers put applications' windows into others, and take them out again.
+        targets_.push_back(window.windowID);
+        // Window managers reparent applications' windows into frames and back.
         const std::uint32_t events = XCB_EVENT_MASK_STRUCTURE_NOTIFY;
         xcb_change_window_attributes(connection.get(), window.windowID, XCB_CW_EVENT_MASK, &events);
     }
+    if (rule_.excludes()) screenDamage_.emplace(connection, connection.root());
     resolveTargets();
-    stack_.learn();
+    stack_.queryUnknown();
+    log(LogArea::capture,
+        rule_.excludes() ? "content: the screen without windows: " : "content: windows alone: ",
+        targets_.size());
 }
 
 void FilteredContent::resolveTargets() {
     targetsStale_ = false;
     rule_.named.clear();
-    for (const xcb_window_t window : windows_)
+    for (const xcb_window_t window : targets_)
         rule_.named.push_back(topLevelOf(connection_, window));
 }
 
-bool FilteredContent::hears(const xcb_generic_event_t& event) {
-    bool reason = layers_.hears(event) && !awaitPainting();
-    const bool otherCompositor = compositor_.hears(event);
-    if (otherCompositor) {
+bool FilteredContent::handleEvent(const xcb_generic_event_t& event) {
+    bool due = screenDamage_ && screenDamage_->handleEvent(event);
+    if (layers_.handleEvent(event) && !waitForCompositor()) due = true;
+    const bool compositorChanged = compositor_.handleEvent(event);
+    if (compositorChanged) {
+        log(LogArea::capture, "compositing manager ", compositor_.active() ? "started" : "ended");
         for (const StackedWindow& window : stack_.stack().windows())
-            linger(window);
+            rememberExcludedArea(window);
     }
-    if (otherCompositor || (background_ && background_->hears(event))) {
+    if (compositorChanged || (background_ && background_->handleEvent(event))) {
         background_.reset();
-        touched_.addAll();
-        reason = true;
+        invalidated_.addAll();
+        due = true;
     }
-    if (hearsTarget(event)) {
+    if (handleTargetEvent(event)) {
         targetsStale_ = true;
-        reason = true;
+        due = true;
     }
-    if (const auto change = stack_.hear(event, HostClock::now())) reason = note(*change) || reason;
-    return reason;
+    if (const auto change = stack_.handleEvent(event, HostClock::now())) due = applyChange(*change) || due;
+    return due;
 }
 
-/// A compositing manager takes some time to paint what a window draws, and looking meanwhile would show the
-/// put-together parts ahead of the others. Its painting is the reason to look, but it may have none where
-/// nothing of the window is to be seen.
-bool FilteredContent::awaitPainting() {
+/// A compositing manager paints with a delay what a window draws. An update before that would show the
+/// composed parts ahead of the others. Its painting makes the update due, or a timeout where the window is
+/// not visible.
+bool FilteredContent::waitForCompositor() {
     if (!rule_.excludes() || !compositor_.active()) return false;
     if (!paintedBy_) paintedBy_ = HostClock::now() + paintingTime;
     return true;
 }
 
-/// Whether one of the filter's windows is in another one now, or gone.
-bool FilteredContent::hearsTarget(const xcb_generic_event_t& event) {
+/// Whether one of the filter's windows was reparented or destroyed.
+bool FilteredContent::handleTargetEvent(const xcb_generic_event_t& event) {
     const auto isTarget = [this](xcb_window_t window) {
-        return std::find(windows_.begin(), windows_.end(), window) != windows_.end();
+        return std::find(targets_.begin(), targets_.end(), window) != targets_.end();
     };
-    switch (event.response_type & 0x7f) {
+    switch (eventType(event)) {
         case XCB_REPARENT_NOTIFY:
-            return isTarget(reinterpret_cast<const xcb_reparent_notify_event_t&>(event).window);
+            return isTarget(eventAs<xcb_reparent_notify_event_t>(event).window);
         case XCB_DESTROY_NOTIFY: {
-            const auto window = reinterpret_cast<const xcb_destroy_notify_event_t&>(event).window;
+            const auto window = eventAs<xcb_destroy_notify_event_t>(event).window;
             if (!isTarget(window)) return false;
-            // The number may become another window's.
-            std::replace(windows_.begin(), windows_.end(), window, xcb_window_t{XCB_NONE});
+            // The id may be reused for another window.
+            std::replace(targets_.begin(), targets_.end(), window, xcb_window_t{XCB_NONE});
             return true;
         }
         default:
@@ -92,14 +128,14 @@ bool FilteredContent::hearsTarget(const xcb_generic_event_t& event) {
     }
 }
 
-/// Whether the change may be one of the picture.
-bool FilteredContent::note(const StackChange& change) {
+/// Whether the change may affect the picture.
+bool FilteredContent::applyChange(const StackChange& change) {
     const bool named = rule_.names(change.before.id);
     if (!named && (!rule_.excludes() || composed_.isEmpty())) return false;
-    linger(change.before);
-    linger(change.after);
+    rememberExcludedArea(change.before);
+    rememberExcludedArea(change.after);
     for (const StackedWindow* const each : {&change.before, &change.after})
-        if (each->hasPixels()) touched_.add(toSource(each->frame));
+        if (each->hasPixels()) invalidated_.add(geometry_.toSource(each->frame));
     return true;
 }
 
@@ -111,9 +147,9 @@ std::vector<PixelRect> FilteredContent::excludedArea(const StackedWindow& window
     return area;
 }
 
-void FilteredContent::linger(const StackedWindow& window) {
+void FilteredContent::rememberExcludedArea(const StackedWindow& window) {
     for (const PixelRect& rect : excludedArea(window))
-        lingering_.add(rect, HostClock::now() + afterglow);
+        recentlyExcluded_.add(rect, HostClock::now() + exclusionTime);
 }
 
 std::optional<PixelRect> FilteredContent::recordedFrame() const {
@@ -123,37 +159,26 @@ std::optional<PixelRect> FilteredContent::recordedFrame() const {
     return recorded->frame;
 }
 
-PixelRect FilteredContent::toSource(const PixelRect& onRoot) const {
-    return onRoot.offsetBy(-geometry_.region.x, -geometry_.region.y);
-}
-
-BlockRegion FilteredContent::blocksOf(const std::vector<PixelRect>& onRoot) const {
-    BlockRegion blocks(geometry_.region.width, geometry_.region.height);
-    for (const PixelRect& rect : onRoot)
-        blocks.add(toSource(rect.intersection(geometry_.readable)));
-    return blocks;
-}
-
-/// As of all events so far.
+/// As of all events handled so far.
 BlockRegion FilteredContent::composedBlocks() const {
-    if (!rule_.excludes()) return blocksOf({geometry_.readable});
-    std::vector<PixelRect> area = lingering_.rectangles();
+    if (!rule_.excludes()) return geometry_.blocksIn({geometry_.readable});
+    std::vector<PixelRect> area = recentlyExcluded_.rectangles();
     for (const StackedWindow& window : stack_.stack().windows()) {
         const std::vector<PixelRect> excluded = excludedArea(window);
         area.insert(area.end(), excluded.begin(), excluded.end());
     }
-    return blocksOf(area);
+    return geometry_.blocksIn(area);
 }
 
 void FilteredContent::prepare(const SourceGeometry& geometry, BlockRegion& unread) {
     now_ = HostClock::now();
     if (targetsStale_) resolveTargets();
-    stack_.learn();
-    lingering_.expire(now_);
+    stack_.queryUnknown();
+    recentlyExcluded_.expire(now_);
     if (geometry != geometry_) {
         geometry_ = geometry;
-        composed_ = blocksOf({});
-        touched_ = composed_;
+        composed_ = geometry_.blocksIn({});
+        invalidated_ = composed_;
     }
     const BlockRegion before = std::exchange(composed_, composedBlocks());
     BlockRegion begun = composed_;
@@ -163,28 +188,28 @@ void FilteredContent::prepare(const SourceGeometry& geometry, BlockRegion& unrea
     unread.add(begun);
     unread.add(ended);
 
-    touched_.add(blocksOf(layers_.keep(neededLayers(), stack_.stack(), now_)));
-    touched_.keepOnly(composed_);
-    unread.add(touched_);
-    touched_.clear();
-    hold();
+    invalidated_.add(geometry_.blocksIn(layers_.update(neededLayers(), stack_.stack(), now_)));
+    invalidated_.keepOnly(composed_);
+    unread.add(invalidated_);
+    invalidated_.clear();
+    updateHeldBack();
     if (composed_.isEmpty()) background_.reset();
     if (composed_.isEmpty() || (canvas_ && canvas_->extent() != geometry_.readable)) canvas_.reset();
 }
 
-/// A window recorded by itself that has just come back shows as a whole, and so does what is around it.
-void FilteredContent::hold() {
-    held_ = blocksOf(layers_.untrusted(now_));
-    held_.keepOnly(composed_);
+/// A window recorded alone that has just been mapped again appears as a whole, and its surroundings with it.
+void FilteredContent::updateHeldBack() {
+    heldBack_ = geometry_.blocksIn(layers_.unreliable(now_));
+    heldBack_.keepOnly(composed_);
     const auto recorded = recordedFrame();
-    if (!recorded || held_.isEmpty()) return;
-    BlockRegion trusted = blocksOf({*recorded});
-    trusted.remove(held_);
-    if (trusted.isEmpty()) held_ = composed_;
+    if (!recorded || heldBack_.isEmpty()) return;
+    BlockRegion reliable = geometry_.blocksIn({*recorded});
+    reliable.remove(heldBack_);
+    if (reliable.isEmpty()) heldBack_ = composed_;
 }
 
-/// Windows that are recorded by themselves keep their layers while they are not to be seen, so that they are
-/// complete as soon as they are.
+/// Windows recorded alone keep their layers while they are unmapped, so that they are complete at once when
+/// they are mapped.
 std::vector<StackedWindow> FilteredContent::neededLayers() const {
     std::vector<StackedWindow> needed;
     if (!rule_.excludes()) {
@@ -192,7 +217,7 @@ std::vector<StackedWindow> FilteredContent::neededLayers() const {
             if (rule_.names(window.id)) needed.push_back(window);
         return needed;
     }
-    for (const PixelRect& rect : rectanglesOnRoot(composed_, geometry_)) {
+    for (const PixelRect& rect : geometry_.rectanglesOnRoot(composed_)) {
         for (const StackedWindow& window : rule_.layersAt(rect, stack_.stack()))
             if (std::find(needed.begin(), needed.end(), window) == needed.end()) needed.push_back(window);
     }
@@ -201,14 +226,18 @@ std::vector<StackedWindow> FilteredContent::neededLayers() const {
 
 void FilteredContent::requestDamage() {
     paintedBy_.reset();
+    if (screenDamage_) screenDamage_->request();
     layers_.requestDamage();
 }
 
-void FilteredContent::takeDamage(BlockRegion ofScreen, BlockRegion& unread) {
-    // What is put together does not depend on what is to be seen on the screen there.
-    ofScreen.remove(composed_);
-    unread.add(ofScreen);
-    BlockRegion ofWindows = blocksOf(layers_.collectDamage());
+void FilteredContent::collectDamage(BlockRegion& unread) {
+    if (screenDamage_) {
+        // Composed blocks do not depend on what the screen shows there.
+        BlockRegion ofScreen = geometry_.blocksIn(screenDamage_->collect());
+        ofScreen.remove(composed_);
+        unread.add(ofScreen);
+    }
+    BlockRegion ofWindows = geometry_.blocksIn(layers_.collectDamage());
     ofWindows.keepOnly(composed_);
     unread.add(ofWindows);
 }
@@ -218,15 +247,15 @@ std::vector<PixelRead> FilteredContent::plan(const BlockRegion& unread) {
     std::vector<PixelRead> reads;
     BlockRegion direct = unread;
     direct.remove(composed_);
-    for (const PixelRect& rect : rectanglesOnRoot(direct, geometry_)) {
+    for (const PixelRect& rect : geometry_.rectanglesOnRoot(direct)) {
         planned_.push_back({rect, false, {}});
         reads.push_back({rect, connection_.root(), 0, 0});
     }
-    if (standsStill()) return reads;
+    if (isFrozen()) return reads;
     BlockRegion composed = unread;
     composed.keepOnly(composed_);
-    composed.remove(held_);
-    for (const PixelRect& rect : rectanglesOnRoot(composed, geometry_)) {
+    composed.remove(heldBack_);
+    for (const PixelRect& rect : geometry_.rectanglesOnRoot(composed)) {
         planned_.push_back({rect, true, rule_.layersAt(rect, stack_.stack())});
         reads.push_back(planComposed(rect, planned_.back().layers));
     }
@@ -234,7 +263,7 @@ std::vector<PixelRead> FilteredContent::plan(const BlockRegion& unread) {
 }
 
 PixelRead FilteredContent::planComposed(const PixelRect& rect, const std::vector<StackedWindow>& layers) {
-    if (isWindowsOwn(rect, layers)) {
+    if (isSinglePixmap(rect, layers)) {
         const StackedWindow& window = layers.front();
         return {rect, layers_.find(window.id)->pixmap(), window.frame.x, window.frame.y};
     }
@@ -243,14 +272,14 @@ PixelRead FilteredContent::planComposed(const PixelRect& rect, const std::vector
     return {rect, canvas_->pixmap(), canvas_->extent().x, canvas_->extent().y};
 }
 
-/// Whether one window's pixels are the picture there as they are. Translucent ones are over black, because
-/// their colours have been multiplied by the opacity.
-bool FilteredContent::isWindowsOwn(const PixelRect& rect, const std::vector<StackedWindow>& layers) const {
+/// Whether one window's pixmap is the picture there as it is. A translucent one shows the window over black,
+/// since its colours are premultiplied.
+bool FilteredContent::isSinglePixmap(const PixelRect& rect, const std::vector<StackedWindow>& layers) const {
     if (layers.size() != 1) return false;
     const StackedWindow& window = layers.front();
-    if (window.nature.shaped || window.frame.intersection(rect) != rect) return false;
-    if (!window.nature.opaque && rule_.excludes()) return false;
-    return layers_.find(window.id) != nullptr && layers_.formats().isOurs(window.nature.visual);
+    if (window.attributes.shaped || window.frame.intersection(rect) != rect) return false;
+    if (!window.attributes.opaque && rule_.excludes()) return false;
+    return layers_.find(window.id) != nullptr && layers_.formats().isBgr32(window.attributes.visual);
 }
 
 void FilteredContent::compose(const PixelRect& rect, const std::vector<StackedWindow>& layers) {
@@ -261,22 +290,22 @@ void FilteredContent::compose(const PixelRect& rect, const std::vector<StackedWi
         canvas_->draw({.picture = background_->picture()}, rect);
     }
     for (const StackedWindow& window : layers) {
-        // One without a layer is not to be seen in those parts of the rectangle that count.
+        // A window without a layer is not visible in the parts that will be used.
         const WindowLayer* const layer = layers_.find(window.id);
         if (layer == nullptr) continue;
         canvas_->draw(layer->source(), rect.intersection(window.frame));
     }
 }
 
-std::vector<PixelRect> FilteredContent::usable(std::size_t read) const {
-    const Planned& planned = planned_[read];
-    // An excluded window may be in another one by now.
+std::vector<PixelRect> FilteredContent::usableParts(std::size_t read) const {
+    const PlannedRead& planned = planned_[read];
+    // An excluded window may have been reparented into another top-level window.
     if (targetsStale_) return {};
-    BlockRegion blocks = blocksOf({planned.rect});
+    BlockRegion blocks = geometry_.blocksIn({planned.rect});
     if (planned.composed) {
         if (rule_.layersAt(planned.rect, stack_.stack()) != planned.layers) return {};
         blocks.keepOnly(composed_);
-        blocks.remove(held_);
+        blocks.remove(heldBack_);
     } else {
         blocks.remove(composedBlocks());
     }
@@ -286,15 +315,15 @@ std::vector<PixelRect> FilteredContent::usable(std::size_t read) const {
     return parts;
 }
 
-void FilteredContent::refuse(std::size_t read) {
+void FilteredContent::windowReadFailed(std::size_t read) {
     for (const StackedWindow& window : planned_[read].layers)
-        layers_.renew(window.id);
+        layers_.renewPixmap(window.id);
 }
 
-std::optional<FilteredContent::Time> FilteredContent::nextLook() const {
+std::optional<FilteredContent::Time> FilteredContent::nextUpdate() const {
     std::optional<Time> next;
-    for (const auto& due :
-         {lingering_.nextExpiry(), held_.isEmpty() ? std::nullopt : layers_.nextTrust(now_), paintedBy_})
+    for (const auto& due : {recentlyExcluded_.nextExpiry(),
+                            heldBack_.isEmpty() ? std::nullopt : layers_.nextReliable(now_), paintedBy_})
         if (due) next = std::min(next.value_or(*due), *due);
     return next;
 }

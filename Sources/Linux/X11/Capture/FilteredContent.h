@@ -1,107 +1,103 @@
-// FilteredContent: the picture that a content filter with windows asks for.
+// FilteredContent: the picture of a content filter that names windows.
 //
-// Where no excluded window is, the picture is the screen's own. Within excluded windows' frames, and for
-// windows recorded by themselves, it is put together from the pixels of the windows that belong in it, which
-// the server keeps apart for as long as that is needed.
+// Outside of excluded windows the picture is the screen's own. Inside their frames, and for windows that are
+// recorded alone, it is composed from the pixels of the windows that belong in it. The server keeps those
+// pixels in pixmaps (Composite) while they are needed.
 //
-// No excluded window is ever seen: pixels are used only when nothing that the server told before it gave them
-// says that they show something else than was asked for.
+// No excluded window is ever shown. Example: an excluded window moves while the screen is being read. The
+// server sends the event of the move before the pixels that show it, so the event has been handled when
+// usableParts() is called, and the pixels at the window's new place are not used.
 #pragma once
 
-#include "Linux/X11/Capture/ContentRule.h"
+#include "Linux/X11/Capture/CaptureContent.h"
 #include "Linux/X11/Capture/LayerCanvas.h"
-#include "Linux/X11/Capture/LayerSet.h"
-#include "Linux/X11/Capture/LingeringArea.h"
+#include "Linux/X11/Capture/RecentArea.h"
 #include "Linux/X11/Capture/RootBackground.h"
-#include "Linux/X11/Capture/ScreenReader.h"
-#include "Linux/X11/Capture/SourceGeometry.h"
-#include "Linux/X11/Pixels/BlockRegion.h"
+#include "Linux/X11/Capture/WindowLayers.h"
 #include "Linux/X11/Screens/CompositorWatch.h"
 #include "Linux/X11/Windows/StackWatch.h"
 #include "Platform/ScreenCaptureKit.h"
 
-#include <chrono>
-#include <cstddef>
 #include <optional>
 #include <vector>
 
 namespace lumicrate::x11 {
 
-/// A look is prepare(), requestDamage() and takeDamage(), plan(), the reading, hears() for all events that
-/// have come by then, and usable() for each read. Blocks are the source's. One thread at a time.
-class FilteredContent {
- public:
-    using Time = std::chrono::nanoseconds;
+/// Which windows a content filter shows, and in what order.
+struct ContentRule {
+    SCContentFilter::Kind kind = SCContentFilter::Kind::displayExcludingWindows;
+    /// The top-level windows of the filter's windows, in its order; XCB_NONE for one that does not exist.
+    std::vector<xcb_window_t> named;
 
-    /// `connection` must outlive the content. Throws PlatformError when the server cannot do it.
+    bool excludes() const { return kind == SCContentFilter::Kind::displayExcludingWindows; }
+    bool names(xcb_window_t window) const;
+    /// The windows to draw over the background for that part of the picture, bottom to top, without those
+    /// that are completely covered. When windows are recorded alone, the first named one is at the bottom and
+    /// the others are overlays on it.
+    std::vector<StackedWindow> layersAt(const PixelRect& rect, const WindowStack& stack) const;
+};
+
+/// Whether the background is visible anywhere below those layers.
+bool backgroundShows(const PixelRect& rect, const std::vector<StackedWindow>& layers);
+
+class FilteredContent final : public CaptureContent {
+ public:
+    /// `connection` must outlive the content. Throws PlatformError when the server lacks an extension.
     FilteredContent(const Connection& connection, const SCContentFilter& filter);
 
-    /// Whether the event may change the picture.
-    bool hears(const xcb_generic_event_t& event);
-    /// The frame of the window that is recorded by itself; nothing while it is not to be seen. Then the
-    /// picture stands still.
-    std::optional<PixelRect> recordedFrame() const;
-    bool standsStill() const { return !rule_.excludes() && !recordedFrame(); }
-    /// The screen may have another size.
-    void forgetBackground() { background_.reset(); }
-
-    /// Finds out what is to be read from where; adds to `unread` what that changes.
-    void prepare(const SourceGeometry& geometry, BlockRegion& unread);
-    void requestDamage();
-    /// Adds to `unread` what was drawn on, be it on the screen or in windows.
-    void takeDamage(BlockRegion ofScreen, BlockRegion& unread);
-    /// What is to be read now, after what this puts together for it.
-    std::vector<PixelRead> plan(const BlockRegion& unread);
-    /// The parts of a read, by its number, that show what they should, on the root window.
-    std::vector<PixelRect> usable(std::size_t read) const;
-    /// The server refused a read.
-    void refuse(std::size_t read);
-
-    /// What is better read later.
-    const BlockRegion& held() const { return held_; }
-    /// When to look without any further event, host clock.
-    std::optional<Time> nextLook() const;
+    bool handleEvent(const xcb_generic_event_t& event) override;
+    void prepare(const SourceGeometry& geometry, BlockRegion& unread) override;
+    void requestDamage() override;
+    void collectDamage(BlockRegion& unread) override;
+    /// Also sends the requests that compose the pixels to read.
+    std::vector<PixelRead> plan(const BlockRegion& unread) override;
+    std::vector<PixelRect> usableParts(std::size_t read) const override;
+    void windowReadFailed(std::size_t read) override;
+    void removeHeldBack(BlockRegion& blocks) const override { blocks.remove(heldBack_); }
+    std::optional<Time> nextUpdate() const override;
+    std::optional<PixelRect> recordedFrame() const override;
+    bool isFrozen() const override { return !rule_.excludes() && !recordedFrame(); }
+    void layoutChanged() override { background_.reset(); }
 
  private:
-    struct Planned {
+    struct PlannedRead {
         PixelRect rect;
         bool composed = false;
         std::vector<StackedWindow> layers;
     };
 
-    bool awaitPainting();
-    bool hearsTarget(const xcb_generic_event_t& event);
+    bool waitForCompositor();
+    bool handleTargetEvent(const xcb_generic_event_t& event);
     void resolveTargets();
-    bool note(const StackChange& change);
+    bool applyChange(const StackChange& change);
     std::vector<PixelRect> excludedArea(const StackedWindow& window) const;
-    void linger(const StackedWindow& window);
-    BlockRegion blocksOf(const std::vector<PixelRect>& onRoot) const;
-    PixelRect toSource(const PixelRect& onRoot) const;
+    void rememberExcludedArea(const StackedWindow& window);
     BlockRegion composedBlocks() const;
-    void hold();
+    void updateHeldBack();
     std::vector<StackedWindow> neededLayers() const;
     PixelRead planComposed(const PixelRect& rect, const std::vector<StackedWindow>& layers);
-    bool isWindowsOwn(const PixelRect& rect, const std::vector<StackedWindow>& layers) const;
+    bool isSinglePixmap(const PixelRect& rect, const std::vector<StackedWindow>& layers) const;
     void compose(const PixelRect& rect, const std::vector<StackedWindow>& layers);
 
     const Connection& connection_;
-    std::vector<xcb_window_t> windows_;  ///< as the filter names them; XCB_NONE for one that is gone
+    std::vector<xcb_window_t> targets_;  ///< the filter's windows; XCB_NONE for one that was destroyed
     ContentRule rule_;
-    bool targetsStale_ = true;
+    bool targetsStale_ = true;  ///< a target may have another top-level window
     CompositorWatch compositor_;
     StackWatch stack_;
-    LayerSet layers_;
+    WindowLayers layers_;
+    std::optional<DamageTracker> screenDamage_;  ///< only where the picture contains the screen
     std::optional<RootBackground> background_;
     std::optional<LayerCanvas> canvas_;
 
-    Time now_{};  ///< of the present look
+    Time now_{};  ///< of the current update
     SourceGeometry geometry_;
-    LingeringArea lingering_;
-    BlockRegion composed_;  ///< what is not read from the screen
-    BlockRegion touched_;   ///< what changed in it otherwise than by drawing
-    BlockRegion held_;
-    std::optional<Time> paintedBy_;  ///< when what was drawn is on the screen too, or never will be
-    std::vector<Planned> planned_;
+    RecentArea recentlyExcluded_;
+    BlockRegion composed_;           ///< what is not read from the screen
+    BlockRegion invalidated_;        ///< what changed in it other than by drawing
+    BlockRegion heldBack_;           ///< what is not reliable yet
+    std::optional<Time> paintedBy_;  ///< when the compositing manager has painted what windows drew
+    std::vector<PlannedRead> planned_;
 };
 
 }  // namespace lumicrate::x11

@@ -6,18 +6,18 @@ namespace lumicrate::x11 {
 
 void FramePacer::setInterval(Time interval) {
     // A shorter one would only keep the processor busy.
-    constexpr Time shortest = std::chrono::milliseconds(1);
+    constexpr Time minInterval = std::chrono::milliseconds(1);
     const Time before = interval_;
-    interval_ = std::max(interval, shortest);
+    interval_ = std::max(interval, minInterval);
     if (before > Time::zero()) slot_ += interval_ - before;
 }
 
 FramePacer::Time FramePacer::due() const {
-    return std::max(slot_ - interval_ / 10, nextLook_);
+    return std::max(slot_ - interval_ / 10, nextCheck_);
 }
 
-void FramePacer::looked(Time now) {
-    nextLook_ = now + interval_ / 4;
+void FramePacer::checked(Time now) {
+    nextCheck_ = now + interval_ / 4;
 }
 
 void FramePacer::delivered(Time now) {

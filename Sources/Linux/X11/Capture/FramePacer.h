@@ -1,13 +1,21 @@
-// FramePacer: when the next frame may be taken.
+// FramePacer: when the next frame may be captured.
 #pragma once
 
 #include <chrono>
 
 namespace lumicrate::x11 {
 
-/// Keeps frames an interval apart on average. A frame may come a tenth of an interval early, as long as the
-/// frames before it were not early too; so content that comes at just this rate, with the jitter of real
-/// programs and timers, loses no frame, and lateness of one frame does not delay all that follow.
+/// Keeps frames one interval apart on average. A frame may be a tenth of an interval early if the frames
+/// before it were not early too. So content with exactly this rate loses no frame to the jitter of programs
+/// and timers, and one late frame does not delay the following ones.
+///
+/// Example with an interval of 100 ms, times in ms:
+///
+///     delivered(1000)   next slot 1100, due() 1090
+///     delivered(1090)   early: next slot 1200 (1100 + 100), due() 1190
+///     delivered(1195)   next slot 1300, due() 1290
+///     delivered(1340)   late: next slot 1440, due() 1430; the missed time earns no extra frames
+///     checked(2000)     nothing new: due() 2025, a quarter of an interval later
 ///
 /// Times are of any one monotonic clock.
 class FramePacer {
@@ -19,17 +27,17 @@ class FramePacer {
     void setInterval(Time interval);
     Time interval() const { return interval_; }
 
-    /// The earliest time for the next look at the screen; before the first one this lies in the past.
+    /// The earliest time for the next update of the picture; in the past before the first one.
     Time due() const;
-    /// A look found nothing to deliver. Looks cost something too, so they keep a distance, a shorter one.
-    void looked(Time now);
-    /// A frame was taken.
+    /// An update found nothing to deliver. Updates have a cost, so they too keep a distance, a shorter one.
+    void checked(Time now);
+    /// A frame was captured at that time.
     void delivered(Time now);
 
  private:
     Time interval_{};
-    Time slot_ = Time::min() / 2;
-    Time nextLook_ = Time::min() / 2;
+    Time slot_ = Time::min() / 2;  ///< of the next frame, when none is early or late
+    Time nextCheck_ = Time::min() / 2;
 };
 
 }  // namespace lumicrate::x11

@@ -1,7 +1,7 @@
 // PictureComposer: turns the captured pixels into the pictures that a stream delivers.
 //
-// It knows how the source lies in the picture (one to one, or scaled, with bars), keeps account of what has
-// changed since the last picture, and brings a buffer up to date by drawing no more than it lacks.
+// The source fills the picture one to one, or scaled and with bars. The composer tracks what has changed
+// since the last picture and draws into a buffer only what the buffer lacks.
 #pragma once
 
 #include "Linux/X11/Capture/CursorOverlay.h"
@@ -14,16 +14,16 @@
 
 namespace lumicrate::x11 {
 
-/// Where a source of one size lies in a picture of another: filling it, or as large as fits with its own
-/// shape, in the middle.
+/// Where a source lies in a picture of another size: centred, as large as its aspect ratio allows, or filling
+/// the picture when the ratio is not preserved.
 PixelRect placement(int sourceWidth, int sourceHeight, int width, int height, bool preservesAspectRatio);
 
 class PictureComposer {
  public:
-    /// Of the pictures, pixels.
+    /// The size of the pictures in pixels.
     PictureComposer(int width, int height);
 
-    /// Sets the source's shape. Everything is dirty afterwards.
+    /// Sets the source's size. Everything is dirty afterwards.
     void setSource(int width, int height, bool preservesAspectRatio);
 
     /// The source changed there.
@@ -32,8 +32,8 @@ class PictureComposer {
     /// Where the next picture differs from the last one.
     const BlockRegion& dirty() const { return dirty_; }
 
-    /// Draws the picture into a buffer that has been told of what is dirty; then nothing is dirty or stale.
-    /// The source is as before when this returns.
+    /// Draws the picture into a buffer whose stale region already contains dirty(). Nothing is dirty or stale
+    /// afterwards. The source is modified only while this runs.
     void compose(BgraPicture& source, const CursorOverlay& cursor, PixelBuffer& buffer);
 
  private:
@@ -41,7 +41,7 @@ class PictureComposer {
     int height_;
     PixelRect placement_;
     BlockRegion dirty_;
-    // Only for a source that has another size than the picture:
+    // Only for a source with another size than the picture:
     std::optional<PictureScaler> scaler_;
     BgraPicture scaled_;
 };

@@ -8,8 +8,7 @@ namespace lumicrate::x11 {
 
 PointerWatch::PointerWatch(const Connection& connection)
     : connection_(connection),
-      fixesEvent_(static_cast<std::uint8_t>(connection.extension(xcb_xfixes_id, "XFIXES").first_event +
-                                            XCB_XFIXES_CURSOR_NOTIFY)),
+      fixesEvent_(connection.extensionEvent(xcb_xfixes_id, "XFIXES", XCB_XFIXES_CURSOR_NOTIFY)),
       inputOpcode_(connection.extension(xcb_input_id, "XInputExtension").major_opcode) {
     connection.await(xcb_xfixes_query_version_reply, xcb_xfixes_query_version(connection.get(), 4, 0));
     connection.await(xcb_input_xi_query_version_reply, xcb_input_xi_query_version(connection.get(), 2, 2));
@@ -23,33 +22,33 @@ PointerWatch::~PointerWatch() {
     if (motionSelected_) selectMotion(false);
 }
 
-void PointerWatch::selectMotion(bool wanted) {
+void PointerWatch::selectMotion(bool selected) {
     struct {
         xcb_input_event_mask_t head;
         std::uint32_t mask;
     } selection{};
     selection.head.deviceid = XCB_INPUT_DEVICE_ALL_MASTER;
     selection.head.mask_len = 1;
-    selection.mask = wanted ? XCB_INPUT_XI_EVENT_MASK_RAW_MOTION : 0;
+    selection.mask = selected ? XCB_INPUT_XI_EVENT_MASK_RAW_MOTION : 0;
     xcb_input_xi_select_events(connection_.get(), connection_.root(), 1, &selection.head);
-    motionSelected_ = wanted;
+    motionSelected_ = selected;
 }
 
-bool PointerWatch::hears(const xcb_generic_event_t& event) {
-    const int type = event.response_type & 0x7f;
+bool PointerWatch::handleEvent(const xcb_generic_event_t& event) {
+    const int type = eventType(event);
     if (type == fixesEvent_) {
         imageStale_ = true;
         return true;
     }
     if (type != XCB_GE_GENERIC) return false;
-    const auto& generic = reinterpret_cast<const xcb_ge_generic_event_t&>(event);
+    const auto& generic = eventAs<xcb_ge_generic_event_t>(event);
     if (generic.extension != inputOpcode_ || generic.event_type != XCB_INPUT_RAW_MOTION) return false;
     if (motionSelected_) selectMotion(false);
     return true;
 }
 
 void PointerWatch::request() {
-    // Before the question, so that a movement after the answer is reported.
+    // Before the query, so that motion after the reply is reported.
     if (!motionSelected_) selectMotion(true);
     if (imageStale_) fetchedImage_ = xcb_xfixes_get_cursor_image(connection_.get());
     imageStale_ = false;

@@ -1,4 +1,4 @@
-// PointerWatch: where the pointer is and how it looks.
+// PointerWatch: the pointer's position and image.
 #pragma once
 
 #include "Linux/X11/Capture/CursorOverlay.h"
@@ -13,26 +13,26 @@
 
 namespace lumicrate::x11 {
 
-/// A mouse reports a thousand times a second. One report is enough to know that the pointer moves, so after
-/// the first no more are asked for until the pointer was looked at.
+/// A mouse may report motion a thousand times a second. One report is enough to know that the pointer has
+/// moved, so motion events are deselected after the first until the pointer is queried again.
 class PointerWatch {
  public:
-    /// `connection` must outlive the watch. Throws PlatformError when the server cannot do it.
+    /// `connection` must outlive the watch. Throws PlatformError when the server lacks an extension.
     explicit PointerWatch(const Connection& connection);
     ~PointerWatch();
     PointerWatch(const PointerWatch&) = delete;
     PointerWatch& operator=(const PointerWatch&) = delete;
 
-    /// Whether the event says that the pointer moved or looks otherwise.
-    bool hears(const xcb_generic_event_t& event);
+    /// Whether the event announces that the pointer moved or has another image.
+    bool handleEvent(const xcb_generic_event_t& event);
 
-    /// Asks for the pointer; the answer is fetched with collect(), so that other requests can travel along.
+    /// Requests the pointer; collect() waits for the reply, so that other requests can be sent in between.
     void request();
-    /// The pointer in the root window's coordinates; none when it is on another screen or has no picture.
+    /// The pointer on the root window; nothing when it is on another screen or has no image.
     std::optional<CursorOverlay> collect();
 
  private:
-    void selectMotion(bool wanted);
+    void selectMotion(bool selected);
 
     const Connection& connection_;
     std::uint8_t fixesEvent_;

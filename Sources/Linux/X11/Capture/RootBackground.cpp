@@ -1,7 +1,6 @@
 #include "Linux/X11/Capture/RootBackground.h"
 
-#include "Linux/X11/Screens/Monitors.h"
-#include "Linux/X11/Server/RootEvents.h"
+#include "Linux/X11/Screens/Displays.h"
 #include "Support/Geometry.h"
 
 #include <xcb/composite.h>
@@ -14,7 +13,7 @@ namespace lumicrate::x11 {
 
 namespace {
 
-/// The properties with which the background is published, by newer and older programs.
+/// The properties that publish the background, of newer and older programs.
 constexpr std::string_view propertyNames[] = {"_XROOTPMAP_ID", "ESETROOT_PMAP_ID"};
 
 void createWindow(const Connection& connection, xcb_window_t window, xcb_window_t parent,
@@ -31,13 +30,9 @@ void createWindow(const Connection& connection, xcb_window_t window, xcb_window_
 
 RootBackground::RootBackground(const Connection& connection, const RenderFormats& formats, bool composited)
     : connection_(connection), picture_(connection.generateId()) {
-    for (const std::string_view name : propertyNames) {
-        const auto atom = connection.await(
-            xcb_intern_atom_reply,
-            xcb_intern_atom(connection.get(), 0, static_cast<std::uint16_t>(name.size()), name.data()));
-        properties_.push_back(atom->atom);
-    }
-    selectRootEvents(connection, XCB_EVENT_MASK_PROPERTY_CHANGE);
+    for (const std::string_view name : propertyNames)
+        properties_.push_back(connection.internAtom(name));
+    connection.selectRootEvents(XCB_EVENT_MASK_PROPERTY_CHANGE);
     const xcb_render_pictforminfo_t* const format = formats.find(connection.screen().root_visual);
     if (format == nullptr) Connection::throwRefused();
 
@@ -61,7 +56,7 @@ std::optional<xcb_pixmap_t> RootBackground::published() const {
             xcb_get_property(connection_.get(), 0, connection_.root(), property, XCB_ATOM_PIXMAP, 0, 1));
         if (!value || xcb_get_property_value_length(value.get()) != sizeof(xcb_pixmap_t)) continue;
         const auto pixmap = *static_cast<const xcb_pixmap_t*>(xcb_get_property_value(value.get()));
-        // The program that published it may be gone, and the pixmap with it.
+        // The pixmap is gone when the program that published it has ended.
         const auto geometry =
             connection_.tryAwait(xcb_get_geometry_reply, xcb_get_geometry(connection_.get(), pixmap));
         if (geometry && geometry->depth == connection_.screen().root_depth) return pixmap;
@@ -83,9 +78,9 @@ xcb_pixmap_t RootBackground::paintedByServer() {
     return pixmap;
 }
 
-bool RootBackground::hears(const xcb_generic_event_t& event) const {
+bool RootBackground::handleEvent(const xcb_generic_event_t& event) const {
     if (event.response_type != XCB_PROPERTY_NOTIFY) return false;
-    const auto& notify = reinterpret_cast<const xcb_property_notify_event_t&>(event);
+    const auto& notify = eventAs<xcb_property_notify_event_t>(event);
     return notify.window == connection_.root() &&
            std::find(properties_.begin(), properties_.end(), notify.atom) != properties_.end();
 }

@@ -1,7 +1,7 @@
-// RootBackground: what the root window shows where no window is.
+// RootBackground: the pixels of the root window where no window is.
 #pragma once
 
-#include "Linux/X11/Capture/RenderFormats.h"
+#include "Linux/X11/Capture/LayerCanvas.h"
 #include "Linux/X11/Server/Connection.h"
 
 #include <xcb/render.h>
@@ -11,15 +11,15 @@
 
 namespace lumicrate::x11 {
 
-/// The background as it is when the object is made; for another one another object is needed.
+/// The background at the time of construction; when it changes, a new object is needed.
 ///
-/// It is an attribute of the root window that cannot be asked for. But a window can take it over, and the
-/// server paints it there as on the root window, pattern and all. That window is as large as the root window
-/// and at its place, but lies inside another one off the screen, so nobody sees it; since the server keeps
-/// its pixels apart, it has all of them nevertheless.
+/// The background is an attribute of the root window that cannot be read. But a window can inherit it
+/// (ParentRelative), and the server then paints it there like on the root window. That window has the root
+/// window's size and position, but lies inside another one off the screen, where it is not visible; since it
+/// is redirected (Composite), the server keeps all of its pixels.
 ///
-/// A compositing manager paints the background itself and need not leave the attribute as it was. It takes
-/// the pixmap that programs which set the background publish.
+/// A compositing manager paints the background itself, and may change the attribute. It uses the pixmap that
+/// programs which set the background publish in a property.
 class RootBackground {
  public:
     /// `connection` must outlive the background.
@@ -28,8 +28,8 @@ class RootBackground {
     RootBackground(const RootBackground&) = delete;
     RootBackground& operator=(const RootBackground&) = delete;
 
-    /// Whether the event says that there is another background.
-    bool hears(const xcb_generic_event_t& event) const;
+    /// Whether the event announces another background.
+    bool handleEvent(const xcb_generic_event_t& event) const;
     /// In the root window's coordinates.
     xcb_render_picture_t picture() const { return picture_; }
 

@@ -47,8 +47,7 @@ bool hasKnownPixelFormat(const Connection& connection) {
 
 SharedMemory::SharedMemory(const Connection& connection, std::size_t size)
     : connection_(connection), size_(size), segment_(connection.generateId()) {
-    // Memory that is passed as a descriptor reaches the server also where the two live in different
-    // containers, and is gone with the last who holds it.
+    // A memory descriptor can be passed to a server in another container, and is freed with its last holder.
     const int descriptor = memfd_create("lumicrate-screen", MFD_CLOEXEC);
     if (descriptor < 0) throw PlatformError(localized("The system is out of resources."), errno);
     void* mapped = MAP_FAILED;
@@ -61,7 +60,7 @@ SharedMemory::SharedMemory(const Connection& connection, std::size_t size)
         throw PlatformError(localized("The system is out of memory."), error);
     }
     data_ = static_cast<std::byte*>(mapped);
-    // The request takes the descriptor with it and closes it.
+    // The request closes the descriptor.
     bool attached = false;
     try {
         attached = connection.succeeds(xcb_shm_attach_fd_checked(connection.get(), segment_, descriptor, 0));
@@ -93,10 +92,10 @@ ScreenReader::ScreenReader(const Connection& connection) : connection_(connectio
 }
 
 SharedMemory& ScreenReader::reserve(std::size_t size) {
-    // Somebody keeps what is in it.
+    // A picture still uses the memory.
     if (memory_.use_count() > 1) std::swap(memory_, spare_);
     if (memory_ && memory_.use_count() == 1 && memory_->size() >= size) return *memory_;
-    // Rather too much than to grow again with every larger rectangle; untouched pages cost nothing.
+    // At least the whole screen, so that it need not grow again; untouched pages cost nothing.
     const std::size_t wholeScreen =
         bytesOf({0, 0, connection_.screen().width_in_pixels, connection_.screen().height_in_pixels});
     memory_.reset();

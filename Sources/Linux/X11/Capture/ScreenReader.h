@@ -1,4 +1,4 @@
-// ScreenReader: fetches pixels of the screen, or of pixmaps, through memory shared with the server.
+// ScreenReader: reads pixels of the screen, or of pixmaps, through memory shared with the server (MIT-SHM).
 #pragma once
 
 #include "Linux/X11/Pixels/BgraPicture.h"
@@ -17,7 +17,7 @@ namespace lumicrate::x11 {
 /// A piece of memory that the server can write to.
 class SharedMemory {
  public:
-    /// Throws PlatformError when there is no memory, or the server does not run on this machine.
+    /// Throws PlatformError when no memory is left, or the server runs on another machine.
     SharedMemory(const Connection& connection, std::size_t size);
     ~SharedMemory();
     SharedMemory(const SharedMemory&) = delete;
@@ -34,11 +34,11 @@ class SharedMemory {
     xcb_shm_seg_t segment_;
 };
 
-/// What is to be read, and from where.
+/// A rectangle to read, and where from.
 struct PixelRead {
     PixelRect rect;                      ///< on the root window
-    xcb_drawable_t drawable = XCB_NONE;  ///< the root window, or a pixmap with the pixels of a part of it
-    int originX = 0;                     ///< where on the root window the drawable's top-left pixel belongs
+    xcb_drawable_t drawable = XCB_NONE;  ///< the root window or a pixmap
+    int originX = 0;                     ///< the place of the drawable's top-left pixel on the root window
     int originY = 0;
 };
 
@@ -48,12 +48,11 @@ class ScreenReader {
     /// than 8 bits each of blue, green and red in 32, or the server cannot share memory.
     explicit ScreenReader(const Connection& connection);
 
-    /// Reads all of this in one round trip. The rectangles must lie in their drawables; one that the server
-    /// refuses, because the drawable is another one by now, gives nothing. The pixels stay until the next
-    /// call.
+    /// Reads all rectangles in one round trip. The result is nothing for a rectangle that the server refuses
+    /// because it reaches outside of the drawable by now. The pixels are valid until the next call.
     std::vector<std::optional<BgraView>> read(const std::vector<PixelRead>& reads);
-    /// What the last call read first, as a picture that stays for as long as it is held: nothing is read into
-    /// its memory before it has gone, which is to be before the reader.
+    /// The first rectangle of the last call as a picture that shares its memory: the reader does not reuse
+    /// the memory while the picture lives. The picture must not outlive the reader.
     BgraPicture keepFirst(int width, int height) const;
 
  private:

@@ -1,5 +1,6 @@
 #include "Linux/X11/Capture/ScreenSource.h"
 
+#include "Support/Log.h"
 #include "Support/MediaTime.h"
 
 #include <poll.h>
@@ -14,8 +15,8 @@ namespace lumicrate::x11 {
 
 namespace {
 
-constexpr std::chrono::milliseconds stillAfter(200);
-constexpr std::size_t mostDirtyRects = 16;
+constexpr std::chrono::milliseconds idleDelay(200);
+constexpr std::size_t maxDirtyRects = 16;
 
 std::chrono::nanoseconds duration(const CMTime& time) {
     if (!time.isValid()) return {};
@@ -52,6 +53,9 @@ ScreenSource::~ScreenSource() {
 void ScreenSource::start(Handlers handlers) {
     handlers_ = std::move(handlers);
     capture_.emplace(displayName_, filter_, configuration_);
+    log(LogArea::capture, "pictures of ", configuration_.width, " × ", configuration_.height,
+        " pixels, at most ", 1e9 / static_cast<double>(pacer_.interval().count()), " a second, ",
+        configuration_.queueDepth, " buffers");
     thread_ = std::thread([this] { run(); });
 }
 
@@ -64,8 +68,8 @@ void ScreenSource::stop() {
 
 void ScreenSource::update(const SCStreamConfiguration& configuration) {
     {
-        const std::lock_guard lock(updateMutex_);
-        update_ = configuration;
+        const std::lock_guard lock(configurationMutex_);
+        newConfiguration_ = configuration;
     }
     wakeUp_->signal();
 }
@@ -77,52 +81,54 @@ void ScreenSource::run() {
     } catch (...) {
         failure = std::current_exception();
     }
-    // Gives up the connection, so that the server keeps nothing for a stream that is over.
+    // Closes the connection, so that the server keeps no pixmaps for a finished stream.
     capture_.reset();
-    if (failure && !stopping_) handlers_.onFailure(failure);
+    if (!failure || stopping_) return;
+    log(LogArea::capture, "capture ended by a failure after ", delivered_, " frames");
+    handlers_.onFailure(failure);
 }
 
 void ScreenSource::captureUntilStopped() {
     while (!stopping_) {
         ++wakeUps_;
-        takeUpdate();
-        if (capture_->takeEvents()) lookWanted_ = true;
+        applyConfiguration();
+        if (capture_->processEvents()) updateDue_ = true;
         const Time now = HostClock::now();
-        const std::optional<Time> nextLook = capture_->nextLook();
-        if (nextLook && now >= *nextLook) lookWanted_ = true;
-        if (!lookWanted_) {
+        const std::optional<Time> nextUpdate = capture_->nextUpdate();
+        if (nextUpdate && now >= *nextUpdate) updateDue_ = true;
+        if (!updateDue_) {
             if (idleAt_ && now >= *idleAt_) deliverIdle(now);
-            wait(earlier(idleAt_, nextLook));
+            wait(earlier(idleAt_, nextUpdate));
         } else if (!pool_.hasFree()) {
-            // The screen stays damaged; the buffer that comes back wakes us.
+            // The damage stays pending; a returned buffer ends the wait.
             wait(std::nullopt);
         } else if (now < pacer_.due()) {
             wait(pacer_.due());
         } else {
-            takeFrame();
+            updatePicture();
         }
     }
 }
 
-void ScreenSource::takeUpdate() {
+void ScreenSource::applyConfiguration() {
     std::optional<SCStreamConfiguration> update;
     {
-        const std::lock_guard lock(updateMutex_);
-        update = std::exchange(update_, std::nullopt);
+        const std::lock_guard lock(configurationMutex_);
+        update = std::exchange(newConfiguration_, std::nullopt);
     }
     if (!update) return;
     capture_->configure(*update);
     pacer_.setInterval(duration(update->minimumFrameInterval));
     if (update->preservesAspectRatio != configuration_.preservesAspectRatio) reshaped_ = true;
     configuration_ = *std::move(update);
-    lookWanted_ = true;
+    updateDue_ = true;
 }
 
-/// Looks at the screen, and delivers a picture when it shows something new.
-void ScreenSource::takeFrame() {
-    lookWanted_ = false;
+/// Fetches changes, and delivers a picture if there are any.
+void ScreenSource::updatePicture() {
+    updateDue_ = false;
     const Time taken = HostClock::now();
-    const DisplayCapture::Changes changes = capture_->look();
+    const DisplayCapture::Changes changes = capture_->update();
     if (std::exchange(reshaped_, false) || changes.resized) {
         composer_.setSource(capture_->picture().width(), capture_->picture().height(),
                             configuration_.preservesAspectRatio);
@@ -131,7 +137,7 @@ void ScreenSource::takeFrame() {
     for (const PixelRect& rect : changes.cursor)
         composer_.invalidate(rect);
     if (composer_.dirty().isEmpty() || changes.incomplete) {
-        pacer_.looked(taken);
+        pacer_.checked(taken);
     } else {
         deliverPicture(taken);
     }
@@ -140,7 +146,7 @@ void ScreenSource::takeFrame() {
 void ScreenSource::deliverPicture(Time taken) {
     SCStreamFrameInfo info;
     info.sequence = delivered_++;
-    info.dirtyRects = composer_.dirty().rectangles(mostDirtyRects);
+    info.dirtyRects = composer_.dirty().rectangles(maxDirtyRects);
     pool_.invalidate(composer_.dirty());
     const std::shared_ptr<PixelBuffer> buffer = pool_.acquire();
     composer_.compose(capture_->picture(), capture_->cursor(), *buffer);
@@ -150,7 +156,7 @@ void ScreenSource::deliverPicture(Time taken) {
     sample.imageBuffer = buffer;
     sample.frameInfo = std::move(info);
     pacer_.delivered(taken);
-    idleAt_ = taken + std::max<Time>(stillAfter, 2 * pacer_.interval());
+    idleAt_ = taken + std::max<Time>(idleDelay, 2 * pacer_.interval());
     handlers_.onSample(sample);
 }
 
@@ -162,7 +168,7 @@ void ScreenSource::deliverIdle(Time now) {
     handlers_.onSample(sample);
 }
 
-/// Waits until the server has something to say, somebody signals, or the time has come.
+/// Waits for the server, for a signal, or until the given time.
 void ScreenSource::wait(std::optional<Time> until) {
     std::array<pollfd, 2> watched{
         {{capture_->fileDescriptor(), POLLIN, 0}, {wakeUp_->fileDescriptor(), POLLIN, 0}}};

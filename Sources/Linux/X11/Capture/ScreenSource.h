@@ -1,4 +1,4 @@
-// ScreenSource: the picture that a content filter asks for, as a source of samples.
+// ScreenSource: delivers the picture of a content filter as samples.
 #pragma once
 
 #include "Linux/X11/Capture/DisplayCapture.h"
@@ -19,24 +19,24 @@
 
 namespace lumicrate::x11 {
 
-/// Delivers the first frame at once and then one for every real change of the picture, as often as the
-/// configuration allows; when the changes cease, the last state has been delivered, and one frame of status
-/// idle follows. While nothing happens the thread sleeps.
+/// Delivers the first frame at once, then one for every change of pixels, as often as the configuration
+/// allows. When the changes stop, the final state has been delivered, and one frame with status idle follows.
+/// The thread sleeps while nothing changes.
 ///
-/// A frame's time is that of the host clock just before its pixels were read. No change is lost when all
-/// buffers are in use: the frame is taken when one comes back.
+/// A frame's time is the host clock's just before its pixels were read. When all buffers are in use, the next
+/// frame is captured as soon as one is returned, and contains all changes until then.
 class ScreenSource final : public SampleSource {
  public:
-    /// `displayName` is the X server's (":1"), or empty for the one of $DISPLAY.
+    /// `displayName` is the X server's (":1"), or empty for that of $DISPLAY.
     ScreenSource(std::string displayName, SCContentFilter filter, SCStreamConfiguration configuration);
     ~ScreenSource() override;
 
     void start(Handlers handlers) override;
     void stop() override;
-    /// Takes over source rectangle, shape, cursor and frame interval. The size of the pictures stays.
+    /// Applies source rectangle, aspect ratio, cursor and frame interval. The pictures keep their size.
     void update(const SCStreamConfiguration& configuration) override;
 
-    /// How often the thread has woken up so far. Any thread.
+    /// How often the thread has woken up. Any thread.
     std::uint64_t wakeUps() const { return wakeUps_; }
 
  private:
@@ -44,8 +44,8 @@ class ScreenSource final : public SampleSource {
 
     void run();
     void captureUntilStopped();
-    void takeUpdate();
-    void takeFrame();
+    void applyConfiguration();
+    void updatePicture();
     void deliverPicture(Time taken);
     void deliverIdle(Time now);
     void wait(std::optional<Time> until);
@@ -56,19 +56,19 @@ class ScreenSource final : public SampleSource {
     std::shared_ptr<WakeUp> wakeUp_;
     std::atomic<bool> stopping_ = false;
     std::atomic<std::uint64_t> wakeUps_ = 0;
-    std::mutex updateMutex_;
-    std::optional<SCStreamConfiguration> update_;
+    std::mutex configurationMutex_;
+    std::optional<SCStreamConfiguration> newConfiguration_;
 
-    // The thread's own, once it runs:
+    // Used by the thread only, once it runs:
     SCStreamConfiguration configuration_;
     std::optional<DisplayCapture> capture_;
     PictureComposer composer_;
     PixelBufferPool pool_;
     FramePacer pacer_;
-    bool lookWanted_ = true;
-    bool reshaped_ = true;  ///< the source is to be laid out anew
+    bool updateDue_ = true;
+    bool reshaped_ = true;  ///< the composer needs the source's size again
     std::uint64_t delivered_ = 0;
-    std::optional<Time> idleAt_;  ///< when the stream counts as still, unless something changes before
+    std::optional<Time> idleAt_;  ///< when to deliver an idle frame, unless something changes before
 
     std::thread thread_;
 };

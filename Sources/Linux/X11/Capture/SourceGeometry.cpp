@@ -7,15 +7,31 @@ namespace lumicrate::x11 {
 
 namespace {
 
-/// Root windows reach no further than this.
-constexpr double largest = 32767;
-constexpr std::size_t mostReads = 16;
+/// The largest coordinate of a root window.
+constexpr double maxCoordinate = 32767;
+constexpr std::size_t maxReads = 16;
 
-int wholePixels(double points, double scale, double least) {
-    return static_cast<int>(std::lround(std::clamp(points * scale, least, largest)));
+int wholePixels(double points, double scale, double minimum) {
+    return static_cast<int>(std::lround(std::clamp(points * scale, minimum, maxCoordinate)));
 }
 
 }  // namespace
+
+BlockRegion SourceGeometry::blocksIn(const std::vector<PixelRect>& onRoot) const {
+    BlockRegion blocks(region.width, region.height);
+    for (const PixelRect& rect : onRoot)
+        blocks.add(toSource(rect.intersection(readable)));
+    return blocks;
+}
+
+std::vector<PixelRect> SourceGeometry::rectanglesOnRoot(const BlockRegion& blocks) const {
+    std::vector<PixelRect> onRoot;
+    for (const PixelRect& rect : blocks.rectangles(maxReads)) {
+        const PixelRect there = rect.offsetBy(region.x, region.y).intersection(readable);
+        if (!there.isEmpty()) onRoot.push_back(there);
+    }
+    return onRoot;
+}
 
 SourceGeometry sourceGeometry(const PixelRect& display, const PixelRect& root,
                               const std::optional<Rect>& sourceRect, double scale) {
@@ -23,23 +39,13 @@ SourceGeometry sourceGeometry(const PixelRect& display, const PixelRect& root,
     geometry.region = display;
     if (sourceRect && !sourceRect->isEmpty()) {
         geometry.region =
-            PixelRect{wholePixels(sourceRect->x, scale, -largest),
-                      wholePixels(sourceRect->y, scale, -largest), wholePixels(sourceRect->width, scale, 1),
-                      wholePixels(sourceRect->height, scale, 1)}
+            PixelRect{wholePixels(sourceRect->x, scale, -maxCoordinate),
+                      wholePixels(sourceRect->y, scale, -maxCoordinate),
+                      wholePixels(sourceRect->width, scale, 1), wholePixels(sourceRect->height, scale, 1)}
                 .offsetBy(display.x, display.y);
     }
     geometry.readable = geometry.region.intersection(display).intersection(root);
     return geometry;
-}
-
-std::vector<PixelRect> rectanglesOnRoot(const BlockRegion& blocks, const SourceGeometry& geometry) {
-    std::vector<PixelRect> onRoot;
-    for (const PixelRect& rect : blocks.rectangles(mostReads)) {
-        const PixelRect there =
-            rect.offsetBy(geometry.region.x, geometry.region.y).intersection(geometry.readable);
-        if (!there.isEmpty()) onRoot.push_back(there);
-    }
-    return onRoot;
 }
 
 }  // namespace lumicrate::x11

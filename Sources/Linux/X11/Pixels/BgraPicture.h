@@ -1,5 +1,5 @@
-// Pictures of 32-bit pixels as an X server hands them out: blue in the lowest byte, then green, red and a
-// byte that means nothing.
+// BgraPicture: 32-bit pixels in an X server's format: blue in the lowest byte, then green, red and an unused
+// byte.
 #pragma once
 
 #include "Support/Geometry.h"
@@ -14,7 +14,7 @@
 
 namespace lumicrate::x11 {
 
-/// Somebody else's pixels; the stride is in pixels.
+/// Borrowed pixels; the stride is in pixels.
 struct BgraView {
     const std::uint32_t* pixels = nullptr;
     int width = 0;
@@ -24,15 +24,15 @@ struct BgraView {
     const std::uint32_t* row(int y) const { return pixels + static_cast<std::ptrdiff_t>(y) * stride; }
 };
 
-/// Pixels that can be written to; a copy has its own.
+/// Writable pixels in rows without gaps. Copying copies the pixels.
 class BgraPicture {
  public:
     using Memory = std::shared_ptr<std::uint32_t[]>;
 
     BgraPicture() = default;
-    /// Black at first.
+    /// All black.
     BgraPicture(int width, int height) : BgraPicture(width, height, blackMemory(width, height)) {}
-    /// With the pixels that are in that memory, rows without gaps.
+    /// Uses the pixels in that memory.
     BgraPicture(int width, int height, Memory pixels)
         : width_(width), height_(height), pixels_(std::move(pixels)) {}
     BgraPicture(const BgraPicture& other) : BgraPicture(other.width_, other.height_) {
@@ -54,7 +54,7 @@ class BgraPicture {
     static std::size_t count(int width, int height) {
         return static_cast<std::size_t>(width) * static_cast<std::size_t>(height);
     }
-    /// The system gives out zeros only when they are touched.
+    /// calloc: pages are zeroed by the system when they are first touched.
     static Memory blackMemory(int width, int height) {
         void* const zeros =
             std::calloc(std::max<std::size_t>(count(width, height), 1), sizeof(std::uint32_t));

@@ -23,17 +23,17 @@ std::vector<PixelRect> runs(const std::uint8_t* row, int columns, int blockY) {
     return found;
 }
 
-/// Joins the two rectangles whose union wastes least.
-void joinNearest(std::vector<PixelRect>& rects) {
+/// Joins the two rectangles whose bounding union adds the smallest area.
+void joinClosest(std::vector<PixelRect>& rects) {
     std::size_t first = 0;
     std::size_t second = 1;
-    std::int64_t least = std::numeric_limits<std::int64_t>::max();
+    std::int64_t minWaste = std::numeric_limits<std::int64_t>::max();
     for (std::size_t a = 0; a < rects.size(); ++a) {
         for (std::size_t b = a + 1; b < rects.size(); ++b) {
             const std::int64_t waste =
                 rects[a].boundingUnion(rects[b]).area() - rects[a].area() - rects[b].area();
-            if (waste >= least) continue;
-            least = waste;
+            if (waste >= minWaste) continue;
+            minWaste = waste;
             first = a;
             second = b;
         }
@@ -89,7 +89,7 @@ std::size_t BlockRegion::blockCount() const {
 
 std::vector<PixelRect> BlockRegion::rectangles() const {
     std::vector<PixelRect> done;
-    std::vector<PixelRect> open;  // reach down to the row above
+    std::vector<PixelRect> open;  // end at the row above
     for (int y = 0; y < rows_; ++y) {
         std::vector<PixelRect> here = runs(row(y), columns_, y);
         for (const PixelRect& above : open) {
@@ -113,11 +113,11 @@ std::vector<PixelRect> BlockRegion::rectangles() const {
     return done;
 }
 
-std::vector<PixelRect> BlockRegion::rectangles(std::size_t most) const {
+std::vector<PixelRect> BlockRegion::rectangles(std::size_t limit) const {
     std::vector<PixelRect> joined;
     for (const PixelRect& rect : rectangles()) {
         joined.push_back(rect);
-        if (joined.size() > most) joinNearest(joined);
+        if (joined.size() > limit) joinClosest(joined);
     }
     return joined;
 }

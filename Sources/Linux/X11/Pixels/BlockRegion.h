@@ -1,7 +1,7 @@
-// BlockRegion: which 16 × 16 blocks of a picture are meant.
+// BlockRegion: a set of 16 × 16 blocks of a picture.
 //
-// All bookkeeping of what changed where is done in blocks: it costs the same however many rectangles go in,
-// nothing is lost by rounding, and an encoder works in blocks of this size anyway.
+// All tracking of changes uses blocks: the cost does not depend on the number of rectangles, rounding is
+// always outwards, and encoders work in blocks of this size anyway.
 #pragma once
 
 #include "Support/Geometry.h"
@@ -17,14 +17,13 @@ class BlockRegion {
     static constexpr int blockSize = 16;
 
     BlockRegion() = default;
-    /// An empty region of a picture of that many pixels.
+    /// An empty region of a picture of that size in pixels.
     BlockRegion(int width, int height);
 
-    /// Adds every block that the rectangle touches; what lies outside the picture is ignored.
+    /// Adds every block that the rectangle touches. Parts outside the picture are ignored.
     void add(const PixelRect& rect);
-    /// Adds the blocks of a region of a picture of the same size.
+    // `other` belongs to a picture of the same size.
     void add(const BlockRegion& other);
-    /// Takes out the blocks of a region of a picture of the same size, or all others.
     void remove(const BlockRegion& other);
     void keepOnly(const BlockRegion& other);
     void addAll() { add({0, 0, width_, height_}); }
@@ -33,10 +32,10 @@ class BlockRegion {
     std::size_t blockCount() const;
     bool operator==(const BlockRegion&) const = default;
 
-    /// Rectangles that cover the region, inside the picture. Without a limit they are exactly the region and
-    /// do not overlap; with one, the nearest are joined until no more than `most` are left.
+    /// The region as rectangles inside the picture that do not overlap.
     std::vector<PixelRect> rectangles() const;
-    std::vector<PixelRect> rectangles(std::size_t most) const;
+    /// At most `limit` rectangles that cover the region. The closest ones are joined.
+    std::vector<PixelRect> rectangles(std::size_t limit) const;
 
  private:
     std::uint8_t* row(int blockY) { return blocks_.data() + static_cast<std::ptrdiff_t>(blockY) * columns_; }
@@ -48,7 +47,7 @@ class BlockRegion {
     int height_ = 0;
     int columns_ = 0;
     int rows_ = 0;
-    std::vector<std::uint8_t> blocks_;  ///< 1 for a block that belongs to the region
+    std::vector<std::uint8_t> blocks_;  ///< 1 for a block in the region
 };
 
 }  // namespace lumicrate::x11

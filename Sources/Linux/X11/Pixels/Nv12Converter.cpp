@@ -1,7 +1,5 @@
 #include "Linux/X11/Pixels/Nv12Converter.h"
 
-#include "Linux/X11/Pixels/Nv12Coefficients.h"
-
 #include <algorithm>
 
 namespace lumicrate::x11 {

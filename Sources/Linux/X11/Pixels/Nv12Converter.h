@@ -1,8 +1,8 @@
-// Nv12Converter: from the screen's blue, green, red to bi-planar 4:2:0 in BT.709, video range.
+// Nv12Converter: converts BGRA to bi-planar 4:2:0 (NV12) in BT.709, video range.
 //
-// Luma is 16 + 219 ⁄ 255 · (0.2126 R + 0.7152 G + 0.0722 B); a chroma pair is computed from the mean of its
-// 2 × 2 pixels, where the last column and row stand in for what an odd size lacks. Luma is exact to one step,
-// chroma to its rounding.
+// Luma is 16 + 219 ⁄ 255 · (0.2126 R + 0.7152 G + 0.0722 B). A chroma pair is computed from the mean of its 2
+// × 2 pixels; at odd sizes the last column and row are used twice. Luma deviates by less than 1 from the
+// exact value, chroma by its rounding.
 #pragma once
 
 #include "Linux/X11/Pixels/BgraPicture.h"
@@ -11,7 +11,34 @@
 
 namespace lumicrate::x11 {
 
-/// The planes of a whole picture; strides in bytes.
+/// The integer coefficients of all kernels.
+namespace nv12 {
+
+// Luma in units of 1 ⁄ 256: 219 ⁄ 255 · 256 times the BT.709 weights, rounded.
+inline constexpr int lumaBlue = 16;
+inline constexpr int lumaGreen = 157;
+inline constexpr int lumaRed = 47;
+inline constexpr int lumaSum = lumaBlue + lumaGreen + lumaRed;
+inline constexpr int lumaShift = 8;
+/// 16, plus one half so that the shift rounds, minus half of what rounding the weights adds to white.
+inline constexpr int lumaOffset = (16 << lumaShift) + (1 << (lumaShift - 1)) - 18;
+
+// Chroma in units of 1 ⁄ 32768, for sums of four pixels. The weights of each sum to 0, so that greys stay
+// neutral.
+inline constexpr int cbBlue = 14392;
+inline constexpr int cbGreen = -11094;
+inline constexpr int cbRed = -3298;
+inline constexpr int crBlue = -1320;
+inline constexpr int crGreen = -13072;
+inline constexpr int crRed = 14392;
+inline constexpr int chromaShift = 17;
+inline constexpr int chromaOffset = (128 << chromaShift) + (1 << (chromaShift - 1));
+
+static_assert(cbBlue + cbGreen + cbRed == 0 && crBlue + crGreen + crRed == 0);
+
+}  // namespace nv12
+
+/// The planes of a picture; strides in bytes.
 struct Nv12Planes {
     std::uint8_t* luma = nullptr;
     int lumaStride = 0;
@@ -19,19 +46,19 @@ struct Nv12Planes {
     int chromaStride = 0;
 };
 
-/// Converts `width` pixels of two rows that share their chroma. The two rows may be one and the same.
+/// Converts `width` pixels of two rows that share their chroma. The two rows may be identical.
 using Nv12Kernel = void (*)(const std::uint32_t* top, const std::uint32_t* bottom, int width,
                             std::uint8_t* lumaTop, std::uint8_t* lumaBottom, std::uint8_t* chroma);
 
-/// The reference. All kernels give the same bytes.
+/// The reference kernel. All kernels produce the same bytes.
 void convertRowPair(const std::uint32_t* top, const std::uint32_t* bottom, int width, std::uint8_t* lumaTop,
                     std::uint8_t* lumaBottom, std::uint8_t* chroma);
-/// The kernel for processors with AVX2; none when this one has no such instructions.
+/// The AVX2 kernel; null on a processor without AVX2.
 Nv12Kernel avx2Nv12Kernel();
-/// The fastest that this processor can run.
+/// The fastest kernel for this processor.
 Nv12Kernel fastestNv12Kernel();
 
-/// Converts a part of a picture. `rect` lies inside the picture; its edges are even, or the picture's own.
+/// Converts a part of a picture. `rect` lies inside the picture; its edges are even or the picture's edges.
 void convertToNv12(const BgraView& picture, const PixelRect& rect, const Nv12Planes& planes,
                    Nv12Kernel kernel = fastestNv12Kernel());
 

@@ -1,4 +1,3 @@
-#include "Linux/X11/Pixels/Nv12Coefficients.h"
 #include "Linux/X11/Pixels/Nv12Converter.h"
 
 #if defined(__x86_64__)
@@ -22,8 +21,8 @@ LUMICRATE_AVX2 Pixels load(const std::uint32_t* pixels) {
             _mm256_loadu_si256(reinterpret_cast<const __m256i*>(pixels + 8))};
 }
 
-/// The luma of sixteen pixels. The multiplication takes unsigned by signed bytes; the coefficients need all
-/// eight bits, so the pixels are the signed ones: 128 is taken off and given back with the offset.
+/// The luma of sixteen pixels. The instruction multiplies unsigned by signed bytes. The coefficients need all
+/// eight bits, so the pixels are the signed operand: 128 is subtracted first and added again with the offset.
 LUMICRATE_AVX2 __m128i lumaOf(const Pixels& pixels) {
     const __m256i weights = _mm256_set1_epi32(nv12::lumaBlue | nv12::lumaGreen << 8 | nv12::lumaRed << 16);
     const __m256i middle = _mm256_set1_epi8(static_cast<char>(0x80));
@@ -35,7 +34,7 @@ LUMICRATE_AVX2 __m128i lumaOf(const Pixels& pixels) {
     return _mm_packus_epi16(_mm256_castsi256_si128(luma), _mm256_extracti128_si256(luma, 1));
 }
 
-/// Per channel the sums of four columns' 2 × 2 pixels, in 16 bits.
+/// Per channel, the sums of the 2 × 2 pixels of four chroma columns, in 16 bits.
 LUMICRATE_AVX2 __m256i sumsOf(__m256i top, __m256i bottom) {
     const __m256i pairs = _mm256_setr_epi8(0, 4, 1, 5, 2, 6, 3, 7, 8, 12, 9, 13, 10, 14, 11, 15, 0, 4, 1, 5,
                                            2, 6, 3, 7, 8, 12, 9, 13, 10, 14, 11, 15);

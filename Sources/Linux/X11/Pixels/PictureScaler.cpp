@@ -12,7 +12,7 @@ namespace lumicrate::x11 {
 
 namespace {
 
-// Rows are added up in 16 bits without sign and halved, so that columns can go on with signed ones.
+// Rows are summed in unsigned 16 bits, then halved to fit the signed 16 bits used for the columns.
 constexpr int verticalUnit = 256;
 constexpr int horizontalUnit = 1 << 14;
 constexpr int totalShift = 7 + 14;
@@ -51,7 +51,8 @@ void ScalingAxis::append(int first, const std::vector<double>& parts, int unit) 
         weights_.push_back(static_cast<std::int16_t>(weight));
         rest -= weight;
     }
-    // What rounding left over goes where it weighs least, so that a plain area keeps its colour.
+    // The rounding error goes to the largest weight, so that the sum is exact and plain areas keep their
+    // colour.
     const auto largest =
         std::max_element(weights_.begin() + static_cast<std::ptrdiff_t>(start), weights_.end());
     *largest = static_cast<std::int16_t>(*largest + rest);

@@ -1,8 +1,7 @@
-// PictureScaler: makes a picture smaller or larger, any part of it at a time.
+// PictureScaler: scales pictures, or any part of them.
 //
-// Smaller pictures average the area that a pixel covers, larger ones interpolate between neighbours. A pixel
-// of the result is computed in the same way whichever part is asked for, so that parts drawn at different
-// times fit together without a seam.
+// Scaling down averages the area that a pixel covers; scaling up interpolates linearly. A pixel's value does
+// not depend on which part is being drawn, so parts drawn at different times fit together without seams.
 #pragma once
 
 #include "Linux/X11/Pixels/BgraPicture.h"
@@ -12,7 +11,7 @@
 
 namespace lumicrate::x11 {
 
-/// Which source pixels a pixel of the result is made of, along one axis.
+/// The source pixels and weights of each result pixel, along one axis.
 class ScalingAxis {
  public:
     /// The weights of a pixel sum to `unit`.
@@ -20,8 +19,8 @@ class ScalingAxis {
 
     int first(int target) const { return spans_[static_cast<std::size_t>(target)].first; }
     int count(int target) const { return spans_[static_cast<std::size_t>(target)].count; }
-    /// The weights of a pixel, one for each of its source pixels; a zero follows, for code that takes them
-    /// in pairs.
+    /// The weights of a pixel, one for each of its source pixels, followed by a zero for code that reads
+    /// pairs.
     const std::int16_t* weights(int target) const {
         return weights_.data() + spans_[static_cast<std::size_t>(target)].weights;
     }
@@ -31,7 +30,7 @@ class ScalingAxis {
         int begin = 0;
         int end = 0;
     };
-    /// The result's pixels that some of these source pixels have a part in.
+    /// The result's pixels that depend on these source pixels.
     Range affectedBy(Range source) const;
 
  private:
@@ -52,7 +51,7 @@ class PictureScaler {
     /// All sizes at least 1.
     PictureScaler(int sourceWidth, int sourceHeight, int width, int height);
 
-    /// The part of the result that changes with that part of the source.
+    /// The part of the result that depends on that part of the source.
     PixelRect affectedBy(const PixelRect& source) const;
     /// Computes `rect` of the result and draws it into `target`, where the result's top-left pixel is at
     /// (x, y).

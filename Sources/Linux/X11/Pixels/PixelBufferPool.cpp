@@ -29,9 +29,9 @@ PixelBuffer::PixelBuffer(int pictureWidth, int pictureHeight) : stale(pictureWid
     stale.addAll();
 }
 
-/// Where buffers lie while nobody uses them; outlives the pool with the last buffer in use.
-struct PixelBufferPool::Shelf {
-    explicit Shelf(std::shared_ptr<WakeUp> signal) : returned(std::move(signal)) {}
+/// Holds the unused buffers; outlives the pool while buffers are in use.
+struct PixelBufferPool::FreeList {
+    explicit FreeList(std::shared_ptr<WakeUp> signal) : returned(std::move(signal)) {}
 
     void putBack(std::shared_ptr<PixelBuffer> buffer) noexcept {
         bool signal = false;
@@ -39,7 +39,7 @@ struct PixelBufferPool::Shelf {
             const std::lock_guard lock(mutex);
             free.push_back(std::move(buffer));
             --inUse;
-            signal = std::exchange(waitedFor, false);
+            signal = std::exchange(isAwaited, false);
         }
         if (signal) returned->signal();
     }
@@ -47,7 +47,7 @@ struct PixelBufferPool::Shelf {
     std::mutex mutex;
     std::vector<std::shared_ptr<PixelBuffer>> free;
     std::size_t inUse = 0;
-    bool waitedFor = false;
+    bool isAwaited = false;
     std::shared_ptr<WakeUp> returned;
 };
 
@@ -55,15 +55,15 @@ PixelBufferPool::PixelBufferPool(int width, int height, int depth, std::shared_p
     : width_(width),
       height_(height),
       depth_(static_cast<std::size_t>(std::max(depth, 1))),
-      shelf_(std::make_shared<Shelf>(std::move(returned))) {
-    // So that putting a buffer back never needs memory.
-    shelf_->free.reserve(depth_);
+      freeList_(std::make_shared<FreeList>(std::move(returned))) {
+    // So that returning a buffer never allocates.
+    freeList_->free.reserve(depth_);
 }
 
 bool PixelBufferPool::hasFree() {
-    const std::lock_guard lock(shelf_->mutex);
-    const bool free = shelf_->inUse < depth_;
-    shelf_->waitedFor = !free;
+    const std::lock_guard lock(freeList_->mutex);
+    const bool free = freeList_->inUse < depth_;
+    freeList_->isAwaited = !free;
     return free;
 }
 
@@ -75,9 +75,9 @@ void PixelBufferPool::invalidate(const BlockRegion& changed) {
 std::shared_ptr<PixelBuffer> PixelBufferPool::acquire() {
     std::shared_ptr<PixelBuffer> buffer;
     {
-        const std::lock_guard lock(shelf_->mutex);
-        if (shelf_->inUse >= depth_) return nullptr;
-        auto& free = shelf_->free;
+        const std::lock_guard lock(freeList_->mutex);
+        if (freeList_->inUse >= depth_) return nullptr;
+        auto& free = freeList_->free;
         const auto best = std::min_element(free.begin(), free.end(), [](const auto& a, const auto& b) {
             return a->stale.blockCount() < b->stale.blockCount();
         });
@@ -85,16 +85,16 @@ std::shared_ptr<PixelBuffer> PixelBufferPool::acquire() {
             buffer = std::move(*best);
             free.erase(best);
         }
-        ++shelf_->inUse;
+        ++freeList_->inUse;
     }
     if (!buffer) {
         buffer = std::make_shared<PixelBuffer>(width_, height_);
         all_.push_back(buffer);
     }
-    PixelBuffer* const lent = buffer.get();
-    // The lease keeps shelf and buffer alive; when it ends the buffer goes back instead of away.
-    return {lent, [shelf = shelf_, kept = std::move(buffer)](PixelBuffer*) mutable {
-                shelf->putBack(std::move(kept));
+    PixelBuffer* const used = buffer.get();
+    // The deleter keeps list and buffer alive, and returns the buffer to the list.
+    return {used, [list = freeList_, kept = std::move(buffer)](PixelBuffer*) mutable {
+                list->putBack(std::move(kept));
             }};
 }
 

@@ -1,4 +1,4 @@
-// PixelBufferPool: the pictures that a stream delivers, used over and over.
+// PixelBufferPool: reusable buffers for the pictures that a stream delivers.
 #pragma once
 
 #include "Linux/X11/Pixels/BlockRegion.h"
@@ -10,7 +10,7 @@
 
 namespace lumicrate::x11 {
 
-/// A picture that can be written to, and where it shows an older state than the newest.
+/// A writable picture that tracks which parts of it are outdated.
 class PixelBuffer final : public CVPixelBuffer {
  public:
     PixelBuffer(int pictureWidth, int pictureHeight);
@@ -18,7 +18,7 @@ class PixelBuffer final : public CVPixelBuffer {
     std::uint8_t* writableLuma() { return storage_.data(); }
     std::uint8_t* writableChroma() { return storage_.data() + chromaOffset_; }
 
-    /// What has to be drawn anew before the buffer shows the present picture; all of it at first.
+    /// What must be drawn before the buffer shows the current picture; everything at first.
     BlockRegion stale;
 
  private:
@@ -26,30 +26,30 @@ class PixelBuffer final : public CVPixelBuffer {
     std::vector<std::uint8_t> storage_;
 };
 
-/// The buffers are made when they are first needed. One that comes back still holds the picture that it was
-/// delivered with, so only what changed since has to be drawn. All operations belong to one thread; buffers
-/// may be let go of on any, also after the pool is gone.
+/// Buffers are allocated on demand. A returned buffer still contains its last picture, so only what changed
+/// since must be drawn. All operations belong to one thread; buffers may be released on any thread, also
+/// after the pool is gone.
 class PixelBufferPool {
  public:
-    /// At most `depth` buffers are in use at once. `returned` is signalled when one comes back that was
-    /// waited for.
+    /// At most `depth` buffers are in use at once. `returned` is signalled when a buffer is released after
+    /// hasFree() has returned false.
     PixelBufferPool(int width, int height, int depth, std::shared_ptr<WakeUp> returned);
 
-    /// Whether acquire() has a buffer to give. When not, the next one that comes back is signalled.
+    /// Whether acquire() would return a buffer.
     bool hasFree();
-    /// Notes that the picture changed there, for all buffers.
+    /// Marks a change of the picture in all buffers.
     void invalidate(const BlockRegion& changed);
-    /// A free buffer, the one that lacks least; none when all are in use.
+    /// The free buffer with the fewest stale blocks; null when all are in use.
     std::shared_ptr<PixelBuffer> acquire();
 
  private:
-    struct Shelf;
+    struct FreeList;
 
     int width_;
     int height_;
     std::size_t depth_;
     std::vector<std::shared_ptr<PixelBuffer>> all_;
-    std::shared_ptr<Shelf> shelf_;
+    std::shared_ptr<FreeList> freeList_;
 };
 
 }  // namespace lumicrate::x11

@@ -9,7 +9,7 @@ namespace lumicrate::x11 {
 
 namespace {
 
-/// The fourth byte of a pixel is whatever the drawing program left there.
+/// The fourth byte of a pixel is undefined.
 constexpr std::uint32_t colourMask = 0xffffff;
 
 bool sameColours(const std::uint32_t* a, const std::uint32_t* b, int count) {
@@ -19,7 +19,7 @@ bool sameColours(const std::uint32_t* a, const std::uint32_t* b, int count) {
     return (difference & colourMask) == 0;
 }
 
-/// A whole block's row, of a length that the compiler knows.
+/// A whole block's row: its length is known at compile time.
 bool sameColours(const std::uint32_t* a, const std::uint32_t* b) {
     return sameColours(a, b, BlockRegion::blockSize);
 }
@@ -28,7 +28,7 @@ int nextBlockEdge(int position) {
     return (position / BlockRegion::blockSize + 1) * BlockRegion::blockSize;
 }
 
-/// The rectangle's parts in the blocks that it touches.
+/// Visits the rectangle's part in each block that it touches.
 template <class Visitor>
 void forEachBlock(const PixelRect& rect, Visitor visit) {
     for (int top = rect.y; top < rect.maxY();) {
@@ -42,8 +42,7 @@ void forEachBlock(const PixelRect& rect, Visitor visit) {
     }
 }
 
-/// The first line of a block in which the picture differs from what `fresh` gives for the line; the block's
-/// end where none does.
+/// The first line of a block in which the picture differs from fresh(line); the block's end if there is none.
 template <class Rows>
 int firstDifference(const BgraPicture& picture, const PixelRect& block, Rows fresh) {
     const auto same = [&](int line) {
@@ -96,7 +95,7 @@ void ShadowImage::blackenOutside(const PixelRect& inside, BlockRegion& changed) 
 
 void ShadowImage::blacken(const PixelRect& rect, BlockRegion& changed) {
     if (rect.isEmpty()) return;
-    // One black row, used again for every row: a stride of nothing.
+    // One black row, repeated by a stride of 0.
     const std::vector<std::uint32_t> black(static_cast<std::size_t>(rect.width));
     merge(rect.x, rect.y, {black.data(), rect.width, rect.height, 0}, changed);
 }

@@ -1,4 +1,4 @@
-// ShadowImage: our copy of the captured part of the screen, which tells what in it really changed.
+// ShadowImage: a copy of the captured pixels that detects which blocks really changed.
 #pragma once
 
 #include "Linux/X11/Pixels/BgraPicture.h"
@@ -9,21 +9,21 @@ namespace lumicrate::x11 {
 
 class ShadowImage {
  public:
-    /// Black at first.
+    /// All black.
     ShadowImage(int width, int height) : picture_(width, height) {}
 
-    /// Takes over pixels whose top-left one belongs at (x, y), all of them inside the image, and adds the
-    /// blocks in which a colour differed to `changed`. What was only painted over with the same stays out.
+    /// Copies pixels to (x, y) and adds to `changed` the blocks in which a colour differed. All pixels must
+    /// lie inside the image. Repainting with the same colours changes nothing.
     void merge(int x, int y, const BgraView& pixels, BlockRegion& changed);
 
-    /// Takes over a picture of the whole image, memory and all, and adds the blocks in which a colour
+    /// Replaces the whole image, taking over the picture's memory, and adds the blocks in which a colour
     /// differed.
     void replace(BgraPicture fresh, BlockRegion& changed);
 
-    /// Makes everything outside `inside` black, adding what was not to `changed`.
+    /// Makes everything outside `inside` black, and adds the blocks that were not.
     void blackenOutside(const PixelRect& inside, BlockRegion& changed);
 
-    /// For whoever composes on top; must be put back as it was.
+    /// For drawing on top temporarily; the pixels must be restored.
     BgraPicture& picture() { return picture_; }
     const BgraPicture& picture() const { return picture_; }
 

@@ -1,4 +1,4 @@
-// CompositorWatch: knows whether a compositing manager draws the screen.
+// CompositorWatch: whether a compositing manager draws the screen. It owns the selection _NET_WM_CM_Sn then.
 #pragma once
 
 #include "Linux/X11/Server/Connection.h"
@@ -9,12 +9,12 @@ namespace lumicrate::x11 {
 
 class CompositorWatch {
  public:
-    /// `connection` must outlive the watch. Throws PlatformError when the server cannot do it.
+    /// Throws PlatformError when the server lacks XFixes or is lost.
     explicit CompositorWatch(const Connection& connection);
 
     bool active() const { return active_; }
-    /// Whether the event says that one came or went.
-    bool hears(const xcb_generic_event_t& event);
+    /// Whether the event announces that one started or ended.
+    bool handleEvent(const xcb_generic_event_t& event);
 
  private:
     std::uint8_t notifyEvent_;

@@ -13,7 +13,7 @@ namespace {
 
 constexpr double dpiOfScaleOne = 96;
 
-/// Takes a settings property apart, never reading past its end.
+/// Parses a settings property without reading past its end.
 class SettingsReader {
  public:
     explicit SettingsReader(std::span<const std::uint8_t> bytes) : rest_(bytes) {
@@ -28,7 +28,7 @@ class SettingsReader {
             value = value << 8U | bytes[bigEndian_ ? i : bytes.size() - 1 - i];
         return value;
     }
-    /// Filled up to a multiple of four bytes.
+    /// Padded to a multiple of four bytes.
     std::string_view text(std::size_t length) {
         const auto bytes = take(length);
         take((4 - length % 4) % 4);
@@ -51,29 +51,13 @@ class SettingsReader {
     bool ended_ = false;
 };
 
-std::optional<double> sensible(double dpi) {
+std::optional<double> validDpi(double dpi) {
     return dpi > 0 ? std::optional(dpi) : std::nullopt;
 }
 
-xcb_atom_t atomOf(const Connection& connection, const std::string& name) {
-    return connection
-        .await(xcb_intern_atom_reply,
-               xcb_intern_atom(connection.get(), 0, static_cast<std::uint16_t>(name.size()), name.c_str()))
-        ->atom;
-}
-
-int screenNumber(const Connection& connection) {
-    int number = 0;
-    for (auto each = xcb_setup_roots_iterator(xcb_get_setup(connection.get()));
-         each.rem > 0 && each.data->root != connection.root(); xcb_screen_next(&each)) {
-        ++number;
-    }
-    return number;
-}
-
 std::optional<double> settingsDpi(const Connection& connection) {
-    const auto selection = atomOf(connection, "_XSETTINGS_S" + std::to_string(screenNumber(connection)));
-    const auto property = atomOf(connection, "_XSETTINGS_SETTINGS");
+    const auto selection = connection.internAtom("_XSETTINGS_S" + std::to_string(connection.screenNumber()));
+    const auto property = connection.internAtom("_XSETTINGS_SETTINGS");
     const auto owner =
         connection.await(xcb_get_selection_owner_reply, xcb_get_selection_owner(connection.get(), selection));
     if (owner->owner == XCB_NONE) return std::nullopt;
@@ -93,11 +77,11 @@ std::optional<double> resourcesDpi(const Connection& connection) {
 }  // namespace
 
 double desktopScale(const Connection& connection) {
-    constexpr double least = 1;
-    constexpr double most = 4;
+    constexpr double minScale = 1;
+    constexpr double maxScale = 4;
     auto dpi = settingsDpi(connection);
     if (!dpi) dpi = resourcesDpi(connection);
-    return dpi ? std::clamp(*dpi / dpiOfScaleOne, least, most) : least;
+    return dpi ? std::clamp(*dpi / dpiOfScaleOne, minScale, maxScale) : minScale;
 }
 
 std::optional<double> dpiFromSettings(std::span<const std::uint8_t> settings) {
@@ -105,16 +89,16 @@ std::optional<double> dpiFromSettings(std::span<const std::uint8_t> settings) {
     constexpr double unit = 1024;
     SettingsReader reader(settings);
     reader.number(4);  // the byte order
-    reader.number(4);  // how often the settings have changed
+    reader.number(4);  // serial of the settings
     const std::uint32_t count = reader.number(4);
     for (std::uint32_t i = 0; i < count && !reader.ended(); ++i) {
         const std::uint32_t kind = reader.number(1);
         reader.number(1);
         const std::string_view name = reader.text(reader.number(2));
-        reader.number(4);  // when this one has
+        reader.number(4);  // serial of this one
         if (kind == Kind::integer) {
             const auto value = static_cast<std::int32_t>(reader.number(4));
-            if (!reader.ended() && name == "Xft/DPI") return sensible(value / unit);
+            if (!reader.ended() && name == "Xft/DPI") return validDpi(value / unit);
         } else if (kind == Kind::text) {
             reader.text(reader.number(4));
         } else if (kind == Kind::colour) {
@@ -137,7 +121,7 @@ std::optional<double> dpiFromResources(std::string_view resources) {
         if (begin == std::string_view::npos) continue;
         double value = 0;
         const auto read = std::from_chars(line.data() + begin, line.data() + line.size(), value);
-        if (read.ec == std::errc()) dpi = sensible(value);
+        if (read.ec == std::errc()) dpi = validDpi(value);
     }
     return dpi;
 }

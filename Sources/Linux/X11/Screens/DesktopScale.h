@@ -1,7 +1,8 @@
-// The desktop's scale: how many pixels make a point.
+// The desktop's scale: pixels per point.
 #pragma once
 
 #include "Linux/X11/Server/Connection.h"
+#include "Support/Geometry.h"
 
 #include <cstdint>
 #include <optional>
@@ -10,16 +11,21 @@
 
 namespace lumicrate::x11 {
 
-/// What the desktop's settings tell now, at least 1 and at most 4; 1 where nothing tells. Running settings
-/// (XSETTINGS) count more than what was put down when the session began (RESOURCE_MANAGER), as toolkits have
-/// it. Throws PlatformError when the server is lost.
+/// The scale of the current desktop settings, from 1 to 4; 1 where no setting exists. Live settings
+/// (XSETTINGS) override those of the session's start (RESOURCE_MANAGER), as in toolkits. Throws PlatformError
+/// when the server is lost.
 double desktopScale(const Connection& connection);
 
-/// The dots per inch in the contents of a settings property; nothing where it does not tell or makes no
-/// sense.
+/// Dots per inch in the bytes of an _XSETTINGS_SETTINGS property; nothing where they are missing or invalid.
 std::optional<double> dpiFromSettings(std::span<const std::uint8_t> settings);
 
-/// The same of the resources' text.
+/// The same in the text of a RESOURCE_MANAGER property.
 std::optional<double> dpiFromResources(std::string_view resources);
+
+/// From the server's pixels to the recorder's points.
+inline Rect pointsFromPixels(const PixelRect& pixels, double scale) {
+    return Rect{double(pixels.x), double(pixels.y), double(pixels.width), double(pixels.height)}.scaledBy(
+        1 / scale);
+}
 
 }  // namespace lumicrate::x11

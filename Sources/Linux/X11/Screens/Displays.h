@@ -1,28 +1,58 @@
-// Displays: the displays of an X server as the recorder knows them.
+// Displays: the monitors of an X server, as RandR lists them and as the recorder knows them.
 #pragma once
 
 #include "Linux/X11/Server/Connection.h"
 #include "Platform/ScreenCaptureKit.h"
+#include "Support/Geometry.h"
 
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
 namespace lumicrate::x11 {
 
-/// A display's number is the atom of its monitor's name, so it stays the same while the server runs. Every
-/// call asks the server; one thread at a time.
+struct Monitor {
+    std::uint32_t id = 0;  ///< the atom of its name: constant while the server runs
+    std::string name;
+    PixelRect frame;  ///< on the root window
+    bool isPrimary = false;
+};
+
+/// The root window's current size, at (0, 0).
+PixelRect rootExtent(const Connection& connection);
+
+/// The monitors in the server's order. Without RandR 1.5 the whole root window is the only one. Throws
+/// PlatformError when the server is lost.
+std::vector<Monitor> readMonitors(const Connection& connection);
+std::optional<Monitor> findMonitor(const Connection& connection, std::uint32_t id);
+
+/// Notices that monitors were added, removed or moved.
+class LayoutWatch {
+ public:
+    /// Without RandR only changes of the root window are noticed.
+    explicit LayoutWatch(const Connection& connection);
+
+    /// Whether the event announces a change of the layout.
+    bool handleEvent(const xcb_generic_event_t& event) const;
+
+ private:
+    xcb_window_t root_;
+    std::uint8_t firstEvent_ = 0;  ///< 0 without RandR
+};
+
+/// Every call queries the server; one thread at a time. A display's id is its monitor's.
 class Displays {
  public:
-    /// `displayName` is the X server's (":1"), or empty for the one of $DISPLAY; `scale` the number of pixels
-    /// in a point, the same on all displays. Throws PlatformError when no server can be reached.
+    /// `displayName` is the X server's (":1"), or empty for that of $DISPLAY; `scale` is pixels per point,
+    /// the same on all displays. Throws PlatformError when no server can be reached.
     explicit Displays(const std::string& displayName = {}, double scale = 1);
 
-    /// In the server's order. Throws PlatformError when the server is gone.
+    /// In the server's order. Throws PlatformError when the server is lost.
     std::vector<SCDisplay> displays() const;
     /// The primary display, or the first where none is primary.
     std::uint32_t mainDisplayID() const;
-    /// A display's frame, points; an empty rectangle for an unknown display.
+    /// A display's frame in points; an empty rectangle for an unknown display.
     Rect bounds(std::uint32_t displayID) const;
 
  private:

@@ -16,6 +16,21 @@ Connection::Connection(const std::string& displayName) {
     if (screen_ == nullptr) throw PlatformError(localized("No display server can be reached."));
 }
 
+int Connection::screenNumber() const {
+    int number = 0;
+    for (auto screens = xcb_setup_roots_iterator(xcb_get_setup(get()));
+         screens.rem > 0 && screens.data->root != root(); xcb_screen_next(&screens)) {
+        ++number;
+    }
+    return number;
+}
+
+xcb_atom_t Connection::internAtom(std::string_view name) const {
+    return await(xcb_intern_atom_reply,
+                 xcb_intern_atom(get(), 0, static_cast<std::uint16_t>(name.size()), name.data()))
+        ->atom;
+}
+
 bool Connection::hasExtension(xcb_extension_t& id) const {
     const xcb_query_extension_reply_t* const data = xcb_get_extension_data(get(), &id);
     return data != nullptr && data->present != 0;
@@ -29,10 +44,24 @@ const xcb_query_extension_reply_t& Connection::extension(xcb_extension_t& id, co
     return *xcb_get_extension_data(get(), &id);
 }
 
+std::uint8_t Connection::extensionEvent(xcb_extension_t& id, const std::string& name, int event) const {
+    return static_cast<std::uint8_t>(extension(id, name).first_event + event);
+}
+
+void Connection::selectRootEvents(std::uint32_t events) const {
+    const auto attributes = await(xcb_get_window_attributes_reply, xcb_get_window_attributes(get(), root()));
+    const std::uint32_t all = attributes->your_event_mask | events;
+    xcb_change_window_attributes(get(), root(), XCB_CW_EVENT_MASK, &all);
+}
+
 bool Connection::succeeds(xcb_void_cookie_t checkedCookie) const {
     const Reply<xcb_generic_error_t> error(xcb_request_check(get(), checkedCookie));
     throwIfLost();
     return !error;
+}
+
+void Connection::sync() const {
+    await(xcb_get_input_focus_reply, xcb_get_input_focus(get()));
 }
 
 void Connection::flush() const {

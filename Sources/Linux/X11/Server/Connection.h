@@ -1,4 +1,4 @@
-// Connection: a client's connection to an X server, and replies that free themselves.
+// Connection: a client's connection to an X server. Replies free themselves; errors become PlatformError.
 #pragma once
 
 #include <xcb/xcb.h>
@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <memory>
 #include <string>
+#include <string_view>
 
 namespace lumicrate::x11 {
 
@@ -16,24 +17,39 @@ struct FreeReply {
 template <class T>
 using Reply = std::unique_ptr<T, FreeReply>;
 
-/// Every failure that is the server's is thrown as PlatformError. One thread at a time.
+/// An event's number without the bit that marks events sent by other clients.
+inline int eventType(const xcb_generic_event_t& event) {
+    return event.response_type & 0x7f;
+}
+
+/// The event as the type that belongs to its number.
+template <class Event>
+const Event& eventAs(const xcb_generic_event_t& event) {
+    return reinterpret_cast<const Event&>(event);
+}
+
+/// All operations throw PlatformError when the server is lost. One thread at a time.
 class Connection {
  public:
-    /// Connects to the server of that name (":1"), or the one of $DISPLAY when it is empty.
+    /// Connects to the server of that name (":1"), or to that of $DISPLAY when it is empty.
     explicit Connection(const std::string& displayName = {});
 
     xcb_connection_t* get() const { return connection_.get(); }
     int fileDescriptor() const { return xcb_get_file_descriptor(get()); }
     const xcb_screen_t& screen() const { return *screen_; }
+    /// The index of screen() among the server's screens; manager selections contain it (_NET_WM_CM_S0).
+    int screenNumber() const;
     xcb_window_t root() const { return screen_->root; }
     std::uint32_t generateId() const { return xcb_generate_id(get()); }
+    xcb_atom_t internAtom(std::string_view name) const;
 
-    /// Data of an extension. Throws when the server lacks it; `name` is for people.
+    /// Data of an extension. Throws when the server lacks it; the message contains `name`.
     const xcb_query_extension_reply_t& extension(xcb_extension_t& id, const std::string& name) const;
     bool hasExtension(xcb_extension_t& id) const;
+    /// The number of an extension's event on this server, given its number within the extension.
+    std::uint8_t extensionEvent(xcb_extension_t& id, const std::string& name, int event) const;
 
-    /// Waits for a reply. Gives none when the server answered with an error; throws when the connection is
-    /// lost.
+    /// Waits for a reply. Null when the server answered with an error.
     template <class T, class Cookie>
     Reply<T> tryAwait(T* (*collect)(xcb_connection_t*, Cookie, xcb_generic_error_t**), Cookie cookie) const {
         xcb_generic_error_t* error = nullptr;
@@ -43,7 +59,7 @@ class Connection {
         return reply;
     }
 
-    /// Waits for a reply that there must be; throws when there is none.
+    /// Waits for a reply; throws when the server answered with an error.
     template <class T, class Cookie>
     Reply<T> await(T* (*collect)(xcb_connection_t*, Cookie, xcb_generic_error_t**), Cookie cookie) const {
         Reply<T> reply = tryAwait(collect, cookie);
@@ -53,9 +69,29 @@ class Connection {
 
     /// Waits until a request without a reply was carried out; false when the server refused it.
     bool succeeds(xcb_void_cookie_t checkedCookie) const;
+    /// Waits until the server has carried out all requests. Events that they caused are queued by then.
+    void sync() const;
     void flush() const;
     void throwIfLost() const;
     [[noreturn]] static void throwRefused();
+
+    /// Selects these events (XCB_EVENT_MASK_…) of the root window in addition to those selected so far: a
+    /// client has one event mask per window.
+    void selectRootEvents(std::uint32_t events) const;
+    /// Calls handle(event) for every event that has arrived, reading from the socket without blocking.
+    template <class Handler>
+    void processEvents(Handler handle) const {
+        while (const Reply<xcb_generic_event_t> event{xcb_poll_for_event(get())})
+            handle(*event);
+        throwIfLost();
+    }
+    /// The same for events that arrived together with replies. Does not read from the socket: all events that
+    /// the server sent before the last reply are among them.
+    template <class Handler>
+    void processQueuedEvents(Handler handle) const {
+        while (const Reply<xcb_generic_event_t> event{xcb_poll_for_queued_event(get())})
+            handle(*event);
+    }
 
  private:
     struct Disconnect {

@@ -9,8 +9,8 @@
 
 namespace lumicrate::x11 {
 
-EventThread::EventThread(const Connection& connection, Hear hear)
-    : connection_(connection), hear_(std::move(hear)), thread_([this] { run(); }) {}
+EventThread::EventThread(const Connection& connection, Handler handler)
+    : connection_(connection), handler_(std::move(handler)), thread_([this] { run(); }) {}
 
 EventThread::~EventThread() {
     stopping_ = true;
@@ -21,24 +21,23 @@ EventThread::~EventThread() {
 void EventThread::run() {
     try {
         while (!stopping_) {
-            takeEvents();
+            processEvents();
             std::array<pollfd, 2> watched{
                 {{wakeUp_.fileDescriptor(), POLLIN, 0}, {connection_.fileDescriptor(), POLLIN, 0}}};
             poll(watched.data(), watched.size(), -1);
             wakeUp_.clear();
         }
     } catch (const PlatformError&) {
-        // The server is gone, and with it all that could be told.
+        // The server is gone: no more events.
     }
 }
 
-void EventThread::takeEvents() {
+void EventThread::processEvents() {
     const std::lock_guard lock(mutex_);
-    while (const Reply<xcb_generic_event_t> event{xcb_poll_for_event(connection_.get())}) {
-        hear_(*event);
+    connection_.processEvents([this](const xcb_generic_event_t& event) {
+        handler_(event);
         ++eventCount_;
-    }
-    connection_.throwIfLost();
+    });
     connection_.flush();
 }
 

@@ -1,4 +1,4 @@
-// EventThread: hears what a server tells a connection, on a thread that sleeps until it tells something.
+// EventThread: passes a connection's events to a handler, on a thread that sleeps while none arrive.
 #pragma once
 
 #include "Linux/X11/Server/Connection.h"
@@ -12,18 +12,19 @@
 
 namespace lumicrate::x11 {
 
-/// Ends by itself, and says nothing, when the server is lost.
+/// The thread ends silently when the server is lost.
 class EventThread {
  public:
-    using Hear = std::function<void(const xcb_generic_event_t&)>;
+    using Handler = std::function<void(const xcb_generic_event_t&)>;
 
-    /// Keeps the thread off the connection, so that somebody else may use it, and what `hear` uses as well.
+    /// While it lives, its owner may use the connection and everything that the handler uses: the thread
+    /// waits.
     class Access {
      public:
         explicit Access(EventThread& thread) : wakeUp_(thread.wakeUp_), lock_(thread.mutex_) {}
         Access(const Access&) = delete;
         Access& operator=(const Access&) = delete;
-        /// Replies may have brought events along, of which waiting for the server would not tell.
+        /// Waiting for a reply may have queued events, which do not make the descriptor readable.
         ~Access() { wakeUp_.signal(); }
 
      private:
@@ -31,26 +32,26 @@ class EventThread {
         std::lock_guard<std::mutex> lock_;
     };
 
-    /// `connection` must outlive the thread. `hear` is called on it, for one event after the other; it may
-    /// use the connection, must throw nothing but PlatformError, and must not destroy this.
-    EventThread(const Connection& connection, Hear hear);
-    /// Waits for a call that is under way; there is none afterwards. Not from within one.
+    /// `connection` must outlive the thread. `handler` is called on the thread, one event at a time. It may
+    /// use the connection, may throw PlatformError only, and must not destroy the EventThread.
+    EventThread(const Connection& connection, Handler handler);
+    /// Waits for a running call; no call follows. Not from within the handler.
     ~EventThread();
     EventThread(const EventThread&) = delete;
     EventThread& operator=(const EventThread&) = delete;
 
-    /// Not from within `hear`.
+    /// Not from within the handler.
     Access access() { return Access(*this); }
 
-    /// How many events the server has told so far. Any thread.
+    /// The number of events handled so far. Any thread.
     std::uint64_t eventCount() const { return eventCount_; }
 
  private:
     void run();
-    void takeEvents();
+    void processEvents();
 
     const Connection& connection_;
-    Hear hear_;
+    Handler handler_;
     std::mutex mutex_;
     WakeUp wakeUp_;
     std::atomic<bool> stopping_ = false;

@@ -6,8 +6,8 @@ namespace lumicrate::x11 {
 
 namespace {
 
-/// In words of four bytes: more than a title or a list of windows has.
-constexpr std::uint32_t longest = 65536;
+/// In units of four bytes; longer than any title or window list.
+constexpr std::uint32_t maxLength = 65536;
 
 }  // namespace
 
@@ -26,7 +26,7 @@ std::span<const std::uint32_t> Property::numbers() const {
 PropertyQuery::PropertyQuery(const Connection& connection, xcb_window_t window, xcb_atom_t property)
     : connection_(&connection),
       cookie_(
-          xcb_get_property(connection.get(), 0, window, property, XCB_GET_PROPERTY_TYPE_ANY, 0, longest)) {}
+          xcb_get_property(connection.get(), 0, window, property, XCB_GET_PROPERTY_TYPE_ANY, 0, maxLength)) {}
 
 Property PropertyQuery::collect() const {
     return Property(connection_->tryAwait(xcb_get_property_reply, cookie_));

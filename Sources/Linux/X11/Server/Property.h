@@ -1,4 +1,4 @@
-// Properties of windows: asked for together, read one by one.
+// Properties of windows. Several can be requested together before the first reply is read.
 #pragma once
 
 #include "Linux/X11/Server/Connection.h"
@@ -11,29 +11,29 @@
 
 namespace lumicrate::x11 {
 
-/// A property as it was read, or the lack of one.
+/// A property that was read, or an absent one.
 class Property {
  public:
     explicit Property(Reply<xcb_get_property_reply_t> reply) : reply_(std::move(reply)) {}
 
-    /// XCB_NONE for a property that does not exist.
+    /// XCB_NONE for an absent property.
     xcb_atom_t type() const { return reply_ ? reply_->type : static_cast<xcb_atom_t>(XCB_NONE); }
-    /// Nothing when there is no such property, or it holds no bytes. As long as this object.
+    /// Nothing when it is absent or its format is not 8 bits. Valid while this object lives.
     std::optional<std::string_view> bytes() const;
-    /// Its 32-bit values; none when there is no such property, or it holds something else. As long as this
-    /// object.
+    /// Empty when it is absent or its format is not 32 bits. Valid while this object lives.
     std::span<const std::uint32_t> numbers() const;
 
  private:
     Reply<xcb_get_property_reply_t> reply_;
 };
 
-/// A question for a property, on its way from the constructor on. It must be collected, and once only.
+/// A request for a property, sent by the constructor. Must be collected exactly once.
 class PropertyQuery {
  public:
     PropertyQuery(const Connection& connection, xcb_window_t window, xcb_atom_t property);
 
-    /// A window that is gone has no properties. Throws PlatformError when the server is lost.
+    /// Waits for the reply. A window that is gone has no properties. Throws PlatformError when the server is
+    /// lost.
     Property collect() const;
 
  private:

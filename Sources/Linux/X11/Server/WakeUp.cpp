@@ -18,7 +18,7 @@ WakeUp::~WakeUp() {
 }
 
 void WakeUp::signal() noexcept {
-    // Fails only when the counter is full, and then the descriptor is readable all the same.
+    // Fails only when the counter is full; the descriptor is readable then anyway.
     [[maybe_unused]] const int result = eventfd_write(descriptor_, 1);
 }
 

@@ -1,20 +1,19 @@
-// WakeUp: lets any thread end another one's wait for file descriptors.
+// WakeUp: a descriptor that any thread can make readable, to end another thread's poll().
 #pragma once
 
 namespace lumicrate::x11 {
 
 class WakeUp {
  public:
-    /// Throws PlatformError when the system has no descriptor left.
+    /// Throws PlatformError when no descriptor is left.
     WakeUp();
     ~WakeUp();
     WakeUp(const WakeUp&) = delete;
     WakeUp& operator=(const WakeUp&) = delete;
 
-    /// Becomes readable with signal(). Any thread.
+    /// Readable after signal() until clear(). Any thread.
     int fileDescriptor() const { return descriptor_; }
     void signal() noexcept;
-    /// Forgets all signals so far.
     void clear() noexcept;
 
  private:

@@ -1,6 +1,5 @@
 #include "Linux/X11/Windows/ContentWatch.h"
 
-#include "Linux/X11/Server/RootEvents.h"
 #include "Linux/X11/Windows/WindowOrder.h"
 #include "Support/Error.h"
 #include "Support/MediaTime.h"
@@ -15,8 +14,8 @@ namespace lumicrate::x11 {
 
 ContentWatch::ContentWatch(std::function<void()> onChange, const std::string& displayName)
     : onChange_(std::move(onChange)), connection_(displayName), atoms_(connection_), layout_(connection_) {
-    selectRootEvents(connection_, XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_PROPERTY_CHANGE);
-    listenToWindows();
+    connection_.selectRootEvents(XCB_EVENT_MASK_SUBSTRUCTURE_NOTIFY | XCB_EVENT_MASK_PROPERTY_CHANGE);
+    selectWindowEvents();
     thread_ = std::thread([this] { run(); });
 }
 
@@ -30,7 +29,7 @@ void ContentWatch::run() {
     try {
         watchUntilStopped();
     } catch (const PlatformError&) {
-        // The server is gone, and with it all that could change.
+        // The server is gone: nothing changes any more.
     }
 }
 
@@ -38,56 +37,54 @@ void ContentWatch::watchUntilStopped() {
     bool changed = false;
     auto nextCall = HostClock::now();
     while (!stopping_) {
-        if (takeEvents()) changed = true;
+        if (processEvents()) changed = true;
         if (!changed) {
             wait(std::nullopt);
         } else if (HostClock::now() < nextCall) {
             wait(nextCall);
         } else {
             changed = false;
-            // Before the call: whoever looks then is told of what changes afterwards.
-            listenToWindows();
+            // Before the call, so that changes after the handler has read the list are noticed.
+            selectWindowEvents();
             onChange_();
             nextCall = HostClock::now() + interval;
         }
     }
 }
 
-/// Asks for changes of every window that can be seen, also of those that have been asked for before: whether
-/// a number still means the same window cannot be told.
-void ContentWatch::listenToWindows() {
+/// Selects the events of all viewable windows again: an id may have been reused for another window since.
+void ContentWatch::selectWindowEvents() {
     const std::uint32_t events = XCB_EVENT_MASK_PROPERTY_CHANGE;
     for (const OrderedWindow& each : readWindowOrder(connection_, atoms_).windows)
         xcb_change_window_attributes(connection_.get(), each.window, XCB_CW_EVENT_MASK, &events);
-    connection_.await(xcb_get_input_focus_reply, xcb_get_input_focus(connection_.get()));
+    connection_.sync();
 }
 
-bool ContentWatch::takeEvents() {
+bool ContentWatch::processEvents() {
     bool changed = false;
-    while (const Reply<xcb_generic_event_t> event{xcb_poll_for_event(connection_.get())})
-        changed = hears(*event) || changed;
-    connection_.throwIfLost();
+    connection_.processEvents(
+        [&](const xcb_generic_event_t& event) { changed = isChange(event) || changed; });
     return changed;
 }
 
-bool ContentWatch::hears(const xcb_generic_event_t& event) const {
-    // A window that is made or reparented is reported again when it is mapped, one that is destroyed when it
-    // is unmapped.
-    switch (event.response_type & 0x7f) {
+bool ContentWatch::isChange(const xcb_generic_event_t& event) const {
+    // Creation and reparenting matter only with the map event that follows, destruction with the unmap event
+    // before it.
+    switch (eventType(event)) {
         case XCB_MAP_NOTIFY:
         case XCB_UNMAP_NOTIFY:
         case XCB_CONFIGURE_NOTIFY:
         case XCB_CIRCULATE_NOTIFY:
             return true;
         case XCB_PROPERTY_NOTIFY:
-            return atoms_.tellsOfWindows(reinterpret_cast<const xcb_property_notify_event_t&>(event).atom);
+            return atoms_.affectsWindowList(eventAs<xcb_property_notify_event_t>(event).atom);
         default:
-            return layout_.hears(event);
+            return layout_.handleEvent(event);
     }
 }
 
-/// Until the server has something to say or, with a time, until then: what else changes meanwhile is part of
-/// the same call. Either ends with the watch.
+/// Waits for the server, or until the given time regardless of the server: further changes belong to the same
+/// call. Both waits end when the watch is destroyed.
 void ContentWatch::wait(std::optional<std::chrono::nanoseconds> until) {
     std::array<pollfd, 2> watched{
         {{wakeUp_.fileDescriptor(), POLLIN, 0}, {connection_.fileDescriptor(), POLLIN, 0}}};

@@ -1,7 +1,7 @@
-// ContentWatch: tells when other displays or windows can be captured than before.
+// ContentWatch: notices that the displays or windows that can be captured have changed.
 #pragma once
 
-#include "Linux/X11/Screens/LayoutWatch.h"
+#include "Linux/X11/Screens/Displays.h"
 #include "Linux/X11/Server/Connection.h"
 #include "Linux/X11/Server/WakeUp.h"
 #include "Linux/X11/Windows/WindowAtoms.h"
@@ -15,19 +15,19 @@
 
 namespace lumicrate::x11 {
 
-/// Sleeps until the server reports that monitors or windows came, went, moved or changed their order, or that
-/// something a window is listed with is another. Ends by itself, and says nothing, when the server is lost.
+/// Its thread sleeps until monitors or windows appear, disappear, move or are restacked, or until a property
+/// that the window list contains changes. The thread ends silently when the server is lost.
 class ContentWatch {
  public:
-    /// While things keep changing, calls follow each other at least this far apart.
+    /// The shortest time between two calls of the handler.
     static constexpr std::chrono::milliseconds interval{200};
 
-    /// `onChange` is called on the watch's own thread: at once after the first change, and always again after
-    /// the last one. It must neither throw nor destroy the watch. Every change is heard that is made after
-    /// the constructor has returned. `displayName` is the X server's, or empty for the one of $DISPLAY.
-    /// Throws PlatformError when it can't be reached.
+    /// `onChange` is called on the watch's own thread: at once after the first change, then at most once per
+    /// interval, and always after the last change. It must neither throw nor destroy the watch. No change
+    /// after the constructor's return is missed. `displayName` is the X server's, or empty for that of
+    /// $DISPLAY. Throws PlatformError when the server cannot be reached.
     explicit ContentWatch(std::function<void()> onChange, const std::string& displayName = {});
-    /// Waits for a call that is under way; there is none afterwards. Not from within one.
+    /// Waits for a running call; no call follows. Not from within the handler.
     ~ContentWatch();
     ContentWatch(const ContentWatch&) = delete;
     ContentWatch& operator=(const ContentWatch&) = delete;
@@ -35,9 +35,9 @@ class ContentWatch {
  private:
     void run();
     void watchUntilStopped();
-    void listenToWindows();
-    bool takeEvents();
-    bool hears(const xcb_generic_event_t& event) const;
+    void selectWindowEvents();
+    bool processEvents();
+    bool isChange(const xcb_generic_event_t& event) const;
     void wait(std::optional<std::chrono::nanoseconds> until);
 
     std::function<void()> onChange_;

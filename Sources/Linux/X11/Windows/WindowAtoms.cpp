@@ -59,8 +59,8 @@ WindowAtoms::WindowAtoms(const Connection& connection) {
         this->*names[i].atom = connection.await(xcb_intern_atom_reply, cookies[i])->atom;
 }
 
-bool WindowAtoms::tellsOfWindows(xcb_atom_t property) const {
-    // The values are among them too, but no property bears the name of one.
+bool WindowAtoms::affectsWindowList(xcb_atom_t property) const {
+    // The table also contains values, but no property has the name of one.
     return property == XCB_ATOM_WM_NAME || property == XCB_ATOM_WM_CLASS ||
            std::any_of(names.begin(), names.end(),
                        [&](const Name& each) { return this->*each.atom == property; });

@@ -9,9 +9,10 @@ namespace {
 
 Margins marginsFrom(const Property& property) {
     const auto numbers = property.numbers();
-    // Anything larger than a window can be is no margin.
-    constexpr std::uint32_t largest = 32767;
-    if (numbers.size() < 4 || std::ranges::any_of(numbers.first(4), [](auto each) { return each > largest; }))
+    // Larger than any window: invalid.
+    constexpr std::uint32_t maxMargin = 32767;
+    if (numbers.size() < 4 ||
+        std::ranges::any_of(numbers.first(4), [](auto each) { return each > maxMargin; }))
         return {};
     return {static_cast<int>(numbers[0]), static_cast<int>(numbers[1]), static_cast<int>(numbers[2]),
             static_cast<int>(numbers[3])};
@@ -29,21 +30,21 @@ PixelRect narrowed(const PixelRect& rect, const Margins& margins) {
 }  // namespace
 
 PixelRect visibleFrame(const WindowGeometry& geometry) {
-    if (!geometry.decoration.areNone()) {
+    if (!geometry.decoration.isEmpty()) {
         const PixelRect decorated = widened(geometry.contents, geometry.decoration);
         if (!geometry.reparented) return decorated;
-        // A frame may be wider than what is seen of it, to be caught more easily with the pointer. A window
-        // that is rolled up shows less than its contents.
-        const PixelRect seen = decorated.intersection(geometry.outline);
-        if (!seen.isEmpty()) return seen;
-    } else if (!geometry.shadow.areNone()) {
+        // A frame window may have an invisible rim for resizing. A rolled-up window shows less than its
+        // contents.
+        const PixelRect visible = decorated.intersection(geometry.outline);
+        if (!visible.isEmpty()) return visible;
+    } else if (!geometry.shadow.isEmpty()) {
         const PixelRect body = narrowed(geometry.contents, geometry.shadow);
         if (!body.isEmpty()) return body;
     }
     return geometry.outline;
 }
 
-// Shadows that a compositor paints around a window (_KDE_NET_WM_SHADOW) are outside of it and need no care.
+// Shadows painted by a compositing manager (_KDE_NET_WM_SHADOW) lie outside the window and need no handling.
 WindowFrameQuery::WindowFrameQuery(const Connection& connection, const WindowAtoms& atoms,
                                    const OrderedWindow& window, bool hasManager)
     : connection_(&connection),

@@ -1,4 +1,4 @@
-// A window's frame: what of the screen belongs to it in a person's eyes.
+// A window's visible frame: with its decorations, without its shadow.
 #pragma once
 
 #include "Linux/X11/Server/Property.h"
@@ -17,29 +17,30 @@ struct Margins {
     int top = 0;
     int bottom = 0;
 
-    bool areNone() const { return left == 0 && right == 0 && top == 0 && bottom == 0; }
+    bool isEmpty() const { return left == 0 && right == 0 && top == 0 && bottom == 0; }
 };
 
-/// What the server and the properties say of a window; all on the root window.
+/// Rectangles on the root window.
 struct WindowGeometry {
-    PixelRect outline;   ///< of the top-level with its border
-    PixelRect contents;  ///< of the application's window without border
+    PixelRect outline;   ///< the top-level window with its border
+    PixelRect contents;  ///< the application's window without its border
     bool reparented = false;
-    Margins decoration;  ///< that the window manager put around it
-    Margins shadow;  ///< that the application painted inside its window, around what looks like the window
+    Margins decoration;  ///< added by the window manager
+    Margins shadow;      ///< painted by the application inside its window
 };
 
 /// The window with its decorations, without its shadow; never empty.
 PixelRect visibleFrame(const WindowGeometry& geometry);
 
-/// A question for a window's frame, on its way from the constructor on. It must be collected, and once only.
+/// A request for a window's frame, sent by the constructor. Must be collected exactly once.
 class WindowFrameQuery {
  public:
-    /// `hasManager`: whether there is a window manager, so that what it says of decorations is of now.
+    /// `hasManager`: whether a window manager is running; without one, decoration properties are leftovers.
     WindowFrameQuery(const Connection& connection, const WindowAtoms& atoms, const OrderedWindow& window,
                      bool hasManager);
 
-    /// On the root window; nothing for a window that is gone. Throws PlatformError when the server is lost.
+    /// In pixels on the root window; nothing for a window that is gone. Throws PlatformError when the server
+    /// is lost.
     std::optional<PixelRect> collect() const;
 
  private:

@@ -1,15 +1,14 @@
 #include "Linux/X11/Windows/WindowList.h"
 
-#include "Linux/X11/Screens/Points.h"
+#include "Linux/X11/Screens/DesktopScale.h"
 #include "Linux/X11/Server/Property.h"
-#include "Linux/X11/Windows/TopLevel.h"
 #include "Linux/X11/Windows/WindowFrame.h"
-#include "Linux/X11/Windows/WindowLevel.h"
 #include "Linux/X11/Windows/WindowOrder.h"
 #include "Linux/X11/Windows/WindowOwner.h"
 #include "Linux/X11/Windows/WindowText.h"
 
 #include <algorithm>
+#include <array>
 #include <cstddef>
 #include <utility>
 
@@ -17,8 +16,33 @@ namespace lumicrate::x11 {
 
 namespace {
 
-/// Minimised. Not every window manager takes such a window off the screen: one that shows small pictures of
-/// all windows may only put it below everything else.
+constexpr int unmanagedLayer = 25;
+
+struct LayerOfType {
+    xcb_atom_t WindowAtoms::*type;
+    int layer;
+};
+
+constexpr std::array layers{
+    LayerOfType{&WindowAtoms::typeDesktop, -1000},   LayerOfType{&WindowAtoms::typeNormal, 0},
+    LayerOfType{&WindowAtoms::typeDialog, 0},        LayerOfType{&WindowAtoms::typeUtility, 0},
+    LayerOfType{&WindowAtoms::typeSplash, 0},        LayerOfType{&WindowAtoms::typeToolbar, 3},
+    LayerOfType{&WindowAtoms::typeMenu, 3},          LayerOfType{&WindowAtoms::typeDock, 20},
+    LayerOfType{&WindowAtoms::typeNotification, 30}, LayerOfType{&WindowAtoms::typeDropdownMenu, 101},
+    LayerOfType{&WindowAtoms::typePopupMenu, 101},   LayerOfType{&WindowAtoms::typeCombo, 101},
+    LayerOfType{&WindowAtoms::typeTooltip, 102},     LayerOfType{&WindowAtoms::typeDragAndDrop, 500},
+};
+
+int layerOfTypes(std::span<const xcb_atom_t> types, const WindowAtoms& atoms) {
+    for (const xcb_atom_t type : types) {
+        const auto found =
+            std::ranges::find_if(layers, [&](const LayerOfType& each) { return atoms.*each.type == type; });
+        if (found != layers.end()) return found->layer;
+    }
+    return 0;
+}
+
+/// Minimised. Some window managers keep such windows mapped, below everything else, to show thumbnails.
 bool isHidden(const Property& state, const WindowAtoms& atoms) {
     return std::ranges::find(state.numbers(), atoms.stateHidden) != state.numbers().end();
 }
@@ -33,7 +57,7 @@ std::optional<std::string> titleFrom(const Property& netName, const Property& na
     return textFromLatin1(*bytes);
 }
 
-/// The window's own, or else what its frame was given.
+/// The window's own opacity, or else its frame's.
 double opacityFrom(const Property& own, const Property& ofFrame) {
     constexpr double full = 0xffffffff;
     for (const Property* each : {&own, &ofFrame})
@@ -41,7 +65,7 @@ double opacityFrom(const Property& own, const Property& ofFrame) {
     return 1;
 }
 
-/// All questions about one window.
+/// All queries about one window.
 class WindowQuery {
  public:
     WindowQuery(const Connection& connection, const WindowAtoms& atoms, const OrderedWindow& window,
@@ -57,7 +81,7 @@ class WindowQuery {
           frameOpacity_(connection, window.topLevel, atoms.windowOpacity),
           owner_(connection, atoms, window.window) {}
 
-    /// Nothing for a window that is not on the screen, or no longer there.
+    /// Nothing for a window that is minimised or gone.
     std::optional<SCWindow> collect(const ProcessQuery& processes, double scale, bool composited) const {
         const auto frame = frame_.collect();
         const Property netName = netName_.collect();
@@ -92,6 +116,11 @@ class WindowQuery {
 
 }  // namespace
 
+int windowLayer(std::span<const xcb_atom_t> types, bool managed, const WindowAtoms& atoms) {
+    const int layer = layerOfTypes(types, atoms);
+    return managed || layer != 0 ? layer : unmanagedLayer;
+}
+
 WindowList::WindowList(const std::string& displayName, double scale)
     : connection_(displayName), atoms_(connection_), compositor_(connection_), scale_(scale) {}
 
@@ -113,10 +142,10 @@ std::vector<SCWindow> WindowList::windows() const {
     return windows;
 }
 
-/// As of the last answer that came, for what had happened before has been told by then.
+/// As of the last reply: events of earlier changes have arrived with it.
 bool WindowList::isComposited() const {
-    while (const Reply<xcb_generic_event_t> event{xcb_poll_for_queued_event(connection_.get())})
-        compositor_.hears(*event);
+    connection_.processQueuedEvents(
+        [this](const xcb_generic_event_t& event) { compositor_.handleEvent(event); });
     return compositor_.active();
 }
 
@@ -125,17 +154,17 @@ std::optional<Rect> WindowList::bounds(std::uint32_t windowID) const {
     if (topLevel == XCB_NONE) return std::nullopt;
     const ManagedWindows managed = readManagedWindows(connection_, atoms_);
     const auto attributesCookie = xcb_get_window_attributes(connection_.get(), windowID);
-    const PropertyQuery markQuery(connection_, windowID, atoms_.wmState);
+    const PropertyQuery wmStateQuery(connection_, windowID, atoms_.wmState);
     const PropertyQuery stateQuery(connection_, windowID, atoms_.netWmState);
     const WindowFrameQuery frameQuery(connection_, atoms_, {windowID, topLevel, false}, managed.known);
     const auto attributes = connection_.tryAwait(xcb_get_window_attributes_reply, attributesCookie);
-    const Property mark = markQuery.collect();
+    const Property wmState = wmStateQuery.collect();
     const Property state = stateQuery.collect();
     const auto frame = frameQuery.collect();
 
     const bool isListed = std::ranges::find(managed.windows, windowID) != managed.windows.end();
-    const bool isPartOfAnother = topLevel != windowID && !isListed && mark.type() == XCB_NONE;
-    if (!frame || !attributes || attributes->map_state != XCB_MAP_STATE_VIEWABLE || isPartOfAnother ||
+    const bool isPartOfWindow = topLevel != windowID && !isListed && wmState.type() == XCB_NONE;
+    if (!frame || !attributes || attributes->map_state != XCB_MAP_STATE_VIEWABLE || isPartOfWindow ||
         isHidden(state, atoms_))
         return std::nullopt;
     return pointsFromPixels(*frame, scale_);

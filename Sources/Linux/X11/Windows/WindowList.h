@@ -8,26 +8,43 @@
 
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
 namespace lumicrate::x11 {
 
-/// A window's number is that of the application's window, not of the frame around it. Every call asks the
+/// The layer of a window by its type. Windows on higher layers usually lie in front; applications' windows
+/// are on layer 0.
+///
+/// | type (_NET_WM_WINDOW_TYPE)                       | layer |
+/// | ------------------------------------------------ | ----- |
+/// | desktop                                          | -1000 |
+/// | normal, dialog, utility, splash; none or unknown | 0; unmanaged 25 |
+/// | toolbar, torn-off menu                           |     3 |
+/// | dock                                             |    20 |
+/// | notification                                     |    30 |
+/// | drop-down menu, pop-up menu, combo box list      |   101 |
+/// | tool tip                                         |   102 |
+/// | dragged object                                   |   500 |
+///
+/// The first known type counts. An unmanaged window is never on layer 0.
+int windowLayer(std::span<const xcb_atom_t> types, bool managed, const WindowAtoms& atoms);
+
+/// A window's id is that of the application's window, not of the frame around it. Every call queries the
 /// server; one thread at a time.
 class WindowList {
  public:
-    /// `displayName` is the X server's (":1"), or empty for the one of $DISPLAY; `scale` the number of pixels
-    /// in a point. Throws PlatformError when no server can be reached.
+    /// `displayName` is the X server's (":1"), or empty for that of $DISPLAY; `scale` is pixels per point.
+    /// Throws PlatformError when no server can be reached.
     explicit WindowList(const std::string& displayName = {}, double scale = 1);
 
-    /// The windows on the screen, front to back, also those that are covered by others; what is minimised or
-    /// on another desktop is not on the screen. Panels, menus and tool tips are among them, on layers of
-    /// their own (see windowLayer). What a window is faded to counts where a compositing manager does that.
-    /// Throws PlatformError when the server is gone.
+    /// The viewable windows, front to back, also those covered by others; not the minimised ones and those on
+    /// other desktops. Panels, menus and tool tips are included, on their own layers (windowLayer). Opacity
+    /// is reported only while a compositing manager applies it. Throws PlatformError when the server is lost.
     std::vector<SCWindow> windows() const;
-    /// The frame that a window has in the list, points; nothing for a window that is not on the screen.
-    /// Throws PlatformError when the server is gone.
+    /// A window's frame as in windows(), points; nothing for a window that is not viewable. Throws
+    /// PlatformError when the server is lost.
     std::optional<Rect> bounds(std::uint32_t windowID) const;
 
  private:

@@ -1,14 +1,15 @@
 #include "Linux/X11/Windows/WindowOrder.h"
 
 #include "Linux/X11/Server/Property.h"
-#include "Linux/X11/Windows/TopLevel.h"
 
 #include <algorithm>
 #include <cstddef>
+#include <numeric>
 #include <optional>
 #include <ranges>
 #include <unordered_map>
 #include <unordered_set>
+#include <utility>
 
 namespace lumicrate::x11 {
 
@@ -16,10 +17,9 @@ namespace {
 
 using Clients = std::unordered_map<xcb_window_t, std::vector<xcb_window_t>>;  // by top-level
 
-/// How deep in a frame a window manager puts the window of the application.
+/// How deep in its frame an application's window can lie.
 constexpr int frameDepth = 3;
 
-/// What a window is worth looking at for.
 struct Visibility {
     bool viewable = false;
     bool unmanaged = false;
@@ -51,15 +51,15 @@ Clients clientsByTopLevel(const Connection& connection, const std::vector<xcb_wi
     return clients;
 }
 
-/// A window on the way down from a top-level.
+/// A window below a top-level one.
 struct Descendant {
     xcb_window_t window;
     xcb_window_t topLevel;
 };
 
-/// The first of them, for each top-level, that a window manager has marked.
-Clients marked(const Connection& connection, const WindowAtoms& atoms,
-               const std::vector<Descendant>& candidates) {
+/// For each top-level window, the first candidate with WM_STATE.
+Clients clientsAmong(const Connection& connection, const WindowAtoms& atoms,
+                     const std::vector<Descendant>& candidates) {
     std::vector<PropertyQuery> queries;
     for (const Descendant& each : candidates)
         queries.emplace_back(connection, each.window, atoms.wmState);
@@ -72,7 +72,7 @@ Clients marked(const Connection& connection, const WindowAtoms& atoms,
     return found;
 }
 
-std::vector<Descendant> children(const Connection& connection, const std::vector<Descendant>& parents) {
+std::vector<Descendant> childrenOf(const Connection& connection, const std::vector<Descendant>& parents) {
     std::vector<xcb_query_tree_cookie_t> cookies;
     for (const Descendant& each : parents)
         cookies.push_back(xcb_query_tree(connection.get(), each.window));
@@ -87,22 +87,59 @@ std::vector<Descendant> children(const Connection& connection, const std::vector
     return all;
 }
 
-/// For a desktop that keeps no list: looks for the marked windows level by level.
-Clients markedClients(const Connection& connection, const WindowAtoms& atoms,
-                      const std::vector<xcb_window_t>& topLevels) {
+/// Without a client list: searches for windows with WM_STATE, level by level.
+Clients clientsByState(const Connection& connection, const WindowAtoms& atoms,
+                       const std::vector<xcb_window_t>& topLevels) {
     std::vector<Descendant> level;
     for (const xcb_window_t each : topLevels)
         level.push_back({each, each});
     Clients clients;
     for (int depth = 0; depth < frameDepth && !level.empty(); ++depth) {
-        clients.merge(marked(connection, atoms, level));
+        clients.merge(clientsAmong(connection, atoms, level));
         std::erase_if(level, [&](const Descendant& each) { return clients.contains(each.topLevel); });
-        level = children(connection, level);
+        level = childrenOf(connection, level);
     }
     return clients;
 }
 
+std::vector<xcb_window_t> readTopLevels(const Connection& connection) {
+    const auto tree =
+        connection.tryAwait(xcb_query_tree_reply, xcb_query_tree(connection.get(), connection.root()));
+    if (!tree) return {};
+    const xcb_window_t* const children = xcb_query_tree_children(tree.get());
+    return {children, children + xcb_query_tree_children_length(tree.get())};
+}
+
 }  // namespace
+
+xcb_window_t topLevelOf(const Connection& connection, xcb_window_t window) {
+    return topLevelsOf(connection, {window}).front();
+}
+
+std::vector<xcb_window_t> topLevelsOf(const Connection& connection, std::vector<xcb_window_t> windows) {
+    std::vector<xcb_window_t> topLevels(windows.size(), XCB_NONE);
+    std::vector<std::size_t> climbing(windows.size());
+    std::iota(climbing.begin(), climbing.end(), 0U);
+    while (!climbing.empty()) {
+        std::vector<xcb_query_tree_cookie_t> cookies;
+        for (const std::size_t i : climbing)
+            cookies.push_back(xcb_query_tree(connection.get(), windows[i]));
+        std::vector<std::size_t> next;
+        for (std::size_t k = 0; k < climbing.size(); ++k) {
+            const std::size_t i = climbing[k];
+            const auto tree = connection.tryAwait(xcb_query_tree_reply, cookies[k]);
+            if (!tree || tree->parent == XCB_NONE) continue;
+            if (tree->parent == connection.root()) {
+                topLevels[i] = windows[i];
+            } else {
+                windows[i] = tree->parent;
+                next.push_back(i);
+            }
+        }
+        climbing = std::move(next);
+    }
+    return topLevels;
+}
 
 ManagedWindows readManagedWindows(const Connection& connection, const WindowAtoms& atoms) {
     const xcb_window_t root = connection.root();
@@ -111,11 +148,11 @@ ManagedWindows readManagedWindows(const Connection& connection, const WindowAtom
     const PropertyQuery mapping(connection, root, atoms.clientList);
     const Property checked = check.collect();
     const Property lists[] = {stacking.collect(), mapping.collect()};
-    // Both properties outlive a window manager that was killed; the window that they name does not.
+    // The properties survive a window manager that was killed; the window that they name does not.
     if (checked.numbers().empty()) return {};
-    const xcb_window_t sign = checked.numbers().front();
-    const Property answer = PropertyQuery(connection, sign, atoms.supportingWmCheck).collect();
-    if (answer.numbers().empty() || answer.numbers().front() != sign) return {};
+    const xcb_window_t checkWindow = checked.numbers().front();
+    const Property answer = PropertyQuery(connection, checkWindow, atoms.supportingWmCheck).collect();
+    if (answer.numbers().empty() || answer.numbers().front() != checkWindow) return {};
     for (const Property& list : lists) {
         const auto windows = list.numbers();
         if (list.type() == XCB_ATOM_WINDOW) return {true, {windows.begin(), windows.end()}};
@@ -125,18 +162,18 @@ ManagedWindows readManagedWindows(const Connection& connection, const WindowAtom
 
 WindowOrder readWindowOrder(const Connection& connection, const WindowAtoms& atoms) {
     const ManagedWindows managed = readManagedWindows(connection, atoms);
-    std::vector<xcb_window_t> topLevels = childrenOf(connection, connection.root());
+    std::vector<xcb_window_t> topLevels = readTopLevels(connection);
     const std::vector<Visibility> visibility = readVisibility(connection, topLevels);
     std::unordered_set<xcb_window_t> unmanaged;
     std::vector<xcb_window_t> viewable;
     for (std::size_t i = 0; i < topLevels.size(); ++i) {
         if (!visibility[i].viewable) continue;
         viewable.push_back(topLevels[i]);
-        // Where a window manager tells what it manages, everything else looks after itself.
+        // With a client list, every window outside of it is unmanaged.
         if (managed.known || visibility[i].unmanaged) unmanaged.insert(topLevels[i]);
     }
     const Clients clients = managed.known ? clientsByTopLevel(connection, managed.windows)
-                                          : markedClients(connection, atoms, viewable);
+                                          : clientsByState(connection, atoms, viewable);
 
     WindowOrder order{managed.known, {}};
     for (const xcb_window_t topLevel : viewable | std::views::reverse) {

@@ -1,4 +1,4 @@
-// The windows on the screen, one above the other.
+// The tree of windows: top-level windows, the applications' windows in them, and their stacking order.
 #pragma once
 
 #include "Linux/X11/Server/Connection.h"
@@ -8,31 +8,36 @@
 
 namespace lumicrate::x11 {
 
-/// The windows that a window manager says it manages, as EWMH has it.
+/// The top-level window (child of the root window) that a window is or lies in. For an application's window
+/// this is usually the window manager's frame. XCB_NONE for the root window and for one that does not exist.
+xcb_window_t topLevelOf(const Connection& connection, xcb_window_t window);
+
+/// The same for many windows, in their order, in as many round trips as for one.
+std::vector<xcb_window_t> topLevelsOf(const Connection& connection, std::vector<xcb_window_t> windows);
+
+/// The windows in the window manager's client list (EWMH).
 struct ManagedWindows {
-    bool known = false;  ///< false where no window manager says anything
+    bool known = false;  ///< false without a window manager that publishes a list
     std::vector<xcb_window_t> windows;
 };
 
-/// In two round trips. A list that a window manager left behind does not count.
+/// Two round trips. A list that a dead window manager left behind is ignored.
 ManagedWindows readManagedWindows(const Connection& connection, const WindowAtoms& atoms);
 
 struct OrderedWindow {
     xcb_window_t window = XCB_NONE;    ///< the application's
     xcb_window_t topLevel = XCB_NONE;  ///< its frame, or itself
-    /// An application's window, as against panels, menus and other windows that look after themselves.
-    bool managed = false;
+    bool managed = false;              ///< false for panels, menus and other unmanaged windows
 };
 
 struct WindowOrder {
-    bool hasManager = false;             ///< one that tells what it manages
+    bool hasManager = false;             ///< one that publishes a client list
     std::vector<OrderedWindow> windows;  ///< front to back
 };
 
-/// All that can be seen or is covered by others. An application's window is one that the
-/// window manager lists; where none does, one that bears the mark of being managed (WM_STATE), or a plain
-/// top-level. The number of round trips does not grow with the number of windows. Throws PlatformError when
-/// the server is lost.
+/// All viewable windows, also those covered by others. An application's window is one in the client list;
+/// without a list, one with WM_STATE, or else a top-level window without override-redirect. The number of
+/// round trips does not depend on the number of windows. Throws PlatformError when the server is lost.
 WindowOrder readWindowOrder(const Connection& connection, const WindowAtoms& atoms);
 
 }  // namespace lumicrate::x11

@@ -13,8 +13,8 @@ namespace lumicrate::x11 {
 
 namespace {
 
-/// Two texts, each with a zero byte at its end: the instance and the class. They should be Latin-1, but what
-/// programs write is UTF-8; names are in ASCII nearly always.
+/// The property holds two zero-terminated texts, instance and class. They should be Latin-1, but programs
+/// write UTF-8; nearly all names are ASCII.
 std::string classIn(std::string_view bytes) {
     const std::size_t zero = bytes.find('\0');
     const std::string text =
@@ -22,7 +22,7 @@ std::string classIn(std::string_view bytes) {
     return text.empty() ? textFromUtf8(bytes) : text;
 }
 
-/// The name of a running program; empty when there is none.
+/// The name of a running process; empty when there is none.
 std::string programName(std::int32_t processID) {
     std::ifstream file("/proc/" + std::to_string(processID) + "/comm");
     std::string name;
@@ -32,8 +32,8 @@ std::string programName(std::int32_t processID) {
 
 std::optional<std::int32_t> processIn(const Property& property) {
     const auto numbers = property.numbers();
-    constexpr std::uint32_t largest = std::numeric_limits<std::int32_t>::max();
-    if (numbers.empty() || numbers.front() == 0 || numbers.front() > largest) return std::nullopt;
+    constexpr std::uint32_t maxProcess = std::numeric_limits<std::int32_t>::max();
+    if (numbers.empty() || numbers.front() == 0 || numbers.front() > maxProcess) return std::nullopt;
     return static_cast<std::int32_t>(numbers.front());
 }
 
@@ -48,11 +48,11 @@ ProcessQuery::ProcessQuery(const Connection& connection, std::span<const xcb_win
     std::ranges::sort(clients);
     const auto repeated = std::ranges::unique(clients);
     clients.erase(repeated.begin(), repeated.end());
-    std::vector<xcb_res_client_id_spec_t> wanted;
+    std::vector<xcb_res_client_id_spec_t> specs;
     for (const std::uint32_t each : clients)
-        wanted.push_back({each, XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID});
+        specs.push_back({each, XCB_RES_CLIENT_ID_MASK_LOCAL_CLIENT_PID});
     cookie_ =
-        xcb_res_query_client_ids(connection.get(), static_cast<std::uint32_t>(wanted.size()), wanted.data());
+        xcb_res_query_client_ids(connection.get(), static_cast<std::uint32_t>(specs.size()), specs.data());
 }
 
 void ProcessQuery::collect() {

@@ -14,19 +14,19 @@
 
 namespace lumicrate::x11 {
 
-/// Asks the server which processes of this machine have made windows: it knows without their help, and does
-/// not repeat what a window of another machine claims. On its way from the constructor on; to be collected
-/// before any process is asked for, and once only.
+/// A request for the local processes that created windows, sent by the constructor. Unlike _NET_WM_PID the
+/// answer is the server's own knowledge, and never a remote machine's process. Must be collected exactly
+/// once, before processOf() is called.
 class ProcessQuery {
  public:
     ProcessQuery(const Connection& connection, std::span<const xcb_window_t> windows);
 
-    /// A server without the X-Resource extension knows no processes. Throws PlatformError when it is lost.
+    /// Without the X-Resource extension no process is known. Throws PlatformError when the server is lost.
     void collect();
     std::optional<std::int32_t> processOf(xcb_window_t window) const;
 
  private:
-    /// All that a client makes has numbers that begin alike.
+    /// The ids of all resources of a client have the same high bits.
     std::uint32_t clientOf(std::uint32_t resource) const { return resource & ~resourceMask_; }
 
     const Connection& connection_;
@@ -35,15 +35,15 @@ class ProcessQuery {
     std::unordered_map<std::uint32_t, std::int32_t> processes_;  // by client
 };
 
-/// A question for what a window itself says of its application, on its way from the constructor on. It must
-/// be collected, and once only.
+/// A request for what a window's properties say about its application, sent by the constructor. Must be
+/// collected exactly once.
 class WindowOwnerQuery {
  public:
     WindowOwnerQuery(const Connection& connection, const WindowAtoms& atoms, xcb_window_t window);
 
-    /// Named by the class of the window, else as its process is. Nothing when neither process nor name is
-    /// known; without a process, its number is 0. `process` is what the server knows, and goes before what
-    /// the window says. Throws PlatformError when the server is lost.
+    /// The name is the window's class, or else the name of its process. `process` is what the server knows;
+    /// it overrides _NET_WM_PID. A process id of 0 means unknown; nothing when the name is unknown too.
+    /// Throws PlatformError when the server is lost.
     std::optional<SCRunningApplication> collect(std::optional<std::int32_t> process) const;
 
  private:

@@ -3,9 +3,9 @@
 #include "Linux/X11/Capture/DisplayCapture.h"
 #include "Linux/X11/Pixels/PictureScaler.h"
 #include "Linux/X11/Screens/CompositorWatch.h"
-#include "Linux/X11/Screens/Monitors.h"
+#include "Linux/X11/Screens/Displays.h"
 #include "Linux/X11/Windows/StackWatch.h"
-#include "Linux/X11/Windows/TopLevel.h"
+#include "Linux/X11/Windows/WindowOrder.h"
 #include "Support/Error.h"
 #include "Support/MediaTime.h"
 
@@ -23,8 +23,8 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/// Somewhat more than a capture waits for a busy program.
-constexpr std::chrono::nanoseconds patience = 1500ms;
+/// Longer than a capture waits for a busy program.
+constexpr std::chrono::nanoseconds timeout = 1500ms;
 
 PixelRect pixels(const Rect& rect) {
     return {static_cast<int>(std::lround(rect.x)), static_cast<int>(std::lround(rect.y)),
@@ -38,10 +38,10 @@ PixelRect outlineOf(const Connection& connection, xcb_window_t topLevel) {
     return {geometry->x, geometry->y, geometry->width + borders, geometry->height + borders};
 }
 
-/// Sleeps until the capture has something to do, or the time is up.
-void awaitReason(DisplayCapture& capture, std::chrono::nanoseconds deadline) {
-    while (!capture.takeEvents()) {
-        const auto next = std::min(capture.nextLook().value_or(deadline), deadline);
+/// Sleeps until an update is due, or until the deadline.
+void awaitUpdate(DisplayCapture& capture, std::chrono::nanoseconds deadline) {
+    while (!capture.processEvents()) {
+        const auto next = std::min(capture.nextUpdate().value_or(deadline), deadline);
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(next - HostClock::now());
         if (left <= 0ms) return;
         pollfd watched{capture.fileDescriptor(), POLLIN, 0};
@@ -49,7 +49,7 @@ void awaitReason(DisplayCapture& capture, std::chrono::nanoseconds deadline) {
     }
 }
 
-/// Even, never enlarged, and at least one pixel each way.
+/// Scaled down uniformly, never enlarged; each side has at least one pixel.
 PixelRect fitted(const PixelRect& picture, Size maximum) {
     const double scale = std::min({1.0, maximum.width / picture.width, maximum.height / picture.height});
     const auto side = [scale](int pixels) {
@@ -98,8 +98,8 @@ struct WindowPictures::Server {
 WindowPictures::WindowPictures(std::string displayName) : displayName_(std::move(displayName)) {}
 WindowPictures::~WindowPictures() = default;
 
-/// Once more, with a new connection, where the server was lost.
-std::optional<CGImage> WindowPictures::tryTo(const std::function<std::optional<CGImage>()>& capture) {
+/// Tries again with a new connection when the server was lost.
+std::optional<CGImage> WindowPictures::withServer(const std::function<std::optional<CGImage>()>& capture) {
     const bool isNew = server_ == nullptr;
     try {
         if (isNew) server_ = std::make_unique<Server>(displayName_);
@@ -108,24 +108,24 @@ std::optional<CGImage> WindowPictures::tryTo(const std::function<std::optional<C
         const bool isLost = server_ && xcb_connection_has_error(server_->connection.get()) != 0;
         if (!isLost) return std::nullopt;
         server_.reset();
-        return isNew ? std::nullopt : tryTo(capture);
+        return isNew ? std::nullopt : withServer(capture);
     }
 }
 
 std::optional<CGImage> WindowPictures::captureImage(std::uint32_t windowID, Size maximumSize) {
     if (!(maximumSize.width >= 1 && maximumSize.height >= 1)) return std::nullopt;
-    return tryTo([&]() -> std::optional<CGImage> {
+    return withServer([&]() -> std::optional<CGImage> {
         const auto bounds = server_->list.bounds(windowID);
         if (!bounds) return std::nullopt;
         const PixelRect frame = pixels(*bounds);
-        auto picture = uncovered(windowID, frame);
-        if (!picture) picture = apart(windowID, frame);
+        auto picture = readUncovered(windowID, frame);
+        if (!picture) picture = readPixmap(windowID, frame);
         return imageFrom(scaledDown(*std::move(picture), maximumSize).view());
     });
 }
 
 std::optional<CGImage> WindowPictures::captureDisplay(std::uint32_t displayID) {
-    return tryTo([&]() -> std::optional<CGImage> {
+    return withServer([&]() -> std::optional<CGImage> {
         const auto monitor = findMonitor(server_->connection, displayID);
         if (!monitor) return std::nullopt;
         const PixelRect& frame = monitor->frame;
@@ -135,16 +135,16 @@ std::optional<CGImage> WindowPictures::captureDisplay(std::uint32_t displayID) {
     });
 }
 
-/// From the screen, where the window is all that is to be seen there: that needs no time, and nobody paints
-/// anything anew. Nothing where it is not.
-std::optional<BgraPicture> WindowPictures::uncovered(std::uint32_t window, const PixelRect& frame) const {
+/// From the screen, which takes no time and makes no program paint. Nothing when the window is not completely
+/// visible.
+std::optional<BgraPicture> WindowPictures::readUncovered(std::uint32_t window, const PixelRect& frame) const {
     const Connection connection(displayName_);
     if (CompositorWatch(connection).active()) return std::nullopt;
     StackWatch watch(connection);
-    watch.learn();
+    watch.queryUnknown();
     const StackedWindow* const found = watch.stack().find(topLevelOf(connection, window));
     const PixelRect screen{0, 0, connection.screen().width_in_pixels, connection.screen().height_in_pixels};
-    if (found == nullptr || found->nature.shaped || frame.intersection(screen) != frame ||
+    if (found == nullptr || found->attributes.shaped || frame.intersection(screen) != frame ||
         frame.intersection(found->frame) != frame)
         return std::nullopt;
     const auto cover = watch.stack().coverOf(*found);
@@ -153,16 +153,18 @@ std::optional<BgraPicture> WindowPictures::uncovered(std::uint32_t window, const
         return std::nullopt;
 
     const auto read = server_->reader.read({{frame, connection.root(), 0, 0}});
-    // What had happened before the pixels were read has been told by now.
-    connection.await(xcb_get_input_focus_reply, xcb_get_input_focus(connection.get()));
-    while (const Reply<xcb_generic_event_t> event{xcb_poll_for_queued_event(connection.get())})
-        if (watch.hear(*event, HostClock::now())) return std::nullopt;
-    if (!read.front()) return std::nullopt;
+    // The events of all changes before the read have arrived after this.
+    connection.sync();
+    bool changed = false;
+    connection.processQueuedEvents([&](const xcb_generic_event_t& event) {
+        changed = watch.handleEvent(event, HostClock::now()) || changed;
+    });
+    if (changed || !read.front()) return std::nullopt;
     return BgraPicture(server_->reader.keepFirst(frame.width, frame.height));
 }
 
-/// From the pixels that the server keeps apart for the window, or begins to.
-BgraPicture WindowPictures::apart(std::uint32_t window, const PixelRect& frame) const {
+/// From the window's pixmap, which the server creates if necessary.
+BgraPicture WindowPictures::readPixmap(std::uint32_t window, const PixelRect& frame) const {
     const PixelRect outline = outlineOf(server_->connection, topLevelOf(server_->connection, window));
     SCWindow recorded;
     recorded.windowID = window;
@@ -172,10 +174,10 @@ BgraPicture WindowPictures::apart(std::uint32_t window, const PixelRect& frame) 
     configuration.sourceRect = Rect{double(frame.x - outline.x), double(frame.y - outline.y),
                                     double(frame.width), double(frame.height)};
     DisplayCapture capture(displayName_, SCContentFilter::desktopIndependent(recorded), configuration);
-    const auto deadline = HostClock::now() + patience;
-    while (capture.look().incomplete && HostClock::now() < deadline)
-        awaitReason(capture, deadline);
-    // A copy: the capture's own memory goes with it.
+    const auto deadline = HostClock::now() + timeout;
+    while (capture.update().incomplete && HostClock::now() < deadline)
+        awaitUpdate(capture, deadline);
+    // A copy: the capture's memory is freed with it.
     return BgraPicture(capture.picture());
 }
 

@@ -1,5 +1,5 @@
-// WindowPictures: still pictures of an X server's windows, complete also where others cover them, and of its
-// displays.
+// WindowPictures: still pictures of an X server's displays and windows, complete also where windows are
+// covered.
 #pragma once
 
 #include "Linux/X11/Capture/ScreenReader.h"
@@ -16,13 +16,13 @@
 
 namespace lumicrate::x11 {
 
-/// A picture shows the frame that WindowList gives. With a compositing manager it is there at once. Without
-/// one that is so for a window that nothing covers; another has to be painted anew by its program first, for
-/// which this waits: a tenth of a second, and up to a whole one for a program that is busy.
+/// A window's picture shows its frame as in WindowList. It is available at once with a compositing manager,
+/// and for uncovered windows. Otherwise the window's program must paint it again first; this waits for a
+/// tenth of a second, or up to a second for a busy program.
 class WindowPictures final : public SCScreenshotManager {
  public:
-    /// `displayName` is the X server's (":1"), or empty for the one of $DISPLAY. It is looked for at the
-    /// first picture, and again when it was lost.
+    /// `displayName` is the X server's (":1"), or empty for that of $DISPLAY. Connects with the first
+    /// picture, and again after the connection was lost.
     explicit WindowPictures(std::string displayName = {});
     ~WindowPictures() override;
 
@@ -32,9 +32,9 @@ class WindowPictures final : public SCScreenshotManager {
  private:
     struct Server;
 
-    std::optional<CGImage> tryTo(const std::function<std::optional<CGImage>()>& capture);
-    std::optional<BgraPicture> uncovered(std::uint32_t window, const PixelRect& frame) const;
-    BgraPicture apart(std::uint32_t window, const PixelRect& frame) const;
+    std::optional<CGImage> withServer(const std::function<std::optional<CGImage>()>& capture);
+    std::optional<BgraPicture> readUncovered(std::uint32_t window, const PixelRect& frame) const;
+    BgraPicture readPixmap(std::uint32_t window, const PixelRect& frame) const;
 
     std::string displayName_;
     std::unique_ptr<Server> server_;

@@ -1,5 +1,7 @@
 #include "Linux/X11/Windows/WindowStack.h"
 
+#include "Linux/X11/Server/Connection.h"
+
 #include <algorithm>
 #include <utility>
 
@@ -7,12 +9,7 @@ namespace lumicrate::x11 {
 
 namespace {
 
-template <class Event>
-const Event& as(const xcb_generic_event_t& event) {
-    return reinterpret_cast<const Event&>(event);
-}
-
-/// The server's sizes leave out the border, its positions do not.
+/// The server's sizes exclude the border; its positions include it.
 PixelRect frameOf(int x, int y, int width, int height, int border) {
     return {x, y, width + 2 * border, height + 2 * border};
 }
@@ -20,13 +17,13 @@ PixelRect frameOf(int x, int y, int width, int height, int border) {
 }  // namespace
 
 bool StackedWindow::hides(const PixelRect& rect) const {
-    return nature.opaque && !nature.shaped && frame.intersection(rect) == rect;
+    return attributes.opaque && !attributes.shaped && frame.intersection(rect) == rect;
 }
 
 std::vector<PixelRect> StackedWindow::occupied() const {
     if (!hasPixels()) return {};
-    if (nature.parts.empty()) return {frame};
-    std::vector<PixelRect> parts = nature.parts;
+    if (attributes.parts.empty()) return {frame};
+    std::vector<PixelRect> parts = attributes.parts;
     for (PixelRect& part : parts)
         part = part.offsetBy(frame.x, frame.y);
     return parts;
@@ -43,7 +40,7 @@ WindowStack::Place WindowStack::placeOf(xcb_window_t window) {
                         [window](const StackedWindow& each) { return each.id == window; });
 }
 
-/// A sibling that is not kept here is one of the server's own, which are on top.
+/// An unknown sibling is one of the server's own windows, which are on top.
 WindowStack::Place WindowStack::placeAbove(xcb_window_t sibling) {
     if (sibling == XCB_NONE) return windows_.begin();
     const Place found = placeOf(sibling);
@@ -67,45 +64,46 @@ void WindowStack::add(StackedWindow window) {
     windows_.push_back(std::move(window));
 }
 
-std::optional<StackChange> WindowStack::take(const xcb_generic_event_t& event, Time now) {
-    // What a program sends tells what it wishes, and not what happened: the bit for that makes another type.
+std::optional<StackChange> WindowStack::apply(const xcb_generic_event_t& event, Time now) {
+    // Events sent by clients are requests and not reports. Their extra bit makes them fall through here.
     switch (event.response_type) {
         case XCB_CREATE_NOTIFY:
-            return create(as<xcb_create_notify_event_t>(event));
+            return create(eventAs<xcb_create_notify_event_t>(event));
         case XCB_CONFIGURE_NOTIFY:
-            return configure(as<xcb_configure_notify_event_t>(event));
+            return configure(eventAs<xcb_configure_notify_event_t>(event));
         case XCB_CIRCULATE_NOTIFY:
-            return circulate(as<xcb_circulate_notify_event_t>(event));
+            return circulate(eventAs<xcb_circulate_notify_event_t>(event));
         case XCB_REPARENT_NOTIFY:
-            return reparent(as<xcb_reparent_notify_event_t>(event));
+            return reparent(eventAs<xcb_reparent_notify_event_t>(event));
         case XCB_GRAVITY_NOTIFY:
-            return move(as<xcb_gravity_notify_event_t>(event));
+            return move(eventAs<xcb_gravity_notify_event_t>(event));
         case XCB_MAP_NOTIFY:
-            return show(as<xcb_map_notify_event_t>(event).window, true, now);
+            return setViewable(eventAs<xcb_map_notify_event_t>(event).window, true, now);
         case XCB_UNMAP_NOTIFY:
-            return show(as<xcb_unmap_notify_event_t>(event).window, false, now);
+            return setViewable(eventAs<xcb_unmap_notify_event_t>(event).window, false, now);
         case XCB_DESTROY_NOTIFY:
-            return remove(as<xcb_destroy_notify_event_t>(event).window);
+            return remove(eventAs<xcb_destroy_notify_event_t>(event).window);
         default:
             return std::nullopt;
     }
 }
 
-void WindowStack::learn(xcb_window_t window, const PixelRect& frame, int border, WindowNature nature) {
+void WindowStack::setAttributes(xcb_window_t window, const PixelRect& frame, int border,
+                                WindowAttributes attributes) {
     const Place found = placeOf(window);
     if (found == windows_.end()) return;
     if (found->frame.isEmpty()) {
         found->frame = frame;
         found->border = border;
     }
-    found->nature = std::move(nature);
+    found->attributes = std::move(attributes);
 }
 
-std::optional<StackChange> WindowStack::forgetNature(xcb_window_t window) {
+std::optional<StackChange> WindowStack::forgetAttributes(xcb_window_t window) {
     const StackedWindow* const found = find(window);
     if (found == nullptr) return std::nullopt;
     StackedWindow now = *found;
-    now.nature = {};
+    now.attributes = {};
     return replace(window, now);
 }
 
@@ -159,7 +157,7 @@ std::optional<StackChange> WindowStack::reparent(const xcb_reparent_notify_event
     if (event.event != root_) return std::nullopt;
     std::optional<StackChange> left = remove(event.window);
     if (event.parent != root_) return left;
-    // The event does not tell the size. If the window is to be seen, another event says so.
+    // The event does not contain the size, which is queried once the window is mapped.
     StackedWindow window;
     window.id = event.window;
     add(window);
@@ -175,7 +173,7 @@ std::optional<StackChange> WindowStack::move(const xcb_gravity_notify_event_t& e
     return replace(event.window, now);
 }
 
-std::optional<StackChange> WindowStack::show(xcb_window_t id, bool viewable, Time now) {
+std::optional<StackChange> WindowStack::setViewable(xcb_window_t id, bool viewable, Time now) {
     const StackedWindow* const found = find(id);
     if (found == nullptr || found->viewable == viewable) return std::nullopt;
     StackedWindow window = *found;

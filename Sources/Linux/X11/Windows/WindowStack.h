@@ -1,6 +1,6 @@
-// WindowStack: the top-level windows from bottom to top, as the server's events tell.
+// WindowStack: the top-level windows from bottom to top, derived from the server's events.
 //
-// Pure bookkeeping: whoever owns it feeds it with events, and with what events do not tell.
+// Pure bookkeeping: its owner passes in the events, and the attributes that events do not contain.
 #pragma once
 
 #include "Support/Geometry.h"
@@ -13,36 +13,37 @@
 
 namespace lumicrate::x11 {
 
-/// What a window is made of. Events do not tell it: it is to be asked for.
-struct WindowNature {
+/// Attributes of a window that events do not contain; they have to be queried.
+struct WindowAttributes {
     bool known = false;
     xcb_visualid_t visual = XCB_NONE;
     bool inputOnly = false;  ///< has no pixels
     bool opaque = false;
     bool shaped = false;
-    /// A shaped window's parts, relative to its frame. Empty for a shape that is too complex to be told, too.
+    /// The rectangles of a shaped window, relative to its frame. Also empty for a shape with too many.
     std::vector<PixelRect> parts{};
-    bool operator==(const WindowNature&) const = default;
+    bool operator==(const WindowAttributes&) const = default;
 };
 
 /// A top-level window.
 struct StackedWindow {
     xcb_window_t id = XCB_NONE;
-    PixelRect frame;  ///< on the root window, with the border; empty for a moment after reparenting
+    PixelRect frame;  ///< on the root window, including the border; empty for a moment after reparenting
     int border = 0;
     bool viewable = false;
-    std::chrono::nanoseconds mappedAt{};  ///< host clock; long ago for what was there before
-    WindowNature nature;
+    std::chrono::nanoseconds
+        mappedAt{};  ///< host clock; 0 for windows that were mapped before the watch began
+    WindowAttributes attributes;
     bool operator==(const StackedWindow&) const = default;
 
-    bool hasPixels() const { return viewable && !nature.inputOnly; }
-    /// Whether nothing below it is to be seen there.
+    bool hasPixels() const { return viewable && !attributes.inputOnly; }
+    /// Whether nothing below it is visible in the rectangle.
     bool hides(const PixelRect& rect) const;
-    /// Where it has pixels: at most, while its nature is not known.
+    /// Where it has pixels; the whole frame while its attributes are unknown.
     std::vector<PixelRect> occupied() const;
 };
 
-/// How a window was and is; not viewable for one that was not there, or is no longer.
+/// A window before and after a change; a window that did not exist, or no longer exists, is not viewable.
 struct StackChange {
     StackedWindow before;
     StackedWindow after;
@@ -56,20 +57,20 @@ class WindowStack {
 
     /// Bottom to top.
     const std::vector<StackedWindow>& windows() const { return windows_; }
-    /// Nothing for a window that is no top-level one.
+    /// Null for a window that is not a top-level one.
     const StackedWindow* find(xcb_window_t window) const;
 
-    /// Where other windows lie over a window, on the root window.
+    /// Where other windows cover a window, on the root window.
     std::vector<PixelRect> coverOf(const StackedWindow& window) const;
 
-    /// Puts a window on top.
+    /// Adds a window on top.
     void add(StackedWindow window);
-    /// Takes in an event that came at that time; nothing when it changes no top-level window.
-    std::optional<StackChange> take(const xcb_generic_event_t& event, Time now);
-    /// Takes in what was asked for. The geometry counts only where events did not tell it.
-    void learn(xcb_window_t window, const PixelRect& frame, int border, WindowNature nature);
-    /// The window's nature is another one now.
-    std::optional<StackChange> forgetNature(xcb_window_t window);
+    /// Applies an event that arrived at time `now`; nothing when it changes no top-level window.
+    std::optional<StackChange> apply(const xcb_generic_event_t& event, Time now);
+    /// Sets what was queried. The geometry is used only where no event contained it.
+    void setAttributes(xcb_window_t window, const PixelRect& frame, int border, WindowAttributes attributes);
+    /// Marks a window's attributes as unknown because they changed.
+    std::optional<StackChange> forgetAttributes(xcb_window_t window);
 
  private:
     using Place = std::vector<StackedWindow>::iterator;
@@ -83,7 +84,7 @@ class WindowStack {
     std::optional<StackChange> circulate(const xcb_circulate_notify_event_t& event);
     std::optional<StackChange> reparent(const xcb_reparent_notify_event_t& event);
     std::optional<StackChange> move(const xcb_gravity_notify_event_t& event);
-    std::optional<StackChange> show(xcb_window_t id, bool viewable, Time now);
+    std::optional<StackChange> setViewable(xcb_window_t id, bool viewable, Time now);
 
     xcb_window_t root_;
     std::vector<StackedWindow> windows_;

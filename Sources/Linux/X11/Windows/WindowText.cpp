@@ -7,7 +7,7 @@ namespace lumicrate::x11 {
 
 namespace {
 
-constexpr std::string_view unreadable = "\uFFFD";
+constexpr std::string_view replacement = "\uFFFD";
 constexpr char escape = '\x1b';
 
 std::string_view untilZero(std::string_view bytes) {
@@ -18,10 +18,10 @@ unsigned char byteAt(std::string_view bytes, std::size_t at) {
     return at < bytes.size() ? static_cast<unsigned char>(bytes[at]) : 0;
 }
 
-/// How a character of several bytes begins: how long it is, and which second bytes make it no longer than it
-/// has to be, no half of a surrogate pair and no number beyond Unicode.
+/// The first byte of a character: the character's length, and the range of second bytes that excludes
+/// overlong forms, surrogates and values beyond Unicode.
 struct Lead {
-    std::size_t length = 0;  ///< 0 for a byte that begins no character
+    std::size_t length = 0;  ///< 0 for a byte that cannot be first
     unsigned char lowest = 0x80;
     unsigned char highest = 0xBF;
 };
@@ -38,7 +38,7 @@ Lead leadOf(unsigned char byte) {
     return {4};
 }
 
-/// How many of the first bytes make a character, or the beginning of one.
+/// The number of leading bytes that form a character, or the beginning of one.
 std::size_t wellFormed(std::string_view bytes, const Lead& lead) {
     const unsigned char second = byteAt(bytes, 1);
     if (lead.length < 2 || second < lead.lowest || second > lead.highest) return std::min(lead.length, 1UL);
@@ -58,7 +58,7 @@ void appendLatin1(std::string& text, char character) {
     }
 }
 
-/// The escape sequence at the front: intermediate bytes, and a final one.
+/// The escape sequence at the front without the escape: intermediate bytes and a final one.
 std::string_view escapeSequence(std::string_view bytes) {
     std::size_t length = 1;
     while (byteAt(bytes, length) >= 0x20 && byteAt(bytes, length) <= 0x2F)
@@ -74,7 +74,7 @@ std::string textFromUtf8(std::string_view bytes) {
     while (!bytes.empty()) {
         const Lead lead = leadOf(byteAt(bytes, 0));
         const std::size_t count = wellFormed(bytes, lead);
-        text += lead.length > 0 && count == lead.length ? bytes.substr(0, count) : unreadable;
+        text += lead.length > 0 && count == lead.length ? bytes.substr(0, count) : replacement;
         bytes.remove_prefix(std::max<std::size_t>(count, 1));
     }
     return text;
@@ -92,10 +92,10 @@ std::string textFromCompoundText(std::string_view bytes) {
     constexpr std::string_view utf8Ends = "\x1b%@";
     bytes = untilZero(bytes);
     std::string text;
-    // Bytes below and above 0x80 have a character set each.
+    // Bytes below 0x80 and above have separate character sets; plain ones are ASCII and Latin-1.
     bool plainLow = true;
     bool plainHigh = true;
-    bool inUnreadable = false;
+    bool inOtherSet = false;
     while (!bytes.empty()) {
         if (bytes.starts_with(utf8Begins)) {
             bytes.remove_prefix(utf8Begins.size());
@@ -107,13 +107,13 @@ std::string textFromCompoundText(std::string_view bytes) {
             const bool high = sequence.starts_with('-') || sequence.starts_with(')') ||
                               sequence.starts_with("$)") || sequence.starts_with("$-");
             (high ? plainHigh : plainLow) = sequence == (high ? "-A" : "(B");
-            inUnreadable = false;
+            inOtherSet = false;
             bytes.remove_prefix(1 + sequence.size());
         } else {
             const bool plain = byteAt(bytes, 0) < 0x80 ? plainLow : plainHigh;
             if (plain) appendLatin1(text, bytes.front());
-            if (!plain && !inUnreadable) text += unreadable;
-            inUnreadable = !plain;
+            if (!plain && !inOtherSet) text += replacement;
+            inOtherSet = !plain;
             bytes.remove_prefix(1);
         }
     }

@@ -1,5 +1,5 @@
 #include "Linux/X11/Capture/FilteredContent.h"
-#include "Linux/X11/Windows/TopLevel.h"
+#include "Linux/X11/Windows/WindowOrder.h"
 #include "Tests/Linux/X11/ScreenStage.h"
 #include "Tests/Linux/X11/TestWindow.h"
 
@@ -480,10 +480,10 @@ TEST_P(UncomposedContentFilterTests, PixelsAreUsedOnlyIfNothingHappenedBeforeThe
         meanwhile();
         const auto pictures = reader.read(reads);
         while (const Reply<xcb_generic_event_t> event{xcb_poll_for_event(connection.get())})
-            content.hears(*event);
+            content.handleEvent(*event);
         std::pair<std::int64_t, std::int64_t> found;
         for (std::size_t i = 0; i < reads.size(); ++i) {
-            for (const PixelRect& part : content.usable(i)) {
+            for (const PixelRect& part : content.usableParts(i)) {
                 for (int y = part.y; pictures[i] && y < part.maxY(); ++y) {
                     const std::uint32_t* const row = pictures[i]->row(y - reads[i].rect.y) - reads[i].rect.x;
                     for (int x = part.x; x < part.maxX(); ++x)

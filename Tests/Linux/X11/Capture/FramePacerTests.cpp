@@ -85,7 +85,7 @@ TEST(FramePacerTests, AFrameAfterAPauseEarnsNoExtraFrames) {
 TEST(FramePacerTests, FruitlessLooksKeepAShorterDistance) {
     FramePacer pacer(100ms);
     pacer.delivered(0ms);
-    pacer.looked(3s);
+    pacer.checked(3s);
     EXPECT_EQ(pacer.due(), 3s + 25ms);
 }
 

@@ -1,5 +1,4 @@
-#include "Linux/X11/Windows/TopLevel.h"
-#include "Linux/X11/Windows/WindowLevel.h"
+#include "Linux/X11/Windows/WindowOrder.h"
 #include "Linux/X11/Windows/WindowList.h"
 #include "Tests/Linux/X11/TestWindow.h"
 #include "Tests/Stage/Xvfb.h"

@@ -1,5 +1,5 @@
-#include "Linux/X11/Capture/ContentRule.h"
-#include "Linux/X11/Capture/LingeringArea.h"
+#include "Linux/X11/Capture/FilteredContent.h"
+#include "Linux/X11/Capture/RecentArea.h"
 #include "Linux/X11/Windows/WindowStack.h"
 
 #include <gmock/gmock.h>
@@ -24,7 +24,7 @@ class WindowStackTests : public testing::Test {
         event.response_type = type;
         xcb_generic_event_t generic{};
         std::memcpy(&generic, &event, std::min(sizeof event, sizeof generic));
-        return stack.take(generic, 7s);
+        return stack.apply(generic, 7s);
     }
     template <class Event>
     static Event on(xcb_window_t window) {
@@ -134,18 +134,18 @@ TEST_F(WindowStackTests, WhatIsAskedForCompletesWhatEventsTell) {
     create(10);
     reparent(20, root);
     for (const xcb_window_t window : {10U, 20U})
-        stack.learn(window, {1, 2, 3, 4}, 0, {.known = true});
+        stack.setAttributes(window, {1, 2, 3, 4}, 0, {.known = true});
     EXPECT_EQ(stack.find(10)->frame, (PixelRect{0, 0, 100, 50})) << "events know better";
     EXPECT_EQ(stack.find(20)->frame, (PixelRect{1, 2, 3, 4}));
-    ASSERT_TRUE(stack.forgetNature(10));
-    EXPECT_FALSE(stack.find(10)->nature.known);
-    EXPECT_FALSE(stack.forgetNature(99));
+    ASSERT_TRUE(stack.forgetAttributes(10));
+    EXPECT_FALSE(stack.find(10)->attributes.known);
+    EXPECT_FALSE(stack.forgetAttributes(99));
 }
 
 /// Bottom to top: 10 all over, 20 translucent, 30 with a hole, 40 small, 50 without pixels, 60 not mapped.
 class ContentRuleTests : public testing::Test {
  protected:
-    void add(xcb_window_t id, const PixelRect& frame, const WindowNature& nature, bool viewable = true) {
+    void add(xcb_window_t id, const PixelRect& frame, const WindowAttributes& nature, bool viewable = true) {
         stack.add({id, frame, 0, viewable, {}, nature});
     }
     void SetUp() override {
@@ -193,8 +193,8 @@ TEST_F(ContentRuleTests, WhatLiesOverAWindowIsCounted) {
     EXPECT_THAT(stack.coverOf(*stack.find(40)), IsEmpty());
 }
 
-TEST(LingeringAreaTests, AnAreaLingersAndATrailDoesNotGrowForEver) {
-    LingeringArea area;
+TEST(RecentAreaTests, AnAreaLingersAndATrailDoesNotGrowForEver) {
+    RecentArea area;
     EXPECT_FALSE(area.nextExpiry());
     area.add({0, 0, 10, 10}, 1000ms);
     area.add({100, 0, 10, 10}, 1010ms);
@@ -208,7 +208,7 @@ TEST(LingeringAreaTests, AnAreaLingersAndATrailDoesNotGrowForEver) {
     EXPECT_THAT(area.rectangles(), ElementsAre(PixelRect{5, 5, 10, 10}));
 
     // A window dragged for two seconds leaves the trail of the last one only.
-    LingeringArea trail;
+    RecentArea trail;
     for (int i = 0; i < 2000; ++i) {
         const auto now = std::chrono::milliseconds(i);
         trail.expire(now);

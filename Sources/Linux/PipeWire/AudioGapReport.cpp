@@ -1,4 +1,4 @@
-#include "Linux/PipeWire/SoundLosses.h"
+#include "Linux/PipeWire/AudioGapReport.h"
 
 #include "Support/Text.h"
 
@@ -8,27 +8,27 @@ namespace lumicrate::pipewire {
 
 namespace {
 
-/// Nobody needs to be told of less.
-constexpr std::chrono::seconds noticeable{1};
+/// Shorter gaps are not reported.
+constexpr std::chrono::seconds minGap{1};
 
 std::string inQuotes(const std::string& name) {
     return localized("“") + name + localized("”");
 }
 
-std::string lasting(SoundLosses::Time time) {
+std::string durationText(AudioGapReport::Time time) {
     return localized(" for ") + formatElapsed(std::chrono::duration<double>(time).count());
 }
 
-std::string whatIsMissing(const SoundLosses::Track& track, SoundLosses::Obstacle reason) {
-    switch (reason) {
-        case SoundLosses::Obstacle::noServer:
+std::string gapText(const AudioGapReport::Track& track, AudioGapReport::Cause cause) {
+    switch (cause) {
+        case AudioGapReport::Cause::noServer:
             return localized("The sound server was gone");
-        case SoundLosses::Obstacle::noDevice:
+        case AudioGapReport::Cause::noDevice:
             if (track.chosen)
                 return localized("The microphone ") + inQuotes(*track.chosen) + localized(" was missing");
             return track.isMicrophone ? localized("The microphone was missing")
                                       : localized("The sound output was missing");
-        case SoundLosses::Obstacle::none:
+        case AudioGapReport::Cause::none:
             break;
     }
     return track.isMicrophone ? localized("The sound server gave no sound of the microphone")
@@ -37,40 +37,40 @@ std::string whatIsMissing(const SoundLosses::Track& track, SoundLosses::Obstacle
 
 }  // namespace
 
-void SoundLosses::expectFrom(Time start) {
+void AudioGapReport::expectFrom(Time start) {
     until_ = std::max(until_.value_or(start), start);
 }
 
-void SoundLosses::heard(Time from, Time until) {
+void AudioGapReport::addSound(Time from, Time until) {
     countGap(from);
     if (replaced_) replacedFor_ += until - from;
     until_ = std::max(until_.value_or(until), until);
-    reason_ = obstacle_;
+    gapCause_ = cause_;
 }
 
-void SoundLosses::setObstacle(Obstacle obstacle) {
-    obstacle_ = obstacle;
-    reason_ = std::max(reason_, obstacle);
+void AudioGapReport::setCause(Cause cause) {
+    cause_ = cause;
+    gapCause_ = std::max(gapCause_, cause);
 }
 
-void SoundLosses::finish(Time end) {
+void AudioGapReport::finish(Time end) {
     countGap(end);
     until_ = end;
 }
 
-void SoundLosses::countGap(Time until) {
-    if (until_ && until - *until_ > noticeable) missing_[reason_] += until - *until_;
+void AudioGapReport::countGap(Time until) {
+    if (until_ && until - *until_ > minGap) missing_[gapCause_] += until - *until_;
 }
 
-std::vector<std::string> SoundLosses::sentences() const {
+std::vector<std::string> AudioGapReport::sentences() const {
     std::vector<std::string> all;
-    for (const auto& [reason, time] : missing_) {
-        all.push_back(whatIsMissing(track_, reason) + lasting(time) +
+    for (const auto& [cause, time] : missing_) {
+        all.push_back(gapText(track_, cause) + durationText(time) +
                       (track_.isMicrophone ? localized("; the microphone's sound is silent there.")
                                            : localized("; the system sound is silent there.")));
     }
-    if (replacedFor_ > noticeable) {
-        all.push_back(whatIsMissing(track_, Obstacle::noDevice) + lasting(replacedFor_) +
+    if (replacedFor_ > minGap) {
+        all.push_back(gapText(track_, Cause::noDevice) + durationText(replacedFor_) +
                       localized("; the default one was recorded instead."));
     }
     return all;

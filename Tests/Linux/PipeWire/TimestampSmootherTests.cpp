@@ -1,4 +1,4 @@
-#include "Linux/PipeWire/StampSmoother.h"
+#include "Linux/PipeWire/TimestampSmoother.h"
 
 #include <gtest/gtest.h>
 
@@ -8,7 +8,7 @@
 #include <random>
 #include <vector>
 
-using lumicrate::pipewire::StampSmoother;
+using lumicrate::pipewire::TimestampSmoother;
 using std::chrono::nanoseconds;
 using namespace std::chrono_literals;
 
@@ -43,7 +43,7 @@ TEST_P(SmootherForAnHour, staysCloseToTheTruthAndContiguous) {
     std::mt19937 random(7);
     std::uniform_real_distribution<double> jitter(-given.jitter, given.jitter);
     std::bernoulli_distribution late(given.lateShare);
-    StampSmoother smoother(rate);
+    TimestampSmoother smoother(rate);
     const nanoseconds stretch = length(given.drift);
     const double nominal = length(0).count() / 1e9;
     double worst = 0;
@@ -81,9 +81,9 @@ INSTANTIATE_TEST_SUITE_P(, SmootherForAnHour,
                                          Disturbance{"sometimesAStretchLate", 100e-6, 0.0002, 0.005, 2e-3}),
                          [](const auto& each) { return std::string(each.param.name); });
 
-TEST(StampSmoother, neverLagsAMillisecondBehindADriftFromTheFirstStretchOn) {
+TEST(TimestampSmoother, neverLagsAMillisecondBehindADriftFromTheFirstStretchOn) {
     for (const double drift : {-500e-6, 500e-6}) {
-        StampSmoother smoother(rate);
+        TimestampSmoother smoother(rate);
         for (int i = 0; i < 30 * rate / frames; ++i) {
             const nanoseconds truth = start + i * length(drift);
             const auto stamp = smoother.stamp(truth, frames);
@@ -93,8 +93,8 @@ TEST(StampSmoother, neverLagsAMillisecondBehindADriftFromTheFirstStretchOn) {
     }
 }
 
-TEST(StampSmoother, worksOffAWrongBeginningWithinSeconds) {
-    StampSmoother smoother(rate);
+TEST(TimestampSmoother, worksOffAWrongBeginningWithinSeconds) {
+    TimestampSmoother smoother(rate);
     nanoseconds off{};
     for (int i = 0; i < 10 * rate / frames; ++i) {
         const nanoseconds truth = start + i * length(0);
@@ -103,8 +103,8 @@ TEST(StampSmoother, worksOffAWrongBeginningWithinSeconds) {
     EXPECT_LT(std::abs(off.count()), 1'000'000);
 }
 
-TEST(StampSmoother, showsAGapWhereTheReportsJumpAhead) {
-    StampSmoother smoother(rate);
+TEST(TimestampSmoother, showsAGapWhereTheReportsJumpAhead) {
+    TimestampSmoother smoother(rate);
     nanoseconds time = start;
     for (int i = 0; i < 100; ++i, time += length(0))
         smoother.stamp(time, frames);
@@ -115,8 +115,8 @@ TEST(StampSmoother, showsAGapWhereTheReportsJumpAhead) {
     EXPECT_EQ(smoother.stamp(time + length(0), frames).value(), time + length(0));
 }
 
-TEST(StampSmoother, showsAShortGapThatItIsToldOf) {
-    StampSmoother smoother(rate);
+TEST(TimestampSmoother, showsAShortGapThatItIsToldOf) {
+    TimestampSmoother smoother(rate);
     nanoseconds time = start;
     for (int i = 0; i < 100; ++i, time += length(0))
         smoother.stamp(time, frames);
@@ -125,8 +125,8 @@ TEST(StampSmoother, showsAShortGapThatItIsToldOf) {
     EXPECT_EQ(smoother.stamp(time, frames).value(), time);
 }
 
-TEST(StampSmoother, leavesOutWhatAJumpBackWouldStampTwice) {
-    StampSmoother smoother(rate);
+TEST(TimestampSmoother, leavesOutWhatAJumpBackWouldStampTwice) {
+    TimestampSmoother smoother(rate);
     nanoseconds time = start;
     for (int i = 0; i < 100; ++i, time += length(0))
         ASSERT_TRUE(smoother.stamp(time, frames));
@@ -141,8 +141,8 @@ TEST(StampSmoother, leavesOutWhatAJumpBackWouldStampTwice) {
     EXPECT_NEAR(static_cast<double>((*next - time).count()), 0, 10);
 }
 
-TEST(StampSmoother, takesStretchesOfAnyLength) {
-    StampSmoother smoother(rate);
+TEST(TimestampSmoother, takesStretchesOfAnyLength) {
+    TimestampSmoother smoother(rate);
     nanoseconds time = start;
     for (const std::int64_t each : {1024L, 1L, 333L, 4096L, 48000L, 240L}) {
         const auto stamp = smoother.stamp(time, each);

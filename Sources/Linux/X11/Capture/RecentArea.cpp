@@ -1,4 +1,4 @@
-#include "Linux/X11/Capture/LingeringArea.h"
+#include "Linux/X11/Capture/RecentArea.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -7,12 +7,13 @@ namespace lumicrate::x11 {
 
 namespace {
 
+/// Rectangles whose expiry differs by less than this are joined.
 constexpr std::chrono::milliseconds partDuration(60);
-constexpr std::size_t mostParts = 64;
+constexpr std::size_t maxParts = 64;
 
 }  // namespace
 
-void LingeringArea::add(const PixelRect& rect, Time until) {
+void RecentArea::add(const PixelRect& rect, Time until) {
     if (rect.isEmpty()) return;
     std::erase_if(parts_, [&](const Part& part) { return part.rect.intersection(rect) == part.rect; });
     const auto near = std::find_if(parts_.begin(), parts_.end(), [&](const Part& part) {
@@ -24,23 +25,23 @@ void LingeringArea::add(const PixelRect& rect, Time until) {
         return;
     }
     parts_.push_back({rect, until, until});
-    if (parts_.size() <= mostParts) return;
+    if (parts_.size() <= maxParts) return;
     parts_[1].rect = parts_[1].rect.boundingUnion(parts_[0].rect);
     parts_.erase(parts_.begin());
 }
 
-void LingeringArea::expire(Time now) {
+void RecentArea::expire(Time now) {
     std::erase_if(parts_, [now](const Part& part) { return part.until <= now; });
 }
 
-std::optional<LingeringArea::Time> LingeringArea::nextExpiry() const {
+std::optional<RecentArea::Time> RecentArea::nextExpiry() const {
     std::optional<Time> next;
     for (const Part& part : parts_)
         next = std::min(next.value_or(part.until), part.until);
     return next;
 }
 
-std::vector<PixelRect> LingeringArea::rectangles() const {
+std::vector<PixelRect> RecentArea::rectangles() const {
     std::vector<PixelRect> rects;
     rects.reserve(parts_.size());
     for (const Part& part : parts_)

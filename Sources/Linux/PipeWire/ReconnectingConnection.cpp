@@ -1,6 +1,7 @@
-#include "Linux/PipeWire/LastingConnection.h"
+#include "Linux/PipeWire/ReconnectingConnection.h"
 
 #include "Support/Error.h"
+#include "Support/Log.h"
 
 #include <utility>
 
@@ -9,64 +10,65 @@ namespace lumicrate::pipewire {
 namespace {
 
 constexpr std::chrono::milliseconds reconnectInterval{1000};
-/// What belongs together comes in bursts.
-constexpr std::chrono::milliseconds shortestInterval{200};
+/// Related changes come in bursts.
+constexpr std::chrono::milliseconds minInterval{200};
 
 }  // namespace
 
-LastingConnection::LastingConnection(std::unique_ptr<Connection> first, Handlers handlers)
+ReconnectingConnection::ReconnectingConnection(std::unique_ptr<Connection> first, Handlers handlers)
     : handlers_(std::move(handlers)), connection_(std::move(first)) {
     thread_ = std::thread([this] { run(); });
 }
 
-LastingConnection::~LastingConnection() {
+ReconnectingConnection::~ReconnectingConnection() {
     end();
 }
 
-void LastingConnection::end() {
+void ReconnectingConnection::end() {
     {
         const std::lock_guard lock(mutex_);
         ending_ = true;
-        woken_.notify_all();
+        wakeUp_.notify_all();
     }
     if (thread_.joinable()) thread_.join();
 }
 
-/// From any thread, also with a session's lock held.
-void LastingConnection::poke() {
+/// Any thread, also with the session's lock held.
+void ReconnectingConnection::wake() {
     const std::lock_guard lock(mutex_);
-    poked_ = true;
-    woken_.notify_all();
+    wakePending_ = true;
+    wakeUp_.notify_all();
 }
 
-void LastingConnection::run() {
+void ReconnectingConnection::run() {
     if (connection_) {
         const Session::Lock lock(connection_->session);
-        connection_->session.setOnChange([this] { poke(); });
+        connection_->session.setOnChange([this] { wake(); });
     }
     std::unique_lock lock(mutex_);
     while (!ending_) {
-        // What changes from here on is for the next round.
-        poked_ = false;
+        // Changes from here on are for the next round.
+        wakePending_ = false;
         lock.unlock();
-        const std::optional<Patience> again = follow();
+        const std::optional<Delay> again = check();
         lock.lock();
-        woken_.wait_for(lock, shortestInterval, [this] { return ending_; });
-        const auto due = [this] { return ending_ || poked_; };
+        wakeUp_.wait_for(lock, minInterval, [this] { return ending_; });
+        const auto due = [this] { return ending_ || wakePending_; };
         if (again) {
-            woken_.wait_for(lock, *again, due);
+            wakeUp_.wait_for(lock, *again, due);
         } else {
-            woken_.wait(lock, due);
+            wakeUp_.wait(lock, due);
         }
     }
 }
 
-std::optional<LastingConnection::Patience> LastingConnection::follow() {
+std::optional<ReconnectingConnection::Delay> ReconnectingConnection::check() {
     const auto isAlive = [this] {
         const Session::Lock lock(connection_->session);
         return connection_->session.isAlive();
     };
     if (connection_ && !isAlive()) {
+        log(LogArea::audio, "sound server lost");
         handlers_.onLost();
         connection_.reset();
     }
@@ -74,14 +76,15 @@ std::optional<LastingConnection::Patience> LastingConnection::follow() {
     return connection_ ? handlers_.onChange(*connection_) : reconnectInterval;
 }
 
-void LastingConnection::reconnect() {
+void ReconnectingConnection::reconnect() {
     try {
         auto next = std::make_unique<Connection>();
         const Session::Lock lock(next->session);
-        next->session.setOnChange([this] { poke(); });
+        next->session.setOnChange([this] { wake(); });
         connection_ = std::move(next);
+        log(LogArea::audio, "sound server connected again");
     } catch (const PlatformError&) {
-        // There is none yet.
+        // Not running yet.
     }
 }
 

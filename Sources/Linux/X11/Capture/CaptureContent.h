@@ -1,0 +1,75 @@
+// CaptureContent: where a capture reads its pixels, and which of them may be used. There are two strategies:
+// ScreenContent reads the screen as it is; FilteredContent follows a filter that names windows.
+#pragma once
+
+#include "Linux/X11/Capture/DamageTracker.h"
+#include "Linux/X11/Capture/ScreenReader.h"
+#include "Linux/X11/Capture/SourceGeometry.h"
+#include "Linux/X11/Pixels/BlockRegion.h"
+#include "Linux/X11/Server/Connection.h"
+
+#include <chrono>
+#include <cstddef>
+#include <optional>
+#include <vector>
+
+namespace lumicrate::x11 {
+
+/// One update calls prepare(), requestDamage(), collectDamage() and plan(), in this order. Then the caller
+/// reads the planned rectangles, passes all events that have arrived to handleEvent(), and uses of each read
+/// only usableParts(). Block regions are the source's; rectangles are on the root window. One thread at a
+/// time. All operations throw PlatformError when the server is lost.
+class CaptureContent {
+ public:
+    using Time = std::chrono::nanoseconds;  ///< host clock
+
+    virtual ~CaptureContent() = default;
+
+    /// Whether the event may change the picture.
+    virtual bool handleEvent(const xcb_generic_event_t& event) = 0;
+    /// Sets what the update shows. Adds to `unread` the blocks whose origin has changed.
+    virtual void prepare(const SourceGeometry& geometry, BlockRegion& unread) = 0;
+    /// Sends the request for collectDamage(), so that other requests can be sent along.
+    virtual void requestDamage() = 0;
+    /// Adds to `unread` the blocks that were drawn on.
+    virtual void collectDamage(BlockRegion& unread) = 0;
+    /// The rectangles to read now, in order to update `unread`.
+    virtual std::vector<PixelRead> plan(const BlockRegion& unread) = 0;
+    /// The parts of the planned read with that index that show what they should.
+    virtual std::vector<PixelRect> usableParts(std::size_t read) const = 0;
+
+    /// The server refused a planned read of a window's pixels.
+    virtual void windowReadFailed(std::size_t /*read*/) {}
+    /// Removes the blocks that a later update should read because they are not reliable yet.
+    virtual void removeHeldBack(BlockRegion& /*blocks*/) const {}
+    /// When to update without any event; nothing for never.
+    virtual std::optional<Time> nextUpdate() const { return std::nullopt; }
+    /// The frame of the window that is recorded alone; nothing while it is not viewable.
+    virtual std::optional<PixelRect> recordedFrame() const { return std::nullopt; }
+    /// Whether the picture stays as it is because the recorded window is not viewable.
+    virtual bool isFrozen() const { return false; }
+    /// The root window may have another size.
+    virtual void layoutChanged() {}
+};
+
+/// The screen as it is, with all windows.
+class ScreenContent final : public CaptureContent {
+ public:
+    /// `connection` must outlive the content.
+    explicit ScreenContent(const Connection& connection);
+
+    bool handleEvent(const xcb_generic_event_t& event) override { return damage_.handleEvent(event); }
+    void prepare(const SourceGeometry& geometry, BlockRegion& unread) override;
+    void requestDamage() override { damage_.request(); }
+    void collectDamage(BlockRegion& unread) override;
+    std::vector<PixelRead> plan(const BlockRegion& unread) override;
+    std::vector<PixelRect> usableParts(std::size_t read) const override { return {planned_[read]}; }
+
+ private:
+    xcb_window_t root_;
+    DamageTracker damage_;
+    SourceGeometry geometry_;
+    std::vector<PixelRect> planned_;
+};
+
+}  // namespace lumicrate::x11
