@@ -1,10 +1,7 @@
 #include "Benchmarks/Clip.h"
 
 #include "Linux/X11/Pixels/Nv12Converter.h"
-#include "Tests/Stage/Scene/Font.h"
-#include "Tests/Stage/Scene/Image.h"
-#include "Tests/Stage/Scene/Landscape.h"
-#include "Tests/Stage/Scene/Page.h"
+#include "Tests/Stage/Scene/SceneImages.h"
 
 #include <functional>
 #include <map>

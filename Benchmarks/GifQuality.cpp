@@ -8,8 +8,10 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstdint>
 #include <fstream>
+#include <limits>
 #include <stdexcept>
 #include <vector>
 
@@ -19,11 +21,24 @@ namespace {
 
 using stage::Plane;
 
+/// In dB; infinite when the planes, of one size, are equal.
+double peakSignalToNoise(const Plane& one, const Plane& other) {
+    double sum = 0;
+    for (int y = 0; y < one.height; ++y) {
+        for (int x = 0; x < one.width; ++x) {
+            const double difference = one.at(x, y) - other.at(x, y);
+            sum += difference * difference;
+        }
+    }
+    if (sum == 0) return std::numeric_limits<double>::infinity();
+    return 10 * std::log10(255.0 * 255.0 * one.width * one.height / sum);
+}
+
 double meanNoise(const std::array<Plane, 3>& one, const std::array<Plane, 3>& other) {
     constexpr double equal = 100;  // in place of infinity, so that a mean can be taken
     double sum = 0;
     for (std::size_t i = 0; i < 3; ++i)
-        sum += std::min(stage::peakSignalToNoise(one[i], other[i]), equal);
+        sum += std::min(peakSignalToNoise(one[i], other[i]), equal);
     return sum / 3;
 }
 

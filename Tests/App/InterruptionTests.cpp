@@ -141,7 +141,7 @@ class SmallVolume {
     static std::optional<std::vector<std::string>> privateMounts() {
         for (const char* mounts : {"-m", "-Urm"}) {
             stage::ChildProcess::Options quiet;
-            quiet.output = stage::ChildProcess::Output::Discard;
+            quiet.output = stage::ChildProcess::Output::Capture;
             stage::ChildProcess attempt({"unshare", mounts, "mount", "-t", "tmpfs", "none", "/mnt"}, quiet);
             if (attempt.mustEnd(30).exitStatus == 0) return std::vector<std::string>{"unshare", mounts};
         }

@@ -11,8 +11,10 @@
 
 #include <cerrno>
 #include <chrono>
+#include <csignal>
 #include <cstring>
 #include <stdexcept>
+#include <tuple>
 #include <utility>
 
 namespace lumicrate::stage {
@@ -30,7 +32,7 @@ int millisecondsUntil(Clock::time_point deadline) {
     return static_cast<int>(std::max<decltype(left)>(left, 0));
 }
 
-// glibc's own wrapper is declared without C linkage in some releases.
+// Some releases of glibc declare their wrapper without C linkage.
 int openProcess(pid_t pid) {
     return static_cast<int>(syscall(SYS_pidfd_open, pid, 0));
 }
@@ -70,21 +72,19 @@ double seconds(const timeval& time) {
     return static_cast<double>(time.tv_sec) + 1e-6 * static_cast<double>(time.tv_usec);
 }
 
-// Everything the child needs, laid out before the fork: between fork and exec nothing may be allocated.
+/// Prepared before the fork, because nothing may be allocated between fork and exec.
 struct Launch {
     char* const* arguments;
     char* const* environment;
-    int output;  // -1: left alone
+    int output;  ///< -1: inherited
     int error;
-    int kept;
     int report;
     bool ownGroup;
-    int signalOnParentDeath;
     pid_t parent;
 };
 
 [[noreturn]] void becomeProgram(const Launch& launch) {
-    prctl(PR_SET_PDEATHSIG, launch.signalOnParentDeath);
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
     if (getppid() != launch.parent) _exit(127);  // the parent died before the line above
     if (launch.ownGroup) setpgid(0, 0);
 
@@ -95,7 +95,6 @@ struct Launch {
 
     if (launch.output >= 0) dup2(launch.output, STDOUT_FILENO);
     if (launch.error >= 0) dup2(launch.error, STDERR_FILENO);
-    if (launch.kept >= 0) fcntl(launch.kept, F_SETFD, 0);
 
     execvpe(launch.arguments[0], launch.arguments, launch.environment);
     const int error = errno;
@@ -119,45 +118,29 @@ void Descriptor::close() {
 }
 
 ChildProcess::ChildProcess(std::vector<std::string> arguments, Options options)
-    : name_(arguments.at(0)), options_(std::move(options)) {
-    auto environment = mergedEnvironment(options_.environment);
+    : name_(arguments.at(0)), ownGroup_(options.ownGroup) {
+    auto environment = mergedEnvironment(options.environment);
     const auto argumentPointers = pointers(arguments);
     const auto environmentPointers = pointers(environment);
 
     Descriptor childOutput;
-    Descriptor childError;
-    switch (options_.output) {
-        case Output::Inherit:
-            break;
-        case Output::Discard:
-            childOutput = Descriptor(open("/dev/null", O_WRONLY | O_CLOEXEC));
-            break;
-        case Output::File:
-            childOutput = Descriptor(
-                open(options_.outputFile.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600));
-            if (childOutput.get() < 0) fail("Could not write " + options_.outputFile.string(), errno);
-            break;
-        case Output::Capture:
-            std::tie(output_, childOutput) = makePipe();
-            fcntl(output_.get(), F_SETFL, O_NONBLOCK);
-            // Room enough that a child seldom waits for a reader; standard error, in memory, never makes it
-            // wait.
-            fcntl(output_.get(), F_SETPIPE_SZ, 1 << 20);
-            error_ = Descriptor(memfd_create("stderr", MFD_CLOEXEC));
-            if (error_.get() < 0) fail("No room for standard error", errno);
-            break;
+    if (options.output == Output::Capture) {
+        std::tie(output_, childOutput) = makePipe();
+        fcntl(output_.get(), F_SETFL, O_NONBLOCK);
+        // A large pipe, so that the child rarely waits for a reader. Standard error is in memory: it never
+        // makes the child wait.
+        fcntl(output_.get(), F_SETPIPE_SZ, 1 << 20);
+        error_ = Descriptor(memfd_create("stderr", MFD_CLOEXEC));
+        if (error_.get() < 0) fail("No memory for standard error", errno);
     }
 
     auto [report, childReport] = makePipe();
-    const int errorTarget = error_.get() >= 0 ? error_.get() : childOutput.get();
     const Launch launch{argumentPointers.data(),
                         environmentPointers.data(),
                         childOutput.get(),
-                        errorTarget,
-                        options_.keptDescriptor,
+                        error_.get(),
                         childReport.get(),
-                        options_.ownGroup,
-                        options_.signalOnParentDeath,
+                        ownGroup_,
                         getpid()};
     pid_ = fork();
     if (pid_ < 0) fail("Could not start " + name_, errno);
@@ -185,12 +168,8 @@ ChildProcess::ChildProcess(std::vector<std::string> arguments, Options options)
 ChildProcess::~ChildProcess() {
     try {
         terminate();
-    } catch (...) {  // NOLINT: a child that cannot be ended is no reason to end this process
+    } catch (...) {  // NOLINT: destructors do not throw
     }
-}
-
-bool ChildProcess::isRunning() {
-    return !wait(0);
 }
 
 std::optional<ChildResult> ChildProcess::wait(double timeout) {
@@ -223,16 +202,16 @@ ChildResult ChildProcess::mustEnd(double timeout) {
 }
 
 void ChildProcess::sendSignal(int number) const {
-    kill(options_.ownGroup ? -pid_ : pid_, number);
+    kill(ownGroup_ ? -pid_ : pid_, number);
 }
 
 void ChildProcess::signal(int number) {
     if (isRunning()) sendSignal(number);
 }
 
-ChildResult ChildProcess::terminate(double patience) {
+ChildResult ChildProcess::terminate(double timeout) {
     signal(SIGTERM);
-    if (!wait(patience)) sendSignal(SIGKILL);
+    if (!wait(timeout)) sendSignal(SIGKILL);
     return mustEnd(30);
 }
 
@@ -282,15 +261,17 @@ std::string ChildProcess::standardError() const {
     return text;
 }
 
+ProgramRun runToEnd(std::vector<std::string> arguments, double seconds, const Environment& environment) {
+    ChildProcess child(std::move(arguments), {environment, ChildProcess::Output::Capture});
+    const int status = child.mustEnd(seconds).exitStatus;
+    return {status, child.standardOutput(), child.standardError()};
+}
+
 std::string runProgram(std::vector<std::string> arguments, const Environment& environment, double seconds) {
     const std::string name = arguments.at(0);
-    ChildProcess::Options options;
-    options.environment = environment;
-    options.output = ChildProcess::Output::Capture;
-    ChildProcess child(std::move(arguments), options);
-    const auto result = child.mustEnd(seconds);
-    if (result.exitStatus != 0) throw std::runtime_error(name + " failed: " + child.standardError());
-    return child.standardOutput();
+    ProgramRun run = runToEnd(std::move(arguments), seconds, environment);
+    if (run.status != 0) throw std::runtime_error(name + " failed: " + run.error);
+    return std::move(run.output);
 }
 
 }  // namespace lumicrate::stage

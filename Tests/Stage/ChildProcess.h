@@ -1,14 +1,11 @@
-// ChildProcess: a program that runs beside this one and never outlives it.
+// ChildProcess: runs a program beside this process and never lets it outlive this process.
 //
-// The child is started directly (no shell), is signalled by the kernel when the thread that started it ends,
-// and is ended and reaped when this object goes. Start children from a thread that lives as long as they
-// shall.
+// The program is started directly, without a shell. The kernel kills it when the thread that started it ends,
+// so start it from a thread that lives long enough. The destructor ends and reaps it.
 #pragma once
 
 #include <sys/types.h>
 
-#include <csignal>
-#include <filesystem>
 #include <map>
 #include <optional>
 #include <string>
@@ -16,7 +13,7 @@
 
 namespace lumicrate::stage {
 
-// A descriptor that closes itself.
+/// Owns a file descriptor.
 class Descriptor {
  public:
     Descriptor() = default;
@@ -32,18 +29,16 @@ class Descriptor {
     int fd_ = -1;
 };
 
-// Variables set for a child on top of this process's own; no value removes the variable.
+/// Changes to this process's environment for a child; no value removes the variable.
 using Environment = std::map<std::string, std::optional<std::string>>;
 
-// How a child ended and what it cost (its own reaped children included in the CPU time).
+/// How a child ended and what it cost. CPU time includes the children that it reaped.
 struct ChildResult {
-    int exitStatus = 0;  // what a shell would report: 128 + signal for a killed one
-    int signal = 0;      // 0 when it ended by itself
+    int exitStatus = 0;  ///< as a shell reports it: 128 + signal for a killed child
+    int signal = 0;      ///< 0 when it exited
     double userSeconds = 0;
     double systemSeconds = 0;
-    // Never below what this process held resident when it forked: the kernel counts the moment before exec as
-    // well.
-    long maxResidentKiB = 0;
+    long maxResidentKiB = 0;  ///< at least what this process held when it forked
 
     double cpuSeconds() const { return userSeconds + systemSeconds; }
 };
@@ -52,49 +47,39 @@ class ChildProcess {
  public:
     enum class Output {
         Inherit,
-        Discard,
-        Capture,  // standard output and standard error apart, to be read with the operations below
-        File,     // both appended to Options::outputFile
+        Capture,  ///< standard output and standard error apart, for the operations below
     };
-
     struct Options {
-        Environment environment;
+        Environment environment = {};
         Output output = Output::Inherit;
-        std::filesystem::path outputFile;
-        // A group of its own keeps a terminal's Ctrl-C away and lets signals reach the child's children too.
+        /// In a process group of its own, a terminal's Ctrl-C does not reach it, and signals reach its
+        /// children too.
         bool ownGroup = true;
-        // SIGKILL is sure; a program with things to put away may rather be asked with SIGTERM.
-        int signalOnParentDeath = SIGKILL;
-        // A descriptor that the child inherits under its present number.
-        int keptDescriptor = -1;
     };
 
-    // Throws std::runtime_error when the program cannot be started (found in PATH, as a shell would).
+    /// Finds the program in PATH. Throws std::runtime_error when it cannot be started.
     ChildProcess(std::vector<std::string> arguments, Options options);
     explicit ChildProcess(std::vector<std::string> arguments)
         : ChildProcess(std::move(arguments), Options()) {}
     ChildProcess(const ChildProcess&) = delete;
     ChildProcess& operator=(const ChildProcess&) = delete;
-    // SIGTERM, a few seconds of patience, SIGKILL.
     ~ChildProcess();
 
     pid_t processId() const { return pid_; }
-    // Readable once the child has ended; for callers with a poll loop of their own.
-    int endDescriptor() const { return pidfd_.get(); }
-    bool isRunning();
+    bool isRunning() { return !wait(0); }
 
-    // Waits at most `seconds` for the end; nothing when it is still running then.
+    /// Nothing when it still runs after `seconds`.
     std::optional<ChildResult> wait(double seconds);
-    // The same, but throws std::runtime_error with the program's name when the time is up.
+    /// Throws std::runtime_error when it still runs after `seconds`.
     ChildResult mustEnd(double seconds);
 
-    // Does nothing when the child has ended already.
+    /// Does nothing when the child has ended.
     void signal(int number);
-    // Asks the child to end, insists after `patience` seconds, and reaps it.
-    ChildResult terminate(double patience = 5);
+    /// Sends SIGTERM, after `timeout` seconds SIGKILL, and reaps the child.
+    ChildResult terminate(double timeout = 5);
 
-    // With Output::Capture: the next line of standard output without its end; nothing at the end of the
-    // output or after `seconds`. Lines already handed out stay part of standardOutput().
+    /// The next line of captured standard output without its end; nothing at the end of the output or after
+    /// `seconds`. The line stays part of standardOutput().
     std::optional<std::string> readLine(double seconds);
     std::string standardOutput();
     std::string standardError() const;
@@ -104,7 +89,7 @@ class ChildProcess {
     void sendSignal(int number) const;
 
     std::string name_;
-    Options options_;
+    bool ownGroup_;
     pid_t pid_ = -1;
     Descriptor pidfd_;
     Descriptor output_;
@@ -115,8 +100,19 @@ class ChildProcess {
     std::optional<ChildResult> result_;
 };
 
-// Runs a program to its end and returns its standard output. Throws std::runtime_error, with what it wrote to
-// standard error, when it fails or takes longer than `seconds`.
+struct ProgramRun {
+    int status = 0;
+    std::string output;
+    std::string error;
+
+    std::string everything() const { return output + error; }
+};
+
+/// Runs a program to its end. Throws std::runtime_error when it does not start or takes longer than
+/// `seconds`.
+ProgramRun runToEnd(std::vector<std::string> arguments, double seconds = 60,
+                    const Environment& environment = {});
+/// The standard output of a program. Throws std::runtime_error, with its standard error, also when it fails.
 std::string runProgram(std::vector<std::string> arguments, const Environment& environment = {},
                        double seconds = 30);
 

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 #include <numbers>
 #include <stdexcept>
 
@@ -17,7 +16,7 @@ std::optional<std::size_t> onset(std::span<const float> samples, float threshold
 
 std::vector<std::size_t> onsets(std::span<const float> samples, float threshold, std::size_t quiet) {
     std::vector<std::size_t> found;
-    std::size_t silent = quiet;  // what comes before the first sample counts as silence
+    std::size_t silent = quiet;  // before the first sample there is silence
     for (std::size_t i = 0; i < samples.size(); ++i) {
         if (std::abs(samples[i]) <= threshold) {
             ++silent;
@@ -45,26 +44,23 @@ double toneAmplitude(std::span<const float> samples, int sampleRate, double freq
 }
 
 double toneFrequency(std::span<const float> samples, int sampleRate, double lowest, double highest) {
-    // At most a second is looked at; the peak is as wide as the reciprocal of that, so half of it is a safe
-    // first step.
-    const auto window = samples.first(std::min(samples.size(), static_cast<std::size_t>(sampleRate)));
-    const auto amplitude = [&](double frequency) { return toneAmplitude(window, sampleRate, frequency); };
-    double best = lowest;
-    double step =
-        std::max(0.5 * sampleRate / static_cast<double>(std::max<std::size_t>(window.size(), 1)), 5.0);
-    // A short piece first, for the coarse search: its peak is wide.
-    const auto piece = window.first(std::min(window.size(), static_cast<std::size_t>(sampleRate / 10)));
+    // A coarse search over a tenth of a second, whose peak is 10 Hz wide, then bisection over one second.
+    const auto second = samples.first(std::min(samples.size(), static_cast<std::size_t>(sampleRate)));
+    const auto piece = second.first(std::min(second.size(), static_cast<std::size_t>(sampleRate / 10)));
+    double step = 5;
+    double best = 0;
     double strongest = -1;
     for (double frequency = lowest; frequency <= highest; frequency += step) {
-        const double here = toneAmplitude(piece, sampleRate, frequency);
-        if (here > strongest) {
-            strongest = here;
+        const double amplitude = toneAmplitude(piece, sampleRate, frequency);
+        if (amplitude > strongest) {
+            strongest = amplitude;
             best = frequency;
         }
     }
     for (; step > 0.005; step /= 2) {
         for (const double candidate : {best - step, best + step}) {
-            if (amplitude(candidate) > amplitude(best)) best = candidate;
+            if (toneAmplitude(second, sampleRate, candidate) > toneAmplitude(second, sampleRate, best))
+                best = candidate;
         }
     }
     return best;
@@ -111,17 +107,11 @@ double similarityOfWindow(const Plane& one, const Plane& other, int left, int to
            ((meanOne * meanOne + meanOther * meanOther + c1) * (varianceOne + varianceOther + c2));
 }
 
-void requireSameSize(const Plane& one, const Plane& other) {
-    if (one.width != other.width || one.height != other.height) {
-        throw std::invalid_argument("Pictures of different sizes cannot be compared");
-    }
-}
-
 }  // namespace
 
 double structuralSimilarity(const Plane& one, const Plane& other) {
-    requireSameSize(one, other);
-    if (one.width < window || one.height < window) throw std::invalid_argument("The pictures are too small");
+    if (one.width != other.width || one.height != other.height || one.width < window || one.height < window)
+        throw std::invalid_argument("Pictures of these sizes cannot be compared");
     double sum = 0;
     long count = 0;
     for (int top = 0; top + window <= one.height; top += window / 2) {
@@ -131,19 +121,6 @@ double structuralSimilarity(const Plane& one, const Plane& other) {
         }
     }
     return sum / static_cast<double>(count);
-}
-
-double peakSignalToNoise(const Plane& one, const Plane& other) {
-    requireSameSize(one, other);
-    double sum = 0;
-    for (int y = 0; y < one.height; ++y) {
-        for (int x = 0; x < one.width; ++x) {
-            const double difference = one.at(x, y) - other.at(x, y);
-            sum += difference * difference;
-        }
-    }
-    if (sum == 0) return std::numeric_limits<double>::infinity();
-    return 10 * std::log10(255.0 * 255.0 * one.width * one.height / sum);
 }
 
 }  // namespace lumicrate::stage

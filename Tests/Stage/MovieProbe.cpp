@@ -4,6 +4,7 @@ extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavformat/avformat.h>
 #include <libavutil/channel_layout.h>
+#include <libavutil/intreadwrite.h>
 #include <libavutil/pixdesc.h>
 }
 
@@ -11,6 +12,7 @@ extern "C" {
 #include <cmath>
 #include <fstream>
 #include <stdexcept>
+#include <string_view>
 
 namespace lumicrate::stage {
 
@@ -37,9 +39,9 @@ std::string text(const char* name) {
     return name != nullptr ? name : "";
 }
 
-std::string metadata(const AVDictionary* dictionary, const char* key) {
+std::optional<std::string> metadata(const AVDictionary* dictionary, const char* key) {
     const auto* entry = av_dict_get(dictionary, key, nullptr, 0);
-    return entry != nullptr ? entry->value : "";
+    return entry != nullptr ? std::optional<std::string>(entry->value) : std::nullopt;
 }
 
 double inSeconds(std::int64_t value, AVRational timeBase) {
@@ -61,11 +63,7 @@ Track describe(const AVStream& stream) {
     track.codec = text(avcodec_get_name(codec.codec_id));
     track.codecTag = fourCharacters(codec.codec_tag);
     track.profile = text(avcodec_profile_name(codec.codec_id, codec.profile));
-    track.bitRate = codec.bit_rate;
-    track.name = metadata(stream.metadata, "title");
-    track.handler = metadata(stream.metadata, "handler_name");
-    track.language = metadata(stream.metadata, "language");
-    track.isEnabled = (stream.disposition & AV_DISPOSITION_DEFAULT) != 0;
+    track.handler = metadata(stream.metadata, "handler_name").value_or("");
     track.startTime = inSeconds(stream.start_time, stream.time_base);
     track.duration = inSeconds(stream.duration, stream.time_base);
     track.sampleCount = stream.nb_frames;
@@ -78,7 +76,6 @@ Track describe(const AVStream& stream) {
         track.colorTransfer = text(av_color_transfer_name(codec.color_trc));
         track.colorMatrix = text(av_color_space_name(codec.color_space));
         track.colorRange = text(av_color_range_name(codec.color_range));
-        track.averageFrameRate = stream.avg_frame_rate.den != 0 ? av_q2d(stream.avg_frame_rate) : 0;
     } else if (codec.codec_type == AVMEDIA_TYPE_AUDIO) {
         track.kind = Track::Kind::Audio;
         track.sampleRate = codec.sample_rate;
@@ -87,17 +84,17 @@ Track describe(const AVStream& stream) {
     return track;
 }
 
-// Decodes one track from a freshly opened file and hands over each frame that is presented, in order; the
-// visitor returns false to stop.
+/// Decodes one track of a file that was just opened and passes each presented frame, in order, to `visitor`,
+/// which returns false to stop.
 void decode(AVFormatContext* format, int trackIndex, const std::function<bool(const AVFrame&)>& visitor) {
     const auto* stream = format->streams[trackIndex];
     const auto* codec = avcodec_find_decoder(stream->codecpar->codec_id);
     if (codec == nullptr) throw std::runtime_error("There is no decoder for the track");
     const std::unique_ptr<AVCodecContext, FreeCodec> decoder(avcodec_alloc_context3(codec));
     check(avcodec_parameters_to_context(decoder.get(), stream->codecpar), "The track cannot be decoded");
-    // Without it the decoder cannot move a frame's time when it drops samples at its beginning.
+    // The decoder needs it to move a frame's time when it drops samples at its beginning.
     decoder->pkt_timebase = stream->time_base;
-    // Its threads synchronise in ways that a thread sanitizer cannot see into.
+    // The thread sanitizer does not understand how the decoder's threads synchronize.
     decoder->thread_count = 1;
     check(avcodec_open2(decoder.get(), codec, nullptr), "The decoder does not open");
 
@@ -140,7 +137,6 @@ Picture pictureOf(const AVFrame& frame, AVRational timeBase) {
     picture.width = frame.width;
     picture.height = frame.height;
     picture.isRgb = (description->flags & AV_PIX_FMT_FLAG_RGB) != 0;
-    picture.isFullRange = frame.color_range == AVCOL_RANGE_JPEG || format == AV_PIX_FMT_YUVJ420P;
     for (std::size_t i = 0; i < picture.planes.size(); ++i) {
         const auto& component = description->comp[i];
         const bool isChroma = i > 0 && !picture.isRgb;
@@ -154,42 +150,24 @@ Picture pictureOf(const AVFrame& frame, AVRational timeBase) {
     return picture;
 }
 
-float sampleAt(const AVFrame& frame, int channel, int index) {
-    const auto format = static_cast<AVSampleFormat>(frame.format);
-    const bool isPlanar = av_sample_fmt_is_planar(format) != 0;
-    const auto* memory = frame.extended_data[isPlanar ? channel : 0];
-    const int position = isPlanar ? index : index * frame.ch_layout.nb_channels + channel;
-    switch (av_get_packed_sample_fmt(format)) {
-        case AV_SAMPLE_FMT_FLT:
-            return reinterpret_cast<const float*>(memory)[position];
-        case AV_SAMPLE_FMT_S16:
-            return static_cast<float>(reinterpret_cast<const std::int16_t*>(memory)[position]) / 32768.0F;
-        case AV_SAMPLE_FMT_S32:
-            return static_cast<float>(reinterpret_cast<const std::int32_t*>(memory)[position]) /
-                   2147483648.0F;
-        default:
-            throw std::runtime_error("Samples of the kind " + text(av_get_sample_fmt_name(format)) +
-                                     " are not looked at");
-    }
-}
-
 void append(Sound& sound, const AVFrame& frame, double time) {
+    if (frame.format != AV_SAMPLE_FMT_FLTP)
+        throw std::runtime_error("Only sound that decodes to planar floats is supported");
     if (sound.samples.empty()) {
         sound.sampleRate = frame.sample_rate;
         sound.startTime = time;
         sound.samples.resize(static_cast<std::size_t>(frame.ch_layout.nb_channels));
     }
-    // A movie's time scale may be coarser than a sample, so a place within a millisecond still follows on.
+    // A movie's time scale may be coarser than a sample: up to a millisecond of deviation is rounding.
     const auto place = std::lround((time - sound.startTime) * sound.sampleRate);
     const auto end = static_cast<long>(sound.samples[0].size());
-    const bool isHole = place > end + sound.sampleRate / 1000;
-    if (isHole || place < end - sound.sampleRate / 1000) ++sound.discontinuities;
+    const bool isGap = place > end + sound.sampleRate / 1000;
+    if (isGap || place < end - sound.sampleRate / 1000) ++sound.discontinuities;
     for (std::size_t channel = 0; channel < sound.samples.size(); ++channel) {
         auto& samples = sound.samples[channel];
-        if (isHole) samples.resize(static_cast<std::size_t>(place), 0.0F);
-        for (int i = 0; i < frame.nb_samples; ++i) {
-            samples.push_back(sampleAt(frame, static_cast<int>(channel), i));
-        }
+        if (isGap) samples.resize(static_cast<std::size_t>(place), 0.0F);
+        const auto* from = reinterpret_cast<const float*>(frame.extended_data[channel]);
+        samples.insert(samples.end(), from, from + frame.nb_samples);
     }
 }
 
@@ -231,46 +209,23 @@ double MovieProbe::duration() const {
     return inSeconds(format_->duration, AVRational{1, AV_TIME_BASE});
 }
 
-std::string MovieProbe::container() const {
-    return text(format_->iformat->name);
-}
-
 std::optional<std::string> MovieProbe::tag(const std::string& name) const {
-    const auto* entry = av_dict_get(format_->metadata, name.c_str(), nullptr, 0);
-    return entry != nullptr ? std::optional<std::string>(entry->value) : std::nullopt;
-}
-
-std::vector<std::string> MovieProbe::boxes() const {
-    std::ifstream file(file_, std::ios::binary);
-    const auto fileSize = static_cast<std::uint64_t>(std::filesystem::file_size(file_));
-    std::vector<std::string> types;
-    std::uint64_t position = 0;
-    while (position + 8 <= fileSize) {
-        unsigned char head[16] = {};
-        file.clear();
-        file.seekg(static_cast<std::streamoff>(position));
-        file.read(reinterpret_cast<char*>(head), sizeof head);
-        const auto number = [&head](int from, int count) {
-            std::uint64_t value = 0;
-            for (int i = from; i < from + count; ++i) {
-                value = value << 8 | head[i];
-            }
-            return value;
-        };
-        types.emplace_back(reinterpret_cast<const char*>(head) + 4, 4);
-        std::uint64_t size = number(0, 4);
-        if (size == 1) size = number(8, 8);         // the real size follows the type
-        if (size == 0) size = fileSize - position;  // up to the end of the file
-        if (size < 8) throw std::runtime_error("A box of " + file_.string() + " has no size");
-        position += size;
-    }
-    return types;
+    return metadata(format_->metadata, name.c_str());
 }
 
 bool MovieProbe::indexInFront() const {
-    const auto types = boxes();
-    const auto index = std::find(types.begin(), types.end(), "moov");
-    return index != types.end() && index < std::find(types.begin(), types.end(), "mdat");
+    std::ifstream file(file_, std::ios::binary);
+    for (std::uint64_t position = 0;;) {
+        unsigned char head[16] = {};
+        file.seekg(static_cast<std::streamoff>(position));
+        if (!file.read(reinterpret_cast<char*>(head), sizeof head)) return false;
+        const std::string_view type(reinterpret_cast<const char*>(head) + 4, 4);
+        if (type == "moov" || type == "mdat") return type == "moov";
+        const bool isLarge = AV_RB32(head) == 1;  // then the size follows the type
+        const std::uint64_t size = isLarge ? AV_RB64(head + 8) : AV_RB32(head);
+        if (size < 8) throw std::runtime_error("A box of " + file_.string() + " has no size");
+        position += size;
+    }
 }
 
 std::size_t MovieProbe::visitPictures(const std::function<bool(const Picture&)>& visitor) {
@@ -295,7 +250,7 @@ std::vector<double> MovieProbe::pictureTimes() {
 }
 
 OwnedPicture MovieProbe::pictureAt(double seconds) {
-    // Two passes: decoding without copying is cheap, copying every picture on the way is not.
+    // Two passes: decoding twice is cheaper than copying every picture.
     const auto times = pictureTimes();
     if (times.empty()) throw std::runtime_error(file_.string() + " has no pictures");
     const auto after = std::upper_bound(times.begin(), times.end(), seconds + 0.0005);
@@ -333,10 +288,8 @@ std::vector<Packet> MovieProbe::packets(int trackIndex) {
     std::vector<Packet> packets;
     while (av_read_frame(format.get(), packet.get()) >= 0) {
         if (packet->stream_index == trackIndex) {
-            packets.push_back({inSeconds(packet->pts, timeBase), inSeconds(packet->dts, timeBase),
-                               inSeconds(packet->duration, timeBase), packet->size,
-                               (packet->flags & AV_PKT_FLAG_KEY) != 0,
-                               (packet->flags & AV_PKT_FLAG_DISCARD) != 0});
+            packets.push_back({inSeconds(packet->pts, timeBase), inSeconds(packet->duration, timeBase),
+                               packet->size, (packet->flags & AV_PKT_FLAG_KEY) != 0});
         }
         av_packet_unref(packet.get());
     }

@@ -1,7 +1,5 @@
 #include "Tests/Stage/OtherPrograms.h"
 
-#include "Tests/Stage/ChildProcess.h"
-
 #include <algorithm>
 #include <array>
 #include <cctype>
@@ -15,7 +13,9 @@ namespace {
 
 using Lines = std::vector<std::string>;
 
-Lines linesOf(const std::string& text, const std::function<bool(const std::string&)>& isWanted) {
+Lines linesOf(
+    const std::string& text,
+    const std::function<bool(const std::string&)>& isWanted = [](const std::string&) { return true; }) {
     Lines lines;
     std::istringstream stream(text);
     for (std::string line; std::getline(stream, line);) {
@@ -42,13 +42,13 @@ void append(Lines& all, const std::string& program, const Lines& more) {
 ProgramRun decode(const std::filesystem::path& file, const Lines& options) {
     Lines command{"ffmpeg", "-v", "error", "-nostdin"};
     command.insert(command.end(), options.begin(), options.end());
-    // Its own idea of the rate would have pictures that come at odd times fall together.
+    // ffmpeg would round the times of pictures to its guess of the frame rate.
     const Lines rest{"-i", file.string(), "-map", "0", "-enc_time_base:v", "1:90000", "-f", "null", "-"};
     command.insert(command.end(), rest.begin(), rest.end());
     return runToEnd(command);
 }
 
-// As fast as it goes, with nothing seen or heard.
+/// As fast as possible, without output.
 ProgramRun play(const std::filesystem::path& file) {
     return runToEnd({"mpv", "--no-config", "--vo=null", "--ao=null", "--untimed", "--ao-null-untimed=yes",
                      "--input-terminal=no", "--term-status-msg=", "--msg-level=all=error,cplayer=info",
@@ -62,14 +62,14 @@ bool wasPlayedToTheEnd(const ProgramRun& played) {
 Lines complaintsOfMediaInfo(const std::filesystem::path& file) {
     const auto details = runToEnd({"mediainfo", "--Details=1", file.string()});
     const auto isFault = [](const std::string& line) {
-        // The bits that end a parameter set have no name.
+        // MediaInfo has no name for the bits that end a parameter set.
         const bool isUnknown =
             line.find("Unknown:") != std::string::npos && line.find(" bits)") == std::string::npos;
         return isComplaint(line) || isUnknown;
     };
     Lines lines = linesOf(details.output, isFault);
     if (details.output.find("MPEG-4, finished") == std::string::npos) lines.emplace_back("doesn't finish");
-    // Its conclusions, but for the extension, of which a file's name may have any or none.
+    // Its conclusions, except about the file's extension.
     const auto summary = runToEnd({"mediainfo", file.string()});
     append(lines, "summary", linesOf(summary.output, [](const std::string& line) {
                return !line.starts_with("FileExtension") && !line.starts_with("Complete name") &&
@@ -80,25 +80,13 @@ Lines complaintsOfMediaInfo(const std::filesystem::path& file) {
 
 }  // namespace
 
-ProgramRun runToEnd(std::vector<std::string> arguments, double seconds) {
-    ChildProcess::Options options;
-    options.output = ChildProcess::Output::Capture;
-    ChildProcess child(std::move(arguments), options);
-    ProgramRun run;
-    run.status = child.mustEnd(seconds).exitStatus;
-    run.output = child.standardOutput();
-    run.error = child.standardError();
-    return run;
-}
-
 std::vector<std::string> complaintsAbout(const std::filesystem::path& file) {
-    const auto all = [](const std::string&) { return true; };
     Lines complaints;
     const auto probed =
         runToEnd({"ffprobe", "-v", "error", "-show_format", "-show_streams", "-show_packets", file.string()});
-    append(complaints, "ffprobe", linesOf(probed.error, all));
+    append(complaints, "ffprobe", linesOf(probed.error));
     const auto decoded = decode(file, {"-xerror"});
-    append(complaints, "ffmpeg", linesOf(decoded.everything(), all));
+    append(complaints, "ffmpeg", linesOf(decoded.everything()));
     if (decoded.status != 0) complaints.push_back("ffmpeg: status " + std::to_string(decoded.status));
     append(complaints, "mediainfo", complaintsOfMediaInfo(file));
     const auto played = play(file);
@@ -123,7 +111,7 @@ std::vector<Atom> atomsOf(const std::filesystem::path& file) {
     constexpr std::size_t typeLength = 4;
     const auto run = runToEnd({"AtomicParsley", file.string(), "-T"});
     std::vector<Atom> atoms;
-    for (const std::string& line : linesOf(run.output, [](const std::string&) { return true; })) {
+    for (const std::string& line : linesOf(run.output)) {
         const auto begin = line.find(head);
         if (begin == std::string::npos) continue;
         const std::string rest = line.substr(begin + head.size());
@@ -140,7 +128,7 @@ std::vector<std::string> boxTypesOf(const std::filesystem::path& file) {
     const std::string label = " Name:";
     const auto run = runToEnd({"mediainfo", "--Details=1", file.string()});
     std::vector<std::string> types;
-    for (const std::string& line : linesOf(run.output, [](const std::string&) { return true; })) {
+    for (const std::string& line : linesOf(run.output)) {
         const auto labelled = line.find(label);
         if (labelled == std::string::npos) continue;
         const auto type = line.find_first_not_of(' ', labelled + label.size());

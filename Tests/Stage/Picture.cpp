@@ -17,14 +17,6 @@ int toByte(double value) {
     return std::clamp(static_cast<int>(std::lround(value * 255)), 0, 255);
 }
 
-// Luma in 0 … 1, the colour differences in −½ … ½.
-Rgb rgbFromComponents(double luma, double cb, double cr) {
-    const double red = luma + 2 * (1 - weightRed) * cr;
-    const double blue = luma + 2 * (1 - weightBlue) * cb;
-    const double green = (luma - weightRed * red - weightBlue * blue) / weightGreen;
-    return {toByte(red), toByte(green), toByte(blue)};
-}
-
 }  // namespace
 
 int Rgb::distanceTo(const Rgb& other) const {
@@ -32,7 +24,11 @@ int Rgb::distanceTo(const Rgb& other) const {
 }
 
 Rgb rgbFromBt709(int y, int cb, int cr) {
-    return rgbFromComponents((y - 16) / 219.0, (cb - 128) / 224.0, (cr - 128) / 224.0);
+    const double luma = (y - 16) / 219.0;
+    const double red = luma + 2 * (1 - weightRed) * (cr - 128) / 224.0;
+    const double blue = luma + 2 * (1 - weightBlue) * (cb - 128) / 224.0;
+    const double green = (luma - weightRed * red - weightBlue * blue) / weightGreen;
+    return {toByte(red), toByte(green), toByte(blue)};
 }
 
 int lumaOfBt709(const Rgb& color) {
@@ -45,10 +41,7 @@ Rgb Picture::rgbAt(int x, int y) const {
     const auto chroma = [&](const Plane& plane) {
         return plane.at(x * plane.width / width, y * plane.height / height);
     };
-    const int luma = planes[0].at(x, y);
-    if (!isFullRange) return rgbFromBt709(luma, chroma(planes[1]), chroma(planes[2]));
-    return rgbFromComponents(luma / 255.0, (chroma(planes[1]) - 128) / 255.0,
-                             (chroma(planes[2]) - 128) / 255.0);
+    return rgbFromBt709(planes[0].at(x, y), chroma(planes[1]), chroma(planes[2]));
 }
 
 OwnedPicture::OwnedPicture(const Picture& picture) : picture_(picture) {

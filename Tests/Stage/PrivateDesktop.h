@@ -1,4 +1,4 @@
-// PrivateDesktop: a whole desktop to play on: session, display and, when wanted, sound.
+// PrivateDesktop: a whole private desktop: session, display and optionally sound.
 #pragma once
 
 #include "Tests/Stage/Session.h"
@@ -16,20 +16,23 @@ class PrivateDesktop {
         bool sound = true;
     };
 
-    // While it lives, this process's environment points at it; see Session. Throws std::runtime_error.
-    explicit PrivateDesktop(const Options& options);
+    /// While it lives, this process's environment points at it; see Session. Throws std::runtime_error.
+    explicit PrivateDesktop(const Options& options) : display_(options.display) {
+        if (options.sound) sound_.emplace(session_);
+    }
     PrivateDesktop() : PrivateDesktop(Options()) {}
 
     Session& session() { return session_; }
     Xvfb& display() { return display_; }
-    // Throws std::bad_optional_access on a desktop without sound.
+    /// Throws std::bad_optional_access on a desktop without sound.
     SoundServer& sound() { return sound_.value(); }
 
  private:
     Session session_;
     std::optional<SoundServer> sound_;
     Xvfb display_;
-    ScopedEnvironment applied_;
+    ScopedEnvironment environment_{
+        {{"DISPLAY", display_.displayName()}, {"XAUTHORITY", std::nullopt}, {"XDG_SESSION_TYPE", "x11"}}};
 };
 
 }  // namespace lumicrate::stage

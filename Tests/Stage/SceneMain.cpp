@@ -17,55 +17,42 @@ namespace lumicrate::stage {
 namespace {
 
 constexpr const char* usage =
-    "lumicrate-scene SCENE [--size WxH] [--seconds S] [--fps N] [--seed N] [--number] [--hold] [--steps N]\n"
-    "                      [--number-at X,Y] [--window] [--times]\n"
-    "Plays a scene, for S seconds or until it is told to end (SIGINT, SIGTERM). It writes \"ready\" when its "
-    "first\n"
-    "picture stands, and at the end \"drawn N\", the number of steps drawn.\n"
-    "  --size WxH   in an ordinary window of that size; else over the whole screen\n"
-    "  --fps N      steps a second, when the scene's own rate is not wanted\n"
-    "  --number     each step also burns its number into the top-left corner\n"
-    "  --number-at X,Y  the same, with that place for the corner\n"
-    "  --window     the number goes into the corner of the scene's main window, of which \"window ID\" is "
-    "written first\n"
-    "  --times      writes \"times\" and when each step stood on the screen, in seconds of CLOCK_MONOTONIC, "
-    "before \"drawn\"\n"
-    "  --steps N    exactly N steps, as fast as the display takes them, to see what a step looks like\n"
-    "  --hold       after the last step the picture stays until the program is told to end\n"
-    "SIGUSR1 makes the scene rest: it draws no more, says how much it drew, and its picture stays.\n"
+    "lumicrate-scene SCENE [OPTION…]\n"
+    "Plays a scene on $DISPLAY, until it is told to end (SIGINT, SIGTERM) unless it has an end. It writes\n"
+    "\"ready\" when its first picture is drawn, and at the end \"drawn N\", the number of steps drawn.\n"
+    "  --seconds S      ends after S seconds\n"
+    "  --steps N        draws exactly N steps, as fast as the display accepts them\n"
+    "  --fps N          steps a second, instead of the scene's own rate\n"
+    "  --number         each step draws its number into the top-left corner\n"
+    "  --number-at X,Y  the same, with the corner there\n"
+    "  --window         the number goes into the corner of the scene's main window; \"window ID\" comes "
+    "before\n"
+    "                   \"ready\"\n"
+    "  --times          before \"drawn\", writes \"times\" and when each step was drawn, in seconds of\n"
+    "                   CLOCK_MONOTONIC\n"
+    "  --hold           after the last step the picture stays until the program is told to end\n"
+    "SIGUSR1 pauses the scene: it draws no more, writes its last lines, and its picture stays.\n"
     "Scenes:";
 
 struct Request {
     std::string scene;
-    Canvas::Options canvas;
     std::optional<double> seconds;
     std::optional<int> steps;
     double rate = 0;
-    int seed = 1;
-    bool isNumbered = false;
+    bool hasNumber = false;
     std::pair<int, int> numberPlace;
-    bool showsWindow = false;
-    bool tellsTimes = false;
+    bool inMainWindow = false;
+    bool printsTimes = false;
     bool holds = false;
 };
 
-// Two numbers with something given between.
-std::optional<std::pair<int, int>> parsePair(const std::string& text, char between) {
-    std::pair<int, int> pair;
-    char found = 0;
-    if (std::sscanf(text.c_str(), "%d%c%d", &pair.first, &found, &pair.second) != 3 || found != between)
-        return std::nullopt;
-    return pair;
-}
-
-// Whether it was one of the options without a value.
+/// Whether it is one of the options without a value.
 bool parseFlag(const std::string& argument, Request& request) {
-    if (argument == "--number") {
-        request.isNumbered = true;
-    } else if (argument == "--window") {
-        request.isNumbered = request.showsWindow = true;
+    if (argument == "--number" || argument == "--window") {
+        request.hasNumber = true;
+        request.inMainWindow = request.inMainWindow || argument == "--window";
     } else if (argument == "--times") {
-        request.tellsTimes = true;
+        request.printsTimes = true;
     } else if (argument == "--hold") {
         request.holds = true;
     } else {
@@ -78,28 +65,21 @@ std::optional<Request> parse(const std::vector<std::string>& arguments) {
     if (arguments.empty()) return std::nullopt;
     Request request;
     request.scene = arguments[0];
-    request.canvas.title = "lumicrate-scene " + request.scene;
     for (std::size_t i = 1; i < arguments.size(); ++i) {
         const auto& argument = arguments[i];
         if (parseFlag(argument, request)) continue;
         if (++i == arguments.size()) return std::nullopt;
         const auto& value = arguments[i];
-        if (argument == "--size") {
-            request.canvas.size = parsePair(value, 'x');
-            if (!request.canvas.size) return std::nullopt;
-        } else if (argument == "--number-at") {
-            const auto place = parsePair(value, ',');
-            if (!place) return std::nullopt;
-            request.isNumbered = true;
-            request.numberPlace = *place;
+        if (argument == "--number-at") {
+            auto& [x, y] = request.numberPlace;
+            if (std::sscanf(value.c_str(), "%d,%d", &x, &y) != 2) return std::nullopt;
+            request.hasNumber = true;
         } else if (argument == "--seconds") {
             request.seconds = std::strtod(value.c_str(), nullptr);
         } else if (argument == "--steps") {
             request.steps = std::atoi(value.c_str());
         } else if (argument == "--fps") {
             request.rate = std::strtod(value.c_str(), nullptr);
-        } else if (argument == "--seed") {
-            request.seed = std::atoi(value.c_str());
         } else {
             return std::nullopt;
         }
@@ -109,61 +89,55 @@ std::optional<Request> parse(const std::vector<std::string>& arguments) {
 
 class Player {
  public:
-    Player(const Request& request)
-        : request_(request), canvas_(request.canvas), scene_(makeScene(request.scene, request.seed)) {}
+    explicit Player(const Request& request) : request_(request) {
+        if (request.hasNumber) openNumberWindow();
+        canvas_->sync();
+    }
 
     void play() {
-        scene_->begin(canvas_);
-        if (request_.isNumbered) placeNumber();
-        canvas_.sync();
-        if (request_.showsWindow) std::printf("window %u\n", scene_->subject(canvas_).id());
-        say("ready");
+        if (request_.inMainWindow) std::printf("window %u\n", mainWindow().id());
+        std::puts("ready");
+        std::fflush(stdout);
         auto event = request_.steps ? drawSteps(*request_.steps) : playSteps();
-        if (request_.tellsTimes) printTimes();
+        if (request_.printsTimes) printTimes();
         std::printf("drawn %d\n", drawn_);
         std::fflush(stdout);
-        const bool stays = request_.holds || scene_->staysAtEnd() || event == Pacer::Event::Rest;
-        while (stays && event != Pacer::Event::Quit) {
+        const bool stays = request_.holds || scene_.staysAtEnd || event == Pacer::Event::Rest;
+        while (stays && event != Pacer::Event::Quit)
             event = pacer_.waitForSignal();
-        }
     }
 
  private:
-    static void say(const char* word) {
-        std::puts(word);
-        std::fflush(stdout);
-    }
+    Surface& mainWindow() { return scene_.mainWindow ? *scene_.mainWindow : *canvas_; }
 
     void printTimes() const {
         std::printf("times");
-        for (const Nanoseconds time : times_) {
+        for (const Nanoseconds time : times_)
             std::printf(" %.6f", static_cast<double>(time) * 1e-9);
-        }
         std::printf("\n");
     }
 
-    // Windows of a scene can come to lie over any place of the canvas, so there the number gets a window
-    // above.
-    void placeNumber() {
+    /// Windows of a scene may cover any part of the canvas, so the number is in a window above them.
+    void openNumberWindow() {
         const auto [x, y] = request_.numberPlace;
-        const bool isCovered = &scene_->subject(canvas_) != &canvas_ && !request_.showsWindow;
-        if (isCovered) numberWindow_ = canvas_.openWindow({x, y, bar_.width(), bar_.height()}, "Number");
+        if (scene_.mainWindow && !request_.inMainWindow)
+            numberWindow_ = canvas_->openWindow({x, y, bar_.width(), bar_.height()}, "Number");
     }
 
     void drawNumber(int number) {
         FrameNumber::draw(bar_, number);
         if (numberWindow_) {
             numberWindow_->put(bar_);
-        } else if (request_.showsWindow) {
-            scene_->subject(canvas_).put(bar_);
+        } else if (request_.inMainWindow) {
+            mainWindow().put(bar_);
         } else {
-            canvas_.put(bar_, request_.numberPlace.first, request_.numberPlace.second);
+            canvas_->put(bar_, request_.numberPlace.first, request_.numberPlace.second);
         }
     }
 
-    // Draws until the time is up (Due) or a signal comes.
+    /// Draws until the time is up (Due) or a signal comes.
     Pacer::Event playSteps() {
-        const double rate = request_.rate > 0 ? request_.rate : scene_->rate();
+        const double rate = request_.rate > 0 ? request_.rate : scene_.rate;
         const Nanoseconds start = now();
         const Nanoseconds end = start + nanoseconds(request_.seconds.value_or(1e9));
         if (rate == 0) return pacer_.waitUntil(end);
@@ -172,8 +146,8 @@ class Player {
             const auto event = pacer_.waitUntil(due);
             if (event != Pacer::Event::Due) return event;
             draw({drawn_, static_cast<double>(due - start) * 1e-9, due});
-            due += nanoseconds(scene_->interval(rate));
-            // A machine that was held up does not make up for it with a burst that no recorder could follow.
+            due += nanoseconds(scene_.interval(rate));
+            // After a delay there is no burst to make up for it, which no recorder could follow.
             const Nanoseconds late = now() - due;
             if (late > nanoseconds(1 / rate)) due += late;
         }
@@ -181,31 +155,29 @@ class Player {
     }
 
     Pacer::Event drawSteps(int count) {
-        while (drawn_ < count) {
-            draw({drawn_, drawn_ / scene_->rate(), now()});
-        }
+        while (drawn_ < count)
+            draw({drawn_, drawn_ / scene_.rate, now()});
         return Pacer::Event::Due;
     }
 
     void draw(const Step& step) {
-        scene_->step(canvas_, step);
-        if (request_.isNumbered) drawNumber(step.number);
-        canvas_.sync();
+        scene_.step(step);
+        if (request_.hasNumber) drawNumber(step.number);
+        canvas_->sync();
         times_.push_back(now());
         ++drawn_;
     }
 
     const Request& request_;
-    // Before the scene: its signals must be blocked when a scene starts threads.
+    // First: its signals must be blocked when a scene starts threads.
     Pacer pacer_;
-    Canvas canvas_;
-    std::unique_ptr<Scene> scene_;  // after the canvas, which keeps its pictures
+    std::unique_ptr<Surface> canvas_ = Surface::openCanvas("lumicrate-scene " + request_.scene);
+    Scene scene_ = makeScene(request_.scene, *canvas_);
     Image bar_{FrameNumber::barWidth, FrameNumber::blockSize};
     std::unique_ptr<Surface> numberWindow_;
     std::vector<Nanoseconds> times_;
     int drawn_ = 0;
 };
-
 }  // namespace
 
 }  // namespace lumicrate::stage

@@ -2,7 +2,6 @@
 
 #include <cstdlib>
 #include <stdexcept>
-#include <system_error>
 
 namespace lumicrate::stage {
 
@@ -10,7 +9,11 @@ namespace {
 
 constexpr double startSeconds = 30;
 
-Environment sessionEnvironment(const std::filesystem::path& folder) {
+std::string busAddress(const std::filesystem::path& folder) {
+    return "unix:path=" + (folder / "run/bus").string();
+}
+
+Environment makeSession(const std::filesystem::path& folder) {
     const auto home = folder / "home";
     const auto run = folder / "run";
     std::filesystem::create_directories(home);
@@ -23,20 +26,14 @@ Environment sessionEnvironment(const std::filesystem::path& folder) {
         {"XDG_STATE_HOME", (home / ".local/state").string()},
         {"XDG_DATA_HOME", (home / ".local/share").string()},
         {"XDG_CACHE_HOME", (home / ".cache").string()},
-        {"DBUS_SESSION_BUS_ADDRESS", "unix:path=" + (run / "bus").string()},
-        // Left-overs of the user's own session that would lead out of this one.
+        {"DBUS_SESSION_BUS_ADDRESS", busAddress(folder)},
+        // Variables of the user's own session that would lead out of this one.
         {"XDG_SESSION_TYPE", std::nullopt},
         {"WAYLAND_DISPLAY", std::nullopt},
         {"PULSE_SERVER", std::nullopt},
         {"PIPEWIRE_REMOTE", std::nullopt},
         {"PIPEWIRE_RUNTIME_DIR", std::nullopt},
     };
-}
-
-ChildProcess::Options busOptions() {
-    ChildProcess::Options options;
-    options.output = ChildProcess::Output::Capture;
-    return options;
 }
 
 }  // namespace
@@ -49,10 +46,6 @@ ScopedEnvironment::ScopedEnvironment(const Environment& changes) {
     apply(changes);
 }
 
-ScopedEnvironment::~ScopedEnvironment() {
-    apply(previous_);
-}
-
 void ScopedEnvironment::apply(const Environment& values) {
     for (const auto& [name, value] : values) {
         if (value) {
@@ -63,30 +56,13 @@ void ScopedEnvironment::apply(const Environment& values) {
     }
 }
 
-StageFolder::StageFolder() {
-    std::string name = (std::filesystem::temp_directory_path() / "lumicrate-stage-XXXXXX").string();
-    if (mkdtemp(name.data()) == nullptr) throw std::runtime_error("No temporary folder could be made");
-    path_ = name;
-}
-
-StageFolder::~StageFolder() {
-    std::error_code ignored;
-    std::filesystem::remove_all(path_, ignored);
-}
-
 Session::Session()
-    : environment_(sessionEnvironment(folder_.path())),
-      applied_(environment_),
+    : environment_(makeSession(folder_.path())),
       bus_({"dbus-daemon", "--session", "--nofork", "--nopidfile", "--print-address",
-            "--address=" + busAddress()},
-           busOptions()) {
-    if (!bus_.readLine(startSeconds)) {
+            "--address=" + busAddress(folder_.path())},
+           {{}, ChildProcess::Output::Capture}) {
+    if (!bus_.readLine(startSeconds))
         throw std::runtime_error("The private message bus did not start: " + bus_.standardError());
-    }
-}
-
-std::string Session::busAddress() const {
-    return *environment_.at("DBUS_SESSION_BUS_ADDRESS");
 }
 
 }  // namespace lumicrate::stage

@@ -1,10 +1,11 @@
-// Session: a login session of its own in a temporary folder: home, XDG folders and a private message bus.
+// Session: a private login session in a temporary folder: home, XDG folders and a message bus.
 //
-// While it lives, this process's environment points at it, so that libraries used in this process and
-// programs started from it see the private session and never the user's. Create it before starting threads:
-// the environment is not guarded against readers in other threads.
+// While it lives, this process's environment points at it, so that libraries in this process and programs
+// started from it use the private session and never the user's. Create it before starting threads: the
+// environment is not guarded against readers in other threads.
 #pragma once
 
+#include "Tests/Linux/TemporaryFolder.h"
 #include "Tests/Stage/ChildProcess.h"
 
 #include <filesystem>
@@ -12,13 +13,13 @@
 
 namespace lumicrate::stage {
 
-// Variables of this process, changed for a while and put back.
+/// Changes variables of this process and restores them.
 class ScopedEnvironment {
  public:
     explicit ScopedEnvironment(const Environment& changes);
     ScopedEnvironment(const ScopedEnvironment&) = delete;
     ScopedEnvironment& operator=(const ScopedEnvironment&) = delete;
-    ~ScopedEnvironment();
+    ~ScopedEnvironment() { apply(previous_); }
 
  private:
     static void apply(const Environment& values);
@@ -26,36 +27,20 @@ class ScopedEnvironment {
     Environment previous_;
 };
 
-// A folder that only its owner may enter and that goes away with this object.
-class StageFolder {
- public:
-    StageFolder();
-    StageFolder(const StageFolder&) = delete;
-    StageFolder& operator=(const StageFolder&) = delete;
-    ~StageFolder();
-
-    const std::filesystem::path& path() const { return path_; }
-
- private:
-    std::filesystem::path path_;
-};
+using StageFolder = test::TemporaryFolder;
 
 class Session {
  public:
-    // Throws std::runtime_error when the bus does not start.
+    /// Throws std::runtime_error when the bus does not start.
     Session();
 
     const std::filesystem::path& folder() const { return folder_.path(); }
     std::filesystem::path home() const { return folder() / "home"; }
     std::filesystem::path runtimeFolder() const { return folder() / "run"; }
-    std::string busAddress() const;
-    // The variables that make up the session; this process has them already.
-    const Environment& environment() const { return environment_; }
 
  private:
-    StageFolder folder_;
-    Environment environment_;
-    ScopedEnvironment applied_;
+    test::TemporaryFolder folder_;
+    ScopedEnvironment environment_;
     ChildProcess bus_;
 };
 

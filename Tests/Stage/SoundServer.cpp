@@ -1,54 +1,54 @@
 #include "Tests/Stage/SoundServer.h"
 
+#include "Tests/Stage/Await.h"
+
 #include <sys/socket.h>
 #include <sys/un.h>
 
-#include <chrono>
+#include <algorithm>
+#include <array>
+#include <csignal>
 #include <fstream>
 #include <initializer_list>
-#include <sstream>
+#include <optional>
 #include <stdexcept>
-#include <thread>
+#include <utility>
 
 namespace lumicrate::stage {
 
 namespace {
 
-constexpr double startSeconds = 30;
-// A client of a server that is only half there hangs; it is given this long and then asked again.
+constexpr std::chrono::seconds startTimeout(30);
+/// A client of a server that is still starting may hang; then it is killed and started again.
 constexpr double answerSeconds = 5;
-// Between two questions to the server.
-constexpr auto lookInterval = std::chrono::milliseconds(20);
 
-using Clock = std::chrono::steady_clock;
-
-Clock::time_point startDeadline() {
-    return Clock::now() + std::chrono::seconds(static_cast<int>(startSeconds));
+std::unique_ptr<ChildProcess> startDaemon(const std::string& name) {
+    return std::make_unique<ChildProcess>(std::vector{name},
+                                          ChildProcess::Options{{}, ChildProcess::Output::Capture});
 }
 
-// What pactl answers; nothing when it cannot, or not soon.
+/// The output of pactl; nothing when it fails or hangs.
 std::optional<std::string> ask(std::vector<std::string> arguments) {
     arguments.insert(arguments.begin(), "pactl");
-    ChildProcess::Options options;
-    options.output = ChildProcess::Output::Capture;
-    options.environment = {{"LC_ALL", "C"}};
-    ChildProcess child(std::move(arguments), options);
+    ChildProcess child(std::move(arguments), {{{"LC_ALL", "C"}}, ChildProcess::Output::Capture});
     const auto result = child.wait(answerSeconds);
     if (!result || result->exitStatus != 0) return std::nullopt;
     return child.standardOutput();
 }
 
-// Whether a "pactl list short" has a line of that name in its second column.
-bool lists(const std::string& listing, const std::string& name) {
-    return listing.find("\t" + name + "\t") != std::string::npos;
+/// Nothing while the server does not answer.
+std::optional<bool> isListed(const std::string& kind, const std::string& name) {
+    const auto listing = ask({"list", "short", kind});
+    if (!listing) return std::nullopt;
+    return listing->find("\t" + name + "\t") != std::string::npos;
 }
 
 std::string properties(const std::string& kind, const std::string& description) {
-    // Quoted twice: once for the list of arguments, once for the list of properties in it.
+    // Quoted twice: for the list of arguments, and for the list of properties in it.
     return kind + "_properties='device.description=\"" + description + "\"'";
 }
 
-bool answersAt(const std::filesystem::path& socketPath) {
+bool acceptsConnections(const std::filesystem::path& socketPath) {
     const Descriptor client(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
@@ -56,9 +56,9 @@ bool answersAt(const std::filesystem::path& socketPath) {
     return connect(client.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
 }
 
-// Keeps the session manager away from the machine's devices, which are not ours to take. Looking for
-// Bluetooth ones it would also insist on a login service, which a bare machine does not have.
-void leaveDevicesAlone(const std::filesystem::path& configuration) {
+/// Keeps WirePlumber away from the machine's own devices. Its Bluetooth monitor would also require a login
+/// service, which a bare machine does not have.
+void disableHardware(const std::filesystem::path& configuration) {
     const auto disable = [&](const char* part, std::initializer_list<const char*> monitors) {
         const auto folder = configuration / "wireplumber" / part;
         std::filesystem::create_directories(folder);
@@ -70,18 +70,10 @@ void leaveDevicesAlone(const std::filesystem::path& configuration) {
     disable("bluetooth.lua.d", {"bluez_monitor"});
 }
 
-// Server and clients make the folder of their socket when it is missing, and the server gives up when a
-// client has been quicker by a hair.
+/// Servers and clients create this folder when it is missing, and the server fails when a client was faster.
 void makePulseFolder(const std::filesystem::path& runtimeFolder) {
     std::filesystem::create_directories(runtimeFolder / "pulse");
     std::filesystem::permissions(runtimeFolder / "pulse", std::filesystem::perms::owner_all);
-}
-
-/// Nothing while the server does not answer.
-std::optional<bool> isListed(const std::string& kind, const std::string& name) {
-    const auto listing = ask({"list", "short", kind});
-    if (!listing) return std::nullopt;
-    return lists(*listing, name);
 }
 
 }  // namespace
@@ -94,14 +86,35 @@ SoundServer::SoundServer(const Session& session) : session_(&session) {
     start();
 }
 
+template <class Condition>
+void SoundServer::mustBecome(Condition condition, const std::string& complaint) {
+    const std::array daemons{server_.get(), manager_.get(), pulse_.get()};
+    const auto hasEnded = [](ChildProcess* daemon) { return daemon != nullptr && !daemon->isRunning(); };
+    bool holds = false;
+    eventually([&] { return (holds = condition()) || std::ranges::any_of(daemons, hasEnded); }, startTimeout,
+               std::chrono::milliseconds(20));
+    if (holds) return;
+    std::string text = complaint;
+    for (const ChildProcess* daemon : daemons) {
+        constexpr std::size_t tail = 600;
+        const std::string log = daemon != nullptr ? daemon->standardError() : "";
+        text += "\n" + log.substr(log.size() > tail ? log.size() - tail : 0);
+    }
+    throw std::runtime_error(text);
+}
+
 void SoundServer::start() {
-    leaveDevicesAlone(session_->environment().at("XDG_CONFIG_HOME").value());
+    disableHardware(session_->home() / ".config");
     makePulseFolder(session_->runtimeFolder());
+    pulse_.reset();
+    manager_.reset();
     server_ = startDaemon("pipewire");
-    awaitSocket();
+    // The others exit when there is no server yet.
+    mustBecome([&] { return acceptsConnections(session_->runtimeFolder() / "pipewire-0"); },
+               "The private sound server does not start.");
     manager_ = startDaemon("wireplumber");
     pulse_ = startDaemon("pipewire-pulse");
-    awaitAnswer();
+    mustBecome([] { return ask({"info"}).has_value(); }, "The private sound server does not answer.");
     addDevices();
 }
 
@@ -112,62 +125,14 @@ void SoundServer::addDevices() {
     setDefaultSource("mic");
 }
 
-std::unique_ptr<ChildProcess> SoundServer::startDaemon(const std::string& name) const {
-    ChildProcess::Options options;
-    options.output = ChildProcess::Output::File;
-    options.outputFile = session_->folder() / (name + ".log");
-    return std::make_unique<ChildProcess>(std::vector<std::string>{name}, options);
-}
-
-std::string SoundServer::complaint(const std::string& what) const {
-    std::string text = what;
-    for (const auto* name : {"pipewire", "wireplumber", "pipewire-pulse"}) {
-        std::ifstream log(session_->folder() / (std::string(name) + ".log"));
-        std::stringstream all;
-        all << log.rdbuf();
-        const auto words = all.str();
-        constexpr std::size_t tail = 600;
-        text += "\n" + std::string(name) + ": " + words.substr(words.size() > tail ? words.size() - tail : 0);
-    }
-    return text;
-}
-
-// The others give up when they find no server at their start.
-void SoundServer::awaitSocket() {
-    const auto deadline = startDeadline();
-    while (!answersAt(session_->runtimeFolder() / "pipewire-0")) {
-        if (Clock::now() > deadline || !server_->isRunning()) {
-            throw std::runtime_error(complaint("The private sound server does not start."));
-        }
-        std::this_thread::sleep_for(lookInterval);
-    }
-}
-
-void SoundServer::awaitAnswer() {
-    const auto deadline = startDeadline();
-    while (!ask({"info"})) {
-        if (Clock::now() > deadline)
-            throw std::runtime_error(complaint("The private sound server does not answer."));
-        for (auto* daemon : {server_.get(), manager_.get(), pulse_.get()}) {
-            if (!daemon->isRunning()) throw std::runtime_error(complaint("The private sound server ended."));
-        }
-        std::this_thread::sleep_for(lookInterval);
-    }
-}
-
 void SoundServer::awaitDevice(const std::string& kind, const std::string& name, bool present) {
-    const auto deadline = startDeadline();
-    while (isListed(kind, name) != present) {
-        if (Clock::now() > deadline) {
-            throw std::runtime_error(complaint(name + (present ? " does not appear" : " does not go") + "."));
-        }
-        std::this_thread::sleep_for(lookInterval);
-    }
+    mustBecome([&] { return isListed(kind, name) == present; },
+               name + (present ? " does not appear." : " does not disappear."));
 }
 
 std::string SoundServer::pactl(std::vector<std::string> arguments) {
     arguments.insert(arguments.begin(), "pactl");
-    return runProgram(std::move(arguments), {{"LC_ALL", "C"}}, startSeconds);
+    return runProgram(std::move(arguments), {{"LC_ALL", "C"}});
 }
 
 unsigned SoundServer::loadModule(const std::string& name, const std::vector<std::string>& arguments) {
@@ -184,12 +149,9 @@ unsigned SoundServer::addSpeaker(const std::string& name, const std::string& des
     const auto load = [&] {
         return loadModule("module-null-sink", {"sink_name=" + name, properties("sink", description)});
     };
-    const auto patience = Clock::now() + std::chrono::seconds(5);
     unsigned module = load();
-    while (isListed("sinks", name) != true && Clock::now() < patience)
-        std::this_thread::sleep_for(lookInterval);
-    if (isListed("sinks", name) != true) {
-        // A session manager that is still starting may overlook a device for good.
+    // WirePlumber may overlook a device for good while it starts.
+    if (!eventually([&] { return isListed("sinks", name) == true; }, std::chrono::seconds(5))) {
         unloadModule(module);
         module = load();
     }
@@ -207,37 +169,26 @@ SoundServer::Microphone SoundServer::addMicrophone(const std::string& name, cons
     return added;
 }
 
-void SoundServer::setDefaultSink(const std::string& name) {
-    const auto deadline = startDeadline();
-    // Asked for again and again: the session manager may drop a wish that comes before it knows the device.
-    while (ask({"get-default-sink"}).value_or("") != name + "\n") {
-        if (Clock::now() > deadline)
-            throw std::runtime_error(complaint(name + " does not become the default sink."));
-        ask({"set-default-sink", name});
-        std::this_thread::sleep_for(lookInterval);
-    }
-}
-
-void SoundServer::setDefaultSource(const std::string& name) {
-    const auto deadline = startDeadline();
-    while (ask({"get-default-source"}).value_or("") != name + "\n") {
-        if (Clock::now() > deadline)
-            throw std::runtime_error(complaint(name + " does not become the default source."));
-        ask({"set-default-source", name});
-        std::this_thread::sleep_for(lookInterval);
-    }
+void SoundServer::setDefault(const std::string& kind, const std::string& name) {
+    // Repeated: WirePlumber drops a request for a device that it does not know yet.
+    const auto isDefault = [&] {
+        if (ask({"get-default-" + kind}) == name + "\n") return true;
+        ask({"set-default-" + kind, name});
+        return false;
+    };
+    mustBecome(isDefault, name + " does not become the default " + kind + ".");
 }
 
 void SoundServer::kill() {
     for (auto* daemon : {pulse_.get(), manager_.get(), server_.get()}) {
         daemon->signal(SIGKILL);
-        daemon->mustEnd(startSeconds);
+        daemon->mustEnd(startTimeout.count());
     }
 }
 
 void SoundServer::restartManager() {
     manager_->signal(SIGKILL);
-    manager_->mustEnd(startSeconds);
+    manager_->mustEnd(startTimeout.count());
     for (const unsigned module : {microphone_.source, microphone_.feed, speaker_})
         unloadModule(module);
     manager_ = startDaemon("wireplumber");

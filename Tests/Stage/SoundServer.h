@@ -1,9 +1,8 @@
-// SoundServer: a private PipeWire with its session manager and its PulseAudio side, in a private session.
+// SoundServer: a private PipeWire with WirePlumber and pipewire-pulse, in a private session.
 //
-// On it stand, from the start, the null sink "spk" ("Speaker"), which is the default output, and the source
-// "mic" ("Microphone"), which is the default input and gives what is played to the null sink "micfeed".
-// Clients in this process and programs started from it find this server through the environment (see
-// Session).
+// It starts with the null sink "spk" ("Speaker") as the default output and the source "mic" ("Microphone") as
+// the default input. What is played to the null sink "micfeed" comes out of "mic". Clients find the server
+// through this process's environment; see Session.
 #pragma once
 
 #include "Tests/Stage/ChildProcess.h"
@@ -17,50 +16,49 @@ namespace lumicrate::stage {
 
 class SoundServer {
  public:
-    // In a session of its own. Throws std::runtime_error, with the tail of the servers' own words, when they
-    // do not come up.
+    /// In a session of its own. Throws std::runtime_error, with the servers' last output, when they do not
+    /// start.
     SoundServer();
-    // In a session that the caller keeps alive.
+    /// In a session that the caller keeps alive.
     explicit SoundServer(const Session& session);
 
     const Session& session() const { return *session_; }
 
-    // Loads a module of the PulseAudio side ("module-null-sink", {"sink_name=other"}) and gives its number.
+    /// Loads a module of pipewire-pulse ("module-null-sink", {"sink_name=other"}); returns its number.
     unsigned loadModule(const std::string& name, const std::vector<std::string>& arguments = {});
     void unloadModule(unsigned number);
-    // A microphone fed by a null sink "<name>feed", default or not; unloading `source` is pulling its plug.
+    /// A microphone that plays what the null sink "<name>feed" gets. To unplug it, unload `source`.
     struct Microphone {
         unsigned feed = 0;
         unsigned source = 0;
     };
     Microphone addMicrophone(const std::string& name, const std::string& description);
     unsigned addSpeaker(const std::string& name, const std::string& description);
-    // Devices go a while after their modules. The kind is "sinks" or "sources". Throws when it takes half a
-    // minute.
+    /// Devices disappear some time after their modules. `kind` is "sinks" or "sources". Throws
+    /// std::runtime_error after half a minute.
     void awaitDevice(const std::string& kind, const std::string& name, bool present = true);
-    void setDefaultSink(const std::string& name);
-    void setDefaultSource(const std::string& name);
-    // The modules of the microphone that was there from the start.
+    void setDefaultSink(const std::string& name) { setDefault("sink", name); }
+    void setDefaultSource(const std::string& name) { setDefault("source", name); }
+    /// The modules of "mic" and "spk".
     const Microphone& microphone() const { return microphone_; }
     unsigned speaker() const { return speaker_; }
 
-    // Any other pactl command; gives its standard output.
+    /// Any other pactl command; returns its standard output.
     std::string pactl(std::vector<std::string> arguments);
 
-    // Ends the whole server at once, as a crash would; it does not come back by itself.
+    /// Ends the whole server at once, as a crash would.
     void kill();
-    // Brings it up again after that, as it was in the beginning.
+    /// Starts it again after that.
     void revive() { start(); }
-    // Kills the session manager alone and starts another. The devices go and come with it, as a machine's do.
+    /// Kills WirePlumber alone and starts another. The devices disappear and come back with it.
     void restartManager();
 
  private:
     void start();
     void addDevices();
-    std::unique_ptr<ChildProcess> startDaemon(const std::string& name) const;
-    void awaitSocket();
-    void awaitAnswer();
-    std::string complaint(const std::string& what) const;
+    void setDefault(const std::string& kind, const std::string& name);
+    template <class Condition>
+    void mustBecome(Condition condition, const std::string& complaint);
 
     std::unique_ptr<Session> ownSession_;
     const Session* session_;

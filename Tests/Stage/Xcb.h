@@ -1,4 +1,4 @@
-// The few X things that the stage itself needs: a connection and replies that free themselves, atoms.
+// What the stage needs of XCB: a connection and replies that free themselves, and atoms.
 #pragma once
 
 #include <xcb/xcb.h>
@@ -17,7 +17,7 @@ struct FreeReply {
 template <typename Reply>
 using XcbReply = std::unique_ptr<Reply, FreeReply>;
 
-// Throws std::runtime_error when there is no such display.
+/// Throws std::runtime_error when there is no such display.
 class XcbConnection {
  public:
     explicit XcbConnection(const std::string& displayName)

@@ -1,5 +1,4 @@
-// Xvfb: an X server of its own, without a screen to look at, optionally with a window manager and a
-// compositor.
+// Xvfb: a private X server without a screen, optionally with a window manager and a compositor.
 #pragma once
 
 #include "Tests/Stage/ChildProcess.h"
@@ -15,37 +14,35 @@ class Xvfb {
     struct Options {
         int width = 1280;
         int height = 720;
-        bool windowManager = false;  // openbox
-        bool compositor = false;     // picom, drawing with XRender
+        bool windowManager = false;  ///< openbox
+        bool compositor = false;     ///< picom, drawing with XRender
     };
 
-    // Returns when the display takes clients and the helpers asked for are in charge of it.
-    // Throws std::runtime_error with the reason when one of them does not come up.
+    /// Returns when the display accepts clients and the requested helpers manage it. Throws
+    /// std::runtime_error.
     explicit Xvfb(const Options& options);
     Xvfb() : Xvfb(Options()) {}
 
-    // ":N"
+    /// ":N"
     const std::string& displayName() const { return displayName_; }
-    // Of the server, for measuring it.
-    pid_t processId() const { return server_->processId(); }
+    pid_t processId() const { return server_.processId(); }
     int width() const { return options_.width; }
     int height() const { return options_.height; }
 
-    // Ends the server at once, as a crash would.
+    /// Ends the server at once, as a crash would.
     void kill();
 
-    // For tests of what happens when they come and go.
     void startWindowManager();
     void startCompositor();
-    void stopCompositor();
+    void stopCompositor() { compositor_.reset(); }
 
  private:
-    std::unique_ptr<ChildProcess> startClient(std::vector<std::string> arguments) const;
-    void awaitClient(ChildProcess& client, const std::string& name, const std::function<bool()>& isUp) const;
+    std::unique_ptr<ChildProcess> startClient(std::vector<std::string> arguments,
+                                              const std::function<bool()>& isUp) const;
 
     Options options_;
+    ChildProcess server_;
     std::string displayName_;
-    std::unique_ptr<ChildProcess> server_;
     std::unique_ptr<ChildProcess> windowManager_;
     std::unique_ptr<ChildProcess> compositor_;
 };

@@ -1,7 +1,7 @@
+#include "Tests/Linux/TemporaryFolder.h"
 #include "Tests/Stage/ChildProcess.h"
 #include "Tests/Stage/Measure.h"
 #include "Tests/Stage/MovieProbe.h"
-#include "Tests/Stage/Session.h"
 
 #include <gtest/gtest.h>
 
@@ -9,13 +9,11 @@ namespace lumicrate::stage {
 
 namespace {
 
-// A second of red, then a second of blue, at ten pictures a second, and a tone that begins with the blue.
-std::filesystem::path makeMovie(const StageFolder& folder, const std::string& name,
-                                const std::vector<std::string>& extra) {
-    const auto file = folder.path() / name;
+/// A second of red, then a second of blue, at ten pictures a second, and a tone that begins with the blue.
+std::filesystem::path makeMovie(const std::filesystem::path& file, const std::vector<std::string>& options) {
     std::vector<std::string> command{
         "ffmpeg",
-        "-loglevel",
+        "-v",
         "error",
         "-nostdin",
         "-f",
@@ -32,46 +30,22 @@ std::filesystem::path makeMovie(const StageFolder& folder, const std::string& na
         "-c:a",
         "aac",
         "-colorspace",
-        "bt709",
-        "-color_primaries",
-        "bt709",
-        "-color_trc",
         "bt709"};
-    command.insert(command.end(), extra.begin(), extra.end());
+    command.insert(command.end(), options.begin(), options.end());
     command.push_back(file.string());
     runProgram(command);
     return file;
 }
 
-TEST(MovieProbe, seesTracksAndBoxes) {
-    const StageFolder folder;
-    const MovieProbe front(makeMovie(folder, "front.mp4", {"-movflags", "+faststart"}));
-    const MovieProbe back(makeMovie(folder, "back.mp4", {}));
-    EXPECT_TRUE(front.indexInFront());
-    EXPECT_FALSE(back.indexInFront());
-    EXPECT_EQ(front.boxes().front(), "ftyp");
-    ASSERT_EQ(front.tracks().size(), 2U);
-    const auto& video = front.videoTrack();
-    EXPECT_EQ(video.codec, "h264");
-    EXPECT_EQ(video.codecTag, "avc1");
-    EXPECT_EQ(video.width, 64);
-    EXPECT_EQ(video.height, 48);
-    EXPECT_EQ(video.colorMatrix, "bt709");
-    EXPECT_EQ(video.sampleCount, 20);
-    EXPECT_NEAR(video.duration, 2, 0.01);
-    EXPECT_EQ(front.audioTrack().sampleRate, 48000);
-    EXPECT_EQ(front.audioTrack().profile, "LC");
-    EXPECT_THROW(front.audioTrack(1), std::runtime_error);
-}
-
-TEST(MovieProbe, showsPicturesAndSoundWhenAPlayerWould) {
-    const StageFolder folder;
-    MovieProbe probe(makeMovie(folder, "movie.mp4", {"-bf", "2"}));
+TEST(MovieProbe, PresentsPicturesAndSoundAsAPlayerDoes) {
+    const test::TemporaryFolder folder;
+    MovieProbe probe(makeMovie(folder / "movie.mp4", {"-bf", "2"}));
+    EXPECT_FALSE(probe.indexInFront());
+    EXPECT_TRUE(MovieProbe(makeMovie(folder / "front.mp4", {"-movflags", "+faststart"})).indexInFront());
     const auto times = probe.pictureTimes();
     ASSERT_EQ(times.size(), 20U);
-    for (std::size_t i = 0; i < times.size(); ++i) {
+    for (std::size_t i = 0; i < times.size(); ++i)
         EXPECT_NEAR(times[i], 0.1 * static_cast<double>(i), 0.001);
-    }
     EXPECT_LE(probe.pictureAt(0.95)->rgbAt(32, 24).distanceTo({255, 0, 0}), 6);
     EXPECT_LE(probe.pictureAt(1.0)->rgbAt(32, 24).distanceTo({0, 0, 255}), 6);
     EXPECT_NEAR(probe.lastPicture()->time, 1.9, 0.001);
@@ -81,28 +55,19 @@ TEST(MovieProbe, showsPicturesAndSoundWhenAPlayerWould) {
     EXPECT_NEAR(sound.startTime, 0, 0.001);
     EXPECT_NEAR(sound.duration(), 2, 0.03);
     EXPECT_EQ(sound.discontinuities, 0);
-    const auto beginning = onset(sound.samples[0], 0.3F);
-    ASSERT_TRUE(beginning);
-    // The encoder's own delay of 1024 samples would show as 21 ms.
-    EXPECT_NEAR(sound.timeAt(*beginning), 1, 0.005);
+    // The encoder's delay of 1024 samples would be 21 ms.
+    EXPECT_NEAR(sound.timeAt(onset(sound.samples[0], 0.3F).value()), 1, 0.005);
 }
 
-TEST(MovieProbe, leavesOutWhatAnEditListLeavesOut) {
-    const StageFolder folder;
-    const auto whole = makeMovie(folder, "whole.mp4", {"-g", "100", "-bf", "0"});
-    const auto cut = folder.path() / "cut.mp4";
-    runProgram({"ffmpeg", "-loglevel", "error", "-nostdin", "-ss", "0.5", "-i", whole.string(), "-c", "copy",
-                cut.string()});
+TEST(MovieProbe, LeavesOutWhatAnEditListHides) {
+    const test::TemporaryFolder folder;
+    const auto whole = makeMovie(folder / "whole.mp4", {"-g", "100", "-bf", "0"});
+    const auto cut = folder / "cut.mp4";
+    runProgram({"ffmpeg", "-v", "error", "-nostdin", "-ss", "0.5", "-i", whole, "-c", "copy", cut});
     MovieProbe probe(cut);
-    const auto times = probe.pictureTimes();
-    ASSERT_FALSE(times.empty());
-    EXPECT_NEAR(times.front(), 0, 0.001);
-    EXPECT_EQ(times.size(), 15U);
-    const auto packets = probe.packets(probe.videoTrack().index);
-    ASSERT_EQ(packets.size(), 20U);
-    EXPECT_TRUE(packets.front().isKey);
-    EXPECT_TRUE(packets.front().isDiscarded);
-    EXPECT_FALSE(packets.back().isDiscarded);
+    EXPECT_EQ(probe.pictureTimes().size(), 15U);
+    EXPECT_NEAR(probe.pictureTimes().front(), 0, 0.001);
+    EXPECT_EQ(probe.packets(probe.videoTrack().index).size(), 20U);
 }
 
 }  // namespace

@@ -1,34 +1,53 @@
-// Beeper: sounds a tone on the default output at a planned instant, to within a few milliseconds.
+// Beeper: plays a tone on the default output at a planned instant, to within a few milliseconds.
 //
-// How: a playback stream runs all the time and plays silence. Each time the sound server asks for samples it
-// says when the cycle began and how far the samples handed over now are from being heard; from that every
-// sample's own instant follows, and the tone is written into exactly those samples whose instants lie in the
-// planned span. Starting a stream only when the tone is due would add the start-up time, which nobody knows.
+// A playback stream runs all the time and plays silence. Whenever the sound server asks for samples, it says
+// when the cycle began and how long the new samples take until they are heard. So the instant of every sample
+// is known, and the tone is written into the samples of the planned span. Starting a stream when the tone is
+// due would add its unknown start-up time.
 #pragma once
 
 #include "Tests/Stage/Scene/Pacer.h"
 
-#include <memory>
+#include <pipewire/pipewire.h>
+
+#include <atomic>
+#include <condition_variable>
+#include <mutex>
+#include <string>
 
 namespace lumicrate::stage {
 
 class Beeper {
  public:
-    static constexpr double frequency = 1000;
-    static constexpr float amplitude = 0.5F;
-
-    // Returns when the stream runs. Throws std::runtime_error when there is no sound server.
+    /// Throws std::runtime_error when there is no sound server.
     Beeper();
     Beeper(const Beeper&) = delete;
     Beeper& operator=(const Beeper&) = delete;
     ~Beeper();
 
-    // Plans the next tone; a plan that has not been played out yet is replaced.
+    /// Returns when the stream runs. Throws std::runtime_error when it does not start.
+    void awaitRunning();
+    /// Plans the next tone, in place of one that has not been played to its end.
     void beep(Nanoseconds start, Nanoseconds length);
 
  private:
-    struct Stream;
-    std::unique_ptr<Stream> stream_;
+    void connect();
+    void process();
+    void stateChanged(pw_stream_state state, const char* error);
+    float sampleFor(Nanoseconds instant) const;
+
+    pw_thread_loop* loop_ = nullptr;
+    pw_stream* stream_ = nullptr;
+    pw_stream_events events_{};
+
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    bool isRunning_ = false;
+    std::string failure_;
+
+    // Read by the sound server's thread, which must not wait. The length is written before the start.
+    std::atomic<Nanoseconds> toneStart_ = 0;
+    std::atomic<Nanoseconds> toneLength_ = 0;
 };
 
 }  // namespace lumicrate::stage

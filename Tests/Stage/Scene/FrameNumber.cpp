@@ -6,7 +6,7 @@ namespace lumicrate::stage {
 
 int FrameNumber::coded(int number) {
     const int low = number % limit;
-    // Never 0 and never all ones for any number, so that a plain black or white corner is no number.
+    // Never all zeros or all ones, so that a plain black or white corner is not a number.
     const int checksum = ((low ^ low >> 4 ^ low >> 8) & 15) ^ 5;
     return checksum << 12 | low;
 }
@@ -22,7 +22,7 @@ void FrameNumber::draw(Image& image, int number) {
 std::optional<int> FrameNumber::read(const Plane& luma, double scale) {
     const double size = blockSize * scale;
     if (luma.width < blocks * size || luma.height < size) return std::nullopt;
-    // The middle of each block, where its neighbours do not show.
+    // The middle of each block, away from its neighbours.
     const auto from = [&](int block) { return static_cast<int>(size * block + size * 5 / 16); };
     const int side = std::max(static_cast<int>(size * 6 / 16), 1);
     int code = 0;

@@ -1,5 +1,5 @@
-// FrameNumber: a bar of sixteen black and white blocks in the picture's top-left corner that says which
-// picture it is, and survives lossy coding.
+// FrameNumber: a bar of sixteen black and white blocks in the top-left corner of a picture, which encodes the
+// picture's number and survives lossy coding.
 #pragma once
 
 #include "Tests/Stage/Picture.h"
@@ -14,12 +14,11 @@ struct FrameNumber {
     static constexpr int blockSize = 16;
     static constexpr int barWidth = blocks * blockSize;
 
-    // The number's low twelve bits, below a checksum of four that tells a half-drawn bar from a whole one.
+    /// The low twelve bits of the number, below a checksum of four bits that rejects a half-drawn bar.
     static constexpr int limit = 1 << 12;
     static int coded(int number);
     static void draw(Image& image, int number);
-    // Nothing when the corner does not hold a whole bar. A picture that was scaled has the bar in another
-    // size; down to a third of its own it can be read.
+    /// Nothing when the corner does not contain a whole bar. `scale` is that of the picture, at least 1 ⁄ 3.
     static std::optional<int> read(const Plane& luma, double scale = 1);
 };
 

@@ -11,19 +11,6 @@
 
 namespace lumicrate::stage {
 
-namespace {
-
-sigset_t handledSignals() {
-    sigset_t signals;
-    sigemptyset(&signals);
-    for (const int number : {SIGINT, SIGTERM, SIGUSR1}) {
-        sigaddset(&signals, number);
-    }
-    return signals;
-}
-
-}  // namespace
-
 Nanoseconds now() {
     timespec time{};
     clock_gettime(CLOCK_MONOTONIC, &time);
@@ -31,7 +18,10 @@ Nanoseconds now() {
 }
 
 Pacer::Pacer() : timer_(timerfd_create(CLOCK_MONOTONIC, TFD_CLOEXEC)) {
-    const auto handled = handledSignals();
+    sigset_t handled;
+    sigemptyset(&handled);
+    for (const int number : {SIGINT, SIGTERM, SIGUSR1})
+        sigaddset(&handled, number);
     pthread_sigmask(SIG_BLOCK, &handled, nullptr);
     signals_ = Descriptor(signalfd(-1, &handled, SFD_CLOEXEC));
     if (timer_.get() < 0 || signals_.get() < 0) throw std::runtime_error("No timer");
@@ -45,16 +35,12 @@ Pacer::Event Pacer::waitUntil(Nanoseconds moment) {
     for (;;) {
         pollfd watched[2] = {{timer_.get(), POLLIN, 0}, {signals_.get(), POLLIN, 0}};
         if (poll(watched, 2, -1) <= 0) continue;
-        if (watched[1].revents != 0) return readSignal();
+        if (watched[1].revents != 0) return waitForSignal();
         return Event::Due;
     }
 }
 
 Pacer::Event Pacer::waitForSignal() {
-    return readSignal();
-}
-
-Pacer::Event Pacer::readSignal() {
     signalfd_siginfo info{};
     while (read(signals_.get(), &info, sizeof info) != sizeof info) {
     }

@@ -1,4 +1,4 @@
-// Pacer: waits for moments on the monotonic clock, and for the signals that end or halt a scene.
+// Pacer: waits for instants on the monotonic clock, and for the signals that end or pause a scene.
 #pragma once
 
 #include "Tests/Stage/ChildProcess.h"
@@ -7,7 +7,7 @@
 
 namespace lumicrate::stage {
 
-// Nanoseconds of CLOCK_MONOTONIC.
+/// Nanoseconds of CLOCK_MONOTONIC.
 using Nanoseconds = std::int64_t;
 
 constexpr Nanoseconds nanoseconds(double seconds) {
@@ -19,20 +19,18 @@ class Pacer {
  public:
     enum class Event {
         Due,
-        Rest,  // SIGUSR1: draw no more, but leave what is there
-        Quit,  // SIGINT, SIGTERM
+        Rest,  ///< SIGUSR1: draw no more and leave the picture
+        Quit,  ///< SIGINT, SIGTERM
     };
 
-    // Blocks the signals in this thread; make it before any other thread starts.
+    /// Blocks the signals in this thread: create it before other threads start.
     Pacer();
 
-    // Returns at that very moment (at once when it has gone by), or earlier with a signal.
+    /// Returns at that instant, at once when it has passed, or earlier with a signal.
     Event waitUntil(Nanoseconds moment);
     Event waitForSignal();
 
  private:
-    Event readSignal();
-
     Descriptor timer_;
     Descriptor signals_;
 };

@@ -11,7 +11,7 @@ class Random {
  public:
     explicit Random(std::uint64_t seed) : state_(seed * 2 + 1) {}
 
-    // 0 … bound − 1
+    /// 0 … bound − 1
     int below(int bound) {
         // xorshift64*
         state_ ^= state_ >> 12;
@@ -20,7 +20,7 @@ class Random {
         return static_cast<int>((state_ * 0x2545F4914F6CDD1DULL >> 33) % static_cast<std::uint64_t>(bound));
     }
 
-    // Words with spaces between, cut to so many characters.
+    /// Words separated by spaces, cut to this many characters.
     std::string words(int characters) {
         static constexpr std::string_view list[] = {
             "window", "light", "record",  "the",  "screen", "and",    "picture", "sound",

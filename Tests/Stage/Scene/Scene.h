@@ -1,10 +1,10 @@
 // Scene: something that happens on a display, the same way each time.
 #pragma once
 
-#include "Tests/Stage/Scene/Canvas.h"
 #include "Tests/Stage/Scene/Pacer.h"
-#include "Tests/Stage/Scene/Random.h"
+#include "Tests/Stage/Scene/Surface.h"
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -12,30 +12,26 @@
 namespace lumicrate::stage {
 
 struct Step {
-    int number = 0;       // from 0
-    double seconds = 0;   // from the scene's beginning to when the step is due
-    Nanoseconds due = 0;  // the same moment on the monotonic clock
+    int number = 0;       ///< from 0
+    double seconds = 0;   ///< from the beginning of the scene to when the step is due
+    Nanoseconds due = 0;  ///< the same on the monotonic clock
 };
 
-class Scene {
- public:
-    virtual ~Scene() = default;
-
-    // Steps a second unless told otherwise; 0 for a scene in which nothing moves.
-    virtual double rate() const = 0;
-    // Draws the picture that the scene starts from, and keeps ready what the steps need.
-    virtual void begin(Canvas& canvas) = 0;
-    virtual void step(Canvas& canvas, const Step& step) = 0;
-    // Seconds from this step to the next at a rate; scenes with a rhythm of their own say otherwise.
-    virtual double interval(double stepsPerSecond) { return 1 / stepsPerSecond; }
-    // The window that is meant when only one is recorded.
-    virtual Surface& subject(Canvas& canvas) { return canvas; }
-    // Whether its last picture stays until the program is told to end.
-    virtual bool staysAtEnd() const { return false; }
+struct Scene {
+    /// Steps a second unless requested otherwise; 0 when nothing moves.
+    double rate = 30;
+    std::function<void(const Step&)> step = [](const Step&) {};
+    /// Seconds from this step to the next at a rate.
+    std::function<double(double)> interval = [](double stepsPerSecond) { return 1 / stepsPerSecond; };
+    /// The window that is recorded when only one is; none for the canvas.
+    std::shared_ptr<Surface> mainWindow = nullptr;
+    /// Whether the last picture stays until the program is told to end.
+    bool staysAtEnd = false;
 };
 
 std::vector<std::string> sceneNames();
-// Throws std::runtime_error for a name that is not among them.
-std::unique_ptr<Scene> makeScene(const std::string& name, int seed);
+/// Draws the first picture of a scene on `canvas`, which must outlive the scene. Throws std::runtime_error
+/// for an unknown name.
+Scene makeScene(const std::string& name, Surface& canvas);
 
 }  // namespace lumicrate::stage

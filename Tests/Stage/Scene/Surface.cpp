@@ -19,14 +19,20 @@ std::uint16_t length(int value) {
 
 }  // namespace
 
-Surface::Surface(std::shared_ptr<XcbConnection> connection, const Area& area, const std::string& title,
-                 Kind kind)
+std::unique_ptr<Surface> Surface::openCanvas(const std::string& title) {
+    auto connection = std::make_shared<XcbConnection>("");
+    const auto* screen = connection->screen();
+    const Area area{0, 0, screen->width_in_pixels, screen->height_in_pixels};
+    return std::make_unique<Surface>(std::move(connection), area, title);
+}
+
+Surface::Surface(std::shared_ptr<XcbConnection> connection, const Area& area, const std::string& title)
     : connection_(std::move(connection)), width_(area.width), height_(area.height) {
     if (connection_->screen()->root_depth != 24)
         throw std::runtime_error("Scenes are played on displays of depth 24 only");
-    create(area, title, kind);
+    create(area, title);
     context_ = xcb_generate_id(this->connection());
-    // Copies that cannot be had from a covered place are not to send an event each.
+    // No event for each copy from a covered place.
     const std::uint32_t noExposures = 0;
     xcb_create_gc(this->connection(), context_, window_, XCB_GC_GRAPHICS_EXPOSURES, &noExposures);
     xcb_map_window(this->connection(), window_);
@@ -40,11 +46,10 @@ Surface::~Surface() {
     xcb_flush(connection());
 }
 
-void Surface::create(const Area& area, const std::string& title, Kind kind) {
+void Surface::create(const Area& area, const std::string& title) {
     const auto* screen = connection_->screen();
     window_ = xcb_generate_id(connection());
-    const std::uint32_t values[] = {screen->black_pixel, kind == Kind::Unmanaged ? 1U : 0U,
-                                    XCB_EVENT_MASK_EXPOSURE};
+    const std::uint32_t values[] = {screen->black_pixel, 1, XCB_EVENT_MASK_EXPOSURE};
     xcb_create_window(connection(), XCB_COPY_FROM_PARENT, window_, screen->root, coordinate(area.x),
                       coordinate(area.y), length(width_), length(height_), 0, XCB_WINDOW_CLASS_INPUT_OUTPUT,
                       screen->root_visual, XCB_CW_BACK_PIXEL | XCB_CW_OVERRIDE_REDIRECT | XCB_CW_EVENT_MASK,
@@ -65,16 +70,17 @@ void Surface::awaitExposure() {
     throw std::runtime_error("The display went away");
 }
 
-std::unique_ptr<Surface::Stored> Surface::store(const Image& image) {
+std::shared_ptr<Surface::Stored> Surface::store(const Image& image) {
     const auto pixmap = xcb_generate_id(connection());
     xcb_create_pixmap(connection(), 24, pixmap, window_, length(image.width()), length(image.height()));
-    auto stored = std::make_unique<Stored>(connection(), pixmap);
+    auto stored = std::make_shared<Stored>(connection(), pixmap);
     putInto(pixmap, image, {0, 0, image.width(), image.height()}, 0, 0);
     return stored;
 }
 
-void Surface::setBackground(const Stored& image) {
-    const std::uint32_t pixmap = image.id();
+void Surface::setBackground(const Image& image) {
+    const auto stored = store(image);  // the server keeps it while it is the background
+    const std::uint32_t pixmap = stored->id();
     xcb_change_window_attributes(connection(), window_, XCB_CW_BACK_PIXMAP, &pixmap);
     xcb_clear_area(connection(), 0, window_, 0, 0, 0, 0);
 }
@@ -89,10 +95,11 @@ void Surface::put(const Image& image, const Area& from, int x, int y) {
 }
 
 void Surface::putInto(xcb_drawable_t target, const Image& image, const Area& from, int x, int y) {
-    // A request has a longest length, so a large picture goes over in strips.
-    const std::size_t longest = std::size_t{xcb_get_maximum_request_length(connection())} * 4 - 64;
+    // In strips, because the length of a request is limited.
+    const std::size_t maxLength = std::size_t{xcb_get_maximum_request_length(connection())} * 4 - 64;
     const std::size_t rowBytes = static_cast<std::size_t>(from.width) * 4;
-    const int rows = std::min(from.height, static_cast<int>(std::min<std::size_t>(longest / rowBytes, 256)));
+    const int rows =
+        std::min(from.height, static_cast<int>(std::min<std::size_t>(maxLength / rowBytes, 256)));
     std::vector<std::uint8_t> strip(rowBytes * static_cast<std::size_t>(std::max(rows, 1)));
     for (int top = 0; top < from.height; top += rows) {
         const int count = std::min(rows, from.height - top);
@@ -116,6 +123,15 @@ void Surface::fill(const Area& area, Color color) {
 void Surface::moveTo(int x, int y) {
     const std::uint32_t values[] = {static_cast<std::uint32_t>(x), static_cast<std::uint32_t>(y)};
     xcb_configure_window(connection(), window_, XCB_CONFIG_WINDOW_X | XCB_CONFIG_WINDOW_Y, values);
+}
+
+void Surface::sync() {
+    const XcbReply<xcb_get_input_focus_reply_t> reply(
+        xcb_get_input_focus_reply(connection(), xcb_get_input_focus(connection()), nullptr));
+    if (!reply) throw std::runtime_error("The display went away");
+    while (const XcbReply<xcb_generic_event_t> event{xcb_poll_for_event(connection())}) {
+        // Discarded, so that the queue does not grow.
+    }
 }
 
 }  // namespace lumicrate::stage

@@ -1,4 +1,4 @@
-// Surface: a window of a scene, and the ways to draw in it.
+// Surface: a window of a scene, and the operations to draw in it.
 #pragma once
 
 #include "Tests/Stage/Scene/Image.h"
@@ -12,10 +12,7 @@ namespace lumicrate::stage {
 
 class Surface {
  public:
-    // Who decides where the window goes: a window manager if there is one, or the scene alone.
-    enum class Kind { Ordinary, Unmanaged };
-
-    // A picture kept by the X server.
+    /// A picture kept by the X server.
     class Stored {
      public:
         Stored(xcb_connection_t* connection, xcb_pixmap_t pixmap)
@@ -30,8 +27,15 @@ class Surface {
         xcb_pixmap_t pixmap_;
     };
 
-    // A top-level window above those that are there; returns when it can be seen. Throws std::runtime_error.
-    Surface(std::shared_ptr<XcbConnection> connection, const Area& area, const std::string& title, Kind kind);
+    /// The canvas of a scene, which covers the screen of $DISPLAY. Throws std::runtime_error.
+    static std::unique_ptr<Surface> openCanvas(const std::string& title);
+    /// Another window, above all others. Throws std::runtime_error.
+    std::unique_ptr<Surface> openWindow(const Area& area, const std::string& title) {
+        return std::make_unique<Surface>(connection_, area, title);
+    }
+
+    /// A window that no window manager manages. Returns when it is visible. Throws std::runtime_error.
+    Surface(std::shared_ptr<XcbConnection> connection, const Area& area, const std::string& title);
     Surface(const Surface&) = delete;
     Surface& operator=(const Surface&) = delete;
     ~Surface();
@@ -40,24 +44,23 @@ class Surface {
     int width() const { return width_; }
     int height() const { return height_; }
 
-    std::unique_ptr<Stored> store(const Image& image);
-    // What the server shows by itself where the window is uncovered.
-    void setBackground(const Stored& image);
+    std::shared_ptr<Stored> store(const Image& image);
+    /// What the server itself draws where the window is uncovered.
+    void setBackground(const Image& image);
     void copy(const Stored& image, const Area& from, int x, int y);
     void put(const Image& image, const Area& from, int x, int y);
     void put(const Image& image, int x = 0, int y = 0) {
         put(image, {0, 0, image.width(), image.height()}, x, y);
     }
     void fill(const Area& area, Color color);
-    // Of the top-left corner, on the screen.
+    /// The place of the top-left corner on the screen.
     void moveTo(int x, int y);
-
- protected:
-    xcb_connection_t* connection() const { return connection_->get(); }
-    const std::shared_ptr<XcbConnection>& sharedConnection() const { return connection_; }
+    /// Returns when the server has drawn everything, in all windows of the scene.
+    void sync();
 
  private:
-    void create(const Area& area, const std::string& title, Kind kind);
+    xcb_connection_t* connection() const { return connection_->get(); }
+    void create(const Area& area, const std::string& title);
     void awaitExposure();
     void putInto(xcb_drawable_t target, const Image& image, const Area& from, int x, int y);
 
