@@ -1,17 +1,21 @@
 #include "Linux/Media/Editing/Assets.h"
 
+#include "Linux/Media/Editing/CopiedTracks.h"
 #include "Linux/Media/Editing/InputMovie.h"
 #include "Linux/Media/Editing/MixedTrack.h"
 #include "Linux/Media/Editing/OutputMovie.h"
-#include "Linux/Media/Editing/TrackCopy.h"
-#include "Linux/Media/Editing/TrackThreads.h"
-#include "Linux/Media/Editing/VideoCut.h"
+#include "Linux/Media/Editing/ReencodedTrack.h"
+#include "Linux/Media/Editing/StitchedTrack.h"
+#include "Linux/Media/Editing/TrackRange.h"
 #include "Linux/Media/MovieFile/AssetSummary.h"
 #include "Support/Error.h"
+#include "Support/Log.h"
 
 #include <algorithm>
-#include <functional>
+#include <exception>
 #include <memory>
+#include <mutex>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -19,7 +23,7 @@ namespace lumicrate::media {
 
 namespace {
 
-/// The part of the range that there is. Throws when there is none.
+/// Throws when the range does not begin within the movie.
 std::optional<CMTimeRange> within(const std::optional<CMTimeRange>& range, const InputMovie& movie) {
     if (!range) return std::nullopt;
     if (range->start < CMTime::zero() || !(range->start < range->end) ||
@@ -35,20 +39,39 @@ double lengthOf(const std::optional<CMTimeRange>& range, const InputMovie& movie
 
 using TrackWriters = std::vector<std::unique_ptr<TrackWriter>>;
 
-void write(OutputMovie& output, const InputMovie& input, const TrackWriters& tracks) {
-    output.describeAs(input);
-    std::vector<std::function<void()>> writers;
-    for (const auto& track : tracks) {
-        track->addTo(output);
-        writers.emplace_back([&track] { track->write(); });
+/// Runs all writers at once, each on a thread of its own. When one fails, the others are stopped and its
+/// exception is thrown.
+void writeTogether(OutputMovie& output, const TrackWriters& tracks) {
+    std::mutex mutex;
+    std::exception_ptr first;
+    {
+        std::vector<std::jthread> threads;
+        for (const auto& track : tracks) {
+            threads.emplace_back([&] {
+                try {
+                    track->write();
+                } catch (...) {
+                    const std::lock_guard lock(mutex);
+                    if (!first) first = std::current_exception();
+                    output.abandon();
+                }
+            });
+        }
     }
+    if (first) std::rethrow_exception(first);
+}
+
+void write(OutputMovie& output, const InputMovie& input, const TrackWriters& tracks) {
+    output.copyMetadata(input);
+    for (const auto& track : tracks)
+        track->addTo(output);
     output.setTakesTurns(tracks.size() > 1);
     output.begin();
-    writeTogether(output, writers);
+    writeTogether(output, tracks);
     output.finish();
 }
 
-/// Where nothing is coded anew, one thread is enough: more would only wait for each other.
+/// One writer for all tracks: with copies only, more threads would just wait for each other.
 std::unique_ptr<TrackWriter> copyOfAll(const InputMovie& input, const std::optional<CMTimeRange>& range) {
     std::vector<int> tracks = input.audioTracks();
     if (const auto video = input.videoTrack()) tracks.insert(tracks.begin(), *video);
@@ -60,6 +83,26 @@ std::unique_ptr<TrackWriter> copyOf(const InputMovie& input, int track,
     return std::make_unique<CopiedTracks>(input, std::vector{track}, range);
 }
 
+/// The pictures of a range, with the least work that begins exactly at the start.
+std::unique_ptr<TrackWriter> preciseCut(const InputMovie& source, int track, AVAssetExportPreset preset,
+                                        const CMTimeRange& range) {
+    const AVCodecID codec =
+        preset == AVAssetExportPreset::hevcHighestQuality ? AV_CODEC_ID_HEVC : AV_CODEC_ID_H264;
+    const KeyPictures keys = KeyPictures::around(source, track, range);
+    if (!keys.reordered && source.stream(track).codecpar->codec_id == codec) {
+        if (keys.startsOnKey) {
+            log(LogArea::movie, "trim: the range starts on a key picture; copying");
+            return copyOf(source, track, range);
+        }
+        if (auto stitched = StitchedTrack::make(source, track, range, keys.next.get())) {
+            log(LogArea::movie, "trim: encoding up to the next key picture; copying the rest");
+            return stitched;
+        }
+    }
+    log(LogArea::movie, "trim: not encoded by the recorder; encoding the whole range");
+    return std::make_unique<ReencodedTrack>(source, track, codec, range);
+}
+
 }  // namespace
 
 AVAssetSummary Assets::summary(const std::filesystem::path& url) const {
@@ -68,8 +111,9 @@ AVAssetSummary Assets::summary(const std::filesystem::path& url) const {
 
 void Assets::mixAudio(const std::filesystem::path& source, const std::filesystem::path& destination,
                       AVFileType type, const LongWork& work) const {
-    const InputMovie input(source, InputMovie::Look::briefly);
+    const InputMovie input(source, InputMovie::Look::atHead);
     OutputMovie output(destination, type, input.duration(), work);
+    log(LogArea::movie, "mix: ", input.audioTracks().size(), " tracks of ", input.duration(), " s");
     TrackWriters tracks;
     if (const auto video = input.videoTrack()) tracks.push_back(copyOf(input, *video));
     tracks.push_back(std::make_unique<MixedTrack>(input));
@@ -80,15 +124,16 @@ void Assets::exportMovie(const std::filesystem::path& source, const std::filesys
                          AVFileType type, AVAssetExportPreset preset, std::optional<CMTimeRange> range,
                          const LongWork& work) const {
     const bool copies = !range || preset == AVAssetExportPreset::passthrough;
-    const InputMovie input(source, copies ? InputMovie::Look::briefly : InputMovie::Look::closely);
+    const InputMovie input(source, copies ? InputMovie::Look::atHead : InputMovie::Look::atMedia);
     range = within(range, input);
     OutputMovie output(destination, type, lengthOf(range, input), work);
     TrackWriters tracks;
     if (copies) {
+        log(LogArea::movie, range ? "trim: copying packets" : "convert: copying packets");
         tracks.push_back(copyOfAll(input, range));
     } else {
         if (const auto video = input.videoTrack())
-            tracks.push_back(makeVideoCut(input, *video, preset, *range));
+            tracks.push_back(preciseCut(input, *video, preset, *range));
         for (const int track : input.audioTracks())
             tracks.push_back(copyOf(input, track, range));
     }

@@ -1,4 +1,4 @@
-// Assets: finished movies, and what is made of them, by way of FFmpeg's libraries.
+// Assets: reads, cuts, mixes and converts finished movies with the FFmpeg libraries.
 #pragma once
 
 #include "Platform/AVAsset.h"

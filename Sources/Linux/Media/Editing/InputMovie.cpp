@@ -14,13 +14,12 @@ namespace lumicrate::media {
 
 namespace {
 
-/// How long before a range's start there may be a packet that it takes, besides the group of pictures that
-/// the start cuts into; seconds.
-constexpr double mostLeadIn = 1;
+/// How long before the start of a range packets may be needed, besides the group of pictures that contains
+/// the start; seconds.
+constexpr double maxLeadIn = 1;
 
-/// Other containers do not tell when a picture is decoded, and a chain of fragments tells of itself bit by
-/// bit.
-bool headTellsAll(const AVFormatContext& context) {
+/// Other containers do not contain decoding times, and fragmented files have no complete head.
+bool hasCompleteHead(const AVFormatContext& context) {
     const std::span streams(context.streams, context.nb_streams);
     const auto isKnown = [](const AVStream* each) {
         const AVCodecParameters& media = *each->codecpar;
@@ -30,7 +29,6 @@ bool headTellsAll(const AVFormatContext& context) {
            std::all_of(streams.begin(), streams.end(), isKnown);
 }
 
-/// Sentences end alike, whether the reason is ours or the system's.
 std::string sentence(const std::filesystem::path& path, const std::string& reason) {
     return "“" + path.filename().string() + "” " + localized("couldn't be read:") + " " + reason;
 }
@@ -47,9 +45,9 @@ std::string reasonOf(int error) {
     }
 }
 
-/// Whether the head tells of samples that the file does not hold.
+/// Whether the head refers to samples beyond the end of the file.
 bool isCutOff(const AVFormatContext& context) {
-    // Other containers' places are not those of packets.
+    // In other containers the positions are not those of packets.
     if (std::string_view(context.iformat->name).find("mp4") == std::string_view::npos) return false;
     const std::int64_t size = avio_size(context.pb);
     for (unsigned i = 0; i < context.nb_streams; ++i) {
@@ -71,7 +69,7 @@ InputMovie::InputMovie(const std::filesystem::path& path, Look look) : path_(pat
     const int opened = openContainer(path, 0, context_);
     if (opened < 0) failWith(opened);
     AVFormatContext* context = context_.get();
-    const bool enough = look == Look::briefly && headTellsAll(*context);
+    const bool enough = look == Look::atHead && hasCompleteHead(*context);
     const int found = enough ? 0 : avformat_find_stream_info(context, nullptr);
     if (found < 0) failWith(found);
     if (isCutOff(*context)) fail(localized("it is cut off."));
@@ -110,7 +108,7 @@ std::int64_t InputMovie::packetCount(int track, const std::optional<CMTimeRange>
         return static_cast<std::int64_t>(seconds / av_q2d(from->time_base));
     };
     const int first =
-        av_index_search_timestamp(from, at(range->start.seconds() - mostLeadIn), AVSEEK_FLAG_BACKWARD);
+        av_index_search_timestamp(from, at(range->start.seconds() - maxLeadIn), AVSEEK_FLAG_BACKWARD);
     const int last = av_index_search_timestamp(from, at(range->end.seconds()), AVSEEK_FLAG_ANY);
     return (last < 0 ? indexed : last + 1) - std::max(first, 0);
 }
@@ -145,7 +143,8 @@ void InputMovie::seek(double seconds) {
     std::int64_t place = time;
     std::int64_t earliest = std::numeric_limits<std::int64_t>::max();
     seekTo(*track, place);
-    // Places are found by the times of decoding, which may lie before those of showing.
+    // av_seek_frame uses decoding times, which may precede presentation times: seek further back until a
+    // picture is not after `time`.
     const OwnedPacket packet = makePacket();
     const auto readOne = [&] {
         while (read(*packet)) {
@@ -163,7 +162,7 @@ void InputMovie::seek(double seconds) {
 
 void InputMovie::seekTo(int track, std::int64_t time) {
     const int result = av_seek_frame(context_.get(), track, time, AVSEEK_FLAG_BACKWARD);
-    // Before the first picture there is nothing to go to.
+    // Before the first picture: to the first picture.
     if (result < 0 &&
         av_seek_frame(context_.get(), track, stream(track).start_time, AVSEEK_FLAG_BACKWARD) < 0)
         failWith(result);

@@ -14,43 +14,42 @@
 
 namespace lumicrate::media {
 
-/// Times are the presentation's: edit lists are applied, and what an edit hides before the start has negative
-/// times. One thread. Everything throws PlatformError, which names the file.
+/// Times are those of the presentation: edit lists are applied, and what an edit hides before the start has
+/// negative times. One thread. Everything throws PlatformError, which names the file.
 class InputMovie {
  public:
     enum class Look {
-        closely,  ///< also at the first of the media
-        briefly,  ///< as far as the head tells, which is enough to copy
+        atMedia,  ///< reads the first of the media too
+        atHead,   ///< reads the head only where it is complete, which is enough to copy packets
     };
 
-    /// Reads the head.
-    explicit InputMovie(const std::filesystem::path& path, Look look = Look::closely);
+    explicit InputMovie(const std::filesystem::path& path, Look look = Look::atMedia);
 
-    /// The first video track that is more than a cover picture; its number in the file.
+    /// The number of the first video track that is not a cover picture.
     std::optional<int> videoTrack() const;
-    /// All sound tracks, in the file's order.
+    /// All sound tracks in file order.
     std::vector<int> audioTracks() const;
     const AVStream& stream(int track) const { return *context_->streams[track]; }
-    /// The whole presentation's length in seconds; 0 for none.
+    /// Seconds, of the whole presentation; 0 when unknown.
     double duration() const;
-    /// At least how many packets of a track it takes to present `range`, or all without one. Where the head
-    /// does not tell, the file is read through.
+    /// An upper bound for the packets of a track that `range` takes, or of all without a range. Reads through
+    /// the file when the head does not contain the number.
     std::int64_t packetCount(int track, const std::optional<CMTimeRange>& range = std::nullopt) const;
 
-    /// Leaves the other tracks alone from now on.
+    /// From now on only these tracks are read.
     void select(const std::vector<int>& tracks);
-    /// Goes to the last key picture of the selected video track at or before `seconds`, or where there is no
-    /// picture, to sound at or before that.
+    /// Moves to the last key picture of the selected video track at or before `seconds`; without a video
+    /// track selected, to the sound there.
     void seek(double seconds);
-    /// The next packet of the selected tracks, as they lie in the file; false at the end.
+    /// The next packet of the selected tracks, in file order; false at the end.
     bool read(AVPacket& packet);
-    /// A decoder for the track, which has `threads` threads; 0 for as many as there are processors.
+    /// A decoder with `threads` threads; 0 for one per processor.
     OwnedCodec makeDecoder(int track, int threads = 1) const;
 
-    /// For whoever finds that a track cannot be understood.
+    /// Throws PlatformError: the file cannot be read for this reason, a clause with a full stop.
     [[noreturn]] void fail(const std::string& reason) const;
 
-    /// What the file says of itself, such as when it was made.
+    /// Of the file, such as its creation time.
     const AVDictionary* metadata() const { return context_->metadata; }
     const std::filesystem::path& path() const { return path_; }
 
@@ -63,7 +62,7 @@ class InputMovie {
     InputContainer context_;
 };
 
-/// A time of a track's clock in seconds.
+/// Ticks of a track's clock in seconds.
 inline double secondsOf(std::int64_t time, AVRational timeBase) {
     return static_cast<double>(time) * av_q2d(timeBase);
 }

@@ -1,7 +1,8 @@
-// Owners of what FFmpeg's libraries hand out.
+// Owners of objects of the FFmpeg libraries.
 #pragma once
 
 #include <memory>
+#include <new>
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -26,8 +27,16 @@ using OwnedParameters = std::unique_ptr<AVCodecParameters, FreeLibav>;
 using OwnedPacket = std::unique_ptr<AVPacket, FreeLibav>;
 using OwnedResampler = std::unique_ptr<SwrContext, FreeLibav>;
 
-/// Throw std::bad_alloc rather than give none.
-OwnedFrame makeFrame();
-OwnedPacket makePacket();
+/// Never null; throws std::bad_alloc.
+inline OwnedFrame makeFrame() {
+    OwnedFrame frame(av_frame_alloc());
+    if (!frame) throw std::bad_alloc();
+    return frame;
+}
+inline OwnedPacket makePacket() {
+    OwnedPacket packet(av_packet_alloc());
+    if (!packet) throw std::bad_alloc();
+    return packet;
+}
 
 }  // namespace lumicrate::media

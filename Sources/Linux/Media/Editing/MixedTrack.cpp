@@ -13,10 +13,10 @@ namespace lumicrate::media {
 namespace {
 
 constexpr int bitRate = 192'000;
-/// Frames that are mixed at a time.
+/// Frames that are mixed at once.
 constexpr std::size_t pieceLength = 8192;
 
-/// Adds up what the tracks have, piece by piece.
+/// The sum of the tracks, piece by piece.
 class Mix {
  public:
     Mix(const std::filesystem::path& source, const std::vector<int>& tracks) {

@@ -1,19 +1,19 @@
-// MixedTrack: all sound of a movie as one stereo track.
+// MixedTrack: all sound tracks of a movie as one stereo track.
 #pragma once
 
 #include "Linux/Media/Editing/InputMovie.h"
+#include "Linux/Media/Editing/OutputMovie.h"
 #include "Linux/Media/Editing/ParallelAacEncoder.h"
-#include "Linux/Media/Editing/TrackWriter.h"
 
 #include <filesystem>
 #include <vector>
 
 namespace lumicrate::media {
 
-/// Decodes the tracks, adds them up where their times say, and codes the sum: AAC, 48000 Hz, 192000 bit/s. It
-/// begins at the movie's time zero and ends with the last of them.
+/// Decodes the tracks, adds them at their times and encodes the sum: AAC, 48000 Hz, 192000 bit/s. The new
+/// track begins at time zero of the movie and ends with the last of the tracks.
 ///
-/// Every track sounds at full gain. Where their sum would clip, and only there, PeakLimiter turns it down.
+/// Every track has full gain. Where the sum would clip, and only there, PeakLimiter reduces it.
 class MixedTrack final : public TrackWriter {
  public:
     explicit MixedTrack(const InputMovie& source);

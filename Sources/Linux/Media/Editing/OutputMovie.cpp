@@ -4,6 +4,7 @@
 #include "Linux/Media/IsoBmff/BoxReader.h"
 #include "Linux/Media/IsoBmff/Fragment.h"
 #include "Support/Error.h"
+#include "Support/Log.h"
 
 #include <algorithm>
 #include <limits>
@@ -16,22 +17,22 @@ namespace lumicrate::media {
 
 namespace {
 
-/// How far ahead of the others a track may be written, in seconds: what a player has to read at once.
-constexpr double longestTurn = 0.5;
+/// How far ahead of the others a track may be written, in seconds. A player must buffer as much.
+constexpr double maxLead = 0.5;
 
-/// A movie clock in which the clocks of our pictures and of sound at any usual rate are whole, so that
-/// neither is shifted by rounding.
+/// A multiple of the clock of recorded pictures and of the usual rates of sound, so that edit lists, which
+/// count by it, are exact.
 constexpr int movieTimescale = 720'000;
 
-/// Clocks of pictures tick at least as often in a second.
-constexpr int fineEnough = 90'000;
+/// Clocks of pictures have at least as many ticks a second.
+constexpr int minPictureClock = 90'000;
 
-/// What the index takes at most: for the file, for a track, and for a packet that is alone in its chunk and
-/// has a duration, a presentation time, a size and a place of its own and is a key picture.
+/// The maximum size of the index: for the file, for a track, and for a packet that needs an entry in every
+/// table (durations, presentation times, sizes, chunks and their offsets, key pictures).
 constexpr std::int64_t indexOfFile = 16 << 10;
 constexpr std::int64_t indexOfTrack = 4 << 10;
 constexpr std::int64_t indexOfPacket = 8 + 8 + 4 + (12 + 8) + 4;
-/// Sound has neither of the first two and is a key throughout, which need not be told.
+/// Sound needs no entries in the tables of durations, presentation times and key pictures.
 constexpr std::int64_t indexOfSoundPacket = 4 + (12 + 8);
 
 const char* muxerFor(AVFileType type) {
@@ -46,11 +47,11 @@ const char* muxerFor(AVFileType type) {
     return "mp4";
 }
 
-/// The four letters of a track, where the container knows them for what they are.
+/// The source's four-character code when the container has the same one for the codec.
 std::uint32_t tagFor(const AVOutputFormat& format, const AVCodecParameters& parameters) {
     const std::uint32_t same = parameters.codec_tag;
     if (same != 0 && av_codec_get_id(format.codec_tag, same) == parameters.codec_id) return same;
-    // Players want the parameter sets in the head, as they are in all that comes from here.
+    // "hvc1": all parameter sets are in the head, as players require.
     if (parameters.codec_id == AV_CODEC_ID_HEVC) return MKTAG('h', 'v', 'c', '1');
     return 0;
 }
@@ -78,13 +79,13 @@ OutputMovie::OutputMovie(const std::filesystem::path& path, AVFileType type, dou
     context_->pb = file_.io();
     context_->flags |= AVFMT_FLAG_CUSTOM_IO;
     context_->flush_packets = 0;
-    // Negative times are what an edit list hides.
+    // Packets at negative times are kept: an edit list hides them.
     context_->avoid_negative_ts = AVFMT_AVOID_NEG_TS_DISABLED;
 }
 
 OutputMovie::~OutputMovie() = default;
 
-void OutputMovie::describeAs(const InputMovie& source) {
+void OutputMovie::copyMetadata(const InputMovie& source) {
     av_dict_copy(&context_->metadata, source.metadata(), 0);
 }
 
@@ -103,18 +104,18 @@ int OutputMovie::addCopy(const InputMovie& source, int track, std::int64_t packe
                             localized("has a track that such a file can't hold:") + " " +
                             avcodec_get_name(from.codecpar->codec_id) + ".");
     }
-    AVStream& to = addAs(source, track, *from.codecpar, packets);
+    AVStream& to = addStreamLike(source, track, *from.codecpar, packets);
     to.codecpar->codec_tag = tagFor(format, *from.codecpar);
     return to.index;
 }
 
-int OutputMovie::addRecoded(const InputMovie& source, int track, const AVCodecParameters& parameters,
-                            std::int64_t packets) {
-    return addAs(source, track, parameters, packets).index;
+int OutputMovie::addReencoded(const InputMovie& source, int track, const AVCodecParameters& parameters,
+                              std::int64_t packets) {
+    return addStreamLike(source, track, parameters, packets).index;
 }
 
-AVStream& OutputMovie::addAs(const InputMovie& source, int track, const AVCodecParameters& parameters,
-                             std::int64_t packets) {
+AVStream& OutputMovie::addStreamLike(const InputMovie& source, int track, const AVCodecParameters& parameters,
+                                     std::int64_t packets) {
     const AVStream& from = source.stream(track);
     AVStream& to = addStream(packets);
     check(avcodec_parameters_copy(to.codecpar, &parameters));
@@ -129,17 +130,7 @@ AVStream& OutputMovie::addAs(const InputMovie& source, int track, const AVCodecP
 
 AVRational OutputMovie::clockFor(const AVStream& source) {
     const int rate = std::max(source.time_base.den, 1);
-    return {1, rate * std::max(1, (fineEnough + rate - 1) / rate)};
-}
-
-int OutputMovie::addTrack(const AVCodecParameters& parameters, AVRational timeBase, const std::string& title,
-                          std::int64_t packets) {
-    AVStream& to = addStream(packets);
-    check(avcodec_parameters_copy(to.codecpar, &parameters));
-    to.time_base = timeBase;
-    av_dict_set(&to.metadata, "handler_name", title.c_str(), 0);
-    av_dict_set(&to.metadata, "title", title.c_str(), 0);
-    return to.index;
+    return {1, rate * std::max(1, (minPictureClock + rate - 1) / rate)};
 }
 
 int OutputMovie::addSound(const isobmff::AudioDescription& sound, const std::string& title,
@@ -158,13 +149,18 @@ int OutputMovie::addSound(const isobmff::AudioDescription& sound, const std::str
     parameters->bit_rate = sound.bitRate;
     parameters->frame_size = isobmff::aacFrameLength;
     av_channel_layout_default(&parameters->ch_layout, sound.channels);
-    return addTrack(*parameters, {1, sound.sampleRate}, title, packets);
+    AVStream& to = addStream(packets);
+    check(avcodec_parameters_copy(to.codecpar, parameters.get()));
+    to.time_base = {1, sound.sampleRate};
+    av_dict_set(&to.metadata, "handler_name", title.c_str(), 0);
+    av_dict_set(&to.metadata, "title", title.c_str(), 0);
+    return to.index;
 }
 
 void OutputMovie::begin() {
     AVDictionary* options = nullptr;
     av_dict_set_int(&options, "movie_timescale", movieTimescale, 0);
-    av_dict_set_int(&options, "moov_size", roomForIndex(), 0);
+    av_dict_set_int(&options, "moov_size", indexSpace(), 0);
     for (unsigned i = 0; i < context_->nb_streams; ++i) {
         const AVStream& each = *context_->streams[i];
         if (each.codecpar->codec_type == AVMEDIA_TYPE_VIDEO)
@@ -175,7 +171,7 @@ void OutputMovie::begin() {
     check(result);
 }
 
-std::int64_t OutputMovie::roomForIndex() const {
+std::int64_t OutputMovie::indexSpace() const {
     std::int64_t room = indexOfFile;
     for (std::size_t i = 0; i < tracks_.size(); ++i) {
         const bool video = context_->streams[i]->codecpar->codec_type == AVMEDIA_TYPE_VIDEO;
@@ -190,44 +186,45 @@ void OutputMovie::write(int track, AVPacket& packet) {
     writing.end = std::max(writing.end, packet.pts + packet.duration);
     writing.reached = secondsOf(packet.dts, timeBase(track));
     const bool wakes = std::any_of(tracks_.begin(), tracks_.end(), [&writing](const Track& each) {
-        return each.resting && each.reached <= writing.reached;
+        return each.waits && each.reached <= writing.reached;
     });
     if (wakes) turn_.notify_all();
     turn_.wait(lock, [this, &writing] { return abandoned_ || !takesTurns_ || mayWrite(writing); });
     if (abandoned_) throw CancelledError();
     packet.stream_index = track;
     packet.pos = -1;
-    // What was hidden in its old file is hidden here by its time, if at all.
+    // Here a packet is hidden by its time only.
     packet.flags &= ~AV_PKT_FLAG_DISCARD;
     check(av_write_frame(context_.get(), &packet));
     check(context_->pb->error);
-    tellProgress();
+    reportProgress();
 }
 
-/// As far as the last of the tracks.
-void OutputMovie::tellProgress() {
+/// The progress is that of the slowest track.
+void OutputMovie::reportProgress() {
     double reached = duration_;
     for (const Track& each : tracks_) {
         if (!each.ended) reached = std::min(reached, each.reached);
     }
     const double part = duration_ > 0 ? reached / duration_ : 0;
-    // Every packet would be too often, but each is an occasion to give up.
+    // Cancelling is possible with every packet; progress is reported per hundredth.
     if (work_.stop.stop_requested()) throw CancelledError();
-    const bool complete = part >= 1 && told_ < 1;
-    if (part < told_ + 0.01 && !complete) return;
-    told_ = part;
+    const bool complete = part >= 1 && reported_ < 1;
+    if (part < reported_ + 0.01 && !complete) return;
+    reported_ = part;
     work_.reach(part);
 }
 
-/// Who has gone far ahead rests until the others have come as far, so that tracks alternate in large pieces.
+/// A thread that is far ahead waits until the others have caught up completely, so that tracks alternate in
+/// large pieces.
 bool OutputMovie::mayWrite(Track& track) {
     double others = std::numeric_limits<double>::infinity();
     for (const Track& each : tracks_) {
         if (&each != &track && !each.ended) others = std::min(others, each.reached);
     }
-    if (track.reached > others + longestTurn) track.resting = true;
-    if (track.reached <= others) track.resting = false;
-    return !track.resting;
+    if (track.reached > others + maxLead) track.waits = true;
+    if (track.reached <= others) track.waits = false;
+    return !track.waits;
 }
 
 void OutputMovie::end(int track, std::int64_t last) {
@@ -236,10 +233,10 @@ void OutputMovie::end(int track, std::int64_t last) {
     ended.ended = true;
     ended.last = last;
     turn_.notify_all();
-    tellProgress();
+    reportProgress();
 }
 
-void OutputMovie::checkIsWanted() {
+void OutputMovie::checkCancelled() {
     const std::lock_guard lock(mutex_);
     if (abandoned_ || work_.stop.stop_requested()) throw CancelledError();
 }
@@ -252,11 +249,12 @@ void OutputMovie::abandon() {
 
 void OutputMovie::finish() {
     check(av_write_trailer(context_.get()));
-    endTracks();
+    shortenTracks();
     file_.keep();
+    log(LogArea::movie, "published a movie of ", tracks_.size(), " tracks");
 }
 
-void OutputMovie::endTracks() {
+void OutputMovie::shortenTracks() {
     std::map<int, double> ends;
     for (int i = 0; i < static_cast<int>(tracks_.size()); ++i) {
         const Track& each = tracks_[static_cast<std::size_t>(i)];
@@ -264,7 +262,7 @@ void OutputMovie::endTracks() {
     }
     if (ends.empty()) return;
     try {
-        file_.changeBox("moov", [&ends](std::span<std::uint8_t> moov) { endTracksBy(ends, moov); });
+        file_.changeBox("moov", [&ends](std::span<std::uint8_t> moov) { endTracksAt(ends, moov); });
     } catch (const isobmff::Malformed&) {
         AtomicFile::fail(AVERROR_BUG);
     }

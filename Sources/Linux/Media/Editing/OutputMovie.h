@@ -1,4 +1,5 @@
-// OutputMovie: a new movie file of packets that are coded already.
+// OutputMovie: a new movie file, written packet by packet; TrackWriter: the source of the packets of its
+// tracks.
 #pragma once
 
 #include "Linux/Media/Editing/AvioFile.h"
@@ -18,52 +19,49 @@
 
 namespace lumicrate::media {
 
-/// Tracks are added, then `begin`, any number of writes, `end` for every track, `finish`. The index stands in
-/// front, in room that is kept for it. What lies at negative times is in the file but hidden by an edit list;
-/// a track that begins late begins late. Without `finish` the file is deleted.
+/// Usage: add tracks, `begin`, write any number of packets, `end` each track, `finish`. Without `finish` the
+/// file is deleted. The index is at the front, in space that is reserved for it. Packets at negative times
+/// are in the file but hidden by an edit list; a track that begins late has an empty edit.
 ///
-/// Each track may be written from a thread of its own: who is more than half a second ahead of the others
-/// waits. Everything throws PlatformError.
+/// Each track may be written on a thread of its own: a thread that is more than half a second of the movie
+/// ahead of the others waits. Everything throws PlatformError.
 class OutputMovie {
  public:
-    /// Creates the file; fails when something of this name exists. `work` is told how much of `duration`, in
-    /// seconds, every track has reached.
+    /// Creates the file; fails when the name exists. `work` learns how much of `duration`, in seconds, all
+    /// tracks have reached.
     OutputMovie(const std::filesystem::path& path, AVFileType type, double duration, LongWork work);
     ~OutputMovie();
     OutputMovie(const OutputMovie&) = delete;
     OutputMovie& operator=(const OutputMovie&) = delete;
 
-    /// Says of the file what `source` says of itself.
-    void describeAs(const InputMovie& source);
-    /// A track as it is in `source`, of at most `packets` packets. Gives its number here.
+    /// Copies the metadata of the file, such as its creation time.
+    void copyMetadata(const InputMovie& source);
+    /// A copy of a track of `source`, of at most `packets` packets. Returns its number in this movie.
     int addCopy(const InputMovie& source, int track, std::int64_t packets);
-    /// The pictures of a track of `source`, coded anew as `parameters` tell; clockFor is their clock.
-    int addRecoded(const InputMovie& source, int track, const AVCodecParameters& parameters,
-                   std::int64_t packets);
-    /// A track that is made anew.
-    int addTrack(const AVCodecParameters& parameters, AVRational timeBase, const std::string& title,
-                 std::int64_t packets);
-    /// A track of AAC sound, whose clock counts its frames.
+    /// The pictures of a track of `source`, encoded again, with `parameters` and the clock `clockFor`.
+    int addReencoded(const InputMovie& source, int track, const AVCodecParameters& parameters,
+                     std::int64_t packets);
+    /// A new track of AAC sound, whose clock counts its frames.
     int addSound(const isobmff::AudioDescription& sound, const std::string& title, std::int64_t packets);
-    /// Whether who is far ahead waits for the others, which is so unless one thread writes all tracks.
+    /// Whether threads that are ahead wait for the others. Must be off when one thread writes all tracks.
     void setTakesTurns(bool takesTurns) { takesTurns_ = takesTurns; }
     void begin();
 
-    /// The clock that a track of such pictures gets: the one that it had, or one that is finer by a whole
-    /// factor, so that any instant can be met.
+    /// The clock of a copy of a video track: that of `source`, multiplied to at least 90 kHz so that a cut
+    /// can be at any instant. For example 1 ⁄ 600 s becomes 1 ⁄ 90000 s.
     static AVRational clockFor(const AVStream& source);
-    /// The clock of a track, once the file has begun.
+    /// The clock of a track; valid after `begin`.
     AVRational timeBase(int track) const { return context_->streams[track]->time_base; }
-    /// Takes the packet's data; its times count ticks of the track's clock. Decoding times grow; how long a
-    /// track's last packet lasts is its duration. Throws CancelledError once the movie is abandoned.
+    /// Takes the packet's data. Its times count ticks of the track's clock; decoding times increase. Throws
+    /// CancelledError after `abandon` or when the work is cancelled.
     void write(int track, AVPacket& packet);
-    /// No more packets of the track come. What is presented of it ends at `last`, in ticks of its clock, at
-    /// the latest. Throws CancelledError when the work is given up.
+    /// No more packets of the track follow. Its presentation ends at `last` at the latest, in ticks. Throws
+    /// CancelledError when the work is cancelled.
     void end(int track, std::int64_t last = std::numeric_limits<std::int64_t>::max());
-    /// From any thread, for who has nothing to write for long: throws CancelledError when the movie is
-    /// abandoned or the work given up.
-    void checkIsWanted();
-    /// From any thread: everybody who writes gives up.
+    /// For writers that decode for a long time without writing. Any thread. Throws CancelledError after
+    /// `abandon` or when the work is cancelled.
+    void checkCancelled();
+    /// Makes all writers fail. Any thread.
     void abandon();
     /// Completes the file.
     void finish();
@@ -78,16 +76,16 @@ class OutputMovie {
         std::int64_t last = std::numeric_limits<std::int64_t>::max();
         double reached = 0;  ///< seconds
         bool ended = false;
-        bool resting = false;  ///< until the others have come as far
+        bool waits = false;  ///< until the others have reached the same time
     };
 
     AVStream& addStream(std::int64_t packets);
-    AVStream& addAs(const InputMovie& source, int track, const AVCodecParameters& parameters,
-                    std::int64_t packets);
-    void tellProgress();
+    AVStream& addStreamLike(const InputMovie& source, int track, const AVCodecParameters& parameters,
+                            std::int64_t packets);
+    void reportProgress();
     bool mayWrite(Track& track);
-    std::int64_t roomForIndex() const;
-    void endTracks();
+    std::int64_t indexSpace() const;
+    void shortenTracks();
 
     AvioFile file_;
     std::unique_ptr<AVFormatContext, Free> context_;
@@ -97,8 +95,19 @@ class OutputMovie {
     bool abandoned_ = false;
     bool takesTurns_ = true;
     double duration_;
-    double told_ = 0;  ///< part of it, to whoever waits
+    double reported_ = 0;  ///< part of the duration
     LongWork work_;
+};
+
+/// Writes one or more tracks of a new movie.
+class TrackWriter {
+ public:
+    virtual ~TrackWriter() = default;
+    /// Called before the movie begins. `movie` must outlive `write`. Throws PlatformError.
+    virtual void addTo(OutputMovie& movie) = 0;
+    /// Called after it has begun, on any one thread: writes all packets and ends the tracks. Throws
+    /// PlatformError, and CancelledError as OutputMovie::write does.
+    virtual void write() = 0;
 };
 
 }  // namespace lumicrate::media

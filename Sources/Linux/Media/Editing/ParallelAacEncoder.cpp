@@ -15,17 +15,17 @@ namespace lumicrate::media {
 
 namespace {
 
-/// What an encoder is given before its stretch, in frames: a third of a second, in which it finds its rate.
+/// Frames before a stretch: a third of a second, in which the encoder's rate control settles.
 constexpr std::int64_t leadIn = 16 * isobmff::aacFrameLength;
-/// And after it: what the last windows reach over, and what the choice of a window looks ahead.
+/// Frames after it: the overlap of the last windows and the look-ahead of the window decision.
 constexpr std::int64_t leadOut = 4 * isobmff::aacFrameLength;
 
-constexpr unsigned mostThreads = 8;
+constexpr unsigned maxThreads = 8;
 
 struct Stretch {
     std::vector<float> sound;
     std::int64_t begin = 0;  ///< of the sound, in frames
-    /// The times of the samples that are wanted.
+    /// The samples between these times are kept.
     std::int64_t first = std::numeric_limits<std::int64_t>::min();
     std::int64_t end = std::numeric_limits<std::int64_t>::max();
     bool last = false;
@@ -38,7 +38,7 @@ struct CodedSample {
 };
 
 unsigned threadCount() {
-    return std::clamp(std::thread::hardware_concurrency(), 1U, mostThreads);
+    return std::clamp(std::thread::hardware_concurrency(), 1U, maxThreads);
 }
 
 /// Cuts sound into stretches that overlap.
@@ -51,8 +51,8 @@ class StretchCutter {
 
     Stretch next() {
         const std::int64_t seam = first_ + ParallelAacEncoder::stretchLength;
-        const auto wanted = static_cast<std::size_t>((seam + leadOut - begin_) * channels_);
-        while (!ended_ && sound_.size() < wanted) {
+        const auto needed = static_cast<std::size_t>((seam + leadOut - begin_) * channels_);
+        while (!ended_ && sound_.size() < needed) {
             const std::vector<float> piece = source_();
             sound_.insert(sound_.end(), piece.begin(), piece.end());
             ended_ = piece.empty();
@@ -75,9 +75,9 @@ class StretchCutter {
  private:
     const ParallelAacEncoder::Source& source_;
     int channels_;
-    std::vector<float> sound_;  ///< what the next stretch begins with
+    std::vector<float> sound_;  ///< the beginning of the next stretch
     std::int64_t begin_ = 0;    ///< of `sound_`
-    std::int64_t first_ = 0;    ///< that the next stretch is to give
+    std::int64_t first_ = 0;    ///< the first frame to keep of the next stretch
     bool ended_ = false;
 };
 

@@ -1,4 +1,4 @@
-// ParallelAacEncoder: a whole sound track as AAC, coded by all processors at once.
+// ParallelAacEncoder: encodes a whole sound track as AAC on all processors.
 #pragma once
 
 #include "Linux/Media/Sound/AacEncoder.h"
@@ -8,25 +8,26 @@
 
 namespace lumicrate::media {
 
-/// One after the other each processor gets a stretch of some seconds. Every stretch is coded with a little of
-/// the sound before and after it, which is thrown away again: by its own beginning an encoder has settled,
-/// and as both sides of a seam stem from the same sound, their windows overlap as if one had coded them all.
+/// The track is cut into stretches of about 11 seconds, which are encoded in parallel. Each is encoded
+/// together with a little of the sound before and after it, and the samples of these parts are dropped: so
+/// each encoder has settled when its stretch begins, and the overlapping windows on both sides of a seam come
+/// from the same sound, as if one encoder had encoded everything.
 class ParallelAacEncoder {
  public:
-    /// How many frames a stretch has, a whole number of AAC samples.
+    /// Frames of a stretch, a whole number of AAC samples.
     static constexpr std::int64_t stretchLength = 512 * 1024;
 
     /// `channels` is 1 or 2.
     ParallelAacEncoder(int sampleRate, int channels, int bitRate)
         : sampleRate_(sampleRate), channels_(channels), bitRate_(bitRate) {}
 
-    /// The next piece of interleaved sound, −1 … 1, of any length; empty at the end.
+    /// Returns the next piece of interleaved sound, −1 … 1, of any length; empty at the end.
     using Source = std::function<std::vector<float>()>;
 
-    /// Codes all that `source` gives; both are called on this thread, `sink` in the order of time. Throws
-    /// PlatformError, and what the two throw.
+    /// Encodes everything. Both are called on this thread, `sink` in order of time. Throws PlatformError and
+    /// what they throw.
     void encode(const Source& source, const AacEncoder::Sink& sink) const;
-    /// For the file that the samples go to. Throws PlatformError.
+    /// Of the track. Throws PlatformError.
     isobmff::AudioDescription description() const { return make().description(); }
 
  private:

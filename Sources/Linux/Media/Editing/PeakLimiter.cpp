@@ -8,16 +8,16 @@ namespace lumicrate::media {
 
 namespace {
 
-/// Below this no instant between two samples can exceed full scale: the sizes of the weights below add up to
-/// less than 2.2.
+/// When all samples around are below this, no instant between them can exceed full scale: the absolute values
+/// of the weights below add up to less than 2.2.
 constexpr float quiet = 0.45F;
-/// The gain rises from nothing to one in 150 ms.
+/// The gain can rise from zero to one in 150 ms.
 constexpr float recovery = 1 / (0.15F * 48000);
 
 constexpr int phases = 3;  // between two samples, at a quarter, a half and three quarters
 constexpr int taps = 20;
 
-/// A sinc under a raised cosine, of unit gain at zero frequency.
+/// A sinc with a raised cosine window; the weights add up to one.
 std::array<std::array<float, taps>, phases> makeWeights() {
     std::array<std::array<float, taps>, phases> weights{};
     for (int phase = 0; phase < phases; ++phase) {
@@ -43,28 +43,28 @@ const std::array<std::array<float, taps>, phases> weights = makeWeights();
 void PeakLimiter::process(std::span<const float> sound, std::vector<float>& limited) {
     limited.reserve(limited.size() + sound.size());
     for (std::size_t i = 0; i + channels <= sound.size(); i += channels) {
-        take({sound[i], sound[i + 1]});
-        if (taken_ > lookAhead) give(limited);
+        add({sound[i], sound[i + 1]});
+        if (added_ > lookAhead) output(limited);
     }
 }
 
 void PeakLimiter::finish(std::vector<float>& limited) {
-    const std::int64_t end = taken_;
-    while (given_ < end) {
-        take({});
-        if (taken_ > lookAhead) give(limited);
+    const std::int64_t end = added_;
+    while (written_ < end) {
+        add({});
+        if (added_ > lookAhead) output(limited);
     }
 }
 
-void PeakLimiter::take(Frame frame) {
-    at(taken_) = frame;
-    if (std::max(std::abs(frame[0]), std::abs(frame[1])) >= quiet) lastLoud_ = taken_;
-    const bool loud = taken_ - lastLoud_ < taps;
-    const std::int64_t settled = taken_++ - reach;
+void PeakLimiter::add(Frame frame) {
+    at(added_) = frame;
+    if (std::max(std::abs(frame[0]), std::abs(frame[1])) >= quiet) lastLoud_ = added_;
+    const bool loud = added_ - lastLoud_ < taps;
+    const std::int64_t settled = added_++ - reach;
     if (!loud || settled < 0) return;
     const float between = peakAfter(settled);
-    note(settled, std::max(peakAt(settled), between));
-    note(settled + 1, between);
+    notePeak(settled, std::max(peakAt(settled), between));
+    notePeak(settled + 1, between);
 }
 
 float PeakLimiter::peakAt(std::int64_t frame) const {
@@ -87,35 +87,35 @@ float PeakLimiter::peakAfter(std::int64_t frame) const {
     return peak;
 }
 
-/// Keeps of the needs only those that no later, greater one hides.
-void PeakLimiter::note(std::int64_t frame, float peak) {
+/// Drops earlier entries that a later, louder peak makes irrelevant.
+void PeakLimiter::notePeak(std::int64_t frame, float peak) {
     if (peak <= 1) return;
     const float gain = 1 / peak;
-    while (!needs_.empty() && needs_.back().gain >= gain)
-        needs_.pop_back();
-    needs_.push_back({frame, gain});
+    while (!maxGains_.empty() && maxGains_.back().gain >= gain)
+        maxGains_.pop_back();
+    maxGains_.push_back({frame, gain});
 }
 
-void PeakLimiter::give(std::vector<float>& limited) {
-    const float gain = gainFor(given_);
-    for (const float sample : at(given_))
+void PeakLimiter::output(std::vector<float>& limited) {
+    const float gain = gainFor(written_);
+    for (const float sample : at(written_))
         limited.push_back(gain < 1 ? sample * gain : sample);
-    ++given_;
+    ++written_;
 }
 
 float PeakLimiter::gainFor(std::int64_t frame) {
-    while (!needs_.empty() && needs_.front().frame < frame)
-        needs_.pop_front();
-    wanted_ = std::min(1.0F, wanted_ + recovery);
-    if (!needs_.empty()) wanted_ = std::min(wanted_, needs_.front().gain);
+    while (!maxGains_.empty() && maxGains_.front().frame < frame)
+        maxGains_.pop_front();
+    target_ = std::min(1.0F, target_ + recovery);
+    if (!maxGains_.empty()) target_ = std::min(target_, maxGains_.front().gain);
 
     float& place = ramp_[static_cast<std::size_t>(frame % rampLength)];
-    if (place > 0) --ramping_;
+    if (place > 0) --reductions_;
     rampSum_ -= place;
-    place = 1 - wanted_;
+    place = 1 - target_;
     rampSum_ += place;
-    if (place > 0) ++ramping_;
-    if (ramping_ > 0) return static_cast<float>(1 - rampSum_ / rampLength);
+    if (place > 0) ++reductions_;
+    if (reductions_ > 0) return static_cast<float>(1 - rampSum_ / rampLength);
     rampSum_ = 0;
     return 1;
 }

@@ -19,13 +19,13 @@ PictureReader::PictureReader(const std::filesystem::path& source, int track, con
       decoder_(input_.makeDecoder(track, 0)),
       packet_(makePacket()),
       decoded_(makeFrame()),
-      coming_(makeFrame()),
-      given_(makeFrame()) {
+      next_(makeFrame()),
+      current_(makeFrame()) {
     input_.select({track});
     input_.seek(secondsOf(range.start, clock));
 }
 
-/// Which picture is shown at the start is known when the next one is there.
+/// A picture is known to be the one shown at the start only when the next one has been decoded.
 std::optional<ShownPicture> PictureReader::next() {
     while (decode()) {
         const std::int64_t time = timeOf(*decoded_);
@@ -34,20 +34,20 @@ std::optional<ShownPicture> PictureReader::next() {
             end_ = range_.end;
             break;
         }
-        const bool follows = isComing_ && time > range_.start;
-        if (follows) std::swap(given_, coming_);
-        std::swap(coming_, decoded_);
-        isComing_ = true;
+        const bool follows = hasNext_ && time > range_.start;
+        if (follows) std::swap(current_, next_);
+        std::swap(next_, decoded_);
+        hasNext_ = true;
         if (!follows) continue;
-        const std::int64_t begin = std::max(timeOf(*given_), range_.start);
-        return ShownPicture{*given_, begin - range_.start, std::max<std::int64_t>(time - begin, 1)};
+        const std::int64_t begin = std::max(timeOf(*current_), range_.start);
+        return ShownPicture{*current_, begin - range_.start, std::max<std::int64_t>(time - begin, 1)};
     }
-    if (!isComing_) return std::nullopt;
-    isComing_ = false;
-    std::swap(given_, coming_);
-    const std::int64_t begin = std::max(timeOf(*given_), range_.start);
+    if (!hasNext_) return std::nullopt;
+    hasNext_ = false;
+    std::swap(current_, next_);
+    const std::int64_t begin = std::max(timeOf(*current_), range_.start);
     const std::int64_t end = std::max(std::min(end_, range_.end), begin + 1);
-    return ShownPicture{*given_, begin - range_.start, end - begin};
+    return ShownPicture{*current_, begin - range_.start, end - begin};
 }
 
 /// False at the end.
@@ -60,7 +60,7 @@ bool PictureReader::decode() {
         if (drained_) break;
         if (received != AVERROR(EAGAIN)) input_.fail(reasonFor(received) + ".");
         const int sent = avcodec_send_packet(decoder_.get(), read() ? packet_.get() : nullptr);
-        // A picture that cannot be decoded leaves the one before it standing.
+        // Instead of a picture that cannot be decoded the one before it stays.
         if (sent < 0 && sent != AVERROR_INVALIDDATA) input_.fail(reasonFor(sent) + ".");
     }
     return false;

@@ -1,8 +1,8 @@
-// PictureReader: the pictures of a range, decoded, as they are shown.
+// PictureReader: decodes the pictures of a range in the order in which they are shown.
 #pragma once
 
 #include "Linux/Media/Editing/InputMovie.h"
-#include "Linux/Media/Editing/TickRange.h"
+#include "Linux/Media/Editing/TrackRange.h"
 
 #include <cstdint>
 #include <filesystem>
@@ -11,28 +11,27 @@
 
 namespace lumicrate::media {
 
-/// A picture, when it is shown, from the range's start, and how long, in ticks. Good until the next is asked
-/// for.
+/// Times are ticks from the start of the range. The frame is valid until the next call.
 struct ShownPicture {
     AVFrame& frame;
     std::int64_t time;
     std::int64_t duration;
 };
 
-/// Begins with the picture that is shown at the range's start, however long before it began. One thread;
-/// throws PlatformError.
+/// The first picture is the one shown at the start of the range, however long before it began. One thread.
+/// Throws PlatformError.
 class PictureReader {
  public:
     enum class Until {
         rangeEnds,
-        keyPicture,  ///< or up to the first key picture after the start
+        keyPicture,  ///< the first one after the start, or the end of the range
     };
 
-    /// `clock` is the one whose ticks `range` counts. `check` is called for each packet and may throw.
+    /// `range` counts ticks of `clock`. `check` is called for each packet and may throw.
     PictureReader(const std::filesystem::path& source, int track, const TickRange& range, AVRational clock,
                   Until until, std::function<void()> check);
 
-    /// Nothing after the last.
+    /// Nothing after the last picture.
     std::optional<ShownPicture> next();
 
  private:
@@ -49,11 +48,11 @@ class PictureReader {
     OwnedCodec decoder_;
     OwnedPacket packet_;
     OwnedFrame decoded_;
-    OwnedFrame coming_;  ///< decoded after the one that was given last, or none
-    OwnedFrame given_;
-    bool isComing_ = false;
+    OwnedFrame next_;  ///< the picture after `current_`, when `hasNext_`
+    OwnedFrame current_;
+    bool hasNext_ = false;
     bool drained_ = false;
-    std::int64_t end_ = 0;  ///< of the packets read, and then of the range
+    std::int64_t end_ = 0;  ///< of the packets read so far, at last of the range
 };
 
 }  // namespace lumicrate::media

@@ -17,7 +17,7 @@ namespace {
 
 constexpr AVRational frameClock{1, SoundReader::sampleRate};
 
-/// Beyond this the decoder's times are a hole or an overlap and not rounding, in frames.
+/// Up to this many frames, a deviation of the decoder's times is rounding; more is a gap or an overlap.
 constexpr std::int64_t tolerance = 48;
 
 std::int64_t presentedEnd(const AVStream& stream, double movie) {
@@ -49,13 +49,13 @@ std::int64_t SoundReader::addTo(std::span<float> mix) {
     const auto wanted = static_cast<std::int64_t>(mix.size()) / channels;
     while (buffered() < wanted && decodeMore()) {
     }
-    const std::int64_t given = std::min({wanted, buffered(), std::max<std::int64_t>(end_ - position_, 0)});
-    const auto samples = static_cast<std::size_t>(given * channels);
+    const std::int64_t mixed = std::min({wanted, buffered(), std::max<std::int64_t>(end_ - position_, 0)});
+    const auto samples = static_cast<std::size_t>(mixed * channels);
     std::transform(mix.begin(), mix.begin() + static_cast<std::ptrdiff_t>(samples), sound_.begin(),
                    mix.begin(), [](float sum, float sample) { return sum + sample; });
     sound_.erase(sound_.begin(), sound_.begin() + static_cast<std::ptrdiff_t>(samples));
-    position_ += given;
-    return given;
+    position_ += mixed;
+    return mixed;
 }
 
 /// False at the end.
@@ -64,7 +64,7 @@ bool SoundReader::decodeMore() {
     for (;;) {
         const int received = avcodec_receive_frame(decoder_.get(), frame_.get());
         if (received >= 0) {
-            take(*frame_);
+            place(*frame_);
             return true;
         }
         if (received == AVERROR_EOF) {
@@ -78,13 +78,13 @@ bool SoundReader::decodeMore() {
             packetsEnd_ = av_rescale_q(packet_->pts + packet_->duration, decoder_->pkt_timebase, frameClock);
         }
         const int sent = avcodec_send_packet(decoder_.get(), more ? packet_.get() : nullptr);
-        // One packet that cannot be decoded is a hole; a track of which none can is no sound.
+        // A packet that cannot be decoded becomes a gap.
         if (sent < 0 && sent != AVERROR_INVALIDDATA) input_.fail(reasonFor(sent) + ".");
     }
 }
 
-/// Puts a decoded frame where it belongs: after what there is, behind silence, or less what would overlap.
-void SoundReader::take(const AVFrame& frame) {
+/// Appends a decoded frame at its time: after silence where there is a gap, without what overlaps.
+void SoundReader::place(const AVFrame& frame) {
     if (!resampler_ || !sameFormat(frame, *format_)) prepare(frame);
     const std::int64_t next = position_ + buffered();
     std::int64_t begin = next;
@@ -100,12 +100,12 @@ void SoundReader::take(const AVFrame& frame) {
     const auto made = static_cast<std::int64_t>(sound_.size() - before) / channels;
     const auto from = sound_.begin() + static_cast<std::ptrdiff_t>(before);
     sound_.erase(from, from + static_cast<std::ptrdiff_t>(std::min(overlap, made) * channels));
-    // The last packet may be told to last less than it holds.
-    const std::int64_t most = std::max<std::int64_t>(packetsEnd_ - position_, 0);
-    if (buffered() > most) sound_.resize(static_cast<std::size_t>(most * channels));
+    // The last packet may last less than its content.
+    const std::int64_t maxBuffered = std::max<std::int64_t>(packetsEnd_ - position_, 0);
+    if (buffered() > maxBuffered) sound_.resize(static_cast<std::size_t>(maxBuffered * channels));
 }
 
-/// Nothing for the frame gives what the resampler still holds.
+/// Null for the frame gets what the resampler still holds.
 void SoundReader::convert(const AVFrame* frame) {
     if (!resampler_) return;
     const int room = swr_get_out_samples(resampler_.get(), frame ? frame->nb_samples : 0);
@@ -128,7 +128,7 @@ void SoundReader::prepare(const AVFrame& frame) {
         swr_alloc_set_opts2(&resampler, &stereo, AV_SAMPLE_FMT_FLT, sampleRate, &source,
                             static_cast<AVSampleFormat>(frame.format), frame.sample_rate, 0, nullptr);
     resampler_.reset(resampler);
-    // One channel sounds on both as loud as it is, where the library would take three decibels off.
+    // A mono sound is equally loud on both channels; the library would reduce it by 3 dB.
     constexpr std::array<double, 2> mono{1, 1};
     if (result >= 0 && frame.ch_layout.nb_channels == 1) result = swr_set_matrix(resampler, mono.data(), 1);
     if (result >= 0) result = swr_init(resampler_.get());

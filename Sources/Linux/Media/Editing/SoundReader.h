@@ -1,4 +1,4 @@
-// SoundReader: one sound track of a movie, decoded.
+// SoundReader: decodes one sound track of a movie.
 #pragma once
 
 #include "Linux/Media/Editing/InputMovie.h"
@@ -10,8 +10,8 @@
 
 namespace lumicrate::media {
 
-/// Gives interleaved stereo at 48000 Hz, placed to the sample where the movie presents it, with silence where
-/// the track has nothing. One thread; throws PlatformError.
+/// Produces interleaved stereo at 48000 Hz, at the times of the presentation to the sample, with silence
+/// where the track has gaps. One thread. Throws PlatformError.
 class SoundReader {
  public:
     static constexpr int sampleRate = 48000;
@@ -19,13 +19,13 @@ class SoundReader {
 
     SoundReader(const std::filesystem::path& source, int track);
 
-    /// Adds the sound from the frame after the last call's on to `mix`. Gives how many frames the track still
-    /// had for it: fewer than asked for only at its end.
+    /// Adds the next sound to `mix`. Returns how many frames the track had; fewer than requested only at its
+    /// end.
     std::int64_t addTo(std::span<float> mix);
 
  private:
     bool decodeMore();
-    void take(const AVFrame& frame);
+    void place(const AVFrame& frame);
     void convert(const AVFrame* frame);
     void prepare(const AVFrame& frame);
     std::int64_t buffered() const { return static_cast<std::int64_t>(sound_.size()) / channels; }
@@ -36,11 +36,11 @@ class SoundReader {
     OwnedPacket packet_;
     OwnedFrame frame_;
     OwnedResampler resampler_;
-    OwnedFrame format_;            ///< what the resampler was made for
-    std::int64_t end_;             ///< of what is presented, in frames
-    std::int64_t packetsEnd_ = 0;  ///< of the packets that went into the decoder
-    std::vector<float> sound_;     ///< decoded and not yet given
-    std::int64_t position_ = 0;    ///< of its first frame, counted from the movie's time zero
+    OwnedFrame format_;            ///< the input format of the resampler
+    std::int64_t end_;             ///< of the presentation, in frames
+    std::int64_t packetsEnd_ = 0;  ///< of the packets sent to the decoder
+    std::vector<float> sound_;     ///< decoded but not yet mixed
+    std::int64_t position_ = 0;    ///< of its first frame, from the movie's time zero
     bool drained_ = false;
 };
 

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <numeric>
 #include <vector>
 
 namespace lumicrate::media {
@@ -13,16 +14,16 @@ namespace {
 
 using isobmff::BoxReader;
 
-/// A number in the index, of 32 bits or 64.
+constexpr std::size_t numberAndReserved = 8;
+
+/// A number of 32 or 64 bits in the index.
 class Field {
  public:
     Field(BoxReader& reader, bool in64Bits) : bytes_(reader.bytes(in64Bits ? 8 : 4)) {}
 
     std::uint64_t value() const {
-        std::uint64_t value = 0;
-        for (const std::uint8_t byte : bytes_)
-            value = value << 8 | byte;
-        return value;
+        return std::accumulate(bytes_.begin(), bytes_.end(), std::uint64_t{0},
+                               [](std::uint64_t value, std::uint8_t byte) { return value << 8 | byte; });
     }
     void set(std::uint64_t value, std::span<std::uint8_t> moov) const {
         std::uint8_t* place = moov.data() + (bytes_.data() - moov.data());
@@ -34,7 +35,7 @@ class Field {
     std::span<const std::uint8_t> bytes_;
 };
 
-/// Of a header that begins with two dates and then has `between` bytes.
+/// The duration in a header that has two dates and then `between` bytes before it.
 Field durationIn(BoxReader header, std::size_t between) {
     const bool wide = header.fullBoxHeader().version == 1;
     header.skip((wide ? 16 : 8) + between);
@@ -56,8 +57,7 @@ std::vector<Field> editsIn(BoxReader list) {
     return durations;
 }
 
-void endTrackBy(std::uint64_t end, const BoxReader& track, std::span<std::uint8_t> moov) {
-    constexpr std::size_t numberAndReserved = 8;
+void endTrackAt(std::uint64_t end, const BoxReader& track, std::span<std::uint8_t> moov) {
     const std::vector<Field> edits = editsIn(track.child("edts").child("elst"));
     std::uint64_t total = 0;
     for (const Field& each : edits)
@@ -70,8 +70,7 @@ void endTrackBy(std::uint64_t end, const BoxReader& track, std::span<std::uint8_
 
 }  // namespace
 
-void endTracksBy(const std::map<int, double>& ends, std::span<std::uint8_t> moov) {
-    constexpr std::size_t numberAndReserved = 8;
+void endTracksAt(const std::map<int, double>& ends, std::span<std::uint8_t> moov) {
     const BoxReader index(moov);
     const std::uint32_t timescale = timescaleIn(index.child("mvhd"));
     std::uint64_t longest = 0;
@@ -80,7 +79,7 @@ void endTracksBy(const std::map<int, double>& ends, std::span<std::uint8_t> moov
         const isobmff::Box box = rest.box();
         if (box.type != isobmff::fourCC("trak")) continue;
         if (const auto end = ends.find(number++); end != ends.end())
-            endTrackBy(static_cast<std::uint64_t>(std::llround(end->second * timescale)), box.content, moov);
+            endTrackAt(static_cast<std::uint64_t>(std::llround(end->second * timescale)), box.content, moov);
         longest = std::max(longest, durationIn(box.content.child("tkhd"), numberAndReserved).value());
     }
     durationIn(index.child("mvhd"), sizeof timescale).set(longest, moov);

@@ -1,4 +1,4 @@
-// TrackEnds: a finished movie's index, told that tracks end earlier than their last picture.
+// Shortens tracks in the index of a finished movie.
 #pragma once
 
 #include <cstdint>
@@ -7,9 +7,9 @@
 
 namespace lumicrate::media {
 
-/// Changes the bytes of the box "moov", without its header, so that what is presented of a track ends by its
-/// time in `ends`, in seconds; tracks are counted from 0. The muxer lets a track last as long as all of its
-/// pictures, also those that are only there because others are decoded from them. Throws isobmff::Malformed.
-void endTracksBy(const std::map<int, double>& ends, std::span<std::uint8_t> moov);
+/// Changes `moov`, the content of that box, so that the tracks in `ends`, counted from 0, are presented until
+/// that time in seconds at the latest. The muxer presents a track until the end of its last picture, also
+/// when that picture is only there because others are decoded from it. Throws isobmff::Malformed.
+void endTracksAt(const std::map<int, double>& ends, std::span<std::uint8_t> moov);
 
 }  // namespace lumicrate::media

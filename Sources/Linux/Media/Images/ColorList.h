@@ -1,5 +1,4 @@
-// ColorList: the colours of many pixels, so that what is done with a colour is done once and not for each
-// pixel.
+// ColorList: the distinct colours of many pixels, so that work on colours is done once per colour.
 #pragma once
 
 #include <array>
@@ -9,8 +8,23 @@
 
 namespace lumicrate::media {
 
-/// Colours that differ in the lowest bit of a channel only count as one, the first of them. Seldom one is
-/// there twice, which does no harm but costs time. One thread at a time.
+/// Red, green and blue, 0 … 255.
+using Color = std::array<int, 3>;
+
+inline Color colorAt(const std::uint8_t* rgb) {
+    return {rgb[0], rgb[1], rgb[2]};
+}
+
+/// The visible difference of two colours: squared differences, each channel weighted by its part in luma.
+inline int difference(const Color& one, const Color& other) {
+    const int red = one[0] - other[0];
+    const int green = one[1] - other[1];
+    const int blue = one[2] - other[2];
+    return 2 * red * red + 4 * green * green + blue * blue;
+}
+
+/// Colours that differ only in the lowest bit of a channel count as one: the first of them. A colour may
+/// rarely be in the list twice, which costs time only. One thread at a time.
 class ColorList {
  public:
     /// Red, green, blue and 255.
@@ -18,12 +32,17 @@ class ColorList {
 
     ColorList() { clear(); }
 
-    void clear();
-    /// Gives the number of the pixel's colour in this list.
+    void clear() {
+        places_.assign(std::size_t{1} << placeBits, {});
+        colors_.clear();
+        pixels_.clear();
+    }
+    /// Returns the number of the pixel's colour in this list.
     std::uint32_t add(const std::uint8_t* rgb) {
-        // A step in a channel is not seen, but a picture takes an eighth more bytes with it.
-        constexpr std::uint32_t seen = 0xfefefe;
-        const std::uint32_t key = (std::uint32_t{rgb[0]} << 16 | std::uint32_t{rgb[1]} << 8 | rgb[2]) & seen;
+        // The lowest bit is invisible, but keeping it makes a picture an eighth larger.
+        constexpr std::uint32_t visible = 0xfefefe;
+        const std::uint32_t key =
+            (std::uint32_t{rgb[0]} << 16 | std::uint32_t{rgb[1]} << 8 | rgb[2]) & visible;
         constexpr std::uint32_t spread = 0x9E3779B1;
         Place& place = places_[key * spread >> (32 - placeBits)];
         if (place.key != key) {
@@ -36,7 +55,7 @@ class ColorList {
     }
 
     const std::vector<Rgba>& colors() const { return colors_; }
-    /// How many of the pixels have the colour of each number.
+    /// The number of pixels of each colour.
     const std::vector<std::uint32_t>& pixels() const { return pixels_; }
 
  private:
@@ -48,7 +67,7 @@ class ColorList {
         std::uint32_t color = 0;
     };
 
-    // By hash; a colour that comes later takes the place of another.
+    // A hash table in which a later colour replaces one with the same hash.
     std::vector<Place> places_;
     std::vector<Rgba> colors_;
     std::vector<std::uint32_t> pixels_;

@@ -9,11 +9,11 @@ namespace lumicrate::media {
 
 namespace {
 
-/// A difference that nobody sees: less than two steps in each channel.
-constexpr int unseen = 8;
-/// How much more than the best colour that which is there already may differ.
-constexpr int leeway = 8;
-/// What a byte of a palette is worth, in differences of pixels.
+/// An invisible difference: less than two steps in each channel.
+constexpr int invisible = 8;
+/// A shown colour is kept when it is at most this much worse than the best one.
+constexpr int keepMargin = 8;
+/// The sum of pixel differences that a byte of an additional palette must save.
 constexpr std::int64_t byteWorth = 10;
 
 }  // namespace
@@ -48,7 +48,7 @@ void FrameQuantizer::findChanges(const CGImage& image) {
         for (std::size_t i = 0; i < rowBytes; i += 3) {
             if (!isFirst) {
                 if (std::memcmp(pixels + i, last_.data() + row + i, 3) == 0) continue;
-                if (difference(colorAt(pixels + i), colorAt(&shown_[row + i])) <= unseen) continue;
+                if (difference(colorAt(pixels + i), colorAt(&shown_[row + i])) <= invisible) continue;
             }
             changed_.push_back({static_cast<std::uint32_t>((row + i) / 3), wanted_.add(pixels + i)});
         }
@@ -64,7 +64,7 @@ void FrameQuantizer::choosePalette() {
         assign(first_);
         return;
     }
-    // With the palette that is there already.
+    // Prefer the palette of the first frame, which costs no bytes.
     const std::int64_t firstError = assign(first_);
     if (firstError <= 3 * byteWorth) return;
     own_ = Palette::choose(wanted_);
@@ -80,7 +80,7 @@ void FrameQuantizer::choosePalette() {
     }
 }
 
-/// Gives the error of all changed pixels.
+/// Returns the sum of the differences of all changed pixels.
 std::int64_t FrameQuantizer::assign(const Palette& palette) {
     indices_ = palette.match(wanted_);
     std::int64_t error = 0;
@@ -99,14 +99,14 @@ void FrameQuantizer::draw() {
         std::uint8_t* shown = &shown_[std::size_t{pixel.number} * 3];
         const std::uint8_t index = indices_[pixel.color];
         const Color target = colorAt(wanted_.colors()[pixel.color].data());
-        if (!isFirst && difference(colorAt(shown), target) <= difference(colors[index], target) + leeway)
+        if (!isFirst && difference(colorAt(shown), target) <= difference(colors[index], target) + keepMargin)
             continue;
         whole_[pixel.number] = index;
         std::copy(colors[index].begin(), colors[index].end(), shown);
     }
 }
 
-/// Takes the drawn part out of the whole picture: one invisible pixel where nothing is drawn.
+/// Crops the frame to what is drawn; to one transparent pixel where nothing is.
 void FrameQuantizer::crop() {
     const auto clear = static_cast<std::uint8_t>(frame_.palette->colors().size());
     const auto isDrawn = [clear](std::uint8_t index) { return index != clear; };

@@ -1,4 +1,4 @@
-// FrameQuantizer: decides what of each picture an animated GIF has to draw, and in which colours.
+// FrameQuantizer: finds the part of each picture that an animated GIF must draw, and its palette.
 #pragma once
 
 #include "Linux/Media/Images/ColorList.h"
@@ -12,20 +12,20 @@
 
 namespace lumicrate::media {
 
-/// A frame as it is drawn over what was shown before.
+/// A frame, drawn over what was shown before.
 struct IndexedFrame {
     PixelRect area;  ///< at least one pixel
     const Palette* palette = nullptr;
     bool isFirstPalette = false;  ///< the palette is that of the first frame
-    std::vector<std::uint8_t>
-        indices;  ///< of the area; the number of the palette's colours lets shine through
+    /// Of the area, row by row. The index after the last colour of the palette is transparent.
+    std::vector<std::uint8_t> indices;
 };
 
-/// Remembers the last picture and what was shown of it. Unchanged pixels are not drawn again, so that what
-/// stands still does not flicker and costs nothing. One thread at a time.
+/// Pixels that do not change are not drawn again: this keeps files small, and quantization noise does not
+/// flicker where the picture stands still. One thread at a time.
 class FrameQuantizer {
  public:
-    /// All images have the size of the first. The frame is valid until the next call.
+    /// All images must have the size of the first. The frame is valid until the next call.
     const IndexedFrame& add(const CGImage& image);
 
  private:
@@ -44,11 +44,11 @@ class FrameQuantizer {
 
     int width_ = 0;
     int height_ = 0;
-    std::vector<std::uint8_t> last_;     // the picture before, as it was given
+    std::vector<std::uint8_t> last_;     // the picture before
     std::vector<std::uint8_t> shown_;    // what the GIF shows
-    std::vector<std::uint8_t> whole_;    // indices of all the picture
-    std::vector<ChangedPixel> changed_;  // what may have to be drawn
-    ColorList wanted_;                   // in these colours
+    std::vector<std::uint8_t> whole_;    // indices of the whole picture
+    std::vector<ChangedPixel> changed_;  // candidates for drawing
+    ColorList wanted_;                   // their colours
     Palette first_;
     Palette own_;
     std::vector<std::uint8_t> indices_;  // by the number of the wanted colour

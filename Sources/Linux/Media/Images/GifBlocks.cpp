@@ -23,7 +23,7 @@ using ColorMap = std::unique_ptr<ColorMapObject, FreeColors>;
     throw PlatformError(localized("The GIF couldn't be made."), error);
 }
 
-/// The palette's colours and one more, that is none.
+/// The palette's colours, and one more for transparency.
 ColorMap colorMapOf(const Palette& palette) {
     const int count = 1 << GifBitSize(static_cast<int>(palette.colors().size()) + 1);
     ColorMap map(GifMakeMapObject(count, nullptr));
@@ -61,7 +61,7 @@ void GifBlocks::begin(int width, int height, const Palette& palette) {
 }
 
 void GifBlocks::append(const IndexedFrame& frame, int hundredths) {
-    // Stays when the next frame comes, and has a colour that lets the one before shine through.
+    // The frame stays under the next one, and has a transparent colour.
     const GraphicsControlBlock control{DISPOSE_DO_NOT, false, hundredths,
                                        static_cast<int>(frame.palette->colors().size())};
     std::array<GifByteType, 4> packed{};
@@ -71,9 +71,9 @@ void GifBlocks::append(const IndexedFrame& frame, int hundredths) {
     const ColorMap own = frame.isFirstPalette ? nullptr : colorMapOf(*frame.palette);
     check(EGifPutImageDesc(gif_, frame.area.x, frame.area.y, frame.area.width, frame.area.height, false,
                            own.get()));
-    indices_ = frame.indices;  // giflib writes into what it compresses
+    indices_ = frame.indices;  // giflib modifies what it compresses
     check(EGifPutLine(gif_, indices_.data(), static_cast<int>(indices_.size())));
-    // The library keeps a copy, which it would forget about with a next frame that has none.
+    // giflib keeps a copy of the map and leaks it when the next frame has none.
     GifFreeMapObject(std::exchange(gif_->Image.ColorMap, nullptr));
 }
 

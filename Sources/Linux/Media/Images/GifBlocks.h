@@ -1,4 +1,4 @@
-// GifBlocks: the bytes of an animated GIF, by giflib.
+// GifBlocks: encodes an animated GIF with giflib.
 #pragma once
 
 #include "Linux/Media/Images/FrameQuantizer.h"
@@ -11,9 +11,7 @@ struct GifFileType;
 
 namespace lumicrate::media {
 
-/// Appends to `bytes`, from which the owner may take whenever no operation is running. One thread at a time.
-///
-/// All but the destructor throw PlatformError.
+/// Appends to `bytes`, which the owner may empty between calls. One thread at a time. Throws PlatformError.
 class GifBlocks {
  public:
     explicit GifBlocks(std::vector<std::uint8_t>& bytes);
@@ -21,10 +19,10 @@ class GifBlocks {
     GifBlocks(const GifBlocks&) = delete;
     GifBlocks& operator=(const GifBlocks&) = delete;
 
-    /// Begins a GIF that repeats for ever: at most 65535 pixels each way, of the first frame's palette.
+    /// A GIF that loops forever, with the first frame's palette. At most 65535 pixels in each direction.
     void begin(int width, int height, const Palette& palette);
     void append(const IndexedFrame& frame, int hundredths);
-    /// Nothing can follow.
+    /// Nothing may be appended after that.
     void finish();
 
  private:
@@ -32,7 +30,7 @@ class GifBlocks {
     void check(int result);
 
     std::vector<std::uint8_t>& bytes_;
-    std::exception_ptr failure_;  // of the callback, which must not throw into C
+    std::exception_ptr failure_;  // from the callback, which must not throw into C
     GifFileType* gif_ = nullptr;
     std::vector<std::uint8_t> indices_;
 };

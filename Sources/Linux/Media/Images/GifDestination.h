@@ -1,4 +1,4 @@
-// GifDestination: CGImageDestination, a GIF file that grows with each image.
+// GifDestination: a CGImageDestination that writes an animated GIF file image by image.
 #pragma once
 
 #include "Linux/Media/Files/AtomicFile.h"
@@ -12,16 +12,15 @@
 
 namespace lumicrate::media {
 
-/// Holds the last image and what is shown of it beside the one being added.
-///
-/// GIF counts hundredths of a second: what all images together have lasted is rounded, so that they end in
-/// time however many there are. A frame is written for each image, be it of one invisible pixel.
+/// GIF counts hundredths of a second. The total duration of all images so far is rounded, not each delay: at
+/// 12 images a second the delays are 8, 9, 8, 8, 9 … hundredths, and 60 images last 5.00 s. Every image
+/// becomes a frame, if only of one transparent pixel.
 class GifDestination final : public CGImageDestination {
  public:
-    /// Throws PlatformError.
+    /// Creates the file. Throws PlatformError.
     explicit GifDestination(const std::filesystem::path& url);
 
-    /// All images have the size of the first, at most 65535 pixels each way.
+    /// All images must have the size of the first, at most 65535 pixels in each direction.
     void addImage(const CGImage& image, CMTime delay) override;
     void finalize() override;
 

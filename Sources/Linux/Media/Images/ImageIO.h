@@ -1,4 +1,4 @@
-// ImageIO: the platform's ImageIO by the FFmpeg libraries, libimagequant and giflib.
+// ImageIO: the platform's ImageIO with the FFmpeg libraries, libimagequant and giflib.
 #pragma once
 
 #include "Platform/AVAsset.h"

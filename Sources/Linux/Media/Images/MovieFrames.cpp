@@ -17,7 +17,7 @@ namespace lumicrate::media {
 
 namespace {
 
-constexpr int asManyAsProcessors = 0;
+constexpr int onePerProcessor = 0;
 
 int videoTrackOf(const InputMovie& movie) {
     const auto track = movie.videoTrack();
@@ -30,7 +30,7 @@ int videoTrackOf(const InputMovie& movie) {
 MovieFrames::MovieFrames(const std::filesystem::path& url)
     : movie_(url),
       track_(videoTrackOf(movie_)),
-      decoder_(movie_.makeDecoder(track_, asManyAsProcessors)),
+      decoder_(movie_.makeDecoder(track_, onePerProcessor)),
       packet_(makePacket()) {
     const PixelSize size = codedSize();
     if (size.width <= 0 || size.height <= 0) failAsDamaged();
@@ -60,7 +60,7 @@ MovieFrame MovieFrames::next() {
 
 void MovieFrames::sendPacket() {
     if (!movie_.read(*packet_)) {
-        // Much more than containers round by, much less than anybody would miss.
+        // Much more than the rounding of containers.
         constexpr CMTime tolerance(1, 2);
         if (end_.isValid() && readUpTo_ + tolerance < end_) failAsDamaged();
         avcodec_send_packet(decoder_.get(), nullptr);
@@ -75,10 +75,10 @@ void MovieFrames::sendPacket() {
 
 CMTime MovieFrames::timeOf(std::int64_t timestamp) const {
     constexpr int ticksPerSecond = 1'000'000'000;
-    // Never rounded up: a picture that begins at a time must not seem to begin after it.
+    // Rounded down: a picture must not begin after the time that was computed for it.
     const std::int64_t time =
         av_rescale_q_rnd(timestamp, stream().time_base, {1, ticksPerSecond}, AV_ROUND_DOWN);
-    // A damaged file may tell any number.
+    // A damaged file may contain any number.
     constexpr std::int64_t longest = std::numeric_limits<std::int64_t>::max() / 8;
     return {std::clamp(time, -longest, longest), ticksPerSecond};
 }

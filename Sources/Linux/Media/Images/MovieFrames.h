@@ -1,4 +1,4 @@
-// MovieFrames: the decoded pictures of a movie's first video track, one after the other.
+// MovieFrames: decodes the pictures of a movie's first video track one by one.
 #pragma once
 
 #include "Linux/Media/Editing/InputMovie.h"
@@ -11,23 +11,23 @@
 
 namespace lumicrate::media {
 
-/// A picture and when it begins to be shown.
+/// A picture and the time from which it is shown.
 struct MovieFrame {
     CMTime begin;
     OwnedFrame picture;
 };
 
-/// One thread; decoding uses threads of its own, each of which holds a picture.
+/// One thread. The decoder uses one thread per processor, each of which holds a picture.
 class MovieFrames {
  public:
-    /// Throws PlatformError: the file cannot be read, has no video or nothing that can be decoded.
+    /// Throws PlatformError when the file cannot be read or decoded or has no video.
     explicit MovieFrames(const std::filesystem::path& url);
 
-    /// The next picture in the order in which they are shown, those left out by an edit list skipped; without
-    /// a picture after the last. Throws PlatformError when the file is damaged or ends too early.
+    /// The next picture in the order of presentation, without those that an edit list hides; none after the
+    /// last. Throws PlatformError when the file is damaged or ends too early.
     MovieFrame next();
 
-    /// When the last picture ends; invalid where the file does not tell.
+    /// The end of the last picture; invalid when unknown.
     CMTime end() const { return end_; }
     PixelSize codedSize() const;
     double pixelAspect() const;

@@ -6,7 +6,7 @@
 
 #include <new>
 
-// Of the OpenMP library that libimagequant stands on; its header belongs to one compiler only.
+// From the OpenMP library that libimagequant uses. Its header exists for one compiler only.
 extern "C" void omp_set_num_threads(int threads) noexcept;
 
 namespace lumicrate::media {
@@ -24,12 +24,11 @@ using Attributes = std::unique_ptr<liq_attr, Destroy<liq_attr_destroy>>;
 using Image = std::unique_ptr<liq_image, Destroy<liq_image_destroy>>;
 using Histogram = std::unique_ptr<liq_histogram, Destroy<liq_histogram_destroy>>;
 
-// The library compares light on a curve of its own, which is nearly this one. What is said to lie on it
-// already is compared as the bytes stand, which comes nearer to the picture, in fewer bytes, than with a
-// screen's 0.45.
+// libimagequant compares colours on a gamma curve of its own, about this one. Told that its input is already
+// on that curve, it compares the bytes as they are, which gives smaller and closer pictures than the usual
+// 0.45.
 constexpr double curve = 0.6;
-// From 8 on the colours are no longer moved into the middle of what they stand for, and a few pixels of a
-// colour of their own can get lost; 6 takes half as long again for half a decibel.
+// From 8 on, colours are not refined and rare colours can get lost; 6 takes 50 % longer for 0.5 dB.
 constexpr int speed = 7;
 
 [[noreturn]] void fail() {
@@ -42,13 +41,12 @@ void check(liq_error error) {
 }
 
 Attributes makeAttributes() {
-    // Threads that wait for each other spin, which costs twice the processor's time. Holds for this thread's
-    // work.
+    // Its threads spin while they wait, which doubles the CPU time. Applies to the calling thread.
     omp_set_num_threads(1);
     Attributes attributes(liq_attr_create());
     if (!attributes) fail();
     check(liq_set_speed(attributes.get(), speed));
-    check(liq_set_max_colors(attributes.get(), Palette::mostColors));
+    check(liq_set_max_colors(attributes.get(), Palette::maxColors));
     return attributes;
 }
 

@@ -1,7 +1,6 @@
-// Palette: the few colours that pixels are shown in, which libimagequant chooses.
+// Palette: the colours of a GIF frame, chosen by libimagequant.
 #pragma once
 
-#include "Linux/Media/Images/Color.h"
 #include "Linux/Media/Images/ColorList.h"
 
 #include <cstddef>
@@ -15,17 +14,17 @@ namespace lumicrate::media {
 
 class Palette {
  public:
-    static constexpr int mostColors = 255;
+    static constexpr int maxColors = 255;
 
-    /// Of no colours.
+    /// Without colours.
     Palette() = default;
-    /// At most 255 colours, chosen so that the pixels, at least one, differ from them as little as possible.
-    /// Throws PlatformError.
+    /// At most maxColors colours, with the least difference to the pixels, of which there must be one. Throws
+    /// PlatformError.
     static Palette choose(const ColorList& wanted);
 
     const std::vector<Color>& colors() const { return colors_; }
-    /// For each colour of the list, at least one, the number of the nearest one here. There must be colours.
-    /// Throws PlatformError.
+    /// The index of the nearest colour for each colour of the list. Neither may be empty. Throws
+    /// PlatformError.
     std::vector<std::uint8_t> match(const ColorList& wanted) const;
 
  private:

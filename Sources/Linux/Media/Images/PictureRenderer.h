@@ -1,4 +1,4 @@
-// PictureRenderer: decoded pictures as upright RGB pictures of another size.
+// PictureRenderer: converts decoded pictures to upright RGB pictures of another size.
 #pragma once
 
 #include "Linux/Media/Editing/Libav.h"
@@ -11,14 +11,14 @@ struct SwsContext;
 
 namespace lumicrate::media {
 
-/// Keeps what it scales with from picture to picture. One thread at a time.
+/// One thread at a time.
 class PictureRenderer {
  public:
     /// `shown` is the size of the upright pictures.
     PictureRenderer(PixelSize shown, const Orientation& orientation);
 
-    /// Draws `frame`, in the colours that it says it is in (BT.709 or BT.601 by its size where it says
-    /// nothing), into `image`. Throws PlatformError for a kind of picture that cannot be converted.
+    /// Draws `frame` into `image`. The matrix is that of the frame; where it has none, BT.709 or BT.601 by
+    /// its size. Throws PlatformError for a pixel format that cannot be converted.
     void render(const AVFrame& frame, CGImage& image);
 
  private:
@@ -31,7 +31,7 @@ class PictureRenderer {
     PixelSize shown_;
     Orientation orientation_;
     std::unique_ptr<SwsContext, Free> scaler_;
-    OwnedFrame scaled_;  // YUV 4:4:4, as the movie is turned
+    OwnedFrame scaled_;  // YUV 4:4:4, not yet upright
 };
 
 }  // namespace lumicrate::media

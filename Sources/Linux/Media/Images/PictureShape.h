@@ -1,4 +1,4 @@
-// PictureShape: how large a movie's pictures become, and how they are turned.
+// The orientation of a movie's pictures, and their size when they are shown.
 #pragma once
 
 #include "Support/Geometry.h"
@@ -8,8 +8,8 @@
 
 namespace lumicrate::media {
 
-/// Which of the eight ways a coded picture is shown. First rows and columns change places, then each
-/// direction is reversed.
+/// How a coded picture is turned to be upright: first rows and columns are swapped, then each direction is
+/// reversed. For example a quarter turn clockwise is {true, true, false}.
 struct Orientation {
     bool swapsAxes = false;
     bool reversesX = false;
@@ -18,8 +18,8 @@ struct Orientation {
     bool operator==(const Orientation&) const = default;
 };
 
-/// From a container's display matrix (nine numbers; all but the rotating part is ignored), to the nearest
-/// quarter turn. A matrix of another length turns nothing.
+/// From a container's display matrix (nine numbers, of which only the rotation is used), to the nearest
+/// quarter turn. For another number of elements there is no turn.
 Orientation orientationOf(std::span<const std::int32_t> displayMatrix);
 
 struct PixelSize {
@@ -29,8 +29,8 @@ struct PixelSize {
     bool operator==(const PixelSize&) const = default;
 };
 
-/// What coded pictures of `coded` pixels, each `pixelAspect` times as wide as it is high, measure when they
-/// are shown in square pixels, upright, and shrunk to fit into `maximum`. At least one pixel.
+/// The size of coded pictures of `coded` pixels, each `pixelAspect` times as wide as high, when they are
+/// shown upright in square pixels and shrunk to fit into `maximum`. At least one pixel in each direction.
 PixelSize shownSize(PixelSize coded, double pixelAspect, const Orientation& orientation, Size maximum);
 
 }  // namespace lumicrate::media

@@ -1,6 +1,7 @@
 #include "Linux/Media/Sound/AacEncoder.h"
 
 #include "Linux/Media/Files/Failure.h"
+#include "Support/Log.h"
 
 #include <algorithm>
 #include <array>
@@ -54,7 +55,7 @@ AacEncoder::AacEncoder(int sampleRate, int channels, int bitRate) : channels_(ch
     context_->time_base = {1, sampleRate};
     context_->bit_rate = bitRate;
     av_channel_layout_default(&context_->ch_layout, channels);
-    // The file keeps the decoder's configuration in its head.
+    // The decoder's configuration goes into the head of the file.
     context_->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
     checked(avcodec_open2(context_.get(), codec, nullptr), cannotSetUp);
     waiting_.reset(av_audio_fifo_alloc(AV_SAMPLE_FMT_FLT, channels, context_->frame_size * 2));
@@ -64,6 +65,7 @@ AacEncoder::AacEncoder(int sampleRate, int channels, int bitRate) : channels_(ch
     checked(av_channel_layout_copy(&frame_->ch_layout, &context_->ch_layout), cannotSetUp);
     frame_->nb_samples = context_->frame_size;
     checked(av_frame_get_buffer(frame_.get(), 0), cannotSetUp);
+    log(LogArea::encoder, "AAC: ", sampleRate, " Hz, ", channels, " channels, ", bitRate, " bit/s");
 }
 
 isobmff::AudioDescription AacEncoder::description() const {
@@ -97,7 +99,7 @@ void AacEncoder::encodeWaiting(int frames, const Sink& sink) {
     interleaved_.resize(static_cast<std::size_t>(frames) * static_cast<std::size_t>(channels_));
     std::array<void*, 1> data{interleaved_.data()};
     checked(av_audio_fifo_read(waiting_.get(), data.data(), frames), cannotEncode);
-    // The encoder may still hold the frame's samples from the last time.
+    // The encoder may still use the samples of the last frame.
     frame_->nb_samples = context_->frame_size;
     checked(av_frame_make_writable(frame_.get()), cannotEncode);
     frame_->nb_samples = frames;

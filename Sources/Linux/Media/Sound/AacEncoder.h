@@ -1,4 +1,4 @@
-// AacEncoder: sound of any length in, AAC samples out.
+// AacEncoder: encodes sound as AAC.
 #pragma once
 
 #include "Linux/Media/MovieFile/MovieFile.h"
@@ -19,23 +19,23 @@ namespace lumicrate::media {
 /// One thread at a time.
 class AacEncoder {
  public:
-    /// Takes one coded sample; times count frames, the first frame given to `encode` being number zero. The
-    /// first sample's time is negative: it holds what a decoder needs to settle and is not heard.
+    /// Receives one coded sample. Times count frames from the first one passed to `encode`. The first sample
+    /// has a negative time: the decoder needs it to settle, and players do not play it.
     using Sink = std::function<void(const MovieSample&)>;
 
     /// `channels` is 1 or 2. Throws PlatformError when the encoder cannot be set up.
     AacEncoder(int sampleRate, int channels, int bitRate);
 
-    /// Encodes interleaved sound, −1 … 1. Throws PlatformError, and what `sink` throws.
+    /// Encodes interleaved sound, −1 … 1. Throws PlatformError and what `sink` throws.
     void encode(std::span<const float> interleaved, const Sink& sink);
-    /// Encodes what is left; the last sample lasts exactly until the last frame. Nothing may follow. Throws
-    /// alike.
+    /// Encodes the rest; the last sample ends exactly with the last frame. Nothing may be encoded after that.
+    /// Throws as `encode` does.
     void finish(const Sink& sink);
 
     int channels() const { return channels_; }
-    /// For the file that the samples go to.
+    /// Of the track.
     isobmff::AudioDescription description() const;
-    /// How many frames before time zero the first sample begins.
+    /// The frames before time zero in the first sample.
     std::uint32_t leadIn() const;
 
  private:

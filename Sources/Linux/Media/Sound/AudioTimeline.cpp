@@ -7,14 +7,14 @@ namespace lumicrate::media {
 
 namespace {
 
-/// Beyond this a deviation is a hole or an overlap, not drift, in seconds. Stamps come smoothed, so that it
-/// can be less than the shortest stretch that a sound server loses when it is starved.
+/// A larger deviation, in seconds, is a gap or an overlap, not drift. Less than the shortest stretch that a
+/// starved sound server loses, which is possible because timestamps are smooth.
 constexpr double tolerance = 0.008;
-/// Time over which a stamp's jitter is averaged and over which a deviation is worked off, in seconds.
+/// Seconds over which jitter is averaged, and over which a deviation is corrected.
 constexpr double averaging = 1;
 constexpr double correcting = 4;
-/// The greatest change of a piece's length: two in a thousand, a thirtieth of a semitone.
-constexpr double greatestStretch = 0.002;
+/// The maximum change of the length of a piece: 0.2 %, a thirtieth of a semitone.
+constexpr double maxStretch = 0.002;
 
 }  // namespace
 
@@ -33,23 +33,23 @@ AudioPlacement AudioTimeline::place(CMTime stamp, std::int64_t frames) {
         placement.skip = std::min(std::max<std::int64_t>(-deviation, 0), frames);
         placement.take = placement.make = frames - placement.skip;
         deviation_ = 0;
-        owed_ = 0;
+        pending_ = 0;
         following_ = following_ || placement.take > 0;
     }
     length_ += placement.silence + placement.make;
     return placement;
 }
 
-/// How many frames to make of `frames` so that the line slowly comes to where the stamps are.
+/// The number of frames to make of `frames`, so that the deviation slowly disappears.
 std::int64_t AudioTimeline::follow(std::int64_t deviation, std::int64_t frames) {
     const double seconds = static_cast<double>(frames) / sampleRate_;
     deviation_ += (static_cast<double>(deviation) - deviation_) * std::min(1.0, seconds / averaging);
     const double correction = deviation_ / (correcting * sampleRate_);
-    const double stretch = std::clamp(correction, -greatestStretch, greatestStretch);
-    owed_ += stretch * static_cast<double>(frames);
-    const double most = std::floor(greatestStretch * static_cast<double>(frames)) + 1;
-    const double change = std::clamp(std::trunc(owed_), -most, most);
-    owed_ -= change;
+    const double stretch = std::clamp(correction, -maxStretch, maxStretch);
+    pending_ += stretch * static_cast<double>(frames);
+    const double maxChange = std::floor(maxStretch * static_cast<double>(frames)) + 1;
+    const double change = std::clamp(std::trunc(pending_), -maxChange, maxChange);
+    pending_ -= change;
     return std::max<std::int64_t>(frames + static_cast<std::int64_t>(change), 1);
 }
 

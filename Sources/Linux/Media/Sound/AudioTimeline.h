@@ -1,10 +1,12 @@
-// AudioTimeline: lays stamped stretches of sound onto one continuous line of frames.
+// AudioTimeline: places timestamped pieces of sound on one continuous sequence of frames.
 //
-// A sound track is a line without holes, but its pieces come stamped by another clock than the one that
-// counted their frames, may be missing, and may begin before the movie does. The timeline says for each piece
-// how much of it to use and how: a hole is filled with silence and an overlap cut, both exactly; a small
-// deviation, the drift between two clocks, is worked off by making a frame more or less of a piece now and
-// then, which nobody hears.
+// A sound track has no gaps, but its pieces have timestamps of another clock than the one that counts their
+// frames, pieces may be missing, and pieces may begin before the movie. For each piece the timeline decides
+// how much of it to use: a gap is filled with silence and an overlap is cut, both exactly; a small deviation,
+// the drift between two clocks, is corrected by adding or dropping single frames, which is inaudible.
+//
+// Example at 48000 Hz: after 480 frames, a piece of 480 frames stamped 960 gets 480 frames of silence first;
+// one stamped 481 is taken as it is, and the deviation of one frame is corrected over the next seconds.
 #pragma once
 
 #include "Support/MediaTime.h"
@@ -13,8 +15,8 @@
 
 namespace lumicrate::media {
 
-/// What to do with a piece of sound: after `silence` frames of silence, leave out its first `skip` frames and
-/// turn the following `take` frames into `make` frames. All of them may be zero.
+/// What to do with a piece of sound: insert `silence` frames of silence, skip the first `skip` frames, and
+/// stretch the following `take` frames to `make` frames. All may be zero.
 struct AudioPlacement {
     std::int64_t silence = 0;
     std::int64_t skip = 0;
@@ -22,17 +24,17 @@ struct AudioPlacement {
     std::int64_t make = 0;
 };
 
-/// Not thread-safe; pure.
+/// Not thread-safe.
 class AudioTimeline {
  public:
-    /// The line begins exactly at `start` and has `sampleRate` frames a second.
+    /// Begins exactly at `start`, with `sampleRate` frames a second.
     AudioTimeline(CMTime start, int sampleRate) : start_(start), sampleRate_(sampleRate) {}
 
-    /// Places the next piece: `frames` frames at the line's rate, of which the first is stamped `stamp`.
+    /// Places the next piece: `frames` frames at this rate; `stamp` is the time of the first.
     AudioPlacement place(CMTime stamp, std::int64_t frames);
-    /// The silence that is missing for the line to reach `end`, counted as placed; zero where it has.
+    /// Returns the frames of silence that are missing up to `end`, and counts them as placed.
     std::int64_t padTo(CMTime end);
-    /// Frames on the line so far.
+    /// Frames so far.
     std::int64_t length() const { return length_; }
 
  private:
@@ -41,12 +43,12 @@ class AudioTimeline {
     CMTime start_;
     int sampleRate_;
     std::int64_t length_ = 0;
-    /// Whether the line ends with sound whose clock is being followed.
+    /// Whether there is sound whose clock is followed.
     bool following_ = false;
-    /// The deviation of the stamps from the line, in frames, freed of the single stamp's jitter.
+    /// The deviation of the timestamps, in frames, smoothed against jitter.
     double deviation_ = 0;
-    /// The part of a frame that is still to be made more (or less).
-    double owed_ = 0;
+    /// The correction, in frames, that has not been made yet because it is less than one frame.
+    double pending_ = 0;
 };
 
 }  // namespace lumicrate::media

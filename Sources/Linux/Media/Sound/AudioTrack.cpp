@@ -8,7 +8,8 @@ namespace lumicrate::media {
 
 namespace {
 
-constexpr double waitingSeconds = 2;
+/// Sound that may wait to be encoded.
+constexpr double maxWaitingSeconds = 2;
 
 std::size_t bytesOf(AudioSampleFormat format) {
     return format == AudioSampleFormat::int16 ? sizeof(std::int16_t) : sizeof(float);
@@ -35,7 +36,7 @@ void AudioTrack::open(MovieFile& file) {
     encoder_ = std::make_unique<AacEncoder>(settings_.sampleRate, settings_.numberOfChannels,
                                             settings_.encoderBitRate);
     file_ = &file;
-    // What plays on the computer is recorded in stereo, a voice on one channel.
+    // System audio is recorded in stereo, microphones in mono.
     const char* name = settings_.numberOfChannels == 2 ? "System audio" : "Microphone";
     track_ = file.addTrack(
         {encoder_->description(), name, static_cast<std::uint32_t>(settings_.sampleRate), encoder_->leadIn()},
@@ -71,7 +72,7 @@ void AudioTrack::finish(CMTime sessionStart, std::optional<MovieEnd> end) {
 }
 
 double AudioTrack::roomFor(const CMSampleBuffer& sample) const {
-    return sample.audio ? secondsOf(*sample.audio) / waitingSeconds : 0;
+    return sample.audio ? secondsOf(*sample.audio) / maxWaitingSeconds : 0;
 }
 
 bool AudioTrack::isHeldUp() const {
@@ -80,7 +81,7 @@ bool AudioTrack::isHeldUp() const {
 
 void AudioTrack::encodeSilence(std::int64_t frames) {
     if (frames <= 0) return;
-    // A second at a time, however long the silence is.
+    // One second at once, to limit memory.
     const auto channels = static_cast<std::size_t>(settings_.numberOfChannels);
     const std::vector<float> second(static_cast<std::size_t>(settings_.sampleRate) * channels, 0);
     while (frames > 0) {

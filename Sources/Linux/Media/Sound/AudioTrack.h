@@ -1,4 +1,4 @@
-// AudioTrack: sound into one of a movie's audio tracks.
+// AudioTrack: encodes sound into an audio track of a movie.
 #pragma once
 
 #include "Linux/Media/Encoding/TrackEncoder.h"
@@ -11,7 +11,7 @@
 
 namespace lumicrate::media {
 
-/// The track has sound or silence for every instant from the movie's beginning to the end of its pictures.
+/// The track has sound or silence at every instant from the start of the session to the end of the pictures.
 class AudioTrack final : public TrackEncoder {
  public:
     explicit AudioTrack(const AVAudioOutputSettings& settings);

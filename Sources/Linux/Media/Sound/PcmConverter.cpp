@@ -41,7 +41,7 @@ bool same(const AudioStreamBasicDescription& a, const AudioStreamBasicDescriptio
     return a.sampleRate == b.sampleRate && a.channelsPerFrame == b.channelsPerFrame && a.format == b.format;
 }
 
-/// A voice is as loud on two channels as on one; two channels on one keep their mean.
+/// Mono becomes equally loud on both channels; stereo becomes the mean of both.
 void keepLevels(SwrContext* context, int from, int to) {
     const double half[] = {0.5, 0.5};
     const double both[] = {1, 1};
@@ -129,7 +129,7 @@ void appendStretched(const float* from, std::size_t take, std::size_t make, int 
             const float b = frame(index, channel);
             const float c = frame(index + 1, channel);
             const float d = frame(index + 2, channel);
-            // The cubic through b and c with the slopes that the neighbours give.
+            // Catmull-Rom spline between b and c.
             to.push_back(b +
                          0.5F * t * (c - a + t * (2 * a - 5 * b + 4 * c - d + t * (3 * (b - c) + d - a))));
         }

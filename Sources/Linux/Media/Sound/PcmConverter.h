@@ -1,4 +1,4 @@
-// PcmConverter: sound as capture delivers it to interleaved 32-bit float of the track's rate and channels.
+// PcmConverter: converts captured sound to interleaved 32-bit floats with the rate and channels of a track.
 #pragma once
 
 #include "Platform/CMSampleBuffer.h"
@@ -16,11 +16,11 @@ class PcmConverter {
  public:
     PcmConverter(int sampleRate, int channels) : sampleRate_(sampleRate), channels_(channels) {}
 
-    /// Converts the next piece; sound without a format that is known gives nothing. Pieces of one format
-    /// continue each other. Throws PlatformError. The result is good until the next call.
+    /// Converts the next piece. Sound of an unknown format gives nothing. The result is valid until the next
+    /// call. Throws PlatformError.
     const std::vector<float>& convert(const AudioBufferList& audio);
-    /// By how much the converted sound lies before the piece that it was made of, in seconds: a change of
-    /// rate keeps the newest sound back.
+    /// How much earlier than its piece the converted sound begins, in seconds: the resampler holds back the
+    /// newest sound.
     double delay() const { return delay_; }
 
  private:
@@ -39,8 +39,8 @@ class PcmConverter {
     std::vector<float> converted_;
 };
 
-/// Appends `make` frames made of the `take` frames at `from`, by cubic interpolation; the two numbers are
-/// about the same. The first frame made is the first one taken.
+/// Appends `make` frames, interpolated (cubic) from the `take` frames at `from`; the two numbers are nearly
+/// equal. The first frame is unchanged.
 void appendStretched(const float* from, std::size_t take, std::size_t make, int channels,
                      std::vector<float>& to);
 

@@ -1,6 +1,6 @@
-#include "Linux/Media/Editing/TrackCopy.h"
+#include "Linux/Media/Editing/CopiedTracks.h"
 
-#include "Linux/Media/Editing/TickRange.h"
+#include "Linux/Media/Editing/TrackRange.h"
 #include "Support/Error.h"
 
 #include <algorithm>
@@ -12,12 +12,12 @@ namespace lumicrate::media {
 
 namespace {
 
-/// Sound that is decoded before the start, in seconds, so that the decoder has settled there.
+/// Sound that is copied from before the start, in seconds, so that the decoder has settled at the start.
 constexpr double soundLeadIn = 0.05;
 
 enum class From { start, nextKey };
 
-/// Takes a track's packets as they lie in the file.
+/// Writes the packets of a track, given in file order, that a range needs.
 class TrackCopier {
  public:
     /// `input` must outlive it.
@@ -32,13 +32,13 @@ class TrackCopier {
           output_(output) {}
 
     int track() const { return track_.from; }
-    /// Nothing more of the track is wanted.
-    bool isDone() const { return goesOn_; }
+    /// The range needs no more packets of the track.
+    bool isDone() const { return reachedEnd_; }
 
-    void put(OwnedPacket packet) {
+    void add(OwnedPacket packet) {
         stamp(*packet);
-        goesOn_ = packet->dts >= range_.end;
-        if (goesOn_ || (skipping_ && !isNextKey(*packet))) return;
+        reachedEnd_ = packet->dts >= range_.end;
+        if (reachedEnd_ || (skipping_ && !isNextKey(*packet))) return;
         skipping_ = false;
         take(std::move(packet));
     }
@@ -46,8 +46,8 @@ class TrackCopier {
     /// Once, after the last packet.
     void finish() {
         writeHeld();
-        // Where another picture follows beyond the end, the last one is shown until then, whatever it says.
-        if (goesOn_ && video_ && last_) last_->duration = range_.end - last_->pts;
+        // When a picture follows after the end, the last one is shown until the end, whatever its duration.
+        if (reachedEnd_ && video_ && last_) last_->duration = range_.end - last_->pts;
         writeLast();
         output_.end(track_.to, range_.end - range_.start);
     }
@@ -57,14 +57,14 @@ class TrackCopier {
         av_packet_rescale_ts(&packet, input_.stream(track_.from).time_base, output_.timeBase(track_.to));
         if (packet.dts == AV_NOPTS_VALUE) packet.dts = packet.pts;
         if (packet.pts == AV_NOPTS_VALUE) packet.pts = packet.dts;
-        if (packet.pts == AV_NOPTS_VALUE) input_.fail(localized("it tells no times."));
+        if (packet.pts == AV_NOPTS_VALUE) input_.fail(localized("its packets have no times."));
     }
 
     bool isNextKey(const AVPacket& packet) const {
         return (packet.flags & AV_PKT_FLAG_KEY) != 0 && packet.pts > range_.start;
     }
 
-    /// Pictures that are decoded by the start are held until it is known which of them is shown there.
+    /// Holds back pictures that are decoded before the start until it is known which one is shown there.
     void take(OwnedPacket packet) {
         const bool before = packet->dts <= range_.start && range_.start > 0;
         if (!before) {
@@ -81,7 +81,7 @@ class TrackCopier {
     }
 
     void writeHeld() {
-        // The one that is shown at the start begins there.
+        // The picture shown at the start begins there.
         AVPacket* shown = nullptr;
         for (const OwnedPacket& packet : held_) {
             if (packet->pts <= range_.start && (!shown || packet->pts > shown->pts)) shown = packet.get();
@@ -90,14 +90,14 @@ class TrackCopier {
             shown->duration = std::max<std::int64_t>(shown->pts + shown->duration - range_.start, 1);
             shown->pts = range_.start;
         }
-        if (!reordered_) squeezeHeld();
+        if (!reordered_) compressHeld();
         for (OwnedPacket& packet : held_)
             write(std::move(packet));
         held_.clear();
     }
 
-    /// A tick for each before the start.
-    void squeezeHeld() {
+    /// Gives each hidden picture one tick before the start.
+    void compressHeld() {
         std::int64_t left = static_cast<std::int64_t>(held_.size());
         for (const OwnedPacket& packet : held_) {
             --left;
@@ -106,15 +106,15 @@ class TrackCopier {
         }
     }
 
-    /// What comes after the end is there only for what is decoded after it.
+    /// Writes a picture of after the end only when a later one, which needs it, is written.
     void write(OwnedPacket packet) {
         const bool hidden = (packet->flags & AV_PKT_FLAG_DISCARD) != 0 && packet->pts > range_.start;
         if (packet->pts >= range_.end || hidden) {
             packet->duration = 0;
-            beyond_.push_back(std::move(packet));
+            afterEnd_.push_back(std::move(packet));
             return;
         }
-        for (OwnedPacket& each : std::exchange(beyond_, {}))
+        for (OwnedPacket& each : std::exchange(afterEnd_, {}))
             writeAfterLast(std::move(each));
         packet->duration = std::min(packet->duration, range_.end - packet->pts);
         writeAfterLast(std::move(packet));
@@ -137,17 +137,17 @@ class TrackCopier {
     TrackPair track_;
     bool video_;
     bool skipping_;
-    bool goesOn_ = false;  ///< beyond the end
+    bool reachedEnd_ = false;
     TickRange range_;
     std::int64_t leadIn_;
     OutputMovie& output_;
     std::vector<OwnedPacket> held_;
-    std::vector<OwnedPacket> beyond_;
+    std::vector<OwnedPacket> afterEnd_;
     OwnedPacket last_;
     bool reordered_ = false;
 };
 
-/// Where reading has to begin, so that what is decoded before the start is there for every track.
+/// The time, in seconds, at which reading must start so that every track gets its lead-in.
 double readingStart(const InputMovie& input, const std::vector<TrackPair>& tracks, const CMTimeRange& range) {
     const bool sound = std::any_of(tracks.begin(), tracks.end(),
                                    [&](const TrackPair& each) { return input.videoTrack() != each.from; });
@@ -164,7 +164,7 @@ void copy(const std::filesystem::path& source, const std::vector<TrackPair>& tra
         copiers.emplace_back(input, each, range, from, output);
     }
     input.select(selected);
-    // At the beginning all is there that lies before it.
+    // No seek to zero: it would skip what precedes time zero.
     const double start = range ? readingStart(input, tracks, *range) : 0;
     if (start > 0) input.seek(start);
     const auto isDone = [](const TrackCopier& each) { return each.isDone(); };
@@ -174,18 +174,13 @@ void copy(const std::filesystem::path& source, const std::vector<TrackPair>& tra
         const auto copier = std::find_if(copiers.begin(), copiers.end(), [&](const TrackCopier& each) {
             return each.track() == packet->stream_index;
         });
-        if (!copier->isDone()) copier->put(std::move(packet));
+        if (!copier->isDone()) copier->add(std::move(packet));
     }
     for (TrackCopier& each : copiers)
         each.finish();
 }
 
 }  // namespace
-
-void copyTracks(const std::filesystem::path& source, const std::vector<TrackPair>& tracks,
-                const std::optional<CMTimeRange>& range, OutputMovie& output) {
-    copy(source, tracks, range, From::start, output);
-}
 
 void copyFromNextKey(const std::filesystem::path& source, TrackPair track, const CMTimeRange& range,
                      OutputMovie& output) {
@@ -195,6 +190,10 @@ void copyFromNextKey(const std::filesystem::path& source, TrackPair track, const
 CopiedTracks::CopiedTracks(const InputMovie& source, std::vector<int> tracks,
                            std::optional<CMTimeRange> range)
     : source_(source), path_(source.path()), tracks_(std::move(tracks)), range_(range) {}
+
+void CopiedTracks::write() {
+    copy(path_, pairs_, range_, From::start, *movie_);
+}
 
 void CopiedTracks::addTo(OutputMovie& movie) {
     movie_ = &movie;

@@ -1,8 +1,7 @@
-// RecodedTrack: pictures of any making, coded anew.
+// ReencodedTrack: a range of the pictures of any movie, decoded and encoded again.
 #pragma once
 
-#include "Linux/Media/Editing/PictureShaper.h"
-#include "Linux/Media/Editing/TrackWriter.h"
+#include "Linux/Media/Editing/OutputMovie.h"
 #include "Platform/AVAsset.h"
 
 #include <cstdint>
@@ -12,13 +11,16 @@
 
 namespace lumicrate::media {
 
-/// Keeps times, colours, direction and the shape of the pixels. Nobody is to see a difference: constant
-/// quality, without a ceiling. No picture is coded out of order, so that each is shown when its turn comes,
-/// also by players that know nothing of edit lists.
-class RecodedTrack final : public TrackWriter {
+class PictureShaper;
+
+/// Keeps times, colours, orientation and pixel aspect ratio. The quality is constant, without a bit-rate
+/// ceiling, and visually lossless. There are no B-frames, so that players that ignore edit lists show every
+/// picture at its time too.
+class ReencodedTrack final : public TrackWriter {
  public:
     /// `source` must outlive it.
-    RecodedTrack(const InputMovie& source, int track, AVCodecID codec, CMTimeRange range);
+    ReencodedTrack(const InputMovie& source, int track, AVCodecID codec, CMTimeRange range);
+    ~ReencodedTrack() override;
     void addTo(OutputMovie& movie) override;
     void write() override;
 

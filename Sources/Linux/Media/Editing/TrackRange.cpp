@@ -1,20 +1,36 @@
-#include "Linux/Media/Editing/RangeKeys.h"
+#include "Linux/Media/Editing/TrackRange.h"
 
 #include "Linux/Media/Editing/OutputMovie.h"
-#include "Linux/Media/Editing/TickRange.h"
 
 #include <utility>
 
+extern "C" {
+#include <libavutil/mathematics.h>
+}
+
 namespace lumicrate::media {
 
-RangeKeys RangeKeys::find(const InputMovie& source, int track, const CMTimeRange& range) {
+namespace {
+
+std::int64_t ticksAt(CMTime time, AVRational clock) {
+    return av_rescale_rnd(time.value(), clock.den, time.timescale() * clock.num, AV_ROUND_NEAR_INF);
+}
+
+}  // namespace
+
+TickRange TickRange::of(const std::optional<CMTimeRange>& range, AVRational clock) {
+    if (!range) return {};
+    return {ticksAt(range->start, clock), ticksAt(range->end, clock)};
+}
+
+KeyPictures KeyPictures::around(const InputMovie& source, int track, const CMTimeRange& range) {
     InputMovie input(source.path());
     input.select({track});
     input.seek(range.start.seconds());
     const AVStream& stream = input.stream(track);
     const AVRational clock = OutputMovie::clockFor(stream);
     const TickRange ticks = TickRange::of(range, clock);
-    RangeKeys keys;
+    KeyPictures keys;
     keys.reordered = stream.codecpar->video_delay > 0;
     for (;;) {
         OwnedPacket packet = makePacket();

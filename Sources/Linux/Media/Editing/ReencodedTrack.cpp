@@ -1,26 +1,35 @@
-#include "Linux/Media/Editing/RecodedTrack.h"
+#include "Linux/Media/Editing/ReencodedTrack.h"
 
 #include "Linux/Media/Editing/PictureReader.h"
+#include "Linux/Media/Editing/TrackRange.h"
 #include "Linux/Media/Encoding/EvenPicture.h"
 #include "Linux/Media/Files/Failure.h"
 #include "Support/Error.h"
+#include "Support/Log.h"
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
+#include <cstring>
+#include <string_view>
 
 extern "C" {
 #include <libavutil/opt.h>
+#include <libswscale/swscale.h>
 }
 
 namespace lumicrate::media {
 
 namespace {
 
+constexpr std::string_view cannotConvert = "The pictures couldn't be converted";
 constexpr std::string_view cannotEncode = "The pictures couldn't be encoded";
-/// The greatest distance of key pictures, in seconds.
+constexpr const char* preset = "veryfast";
+constexpr const char* quality = "16";  // CRF
+/// The maximum distance of key pictures, in seconds.
 constexpr int keyInterval = 2;
-constexpr int usualRate = 30;
-constexpr int greatestRate = 240;
+constexpr int defaultRate = 30;
+constexpr int maxRate = 240;
 
 const AVCodec& encoderFor(AVCodecID id) {
     const AVCodec* codec = avcodec_find_encoder_by_name(id == AV_CODEC_ID_HEVC ? "libx265" : "libx264");
@@ -28,7 +37,7 @@ const AVCodec& encoderFor(AVCodecID id) {
     return *codec;
 }
 
-/// The source's own, where it can be encoded.
+/// The source's own format where the encoder supports it.
 AVPixelFormat formatFor(const AVCodec& codec, const AVCodecParameters& source) {
     const bool odd = (source.width | source.height) % 2 != 0;
     for (const AVPixelFormat* each = codec.pix_fmts; !odd && *each != AV_PIX_FMT_NONE; ++each) {
@@ -39,7 +48,7 @@ AVPixelFormat formatFor(const AVCodec& codec, const AVCodecParameters& source) {
 
 int pictureRate(const AVStream& stream) {
     const double rate = stream.avg_frame_rate.den > 0 ? av_q2d(stream.avg_frame_rate) : 0;
-    return rate > 0 ? std::clamp(static_cast<int>(std::lround(rate)), 1, greatestRate) : usualRate;
+    return rate > 0 ? std::clamp(static_cast<int>(std::lround(rate)), 1, maxRate) : defaultRate;
 }
 
 void copyColours(const AVCodecParameters& from, AVCodecContext& to) {
@@ -48,7 +57,7 @@ void copyColours(const AVCodecParameters& from, AVCodecContext& to) {
     to.color_trc = from.color_trc;
     to.colorspace = from.color_space;
     to.chroma_sample_location = from.chroma_location;
-    // What was red, green and blue becomes what the scaler makes of it.
+    // The scaler converts RGB to BT.601 in limited range.
     if (from.color_space != AVCOL_SPC_RGB) return;
     to.colorspace = AVCOL_SPC_SMPTE170M;
     to.color_range = AVCOL_RANGE_MPEG;
@@ -56,7 +65,73 @@ void copyColours(const AVCodecParameters& from, AVCodecContext& to) {
 
 }  // namespace
 
-RecodedTrack::RecodedTrack(const InputMovie& source, int track, AVCodecID codec, CMTimeRange range)
+/// Converts decoded pictures to the size and format of the encoder. An odd side is extended by a copy of the
+/// last column or row. Pictures of another size than the first, which a movie may contain, are scaled.
+class PictureShaper {
+ public:
+    /// Odd sides are supported with 8-bit 4:2:0 only.
+    PictureShaper(int width, int height, AVPixelFormat format);
+    /// The picture itself when it fits already, otherwise one that is valid until the next call. Throws
+    /// PlatformError.
+    AVFrame& shaped(AVFrame& picture);
+
+ private:
+    struct Free {
+        void operator()(SwsContext* scaler) const { sws_freeContext(scaler); }
+    };
+
+    void prepare(const AVFrame& picture);
+    void growLuma();
+
+    int width_;
+    int height_;
+    AVPixelFormat format_;
+    OwnedFrame shaped_;
+    std::unique_ptr<SwsContext, Free> scaler_;
+};
+
+PictureShaper::PictureShaper(int width, int height, AVPixelFormat format)
+    : width_(width), height_(height), format_(format), shaped_(makeFrame()) {}
+
+AVFrame& PictureShaper::shaped(AVFrame& picture) {
+    const bool even = evenSide(width_) == width_ && evenSide(height_) == height_;
+    if (even && picture.format == format_ && picture.width == width_ && picture.height == height_)
+        return picture;
+    prepare(picture);
+    sws_scale(scaler_.get(), picture.data, picture.linesize, 0, picture.height, shaped_->data,
+              shaped_->linesize);
+    growLuma();
+    return *shaped_;
+}
+
+void PictureShaper::prepare(const AVFrame& picture) {
+    scaler_.reset(sws_getCachedContext(scaler_.release(), picture.width, picture.height,
+                                       static_cast<AVPixelFormat>(picture.format), width_, height_, format_,
+                                       SWS_BICUBIC | SWS_ACCURATE_RND, nullptr, nullptr, nullptr));
+    if (!scaler_) failWithCode(cannotConvert, AVERROR(ENOSYS));
+    // A new buffer: the encoder may still use the last one.
+    av_frame_unref(shaped_.get());
+    shaped_->format = format_;
+    shaped_->width = evenSide(width_);
+    shaped_->height = evenSide(height_);
+    checked(av_frame_get_buffer(shaped_.get(), 0), cannotConvert);
+    shaped_->color_range = picture.color_range;
+}
+
+/// The chroma planes are rounded up already.
+void PictureShaper::growLuma() {
+    const auto stride = static_cast<std::ptrdiff_t>(shaped_->linesize[0]);
+    std::uint8_t* luma = shaped_->data[0];
+    if (shaped_->width > width_) {
+        for (int row = 0; row < height_; ++row)
+            luma[row * stride + width_] = luma[row * stride + width_ - 1];
+    }
+    if (shaped_->height > height_)
+        std::memcpy(luma + height_ * stride, luma + (height_ - 1) * stride,
+                    static_cast<std::size_t>(shaped_->width));
+}
+
+ReencodedTrack::ReencodedTrack(const InputMovie& source, int track, AVCodecID codec, CMTimeRange range)
     : source_(source),
       path_(source.path()),
       track_(track),
@@ -64,7 +139,9 @@ RecodedTrack::RecodedTrack(const InputMovie& source, int track, AVCodecID codec,
       range_(range),
       packet_(makePacket()) {}
 
-void RecodedTrack::addTo(OutputMovie& movie) {
+ReencodedTrack::~ReencodedTrack() = default;
+
+void ReencodedTrack::addTo(OutputMovie& movie) {
     const AVStream& stream = source_.stream(track_);
     clock_ = OutputMovie::clockFor(stream);
     open(stream);
@@ -72,10 +149,10 @@ void RecodedTrack::addTo(OutputMovie& movie) {
     checked(avcodec_parameters_from_context(parameters.get(), encoder_.get()), cannotEncode);
     if (codec_ == AV_CODEC_ID_HEVC) parameters->codec_tag = MKTAG('h', 'v', 'c', '1');
     movie_ = &movie;
-    to_ = movie.addRecoded(source_, track_, *parameters, source_.packetCount(track_, range_));
+    to_ = movie.addReencoded(source_, track_, *parameters, source_.packetCount(track_, range_));
 }
 
-void RecodedTrack::open(const AVStream& stream) {
+void ReencodedTrack::open(const AVStream& stream) {
     const AVCodec& codec = encoderFor(codec_);
     const AVCodecParameters& source = *stream.codecpar;
     encoder_.reset(avcodec_alloc_context3(&codec));
@@ -90,15 +167,17 @@ void RecodedTrack::open(const AVStream& stream) {
     encoder_->gop_size = pictureRate(stream) * keyInterval;
     encoder_->max_b_frames = 0;
     encoder_->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
-    av_opt_set(encoder_->priv_data, "preset", "veryfast", 0);
-    av_opt_set(encoder_->priv_data, "crf", "16", 0);
+    av_opt_set(encoder_->priv_data, "preset", preset, 0);
+    av_opt_set(encoder_->priv_data, "crf", quality, 0);
     if (codec_ == AV_CODEC_ID_HEVC)
         av_opt_set(encoder_->priv_data, "x265-params", "log-level=none:bframes=0:open-gop=0", 0);
     checked(avcodec_open2(encoder_.get(), &codec, nullptr), cannotEncode);
+    log(LogArea::encoder, codec.name, " ", preset, ", CRF ", quality, ": ", encoder_->width, " × ",
+        encoder_->height, ", ", encoder_->framerate.num, " pictures a second");
     shaper_ = std::make_unique<PictureShaper>(source.width, source.height, encoder_->pix_fmt);
 }
 
-void RecodedTrack::write() {
+void ReencodedTrack::write() {
     const TickRange range = TickRange::of(range_, clock_);
     PictureReader reader(path_, track_, range, clock_, PictureReader::Until::rangeEnds,
                          [this] { movie_->checkIsWanted(); });
@@ -116,8 +195,8 @@ void RecodedTrack::write() {
     movie_->end(to_);
 }
 
-/// Nothing for the frame asks for what the encoder still holds.
-void RecodedTrack::encode(const AVFrame* frame) {
+/// Null for the frame gets what the encoder still holds.
+void ReencodedTrack::encode(const AVFrame* frame) {
     checked(avcodec_send_frame(encoder_.get(), frame), cannotEncode);
     for (;;) {
         const int received = avcodec_receive_packet(encoder_.get(), packet_.get());

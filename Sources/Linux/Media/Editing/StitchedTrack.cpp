@@ -1,19 +1,19 @@
-#include "Linux/Media/Editing/MendedTrack.h"
+#include "Linux/Media/Editing/StitchedTrack.h"
 
-#include "Linux/Media/Editing/IdrPictureId.h"
-#include "Linux/Media/Editing/OwnEncoder.h"
+#include "Linux/Media/Editing/CopiedTracks.h"
 #include "Linux/Media/Editing/PictureReader.h"
-#include "Linux/Media/Editing/TrackCopy.h"
+#include "Linux/Media/Editing/RecordedPictures.h"
 
 #include <cstddef>
 #include <span>
 #include <utility>
+#include <vector>
 
 namespace lumicrate::media {
 
 namespace {
 
-/// A decoded picture as our encoders take it.
+/// A decoded picture in NV12, as the recorder's encoders take it.
 class Nv12Picture {
  public:
     const CVPixelBuffer& of(const AVFrame& frame) {
@@ -45,51 +45,51 @@ class Nv12Picture {
 
 }  // namespace
 
-std::unique_ptr<MendedTrack> MendedTrack::make(const InputMovie& source, int track, CMTimeRange range,
-                                               const AVPacket* nextKey) {
+std::unique_ptr<StitchedTrack> StitchedTrack::make(const InputMovie& source, int track, CMTimeRange range,
+                                                   const AVPacket* nextKey) {
     const AVCodecParameters& parameters = *source.stream(track).codecpar;
     if (nextKey != nullptr && !isInstantRefresh(parameters, *nextKey)) return nullptr;
-    std::unique_ptr<VideoEncoder> encoder = ownEncoderFor(parameters);
+    std::unique_ptr<VideoEncoder> encoder = matchingEncoder(parameters);
     if (!encoder) return nullptr;
-    std::optional<int> number;
+    std::optional<int> idrId;
     if (nextKey != nullptr)
-        number = idrPictureId(parameters, {nextKey->data, static_cast<std::size_t>(nextKey->size)});
-    return std::unique_ptr<MendedTrack>(new MendedTrack(source, track, range, std::move(encoder), number));
+        idrId = idrPictureId(parameters, {nextKey->data, static_cast<std::size_t>(nextKey->size)});
+    return std::unique_ptr<StitchedTrack>(new StitchedTrack(source, track, range, std::move(encoder), idrId));
 }
 
-MendedTrack::MendedTrack(const InputMovie& source, int track, CMTimeRange range,
-                         std::unique_ptr<VideoEncoder> encoder, std::optional<int> nextKey)
+StitchedTrack::StitchedTrack(const InputMovie& source, int track, CMTimeRange range,
+                             std::unique_ptr<VideoEncoder> encoder, std::optional<int> nextIdrId)
     : source_(source),
       path_(source.path()),
       track_(track),
       range_(range),
       encoder_(std::move(encoder)),
-      nextKey_(nextKey) {}
+      nextIdrId_(nextIdrId) {}
 
-void MendedTrack::addTo(OutputMovie& movie) {
+void StitchedTrack::addTo(OutputMovie& movie) {
     movie_ = &movie;
     to_ = movie.addCopy(source_, track_, source_.packetCount(track_, range_));
 }
 
-void MendedTrack::write() {
-    writeBegin();
+void StitchedTrack::write() {
+    writeHead();
     copyFromNextKey(path_, {track_, to_}, range_, *movie_);
 }
 
-void MendedTrack::writeBegin() {
+void StitchedTrack::writeHead() {
     const AVRational clock = movie_->timeBase(to_);
     PictureReader reader(path_, track_, TickRange::of(range_, clock), clock, PictureReader::Until::keyPicture,
                          [this] { movie_->checkIsWanted(); });
     Nv12Picture converter;
     const OwnedPacket packet = makePacket();
+    std::int64_t encoded = 0;
     while (const auto shown = reader.next()) {
         const CVPixelBuffer& picture = converter.of(shown->frame);
-        const bool key = encoded_ == 0;
-        EncodedPicture coded = encode(picture, key);
-        // Two key pictures that follow each other must not bear the same number; the next one always bears
-        // another.
-        if (key && nextKey_ && idrPictureId(*source_.stream(track_).codecpar, coded.data) == nextKey_)
-            coded = encode(picture, key);
+        const bool key = encoded == 0;
+        EncodedPicture coded = encoder_->encodeAtBest(picture, encoded++, key);
+        // The encoder counts idr_pic_id up, so a second key picture has another one.
+        if (key && nextIdrId_ && idrPictureId(*source_.stream(track_).codecpar, coded.data) == nextIdrId_)
+            coded = encoder_->encodeAtBest(picture, encoded++, key);
         packet->data = const_cast<std::uint8_t*>(coded.data.data());
         packet->size = static_cast<int>(coded.data.size());
         packet->pts = packet->dts = shown->time;
@@ -97,10 +97,6 @@ void MendedTrack::writeBegin() {
         packet->flags = key ? AV_PKT_FLAG_KEY : 0;
         movie_->write(to_, *packet);
     }
-}
-
-EncodedPicture MendedTrack::encode(const CVPixelBuffer& picture, bool key) {
-    return encoder_->encodeAtBest(picture, encoded_++, key);
 }
 
 }  // namespace lumicrate::media
