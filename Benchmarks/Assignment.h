@@ -1,4 +1,4 @@
-// Assignment: what is asked of every recorder alike, and what of one for one recording.
+// Assignment: what every recorder is told to record, and one recording of one recorder.
 #pragma once
 
 #include "Tests/Stage/Scene/Image.h"
@@ -15,7 +15,7 @@ enum class Source { Screen, Area, Window };
 struct Setting {
     Source source = Source::Screen;
     stage::Area area;                // of Source::Area, pixels of the screen
-    std::string quality = "native";  // or "p1080", "p720": that many lines at most
+    std::string quality = "native";  // or "p1080", "p720": at most that many lines
     int framesPerSecond = 30;
     double seconds = 10;
 };
@@ -32,17 +32,16 @@ struct Assignment {
     std::uint32_t window = 0;  // of Source::Window
     std::filesystem::path file;
 
-    // How large the movie becomes.
+    // The size of the movie.
     PixelSize pictureSize() const;
-    // Of a movie of its size: 1 when nothing is scaled.
+    // Of the movie: 1 when nothing is scaled.
     double scale() const { return static_cast<double>(pictureSize().height) / frame.height; }
     bool isScaled() const { return pictureSize().height != frame.height; }
-    // The rate that the encoding quality "high" allows, so that all stand under the same ceiling; bits a
-    // second.
+    // The ceiling of the encoding quality "high", which all recorders get; bits a second.
     std::int64_t bitRate() const;
 };
 
-// Lines at most, or none for a name that is not one of them.
+// The maximum number of lines; nothing for an unknown name.
 std::optional<int> linesOfQuality(const std::string& quality);
 
 }  // namespace lumicrate::bench

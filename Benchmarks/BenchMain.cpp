@@ -1,4 +1,4 @@
-// lumicrate-bench: what recording costs and what it is worth, beside what a user would take instead.
+// lumicrate-bench: measures the cost and the result of recording, compared with other recorders.
 #include "Benchmarks/BenchRequest.h"
 #include "Benchmarks/Performance.h"
 #include "Benchmarks/Recorder.h"
@@ -22,7 +22,7 @@ namespace {
 
 constexpr const char* peer = "ffmpeg";
 
-// One result for each scene and recorder that are asked for, without runs yet.
+// A result without runs for each scene and recorder.
 std::vector<Result> plan(const BenchRequest& request, const std::vector<Recorder>& recorders) {
     std::vector<Result> results;
     for (const auto& scene : request.scenes) {
@@ -49,7 +49,7 @@ std::vector<Recorder> recordersFor(const BenchRequest& request) {
     for (const auto& recorder : all) {
         if (!request.wants(recorder.name)) continue;
         if (request.setting.source == Source::Window && !recorder.recordsWindows) {
-            std::fprintf(stderr, "%s records no windows and is left out.\n", recorder.name.c_str());
+            std::fprintf(stderr, "%s cannot record windows and is left out.\n", recorder.name.c_str());
             continue;
         }
         if (!isInstalled(recorder.program)) {
@@ -80,7 +80,7 @@ void writeJson(const BenchRequest& request, const std::vector<Result>& results) 
     if (!stream.flush()) throw std::runtime_error("Could not write " + request.json);
 }
 
-// Gives whether every recorder did its work.
+// Returns whether every recorder succeeded.
 bool run(const BenchRequest& request) {
     stage::PrivateDesktop::Options options;
     options.display = {request.display.width, request.display.height, false, request.compositor};
@@ -94,7 +94,7 @@ bool run(const BenchRequest& request) {
     if (recorders.empty()) throw std::runtime_error("There is no recorder to measure.");
     auto results = plan(request, recorders);
     bool isWhole = true;
-    // Round by round, so that what disturbs the machine for a while meets all recorders.
+    // Round by round, so that a temporary disturbance affects all recorders.
     for (int round = 0; round < request.repeats; ++round) {
         for (std::size_t i = 0; i < results.size(); ++i) {
             auto& result = results[i];

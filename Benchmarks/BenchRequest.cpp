@@ -10,19 +10,19 @@ namespace lumicrate::bench {
 
 const char* const benchUsage =
     "lumicrate-bench --lumicrate PROGRAM [OPTION VALUE | --compositor]…\n"
-    "Each recorder records each scene in turn, all of them under the same conditions.\n"
+    "Each recorder records each scene under the same conditions.\n"
     "  --scenes LIST      of still,typing,scrolling,moving,dragging,mixed\n"
-    "  --recorders LIST   of lumicrate,ffmpeg,ssr and lumicrate-hevc, which runs only if named\n"
-    "  --seconds S        how long each records; 10\n"
-    "  --repeat N         so many rounds, of which the medians are shown; 1\n"
+    "  --recorders LIST   of lumicrate,ffmpeg,ssr and lumicrate-hevc, which runs only when named\n"
+    "  --seconds S        the length of each recording; 10\n"
+    "  --repeat N         the number of rounds; the table has their medians; 1\n"
     "  --size WxH         of the display; 1920x1080\n"
     "  --compositor       a compositor draws the screen\n"
-    "  --source SOURCE    screen, or window: the scene's main window alone\n"
-    "  --area X,Y,W,H     that part of the screen alone\n"
+    "  --source SOURCE    screen, or window: only the scene's main window\n"
+    "  --area X,Y,W,H     only that part of the screen\n"
     "  --quality Q        native, p1080 or p720\n"
-    "  --fps N            pictures a second, and steps of the scenes that move steadily; 30\n"
+    "  --fps N            pictures a second, and steps of scenes with steady motion; 30\n"
     "  --json FILE        all figures\n"
-    "  --keep FOLDER      where the recordings go; else they are deleted\n";
+    "  --keep FOLDER      keeps the recordings there\n";
 
 namespace {
 
@@ -96,10 +96,10 @@ bool parseOption(BenchRequest& request, const std::string& name, const std::stri
 }
 
 bool isInside(const stage::Area& area, const PixelSize& display) {
-    // The step's number has to find room in it, and not every recorder takes odd sizes.
-    constexpr int leastWidth = 256;
-    constexpr int leastHeight = 16;
-    return area.x >= 0 && area.y >= 0 && area.width >= leastWidth && area.height >= leastHeight &&
+    // The step's number must fit, and not every recorder supports odd sizes.
+    constexpr int minWidth = 256;
+    constexpr int minHeight = 16;
+    return area.x >= 0 && area.y >= 0 && area.width >= minWidth && area.height >= minHeight &&
            area.width % 2 == 0 && area.height % 2 == 0 && area.x + area.width <= display.width &&
            area.y + area.height <= display.height;
 }
@@ -107,10 +107,10 @@ bool isInside(const stage::Area& area, const PixelSize& display) {
 bool isSensible(const BenchRequest& request) {
     const auto& setting = request.setting;
     const bool needsProgram = request.wants("lumicrate") || request.wants("lumicrate-hevc");
-    constexpr double shortest = 2;
-    constexpr int fewestPixels = 320;
-    return !(needsProgram && request.lumicrate.empty()) && setting.seconds >= shortest &&
-           request.display.width >= fewestPixels && request.display.height >= fewestPixels / 2 &&
+    constexpr double minSeconds = 2;
+    constexpr int minPixels = 320;
+    return !(needsProgram && request.lumicrate.empty()) && setting.seconds >= minSeconds &&
+           request.display.width >= minPixels && request.display.height >= minPixels / 2 &&
            linesOfQuality(setting.quality) &&
            (setting.source != Source::Area || isInside(setting.area, request.display));
 }

@@ -1,4 +1,4 @@
-// BenchRequest: what the command line of lumicrate-bench asks for.
+// BenchRequest: the parsed command line of lumicrate-bench.
 #pragma once
 
 #include "Benchmarks/Assignment.h"
@@ -23,7 +23,7 @@ struct BenchRequest {
     bool wants(const std::string& recorder) const;
 };
 
-// Nothing for a command line that is not understood or asks for what cannot be.
+// Nothing for a command line that is malformed or impossible.
 std::optional<BenchRequest> parseBenchRequest(const std::vector<std::string>& arguments);
 
 extern const char* const benchUsage;

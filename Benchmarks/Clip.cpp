@@ -14,7 +14,7 @@ namespace {
 using stage::Area;
 using stage::Image;
 
-// A step's picture; good until the next step.
+// The picture of a step, valid until the next step.
 using Content = std::function<x11::BgraView(int step)>;
 constexpr int width = Clip::width;
 constexpr int height = Clip::height;
@@ -112,7 +112,7 @@ Clip::Picture Clip::at(std::uint64_t n) const {
     if (n == 0) {
         info.dirtyRects = {{0, 0, width, height}};
     } else {
-        // Having turned back, the way led over the change behind this picture; at 0 it has just come back.
+        // Backwards, the change after this picture was undone; at 0 it has just been undone too.
         info.dirtyRects = changes_[forwards && phase > 0 ? index - 1 : index];
     }
     return {*pictures_[index], std::move(info)};

@@ -1,7 +1,7 @@
-// Clip: pictures as capture would deliver them, one after the other, made without a screen.
+// Clip: pictures as capture delivers them, generated without a screen.
 //
-// They are played forwards and backwards by turns, so that a clip is as long as one likes while only as much
-// changes from picture to picture as does on a screen.
+// They are played forwards and backwards alternately, so that a clip of any length has changes as on a
+// screen.
 #pragma once
 
 #include "Linux/X11/Pixels/PixelBufferPool.h"
@@ -20,21 +20,21 @@ class Clip {
     static constexpr int width = 1920;
     static constexpr int height = 1080;
 
-    // What is to be seen: "still", "typing", "scrolling", "moving" or "dragging".
+    // `content` is "still", "typing", "scrolling", "moving" or "dragging".
     Clip(const std::string& content, int pictures);
 
     struct Picture {
         const CVPixelBuffer& pixels;
         SCStreamFrameInfo info;
     };
-    // The n-th picture played, from 0; to be asked for in this order if the information is to be true.
+    // The n-th picture played, from 0. The dirty rectangles are right only when called in this order.
     Picture at(std::uint64_t n) const;
 
  private:
     void append(const x11::BgraView& view, x11::ShadowImage& shadow);
 
     std::vector<std::unique_ptr<x11::PixelBuffer>> pictures_;
-    std::vector<std::vector<PixelRect>> changes_;  // from each picture to the next, either way
+    std::vector<std::vector<PixelRect>> changes_;  // between each picture and the next, in both directions
 };
 
 }  // namespace lumicrate::bench

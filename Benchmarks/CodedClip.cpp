@@ -38,7 +38,7 @@ Decoder openDecoder(AVCodecID codec, const std::vector<std::uint8_t>& configurat
     require(decoder->extradata != nullptr);
     std::copy(configuration.begin(), configuration.end(), decoder->extradata);
     decoder->extradata_size = static_cast<int>(configuration.size());
-    // Picture by picture, so that none is held back.
+    // One picture per sample, without delay.
     decoder->thread_count = 1;
     decoder->flags |= AV_CODEC_FLAG_LOW_DELAY;
     require(avcodec_open2(decoder.get(), kind, nullptr) == 0);

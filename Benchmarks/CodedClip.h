@@ -1,4 +1,4 @@
-// CodedClip: samples as an encoder gives them, kept to be decoded and compared with their pictures.
+// CodedClip: keeps encoded samples, to decode them and compare them with their pictures.
 #pragma once
 
 #include "Linux/Media/Encoding/VideoEncoder.h"
@@ -15,12 +15,12 @@ namespace lumicrate::bench {
 
 class CodedClip {
  public:
-    // The configuration is that of the encoder.
+    // `configuration` is that of the encoder.
     CodedClip(AVCodecID codec, std::vector<std::uint8_t> configuration);
 
-    // The picture must live as long as this.
+    // The picture must outlive this object.
     void append(const CVPixelBuffer& picture, const media::EncodedPicture& coded);
-    // Mean structural similarity of the luma. Throws std::runtime_error when not every sample gives a
+    // Mean structural similarity of the luma. Throws std::runtime_error when a sample does not decode to a
     // picture.
     double similarity() const;
 

@@ -1,5 +1,5 @@
 // Lumicrate's command line with a window of its own over the middle of the screen. Such windows are left out
-// of recordings, so this is what it costs to put the picture together there.
+// of recordings, so this measures the cost of composing the picture below it.
 
 #include "App/CommandLine/CommandLine.h"
 #include "Tests/Stage/Xcb.h"
@@ -12,7 +12,7 @@
 
 namespace {
 
-/// A ninth of a full HD screen: more than any bar of ours covers.
+/// A ninth of a full HD screen: more than any bar of the application covers.
 constexpr std::uint16_t width = 640;
 constexpr std::uint16_t height = 360;
 constexpr std::uint32_t magenta = 0xff00ff;

@@ -1,5 +1,4 @@
-// How long it takes to cut a range out of a recording, to mix its sound and to copy it into another file, as
-// whole processes, beside FFmpeg.
+// Measures trimming, mixing and converting a recording as whole processes, compared with FFmpeg.
 //
 //   lumicrate-editing-bench [FOLDER] [MINUTES]
 
@@ -31,7 +30,7 @@ constexpr int picturesPerSecond = 30;
 constexpr int rounds = 5;
 constexpr double longest = 3600;
 
-/// A page on which a window plays and somebody types.
+/// A page with a moving window and somebody typing.
 void writeRecording(const std::filesystem::path& path, int minutes) {
     const CMTime start(1000, 1);
     test::MovieMaker maker({test::videoSettings(width, height, 7'464'960, picturesPerSecond),
@@ -58,7 +57,7 @@ void writeRecording(const std::filesystem::path& path, int minutes) {
     std::filesystem::copy_file(maker.path(), path, std::filesystem::copy_options::overwrite_existing);
 }
 
-/// A command, what must be there before it, and what it makes.
+/// A command, the file that it makes, and the file that it needs.
 struct Job {
     std::vector<std::string> command;
     std::filesystem::path made;
@@ -68,7 +67,7 @@ struct Job {
 /// Seconds.
 double measured(const Job& job) {
     if (!job.copyOf.empty()) std::filesystem::copy_file(job.copyOf, job.made);
-    // What others have still to write is not to be waited for.
+    // So that writes of other processes are not measured.
     sync();
     const auto start = Clock::now();
     stage::runProgram(job.command, {}, longest);
@@ -82,7 +81,7 @@ double median(std::vector<double> times) {
     return times[times.size() / 2];
 }
 
-/// Of several runs, in turn.
+/// Medians of several runs, alternately.
 void compare(const std::string& what, const Job& ours, const Job& theirs, int count) {
     std::vector<double> one;
     std::vector<double> other;

@@ -1,9 +1,9 @@
-// What a picture costs in the encoder, by what the screen shows: to compare settings of the encoders without
-// a whole recording.
+// Measures the encoders picture by picture for several screen contents, to compare settings without whole
+// recordings.
 //
-// Time is processor time of all threads for a picture of 1080p at 30 a second, key pictures every two seconds
-// included. Beside it stand the bytes and the quantizer of a picture, and its structural similarity: a
-// setting is only better if these do not pay for the time.
+// The time is the CPU time of all threads per picture of 1080p at 30 a second, with key pictures every two
+// seconds. The other columns are the bytes, the quantizer and the structural similarity of a picture: a
+// faster setting is better only when these do not get worse.
 
 #include "Benchmarks/Clip.h"
 #include "Benchmarks/CodedClip.h"
@@ -24,7 +24,7 @@ constexpr int keyFrameInterval = 2 * picturesPerSecond;
 constexpr int picturesOfClip = 24;
 constexpr int comparedPictures = 48;
 
-// How a clip is played. Key pictures alone are so far apart that the ceiling does not bear on them.
+// How a clip is played. With key pictures only, they are so far apart that the ceiling has no effect.
 struct Manner {
     int keyFrameInterval;
     int ticksPerPicture;
@@ -36,7 +36,7 @@ constexpr Manner keysAlone{1, 2 * media::videoTimescale, picturesPerSecond};
 template <class Encoder>
 constexpr bool isHevc = std::is_same_v<Encoder, media::HevcEncoder>;
 
-// Those of a recording with the encoding quality "high".
+// The settings of a recording with the encoding quality "high".
 template <class Encoder>
 media::VideoEncoder::Settings settings(const Manner& manner) {
     constexpr int bitRate =
@@ -49,7 +49,7 @@ class Playback {
     Playback(const Clip& clip, media::VideoEncoder& encoder, const Manner& manner)
         : clip_(clip), encoder_(encoder), ticks_(manner.ticksPerPicture) {}
 
-    // Encodes the next picture, and keeps it where it is wanted.
+    // Encodes the next picture and adds it to `kept`.
     media::EncodedPicture next(CodedClip* kept = nullptr) {
         const auto picture = clip_.at(played_);
         const auto time = static_cast<std::int64_t>(played_++) * ticks_;
@@ -81,7 +81,7 @@ void encode(benchmark::State& state, const std::string& content, const Manner& m
     const Clip clip(content, picturesOfClip);
     Encoder encoder(settings<Encoder>(manner));
     Playback playback(clip, encoder, manner);
-    playback.next();  // the first picture is whole in any case
+    playback.next();  // the first picture is always complete
     double bytes = 0;
     double quantizers = 0;
     while (state.KeepRunning()) {

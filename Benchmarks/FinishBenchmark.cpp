@@ -1,5 +1,5 @@
-// How long it takes from the last sample to the finished file, by the length of the recording; beside FFmpeg,
-// which copies the media to put the index in front.
+// Measures the time from the last sample to the finished file for several lengths of recordings, compared
+// with FFmpeg, which copies the media to put the index in front.
 //
 //   lumicrate-finish-bench [FOLDER] [HOURS…]
 
@@ -24,7 +24,7 @@ constexpr std::int64_t videoTimescale = 90000;
 constexpr std::int64_t audioRate = 48000;
 constexpr std::int64_t aacFrame = 1024;
 constexpr int picturesPerSecond = 30;
-/// About 1 Mbit/s of pictures and 320 kbit/s of sound, as a screen with much going on takes.
+/// About 1 Mbit/s of pictures and 320 kbit/s of sound, as for a busy screen.
 constexpr std::size_t pictureBytes = 4000;
 constexpr std::size_t systemAudioBytes = 512;
 constexpr std::size_t microphoneBytes = 341;
@@ -41,9 +41,9 @@ struct SoundTrack {
     std::int64_t time = -aacFrame;
 };
 
-/// Writes a recording of so many seconds as fast as the disk takes it, but for the finish.
+/// Writes a recording of that length as fast as the disk allows, without finishing it.
 void writeMedia(media::MovieFile& file, std::int64_t seconds) {
-    // The configurations need not be true: nobody decodes the samples.
+    // The configurations may be wrong: the samples are not decoded.
     const isobmff::VideoDescription video{
         isobmff::VideoCodec::h264, 1920, 1080, {1, 100, 0, 40, 255, 224, 0}};
     const int pictures = file.addTrack({video, "Video", videoTimescale, 0}, 8'000'000);

@@ -1,5 +1,5 @@
-// What a GIF costs and how near it comes to the movie, beside the usual FFmpeg command with a palette of its
-// own, which likewise decodes, scales and writes 12 frames a second, 640 pixels wide.
+// Measures the cost of a GIF and its similarity to the movie, compared with the usual FFmpeg command with a
+// palette, which decodes, scales and writes the same: 12 frames a second, 640 pixels wide.
 //
 //   lumicrate-gif-bench [--seconds S] [--movie FILE] [--keep FOLDER] [CONTENT…]
 
@@ -30,7 +30,7 @@ constexpr int fps = 12;
 struct Result {
     double seconds = 0;
     double cpuSeconds = 0;
-    double memory = 0;  // MiB, at its highest
+    double memory = 0;  // MiB, maximum
     double kibibytes = 0;
     bench::GifQuality quality;
 };
@@ -67,7 +67,7 @@ void compare(const std::string& content, const std::filesystem::path& movie,
     const std::filesystem::path ours = folder / (content + "-lumicrate.gif");
     const std::filesystem::path theirs = folder / (content + "-ffmpeg.gif");
     std::filesystem::remove(ours);
-    // Each with the pictures that it chooses: the one shown at a time, or the nearest.
+    // Each is compared with the pictures that it chooses: the one shown at a time, or the nearest.
     const auto mine = measure({std::filesystem::read_symlink("/proc/self/exe"), "--make", movie, ours}, ours,
                               movie, fmt::format("fps={}:round=up", fps));
     const auto other =

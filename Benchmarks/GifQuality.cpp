@@ -35,14 +35,14 @@ double peakSignalToNoise(const Plane& one, const Plane& other) {
 }
 
 double meanNoise(const std::array<Plane, 3>& one, const std::array<Plane, 3>& other) {
-    constexpr double equal = 100;  // in place of infinity, so that a mean can be taken
+    constexpr double equal = 100;  // instead of infinity, for the mean
     double sum = 0;
     for (std::size_t i = 0; i < 3; ++i)
         sum += std::min(peakSignalToNoise(one[i], other[i]), equal);
     return sum / 3;
 }
 
-// Each pixel becomes the mean of the square of 4 by 4 that it begins.
+// Each pixel is the mean of the 4 × 4 pixels that begin there.
 struct Mixed {
     explicit Mixed(const std::array<Plane, 3>& from) {
         constexpr int side = 4;

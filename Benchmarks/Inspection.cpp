@@ -31,7 +31,7 @@ std::vector<int> spread(const Arrivals& arrivals, int count) {
 }
 
 double similarity(const stage::MovieProbe& probe, const stage::Picture& picture, const Screen& screen) {
-    // Codecs hold even sizes only: one line more is a matter of course, anything else is another size.
+    // Codecs have even sizes only, so one column or row more is normal.
     auto shown = picture.luma();
     if (shown.width - screen.width() == 1) --shown.width;
     if (shown.height - screen.height() == 1) --shown.height;

@@ -1,4 +1,4 @@
-// The work on pixels between the screen and the encoder, each kernel alone and on full HD pictures.
+// Measures the pixel kernels between the screen and the encoder, on full HD pictures.
 
 #include "Linux/Media/Encoding/MacroblockMap.h"
 #include "Linux/X11/Capture/CursorOverlay.h"
@@ -41,7 +41,7 @@ constexpr PixelRect line{60, 500, 1800, 18};
 constexpr PixelRect window{301, 203, 640, 480};
 constexpr PixelRect everything{0, 0, width, height};
 
-/// The same part, with edges on whole blocks.
+/// The same rectangle, extended to whole blocks.
 PixelRect wholeBlocks(const PixelRect& rect) {
     BlockRegion region(width, height);
     region.add(rect);
@@ -67,7 +67,7 @@ BENCHMARK_CAPTURE(convert, avx2, avx2Nv12Kernel(), everything)->Unit(benchmark::
 BENCHMARK_CAPTURE(convert, avx2_window, avx2Nv12Kernel(), window)->Unit(benchmark::kMicrosecond);
 BENCHMARK_CAPTURE(convert, avx2_glyph, avx2Nv12Kernel(), glyph)->Unit(benchmark::kMicrosecond);
 
-/// Comparing what was read with what was known, when nothing and when everything is different.
+/// Compares what was read with the known picture, when nothing and when everything differs.
 void compare(benchmark::State& state, const PixelRect& rect, bool changes) {
     const BgraPicture first = noise(1);
     const BgraPicture second = noise(changes ? 2 : 1);
@@ -89,7 +89,7 @@ BENCHMARK_CAPTURE(compare, window_unchanged, window, false)->Unit(benchmark::kMi
 BENCHMARK_CAPTURE(compare, window_changed, window, true)->Unit(benchmark::kMicrosecond);
 BENCHMARK_CAPTURE(compare, glyph_changed, glyph, true)->Unit(benchmark::kMicrosecond);
 
-/// Rectangles in places without order, as a busy screen reports them.
+/// Random rectangles, as a busy screen reports them.
 std::vector<PixelRect> scattered(int count) {
     std::vector<PixelRect> all;
     all.reserve(static_cast<std::size_t>(count));
@@ -128,7 +128,7 @@ void addRegions(benchmark::State& state) {
 }
 BENCHMARK(addRegions)->Unit(benchmark::kMicrosecond);
 
-/// `most` 0 is without a limit.
+/// `most` 0 means no limit.
 void rectanglesOf(benchmark::State& state, int count, std::size_t most) {
     BlockRegion region(width, height);
     for (const PixelRect& rect : scattered(count)) {
@@ -164,7 +164,7 @@ CursorOverlay halfOpaqueCursor(int side) {
     return {image, 500, 500};
 }
 
-/// Drawn, and put back as it was.
+/// Drawn and removed again.
 void drawCursor(benchmark::State& state) {
     BgraPicture picture = noise(1);
     const CursorOverlay cursor = halfOpaqueCursor(static_cast<int>(state.range(0)));
@@ -175,7 +175,7 @@ void drawCursor(benchmark::State& state) {
 }
 BENCHMARK(drawCursor)->Arg(24)->Arg(64)->Unit(benchmark::kMicrosecond);
 
-/// All that happens between the screen's pixels and the encoder when a part has changed, the cursor included.
+/// Everything between the screen's pixels and the encoder when a part has changed, including the cursor.
 void compose(benchmark::State& state, int lines, const PixelRect& changed) {
     BgraPicture source = noise(1);
     const int pictureWidth = lines * width / height;
@@ -196,7 +196,7 @@ BENCHMARK_CAPTURE(compose, window, height, window)->Unit(benchmark::kMicrosecond
 BENCHMARK_CAPTURE(compose, everything, height, everything)->Unit(benchmark::kMicrosecond);
 BENCHMARK_CAPTURE(compose, everything_to_720, 720, everything)->Unit(benchmark::kMicrosecond);
 
-/// The encoder's bookkeeping for a picture.
+/// The encoder's macroblock map of a picture.
 void mapMacroblocks(benchmark::State& state, const std::optional<PixelRect>& changed) {
     media::MacroblockMap map(width, height);
     SCStreamFrameInfo info;

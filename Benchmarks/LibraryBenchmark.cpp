@@ -1,4 +1,4 @@
-// How long the library takes with many recordings: the list, their lengths, and one change in the folder.
+// Measures the library with many recordings: the list, their lengths, and one change in the folder.
 //
 //   lumicrate-library-bench [FOLDER] [COUNT]
 
@@ -36,7 +36,7 @@ double processSeconds() {
     return static_cast<double>(time.tv_sec) + static_cast<double>(time.tv_nsec) / 1e9;
 }
 
-/// Says how long it takes until `done`, in which the main thread does what it has to.
+/// Prints the time until `done` while the main thread processes events.
 void measure(const std::string& what, const std::function<void()>& begin, const std::function<bool()>& done) {
     const auto start = std::chrono::steady_clock::now();
     const double busy = processSeconds();
@@ -48,7 +48,7 @@ void measure(const std::string& what, const std::function<void()>& begin, const 
                (processSeconds() - busy) * 1000);
 }
 
-/// It takes the place of the user's own.
+/// Instead of the user's own.
 void setVideosFolder(const Path& folder) {
     std::ofstream(folder / "user-dirs.dirs") << "XDG_VIDEOS_DIR=\"" << folder.string() << "\"\n";
     setenv("XDG_CONFIG_HOME", folder.c_str(), 1);

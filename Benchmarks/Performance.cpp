@@ -14,8 +14,8 @@ namespace lumicrate::bench {
 
 namespace {
 
-constexpr double patience = 60;
-// The scene rests that long before the recording ends, so that its last picture can be compared at rest.
+constexpr double endTimeout = 60;
+// The scene pauses this long before the recording ends, so that its last picture can be compared.
 constexpr double restSeconds = 0.5;
 constexpr int comparedInMotion = 3;
 
@@ -23,8 +23,7 @@ double processorSeconds(pid_t process) {
     std::ifstream file("/proc/" + std::to_string(process) + "/stat");
     std::string line;
     std::getline(file, line);
-    // The name in brackets may hold anything; counted from behind it, user and system time are fields 12
-    // and 13.
+    // The name in brackets may contain anything; after it, user and system time are fields 12 and 13.
     std::istringstream fields(line.substr(line.rfind(')') + 1));
     std::string skipped;
     for (int i = 0; i < 11; ++i) {
@@ -36,13 +35,13 @@ double processorSeconds(pid_t process) {
     return static_cast<double>(user + system) / static_cast<double>(sysconf(_SC_CLK_TCK));
 }
 
-// CLOCK_MONOTONIC, which the scene counts in too.
+// CLOCK_MONOTONIC, as in the output of scenes.
 double now() {
     return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
 }
 
-// When the picture that opens the movie was captured: after the step that it shows and before the next one,
-// between which the middle is taken. Where a torn picture comes first, what follows is counted back from.
+// When the first picture was captured: in the middle between the step that it shows and the next one. When
+// the first picture is torn, it is computed back from the next.
 std::optional<double> captureOfFirst(const Arrivals& arrivals, const Stagehand::Times& drawn) {
     if (arrivals.shown.empty()) return std::nullopt;
     const auto [step, shownAt] = *arrivals.shown.begin();
@@ -86,7 +85,7 @@ Stagehand::Times Performance::record(Measurement& measurement, const Recorder& r
     stage::ChildProcess::Options options;
     options.environment = {{"DISPLAY", display_.displayName()}};
     options.output = stage::ChildProcess::Output::Capture;
-    malloc_trim(0);  // what this process holds now counts into the child's peak
+    malloc_trim(0);  // the memory of this process counts in the child's maximum
     const double start = now();
     stage::ChildProcess process(std::move(command), options);
     const auto ended = process.wait(setting_.seconds - restSeconds);
@@ -95,7 +94,7 @@ Stagehand::Times Performance::record(Measurement& measurement, const Recorder& r
         throw std::runtime_error(recorder.name + " ended early: " + process.standardError());
     const double order = now();
     recorder.stop(process, assignment);
-    measurement.cost = process.mustEnd(patience);
+    measurement.cost = process.mustEnd(endTimeout);
     measurement.finishSeconds = now() - order;
     measurement.serverSeconds = processorSeconds(display_.processId()) - serverBefore;
     if (measurement.cost.exitStatus != recorder.statusWhenStopped)

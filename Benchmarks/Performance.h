@@ -1,4 +1,4 @@
-// Performance: one recorder records one scene while both, and the X server, are measured.
+// Performance: measures a recorder and the X server while the recorder records a scene.
 #pragma once
 
 #include "Benchmarks/Assignment.h"
@@ -19,29 +19,29 @@ namespace lumicrate::bench {
 
 struct Measurement {
     stage::ChildResult cost;
-    double serverSeconds = 0;  // CPU time of the X server meanwhile
-    // From the command to the capture of the first picture; nothing where no step tells when that was.
+    double serverSeconds = 0;  // CPU time of the X server during the recording
+    // From the command to the capture of the first picture; nothing when no step determines it.
     std::optional<double> startSeconds;
-    double finishSeconds = 0;  // from the order to stop to the recorder's end
+    double finishSeconds = 0;  // from the order to stop to the end of the process
     std::uintmax_t fileBytes = 0;
     std::size_t pictures = 0;
-    // Steps that the scene drew from the first one in the file on; how many of them are in the file, and how
-    // many not. Nothing for a scene in which nothing moves.
+    // Steps drawn since the first one in the file, and how many of them the file shows or lacks. Nothing for
+    // a still scene.
     struct Steps {
         int drawn = 0;
         int shown = 0;
         int lost = 0;
-        int torn = 0;  // pictures with a number that belongs to none
+        int torn = 0;  // pictures without a valid number
     };
     std::optional<Steps> steps;
-    // Structural similarity with the screen: of the last picture, at rest, and of some in mid-run (mean).
+    // Structural similarity with the screen: of the last picture, and the mean of some during the motion.
     double similarityAtRest = 0;
     std::optional<double> similarityMoving;
 };
 
 class Performance {
  public:
-    // Recordings and what else is needed go to the folder.
+    // `folder` is for recordings and temporary files.
     Performance(const stage::Xvfb& display, Setting setting, std::filesystem::path folder)
         : display_(display), setting_(std::move(setting)), folder_(std::move(folder)) {}
 
@@ -50,12 +50,12 @@ class Performance {
 
  private:
     Assignment assign(const Stagehand& scene, const std::string& name, const Recorder& recorder) const;
-    // Gives the times of the steps drawn, on the clock that starts with the recorder.
+    // Returns the times of the steps drawn, since the start of the recorder.
     Stagehand::Times record(Measurement& measurement, const Recorder& recorder, const Assignment& assignment,
                             Stagehand& scene);
     void countArrivals(Measurement& measurement, const std::string& scene, const Assignment& assignment,
                        const Stagehand::Times& drawn);
-    // What a faultless recorder would have written after so many steps.
+    // What a perfect recorder would have written after that many steps.
     Screen reference(const std::string& scene, const Assignment& assignment, int steps) const;
 
     const stage::Xvfb& display_;

@@ -75,7 +75,7 @@ Command ffmpegCommand(const Assignment& assignment, const std::string& program) 
                                        assignment.display + "+" + joined({area.x, area.y}, ',')});
     }
     if (assignment.isScaled()) {
-        // Averaging areas, as the reference that it is compared with does.
+        // Averages areas, as the reference does.
         command.insert(command.end(), {"-vf", "scale=-2:" + std::to_string(assignment.pictureSize().height) +
                                                   ":flags=area"});
     }
@@ -90,8 +90,8 @@ std::filesystem::path besides(const Assignment& assignment, const char* extensio
     return path.replace_extension(extension);
 }
 
-// Its command line knows no size; it reads its settings from a file and is told to stop on its standard
-// input. "veryfast" is the third of its presets.
+// It has no option for the size: it reads settings from a file, and orders to stop from standard input.
+// "veryfast" is the third of its presets.
 Command simpleScreenRecorderCommand(const Assignment& assignment, const std::string& program) {
     const auto settings = besides(assignment, ".conf");
     const auto pipe = besides(assignment, ".in");
@@ -111,7 +111,7 @@ Command simpleScreenRecorderCommand(const Assignment& assignment, const std::str
         << "video_h264_crf=23\nvideo_h264_preset=2\nvideo_allow_frame_skipping=true\n";
     std::filesystem::remove(pipe);
     if (mkfifo(pipe.c_str(), 0600) != 0) throw std::runtime_error("Could not make " + pipe.string());
-    // Opened for both directions, so that the opening does not wait and no end is ever read.
+    // Opened for reading and writing, so that opening does not block and there is never an end of file.
     const char* script =
         R"sh(exec "$1" --settingsfile="$2" --start-hidden --start-recording --no-systray <>"$3")sh";
     return {"sh", "-c", script, "sh", program, settings.string(), pipe.string()};
@@ -121,7 +121,7 @@ void stopSimpleScreenRecorder(stage::ChildProcess&, const Assignment& assignment
     constexpr std::string_view orders = "record-save\nquit\n";
     const stage::Descriptor pipe(open(besides(assignment, ".in").c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC));
     if (write(pipe.get(), orders.data(), orders.size()) != static_cast<ssize_t>(orders.size()))
-        throw std::runtime_error("SimpleScreenRecorder takes no orders");
+        throw std::runtime_error("SimpleScreenRecorder does not read orders");
 }
 
 }  // namespace
@@ -129,7 +129,7 @@ void stopSimpleScreenRecorder(stage::ChildProcess&, const Assignment& assignment
 std::vector<Recorder> allRecorders(const std::string& lumicrate) {
     return {{"lumicrate", lumicrate, "mp4", lumicrateH264Command, interrupt},
             {"lumicrate-hevc", lumicrate, "mov", lumicrateHevcCommand, interrupt},
-            // Having been interrupted it finishes its file, and says that it was.
+            // Interrupted, it finishes its file and exits with this status.
             {"ffmpeg", "ffmpeg", "mp4", ffmpegCommand, interrupt, 255},
             {"ssr", "simplescreenrecorder", "mp4", simpleScreenRecorderCommand, stopSimpleScreenRecorder, 0,
              false}};

@@ -1,4 +1,4 @@
-// Recorder: a program that records the screen, how it is told to, and how to end.
+// Recorder: a program that records the screen, and how to start and stop it.
 #pragma once
 
 #include "Benchmarks/Assignment.h"
@@ -13,14 +13,14 @@ struct Recorder {
     std::string name;
     std::string program;
     std::string extension;  // of its files
-    // May write settings beside the recording.
+    // May write files next to the recording.
     std::vector<std::string> (*command)(const Assignment& assignment, const std::string& program);
     void (*stop)(stage::ChildProcess& process, const Assignment& assignment);
-    int statusWhenStopped = 0;  // its exit status after all went well
+    int statusWhenStopped = 0;  // its exit status on success
     bool recordsWindows = true;
 };
 
-// Those known, the one under test first. `lumicrate` is the path of its program.
+// All known recorders, the one under test first. `lumicrate` is the path of the program.
 std::vector<Recorder> allRecorders(const std::string& lumicrate);
 
 }  // namespace lumicrate::bench

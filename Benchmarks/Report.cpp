@@ -53,7 +53,7 @@ constexpr Figure figures[] = {
     {"similarityMoving", "ssim run", 4, false, [](const Measurement& one) { return one.similarityMoving; }},
 };
 
-// Of those runs that have the figure.
+// Of the runs that have the figure.
 Value median(const Result& result, const Figure& figure) {
     std::vector<double> values;
     for (const auto& run : result.runs) {

@@ -1,4 +1,4 @@
-// Report: measurements as a table for people and as JSON for programs.
+// Report: measurements as a table and as JSON.
 #pragma once
 
 #include "Benchmarks/Performance.h"
@@ -10,17 +10,17 @@
 
 namespace lumicrate::bench {
 
-// What one recorder made of one scene, in all its runs.
+// All runs of one recorder with one scene.
 struct Result {
     std::string scene;
     std::string recorder;
     std::vector<Measurement> runs;
 };
 
-// One line a result, of medians where there are several runs. The columns "× …" are the figure before
-// divided by that of `peer` in the same scene.
+// One line per result, with the medians of its runs. The columns "/PEER" are the figure before, divided by
+// that of `peer` in the same scene.
 std::string table(const std::vector<Result>& results, const std::string& peer);
-// The same and more: of each result the medians of all figures, their ratios to the peer's, and the runs.
+// For each result the medians of all figures, their ratios to the peer's, and all runs.
 nlohmann::json json(const std::vector<Result>& results, const std::string& peer);
 
 }  // namespace lumicrate::bench

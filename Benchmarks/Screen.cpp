@@ -12,9 +12,9 @@ namespace lumicrate::bench {
 
 namespace {
 
-// A compositor shows a moment later what a window holds, and nothing tells when it has.
-constexpr auto moment = std::chrono::milliseconds(100);
-constexpr int patience = 50;  // moments
+// A compositor draws with a delay, and reports nothing when it has drawn.
+constexpr auto interval = std::chrono::milliseconds(100);
+constexpr int maxReads = 50;
 
 std::vector<std::uint8_t> readWindow(const stage::XcbConnection& connection, std::uint32_t window,
                                      const stage::Area& area) {
@@ -42,22 +42,22 @@ std::vector<std::uint8_t> readAtRest(const std::string& display, std::uint32_t w
     const stage::XcbConnection connection(display);
     auto before = readWindow(connection, window, area);
     if (!hasCompositor(connection)) return before;
-    for (int i = 0; i < patience; ++i) {
-        std::this_thread::sleep_for(moment);
+    for (int i = 0; i < maxReads; ++i) {
+        std::this_thread::sleep_for(interval);
         auto after = readWindow(connection, window, area);
         if (after == before) return after;
         before = std::move(after);
     }
-    throw std::runtime_error("The screen does not come to rest");
+    throw std::runtime_error("The screen keeps changing");
 }
 
-// The part that a sample of the source has in one of the target.
+// The share of a source sample in a target sample.
 struct Share {
     int index;
     float weight;
 };
 
-// For each sample of the target, along one axis: it stands for source / target samples.
+// For each target sample along one axis, which covers source / target samples.
 std::vector<std::vector<Share>> sharesOf(int source, int target) {
     std::vector<std::vector<Share>> all(static_cast<std::size_t>(target));
     const double step = static_cast<double>(source) / target;
@@ -129,7 +129,7 @@ std::vector<std::uint8_t> Screen::luma(Matrix matrix) const {
 }
 
 CoveredWindows::CoveredWindows(const std::string& display) : connection_(display) {
-    // Asked for first: a client that names no version is answered like the oldest.
+    // Required first: without a version the server treats the client as the oldest.
     const stage::XcbReply<xcb_composite_query_version_reply_t> version(xcb_composite_query_version_reply(
         connection_.get(), xcb_composite_query_version(connection_.get(), 0, 4), nullptr));
     const stage::XcbReply<xcb_generic_error_t> refusal(
@@ -137,7 +137,7 @@ CoveredWindows::CoveredWindows(const std::string& display) : connection_(display
                                                            connection_.get(), connection_.screen()->root,
                                                            XCB_COMPOSITE_REDIRECT_AUTOMATIC))
                 : nullptr);
-    if (!version || refusal) throw std::runtime_error("The display does not keep covered windows");
+    if (!version || refusal) throw std::runtime_error("The display cannot keep covered windows");
 }
 
 PixelSize sizeOfWindow(const std::string& display, std::uint32_t window) {

@@ -1,4 +1,4 @@
-// Screen: what an X display shows at a moment, as the luma that a faultless recorder would write.
+// Screen: what an X display shows at a moment, as the luma that a perfect recorder would write.
 #pragma once
 
 #include "Benchmarks/Assignment.h"
@@ -15,11 +15,11 @@ enum class Matrix { Bt601, Bt709 };
 
 class Screen {
  public:
-    // Reads a part of a window, of the root window for 0. Under a compositor it waits until nothing changes
-    // in it any more. Throws std::runtime_error.
+    // Reads a part of a window; 0 is the root window. With a compositor, waits until the picture no longer
+    // changes. Throws std::runtime_error.
     Screen(const std::string& display, std::uint32_t window, const stage::Area& area);
 
-    // The same in another size, each pixel the mean of the area that it stands for.
+    // Each pixel is the mean of the area that it covers.
     Screen scaledTo(int width, int height) const;
     std::vector<std::uint8_t> luma(Matrix matrix) const;
     int width() const { return width_; }
@@ -33,7 +33,7 @@ class Screen {
     std::vector<float> pixels_;  // blue, green, red
 };
 
-// While it lives, windows keep what others cover, so that it can be read.
+// While it lives, the server keeps the covered parts of windows, so that they can be read.
 class CoveredWindows {
  public:
     // Throws std::runtime_error.
@@ -46,7 +46,7 @@ class CoveredWindows {
 // Throws std::runtime_error.
 PixelSize sizeOfWindow(const std::string& display, std::uint32_t window);
 
-// Moves the pointer to the last pixel, where it covers nothing.
+// Moves the pointer to the last pixel of the screen.
 void hidePointer(const std::string& display);
 
 }  // namespace lumicrate::bench

@@ -8,9 +8,9 @@ namespace lumicrate::bench {
 
 namespace {
 
-constexpr double patience = 120;
+constexpr double lineTimeout = 120;
 
-// At the rate of the recording, as far as the scene has not a rhythm of its own.
+// Whether a scene has the rate of the recording, not one of its own.
 bool followsRate(const std::string& scene) {
     return scene != "still" && scene != "typing";
 }
@@ -63,7 +63,7 @@ Stagehand::Times Stagehand::awaitLast() {
 }
 
 std::string Stagehand::expect(const std::string& word) {
-    auto line = process_.readLine(patience);
+    auto line = process_.readLine(lineTimeout);
     if (!line || !line->starts_with(word))
         throw std::runtime_error("The scene failed: " + process_.standardError());
     return *line;

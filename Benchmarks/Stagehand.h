@@ -1,4 +1,4 @@
-// Stagehand: plays a scene on a display, and halts it.
+// Stagehand: plays a scene on a display, and pauses it.
 #pragma once
 
 #include "Benchmarks/Assignment.h"
@@ -13,19 +13,19 @@ namespace lumicrate::bench {
 
 class Stagehand {
  public:
-    // Starts the scene and returns when its beginning stands. Without a number of steps it goes on by itself;
-    // with one it draws so many as fast as it can. Throws std::runtime_error.
+    // Returns when the first picture of the scene is drawn. Without a number of steps the scene goes on; with
+    // one it draws that many as fast as it can. Throws std::runtime_error.
     Stagehand(const std::string& display, const std::string& scene, const Setting& setting,
               std::optional<int> steps = std::nullopt);
 
-    // The scene's main window; known when the setting is to record it.
+    // The scene's main window; known when the setting is to record a window.
     std::uint32_t window() const { return window_; }
 
-    // What was drawn: when each step stood on the screen, in seconds of CLOCK_MONOTONIC.
+    // When each step was drawn, in seconds of CLOCK_MONOTONIC.
     using Times = std::vector<double>;
-    // Halts the scene, whose picture stays.
+    // Pauses the scene; its picture stays.
     Times rest();
-    // Waits until the steps asked for are drawn.
+    // Waits until the requested steps are drawn.
     Times awaitLast();
 
  private:

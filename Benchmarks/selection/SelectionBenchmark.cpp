@@ -1,6 +1,6 @@
-// How long a step of a selection takes, from the pointer's event to the pixels on the server, on a private
-// display of 3840 × 2160; the same with everything painted anew each time; and how long it takes at 1920 ×
-// 1080 from the wish to select to the dimmed screen, with twelve windows on it.
+// Measures a step of a selection, from the pointer event to the pixels on the server, on a private display of
+// 3840 × 2160; the same with a full repaint each time; and the time from the start of a selection to the
+// dimmed screen at 1920 × 1080 with twelve windows.
 //
 //   lumicrate-selection-bench
 #include "App/Machine.h"
@@ -40,7 +40,7 @@ double millisecondsSince(Clock::time_point start) {
     return std::chrono::duration<double, std::milli>(Clock::now() - start).count();
 }
 
-/// Until the server has done all that it was asked for.
+/// Until the server has processed all requests.
 void awaitServer() {
     xcb_connection_t* const x = qGuiApp->nativeInterface<QNativeInterface::QX11Application>()->connection();
     std::free(xcb_get_input_focus_reply(x, xcb_get_input_focus(x), nullptr));
@@ -194,10 +194,10 @@ int brightnessAt(std::int16_t x, std::int16_t y) {
     return red;
 }
 
-/// All that there is between the wish to select and the dimmed screen: windows, still picture, overlay, bars.
+/// Everything from the start of a selection to the dimmed screen: windows, still picture, overlay, bars.
 class Opening {
  public:
-    // As the application has, ever since it was started.
+    // As in the application, since its start.
     Opening() { machine_.capture.windows(); }
 
     double measure() {

@@ -39,7 +39,7 @@ AvioFile::AvioFile(std::filesystem::path path) : file_(std::move(path)) {
     throw std::bad_alloc();
 }
 
-void AvioFile::keep() {
+void AvioFile::publish() {
     flush();
     file_.publish();
 }

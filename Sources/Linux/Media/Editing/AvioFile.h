@@ -1,4 +1,4 @@
-// AvioFile: a new file that FFmpeg's libraries write.
+// AvioFile: lets libavformat write an AtomicFile.
 #pragma once
 
 #include "Linux/Media/Files/AtomicFile.h"
@@ -24,11 +24,11 @@ class AvioFile {
     AvioFile& operator=(const AvioFile&) = delete;
 
     AVIOContext* io() const { return io_.get(); }
-    /// Lets `change` have what is in the first box of this type in the file, without its header. Throws
+    /// Calls `change` with the content of the first top-level box of this type, and writes it back. Throws
     /// PlatformError.
     void changeBox(std::string_view type, const std::function<void(std::span<std::uint8_t>)>& change);
-    /// Writes what is still in memory, and names the file. Throws PlatformError.
-    void keep();
+    /// Writes what is still buffered and publishes the file. Throws PlatformError.
+    void publish();
 
  private:
     struct FreeIo {

@@ -156,7 +156,7 @@ double readingStart(const InputMovie& input, const std::vector<TrackPair>& track
 
 void copy(const std::filesystem::path& source, const std::vector<TrackPair>& tracks,
           const std::optional<CMTimeRange>& range, From from, OutputMovie& output) {
-    InputMovie input(source, InputMovie::Look::briefly);
+    InputMovie input(source, InputMovie::Look::atHead);
     std::vector<int> selected;
     std::vector<TrackCopier> copiers;
     for (const TrackPair& each : tracks) {

@@ -250,7 +250,7 @@ void OutputMovie::abandon() {
 void OutputMovie::finish() {
     check(av_write_trailer(context_.get()));
     shortenTracks();
-    file_.keep();
+    file_.publish();
     log(LogArea::movie, "published a movie of ", tracks_.size(), " tracks");
 }
 

@@ -18,8 +18,8 @@ using Bytes = std::span<const std::uint8_t>;
 
 /// Those of recordings, the default first.
 constexpr std::array frameRates{30, 60, 24, 15};
-constexpr int finestQuantizer = 10;
-constexpr int coarsestQuantizer = 26;
+constexpr int lowestQuantizer = 10;
+constexpr int highestQuantizer = 26;
 
 /// The bit rate for which RateControl chooses `quantizer` as the quality level: 0.12 bits a pixel for 13,
 /// half of that for 16, a quarter for 19.
@@ -136,7 +136,7 @@ std::unique_ptr<VideoEncoder> matchingEncoder(const AVCodecParameters& pictures)
     const Bytes record(pictures.extradata, static_cast<std::size_t>(pictures.extradata_size));
     const Bytes sequence = withoutPictureSet(pictures, record);
     for (const int rate : frameRates) {
-        for (int quantizer = finestQuantizer; quantizer <= coarsestQuantizer; ++quantizer) {
+        for (int quantizer = lowestQuantizer; quantizer <= highestQuantizer; ++quantizer) {
             std::unique_ptr<VideoEncoder> encoder = makeEncoder(pictures, rate, quantizer);
             const Bytes ours(encoder->configuration());
             if (std::ranges::equal(ours, record)) {

@@ -180,7 +180,7 @@ void ReencodedTrack::open(const AVStream& stream) {
 void ReencodedTrack::write() {
     const TickRange range = TickRange::of(range_, clock_);
     PictureReader reader(path_, track_, range, clock_, PictureReader::Until::rangeEnds,
-                         [this] { movie_->checkIsWanted(); });
+                         [this] { movie_->checkCancelled(); });
     bool any = false;
     while (const auto picture = reader.next()) {
         AVFrame& frame = shaper_->shaped(picture->frame);

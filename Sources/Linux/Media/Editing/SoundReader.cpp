@@ -35,7 +35,7 @@ bool sameFormat(const AVFrame& a, const AVFrame& b) {
 }  // namespace
 
 SoundReader::SoundReader(const std::filesystem::path& source, int track)
-    : input_(source, InputMovie::Look::briefly),
+    : input_(source, InputMovie::Look::atHead),
       track_(track),
       decoder_(input_.makeDecoder(track)),
       packet_(makePacket()),

@@ -79,7 +79,7 @@ void StitchedTrack::write() {
 void StitchedTrack::writeHead() {
     const AVRational clock = movie_->timeBase(to_);
     PictureReader reader(path_, track_, TickRange::of(range_, clock), clock, PictureReader::Until::keyPicture,
-                         [this] { movie_->checkIsWanted(); });
+                         [this] { movie_->checkCancelled(); });
     Nv12Picture converter;
     const OwnedPacket packet = makePacket();
     std::int64_t encoded = 0;

@@ -1,9 +1,12 @@
-// CountedMovie: a recording whose every picture and every sample of sound tells its place.
+// CountedMovie: a recording in which every picture and every sample of sound identifies its place; and the
+// checks that a movie presents exactly a part of another one.
 #pragma once
 
-#include "Platform/AVAssetWriter.h"
-#include "Tests/Linux/Media/TestPicture.h"
-#include "Tests/Stage/Picture.h"
+#include "Linux/Media/Editing/Assets.h"
+#include "Tests/Linux/TemporaryFolder.h"
+#include "Tests/Stage/MovieProbe.h"
+
+#include <gtest/gtest.h>
 
 #include <cstdint>
 #include <filesystem>
@@ -13,37 +16,76 @@
 
 namespace lumicrate::test {
 
+constexpr int clock = 90000;
+
+/// The nearest tick of 1 ⁄ 90000 s.
+std::int64_t ticks(double seconds);
+bool isThorough();
+
 struct CountedPicture {
     int number = 0;
-    std::int64_t time = 0;  ///< ticks of 1 ⁄ 90000 s
+    std::int64_t time = 0;  ///< ticks
 };
 
 struct CountedRecipe {
     AVVideoCodecType codec = AVVideoCodecType::h264;
     AVFileType type = AVFileType::mpeg4;
-    int width = 160;
-    int height = 96;
     int bitRate = 1'000'000;
-    int fps = 30;
     double seconds = 20;
-    bool pictures = true;
+    bool hasPictures = true;
     std::vector<int> channels = {2};  ///< of each sound track
     double soundBegins = 0;           ///< seconds
 };
 
-/// Pictures come in bursts at the full rate, at odd times, and after stretches of seconds in which nothing
-/// moves. Sound is a rising tone, of which no two places are alike.
+/// Pictures come in bursts of 30 a second, at odd times, and after seconds without any. The sound is a rising
+/// tone, of which no two places are alike.
 struct CountedMovie {
     std::filesystem::path path;
     std::vector<CountedPicture> pictures;
 
-    /// Writes it at `path`.
-    static CountedMovie make(const std::filesystem::path& path, const CountedRecipe& recipe);
+    double secondsAt(std::size_t picture) const {
+        return static_cast<double>(pictures.at(picture).time) / clock;
+    }
+};
+CountedMovie makeCountedMovie(const std::filesystem::path& path, const CountedRecipe& recipe = {});
+
+/// The number that a picture of such a movie shows; nothing when it is unclear.
+std::optional<int> readNumber(const stage::Picture& picture);
+
+/// The part of `all` from `from` to `to`, in seconds, as it is presented from time zero.
+std::vector<CountedPicture> part(const std::vector<CountedPicture>& all, double from, double to);
+
+/// Everything that a file presents.
+struct Presented {
+    explicit Presented(const std::filesystem::path& path);
+
+    stage::MovieProbe probe;
+    std::vector<CountedPicture> pictures;
+    std::vector<stage::Sound> sounds;
 };
 
-/// A picture that shows `number`, below 1024.
-TestPicture drawNumber(int number, int width, int height);
-/// What it shows; nothing when that cannot be told for sure.
-std::optional<int> readNumber(const stage::Picture& picture);
+/// Times may differ by `slack` ticks, for movies with another clock.
+void expectSamePictures(const std::vector<CountedPicture>& expected, const std::vector<CountedPicture>& found,
+                        std::int64_t slack = 0);
+/// `cut` presents what `original` presents from `from` to `to`, in pictures, samples and durations, and
+/// nothing else.
+void expectPart(const Presented& original, const std::filesystem::path& cut, double from, double to,
+                std::int64_t slack = 0);
+
+class TrimTests : public testing::Test {
+ protected:
+    static CMTimeRange range(double from, double to) { return {{ticks(from), clock}, {ticks(to), clock}}; }
+    CountedMovie make(const CountedRecipe& recipe = {}) {
+        return makeCountedMovie(folder / ("movie" + std::to_string(++count_)), recipe);
+    }
+    /// A new file with that range.
+    std::filesystem::path cut(const std::filesystem::path& source, double from, double to,
+                              AVAssetExportPreset preset, AVFileType type = AVFileType::mpeg4);
+
+    TemporaryFolder folder;
+
+ private:
+    int count_ = 0;
+};
 
 }  // namespace lumicrate::test

@@ -1,23 +1,18 @@
+#include "Linux/Media/Editing/Libav.h"
 #include "Linux/Media/Editing/ParallelAacEncoder.h"
 
 #include <gtest/gtest.h>
 
-extern "C" {
-#include <libavcodec/avcodec.h>
-#include <libavutil/channel_layout.h>
-}
-
 #include <algorithm>
 #include <cmath>
-#include <memory>
 #include <random>
 #include <stdexcept>
 
 namespace lumicrate::media {
 namespace {
 
-constexpr int sampleRate = 48000;
 constexpr std::int64_t stretch = ParallelAacEncoder::stretchLength;
+const ParallelAacEncoder encoder(48000, 1, 96'000);
 
 struct Coded {
     std::vector<std::uint8_t> data;
@@ -28,24 +23,22 @@ struct Coded {
 std::vector<Coded> encoded(const std::vector<float>& sound) {
     std::size_t given = 0;
     std::vector<Coded> samples;
-    ParallelAacEncoder(sampleRate, 1, 96'000)
-        .encode(
-            [&] {
-                const std::size_t count = std::min<std::size_t>(10'000, sound.size() - given);
-                const auto from = sound.begin() + static_cast<std::ptrdiff_t>(given);
-                given += count;
-                return std::vector<float>(from, from + static_cast<std::ptrdiff_t>(count));
-            },
-            [&](const MovieSample& sample) {
-                samples.push_back({{sample.data.begin(), sample.data.end()}, sample.time, sample.duration});
-            });
+    encoder.encode(
+        [&] {
+            const std::size_t count = std::min<std::size_t>(10'000, sound.size() - given);
+            const auto from = sound.begin() + static_cast<std::ptrdiff_t>(given);
+            given += count;
+            return std::vector<float>(from, from + static_cast<std::ptrdiff_t>(count));
+        },
+        [&](const MovieSample& sample) {
+            samples.push_back({{sample.data.begin(), sample.data.end()}, sample.time, sample.duration});
+        });
     return samples;
 }
 
 TEST(ParallelAacEncoderTests, SamplesFollowEachOtherToTheLastFrame) {
-    for (const std::int64_t length :
-         {std::int64_t{0}, std::int64_t{1}, std::int64_t{1025}, stretch - 1, stretch, stretch + 1,
-          stretch + 4096, stretch + 4097, 2 * stretch, 2 * stretch + 5000}) {
+    for (const std::int64_t length : {std::int64_t{0}, std::int64_t{1}, std::int64_t{1025}, stretch - 1,
+                                      stretch, stretch + 1, stretch + 4096, stretch + 4097, 2 * stretch}) {
         const std::vector<Coded> samples = encoded(std::vector<float>(static_cast<std::size_t>(length)));
         ASSERT_EQ(samples.empty(), length == 0);
         if (samples.empty()) continue;
@@ -56,25 +49,21 @@ TEST(ParallelAacEncoderTests, SamplesFollowEachOtherToTheLastFrame) {
     }
 }
 
-/// As a player hears it, from frame zero on.
+/// As a player plays it, from frame zero on.
 std::vector<float> decoded(const std::vector<Coded>& samples) {
-    const std::unique_ptr<AVCodecContext, void (*)(AVCodecContext*)> decoder(
-        avcodec_alloc_context3(avcodec_find_decoder(AV_CODEC_ID_AAC)),
-        [](AVCodecContext* context) { avcodec_free_context(&context); });
-    const auto description = ParallelAacEncoder(sampleRate, 1, 96'000).description();
-    const std::size_t size = description.configuration.size();
-    decoder->extradata = static_cast<std::uint8_t*>(av_mallocz(size + AV_INPUT_BUFFER_PADDING_SIZE));
-    decoder->extradata_size = static_cast<int>(size);
-    std::copy_n(description.configuration.data(), size, decoder->extradata);
+    const OwnedCodec decoder(avcodec_alloc_context3(avcodec_find_decoder(AV_CODEC_ID_AAC)));
+    const auto configuration = encoder.description().configuration;
+    decoder->extradata =
+        static_cast<std::uint8_t*>(av_mallocz(configuration.size() + AV_INPUT_BUFFER_PADDING_SIZE));
+    decoder->extradata_size = static_cast<int>(configuration.size());
+    std::ranges::copy(configuration, decoder->extradata);
     EXPECT_GE(avcodec_open2(decoder.get(), nullptr, nullptr), 0);
-    const std::unique_ptr<AVPacket, void (*)(AVPacket*)> packet(
-        av_packet_alloc(), [](AVPacket* each) { av_packet_free(&each); });
-    const std::unique_ptr<AVFrame, void (*)(AVFrame*)> frame(av_frame_alloc(),
-                                                             [](AVFrame* each) { av_frame_free(&each); });
+    const OwnedPacket packet = makePacket();
+    const OwnedFrame frame = makeFrame();
     std::vector<float> sound;
     for (const Coded& sample : samples) {
         EXPECT_GE(av_new_packet(packet.get(), static_cast<int>(sample.data.size())), 0);
-        std::copy(sample.data.begin(), sample.data.end(), packet->data);
+        std::ranges::copy(sample.data, packet->data);
         EXPECT_GE(avcodec_send_packet(decoder.get(), packet.get()), 0);
         av_packet_unref(packet.get());
         while (avcodec_receive_frame(decoder.get(), frame.get()) >= 0) {
@@ -82,30 +71,27 @@ std::vector<float> decoded(const std::vector<Coded>& samples) {
             sound.insert(sound.end(), from, from + frame->nb_samples);
         }
     }
-    if (sound.size() >= 1024) sound.erase(sound.begin(), sound.begin() + 1024);
+    sound.erase(sound.begin(), sound.begin() + 1024);
     return sound;
 }
 
 double differenceAround(const std::vector<float>& a, const std::vector<float>& b, std::int64_t place) {
     double sum = 0;
-    for (std::int64_t i = place - 1024; i < place + 1024; ++i) {
-        const double difference = a[static_cast<std::size_t>(i)] - b[static_cast<std::size_t>(i)];
-        sum += difference * difference;
-    }
+    for (std::int64_t i = place - 1024; i < place + 1024; ++i)
+        sum += std::pow(a[static_cast<std::size_t>(i)] - b[static_cast<std::size_t>(i)], 2);
     return std::sqrt(sum / 2048);
 }
 
-TEST(ParallelAacEncoderTests, NothingIsHeardWhereTwoStretchesMeet) {
+TEST(ParallelAacEncoderTests, SeamsAreInaudible) {
     std::mt19937 random(7);
     std::uniform_real_distribution<float> spread(-0.05F, 0.05F);
     std::vector<float> sound(static_cast<std::size_t>(4 * stretch + 60'000));
     for (std::size_t i = 0; i < sound.size(); ++i)
         sound[i] = spread(random) + 0.4F * static_cast<float>(std::sin(0.03 * static_cast<double>(i)));
-    // Blows make an encoder change its windows: before the seam, on it and after it, and elsewhere.
-    constexpr std::array<std::int64_t, 3> blows{-1500, 0, 300};
+    // Clicks make an encoder switch its windows: before, on and after the seam, and the same elsewhere.
     for (std::int64_t seam = 1; seam <= 4; ++seam) {
-        for (const std::int64_t blow : blows) {
-            for (const std::int64_t at : {seam * stretch + blow, seam * stretch - 100'000 + blow}) {
+        for (const std::int64_t click : {-1500, 0, 300}) {
+            for (const std::int64_t at : {seam * stretch + click, seam * stretch - 100'000 + click}) {
                 for (std::int64_t i = 0; i < 40; ++i)
                     sound[static_cast<std::size_t>(at + i)] += i % 2 == 0 ? 0.5F : -0.5F;
             }
@@ -122,14 +108,14 @@ TEST(ParallelAacEncoderTests, NothingIsHeardWhereTwoStretchesMeet) {
     }
 }
 
-TEST(ParallelAacEncoderTests, WhatTheSinkThrowsEndsIt) {
-    int given = 0;
+TEST(ParallelAacEncoderTests, AnExceptionOfTheSinkEndsIt) {
+    int count = 0;
     const auto endless = [] { return std::vector<float>(100'000); };
     const auto refuse = [&](const MovieSample&) {
-        if (++given == 700) throw std::runtime_error("full");
+        if (++count == 700) throw std::runtime_error("full");
     };
-    EXPECT_THROW(ParallelAacEncoder(sampleRate, 2, 192'000).encode(endless, refuse), std::runtime_error);
-    EXPECT_EQ(given, 700);
+    EXPECT_THROW(encoder.encode(endless, refuse), std::runtime_error);
+    EXPECT_EQ(count, 700);
 }
 
 }  // namespace

@@ -11,7 +11,7 @@ namespace {
 
 using Stereo = std::vector<float>;
 
-/// Two tones, one a channel, whose amplitude each frame tells.
+/// A tone on each channel, with an amplitude per frame.
 template <class Amplitude>
 Stereo tones(std::size_t frames, double frequency, double phase, Amplitude amplitude) {
     Stereo sound(frames * 2);
@@ -32,7 +32,7 @@ Stereo limited(const Stereo& sound, std::size_t piece) {
     return result;
 }
 
-/// The greatest value at sixteen times the rate, by a sinc far longer than the limiter's own.
+/// The maximum at sixteen times the rate, interpolated by a much longer sinc than the limiter's.
 double truePeak(const Stereo& sound) {
     constexpr int reach = 64;
     const auto frames = static_cast<int>(sound.size() / 2);
@@ -53,8 +53,8 @@ double truePeak(const Stereo& sound) {
     return peak;
 }
 
-TEST(PeakLimiterTests, WhatDoesNotClipStaysAsItIs) {
-    // Just below full scale between the samples too; and so short that less is there than is looked ahead.
+TEST(PeakLimiterTests, WhatDoesNotClipIsUnchanged) {
+    // Just below full scale, also between samples; also shorter than the look-ahead.
     for (const std::size_t frames : {9600U, 100U, 1U}) {
         const Stereo sound = tones(frames, 997, 0.3, [](std::size_t) { return 0.999; });
         for (const std::size_t piece : {1U, 333U, 8192U})
@@ -63,7 +63,7 @@ TEST(PeakLimiterTests, WhatDoesNotClipStaysAsItIs) {
     EXPECT_TRUE(limited({}, 1).empty());
 }
 
-TEST(PeakLimiterTests, PeaksComeDownToFullScaleAndTheRestComesBack) {
+TEST(PeakLimiterTests, PeaksAreReducedToFullScaleAndTheRestIsUnchanged) {
     struct Case {
         const char* what;
         double frequency;
@@ -71,7 +71,7 @@ TEST(PeakLimiterTests, PeaksComeDownToFullScaleAndTheRestComesBack) {
         double loud;
         double tolerance;
     };
-    // A quarter of the rate, sampled beside its crests, clips between the samples alone.
+    // A tone at a quarter of the rate, sampled beside its peaks, clips only between samples.
     for (const Case& each : {Case{"twice full scale", 440, 0, 2.0, 0.003},
                              Case{"between the samples", 12000, std::numbers::pi / 4, 1.3, 0.01},
                              Case{"low and far too loud", 50, 0, 3.5, 0.003}}) {
@@ -82,7 +82,7 @@ TEST(PeakLimiterTests, PeaksComeDownToFullScaleAndTheRestComesBack) {
         ASSERT_EQ(result.size(), sound.size());
         const double peak = truePeak(Stereo(result.begin() + 2 * 23000, result.begin() + 2 * 30000));
         EXPECT_LE(peak, 1 + each.tolerance);
-        EXPECT_GE(peak, 0.9) << "no more than it must";
+        EXPECT_GE(peak, 0.9) << "not reduced too much";
         const auto same = [&](std::size_t from, std::size_t to) {
             return std::equal(sound.begin() + static_cast<long>(from * 2),
                               sound.begin() + static_cast<long>(to * 2),
@@ -93,7 +93,7 @@ TEST(PeakLimiterTests, PeaksComeDownToFullScaleAndTheRestComesBack) {
     }
 }
 
-TEST(PeakLimiterTests, TheGainMovesWithoutSteps) {
+TEST(PeakLimiterTests, TheGainChangesSmoothly) {
     Stereo sound(2 * 9600, 0.5F);
     sound[2 * 4800] = 2;
     const Stereo result = limited(sound, 512);

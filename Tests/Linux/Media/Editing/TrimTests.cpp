@@ -1,16 +1,18 @@
-// Ranges cut out of movies, judged picture by picture and sample by sample.
+// Ranges of movies, checked picture by picture and sample by sample.
 
 #include "Linux/Media/Editing/InputMovie.h"
-#include "Tests/Linux/Media/Editing/Presented.h"
+#include "Support/Error.h"
+#include "Tests/Linux/Media/Editing/CountedMovie.h"
 #include "Tests/Stage/ChildProcess.h"
 #include "Tests/Stage/Measure.h"
-#include "Tests/Stage/MovieProbe.h"
 #include "Tests/Stage/OtherPrograms.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
+#include <sys/resource.h>
 
 #include <algorithm>
-#include <array>
+#include <csignal>
+#include <fstream>
 #include <random>
 #include <sstream>
 
@@ -18,17 +20,16 @@ namespace lumicrate::media {
 namespace {
 
 using stage::MovieProbe;
-using test::clock;
 using test::CountedMovie;
 using test::CountedRecipe;
 using test::expectPart;
 using test::expectSamePictures;
-using test::isThorough;
 using test::part;
 using test::Presented;
-using test::shown;
-using test::ticks;
-using test::TrimFixture;
+using test::TrimTests;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using Preset = AVAssetExportPreset;
 
 std::vector<std::size_t> keyPictures(const std::filesystem::path& path) {
     MovieProbe probe(path);
@@ -52,134 +53,124 @@ std::vector<std::string> codedPictures(const std::filesystem::path& path) {
     return pictures;
 }
 
+/// Random ranges that begin and end on ticks.
+std::vector<std::pair<double, double>> someRanges(int count, double seconds) {
+    std::mt19937 random(3);
+    std::uniform_real_distribution<double> places(0, seconds);
+    const auto place = [&] { return static_cast<double>(test::ticks(places(random))) / test::clock; };
+    std::vector<std::pair<double, double>> ranges;
+    for (int i = 0; i < count; ++i)
+        ranges.push_back(std::minmax({place(), place()}));
+    return ranges;
+}
+
+/// The idr_pic_id of each key picture of an H.264 movie, as ffmpeg reads it.
+std::vector<std::string> idrIds(const std::filesystem::path& path) {
+    std::istringstream trace(stage::runToEnd({"ffmpeg", "-i", path, "-map", "0:v", "-c", "copy", "-bsf:v",
+                                              "trace_headers", "-f", "null", "-"})
+                                 .error);
+    std::vector<std::string> ids;
+    for (std::string line; std::getline(trace, line);) {
+        if (line.find("idr_pic_id") != std::string::npos) ids.push_back(line.substr(line.rfind('=')));
+    }
+    return ids;
+}
+
 struct Trial {
     const char* name;
     AVVideoCodecType codec;
-    AVAssetExportPreset preset;
+    Preset preset;
 };
 
 void PrintTo(const Trial& trial, std::ostream* stream) {
     *stream << trial.name;
 }
 
-class RangeTests : public TrimFixture, public testing::WithParamInterface<Trial> {};
+class RangeTests : public TrimTests, public testing::WithParamInterface<Trial> {
+ protected:
+    CountedRecipe recipe() const {
+        CountedRecipe recipe;
+        recipe.codec = GetParam().codec;
+        return recipe;
+    }
+};
 
-TEST_P(RangeTests, ShowsAndSoundsTheRangeAndNothingElse) {
-    CountedRecipe recipe;
-    recipe.codec = GetParam().codec;
-    recipe.channels = {2, 1};
-    const CountedMovie movie = CountedMovie::make(folder / "movie", recipe);
+TEST_P(RangeTests, PresentTheRangeAndNothingElse) {
+    CountedRecipe twoTracks = recipe();
+    twoTracks.channels = {2, 1};
+    const CountedMovie movie = make(twoTracks);
     const Presented original(movie.path);
     expectSamePictures(movie.pictures, original.pictures);
-    std::mt19937 random(3);
-    std::uniform_real_distribution<double> places(0, recipe.seconds);
-    for (int i = 0; i < (isThorough() ? 50 : 10); ++i) {
-        const double one = static_cast<double>(ticks(places(random))) / clock;
-        const double other = static_cast<double>(ticks(places(random))) / clock;
-        const double from = std::min(one, other);
-        const double to = std::max(one, other);
-        SCOPED_TRACE(testing::Message() << i << ": " << from << " to " << to);
+    for (const auto& [from, to] : someRanges(test::isThorough() ? 50 : 10, twoTracks.seconds)) {
+        SCOPED_TRACE(testing::Message() << from << " to " << to);
         expectPart(original, cut(movie.path, from, to, GetParam().preset), from, to);
         if (HasFailure()) break;
     }
+    EXPECT_THAT(stage::complaintsAbout(cut(movie.path, 1.5, 7, GetParam().preset)), IsEmpty());
 }
 
-const auto nameOf = [](const testing::TestParamInfo<Trial>& each) { return each.param.name; };
-const std::array fastTrials{Trial{"FastH264", AVVideoCodecType::h264, AVAssetExportPreset::passthrough},
-                            Trial{"FastHevc", AVVideoCodecType::hevc, AVAssetExportPreset::passthrough}};
-const std::array preciseTrials{
-    Trial{"PreciseH264", AVVideoCodecType::h264, AVAssetExportPreset::highestQuality},
-    Trial{"PreciseHevc", AVVideoCodecType::hevc, AVAssetExportPreset::hevcHighestQuality}};
+TEST_P(RangeTests, CopyWhatNeedNotBeEncoded) {
+    CountedRecipe silent = recipe();
+    silent.seconds = 12;
+    silent.channels = {};
+    const CountedMovie movie = make(silent);
+    const std::vector<std::string> original = codedPictures(movie.path);
+    const bool precise = GetParam().preset != Preset::passthrough;
+    const std::vector<std::size_t> keys = keyPictures(movie.path);
+    ASSERT_GE(keys.size(), 4U);
+    // In a group of pictures, on its key picture, on the picture before the next key picture, and all.
+    for (const std::size_t first : {keys[1] + 5, keys[1], keys[1] - 1, keys[2] - 1, std::size_t{0}}) {
+        SCOPED_TRACE(first);
+        const auto path = cut(movie.path, movie.secondsAt(first), silent.seconds, GetParam().preset);
+        expectSamePictures(part(movie.pictures, movie.secondsAt(first), silent.seconds),
+                           Presented(path).pictures);
+        const std::vector<std::string> found = codedPictures(path);
+        const auto key = std::upper_bound(keys.begin(), keys.end(), first);
+        const bool onKey = std::binary_search(keys.begin(), keys.end(), first);
+        const std::size_t kept = precise ? original.size() - first : original.size() - *std::prev(key);
+        EXPECT_EQ(found.size(), kept);
+        const std::size_t copied = precise ? original.size() - (onKey ? first : *key) : kept;
+        EXPECT_TRUE(std::equal(original.end() - static_cast<std::ptrdiff_t>(copied), original.end(),
+                               found.end() - static_cast<std::ptrdiff_t>(copied)));
+        const bool twoKeys = precise && !onKey && first + 1 == *key;
+        if (!twoKeys || GetParam().codec != AVVideoCodecType::h264) continue;
+        const std::vector<std::string> ids = idrIds(path);
+        ASSERT_GE(ids.size(), 2U);
+        EXPECT_NE(ids[0], ids[1]) << "of consecutive key pictures";
+    }
+}
+
+const auto nameOf = [](const auto& each) { return each.param.name; };
+const Trial fastTrials[]{{"FastH264", AVVideoCodecType::h264, Preset::passthrough},
+                         {"FastHevc", AVVideoCodecType::hevc, Preset::passthrough}};
+const Trial preciseTrials[]{{"PreciseH264", AVVideoCodecType::h264, Preset::highestQuality},
+                            {"PreciseHevc", AVVideoCodecType::hevc, Preset::hevcHighestQuality}};
 INSTANTIATE_TEST_SUITE_P(Fast, RangeTests, testing::ValuesIn(fastTrials), nameOf);
 INSTANTIATE_TEST_SUITE_P(Precise, RangeTests, testing::ValuesIn(preciseTrials), nameOf);
 
-TEST_P(RangeTests, CopiesWhatItNeedNotCode) {
-    CountedRecipe recipe;
-    recipe.codec = GetParam().codec;
-    recipe.seconds = 12;
-    recipe.channels = {};
-    const CountedMovie movie = CountedMovie::make(folder / "movie", recipe);
-    const std::vector<std::string> original = codedPictures(movie.path);
-    const bool precise = GetParam().preset != AVAssetExportPreset::passthrough;
-    // Within a group, on its key picture, on the picture before the next key, and all of it.
-    const std::vector<std::size_t> keys = keyPictures(movie.path);
-    ASSERT_GE(keys.size(), 4U);
-    const auto timeOf = [&](std::size_t number) {
-        return static_cast<double>(movie.pictures[number].time) / clock;
-    };
-    for (const std::size_t first : {keys[1] + 5, keys[1], keys[2] - 1, std::size_t{0}}) {
-        SCOPED_TRACE(first);
-        const std::filesystem::path path = cut(movie.path, timeOf(first), recipe.seconds, GetParam().preset);
-        expectSamePictures(part(movie.pictures, movie.pictures[first].time, ticks(recipe.seconds)),
-                           shown(path));
-        const std::vector<std::string> found = codedPictures(path);
-        const auto key = std::upper_bound(keys.begin(), keys.end(), first);
-        const std::size_t copied = std::binary_search(keys.begin(), keys.end(), first) ? first : *key;
-        const std::size_t kept = precise ? original.size() - first : original.size() - *std::prev(key);
-        EXPECT_EQ(found.size(), kept);
-        const std::size_t same = precise ? original.size() - copied : kept;
-        EXPECT_TRUE(std::equal(original.end() - static_cast<std::ptrdiff_t>(same), original.end(),
-                               found.end() - static_cast<std::ptrdiff_t>(same)));
-    }
-}
+class EncodedAgainTests : public RangeTests {};
+INSTANTIATE_TEST_SUITE_P(Precise, EncodedAgainTests, testing::ValuesIn(preciseTrials), nameOf);
 
-/// Of the key pictures of an H.264 movie, as another program reads them.
-std::vector<std::string> keyNumbers(const std::filesystem::path& path) {
-    const stage::ProgramRun trace = stage::runToEnd(
-        {"ffmpeg", "-i", path, "-map", "0:v", "-c", "copy", "-bsf:v", "trace_headers", "-f", "null", "-"});
-    std::vector<std::string> numbers;
-    std::istringstream lines(trace.error);
-    for (std::string line; std::getline(lines, line);) {
-        if (line.find("idr_pic_id") != std::string::npos) numbers.push_back(line.substr(line.rfind('=')));
-    }
-    return numbers;
-}
-
-TEST_F(TrimFixture, KeyPicturesThatFollowEachOtherBearDifferentNumbers) {
-    CountedRecipe recipe;
-    recipe.seconds = 12;
-    recipe.channels = {};
-    const CountedMovie movie = CountedMovie::make(folder / "movie", recipe);
-    const std::vector<std::size_t> keys = keyPictures(movie.path);
-    ASSERT_GE(keys.size(), 4U);
-    for (std::size_t i = 1; i < 4; ++i) {
-        const double from = static_cast<double>(movie.pictures[keys[i] - 1].time) / clock;
-        const std::filesystem::path path =
-            cut(movie.path, from, recipe.seconds, AVAssetExportPreset::highestQuality);
-        ASSERT_EQ(keyPictures(path)[1], 1U) << "one picture is coded anew";
-        const std::vector<std::string> numbers = keyNumbers(path);
-        ASSERT_GE(numbers.size(), 2U);
-        EXPECT_NE(numbers[0], numbers[1]);
-    }
-}
-
-class CodedAnewTests : public RangeTests {};
-INSTANTIATE_TEST_SUITE_P(Precise, CodedAnewTests, testing::ValuesIn(preciseTrials), nameOf);
-
-TEST_P(CodedAnewTests, NobodySeesIt) {
+TEST_P(EncodedAgainTests, PicturesLookTheSame) {
     for (const int bitRate : {15'000, 60'000, 1'000'000}) {
-        CountedRecipe recipe;
-        recipe.codec = GetParam().codec;
-        recipe.bitRate = bitRate;
-        recipe.seconds = 6;
-        recipe.channels = {};
-        const std::filesystem::path name = folder / std::to_string(bitRate);
-        const CountedMovie movie = CountedMovie::make(name, recipe);
-        const std::filesystem::path path = cut(movie.path, 1, 3, GetParam().preset);
+        CountedRecipe silent = recipe();
+        silent.bitRate = bitRate;
+        silent.seconds = 6;
+        silent.channels = {};
+        const CountedMovie movie = make(silent);
         MovieProbe original(movie.path);
-        MovieProbe found(path);
         double worst = 1;
-        found.visitPictures([&](const stage::Picture& picture) {
-            const stage::OwnedPicture before = original.pictureAt(1 + picture.time);
-            worst = std::min(worst, stage::structuralSimilarity(before->luma(), picture.luma()));
-            return true;
-        });
+        MovieProbe(cut(movie.path, 1, 3, GetParam().preset))
+            .visitPictures([&](const stage::Picture& picture) {
+                const stage::OwnedPicture before = original.pictureAt(1 + picture.time);
+                worst = std::min(worst, stage::structuralSimilarity(before->luma(), picture.luma()));
+                return true;
+            });
         EXPECT_GE(worst, 0.995) << bitRate;
-        RecordProperty("similarity" + std::to_string(bitRate), std::to_string(worst));
     }
 }
 
-/// A movie that another program has made.
+/// A movie of another program.
 struct Foreign {
     const char* name;
     std::vector<std::string> options;  ///< of ffmpeg
@@ -189,32 +180,24 @@ void PrintTo(const Foreign& foreign, std::ostream* stream) {
     *stream << foreign.name;
 }
 
-class ForeignTests : public TrimFixture, public testing::WithParamInterface<Foreign> {};
+class ForeignTests : public TrimTests, public testing::WithParamInterface<Foreign> {};
 
 TEST_P(ForeignTests, ArePreciseToo) {
     CountedRecipe recipe;
     recipe.seconds = 10;
-    const CountedMovie movie = CountedMovie::make(folder / "ours", recipe);
     const std::filesystem::path source = folder / "movie.mov";
-    std::vector<std::string> command{"ffmpeg", "-v", "error", "-i", movie.path, "-c:a", "copy"};
+    std::vector<std::string> command{"ffmpeg", "-v", "error", "-i", make(recipe).path, "-c:a", "copy"};
     command.insert(command.end(), GetParam().options.begin(), GetParam().options.end());
     command.push_back(source);
     stage::runProgram(command);
     const Presented original(source);
     ASSERT_GT(original.pictures.size(), 50U);
-    std::mt19937 random(5);
-    std::uniform_real_distribution<double> places(0, 9.9);
-    for (int i = 0; i < (isThorough() ? 20 : 3); ++i) {
-        double from = static_cast<double>(ticks(places(random))) / clock;
-        double to = static_cast<double>(ticks(places(random))) / clock;
-        if (from > to) std::swap(from, to);
-        for (const bool precise : {false, true}) {
-            SCOPED_TRACE(testing::Message() << from << " to " << to << (precise ? ", precise" : ""));
-            const auto preset =
-                precise ? AVAssetExportPreset::highestQuality : AVAssetExportPreset::passthrough;
+    for (const auto& [from, to] : someRanges(test::isThorough() ? 20 : 3, 9.9)) {
+        for (const Preset preset : {Preset::passthrough, Preset::highestQuality}) {
+            SCOPED_TRACE(testing::Message() << from << " to " << to << ", preset " << int(preset));
             const std::filesystem::path path = cut(source, from, to, preset, AVFileType::quickTimeMovie);
             expectPart(original, path, from, to, 1);
-            if (precise) {
+            if (preset == Preset::highestQuality) {
                 EXPECT_EQ(MovieProbe(path).packets(0).front().pts, 0);
             }
         }
@@ -237,7 +220,180 @@ INSTANTIATE_TEST_SUITE_P(
         Foreign{"OddSides", {"-c:v", "mjpeg", "-q:v", "2", "-r", "30", "-vf", "pad=161:97"}},
         Foreign{"Mpeg4", {"-c:v", "mpeg4", "-q:v", "2", "-bf", "2", "-r", "30"}},
         Foreign{"Fragmented", {"-c:v", "copy", "-movflags", "frag_keyframe+delay_moov"}}),
-    [](const auto& each) { return each.param.name; });
+    nameOf);
+
+TEST_F(TrimTests, ACutCanBeCutAgain) {
+    CountedRecipe recipe;
+    recipe.seconds = 12;
+    const CountedMovie movie = make(recipe);
+    const Presented original(movie.path);
+    for (const Preset first : {Preset::passthrough, Preset::highestQuality}) {
+        const std::filesystem::path once = cut(movie.path, 1.234, 10.5, first);
+        for (const Preset second : {Preset::passthrough, Preset::highestQuality}) {
+            for (const double from : {0.0, 0.001, 3.3}) {
+                SCOPED_TRACE(testing::Message() << int(first) << int(second) << " from " << from);
+                expectPart(original, cut(once, from, 7.25, second), 1.234 + from, 1.234 + 7.25, 1);
+            }
+        }
+    }
+}
+
+TEST_F(TrimTests, RangesMayBeShortOrBeforeTheSound) {
+    CountedRecipe recipe;
+    recipe.seconds = 8;
+    recipe.channels = {2, 1, 2};
+    recipe.soundBegins = 2.5;
+    const CountedMovie movie = make(recipe);
+    const Presented original(movie.path);
+    const double picture = movie.secondsAt(40);
+    const double next = movie.secondsAt(41);
+    const std::vector<std::pair<double, double>> ranges{
+        {0, 8},                        // all
+        {0, 1},                        // before the sound
+        {1, 4},                        // into the sound
+        {picture, next},               // one picture
+        {picture + 0.01, next - 0.01}  // a part of one
+    };
+    for (const auto& [from, to] : ranges) {
+        for (const Preset preset : {Preset::passthrough, Preset::highestQuality}) {
+            SCOPED_TRACE(testing::Message() << from << " to " << to << ", preset " << int(preset));
+            const Presented found(cut(movie.path, from, to, preset));
+            expectSamePictures(part(original.pictures, from, to), found.pictures);
+            EXPECT_NEAR(found.probe.duration(), to - from, 0.001);
+        }
+    }
+    expectPart(original, cut(movie.path, 7.9, 8, Preset::highestQuality), 7.9, 8);
+    expectPart(original, cut(movie.path, 3, 100, Preset::highestQuality), 3, 8);
+}
+
+TEST_F(TrimTests, OtherPlayersDoNotShowWhatIsHidden) {
+    const CountedMovie movie = make();
+    const auto seen = folder / "seen";
+    // mpv before 0.38 ignores edit lists by default.
+    stage::runProgram({"mpv", "--no-config", "--really-quiet", "--untimed", "--no-audio", "--vo=image",
+                       "--vo-image-format=jpg", "--vo-image-outdir=" + seen.string(),
+                       "--demuxer-lavf-o=advanced_editlist=1",
+                       cut(movie.path, 8.9, 10.5, Preset::passthrough)});
+    const auto expected = part(movie.pictures, 8.9, 10.5);
+    for (std::size_t i = 0; i <= expected.size(); ++i) {
+        const std::string digits = std::to_string(i + 1);
+        const auto file = seen / (std::string(8 - digits.size(), '0') + digits + ".jpg");
+        ASSERT_EQ(std::filesystem::exists(file), i < expected.size()) << file;
+        if (i == expected.size()) break;
+        EXPECT_EQ(test::readNumber(*MovieProbe(file).pictureAt(0)), expected[i].number);
+    }
+}
+
+TEST_F(TrimTests, SoundAloneCanBeCut) {
+    CountedRecipe recipe;
+    recipe.type = AVFileType::appleM4A;
+    recipe.hasPictures = false;
+    recipe.seconds = 5;
+    const CountedMovie movie = make(recipe);
+    const Presented original(movie.path);
+    for (const Preset preset : {Preset::passthrough, Preset::highestQuality})
+        expectPart(original, cut(movie.path, 1.11111, 4.2, preset, AVFileType::appleM4A), 1.11111, 4.2);
+}
+
+class FailedTrimTests : public TrimTests {
+ protected:
+    /// The error of an export that fails and must leave nothing.
+    std::string failure(const std::filesystem::path& source, double from, double to,
+                        Preset preset = Preset::passthrough, const LongWork& work = {}) const {
+        const std::filesystem::path path = folder / "failing";
+        try {
+            Assets().exportMovie(source, path, AVFileType::mpeg4, preset, range(from, to), work);
+        } catch (const LocalizedError& error) {
+            EXPECT_FALSE(std::filesystem::exists(path));
+            return error.what();
+        }
+        std::filesystem::remove(path);
+        return "no error";
+    }
+};
+
+TEST_F(FailedTrimTests, SayWhy) {
+    CountedRecipe recipe;
+    recipe.seconds = 4;
+    const std::filesystem::path movie = make(recipe).path;
+    const auto shortened = [&](const std::string& name, std::uintmax_t size) {
+        std::filesystem::copy_file(movie, folder / name);
+        std::filesystem::resize_file(folder / name, size);
+        return folder / name;
+    };
+    const auto bytes = std::filesystem::file_size(movie);
+    std::ofstream(folder / "text") << "This is no movie.";
+    stage::runProgram({"ffmpeg", "-v", "error", "-i", movie, "-c:v", "ffv1", "-an", folder / "exotic.mkv"});
+    struct Case {
+        std::filesystem::path source;
+        const char* error;
+        double from = 1;
+        double to = 2;
+    };
+    for (const Case& each : std::vector<Case>{
+             {folder / "missing", "No such file"},
+             {folder / "text", "isn't a movie"},
+             {shortened("empty", 0), "“empty” couldn't be read: it is empty."},
+             {shortened("index", 1000), "couldn't be read:"},
+             {shortened("half", bytes / 2), "it is cut off", 0.1, 3.9},
+             {folder.path(), "it is a folder"},
+             {folder / "exotic.mkv", "can't hold: ffv1"},
+             {movie, "outside the recording", 4.5, 5},
+             {movie, "outside the recording", 2, 1},
+             {movie, "outside the recording", 2, 2},
+             {movie, "outside the recording", -1, 2},
+         })
+        EXPECT_THAT(failure(each.source, each.from, each.to), HasSubstr(each.error)) << each.source;
+}
+
+TEST_F(FailedTrimTests, LeaveNothingWhenTheDiskIsFull) {
+    CountedRecipe recipe;
+    recipe.seconds = 8;
+    const CountedMovie movie = make(recipe);
+    const auto handler = std::signal(SIGXFSZ, SIG_IGN);
+    rlimit before{};
+    getrlimit(RLIMIT_FSIZE, &before);
+    // At the beginning, among the media and in the index.
+    for (const rlim_t bytes : {1U, 20'000U, 100'000U}) {
+        const rlimit small{bytes, before.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &small);
+        for (const Preset preset : {Preset::passthrough, Preset::highestQuality})
+            EXPECT_EQ(failure(movie.path, 0.5, 7.5, preset),
+                      "The new file couldn't be written: File too large.");
+        setrlimit(RLIMIT_FSIZE, &before);
+    }
+    std::signal(SIGXFSZ, handler);
+}
+
+TEST_F(FailedTrimTests, CanBeCancelledAtAnyTime) {
+    CountedRecipe recipe;
+    recipe.seconds = 12;
+    const CountedMovie movie = make(recipe);
+    const std::filesystem::path foreign = folder / "other.mp4";
+    stage::runProgram(
+        {"ffmpeg", "-v", "error", "-i", movie.path, "-c:v", "libx264", "-bf", "2", "-c:a", "copy", foreign});
+    for (const std::filesystem::path& source : {movie.path, foreign}) {
+        for (const Preset preset : {Preset::passthrough, Preset::highestQuality}) {
+            for (const double limit : {-1.0, 0.0, 0.3, 0.6, 0.95, 2.0}) {
+                std::stop_source stop;
+                if (limit < 0) stop.request_stop();
+                std::vector<double> parts;
+                const LongWork work{[&](double part) {
+                                        parts.push_back(part);
+                                        if (part >= limit) stop.request_stop();
+                                    },
+                                    stop.get_token()};
+                const std::string error = failure(source, 1.1, 11, preset, work);
+                EXPECT_EQ(error, limit <= 1 ? CancelledError().what() : std::string("no error")) << limit;
+                EXPECT_TRUE(std::is_sorted(parts.begin(), parts.end()));
+                if (limit <= 1) continue;
+                EXPECT_GE(parts.size(), 10U);
+                EXPECT_GE(parts.back(), 0.9);
+                EXPECT_LE(parts.back(), 1);
+            }
+        }
+    }
+}
 
 }  // namespace
 }  // namespace lumicrate::media

@@ -22,7 +22,7 @@ void expectPlacement(const AudioPlacement& got, AudioPlacement wanted) {
     EXPECT_EQ(got.make, wanted.make);
 }
 
-TEST(AudioTimelineTests, TheBeginningIsExactBothWays) {
+TEST(AudioTimelineTests, TheStartIsExact) {
     AudioTimeline late(start, 48000);
     expectPlacement(late.place(at(7), 480), {7, 0, 480, 480});
     AudioTimeline early(start, 48000);
@@ -33,7 +33,7 @@ TEST(AudioTimelineTests, TheBeginningIsExactBothWays) {
     EXPECT_EQ(early.length(), 920);
 }
 
-TEST(AudioTimelineTests, HolesAreFilledAndOverlapsCutExactly) {
+TEST(AudioTimelineTests, GapsAreFilledAndOverlapsCutExactly) {
     AudioTimeline line(start, 48000);
     line.place(at(0), 4800);
     expectPlacement(line.place(at(4800 + 961), 480), {961, 0, 480, 480});
@@ -41,51 +41,38 @@ TEST(AudioTimelineTests, HolesAreFilledAndOverlapsCutExactly) {
     expectPlacement(line.place(at(0), 4800), {0, 4800, 0, 0});
     EXPECT_EQ(line.padTo(at(9600)), 9600 - 9541);
     EXPECT_EQ(line.padTo(at(100)), 0);
+
+    AudioTimeline starved(start, 48000);  // a sound server that lost a cycle
+    starved.place(at(0), 512);
+    expectPlacement(starved.place(at(1024), 512), {512, 0, 512, 512});
 }
 
-TEST(AudioTimelineTests, ALostCycleOfTheSoundServerIsAHole) {
-    AudioTimeline line(start, 48000);
-    line.place(at(0), 512);
-    expectPlacement(line.place(at(1024), 512), {512, 0, 512, 512});
-}
-
-struct Drift {
-    double partsPerMillion;
-    int jitterFrames;
-};
-
-void PrintTo(const Drift& drift, std::ostream* stream) {
-    *stream << drift.partsPerMillion << " ppm, " << drift.jitterFrames << " frames of jitter";
-}
-
-class AudioTimelineDrift : public testing::TestWithParam<Drift> {};
-
-TEST_P(AudioTimelineDrift, StaysWithItsStampsForAnHour) {
-    AudioTimeline line(start, 48000);
-    std::mt19937 random(5);
-    const double real = 1 + GetParam().partsPerMillion / 1e6;
-    std::int64_t worst = 0;
-    std::int64_t silence = 0;
-    std::int64_t mostStretched = 0;
-    for (std::int64_t frames = 0; frames < std::int64_t{3600} * 48000; frames += 480) {
-        const std::int64_t truth = std::llround(static_cast<double>(frames) * real);
-        const int jitter = GetParam().jitterFrames;
-        const std::int64_t stamp =
-            truth +
-            (jitter ? static_cast<std::int64_t>(random() % static_cast<unsigned>(2 * jitter)) - jitter : 0);
-        worst = std::max(worst, std::abs(line.length() - truth));
-        const AudioPlacement placement = line.place(at(stamp), 480);
-        if (frames > 0) silence += placement.silence + placement.skip;
-        mostStretched = std::max(mostStretched, std::abs(placement.make - placement.take));
+TEST(AudioTimelineTests, FollowsADriftingClockForAnHour) {
+    struct Drift {
+        double partsPerMillion;
+        int jitter;  // frames
+    };
+    for (const auto& [partsPerMillion, jitter] :
+         {Drift{300, 0}, Drift{-300, 0}, Drift{300, 240}, Drift{-300, 240}, Drift{0, 160}}) {
+        AudioTimeline line(start, 48000);
+        std::mt19937 random(5);
+        const double real = 1 + partsPerMillion / 1e6;
+        std::int64_t worst = 0;
+        std::int64_t cut = 0;
+        std::int64_t maxStretch = 0;
+        for (std::int64_t frames = 0; frames < std::int64_t{3600} * 48000; frames += 480) {
+            const std::int64_t truth = std::llround(static_cast<double>(frames) * real);
+            const auto spread = static_cast<std::int64_t>(jitter ? random() % (2U * jitter) : 0);
+            worst = std::max(worst, std::abs(line.length() - truth));
+            const AudioPlacement placement = line.place(at(truth + spread - jitter), 480);
+            if (frames > 0) cut += placement.silence + placement.skip;
+            maxStretch = std::max(maxStretch, std::abs(placement.make - placement.take));
+        }
+        EXPECT_LT(worst, 480) << partsPerMillion << " ppm, jitter of " << jitter << " frames";
+        EXPECT_EQ(cut, 0);
+        EXPECT_LE(maxStretch, 1);
     }
-    EXPECT_LT(worst, 480) << "within 10 ms all the time";
-    EXPECT_EQ(silence, 0);
-    EXPECT_LE(mostStretched, 1);
 }
-
-INSTANTIATE_TEST_SUITE_P(Clocks, AudioTimelineDrift,
-                         testing::Values(Drift{300, 0}, Drift{-300, 0}, Drift{300, 240}, Drift{-300, 240},
-                                         Drift{0, 160}));
 
 }  // namespace
 }  // namespace lumicrate::media
