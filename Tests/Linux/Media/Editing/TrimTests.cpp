@@ -266,24 +266,6 @@ TEST_F(TrimTests, RangesMayBeShortOrBeforeTheSound) {
     expectPart(original, cut(movie.path, 3, 100, Preset::highestQuality), 3, 8);
 }
 
-TEST_F(TrimTests, OtherPlayersDoNotShowWhatIsHidden) {
-    const CountedMovie movie = make();
-    const auto seen = folder / "seen";
-    // mpv before 0.38 ignores edit lists by default.
-    stage::runProgram({"mpv", "--no-config", "--really-quiet", "--untimed", "--no-audio", "--vo=image",
-                       "--vo-image-format=jpg", "--vo-image-outdir=" + seen.string(),
-                       "--demuxer-lavf-o=advanced_editlist=1",
-                       cut(movie.path, 8.9, 10.5, Preset::passthrough)});
-    const auto expected = part(movie.pictures, 8.9, 10.5);
-    for (std::size_t i = 0; i <= expected.size(); ++i) {
-        const std::string digits = std::to_string(i + 1);
-        const auto file = seen / (std::string(8 - digits.size(), '0') + digits + ".jpg");
-        ASSERT_EQ(std::filesystem::exists(file), i < expected.size()) << file;
-        if (i == expected.size()) break;
-        EXPECT_EQ(test::readNumber(*MovieProbe(file).pictureAt(0)), expected[i].number);
-    }
-}
-
 TEST_F(TrimTests, SoundAloneCanBeCut) {
     CountedRecipe recipe;
     recipe.type = AVFileType::appleM4A;

@@ -4,64 +4,43 @@
 #include "Tests/Linux/TemporaryFolder.h"
 #include "Tests/Stage/MovieProbe.h"
 
+#include <gif_lib.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cmath>
 #include <fstream>
-#include <iterator>
+#include <memory>
 #include <random>
 #include <stdexcept>
 
 namespace lumicrate::media {
 namespace {
 
-/// The blocks of a GIF file.
-struct GifFile {
-    struct Frame {
-        int delay = 0;
-        int disposal = 0;
-        PixelRect area;
-    };
-
-    explicit GifFile(const std::filesystem::path& file) {
-        std::ifstream stream(file, std::ios::binary);
-        bytes.assign(std::istreambuf_iterator<char>(stream), {});
-        if (std::string(bytes.begin(), bytes.begin() + 6) != "GIF89a") throw std::runtime_error("not a GIF");
-        at = 13 + tableSize(bytes.at(10));
-        Frame frame;
-        while (bytes.at(at) != 0x3b) {
-            if (bytes[at] == 0x21) {
-                const int label = bytes.at(at + 1);
-                if (label == 0xf9) {
-                    frame.disposal = bytes.at(at + 3) >> 2 & 7;
-                    frame.delay = number(at + 4);
-                }
-                if (label == 0xff) loops = number(at + 16);
-                at += 2;
-            } else if (bytes[at] == 0x2c) {
-                frame.area = {number(at + 1), number(at + 3), number(at + 5), number(at + 7)};
-                frames.push_back(frame);
-                at += 10 + tableSize(bytes.at(at + 9)) + 1;
-            } else {
-                throw std::runtime_error("an unknown block");
-            }
-            while (bytes.at(at) != 0)
-                at += std::size_t{1} + bytes[at];
-            ++at;
-        }
-        if (at + 1 != bytes.size()) throw std::runtime_error("data after the end");
-    }
-    static std::size_t tableSize(int flags) {
-        return (flags & 0x80) != 0 ? std::size_t{3} << ((flags & 7) + 1) : 0;
-    }
-    int number(std::size_t from) const { return bytes.at(from) | bytes.at(from + 1) << 8; }
-
-    std::vector<std::uint8_t> bytes;
-    std::size_t at = 0;
-    int loops = -1;
-    std::vector<Frame> frames;
+struct GifFrame {
+    int delay = 0;
+    int disposal = 0;
+    PixelRect area;
 };
+
+/// The frames of a GIF file, by giflib, which must loop forever.
+std::vector<GifFrame> framesOf(const std::filesystem::path& file) {
+    const std::unique_ptr<GifFileType, void (*)(GifFileType*)> gif(
+        DGifOpenFileName(file.c_str(), nullptr), [](GifFileType* each) { DGifCloseFile(each, nullptr); });
+    if (!gif || DGifSlurp(gif.get()) != GIF_OK) throw std::runtime_error("not a GIF");
+    const ExtensionBlock* loops = gif->SavedImages[0].ExtensionBlocks;
+    EXPECT_EQ(std::string(loops[0].Bytes, loops[0].Bytes + loops[0].ByteCount), "NETSCAPE2.0");
+    EXPECT_EQ(loops[1].Bytes[1] | loops[1].Bytes[2], 0);
+    std::vector<GifFrame> frames;
+    for (int i = 0; i < gif->ImageCount; ++i) {
+        GraphicsControlBlock control{};
+        DGifSavedExtensionToGCB(gif.get(), i, &control);
+        const GifImageDesc& place = gif->SavedImages[i].ImageDesc;
+        frames.push_back(
+            {control.DelayTime, control.DisposalMode, {place.Left, place.Top, place.Width, place.Height}});
+    }
+    return frames;
+}
 
 CGImage plain(int width, int height, int gray) {
     const auto size = static_cast<std::size_t>(width) * static_cast<std::size_t>(height) * 3;
@@ -118,15 +97,13 @@ TEST_F(GifDestinationTests, RoundedDelaysAddUp) {
     } cases[] = {
         {{1, 10}, 10, 10, 600}, {{1, 12}, 8, 9, 500}, {{1, 50}, 2, 2, 120}, {{1000, 29970}, 3, 4, 200}};
     for (const auto& each : cases) {
-        const GifFile gif(write(std::vector(60, plain(4, 4, 9)), each.delay));
         int total = 0;
-        for (const GifFile::Frame& frame : gif.frames) {
+        for (const GifFrame& frame : framesOf(write(std::vector(60, plain(4, 4, 9)), each.delay))) {
             EXPECT_GE(frame.delay, each.min);
             EXPECT_LE(frame.delay, each.max);
             total += frame.delay;
         }
         EXPECT_EQ(total, each.total);
-        EXPECT_EQ(gif.loops, 0);
     }
 }
 
@@ -151,14 +128,13 @@ TEST_F(GifDestinationTests, OnlyChangesAreDrawn) {
         for (const int x : {50, 79})
             images[i].pixels[static_cast<std::size_t>((x == 50 ? 20 : 29) * 200 + x) * 3] ^= 0x80;
     }
-    const GifFile gif(write(images));
-    ASSERT_EQ(gif.frames.size(), 4U);
-    EXPECT_EQ(gif.frames[0].area, (PixelRect{0, 0, 200, 100}));
-    EXPECT_EQ(gif.frames[1].area, (PixelRect{0, 0, 1, 1}));
-    EXPECT_EQ(gif.frames[2].area, (PixelRect{50, 20, 30, 10}));
-    EXPECT_EQ(gif.frames[3].area, (PixelRect{0, 0, 1, 1}));
-    for (const auto& frame : gif.frames)
-        EXPECT_EQ(frame.disposal, 1);
+    const std::vector<PixelRect> areas{{0, 0, 200, 100}, {0, 0, 1, 1}, {50, 20, 30, 10}, {0, 0, 1, 1}};
+    const std::vector<GifFrame> drawn = framesOf(write(images));
+    ASSERT_EQ(drawn.size(), areas.size());
+    for (std::size_t i = 0; i < areas.size(); ++i) {
+        EXPECT_EQ(drawn[i].area, areas[i]);
+        EXPECT_EQ(drawn[i].disposal, DISPOSE_DO_NOT);
+    }
     const auto frames = shown(file);
     EXPECT_TRUE(frames[1] == images[1].pixels);
     EXPECT_TRUE(frames[3] == images[3].pixels);
