@@ -1,18 +1,16 @@
 #include "Views/Overlays/AreaFrameView.h"
 
-#include "Views/Overlays/OverlayColors.h"
+#include "Views/Overlays/OverlayStyle.h"
 #include "Views/Widgets/QtText.h"
 
 #include <QPainter>
 #include <QPen>
 
 namespace lumicrate::views {
-
 namespace {
-
 constexpr double lineWidth = 3;
 constexpr double dash = 10;
-constexpr double space = 6;
+constexpr double gap = 6;
 constexpr double opacity = 0.9;
 
 }  // namespace
@@ -39,8 +37,8 @@ void AreaFrameView::paintEvent(QPaintEvent*) {
         painter.fillRect(rect(), Qt::white);
     }
     QPen pen(color, lineWidth, Qt::CustomDashLine, Qt::FlatCap, Qt::MiterJoin);
-    // In widths of the line.
-    pen.setDashPattern({dash / lineWidth, space / lineWidth});
+    // Dash lengths are in units of the line width.
+    pen.setDashPattern({dash / lineWidth, gap / lineWidth});
     painter.setPen(pen);
     painter.drawRect(line);
 }

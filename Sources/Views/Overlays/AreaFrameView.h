@@ -5,14 +5,14 @@
 
 namespace lumicrate::views {
 
-/// Without a compositing manager the gaps between the dashes are white: a shape of single dashes would have
-/// whoever captures the screen take the whole area for covered.
+/// Without a compositing manager the gaps between the dashes are white instead of cut out: capture treats a
+/// window whose shape consists of many pieces as covering its whole bounds, which include the recorded area.
 class AreaFrameView final : public OverlayWidget {
  public:
     AreaFrameView();
 
     QPainterPath silhouette() const override;
-    std::optional<QPainterPath> outline() const override { return silhouette(); }
+    std::optional<QPainterPath> paintedArea() const override { return silhouette(); }
 
  protected:
     void paintEvent(QPaintEvent* event) override;

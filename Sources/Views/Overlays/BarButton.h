@@ -1,45 +1,75 @@
-// BarButton: a plain button of a dark bar, with a symbol, that lights up under the pointer.
+// BarButton: the buttons of all dark bars: the control bar of a recording and the bars of a selection.
 #pragma once
 
-#include <QAbstractButton>
+#include "Lumicrate/Shell/MenuItem.h"
+#include "Views/Widgets/SymbolButton.h"
+
+#include <QStringList>
 #include <functional>
 #include <string>
-#include <utility>
+#include <vector>
 
 namespace lumicrate::views {
 
-/// Takes the keys from nobody. Its tool tip is shown by whoever asks for it: a window of its own would be in
-/// the recording.
-class BarButton : public QAbstractButton {
+class BarMenu;
+
+/// A click never moves the keyboard focus to the button. Buttons of a selection's bar are reached by the Tab
+/// key and pressed by the space bar; all other keys go on to the overlay below.
+class BarButton : public SymbolButton {
  public:
+    enum class Look {
+        icon,       ///< of the control bar: an icon alone, not reached by Tab
+        plain,      ///< filled only under the pointer
+        field,      ///< always filled, because it shows a choice
+        narrow,     ///< plain, with only a chevron
+        prominent,  ///< in the record colour
+    };
+    using Items = std::function<std::vector<MenuItem>()>;
     /// Paints into a square of measure::symbol points.
     using Icon = std::function<void(QPainter&, const QRectF& square)>;
 
-    BarButton(Icon icon, QWidget* parent);
+    BarButton(Look look, QWidget* parent);
 
-    /// Name for assistive technology, and tip.
+    /// Tool tip, and name for assistive technology.
     void setHelp(const std::string& help);
-    QString help() const { return accessibleName(); }
-    void setIconPainter(Icon icon);
-    /// Called with true when the tip is to be shown, with false when it is to go.
+    /// Replaces the symbol.
+    void setIconPainter(Icon icon) { icon_ = std::move(icon); }
+    /// Called instead of showing a tool tip, which would be a window of its own and so be recorded: with true
+    /// when the tip should appear, with false when it should go.
     void setOnTip(std::function<void(bool shown)> onTip) { onTip_ = std::move(onTip); }
+    /// Keeps the button wide enough for each of these texts.
+    void setWidestOf(const QStringList& texts);
+    /// A press or the Down key opens a menu, which is filled anew each time; a chevron indicates it.
+    void setMenu(Items items);
+    /// Return presses it too.
+    void setPressedByReturn(bool pressed) { pressedByReturn_ = pressed; }
+
     QSize sizeHint() const override;
+    QSize minimumSizeHint() const override { return sizeHint(); }
 
  protected:
     bool event(QEvent* event) override;
     void paintEvent(QPaintEvent* event) override;
-    QRectF iconSquare() const;
+    void keyPressEvent(QKeyEvent* event) override;
+
+    virtual QColor symbolColor() const;
 
  private:
-    void tip(bool shown) const {
-        if (onTip_) onTip_(shown);
-    }
+    QColor groundColor() const;
+    QFont textFont() const;
+    int textWidth() const;
+    void openMenu();
+    void paintIconAlone(QPainter& painter) const;
+    void paintRow(QPainter& painter) const;
+    QRectF square(double left, double side) const;
 
+    Look look_;
     Icon icon_;
     std::function<void(bool)> onTip_;
+    QStringList texts_;
+    Items items_;
+    BarMenu* menu_ = nullptr;
+    bool pressedByReturn_ = false;
 };
-
-/// An icon in one colour.
-BarButton::Icon barSymbol(std::string name, double opacity);
 
 }  // namespace lumicrate::views

@@ -1,6 +1,6 @@
 #include "Views/Overlays/ClickRingsView.h"
 
-#include "Views/Overlays/OverlayColors.h"
+#include "Views/Overlays/OverlayStyle.h"
 #include "Views/Widgets/QtText.h"
 
 #include <QPainter>
@@ -12,7 +12,7 @@ namespace lumicrate::views {
 namespace {
 
 constexpr double fillOpacity = 0.3;
-/// Of a ring that cannot fade, at its beginning and at its end.
+/// Line widths of a ring that cannot fade, at its start and at its end.
 constexpr double thickest = 4.5;
 constexpr double thinnest = 1.5;
 
@@ -31,11 +31,11 @@ ClickRingsView::ClickRingsView(const ClickRings& model) : rings_(*model.rings) {
     setAccessibleName(localizedText("Clicks"));
     subscription_ = model.rings.observe([this](const std::vector<ClickRing>& rings) {
         rings_ = rings;
-        reshaped();
+        shapeChanged();
     });
 }
 
-/// From y up to y down.
+/// In widget coordinates, y down.
 QPointF ClickRingsView::centerOf(const ClickRing& ring) const {
     return {ring.center.x, height() - ring.center.y};
 }

@@ -1,4 +1,4 @@
-// ClickRingsView: draws the rings that spread from clicks.
+// ClickRingsView: paints the rings that spread from clicks.
 #pragma once
 
 #include "Lumicrate/Overlays/ClickHighlighter.h"
@@ -9,7 +9,7 @@
 
 namespace lumicrate::views {
 
-/// Without a compositing manager rings cannot fade: they get thinner instead.
+/// Without a compositing manager rings cannot fade; they get thinner instead.
 class ClickRingsView final : public OverlayWidget {
  public:
     explicit ClickRingsView(const ClickRings& model);

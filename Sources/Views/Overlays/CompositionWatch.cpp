@@ -1,34 +1,28 @@
 #include "Views/Overlays/CompositionWatch.h"
 
+#include "Support/Log.h"
+#include "Views/Desktop/XcbConnection.h"
+
 #include <xcb/xcb.h>
 #include <xcb/xfixes.h>
 
 #include <QByteArray>
 #include <QGuiApplication>
-#include <cstdlib>
-#include <memory>
 
 namespace lumicrate::views {
 
 namespace {
 
-template <class Reply>
-using Owned = std::unique_ptr<Reply, decltype(&std::free)>;
-
-template <class Reply>
-Owned<Reply> owned(Reply* reply) {
-    return {reply, &std::free};
-}
-
-xcb_connection_t* connection() {
-    const auto* const x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
-    return x11 ? x11->connection() : nullptr;
+void logState(bool active) {
+    log(LogArea::ui, active ? "compositing manager: overlays are translucent"
+                            : "no compositing manager: overlays are opaque and shaped");
 }
 
 }  // namespace
 
 CompositionWatch::CompositionWatch() {
-    if (connection()) watchSelection();
+    if (xcbConnection()) watchManager();
+    logState(*active_);
     qGuiApp->installNativeEventFilter(this);
 }
 
@@ -36,35 +30,42 @@ CompositionWatch::~CompositionWatch() {
     if (qGuiApp) qGuiApp->removeNativeEventFilter(this);
 }
 
-/// A compositing manager owns this selection. Qt watches it too, with the same mask and on the same window,
-/// so neither takes the events from the other.
-void CompositionWatch::watchSelection() {
-    xcb_connection_t* const x = connection();
+/// A compositing manager owns a certain selection. Qt watches it too, with the same mask and on the same
+/// window, so the two do not disturb each other.
+void CompositionWatch::watchManager() {
+    xcb_connection_t* const x = xcbConnection();
     const auto* const fixes = xcb_get_extension_data(x, &xcb_xfixes_id);
-    if (!fixes || !fixes->present) return;
+    if (!fixes || !fixes->present) {
+        log(LogArea::ui, "extension XFIXES missing: a compositing manager is assumed");
+        return;
+    }
     notifyEvent_ = static_cast<std::uint8_t>(fixes->first_event + XCB_XFIXES_SELECTION_NOTIFY);
-    // Qt speaks to one screen of a server, the first.
+    // Qt uses the first screen of a server only.
     constexpr char name[] = "_NET_WM_CM_S0";
-    const auto atom = owned(xcb_intern_atom_reply(x, xcb_intern_atom(x, 0, sizeof name - 1, name), nullptr));
+    const XcbReply<xcb_intern_atom_reply_t> atom(
+        xcb_intern_atom_reply(x, xcb_intern_atom(x, 0, sizeof name - 1, name), nullptr));
     if (!atom) return;
-    selection_ = atom->atom;
-    xcb_xfixes_select_selection_input(x, xcb_setup_roots_iterator(xcb_get_setup(x)).data->root, selection_,
+    managerSelection_ = atom->atom;
+    xcb_xfixes_select_selection_input(x, xcb_setup_roots_iterator(xcb_get_setup(x)).data->root,
+                                      managerSelection_,
                                       XCB_XFIXES_SELECTION_EVENT_MASK_SET_SELECTION_OWNER |
                                           XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_WINDOW_DESTROY |
                                           XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_CLIENT_CLOSE);
-    const auto owner =
-        owned(xcb_get_selection_owner_reply(x, xcb_get_selection_owner(x, selection_), nullptr));
+    const XcbReply<xcb_get_selection_owner_reply_t> owner(
+        xcb_get_selection_owner_reply(x, xcb_get_selection_owner(x, managerSelection_), nullptr));
     active_ = owner && owner->owner != XCB_NONE;
 }
 
 bool CompositionWatch::nativeEventFilter(const QByteArray& kind, void* message, qintptr*) {
-    if (selection_ == 0 || kind != "xcb_generic_event_t") return false;
+    if (managerSelection_ == 0 || kind != "xcb_generic_event_t") return false;
     const auto* const event = static_cast<const xcb_generic_event_t*>(message);
     if ((event->response_type & 0x7F) != notifyEvent_) return false;
     const auto* const notify = reinterpret_cast<const xcb_xfixes_selection_notify_event_t*>(event);
-    if (notify->selection != selection_) return false;
+    if (notify->selection != managerSelection_) return false;
     const bool active = notify->owner != XCB_NONE;
-    if (active != *active_) active_ = active;
+    if (active == *active_) return false;
+    logState(active);
+    active_ = active;
     return false;
 }
 

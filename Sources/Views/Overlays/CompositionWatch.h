@@ -1,5 +1,5 @@
-// CompositionWatch: knows whether a compositing manager draws the screen, so that windows can be seen
-// through.
+// CompositionWatch: observes whether a compositing manager draws the screen, so that windows can be
+// translucent.
 #pragma once
 
 #include "Support/Published.h"
@@ -9,8 +9,8 @@
 
 namespace lumicrate::views {
 
-/// Needs a QGuiApplication, and hears through its event loop. On a desktop that is not X11 there always is
-/// one.
+/// Needs a QGuiApplication and its event loop. On a desktop other than X11 a compositing manager is always
+/// assumed.
 class CompositionWatch final : private QAbstractNativeEventFilter {
  public:
     CompositionWatch();
@@ -22,10 +22,10 @@ class CompositionWatch final : private QAbstractNativeEventFilter {
 
  private:
     bool nativeEventFilter(const QByteArray& kind, void* message, qintptr* result) override;
-    void watchSelection();
+    void watchManager();
 
     Published<bool> active_{true};
-    std::uint32_t selection_ = 0;
+    std::uint32_t managerSelection_ = 0;
     std::uint8_t notifyEvent_ = 0;
 };
 

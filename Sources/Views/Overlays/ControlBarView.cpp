@@ -1,8 +1,7 @@
 #include "Views/Overlays/ControlBarView.h"
 
 #include "Views/Overlays/BarButton.h"
-#include "Views/Overlays/OverlayColors.h"
-#include "Views/Overlays/Plate.h"
+#include "Views/Overlays/OverlayStyle.h"
 #include "Views/Widgets/QtText.h"
 #include "Views/Widgets/Theme.h"
 
@@ -26,22 +25,16 @@ constexpr int tipSize = 12;
 constexpr double tipPadding = 8;
 constexpr double tipHeight = 24;
 constexpr double tipGap = 6;
-/// Room for shadow and tip.
+/// Margins for the shadow and the tip.
 constexpr QMargins room(24, 34, 24, 34);
 constexpr double corner = 14;
 constexpr double tipCorner = 6;
 constexpr double shadowDepth = 20;
 constexpr double stopSide = 13;
 constexpr double stopCorner = 2.5;
-constexpr double symbolOpacity = 0.85;
 
-QFont tipFont(QFont font) {
-    font.setPixelSize(tipSize);
-    return font;
-}
-
+/// Paints many faint layers, which add up to a soft edge: dense near the bar and sparse further out.
 void paintShadow(QPainter& painter, const QRectF& around) {
-    // Many faint layers add up to a soft edge: close to each other near the bar, and apart further out.
     constexpr int layers = 16;
     constexpr double layerOpacity = 0.014;
     constexpr double drop = 3;
@@ -55,11 +48,6 @@ void paintShadow(QPainter& painter, const QRectF& around) {
     }
 }
 
-void paintPlate(QPainter& painter, const QRectF& plate, double radius, bool translucent) {
-    if (translucent) return paintTranslucentPlate(painter, plate, radius);
-    paintOpaquePlate(painter, plate, radius);
-}
-
 void paintStop(QPainter& painter, const QRectF& square) {
     QRectF body(0, 0, stopSide, stopSide);
     body.moveCenter(square.center());
@@ -70,7 +58,7 @@ void paintStop(QPainter& painter, const QRectF& square) {
 
 }  // namespace
 
-/// Digits of one width in a place of one width.
+/// The elapsed time, in a fixed-width font and a widget of fixed width.
 class ControlBarView::Elapsed final : public QWidget {
  public:
     explicit Elapsed(QWidget* parent) : QWidget(parent) {
@@ -90,7 +78,7 @@ class ControlBarView::Elapsed final : public QWidget {
  protected:
     void paintEvent(QPaintEvent*) override {
         QPainter painter(this);
-        // Ten hours have a digit more than there is room for.
+        // From ten hours on there is one digit too many: use a smaller font.
         QFont font = this->font();
         const double width = QFontMetricsF(font).horizontalAdvance(text_);
         if (width > elapsedWidth) font.setPixelSize(static_cast<int>(elapsedSize * elapsedWidth / width));
@@ -124,10 +112,10 @@ ControlBarView::ControlBarView(ControlBarModel& model)
 }
 
 BarButton* ControlBarView::addButton(const char* name, std::function<void()> action) {
-    auto* const button = new BarButton({}, this);
+    auto* const button = new BarButton(BarButton::Look::icon, this);
     button->setObjectName(QLatin1String(name));
     button->setOnTip([this, button](bool shown) { showTip(button, shown); });
-    // Not within the button's own event: what it does may be the end of the bar.
+    // Queued, because the action may destroy the bar and with it the button whose event this is.
     connect(
         button, &QAbstractButton::clicked, this, [action = std::move(action)] { action(); },
         Qt::QueuedConnection);
@@ -136,7 +124,7 @@ BarButton* ControlBarView::addButton(const char* name, std::function<void()> act
 }
 
 void ControlBarView::show(const ControlBarModel::Content& content) {
-    const QString tip = tipped_ ? tipped_->help() : QString();
+    const QString tip = tipped_ ? tipped_->toolTip() : QString();
     elapsed_->setText(qtText(content.elapsed));
     microphone_->setVisible(content.showsMicrophone);
     microphone_->setEnabled(content.canMute);
@@ -145,13 +133,10 @@ void ControlBarView::show(const ControlBarModel::Content& content) {
     level_.setLevel(content.level);
     pause_->setEnabled(content.canPause);
     pause_->setHelp(content.pauseHelp);
-    if (showsPaused_ != content.paused) {
-        showsPaused_ = content.paused;
-        pause_->setIconPainter(barSymbol(content.paused ? "play.fill" : "pause.fill", symbolOpacity));
-    }
+    pause_->setSymbol(content.paused ? "play.fill" : "pause.fill");
     stop_->setEnabled(content.canStop);
     stop_->setHelp(content.stopHelp);
-    if (tipped_ && tipped_->help() != tip) reshaped();
+    if (tipped_ && tipped_->toolTip() != tip) shapeChanged();
 }
 
 QMargins ControlBarView::overhang() const {
@@ -165,16 +150,16 @@ QPainterPath ControlBarView::silhouette() const {
     return path;
 }
 
-void ControlBarView::showTip(const BarButton* of, bool shown) {
-    const BarButton* const now = shown ? of : nullptr;
-    if (!shown && tipped_ != of) return;
-    if (std::exchange(tipped_, now) != now) reshaped();
+void ControlBarView::showTip(const BarButton* button, bool shown) {
+    if (!shown && tipped_ != button) return;
+    const BarButton* const now = shown ? button : nullptr;
+    if (std::exchange(tipped_, now) != now) shapeChanged();
 }
 
-/// Above the bar, or below where there is no screen above.
+/// Above the bar, or below it if there is no room on the screen above.
 QRectF ControlBarView::tipRect() const {
-    const QFontMetricsF metrics(tipFont(font()));
-    const double wide = metrics.horizontalAdvance(tipped_->help()) + 2 * tipPadding;
+    const QFontMetricsF metrics(overlay::font(tipSize, font().weight(), font()));
+    const double wide = metrics.horizontalAdvance(tipped_->toolTip()) + 2 * tipPadding;
     const double left =
         std::clamp(tipped_->geometry().center().x() + 0.5 - wide / 2, 1.0, std::max(1.0, width() - wide - 1));
     const QRect bar = frameInside();
@@ -188,13 +173,13 @@ void ControlBarView::paintEvent(QPaintEvent*) {
     const QRectF bar = frameInside();
     painter.setRenderHint(QPainter::Antialiasing, isComposited());
     if (isComposited()) paintShadow(painter, bar);
-    paintPlate(painter, bar, corner, isComposited());
-    painter.fillRect(divider_->geometry(), overlay::white(0.15));
+    overlay::paintPlate(painter, bar, corner, isComposited());
+    painter.fillRect(divider_->geometry(), overlay::divider);
     if (!tipped_) return;
-    paintPlate(painter, tipRect(), tipCorner, isComposited());
-    painter.setFont(tipFont(font()));
+    overlay::paintPlate(painter, tipRect(), tipCorner, isComposited());
+    painter.setFont(overlay::font(tipSize, font().weight(), font()));
     painter.setPen(Qt::white);
-    painter.drawText(tipRect(), Qt::AlignCenter, tipped_->help());
+    painter.drawText(tipRect(), Qt::AlignCenter, tipped_->toolTip());
 }
 
 }  // namespace lumicrate::views

@@ -1,4 +1,4 @@
-// ControlBarView: the control bar as a dark rounded shape with its buttons.
+// ControlBarView: the control bar, a dark rounded plate with the elapsed time and the buttons.
 #pragma once
 
 #include "Lumicrate/Overlays/ControlBarModel.h"
@@ -7,14 +7,12 @@
 #include "Views/Overlays/OverlayWidget.h"
 
 #include <functional>
-#include <optional>
-#include <string>
 
 namespace lumicrate::views {
 
 class BarButton;
 
-/// Mirrors its model and hands it the clicks. What is no button moves the bar.
+/// Mirrors its model and passes clicks to it. Dragging anything but a button moves the bar.
 class ControlBarView final : public OverlayWidget {
  public:
     explicit ControlBarView(ControlBarModel& model);
@@ -30,7 +28,7 @@ class ControlBarView final : public OverlayWidget {
 
     BarButton* addButton(const char* name, std::function<void()> action);
     void show(const ControlBarModel::Content& content);
-    void showTip(const BarButton* of, bool shown);
+    void showTip(const BarButton* button, bool shown);
     QRectF tipRect() const;
 
     MicrophoneLevelIcon level_;
@@ -39,9 +37,7 @@ class ControlBarView final : public OverlayWidget {
     BarButton* microphone_;
     BarButton* pause_;
     BarButton* stop_;
-    std::optional<bool> showsPaused_;
-    /// Of the button whose tip is shown.
-    const BarButton* tipped_ = nullptr;
+    const BarButton* tipped_ = nullptr;  ///< the button whose tip is shown
     Subscription subscription_;
 };
 

@@ -1,8 +1,6 @@
 #include "Views/Overlays/CountdownView.h"
 
-#include "Views/Overlays/OverlayColors.h"
-#include "Views/Overlays/OverlayFont.h"
-#include "Views/Overlays/Plate.h"
+#include "Views/Overlays/OverlayStyle.h"
 #include "Views/Widgets/QtText.h"
 
 #include <QFontMetricsF>
@@ -18,7 +16,7 @@ constexpr int numberSize = 104;
 constexpr int hintSize = 16;
 constexpr double hintOpacity = 0.7;
 constexpr double spacing = 4;
-constexpr double travel = 24;  ///< of a number that comes or goes
+constexpr double travel = 24;  ///< how far a number moves when it appears or disappears
 constexpr int changeMilliseconds = 300;
 
 }  // namespace
@@ -55,12 +53,12 @@ void CountdownView::paintEvent(QPaintEvent*) {
         painter.setRenderHint(QPainter::Antialiasing);
         painter.fillPath(silhouette(), overlay::black(groundOpacity));
     } else {
-        paintOpaquePlate(painter, rect(), corner);
+        overlay::paintPlate(painter, rect(), corner, false);
     }
 
-    // Digits have no descenders: what counts for the eye is the height of their bodies.
-    const QFontMetricsF metrics(overlayFont(numberSize, QFont::Bold));
-    const QFontMetricsF hintMetrics(overlayFont(hintSize, QFont::Normal));
+    // Digits have no descenders: they look centred by their cap height.
+    const QFontMetricsF metrics(overlay::font(numberSize, QFont::Bold));
+    const QFontMetricsF hintMetrics(overlay::font(hintSize));
     const double gap = hint_.isEmpty() ? 0 : 5 * spacing;
     const double hintHeight = hint_.isEmpty() ? 0 : hintMetrics.height();
     const double top = (height() - metrics.capHeight() - gap - hintHeight) / 2;
@@ -72,14 +70,14 @@ void CountdownView::paintEvent(QPaintEvent*) {
     drawNumber(painter, place, value_, travel * (1 - progress), progress);
 
     if (hint_.isEmpty()) return;
-    painter.setFont(overlayFont(hintSize, QFont::Normal));
+    painter.setFont(overlay::font(hintSize));
     painter.setPen(overlay::white(hintOpacity));
     painter.drawText(QRectF(0, place.bottom() + gap, width(), hintHeight), Qt::AlignCenter, hint_);
 }
 
 void CountdownView::drawNumber(QPainter& painter, const QRectF& place, int value, double shift,
                                double opacity) const {
-    const QFont font = overlayFont(numberSize, QFont::Bold);
+    const QFont font = overlay::font(numberSize, QFont::Bold);
     const QString text = QString::number(value);
     const double left = place.center().x() - QFontMetricsF(font).horizontalAdvance(text) / 2;
     painter.setFont(font);

@@ -9,7 +9,7 @@
 
 namespace lumicrate::views {
 
-/// A number gives way to the next one by moving up and fading.
+/// The old number moves up and fades out while the next one moves in.
 class CountdownView final : public OverlayWidget {
  public:
     explicit CountdownView(const CountdownModel& model);
@@ -27,7 +27,7 @@ class CountdownView final : public OverlayWidget {
     int value_;
     int previous_;
     QString hint_;
-    QVariantAnimation change_;  ///< from 0, the previous number, to 1, the present one
+    QVariantAnimation change_;  ///< from 0, the previous number, to 1, the current one
     Subscription subscription_;
 };
 

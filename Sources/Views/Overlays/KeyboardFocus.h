@@ -1,4 +1,4 @@
-// KeyboardFocus: gives the keys to windows that no window manager knows, and gives them back.
+// KeyboardFocus: gives the keyboard to windows that no window manager controls, and gives it back afterwards.
 #pragma once
 
 #include <QAbstractNativeEventFilter>
@@ -10,13 +10,13 @@ class QWindow;
 
 namespace lumicrate::views {
 
-/// Of the windows that have been given the keys, the last one has them, all of them: it has the input focus,
-/// so that it is active like any other window, and the keyboard is grabbed, so that neither hot keys nor
-/// another window that is clicked on get any. Where somebody else holds the keyboard, it has them as soon as
-/// they are let go. Menus and other popups of the window have the keys while they are open.
+/// Of several windows the last one that was given the keyboard gets all keys. It has the input focus, which
+/// makes it the active window, and it grabs the keyboard, so that hot keys and windows that are clicked
+/// meanwhile get no keys. While another program holds the keyboard, the grab is retried until that program
+/// releases it. Menus and other popups of the window get the keys while they are open.
 ///
-/// Needs a QGuiApplication, hears through its event loop, and outlives the windows. On a desktop that is not
-/// X11 it does nothing. Main thread.
+/// Needs a QGuiApplication and its event loop, and must outlive the windows. Does nothing on a desktop other
+/// than X11. Main thread.
 class KeyboardFocus final : private QAbstractNativeEventFilter {
  public:
     KeyboardFocus();
@@ -24,22 +24,23 @@ class KeyboardFocus final : private QAbstractNativeEventFilter {
     KeyboardFocus(const KeyboardFocus&) = delete;
     KeyboardFocus& operator=(const KeyboardFocus&) = delete;
 
-    /// `window` is on the screen, and there is a call of `release` before it goes.
+    /// `window` must be shown. Call `release` before it is destroyed.
     void give(const QWindow& window);
-    /// The window that had the keys before gets them back: another one that has been given them, or the one
-    /// that had the focus before all of them, if that can still be seen and nobody else has it by now. Does
-    /// nothing for a window that has not been given any.
+    /// Gives the keyboard back to the window that had it before: another window of ours that was given it,
+    /// else the window that had the focus before all of ours, if it is still visible and the focus has not
+    /// moved elsewhere meanwhile. Does nothing for a window that was not given the keyboard.
     void release(const QWindow& window);
 
  private:
     bool nativeEventFilter(const QByteArray& kind, void* message, qintptr* result) override;
     void claim();
-    bool takeFocus(std::uint32_t window);
-    void giveBack(std::uint32_t from);
+    bool moveFocusTo(std::uint32_t window);
+    void restoreFocus(std::uint32_t from);
 
     std::vector<std::uint32_t> holders_;
-    std::uint32_t former_ = 0;  ///< of another program, or of ours; may stand for no window at all
-    QTimer again_;
+    std::uint32_t previousFocus_ = 0;  ///< a window of any program; may stand for no window at all
+    QTimer retry_;
+    bool isGrabRefused_ = false;
 };
 
 }  // namespace lumicrate::views

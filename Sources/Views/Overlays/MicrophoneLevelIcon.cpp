@@ -1,6 +1,6 @@
 #include "Views/Overlays/MicrophoneLevelIcon.h"
 
-#include "Views/Overlays/OverlayColors.h"
+#include "Views/Overlays/OverlayStyle.h"
 #include "Views/Widgets/Symbols.h"
 
 #include <QPainter>
@@ -16,8 +16,8 @@ namespace {
 constexpr int movementMilliseconds = 80;
 constexpr double opacity = 0.85;
 constexpr double mutedOpacity = 0.5;
-/// A smaller change is not seen.
-constexpr float smallestStep = 1.0F / 64;
+/// Smaller changes are not visible.
+constexpr float minStep = 1.0F / 64;
 
 QPixmap rendered(double side, double ratio, const char* name, const QColor& color) {
     const int pixels = static_cast<int>(std::lround(side * ratio));
@@ -38,7 +38,7 @@ MicrophoneLevelIcon::MicrophoneLevelIcon(std::function<void()> changed) : change
 
 void MicrophoneLevelIcon::setLevel(float level) {
     level = std::clamp(level, 0.0F, 1.0F);
-    if (level == level_ || (level > 0 && std::abs(level - level_) < smallestStep)) return;
+    if (level == level_ || (level > 0 && std::abs(level - level_) < minStep)) return;
     const double from = shownLevel();
     level_ = level;
     movement_.stop();

@@ -1,4 +1,4 @@
-// MicrophoneLevelIcon: a microphone that fills from below with the level of its sound.
+// MicrophoneLevelIcon: a microphone symbol that fills from below with the sound level.
 #pragma once
 
 #include <QObject>
@@ -13,7 +13,7 @@ namespace lumicrate::views {
 
 class MicrophoneLevelIcon final : public QObject {
  public:
-    /// `changed` is called whenever the icon is to be painted anew.
+    /// `changed` is called whenever the icon needs repainting.
     explicit MicrophoneLevelIcon(std::function<void()> changed);
 
     /// 0 … 1.
@@ -29,7 +29,7 @@ class MicrophoneLevelIcon final : public QObject {
     bool muted_ = false;
     float level_ = 0;
     QVariantAnimation movement_;
-    // Painted many times a second.
+    // Cached, because the icon is painted many times per second.
     QPixmap empty_;
     QPixmap full_;
 };

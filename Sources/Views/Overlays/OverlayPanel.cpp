@@ -1,17 +1,50 @@
 #include "Views/Overlays/OverlayPanel.h"
 
+#include "Support/Log.h"
 #include "Views/Desktop/Coordinates.h"
+#include "Views/Desktop/XcbConnection.h"
 #include "Views/Overlays/OverlayWidget.h"
-#include "Views/Overlays/WindowShape.h"
 
+#include <xcb/shape.h>
+
+#include <QBitmap>
 #include <QMouseEvent>
+#include <QPainter>
+#include <QPainterPath>
 #include <QWindow>
 #include <algorithm>
+#include <cstdint>
 #include <utility>
 
 namespace lumicrate::views {
 
 namespace {
+
+void setRectangles(const QWindow& window, xcb_shape_kind_t kind, const QRegion& shape) {
+    xcb_connection_t* const x = xcbConnection();
+    if (!x) return;
+    std::vector<xcb_rectangle_t> rectangles;
+    for (const QRect& each : shape) {
+        rectangles.push_back({static_cast<std::int16_t>(each.x()), static_cast<std::int16_t>(each.y()),
+                              static_cast<std::uint16_t>(each.width()),
+                              static_cast<std::uint16_t>(each.height())});
+    }
+    xcb_shape_rectangles(x, XCB_SHAPE_SO_SET, kind, XCB_CLIP_ORDERING_UNSORTED,
+                         static_cast<xcb_window_t>(window.winId()), 0, 0,
+                         static_cast<std::uint32_t>(rectangles.size()), rectangles.data());
+    xcb_flush(x);
+}
+
+/// Whether the path is one rectangle, as addRect makes it.
+bool isRectangle(const QPainterPath& path) {
+    if (path.elementCount() != 5) return false;
+    const QRectF all = path.boundingRect();
+    const QPointF corners[] = {all.topLeft(), all.topRight(), all.bottomRight(), all.bottomLeft(),
+                               all.topLeft()};
+    for (int i = 0; i < 5; ++i)
+        if (QPointF(path.elementAt(i)) != corners[i]) return false;
+    return true;
+}
 
 Qt::WindowFlags flags(const NSPanel::Settings& settings) {
     Qt::WindowFlags flags = Qt::Window | Qt::FramelessWindowHint | Qt::BypassWindowManagerHint |
@@ -22,6 +55,38 @@ Qt::WindowFlags flags(const NSPanel::Settings& settings) {
 }
 
 }  // namespace
+
+void setPixelShape(const QWindow& window, const std::optional<QRegion>& shape) {
+    if (shape) return setRectangles(window, XCB_SHAPE_SK_BOUNDING, *shape);
+    xcb_connection_t* const x = xcbConnection();
+    if (!x) return;
+    xcb_shape_mask(x, XCB_SHAPE_SO_SET, XCB_SHAPE_SK_BOUNDING, static_cast<xcb_window_t>(window.winId()), 0,
+                   0, XCB_NONE);
+    xcb_flush(x);
+}
+
+void setInputShape(const QWindow& window, const QRegion& shape) {
+    setRectangles(window, XCB_SHAPE_SK_INPUT, shape);
+}
+
+QRegion pixelsOf(const QPainterPath& path, const QSize& size, double scale) {
+    const QSize pixels = (QSizeF(size) * scale).toSize();
+    if (path.isEmpty() || pixels.isEmpty()) return {};
+    // Drawing a bitmap of a whole screen would be slow.
+    if (isRectangle(path)) {
+        const QRectF all = path.boundingRect();
+        const QPoint topLeft = (all.topLeft() * scale).toPoint();
+        const QPoint bottomRight = (all.bottomRight() * scale).toPoint();
+        return QRect(topLeft, bottomRight - QPoint(1, 1)) & QRect(QPoint(), pixels);
+    }
+    QBitmap mask(pixels);
+    mask.clear();
+    QPainter painter(&mask);
+    painter.scale(scale, scale);
+    painter.fillPath(path, Qt::color1);
+    painter.end();
+    return QRegion(mask);
+}
 
 void PanelStack::bringToFront(OverlayPanel& panel) {
     remove(panel);
@@ -45,27 +110,29 @@ OverlayPanel::OverlayPanel(std::unique_ptr<OverlayWidget> content, Settings sett
     setAttribute(Qt::WA_TranslucentBackground);
     setAttribute(Qt::WA_ShowWithoutActivating);
     setAttribute(Qt::WA_QuitOnClose, false);
-    // As a rule it never is the active window.
+    // A panel usually is not the active window.
     setAttribute(Qt::WA_AlwaysShowToolTips);
-    // Neither shadows nor the animations of windows suit a panel.
+    // Keeps the compositing manager from adding a shadow or animations.
     setAttribute(Qt::WA_X11NetWmWindowTypeNotification);
     setAccessibleName(content_->accessibleName());
     content_->setParent(this);
     content_->setComposited(*composition.isActive());
-    content_->setOnReshaped([this] { cutOut(); });
-    place();
+    content_->setOnShapeChanged([this] { updateShape(); });
+    applyFrame();
     winId();
-    cutOut();
+    updateShape();
+    log(LogArea::ui, "panel ", windowNumber(), ": ", width(), " × ", height(), " points, level ",
+        settings_.level);
     composition_ = composition.isActive().observe([this](bool active) {
         content_->setComposited(active);
-        cutOut();
+        updateShape();
     });
 }
 
 OverlayPanel::~OverlayPanel() {
     stack_.remove(*this);
     if (settings_.canBecomeKey) stack_.keyboard().release(*windowHandle());
-    content_->setOnReshaped(nullptr);
+    content_->setOnShapeChanged(nullptr);
 }
 
 void OverlayPanel::orderFrontRegardless() {
@@ -80,14 +147,14 @@ void OverlayPanel::makeKeyAndOrderFront() {
 
 void OverlayPanel::setFrame(const Rect& frame) {
     settings_.frame = frame;
-    place();
+    applyFrame();
 }
 
 std::uint32_t OverlayPanel::windowNumber() const {
     return static_cast<std::uint32_t>(internalWinId());
 }
 
-void OverlayPanel::place() {
+void OverlayPanel::applyFrame() {
     setGeometry(Coordinates::now().windowGeometry(settings_.frame).marginsAdded(content_->overhang()));
 }
 
@@ -97,14 +164,14 @@ void OverlayPanel::hideEvent(QHideEvent*) {
 
 void OverlayPanel::resizeEvent(QResizeEvent*) {
     content_->setGeometry(rect());
-    cutOut();
+    updateShape();
 }
 
-void OverlayPanel::cutOut() {
+void OverlayPanel::updateShape() {
     const QWindow* const window = windowHandle();
     if (!window) return;
     const double scale = devicePixelRatio();
-    const auto visible = content_->isComposited() ? content_->outline() : content_->silhouette();
+    const auto visible = content_->isComposited() ? content_->paintedArea() : content_->silhouette();
     setPixelShape(*window, visible ? std::optional(pixelsOf(*visible, size(), scale)) : std::nullopt);
     if (settings_.ignoresMouseEvents) return;
     QPainterPath body;
@@ -114,7 +181,7 @@ void OverlayPanel::cutOut() {
 
 void OverlayPanel::mousePressEvent(QMouseEvent* event) {
     if (event->button() != Qt::LeftButton || !settings_.onDrag) return;
-    // By the event, for the pointer may have moved on.
+    // The position of the event: the pointer may have moved on.
     const QPointF inside = event->position() - QPointF(content_->frameInside().topLeft());
     grip_ = Point{-inside.x(), inside.y() - settings_.frame.height};
 }

@@ -1,4 +1,4 @@
-// OverlayPanel: the one window recipe of all overlays.
+// OverlayPanel: the kind of window that every overlay is.
 #pragma once
 
 #include "Platform/NSPanel.h"
@@ -6,17 +6,21 @@
 #include "Views/Overlays/CompositionWatch.h"
 #include "Views/Overlays/KeyboardFocus.h"
 
+#include <QRegion>
 #include <QWidget>
 #include <memory>
 #include <optional>
 #include <vector>
+
+class QPainterPath;
+class QWindow;
 
 namespace lumicrate::views {
 
 class OverlayWidget;
 class OverlayPanel;
 
-/// The panels on the screen, so that they lie over each other by their levels, and which has the keys.
+/// The panels that are shown, stacked by their levels, and which of them has the keyboard.
 class PanelStack {
  public:
     void bringToFront(OverlayPanel& panel);
@@ -28,8 +32,8 @@ class PanelStack {
     KeyboardFocus keyboard_;
 };
 
-/// A window that no window manager touches and that gets the keys only when it is made key. It changes over
-/// at once when a compositing manager comes or goes.
+/// A window that no window manager controls. It gets the keyboard only when it is made key. When a
+/// compositing manager starts or stops, it switches between its translucent and its opaque form at once.
 class OverlayPanel final : public QWidget, public NSPanel {
  public:
     /// `stack` and `composition` must outlive the panel.
@@ -53,15 +57,23 @@ class OverlayPanel final : public QWidget, public NSPanel {
     void mouseReleaseEvent(QMouseEvent* event) override;
 
  private:
-    void place();
-    void cutOut();
+    void applyFrame();
+    void updateShape();
 
     Settings settings_;
     PanelStack& stack_;
     OverlayWidget* content_;
-    /// From the pointer to the origin, while it is dragged.
+    /// From the pointer to the panel's origin, during a drag.
     std::optional<Point> grip_;
     Subscription composition_;
 };
+
+/// Shapes a window on the X server: it has pixels only in `shape` (its own pixels, y down), or everywhere
+/// without one.
+void setPixelShape(const QWindow& window, const std::optional<QRegion>& shape);
+/// Lets the pointer through outside of `shape`.
+void setInputShape(const QWindow& window, const QRegion& shape);
+/// The pixels that a path in points covers, in a window of that size in points.
+QRegion pixelsOf(const QPainterPath& path, const QSize& size, double scale);
 
 }  // namespace lumicrate::views

@@ -1,5 +1,6 @@
-// OverlayWidget: the content of an overlay's panel, which is drawn in two ways: translucent where a
-// compositing manager puts it over the screen, else opaque and cut out along its silhouette.
+// OverlayWidget: base of the contents of overlay panels. A content is painted in one of two ways:
+// translucent, if there is a compositing manager, else opaque, with the window cut out along the content's
+// silhouette.
 #pragma once
 
 #include <QMargins>
@@ -14,15 +15,13 @@ namespace lumicrate::views {
 
 class OverlayWidget : public QWidget {
  public:
-    /// What is painted around the panel's frame and takes no pointer: a shadow, a tip. It is part of the
-    /// widget.
+    /// The margins around the panel's frame in which a shadow or a tip is painted. They are part of the
+    /// widget, but the pointer passes through them.
     virtual QMargins overhang() const { return {}; }
-    /// All that there is to be seen without a compositing manager; opaque, and the same pixels, none besides,
-    /// are to be painted then.
+    /// The visible part without a compositing manager. Exactly these pixels must then be painted, opaquely.
     virtual QPainterPath silhouette() const = 0;
-    /// With a compositing manager: the part in which anything is ever painted; all of it, where there is
-    /// none.
-    virtual std::optional<QPainterPath> outline() const { return std::nullopt; }
+    /// With a compositing manager, the part in which anything is ever painted; none for the whole widget.
+    virtual std::optional<QPainterPath> paintedArea() const { return std::nullopt; }
 
     QRect frameInside() const { return rect().marginsRemoved(overhang()); }
     bool isComposited() const { return composited_; }
@@ -30,18 +29,18 @@ class OverlayWidget : public QWidget {
         composited_ = composited;
         update();
     }
-    /// Called whenever the silhouette is another one.
-    void setOnReshaped(std::function<void()> reshaped) { reshaped_ = std::move(reshaped); }
+    /// Called whenever the silhouette has changed.
+    void setOnShapeChanged(std::function<void()> callback) { onShapeChanged_ = std::move(callback); }
 
  protected:
-    void reshaped() {
-        if (reshaped_) reshaped_();
+    void shapeChanged() {
+        if (onShapeChanged_) onShapeChanged_();
         update();
     }
 
  private:
     bool composited_ = true;
-    std::function<void()> reshaped_;
+    std::function<void()> onShapeChanged_;
 };
 
 }  // namespace lumicrate::views

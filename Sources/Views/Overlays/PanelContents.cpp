@@ -7,7 +7,6 @@
 #include "Views/Overlays/CountdownView.h"
 #include "Views/Overlays/ScreenChoiceView.h"
 #include "Views/Overlays/Selection/AreaToolbarView.h"
-#include "Views/Overlays/Selection/PickBarView.h"
 #include "Views/Overlays/Selection/SelectionView.h"
 #include "Views/Widgets/Pictures.h"
 
@@ -63,9 +62,9 @@ std::unique_ptr<OverlayContent> PanelContents::selection(AreaSelection& model) {
     QImage still;
     if (model.snapshot) still = sharedImage(*model.snapshot);
     return content(std::make_unique<SelectionView>(
-        model.view, std::move(still), keys_,
+        model.selection, std::move(still), keys_,
         std::make_unique<AreaToolbarView>(model.toolbar, model.options, nullptr),
-        std::make_unique<PickBarView>(model.toolbar, !model.view.windowsOnly(), nullptr)));
+        std::make_unique<PickBarView>(model.toolbar, !model.selection.windowsOnly(), nullptr)));
 }
 
 std::unique_ptr<OverlayContent> PanelContents::screenChoice(ScreenChoice& model) {

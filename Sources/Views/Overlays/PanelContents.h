@@ -1,4 +1,4 @@
-// PanelContents: the overlays' contents as widgets, in panels of the one recipe.
+// PanelContents: creates the widgets of all overlays, each in an OverlayPanel.
 #pragma once
 
 #include "Lumicrate/Overlays/OverlayContents.h"
@@ -12,10 +12,10 @@
 
 namespace lumicrate::views {
 
-/// Needs a QApplication; outlives all panels.
+/// Needs a QApplication. Must outlive all panels.
 class PanelContents final : public OverlayContents {
  public:
-    /// `keys` tells the contents that take keys what these are called.
+    /// `keys` translates key presses for the contents that handle them.
     explicit PanelContents(KeyTranslation keys = [](const QKeyEvent&) { return NSEvent(); })
         : keys_(std::move(keys)) {}
 
@@ -26,7 +26,7 @@ class PanelContents final : public OverlayContents {
     std::unique_ptr<OverlayContent> selection(AreaSelection& model) override;
     std::unique_ptr<OverlayContent> screenChoice(ScreenChoice& model) override;
 
-    /// For other content in a panel of the same recipe.
+    /// Wraps any other content in the same kind of panel.
     std::unique_ptr<OverlayContent> content(std::unique_ptr<OverlayWidget> widget);
 
  private:

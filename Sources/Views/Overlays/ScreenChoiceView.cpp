@@ -1,7 +1,6 @@
 #include "Views/Overlays/ScreenChoiceView.h"
 
-#include "Views/Overlays/OverlayColors.h"
-#include "Views/Overlays/OverlayFont.h"
+#include "Views/Overlays/OverlayStyle.h"
 #include "Views/Widgets/FlatButton.h"
 #include "Views/Widgets/Pictures.h"
 #include "Views/Widgets/QtText.h"
@@ -27,8 +26,8 @@ constexpr int highlightMilliseconds = 120;
 
 constexpr int padding = 28;
 constexpr double corner = 20;
-constexpr int groupWidth = 216;  ///< of what is inside the padding, unless the name needs more
-constexpr int widestName = 420;
+constexpr int groupWidth = 216;  ///< inside of the padding; more if the name needs it
+constexpr int maxNameWidth = 420;
 constexpr int symbolSide = 40;
 constexpr double symbolOpacity = 0.92;
 constexpr int titleSize = 22;
@@ -40,7 +39,7 @@ constexpr int badgeSize = 16;
 constexpr double badgeOpacity = 0.16;
 constexpr double badgeGap = 10;
 
-/// A part of the group that is only looked at.
+/// A part of the group without interaction.
 class Drawing final : public QWidget {
  public:
     Drawing(QSize size, std::function<void(QPainter&, const QRectF&)> draw, QWidget* parent)
@@ -74,10 +73,10 @@ Drawing* symbolDrawing(QWidget* parent) {
     return new Drawing({symbolSide, symbolSide}, draw, parent);
 }
 
-/// The number on a key cap, for that is what it is good for, and the name.
+/// The number, which looks like a key because that key chooses the screen, and the name.
 Drawing* titleDrawing(int number, const QString& whole, QWidget* parent) {
-    const QFontMetricsF metrics(overlayFont(titleSize, QFont::DemiBold));
-    const QString name = metrics.elidedText(whole, Qt::ElideRight, widestName);
+    const QFontMetricsF metrics(overlay::font(titleSize, QFont::DemiBold));
+    const QString name = metrics.elidedText(whole, Qt::ElideRight, maxNameWidth);
     const double nameWidth = metrics.horizontalAdvance(name);
     const double width = badgeSide + badgeGap + nameWidth;
     const auto draw = [=](QPainter& painter, const QRectF& place) {
@@ -88,16 +87,16 @@ Drawing* titleDrawing(int number, const QString& whole, QWidget* parent) {
         painter.setBrush(overlay::white(badgeOpacity));
         painter.drawRoundedRect(badge, badgeCorner, badgeCorner);
         painter.setPen(Qt::white);
-        painter.setFont(overlayFont(badgeSize, QFont::DemiBold));
+        painter.setFont(overlay::font(badgeSize, QFont::DemiBold));
         painter.drawText(badge, Qt::AlignCenter, QString::number(number));
-        painter.setFont(overlayFont(titleSize, QFont::DemiBold));
+        painter.setFont(overlay::font(titleSize, QFont::DemiBold));
         painter.drawText(row.adjusted(badgeSide + badgeGap, 0, 1, 0), Qt::AlignLeft | Qt::AlignVCenter, name);
     };
     return new Drawing({static_cast<int>(width) + 1, static_cast<int>(metrics.height()) + 1}, draw, parent);
 }
 
 Drawing* pixelsDrawing(const QString& text, QWidget* parent) {
-    const QFont font = overlayFont(pixelsSize, QFont::Normal);
+    const QFont font = overlay::font(pixelsSize);
     const auto draw = [=](QPainter& painter, const QRectF& place) {
         painter.setFont(font);
         painter.setPen(overlay::white(pixelsOpacity));
@@ -106,7 +105,7 @@ Drawing* pixelsDrawing(const QString& text, QWidget* parent) {
     return new Drawing({0, static_cast<int>(QFontMetricsF(font).height()) + 1}, draw, parent);
 }
 
-/// Overlays are dark on any desktop, and so are the buttons on them.
+/// For the buttons: overlays are dark on any desktop.
 QPalette darkPalette() {
     QPalette palette(overlay::white(0.92), overlay::opaqueGround);
     palette.setColor(QPalette::ButtonText, overlay::white(0.92));
@@ -115,7 +114,7 @@ QPalette darkPalette() {
 
 }  // namespace
 
-/// The plate in the middle. Opaque, for what lies below may be text as well.
+/// The plate in the middle. Opaque, because text may be below it.
 class ScreenChoiceView::Group final : public QWidget {
  public:
     Group(const ScreenChoice& model, ScreenChoiceView* parent) : QWidget(parent) {
@@ -188,7 +187,7 @@ void ScreenChoiceView::leaveEvent(QEvent*) {
 void ScreenChoiceView::highlight(bool wanted) {
     highlight_.setDirection(wanted ? QAbstractAnimation::Forward : QAbstractAnimation::Backward);
     if (highlight_.state() == QAbstractAnimation::Stopped) highlight_.start();
-    // Painting a whole screen and its picture many times costs more than it pleases.
+    // Without a compositing manager each step would repaint the picture of the whole screen.
     if (!isComposited()) highlight_.setCurrentTime(wanted ? highlight_.duration() : 0);
 }
 
@@ -204,7 +203,7 @@ void ScreenChoiceView::mouseReleaseEvent(QMouseEvent* event) {
 void ScreenChoiceView::paintBackdrop(QPainter& painter) const {
     painter.fillRect(rect(), overlay::opaqueGround);
     if (!model_.backdrop) return;
-    // Pixel by pixel.
+    // In pixel coordinates, so that the picture is not scaled.
     painter.save();
     painter.scale(1 / devicePixelRatio(), 1 / devicePixelRatio());
     painter.drawImage(0, 0, sharedImage(*model_.backdrop));
@@ -219,7 +218,7 @@ void ScreenChoiceView::paintEvent(QPaintEvent*) {
     if (lit <= 0) return;
     QColor line = overlay::blue;
     line.setAlphaF(static_cast<float>(lit));
-    // Half of it lies outside.
+    // The outer half of the line lies outside of the widget.
     painter.setPen(QPen(line, 2 * outlineWidth, Qt::SolidLine, Qt::SquareCap, Qt::MiterJoin));
     painter.drawRect(QRectF(rect()));
 }

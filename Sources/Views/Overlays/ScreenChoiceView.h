@@ -1,4 +1,4 @@
-// ScreenChoiceView: what lies over a screen that can be chosen.
+// ScreenChoiceView: the content of the panel over a screen that can be chosen.
 #pragma once
 
 #include "Lumicrate/Overlays/Selection/ScreenChooser.h"
@@ -8,8 +8,8 @@
 
 namespace lumicrate::views {
 
-/// Darkens the screen, less where the pointer is, and says in its middle which one it is. A click anywhere
-/// chooses it. Where nothing shines through, it darkens the picture of the screen instead.
+/// Dims the screen, less so while the pointer is on it, and describes the screen in its middle. A click
+/// anywhere chooses it. Without a compositing manager a still picture of the screen is dimmed instead.
 class ScreenChoiceView final : public OverlayWidget {
  public:
     /// `model` must outlive it.
@@ -31,7 +31,7 @@ class ScreenChoiceView final : public OverlayWidget {
     void paintBackdrop(QPainter& painter) const;
 
     ScreenChoice& model_;
-    QVariantAnimation highlight_;  ///< 0, dark and plain, to 1, light and outlined
+    QVariantAnimation highlight_;  ///< from 0, dim, to 1, less dim and outlined
     bool isPressed_ = false;
 };
 

@@ -40,17 +40,9 @@ struct FlatButton::Colors {
     QColor progress;
 };
 
-FlatButton::FlatButton(Role role, QWidget* parent) : QPushButton(parent), role_(role) {
-    setAttribute(Qt::WA_Hover);
+FlatButton::FlatButton(Role role, QWidget* parent) : SymbolButton(parent), role_(role) {
     const bool stretches = role == Role::field || role == Role::prominent || role == Role::tile;
     setSizePolicy(stretches ? QSizePolicy::MinimumExpanding : QSizePolicy::Fixed, QSizePolicy::Fixed);
-}
-
-void FlatButton::setSymbol(std::string_view name) {
-    if (symbol_ == name) return;
-    symbol_ = name;
-    updateGeometry();
-    update();
 }
 
 void FlatButton::setTone(Tone tone) {
@@ -116,7 +108,7 @@ QSize FlatButton::minimumSizeHint() const {
 FlatButton::Colors FlatButton::colors() const {
     const ThemeColors theme = ThemeColors::of(*this);
     const QColor text = palette().color(QPalette::ButtonText);
-    const bool hovered = underMouse() && isEnabled();
+    const bool hovered = isHovered();
     Colors colors;
     colors.text = text;
     colors.progress = faded(theme.accent, 0.25);
@@ -187,7 +179,7 @@ void FlatButton::paintTile(QPainter& painter, const Colors& colors) const {
     painter.setFont(textFont());
     painter.setPen(colors.text);
     const QRect symbolPlace((width() - tileSymbol) / 2, tilePadding, tileSymbol, tileSymbol);
-    paintSymbol(painter, symbolPlace, symbol_, colors.symbol);
+    paintSymbol(painter, symbolPlace, symbolName(), colors.symbol);
     const QRect textPlace = rect().adjusted(2, symbolPlace.bottom() + 3, -2, -tilePadding + 2);
     const QString shown = painter.fontMetrics().elidedText(text(), Qt::ElideRight, textPlace.width());
     painter.drawText(textPlace, Qt::AlignHCenter | Qt::AlignVCenter, shown);
@@ -196,7 +188,7 @@ void FlatButton::paintTile(QPainter& painter, const Colors& colors) const {
 void FlatButton::paintField(QPainter& painter, const Colors& colors) const {
     const int middle = height() / 2;
     const auto square = [middle](int left, int side) { return QRect(left, middle - side / 2, side, side); };
-    paintSymbol(painter, square(padding, measure::symbol), symbol_, colors.symbol);
+    paintSymbol(painter, square(padding, measure::symbol), symbolName(), colors.symbol);
     paintSymbol(painter, square(width() - padding - chevronSide, chevronSide), "chevron.down", colors.symbol);
     const QRect place =
         rect().adjusted(2 * padding + measure::symbol - 2, 0, -2 * padding - chevronSide + 4, 0);
@@ -209,7 +201,7 @@ void FlatButton::paintField(QPainter& painter, const Colors& colors) const {
 void FlatButton::paintCentered(QPainter& painter, const Colors& colors) const {
     const QFontMetrics title(textFont());
     const QFontMetrics figures(detailFont());
-    const int symbolWidth = symbol_.empty() ? 0 : measure::symbol;
+    const int symbolWidth = symbolName().empty() ? 0 : measure::symbol;
     // Figures are of one width in the fonts that interfaces are set in; the room for them is that of zeros.
     const int detailWidth = figures.horizontalAdvance(QString(detail_.size(), QLatin1Char('0')));
     const int textWidth = title.horizontalAdvance(text());
@@ -217,7 +209,7 @@ void FlatButton::paintCentered(QPainter& painter, const Colors& colors) const {
     const int gapAfter = detailWidth > 0 && textWidth > 0 ? measure::gap + 2 : 0;
     int x = (width() - symbolWidth - gapBefore - textWidth - gapAfter - detailWidth) / 2;
     if (symbolWidth > 0)
-        paintSymbol(painter, QRect(x, (height() - symbolWidth) / 2, symbolWidth, symbolWidth), symbol_,
+        paintSymbol(painter, QRect(x, (height() - symbolWidth) / 2, symbolWidth, symbolWidth), symbolName(),
                     colors.symbol);
     x += symbolWidth + gapBefore;
     painter.setPen(colors.text);
@@ -253,7 +245,7 @@ void FlatButton::keyPressEvent(QKeyEvent* event) {
     if (event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter) {
         click();
     } else {
-        QPushButton::keyPressEvent(event);
+        SymbolButton::keyPressEvent(event);
     }
 }
 

@@ -1,17 +1,15 @@
 // FlatButton: the buttons of this program's windows, drawn in the theme's colours.
 #pragma once
 
-#include <QPushButton>
+#include "Views/Widgets/SymbolButton.h"
+
 #include <QString>
 #include <optional>
-#include <string>
-#include <string_view>
 
 namespace lumicrate::views {
 
-/// A push button in every respect but its looks; Return presses it as the space bar does. One that is
-/// checkable has the accent colour while it is checked.
-class FlatButton final : public QPushButton {
+/// Return presses it as the space bar does. A checkable one has the accent colour while it is checked.
+class FlatButton final : public SymbolButton {
  public:
     enum class Role {
         plain,      ///< a symbol that gets a ground under the pointer
@@ -29,8 +27,6 @@ class FlatButton final : public QPushButton {
 
     explicit FlatButton(Role role, QWidget* parent = nullptr);
 
-    /// An empty name for none.
-    void setSymbol(std::string_view name);
     void setTone(Tone tone);
     /// Text behind the title, in figures of one width: a time.
     void setDetail(const QString& detail);
@@ -56,7 +52,6 @@ class FlatButton final : public QPushButton {
 
     Role role_;
     Tone tone_ = Tone::inviting;
-    std::string symbol_;
     QString detail_;
     std::optional<double> progress_;
 };

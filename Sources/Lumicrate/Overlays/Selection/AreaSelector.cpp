@@ -2,6 +2,7 @@
 
 #include "Lumicrate/Capture/SourceLists.h"
 #include "Support/Error.h"
+#include "Support/Log.h"
 
 #include <utility>
 
@@ -9,12 +10,42 @@ namespace lumicrate {
 
 namespace {
 
-/// From y up, as the overlay counts, to y down from the screen's top edge, or back.
+/// Converts between y up, as in the overlay, and y down from the screen's top edge, in either direction.
 Rect flipped(const Rect& rect, const NSScreen& screen) {
     return {rect.x, screen.frame.height - rect.maxY(), rect.width, rect.height};
 }
 
+/// Windows with a smaller visible part cannot be picked.
+constexpr double minVisibleSide = 40;
+
+bool canBePicked(const SCWindow& window, std::int32_t ownProcessID) {
+    const auto& owner = window.owningApplication;
+    return window.windowLayer == 0 && window.alpha > 0 && !(owner && owner->processID == ownProcessID);
+}
+
+std::string titleOf(const SCWindow& window) {
+    const std::string application = applicationName(window);
+    const std::string title = window.title.value_or("");
+    if (title.empty() || title == application) return application;
+    if (application.empty() || title.ends_with(application)) return title;
+    return title + " — " + application;
+}
+
 }  // namespace
+
+std::vector<HoverTarget> hoverTargets(const std::vector<SCWindow>& windows, const Rect& display,
+                                      std::int32_t ownProcessID) {
+    std::vector<HoverTarget> targets;
+    for (const SCWindow& each : windows) {
+        if (!canBePicked(each, ownProcessID)) continue;
+        const Rect visible =
+            each.frame.offsetBy(-display.x, -display.y).intersection({0, 0, display.width, display.height});
+        if (visible.width < minVisibleSide || visible.height < minVisibleSide) continue;
+        const Rect flipped{visible.x, display.height - visible.maxY(), visible.width, visible.height};
+        targets.push_back({flipped, titleOf(each), each.windowID});
+    }
+    return targets;
+}
 
 AreaSelection::AreaSelection(std::string confirmTitle, std::vector<CaptureDevice> microphones,
                              NSUserDefaults& defaults,
@@ -22,7 +53,7 @@ AreaSelection::AreaSelection(std::string confirmTitle, std::vector<CaptureDevice
                              SelectionModel::Settings settings, SelectionModel::OnFinish onFinish)
     : toolbar(std::move(confirmTitle), std::move(microphones)),
       options(defaults, toolbar.microphones, false, complain),
-      view(std::move(settings), toolbar, std::move(onFinish)) {}
+      selection(std::move(settings), toolbar, std::move(onFinish)) {}
 
 /// Ends its session, and no later one, when the caller no longer waits.
 class AreaSelector::Session {
@@ -61,7 +92,7 @@ Task<std::optional<PickedArea>> AreaSelector::select(NSScreen screen, std::strin
         [this, screen](std::optional<Rect> rect, std::optional<std::uint32_t> windowID) {
             finish(rect ? std::optional(PickedArea{flipped(*rect, screen), windowID}) : std::nullopt);
         });
-    if (initialArea) selection_->view.preselect(flipped(*initialArea, screen));
+    if (initialArea) selection_->selection.preselect(flipped(*initialArea, screen));
     selection_->snapshot = snapshot(screen);
     open(screen);
     const std::optional<PickedArea> picked = co_await result;
@@ -81,7 +112,8 @@ Task<std::vector<HoverTarget>> AreaSelector::hoverTargets(NSScreen on) {
         co_return lumicrate::hoverTargets(content.windows, services_.capture.CGDisplayBounds(*on.displayID),
                                           services_.process.processIdentifier());
     } catch (const LocalizedError&) {
-        // An area can be dragged all the same.
+        // An area can be dragged without them.
+        log(LogArea::ui, "selection: the windows cannot be listed, only areas can be selected");
         co_return std::vector<HoverTarget>();
     }
 }
@@ -89,12 +121,15 @@ Task<std::vector<HoverTarget>> AreaSelector::hoverTargets(NSScreen on) {
 void AreaSelector::open(const NSScreen& screen) {
     const Point pointer = services_.screens.mouseLocation();
     if (screen.frame.contains(pointer)) {
-        selection_->view.mouseMoved({pointer.x - screen.frame.minX(), pointer.y - screen.frame.minY()});
+        selection_->selection.mouseMoved({pointer.x - screen.frame.minX(), pointer.y - screen.frame.minY()});
     }
     NSPanel::Settings settings;
     settings.frame = screen.frame;
     settings.level = NSPanel::screenSaverLevel;
     settings.canBecomeKey = true;
+    log(LogArea::ui, "selection opens: ", screen.frame.width, " × ", screen.frame.height, " points, ",
+        screen.backingScaleFactor, " pixels per point, ", selection_->snapshot ? "with" : "without",
+        " a picture of the screen");
     panel_ = services_.contents.selection(*selection_)->makePanel(std::move(settings));
     panel_->makeKeyAndOrderFront();
 }

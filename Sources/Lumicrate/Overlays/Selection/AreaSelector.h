@@ -3,7 +3,6 @@
 
 #include "Lumicrate/Overlays/OverlayContents.h"
 #include "Lumicrate/Overlays/Selection/AreaToolbarModel.h"
-#include "Lumicrate/Overlays/Selection/HoverTarget.h"
 #include "Lumicrate/Overlays/Selection/RecordOptionsBar.h"
 #include "Lumicrate/Overlays/Selection/SelectionModel.h"
 #include "Platform/AVAsset.h"
@@ -29,7 +28,7 @@ struct PickedArea {
     std::optional<std::uint32_t> windowID;
 };
 
-/// What the overlay of one selection shows; its parts speak to each other through the toolbar's model.
+/// The models of one selection's overlay, which are connected through the toolbar's model.
 struct AreaSelection {
     AreaSelection(std::string confirmTitle, std::vector<CaptureDevice> microphones, NSUserDefaults& defaults,
                   const std::function<void(const std::string&)>& complain, SelectionModel::Settings settings,
@@ -37,8 +36,8 @@ struct AreaSelection {
 
     AreaToolbarModel toolbar;
     RecordOptionsBar options;
-    SelectionModel view;
-    /// The screen before the overlay came over it, in its own pixels; none where it could not be read.
+    SelectionModel selection;
+    /// A picture of the screen without the overlay, in its pixels; none if it could not be taken.
     std::optional<CGImage> snapshot;
 };
 
@@ -82,5 +81,10 @@ class AreaSelector final {
     std::optional<Completion<std::optional<PickedArea>>> continuation_;
     std::uint64_t sessions_ = 0;
 };
+
+/// The windows of other processes that can be clicked on a display, front-most first, each with its part on
+/// that display. `windows` front to back; frames global, points, y down.
+std::vector<HoverTarget> hoverTargets(const std::vector<SCWindow>& windows, const Rect& display,
+                                      std::int32_t ownProcessID);
 
 }  // namespace lumicrate

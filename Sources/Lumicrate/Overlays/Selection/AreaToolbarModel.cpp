@@ -12,9 +12,9 @@ namespace lumicrate {
 
 namespace {
 
-constexpr int longest = std::numeric_limits<int>::max();
+constexpr int maxLength = std::numeric_limits<int>::max();
 
-/// Larger ones than fit are the largest that fits.
+/// Numbers that are too large become the largest one.
 std::optional<int> positiveNumber(std::string_view text) {
     constexpr std::string_view space = " \t";
     const std::size_t begin = text.find_first_not_of(space);
@@ -24,7 +24,7 @@ std::optional<int> positiveNumber(std::string_view text) {
     const char* const last = text.data() + text.size();
     const auto [end, error] = std::from_chars(text.data(), last, number);
     if (end != last) return std::nullopt;
-    if (error == std::errc::result_out_of_range) number = text.front() == '-' ? 0 : longest;
+    if (error == std::errc::result_out_of_range) number = text.front() == '-' ? 0 : maxLength;
     return number > 0 ? std::optional(number) : std::nullopt;
 }
 
@@ -72,7 +72,7 @@ void AreaToolbarModel::commit(Side side, std::string_view text) const {
 
 void AreaToolbarModel::step(Side side, std::string_view text, int by) const {
     const std::int64_t wanted = std::int64_t{positiveNumber(text).value_or(*pixels(side))} + by * pixelStep;
-    resize(side, static_cast<int>(std::clamp<std::int64_t>(wanted, 1, longest)));
+    resize(side, static_cast<int>(std::clamp<std::int64_t>(wanted, 1, maxLength)));
 }
 
 }  // namespace lumicrate

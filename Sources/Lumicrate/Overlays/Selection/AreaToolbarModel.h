@@ -1,7 +1,7 @@
-// The bars of the selection overlay: what they show, and what their controls do.
+// AreaToolbarModel: what the bars of a selection show, and what their controls do.
 #pragma once
 
-#include "Lumicrate/Overlays/Selection/AspectPreset.h"
+#include "Lumicrate/Overlays/Selection/SelectionGeometry.h"
 #include "Lumicrate/Shell/MenuItem.h"
 #include "Platform/AVCaptureDevice.h"
 #include "Support/Published.h"
@@ -15,7 +15,7 @@
 
 namespace lumicrate {
 
-/// Through which the bars and the selection speak to each other; lives as long as one selection. Main thread.
+/// Connects the bars with the selection, for the lifetime of one selection. Main thread.
 class AreaToolbarModel {
  public:
     AreaToolbarModel(std::string title, std::vector<CaptureDevice> connected)
@@ -26,23 +26,23 @@ class AreaToolbarModel {
     Published<AspectPreset> aspect{AspectPreset::custom};
     Published<int> width;   ///< of the selection, pixels
     Published<int> height;  ///< of the selection, pixels
-    int pixelStep = 1;      ///< by which a side can be changed at least
+    int pixelStep = 1;      ///< the smallest change of a side, pixels
     const std::string confirmTitle;
     const std::vector<CaptureDevice> microphones;
-    /// Of the picked window; none while none is.
+    /// The title of the picked window; none while no window is picked.
     Published<std::optional<std::string>> windowTitle;
-    /// Record the picked window, wherever it goes, instead of the area.
+    /// Record the picked window and follow it, instead of recording the area.
     Published<bool> windowOnly;
 
-    // What the bars call; each does nothing until the selection sets it.
+    // Called by the bars; set by the selection.
     std::function<void(AspectPreset)> onAspect = [](AspectPreset) {};
-    /// Pixels; a side that is not given is left to the selection.
+    /// Pixels. The selection decides about a side that is not given.
     std::function<void(std::optional<int> width, std::optional<int> height)> onSize = [](auto, auto) {};
     std::function<void()> onCancel = [] {};
     std::function<void()> onConfirm = [] {};
     std::function<void()> onFullScreen = [] {};
 
-    // What the choices of the "Record" picker mean, for people.
+    // Explanations of the choices of the "Record" picker.
     static std::string areaHelp();
     static std::string windowHelp(const std::string& title);
 
@@ -51,10 +51,11 @@ class AreaToolbarModel {
 
     enum class Side { width, height };
     const Published<int>& pixels(Side side) const { return side == Side::width ? width : height; }
-    /// Passes on what was typed for a side, in pixels; a text that is not a positive whole number is ignored.
-    /// The selection makes of it what fits.
+    /// Requests the typed length of a side, in pixels. Ignores a text that is not a positive whole number.
+    /// The selection may choose another length that fits.
     void commit(Side side, std::string_view text) const;
-    /// Makes a side longer by so many steps than was typed, or than it is, if that is no number.
+    /// Requests a length `by` steps longer than the typed one, or than the present one if the text is no
+    /// number.
     void step(Side side, std::string_view text, int by) const;
 
  private:

@@ -8,7 +8,7 @@ namespace lumicrate {
 
 namespace {
 
-/// One direction of a rectangle.
+/// The extent of a rectangle in one direction.
 struct Span {
     double low = 0;
     double high = 0;
@@ -18,40 +18,40 @@ struct Span {
     }
 };
 
-Span across(const Rect& rect) {
+Span horizontal(const Rect& rect) {
     return {rect.minX(), rect.maxX()};
 }
 
-Span along(const Rect& rect) {
+Span vertical(const Rect& rect) {
     return {rect.minY(), rect.maxY()};
 }
 
-/// The lines that edges beside `beside` can lie on; `measured` gives the direction that they are moved in,
-/// `other` the one that the lines run in.
-template <class Measured, class Other>
-std::vector<double> linesBeside(const Span& beside, const Rect& bounds, const std::vector<Rect>& windows,
-                                Measured measured, Other other) {
-    const Span screen = measured(bounds);
+/// The positions that edges can snap to. `extent` gives the direction in which the edges move, `crossExtent`
+/// the direction in which they run; `edges` is their extent in the latter.
+template <class Extent, class CrossExtent>
+std::vector<double> snapLines(const Span& edges, const Rect& bounds, const std::vector<Rect>& windows,
+                              Extent extent, CrossExtent crossExtent) {
+    const Span screen = extent(bounds);
     std::vector<double> lines{screen.low, (screen.low + screen.high) / 2, screen.high};
     for (const Rect& each : windows) {
-        if (!other(each).isWithinReachOf(beside)) continue;
-        lines.push_back(measured(each).low);
-        lines.push_back(measured(each).high);
+        if (!crossExtent(each).isWithinReachOf(edges)) continue;
+        lines.push_back(extent(each).low);
+        lines.push_back(extent(each).high);
     }
     return lines;
 }
 
-/// How far the nearest of the edges is from a line, if one is in reach.
-std::optional<double> shortestWay(const std::vector<double>& edges, const std::vector<double>& lines) {
-    std::optional<double> way;
+/// The shortest distance from an edge to a line, if one is within reach.
+std::optional<double> shortestMove(const std::vector<double>& edges, const std::vector<double>& lines) {
+    std::optional<double> shortest;
     for (const double edge : edges) {
         for (const double line : lines) {
-            const double here = line - edge;
-            if (std::abs(here) <= EdgeSnapping::reach && (!way || std::abs(here) < std::abs(*way)))
-                way = here;
+            const double move = line - edge;
+            if (std::abs(move) > EdgeSnapping::reach) continue;
+            if (!shortest || std::abs(move) < std::abs(*shortest)) shortest = move;
         }
     }
-    return way;
+    return shortest;
 }
 
 }  // namespace
@@ -60,10 +60,10 @@ EdgeSnapping::EdgeSnapping(const Rect& bounds, std::vector<Rect> windows)
     : bounds_(bounds), windows_(std::move(windows)) {}
 
 Rect EdgeSnapping::moved(const Rect& free) const {
-    const Span x = across(free);
-    const Span y = along(free);
-    const auto dx = shortestWay({x.low, x.high}, linesBeside(y, bounds_, windows_, across, along));
-    const auto dy = shortestWay({y.low, y.high}, linesBeside(x, bounds_, windows_, along, across));
+    const Span x = horizontal(free);
+    const Span y = vertical(free);
+    const auto dx = shortestMove({x.low, x.high}, snapLines(y, bounds_, windows_, horizontal, vertical));
+    const auto dy = shortestMove({y.low, y.high}, snapLines(x, bounds_, windows_, vertical, horizontal));
     return free.offsetBy(dx.value_or(0), dy.value_or(0));
 }
 

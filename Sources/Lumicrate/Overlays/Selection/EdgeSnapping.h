@@ -1,4 +1,4 @@
-// EdgeSnapping: draws the edges of a selection to those of windows and of the screen.
+// EdgeSnapping: snaps the edges of a selection to the edges of windows and of the screen.
 #pragma once
 
 #include "Lumicrate/Overlays/Selection/SelectionGeometry.h"
@@ -8,17 +8,22 @@
 
 namespace lumicrate {
 
-/// An edge goes to the nearest line within reach that stands beside it: an edge or the middle of the screen,
-/// or the edge of a window. Points; y upwards or downwards.
+/// An edge snaps to the nearest line within reach. Lines are the edges and the centre lines of the screen,
+/// and the edges of windows, as far as the window is beside the edge. Points, y up or down.
+///
+/// Example: the screen is 1000 × 800, a window spans x 200 … 500 and y 100 … 400. The point (203, 300) snaps
+/// to (200, 300), the window's left edge. The point (203, 600) stays: at y = 600 the window is not beside it.
+/// A selection of x 103 … 198 that is moved moves on to x 105 … 200, because its right edge is 2 points from
+/// the window.
 class EdgeSnapping {
  public:
-    static constexpr double reach = 6;
+    static constexpr double reach = 6;  ///< the maximum distance of a line
 
     EdgeSnapping(const Rect& bounds, std::vector<Rect> windows);
 
-    /// Both coordinates on their own.
+    /// Snaps each coordinate separately.
     Point point(Point free) const;
-    /// The rectangle, moved so that one edge in each direction lies on a line.
+    /// Moves the rectangle so that in each direction its nearest edge lies on a line.
     Rect moved(const Rect& free) const;
 
  private:

@@ -1,4 +1,4 @@
-// RecordOptionsBar: the choices for the next recording that a selection's toolbar offers.
+// RecordOptionsBar: the options for the next recording that a selection's toolbar offers.
 #pragma once
 
 #include "Lumicrate/Recording/RecordingOptions.h"
@@ -14,29 +14,28 @@
 
 namespace lumicrate {
 
-/// Reads the preferences, also when they are changed elsewhere, and stores what is chosen at once. Main
-/// thread.
+/// Shows the stored preferences, follows changes made elsewhere, and stores each choice at once. Main thread.
 class RecordOptionsBar {
  public:
-    /// A preference that is on or off, as it is now.
+    /// The present state of a preference that is on or off.
     struct Toggle {
         std::string_view key;
         std::string_view symbol;
         std::string name;
-        std::string help;  ///< says whether it is on
+        std::string help;  ///< "Microphone on"
         bool isOn = false;
         bool operator==(const Toggle&) const = default;
     };
     struct Content {
-        std::string summary;  ///< of resolution and frame rate: "1080p · 30 fps"
-        /// Always the same ones, in the same order.
+        std::string summary;  ///< resolution and frame rate: "1080p · 30 fps"
+        /// Always the same toggles in the same order.
         std::vector<Toggle> toggles;
         bool operator==(const Content&) const = default;
     };
     using ComplaintSink = std::function<void(const std::string&)>;
 
-    /// `defaults` must outlive it. `complain` is given a sentence when a choice cannot be stored. The webcam
-    /// is offered only where there is one to show.
+    /// `defaults` must outlive this. `complain` gets a message for the user when a choice cannot be stored.
+    /// `offersWebcam` adds the webcam toggle.
     RecordOptionsBar(NSUserDefaults& defaults, std::vector<CaptureDevice> microphones, bool offersWebcam,
                      ComplaintSink complain);
     RecordOptionsBar(const RecordOptionsBar&) = delete;
@@ -44,16 +43,17 @@ class RecordOptionsBar {
 
     Published<Content> content;
 
-    /// Turns one of the content's toggles.
+    /// Flips the toggle with that key.
     void toggle(std::string_view key);
 
     static std::string videoHelp();
-    /// All summaries that there can be, for who keeps room for them.
+    /// All possible summaries, so that a button can reserve room for the longest one.
     static std::vector<std::string> summaries();
     std::vector<MenuItem> videoMenu();
 
     static std::string microphoneMenuHelp();
-    /// A stored microphone that is not connected counts as the default, which is what would be recorded.
+    /// If the stored microphone is not connected, the system default is checked, because that would be
+    /// recorded.
     std::vector<MenuItem> microphoneMenu();
 
  private:

@@ -9,19 +9,19 @@ namespace {
 
 constexpr double toolbarGap = 12;
 
-/// The lower bound wins where there is no room.
+/// `low` wins if the range is empty.
 double clampedTo(double value, double low, double high) {
     return std::max(low, std::min(value, high));
 }
 
-/// From a fixed corner into a direction; 1 to the right or up, -1 to the left or down.
+/// Spans from a fixed corner; a negative direction means to the left or down.
 Rect spanned(Point corner, const Size& size, double directionX, double directionY) {
     return {directionX < 0 ? corner.x - size.width : corner.x,
             directionY < 0 ? corner.y - size.height : corner.y, size.width, size.height};
 }
 
-Size smallest(double ratio) {
-    constexpr double side = SelectionGeometry::minimumSide;
+Size smallestSize(double ratio) {
+    constexpr double side = SelectionGeometry::minSide;
     return {ratio >= 1 ? side * ratio : side, side * std::max(1 / ratio, 1.0)};
 }
 
@@ -85,18 +85,18 @@ Rect SelectionGeometry::resize(const Rect& original, Handle handle, Point to) co
     if (ratio) {
         const Point anchor = pointOf(opposite(handle), original);
         const Rect drawn = rect(anchor, point);
-        if (drawn.width >= minimumSide && drawn.height >= minimumSide) return drawn;
-        return shiftedInside(spanned(anchor, smallest(*ratio), point.x - anchor.x, point.y - anchor.y));
+        if (drawn.width >= minSide && drawn.height >= minSide) return drawn;
+        return shiftedInside(spanned(anchor, smallestSize(*ratio), point.x - anchor.x, point.y - anchor.y));
     }
     const OwnedEdges edges = edgesOf(handle);
     double left = original.minX();
     double right = original.maxX();
     double bottom = original.minY();
     double top = original.maxY();
-    if (edges.left) left = std::min(point.x, right - minimumSide);
-    if (edges.right) right = std::max(point.x, left + minimumSide);
-    if (edges.bottom) bottom = std::min(point.y, top - minimumSide);
-    if (edges.top) top = std::max(point.y, bottom + minimumSide);
+    if (edges.left) left = std::min(point.x, right - minSide);
+    if (edges.right) right = std::max(point.x, left + minSide);
+    if (edges.bottom) bottom = std::min(point.y, top - minSide);
+    if (edges.top) top = std::max(point.y, bottom + minSide);
     return shiftedInside({left, bottom, right - left, top - bottom});
 }
 
@@ -127,8 +127,8 @@ Rect SelectionGeometry::resized(const Rect& current, std::optional<double> width
     } else if (ratio) {
         size.height = size.width / *ratio;
     }
-    size.width = clampedTo(size.width, minimumSide, bounds.width);
-    size.height = clampedTo(size.height, minimumSide, bounds.height);
+    size.width = clampedTo(size.width, minSide, bounds.width);
+    size.height = clampedTo(size.height, minSide, bounds.height);
     return shiftedInside({current.minX(), current.maxY() - size.height, size.width, size.height});
 }
 

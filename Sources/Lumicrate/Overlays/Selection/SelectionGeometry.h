@@ -1,18 +1,47 @@
-// SelectionGeometry: what becomes of a selected rectangle that is drawn, moved, resized or given a shape.
+// SelectionGeometry: computes the selected rectangle when it is drawn, moved, resized or given an aspect
+// ratio.
 //
-// Points, y upwards. A ratio is width by height; without one the shape is free. Everything that is given
-// back lies in the bounds, provided these have room for the smallest selection.
+// Points, y up. A ratio is width divided by height; without one the shape is free. All results lie within the
+// bounds, provided that these have room for the smallest selection.
 #pragma once
 
+#include "Lumicrate/Recording/RawValues.h"
 #include "Support/Geometry.h"
 
 #include <array>
 #include <optional>
+#include <string_view>
 #include <vector>
 
 namespace lumicrate {
 
-/// Where a rectangle can be taken hold of.
+/// The aspect ratios that a selection can be constrained to.
+enum class AspectPreset { custom, wide, tall, standard, square };
+
+/// The raw values are the labels too.
+template <>
+struct RawValues<AspectPreset> {
+    static constexpr std::array<std::string_view, 5> names = {"Custom", "16:9", "9:16", "4:3", "1:1"};
+};
+
+/// None for a free shape.
+constexpr std::optional<double> ratioOf(AspectPreset preset) {
+    switch (preset) {
+        case AspectPreset::wide:
+            return 16.0 / 9;
+        case AspectPreset::tall:
+            return 9.0 / 16;
+        case AspectPreset::standard:
+            return 4.0 / 3;
+        case AspectPreset::square:
+            return 1.0;
+        case AspectPreset::custom:
+            break;
+    }
+    return std::nullopt;
+}
+
+/// The corners and edges by which a rectangle can be resized, clockwise.
 enum class Handle { topLeft, top, topRight, right, bottomRight, bottom, bottomLeft, left };
 
 inline constexpr std::array allHandles = {Handle::topLeft,    Handle::top,         Handle::topRight,
@@ -20,12 +49,12 @@ inline constexpr std::array allHandles = {Handle::topLeft,    Handle::top,      
                                           Handle::bottomLeft, Handle::left};
 
 Point pointOf(Handle handle, const Rect& rect);
-/// The one across.
+/// The handle on the other side: topLeft for bottomRight.
 Handle opposite(Handle handle);
-/// All of them, or the corners alone where the shape is given.
+/// All handles for a free shape, only the corners with a ratio.
 std::vector<Handle> handlesFor(std::optional<double> ratio);
 
-/// Which edges go with a handle; none of the two in a direction for a handle in its middle.
+/// The edges that a handle moves. The handle `top` moves neither the left nor the right edge.
 struct OwnedEdges {
     bool left = false;
     bool right = false;
@@ -35,34 +64,35 @@ struct OwnedEdges {
 OwnedEdges edgesOf(Handle handle);
 
 struct SelectionGeometry {
-    /// The shortest side that a selection can have.
-    static constexpr double minimumSide = 32;
+    /// The minimum length of each side.
+    static constexpr double minSide = 32;
 
     Rect bounds;
     std::optional<double> ratio;
 
-    /// The nearest point of the bounds, their far edges included.
+    /// The nearest point of the bounds, including their right and top edges.
     Point clamped(Point point) const;
-    /// The rectangle at its nearest place inside.
+    /// The rectangle, moved inside the bounds by the shortest way.
     Rect shiftedInside(const Rect& rect) const;
-    /// Grown to whole points.
+    /// Expanded to whole points.
     Rect rounded(const Rect& rect) const;
 
-    /// From one point towards another. With a ratio the longer way decides, as far as there is room.
+    /// Spans from one point towards another. With a ratio the larger extent decides, as far as there is room.
     Rect rect(Point from, Point to) const;
-    /// By the handle, which comes to lie at the point as far as the smallest side allows.
+    /// Moves a handle to a point, as far as the minimum size allows.
     Rect resize(const Rect& original, Handle handle, Point to) const;
     Rect move(const Rect& original, double dx, double dy) const;
-    /// The largest of the ratio in the middle of another; that one itself where the shape is free.
+    /// The largest rectangle of the ratio, centred in `base`; `base` itself for a free shape.
     Rect largestWithin(const Rect& base) const;
-    /// The ratio with the width and the middle kept, as far as there is room.
+    /// Applies the ratio, keeping the width and the centre as far as there is room.
     Rect reshape(const Rect& current) const;
-    /// Another size from the same top left corner. A side that is not given follows from the ratio, or stays.
+    /// Changes the size, keeping the top left corner. A side that is not given follows from the ratio, or is
+    /// kept.
     Rect resized(const Rect& current, std::optional<double> width, std::optional<double> height) const;
 };
 
-/// Where a toolbar of that size goes: below the selection, else above it, else inside at its bottom; never so
-/// near that it would cover a handle.
+/// The frame of a toolbar of that size: below the selection, else above it, else inside it at its bottom.
+/// Keeps a distance, so that the toolbar covers no handle.
 Rect toolbarFrame(const Rect& selection, const Size& toolbar, const Rect& bounds);
 
 }  // namespace lumicrate

@@ -1,6 +1,7 @@
 #include "Lumicrate/Overlays/Selection/SelectionModel.h"
 
 #include "Lumicrate/Shortcuts/LetterCase.h"
+#include "Support/Log.h"
 #include "Support/Text.h"
 
 #include <algorithm>
@@ -11,7 +12,7 @@ namespace lumicrate {
 
 namespace {
 
-/// Of the virtual key codes.
+/// Virtual key codes.
 enum Key : std::int64_t {
     keyF = 3,
     keyReturn = 36,
@@ -19,20 +20,20 @@ enum Key : std::int64_t {
     keySpace = 49,
     keyEscape = 53,
     keyEnter = 76,
-    keyLeft = 123,
-    keyRight = 124,
-    keyDownwards = 125,
-    keyUpwards = 126,
+    keyArrowLeft = 123,
+    keyArrowRight = 124,
+    keyArrowDown = 125,
+    keyArrowUp = 126,
 };
 
-/// Up to there a drag is a click.
-constexpr double clickSlack = 4;
-/// How far from its point a handle can be taken, in each direction.
+/// A drag of at most this length counts as a click.
+constexpr double clickDistance = 4;
+/// The maximum distance from its point at which a handle can be grabbed, in each direction.
 constexpr double handleReach = 8;
-constexpr double hintDepth = 60;
+constexpr double hintDistance = 60;  ///< of the hint's centre from the top of the screen
 constexpr double sizeLabelGap = 20;
-constexpr double pickBarHeight = 80;
-constexpr double fasterSteps = 10;
+constexpr double pickBarDistance = 80;  ///< from the bottom of the screen
+constexpr double fastStep = 10;
 
 std::vector<Rect> rectsOf(const std::vector<HoverTarget>& targets) {
     std::vector<Rect> rects;
@@ -41,23 +42,23 @@ std::vector<Rect> rectsOf(const std::vector<HoverTarget>& targets) {
     return rects;
 }
 
-std::string inSmallLetters(const std::string& text) {
+std::string lowerCased(const std::string& text) {
     std::optional<std::u32string> letters = decodeUtf8(text);
     if (!letters) return text;
     std::transform(letters->begin(), letters->end(), letters->begin(), smallLetter);
     return encodeUtf8(*letters);
 }
 
-/// Where an arrow key points; none for another key.
+/// The direction of an arrow key; none for another key.
 std::optional<Point> arrowOf(std::int64_t keyCode) {
     switch (keyCode) {
-        case keyLeft:
+        case keyArrowLeft:
             return Point{-1, 0};
-        case keyRight:
+        case keyArrowRight:
             return Point{1, 0};
-        case keyDownwards:
+        case keyArrowDown:
             return Point{0, -1};
-        case keyUpwards:
+        case keyArrowUp:
             return Point{0, 1};
         default:
             return std::nullopt;
@@ -66,23 +67,23 @@ std::optional<Point> arrowOf(std::int64_t keyCode) {
 
 }  // namespace
 
-SelectionModel::SelectionModel(Settings settings, AreaToolbarModel& model, OnFinish onFinish)
+SelectionModel::SelectionModel(Settings settings, AreaToolbarModel& toolbar, OnFinish onFinish)
     : settings_(std::move(settings)),
-      model_(model),
+      toolbar_(toolbar),
       onFinish_(std::move(onFinish)),
       snapping_(bounds(), rectsOf(settings_.targets)) {
-    // Sizes are whole points.
-    model_.pixelStep = static_cast<int>(std::ceil(settings_.pixelScale));
-    model_.onAspect = [this](AspectPreset preset) { applyAspect(preset); };
-    model_.onSize = [this](auto width, auto height) { applySize(width, height); };
-    model_.onCancel = [this] { cancel(); };
-    model_.onConfirm = [this] { confirm(); };
-    model_.onFullScreen = [this] { selectFullScreen(); };
+    // Sides are whole points.
+    toolbar_.pixelStep = static_cast<int>(std::ceil(settings_.pixelScale));
+    toolbar_.onAspect = [this](AspectPreset preset) { applyAspect(preset); };
+    toolbar_.onSize = [this](auto width, auto height) { applySize(width, height); };
+    toolbar_.onCancel = [this] { cancel(); };
+    toolbar_.onConfirm = [this] { confirm(); };
+    toolbar_.onFullScreen = [this] { selectFullScreen(); };
     publish();
 }
 
 SelectionGeometry SelectionModel::geometry() const {
-    return {bounds(), ratioOf(*model_.aspect)};
+    return {bounds(), ratioOf(*toolbar_.aspect)};
 }
 
 void SelectionModel::setToolbarSize(const Size& size) {
@@ -99,8 +100,7 @@ void SelectionModel::setPickBarSize(const Size& size) {
 
 void SelectionModel::preselect(const Rect& rect) {
     const Rect inside = geometry().rounded(rect.intersection(bounds()));
-    if (inside.width < SelectionGeometry::minimumSide || inside.height < SelectionGeometry::minimumSide)
-        return;
+    if (inside.width < SelectionGeometry::minSide || inside.height < SelectionGeometry::minSide) return;
     adjust(inside);
 }
 
@@ -129,7 +129,7 @@ void SelectionModel::applySize(std::optional<int> widthPixels, std::optional<int
 
 void SelectionModel::confirm() {
     if (!selection_) return;
-    const bool followsWindow = pickedWindow_ && *model_.windowOnly;
+    const bool followsWindow = pickedWindow_ && *toolbar_.windowOnly;
     finish(selection_, followsWindow ? pickedWindow_->windowID : std::nullopt);
 }
 
@@ -138,10 +138,16 @@ void SelectionModel::cancel() {
 }
 
 void SelectionModel::finish(std::optional<Rect> rect, std::optional<std::uint32_t> windowID) {
-    if (const OnFinish once = std::exchange(onFinish_, nullptr)) once(rect, windowID);
+    const OnFinish callOnce = std::exchange(onFinish_, nullptr);
+    if (!callOnce) return;
+    log(LogArea::ui, "selection ",
+        !rect      ? "cancelled"
+        : windowID ? "confirmed: a window"
+                   : "confirmed: an area");
+    callOnce(rect, windowID);
 }
 
-// The pointer
+// Pointer
 
 std::optional<HoverTarget> SelectionModel::target(Point at) const {
     const auto found = std::find_if(settings_.targets.begin(), settings_.targets.end(),
@@ -184,16 +190,16 @@ void SelectionModel::mouseDown(const MouseEvent& event) {
         const bool confirms = event.clickCount == 2 && selection_->contains(event.location) &&
                               !handle(event.location, *selection_);
         if (confirms) return confirm();
-        pressAdjusting(event);
+        pressWhileAdjusting(event);
     } else {
         mode_ = Drawing{event.location, event.snaps};
     }
-    toolbarShown_ = false;
-    pickBarShown_ = false;
+    isToolbarShown_ = false;
+    isPickBarShown_ = false;
     publish();
 }
 
-void SelectionModel::pressAdjusting(const MouseEvent& event) {
+void SelectionModel::pressWhileAdjusting(const MouseEvent& event) {
     if (const auto taken = handle(event.location, *selection_)) {
         mode_ = Resizing{*taken, *selection_};
     } else if (selection_->contains(event.location)) {
@@ -223,8 +229,9 @@ void SelectionModel::mouseDragged(const MouseEvent& event) {
 }
 
 void SelectionModel::drag(const Drawing& drawing, const MouseEvent& event) {
-    const double way = std::hypot(event.location.x - drawing.start.x, event.location.y - drawing.start.y);
-    if (!selection_ && way <= clickSlack) return;
+    const double distance =
+        std::hypot(event.location.x - drawing.start.x, event.location.y - drawing.start.y);
+    if (!selection_ && distance <= clickDistance) return;
     const Point from = pixelEdge(geometry().clamped(drawing.start));
     const Point to = pixelEdge(event.location);
     selection_ =
@@ -234,7 +241,7 @@ void SelectionModel::drag(const Drawing& drawing, const MouseEvent& event) {
 void SelectionModel::drag(const Moving& moving, const MouseEvent& event) {
     const Rect free = geometry().move(moving.original, event.location.x - moving.start.x,
                                       event.location.y - moving.start.y);
-    // What is not moved is not drawn to anything either.
+    // A press without a movement must not snap.
     const bool snaps = event.snaps && free != moving.original;
     selection_ = snaps ? geometry().shiftedInside(snapping_.moved(free)) : free;
 }
@@ -247,27 +254,27 @@ void SelectionModel::drag(const Resizing& resizing, const MouseEvent& event) {
 
 void SelectionModel::mouseUp() {
     if (const auto* moving = std::get_if<Moving>(&mode_)) {
-        endGesture(moving->original);
+        finishGesture(moving->original);
     } else if (const auto* resizing = std::get_if<Resizing>(&mode_)) {
-        endGesture(resizing->original);
+        finishGesture(resizing->original);
     } else if (isIn<Drawing>()) {
-        const bool isDrawn = selection_ && selection_->width >= SelectionGeometry::minimumSide &&
-                             selection_->height >= SelectionGeometry::minimumSide;
-        if (!isDrawn) return pickBase();
+        const bool isDrawn = selection_ && selection_->width >= SelectionGeometry::minSide &&
+                             selection_->height >= SelectionGeometry::minSide;
+        if (!isDrawn) return pickHovered();
         setPickedWindow(std::nullopt);
         adjust(geometry().rounded(*selection_));
     }
 }
 
-/// A click without effect leaves everything as it was, also what the keys have put between whole points.
-void SelectionModel::endGesture(const Rect& original) {
+/// A click without a movement keeps the rectangle, even if the arrow keys have moved it between whole points.
+void SelectionModel::finishGesture(const Rect& original) {
     const Rect now = selection_ == original ? original : geometry().rounded(*selection_);
     if (now != original) setPickedWindow(std::nullopt);
     adjust(now);
 }
 
-/// A click picks what was under the pointer.
-void SelectionModel::pickBase() {
+/// After a click: selects what is under the pointer.
+void SelectionModel::pickHovered() {
     const Rect base = hovered_ ? hovered_->rect : bounds();
     if (geometry().ratio) {
         setPickedWindow(std::nullopt);
@@ -280,31 +287,34 @@ void SelectionModel::pickBase() {
 void SelectionModel::setPickedWindow(std::optional<HoverTarget> window) {
     pickedWindow_ = std::move(window);
     const auto title = pickedWindow_ ? std::optional(pickedWindow_->title) : std::nullopt;
-    if (title != *model_.windowTitle) model_.windowTitle = title;
-    if (!title && *model_.windowOnly) model_.windowOnly = false;
+    if (title != *toolbar_.windowTitle) toolbar_.windowTitle = title;
+    if (!title && *toolbar_.windowOnly) toolbar_.windowOnly = false;
 }
 
 void SelectionModel::adjust(const Rect& selection) {
+    if (selection != selection_ || !isIn<Adjusting>())
+        log(LogArea::ui, "selected ", stringFromRect(selection), pickedWindow_ ? ", a window" : "");
     selection_ = selection;
     mode_ = Adjusting{};
-    pickBarShown_ = false;
+    isPickBarShown_ = false;
     showToolbar();
     updateCursor();
     publish();
 }
 
 void SelectionModel::showToolbar() {
-    toolbarShown_ = true;
+    isToolbarShown_ = true;
     const auto show = [this](Published<int>& side, double points) {
         const int pixels = wholePixels(points, settings_.pixelScale);
         if (pixels != *side) side = pixels;
     };
-    show(model_.width, selection_->width);
-    show(model_.height, selection_->height);
+    show(toolbar_.width, selection_->width);
+    show(toolbar_.height, selection_->height);
 }
 
-/// The corner of pixels that a pointer on a pixel means: its top left one, and beyond the last pixel of the
-/// screen the edge itself, which could not be reached otherwise.
+/// The point that the pixel under the pointer stands for: its top left corner, but on the last pixel of the
+/// screen the screen's edge, which could not be reached otherwise. On a screen of 1200 pixels x = 300.5 gives
+/// 300, x = 1199.5 gives 1200.
 Point SelectionModel::pixelEdge(Point inside) const {
     constexpr double slack = 1e-6;
     const double scale = settings_.pixelScale;
@@ -326,7 +336,7 @@ void SelectionModel::updateCursor() {
     }
 }
 
-// The keys
+// Keys
 
 bool SelectionModel::keyDown(const NSEvent& event) {
     if (event.keyCode == keyEscape) {
@@ -346,7 +356,7 @@ bool SelectionModel::keyDown(const NSEvent& event) {
             confirm();
             return true;
         case keyM:
-            magnifies_ = !magnifies_;
+            isMagnifierOn_ = !isMagnifierOn_;
             publish();
             return true;
         default:
@@ -354,11 +364,11 @@ bool SelectionModel::keyDown(const NSEvent& event) {
     }
 }
 
-/// By a pixel, or ten with Shift; with Option the right and bottom edges alone are moved.
+/// Moves by one pixel, with Shift by ten; with Option moves only the right and bottom edges.
 bool SelectionModel::nudge(const NSEvent& event) {
     const auto arrow = arrowOf(event.keyCode);
     if (!arrow || !isIn<Adjusting>() || !selection_) return false;
-    const double step = (event.modifierFlags & NSEvent::shiftFlag ? fasterSteps : 1) / settings_.pixelScale;
+    const double step = (event.modifierFlags & NSEvent::shiftFlag ? fastStep : 1) / settings_.pixelScale;
     const Rect before = *selection_;
     const bool resizes = (event.modifierFlags & NSEvent::optionFlag) != 0;
     const Rect after = resizes ? stretched(before, arrow->x * step, -arrow->y * step)
@@ -378,7 +388,7 @@ Rect SelectionModel::stretched(const Rect& before, double wider, double taller) 
     return shape.ratio ? shape.rounded(after) : after;
 }
 
-// What is seen
+// Appearance
 
 void SelectionModel::publish() {
     SelectionAppearance now = describe();
@@ -387,43 +397,50 @@ void SelectionModel::publish() {
 
 SelectionAppearance SelectionModel::describe() const {
     SelectionAppearance seen;
-    const Rect all = bounds();
-    const Point hintCenter{all.midX(), all.maxY() - hintDepth};
     seen.selection = selection_;
     seen.cursor = cursor_;
     if (selection_) {
-        if (!isIn<Drawing>()) seen.handles = handlesFor(geometry().ratio);
-        const bool hasRoomBelow = selection_->minY() - sizeLabelGap > sizeLabelGap;
-        seen.sizeLabel = {formatPixels(selection_->size(), settings_.pixelScale),
-                          {selection_->midX(), hasRoomBelow ? selection_->minY() - sizeLabelGap
-                                                            : selection_->maxY() + sizeLabelGap}};
-        if (isIn<Adjusting>()) {
-            seen.hint = {localized("Return or double-click to") + " " + inSmallLetters(model_.confirmTitle) +
-                             localized("   ·   Drag to move, handles to resize   ·   Click outside to pick "
-                                       "again   ·   Esc: cancel"),
-                         hintCenter};
-        }
+        describeSelection(seen);
     } else {
-        seen.highlighted = hovered_;
-        if (hovered_) {
-            seen.highlightLabel = {
-                hovered_->title + "  ·  " + formatPixels(hovered_->rect.size(), settings_.pixelScale),
-                {hovered_->rect.midX(), hovered_->rect.midY()}};
-        }
-        seen.hint = {settings_.windowsOnly
-                         ? localized("Click the window to record   ·   Esc: cancel")
-                         : localized("Click a window   ·   Drag to select an area   ·   F: full screen   ·   "
-                                     "Esc: cancel"),
-                     hintCenter};
+        describeTarget(seen);
     }
-    const bool magnifies = magnifies_ || isIn<Resizing>() || (isIn<Drawing>() && selection_);
+    if (seen.hint) seen.hint->center = {bounds().midX(), bounds().maxY() - hintDistance};
+    const bool magnifies = isMagnifierOn_ || isIn<Resizing>() || (isIn<Drawing>() && selection_);
     if (magnifies) seen.magnified = mouse_;
-    if (toolbarShown_ && selection_) seen.toolbar = toolbarFrame(*selection_, toolbarSize_, all);
-    if (pickBarShown_) {
-        seen.pickBar = {all.midX() - pickBarSize_.width / 2, pickBarHeight, pickBarSize_.width,
+    if (isToolbarShown_ && selection_) seen.toolbar = toolbarFrame(*selection_, toolbarSize_, bounds());
+    if (isPickBarShown_) {
+        seen.pickBar = {bounds().midX() - pickBarSize_.width / 2, pickBarDistance, pickBarSize_.width,
                         pickBarSize_.height};
     }
     return seen;
+}
+
+void SelectionModel::describeSelection(SelectionAppearance& seen) const {
+    if (!isIn<Drawing>()) seen.handles = handlesFor(geometry().ratio);
+    const bool hasRoomBelow = selection_->minY() - sizeLabelGap > sizeLabelGap;
+    seen.sizeLabel = {formatPixels(selection_->size(), settings_.pixelScale),
+                      {selection_->midX(),
+                       hasRoomBelow ? selection_->minY() - sizeLabelGap : selection_->maxY() + sizeLabelGap}};
+    if (!isIn<Adjusting>()) return;
+    seen.hint = {
+        localized("Return or double-click to") + " " + lowerCased(toolbar_.confirmTitle) +
+            localized("   ·   Drag to move, handles to resize   ·   Click outside to pick again   ·   "
+                      "Esc: cancel"),
+        {}};
+}
+
+void SelectionModel::describeTarget(SelectionAppearance& seen) const {
+    seen.highlighted = hovered_;
+    if (hovered_) {
+        seen.highlightLabel = {
+            hovered_->title + "  ·  " + formatPixels(hovered_->rect.size(), settings_.pixelScale),
+            {hovered_->rect.midX(), hovered_->rect.midY()}};
+    }
+    seen.hint = {
+        settings_.windowsOnly
+            ? localized("Click the window to record   ·   Esc: cancel")
+            : localized("Click a window   ·   Drag to select an area   ·   F: full screen   ·   Esc: cancel"),
+        {}};
 }
 
 }  // namespace lumicrate

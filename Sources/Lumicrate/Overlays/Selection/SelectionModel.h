@@ -1,18 +1,15 @@
-// SelectionModel: the selection on one screen, as it is picked, drawn, moved and resized.
+// SelectionModel: the selection on one screen while it is picked, drawn, moved and resized.
 #pragma once
 
 #include "Lumicrate/Overlays/Selection/AreaToolbarModel.h"
 #include "Lumicrate/Overlays/Selection/EdgeSnapping.h"
-#include "Lumicrate/Overlays/Selection/HoverTarget.h"
 #include "Lumicrate/Overlays/Selection/SelectionGeometry.h"
-#include "Platform/AVAsset.h"
 #include "Platform/NSEvent.h"
 #include "Support/Geometry.h"
 #include "Support/Published.h"
 
 #include <cstdint>
 #include <functional>
-#include <memory>
 #include <optional>
 #include <string>
 #include <variant>
@@ -20,7 +17,15 @@
 
 namespace lumicrate {
 
-/// A text on a plate of its own.
+/// What a click picks: a window, or the whole screen.
+struct HoverTarget {
+    Rect rect;  ///< points, y up from the screen's bottom left corner
+    std::string title;
+    std::optional<std::uint32_t> windowID;  ///< none for the whole screen
+    bool operator==(const HoverTarget&) const = default;
+};
+
+/// A text that is shown on its own plate.
 struct SelectionLabel {
     std::string text;
     Point center;
@@ -30,47 +35,47 @@ struct SelectionLabel {
 struct SelectionCursor {
     enum class Kind { crosshair, openHand, closedHand, resize };
     Kind kind = Kind::crosshair;
-    Handle handle = Handle::topLeft;  ///< that a resize cursor is for
+    Handle handle = Handle::topLeft;  ///< of a resize cursor
     bool operator==(const SelectionCursor&) const = default;
 };
 
-/// All that is seen of a selection. Points, y up from the screen's bottom left corner.
+/// Everything that is shown of a selection. Points, y up from the screen's bottom left corner.
 struct SelectionAppearance {
-    std::optional<Rect> selection;  ///< where the screen is not dimmed
-    std::vector<Handle> handles;    ///< that are shown; none while it is drawn
+    std::optional<Rect> selection;  ///< the part of the screen that is not dimmed
+    std::vector<Handle> handles;    ///< the visible ones; none while the selection is drawn
     std::optional<HoverTarget> highlighted;
     std::optional<SelectionLabel> highlightLabel;
     std::optional<SelectionLabel> sizeLabel;
     std::optional<SelectionLabel> hint;
-    std::optional<Point> magnified;  ///< what the magnifier shows the surroundings of, while it is shown
+    std::optional<Point> magnified;  ///< the point that the magnifier shows, while it is visible
     SelectionCursor cursor;
-    std::optional<Rect> toolbar;  ///< the frames of the bars, while they are shown
-    std::optional<Rect> pickBar;
+    std::optional<Rect> toolbar;  ///< its frame, while it is visible
+    std::optional<Rect> pickBar;  ///< its frame, while it is visible
     bool operator==(const SelectionAppearance&) const = default;
 };
 
-/// Fed with what the pointer and the keys do; everything is in points, y up from the screen's bottom left
-/// corner. Main thread only. It must not be destroyed from inside `onFinish`.
+/// Receives pointer and key events, in points, y up from the screen's bottom left corner. Main thread only.
+/// Must not be destroyed from inside `onFinish`.
 class SelectionModel {
  public:
     struct Settings {
         Size screen;
-        double pixelScale = 1;             ///< pixels in a point
-        std::vector<HoverTarget> targets;  ///< front-most first
+        double pixelScale = 1;             ///< pixels per point
+        std::vector<HoverTarget> targets;  ///< the windows, front-most first
         bool windowsOnly = false;          ///< only a whole window can be picked
     };
-    /// Called once: with the rectangle and, where a window is to be recorded, its number; with nothing when
+    /// Called once: with the rectangle and, if a window is to be recorded, its number; without a rectangle if
     /// the user has cancelled.
     using OnFinish = std::function<void(std::optional<Rect>, std::optional<std::uint32_t> windowID)>;
 
     struct MouseEvent {
         Point location;
         int clickCount = 1;
-        bool snaps = true;  ///< edges near those of windows and of the screen come to lie on them
+        bool snaps = true;  ///< snap edges to those of windows and of the screen
     };
 
-    /// `model` must outlive it; its callbacks are taken.
-    SelectionModel(Settings settings, AreaToolbarModel& model, OnFinish onFinish);
+    /// `toolbar` must outlive this. Its callbacks are set here.
+    SelectionModel(Settings settings, AreaToolbarModel& toolbar, OnFinish onFinish);
     SelectionModel(const SelectionModel&) = delete;
     SelectionModel& operator=(const SelectionModel&) = delete;
 
@@ -79,27 +84,27 @@ class SelectionModel {
     double pixelScale() const { return settings_.pixelScale; }
     bool windowsOnly() const { return settings_.windowsOnly; }
 
-    /// How large the bars like to be; whenever that changes.
+    /// The preferred sizes of the bars. Call again whenever they change.
     void setToolbarSize(const Size& size);
     void setPickBarSize(const Size& size);
 
-    /// Selects a rectangle, if enough of it lies on the screen.
+    /// Selects a rectangle, unless too little of it lies on the screen.
     void preselect(const Rect& rect);
     void selectFullScreen();
     void applyAspect(AspectPreset preset);
-    /// Pixels; a side that is not given follows from the ratio, or stays.
+    /// Pixels. A side that is not given follows from the aspect ratio, or is kept.
     void applySize(std::optional<int> widthPixels, std::optional<int> heightPixels);
     void confirm();
     void cancel();
 
     void mouseMoved(Point location);
-    /// The pointer is on another screen, or on a bar.
+    /// The pointer is on another screen or on a bar.
     void mouseExited();
     void mouseDown(const MouseEvent& event);
     void mouseDragged(const MouseEvent& event);
     void mouseUp();
     void rightMouseDown() { cancel(); }
-    /// False for a key that means nothing here.
+    /// Returns false if the key has no meaning here.
     bool keyDown(const NSEvent& event);
 
     std::optional<HoverTarget> target(Point at) const;
@@ -132,9 +137,9 @@ class SelectionModel {
     void drag(const Drawing& drawing, const MouseEvent& event);
     void drag(const Moving& moving, const MouseEvent& event);
     void drag(const Resizing& resizing, const MouseEvent& event);
-    void pressAdjusting(const MouseEvent& event);
-    void pickBase();
-    void endGesture(const Rect& original);
+    void pressWhileAdjusting(const MouseEvent& event);
+    void pickHovered();
+    void finishGesture(const Rect& original);
     void adjust(const Rect& selection);
     bool nudge(const NSEvent& event);
     Rect stretched(const Rect& before, double wider, double taller) const;
@@ -146,9 +151,11 @@ class SelectionModel {
 
     void publish();
     SelectionAppearance describe() const;
+    void describeSelection(SelectionAppearance& seen) const;
+    void describeTarget(SelectionAppearance& seen) const;
 
     Settings settings_;
-    AreaToolbarModel& model_;
+    AreaToolbarModel& toolbar_;
     OnFinish onFinish_;
     EdgeSnapping snapping_;
     Mode mode_ = Picking{};
@@ -157,9 +164,9 @@ class SelectionModel {
     std::optional<HoverTarget> hovered_;
     std::optional<Point> mouse_;
     SelectionCursor cursor_;
-    bool toolbarShown_ = false;
-    bool pickBarShown_ = true;
-    bool magnifies_ = false;  ///< also where nothing is drawn or resized
+    bool isToolbarShown_ = false;
+    bool isPickBarShown_ = true;
+    bool isMagnifierOn_ = false;  ///< shown permanently, not only while drawing and resizing
     Size toolbarSize_;
     Size pickBarSize_;
 };

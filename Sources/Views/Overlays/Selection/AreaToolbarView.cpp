@@ -1,12 +1,14 @@
 #include "Views/Overlays/Selection/AreaToolbarView.h"
 
-#include "Views/Overlays/Selection/PlateButton.h"
+#include "Views/Overlays/BarButton.h"
 #include "Views/Overlays/Selection/RecordOptionsBarView.h"
 #include "Views/Overlays/Selection/SegmentedPicker.h"
 #include "Views/Overlays/Selection/SizeField.h"
 #include "Views/Widgets/QtText.h"
 
 #include <QHBoxLayout>
+#include <functional>
+#include <utility>
 
 namespace lumicrate::views {
 
@@ -15,10 +17,15 @@ namespace {
 constexpr int area = 0;
 constexpr int windowOnly = 1;
 
+/// Queued, because the action may end the selection and with it the button whose event this is.
+void onClick(const BarButton& button, QWidget& bar, std::function<void()> action) {
+    QObject::connect(&button, &QAbstractButton::clicked, &bar, std::move(action), Qt::QueuedConnection);
+}
+
 }  // namespace
 
 AreaToolbarView::AreaToolbarView(AreaToolbarModel& model, RecordOptionsBar& options, QWidget* parent)
-    : BarPlate(parent), model_(model) {
+    : SelectionBar(parent), model_(model) {
     setAccessibleName(localizedText("Selection"));
     addRecordPicker();
     addAspect();
@@ -28,7 +35,7 @@ AreaToolbarView::AreaToolbarView(AreaToolbarModel& model, RecordOptionsBar& opti
     addDivider();
     row().addWidget(new RecordOptionsBarView(options, this));
     addDivider();
-    addEnd();
+    addActions();
 }
 
 void AreaToolbarView::addRecordPicker() {
@@ -54,7 +61,7 @@ void AreaToolbarView::showWindow(const std::optional<std::string>& title) {
 }
 
 void AreaToolbarView::addAspect() {
-    aspect_ = new PlateButton(PlateButton::Look::field, this);
+    aspect_ = new BarButton(BarButton::Look::field, this);
     aspect_->setObjectName(QStringLiteral("aspect"));
     aspect_->setSymbol("aspectratio");
     aspect_->setHelp(localized("Aspect"));
@@ -84,23 +91,42 @@ void AreaToolbarView::addField(AreaToolbarModel::Side side, const QString& name,
     subscriptions_.push_back(model_.pixels(side).observe([field](int pixels) { field->setValue(pixels); }));
 }
 
-void AreaToolbarView::addEnd() {
-    auto* const cancel = new PlateButton(PlateButton::Look::plain, this);
+void AreaToolbarView::addActions() {
+    auto* const cancel = new BarButton(BarButton::Look::plain, this);
     cancel->setObjectName(QStringLiteral("cancel"));
     cancel->setSymbol("xmark");
     cancel->setHelp(localized("Cancel (Esc)"));
-    auto* const confirm = new PlateButton(PlateButton::Look::prominent, this);
+    auto* const confirm = new BarButton(BarButton::Look::prominent, this);
     confirm->setObjectName(QStringLiteral("confirm"));
     confirm->setSymbol("record.circle.fill");
     confirm->setText(qtText(model_.confirmTitle));
     confirm->setAccessibleName(confirm->text());
-    // Not within the button's own event: either may be the end of the bar.
-    connect(
-        cancel, &QAbstractButton::clicked, this, [this] { model_.onCancel(); }, Qt::QueuedConnection);
-    connect(
-        confirm, &QAbstractButton::clicked, this, [this] { model_.onConfirm(); }, Qt::QueuedConnection);
+    onClick(*cancel, *this, [this] { model_.onCancel(); });
+    onClick(*confirm, *this, [this] { model_.onConfirm(); });
     row().addWidget(cancel);
     row().addWidget(confirm);
+}
+
+PickBarView::PickBarView(AreaToolbarModel& model, bool offersFullScreen, QWidget* parent)
+    : SelectionBar(parent) {
+    setAccessibleName(localizedText("Selection"));
+    const auto addButton = [this](const char* name, const QString& label) {
+        auto* const button = new BarButton(BarButton::Look::plain, this);
+        button->setObjectName(QLatin1String(name));
+        button->setText(label);
+        button->setAccessibleName(label);
+        button->setPressedByReturn(true);
+        row().addWidget(button);
+        return button;
+    };
+    if (offersFullScreen) {
+        BarButton* const full = addButton("fullScreen", localizedText("Full Screen"));
+        full->setSymbol("rectangle.inset.filled");
+        full->setToolTip(localizedText("Select the whole screen (F)"));
+        onClick(*full, *this, [&model] { model.onFullScreen(); });
+        addDivider();
+    }
+    onClick(*addButton("cancel", localizedText("Cancel")), *this, [&model] { model.onCancel(); });
 }
 
 }  // namespace lumicrate::views

@@ -1,9 +1,9 @@
-// AreaToolbarView: the toolbar of a selection: its shape and size, what is recorded with it, and the way on.
+// AreaToolbarView and PickBarView: the two bars of a selection.
 #pragma once
 
 #include "Lumicrate/Overlays/Selection/AreaToolbarModel.h"
 #include "Support/Published.h"
-#include "Views/Overlays/Selection/BarPlate.h"
+#include "Views/Overlays/Selection/SelectionBar.h"
 
 #include <optional>
 #include <string>
@@ -15,13 +15,14 @@ class RecordOptionsBar;
 
 namespace lumicrate::views {
 
-class PlateButton;
+class BarButton;
 class SegmentedPicker;
 
-/// Mirrors its models, which must outlive it, and hands them what the user does. The parent is what the bar
-/// floats on: it places the bar, and has the keys that no control wants. Its size hint changes while it
-/// lives; the parent gets a LayoutRequest then, even while the bar is hidden.
-class AreaToolbarView final : public BarPlate {
+/// The toolbar beside a selection: its shape and size, what is recorded with it, cancel and confirm. Mirrors
+/// its models, which must outlive it, and passes the user's actions to them. The parent is the overlay that
+/// places the bar and handles the keys that no control uses. The size hint can change at any time; the parent
+/// then gets a LayoutRequest event, even while the bar is hidden.
+class AreaToolbarView final : public SelectionBar {
  public:
     AreaToolbarView(AreaToolbarModel& model, RecordOptionsBar& options, QWidget* parent);
 
@@ -29,15 +30,22 @@ class AreaToolbarView final : public BarPlate {
     void addRecordPicker();
     void addAspect();
     void addField(AreaToolbarModel::Side side, const QString& name, const QString& mark);
-    void addEnd();
+    void addActions();
     void showWindow(const std::optional<std::string>& title);
     void showAspect(AspectPreset preset);
 
     AreaToolbarModel& model_;
     SegmentedPicker* record_ = nullptr;
     QWidget* recordDivider_ = nullptr;
-    PlateButton* aspect_ = nullptr;
+    BarButton* aspect_ = nullptr;
     std::vector<Subscription> subscriptions_;
+};
+
+/// The bar that is shown while nothing is selected yet. Return presses its buttons too.
+class PickBarView final : public SelectionBar {
+ public:
+    /// `model` must outlive it.
+    PickBarView(AreaToolbarModel& model, bool offersFullScreen, QWidget* parent);
 };
 
 }  // namespace lumicrate::views

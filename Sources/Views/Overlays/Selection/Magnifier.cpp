@@ -1,6 +1,6 @@
 #include "Views/Overlays/Selection/Magnifier.h"
 
-#include "Views/Overlays/OverlayColors.h"
+#include "Views/Overlays/OverlayStyle.h"
 
 #include <QFont>
 #include <QFontDatabase>
@@ -23,6 +23,7 @@ constexpr double swatchGap = 6;
 constexpr double corner = 10;
 constexpr int textSize = 12;
 
+/// Shown beyond the edges of the screen.
 const QColor beyond(12, 12, 14);
 
 int besidePointer(int length, int pointer, int room, int gap) {
@@ -38,7 +39,7 @@ QFont textFont() {
     return font;
 }
 
-/// A line of so many pixels along the inside of a rectangle.
+/// Paints a line along the inside of a rectangle.
 void frameRect(QPainter& painter, const QRect& rect, int line, const QColor& color) {
     const QRegion frame = QRegion(rect) - rect.adjusted(line, line, -line, -line);
     for (const QRect& each : frame)
@@ -92,7 +93,7 @@ void Magnifier::paintPixels(QPainter& painter, const QPoint& corner, const QPoin
             painter.fillRect(corner.x() + x * cell_, corner.y() + y * cell_, cell_, cell_, color);
         }
     }
-    // Light and dark, so that one of them is seen; around the pixel, of which nothing is covered.
+    // A light and a dark frame, so that one of them is visible, around the pixel without covering it.
     const int line = std::max(1, static_cast<int>(std::lround(scale_)));
     const QRect middle(corner + QPoint(count / 2, count / 2) * cell_, QSize(cell_, cell_));
     frameRect(painter, middle.adjusted(-line, -line, line, line), line, Qt::white);

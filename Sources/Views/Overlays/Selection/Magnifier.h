@@ -1,4 +1,4 @@
-// Magnifier: the pixels around the pointer, large, with the place and the colour of the one it is on.
+// Magnifier: the pixels around the pointer, enlarged, with the position and the colour of the pixel under it.
 #pragma once
 
 #include <QColor>
@@ -11,22 +11,22 @@ class QPainter;
 
 namespace lumicrate::views {
 
-/// Where a box goes: below and to the right of the pointer, or on its other side where there is no room. It
-/// neither covers the pointer nor leaves the screen, whose shorter side must have room for the box, the gap
-/// and the pointer. Pixels.
+/// The top left corner of a box beside the pointer: below and to the right of it, or on the other side where
+/// there is no room. The box covers neither the pointer nor anything beyond the screen, provided that at
+/// least one side of the screen has room for the box, the gap and the pointer. Pixels.
 QPoint placeBesidePointer(const QSize& box, const QPoint& pointer, const QSize& screen, int gap);
 
-/// All in pixels, of the screen's picture as well as of the painter.
+/// Uses pixels everywhere: in the picture of the screen and on the painter.
 class Magnifier {
  public:
-    /// How many pixels are shown in each direction.
+    /// The number of pixels shown in each direction.
     static constexpr int count = 15;
 
     explicit Magnifier(double scale);
 
-    /// Where it is while the pointer is on a pixel of the screen.
+    /// The magnifier's place while the pointer is on that pixel of the screen.
     QRect frame(const QPoint& pixel, const QSize& screen) const;
-    /// Paints it into its frame; `picture` is that of the whole screen.
+    /// Paints the magnifier into its frame. `picture` shows the whole screen.
     void paint(QPainter& painter, const QRect& frame, const QPoint& pixel, const QImage& picture) const;
 
  private:

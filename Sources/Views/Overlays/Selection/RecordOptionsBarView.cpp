@@ -1,20 +1,46 @@
 #include "Views/Overlays/Selection/RecordOptionsBarView.h"
 
-#include "Views/Overlays/Selection/OptionToggle.h"
-#include "Views/Overlays/Selection/PlateButton.h"
-#include "Views/Overlays/Selection/PlateParts.h"
+#include "Views/Overlays/BarButton.h"
+#include "Views/Overlays/OverlayStyle.h"
 #include "Views/Widgets/QtText.h"
 
 #include <QHBoxLayout>
 
 namespace lumicrate::views {
 
+/// A button that turns one recording option on and off. It shows the stored preference: a click requests the
+/// change, and the button follows when the change has been stored.
+class OptionToggle final : public BarButton {
+ public:
+    OptionToggle(RecordOptionsBar& bar, const RecordOptionsBar::Toggle& toggle, QWidget* parent)
+        : BarButton(Look::plain, parent) {
+        setCheckable(true);
+        setObjectName(qtText(toggle.key));
+        setAccessibleName(qtText(toggle.name));
+        connect(this, &QAbstractButton::clicked, this, [&bar, key = toggle.key] { bar.toggle(key); });
+        setToggle(toggle);
+    }
+
+    void setToggle(const RecordOptionsBar::Toggle& toggle) {
+        setSymbol(toggle.symbol);
+        setToolTip(qtText(toggle.help));
+        setChecked(toggle.isOn);
+    }
+
+ protected:
+    void nextCheckState() override {}
+    QColor symbolColor() const override {
+        constexpr double offOpacity = 0.42;
+        return isChecked() ? QColor(Qt::white) : overlay::white(offOpacity);
+    }
+};
+
 RecordOptionsBarView::RecordOptionsBarView(RecordOptionsBar& bar, QWidget* parent) : QWidget(parent) {
     setAccessibleName(localizedText("Recording options"));
     auto* const row = new QHBoxLayout(this);
     row->setContentsMargins(0, 0, 0, 0);
     row->setSpacing(0);
-    video_ = new PlateButton(PlateButton::Look::field, this);
+    video_ = new BarButton(BarButton::Look::field, this);
     video_->setObjectName(QStringLiteral("video"));
     video_->setHelp(RecordOptionsBar::videoHelp());
     video_->setMenu([&bar] { return bar.videoMenu(); });
@@ -24,11 +50,11 @@ RecordOptionsBarView::RecordOptionsBarView(RecordOptionsBar& bar, QWidget* paren
     video_->setWidestOf(summaries);
     row->addWidget(video_);
     for (const RecordOptionsBar::Toggle& each : bar.content->toggles) {
-        row->addSpacing(plate::controlGap);
+        row->addSpacing(overlay::control::gap);
         toggles_.push_back(new OptionToggle(bar, each, this));
         row->addWidget(toggles_.back());
         if (each.key != preference::captureMicrophone) continue;
-        auto* const opener = new PlateButton(PlateButton::Look::narrow, this);
+        auto* const opener = new BarButton(BarButton::Look::narrow, this);
         opener->setObjectName(QStringLiteral("microphones"));
         opener->setHelp(RecordOptionsBar::microphoneMenuHelp());
         opener->setMenu([&bar] { return bar.microphoneMenu(); });

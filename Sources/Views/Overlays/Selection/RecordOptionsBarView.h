@@ -1,4 +1,4 @@
-// RecordOptionsBarView: resolution, frame rate and what is recorded besides the picture.
+// RecordOptionsBarView: resolution, frame rate and the sources that are recorded along with the picture.
 #pragma once
 
 #include "Lumicrate/Overlays/Selection/RecordOptionsBar.h"
@@ -9,10 +9,10 @@
 
 namespace lumicrate::views {
 
+class BarButton;
 class OptionToggle;
-class PlateButton;
 
-/// `bar` must outlive it.
+/// A part of the toolbar. `bar` must outlive it.
 class RecordOptionsBarView final : public QWidget {
  public:
     RecordOptionsBarView(RecordOptionsBar& bar, QWidget* parent);
@@ -20,7 +20,7 @@ class RecordOptionsBarView final : public QWidget {
  private:
     void showContent(const RecordOptionsBar::Content& content);
 
-    PlateButton* video_;
+    BarButton* video_;
     std::vector<OptionToggle*> toggles_;
     Subscription subscription_;
 };

@@ -8,7 +8,7 @@ namespace lumicrate::views {
 
 namespace {
 
-/// What a division and a multiplication may take from a whole number.
+/// The rounding error that a division and a multiplication may add to a whole number.
 constexpr double slack = 1e-6;
 
 QRect aligned(const QRect& rect, double factor) {
@@ -19,10 +19,10 @@ QRect aligned(const QRect& rect, double factor) {
     return {left, top, right - left, bottom - top};
 }
 
-QRegion aligned(const QRegion& region, double factor, int more) {
+QRegion aligned(const QRegion& region, double factor, int margin) {
     QRegion all;
     for (const QRect& each : region)
-        all += aligned(each, factor).adjusted(-more, -more, more, more);
+        all += aligned(each, factor).adjusted(-margin, -margin, margin, margin);
     return all;
 }
 
@@ -67,7 +67,7 @@ QRect ScreenPixels::widgetFrame(const Rect& points) const {
             QSizeF(points.width, points.height).toSize()};
 }
 
-// Where a point is no whole number of pixels, the toolkit rounds place and size each on its own.
+// At fractional scales the toolkit rounds position and size separately, which may add a pixel on each side.
 
 QRegion ScreenPixels::widgetRegion(const QRegion& pixels) const {
     return aligned(pixels, 1 / scale_, isWhole() ? 0 : 1);

@@ -1,4 +1,4 @@
-// ScreenPixels: where the selection's points, a widget's points and the pixels of one screen meet.
+// ScreenPixels: converts between the selection's points, a widget's points and the pixels of one screen.
 #pragma once
 
 #include "Support/Geometry.h"
@@ -10,32 +10,32 @@
 
 namespace lumicrate::views {
 
-/// The selection counts in points, y up from the screen's bottom left corner; a widget that covers the screen
-/// in points, y down from the top left one; pixels go down from there, too.
+/// The selection uses points, y up from the screen's bottom left corner. A widget that covers the screen uses
+/// points, y down from the top left corner. Pixels are counted down from there too.
 class ScreenPixels {
  public:
-    /// `screen` in points; `scale` is the number of pixels in a point.
+    /// `screen` in points; `scale` is the number of pixels per point.
     ScreenPixels(const Size& screen, double scale) : screen_(screen), scale_(scale) {}
 
     double scale() const { return scale_; }
-    /// So many points, in whole pixels.
+    /// A length in whole pixels.
     int length(double points) const;
     /// The whole screen.
     QRect all() const { return {0, 0, length(screen_.width), length(screen_.height)}; }
 
     QPointF positionOf(const Point& point) const;
-    /// With each edge on the nearest one of pixels.
+    /// Each edge is moved to the nearest edge between pixels.
     QRect rectOf(const Rect& points) const;
-    /// The pixel that a point lies in, or the nearest of the screen.
+    /// The pixel that contains a point, or the nearest pixel of the screen.
     QPoint pixelOf(const Point& point) const;
-    /// The middle of the pixel that a place on the widget lies in.
+    /// The centre of the pixel at a position on the widget.
     Point pointAt(const QPointF& onWidget) const;
-    /// For a child widget: of that size, with its top left corner on whole points.
+    /// The geometry of a child widget: the same size, with the top left corner on whole points.
     QRect widgetFrame(const Rect& points) const;
 
-    /// The least part of the widget that has all of these pixels, however the toolkit rounds.
+    /// The smallest part of the widget that contains these pixels, however the toolkit rounds.
     QRegion widgetRegion(const QRegion& pixels) const;
-    /// All pixels that are in a part of the widget, however the toolkit rounds.
+    /// All pixels that may lie in a part of the widget, however the toolkit rounds.
     QRegion pixelRegion(const QRegion& ofWidget) const;
 
  private:

@@ -1,6 +1,6 @@
 #include "Views/Overlays/Selection/SegmentedPicker.h"
 
-#include "Views/Overlays/Selection/PlateParts.h"
+#include "Views/Overlays/OverlayStyle.h"
 #include "Views/Widgets/QtText.h"
 
 #include <QAbstractButton>
@@ -14,12 +14,12 @@ namespace lumicrate::views {
 namespace {
 
 constexpr int inset = 2;
-constexpr int segmentHeight = plate::controlHeight - 2 * inset;
+constexpr int segmentHeight = overlay::control::height - 2 * inset;
 constexpr int segmentPadding = 10;
-constexpr int segmentCorner = plate::controlCorner - inset;
+constexpr int segmentCorner = overlay::control::corner - inset;
 constexpr double chosenOpacity = 0.24;
 
-/// For people. Rich text is broken into lines; a window's title must not be taken for it.
+/// Rich text, so that a tool tip wraps it. Escaped: it contains a window's title.
 QString wrapped(const std::string& text) {
     return QStringLiteral("<p>%1</p>").arg(qtText(text).toHtmlEscaped());
 }
@@ -39,8 +39,8 @@ class SegmentedPicker::Segment final : public QAbstractButton {
         setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
     }
     QSize sizeHint() const override {
-        // As wide as the chosen one, which is bolder.
-        const QFontMetrics metrics(plate::font(font(), QFont::Medium));
+        // Room for the bolder font of the chosen segment.
+        const QFontMetrics metrics(overlay::controlFont(font(), QFont::Medium));
         return {metrics.horizontalAdvance(text()) + 2 * segmentPadding, segmentHeight};
     }
 
@@ -49,14 +49,16 @@ class SegmentedPicker::Segment final : public QAbstractButton {
         QPainter painter(this);
         painter.setRenderHint(QPainter::Antialiasing);
         if (isChecked()) {
-            plate::paintGround(painter, rect(), overlay::white(chosenOpacity), segmentCorner);
+            overlay::paintGround(painter, rect(), overlay::white(chosenOpacity), segmentCorner);
         } else if (isDown() || underMouse()) {
-            plate::paintGround(painter, rect(), isDown() ? plate::pressed : plate::hover, segmentCorner);
+            overlay::paintGround(painter, rect(),
+                                 isDown() ? overlay::control::pressed : overlay::control::hover,
+                                 segmentCorner);
         }
-        painter.setFont(plate::font(font(), isChecked() ? QFont::Medium : QFont::Normal));
+        painter.setFont(overlay::controlFont(font(), isChecked() ? QFont::Medium : QFont::Normal));
         painter.setPen(isChecked() ? QColor(Qt::white) : overlay::white(0.7));
         painter.drawText(rect(), Qt::AlignCenter, text());
-        if (hasFocus()) plate::paintFocus(painter, rect(), plate::focus, segmentCorner);
+        if (hasFocus()) overlay::paintFocus(painter, rect(), overlay::control::focus, segmentCorner);
     }
     void keyPressEvent(QKeyEvent* event) override {
         switch (event->key()) {
@@ -103,7 +105,7 @@ void SegmentedPicker::setChosen(int index) {
 void SegmentedPicker::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
-    plate::paintGround(painter, rect(), plate::field);
+    overlay::paintGround(painter, rect(), overlay::control::field);
 }
 
 }  // namespace lumicrate::views

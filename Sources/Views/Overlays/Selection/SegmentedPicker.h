@@ -1,4 +1,4 @@
-// SegmentedPicker: a choice among a few, which stand side by side.
+// SegmentedPicker: a choice between a few alternatives, shown side by side.
 #pragma once
 
 #include <QWidget>
@@ -8,16 +8,16 @@
 
 namespace lumicrate::views {
 
-/// The Tab key comes to the chosen segment, the arrows choose another.
+/// The Tab key focuses the chosen segment; the arrow keys choose another one.
 class SegmentedPicker final : public QWidget {
  public:
     SegmentedPicker(const QString& name, QWidget* parent);
 
     void addSegment(const QString& label);
     void setHelp(int index, const std::string& help);
-    /// Shows a choice; nobody is told.
+    /// Shows a choice without calling back.
     void setChosen(int index);
-    /// Called with what the user has chosen.
+    /// Called with the index of the segment that the user has chosen.
     void setOnChosen(std::function<void(int)> chosen) { onChosen_ = std::move(chosen); }
 
  protected:

@@ -1,32 +1,39 @@
 #include "Views/Overlays/Selection/SelectionPainter.h"
 
-#include "Views/Overlays/OverlayColors.h"
+#include "Views/Overlays/OverlayStyle.h"
 
 #include <QPainter>
+#include <algorithm>
+#include <array>
 #include <cmath>
 #include <utility>
+#include <vector>
 
 namespace lumicrate::views {
 
 namespace {
 
 constexpr double dimming = 0.45;
+constexpr double outlineDistance = 0.5;  ///< of the centre line from the selection
+constexpr double outlineWidth = 1.5;
+constexpr double dashLength = 6;
+constexpr double dashPeriod = 10;
 constexpr double handleSide = 9;
 constexpr double handleCorner = 2;
 constexpr double handleLine = 1.5;
 constexpr double highlightOpacity = 0.12;
 constexpr double highlightLine = 3;
-/// Of a selection where there is neither a still picture nor a way to see through.
+/// Shown inside a selection if there is neither a still picture nor a compositing manager.
 const QColor blank(96, 98, 106);
 
-/// In the format of the window, so that painting is copying.
+/// Converts to the format of the window, so that painting only copies.
 QImage prepared(QImage still) {
     still.convertTo(QImage::Format_ARGB32_Premultiplied);
     still.setDevicePixelRatio(1);
     return still;
 }
 
-/// All handles look the same, so it is painted once; its middle is that of the picture.
+/// All handles look the same, so one is painted in advance, centred in its picture.
 QImage handlePicture(double scale) {
     const int reach = static_cast<int>(std::ceil((handleSide + handleLine) / 2 * scale));
     QImage picture(2 * reach, 2 * reach, QImage::Format_ARGB32_Premultiplied);
@@ -47,7 +54,119 @@ void fill(QPainter& painter, const QRegion& region, const QColor& color) {
         painter.fillRect(each, color);
 }
 
+struct Span {
+    double from;
+    double to;
+};
+
+/// One of the four sides, clockwise: from the outer edge at its first corner to the inner edge at its last
+/// corner, where the next side begins.
+struct Side {
+    bool isHorizontal;
+    bool isBackwards;
+    Span along;
+    Span across;
+    double phase;  ///< length of the outline up to the first corner
+};
+
+QRect pixels(const Side& side) {
+    const auto low = [](const Span& span) { return static_cast<int>(std::floor(span.from)); };
+    const auto high = [](const Span& span) { return static_cast<int>(std::ceil(span.to)); };
+    const QRect lying(low(side.along), low(side.across), high(side.along) - low(side.along),
+                      high(side.across) - low(side.across));
+    return side.isHorizontal ? lying : QRect(lying.y(), lying.x(), lying.height(), lying.width());
+}
+
+std::array<Side, 4> sides(const QRect& around, double scale) {
+    const double grown = outlineDistance * scale;
+    const double half = outlineWidth * scale / 2;
+    const double left = around.x() - grown;
+    const double top = around.y() - grown;
+    const double right = around.x() + around.width() + grown;
+    const double bottom = around.y() + around.height() + grown;
+    const double width = right - left;
+    const double height = bottom - top;
+    return {{{true, false, {left - half, right - half}, {top - half, top + half}, 0},
+             {false, false, {top - half, bottom - half}, {right - half, right + half}, width},
+             {true, true, {left + half, right + half}, {bottom - half, bottom + half}, width + height},
+             {false, true, {top + half, bottom + half}, {left - half, left + half}, 2 * width + height}}};
+}
+
+/// The total length of dashes within the first `length` pixels of the outline.
+double dashed(double length, double scale) {
+    const double whole = std::floor(length / (dashPeriod * scale));
+    return whole * dashLength * scale + std::min(length - whole * dashPeriod * scale, dashLength * scale);
+}
+
+/// The share of each pixel from `first` on that dashes cover along the side, 0 to 1.
+std::vector<double> alongCover(const Side& side, int first, int count, double scale) {
+    const double half = outlineWidth * scale / 2;
+    // The corner of the outline's centre line.
+    const double begin = side.isBackwards ? side.along.to - half : side.along.from + half;
+    const bool startsInDash = std::fmod(side.phase, dashPeriod * scale) < dashLength * scale;
+    // The length of dashes between two positions relative to the corner. Positions before the corner continue
+    // the corner's own dash or gap.
+    const auto dashesBetween = [&](double from, double to) {
+        double covered = 0;
+        if (to > 0)
+            covered = dashed(side.phase + to, scale) - dashed(side.phase + std::max(from, 0.0), scale);
+        if (from < 0 && startsInDash) covered += std::min(to, 0.0) - from;
+        return covered;
+    };
+    std::vector<double> cover;
+    cover.reserve(static_cast<std::size_t>(count));
+    for (int pixel = first; pixel < first + count; ++pixel) {
+        const double from = std::max<double>(pixel, side.along.from);
+        const double to = std::max(from, std::min<double>(pixel + 1, side.along.to));
+        cover.push_back(side.isBackwards ? dashesBetween(begin - to, begin - from)
+                                         : dashesBetween(from - begin, to - begin));
+    }
+    return cover;
+}
+
+/// The share of each pixel that the line covers across the side.
+std::vector<double> acrossCover(const Side& side, int first, int count) {
+    std::vector<double> cover;
+    for (int pixel = first; pixel < first + count; ++pixel) {
+        const double from = std::max<double>(pixel, side.across.from);
+        cover.push_back(std::max(0.0, std::min<double>(pixel + 1, side.across.to) - from));
+    }
+    return cover;
+}
+
+QImage strip(const Side& side, const QRect& part, double scale) {
+    const auto columns = side.isHorizontal ? alongCover(side, part.x(), part.width(), scale)
+                                           : acrossCover(side, part.x(), part.width());
+    const auto rows = side.isHorizontal ? acrossCover(side, part.y(), part.height())
+                                        : alongCover(side, part.y(), part.height(), scale);
+    QImage image(part.size(), QImage::Format_ARGB32_Premultiplied);
+    auto* line = image.bits();
+    for (const double row : rows) {
+        auto* pixel = reinterpret_cast<QRgb*>(line);
+        for (const double column : columns) {
+            const int alpha = static_cast<int>(255 * row * column + 0.5);
+            *pixel++ = qRgba(alpha, alpha, alpha, alpha);
+        }
+        line += image.bytesPerLine();
+    }
+    return image;
+}
+
 }  // namespace
+
+QRegion DashedOutline::region(const QRect& around) const {
+    QRegion all;
+    for (const Side& each : sides(around, scale_))
+        all += pixels(each);
+    return all;
+}
+
+void DashedOutline::paint(QPainter& painter, const QRect& around, const QRegion& clip) const {
+    for (const Side& each : sides(around, scale_)) {
+        const QRect part = (clip & pixels(each)).boundingRect();
+        if (!part.isEmpty()) painter.drawImage(part.topLeft(), strip(each, part, scale_));
+    }
+}
 
 SelectionPainter::SelectionPainter(QImage still, double scale)
     : still_(prepared(std::move(still))),
@@ -56,8 +175,8 @@ SelectionPainter::SelectionPainter(QImage still, double scale)
       magnifier_(scale),
       handle_(handlePicture(scale)) {}
 
-QRect SelectionPainter::handleFrame(const QPoint& middle) const {
-    return {middle - handle_.rect().center() - QPoint(1, 1), handle_.size()};
+QRect SelectionPainter::handleFrame(const QPoint& center) const {
+    return {center - handle_.rect().center() - QPoint(1, 1), handle_.size()};
 }
 
 QRegion SelectionPainter::highlightFrame(const QRect& target) const {
@@ -67,21 +186,21 @@ QRegion SelectionPainter::highlightFrame(const QRect& target) const {
 
 void SelectionPainter::paint(QPainter& painter, const SelectionScene& scene, const QRegion& clip,
                              bool composited) const {
-    paintGround(painter, scene, clip, composited);
+    paintBackground(painter, scene, clip, composited);
     if (scene.highlight) paintHighlight(painter, *scene.highlight, clip);
     if (scene.selection) outline_.paint(painter, *scene.selection, clip);
     for (const QPoint& each : scene.handles) {
         const QRect frame = handleFrame(each);
         if (clip.intersects(frame)) painter.drawImage(frame.topLeft(), handle_);
     }
-    for (const LabelPlate& each : scene.labels)
+    for (const SceneLabel& each : scene.labels)
         if (clip.intersects(each.plate)) each.paint(painter, scale_);
     if (scene.magnified && clip.intersects(scene.magnified->frame))
         magnifier_.paint(painter, scene.magnified->frame, scene.magnified->pixel, still_);
 }
 
-void SelectionPainter::paintGround(QPainter& painter, const SelectionScene& scene, const QRegion& clip,
-                                   bool composited) const {
+void SelectionPainter::paintBackground(QPainter& painter, const SelectionScene& scene, const QRegion& clip,
+                                       bool composited) const {
     const QRegion bright = scene.selection ? clip & *scene.selection : QRegion();
     const QRegion dimmed = clip - bright;
     painter.setCompositionMode(QPainter::CompositionMode_Source);

@@ -1,32 +1,71 @@
 #include "Views/Overlays/Selection/SelectionScene.h"
 
+#include "Views/Overlays/OverlayStyle.h"
 #include "Views/Overlays/Selection/SelectionPainter.h"
 #include "Views/Widgets/QtText.h"
 
+#include <QFont>
+#include <QFontDatabase>
+#include <QFontMetricsF>
+#include <QPainter>
 #include <algorithm>
+#include <cmath>
 #include <utility>
 
 namespace lumicrate::views {
 
 namespace {
 
+constexpr double paddingX = 12;
+constexpr double paddingY = 6;
+constexpr double corner = 8;
+constexpr double margin = 8;  ///< from the edges of the screen
+constexpr int textSize = 13;
+constexpr int targetSize = 15;
+
+QFont fontOf(SceneLabel::Kind kind) {
+    // Fixed-width digits do not jump while they change.
+    QFont font =
+        kind == SceneLabel::Kind::size ? QFontDatabase::systemFont(QFontDatabase::FixedFont) : QFont();
+    font.setPixelSize(kind == SceneLabel::Kind::target ? targetSize : textSize);
+    font.setWeight(kind == SceneLabel::Kind::hint ? QFont::Normal : QFont::Medium);
+    return font;
+}
+
+/// A target's text ends with its size, which must stay readable.
+Qt::TextElideMode elisionOf(SceneLabel::Kind kind) {
+    return kind == SceneLabel::Kind::target ? Qt::ElideMiddle : Qt::ElideRight;
+}
+
+/// A window title may contain any characters; it is shown on one line.
+QString onOneLine(QString text) {
+    for (QChar& each : text) {
+        if (each.category() == QChar::Other_Control || each.isSpace()) each = u' ';
+    }
+    return text;
+}
+
+int clamped(int value, int low, int high) {
+    return std::max(low, std::min(value, high));
+}
+
 QRegion regionOf(const std::optional<QRect>& rect) {
     return rect ? QRegion(*rect) : QRegion();
 }
 
-std::vector<LabelPlate> labelsOf(const SelectionAppearance& seen, const ScreenPixels& screen) {
+std::vector<SceneLabel> labelsOf(const SelectionAppearance& seen, const ScreenPixels& screen) {
     std::vector<QRect> taken;
     for (const auto& bar : {seen.toolbar, seen.pickBar})
         if (bar) taken.push_back(screen.rectOf(*bar));
-    const std::pair<const std::optional<SelectionLabel>&, LabelPlate::Kind> byWeight[] = {
-        {seen.sizeLabel, LabelPlate::Kind::size},
-        {seen.highlightLabel, LabelPlate::Kind::target},
-        {seen.hint, LabelPlate::Kind::hint}};
-    std::vector<LabelPlate> labels;
-    for (const auto& [label, kind] : byWeight) {
+    const std::pair<const std::optional<SelectionLabel>&, SceneLabel::Kind> byImportance[] = {
+        {seen.sizeLabel, SceneLabel::Kind::size},
+        {seen.highlightLabel, SceneLabel::Kind::target},
+        {seen.hint, SceneLabel::Kind::hint}};
+    std::vector<SceneLabel> labels;
+    for (const auto& [label, kind] : byImportance) {
         if (!label) continue;
-        LabelPlate placed =
-            LabelPlate::placed(kind, qtText(label->text), screen.positionOf(label->center), screen);
+        SceneLabel placed =
+            SceneLabel::placed(kind, qtText(label->text), screen.positionOf(label->center), screen);
         const bool isCovered = std::any_of(taken.begin(), taken.end(), [&placed](const QRect& each) {
             return each.intersects(placed.plate);
         });
@@ -37,11 +76,11 @@ std::vector<LabelPlate> labelsOf(const SelectionAppearance& seen, const ScreenPi
     return labels;
 }
 
-/// What is in one of the lists alone.
-QRegion changedLabels(const std::vector<LabelPlate>& before, const std::vector<LabelPlate>& after) {
+/// The labels that only one of the lists has.
+QRegion changedLabels(const std::vector<SceneLabel>& before, const std::vector<SceneLabel>& after) {
     QRegion changed;
     const auto addMissing = [&changed](const auto& these, const auto& those) {
-        for (const LabelPlate& each : these)
+        for (const SceneLabel& each : these)
             if (std::find(those.begin(), those.end(), each) == those.end()) changed += each.plate;
     };
     addMissing(before, after);
@@ -50,6 +89,36 @@ QRegion changedLabels(const std::vector<LabelPlate>& before, const std::vector<L
 }
 
 }  // namespace
+
+SceneLabel SceneLabel::placed(Kind kind, const QString& text, const QPointF& center,
+                              const ScreenPixels& screen) {
+    const QFontMetricsF metrics(fontOf(kind));
+    const QRect all = screen.all();
+    const double room = all.width() / screen.scale() - 2 * (margin + paddingX);
+    const QString seen = metrics.elidedText(onOneLine(text), elisionOf(kind), room);
+    const double width = std::ceil(metrics.horizontalAdvance(seen)) + 2 * paddingX;
+    const double height = std::ceil(metrics.height()) + 2 * paddingY;
+    QRect plate(0, 0, screen.length(width), screen.length(height));
+    const QPointF half = QPointF(plate.width(), plate.height()) / 2;
+    const QPoint wanted = (center - half).toPoint();
+    const int inset = screen.length(margin);
+    plate.moveTo(clamped(wanted.x(), inset, all.width() - plate.width() - inset),
+                 clamped(wanted.y(), inset, all.height() - plate.height() - inset));
+    return {kind, seen, plate};
+}
+
+void SceneLabel::paint(QPainter& painter, double scale) const {
+    const QRectF body(QPointF(), QSizeF(plate.size()) / scale);
+    painter.save();
+    painter.translate(plate.topLeft());
+    painter.scale(scale, scale);
+    painter.setRenderHint(QPainter::Antialiasing);
+    overlay::paintPlate(painter, body, corner, true);
+    painter.setFont(fontOf(kind));
+    painter.setPen(Qt::white);
+    painter.drawText(body, Qt::AlignCenter | Qt::TextSingleLine | Qt::TextDontClip, text);
+    painter.restore();
+}
 
 SelectionScene layOut(const SelectionAppearance& seen, const ScreenPixels& screen,
                       const SelectionPainter& painter) {
@@ -70,7 +139,7 @@ SelectionScene layOut(const SelectionAppearance& seen, const ScreenPixels& scree
 
 QRegion changedPixels(const SelectionScene& before, const SelectionScene& after,
                       const SelectionPainter& painter) {
-    // The dimmed parts are all but the selections, and differ where these do.
+    // Everything outside of the selection is dimmed, so the dimming differs where the selections differ.
     QRegion changed = regionOf(before.selection) ^ regionOf(after.selection);
     if (before.selection != after.selection) {
         for (const auto& each : {before.selection, after.selection})

@@ -54,8 +54,9 @@ QString descriptionOf(const SelectionAppearance& seen) {
     return lines.join(u'\n');
 }
 
-/// Of what comes to the panel: on a dense screen the toolkit rounds the place of the pointer on the last
-/// pixels to beyond all that is in the panel.
+/// Whether an event of the panel is meant for the selection. On a dense screen the toolkit rounds the
+/// pointer's position on the last pixels to outside of the panel's content, and sends the event to the panel
+/// itself.
 bool isForSelection(const QEvent& ofPanel) {
     switch (ofPanel.type()) {
         case QEvent::MouseButtonPress:
@@ -69,7 +70,7 @@ bool isForSelection(const QEvent& ofPanel) {
     }
 }
 
-Size likedSize(QWidget& bar) {
+Size preferredSize(QWidget& bar) {
     bar.ensurePolished();
     const QSize size = bar.sizeHint();
     return {double(size.width()), double(size.height())};
@@ -77,30 +78,31 @@ Size likedSize(QWidget& bar) {
 
 }  // namespace
 
-SelectionView::SelectionView(SelectionModel& view, QImage still, KeyTranslation keys,
+SelectionView::SelectionView(SelectionModel& model, QImage still, KeyTranslation keys,
                              std::unique_ptr<QWidget> toolbar, std::unique_ptr<QWidget> pickBar)
-    : view_(view),
+    : model_(model),
       keys_(std::move(keys)),
-      pixels_(view.screen(), view.pixelScale()),
-      painter_(std::move(still), view.pixelScale()),
+      pixels_(model.screen(), model.pixelScale()),
+      painter_(std::move(still), model.pixelScale()),
       toolbar_(adopt(std::move(toolbar))),
       pickBar_(adopt(std::move(pickBar))) {
     setAccessibleName(localizedText("Selection"));
     setFocusPolicy(Qt::StrongFocus);
     setMouseTracking(true);
-    // Each pixel that is painted is replaced, whatever was there.
+    // Painting replaces every pixel.
     setAttribute(Qt::WA_OpaquePaintEvent);
     setFocus();
-    tellBarSizes();
-    showAppearance(*view_.appearance);
-    appearance_ = view_.appearance.observe([this](const SelectionAppearance& seen) { showAppearance(seen); });
+    reportBarSizes();
+    showAppearance(*model_.appearance);
+    appearance_ =
+        model_.appearance.observe([this](const SelectionAppearance& seen) { showAppearance(seen); });
 }
 
 QWidget* SelectionView::adopt(std::unique_ptr<QWidget> bar) {
     bar->hide();
     bar->setParent(this);
     bar->installEventFilter(this);
-    // What a bar does not want is nothing that the selection should get.
+    // The selection must not get events that a bar ignores.
     bar->setAttribute(Qt::WA_NoMousePropagation);
     if (!bar->testAttribute(Qt::WA_SetCursor)) bar->setCursor(Qt::ArrowCursor);
     return bar.release();
@@ -112,7 +114,7 @@ QPainterPath SelectionView::silhouette() const {
     return path;
 }
 
-// What is seen
+// Appearance
 
 void SelectionView::showAppearance(const SelectionAppearance& seen) {
     SelectionScene scene = layOut(seen, pixels_, painter_);
@@ -121,7 +123,7 @@ void SelectionView::showAppearance(const SelectionAppearance& seen) {
     if (!changed.isEmpty()) update(pixels_.widgetRegion(changed));
     showCursor(shapeOf(seen.cursor));
     setAccessibleDescription(descriptionOf(seen));
-    placeBarsSoon();
+    schedulePlacing();
 }
 
 void SelectionView::showCursor(Qt::CursorShape shape) {
@@ -129,33 +131,33 @@ void SelectionView::showCursor(Qt::CursorShape shape) {
         if (each && each->cursor().shape() != shape) each->setCursor(shape);
 }
 
-/// Not at once: bars that come and go make the pointer enter and leave, which must not come back into the
-/// view while it speaks. It still is before the next painting.
-void SelectionView::placeBarsSoon() {
-    if (std::exchange(barsAreDue_, true)) return;
+/// Queued: showing and hiding bars causes enter and leave events, which must not call the model while it is
+/// notifying its observers. The call still runs before the next repaint.
+void SelectionView::schedulePlacing() {
+    if (std::exchange(isPlacingScheduled_, true)) return;
     QMetaObject::invokeMethod(
         this, [this] { placeBars(); }, Qt::QueuedConnection);
 }
 
 void SelectionView::placeBars() {
-    barsAreDue_ = false;
-    const SelectionAppearance seen = *view_.appearance;
+    isPlacingScheduled_ = false;
+    const SelectionAppearance seen = *model_.appearance;
     const bool toolbarChanged = place(*toolbar_, seen.toolbar);
     const bool pickBarChanged = place(*pickBar_, seen.pickBar);
     if (!toolbarChanged && !pickBarChanged) return;
-    // Of one that is hidden it is not heard when it becomes another size.
-    tellBarSizes();
-    if (!drags_ && isVisible()) tellPointer();
+    // Hidden bars do not report size changes.
+    reportBarSizes();
+    if (!isDragging_ && isVisible()) reportPointer();
 }
 
-/// True when it has come or gone.
+/// Returns whether the bar was shown or hidden.
 bool SelectionView::place(QWidget& bar, const std::optional<Rect>& frame) {
     const bool wasShown = !bar.isHidden();
     if (frame) {
         bar.setGeometry(pixels_.widgetFrame(*frame));
         bar.show();
     } else if (wasShown) {
-        // Else the toolkit gives the keys to whatever comes next.
+        // Otherwise the toolkit would move the focus to the next widget.
         if (QWidget* const focused = window()->focusWidget(); focused && bar.isAncestorOf(focused))
             setFocus();
         bar.hide();
@@ -163,24 +165,24 @@ bool SelectionView::place(QWidget& bar, const std::optional<Rect>& frame) {
     return wasShown != frame.has_value();
 }
 
-void SelectionView::tellBarSizes() {
-    view_.setToolbarSize(likedSize(*toolbar_));
-    view_.setPickBarSize(likedSize(*pickBar_));
+void SelectionView::reportBarSizes() {
+    model_.setToolbarSize(preferredSize(*toolbar_));
+    model_.setPickBarSize(preferredSize(*pickBar_));
 }
 
 bool SelectionView::event(QEvent* event) {
-    if (event->type() == QEvent::LayoutRequest) tellBarSizes();
+    if (event->type() == QEvent::LayoutRequest) reportBarSizes();
     if (event->type() == QEvent::ParentChange && parentWidget()) {
         parentWidget()->setMouseTracking(true);
         parentWidget()->installEventFilter(this);
-        showCursor(shapeOf(view_.appearance->cursor));
+        showCursor(shapeOf(model_.appearance->cursor));
     }
     return OverlayWidget::event(event);
 }
 
 void SelectionView::showEvent(QShowEvent*) {
     setFocus();
-    tellPointer();
+    reportPointer();
 }
 
 void SelectionView::paintEvent(QPaintEvent* event) {
@@ -192,73 +194,75 @@ void SelectionView::paintEvent(QPaintEvent* event) {
 
 // The pointer
 
-/// The toolkit rounds an event's place on a widget to whole points, but not that on its window.
-Point SelectionView::placeOf(const QSinglePointEvent& event) const {
+/// The toolkit rounds an event's position within a widget to whole points, but not its position in the
+/// window.
+Point SelectionView::locationOf(const QSinglePointEvent& event) const {
     return pixels_.pointAt(event.scenePosition() - mapTo(window(), QPoint()));
 }
 
 SelectionModel::MouseEvent SelectionView::translated(const QMouseEvent& event, int clickCount) const {
-    return {placeOf(event), clickCount, !event.modifiers().testFlag(Qt::ControlModifier)};
+    return {locationOf(event), clickCount, !event.modifiers().testFlag(Qt::ControlModifier)};
 }
 
-/// Where it is, whether or not it has moved.
-void SelectionView::tellPointer() {
+/// Reports the pointer's present position, without waiting for it to move.
+void SelectionView::reportPointer() {
     const Coordinates desktop = Coordinates::now();
     const Rect screen = desktop.pointsFromPixels(QtScreen::of(*this->screen()).pixels());
     const Point at = desktop.pointOfPixel(pointerPixel());
     const Point inside{at.x - screen.x, at.y - screen.y};
-    const QPoint onWidget(static_cast<int>(inside.x), static_cast<int>(view_.screen().height - inside.y));
+    const QPoint onWidget(static_cast<int>(inside.x), static_cast<int>(model_.screen().height - inside.y));
     const bool isHere = screen.contains(at) && !childAt(onWidget);
-    if (isHere) return view_.mouseMoved(inside);
-    view_.mouseExited();
+    if (isHere) return model_.mouseMoved(inside);
+    model_.mouseExited();
 }
 
 void SelectionView::mousePressEvent(QMouseEvent* event) {
-    if (event->button() == Qt::RightButton) return view_.rightMouseDown();
+    if (event->button() == Qt::RightButton) return model_.rightMouseDown();
     if (event->button() != Qt::LeftButton) return;
     setFocus();
-    drags_ = true;
-    view_.mouseDown(translated(*event, 1));
+    isDragging_ = true;
+    model_.mouseDown(translated(*event, 1));
 }
 
 void SelectionView::mouseDoubleClickEvent(QMouseEvent* event) {
     if (event->button() != Qt::LeftButton) return mousePressEvent(event);
     setFocus();
-    drags_ = true;
-    view_.mouseDown(translated(*event, 2));
+    isDragging_ = true;
+    model_.mouseDown(translated(*event, 2));
 }
 
 void SelectionView::mouseMoveEvent(QMouseEvent* event) {
-    if (drags_ && event->buttons().testFlag(Qt::LeftButton)) return view_.mouseDragged(translated(*event, 1));
-    // Somebody else has had the release.
-    if (std::exchange(drags_, false)) view_.mouseUp();
-    view_.mouseMoved(placeOf(*event));
+    if (isDragging_ && event->buttons().testFlag(Qt::LeftButton))
+        return model_.mouseDragged(translated(*event, 1));
+    // Another window got the release event.
+    if (std::exchange(isDragging_, false)) model_.mouseUp();
+    model_.mouseMoved(locationOf(*event));
 }
 
 void SelectionView::mouseReleaseEvent(QMouseEvent* event) {
-    if (event->button() != Qt::LeftButton || !std::exchange(drags_, false)) return;
-    view_.mouseUp();
+    if (event->button() != Qt::LeftButton || !std::exchange(isDragging_, false)) return;
+    model_.mouseUp();
 }
 
 void SelectionView::enterEvent(QEnterEvent* event) {
-    if (!drags_) view_.mouseMoved(placeOf(*event));
+    if (!isDragging_) model_.mouseMoved(locationOf(*event));
 }
 
 void SelectionView::leaveEvent(QEvent*) {
-    if (!drags_) view_.mouseExited();
+    if (!isDragging_) model_.mouseExited();
 }
 
 bool SelectionView::eventFilter(QObject* watched, QEvent* event) {
     if (watched == parentWidget()) return isForSelection(*event) && OverlayWidget::event(event);
-    // What a bar covers is not pointed at.
-    if (event->type() == QEvent::Enter && !drags_) view_.mouseExited();
+    // The pointer is on a bar, not on what the bar covers.
+    if (event->type() == QEvent::Enter && !isDragging_) model_.mouseExited();
     return OverlayWidget::eventFilter(watched, event);
 }
 
-// The keys
+// Keys
 
 void SelectionView::keyPressEvent(QKeyEvent* event) {
-    if (!view_.keyDown(keys_(*event))) OverlayWidget::keyPressEvent(event);
+    if (!model_.keyDown(keys_(*event))) OverlayWidget::keyPressEvent(event);
 }
 
 }  // namespace lumicrate::views

@@ -1,4 +1,4 @@
-// SelectionView: the content of the panel over one screen in which a window is picked or an area drawn.
+// SelectionView: the content of the panel that covers a screen while a window is picked or an area is drawn.
 #pragma once
 
 #include "Lumicrate/Overlays/Selection/SelectionModel.h"
@@ -15,14 +15,14 @@ class QSinglePointEvent;
 
 namespace lumicrate::views {
 
-/// Paints what the view says and hands it pointer and keys. With a compositing manager the live screen is
-/// seen through it, else a still picture. Only what changes is painted anew.
+/// Paints what the model describes and passes pointer and key events to it. With a compositing manager the
+/// live screen shows through; without one a still picture is painted instead. Only what changes is repainted.
 class SelectionView final : public OverlayWidget {
  public:
-    /// `view` must outlive it. `still` shows the screen in its pixels, as it was before; it may be null, and
-    /// then there is no magnifier, and no screen to be seen without a compositing manager. The bars are shown
-    /// where the view wants them.
-    SelectionView(SelectionModel& view, QImage still, KeyTranslation keys, std::unique_ptr<QWidget> toolbar,
+    /// `model` must outlive the view. `still` is a picture of the screen in its pixels, taken before the
+    /// overlay covered it. If it is null, there is no magnifier, and the screen is blank without a
+    /// compositing manager. The model decides where the bars are shown.
+    SelectionView(SelectionModel& model, QImage still, KeyTranslation keys, std::unique_ptr<QWidget> toolbar,
                   std::unique_ptr<QWidget> pickBar);
 
     QPainterPath silhouette() const override;
@@ -42,25 +42,25 @@ class SelectionView final : public OverlayWidget {
 
  private:
     QWidget* adopt(std::unique_ptr<QWidget> bar);
-    void tellBarSizes();
+    void reportBarSizes();
     void showAppearance(const SelectionAppearance& seen);
     void showCursor(Qt::CursorShape shape);
-    void placeBarsSoon();
+    void schedulePlacing();
     void placeBars();
     bool place(QWidget& bar, const std::optional<Rect>& frame);
-    void tellPointer();
-    Point placeOf(const QSinglePointEvent& event) const;
+    void reportPointer();
+    Point locationOf(const QSinglePointEvent& event) const;
     SelectionModel::MouseEvent translated(const QMouseEvent& event, int clickCount) const;
 
-    SelectionModel& view_;
+    SelectionModel& model_;
     KeyTranslation keys_;
     ScreenPixels pixels_;
     SelectionPainter painter_;
     SelectionScene scene_;
     QWidget* toolbar_;
     QWidget* pickBar_;
-    bool drags_ = false;
-    bool barsAreDue_ = false;
+    bool isDragging_ = false;
+    bool isPlacingScheduled_ = false;
     Subscription appearance_;
 };
 

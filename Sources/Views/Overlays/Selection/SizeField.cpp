@@ -1,7 +1,7 @@
 #include "Views/Overlays/Selection/SizeField.h"
 
-#include "Views/Overlays/Selection/BarPlate.h"
-#include "Views/Overlays/Selection/PlateParts.h"
+#include "Views/Overlays/OverlayStyle.h"
+#include "Views/Overlays/Selection/SelectionBar.h"
 
 #include <QFocusEvent>
 #include <QFontMetrics>
@@ -35,9 +35,10 @@ SizeField::SizeField(const QString& name, QString mark, Actions actions, QWidget
     colors.setColor(QPalette::Highlight, overlay::blue);
     colors.setColor(QPalette::HighlightedText, Qt::white);
     setPalette(colors);
-    setFont(plate::font(font()));
+    setFont(overlay::controlFont(font()));
     setAttribute(Qt::WA_Hover);
-    setTextMargins(plate::controlPadding - 4 + markWidth() + markGap, 0, plate::controlPadding - 5, 0);
+    setTextMargins(overlay::control::padding - 4 + markWidth() + markGap, 0, overlay::control::padding - 5,
+                   0);
 }
 
 int SizeField::markWidth() const {
@@ -46,7 +47,7 @@ int SizeField::markWidth() const {
 
 QSize SizeField::sizeHint() const {
     const int digits = QFontMetrics(font()).horizontalAdvance(QStringLiteral("00000"));
-    return {2 * plate::controlPadding + markWidth() + markGap + digits + 2, plate::controlHeight};
+    return {2 * overlay::control::padding + markWidth() + markGap + digits + 2, overlay::control::height};
 }
 
 void SizeField::setValue(int value) {
@@ -64,7 +65,7 @@ void SizeField::showValue() {
 
 void SizeField::commit() {
     if (!isModified()) return;
-    // What comes back is to be shown.
+    // Cleared first, so that setValue shows the resulting value.
     setModified(false);
     actions_.commit(text().toStdString());
     showValue();
@@ -75,7 +76,7 @@ void SizeField::keyPressEvent(QKeyEvent* event) {
         case Qt::Key_Return:
         case Qt::Key_Enter:
             commit();
-            if (BarPlate* const bar = BarPlate::of(*this)) bar->giveKeysBack();
+            if (SelectionBar* const bar = SelectionBar::of(*this)) bar->returnFocus();
             return;
         case Qt::Key_Up:
         case Qt::Key_Down: {
@@ -94,44 +95,45 @@ void SizeField::keyPressEvent(QKeyEvent* event) {
 
 void SizeField::focusInEvent(QFocusEvent* event) {
     QLineEdit::focusInEvent(event);
-    selectsByPress_ = event->reason() == Qt::MouseFocusReason;
+    isFocusPress_ = event->reason() == Qt::MouseFocusReason;
     selectAll();
     update();
 }
 
 void SizeField::focusOutEvent(QFocusEvent* event) {
     QLineEdit::focusOutEvent(event);
-    const bool comesBack =
+    const bool isTemporary =
         event->reason() == Qt::PopupFocusReason || event->reason() == Qt::ActiveWindowFocusReason;
-    // A bar that is hidden goes with the selection, or under a drag that makes another size.
-    if (isVisible() && !comesBack) commit();
-    if (!comesBack) showValue();
+    // A bar is hidden when the selection ends, or by a drag, which sets another size.
+    if (isVisible() && !isTemporary) commit();
+    if (!isTemporary) showValue();
     update();
 }
 
 void SizeField::mousePressEvent(QMouseEvent* event) {
-    if (!selectsByPress_) QLineEdit::mousePressEvent(event);
+    if (!isFocusPress_) QLineEdit::mousePressEvent(event);
 }
 
 void SizeField::mouseMoveEvent(QMouseEvent* event) {
-    if (!selectsByPress_) QLineEdit::mouseMoveEvent(event);
+    if (!isFocusPress_) QLineEdit::mouseMoveEvent(event);
 }
 
 void SizeField::mouseReleaseEvent(QMouseEvent* event) {
-    if (!std::exchange(selectsByPress_, false)) QLineEdit::mouseReleaseEvent(event);
+    if (!std::exchange(isFocusPress_, false)) QLineEdit::mouseReleaseEvent(event);
 }
 
 void SizeField::paintEvent(QPaintEvent* event) {
     {
         QPainter painter(this);
         painter.setRenderHint(QPainter::Antialiasing);
-        const QColor ground = underMouse() && !hasFocus() ? plate::fieldHover : plate::field;
-        plate::paintGround(painter, rect(), ground);
-        if (hasFocus()) plate::paintFocus(painter, rect());
-        painter.setPen(plate::faintText);
+        const QColor ground =
+            underMouse() && !hasFocus() ? overlay::control::fieldHover : overlay::control::field;
+        overlay::paintGround(painter, rect(), ground);
+        if (hasFocus()) overlay::paintFocus(painter, rect());
+        painter.setPen(overlay::control::faintText);
         painter.setFont(font());
-        painter.drawText(rect().adjusted(plate::controlPadding, 0, 0, 0), Qt::AlignLeft | Qt::AlignVCenter,
-                         mark_);
+        painter.drawText(rect().adjusted(overlay::control::padding, 0, 0, 0),
+                         Qt::AlignLeft | Qt::AlignVCenter, mark_);
     }
     QLineEdit::paintEvent(event);
 }

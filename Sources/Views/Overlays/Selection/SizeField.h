@@ -1,4 +1,4 @@
-// SizeField: a number of pixels, typed or stepped.
+// SizeField: a number of pixels that is typed or stepped.
 #pragma once
 
 #include <QLineEdit>
@@ -7,9 +7,9 @@
 
 namespace lumicrate::views {
 
-/// Shows a value until something else is typed. Return, or leaving the field, hands over what was typed;
-/// then the value is shown again, as it is by then. Up and Down step, by one or with Shift by ten. Return
-/// gives the keys back to what the bar floats on; Escape goes on to it.
+/// Shows the value of the selection until the user types. Return, and leaving the field, commit what was
+/// typed; the field then shows the value that the selection has by then, which may be another one. Up and
+/// Down step by 1, with Shift by 10. Return moves the focus back to the overlay; Escape is passed on to it.
 class SizeField final : public QLineEdit {
  public:
     struct Actions {
@@ -17,10 +17,10 @@ class SizeField final : public QLineEdit {
         std::function<void(const std::string& typed, int by)> step;
     };
 
-    /// `mark` is a letter or two that stand in the field.
+    /// `mark` is shown inside the field: "W".
     SizeField(const QString& name, QString mark, Actions actions, QWidget* parent);
 
-    /// What is being typed stays.
+    /// Does not replace what is being typed.
     void setValue(int value);
     QSize sizeHint() const override;
     QSize minimumSizeHint() const override { return sizeHint(); }
@@ -42,7 +42,7 @@ class SizeField final : public QLineEdit {
     QString mark_;
     Actions actions_;
     int value_ = 0;
-    bool selectsByPress_ = false;  ///< the press that gave it the keys is not over
+    bool isFocusPress_ = false;  ///< the press that focused the field is not released yet
 };
 
 }  // namespace lumicrate::views

@@ -28,7 +28,7 @@ class AreaSelectorTests : public RecorderFixture {
         const std::optional<PickedArea> picked = co_await selecting;
         results.push_back(picked);
     }
-    SelectionModel& view() { return contents.selectionModel->view; }
+    SelectionModel& view() { return contents.selectionModel->selection; }
     const SelectionAppearance& seen() { return *view().appearance; }
 
     FakeOverlayContents contents;
