@@ -1,4 +1,4 @@
-// AreaFrame: shows what part of a screen is being recorded, by a dashed line just outside of it.
+// AreaFrame: marks the recorded part of a screen by a dashed line just outside of it.
 #pragma once
 
 #include "Lumicrate/Overlays/OverlayContents.h"
@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <utility>
 
 namespace lumicrate {
 
@@ -16,10 +17,21 @@ class AreaFrame final {
     explicit AreaFrame(OverlayContents& contents) : contents_(contents) {}
 
     /// Frames an area: points of `screen`, y down from its top left corner.
-    void show(Rect around, NSScreen screen);
+    void show(const Rect& area, const NSScreen& screen) {
+        hide();
+        // Keeps the line out of the recorded pixels.
+        constexpr double distance = 4;
+        NSPanel::Settings settings;
+        settings.frame = {screen.frame.minX() + area.minX() - distance,
+                          screen.frame.maxY() - area.maxY() - distance, area.width + 2 * distance,
+                          area.height + 2 * distance};
+        settings.ignoresMouseEvents = true;
+        panel_ = contents_.areaFrame()->makePanel(std::move(settings));
+        panel_->orderFrontRegardless();
+    }
     void hide() { panel_.reset(); }
     /// None while the frame is hidden.
-    std::optional<std::uint32_t> windowNumber() const;
+    std::optional<std::uint32_t> windowNumber() const { return windowNumberOf(panel_); }
 
  private:
     OverlayContents& contents_;

@@ -8,11 +8,11 @@ namespace lumicrate {
 
 namespace {
 
-/// From the recorded area and from the edges of the screen.
+/// Distance from the recorded area and from the edges of the screen.
 constexpr double margin = 12;
 constexpr double bottomMargin = margin + 4;
 
-/// The lower bound wins where there is no room.
+/// `low` wins if the range is empty.
 double clamped(double value, double low, double high) {
     return std::max(low, std::min(value, high));
 }
@@ -31,10 +31,10 @@ double distance(const Rect& a, const Rect& b) {
 Rect controlBarFrame(const Size& bar, const Rect& visibleFrame, const std::optional<Rect>& area) {
     Rect frame{visibleFrame.midX() - bar.width / 2, visibleFrame.minY() + bottomMargin, bar.width,
                bar.height};
-    if (const Rect seen = area ? area->intersection(visibleFrame) : Rect{}; !seen.isEmpty()) {
-        frame.x = seen.midX() - bar.width / 2;
-        frame.y = seen.minY() - bar.height - margin;
-        if (frame.y < visibleFrame.minY() + margin) frame.y = seen.minY() + margin;
+    if (const Rect visible = area ? area->intersection(visibleFrame) : Rect{}; !visible.isEmpty()) {
+        frame.x = visible.midX() - bar.width / 2;
+        frame.y = visible.minY() - bar.height - margin;
+        if (frame.y < visibleFrame.minY() + margin) frame.y = visible.minY() + margin;
     }
     const Rect inner{visibleFrame.x + margin, visibleFrame.y + margin, visibleFrame.width - 2 * margin,
                      visibleFrame.height - 2 * margin};
@@ -42,15 +42,15 @@ Rect controlBarFrame(const Size& bar, const Rect& visibleFrame, const std::optio
 }
 
 Rect keptOnScreens(const Rect& frame, const std::vector<NSScreen>& screens) {
-    double seen = 0;
+    double visibleArea = 0;
     std::optional<Rect> nearest;
     for (const NSScreen& each : screens) {
-        seen += each.visibleFrame.intersection(frame).area();
-        const Rect here = clampedInto(frame, each.visibleFrame);
-        if (!nearest || distance(here, frame) < distance(*nearest, frame)) nearest = here;
+        visibleArea += each.visibleFrame.intersection(frame).area();
+        const Rect moved = clampedInto(frame, each.visibleFrame);
+        if (!nearest || distance(moved, frame) < distance(*nearest, frame)) nearest = moved;
     }
     constexpr double rounding = 1e-6;
-    return seen >= frame.area() - rounding ? frame : nearest.value_or(frame);
+    return visibleArea >= frame.area() - rounding ? frame : nearest.value_or(frame);
 }
 
 void ControlBarController::setRecorder(ScreenRecorder* recorder) {
@@ -69,7 +69,7 @@ void ControlBarController::show(std::optional<NSScreen> screen, std::optional<Re
     settings.hasShadow = true;
     settings.onDrag = [this](Point origin) {
         moveTo(origin);
-        // Where the user left it is where it is at home.
+        // From now on this is the place that the bar returns to.
         origin_ = {panel_->frame().x, panel_->frame().y};
     };
     origin_ = {settings.frame.x, settings.frame.y};
@@ -91,10 +91,6 @@ void ControlBarController::moveTo(Point origin) {
     const Rect size = panel_->frame();
     const Rect kept = keptOnScreens({origin.x, origin.y, size.width, size.height}, screens_.screens());
     panel_->setFrameOrigin({kept.x, kept.y});
-}
-
-std::optional<std::uint32_t> ControlBarController::windowNumber() const {
-    return panel_ ? std::optional(panel_->windowNumber()) : std::nullopt;
 }
 
 }  // namespace lumicrate

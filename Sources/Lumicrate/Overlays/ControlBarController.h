@@ -1,4 +1,4 @@
-// ControlBarController: the small bar with elapsed time, pause and stop that floats by a running recording.
+// ControlBarController: shows the small bar with elapsed time, pause and stop during a recording.
 #pragma once
 
 #include "Lumicrate/Overlays/ControlBarModel.h"
@@ -11,11 +11,11 @@
 
 namespace lumicrate {
 
-/// Where a bar of that size goes: below the recorded area or, where there is no room, inside it at its
-/// bottom; without an area that is visible, at the bottom of the screen. Global coordinates, y up.
+/// The frame of a bar of that size: below the recorded area or, if there is no room, inside the area at its
+/// bottom. Without a visible area, at the bottom of the screen. Global coordinates, y up.
 Rect controlBarFrame(const Size& bar, const Rect& visibleFrame, const std::optional<Rect>& area);
 
-/// The nearest place at which all of the frame can be seen; it may lie on several screens.
+/// The frame, moved by the shortest way so that all of it is visible; it may span several screens.
 Rect keptOnScreens(const Rect& frame, const std::vector<NSScreen>& screens);
 
 /// At most one bar at a time. Main thread only.
@@ -25,8 +25,8 @@ class ControlBarController final {
     ControlBarController(const NSScreens& screens, const NSUserDefaults& defaults, OverlayContents& contents)
         : screens_(screens), defaults_(defaults), contents_(contents) {}
 
-    /// Whose recordings the bar shows; no bar is shown without one. A recorder that goes is to be taken away
-    /// here before.
+    /// The recorder whose recordings the bar shows; null for none, and then no bar is shown. Reset it before
+    /// the recorder is destroyed.
     void setRecorder(ScreenRecorder* recorder);
 
     /// Shows the bar below the recorded area (global, y up), or at the bottom of the screen without one.
@@ -35,7 +35,7 @@ class ControlBarController final {
     /// Points, y up. No effect while the bar is hidden.
     void moveBy(double dx, double dy);
     /// None while the bar is hidden.
-    std::optional<std::uint32_t> windowNumber() const;
+    std::optional<std::uint32_t> windowNumber() const { return windowNumberOf(panel_); }
 
  private:
     void moveTo(Point origin);
@@ -46,7 +46,8 @@ class ControlBarController final {
     ScreenRecorder* recorder_ = nullptr;
     std::unique_ptr<ControlBarModel> model_;
     std::unique_ptr<NSPanel> panel_;
-    /// Where the bar would be if the screens had no edges: it comes back from where a window pushed it.
+    /// The origin without regard to the screens' edges, so that a bar that was pushed to an edge by a moving
+    /// window returns to its place beside the window.
     Point origin_;
 };
 

@@ -12,9 +12,6 @@
 
 namespace lumicrate {
 
-/// A label for people, followed by the action's shortcut, if it has one: "Pause (⌥⌘P)".
-std::string withShortcut(const std::string& label, ShortcutAction action, const NSUserDefaults& defaults);
-
 /// Main thread only.
 class ControlBarModel {
  public:
@@ -43,10 +40,10 @@ class ControlBarModel {
     void stop() { recorder_.requestStop(); }
 
  private:
-    /// Announces the content after the change, if it is another one.
-    void change(const std::function<void(Content&)>& how);
-    void noteState(Content& next, ScreenRecorder::State state) const;
-    void nameActions(Content& next) const;
+    /// Publishes the changed content, unless it is the same.
+    void change(const std::function<void(Content&)>& edit);
+    void applyState(Content& next, ScreenRecorder::State state) const;
+    void updateHelps(Content& next) const;
 
     ScreenRecorder& recorder_;
     const NSUserDefaults& defaults_;

@@ -1,6 +1,7 @@
 #include "Lumicrate/Overlays/CountdownController.h"
 
 #include "Lumicrate/Shortcuts/Shortcut.h"
+#include "Support/Log.h"
 #include "Support/Text.h"
 
 #include <chrono>
@@ -20,31 +21,15 @@ std::string cancelHint(const NSUserDefaults& defaults) {
 
 }  // namespace
 
-/// Ends its run, and no later one, when the caller no longer waits.
-class CountdownController::EndOfRun {
- public:
-    explicit EndOfRun(CountdownController& owner) : owner_(owner), run_(owner.runs_) {}
-    ~EndOfRun() {
-        if (owner_.runs_ == run_) owner_.finish(false);
-    }
-    EndOfRun(const EndOfRun&) = delete;
-    EndOfRun& operator=(const EndOfRun&) = delete;
-
- private:
-    CountdownController& owner_;
-    std::uint64_t run_;
-};
-
 CountdownController::CountdownController(Executor& executor, const NSScreens& screens,
                                          const NSUserDefaults& defaults, OverlayContents& contents)
     : executor_(executor), screens_(screens), defaults_(defaults), contents_(contents) {}
 
 Task<bool> CountdownController::run(int seconds, std::optional<NSScreen> screen) {
     finish(false);
-    ++runs_;
-    const EndOfRun end(*this);
+    const RunScope scope(runs_, [this] { finish(false); });
     const Completion<bool> result(executor_);
-    continuation_ = result;
+    result_ = result;
     begin(seconds, std::move(screen));
     const bool reached = co_await result;
     co_return reached;
@@ -53,15 +38,16 @@ Task<bool> CountdownController::run(int seconds, std::optional<NSScreen> screen)
 void CountdownController::begin(int seconds, std::optional<NSScreen> screen) {
     model_.value = seconds;
     model_.cancelHint = cancelHint(defaults_);
-    const auto shown = screenOrMain(std::move(screen), screens_);
-    const Rect on = shown ? shown->frame : Rect{};
+    const auto shownOn = screenOrMain(std::move(screen), screens_);
+    const Rect screenFrame = shownOn ? shownOn->frame : Rect{};
 
     NSPanel::Settings settings;
-    settings.frame = {on.midX() - side / 2, on.midY() - side / 2, side, side};
+    settings.frame = {screenFrame.midX() - side / 2, screenFrame.midY() - side / 2, side, side};
     settings.level = NSPanel::screenSaverLevel;
     settings.ignoresMouseEvents = true;
     panel_ = contents_.countdown(model_)->makePanel(std::move(settings));
     panel_->orderFrontRegardless();
+    log(LogArea::recorder, "countdown of ", seconds, " s");
     task_ = RunningTask(executor_, tick(seconds));
 }
 
@@ -76,7 +62,10 @@ Task<void> CountdownController::tick(int seconds) {
 void CountdownController::finish(bool result) {
     task_.cancel();
     panel_.reset();
-    if (const auto waiting = std::exchange(continuation_, std::nullopt)) waiting->resolve(result);
+    const auto waiting = std::exchange(result_, std::nullopt);
+    if (!waiting) return;
+    log(LogArea::recorder, "countdown ", result ? "done" : "cancelled");
+    waiting->resolve(result);
 }
 
 }  // namespace lumicrate

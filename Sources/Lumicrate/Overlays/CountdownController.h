@@ -1,4 +1,4 @@
-// CountdownController: counts down in the middle of a screen before a recording begins.
+// CountdownController: counts down in the middle of a screen before a recording starts.
 #pragma once
 
 #include "Lumicrate/Overlays/OverlayContents.h"
@@ -17,11 +17,11 @@ namespace lumicrate {
 /// What a countdown shows.
 struct CountdownModel {
     Published<int> value{3};
-    /// "⌥⌘R to cancel"; empty where no shortcut cancels.
+    /// "⌥⌘R to cancel"; empty if there is no shortcut.
     std::string cancelHint;
 };
 
-/// Nothing is there between two runs. Main thread only.
+/// One run at a time. Main thread only.
 class CountdownController final {
  public:
     /// All must outlive the controller.
@@ -31,12 +31,10 @@ class CountdownController final {
     /// True when the countdown reached its end, or else the result that finish() gave it. Cancels a run that
     /// is in progress. Destroying the task removes the panel.
     Task<bool> run(int seconds, std::optional<NSScreen> screen);
-    /// Takes the panel away at once and gives the run in progress that result; without one, does nothing.
+    /// Removes the panel at once and ends the run in progress with that result. No effect without a run.
     void finish(bool result);
 
  private:
-    class EndOfRun;
-
     void begin(int seconds, std::optional<NSScreen> screen);
     Task<void> tick(int seconds);
 
@@ -46,7 +44,7 @@ class CountdownController final {
     OverlayContents& contents_;
     CountdownModel model_;
     std::unique_ptr<NSPanel> panel_;
-    std::optional<Completion<bool>> continuation_;
+    std::optional<Completion<bool>> result_;
     std::uint64_t runs_ = 0;
     RunningTask task_;
 };

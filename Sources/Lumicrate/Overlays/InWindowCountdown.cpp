@@ -6,7 +6,7 @@ namespace lumicrate {
 
 namespace {
 
-/// Forgets its timer when it goes.
+/// Cancels its timer when it is destroyed.
 class Timer {
  public:
     Timer(Executor& executor, std::chrono::nanoseconds delay, Executor::Work work)

@@ -1,4 +1,4 @@
-// InWindowCountdown: a countdown that has no panel of its own; whoever likes shows its number.
+// InWindowCountdown: a countdown without a panel of its own. Windows of the program show its number.
 #pragma once
 
 #include "Support/Executor.h"
@@ -14,10 +14,10 @@ class InWindowCountdown {
  public:
     explicit InWindowCountdown(Executor& executor) : executor_(executor) {}
 
-    /// The number to show; none while no countdown runs.
+    /// The number to show; none while no countdown is running.
     Published<std::optional<int>> value;
 
-    /// True after that many seconds, false when it was cancelled before.
+    /// True after that many seconds, false if it is cancelled before.
     Task<bool> run(int seconds);
     /// Ends the run in progress at once.
     void cancel();

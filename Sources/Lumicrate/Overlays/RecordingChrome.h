@@ -14,25 +14,26 @@ namespace lumicrate {
 /// Main thread only.
 class RecordingChrome {
  public:
-    /// Where a recording takes place.
+    /// The recorded part of the desktop.
     struct Place {
         std::optional<NSScreen> screen;
-        /// The recorded part of the screen, in its points, y down from its top left corner; none for all of
-        /// it.
+        /// The recorded part of the screen, in points, y down from its top left corner; none for the whole
+        /// screen.
         std::optional<Rect> part;
-        bool framed = false;  ///< mark the part
+        bool framed = false;  ///< show a frame around the part
     };
 
     explicit RecordingChrome(const RecorderOverlays& overlays) : overlays_(overlays) {}
 
-    /// Shows what the options ask for, and the control bar.
+    /// Shows the overlays that the options request, and the control bar.
     void show(const RecordingOptions& options, const Place& place);
-    /// Hides everything again, and puts the webcam bubble back where it was.
+    /// Hides them again, and moves the webcam bubble back to its previous place.
     void hide();
     void setMicrophoneLevel(float level);
-    /// Has the overlays that were placed against a recorded window go with it. Frames in points, y down.
+    /// Moves the overlays that are placed relative to a recorded window along with it. Frames in points, y
+    /// down.
     void followWindow(const Rect& before, const Rect& now);
-    /// The overlays that are there now.
+    /// The overlays that are visible now.
     OverlayWindows windows() const;
 
  private:

@@ -18,8 +18,13 @@ class OverlayWidget : public QWidget {
     /// The margins around the panel's frame in which a shadow or a tip is painted. They are part of the
     /// widget, but the pointer passes through them.
     virtual QMargins overhang() const { return {}; }
-    /// The visible part without a compositing manager. Exactly these pixels must then be painted, opaquely.
-    virtual QPainterPath silhouette() const = 0;
+    /// The visible part without a compositing manager; the whole widget by default. Exactly these pixels must
+    /// then be painted, opaquely.
+    virtual QPainterPath silhouette() const {
+        QPainterPath whole;
+        whole.addRect(rect());
+        return whole;
+    }
     /// With a compositing manager, the part in which anything is ever painted; none for the whole widget.
     virtual std::optional<QPainterPath> paintedArea() const { return std::nullopt; }
 

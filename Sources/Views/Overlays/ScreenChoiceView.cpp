@@ -170,12 +170,6 @@ ScreenChoiceView::ScreenChoiceView(ScreenChoice& model) : model_(model) {
     connect(&highlight_, &QVariantAnimation::valueChanged, this, [this] { update(); });
 }
 
-QPainterPath ScreenChoiceView::silhouette() const {
-    QPainterPath path;
-    path.addRect(rect());
-    return path;
-}
-
 void ScreenChoiceView::enterEvent(QEnterEvent*) {
     highlight(true);
 }

@@ -15,8 +15,6 @@ class ScreenChoiceView final : public OverlayWidget {
     /// `model` must outlive it.
     explicit ScreenChoiceView(ScreenChoice& model);
 
-    QPainterPath silhouette() const override;
-
  protected:
     void paintEvent(QPaintEvent* event) override;
     void enterEvent(QEnterEvent* event) override;

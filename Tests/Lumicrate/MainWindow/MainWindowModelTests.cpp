@@ -119,7 +119,7 @@ TEST_F(MainWindowModelTests, HasSourcesChosenOnTheScreen) {
         if (mode == CaptureMode::screen) {
             contents.screenChoices.back()->onCancel();
         } else {
-            contents.selectionModel->view.cancel();
+            contents.selectionModel->selection.cancel();
         }
         executor.drain();
         EXPECT_EQ(shown().title, "Start Recording");
@@ -131,7 +131,7 @@ TEST_F(MainWindowModelTests, HasSourcesChosenOnTheScreen) {
     recorder->record(CaptureMode::area);
     executor.drain();
     EXPECT_EQ(contents.last().settings.frame, screens.all[1].frame);
-    contents.selectionModel->view.cancel();
+    contents.selectionModel->selection.cancel();
     executor.drain();
     // What is chosen there needs no other question.
     bar->setMode(CaptureMode::screen);

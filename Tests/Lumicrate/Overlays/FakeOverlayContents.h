@@ -1,27 +1,22 @@
-// Overlays' contents and panels that only note what becomes of them.
+// Overlay contents and panels that only record what happens to them.
 #pragma once
 
 #include "Lumicrate/Overlays/OverlayContents.h"
 #include "Platform/NSEvent.h"
 
-#include <cstdint>
-#include <functional>
 #include <map>
-#include <memory>
 #include <string>
 #include <string_view>
 #include <utility>
-#include <vector>
 
 namespace lumicrate::test {
 
-/// What is known of a panel while it is there.
 struct PanelRecord {
     std::string content;
     NSPanel::Settings settings;
     bool shown = false;
     bool key = false;
-    bool gone = false;
+    bool gone = false;  ///< the panel has been destroyed
 };
 
 class FakeOverlayContents final : public OverlayContents {
@@ -69,12 +64,12 @@ class FakeOverlayContents final : public OverlayContents {
     AreaSelection* selectionModel = nullptr;
     std::vector<ScreenChoice*> screenChoices;
     Size fittingSize{200, 40};
-    /// Window numbers by content; a panel without one has its place in `panels`, counted from 1.
+    /// Window numbers by content. The number of other panels is their position in `panels`, counted from 1.
     std::map<std::string, std::uint32_t> windowNumbers;
 
  private:
     struct Panel final : public NSPanel {
-        Panel(std::shared_ptr<PanelRecord> of, std::uint32_t count) : record(std::move(of)), number(count) {}
+        Panel(std::shared_ptr<PanelRecord> of, std::uint32_t id) : record(std::move(of)), number(id) {}
         ~Panel() override { record->gone = true; }
         void orderFrontRegardless() override { record->shown = true; }
         void makeKeyAndOrderFront() override { record->shown = record->key = true; }

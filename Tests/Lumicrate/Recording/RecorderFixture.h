@@ -152,7 +152,7 @@ class RecorderFixture : public testing::Test {
 
     /// Confirms an area in the open selection: points of its screen, y down from the top left corner.
     void confirmArea(const Rect& area) {
-        SelectionModel& view = contents.selectionModel->view;
+        SelectionModel& view = contents.selectionModel->selection;
         view.preselect({area.x, view.screen().height - area.maxY(), area.width, area.height});
         view.confirm();
         executor.advance(100ms);

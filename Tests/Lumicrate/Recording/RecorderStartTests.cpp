@@ -21,7 +21,7 @@ class RecorderStartTests : public RecorderFixture {
         int shown = 0;
     };
     AreaSelection& selection() { return *contents.selectionModel; }
-    std::optional<Rect> selected() { return selection().view.appearance->selection; }
+    std::optional<Rect> selected() { return selection().selection.appearance->selection; }
 
     FakeAudioWindow audioWindow;
 };
@@ -40,7 +40,7 @@ TEST_F(RecorderStartTests, AChosenAreaIsStoredAndRecorded) {
     EXPECT_EQ(selection().toolbar.confirmTitle, "Record");
     EXPECT_EQ(selected(), (Rect{1, 398, 300, 200}));
     EXPECT_THAT(selection().toolbar.microphones, SizeIs(1));
-    EXPECT_FALSE(selection().view.windowsOnly());
+    EXPECT_FALSE(selection().selection.windowsOnly());
     recorder->toggle();
     recorder->record(CaptureMode::area);
     executor.drain();
@@ -75,9 +75,9 @@ TEST_F(RecorderStartTests, AWindowIsPickedUnderThePointerAlsoOneThatIsNotOffered
     executor.drain();
     EXPECT_EQ(*recorder->pickingMode, CaptureMode::window);
     EXPECT_EQ(contents.last().settings.frame, screens.all[1].frame);
-    EXPECT_TRUE(selection().view.windowsOnly());
+    EXPECT_TRUE(selection().selection.windowsOnly());
     EXPECT_THAT(selection().toolbar.microphones, IsEmpty());
-    selection().view.mouseDown({{90, 490}});
+    selection().selection.mouseDown({{90, 490}});
     executor.advance(100ms);
     ASSERT_EQ(*recorder->state, State::recording);
     EXPECT_EQ(*recorder->source, CaptureSource::window(7));
@@ -113,7 +113,7 @@ TEST_F(RecorderStartTests, WithoutAChoiceNothingIsRecorded) {
     for (const CaptureMode mode : {CaptureMode::window, CaptureMode::area}) {
         recorder->record(mode);
         executor.drain();
-        selection().view.cancel();
+        selection().selection.cancel();
         expectIdle();
     }
     recorder->record(CaptureMode::screen);

@@ -1,19 +1,15 @@
-// The program is run on a display of two screens, the main one on the right.
 #include "Tests/Views/Overlays/OverlayStage.h"
 
 int main(int argc, char** argv) {
     using namespace lumicrate;
-    testing::InitGoogleTest(&argc, argv);
-    stage::PrivateDesktop::Options options;
-    options.display = {test::displayWidth, test::displayHeight, false, false};
-    options.sound = false;
-    stage::PrivateDesktop desktop(options);
+    testing::InitGoogleMock(&argc, argv);
+    stage::PrivateDesktop desktop({{test::displayWidth, test::displayHeight, false, false}, false});
     test::desktop = &desktop;
     stage::runProgram({"xrandr", "--setmonitor", "*MAIN", "880/220x720/180+400+0", "screen"});
     stage::runProgram({"xrandr", "--setmonitor", "LEFT", "400/100x720/180+0+0", "none"});
     if (!qEnvironmentVariableIsSet("LUMICRATE_TEST_WITHOUT_MANAGER")) desktop.display().startWindowManager();
     qputenv("QT_QPA_PLATFORM", "xcb");
     QApplication application(argc, argv);
-    application.setQuitOnLastWindowClosed(false);
+    QApplication::setQuitOnLastWindowClosed(false);
     return RUN_ALL_TESTS();
 }

@@ -1,5 +1,5 @@
-// What tests of overlays stand on: the private display of this program, looked at and acted on as a person
-// would.
+// The private display that the overlay tests share, and helpers to look at it and to act on it as a user
+// would. Positions are in points, y up.
 #pragma once
 
 #include "Tests/Stage/ChildProcess.h"
@@ -7,8 +7,7 @@
 #include "Tests/Stage/PrivateDesktop.h"
 #include "Tests/Stage/Xcb.h"
 #include "Views/Desktop/Coordinates.h"
-
-#include <gtest/gtest.h>
+#include "Views/Desktop/Screens.h"
 
 #include <QApplication>
 #include <QEventLoop>
@@ -17,27 +16,30 @@
 #include <QScreen>
 #include <QTimer>
 #include <QWidget>
-#include <chrono>
-#include <functional>
-#include <string>
-#include <vector>
 
 namespace lumicrate::test {
 
 using namespace std::chrono_literals;
 using stage::Rgb;
 
-/// Of the whole program; set by main.
-inline stage::PrivateDesktop* desktop = nullptr;
-
 constexpr int displayWidth = 1280;
 constexpr int displayHeight = 720;
+constexpr std::uint32_t mainID = 7;
+constexpr std::uint32_t leftID = 8;
 
-inline bool runUntil(const std::function<bool()>& condition, std::chrono::seconds patience = 30s) {
-    const auto end = std::chrono::steady_clock::now() + patience;
+/// Of the whole program; set by main. The main screen is 880 pixels wide, with another one to its left.
+inline stage::PrivateDesktop* desktop = nullptr;
+
+inline views::Screens testScreens() {
+    return views::Screens(
+        [](const std::string& name) { return std::optional(name == "MAIN" ? mainID : leftID); });
+}
+
+inline bool runUntil(const std::function<bool()>& condition) {
+    const auto end = std::chrono::steady_clock::now() + 30s;
     while (!condition()) {
         if (std::chrono::steady_clock::now() > end) return false;
-        // Until something happens, or the screen is worth another look.
+        // Until an event arrives, or the screen is worth another look.
         QEventLoop loop;
         QTimer::singleShot(10ms, &loop, &QEventLoop::quit);
         loop.exec(QEventLoop::WaitForMoreEvents);
@@ -49,14 +51,18 @@ inline double scale() {
     return views::Coordinates::now().scale();
 }
 
-/// What is seen at a place in points, y up.
+inline QPoint pixelAt(double x, double y) {
+    const QPointF pixel = views::Coordinates::now().pixelsFromPoints({x, y, 0, 0}).topLeft();
+    return {int(pixel.x()), int(pixel.y())};
+}
+
 inline Rgb seenAt(double x, double y) {
     const stage::XcbConnection connection(desktop->display().displayName());
-    const QPointF pixel = views::Coordinates::now().pixelsFromPoints({x, y, 0, 0}).topLeft();
+    const QPoint pixel = pixelAt(x, y);
     const stage::XcbReply<xcb_get_image_reply_t> image(xcb_get_image_reply(
         connection.get(),
         xcb_get_image(connection.get(), XCB_IMAGE_FORMAT_Z_PIXMAP, connection.screen()->root,
-                      static_cast<std::int16_t>(pixel.x()), static_cast<std::int16_t>(pixel.y()), 1, 1, ~0U),
+                      std::int16_t(pixel.x()), std::int16_t(pixel.y()), 1, 1, ~0U),
         nullptr));
     if (!image) return {-1, -1, -1};
     const std::uint8_t* const bgr = xcb_get_image_data(image.get());
@@ -75,29 +81,41 @@ inline testing::AssertionResult comesToShow(double x, double y, const Rgb& color
            << "at " << x << ", " << y << ": " << seen.red << " " << seen.green << " " << seen.blue;
 }
 
-/// The same colour in front of another, by so much.
+/// `front` painted over `back`.
 inline Rgb over(const Rgb& front, double opacity, const Rgb& back) {
     const auto mix = [opacity](int a, int b) { return static_cast<int>(a * opacity + b * (1 - opacity)); };
     return {mix(front.red, back.red), mix(front.green, back.green), mix(front.blue, back.blue)};
 }
 
-inline void xdotool(std::vector<std::string> words) {
+inline std::string xdotool(std::vector<std::string> words) {
     words.insert(words.begin(), "xdotool");
-    stage::runProgram(std::move(words), {{"DISPLAY", desktop->display().displayName()}});
+    return stage::runProgram(std::move(words), {{"DISPLAY", desktop->display().displayName()}});
 }
 
-/// Moves the pointer to a place in points, y up.
+inline void pointToPixel(const QPoint& pixel) {
+    xdotool({"mousemove", std::to_string(pixel.x()), std::to_string(pixel.y())});
+}
 inline void pointTo(double x, double y) {
-    const QPointF pixel = views::Coordinates::now().pixelsFromPoints({x, y, 0, 0}).topLeft();
-    xdotool({"mousemove", std::to_string(int(pixel.x())), std::to_string(int(pixel.y()))});
+    pointToPixel(pixelAt(x, y));
 }
-
 inline void clickAt(double x, double y) {
     pointTo(x, y);
     xdotool({"click", "1"});
 }
 
-/// The window of an ordinary application, in one colour, over all of the main screen; it has the keys.
+/// The centre of a widget.
+inline Point middleOf(const QWidget& part) {
+    const QPoint inside = part.mapTo(part.window(), part.rect().center());
+    const QPointF origin = part.screen()->geometry().topLeft();
+    const QPointF place = part.window()->geometry().topLeft() + inside;
+    return views::Coordinates::now().pointOfPixel((origin + (place - origin) * scale()).toPoint());
+}
+inline void clickOn(const QWidget& part) {
+    const Point at = middleOf(part);
+    clickAt(at.x, at.y);
+}
+
+/// The window of an ordinary application in one colour, over the whole main screen. It has the keyboard.
 class Application final : public QWidget {
  public:
     static constexpr Rgb color{60, 120, 200};
@@ -107,8 +125,7 @@ class Application final : public QWidget {
         setGeometry(QGuiApplication::primaryScreen()->geometry());
         show();
         EXPECT_TRUE(runUntil([this] { return isActiveWindow(); }));
-        const double somewhere = displayWidth / scale() - 5;
-        EXPECT_TRUE(comesToShow(somewhere, 5, color, 0));
+        EXPECT_TRUE(comesToShow(displayWidth / scale() - 5, 5, color, 0));
     }
 
     int presses = 0;
@@ -120,26 +137,25 @@ class Application final : public QWidget {
     void mousePressEvent(QMouseEvent*) override { ++presses; }
 };
 
-/// With a compositing manager, or without, from here to the end of the test.
+/// Runs a compositing manager, or none, until the end of the test.
 class Composition {
  public:
-    explicit Composition(bool wanted) {
-        if (wanted) start();
+    explicit Composition(bool wanted) : runs_(wanted) {
+        if (runs_) desktop->display().startCompositor();
     }
     ~Composition() { stop(); }
     Composition(const Composition&) = delete;
     Composition& operator=(const Composition&) = delete;
-    void start() {
-        desktop->display().startCompositor();
-        runs_ = true;
-    }
     void stop() {
-        if (runs_) desktop->display().stopCompositor();
-        runs_ = false;
+        if (std::exchange(runs_, false)) desktop->display().stopCompositor();
     }
 
  private:
-    bool runs_ = false;
+    bool runs_;
 };
+
+inline std::string compositionName(const testing::TestParamInfo<bool>& info) {
+    return info.param ? "WithACompositor" : "WithoutOne";
+}
 
 }  // namespace lumicrate::test

@@ -55,36 +55,19 @@ AreaSelection::AreaSelection(std::string confirmTitle, std::vector<CaptureDevice
       options(defaults, toolbar.microphones, false, complain),
       selection(std::move(settings), toolbar, std::move(onFinish)) {}
 
-/// Ends its session, and no later one, when the caller no longer waits.
-class AreaSelector::Session {
- public:
-    explicit Session(AreaSelector& owner) : owner_(owner), number_(++owner.sessions_) {}
-    ~Session() {
-        if (isCurrent()) owner_.close();
-    }
-    Session(const Session&) = delete;
-    Session& operator=(const Session&) = delete;
-
-    bool isCurrent() const { return owner_.sessions_ == number_; }
-
- private:
-    AreaSelector& owner_;
-    std::uint64_t number_;
-};
-
 Task<std::optional<PickedArea>> AreaSelector::select(NSScreen screen, std::string confirmTitle,
                                                      std::optional<Rect> initialArea,
                                                      std::vector<CaptureDevice> microphones,
                                                      bool windowsOnly) {
     finish(std::nullopt);
     close();
-    const Session session(*this);
+    const RunScope scope(runs_, [this] { close(); });
     Task<std::vector<HoverTarget>> finding = hoverTargets(screen);
     std::vector<HoverTarget> targets = co_await finding;
-    if (!session.isCurrent()) co_return std::nullopt;
+    if (!scope.isCurrent()) co_return std::nullopt;
 
     const Completion<std::optional<PickedArea>> result(services_.executor);
-    continuation_ = result;
+    result_ = result;
     const SelectionModel::Settings settings{screen.frame.size(), screen.backingScaleFactor,
                                             std::move(targets), windowsOnly};
     selection_ = std::make_unique<AreaSelection>(
@@ -134,9 +117,9 @@ void AreaSelector::open(const NSScreen& screen) {
     panel_->makeKeyAndOrderFront();
 }
 
-/// From inside the overlay's own handlers, so the panel goes later, with the task that waits.
+/// Called from the overlay's own event handlers, so the panel is destroyed later, with the waiting task.
 void AreaSelector::finish(std::optional<PickedArea> picked) {
-    if (const auto waiting = std::exchange(continuation_, std::nullopt)) waiting->resolve(std::move(picked));
+    if (const auto waiting = std::exchange(result_, std::nullopt)) waiting->resolve(std::move(picked));
 }
 
 void AreaSelector::close() {

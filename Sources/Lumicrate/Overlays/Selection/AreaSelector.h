@@ -1,4 +1,4 @@
-// AreaSelector: has the user choose a window or drag an area on one screen.
+// AreaSelector: lets the user choose a window or drag an area on one screen.
 #pragma once
 
 #include "Lumicrate/Overlays/OverlayContents.h"
@@ -41,7 +41,7 @@ struct AreaSelection {
     std::optional<CGImage> snapshot;
 };
 
-/// One selection at a time; a new one ends the former as cancelled. Main thread only.
+/// One selection at a time: a new one cancels the previous one. Main thread only.
 class AreaSelector final {
  public:
     /// All must outlive the selector.
@@ -57,7 +57,7 @@ class AreaSelector final {
 
     explicit AreaSelector(const Services& services) : services_(services) {}
 
-    /// Where sentences go about preferences that can't be stored.
+    /// `complain` receives messages for the user about preferences that cannot be stored.
     void setComplaints(std::function<void(const std::string&)> complain) { complain_ = std::move(complain); }
 
     /// None when the user cancels. Destroying the task removes the overlay.
@@ -66,8 +66,6 @@ class AreaSelector final {
                                            std::vector<CaptureDevice> microphones, bool windowsOnly);
 
  private:
-    class Session;
-
     std::optional<CGImage> snapshot(const NSScreen& of);
     Task<std::vector<HoverTarget>> hoverTargets(NSScreen on);
     void open(const NSScreen& screen);
@@ -78,8 +76,8 @@ class AreaSelector final {
     std::function<void(const std::string&)> complain_ = [](const std::string&) {};
     std::unique_ptr<AreaSelection> selection_;
     std::unique_ptr<NSPanel> panel_;
-    std::optional<Completion<std::optional<PickedArea>>> continuation_;
-    std::uint64_t sessions_ = 0;
+    std::optional<Completion<std::optional<PickedArea>>> result_;
+    std::uint64_t runs_ = 0;
 };
 
 /// The windows of other processes that can be clicked on a display, front-most first, each with its part on

@@ -13,8 +13,8 @@ namespace lumicrate {
 ///
 /// Example: the screen is 1000 × 800, a window spans x 200 … 500 and y 100 … 400. The point (203, 300) snaps
 /// to (200, 300), the window's left edge. The point (203, 600) stays: at y = 600 the window is not beside it.
-/// A selection of x 103 … 198 that is moved moves on to x 105 … 200, because its right edge is 2 points from
-/// the window.
+/// A selection that is moved to x 103 … 198 snaps to x 105 … 200, because its right edge is 2 points from the
+/// window.
 class EdgeSnapping {
  public:
     static constexpr double reach = 6;  ///< the maximum distance of a line

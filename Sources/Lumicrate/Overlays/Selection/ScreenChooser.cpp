@@ -1,5 +1,6 @@
 #include "Lumicrate/Overlays/Selection/ScreenChooser.h"
 
+#include "Support/Log.h"
 #include "Support/Text.h"
 
 #include <algorithm>
@@ -13,12 +14,12 @@ namespace {
 
 constexpr std::int64_t escapeKey = 53;
 
-/// 1 … 9. By what the key types, which is all that a number pad tells, or by what it stands for: there are
-/// keyboards whose digits need Shift.
+/// 1 … 9: by the character, which is all that is known of a number pad's keys, or else by the key code,
+/// because some keyboards need Shift for digits.
 std::optional<int> digit(const NSEvent& event) {
     constexpr std::array<std::int64_t, 9> digitKeys{18, 19, 20, 21, 23, 22, 26, 28, 25};
-    constexpr std::uint64_t others = NSEvent::commandFlag | NSEvent::optionFlag | NSEvent::controlFlag;
-    if ((event.modifierFlags & others) != 0) return std::nullopt;
+    constexpr std::uint64_t commandKeys = NSEvent::commandFlag | NSEvent::optionFlag | NSEvent::controlFlag;
+    if ((event.modifierFlags & commandKeys) != 0) return std::nullopt;
     const std::string& typed = event.charactersIgnoringModifiers;
     if (typed.size() == 1 && typed[0] >= '1' && typed[0] <= '9') return typed[0] - '0';
     const auto found = std::find(digitKeys.begin(), digitKeys.end(), event.keyCode);
@@ -28,21 +29,6 @@ std::optional<int> digit(const NSEvent& event) {
 
 }  // namespace
 
-/// Ends its choice, and no later one, when the caller no longer waits.
-class ScreenChooser::EndOfChoice {
- public:
-    explicit EndOfChoice(ScreenChooser& owner) : owner_(owner), choice_(owner.choices_) {}
-    ~EndOfChoice() {
-        if (owner_.choices_ == choice_) owner_.close();
-    }
-    EndOfChoice(const EndOfChoice&) = delete;
-    EndOfChoice& operator=(const EndOfChoice&) = delete;
-
- private:
-    ScreenChooser& owner_;
-    std::uint64_t choice_;
-};
-
 ScreenChooser::ScreenChooser(Executor& executor, const NSScreens& screens, SCScreenshotManager& pictures,
                              NSKeyMonitoring& keys, OverlayContents& contents)
     : executor_(executor), screens_(screens), pictures_(pictures), keys_(keys), contents_(contents) {}
@@ -50,10 +36,9 @@ ScreenChooser::ScreenChooser(Executor& executor, const NSScreens& screens, SCScr
 Task<std::optional<std::uint32_t>> ScreenChooser::choose() {
     finish(std::nullopt);
     close();
-    ++choices_;
-    const EndOfChoice end(*this);
+    const RunScope scope(runs_, [this] { close(); });
     const Completion<std::optional<std::uint32_t>> result(executor_);
-    continuation_ = result;
+    result_ = result;
     begin();
     const std::optional<std::uint32_t> chosen = co_await result;
     co_return chosen;
@@ -63,14 +48,15 @@ void ScreenChooser::begin() {
     for (const NSScreen& each : screens_.screens()) {
         if (each.displayID) shown_.push_back(describe(each, static_cast<int>(shown_.size()) + 1));
     }
+    log(LogArea::ui, "screen choice among ", shown_.size());
     if (shown_.empty()) return finish(std::nullopt);
-    // All pictures have been taken before the first panel is seen.
+    // After all pictures have been taken, so that no panel is on any of them.
     for (const auto& each : shown_)
         show(*each);
-    const auto pointed = std::find_if(shown_.begin(), shown_.end(), [this](const auto& each) {
+    const auto underPointer = std::find_if(shown_.begin(), shown_.end(), [this](const auto& each) {
         return each->frame.contains(screens_.mouseLocation());
     });
-    (pointed == shown_.end() ? shown_.front() : *pointed)->panel->makeKeyAndOrderFront();
+    (underPointer == shown_.end() ? shown_.front() : *underPointer)->panel->makeKeyAndOrderFront();
     keyMonitor_ = keys_.addKeyDownMonitor([this](const NSEvent& event) { return keyDown(event); });
 }
 
@@ -79,10 +65,10 @@ std::unique_ptr<ScreenChooser::Screen> ScreenChooser::describe(const NSScreen& s
     auto described = std::make_unique<Screen>();
     described->displayID = displayID;
     described->frame = screen.frame;
-    // A panel that is on its way out must not end another choice.
-    const auto ends = [this, choice = choices_](std::optional<std::uint32_t> chosen) {
-        return [this, choice, chosen] {
-            if (choices_ == choice) finish(chosen);
+    // A panel of a previous choice must not end this one.
+    const auto ends = [this, run = runs_](std::optional<std::uint32_t> chosen) {
+        return [this, run, chosen] {
+            if (runs_ == run) finish(chosen);
         };
     };
     described->model = {number,
@@ -114,10 +100,13 @@ bool ScreenChooser::keyDown(const NSEvent& event) {
     return true;
 }
 
-/// From inside a panel's own handlers, so the panels go later, with the task that waits.
+/// Called from a panel's own event handlers, so the panels are destroyed later, with the waiting task.
 void ScreenChooser::finish(std::optional<std::uint32_t> displayID) {
     keyMonitor_.reset();
-    if (const auto waiting = std::exchange(continuation_, std::nullopt)) waiting->resolve(displayID);
+    const auto waiting = std::exchange(result_, std::nullopt);
+    if (!waiting) return;
+    log(LogArea::ui, "screen choice: ", displayID ? "display " + std::to_string(*displayID) : "none");
+    waiting->resolve(displayID);
 }
 
 void ScreenChooser::close() {

@@ -19,32 +19,33 @@
 
 namespace lumicrate {
 
-/// What the panel over one screen shows, and what it calls. It may be called from a panel's own event
-/// handler, and does nothing once something has been chosen.
+/// What the panel over one screen shows, and what it calls. The callbacks may be called from the panel's own
+/// event handlers; they have no effect after the choice has ended.
 struct ScreenChoice {
-    int number = 1;  ///< by which a key chooses it
+    int number = 1;  ///< the digit key that chooses it
     std::string name;
-    std::string pixels;               ///< "2560 × 1440"
-    std::optional<CGImage> backdrop;  ///< the screen as it was without the panel; none where it can't be read
+    std::string pixels;  ///< "2560 × 1440"
+    std::optional<CGImage>
+        backdrop;  ///< a picture of the screen without the panel; none if it cannot be taken
     std::function<void()> onChoose;
     std::function<void()> onCancel;
 };
 
-/// Nothing is there between two choices. Main thread only.
+/// One choice at a time. Main thread only.
 class ScreenChooser final {
  public:
     /// All must outlive the chooser.
     ScreenChooser(Executor& executor, const NSScreens& screens, SCScreenshotManager& pictures,
                   NSKeyMonitoring& keys, OverlayContents& contents);
 
-    /// Ends a choice that is in progress, as cancelled, and begins anew. The panels go when the task is
-    /// destroyed, too. None where there is no screen that can be recorded.
+    /// The display number of the chosen screen; none when the user cancels, or without a screen that can be
+    /// recorded. Cancels a choice in progress. Destroying the task removes the panels.
     Task<std::optional<std::uint32_t>> choose();
-    /// Gives the choice in progress that result, from any handler; without one, does nothing.
+    /// Ends the choice in progress with that result. May be called from any event handler. No effect without
+    /// a choice.
     void finish(std::optional<std::uint32_t> displayID);
 
  private:
-    class EndOfChoice;
     struct Screen {
         std::uint32_t displayID = 0;
         Rect frame;
@@ -65,8 +66,8 @@ class ScreenChooser final {
     OverlayContents& contents_;
     std::vector<std::unique_ptr<Screen>> shown_;
     std::unique_ptr<NSEventMonitor> keyMonitor_;
-    std::optional<Completion<std::optional<std::uint32_t>>> continuation_;
-    std::uint64_t choices_ = 0;
+    std::optional<Completion<std::optional<std::uint32_t>>> result_;
+    std::uint64_t runs_ = 0;
 };
 
 }  // namespace lumicrate

@@ -35,9 +35,6 @@ SelectionBar::SelectionBar(QWidget* parent) : QWidget(parent), row_(new QHBoxLay
     row_->setContentsMargins(padding, padding, padding, padding);
     row_->setSpacing(overlay::control::gap);
     setFont(overlay::controlFont(font()));
-    // The overlay below has a cursor of its own, and would start a drag.
-    setCursor(Qt::ArrowCursor);
-    setAttribute(Qt::WA_NoMousePropagation);
 }
 
 QWidget* SelectionBar::addDivider() {

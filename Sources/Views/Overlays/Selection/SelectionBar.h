@@ -7,9 +7,8 @@ class QHBoxLayout;
 
 namespace lumicrate::views {
 
-/// A child widget of the selection overlay. It swallows mouse presses. The overlay has a click focus policy,
-/// so that a press anywhere on the bar moves the keyboard focus back to the overlay; only text fields keep
-/// it.
+/// A child widget of the selection overlay, which has a click focus policy: a press anywhere on the bar moves
+/// the keyboard focus back to the overlay. Only text fields keep it.
 class SelectionBar : public QWidget {
  public:
     explicit SelectionBar(QWidget* parent);

@@ -104,14 +104,8 @@ QWidget* SelectionView::adopt(std::unique_ptr<QWidget> bar) {
     bar->installEventFilter(this);
     // The selection must not get events that a bar ignores.
     bar->setAttribute(Qt::WA_NoMousePropagation);
-    if (!bar->testAttribute(Qt::WA_SetCursor)) bar->setCursor(Qt::ArrowCursor);
+    bar->setCursor(Qt::ArrowCursor);
     return bar.release();
-}
-
-QPainterPath SelectionView::silhouette() const {
-    QPainterPath path;
-    path.addRect(rect());
-    return path;
 }
 
 // Appearance

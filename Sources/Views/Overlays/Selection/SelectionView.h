@@ -25,8 +25,6 @@ class SelectionView final : public OverlayWidget {
     SelectionView(SelectionModel& model, QImage still, KeyTranslation keys, std::unique_ptr<QWidget> toolbar,
                   std::unique_ptr<QWidget> pickBar);
 
-    QPainterPath silhouette() const override;
-
  protected:
     bool event(QEvent* event) override;
     bool eventFilter(QObject* watched, QEvent* event) override;

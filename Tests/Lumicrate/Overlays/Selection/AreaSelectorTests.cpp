@@ -1,4 +1,5 @@
-// One selection from the recorder's question to its answer: overlay, targets, picture and coordinates.
+// AreaSelector: one selection from the recorder's request to its result: overlay, targets, picture,
+// coordinates.
 #include "Lumicrate/Overlays/Selection/AreaSelector.h"
 #include "Tests/Lumicrate/Overlays/FakeOverlayContents.h"
 #include "Tests/Lumicrate/Recording/RecorderFixture.h"
@@ -6,11 +7,12 @@
 namespace lumicrate::test {
 namespace {
 
+using testing::ElementsAre;
+
 struct FakeScreenshots final : public SCScreenshotManager {
     std::optional<CGImage> captureImage(std::uint32_t, Size) override { return std::nullopt; }
     std::optional<CGImage> captureDisplay(std::uint32_t displayID) override {
-        if (displayID != 2) return std::nullopt;
-        return CGImage{800, 600, {}};
+        return displayID == 2 ? std::optional(CGImage{800, 600, {}}) : std::nullopt;
     }
 };
 
@@ -28,17 +30,16 @@ class AreaSelectorTests : public RecorderFixture {
         const std::optional<PickedArea> picked = co_await selecting;
         results.push_back(picked);
     }
-    SelectionModel& view() { return contents.selectionModel->selection; }
-    const SelectionAppearance& seen() { return *view().appearance; }
+    SelectionModel& model() { return contents.selectionModel->selection; }
+    const SelectionAppearance& seen() { return *model().appearance; }
 
-    FakeOverlayContents contents;
-    FakeScreenshots screenshots;
-    AreaSelector selector{{executor, capture, screenshots, process, screens, defaults, contents}};
+    FakeScreenshots pictures;
+    AreaSelector selector{{executor, capture, pictures, process, screens, defaults, contents}};
     RunningTask task;
     std::vector<std::optional<PickedArea>> results;
 };
 
-TEST_F(AreaSelectorTests, CoversItsScreenUntilItIsAnswered) {
+TEST_F(AreaSelectorTests, CoversTheScreenUntilItsResult) {
     screens.pointer = {2010, 970};
     select();
     const PanelRecord& panel = contents.last();
@@ -48,36 +49,36 @@ TEST_F(AreaSelectorTests, CoversItsScreenUntilItIsAnswered) {
     EXPECT_EQ(contents.selectionModel->snapshot->width, 800);
     EXPECT_EQ(contents.selectionModel->toolbar.microphones.at(0).name, "Desk");
     EXPECT_EQ(seen().highlightLabel->text, "notes — Editor  ·  600 × 400") << "the pointer is over it";
-    view().mouseDown({{90, 490}});
-    view().mouseUp();
+    model().mouseDown({{90, 490}});
+    model().mouseUp();
     contents.selectionModel->toolbar.windowOnly = true;
-    view().confirm();
+    model().confirm();
     EXPECT_EQ(contents.shownPanels(), 1U) << "not from inside its own event";
     executor.drain();
     EXPECT_EQ(contents.shownPanels(), 0U);
     ASSERT_EQ(results.size(), 1U);
-    EXPECT_EQ(results[0]->rect, (Rect{80, 100, 300, 200})) << "from the top left corner";
+    EXPECT_EQ(results[0]->rect, (Rect{80, 100, 300, 200})) << "y down";
     EXPECT_EQ(results[0]->windowID, 7U);
 }
 
-TEST_F(AreaSelectorTests, TheLastAreaIsOfferedAgain) {
+TEST_F(AreaSelectorTests, OffersTheInitialArea) {
     select(false, Rect{10, 20, 300, 100});
     EXPECT_EQ(seen().selection, (Rect{10, 480, 300, 100}));
-    view().confirm();
+    model().confirm();
     executor.drain();
-    EXPECT_EQ(results.at(0)->rect, (Rect{10, 20, 300, 100})) << "there and back";
+    EXPECT_EQ(results.at(0)->rect, (Rect{10, 20, 300, 100}));
     EXPECT_FALSE(results[0]->windowID);
     select(true);
-    EXPECT_TRUE(view().windowsOnly());
+    EXPECT_TRUE(model().windowsOnly());
 }
 
-TEST_F(AreaSelectorTests, EndsOnceHoweverItEnds) {
+TEST_F(AreaSelectorTests, EndsOnceAndOnlyTheLatest) {
     select();
     select();
     EXPECT_EQ(contents.shownPanels(), 1U);
-    view().cancel();
+    model().cancel();
     executor.drain();
-    EXPECT_EQ(results.size(), 1U) << "nobody waits for the former any more";
+    EXPECT_EQ(results.size(), 1U) << "the first caller was cancelled";
     EXPECT_FALSE(results[0]);
     select();
     task.cancel();
@@ -93,10 +94,36 @@ TEST_F(AreaSelectorTests, WorksWithoutWindowsOrPicture) {
         select(false, std::nullopt, each);
         EXPECT_EQ(seen().highlighted->title, "Full Screen");
         EXPECT_EQ(contents.selectionModel->snapshot.has_value(), each.displayID.has_value());
-        view().cancel();
+        model().cancel();
         executor.drain();
     }
     EXPECT_EQ(results.size(), 2U);
+}
+
+TEST(HoverTargetTests, ArePartsOfOtherProgramsWindows) {
+    const auto window = [](std::uint32_t id, Rect frame) {
+        SCWindow made;
+        made.windowID = id;
+        made.frame = frame;
+        made.title = "Notes";
+        made.owningApplication = SCRunningApplication{5, "Editor"};
+        return made;
+    };
+    std::vector<SCWindow> windows{
+        window(1, {1100, 300, 200, 150}), window(2, {900, 100, 300, 200}),  window(3, {1100, 300, 200, 200}),
+        window(4, {1100, 300, 200, 200}), window(5, {1100, 300, 200, 150}), window(6, {961, 300, 78, 100}),
+        window(7, {0, 0, 4000, 4000}),    window(8, {1000, 200, 800, 600}), window(9, {1010, 210, 100, 100})};
+    windows[2].windowLayer = 101;
+    windows[3].alpha = 0;
+    windows[4].owningApplication->processID = 77;
+    windows[7].title.reset();
+    windows[8].owningApplication.reset();
+    EXPECT_THAT(hoverTargets(windows, {1000, 200, 800, 600}, 77),
+                ElementsAre(HoverTarget{{100, 350, 200, 150}, "Notes — Editor", 1},
+                            HoverTarget{{0, 500, 200, 100}, "Notes — Editor", 2},
+                            HoverTarget{{0, 0, 800, 600}, "Notes — Editor", 7},
+                            HoverTarget{{0, 0, 800, 600}, "Editor", 8},
+                            HoverTarget{{10, 490, 100, 100}, "Notes", 9}));
 }
 
 }  // namespace

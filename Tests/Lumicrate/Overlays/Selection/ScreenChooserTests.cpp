@@ -1,19 +1,17 @@
-// The choice of a screen, without widgets.
+// ScreenChooser: the choice of a screen, without widgets.
 #include "Lumicrate/Overlays/Selection/ScreenChooser.h"
 #include "Tests/Lumicrate/FakePlatform.h"
 #include "Tests/Lumicrate/Overlays/FakeOverlayContents.h"
 #include "Tests/Lumicrate/Settings/SettingsFakes.h"
 
-#include <gmock/gmock.h>
-
 namespace lumicrate::test {
 namespace {
 
 const NSScreen main{1, {0, 0, 1280, 720}, {}, 2, "main"};
-const NSScreen unknown{std::nullopt, {0, -600, 800, 600}, {}, 2, "of no use"};
+const NSScreen unknown{std::nullopt, {0, -600, 800, 600}, {}, 2, "cannot be recorded"};
 const NSScreen right{7, {1280, 120, 683, 384}, {}, 2, "right"};
 
-/// Notes whether a panel was on the picture.
+/// Checks that no panel is on the pictures.
 struct FakePictures final : public SCScreenshotManager {
     explicit FakePictures(const FakeOverlayContents& shown) : contents(shown) {}
     std::optional<CGImage> captureImage(std::uint32_t, Size) override { return std::nullopt; }
@@ -28,6 +26,7 @@ class ScreenChooserTests : public testing::Test {
  protected:
     using Chosen = std::optional<std::uint32_t>;
 
+    ScreenChooserTests() { screens.all = {main, unknown, right}; }
     void choose() {
         choosing = RunningTask(executor, awaitChoice());
         executor.drain();
@@ -41,12 +40,11 @@ class ScreenChooserTests : public testing::Test {
     void expectEnd(const Chosen& result) {
         executor.drain();
         EXPECT_THAT(results, testing::ElementsAre(result));
-        EXPECT_EQ(panelsLeft, 0U) << "when the caller went on";
+        EXPECT_EQ(panelsLeft, 0U) << "when the caller continued";
         EXPECT_EQ(contents.shownPanels(), 0U);
         EXPECT_EQ(keys.monitors, 0);
         results.clear();
     }
-    bool type(const char* text, std::uint64_t flags = 0) { return keys.press(-1, flags, text); }
 
     VirtualExecutor executor;
     FakeScreens screens;
@@ -59,49 +57,45 @@ class ScreenChooserTests : public testing::Test {
     std::size_t panelsLeft = 0;
 };
 
-TEST_F(ScreenChooserTests, EveryScreenThatCanBeRecordedHasAPanel) {
-    screens.all = {main, unknown, right};
+TEST_F(ScreenChooserTests, EachScreenThatCanBeRecordedHasAPanel) {
     screens.pointer = {1300, 200};
     choose();
     ASSERT_EQ(contents.shownPanels(), 2U);
     const struct {
-        const char* name;
+        NSScreen screen;
         const char* pixels;
-        bool hasBackdrop;
-    } expected[] = {{"main", "2560 × 1440", true}, {"right", "1366 × 768", false}};
+        bool hasBackdrop, isKey;
+    } expected[] = {{main, "2560 × 1440", true, false}, {right, "1366 × 768", false, true}};
     for (std::size_t i = 0; i < 2; ++i) {
         const ScreenChoice& model = *contents.screenChoices[i];
         EXPECT_EQ(model.number, int(i) + 1);
-        EXPECT_EQ(model.name, expected[i].name);
+        EXPECT_EQ(model.name, expected[i].screen.localizedName);
         EXPECT_EQ(model.pixels, expected[i].pixels);
         EXPECT_EQ(model.backdrop.has_value(), expected[i].hasBackdrop);
         const PanelRecord& panel = *contents.panels[i];
+        EXPECT_EQ(panel.settings.frame, expected[i].screen.frame);
         EXPECT_EQ(panel.settings.level, 1000);
         EXPECT_TRUE(panel.settings.canBecomeKey);
-        EXPECT_EQ(panel.key, i == 1) << "where the pointer is";
+        EXPECT_EQ(panel.key, expected[i].isKey) << "the screen under the pointer";
     }
-    EXPECT_EQ(contents.panels[0]->settings.frame, main.frame);
-    EXPECT_EQ(contents.panels[1]->settings.frame, right.frame);
     contents.screenChoices[1]->onChoose();
-    EXPECT_FALSE(contents.panels[1]->gone) << "it is called by its own panel";
+    EXPECT_FALSE(contents.panels[1]->gone) << "called by its own panel";
     expectEnd(7);
 
     screens.pointer = {5000, 5000};
     choose();
-    EXPECT_TRUE(contents.panels[2]->key);
-    EXPECT_FALSE(contents.panels[3]->key);
+    EXPECT_TRUE(contents.panels[2]->key && !contents.panels[3]->key);
     contents.screenChoices[3]->onCancel();
     expectEnd(std::nullopt);
 }
 
 TEST_F(ScreenChooserTests, KeysChooseByNumber) {
-    screens.all = {main, right};
     constexpr std::int64_t escape = 53;
     const struct {
         std::int64_t keyCode;
         std::uint64_t flags;
         const char* typed;
-        std::optional<Chosen> chosen;  ///< none for a key that passes
+        std::optional<Chosen> chosen;  ///< none for a key without meaning
     } cases[] = {{18, 0, "1", 1},
                  {-1, 0, "2", 7},
                  {19, NSEvent::shiftFlag, "é", 7},
@@ -121,33 +115,30 @@ TEST_F(ScreenChooserTests, KeysChooseByNumber) {
     }
 }
 
-TEST_F(ScreenChooserTests, EndsOnceHoweverItEnds) {
-    screens.all = {main, right};
+TEST_F(ScreenChooserTests, EndsOnceAndOnlyTheLatest) {
     choose();
     contents.screenChoices[1]->onChoose();
     contents.screenChoices[0]->onChoose();
     chooser.finish(std::nullopt);
-    EXPECT_FALSE(type("1"));
+    EXPECT_FALSE(keys.press(-1, 0, "1"));
     expectEnd(7);
 
-    Task<void> first = awaitChoice();
-    RunningTask waiting(executor, std::move(first));
+    RunningTask first(executor, awaitChoice());
     executor.drain();
-    const ScreenChoice* const old = contents.screenChoices.back();
-    const auto oldChoose = old->onChoose;
+    const auto oldChoose = contents.screenChoices.back()->onChoose;
     choose();
-    EXPECT_THAT(results, testing::ElementsAre(Chosen())) << "the former one is cancelled";
+    EXPECT_THAT(results, testing::ElementsAre(Chosen())) << "the first choice is cancelled";
     EXPECT_EQ(contents.shownPanels(), 2U);
     oldChoose();
     executor.drain();
-    EXPECT_EQ(results.size(), 1U) << "what is left of it chooses nothing";
+    EXPECT_EQ(results.size(), 1U) << "callbacks of the old choice have no effect";
 
     choosing.cancel();
     executor.drain();
-    EXPECT_EQ(contents.shownPanels(), 0U) << "nobody waits for it";
+    EXPECT_EQ(contents.shownPanels(), 0U) << "nothing waits for the choice";
     EXPECT_EQ(keys.monitors, 0);
-
     results.clear();
+
     screens.all = {unknown};
     choose();
     expectEnd(std::nullopt);

@@ -54,7 +54,8 @@ class Drags {
 
 testing::AssertionResult isValid(const Rect& rect, const SelectionGeometry& in, bool exactRatio = true) {
     const bool inside = rect.minX() >= -epsilon && rect.minY() >= -epsilon &&
-                        rect.maxX() <= in.bounds.maxX() + epsilon && rect.maxY() <= in.bounds.maxY() + epsilon;
+                        rect.maxX() <= in.bounds.maxX() + epsilon &&
+                        rect.maxY() <= in.bounds.maxY() + epsilon;
     const bool large = std::min(rect.width, rect.height) >= minSide - epsilon;
     const bool shaped = !exactRatio || !in.ratio || std::abs(rect.width - rect.height * *in.ratio) < epsilon;
     if (inside && large && shaped) return testing::AssertionSuccess();

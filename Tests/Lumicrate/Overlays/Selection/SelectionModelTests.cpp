@@ -58,9 +58,10 @@ class SelectionModelTests : public testing::Test {
 };
 
 TEST_F(SelectionModelTests, HighlightsTheTargetUnderThePointer) {
-    EXPECT_EQ(seen().hint, (SelectionLabel{"Click a window   ·   Drag to select an area   ·   F: full screen   ·   "
-                                           "Esc: cancel",
-                                           {600, 740}}));
+    EXPECT_EQ(seen().hint,
+              (SelectionLabel{"Click a window   ·   Drag to select an area   ·   F: full screen   ·   "
+                              "Esc: cancel",
+                              {600, 740}}));
     EXPECT_EQ(seen().pickBar, (Rect{480, 80, 240, 44}));
     EXPECT_FALSE(seen().highlighted || seen().toolbar || seen().magnified);
     model->mouseMoved({120, 120});
@@ -130,7 +131,10 @@ TEST_F(SelectionModelTests, PickedWindowIsKeptUntilItsFrameChanges) {
     EXPECT_EQ(selection(), (Rect{110, 95, 400, 300}));
     EXPECT_FALSE(*toolbar.windowTitle || *toolbar.windowOnly);
     const std::pair<const char*, std::function<void()>> changes[] = {
-        {"handle", [this] { drag({100, 100}, {90, 90}); }},
+        {"handle",
+         [this] {
+             drag({100, 100}, {90, 90});
+         }},
         {"aspect", [this] { toolbar.onAspect(AspectPreset::square); }},
         {"size", [this] { toolbar.onSize(300, std::nullopt); }},
         {"key", [this] { press(keyLeft); }},
@@ -251,7 +255,8 @@ TEST_F(SelectionModelTests, ArrowsMoveAndResizeByPixels) {
     }
     make();
     model->preselect({0, 0, 32, 32});
-    for (const auto& [code, flags] : {std::pair(keyLeft, 0UL), {keyLeft, option}, {keyDown, 0UL}, {keyUp, option}})
+    for (const auto& [code, flags] :
+         {std::pair(keyLeft, 0UL), {keyLeft, option}, {keyDown, 0UL}, {keyUp, option}})
         press(code, flags);
     EXPECT_EQ(selection(), (Rect{0, 0, 32, 32})) << "stays on the screen and does not shrink";
     toolbar.aspect = AspectPreset::square;

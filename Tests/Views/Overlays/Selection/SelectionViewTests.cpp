@@ -1,124 +1,171 @@
-// The selection on a real display: what is seen on the server, and what a real pointer and real keys do.
-// Places are in points of the main screen, y up.
-#include "Tests/Views/Overlays/Selection/SelectionStage.h"
+// SelectionView on a real display: what is painted, and what a real pointer and real keys do. Positions are
+// in points of the main screen, y up.
+#include "Lumicrate/Overlays/Selection/SelectionModel.h"
+#include "Tests/Views/Overlays/OverlayStage.h"
+#include "Views/Overlays/PanelContents.h"
+#include "Views/Overlays/Selection/SelectionView.h"
 
-#include <xcb/xfixes.h>
-
-#include <map>
+#include <QBackingStore>
+#include <QKeyEvent>
+#include <QLineEdit>
+#include <QPaintEvent>
+#include <random>
 
 namespace lumicrate::test {
 namespace {
 
 constexpr Rgb white{255, 255, 255};
 constexpr Rgb accent{0x00, 0x7a, 0xff};
+constexpr Rgb barColor{90, 40, 120};
+const Rgb dimmed = over({0, 0, 0}, 0.45, Application::color);
+const Rgb tinted = over(accent, 0.12, dimmed);
 
-class SelectionTests : public testing::Test {
+class Bar final : public QWidget {
+ public:
+    explicit Bar(const QSize& size) : size_(size), field_(this) { field_.setGeometry(10, 5, 60, 20); }
+    QSize sizeHint() const override { return size_; }
+    void grow(int by) {
+        size_.rwidth() += by;
+        updateGeometry();
+    }
+    QLineEdit& field() { return field_; }
+
  protected:
-    Application application;
-    Selecting selecting;
+    void paintEvent(QPaintEvent*) override {
+        QPainter(this).fillRect(rect(), QColor(barColor.red, barColor.green, barColor.blue));
+    }
+
+ private:
+    QSize size_;
+    QLineEdit field_;
 };
 
-class ComposedSelectionTests : public testing::TestWithParam<bool> {
- protected:
-    Application application;
-    Composition composition{GetParam()};
-    Selecting selecting;
-};
-
-INSTANTIATE_TEST_SUITE_P(Composition, ComposedSelectionTests, testing::Bool(), [](const auto& compositor) {
-    return compositor.param ? "WithACompositor" : "WithoutOne";
-});
-
-TEST_P(ComposedSelectionTests, WhatIsPointedAtIsTintedAndFramed) {
-    selecting.point(80, 150);
-    selecting.open();
-    EXPECT_TRUE(selecting.shows(61, 240, accent)) << "at the start, without the pointer's moving";
-    EXPECT_TRUE(selecting.shows(259, 240, accent));
-    EXPECT_TRUE(selecting.shows(70, 140, Selecting::tinted()));
-    EXPECT_TRUE(selecting.showsDim(58, 240));
-    selecting.point(300, 200);
-    EXPECT_TRUE(selecting.shows(61, 240, Selecting::tinted())) << "as the whole screen is";
+NSEvent translated(int qtKey) {
+    return {qtKey == Qt::Key_M ? 46 : qtKey == Qt::Key_Right ? 124 : -1, 0, {}};
 }
 
-TEST_P(ComposedSelectionTests, WhatIsSelectedIsBrightAndHasHandles) {
-    selecting.open();
-    selecting.drag({40, 60}, {240, 220});
-    EXPECT_TRUE(selecting.comesToSelect({40, 60, 200, 160}));
-    EXPECT_TRUE(selecting.shows(140, 140, Application::color, 0));
-    EXPECT_TRUE(selecting.shows(48, 212, Application::color, 0));
-    EXPECT_TRUE(selecting.showsDim(30, 140));
-    EXPECT_TRUE(selecting.showsDim(250, 230));
-    for (const Handle each : allHandles) {
-        const Point at = pointOf(each, {40, 60, 200, 160});
-        EXPECT_TRUE(selecting.shows(at.x, at.y, white)) << int(each);
-        EXPECT_TRUE(selecting.shows(at.x - 4.5, at.y, accent)) << int(each);
+class SelectionViewTests : public testing::Test {
+ protected:
+    /// Over the main screen, with a picture of it.
+    void open(QImage still = {}) {
+        const QSize size = views::QtScreen::of(*QGuiApplication::primaryScreen()).pixels().size();
+        if (still.isNull()) {
+            still = QImage(size, QImage::Format_RGB32);
+            still.fill(qRgb(Application::color.red, Application::color.green, Application::color.blue));
+        }
+        auto bars = std::pair(std::make_unique<Bar>(QSize(200, 30)), std::make_unique<Bar>(QSize(150, 30)));
+        toolbar = bars.first.get();
+        pickBar = bars.second.get();
+        auto view = std::make_unique<views::SelectionView>(
+            model, still, [](const QKeyEvent& event) { return translated(event.key()); },
+            std::move(bars.first), std::move(bars.second));
+        overlay = view.get();
+        panel = contents.content(std::move(view))
+                    ->makePanel({screen, NSPanel::screenSaverLevel, false, false, true, nullptr});
+        panel->makeKeyAndOrderFront();
+        EXPECT_TRUE(runUntil([this] { return seenAt(screen.x + 5, 5) != Application::color; }));
     }
-    selecting.drag({140, 140}, {160, 150});
-    EXPECT_TRUE(selecting.comesToSelect({60, 70, 200, 160}));
-    EXPECT_TRUE(selecting.showsDim(48, 140));
-    selecting.drag({260, 70}, {280, 60});
-    EXPECT_TRUE(selecting.comesToSelect({60, 60, 220, 170}));
-    selecting.point(150, 150);
+    /// In the pixel whose top left corner is there.
+    testing::AssertionResult shows(double x, double y, const Rgb& color, int tolerance = 2) const {
+        return comesToShow(screen.x + x + insidePixel, screen.y + y - insidePixel, color, tolerance);
+    }
+    void point(double x, double y) const { pointTo(screen.x + x + insidePixel, screen.y + y - insidePixel); }
+    /// With Control held, so that nothing snaps.
+    void drag(Point from, Point to) const {
+        xdotool({"keydown", "ctrl"});
+        point(from.x, from.y);
+        xdotool({"mousedown", "1"});
+        point((from.x + to.x) / 2, (from.y + to.y) / 2);
+        point(to.x, to.y);
+        xdotool({"mouseup", "1", "keyup", "ctrl"});
+    }
+    const SelectionAppearance& seen() const { return *model.appearance; }
+    bool comesToSelect(const Rect& rect) const {
+        return runUntil([&] { return !seen().handles.empty() && seen().selection == rect; });
+    }
+    bool comesToHighlight(bool something) const {
+        return runUntil([&] { return seen().highlighted.has_value() == something; });
+    }
+
+    /// Keeps positions on pixel boundaries inside of the intended pixel despite rounding.
+    static constexpr double insidePixel = 1e-3;
+    Application application;
+    const Rect screen = testScreens().screens().front().frame;
+    std::optional<std::optional<Rect>> result;
+    AreaToolbarModel toolbarModel{"Record", {}};
+    const HoverTarget window{{60, 130, 200, 140}, "A window", 7};
+    SelectionModel model{
+        {screen.size(), scale(), {window}, false}, toolbarModel, [this](auto rect, auto) { result = rect; }};
+    views::PanelContents contents;
+    Bar* toolbar = nullptr;
+    Bar* pickBar = nullptr;
+    views::SelectionView* overlay = nullptr;
+    std::unique_ptr<NSPanel> panel;
+};
+
+TEST_F(SelectionViewTests, PassesPointerAndKeysToTheModel) {
+    const Rect area{60, 60, 220, 170};
+    open();
+    drag({60, 60}, {280, 230});
+    EXPECT_TRUE(comesToSelect(area));
+    xdotool({"key", "Tab"});
+    EXPECT_TRUE(runUntil([&] { return toolbar->field().hasFocus(); }));
+    xdotool({"key", "m"});
+    EXPECT_TRUE(runUntil([&] { return toolbar->field().text() == "m"; }));
+    // A press through the model hides the bar, but does not move the focus as a real one would.
+    model.mouseDown({{150, 150}, 1, false});
+    EXPECT_TRUE(runUntil([&] { return overlay->hasFocus(); })) << "the bar with the focus is hidden";
+    model.mouseUp();
+    EXPECT_TRUE(runUntil([&] { return toolbar->isVisible(); }));
+    toolbar->field().setFocus();
+    point(20, 20);
+    xdotool({"click", "1"});
+    EXPECT_TRUE(runUntil([&] { return overlay->hasFocus(); })) << "a click moves the focus";
+    xdotool({"key", "m"});
+    EXPECT_TRUE(runUntil([&] { return seen().magnified.has_value(); }));
+    point(150, 150);
     xdotool({"click", "--repeat", "2", "--delay", "40", "1"});
-    EXPECT_TRUE(runUntil([&] { return selecting.result.has_value(); }));
-    EXPECT_EQ(selecting.result->first, (Rect{60, 60, 220, 170}));
+    EXPECT_TRUE(runUntil([&] { return result.has_value(); }));
+    EXPECT_EQ(*result, (Rect{0, 0, screen.width, screen.height}));
     EXPECT_EQ(application.presses, 0);
 }
 
-TEST_F(SelectionTests, ChangesOverWhenACompositingManagerComesAndGoes) {
-    constexpr Rgb before{200, 220, 40};
-    Selecting other(screenPicture(before));
-    other.open();
-    other.view.preselect({100, 100, 100, 100});
-    EXPECT_TRUE(other.shows(150, 150, before, 0));
-    EXPECT_TRUE(other.shows(20, 20, over({0, 0, 0}, 0.45, before)));
-    Composition composition(true);
-    EXPECT_TRUE(other.shows(150, 150, Application::color, 0));
-    EXPECT_TRUE(other.showsDim(20, 20));
-    composition.stop();
-    EXPECT_TRUE(other.shows(150, 150, before, 0));
-}
-
-TEST_F(SelectionTests, AClickPicksAndTheRightButtonCancels) {
-    selecting.open();
-    selecting.point(100, 200);
-    xdotool({"click", "1"});
-    EXPECT_TRUE(selecting.comesToSelect(selecting.window.rect));
-    selecting.point(20, 20);
+TEST_F(SelectionViewTests, BarsHideWhatIsBelow) {
+    open();
+    EXPECT_TRUE(runUntil([&] { return pickBar->isVisible(); }));
+    EXPECT_FALSE(toolbar->isVisible());
+    const Rect frame = *seen().pickBar;
+    EXPECT_EQ(frame.size(), (Size{150, 30}));
+    EXPECT_TRUE(shows(frame.minX() + 2, frame.minY() + 2, barColor, 0));
+    const double x = frame.midX() + 20;
+    point(x, frame.midY() + 40);
+    EXPECT_TRUE(comesToHighlight(true));
+    point(x, frame.midY());
+    EXPECT_TRUE(comesToHighlight(false));
+    EXPECT_EQ(pickBar->cursor().shape(), Qt::ArrowCursor);
+    xdotool({"click", "1", "click", "3"});
+    pickBar->grow(20);
+    EXPECT_TRUE(runUntil([&] { return pickBar->width() == 170; }));
+    EXPECT_FALSE(seen().selection || result) << "clicks on the bar have no effect";
+    point(x, frame.midY() + 40);
+    EXPECT_TRUE(comesToHighlight(true));
+    pointTo(10, 10);
+    EXPECT_TRUE(comesToHighlight(false)) << "on another screen";
+    point(20, 20);
     xdotool({"click", "3"});
-    EXPECT_TRUE(runUntil([&] { return selecting.result.has_value(); }));
-    EXPECT_FALSE(selecting.result->first);
+    EXPECT_TRUE(runUntil([&] { return result.has_value(); }));
+    EXPECT_FALSE(*result) << "the right button cancels";
 }
 
-/// The pointer's picture on the server.
-std::vector<std::uint32_t> pointerPicture() {
-    const stage::XcbConnection x(desktop->display().displayName());
-    stage::XcbReply<xcb_xfixes_query_version_reply_t>(
-        xcb_xfixes_query_version_reply(x.get(), xcb_xfixes_query_version(x.get(), 5, 0), nullptr));
-    const stage::XcbReply<xcb_xfixes_get_cursor_image_reply_t> image(
-        xcb_xfixes_get_cursor_image_reply(x.get(), xcb_xfixes_get_cursor_image(x.get()), nullptr));
-    if (!image) return {};
-    const std::uint32_t* const pixels = xcb_xfixes_get_cursor_image_cursor_image(image.get());
-    return {pixels, pixels + xcb_xfixes_get_cursor_image_cursor_image_length(image.get())};
-}
-
-TEST_F(SelectionTests, TheCursorTellsWhatADragWouldDo) {
+TEST_F(SelectionViewTests, CursorShowsWhatADragWouldDo) {
     const Rect area{60, 60, 200, 160};
-    selecting.open();
-    selecting.drag({60, 60}, {260, 220});
-    ASSERT_TRUE(selecting.comesToSelect(area));
-    std::map<Qt::CursorShape, std::vector<std::uint32_t>> pictures;
+    open();
+    model.preselect(area);
     const auto expectAt = [&](Point at, Qt::CursorShape shape) {
-        selecting.point(at.x, at.y);
-        EXPECT_TRUE(runUntil([&] { return selecting.overlay->cursor().shape() == shape; })) << shape;
-        const bool isNew = !pictures.contains(shape);
+        point(at.x, at.y);
+        // The panel has the same cursor, for the pixels on which the toolkit misses the view.
         EXPECT_TRUE(runUntil([&] {
-            const auto seen = pointerPicture();
-            if (!isNew) return seen == pictures.at(shape);
-            for (const auto& [other, picture] : pictures)
-                if (seen == picture) return false;
-            pictures[shape] = seen;
-            return true;
+            return overlay->cursor().shape() == shape && overlay->window()->cursor().shape() == shape;
         })) << shape;
     };
     constexpr Qt::CursorShape shapes[] = {Qt::SizeFDiagCursor, Qt::SizeVerCursor, Qt::SizeBDiagCursor,
@@ -132,91 +179,154 @@ TEST_F(SelectionTests, TheCursorTellsWhatADragWouldDo) {
     expectAt({20, 20}, Qt::CrossCursor);
 }
 
-TEST_F(SelectionTests, TheMagnifierHasThePixelUnderThePointerInItsMiddle) {
-    QImage still = screenPicture({0, 0, 0});
+class SelectionPixelTests : public SelectionViewTests {
+ protected:
+    void send(QEvent::Type type, Point at, Qt::MouseButtons buttons) {
+        const QPointF place(at.x, screen.height - at.y);
+        const auto button = type == QEvent::MouseMove ? Qt::NoButton : Qt::LeftButton;
+        QMouseEvent event(type, place, place, button, buttons, Qt::ControlModifier);
+        QCoreApplication::sendEvent(overlay, &event);
+    }
+    static void settle() {
+        QCoreApplication::sendPostedEvents();
+        QCoreApplication::processEvents();
+        QCoreApplication::sendPostedEvents();
+    }
+};
+
+TEST_F(SelectionPixelTests, MagnifierCentresThePixelUnderThePointer) {
+    QImage still(views::QtScreen::of(*QGuiApplication::primaryScreen()).pixels().size(),
+                 QImage::Format_RGB32);
     for (int y = 0; y < still.height(); ++y)
         for (int x = 0; x < still.width(); ++x)
             still.setPixel(x, y, qRgb(x * 37 % 256, y * 53 % 256, (x + y) * 101 % 256));
-    Selecting other(still);
-    other.open();
-    other.view.keyDown(keyNamed(Qt::Key_M));
+    open(still);
+    model.keyDown(translated(Qt::Key_M));
     const views::Magnifier magnifier(scale());
     const int cell = int(std::lround(8 * scale()));
     const QPoint origin = views::QtScreen::of(*QGuiApplication::primaryScreen()).pixels().topLeft();
-    const QPoint places[] = {
-        {300, 201}, {1, 2}, {still.width() - 1, 5}, {still.width() - 1, still.height() - 1}};
-    for (const QPoint& at : places) {
-        const QPoint onRoot = origin + at;
-        xdotool({"mousemove", std::to_string(onRoot.x()), std::to_string(onRoot.y())});
+    const int right = still.width() - 1;
+    for (const QPoint& at : {QPoint(300, 201), {1, 2}, {right, 5}, {right, still.height() - 1}}) {
+        pointToPixel(origin + at);
         const QRect frame = magnifier.frame(at, still.size());
         const QPoint middle = frame.topLeft() + QPoint(frame.width(), frame.width()) / 2;
-        // The corners of the enlarged pixel, and the middles of those beyond the line around it.
-        for (const QPoint& cells : {QPoint(0, 0), QPoint(3, 0), QPoint(0, 3), QPoint(3, -3)}) {
+        // The corners and the middle of the enlarged pixel, and of some beyond the frame around it.
+        for (const QPoint& cells : {QPoint(0, 0), {3, 0}, {0, 3}, {3, -3}}) {
             const QRgb pixel = still.valid(at + cells) ? still.pixel(at + cells) : qRgb(12, 12, 14);
-            const Rgb expected{qRed(pixel), qGreen(pixel), qBlue(pixel)};
             for (const int shift : {-(cell / 2) + 1 - cell % 2, 0, (cell - 1) / 2}) {
-                const QPoint seen = middle + cells * cell + QPoint(shift, shift);
-                const double y = other.screen.height - seen.y() / scale();
-                EXPECT_TRUE(other.shows(seen.x() / scale(), y, expected, 0))
+                const QPoint place = middle + cells * cell + QPoint(shift, shift);
+                EXPECT_TRUE(shows(place.x() / scale(), screen.height - place.y() / scale(),
+                                  {qRed(pixel), qGreen(pixel), qBlue(pixel)}, 0))
                     << at.x() << "," << at.y() << " " << cells.x() << "," << cells.y() << " " << shift;
             }
         }
     }
 }
 
-TEST_F(SelectionTests, BarsAreWhereTheViewWantsThemAndHideWhatIsBelow) {
-    selecting.open();
-    EXPECT_TRUE(runUntil([&] { return selecting.pickBar->isVisible(); }));
-    EXPECT_FALSE(selecting.toolbar->isVisible());
-    const Rect frame = *selecting.view.appearance->pickBar;
-    EXPECT_EQ(frame.size(), (Size{150, 30}));
-    EXPECT_TRUE(selecting.shows(frame.minX() + 2, frame.minY() + 2, {90, 40, 120}, 0));
-    selecting.point(frame.midX() + 20, frame.midY() + 40);
-    EXPECT_TRUE(runUntil([&] { return selecting.view.appearance->highlighted.has_value(); }));
-    selecting.point(frame.midX() + 20, frame.midY());
-    EXPECT_TRUE(runUntil([&] { return !selecting.view.appearance->highlighted; }));
-    xdotool({"click", "1", "click", "3"});
-    selecting.pickBar->grow(20);
-    EXPECT_TRUE(runUntil([&] { return selecting.pickBar->width() == 170; }));
-    EXPECT_FALSE(selecting.view.appearance->selection) << "a click on the bar";
-    EXPECT_FALSE(selecting.result);
-    selecting.point(frame.midX() + 20, frame.midY() + 40);
-    EXPECT_TRUE(runUntil([&] { return selecting.view.appearance->highlighted.has_value(); }));
+TEST_F(SelectionPixelTests, StepOfADragRepaintsLittle) {
+    /// Adds up the area that a widget is asked to paint.
+    struct PaintCounter final : public QObject {
+        bool eventFilter(QObject*, QEvent* event) override {
+            if (event->type() != QEvent::Paint) return false;
+            for (const QRect& each : static_cast<QPaintEvent*>(event)->region())
+                area += double(each.width()) * each.height();
+            return false;
+        }
+        double area = 0;
+    } counter;
     pointTo(10, 10);
-    EXPECT_TRUE(runUntil([&] { return !selecting.view.appearance->highlighted; })) << "on another screen";
+    open();
+    overlay->installEventFilter(&counter);
+    model.preselect({10, 10, screen.width - 100, screen.height - 40});
+    send(QEvent::MouseButtonPress, {150, 150}, Qt::LeftButton);
+    settle();
+    const auto paintedAfterMoveTo = [&](double x) {
+        counter.area = 0;
+        send(QEvent::MouseMove, {150 + x / scale(), 150}, Qt::LeftButton);
+        settle();
+        return counter.area / (screen.width * screen.height);
+    };
+    for (const double pixels : {20, 40, 60, 80}) {
+        const double share = paintedAfterMoveTo(pixels);
+        EXPECT_LT(share, 0.15);
+        EXPECT_GT(share, 0.02);
+    }
+    EXPECT_EQ(paintedAfterMoveTo(80), 0) << "nothing changes";
 }
 
-TEST_F(SelectionTests, KeysGoToTheSelectionAndTabReachesTheBars) {
-    Selecting other;
-    // A window of an ordinary kind, which gets the keys.
-    QWidget host;
-    host.setWindowFlags(Qt::FramelessWindowHint);
-    host.setGeometry(QGuiApplication::primaryScreen()->geometry());
-    other.unplaced.release()->setParent(&host);
-    other.overlay->setGeometry(host.rect());
-    other.overlay->show();
-    host.show();
-    ASSERT_TRUE(runUntil([&] { return other.overlay->hasFocus(); }));
-    xdotool({"key", "f"});
-    EXPECT_TRUE(runUntil([&] { return other.toolbar->isVisible(); }));
-    EXPECT_EQ(other.view.appearance->selection, (Rect{0, 0, other.screen.width, other.screen.height}));
-    xdotool({"key", "Tab"});
-    EXPECT_TRUE(runUntil([&] { return other.toolbar->field().hasFocus(); }));
-    xdotool({"key", "m"});
-    EXPECT_TRUE(runUntil([&] { return other.toolbar->field().text() == "m"; }));
-    // No press, which would take the keys from the bar: it is hidden by what the model is told.
-    SelectionModel::MouseEvent press{{150, 150}, 1, false};
-    other.view.mouseDown(press);
-    EXPECT_TRUE(runUntil([&] { return other.overlay->hasFocus(); })) << "the bar with the keys is hidden";
-    other.view.mouseUp();
-    EXPECT_TRUE(runUntil([&] { return other.toolbar->isVisible(); }));
-    other.toolbar->field().setFocus();
-    other.point(100, 200);
-    xdotool({"click", "1"});
-    EXPECT_TRUE(runUntil([&] { return other.overlay->hasFocus(); })) << "by a click";
-    xdotool({"key", "Escape"});
-    EXPECT_TRUE(runUntil([&] { return other.result.has_value(); }));
-    EXPECT_FALSE(other.result->first);
+TEST_F(SelectionPixelTests, PartialRepaintsGiveTheSamePixelsAsFullOnes) {
+    pointTo(10, 10);
+    open();
+    const auto backing = [&] { return static_cast<QImage*>(overlay->backingStore()->paintDevice())->copy(); };
+    std::mt19937 random(7);
+    const auto upTo = [&random](double end) { return std::uniform_real_distribution<>(0, end)(random); };
+    const auto somewhere = [&] { return Point{upTo(screen.width), upTo(screen.height)}; };
+    for (int round = 0; round < 60; ++round) {
+        if (round % 20 == 0) overlay->setComposited(round != 20);
+        if (round % 7 == 0) toolbarModel.aspect = AspectPreset(round / 7 % 4);
+        if (round % 5 == 0) toolbar->grow(round % 3 - 1);
+        model.keyDown(translated(round % 3 == 0 ? Qt::Key_M : Qt::Key_Right));
+        // Sometimes on the selection, to move or resize it.
+        const auto area = seen().selection;
+        Point at = somewhere();
+        if (area && round % 4 == 1) at = {area->midX(), area->midY()};
+        if (area && round % 4 == 2) at = pointOf(allHandles[std::size_t(round) / 4 % 8], *area);
+        send(QEvent::MouseMove, at, Qt::NoButton);
+        settle();
+        send(QEvent::MouseButtonPress, at, Qt::LeftButton);
+        for (int step = 0; step < 12; ++step) {
+            at = step % 6 == 5 ? somewhere() : Point{at.x + upTo(24) - 12, at.y + upTo(24) - 12};
+            send(QEvent::MouseMove, at, Qt::LeftButton);
+            if (step % 3 != 0) settle();
+        }
+        if (round % 2 == 0) send(QEvent::MouseButtonRelease, at, Qt::NoButton);
+        settle();
+        const QImage parts = backing();
+        overlay->repaint();
+        ASSERT_TRUE(parts == backing()) << "round " << round;
+    }
+}
+
+class ComposedSelectionPixelTests : public SelectionPixelTests, public testing::WithParamInterface<bool> {
+ protected:
+    Composition composition{GetParam()};
+};
+
+INSTANTIATE_TEST_SUITE_P(Composition, ComposedSelectionPixelTests, testing::Bool(), compositionName);
+
+TEST_P(ComposedSelectionPixelTests, TargetIsTintedAndFramed) {
+    point(80, 150);
+    open();
+    EXPECT_TRUE(shows(61, 240, accent)) << "before the pointer moves";
+    EXPECT_TRUE(shows(259, 240, accent));
+    EXPECT_TRUE(shows(70, 140, tinted));
+    EXPECT_TRUE(shows(58, 240, dimmed));
+    point(300, 200);
+    EXPECT_TRUE(shows(61, 240, tinted)) << "like the whole screen";
+}
+
+TEST_P(ComposedSelectionPixelTests, SelectionIsBrightAndHasHandles) {
+    constexpr Rgb stillColor{200, 220, 40};
+    QImage still(views::QtScreen::of(*QGuiApplication::primaryScreen()).pixels().size(),
+                 QImage::Format_RGB32);
+    still.fill(qRgb(stillColor.red, stillColor.green, stillColor.blue));
+    const Rgb bright = GetParam() ? Application::color : stillColor;
+    const Rgb dark = over({0, 0, 0}, 0.45, bright);
+    open(still);
+    drag({40, 60}, {240, 220});
+    EXPECT_TRUE(comesToSelect({40, 60, 200, 160}));
+    EXPECT_TRUE(shows(140, 140, bright, 0));
+    EXPECT_TRUE(shows(48, 212, bright, 0));
+    EXPECT_TRUE(shows(30, 140, dark));
+    EXPECT_TRUE(shows(250, 230, dark));
+    for (const Handle each : allHandles) {
+        const Point at = pointOf(each, {40, 60, 200, 160});
+        EXPECT_TRUE(shows(at.x, at.y, white)) << int(each);
+        EXPECT_TRUE(shows(at.x - 4.5, at.y, accent)) << int(each);
+    }
+    drag({140, 140}, {160, 150});
+    EXPECT_TRUE(comesToSelect({60, 70, 200, 160}));
+    EXPECT_TRUE(shows(48, 140, dark));
 }
 
 }  // namespace
