@@ -2,12 +2,13 @@
 #pragma once
 
 #include "Tests/Stage/Scene/Pacer.h"
+#include "Tests/Stage/Scene/Random.h"
 #include "Tests/Stage/Scene/Surface.h"
 
 #include <functional>
+#include <map>
 #include <memory>
 #include <string>
-#include <vector>
 
 namespace lumicrate::stage {
 
@@ -29,9 +30,14 @@ struct Scene {
     bool staysAtEnd = false;
 };
 
-std::vector<std::string> sceneNames();
-/// Draws the first picture of a scene on `canvas`, which must outlive the scene. Throws std::runtime_error
-/// for an unknown name.
-Scene makeScene(const std::string& name, Surface& canvas);
+/// By name: functions that draw the first picture of a scene on `canvas`, which must outlive the scene. A
+/// scene looks the same in every run, because the random numbers do.
+using SceneMakers = std::map<std::string, Scene (*)(Surface& canvas, Random random)>;
+
+/// Scenes of the tests and the demo.
+const SceneMakers& basicScenes();
+
+/// The main function of a program that plays one of `scenes` on $DISPLAY.
+int playScene(const SceneMakers& scenes, int argc, char** argv);
 
 }  // namespace lumicrate::stage

@@ -44,6 +44,11 @@ class Surface {
     int width() const { return width_; }
     int height() const { return height_; }
 
+    /// A part of the window, in hundredths of its sides.
+    Area part(int left, int top, int width, int height) const {
+        return {width_ * left / 100, height_ * top / 100, width_ * width / 100, height_ * height / 100};
+    }
+
     std::shared_ptr<Stored> store(const Image& image);
     /// What the server itself draws where the window is uncovered.
     void setBackground(const Image& image);
