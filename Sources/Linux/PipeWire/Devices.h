@@ -1,7 +1,6 @@
 // Devices: the microphones and cameras that the sound server provides.
 #pragma once
 
-#include "Linux/PipeWire/Graph.h"
 #include "Linux/PipeWire/ReconnectingConnection.h"
 #include "Platform/AVCaptureDevice.h"
 

@@ -32,9 +32,6 @@ class TimestampSmoother {
     /// difference.
     void noteJump() { isRunning_ = false; }
 
-    /// How much longer than nominal a frame lasts, as measured; 1e-6 is one part per million.
-    double drift() const { return drift_; }
-
  private:
     void restart(Nanoseconds reported);
 
@@ -42,7 +39,7 @@ class TimestampSmoother {
     bool isRunning_ = false;
     Nanoseconds origin_{};  ///< times below are seconds since then, small enough for a double
     double expected_ = 0;   ///< the next buffer's time
-    double drift_ = 0;
+    double drift_ = 0;      ///< how much longer than nominal a frame lasts: 1e-6 is one part per million
     std::optional<Nanoseconds> end_;  ///< of the last stamped buffer
 };
 

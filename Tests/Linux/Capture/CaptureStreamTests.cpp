@@ -6,11 +6,8 @@
 
 #include <algorithm>
 #include <array>
-#include <atomic>
-#include <chrono>
 #include <functional>
 #include <future>
-#include <memory>
 #include <optional>
 #include <string>
 #include <thread>
@@ -30,7 +27,7 @@ CMSampleBuffer sampleAt(std::int64_t number) {
     return sample;
 }
 
-/// What a source does, decided and looked up by the test.
+/// A source controlled by the test.
 struct Script {
     std::string name;
     std::vector<std::string>& log;
@@ -38,6 +35,8 @@ struct Script {
     bool updateFails = false;
     bool failsWhileStarting = false;
     SampleSource::Handlers handlers{};
+
+    void fail() const { handlers.onFailure(std::make_exception_ptr(PlatformError("lost " + name))); }
 };
 
 class ScriptedSource final : public SampleSource {
@@ -48,9 +47,7 @@ class ScriptedSource final : public SampleSource {
         if (script_.startFails) throw PlatformError("no " + script_.name);
         script_.log.push_back("start " + script_.name);
         script_.handlers = std::move(handlers);
-        if (script_.failsWhileStarting) {
-            std::thread([this] { fail(); }).join();
-        }
+        if (script_.failsWhileStarting) std::thread([this] { script_.fail(); }).join();
     }
     void stop() override { script_.log.push_back("stop " + script_.name); }
     void update(const SCStreamConfiguration& configuration) override {
@@ -59,14 +56,10 @@ class ScriptedSource final : public SampleSource {
     }
 
  private:
-    void fail() {
-        script_.handlers.onFailure(std::make_exception_ptr(PlatformError("lost " + script_.name)));
-    }
-
     Script& script_;
 };
 
-/// Captures a sample after the other, as fast as it can.
+/// Delivers samples as fast as it can.
 class BusySource final : public SampleSource {
  public:
     explicit BusySource(std::atomic<int>& captured) : captured_(captured) {}
@@ -109,48 +102,47 @@ class Receiver final : public SCStreamOutput {
 
 class Delegate final : public SCStreamDelegate {
  public:
-    void didStopWithError(std::exception_ptr error) override { told.push_back(localizedDescription(error)); }
-    void didNotice(std::string sentence) override { noticed.push_back(std::move(sentence)); }
-    std::vector<std::string> told;
-    std::vector<std::string> noticed;
+    void didStopWithError(std::exception_ptr error) override {
+        failures.push_back(localizedDescription(error));
+    }
+    void didNotice(std::string sentence) override { notices.push_back(std::move(sentence)); }
+    std::vector<std::string> failures;
+    std::vector<std::string> notices;
 };
 
 /// Runs an operation and waits for its completion; the error's sentence, or "done".
 template <class Operation>
 std::string outcome(Operation operation) {
-    std::promise<std::string> told;
-    operation([&told](const std::exception_ptr& error) {
-        told.set_value(error ? localizedDescription(error) : "done");
+    std::promise<std::string> completed;
+    operation([&completed](const std::exception_ptr& error) {
+        completed.set_value(error ? localizedDescription(error) : "done");
     });
-    return told.get_future().get();
+    return completed.get_future().get();
 }
 
 class CaptureStreamTests : public testing::Test {
  protected:
-    std::unique_ptr<CaptureStream> make(int queueDepth = 8) {
+    CaptureStream& make(int queueDepth = 8) {
         CaptureStream::Sources sources;
         sources.emplace_back(screen, std::make_unique<ScriptedSource>(picture));
         sources.emplace_back(audio, std::make_unique<ScriptedSource>(system));
         sources.emplace_back(microphone, std::make_unique<ScriptedSource>(voice));
-        auto stream = std::make_unique<CaptureStream>(std::move(sources), delegate, queueDepth);
+        made.emplace(std::move(sources), delegate, queueDepth);
         for (const auto type : {screen, audio, microphone})
-            stream->addStreamOutput(receiver, type, queue);
-        return stream;
+            made->addStreamOutput(receiver, type, queue);
+        return *made;
     }
     static std::string start(CaptureStream& stream) {
-        return outcome([&stream](auto completion) { stream.startCapture(completion); });
+        return outcome([&](auto completion) { stream.startCapture(completion); });
     }
     static std::string stop(CaptureStream& stream) {
-        return outcome([&stream](auto completion) { stream.stopCapture(completion); });
+        return outcome([&](auto completion) { stream.stopCapture(completion); });
     }
     std::string update(CaptureStream& stream) {
         SCStreamConfiguration configuration;
         configuration.width = 640;
         log.clear();
         return outcome([&](auto completion) { stream.updateConfiguration(configuration, completion); });
-    }
-    static void fail(const Script& source) {
-        source.handlers.onFailure(std::make_exception_ptr(PlatformError("lost " + source.name)));
     }
 
     std::vector<std::string> log;
@@ -160,93 +152,89 @@ class CaptureStreamTests : public testing::Test {
     Delegate delegate;
     Receiver receiver;
     SerialQueue queue{"receiver"};
+    std::optional<CaptureStream> made;
 };
 
-TEST_F(CaptureStreamTests, SoundRunsBeforeThePictureAndSamplesGoWhereTheyBelong) {
-    const auto stream = make();
+TEST_F(CaptureStreamTests, SoundStartsBeforeThePictureAndSamplesReachTheirOutputs) {
+    CaptureStream& capture = make();
     Receiver other;
     SerialQueue otherQueue("other");
-    stream->addStreamOutput(other, screen, otherQueue);
-    EXPECT_EQ(start(*stream), "done");
+    capture.addStreamOutput(other, screen, otherQueue);
+    EXPECT_EQ(update(capture), "The capture is not running.");
+    EXPECT_EQ(start(capture), "done");
     EXPECT_THAT(log, ElementsAre("start system", "start voice", "start picture"));
     picture.handlers.onSample(sampleAt(1));
     system.handlers.onSample(sampleAt(2));
     voice.handlers.onSample(sampleAt(3));
     picture.handlers.onSample(sampleAt(4));
+    voice.handlers.onNotice("noticed");
     log.clear();
-    EXPECT_EQ(stop(*stream), "done");
+    EXPECT_EQ(stop(capture), "done");
     EXPECT_THAT(log, ElementsAre("stop picture", "stop voice", "stop system"));
     EXPECT_THAT(receiver.of(screen), ElementsAre(1, 4));
     EXPECT_THAT(receiver.of(audio), ElementsAre(2));
     EXPECT_THAT(receiver.of(microphone), ElementsAre(3));
     EXPECT_THAT(other.of(screen), ElementsAre(1, 4));
     EXPECT_THAT(other.of(audio), IsEmpty());
+    EXPECT_THAT(delegate.notices, ElementsAre("noticed"));
+    picture.fail();
+    EXPECT_THAT(delegate.failures, IsEmpty()) << "it was stopped before";
 }
 
 TEST_F(CaptureStreamTests, AFailedStartLeavesNothingRunning) {
     voice.startFails = true;
-    const auto stream = make();
-    EXPECT_EQ(start(*stream), "no voice");
+    CaptureStream& capture = make();
+    EXPECT_EQ(start(capture), "no voice");
     EXPECT_THAT(log, ElementsAre("start system", "stop system"));
-    fail(system);
-    EXPECT_EQ(stop(*stream), "done");
+    system.fail();
+    EXPECT_EQ(stop(capture), "done");
     EXPECT_EQ(log.size(), 2U);
-    EXPECT_THAT(delegate.told, IsEmpty());
+    EXPECT_THAT(delegate.failures, IsEmpty());
 }
 
-TEST_F(CaptureStreamTests, ASourceThatEndsDuringTheStartFailsIt) {
+TEST_F(CaptureStreamTests, ASourceThatFailsDuringTheStartFailsIt) {
     system.failsWhileStarting = true;
-    const auto stream = make();
-    EXPECT_EQ(start(*stream), "lost system");
+    EXPECT_EQ(start(make()), "lost system");
     EXPECT_THAT(log, ElementsAre("start system", "start voice", "start picture", "stop picture", "stop voice",
                                  "stop system"));
-    EXPECT_THAT(delegate.told, IsEmpty());
+    EXPECT_THAT(delegate.failures, IsEmpty());
 }
 
-TEST_F(CaptureStreamTests, AFailureIsToldOnceAndTheOthersGoOn) {
-    const auto stream = make();
-    start(*stream);
-    fail(voice);
-    fail(system);
-    EXPECT_THAT(delegate.told, ElementsAre("lost voice"));
+TEST_F(CaptureStreamTests, TheFirstFailureIsReportedAndTheOtherSourcesContinue) {
+    CaptureStream& capture = make();
+    start(capture);
+    voice.fail();
+    system.fail();
+    EXPECT_THAT(delegate.failures, ElementsAre("lost voice"));
     picture.handlers.onSample(sampleAt(5));
-    EXPECT_EQ(update(*stream), "done");
+    EXPECT_EQ(update(capture), "done");
     EXPECT_THAT(log, ElementsAre("update picture 640"));
-    stop(*stream);
+    stop(capture);
     EXPECT_THAT(receiver.of(screen), ElementsAre(5));
 }
 
-TEST_F(CaptureStreamTests, NoFailureIsToldOnceItStops) {
-    const auto stream = make();
-    start(*stream);
-    stop(*stream);
-    fail(picture);
-    EXPECT_THAT(delegate.told, IsEmpty());
-}
-
-TEST_F(CaptureStreamTests, UpdatesReachAllSourcesAndTheFirstRefusalIsTold) {
-    const auto stream = make();
-    EXPECT_EQ(update(*stream), "The capture is not running.");
-    start(*stream);
-    EXPECT_EQ(update(*stream), "done");
+TEST_F(CaptureStreamTests, UpdatesReachAllSourcesAndTheFirstErrorIsReported) {
+    CaptureStream& capture = make();
+    start(capture);
+    EXPECT_EQ(update(capture), "done");
     voice.updateFails = true;
     picture.updateFails = true;
-    EXPECT_EQ(update(*stream), "no voice");
+    EXPECT_EQ(update(capture), "no voice");
     EXPECT_THAT(log, ElementsAre("update system 640", "update voice 640", "update picture 640"));
 }
 
-TEST_F(CaptureStreamTests, PicturesDoNotPileUpAndStoppingWaitsForThoseHandedOver) {
+TEST_F(CaptureStreamTests, WaitingPicturesAreLimitedAndStoppingWaitsForThem) {
     std::promise<void> gate;
     receiver.gate = gate.get_future().share();
-    const auto stream = make(3);
-    start(*stream);
+    CaptureStream& capture = make(3);
+    start(capture);
     for (int i = 1; i <= 10; ++i) {
         picture.handlers.onSample(sampleAt(i));
         system.handlers.onSample(sampleAt(i));
     }
     std::promise<void> stopped;
     auto done = stopped.get_future();
-    stream->stopCapture([&stopped](const std::exception_ptr&) { stopped.set_value(); });
+    capture.stopCapture([&stopped](const std::exception_ptr&) { stopped.set_value(); });
     EXPECT_EQ(done.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
     gate.set_value();
     done.get();
@@ -254,27 +242,27 @@ TEST_F(CaptureStreamTests, PicturesDoNotPileUpAndStoppingWaitsForThoseHandedOver
     EXPECT_EQ(receiver.of(audio).size(), 10U);
 }
 
-TEST_F(CaptureStreamTests, ThereIsRoomAgainWhenPicturesAreWorkedOff) {
-    const auto stream = make(1);
-    start(*stream);
+TEST_F(CaptureStreamTests, ProcessedPicturesMakeRoomForOthers) {
+    CaptureStream& capture = make(1);
+    start(capture);
     for (int i = 1; i <= 5; ++i) {
         picture.handlers.onSample(sampleAt(i));
         outcome([this](auto completion) { queue.async([completion] { completion(nullptr); }); });
     }
-    stop(*stream);
+    stop(capture);
     EXPECT_THAT(receiver.of(screen), ElementsAre(1, 2, 3, 4, 5));
 }
 
 TEST_F(CaptureStreamTests, WithoutOutputsStoppingCompletesToo) {
     CaptureStream::Sources sources;
     sources.emplace_back(screen, std::make_unique<ScriptedSource>(picture));
-    CaptureStream stream(std::move(sources), delegate, 8);
-    start(stream);
+    CaptureStream capture(std::move(sources), delegate, 8);
+    start(capture);
     picture.handlers.onSample(sampleAt(1));
-    EXPECT_EQ(stop(stream), "done");
+    EXPECT_EQ(stop(capture), "done");
 }
 
-TEST_F(CaptureStreamTests, ThreadsOfTheirOwnLoseNoSoundAndGoWithTheStream) {
+TEST_F(CaptureStreamTests, ConcurrentSourcesLoseNoSoundAndEndWithTheStream) {
     for (const bool stopsFirst : {true, false}) {
         std::atomic<int> pictures = 0;
         std::atomic<int> sounds = 0;
@@ -286,16 +274,16 @@ TEST_F(CaptureStreamTests, ThreadsOfTheirOwnLoseNoSoundAndGoWithTheStream) {
             CaptureStream::Sources sources;
             sources.emplace_back(screen, std::make_unique<BusySource>(pictures));
             sources.emplace_back(audio, std::make_unique<BusySource>(sounds));
-            CaptureStream stream(std::move(sources), delegate, 2);
-            stream.addStreamOutput(seen, screen, seenQueue);
-            stream.addStreamOutput(heard, audio, heardQueue);
-            start(stream);
+            CaptureStream capture(std::move(sources), delegate, 2);
+            capture.addStreamOutput(seen, screen, seenQueue);
+            capture.addStreamOutput(heard, audio, heardQueue);
+            start(capture);
             for (Receiver* each : {&seen, &heard}) {
                 for (std::size_t total = 0; total < 100; total = each->total)
                     each->total.wait(total);
             }
             if (stopsFirst) {
-                EXPECT_EQ(stop(stream), "done");
+                EXPECT_EQ(stop(capture), "done");
                 EXPECT_EQ(heard.of(audio).size(), static_cast<std::size_t>(sounds));
             }
         }

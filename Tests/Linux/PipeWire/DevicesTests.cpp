@@ -1,92 +1,172 @@
+// The lists of devices, queried once or followed.
 #include "Linux/PipeWire/AudioSource.h"
 #include "Linux/PipeWire/Devices.h"
-#include "Tests/Linux/PipeWire/Recorded.h"
+#include "Tests/Linux/PipeWire/Running.h"
 #include "Tests/Stage/Session.h"
 #include "Tests/Stage/SoundServer.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <spa/param/video/format-utils.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 
-#include <cstring>
-#include <string>
+#include <atomic>
+#include <stdexcept>
+#include <thread>
 
 namespace lumicrate::test {
-
 namespace {
 
 using pipewire::AudioSource;
 using pipewire::Devices;
-using testing::ElementsAre;
 using testing::IsEmpty;
+using namespace std::chrono_literals;
+using List = std::vector<CaptureDevice>;
 
 constexpr const char* unreachable = "No sound server can be reached.";
 
-void expectNothing(const Devices& devices) {
-    EXPECT_THAT(devices.microphones(), IsEmpty());
-    EXPECT_THAT(devices.cameras(), IsEmpty());
-    EXPECT_FALSE(devices.snapshot());
-}
-
-/// Takes connections, as a server that hangs does, and never answers.
-class SilentServer {
+/// A program that provides pictures as a camera does.
+class Camera {
  public:
-    explicit SilentServer(const std::string& path)
-        : socket_(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-        sockaddr_un address{};
-        address.sun_family = AF_UNIX;
-        std::strncpy(address.sun_path, path.c_str(), sizeof address.sun_path - 1);
-        listening_ =
-            ::bind(socket_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 &&
-            ::listen(socket_.get(), 8) == 0;
+    Camera() {
+        const pipewire::Session::Lock lock(session_);
+        stream_.reset(pw_stream_new(session_.core(), "camera",
+                                    pw_properties_new(PW_KEY_MEDIA_CLASS, "Video/Source", PW_KEY_NODE_NAME,
+                                                      "camera", PW_KEY_NODE_DESCRIPTION, "Camera", nullptr)));
+        std::uint8_t memory[1024];
+        spa_pod_builder builder = SPA_POD_BUILDER_INIT(memory, sizeof memory);
+        spa_video_info_raw info{};
+        info.format = SPA_VIDEO_FORMAT_BGRx;
+        info.size = {640, 480};
+        info.framerate = {30, 1};
+        const spa_pod* parameters[] = {spa_format_video_raw_build(&builder, SPA_PARAM_EnumFormat, &info)};
+        if (pw_stream_connect(stream_.get(), PW_DIRECTION_OUTPUT, PW_ID_ANY, PW_STREAM_FLAG_NONE, parameters,
+                              1) < 0)
+            throw std::runtime_error("The camera cannot be connected");
     }
-    bool isListening() const { return listening_; }
+    ~Camera() {
+        const pipewire::Session::Lock lock(session_);
+        stream_.reset();
+    }
+    Camera(const Camera&) = delete;
+    Camera& operator=(const Camera&) = delete;
 
  private:
-    stage::Descriptor socket_;
-    bool listening_ = false;
+    struct Destroy {
+        void operator()(pw_stream* stream) const { pw_stream_destroy(stream); }
+    };
+
+    pipewire::Session session_;
+    std::unique_ptr<pw_stream, Destroy> stream_;
 };
 
-}  // namespace
+class DevicesTests : public testing::Test {
+ protected:
+    DevicesTests() {
+        followed.setOnChange([this] { ++changes; });
+    }
+    ~DevicesTests() override { followed.setOnChange({}); }
 
-TEST(Devices, areListedWithTheDefaultOneFirst) {
+    /// Queries again only after a change was announced.
+    template <class Predicate>
+    void await(const Predicate& holds, std::chrono::seconds timeout = 20s) {
+        const auto deadline = std::chrono::steady_clock::now() + timeout;
+        for (int seen = changes; !holds(); seen = changes) {
+            while (changes == seen) {
+                if (std::chrono::steady_clock::now() > deadline) return;
+                std::this_thread::sleep_for(5ms);
+            }
+        }
+    }
+    void awaitMicrophones(const List& expected) {
+        await([&] { return followed.microphones() == expected; });
+        EXPECT_EQ(followed.microphones(), expected);
+        EXPECT_EQ(queried.microphones(), expected);
+    }
+    void awaitCameras(const List& expected) {
+        await([&] { return followed.cameras() == expected; });
+        EXPECT_EQ(followed.cameras(), expected);
+        EXPECT_EQ(queried.cameras(), expected);
+    }
+
+    const CaptureDevice microphone{"mic", "Microphone"};
+    const CaptureDevice headset{"headset", "A headset"};
     stage::SoundServer server;
-    const Devices devices;
-    const CaptureDevice first{"mic", "Microphone"};
-    const CaptureDevice second{"headset", "A headset"};
-    const auto graph = devices.snapshot();
-    ASSERT_TRUE(graph);
-    EXPECT_FALSE(graph->outputs.empty());
-    EXPECT_EQ(graph->defaultMicrophone, "mic");
-    EXPECT_THAT(devices.microphones(), ElementsAre(first));
-    EXPECT_THAT(devices.cameras(), IsEmpty());
+    std::atomic<int> changes = 0;
+    Devices followed;
+    const Devices queried;
+};
 
-    const auto headset = server.addMicrophone("headset", "A headset");
+TEST_F(DevicesTests, DevicesDefaultsAndTheServerAreFollowed) {
+    awaitMicrophones({microphone});
+    awaitCameras({});
+    ASSERT_TRUE(queried.snapshot());
+    EXPECT_FALSE(queried.snapshot()->outputs.empty());
+    EXPECT_EQ(queried.snapshot()->defaultMicrophone, "mic");
+    const auto added = server.addMicrophone("headset", "A headset");
     server.setDefaultSource("mic");
-    EXPECT_THAT(devices.microphones(), ElementsAre(first, second));
-    server.setDefaultSource("headset");
-    EXPECT_THAT(devices.microphones(), ElementsAre(second, first));
-    server.unloadModule(headset.source);
-    EXPECT_THAT(devices.microphones(), ElementsAre(first));
+    awaitMicrophones({microphone, headset});
+    // On a busy machine the session manager may return to the former default.
+    for (int i = 0; i < 3 && followed.microphones().front() != headset; ++i) {
+        server.setDefaultSource("headset");
+        await([&] { return followed.microphones().front() == headset; }, 7s);
+    }
+    awaitMicrophones({headset, microphone});
+    server.unloadModule(added.source);
+    awaitMicrophones({microphone});
+    {
+        const Camera camera;
+        awaitCameras({{"camera", "Camera"}});
+    }
+    awaitCameras({});
 
     server.kill();
-    expectNothing(devices);
+    awaitMicrophones({});
+    EXPECT_FALSE(queried.snapshot());
+    server.revive();
+    await([&] { return followed.microphones() == List{microphone}; });
+    EXPECT_EQ(followed.microphones(), List{microphone});
 }
 
-TEST(Devices, areNoneWithoutAServer) {
+TEST_F(DevicesTests, ABurstOfChangesIsAnnouncedAFewTimes) {
+    awaitMicrophones({microphone});
+    const auto begin = std::chrono::steady_clock::now();
+    const int before = changes;
+    for (int i = 0; i < 10; ++i)
+        server.unloadModule(server.loadModule("module-null-sink", {"sink_name=brief"}));
+    const auto added = server.addMicrophone("last", "Last");
+    await([&] { return followed.microphones().size() == 2; });
+    const double passed = std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+    EXPECT_LE(changes - before, 5 * passed + 1);
+
+    followed.setOnChange({});
+    const int announced = changes;
+    server.unloadModule(added.source);
+    EXPECT_EQ(followed.microphones(), List{microphone});
+    EXPECT_EQ(changes, announced);
+}
+
+TEST(DevicesWithoutServerTests, AServerThatIsMissingOrDoesNotAnswerHasNoDevices) {
     const stage::Session session;
-    expectNothing(Devices());
-    EXPECT_EQ(sentenceOfStarting(AudioSource::systemSound()), unreachable);
-    EXPECT_EQ(sentenceOfStarting(AudioSource::microphone("mic")), unreachable);
+    const auto expectUnreachable = [] {
+        EXPECT_THAT(Devices().microphones(), IsEmpty());
+        EXPECT_EQ(startError(AudioSource::systemSound()), unreachable);
+    };
+    expectUnreachable();
+    EXPECT_THAT(Devices().cameras(), IsEmpty());
+    EXPECT_EQ(startError(AudioSource::microphone("mic")), unreachable);
+
+    // Accepts connections, as a hanging server does, and never answers.
+    const stage::Descriptor silent(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    const std::string path = (session.runtimeFolder() / "pipewire-0").string();
+    path.copy(address.sun_path, sizeof address.sun_path - 1);
+    ASSERT_EQ(::bind(silent.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    ASSERT_EQ(::listen(silent.get(), 8), 0);
+    expectUnreachable();
 }
 
-TEST(Devices, areNoneWithAServerThatDoesNotAnswer) {
-    const stage::Session session;
-    const SilentServer server((session.runtimeFolder() / "pipewire-0").string());
-    ASSERT_TRUE(server.isListening());
-    EXPECT_THAT(Devices().microphones(), IsEmpty());
-    EXPECT_EQ(sentenceOfStarting(AudioSource::systemSound()), unreachable);
-}
-
+}  // namespace
 }  // namespace lumicrate::test

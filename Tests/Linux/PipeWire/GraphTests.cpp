@@ -1,10 +1,10 @@
-#include "Linux/PipeWire/Graph.h"
+#include "Linux/PipeWire/GraphWatch.h"
 
 #include <gtest/gtest.h>
 
 namespace lumicrate::pipewire {
 
-TEST(Graph, tellsDevicesFromOtherNodesByTheirMediaClass) {
+TEST(GraphTests, RolesFollowFromMediaClasses) {
     const struct {
         const char* mediaClass;
         NodeRole role;
@@ -24,9 +24,9 @@ TEST(Graph, tellsDevicesFromOtherNodesByTheirMediaClass) {
         EXPECT_EQ(roleOf(each.mediaClass), each.role) << each.mediaClass;
 }
 
-TEST(Graph, readsTheNoteOfADefaultDevice) {
+TEST(GraphTests, MetadataContainsTheDefaultDevice) {
     const struct {
-        const char* note;
+        const char* metadata;
         std::optional<std::string> name;
     } cases[] = {
         {R"({"name":"spk"})", "spk"},
@@ -41,10 +41,10 @@ TEST(Graph, readsTheNoteOfADefaultDevice) {
         {"", std::nullopt},
     };
     for (const auto& each : cases)
-        EXPECT_EQ(defaultNameFrom(each.note), each.name) << each.note;
+        EXPECT_EQ(defaultNameFrom(each.metadata), each.name) << each.metadata;
 }
 
-TEST(Graph, listsTheDefaultFirstAndTheOthersByName) {
+TEST(GraphTests, TheDefaultIsFirstAndTheOthersAreSortedByName) {
     const CaptureDevice zebra{"z", "Zebra"}, apple{"a", "Apple"}, appleToo{"b", "Apple"},
         middle{"m", "Middle"};
     std::vector<CaptureDevice> devices{zebra, appleToo, middle, apple};

@@ -12,12 +12,12 @@ namespace lumicrate::test {
 
 namespace {
 
-constexpr std::chrono::seconds patience{20};
+constexpr std::chrono::seconds timeout{20};
 constexpr std::array channelNames{"FL", "FR"};
 
-/// Ports become known to other programs a moment after they were made, so a failure is tried again.
+/// New ports become visible to other programs with a delay, so a failure is retried.
 void link(const std::string& from, const std::string& to) {
-    const auto deadline = std::chrono::steady_clock::now() + patience;
+    const auto deadline = std::chrono::steady_clock::now() + timeout;
     for (;;) {
         try {
             stage::runProgram({"pw-link", from, to});
@@ -45,9 +45,9 @@ Player::Player(const std::string& output) {
     for (const char* channel : channelNames)
         link(nodeName + ":out_" + channel, output + ":playback_" + channel);
     const pipewire::Session::Lock lock(session_);
-    if (!session_.await([&] { return state_ == PW_FILTER_STATE_STREAMING; }, patience)) {
+    if (!session_.await([&] { return state_ == PW_FILTER_STATE_STREAMING; }, timeout)) {
         filter_.reset();
-        throw std::runtime_error("Nothing can be played on " + output);
+        throw std::runtime_error("Cannot play on " + output);
     }
 }
 

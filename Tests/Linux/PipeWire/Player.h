@@ -1,4 +1,4 @@
-// Player: plays tones on an output of the sound server and tells when each of them is played.
+// Player: plays tones on an output of the sound server, at known times.
 #pragma once
 
 #include "Linux/PipeWire/Session.h"
@@ -14,19 +14,17 @@
 
 namespace lumicrate::test {
 
-/// Works inside the server's own cycle, without any buffering, so that what it puts into a cycle is what the
-/// output takes in that cycle. Plays silence when it plays no tone. In stereo, the right channel at half the
-/// left one's amplitude.
+/// Runs inside the server's cycle without buffering: what it writes in a cycle is what the output receives in
+/// that cycle. Plays silence while it plays no tone. The right channel has half the left one's amplitude.
 class Player {
  public:
-    /// `output` is a node's name. Returns when the server takes sound.
+    /// `output` is a node's name. Returns when the server accepts sound.
     explicit Player(const std::string& output);
     ~Player();
     Player(const Player&) = delete;
     Player& operator=(const Player&) = delete;
 
-    /// Begins a sine with the next stretch that the server asks for. Gives the host time at which the output
-    /// takes its first frame.
+    /// Starts a sine with the next cycle. Returns the host time at which the output receives its first frame.
     std::chrono::nanoseconds beginTone(double frequency, double amplitude);
     void endTone() { sounding_ = false; }
 
@@ -50,7 +48,7 @@ class Player {
     std::atomic<bool> sounding_ = false;
     std::atomic<double> frequency_ = 0;
     std::atomic<double> amplitude_ = 0;
-    std::atomic<std::int64_t> beganAt_ = 0;  ///< nanoseconds; 0 while it has not
+    std::atomic<std::int64_t> beganAt_ = 0;  ///< nanoseconds; 0 before the tone
     std::int64_t played_ = 0;                ///< frames of the tone; server's thread only
 };
 

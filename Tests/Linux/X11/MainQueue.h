@@ -1,4 +1,4 @@
-// MainQueue: the test's own thread as the main thread, for adapters that hear of things on others.
+// MainQueue: makes the test's thread the main thread, for adapters that post from other threads.
 #pragma once
 
 #include "Support/Executor.h"
@@ -25,10 +25,10 @@ class MainQueue final : public Executor {
     TimerId after(std::chrono::nanoseconds, Work) override { throw std::logic_error("no timers here"); }
     void cancel(TimerId) override {}
 
-    /// Runs what was posted until that holds; whether it came to hold.
+    /// Runs posted work until the condition holds; false on timeout.
     bool runUntil(const std::function<bool()>& reached,
-                  std::chrono::seconds patience = std::chrono::seconds(30)) {
-        const auto deadline = std::chrono::steady_clock::now() + patience;
+                  std::chrono::seconds timeout = std::chrono::seconds(30)) {
+        const auto deadline = std::chrono::steady_clock::now() + timeout;
         while (!reached()) {
             Work next;
             {

@@ -1,9 +1,9 @@
-// Painter: draws on a server's screen, as any program might, and says what is to be seen there.
+// Painter: a program that draws on the screen, changes monitors and pointer, and reads the screen.
 #pragma once
 
 #include "Linux/X11/Pixels/BgraPicture.h"
+#include "Linux/X11/Server/Connection.h"
 #include "Support/Geometry.h"
-#include "Tests/Stage/Xcb.h"
 
 #include <cstdint>
 #include <string>
@@ -14,27 +14,27 @@ class Painter {
  public:
     explicit Painter(const std::string& displayName);
 
-    xcb_connection_t* connection() const { return connection_.get(); }
-    xcb_window_t root() const { return connection_.screen()->root; }
-
     void fill(const PixelRect& rect, std::uint32_t colour);
-    /// Gives the root window a background of such tiles, tells other programs of it, and shows it.
+    /// Tiles the root window with that picture, and publishes it as wallpaper programs do.
     void setBackground(const x11::BgraPicture& tile);
-    /// Gives the pointer the look of a plain square of that many pixels, hot spot in the middle.
+    /// Makes the cursor a plain square of that many pixels, with its hot spot in the middle.
     void showSquareCursor(int size, std::uint32_t colour);
     void movePointer(int x, int y);
     void setMonitor(const std::string& name, const PixelRect& frame);
     void deleteMonitor(const std::string& name);
-    /// Turns the server's own output off and gives the root window another size, at most that of the start.
+    /// Disables the server's output and gives the root window another size, at most the initial one.
     void resizeScreen(int width, int height);
-    /// Returns when the server has done all that was asked for.
-    void sync();
-    /// What the screen shows, without the pointer.
+    /// Waits until the server has carried out all requests.
+    void sync() { connection_.sync(); }
+    /// What the screen shows, without the cursor.
     x11::BgraPicture screen(const PixelRect& rect);
 
  private:
+    xcb_connection_t* xcb() const { return connection_.get(); }
+    xcb_window_t root() const { return connection_.root(); }
+
     std::string displayName_;
-    stage::XcbConnection connection_;
+    x11::Connection connection_;
     xcb_gcontext_t context_;
 };
 

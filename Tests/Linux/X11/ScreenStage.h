@@ -1,4 +1,4 @@
-// ScreenStage: a server, somebody who draws on it, and a source that captures it.
+// ScreenStage: a server, a painter, and a source that captures the screen.
 #pragma once
 
 #include "Linux/X11/Capture/ScreenSource.h"
@@ -13,7 +13,7 @@
 namespace lumicrate::test {
 
 struct ScreenStage {
-    static constexpr int width = 403;  // odd, and no whole number of blocks
+    static constexpr int width = 403;  // odd, and not a multiple of the block size
     static constexpr int height = 301;
 
     explicit ScreenStage(bool compositor = false, bool windowManager = false)
@@ -48,7 +48,7 @@ struct ScreenStage {
         frames.waitForFrames(1);
     }
 
-    /// What the screen shows, as it has to be delivered.
+    /// What the screen shows, as a picture that should be delivered.
     Picture expected(const PixelRect& rect = {0, 0, width, height}) { return Picture(painter.screen(rect)); }
 
     stage::Xvfb server;

@@ -26,7 +26,7 @@ TestWindow::TestWindow(const std::string& displayName, const Look& look)
     xcb_screen_t* const screen = connection_.screen();
     const std::uint8_t depth = look.translucent ? 32 : screen->root_depth;
     const xcb_visualid_t visual = look.translucent ? visualOfDepth(screen, 32) : screen->root_visual;
-    // Another depth than the parent's needs a colour map and a border of its own.
+    // With another depth than the parent's, a colour map and a border are required.
     const xcb_colormap_t colormap = xcb_generate_id(connection());
     xcb_create_colormap(connection(), XCB_COLORMAP_ALLOC_NONE, colormap, screen->root, visual);
     const std::uint32_t values[] = {look.colour, 0, look.managed ? 0U : 1U, XCB_EVENT_MASK_STRUCTURE_NOTIFY,
@@ -90,7 +90,7 @@ void TestWindow::unmap() {
 }
 
 void TestWindow::fill(std::uint32_t colour) {
-    // As the background, so that what is uncovered later has it too.
+    // As the background, so that the server also paints what is uncovered later.
     xcb_change_window_attributes(connection(), window_, XCB_CW_BACK_PIXEL, &colour);
     xcb_clear_area(connection(), 0, window_, 0, 0, 0, 0);
     sync();
@@ -133,7 +133,7 @@ bool TestWindow::waitUntilExposed() {
 }
 
 void TestWindow::put(xcb_drawable_t drawable, const x11::BgraPicture& picture) {
-    // Row by row: one request has its limits.
+    // Row by row: the size of a request is limited.
     for (int y = 0; y < picture.height(); ++y) {
         xcb_put_image(connection(), XCB_IMAGE_FORMAT_Z_PIXMAP, drawable, context_,
                       static_cast<std::uint16_t>(picture.width()), 1, 0, static_cast<std::int16_t>(y), 0,

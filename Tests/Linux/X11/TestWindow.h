@@ -1,4 +1,4 @@
-// TestWindow: a window as an application has it, or a panel that no window manager touches.
+// TestWindow: an application's window or an unmanaged panel, and requests to the window manager.
 #pragma once
 
 #include "Linux/X11/Pixels/BgraPicture.h"
@@ -16,20 +16,20 @@
 
 namespace lumicrate::test {
 
-/// One plain colour, painted by the server. Goes with the object.
+/// One plain colour, painted by the server. Destroyed with the object.
 class TestWindow {
  public:
     struct Look {
         PixelRect frame;                  ///< on the root window; a window manager may decide otherwise
-        std::uint32_t colour = 0xffffff;  ///< of a translucent window: opacity in the highest byte, colours
-                                          ///< multiplied by it
+        std::uint32_t colour = 0xffffff;  ///< of a translucent window: opacity in the highest byte,
+                                          ///< premultiplied colours
         bool translucent = false;         ///< 32 bits deep
         bool managed = false;             ///< by a window manager, if there is one
         std::string title{};              ///< UTF-8
         int borderWidth = 0;
     };
 
-    /// A connection of its own, as another program has it. Mapped at once, on top.
+    /// Uses a connection of its own, like another program. Mapped at once, on top.
     TestWindow(const std::string& displayName, const Look& look);
 
     xcb_connection_t* connection() const { return connection_.get(); }
@@ -45,16 +45,16 @@ class TestWindow {
     void fill(std::uint32_t colour);
     /// A part of it, in its own coordinates.
     void fill(const PixelRect& rect, std::uint32_t colour);
-    /// The whole window with a picture instead, which the server paints wherever it is uncovered.
+    /// The whole window with a picture, which the server paints wherever the window is uncovered.
     void fill(const x11::BgraPicture& picture);
-    /// The same without the server's help: it leaves what is uncovered as it is.
+    /// The same, but the server does not paint what is uncovered later.
     void draw(const x11::BgraPicture& picture);
-    /// Waits until some of the window was uncovered and not painted; false when the server is gone.
+    /// Waits until a part of the window was uncovered; false when the server is gone.
     bool waitUntilExposed();
-    /// Leaves the window only these parts, in its own coordinates.
+    /// Shapes the window, in its own coordinates.
     void shape(const std::vector<PixelRect>& parts);
     void destroy();
-    /// Returns when the server has done all that was asked for.
+    /// Waits until the server has carried out all requests.
     void sync();
 
  private:
@@ -66,7 +66,7 @@ class TestWindow {
     xcb_gcontext_t context_;
 };
 
-/// Waits for what another program does in its own time.
+/// Waits until another program has done something.
 template <class Predicate>
 bool eventually(Predicate predicate) {
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
@@ -81,7 +81,7 @@ inline std::vector<std::uint32_t> cardinals(std::initializer_list<std::uint32_t>
     return values;
 }
 
-/// Over the connection of `by`; texts as 8-bit properties, numbers as 32-bit ones.
+/// Uses the connection of `by`; texts become 8-bit properties, numbers 32-bit ones.
 template <class Values>
 void setProperty(TestWindow& by, std::uint32_t window, const char* name, const char* type,
                  const Values& values) {
@@ -113,7 +113,7 @@ inline std::uint32_t makeTopLevel(TestWindow& by, std::uint16_t windowClass) {
     return makeMapped(by, rootOf(by), windowClass);
 }
 
-/// Asks the window manager for something, as a task bar does.
+/// Sends a request to the window manager, as a task bar does.
 inline void ask(TestWindow& window, const char* request, std::initializer_list<std::uint32_t> data) {
     xcb_client_message_event_t event{};
     event.response_type = XCB_CLIENT_MESSAGE;

@@ -1,6 +1,16 @@
 #include "Linux/X11/Capture/CaptureContent.h"
 
+#include <algorithm>
+
 namespace lumicrate::x11 {
+
+std::optional<std::chrono::nanoseconds> earliest(
+    std::initializer_list<std::optional<std::chrono::nanoseconds>> times) {
+    std::optional<std::chrono::nanoseconds> next;
+    for (const auto& time : times)
+        if (time) next = std::min(next.value_or(*time), *time);
+    return next;
+}
 
 ScreenContent::ScreenContent(const Connection& connection)
     : root_(connection.root()), damage_(connection, root_) {}

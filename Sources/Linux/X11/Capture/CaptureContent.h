@@ -10,10 +10,15 @@
 
 #include <chrono>
 #include <cstddef>
+#include <initializer_list>
 #include <optional>
 #include <vector>
 
 namespace lumicrate::x11 {
+
+/// The earliest of these times, of those that are set.
+std::optional<std::chrono::nanoseconds> earliest(
+    std::initializer_list<std::optional<std::chrono::nanoseconds>> times);
 
 /// One update calls prepare(), requestDamage(), collectDamage() and plan(), in this order. Then the caller
 /// reads the planned rectangles, passes all events that have arrived to handleEvent(), and uses of each read

@@ -83,9 +83,7 @@ bool DisplayCapture::handleEvent(const xcb_generic_event_t& event) {
 }
 
 std::optional<std::chrono::nanoseconds> DisplayCapture::nextUpdate() const {
-    const auto ofContent = content_->nextUpdate();
-    if (!retryAt_ || !ofContent) return retryAt_ ? retryAt_ : ofContent;
-    return std::min(*retryAt_, *ofContent);
+    return earliest({retryAt_, content_->nextUpdate()});
 }
 
 DisplayCapture::Changes DisplayCapture::update() {

@@ -321,11 +321,8 @@ void FilteredContent::windowReadFailed(std::size_t read) {
 }
 
 std::optional<FilteredContent::Time> FilteredContent::nextUpdate() const {
-    std::optional<Time> next;
-    for (const auto& due : {recentlyExcluded_.nextExpiry(),
-                            heldBack_.isEmpty() ? std::nullopt : layers_.nextReliable(now_), paintedBy_})
-        if (due) next = std::min(next.value_or(*due), *due);
-    return next;
+    return earliest({recentlyExcluded_.nextExpiry(),
+                     heldBack_.isEmpty() ? std::nullopt : layers_.nextReliable(now_), paintedBy_});
 }
 
 }  // namespace lumicrate::x11

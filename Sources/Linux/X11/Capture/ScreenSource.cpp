@@ -3,12 +3,7 @@
 #include "Support/Log.h"
 #include "Support/MediaTime.h"
 
-#include <poll.h>
-
 #include <algorithm>
-#include <array>
-#include <cmath>
-#include <ctime>
 #include <utility>
 
 namespace lumicrate::x11 {
@@ -21,17 +16,6 @@ constexpr std::size_t maxDirtyRects = 16;
 std::chrono::nanoseconds duration(const CMTime& time) {
     if (!time.isValid()) return {};
     return std::chrono::nanoseconds(time.converted(1'000'000'000));
-}
-
-std::optional<std::chrono::nanoseconds> earlier(std::optional<std::chrono::nanoseconds> a,
-                                                std::optional<std::chrono::nanoseconds> b) {
-    if (!a || !b) return a ? a : b;
-    return std::min(*a, *b);
-}
-
-timespec timespecOf(std::chrono::nanoseconds time) {
-    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(time);
-    return {static_cast<std::time_t>(seconds.count()), static_cast<long>((time - seconds).count())};
 }
 
 }  // namespace
@@ -89,6 +73,7 @@ void ScreenSource::run() {
 }
 
 void ScreenSource::captureUntilStopped() {
+    const int descriptor = capture_->fileDescriptor();
     while (!stopping_) {
         ++wakeUps_;
         applyConfiguration();
@@ -98,12 +83,12 @@ void ScreenSource::captureUntilStopped() {
         if (nextUpdate && now >= *nextUpdate) updateDue_ = true;
         if (!updateDue_) {
             if (idleAt_ && now >= *idleAt_) deliverIdle(now);
-            wait(earlier(idleAt_, nextUpdate));
+            wakeUp_->wait(descriptor, earliest({idleAt_, nextUpdate}));
         } else if (!pool_.hasFree()) {
             // The damage stays pending; a returned buffer ends the wait.
-            wait(std::nullopt);
+            wakeUp_->wait(descriptor);
         } else if (now < pacer_.due()) {
-            wait(pacer_.due());
+            wakeUp_->wait(descriptor, pacer_.due());
         } else {
             updatePicture();
         }
@@ -166,16 +151,6 @@ void ScreenSource::deliverIdle(Time now) {
     sample.timing.presentationTimeStamp = CMTime::from(now);
     sample.frameInfo = SCStreamFrameInfo{SCFrameStatus::idle, delivered_ - 1, {}};
     handlers_.onSample(sample);
-}
-
-/// Waits for the server, for a signal, or until the given time.
-void ScreenSource::wait(std::optional<Time> until) {
-    std::array<pollfd, 2> watched{
-        {{capture_->fileDescriptor(), POLLIN, 0}, {wakeUp_->fileDescriptor(), POLLIN, 0}}};
-    timespec timeout{};
-    if (until) timeout = timespecOf(std::max(*until - HostClock::now(), Time::zero()));
-    ppoll(watched.data(), watched.size(), until ? &timeout : nullptr, nullptr);
-    wakeUp_->clear();
 }
 
 }  // namespace lumicrate::x11

@@ -48,7 +48,6 @@ class ScreenSource final : public SampleSource {
     void updatePicture();
     void deliverPicture(Time taken);
     void deliverIdle(Time now);
-    void wait(std::optional<Time> until);
 
     const std::string displayName_;
     const SCContentFilter filter_;

@@ -1,6 +1,6 @@
 #include "Linux/X11/Screens/DesktopScale.h"
 
-#include "Linux/X11/Server/Property.h"
+#include "Linux/X11/Server/Connection.h"
 
 #include <algorithm>
 #include <charconv>

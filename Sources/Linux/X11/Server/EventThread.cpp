@@ -2,9 +2,6 @@
 
 #include "Support/Error.h"
 
-#include <poll.h>
-
-#include <array>
 #include <utility>
 
 namespace lumicrate::x11 {
@@ -22,10 +19,7 @@ void EventThread::run() {
     try {
         while (!stopping_) {
             processEvents();
-            std::array<pollfd, 2> watched{
-                {{wakeUp_.fileDescriptor(), POLLIN, 0}, {connection_.fileDescriptor(), POLLIN, 0}}};
-            poll(watched.data(), watched.size(), -1);
-            wakeUp_.clear();
+            wakeUp_.wait(connection_.fileDescriptor());
         }
     } catch (const PlatformError&) {
         // The server is gone: no more events.

@@ -1,11 +1,16 @@
 #include "Linux/X11/Server/WakeUp.h"
 
 #include "Support/Error.h"
+#include "Support/MediaTime.h"
 
+#include <poll.h>
 #include <sys/eventfd.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <cerrno>
+#include <ctime>
 
 namespace lumicrate::x11 {
 
@@ -22,7 +27,15 @@ void WakeUp::signal() noexcept {
     [[maybe_unused]] const int result = eventfd_write(descriptor_, 1);
 }
 
-void WakeUp::clear() noexcept {
+void WakeUp::wait(int otherDescriptor, std::optional<std::chrono::nanoseconds> until) noexcept {
+    std::array<pollfd, 2> watched{{{descriptor_, POLLIN, 0}, {otherDescriptor, POLLIN, 0}}};
+    timespec timeout{};
+    if (until) {
+        const auto left = std::max(*until - HostClock::now(), std::chrono::nanoseconds::zero());
+        const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(left);
+        timeout = {static_cast<std::time_t>(seconds.count()), static_cast<long>((left - seconds).count())};
+    }
+    ppoll(watched.data(), watched.size(), until ? &timeout : nullptr, nullptr);
     eventfd_t count = 0;
     [[maybe_unused]] const int result = eventfd_read(descriptor_, &count);
 }

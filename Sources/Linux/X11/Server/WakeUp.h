@@ -1,5 +1,8 @@
-// WakeUp: a descriptor that any thread can make readable, to end another thread's poll().
+// WakeUp: lets a thread sleep until a descriptor is readable, a time has come, or another thread wakes it.
 #pragma once
+
+#include <chrono>
+#include <optional>
 
 namespace lumicrate::x11 {
 
@@ -11,10 +14,13 @@ class WakeUp {
     WakeUp(const WakeUp&) = delete;
     WakeUp& operator=(const WakeUp&) = delete;
 
-    /// Readable after signal() until clear(). Any thread.
+    /// Readable after signal() until the next wait() has ended.
     int fileDescriptor() const { return descriptor_; }
+    /// Ends the current wait, or the next one. Any thread.
     void signal() noexcept;
-    void clear() noexcept;
+    /// Waits until signal() is called, the other descriptor is readable (-1: none), or the host clock reaches
+    /// `until`.
+    void wait(int otherDescriptor, std::optional<std::chrono::nanoseconds> until = std::nullopt) noexcept;
 
  private:
     int descriptor_;

@@ -4,10 +4,6 @@
 #include "Support/Error.h"
 #include "Support/MediaTime.h"
 
-#include <poll.h>
-
-#include <algorithm>
-#include <array>
 #include <utility>
 
 namespace lumicrate::x11 {
@@ -39,9 +35,10 @@ void ContentWatch::watchUntilStopped() {
     while (!stopping_) {
         if (processEvents()) changed = true;
         if (!changed) {
-            wait(std::nullopt);
+            wakeUp_.wait(connection_.fileDescriptor());
         } else if (HostClock::now() < nextCall) {
-            wait(nextCall);
+            // Regardless of the server: further changes belong to the same call.
+            wakeUp_.wait(-1, nextCall);
         } else {
             changed = false;
             // Before the call, so that changes after the handler has read the list are noticed.
@@ -81,19 +78,6 @@ bool ContentWatch::isChange(const xcb_generic_event_t& event) const {
         default:
             return layout_.handleEvent(event);
     }
-}
-
-/// Waits for the server, or until the given time regardless of the server: further changes belong to the same
-/// call. Both waits end when the watch is destroyed.
-void ContentWatch::wait(std::optional<std::chrono::nanoseconds> until) {
-    std::array<pollfd, 2> watched{
-        {{wakeUp_.fileDescriptor(), POLLIN, 0}, {connection_.fileDescriptor(), POLLIN, 0}}};
-    int timeout = -1;
-    if (until) {
-        const auto left = std::chrono::ceil<std::chrono::milliseconds>(*until - HostClock::now());
-        timeout = static_cast<int>(std::max<std::int64_t>(left.count(), 0));
-    }
-    poll(watched.data(), until ? 1 : 2, timeout);
 }
 
 }  // namespace lumicrate::x11

@@ -9,7 +9,6 @@
 #include <atomic>
 #include <chrono>
 #include <functional>
-#include <optional>
 #include <string>
 #include <thread>
 
@@ -38,7 +37,6 @@ class ContentWatch {
     void selectWindowEvents();
     bool processEvents();
     bool isChange(const xcb_generic_event_t& event) const;
-    void wait(std::optional<std::chrono::nanoseconds> until);
 
     std::function<void()> onChange_;
     Connection connection_;

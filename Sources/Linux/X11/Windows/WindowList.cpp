@@ -1,10 +1,9 @@
 #include "Linux/X11/Windows/WindowList.h"
 
 #include "Linux/X11/Screens/DesktopScale.h"
-#include "Linux/X11/Server/Property.h"
-#include "Linux/X11/Windows/WindowFrame.h"
+#include "Linux/X11/Server/Connection.h"
+#include "Linux/X11/Windows/WindowFacts.h"
 #include "Linux/X11/Windows/WindowOrder.h"
-#include "Linux/X11/Windows/WindowOwner.h"
 #include "Linux/X11/Windows/WindowText.h"
 
 #include <algorithm>

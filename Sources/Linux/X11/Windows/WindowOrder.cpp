@@ -1,6 +1,6 @@
 #include "Linux/X11/Windows/WindowOrder.h"
 
-#include "Linux/X11/Server/Property.h"
+#include "Linux/X11/Server/Connection.h"
 
 #include <algorithm>
 #include <cstddef>

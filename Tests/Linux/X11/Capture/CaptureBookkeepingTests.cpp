@@ -1,6 +1,5 @@
-// What is kept account of between the screen and the pictures: regions, the shadow image, the pool, geometry.
+// Regions, the shadow image, the buffer pool and the source geometry.
 #include "Linux/X11/Capture/SourceGeometry.h"
-#include "Linux/X11/Pixels/BlockRegion.h"
 #include "Linux/X11/Pixels/PixelBufferPool.h"
 #include "Linux/X11/Pixels/ShadowImage.h"
 
@@ -15,21 +14,31 @@ namespace lumicrate::x11 {
 namespace {
 
 using testing::ElementsAre;
-using testing::IsEmpty;
 
-std::vector<int> coverage(const std::vector<PixelRect>& rects, int width, int height) {
-    std::vector<int> counts(static_cast<std::size_t>(width * height));
-    for (const PixelRect& rect : rects) {
-        for (int y = rect.y; y < rect.maxY(); ++y)
-            for (int x = rect.x; x < rect.maxX(); ++x)
-                ++counts[static_cast<std::size_t>(y * width + x)];
-    }
-    return counts;
+BlockRegion regionOf(int width, int height, std::initializer_list<PixelRect> rects) {
+    BlockRegion region(width, height);
+    for (const PixelRect& rect : rects)
+        region.add(rect);
+    return region;
+}
+
+BgraPicture plain(int width, int height, std::uint32_t colour) {
+    BgraPicture picture(width, height);
+    std::fill_n(picture.row(0), width * height, colour);
+    return picture;
 }
 
 TEST(BlockRegionTests, RectanglesCoverExactlyTheTouchedBlocksOnce) {
     constexpr int width = 203;
     constexpr int height = 149;
+    const auto coverage = [](const std::vector<PixelRect>& rects) {
+        std::vector<int> counts(width * height);
+        for (const PixelRect& rect : rects)
+            for (int y = rect.y; y < rect.maxY(); ++y)
+                for (int x = rect.x; x < rect.maxX(); ++x)
+                    ++counts[static_cast<std::size_t>(y * width + x)];
+        return counts;
+    };
     std::mt19937 random(3);
     for (int round = 0; round < 50; ++round) {
         BlockRegion region(width, height);
@@ -39,38 +48,26 @@ TEST(BlockRegionTests, RectanglesCoverExactlyTheTouchedBlocksOnce) {
                                  int(random() % 60)};
             region.add(rect);
             const PixelRect inside = rect.intersection({0, 0, width, height});
-            for (int y = 0; y < height && !inside.isEmpty(); ++y) {
-                for (int x = 0; x < width; ++x) {
-                    const PixelRect block{x / 16 * 16, y / 16 * 16, 16, 16};
-                    if (!block.intersection(inside).isEmpty()) {
-                        expected[static_cast<std::size_t>(y * width + x)] = 1;
-                    }
-                }
+            for (int at = 0; at < width * height && !inside.isEmpty(); ++at) {
+                const PixelRect block{at % width / 16 * 16, at / width / 16 * 16, 16, 16};
+                if (!block.intersection(inside).isEmpty()) expected[static_cast<std::size_t>(at)] = 1;
             }
         }
-        EXPECT_EQ(coverage(region.rectangles(), width, height), expected);
+        EXPECT_EQ(coverage(region.rectangles()), expected);
         const auto few = region.rectangles(3);
         EXPECT_LE(few.size(), 3U);
-        const auto covered = coverage(few, width, height);
+        const auto covered = coverage(few);
         for (std::size_t i = 0; i < expected.size(); ++i)
             ASSERT_GE(covered[i], expected[i]);
         EXPECT_EQ(region.isEmpty(), few.empty());
     }
-}
-
-TEST(BlockRegionTests, DistantRectanglesStayApartWithinTheLimit) {
-    BlockRegion region(1000, 1000);
-    region.add(PixelRect{0, 0, 1, 1});
-    region.add(PixelRect{40, 0, 1, 1});
-    region.add(PixelRect{990, 990, 1, 1});
-    EXPECT_THAT(region.rectangles(2), ElementsAre(PixelRect{0, 0, 48, 16}, PixelRect{976, 976, 16, 16}));
+    const BlockRegion distant = regionOf(1000, 1000, {{0, 0, 1, 1}, {40, 0, 1, 1}, {990, 990, 1, 1}});
+    EXPECT_THAT(distant.rectangles(2), ElementsAre(PixelRect{0, 0, 48, 16}, PixelRect{976, 976, 16, 16}));
 }
 
 TEST(ShadowImageTests, OnlyBlocksWithAnotherColourChange) {
     ShadowImage shadow(70, 50);
-    BgraPicture fresh(40, 40);
-    for (int y = 0; y < 40; ++y)
-        std::fill_n(fresh.row(y), 40, 0xff000000U);  // black, with another fourth byte
+    BgraPicture fresh = plain(40, 40, 0xff000000U);  // black, with another fourth byte
     fresh.row(39)[39] = 0x010000;
     BlockRegion changed(70, 50);
     shadow.merge(10, 5, fresh.view(), changed);
@@ -95,15 +92,12 @@ TEST(ShadowImageTests, OnlyBlocksWithAnotherColourChange) {
     EXPECT_EQ(shadow.picture().row(0), pixels);
 }
 
-TEST(ShadowImageTests, WhatIsOutsideBecomesBlack) {
+TEST(ShadowImageTests, BlackeningAffectsEverythingOutside) {
     for (const PixelRect inside :
          {PixelRect{10, 10, 20, 20}, PixelRect{0, 0, 64, 64}, PixelRect{50, 50, 100, 100}, PixelRect{}}) {
         ShadowImage shadow(64, 64);
-        BgraPicture white(64, 64);
-        for (int y = 0; y < 64; ++y)
-            std::fill_n(white.row(y), 64, 0xffffffU);
         BlockRegion changed(64, 64);
-        shadow.merge(0, 0, white.view(), changed);
+        shadow.replace(plain(64, 64, 0xffffff), changed);
         shadow.blackenOutside(inside, changed);
         for (int y = 0; y < 64; ++y) {
             for (int x = 0; x < 64; ++x) {
@@ -119,7 +113,7 @@ bool isSignalled(const WakeUp& wakeUp) {
     return poll(&watched, 1, 0) == 1;
 }
 
-TEST(PixelBufferPoolTests, ReusesBuffersAndKnowsWhatEachOfThemLacks) {
+TEST(PixelBufferPoolTests, BuffersAreReusedAndTrackWhatTheyLack) {
     const auto wakeUp = std::make_shared<WakeUp>();
     PixelBufferPool pool(33, 17, 2, wakeUp);
     auto first = pool.acquire();
@@ -127,27 +121,25 @@ TEST(PixelBufferPoolTests, ReusesBuffersAndKnowsWhatEachOfThemLacks) {
     first->stale.clear();
     const CVPixelBuffer* const firstAddress = first.get();
 
-    BlockRegion change(33, 17);
-    change.add(PixelRect{0, 0, 1, 1});
-    pool.invalidate(change);
+    pool.invalidate(regionOf(33, 17, {{0, 0, 1, 1}}));
     auto second = pool.acquire();
     second->stale.clear();
     EXPECT_EQ(pool.acquire(), nullptr);
 
     first.reset();
-    EXPECT_FALSE(isSignalled(*wakeUp)) << "Nobody waited.";
+    EXPECT_FALSE(isSignalled(*wakeUp)) << "nobody waited";
     first = pool.acquire();
     EXPECT_EQ(first.get(), firstAddress);
     EXPECT_THAT(first->stale.rectangles(), ElementsAre(PixelRect{0, 0, 16, 16}));
 
-    // Of two free ones the fresher is taken.
+    // Of two free buffers, the one with fewer stale blocks is taken.
     const CVPixelBuffer* const secondAddress = second.get();
     first.reset();
     second.reset();
     EXPECT_EQ(pool.acquire().get(), secondAddress);
 }
 
-TEST(PixelBufferPoolTests, SignalsAReturnThatIsWaitedForAndOutlivesItself) {
+TEST(PixelBufferPoolTests, AnAwaitedReturnIsSignalledAndBuffersOutliveThePool) {
     const auto wakeUp = std::make_shared<WakeUp>();
     auto pool = std::make_unique<PixelBufferPool>(16, 16, 1, wakeUp);
     std::shared_ptr<const CVPixelBuffer> held = pool->acquire();
@@ -163,27 +155,25 @@ TEST(PixelBufferPoolTests, SignalsAReturnThatIsWaitedForAndOutlivesItself) {
 }
 
 TEST(SourceGeometryTests, TheSourceIsTheRoundedPartOfTheDisplay) {
-    struct Case {
+    const PixelRect root{0, 0, 3000, 1000};
+    const struct {
         PixelRect display;
-        PixelRect root;
         std::optional<Rect> sourceRect;
         double scale;
         PixelRect region;
         PixelRect readable;
+    } cases[] = {
+        {{1000, 0, 800, 600}, {}, 2, {1000, 0, 800, 600}, {1000, 0, 800, 600}},
+        {{1000, 0, 800, 600}, Rect{}, 1, {1000, 0, 800, 600}, {1000, 0, 800, 600}},
+        {{1000, 0, 800, 600}, Rect{10, 20, 30, 40}, 1, {1010, 20, 30, 40}, {1010, 20, 30, 40}},
+        {{1000, 0, 800, 600}, Rect{10.25, 20, 30.25, 40}, 2, {1021, 40, 61, 80}, {1021, 40, 61, 80}},
+        {{1000, 0, 800, 600}, Rect{-10, 590, 30, 40}, 1, {990, 590, 30, 40}, {1000, 590, 20, 10}},
+        {{2500, 0, 800, 600}, {}, 1, {2500, 0, 800, 600}, {2500, 0, 500, 600}},
+        {{0, 0, 800, 600}, Rect{900, 0, 10, 10}, 1, {900, 0, 10, 10}, {}},
+        {{0, 0, 800, 600}, Rect{0, 0, 0.1, 0.1}, 1, {0, 0, 1, 1}, {0, 0, 1, 1}},
     };
-    const PixelRect root{0, 0, 3000, 1000};
-    const Case cases[] = {
-        {{1000, 0, 800, 600}, root, {}, 2, {1000, 0, 800, 600}, {1000, 0, 800, 600}},
-        {{1000, 0, 800, 600}, root, Rect{}, 1, {1000, 0, 800, 600}, {1000, 0, 800, 600}},
-        {{1000, 0, 800, 600}, root, Rect{10, 20, 30, 40}, 1, {1010, 20, 30, 40}, {1010, 20, 30, 40}},
-        {{1000, 0, 800, 600}, root, Rect{10.25, 20, 30.25, 40}, 2, {1021, 40, 61, 80}, {1021, 40, 61, 80}},
-        {{1000, 0, 800, 600}, root, Rect{-10, 590, 30, 40}, 1, {990, 590, 30, 40}, {1000, 590, 20, 10}},
-        {{2500, 0, 800, 600}, root, {}, 1, {2500, 0, 800, 600}, {2500, 0, 500, 600}},
-        {{0, 0, 800, 600}, root, Rect{900, 0, 10, 10}, 1, {900, 0, 10, 10}, {}},
-        {{0, 0, 800, 600}, root, Rect{0, 0, 0.1, 0.1}, 1, {0, 0, 1, 1}, {0, 0, 1, 1}},
-    };
-    for (const Case& each : cases) {
-        const auto geometry = sourceGeometry(each.display, each.root, each.sourceRect, each.scale);
+    for (const auto& each : cases) {
+        const auto geometry = sourceGeometry(each.display, root, each.sourceRect, each.scale);
         EXPECT_EQ(geometry, (SourceGeometry{each.region, each.readable}));
     }
 }

@@ -17,12 +17,13 @@
 namespace lumicrate::x11 {
 namespace {
 
+using test::eventually;
 using test::Picture;
 using test::ScreenStage;
 using test::TestWindow;
 
 constexpr PixelRect whole{0, 0, ScreenStage::width, ScreenStage::height};
-/// The colour of windows that must not be seen. Nothing else has one like it.
+/// The colour of windows that must not be shown. Nothing else has a similar one.
 constexpr std::uint32_t forbidden = 0xff00ff;
 
 BgraPicture plain(int width, int height, std::uint32_t colour) {
@@ -38,7 +39,7 @@ void paint(BgraPicture& picture, const PixelRect& rect, std::uint32_t colour) {
         std::fill_n(picture.row(y) + inside.x, inside.width, colour);
 }
 
-/// Lays a half-transparent colour, multiplied by its opacity of 0x80, over a part.
+/// Blends a premultiplied colour with an opacity of 0x80 over a part.
 void veil(BgraPicture& picture, const PixelRect& rect, std::uint32_t over) {
     for (int y = rect.y; y < rect.maxY(); ++y) {
         for (int x = rect.x; x < rect.maxX(); ++x) {
@@ -51,7 +52,7 @@ void veil(BgraPicture& picture, const PixelRect& rect, std::uint32_t over) {
     }
 }
 
-/// Squares of colours without red, each picture with others.
+/// Squares of colours without red, different for each seed.
 BgraPicture pattern(unsigned seed, int width = whole.width, int height = whole.height) {
     std::mt19937 random(seed);
     BgraPicture picture(width, height);
@@ -82,13 +83,7 @@ bool showsForbidden(const CVPixelBuffer& buffer) {
     return false;
 }
 
-bool eventually(const std::function<bool()>& holds) {
-    for (int i = 0; i < 3000 && !holds(); ++i)
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    return holds();
-}
-
-/// With and without a compositing manager; every frame is looked at.
+/// With and without a compositing manager. Every frame is checked for the forbidden colour.
 class ContentFilterTests : public testing::TestWithParam<bool> {
  protected:
     ContentFilterTests() {
@@ -119,7 +114,7 @@ class ContentFilterTests : public testing::TestWithParam<bool> {
         stage.capture(SCContentFilter::includingWindows(stage.display(), windows(which)));
     }
     bool shows(const BgraPicture& picture) { return stage.frames.waitForPicture(Picture(picture)); }
-    /// To one in every sample, as blending rounds.
+    /// With a deviation of one in every sample, because blending rounds.
     bool nearlyShows(const BgraPicture& picture) {
         return stage.frames.waitUntil([wanted = Picture(picture)](const auto& seen) {
             const auto near = [](std::uint8_t a, std::uint8_t b) { return std::abs(a - b) <= 1; };
@@ -127,7 +122,7 @@ class ContentFilterTests : public testing::TestWithParam<bool> {
                    std::ranges::equal(wanted.chroma, seen.last.chroma, near);
         });
     }
-    /// Gives the window, or the root window, another pattern, and waits for a picture of nothing else.
+    /// Gives the window, or the root window, another pattern, and waits for a picture of only that.
     void expectUnbroken(TestWindow& below, const std::string& when) {
         below.fill(pattern(++seed_));
         EXPECT_TRUE(shows(pattern(seed_))) << when;
@@ -149,7 +144,7 @@ INSTANTIATE_TEST_SUITE_P(X11, ContentFilterTests, testing::Bool(), [](const auto
     return parameter.param ? "Compositor" : "NoCompositor";
 });
 
-TEST_P(ContentFilterTests, ExcludedWindowsAreNeverSeen) {
+TEST_P(ContentFilterTests, ExcludedWindowsAreNeverShown) {
     TestWindow below = window(whole, 0x204060);
     below.fill(pattern(1));
     TestWindow a = window({50, 40, 101, 77}, forbidden);
@@ -180,7 +175,7 @@ TEST_P(ContentFilterTests, ExcludedWindowsAreNeverSeen) {
     expectUnbroken(below, "moved across");
 }
 
-TEST_P(ContentFilterTests, AnExcludedWindowMayComeAnywhereAtAnyTimeWhileOthersGoOn) {
+TEST_P(ContentFilterTests, AnExcludedWindowMayAppearAnywhereWhileOthersChange) {
     TestWindow below = window(whole, 0x204060);
     below.fill(pattern(1));
     constexpr PixelRect place{300, 8, 90, 60};
@@ -207,7 +202,7 @@ TEST_P(ContentFilterTests, AnExcludedWindowMayComeAnywhereAtAnyTimeWhileOthersGo
         if (i % 3 == 0) excluded.raise();
         if (i % 4 != 0) excluded.unmap();
     }
-    // Nor does it matter how fast.
+    // Also in quick succession.
     std::atomic<bool> ending = false;
     std::thread storm([&] {
         while (!ending) {
@@ -224,7 +219,7 @@ TEST_P(ContentFilterTests, AnExcludedWindowMayComeAnywhereAtAnyTimeWhileOthersGo
     storm.join();
 }
 
-TEST_P(ContentFilterTests, WhatLiesBetweenAndAboveExcludedWindowsIsThere) {
+TEST_P(ContentFilterTests, WindowsBetweenAndAboveExcludedOnesAreShown) {
     TestWindow below = window(whole, 0x204060);
     below.fill(pattern(1));
     TestWindow low = window({40, 40, 200, 200}, forbidden);
@@ -249,7 +244,7 @@ TEST_P(ContentFilterTests, WhatLiesBetweenAndAboveExcludedWindowsIsThere) {
     EXPECT_TRUE(nearlyShows(expected));
 }
 
-TEST_P(ContentFilterTests, AWindowIsRecordedWholeAndAloneButForItsOverlays) {
+TEST_P(ContentFilterTests, AWindowIsRecordedCompletelyWithOnlyItsOverlays) {
     constexpr PixelRect frame{60, 50, 160, 120};
     TestWindow recorded = window(frame, 0x204060);
     const BgraPicture content = pattern(7, frame.width, frame.height);
@@ -279,7 +274,7 @@ TEST_P(ContentFilterTests, AWindowIsRecordedWholeAndAloneButForItsOverlays) {
     paste(moved, content, 203, 151);
     EXPECT_TRUE(shows(moved)) << "moved";
 
-    // While the window is away, the picture stands still, whatever else happens.
+    // While the window is unmapped, the picture is frozen, whatever else changes.
     auto somethingElseHappens = [&, x = 0]() mutable {
         const std::uint64_t before = stage.source->wakeUps();
         EXPECT_TRUE(eventually([&] {
@@ -313,7 +308,7 @@ TEST_P(ContentFilterTests, AWindowIsRecordedWholeAndAloneButForItsOverlays) {
     EXPECT_EQ(stage.frames.seen().complete.size(), frames) << "closed";
 }
 
-TEST_P(ContentFilterTests, TheSourceRectangleMovesWhileThePictureIsComposed) {
+TEST_P(ContentFilterTests, TheSourceRectangleMayMove) {
     TestWindow below = window(whole, 0x204060);
     below.fill(pattern(1));
     TestWindow excluded = window({90, 60, 150, 130}, forbidden);
@@ -328,7 +323,7 @@ TEST_P(ContentFilterTests, TheSourceRectangleMovesWhileThePictureIsComposed) {
     }
 }
 
-TEST_P(ContentFilterTests, ASingleWindowIsFollowedAnywhere) {
+TEST_P(ContentFilterTests, ASingleWindowIsFollowed) {
     TestWindow recorded = window({60, 50, 120, 80}, 0x204060);
     const BgraPicture content = pattern(7, 120, 80);
     recorded.fill(content);
@@ -349,7 +344,7 @@ TEST_P(ContentFilterTests, ASingleWindowIsFollowedAnywhere) {
     EXPECT_EQ(stage.frames.seen().last, Picture(plain(120, 80, 0x00ff00)));
 }
 
-TEST_P(ContentFilterTests, ACompositingManagerMayComeAndGo) {
+TEST_P(ContentFilterTests, ACompositingManagerMayStartAndEnd) {
     TestWindow below = window(whole, 0x204060);
     below.fill(pattern(1));
     TestWindow excluded = window({90, 60, 150, 130}, forbidden);
@@ -364,7 +359,7 @@ TEST_P(ContentFilterTests, ACompositingManagerMayComeAndGo) {
     }
 }
 
-TEST_P(ContentFilterTests, AnApplicationsWindowIsExcludedWithTheFrameThatItGets) {
+TEST_P(ContentFilterTests, AnApplicationsWindowIsExcludedWithItsFrame) {
     stage.painter.setBackground(pattern(1));
     TestWindow excluded(stage.server.displayName(),
                         {.frame = {90, 60, 150, 130}, .colour = forbidden, .managed = true, .title = "tool"});
@@ -381,7 +376,7 @@ TEST_P(ContentFilterTests, AnApplicationsWindowIsExcludedWithTheFrameThatItGets)
     expectUnbroken("back");
 }
 
-TEST_P(ContentFilterTests, FiltersOfWindowsThatDoNotExist) {
+TEST_P(ContentFilterTests, FiltersMayNameMissingWindows) {
     TestWindow below = window(whole, 0x204060);
     below.fill(pattern(1));
     SCWindow none;
@@ -402,7 +397,7 @@ TEST_P(ContentFilterTests, FiltersOfWindowsThatDoNotExist) {
     EXPECT_THROW(single.start(nothing.handlers()), PlatformError);
 }
 
-/// Whether the server keeps the window's pixels apart.
+/// Whether the server keeps the window's pixels in a pixmap.
 bool isRedirected(const TestWindow& window) {
     xcb_connection_t* const connection = window.connection();
     const xcb_pixmap_t pixmap = xcb_generate_id(connection);
@@ -417,7 +412,7 @@ bool isRedirected(const TestWindow& window) {
 class UncomposedContentFilterTests : public ContentFilterTests {};
 INSTANTIATE_TEST_SUITE_P(X11, UncomposedContentFilterTests, testing::Values(false));
 
-TEST_P(UncomposedContentFilterTests, WindowsPixelsAreKeptApartOnlyWhereAndWhileThatIsNeeded) {
+TEST_P(UncomposedContentFilterTests, WindowsAreRedirectedOnlyWhereAndWhileNecessary) {
     TestWindow desktop = window(whole, 0x204060);
     TestWindow below = window({0, 0, 200, 301}, 0x204060);
     below.fill(pattern(1, 200, 301));
@@ -438,17 +433,17 @@ TEST_P(UncomposedContentFilterTests, WindowsPixelsAreKeptApartOnlyWhereAndWhileT
         EXPECT_TRUE(eventually([&] { return !isRedirected(below); }));
     }
     EXPECT_EQ(stage.frames.seen().last, Picture(expected));
-    EXPECT_EQ(stage.frames.seen().complete.size(), 1U) << "there was nothing to be seen of it";
+    EXPECT_EQ(stage.frames.seen().complete.size(), 1U) << "the picture never changed";
 }
 
-TEST_P(UncomposedContentFilterTests, AProgramMayTakeItsTimeToPaintWhatIsUncovered) {
+TEST_P(UncomposedContentFilterTests, AProgramMayPaintLateWhatIsUncovered) {
     TestWindow slow = window(whole, 0x204060);
     TestWindow excluded = window({90, 60, 150, 130}, forbidden);
     excluded.unmap();
     slow.draw(pattern(1));
     captureWithout({&excluded});
     std::thread program([&] {
-        // The server has put the excluded window's pixels where these are missing.
+        // Until then the pixmap contains the excluded window's pixels.
         EXPECT_TRUE(slow.waitUntilExposed());
         std::this_thread::sleep_for(std::chrono::milliseconds(200));
         slow.draw(pattern(2));
@@ -458,8 +453,7 @@ TEST_P(UncomposedContentFilterTests, AProgramMayTakeItsTimeToPaintWhatIsUncovere
     EXPECT_TRUE(shows(pattern(2)));
 }
 
-/// What happens while pixels are being read, step by step.
-TEST_P(UncomposedContentFilterTests, PixelsAreUsedOnlyIfNothingHappenedBeforeTheyWereRead) {
+TEST_P(UncomposedContentFilterTests, PixelsAreUsedOnlyIfNothingChangedBeforeTheyWereRead) {
     TestWindow below = window(whole, 0x204060);
     TestWindow beside = window({300, 100, 50, 50}, 0x00ff00);
     TestWindow excluded = window({20, 20, 100, 100}, forbidden);
@@ -467,20 +461,15 @@ TEST_P(UncomposedContentFilterTests, PixelsAreUsedOnlyIfNothingHappenedBeforeThe
                             SCContentFilter::excludingWindows(stage.display(), windows({&excluded})));
     ScreenReader reader(connection);
     const SourceGeometry geometry{whole, whole};
-    const BlockRegion all = [] {
-        BlockRegion region(whole.width, whole.height);
-        region.addAll();
-        return region;
-    }();
-    /// How many pixels of a colour there are in what may be used, and how many there are at all.
+    const BlockRegion all = geometry.blocksIn({whole});
+    /// The number of usable pixels of a colour, and of all usable pixels.
     const auto pixelsOf = [&](std::uint32_t colour, const std::function<void()>& meanwhile) {
         BlockRegion unread = all;
         content.prepare(geometry, unread);
         const auto reads = content.plan(all);
         meanwhile();
         const auto pictures = reader.read(reads);
-        while (const Reply<xcb_generic_event_t> event{xcb_poll_for_event(connection.get())})
-            content.handleEvent(*event);
+        connection.processEvents([&](const xcb_generic_event_t& event) { content.handleEvent(event); });
         std::pair<std::int64_t, std::int64_t> found;
         for (std::size_t i = 0; i < reads.size(); ++i) {
             for (const PixelRect& part : content.usableParts(i)) {
@@ -510,12 +499,12 @@ TEST_P(UncomposedContentFilterTests, PixelsAreUsedOnlyIfNothingHappenedBeforeThe
         EXPECT_TRUE(eventually([&] { return pixelsOf(0x00ff00, [] {}) == std::pair(2500L, whole.area()); }))
             << what;
     }
-    // A window may move in what is put together from it, too; the parts that it has to do with do not count.
+    // A shown window may move in the composed part, too; the parts that it affects are not used.
     EXPECT_LT(pixelsOf(0x00ff00, [&] { beside.move(310, 120); }).second, whole.area());
     EXPECT_EQ(pixelsOf(0x00ff00, [] {}), std::pair(2500L, whole.area()));
 }
 
-TEST_P(UncomposedContentFilterTests, BelowAllWindowsIsTheBackground) {
+TEST_P(UncomposedContentFilterTests, TheBackgroundIsShownBelowAllWindows) {
     const auto tiled = [](const BgraPicture& tile) {
         BgraPicture picture(whole.width, whole.height);
         for (int y = 0; y < whole.height; ++y)

@@ -101,11 +101,6 @@ bool FrameCollector::waitForPicture(const Picture& expected) {
     return waitUntil([&](const Seen& seen) { return seen.last == expected; });
 }
 
-bool FrameCollector::waitUntilStill() {
-    const std::size_t before = seen().idle;
-    return waitUntil([&](const Seen& seen) { return seen.idle > before; });
-}
-
 FrameCollector::Seen FrameCollector::seen() {
     const std::lock_guard lock(mutex_);
     return seen_;

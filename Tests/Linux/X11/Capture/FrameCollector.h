@@ -1,5 +1,5 @@
-// FrameCollector: takes what a source delivers, checks what must hold for every frame, and lets a test wait
-// for what it expects.
+// FrameCollector: collects a source's frames, checks what must hold for each, and waits for what a test
+// expects.
 #pragma once
 
 #include "Linux/X11/Pixels/BgraPicture.h"
@@ -18,7 +18,7 @@ namespace lumicrate::test {
 struct Picture {
     Picture() = default;
     explicit Picture(const CVPixelBuffer& buffer);
-    /// A screen's picture, converted by the definition's plain kernel.
+    /// A screen's picture, converted by the reference kernel.
     explicit Picture(const x11::BgraPicture& screen);
 
     int width = 0;
@@ -39,28 +39,25 @@ struct Picture {
 
 class FrameCollector {
  public:
-    /// Everything so far, guarded for whoever looks.
+    /// Everything so far.
     struct Seen {
         std::vector<CMSampleBuffer> complete;  // without pictures, but for the newest
         std::size_t idle = 0;
         Picture last;
         std::string failure;
         std::vector<std::string> notices;
-        std::string violation;  // the first promise that a frame broke; empty when all were kept
+        std::string violation;  // of the first invalid frame; empty if there is none
     };
 
-    /// Called with every complete frame, on the source's thread, before it is let go.
+    /// Called with every complete frame, on the source's thread.
     std::function<void(const CMSampleBuffer&)> onFrame;
 
     SampleSource::Handlers handlers();
 
-    /// Waits until that holds; false when it did not within a generous time.
+    /// Waits until the condition holds; false after 30 seconds.
     bool waitUntil(const std::function<bool(const Seen&)>& condition);
     bool waitForFrames(std::size_t count);
-    /// Waits for the picture to be like that.
     bool waitForPicture(const Picture& expected);
-    /// Waits for another idle frame.
-    bool waitUntilStill();
     Seen seen();
 
  private:

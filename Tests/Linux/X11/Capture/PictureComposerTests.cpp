@@ -42,7 +42,7 @@ std::shared_ptr<const CursorImage> halfTransparentCursor() {
     return image;
 }
 
-TEST(PictureScalerTests, PartsAreDrawnLikeTheWholeAndNothingElseDependsOnThem) {
+TEST(PictureScalerTests, PartsMatchTheWholeAndNothingElseDependsOnThem) {
     struct Case {
         int sourceWidth, sourceHeight, width, height;
     };
@@ -69,7 +69,7 @@ TEST(PictureScalerTests, PartsAreDrawnLikeTheWholeAndNothingElseDependsOnThem) {
     }
 }
 
-TEST(PictureScalerTests, HalvingAveragesAndPlainColoursStay) {
+TEST(PictureScalerTests, HalvingAveragesAndPlainColoursAreKept) {
     BgraPicture source(4, 2);
     const std::uint32_t rows[2][4] = {{0x000000, 0x640000, 0xffffff, 0xffffff},
                                       {0x0000c8, 0x640028, 0xffffff, 0xffffff}};
@@ -92,7 +92,7 @@ TEST(PictureScalerTests, HalvingAveragesAndPlainColoursStay) {
     }
 }
 
-TEST(CursorOverlayTests, BlendsOverThePictureAndLeavesItAsItWas) {
+TEST(CursorOverlayTests, BlendsOverThePictureAndRestoresIt) {
     for (const auto& [x, y] : {std::pair{20, 20}, {0, 0}, {31, 31}, {-50, 5}, {100, 100}}) {
         BgraPicture picture(32, 32);
         scribble(picture, picture.bounds());
@@ -124,7 +124,7 @@ TEST(CursorOverlayTests, BlendsOverThePictureAndLeavesItAsItWas) {
     }
 }
 
-TEST(PictureComposerTests, PlacementKeepsTheShapeInTheMiddleOrStretches) {
+TEST(PictureComposerTests, PlacementIsCentredOrStretched) {
     EXPECT_EQ(placement(1920, 1080, 1280, 720, true), (PixelRect{0, 0, 1280, 720}));
     EXPECT_EQ(placement(1000, 1000, 1280, 720, true), (PixelRect{280, 0, 720, 720}));
     EXPECT_EQ(placement(2000, 500, 1280, 720, true), (PixelRect{0, 200, 1280, 320}));
@@ -132,9 +132,9 @@ TEST(PictureComposerTests, PlacementKeepsTheShapeInTheMiddleOrStretches) {
     EXPECT_EQ(placement(2000, 500, 1280, 720, false), (PixelRect{0, 0, 1280, 720}));
 }
 
-/// Buffers of different age are brought up to date by small steps; each picture must be what one drawn from
-/// nothing would be, and must differ from the one before nowhere but in the dirty region.
-TEST(PictureComposerTests, EveryPictureIsWhatOneDrawnFromNothingWouldBe) {
+/// Buffers of different age are updated by small steps. Each picture must equal one that is composed from
+/// scratch, and may differ from the previous one only in the dirty region.
+TEST(PictureComposerTests, EveryPictureEqualsOneComposedFromScratch) {
     struct Case {
         int sourceWidth, sourceHeight, width, height;
         bool preservesAspectRatio;
@@ -192,7 +192,7 @@ TEST(PictureComposerTests, EveryPictureIsWhatOneDrawnFromNothingWouldBe) {
                 ASSERT_TRUE(samePicture(*buffer, patched)) << round;
             }
             previous = buffer;
-            // Keeps up to two more in use for a while, so that the free ones age.
+            // Up to two more stay in use for a while, so that the free ones age.
             if (held.size() == 2) held.erase(held.begin() + upTo(2));
             held.push_back(buffer);
         }

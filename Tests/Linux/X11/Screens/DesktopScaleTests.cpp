@@ -14,57 +14,46 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 
-/// A settings property, as a settings manager writes it.
-class SettingsWriter {
- public:
-    explicit SettingsWriter(bool bigEndian) : bigEndian_(bigEndian) {}
-
-    Bytes with(std::int32_t dpi) {
-        add(bigEndian_ ? 1 : 0, 1);
-        pad();
-        add(7, 4);
-        add(3, 4);
-        begin(1, "Net/ThemeName");
-        add(5, 4);
-        add("Plain");
-        begin(2, "Gtk/Colour");
-        add(0, 8);
-        begin(0, "Xft/DPI");
-        add(static_cast<std::uint32_t>(dpi), 4);
-        return bytes_;
-    }
-
- private:
-    void begin(std::uint32_t kind, const std::string& name) {
-        add(kind, 1);
-        add(0, 1);
-        add(static_cast<std::uint32_t>(name.size()), 2);
-        add(name);
-        add(1, 4);
-    }
-    void add(std::uint64_t value, int size) {
+/// A settings property with a text, a colour and the resolution, as settings managers write it.
+Bytes settingsWith(std::int32_t dpi, bool bigEndian = false) {
+    Bytes bytes;
+    const auto number = [&](std::uint64_t value, int size) {
         for (int i = 0; i < size; ++i)
-            bytes_.push_back(static_cast<std::uint8_t>(value >> 8 * (bigEndian_ ? size - 1 - i : i)));
-    }
-    void add(const std::string& text) {
-        bytes_.insert(bytes_.end(), text.begin(), text.end());
-        pad();
-    }
-    void pad() { bytes_.resize((bytes_.size() + 3) / 4 * 4); }
+            bytes.push_back(static_cast<std::uint8_t>(value >> 8 * (bigEndian ? size - 1 - i : i)));
+    };
+    const auto text = [&](std::string_view characters) {
+        bytes.insert(bytes.end(), characters.begin(), characters.end());
+        bytes.resize((bytes.size() + 3) / 4 * 4);
+    };
+    const auto setting = [&](std::uint32_t type, std::string_view name) {
+        number(type, 1);
+        number(0, 1);
+        number(name.size(), 2);
+        text(name);
+        number(1, 4);
+    };
+    bytes = {std::uint8_t(bigEndian ? 1 : 0), 0, 0, 0};
+    number(7, 4);
+    number(3, 4);
+    setting(1, "Net/ThemeName");
+    number(5, 4);
+    text("Plain");
+    setting(2, "Gtk/Colour");
+    number(0, 8);
+    setting(0, "Xft/DPI");
+    number(static_cast<std::uint32_t>(dpi), 4);
+    return bytes;
+}
 
-    bool bigEndian_;
-    Bytes bytes_;
-};
-
-TEST(DesktopScaleTests, SettingsAreReadInEitherOrderOfBytes) {
+TEST(DesktopScaleTests, SettingsAreReadInBothByteOrders) {
     for (const bool bigEndian : {false, true}) {
-        const Bytes settings = SettingsWriter(bigEndian).with(144 * 1024);
+        const Bytes settings = settingsWith(144 * 1024, bigEndian);
         EXPECT_EQ(dpiFromSettings(settings), 144);
-        // Cut off anywhere, they tell nothing.
+        // Truncated settings are invalid.
         for (std::size_t length = 0; length < settings.size(); ++length)
             EXPECT_EQ(dpiFromSettings(std::span(settings).first(length)), std::nullopt) << length;
     }
-    EXPECT_EQ(dpiFromSettings(SettingsWriter(false).with(-1)), std::nullopt);
+    EXPECT_EQ(dpiFromSettings(settingsWith(-1)), std::nullopt);
     EXPECT_EQ(dpiFromSettings(Bytes(64, 0xff)), std::nullopt);
 }
 
@@ -84,7 +73,7 @@ TEST(DesktopScaleTests, ResourcesAreReadLineByLine) {
         EXPECT_EQ(dpiFromResources(text), dpi) << text;
 }
 
-TEST(DesktopScaleTests, RunningSettingsCountMoreThanResources) {
+TEST(DesktopScaleTests, LiveSettingsOverrideResources) {
     const stage::Xvfb server({.width = 64, .height = 64});
     const Connection connection(server.displayName());
     EXPECT_EQ(desktopScale(connection), 1);
@@ -99,7 +88,7 @@ TEST(DesktopScaleTests, RunningSettingsCountMoreThanResources) {
 
     test::TestWindow manager(server.displayName(), {.frame = {0, 0, 9, 9}});
     test::setProperty(manager, manager.id(), "_XSETTINGS_SETTINGS", "_XSETTINGS_SETTINGS",
-                      SettingsWriter(false).with(144 * 1024));
+                      settingsWith(144 * 1024));
     EXPECT_EQ(desktopScale(connection), 4);
     const auto selection = stage::internAtom(manager.connection(), "_XSETTINGS_S0");
     xcb_set_selection_owner(manager.connection(), manager.id(), selection, XCB_CURRENT_TIME);

@@ -3,13 +3,10 @@
 #include "Tests/Linux/X11/Painter.h"
 #include "Tests/Stage/Xvfb.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 namespace lumicrate::x11 {
 namespace {
-
-using testing::ElementsAre;
 
 std::string sentenceOf(const std::function<void()>& action) {
     try {
@@ -20,7 +17,7 @@ std::string sentenceOf(const std::function<void()>& action) {
     return "no error";
 }
 
-TEST(DisplaysTests, AServerWithOneMonitorHasOneDisplayInPoints) {
+TEST(DisplaysTests, OneMonitorIsOneDisplayInPoints) {
     const stage::Xvfb server({.width = 800, .height = 600});
     const Displays displays(server.displayName(), 2);
     const auto all = displays.displays();
@@ -34,7 +31,7 @@ TEST(DisplaysTests, AServerWithOneMonitorHasOneDisplayInPoints) {
     EXPECT_TRUE(displays.bounds(all[0].displayID + 1).isEmpty());
 }
 
-TEST(DisplaysTests, MonitorsMadeByHandAreDisplaysWithNumbersThatStay) {
+TEST(DisplaysTests, MonitorsSetByClientsAreDisplaysWithConstantIds) {
     const stage::Xvfb server({.width = 800, .height = 600});
     test::Painter painter(server.displayName());
     painter.setMonitor("left", {0, 0, 300, 600});
@@ -55,24 +52,19 @@ TEST(DisplaysTests, MonitorsMadeByHandAreDisplaysWithNumbersThatStay) {
     EXPECT_EQ(find("right").displayID, right.displayID);
 }
 
-TEST(DisplaysTests, WithoutAServerThereIsOneSentence) {
+TEST(DisplaysTests, FailuresAreSentences) {
+    const auto startError = [](const std::string& displayName, std::uint32_t displayID) {
+        SCDisplay display;
+        display.displayID = displayID;
+        ScreenSource source(displayName, SCContentFilter::excludingWindows(display, {}), {});
+        return sentenceOf([&] {
+            source.start({[](const auto&) {}, [](const auto&) {}, [](const auto&) {}});
+        });
+    };
     EXPECT_EQ(sentenceOf([] { Displays(":4711"); }), "No display server can be reached.");
-    ScreenSource source(":4711", SCContentFilter::excludingWindows({}, {}), {});
-    EXPECT_EQ(sentenceOf([&] {
-                  source.start({[](const auto&) {}, [](const auto&) {}, [](const auto&) {}});
-              }),
-              "No display server can be reached.");
-}
-
-TEST(DisplaysTests, WhatCannotBeCapturedIsRefused) {
+    EXPECT_EQ(startError(":4711", 0), "No display server can be reached.");
     const stage::Xvfb server({.width = 64, .height = 64});
-    SCDisplay unknown;
-    unknown.displayID = 9999;
-    ScreenSource source(server.displayName(), SCContentFilter::excludingWindows(unknown, {}), {});
-    EXPECT_EQ(sentenceOf([&] {
-                  source.start({[](const auto&) {}, [](const auto&) {}, [](const auto&) {}});
-              }),
-              "The display is no longer available.");
+    EXPECT_EQ(startError(server.displayName(), 9999), "The display is no longer available.");
 }
 
 }  // namespace

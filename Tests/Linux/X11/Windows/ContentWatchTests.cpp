@@ -6,7 +6,6 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <condition_variable>
 #include <mutex>
 
@@ -19,17 +18,18 @@ using test::setProperty;
 using test::TestWindow;
 using Clock = std::chrono::steady_clock;
 
-/// Counts calls, and looks at what there is to be seen at each.
+/// Counts calls, and evaluates a condition at each.
 class Listener {
  public:
-    explicit Listener(std::function<bool()> look = [] { return false; }) : look_(std::move(look)) {}
+    explicit Listener(std::function<bool()> condition = [] { return false; })
+        : condition_(std::move(condition)) {}
 
     std::function<void()> handler() {
         return [this] {
-            const bool seen = look_();
+            const bool holds = condition_();
             const std::lock_guard lock(mutex_);
             ++calls_;
-            seen_ = seen;
+            held_ = holds;
             changed_.notify_all();
         };
     }
@@ -37,27 +37,28 @@ class Listener {
         const std::lock_guard lock(mutex_);
         return calls_;
     }
-    bool waitForMoreThan(int calls, std::chrono::milliseconds patience = 30s) {
+    bool waitForMoreThan(int calls, std::chrono::milliseconds timeout = 30s) {
         std::unique_lock lock(mutex_);
-        return changed_.wait_for(lock, patience, [&] { return calls_ > calls; });
+        return changed_.wait_for(lock, timeout, [&] { return calls_ > calls; });
     }
-    /// Until the last look saw what it looks for.
-    bool waitUntilSeen() {
+    /// Until the condition held at the last call.
+    bool waitForCondition() {
         std::unique_lock lock(mutex_);
-        return changed_.wait_for(lock, 30s, [&] { return seen_; });
+        return changed_.wait_for(lock, 30s, [&] { return held_; });
     }
-    /// Until no call has come for longer than one could be kept back.
-    void settle() {
+    /// Until no call has come for longer than one could be delayed; the number of calls.
+    int settle() {
         while (waitForMoreThan(calls(), 3 * ContentWatch::interval)) {
         }
+        return calls();
     }
 
  private:
-    std::function<bool()> look_;
+    std::function<bool()> condition_;
     mutable std::mutex mutex_;
     std::condition_variable changed_;
     int calls_ = 0;
-    bool seen_ = false;
+    bool held_ = false;
 };
 
 class ContentWatchTests : public testing::Test {
@@ -66,13 +67,12 @@ class ContentWatchTests : public testing::Test {
         server.emplace(stage::Xvfb::Options{.width = 800, .height = 600, .windowManager = windowManager});
     }
     TestWindow show(const TestWindow::Look& look) const { return {server->displayName(), look}; }
-    /// Each of the changes alone has to be told of.
-    void expectTold(const std::vector<std::pair<const char*, std::function<void()>>>& changes) {
+    /// Each of the changes alone must be noticed.
+    void expectNoticed(const std::vector<std::pair<const char*, std::function<void()>>>& changes) {
         Listener listener;
         const ContentWatch watch(listener.handler(), server->displayName());
         for (const auto& [name, change] : changes) {
-            listener.settle();
-            const int before = listener.calls();
+            const int before = listener.settle();
             change();
             EXPECT_TRUE(listener.waitForMoreThan(before)) << name;
         }
@@ -81,52 +81,44 @@ class ContentWatchTests : public testing::Test {
     std::optional<stage::Xvfb> server;
 };
 
-TEST_F(ContentWatchTests, TellsOfEveryKindOfChange) {
+TEST_F(ContentWatchTests, EveryKindOfChangeIsNoticed) {
     begin(false);
     test::Painter painter(server->displayName());
     TestWindow window = show({.frame = {10, 10, 200, 100}, .managed = true});
     TestWindow panel = show({.frame = {20, 20, 80, 40}});
     std::optional<TestWindow> another;
-    expectTold({
+    const TestWindow::Look look{{0, 0, 90, 90}};
+    const PixelRect enlarged{30, 40, 210, 110};
+    const PixelRect monitor{0, 0, 300, 300};
+    const auto shadow = cardinals({9, 9, 9, 9});
+    expectNoticed({
         {"title", [&] { setProperty(window, window.id(), "WM_NAME", "STRING", std::string("new")); }},
-        {"shadow",
-         [&] {
-             setProperty(window, window.id(), "_GTK_FRAME_EXTENTS", "CARDINAL", cardinals({9, 9, 9, 9}));
-         }},
+        {"shadow", [&] { setProperty(window, window.id(), "_GTK_FRAME_EXTENTS", "CARDINAL", shadow); }},
         {"move", [&] { window.move(30, 40); }},
-        {"resize",
-         [&] {
-             window.place({30, 40, 210, 110});
-         }},
+        {"resize", [&] { window.place(enlarged); }},
         {"order", [&] { window.raise(); }},
         {"unmapped", [&] { panel.unmap(); }},
         {"mapped", [&] { panel.map(); }},
-        {"new window",
-         [&] {
-             another.emplace(server->displayName(), TestWindow::Look{{0, 0, 90, 90}});
-         }},
+        {"new window", [&] { another.emplace(server->displayName(), look); }},
         {"title of the new one",
          [&] { setProperty(*another, another->id(), "_NET_WM_NAME", "UTF8_STRING", std::string("新")); }},
         {"program ended", [&] { another.reset(); }},
-        {"monitor",
-         [&] {
-             painter.setMonitor("beamer", {0, 0, 300, 300});
-         }},
+        {"monitor", [&] { painter.setMonitor("beamer", monitor); }},
         {"monitor gone", [&] { painter.deleteMonitor("beamer"); }},
         {"screen size", [&] { painter.resizeScreen(640, 480); }},
         {"window manager", [&] { server->startWindowManager(); }},
     });
 }
 
-TEST_F(ContentWatchTests, TellsOfWhatHappensInsideFrames) {
+TEST_F(ContentWatchTests, ChangesInsideFramesAreNoticed) {
     begin(true);
     std::optional<TestWindow> window;
     WindowList list(server->displayName());
-    expectTold({
+    const TestWindow::Look look{.frame = {10, 10, 200, 100}, .managed = true};
+    expectNoticed({
         {"new window",
          [&] {
-             window.emplace(server->displayName(),
-                            TestWindow::Look{.frame = {10, 10, 200, 100}, .managed = true});
+             window.emplace(server->displayName(), look);
              EXPECT_TRUE(test::eventually([&] { return list.bounds(window->id()).has_value(); }));
          }},
         {"title",
@@ -137,9 +129,10 @@ TEST_F(ContentWatchTests, TellsOfWhatHappensInsideFrames) {
     });
 }
 
-TEST_F(ContentWatchTests, ABurstIsToldAFewTimesAndItsEndAlways) {
+TEST_F(ContentWatchTests, BurstsAreLimitedButTheirEndIsNoticedAndOtherEventsAreIgnored) {
     begin(false);
     TestWindow window = show({.frame = {0, 0, 200, 100}, .managed = true});
+    test::Painter painter(server->displayName());
     WindowList list(server->displayName());
     Listener listener([&] { return list.bounds(window.id())->x == 555; });
     const ContentWatch watch(listener.handler(), server->displayName());
@@ -147,20 +140,10 @@ TEST_F(ContentWatchTests, ABurstIsToldAFewTimesAndItsEndAlways) {
     for (int i = 0; Clock::now() < start + 1s; ++i)
         window.move(i % 500, i % 300);
     window.move(555, 5);
-    EXPECT_TRUE(listener.waitUntilSeen());
-    listener.settle();
-    const auto most = (Clock::now() - start) / ContentWatch::interval;
-    EXPECT_LE(listener.calls(), most);
-}
+    EXPECT_TRUE(listener.waitForCondition());
+    const int before = listener.settle();
+    EXPECT_LE(before, (Clock::now() - start) / ContentWatch::interval);
 
-TEST_F(ContentWatchTests, SaysNothingOfWhatIsNoChange) {
-    begin(false);
-    TestWindow window = show({.frame = {10, 10, 200, 100}, .managed = true});
-    test::Painter painter(server->displayName());
-    Listener listener;
-    const ContentWatch watch(listener.handler(), server->displayName());
-    listener.settle();
-    const int before = listener.calls();
     painter.movePointer(3, 3);
     window.fill(0x123456);
     for (std::uint32_t time = 1; time < 20; ++time)
@@ -172,7 +155,7 @@ TEST_F(ContentWatchTests, SaysNothingOfWhatIsNoChange) {
     EXPECT_FALSE(listener.waitForMoreThan(before, 2 * ContentWatch::interval));
 }
 
-TEST_F(ContentWatchTests, EndsInEveryState) {
+TEST_F(ContentWatchTests, ItEndsInEveryState) {
     EXPECT_THROW(ContentWatch([] {}, ":4711"), PlatformError);
     begin(false);
     TestWindow window = show({.frame = {0, 0, 200, 100}});

@@ -1,5 +1,5 @@
-// What a window says about itself, understood.
-#include "Linux/X11/Windows/WindowFrame.h"
+// The texts and frames derived from window properties.
+#include "Linux/X11/Windows/WindowFacts.h"
 #include "Linux/X11/Windows/WindowText.h"
 
 #include <gtest/gtest.h>
@@ -9,7 +9,7 @@ namespace {
 
 using std::string_view_literals::operator""sv;
 
-TEST(WindowTextTests, Utf8IsKeptAndAnythingElseReplaced) {
+TEST(WindowTextTests, Utf8IsKeptAndInvalidBytesAreReplaced) {
     struct Case {
         std::string_view bytes;
         std::string_view text;
@@ -45,7 +45,7 @@ TEST(WindowTextTests, OlderEncodingsBecomeUtf8) {
         EXPECT_EQ(textFromCompoundText(bytes), text);
 }
 
-TEST(WindowFrameTests, HoldsTheDecorationsButNotTheShadow) {
+TEST(WindowFrameTests, IncludesDecorationsButNotShadows) {
     const PixelRect outline{100, 100, 200, 150};
     const PixelRect contents{102, 120, 196, 128};
     struct Case {
@@ -60,7 +60,7 @@ TEST(WindowFrameTests, HoldsTheDecorationsButNotTheShadow) {
                   {{90, 90, 220, 170}, contents, true, {2, 2, 20, 2}, {}},
                   outline},
              Case{"rolled up", {{100, 100, 200, 20}, contents, true, {2, 2, 20, 2}, {}}, {100, 100, 200, 20}},
-             Case{"decorated from afar", {contents, contents, false, {2, 2, 20, 2}, {}}, outline},
+             Case{"decorated without reparenting", {contents, contents, false, {2, 2, 20, 2}, {}}, outline},
              Case{"shadow", {contents, contents, false, {}, {10, 20, 30, 40}}, {112, 150, 166, 58}},
              Case{"shadow in a bare frame",
                   {contents, contents, true, {}, {10, 20, 30, 40}},

@@ -1,5 +1,5 @@
-#include "Linux/X11/Windows/WindowOrder.h"
 #include "Linux/X11/Windows/WindowList.h"
+#include "Linux/X11/Windows/WindowOrder.h"
 #include "Tests/Linux/X11/TestWindow.h"
 #include "Tests/Stage/Xvfb.h"
 
@@ -8,6 +8,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <csignal>
 
@@ -22,19 +23,14 @@ using testing::ElementsAre;
 
 class WindowListTests : public testing::Test {
  protected:
-    std::vector<std::uint32_t> ids() const {
+    std::vector<std::uint32_t> ids(bool unmanagedToo = true) const {
         std::vector<std::uint32_t> all;
         for (const SCWindow& each : list->windows())
-            all.push_back(each.windowID);
+            if (unmanagedToo || each.windowLayer == 0) all.push_back(each.windowID);
         return all;
     }
-    /// Without what the window manager keeps on the screen for itself.
-    std::vector<std::uint32_t> managedIds() const {
-        std::vector<std::uint32_t> all;
-        for (const SCWindow& each : list->windows())
-            if (each.windowLayer == 0) all.push_back(each.windowID);
-        return all;
-    }
+    /// Without the window manager's own windows.
+    std::vector<std::uint32_t> managedIds() const { return ids(false); }
     std::optional<SCWindow> find(std::uint32_t id) const {
         for (const SCWindow& each : list->windows())
             if (each.windowID == id) return each;
@@ -45,7 +41,7 @@ class WindowListTests : public testing::Test {
         list.emplace(server->displayName(), scale);
     }
     TestWindow show(const TestWindow::Look& look) const { return {server->displayName(), look}; }
-    /// What the server itself says of a window's place, with border.
+    /// A window's frame as the server reports it, with border.
     PixelRect outline(xcb_window_t window) const {
         const Connection connection(server->displayName());
         const auto is = connection.await(xcb_get_geometry_reply, xcb_get_geometry(connection.get(), window));
@@ -88,6 +84,19 @@ TEST_F(WindowListTests, ManagedWindowsAreListedInTheirFramesFrontToBack) {
     test::minimize(back);
     EXPECT_TRUE(eventually([&] { return managedIds() == std::vector{front.id()}; }));
     EXPECT_EQ(list->bounds(back.id()), std::nullopt);
+
+    front.place({-50, -20, 1000, 900});
+    const xcb_window_t outer = topLevelOf(Connection(server->displayName()), front.id());
+    EXPECT_TRUE(eventually([&] {
+        const auto bounds = list->bounds(front.id());
+        return bounds->width > 1000 && bounds == points(outline(outer));
+    })) << "larger than the screen";
+    TestWindow menu = show({.frame = {150, 150, 80, 120}});
+    ASSERT_TRUE(eventually([&] { return find(menu.id()); }));
+    const std::vector<std::uint32_t> all = ids();
+    EXPECT_LT(std::ranges::find(all, menu.id()), std::ranges::find(all, front.id()));
+    test::ask(front, "_NET_WM_STATE", {1, stage::internAtom(front.connection(), "_NET_WM_STATE_FULLSCREEN")});
+    EXPECT_TRUE(eventually([&] { return list->bounds(front.id()) == Rect{0, 0, 800, 600}; }));
 }
 
 TEST_F(WindowListTests, WithoutAWindowManagerPlainTopLevelsAreWindows) {
@@ -108,17 +117,17 @@ TEST_F(WindowListTests, WithoutAWindowManagerPlainTopLevelsAreWindows) {
     for (const std::uint32_t none : {unseen.id(), inside, 0U, 0x1234567U})
         EXPECT_EQ(list->bounds(none), std::nullopt) << none;
 
-    // What older window managers do: a mark on the window, and nothing on the root window.
+    // Older window managers set WM_STATE on the window, and nothing on the root window.
     setProperty(plain, inside, "WM_STATE", "WM_STATE", cardinals({1, 0}));
     EXPECT_THAT(ids(), ElementsAre(panel.id(), inside));
     EXPECT_EQ(list->bounds(inside), (Rect{5, 10, 154, 104}));
 
-    // Left behind by a window manager that is gone, which put a title bar around the window.
+    // Left behind by a window manager that has ended.
     setProperty(plain, plain.id(), "_NET_FRAME_EXTENTS", "CARDINAL", cardinals({9, 9, 9, 9}));
     EXPECT_EQ(list->bounds(plain.id()), (Rect{5, 10, 154, 104}));
 }
 
-TEST_F(WindowListTests, AListThatAWindowManagerLeftBehindDoesNotCount) {
+TEST_F(WindowListTests, AListLeftBehindByAWindowManagerIsIgnored) {
     begin(false);
     TestWindow listed = show({.frame = {100, 100, 200, 100}, .managed = true});
     TestWindow other = show({.frame = {0, 0, 80, 40}, .managed = true});
@@ -143,10 +152,10 @@ TEST_F(WindowListTests, AListThatAWindowManagerLeftBehindDoesNotCount) {
     EXPECT_EQ(find(other.id())->windowLayer, 0);
 }
 
-TEST_F(WindowListTests, ShadowsAreNoPartOfAWindow) {
+TEST_F(WindowListTests, FramesExcludeShadows) {
     begin(true);
     TestWindow window = show({.frame = {100, 100, 300, 200}, .managed = true});
-    // Neither title bar nor rim, as a program asks for that draws them itself.
+    // No decoration, as requested by programs that draw their own.
     setProperty(window, window.id(), "_MOTIF_WM_HINTS", "_MOTIF_WM_HINTS", cardinals({2, 0, 0, 0, 0}));
     ASSERT_TRUE(eventually([&] {
         const auto bounds = list->bounds(window.id());
@@ -160,7 +169,7 @@ TEST_F(WindowListTests, ShadowsAreNoPartOfAWindow) {
     EXPECT_EQ(list->bounds(window.id()), whole);
 }
 
-TEST_F(WindowListTests, TitlesAreReadInWhateverEncodingTheyAre) {
+TEST_F(WindowListTests, TitlesAreDecodedFromAllEncodings) {
     begin(false);
     struct Case {
         const char* property;
@@ -183,39 +192,38 @@ TEST_F(WindowListTests, TitlesAreReadInWhateverEncodingTheyAre) {
     }
 }
 
-TEST_F(WindowListTests, OwnersAreTheProcessesThatMadeTheWindows) {
+TEST_F(WindowListTests, OwnersAreTheProcessesThatCreatedTheWindows) {
     begin(false);
     std::array<int, 2> pipe{};
     ASSERT_EQ(::pipe(pipe.data()), 0);
     const pid_t child = fork();
     if (child == 0) {
-        // Killed when the test has seen enough.
+        // Killed at the end of the test.
         TestWindow window = show({.frame = {0, 0, 80, 40}});
         setProperty(window, window.id(), "_NET_WM_PID", "CARDINAL", cardinals({1}));
         const xcb_window_t id = window.id();
         if (write(pipe[1], &id, sizeof id) == sizeof id) pause();
         _exit(1);
     }
-    xcb_window_t strange = XCB_NONE;
+    xcb_window_t foreign = XCB_NONE;
     close(pipe[1]);
-    EXPECT_EQ(read(pipe[0], &strange, sizeof strange), static_cast<ssize_t>(sizeof strange));
+    EXPECT_EQ(read(pipe[0], &foreign, sizeof foreign), static_cast<ssize_t>(sizeof foreign));
     close(pipe[0]);
     TestWindow own = show({.frame = {0, 0, 80, 40}});
     setProperty(own, own.id(), "WM_CLASS", "STRING", std::string("instance\0Class\0", 15));
 
-    const auto strangers = find(strange).value_or(SCWindow()).owningApplication;
-    EXPECT_EQ(strangers, (SCRunningApplication{child, "x11-window-test"}))
-        << "the program's name, cut by Linux";
+    const auto owner = find(foreign).value_or(SCWindow()).owningApplication;
+    EXPECT_EQ(owner, (SCRunningApplication{child, "x11-window-test"})) << "the program's name, cut by Linux";
     EXPECT_EQ(find(own.id())->owningApplication, (SCRunningApplication{getpid(), "Class"}));
     setProperty(own, own.id(), "WM_CLASS", "STRING", std::string("instance\0\0", 10));
     EXPECT_EQ(find(own.id())->owningApplication->applicationName, "instance");
 
     kill(child, SIGKILL);
     EXPECT_EQ(waitpid(child, nullptr, 0), child);
-    EXPECT_TRUE(eventually([&] { return !find(strange); }));
+    EXPECT_TRUE(eventually([&] { return !find(foreign); }));
 }
 
-TEST_F(WindowListTests, TypesGiveLayers) {
+TEST_F(WindowListTests, LayersFollowTypes) {
     begin(false);
     const WindowAtoms atoms{Connection(server->displayName())};
     const auto layer = [&](std::vector<xcb_atom_t> types, bool managed) {
@@ -232,56 +240,7 @@ TEST_F(WindowListTests, TypesGiveLayers) {
     EXPECT_EQ(find(menu.id())->windowLayer, 101);
 }
 
-TEST_F(WindowListTests, AChooserFindsWindowsAsTheyAreSeen) {
-    begin(true);
-    std::vector<TestWindow> windows;
-    const auto add = [&](const TestWindow::Look& look) -> TestWindow& {
-        windows.push_back(show(look));
-        EXPECT_TRUE(eventually([&] { return find(windows.back().id()); }));
-        if (look.managed) test::raise(windows.back());
-        EXPECT_TRUE(eventually([&] { return !look.managed || managedIds().front() == windows.back().id(); }));
-        return windows.back();
-    };
-    windows.reserve(5);
-    const std::uint32_t plain = add({.frame = {100, 100, 300, 200}, .managed = true}).id();
-    TestWindow& minimised = add({.frame = {10, 10, 200, 100}, .managed = true});
-    TestWindow& oversized = add({.frame = {0, 0, 400, 300}, .managed = true});
-    const std::uint32_t large = oversized.id();
-    oversized.place({-50, -20, 1000, 900});
-    TestWindow& full = add({.frame = {50, 50, 100, 100}, .managed = true});
-    const auto stateFull = stage::internAtom(full.connection(), "_NET_WM_STATE_FULLSCREEN");
-    test::ask(full, "_NET_WM_STATE", {1, stateFull});
-    test::minimize(minimised);
-    const std::uint32_t menu = add({.frame = {150, 150, 80, 120}}).id();
-    setProperty(full, menu, "_NET_WM_WINDOW_TYPE", "ATOM",
-                cardinals({stage::internAtom(full.connection(), "_NET_WM_WINDOW_TYPE_POPUP_MENU")}));
-    ASSERT_TRUE(eventually([&] { return managedIds() == std::vector{full.id(), large, plain}; }));
-    ASSERT_TRUE(eventually([&] { return list->bounds(full.id()) == Rect{0, 0, 800, 600}; }));
-    ASSERT_TRUE(eventually([&] { return list->bounds(large)->width > 1000; })) << "more than the screen";
-
-    const Connection connection(server->displayName());
-    const struct {
-        std::uint32_t window;
-        int layer;
-        bool decorated;
-    } frontToBack[] = {{menu, 101, false}, {full.id(), 0, false}, {large, 0, true}, {plain, 0, true}};
-    std::vector<std::uint32_t> seen = ids();
-    // Without what the window manager keeps on the screen for itself.
-    std::erase_if(seen, [&](std::uint32_t id) { return id != menu && find(id)->windowLayer != 0; });
-    ASSERT_EQ(seen.size(), std::size(frontToBack));
-    for (std::size_t i = 0; i < seen.size(); ++i) {
-        const auto& [window, layer, decorated] = frontToBack[i];
-        EXPECT_EQ(seen[i], window) << i;
-        const SCWindow found = find(window).value();
-        EXPECT_EQ(found.windowLayer, layer) << i;
-        const xcb_window_t frame = topLevelOf(connection, window);
-        EXPECT_EQ(found.frame, points(outline(frame))) << i;
-        const PixelRect inside = outline(window);
-        EXPECT_EQ(found.frame.height > inside.height, decorated) << i;
-    }
-}
-
-TEST_F(WindowListTests, WhatAWindowIsFadedToCountsWhereItIsSeen) {
+TEST_F(WindowListTests, OpacityIsReportedWhileACompositorAppliesIt) {
     begin(true);
     TestWindow window = show({.frame = {100, 100, 300, 200}, .managed = true});
     TestWindow framed = show({.frame = {200, 150, 300, 200}, .managed = true});
@@ -289,27 +248,27 @@ TEST_F(WindowListTests, WhatAWindowIsFadedToCountsWhereItIsSeen) {
     ASSERT_TRUE(eventually([&] { return find(window.id()) && find(framed.id()) && find(panel.id()); }));
     const xcb_window_t frame = topLevelOf(Connection(server->displayName()), framed.id());
     ASSERT_NE(frame, framed.id());
-    const auto fade = [&](std::uint32_t which, std::uint32_t opacity) {
+    const auto setOpacity = [&](std::uint32_t which, std::uint32_t opacity) {
         setProperty(window, which, "_NET_WM_WINDOW_OPACITY", "CARDINAL", cardinals({opacity}));
     };
     const auto alpha = [&](const TestWindow& of) { return find(of.id())->alpha; };
-    fade(window.id(), 0x7fffffff);
-    fade(panel.id(), 0);
-    EXPECT_EQ(alpha(window), 1) << "nobody fades it";
+    setOpacity(window.id(), 0x7fffffff);
+    setOpacity(panel.id(), 0);
+    EXPECT_EQ(alpha(window), 1) << "no compositor";
     EXPECT_EQ(alpha(panel), 1);
     server->startCompositor();
     EXPECT_NEAR(alpha(window), 0.5, 1e-6);
     EXPECT_EQ(alpha(panel), 0);
-    fade(panel.id(), 0xffffffff);
+    setOpacity(panel.id(), 0xffffffff);
     EXPECT_EQ(alpha(panel), 1);
-    EXPECT_EQ(alpha(framed), 1) << "none is given";
-    fade(frame, 0x3fffffff);
-    EXPECT_NEAR(alpha(framed), 0.25, 1e-6) << "given to its frame";
+    EXPECT_EQ(alpha(framed), 1) << "not set";
+    setOpacity(frame, 0x3fffffff);
+    EXPECT_NEAR(alpha(framed), 0.25, 1e-6) << "set on its frame";
     server->stopCompositor();
     EXPECT_TRUE(eventually([&] { return alpha(window) == 1; }));
 }
 
-TEST_F(WindowListTests, WindowsThatVanishDisturbNobodyAndALostServerIsAnError) {
+TEST_F(WindowListTests, VanishingWindowsAreHandledAndALostServerIsAnError) {
     begin(true);
     TestWindow staying = show({.frame = {0, 0, 200, 100}, .managed = true});
     for (int i = 0; i < 40; ++i) {

@@ -7,7 +7,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <optional>
 #include <string>
 
@@ -23,32 +22,35 @@ std::uint32_t at(const CGImage& image, int x, int y) {
     return std::uint32_t{rgb[0]} << 16 | std::uint32_t{rgb[1]} << 8 | rgb[2];
 }
 
-/// Every pixel has a colour of its own.
-BgraPicture pattern(int width, int height) {
-    BgraPicture picture(width, height);
-    for (int y = 0; y < height; ++y)
-        for (int x = 0; x < width; ++x)
-            picture.row(y)[x] = static_cast<std::uint32_t>(x << 16 | y << 8 | ((x ^ y) & 0xff));
-    return picture;
+/// Every pixel has another colour.
+std::uint32_t patternAt(int x, int y) {
+    return static_cast<std::uint32_t>(x << 16 | y << 8 | ((x ^ y) & 0xff)) & 0xffffff;
 }
 
 /// With a compositing manager and without one.
 class WindowPicturesTests : public testing::TestWithParam<bool> {
  protected:
-    void expectPattern(const std::optional<CGImage>& image, const BgraPicture& picture) {
+    TestWindow show(const TestWindow::Look& look) const { return {server.displayName(), look}; }
+    static void fillWithPattern(TestWindow& window, int width, int height) {
+        BgraPicture picture(width, height);
+        for (int y = 0; y < height; ++y)
+            for (int x = 0; x < width; ++x)
+                picture.row(y)[x] = patternAt(x, y);
+        window.fill(picture);
+    }
+    /// The image is that part of the pattern.
+    static void expectPattern(const std::optional<CGImage>& image, const PixelRect& part) {
         ASSERT_TRUE(image);
-        ASSERT_EQ(image->width, picture.width());
-        ASSERT_EQ(image->height, picture.height());
+        ASSERT_EQ(image->width, part.width);
+        ASSERT_EQ(image->height, part.height);
         int differences = 0;
-        for (int y = 0; y < picture.height(); ++y)
-            for (int x = 0; x < picture.width(); ++x)
-                differences += at(*image, x, y) != (picture.row(y)[x] & 0xffffff) ? 1 : 0;
+        for (int y = 0; y < part.height; ++y)
+            for (int x = 0; x < part.width; ++x)
+                differences += at(*image, x, y) != patternAt(part.x + x, part.y + y) ? 1 : 0;
         EXPECT_EQ(differences, 0);
     }
-
-    void setMonitor(const char* name, const char* place, const char* output) {
-        stage::runProgram({"xrandr", "--setmonitor", name, place, output},
-                          {{"DISPLAY", server.displayName()}});
+    void run(const std::vector<std::string>& command) const {
+        stage::runProgram(command, {{"DISPLAY", server.displayName()}});
     }
     std::uint32_t displayNamed(const std::string& name) const {
         for (const SCDisplay& each : Displays(server.displayName()).displays())
@@ -65,28 +67,38 @@ INSTANTIATE_TEST_SUITE_P(Composition, WindowPicturesTests, testing::Bool(), [](c
     return compositor.param ? "WithACompositor" : "WithoutOne";
 });
 
-TEST_P(WindowPicturesTests, AWindowIsWholeWhereverItIs) {
-    const BgraPicture picture = pattern(200, 150);
-    TestWindow window(server.displayName(), {.frame = {30, 20, 200, 150}});
-    window.fill(picture);
-    expectPattern(pictures.captureImage(window.id(), unlimited), picture);
+TEST_P(WindowPicturesTests, AWindowIsCompleteWhereverItIs) {
+    TestWindow window = show({.frame = {30, 20, 200, 150}});
+    fillWithPattern(window, 200, 150);
+    const auto expectComplete = [&] {
+        expectPattern(pictures.captureImage(window.id(), unlimited), {0, 0, 200, 150});
+    };
+    expectComplete();
     window.move(-50, 200);
-    expectPattern(pictures.captureImage(window.id(), unlimited), picture);
+    expectComplete();
     window.move(30, 20);
-    TestWindow cover(server.displayName(), {.frame = {0, 0, 130, 400}, .colour = 0xff00ff});
-    expectPattern(pictures.captureImage(window.id(), unlimited), picture);
+    TestWindow cover = show({.frame = {0, 0, 130, 400}, .colour = 0xff00ff});
+    expectComplete();
     cover.place({0, 0, 400, 300});
-    expectPattern(pictures.captureImage(window.id(), unlimited), picture);
+    expectComplete();
+
+    window.unmap();
+    EXPECT_FALSE(pictures.captureImage(window.id(), unlimited));
+    EXPECT_FALSE(pictures.captureImage(4711, unlimited));
+    EXPECT_FALSE(pictures.captureImage(cover.id(), {0, 100}));
+    server.kill();
+    EXPECT_FALSE(pictures.captureImage(cover.id(), unlimited));
+    EXPECT_FALSE(WindowPictures(":4711").captureImage(1, unlimited));
 }
 
-TEST_P(WindowPicturesTests, AFrameIsThatOfTheListWithItsDecoration) {
-    TestWindow window(server.displayName(),
-                      {.frame = {60, 60, 160, 90}, .colour = 0x3050a0, .managed = true, .title = "x"});
+TEST_P(WindowPicturesTests, APictureShowsTheFrameWithItsDecoration) {
+    const TestWindow window =
+        show({.frame = {60, 60, 160, 90}, .colour = 0x3050a0, .managed = true, .title = "x"});
     ASSERT_TRUE(test::eventually([&] {
         const auto bounds = list.bounds(window.id());
         return bounds && bounds->height > 90;
     }));
-    const TestWindow cover(server.displayName(), {.frame = {0, 0, 400, 300}, .colour = 0xff00ff});
+    const TestWindow cover = show({.frame = {0, 0, 400, 300}, .colour = 0xff00ff});
     const Rect bounds = list.bounds(window.id()).value();
     const auto image = pictures.captureImage(window.id(), unlimited);
     ASSERT_TRUE(image);
@@ -96,12 +108,12 @@ TEST_P(WindowPicturesTests, AFrameIsThatOfTheListWithItsDecoration) {
     EXPECT_NE(at(*image, image->width / 2, 4), 0xff00ffU);
 }
 
-TEST_P(WindowPicturesTests, ItIsScaledDownEvenlyAndNeverEnlarged) {
+TEST_P(WindowPicturesTests, PicturesAreScaledDownUniformlyAndNeverEnlarged) {
     BgraPicture lines(200, 100);
     for (int y = 0; y < 100; ++y)
         for (int x = 0; x < 200; ++x)
             lines.row(y)[x] = (x + y) % 2 == 0 ? 0xffffffU : 0U;
-    TestWindow window(server.displayName(), {.frame = {10, 10, 200, 100}});
+    TestWindow window = show({.frame = {10, 10, 200, 100}});
     window.fill(lines);
     const struct {
         Size maximum;
@@ -115,40 +127,21 @@ TEST_P(WindowPicturesTests, ItIsScaledDownEvenlyAndNeverEnlarged) {
         for (const std::uint8_t value : image->pixels)
             ASSERT_NEAR(value, 127, 2) << each.width;
     }
-    EXPECT_FALSE(pictures.captureImage(window.id(), {0, 100}));
 }
 
-TEST_P(WindowPicturesTests, WhatIsNotThereHasNoPicture) {
-    TestWindow window(server.displayName(), {.frame = {10, 10, 50, 50}});
-    EXPECT_TRUE(pictures.captureImage(window.id(), unlimited));
-    window.unmap();
-    EXPECT_FALSE(pictures.captureImage(window.id(), unlimited));
-    EXPECT_FALSE(pictures.captureImage(4711, unlimited));
-    server.kill();
-    EXPECT_FALSE(pictures.captureImage(window.id(), unlimited));
-    EXPECT_FALSE(WindowPictures(":4711").captureImage(1, unlimited));
-}
-
-TEST_P(WindowPicturesTests, ADisplayIsAllThatIsSeenOnItButThePointer) {
-    setMonitor("*LEFT", "150/50x100/40+0+180", "screen");
-    setMonitor("RIGHT", "250/80x300/90+150+0", "none");
-    const BgraPicture picture = pattern(400, 300);
-    TestWindow ground(server.displayName(), {.frame = {0, 0, 400, 300}});
-    ground.fill(picture);
-    const auto part = [&](const PixelRect& rect) {
-        BgraPicture cut(rect.width, rect.height);
-        for (int y = 0; y < rect.height; ++y)
-            std::copy_n(picture.row(rect.y + y) + rect.x, rect.width, cut.row(y));
-        return cut;
-    };
-    stage::runProgram({"xdotool", "mousemove", "200", "100"}, {{"DISPLAY", server.displayName()}});
-    // Who composes the screen takes his time.
+TEST_P(WindowPicturesTests, ADisplayIsCapturedWithoutThePointer) {
+    run({"xrandr", "--setmonitor", "*LEFT", "150/50x100/40+0+180", "screen"});
+    run({"xrandr", "--setmonitor", "RIGHT", "250/80x300/90+150+0", "none"});
+    TestWindow ground = show({.frame = {0, 0, 400, 300}});
+    fillWithPattern(ground, 400, 300);
+    run({"xdotool", "mousemove", "200", "100"});
+    // The compositing manager paints with a delay.
     ASSERT_TRUE(test::eventually([&] {
-        const auto seen = pictures.captureDisplay(displayNamed("RIGHT"));
-        return seen && at(*seen, 249, 299) == (picture.row(299)[399] & 0xffffff);
+        const auto image = pictures.captureDisplay(displayNamed("RIGHT"));
+        return image && at(*image, 249, 299) == patternAt(399, 299);
     }));
-    expectPattern(pictures.captureDisplay(displayNamed("RIGHT")), part({150, 0, 250, 300}));
-    expectPattern(pictures.captureDisplay(displayNamed("LEFT")), part({0, 180, 150, 100}));
+    expectPattern(pictures.captureDisplay(displayNamed("RIGHT")), {150, 0, 250, 300});
+    expectPattern(pictures.captureDisplay(displayNamed("LEFT")), {0, 180, 150, 100});
     EXPECT_FALSE(pictures.captureDisplay(4711));
     const std::uint32_t left = displayNamed("LEFT");
     server.kill();

@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <functional>
 
 namespace lumicrate::x11 {
 namespace {
@@ -19,49 +20,52 @@ constexpr xcb_window_t root = 1;
 
 class WindowStackTests : public testing::Test {
  protected:
+    /// Applies an event of a window that the root window reports, after `set` has filled in the rest.
     template <class Event>
-    std::optional<StackChange> take(std::uint8_t type, Event event) {
-        event.response_type = type;
+    std::optional<StackChange> apply(
+        int type, xcb_window_t window, const std::function<void(Event&)>& set = [](Event&) {}) {
+        Event event{};
+        event.response_type = static_cast<std::uint8_t>(type);
+        event.window = window;
+        if constexpr (requires { event.event; }) event.event = root;
+        set(event);
         xcb_generic_event_t generic{};
         std::memcpy(&generic, &event, std::min(sizeof event, sizeof generic));
         return stack.apply(generic, 7s);
     }
-    template <class Event>
-    static Event on(xcb_window_t window) {
-        Event event{};
-        event.event = root;
-        event.window = window;
-        return event;
-    }
     void create(xcb_window_t window, std::int16_t x = 0, std::uint16_t border = 0,
                 xcb_window_t parent = root) {
-        xcb_create_notify_event_t event{};
-        event.parent = parent;
-        event.window = window;
-        event.x = x;
-        event.width = 100;
-        event.height = 50;
-        event.border_width = border;
-        take(XCB_CREATE_NOTIFY, event);
+        apply<xcb_create_notify_event_t>(XCB_CREATE_NOTIFY, window, [&](auto& event) {
+            event.parent = parent;
+            event.x = x;
+            event.width = 100;
+            event.height = 50;
+            event.border_width = border;
+        });
     }
     std::optional<StackChange> configure(xcb_window_t window, xcb_window_t above, std::int16_t x = 0) {
-        auto event = on<xcb_configure_notify_event_t>(window);
-        event.above_sibling = above;
-        event.x = x;
-        event.width = 100;
-        event.height = 50;
-        return take(XCB_CONFIGURE_NOTIFY, event);
+        return apply<xcb_configure_notify_event_t>(XCB_CONFIGURE_NOTIFY, window, [&](auto& event) {
+            event.above_sibling = above;
+            event.x = x;
+            event.width = 100;
+            event.height = 50;
+        });
     }
-    std::optional<StackChange> map(xcb_window_t window) {
-        return take(XCB_MAP_NOTIFY, on<xcb_map_notify_event_t>(window));
+    void circulate(xcb_window_t window, xcb_place_t place) {
+        apply<xcb_circulate_notify_event_t>(XCB_CIRCULATE_NOTIFY, window, [&](auto& event) {
+            event.place = static_cast<std::uint8_t>(place);
+        });
     }
-    std::optional<StackChange> unmap(xcb_window_t window, std::uint8_t sent = 0) {
-        return take(XCB_UNMAP_NOTIFY | sent, on<xcb_unmap_notify_event_t>(window));
+    auto map(xcb_window_t window) { return apply<xcb_map_notify_event_t>(XCB_MAP_NOTIFY, window); }
+    auto unmap(xcb_window_t window, int sent = 0) {
+        return apply<xcb_unmap_notify_event_t>(XCB_UNMAP_NOTIFY | sent, window);
     }
-    std::optional<StackChange> reparent(xcb_window_t window, xcb_window_t parent) {
-        auto event = on<xcb_reparent_notify_event_t>(window);
-        event.parent = parent;
-        return take(XCB_REPARENT_NOTIFY, event);
+    auto destroy(xcb_window_t window) {
+        return apply<xcb_destroy_notify_event_t>(XCB_DESTROY_NOTIFY, window);
+    }
+    void reparent(xcb_window_t window, xcb_window_t parent) {
+        apply<xcb_reparent_notify_event_t>(XCB_REPARENT_NOTIFY, window,
+                                           [&](auto& event) { event.parent = parent; });
     }
     std::vector<xcb_window_t> order() const {
         std::vector<xcb_window_t> ids;
@@ -73,35 +77,28 @@ class WindowStackTests : public testing::Test {
     WindowStack stack{root};
 };
 
-TEST_F(WindowStackTests, TheOrderFollowsWhatTheServerTells) {
+TEST_F(WindowStackTests, TheOrderFollowsEvents) {
     for (const xcb_window_t window : {10U, 20U, 30U})
         create(window);
-    create(40, 0, 0, 20);  // in another window
-    EXPECT_THAT(order(), ElementsAre(10, 20, 30));
-    configure(10, 20);
-    EXPECT_THAT(order(), ElementsAre(20, 10, 30));
-    configure(30, XCB_NONE);
-    EXPECT_THAT(order(), ElementsAre(30, 20, 10));
-    configure(30, 9999);  // above what is none of ours
-    EXPECT_THAT(order(), ElementsAre(20, 10, 30));
-
-    auto circulated = on<xcb_circulate_notify_event_t>(20);
-    circulated.place = XCB_PLACE_ON_TOP;
-    take(XCB_CIRCULATE_NOTIFY, circulated);
-    EXPECT_THAT(order(), ElementsAre(10, 30, 20));
-    circulated.place = XCB_PLACE_ON_BOTTOM;
-    take(XCB_CIRCULATE_NOTIFY, circulated);
-    EXPECT_THAT(order(), ElementsAre(20, 10, 30));
-
-    reparent(10, 77);
-    EXPECT_THAT(order(), ElementsAre(20, 30));
-    reparent(10, root);
-    EXPECT_THAT(order(), ElementsAre(20, 30, 10));
-    take(XCB_DESTROY_NOTIFY, on<xcb_destroy_notify_event_t>(30));
-    EXPECT_THAT(order(), ElementsAre(20, 10));
+    create(40, 0, 0, 20);  // inside another window
+    const std::pair<std::function<void()>, std::vector<xcb_window_t>> steps[] = {
+        {[] {}, {10, 20, 30}},
+        {[&] { configure(10, 20); }, {20, 10, 30}},
+        {[&] { configure(30, XCB_NONE); }, {30, 20, 10}},
+        {[&] { configure(30, 9999); }, {20, 10, 30}},  // above an unknown window
+        {[&] { circulate(20, XCB_PLACE_ON_TOP); }, {10, 30, 20}},
+        {[&] { circulate(20, XCB_PLACE_ON_BOTTOM); }, {20, 10, 30}},
+        {[&] { reparent(10, 77); }, {20, 30}},
+        {[&] { reparent(10, root); }, {20, 30, 10}},
+        {[&] { destroy(30); }, {20, 10}},
+    };
+    for (const auto& [step, expected] : steps) {
+        step();
+        EXPECT_EQ(order(), expected);
+    }
 }
 
-TEST_F(WindowStackTests, AChangeTellsHowTheWindowWasAndIs) {
+TEST_F(WindowStackTests, AChangeContainsTheWindowBeforeAndAfter) {
     create(10, -5, 3);
     EXPECT_EQ(stack.find(10)->frame, (PixelRect{-5, 0, 106, 56}));
     const auto mapped = map(10);
@@ -109,105 +106,105 @@ TEST_F(WindowStackTests, AChangeTellsHowTheWindowWasAndIs) {
     EXPECT_FALSE(mapped->before.viewable);
     EXPECT_TRUE(mapped->after.viewable);
     EXPECT_EQ(mapped->after.mappedAt, 7s);
-    EXPECT_FALSE(map(10)) << "told twice";
+    EXPECT_FALSE(map(10)) << "no change";
 
     const auto moved = configure(10, XCB_NONE, 40);
     ASSERT_TRUE(moved);
     EXPECT_EQ(moved->before.frame.x, -5);
     EXPECT_EQ(moved->after.frame, (PixelRect{40, 0, 100, 50}));
-    auto drawn = on<xcb_gravity_notify_event_t>(10);
-    drawn.x = 60;
-    drawn.y = 8;
-    take(XCB_GRAVITY_NOTIFY, drawn);
+    apply<xcb_gravity_notify_event_t>(XCB_GRAVITY_NOTIFY, 10, [](auto& event) {
+        event.x = 60;
+        event.y = 8;
+    });
     EXPECT_EQ(stack.find(10)->frame, (PixelRect{60, 8, 100, 50}));
 
-    EXPECT_FALSE(unmap(10, 0x80)) << "sent by a program, which only asks for it";
+    EXPECT_FALSE(unmap(10, 0x80)) << "sent by a client, as a request";
     EXPECT_TRUE(stack.find(10)->viewable);
-    const auto gone = take(XCB_DESTROY_NOTIFY, on<xcb_destroy_notify_event_t>(10));
+    const auto gone = destroy(10);
     ASSERT_TRUE(gone);
     EXPECT_TRUE(gone->before.viewable);
     EXPECT_FALSE(gone->after.viewable);
     EXPECT_FALSE(unmap(10));
 }
 
-TEST_F(WindowStackTests, WhatIsAskedForCompletesWhatEventsTell) {
+TEST_F(WindowStackTests, QueriedAttributesCompleteTheEvents) {
     create(10);
     reparent(20, root);
     for (const xcb_window_t window : {10U, 20U})
         stack.setAttributes(window, {1, 2, 3, 4}, 0, {.known = true});
-    EXPECT_EQ(stack.find(10)->frame, (PixelRect{0, 0, 100, 50})) << "events know better";
+    EXPECT_EQ(stack.find(10)->frame, (PixelRect{0, 0, 100, 50})) << "the event's frame is kept";
     EXPECT_EQ(stack.find(20)->frame, (PixelRect{1, 2, 3, 4}));
     ASSERT_TRUE(stack.forgetAttributes(10));
     EXPECT_FALSE(stack.find(10)->attributes.known);
     EXPECT_FALSE(stack.forgetAttributes(99));
 }
 
-/// Bottom to top: 10 all over, 20 translucent, 30 with a hole, 40 small, 50 without pixels, 60 not mapped.
-class ContentRuleTests : public testing::Test {
- protected:
-    void add(xcb_window_t id, const PixelRect& frame, const WindowAttributes& nature, bool viewable = true) {
-        stack.add({id, frame, 0, viewable, {}, nature});
-    }
-    void SetUp() override {
-        add(10, {0, 0, 200, 200}, {.opaque = true});
-        add(20, {0, 0, 100, 100}, {.opaque = false});
-        add(30, {50, 0, 100, 100}, {.opaque = true, .shaped = true, .parts = {{0, 0, 100, 10}}});
-        add(40, {60, 20, 20, 20}, {.opaque = true});
-        add(50, {0, 0, 200, 200}, {.inputOnly = true});
-        add(60, {0, 0, 200, 200}, {.opaque = true}, false);
-    }
-    std::vector<xcb_window_t> layers(SCContentFilter::Kind kind, std::vector<xcb_window_t> named,
-                                     const PixelRect& rect) {
-        std::vector<xcb_window_t> ids;
-        for (const StackedWindow& each : ContentRule{kind, std::move(named)}.layersAt(rect, stack))
-            ids.push_back(each.id);
-        return ids;
-    }
-
+TEST(ContentRuleTests, LayersAreTheWindowsThatMakeUpThePicture) {
+    // Bottom to top: 10 everywhere, 20 translucent, 30 shaped, 40 small, 50 without pixels, 60 not mapped.
     WindowStack stack{root};
-};
+    const auto add = [&](xcb_window_t id, const PixelRect& frame, const WindowAttributes& attributes,
+                         bool viewable = true) {
+        stack.add({id, frame, 0, viewable, {}, attributes});
+    };
+    add(10, {0, 0, 200, 200}, {.opaque = true});
+    add(20, {0, 0, 100, 100}, {.opaque = false});
+    add(30, {50, 0, 100, 100}, {.opaque = true, .shaped = true, .parts = {{0, 0, 100, 10}}});
+    add(40, {60, 20, 20, 20}, {.opaque = true});
+    add(50, {0, 0, 200, 200}, {.inputOnly = true});
+    add(60, {0, 0, 200, 200}, {.opaque = true}, false);
 
-TEST_F(ContentRuleTests, LayersAreThoseThatMakeUpThePicture) {
     constexpr auto excluding = SCContentFilter::Kind::displayExcludingWindows;
     constexpr auto including = SCContentFilter::Kind::displayIncludingWindows;
-    EXPECT_THAT(layers(excluding, {}, {0, 0, 200, 200}), ElementsAre(10, 20, 30, 40));
-    EXPECT_THAT(layers(excluding, {}, {60, 20, 20, 20}), ElementsAre(40)) << "which hides all else";
-    EXPECT_THAT(layers(excluding, {40}, {60, 20, 20, 20}), ElementsAre(10, 20, 30));
-    EXPECT_THAT(layers(excluding, {10, 30, XCB_NONE}, {120, 20, 20, 20}), IsEmpty());
-    EXPECT_THAT(layers(including, {20}, {60, 20, 20, 20}), ElementsAre(20));
-    EXPECT_THAT(layers(including, {40, 20, 10, 60}, {60, 20, 20, 20}), ElementsAre(10, 20))
-        << "overlays are above the window recorded, in their own order";
-    EXPECT_THAT(layers(including, {99}, {60, 20, 20, 20}), IsEmpty());
-
+    constexpr PixelRect all{0, 0, 200, 200};
+    constexpr PixelRect small{60, 20, 20, 20};
+    const struct {
+        SCContentFilter::Kind kind;
+        std::vector<xcb_window_t> named;
+        PixelRect rect;
+        std::vector<xcb_window_t> layers;
+    } cases[] = {
+        {excluding, {}, all, {10, 20, 30, 40}},
+        {excluding, {}, small, {40}},  // which hides the others
+        {excluding, {40}, small, {10, 20, 30}},
+        {excluding, {10, 30, XCB_NONE}, {120, 20, 20, 20}, {}},
+        {including, {20}, small, {20}},
+        {including,
+         {40, 20, 10, 60},
+         small,
+         {10, 20}},  // overlays in stacking order hide the recorded window
+        {including, {99}, small, {}},
+    };
+    for (const auto& [kind, named, rect, expected] : cases) {
+        std::vector<xcb_window_t> ids;
+        for (const StackedWindow& each : ContentRule{kind, named}.layersAt(rect, stack))
+            ids.push_back(each.id);
+        EXPECT_EQ(ids, expected) << testing::PrintToString(named);
+    }
     const auto showsBackground = [&](std::vector<xcb_window_t> excluded, const PixelRect& rect) {
         return backgroundShows(rect, ContentRule{excluding, std::move(excluded)}.layersAt(rect, stack));
     };
-    EXPECT_FALSE(showsBackground({}, {0, 0, 200, 200}));
+    EXPECT_FALSE(showsBackground({}, all));
     EXPECT_TRUE(showsBackground({}, {190, 0, 20, 20}));
     EXPECT_TRUE(showsBackground({10}, {0, 0, 20, 20}));
-}
-
-TEST_F(ContentRuleTests, WhatLiesOverAWindowIsCounted) {
-    EXPECT_THAT(stack.coverOf(*stack.find(20)),
-                UnorderedElementsAre(PixelRect{50, 0, 50, 10}, PixelRect{60, 20, 20, 20}));
+    EXPECT_THAT(stack.coverOf(*stack.find(20)), UnorderedElementsAre(PixelRect{50, 0, 50, 10}, small));
     EXPECT_THAT(stack.coverOf(*stack.find(40)), IsEmpty());
 }
 
-TEST(RecentAreaTests, AnAreaLingersAndATrailDoesNotGrowForEver) {
+TEST(RecentAreaTests, AreasExpireAndATrailStaysLimited) {
     RecentArea area;
     EXPECT_FALSE(area.nextExpiry());
     area.add({0, 0, 10, 10}, 1000ms);
     area.add({100, 0, 10, 10}, 1010ms);
     area.add({5, 5, 10, 10}, 1020ms);
     EXPECT_THAT(area.rectangles(), UnorderedElementsAre(PixelRect{0, 0, 15, 15}, PixelRect{100, 0, 10, 10}))
-        << "steps in short order are one";
+        << "overlapping rectangles in quick succession are joined";
     area.add({5, 5, 10, 10}, 1100ms);
     EXPECT_EQ(area.rectangles().size(), 3U);
     EXPECT_EQ(area.nextExpiry(), 1010ms);
     area.expire(1020ms);
     EXPECT_THAT(area.rectangles(), ElementsAre(PixelRect{5, 5, 10, 10}));
 
-    // A window dragged for two seconds leaves the trail of the last one only.
+    // A window that is dragged for two seconds leaves the trail of the last second only.
     RecentArea trail;
     for (int i = 0; i < 2000; ++i) {
         const auto now = std::chrono::milliseconds(i);
