@@ -2,6 +2,7 @@
 #include "Linux/PipeWire/AudioSource.h"
 #include "Linux/PipeWire/Devices.h"
 #include "Tests/Linux/PipeWire/Running.h"
+#include "Tests/Stage/Await.h"
 #include "Tests/Stage/Session.h"
 #include "Tests/Stage/SoundServer.h"
 
@@ -71,13 +72,9 @@ class DevicesTests : public testing::Test {
     /// Queries again only after a change was announced.
     template <class Predicate>
     void await(const Predicate& holds, std::chrono::seconds timeout = 20s) {
-        const auto deadline = std::chrono::steady_clock::now() + timeout;
-        for (int seen = changes; !holds(); seen = changes) {
-            while (changes == seen) {
-                if (std::chrono::steady_clock::now() > deadline) return;
-                std::this_thread::sleep_for(5ms);
-            }
-        }
+        stage::eventually(
+            [&, seen = -1]() mutable { return std::exchange(seen, changes) != changes && holds(); }, timeout,
+            5ms);
     }
     void awaitMicrophones(const List& expected) {
         await([&] { return followed.microphones() == expected; });

@@ -1,12 +1,12 @@
 #include "Tests/Linux/PipeWire/Player.h"
 
+#include "Tests/Stage/Await.h"
 #include "Tests/Stage/ChildProcess.h"
 
 #include <array>
 #include <cmath>
 #include <numbers>
 #include <stdexcept>
-#include <thread>
 
 namespace lumicrate::test {
 
@@ -17,16 +17,15 @@ constexpr std::array channelNames{"FL", "FR"};
 
 /// New ports become visible to other programs with a delay, so a failure is retried.
 void link(const std::string& from, const std::string& to) {
-    const auto deadline = std::chrono::steady_clock::now() + timeout;
-    for (;;) {
+    const bool linked = stage::eventually([&] {
         try {
             stage::runProgram({"pw-link", from, to});
-            return;
+            return true;
         } catch (const std::runtime_error&) {
-            if (std::chrono::steady_clock::now() > deadline) throw;
+            return false;
         }
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    }
+    });
+    if (!linked) throw std::runtime_error("Cannot link " + from + " to " + to);
 }
 
 }  // namespace

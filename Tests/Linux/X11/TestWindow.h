@@ -3,15 +3,14 @@
 
 #include "Linux/X11/Pixels/BgraPicture.h"
 #include "Support/Geometry.h"
+#include "Tests/Stage/Await.h"
 #include "Tests/Stage/Xcb.h"
 
 #include <algorithm>
-#include <chrono>
 #include <cstdint>
 #include <initializer_list>
 #include <iterator>
 #include <string>
-#include <thread>
 #include <vector>
 
 namespace lumicrate::test {
@@ -66,16 +65,7 @@ class TestWindow {
     xcb_gcontext_t context_;
 };
 
-/// Waits until another program has done something.
-template <class Predicate>
-bool eventually(Predicate predicate) {
-    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(20);
-    while (!predicate()) {
-        if (std::chrono::steady_clock::now() > deadline) return false;
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    return true;
-}
+using stage::eventually;
 
 inline std::vector<std::uint32_t> cardinals(std::initializer_list<std::uint32_t> values) {
     return values;
