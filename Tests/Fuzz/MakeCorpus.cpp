@@ -48,7 +48,7 @@ void addRecordings(Corpus& corpus) {
     SimulatedRecording still(movie(Brand::mpeg4, {screen(VideoCodec::hevc)}));
     corpus.add("unfinished-empty", still.file());
     still.add(0, 30, 0, 3000, true);
-    still.reach(40'000);
+    still.extendTo(40'000);
     still.add(0, 30, 40'001LL * 90000, 3000, false);
     still.finish();
     corpus.add("unfinished-still", still.file());

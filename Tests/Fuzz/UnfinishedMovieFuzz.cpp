@@ -1,7 +1,7 @@
 // Whatever the bytes, reading a movie ends well, and what it finds can be finished.
 #include "Linux/Media/IsoBmff/BoxReader.h"
-#include "Linux/Media/IsoBmff/EmptyIndexReader.h"
 #include "Linux/Media/IsoBmff/MovieIndex.h"
+#include "Linux/Media/IsoBmff/RecordingReader.h"
 #include "Linux/Media/IsoBmff/UnfinishedMovie.h"
 #include "Tests/Fuzz/Check.h"
 #include "Tests/Fuzz/Mutations.h"

@@ -131,7 +131,7 @@ int frameNumberBits(const AVCodecParameters& pictures) {
 std::unique_ptr<VideoEncoder> matchingEncoder(const AVCodecParameters& pictures) {
     const bool knownCodec = pictures.codec_id == AV_CODEC_ID_H264 || pictures.codec_id == AV_CODEC_ID_HEVC;
     const bool yuv420 = pictures.format == AV_PIX_FMT_YUV420P && (pictures.width | pictures.height) % 2 == 0;
-    const bool large = std::min(pictures.width, pictures.height) >= HevcEncoder::leastSide;
+    const bool large = std::min(pictures.width, pictures.height) >= HevcEncoder::minSide;
     if (!knownCodec || !yuv420 || !large || pictures.extradata_size <= 0) return nullptr;
     const Bytes record(pictures.extradata, static_cast<std::size_t>(pictures.extradata_size));
     const Bytes sequence = withoutPictureSet(pictures, record);

@@ -2,7 +2,7 @@
 
 #include "Linux/Media/Editing/PictureReader.h"
 #include "Linux/Media/Editing/TrackRange.h"
-#include "Linux/Media/Encoding/EvenPicture.h"
+#include "Linux/Media/Encoding/VideoEncoder.h"
 #include "Linux/Media/Files/Failure.h"
 #include "Support/Error.h"
 #include "Support/Log.h"

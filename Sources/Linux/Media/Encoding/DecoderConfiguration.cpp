@@ -32,15 +32,15 @@ void appendUnit(Bytes& bytes, NalUnit unit) {
     append(bytes, unit);
 }
 
-/// The first bytes of what the unit says, without those that only keep it from looking like a start code.
+/// The first bytes of the unit without its emulation prevention bytes.
 Bytes payload(NalUnit unit, std::size_t count) {
     Bytes bytes;
     int zeros = 0;
     for (const std::uint8_t byte : unit) {
         if (bytes.size() == count) break;
-        const bool isGuard = zeros >= 2 && byte == 3;
+        const bool isPrevention = zeros >= 2 && byte == 3;
         zeros = byte == 0 ? zeros + 1 : 0;
-        if (!isGuard) bytes.push_back(byte);
+        if (!isPrevention) bytes.push_back(byte);
     }
     if (bytes.size() < count) fail();
     return bytes;
@@ -50,13 +50,13 @@ Bytes payload(NalUnit unit, std::size_t count) {
 
 std::vector<std::uint8_t> avcConfiguration(NalUnit sequence, NalUnit picture) {
     if (picture.empty()) fail();
-    // The unit's type; then profile, compatibility and level, as the record wants them.
+    // The unit's header; then profile, compatibility and level.
     const Bytes head = payload(sequence, 4);
     Bytes record{1, head[1], head[2], head[3], 0xfc | (bytesOfLength - 1), 0xe0 | 1};
     appendUnit(record, sequence);
     record.push_back(1);
     appendUnit(record, picture);
-    // The High profile's tail: no extensions of the sequence parameter set.
+    // What the High profile adds; no sequence parameter set extensions.
     append(record, Bytes{0xfc | chromaFormat420, 0xf8, 0xf8, 0});
     return record;
 }
@@ -66,18 +66,18 @@ std::vector<std::uint8_t> hevcConfiguration(NalUnit video, NalUnit sequence, Nal
     constexpr std::size_t unitHeader = 2;
     constexpr std::size_t levels = 12;  // profile, tier, compatibility, constraints and level
     const Bytes head = payload(sequence, unitHeader + 1 + levels);
-    // Four bits of number, three of the layers' count less one, one whether they nest.
+    // 4 bits: number of the video parameter set; 3: number of layers less one; 1: whether layers are nested.
     const std::uint8_t layers = head[unitHeader];
     const int layerCount = (layers >> 1 & 7) + 1;
     const bool layersNest = (layers & 1) != 0;
 
     Bytes record{1};
     append(record, std::span(head).last(levels));
-    append16(record, 0xf000);                                         // no word on the size of slices
-    append(record, Bytes{0xfc, 0xfc | chromaFormat420, 0xf8, 0xf8});  // nor on parallel decoding; 8 bits
-    append16(record, 0);                                              // nor on the frame rate
+    append16(record, 0xf000);                                         // slice sizes not specified
+    append(record, Bytes{0xfc, 0xfc | chromaFormat420, 0xf8, 0xf8});  // parallelism not specified; 8 bits
+    append16(record, 0);                                              // frame rate not specified
     record.push_back(static_cast<std::uint8_t>(layerCount << 3 | (layersNest ? 4 : 0) | (bytesOfLength - 1)));
-    constexpr std::uint8_t complete = 0x80;  // none of the kind is in the samples
+    constexpr std::uint8_t complete = 0x80;  // samples contain none of this type
     record.push_back(3);
     for (const NalUnit unit : {video, sequence, picture}) {
         record.push_back(static_cast<std::uint8_t>(complete | (unit[0] >> 1 & 0x3f)));

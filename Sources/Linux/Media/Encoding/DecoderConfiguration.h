@@ -1,7 +1,8 @@
-// Decoder configuration records: what a file keeps of a video track's parameter sets, by ISO/IEC 14496-15.
+// Decoder configuration records of ISO/IEC 14496-15: a video track's parameter sets as a movie file stores
+// them.
 //
-// Parameter sets are NAL units without start code or length. Samples that go with the records have four-byte
-// lengths and hold no parameter sets.
+// Parameter sets are passed as NAL units without start code or length. The track's samples have four-byte
+// lengths and contain no parameter sets.
 #pragma once
 
 #include <cstdint>

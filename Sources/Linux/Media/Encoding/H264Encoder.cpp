@@ -2,6 +2,7 @@
 
 #include "Linux/Media/Encoding/DecoderConfiguration.h"
 #include "Support/Error.h"
+#include "Support/Log.h"
 
 #include <algorithm>
 #include <cmath>
@@ -10,8 +11,8 @@ namespace lumicrate::media {
 
 namespace {
 
-/// What one thread is trusted to keep up with: 1080p at 30 a second, and a little.
-constexpr double pixelRateOfThread = 1920.0 * 1088 * 32;
+/// One thread keeps up with a little more than 1080p at 30 frames a second.
+constexpr double pixelsPerThread = 1920.0 * 1088 * 32;
 
 [[noreturn]] void fail(const char* sentence) {
     throw PlatformError(localized(sentence));
@@ -24,16 +25,18 @@ H264Encoder::H264Encoder(const Settings& settings) : VideoEncoder(settings) {
     readHeaders();
 }
 
-/// An encoder cannot be told later to search between pixels. Another one writes the same headers and can go
-/// on from any key picture.
-void H264Encoder::open(bool betweenPixels) {
+/// The motion search of an open encoder cannot be changed. A new encoder writes the same headers and can
+/// continue from any key picture.
+void H264Encoder::open(bool subpixelMotion) {
     x264_param_t parameters;
     fillParameters(parameters);
-    parameters.analyse.i_subpel_refine = betweenPixels ? 1 : 0;
+    parameters.analyse.i_subpel_refine = subpixelMotion ? 1 : 0;
     encoder_.reset();
     encoder_.reset(x264_encoder_open(&parameters));
     if (!encoder_) fail("The H.264 encoder couldn't be started.");
-    betweenPixels_ = betweenPixels;
+    subpixelMotion_ = subpixelMotion;
+    log(LogArea::encoder, "libx264 ", X264_POINTVER, ", preset superfast, ", parameters.i_threads,
+        " threads, subpixel motion: ", subpixelMotion);
 }
 
 void H264Encoder::fillParameters(x264_param_t& parameters) const {
@@ -44,8 +47,8 @@ void H264Encoder::fillParameters(x264_param_t& parameters) const {
     parameters.i_height = codedHeight();
     parameters.i_csp = X264_CSP_NV12;
 
-    // Slices instead of pictures in parallel: a picture's sample is then never held back.
-    parameters.i_threads = threadsFor(pixelRateOfThread);
+    // Threads share the slices of one picture. Encoding several pictures at once would delay their samples.
+    parameters.i_threads = threadsFor(pixelsPerThread);
     parameters.b_sliced_threads = parameters.i_threads > 1;
     parameters.i_bframe = 0;
     parameters.i_sync_lookahead = 0;
@@ -54,20 +57,19 @@ void H264Encoder::fillParameters(x264_param_t& parameters) const {
     parameters.analyse.i_weighted_pred = X264_WEIGHTP_NONE;
     parameters.analyse.b_mb_info = 1;
 
-    // Key pictures are placed here, by media time; the encoder only counts pictures.
+    // We place key pictures by media time; the encoder would count pictures.
     parameters.i_keyint_max = X264_KEYINT_MAX_INFINITE;
     parameters.i_scenecut_threshold = 0;
 
-    // The times pass through as they are. With VFR input declared the encoder would hold each picture back
-    // until it knows the next one's time, which only its own rate control would make use of.
+    // Times pass through unchanged. Declared as variable-rate input, each picture would be delayed until the
+    // next one's time is known, which only the encoder's own rate control uses.
     parameters.b_vfr_input = 0;
     parameters.i_fps_num = static_cast<std::uint32_t>(std::max(settings().framesPerSecond, 1));
     parameters.i_fps_den = 1;
 
-    // Every picture is given its quantizer by RateControl. The encoder's own rate control analyses a reduced
-    // copy of each picture first, a quarter of the cost of a picture in which little changed, and does not
-    // know of times of rest. The factor of key pictures merely opens the range of quantizers that may be
-    // given.
+    // RateControl sets each picture's quantizer. The encoder's own rate control first analyses a downscaled
+    // copy, a quarter of the cost of a picture in which little changed, and knows nothing of idle times. The
+    // key pictures' factor only extends the range of quantizers that may be set.
     parameters.rc.i_rc_method = X264_RC_CQP;
     parameters.rc.i_qp_constant = qualityQuantizer();
     parameters.rc.f_ip_factor = static_cast<float>(std::exp2((qualityQuantizer() - coarsestQuantizer) / 6.0));
@@ -102,10 +104,10 @@ void H264Encoder::readHeaders() {
 }
 
 std::span<const std::uint8_t> H264Encoder::code(const Order& order) {
-    if (order.key && order.strained != betweenPixels_) open(order.strained);
+    if (order.key && order.isStrained != subpixelMotion_) open(order.isStrained);
     x264_picture_t input;
     x264_picture_init(&input);
-    // x264 only reads the planes and the flags, and nothing is delayed beyond this call.
+    // x264 only reads the planes and flags, and is done with them when the call returns.
     input.img.i_csp = X264_CSP_NV12;
     input.img.i_plane = 2;
     input.img.plane[0] = const_cast<std::uint8_t*>(order.picture.luma);

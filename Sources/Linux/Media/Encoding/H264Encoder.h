@@ -1,9 +1,9 @@
-// H264Encoder: pictures coded in H.264.
+// H264Encoder: encodes pictures in H.264 with libx264.
 //
-// The encoder is told block by block what is the same as before and does not look at it. What moves on a
-// screen moves by whole pixels, so motion is looked for there only; not having to prepare the places between
-// pixels saves a quarter of the time. Films and the like move otherwise, which shows by their reaching the
-// ceiling: then, from the next key picture on, the places between count too.
+// The encoder is told for each macroblock whether it is unchanged, and skips those. Motion on a screen is by
+// whole pixels, so only whole-pixel motion is searched; not interpolating half and quarter pixels saves a
+// quarter of the time. Films move by fractions of a pixel, which shows when the ceiling is reached
+// (RateControl::isStrained): then, from the next key picture on, the search includes fractions.
 #pragma once
 
 #include "Linux/Media/Encoding/VideoEncoder.h"
@@ -25,13 +25,13 @@ class H264Encoder final : public VideoEncoder {
         void operator()(x264_t* encoder) const { x264_encoder_close(encoder); }
     };
 
-    void open(bool betweenPixels);
+    void open(bool subpixelMotion);
     void fillParameters(x264_param_t& parameters) const;
     void readHeaders();
     std::span<const std::uint8_t> code(const Order& order) override;
 
     std::unique_ptr<x264_t, Close> encoder_;
-    bool betweenPixels_ = false;  ///< motion is searched for there too
+    bool subpixelMotion_ = false;
 };
 
 }  // namespace lumicrate::media

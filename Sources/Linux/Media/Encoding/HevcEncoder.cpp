@@ -2,6 +2,7 @@
 
 #include "Linux/Media/Encoding/DecoderConfiguration.h"
 #include "Support/Error.h"
+#include "Support/Log.h"
 
 #include <algorithm>
 
@@ -9,9 +10,9 @@ namespace lumicrate::media {
 
 namespace {
 
-/// What one thread is trusted with: a quarter of 1080p at 30 a second. Motion takes one thread and a half of
-/// that; a key picture takes ten times as long as another one, and must not hold up those that follow it.
-constexpr double pixelRateOfThread = 1920.0 * 1088 * 8;
+/// One thread is given a quarter of 1080p at 30 frames a second. Motion takes one and a half times that; a
+/// key picture takes ten times as long as others and must not delay those that follow.
+constexpr double pixelsPerThread = 1920.0 * 1088 * 8;
 constexpr int bitsOfSample = 8;
 constexpr std::size_t bytesOfLength = 4;
 
@@ -25,7 +26,7 @@ const x265_api& library() {
     return *api;
 }
 
-/// Cb, Cr, Cb, Cr … into two planes.
+/// Splits Cb, Cr, Cb, Cr … into two planes.
 void split(const std::uint8_t* pairs, std::size_t count, std::uint8_t* cb, std::uint8_t* cr) {
     for (std::size_t i = 0; i < count; ++i) {
         cb[i] = pairs[2 * i];
@@ -38,7 +39,7 @@ void split(const std::uint8_t* pairs, std::size_t count, std::uint8_t* cb, std::
 HevcEncoder::HevcEncoder(const Settings& settings)
     : VideoEncoder(settings),
       library_(library()),
-      threads_(std::to_string(threadsFor(pixelRateOfThread))),
+      threads_(std::to_string(threadsFor(pixelsPerThread))),
       parameters_(library_.param_alloc(), library_.param_free),
       encoder_(nullptr, library_.encoder_close) {
     if (!parameters_) fail("The HEVC encoder couldn't be set up.");
@@ -46,11 +47,12 @@ HevcEncoder::HevcEncoder(const Settings& settings)
     encoder_.reset(library_.encoder_open(parameters_.get()));
     if (!encoder_) fail("The HEVC encoder couldn't be started.");
     readHeaders();
+    log(LogArea::encoder, "libx265 ", library_.version_str, ", preset ultrafast, ", threads_, " threads");
 }
 
 void HevcEncoder::fillParameters() {
     x265_param& parameters = *parameters_;
-    // No look-ahead, no reordering, one picture at a time: its sample is never held back.
+    // No look-ahead, no reordering, one picture at a time: samples are not delayed.
     if (library_.param_default_preset(&parameters, "ultrafast", "zerolatency") < 0)
         fail("The HEVC encoder couldn't be set up.");
     parameters.logLevel = X265_LOG_NONE;
@@ -61,25 +63,25 @@ void HevcEncoder::fillParameters() {
     parameters.fpsDenom = 1;
     parameters.numaPools = threads_.c_str();
 
-    // Blocks of eight, which the preset leaves out, halve the bits of print and take no more time but in key
-    // pictures. A picture must hold one of the largest blocks.
+    // Blocks of 8 pixels, which the preset omits, halve the bits of text and take more time in key pictures
+    // only. A picture must be at least as large as the largest block.
     constexpr int largestBlock = 32;
     const bool isTiny = std::min(codedWidth(), codedHeight()) < largestBlock;
-    parameters.maxCUSize = isTiny ? leastSide : largestBlock;
+    parameters.maxCUSize = isTiny ? minSide : largestBlock;
     parameters.maxTUSize = parameters.maxCUSize;
     parameters.minCUSize = 8;
-    parameters.bEnableSplitRdSkip = 1;  // a quarter off the time of key pictures, for no more bits
-    // Where a page has scrolled on by more than the preset's search sees from print to print, which is soon
-    // when pictures had to be left out, a picture takes six times as long, and still more are left out.
+    parameters.bEnableSplitRdSkip = 1;  // key pictures take a quarter less time, at the same bits
+    // When a page scrolls further between two pictures than the preset's search reaches, a picture takes six
+    // times as long; then pictures are dropped, and the next one has scrolled even further.
     parameters.searchMethod = X265_UMH_SEARCH;
     parameters.searchRange = 128;
-    parameters.psyRd = 0;  // it would keep the look of grain at the cost of exactness
+    parameters.psyRd = 0;  // it would preserve the look of grain at the cost of accuracy
 
-    // Key pictures are placed by media time; the encoder only counts pictures.
+    // We place key pictures by media time; the encoder would count pictures.
     parameters.keyframeMax = -1;
     parameters.bOpenGOP = 0;
 
-    // Every picture is given its quantizer by RateControl.
+    // RateControl sets each picture's quantizer.
     parameters.rc.rateControlMode = X265_RC_CQP;
     parameters.rc.qp = qualityQuantizer();
     parameters.deblockingFilterTCOffset = deblockingOffset();
@@ -88,7 +90,7 @@ void HevcEncoder::fillParameters() {
     parameters.bAnnexB = 0;
     parameters.bRepeatHeaders = 0;
     parameters.bEmitInfoSEI = 0;
-    parameters.bEmitVUITimingInfo = 0;  // pictures come at no fixed rate
+    parameters.bEmitVUITimingInfo = 0;  // the frame rate varies
     parameters.vui.bEnableVideoSignalTypePresentFlag = 1;
     parameters.vui.bEnableVideoFullRangeFlag = 0;
     parameters.vui.bEnableColorDescriptionPresentFlag = 1;

@@ -1,4 +1,4 @@
-// HevcEncoder: pictures coded in HEVC, Main profile.
+// HevcEncoder: encodes pictures in HEVC, Main profile, with libx265.
 #pragma once
 
 #include "Linux/Media/Encoding/VideoEncoder.h"
@@ -11,12 +11,12 @@
 
 namespace lumicrate::media {
 
-/// The encoder cannot be told what is the same as before: it finds out by itself, which makes a picture in
-/// which little changed cost several times what it does in H.264.
+/// The encoder cannot be told which blocks are unchanged and compares them all, so a picture in which little
+/// changed costs several times as much as in H.264.
 class HevcEncoder final : public VideoEncoder {
  public:
-    /// Smaller pictures, in width or height, cannot be coded; pixels.
-    static constexpr int leastSide = 16;
+    /// Minimum width and height, pixels.
+    static constexpr int minSide = 16;
 
     /// Throws PlatformError when the encoder cannot be set up.
     explicit HevcEncoder(const Settings& settings);
@@ -28,7 +28,7 @@ class HevcEncoder final : public VideoEncoder {
     std::span<const std::uint8_t> code(const Order& order) override;
 
     const x265_api& library_;
-    /// Their number; the parameters point to it.
+    /// The number of threads as text; the parameters point to it.
     std::string threads_;
     std::unique_ptr<x265_param, void (*)(x265_param*)> parameters_;
     std::unique_ptr<x265_encoder, void (*)(x265_encoder*)> encoder_;

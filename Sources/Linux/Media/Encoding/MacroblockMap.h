@@ -1,8 +1,10 @@
-// MacroblockMap: which blocks of a picture are known to be unchanged, and how finely each was last coded.
+// MacroblockMap: which blocks of a picture are known to be unchanged, and the quantizer each was last coded
+// with.
 //
-// The encoder skips a block that is marked constant if the picture before holds it at least as fine as the
-// coming one would; the map keeps the same account, so that the rate control knows the work of a picture
-// beforehand and the refinement knows what is still coarse.
+// The encoder skips a constant block if the previous picture has it at least as fine as the new one would.
+// The map tracks the same, so that RateControl can predict the work of a picture and VideoEncoder::refine()
+// knows what is still coarse. For example, after a picture coded at 30, a block that does not change is coded
+// again by a picture at 20, and then skipped.
 #pragma once
 
 #include "Linux/Media/Encoding/RateControl.h"
@@ -19,21 +21,21 @@ class MacroblockMap {
     /// Size in pixels.
     MacroblockMap(int width, int height);
 
-    /// Begins a picture. Blocks count as unchanged only when `info` proves it: it bears the number that
-    /// follows that of the picture begun before, or the same number again.
+    /// Begins a picture. Blocks count as unchanged only if `info` proves it: its sequence number is that of
+    /// the previous picture, or the next one.
     void begin(const std::optional<SCStreamFrameInfo>& info);
-    /// Begins the last picture once more.
+    /// Begins the last picture again.
     void beginAgain();
-    /// The work that the begun picture means as a key picture or as one that builds on the last.
+    /// The work for the begun picture, coded as a key picture or based on the last one.
     PictureWork work(bool key) const;
-    /// The begun picture has been coded.
+    /// Records that the begun picture was coded.
     void coded(bool key, int quantizer);
 
-    /// Whether any block of the begun picture may be marked at all.
+    /// Whether any block of the begun picture is unchanged.
     bool hasConstantBlocks() const { return anyConstant_; }
-    /// One flag a block in raster order, 1 where the block is the same as in the picture before.
+    /// One flag for each block in raster order: 1 if it is the same as in the previous picture.
     const std::vector<std::uint8_t>& constantBlocks() const { return constant_; }
-    /// The coarsest quantizer that any block of the last coded picture shows.
+    /// The coarsest quantizer of any block of the last coded picture.
     int coarsest() const;
 
  private:

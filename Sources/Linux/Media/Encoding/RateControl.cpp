@@ -8,17 +8,17 @@ namespace lumicrate::media {
 namespace {
 
 constexpr double bucketSeconds = 2;
-/// The part of the bucket that a picture at rest may take.
-constexpr double spentAtRest = 0.75;
-/// What screen text takes: three hundred bits a macroblock at quantizer 20.
-constexpr double typicalDifficulty = 700;
-/// Pictures with fewer coded blocks say little about how hard the content is.
-constexpr int tellingBlocks = 64;
-/// In quantizers above the quality level; the second keeps it from wavering.
+/// The part of the bucket that an idle picture may take.
+constexpr double spentWhenIdle = 0.75;
+/// That of screen text, which takes 300 bits a macroblock at quantizer 20.
+constexpr double typicalComplexity = 700;
+/// Pictures with fewer coded blocks say little about the complexity of the content.
+constexpr int minSampledBlocks = 64;
+/// In quantizers above the quality level; two thresholds, so that the state does not flicker.
 constexpr int strainBegins = 3;
 constexpr int strainEnds = 1;
 
-/// The quantizer's step: doubles every six quantizers.
+/// The quantizer step size, which doubles every six quantizers.
 double step(int quantizer) {
     return 0.85 * std::exp2((quantizer - 12) / 6.0);
 }
@@ -43,8 +43,8 @@ RateControl::RateControl(int bitRate, double pixelRate, int framesPerSecond)
       capacity_(bitRate_ * bucketSeconds),
       quality_(qualityFor(bitRate_ / std::max(pixelRate, 1.0))),
       fill_(capacity_),
-      interDifficulty_(typicalDifficulty),
-      keyDifficulty_(typicalDifficulty) {}
+      interComplexity_(typicalComplexity),
+      keyComplexity_(typicalComplexity) {}
 
 void RateControl::advanceTo(double seconds) {
     if (seconds <= filledTo_) return;
@@ -52,8 +52,8 @@ void RateControl::advanceTo(double seconds) {
     filledTo_ = seconds;
 }
 
-/// The upper half of the bucket is for bursts, such as the first picture or a new page after a rest, and may
-/// go at once; lasting motion settles in the middle, where a picture gets its share, and below it the bucket
+/// The upper half of the bucket is for bursts, such as the first picture or a new page, and may be spent at
+/// once. Lasting motion drains the bucket to the middle, where each picture gets its share; below, it
 /// recovers.
 double RateControl::allowance() const {
     const double middle = capacity_ / 2;
@@ -62,7 +62,7 @@ double RateControl::allowance() const {
 }
 
 double RateControl::predictedBits(const PictureWork& work, int quantizer) const {
-    return work.codedBlocks(quantizer) * (work.key ? keyDifficulty_ : interDifficulty_) / step(quantizer);
+    return work.codedBlocks(quantizer) * (work.key ? keyComplexity_ : interComplexity_) / step(quantizer);
 }
 
 int RateControl::finestWithin(double allowed, const PictureWork& work) const {
@@ -76,8 +76,8 @@ int RateControl::quantizerFor(const PictureWork& work) const {
     return finestWithin(allowance(), work);
 }
 
-int RateControl::quantizerAtRest(const PictureWork& work) const {
-    return finestWithin(std::max(fill_, 0.0) * spentAtRest, work);
+int RateControl::quantizerWhenIdle(const PictureWork& work) const {
+    return finestWithin(std::max(fill_, 0.0) * spentWhenIdle, work);
 }
 
 bool RateControl::isStrained() const {
@@ -99,9 +99,9 @@ void RateControl::coded(const PictureWork& work, int quantizer, std::int64_t bit
     fill_ -= static_cast<double>(bits);
     const int blocks = work.codedBlocks(quantizer);
     noteStrain(work.key, blocks, quantizer);
-    if (blocks < tellingBlocks) return;
-    double& difficulty = work.key ? keyDifficulty_ : interDifficulty_;
-    difficulty = (difficulty + static_cast<double>(bits) * step(quantizer) / blocks) / 2;
+    if (blocks < minSampledBlocks) return;
+    double& complexity = work.key ? keyComplexity_ : interComplexity_;
+    complexity = (complexity + static_cast<double>(bits) * step(quantizer) / blocks) / 2;
 }
 
 }  // namespace lumicrate::media

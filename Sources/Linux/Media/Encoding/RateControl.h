@@ -1,16 +1,23 @@
-// RateControl: constant quality under a bit-rate ceiling, decided a picture at a time.
+// RateControl: constant quality under a bit-rate ceiling; chooses each picture's quantizer.
 //
-// A bucket holds the bits that may be spent; it fills at the rate of the ceiling and holds two seconds of it.
-// A picture is coded with the quality quantizer as long as its predicted size fits into what the bucket may
-// give; otherwise with the finest quantizer that fits. So a still or slowly changing screen never loses
-// quality, and over a few seconds the ceiling holds whatever is on the screen.
+// A token bucket holds the bits that may be spent. It fills at the ceiling's rate and holds two seconds of
+// it. A picture gets the quality quantizer if its predicted size fits into what the bucket allows, and
+// otherwise the finest quantizer that fits. So a still or slowly changing screen never loses quality, and
+// over a few seconds the ceiling holds whatever is on the screen.
 //
-// The quality quantizer follows from the ceiling's bits per pixel: 13 at 0.12, three steps finer for every
-// doubling and coarser for every halving. Text would be crisp at 20 (an SSIM of 0.9994 at 1080p, a cell 9 by
-// 18 pixels) and does not suffer from the missing adaptive quantization, which would take the bits from its
-// edges. Smooth moving pictures do, and need the finer quantizer to come as near to their source as an
-// adaptive encoder at the ceiling: 0.9956 at 13, 0.9926 at 17 and 0.9892 at 20 in the moving scene of the
-// benchmark.
+// Example: 8 Mbit/s, 1920 × 1080 at 30 frames a second. The bucket holds 16 Mbit; one frame's share is 267
+// kbit; 0.129 bits a pixel make the quality quantizer 13. All 8160 macroblocks of text at quantizer 13 are
+// predicted to take 700 / step(13) = 734 bits each, 6 Mbit together. The bucket is full, and the upper half
+// and one share, 8.27 Mbit, may be spent at once: the first picture gets quantizer 13. A page that scrolls on
+// from there drains the bucket to its middle, where every picture may take its share of 267 kbit, which 8160
+// changed blocks meet only at quantizer 40. When the page comes to a halt, the bucket refills within two
+// seconds, and the picture is encoded again at 13 (VideoEncoder::refine).
+//
+// The quality quantizer follows from the ceiling's bits per pixel: 13 at 0.12, 3 less for every doubling and
+// 3 more for every halving, within 10 … 26. Text is crisp at 20 (SSIM 0.9994 at 1080p with a font of 9 × 18
+// pixels), and does not suffer from the lack of adaptive quantization, which would take bits from its edges.
+// Smooth motion does suffer and needs a finer quantizer to come as close to its source as an adaptive encoder
+// at the ceiling: SSIM 0.9956 at 13, 0.9926 at 17 and 0.9892 at 20 in the benchmark's moving scene.
 #pragma once
 
 #include <array>
@@ -20,12 +27,13 @@ namespace lumicrate::media {
 
 inline constexpr int coarsestQuantizer = 51;
 
-/// How much of a picture is to be coded, by macroblocks.
+/// How much of a picture must be coded, in macroblocks.
 struct PictureWork {
     bool key = false;
-    /// Blocks that changed, or of which it is not known.
+    /// Blocks that changed or may have.
     int changed = 0;
-    /// Unchanged blocks by the quantizer that they were last coded with; coded again only with a finer one.
+    /// Unchanged blocks, counted by the quantizer they were last coded with. Only a finer one codes them
+    /// again.
     std::array<int, coarsestQuantizer + 1> unchanged{};
 
     /// Blocks that are coded when the picture's quantizer is `quantizer`.
@@ -34,26 +42,26 @@ struct PictureWork {
 
 class RateControl {
  public:
-    /// `bitRate` in bits a second; `pixelRate` is width × height × frames a second at full motion.
+    /// `bitRate` in bits a second; `pixelRate` is width × height × frames a second.
     RateControl(int bitRate, double pixelRate, int framesPerSecond);
 
-    /// The quantizer of pictures that the ceiling does not bear on.
+    /// The quantizer of pictures that the ceiling does not limit.
     int qualityQuantizer() const { return quality_; }
-    /// Lets the bucket fill up to `seconds` of media time; a time already accounted for changes nothing.
+    /// Fills the bucket up to this media time in seconds; an earlier time than before changes nothing.
     void advanceTo(double seconds);
     /// The quantizer for the next picture.
     int quantizerFor(const PictureWork& work) const;
-    /// The same for the last picture once more when the screen is at rest: most of the bucket may go.
-    int quantizerAtRest(const PictureWork& work) const;
-    /// Waiting longer brings no more bits.
+    /// The quantizer for the last picture again while the screen is idle; it may take most of the bucket.
+    int quantizerWhenIdle(const PictureWork& work) const;
+    /// Whether waiting longer brings no more bits.
     bool isFull() const { return fill_ >= capacity_; }
-    /// Whether the ceiling has lately made lasting motion clearly coarser than the quality level: judged by
-    /// the pictures since the last key picture, or those before it when there are none yet.
+    /// Whether the ceiling makes lasting motion clearly coarser than the quality level. Judged by the
+    /// pictures since the last key picture or, if there are none yet, by those before it.
     bool isStrained() const;
-    /// Tells what the picture took.
+    /// Reports what a coded picture took.
     void coded(const PictureWork& work, int quantizer, std::int64_t bits);
 
-    /// Bits in the bucket; below zero when a picture took more than was there.
+    /// Bits in the bucket; negative after a picture that took more than predicted.
     double available() const { return fill_; }
 
  private:
@@ -68,12 +76,12 @@ class RateControl {
     int quality_;
     double fill_;
     double filledTo_ = 0;
-    /// Bits a macroblock takes, times the quantizer's step: how hard the content is.
-    double interDifficulty_;
-    double keyDifficulty_;
+    /// How complex the content is: bits a macroblock takes, times the quantizer's step.
+    double interComplexity_;
+    double keyComplexity_;
     // Since the last key picture:
     std::int64_t codedBlocks_ = 0;
-    std::int64_t excess_ = 0;  ///< quantizers above the quality level, added up over those blocks
+    std::int64_t excess_ = 0;  ///< sum over those blocks of the quantizers above the quality level
     bool wasStrained_ = false;
 };
 

@@ -1,4 +1,4 @@
-// TrackEncoder: what turns one track's samples into a movie file's.
+// TrackEncoder: encodes one track's samples into a movie file.
 #pragma once
 
 #include "Linux/Media/MovieFile/MovieFile.h"
@@ -10,15 +10,15 @@
 
 namespace lumicrate::media {
 
-/// Where a movie ends, from its session's start.
+/// Where a movie ends, measured from its session's start.
 struct MovieEnd {
     CMTime time;
-    /// Every track ends there, and not only where the pictures happen to end.
-    bool isTold = false;
+    /// The end was requested, so every track ends there; otherwise it is just where the pictures end.
+    bool isExplicit = false;
 };
 
-/// Used by one thread at a time: `open` by the one that starts the writer, `encode` and `rest` by the track's
-/// own, `finish` when that has ended. All throw PlatformError.
+/// One thread at a time: open() is called by the thread that starts the writer, encode() and handleIdle() by
+/// the track's own thread, finish() when that has ended. All throw PlatformError.
 class TrackEncoder {
  public:
     virtual ~TrackEncoder() = default;
@@ -27,17 +27,17 @@ class TrackEncoder {
     virtual void open(MovieFile& file) = 0;
     /// Encodes a sample of the session that started at `sessionStart`.
     virtual void encode(const CMSampleBuffer& sample, CMTime sessionStart) = 0;
-    /// How long to wait for the next sample before `rest` is to be called; nothing when it need not be.
-    virtual std::optional<std::chrono::milliseconds> restsAfter() const = 0;
-    /// No sample came for so long.
-    virtual void rest() = 0;
-    /// Writes what is left. Sound lasts until the movie's end, where that is known.
+    /// How long to wait for the next sample before calling handleIdle(); nothing to wait without limit.
+    virtual std::optional<std::chrono::milliseconds> idleTimeout() const = 0;
+    /// No sample came within idleTimeout().
+    virtual void handleIdle() = 0;
+    /// Writes the remaining samples. Sound is extended or cut to the movie's end, if that is known.
     virtual void finish(CMTime sessionStart, std::optional<MovieEnd> end) = 0;
-    /// Where the movie ends if nothing else is told and this track decides it, from the session's start.
+    /// Where the movie ends if no end is requested, from the session's start; nothing if other tracks decide.
     virtual std::optional<CMTime> decidedEnd() const = 0;
-    /// The part of the track's waiting room that a sample takes: with 1 it is full.
+    /// The fraction of the track's queue that a sample takes; the queue is full at 1.
     virtual double roomFor(const CMSampleBuffer& sample) const = 0;
-    /// The disk is so far behind that nothing more should be encoded. Any thread.
+    /// Whether the disk is too far behind to encode more. Any thread.
     virtual bool isHeldUp() const = 0;
 };
 

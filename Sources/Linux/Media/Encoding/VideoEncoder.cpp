@@ -1,22 +1,24 @@
 #include "Linux/Media/Encoding/VideoEncoder.h"
 
 #include "Support/Error.h"
+#include "Support/Log.h"
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
 #include <thread>
 
 namespace lumicrate::media {
 
 namespace {
 
-/// Above the quality level by this much is seen.
+/// Quantizers above the quality level at which the difference is visible.
 constexpr int clearlyCoarser = 2;
-/// A refinement that does not reach the quality level must gain this much.
+/// Quantizers that a refinement must gain if it does not reach the quality level.
 constexpr int worthwhile = 8;
-/// Up to here, edges of blocks are not seen.
+/// Up to this quantizer, block edges are not visible.
 constexpr int blocksShowAbove = 22;
-constexpr int mostThreads = 8;
+constexpr int maxThreads = 8;
 
 double pixelRate(const VideoEncoder::Settings& settings) {
     return static_cast<double>(settings.width) * settings.height * std::max(settings.framesPerSecond, 1);
@@ -24,23 +26,49 @@ double pixelRate(const VideoEncoder::Settings& settings) {
 
 }  // namespace
 
+/// Only the luma plane is padded: chroma planes of odd sizes are rounded up already.
+const CVPixelBuffer& EvenPicture::of(const CVPixelBuffer& picture) {
+    padded_ = picture;
+    padded_.width = evenSide(picture.width);
+    padded_.height = evenSide(picture.height);
+    if (padded_.width == picture.width && padded_.height == picture.height) return picture;
+
+    const auto stride = static_cast<std::size_t>(padded_.width);
+    const auto width = static_cast<std::size_t>(picture.width);
+    luma_.resize(stride * static_cast<std::size_t>(padded_.height));
+    for (int row = 0; row < padded_.height; ++row) {
+        const std::uint8_t* from =
+            picture.luma + std::ptrdiff_t{std::min(row, picture.height - 1)} * picture.lumaStride;
+        std::uint8_t* to = luma_.data() + static_cast<std::size_t>(row) * stride;
+        std::memcpy(to, from, width);
+        if (stride > width) to[width] = from[width - 1];
+    }
+    padded_.luma = luma_.data();
+    padded_.lumaStride = padded_.width;
+    return padded_;
+}
+
 VideoEncoder::VideoEncoder(const Settings& settings)
     : settings_(settings),
       rate_(settings.bitRate, pixelRate(settings), settings.framesPerSecond),
-      blocks_(settings.width, settings.height) {}
+      blocks_(settings.width, settings.height) {
+    log(LogArea::encoder, settings.width, " × ", settings.height, " pixels, ", settings.framesPerSecond,
+        " frames a second, at most ", settings.bitRate, " bits a second, quality quantizer ",
+        qualityQuantizer(), ", key picture every ", settings.keyFrameInterval, " frames");
+}
 
-/// The filter smears strokes near the edges of intra blocks visibly, at any quantizer at which it works at
-/// all: it is to set in only where blocks would be seen, and never at the quality level. Both standards'
-/// filters set in at 16, and an offset counts twice.
+/// At every quantizer at which the filter works at all, it visibly smears strokes near the edges of intra
+/// blocks. So it should start only where block edges would be visible, and never at the quality level. In
+/// both standards it starts at quantizer 16, and one unit of offset moves that by two.
 int VideoEncoder::deblockingOffset() const {
     const int untouched = std::max(qualityQuantizer() + clearlyCoarser, blocksShowAbove);
     return std::clamp(-((untouched - 14) / 2), -6, 0);
 }
 
-int VideoEncoder::threadsFor(double pixelRateOfThread) const {
+int VideoEncoder::threadsFor(double pixelsPerThread) const {
     const int cores = std::max(1, static_cast<int>(std::thread::hardware_concurrency()));
-    return std::clamp(static_cast<int>(std::ceil(pixelRate(settings_) / pixelRateOfThread)), 1,
-                      std::min(cores, mostThreads));
+    return std::clamp(static_cast<int>(std::ceil(pixelRate(settings_) / pixelsPerThread)), 1,
+                      std::min(cores, maxThreads));
 }
 
 EncodedPicture VideoEncoder::encode(const CVPixelBuffer& picture, std::int64_t time,
@@ -59,11 +87,11 @@ EncodedPicture VideoEncoder::encodeAtBest(const CVPixelBuffer& picture, std::int
 }
 
 std::optional<EncodedPicture> VideoEncoder::refine(const CVPixelBuffer& picture, std::int64_t time,
-                                                   double rested) {
-    rate_.advanceTo(static_cast<double>(time) / videoTimescale + rested);
+                                                   double idleSeconds) {
+    rate_.advanceTo(static_cast<double>(time) / videoTimescale + idleSeconds);
     blocks_.beginAgain();
     const PictureWork work = blocks_.work(keyPictureIsDue(time));
-    const int quantizer = rate_.quantizerAtRest(work);
+    const int quantizer = rate_.quantizerWhenIdle(work);
     const bool crisp = quantizer <= rate_.qualityQuantizer() + clearlyCoarser;
     if (!crisp && quantizer > blocks_.coarsest() - worthwhile && !rate_.isFull()) return std::nullopt;
     return encodeBegun(picture, time, work, quantizer);

@@ -1,12 +1,10 @@
-// VideoEncoder: pictures in, coded samples out, one for one and at once.
+// VideoEncoder: encodes pictures, one sample for each, without delay or reordering.
 //
-// Made for screens: most of a picture is usually the same as before, and the capture says which part is not.
-// What is coded is coded at constant quality under the bit-rate ceiling (see RateControl). Nothing is held
-// back or reordered: a picture's sample is there when encode returns. What all codecs share is here; each is
-// a derived class that codes one picture as it is told.
+// Made for screens: usually most of a picture is the same as before, and capture says which part is not. The
+// quality is constant under a bit-rate ceiling (see RateControl). This base class has what the codecs share;
+// a derived class codes one picture as an Order says.
 #pragma once
 
-#include "Linux/Media/Encoding/EvenPicture.h"
 #include "Linux/Media/Encoding/MacroblockMap.h"
 #include "Linux/Media/Encoding/RateControl.h"
 #include "Platform/CMSampleBuffer.h"
@@ -21,22 +19,38 @@ namespace lumicrate::media {
 /// Ticks of the video track's clock in a second.
 inline constexpr int videoTimescale = 90000;
 
-/// A coded picture: NAL units with four-byte lengths. The bytes are good until the next picture is encoded.
+/// A coded picture: NAL units with four-byte lengths. The bytes are valid until the next picture is encoded.
 struct EncodedPicture {
     std::span<const std::uint8_t> data;
     bool key = false;
     int quantizer = 0;
 };
 
+constexpr int evenSide(int pixels) {
+    return (pixels + 1) & ~1;
+}
+
+/// Makes pictures even-sized, as 4:2:0 coding needs them.
+class EvenPicture {
+ public:
+    /// Returns the picture itself if both sides are even; otherwise a copy with the last column or row
+    /// repeated, which is valid until the next call and while `picture` lives.
+    const CVPixelBuffer& of(const CVPixelBuffer& picture);
+
+ private:
+    CVPixelBuffer padded_;
+    std::vector<std::uint8_t> luma_;
+};
+
 /// One thread at a time.
 class VideoEncoder {
  public:
     struct Settings {
-        int width = 0;  ///< of the pictures that come, pixels; odd ones are coded one larger
+        int width = 0;  ///< of the source pictures, pixels; an odd side is coded one pixel larger
         int height = 0;
-        int bitRate = 0;  ///< bits a second, not exceeded over a few seconds
+        int bitRate = 0;  ///< bits a second; the ceiling, averaged over a few seconds
         int framesPerSecond = 0;
-        int keyFrameInterval = 0;  ///< at most this many frames, at the full frame rate, between key pictures
+        int keyFrameInterval = 0;  ///< maximum between key pictures, in frames at the full frame rate
     };
 
     VideoEncoder(const VideoEncoder&) = delete;
@@ -45,52 +59,52 @@ class VideoEncoder {
 
     int codedWidth() const { return evenSide(settings_.width); }
     int codedHeight() const { return evenSide(settings_.height); }
-    /// The decoder configuration record, which also holds the parameter sets: samples hold none.
+    /// The decoder configuration record with the parameter sets, which samples do not contain.
     const std::vector<std::uint8_t>& configuration() const { return configuration_; }
 
-    /// Encodes a picture stamped `time`, in ticks of videoTimescale; times must grow. `info` is what capture
-    /// says of the picture; without it everything may have changed. Throws PlatformError.
+    /// Encodes a picture of the given time, in ticks of videoTimescale; times must increase. `info` tells
+    /// what changed; without it everything may have. Throws PlatformError.
     EncodedPicture encode(const CVPixelBuffer& picture, std::int64_t time,
                           const std::optional<SCStreamFrameInfo>& info);
-    /// Encodes a picture at the quality level, whatever the ceiling says and whatever was the same before:
-    /// for pictures that need not arrive in time. A key picture where `key` is set. Throws PlatformError.
+    /// Encodes a picture at the quality level, ignoring the ceiling and what was the same before. For offline
+    /// use. Throws PlatformError.
     EncodedPicture encodeAtBest(const CVPixelBuffer& picture, std::int64_t time, bool key);
-    /// Encodes the last picture again, stamped `time`, if the ceiling allows it to become clearly finer by
-    /// now: `rested` seconds have passed since it was due. Nothing when it is better to wait. Throws
-    /// PlatformError.
-    std::optional<EncodedPicture> refine(const CVPixelBuffer& picture, std::int64_t time, double rested);
-    /// Whether the ceiling made some part of the last picture clearly coarser than the quality level.
+    /// Encodes the last picture again as a sample of the given time, if by now the ceiling allows a clearly
+    /// finer one; nothing if waiting longer is better. `idleSeconds` have passed since the picture was due.
+    /// Throws PlatformError.
+    std::optional<EncodedPicture> refine(const CVPixelBuffer& picture, std::int64_t time, double idleSeconds);
+    /// Whether some part of the last picture is clearly coarser than the quality level, due to the ceiling.
     bool isCoarse() const;
 
  protected:
-    /// One picture as it is to be coded.
+    /// How to code one picture.
     struct Order {
         const CVPixelBuffer& picture;  ///< of the coded size
         std::int64_t time;             ///< ticks of videoTimescale
-        bool key;                      ///< nothing before it may be needed to decode it or what follows
+        bool key;                      ///< decodable without any earlier picture, and so is what follows
         int quantizer;
-        /// The ceiling makes lasting motion coarse, so that saving bits is worth time.
-        bool strained;
-        /// A flag for each macroblock in raster order, 1 where it is the same as in the picture before; empty
-        /// when that is known of none.
+        /// The ceiling makes lasting motion coarse, so saving bits is worth more processor time.
+        bool isStrained;
+        /// One flag for each macroblock in raster order: 1 if it is the same as in the previous picture.
+        /// Empty if that is known of none.
         std::span<const std::uint8_t> constantBlocks;
     };
 
     explicit VideoEncoder(const Settings& settings);
 
     const Settings& settings() const { return settings_; }
-    /// The quantizer of pictures that the ceiling does not bear on.
+    /// The quantizer of pictures that the ceiling does not limit.
     int qualityQuantizer() const { return rate_.qualityQuantizer(); }
-    /// The offset of the deblocking filter's thresholds, in the steps of two that both standards count in:
-    /// with it the filter leaves pictures of the quality level alone.
+    /// The deblocking filter's offset, in the standards' units of two quantizers, with which the filter
+    /// leaves pictures of the quality level unchanged.
     int deblockingOffset() const;
-    /// How many threads it takes when each is trusted with `pixelRateOfThread` pixels a second.
-    int threadsFor(double pixelRateOfThread) const;
+    /// How many threads are needed if each encodes this many pixels a second.
+    int threadsFor(double pixelsPerThread) const;
 
     void setConfiguration(std::vector<std::uint8_t> record) { configuration_ = std::move(record); }
 
  private:
-    /// Gives the picture's NAL units with four-byte lengths, good until the next call. Throws PlatformError.
+    /// Returns the NAL units with four-byte lengths, valid until the next call. Throws PlatformError.
     virtual std::span<const std::uint8_t> code(const Order& order) = 0;
 
     bool keyPictureIsDue(std::int64_t time) const;

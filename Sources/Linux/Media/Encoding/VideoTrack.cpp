@@ -9,19 +9,19 @@ namespace lumicrate::media {
 
 namespace {
 
-/// Pictures that may wait. Each holds one of capture's buffers.
-constexpr double waitingPictures = 6;
-/// A movie ends this long after its last picture begins, unless that says how long it lasts: in ticks, 1 ms.
+/// Length of the queue. Each picture in it holds one of capture's buffers.
+constexpr double queuedPictures = 6;
+/// The duration of the last picture unless it has its own: 1 ms, in ticks.
 constexpr std::int64_t lastDuration = videoTimescale / 1000;
-/// The screen is at rest when no picture came for so long.
-constexpr std::chrono::milliseconds restTime{200};
-constexpr int mostRefinements = 3;
-/// Pictures are refused before sound is, which takes little and would be missed more.
-constexpr double mostBacklog = 0.75;
-constexpr int greatestSide = 16384;
+/// The screen counts as idle if no picture comes for this time.
+constexpr std::chrono::milliseconds idleTime{200};
+constexpr int maxRefinements = 3;
+/// Pictures are refused before sound, which takes little space and would be missed more.
+constexpr double maxBacklog = 0.75;
+constexpr int maxSide = 16384;
 
-int leastSide(AVVideoCodecType codec) {
-    return codec == AVVideoCodecType::hevc ? HevcEncoder::leastSide : 2;
+int minSide(AVVideoCodecType codec) {
+    return codec == AVVideoCodecType::hevc ? HevcEncoder::minSide : 2;
 }
 
 std::unique_ptr<VideoEncoder> makeEncoder(AVVideoCodecType codec, const VideoEncoder::Settings& settings) {
@@ -36,9 +36,9 @@ isobmff::VideoCodec sampleEntry(AVVideoCodecType codec) {
 }  // namespace
 
 bool VideoTrack::canEncode(const AVVideoOutputSettings& settings) {
-    const int least = leastSide(settings.codec);
-    return settings.width >= least && settings.height >= least && settings.width <= greatestSide &&
-           settings.height <= greatestSide;
+    const int minimum = minSide(settings.codec);
+    return settings.width >= minimum && settings.height >= minimum && settings.width <= maxSide &&
+           settings.height <= maxSide;
 }
 
 VideoTrack::VideoTrack(const AVVideoOutputSettings& settings)
@@ -59,36 +59,36 @@ void VideoTrack::encode(const CMSampleBuffer& sample, CMTime sessionStart) {
     const CMTime since = sample.presentationTimeStamp() - sessionStart;
     if (since < CMTime::zero()) return;
     std::int64_t time = since.converted(videoTimescale);
-    // Two stamps may fall into one tick.
+    // Two pictures may fall into one tick.
     if (lastTime_) time = std::max(time, *lastTime_ + 1);
     const bool lasts = sample.timing.duration.isValid() && sample.timing.duration > CMTime::zero();
     const std::int64_t duration = lasts ? sample.timing.duration.converted(videoTimescale) : lastDuration;
     end_ = time + std::max<std::int64_t>(duration, 1);
     write(encoder_->encode(*sample.imageBuffer, time, sample.frameInfo), time);
     coarse_ = encoder_->isCoarse() ? sample.imageBuffer : nullptr;
-    rests_ = refinements_ = 0;
+    idlePeriods_ = refinements_ = 0;
 }
 
-std::optional<std::chrono::milliseconds> VideoTrack::restsAfter() const {
+std::optional<std::chrono::milliseconds> VideoTrack::idleTimeout() const {
     if (!coarse_) return std::nullopt;
-    return restTime;
+    return idleTime;
 }
 
-void VideoTrack::rest() {
-    ++rests_;
-    const double rested = std::chrono::duration<double>(restTime).count() * rests_;
+void VideoTrack::handleIdle() {
+    ++idlePeriods_;
+    const double idleSeconds = std::chrono::duration<double>(idleTime).count() * idlePeriods_;
     const std::int64_t time = *lastTime_ + 1;
-    const std::optional<EncodedPicture> finer = encoder_->refine(*coarse_, time, rested);
+    const std::optional<EncodedPicture> finer = encoder_->refine(*coarse_, time, idleSeconds);
     if (!finer) return;
     end_ = std::max(end_, time + 1);
     write(*finer, time);
-    if (++refinements_ >= mostRefinements || !encoder_->isCoarse()) coarse_.reset();
+    if (++refinements_ >= maxRefinements || !encoder_->isCoarse()) coarse_.reset();
 }
 
-/// Nothing is held back, so no picture is left.
+/// The encoder delays no pictures, so none is left.
 void VideoTrack::finish(CMTime /*sessionStart*/, std::optional<MovieEnd> end) {
     coarse_.reset();
-    if (end && end->isTold) file_->endTrack(track_, end->time.converted(videoTimescale));
+    if (end && end->isExplicit) file_->endTrack(track_, end->time.converted(videoTimescale));
 }
 
 std::optional<CMTime> VideoTrack::decidedEnd() const {
@@ -97,11 +97,11 @@ std::optional<CMTime> VideoTrack::decidedEnd() const {
 }
 
 double VideoTrack::roomFor(const CMSampleBuffer& /*sample*/) const {
-    return 1 / waitingPictures;
+    return 1 / queuedPictures;
 }
 
 bool VideoTrack::isHeldUp() const {
-    return file_->backlog() >= mostBacklog;
+    return file_->backlog() >= maxBacklog;
 }
 
 void VideoTrack::write(const EncodedPicture& picture, std::int64_t time) {

@@ -1,4 +1,4 @@
-// VideoTrack: pictures into a movie's video track.
+// VideoTrack: encodes pictures into a movie's video track.
 #pragma once
 
 #include "Linux/Media/Encoding/TrackEncoder.h"
@@ -9,20 +9,20 @@
 
 namespace lumicrate::media {
 
-/// When the ceiling made a picture coarse and the screen then comes to rest, the picture is encoded once or a
-/// few times more, stamped right after itself, until it is crisp.
+/// If the bit-rate ceiling made a picture coarse and the screen is idle afterwards, the picture is encoded
+/// again, one tick later, up to three times until it is crisp.
 class VideoTrack final : public TrackEncoder {
  public:
-    /// The settings are some that can be encoded.
+    /// canEncode() must hold for the settings.
     explicit VideoTrack(const AVVideoOutputSettings& settings);
 
-    /// Whether there is an encoder for pictures of that size.
+    /// Whether the codec can encode pictures of that size.
     static bool canEncode(const AVVideoOutputSettings& settings);
 
     void open(MovieFile& file) override;
     void encode(const CMSampleBuffer& sample, CMTime sessionStart) override;
-    std::optional<std::chrono::milliseconds> restsAfter() const override;
-    void rest() override;
+    std::optional<std::chrono::milliseconds> idleTimeout() const override;
+    void handleIdle() override;
     void finish(CMTime sessionStart, std::optional<MovieEnd> end) override;
     std::optional<CMTime> decidedEnd() const override;
     double roomFor(const CMSampleBuffer& sample) const override;
@@ -36,14 +36,14 @@ class VideoTrack final : public TrackEncoder {
     std::unique_ptr<VideoEncoder> encoder_;
     MovieFile* file_ = nullptr;
     int track_ = 0;
-    /// Of the last sample written; ticks.
+    /// Time of the last sample; ticks.
     std::optional<std::int64_t> lastTime_;
     /// Where the last sample ends; ticks.
     std::int64_t end_ = 0;
-    /// The last picture while it is coarse, so that it can be encoded again.
+    /// The last picture while it is coarse, to be encoded again.
     std::shared_ptr<const CVPixelBuffer> coarse_;
-    /// Since the last picture came.
-    int rests_ = 0;
+    // Since the last picture came:
+    int idlePeriods_ = 0;
     int refinements_ = 0;
 };
 

@@ -1,4 +1,4 @@
-// BoxReader: numbers and boxes of ISO base media files, out of bytes that nobody vouches for.
+// BoxReader: reads numbers and boxes of ISO base media files from untrusted bytes.
 #pragma once
 
 #include "Linux/Media/IsoBmff/BoxWriter.h"
@@ -12,7 +12,7 @@
 
 namespace lumicrate::isobmff {
 
-/// The bytes are not what is to be read. It never leaves the reading of a file, whose outcome it becomes.
+/// The bytes are not as expected. The functions that read a whole file catch it and return it as a result.
 class Malformed : public std::exception {
  public:
     const char* what() const noexcept override { return "malformed box"; }
@@ -22,16 +22,27 @@ inline void require(bool condition) {
     if (!condition) throw Malformed();
 }
 
+/// Random access to bytes, such as a file's.
+class ByteSource {
+ public:
+    virtual ~ByteSource() = default;
+
+    virtual std::uint64_t size() const = 0;
+    /// Fills `into` with the bytes from `offset` on; false if there are not that many. Exceptions pass
+    /// through to the caller of the reading function.
+    virtual bool read(std::uint64_t offset, std::span<std::uint8_t> into) const = 0;
+};
+
 struct Box;
 
-/// What a box begins with that has a version and flags.
+/// The beginning of a box with a version and flags.
 struct FullBoxHeader {
     std::uint32_t version = 0;
     std::uint32_t flags = 0;
 };
 
-/// Reads on from one thing to the next; all of it throws Malformed where the bytes do not reach. The bytes
-/// must outlive it.
+/// Reads one value after the other. Every function throws Malformed when too few bytes are left. The bytes
+/// must outlive the reader.
 class BoxReader {
  public:
     explicit BoxReader(std::span<const std::uint8_t> bytes) : rest_(bytes) {}
@@ -47,13 +58,13 @@ class BoxReader {
     std::size_t remaining() const { return rest_.size(); }
 
     FullBoxHeader fullBoxHeader();
-    /// The box that comes next, all of which must be there.
+    /// The next box, which must be complete.
     Box box();
-    /// The content of the box that comes next, which must be of this type.
+    /// The content of the next box, which must have this type.
     BoxReader box(std::string_view type);
-    /// The content of the first box of a type among the boxes that the rest of the bytes are.
+    /// Takes the remaining bytes for boxes and returns the content of the first one of this type.
     std::optional<BoxReader> find(std::string_view type) const;
-    /// The same where there must be one.
+    /// The same; throws if there is none.
     BoxReader child(std::string_view type) const;
 
  private:

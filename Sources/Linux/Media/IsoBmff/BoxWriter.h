@@ -1,4 +1,4 @@
-// BoxWriter: the bytes of ISO base media boxes, nested as they are written.
+// BoxWriter: writes nested ISO base media boxes.
 #pragma once
 
 #include <cstddef>
@@ -12,7 +12,7 @@ namespace lumicrate::isobmff {
 
 using FourCC = std::uint32_t;
 
-/// "moov" as the number that stands in the file.
+/// A box type such as "moov" as the number in the file.
 constexpr FourCC fourCC(std::string_view text) {
     FourCC value = 0;
     for (const char each : text)
@@ -20,16 +20,21 @@ constexpr FourCC fourCC(std::string_view text) {
     return value;
 }
 
-/// Bytes of a box's size and type.
+/// Bytes of a box header: size and type.
 inline constexpr std::uint32_t boxHeaderSize = 8;
-/// The same of a box whose size takes 64 bits.
+/// The same with a size of 64 bits.
 inline constexpr std::uint32_t largeBoxHeaderSize = 16;
 
-/// All numbers are written with their most significant byte first.
+/// All numbers are big-endian. Boxes nest by scope:
+///
+///     const auto moov = writer.box("moov");
+///     {
+///         const auto mvhd = writer.fullBox("mvhd");
+///         writer.u32(…);
+///     }
 class BoxWriter {
  public:
-    /// A box being written; its size is put in when this goes. Boxes end in the reverse order of their
-    /// beginning.
+    /// A box being written; its destructor sets the size. Boxes end in the reverse order of their beginning.
     class [[nodiscard]] Box {
      public:
         Box(const Box&) = delete;
@@ -51,7 +56,7 @@ class BoxWriter {
     };
 
     Box box(std::string_view type) { return {*this, fourCC(type)}; }
-    /// A box that begins with a version and 24 flags.
+    /// A box that begins with a version and 24 bits of flags.
     Box fullBox(std::string_view type, std::uint32_t version = 0, std::uint32_t flags = 0) {
         return {*this, fourCC(type), version << 24 | flags};
     }

@@ -6,15 +6,15 @@ namespace lumicrate::isobmff {
 
 namespace {
 
-bool tellsDurations(const TrackRun& run) {
+bool hasDurations(const TrackRun& run) {
     const auto isDefault = [](const Sample& sample) { return sample.duration == aacFrameLength; };
     return run.video || !std::all_of(run.samples.begin(), run.samples.end(), isDefault);
 }
 
-/// Writes the box "trun". `dataOffset` gets the position of the offset to be put in later; gives that of the
-/// last sample's duration.
+/// Writes the box "trun". Sets `dataOffset` to the position of the data offset, which is filled in later;
+/// returns the position of the last sample's duration.
 std::optional<std::size_t> writeRun(BoxWriter& writer, const TrackRun& run, std::size_t& dataOffset) {
-    const bool durations = tellsDurations(run);
+    const bool durations = hasDurations(run);
     const auto trun = writer.fullBox(
         "trun", 0,
         runHasDataOffset | runHasSizes | (durations ? runHasDurations : 0) | (run.video ? runHasFlags : 0));

@@ -1,5 +1,5 @@
-// Fragment: a stretch of a movie in progress that can be read by itself: the boxes "moof", which tells of its
-// samples, and "mdat", which holds them.
+// Fragment: a part of a movie in progress that can be read by itself: the box "moof", which describes its
+// samples, and the box "mdat", which holds them.
 #pragma once
 
 #include "Linux/Media/IsoBmff/BoxWriter.h"
@@ -12,50 +12,49 @@
 
 namespace lumicrate::isobmff {
 
-/// What is told of key samples and others: whether they depend on others, and whether one can begin there.
+/// Sample flags: whether the sample depends on others, and whether decoding can begin at it.
 inline constexpr std::uint32_t keySampleFlags = 0x02000000;
 inline constexpr std::uint32_t otherSampleFlags = 0x01010000;
-/// Ticks that a sample of AAC lasts unless something else is told.
+/// Default duration of an AAC sample, ticks.
 inline constexpr std::uint32_t aacFrameLength = 1024;
 
-/// Flag of the box "tfhd": a run's data offset counts from the fragment's beginning.
+/// Flag of the box "tfhd": data offsets count from the fragment's beginning.
 inline constexpr std::uint32_t offsetsFromFragment = 0x020000;
-/// Flags of the box "trun": what it tells, of all its samples and of each.
+/// Flags of the box "trun": the fields that it has.
 inline constexpr std::uint32_t runHasDataOffset = 0x001;
 inline constexpr std::uint32_t runHasDurations = 0x100;
 inline constexpr std::uint32_t runHasSizes = 0x200;
 inline constexpr std::uint32_t runHasFlags = 0x400;
 
-/// A fragment's length is a multiple of this; less than this of its end is unused.
+/// A fragment's length is padded to a multiple of this.
 inline constexpr std::size_t fragmentAlignment = 8;
 
-/// Samples of one track that follow one another.
+/// Consecutive samples of one track.
 struct TrackRun {
-    std::size_t track = 0;  ///< its place in the movie
+    std::size_t track = 0;  ///< index of the track
     bool video = false;
-    /// When the first sample is decoded, which is when it is presented; ticks from the beginning of the
-    /// lead-in.
+    /// When the first sample is decoded and presented; ticks from the beginning of the lead-in.
     std::uint64_t decodeTime = 0;
     std::vector<Sample> samples;
     std::vector<std::uint8_t> data;  ///< of all samples
 };
 
 struct Fragment {
-    /// Where things of a run lie, counted from the fragment's beginning.
+    /// Offsets of a run's data, from the fragment's beginning.
     struct Place {
         std::size_t data = 0;
-        /// The four bytes that tell the last sample's duration; none for sound, whose durations never change.
+        /// The four bytes of the last sample's duration; none for sound, whose durations never change.
         std::optional<std::size_t> lastDuration;
     };
 
     std::vector<std::uint8_t> bytes;
-    std::vector<Place> places;  ///< as the runs
+    std::vector<Place> places;  ///< one for each run
 };
 
 /// `sequence` counts a movie's fragments from 1.
 Fragment makeFragment(std::uint32_t sequence, std::span<const TrackRun> runs);
 
-/// The box "sbgp" that has `sampleCount` samples of AAC belong to their track's one roll group.
+/// Writes the box "sbgp" that puts `sampleCount` AAC samples into the only roll group of their track.
 void writeRollGroup(BoxWriter& writer, std::size_t sampleCount);
 
 }  // namespace lumicrate::isobmff

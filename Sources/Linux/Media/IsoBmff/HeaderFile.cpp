@@ -6,8 +6,8 @@ namespace lumicrate::isobmff {
 
 namespace {
 
-/// A movie in fragments of half a second reaches this after three days.
-constexpr std::uint64_t mostBytesRead = 2ULL << 30;
+/// Enough for three days in fragments of half a second.
+constexpr std::uint64_t maxBytesRead = 2ULL << 30;
 
 }  // namespace
 
@@ -19,7 +19,7 @@ std::span<const std::uint8_t> HeaderFile::bytes(std::uint64_t start, std::uint64
         window_.resize(std::min<std::uint64_t>(windowSize, size() - start));
         windowStart_ = start;
         bytesRead_ += window_.size();
-        if (bytesRead_ > mostBytesRead || !source_.read(start, window_)) {
+        if (bytesRead_ > maxBytesRead || !source_.read(start, window_)) {
             window_.clear();
             throw Malformed();
         }
@@ -44,8 +44,8 @@ std::optional<FileBox> HeaderFile::boxAt(std::uint64_t start, std::uint64_t limi
     return box;
 }
 
-BoxReader HeaderFile::beginning(const FileBox& box, std::uint64_t most) {
-    return BoxReader(bytes(box.content, std::min(box.end - box.content, most)));
+BoxReader HeaderFile::beginning(const FileBox& box, std::uint64_t maxSize) {
+    return BoxReader(bytes(box.content, std::min(box.end - box.content, maxSize)));
 }
 
 }  // namespace lumicrate::isobmff

@@ -1,8 +1,7 @@
-// HeaderFile: a file of boxes of which only headers are wanted, here and there.
+// HeaderFile: reads box headers here and there in a file.
 #pragma once
 
 #include "Linux/Media/IsoBmff/BoxReader.h"
-#include "Linux/Media/IsoBmff/ByteSource.h"
 
 #include <cstdint>
 #include <optional>
@@ -12,18 +11,19 @@
 
 namespace lumicrate::isobmff {
 
-/// Where a box lies in its file, in bytes from the beginning.
+/// The position of a box in its file, in bytes.
 struct FileBox {
     FourCC type = 0;
     std::uint64_t start = 0;
     std::uint64_t content = 0;
-    std::uint64_t end = 0;  ///< as the box says; a file that was cut off ends before it
+    std::uint64_t end = 0;  ///< as the box says, so possibly beyond the end of a truncated file
 
     bool is(std::string_view name) const { return type == fourCC(name); }
+    std::uint64_t size() const { return end - start; }
 };
 
-/// Reads through a small window, since the headers of a movie are many and lie close together. However large
-/// the file and whatever its numbers say, no more than a fixed number of bytes is ever read.
+/// Reads through a small buffer, since a movie has many headers close together. The total number of bytes
+/// read is limited, however large the file is and whatever its numbers say.
 class HeaderFile {
  public:
     static constexpr std::size_t windowSize = 4096;
@@ -32,18 +32,19 @@ class HeaderFile {
 
     std::uint64_t size() const { return source_.size(); }
 
-    /// So many bytes, `windowSize` at most, valid until the next call of anything here. Throws Malformed
-    /// where the file does not reach.
+    /// At most `windowSize` bytes, valid until the next call of any function. Throws Malformed beyond the end
+    /// of the file.
     std::span<const std::uint8_t> bytes(std::uint64_t start, std::uint64_t length);
 
-    /// The box that begins at `start` in what ends at `limit`; nothing where no header fits in between. A
-    /// length of 0 means all of that. Throws Malformed for a length shorter than the header.
+    /// The box that begins at `start` in a parent that ends at `limit`; nothing if not even a header fits. A
+    /// length of 0 means up to `limit`. Throws Malformed for a length shorter than the header.
     std::optional<FileBox> boxAt(std::uint64_t start, std::uint64_t limit);
 
-    /// What a box begins with, `most` bytes at most; valid as `bytes` are.
-    BoxReader beginning(const FileBox& box, std::uint64_t most);
+    /// The beginning of a box, at most `maxSize` bytes; valid as bytes() are.
+    BoxReader beginning(const FileBox& box, std::uint64_t maxSize);
 
-    /// Calls `visit(child)` for each box in a box. Throws Malformed for one that does not lie within it.
+    /// Calls `visit(child)` for each box in a box. Throws Malformed for a child that extends beyond its
+    /// parent.
     template <class Visit>
     void eachIn(const FileBox& box, Visit visit) {
         eachIn(box.content, box.end, visit);

@@ -1,4 +1,4 @@
-// MovieDescription: what a movie file says of itself and its tracks before any sample.
+// MovieDescription: the properties of a movie file and its tracks, known before the first sample.
 #pragma once
 
 #include <array>
@@ -9,7 +9,7 @@
 
 namespace lumicrate::isobmff {
 
-/// MPEG-4 (ISO/IEC 14496-14), QuickTime, or MPEG-4 with sound alone as Apple marks it.
+/// MPEG-4 (ISO/IEC 14496-14), QuickTime, or MPEG-4 marked as sound only.
 enum class Brand { mpeg4, quickTime, m4a };
 
 enum class VideoCodec {
@@ -41,10 +41,10 @@ struct AudioDescription {
 
 struct TrackDescription {
     std::variant<VideoDescription, AudioDescription> media;
-    std::string name;             ///< for players that show one; UTF-8
+    std::string name;             ///< shown by some players; UTF-8
     std::uint32_t timescale = 0;  ///< ticks a second of the track's clock; not 0
-    /// How far before time zero the first sample begins, ticks: what a decoder needs to settle and nobody is
-    /// to hear.
+    /// How far before time zero the first sample begins, ticks: what a decoder needs to settle, not to be
+    /// heard.
     std::uint32_t leadIn = 0;
 
     bool isVideo() const { return std::holds_alternative<VideoDescription>(media); }
@@ -59,7 +59,7 @@ struct MovieDescription {
     bool operator==(const MovieDescription&) const = default;
 };
 
-/// Names one recording, so that a file can be known again as the one that was begun.
+/// Identifies a recording, to recognize its file after a crash.
 using MovieIdentifier = std::array<std::uint8_t, 16>;
 
 }  // namespace lumicrate::isobmff

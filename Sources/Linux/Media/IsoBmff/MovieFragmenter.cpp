@@ -9,7 +9,7 @@ namespace lumicrate::isobmff {
 
 namespace {
 
-/// A fragment is written when so much of the movie waits for it; or so many bytes, which bounds the memory.
+/// A fragment is written when either is pending; the bytes limit the memory.
 constexpr double fragmentSeconds = 0.5;
 constexpr std::size_t fragmentBytes = std::size_t{4} << 20;
 
@@ -35,7 +35,7 @@ void MovieFragmenter::add(std::size_t track, std::span<const std::uint8_t> data,
     Track& to = tracks_[track];
     std::vector<Sample>& samples = to.pending.samples;
     if (samples.empty()) {
-        tellLast(to, time);
+        patchLastWritten(to, time);
         to.written.reset();
         to.firstTime = time;
     } else {
@@ -49,21 +49,21 @@ void MovieFragmenter::add(std::size_t track, std::span<const std::uint8_t> data,
     if (isDue()) flush();
 }
 
-void MovieFragmenter::reach(double second) {
+void MovieFragmenter::extendTo(double second) {
     reached_ = std::max(reached_, second);
     if (isDue()) return flush();
     for (Track& track : tracks_) {
         if (track.pending.samples.empty() && track.written)
-            tellLast(track, std::llround(reached_ * track.timescale));
+            patchLastWritten(track, std::llround(reached_ * track.timescale));
     }
 }
 
 void MovieFragmenter::finish() {
     for (Track& track : tracks_) {
         if (track.written && track.pending.samples.empty())
-            tellLast(track, track.written->time + track.written->declared);
+            patchLastWritten(track, track.written->time + track.written->declared);
     }
-    // What is known of the end is what the samples say.
+    // Only the durations given with the samples count now.
     reached_ = -std::numeric_limits<double>::infinity();
     flush();
 }
@@ -83,7 +83,7 @@ void MovieFragmenter::flush() {
     std::vector<TrackRun> runs;
     for (Track& track : tracks_) {
         if (track.pending.samples.empty()) continue;
-        settleLast(track);
+        extendLastPending(track);
         track.pending.decodeTime = static_cast<std::uint64_t>(track.firstTime + track.leadIn);
         runs.push_back(std::exchange(track.pending, {track.pending.track, track.pending.video, 0, {}, {}}));
     }
@@ -105,21 +105,21 @@ void MovieFragmenter::flush() {
     sink_(std::move(write));
 }
 
-/// The last picture that waits has lasted until now at least.
-void MovieFragmenter::settleLast(Track& track) const {
+/// The last pending picture has lasted at least until now.
+void MovieFragmenter::extendLastPending(Track& track) const {
     if (!track.pending.video) return;
     const double now = std::max(reached_ * track.timescale, static_cast<double>(track.lastTime));
     Sample& last = track.pending.samples.back();
     last.duration = std::max(track.declared, asDuration(std::llround(now) - track.lastTime));
 }
 
-/// Mends the duration of the last picture in the file.
-void MovieFragmenter::tellLast(Track& track, std::int64_t end) {
+/// Patches the duration of the last picture in the file.
+void MovieFragmenter::patchLastWritten(Track& track, std::int64_t end) {
     if (!track.written) return;
     Track::Written& last = *track.written;
     const std::uint32_t duration = asDuration(end - last.time);
-    if (duration == last.told) return;
-    last.told = duration;
+    if (duration == last.duration) return;
+    last.duration = duration;
     BoxWriter bytes;
     bytes.u32(duration);
     sink_({{last.offset, bytes.take()},

@@ -1,9 +1,14 @@
 // MovieFragmenter: turns the samples of a movie's tracks into fragments, at least two a second.
 //
-// How long a picture lasts is known only when the next one comes, which on a still screen may take minutes.
-// The last picture of a fragment is therefore written with the time that it is known to have lasted, and that
-// is mended in the file as time goes on: whoever reads the file before it is complete finds all of the
-// recording up to then.
+// A picture's duration is known only when the next one comes, which on a still screen may take minutes. So
+// the last picture of a fragment is written with the duration so far, and that is patched in the file as time
+// passes: a reader of the unfinished file finds the whole recording up to then. For example, with pictures at
+// 0, 0.3 and 4 s and extendTo() called at 1, 2 and 3 s:
+//
+//     at 1 s   append  fragment with the pictures at 0 (0.3 s long) and 0.3 s (0.7 s so far)
+//     at 2 s   patch   duration 1.7 s
+//     at 3 s   patch   duration 2.7 s
+//     at 4 s   patch   duration 3.7 s, final
 #pragma once
 
 #include "Linux/Media/IsoBmff/Fragment.h"
@@ -18,16 +23,16 @@
 
 namespace lumicrate::isobmff {
 
-/// Bytes for the file, and what is true of the file's samples as soon as they are written.
+/// Bytes for the file, and what they change in the list of its samples once they are written.
 struct MediaWrite {
-    /// Samples of a track that follow one another from `offset` on, the first presented at `time`.
+    /// Consecutive samples of a track from `offset` on, the first presented at `time`.
     struct Run {
         std::size_t track = 0;
         std::uint64_t offset = 0;
         std::int64_t time = 0;
         std::vector<Sample> samples;
     };
-    /// The track's sample that is presented at `time` and is its last so far lasts so long.
+    /// The new duration of the track's last sample so far, which is presented at `time`.
     struct LastDuration {
         std::size_t track = 0;
         std::int64_t time = 0;
@@ -39,44 +44,44 @@ struct MediaWrite {
     std::optional<LastDuration> lastDuration;
 };
 
-/// Not thread-safe; pure.
+/// Not thread-safe.
 class MovieFragmenter {
  public:
-    /// What is to be written, in order.
+    /// Receives the writes in order.
     using Sink = std::function<void(MediaWrite)>;
 
-    /// The first fragment goes to `mediaStart`.
+    /// The first fragment is written at `mediaStart`.
     MovieFragmenter(const MovieDescription& movie, std::uint64_t mediaStart, Sink sink);
 
-    /// A sample of a track, presented at `time`, in ticks from the movie's beginning; times of a track grow.
-    /// `duration` is how long it lasts if it is the track's last.
+    /// Adds a sample, presented at `time`, ticks from the movie's beginning; times of a track must increase.
+    /// `duration` is used if it is the track's last sample.
     void add(std::size_t track, std::span<const std::uint8_t> data, std::int64_t time, std::uint32_t duration,
              bool key);
-    /// The movie has come to this second: the last picture lasts at least until then, unless the next sample
-    /// proves otherwise.
-    void reach(double second);
-    /// No more samples come. The last of each track last as long as was said when they were added.
+    /// The last picture lasts at least until this second of the movie, unless the next one comes with an
+    /// earlier time.
+    void extendTo(double second);
+    /// Writes the rest. The last sample of each track gets the duration with which it was added.
     void finish();
 
-    /// Where the last fragment ends so far.
+    /// Where the last fragment written so far ends.
     std::uint64_t end() const { return end_; }
 
  private:
-    /// A track's samples that wait for the next fragment, and its last one that was written.
+    /// A track's samples for the next fragment, and its last written sample.
     struct Track {
         struct Written {
             std::uint64_t offset = 0;  ///< of its duration in the file
             std::int64_t time = 0;
-            std::uint32_t told = 0;      ///< the duration in the file
-            std::uint32_t declared = 0;  ///< the duration if it is the last
+            std::uint32_t duration = 0;  ///< the duration in the file
+            std::uint32_t declared = 0;  ///< the duration given to add()
         };
 
         std::uint32_t timescale = 1;
         std::uint32_t leadIn = 0;
         TrackRun pending;
-        std::int64_t firstTime = 0;  ///< of what waits
+        std::int64_t firstTime = 0;  ///< of the pending samples
         std::int64_t lastTime = 0;
-        std::uint32_t declared = 0;  ///< the duration of the last sample that waits
+        std::uint32_t declared = 0;  ///< the duration given to add() for the last pending sample
         std::optional<Written> written;
 
         double seconds(std::int64_t ticks) const {
@@ -86,8 +91,8 @@ class MovieFragmenter {
 
     bool isDue() const;
     void flush();
-    void settleLast(Track& track) const;
-    void tellLast(Track& track, std::int64_t end);
+    void extendLastPending(Track& track) const;
+    void patchLastWritten(Track& track, std::int64_t end);
 
     std::vector<Track> tracks_;
     Sink sink_;

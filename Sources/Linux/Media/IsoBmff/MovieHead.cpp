@@ -12,10 +12,10 @@ namespace {
 using namespace std::string_view_literals;
 
 constexpr std::string_view markText = "Lumicrate recording v1\0\0"sv;
-/// A room is grown by so much at most: an index of a day and more.
-constexpr std::uint64_t greatestGrowth = 256ULL << 20;
+/// A room grows by at most this at once: the index of more than a day.
+constexpr std::uint64_t maxGrowth = 256ULL << 20;
 
-/// The main brand, and all that a reader may know the file by.
+/// The main brand and those that readers may recognize the file by.
 struct Brands {
     std::string_view major;
     std::string_view compatible;
@@ -55,7 +55,7 @@ void writeMediaHeader(BoxWriter& writer, std::uint64_t mediaSize) {
     writer.u64(largeBoxHeaderSize + mediaSize);
 }
 
-/// Writes a free box up to `end`; false where there is space for none, though not for nothing.
+/// Writes a free box up to `end`. Returns false if the gap is too small for one; no gap at all is fine.
 bool writeFreeUpTo(BoxWriter& writer, std::uint64_t end) {
     if (writer.position() == end) return true;
     if (writer.position() + boxHeaderSize > end) return false;
@@ -114,7 +114,7 @@ Placed switchToFinished(const HeadLayout& layout) {
 
 std::uint64_t growth(const HeadLayout& layout) {
     const std::uint64_t spare = layout.media - layout.room - boxHeaderSize;
-    return std::min(spare / blockSize * blockSize, greatestGrowth);
+    return std::min(spare / blockSize * blockSize, maxGrowth);
 }
 
 Placed prepareGrowth(const HeadLayout& layout) {
@@ -135,7 +135,7 @@ std::vector<std::uint8_t> makeFinishedHead(const MovieDescription& movie, const 
                                            std::uint64_t mediaEnd) {
     const std::vector<std::uint8_t> mark = makeMark(movie.brand, identifier);
     std::uint64_t size = blockSize;
-    // The index grows where the new place needs wider offsets; so once more than the sizes change.
+    // The index may grow with the head, when its offsets exceed 32 bits; so repeat until it fits.
     for (;;) {
         const auto shift = static_cast<std::int64_t>(size) - static_cast<std::int64_t>(layout.media);
         BoxWriter writer;

@@ -1,7 +1,6 @@
 #include "Linux/Media/IsoBmff/MovieIndex.h"
 
 #include "Linux/Media/IsoBmff/Fragment.h"
-#include "Linux/Media/IsoBmff/SampleEntry.h"
 
 #include <algorithm>
 #include <initializer_list>
@@ -12,16 +11,16 @@ namespace lumicrate::isobmff {
 
 namespace {
 
-/// "und", the language that is not told, five bits a letter.
+/// The language "und" (undetermined), five bits a letter.
 constexpr std::uint32_t undetermined = 0x55c4;
 constexpr std::uint32_t fixedOne = 0x10000;
-constexpr std::uint32_t mixingUnit = 0x100;
+constexpr std::uint32_t fullVolume = 0x100;
 
-/// When a track is presented, in ticks of its own clock.
+/// Which part of a track is presented and when, in ticks of its own clock.
 struct Presentation {
-    std::uint64_t delay = 0;     ///< nothing is presented for so long
-    std::uint64_t skip = 0;      ///< samples that are not presented
-    std::uint64_t duration = 0;  ///< of what is
+    std::uint64_t delay = 0;     ///< before the first sample is presented
+    std::uint64_t skip = 0;      ///< media before the first that is presented
+    std::uint64_t duration = 0;  ///< of what is presented
     std::uint64_t media = 0;     ///< of all samples
 
     static Presentation of(const SampleTable& table) {
@@ -33,7 +32,7 @@ struct Presentation {
         return {ticks(table.start()), std::min(ticks(-table.start()), media),
                 ticks(table.presentedEnd() - first), media};
     }
-    /// For a movie whose samples are still to come.
+    /// For a movie in progress.
     static Presentation ofLeadIn(std::uint32_t ticks) { return {0, ticks, 0, 0}; }
 
     bool isWhole() const { return delay == 0 && skip == 0 && duration == media; }
@@ -64,14 +63,130 @@ void writeMovieHeader(BoxWriter& writer, const MovieDescription& movie, std::uin
     writer.u32(movieTimescale);
     writer.wide(duration, large);
     writer.u32(fixedOne);    // the rate
-    writer.u16(mixingUnit);  // the volume
+    writer.u16(fullVolume);  // the volume
     writer.zeros(10);
     writeMatrix(writer);
     writer.zeros(24);
-    writer.u32(movie.tracks.size() + 1);  // the next track's number
+    writer.u32(movie.tracks.size() + 1);  // number of the next track
 }
 
-/// One track's part of the index.
+/// 72 dots an inch as a 16.16 number; nothing uses it.
+constexpr std::uint32_t resolution = 72U << 16;
+
+void writeEntryHead(BoxWriter& writer) {
+    writer.zeros(6);
+    writer.u16(1);  // the data reference
+}
+
+void writeColors(BoxWriter& writer, Brand brand) {
+    constexpr int bt709 = 1;
+    const auto colr = writer.box("colr");
+    writer.text(brand == Brand::quickTime ? "nclc" : "nclx");
+    writer.u16(bt709);  // primaries
+    writer.u16(bt709);  // transfer
+    writer.u16(bt709);  // matrix
+    // Video range, which "nclc" of QuickTime implies.
+    if (brand != Brand::quickTime) writer.u8(0);
+}
+
+void writeVideoEntry(BoxWriter& writer, Brand brand, const VideoDescription& video) {
+    const bool hevc = video.codec == VideoCodec::hevc;
+    const auto entry = writer.box(hevc ? "hvc1" : "avc1");
+    writeEntryHead(writer);
+    writer.zeros(16);
+    writer.u16(static_cast<std::uint64_t>(video.width));
+    writer.u16(static_cast<std::uint64_t>(video.height));
+    writer.u32(resolution);
+    writer.u32(resolution);
+    writer.u32(0);
+    writer.u16(1);     // picture a sample
+    writer.zeros(32);  // the compressor's name
+    writer.u16(24);    // bits a pixel: color without alpha
+    writer.u16(0xffff);
+    {
+        const auto configuration = writer.box(hevc ? "hvcC" : "avcC");
+        writer.bytes(video.configuration);
+    }
+    writeColors(writer, brand);
+    const auto pasp = writer.box("pasp");
+    writer.u32(1);
+    writer.u32(1);
+}
+
+/// The header of a descriptor of ISO/IEC 14496-1 of less than 128 bytes.
+void beginDescriptor(BoxWriter& writer, int tag, std::size_t length) {
+    writer.u8(static_cast<std::uint64_t>(tag));
+    writer.u8(length);
+}
+
+void writeElementaryStream(BoxWriter& writer, const AudioDescription& audio) {
+    const std::size_t specific = audio.configuration.size();
+    const auto esds = writer.fullBox("esds");
+    beginDescriptor(writer, 0x03, 3 + 2 + 13 + 2 + specific + 2 + 1);
+    writer.u16(0);  // stream number: none within a file
+    writer.u8(0);
+    beginDescriptor(writer, 0x04, 13 + 2 + specific);
+    writer.u8(0x40);  // MPEG-4 audio
+    writer.u8(0x15);  // an audio stream
+    writer.u24(0);    // decoder buffer size: unknown
+    writer.u32(static_cast<std::uint64_t>(audio.bitRate));
+    writer.u32(static_cast<std::uint64_t>(audio.bitRate));
+    beginDescriptor(writer, 0x05, specific);
+    writer.bytes(audio.configuration);
+    beginDescriptor(writer, 0x06, 1);
+    writer.u8(0x02);  // reserved for MP4 files
+}
+
+/// Compressed sound in QuickTime: a description of version 1 with the decoder configuration in "wave".
+void writeQuickTimeSound(BoxWriter& writer, const AudioDescription& audio) {
+    writer.u32(aacFrameLength);
+    writer.u32(0);  // bytes a packet, and a frame: they vary
+    writer.u32(0);
+    writer.u32(2);  // bytes a sample, uncompressed
+    const auto wave = writer.box("wave");
+    {
+        const auto frma = writer.box("frma");
+        writer.text("mp4a");
+    }
+    {
+        const auto mp4a = writer.box("mp4a");
+        writer.u32(0);
+    }
+    writeElementaryStream(writer, audio);
+    writer.u32(boxHeaderSize);  // the terminator
+    writer.u32(0);
+}
+
+void writeAudioEntry(BoxWriter& writer, Brand brand, const AudioDescription& audio) {
+    const bool quickTime = brand == Brand::quickTime;
+    const auto entry = writer.box("mp4a");
+    writeEntryHead(writer);
+    writer.u16(quickTime ? 1 : 0);
+    writer.zeros(6);
+    writer.u16(static_cast<std::uint64_t>(audio.channels));
+    writer.u16(16);                      // bits a sample
+    writer.u16(quickTime ? 0xfffe : 0);  // compressed, packets of varying size
+    writer.u16(0);
+    writer.u32(static_cast<std::uint64_t>(audio.sampleRate) << 16);
+    if (quickTime) {
+        writeQuickTimeSound(writer, audio);
+    } else {
+        writeElementaryStream(writer, audio);
+    }
+}
+
+/// The box "stsd" with its one entry.
+void writeSampleDescription(BoxWriter& writer, Brand brand, const TrackDescription& track) {
+    const auto stsd = writer.fullBox("stsd");
+    writer.u32(1);
+    if (const auto* video = std::get_if<VideoDescription>(&track.media)) {
+        writeVideoEntry(writer, brand, *video);
+    } else {
+        writeAudioEntry(writer, brand, std::get<AudioDescription>(track.media));
+    }
+}
+
+/// Writes one track's part of the index.
 class TrackWriter {
  public:
     TrackWriter(BoxWriter& writer, const MovieDescription& movie, std::size_t place,
@@ -82,7 +197,7 @@ class TrackWriter {
           number_(place + 1),
           presentation_(presentation) {}
 
-    /// `table` is none where the samples are still to come.
+    /// `table` is null while the movie is in progress.
     void write(const SampleTable* table, std::int64_t shift) {
         const auto trak = writer_.box("trak");
         writeHeader();
@@ -114,7 +229,7 @@ class TrackWriter {
         writer_.u32(0);
         writer_.wide(duration, large);
         writer_.zeros(12);
-        writer_.u16(track_.isVideo() ? 0 : mixingUnit);
+        writer_.u16(track_.isVideo() ? 0 : fullVolume);
         writer_.zeros(2);
         writeMatrix(writer_);
         const auto* video = std::get_if<VideoDescription>(&track_.media);
@@ -122,13 +237,13 @@ class TrackWriter {
         writer_.u32(video != nullptr ? static_cast<std::uint64_t>(video->height) << 16 : 0);
     }
 
-    /// Cuts away what is not presented and puts a late track where it belongs. While samples are still to
-    /// come, the edit's duration is not known, which zero stands for.
-    void writeEdits(bool open) {
+    /// Cuts off what is not presented and delays a late track. While the movie is in progress the duration of
+    /// the edit is unknown, written as 0.
+    void writeEdits(bool isInProgress) {
         if (presentation_.isWhole()) return;
         const std::uint64_t delay = rescaled(presentation_.delay, track_.timescale, movieTimescale);
         const std::uint64_t duration =
-            open ? 0 : rescaled(presentation_.duration, track_.timescale, movieTimescale);
+            isInProgress ? 0 : rescaled(presentation_.duration, track_.timescale, movieTimescale);
         const bool large = needs64Bits({delay, duration, presentation_.skip});
         const auto edts = writer_.box("edts");
         const auto elst = writer_.fullBox("elst", large ? 1 : 0);
@@ -143,7 +258,7 @@ class TrackWriter {
         writer_.u32(fixedOne);  // the rate
     }
 
-    /// Players that let one choose among tracks show this, and not the handler's name.
+    /// Players show this title, not the handler's name, to choose among tracks.
     void writeTitle() {
         const auto udta = writer_.box("udta");
         const auto name = writer_.box("name");
@@ -164,10 +279,10 @@ class TrackWriter {
 
     void writeHandler() { writeHandlerBox("mhlr", track_.isVideo() ? "vide" : "soun", track_.name); }
 
-    /// `component` is for QuickTime, which also counts the letters of the name where MPEG-4 ends it by a
-    /// zero.
+    /// `component` is for QuickTime only. QuickTime writes the name with its length in front, MPEG-4 with a
+    /// zero behind.
     void writeHandlerBox(std::string_view component, std::string_view type, std::string_view name) {
-        constexpr std::size_t longestCounted = 255;
+        constexpr std::size_t maxCountedName = 255;
         const auto hdlr = writer_.fullBox("hdlr");
         if (quickTime()) {
             writer_.text(component);
@@ -177,8 +292,8 @@ class TrackWriter {
         writer_.text(type);
         writer_.zeros(12);
         if (quickTime()) {
-            writer_.u8(std::min(name.size(), longestCounted));
-            writer_.text(name.substr(0, longestCounted));
+            writer_.u8(std::min(name.size(), maxCountedName));
+            writer_.text(name.substr(0, maxCountedName));
         } else {
             writer_.text(name);
             writer_.u8(0);
@@ -201,7 +316,7 @@ class TrackWriter {
         const auto url = writer_.fullBox("url ", 0, inThisFile);
     }
 
-    /// A decoder that begins anywhere must begin one AAC sample before what is to be heard.
+    /// A decoder that starts anywhere must start one AAC sample before the first one to be heard.
     void writeRoll(const SampleTable* table) {
         {
             const auto sgpd = writer_.fullBox("sgpd", 1);
@@ -229,7 +344,7 @@ void writeFragmentDefaults(BoxWriter& writer, const MovieDescription& movie) {
         writer.u32(i + 1);
         writer.u32(1);  // the sample description
         writer.u32(video ? 0 : aacFrameLength);
-        writer.u32(0);  // sizes are told for each sample
+        writer.u32(0);  // every sample has its own size
         writer.u32(video ? otherSampleFlags : keySampleFlags);
     }
 }
@@ -237,7 +352,7 @@ void writeFragmentDefaults(BoxWriter& writer, const MovieDescription& movie) {
 }  // namespace
 
 std::uint64_t rescaled(std::uint64_t ticks, std::uint32_t from, std::uint32_t to) {
-    // In two parts, so that no recording is too long.
+    // In two parts, so that it cannot overflow.
     const std::uint64_t whole = ticks / from;
     const std::uint64_t rest = ticks % from;
     return whole * to + (rest * to + from / 2) / from;

@@ -1,6 +1,5 @@
 #include "Linux/Media/IsoBmff/MovieSummary.h"
 
-#include "Linux/Media/IsoBmff/FragmentLengths.h"
 #include "Linux/Media/IsoBmff/TrackHeaders.h"
 
 #include <algorithm>
@@ -13,23 +12,23 @@ namespace lumicrate::isobmff {
 
 namespace {
 
-/// What has more tracks, or lasts longer, is damaged.
-constexpr std::size_t mostTracks = 1000;
-constexpr double mostSeconds = 100.0 * 366 * 24 * 60 * 60;
+/// A file with more tracks or a longer duration is damaged.
+constexpr std::size_t maxTracks = 1000;
+constexpr double maxSeconds = 100.0 * 366 * 24 * 60 * 60;
 
-/// A file that begins with another box is of another format.
+/// A file that begins with any other box has another format.
 bool canBeFirst(const FileBox& box) {
     constexpr std::array<std::string_view, 8> types = {"ftyp", "moov", "mdat", "free",
                                                        "skip", "wide", "pnot", "styp"};
     return std::any_of(types.begin(), types.end(), [&box](std::string_view each) { return box.is(each); });
 }
 
-/// What the index tells.
+/// The content of the index.
 struct MovieHeaders {
     double timescale = 0;        ///< ticks of the movie in a second
     double length = 0;           ///< movie's ticks
-    bool fragmented = false;     ///< samples may follow that the index does not know
-    double fragmentsLength = 0;  ///< movie's ticks, with all fragments; 0 when it does not say
+    bool fragmented = false;     ///< samples may follow that are not in the index
+    double fragmentsLength = 0;  ///< movie's ticks, with all fragments; 0 if unknown
     std::vector<TrackHeaders> tracks;
 };
 
@@ -41,7 +40,7 @@ void readMovieHeader(BoxReader mvhd, MovieHeaders& movie) {
 
 using SampleLengths = std::map<std::uint32_t, double>;
 
-/// How long the fragments' samples last unless they say something else, by the track's number.
+/// Reads the default duration of the fragments' samples, by track number.
 SampleLengths readFragmentDefaults(HeaderFile& file, const FileBox& mvex, MovieHeaders& movie) {
     movie.fragmented = true;
     SampleLengths lengths;
@@ -52,7 +51,7 @@ SampleLengths readFragmentDefaults(HeaderFile& file, const FileBox& mvex, MovieH
             movie.fragmentsLength = readTicks(mehd, wide);
         }
         if (!box.is("trex")) return;
-        require(lengths.size() < mostTracks);
+        require(lengths.size() < maxTracks);
         BoxReader trex = file.beginning(box, 16);
         trex.skip(4);
         const std::uint32_t track = trex.u32();
@@ -69,7 +68,7 @@ MovieHeaders readMovie(HeaderFile& file, const FileBox& moov) {
         if (box.is("mvhd")) readMovieHeader(file.beginning(box, 32), movie);
         if (box.is("mvex")) sampleLengths = readFragmentDefaults(file, box, movie);
         if (!box.is("trak")) return;
-        require(movie.tracks.size() < mostTracks);
+        require(movie.tracks.size() < maxTracks);
         movie.tracks.push_back(readTrack(file, box));
     });
     require(movie.timescale > 0);
@@ -78,7 +77,7 @@ MovieHeaders readMovie(HeaderFile& file, const FileBox& moov) {
     return movie;
 }
 
-/// Follows the boxes of the file until the length of the movie is known.
+/// Goes through the boxes of the file until the duration of the movie is known.
 class FileWalk {
  public:
     explicit FileWalk(const ByteSource& source) : file_(source) {}
@@ -91,7 +90,7 @@ class FileWalk {
                  box = file_.boxAt(box->end, file_.size()))
                 add(*box);
         } catch (const Malformed&) {
-            // Behind the index it is the end of what can be read, as a power cut leaves it.
+            // Behind the index, this is the end of what can be read, for example after a power cut.
             if (!movie_) return NoMovie();
         }
         if (!movie_) return CutOffMovie();
@@ -108,7 +107,7 @@ class FileWalk {
         try {
             addFragment(file_, box, movie_->tracks);
         } catch (const Malformed&) {
-            // It alone is damaged.
+            // Only this fragment is damaged.
         }
     }
 
@@ -120,13 +119,13 @@ class FileWalk {
             TrackSummary track = each.summary;
             track.duration = each.duration(movie_->timescale);
             if (movie_->fragmentsLength > 0) track.duration = std::max(track.duration, whole);
-            require(track.duration <= mostSeconds);
+            require(track.duration <= maxSeconds);
             if (track.kind == fourCC("vide") || track.kind == fourCC("soun"))
                 longest = std::max(longest.value_or(0), track.duration);
             summary.tracks.push_back(track);
         }
         summary.duration = longest.value_or(whole);
-        require(summary.duration <= mostSeconds);
+        require(summary.duration <= maxSeconds);
         return summary;
     }
 

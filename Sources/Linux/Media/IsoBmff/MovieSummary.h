@@ -1,8 +1,8 @@
-// MovieSummary: what a movie file tells of itself in its headers, whoever wrote it.
+// MovieSummary: duration and tracks of a movie file from its headers, whichever program wrote it.
 #pragma once
 
+#include "Linux/Media/IsoBmff/BoxReader.h"
 #include "Linux/Media/IsoBmff/BoxWriter.h"
-#include "Linux/Media/IsoBmff/ByteSource.h"
 
 #include <variant>
 #include <vector>
@@ -11,27 +11,27 @@ namespace lumicrate::isobmff {
 
 struct TrackSummary {
     FourCC kind = 0;      ///< "vide", "soun" …
-    FourCC format = 0;    ///< of its first sample entry: "avc1", "mp4a" …; 0 when there is none
+    FourCC format = 0;    ///< of its first sample entry: "avc1", "mp4a" …; 0 without one
     double duration = 0;  ///< of what is presented, seconds
-    double width = 0;     ///< of pictures as they are shown, upright; 0 for sound
+    double width = 0;     ///< as displayed, after rotation; 0 for sound
     double height = 0;
 };
 
 struct MovieSummary {
     std::vector<TrackSummary> tracks;
-    double duration = 0;  ///< of what is presented, seconds: that of the longest picture or sound
+    double duration = 0;  ///< of what is presented, seconds: that of the longest video or sound track
 };
 
-/// Its index is missing, wholly or in part.
+/// The index is missing or incomplete.
 struct CutOffMovie {};
 
-/// Not of this format, or too damaged to tell what it is.
+/// Not of this format, or too damaged to recognize.
 struct NoMovie {};
 
 using SummaryReading = std::variant<NoMovie, CutOffMovie, MovieSummary>;
 
-/// Reads an ISO base media or QuickTime file, finished or in fragments, also one that is still being written.
-/// Neither media nor sample tables are read, unless there is no other way to tell how long fragments last.
+/// Reads an ISO base media or QuickTime file, finished or fragmented, also while it is being written. Reads
+/// neither media nor sample tables; only where fragments don't have a total duration, their sample durations.
 SummaryReading readMovieSummary(const ByteSource& file);
 
 }  // namespace lumicrate::isobmff

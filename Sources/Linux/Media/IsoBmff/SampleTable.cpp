@@ -55,7 +55,7 @@ void SampleTable::writeDurations(BoxWriter& writer) const {
     writer.u32(lastDuration_);
 }
 
-/// Without the box every sample is one.
+/// Without the box, every sample is a key sample.
 void SampleTable::writeKeys(BoxWriter& writer) const {
     if (keys_.size() == sizes_.size()) return;
     const auto stss = writer.fullBox("stss");

@@ -1,7 +1,7 @@
-// SampleTable: where one track's samples lie in the file, and when each is presented.
+// SampleTable: positions and times of one track's samples.
 //
-// It is kept small, since a recording may last a day: four bytes a sample and a few for every change of
-// duration, key picture and chunk.
+// Compact, since a recording may last a day: four bytes a sample, and a few for every change of duration, key
+// picture and chunk.
 #pragma once
 
 #include "Linux/Media/IsoBmff/BoxWriter.h"
@@ -24,25 +24,25 @@ struct Sample {
 
 class SampleTable {
  public:
-    /// Adds samples that follow one another in the file, from `offset` on, the first being presented at
-    /// `time`, in ticks from the movie's beginning. The last sample so far lasts until then; its own
-    /// beginning must lie before `time`.
+    /// Adds samples that lie one behind the other in the file from `offset` on. The first is presented at
+    /// `time`, ticks from the movie's beginning, which must be later than the last sample so far; that one
+    /// lasts until `time`.
     void addRun(std::uint64_t offset, std::int64_t time, std::span<const Sample> samples);
-    /// Ticks. There must be a sample.
+    /// In ticks. The table must not be empty.
     void setLastDuration(std::uint32_t duration) { lastDuration_ = duration; }
-    /// The last sample lasts until this time at least. There must be one.
+    /// The last sample lasts at least until this time. The table must not be empty.
     void lastUntil(std::int64_t time);
-    /// Nothing of the samples from this time on is presented.
+    /// Nothing is presented from this time on.
     void endPresentation(std::int64_t time) { presentedUntil_ = time; }
 
     bool isEmpty() const { return sizes_.empty(); }
     std::size_t sampleCount() const { return sizes_.size(); }
     /// When the first sample is presented; ticks from the movie's beginning, negative for a lead-in.
     std::int64_t start() const { return start_; }
-    /// When the last sample begins, and ends.
+    /// Beginning and end of the last sample.
     std::int64_t lastTime() const { return lastTime_; }
     std::int64_t end() const { return lastTime_ + lastDuration_; }
-    /// When the presentation ends: with the last sample at the latest.
+    /// The end of the presentation, at the latest that of the last sample.
     std::int64_t presentedEnd() const { return std::min(end(), presentedUntil_.value_or(end())); }
     /// Of all samples, ticks.
     std::uint64_t duration() const { return static_cast<std::uint64_t>(end() - start_); }
@@ -70,9 +70,9 @@ class SampleTable {
     void writeChunks(BoxWriter& writer, std::int64_t shift) const;
 
     std::vector<std::uint32_t> sizes_;
-    /// Of all samples but the last.
+    /// Durations of all samples but the last.
     std::vector<Durations> durations_;
-    /// Numbers of the key samples, from 1.
+    /// Numbers of the key samples, counted from 1.
     std::vector<std::uint32_t> keys_;
     std::vector<Chunk> chunks_;
     std::int64_t start_ = 0;

@@ -1,4 +1,4 @@
-// TrackHeaders: the headers of one track, and how long it lasts by them.
+// TrackHeaders: the headers of one track of a movie that any program wrote, and the duration they add up to.
 #pragma once
 
 #include "Linux/Media/IsoBmff/HeaderFile.h"
@@ -6,40 +6,45 @@
 
 #include <cstdint>
 #include <optional>
+#include <span>
 
 namespace lumicrate::isobmff {
 
-/// Times are ticks of the track or of the movie, as numbers that cannot overflow.
+/// Times in ticks of the track or of the movie, as floating-point numbers, which cannot overflow.
 struct TrackHeaders {
     std::uint32_t number = 0;
     TrackSummary summary;    ///< all but the duration
     double timescale = 0;    ///< ticks of the track in a second
-    double mediaLength = 0;  ///< track's ticks, of the samples that the index tells of
-    double length = 0;       ///< movie's ticks, as the track's header has it
+    double mediaLength = 0;  ///< track's ticks, of the samples in the index
+    double length = 0;       ///< movie's ticks, from the track's header
 
-    /// What the edit list presents, if there is one.
+    /// The edit list, if there is one.
     struct Edits {
-        double length = 0;                ///< movie's ticks, of all edits that say how long they are
-        std::optional<double> openStart;  ///< track's ticks, of one that goes to the end of the media
+        double length = 0;                ///< movie's ticks, sum of the edits with a length
+        std::optional<double> openStart;  ///< track's ticks, start of an edit up to the end of the media
     };
     std::optional<Edits> edits;
 
-    double defaultSampleLength = 0;  ///< track's ticks, where fragments do not say
-    double decodeTime = 0;           ///< track's ticks, behind the fragments so far
-    double fragmentsEnd = 0;         ///< track's ticks, of the last sample's presentation
+    double defaultSampleLength = 0;  ///< track's ticks, unless a fragment has its own
+    double decodeTime = 0;           ///< track's ticks, end of the fragments so far
+    double fragmentsEnd = 0;         ///< track's ticks, end of the last presented sample
 
-    /// Seconds of what is presented.
+    /// What is presented, seconds.
     double duration(double movieTimescale) const;
 };
 
 /// `trak` is that box. Throws Malformed.
 TrackHeaders readTrack(HeaderFile& file, const FileBox& trak);
 
-/// A length or time, `in64Bits` or 32, of which all bits set stand for none.
+/// Extends the tracks by the fragment with this box "moof"; ignores tracks that are not in `tracks`. Throws
+/// Malformed; what precedes the damage has been added by then.
+void addFragment(HeaderFile& file, const FileBox& moof, std::span<TrackHeaders> tracks);
+
+/// A length or time of 64 or 32 bits; all bits set mean unknown, read as 0.
 double readTicks(BoxReader& reader, bool in64Bits);
 
-/// What "mvhd", "tkhd" and "mdhd" begin with: a version that says how wide times are, and two dates. Whether
-/// they have 64 bits.
+/// Skips the beginning of "mvhd", "tkhd" and "mdhd": version, flags and two dates. Returns whether times have
+/// 64 bits.
 bool skipDates(BoxReader& reader);
 
 }  // namespace lumicrate::isobmff

@@ -1,6 +1,7 @@
 #include "Linux/Media/IsoBmff/UnfinishedMovie.h"
 
-#include "Linux/Media/IsoBmff/FragmentReader.h"
+#include "Linux/Media/IsoBmff/HeaderFile.h"
+#include "Linux/Media/IsoBmff/RecordingReader.h"
 
 #include <algorithm>
 #include <limits>
@@ -11,21 +12,10 @@ namespace lumicrate::isobmff {
 
 namespace {
 
-constexpr std::uint64_t greatestEmptyIndex = 64U << 10;
-constexpr std::uint64_t greatestFragmentIndex = 4U << 20;
-/// What claims to be later than this is damaged.
-constexpr std::uint64_t longestMovieSeconds = 366ULL * 24 * 60 * 60;
-
-/// The header of a box in the file.
-struct FileBox {
-    FourCC type = 0;
-    std::uint64_t start = 0;
-    std::uint64_t content = 0;
-    std::uint64_t end = 0;
-
-    bool is(std::string_view name) const { return type == fourCC(name); }
-    std::uint64_t size() const { return end - start; }
-};
+constexpr std::uint64_t maxEmptyIndex = 64U << 10;
+constexpr std::uint64_t maxFragmentIndex = 4U << 20;
+/// A sample with a later time is damaged.
+constexpr std::uint64_t maxMovieSeconds = 366ULL * 24 * 60 * 60;
 
 struct Mark {
     Brand brand = Brand::mpeg4;
@@ -33,7 +23,7 @@ struct Mark {
     std::uint64_t end = 0;
 };
 
-/// The file as a row of boxes.
+/// The file as a sequence of boxes.
 class BoxFile {
  public:
     explicit BoxFile(const ByteSource& bytes) : bytes_(bytes) {}
@@ -47,7 +37,7 @@ class BoxFile {
         return content;
     }
 
-    /// The box that begins there; nothing unless all of it lies within the file.
+    /// The box that begins there; nothing unless it is complete.
     std::optional<FileBox> boxAt(std::uint64_t start) const {
         const auto header = read(start, boxHeaderSize);
         if (!header) return std::nullopt;
@@ -65,7 +55,7 @@ class BoxFile {
         return box;
     }
 
-    /// Whether what lies there can be the beginning of a box of this type that was never completed.
+    /// Whether the rest of the file can be the beginning of an incomplete box of this type.
     bool isCutOff(std::uint64_t start, std::string_view type) const {
         const std::uint64_t left = size() - start;
         const auto header = read(start, std::min<std::uint64_t>(left, boxHeaderSize));
@@ -96,7 +86,7 @@ std::optional<Mark> readMark(const BoxFile& file) {
     return std::nullopt;
 }
 
-/// Index and media are there, in whichever order.
+/// Whether index and media are there, in either order.
 bool isFinished(const BoxFile& file, std::uint64_t start) {
     bool index = false;
     bool media = false;
@@ -115,15 +105,15 @@ bool isFinished(const BoxFile& file, std::uint64_t start) {
     return true;
 }
 
-/// The content of the index that the movie was begun with.
+/// The content of the empty index.
 std::optional<std::vector<std::uint8_t>> readIndexBox(const BoxFile& file, const FileBox& box) {
-    if (!box.is("moov") || box.size() > greatestEmptyIndex) return std::nullopt;
+    if (!box.is("moov") || box.size() > maxEmptyIndex) return std::nullopt;
     auto content = file.read(box.content, box.end - box.content);
     if (!content || !announcesFragments(BoxReader(*content))) return std::nullopt;
     return content;
 }
 
-/// Behind the boxes of the room, which are several while it is being grown.
+/// The end of the room, which has several boxes while it is being grown.
 std::uint64_t endOfRoom(const BoxFile& file, std::uint64_t room) {
     std::uint64_t end = room;
     for (auto box = file.boxAt(end); box && box->is("free"); box = file.boxAt(end))
@@ -132,7 +122,7 @@ std::uint64_t endOfRoom(const BoxFile& file, std::uint64_t room) {
     return end;
 }
 
-/// Adds up what the fragments tell.
+/// Collects the samples of all fragments.
 class FragmentWalk {
  public:
     FragmentWalk(const BoxFile& file, std::span<const SampleDefaults> defaults, UnfinishedMovie& movie)
@@ -142,7 +132,7 @@ class FragmentWalk {
         std::uint64_t start = movie_.layout.media;
         for (;;) {
             const auto index = file_.boxAt(start);
-            if (!index || !index->is("moof") || index->size() > greatestFragmentIndex) break;
+            if (!index || !index->is("moof") || index->size() > maxFragmentIndex) break;
             const auto media = file_.boxAt(index->end);
             if (!media || !media->is("mdat")) break;
             start = media->end;
@@ -170,18 +160,17 @@ class FragmentWalk {
         return static_cast<std::int64_t>(run.decodeTime) - leadIn;
     }
 
-    /// Whether the run begins after the track's last sample, by no more than one can last.
+    /// Whether the run begins after the track's last sample, no later than the longest possible duration.
     bool follows(const FragmentRun& run) const {
         const std::uint32_t timescale = movie_.description.tracks[run.track].timescale;
-        if (run.decodeTime / timescale > longestMovieSeconds) return false;
+        if (run.decodeTime / timescale > maxMovieSeconds) return false;
         const SampleTable& table = movie_.tracks[run.track];
         if (table.isEmpty()) return true;
         const std::int64_t passed = timeOf(run) - table.lastTime();
         return passed > 0 && passed <= std::numeric_limits<std::uint32_t>::max();
     }
 
-    /// Whether nothing is left from there on but what being cut off leaves behind: a part of a fragment, or
-    /// the index that was to be the end of the file.
+    /// Whether only an interrupted write follows: a part of a fragment, or an index at the end of the file.
     bool isTail(std::uint64_t start) const {
         const auto box = file_.boxAt(start);
         if (!box) return file_.isCutOff(start, "moof") || file_.isCutOff(start, "moov");

@@ -2,16 +2,25 @@
 
 #include "Linux/Media/Files/FileDescriptor.h"
 #include "Linux/Media/IsoBmff/MovieSummary.h"
-#include "Linux/Media/MovieFile/ForeignSummary.h"
+#include "Linux/Media/MovieFile/InputContainer.h"
 #include "Support/Error.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <cmath>
+#include <optional>
 #include <string>
 #include <system_error>
+#include <utility>
 #include <variant>
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavutil/display.h>
+}
 
 namespace lumicrate::media {
 
@@ -20,7 +29,7 @@ namespace {
 using isobmff::fourCC;
 using isobmff::FourCC;
 
-/// `why` is a sentence's end, already localized.
+/// `why` ends the sentence; already localized.
 [[noreturn]] void fail(const std::filesystem::path& url, const std::string& why, int code = 0) {
     throw PlatformError("“" + url.filename().string() + "” " + localized("couldn't be read:") + " " + why,
                         code);
@@ -33,7 +42,7 @@ using isobmff::FourCC;
 class MovieSource final : public isobmff::ByteSource {
  public:
     explicit MovieSource(const std::filesystem::path& url) : url_(url) {
-        // What is no file at all must not make anybody wait.
+        // O_NONBLOCK: opening a pipe must not block.
         file_ = FileDescriptor(open(url.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
         struct stat status {};
         if (!file_.isOpen() || fstat(file_.get(), &status) != 0) failWithSystemCode(url, errno);
@@ -70,6 +79,52 @@ AVAssetSummary toAsset(const isobmff::MovieSummary& movie) {
         if (each.kind != fourCC("vide") || asset.videoSize) continue;
         asset.videoSize = Size{each.width, each.height};
         asset.videoSubtype = letters(each.format);
+    }
+    return asset;
+}
+
+constexpr int maxProbed = 1'000'000;
+
+bool isTurned(const AVStream& stream) {
+    const auto* matrix = reinterpret_cast<const std::int32_t*>(
+        av_stream_get_side_data(&stream, AV_PKT_DATA_DISPLAYMATRIX, nullptr));
+    if (matrix == nullptr) return false;
+    const double turn = av_display_rotation_get(matrix);
+    return std::isfinite(turn) && std::lround(turn / 90) % 2 != 0;
+}
+
+Size shownSize(AVFormatContext* input, AVStream* stream) {
+    Size size{static_cast<double>(stream->codecpar->width), static_cast<double>(stream->codecpar->height)};
+    const AVRational pixel = av_guess_sample_aspect_ratio(input, stream, nullptr);
+    if (pixel.num > 0 && pixel.den > 0) size.width *= av_q2d(pixel);
+    if (isTurned(*stream)) std::swap(size.width, size.height);
+    return size;
+}
+
+/// As the recorder's own files name the format, where they have it.
+std::string subtype(AVCodecID codec) {
+    if (codec == AV_CODEC_ID_H264) return "avc1";
+    if (codec == AV_CODEC_ID_HEVC) return "hvc1";
+    return avcodec_get_name(codec);
+}
+
+/// For files in other containers, such as Matroska; nothing if it has neither pictures nor sound.
+std::optional<AVAssetSummary> summaryOfForeignMovie(const std::filesystem::path& url) {
+    InputContainer input;
+    if (openContainer(url, maxProbed, input) < 0 || avformat_find_stream_info(input.get(), nullptr) < 0)
+        return std::nullopt;
+    AVAssetSummary asset;
+    for (unsigned int i = 0; i < input->nb_streams; ++i) {
+        AVStream* stream = input->streams[i];
+        const AVMediaType type = stream->codecpar->codec_type;
+        if (type == AVMEDIA_TYPE_AUDIO) ++asset.audioTracks;
+        if (type != AVMEDIA_TYPE_VIDEO || asset.videoSize) continue;
+        asset.videoSize = shownSize(input.get(), stream);
+        asset.videoSubtype = subtype(stream->codecpar->codec_id);
+    }
+    if (asset.audioTracks == 0 && !asset.videoSize) return std::nullopt;
+    if (input->duration != AV_NOPTS_VALUE) {
+        asset.duration = static_cast<double>(std::max<std::int64_t>(input->duration, 0)) / AV_TIME_BASE;
     }
     return asset;
 }

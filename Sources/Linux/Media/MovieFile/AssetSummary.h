@@ -1,4 +1,4 @@
-// AssetSummary: what a movie file tells of itself, read as quickly as can be.
+// AssetSummary: duration, size and tracks of a movie file, read from its headers.
 #pragma once
 
 #include "Platform/AVAsset.h"
@@ -7,8 +7,8 @@
 
 namespace lumicrate::media {
 
-/// Carries out AVAssets::summary. Any thread, several at once; blocks for the reading of a few kilobytes.
-/// Files that are not ISO base media at all, whatever their names say, are looked at more closely. Throws
+/// Implements AVAssets::summary. Reads a few kilobytes; files in other containers than ISO base media,
+/// whatever their names say, are probed with FFmpeg's libraries. Any thread, several at once. Throws
 /// PlatformError.
 AVAssetSummary summaryOfMovie(const std::filesystem::path& url);
 

@@ -3,6 +3,7 @@
 #include "Linux/Media/Encoding/VideoTrack.h"
 #include "Linux/Media/Sound/AudioTrack.h"
 #include "Support/Error.h"
+#include "Support/Log.h"
 
 #include <latch>
 #include <utility>
@@ -21,18 +22,19 @@ std::unique_ptr<TrackEncoder> makeEncoder(const AVOutputSettings& settings) {
 }  // namespace
 
 std::unique_ptr<AVAssetWriter> makeAssetWriter(const std::filesystem::path& url, AVFileType fileType,
-                                               const RecoveryList& unfinished) {
-    return std::make_unique<AssetWriter>(url, fileType, unfinished);
+                                               const RecoveryList& recordings) {
+    return std::make_unique<AssetWriter>(url, fileType, recordings);
 }
 
 AssetWriter::AssetWriter(const std::filesystem::path& url, AVFileType fileType,
-                         const RecoveryList& unfinished)
-    : url_(url), fileType_(fileType), file_(url, fileType, unfinished) {
+                         const RecoveryList& recordings)
+    : url_(url), fileType_(fileType), file_(url, fileType, recordings) {
     file_.setOnFailure([this](const std::exception_ptr& error) { state_.interrupt(error); });
 }
 
 AssetWriter::~AssetWriter() {
-    // The completion itself may be what lets go of the writer; its thread then ends by itself right after.
+    // The completion handler may destroy the writer: then this is the finisher itself, which ends right
+    // after.
     if (finisher_.get_id() == std::this_thread::get_id()) {
         finisher_.detach();
     } else if (finisher_.joinable()) {
@@ -79,6 +81,7 @@ bool AssetWriter::startWriting() {
         return false;
     }
     if (!state_.advance(AVAssetWriterStatus::unknown, AVAssetWriterStatus::writing)) return false;
+    log(LogArea::movie, "writing ", inputs_.size(), " tracks");
     for (const auto& input : inputs_)
         input->start();
     return true;
@@ -94,7 +97,7 @@ void AssetWriter::setOnInterruption(std::function<void(std::exception_ptr)> sink
 
 void AssetWriter::extendSession(CMTime sourceTime) {
     const std::optional<CMTime> start = state_.sessionStart();
-    if (start && state_.isWriting()) file_.reach((sourceTime - *start).seconds());
+    if (start && state_.isWriting()) file_.extendTo((sourceTime - *start).seconds());
 }
 
 void AssetWriter::endSessionAtSourceTime(CMTime end) {
@@ -105,14 +108,14 @@ void AssetWriter::finishWriting(std::function<void()> completion) {
     if (finisher_.joinable()) return;
     for (const auto& input : inputs_)
         input->markAsFinished();
-    // The completion may destroy the writer, and with it this thread's handle: not before that is in place.
-    const auto placed = std::make_shared<std::latch>(1);
-    finisher_ = std::thread([this, placed, completed = std::move(completion)] {
-        placed->wait();
+    // The completion handler may destroy the writer and with it `finisher_`, which must be assigned by then.
+    const auto assigned = std::make_shared<std::latch>(1);
+    finisher_ = std::thread([this, assigned, completed = std::move(completion)] {
+        assigned->wait();
         complete();
         completed();
     });
-    placed->count_down();
+    assigned->count_down();
 }
 
 /// On the finisher's thread.
@@ -125,16 +128,16 @@ void AssetWriter::complete() {
         file_.finish();
         state_.advance(AVAssetWriterStatus::writing, AVAssetWriterStatus::completed);
     } catch (...) {
-        // Where nothing could be kept, what went wrong first is the reason.
+        // If nothing could be kept, the first interruption is the reason.
         const std::exception_ptr first = file_.isEmpty() ? state_.interruption() : nullptr;
         state_.fail(first ? first : std::current_exception());
     }
 }
 
-/// From the session's start at `start`. A movie that was interrupted ends where its pictures do.
+/// Where the movie ends, from the session's start. An interrupted movie ends where its pictures do.
 std::optional<MovieEnd> AssetWriter::movieEnd(CMTime start) const {
-    const std::optional<CMTime> told = state_.isInterrupted() ? std::nullopt : state_.sessionEnd();
-    if (told && *told > start) return MovieEnd{*told - start, true};
+    const std::optional<CMTime> requested = state_.isInterrupted() ? std::nullopt : state_.sessionEnd();
+    if (requested && *requested > start) return MovieEnd{*requested - start, true};
     for (const auto& input : inputs_) {
         if (const std::optional<CMTime> decided = input->encoder().decidedEnd())
             return MovieEnd{*decided, false};
@@ -142,7 +145,7 @@ std::optional<MovieEnd> AssetWriter::movieEnd(CMTime start) const {
     return std::nullopt;
 }
 
-/// What an encoder cannot give any more is missing; the rest is kept.
+/// A track whose encoder fails ends early; the others are kept.
 void AssetWriter::finishTracks() {
     const CMTime start = state_.sessionStart().value_or(CMTime::zero());
     const std::optional<MovieEnd> end = movieEnd(start);

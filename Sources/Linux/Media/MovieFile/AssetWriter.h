@@ -1,4 +1,4 @@
-// AssetWriter: encoders and a movie file, put together as the recorder expects them.
+// AssetWriter: AVAssetWriter, made of encoders and a movie file.
 #pragma once
 
 #include "Linux/Media/MovieFile/AssetWriterInput.h"
@@ -11,16 +11,16 @@
 
 namespace lumicrate::media {
 
-/// Makes the writer of one file, which startWriting creates; it fails when something of this name exists.
-/// `unfinished` knows of the file while it is being written.
+/// Makes the writer of one file. startWriting() creates the file and fails when the name is taken. The file
+/// is in the list `recordings` while it is being written.
 std::unique_ptr<AVAssetWriter> makeAssetWriter(const std::filesystem::path& url, AVFileType fileType,
-                                               const RecoveryList& unfinished);
+                                               const RecoveryList& recordings);
 
-/// Each track is encoded on a thread of its own. Destroying the writer before the file is complete leaves it
-/// as it is, if there is anything in it; while it is being completed, it waits for that.
+/// Each track is encoded on a thread of its own. Destroying the writer before finishWriting() leaves the file
+/// unfinished, or deletes it if it has no samples; during finishWriting() the destructor waits.
 class AssetWriter final : public AVAssetWriter {
  public:
-    AssetWriter(const std::filesystem::path& url, AVFileType fileType, const RecoveryList& unfinished);
+    AssetWriter(const std::filesystem::path& url, AVFileType fileType, const RecoveryList& recordings);
     ~AssetWriter() override;
     AssetWriter(const AssetWriter&) = delete;
     AssetWriter& operator=(const AssetWriter&) = delete;

@@ -70,7 +70,7 @@ bool AssetWriterInput::isReadyForMoreMediaData() const {
     return state_.isWriting() && !finished_ && (state_.isInterrupted() || hasRoom());
 }
 
-/// A sample may be longer than the room; it then finds it empty.
+/// Sound longer than the whole queue is accepted when the queue is empty.
 bool AssetWriterInput::hasRoom() const {
     constexpr double rounding = 1e-6;
     return roomTaken_ < 1 - rounding && !encoder_->isHeldUp();
@@ -117,15 +117,15 @@ void AssetWriterInput::join() {
     if (thread_.joinable()) thread_.join();
 }
 
-std::optional<CMSampleBuffer> AssetWriterInput::next(bool& resting) {
+std::optional<CMSampleBuffer> AssetWriterInput::next(bool& isIdle) {
     std::unique_lock lock(mutex_);
-    const auto somethingToDo = [this] { return !waiting_.empty() || finished_; };
-    const bool working = state_.isWriting() && !state_.isInterrupted();
-    const auto patience = realTime_ && working ? encoder_->restsAfter() : std::nullopt;
-    if (patience) {
-        resting = !changed_.wait_for(lock, *patience, somethingToDo);
+    const auto hasWork = [this] { return !waiting_.empty() || finished_; };
+    const bool isEncoding = state_.isWriting() && !state_.isInterrupted();
+    const auto timeout = realTime_ && isEncoding ? encoder_->idleTimeout() : std::nullopt;
+    if (timeout) {
+        isIdle = !changed_.wait_for(lock, *timeout, hasWork);
     } else {
-        changed_.wait(lock, somethingToDo);
+        changed_.wait(lock, hasWork);
     }
     if (waiting_.empty()) return std::nullopt;
     CMSampleBuffer sample = std::move(waiting_.front());
@@ -136,16 +136,16 @@ std::optional<CMSampleBuffer> AssetWriterInput::next(bool& resting) {
 
 void AssetWriterInput::run() {
     for (;;) {
-        bool resting = false;
-        const std::optional<CMSampleBuffer> sample = next(resting);
-        if (!sample && !resting) return;
-        // After a failure samples are taken and dropped, so that nobody waits for room.
+        bool isIdle = false;
+        const std::optional<CMSampleBuffer> sample = next(isIdle);
+        if (!sample && !isIdle) return;
+        // After a failure samples are dropped, so that no caller waits for space in the queue.
         if (!state_.isWriting() || state_.isInterrupted()) continue;
         try {
             if (sample) {
                 encoder_->encode(*sample, state_.sessionStart().value());
             } else {
-                encoder_->rest();
+                encoder_->handleIdle();
             }
         } catch (...) {
             state_.interrupt(std::current_exception());

@@ -1,4 +1,4 @@
-// AssetWriterInput: one track's waiting room and the thread that encodes what waits there.
+// AssetWriterInput: one track's queue of samples and the thread that encodes them.
 #pragma once
 
 #include "Linux/Media/Encoding/TrackEncoder.h"
@@ -17,23 +17,24 @@
 
 namespace lumicrate::media {
 
-/// What a writer and its inputs' threads share: how far the writing has come, and why it failed or was
-/// interrupted.
+/// The state that a writer shares with its inputs' threads: its status, why it failed or was interrupted, and
+/// the session's times. Any thread.
 class WritingState {
  public:
     AVAssetWriterStatus status() const { return status_.load(std::memory_order_acquire); }
     bool isWriting() const { return status() == AVAssetWriterStatus::writing; }
     std::exception_ptr error() const;
-    /// False when the writing is not where it was thought to be.
+    /// Changes the status from `from` to `to`; returns false if it was not `from`.
     bool advance(AVAssetWriterStatus from, AVAssetWriterStatus to);
-    /// Only the first failure counts, and none after the end.
+    /// Ignored after the first failure, and when the writing has ended.
     void fail(std::exception_ptr error);
 
-    /// Nothing more can be taken in, but what has been can be completed. Only the first interruption is told.
+    /// No more samples can be taken, but the file can still be completed. Only the first interruption is
+    /// reported.
     void interrupt(std::exception_ptr error);
     bool isInterrupted() const { return interrupted_.load(std::memory_order_acquire); }
     std::exception_ptr interruption() const;
-    /// Only before the writing begins.
+    /// To be set before the writing begins. Called once, on any thread.
     void setOnInterruption(std::function<void(std::exception_ptr)> sink) {
         onInterruption_ = std::move(sink);
     }
@@ -54,7 +55,7 @@ class WritingState {
     std::optional<CMTime> sessionEnd_;
 };
 
-/// The platform's operations come from one serial queue, the rest from the writer.
+/// The operations of AVAssetWriterInput are called from one serial queue, the others by the writer.
 class AssetWriterInput final : public AVAssetWriterInput {
  public:
     /// `state` must outlive the input.
@@ -63,23 +64,24 @@ class AssetWriterInput final : public AVAssetWriterInput {
 
     void setExpectsMediaDataInRealTime(bool realTime) override { realTime_ = realTime; }
     bool isReadyForMoreMediaData() const override;
-    /// A sample that comes although the input is not ready, or after an interruption, is dropped.
+    /// Drops the sample if the input is not ready or was interrupted.
     bool appendSampleBuffer(const CMSampleBuffer& sample) override;
     void markAsFinished() override;
 
     TrackEncoder& encoder() { return *encoder_; }
-    /// Starts the thread; the encoder is open.
+    /// Starts the thread. The encoder must be open.
     void start();
-    /// Waits until all that waits is encoded and the thread has ended.
+    /// Waits until all queued samples are encoded and the thread has ended.
     void drain();
-    /// Drops what waits and ends the thread.
+    /// Drops the queue and ends the thread.
     void abandon();
 
  private:
     void run();
     bool hasRoom() const;
-    /// The next sample; nothing when the thread is to end or the track is to rest.
-    std::optional<CMSampleBuffer> next(bool& resting);
+    /// Waits for the next sample; nothing when the thread should end or, with `isIdle` set, the sample is
+    /// late.
+    std::optional<CMSampleBuffer> next(bool& isIdle);
     void join();
 
     WritingState& state_;

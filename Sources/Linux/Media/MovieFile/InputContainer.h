@@ -1,4 +1,4 @@
-// InputContainer: somebody's movie file, opened by FFmpeg's libraries.
+// InputContainer: any movie file, opened by FFmpeg's libraries.
 #pragma once
 
 #include <filesystem>
@@ -15,9 +15,10 @@ struct CloseInput {
 };
 using InputContainer = std::unique_ptr<AVFormatContext, CloseInput>;
 
-/// Reads the head. Only containers that hold their media themselves are understood: a list of other files
-/// could have anything opened. `mostProbed` is how many bytes and microseconds of the media may be looked at;
-/// 0 for as many as the libraries like. Gives a code of the libraries, negative on failure.
-int openContainer(const std::filesystem::path& path, int mostProbed, InputContainer& opened);
+/// Opens a file and reads its headers. Only containers that hold their media themselves are allowed, because
+/// a playlist could make the libraries open anything. `maxProbed` limits the bytes, and the microseconds, of
+/// media that are examined; 0 for the libraries' defaults. Returns a code of the libraries, negative on
+/// failure.
+int openContainer(const std::filesystem::path& path, int maxProbed, InputContainer& opened);
 
 }  // namespace lumicrate::media

@@ -3,6 +3,7 @@
 #include "Linux/Media/IsoBmff/MovieIndex.h"
 #include "Linux/Media/MovieFile/RecoveryList.h"
 #include "Support/Error.h"
+#include "Support/Log.h"
 
 #include <optional>
 #include <vector>
@@ -19,8 +20,7 @@ void put(OutputFile& file, const Placed& placed) {
     file.write(placed.offset, placed.bytes);
 }
 
-/// What is written before is on the disk when the switch is, so that even a power cut leaves one of the two
-/// states.
+/// Syncs before and after, so that even a power cut leaves one of the two states.
 void switchOver(OutputFile& file, const Placed& header) {
     file.synchronize();
     put(file, header);
@@ -31,7 +31,7 @@ std::uint64_t spaceIn(const HeadLayout& layout) {
     return layout.media - layout.room - isobmff::boxHeaderSize;
 }
 
-/// False where the index finds no room; `layout` and the media then lie where they have come to.
+/// Returns false when the index does not fit; the room may have been grown by then, and `layout` with it.
 bool completeInRoom(OutputFile& file, const UnfinishedMovie& movie, HeadLayout& layout) {
     for (;;) {
         const std::uint64_t shift = layout.media - movie.layout.media;
@@ -56,7 +56,7 @@ bool completeByCopy(OutputFile& file, const UnfinishedMovie& movie, const HeadLa
             layout.media, mediaEnd, temporaryName(file, movie.identifier));
         return true;
     } catch (const PlatformError&) {
-        // Mostly there is no space for a copy. The index at the end takes little.
+        // Usually the disk is too full for a copy; an index at the end takes little space.
         return false;
     }
 }
@@ -74,14 +74,16 @@ void completeBehind(OutputFile& file, const UnfinishedMovie& movie, const HeadLa
 }  // namespace
 
 void completeMovie(OutputFile& file, const UnfinishedMovie& movie, IndexPlace place) {
-    // The beginning of a fragment that was cut off.
+    // Drops the beginning of a fragment that was cut off.
     file.truncate(movie.mediaEnd);
     HeadLayout layout = movie.layout;
-    // The room is in pieces where a crash came while it grew.
+    // After a crash while it grew, the room consists of several boxes.
     put(file, roomHeader(layout));
     if (place == IndexPlace::front) {
-        if (completeInRoom(file, movie, layout)) return;
-        if (completeByCopy(file, movie, layout)) return;
+        if (completeInRoom(file, movie, layout))
+            return log(LogArea::movie, "index in the room before the media");
+        if (completeByCopy(file, movie, layout)) return log(LogArea::movie, "index in front, in a copy");
+        log(LogArea::movie, "no space for a copy: the index goes to the end");
     }
     completeBehind(file, movie, layout);
 }

@@ -1,4 +1,5 @@
-// Completing a movie file: the index is added to the media that is in the file already.
+// MovieCompletion: adds the index to a movie file that has all its media. RecoveryList.h shows where it fits
+// in.
 #pragma once
 
 #include "Linux/Media/Files/OutputFile.h"
@@ -10,20 +11,21 @@
 namespace lumicrate::media {
 
 enum class IndexPlace {
-    front,  ///< the movie can be played while it is being loaded; else, where there is no space, at the end
+    front,  ///< the movie can be played while it is being downloaded; falls back to `end` when the disk is
+            ///< full
     end,
 };
 
-/// Gives `movie`, whose media is all in `file`, its index. The media is not moved where the file system can
-/// insert space and not copied where it can share blocks. Whatever happens on the way, the process's death
-/// included, the file is a movie that can be played: unfinished until the one write that finishes it. Throws
+/// Adds the index of `movie`, whose media is already in `file`. The media is not moved where the file system
+/// can insert space, and not copied where it can share blocks. The file can be played at any time, also if
+/// the process is killed: it counts as unfinished until the single write that finishes it. Throws
 /// PlatformError.
 void completeMovie(OutputFile& file, const isobmff::UnfinishedMovie& movie, IndexPlace place);
 
-/// Doubles the room before the media, and `layout` with it. False where that cannot be done.
+/// Doubles the room before the media and updates `layout`. Returns false where that is not possible.
 bool growRoom(OutputFile& file, isobmff::HeadLayout& layout);
 
-/// The name that a copy of a movie bears beside it while it is made.
+/// The name of the copy of a movie, in the same folder, while it is being made.
 std::string temporaryName(const OutputFile& file, const isobmff::MovieIdentifier& identifier);
 
 }  // namespace lumicrate::media

@@ -1,6 +1,7 @@
 #include "Linux/Media/MovieFile/MovieFile.h"
 
 #include "Support/Error.h"
+#include "Support/Log.h"
 
 #include <algorithm>
 #include <chrono>
@@ -11,18 +12,18 @@ namespace lumicrate::media {
 
 namespace {
 
-/// What the disk may be behind before pictures are refused: enough for one that has to spin up first.
+/// How far the disk may fall behind before pictures are refused: enough for a disk that has to spin up.
 constexpr double bufferSeconds = 8;
-constexpr std::size_t leastBuffer = std::size_t{1} << 20;
-constexpr std::size_t greatestBuffer = std::size_t{64} << 20;
+constexpr std::size_t minBuffer = std::size_t{1} << 20;
+constexpr std::size_t maxBuffer = std::size_t{64} << 20;
 
-/// The head has room for the index of a minute and is doubled at need where the file system can insert; where
-/// it cannot, it is made large enough for most recordings at once.
+/// A small head has room for the index of a minute and is doubled when needed. Where the file system can't
+/// insert space, the head is made large enough for most recordings from the start.
 constexpr std::uint64_t smallHead = 32 << 10;
 constexpr std::uint64_t largeHead = 1 << 20;
 
-/// How much of a recording, from its beginning, the system may keep in memory for whoever looks at it next.
-constexpr std::uint64_t keptInMemory = 64 << 20;
+/// How much of a recording's beginning may stay in the page cache, for whoever opens it next.
+constexpr std::uint64_t maxCached = 64 << 20;
 
 isobmff::Brand brandOf(AVFileType type) {
     switch (type) {
@@ -50,8 +51,8 @@ std::exception_ptr failure(std::string_view sentence) {
 
 }  // namespace
 
-MovieFile::MovieFile(std::filesystem::path path, AVFileType type, RecoveryList unfinished)
-    : path_(std::move(path)), unfinished_(std::move(unfinished)) {
+MovieFile::MovieFile(std::filesystem::path path, AVFileType type, RecoveryList recordings)
+    : path_(std::move(path)), recordings_(std::move(recordings)) {
     movie_.description.brand = brandOf(type);
     movie_.identifier = newIdentifier();
 }
@@ -78,7 +79,7 @@ void MovieFile::begin() {
     createFile();
     movie_.mediaEnd = movie_.layout.media;
     const auto buffer = static_cast<std::size_t>(static_cast<double>(bitRate_) / 8 * bufferSeconds);
-    disk_ = std::make_unique<WriteBehind>(*file_, std::clamp(buffer, leastBuffer, greatestBuffer),
+    disk_ = std::make_unique<WriteBehind>(*file_, std::clamp(buffer, minBuffer, maxBuffer),
                                           [this](const std::exception_ptr& error) { fail(error); });
     fragmenter_ = std::make_unique<isobmff::MovieFragmenter>(
         movie_.description, movie_.layout.media,
@@ -87,9 +88,10 @@ void MovieFile::begin() {
 
 void MovieFile::createFile() {
     try {
-        entry_.emplace(unfinished_, movie_.identifier, path_);
+        entry_.emplace(recordings_, movie_.identifier, path_);
     } catch (const PlatformError&) {
-        // Nobody will complete the file after a crash, but it can be played all the same.
+        // After a crash the file won't be completed, but it can be played all the same.
+        log(LogArea::movie, "the recording can't be noted for recovery");
     }
     try {
         isobmff::Head head = makeHead(movie_.description, movie_.identifier, smallHead);
@@ -98,8 +100,10 @@ void MovieFile::createFile() {
             head = makeHead(movie_.description, movie_.identifier, largeHead);
             file_->write(0, head.bytes);
         }
+        log(LogArea::movie, "movie file begun, head of ", head.layout.media, " bytes",
+            head.layout.media == largeHead ? ", no space can be inserted here" : "");
         movie_.layout = head.layout;
-        // The index is sure of its room, even when the disk fills up.
+        // Guarantees the space for the index, even when the disk fills up.
         file_->reserve(0, movie_.layout.media);
     } catch (...) {
         discard();
@@ -114,9 +118,9 @@ void MovieFile::write(int track, const MovieSample& sample) {
                      static_cast<std::uint32_t>(sample.duration), sample.key);
 }
 
-void MovieFile::reach(double second) {
+void MovieFile::extendTo(double second) {
     const std::lock_guard lock(fragmenting_);
-    if (!failed_ && !closed_) fragmenter_->reach(second);
+    if (!failed_ && !closed_) fragmenter_->extendTo(second);
 }
 
 void MovieFile::endTrack(int track, std::int64_t time) {
@@ -128,7 +132,7 @@ double MovieFile::backlog() const {
     return disk_->fill();
 }
 
-/// Under the fragmenter's lock, so that what comes from several threads is written in order.
+/// Called with `fragmenting_` locked, so that fragments are queued in order.
 void MovieFile::pass(isobmff::MediaWrite write) {
     if (write.lastDuration) {
         lastDurations_[write.lastDuration->track] = write.lastDuration;
@@ -139,20 +143,21 @@ void MovieFile::pass(isobmff::MediaWrite write) {
                   [this, runs = std::move(write.runs)]() mutable { written(std::move(runs)); });
 }
 
-/// On the disk's thread.
+/// On the disk thread.
 void MovieFile::written(std::vector<isobmff::MediaWrite::Run> runs) {
     for (const isobmff::MediaWrite::Run& run : runs)
         movie_.tracks[run.track].addRun(run.offset, run.time, run.samples);
     const std::uint64_t from = std::exchange(movie_.mediaEnd, disk_->reached());
-    // A recording of hours would push everything else out of the system's memory; and inserting room before
-    // it takes the longer, the more of it is there.
-    if (from > keptInMemory) file_->dropFromMemory(from, movie_.mediaEnd - from);
+    // Hours of recording would push everything else out of the page cache, and inserting space before the
+    // media takes longer the more of it is cached.
+    if (from > maxCached) file_->dropFromMemory(from, movie_.mediaEnd - from);
     if (!file_->isLinked()) fail(failure("The file of the recording was deleted or moved."));
 }
 
-/// On the disk's thread.
+/// On the disk thread.
 void MovieFile::fail(const std::exception_ptr& error) {
     if (failed_.exchange(true)) return;
+    log(LogArea::movie, "nothing more can be written: ", localizedDescription(error));
     failure_ = error;
     if (onFailure_) onFailure_(error);
 }
@@ -168,12 +173,13 @@ void MovieFile::finish() {
     if (file_->isDeleted()) file_->rescueCopy();
     completeMovie(*file_, movie_, indexPlace_);
     if (entry_) entry_->done();
+    log(LogArea::movie, "movie file completed, ", file_->size(), " bytes");
     if (!file_->isLinked())
         std::rethrow_exception(
             failure("It was moved while it was being made, and is complete where it is now."));
 }
 
-/// Afterwards nothing runs on the disk's thread any more.
+/// Afterwards nothing runs on the disk thread any more.
 void MovieFile::writeRest() {
     {
         const std::lock_guard lock(fragmenting_);
@@ -187,7 +193,7 @@ bool MovieFile::isEmpty() const {
     return movie_.mediaEnd == movie_.layout.media;
 }
 
-/// What was told after the samples: how long the last ones last, and where the tracks end.
+/// Applies what became known after the samples: the durations of the last ones and the ends of the tracks.
 void MovieFile::settle() {
     for (const auto& last : lastDurations_) {
         if (!last) continue;

@@ -1,4 +1,4 @@
-// MovieFile: coded samples into a movie file, by way of the disk's thread.
+// MovieFile: writes encoded samples to a movie file through the disk thread (WriteBehind).
 #pragma once
 
 #include "Linux/Media/Files/OutputFile.h"
@@ -23,34 +23,34 @@
 
 namespace lumicrate::media {
 
-/// A coded sample. Times count ticks of its track's clock; time zero is the movie's beginning.
+/// An encoded sample. Times in ticks of its track's clock, from the movie's beginning.
 struct MovieSample {
     std::span<const std::uint8_t> data;
     std::int64_t time = 0;
-    /// How long it lasts if it is the track's last; otherwise it lasts until the next.
+    /// Used if it is the track's last sample; otherwise it lasts until the next one.
     std::int64_t duration = 0;
     bool key = true;
 };
 
-/// Tracks are added, then `begin`, any number of writes, `finish` or `discard`. What has been written is a
-/// movie that can be played at any time (see IsoBmff/MovieHead.h), at most about half a second behind; a file
-/// that is left unfinished stays, for MovieRecovery to complete, unless there is no sample in it.
+/// Usage: addTrack() for each track, begin(), any number of write(), then finish() or discard(). The file can
+/// be played at any time (see IsoBmff/MovieHead.h) and is at most about half a second behind. If neither
+/// finish() nor discard() is called, it stays for MovieRecovery to complete, unless it has no samples.
 ///
-/// `write`, `reach` and `backlog` may be called from any thread, all else from one at a time.
+/// write(), reach() and backlog() may be called from any thread, the others from one at a time.
 class MovieFile {
  public:
-    /// Nothing is touched before `begin`. `unfinished` learns of the file while it is being written.
-    MovieFile(std::filesystem::path path, AVFileType type, RecoveryList unfinished);
+    /// Nothing is created before begin(). The file is in `recordings` while it is being written.
+    MovieFile(std::filesystem::path path, AVFileType type, RecoveryList recordings);
     ~MovieFile();
     MovieFile(const MovieFile&) = delete;
     MovieFile& operator=(const MovieFile&) = delete;
 
-    /// Gives the track's number. `bitRate` is what the track takes at most, bits a second.
+    /// Returns the track's number. `bitRate` is the track's maximum, bits a second.
     int addTrack(const isobmff::TrackDescription& description, int bitRate);
     /// Where finish puts the index.
     void setIndexPlace(IndexPlace place) { indexPlace_ = place; }
-    /// Hears, once and on any thread, why nothing more can be written. What has been is not lost: `finish`
-    /// completes it. Only before `begin`.
+    /// To be set before begin(). Called once, on any thread, with the reason why nothing more can be written.
+    /// finish() still completes what was written.
     void setOnFailure(std::function<void(std::exception_ptr)> onFailure) {
         onFailure_ = std::move(onFailure);
     }
@@ -58,21 +58,21 @@ class MovieFile {
     /// Creates the file. Throws PlatformError with the system's reason, also when something of this name
     /// exists.
     void begin();
-    /// Times of a track must grow. Never waits for the disk; after a failure the sample is dropped.
+    /// Times of a track must increase. Never waits for the disk; after a failure the sample is dropped.
     void write(int track, const MovieSample& sample);
-    /// The last picture is known to have lasted until this second of the movie.
-    void reach(double second);
-    /// The track ends at this tick: its last picture lasts until then, and of its sound nothing is presented
-    /// from then on. Once all of it has been written.
+    /// The last picture lasts at least until this second of the movie.
+    void extendTo(double second);
+    /// Ends a track at this tick: the last picture lasts until then; sound is not presented beyond it. To be
+    /// called after the track's last write().
     void endTrack(int track, std::int64_t time);
-    /// How full the buffer before the disk is; with 1 nothing more should be encoded.
+    /// How full the queue to the disk is; at 1 the caller should stop encoding.
     double backlog() const;
-    /// Waits for the disk and completes the file with what is there. Throws PlatformError, when not even one
-    /// sample is.
+    /// Waits for the disk and completes the file. Throws PlatformError, also when there is not even one
+    /// sample.
     void finish();
     /// Deletes the file.
     void discard();
-    /// Whether not one sample is on the disk. Once the writing has ended.
+    /// Whether no sample is on the disk. Valid after finish() or discard().
     bool isEmpty() const;
 
     const std::filesystem::path& path() const { return path_; }
@@ -86,25 +86,25 @@ class MovieFile {
     void settle();
 
     std::filesystem::path path_;
-    RecoveryList unfinished_;
+    RecoveryList recordings_;
     std::optional<RecoveryList::Entry> entry_;
     std::function<void(std::exception_ptr)> onFailure_;
     IndexPlace indexPlace_ = IndexPlace::front;
     std::int64_t bitRate_ = 0;
     std::optional<OutputFile> file_;
 
-    /// Of the samples on their way to the disk.
+    // The samples on their way to the disk:
     std::mutex fragmenting_;
     bool closed_ = false;
     std::unique_ptr<isobmff::MovieFragmenter> fragmenter_;
     std::vector<std::optional<isobmff::MediaWrite::LastDuration>> lastDurations_;
     std::vector<std::optional<std::int64_t>> trackEnds_;
 
-    /// Of those that are there. Filled on the disk's thread.
+    // The samples on the disk; filled on the disk thread until it is drained:
     isobmff::UnfinishedMovie movie_;
     std::exception_ptr failure_;
     std::atomic<bool> failed_ = false;
-    // Last, since its thread uses the rest.
+    // Destroyed first: its thread uses all of the above.
     std::unique_ptr<WriteBehind> disk_;
 };
 

@@ -4,6 +4,7 @@
 #include "Linux/Media/IsoBmff/UnfinishedMovie.h"
 #include "Linux/Media/MovieFile/MovieCompletion.h"
 #include "Support/Error.h"
+#include "Support/Log.h"
 
 #include <algorithm>
 #include <functional>
@@ -32,13 +33,27 @@ class FileSource final : public isobmff::ByteSource {
     const OutputFile& file_;
 };
 
-/// What an entry of the list has come to.
+/// What became of an entry of the list.
 enum class Outcome {
-    untouched,  ///< it may still be written
+    untouched,  ///< another process is writing it
     completed,
     settled,  ///< there is nothing to complete
-    damaged,  ///< there is, but nobody can tell what
+    damaged,  ///< there is, but it can't be read
 };
+
+const char* nameOf(Outcome outcome) {
+    switch (outcome) {
+        case Outcome::untouched:
+            return "another process is writing the movie";
+        case Outcome::completed:
+            return "completed a movie";
+        case Outcome::settled:
+            return "nothing to complete";
+        case Outcome::damaged:
+            return "a movie is too damaged";
+    }
+    return "";
+}
 
 bool hasSamples(const UnfinishedMovie& movie) {
     return !std::all_of(movie.tracks.begin(), movie.tracks.end(), std::mem_fn(&SampleTable::isEmpty));
@@ -47,7 +62,7 @@ bool hasSamples(const UnfinishedMovie& movie) {
 Outcome recover(const RecoveryList::Movie& entry) {
     std::optional<OutputFile> file = OutputFile::open(entry.path);
     if (!file) return Outcome::untouched;
-    // What the copying of a movie may have left.
+    // An interrupted copy by completeMovie().
     std::error_code ignored;
     std::filesystem::remove(entry.path.parent_path() / temporaryName(*file, entry.identifier), ignored);
 
@@ -69,9 +84,9 @@ std::exception_ptr tooDamaged() {
 
 }  // namespace
 
-std::vector<RecoveredMovie> recoverMovies(const RecoveryList& unfinished) {
+std::vector<RecoveredMovie> recoverMovies(const RecoveryList& recordings) {
     std::vector<RecoveredMovie> recovered;
-    for (const RecoveryList::Movie& entry : unfinished.list()) {
+    for (const RecoveryList::Movie& entry : recordings.list()) {
         std::error_code unknown;
         const auto type = std::filesystem::symlink_status(entry.path, unknown).type();
         const bool gone = type != std::filesystem::file_type::regular;
@@ -79,10 +94,11 @@ std::vector<RecoveredMovie> recoverMovies(const RecoveryList& unfinished) {
             const Outcome outcome = gone ? Outcome::settled : recover(entry);
             if (outcome == Outcome::completed) recovered.push_back({entry.path, nullptr});
             if (outcome == Outcome::damaged) recovered.push_back({entry.path, tooDamaged()});
-            // A file that is about to be created is not there yet.
+            // The entry comes before its file, which may be about to be created.
+            log(LogArea::movie, "recovery: ", nameOf(outcome));
             const bool keep =
-                outcome == Outcome::untouched || (gone && unfinished.isRecent(entry.identifier));
-            if (!keep) unfinished.remove(entry.identifier);
+                outcome == Outcome::untouched || (gone && recordings.isRecent(entry.identifier));
+            if (!keep) recordings.remove(entry.identifier);
         } catch (...) {
             recovered.push_back({entry.path, std::current_exception()});
         }

@@ -1,4 +1,4 @@
-// MovieRecovery: completes the movies that a crash has cut off.
+// MovieRecovery: completes the movies that a crash cut off. RecoveryList.h shows where it fits in.
 #pragma once
 
 #include "Linux/Media/MovieFile/RecoveryList.h"
@@ -11,14 +11,14 @@ namespace lumicrate::media {
 
 struct RecoveredMovie {
     std::filesystem::path path;
-    /// Why it could not be completed; it then stays as it is, and is tried again the next time unless it is
-    /// too damaged.
+    /// Why it could not be completed, or null. The file then stays as it is, and recovery is tried again the
+    /// next time unless the file is too damaged.
     std::exception_ptr error;
 };
 
-/// Completes, in place, every movie of the list that nobody writes any more, and gives those about which
-/// there is something to tell. A movie in which nothing was recorded is deleted. Files that are not the ones
-/// that were begun, and movies that another process is writing, are left alone.
-std::vector<RecoveredMovie> recoverMovies(const RecoveryList& unfinished);
+/// Completes, in place, every movie of the list that nobody is writing any more, and returns those that the
+/// user should hear about. Deletes a movie in which nothing was recorded. Leaves alone movies that another
+/// process is writing, and files that are not the ones that were begun.
+std::vector<RecoveredMovie> recoverMovies(const RecoveryList& recordings);
 
 }  // namespace lumicrate::media

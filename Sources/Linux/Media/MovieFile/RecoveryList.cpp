@@ -24,16 +24,16 @@ namespace {
 
 using isobmff::MovieIdentifier;
 
-constexpr const char* cannotNote = "The list of unfinished recordings couldn't be written:";
+constexpr const char* cannotWriteList = "The list of unfinished recordings couldn't be written:";
 
-/// What every version begins with, and what this one adds.
+/// What entries of every version begin with, and what this version adds.
 constexpr std::string_view signature = "lumicrate unfinished movie ";
 constexpr std::string_view version = "1\n";
-constexpr std::size_t longestEntry = signature.size() + version.size() + PATH_MAX;
+constexpr std::size_t maxEntrySize = signature.size() + version.size() + PATH_MAX;
 
 constexpr std::string_view digits = "0123456789abcdef";
 
-/// Nothing for a name that no entry has.
+/// Nothing for a name that is not an entry's.
 std::optional<MovieIdentifier> identifierOf(std::string_view name) {
     MovieIdentifier identifier{};
     if (name.size() != 2 * identifier.size()) return std::nullopt;
@@ -45,10 +45,10 @@ std::optional<MovieIdentifier> identifierOf(std::string_view name) {
     return identifier;
 }
 
-/// What an entry's file turns out to be.
+/// The content of an entry's file.
 struct Reading {
     std::optional<std::filesystem::path> movie;
-    /// There is nothing in it, and there never will be.
+    /// It has no content and never will have.
     bool isUnusable = false;
 };
 
@@ -56,7 +56,7 @@ Reading unusable() {
     return {std::nullopt, true};
 }
 
-/// Not to be read now, or only by a later version.
+/// It can't be read now, or only by a later version.
 Reading unknown() {
     return {std::nullopt, false};
 }
@@ -77,20 +77,20 @@ Reading readEntry(const std::filesystem::path& path) {
     struct stat status {};
     if (fstat(file.get(), &status) != 0) return unknown();
     if (!S_ISREG(status.st_mode)) return unusable();
-    std::string content(longestEntry + 1, '\0');
+    std::string content(maxEntrySize + 1, '\0');
     const std::span bytes(reinterpret_cast<std::uint8_t*>(content.data()), content.size());
     const std::int64_t size = readAll(file, 0, bytes);
     if (size < 0) return unknown();
-    if (static_cast<std::size_t>(size) > longestEntry) return unusable();
+    if (static_cast<std::size_t>(size) > maxEntrySize) return unusable();
     return parse(std::string_view(content).substr(0, static_cast<std::size_t>(size)));
 }
 
-/// Only the user is to see what was recorded.
+/// Paths of recordings are private.
 void makePrivateFolder(const std::filesystem::path& folder) {
     std::error_code error;
     if (std::filesystem::create_directories(folder, error))
         std::filesystem::permissions(folder, std::filesystem::perms::owner_all, error);
-    if (error) failForPath(cannotNote, folder, error.value());
+    if (error) failForPath(cannotWriteList, folder, error.value());
 }
 
 }  // namespace
@@ -107,18 +107,18 @@ std::string hexadecimal(const MovieIdentifier& identifier) {
 void RecoveryList::add(const MovieIdentifier& identifier, const std::filesystem::path& path) const {
     std::error_code error;
     const std::string movie = std::filesystem::absolute(path, error).string();
-    if (error) failForPath(cannotNote, folder_, error.value());
-    if (movie.size() >= PATH_MAX) failForPath(cannotNote, folder_, ENAMETOOLONG);
+    if (error) failForPath(cannotWriteList, folder_, error.value());
+    if (movie.size() >= PATH_MAX) failForPath(cannotWriteList, folder_, ENAMETOOLONG);
     std::string content = std::string(signature) + std::string(version) + movie;
     content += '\0';
 
     makePrivateFolder(folder_);
     const std::span bytes(reinterpret_cast<const std::uint8_t*>(content.data()), content.size());
     const std::filesystem::path entry = entryPath(identifier);
-    AtomicFile::replace(entry, "." + entry.filename().string() + ".new", cannotNote,
+    AtomicFile::replace(entry, "." + entry.filename().string() + ".new", cannotWriteList,
                         [&](const FileDescriptor& file) {
                             if (const int failure = writeAll(file, 0, bytes); failure != 0)
-                                failForPath(cannotNote, folder_, failure);
+                                failForPath(cannotWriteList, folder_, failure);
                         });
 }
 

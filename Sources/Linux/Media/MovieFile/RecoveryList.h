@@ -1,5 +1,11 @@
-// RecoveryList: which recordings are being written, known on disk, so that the next start can complete
-// those that a crash has cut off.
+// RecoveryList: which recordings are being written, noted on disk.
+//
+// What keeps a recording from being lost, in order:
+//
+//   RecoveryList     MovieFile notes the recording before it creates the file.
+//   MovieFile        writes the media in fragments; the file can be played at any time.
+//   MovieCompletion  adds the index: MovieFile::finish() calls it, or, after a crash, MovieRecovery.
+//   MovieRecovery    at the next start: completes the movies that are still in the list.
 #pragma once
 
 #include "Linux/Media/IsoBmff/MovieDescription.h"
@@ -11,12 +17,12 @@
 
 namespace lumicrate::media {
 
-/// Two digits a byte.
+/// Two hexadecimal digits a byte.
 std::string hexadecimal(const isobmff::MovieIdentifier& identifier);
 
-/// A folder with one small file a recording: its name is the recording's identifier in hexadecimal digits,
-/// its content a line with the format's version, the absolute path of the movie, and a zero byte, by which a
-/// torn file is known. Any number of processes may use the folder at once.
+/// A folder with one small file for each recording. Its name is the recording's identifier in hexadecimal;
+/// its content a line with the format's version, the movie's absolute path, and a zero byte that shows that
+/// the content is complete. Any number of processes may use the folder at once.
 class RecoveryList {
  public:
     struct Movie {
@@ -27,18 +33,18 @@ class RecoveryList {
     };
     class Entry;
 
-    /// The folder is made with the first entry.
+    /// The folder is created with the first entry.
     explicit RecoveryList(std::filesystem::path folder) : folder_(std::move(folder)) {}
 
-    /// Returns when the entry would outlast a power cut. An entry of the same identifier is replaced. Throws
+    /// Returns when the entry would survive a power cut. Replaces an entry of the same identifier. Throws
     /// PlatformError.
     void add(const isobmff::MovieIdentifier& identifier, const std::filesystem::path& path) const;
-    /// An entry that is not there may be removed too.
+    /// Does nothing if there is no such entry.
     void remove(const isobmff::MovieIdentifier& identifier) const noexcept;
-    /// All entries, also those of recordings that are still running, in no order. Files there that are not
-    /// of this kind are passed over; those with the name of an entry but no usable content are deleted.
+    /// All entries in no particular order, including those of recordings that are still running. Ignores
+    /// other files in the folder; deletes files with the name of an entry but without usable content.
     std::vector<Movie> list() const;
-    /// Whether an entry was made within the last minute: its movie may be about to be created.
+    /// Whether the entry was made within the last minute, so that its movie may be about to be created.
     bool isRecent(const isobmff::MovieIdentifier& identifier) const;
 
  private:
@@ -47,21 +53,21 @@ class RecoveryList {
     std::filesystem::path folder_;
 };
 
-/// The entry of a recording that this process writes. It stays when the object goes, however that happens;
-/// only done() removes it.
+/// The entry of a recording that this process writes. It stays when the object is destroyed; only done()
+/// removes it.
 class RecoveryList::Entry {
  public:
     /// Throws PlatformError.
-    Entry(RecoveryList movies, const isobmff::MovieIdentifier& identifier, const std::filesystem::path& path)
-        : movies_(std::move(movies)), identifier_(identifier) {
-        movies_.add(identifier_, path);
+    Entry(RecoveryList list, const isobmff::MovieIdentifier& identifier, const std::filesystem::path& path)
+        : list_(std::move(list)), identifier_(identifier) {
+        list_.add(identifier_, path);
     }
 
     /// The movie is complete, or was deleted on purpose.
-    void done() noexcept { movies_.remove(identifier_); }
+    void done() noexcept { list_.remove(identifier_); }
 
  private:
-    RecoveryList movies_;
+    RecoveryList list_;
     isobmff::MovieIdentifier identifier_;
 };
 

@@ -68,7 +68,7 @@ void AudioTrack::encode(const CMSampleBuffer& sample, CMTime sessionStart) {
 void AudioTrack::finish(CMTime sessionStart, std::optional<MovieEnd> end) {
     if (end) encodeSilence(timelineFrom(sessionStart).padTo(sessionStart + end->time));
     encoder_->finish([this](const MovieSample& coded) { file_->write(track_, coded); });
-    if (end && end->isTold) file_->endTrack(track_, end->time.converted(settings_.sampleRate));
+    if (end && end->isExplicit) file_->endTrack(track_, end->time.converted(settings_.sampleRate));
 }
 
 double AudioTrack::roomFor(const CMSampleBuffer& sample) const {

@@ -18,8 +18,8 @@ class AudioTrack final : public TrackEncoder {
 
     void open(MovieFile& file) override;
     void encode(const CMSampleBuffer& sample, CMTime sessionStart) override;
-    std::optional<std::chrono::milliseconds> restsAfter() const override { return std::nullopt; }
-    void rest() override {}
+    std::optional<std::chrono::milliseconds> idleTimeout() const override { return std::nullopt; }
+    void handleIdle() override {}
     void finish(CMTime sessionStart, std::optional<MovieEnd> end) override;
     std::optional<CMTime> decidedEnd() const override { return std::nullopt; }
     double roomFor(const CMSampleBuffer& sample) const override;

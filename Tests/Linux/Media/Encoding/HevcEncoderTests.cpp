@@ -79,8 +79,8 @@ TEST(HevcEncoderTests, SeveralEncodersLiveSideBySide) {
     TestPicture largePicture(320, 192);
     EXPECT_TRUE(large.encode(largePicture, 0, std::nullopt).key);
     {
-        HevcEncoder tiny(settings(HevcEncoder::leastSide, HevcEncoder::leastSide));
-        const TestPicture tinyPicture(HevcEncoder::leastSide, HevcEncoder::leastSide);
+        HevcEncoder tiny(settings(HevcEncoder::minSide, HevcEncoder::minSide));
+        const TestPicture tinyPicture(HevcEncoder::minSide, HevcEncoder::minSide);
         EXPECT_TRUE(tiny.encode(tinyPicture, 0, std::nullopt).key);
     }
     EXPECT_FALSE(large.encode(largePicture, second, std::nullopt).key);
@@ -89,7 +89,7 @@ TEST(HevcEncoderTests, SeveralEncodersLiveSideBySide) {
 TEST(HevcEncoderTests, IsSilentAlsoWhenItFails) {
     testing::internal::CaptureStderr();
     testing::internal::CaptureStdout();
-    EXPECT_THROW(HevcEncoder(settings(HevcEncoder::leastSide - 2, 64)), PlatformError);
+    EXPECT_THROW(HevcEncoder(settings(HevcEncoder::minSide - 2, 64)), PlatformError);
     { HevcEncoder encoder(settings(64, 64)); }
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");

@@ -81,7 +81,7 @@ void SimulatedRecording::record(double begin, double end, std::uint32_t seed) {
                      [](const auto& one, const auto& other) { return one.second < other.second; });
     for (const PlannedSample& each : planned_) {
         add(each.track, each.size, each.time, each.duration, each.key);
-        reach(each.second);
+        extendTo(each.second);
     }
     planned_.clear();
 }

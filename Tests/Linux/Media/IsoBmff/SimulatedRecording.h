@@ -2,7 +2,7 @@
 // recorded when.
 #pragma once
 
-#include "Linux/Media/IsoBmff/ByteSource.h"
+#include "Linux/Media/IsoBmff/BoxReader.h"
 #include "Linux/Media/IsoBmff/MovieFragmenter.h"
 
 #include <cstdint>
@@ -43,7 +43,7 @@ class SimulatedRecording {
 
     /// A sample of `size` bytes; the rest as MovieFragmenter has it.
     void add(std::size_t track, std::uint32_t size, std::int64_t time, std::uint32_t duration, bool key);
-    void reach(double second) { fragmenter_.reach(second); }
+    void extendTo(double second) { fragmenter_.extendTo(second); }
     void finish() { fragmenter_.finish(); }
     /// Records all tracks from the second `begin` to `end`: pictures at times that follow from `seed`, and
     /// sound without gaps.

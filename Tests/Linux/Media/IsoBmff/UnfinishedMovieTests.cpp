@@ -122,7 +122,7 @@ TEST(UnfinishedMovieTests, RecordingsOfDaysKeepTheirTimes) {
 TEST(UnfinishedMovieTests, LateTracksAndEmptyOnesAreKept) {
     SimulatedRecording recording(screenWithSounds());
     recording.add(0, 40, 0, 3000, true);
-    recording.reach(30);
+    recording.extendTo(30);
     constexpr std::int64_t late = 30LL * 48000;
     recording.add(2, 8, late, 1024, true);
     recording.finish();
@@ -136,7 +136,7 @@ TEST(UnfinishedMovieTests, TheDurationOfAStillPictureFollowsTheClock) {
     SimulatedRecording recording(movie(Brand::mpeg4, {screen()}));
     recording.add(0, 40, 0, 3000, true);
     for (int second = 1; second <= 60; ++second)
-        recording.reach(second);
+        recording.extendTo(second);
     expectAll(recording);
     EXPECT_EQ(readBack(recording.file())->tracks[0].end(), 60 * 90000);
 }

@@ -249,12 +249,12 @@ class HeldEncoder final : public TrackEncoder {
         control_.changed.notify_all();
         control_.changed.wait(lock, [this] { return !control_.held; });
     }
-    std::optional<std::chrono::milliseconds> restsAfter() const override {
+    std::optional<std::chrono::milliseconds> idleTimeout() const override {
         const std::lock_guard lock(control_.mutex);
         if (!control_.coarse) return std::nullopt;
         return std::chrono::milliseconds(1);
     }
-    void rest() override {
+    void handleIdle() override {
         const std::lock_guard lock(control_.mutex);
         control_.coarse = ++control_.rests < 2;
         control_.changed.notify_all();

@@ -115,7 +115,7 @@ TEST_F(MovieFileTests, WhatIsWrittenCanBePlayedAtAnyTime) {
 
     // The screen stands still from here on; the file grows longer all the same.
     for (const double second : {3.6, 3.75, 3.9}) {
-        file->reach(second);
+        file->extendTo(second);
         awaitDisk(*file);
         const MovieTrack pictures = movie().tracks.at(0);
         EXPECT_EQ(pictures.samples.size(), 95U);
@@ -135,7 +135,7 @@ TEST_F(MovieFileTests, AStillEndLastsOnlyAsLongAsItWasTold) {
     SyntheticMovie samples(*file);
     file->begin();
     samples.writeUpTo(30);
-    file->reach(40);
+    file->extendTo(40);
     file->finish();
     EXPECT_EQ(movie().tracks.at(0).samples.back().duration, SyntheticMovie::lastTicks);
 }

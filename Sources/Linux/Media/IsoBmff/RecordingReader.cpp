@@ -1,5 +1,6 @@
-#include "Linux/Media/IsoBmff/EmptyIndexReader.h"
+#include "Linux/Media/IsoBmff/RecordingReader.h"
 
+#include "Linux/Media/IsoBmff/Fragment.h"
 #include "Linux/Media/IsoBmff/MovieIndex.h"
 
 #include <algorithm>
@@ -10,15 +11,15 @@ namespace lumicrate::isobmff {
 
 namespace {
 
-/// An AudioSpecificConfig takes a few bytes; a long one is damage.
-constexpr std::size_t longestAudioConfiguration = 64;
+/// An AudioSpecificConfig has a few bytes; a long one is damaged.
+constexpr std::size_t maxAudioConfiguration = 64;
 
 std::vector<std::uint8_t> allOf(BoxReader reader) {
     const auto content = reader.bytes(reader.remaining());
     return {content.begin(), content.end()};
 }
 
-/// What "mvhd", "tkhd" and "mdhd" begin with: a version that says how wide times are, and two dates.
+/// "mvhd", "tkhd" and "mdhd" begin with a version, by which times have 64 or 32 bits, and two dates.
 bool skipToDates(BoxReader& reader) {
     const FullBoxHeader header = reader.fullBoxHeader();
     require(header.version <= 1);
@@ -83,7 +84,7 @@ class TrackReader {
         return timescale;
     }
 
-    /// What the one edit cuts away.
+    /// The start of the only edit.
     std::uint32_t readLeadIn() const {
         const auto edts = trak_.find("edts");
         if (!edts) return 0;
@@ -97,7 +98,7 @@ class TrackReader {
         return static_cast<std::uint32_t>(mediaTime);
     }
 
-    /// The one sample entry, with its header.
+    /// The only sample entry, with its header.
     BoxReader sampleEntry() const {
         BoxReader stsd = mdia_.child("minf").child("stbl").child("stsd");
         stsd.skip(4);
@@ -131,15 +132,15 @@ class TrackReader {
         audio.sampleRate = static_cast<int>(fields.u32() >> 16);
         require(audio.sampleRate > 0);
         if (quickTime_) {
-            fields.skip(16);  // what version 1 adds
+            fields.skip(16);  // fields of version 1
             fields = fields.child("wave");
         }
         readElementaryStream(fields.child("esds"), audio);
         return audio;
     }
 
-    /// The content of the descriptor of ISO/IEC 14496-1 that comes next, which must have this tag. Ours are
-    /// short, so that their length is one byte.
+    /// The content of the next descriptor of ISO/IEC 14496-1, which must have this tag. Ours have lengths of one
+    /// byte.
     static BoxReader descriptor(BoxReader& reader, int tag) {
         require(reader.u8() == tag);
         const std::uint8_t length = reader.u8();
@@ -157,13 +158,19 @@ class TrackReader {
         require(bitRate <= static_cast<std::uint32_t>(std::numeric_limits<int>::max()));
         audio.bitRate = static_cast<int>(bitRate);
         audio.configuration = allOf(descriptor(decoder, 0x05));
-        require(audio.configuration.size() <= longestAudioConfiguration);
+        require(audio.configuration.size() <= maxAudioConfiguration);
     }
 
     bool quickTime_;
     BoxReader trak_;
     BoxReader mdia_;
 };
+
+/// Whether the flags mark a sample at which decoding can begin.
+bool isKey(std::uint32_t sampleFlags) {
+    constexpr std::uint32_t nonSync = 0x00010000;
+    return (sampleFlags & nonSync) == 0;
+}
 
 /// The defaults of the track with this number.
 SampleDefaults readDefaults(BoxReader trex, std::size_t number) {
@@ -172,17 +179,70 @@ SampleDefaults readDefaults(BoxReader trex, std::size_t number) {
     trex.skip(4);  // the sample description
     SampleDefaults defaults;
     defaults.duration = trex.u32();
-    trex.skip(4);  // the size, which fragments tell
+    trex.skip(4);  // the size, which every fragment has
     defaults.key = isKey(trex.u32());
     return defaults;
 }
 
-}  // namespace
+void readSamples(BoxReader trun, const SampleDefaults& defaults, FragmentRun& run) {
+    const std::uint32_t flags = trun.fullBoxHeader().flags;
+    require((flags & ~(runHasDurations | runHasFlags)) == (runHasDataOffset | runHasSizes));
+    const bool durations = (flags & runHasDurations) != 0;
+    const bool sampleFlags = (flags & runHasFlags) != 0;
+    const std::size_t sampleSize = 4 + (durations ? 4 : 0) + (sampleFlags ? 4 : 0);
 
-bool isKey(std::uint32_t sampleFlags) {
-    constexpr std::uint32_t nonSync = 0x00010000;
-    return (sampleFlags & nonSync) == 0;
+    const std::uint64_t count = trun.u32();
+    run.offset = trun.u32();
+    require(count > 0 && trun.remaining() == count * sampleSize);
+    run.samples.resize(count);
+    for (Sample& sample : run.samples) {
+        sample.duration = durations ? trun.u32() : defaults.duration;
+        sample.size = trun.u32();
+        sample.key = sampleFlags ? isKey(trun.u32()) : defaults.key;
+        run.size += sample.size;
+        require(sample.duration > 0 || &sample == &run.samples.back());
+    }
 }
+
+FragmentRun readRun(BoxReader traf, std::span<const SampleDefaults> tracks) {
+    FragmentRun run;
+    BoxReader tfhd = traf.box("tfhd");
+    require(tfhd.fullBoxHeader().flags == offsetsFromFragment);
+    const std::uint32_t number = tfhd.u32();
+    require(number > 0 && number <= tracks.size());
+    run.track = number - 1;
+
+    BoxReader tfdt = traf.box("tfdt");
+    require(tfdt.fullBoxHeader().version == 1);
+    run.decodeTime = tfdt.u64();
+
+    readSamples(traf.child("trun"), tracks[run.track], run);
+    return run;
+}
+
+FragmentIndex readFragment(std::span<const std::uint8_t> moof, std::uint64_t mediaSize,
+                   std::span<const SampleDefaults> tracks) {
+    FragmentIndex index;
+    BoxReader boxes = BoxReader(moof).box("moof");
+    BoxReader mfhd = boxes.box("mfhd");
+    mfhd.skip(4);
+    index.sequence = mfhd.u32();
+
+    const std::uint64_t mediaStart = moof.size() + boxHeaderSize;
+    std::uint64_t offset = mediaStart;
+    while (boxes.remaining() > 0) {
+        FragmentRun run = readRun(boxes.box("traf"), tracks);
+        require(run.offset == offset);
+        require(index.runs.empty() || run.track > index.runs.back().track);
+        offset += run.size;
+        index.runs.push_back(std::move(run));
+    }
+    const std::uint64_t mediaEnd = mediaStart + mediaSize;
+    require(!index.runs.empty() && offset <= mediaEnd && mediaEnd - offset < fragmentAlignment);
+    return index;
+}
+
+}  // namespace
 
 bool announcesFragments(const BoxReader& moov) {
     return moov.find("mvex").has_value();
@@ -204,6 +264,15 @@ EmptyIndex readEmptyIndex(Brand brand, const BoxReader& moov) {
     }
     require(!index.defaults.empty());
     return index;
+}
+
+std::optional<FragmentIndex> readFragmentIndex(std::span<const std::uint8_t> moof, std::uint64_t mediaSize,
+                                               std::span<const SampleDefaults> tracks) {
+    try {
+        return readFragment(moof, mediaSize, tracks);
+    } catch (const Malformed&) {
+        return std::nullopt;
+    }
 }
 
 }  // namespace lumicrate::isobmff
