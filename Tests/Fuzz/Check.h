@@ -1,4 +1,4 @@
-// What the fuzz targets hold to be true.
+// check(): an invariant that a fuzz target verifies.
 #pragma once
 
 #include <cstdio>
@@ -6,10 +6,10 @@
 
 namespace lumicrate::fuzz {
 
-/// Ends the process, which is what finds the fault, when something is not as it is to be.
+/// Aborts unless the invariant holds, so that the fuzzer reports the input.
 inline void check(bool holds, const char* what) {
     if (holds) return;
-    std::fprintf(stderr, "It doesn't hold that %s.\n", what);
+    std::fprintf(stderr, "Not true: %s.\n", what);
     std::abort();
 }
 

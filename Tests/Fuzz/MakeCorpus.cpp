@@ -1,4 +1,5 @@
-// Makes the movies that the fuzzer begins with: MakeCorpus FOLDER. It always makes the same ones.
+// Writes the corpus of the movie fuzz targets to an existing folder: MakeCorpus FOLDER. The result is
+// deterministic.
 #include "Linux/Media/IsoBmff/MovieIndex.h"
 #include "Tests/Linux/Media/IsoBmff/SimulatedRecording.h"
 
@@ -12,55 +13,45 @@ namespace {
 using namespace lumicrate::isobmff;
 using namespace lumicrate::isobmff::test;
 
-class Corpus {
- public:
-    explicit Corpus(std::filesystem::path folder) : folder_(std::move(folder)) {
-        std::filesystem::create_directories(folder_);
-    }
+std::filesystem::path folder;
 
-    void add(const std::string& name, const MemoryFile& file) {
-        std::ofstream stream(folder_ / name, std::ios::binary);
-        stream.write(reinterpret_cast<const char*>(file.bytes.data()),
-                     static_cast<std::streamsize>(file.size()));
-        if (!stream.flush()) throw std::runtime_error("It couldn't be written: " + name);
-    }
+void add(const std::string& name, const MemoryFile& file) {
+    std::ofstream(folder / name, std::ios::binary)
+        .write(reinterpret_cast<const char*>(file.bytes.data()), static_cast<std::streamsize>(file.size()));
+}
 
- private:
-    std::filesystem::path folder_;
-};
-
-void addRecordings(Corpus& corpus) {
+void addRecordings() {
     SimulatedRecording full(movie(Brand::mpeg4, {screen(), sound("System", 2, 2112), sound("Mic", 1, 1024)}));
     full.record(0, 1.2, 1);
     full.finish();
-    corpus.add("unfinished-screen-and-sounds", full.file());
-    corpus.add("unfinished-cut", full.file().cut(full.file().size() - 100));
+    add("unfinished-screen-and-sounds", full.file());
+    add("unfinished-cut", full.file().cut(full.file().size() - 100));
 
     SimulatedRecording quickTime(
         movie(Brand::quickTime, {screen(VideoCodec::hevc), sound("System", 2, 2112)}));
     quickTime.record(0, 1.2, 2);
-    corpus.add("unfinished-quicktime", quickTime.file());
+    add("unfinished-quicktime", quickTime.file());
 
     SimulatedRecording soundAlone(movie(Brand::m4a, {sound("Mic", 1, 2112)}));
     soundAlone.record(0, 1.2, 3);
-    corpus.add("unfinished-sound", soundAlone.file());
+    add("unfinished-sound", soundAlone.file());
 
     SimulatedRecording still(movie(Brand::mpeg4, {screen(VideoCodec::hevc)}));
-    corpus.add("unfinished-empty", still.file());
+    add("unfinished-empty", still.file());
     still.add(0, 30, 0, 3000, true);
     still.extendTo(40'000);
     still.add(0, 30, 40'001LL * 90000, 3000, false);
     still.finish();
-    corpus.add("unfinished-still", still.file());
+    add("unfinished-still", still.file());
 
     MovieDescription late = movie(Brand::mpeg4, {sound("System", 2, 0), screen()});
     late.created = 4'000'000'000;
     SimulatedRecording lateScreen(late);
     lateScreen.record(3, 4, 4);
-    corpus.add("unfinished-late", lateScreen.file());
+    add("unfinished-late", lateScreen.file());
 }
 
-void addStagesOfFinishing(Corpus& corpus) {
+void addStagesOfFinishing() {
     SimulatedRecording recording(movie(Brand::mpeg4, {screen(), sound("System", 2, 2112)}), 2 * blockSize);
     recording.record(0, 0.8, 5);
     const HeadLayout layout = recording.layout();
@@ -69,20 +60,20 @@ void addStagesOfFinishing(Corpus& corpus) {
     MemoryFile growing = recording.file();
     growing.write(prepareGrowth(layout));
     growing.insert(prepareGrowth(layout).offset, growth(layout));
-    corpus.add("unfinished-growing", growing);
+    add("unfinished-growing", growing);
 
     const Finishing stages = finishing(recording);
     MemoryFile filled = stages.file;
     filled.write(stages.index);
-    corpus.add("unfinished-filled", filled);
+    add("unfinished-filled", filled);
 
     MemoryFile behind = recording.file();
     behind.write({mediaEnd, makeIndex(recording.description(), recording.tables(), 0)});
-    corpus.add("unfinished-index-behind", behind);
+    add("unfinished-index-behind", behind);
 
-    corpus.add("finished-in-room", finishedInRoom(recording));
-    corpus.add("finished-by-copy", finishedByCopy(recording));
-    corpus.add("finished-behind", finishedBehind(recording));
+    add("finished-in-room", finishedInRoom(recording));
+    add("finished-by-copy", finishedByCopy(recording));
+    add("finished-behind", finishedBehind(recording));
 }
 
 }  // namespace
@@ -92,13 +83,8 @@ int main(int count, char** values) {
         std::fprintf(stderr, "MakeCorpus FOLDER\n");
         return EXIT_FAILURE;
     }
-    try {
-        Corpus corpus(values[1]);
-        addRecordings(corpus);
-        addStagesOfFinishing(corpus);
-    } catch (const std::exception& error) {
-        std::fprintf(stderr, "%s\n", error.what());
-        return EXIT_FAILURE;
-    }
+    folder = values[1];
+    addRecordings();
+    addStagesOfFinishing();
     return EXIT_SUCCESS;
 }

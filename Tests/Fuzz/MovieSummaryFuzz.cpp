@@ -1,4 +1,4 @@
-// Whatever the bytes, a movie's headers are read to an end, and what they give can be shown.
+// Any bytes can be read as a movie's headers, and the result has sensible numbers.
 #include "Linux/Media/IsoBmff/MovieSummary.h"
 #include "Tests/Fuzz/Check.h"
 #include "Tests/Linux/Media/IsoBmff/SimulatedRecording.h"
@@ -11,7 +11,7 @@ namespace {
 
 using namespace isobmff;
 
-/// Reading goes from one header to the next: it may look at a byte again, but not again and again.
+/// Limits the number of bytes read: the reader may read a byte twice, but not over and over.
 class CountedFile final : public ByteSource {
  public:
     explicit CountedFile(const ByteSource& file) : file_(file) {}
@@ -19,7 +19,7 @@ class CountedFile final : public ByteSource {
     std::uint64_t size() const override { return file_.size(); }
     bool read(std::uint64_t offset, std::span<std::uint8_t> into) const override {
         bytesRead_ += into.size();
-        check(bytesRead_ <= 64 * size() + 65536, "little is read twice");
+        check(bytesRead_ <= 64 * size() + 65536, "few bytes are read repeatedly");
         return file_.read(offset, into);
     }
 
@@ -28,15 +28,15 @@ class CountedFile final : public ByteSource {
     mutable std::uint64_t bytesRead_ = 0;
 };
 
-bool isMeasure(double value) {
+bool isSensible(double value) {
     return std::isfinite(value) && value >= 0 && value <= 1e12;
 }
 
 void checkSummary(const MovieSummary& movie) {
-    check(isMeasure(movie.duration), "the movie has a length");
+    check(isSensible(movie.duration), "the movie has a duration");
     for (const TrackSummary& each : movie.tracks) {
-        check(isMeasure(each.duration) && isMeasure(each.width) && isMeasure(each.height),
-              "a track has a length and a size");
+        check(isSensible(each.duration) && isSensible(each.width) && isSensible(each.height),
+              "a track has a duration and a size");
         check(each.kind == fourCC("vide") || each.width + each.height == 0, "sound has no size");
     }
 }

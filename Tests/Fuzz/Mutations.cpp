@@ -30,7 +30,7 @@ bool isBox(const Bytes& bytes, std::size_t at) {
            numberAt(bytes, at) <= bytes.size();
 }
 
-/// The length of the box that begins there, as far as it lies in the bytes.
+/// The length of the box that begins there, limited to the rest of the bytes.
 std::size_t boxLength(const Bytes& bytes, std::size_t at) {
     if (at + headerSize > bytes.size()) return 0;
     return std::min<std::size_t>(numberAt(bytes, at), bytes.size() - at);
@@ -38,47 +38,29 @@ std::size_t boxLength(const Bytes& bytes, std::size_t at) {
 
 }  // namespace
 
-void Mutations::apply(Bytes& input, const Bytes& other, std::size_t greatestSize) {
+void Mutations::apply(Bytes& input, const Bytes& other, std::size_t maxSize) {
     for (std::size_t count = 1 + below(8); count > 0 && !input.empty(); --count) {
-        switch (below(16)) {
-            case 0:
-            case 1:
-            case 2:
-                flipBit(input);
-                break;
-            case 3:
-            case 4:
-            case 5:
-            case 6:
-            case 7:
-            case 8:
-                changeNumber(input);
-                break;
-            case 9:
-            case 10:
-                changeSize(input);
-                break;
-            case 11:
-                changeType(input);
-                break;
-            case 12:
-                removeBox(input);
-                break;
-            case 13:
-                insertBox(input, input);
-                break;
-            case 14:
-                insertBox(input, other);
-                break;
-            default:
-                cut(input);
-        }
+        const std::size_t kind = below(16);
+        if (kind < 3)
+            flipBit(input);
+        else if (kind < 9)
+            changeNumber(input);
+        else if (kind < 11)
+            changeSize(input);
+        else if (kind < 12)
+            changeType(input);
+        else if (kind < 13)
+            removeBox(input);
+        else if (kind < 15)
+            insertBox(input, kind == 13 ? input : other);
+        else
+            input.resize(1 + below(input.size()));
     }
-    if (input.size() > greatestSize) input.resize(greatestSize);
+    if (input.size() > maxSize) input.resize(maxSize);
 }
 
-/// Numbers at which things change.
-std::uint32_t Mutations::tellingNumber() {
+/// A number near the limits of its type or of small sizes.
+std::uint32_t Mutations::boundaryNumber() {
     constexpr std::array<std::uint32_t, 14> numbers{
         0, 1, 2, 7, 8, 16, 0x7f, 0x80, 0xffff, 0x10000, 0x7fffffff, 0x80000000, 0xfffffff8, 0xffffffff};
     return numbers[below(numbers.size())];
@@ -88,7 +70,7 @@ std::size_t Mutations::someBox(const Bytes& input) {
     constexpr std::size_t attempts = 64;
     if (input.size() < headerSize) return 0;
     for (std::size_t i = 0; i < attempts; ++i) {
-        // From a random place on, since most of a file are no headers; what is zero is passed over quickly.
+        // Searches from a random position, since headers are few.
         const std::size_t start = below(input.size() - headerSize + 1);
         const std::size_t end = std::min(start + 256, input.size() - headerSize + 1);
         for (std::size_t at = start; at < end; ++at) {
@@ -107,14 +89,14 @@ void Mutations::changeNumber(Bytes& input) {
     const std::size_t at = (someBox(input) + headerSize + 4 * below(12)) % input.size();
     if (at + 4 > input.size()) return;
     const auto difference = static_cast<std::uint32_t>(below(33)) - 16;
-    putNumber(input, at, below(2) == 0 ? tellingNumber() : numberAt(input, at) + difference);
+    putNumber(input, at, below(2) == 0 ? boundaryNumber() : numberAt(input, at) + difference);
 }
 
 void Mutations::changeSize(Bytes& input) {
     const std::size_t at = someBox(input);
     if (at + headerSize > input.size()) return;
     const auto difference = static_cast<std::uint32_t>(below(17)) - 8;
-    putNumber(input, at, below(4) == 0 ? tellingNumber() : numberAt(input, at) + difference);
+    putNumber(input, at, below(4) == 0 ? boundaryNumber() : numberAt(input, at) + difference);
 }
 
 void Mutations::changeType(Bytes& input) {
@@ -136,10 +118,6 @@ void Mutations::insertBox(Bytes& input, const Bytes& from) {
     const auto begin = from.begin() + static_cast<std::ptrdiff_t>(source);
     const Bytes box(begin, begin + static_cast<std::ptrdiff_t>(boxLength(from, source)));
     input.insert(input.begin() + static_cast<std::ptrdiff_t>(someBox(input)), box.begin(), box.end());
-}
-
-void Mutations::cut(Bytes& input) {
-    input.resize(1 + below(input.size()));
 }
 
 }  // namespace lumicrate::fuzz

@@ -10,19 +10,19 @@ namespace lumicrate::fuzz {
 
 using Bytes = std::vector<std::uint8_t>;
 
-/// The same seed always does the same.
+/// The same seed always does the same mutations.
 class Mutations {
  public:
     explicit Mutations(std::uint32_t seed) : random_(seed) {}
 
-    /// Damages `input` in one to eight ways: bits, numbers in boxes, their sizes and types; boxes that are
-    /// missing, twice, or out of `other`; ends cut off. It grows to `greatestSize` bytes at most.
-    void apply(Bytes& input, const Bytes& other, std::size_t greatestSize);
+    /// Damages `input` in one to eight ways: flips bits, changes numbers, sizes and types of boxes, removes,
+    /// duplicates or takes boxes from `other`, and truncates. The result has at most `maxSize` bytes.
+    void apply(Bytes& input, const Bytes& other, std::size_t maxSize);
 
  private:
     std::size_t below(std::size_t bound) { return bound == 0 ? 0 : random_() % bound; }
-    std::uint32_t tellingNumber();
-    /// Where the header of some box begins; somewhere where there is none.
+    std::uint32_t boundaryNumber();
+    /// The offset of a random box header, or of any byte if none is found.
     std::size_t someBox(const Bytes& input);
 
     void flipBit(Bytes& input);
@@ -31,7 +31,6 @@ class Mutations {
     void changeType(Bytes& input);
     void removeBox(Bytes& input);
     void insertBox(Bytes& input, const Bytes& from);
-    void cut(Bytes& input);
 
     std::mt19937 random_;
 };

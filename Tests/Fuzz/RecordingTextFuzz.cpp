@@ -1,5 +1,4 @@
-// Whatever somebody types as a recording's name, it becomes one that a file can have; and whatever a movie
-// tells, the facts about it are one line.
+// Any text typed as a recording's name becomes a valid file name, and any movie is described in one line.
 #include "Lumicrate/Library/FileNames.h"
 #include "Lumicrate/Preview/RecordingFiles.h"
 #include "Tests/Fuzz/Check.h"
@@ -18,14 +17,14 @@ void checkName(std::string_view typed) {
     const std::string name = cleanedName(typed);
     check(name.size() <= typed.size(), "a name does not grow");
     check(name.find_first_of(std::string_view("/:\0", 3)) == std::string::npos, "it has no separators");
-    check(cleanedName(name) == name, "a clean name stays as it is");
+    check(cleanedName(name) == name, "a clean name is unchanged");
     if (name.empty()) return;
     const std::filesystem::path path = std::filesystem::path("/folder") / (name + ".mp4");
     check(path.parent_path() == "/folder" && lowercaseExtension(path) == "mp4", "it stays in its folder");
 }
 
-/// A movie made of the bytes, within what readers of movies give.
-void checkFacts(const std::uint8_t* data, std::size_t size) {
+/// A summary made of the bytes, within the limits that MovieSummary has.
+void checkDescription(const std::uint8_t* data, std::size_t size) {
     std::uint64_t numbers[4] = {};
     std::memcpy(numbers, data, std::min(size, sizeof numbers));
     AVAssetSummary summary;
@@ -35,10 +34,10 @@ void checkFacts(const std::uint8_t* data, std::size_t size) {
                                  static_cast<double>(numbers[2] >> 20) / 65536};
     }
     const std::string line = describeRecording("/folder/a.MP4", summary, numbers[3]);
-    check(line.ends_with(" · mp4"), "the facts end with the extension");
+    check(line.ends_with(" · mp4"), "the description ends with the extension");
     check(summary.videoSize.has_value() == (line.find(" × ") != std::string::npos), "pictures have a size");
     check(line.find('\n') == std::string::npos && line.find('-') == std::string::npos,
-          "they are one line without negative numbers");
+          "it is one line without negative numbers");
 }
 
 }  // namespace
@@ -47,6 +46,6 @@ void checkFacts(const std::uint8_t* data, std::size_t size) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     lumicrate::fuzz::checkName({reinterpret_cast<const char*>(data), size});
-    lumicrate::fuzz::checkFacts(data, size);
+    lumicrate::fuzz::checkDescription(data, size);
     return 0;
 }

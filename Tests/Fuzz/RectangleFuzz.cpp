@@ -1,4 +1,4 @@
-// Whatever text is stored for a rectangle: what is read of it can be written and read again.
+// Any text can be read as a rectangle, and what is read can be written and read again.
 #include "Support/Geometry.h"
 #include "Tests/Fuzz/Check.h"
 
@@ -14,6 +14,6 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     for (const double each : {rect->x, rect->y, rect->width, rect->height})
         fuzz::check(std::isfinite(each), "every number is finite");
     const auto again = rectFromString(stringFromRect(*rect));
-    fuzz::check(again == rect, "a rectangle is read as it was written");
+    fuzz::check(again == rect, "a rectangle is read as written");
     return 0;
 }

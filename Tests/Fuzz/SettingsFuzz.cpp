@@ -1,5 +1,5 @@
-// Whatever the settings file holds, every preference can be read; and a value that is taken from the command
-// line is read as it was given. The first line is that value, the rest is the file.
+// Every preference can be read from any settings file, and a value accepted from the command line is read
+// back unchanged. The first line of the input is that value, the rest the file.
 #include "App/CommandLine/OptionParser.h"
 #include "App/CommandLine/Preferences.h"
 #include "Linux/Desktop/UserDefaults.h"
@@ -35,7 +35,7 @@ void checkReading(const desktop::UserDefaults& defaults) {
     (void)RecordingOptions::current(defaults);
 }
 
-/// Refused as one sentence, or else stored and read back.
+/// The text is refused with a sentence, or stored and read back.
 void checkWriting(desktop::UserDefaults& defaults, const std::string& text) {
     for (const app::Preference& each : app::preferences()) {
         try {
@@ -43,14 +43,15 @@ void checkWriting(desktop::UserDefaults& defaults, const std::string& text) {
             if (const auto* number = std::get_if<double>(&value))
                 check(*number >= each.least && *number <= each.most, "numbers lie within their limits");
         } catch (const app::UsageError& error) {
-            check(std::string_view(error.what()).size() > text.size(), "the sentence says what was refused");
+            check(std::string_view(error.what()).size() > text.size(),
+                  "the sentence quotes what was refused");
         }
     }
     // Settings are text.
     if (QString::fromStdString(text).toStdString() != text) return;
     defaults.set(preference::microphoneID, text);
     const desktop::UserDefaults reader(settingsFile());
-    check(reader.stringForKey(preference::microphoneID) == text, "a text is read as it was stored");
+    check(reader.stringForKey(preference::microphoneID) == text, "a text is read as stored");
 }
 
 }  // namespace
@@ -60,7 +61,7 @@ void checkWriting(desktop::UserDefaults& defaults, const std::string& text) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     using namespace lumicrate;
     const auto* end = data + size;
-    // No argument of a program has a zero in it.
+    // Arguments of a program contain no zero bytes.
     const auto* line = std::find_if(data, end, [](std::uint8_t each) { return each == '\n' || each == 0; });
     const std::string value(data, line);
     std::ofstream(fuzz::settingsFile(), std::ios::binary)

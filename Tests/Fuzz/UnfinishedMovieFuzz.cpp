@@ -1,10 +1,9 @@
-// Whatever the bytes, reading a movie ends well, and what it finds can be finished.
+// Any bytes can be read as an unfinished movie, and what is found can be finished.
 #include "Linux/Media/IsoBmff/BoxReader.h"
 #include "Linux/Media/IsoBmff/MovieIndex.h"
 #include "Linux/Media/IsoBmff/RecordingReader.h"
 #include "Linux/Media/IsoBmff/UnfinishedMovie.h"
 #include "Tests/Fuzz/Check.h"
-#include "Tests/Fuzz/Mutations.h"
 #include "Tests/Linux/Media/IsoBmff/SimulatedRecording.h"
 
 #include <algorithm>
@@ -17,71 +16,52 @@ namespace {
 using namespace isobmff;
 using isobmff::test::MemoryFile;
 
-/// A table of one track, as it stands in an index.
+/// The sample table of one track in an index.
 struct TableEntries {
-    std::vector<std::uint32_t> sizes;
-    std::uint64_t durations = 0;  ///< how many samples have one
+    std::vector<std::uint64_t> sizes;
+    std::uint64_t durations = 0;  ///< number of samples with a duration
     std::uint64_t ticks = 0;
-    std::vector<std::uint32_t> keys;
-    std::vector<std::uint32_t> chunkSamples;  ///< of each chunk
+    std::vector<std::uint64_t> keys;
+    std::vector<std::uint64_t> chunkSamples;  ///< of each chunk
     std::vector<std::uint64_t> chunkOffsets;
 };
 
-std::vector<std::uint64_t> readOffsets(const BoxReader& stbl) {
-    const bool large = stbl.find("co64").has_value();
-    BoxReader box = stbl.child(large ? "co64" : "stco");
-    box.skip(4);
-    std::vector<std::uint64_t> offsets(box.u32());
-    for (std::uint64_t& each : offsets)
-        each = box.wide(large);
-    return offsets;
+/// The numbers of a table behind version, flags, `skipped` bytes and the count; `columns` in each row.
+std::vector<std::uint64_t> readNumbers(const BoxReader& stbl, std::string_view type, std::size_t columns = 1,
+                                       std::size_t skipped = 0) {
+    BoxReader box = stbl.child(type);
+    box.skip(4 + skipped);
+    std::vector<std::uint64_t> numbers(box.u32() * columns);
+    for (std::uint64_t& each : numbers)
+        each = box.wide(type == "co64");
+    return numbers;
 }
 
 TableEntries readTable(const BoxReader& stbl) {
     TableEntries table;
-    BoxReader stsz = stbl.child("stsz");
-    stsz.skip(8);
-    table.sizes.resize(stsz.u32());
-    for (std::uint32_t& each : table.sizes)
-        each = stsz.u32();
-
-    BoxReader stts = stbl.child("stts");
-    stts.skip(4);
-    for (std::uint32_t left = stts.u32(); left > 0; --left) {
-        const std::uint64_t count = stts.u32();
-        table.durations += count;
-        table.ticks += count * stts.u32();
+    table.sizes = readNumbers(stbl, "stsz", 1, 4);
+    const auto durations = readNumbers(stbl, "stts", 2);
+    for (std::size_t i = 0; i < durations.size(); i += 2) {
+        table.durations += durations[i];
+        table.ticks += durations[i] * durations[i + 1];
     }
-
-    if (auto stss = stbl.find("stss")) {
-        stss->skip(4);
-        table.keys.resize(stss->u32());
-        for (std::uint32_t& each : table.keys)
-            each = stss->u32();
+    if (stbl.find("stss")) table.keys = readNumbers(stbl, "stss");
+    table.chunkOffsets = readNumbers(stbl, stbl.find("co64") ? "co64" : "stco");
+    const auto runs = readNumbers(stbl, "stsc", 3);
+    for (std::size_t i = 0; i < runs.size(); i += 3) {
+        const std::uint64_t next = i + 3 < runs.size() ? runs[i + 3] : table.chunkOffsets.size() + 1;
+        table.chunkSamples.resize(next - 1, runs[i + 1]);
     }
-
-    table.chunkOffsets = readOffsets(stbl);
-    BoxReader stsc = stbl.child("stsc");
-    stsc.skip(4);
-    for (std::uint32_t left = stsc.u32(); left > 0; --left) {
-        const std::uint32_t first = stsc.u32();
-        const std::uint32_t samples = stsc.u32();
-        stsc.skip(4);
-        table.chunkSamples.resize(first - 1, table.chunkSamples.empty() ? 0 : table.chunkSamples.back());
-        table.chunkSamples.push_back(samples);
-    }
-    if (!table.chunkSamples.empty())
-        table.chunkSamples.resize(table.chunkOffsets.size(), table.chunkSamples.back());
     return table;
 }
 
 void checkTable(const TableEntries& table, const SampleTable& samples, const UnfinishedMovie& movie) {
     check(table.sizes.size() == samples.sampleCount(), "every sample is in the index");
     check(table.durations == table.sizes.size(), "every sample has a duration");
-    check(table.ticks == samples.duration(), "the durations make up the track's");
+    check(table.ticks == samples.duration(), "the durations add up to the track's");
     check(
         std::adjacent_find(table.keys.begin(), table.keys.end(), std::greater_equal<>()) == table.keys.end(),
-        "the numbers of key samples rise");
+        "the numbers of key samples increase");
     check(table.keys.empty() || (table.keys.front() >= 1 && table.keys.back() <= table.sizes.size()),
           "key samples are samples");
     check(std::accumulate(table.chunkSamples.begin(), table.chunkSamples.end(), std::uint64_t{0}) ==
@@ -90,9 +70,9 @@ void checkTable(const TableEntries& table, const SampleTable& samples, const Unf
     std::size_t sample = 0;
     std::uint64_t last = movie.layout.media;
     for (std::size_t i = 0; i < table.chunkOffsets.size(); ++i) {
-        check(table.chunkOffsets[i] >= last, "chunks follow one another behind the room");
+        check(table.chunkOffsets[i] >= last, "chunks are in order, behind the room");
         last = table.chunkOffsets[i];
-        for (const std::size_t end = sample + table.chunkSamples[i]; sample < end; ++sample)
+        for (const std::uint64_t end = sample + table.chunkSamples[i]; sample < end; ++sample)
             last += table.sizes[sample];
     }
     check(last <= movie.mediaEnd, "all samples lie within the media");
@@ -118,7 +98,7 @@ void checkIndex(const UnfinishedMovie& movie) {
 void checkDescription(const MovieDescription& description) {
     const auto bytes = makeEmptyIndex(description);
     const EmptyIndex again = readEmptyIndex(description.brand, BoxReader(bytes).box("moov"));
-    check(again.description == description, "a description is read as it was written");
+    check(again.description == description, "a description is read as written");
 }
 
 void checkFinishing(const UnfinishedMovie& movie, MemoryFile file) {
@@ -128,13 +108,13 @@ void checkFinishing(const UnfinishedMovie& movie, MemoryFile file) {
     file.write(switchToFinished(movie.layout));
     const MovieReading reading = readUnfinishedMovie(file);
     const auto* finished = std::get_if<FinishedMovie>(&reading);
-    check(finished != nullptr && finished->identifier == movie.identifier, "a finished movie is one");
+    check(finished != nullptr && finished->identifier == movie.identifier, "a finished movie is recognized");
 }
 
 void checkMovie(const UnfinishedMovie& movie, const MemoryFile& file) {
     check(movie.layout.index < movie.layout.room && movie.layout.room < movie.layout.media &&
               movie.layout.media <= movie.mediaEnd && movie.mediaEnd <= file.size(),
-          "the parts follow one another within the file");
+          "the parts of the file are in order");
     check(movie.tracks.size() == movie.description.tracks.size(), "every track has a table");
     checkIndex(movie);
     checkDescription(movie.description);
@@ -144,7 +124,7 @@ void checkMovie(const UnfinishedMovie& movie, const MemoryFile& file) {
     const auto* again = std::get_if<UnfinishedMovie>(&cut);
     check(again != nullptr && again->tracks == movie.tracks && again->mediaEnd == movie.mediaEnd &&
               again->layout == movie.layout && again->description == movie.description,
-          "what follows the media changes nothing");
+          "data behind the media changes nothing");
 }
 
 }  // namespace

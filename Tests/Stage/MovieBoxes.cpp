@@ -1,114 +1,95 @@
 #include "Tests/Stage/MovieBoxes.h"
 
-#include "Tests/Stage/ChildProcess.h"
-#include "Tests/Stage/Movie/Box.h"
-#include "Tests/Stage/Movie/BoxRules.h"
-#include "Tests/Stage/Movie/Durations.h"
-#include "Tests/Stage/Movie/Fragments.h"
-#include "Tests/Stage/Movie/Headers.h"
-#include "Tests/Stage/Movie/Media.h"
-#include "Tests/Stage/Movie/SampleTables.h"
-
-#include <fcntl.h>
-#include <sys/mman.h>
-#include <sys/stat.h>
+#include "Tests/Stage/Movie/Examination.h"
 
 #include <algorithm>
 #include <cmath>
+#include <ctime>
+#include <fstream>
+#include <iterator>
 #include <set>
-#include <stdexcept>
 
 namespace lumicrate::stage {
 
 namespace {
 
-// A file's bytes without reading all of them at once: recordings may be larger than memory.
-class MappedFile {
+class MovieExamination {
  public:
-    explicit MappedFile(const std::filesystem::path& path) {
-        const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
-        struct stat status {};
-        if (file.get() < 0 || fstat(file.get(), &status) != 0)
-            throw std::runtime_error("Could not read " + path.string());
-        size_ = static_cast<std::size_t>(status.st_size);
-        if (size_ == 0) return;
-        memory_ = mmap(nullptr, size_, PROT_READ, MAP_PRIVATE, file.get(), 0);
-        if (memory_ == MAP_FAILED) throw std::runtime_error("Could not map " + path.string());
-    }
-    MappedFile(const MappedFile&) = delete;
-    MappedFile& operator=(const MappedFile&) = delete;
-    ~MappedFile() {
-        if (size_ > 0) munmap(memory_, size_);
-    }
-
-    ByteSpan bytes() const { return {static_cast<const std::uint8_t*>(memory_), size_}; }
-
- private:
-    void* memory_ = nullptr;
-    std::size_t size_ = 0;
-};
-
-class Examination {
- public:
-    Examination(ByteSpan file, Ending ending)
+    MovieExamination(ByteSpan file, Ending ending)
         : file_(file),
           mayBeCutOff_(ending == Ending::CutOff),
           whole_(readBoxes(file, mayBeCutOff_, faults_)) {}
 
     MovieBoxes examine() {
-        for (const Box& box : whole_.children) {
+        for (const Box& box : whole_.children)
             result_.boxes.push_back(box.type);
-        }
-        const Box* moov = whole_.child("moov");
-        form_.isFragmented =
-            whole_.child("moof") != nullptr || (moov != nullptr && moov->child("mvex") != nullptr);
-        result_.isFragmented = form_.isFragmented;
-        if (const Box* ftyp = whole_.child("ftyp"))
-            faults_.within(*ftyp, [&] { result_.brand = examineFileType(*ftyp, faults_); });
-        form_.isQuickTime = result_.brand == "qt  ";
+        result_.isFragmented = whole_.child("moof") != nullptr || whole_.find("moov/mvex") != nullptr;
+        if (const Box* ftyp = whole_.child("ftyp")) faults_.within(*ftyp, [&] { examineFileType(*ftyp); });
+        form_ = {result_.brand == "qt  ", result_.isFragmented};
         examineBoxes(whole_, form_, faults_);
-        if (moov != nullptr) examineMovie(*moov);
+        if (const Box* moov = whole_.child("moov")) examineMovie(*moov);
         result_.faults = faults_.sentences();
         return std::move(result_);
     }
 
  private:
+    void examineFileType(const Box& ftyp) {
+        static const std::set<std::string> known{"qt  ", "isom", "iso2", "iso4", "iso5", "iso6",
+                                                 "avc1", "mp41", "mp42", "M4A ", "hvc1"};
+        Bytes bytes(ftyp.content);
+        result_.brand = bytes.text(4);
+        bytes.take(4);  // the minor version
+        bool isCompatible = false;
+        while (bytes.left() > 0) {
+            const std::string brand = bytes.text(4);
+            isCompatible = isCompatible || brand == result_.brand;
+            faults_.require(known.contains(brand), ftyp, "has the unknown brand “" + brand + "”");
+        }
+        faults_.require(isCompatible, ftyp, "isn't compatible with its own brand");
+    }
+
     void examineMovie(const Box& moov) {
-        MovieFacts movie;
-        if (const Box* mvhd = moov.child("mvhd"))
-            faults_.within(*mvhd, [&] { movie = examineMovieHeader(*mvhd, faults_); });
+        const Box* mvhd = moov.child("mvhd");
+        if (mvhd == nullptr) return;
         std::vector<TrackFacts> tracks;
+        std::set<std::uint64_t> ids;
+        examineDates(*mvhd);
         for (const Box* trak : moov.all("trak")) {
             tracks.push_back(examineTrack(*trak, form_, faults_));
-            examineSampleTables(tracks.back(), faults_);
+            readSampleTables(tracks.back(), faults_);
+            for (const char* path : {"tkhd", "mdia/mdhd"}) {
+                if (const Box* box = trak->find(path)) examineDates(*box);
+            }
+            faults_.require(ids.insert(tracks.back().id).second, *trak, "has the number of another track");
         }
-        examineNumbers(moov, movie, tracks);
-        if (const Box* mvex = moov.child("mvex")) {
-            examineFragmentDefaults(*mvex, tracks, faults_);
-            examineFragments(whole_, mayBeCutOff_, tracks, faults_);
-        }
-        examineMediaBytes(whole_, file_, tracks, faults_);
-        examineDurations(moov, movie, tracks, form_.isFragmented, faults_);
-        result_.created = movie.created;
+        faults_.require(ids.empty() || mvhd->field("next") > *ids.rbegin(), *mvhd,
+                        "gives the next track the number of one that is there");
+        readFragments(whole_, mayBeCutOff_, tracks, faults_);
+        examineMedia(whole_, file_, tracks, faults_);
+        examineDurations(*mvhd, tracks, result_.isFragmented, faults_);
+        result_.created = static_cast<std::int64_t>(mvhd->field("created")) - epochShift;
         for (const TrackFacts& track : tracks) {
-            faults_.require(form_.isFragmented || !track.samples.empty(), *track.trak, "has no samples");
+            faults_.require(result_.isFragmented || !track.samples.empty(), *track.trak, "has no samples");
             faults_.require(result_.brand != "M4A " || !track.isVideo(), *track.trak,
-                            "has pictures in a file for sound");
-            result_.tracks.push_back(presented(track, movie));
+                            "has pictures in an M4A file");
+            result_.tracks.push_back(presented(track, mvhd->field("timescale")));
             result_.duration = std::max(result_.duration, result_.tracks.back().presentedDuration);
         }
     }
 
-    void examineNumbers(const Box& moov, const MovieFacts& movie, const std::vector<TrackFacts>& tracks) {
-        constexpr std::uint32_t notTold = 0xffffffff;
-        std::set<std::uint32_t> ids;
-        for (const TrackFacts& track : tracks) {
-            faults_.require(ids.insert(track.id).second, *track.trak,
-                            "has the number of another track, " + std::to_string(track.id));
+    // Zero means not known.
+    void examineDates(const Box& box) {
+        const auto now = static_cast<std::int64_t>(std::time(nullptr));
+        for (const char* name : {"created", "modified"}) {
+            const std::int64_t date = static_cast<std::int64_t>(box.field(name)) - epochShift;
+            faults_.require(date == -epochShift || (date > 0 && date <= now), box, "has an impossible date");
         }
-        faults_.require(ids.empty() || movie.nextTrackId > *ids.rbegin() || movie.nextTrackId == notTold,
-                        moov, "gives the next track the number of one that is there");
+        faults_.require(box.field("modified") >= box.field("created"), box,
+                        "was modified before it was created");
     }
+
+    // Seconds from 1904, the epoch of the format, to 1970.
+    static constexpr std::int64_t epochShift = 2'082'844'800;
 
     ByteSpan file_;
     bool mayBeCutOff_;
@@ -118,21 +99,13 @@ class Examination {
     MovieBoxes result_;
 };
 
-std::vector<const MovieTrack*> filledTracks(const MovieBoxes& movie) {
-    std::vector<const MovieTrack*> tracks;
-    for (const MovieTrack& track : movie.tracks) {
-        if (!track.samples.empty()) tracks.push_back(&track);
-    }
-    return tracks;
-}
-
 // In what two samples differ; empty if in nothing.
 std::string difference(const MovieSample& one, const MovieSample& other, double tick, bool isLast) {
     if (one.size != other.size) return "size";
     if (one.hash != other.hash) return "bytes";
     if (one.isSync != other.isSync) return "being a sync sample";
     if (std::abs(one.time - other.time) > tick) return "time";
-    if (!isLast && std::abs(one.duration - static_cast<double>(other.duration)) > 0) return "duration";
+    if (!isLast && one.duration != other.duration) return "duration";
     return "";
 }
 
@@ -164,8 +137,11 @@ bool MovieBoxes::indexInFront() const {
 }
 
 MovieBoxes readMovieBoxes(const std::filesystem::path& file, Ending ending) {
-    const MappedFile mapped(file);
-    return Examination(mapped.bytes(), ending).examine();
+    std::ifstream stream(file, std::ios::binary);
+    if (!stream) throw std::runtime_error("Could not read " + file.string());
+    const std::string content{std::istreambuf_iterator<char>(stream), {}};
+    return MovieExamination({reinterpret_cast<const std::uint8_t*>(content.data()), content.size()}, ending)
+        .examine();
 }
 
 std::vector<std::string> faultsOf(const std::filesystem::path& file, Ending ending) {
@@ -173,17 +149,17 @@ std::vector<std::string> faultsOf(const std::filesystem::path& file, Ending endi
 }
 
 std::vector<std::string> differencesOf(const MovieBoxes& one, const MovieBoxes& other) {
-    const auto left = filledTracks(one);
-    const auto right = filledTracks(other);
     std::vector<std::string> differences;
-    if (left.size() != right.size()) {
-        differences.push_back("there are " + std::to_string(left.size()) + " and " +
-                              std::to_string(right.size()) + " tracks");
-        return differences;
+    std::vector<const MovieTrack*> tracks[2];
+    for (const MovieTrack& track : one.tracks) {
+        if (!track.samples.empty()) tracks[0].push_back(&track);
     }
-    for (std::size_t i = 0; i < left.size(); ++i) {
-        compareTracks(*left[i], *right[i], "track " + std::to_string(i + 1), differences);
+    for (const MovieTrack& track : other.tracks) {
+        if (!track.samples.empty()) tracks[1].push_back(&track);
     }
+    if (tracks[0].size() != tracks[1].size()) return {"there is another number of tracks"};
+    for (std::size_t i = 0; i < tracks[0].size(); ++i)
+        compareTracks(*tracks[0][i], *tracks[1][i], "track " + std::to_string(i + 1), differences);
     return differences;
 }
 

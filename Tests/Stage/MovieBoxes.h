@@ -1,9 +1,10 @@
-// MovieBoxes: reads an MP4, M4A or QuickTime file box by box, strictly, and says what is wrong with it.
+// MovieBoxes: reads an MP4, M4A or QuickTime file box by box, strictly, and lists what is wrong with it.
 //
-// Players forgive much and each of them something else. This forgives nothing that a standard forbids, and
-// asks for what this program's files promise besides: pictures in H.264 or HEVC in BT.709 with their
-// parameter sets in front, sound in AAC, all in one file. It knows plain files, with one index of all
-// samples, and fragmented ones, where each fragment tells of its own.
+// Players forgive much, each of them something else. This accepts only what the standards allow and this
+// program promises: H.264 or HEVC in BT.709 without reordered pictures, parameter sets in the sample entry,
+// sound in AAC. It reads plain files, with one index of all samples, and fragmented ones. What the decoders
+// find out themselves, such as a wrong picture size in a parameter set, is left to MovieProbe and
+// OtherPrograms.
 #pragma once
 
 #include <cstdint>
@@ -16,8 +17,7 @@ namespace lumicrate::stage {
 struct MovieSample {
     std::uint64_t offset = 0;    // in the file
     std::uint32_t size = 0;      // bytes
-    std::int64_t mediaTime = 0;  // ticks, when it is decoded, from the beginning of the media
-    std::int32_t reorder = 0;    // ticks from there to its presentation
+    std::int64_t mediaTime = 0;  // ticks, from the beginning of the media
     std::uint32_t duration = 0;  // ticks
     bool isSync = false;
     std::uint64_t hash = 0;  // of its bytes
@@ -29,7 +29,6 @@ struct MovieTrack {
     std::string handler;  // "vide" or "soun"
     std::string name;     // the handler's
     std::uint32_t timescale = 0;
-    std::uint64_t mediaDuration = 0;   // ticks, the sum of the samples' durations
     double presentedDuration = 0;      // seconds from the movie's beginning to the track's end
     std::vector<MovieSample> samples;  // in the order of their presentation
 

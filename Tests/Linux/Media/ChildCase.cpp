@@ -35,7 +35,7 @@ void fill(const char* file, const std::string& text) {
     std::ofstream(file) << text;
 }
 
-/// Root in a user namespace of its own may mount there.
+/// Without root, a user namespace of its own allows mounting.
 bool leaveNamespaces() {
     if (unshare(CLONE_NEWNS) == 0) return true;
     const std::string user = std::to_string(geteuid());
@@ -63,8 +63,8 @@ std::string inChild(const std::function<std::string()>& body) {
     if (child == 0) {
         prctl(PR_SET_PDEATHSIG, SIGKILL);
         const std::string text = outcome(body);
-        const bool told = write(ends[1], text.data(), text.size()) == static_cast<ssize_t>(text.size());
-        _exit(told ? 0 : 1);
+        const bool isWritten = write(ends[1], text.data(), text.size()) == static_cast<ssize_t>(text.size());
+        _exit(isWritten ? 0 : 1);
     }
     close(ends[1]);
     std::string text;

@@ -1,4 +1,4 @@
-// A case in a process of its own, in which the system may be made to refuse things.
+// A test case in a process of its own, in which system calls can be made to fail.
 #pragma once
 
 #include <cstdint>
@@ -8,10 +8,10 @@
 
 namespace lumicrate::media::test {
 
-/// Runs `body` in a fork of this process and gives what it returns; for what it throws, the sentence.
+/// Runs `body` in a fork of this process and returns its result, or the text of the exception that it throws.
 std::string inChild(const std::function<std::string()>& body);
 
-/// A system call that is refused when its argument number `argument` has all bits of `bits`.
+/// A system call that fails with `error` if its argument number `argument` has all bits of `bits`.
 struct Refusal {
     long call = 0;
     unsigned argument = 0;
@@ -19,7 +19,7 @@ struct Refusal {
     int error = 0;
 };
 
-/// File systems without what not all of them have.
+/// What some file systems lack.
 extern const Refusal noUnnamedFiles;
 extern const Refusal noLinks;
 extern const Refusal noLocks;
@@ -27,13 +27,13 @@ extern const Refusal noCopying;
 extern const Refusal noHoles;
 extern const Refusal noAllocation;
 
-/// From here on, for this process. Throws std::runtime_error when the kernel does not take the filter.
+/// From now on, for this process. Throws std::runtime_error if the kernel does not accept the filter.
 void refuse(const Refusal& refusal);
 
-/// Gives this process a file system of `bytes` at `folder`, which nobody else sees; false when it may not.
+/// Mounts a file system of `bytes` at `folder`, visible to this process only; false if it may not mount.
 bool mountSmallFileSystem(const std::filesystem::path& folder, std::uint64_t bytes);
 
-/// From here on this process is nobody in particular, whom a folder may refuse.
+/// From now on this process is not root, so folder permissions apply to it.
 void dropPrivileges();
 
 }  // namespace lumicrate::media::test

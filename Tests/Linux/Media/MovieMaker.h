@@ -1,5 +1,5 @@
-// MovieMaker: writes a movie through the asset writer as the recorder does, waiting where the recorder would
-// drop.
+// MovieMaker: writes a movie through the asset writer as the recorder does, but waits where the recorder
+// would drop.
 #pragma once
 
 #include "Linux/Media/MovieFile/AssetWriter.h"
@@ -50,7 +50,7 @@ inline CMSampleBuffer frame(CMTime time, std::shared_ptr<const CVPixelBuffer> pi
     return sample;
 }
 
-/// Interleaved float sound, `channels` alike.
+/// Interleaved float sound, the same in all channels.
 inline CMSampleBuffer sound(CMTime time, const std::vector<float>& mono, int channels) {
     std::vector<std::byte> bytes(mono.size() * static_cast<std::size_t>(channels) * sizeof(float));
     auto* samples = reinterpret_cast<float*>(bytes.data());
@@ -89,7 +89,7 @@ class MovieMaker {
         awaitRoom(track);
         if (!inputs_[track]->appendSampleBuffer(sample)) std::rethrow_exception(writer_->error());
     }
-    /// The platform has no event for it.
+    /// Polls, because AVAssetWriterInput has no event for it.
     void awaitRoom(std::size_t track) {
         while (!inputs_[track]->isReadyForMoreMediaData() &&
                writer_->status() == AVAssetWriterStatus::writing)

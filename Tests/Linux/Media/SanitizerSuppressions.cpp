@@ -1,8 +1,8 @@
-// What the sanitizers are told of the libraries that these tests run in their own process.
+// Suppressions for the libraries that these tests run in their own process.
 //
-// x265 hands work to its threads in ways that the race detector does not see, since the library is not built
-// for it, and keeps a few kilobytes of each encoder that is closed. FFmpeg's decoders count the users of a
-// picture's memory across their threads, which it does not see either.
+// x265 is not instrumented, so the race detector does not see how it synchronizes its threads; and it leaks a
+// few kilobytes of each closed encoder. FFmpeg's decoders share reference counts between threads, also
+// unseen.
 
 // The names are the sanitizers'.
 // NOLINTBEGIN(bugprone-reserved-identifier)
@@ -19,7 +19,7 @@ const char* __tsan_default_suppressions() {
 }
 
 const char* __tsan_default_options() {
-    // A test's child process has none of its parent's threads, which would count as lost there.
+    // Threads do not survive fork(), so a test's child process would report them as leaked.
     return "report_thread_leaks=0";
 }
 // NOLINTEND(bugprone-reserved-identifier)

@@ -1,5 +1,4 @@
-// SyntheticMovie: samples that a movie file cannot tell from real ones, as many as a test wants and each
-// known again by its size.
+// SyntheticMovie: any number of fake samples that look real to a movie file, each recognizable by its size.
 #pragma once
 
 #include "Linux/Media/MovieFile/MovieFile.h"
@@ -10,12 +9,12 @@
 
 namespace lumicrate::test {
 
-/// One video track of 30 pictures a second and one sound track, for as long as a test goes on writing.
+/// One video track of 30 pictures a second and one sound track.
 class SyntheticMovie {
  public:
     static constexpr std::uint32_t videoTimescale = 90000;
     static constexpr std::uint32_t frameTicks = 3000;
-    /// Of the last picture.
+    /// Duration of the last picture.
     static constexpr std::uint32_t lastTicks = 90;
     static constexpr std::uint32_t aacFrame = 1024;
 
@@ -43,7 +42,7 @@ class SyntheticMovie {
     int soundCount() const { return sounds_; }
 
  private:
-    /// Of a real encoder's: High profile, 64 by 64.
+    /// From a real encoder: High profile, 64 by 64.
     static std::vector<std::uint8_t> configuration() {
         return {0x01, 0x64, 0x00, 0x0a, 0xff, 0xe1, 0x00, 0x18, 0x67, 0x64, 0x00, 0x0a, 0xac, 0xb2, 0x08,
                 0x4d, 0x80, 0x88, 0x00, 0x00, 0x03, 0x00, 0x08, 0x00, 0x00, 0x03, 0x01, 0xe0, 0x78, 0x91,
@@ -53,7 +52,7 @@ class SyntheticMovie {
     void writePicture(int index) {
         const std::size_t size = pictureSize(index);
         data_.assign(size, 0xff);
-        // One NAL unit behind its length.
+        // One NAL unit after its length.
         data_[0] = data_[1] = data_[2] = 0;
         data_[3] = static_cast<std::uint8_t>(size - 4);
         data_[4] = isKey(index) ? 0x65 : 0x41;

@@ -89,32 +89,4 @@ double psnr(const CVPixelBuffer& source, const stage::Picture& decoded) {
     return psnr(source, decoded, {0, 0, source.width, source.height});
 }
 
-double ssim(const CVPixelBuffer& source, const stage::Picture& decoded) {
-    constexpr int block = 8;
-    constexpr double samplesPerFrame = block * block;
-    double sum = 0;
-    int blocks = 0;
-    for (int top = 0; top + block <= source.height; top += 4) {
-        for (int left = 0; left + block <= source.width; left += 4, ++blocks) {
-            double a = 0, b = 0, aa = 0, bb = 0, ab = 0;
-            for (int y = top; y < top + block; ++y) {
-                for (int x = left; x < left + block; ++x) {
-                    const double p = source.luma[std::ptrdiff_t{y} * source.lumaStride + x];
-                    const double q = decoded.luma().at(x, y);
-                    a += p, b += q, aa += p * p, bb += q * q, ab += p * q;
-                }
-            }
-            a /= samplesPerFrame, b /= samplesPerFrame;
-            const double varianceA = aa / samplesPerFrame - a * a;
-            const double varianceB = bb / samplesPerFrame - b * b;
-            const double covariance = ab / samplesPerFrame - a * b;
-            constexpr double ssimC1 = 6.5025;
-            constexpr double ssimC2 = 58.5225;
-            sum += (2 * a * b + ssimC1) * (2 * covariance + ssimC2) /
-                   ((a * a + b * b + ssimC1) * (varianceA + varianceB + ssimC2));
-        }
-    }
-    return sum / blocks;
-}
-
 }  // namespace lumicrate::test

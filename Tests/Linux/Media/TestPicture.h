@@ -1,4 +1,4 @@
-// TestPicture: a picture as capture would deliver it, drawn by a test.
+// TestPicture: a picture in the form that capture delivers, drawn by a test.
 #pragma once
 
 #include "Platform/CMSampleBuffer.h"
@@ -19,9 +19,9 @@ class TestPicture final : public CVPixelBuffer {
     TestPicture& operator=(const TestPicture&) = delete;
 
     void fill(const PixelRect& rect, int y, int cb, int cr);
-    /// Black-on-white strokes of one or two pixels, as dense as small print, other ones for each `seed`.
+    /// Black-on-white strokes of one or two pixels, as dense as small text, different for each `seed`.
     void print(const PixelRect& rect, unsigned seed);
-    /// Every luma sample by chance.
+    /// Random luma samples.
     void noise(const PixelRect& rect, unsigned seed);
 
  private:
@@ -32,10 +32,8 @@ class TestPicture final : public CVPixelBuffer {
     std::vector<std::uint8_t> chromaBytes_;
 };
 
-/// How near a part of a decoded picture is to its source: peak signal-to-noise ratio of the luma, in dB.
+/// Peak signal-to-noise ratio of the luma of a decoded picture, or a part of it, in dB.
 double psnr(const CVPixelBuffer& source, const stage::Picture& decoded, const PixelRect& rect);
 double psnr(const CVPixelBuffer& source, const stage::Picture& decoded);
-/// Structural similarity of the luma, over blocks of 8 × 8 samples.
-double ssim(const CVPixelBuffer& source, const stage::Picture& decoded);
 
 }  // namespace lumicrate::test

@@ -1,7 +1,6 @@
 #include "Tests/Stage/Movie/Box.h"
 
 #include <algorithm>
-#include <map>
 #include <optional>
 
 namespace lumicrate::stage {
@@ -11,40 +10,22 @@ namespace {
 constexpr std::size_t shortHeader = 8;
 constexpr std::size_t longHeader = 16;
 
-std::string printable(const std::string& type) {
-    std::string text = type;
+std::string printable(std::string type) {
     std::replace_if(
-        text.begin(), text.end(), [](unsigned char c) { return c < 0x20 || c > 0x7e; }, '?');
-    return text;
+        type.begin(), type.end(), [](unsigned char c) { return c < 0x20 || c > 0x7e; }, '?');
+    return type;
 }
 
-bool isQuickTimeSound(ByteSpan entry) {
-    constexpr std::size_t version = 8;
-    return entry.size() > version + 1 && entry[version + 1] == 1;
-}
-
-// A "meta" of MPEG-4 has version and flags, one of QuickTime begins with its first box.
-bool beginsWithHandler(ByteSpan content) {
-    constexpr std::string_view handler = "hdlr";
-    return content.size() >= shortHeader &&
-           std::equal(handler.begin(), handler.end(), content.begin() + 4,
-                      [](char a, std::uint8_t b) { return static_cast<std::uint8_t>(a) == b; });
-}
-
-// How many bytes stand before a box's children; nothing if it has none.
+// How many bytes precede a box's children; nothing if it has none.
 std::optional<std::size_t> leadOf(const Box& box, const std::string& parent) {
     static const std::map<std::string, std::size_t> leads{
-        {"moov", 0}, {"trak", 0}, {"edts", 0}, {"mdia", 0}, {"minf", 0},  {"dinf", 0},  {"stbl", 0},
-        {"mvex", 0}, {"moof", 0}, {"traf", 0}, {"mfra", 0}, {"wave", 0},  {"udta", 0},  {"dref", 8},
-        {"stsd", 8}, {"tref", 0}, {"tapt", 0}, {"ilst", 0}, {"avc1", 78}, {"hvc1", 78}, {"hev1", 78}};
-    if (box.type == "meta") return beginsWithHandler(box.content) ? 0 : 4;
-    if (box.type == "mp4a") {
-        if (parent != "stsd") return std::nullopt;
-        return isQuickTimeSound(box.content) ? 44 : 28;
-    }
+        {"moov", 0}, {"trak", 0}, {"edts", 0},  {"mdia", 0}, {"minf", 0}, {"dinf", 0},
+        {"stbl", 0}, {"mvex", 0}, {"moof", 0},  {"traf", 0}, {"wave", 0}, {"udta", 0},
+        {"dref", 8}, {"stsd", 8}, {"avc1", 78}, {"hvc1", 78}};
+    const bool isSound = box.type == "mp4a" && parent == "stsd";
+    if (isSound) return box.content.size() > 9 && box.content[9] == 1 ? 44 : 28;  // by version
     const auto found = leads.find(box.type);
-    if (found == leads.end()) return std::nullopt;
-    return found->second;
+    return found != leads.end() ? std::optional(found->second) : std::nullopt;
 }
 
 class BoxReader {
@@ -52,20 +33,14 @@ class BoxReader {
     BoxReader(bool mayBeCutOff, Faults& faults) : mayBeCutOff_(mayBeCutOff), faults_(faults) {}
 
     void readChildren(Box& parent) {
-        if (parent.lead > parent.content.size()) {
-            faults_.add(parent, "is too short to hold boxes");
-            return;
-        }
+        if (parent.lead > parent.content.size()) return faults_.add(parent, "is too short to hold boxes");
         std::map<std::string, int> counts;
         std::size_t place = parent.lead;
         while (place < parent.content.size()) {
-            const ByteSpan rest = parent.content.subspan(place);
-            if (isTerminator(parent, rest)) return;
-            auto box = readBox(parent, place, rest);
+            auto box = readBox(parent, place, parent.content.subspan(place));
             if (!box) return;
             const int number = ++counts[box->type];
-            box->path = (parent.path.empty() ? "" : parent.path + "/") + printable(box->type) +
-                        (number > 1 ? "[" + std::to_string(number) + "]" : "");
+            if (number > 1) box->path += "[" + std::to_string(number) + "]";
             if (const auto lead = leadOf(*box, parent.type); lead && box->isWhole) {
                 box->lead = *lead;
                 readChildren(*box);
@@ -76,32 +51,22 @@ class BoxReader {
     }
 
  private:
-    // User data of QuickTime may end with four zero bytes.
-    static bool isTerminator(const Box& parent, ByteSpan rest) {
-        return parent.type == "udta" && rest.size() == 4 &&
-               std::all_of(rest.begin(), rest.end(), [](std::uint8_t byte) { return byte == 0; });
-    }
-
     std::optional<Box> readBox(const Box& parent, std::size_t place, ByteSpan rest) {
         const bool isTop = parent.type.empty();
+        const bool mayEnd = isTop && mayBeCutOff_;
         Box box;
         box.offset = parent.contentOffset() + place;
-        if (rest.size() < shortHeader) {
-            if (!isTop || !mayBeCutOff_)
-                faults_.add(parent, "ends with " + std::to_string(rest.size()) +
-                                        " bytes that are no box, at " + std::to_string(box.offset));
+        box.headerSize = rest.size() >= shortHeader && Bytes(rest).u32() == 1 ? longHeader : shortHeader;
+        if (rest.size() < box.headerSize) {
+            faults_.require(mayEnd, parent,
+                            "ends with " + std::to_string(rest.size()) + " bytes that are no box");
             return std::nullopt;
         }
         Bytes header(rest);
         std::uint64_t size = header.u32();
         box.type = header.text(4);
         box.path = (parent.path.empty() ? "" : parent.path + "/") + printable(box.type);
-        box.headerSize = size == 1 ? longHeader : shortHeader;
-        if (rest.size() < box.headerSize) {
-            if (!isTop || !mayBeCutOff_) faults_.add(box, "ends within its header");
-            return std::nullopt;
-        }
-        if (size == 1) size = header.u64();
+        if (size == 1) size = header.number(8);
         if (size == 0 && isTop) size = rest.size();  // to the file's end
         if (size < box.headerSize) {
             faults_.add(box, "has an impossible size of " + std::to_string(size));
@@ -109,9 +74,7 @@ class BoxReader {
         }
         if (size > rest.size()) {
             box.isWhole = false;
-            if (!isTop || !mayBeCutOff_)
-                faults_.add(box, "of " + std::to_string(size) + " bytes reaches beyond " +
-                                     (isTop ? "the file's end" : "its parent"));
+            faults_.require(mayEnd, box, "reaches beyond its parent");
             if (!isTop) return std::nullopt;
             size = rest.size();
         }
@@ -137,6 +100,13 @@ std::vector<const Box*> Box::all(std::string_view childType) const {
         if (each.type == childType) found.push_back(&each);
     }
     return found;
+}
+
+const Box* Box::find(std::string_view relativePath) const {
+    const std::size_t slash = relativePath.find('/');
+    const Box* found = child(relativePath.substr(0, slash));
+    if (slash == std::string_view::npos || found == nullptr) return found;
+    return found->find(relativePath.substr(slash + 1));
 }
 
 void Faults::add(const Box& box, const std::string& what) {

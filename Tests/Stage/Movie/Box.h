@@ -1,32 +1,77 @@
-// Box: a piece of a movie file with its type and the boxes within it; and the list of what is wrong with a
-// file.
+// Box: a piece of a movie file with its type, the boxes within it and the numbers it holds; and the list of
+// what is wrong with a file.
 #pragma once
-
-#include "Tests/Stage/Movie/Bytes.h"
 
 #include <cstdint>
 #include <functional>
+#include <map>
+#include <span>
+#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace lumicrate::stage {
 
+using ByteSpan = std::span<const std::uint8_t>;
+
+class EndOfBytes : public std::runtime_error {
+ public:
+    EndOfBytes() : std::runtime_error("ends too early") {}
+};
+
+// Reads big-endian numbers one after the other; throws EndOfBytes when too little is left.
+class Bytes {
+ public:
+    explicit Bytes(ByteSpan bytes) : rest_(bytes) {}
+
+    std::size_t left() const { return rest_.size(); }
+    std::uint64_t number(std::size_t size) {
+        std::uint64_t value = 0;
+        for (const std::uint8_t byte : take(size))
+            value = value << 8 | byte;
+        return value;
+    }
+    std::uint8_t u8() { return static_cast<std::uint8_t>(number(1)); }
+    std::uint32_t u32() { return static_cast<std::uint32_t>(number(4)); }
+    std::string text(std::size_t size) {
+        const ByteSpan taken = take(size);
+        return {taken.begin(), taken.end()};
+    }
+    ByteSpan take(std::size_t size) {
+        if (size > rest_.size()) throw EndOfBytes();
+        const ByteSpan taken = rest_.first(size);
+        rest_ = rest_.subspan(size);
+        return taken;
+    }
+
+ private:
+    ByteSpan rest_;
+};
+
 struct Box {
-    std::string type;          // the four characters as they stand in the file
+    std::string type;          // four characters
     std::string path;          // "moov/trak[2]/tkhd"; [2] is the second of its type in its parent
     std::uint64_t offset = 0;  // of the header in the file
     std::size_t headerSize = 0;
-    ByteSpan content;      // behind the header
+    ByteSpan content;      // without the header
     bool isWhole = true;   // not when the file ends within it
     std::size_t lead = 0;  // bytes of the content before the children
     std::vector<Box> children;
+    std::map<std::string, std::uint64_t, std::less<>> fields;  // by the names in the layout, see BoxRules
 
     std::uint64_t contentOffset() const { return offset + headerSize; }
     std::uint64_t end() const { return contentOffset() + content.size(); }
     // The first of that type, or none.
     const Box* child(std::string_view childType) const;
     std::vector<const Box*> all(std::string_view childType) const;
+    // The descendant of that path ("mdia/minf/stbl"), or none.
+    const Box* find(std::string_view relativePath) const;
+    // 0 if the layout could not be read.
+    std::uint64_t field(std::string_view name) const {
+        const auto found = fields.find(name);
+        return found != fields.end() ? found->second : 0;
+    }
 };
 
 // One sentence a fault: which box, where, what.
@@ -36,7 +81,7 @@ class Faults {
     void require(bool isRight, const Box& box, const std::string& what) {
         if (!isRight) add(box, what);
     }
-    // Runs a part of the examination; that the box ends too early is a fault of its own.
+    // Runs a part of the examination; if the box ends too early, that is the fault.
     void within(const Box& box, const std::function<void()>& examination);
 
     const std::vector<std::string>& sentences() const { return sentences_; }
@@ -45,7 +90,7 @@ class Faults {
     std::vector<std::string> sentences_;
 };
 
-// The whole file as one box without a type. Of a file that `mayBeCutOff`, the last box may be incomplete.
+// The file as one box without a type. If it may be cut off, its last box may be incomplete.
 Box readBoxes(ByteSpan file, bool mayBeCutOff, Faults& faults);
 
 }  // namespace lumicrate::stage

@@ -1,218 +1,184 @@
-#include "Tests/Stage/Movie/BoxRules.h"
+// Which boxes must and may be where in a movie, and what the headers hold.
+#include "Tests/Stage/Movie/Examination.h"
 
 #include <algorithm>
 #include <array>
-#include <string_view>
 
 namespace lumicrate::stage {
 
 namespace {
 
-constexpr std::size_t any = 1U << 30;
-constexpr std::string_view terminator{"\0\0\0\0", 4};
-
-enum class When { Always, Plain, Fragmented, QuickTime, Mpeg4 };
-
-// A box that may stand in a parent; "" is the file.
+// What belongs into a box ("" is the file).
+//
+// `children` are the boxes in it, in file order: each its type, how many there are (1, ? for at most one, +
+// for at least one, * for any number) and when (. always, P plain, F fragmented, Q QuickTime, M MPEG-4).
+//
+// `layout` is the content before the children: hexadecimal digits stand for themselves, ".." for any byte;
+// 0*4 are four zero bytes, .*4 any four. name:4 is a number of four bytes that gets that name. V is the
+// version 0 or 1, by which a number name:w has four or eight bytes. "rest" is anything. "" is not examined.
 struct Rule {
-    std::string_view parent;
     std::string_view type;
-    std::size_t least = 0;
-    std::size_t most = any;
-    When when = When::Always;
+    std::string_view children;
+    std::string_view layout = "";
+    std::string_view quickTimeLayout = layout;
 };
 
+#define MATRIX "00010000 0*12 00010000 0*12 40000000 "
+#define PICTURES "0*6 0001 0*16 width:2 height:2 00480000 00480000 0*4 0001 0*32 0018 ffff"
 constexpr std::array rules{
-    Rule{"", "ftyp", 1, 1},
-    Rule{"", "moov", 1, 1},
-    Rule{"", "mdat", 1, any, When::Plain},
-    Rule{"", "mdat", 0, any, When::Fragmented},
-    Rule{"", "free"},
-    Rule{"", "skip"},
-    Rule{"", "wide", 0, any, When::QuickTime},
-    Rule{"", "moof", 0, any, When::Fragmented},
-    Rule{"", "sidx", 0, any, When::Fragmented},
-    Rule{"", "styp", 0, any, When::Fragmented},
-    Rule{"", "mfra", 0, 1, When::Fragmented},
-    Rule{"moov", "mvhd", 1, 1},
-    Rule{"moov", "trak", 1, any},
-    Rule{"moov", "mvex", 1, 1, When::Fragmented},
-    Rule{"moov", "udta", 0, 1},
-    Rule{"moov", "meta", 0, 1},
-    Rule{"moov", "free"},
-    Rule{"trak", "tkhd", 1, 1},
-    Rule{"trak", "edts", 0, 1},
-    Rule{"trak", "mdia", 1, 1},
-    Rule{"trak", "udta", 0, 1},
-    Rule{"trak", "tref", 0, 1},
-    Rule{"trak", "tapt", 0, 1, When::QuickTime},
-    Rule{"edts", "elst", 1, 1},
-    Rule{"mdia", "mdhd", 1, 1},
-    Rule{"mdia", "hdlr", 1, 1},
-    Rule{"mdia", "minf", 1, 1},
-    Rule{"minf", "vmhd", 0, 1},
-    Rule{"minf", "smhd", 0, 1},
-    Rule{"minf", "hdlr", 1, 1, When::QuickTime},
-    Rule{"minf", "dinf", 1, 1},
-    Rule{"minf", "stbl", 1, 1},
-    Rule{"dinf", "dref", 1, 1},
-    Rule{"dref", "url ", 1, 1},
-    Rule{"stbl", "stsd", 1, 1},
-    Rule{"stbl", "stts", 1, 1},
-    Rule{"stbl", "ctts", 0, 1},
-    Rule{"stbl", "cslg", 0, 1},
-    Rule{"stbl", "stss", 0, 1},
-    Rule{"stbl", "sdtp", 0, 1},
-    Rule{"stbl", "stsc", 1, 1},
-    Rule{"stbl", "stsz", 1, 1},
-    Rule{"stbl", "stco", 0, 1},
-    Rule{"stbl", "co64", 0, 1},
-    Rule{"stbl", "sgpd", 0, 1},
-    Rule{"stbl", "sbgp", 0, 1},
-    Rule{"stsd", "avc1", 0, 1},
-    Rule{"stsd", "hvc1", 0, 1},
-    Rule{"stsd", "mp4a", 0, 1},
-    Rule{"avc1", "avcC", 1, 1},
-    Rule{"avc1", "colr", 1, 1},
-    Rule{"avc1", "pasp", 0, 1},
-    Rule{"avc1", "btrt", 0, 1, When::Mpeg4},
-    Rule{"avc1", "fiel", 0, 1, When::QuickTime},
-    Rule{"hvc1", "hvcC", 1, 1},
-    Rule{"hvc1", "colr", 1, 1},
-    Rule{"hvc1", "pasp", 0, 1},
-    Rule{"hvc1", "btrt", 0, 1, When::Mpeg4},
-    Rule{"hvc1", "fiel", 0, 1, When::QuickTime},
-    Rule{"mp4a", "esds", 1, 1, When::Mpeg4},
-    Rule{"mp4a", "btrt", 0, 1, When::Mpeg4},
-    Rule{"mp4a", "wave", 1, 1, When::QuickTime},
-    Rule{"mp4a", "chan", 0, 1, When::QuickTime},
-    Rule{"wave", "frma", 1, 1},
-    Rule{"wave", "mp4a", 0, 1},
-    Rule{"wave", "esds", 1, 1},
-    Rule{"wave", terminator, 1, 1},
-    Rule{"mvex", "mehd", 0, 1},
-    Rule{"mvex", "trex", 1, any},
-    Rule{"moof", "mfhd", 1, 1},
-    Rule{"moof", "traf", 1, any},
-    Rule{"traf", "tfhd", 1, 1},
-    Rule{"traf", "tfdt", 1, 1},
-    Rule{"traf", "trun", 1, any},
-    Rule{"traf", "sgpd", 0, 1},
-    Rule{"traf", "sbgp", 0, 1},
-    Rule{"mfra", "tfra", 0, any},
-    Rule{"mfra", "mfro", 1, 1},
-    Rule{"meta", "hdlr", 1, 1},
-    Rule{"meta", "ilst", 0, 1},
-    Rule{"meta", "keys", 0, 1, When::QuickTime},
-    Rule{"meta", "free"},
+    Rule{"", "ftyp1. free*. moov1. moof*F mdat1P mdat*F"},
+    Rule{"moov", "mvhd1. trak+. mvex1F"},
+    Rule{"mvhd", "",
+         "V 000000 created:w modified:w timescale:4 duration:w 00010000 0100 0*10 " MATRIX "0*24 next:4"},
+    Rule{"trak", "tkhd1. edts?. udta?. mdia1."},
+    Rule{"tkhd", "",
+         "V 000003 created:w modified:w id:4 0*4 duration:w 0*8 0000 0000 volume:2 0*2 " MATRIX
+         "width:4 height:4"},
+    Rule{"edts", "elst1."},
+    Rule{"udta", "name1."},
+    Rule{"mdia", "mdhd1. hdlr1. minf1."},
+    Rule{"mdhd", "", "V 000000 created:w modified:w timescale:4 duration:w 55c4 0000"},
+    Rule{"hdlr", "", "0*8 handler:4 0*12 rest", "0*4 component:4 handler:4 0*12 rest"},
+    Rule{"minf", "vmhd?. smhd?. hdlr1Q dinf1. stbl1."},
+    Rule{"vmhd", "", "00000001 0*8"},
+    Rule{"smhd", "", "0*8"},
+    Rule{"dinf", "dref1."},
+    Rule{"dref", "url 1.", "0*4 00000001"},
+    Rule{"url ", "", "00000001"},
+    Rule{"stbl", "stsd1. stts1. stss?. stsc1. stsz1. stco?. co64?. sgpd?. sbgp?."},
+    Rule{"stsd", "avc1?. hvc1?. mp4a?.", "0*4 00000001"},
+    Rule{"avc1", "avcC1. colr1. pasp1.", PICTURES},
+    Rule{"hvc1", "hvcC1. colr1. pasp1.", PICTURES},
+    Rule{"avcC", "", "01 profile:3 ffe1 size:2 67 sequence:3 rest"},
+    Rule{"hvcC", "", "01 .*12 f000 fc fd f8 f8 0000 0f 03 a0 0001 rest"},
+    Rule{"colr", "", "6e636c78 0001 0001 0001 00", "6e636c63 0001 0001 0001"},
+    Rule{"pasp", "", "00000001 00000001"},
+    Rule{"mp4a", "esds1M wave1Q", "0*6 0001 0*8 channels:2 0010 0*4 rate:2 0000",
+         "0*6 0001 0001 0*6 channels:2 0010 fffe 0000 rate:2 0000 00000400 0*8 00000002"},
+    Rule{"wave", "frma1. mp4a1. esds1. ????1."},
+    Rule{"frma", "", "6d703461"},
+    Rule{"esds", "", "0*4 03 .. 0000 00 04 .. 4015 0*3 maximum:4 average:4 05 .. configuration:2 rest"},
+    Rule{"sgpd", "", "01000000 726f6c6c 00000002 00000001 ffff"},
+    Rule{"sbgp", "", "0*4 726f6c6c 00000001 count:4 00000001"},
+    Rule{"mvex", "trex+."},
+    Rule{"trex", "", "0*4 id:4 00000001 duration:4 0*4 flags:4"},
+    Rule{"moof", "mfhd1. traf+."},
+    Rule{"mfhd", "", "0*4 sequence:4"},
+    Rule{"traf", "tfhd1. tfdt1. sbgp?. trun1."},
+    Rule{"tfhd", "", "00020000 id:4"},
+    Rule{"tfdt", "", "01000000 time:8"},
+    Rule{"trun", "", "00 flags:3 count:4 offset:4 rest"},
 };
+#undef PICTURES
+#undef MATRIX
 
-// What may be in these is their own affair.
-constexpr std::array openParents{std::string_view("udta"), std::string_view("ilst"), std::string_view("tref"),
-                                 std::string_view("tapt")};
-
-struct Order {
-    std::string_view parent;
-    std::string_view before;
-    std::string_view after;  // "" for all others
-};
-
-constexpr std::array orders{
-    Order{"", "ftyp", ""},
-    Order{"moov", "mvhd", ""},
-    Order{"trak", "tkhd", ""},
-    Order{"trak", "edts", "mdia"},
-    Order{"mdia", "mdhd", ""},
-    Order{"mdia", "hdlr", "minf"},
-    Order{"minf", "vmhd", "stbl"},
-    Order{"minf", "smhd", "stbl"},
-    Order{"minf", "dinf", "stbl"},
-    Order{"stbl", "stsd", ""},
-    Order{"stbl", "sgpd", "sbgp"},
-    Order{"mvex", "mehd", "trex"},
-    Order{"moof", "mfhd", ""},
-    Order{"traf", "tfhd", ""},
-    Order{"traf", "tfdt", "trun"},
-    Order{"wave", "frma", "esds"},
-    Order{"wave", "frma", terminator},
-    Order{"wave", "mp4a", "esds"},
-    Order{"wave", "esds", terminator},
-    Order{"mfra", "tfra", "mfro"},
-    Order{"meta", "hdlr", ""},
-};
-
-std::string quoted(std::string_view type) {
-    return type == terminator ? "the terminator" : "“" + std::string(type) + "”";
+std::string nameOf(const Box& box) {
+    return box.type == std::string(4, '\0') ? "????" : box.type;
 }
 
-class Examination {
- public:
-    Examination(const MovieForm& form, Faults& faults) : form_(form), faults_(faults) {}
+int digitOf(char letter) {
+    return letter <= '9' ? letter - '0' : letter - 'a' + 10;
+}
 
-    void examine(const Box& parent) const {
-        if (!parent.isWhole) return;
-        if (std::find(openParents.begin(), openParents.end(), parent.type) == openParents.end() &&
-            std::any_of(rules.begin(), rules.end(),
-                        [&](const Rule& rule) { return rule.parent == parent.type; })) {
-            examineCounts(parent);
-            examineMembership(parent);
-            examineOrder(parent);
+// The words of a text, separated by spaces. Rules have words of a fixed length, which may contain some.
+std::vector<std::string_view> words(std::string_view text, std::size_t length = 0) {
+    std::vector<std::string_view> found;
+    while (!text.empty()) {
+        const std::size_t size = std::min(text.size(), length > 0 ? length : text.find(' '));
+        found.push_back(text.substr(0, size));
+        text.remove_prefix(std::min(text.size(), size + 1));
+    }
+    return found;
+}
+
+class LayoutReader {
+ public:
+    LayoutReader(Box& box, Faults& faults)
+        : box_(box), faults_(faults), bytes_(box.lead > 0 ? box.content.first(box.lead) : box.content) {}
+
+    void read(std::string_view layout) {
+        for (const std::string_view word : words(layout)) {
+            if (word == "rest") return;
+            const std::size_t place = size_ - bytes_.left();
+            if (!readWord(word))
+                faults_.add(box_,
+                            "doesn't have “" + std::string(word) + "” at byte " + std::to_string(place));
         }
-        for (const Box& child : parent.children) {
-            examine(child);
-        }
+        faults_.require(bytes_.left() == 0, box_, "is too long");
     }
 
  private:
-    bool applies(const Rule& rule) const {
-        switch (rule.when) {
-            case When::Always:
-                return true;
-            case When::Plain:
-                return !form_.isFragmented;
-            case When::Fragmented:
-                return form_.isFragmented;
-            case When::QuickTime:
-                return form_.isQuickTime;
-            case When::Mpeg4:
-                return !form_.isQuickTime;
+    bool readWord(std::string_view word) {
+        if (word == "V") return (wide_ = bytes_.u8()) <= 1;
+        if (const std::size_t colon = word.find(':'); colon != word.npos) {
+            const char size = word[colon + 1];
+            box_.fields[std::string(word.substr(0, colon))] =
+                bytes_.number(size == 'w' ? (wide_ == 1 ? 8U : 4U) : static_cast<std::size_t>(digitOf(size)));
+            return true;
         }
-        return false;
+        if (word.size() > 1 && word[1] == '*') {
+            const ByteSpan all = bytes_.take(std::stoul(std::string(word.substr(2))));
+            return word[0] == '.' ||
+                   std::all_of(all.begin(), all.end(), [](std::uint8_t byte) { return byte == 0; });
+        }
+        const ByteSpan all = bytes_.take(word.size() / 2);
+        for (std::size_t i = 0; i < all.size(); ++i) {
+            if (word[2 * i] != '.' && all[i] != digitOf(word[2 * i]) * 16 + digitOf(word[2 * i + 1]))
+                return false;
+        }
+        return true;
     }
 
-    // A box "mp4a" within "wave" holds nothing, unlike the sample entry of that name.
-    static bool isLeaf(const Box& box) { return box.type == "mp4a" && box.children.empty() && box.lead == 0; }
+    Box& box_;
+    Faults& faults_;
+    Bytes bytes_;
+    std::size_t size_ = bytes_.left();
+    std::uint8_t wide_ = 0;
+};
 
-    void examineCounts(const Box& parent) const {
-        if (isLeaf(parent)) return;
+class BoxExamination {
+ public:
+    BoxExamination(const MovieForm& form, Faults& faults) : form_(form), faults_(faults) {}
+
+    void examine(Box& box) const {
+        // A box "mp4a" within "wave" holds nothing, unlike the sample entry of that name.
+        const bool isEmptyEntry = box.type == "mp4a" && box.lead == 0;
+        if (!box.isWhole || box.lead > box.content.size() || isEmptyEntry) return;
         for (const Rule& rule : rules) {
-            if (rule.parent != parent.type || !applies(rule)) continue;
-            const std::size_t count = parent.all(rule.type).size();
-            if (count < rule.least) faults_.add(parent, "lacks " + quoted(rule.type));
-            if (count > rule.most) faults_.add(parent, "has more than one " + quoted(rule.type));
+            if (rule.type != box.type) continue;
+            const std::string_view layout = form_.isQuickTime ? rule.quickTimeLayout : rule.layout;
+            if (!layout.empty()) faults_.within(box, [&] { LayoutReader(box, faults_).read(layout); });
+            if (!rule.children.empty()) examineChildren(box, rule.children);
         }
+        for (Box& child : box.children)
+            examine(child);
     }
 
-    void examineMembership(const Box& parent) const {
+ private:
+    bool applies(char when) const {
+        return when == '.' || when == (form_.isFragmented ? 'F' : 'P') ||
+               when == (form_.isQuickTime ? 'Q' : 'M');
+    }
+
+    void examineChildren(const Box& parent, std::string_view children) const {
+        std::string known;
+        for (const std::string_view rule : words(children, 6)) {
+            if (!applies(rule[5])) continue;
+            const std::string type(rule.substr(0, 4));
+            known += type;
+            const auto count = std::count_if(parent.children.begin(), parent.children.end(),
+                                             [&](const Box& box) { return nameOf(box) == type; });
+            const bool isEnough = count > 0 || rule[4] == '?' || rule[4] == '*';
+            const bool isTooMuch = count > 1 && (rule[4] == '1' || rule[4] == '?');
+            faults_.require(isEnough && !isTooMuch, parent, "has a wrong number of “" + type + "”");
+        }
+        std::size_t last = 0;
         for (const Box& child : parent.children) {
-            const bool known = std::any_of(rules.begin(), rules.end(), [&](const Rule& rule) {
-                return rule.parent == parent.type && rule.type == child.type && applies(rule);
-            });
-            faults_.require(known, child, "does not belong here");
-        }
-    }
-
-    void examineOrder(const Box& parent) const {
-        const auto& boxes = parent.children;
-        for (const Order& order : orders) {
-            if (order.parent != parent.type || parent.child(order.before) == nullptr) continue;
-            const auto isFollower = [&](const Box& box) {
-                return order.after.empty() ? box.type != order.before : box.type == order.after;
-            };
-            const auto follower = std::find_if(boxes.begin(), boxes.end(), isFollower);
-            const auto late =
-                std::find_if(follower, boxes.end(), [&](const Box& box) { return box.type == order.before; });
-            if (late != boxes.end()) faults_.add(*late, "must stand before " + quoted(follower->type));
+            const std::size_t place = known.find(nameOf(child));
+            faults_.require(place % 4 == 0, child, "does not belong here");
+            // In the file itself, only the first box has its place.
+            faults_.require(place >= last, child, "comes too late");
+            last = parent.type.empty() ? 1 : place;
         }
     }
 
@@ -222,8 +188,8 @@ class Examination {
 
 }  // namespace
 
-void examineBoxes(const Box& whole, const MovieForm& form, Faults& faults) {
-    Examination(form, faults).examine(whole);
+void examineBoxes(Box& whole, const MovieForm& form, Faults& faults) {
+    BoxExamination(form, faults).examine(whole);
 }
 
 }  // namespace lumicrate::stage

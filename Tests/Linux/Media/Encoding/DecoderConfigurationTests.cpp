@@ -16,9 +16,9 @@ TEST(DecoderConfigurationTests, TheH264RecordHoldsProfileAndSets) {
                      0xac, 0xd9, 1, 0,  3,    0x68, 0xeb, 0xe3, 0xfd, 0xf8, 0xf8, 0}));
 }
 
-TEST(DecoderConfigurationTests, TheHevcRecordIsFreeOfTheBytesThatGuardStartCodes) {
+TEST(DecoderConfigurationTests, TheHevcRecordOmitsEmulationPreventionBytes) {
     const Bytes video{0x40, 1, 0x0c};
-    // Level 3.1 behind nine bytes of flags, most of them zero and therefore guarded; one layer, nested.
+    // Level 3.1 behind nine bytes of flags, most of them zero and so with prevention bytes; one nested layer.
     const Bytes sequence{0x42, 1, 1, 0x01, 0x60, 0, 0, 3, 0, 0x90, 0, 0, 3, 0, 0, 3, 0, 93, 0xa0};
     const Bytes picture{0x44, 1};
     Bytes wanted{1,  0x01, 0x60, 0,    0,    0,    0x90, 0, 0, 0,    0, 0,
@@ -32,7 +32,7 @@ TEST(DecoderConfigurationTests, TheHevcRecordIsFreeOfTheBytesThatGuardStartCodes
     EXPECT_EQ(hevcConfiguration(video, sequence, picture), wanted);
 }
 
-TEST(DecoderConfigurationTests, SetsThatAreMissingOrCutOffAreRefused) {
+TEST(DecoderConfigurationTests, MissingOrTruncatedSetsAreRefused) {
     const Bytes set{0x42, 1, 1, 1, 0x60, 1, 2, 3, 4, 5, 6, 7, 8, 9, 93};
     const Bytes cutOff(set.begin(), set.end() - 1);
     EXPECT_NO_THROW(hevcConfiguration(set, set, set));

@@ -25,15 +25,14 @@ TEST(RateControlTests, QualityFollowsTheBitsPerPixel) {
     }
 }
 
-/// Content that takes `difficulty` bits a block at a step of one, for `seconds`; gives the bits of each
-/// second.
-std::vector<double> motion(RateControl& rate, double difficulty, int seconds) {
+/// Motion whose blocks take `complexity` bits at a quantizer step of 1. Returns the bits of each second.
+std::vector<double> motion(RateControl& rate, double complexity, int seconds) {
     std::vector<double> perSecond(static_cast<std::size_t>(seconds), 0);
     for (int picture = 0; picture < seconds * 30; ++picture) {
         rate.advanceTo(picture / 30.0);
         const PictureWork work = changed(8160);
         const int quantizer = rate.quantizerFor(work);
-        const double bits = 8160 * difficulty / (0.85 * std::exp2((quantizer - 12) / 6.0));
+        const double bits = 8160 * complexity / (0.85 * std::exp2((quantizer - 12) / 6.0));
         rate.coded(work, quantizer, std::llround(bits));
         perSecond[static_cast<std::size_t>(picture / 30)] += bits;
     }
@@ -41,20 +40,20 @@ std::vector<double> motion(RateControl& rate, double difficulty, int seconds) {
 }
 
 TEST(RateControlTests, LastingMotionSettlesAtTheCeiling) {
-    for (const double difficulty : {150.0, 700.0, 1500.0}) {
+    for (const double complexity : {150.0, 700.0, 1500.0}) {
         RateControl rate(7'000'000, pixelRate, 30);
-        const std::vector<double> bits = motion(rate, difficulty, 20);
+        const std::vector<double> bits = motion(rate, complexity, 20);
         double all = 0;
         for (const double each : bits)
             all += each;
-        EXPECT_LE(all, 7e6 * (20 + 2.2)) << difficulty;
-        EXPECT_GT(rate.available(), 0) << difficulty;
+        EXPECT_LE(all, 7e6 * (20 + 2.2)) << complexity;
+        EXPECT_GT(rate.available(), 0) << complexity;
         for (std::size_t second = 10; second < 20; ++second)
-            EXPECT_NEAR(bits[second], 7e6, 1.1e6) << difficulty << " at " << second;
+            EXPECT_NEAR(bits[second], 7e6, 1.1e6) << complexity << " at " << second;
     }
 }
 
-TEST(RateControlTests, EasyContentKeepsItsQualityForEver) {
+TEST(RateControlTests, SimpleContentKeepsItsQuality) {
     RateControl rate(7'000'000, pixelRate, 30);
     for (int picture = 0; picture < 1000; ++picture) {
         rate.advanceTo(picture / 30.0);
@@ -63,7 +62,7 @@ TEST(RateControlTests, EasyContentKeepsItsQualityForEver) {
     }
 }
 
-TEST(RateControlTests, RestRefillsWhatABurstTook) {
+TEST(RateControlTests, TheBucketRefillsAfterABurst) {
     RateControl rate(7'000'000, pixelRate, 30);
     motion(rate, 5000, 5);
     rate.advanceTo(5);
@@ -75,7 +74,7 @@ TEST(RateControlTests, RestRefillsWhatABurstTook) {
     EXPECT_NEAR(rate.available(), 14e6, 1);
 }
 
-TEST(RateControlTests, DebtIsPaidWithCoarsePicturesOnly) {
+TEST(RateControlTests, AnOverdrawnBucketMakesPicturesCoarse) {
     RateControl rate(1'000'000, pixelRate, 30);
     rate.coded(changed(8160), 20, 5'000'000);
     EXPECT_LT(rate.available(), 0);
@@ -90,7 +89,7 @@ std::vector<int> unchangedBlocks(const MacroblockMap& map) {
     return {map.constantBlocks().begin(), map.constantBlocks().end()};
 }
 
-TEST(RateControlTests, MotionThatStaysCoarseIsAStrain) {
+TEST(RateControlTests, LastingCoarseMotionIsStrained) {
     RateControl rate(7'000'000, pixelRate, 30);
     const int quality = rate.qualityQuantizer();
     const auto group = [&](int blocks, int excess) {
@@ -99,7 +98,7 @@ TEST(RateControlTests, MotionThatStaysCoarseIsAStrain) {
         rate.coded(key, quality + 20, 1000);
         for (int picture = 0; picture < 10; ++picture)
             rate.coded(changed(blocks), quality + excess, 1000);
-        rate.coded(changed(8), quality + 30, 1000);  // of little weight
+        rate.coded(changed(8), quality + 30, 1000);  // few blocks count little
     };
     const struct {
         int blocks, excess;
@@ -113,7 +112,7 @@ TEST(RateControlTests, MotionThatStaysCoarseIsAStrain) {
     }
 }
 
-TEST(MacroblockMapTests, OnlyAProvenBlockIsUnchanged) {
+TEST(MacroblockMapTests, BlocksAreUnchangedOnlyIfProven) {
     MacroblockMap map(40, 20);  // three by two blocks
     const std::vector<int> none(6, 0);
     const std::vector<int> all(6, 1);
@@ -132,12 +131,12 @@ TEST(MacroblockMapTests, OnlyAProvenBlockIsUnchanged) {
     map.begin(std::nullopt);
     EXPECT_EQ(unchangedBlocks(map), none);
     map.begin(info(8, {}));
-    EXPECT_EQ(unchangedBlocks(map), none) << "what came before bore no number";
+    EXPECT_EQ(unchangedBlocks(map), none) << "the previous one had no number";
     map.begin(info(9, {{-20, -20, 10, 10}, {500, 0, 3, 3}}));
     EXPECT_EQ(unchangedBlocks(map), all) << "dirty outside of the picture";
 }
 
-TEST(MacroblockMapTests, RemembersHowCoarseEachBlockIs) {
+TEST(MacroblockMapTests, RemembersTheQuantizerOfEachBlock) {
     MacroblockMap map(48, 16);
     map.begin(info(1, {}));
     map.coded(true, 40);

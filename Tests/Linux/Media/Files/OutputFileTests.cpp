@@ -13,7 +13,7 @@
 #include <cerrno>
 #include <csignal>
 #include <fstream>
-#include <numeric>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -26,13 +26,12 @@ using test::inChild;
 using test::Refusal;
 using test::refuse;
 using testing::HasSubstr;
-using testing::StartsWith;
 
 using Bytes = std::vector<std::uint8_t>;
 
 constexpr std::uint64_t block = 4096;
 
-/// Bytes that repeat nowhere near a block's length.
+/// Bytes that do not repeat anywhere near a block's length.
 Bytes pattern(std::size_t size, std::uint8_t seed = 1) {
     Bytes bytes(size);
     for (std::size_t i = 0; i < size; ++i)
@@ -41,10 +40,8 @@ Bytes pattern(std::size_t size, std::uint8_t seed = 1) {
 }
 
 Bytes contentOf(const path& file) {
-    Bytes bytes(std::filesystem::file_size(file));
     std::ifstream stream(file, std::ios::binary);
-    stream.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-    return bytes;
+    return {std::istreambuf_iterator<char>(stream), {}};
 }
 
 Bytes contentOf(const OutputFile& file) {
@@ -65,12 +62,13 @@ Bytes cut(const Bytes& bytes, std::size_t from, std::size_t to) {
 
 /// The names in a folder, in order.
 std::string namesIn(const path& folder) {
-    std::vector<std::string> names;
+    std::set<std::string> names;
     for (const auto& entry : std::filesystem::directory_iterator(folder))
-        names.push_back(entry.path().filename().string());
-    std::sort(names.begin(), names.end());
-    return std::accumulate(names.begin(), names.end(), std::string(),
-                           [](const std::string& all, const std::string& name) { return all + name + " "; });
+        names.insert(entry.path().filename().string());
+    std::string all;
+    for (const std::string& name : names)
+        all += name + " ";
+    return all;
 }
 
 std::string sentenceOf(const std::function<void()>& operation) {
@@ -86,25 +84,10 @@ std::string notCreated(const path& file, const std::string& reason) {
     return "The movie file couldn't be created: “" + file.string() + "”: " + reason;
 }
 
-/// A folder that goes away, in memory where the temporary one may be on a disk.
-class MemoryFolder {
- public:
-    MemoryFolder() : path_("/dev/shm/lumicrate-test-" + std::to_string(getpid())) {
-        std::filesystem::create_directory(path_);
-    }
-    MemoryFolder(const MemoryFolder&) = delete;
-    MemoryFolder& operator=(const MemoryFolder&) = delete;
-    ~MemoryFolder() {
-        std::error_code ignored;
-        std::filesystem::remove_all(path_, ignored);
-    }
-    path operator/(const std::string& name) const { return path_ / name; }
-    const path& folder() const { return path_; }
+const std::string cannotMount = "may not mount";
+const std::string diskFull = "The movie file couldn't be written: No space left on device.";
 
- private:
-    path path_;
-};
-
+/// What a file system lacks.
 struct Kind {
     std::string name;
     std::vector<Refusal> refusals;
@@ -119,78 +102,151 @@ void PrintTo(const Kind& kind, std::ostream* stream) {
     *stream << kind.name;
 }
 
-std::string nameOfKind(const testing::TestParamInfo<Kind>& info) {
-    return info.param.name;
-}
+class FileSystemTests : public testing::TestWithParam<Kind> {};
 
-class CreationTests : public testing::TestWithParam<Kind> {};
+INSTANTIATE_TEST_SUITE_P(Kinds, FileSystemTests,
+                         testing::Values(Kind{"complete", {}}, Kind{"noUnnamedFiles", {test::noUnnamedFiles}},
+                                         Kind{"noLinks", {test::noLinks}}, Kind{"noLocks", {test::noLocks}},
+                                         Kind{"noCopying", {test::noCopying}},
+                                         Kind{"noCopyingNorHoles", {test::noCopying, test::noHoles}}),
+                         [](const auto& each) { return each.param.name; });
 
-INSTANTIATE_TEST_SUITE_P(FileSystems, CreationTests,
-                         testing::Values(Kind{"asItIs", {}}, Kind{"noUnnamedFiles", {test::noUnnamedFiles}},
-                                         Kind{"noLinks", {test::noLinks}}, Kind{"noLocks", {test::noLocks}}),
-                         nameOfKind);
-
-TEST_P(CreationTests, TheFileComesWithItsHead) {
+TEST_P(FileSystemTests, AFileAppearsWithItsHead) {
     const TemporaryFolder folder;
     EXPECT_EQ(inChild([&] {
                   GetParam().apply();
                   umask(027);
                   OutputFile file = OutputFile::create(folder / "a.mp4", pattern(1000));
                   file.write(1000, pattern(500, 9));
-                  return file.path().filename().string();
+                  return namesIn(folder.path());
               }),
-              "a.mp4");
+              "a.mp4 ");
     EXPECT_EQ(contentOf(folder / "a.mp4"), joined(pattern(1000), pattern(500, 9)));
-    EXPECT_EQ(namesIn(folder.path()), "a.mp4 ");
     struct stat status {};
     ASSERT_EQ(stat((folder / "a.mp4").c_str(), &status), 0);
     EXPECT_EQ(status.st_mode, S_IFREG | 0640U);
 }
 
-TEST_P(CreationTests, NothingIsEverReplaced) {
-    const TemporaryFolder folder;
-    std::ofstream(folder / "there.mp4") << "precious";
-    std::filesystem::create_symlink(folder / "nowhere", folder / "link.mp4");
-    for (const char* name : {"there.mp4", "link.mp4"}) {
-        EXPECT_EQ(inChild([&] {
-                      GetParam().apply();
-                      OutputFile::create(folder / name, pattern(1000));
-                      return std::string("created");
-                  }),
-                  notCreated(folder / name, "File exists."));
-    }
-    EXPECT_EQ(std::filesystem::file_size(folder / "there.mp4"), 8U);
-    EXPECT_EQ(namesIn(folder.path()), "link.mp4 there.mp4 ");
-}
-
-TEST_P(CreationTests, AFolderThatIsMissingOrRefusesSaysSo) {
-    const TemporaryFolder folder;
-    const auto attempt = [&](const path& file) {
-        return inChild([&] {
-            test::dropPrivileges();
-            GetParam().apply();
-            OutputFile::create(file, pattern(1000));
-            return std::string("created");
-        });
-    };
-    std::filesystem::permissions(folder.path(), std::filesystem::perms(0555));
-    EXPECT_EQ(attempt(folder / "a.mp4"), notCreated(folder / "a.mp4", "Permission denied."));
-    EXPECT_EQ(attempt(folder / "none/a.mp4"),
-              notCreated(folder / "none/a.mp4", "No such file or directory."));
-    std::filesystem::permissions(folder.path(), std::filesystem::perms(0755));
-    EXPECT_EQ(namesIn(folder.path()), "");
-}
-
-TEST_P(CreationTests, AFullFileSystemSaysSoAndKeepsNoPart) {
+/// Everything that fails on a small disk, and what is there afterwards.
+TEST_P(FileSystemTests, RefusedOrFullLeavesNothingBehind) {
     const TemporaryFolder folder;
     const std::string result = inChild([&]() -> std::string {
-        if (!test::mountSmallFileSystem(folder.path(), 1 << 20)) return "may not mount";
+        if (!test::mountSmallFileSystem(folder.path(), 1 << 20)) return cannotMount;
         GetParam().apply();
-        return sentenceOf([&] { OutputFile::create(folder / "a.mp4", pattern(2 << 20)); }) +
-               namesIn(folder.path());
+        std::ofstream(folder / "there.mp4") << "precious";
+        std::filesystem::create_symlink(folder / "nowhere", folder / "link.mp4");
+        std::string text;
+        for (const auto& [name, size] :
+             {std::pair("there.mp4", 100), {"link.mp4", 100}, {"none/a.mp4", 100}, {"a.mp4", 2 << 20}}) {
+            text += sentenceOf(
+                        [&] { OutputFile::create(folder / name, pattern(static_cast<std::size_t>(size))); }) +
+                    "\n";
+        }
+        const Bytes movie = pattern(700 << 10);
+        OutputFile file = OutputFile::create(folder / "movie.mp4", movie);
+        text += sentenceOf([&] { file.replaceByCopy(pattern(block), 0, movie.size(), ".part"); }) + "\n";
+        text += sentenceOf([&] { file.write(movie.size(), pattern(1 << 20)); }) + "\n";
+        file.truncate(movie.size());
+        if (!file.isLinked() || contentOf(file) != movie) text += "the movie is spoilt\n";
+        std::filesystem::rename(folder / "movie.mp4", folder / "b.mp4");
+        std::ofstream(folder / "movie.mp4") << "precious";
+        text += sentenceOf([&] { file.replaceByCopy(pattern(block), 0, block, ".part"); }) + "\n";
+        text += sentenceOf([&] { file.rescueCopy(); }) + "\n";
+        text +=
+            std::to_string(contentOf(folder / "there.mp4").size() + contentOf(folder / "movie.mp4").size());
+        return text + " " + namesIn(folder.path());
     });
-    if (result == "may not mount") GTEST_SKIP() << "a file system of one's own is not to be had here";
-    EXPECT_EQ(result, notCreated(folder / "a.mp4", "No space left on device."));
+    if (result == cannotMount) GTEST_SKIP() << "file systems can't be mounted here";
+    EXPECT_EQ(result, notCreated(folder / "there.mp4", "File exists.\n") +
+                          notCreated(folder / "link.mp4", "File exists.\n") +
+                          notCreated(folder / "none/a.mp4", "No such file or directory.\n") +
+                          notCreated(folder / "a.mp4", "No space left on device.\n") + diskFull + "\n" +
+                          diskFull + "\n" + "The movie file couldn't be replaced: “" +
+                          (folder / "movie.mp4").string() + "”: No such file or directory.\n" +
+                          notCreated(folder / "movie.mp4", "File exists.\n") +
+                          "16 b.mp4 link.mp4 movie.mp4 there.mp4 ");
+}
+
+TEST_P(FileSystemTests, AFolderThatRefusesIsReported) {
+    const TemporaryFolder folder;
+    std::filesystem::permissions(folder.path(), std::filesystem::perms(0555));
+    EXPECT_EQ(inChild([&] {
+                  test::dropPrivileges();
+                  GetParam().apply();
+                  OutputFile::create(folder / "a.mp4", pattern(1000));
+                  return std::string("created");
+              }),
+              notCreated(folder / "a.mp4", "Permission denied."));
+}
+
+/// Data, a hole of many blocks, data, and a hole to the end.
+struct SparseMovie {
+    static constexpr std::uint64_t secondPart = 2 << 20;
+    static constexpr std::uint64_t end = 4 << 20;
+    Bytes first = pattern(3 * block + 17);
+    Bytes second = pattern((1 << 20) + 33, 7);
+
+    OutputFile create(const path& file) const {
+        OutputFile output = OutputFile::create(file, pattern(block, 2));
+        output.write(block, first);
+        output.write(secondPart, second);
+        output.truncate(end);
+        return output;
+    }
+};
+
+TEST_P(FileSystemTests, ACopyHasTheMediaBehindItsNewHead) {
+    for (const char* parent : {"/tmp", "/dev/shm"}) {
+        const TemporaryFolder folder(parent);
+        const std::string result = inChild([&]() -> std::string {
+            GetParam().apply();
+            OutputFile file = SparseMovie().create(folder / "a.mp4");
+            const Bytes before = contentOf(file);
+            for (const auto& [from, to] : {std::pair(block, before.size()), {1001, 7 * block + 77}}) {
+                const Bytes expected = joined(pattern(4 * block, 99), cut(contentOf(file), from, to));
+                std::ofstream(folder / ".a.mp4.part") << "left behind by an earlier run";
+                file.replaceByCopy(pattern(4 * block, 99), from, to, ".a.mp4.part");
+                if (contentOf(folder / "a.mp4") != expected) return "not the same";
+                if (!file.isLinked() || contentOf(file) != expected) return "still the old file";
+            }
+            file.write(0, Bytes{42});
+            return contentOf(folder / "a.mp4")[0] == 42 ? namesIn(folder.path()) : "written elsewhere";
+        });
+        EXPECT_EQ(result, "a.mp4 ");
+    }
+}
+
+TEST_P(FileSystemTests, ADeletedFileIsRescuedWithItsFolders) {
+    const TemporaryFolder folder;
+    const std::string result = inChild([&]() -> std::string {
+        GetParam().apply();
+        std::filesystem::create_directories(folder / "Movies/Today");
+        const path movie = folder / "Movies/Today/a.mp4";
+        OutputFile file = SparseMovie().create(movie);
+        const Bytes expected = contentOf(movie);
+        for (const path& victim : {movie, folder / "Movies"}) {
+            std::filesystem::remove_all(victim);
+            if (file.isLinked() || !file.isDeleted()) return "not noticed";
+            file.rescueCopy();
+            if (!file.isLinked() || contentOf(movie) != expected) return "not the same";
+        }
+        file.write(0, Bytes{42});
+        return contentOf(movie)[0] == 42 ? namesIn(movie.parent_path()) : "written elsewhere";
+    });
+    EXPECT_EQ(result, "a.mp4 ");
+}
+
+TEST(OutputFileTests, HolesTakeNoSpaceInACopy) {
+    const TemporaryFolder folder;
+    const SparseMovie movie;
+    OutputFile file = movie.create(folder / "a.mp4");
+    file.replaceByCopy(pattern(block), block, SparseMovie::end, ".part");
+    struct stat status {};
+    ASSERT_EQ(stat((folder / "a.mp4").c_str(), &status), 0);
+    EXPECT_EQ(static_cast<std::uint64_t>(status.st_size), SparseMovie::end);
+    constexpr std::uint64_t blockUnit = 512;
+    EXPECT_LT(static_cast<std::uint64_t>(status.st_blocks) * blockUnit,
+              movie.first.size() + movie.second.size() + 64 * block);
 }
 
 TEST(OutputFileTests, ReadsAndWritesAnywhere) {
@@ -207,57 +263,25 @@ TEST(OutputFileTests, ReadsAndWritesAnywhere) {
     EXPECT_EQ(file.read(230, end), 20U);
     EXPECT_EQ(cut(end, 0, 20), cut(expected, 230, 250));
     EXPECT_EQ(file.read(1000, end), 0U);
-
     file.truncate(30);
     EXPECT_EQ(file.size(), 30U);
     EXPECT_EQ(contentOf(file), cut(expected, 0, 30));
 }
 
-TEST(OutputFileTests, AFullDiskFailsTheWriteAndKeepsWhatWasThere) {
+TEST(OutputFileTests, ReservedSpaceIsThereOnAFullDisk) {
     const TemporaryFolder folder;
     const std::string result = inChild([&]() -> std::string {
-        if (!test::mountSmallFileSystem(folder.path(), 1 << 20)) return "may not mount";
-        OutputFile file = OutputFile::create(folder / "a.mp4", pattern(block));
-        try {
-            file.write(block, pattern(2 << 20));
-            return "written";
-        } catch (const PlatformError& error) {
-            if (error.code() != ENOSPC) return "another code";
-            file.truncate(block);
-            file.write(block, pattern(block, 3));  // there is room again
-            return contentOf(file) == joined(pattern(block), pattern(block, 3)) ? error.what() : "spoilt";
-        }
-    });
-    if (result == "may not mount") GTEST_SKIP() << "a file system of one's own is not to be had here";
-    EXPECT_EQ(result, "The movie file couldn't be written: No space left on device.");
-}
-
-TEST(OutputFileTests, WhatIsReservedFindsRoomOnAFullDisk) {
-    const TemporaryFolder folder;
-    const std::string result = inChild([&]() -> std::string {
-        if (!test::mountSmallFileSystem(folder.path(), 1 << 20)) return "may not mount";
+        if (!test::mountSmallFileSystem(folder.path(), 1 << 20)) return cannotMount;
         OutputFile file = OutputFile::create(folder / "a.mp4", pattern(100));
         if (!file.reserve(block, 512 << 10)) return "not reserved";
         if (file.size() != 100) return "the size has changed";
         OutputFile other = OutputFile::create(folder / "b.mp4", {});
         const std::string full = sentenceOf([&] { other.write(0, pattern(1 << 20)); });
         file.write(block, pattern(512 << 10));
-        return full + " " + sentenceOf([&] { file.reserve(0, 2 << 20); });
+        return full + sentenceOf([&] { file.reserve(0, 2 << 20); });
     });
-    if (result == "may not mount") GTEST_SKIP() << "a file system of one's own is not to be had here";
-    const std::string full = "The movie file couldn't be written: No space left on device.";
-    EXPECT_EQ(result, full + " " + full);
-}
-
-TEST(OutputFileTests, WhereNothingCanBeReservedItSaysSo) {
-    const TemporaryFolder folder;
-    EXPECT_EQ(inChild([&] {
-                  refuse(test::noAllocation);
-                  OutputFile file = OutputFile::create(folder / "a.mp4", pattern(2 * block));
-                  return std::to_string(file.reserve(0, block)) +
-                         std::to_string(file.insertRange(block, block));
-              }),
-              "00");
+    if (result == cannotMount) GTEST_SKIP() << "file systems can't be mounted here";
+    EXPECT_EQ(result, diskFull + diskFull);
 }
 
 TEST(OutputFileTests, ADiskInsertsARange) {
@@ -279,11 +303,17 @@ TEST(OutputFileTests, ADiskInsertsARange) {
     EXPECT_EQ(contentOf(folder / "a.mp4"), after);
 }
 
-TEST(OutputFileTests, AMemoryFileSystemInsertsNothing) {
-    const MemoryFolder folder;
-    OutputFile file = OutputFile::create(folder / "a.mp4", pattern(4 * block));
+TEST(OutputFileTests, WhatTheFileSystemLacksIsReportedWithoutError) {
+    const TemporaryFolder memory("/dev/shm");
+    OutputFile file = OutputFile::create(memory / "a.mp4", pattern(4 * block));
     EXPECT_FALSE(file.insertRange(block, block));
     EXPECT_EQ(contentOf(file), pattern(4 * block));
+    EXPECT_EQ(inChild([&] {
+                  refuse(test::noAllocation);
+                  return std::to_string(file.reserve(0, block)) +
+                         std::to_string(file.insertRange(block, block));
+              }),
+              "00");
 }
 
 // --- the lock
@@ -292,14 +322,19 @@ std::string attemptToOpen(const path& file) {
     return inChild([&] { return std::string(OutputFile::open(file) ? "opened" : "locked"); });
 }
 
-TEST(OutputFileTests, AnotherProcessLeavesALockedFileAlone) {
+TEST(OutputFileTests, OtherProcessesLeaveALockedFileAlone) {
     const TemporaryFolder folder;
     {
-        const OutputFile file = OutputFile::create(folder / "a.mp4", pattern(10));
+        OutputFile file = OutputFile::create(folder / "a.mp4", pattern(3 * block));
         EXPECT_EQ(attemptToOpen(folder / "a.mp4"), "locked");
         EXPECT_FALSE(OutputFile::open(folder / "a.mp4")) << "in this process as well";
-        EXPECT_EQ(contentOf(folder / "a.mp4"), pattern(10));
-        EXPECT_EQ(attemptToOpen(folder / "a.mp4"), "locked") << "though others have closed the file here";
+        EXPECT_EQ(contentOf(folder / "a.mp4"), pattern(3 * block));
+        EXPECT_EQ(attemptToOpen(folder / "a.mp4"), "locked") << "also after this process closed it elsewhere";
+        file.replaceByCopy(pattern(block), block, 3 * block, ".part");
+        EXPECT_EQ(attemptToOpen(folder / "a.mp4"), "locked") << "and so is a copy";
+        std::filesystem::remove(folder / "a.mp4");
+        file.rescueCopy();
+        EXPECT_EQ(attemptToOpen(folder / "a.mp4"), "locked");
     }
     EXPECT_EQ(attemptToOpen(folder / "a.mp4"), "opened");
 }
@@ -314,23 +349,21 @@ TEST(OutputFileTests, AKilledProcessLeavesItsFileUnlocked) {
     std::optional<OutputFile> file = OutputFile::open(folder / "a.mp4");
     ASSERT_TRUE(file);
     EXPECT_EQ(contentOf(*file), pattern(10));
-    EXPECT_EQ(attemptToOpen(folder / "a.mp4"), "locked") << "by whom it was opened";
+    EXPECT_EQ(attemptToOpen(folder / "a.mp4"), "locked");
     file->write(10, pattern(5));
     EXPECT_EQ(std::filesystem::file_size(folder / "a.mp4"), 15U);
 }
 
-TEST(OutputFileTests, WhatCannotBeOpenedSaysWhy) {
+TEST(OutputFileTests, WhatCannotBeOpenedIsReported) {
     const TemporaryFolder folder;
     OutputFile::create(folder / "file", pattern(10));
     std::filesystem::create_symlink(folder / "file", folder / "link");
     std::filesystem::create_directory(folder / "folder");
     ASSERT_EQ(mkfifo((folder / "pipe").c_str(), 0600), 0);
-    const std::pair<const char*, const char*> cases[] = {
-        {"none", "No such file or directory."},
-        {"link", "Too many levels of symbolic links."},
-        {"folder", "Is a directory."},
-        {"pipe", "Invalid argument."},
-    };
+    const std::pair<const char*, const char*> cases[] = {{"none", "No such file or directory."},
+                                                         {"link", "Too many levels of symbolic links."},
+                                                         {"folder", "Is a directory."},
+                                                         {"pipe", "Invalid argument."}};
     for (const auto& [name, reason] : cases) {
         const path file = folder / name;
         EXPECT_EQ(sentenceOf([&] { OutputFile::open(file); }),
@@ -344,14 +377,13 @@ TEST(OutputFileTests, WhatCannotBeOpenedSaysWhy) {
         << "another process may be writing it";
 }
 
-// --- the name
-
 TEST(OutputFileTests, KnowsWhetherThePathStillNamesIt) {
     const TemporaryFolder folder;
     OutputFile file = OutputFile::create(folder / "a.mp4", pattern(10));
     EXPECT_TRUE(file.isLinked());
     std::filesystem::rename(folder / "a.mp4", folder / "b.mp4");
     EXPECT_FALSE(file.isLinked());
+    EXPECT_FALSE(file.isDeleted());
     EXPECT_FALSE(file.remove());
     std::filesystem::create_symlink(folder / "b.mp4", folder / "a.mp4");
     EXPECT_FALSE(file.isLinked());
@@ -363,140 +395,6 @@ TEST(OutputFileTests, KnowsWhetherThePathStillNamesIt) {
     EXPECT_TRUE(file.isLinked());
     EXPECT_TRUE(file.remove());
     EXPECT_EQ(namesIn(folder.path()), "");
-}
-
-// --- copies
-
-class CopyTests : public testing::TestWithParam<Kind> {};
-
-INSTANTIATE_TEST_SUITE_P(FileSystems, CopyTests,
-                         testing::Values(Kind{"asItIs", {}}, Kind{"noUnnamedFiles", {test::noUnnamedFiles}},
-                                         Kind{"noLinks", {test::noLinks}}, Kind{"noLocks", {test::noLocks}},
-                                         Kind{"noCopying", {test::noCopying}},
-                                         Kind{"noCopyingNorHoles", {test::noCopying, test::noHoles}}),
-                         nameOfKind);
-
-/// Data, a hole of many blocks, data, and a hole to the end.
-struct SparseMovie {
-    static constexpr std::uint64_t secondPart = 2 << 20;
-    static constexpr std::uint64_t end = 4 << 20;
-    Bytes first = pattern(3 * block + 17);
-    Bytes second = pattern((1 << 20) + 33, 7);
-
-    void writeTo(OutputFile& file) const {
-        file.write(block, first);
-        file.write(secondPart, second);
-        file.truncate(end);
-    }
-};
-
-TEST_P(CopyTests, TheMediaFollowsANewHead) {
-    const TemporaryFolder disk;
-    const MemoryFolder memory;
-    for (const path& folder : {disk.path(), memory.folder()}) {
-        const std::string result = inChild([&]() -> std::string {
-            GetParam().apply();
-            OutputFile file = OutputFile::create(folder / "a.mp4", pattern(block, 2));
-            SparseMovie().writeTo(file);
-            Bytes expected = contentOf(folder / "a.mp4");
-            expected = joined(pattern(4 * block, 99), cut(expected, block, SparseMovie::end));
-            std::ofstream(folder / ".a.mp4.part") << "left behind by an earlier run";
-
-            file.replaceByCopy(pattern(4 * block, 99), block, SparseMovie::end, ".a.mp4.part");
-            if (contentOf(folder / "a.mp4") != expected) return "not the same";
-            if (!file.isLinked() || contentOf(file) != expected) return "still the old file";
-            file.write(0, Bytes{42});
-            return contentOf(folder / "a.mp4")[0] == 42 ? namesIn(folder) : "written elsewhere";
-        });
-        EXPECT_EQ(result, "a.mp4 ");
-    }
-}
-
-TEST_P(CopyTests, AnyPartMayBeTaken) {
-    const TemporaryFolder folder;
-    const std::string result = inChild([&]() -> std::string {
-        GetParam().apply();
-        const Bytes before = pattern(9 * block + 5);
-        OutputFile file = OutputFile::create(folder / "a.mp4", before);
-        file.replaceByCopy(pattern(block, 3), 1001, 7 * block + 77, ".part");
-        return contentOf(folder / "a.mp4") == joined(pattern(block, 3), cut(before, 1001, 7 * block + 77))
-                   ? "the same"
-                   : "not the same";
-    });
-    EXPECT_EQ(result, "the same");
-}
-
-TEST_P(CopyTests, ADeletedFileIsRescuedWithItsFolders) {
-    const TemporaryFolder folder;
-    const std::string result = inChild([&]() -> std::string {
-        GetParam().apply();
-        std::filesystem::create_directories(folder / "Movies/Today");
-        const path movie = folder / "Movies/Today/a.mp4";
-        OutputFile file = OutputFile::create(movie, pattern(block, 2));
-        SparseMovie().writeTo(file);
-        const Bytes expected = contentOf(movie);
-        for (const path& victim : {movie, folder / "Movies"}) {
-            std::filesystem::remove_all(victim);
-            if (file.isLinked()) return "not noticed";
-            file.rescueCopy();
-            if (!file.isLinked() || contentOf(movie) != expected) return "not the same";
-        }
-        file.write(0, Bytes{42});
-        return contentOf(movie)[0] == 42 ? namesIn(movie.parent_path()) : "written elsewhere";
-    });
-    EXPECT_EQ(result, "a.mp4 ");
-}
-
-TEST_P(CopyTests, AFullDiskLeavesTheMovieAndNothingElse) {
-    const TemporaryFolder folder;
-    const std::string result = inChild([&]() -> std::string {
-        if (!test::mountSmallFileSystem(folder.path(), 1 << 20)) return "may not mount";
-        GetParam().apply();
-        const Bytes movie = pattern(700 << 10);
-        OutputFile file = OutputFile::create(folder / "a.mp4", movie);
-        const std::string sentence =
-            sentenceOf([&] { file.replaceByCopy(pattern(block), 0, movie.size(), ".part"); });
-        return file.isLinked() && contentOf(file) == movie ? sentence + namesIn(folder.path()) : "spoilt";
-    });
-    if (result == "may not mount") GTEST_SKIP() << "a file system of one's own is not to be had here";
-    EXPECT_EQ(result, "The movie file couldn't be written: No space left on device.a.mp4 ");
-}
-
-TEST(OutputFileTests, HolesTakeNoRoomInACopy) {
-    const TemporaryFolder folder;
-    OutputFile file = OutputFile::create(folder / "a.mp4", pattern(block));
-    const SparseMovie movie;
-    movie.writeTo(file);
-    file.replaceByCopy(pattern(block), block, SparseMovie::end, ".part");
-    struct stat status {};
-    ASSERT_EQ(stat((folder / "a.mp4").c_str(), &status), 0);
-    EXPECT_EQ(static_cast<std::uint64_t>(status.st_size), SparseMovie::end);
-    constexpr std::uint64_t blockUnit = 512;
-    EXPECT_LT(static_cast<std::uint64_t>(status.st_blocks) * blockUnit,
-              movie.first.size() + movie.second.size() + 64 * block);
-}
-
-TEST(OutputFileTests, ACopyIsLockedAsItsOriginalWas) {
-    const TemporaryFolder folder;
-    OutputFile file = OutputFile::create(folder / "a.mp4", pattern(3 * block));
-    file.replaceByCopy(pattern(block), block, 3 * block, ".part");
-    EXPECT_EQ(attemptToOpen(folder / "a.mp4"), "locked");
-    std::filesystem::remove(folder / "a.mp4");
-    file.rescueCopy();
-    EXPECT_EQ(attemptToOpen(folder / "a.mp4"), "locked");
-}
-
-TEST(OutputFileTests, NoCopyTakesTheNameOfAnotherFile) {
-    const TemporaryFolder folder;
-    OutputFile file = OutputFile::create(folder / "a.mp4", pattern(3 * block));
-    std::filesystem::remove(folder / "a.mp4");
-    std::ofstream(folder / "a.mp4") << "precious";
-    EXPECT_THAT(sentenceOf([&] { file.replaceByCopy(pattern(block), block, 3 * block, ".part"); }),
-                StartsWith("The movie file couldn't be replaced: "));
-    EXPECT_EQ(sentenceOf([&] { file.rescueCopy(); }), notCreated(folder / "a.mp4", "File exists."));
-    EXPECT_EQ(std::filesystem::file_size(folder / "a.mp4"), 8U);
-    EXPECT_EQ(namesIn(folder.path()), "a.mp4 ");
-    EXPECT_EQ(contentOf(file), pattern(3 * block)) << "what was recorded is not lost by it";
 }
 
 }  // namespace

@@ -1,8 +1,5 @@
-#include "Linux/Media/Files/OutputFile.h"
 #include "Linux/Media/Files/WriteBehind.h"
 #include "Support/Error.h"
-#include "Tests/Linux/Media/ChildCase.h"
-#include "Tests/Linux/TemporaryFolder.h"
 
 #include <gmock/gmock.h>
 
@@ -21,12 +18,11 @@
 namespace lumicrate::media {
 namespace {
 
-using lumicrate::test::TemporaryFolder;
 using testing::ElementsAre;
 
 using Bytes = std::vector<std::uint8_t>;
 
-/// Tells what is done with it, as text; can be held, and can fail.
+/// Records its operations as text; can be held, and can fail.
 class FakeDisk final : public ByteSink {
  public:
     void write(std::uint64_t offset, std::span<const std::uint8_t> bytes) override {
@@ -34,7 +30,7 @@ class FakeDisk final : public ByteSink {
     }
     void synchronize() override { act("sync"); }
 
-    /// From now on the disk stands still at its next operation.
+    /// The disk stalls at its next operation.
     void hold() {
         const std::lock_guard lock(mutex_);
         held_ = true;
@@ -44,14 +40,12 @@ class FakeDisk final : public ByteSink {
         held_ = false;
         changed_.notify_all();
     }
-    void awaitStandstill() {
+    void awaitStall() {
         std::unique_lock lock(mutex_);
-        changed_.wait(lock, [this] { return standing_; });
+        changed_.wait(lock, [this] { return stalled_; });
     }
-    void failAt(std::string operation) {
-        const std::lock_guard lock(mutex_);
-        failing_ = std::move(operation);
-    }
+    /// To be set before the writing begins.
+    void failAt(std::string operation) { failing_ = std::move(operation); }
     std::vector<std::string> done() const {
         const std::lock_guard lock(mutex_);
         return done_;
@@ -60,10 +54,10 @@ class FakeDisk final : public ByteSink {
  private:
     void act(const std::string& operation) {
         std::unique_lock lock(mutex_);
-        standing_ = held_;
+        stalled_ = held_;
         changed_.notify_all();
         changed_.wait(lock, [this] { return !held_; });
-        standing_ = false;
+        stalled_ = false;
         if (operation == failing_) throw PlatformError("The disk is gone.", EIO);
         done_.push_back(operation);
     }
@@ -71,7 +65,7 @@ class FakeDisk final : public ByteSink {
     mutable std::mutex mutex_;
     std::condition_variable changed_;
     bool held_ = false;
-    bool standing_ = false;
+    bool stalled_ = false;
     std::string failing_;
     std::vector<std::string> done_;
 };
@@ -84,7 +78,7 @@ void unexpected(const std::exception_ptr& error) {
     ADD_FAILURE() << localizedDescription(error);
 }
 
-TEST(WriteBehindTests, EverythingIsDoneInItsOrderAndEveryAppendIsMadeToLast) {
+TEST(WriteBehindTests, WritesInOrderAndSyncsEveryAppend) {
     FakeDisk disk;
     WriteBehind writer(disk, 100, unexpected);
     std::vector<std::string> written;
@@ -98,13 +92,13 @@ TEST(WriteBehindTests, EverythingIsDoneInItsOrderAndEveryAppendIsMadeToLast) {
     EXPECT_EQ(writer.reached(), 13U);
 }
 
-TEST(WriteBehindTests, ADiskThatStandsStillFillsItAndHoldsNobodyUp) {
+TEST(WriteBehindTests, AStalledDiskFillsTheQueueAndBlocksNobody) {
     FakeDisk disk;
     disk.hold();
     WriteBehind writer(disk, 10, unexpected);
     writer.append(0, Bytes(6));
     EXPECT_LT(writer.fill(), 1);
-    disk.awaitStandstill();
+    disk.awaitStall();
     EXPECT_EQ(writer.backlog(), 6U) << "what is being written counts";
     writer.append(6, Bytes(3));
     EXPECT_LT(writer.fill(), 1);
@@ -123,13 +117,13 @@ TEST(WriteBehindTests, PatchesDoNotPileUp) {
     disk.hold();
     WriteBehind writer(disk, 100, unexpected);
     writer.append(0, bytes("first"));
-    disk.awaitStandstill();
+    disk.awaitStall();
     writer.patch(1, bytes("aa"));
     writer.patch(3, bytes("bb"));
     writer.patch(1, bytes("AA"));
     writer.patch(1, bytes("cccc"));  // another length: another place
     writer.append(5, bytes("second"));
-    writer.patch(1, bytes("dd"));  // must not come before the second append
+    writer.patch(1, bytes("dd"));  // must stay behind the second append
     for (int i = 0; i < 1000; ++i)
         writer.patch(3, bytes("B" + std::to_string(i % 10)));
     EXPECT_EQ(writer.backlog(), 5U + 2 + 2 + 4 + 6 + 2 + 2);
@@ -139,7 +133,7 @@ TEST(WriteBehindTests, PatchesDoNotPileUp) {
                 ElementsAre("0:first", "sync", "1:AA", "3:bb", "1:cccc", "5:second", "sync", "1:dd", "3:B9"));
 }
 
-TEST(WriteBehindTests, AFailureEndsTheWritingAndIsToldOnce) {
+TEST(WriteBehindTests, AFailureEndsTheWritingAndIsReportedOnce) {
     struct Case {
         const char* failing;
         std::uint64_t reached;
@@ -176,34 +170,34 @@ TEST(WriteBehindTests, AFailureEndsTheWritingAndIsToldOnce) {
 
 TEST(WriteBehindTests, DrainWaitsForTheCallbacks) {
     FakeDisk disk;
-    std::vector<int> told;  // without a lock: drain() orders it
+    std::vector<int> called;  // without a lock: drain() orders it
     WriteBehind writer(disk, 100, unexpected);
     for (int i = 0; i < 200; ++i) {
-        writer.append(static_cast<std::uint64_t>(i), bytes("a"), [&told, i] { told.push_back(i); });
+        writer.append(static_cast<std::uint64_t>(i), bytes("a"), [&called, i] { called.push_back(i); });
         if (i % 3 == 0) {
             ASSERT_TRUE(writer.drain());
-            ASSERT_EQ(told.size(), static_cast<std::size_t>(i) + 1);
+            ASSERT_EQ(called.size(), static_cast<std::size_t>(i) + 1);
         }
     }
 }
 
-TEST(WriteBehindTests, DestructionDropsWhatWaits) {
+TEST(WriteBehindTests, DestructionDropsTheQueue) {
     FakeDisk disk;
     disk.hold();
     auto writer = std::make_unique<WriteBehind>(disk, 100, unexpected);
-    // Something always waits, so a destructor that waited for all of it would never return.
+    // The queue is never empty, so a destructor that waited for that would never return.
     const std::function<void()> again = [&again, writer = writer.get()] {
         writer->append(0, bytes("more"), again);
     };
     again();
     again();
-    disk.awaitStandstill();
+    disk.awaitStall();
     disk.release();
     writer.reset();
-    EXPECT_EQ(disk.done().size() % 2, 0U) << "what was under way is completed and made to last";
+    EXPECT_EQ(disk.done().size() % 2, 0U) << "the write in progress is completed and synced";
 }
 
-TEST(WriteBehindTests, ManyThreadsAndAnEndAtAnyTime) {
+TEST(WriteBehindTests, ManyThreadsAndDestructionAtAnyTime) {
     std::mt19937 random(7);
     for (int round = 0; round < 50; ++round) {
         FakeDisk disk;
@@ -228,28 +222,6 @@ TEST(WriteBehindTests, ManyThreadsAndAnEndAtAnyTime) {
         EXPECT_LE(failures, 1);
         EXPECT_TRUE(round % 5 == 0 || failures == 0);
     }
-}
-
-TEST(WriteBehindTests, ARealFullDiskLeavesWhatWasWrittenWhole) {
-    const TemporaryFolder folder;
-    const std::string result = test::inChild([&]() -> std::string {
-        if (!test::mountSmallFileSystem(folder.path(), 1 << 20)) return "may not mount";
-        OutputFile file = OutputFile::create(folder / "a.mp4", Bytes(4096));
-        std::string sentence;
-        std::optional<WriteBehind> writer;
-        writer.emplace(file, 1 << 20, [&](const std::exception_ptr& error) {
-            sentence = localizedDescription(error);
-            file.truncate(writer->reached());
-        });
-        constexpr std::size_t fragment = 100'000;
-        for (std::uint64_t i = 0; i < 20; ++i)
-            writer->append(4096 + i * fragment, Bytes(fragment, 1));
-        if (writer->drain()) return "all written";
-        const std::uint64_t media = file.size() - 4096;
-        return media > 0 && media % fragment == 0 ? sentence : "a partial fragment";
-    });
-    if (result == "may not mount") GTEST_SKIP() << "a file system of one's own is not to be had here";
-    EXPECT_EQ(result, "The movie file couldn't be written: No space left on device.");
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
-// What our own movies tell, at every stage of their making, and what comes of damaged ones. Files of other
-// programs are read in AssetSummaryTests.
+// Summaries of our own movies at every stage, and of damaged ones. AssetSummaryTests has files of other
+// programs.
 #include "Linux/Media/IsoBmff/MovieSummary.h"
 #include "Tests/Linux/Media/IsoBmff/SimulatedRecording.h"
 
@@ -32,14 +32,14 @@ void expectTracks(const MemoryFile& file, const SimulatedRecording& recording, c
     ASSERT_EQ(movie->tracks.size(), recording.description().tracks.size()) << what;
     double longest = 0;
     for (std::size_t i = 0; i < movie->tracks.size(); ++i) {
-        // Finished ones are told in the movie's own ticks.
+        // Finished movies round to the movie's ticks.
         EXPECT_NEAR(movie->tracks[i].duration, secondsOf(recording, i), 0.002) << what << i;
         longest = std::max(longest, movie->tracks[i].duration);
     }
     EXPECT_EQ(movie->duration, longest) << what;
 }
 
-TEST(MovieSummaryTests, OurMoviesTellTheSameWhetherFinishedOrNot) {
+TEST(MovieSummaryTests, OurMoviesHaveTheSameSummaryFinishedOrNot) {
     for (const Brand brand : {Brand::mpeg4, Brand::quickTime}) {
         for (const double begin : {0.0, 3.0}) {
             SimulatedRecording recording(
@@ -100,29 +100,20 @@ TEST(MovieSummaryTests, NeitherMediaNorTablesAreRead) {
     EXPECT_GT(finished.size(), 1'000'000U);
 }
 
-TEST(MovieSummaryTests, OneThatWasCutOffIsKnownAsSuch) {
+TEST(MovieSummaryTests, ATruncatedMovieIsRecognized) {
     SimulatedRecording recording(movie(Brand::mpeg4, {screen(), sound("System", 2, 2112)}));
     recording.record(0, 1, 9);
     const MemoryFile whole = finishedBehind(recording);
     for (std::uint64_t length = 8; length < whole.size(); ++length)
         ASSERT_TRUE(isCutOff(whole.cut(length))) << length;
-    // Zeros behind the fragments, as a power cut leaves them.
+    // Zeros behind the fragments, as after a power cut.
     MemoryFile powerCut = recording.file();
     const double before = read(powerCut)->duration;
     powerCut.bytes.resize(powerCut.bytes.size() + 10'000);
     EXPECT_EQ(read(powerCut)->duration, before);
 }
 
-/// Puts a number at a place within the content of the first box of a type.
-void put(MemoryFile& file, std::string_view type, std::size_t place, std::uint32_t value) {
-    const auto found = std::search(file.bytes.begin(), file.bytes.end(), type.begin(), type.end());
-    ASSERT_NE(found, file.bytes.end()) << type;
-    for (int i = 0; i < 4; ++i)
-        *(found + 4 + static_cast<std::ptrdiff_t>(place) + i) =
-            static_cast<std::uint8_t>(value >> (24 - 8 * i));
-}
-
-TEST(MovieSummaryTests, DamageIsNoMovieButNoHarm) {
+TEST(MovieSummaryTests, ADamagedFileIsNoMovie) {
     struct Damage {
         std::string_view box;
         std::size_t place;
@@ -130,7 +121,7 @@ TEST(MovieSummaryTests, DamageIsNoMovieButNoHarm) {
     };
     SimulatedRecording recording(movie(Brand::mpeg4, {screen(), sound("System", 2, 2112)}));
     recording.record(0, 1, 9);
-    // The index alone: what stands before it belongs to the movie in progress.
+    // The index alone, without the empty one in front.
     MemoryFile whole = finishedBehind(recording);
     const auto at =
         std::find_end(whole.bytes.begin(), whole.bytes.end(), std::begin("moov"), std::end("moov") - 1);
@@ -141,13 +132,13 @@ TEST(MovieSummaryTests, DamageIsNoMovieButNoHarm) {
                                Damage{"tkhd", 0, 0x07000000}, Damage{"tkhd", 12, 0}, Damage{"mdhd", 12, 0},
                                Damage{"elst", 4, 0xffffffff}}) {
         MemoryFile damaged = whole;
-        put(damaged, each.box, each.place, each.value);
+        damaged.putNumber(damaged.boxOffset(each.box) + boxHeaderSize + each.place, each.value);
         EXPECT_TRUE(std::holds_alternative<NoMovie>(readMovieSummary(damaged)))
             << each.box << " " << each.place;
     }
-    // A length that nobody knows is none.
+    // An unknown duration.
     MemoryFile unknown = whole;
-    put(unknown, "mvhd", 16, 0xffffffff);
+    unknown.putNumber(unknown.boxOffset("mvhd") + boxHeaderSize + 16, 0xffffffff);
     EXPECT_EQ(read(unknown)->duration, read(whole)->duration);
     for (const std::string_view other : {"", "RIFF", "hello, world", "\x1a\x45\xdf\xa3 matroska"}) {
         const MemoryFile file({other.begin(), other.end()});

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <random>
+#include <stdexcept>
 
 namespace lumicrate::isobmff::test {
 
@@ -26,6 +27,23 @@ MemoryFile MemoryFile::cut(std::uint64_t length) const {
 
 void MemoryFile::insert(std::uint64_t offset, std::uint64_t length) {
     bytes.insert(bytes.begin() + static_cast<std::ptrdiff_t>(offset), length, 0);
+}
+
+std::uint32_t MemoryFile::numberAt(std::uint64_t offset) const {
+    return BoxReader(std::span(bytes).subspan(offset)).u32();
+}
+
+void MemoryFile::putNumber(std::uint64_t offset, std::uint32_t value) {
+    BoxWriter number;
+    number.u32(value);
+    write({offset, number.take()});
+}
+
+std::uint64_t MemoryFile::boxOffset(std::string_view type, std::uint64_t from, int occurrence) const {
+    for (std::uint64_t at = from + 4; at + 4 <= size(); ++at) {
+        if (numberAt(at) == fourCC(type) && occurrence-- == 0) return at - 4;
+    }
+    throw std::runtime_error("There is no box " + std::string(type));
 }
 
 TrackDescription screen(VideoCodec codec) {
@@ -130,6 +148,16 @@ std::vector<SampleTable> SimulatedRecording::tablesAfter(std::size_t writes, std
             tables[last->track].setLastDuration(last->duration);
     }
     return tables;
+}
+
+std::optional<UnfinishedMovie> readBack(const ByteSource& file) {
+    const MovieReading reading = readUnfinishedMovie(file);
+    const auto* found = std::get_if<UnfinishedMovie>(&reading);
+    return found != nullptr ? std::optional(*found) : std::nullopt;
+}
+
+bool isForeign(const ByteSource& file) {
+    return std::holds_alternative<ForeignFile>(readUnfinishedMovie(file));
 }
 
 Finishing finishing(const SimulatedRecording& recording) {

@@ -1,12 +1,15 @@
-// SimulatedRecording: a recording into memory, made by what makes the real ones, which remembers what was
-// recorded when.
+// SimulatedRecording: a recording into memory, made by the code that makes real ones, which remembers every
+// write.
 #pragma once
 
 #include "Linux/Media/IsoBmff/BoxReader.h"
 #include "Linux/Media/IsoBmff/MovieFragmenter.h"
+#include "Linux/Media/IsoBmff/UnfinishedMovie.h"
 
 #include <cstdint>
+#include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace lumicrate::isobmff::test {
@@ -20,10 +23,14 @@ class MemoryFile : public ByteSource {
     bool read(std::uint64_t offset, std::span<std::uint8_t> into) const override;
 
     void write(const Placed& placed);
-    /// The first `length` bytes alone.
+    /// The first `length` bytes.
     MemoryFile cut(std::uint64_t length) const;
-    /// Zeros where bytes were, which move up.
+    /// Inserts zeros.
     void insert(std::uint64_t offset, std::uint64_t length);
+    std::uint32_t numberAt(std::uint64_t offset) const;
+    void putNumber(std::uint64_t offset, std::uint32_t value);
+    /// Where the `occurrence`-th box of a type begins, at or behind `from`. Throws if there is none.
+    std::uint64_t boxOffset(std::string_view type, std::uint64_t from = 0, int occurrence = 0) const;
 
     std::vector<std::uint8_t> bytes;
 };
@@ -31,7 +38,7 @@ class MemoryFile : public ByteSource {
 inline constexpr MovieIdentifier testIdentifier{1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 255};
 
 TrackDescription screen(VideoCodec codec = VideoCodec::h264);
-/// `leadIn` in ticks, of which there are 48000 a second.
+/// `leadIn` in ticks of 1/48000 s.
 TrackDescription sound(const std::string& name, int channels, std::uint32_t leadIn);
 MovieDescription movie(Brand brand, std::vector<TrackDescription> tracks);
 
@@ -41,12 +48,11 @@ class SimulatedRecording {
     SimulatedRecording(const SimulatedRecording&) = delete;
     SimulatedRecording& operator=(const SimulatedRecording&) = delete;
 
-    /// A sample of `size` bytes; the rest as MovieFragmenter has it.
+    /// A sample of `size` bytes; the other parameters as in MovieFragmenter.
     void add(std::size_t track, std::uint32_t size, std::int64_t time, std::uint32_t duration, bool key);
     void extendTo(double second) { fragmenter_.extendTo(second); }
     void finish() { fragmenter_.finish(); }
-    /// Records all tracks from the second `begin` to `end`: pictures at times that follow from `seed`, and
-    /// sound without gaps.
+    /// Records all tracks from second `begin` to `end`: pictures at random times, and sound without gaps.
     void record(double begin, double end, std::uint32_t seed);
 
     const MovieDescription& description() const { return description_; }
@@ -54,11 +60,11 @@ class SimulatedRecording {
     const MemoryFile& file() const { return file_; }
     /// All that was written behind the head, in order.
     const std::vector<MediaWrite>& writes() const { return writes_; }
-    /// The file when only the first so many writes had been done.
+    /// The file after the first `writes` writes.
     MemoryFile fileAfter(std::size_t writes) const;
 
-    /// What the first so many writes put into a file of this length at most; a fragment that does not fit is
-    /// not there.
+    /// The samples that the first `writes` writes put into a file of at most this length; a fragment that
+    /// does not fit is left out.
     std::vector<SampleTable> tablesAfter(std::size_t writes, std::uint64_t length) const;
     std::vector<SampleTable> tables() const { return tablesAfter(writes_.size(), file_.size()); }
 
@@ -84,7 +90,11 @@ class SimulatedRecording {
     MovieFragmenter fragmenter_;
 };
 
-/// A file whose room is filled with its index but not yet switched over, and the switch.
+/// What readUnfinishedMovie() finds, if it is an unfinished movie.
+std::optional<UnfinishedMovie> readBack(const ByteSource& file);
+bool isForeign(const ByteSource& file);
+
+/// The stages of finishing a file: as it was, the index in the room, and the switch.
 struct Finishing {
     MemoryFile file;
     Placed index;

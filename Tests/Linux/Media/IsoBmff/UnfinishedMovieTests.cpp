@@ -1,5 +1,4 @@
 #include "Linux/Media/IsoBmff/MovieIndex.h"
-#include "Linux/Media/IsoBmff/UnfinishedMovie.h"
 #include "Tests/Linux/Media/IsoBmff/SimulatedRecording.h"
 
 #include <gtest/gtest.h>
@@ -7,24 +6,13 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <optional>
 #include <string>
 
 namespace lumicrate::isobmff::test {
 
 namespace {
 
-std::optional<UnfinishedMovie> readBack(const ByteSource& file) {
-    const MovieReading reading = readUnfinishedMovie(file);
-    if (const auto* found = std::get_if<UnfinishedMovie>(&reading)) return *found;
-    return std::nullopt;
-}
-
-bool isForeign(const ByteSource& file) {
-    return std::holds_alternative<ForeignFile>(readUnfinishedMovie(file));
-}
-
-/// The movie is there with these samples.
+/// Expects the movie with these samples.
 void expectRead(const ByteSource& file, const SimulatedRecording& recording,
                 const std::vector<SampleTable>& tables, std::uint64_t mediaEnd) {
     const auto found = readBack(file);
@@ -40,7 +28,7 @@ void expectAll(const SimulatedRecording& recording) {
     expectRead(recording.file(), recording, recording.tables(), recording.file().size());
 }
 
-/// Where each fragment ends.
+/// Where each fragment ends, and the media begins.
 std::vector<std::uint64_t> fragmentEnds(const SimulatedRecording& recording) {
     std::vector<std::uint64_t> ends{recording.layout().media};
     for (const MediaWrite& write : recording.writes()) {
@@ -94,7 +82,7 @@ std::vector<Case> cases() {
 
 class RoundTripTests : public testing::TestWithParam<Case> {};
 
-TEST_P(RoundTripTests, whatWasWrittenIsRead) {
+TEST_P(RoundTripTests, ReadsWhatWasWritten) {
     SimulatedRecording recording(GetParam().description);
     expectAll(recording);
     recording.record(0, 7, 1);
@@ -141,7 +129,7 @@ TEST(UnfinishedMovieTests, TheDurationOfAStillPictureFollowsTheClock) {
     EXPECT_EQ(readBack(recording.file())->tracks[0].end(), 60 * 90000);
 }
 
-/// Every write done whole, and the next cut off after some bytes.
+/// Every write completed, and the next one cut off after some bytes.
 TEST(UnfinishedMovieTests, AKillAtAnyWriteLosesThatWriteAlone) {
     SimulatedRecording recording(screenWithSounds());
     recording.record(0, 4, 3);
@@ -154,7 +142,7 @@ TEST(UnfinishedMovieTests, AKillAtAnyWriteLosesThatWriteAlone) {
         expectRead(whole, recording, tables, whole.size());
 
         const Placed& next = writes[done].bytes;
-        if (next.offset < whole.size()) continue;  // a duration, whose bytes are written at once
+        if (next.offset < whole.size()) continue;  // a patched duration, which is written at once
         for (const std::size_t part :
              {std::size_t{1}, std::size_t{8}, next.bytes.size() / 2, next.bytes.size() - 1}) {
             MemoryFile partial = whole;
@@ -198,7 +186,7 @@ TEST(UnfinishedMovieTests, ARoomThatIsBeingGrownIsOneRoom) {
         ASSERT_TRUE(moved);
         EXPECT_EQ(moved->layout, after);
         EXPECT_EQ(moved->mediaEnd, file.size());
-        // The same samples, farther on.
+        // The same samples at a larger offset.
         EXPECT_EQ(makeIndex(moved->description, moved->tracks, 0),
                   makeIndex(recording.description(), recording.tables(), static_cast<std::int64_t>(more)));
 
@@ -238,7 +226,7 @@ TEST(UnfinishedMovieTests, AnIndexBeingWrittenBehindTheMediaDoesNotCount) {
     expectRead(file, recording, recording.tables(), mediaEnd);
 }
 
-TEST(UnfinishedMovieTests, FinishedMoviesAreKnown) {
+TEST(UnfinishedMovieTests, FinishedMoviesAreRecognized) {
     for (const Case& each : cases()) {
         SimulatedRecording recording(each.description, 4 * blockSize);
         recording.record(0, 3, 11);
@@ -249,13 +237,13 @@ TEST(UnfinishedMovieTests, FinishedMoviesAreKnown) {
             const auto* finished = std::get_if<FinishedMovie>(&reading);
             ASSERT_NE(finished, nullptr) << each.name;
             EXPECT_EQ(finished->identifier, testIdentifier);
-            // Nothing says any more what was cut off.
+            // A truncated finished movie cannot be repaired.
             EXPECT_TRUE(isForeign(file.cut(file.size() - 1))) << each.name;
         }
     }
 }
 
-/// What the fuzzer begins with is what it should be; recordings of former versions are among it.
+/// The fuzzer's corpus includes recordings of former versions.
 TEST(UnfinishedMovieTests, TheFuzzersCorpusIsRead) {
     std::size_t read = 0;
     for (const auto& entry : std::filesystem::directory_iterator(LUMICRATE_FUZZ_CORPUS)) {

@@ -1,5 +1,4 @@
-// What movie files tell: our own, those of another program in all its ways of writing, and files that are no
-// movies.
+// Summaries of our own movies, of those that another program writes in its various ways, and of other files.
 #include "Linux/Media/MovieFile/AssetSummary.h"
 #include "Support/Error.h"
 #include "Tests/Linux/Media/MovieMaker.h"
@@ -70,7 +69,7 @@ TEST_F(AssetSummaryTests, OfOurOwnMovie) {
     EXPECT_EQ(movie, (AVAssetSummary{movie.duration, Size{320, 180}, "avc1", 1}));
 }
 
-TEST_F(AssetSummaryTests, OfAnotherProgramsFiles) {
+TEST_F(AssetSummaryTests, OfOtherProgramsFiles) {
     const struct {
         Path file;
         double duration;
@@ -96,14 +95,14 @@ TEST_F(AssetSummaryTests, OfAnotherProgramsFiles) {
     };
     for (const auto& [file, duration, expected] : cases) {
         AVAssetSummary movie = summaryOfMovie(file);
-        // Two pictures are what the order of B-frames can make of it where it is not told.
+        // Without edit lists, the reordering of B-frames may shift the end by two pictures.
         EXPECT_NEAR(movie.duration, duration, 0.101) << file;
         movie.duration = 0;
         EXPECT_EQ(movie, expected) << file;
     }
 }
 
-TEST_F(AssetSummaryTests, OfOneWhoseMediaTakes64Bits) {
+TEST_F(AssetSummaryTests, OfAMovieWithMediaOver4GiB) {
     const std::string source = content(folder / "source.mp4");
     const std::string index = source.substr(source.find("moov") - 4);
     const std::string first = source.substr(0, static_cast<unsigned char>(source[3]));
@@ -114,7 +113,7 @@ TEST_F(AssetSummaryTests, OfOneWhoseMediaTakes64Bits) {
     EXPECT_EQ(summaryOfMovie(large), summaryOfMovie(folder / "source.mp4"));
 }
 
-TEST_F(AssetSummaryTests, WhatIsNoMovieIsOneSentence) {
+TEST_F(AssetSummaryTests, OtherFilesAreRefusedWithASentence) {
     std::filesystem::create_directory(folder / "folder.mp4");
     ASSERT_EQ(mkfifo((folder / "pipe.mp4").c_str(), 0600), 0);
     const std::string whole = content(folder / "source.mp4");

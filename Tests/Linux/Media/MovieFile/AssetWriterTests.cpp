@@ -5,13 +5,10 @@
 
 #include <gmock/gmock.h>
 #include <sys/resource.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <atomic>
 #include <condition_variable>
 #include <csignal>
-#include <fstream>
 #include <mutex>
 
 namespace lumicrate::media {
@@ -68,28 +65,7 @@ TEST(AssetWriterTests, TakesOnlyWhatItCanWrite) {
     EXPECT_TRUE(sound.canAddInput(audioSettings(2)));
 }
 
-TEST(AssetWriterTests, AFileThatCannotBeCreatedSaysWhy) {
-    const TemporaryFolder folder;
-    const auto attempt = [&](const std::filesystem::path& file) {
-        AssetWriter writer(file, AVFileType::mpeg4, unfinishedIn(folder));
-        writer.addInput(audioSettings(1));
-        return writer.startWriting() ? "no error" : localizedDescription(writer.error());
-    };
-    const auto sentence = [](const std::filesystem::path& file, const std::string& reason) {
-        return "The movie file couldn't be created: “" + file.string() + "”: " + reason;
-    };
-    EXPECT_EQ(attempt(folder / "none/a.mp4"), sentence(folder / "none/a.mp4", "No such file or directory."));
-    std::ofstream(folder / "there.mp4") << "precious";
-    EXPECT_EQ(attempt(folder / "there.mp4"), sentence(folder / "there.mp4", "File exists."));
-    EXPECT_EQ(std::filesystem::file_size(folder / "there.mp4"), 8U);
-    if (geteuid() == 0) return;  // whom no folder refuses
-    std::filesystem::permissions(folder.path(),
-                                 std::filesystem::perms::owner_read | std::filesystem::perms::owner_exec);
-    EXPECT_EQ(attempt(folder / "a.mp4"), sentence(folder / "a.mp4", "Permission denied."));
-    std::filesystem::permissions(folder.path(), std::filesystem::perms::owner_all);
-}
-
-TEST(AssetWriterTests, TheIndexStandsInFrontWhenAskedFor) {
+TEST(AssetWriterTests, TheIndexGoesInFrontIfRequested) {
     for (const bool inFront : {true, false}) {
         MovieMaker maker({videoSettings(640, 480)}, AVFileType::mpeg4, inFront);
         maker.append(0, noise(0, 1));
@@ -98,7 +74,7 @@ TEST(AssetWriterTests, TheIndexStandsInFrontWhenAskedFor) {
     }
 }
 
-/// Lets the process' files grow to a size only, as a full disk would, for as long as it lives.
+/// Limits the size of the process's files while it lives, like a full disk.
 class FullDisk {
  public:
     explicit FullDisk(rlim_t bytes) : handler_(std::signal(SIGXFSZ, SIG_IGN)) {
@@ -118,7 +94,7 @@ class FullDisk {
     void (*handler_)(int);
 };
 
-TEST(AssetWriterTests, AFullDiskInterruptsAndWhatIsThereIsKept) {
+TEST(AssetWriterTests, AFullDiskInterruptsAndTheRestIsKept) {
     MovieMaker maker({videoSettings(640, 480, 50'000'000)});
     const FullDisk disk(5'000'000);
     int frames = 0;
@@ -126,7 +102,8 @@ TEST(AssetWriterTests, AFullDiskInterruptsAndWhatIsThereIsKept) {
         maker.awaitRoom(0);
         maker.append(0, noise(frames * 33, static_cast<unsigned>(frames)));
     }
-    EXPECT_TRUE(maker.input(0).isReadyForMoreMediaData()) << "what comes now is dropped and not counted";
+    EXPECT_TRUE(maker.input(0).isReadyForMoreMediaData())
+        << "samples are dropped and not counted from now on";
     maker.append(0, noise(frames * 33, 1));
     ASSERT_EQ(maker.finish(), AVAssetWriterStatus::completed);
     EXPECT_THAT(maker.interruptions(), ElementsAre("The movie file couldn't be written: File too large."));
@@ -138,7 +115,7 @@ TEST(AssetWriterTests, AFullDiskInterruptsAndWhatIsThereIsKept) {
     EXPECT_LE(std::filesystem::file_size(maker.path()), 5'000'000U);
 }
 
-TEST(AssetWriterTests, ADiskThatTakesNothingFailsTheWritingAndLeavesNothing) {
+TEST(AssetWriterTests, ADiskWithoutSpaceFailsTheWritingAndLeavesNoFile) {
     MovieMaker maker({videoSettings(640, 480), audioSettings(2)});
     maker.append(0, noise(0, 1));
     const FullDisk disk(2000);
@@ -159,10 +136,10 @@ TEST(AssetWriterTests, CancellingDeletesTheFile) {
     EXPECT_EQ(maker.writer().status(), AVAssetWriterStatus::cancelled);
     EXPECT_FALSE(std::filesystem::exists(maker.path()));
     EXPECT_FALSE(maker.input(0).appendSampleBuffer(noise(500, 1)));
-    EXPECT_EQ(maker.finish(), AVAssetWriterStatus::cancelled) << "and finishing still calls back";
+    EXPECT_EQ(maker.finish(), AVAssetWriterStatus::cancelled) << "finishing still calls back";
 }
 
-TEST(AssetWriterTests, GoesAwayInEveryState) {
+TEST(AssetWriterTests, CanBeDestroyedInEveryState) {
     const TemporaryFolder folder;
     { const AssetWriter untouched(folder / "a", AVFileType::mpeg4, unfinishedIn(folder)); }
     {
@@ -185,7 +162,7 @@ TEST(AssetWriterTests, GoesAwayInEveryState) {
     for (int i = 0; i < 60; ++i)
         busy.append(0, noise(i * 33, 1));
     busy.destroyWriter();
-    EXPECT_GT(stage::MovieProbe(busy.path()).pictureTimes().size(), 30U) << "it stays as far as it came";
+    EXPECT_GT(stage::MovieProbe(busy.path()).pictureTimes().size(), 30U) << "what was written stays";
 
     MovieMaker finishing({videoSettings(640, 480)});
     for (int i = 0; i < 6; ++i)
@@ -197,7 +174,7 @@ TEST(AssetWriterTests, GoesAwayInEveryState) {
     EXPECT_EQ(stage::MovieProbe(finishing.path()).pictureTimes().size(), 6U);
 }
 
-TEST(AssetWriterTests, TheCompletionMayDestroyTheWriter) {
+TEST(AssetWriterTests, TheCompletionHandlerMayDestroyTheWriter) {
     const TemporaryFolder folder;
     std::promise<void> gone;
     std::unique_ptr<AVAssetWriter> writer =
@@ -217,7 +194,7 @@ TEST(AssetWriterTests, TheCompletionMayDestroyTheWriter) {
     EXPECT_EQ(stage::MovieProbe(folder / "a.mp4").pictureTimes().size(), 1U);
 }
 
-/// An encoder that a test holds in its hand.
+/// An encoder that can be blocked.
 class HeldEncoder final : public TrackEncoder {
  public:
     struct Control {
@@ -227,7 +204,7 @@ class HeldEncoder final : public TrackEncoder {
         bool coarse = false;
         std::atomic<bool> heldUp = false;
         int encoded = 0;
-        int rests = 0;
+        int idlePeriods = 0;
 
         void await(int& counter, int count) {
             std::unique_lock lock(mutex);
@@ -256,7 +233,7 @@ class HeldEncoder final : public TrackEncoder {
     }
     void handleIdle() override {
         const std::lock_guard lock(control_.mutex);
-        control_.coarse = ++control_.rests < 2;
+        control_.coarse = ++control_.idlePeriods < 2;
         control_.changed.notify_all();
     }
     void finish(CMTime /*sessionStart*/, std::optional<MovieEnd> /*end*/) override {}
@@ -280,7 +257,7 @@ struct HeldInput {
     AssetWriterInput input;
 };
 
-TEST(AssetWriterInputTests, ABusyInputRefusesAndNeverWaits) {
+TEST(AssetWriterInputTests, ABusyInputRefusesAndNeverBlocks) {
     HeldInput held;
     const CMSampleBuffer sample = frame(start, std::make_shared<TestPicture>(2, 2));
     held.control.set(held.control.held, true);
@@ -300,7 +277,7 @@ TEST(AssetWriterInputTests, ABusyInputRefusesAndNeverWaits) {
     EXPECT_FALSE(held.input.appendSampleBuffer(sample));
 }
 
-TEST(AssetWriterInputTests, ADiskThatIsBehindRefusesWholeSamples) {
+TEST(AssetWriterInputTests, ASlowDiskRefusesWholeSamples) {
     HeldInput held;
     const CMSampleBuffer sample = frame(start, std::make_shared<TestPicture>(2, 2));
     held.control.heldUp = true;
@@ -312,14 +289,14 @@ TEST(AssetWriterInputTests, ADiskThatIsBehindRefusesWholeSamples) {
     EXPECT_EQ(held.control.encoded, 0);
 }
 
-TEST(AssetWriterInputTests, ATrackRestsOnlyWhileItAsksForIt) {
+TEST(AssetWriterInputTests, TheEncoderIsIdleOnlyWhileItAsksForIt) {
     HeldInput held;
     held.input.setExpectsMediaDataInRealTime(true);
     held.control.set(held.control.coarse, true);
     EXPECT_TRUE(held.input.appendSampleBuffer(frame(start, std::make_shared<TestPicture>(2, 2))));
-    held.control.await(held.control.rests, 2);
+    held.control.await(held.control.idlePeriods, 2);
     held.input.drain();
-    EXPECT_EQ(held.control.rests, 2);
+    EXPECT_EQ(held.control.idlePeriods, 2);
 }
 
 }  // namespace

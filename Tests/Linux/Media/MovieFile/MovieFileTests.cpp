@@ -46,7 +46,7 @@ class MovieFileTests : public testing::Test {
             awaitDisk(file);
         }
     }
-    /// The file as it is; nothing may be wrong with it, finished or not.
+    /// The file as it is, which must be valid, finished or not.
     MovieBoxes movie() const {
         MovieBoxes boxes = stage::readMovieBoxes(path_);
         EXPECT_THAT(boxes.faults, IsEmpty());
@@ -62,7 +62,7 @@ class MovieFileTests : public testing::Test {
     std::atomic<int> failures_ = 0;
 };
 
-/// By file system: one that can insert room before the media (mostly), and one that cannot.
+/// On a file system that can insert space before the media (usually), and on one that cannot.
 class MovieFileIndexTests : public MovieFileTests,
                             public testing::WithParamInterface<std::pair<const char*, int>> {
  protected:
@@ -88,7 +88,7 @@ void expectWhole(const MovieBoxes& movie, int frames, int sounds) {
     EXPECT_NEAR(sound.back().time, (sounds - 2) * 1024.0 / 48000, 1e-6);
 }
 
-TEST_P(MovieFileIndexTests, TheIndexGoesInFrontHoweverLongItIs) {
+TEST_P(MovieFileIndexTests, AnIndexOfAnyLengthGoesInFront) {
     for (const int frames : {2, 15, GetParam().second}) {
         const auto file = makeFile();
         SyntheticMovie samples(*file);
@@ -105,7 +105,7 @@ TEST_P(MovieFileIndexTests, TheIndexGoesInFrontHoweverLongItIs) {
 INSTANTIATE_TEST_SUITE_P(FileSystems, MovieFileIndexTests,
                          testing::Values(std::pair("/tmp", 12'000), std::pair("/dev/shm", 120'000)));
 
-TEST_F(MovieFileTests, WhatIsWrittenCanBePlayedAtAnyTime) {
+TEST_F(MovieFileTests, TheFileCanBePlayedAtAnyTime) {
     const auto file = makeFile();
     SyntheticMovie samples(*file);
     file->begin();
@@ -113,7 +113,7 @@ TEST_F(MovieFileTests, WhatIsWrittenCanBePlayedAtAnyTime) {
     awaitDisk(*file);
     EXPECT_GE(pictureCount(), 95U - 16) << "half a second behind at most";
 
-    // The screen stands still from here on; the file grows longer all the same.
+    // From here on the screen is still, but the movie grows longer.
     for (const double second : {3.6, 3.75, 3.9}) {
         file->extendTo(second);
         awaitDisk(*file);
@@ -121,7 +121,7 @@ TEST_F(MovieFileTests, WhatIsWrittenCanBePlayedAtAnyTime) {
         EXPECT_EQ(pictures.samples.size(), 95U);
         EXPECT_NEAR(pictures.presentedDuration, second, 1e-4);
     }
-    // A picture that was under way shows how long the last one really was.
+    // A late picture sets the actual duration of the previous one.
     samples.writeUpTo(120);
     awaitDisk(*file);
     EXPECT_EQ(movie().tracks.at(0).samples.at(94).duration, SyntheticMovie::frameTicks);
@@ -130,7 +130,7 @@ TEST_F(MovieFileTests, WhatIsWrittenCanBePlayedAtAnyTime) {
     expectWhole(movie(), 120, samples.soundCount());
 }
 
-TEST_F(MovieFileTests, AStillEndLastsOnlyAsLongAsItWasTold) {
+TEST_F(MovieFileTests, TheLastPictureLastsAsLongAsItsSampleSays) {
     const auto file = makeFile();
     SyntheticMovie samples(*file);
     file->begin();
@@ -140,7 +140,7 @@ TEST_F(MovieFileTests, AStillEndLastsOnlyAsLongAsItWasTold) {
     EXPECT_EQ(movie().tracks.at(0).samples.back().duration, SyntheticMovie::lastTicks);
 }
 
-TEST_F(MovieFileTests, IsBroughtBackWhenItIsDeletedWithItsFolder) {
+TEST_F(MovieFileTests, IsRestoredWhenDeletedWithItsFolder) {
     const auto file = makeFile();
     SyntheticMovie samples(*file);
     file->begin();
@@ -167,7 +167,7 @@ TEST_F(MovieFileTests, IsCompletedWhereItWasMoved) {
     awaitFailure(*file, samples);
     try {
         file->finish();
-        FAIL() << "the caller must learn of the new place";
+        FAIL() << "the caller must be told the new place";
     } catch (const PlatformError& error) {
         EXPECT_STREQ(error.what(), "It was moved while it was being made, and is complete where it is now.");
     }
@@ -175,7 +175,9 @@ TEST_F(MovieFileTests, IsCompletedWhereItWasMoved) {
     EXPECT_FALSE(std::filesystem::exists(path_));
 }
 
-TEST_F(MovieFileTests, AFolderThatCannotBeWrittenToIsNoObstacleToFinishing) {
+/// The list of recordings cannot be written, nor can the folder any more.
+TEST_F(MovieFileTests, RecordsWithoutRecoveryAndInAFolderThatBecomesReadOnly) {
+    std::ofstream(folder_ / "unfinished") << "a file where the folder should be";
     const auto file = makeFile();
     SyntheticMovie samples(*file);
     file->begin();
@@ -184,16 +186,6 @@ TEST_F(MovieFileTests, AFolderThatCannotBeWrittenToIsNoObstacleToFinishing) {
     samples.writeUpTo(60);
     file->finish();
     std::filesystem::permissions(path_.parent_path(), std::filesystem::perms::owner_all);
-    EXPECT_EQ(pictureCount(), 60U);
-}
-
-TEST_F(MovieFileTests, RecordsEvenWhereNobodyCanNoteThatItDoes) {
-    std::ofstream(folder_ / "unfinished") << "a file where the folder should be";
-    const auto file = makeFile();
-    SyntheticMovie samples(*file);
-    file->begin();
-    samples.writeUpTo(60);
-    file->finish();
     EXPECT_EQ(pictureCount(), 60U);
 }
 

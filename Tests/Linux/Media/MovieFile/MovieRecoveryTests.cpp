@@ -29,18 +29,18 @@ std::string contentOf(const std::filesystem::path& path) {
 
 class MovieRecoveryTests : public testing::Test {
  protected:
-    /// As a crash leaves it, but for the fragment that was not yet due.
+    /// As a crash leaves it.
     void leaveUnfinished(int frames) {
         MovieFile file(path_, AVFileType::quickTimeMovie, unfinished_);
         SyntheticMovie movie(file);
         file.begin();
         movie.writeUpTo(frames);
-        // An entry that is not recent any more.
+        // Makes the entry old.
         for (const auto& entry : std::filesystem::directory_iterator(folder_ / "unfinished"))
             std::filesystem::last_write_time(
                 entry.path(), std::filesystem::file_time_type::clock::now() - std::chrono::hours(1));
     }
-    /// Gives the number of its pictures.
+    /// Returns the number of its pictures.
     std::size_t expectWhole() const {
         const MovieBoxes movie = stage::readMovieBoxes(path_);
         EXPECT_THAT(movie.faults, IsEmpty());
@@ -72,17 +72,20 @@ TEST_F(MovieRecoveryTests, CompletesAMovieOnceAndChangesNoSample) {
     EXPECT_THAT(recover(), IsEmpty());
 }
 
-TEST_F(MovieRecoveryTests, CutsOffTheBeginningOfAFragment) {
+TEST_F(MovieRecoveryTests, CutsOffAnIncompleteFragmentAndRemovesAnInterruptedCopy) {
     leaveUnfinished(200);
-    const auto whole = std::filesystem::file_size(path_);
-    std::filesystem::resize_file(path_, whole - 10);
+    std::filesystem::resize_file(path_, std::filesystem::file_size(path_) - 10);
+    const auto identifier = unfinished_.list().at(0).identifier;
+    const std::filesystem::path copy = folder_ / (".finish-" + hexadecimal(identifier) + ".mov");
+    std::ofstream(copy) << "half a copy";
     ASSERT_THAT(recover(), SizeIs(1));
+    EXPECT_FALSE(std::filesystem::exists(copy));
     const std::size_t left = expectWhole();
     EXPECT_LT(left, 200U);
     EXPECT_GE(left, 200U - 16) << "one fragment at most";
 }
 
-TEST_F(MovieRecoveryTests, CompletesAMovieWhoseRoomWasBeingGrown) {
+TEST_F(MovieRecoveryTests, CompletesAMovieWhoseRoomWasGrowing) {
     leaveUnfinished(200);
     {
         OutputFile file = OutputFile::open(path_).value();
@@ -98,7 +101,7 @@ TEST_F(MovieRecoveryTests, CompletesAMovieWhoseRoomWasBeingGrown) {
     EXPECT_EQ(expectWhole(), 200U);
 }
 
-TEST_F(MovieRecoveryTests, LeavesAloneWhatIsStillBeingWritten) {
+TEST_F(MovieRecoveryTests, LeavesAMovieBeingWrittenAlone) {
     MovieFile file(path_, AVFileType::mpeg4, unfinished_);
     SyntheticMovie movie(file);
     file.begin();
@@ -110,7 +113,7 @@ TEST_F(MovieRecoveryTests, LeavesAloneWhatIsStillBeingWritten) {
     EXPECT_THAT(unfinished_.list(), IsEmpty());
 }
 
-TEST_F(MovieRecoveryTests, AMovieWithNothingInItGoesAway) {
+TEST_F(MovieRecoveryTests, DeletesAMovieWithoutSamples) {
     leaveUnfinished(200);
     const auto firstFragment = contentOf(path_).find("moof") - 4;
     std::filesystem::resize_file(path_, firstFragment + 100);
@@ -119,7 +122,7 @@ TEST_F(MovieRecoveryTests, AMovieWithNothingInItGoesAway) {
     EXPECT_THAT(unfinished_.list(), IsEmpty());
 }
 
-TEST_F(MovieRecoveryTests, AMovieThatCannotBeUnderstoodIsLeftAsItIsAndTold) {
+TEST_F(MovieRecoveryTests, ReportsATooDamagedMovieAndLeavesItAsItIs) {
     leaveUnfinished(14);
     std::string content = contentOf(path_);
     content.replace(content.find("traf"), 4, "????");
@@ -128,10 +131,10 @@ TEST_F(MovieRecoveryTests, AMovieThatCannotBeUnderstoodIsLeftAsItIsAndTold) {
     ASSERT_THAT(recovered, SizeIs(1));
     EXPECT_EQ(localizedDescription(recovered[0].error), "It is too damaged.");
     EXPECT_EQ(contentOf(path_), content);
-    EXPECT_THAT(recover(), IsEmpty()) << "told once";
+    EXPECT_THAT(recover(), IsEmpty()) << "reported once";
 }
 
-TEST_F(MovieRecoveryTests, NeverTouchesAFileThatIsNotTheOneThatWasBegun) {
+TEST_F(MovieRecoveryTests, NeverTouchesAnotherFile) {
     leaveUnfinished(100);
     const std::string other = contentOf(path_);
     std::filesystem::remove(path_);
@@ -148,7 +151,7 @@ TEST_F(MovieRecoveryTests, NeverTouchesAFileThatIsNotTheOneThatWasBegun) {
     }
 }
 
-TEST_F(MovieRecoveryTests, ForgetsAMovieThatIsGoneUnlessItIsAboutToBeCreated) {
+TEST_F(MovieRecoveryTests, DropsTheEntryOfADeletedMovieUnlessItIsRecent) {
     leaveUnfinished(100);
     std::filesystem::remove(path_);
     std::filesystem::create_directory(path_);
@@ -158,15 +161,6 @@ TEST_F(MovieRecoveryTests, ForgetsAMovieThatIsGoneUnlessItIsAboutToBeCreated) {
     unfinished_.add({1, 2, 3}, folder_ / "coming.mov");
     EXPECT_THAT(recover(), IsEmpty());
     EXPECT_THAT(unfinished_.list(), SizeIs(1));
-}
-
-TEST_F(MovieRecoveryTests, RemovesWhatACopyingLeftBehind) {
-    leaveUnfinished(100);
-    const auto identifier = unfinished_.list().at(0).identifier;
-    const std::filesystem::path copy = folder_ / (".finish-" + hexadecimal(identifier) + ".mov");
-    std::ofstream(copy) << "half a copy";
-    ASSERT_THAT(recover(), SizeIs(1));
-    EXPECT_FALSE(std::filesystem::exists(copy));
 }
 
 }  // namespace

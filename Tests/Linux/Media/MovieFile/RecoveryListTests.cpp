@@ -17,7 +17,6 @@ using isobmff::MovieIdentifier;
 using lumicrate::test::TemporaryFolder;
 using testing::ElementsAre;
 using testing::IsEmpty;
-using testing::StartsWith;
 using testing::UnorderedElementsAre;
 
 using Movie = RecoveryList::Movie;
@@ -50,7 +49,7 @@ TEST(RecoveryListTests, EveryPathComesBack) {
                                  "/" + std::string(4000, 'x')};
     for (const std::string& path : paths) {
         movies.add(first, path);
-        EXPECT_THAT(movies.list(), ElementsAre(Movie{first, path})) << "in place of the one before";
+        EXPECT_THAT(movies.list(), ElementsAre(Movie{first, path})) << "replacing the previous one";
     }
     movies.add(second, "/second.mov");
     EXPECT_THAT(RecoveryList(folder / "state/unfinished").list(),
@@ -60,7 +59,7 @@ TEST(RecoveryListTests, EveryPathComesBack) {
     EXPECT_THAT(movies.list(), ElementsAre(Movie{second, "/second.mov"}));
     movies.add(second, "relative.mp4");
     EXPECT_THAT(movies.list(), ElementsAre(Movie{second, std::filesystem::current_path() / "relative.mp4"}));
-    EXPECT_EQ(namesIn(folder / "state/unfinished").size(), 1U) << "nothing temporary stays";
+    EXPECT_EQ(namesIn(folder / "state/unfinished").size(), 1U) << "no temporary file is left";
     EXPECT_EQ(std::filesystem::status(folder / "state/unfinished").permissions(),
               std::filesystem::perms::owner_all);
 }
@@ -68,18 +67,13 @@ TEST(RecoveryListTests, EveryPathComesBack) {
 TEST(RecoveryListTests, AnEntryStaysUntilItIsDone) {
     const TemporaryFolder folder;
     const RecoveryList movies(folder.path());
-    EXPECT_EQ(test::inChild([&] {
-                  const RecoveryList::Entry entry(movies, first, "/a.mp4");
-                  return std::string("ended");
-              }),
-              "ended");
+    { const RecoveryList::Entry entry(movies, first, "/a.mp4"); }
     EXPECT_THAT(movies.list(), ElementsAre(Movie{first, "/a.mp4"}));
-    RecoveryList::Entry again(movies, first, "/a.mp4");
-    again.done();
+    RecoveryList::Entry(movies, first, "/a.mp4").done();
     EXPECT_THAT(movies.list(), IsEmpty());
 }
 
-TEST(RecoveryListTests, ATornEntryIsNeverTakenForAnother) {
+TEST(RecoveryListTests, AnIncompleteEntryIsNeverTakenForAnother) {
     const TemporaryFolder folder;
     const RecoveryList movies(folder.path());
     movies.add(first, "/movies/a.mp4");
@@ -88,14 +82,14 @@ TEST(RecoveryListTests, ATornEntryIsNeverTakenForAnother) {
         fill(folder / firstName, whole.substr(0, size));
         EXPECT_THAT(movies.list(), IsEmpty()) << size;
         EXPECT_THAT(namesIn(folder.path()), IsEmpty()) << size;
-        // As a file system may leave it that had noted the length before the content.
+        // As a file system may leave it that wrote the length before the content.
         fill(folder / firstName, whole.substr(0, size) + std::string(whole.size() - size, '\0'));
         const bool isWhole = size + 1 == whole.size();  // for its last byte is a zero
         EXPECT_EQ(movies.list().empty(), !isWhole) << size;
     }
 }
 
-TEST(RecoveryListTests, WhatCannotBeAnEntryIsCleanedAwayAndForeignFilesStay) {
+TEST(RecoveryListTests, InvalidEntriesAreDeletedAndOtherFilesStay) {
     const TemporaryFolder folder;
     const TemporaryFolder elsewhere;
     const RecoveryList movies(folder.path());
@@ -129,7 +123,7 @@ TEST(RecoveryListTests, WhatCannotBeAnEntryIsCleanedAwayAndForeignFilesStay) {
     EXPECT_EQ(contentOf(elsewhere / "entry"), valid);
 }
 
-TEST(RecoveryListTests, AFolderThatCannotBeUsedSaysSo) {
+TEST(RecoveryListTests, AFolderThatCannotBeUsedIsReported) {
     const TemporaryFolder folder;
     fill(folder / "file", "");
     std::filesystem::permissions(folder.path(), std::filesystem::perms(0555));

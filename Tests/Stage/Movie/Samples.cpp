@@ -1,0 +1,304 @@
+// The samples of a movie: those that the index lists, those of the fragments, and their bytes.
+#include "Tests/Stage/Movie/Examination.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace lumicrate::stage {
+
+namespace {
+
+class SampleTables {
+ public:
+    SampleTables(TrackFacts& track, const Box& stbl, Faults& faults)
+        : track_(track), faults_(faults), stbl_(stbl) {}
+
+    void read() {
+        for (const Row& row : rowsOf(stbl_.child("stsz"), {4}, faults_, 8)) {
+            track_.samples.push_back({});
+            track_.samples.back().size = static_cast<std::uint32_t>(row[0]);
+            faults_.require(row[0] > 0, stbl_, "has a sample without bytes");
+        }
+        readDurations();
+        readSync();
+        readPlaces();
+        const Box* sgpd = stbl_.child("sgpd");
+        const Box* sbgp = stbl_.child("sbgp");
+        // A decoder of AAC must begin one sample before what is heard.
+        faults_.require((sgpd == nullptr) == track_.isVideo(), stbl_, "lacks the roll group of sound");
+        faults_.require((sbgp == nullptr) == (track_.isVideo() || track_.samples.empty()), stbl_,
+                        "doesn't have its samples in the roll group");
+        if (sbgp != nullptr) requireAll(sbgp->field("count"), sbgp);
+    }
+
+ private:
+    void requireAll(std::uint64_t count, const Box* table) {
+        faults_.require(table == nullptr || count == track_.samples.size(), stbl_,
+                        "has " + std::to_string(track_.samples.size()) + " samples, but a table for " +
+                            std::to_string(count));
+    }
+
+    void readDurations() {
+        std::size_t next = 0;
+        for (const Row& row : rowsOf(stbl_.child("stts"), {4, 4}, faults_)) {
+            faults_.require(row[0] > 0, stbl_, "has durations of no sample");
+            for (std::uint64_t i = 0; i < row[0] && next < track_.samples.size(); ++i, ++next) {
+                track_.samples[next].duration = static_cast<std::uint32_t>(row[1]);
+                track_.samples[next].mediaTime = static_cast<std::int64_t>(track_.nextTime);
+                track_.nextTime += row[1];
+            }
+            counted_ += row[0];
+        }
+        requireAll(counted_, &stbl_);
+        faults_.require(track_.nextTime == track_.mediaDuration, stbl_,
+                        "has other durations in total than the media's header");
+    }
+
+    void readSync() {
+        const Box* stss = stbl_.child("stss");
+        for (MovieSample& sample : track_.samples)
+            sample.isSync = stss == nullptr;
+        std::uint64_t last = 0;
+        for (const Row& row : rowsOf(stss, {4}, faults_)) {
+            const bool follows = row[0] > last && row[0] <= track_.samples.size();
+            faults_.require(follows, stbl_, "lists sync samples out of order");
+            if (follows) track_.samples[static_cast<std::size_t>(row[0] - 1)].isSync = true;
+            last = row[0];
+        }
+    }
+
+    void readPlaces() {
+        const Box* stco = stbl_.child("stco");
+        const Box* co64 = stbl_.child("co64");
+        faults_.require((stco == nullptr) != (co64 == nullptr), stbl_,
+                        "doesn't have one of “stco” and “co64”");
+        const std::vector<Row> offsets =
+            stco != nullptr ? rowsOf(stco, {4}, faults_) : rowsOf(co64, {8}, faults_);
+        const std::vector<Row> runs = rowsOf(stbl_.child("stsc"), {4, 4, 4}, faults_);
+        std::uint64_t placed = 0;
+        for (std::size_t i = 0; i < runs.size(); ++i) {
+            const std::uint64_t end = i + 1 < runs.size() ? runs[i + 1][0] : offsets.size() + 1;
+            const bool isInOrder =
+                (i > 0 || runs[i][0] == 1) && runs[i][0] < end && end <= offsets.size() + 1;
+            faults_.require(isInOrder && runs[i][1] > 0 && runs[i][2] == 1, stbl_, "has impossible chunks");
+            for (std::uint64_t chunk = runs[i][0]; isInOrder && chunk < end; ++chunk) {
+                std::uint64_t place = offsets[static_cast<std::size_t>(chunk - 1)][0];
+                const std::uint64_t next = placed + runs[i][1];
+                for (; placed < std::min<std::uint64_t>(next, track_.samples.size()); ++placed) {
+                    MovieSample& sample = track_.samples[static_cast<std::size_t>(placed)];
+                    sample.offset = std::exchange(place, place + sample.size);
+                }
+                placed = next;
+            }
+        }
+        requireAll(placed, &stbl_);
+    }
+
+    TrackFacts& track_;
+    Faults& faults_;
+    const Box& stbl_;
+    std::uint64_t counted_ = 0;
+};
+
+TrackFacts* trackOf(std::vector<TrackFacts>& tracks, const Box* box) {
+    const std::uint64_t id = box != nullptr ? box->field("id") : 0;
+    const auto found =
+        std::find_if(tracks.begin(), tracks.end(), [id](const TrackFacts& track) { return track.id == id; });
+    return found != tracks.end() ? &*found : nullptr;
+}
+
+// Sample flags: a sync sample doesn't depend on others.
+constexpr std::uint64_t syncFlags = 0x02000000;
+constexpr std::uint64_t otherFlags = 0x01010000;
+
+class Fragment {
+ public:
+    Fragment(const Box& moof, const Box* mdat, std::vector<TrackFacts>& tracks, Faults& faults)
+        : moof_(moof), mdat_(mdat), tracks_(tracks), faults_(faults) {}
+
+    void read() {
+        for (const Box* traf : moof_.all("traf")) {
+            TrackFacts* track = trackOf(tracks_, traf->child("tfhd"));
+            const Box* tfdt = traf->child("tfdt");
+            const Box* trun = traf->child("trun");
+            if (track == nullptr || track->defaults == nullptr || tfdt == nullptr || trun == nullptr) {
+                faults_.add(*traf, "is for no track, or incomplete");
+                continue;
+            }
+            faults_.require(tfdt->field("time") >= track->nextTime, *tfdt,
+                            "begins before the last samples end");
+            track->nextTime = tfdt->field("time");
+            readRun(*trun, *track);
+            const Box* sbgp = traf->child("sbgp");
+            faults_.require(track->isVideo()
+                                ? sbgp == nullptr
+                                : sbgp != nullptr && sbgp->field("count") == trun->field("count"),
+                            *traf, "doesn't have its samples in the roll group");
+        }
+    }
+
+ private:
+    void readRun(const Box& trun, TrackFacts& track) {
+        const std::uint64_t flags = trun.field("flags");
+        const bool hasDurations = (flags & 0x100) != 0;
+        faults_.require(
+            (flags & ~0x100U) == (track.isVideo() ? 0x601 : 0x201) && (hasDurations || !track.isVideo()),
+            trun, "has other fields");
+        std::uint64_t place = moof_.offset + trun.field("offset");
+        faults_.require(trun.field("count") > 0, trun, "has no samples");
+        Row widths(1U + (hasDurations ? 1 : 0) + (track.isVideo() ? 1 : 0), 4);
+        // The count is followed by the offset.
+        std::vector<std::uint8_t> table(trun.content.begin(), trun.content.end());
+        if (table.size() >= 12) table.erase(table.begin() + 8, table.begin() + 12);
+        Box rows = trun;
+        rows.content = table;
+        for (const Row& row : rowsOf(&rows, widths, faults_)) {
+            MovieSample sample;
+            sample.duration =
+                static_cast<std::uint32_t>(hasDurations ? row[0] : track.defaults->field("duration"));
+            sample.size = static_cast<std::uint32_t>(row[hasDurations ? 1 : 0]);
+            const std::uint64_t sampleFlags = track.isVideo() ? row[2] : track.defaults->field("flags");
+            sample.isSync = sampleFlags == syncFlags;
+            sample.offset = std::exchange(place, place + sample.size);
+            sample.mediaTime = static_cast<std::int64_t>(track.nextTime);
+            track.nextTime += sample.duration;
+            faults_.require(sampleFlags == syncFlags || sampleFlags == otherFlags, trun,
+                            "has other sample flags");
+            faults_.require(sample.size > 0 && sample.duration > 0, trun,
+                            "has a sample without bytes or duration");
+            faults_.require(
+                mdat_ != nullptr && sample.offset >= mdat_->contentOffset() && place <= mdat_->end(), trun,
+                "has a sample outside the media that follows its fragment");
+            track.samples.push_back(sample);
+        }
+    }
+
+    const Box& moof_;
+    const Box* mdat_;
+    std::vector<TrackFacts>& tracks_;
+    Faults& faults_;
+};
+
+// What is wrong with a picture's sample; nothing if it is right.
+std::string judgePicture(ByteSpan sample, bool isAvc, bool isSync) {
+    bool hasPicture = false;
+    bool standsAlone = true;
+    Bytes bytes(sample);
+    while (bytes.left() > 0) {
+        const std::uint32_t length = bytes.left() < 4 ? 0 : bytes.u32();
+        if (length < 2 || length > bytes.left()) return "has a NAL unit of an impossible length";
+        const int header = bytes.take(length)[0];
+        const int type = isAvc ? header & 31 : header >> 1 & 63;
+        if (isAvc ? type == 7 || type == 8 : type >= 32 && type <= 34) return "has a parameter set";
+        if (isAvc ? type < 1 || type > 5 : type >= 32) continue;
+        hasPicture = true;
+        standsAlone = standsAlone && (isAvc ? type == 5 : type >= 16 && type <= 23);
+    }
+    if (!hasPicture) return "has no picture";
+    return isSync == standsAlone ? "" : "is a sync sample that needs others, or the reverse";
+}
+
+std::string judgeSound(const MovieSample& sample, const TrackFacts& track) {
+    const bool isLast = &sample == &track.samples.back();
+    const bool lasts = sample.duration == 1024 || (isLast && sample.duration < 1024);
+    return sample.isSync && lasts && sample.size <= 1536 ? "" : "isn't a sync sample of 1024 ticks of AAC";
+}
+
+// FNV-1a.
+std::uint64_t hashOf(ByteSpan bytes) {
+    std::uint64_t hash = 14695981039346656037U;
+    for (const std::uint8_t byte : bytes)
+        hash = (hash ^ byte) * 1099511628211U;
+    return hash;
+}
+
+}  // namespace
+
+std::vector<Row> rowsOf(const Box* table, const std::vector<std::size_t>& widths, Faults& faults,
+                        std::size_t lead) {
+    std::vector<Row> rows;
+    if (table == nullptr) return rows;
+    faults.within(*table, [&] {
+        Bytes bytes(table->content);
+        const std::uint32_t version = bytes.u32();
+        faults.require(
+            version == 0 || (version == 1U << 24 && table->type == "elst") || table->type == "trun", *table,
+            "has a version or flags");
+        for (; lead > 4; lead -= 4)
+            faults.require(bytes.u32() == 0, *table, "has one value for all rows");
+        const std::uint64_t count = bytes.u32();
+        std::size_t rowSize = 0;
+        for (const std::size_t width : widths)
+            rowSize += width;
+        if (bytes.left() != count * rowSize)
+            return faults.add(*table, "has another number of rows than its count");
+        for (std::uint64_t i = 0; i < count; ++i) {
+            rows.emplace_back();
+            for (const std::size_t width : widths)
+                rows.back().push_back(bytes.number(width));
+        }
+    });
+    return rows;
+}
+
+void readSampleTables(TrackFacts& track, Faults& faults) {
+    if (const Box* stbl = track.trak->find("mdia/minf/stbl")) SampleTables(track, *stbl, faults).read();
+}
+
+void readFragments(const Box& whole, bool mayBeCutOff, std::vector<TrackFacts>& tracks, Faults& faults) {
+    const Box* mvex = whole.find("moov/mvex");
+    if (mvex == nullptr) return;
+    for (const Box* trex : mvex->all("trex")) {
+        TrackFacts* track = trackOf(tracks, trex);
+        faults.require(track != nullptr && track->defaults == nullptr &&
+                           trex->field("flags") == (track->isVideo() ? otherFlags : syncFlags) &&
+                           trex->field("duration") == (track->isVideo() ? 0 : 1024),
+                       *trex, "is for no track, or not what its samples need");
+        if (track != nullptr) track->defaults = trex;
+    }
+    for (const TrackFacts& track : tracks)
+        faults.require(track.defaults != nullptr, *mvex, "lacks “trex” of track " + std::to_string(track.id));
+    std::uint64_t last = 0;
+    const auto& boxes = whole.children;
+    for (auto moof = boxes.begin(); moof != boxes.end(); ++moof) {
+        if (moof->type != "moof") continue;
+        const auto next = std::next(moof);
+        const Box* mdat = next != boxes.end() && next->type == "mdat" ? &*next : nullptr;
+        const bool isLast = next == boxes.end() || (std::next(next) == boxes.end() && !next->isWhole);
+        if (mayBeCutOff && isLast && !(moof->isWhole && mdat != nullptr && mdat->isWhole)) return;
+        faults.require(mdat != nullptr, *moof, "isn't followed by its media");
+        const Box* mfhd = moof->child("mfhd");
+        faults.require(mfhd != nullptr && mfhd->field("sequence") == last + 1, *moof, "is out of order");
+        ++last;
+        Fragment(*moof, mdat, tracks, faults).read();
+    }
+}
+
+void examineMedia(const Box& whole, ByteSpan file, std::vector<TrackFacts>& tracks, Faults& faults) {
+    const std::vector<const Box*> media = whole.all("mdat");
+    std::vector<std::pair<std::uint64_t, std::uint64_t>> ranges;
+    for (TrackFacts& track : tracks) {
+        for (MovieSample& sample : track.samples) {
+            const std::uint64_t end = sample.offset + sample.size;
+            const std::string name = "the sample at " + std::to_string(sample.offset) + " ";
+            const bool isInside = std::any_of(media.begin(), media.end(), [&](const Box* mdat) {
+                return sample.offset >= mdat->contentOffset() && end <= mdat->end() && sample.offset <= end;
+            });
+            faults.require(isInside, *track.trak, name + "lies outside the media");
+            if (!isInside) continue;
+            ranges.emplace_back(sample.offset, end);
+            const ByteSpan bytes = file.subspan(static_cast<std::size_t>(sample.offset), sample.size);
+            sample.hash = hashOf(bytes);
+            const std::string fault = track.isVideo()
+                                          ? judgePicture(bytes, track.coding == "avc1", sample.isSync)
+                                          : judgeSound(sample, track);
+            faults.require(fault.empty(), *track.trak, name + fault);
+        }
+    }
+    std::sort(ranges.begin(), ranges.end());
+    for (std::size_t i = 1; i < ranges.size(); ++i)
+        faults.require(ranges[i - 1].second <= ranges[i].first, whole,
+                       "has samples that share bytes at " + std::to_string(ranges[i].first));
+}
+
+}  // namespace lumicrate::stage
