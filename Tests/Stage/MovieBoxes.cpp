@@ -63,7 +63,7 @@ class MovieExamination {
             faults_.require(ids.insert(tracks.back().id).second, *trak, "has the number of another track");
         }
         faults_.require(ids.empty() || mvhd->field("next") > *ids.rbegin(), *mvhd,
-                        "gives the next track the number of one that is there");
+                        "has the number of an existing track for the next one");
         readFragments(whole_, mayBeCutOff_, tracks, faults_);
         examineMedia(whole_, file_, tracks, faults_);
         examineDurations(*mvhd, tracks, result_.isFragmented, faults_);
@@ -99,7 +99,7 @@ class MovieExamination {
     MovieBoxes result_;
 };
 
-// In what two samples differ; empty if in nothing.
+// What differs between two samples; empty if nothing.
 std::string difference(const MovieSample& one, const MovieSample& other, double tick, bool isLast) {
     if (one.size != other.size) return "size";
     if (one.hash != other.hash) return "bytes";
@@ -118,7 +118,7 @@ void compareTracks(const MovieTrack& one, const MovieTrack& other, const std::st
                               std::to_string(other.samples.size()) + " samples");
         return;
     }
-    // A movie's clock may round where a track begins.
+    // A movie's clock may round the beginning of a track.
     const double tick = 1.0 / std::max(one.timescale, 1U) + 1e-5;
     for (std::size_t i = 0; i < one.samples.size(); ++i) {
         const auto what = difference(one.samples[i], other.samples[i], tick, i + 1 == one.samples.size());

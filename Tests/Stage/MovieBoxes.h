@@ -38,11 +38,11 @@ struct MovieTrack {
 struct MovieBoxes {
     std::vector<std::string> boxes;  // the top-level boxes' types in file order
     std::string brand;               // the major one
-    std::int64_t created = 0;        // seconds since 1970; before 1970 when it is not told
+    std::int64_t created = 0;        // seconds since 1970; before 1970 if unknown
     double duration = 0;             // seconds, of the longest track
     std::vector<MovieTrack> tracks;  // in file order
     bool isFragmented = false;
-    std::vector<std::string> faults;  // sentences that name box and offset
+    std::vector<std::string> faults;  // sentences with box and offset
 
     // Whether the index of all samples stands before the first of them.
     bool indexInFront() const;
@@ -50,17 +50,16 @@ struct MovieBoxes {
 
 enum class Ending {
     Whole,
-    CutOff,  // the writer was killed: an incomplete last fragment is overlooked
+    CutOff,  // the writer was killed: an incomplete last fragment is ignored
 };
 
 // Throws std::runtime_error when the file cannot be read at all.
 MovieBoxes readMovieBoxes(const std::filesystem::path& file, Ending ending = Ending::Whole);
-// Nothing when the file is right.
+// Nothing if the file is right.
 std::vector<std::string> faultsOf(const std::filesystem::path& file, Ending ending = Ending::Whole);
 
-// Where two files differ in their samples: bytes, presentation (to a tick), durations but for those of each
-// track's last sample, which may not have been known yet. Nothing if they are the same movie. A track without
-// samples counts as none.
+// Differences between the samples of two files: bytes, times (to a tick), and durations except those of each
+// track's last sample, which may not have been known yet. Ignores tracks without samples.
 std::vector<std::string> differencesOf(const MovieBoxes& one, const MovieBoxes& other);
 
 }  // namespace lumicrate::stage

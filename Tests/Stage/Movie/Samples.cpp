@@ -28,18 +28,19 @@ class SampleTables {
         faults_.require((sgpd == nullptr) == track_.isVideo(), stbl_, "lacks the roll group of sound");
         faults_.require((sbgp == nullptr) == (track_.isVideo() || track_.samples.empty()), stbl_,
                         "doesn't have its samples in the roll group");
-        if (sbgp != nullptr) requireAll(sbgp->field("count"), sbgp);
+        if (sbgp != nullptr) requireAll(sbgp->field("count"));
     }
 
  private:
-    void requireAll(std::uint64_t count, const Box* table) {
-        faults_.require(table == nullptr || count == track_.samples.size(), stbl_,
+    void requireAll(std::uint64_t count) {
+        faults_.require(count == track_.samples.size(), stbl_,
                         "has " + std::to_string(track_.samples.size()) + " samples, but a table for " +
                             std::to_string(count));
     }
 
     void readDurations() {
         std::size_t next = 0;
+        std::uint64_t count = 0;
         for (const Row& row : rowsOf(stbl_.child("stts"), {4, 4}, faults_)) {
             faults_.require(row[0] > 0, stbl_, "has durations of no sample");
             for (std::uint64_t i = 0; i < row[0] && next < track_.samples.size(); ++i, ++next) {
@@ -47,9 +48,9 @@ class SampleTables {
                 track_.samples[next].mediaTime = static_cast<std::int64_t>(track_.nextTime);
                 track_.nextTime += row[1];
             }
-            counted_ += row[0];
+            count += row[0];
         }
-        requireAll(counted_, &stbl_);
+        requireAll(count);
         faults_.require(track_.nextTime == track_.mediaDuration, stbl_,
                         "has other durations in total than the media's header");
     }
@@ -91,13 +92,12 @@ class SampleTables {
                 placed = next;
             }
         }
-        requireAll(placed, &stbl_);
+        requireAll(placed);
     }
 
     TrackFacts& track_;
     Faults& faults_;
     const Box& stbl_;
-    std::uint64_t counted_ = 0;
 };
 
 TrackFacts* trackOf(std::vector<TrackFacts>& tracks, const Box* box) {
@@ -128,7 +128,7 @@ class Fragment {
             faults_.require(tfdt->field("time") >= track->nextTime, *tfdt,
                             "begins before the last samples end");
             track->nextTime = tfdt->field("time");
-            readRun(*trun, *track);
+            faults_.within(*trun, [&] { readRun(*trun, *track); });
             const Box* sbgp = traf->child("sbgp");
             faults_.require(track->isVideo()
                                 ? sbgp == nullptr
@@ -145,19 +145,18 @@ class Fragment {
             (flags & ~0x100U) == (track.isVideo() ? 0x601 : 0x201) && (hasDurations || !track.isVideo()),
             trun, "has other fields");
         std::uint64_t place = moof_.offset + trun.field("offset");
-        faults_.require(trun.field("count") > 0, trun, "has no samples");
-        Row widths(1U + (hasDurations ? 1 : 0) + (track.isVideo() ? 1 : 0), 4);
-        // The count is followed by the offset.
-        std::vector<std::uint8_t> table(trun.content.begin(), trun.content.end());
-        if (table.size() >= 12) table.erase(table.begin() + 8, table.begin() + 12);
-        Box rows = trun;
-        rows.content = table;
-        for (const Row& row : rowsOf(&rows, widths, faults_)) {
+        const std::uint64_t count = trun.field("count");
+        const std::size_t rowSize = 4U + (hasDurations ? 4 : 0) + (track.isVideo() ? 4 : 0);
+        Bytes bytes(trun.content);
+        bytes.take(12);  // flags, count and offset
+        if (count == 0 || bytes.left() != count * rowSize)
+            return faults_.add(trun, "has another number of samples than its count");
+        for (std::uint64_t i = 0; i < count; ++i) {
             MovieSample sample;
             sample.duration =
-                static_cast<std::uint32_t>(hasDurations ? row[0] : track.defaults->field("duration"));
-            sample.size = static_cast<std::uint32_t>(row[hasDurations ? 1 : 0]);
-            const std::uint64_t sampleFlags = track.isVideo() ? row[2] : track.defaults->field("flags");
+                hasDurations ? bytes.u32() : static_cast<std::uint32_t>(track.defaults->field("duration"));
+            sample.size = bytes.u32();
+            const std::uint64_t sampleFlags = track.isVideo() ? bytes.u32() : track.defaults->field("flags");
             sample.isSync = sampleFlags == syncFlags;
             sample.offset = std::exchange(place, place + sample.size);
             sample.mediaTime = static_cast<std::int64_t>(track.nextTime);
@@ -221,9 +220,8 @@ std::vector<Row> rowsOf(const Box* table, const std::vector<std::size_t>& widths
     faults.within(*table, [&] {
         Bytes bytes(table->content);
         const std::uint32_t version = bytes.u32();
-        faults.require(
-            version == 0 || (version == 1U << 24 && table->type == "elst") || table->type == "trun", *table,
-            "has a version or flags");
+        faults.require(version == 0 || (version == 1U << 24 && table->type == "elst"), *table,
+                       "has a version or flags");
         for (; lead > 4; lead -= 4)
             faults.require(bytes.u32() == 0, *table, "has one value for all rows");
         const std::uint64_t count = bytes.u32();

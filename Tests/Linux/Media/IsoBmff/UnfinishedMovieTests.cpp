@@ -54,10 +54,6 @@ struct Case {
     MovieDescription description;
 };
 
-void PrintTo(const Case& each, std::ostream* out) {
-    *out << each.name;
-}
-
 std::vector<Case> cases() {
     MovieDescription farFuture = movie(Brand::mpeg4, {screen()});
     farFuture.created = 4'000'000'000;
@@ -80,20 +76,18 @@ std::vector<Case> cases() {
     };
 }
 
-class RoundTripTests : public testing::TestWithParam<Case> {};
-
-TEST_P(RoundTripTests, ReadsWhatWasWritten) {
-    SimulatedRecording recording(GetParam().description);
-    expectAll(recording);
-    recording.record(0, 7, 1);
-    expectAll(recording);
-    recording.finish();
-    expectAll(recording);
-    EXPECT_GT(fragmentEnds(recording).size(), 8U);
+TEST(UnfinishedMovieTests, ReadsWhatWasWritten) {
+    for (const Case& each : cases()) {
+        SCOPED_TRACE(each.name);
+        SimulatedRecording recording(each.description);
+        expectAll(recording);
+        recording.record(0, 7, 1);
+        expectAll(recording);
+        recording.finish();
+        expectAll(recording);
+        EXPECT_GT(fragmentEnds(recording).size(), 8U);
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(AllKinds, RoundTripTests, testing::ValuesIn(cases()),
-                         [](const auto& each) { return each.param.name; });
 
 TEST(UnfinishedMovieTests, RecordingsOfDaysKeepTheirTimes) {
     SimulatedRecording recording(movie(Brand::mpeg4, {screen(), sound("System", 2, 2112)}));
