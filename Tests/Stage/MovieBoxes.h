@@ -1,5 +1,7 @@
 // MovieBoxes: reads an MP4, M4A or QuickTime file box by box, strictly, and lists what is wrong with it.
 //
+// It is for what the recorder writes, not for what editing writes by FFmpeg's libraries.
+//
 // Players forgive much, each of them something else. This accepts only what the standards allow and this
 // program promises: H.264 or HEVC in BT.709 without reordered pictures, parameter sets in the sample entry,
 // sound in AAC. It reads plain files, with one index of all samples, and fragmented ones. What the decoders
