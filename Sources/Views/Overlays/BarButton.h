@@ -39,7 +39,7 @@ class BarButton : public SymbolButton {
     void setOnTip(std::function<void(bool shown)> onTip) { onTip_ = std::move(onTip); }
     /// Keeps the button wide enough for each of these texts.
     void setWidestOf(const QStringList& texts);
-    /// A press or the Down key opens a menu, which is filled anew each time; a chevron indicates it.
+    /// A press or the Down key opens a menu, which is refilled each time; a chevron indicates it.
     void setMenu(Items items);
     /// Return presses it too.
     void setPressedByReturn(bool pressed) { pressedByReturn_ = pressed; }

@@ -3,6 +3,7 @@
 
 #include "Lumicrate/Overlays/OverlayContents.h"
 #include "Platform/NSEvent.h"
+#include "Support/Task.h"
 
 #include <map>
 #include <string>
@@ -10,6 +11,13 @@
 #include <utility>
 
 namespace lumicrate::test {
+
+/// Awaits a task as its caller would, and adds the result to `results`.
+template <class Result>
+Task<void> collect(Task<Result> task, std::vector<Result>& results) {
+    const Result result = co_await task;
+    results.push_back(result);
+}
 
 struct PanelRecord {
     std::string content;

@@ -18,13 +18,8 @@ class OverlayTests : public RecorderFixture {
 class CountdownTests : public OverlayTests {
  protected:
     void run(int seconds, std::optional<NSScreen> screen = second) {
-        counting = RunningTask(executor, awaitRun(seconds, std::move(screen)));
+        counting = RunningTask(executor, collect(countdown.run(seconds, std::move(screen)), results));
         executor.drain();
-    }
-    Task<void> awaitRun(int seconds, std::optional<NSScreen> screen) {
-        Task<bool> running = countdown.run(seconds, std::move(screen));
-        const bool result = co_await running;
-        results.push_back(result);
     }
     int value() const { return *contents.countdownModel->value; }
 

@@ -3,6 +3,7 @@
 #include "Lumicrate/Capture/SourceLists.h"
 #include "Support/Error.h"
 #include "Support/Log.h"
+#include "Support/Text.h"
 
 #include <utility>
 
@@ -110,9 +111,9 @@ void AreaSelector::open(const NSScreen& screen) {
     settings.frame = screen.frame;
     settings.level = NSPanel::screenSaverLevel;
     settings.canBecomeKey = true;
-    log(LogArea::ui, "selection opens: ", screen.frame.width, " × ", screen.frame.height, " points, ",
-        screen.backingScaleFactor, " pixels per point, ", selection_->snapshot ? "with" : "without",
-        " a picture of the screen");
+    log(LogArea::ui, "selection opens on ", stringFromRect(screen.frame), ": ",
+        formatPixels(screen.frame.size(), screen.backingScaleFactor), " pixels, ",
+        selection_->snapshot ? "with" : "without", " a picture of them");
     panel_ = services_.contents.selection(*selection_)->makePanel(std::move(settings));
     panel_->makeKeyAndOrderFront();
 }

@@ -21,14 +21,10 @@ const NSScreen right{2, {1920, 480, 800, 600}, {1920, 480, 800, 600}, 2, "right"
 class AreaSelectorTests : public RecorderFixture {
  protected:
     void select(bool windowsOnly = false, std::optional<Rect> initialArea = {}, NSScreen screen = right) {
-        task = RunningTask(executor, awaitSelection(windowsOnly, initialArea, std::move(screen)));
+        task = RunningTask(executor, collect(selector.select(std::move(screen), "Record", initialArea,
+                                                             {{"a", "Desk"}}, windowsOnly),
+                                             results));
         executor.drain();
-    }
-    Task<void> awaitSelection(bool windowsOnly, std::optional<Rect> initialArea, NSScreen screen) {
-        Task<std::optional<PickedArea>> selecting =
-            selector.select(std::move(screen), "Record", initialArea, {{"a", "Desk"}}, windowsOnly);
-        const std::optional<PickedArea> picked = co_await selecting;
-        results.push_back(picked);
     }
     SelectionModel& model() { return contents.selectionModel->selection; }
     const SelectionAppearance& seen() { return *model().appearance; }

@@ -1,8 +1,6 @@
 // ScreenChooser: the choice of a screen, without widgets.
 #include "Lumicrate/Overlays/Selection/ScreenChooser.h"
-#include "Tests/Lumicrate/FakePlatform.h"
-#include "Tests/Lumicrate/Overlays/FakeOverlayContents.h"
-#include "Tests/Lumicrate/Settings/SettingsFakes.h"
+#include "Tests/Lumicrate/Recording/RecorderFixture.h"
 
 namespace lumicrate::test {
 namespace {
@@ -22,7 +20,7 @@ struct FakePictures final : public SCScreenshotManager {
     const FakeOverlayContents& contents;
 };
 
-class ScreenChooserTests : public testing::Test {
+class ScreenChooserTests : public RecorderFixture {
  protected:
     using Chosen = std::optional<std::uint32_t>;
 
@@ -42,16 +40,12 @@ class ScreenChooserTests : public testing::Test {
         EXPECT_THAT(results, testing::ElementsAre(result));
         EXPECT_EQ(panelsLeft, 0U) << "when the caller continued";
         EXPECT_EQ(contents.shownPanels(), 0U);
-        EXPECT_EQ(keys.monitors, 0);
+        EXPECT_EQ(keyMonitoring.monitors, 0);
         results.clear();
     }
 
-    VirtualExecutor executor;
-    FakeScreens screens;
-    FakeOverlayContents contents;
     FakePictures pictures{contents};
-    FakeKeyMonitoring keys;
-    ScreenChooser chooser{executor, screens, pictures, keys, contents};
+    ScreenChooser chooser{executor, screens, pictures, keyMonitoring, contents};
     RunningTask choosing;
     std::vector<Chosen> results;
     std::size_t panelsLeft = 0;
@@ -107,7 +101,7 @@ TEST_F(ScreenChooserTests, KeysChooseByNumber) {
                  {escape, 0, "", Chosen()}};
     for (const auto& [keyCode, flags, typed, chosen] : cases) {
         choose();
-        EXPECT_EQ(keys.press(keyCode, flags, typed), chosen.has_value()) << keyCode << typed;
+        EXPECT_EQ(keyMonitoring.press(keyCode, flags, typed), chosen.has_value()) << keyCode << typed;
         executor.drain();
         EXPECT_EQ(results.size(), chosen ? 1U : 0U) << keyCode << typed;
         if (!chosen) chooser.finish(std::nullopt);
@@ -120,7 +114,7 @@ TEST_F(ScreenChooserTests, EndsOnceAndOnlyTheLatest) {
     contents.screenChoices[1]->onChoose();
     contents.screenChoices[0]->onChoose();
     chooser.finish(std::nullopt);
-    EXPECT_FALSE(keys.press(-1, 0, "1"));
+    EXPECT_FALSE(keyMonitoring.press(-1, 0, "1"));
     expectEnd(7);
 
     RunningTask first(executor, awaitChoice());
@@ -136,7 +130,7 @@ TEST_F(ScreenChooserTests, EndsOnceAndOnlyTheLatest) {
     choosing.cancel();
     executor.drain();
     EXPECT_EQ(contents.shownPanels(), 0U) << "nothing waits for the choice";
-    EXPECT_EQ(keys.monitors, 0);
+    EXPECT_EQ(keyMonitoring.monitors, 0);
     results.clear();
 
     screens.all = {unknown};
