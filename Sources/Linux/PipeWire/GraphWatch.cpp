@@ -99,8 +99,8 @@ GraphWatch::GraphWatch(Session& session) : session_(session) {
     registry_.reset(pw_core_get_registry(session_.core(), PW_VERSION_REGISTRY, 0));
     if (!registry_) return;
     pw_registry_add_listener(registry_.get(), &registryListener_, &registryEvents, this);
-    // After the first round trip all objects are announced. Only then the metadata is bound, and after the
-    // second round trip it has been received.
+    // After the first round trip all objects are announced, and the metadata is bound. Its values have been
+    // received after the second.
     if (session_.roundTrip(Session::answerTimeout) && metadata_) session_.roundTrip(Session::answerTimeout);
     logDevices(graph());
 }

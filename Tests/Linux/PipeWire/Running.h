@@ -84,7 +84,7 @@ class Running {
     }
     void stop() { source_->stop(); }
     bool failed() const { return failed_; }
-    /// What the user is told, once it is stopped.
+    /// The sentences for the user; complete once it is stopped.
     const std::vector<std::string>& notices() const { return notices_; }
 
  private:

@@ -1,5 +1,5 @@
-// What the race detector is told of libpipewire, which is not built for it: it does not see how the library
-// hands the memory that it has just mapped to its real-time thread.
+// Suppressions of the thread sanitizer for libpipewire, which is not instrumented: the sanitizer does not see
+// how the library passes newly mapped memory to its real-time thread.
 
 // The name is the sanitizer's.
 // NOLINTBEGIN(bugprone-reserved-identifier)

@@ -1,5 +1,6 @@
 #include "Tests/Linux/X11/Painter.h"
 
+#include "Tests/Linux/X11/TestWindow.h"
 #include "Tests/Stage/ChildProcess.h"
 
 #include <xcb/randr.h>
@@ -14,11 +15,6 @@ std::uint16_t wide(std::uint32_t colour, int shift) {
     return static_cast<std::uint16_t>((colour >> shift & 0xff) * 0x101);
 }
 
-xcb_rectangle_t rectangle(const PixelRect& rect) {
-    return {static_cast<std::int16_t>(rect.x), static_cast<std::int16_t>(rect.y),
-            static_cast<std::uint16_t>(rect.width), static_cast<std::uint16_t>(rect.height)};
-}
-
 }  // namespace
 
 Painter::Painter(const std::string& displayName)
@@ -28,7 +24,7 @@ Painter::Painter(const std::string& displayName)
 }
 
 void Painter::fill(const PixelRect& rect, std::uint32_t colour) {
-    const xcb_rectangle_t area = rectangle(rect);
+    const xcb_rectangle_t area = xcbRectangle(rect);
     xcb_change_gc(xcb(), context_, XCB_GC_FOREGROUND, &colour);
     xcb_poly_fill_rectangle(xcb(), root(), context_, 1, &area);
     xcb_flush(xcb());
@@ -98,7 +94,7 @@ void Painter::resizeScreen(int width, int height) {
 }
 
 x11::BgraPicture Painter::screen(const PixelRect& rect) {
-    const xcb_rectangle_t area = rectangle(rect);
+    const xcb_rectangle_t area = xcbRectangle(rect);
     const auto reply =
         connection_.await(xcb_get_image_reply, xcb_get_image(xcb(), XCB_IMAGE_FORMAT_Z_PIXMAP, root(), area.x,
                                                              area.y, area.width, area.height, ~0U));

@@ -49,33 +49,9 @@ TestWindow::TestWindow(const std::string& displayName, const Look& look)
     map();
 }
 
-void TestWindow::place(const PixelRect& frame) {
-    const std::uint32_t values[] = {static_cast<std::uint32_t>(frame.x), static_cast<std::uint32_t>(frame.y),
-                                    static_cast<std::uint32_t>(frame.width),
-                                    static_cast<std::uint32_t>(frame.height)};
-    xcb_configure_window(
-        connection(), window_,
-        XCB_CONFIG_WINDOW_X | XCB_CONFIG_WINDOW_Y | XCB_CONFIG_WINDOW_WIDTH | XCB_CONFIG_WINDOW_HEIGHT,
-        std::data(values));
-    sync();
-}
-
-void TestWindow::move(int x, int y) {
-    const std::uint32_t values[] = {static_cast<std::uint32_t>(x), static_cast<std::uint32_t>(y)};
-    xcb_configure_window(connection(), window_, XCB_CONFIG_WINDOW_X | XCB_CONFIG_WINDOW_Y, std::data(values));
-    sync();
-}
-
-void TestWindow::raise() {
-    stack(XCB_STACK_MODE_ABOVE);
-}
-
-void TestWindow::lower() {
-    stack(XCB_STACK_MODE_BELOW);
-}
-
-void TestWindow::stack(std::uint32_t mode) {
-    xcb_configure_window(connection(), window_, XCB_CONFIG_WINDOW_STACK_MODE, &mode);
+void TestWindow::configure(std::uint16_t mask, const std::vector<int>& values) {
+    const std::vector<std::uint32_t> words(values.begin(), values.end());
+    xcb_configure_window(connection(), window_, mask, words.data());
     sync();
 }
 
@@ -97,9 +73,7 @@ void TestWindow::fill(std::uint32_t colour) {
 }
 
 void TestWindow::fill(const PixelRect& rect, std::uint32_t colour) {
-    const xcb_rectangle_t area{static_cast<std::int16_t>(rect.x), static_cast<std::int16_t>(rect.y),
-                               static_cast<std::uint16_t>(rect.width),
-                               static_cast<std::uint16_t>(rect.height)};
+    const xcb_rectangle_t area = xcbRectangle(rect);
     xcb_change_gc(connection(), context_, XCB_GC_FOREGROUND, &colour);
     xcb_poly_fill_rectangle(connection(), window_, context_, 1, &area);
     sync();
@@ -144,10 +118,8 @@ void TestWindow::put(xcb_drawable_t drawable, const x11::BgraPicture& picture) {
 
 void TestWindow::shape(const std::vector<PixelRect>& parts) {
     std::vector<xcb_rectangle_t> rects;
-    for (const PixelRect& part : parts) {
-        rects.push_back({static_cast<std::int16_t>(part.x), static_cast<std::int16_t>(part.y),
-                         static_cast<std::uint16_t>(part.width), static_cast<std::uint16_t>(part.height)});
-    }
+    for (const PixelRect& part : parts)
+        rects.push_back(xcbRectangle(part));
     xcb_shape_rectangles(connection(), XCB_SHAPE_SO_SET, XCB_SHAPE_SK_BOUNDING, XCB_CLIP_ORDERING_UNSORTED,
                          window_, 0, 0, static_cast<std::uint32_t>(rects.size()), rects.data());
     sync();

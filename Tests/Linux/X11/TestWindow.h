@@ -15,6 +15,11 @@
 
 namespace lumicrate::test {
 
+inline xcb_rectangle_t xcbRectangle(const PixelRect& rect) {
+    return {static_cast<std::int16_t>(rect.x), static_cast<std::int16_t>(rect.y),
+            static_cast<std::uint16_t>(rect.width), static_cast<std::uint16_t>(rect.height)};
+}
+
 /// One plain colour, painted by the server. Destroyed with the object.
 class TestWindow {
  public:
@@ -34,10 +39,14 @@ class TestWindow {
     xcb_connection_t* connection() const { return connection_.get(); }
     xcb_window_t id() const { return window_; }
 
-    void place(const PixelRect& frame);
-    void move(int x, int y);
-    void raise();
-    void lower();
+    void place(const PixelRect& frame) {
+        configure(
+            XCB_CONFIG_WINDOW_X | XCB_CONFIG_WINDOW_Y | XCB_CONFIG_WINDOW_WIDTH | XCB_CONFIG_WINDOW_HEIGHT,
+            {frame.x, frame.y, frame.width, frame.height});
+    }
+    void move(int x, int y) { configure(XCB_CONFIG_WINDOW_X | XCB_CONFIG_WINDOW_Y, {x, y}); }
+    void raise() { configure(XCB_CONFIG_WINDOW_STACK_MODE, {XCB_STACK_MODE_ABOVE}); }
+    void lower() { configure(XCB_CONFIG_WINDOW_STACK_MODE, {XCB_STACK_MODE_BELOW}); }
     void map();
     void unmap();
     /// The whole window in another colour.
@@ -57,7 +66,7 @@ class TestWindow {
     void sync();
 
  private:
-    void stack(std::uint32_t mode);
+    void configure(std::uint16_t mask, const std::vector<int>& values);
     void put(xcb_drawable_t drawable, const x11::BgraPicture& picture);
 
     stage::XcbConnection connection_;

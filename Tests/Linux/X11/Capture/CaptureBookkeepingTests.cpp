@@ -127,7 +127,7 @@ TEST(PixelBufferPoolTests, BuffersAreReusedAndTrackWhatTheyLack) {
     EXPECT_EQ(pool.acquire(), nullptr);
 
     first.reset();
-    EXPECT_FALSE(isSignalled(*wakeUp)) << "nobody waited";
+    EXPECT_FALSE(isSignalled(*wakeUp)) << "not awaited";
     first = pool.acquire();
     EXPECT_EQ(first.get(), firstAddress);
     EXPECT_THAT(first->stale.rectangles(), ElementsAre(PixelRect{0, 0, 16, 16}));

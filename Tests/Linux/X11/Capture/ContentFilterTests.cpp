@@ -1,6 +1,6 @@
 #include "Linux/X11/Capture/FilteredContent.h"
 #include "Linux/X11/Windows/WindowOrder.h"
-#include "Tests/Linux/X11/ScreenStage.h"
+#include "Tests/Linux/X11/Capture/ScreenStage.h"
 #include "Tests/Linux/X11/TestWindow.h"
 
 #include <gmock/gmock.h>

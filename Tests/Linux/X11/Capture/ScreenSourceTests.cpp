@@ -1,5 +1,5 @@
 #include "Linux/X11/Capture/ScreenSource.h"
-#include "Tests/Linux/X11/ScreenStage.h"
+#include "Tests/Linux/X11/Capture/ScreenStage.h"
 #include "Tests/Linux/X11/TestWindow.h"
 
 #include <gmock/gmock.h>

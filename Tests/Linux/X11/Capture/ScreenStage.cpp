@@ -1,4 +1,4 @@
-#include "Tests/Linux/X11/Capture/FrameCollector.h"
+#include "Tests/Linux/X11/Capture/ScreenStage.h"
 
 #include "Linux/X11/Pixels/Nv12Converter.h"
 #include "Support/Error.h"
