@@ -1,4 +1,3 @@
-#include "Benchmarks/BenchRequest.h"
 #include "Benchmarks/Recorder.h"
 #include "Benchmarks/Report.h"
 
@@ -13,27 +12,6 @@ namespace lumicrate::bench {
 namespace {
 
 using testing::HasSubstr;
-
-TEST(BenchRequest, ParsesTheCommandLineOrRefusesIt) {
-    const auto request = parseBenchRequest({"--lumicrate", "prog", "--scenes", "still,mixed", "--area",
-                                            "10,20,640,360", "--compositor", "--repeat", "5", "--fps", "60",
-                                            "--quality", "p720", "--size", "3840x2160", "--seconds", "2.5"});
-    ASSERT_TRUE(request);
-    EXPECT_EQ(request->scenes, (std::vector<std::string>{"still", "mixed"}));
-    EXPECT_TRUE(request->wants("lumicrate") && !request->wants("lumicrate-hevc"));
-    EXPECT_TRUE(request->compositor);
-    EXPECT_EQ(request->display.height, 2160);
-    EXPECT_EQ(request->setting.area.height, 360);
-    EXPECT_EQ(request->setting.framesPerSecond, 60);
-    using Line = std::vector<std::string>;
-    for (const auto& line : {Line{"--scenes"}, Line{"--no-such", "1"}, Line{"--seconds", "1"},
-                             Line{"--fps", "30x"}, Line{"--quality", "p480"}, Line{"--area", "0,0,641,360"},
-                             Line{"--area", "1700,0,640,360"}, Line{"--area", "0,0,640"}}) {
-        Line whole{"--lumicrate", "prog"};
-        whole.insert(whole.end(), line.begin(), line.end());
-        EXPECT_FALSE(parseBenchRequest(whole)) << testing::PrintToString(line);
-    }
-}
 
 std::string commandLine(const char* recorder, const Assignment& assignment) {
     const auto all = allRecorders("lumicrate");

@@ -6,7 +6,7 @@
 #include "Linux/Media/Editing/OutputMovie.h"
 #include "Linux/Media/Editing/ReencodedTrack.h"
 #include "Linux/Media/Editing/StitchedTrack.h"
-#include "Linux/Media/Editing/TrackRange.h"
+#include "Linux/Media/Editing/TickRange.h"
 #include "Linux/Media/MovieFile/AssetSummary.h"
 #include "Support/Error.h"
 #include "Support/Log.h"

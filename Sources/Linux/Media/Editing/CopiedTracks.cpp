@@ -1,6 +1,6 @@
 #include "Linux/Media/Editing/CopiedTracks.h"
 
-#include "Linux/Media/Editing/TrackRange.h"
+#include "Linux/Media/Editing/TickRange.h"
 #include "Support/Error.h"
 
 #include <algorithm>

@@ -52,8 +52,9 @@ class OutputMovie {
     static AVRational clockFor(const AVStream& source);
     /// The clock of a track; valid after `begin`.
     AVRational timeBase(int track) const { return context_->streams[track]->time_base; }
-    /// Takes the packet's data. Its times count ticks of the track's clock; decoding times increase. Throws
-    /// CancelledError after `abandon` or when the work is cancelled.
+    /// Takes the packet's data. Its times count ticks of the track's clock. Decoding times increase; a packet
+    /// lasts until the next one, the last one for its duration. Throws CancelledError after `abandon` or when
+    /// the work is cancelled.
     void write(int track, AVPacket& packet);
     /// No more packets of the track follow. Its presentation ends at `last` at the latest, in ticks. Throws
     /// CancelledError when the work is cancelled.

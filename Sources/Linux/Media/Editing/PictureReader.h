@@ -2,7 +2,7 @@
 #pragma once
 
 #include "Linux/Media/Editing/InputMovie.h"
-#include "Linux/Media/Editing/TrackRange.h"
+#include "Linux/Media/Editing/TickRange.h"
 
 #include <cstdint>
 #include <filesystem>

@@ -1,7 +1,7 @@
 #include "Linux/Media/Editing/ReencodedTrack.h"
 
 #include "Linux/Media/Editing/PictureReader.h"
-#include "Linux/Media/Editing/TrackRange.h"
+#include "Linux/Media/Editing/TickRange.h"
 #include "Linux/Media/Encoding/VideoEncoder.h"
 #include "Linux/Media/Files/Failure.h"
 #include "Support/Error.h"

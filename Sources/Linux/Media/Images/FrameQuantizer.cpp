@@ -38,7 +38,7 @@ void FrameQuantizer::begin(const CGImage& image) {
 
 void FrameQuantizer::findChanges(const CGImage& image) {
     changed_.clear();
-    wanted_.clear();
+    targets_.clear();
     const bool isFirst = last_.empty();
     if (isFirst) shown_.resize(image.pixels.size());
     const std::size_t rowBytes = static_cast<std::size_t>(width_) * 3;
@@ -50,7 +50,7 @@ void FrameQuantizer::findChanges(const CGImage& image) {
                 if (std::memcmp(pixels + i, last_.data() + row + i, 3) == 0) continue;
                 if (difference(colorAt(pixels + i), colorAt(&shown_[row + i])) <= invisible) continue;
             }
-            changed_.push_back({static_cast<std::uint32_t>((row + i) / 3), wanted_.add(pixels + i)});
+            changed_.push_back({static_cast<std::uint32_t>((row + i) / 3), targets_.add(pixels + i)});
         }
     }
 }
@@ -60,14 +60,14 @@ void FrameQuantizer::choosePalette() {
     frame_.isFirstPalette = true;
     if (changed_.empty()) return;
     if (first_.colors().empty()) {
-        first_ = Palette::choose(wanted_);
+        first_ = Palette::choose(targets_);
         assign(first_);
         return;
     }
     // Prefer the palette of the first frame, which costs no bytes.
     const std::int64_t firstError = assign(first_);
     if (firstError <= 3 * byteWorth) return;
-    own_ = Palette::choose(wanted_);
+    own_ = Palette::choose(targets_);
     const auto price = static_cast<std::int64_t>(own_.colors().size()) * 3 * byteWorth;
     if (firstError <= price) return;
     std::vector<std::uint8_t> before = std::exchange(indices_, {});
@@ -82,11 +82,11 @@ void FrameQuantizer::choosePalette() {
 
 /// Returns the sum of the differences of all changed pixels.
 std::int64_t FrameQuantizer::assign(const Palette& palette) {
-    indices_ = palette.match(wanted_);
+    indices_ = palette.match(targets_);
     std::int64_t error = 0;
     for (std::size_t i = 0; i < indices_.size(); ++i) {
-        const Color wanted = colorAt(wanted_.colors()[i].data());
-        error += std::int64_t{difference(palette.colors()[indices_[i]], wanted)} * wanted_.pixels()[i];
+        const Color target = colorAt(targets_.colors()[i].data());
+        error += std::int64_t{difference(palette.colors()[indices_[i]], target)} * targets_.pixels()[i];
     }
     return error;
 }
@@ -98,7 +98,7 @@ void FrameQuantizer::draw() {
     for (const ChangedPixel& pixel : changed_) {
         std::uint8_t* shown = &shown_[std::size_t{pixel.number} * 3];
         const std::uint8_t index = indices_[pixel.color];
-        const Color target = colorAt(wanted_.colors()[pixel.color].data());
+        const Color target = colorAt(targets_.colors()[pixel.color].data());
         if (!isFirst && difference(colorAt(shown), target) <= difference(colors[index], target) + keepMargin)
             continue;
         whole_[pixel.number] = index;

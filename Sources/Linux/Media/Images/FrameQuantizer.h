@@ -31,7 +31,7 @@ class FrameQuantizer {
  private:
     struct ChangedPixel {
         std::uint32_t number = 0;
-        std::uint32_t color = 0;  // its number in `wanted_`
+        std::uint32_t color = 0;  // its number in `targets_`
     };
 
     void begin(const CGImage& image);
@@ -48,10 +48,10 @@ class FrameQuantizer {
     std::vector<std::uint8_t> shown_;    // what the GIF shows
     std::vector<std::uint8_t> whole_;    // indices of the whole picture
     std::vector<ChangedPixel> changed_;  // candidates for drawing
-    ColorList wanted_;                   // their colours
+    ColorList targets_;                  // their colours
     Palette first_;
     Palette own_;
-    std::vector<std::uint8_t> indices_;  // by the number of the wanted colour
+    std::vector<std::uint8_t> indices_;  // by the number of the target colour
     IndexedFrame frame_;
 };
 

@@ -1,6 +1,7 @@
 #include "Linux/Media/Images/GifDestination.h"
 
 #include "Support/Error.h"
+#include "Support/Log.h"
 
 #include <algorithm>
 
@@ -27,6 +28,7 @@ void GifDestination::finalize() {
     blocks_.finish();
     flush();
     file_.publish();
+    log(LogArea::movie, "published a GIF of ", elapsed_.seconds(), " s, ", written_, " bytes");
 }
 
 int GifDestination::roundedDelay(CMTime delay) {

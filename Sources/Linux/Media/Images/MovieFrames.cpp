@@ -1,6 +1,7 @@
 #include "Linux/Media/Images/MovieFrames.h"
 
 #include "Support/Error.h"
+#include "Support/Log.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -35,6 +36,7 @@ MovieFrames::MovieFrames(const std::filesystem::path& url)
     const PixelSize size = codedSize();
     if (size.width <= 0 || size.height <= 0) failAsDamaged();
     movie_.select({track_});
+    log(LogArea::movie, "decoding ", decoder_->codec->name, ", ", size.width, " × ", size.height);
     const std::int64_t duration = stream().duration;
     if (duration != AV_NOPTS_VALUE && duration > 0) {
         const std::int64_t start = stream().start_time == AV_NOPTS_VALUE ? 0 : stream().start_time;

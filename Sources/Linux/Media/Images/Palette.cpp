@@ -56,15 +56,15 @@ void Palette::Free::operator()(liq_result* result) const noexcept {
     liq_result_destroy(result);
 }
 
-Palette Palette::choose(const ColorList& wanted) {
+Palette Palette::choose(const ColorList& list) {
     const Attributes attributes = makeAttributes();
     const Histogram histogram(liq_histogram_create(attributes.get()));
     if (!histogram) throw std::bad_alloc();
     std::vector<liq_histogram_entry> entries;
-    entries.reserve(wanted.colors().size());
-    for (std::size_t i = 0; i < wanted.colors().size(); ++i) {
-        const ColorList::Rgba& color = wanted.colors()[i];
-        entries.push_back({{color[0], color[1], color[2], color[3]}, wanted.pixels()[i]});
+    entries.reserve(list.colors().size());
+    for (std::size_t i = 0; i < list.colors().size(); ++i) {
+        const ColorList::Rgba& color = list.colors()[i];
+        entries.push_back({{color[0], color[1], color[2], color[3]}, list.pixels()[i]});
     }
     check(liq_histogram_add_colors(histogram.get(), attributes.get(), entries.data(),
                                    static_cast<int>(entries.size()), curve));
@@ -81,12 +81,12 @@ Palette Palette::choose(const ColorList& wanted) {
     return palette;
 }
 
-std::vector<std::uint8_t> Palette::match(const ColorList& wanted) const {
+std::vector<std::uint8_t> Palette::match(const ColorList& list) const {
     const Attributes attributes = makeAttributes();
-    const Image image(liq_image_create_rgba(attributes.get(), wanted.colors().data(),
-                                            static_cast<int>(wanted.colors().size()), 1, curve));
+    const Image image(liq_image_create_rgba(attributes.get(), list.colors().data(),
+                                            static_cast<int>(list.colors().size()), 1, curve));
     if (!image) throw std::bad_alloc();
-    std::vector<std::uint8_t> indices(wanted.colors().size());
+    std::vector<std::uint8_t> indices(list.colors().size());
     check(liq_write_remapped_image(result_.get(), image.get(), indices.data(), indices.size()));
     return indices;
 }

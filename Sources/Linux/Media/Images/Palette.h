@@ -20,12 +20,12 @@ class Palette {
     Palette() = default;
     /// At most maxColors colours, with the least difference to the pixels, of which there must be one. Throws
     /// PlatformError.
-    static Palette choose(const ColorList& wanted);
+    static Palette choose(const ColorList& list);
 
     const std::vector<Color>& colors() const { return colors_; }
     /// The index of the nearest colour for each colour of the list. Neither may be empty. Throws
     /// PlatformError.
-    std::vector<std::uint8_t> match(const ColorList& wanted) const;
+    std::vector<std::uint8_t> match(const ColorList& list) const;
 
  private:
     struct Free {

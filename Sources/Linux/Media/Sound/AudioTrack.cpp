@@ -1,5 +1,7 @@
 #include "Linux/Media/Sound/AudioTrack.h"
 
+#include "Support/Log.h"
+
 #include <algorithm>
 #include <chrono>
 #include <cmath>
@@ -56,6 +58,8 @@ void AudioTrack::encode(const CMSampleBuffer& sample, CMTime sessionStart) {
     const CMTime stamp = sample.presentationTimeStamp() - CMTime::from(delay);
     const AudioPlacement placement =
         timelineFrom(sessionStart).place(stamp, static_cast<std::int64_t>(pcm.size() / channels));
+    if (placement.silence > 0)
+        log(LogArea::audio, "gap in the sound: ", placement.silence, " frames of silence inserted");
     encodeSilence(placement.silence);
     if (placement.take == 0) return;
     placed_.clear();

@@ -1,6 +1,7 @@
 #include "Linux/Media/Sound/PcmConverter.h"
 
 #include "Linux/Media/Files/Failure.h"
+#include "Support/Log.h"
 
 #include <algorithm>
 #include <cmath>
@@ -72,6 +73,8 @@ void PcmConverter::use(const AudioStreamBasicDescription& description, bool plan
     checked(made, cannotConvert);
     keepLevels(context, description.channelsPerFrame, channels_);
     checked(swr_init(context), cannotConvert);
+    log(LogArea::audio, "converting ", description.sampleRate, " Hz, ", description.channelsPerFrame,
+        " channels to ", sampleRate_, " Hz, ", channels_, " channels");
     source_ = description;
     planar_ = planar;
 }

@@ -1,4 +1,4 @@
-#include "Linux/Media/Editing/TrackRange.h"
+#include "Linux/Media/Editing/TickRange.h"
 
 #include "Linux/Media/Editing/OutputMovie.h"
 

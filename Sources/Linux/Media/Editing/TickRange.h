@@ -1,4 +1,4 @@
-// TrackRange: a range of a movie, by the clock and the key pictures of one track.
+// TickRange: a range of a movie by the clock of one track; KeyPictures: the key pictures around its start.
 #pragma once
 
 #include "Linux/Media/Editing/InputMovie.h"
