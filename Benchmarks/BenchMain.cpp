@@ -86,7 +86,7 @@ bool run(const BenchRequest& request) {
     options.display = {request.display.width, request.display.height, false, request.compositor};
     options.sound = false;
     stage::PrivateDesktop desktop(options);
-    const stage::StageFolder temporary;
+    const test::TemporaryFolder temporary;
     Performance performance(desktop.display(), request.setting,
                             request.keep.empty() ? temporary.path().string() : request.keep);
 
