@@ -4,7 +4,7 @@
 //
 //   lumicrate-selection-bench
 #include "App/Machine.h"
-#include "Linux/X11/Windows/WindowPictures.h"
+#include "Linux/X11/Capture/WindowPictures.h"
 #include "Lumicrate/Overlays/Selection/AreaSelector.h"
 #include "Tests/Stage/PrivateDesktop.h"
 #include "Views/Desktop/Screens.h"

@@ -3,9 +3,9 @@
 
 #include "App/Machine.h"
 #include "App/Services.h"
+#include "Linux/X11/Capture/WindowPictures.h"
 #include "Linux/X11/Input/ButtonWatch.h"
 #include "Linux/X11/Input/HotKeys.h"
-#include "Linux/X11/Windows/WindowPictures.h"
 #include "Lumicrate/Overlays/AreaFrame.h"
 #include "Lumicrate/Overlays/ClickHighlighter.h"
 #include "Lumicrate/Overlays/ControlBarController.h"

@@ -1,4 +1,4 @@
-#include "Linux/X11/Windows/WindowPictures.h"
+#include "Linux/X11/Capture/WindowPictures.h"
 
 #include "Linux/X11/Capture/DisplayCapture.h"
 #include "Linux/X11/Pixels/PictureScaler.h"

@@ -1,6 +1,6 @@
+#include "Linux/X11/Capture/WindowPictures.h"
 #include "Linux/X11/Screens/Displays.h"
 #include "Linux/X11/Windows/WindowList.h"
-#include "Linux/X11/Windows/WindowPictures.h"
 #include "Tests/Linux/X11/TestWindow.h"
 #include "Tests/Stage/ChildProcess.h"
 #include "Tests/Stage/Xvfb.h"
