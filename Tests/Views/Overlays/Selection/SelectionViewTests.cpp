@@ -22,22 +22,20 @@ const Rgb tinted = over(accent, 0.12, dimmed);
 
 class Bar final : public QWidget {
  public:
-    explicit Bar(const QSize& size) : size_(size), field_(this) { field_.setGeometry(10, 5, 60, 20); }
+    explicit Bar(const QSize& size) : field(this), size_(size) {
+        field.setGeometry(10, 5, 60, 20);
+        setAutoFillBackground(true);
+        setPalette(QColor(barColor.red, barColor.green, barColor.blue));
+    }
     QSize sizeHint() const override { return size_; }
     void grow(int by) {
         size_.rwidth() += by;
         updateGeometry();
     }
-    QLineEdit& field() { return field_; }
-
- protected:
-    void paintEvent(QPaintEvent*) override {
-        QPainter(this).fillRect(rect(), QColor(barColor.red, barColor.green, barColor.blue));
-    }
+    QLineEdit field;
 
  private:
     QSize size_;
-    QLineEdit field_;
 };
 
 NSEvent translated(int qtKey) {
@@ -109,15 +107,15 @@ TEST_F(SelectionViewTests, PassesPointerAndKeysToTheModel) {
     drag({60, 60}, {280, 230});
     EXPECT_TRUE(comesToSelect(area));
     xdotool({"key", "Tab"});
-    EXPECT_TRUE(runUntil([&] { return toolbar->field().hasFocus(); }));
+    EXPECT_TRUE(runUntil([&] { return toolbar->field.hasFocus(); }));
     xdotool({"key", "m"});
-    EXPECT_TRUE(runUntil([&] { return toolbar->field().text() == "m"; }));
+    EXPECT_TRUE(runUntil([&] { return toolbar->field.text() == "m"; }));
     // A press through the model hides the bar, but does not move the focus as a real one would.
     model.mouseDown({{150, 150}, 1, false});
     EXPECT_TRUE(runUntil([&] { return overlay->hasFocus(); })) << "the bar with the focus is hidden";
     model.mouseUp();
     EXPECT_TRUE(runUntil([&] { return toolbar->isVisible(); }));
-    toolbar->field().setFocus();
+    toolbar->field.setFocus();
     point(20, 20);
     xdotool({"click", "1"});
     EXPECT_TRUE(runUntil([&] { return overlay->hasFocus(); })) << "a click moves the focus";
