@@ -2,7 +2,7 @@
 
 #include "Lumicrate/Shell/Welcome.h"
 #include "Support/Error.h"
-#include "Support/SerialQueue.h"
+#include "Support/DispatchQueue.h"
 #include "Views/MainWindow/DateText.h"
 #include "Views/Settings/SettingsWindow.h"
 #include "Views/Shell/AboutWindow.h"

@@ -1,7 +1,7 @@
 #include "App/LibraryServices.h"
 
 #include "Linux/Media/MovieFile/AssetSummary.h"
-#include "Support/SerialQueue.h"
+#include "Support/DispatchQueue.h"
 
 #include <algorithm>
 #include <memory>

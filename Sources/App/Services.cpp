@@ -1,7 +1,7 @@
 #include "App/Services.h"
 
 #include "Linux/Media/MovieFile/AssetWriter.h"
-#include "Support/SerialQueue.h"
+#include "Support/DispatchQueue.h"
 
 #include <memory>
 

@@ -1,4 +1,4 @@
-// Finished movie files: what they tell of themselves, and what is made of them.
+// Finished movie files: their properties, and the files that are made from them.
 #pragma once
 
 #include "Platform/AVAssetWriter.h"
@@ -15,71 +15,72 @@
 
 namespace lumicrate {
 
-/// What a movie tells without any of its media being read.
+/// The properties of a movie, read from its container alone.
 struct AVAssetSummary {
-    double duration = 0;            ///< seconds, of what is presented; 0 where there is nothing
-    std::optional<Size> videoSize;  ///< pixels, upright as it is shown; nothing without a video track
-    std::string videoSubtype;  ///< the first video track's four letters: "avc1", "hvc1" …; empty without
+    double duration = 0;            ///< presented seconds; 0 if there is no media
+    std::optional<Size> videoSize;  ///< pixels, after rotation; none without a video track
+    std::string videoSubtype;  ///< four-letter code of the first video track: "avc1", "hvc1" …; or empty
     int audioTracks = 0;
 
     bool operator==(const AVAssetSummary&) const = default;
 };
 
-/// From `start` to `end`, in seconds of what is presented.
+/// From `start` to `end`, in presented time.
 struct CMTimeRange {
     CMTime start;
     CMTime end;
 };
 
 enum class AVAssetExportPreset {
-    passthrough,         ///< nothing is encoded anew
-    highestQuality,      ///< the pictures are encoded anew where they must be, as H.264
-    hevcHighestQuality,  ///< likewise, as HEVC
+    passthrough,         ///< nothing is encoded again
+    highestQuality,      ///< video is encoded again where necessary, as H.264
+    hevcHighestQuality,  ///< the same, as HEVC
 };
 
-/// Reads finished movies and makes others of them. Each call blocks and may take long; any thread, several at
-/// once. All throw PlatformError with one sentence; what makes a file throws CancelledError when it is given
-/// up and, however it fails, leaves no file at `destination`, which must not exist before. The source is only
-/// read.
+/// Reads finished movies and creates new ones from them. Each call blocks and may take long; any thread,
+/// several calls at once. All throw PlatformError. Calls that create a file throw CancelledError when they
+/// are cancelled, require that `destination` does not exist, and leave no file there after a failure. The
+/// source is not changed.
 class AVAssets {
  public:
     virtual ~AVAssets() = default;
 
-    /// Reads the container's head alone.
+    /// Reads the head of the container only.
     virtual AVAssetSummary summary(const std::filesystem::path& url) const = 0;
 
-    /// Copies the first video track as it is, where there is one, and mixes all sound into one stereo track:
-    /// AAC, 48000 Hz, 192000 bit/s. Every track sounds at full gain, and only what would clip is limited.
+    /// Copies the first video track, if any, and mixes all audio tracks into one stereo track: AAC, 48000 Hz,
+    /// 192000 bit/s. Every track keeps its full gain; a limiter prevents clipping.
     virtual void mixAudio(const std::filesystem::path& source, const std::filesystem::path& destination,
                           AVFileType type, const LongWork& work) const = 0;
 
-    /// A movie of what is presented in `range`, or of all without one. Sound is cut to the sample. With the
-    /// preset passthrough, what lies between the key picture before the start and the start is in the file
-    /// but hidden; with the others the first picture is the one shown at the start.
+    /// Exports what is presented in `range`, or everything. Audio is cut to the sample. With the preset
+    /// passthrough the file also contains the frames from the key frame before the start, but they are not
+    /// presented; with the others its first frame is the one presented at the start.
     virtual void exportMovie(const std::filesystem::path& source, const std::filesystem::path& destination,
                              AVFileType type, AVAssetExportPreset preset, std::optional<CMTimeRange> range,
                              const LongWork& work) const = 0;
 };
 
-/// A picture in memory: red, green and blue, one byte each, rows without gaps from the top.
+/// A picture in memory: 8-bit RGB, top row first, no padding.
 struct CGImage {
     int width = 0;
     int height = 0;
     std::vector<std::uint8_t> pixels;
 };
 
-/// Takes pictures out of a movie. One thread.
+/// Extracts pictures from a movie. One thread.
 class AVAssetImageGenerator {
  public:
     virtual ~AVAssetImageGenerator() = default;
-    /// The picture shown at `time`, or else the first one that begins within `toleranceAfter` from there;
-    /// nothing where there is none. Times must not fall from call to call. The picture is upright, at most
-    /// as large as was asked for, never enlarged, and valid until the next call. Throws PlatformError when
-    /// the movie cannot be read any further.
+    /// The frame presented at `time`, or else the first one that begins within `toleranceAfter`; null if
+    /// there is none. Times must not decrease from call to call. The picture is rotated as presented, fits
+    /// the requested size, is never enlarged, and is valid until the next call. Throws PlatformError if the
+    /// movie cannot be read.
     virtual const CGImage* image(CMTime time, CMTime toleranceAfter) = 0;
 };
 
-/// Writes an animated GIF that loops forever. One thread. Deletes the file unless it was finalized.
+/// Writes an animated GIF that loops forever. One thread. The destructor deletes the file unless it was
+/// finalized.
 class CGImageDestination {
  public:
     virtual ~CGImageDestination() = default;
@@ -89,11 +90,11 @@ class CGImageDestination {
     virtual void finalize() = 0;
 };
 
-/// What a GIF is made with. Any thread.
+/// Creates the two sides of a GIF export. Any thread.
 class ImageIO {
  public:
     virtual ~ImageIO() = default;
-    /// Of the movie's first video track; pictures of at most `maximumSize` pixels. Throws PlatformError.
+    /// For the first video track; pictures fit `maximumSize` pixels. Throws PlatformError.
     virtual std::unique_ptr<AVAssetImageGenerator> makeImageGenerator(const std::filesystem::path& url,
                                                                       Size maximumSize) const = 0;
     /// Creates the file, which must not exist. Throws PlatformError.

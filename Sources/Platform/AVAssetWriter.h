@@ -1,4 +1,4 @@
-// Movie writing: the asset writer and its inputs, one per track.
+// Movie writing: the asset writer and its inputs, one for each track.
 #pragma once
 
 #include "Platform/CMSampleBuffer.h"
@@ -56,53 +56,54 @@ class AVAssetWriterInput {
  public:
     virtual ~AVAssetWriterInput() = default;
 
-    /// Media arrives as it happens: the input is to keep up or say that it is busy.
+    /// Samples arrive in real time: the input must keep up or report that it is busy.
     virtual void setExpectsMediaDataInRealTime(bool realTime) = 0;
-    /// False while the encoder or the disk is behind; what is appended then is refused.
+    /// False while the encoder or the disk is behind; samples appended then are refused.
     virtual bool isReadyForMoreMediaData() const = 0;
-    /// Takes a sample and returns at once; the work is done elsewhere. False when the writer has failed or is
-    /// not writing. Presentation times must grow.
+    /// Queues a sample and returns at once. False if the writer has failed or is not writing. Presentation
+    /// times must increase.
     virtual bool appendSampleBuffer(const CMSampleBuffer& sample) = 0;
-    /// No more samples will come.
+    /// No more samples will be appended.
     virtual void markAsFinished() = 0;
 };
 
 enum class AVAssetWriterStatus { unknown, writing, completed, failed, cancelled };
 
-/// Writes one movie file. All operations on one serial queue, but for the construction; `status` and `error`
-/// may be read from any thread.
+/// Writes one movie file. All operations on one serial queue, except construction; `status` and `error` may
+/// be called from any thread.
 class AVAssetWriter {
  public:
     virtual ~AVAssetWriter() = default;
 
     virtual void setShouldOptimizeForNetworkUse(bool indexInFront) = 0;
     virtual bool canAddInput(const AVOutputSettings& settings) const = 0;
-    /// Adds a track; only before startWriting and only what canAddInput takes. The writer owns the input.
+    /// Adds a track, before startWriting and only if canAddInput allows it. The writer owns the input.
     virtual AVAssetWriterInput& addInput(const AVOutputSettings& settings) = 0;
-    /// Opens the file. False on failure, which `error` then tells.
+    /// Opens the file. False on failure, with the reason in `error`.
     virtual bool startWriting() = 0;
-    /// Called once, on any thread, when the writer cannot go on: the disk is full, the file has been deleted,
-    /// an encoder fails. What comes later is dropped, but finishWriting completes the file with what it has.
-    /// Only before startWriting.
+    /// `sink` is called once, on any thread, when the writer cannot continue: the disk is full, the file was
+    /// deleted, an encoder failed. Later samples are dropped, but finishWriting still completes the file.
+    /// Call this before startWriting.
     virtual void setOnInterruption(std::function<void(std::exception_ptr)> sink) = 0;
-    /// The source time that becomes time zero of the movie. What lies before it is cut away.
+    /// The source time that becomes time zero of the movie. Earlier media is cut off.
     virtual void startSessionAtSourceTime(CMTime start) = 0;
-    /// The movie has come this far although no sample says so: the last picture lasts on. What a crash leaves
-    /// behind then lasts until here.
+    /// The last frame is shown until at least this time, although no sample has arrived since. After a crash,
+    /// the recovered movie lasts until here.
     virtual void extendSession(CMTime sourceTime) = 0;
-    /// Where the movie ends: what samples have beyond it is cut away, and the last picture lasts until then.
-    /// Once, after the last sample.
+    /// The end of the movie: later media is cut off, and the last frame is shown until then. Once, after the
+    /// last sample.
     virtual void endSessionAtSourceTime(CMTime end) = 0;
     virtual AVAssetWriterStatus status() const = 0;
     virtual std::exception_ptr error() const = 0;
-    /// Completes the file and calls back, once, on any thread; `status` then is completed or failed.
+    /// Completes the file, then calls `completion` once, on any thread; `status` is completed or failed by
+    /// then.
     virtual void finishWriting(std::function<void()> completion) = 0;
-    /// Gives up and deletes the file.
+    /// Cancels writing and deletes the file.
     virtual void cancelWriting() = 0;
     virtual std::filesystem::path outputURL() const = 0;
 };
 
-/// Makes the writer of one file; throws PlatformError when the file cannot be created.
+/// Creates the writer of a file. Throws PlatformError if the file cannot be created.
 using AVAssetWriterFactory =
     std::function<std::unique_ptr<AVAssetWriter>(const std::filesystem::path& url, AVFileType fileType)>;
 

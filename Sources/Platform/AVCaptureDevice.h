@@ -9,20 +9,20 @@ namespace lumicrate {
 
 /// A microphone or camera.
 struct CaptureDevice {
-    std::string id;    ///< unique and lasting
-    std::string name;  ///< for people
+    std::string id;    ///< unique and persistent
+    std::string name;  ///< displayed
     bool operator==(const CaptureDevice&) const = default;
 };
 
-/// Finds the devices that are connected now. Main thread; no failure: without a media service the lists are
-/// empty.
+/// Finds the connected devices. Main thread. Never fails: without a media service the lists are empty.
 class AVCaptureDevices {
  public:
     virtual ~AVCaptureDevices() = default;
     virtual std::vector<CaptureDevice> microphones() const = 0;
     virtual std::vector<CaptureDevice> cameras() const = 0;
-    /// Calls `changed` (any thread) whenever a device came or went, until it is replaced by an empty one; the
-    /// former does not run any more when this returns. Main thread.
+    /// `changed` is called on any thread whenever a device is connected or disconnected, until it is
+    /// replaced; an empty function disables it. When this returns, the previous one is no longer running.
+    /// Main thread.
     virtual void setOnChange(std::function<void()> changed) = 0;
 };
 

@@ -1,4 +1,4 @@
-// Sample buffers: what capture delivers and the movie writer takes.
+// Sample buffers: the frames and sound that capture delivers to the movie writer.
 //
 // A CMSampleBuffer is a small value that shares the media it refers to; copying one copies no pixels.
 #pragma once
@@ -18,7 +18,7 @@ namespace lumicrate {
 /// range.
 ///
 /// The luma plane has width × height samples, the chroma plane ⌈width ⁄ 2⌉ × ⌈height ⁄ 2⌉ pairs. Strides are
-/// in bytes and at least a row long. The pixels do not change while anybody holds the buffer.
+/// in bytes and at least a row long. The pixels are immutable.
 class CVPixelBuffer {
  public:
     virtual ~CVPixelBuffer() = default;
@@ -33,14 +33,14 @@ class CVPixelBuffer {
 
 enum class SCFrameStatus { complete = 0, idle = 1, blank = 2, suspended = 3, started = 4, stopped = 5 };
 
-/// What a capture stream says of a frame.
+/// What a capture stream reports about a frame.
 struct SCStreamFrameInfo {
     SCFrameStatus status = SCFrameStatus::complete;
-    /// Numbers the complete frames of a stream without gaps. Whoever misses a number knows nothing of what
-    /// changed.
+    /// Numbers the complete frames of a stream without gaps. A receiver that missed a number cannot rely on
+    /// dirtyRects.
     std::uint64_t sequence = 0;
-    /// Where the picture differs from that of the complete frame numbered one less, in output pixels; the
-    /// first frame of a stream is dirty all over. Everything outside is byte for byte the same.
+    /// Where the picture differs from the complete frame with the previous number, in output pixels. The
+    /// first frame of a stream is entirely dirty. Everything outside is identical byte for byte.
     std::vector<PixelRect> dirtyRects;
 };
 
@@ -53,23 +53,22 @@ struct AudioStreamBasicDescription {
     AudioSampleFormat format = AudioSampleFormat::float32;
 };
 
-/// Sound, in one buffer of interleaved channels or in several. The bytes may be changed in place by the queue
-/// that the sample is delivered on.
+/// Sound in one buffer of interleaved channels, or in several buffers. The queue that the sample is delivered
+/// on may change the bytes in place.
 struct AudioBufferList {
     std::optional<AudioStreamBasicDescription> description;
     std::vector<std::vector<std::byte>> buffers;
 };
 
 struct CMSampleTimingInfo {
-    /// How long the sample lasts; for sound, how long one frame lasts. Invalid when unknown.
+    /// The duration of the sample; for sound, of one audio frame. Invalid if unknown.
     CMTime duration;
     CMTime presentationTimeStamp;
-    /// Invalid where samples are stored in presentation order.
+    /// Invalid if samples are stored in presentation order.
     CMTime decodeTimeStamp;
 };
 
-/// A picture or a stretch of sound with its time. Without media, or without a presentation time, it is not
-/// valid.
+/// A video frame or a piece of sound with its time. Not valid without media or without a presentation time.
 class CMSampleBuffer {
  public:
     CMSampleTimingInfo timing;
@@ -78,7 +77,7 @@ class CMSampleBuffer {
     std::optional<SCStreamFrameInfo> frameInfo;
 
     CMTime presentationTimeStamp() const { return timing.presentationTimeStamp; }
-    /// A frame that brings no new picture (status idle, blank …) is valid too.
+    /// A frame without a new picture (status idle, blank …) is valid too.
     bool isValid() const {
         return timing.presentationTimeStamp.isValid() && (imageBuffer || audio || frameInfo);
     }

@@ -6,14 +6,14 @@
 
 namespace lumicrate {
 
-/// Identifies a registered combination to the one who registered it.
+/// Identifies a registered combination to its owner.
 struct EventHotKeyID {
     std::uint32_t signature = 0;
     std::uint32_t id = 0;
     bool operator==(const EventHotKeyID&) const = default;
 };
 
-/// What RegisterEventHotKey gave; 0 is no reference.
+/// Returned by RegisterEventHotKey; 0 means none.
 using EventHotKeyRef = std::uint64_t;
 
 /// Main thread only.
@@ -23,9 +23,9 @@ class CarbonHotKeys {
 
     /// Sets the one handler that is called, on the main thread, for every press of a registered combination.
     virtual void InstallEventHandler(std::function<void(EventHotKeyID)> handler) = 0;
-    /// Grabs a combination for the whole system. Key codes are virtual key codes (15 is the R key), modifiers
-    /// a mask of 0x100 command, 0x200 shift, 0x800 option and 0x1000 control. Gives 0 when it is refused,
-    /// typically because another application owns it.
+    /// Registers a combination for the whole system. Key codes are virtual key codes (15 is the R key),
+    /// modifiers a mask of 0x100 command, 0x200 shift, 0x800 option and 0x1000 control. Returns 0 if it is
+    /// refused, typically because another application owns the combination.
     virtual EventHotKeyRef RegisterEventHotKey(std::uint32_t keyCode, std::uint32_t modifiers,
                                                EventHotKeyID id) = 0;
     virtual void UnregisterEventHotKey(EventHotKeyRef hotKey) = 0;

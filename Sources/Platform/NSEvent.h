@@ -1,4 +1,4 @@
-// Keys and clicks as events, and the monitors that hear of them.
+// Key and mouse events, and the monitors that receive them.
 #pragma once
 
 #include <cstdint>
@@ -15,33 +15,36 @@ struct NSEvent {
     static constexpr std::uint64_t optionFlag = 1U << 19;
     static constexpr std::uint64_t commandFlag = 1U << 20;
 
-    std::int64_t keyCode = -1;        ///< virtual key code: 15 is R, 53 Escape; -1 for a key that has none
-    std::uint64_t modifierFlags = 0;  ///< the four above; others are to be ignored
-    std::string charactersIgnoringModifiers;  ///< what it types without modifiers, UTF-8; may be empty
+    std::int64_t keyCode = -1;                ///< virtual key code: 15 is R, 53 Escape; -1 if unknown
+    std::uint64_t modifierFlags = 0;          ///< the four above; ignore others
+    std::string charactersIgnoringModifiers;  ///< what the key types without modifiers, UTF-8; may be empty
+    /// The name of the key: those characters in upper case ("R", "Ž"), or empty if they are control
+    /// characters.
+    std::string keyName;
 };
 
-/// A monitor that is installed for as long as this lives.
+/// An installed monitor; destroying it removes the monitor.
 class NSEventMonitor {
  public:
     virtual ~NSEventMonitor() = default;
 };
 
-/// Hears of mouse buttons, whatever program's window is under the pointer, our own included. Main thread.
+/// Monitors mouse buttons over the windows of all programs, including our own. Main thread.
 class NSMouseMonitoring {
  public:
     virtual ~NSMouseMonitoring() = default;
-    /// `onMouseDown` is called on the main thread for every press of the left button, or of the right one
-    /// (`secondary`). Where the desktop tells nothing of that kind it is never called.
+    /// `onMouseDown` is called on the main thread for every press of the left or the right (`secondary`)
+    /// button. It is never called if the desktop does not report clicks.
     virtual std::unique_ptr<NSEventMonitor> addMouseDownMonitor(
         std::function<void(bool secondary)> onMouseDown) = 0;
 };
 
-/// Hears of keys that reach this program's windows. Main thread.
+/// Monitors the keys that this program's windows receive. Main thread.
 class NSKeyMonitoring {
  public:
     virtual ~NSKeyMonitoring() = default;
-    /// `onKeyDown` is called for every key-down event before its window gets it, and keeps it from the window
-    /// where it returns true.
+    /// `onKeyDown` is called for every key-down event before its window receives it. Returning true consumes
+    /// the event.
     virtual std::unique_ptr<NSEventMonitor> addKeyDownMonitor(
         std::function<bool(const NSEvent&)> onKeyDown) = 0;
 };

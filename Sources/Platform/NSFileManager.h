@@ -1,22 +1,23 @@
-// The file system, as far as the recorder and its library need it.
+// The file system and the wall clock, as far as the recorder and its library need them.
 #pragma once
 
 #include <chrono>
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <optional>
 #include <vector>
 
 namespace lumicrate {
 
-/// One entry of a folder. Values that could not be read are absent.
+/// An entry of a folder. Values that could not be read are absent.
 struct NSFileEntry {
     std::filesystem::path url;
     std::optional<std::chrono::system_clock::time_point> created;
-    std::optional<std::uintmax_t> size;  ///< bytes; of a file only
+    std::optional<std::uintmax_t> size;  ///< bytes; files only
 };
 
-/// How full a volume is, in bytes.
+/// The space on a volume, in bytes.
 struct NSVolumeCapacity {
     std::uintmax_t available = 0;  ///< to this user
     std::uintmax_t total = 0;
@@ -30,29 +31,47 @@ class NSFileManager {
     /// The user's Movies folder; it need not exist.
     virtual std::filesystem::path moviesDirectory() const = 0;
     virtual bool fileExists(const std::filesystem::path& url) const = 0;
-    /// Creates a folder with all that lead to it; one that exists is fine. Throws PlatformError.
+    /// Creates a folder and its parents; no effect if it exists. Throws PlatformError.
     virtual void createDirectory(const std::filesystem::path& url) = 0;
-    /// The visible entries of a folder, in the folder's own order. Throws PlatformError when it cannot be
-    /// listed.
+    /// The visible entries of a folder, in no particular order. Throws PlatformError if it cannot be listed.
     virtual std::vector<NSFileEntry> contentsOfDirectory(const std::filesystem::path& url) const = 0;
-    /// When a file was created and how large it is; nothing for what cannot be read.
+    /// Creation date and size of a file; absent if they cannot be read.
     virtual NSFileEntry attributes(const std::filesystem::path& url) const = 0;
     /// Deletes a file. Throws PlatformError.
     virtual void removeItem(const std::filesystem::path& url) = 0;
-    /// Gives a file another name on the same volume; nothing is ever overwritten. Throws PlatformError.
+    /// Renames a file on the same volume. Never overwrites a file. Throws PlatformError.
     virtual void moveItem(const std::filesystem::path& from, const std::filesystem::path& to) = 0;
-    /// Puts `replacement`, on the same volume, in the place of `url` in a single step; it keeps the date of
-    /// creation and the permissions. Throws PlatformError, and leaves both as they were, when that cannot be
-    /// done, also when there is nothing at `url` any more.
+    /// Replaces `url` with `replacement`, a file on the same volume, in a single step; the creation date and
+    /// the permissions of `url` are kept. Throws PlatformError and leaves both files unchanged on failure,
+    /// and also if there is no file at `url`.
     virtual void replaceItem(const std::filesystem::path& url, const std::filesystem::path& replacement) = 0;
     /// Moves a file to the user's Trash. Throws PlatformError.
     virtual void trashItem(const std::filesystem::path& url) = 0;
-    /// Of the volume that `url` is on, or would be on if it and the folders leading to it were made. Nothing
-    /// where the volume does not tell.
+    /// Of the volume of `url`, which need not exist yet. None if the volume does not report its size.
     virtual std::optional<NSVolumeCapacity> volumeCapacity(const std::filesystem::path& url) const = 0;
 };
 
-/// A date and time of day in the user's time zone, as a formatter needs them.
+/// What has changed in a watched folder since the last report.
+struct FolderChanges {
+    /// The folder was created, deleted or replaced, or events were lost: read all of it again.
+    bool everything = false;
+    /// Visible entries that were created, written, renamed or deleted, each once; both names of a renamed
+    /// entry.
+    std::vector<std::filesystem::path> urls;
+};
+
+/// Watches one folder, which need not exist yet and may be deleted. Changes are reported together, within
+/// half a second of the first one. Main thread.
+class FolderWatch {
+ public:
+    using Handler = std::function<void(const FolderChanges&)>;
+
+    virtual ~FolderWatch() = default;
+    /// `changed` is never called recursively. It must not destroy the watch.
+    virtual void setOnChange(Handler changed) = 0;
+};
+
+/// Date and time of day in the user's time zone.
 struct DateComponents {
     int year = 0;
     int month = 0;  ///< 1 … 12

@@ -1,4 +1,4 @@
-// What the recorder asks of the process it lives in.
+// NSProcessInfo: this process, the sleep of the computer, and activities that keep the display awake.
 #pragma once
 
 #include <chrono>
@@ -21,13 +21,12 @@ class NSProcessInfo {
 
     virtual ~NSProcessInfo() = default;
 
-    /// This process's own identifier.
     virtual std::int32_t processIdentifier() const = 0;
-    /// How long the computer has slept, in total, since an arbitrary instant. The host clock stands still
-    /// meanwhile. Any thread.
+    /// The total time that the computer has slept since an arbitrary instant. The host clock does not include
+    /// it. Any thread.
     virtual std::chrono::nanoseconds timeAsleep() const = 0;
-    /// Tells the system that work is under way. Never fails: where the system offers no such thing, the
-    /// activity has no effect. Main thread.
+    /// Tells the system that work is in progress. Never fails: without support by the system the activity has
+    /// no effect. Main thread.
     virtual std::unique_ptr<NSActivity> beginActivity(std::uint64_t options, const std::string& reason) = 0;
 };
 

@@ -1,4 +1,4 @@
-// The screens that panels are placed on.
+// NSScreen: the screens on which panels are placed.
 #pragma once
 
 #include "Support/Geometry.h"
@@ -14,7 +14,7 @@ namespace lumicrate {
 struct NSScreen {
     std::optional<std::uint32_t> displayID;
     Rect frame;
-    Rect visibleFrame;  ///< without panels and docks
+    Rect visibleFrame;  ///< without the desktop's panels and docks
     double backingScaleFactor = 1;
     std::string localizedName;
 };
@@ -25,7 +25,7 @@ class NSScreens {
     virtual ~NSScreens() = default;
     /// All screens, the main one first. May be empty.
     virtual std::vector<NSScreen> screens() const = 0;
-    /// Where the pointer is, in the coordinates of NSScreen.
+    /// The pointer, in the coordinates of NSScreen.
     virtual Point mouseLocation() const = 0;
 };
 

@@ -1,4 +1,4 @@
-// What other programs of the desktop do with files: open them, and show where they are.
+// NSWorkspace: opens files in other programs, and shows them in the file viewer.
 #pragma once
 
 #include <filesystem>
@@ -6,16 +6,15 @@
 
 namespace lumicrate {
 
-/// Main thread. Neither call waits for the other program.
+/// Main thread. The calls do not wait for the other program.
 class NSWorkspace {
  public:
     virtual ~NSWorkspace() = default;
 
-    /// Opens a file with the default application for its type. Throws PlatformError when there is nothing to
-    /// open it with.
+    /// Opens a file with the default application for its type. Throws PlatformError if there is none.
     virtual void openURL(const std::filesystem::path& url) = 0;
-    /// Shows the files, selected, in the file viewer; at least their folder. Throws PlatformError when there
-    /// is no file viewer.
+    /// Selects the files in the file viewer, or at least shows their folder. Throws PlatformError if there is
+    /// no file viewer.
     virtual void activateFileViewerSelecting(const std::vector<std::filesystem::path>& urls) = 0;
 };
 

@@ -1,4 +1,4 @@
-// Still pictures of windows and screens, as they are now.
+// SCScreenshotManager: still pictures of windows and displays.
 #pragma once
 
 #include "Platform/AVAsset.h"
@@ -13,11 +13,10 @@ namespace lumicrate {
 class SCScreenshotManager {
  public:
     virtual ~SCScreenshotManager() = default;
-    /// The whole window, also where others cover it, scaled down evenly to fit `maximumSize` in pixels and
-    /// never enlarged. Nothing when it is not on the screen or cannot be read.
+    /// The whole window, including parts that other windows cover, scaled down to fit `maximumSize` pixels
+    /// with its aspect ratio. None if it is not on the screen or cannot be read.
     virtual std::optional<CGImage> captureImage(std::uint32_t windowID, Size maximumSize) = 0;
-    /// All that is to be seen on a display but for the pointer, in its own pixels. Nothing when it cannot be
-    /// read.
+    /// A display without the pointer, in its own pixels. None if it cannot be read.
     virtual std::optional<CGImage> captureDisplay(std::uint32_t displayID) = 0;
 };
 

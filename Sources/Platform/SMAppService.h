@@ -1,4 +1,4 @@
-// Starting this program when its user logs in.
+// SMAppService: starts this program when the user logs in.
 #pragma once
 
 namespace lumicrate {
@@ -8,8 +8,9 @@ class SMAppService {
  public:
     virtual ~SMAppService() = default;
     virtual bool isEnabled() const = 0;
-    /// Throw PlatformError when it cannot be changed.
+    /// Throws PlatformError if it cannot be changed.
     virtual void registerLoginItem() = 0;
+    /// Throws PlatformError if it cannot be changed.
     virtual void unregisterLoginItem() = 0;
 };
 

@@ -1,4 +1,4 @@
-// One producer of one kind of samples: the parts that a capture stream is put together from.
+// SampleSource: a producer of one kind of samples. A capture stream combines several of them.
 #pragma once
 
 #include "Platform/CMSampleBuffer.h"
@@ -10,15 +10,15 @@
 
 namespace lumicrate {
 
-/// Captures on a thread of its own between start and stop.
+/// Captures on its own thread between start and stop.
 class SampleSource {
  public:
     /// Called on the source's thread, in order of time. Must return quickly.
     using SampleHandler = std::function<void(const CMSampleBuffer&)>;
     /// Called on the source's thread, at most once, when the source ended by itself; no sample follows.
     using FailureHandler = std::function<void(std::exception_ptr)>;
-    /// Called on the source's thread, or by `stop`, with a sentence for the user, who is told when the
-    /// recording has ended: capture goes on, but something of it is not as expected.
+    /// Called on the source's thread, or by `stop`: capture continues, but not as expected. The user sees the
+    /// sentence at the end of the recording.
     using NoticeHandler = std::function<void(std::string)>;
 
     struct Handlers {
@@ -29,13 +29,12 @@ class SampleSource {
 
     virtual ~SampleSource() = default;
 
-    /// Begins to capture; throws PlatformError when that cannot be. All handlers are set. Main
-    /// thread, once.
+    /// Starts capture, with all handlers set. Throws PlatformError. Main thread, once.
     virtual void start(Handlers handlers) = 0;
-    /// Ends capture; when it returns no handler runs or will run. Main thread, may be called again.
+    /// Ends capture. When it returns, no handler is running or will run. Main thread, may be called again.
     virtual void stop() = 0;
-    /// Takes over what of a changed configuration concerns this source. Main thread, while it captures.
-    /// Throws PlatformError when it cannot be.
+    /// Applies the parts of a changed configuration that concern this source. Main thread, during capture.
+    /// Throws PlatformError.
     virtual void update(const SCStreamConfiguration& configuration) = 0;
 };
 

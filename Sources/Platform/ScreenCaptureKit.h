@@ -1,4 +1,4 @@
-// Screen capture: what can be captured, and the streams that capture it.
+// Screen capture: displays, windows and applications that can be captured, and the streams that capture them.
 //
 // Coordinates are points with y downwards. Display frames and window frames are global, with the origin at
 // the top left of the desktop; a filter's contentRect and a configuration's sourceRect are relative to the
@@ -24,7 +24,7 @@ namespace lumicrate {
 struct SCDisplay {
     std::uint32_t displayID = 0;
     Rect frame;                  ///< points
-    double pointPixelScale = 1;  ///< pixels in a point
+    double pointPixelScale = 1;  ///< pixels per point
     std::string localizedName;
     bool operator==(const SCDisplay&) const = default;
 };
@@ -41,7 +41,7 @@ struct SCWindow {
     std::optional<std::string> title;
     int windowLayer = 0;  ///< 0 is the level of normal windows
     std::optional<SCRunningApplication> owningApplication;
-    double alpha = 1;  ///< 0 … 1; nothing is seen of a window with none
+    double alpha = 1;  ///< 0 … 1; a window with 0 is invisible
     bool operator==(const SCWindow&) const = default;
 };
 
@@ -50,14 +50,14 @@ struct SCShareableContent {
     std::vector<SCWindow> windows;
 };
 
-/// What a stream shows. Made by the three functions below.
+/// The content of a stream. Created by the three functions below.
 struct SCContentFilter {
     enum class Kind { displayExcludingWindows, displayIncludingWindows, desktopIndependentWindow };
 
     Kind kind = Kind::displayExcludingWindows;
     SCDisplay display;              ///< unused for a single window
-    std::vector<SCWindow> windows;  ///< left out, shown, or the one window
-    Rect contentRect;               ///< (0, 0) and the size of the content
+    std::vector<SCWindow> windows;  ///< the excluded ones, the included ones, or the single window
+    Rect contentRect;               ///< at (0, 0) with the size of the content
     double pointPixelScale = 1;
 
     static SCContentFilter excludingWindows(const SCDisplay& display, std::vector<SCWindow> windows) {
@@ -82,30 +82,30 @@ inline constexpr std::uint32_t kCVPixelFormatType_420YpCbCr8BiPlanarVideoRange =
 enum class YCbCrMatrix { kCGDisplayStreamYCbCrMatrix_ITU_R_709_2 };
 
 struct SCStreamConfiguration {
-    int width = 1920;  ///< of the delivered picture, pixels
+    int width = 1920;  ///< of the delivered frames, pixels
     int height = 1080;
-    /// The part of the content to show, points; all of it when absent.
+    /// The captured part of the content, points; all of it if absent.
     std::optional<Rect> sourceRect;
-    /// Scale a source of another shape evenly and leave bars, instead of stretching it.
+    /// Add bars to content of another aspect ratio instead of distorting it.
     bool preservesAspectRatio = true;
-    /// Frames follow each other at least this far apart.
+    /// The minimum time between two frames.
     CMTime minimumFrameInterval{1, 60};
     std::uint32_t pixelFormat = kCVPixelFormatType_420YpCbCr8BiPlanarVideoRange;
     YCbCrMatrix colorMatrix = YCbCrMatrix::kCGDisplayStreamYCbCrMatrix_ITU_R_709_2;
     bool showsCursor = true;
-    int queueDepth = 8;  ///< pictures that may be in use at once
+    int queueDepth = 8;  ///< the maximum number of frames in use at once
     bool capturesAudio = false;
     bool excludesCurrentProcessAudio = false;
     int sampleRate = 48000;
     int channelCount = 2;
     bool captureMicrophone = false;
-    /// The default microphone when absent.
+    /// The default microphone if absent.
     std::optional<std::string> microphoneCaptureDeviceID;
 };
 
 enum class SCStreamOutputType { screen, audio, microphone };
 
-/// Takes a stream's samples.
+/// Receives the samples of a stream.
 class SCStreamOutput {
  public:
     virtual ~SCStreamOutput() = default;
@@ -113,7 +113,7 @@ class SCStreamOutput {
     virtual void didOutputSampleBuffer(const CMSampleBuffer& sample, SCStreamOutputType type) = 0;
 };
 
-/// The stream error that says that the user stopped sharing through the system's own controls.
+/// The stream error after the user stopped sharing through the controls of the system.
 inline constexpr int SCStreamErrorUserStopped = -3817;
 
 class SCStreamError : public PlatformError {
@@ -121,29 +121,28 @@ class SCStreamError : public PlatformError {
     using PlatformError::PlatformError;
 };
 
-/// Hears of what happens to a stream.
+/// Receives the events of a stream.
 class SCStreamDelegate {
  public:
     virtual ~SCStreamDelegate() = default;
-    /// The stream ended by itself. Any thread; at most once a stream, and never after stopCapture has
-    /// completed.
+    /// The stream ended by itself. Any thread; at most once, and never after stopCapture has completed.
     virtual void didStopWithError(std::exception_ptr error) = 0;
-    /// The stream goes on, but what it captures is not as expected: `sentence` tells the user. Any thread;
-    /// never after stopCapture has completed.
+    /// The stream continues, but not as expected; `sentence` explains this to the user. Any thread; never
+    /// after stopCapture has completed.
     virtual void didNotice(std::string sentence) = 0;
 };
 
-/// A running or startable capture. Operations on the main thread; completions are called once, on any thread,
-/// with the error or none.
+/// A capture stream. Operations on the main thread; completions are called once, on any thread, with the
+/// error or null.
 class SCStream {
  public:
     using CompletionHandler = std::function<void(std::exception_ptr error)>;
 
     virtual ~SCStream() = default;
-    /// Before startCapture. `output` and `queue` must outlive the stream.
+    /// Call it before startCapture. `output` and `queue` must outlive the stream.
     virtual void addStreamOutput(SCStreamOutput& output, SCStreamOutputType type, DispatchQueue& queue) = 0;
     virtual void startCapture(CompletionHandler completion) = 0;
-    /// When it completes, every sample has been handed to its queue and no more will be.
+    /// By its completion every sample has been added to its queue, and no more will be.
     virtual void stopCapture(CompletionHandler completion) = 0;
     virtual void updateConfiguration(const SCStreamConfiguration& configuration,
                                      CompletionHandler completion) = 0;
@@ -155,18 +154,18 @@ class ScreenCaptureKit {
     using ContentHandler = std::function<void(SCShareableContent content, std::exception_ptr error)>;
 
     virtual ~ScreenCaptureKit() = default;
-    /// Whether this process may capture the screen at all.
+    /// Whether this process may capture the screen.
     virtual bool CGPreflightScreenCaptureAccess() const = 0;
-    /// The display that the desktop calls its main one; 0 where there is none.
+    /// The main display of the desktop; 0 if there is none.
     virtual std::uint32_t CGMainDisplayID() const = 0;
-    /// A display's frame now; an empty rectangle for an unknown display.
+    /// The current frame of a display; empty for an unknown display.
     virtual Rect CGDisplayBounds(std::uint32_t displayID) const = 0;
-    /// A window's frame now, as in the shareable content; nothing when it is not on the screen.
+    /// The current frame of a window, as in the shareable content; none if it is not on the screen.
     virtual std::optional<Rect> windowBounds(std::uint32_t windowID) const = 0;
-    /// Fetches what can be captured; the handler is called once, on any thread.
+    /// Calls the handler once, on any thread, with what can be captured.
     virtual void getShareableContent(ContentHandler handler) const = 0;
-    /// Calls `changed` (any thread) whenever the shareable content is another than before, until it is
-    /// replaced by an empty one. Main thread.
+    /// `changed` is called on any thread whenever the shareable content has changed. An empty function
+    /// disables it. Main thread.
     virtual void setOnContentChange(std::function<void()> changed) = 0;
     /// `delegate` must outlive the stream.
     virtual std::unique_ptr<SCStream> makeStream(const SCContentFilter& filter,

@@ -1,4 +1,4 @@
-// Errors that a person reads.
+// Errors whose text is shown to the user.
 #pragma once
 
 #include "Support/Text.h"
@@ -15,8 +15,7 @@ class LocalizedError : public std::runtime_error {
     using std::runtime_error::runtime_error;
 };
 
-/// An error of the platform's own, with the platform's own sentence; it passes through the recorder
-/// unchanged.
+/// An error reported by the platform, with the platform's own sentence. The recorder passes it on unchanged.
 class PlatformError : public LocalizedError {
  public:
     explicit PlatformError(const std::string& description, int code = 0)
@@ -27,7 +26,7 @@ class PlatformError : public LocalizedError {
     int code_;
 };
 
-/// The sentence of an error, for people; empty for none.
+/// The sentence to show for an error; empty for a null pointer.
 inline std::string localizedDescription(const std::exception_ptr& error) {
     if (!error) return {};
     try {

@@ -1,4 +1,4 @@
-// The main thread as the recorder sees it: run this soon, run that later.
+// Executor: the event loop of the main thread. Work is posted to it or run after a delay.
 #pragma once
 
 #include <chrono>
@@ -7,8 +7,8 @@
 
 namespace lumicrate {
 
-/// A thread's event loop. All state of recorder, library and windows lives on the one that the application
-/// hands out, so that none of it needs a lock.
+/// A thread's event loop. All state of recorder, library and windows is confined to the application's one
+/// executor, so none of it needs a lock.
 class Executor {
  public:
     using Work = std::function<void()>;
@@ -18,11 +18,12 @@ class Executor {
 
     /// Monotonic time since an arbitrary instant. Any thread.
     virtual std::chrono::nanoseconds now() const = 0;
-    /// Runs `work` on the loop's thread, in the order of the calls, never inside the call. Any thread.
+    /// Runs `work` on the loop's thread, in the order of the calls, and never before post() returns. Any
+    /// thread.
     virtual void post(Work work) = 0;
     /// Runs `work` once, on the loop's thread, when `delay` has passed. Loop's thread only.
     virtual TimerId after(std::chrono::nanoseconds delay, Work work) = 0;
-    /// Forgets a timer; one that has fired or never was is ignored. Loop's thread only.
+    /// Cancels a timer; ignored if it has fired or never existed. Loop's thread only.
     virtual void cancel(TimerId timer) = 0;
 };
 

@@ -51,7 +51,7 @@ std::string shortest(double number) {
     return {buffer.data(), result.ptr};
 }
 
-/// Walks over a text from left to right; every step says whether it found what it looked for.
+/// Consumes a text from left to right. Each step returns whether it found what it expected.
 class Scanner {
  public:
     explicit Scanner(std::string_view text) : rest_(text) {}
@@ -92,8 +92,8 @@ class Scanner {
 }  // namespace
 
 int wholePixels(double points, double scale) {
-    constexpr double hair = 1e-6;
-    return static_cast<int>(points * scale + hair);
+    constexpr double tolerance = 1e-6;
+    return static_cast<int>(points * scale + tolerance);
 }
 
 std::string stringFromRect(const Rect& rect) {

@@ -1,6 +1,7 @@
 // Plane geometry in double precision: points, sizes and rectangles, and whole-pixel rectangles.
 //
-// The types do not know which way y grows or whether they hold points or pixels; whoever passes them says so.
+// The types do not state whether y grows up or down, or whether they hold points or pixels; each interface
+// that passes them documents it.
 #pragma once
 
 #include <cstdint>
@@ -42,9 +43,9 @@ struct Rect {
     bool contains(Point point) const;
     Rect offsetBy(double dx, double dy) const { return {x + dx, y + dy, width, height}; }
     Rect scaledBy(double factor) const { return {x * factor, y * factor, width * factor, height * factor}; }
-    /// The common part, or an empty rectangle where there is none.
+    /// The overlap, or an empty rectangle if there is none.
     Rect intersection(const Rect& other) const;
-    /// The smallest rectangle with whole-number edges that holds this one.
+    /// The smallest rectangle with whole-number edges that contains this one.
     Rect integral() const;
 
     bool operator==(const Rect&) const = default;
@@ -63,21 +64,21 @@ struct PixelRect {
     bool isEmpty() const { return width <= 0 || height <= 0; }
     PixelRect offsetBy(int dx, int dy) const { return {x + dx, y + dy, width, height}; }
     PixelRect intersection(const PixelRect& other) const;
-    /// The smallest rectangle that holds both; an empty one adds nothing.
+    /// The smallest rectangle that contains both; an empty one is ignored.
     PixelRect boundingUnion(const PixelRect& other) const;
 
     bool operator==(const PixelRect&) const = default;
 };
 
-/// The pixels of a length in points, truncated, but for a hair that dividing and multiplying may have taken;
-/// `scale` is the number of pixels in a point.
+/// A length in points as whole pixels, truncated. Tolerates rounding errors of earlier divisions: 2.9999999
+/// pixels are 3. `scale` is the number of pixels per point.
 int wholePixels(double points, double scale);
 
 /// "{{x, y}, {width, height}}", the textual form in which rectangles are stored.
 std::string stringFromRect(const Rect& rect);
 
-/// Reads the form that stringFromRect writes, white space being free; nothing when the text has another form
-/// or a number that is not finite.
+/// Parses the form that stringFromRect writes, with any white space between its parts. None if the text has
+/// another form or a number is not finite.
 std::optional<Rect> rectFromString(std::string_view text);
 
 }  // namespace lumicrate

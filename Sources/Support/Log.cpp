@@ -21,7 +21,7 @@ constexpr unsigned bit(LogArea area) {
     return 1U << static_cast<unsigned>(area);
 }
 
-/// Unknown names are ignored: a report must not fail over a typing error.
+/// Unknown names are ignored: a typing error must not stop the program.
 unsigned areasOf(std::string_view list) {
     unsigned areas = 0;
     while (!list.empty()) {
@@ -47,7 +47,7 @@ struct State {
     LogSink sink;  ///< standard error without one
 };
 
-/// Never destroyed: threads may log until the process ends.
+/// Never destroyed: threads may log until the process exits.
 State& state() {
     static State& only = *new State;
     return only;

@@ -6,8 +6,8 @@
 //        0.012 capture  extension MIT-SHM 1.2
 //        0.015 capture  no compositing manager
 //
-// A line belongs wherever the program decides by what it finds (extensions, monitors, encoder settings, sound
-// nodes), where a recording passes from one stage to the next, and where it falls back to something lesser.
+// Log a line wherever the program makes a decision based on its environment (extensions, monitors, encoder
+// settings, sound nodes), where a recording passes from one stage to the next, and at every fallback.
 // Lines about capabilities contain nothing private (no window titles, no file names): `lumicrate diagnose`
 // prints them for pasting into a report.
 #pragma once
@@ -21,7 +21,7 @@
 
 namespace lumicrate {
 
-/// The parts of the program that can be logged separately. Their names in LUMICRATE_LOG are those below.
+/// The parts of the program that can be logged separately. LUMICRATE_LOG uses the names below.
 enum class LogArea : std::uint8_t {
     recorder,  ///< state changes of a recording
     capture,   ///< screens, windows, pixels, pacing
@@ -34,13 +34,13 @@ enum class LogArea : std::uint8_t {
     ui,        ///< windows, panels, tray
 };
 
-/// Whether lines of this area are written anywhere. Any thread; one relaxed atomic read.
+/// Whether this area is logged. Any thread; one relaxed atomic read.
 bool isLogged(LogArea area) noexcept;
 
-/// Receives complete lines without a line end, one call at a time, on the thread that logs.
+/// Receives complete lines without the newline, one call at a time, on the logging thread.
 using LogSink = std::function<void(LogArea area, double secondsSinceStart, std::string_view text)>;
 
-/// Sends all areas to `sink` while it lives, instead of LUMICRATE_LOG's areas to standard error. Main thread;
+/// While it exists, all areas go to `sink` instead of LUMICRATE_LOG's areas to standard error. Main thread;
 /// not nested.
 class LogCapture {
  public:
@@ -50,7 +50,7 @@ class LogCapture {
     LogCapture& operator=(const LogCapture&) = delete;
 };
 
-/// The area's name as LUMICRATE_LOG has it.
+/// The area's name in LUMICRATE_LOG.
 std::string_view logAreaName(LogArea area);
 
 namespace detail {
@@ -70,8 +70,8 @@ std::string logText(const Value& value) {
 
 }  // namespace detail
 
-/// Writes the parts, one after the other, as one line. Parts are texts, numbers or flags; they are only
-/// turned into text when the area is logged. Any thread. Never throws.
+/// Writes the concatenated parts as one line. Parts are texts, numbers or flags; they are converted to text
+/// only if the area is logged. Any thread. Never throws.
 ///
 ///     log(LogArea::capture, "monitor ", name, ": ", width, " × ", height, " pixels");
 template <class... Parts>
@@ -80,7 +80,7 @@ void log(LogArea area, const Parts&... parts) noexcept {
     try {
         detail::writeLogLine(area, {detail::logText(parts)...});
     } catch (...) {
-        // A line that cannot be written must not end a recording.
+        // A failure to log must not end a recording.
     }
 }
 

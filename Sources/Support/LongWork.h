@@ -1,30 +1,66 @@
-// LongWork: what whoever waits for long work has a say in: seeing how far it has come, and giving it up.
+// LongWork: progress and cancellation of work that takes seconds or minutes, and running it off the main
+// thread.
 #pragma once
 
+#include "Support/DispatchQueue.h"
 #include "Support/Error.h"
+#include "Support/Task.h"
 
+#include <exception>
 #include <functional>
+#include <optional>
 #include <stop_token>
+#include <type_traits>
+#include <utility>
+#include <variant>
 
 namespace lumicrate {
 
-/// The work was given up because somebody asked for it.
+/// The work was cancelled on request.
 class CancelledError : public LocalizedError {
  public:
     CancelledError() : LocalizedError(localized("It was cancelled.")) {}
 };
 
-/// Handed by value to work that takes seconds or minutes. The default wants to see nothing and never stops.
+/// Passed by value to long work. A default-constructed one reports nothing and never cancels.
 struct LongWork {
-    /// Told the part that is done, 0 … 1, growing, on the thread that works; at most a few hundred times.
+    /// Receives the completed fraction, 0 … 1, increasing, on the working thread; at most a few hundred
+    /// calls.
     std::function<void(double)> onProgress;
     std::stop_token stop;
 
-    /// Tells the part that is done. Throws CancelledError when the work is to be given up.
-    void reach(double part) const {
+    /// Reports the completed fraction. Throws CancelledError when cancellation was requested.
+    void reach(double fraction) const {
         if (stop.stop_requested()) throw CancelledError();
-        if (onProgress) onProgress(part);
+        if (onProgress) onProgress(fraction);
     }
 };
+
+/// Runs `work` on `queue`; the awaiting task receives its result or its exception. Cancelling the task does
+/// not stop the work, which runs to its end and is then ignored: it must own everything that it uses.
+template <class Result>
+Task<Result> inBackground(Executor& executor, DispatchQueue& queue, std::function<Result()> work) {
+    struct Outcome {
+        std::conditional_t<std::is_void_v<Result>, std::monostate, std::optional<Result>> value;
+        std::exception_ptr error;
+    };
+    const Completion<Outcome> done(executor);
+    queue.async([done, work = std::move(work)] {
+        Outcome outcome;
+        try {
+            if constexpr (std::is_void_v<Result>) {
+                work();
+            } else {
+                outcome.value = work();
+            }
+        } catch (...) {
+            outcome.error = std::current_exception();
+        }
+        done.resolve(std::move(outcome));
+    });
+    Outcome outcome = co_await done;
+    if (outcome.error) std::rethrow_exception(outcome.error);
+    if constexpr (!std::is_void_v<Result>) co_return std::move(*outcome.value);
+}
 
 }  // namespace lumicrate

@@ -14,9 +14,9 @@ __extension__ using Wide = __int128;
 Wide gcd(Wide a, Wide b) {
     if (a < 0) a = -a;
     while (b != 0) {
-        const Wide rest = a % b;
+        const Wide remainder = a % b;
         a = b;
-        b = rest;
+        b = remainder;
     }
     return a;
 }

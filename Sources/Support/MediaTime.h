@@ -1,4 +1,4 @@
-// CMTime: a media time as an exact fraction of seconds, and the clock that capture stamps its samples with.
+// CMTime: a media time as an exact fraction of seconds, and the clock that timestamps captured samples.
 #pragma once
 
 #include <chrono>
@@ -10,8 +10,8 @@ namespace lumicrate {
 /// An exact rational number of seconds, value ⁄ timescale, or "no time" (invalid).
 ///
 /// Adding, subtracting and comparing never round; a sum whose reduced fraction does not fit 64 bits is a
-/// programming error and ends the program. Arithmetic with an invalid time gives an invalid time; an invalid
-/// time equals only another invalid one and is unordered with all others.
+/// programming error and aborts the program. Arithmetic with an invalid time gives an invalid time; an
+/// invalid time equals only another invalid one and is unordered with all others.
 class CMTime {
  public:
     /// The invalid time.
@@ -27,7 +27,7 @@ class CMTime {
     constexpr std::int64_t value() const { return value_; }
     constexpr std::int64_t timescale() const { return timescale_; }
 
-    /// As a floating-point number of seconds; not a number when invalid.
+    /// In floating-point seconds; NaN when invalid.
     double seconds() const;
     /// The whole number of 1 ⁄ `timescale` seconds nearest to this time, halves away from zero. Must be
     /// valid.
@@ -51,8 +51,8 @@ class CMClock {
     virtual CMTime time() const = 0;
 };
 
-/// The host clock: monotonic nanoseconds since an arbitrary instant (CLOCK_MONOTONIC). It goes on where the
-/// wall clock jumps; every sample of a recording is stamped with it.
+/// The host clock: monotonic nanoseconds since an arbitrary instant (CLOCK_MONOTONIC). Unlike
+/// the wall clock it never jumps. Every sample of a recording is timestamped with it.
 class HostClock final : public CMClock {
  public:
     static std::chrono::nanoseconds now() { return std::chrono::steady_clock::now().time_since_epoch(); }

@@ -1,4 +1,4 @@
-// The notification centre: named announcements between parts that do not know each other. Main thread only.
+// NotificationCenter: named notifications between parts that do not know each other. Main thread only.
 #pragma once
 
 #include "Support/Published.h"

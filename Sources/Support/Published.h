@@ -1,4 +1,4 @@
-// Published: a value that views watch.
+// Published: an observable value.
 #pragma once
 
 #include <functional>
@@ -9,7 +9,7 @@
 
 namespace lumicrate {
 
-/// Keeps an observer registered for as long as it lives.
+/// Keeps an observer registered while it exists.
 class Subscription {
  public:
     Subscription() = default;
@@ -29,7 +29,7 @@ class Subscription {
     std::function<void()> end_;
 };
 
-/// A set of callbacks that may grow and shrink while they are being called. One thread only.
+/// A set of callbacks. Callbacks may be added and removed while they are being called. One thread only.
 template <class... Arguments>
 class Observers {
  public:
@@ -46,10 +46,10 @@ class Observers {
     bool isEmpty() const { return registry_->callbacks.empty(); }
 
     void notify(Arguments... arguments) const {
-        std::vector<std::weak_ptr<Callback>> present;
+        std::vector<std::weak_ptr<Callback>> current;
         for (const auto& [id, callback] : registry_->callbacks)
-            present.push_back(callback);
-        for (const auto& each : present) {
+            current.push_back(callback);
+        for (const auto& each : current) {
             if (const auto callback = each.lock()) (*callback)(arguments...);
         }
     }
@@ -63,7 +63,7 @@ class Observers {
     std::shared_ptr<Registry> registry_ = std::make_shared<Registry>();
 };
 
-/// A value whose every change is announced to its observers just before it takes effect. One thread only.
+/// A value that notifies its observers of each assignment just before it takes effect. One thread only.
 template <class T>
 class Published {
  public:
@@ -82,7 +82,7 @@ class Published {
         return *this;
     }
 
-    /// `willChange` is given the coming value while the old one is still readable.
+    /// `willChange` receives the new value while the object still has the old one.
     [[nodiscard]] Subscription observe(std::function<void(const T&)> willChange) const {
         return observers_.add(std::move(willChange));
     }

@@ -1,11 +1,21 @@
 // Coroutines for the recorder's multi-step operations: Task, RunningTask, sleepFor and Completion.
 //
-// Everything here lives on one Executor's thread. A task is cancelled by destroying it while it waits: its
-// frame and the frames it waits for unwind, timers are cancelled and completions that arrive later find
-// nobody there.
+// All tasks run on one Executor's thread. Destroying a task while it waits cancels it: its frame and the
+// frames that it awaits are unwound (destructors run), its timers are cancelled, and completions that arrive
+// later are ignored.
 //
-// House rules: a capturing lambda is never a coroutine, coroutines take their arguments by value, and nothing
-// temporary lives across a co_await.
+// Rules for writing coroutines. GCC 12, the oldest supported compiler, may destroy the temporaries of a
+// co_await expression twice. Awaiting the result of a call directly is safe only if the call has no other
+// temporaries with destructors, such as a copied or converted argument. When in doubt name the task, then
+// await it:
+//
+//     // Not: co_await countdown.run(3, screenShowing(id)), because the optional<NSScreen> is a temporary.
+//     Task<bool> counting = countdown.run(3, screenShowing(id));
+//     const bool finished = co_await counting;
+//
+// A coroutine's frame outlives the call that created it. So a coroutine takes its parameters by value, except
+// references to services that outlive the task, and a lambda with captures must not be a coroutine: the
+// captures belong to the lambda object, which may be gone when the body resumes.
 #pragma once
 
 #include "Support/Executor.h"
@@ -26,8 +36,8 @@ class Task;
 
 namespace detail {
 
-/// The started task at the bottom of a chain of awaiting frames. Every wake-up goes through it, so that it
-/// knows whether the task is on the stack right now.
+/// The started task at the bottom of a chain of awaiting frames. Every wake-up goes through it, so it knows
+/// whether the task is currently executing.
 class TaskRoot {
  public:
     virtual ~TaskRoot() = default;
@@ -75,7 +85,7 @@ struct TaskPromise<void> : TaskPromiseBase {
 
 }  // namespace detail
 
-/// An operation that starts when it is awaited (or handed to RunningTask) and gives a T or an exception.
+/// An operation that starts when it is awaited (or passed to RunningTask) and results in a T or an exception.
 template <class T = void>
 class [[nodiscard]] Task {
  public:
@@ -119,10 +129,10 @@ inline Task<void> TaskPromise<void>::get_return_object() {
 }  // namespace detail
 
 /// Owns a started task. Cancelling it, replacing it or destroying the owner unwinds the task where it waits.
-/// A task may cancel itself: it then goes on to its next wait and is unwound there.
+/// A task may cancel itself: it then continues until its next wait and is unwound there.
 ///
-/// The task's first step runs from the loop, not inside the constructor. An exception that leaves the task
-/// ends the program: a task that nobody awaits must catch its own.
+/// The task starts from the event loop, not inside the constructor. It must catch its own exceptions: one
+/// that escapes terminates the program.
 class RunningTask {
  public:
     RunningTask() = default;
@@ -181,7 +191,7 @@ class RunningTask {
     std::shared_ptr<State> state_;
 };
 
-/// co_await sleepFor(executor, 250ms): goes on when the time has passed; cancelled with its task.
+/// co_await sleepFor(executor, 250ms): resumes after that time. Cancelled with its task.
 class [[nodiscard]] sleepFor {
  public:
     sleepFor(Executor& executor, std::chrono::nanoseconds delay) : executor_(executor), delay_(delay) {}
@@ -207,10 +217,10 @@ class [[nodiscard]] sleepFor {
     std::optional<Executor::TimerId> timer_;
 };
 
-/// A value that somebody delivers once and somebody else awaits. Copies are handles of the same value.
+/// A value that one party delivers once and a task awaits. Copies refer to the same value.
 ///
-/// `resolve` may be called from any thread; the first call counts. One task may wait; it goes on on the
-/// executor.
+/// `resolve` may be called from any thread; only the first call has an effect. One task may wait; it
+/// resumes on the executor.
 template <class T>
 class Completion {
  public:
@@ -275,7 +285,7 @@ class Completion {
     std::shared_ptr<Shared> shared_;
 };
 
-/// Tasks that nobody awaits but that end with their owner.
+/// Tasks that nobody awaits; they are cancelled with their owner.
 class TaskBag {
  public:
     void add(RunningTask task) {

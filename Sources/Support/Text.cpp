@@ -33,7 +33,7 @@ std::string formatByteCount(std::uintmax_t bytes) {
     constexpr std::array units{"kB", "MB", "GB"};
     double amount = static_cast<double>(bytes) / 1000;
     std::size_t unit = 0;
-    // What would be rounded up to a thousand is one of the next unit.
+    // 999.95 MB would be printed as "1000.0 MB": print "1.0 GB".
     while (amount >= (unit == 0 ? 999.5 : 999.95) && unit + 1 < units.size()) {
         amount /= 1000;
         ++unit;

@@ -1,4 +1,4 @@
-// Texts for people.
+// User-visible texts and number formats.
 #pragma once
 
 #include "Support/Geometry.h"
@@ -9,17 +9,17 @@
 
 namespace lumicrate {
 
-/// The text in the user's language. Every text that a person reads passes through here; without a catalogue
-/// it comes back as it is.
+/// The text in the user's language. Every user-visible text passes through here. No catalogue
+/// is installed yet, so the text is returned unchanged.
 std::string localized(std::string_view text);
 
-/// Elapsed seconds, truncated: "01:05" below an hour, "1:02:05" from there on. `seconds` must be finite.
+/// Elapsed seconds, truncated: "01:05" below an hour, "1:02:05" above. `seconds` must be finite.
 std::string formatElapsed(double seconds);
 
-/// A size in points as pixels: "1920 × 1080". `scale` is the number of pixels in a point.
+/// A size in points as pixels: "1920 × 1080". `scale` is the number of pixels per point.
 std::string formatPixels(const Size& points, double scale);
 
-/// Bytes in the unit that fits: "812 kB", "3.4 MB", "1.2 GB".
+/// A number of bytes in a suitable unit: "812 kB", "3.4 MB", "1.2 GB".
 std::string formatByteCount(std::uintmax_t bytes);
 
 }  // namespace lumicrate

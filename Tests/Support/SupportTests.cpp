@@ -1,14 +1,16 @@
+#include "Support/DispatchQueue.h"
 #include "Support/Geometry.h"
+#include "Support/Log.h"
 #include "Support/MediaTime.h"
 #include "Support/Notifications.h"
 #include "Support/Published.h"
-#include "Support/SerialQueue.h"
 #include "Support/Text.h"
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
 #include <limits>
 #include <string>
 #include <vector>
@@ -122,6 +124,43 @@ TEST(NotificationTests, ReachTheirObserversWithTheObject) {
     center.post("b");
     ASSERT_EQ(seen.size(), 1U);
     EXPECT_EQ(seen.front(), std::filesystem::path("x.mp4"));
+}
+
+struct CountsConversions {
+    explicit operator std::string() const { return std::to_string(++count); }
+    mutable int count = 0;
+};
+
+TEST(LogTests, TheEnvironmentChoosesTheAreas) {
+    for (const auto& [list, capture, ui] : {std::tuple{"capture,audio", true, false},
+                                            {"nonsense,,ui", false, true},
+                                            {"all", true, true},
+                                            {"", false, false}}) {
+        setenv("LUMICRATE_LOG", list, 1);
+        {
+            const LogCapture reread([](LogArea, double, std::string_view) {});
+        }
+        EXPECT_EQ(isLogged(LogArea::capture), capture) << list;
+        EXPECT_EQ(isLogged(LogArea::ui), ui) << list;
+    }
+    unsetenv("LUMICRATE_LOG");
+}
+
+TEST(LogTests, LinesAreBuiltOnlyForAnAreaThatIsLogged) {
+    const CountsConversions value;
+    log(LogArea::movie, value);
+    EXPECT_EQ(value.count, 0);
+    std::vector<std::string> lines;
+    {
+        const LogCapture capture([&](LogArea area, double seconds, std::string_view text) {
+            EXPECT_GE(seconds, 0);
+            lines.push_back(std::string(logAreaName(area)) + ": " + std::string(text));
+        });
+        log(LogArea::movie, "part ", value, ", ", 2, " of ", std::string("3"), ": ", true);
+    }
+    log(LogArea::movie, value);
+    EXPECT_EQ(lines, std::vector<std::string>{"movie: part 1, 2 of 3: yes"});
+    EXPECT_EQ(value.count, 1);
 }
 
 TEST(SerialQueueTests, RunsInOrderAndDrainsWhenItEnds) {

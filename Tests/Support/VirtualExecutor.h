@@ -1,4 +1,4 @@
-// VirtualExecutor: an event loop whose time stands still until a test moves it.
+// VirtualExecutor: an event loop under a virtual clock that tests advance.
 #pragma once
 
 #include "Support/Executor.h"
@@ -11,7 +11,7 @@
 
 namespace lumicrate::test {
 
-/// Also the host clock of what is tested, so that both tell the same time.
+/// Also serves as the host clock.
 class VirtualExecutor final : public Executor, public CMClock {
  public:
     std::chrono::nanoseconds now() const override { return now_; }
@@ -30,7 +30,7 @@ class VirtualExecutor final : public Executor, public CMClock {
         std::erase_if(timers_, [timer](const auto& each) { return each.first.second == timer; });
     }
 
-    /// Runs what is posted, and what that posts, without letting time pass.
+    /// Runs all posted work, including work that it posts, without advancing the time.
     void drain() {
         while (true) {
             Work next;
@@ -44,7 +44,7 @@ class VirtualExecutor final : public Executor, public CMClock {
         }
     }
 
-    /// Lets time pass, firing every timer that falls due at its own instant.
+    /// Advances the time and fires every timer at its due time.
     void advance(std::chrono::nanoseconds duration) {
         const auto end = now_ + duration;
         drain();

@@ -2,7 +2,7 @@
 #pragma once
 
 #include "Linux/Desktop/Inotify.h"
-#include "Platform/FolderWatch.h"
+#include "Platform/NSFileManager.h"
 
 #include <QSocketNotifier>
 #include <QTimer>

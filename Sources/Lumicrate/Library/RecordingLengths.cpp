@@ -1,6 +1,6 @@
 #include "Lumicrate/Library/RecordingLengths.h"
 
-#include "Support/Background.h"
+#include "Support/LongWork.h"
 
 #include <algorithm>
 #include <chrono>

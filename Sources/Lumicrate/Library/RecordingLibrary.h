@@ -3,7 +3,6 @@
 
 #include "Lumicrate/Library/RecordingFolder.h"
 #include "Lumicrate/Library/RecordingLengths.h"
-#include "Platform/FolderWatch.h"
 #include "Platform/NSFileManager.h"
 #include "Platform/NSWorkspace.h"
 #include "Support/Executor.h"

@@ -1,6 +1,6 @@
 #include "Lumicrate/Library/Thumbnails.h"
 
-#include "Support/Background.h"
+#include "Support/LongWork.h"
 #include "Support/Error.h"
 
 #include <algorithm>

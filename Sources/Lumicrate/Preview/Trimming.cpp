@@ -2,7 +2,7 @@
 
 #include "Lumicrate/Library/FileNames.h"
 #include "Lumicrate/Library/TemporaryFile.h"
-#include "Support/Background.h"
+#include "Support/LongWork.h"
 #include "Support/Error.h"
 
 #include <functional>

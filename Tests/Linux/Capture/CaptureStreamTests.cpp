@@ -1,5 +1,5 @@
 #include "Linux/Capture/CaptureStream.h"
-#include "Support/SerialQueue.h"
+#include "Support/DispatchQueue.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,5 +1,5 @@
 #include "Lumicrate/Library/RecordingLibrary.h"
-#include "Support/SerialQueue.h"
+#include "Support/DispatchQueue.h"
 #include "Tests/Lumicrate/FakePlatform.h"
 
 #include <gmock/gmock.h>

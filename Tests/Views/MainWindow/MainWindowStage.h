@@ -6,7 +6,7 @@
 #include "Linux/Desktop/FileManager.h"
 #include "Linux/Media/Images/ImageIO.h"
 #include "Lumicrate/MainWindow/MainWindowModel.h"
-#include "Support/SerialQueue.h"
+#include "Support/DispatchQueue.h"
 #include "Tests/Lumicrate/FakePlatform.h"
 #include "Tests/Lumicrate/Movie/FakeAssetWriter.h"
 #include "Views/MainWindow/MainWindow.h"

@@ -1,4 +1,4 @@
-#include "Support/SerialQueue.h"
+#include "Support/DispatchQueue.h"
 
 #include <utility>
 
@@ -9,9 +9,9 @@ SerialQueue::SerialQueue(std::string label) : label_(std::move(label)), thread_(
 SerialQueue::~SerialQueue() {
     {
         const std::lock_guard lock(mutex_);
-        ending_ = true;
+        stopping_ = true;
     }
-    arrived_.notify_one();
+    changed_.notify_one();
     thread_.join();
 }
 
@@ -20,13 +20,13 @@ void SerialQueue::async(Work work) {
         const std::lock_guard lock(mutex_);
         work_.push_back(std::move(work));
     }
-    arrived_.notify_one();
+    changed_.notify_one();
 }
 
 void SerialQueue::run() {
     std::unique_lock lock(mutex_);
     while (true) {
-        arrived_.wait(lock, [this] { return ending_ || !work_.empty(); });
+        changed_.wait(lock, [this] { return stopping_ || !work_.empty(); });
         if (work_.empty()) return;
         const Work next = std::move(work_.front());
         work_.pop_front();
