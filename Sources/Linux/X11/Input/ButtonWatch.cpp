@@ -1,6 +1,7 @@
 #include "Linux/X11/Input/ButtonWatch.h"
 
 #include "Support/Error.h"
+#include "Support/Log.h"
 #include "Support/Published.h"
 
 #include <xcb/xinput.h>
@@ -18,7 +19,7 @@ constexpr std::uint32_t right = 3;
 }  // namespace
 
 struct ButtonWatch::Monitors {
-    ButtonWatch* watch;  ///< nothing once it is gone
+    ButtonWatch* watch;  ///< null once it is destroyed
     Observers<bool> observers;
 };
 
@@ -43,10 +44,12 @@ ButtonWatch::ButtonWatch(Executor& mainThread, const std::string& displayName)
       monitors_(std::make_shared<Monitors>(Monitors{this, {}})),
       connection_(displayName),
       inputOpcode_(connection_.extension(xcb_input_id, "XInputExtension").major_opcode),
-      events_(connection_, [this](const xcb_generic_event_t& event) { hear(event); }) {
+      events_(connection_, [this](const xcb_generic_event_t& event) { handleEvent(event); }) {
     const auto access = events_.access();
-    connection_.await(xcb_input_xi_query_version_reply, xcb_input_xi_query_version(connection_.get(), 2, 2));
-    readArrangement();
+    const auto version = connection_.await(xcb_input_xi_query_version_reply,
+                                           xcb_input_xi_query_version(connection_.get(), 2, 2));
+    log(LogArea::input, "extension XInputExtension ", version->major_version, ".", version->minor_version);
+    readButtonMapping();
 }
 
 ButtonWatch::~ButtonWatch() {
@@ -71,34 +74,34 @@ void ButtonWatch::select(bool wanted) noexcept {
     selection.mask = wanted ? XCB_INPUT_XI_EVENT_MASK_RAW_BUTTON_PRESS : 0;
     try {
         const auto access = events_.access();
-        // Waited for: what is clicked after this is to be heard.
+        // Wait for the reply, so that every later click is reported.
         connection_.succeeds(
             xcb_input_xi_select_events_checked(connection_.get(), connection_.root(), 1, &selection.head));
     } catch (const PlatformError&) {
-        // Without a server nothing is clicked.
+        // Without a connection there are no clicks.
     }
 }
 
-void ButtonWatch::readArrangement() {
+void ButtonWatch::readButtonMapping() {
     const auto reply =
         connection_.await(xcb_get_pointer_mapping_reply, xcb_get_pointer_mapping(connection_.get()));
     const std::uint8_t* const map = xcb_get_pointer_mapping_map(reply.get());
-    arrangement_.assign(map, map + xcb_get_pointer_mapping_map_length(reply.get()));
+    buttonMapping_.assign(map, map + xcb_get_pointer_mapping_map_length(reply.get()));
 }
 
-void ButtonWatch::hear(const xcb_generic_event_t& event) {
+void ButtonWatch::handleEvent(const xcb_generic_event_t& event) {
     const int type = event.response_type & 0x7f;
     if (type == XCB_MAPPING_NOTIFY) {
         if (reinterpret_cast<const xcb_mapping_notify_event_t&>(event).request == XCB_MAPPING_POINTER)
-            readArrangement();
+            readButtonMapping();
         return;
     }
     if (type != XCB_GE_GENERIC) return;
     const auto& generic = reinterpret_cast<const xcb_ge_generic_event_t&>(event);
     if (generic.extension != inputOpcode_ || generic.event_type != XCB_INPUT_RAW_BUTTON_PRESS) return;
-    // Raw events number the buttons as they are built.
+    // Raw events have the numbers of the physical buttons.
     std::uint32_t button = reinterpret_cast<const xcb_input_raw_button_press_event_t&>(event).detail;
-    if (button >= 1 && button <= arrangement_.size()) button = arrangement_[button - 1];
+    if (button >= 1 && button <= buttonMapping_.size()) button = buttonMapping_[button - 1];
     if (button != left && button != right) return;
     mainThread_.post([weak = std::weak_ptr(monitors_), secondary = button == right] {
         const auto monitors = weak.lock();

@@ -1,4 +1,4 @@
-// ButtonWatch: hears of mouse buttons, whatever window of an X server is under the pointer.
+// ButtonWatch: reports mouse clicks in all windows of an X server.
 #pragma once
 
 #include "Linux/X11/Server/Connection.h"
@@ -14,41 +14,41 @@
 
 namespace lumicrate::x11 {
 
-/// The server is asked to tell only while there is a monitor. Buttons count as the user has arranged them.
-/// Where the server goes, no more presses come.
+/// Events are selected only while there is a monitor. Left and right follow the user's button mapping. No
+/// clicks are reported after the connection is lost.
 class ButtonWatch final : public NSMouseMonitoring {
  public:
-    /// `mainThread` must outlive this; `displayName` is the X server's (":1"), or empty for the one of
-    /// $DISPLAY. Throws PlatformError when no server can be reached, or it can't tell.
+    /// `mainThread` must outlive the object. `displayName` is an X display (":1"), or empty for $DISPLAY.
+    /// Throws PlatformError if the server cannot be reached or does not support XInput 2.
     explicit ButtonWatch(Executor& mainThread, const std::string& displayName = {});
     ~ButtonWatch() override;
     ButtonWatch(const ButtonWatch&) = delete;
     ButtonWatch& operator=(const ButtonWatch&) = delete;
 
-    /// The monitor may outlive this, and then hears of nothing.
+    /// The monitor may outlive the object; it then receives no more clicks.
     std::unique_ptr<NSEventMonitor> addMouseDownMonitor(
         std::function<void(bool secondary)> onMouseDown) override;
 
-    /// How many events the server has told so far. Any thread.
+    /// The number of events received so far. Any thread.
     std::uint64_t eventCount() const { return events_.eventCount(); }
 
  private:
     struct Monitors;
     class Monitor;
 
-    void hear(const xcb_generic_event_t& event);
+    void handleEvent(const xcb_generic_event_t& event);
     void select(bool wanted) noexcept;
-    void readArrangement();
+    void readButtonMapping();
 
     Executor& mainThread_;
-    std::shared_ptr<Monitors> monitors_;  ///< the main thread's
+    std::shared_ptr<Monitors> monitors_;  ///< used on the main thread
 
-    // Whoever has access to events_:
+    // Guarded by access to events_:
     Connection connection_;
     std::uint8_t inputOpcode_;
-    std::vector<std::uint8_t> arrangement_;  ///< what the first, second … button counts as
+    std::vector<std::uint8_t> buttonMapping_;  ///< logical button of the first, second … physical one
 
-    EventThread events_;  // last: its thread uses all the others
+    EventThread events_;  // Destroyed first: its thread uses all the others.
 };
 
 }  // namespace lumicrate::x11

@@ -1,17 +1,27 @@
 #include "Linux/X11/Input/KeyCodes.h"
 
+#include "Support/Log.h"
+
+// The header has a member named `explicit`, a keyword of C++.
+#define explicit isExplicit
+#include <xcb/xkb.h>
+#undef explicit
+
 #include <algorithm>
+#include <cstddef>
 
 namespace lumicrate::x11 {
 
 namespace {
 
+constexpr xcb_keysym_t numLock = 0xff7f;
+constexpr xcb_keysym_t scrollLock = 0xff14;
+
 struct KnownKey {
     std::uint32_t code;
-    xcb_keysym_t symbol;  ///< what it types by itself
-    xcb_keysym_t other;   ///< what the key in its place may type instead; 0 for nothing
-    std::uint32_t place;  ///< the server's number of the key that is there on a US keyboard; 0 where the
-                          ///< place tells nothing
+    xcb_keysym_t symbol;     ///< that the key types without modifiers
+    xcb_keysym_t alternate;  ///< another symbol of the key at `position`; 0 for none
+    std::uint32_t position;  ///< X key code on a US keyboard; 0 if the position does not identify the key
 };
 
 constexpr KnownKey knownKeys[] = {
@@ -123,6 +133,15 @@ constexpr KnownKey knownKeys[] = {
     {71, 0xff0b /* Clear */, 0xff7f /* Num Lock */, 77},
 };
 
+/// Whether one of the symbols of the key is Num Lock or Scroll Lock.
+bool typesLock(const KeyboardMap& map, xcb_keycode_t key) {
+    for (int column = 0; column < map.symbolsPerKey; ++column) {
+        const xcb_keysym_t symbol = map.symbol(key, column);
+        if (symbol == numLock || symbol == scrollLock) return true;
+    }
+    return false;
+}
+
 }  // namespace
 
 xcb_keysym_t KeyboardMap::symbol(int key, int column) const {
@@ -143,20 +162,64 @@ KeyboardMap readKeyboardMap(const Connection& connection) {
             {symbols, symbols + xcb_get_keyboard_mapping_keysyms_length(reply.get())}};
 }
 
+std::uint16_t readLockModifiers(const Connection& connection, const KeyboardMap& map) {
+    const auto reply =
+        connection.await(xcb_get_modifier_mapping_reply, xcb_get_modifier_mapping(connection.get()));
+    const xcb_keycode_t* const keys = xcb_get_modifier_mapping_keycodes(reply.get());
+    unsigned locks = XCB_MOD_MASK_LOCK;
+    constexpr int modifiers = 8;
+    for (int modifier = 0; modifier < modifiers; ++modifier) {
+        const xcb_keycode_t* const first =
+            keys + static_cast<std::ptrdiff_t>(modifier) * reply->keycodes_per_modifier;
+        if (std::any_of(first, first + reply->keycodes_per_modifier,
+                        [&](xcb_keycode_t key) { return key != 0 && typesLock(map, key); }))
+            locks |= 1U << static_cast<unsigned>(modifier);
+    }
+    return static_cast<std::uint16_t>(locks);
+}
+
+KeyboardEvents::KeyboardEvents(const Connection& connection) {
+    const bool available = connection.hasExtension(xcb_xkb_id);
+    log(LogArea::input, "extension XKEYBOARD: ", available);
+    if (!available) return;
+    extensionEvent_ = connection.extension(xcb_xkb_id, "XKEYBOARD").first_event;
+    connection.await(xcb_xkb_use_extension_reply,
+                     xcb_xkb_use_extension(connection.get(), XCB_XKB_MAJOR_VERSION, XCB_XKB_MINOR_VERSION));
+    const std::uint32_t repeats = XCB_XKB_PER_CLIENT_FLAG_DETECTABLE_AUTO_REPEAT;
+    connection.await(
+        xcb_xkb_per_client_flags_reply,
+        xcb_xkb_per_client_flags(connection.get(), XCB_XKB_ID_USE_CORE_KBD, repeats, repeats, 0, 0, 0));
+    // A client that uses the extension gets no core events about changes.
+    const std::uint16_t changes = XCB_XKB_EVENT_TYPE_NEW_KEYBOARD_NOTIFY | XCB_XKB_EVENT_TYPE_MAP_NOTIFY;
+    const std::uint16_t parts = XCB_XKB_MAP_PART_KEY_SYMS | XCB_XKB_MAP_PART_MODIFIER_MAP;
+    xcb_xkb_select_events(connection.get(), XCB_XKB_ID_USE_CORE_KBD, changes, 0, changes, parts, parts,
+                          nullptr);
+}
+
+bool KeyboardEvents::isChange(const xcb_generic_event_t& event) const {
+    const int type = event.response_type & 0x7f;
+    if (type == XCB_MAPPING_NOTIFY) {
+        return reinterpret_cast<const xcb_mapping_notify_event_t&>(event).request != XCB_MAPPING_POINTER;
+    }
+    // Only changes are selected.
+    return extensionEvent_ != 0 && type == extensionEvent_;
+}
+
 KeyCodes::KeyCodes(const KeyboardMap& map) {
-    const int end = std::min(map.firstKey + map.keyCount(), static_cast<int>(mostKeys));
+    const int end = std::min(map.firstKey + map.keyCount(), static_cast<int>(maxKeys));
     for (int key = map.firstKey; key < end; ++key) {
         const xcb_keysym_t symbol = map.symbol(key, 0);
         if (symbol == XCB_NO_SYMBOL) continue;
         for (const KnownKey& each : knownKeys) {
             const bool matches =
-                symbol == each.symbol || (symbol == each.other && key == static_cast<int>(each.place));
+                symbol == each.symbol || (symbol == each.alternate && key == static_cast<int>(each.position));
             if (matches && !isGiven(each.code)) give(static_cast<std::size_t>(key), each.code);
         }
     }
     for (const KnownKey& each : knownKeys) {
-        const bool exists = each.place != 0 && map.symbol(static_cast<int>(each.place), 0) != XCB_NO_SYMBOL;
-        if (exists && !isGiven(each.code) && codes_[each.place] == none) give(each.place, each.code);
+        const bool exists =
+            each.position != 0 && map.symbol(static_cast<int>(each.position), 0) != XCB_NO_SYMBOL;
+        if (exists && !isGiven(each.code) && codes_[each.position] == none) give(each.position, each.code);
     }
     for (const KnownKey& each : knownKeys) {
         for (int key = map.firstKey; key < end && !isGiven(each.code); ++key)
@@ -170,7 +233,7 @@ void KeyCodes::give(std::size_t key, std::uint32_t code) {
 }
 
 xcb_keycode_t KeyCodes::keyOf(std::uint32_t virtualKeyCode) const {
-    return virtualKeyCode < mostCodes ? keys_[virtualKeyCode] : xcb_keycode_t{0};
+    return virtualKeyCode < maxCodes ? keys_[virtualKeyCode] : xcb_keycode_t{0};
 }
 
 }  // namespace lumicrate::x11

@@ -8,7 +8,7 @@
 namespace lumicrate::x11 {
 namespace {
 
-/// Keys by their number, with what they type by themselves and with shift.
+/// X key codes, with their symbols without and with Shift.
 KeyCodes codesOf(const std::map<int, std::pair<xcb_keysym_t, xcb_keysym_t>>& keys) {
     KeyboardMap map{8, 2, std::vector<xcb_keysym_t>(2 * 248)};
     for (const auto& [key, symbols] : keys) {
@@ -18,8 +18,8 @@ KeyCodes codesOf(const std::map<int, std::pair<xcb_keysym_t, xcb_keysym_t>>& key
     return KeyCodes(map);
 }
 
-TEST(KeyCodesTests, APrintedSignCountsMoreThanThePlace) {
-    // A French keyboard's digits and letters: 1 stands over the ampersand, 6 over the minus sign.
+TEST(KeyCodesTests, ASymbolHasPriorityOverThePosition) {
+    // Part of a French keyboard: 1 is Shift and the ampersand key, 6 is Shift and the minus key.
     const KeyCodes codes = codesOf({{10, {'&', '1'}},
                                     {15, {'-', '6'}},
                                     {24, {'a', 'A'}},
@@ -37,7 +37,7 @@ TEST(KeyCodesTests, APrintedSignCountsMoreThanThePlace) {
     EXPECT_EQ(codes.virtualKeyCodeOf(11), -1);
 }
 
-TEST(KeyCodesTests, TheFirstOfSeveralKeysHasTheCode) {
+TEST(KeyCodesTests, TheFirstOfSeveralKeysGetsTheCode) {
     const KeyCodes codes = codesOf({{36, {0xff0d, 0}}, {200, {0xff0d, 0}}, {255, {0xff1b, 0}}});
     EXPECT_EQ(codes.keyOf(36), 36);
     EXPECT_EQ(codes.virtualKeyCodeOf(200), -1);

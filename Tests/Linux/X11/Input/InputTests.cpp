@@ -1,3 +1,4 @@
+#include "Linux/X11/Input/ButtonWatch.h"
 #include "Linux/X11/Input/HotKeys.h"
 #include "Support/Error.h"
 #include "Tests/Linux/X11/MainQueue.h"
@@ -8,6 +9,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <optional>
 
 namespace lumicrate::x11 {
@@ -22,7 +24,7 @@ constexpr std::uint32_t option = 0x800;
 constexpr std::uint32_t control = 0x1000;
 constexpr std::uint32_t keyF5 = 96;
 
-/// Another program that takes and gives back combinations.
+/// Another program that grabs and releases combinations.
 class OtherProgram {
  public:
     explicit OtherProgram(const std::string& displayName) : connection_(displayName) {}
@@ -44,29 +46,37 @@ class OtherProgram {
     stage::XcbConnection connection_;
 };
 
-class HotKeysTests : public testing::Test {
+/// An X server with a keyboard and a pointer that xdotool operates.
+class InputTests : public testing::Test {
+ protected:
+    void tool(std::vector<std::string> arguments) const {
+        stage::runProgram(std::move(arguments),
+                          {{"DISPLAY", server.displayName()}, {"XAUTHORITY", std::nullopt}});
+    }
+    /// Runs xdotool with these words.
+    void type(std::vector<std::string> words) const {
+        words.insert(words.begin(), "xdotool");
+        tool(std::move(words));
+    }
+
+    stage::Xvfb server{{.width = 200, .height = 200}};
+    test::MainQueue queue;
+};
+
+class HotKeysTests : public InputTests {
  protected:
     HotKeysTests() {
         keys.InstallEventHandler([this](EventHotKeyID id) { pressed.push_back(id.id); });
     }
 
-    void tool(std::vector<std::string> arguments) const {
-        stage::runProgram(std::move(arguments),
-                          {{"DISPLAY", server.displayName()}, {"XAUTHORITY", std::nullopt}});
-    }
-    /// What xdotool is to do, word by word.
-    void type(std::vector<std::string> words) const {
-        words.insert(words.begin(), "xdotool");
-        tool(std::move(words));
-    }
-    /// Control and a key, by the server's number.
+    /// Control and an X key code.
     void typeWithControl(int key) const {
         type({"keydown", "Control_L", "key", std::to_string(key), "keyup", "Control_L"});
     }
     EventHotKeyRef bind(std::uint32_t keyCode, std::uint32_t modifiers, std::uint32_t id) {
         return keys.RegisterEventHotKey(keyCode, modifiers, {1, id});
     }
-    /// All presses until now: those that came before one that is sure to come.
+    /// All presses until now: those reported before a final one of our own.
     std::vector<std::uint32_t> presses() {
         constexpr std::uint32_t last = 999;
         const EventHotKeyRef ref = bind(keyF5, shift, last);
@@ -81,13 +91,11 @@ class HotKeysTests : public testing::Test {
         return eventually([&] { return keys.virtualKeyCodeOf(key) == code; });
     }
 
-    stage::Xvfb server{{.width = 200, .height = 200}};
-    test::MainQueue queue;
     HotKeys keys{queue, server.displayName()};
     std::vector<std::uint32_t> pressed;
 };
 
-TEST_F(HotKeysTests, EveryPressOfACombinationIsOneEvent) {
+TEST_F(HotKeysTests, EveryPressIsReportedOnce) {
     const struct {
         std::uint32_t keyCode, modifiers;
         const char* typed;
@@ -111,7 +119,7 @@ TEST_F(HotKeysTests, EveryPressOfACombinationIsOneEvent) {
     EXPECT_THAT(presses(), ElementsAre());
 }
 
-TEST_F(HotKeysTests, LocksDoNotCountWhereverTheyAre) {
+TEST_F(HotKeysTests, LocksAreIgnoredOnAnyModifier) {
     tool({"xmodmap", "-e", "add mod3 = Scroll_Lock"});
     ASSERT_NE(bind(15, command | option, 1), 0U);
     const std::vector<std::string> locks{"Caps_Lock", "Num_Lock", "Scroll_Lock"};
@@ -132,22 +140,22 @@ TEST_F(HotKeysTests, LocksDoNotCountWhereverTheyAre) {
     EXPECT_THAT(presses(), ElementsAre(1));
 }
 
-TEST_F(HotKeysTests, AKeyThatIsHeldDownIsPressedOnce) {
+TEST_F(HotKeysTests, AutoRepeatIsOnePress) {
     tool({"xset", "r", "rate", "100", "50"});
     ASSERT_NE(bind(15, control, 1), 0U);
     ASSERT_NE(bind(35, control, 2), 0U);
     const std::uint64_t before = keys.eventCount();
     type({"keydown", "Control_L", "keydown", "r"});
-    EXPECT_TRUE(eventually([&] { return keys.eventCount() > before + 6; })) << "it does not repeat";
+    EXPECT_TRUE(eventually([&] { return keys.eventCount() > before + 6; })) << "the key does not repeat";
     type({"keyup", "r", "keyup", "Control_L"});
     EXPECT_THAT(presses(), ElementsAre(1));
-    // Another one in the meantime, which is released after it; and then each again.
+    // A second key is pressed before the first is released; then each again.
     type({"keydown", "Control_L", "keydown", "r", "keydown", "p", "keyup", "r", "keyup", "p", "key", "p", "r",
           "keyup", "Control_L"});
     EXPECT_THAT(presses(), ElementsAre(1, 2, 2, 1));
 }
 
-TEST_F(HotKeysTests, WhatAnotherProgramHasIsRefusedAndNothingOfItTaken) {
+TEST_F(HotKeysTests, ACombinationOfAnotherProgramIsRefusedAndNothingIsTaken) {
     constexpr xcb_keycode_t keyR = 27;
     constexpr std::uint16_t modifiers = XCB_MOD_MASK_1 | XCB_MOD_MASK_4;
     OtherProgram other(server.displayName());
@@ -156,14 +164,14 @@ TEST_F(HotKeysTests, WhatAnotherProgramHasIsRefusedAndNothingOfItTaken) {
         ASSERT_TRUE(other.take(keyR, modifiers | lock));
         EXPECT_EQ(bind(15, command | option, 1), 0U) << lock;
         other.giveBack(keyR);
-        // What it had taken before it was refused is on its way back.
+        // The grabs of the refused attempt are being released.
         ASSERT_TRUE(eventually([&] { return other.take(keyR, XCB_MOD_MASK_ANY); })) << lock;
         other.giveBack(keyR);
     }
     const EventHotKeyRef ref = bind(15, command | option, 1);
     ASSERT_NE(ref, 0U);
     EXPECT_EQ(bind(15, command | option, 2), 0U) << "twice";
-    EXPECT_EQ(bind(80, command, 3), 0U) << "a key that the keyboard has not";
+    EXPECT_EQ(bind(80, command, 3), 0U) << "not on this keyboard";
     EXPECT_EQ(bind(4711, command, 3), 0U);
     EXPECT_FALSE(other.take(keyR, modifiers));
     keys.UnregisterEventHotKey(ref);
@@ -171,8 +179,8 @@ TEST_F(HotKeysTests, WhatAnotherProgramHasIsRefusedAndNothingOfItTaken) {
     EXPECT_TRUE(eventually([&] { return other.take(keyR, modifiers); }));
 }
 
-TEST_F(HotKeysTests, FollowsWhatIsPrintedOnTheKeys) {
-    // As the server numbers the keys from the left: Q 24, W 25, E 26 …
+TEST_F(HotKeysTests, FollowsTheLayout) {
+    // X key codes, from the left: Q 24, W 25, E 26 …
     const struct {
         const char* layout;
         std::vector<std::pair<std::uint32_t, int>> places;  ///< of codes
@@ -186,7 +194,7 @@ TEST_F(HotKeysTests, FollowsWhatIsPrintedOnTheKeys) {
     for (const auto& each : layouts) {
         std::vector<EventHotKeyRef> refs;
         for (const auto& [code, key] : each.places) {
-            // Bound to where it was before.
+            // Bound in the former layout.
             refs.push_back(bind(code, control, code + 1));
             ASSERT_NE(refs.back(), 0U) << each.layout << " " << code;
         }
@@ -204,10 +212,10 @@ TEST_F(HotKeysTests, FollowsWhatIsPrintedOnTheKeys) {
     tool({"setxkbmap", "de"});
     ASSERT_TRUE(awaitCode(29, 6));
     typeWithControl(52);
-    EXPECT_THAT(presses(), ElementsAre()) << "where it was printed before";
+    EXPECT_THAT(presses(), ElementsAre()) << "the position in the former layout";
 }
 
-TEST_F(HotKeysTests, APressThatComesTooLateIsNoPress) {
+TEST_F(HotKeysTests, AnUnregisteredCombinationIgnoresLatePresses) {
     const EventHotKeyRef ref = bind(15, control, 1);
     type({"key", "ctrl+r"});
     ASSERT_TRUE(queue.waitForWork());
@@ -219,16 +227,90 @@ TEST_F(HotKeysTests, APressThatComesTooLateIsNoPress) {
     type({"key", "ctrl+r"});
     ASSERT_TRUE(queue.waitForWork());
     gone.reset();
-    ASSERT_TRUE(eventually([&] { return bind(15, control, 1) != 0; })) << "not given back";
+    ASSERT_TRUE(eventually([&] { return bind(15, control, 1) != 0; })) << "still grabbed";
     EXPECT_THAT(presses(), ElementsAre());
 }
 
-TEST_F(HotKeysTests, OutlivesTheServer) {
+TEST_F(HotKeysTests, SurvivesALostServer) {
     EXPECT_THROW(HotKeys(queue, ":4711"), PlatformError);
     const EventHotKeyRef ref = bind(15, control, 1);
     server.kill();
     EXPECT_EQ(bind(35, control, 1), 0U);
     keys.UnregisterEventHotKey(ref);
+}
+
+class ButtonWatchTests : public InputTests {
+ protected:
+    void click(int button) const { type({"click", std::to_string(button)}); }
+    std::function<void(bool)> into(std::vector<bool>& list) {
+        return [&list](bool secondary) { list.push_back(secondary); };
+    }
+    bool awaitClicks(std::size_t count) {
+        return queue.runUntil([&] { return clicks.size() >= count; });
+    }
+
+    std::optional<ButtonWatch> watch{std::in_place, queue, server.displayName()};
+    std::vector<bool> clicks;
+};
+
+TEST_F(ButtonWatchTests, ReportsLeftAndRightInEveryWindow) {
+    const test::TestWindow window(server.displayName(), {.frame = {100, 0, 100, 200}});
+    const auto monitor = watch->addMouseDownMonitor(into(clicks));
+    for (const char* x : {"20", "150"}) {
+        clicks.clear();
+        type({"mousemove", x, "50", "click", "2", "click", "1", "click", "4", "click", "3", "mousedown", "1",
+              "mousemove", "60", "60", "mouseup", "1"});
+        ASSERT_TRUE(awaitClicks(3)) << x;
+        EXPECT_THAT(clicks, ElementsAre(false, true, false)) << x;
+    }
+}
+
+TEST_F(ButtonWatchTests, FollowsTheButtonMapping) {
+    const auto monitor = watch->addMouseDownMonitor(into(clicks));
+    const std::uint64_t before = watch->eventCount();
+    tool({"xmodmap", "-e", "pointer = 3 2 1"});
+    ASSERT_TRUE(test::eventually([&] { return watch->eventCount() > before; }));
+    click(1);
+    click(3);
+    ASSERT_TRUE(awaitClicks(2));
+    EXPECT_THAT(clicks, ElementsAre(true, false));
+}
+
+TEST_F(ButtonWatchTests, SelectsEventsOnlyWhileThereIsAMonitor) {
+    std::vector<bool> others;
+    auto first = watch->addMouseDownMonitor(into(clicks));
+    std::unique_ptr<NSEventMonitor> second = watch->addMouseDownMonitor([&](bool secondary) {
+        others.push_back(secondary);
+        second.reset();
+    });
+    click(1);
+    click(3);
+    ASSERT_TRUE(awaitClicks(2));
+    EXPECT_THAT(others, ElementsAre(false));
+    first.reset();
+
+    const std::uint64_t before = watch->eventCount();
+    click(1);
+    first = watch->addMouseDownMonitor(into(clicks));
+    click(3);
+    ASSERT_TRUE(awaitClicks(3));
+    EXPECT_THAT(clicks, ElementsAre(false, true, true));
+    EXPECT_EQ(watch->eventCount(), before + 1);
+    // The watch is destroyed before its posted click runs.
+    click(1);
+    ASSERT_TRUE(queue.waitForWork());
+    watch.reset();
+    queue.post([&] { clicks.push_back(true); });
+    ASSERT_TRUE(awaitClicks(4));
+    EXPECT_TRUE(clicks.back());
+}
+
+TEST_F(ButtonWatchTests, SurvivesALostServer) {
+    EXPECT_THROW(ButtonWatch(queue, ":4711"), PlatformError);
+    auto monitor = watch->addMouseDownMonitor(into(clicks));
+    server.kill();
+    monitor.reset();
+    monitor = watch->addMouseDownMonitor(into(clicks));
 }
 
 }  // namespace
