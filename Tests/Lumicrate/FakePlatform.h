@@ -1,4 +1,4 @@
-// The platform as a test decides it: preferences, files, screens, keys, and capture that goes by a script.
+// A fake platform that tests control: preferences, files, screens, keys, and capture.
 #pragma once
 
 #include "Platform/AVCaptureDevice.h"
@@ -105,11 +105,11 @@ class FakeFiles : public NSFileManager {
     std::set<std::filesystem::path> existing;
     std::set<std::filesystem::path> folders;
     std::vector<NSFileEntry> entries;  ///< of any folder
-    mutable int listings = 0;          ///< of folders
-    mutable int looks = 0;             ///< at the attributes of one file
+    mutable int listings = 0;          ///< calls of contentsOfDirectory
+    mutable int looks = 0;             ///< calls of attributes
     bool folderRefused = false;
     std::optional<NSVolumeCapacity> capacity;
-    mutable std::set<std::filesystem::path> asked;  ///< whose volume
+    mutable std::set<std::filesystem::path> asked;  ///< URLs passed to volumeCapacity
 };
 
 class FakeCalendar final : public NSCalendar {
@@ -180,7 +180,7 @@ class FakeHotKeys final : public CarbonHotKeys {
     }
     void UnregisterEventHotKey(EventHotKeyRef hotKey) override { grabs.erase(hotKey); }
 
-    /// Does nothing when nobody has grabbed the key.
+    /// No effect if the key is not grabbed.
     void press(std::uint32_t keyCode) {
         const auto found = std::find_if(grabs.begin(), grabs.end(),
                                         [=](const auto& each) { return each.second.keyCode == keyCode; });
@@ -194,7 +194,7 @@ class FakeHotKeys final : public CarbonHotKeys {
     std::function<void(EventHotKeyID)> handler;
 };
 
-/// A serial queue whose work runs on the virtual executor, or at the latest when the queue goes.
+/// A serial queue whose work runs on the virtual executor, or in the destructor of the queue.
 class VirtualQueue final : public DispatchQueue {
  public:
     explicit VirtualQueue(VirtualExecutor& executor) : executor_(executor) {}
@@ -222,7 +222,7 @@ class VirtualQueue final : public DispatchQueue {
     std::shared_ptr<std::deque<Work>> work_ = std::make_shared<std::deque<Work>>();
 };
 
-/// What is known of a stream, also after it has gone.
+/// A stream as tests see it, even after its destruction.
 struct FakeStreamRecord {
     struct Output {
         SCStreamOutput* output;
@@ -245,7 +245,7 @@ struct FakeStreamRecord {
     bool alive = true;
 };
 
-/// Starting and stopping wait until the test completes them, unless told otherwise.
+/// Starting and stopping complete at once, or when the test completes them.
 class FakeStream final : public SCStream {
  public:
     FakeStream(std::shared_ptr<FakeStreamRecord> record, bool completesAtOnce)

@@ -6,7 +6,7 @@
 
 namespace lumicrate {
 
-/// A whole display, a window, an area of a display (which one is in the options), or sound alone.
+/// A whole display, a window, an area of a display (the rectangle is in the options), or sound alone.
 class CaptureSource {
  public:
     enum class Kind { display, window, area, audioOnly };
@@ -18,7 +18,7 @@ class CaptureSource {
 
     constexpr Kind kind() const { return kind_; }
     constexpr bool is(Kind kind) const { return kind_ == kind; }
-    /// Of a display or an area.
+    /// Set for a display or an area.
     constexpr std::optional<std::uint32_t> displayID() const {
         return is(Kind::display) || is(Kind::area) ? std::optional(id_) : std::nullopt;
     }
@@ -34,7 +34,7 @@ class CaptureSource {
     std::uint32_t id_;
 };
 
-/// Whether a source that may be missing is of that kind.
+/// False if there is no source.
 constexpr bool isKind(const std::optional<CaptureSource>& source, CaptureSource::Kind kind) {
     return source && source->is(kind);
 }

@@ -1,6 +1,7 @@
 #include "Lumicrate/Capture/ContentFilter.h"
 
 #include "Lumicrate/Recording/RecorderError.h"
+#include "Support/Log.h"
 
 #include <algorithm>
 #include <utility>
@@ -31,6 +32,8 @@ CaptureTarget displayTarget(const SCShareableContent& content, const FilterReque
     for (const SCWindow& window : content.windows) {
         if (isExcluded(window, request)) excluded.push_back(window);
     }
+    log(LogArea::capture, "recording display ", display.displayID, " without ", excluded.size(),
+        " own windows");
     return {SCContentFilter::excludingWindows(display, std::move(excluded)), {}, {}};
 }
 
@@ -46,6 +49,8 @@ CaptureTarget windowTarget(const SCShareableContent& content, const FilterReques
     for (const SCWindow& window : content.windows) {
         if (contains(request.overlays.keep, window.windowID)) included.push_back(window);
     }
+    log(LogArea::capture, "recording a window on display ", display.displayID, " with ", included.size() - 1,
+        " overlays");
     CaptureTarget target;
     target.filter = SCContentFilter::includingWindows(display, std::move(included));
     target.windowDisplayID = display.displayID;

@@ -11,7 +11,7 @@ ContentFollower::ContentFollower(ScreenCaptureKit& capture, Executor& executor, 
       executor_(executor),
       refresh_(std::move(refresh)),
       self_(std::make_shared<ContentFollower*>(this)) {
-    // Before the first refresh, so that nothing changes unheard between the two.
+    // Before the first refresh, so that no change in between is missed.
     capture_.setOnContentChange([&loop = executor_, weak = std::weak_ptr(self_)] {
         loop.post([weak] {
             if (const auto self = weak.lock()) (*self)->changed();
@@ -25,17 +25,17 @@ ContentFollower::~ContentFollower() {
 }
 
 void ContentFollower::changed() {
-    wanted_ = true;
-    if (!refreshing_.isRunning()) refreshing_ = RunningTask(executor_, refreshWhileWanted());
+    pending_ = true;
+    if (!refreshing_.isRunning()) refreshing_ = RunningTask(executor_, refreshWhilePending());
 }
 
-Task<void> ContentFollower::refreshWhileWanted() {
-    while (std::exchange(wanted_, false)) {
+Task<void> ContentFollower::refreshWhilePending() {
+    while (std::exchange(pending_, false)) {
         Task<void> refresh = refresh_();
         try {
             co_await refresh;
         } catch (const PlatformError&) {
-            // The lists stay as they are until something changes again.
+            // The lists stay as they are until the next change.
         }
     }
 }

@@ -1,4 +1,4 @@
-// ContentFollower: keeps something in step with what can be captured.
+// ContentFollower: refreshes lists whenever the capturable displays or windows change.
 #pragma once
 
 #include "Platform/ScreenCaptureKit.h"
@@ -10,14 +10,13 @@
 
 namespace lumicrate {
 
-/// Refreshes once at the beginning and again after every change. One refresh follows the other; whatever
-/// changes during one causes a single one more. Main thread only.
+/// Refreshes once at the start and after every change. Refreshes do not overlap: any number of changes during
+/// one causes a single further refresh. Main thread only.
 class ContentFollower {
  public:
     using Refresh = std::function<Task<void>()>;
 
-    /// Both must outlive the follower. The platform's errors in a refresh are left to whoever is told of them
-    /// otherwise.
+    /// All must outlive the follower. A PlatformError thrown by `refresh` is ignored.
     ContentFollower(ScreenCaptureKit& capture, Executor& executor, Refresh refresh);
     ~ContentFollower();
     ContentFollower(const ContentFollower&) = delete;
@@ -25,13 +24,13 @@ class ContentFollower {
 
  private:
     void changed();
-    Task<void> refreshWhileWanted();
+    Task<void> refreshWhilePending();
 
     ScreenCaptureKit& capture_;
     Executor& executor_;
     Refresh refresh_;
-    bool wanted_ = false;
-    // What is posted finds the follower through this, or finds it gone.
+    bool pending_ = false;
+    // Posted work holds this weakly.
     std::shared_ptr<ContentFollower*> self_;
     RunningTask refreshing_;
 };

@@ -1,15 +1,42 @@
 #include "Lumicrate/Capture/SourceChooser.h"
 
-#include "Lumicrate/Capture/ScreenLookup.h"
 #include "Lumicrate/Overlays/Selection/AreaSelector.h"
 #include "Lumicrate/Overlays/Selection/ScreenChooser.h"
 #include "Support/Text.h"
 
+#include <algorithm>
 #include <string>
 #include <utility>
 #include <vector>
 
 namespace lumicrate {
+
+std::optional<NSScreen> screenShowing(const NSScreens& service, std::uint32_t displayID) {
+    const std::vector<NSScreen> screens = service.screens();
+    const auto found = std::ranges::find(screens, displayID, &NSScreen::displayID);
+    if (found != screens.end()) return *found;
+    return screens.empty() ? std::nullopt : std::optional(screens.front());
+}
+
+std::optional<std::uint32_t> displayUnderPointer(const NSScreens& service) {
+    const Point pointer = service.mouseLocation();
+    for (const NSScreen& screen : service.screens()) {
+        if (screen.frame.contains(pointer)) return screen.displayID;
+    }
+    return std::nullopt;
+}
+
+Task<std::optional<SourceChooser::Choice>> SourceChooser::choose(CaptureMode mode, std::uint32_t displayID,
+                                                                 std::optional<Rect> initialArea) {
+    switch (mode) {
+        case CaptureMode::window:
+            return pickWindow(displayID);
+        case CaptureMode::area:
+            return selectArea(displayID, initialArea);
+        default:
+            return pickScreen();
+    }
+}
 
 Task<std::optional<PickedArea>> SourceChooser::ask(std::uint32_t displayID, std::optional<Rect> initialArea,
                                                    bool windowsOnly) {
@@ -20,7 +47,7 @@ Task<std::optional<PickedArea>> SourceChooser::ask(std::uint32_t displayID, std:
     Task<std::optional<PickedArea>> selecting = overlays_.areaSelector->select(
         *screen, localized("Record"), initialArea, std::move(microphones), windowsOnly);
     const std::optional<PickedArea> picked = co_await selecting;
-    if (picked && picked->windowID) co_await lists_.knowWindow(*picked->windowID);
+    if (picked && picked->windowID) co_await lists_.ensureListed(*picked->windowID);
     co_return picked;
 }
 

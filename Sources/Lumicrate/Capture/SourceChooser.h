@@ -1,9 +1,10 @@
-// SourceChooser: has the user choose what to record.
+// SourceChooser: asks the user what to record.
 #pragma once
 
 #include "Lumicrate/Capture/CaptureSource.h"
 #include "Lumicrate/Capture/SourceLists.h"
 #include "Lumicrate/Overlays/RecorderOverlays.h"
+#include "Lumicrate/Recording/RecordingOptions.h"
 #include "Platform/NSScreen.h"
 #include "Support/Geometry.h"
 #include "Support/Task.h"
@@ -15,27 +16,35 @@ namespace lumicrate {
 
 struct PickedArea;
 
-/// Every question is answered with nothing when the user cancels or there is no way to ask. Main thread only.
+/// The screen of a display, or else the main screen; none without screens.
+std::optional<NSScreen> screenShowing(const NSScreens& service, std::uint32_t displayID);
+
+/// The display under the pointer, if the pointer is on one.
+std::optional<std::uint32_t> displayUnderPointer(const NSScreens& service);
+
+/// Main thread only.
 class SourceChooser {
  public:
     struct Choice {
         CaptureSource source;
-        std::optional<Rect>
-            area;  ///< of an area source: points of its screen, y down from the top left corner
+        /// Set for an area: points of its screen, y down from the top left corner.
+        std::optional<Rect> area;
     };
 
     /// All must outlive the chooser.
     SourceChooser(const RecorderOverlays& overlays, const NSScreens& screens, SourceLists& lists)
         : overlays_(overlays), screens_(screens), lists_(lists) {}
 
-    /// An area of a display, or a window on it.
-    Task<std::optional<Choice>> selectArea(std::uint32_t displayID, std::optional<Rect> initialArea);
-    /// A window on a display.
-    Task<std::optional<Choice>> pickWindow(std::uint32_t displayID);
-    /// A whole display; where there is only one, nobody is asked.
-    Task<std::optional<Choice>> pickScreen();
+    /// Asks for what `mode` records: a window or an area on the display `displayID`, or one of the screens.
+    /// `initialArea` is selected first. None if the user cancels, or if there is no overlay to ask with. A
+    /// single screen is chosen without asking.
+    Task<std::optional<Choice>> choose(CaptureMode mode, std::uint32_t displayID,
+                                       std::optional<Rect> initialArea);
 
  private:
+    Task<std::optional<Choice>> selectArea(std::uint32_t displayID, std::optional<Rect> initialArea);
+    Task<std::optional<Choice>> pickWindow(std::uint32_t displayID);
+    Task<std::optional<Choice>> pickScreen();
     Task<std::optional<PickedArea>> ask(std::uint32_t displayID, std::optional<Rect> initialArea,
                                         bool windowsOnly);
 

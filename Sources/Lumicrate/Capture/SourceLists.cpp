@@ -11,8 +11,8 @@ namespace lumicrate {
 
 namespace {
 
-constexpr double smallestWidth = 80;
-constexpr double smallestHeight = 60;
+constexpr double minOfferedWidth = 80;
+constexpr double minOfferedHeight = 60;
 
 struct Fetched {
     SCShareableContent content;
@@ -21,8 +21,8 @@ struct Fetched {
 
 bool isOffered(const SCWindow& window, std::int32_t ownProcessID) {
     const bool own = window.owningApplication && window.owningApplication->processID == ownProcessID;
-    return window.windowLayer == 0 && window.frame.width >= smallestWidth &&
-           window.frame.height >= smallestHeight && !own && window.title && !window.title->empty();
+    return window.windowLayer == 0 && window.frame.width >= minOfferedWidth &&
+           window.frame.height >= minOfferedHeight && !own && window.title && !window.title->empty();
 }
 
 auto findWindow(const std::vector<SCWindow>& windows, std::uint32_t windowID) {
@@ -82,7 +82,7 @@ void SourceLists::followDevices() {
     refreshDevices();
 }
 
-Task<void> SourceLists::knowWindow(std::uint32_t windowID) {
+Task<void> SourceLists::ensureListed(std::uint32_t windowID) {
     if (findWindow(windows.get(), windowID) != windows->end()) co_return;
     const SCShareableContent content = co_await fetchShareableContent(capture_, executor_);
     const auto found = findWindow(content.windows, windowID);

@@ -1,4 +1,4 @@
-// SourceLists: what can be recorded, and with which devices.
+// SourceLists: the displays, windows, microphones and cameras that can be recorded.
 #pragma once
 
 #include "Lumicrate/Capture/CaptureSource.h"
@@ -18,14 +18,14 @@
 
 namespace lumicrate {
 
-/// Fetches what can be captured now; throws the platform's error. Both must outlive the task.
+/// What can be captured now. Throws the platform's error. Both must outlive the task.
 Task<SCShareableContent> fetchShareableContent(const ScreenCaptureKit& capture, Executor& executor);
 
-/// Of the application that a window belongs to; empty where none is known.
+/// The name of the application that owns a window; empty if unknown.
 std::string applicationName(const SCWindow& window);
 
-/// The windows that are offered to be recorded: titled ones of a usable size on the normal layer that are not
-/// those of the process `ownProcessID`; by application name.
+/// The windows to offer for recording, sorted by application name: those on the normal layer that have a
+/// title and a usable size and do not belong to the process `ownProcessID`.
 std::vector<SCWindow> offeredWindows(std::vector<SCWindow> windows, std::int32_t ownProcessID);
 
 /// Main thread only.
@@ -40,7 +40,7 @@ class SourceLists {
     SourceLists& operator=(const SourceLists&) = delete;
 
     Published<std::vector<SCDisplay>> displays;
-    /// Those that are offered and, until the next refresh, one that was asked for by its number.
+    /// The offered windows and, until the next refresh, a window that ensureListed added.
     Published<std::vector<SCWindow>> windows;
     Published<std::vector<CaptureDevice>> microphones;
     Published<std::vector<CaptureDevice>> cameras;
@@ -48,15 +48,15 @@ class SourceLists {
     /// Reloads displays and windows. Throws the platform's error and leaves the lists as they are.
     Task<void> refreshSources();
     void refreshDevices();
-    /// Reloads the devices now and whenever one comes or goes.
+    /// Refreshes the devices now and whenever one is connected or disconnected.
     void followDevices();
-    /// Makes sure that a window which exists is listed, also one that the list would leave out.
-    Task<void> knowWindow(std::uint32_t windowID);
+    /// Adds an existing window to `windows` even if it would not be offered.
+    Task<void> ensureListed(std::uint32_t windowID);
 
     bool isSourceAvailable(const std::optional<CaptureSource>& source) const;
     std::uint32_t mainDisplayID() const;
 
-    /// A listed window's place on the listed display that shows most of it.
+    /// A listed window's frame on the listed display that shows most of it.
     struct WindowPlace {
         std::uint32_t displayID = 0;
         Rect frame;  ///< points, y down from the display's top left corner
@@ -68,7 +68,7 @@ class SourceLists {
     AVCaptureDevices& devices_;
     Executor& executor_;
     std::int32_t processID_;
-    /// Whether changed devices are waiting to be reloaded, while they are followed.
+    /// Whether a refresh of the devices is pending; null while they are not followed.
     std::shared_ptr<std::atomic<bool>> devicesChanged_;
 };
 

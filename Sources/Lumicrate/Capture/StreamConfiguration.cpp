@@ -8,7 +8,7 @@ namespace lumicrate {
 
 namespace {
 
-/// The largest picture that H.264 recordings have.
+/// The maximum picture size of H.264 recordings.
 constexpr double h264MaxWidth = 4096;
 constexpr double h264MaxHeight = 2304;
 
@@ -16,7 +16,7 @@ AVVideoCodecType codecFor(OutputFormat format) {
     return format == OutputFormat::movHEVC ? AVVideoCodecType::hevc : AVVideoCodecType::h264;
 }
 
-/// The part of the content that is shown; none for all of it.
+/// The captured part of the content; none for all of it.
 std::optional<Rect> sourceRect(const CaptureTarget& target, const std::optional<CaptureSource>& source,
                                const RecordingOptions& options) {
     std::optional<Rect> part;
@@ -40,7 +40,7 @@ double maxLines(VideoQuality quality) {
     return std::numeric_limits<double>::infinity();
 }
 
-/// How much smaller the picture gets, 1 for not at all. Only its height counts for the quality.
+/// The factor by which the picture is scaled down, at most 1. The quality limits only its height.
 double scaleFactor(Size pixels, const RecordingOptions& options) {
     const double scale = std::min(maxLines(options.quality) / pixels.height, 1.0);
     if (codecFor(options.format) != AVVideoCodecType::h264) return scale;
@@ -54,7 +54,7 @@ int wholePixels(double pixels) {
 void setPicture(SCStreamConfiguration& configuration, const CaptureTarget& target,
                 const std::optional<CaptureSource>& source, const RecordingOptions& options) {
     if (isKind(source, CaptureSource::Kind::audioOnly)) {
-        // A stream always has a picture: the smallest there is, as seldom as it goes.
+        // A stream always has a picture: use the smallest one at the lowest rate.
         configuration.width = configuration.height = 2;
         configuration.minimumFrameInterval = CMTime(1, 1);
         return;
@@ -84,7 +84,7 @@ void setSound(SCStreamConfiguration& configuration, const RecordingOptions& opti
     if (connected) configuration.microphoneCaptureDeviceID = options.microphoneID;
 }
 
-/// Bits for each pixel of each frame.
+/// Bits per pixel of each frame.
 double bitsPerPixel(EncodingQuality quality) {
     switch (quality) {
         case EncodingQuality::standard:
@@ -114,12 +114,12 @@ SCStreamConfiguration makeConfiguration(const CaptureTarget& target,
 }
 
 std::int64_t bitRate(int width, int height, const RecordingOptions& options) {
-    constexpr double hevcShare = 0.7;
-    constexpr std::int64_t least = 1'000'000;
+    constexpr double hevcFactor = 0.7;
+    constexpr std::int64_t minBitRate = 1'000'000;
     double factor = bitsPerPixel(options.encodingQuality);
-    if (codecFor(options.format) == AVVideoCodecType::hevc) factor *= hevcShare;
+    if (codecFor(options.format) == AVVideoCodecType::hevc) factor *= hevcFactor;
     const std::int64_t pixelsPerSecond = std::int64_t{width} * height * options.fps;
-    return std::max(static_cast<std::int64_t>(factor * static_cast<double>(pixelsPerSecond)), least);
+    return std::max(static_cast<std::int64_t>(factor * static_cast<double>(pixelsPerSecond)), minBitRate);
 }
 
 MovieFormat movieFormat(OutputFormat format, bool soundAlone) {

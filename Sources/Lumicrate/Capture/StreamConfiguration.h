@@ -1,4 +1,4 @@
-// The settings of a recording's capture stream and of its movie.
+// The configuration of a recording's capture stream, and the bit rate and file format of its movie.
 #pragma once
 
 #include "Lumicrate/Capture/CaptureSource.h"
@@ -15,16 +15,16 @@
 
 namespace lumicrate {
 
-/// `microphones` are those connected now: a chosen one that is not among them gives way to the default one.
+/// `microphones` are the connected ones: if the chosen one is not among them, the default one is used.
 SCStreamConfiguration makeConfiguration(const CaptureTarget& target,
                                         const std::optional<CaptureSource>& source,
                                         const RecordingOptions& options,
                                         const std::vector<CaptureDevice>& microphones);
 
-/// The picture's bits per second, at least a million. Width and height in pixels.
+/// Video bits per second, at least a million. Width and height in pixels.
 std::int64_t bitRate(int width, int height, const RecordingOptions& options);
 
-/// The kind of file that a recording becomes.
+/// The file format of a recording.
 struct MovieFormat {
     AVFileType fileType = AVFileType::mpeg4;
     AVVideoCodecType codec = AVVideoCodecType::h264;
@@ -32,7 +32,7 @@ struct MovieFormat {
     bool operator==(const MovieFormat&) const = default;
 };
 
-/// `soundAlone` has its own kind of file, whatever the format.
+/// A recording of sound alone is an M4A file, whatever `format` is.
 MovieFormat movieFormat(OutputFormat format, bool soundAlone);
 
 }  // namespace lumicrate

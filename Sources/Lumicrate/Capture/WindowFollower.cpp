@@ -17,8 +17,8 @@ constexpr std::chrono::milliseconds interval(120);
 Task<void> followWindow(Executor& executor, const ScreenCaptureKit& capture, FollowedWindow window,
                         WindowFollowing handlers) {
     Rect last = window.frame;
-    // Where the window was when the panels last went with it.
-    Rect accompanied = window.frame;
+    // The frame at the last call of `moved`.
+    Rect reported = window.frame;
     while (true) {
         co_await sleepFor(executor, interval);
         const std::optional<Rect> now = capture.windowBounds(window.windowID);
@@ -28,7 +28,7 @@ Task<void> followWindow(Executor& executor, const ScreenCaptureKit& capture, Fol
         if (part.isEmpty()) continue;
         Task<void> changing = handlers.setSourceRect(part);
         co_await changing;
-        handlers.moved(std::exchange(accompanied, last), last);
+        handlers.moved(std::exchange(reported, last), last);
     }
 }
 

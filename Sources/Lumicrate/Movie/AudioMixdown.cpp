@@ -3,7 +3,8 @@
 #include "Lumicrate/Library/FileNames.h"
 #include "Lumicrate/Library/TemporaryFile.h"
 #include "Lumicrate/Recording/FreeSpaceGuard.h"
-#include "Support/Background.h"
+#include "Support/Log.h"
+#include "Support/LongWork.h"
 
 #include <utility>
 
@@ -14,13 +15,14 @@ AudioMixdown::AudioMixdown(Executor& executor, DispatchQueueFactory makeQueue, c
     : executor_(executor), makeQueue_(std::move(makeQueue)), assets_(assets), files_(files) {}
 
 Task<bool> AudioMixdown::mixIfNeeded(std::filesystem::path url) {
-    const auto tell = [&executor = executor_, shown = std::weak_ptr(progress_)](std::optional<double> part) {
-        executor.post([shown, part] {
-            if (const auto progress = shown.lock()) *progress = part;
+    const auto report = [&executor = executor_,
+                         shared = std::weak_ptr(progress_)](std::optional<double> fraction) {
+        executor.post([shared, fraction] {
+            if (const auto progress = shared.lock()) *progress = fraction;
         });
     };
-    const std::function<bool()> work = [&assets = assets_, &files = files_, url, tell] {
-        return mixIfNeeded(assets, files, url, {tell, {}});
+    const std::function<bool()> work = [&assets = assets_, &files = files_, url, report] {
+        return mixIfNeeded(assets, files, url, {report, {}});
     };
     if (!queue_) queue_ = makeQueue_("Lumicrate.mixdown");
     Task<bool> mixing = inBackground<bool>(executor_, *queue_, work);
@@ -42,7 +44,9 @@ Task<bool> AudioMixdown::mixIfNeeded(std::filesystem::path url) {
 
 bool AudioMixdown::mixIfNeeded(const AVAssets& assets, NSFileManager& files, const std::filesystem::path& url,
                                const LongWork& work) {
-    if (assets.summary(url).audioTracks < 2) return false;
+    const int tracks = assets.summary(url).audioTracks;
+    log(LogArea::movie, "the recording has ", tracks, " audio tracks");
+    if (tracks < 2) return false;
     const FreeSpaceGuard volume(files.volumeCapacity(url));
     if (!volume.hasRoomFor(files.attributes(url).size.value_or(0))) throw NoRoomToMix();
     TemporaryFile mixed(files, url, "mix");

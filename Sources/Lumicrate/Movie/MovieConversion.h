@@ -1,4 +1,4 @@
-// Recordings in another container, their media as it is.
+// Conversion of a recording to an MP4 file without encoding it again.
 #pragma once
 
 #include "Platform/AVAsset.h"
@@ -9,12 +9,12 @@
 
 namespace lumicrate {
 
-/// Copies the movie at `url` into an MPEG-4 file beside it, of the same name with the extension "mp4" (or
-/// what uniqueURL makes of that), and gives its name. The source stays. Throws, leaving no other file.
+/// Copies the movie at `url` to an MPEG-4 file in the same folder and returns that file. Its name has the
+/// extension "mp4" and is made unique by uniqueURL. Throws the platform's error and leaves no new file.
 std::filesystem::path copyAsMP4(const AVAssets& assets, NSFileManager& files,
                                 const std::filesystem::path& url, const LongWork& work);
 
-/// The same, after which the source is deleted.
+/// The same, then deletes the source.
 std::filesystem::path convertToMP4(const AVAssets& assets, NSFileManager& files,
                                    const std::filesystem::path& url, const LongWork& work);
 

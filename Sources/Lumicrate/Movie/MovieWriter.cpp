@@ -1,5 +1,7 @@
 #include "Lumicrate/Movie/MovieWriter.h"
 
+#include "Support/Log.h"
+
 #include <mutex>
 #include <utility>
 
@@ -7,12 +9,12 @@ namespace lumicrate {
 
 namespace {
 
-/// The held last picture comes this much before the end, so that it is still part of the movie.
+/// The last frame is repeated this long before the end, so that it is still part of the movie.
 constexpr CMTime holdBeforeEnd{1, 1000};
-/// Movie files count how long a picture lasts with 32 bits, of which a screen that stands still for half a
-/// day has more.
-constexpr CMTime longestFrame{3600, 1};
-/// A picture this young need not be held.
+/// A movie file stores the duration of a frame in 32 bits, which a screen that is still for half a day
+/// exceeds. So the frame is repeated after this time.
+constexpr CMTime maxFrameDuration{3600, 1};
+/// A frame younger than this is not repeated at the end.
 constexpr CMTime holdAfterFrame{1, 30};
 
 AVVideoOutputSettings videoSettings(const MovieWriter::Settings& settings) {
@@ -43,13 +45,13 @@ std::exception_ptr failed(MovieWriterError::Case which) {
     return std::make_exception_ptr(MovieWriterError(which));
 }
 
-/// Why a writer failed, as far as it says.
+/// The writer's error, or an unspecific one.
 std::exception_ptr errorOf(const AVAssetWriter& writer) {
     const std::exception_ptr error = writer.error();
     return error ? error : failed(MovieWriterError::unknown);
 }
 
-/// The same sample `shift` earlier. Its duration stays; a decoding time that is not known stays unknown.
+/// The same sample, earlier by `shift`. Keeps the duration; an invalid decoding time stays invalid.
 CMSampleBuffer shiftedBack(const CMSampleBuffer& sample, CMTime shift) {
     CMSampleTimingInfo timing = sample.timing;
     timing.presentationTimeStamp = timing.presentationTimeStamp - shift;
@@ -63,8 +65,8 @@ bool isCompleteFrame(const CMSampleBuffer& sample) {
 
 }  // namespace
 
-/// The one call that a finish owes, wherever it comes from. It outlives the movie writer where the platform's
-/// completion does.
+/// Calls the completion of finish() exactly once, whichever party reports first. May outlive the movie writer
+/// in the platform's completion.
 class MovieWriter::Finishing {
  public:
     using Completion = std::function<void(std::exception_ptr)>;
@@ -75,7 +77,7 @@ class MovieWriter::Finishing {
         if (const Completion completion = take()) completion(error);
     }
 
-    /// With what became of the file. The writer need not exist any more once the call has been made.
+    /// Resolves with the status of `writer`, unless already resolved; then `writer` may be gone.
     void resolveWithOutcome(const AVAssetWriter& writer) {
         std::unique_lock lock(mutex_);
         if (!completion_) return;
@@ -96,6 +98,29 @@ class MovieWriter::Finishing {
     Completion completion_;
 };
 
+void PauseTimeline::pause(CMTime at) {
+    if (!pausedAt_) pausedAt_ = at;
+}
+
+void PauseTimeline::resume(CMTime at) {
+    if (!pausedAt_) return;
+    pauses_.push_back({*pausedAt_, at});
+    pausedAt_.reset();
+}
+
+std::optional<CMTime> PauseTimeline::offset(CMTime time) const {
+    if (pausedAt_ && time >= *pausedAt_) return std::nullopt;
+    CMTime sum = CMTime::zero();
+    for (const Pause& pause : pauses_) {
+        if (time >= pause.end) {
+            sum = sum + (pause.end - pause.start);
+        } else if (time >= pause.start) {
+            return std::nullopt;
+        }
+    }
+    return sum;
+}
+
 MovieWriter::MovieWriter(const Settings& settings, const Services& services,
                          InterruptionHandler onInterruption)
     : clock_(services.clock),
@@ -113,7 +138,7 @@ MovieWriter::MovieWriter(const Settings& settings, const Services& services,
 
 MovieWriter::~MovieWriter() {
     queue_.reset();
-    // A file that is being completed may still report while its writer goes away.
+    // May still report the completion of the file.
     writer_.reset();
     if (finishing_) finishing_->resolve(failed(MovieWriterError::unknown));
 }
@@ -161,7 +186,7 @@ void MovieWriter::didOutputSampleBuffer(const CMSampleBuffer& sample, SCStreamOu
     if (!accepted) refusedFrames_.fetch_add(1, std::memory_order_relaxed);
 }
 
-/// Whether what comes now can still get into the movie. Notices a writer that has failed by itself.
+/// Whether samples can still be written. Detects a writer that has failed by itself.
 bool MovieWriter::isWriting() {
     if (failure_ || interrupted_) return false;
     const AVAssetWriterStatus status = writer_->status();
@@ -174,22 +199,24 @@ void MovieWriter::fail() {
     interrupt(failure_);
 }
 
-/// Any thread; only the first reason is told.
+/// Any thread. Only the first reason is reported.
 void MovieWriter::interrupt(const std::exception_ptr& reason) {
     if (interrupted_.exchange(true)) return;
+    log(LogArea::movie, "writing was interrupted: ", localizedDescription(reason));
     if (onInterruption_) onInterruption_(reason);
 }
 
-/// False while the movie has not begun and this kind of sample is not what begins it.
+/// Starts the movie with this sample. False if the movie has to wait for a frame of the screen.
 bool MovieWriter::startSession(SCStreamOutputType type, CMTime at) {
     if (sessionStarted_) return true;
     if (video_.input && type != SCStreamOutputType::screen) return false;
     writer_->startSessionAtSourceTime(at);
     sessionStarted_ = true;
+    log(LogArea::movie, "the first sample arrived");
     return true;
 }
 
-/// False when the track is too busy to take the sample; one out of order is none of its business.
+/// False if the track is too busy. A sample that is out of order is dropped, which is not the track's fault.
 bool MovieWriter::append(const CMSampleBuffer& sample, Track& track) {
     const CMTime pts = sample.presentationTimeStamp();
     if (track.lastPTS.isValid() && pts <= track.lastPTS) return true;
@@ -213,16 +240,16 @@ void MovieWriter::resume() {
 void MovieWriter::keepUp() {
     queue_->async([this, now = clock_.time()] {
         if (!sessionStarted_ || !isWriting()) return;
-        offerRefusedFrame();
+        retryRefusedFrame();
         const std::optional<CMTime> offset = pauses_.offset(now);
         if (!offset) return;
-        showLastFrameAgain(now - *offset, longestFrame);
+        repeatLastFrame(now - *offset, maxFrameDuration);
         writer_->extendSession(now - *offset);
     });
 }
 
-/// A screen that came to rest just when the encoder was busy delivers no other frame.
-void MovieWriter::offerRefusedFrame() {
+/// If the encoder was busy just when the screen became still, no other frame arrives: retry the refused one.
+void MovieWriter::retryRefusedFrame() {
     if (!lastFrameRefused_ || !append(*lastVideoFrame_, video_)) return;
     lastFrameRefused_ = false;
     refusedFrames_.fetch_sub(1, std::memory_order_relaxed);
@@ -253,34 +280,33 @@ void MovieWriter::finishNow(const std::shared_ptr<Finishing>& finishing) {
     writer_->finishWriting([finishing, writer = writer_.get()] { finishing->resolveWithOutcome(*writer); });
 }
 
-/// A screen that stood still at the end is to be seen until the end, and sound ends with the picture.
+/// Shows a still screen until the end, and ends sound and video together.
 void MovieWriter::endMovie() {
     const CMTime end = pauses_.pausedAt().value_or(clock_.time());
     const CMTime held = end - holdBeforeEnd;
     std::optional<CMTime> offset = pauses_.offset(held);
-    if (offset) showLastFrameAgain(held - *offset, holdAfterFrame);
-    // Right after a pause the held picture would lie in it.
+    if (offset) repeatLastFrame(held - *offset, holdAfterFrame);
+    // Right after a pause, the repeated frame would be inside the pause.
     if (!offset) offset = pauses_.offset(end);
     if (offset) writer_->endSessionAtSourceTime(end - *offset);
 }
 
-/// Unless it is younger than `age`.
-void MovieWriter::showLastFrameAgain(CMTime at, CMTime age) {
+/// No effect if the last frame is younger than `age`.
+void MovieWriter::repeatLastFrame(CMTime at, CMTime age) {
     if (!lastVideoFrame_ || !video_.input) return;
     const CMTime last = lastVideoFrame_->presentationTimeStamp();
     if (at <= last + age) return;
-    const CMSampleBuffer again = shiftedBack(*lastVideoFrame_, last - at);
-    if (append(again, video_)) lastVideoFrame_ = again;
+    const CMSampleBuffer repeated = shiftedBack(*lastVideoFrame_, last - at);
+    if (append(repeated, video_)) lastVideoFrame_ = repeated;
 }
 
-/// Leaves no file behind; says why.
+/// Deletes the file and returns the error that spoilt the recording.
 std::exception_ptr MovieWriter::discard() {
     if (writer_->status() == AVAssetWriterStatus::writing) writer_->cancelWriting();
     try {
         files_.removeItem(writer_->outputURL());
     } catch (const LocalizedError&) {
-        // Mostly the writer has deleted it already; and the error that spoilt the recording is the one to
-        // tell.
+        // The writer has usually deleted it already, and the first error is more important.
     }
     if (failure_) return failure_;
     if (std::exception_ptr error = writer_->error()) return error;

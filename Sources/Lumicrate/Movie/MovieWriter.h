@@ -1,17 +1,16 @@
 // MovieWriter: turns the live samples of one recording into one movie file.
 //
-// It stands between a capture stream and an asset writer and adds what the asset writer leaves to its user:
-// the movie starts with the first usable frame, paused stretches vanish from its timeline, samples that are
-// incomplete, late or out of order never reach it, and the last picture lasts until the recording ends.
+// It receives the samples of a capture stream and passes them to an asset writer. The movie starts with the
+// first complete frame, pauses are cut out of its timeline, samples that are incomplete, late or out of order
+// are dropped, and the last frame is shown until the recording ends.
 #pragma once
 
-#include "Lumicrate/Movie/MovieWriterError.h"
-#include "Lumicrate/Movie/PauseTimeline.h"
-#include "Lumicrate/Recording/MicrophoneMeter.h"
+#include "Lumicrate/Movie/MicrophoneMeter.h"
 #include "Platform/AVAssetWriter.h"
 #include "Platform/NSFileManager.h"
 #include "Platform/ScreenCaptureKit.h"
 #include "Support/DispatchQueue.h"
+#include "Support/Error.h"
 #include "Support/MediaTime.h"
 
 #include <atomic>
@@ -21,11 +20,67 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <vector>
 
 namespace lumicrate {
 
-/// Writes one recording. All its state lives on its serial queue; nothing on it waits, so a busy encoder
-/// costs samples and never time.
+class MovieWriterError final : public LocalizedError {
+ public:
+    enum Case {
+        noFrames,        ///< nothing was captured that could have been written
+        cannotAddInput,  ///< the file cannot hold a track of the wanted form
+        unknown,         ///< the writer failed without saying why
+    };
+
+    explicit MovieWriterError(Case which) : LocalizedError(description(which)), which_(which) {}
+    Case which() const { return which_; }
+
+ private:
+    static std::string description(Case which) {
+        switch (which) {
+            case noFrames:
+                return localized("No video frames were captured.");
+            case cannotAddInput:
+                return localized("The movie file couldn't be set up for this format.");
+            case unknown:
+                break;
+        }
+        return localized("The movie file couldn't be written.");
+    }
+
+    Case which_;
+};
+
+/// The pauses of a recording, which are cut out of its movie. Times are those of the samples. Exact; one
+/// thread.
+///
+/// For example, after pause(10 s) and resume(15 s), offset(8 s) is 0 s, offset(12 s) is none, and offset(20
+/// s) is 5 s: a sample captured at 20 s is shown at 15 s.
+class PauseTimeline {
+ public:
+    /// Begins a pause; ignored while one is in progress.
+    void pause(CMTime at);
+    /// Ends the pause in progress; ignored without one.
+    void resume(CMTime at);
+
+    /// The start of the pause in progress.
+    const std::optional<CMTime>& pausedAt() const { return pausedAt_; }
+    /// How much earlier a sample of that time is shown than it was captured: the total length of the pauses
+    /// that ended by then. None for a time inside a pause, from its start up to but not including its end.
+    std::optional<CMTime> offset(CMTime time) const;
+
+ private:
+    struct Pause {
+        CMTime start;
+        CMTime end;
+    };
+
+    std::vector<Pause> pauses_;
+    std::optional<CMTime> pausedAt_;
+};
+
+/// Writes one recording. All its state is confined to its serial queue. Nothing on the queue blocks: samples
+/// that arrive while the encoder is busy are dropped.
 class MovieWriter final : public SCStreamOutput {
  public:
     struct Settings {
@@ -35,58 +90,59 @@ class MovieWriter final : public SCStreamOutput {
         int width = 0;  ///< pixels
         int height = 0;
         int fps = 30;
-        int bitRate = 0;  ///< of the picture, bits per second
+        int bitRate = 0;  ///< of the video, bits per second
         bool systemAudio = false;
         bool microphone = false;
         bool video = true;  ///< false for a recording of sound alone
     };
 
-    /// What it is made with. Clock and files must outlive the writer.
+    /// Clock and files must outlive the writer.
     struct Services {
         AVAssetWriterFactory makeAssetWriter;
-        const CMClock& clock;  ///< the one that samples are stamped with
+        const CMClock& clock;  ///< the clock of the sample times
         DispatchQueueFactory makeQueue;
         NSFileManager& files;
     };
 
-    /// Told why the movie cannot go on; on any thread.
+    /// Receives the reason why the movie cannot be continued; any thread.
     using InterruptionHandler = std::function<void(std::exception_ptr)>;
 
     /// Opens the file with a track for each kind of media. `onInterruption` is called when nothing more can
-    /// be written: the movie then is as long as it will get, and to be finished. It must not end the writer,
-    /// and may be called during construction. Throws PlatformError when the file cannot be created and
-    /// MovieWriterError when it cannot be set up.
+    /// be written; the movie should then be finished. It must not destroy the writer, and may be called
+    /// during construction. Throws PlatformError if the file cannot be created and MovieWriterError if it
+    /// cannot be set up.
     MovieWriter(const Settings& settings, const Services& services, InterruptionHandler onInterruption = {});
-    /// Runs what the queue still holds. Not on the queue; the stream must have stopped delivering. A finish
-    /// whose outcome is still out then completes as failed.
+    /// Runs the pending work of the queue. Must not be called on the queue; the stream must have stopped. A
+    /// pending finish completes as failed.
     ~MovieWriter() override;
     MovieWriter(const MovieWriter&) = delete;
     MovieWriter& operator=(const MovieWriter&) = delete;
 
-    /// Where samples of all kinds are to be delivered.
+    /// The queue to deliver all samples on.
     DispatchQueue& queue() { return *queue_; }
     void didOutputSampleBuffer(const CMSampleBuffer& sample, SCStreamOutputType type) override;
 
-    /// Leaves out what is captured from the moment of the call on. Any thread; no effect while paused.
+    /// Cuts out what is captured after the call. Any thread; no effect while paused.
     void pause();
-    /// Goes on with what is captured from the moment of the call on. Any thread; no effect unless paused.
+    /// Continues with what is captured after the call. Any thread; no effect unless paused.
     void resume();
-    /// While muted the microphone's track goes on in silence. Any thread.
+    /// While muted, the microphone track contains silence. Any thread.
     void setMicrophoneMuted(bool muted);
-    /// The recording has come to this instant, though the screen may stand still: should the program end
-    /// without finishing, the movie lasts until here. A last frame that found the encoder busy is offered
-    /// again. Nothing while paused. Any thread.
+    /// Call this regularly, because a still screen delivers no frames. Extends the movie to the present, so
+    /// that it is complete up to here if the program crashes, and retries a last frame that the busy encoder
+    /// refused. No effect while paused. Any thread.
     void keepUp();
-    /// Where microphone levels go: 0 … 1, at most about fifteen a second, called on the queue. Only before
-    /// capture starts.
+    /// `sink` receives microphone levels, 0 … 1, at most about fifteen per second, on the queue. Call this
+    /// before capture starts.
     void setOnMicrophoneLevel(std::function<void(float)> sink);
 
-    /// Ends the movie at this instant, or where a pause in progress began. `completion` is called exactly
-    /// once, on any thread, with the error that spoilt the recording, whose file then is deleted, or with
-    /// none. Any thread, at most once.
+    /// Ends the movie now, or at the start of a pause in progress. `completion` is called exactly once, on
+    /// any thread: with null if the movie was saved, or with the error, after which the file is deleted. Any
+    /// thread, at most once.
     void finish(std::function<void(std::exception_ptr)> completion);
 
-    /// How many complete frames came while the encoder was busy and are missing from the movie. Any thread.
+    /// The number of complete frames that are missing from the movie because the encoder was busy. Any
+    /// thread.
     std::uint64_t refusedFrames() const { return refusedFrames_.load(std::memory_order_relaxed); }
 
  private:
@@ -103,10 +159,10 @@ class MovieWriter final : public SCStreamOutput {
     void interrupt(const std::exception_ptr& reason);
     bool startSession(SCStreamOutputType type, CMTime at);
     bool append(const CMSampleBuffer& sample, Track& track);
-    void offerRefusedFrame();
+    void retryRefusedFrame();
     void finishNow(const std::shared_ptr<Finishing>& finishing);
     void endMovie();
-    void showLastFrameAgain(CMTime at, CMTime age);
+    void repeatLastFrame(CMTime at, CMTime age);
     std::exception_ptr discard();
 
     const CMClock& clock_;
@@ -125,7 +181,7 @@ class MovieWriter final : public SCStreamOutput {
     MicrophoneMeter meter_;
     std::atomic<std::uint64_t> refusedFrames_ = 0;
     std::shared_ptr<Finishing> finishing_;
-    // Last, so that it runs dry before anything its work uses goes away.
+    // Destroyed first: its pending work uses everything above.
     std::unique_ptr<DispatchQueue> queue_;
 };
 

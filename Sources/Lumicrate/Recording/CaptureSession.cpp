@@ -57,7 +57,7 @@ Task<void> CaptureSession::finish() {
     if (error) std::rethrow_exception(error);
 }
 
-/// How any thread calls a handler: on the main thread, and not once the session is gone.
+/// Calls a handler from any thread: on the main thread, unless the session is gone by then.
 std::function<void(CaptureSession::Report)> CaptureSession::reporter() const {
     return [&executor = executor_, weak = std::weak_ptr(self_)](Report report) {
         executor.post([weak, report = std::move(report)] {

@@ -14,19 +14,19 @@
 
 namespace lumicrate {
 
-/// Made, started, stopped and finished once, in this order. Destroying it ends capture at any point; nothing
-/// that arrives later reaches anybody. Main thread only.
+/// Call order: constructor, start, stop, finish, each once. Destroying the session at any point ends capture;
+/// later events are ignored. Main thread only.
 class CaptureSession final : private SCStreamDelegate {
  public:
-    /// All are called on the main thread and only while the session lives.
+    /// Called on the main thread, and only while the session exists.
     struct Handlers {
         /// The stream ended by itself.
         std::function<void(const std::exception_ptr& error)> onStopped;
-        /// Capture goes on, but the user is to be told something at the end.
+        /// Capture continues, but the user should be told this sentence at the end.
         std::function<void(const std::string& sentence)> onNotice;
-        /// The movie cannot go on; it is to be finished.
+        /// The movie cannot be continued and should be finished.
         std::function<void(const std::exception_ptr& reason)> onInterruption;
-        /// 0 … 1; empty when nobody wants to know.
+        /// 0 … 1. Optional.
         std::function<void(float level)> onMicrophoneLevel;
     };
 
@@ -40,20 +40,20 @@ class CaptureSession final : private SCStreamDelegate {
 
     /// Throws the platform's error.
     Task<void> start();
-    /// Shows another part of the content, points, in pictures of the same size. What the stream has against
-    /// it changes nothing.
+    /// Captures another part of the content, in points, into frames of the same size. If the stream refuses,
+    /// nothing changes.
     Task<void> setSourceRect(Rect sourceRect);
-    /// Capture has ended afterwards, also when the stream says that it could not be stopped.
+    /// Ends capture. Errors of the stream are ignored.
     Task<void> stop();
     /// Completes the movie. Throws the error that spoilt it.
     Task<void> finish();
 
     void pause() { writer_.pause(); }
     void resume() { writer_.resume(); }
-    /// The movie lasts until now at least, also when nothing moves.
+    /// Extends the movie to the present even if no new frame arrives.
     void keepUp() { writer_.keepUp(); }
     void setMicrophoneMuted(bool muted) { writer_.setMicrophoneMuted(muted); }
-    /// Pictures that came while the encoder was busy and are missing from the movie.
+    /// Frames that are missing from the movie because the encoder was busy.
     std::uint64_t refusedFrames() const { return writer_.refusedFrames(); }
 
  private:
@@ -65,10 +65,10 @@ class CaptureSession final : private SCStreamDelegate {
     SCStreamConfiguration configuration_;
     Executor& executor_;
     Handlers handlers_;
-    // What other threads post finds the session through this, or finds it gone.
+    // Work posted by other threads holds this weakly.
     std::shared_ptr<CaptureSession*> self_;
     MovieWriter writer_;
-    // After the writer, to which it delivers.
+    // Destroyed before the writer, to which it delivers.
     std::unique_ptr<SCStream> stream_;
 };
 

@@ -1,4 +1,4 @@
-// FreeSpaceGuard: keeps a recording from running into the end of the disk.
+// FreeSpaceGuard: ends a recording before the disk is full.
 #pragma once
 
 #include "Platform/NSFileManager.h"
@@ -8,22 +8,23 @@
 
 namespace lumicrate {
 
-/// A movie whose disk fills up may not find the room for its own index, and a full disk harms everybody else
-/// on it. So a recording ends while a floor of space is still free: a hundredth of the volume, but at least
-/// 8 MiB and at most 256 MiB. A volume that does not tell its size sets no limit. Pure.
+/// On a full disk a movie may not find room for its own index, and other programs fail too. So a recording
+/// ends while a reserve is still free: a hundredth of the volume, but at least 8 MiB and at most 256 MiB. For
+/// example, the reserve of a 10 GiB volume is 102 MiB. There is no limit if the size of the volume is
+/// unknown. Pure.
 class FreeSpaceGuard {
  public:
     explicit FreeSpaceGuard(const std::optional<NSVolumeCapacity>& volume) : volume_(volume) {}
 
-    /// Throws RecorderError unless twice the floor is free, so that a recording does not end just after it
-    /// has begun.
+    /// Throws RecorderError unless twice the reserve is free, so that a recording does not end right after
+    /// its start.
     void requireRoomToStart() const;
     bool hasRoomToGoOn() const { return hasRoomFor(0); }
-    /// Whether a file of so many bytes leaves the floor free.
+    /// Whether a new file of that size leaves the reserve free.
     bool hasRoomFor(std::uintmax_t bytes) const;
 
  private:
-    std::uintmax_t floor() const;
+    std::uintmax_t reserve() const;
 
     std::optional<NSVolumeCapacity> volume_;
 };

@@ -1,4 +1,4 @@
-// Enumerations with a text for each case: the text is what preferences hold.
+// RawValues: the text of each case of an enumeration, as preferences store it.
 #pragma once
 
 #include <array>
@@ -8,8 +8,8 @@
 
 namespace lumicrate {
 
-/// Specialised for each such enumeration with `static constexpr std::array names`: the texts in the order of
-/// the cases, whose values count from 0.
+/// Specialise it with `static constexpr std::array names`: the texts in the order of the cases, whose values
+/// count from 0.
 template <class Enumeration>
 struct RawValues;
 
@@ -18,7 +18,7 @@ constexpr std::string_view rawValue(Enumeration value) {
     return RawValues<Enumeration>::names[static_cast<std::size_t>(value)];
 }
 
-/// The case with exactly this text, or none.
+/// The case with exactly this text.
 template <class Enumeration>
 constexpr std::optional<Enumeration> fromRawValue(std::string_view text) {
     const auto& names = RawValues<Enumeration>::names;
@@ -28,7 +28,7 @@ constexpr std::optional<Enumeration> fromRawValue(std::string_view text) {
     return std::nullopt;
 }
 
-/// All cases in their order, which is also that of pickers.
+/// All cases in their order, which pickers use too.
 template <class Enumeration>
 constexpr auto allCases() {
     std::array<Enumeration, RawValues<Enumeration>::names.size()> cases{};

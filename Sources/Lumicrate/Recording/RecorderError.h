@@ -1,4 +1,4 @@
-// What can go wrong before a recording, beyond the platform's own errors.
+// RecorderError: the errors before a recording, except those of the platform.
 #pragma once
 
 #include "Support/Error.h"
@@ -11,12 +11,12 @@ namespace lumicrate {
 class RecorderError final : public LocalizedError {
  public:
     enum Case {
-        microphoneDenied,    ///< the user does not let the application hear
-        noDisplay,           ///< there is nothing to record a picture of
+        microphoneDenied,    ///< access to the microphone is not allowed
+        noDisplay,           ///< no display can be captured
         windowGone,          ///< the chosen window has been closed
-        noAudioSource,       ///< a recording of sound alone, without any sound
-        noScreenAccess,      ///< no display server answers, or it does not let the application see
-        tooLittleFreeSpace,  ///< the recording would soon fill the disk
+        noAudioSource,       ///< sound alone, but neither microphone nor system audio
+        noScreenAccess,      ///< no display server answers, or it does not allow capture
+        tooLittleFreeSpace,  ///< the disk would soon be full
     };
 
     /// `freeBytes` is for tooLittleFreeSpace.

@@ -7,10 +7,10 @@ namespace lumicrate {
 
 namespace {
 
-constexpr double smallestWebcam = 100;
-constexpr double largestWebcam = 480;
+constexpr double minWebcamWidth = 100;
+constexpr double maxWebcamWidth = 480;
 
-/// The bubble once came in three sizes; whoever chose one keeps it until a width is set.
+/// Old versions stored one of three sizes instead of a width. It remains the fallback.
 double registeredWebcamWidth(const NSUserDefaults& defaults) {
     const std::string size = defaults.stringForKey("webcamSize").value_or("");
     if (size == "small") return 140;
@@ -35,8 +35,8 @@ int readFps(const NSUserDefaults& defaults, int fallback) {
 
 double readWebcamWidth(const NSUserDefaults& defaults) {
     const double stored = defaults.doubleForKey(preference::webcamWidth);
-    if (stored > largestWebcam) return largestWebcam;
-    return stored >= smallestWebcam ? stored : smallestWebcam;
+    if (stored > maxWebcamWidth) return maxWebcamWidth;
+    return stored >= minWebcamWidth ? stored : minWebcamWidth;
 }
 
 std::optional<Rect> readArea(const NSUserDefaults& defaults) {

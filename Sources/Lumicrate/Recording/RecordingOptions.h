@@ -1,4 +1,4 @@
-// RecordingOptions: the user's choices for one recording, and the preferences that they are read from.
+// RecordingOptions: the options of one recording, and the preferences that they are read from.
 #pragma once
 
 #include "Lumicrate/Recording/RawValues.h"
@@ -12,12 +12,12 @@
 
 namespace lumicrate {
 
-/// What the main record action records.
+/// What the record button records.
 enum class CaptureMode { window, area, screen, webcam, audio };
 enum class OutputFormat { mp4H264, movHEVC };
-/// The picture's size: as it is, or at most that many lines.
+/// The size of the picture: unscaled, or at most that many lines.
 enum class VideoQuality { native, p1080, p720 };
-/// How many bits the picture may take.
+/// The bits per pixel of the video.
 enum class EncodingQuality { standard, high, maximum };
 enum class WebcamShape { circle, rounded, rectangle };
 enum class WebcamBorder { none, thin, medium, thick };
@@ -75,7 +75,7 @@ inline constexpr std::string_view webcamMicLevel = "webcamMicLevel";
 inline constexpr std::string_view checkForUpdates = "checkForUpdates";
 }  // namespace preference
 
-/// An immutable snapshot of the user's choices. A default-made one has the values of a fresh store.
+/// A snapshot of the preferences. A default-constructed one has the values of an empty store.
 struct RecordingOptions {
     bool captureSystemAudio = true;
     bool captureMicrophone = false;
@@ -84,7 +84,7 @@ struct RecordingOptions {
     int fps = 30;  ///< 15, 24, 30 or 60
     OutputFormat format = OutputFormat::mp4H264;
     bool showCursor = true;
-    bool hideSelf = true;  ///< keep this application's own windows out of the picture
+    bool hideSelf = true;  ///< exclude this application's own windows
     EncodingQuality encodingQuality = EncodingQuality::high;
     bool countdown = true;
     bool highlightClicks = false;
@@ -101,9 +101,9 @@ struct RecordingOptions {
 
     bool operator==(const RecordingOptions&) const = default;
 
-    /// Registers the fallback of every preference key. Once, before anything is read.
+    /// Registers the fallback of every preference key. Call it once, before reading anything.
     static void registerDefaults(NSUserDefaults& defaults);
-    /// A fresh snapshot. A stored value that cannot be understood gives the key's fixed fallback.
+    /// The current values. A stored value that is not valid gives the fallback of its key.
     static RecordingOptions current(const NSUserDefaults& defaults);
 };
 

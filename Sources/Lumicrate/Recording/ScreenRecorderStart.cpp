@@ -1,13 +1,10 @@
-// The way from a chosen source to running capture.
-#include "Lumicrate/Capture/ScreenLookup.h"
+// The way from the record command to running capture.
 #include "Lumicrate/Capture/StreamConfiguration.h"
 #include "Lumicrate/Overlays/CountdownController.h"
 #include "Lumicrate/Recording/RecorderError.h"
 #include "Lumicrate/Recording/ScreenRecorder.h"
 
-#include <algorithm>
 #include <chrono>
-#include <limits>
 #include <utility>
 
 namespace lumicrate {
@@ -17,10 +14,94 @@ using namespace std::chrono_literals;
 namespace {
 
 constexpr int countdownSeconds = 3;
-/// Lets choosers and countdown vanish from the screen before it is captured.
+/// Time for choosers and countdown to vanish from the screen before it is captured.
 constexpr auto settlingTime = 100ms;
 
+/// What can be captured. Sound alone can be recorded even if no display server answers.
+Task<SCShareableContent> fetchContent(const ScreenCaptureKit& capture, Executor& executor, bool soundAlone) {
+    SCShareableContent content;
+    try {
+        content = co_await fetchShareableContent(capture, executor);
+    } catch (...) {
+        if (!soundAlone) throw;
+    }
+    co_return content;
+}
+
 }  // namespace
+
+void ScreenRecorder::record(CaptureMode mode) {
+    if (!isAtRest()) return;
+    pickingMode = mode;
+    const auto underPointer = displayUnderPointer(services_.screens);
+    begin(chooseAndStart(mode, underPointer.value_or(services_.capture.CGMainDisplayID())));
+}
+
+void ScreenRecorder::recordAudioNow() {
+    if (!isAtRest()) return;
+    pickingMode = CaptureMode::audio;
+    source = CaptureSource::audioOnly();
+    begin(startSequence());
+}
+
+void ScreenRecorder::start(bool usingSavedArea) {
+    if (!isAtRest()) return;
+    if (!*source) {
+        const bool hasArea = usingSavedArea && options().areaRect;
+        source = hasArea ? CaptureSource::area(mainDisplayID()) : CaptureSource::display(mainDisplayID());
+    }
+    begin(startSequence());
+}
+
+void ScreenRecorder::begin(Task<void> steps) {
+    errorMessage = std::nullopt;
+    notices = std::vector<std::string>();
+    pendingNotices_.clear();
+    startGivenUp_ = false;
+    starting_ = RunningTask(services_.executor, std::move(steps));
+}
+
+// Choosing
+
+Task<void> ScreenRecorder::chooseAndStart(CaptureMode mode, std::uint32_t displayID) {
+    bool chosen = false;
+    try {
+        chosen = co_await choose(mode, displayID);
+    } catch (...) {
+        errorMessage = localizedDescription(std::current_exception());
+    }
+    if (chosen) {
+        co_await startSequence();
+    } else {
+        returnToIdle();
+    }
+}
+
+/// Sets `source`. False if the user cancelled, or if the mode is started elsewhere. Windows are picked on the
+/// display `displayID`, areas on the display of the last recording.
+Task<bool> ScreenRecorder::choose(CaptureMode mode, std::uint32_t displayID) {
+    if (mode == CaptureMode::audio || mode == CaptureMode::webcam) {
+        AudioWindowShowing* const audioWindow = services_.overlays.audioWindow;
+        if (mode == CaptureMode::audio && audioWindow) audioWindow->show();
+        co_return false;
+    }
+    const auto lastDisplay = *source ? (*source)->displayID() : std::nullopt;
+    if (mode == CaptureMode::area) displayID = lastDisplay.value_or(mainDisplayID());
+    const std::optional<Rect> savedArea = options().areaRect;
+    state = State::selectingArea;
+    Task<std::optional<SourceChooser::Choice>> choosing = chooser_.choose(mode, displayID, savedArea);
+    const std::optional<SourceChooser::Choice> choice = co_await choosing;
+    state = State::idle;
+    if (!choice) co_return false;
+    if (choice->area) {
+        services_.defaults.set(preference::areaRect, stringFromRect(*choice->area));
+        if (optionsOverride_) optionsOverride_->areaRect = choice->area;
+    }
+    source = choice->source;
+    co_return true;
+}
+
+// Starting
 
 Task<void> ScreenRecorder::startSequence() {
     bool begun = false;
@@ -32,14 +113,14 @@ Task<void> ScreenRecorder::startSequence() {
     if (!begun) giveUpStart();
 }
 
-/// False when the user gave up.
+/// False if the user cancelled.
 Task<bool> ScreenRecorder::runStartSequence() {
     const RecordingOptions chosen = options();
     if (!soundAlone()) {
         hasScreenAccess = services_.capture.CGPreflightScreenCaptureAccess();
         if (!*hasScreenAccess) throw RecorderError(RecorderError::noScreenAccess);
     }
-    // Before the countdown: nobody is to wait for a recording that will not come.
+    // Before the countdown: do not count down to an error.
     freeSpace().requireRoomToStart();
     if (chosen.countdown) {
         state = State::countingDown;
@@ -54,7 +135,7 @@ Task<bool> ScreenRecorder::runStartSequence() {
     co_await beginning;
     if (startGivenUp_) co_return false;
     beginSession();
-    // Asked for by somebody who was just being told that it begins.
+    // An observer of the state requested the stop just before the recording began.
     if (startGivenUp_) requestStop();
     co_return true;
 }
@@ -62,7 +143,7 @@ Task<bool> ScreenRecorder::runStartSequence() {
 Task<bool> ScreenRecorder::countDown(std::optional<NSScreen> screen) {
     countdownHasPanel_ = services_.overlays.countdown != nullptr && !soundAlone();
     Task<bool> counting = countdownHasPanel_ ? services_.overlays.countdown->run(countdownSeconds, screen)
-                                             : inWindowCountdown_.run(countdownSeconds);
+                                             : parts_->inWindowCountdown.run(countdownSeconds);
     co_return co_await counting;
 }
 
@@ -70,85 +151,11 @@ void ScreenRecorder::cancelCountdown() {
     if (countdownHasPanel_) {
         services_.overlays.countdown->finish(false);
     } else {
-        inWindowCountdown_.cancel();
+        parts_->inWindowCountdown.cancel();
     }
 }
 
-Task<void> ScreenRecorder::beginCapture(RecordingOptions options) {
-    if (soundAlone() && !options.captureSystemAudio && !options.captureMicrophone) {
-        throw RecorderError(RecorderError::noAudioSource);
-    }
-    if (options.captureMicrophone) refreshDevices();
-    recordsMicrophone = options.captureMicrophone;
-    // Before the windows are listed, so that the filter finds the overlays among them.
-    if (!soundAlone()) chrome_.show(options, place(options));
-    Task<CaptureTarget> making = makeTarget(options);
-    const CaptureTarget target = co_await making;
-    session_ = makeSession(options, target);
-    if (target.windowDisplayID) {
-        const SCWindow& window = target.filter.windows.front();
-        followed_ = FollowedWindow{window.windowID, *target.windowDisplayID, window.frame};
-    }
-    co_await session_->start();
-}
-
-Task<CaptureTarget> ScreenRecorder::makeTarget(RecordingOptions options) {
-    SCShareableContent content;
-    try {
-        content = co_await fetchShareableContent(services_.capture, services_.executor);
-    } catch (...) {
-        if (!soundAlone()) throw;
-    }
-    // Sound can be recorded where there is nothing to see.
-    if (soundAlone() && content.displays.empty()) co_return CaptureTarget{};
-    FilterRequest request;
-    request.source = *source;
-    request.hideSelf = options.hideSelf;
-    request.overlays = chrome_.windows();
-    request.processID = services_.process.processIdentifier();
-    request.mainDisplayID = mainDisplayID();
-    co_return makeFilter(content, request);
-}
-
-std::unique_ptr<CaptureSession> ScreenRecorder::makeSession(const RecordingOptions& options,
-                                                            const CaptureTarget& target) {
-    const SCStreamConfiguration configuration = makeConfiguration(target, *source, options, *microphones);
-    const MovieFormat format = movieFormat(options.format, soundAlone());
-    chooseOutput(format.fileExtension);
-
-    MovieWriter::Settings settings;
-    settings.url = output_->file.url();
-    settings.fileType = format.fileType;
-    settings.codec = format.codec;
-    settings.width = configuration.width;
-    settings.height = configuration.height;
-    settings.fps = options.fps;
-    settings.bitRate = static_cast<int>(std::min<std::int64_t>(
-        bitRate(configuration.width, configuration.height, options), std::numeric_limits<int>::max()));
-    settings.systemAudio = options.captureSystemAudio;
-    settings.microphone = options.captureMicrophone;
-    settings.video = !soundAlone();
-
-    CaptureSession::Handlers handlers;
-    handlers.onStopped = [this](const std::exception_ptr& error) { streamStopped(error); };
-    handlers.onInterruption = [this](const std::exception_ptr& reason) {
-        interrupt(localizedDescription(reason));
-    };
-    handlers.onNotice = [this](const std::string& sentence) { notice(sentence); };
-    if (services_.defaults.boolForKey(preference::webcamMicLevel)) {
-        handlers.onMicrophoneLevel = [this](float level) { microphoneLevelChanged(level); };
-    }
-    return std::make_unique<CaptureSession>(settings, target.filter, configuration, services_.movie,
-                                            services_.capture, services_.executor, std::move(handlers));
-}
-
-void ScreenRecorder::chooseOutput(const std::string& fileExtension) {
-    const auto kind = soundAlone() ? RecordingFolder::Kind::audio : RecordingFolder::Kind::screen;
-    const std::filesystem::path url =
-        outputOverride_ ? *outputOverride_ : services_.folder.newRecordingURL(kind, fileExtension);
-    output_ = Output{services_.folder.markInProgress(url), services_.movie.files.fileExists(url)};
-}
-
+/// Where the overlays of the recording appear.
 RecordingChrome::Place ScreenRecorder::place(const RecordingOptions& options) const {
     RecordingChrome::Place place;
     std::uint32_t shownOn = mainDisplayID();
@@ -158,7 +165,7 @@ RecordingChrome::Place ScreenRecorder::place(const RecordingOptions& options) co
         shownOn = *displayID;
         if ((*source)->is(CaptureSource::Kind::area)) place.part = options.areaRect;
         place.framed = place.part.has_value();
-    } else if (const auto known = windowID ? lists_.placeOfWindow(*windowID) : std::nullopt) {
+    } else if (const auto known = windowID ? parts_->lists.placeOfWindow(*windowID) : std::nullopt) {
         shownOn = known->displayID;
         place.part = known->frame;
     }
@@ -166,18 +173,46 @@ RecordingChrome::Place ScreenRecorder::place(const RecordingOptions& options) co
     return place;
 }
 
-/// Leaves no file behind, but for one that was there before.
+Task<void> ScreenRecorder::beginCapture(RecordingOptions options) {
+    if (soundAlone() && !options.captureSystemAudio && !options.captureMicrophone)
+        throw RecorderError(RecorderError::noAudioSource);
+    if (options.captureMicrophone) refreshDevices();
+    recordsMicrophone = options.captureMicrophone;
+    // Before the windows are listed, so that the filter finds the overlays among them.
+    if (!soundAlone()) chrome_.show(options, place(options));
+
+    const SCShareableContent content =
+        co_await fetchContent(services_.capture, services_.executor, soundAlone());
+    ActiveRecording::Plan plan;
+    plan.target = findTarget(content, options);
+    plan.options = options;
+    plan.soundAlone = soundAlone();
+    plan.configuration = makeConfiguration(plan.target, *source, options, *microphones);
+    plan.output = outputOverride_;
+    recording_.emplace(ActiveRecording::Services{services_.executor, services_.process, services_.capture,
+                                                 services_.folder, services_.movie, services_.mixing},
+                       plan);
+    Task<void> starting = recording_->start(sessionHandlers());
+    co_await starting;
+}
+
+CaptureTarget ScreenRecorder::findTarget(const SCShareableContent& content,
+                                         const RecordingOptions& options) const {
+    if (soundAlone() && content.displays.empty()) return {};
+    FilterRequest request;
+    request.source = *source;
+    request.hideSelf = options.hideSelf;
+    request.overlays = chrome_.windows();
+    request.processID = services_.process.processIdentifier();
+    request.mainDisplayID = mainDisplayID();
+    return makeFilter(content, request);
+}
+
+/// Leaves no file behind, except one that existed before.
 void ScreenRecorder::giveUpStart() {
-    hideChrome();
-    session_.reset();
-    if (output_ && !output_->existedBefore && services_.movie.files.fileExists(output_->file.url())) {
-        try {
-            services_.movie.files.removeItem(output_->file.url());
-        } catch (const LocalizedError&) {
-            // Why there is no recording is what the user is told.
-        }
-    }
-    comeToRest();
+    chrome_.hide();
+    if (recording_) recording_->discard();
+    returnToIdle();
 }
 
 }  // namespace lumicrate

@@ -1,5 +1,7 @@
 #include "Lumicrate/Shortcuts/HotKeyCenter.h"
 
+#include "Support/Log.h"
+
 #include <cstdlib>
 #include <limits>
 #include <utility>
@@ -8,7 +10,7 @@ namespace lumicrate {
 
 namespace {
 
-/// "LUMI", which marks a press as one of ours.
+/// "LUMI", which identifies our registrations.
 constexpr std::uint32_t signature = 0x4C554D49;
 
 std::uint32_t narrowed(std::int64_t number) {
@@ -18,38 +20,33 @@ std::uint32_t narrowed(std::int64_t number) {
 
 }  // namespace
 
-HotKeyCenter::HotKeyCenter(CarbonHotKeys& keys) : keys_(keys) {}
-
 HotKeyCenter::~HotKeyCenter() {
     unregisterAll();
 }
 
 bool HotKeyCenter::registerHotKey(std::int64_t keyCode, std::int64_t modifiers, Action action) {
     if (!handlerInstalled_) installHandler();
-    const EventHotKeyID id{signature, static_cast<std::uint32_t>(actions_->size() + 1)};
+    const EventHotKeyID id{signature, static_cast<std::uint32_t>(bindings_->size() + 1)};
     const EventHotKeyRef ref = keys_.RegisterEventHotKey(narrowed(keyCode), narrowed(modifiers), id);
     if (ref == 0) return false;
-    actions_->emplace(id.id, std::move(action));
-    refs_.push_back(ref);
+    bindings_->push_back({ref, std::move(action)});
     return true;
 }
 
 void HotKeyCenter::unregisterAll() {
-    for (const EventHotKeyRef ref : refs_)
-        keys_.UnregisterEventHotKey(ref);
-    refs_.clear();
-    actions_->clear();
+    for (const Binding& each : *bindings_)
+        keys_.UnregisterEventHotKey(each.ref);
+    bindings_->clear();
 }
 
 void HotKeyCenter::installHandler() {
     handlerInstalled_ = true;
-    keys_.InstallEventHandler([actions = std::weak_ptr(actions_)](EventHotKeyID pressed) {
-        const auto known = actions.lock();
-        if (!known || pressed.signature != signature) return;
-        const auto found = known->find(pressed.id);
-        if (found == known->end()) return;
-        // A copy, for an action may bind anew.
-        const Action action = found->second;
+    keys_.InstallEventHandler([weak = std::weak_ptr(bindings_)](EventHotKeyID pressed) {
+        const auto bindings = weak.lock();
+        if (!bindings || pressed.signature != signature) return;
+        if (pressed.id == 0 || pressed.id > bindings->size()) return;
+        // A copy: the action may change the bindings.
+        const Action action = (*bindings)[pressed.id - 1].action;
         action();
     });
 }
@@ -61,8 +58,11 @@ std::vector<std::string> bindShortcuts(HotKeyCenter& center, const NSUserDefault
     for (const ShortcutAction action : allCases<ShortcutAction>()) {
         const auto bound = shortcut(action, defaults);
         if (!bound) continue;
-        const bool accepted =
-            center.registerHotKey(bound->keyCode, bound->modifiers, [perform, action] { perform(action); });
+        const bool accepted = center.registerHotKey(bound->keyCode, bound->modifiers, [perform, action] {
+            log(LogArea::input, "shortcut pressed: ", rawValue(action));
+            perform(action);
+        });
+        log(LogArea::input, "shortcut ", rawValue(action), accepted ? " bound" : " refused: already taken");
         if (!accepted) refused.push_back(bound->display());
     }
     return refused;

@@ -1,6 +1,5 @@
 #include "Lumicrate/Shortcuts/Shortcut.h"
 
-#include "Lumicrate/Shortcuts/LetterCase.h"
 #include "Support/Text.h"
 
 #include <nlohmann/json.hpp>
@@ -15,7 +14,7 @@ namespace {
 
 constexpr std::string_view off = "off";
 
-/// A number that the hot-key service can take.
+/// A number within the range of the hot-key service.
 std::optional<std::int64_t> readNumber(const nlohmann::json& object, const char* name) {
     const auto found = object.find(name);
     if (found == object.end() || !found->is_number_integer()) return std::nullopt;
@@ -38,7 +37,7 @@ std::optional<Shortcut> fromJson(const std::string& text) {
     return Shortcut{*keyCode, *modifiers, key->get<std::string>()};
 }
 
-/// The mask of the event's modifiers; others than these four count for nothing.
+/// Other modifiers than these four are ignored.
 std::int64_t modifiersOf(const NSEvent& event) {
     constexpr std::pair<std::uint64_t, std::int64_t> flags[] = {{NSEvent::commandFlag, Shortcut::cmdKey},
                                                                 {NSEvent::optionFlag, Shortcut::optionKey},
@@ -51,16 +50,12 @@ std::int64_t modifiersOf(const NSEvent& event) {
     return mask;
 }
 
-/// In capitals; nothing where the key types no writing.
-std::optional<std::string> nameOfTypingKey(const std::string& typed) {
-    auto characters = decodeUtf8(typed);
-    if (!characters || characters->empty()) return std::nullopt;
-    if (std::any_of(characters->begin(), characters->end(), isControlCharacter)) return std::nullopt;
-    std::transform(characters->begin(), characters->end(), characters->begin(), capitalLetter);
-    return encodeUtf8(*characters);
+/// The number of characters of a valid UTF-8 text.
+std::ptrdiff_t characterCount(const std::string& text) {
+    return std::count_if(text.begin(), text.end(), [](char byte) { return (byte & 0xC0) != 0x80; });
 }
 
-/// The words for keys whose names are symbols.
+/// The word for a key whose name is a symbol; other names unchanged.
 std::string spelledOutKey(const std::string& key) {
     constexpr std::pair<std::string_view, std::string_view> words[] = {
         {"Space", "Space"}, {"↩", "Enter"}, {"⇥", "Tab"}, {"←", "Left"},    {"→", "Right"},    {"↑", "Up"},
@@ -95,14 +90,14 @@ std::string Shortcut::spelledOut() const {
 
 std::optional<std::string> Shortcut::keyEquivalent() const {
     if (key == "Space") return " ";
-    // "↩" and the arrows are single characters too, but they stand for keys that type none.
+    // "↩" and the arrows are single characters too, but their keys type no character.
     const auto& special = specialKeys();
     if (std::any_of(special.begin(), special.end(), [&](const auto& each) { return each.second == key; })) {
         return std::nullopt;
     }
-    const auto characters = decodeUtf8(key);
-    if (!characters || characters->size() != 1) return std::nullopt;
-    return encodeUtf8(std::u32string(1, smallLetter(characters->front())));
+    if (characterCount(key) != 1) return std::nullopt;
+    const bool isCapital = key.front() >= 'A' && key.front() <= 'Z';
+    return isCapital ? std::string(1, static_cast<char>(key.front() - 'A' + 'a')) : key;
 }
 
 const std::map<std::int64_t, std::string_view>& Shortcut::specialKeys() {
@@ -121,13 +116,12 @@ std::optional<Shortcut> shortcutFrom(const NSEvent& event) {
     const std::int64_t modifiers = modifiersOf(event);
     const auto special = Shortcut::specialKeys().find(event.keyCode);
     const bool isSpecial = special != Shortcut::specialKeys().end();
-    const auto name =
-        isSpecial ? std::string(special->second) : nameOfTypingKey(event.charactersIgnoringModifiers);
-    if (!name) return std::nullopt;
+    const std::string name = isSpecial ? std::string(special->second) : event.keyName;
+    if (name.empty()) return std::nullopt;
     const bool isFunctionKey = isSpecial && special->second.starts_with('F');
     constexpr std::int64_t sufficient = Shortcut::cmdKey | Shortcut::optionKey | Shortcut::controlKey;
     if ((modifiers & sufficient) == 0 && !isFunctionKey) return std::nullopt;
-    return Shortcut{event.keyCode, modifiers, *name};
+    return Shortcut{event.keyCode, modifiers, name};
 }
 
 std::string label(ShortcutAction action) {
@@ -171,7 +165,7 @@ void save(ShortcutAction action, const std::optional<Shortcut>& shortcut, NSUser
         try {
             text = object.dump();
         } catch (const nlohmann::json::exception&) {
-            // A key name that is not valid text cannot be stored, so the action has no shortcut.
+            // A key name that is not valid UTF-8 cannot be stored, so the action gets no shortcut.
         }
     }
     defaults.set(defaultsKey(action), text);

@@ -59,6 +59,19 @@ class Monitor final : public NSEventMonitor {
 
 }  // namespace
 
+std::string keyName(const QString& characters) {
+    QString name;
+    for (const char32_t each : characters.toUcs4()) {
+        const QChar::Category category = QChar::category(each);
+        if (category == QChar::Other_Control || category == QChar::Other_Format) return {};
+        // Georgian has capitals, but neither keyboards nor most fonts do.
+        const bool isGeorgian = QChar::script(each) == QChar::Script_Georgian;
+        const char32_t shown = isGeorgian ? each : QChar::toUpper(each);
+        name += QString::fromUcs4(&shown, 1);
+    }
+    return name.toStdString();
+}
+
 KeyMonitor::KeyMonitor(Keyboard keyboard) : keyboard_(std::move(keyboard)) {
     QCoreApplication::instance()->installEventFilter(this);
 }
@@ -109,7 +122,9 @@ NSEvent KeyMonitor::translated(const QKeyEvent& pressed) const {
     for (const auto& [modifier, flag] : flags) {
         if (pressed.modifiers().testFlag(modifier)) event.modifierFlags |= flag;
     }
-    event.charactersIgnoringModifiers = charactersOf(keysym, pressed).toStdString();
+    const QString characters = charactersOf(keysym, pressed);
+    event.charactersIgnoringModifiers = characters.toStdString();
+    event.keyName = keyName(characters);
     return event;
 }
 

@@ -9,6 +9,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <string>
 
 class QKeyEvent;
 
@@ -16,6 +17,10 @@ namespace lumicrate::views {
 
 /// What a key that was pressed is called here.
 using KeyTranslation = std::function<NSEvent(const QKeyEvent&)>;
+
+/// The NSEvent::keyName of a key that types `characters`: in upper case, or empty if one of them is a control
+/// character. A letter without a single-character upper case ("ß") stays as it is.
+std::string keyName(const QString& characters);
 
 /// Main thread only. A key that a monitor takes is kept from the shortcuts of windows, too. Of several
 /// monitors the newest is asked first. A monitor may be removed by its own call.

@@ -33,8 +33,8 @@ class ContentFilterTests : public testing::Test {
  protected:
     ContentFilterTests() {
         content.displays = {{1, {0, 0, 1920, 1080}, 1, "left"}, {2, {1920, 100, 800, 600}, 2, "right"}};
-        // Main window, control bar, area frame, bubble, click highlights; a window of nobody and one of
-        // somebody else.
+        // Main window, control bar, area frame, bubble, click highlights; a window without an owner, and one
+        // of another application.
         content.windows = {window(10, own), window(11, own), window(12, own), window(13, own),
                            window(14, own), window(20, 0),   window(21, 7)};
         request.overlays = {{13, 14}, {11, 12}};
@@ -55,18 +55,18 @@ class ContentFilterTests : public testing::Test {
     FilterRequest request;
 };
 
-TEST_F(ContentFilterTests, OwnWindowsAreLeftOutButForTheKeptOverlays) {
+TEST_F(ContentFilterTests, OwnWindowsAreExcludedExceptKeptOverlays) {
     request.source = CaptureSource::display(1);
     EXPECT_THAT(numbers(makeFilter(content, request).filter), ElementsAre(10, 11, 12));
     request.hideSelf = false;
     EXPECT_THAT(numbers(makeFilter(content, request).filter), ElementsAre(11, 12));
-    // A bubble that is not visible is a window like any other.
+    // An invisible bubble is excluded like any other window.
     request.hideSelf = true;
     request.overlays.keep = {14};
     EXPECT_THAT(numbers(makeFilter(content, request).filter), ElementsAre(10, 11, 12, 13));
 }
 
-TEST_F(ContentFilterTests, TheDisplayIsTheWantedOneOrTheFirst) {
+TEST_F(ContentFilterTests, TheDisplayIsTheRequestedOneOrTheFirst) {
     const std::pair<std::optional<CaptureSource>, std::uint32_t> cases[] = {
         {std::nullopt, 2},           {CaptureSource::audioOnly(), 2}, {CaptureSource::display(1), 1},
         {CaptureSource::area(2), 2}, {CaptureSource::area(9), 1},
@@ -82,7 +82,7 @@ TEST_F(ContentFilterTests, TheDisplayIsTheWantedOneOrTheFirst) {
     EXPECT_EQ(refusal(), RecorderError::noDisplay);
 }
 
-TEST_F(ContentFilterTests, AWindowIsShownOnTheDisplayThatHoldsMostOfIt) {
+TEST_F(ContentFilterTests, AWindowIsCapturedOnTheDisplayThatShowsMostOfIt) {
     struct Case {
         Rect frame;
         std::uint32_t displayID;
@@ -106,7 +106,7 @@ TEST_F(ContentFilterTests, AWindowIsShownOnTheDisplayThatHoldsMostOfIt) {
     }
 }
 
-TEST_F(ContentFilterTests, AWindowMayBeGoneOrOnNoDisplay) {
+TEST_F(ContentFilterTests, AWindowMayBeMissingOrOnNoDisplay) {
     request.source = CaptureSource::window(99);
     EXPECT_EQ(refusal(), RecorderError::windowGone);
     request.source = CaptureSource::window(21);
@@ -118,7 +118,7 @@ TEST_F(ContentFilterTests, AWindowMayBeGoneOrOnNoDisplay) {
     EXPECT_EQ(target.windowSourceRect, std::nullopt);
 }
 
-TEST_F(ContentFilterTests, TheMainDisplayIsOneThatIsListed) {
+TEST_F(ContentFilterTests, TheMainDisplayIsAListedOne) {
     EXPECT_EQ(chooseMainDisplay(content.displays, 2), 2U);
     EXPECT_EQ(chooseMainDisplay(content.displays, 9), 1U);
     EXPECT_EQ(chooseMainDisplay({}, 9), 9U);
@@ -126,7 +126,7 @@ TEST_F(ContentFilterTests, TheMainDisplayIsOneThatIsListed) {
 
 class StreamConfigurationTests : public testing::Test {
  protected:
-    /// Of a display of so many points.
+    /// For a display of that size in points.
     SCStreamConfiguration make(double width, double height, double density = 1) {
         target.filter.contentRect = {0, 0, width, height};
         target.filter.pointPixelScale = density;
@@ -165,7 +165,7 @@ TEST_F(StreamConfigurationTests, ThePictureIsScaledDownToItsLimits) {
     }
 }
 
-TEST_F(StreamConfigurationTests, AreasAndWindowsAreCutOut) {
+TEST_F(StreamConfigurationTests, AreasAndWindowsAreCropped) {
     options.quality = VideoQuality::native;
     source = CaptureSource::area(1);
     options.areaRect = Rect{1800, 1000, 640, 480};

@@ -1,4 +1,4 @@
-// A recorded window is followed: its crop, and the panels that belong to it.
+// Following a recorded window: its crop, and the overlays near it.
 #include "Tests/Lumicrate/Recording/RecorderFixture.h"
 
 namespace lumicrate::test {
@@ -17,7 +17,7 @@ class WindowFollowerTests : public RecorderFixture {
     }
 
     Rect& frame() { return capture.content.windows.front().frame; }
-    /// The crops that the stream was given since the last time.
+    /// The crops since the last call.
     std::vector<Rect> crops() {
         std::vector<Rect> given;
         for (const SCStreamConfiguration& each : std::exchange(capture.stream->updates, {}))
@@ -28,7 +28,7 @@ class WindowFollowerTests : public RecorderFixture {
     FakeWebcam bubble;
 };
 
-TEST_F(WindowFollowerTests, TheCropGoesWithTheWindowOverItsDisplay) {
+TEST_F(WindowFollowerTests, TheCropFollowsTheWindow) {
     record(CaptureSource::window(7));
     EXPECT_EQ(capture.stream->configuration.sourceRect, (Rect{80, 100, 300, 200}));
     const struct {
@@ -53,7 +53,7 @@ TEST_F(WindowFollowerTests, TheCropGoesWithTheWindowOverItsDisplay) {
     EXPECT_EQ(capture.stream->configuration.width, 300);
 }
 
-TEST_F(WindowFollowerTests, AWindowThatIsGoneLeavesTheCropAndTheRecordingAlone) {
+TEST_F(WindowFollowerTests, AMissingWindowChangesNothing) {
     record(CaptureSource::window(7));
     const SCWindow window = capture.content.windows.front();
     capture.content.windows.clear();
@@ -71,7 +71,7 @@ TEST_F(WindowFollowerTests, AWindowThatIsGoneLeavesTheCropAndTheRecordingAlone) 
     EXPECT_EQ(message(), "");
 }
 
-TEST_F(WindowFollowerTests, AMovementWhileCaptureIsSetUpIsCaughtUpWith) {
+TEST_F(WindowFollowerTests, AMovementDuringTheStartIsFollowed) {
     capture.completesAtOnce = false;
     startWith(CaptureSource::window(7));
     frame().x += 30;
@@ -81,10 +81,10 @@ TEST_F(WindowFollowerTests, AMovementWhileCaptureIsSetUpIsCaughtUpWith) {
     EXPECT_THAT(crops(), ElementsAre(Rect{110, 100, 300, 200}));
 }
 
-TEST_F(WindowFollowerTests, PanelsKeepTheirPlaceAgainstTheWindow) {
+TEST_F(WindowFollowerTests, OverlaysMoveWithTheWindow) {
     record(CaptureSource::window(7));
     const Point bubbleBefore = bubble.center;
-    frame() = {100, 100, 300, 200};  // where nothing of it is recorded
+    frame() = {100, 100, 300, 200};  // on the other display
     executor.advance(interval);
     frame() = {2010, 60, 320, 210};
     executor.advance(interval);
@@ -92,7 +92,7 @@ TEST_F(WindowFollowerTests, PanelsKeepTheirPlaceAgainstTheWindow) {
     EXPECT_EQ(bubble.center, (Point{bubbleBefore.x + 30, bubbleBefore.y + 30}));
 }
 
-TEST_F(WindowFollowerTests, TheEndOfTheRecordingEndsIt) {
+TEST_F(WindowFollowerTests, EndsWithTheRecording) {
     record(CaptureSource::window(7));
     recorder->requestStop();
     executor.drain();

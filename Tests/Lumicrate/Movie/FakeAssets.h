@@ -1,4 +1,4 @@
-// FakeAssets: movies that say what a test wants, and exports that a test lets fail.
+// FakeAssets: movie summaries and exports that tests control.
 #pragma once
 
 #include "Platform/AVAsset.h"

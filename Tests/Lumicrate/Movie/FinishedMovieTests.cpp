@@ -16,7 +16,7 @@ using testing::MatchesRegex;
 
 constexpr const char* uuid = "[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}";
 
-/// What may go wrong with the new file once it is made.
+/// Refuses to move or replace files.
 class StubbornFiles final : public FakeFiles {
  public:
     void moveItem(const std::filesystem::path& from, const std::filesystem::path& to) override {
@@ -38,7 +38,7 @@ class FinishedMovieTests : public testing::Test {
             assets.summaries[name] = {10, std::nullopt, "", 2};
         }
     }
-    /// The sentence that it fails with; empty for success.
+    /// The error message of `work`; empty after success.
     template <class Work>
     static std::string outcome(const Work& work) {
         try {
@@ -53,7 +53,7 @@ class FinishedMovieTests : public testing::Test {
     FakeAssets assets{files};
 };
 
-TEST_F(FinishedMovieTests, NamesFilesThatAreMadeOfOthers) {
+TEST_F(FinishedMovieTests, NamesDerivedFiles) {
     files.existing = {"/m/a.b.mp4", "/m/a.b_2.mp4", "/m/c"};
     EXPECT_EQ(uniqueURL(files, "/m/a.b.mp4"), "/m/a.b_3.mp4");
     EXPECT_EQ(uniqueURL(files, "/m/new.mp4"), "/m/new.mp4");
@@ -86,7 +86,7 @@ TEST_F(FinishedMovieTests, TracksAreMixedInPlace) {
     EXPECT_THAT(assets.made, IsEmpty());
 }
 
-TEST_F(FinishedMovieTests, WhateverFailsTheRecordingStaysAndNothingElse) {
+TEST_F(FinishedMovieTests, AFailureLeavesTheRecordingAndNothingElse) {
     const auto before = files.existing;
     std::stop_source stop;
     stop.request_stop();
@@ -106,7 +106,7 @@ TEST_F(FinishedMovieTests, WhateverFailsTheRecordingStaysAndNothingElse) {
               "That is no movie.");
 }
 
-TEST_F(FinishedMovieTests, NothingIsBegunThatTheDiskCannotHold) {
+TEST_F(FinishedMovieTests, MixingNeedsRoomForASecondFile) {
     constexpr std::uintmax_t MiB = 1024 * 1024;
     files.entries = {{"/m/a.mov", std::nullopt, 100 * MiB}};
     const auto mix = [&] { AudioMixdown::mixIfNeeded(assets, files, "/m/a.mov", {}); };
@@ -120,7 +120,7 @@ TEST_F(FinishedMovieTests, NothingIsBegunThatTheDiskCannotHold) {
     EXPECT_EQ(assets.made.size(), 1U);
 }
 
-TEST_F(FinishedMovieTests, AConvertedMovieTakesAFreeName) {
+TEST_F(FinishedMovieTests, AConvertedMovieGetsAFreeName) {
     files.existing.insert("/m/a.mp4");
     EXPECT_EQ(copyAsMP4(assets, files, "/m/a.mov", {}), "/m/a_2.mp4");
     EXPECT_TRUE(files.existing.contains("/m/a.mov"));
@@ -131,7 +131,7 @@ TEST_F(FinishedMovieTests, AConvertedMovieTakesAFreeName) {
     EXPECT_FALSE(files.existing.contains("/m/a.mov"));
 }
 
-TEST_F(FinishedMovieTests, TheRecorderIsToldHowMixingWent) {
+TEST_F(FinishedMovieTests, ReportsProgressAndOutcome) {
     VirtualExecutor executor;
     std::vector<std::string> heard;
     AudioMixdown mixdown(

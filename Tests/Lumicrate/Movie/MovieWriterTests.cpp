@@ -1,8 +1,7 @@
 #include "Lumicrate/Movie/MovieWriter.h"
-#include "Support/SerialQueue.h"
+#include "Support/DispatchQueue.h"
 #include "Tests/Lumicrate/FakePlatform.h"
 #include "Tests/Lumicrate/Movie/FakeAssetWriter.h"
-#include "Tests/Lumicrate/Movie/TestSamples.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -90,6 +89,26 @@ class MovieWriterTests : public testing::Test {
             outcomes.push_back(error ? localizedDescription(error) : "saved");
         });
         runQueue();
+    }
+    void pauseAt(CMTime now) {
+        clock.now = now;
+        writer->pause();
+    }
+    void resumeAt(CMTime now) {
+        clock.now = now;
+        writer->resume();
+    }
+    void keepUpAt(CMTime now) {
+        clock.now = now;
+        writer->keepUp();
+    }
+    /// A new movie, and no results of the one before.
+    void makeAnother() {
+        movie = {};
+        outcomes.clear();
+        interruptions.clear();
+        files.removed.clear();
+        make();
     }
     std::vector<CMTime> times(std::size_t input) const { return movie.times(input); }
 
@@ -199,15 +218,11 @@ TEST_F(MovieWriterTests, PausesAreCutOutExactly) {
     screen(ms(10'000));
     const CMTime start(10'033'333'333, 1'000'000'000);
     const CMTime end(1'080'007, 90'000);
-    // The queue is behind: the instants are those of the calls.
-    clock.now = start;
-    writer->pause();
-    clock.now = ms(11'000);
-    writer->pause();
-    clock.now = end;
-    writer->resume();
-    clock.now = ms(60'000);
-    writer->resume();
+    // The queue runs later: the times are those of the calls.
+    pauseAt(start);
+    pauseAt(ms(11'000));
+    resumeAt(end);
+    resumeAt(ms(60'000));
     screen(start - CMTime(1, 1'000'000'000));
     screen(start);
     audio(CMTime(11 * 48000 + 1, 48000));
@@ -230,11 +245,9 @@ TEST_F(MovieWriterTests, PausesAreCutOutExactly) {
 
 TEST_F(MovieWriterTests, APauseBeforeTheFirstFrameShiftsTheStart) {
     make();
-    clock.now = ms(10'000);
-    writer->pause();
+    pauseAt(ms(10'000));
     screen(ms(10'500));
-    clock.now = ms(11'000);
-    writer->resume();
+    resumeAt(ms(11'000));
     screen(ms(11'250));
     EXPECT_EQ(movie.sessionStart, ms(10'250));
     EXPECT_THAT(times(0), ElementsAre(ms(10'250)));
@@ -269,7 +282,7 @@ TEST(PauseTimelineTests, OffsetIsTheSumOfPausesThatHaveEnded) {
         EXPECT_EQ(timeline.offset(time), offset) << time.value() << "/" << time.timescale();
 }
 
-TEST_F(MovieWriterTests, LateAndRefusedSamplesAreDroppedForEachTrackAlone) {
+TEST_F(MovieWriterTests, LateAndRefusedSamplesAreDroppedPerTrack) {
     make();
     screen(ms(10'000));
     screen(CMTime(900'000, 90'000));
@@ -289,7 +302,7 @@ TEST_F(MovieWriterTests, LateAndRefusedSamplesAreDroppedForEachTrackAlone) {
     EXPECT_EQ(writer->refusedFrames(), 1U);
 }
 
-TEST_F(MovieWriterTests, AScreenThatComesToRestWhileTheEncoderIsBusyIsShownAsItIs) {
+TEST_F(MovieWriterTests, TheLastFrameThatABusyEncoderRefusedIsRetried) {
     make();
     screen(ms(10'000));
     movie.inputs[0]->ready = false;
@@ -306,7 +319,7 @@ TEST_F(MovieWriterTests, AScreenThatComesToRestWhileTheEncoderIsBusyIsShownAsItI
     EXPECT_EQ(writer->refusedFrames(), 1U);
 }
 
-TEST_F(MovieWriterTests, TheLastPictureLastsUntilTheEnd) {
+TEST_F(MovieWriterTests, TheLastFrameIsShownUntilTheEnd) {
     struct Case {
         const char* what;
         CMTime now;
@@ -337,11 +350,8 @@ TEST_F(MovieWriterTests, TheLastPictureLastsUntilTheEnd) {
         make();
         screen(ms(10'000));
         for (const auto& [start, end] : each.pauses) {
-            clock.now = start;
-            writer->pause();
-            if (!end) continue;
-            clock.now = *end;
-            writer->resume();
+            pauseAt(start);
+            if (end) resumeAt(*end);
         }
         clock.now = each.now;
         finish();
@@ -355,7 +365,7 @@ TEST_F(MovieWriterTests, TheLastPictureLastsUntilTheEnd) {
     }
 }
 
-TEST_F(MovieWriterTests, APictureThatWasRefusedIsTheOneThatLasts) {
+TEST_F(MovieWriterTests, ARefusedLastFrameIsShownUntilTheEnd) {
     make();
     screen(ms(10'000));
     const CMSampleBuffer refused = frame(ms(10'016));
@@ -370,7 +380,7 @@ TEST_F(MovieWriterTests, APictureThatWasRefusedIsTheOneThatLasts) {
 
 TEST_F(MovieWriterTests, TheFirstFailureIsKeptAndLeavesNoFile) {
     struct Case {
-        bool appendFails;  ///< or else the writer's status tells
+        bool appendFails;  ///< or else the status of the writer changes
         const char* error;
         const char* outcome;
     };
@@ -378,11 +388,7 @@ TEST_F(MovieWriterTests, TheFirstFailureIsKeptAndLeavesNoFile) {
                              {true, "", "The movie file couldn't be written."},
                              {false, "disk full", "disk full"},
                              {false, "", "The movie file couldn't be written."}}) {
-        movie = {};
-        outcomes.clear();
-        interruptions.clear();
-        files.removed.clear();
-        make();
+        makeAnother();
         screen(ms(10'000));
         movie.setError(each.error);
         movie.inputs[1]->accepts = !each.appendFails;
@@ -407,10 +413,9 @@ TEST_F(MovieWriterTests, AnInterruptedMovieIsFinishedWithWhatItHas) {
     EXPECT_THAT(interruptions, ElementsAre("disk full"));
     movie.inputs[0]->ready = false;
     screen(ms(10'020));
-    clock.now = ms(10'030);
-    writer->keepUp();
+    keepUpAt(ms(10'030));
     runQueue();
-    EXPECT_EQ(writer->refusedFrames(), 0U) << "nothing is amiss with the encoder";
+    EXPECT_EQ(writer->refusedFrames(), 0U) << "the encoder is not to blame";
     EXPECT_THAT(movie.extensions, IsEmpty());
     finish();
     movie.complete(AVAssetWriterStatus::completed);
@@ -419,7 +424,7 @@ TEST_F(MovieWriterTests, AnInterruptedMovieIsFinishedWithWhatItHas) {
     EXPECT_THAT(files.removed, IsEmpty());
 }
 
-TEST_F(MovieWriterTests, AWriterThatFailsUnderAStillScreenIsNoticedToo) {
+TEST_F(MovieWriterTests, AFailureIsDetectedWhileTheScreenIsStill) {
     make();
     screen(ms(10'000));
     movie.setError("disk full");
@@ -432,40 +437,32 @@ TEST_F(MovieWriterTests, AWriterThatFailsUnderAStillScreenIsNoticedToo) {
     EXPECT_THAT(movie.extensions, IsEmpty());
 }
 
-TEST_F(MovieWriterTests, AStillScreenIsShownAgainEveryHour) {
+TEST_F(MovieWriterTests, AStillFrameIsRepeatedEveryHour) {
     make();
     screen(ms(0));
-    for (const CMTime& now : {CMTime(3600, 1), CMTime(3601, 1), CMTime(7200, 1), CMTime(7202, 1)}) {
-        clock.now = now;
-        writer->keepUp();
-        runQueue();
-    }
+    for (const CMTime& now : {CMTime(3600, 1), CMTime(3601, 1), CMTime(7200, 1), CMTime(7202, 1)})
+        keepUpAt(now);
+    runQueue();
     EXPECT_THAT(times(0), ElementsAre(ms(0), CMTime(3601, 1), CMTime(7202, 1)));
 }
 
-TEST_F(MovieWriterTests, KeepsUpWithTimeButForPauses) {
+TEST_F(MovieWriterTests, KeepsUpWithTimeExceptDuringPauses) {
     make();
-    const auto keepUp = [this](std::int64_t milliseconds) {
-        clock.now = ms(milliseconds);
-        writer->keepUp();
-    };
-    keepUp(9'000);
+    keepUpAt(ms(9'000));
     screen(ms(10'000));
-    keepUp(10'250);
-    keepUp(10'500);
-    clock.now = ms(10'600);
-    writer->pause();
-    keepUp(10'750);
-    clock.now = ms(12'600);
-    writer->resume();
-    // Behind the clock: the instants are those of the calls.
-    keepUp(12'850);
+    keepUpAt(ms(10'250));
+    keepUpAt(ms(10'500));
+    pauseAt(ms(10'600));
+    keepUpAt(ms(10'750));
+    resumeAt(ms(12'600));
+    // The queue runs later: the times are those of the calls.
+    keepUpAt(ms(12'850));
     clock.now = ms(20'000);
     runQueue();
     EXPECT_THAT(movie.extensions, ElementsAre(ms(10'250), ms(10'500), ms(10'850)));
 }
 
-TEST_F(MovieWriterTests, FinishTellsWhatBecameOfTheFile) {
+TEST_F(MovieWriterTests, FinishReportsTheOutcome) {
     struct Case {
         bool anyFrame;
         AVAssetWriterStatus before;
@@ -481,10 +478,7 @@ TEST_F(MovieWriterTests, FinishTellsWhatBecameOfTheFile) {
                              {true, cancelled, cancelled, "", "The movie file couldn't be written."},
                              {false, writing, writing, "", "No video frames were captured."},
                              {false, failed, failed, "disk full", "disk full"}}) {
-        movie = {};
-        outcomes.clear();
-        files.removed.clear();
-        make();
+        makeAnother();
         if (each.anyFrame) screen(ms(10'000));
         movie.status = each.before;
         movie.setError(each.error);
@@ -508,7 +502,7 @@ TEST_F(MovieWriterTests, FinishCompletesOnceAlsoWhenTheWriterGoesAway) {
     EXPECT_EQ(outcomes.size(), 1U);
 }
 
-TEST_F(MovieWriterTests, WorksOnAThreadOfItsOwnAndRunsDryWhenItGoes) {
+TEST_F(MovieWriterTests, WorksOnItsOwnThreadAndDrainsItsQueue) {
     MovieWriter::Services threaded = services();
     threaded.makeQueue = [](const std::string& label) {
         EXPECT_EQ(label, "Lumicrate.movie-writer");

@@ -1,4 +1,4 @@
-// Recordings that end without anybody's wish, or on a computer that slept.
+// Recordings that are interrupted, and recordings on a computer that slept.
 #include "Lumicrate/Recording/FreeSpaceGuard.h"
 #include "Tests/Lumicrate/Recording/RecorderFixture.h"
 
@@ -17,7 +17,7 @@ const std::exception_ptr displayLost = std::make_exception_ptr(SCStreamError("Th
 
 class RecorderEndingTests : public RecorderFixture {
  protected:
-    /// The recording was ended for a reason and is there all the same.
+    /// The recording ends with that sentence and is saved.
     void expectSavedBecause(const std::string& sentence) {
         EXPECT_EQ(*recorder->state, State::stopping);
         complete();
@@ -42,14 +42,14 @@ TEST_F(RecorderEndingTests, AnInterruptedMovieIsSaved) {
         movie().interrupt(diskFull);
         EXPECT_TRUE(recorder->isActive()) << "only on the main thread";
         executor.drain();
-        // What follows from it is no news.
+        // A consequence, which is not reported.
         capture.stream->delegate->didStopWithError(displayLost);
         executor.drain();
         expectSavedBecause("Recording stopped: The disk is full.");
     }
 }
 
-TEST_F(RecorderEndingTests, AWriterThatFailsEndsTheRecordingAtOnce) {
+TEST_F(RecorderEndingTests, AFailedWriterEndsTheRecordingAtOnce) {
     record();
     movie().setError("The encoder broke.");
     movie().status = AVAssetWriterStatus::failed;
@@ -61,30 +61,14 @@ TEST_F(RecorderEndingTests, AWriterThatFailsEndsTheRecordingAtOnce) {
     expectNothingLeft();
 }
 
-TEST_F(RecorderEndingTests, AnInterruptionWhileItStartsLeavesNothing) {
-    capture.completesAtOnce = false;
-    startWith(CaptureSource::display(1));
-    ASSERT_EQ(*recorder->state, State::starting);
-    movie().interrupt(diskFull);
-    capture.stream->delegate->didStopWithError(displayLost);
-    executor.drain();
-    EXPECT_EQ(*recorder->state, State::starting);
-    capture.stream->started(nullptr);
-    executor.drain();
-    EXPECT_EQ(*recorder->state, State::idle);
-    EXPECT_EQ(message(), "Recording stopped: The disk is full.");
-    EXPECT_EQ(*recorder->lastRecording, std::nullopt);
-    expectNothingLeft();
-}
-
-TEST_F(RecorderEndingTests, AnInterruptionAfterTheWishToStopIsNoMatter) {
+TEST_F(RecorderEndingTests, AnInterruptionAfterTheStopRequestIsIgnored) {
     record();
     recorder->requestStop();
     movie().interrupt(diskFull);
     expectSavedBecause("");
 }
 
-TEST_F(RecorderEndingTests, AStillScreenIsKeptUpToThePresent) {
+TEST_F(RecorderEndingTests, TheMovieOfAStillScreenIsExtended) {
     record();
     const CMTime start = executor.time();
     executor.advance(1800ms);
@@ -108,7 +92,7 @@ struct Room {
     bool toGoOn;
 };
 
-TEST(FreeSpaceGuardTests, KeepsAHundredthOfTheVolumeWithinBounds) {
+TEST(FreeSpaceGuardTests, ReservesAHundredthOfTheVolumeWithinBounds) {
     for (const Room& each : {Room{std::nullopt, true, true},
                              {NSVolumeCapacity{0, 24 * MiB}, false, false},
                              // At least 8 MiB,
@@ -138,7 +122,7 @@ TEST(FreeSpaceGuardTests, KeepsAHundredthOfTheVolumeWithinBounds) {
     }
 }
 
-TEST_F(RecorderEndingTests, WithTooLittleSpaceNoRecordingIsBegun) {
+TEST_F(RecorderEndingTests, WithTooLittleSpaceNoRecordingStarts) {
     defaults.stored["countdown"] = true;
     files.capacity = NSVolumeCapacity{12'900'000, 20 * GiB};
     for (const bool named : {false, true}) {
@@ -146,7 +130,7 @@ TEST_F(RecorderEndingTests, WithTooLittleSpaceNoRecordingIsBegun) {
         make();
         if (named) recorder->setOutputOverride("/media/stick/talk.mp4");
         startWith(CaptureSource::display(1));
-        EXPECT_THAT(states, ElementsAre(State::idle)) << "nobody counts down for nothing";
+        EXPECT_THAT(states, ElementsAre(State::idle)) << "no countdown";
         EXPECT_EQ(message(), "There is too little free space on the disk to record: 12 MB.");
         EXPECT_THAT(files.asked, ElementsAre(named ? "/media/stick/talk.mp4" : "/home/me/Movies/Lumicrate"));
         EXPECT_THAT(movies, IsEmpty());
@@ -154,7 +138,7 @@ TEST_F(RecorderEndingTests, WithTooLittleSpaceNoRecordingIsBegun) {
     }
 }
 
-TEST_F(RecorderEndingTests, ADiskThatFillsUpEndsTheRecordingInTime) {
+TEST_F(RecorderEndingTests, AFullDiskEndsTheRecordingInTime) {
     for (const bool paused : {false, true}) {
         announced.clear();
         files.capacity = NSVolumeCapacity{20 * GiB, 100 * GiB};
@@ -171,7 +155,7 @@ TEST_F(RecorderEndingTests, ADiskThatFillsUpEndsTheRecordingInTime) {
     }
 }
 
-TEST_F(RecorderEndingTests, SleepIsToldOf) {
+TEST_F(RecorderEndingTests, SleepIsReported) {
     record();
     process.asleep += 2h + 13min + 5s;
     recorder->requestStop();
@@ -182,18 +166,17 @@ TEST_F(RecorderEndingTests, SleepIsToldOf) {
                 ElementsAre("The computer slept for 2:13:05 during the recording; that time was left out."));
     EXPECT_EQ(*recorder->elapsed, 0);
 
-    // Sleep between two recordings is nobody's business, nor is a nap.
+    // Sleep between two recordings and short sleep are not reported.
     recorder->start(false);
     EXPECT_THAT(*recorder->notices, IsEmpty());
     executor.advance(100ms);
     deliverFrame();
     process.asleep += 1999ms;
-    recorder->requestStop();
-    complete();
+    stopAndComplete();
     EXPECT_THAT(*recorder->notices, IsEmpty());
 }
 
-TEST_F(RecorderEndingTests, WhatTheStreamNoticesIsToldOnceAndAtTheEnd) {
+TEST_F(RecorderEndingTests, NoticesAreReportedOnceAtTheEnd) {
     record();
     for (const char* each : {"The microphone was away.", "The sound was away.", "The microphone was away."})
         capture.stream->delegate->didNotice(each);

@@ -1,7 +1,7 @@
-// A recorder on a desktop that a test holds in its hands, with time standing still until the test moves it.
+// RecorderFixture: a recorder on a fake desktop, under a virtual clock.
 #pragma once
 
-#include "Lumicrate/Movie/AudioMixing.h"
+#include "Lumicrate/Movie/AudioMixdown.h"
 #include "Lumicrate/Overlays/AreaFrame.h"
 #include "Lumicrate/Overlays/ClickHighlighter.h"
 #include "Lumicrate/Overlays/ControlBarController.h"
@@ -116,7 +116,7 @@ class RecorderFixture : public testing::Test {
         return *recorder;
     }
 
-    /// Up to the moment at which capture has been asked to start.
+    /// Up to the call that starts capture.
     void startWith(CaptureSource source) {
         if (!recorder) make();
         recorder->setSource(source);
@@ -125,23 +125,13 @@ class RecorderFixture : public testing::Test {
     }
 
     void deliverFrame() {
-        CMSampleBuffer sample;
-        sample.timing.presentationTimeStamp = executor.time();
-        sample.imageBuffer = std::make_shared<CVPixelBuffer>();
-        sample.frameInfo.emplace();
-        capture.stream->deliver(sample, SCStreamOutputType::screen);
+        capture.stream->deliver(frame(executor.time()), SCStreamOutputType::screen);
         executor.drain();
     }
 
     void deliverMicrophone(float loudness) {
-        auto sound = std::make_shared<AudioBufferList>();
-        sound->description = AudioStreamBasicDescription{48000, 1, AudioSampleFormat::float32};
-        const auto* bytes = reinterpret_cast<const std::byte*>(&loudness);
-        sound->buffers.emplace_back(bytes, bytes + sizeof loudness);
-        CMSampleBuffer sample;
-        sample.timing.presentationTimeStamp = executor.time();
-        sample.audio = sound;
-        capture.stream->deliver(sample, SCStreamOutputType::microphone);
+        capture.stream->deliver(sound<float>(executor.time(), AudioSampleFormat::float32, {loudness}),
+                                SCStreamOutputType::microphone);
     }
 
     void record(CaptureSource source = CaptureSource::display(1)) {
@@ -160,16 +150,21 @@ class RecorderFixture : public testing::Test {
 
     FakeMovie& movie() { return movies.back(); }
 
-    /// The file has been written out, well or not.
+    /// Reports the outcome of writing the file.
     void complete(AVAssetWriterStatus outcome = AVAssetWriterStatus::completed) {
         executor.drain();
         movie().complete(outcome);
         executor.drain();
     }
 
+    void stopAndComplete() {
+        recorder->requestStop();
+        complete();
+    }
+
     std::string message() const { return recorder->errorMessage->value_or(""); }
 
-    /// Nothing is left of a recording.
+    /// Nothing remains of a recording.
     void expectNothingLeft() {
         EXPECT_TRUE(files.existing.empty());
         EXPECT_FALSE(!movies.empty() && folder.isInProgress(movie().url));

@@ -1,4 +1,4 @@
-// The way into a recording: choosing, counting down, and everything that can go wrong before it runs.
+// From the command to a running recording: choosing, counting down, and all errors before it runs.
 #include "Tests/Lumicrate/Recording/RecorderFixture.h"
 
 namespace lumicrate::test {
@@ -55,7 +55,7 @@ TEST_F(RecorderStartTests, AChosenAreaIsStoredAndRecorded) {
     EXPECT_THAT(states, ElementsAre(State::selectingArea, State::idle, State::starting, State::recording));
 }
 
-TEST_F(RecorderStartTests, AnAreaOverridesTheOneInHandedOverOptions) {
+TEST_F(RecorderStartTests, AChosenAreaReplacesTheOneInTheOptionsOverride) {
     RecordingOptions own;
     own.countdown = false;
     own.areaRect = Rect{0, 0, 100, 80};
@@ -67,7 +67,7 @@ TEST_F(RecorderStartTests, AnAreaOverridesTheOneInHandedOverOptions) {
     EXPECT_EQ(capture.stream->configuration.sourceRect, (Rect{100, 50, 320, 240}));
 }
 
-TEST_F(RecorderStartTests, AWindowIsPickedUnderThePointerAlsoOneThatIsNotOffered) {
+TEST_F(RecorderStartTests, AWindowIsPickedOnTheDisplayUnderThePointer) {
     capture.content.windows[0].title.reset();
     screens.pointer = {2000, 500};
     defaults.stored["captureMode"] = std::string("everything");
@@ -85,7 +85,7 @@ TEST_F(RecorderStartTests, AWindowIsPickedUnderThePointerAlsoOneThatIsNotOffered
     EXPECT_EQ(capture.stream->configuration.sourceRect, (Rect{80, 100, 300, 200}));
 }
 
-TEST_F(RecorderStartTests, AScreenIsChosenAmongSeveral) {
+TEST_F(RecorderStartTests, AScreenIsChosenFromSeveral) {
     make().record(CaptureMode::screen);
     executor.drain();
     ASSERT_THAT(contents.screenChoices, SizeIs(2));
@@ -137,7 +137,7 @@ TEST_F(RecorderStartTests, WithoutAChoiceNothingIsRecorded) {
     expectIdle();
 }
 
-TEST_F(RecorderStartTests, StartRecordsWhatIsSetOrSaved) {
+TEST_F(RecorderStartTests, StartRecordsTheSourceOrTheSavedArea) {
     defaults.stored["areaRect"] = std::string("{{1, 2}, {30, 40}}");
     make().start(true);
     executor.advance(100ms);
@@ -163,20 +163,19 @@ TEST_F(RecorderStartTests, SoundIsRecordedAloneEvenWithoutADisplay) {
         defaults.stored["countdown"] = true;
         make().recordAudioNow();
         executor.advance(3s);
-        EXPECT_THAT(contents.panels, IsEmpty()) << "it is counted in the window";
+        EXPECT_THAT(contents.panels, IsEmpty()) << "the window shows the countdown";
         executor.advance(100ms);
         ASSERT_EQ(*recorder->state, State::recording);
         EXPECT_EQ(movie().url.filename(), "Recording-Audio_2024-05-01_14.03.22.m4a");
         EXPECT_EQ(movie().fileType, AVFileType::appleM4A);
         EXPECT_THAT(movie().inputs, SizeIs(1));
         EXPECT_EQ(capture.stream->configuration.width, 2);
-        recorder->requestStop();
-        complete();
+        stopAndComplete();
         files.existing.clear();
     }
 }
 
-TEST_F(RecorderStartTests, ACountdownWithoutAPanelIsTold) {
+TEST_F(RecorderStartTests, ACountdownWithoutAPanelIsPublished) {
     defaults.stored["countdown"] = true;
     make();
     std::vector<int> numbers;
@@ -217,7 +216,7 @@ TEST_F(RecorderStartTests, ACountdownPanelIsShownOnTheScreenAndCancelled) {
     }
 }
 
-TEST_F(RecorderStartTests, StopWhileStartingGivesUpTheStart) {
+TEST_F(RecorderStartTests, StopCancelsTheStart) {
     capture.completesAtOnce = false;
     make();
     for (const auto reached : {50ms, 100ms}) {
@@ -232,7 +231,7 @@ TEST_F(RecorderStartTests, StopWhileStartingGivesUpTheStart) {
         EXPECT_EQ(message(), "");
         expectNothingLeft();
     }
-    // Asked for by an observer that is just being told: the recording begins and ends.
+    // Requested by an observer of the state: the recording begins and ends.
     capture.completesAtOnce = true;
     const auto stopper = recorder->state.observe([this](State coming) {
         if (coming == State::recording) recorder->requestStop();
@@ -243,7 +242,7 @@ TEST_F(RecorderStartTests, StopWhileStartingGivesUpTheStart) {
     expectNothingLeft();
 }
 
-TEST_F(RecorderStartTests, EveryErrorLeavesNothingButItsSentence) {
+TEST_F(RecorderStartTests, EveryErrorLeavesOnlyItsSentence) {
     struct Case {
         std::string sentence;
         std::function<void()> arrange;
@@ -280,13 +279,13 @@ TEST_F(RecorderStartTests, EveryErrorLeavesNothingButItsSentence) {
             executor.drain();
         }
         EXPECT_EQ(*recorder->state, State::idle);
-        EXPECT_THAT(states, testing::Contains(State::idle)) << "who waits is told";
+        EXPECT_THAT(states, testing::Contains(State::idle)) << "even without a change";
         EXPECT_EQ(message(), each.sentence);
         EXPECT_EQ(contents.shownPanels(), 0U);
         EXPECT_EQ(*recorder->lastRecording, std::nullopt);
         expectNothingLeft();
     }
-    // And none of it stands in the way of the next one.
+    // None of it affects the next recording.
     defaults.stored.erase("captureSystemAudio");
     capture.completesAtOnce = true;
     startWith(CaptureSource::display(1));
@@ -294,7 +293,7 @@ TEST_F(RecorderStartTests, EveryErrorLeavesNothingButItsSentence) {
     EXPECT_EQ(message(), "");
 }
 
-TEST_F(RecorderStartTests, AFileThatWasThereBeforeIsNeverDeleted) {
+TEST_F(RecorderStartTests, AnExistingFileIsNeverDeleted) {
     files.existing = {"/tmp/talk.mp4"};
     make().setOutputOverride("/tmp/talk.mp4");
     writerRefusal = std::make_exception_ptr(PlatformError("It is broken."));

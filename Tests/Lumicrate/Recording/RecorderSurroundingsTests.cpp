@@ -1,4 +1,4 @@
-// What lies around a recording: sources and devices, global shortcuts, overlays.
+// The surroundings of a recording: sources and devices, global shortcuts, overlays.
 #include "Tests/Lumicrate/Recording/RecorderFixture.h"
 
 #include <thread>
@@ -58,7 +58,7 @@ TEST_F(RecorderSurroundingsTests, WindowsAreFilteredAndSortedByApplication) {
     EXPECT_EQ(recorder->displays->size(), 2U);
 }
 
-TEST_F(RecorderSurroundingsTests, ASourceThatIsGoneGivesWayToAnArea) {
+TEST_F(RecorderSurroundingsTests, AMissingSourceIsReplacedByAnArea) {
     make();
     refresh();
     EXPECT_EQ(*recorder->source, CaptureSource::area(1));
@@ -95,7 +95,7 @@ TEST_F(RecorderSurroundingsTests, ARecordingKeepsItsSource) {
     EXPECT_EQ(*recorder->source, CaptureSource::window(7));
 }
 
-TEST_F(RecorderSurroundingsTests, SourcesAreFollowedOneRefreshAfterTheOther) {
+TEST_F(RecorderSurroundingsTests, RefreshesOfTheSourcesDoNotOverlap) {
     make();
     EXPECT_FALSE(capture.contentChanged);
     recorder->followSources();
@@ -107,11 +107,11 @@ TEST_F(RecorderSurroundingsTests, SourcesAreFollowedOneRefreshAfterTheOther) {
     const SCShareableContent before = capture.content;
     capture.contentChanged();
     capture.contentChanged();
-    EXPECT_FALSE(capture.waiting) << "on another thread, perhaps";
+    EXPECT_FALSE(capture.waiting) << "only on the main thread";
     executor.drain();
     const auto answer = std::exchange(capture.waiting, nullptr);
     ASSERT_TRUE(answer);
-    // What changes while a refresh is under way may be missing in it.
+    // Changes during a refresh cause another one.
     capture.content.windows.clear();
     capture.contentChanged();
     capture.contentChanged();
@@ -140,7 +140,7 @@ TEST_F(RecorderSurroundingsTests, SourcesAreFollowedOneRefreshAfterTheOther) {
     executor.drain();
 }
 
-TEST_F(RecorderSurroundingsTests, DeviceListsAreFollowedOnceThatIsWished) {
+TEST_F(RecorderSurroundingsTests, DeviceListsAreFollowedOnRequest) {
     make();
     EXPECT_FALSE(devices.changed);
     devices.heard = {{"usb", "USB"}};
@@ -166,7 +166,7 @@ TEST_F(RecorderSurroundingsTests, DeviceListsAreFollowedOnceThatIsWished) {
     executor.drain();
 }
 
-TEST_F(RecorderSurroundingsTests, TheChosenMicrophoneIsFoundWithoutAskingFirst) {
+TEST_F(RecorderSurroundingsTests, TheChosenMicrophoneIsFoundWithoutARefresh) {
     devices.heard = {{"usb", "USB"}};
     defaults.stored["captureMicrophone"] = true;
     defaults.stored["microphoneID"] = std::string("usb");
@@ -230,7 +230,7 @@ class RecorderOverlayTests : public RecorderFixture {
     FakeWebcam webcam;
 };
 
-TEST_F(RecorderOverlayTests, AccompanyAnAreaAndGoWithIt) {
+TEST_F(RecorderOverlayTests, AreShownAroundAnAreaAndHiddenAtItsEnd) {
     defaults.stored["areaRect"] = std::string("{{100, 50}, {320, 240}}");
     defaults.stored["highlightClicks"] = true;
     defaults.stored["webcamEnabled"] = true;
@@ -255,22 +255,20 @@ TEST_F(RecorderOverlayTests, AccompanyAnAreaAndGoWithIt) {
     EXPECT_EQ(webcam.level, std::nullopt);
 }
 
-TEST_F(RecorderOverlayTests, AreShownAsTheOptionsAndTheSourceAskForThem) {
+TEST_F(RecorderOverlayTests, FollowTheOptionsAndTheSource) {
     record(CaptureSource::display(1));
     EXPECT_EQ(contents.visible("bar")->settings.frame, (Rect{860, 16, 200, 40})) << "at the bottom";
     EXPECT_EQ(contents.shownPanels(), 1U);
     EXPECT_FALSE(webcam.shown);
     EXPECT_THAT(excluded(), ElementsAre(1, 2, 3, 4, 5));
-    recorder->requestStop();
-    complete();
+    stopAndComplete();
 
     RunningTask refreshing(executor, recorder->refreshSources());
     executor.drain();
     record(CaptureSource::window(7));
     EXPECT_EQ(contents.visible("bar")->settings.frame, (Rect{2050, 728, 200, 40})) << "below the window";
     EXPECT_EQ(contents.shownPanels(), 1U);
-    recorder->requestStop();
-    complete();
+    stopAndComplete();
 
     startWith(CaptureSource::audioOnly());
     EXPECT_EQ(*recorder->state, State::recording);

@@ -1,4 +1,4 @@
-// A recording's course: start, pause, stop, and what is made of the file.
+// The course of a recording: start, pause, stop, and what becomes of the file.
 #include "Tests/Lumicrate/Recording/RecorderFixture.h"
 
 namespace lumicrate::test {
@@ -10,6 +10,7 @@ using testing::SizeIs;
 
 const std::exception_ptr userStopped =
     std::make_exception_ptr(SCStreamError("Sharing was stopped.", SCStreamErrorUserStopped));
+const std::exception_ptr diskFull = std::make_exception_ptr(PlatformError("The disk is full."));
 const std::exception_ptr displayLost = std::make_exception_ptr(SCStreamError("The display is gone.", -3815));
 
 class ScreenRecorderTests : public RecorderFixture {
@@ -18,7 +19,7 @@ class ScreenRecorderTests : public RecorderFixture {
     FakeMixing mixer{executor};
 };
 
-TEST_F(ScreenRecorderTests, RecordsFromTheWishToTheFile) {
+TEST_F(ScreenRecorderTests, RecordsFromTheCommandToTheFile) {
     defaults.stored["countdown"] = true;
     defaults.stored["captureMicrophone"] = true;
     make();
@@ -53,8 +54,7 @@ TEST_F(ScreenRecorderTests, RecordsFromTheWishToTheFile) {
 
     deliverFrame();
     executor.advance(2s);
-    recorder->requestStop();
-    complete();
+    stopAndComplete();
     EXPECT_THAT(states, ElementsAre(State::countingDown, State::starting, State::recording, State::stopping,
                                     State::idle));
     EXPECT_THAT(announced, ElementsAre(file));
@@ -66,7 +66,7 @@ TEST_F(ScreenRecorderTests, RecordsFromTheWishToTheFile) {
     expectNothingLeft();
 }
 
-TEST_F(ScreenRecorderTests, ElapsedTimeLeavesPausesOut) {
+TEST_F(ScreenRecorderTests, ElapsedTimeExcludesPauses) {
     make();
     std::vector<double> shown;
     const Subscription looking = recorder->elapsed.observe([&](double coming) { shown.push_back(coming); });
@@ -86,12 +86,11 @@ TEST_F(ScreenRecorderTests, ElapsedTimeLeavesPausesOut) {
     EXPECT_EQ(recorder->elapsedNow(), 13);
     recorder->togglePause();
     executor.advance(1s);
-    recorder->requestStop();
-    complete();
+    stopAndComplete();
     EXPECT_EQ(*recorder->elapsed, 13);
 }
 
-TEST_F(ScreenRecorderTests, TheMovieEndsWhenStopIsAskedForHoweverLongItTakes) {
+TEST_F(ScreenRecorderTests, TheMovieEndsAtTheStopRequest) {
     capture.completesAtOnce = false;
     startWith(CaptureSource::display(1));
     capture.stream->started(nullptr);
@@ -106,7 +105,7 @@ TEST_F(ScreenRecorderTests, TheMovieEndsWhenStopIsAskedForHoweverLongItTakes) {
     capture.stream->stopped(displayLost);
     executor.advance(1s);
     complete();
-    EXPECT_EQ(*recorder->lastRecording, file) << "a stream that says it could not stop spoils nothing";
+    EXPECT_EQ(*recorder->lastRecording, file) << "the stream's error is ignored";
     const auto times = movie().times(0);
     ASSERT_THAT(times, SizeIs(2));
     EXPECT_EQ(times.back(), end - CMTime(1, 1000));
@@ -155,7 +154,7 @@ TEST_F(ScreenRecorderTests, StopCanBeAwaited) {
     EXPECT_EQ(*recorder->state, State::idle);
 }
 
-TEST_F(ScreenRecorderTests, AStreamThatStopsByItselfIsSaved) {
+TEST_F(ScreenRecorderTests, ARecordingIsSavedWhenTheStreamStops) {
     const std::pair<std::exception_ptr, std::string> cases[] = {
         {userStopped, ""},
         {displayLost, "Recording stopped: The display is gone."},
@@ -176,23 +175,30 @@ TEST_F(ScreenRecorderTests, AStreamThatStopsByItselfIsSaved) {
     }
 }
 
-TEST_F(ScreenRecorderTests, AStreamThatStopsWhileItStartsLeavesNothing) {
-    for (const bool startFails : {false, true}) {
+TEST_F(ScreenRecorderTests, AnInterruptionDuringTheStartLeavesNothing) {
+    const struct {
+        std::exception_ptr writerError, startError;
+        const char* sentence;
+    } cases[] = {{nullptr, nullptr, "Recording stopped: The display is gone."},
+                 {nullptr, displayLost, "The display is gone."},
+                 {diskFull, nullptr, "Recording stopped: The disk is full."}};
+    for (const auto& each : cases) {
         capture.completesAtOnce = false;
         startWith(CaptureSource::display(1));
+        if (each.writerError) movie().interrupt(each.writerError);
         capture.stream->delegate->didStopWithError(displayLost);
         executor.drain();
         EXPECT_EQ(*recorder->state, State::starting);
-        capture.stream->started(startFails ? displayLost : nullptr);
+        capture.stream->started(each.startError);
         executor.drain();
         EXPECT_EQ(*recorder->state, State::idle);
-        EXPECT_EQ(message(), startFails ? "The display is gone." : "Recording stopped: The display is gone.");
+        EXPECT_EQ(message(), each.sentence);
         EXPECT_EQ(*recorder->lastRecording, std::nullopt);
         expectNothingLeft();
     }
 }
 
-TEST_F(ScreenRecorderTests, AMovieThatCannotBeSavedIsNotAnnounced) {
+TEST_F(ScreenRecorderTests, AFailedMovieIsNotAnnounced) {
     record();
     const auto saved = notifications.observe(recordingSavedNotification, [](const auto&) { FAIL(); });
     recorder->requestStop();
@@ -204,7 +210,7 @@ TEST_F(ScreenRecorderTests, AMovieThatCannotBeSavedIsNotAnnounced) {
     EXPECT_EQ(*recorder->lastRecording, std::nullopt);
     EXPECT_FALSE(folder.isInProgress(file));
 
-    // Not one picture came. And the message goes with the next attempt.
+    // Without a single frame; and the next attempt clears the message.
     recorder->setOutputOverride("/tmp/other.mp4");
     recorder->start(false);
     EXPECT_EQ(message(), "");
@@ -215,51 +221,49 @@ TEST_F(ScreenRecorderTests, AMovieThatCannotBeSavedIsNotAnnounced) {
     EXPECT_FALSE(files.existing.contains("/tmp/other.mp4"));
 }
 
-TEST_F(ScreenRecorderTests, TracksAreMixedWhenThatIsWanted) {
-    enum class Wish { mixed, refused, unwanted };
+TEST_F(ScreenRecorderTests, TracksAreMixedIfRequested) {
+    enum class Mixing { done, fails, off };
     mixing = &mixer;
-    for (const Wish wish : {Wish::mixed, Wish::refused, Wish::unwanted}) {
-        defaults.stored["mixAudio"] = wish != Wish::unwanted;
+    for (const Mixing outcome : {Mixing::done, Mixing::fails, Mixing::off}) {
+        defaults.stored["mixAudio"] = outcome != Mixing::off;
         mixer.mixed.clear();
         make();
         record();
         const std::filesystem::path url = movie().url;
-        recorder->requestStop();
-        complete();
-        if (wish == Wish::unwanted) {
+        stopAndComplete();
+        if (outcome == Mixing::off) {
             EXPECT_THAT(mixer.mixed, IsEmpty());
         } else {
             EXPECT_THAT(mixer.mixed, ElementsAre(url));
             EXPECT_EQ(*recorder->state, State::stopping);
             EXPECT_TRUE(folder.isInProgress(url));
             EXPECT_FALSE(capture.stream->alive) << "the file is closed before it is mixed";
-            mixer.result->resolve(wish == Wish::mixed);
+            mixer.result->resolve(outcome == Mixing::done);
             executor.drain();
         }
         EXPECT_EQ(*recorder->state, State::idle);
         EXPECT_FALSE(folder.isInProgress(url));
         EXPECT_TRUE(files.existing.contains(url));
-        const bool failed = wish == Wish::refused;
+        const bool failed = outcome == Mixing::fails;
         EXPECT_EQ(message(), failed ? "The recording couldn't be saved: The tracks can't be read." : "");
         EXPECT_EQ(recorder->lastRecording->has_value(), !failed);
     }
 }
 
-TEST_F(ScreenRecorderTests, WithoutRoomToMixTheRecordingIsSavedAsItIs) {
+TEST_F(ScreenRecorderTests, WithoutRoomToMixTheTracksStaySeparate) {
     mixing = &mixer;
     mixer.noRoom = true;
     make();
     record();
     const std::filesystem::path url = movie().url;
-    recorder->requestStop();
-    complete();
+    stopAndComplete();
     EXPECT_EQ(*recorder->state, State::idle);
     EXPECT_EQ(*recorder->lastRecording, url);
     EXPECT_EQ(message(), "");
     EXPECT_THAT(*recorder->notices, ElementsAre(NoRoomToMix().what()));
 }
 
-TEST_F(ScreenRecorderTests, OverridesHoldForOneRecording) {
+TEST_F(ScreenRecorderTests, OverridesApplyToOneRecording) {
     RecordingOptions own;
     own.countdown = false;
     own.format = OutputFormat::movHEVC;
@@ -269,8 +273,7 @@ TEST_F(ScreenRecorderTests, OverridesHoldForOneRecording) {
     EXPECT_EQ(movie().url, "/tmp/talk.mov");
     EXPECT_EQ(movie().fileType, AVFileType::quickTimeMovie);
     EXPECT_TRUE(folder.isInProgress("/tmp/talk.mov"));
-    recorder->requestStop();
-    complete();
+    stopAndComplete();
     EXPECT_EQ(*recorder->lastRecording, "/tmp/talk.mov");
     EXPECT_FALSE(folder.isInProgress("/tmp/talk.mov"));
     record();
@@ -296,8 +299,7 @@ TEST_F(ScreenRecorderTests, TheMicrophoneIsMutedAndItsLevelShown) {
     deliverMicrophone(1.0F);
     executor.drain();
     EXPECT_EQ(*recorder->microphoneLevel, 1);
-    recorder->requestStop();
-    complete();
+    stopAndComplete();
     EXPECT_EQ(*recorder->microphoneLevel, 0);
     EXPECT_FALSE(*recorder->microphoneMuted);
 
@@ -314,7 +316,7 @@ TEST_F(ScreenRecorderTests, MutingNeedsAMicrophone) {
     EXPECT_FALSE(*recorder->microphoneMuted);
 }
 
-TEST_F(ScreenRecorderTests, RefusedPicturesAreCounted) {
+TEST_F(ScreenRecorderTests, RefusedFramesAreCounted) {
     record();
     movie().inputs[0]->ready = false;
     for (int i = 0; i < 3; ++i) {
@@ -322,14 +324,13 @@ TEST_F(ScreenRecorderTests, RefusedPicturesAreCounted) {
         deliverFrame();
     }
     EXPECT_EQ(recorder->refusedFrames(), 3U);
-    recorder->requestStop();
-    complete();
+    stopAndComplete();
     EXPECT_EQ(recorder->refusedFrames(), 3U);
     record();
     EXPECT_EQ(recorder->refusedFrames(), 0U);
 }
 
-/// How far a recording has come when the recorder goes.
+/// The progress of a recording when the recorder is destroyed.
 enum class Moment {
     choosing,
     countingDown,
@@ -343,9 +344,9 @@ enum class Moment {
     mixing
 };
 
-class VanishingRecorderTests : public ScreenRecorderTests, public testing::WithParamInterface<Moment> {};
+class DestroyedRecorderTests : public ScreenRecorderTests, public testing::WithParamInterface<Moment> {};
 
-TEST_P(VanishingRecorderTests, LateCompletionsReachNobody) {
+TEST_P(DestroyedRecorderTests, IgnoresLateCompletions) {
     const Moment moment = GetParam();
     overlays.areaSelector = &areaSelector;
     mixing = &mixer;
@@ -372,14 +373,14 @@ TEST_P(VanishingRecorderTests, LateCompletionsReachNobody) {
         {Moment::finishing, State::stopping},     {Moment::mixing, State::stopping}};
     ASSERT_EQ(*recorder->state, expected.at(moment));
 
-    // Things that are on their way …
+    // Events that are already posted …
     if (capture.stream && capture.stream->alive) {
         deliverMicrophone(1.0F);
         capture.stream->delegate->didStopWithError(displayLost);
         movie().interrupt(displayLost);
     }
     recorder.reset();
-    // … and things that come from afar, later.
+    // … and completions that arrive later.
     EXPECT_EQ(contents.shownPanels(), 0U);
     if (capture.waiting) capture.waiting(capture.content, nullptr);
     if (capture.stream && capture.stream->started) capture.stream->started(nullptr);
@@ -391,7 +392,7 @@ TEST_P(VanishingRecorderTests, LateCompletionsReachNobody) {
     expectNothingLeft();
 }
 
-INSTANTIATE_TEST_SUITE_P(Moments, VanishingRecorderTests,
+INSTANTIATE_TEST_SUITE_P(Moments, DestroyedRecorderTests,
                          testing::Values(Moment::choosing, Moment::countingDown, Moment::settling,
                                          Moment::listing, Moment::starting, Moment::recording, Moment::paused,
                                          Moment::stopping, Moment::finishing, Moment::mixing));

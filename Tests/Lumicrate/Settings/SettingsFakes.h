@@ -5,6 +5,7 @@
 #include "Platform/SMAppService.h"
 #include "Support/Error.h"
 
+#include <cctype>
 #include <functional>
 #include <memory>
 #include <utility>
@@ -24,10 +25,13 @@ class FakeKeyMonitoring final : public NSKeyMonitoring {
         handler = std::move(onKeyDown);
         return std::make_unique<Monitor>(monitors);
     }
-    /// Whether somebody took the key.
+    /// Whether the key was consumed. `typed` is ASCII.
     bool press(std::int64_t keyCode, std::uint64_t flags, std::string typed) {
         const Handler called = handler;
-        return monitors > 0 && called(NSEvent{keyCode, flags, std::move(typed)});
+        std::string name = typed;
+        for (char& each : name)
+            each = static_cast<char>(std::toupper(each));
+        return monitors > 0 && called(NSEvent{keyCode, flags, std::move(typed), std::move(name)});
     }
 
     Handler handler;

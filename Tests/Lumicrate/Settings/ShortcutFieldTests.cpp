@@ -18,39 +18,28 @@ TEST(ShortcutFromEventTests, TakesWhatCanBeBound) {
     struct {
         std::int64_t keyCode;
         std::uint64_t flags;
-        const char* typed;
+        const char* name;
         std::optional<Shortcut> shortcut;
     } const cases[] = {
-        {15, command | option, "r", Shortcut{15, 0x900, "R"}},
-        {7, control | option | shift | command, "x", Shortcut{7, 0x1B00, "X"}},
-        {40, shift, "k", std::nullopt},
-        {40, 0, "k", std::nullopt},
-        {96, 0, "\x10", Shortcut{96, 0, "F5"}},
+        {15, command | option, "R", Shortcut{15, 0x900, "R"}},
+        {7, control | option | shift | command, "X", Shortcut{7, 0x1B00, "X"}},
+        {40, shift, "K", std::nullopt},
+        {40, 0, "K", std::nullopt},
+        {96, 0, "", Shortcut{96, 0, "F5"}},
         {80, shift | capsLock, "", Shortcut{80, 0x200, "F19"}},
         {49, control, " ", Shortcut{49, 0x1000, "Space"}},
         {49, shift, " ", std::nullopt},
-        {36, command, "\r", Shortcut{36, 0x100, "↩"}},
+        {36, command, "", Shortcut{36, 0x100, "↩"}},
         {123, 0, "", std::nullopt},
-        {3, option, "f", Shortcut{3, 0x800, "F"}},
-        {3, 0, "f", std::nullopt},
-        {53, command, "\x1b", std::nullopt},
-        {51, control, "\x7f", std::nullopt},
-        {10, control, "\u0085", std::nullopt},
-        {10, control, "\u200d", std::nullopt},
-        {10, control, "", std::nullopt},
-        {10, control, "\xc3", std::nullopt},
-        {10, control, "\xed\xa0\x80", std::nullopt},
-        {-1, control, "a", std::nullopt},
-        {0x100000000, control, "a", std::nullopt},
-        {18, control, "ě", Shortcut{18, 0x1000, "Ě"}},
-        {41, control, "ж", Shortcut{41, 0x1000, "Ж"}},
-        {41, control, "ί", Shortcut{41, 0x1000, "Ί"}},
-        {27, control, "ß", Shortcut{27, 0x1000, "ß"}},
-        {27, control, "あ𝄞", Shortcut{27, 0x1000, "あ𝄞"}},
+        {3, option, "F", Shortcut{3, 0x800, "F"}},
+        {3, 0, "F", std::nullopt},
+        {53, command, "", std::nullopt},
+        {-1, control, "A", std::nullopt},
+        {0x100000000, control, "A", std::nullopt},
+        {18, control, "Ě", Shortcut{18, 0x1000, "Ě"}},
     };
-    for (const auto& [keyCode, flags, typed, shortcut] : cases)
-        EXPECT_EQ(shortcutFrom({keyCode, flags, typed}), shortcut) << keyCode << " " << typed;
-    EXPECT_EQ((Shortcut{0, 0x100, "Ě"}).keyEquivalent(), "ě");
+    for (const auto& [keyCode, flags, name, shortcut] : cases)
+        EXPECT_EQ(shortcutFrom({keyCode, flags, "", name}), shortcut) << keyCode << " " << name;
     EXPECT_EQ((Shortcut{0, 0x1B00, "⇟"}).spelledOut(), "Ctrl+Alt+Shift+Super+Page Down");
 }
 

@@ -1,6 +1,5 @@
 #include "Lumicrate/Overlays/Selection/SelectionModel.h"
 
-#include "Lumicrate/Shortcuts/LetterCase.h"
 #include "Support/Log.h"
 #include "Support/Text.h"
 
@@ -42,11 +41,11 @@ std::vector<Rect> rectsOf(const std::vector<HoverTarget>& targets) {
     return rects;
 }
 
-std::string lowerCased(const std::string& text) {
-    std::optional<std::u32string> letters = decodeUtf8(text);
-    if (!letters) return text;
-    std::transform(letters->begin(), letters->end(), letters->begin(), smallLetter);
-    return encodeUtf8(*letters);
+/// The title of a button inside a sentence: "Record" becomes "record".
+std::string lowerCased(std::string text) {
+    for (char& each : text)
+        if (each >= 'A' && each <= 'Z') each = static_cast<char>(each - 'A' + 'a');
+    return text;
 }
 
 /// The direction of an arrow key; none for another key.

@@ -1,4 +1,4 @@
-// MicrophoneMeter: how loud a microphone is, on the recorder's level meter.
+// MicrophoneMeter: mutes microphone samples and measures their level.
 #pragma once
 
 #include "Platform/CMSampleBuffer.h"
@@ -7,17 +7,18 @@
 
 namespace lumicrate {
 
-/// Measures and mutes microphone samples in place and reports their level now and then. One thread.
+/// Changes samples in place. One thread.
 class MicrophoneMeter {
  public:
     using Sink = std::function<void(float level)>;
 
-    /// Levels go to `sink`: 0 … 1, a linear scale over −50 … 0 dBFS, about fifteen times a second at most.
+    /// `sink` receives levels, at most about fifteen per second: 0 … 1, linear over −50 … 0 dBFS. For
+    /// example, −25 dBFS is 0.5.
     void setSink(Sink sink) { sink_ = std::move(sink); }
     /// A muted microphone has level 0 and its samples are overwritten with silence.
     void setMuted(bool muted) { muted_ = muted; }
 
-    /// Takes the next sample. Sound without a description is left as it is and not measured.
+    /// Sound without a description is neither measured nor muted.
     void process(const CMSampleBuffer& sample);
 
  private:

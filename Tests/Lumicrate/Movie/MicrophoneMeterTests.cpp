@@ -1,5 +1,5 @@
-#include "Lumicrate/Recording/MicrophoneMeter.h"
-#include "Tests/Lumicrate/Movie/TestSamples.h"
+#include "Lumicrate/Movie/MicrophoneMeter.h"
+#include "Tests/Lumicrate/Movie/FakeAssetWriter.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "Lumicrate/Recording/MicrophoneMeter.h"
+#include "Lumicrate/Movie/MicrophoneMeter.h"
 
 #include <algorithm>
 #include <cmath>
@@ -13,7 +13,7 @@ namespace {
 
 constexpr CMTime reportInterval{1, 15};
 
-/// The root mean square of whole samples in which `fullScale` stands for 1; 0 for less than one sample.
+/// The root mean square of samples with `fullScale` as 1; 0 without a whole sample.
 template <class Sample>
 double rootMeanSquare(std::span<const std::byte> bytes, double fullScale) {
     const std::size_t count = bytes.size() / sizeof(Sample);

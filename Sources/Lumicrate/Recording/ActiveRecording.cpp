@@ -1,0 +1,167 @@
+#include "Lumicrate/Recording/ActiveRecording.h"
+
+#include "Lumicrate/Capture/StreamConfiguration.h"
+#include "Lumicrate/Capture/WindowFollower.h"
+#include "Support/Error.h"
+#include "Support/Log.h"
+#include "Support/Text.h"
+
+#include <algorithm>
+#include <exception>
+#include <limits>
+#include <utility>
+
+namespace lumicrate {
+
+using namespace std::chrono_literals;
+
+namespace {
+
+/// Shorter sleep is not reported.
+constexpr auto noticeableSleep = 2s;
+
+RecordingFolder::InProgress chooseFile(RecordingFolder& folder, const ActiveRecording::Plan& plan) {
+    if (plan.output) return folder.markInProgress(*plan.output);
+    const auto kind = plan.soundAlone ? RecordingFolder::Kind::audio : RecordingFolder::Kind::screen;
+    const MovieFormat format = movieFormat(plan.options.format, plan.soundAlone);
+    return folder.markInProgress(folder.newRecordingURL(kind, format.fileExtension));
+}
+
+}  // namespace
+
+void SessionClock::start(Instant now) {
+    beforePause_ = {};
+    runningSince_ = now;
+}
+
+void SessionClock::pause(Instant now) {
+    if (!runningSince_) return;
+    beforePause_ += now - *runningSince_;
+    runningSince_.reset();
+}
+
+void SessionClock::resume(Instant now) {
+    if (!runningSince_) runningSince_ = now;
+}
+
+double SessionClock::elapsed(Instant now) const {
+    const auto running = runningSince_ ? now - *runningSince_ : 0ns;
+    return std::chrono::duration<double>(beforePause_ + running).count();
+}
+
+ActiveRecording::ActiveRecording(const Services& services, const Plan& plan)
+    : services_(services),
+      plan_(plan),
+      file_(chooseFile(services.folder, plan)),
+      fileExistedBefore_(services.movie.files.fileExists(file_.url())) {}
+
+MovieWriter::Settings ActiveRecording::writerSettings() const {
+    const RecordingOptions& options = plan_.options;
+    const MovieFormat format = movieFormat(options.format, plan_.soundAlone);
+    MovieWriter::Settings settings;
+    settings.url = url();
+    settings.fileType = format.fileType;
+    settings.codec = format.codec;
+    settings.width = plan_.configuration.width;
+    settings.height = plan_.configuration.height;
+    settings.fps = options.fps;
+    settings.bitRate = static_cast<int>(std::min<std::int64_t>(
+        bitRate(settings.width, settings.height, options), std::numeric_limits<int>::max()));
+    settings.systemAudio = options.captureSystemAudio;
+    settings.microphone = options.captureMicrophone;
+    settings.video = !plan_.soundAlone;
+    return settings;
+}
+
+Task<void> ActiveRecording::start(CaptureSession::Handlers handlers) {
+    handlers_ = std::move(handlers);
+    const MovieWriter::Settings settings = writerSettings();
+    log(LogArea::recorder, "starting: video ", settings.video, ", ", settings.width, " × ", settings.height,
+        " pixels at ", settings.fps, " fps and ", settings.bitRate, " bit/s, system audio ",
+        settings.systemAudio, ", microphone ", settings.microphone);
+    session_ =
+        std::make_unique<CaptureSession>(settings, plan_.target.filter, plan_.configuration, services_.movie,
+                                         services_.capture, services_.executor, handlers_);
+    co_await session_->start();
+}
+
+void ActiveRecording::begin(RecordingChrome& chrome) {
+    clock_.start(services_.executor.now());
+    asleepBefore_ = services_.process.timeAsleep();
+    displayAwake_ = services_.process.beginActivity(NSProcessInfo::activityUserInitiatedDisplayAwake,
+                                                    localized("Screen recording in progress"));
+    if (!plan_.target.windowDisplayID) return;
+    const SCWindow& window = plan_.target.filter.windows.front();
+    WindowFollowing following;
+    following.setSourceRect = [this](Rect rect) { return session_->setSourceRect(rect); };
+    following.moved = [&chrome](const Rect& before, const Rect& now) { chrome.followWindow(before, now); };
+    followTask_ = RunningTask(
+        services_.executor,
+        followWindow(services_.executor, services_.capture,
+                     {window.windowID, *plan_.target.windowDisplayID, window.frame}, std::move(following)));
+}
+
+void ActiveRecording::pause() {
+    session_->pause();
+    clock_.pause(services_.executor.now());
+}
+
+void ActiveRecording::resume() {
+    session_->resume();
+    clock_.resume(services_.executor.now());
+}
+
+void ActiveRecording::end() {
+    session_->pause();
+    noteSleep();
+}
+
+/// The host clock stands still during sleep, so the recording continues without a gap. Someone who looks at a
+/// clock on the recorded screen needs the explanation.
+void ActiveRecording::noteSleep() const {
+    const auto slept = services_.process.timeAsleep() - asleepBefore_;
+    if (slept < noticeableSleep) return;
+    handlers_.onNotice(localized("The computer slept for ") +
+                       formatElapsed(std::chrono::duration<double>(slept).count()) +
+                       localized(" during the recording; that time was left out."));
+}
+
+Task<void> ActiveRecording::stop() {
+    co_await session_->stop();
+    followTask_.cancel();
+    displayAwake_.reset();
+}
+
+Task<void> ActiveRecording::save(bool mixes) {
+    std::exception_ptr failure;
+    try {
+        co_await session_->finish();
+    } catch (...) {
+        failure = std::current_exception();
+    }
+    refusedFrames_ = session_->refusedFrames();
+    log(LogArea::recorder, "movie finished: ", failure ? "failed" : "saved", ", ", refusedFrames_,
+        " frames refused by a busy encoder");
+    session_.reset();
+    if (failure) std::rethrow_exception(failure);
+    if (!services_.mixing || !mixes) co_return;
+    try {
+        Task<bool> mixing = services_.mixing->mixIfNeeded(url());
+        co_await mixing;
+    } catch (const NoRoomToMix& reason) {
+        // A recording that was ended by a full disk is saved nevertheless.
+        handlers_.onNotice(reason.what());
+    }
+}
+
+void ActiveRecording::discard() {
+    session_.reset();
+    if (fileExistedBefore_ || !services_.movie.files.fileExists(url())) return;
+    try {
+        services_.movie.files.removeItem(url());
+    } catch (const LocalizedError&) {
+        // The user is told why there is no recording, not that an empty file remains.
+    }
+}
+
+}  // namespace lumicrate

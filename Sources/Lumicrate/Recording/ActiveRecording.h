@@ -1,0 +1,118 @@
+// ActiveRecording: one recording, from the choice of its file to the saved movie.
+#pragma once
+
+#include "Lumicrate/Capture/ContentFilter.h"
+#include "Lumicrate/Library/RecordingFolder.h"
+#include "Lumicrate/Movie/AudioMixdown.h"
+#include "Lumicrate/Movie/MovieWriter.h"
+#include "Lumicrate/Overlays/RecordingChrome.h"
+#include "Lumicrate/Recording/CaptureSession.h"
+#include "Lumicrate/Recording/RecordingOptions.h"
+#include "Platform/NSProcessInfo.h"
+#include "Platform/ScreenCaptureKit.h"
+#include "Support/Executor.h"
+#include "Support/Task.h"
+
+#include <chrono>
+#include <cstdint>
+#include <filesystem>
+#include <memory>
+#include <optional>
+
+namespace lumicrate {
+
+/// Measures the recorded time without pauses. It reads no clock: callers pass the current instant.
+class SessionClock {
+ public:
+    /// Monotonic, since an arbitrary instant.
+    using Instant = std::chrono::nanoseconds;
+
+    void start(Instant now);
+    /// No effect while paused.
+    void pause(Instant now);
+    /// No effect unless paused.
+    void resume(Instant now);
+    /// Recorded seconds.
+    double elapsed(Instant now) const;
+
+ private:
+    std::chrono::nanoseconds beforePause_{};
+    std::optional<Instant> runningSince_;
+};
+
+/// Call order: constructor, start, begin, any number of pause and resume, end, stop, save. Up to `begin`,
+/// discard may be called instead of the rest. Main thread only.
+class ActiveRecording {
+ public:
+    /// All must outlive the recording.
+    struct Services {
+        Executor& executor;
+        NSProcessInfo& process;
+        ScreenCaptureKit& capture;
+        RecordingFolder& folder;
+        const MovieWriter::Services& movie;
+        AudioMixing* mixing;  ///< may be null
+    };
+
+    struct Plan {
+        RecordingOptions options;
+        bool soundAlone = false;
+        CaptureTarget target;
+        SCStreamConfiguration configuration;
+        /// The file to write, instead of a new one in the recordings folder.
+        std::optional<std::filesystem::path> output;
+    };
+
+    /// Chooses the file and marks it as in progress until the object is destroyed. Throws PlatformError if
+    /// the folder cannot be created.
+    ActiveRecording(const Services& services, const Plan& plan);
+    ActiveRecording(const ActiveRecording&) = delete;
+    ActiveRecording& operator=(const ActiveRecording&) = delete;
+
+    /// Opens the file and starts capture. Throws the error of the movie writer or of the capture stream.
+    Task<void> start(CaptureSession::Handlers handlers);
+    /// Capture runs: recorded time starts here, the display is kept awake, and a recorded window is followed,
+    /// together with the overlays in `chrome`, which must outlive the recording.
+    void begin(RecordingChrome& chrome);
+
+    void pause();
+    void resume();
+    void setMicrophoneMuted(bool muted) { session_->setMicrophoneMuted(muted); }
+    /// Extends the movie to the present even if no new frame arrives.
+    void keepUp() { session_->keepUp(); }
+
+    /// The movie ends here, however long it takes to stop the stream. Reports through onNotice how long the
+    /// computer was asleep during the recording.
+    void end();
+    /// Stops capture.
+    Task<void> stop();
+    /// Completes the movie and, if `mixes`, mixes its audio tracks. Throws the error that spoilt the movie.
+    Task<void> save(bool mixes);
+    /// Ends capture and deletes the file, unless the file existed before the recording.
+    void discard();
+
+    const std::filesystem::path& url() const { return file_.url(); }
+    /// Recorded seconds up to now.
+    double elapsed() const { return clock_.elapsed(services_.executor.now()); }
+    /// Frames that are missing because the encoder was busy.
+    std::uint64_t refusedFrames() const { return session_ ? session_->refusedFrames() : refusedFrames_; }
+
+ private:
+    MovieWriter::Settings writerSettings() const;
+    void noteSleep() const;
+
+    Services services_;
+    Plan plan_;
+    RecordingFolder::InProgress file_;
+    bool fileExistedBefore_;
+    CaptureSession::Handlers handlers_;
+    SessionClock clock_;
+    std::chrono::nanoseconds asleepBefore_{};
+    std::unique_ptr<CaptureSession> session_;
+    std::uint64_t refusedFrames_ = 0;  ///< of the session that has ended
+    std::unique_ptr<NSActivity> displayAwake_;
+    // Destroyed first: it uses the session.
+    RunningTask followTask_;
+};
+
+}  // namespace lumicrate
