@@ -33,7 +33,7 @@ class SelectionModelTests : public testing::Test {
         model->setToolbarSize({600, 44});
         model->setPickBarSize({240, 44});
     }
-    bool press(std::int64_t code, std::uint64_t flags = 0) { return model->keyDown({code, flags, {}}); }
+    bool press(std::int64_t code, std::uint64_t flags = 0) { return model->keyDown({code, flags, {}, {}}); }
     void mouseDown(Point at, int clickCount = 1, bool snaps = false) {
         model->mouseMoved(at);
         model->mouseDown({at, clickCount, snaps});
