@@ -75,6 +75,12 @@ LogCapture::~LogCapture() {
     state().areas = requestedAreas();
 }
 
+std::string detail::logText(double value) {
+    std::array<char, 32> text{};
+    std::snprintf(text.data(), text.size(), "%g", value);
+    return text.data();
+}
+
 void detail::writeLogLine(LogArea area, std::initializer_list<std::string> parts) {
     std::string text;
     for (const std::string& part : parts)

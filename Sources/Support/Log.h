@@ -57,10 +57,15 @@ namespace detail {
 
 void writeLogLine(LogArea area, std::initializer_list<std::string> parts);
 
+/// Six significant digits, as "%g" prints them.
+std::string logText(double value);
+
 template <class Value>
 std::string logText(const Value& value) {
     if constexpr (std::is_same_v<Value, bool>) {
         return value ? "yes" : "no";
+    } else if constexpr (std::is_floating_point_v<Value>) {
+        return logText(double{value});
     } else if constexpr (std::is_arithmetic_v<Value>) {
         return std::to_string(value);
     } else {
