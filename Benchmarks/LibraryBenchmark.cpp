@@ -2,7 +2,7 @@
 //
 //   lumicrate-library-bench [FOLDER] [COUNT]
 
-#include "App/LibraryServices.h"
+#include "App/RecorderServices.h"
 #include "App/QtExecutor.h"
 #include "Linux/Desktop/FileManager.h"
 #include "Linux/Desktop/FolderWatch.h"

@@ -3,7 +3,7 @@
 // dimmed screen at 1920 × 1080 with twelve windows.
 //
 //   lumicrate-selection-bench
-#include "App/Machine.h"
+#include "App/SystemServices.h"
 #include "Linux/X11/Capture/WindowPictures.h"
 #include "Lumicrate/Overlays/Selection/AreaSelector.h"
 #include "Tests/Stage/PrivateDesktop.h"
@@ -198,12 +198,12 @@ int brightnessAt(std::int16_t x, std::int16_t y) {
 class Opening {
  public:
     // As in the application, since its start.
-    Opening() { machine_.capture.windows(); }
+    Opening() { system_.capture.windows(); }
 
     double measure() {
         const int before = brightnessAt(5, 5);
         const auto start = Clock::now();
-        RunningTask selecting(machine_.executor, select());
+        RunningTask selecting(system_.executor, select());
         while (brightnessAt(5, 5) >= before)
             QCoreApplication::processEvents();
         const double taken = millisecondsSince(start);
@@ -220,13 +220,13 @@ class Opening {
         co_await selecting;
     }
 
-    app::Machine machine_;
+    app::SystemServices system_;
     views::Screens screens_{
-        [this](const std::string&) { return std::optional(machine_.capture.CGMainDisplayID()); }};
+        [this](const std::string&) { return std::optional(system_.capture.CGMainDisplayID()); }};
     x11::WindowPictures pictures_;
     views::PanelContents contents_;
-    AreaSelector selector_{{machine_.executor, machine_.capture, pictures_, machine_.process, screens_,
-                            machine_.defaults, contents_}};
+    AreaSelector selector_{{system_.executor, system_.capture, pictures_, system_.process, screens_,
+                            system_.defaults, contents_}};
 };
 
 void measureOpening(stage::Xvfb& display, bool composited) {

@@ -3,11 +3,11 @@
 #include "Lumicrate/Shell/Welcome.h"
 #include "Support/Error.h"
 #include "Support/DispatchQueue.h"
-#include "Views/MainWindow/DateText.h"
 #include "Views/Settings/SettingsWindow.h"
 #include "Views/Shell/AboutWindow.h"
 #include "Views/Shell/PermissionWindow.h"
 #include "Views/Shell/WelcomeWindow.h"
+#include "Views/Widgets/QtText.h"
 
 #include <QApplication>
 #include <QEvent>
@@ -29,7 +29,7 @@ std::filesystem::path ownProgram() {
 
 }  // namespace
 
-/// Hears of the main window's being closed, which by itself only hides it.
+/// Notices that the main window was closed: closing only hides it.
 class AppWindows::CloseWatch final : public QObject {
  public:
     explicit CloseWatch(const std::function<void()>& closed) : closed_(closed) {}
@@ -44,10 +44,10 @@ class AppWindows::CloseWatch final : public QObject {
     const std::function<void()>& closed_;
 };
 
-AppWindows::AppWindows(Machine& machine, Desk& desk, Services& services, RecordingLibrary& library,
-                       desktop::Workspace& workspace, Commands commands)
-    : machine_(machine),
-      desk_(desk),
+AppWindows::AppWindows(SystemServices& system, DesktopSession& session, RecorderServices& services,
+                       RecordingLibrary& library, desktop::Workspace& workspace, Commands commands)
+    : system_(system),
+      session_(session),
       services_(services),
       library_(library),
       workspace_(workspace),
@@ -67,15 +67,15 @@ MainWindowModel::Services AppWindows::contentServices() {
     commands.showAbout = [this] { showAbout(); };
     commands.quit = commands_.quit;
     commands.menu = commands_.recordingMenu;
-    return {machine_.executor,
-            machine_.defaults,
+    return {system_.executor,
+            system_.defaults,
             services_.recorder,
             library_,
-            RecordingFiles(machine_.files, machine_.notifications),
+            RecordingFiles(system_.files, system_.notifications),
             workspace_,
             images_,
             std::make_unique<SerialQueue>("Lumicrate.thumbnails"),
-            &desk_.pictures,
+            &session_.pictures,
             &services_.mixdown.progress(),
             views::formatDate,
             std::move(commands)};
@@ -92,7 +92,7 @@ void AppWindows::showMain() {
 void AppWindows::showSettings() {
     windows_.show("settings", [this] {
         return std::make_unique<views::SettingsWindow>(std::make_unique<SettingsModel>(
-            SettingsModel::Services{{machine_.defaults, services_.hotKeys, desk_.keyMonitor,
+            SettingsModel::Services{{system_.defaults, services_.hotKeys, session_.keyMonitor,
                                      [this] { services_.recorder.registerHotKeys(); }, QApplication::beep},
                                     loginItem_,
                                     services_.recorder.microphones,
@@ -112,10 +112,10 @@ void AppWindows::showAbout() {
 }
 
 void AppWindows::showWelcomeIfDue() {
-    if (!Welcome::isDue(machine_.defaults)) return;
+    if (!Welcome::isDue(system_.defaults)) return;
     windows_.show("welcome", [this] {
-        return std::make_unique<views::WelcomeWindow>(std::make_unique<Welcome>(
-            machine_.defaults, loginItem_, services_.folder.folder(), homeFolder()));
+        return std::make_unique<views::WelcomeWindow>(
+            std::make_unique<Welcome>(system_.defaults, loginItem_, services_.folder.folder(), homeFolder()));
     });
 }
 
@@ -136,8 +136,8 @@ void AppWindows::openRecordingsFolder() {
 
 Permissions::Facts AppWindows::facts() const {
     Permissions::Facts facts;
-    facts.screenReachable = machine_.capture.CGPreflightScreenCaptureAccess();
-    facts.soundReachable = machine_.devices.snapshot().has_value();
+    facts.screenReachable = system_.capture.CGPreflightScreenCaptureAccess();
+    facts.soundReachable = system_.devices.snapshot().has_value();
     facts.waylandSession = qEnvironmentVariableIsSet("WAYLAND_DISPLAY");
     return facts;
 }

@@ -1,9 +1,9 @@
-// AppWindows: the application's windows, each made when it is first shown.
+// AppWindows: the application's windows, each created when it is first shown.
 #pragma once
 
-#include "App/Desk.h"
-#include "App/Machine.h"
-#include "App/Services.h"
+#include "App/DesktopSession.h"
+#include "App/RecorderServices.h"
+#include "App/SystemServices.h"
 #include "Linux/Desktop/LoginItem.h"
 #include "Linux/Desktop/Workspace.h"
 #include "Linux/Media/Images/ImageIO.h"
@@ -29,13 +29,13 @@ class AppWindows {
     struct Commands {
         std::function<void()> quit;
         std::function<std::vector<MenuItem>()> recordingMenu;
-        /// The main window was closed by its user.
+        /// Called when the user closes the main window.
         std::function<void()> mainClosed;
     };
 
     /// All must outlive it.
-    AppWindows(Machine& machine, Desk& desk, Services& services, RecordingLibrary& library,
-               desktop::Workspace& workspace, Commands commands);
+    AppWindows(SystemServices& system, DesktopSession& session, RecorderServices& services,
+               RecordingLibrary& library, desktop::Workspace& workspace, Commands commands);
     ~AppWindows();
     AppWindows(const AppWindows&) = delete;
     AppWindows& operator=(const AppWindows&) = delete;
@@ -43,12 +43,13 @@ class AppWindows {
     void showMain();
     void showSettings();
     void showAbout();
-    /// Where it was not shown before.
+    /// Shows the welcome window unless it has been shown before.
     void showWelcomeIfDue();
-    /// Where something that recording needs cannot be reached. A sound server that hangs costs two seconds.
+    /// Shows the permissions window when the display or the sound server cannot be reached. Blocks for two
+    /// seconds when the sound server hangs.
     void showPermissionsIfMissing();
     void openRecordingsFolder();
-    /// A sentence in the main window.
+    /// Shows a sentence in the main window.
     void complain(const std::string& sentence) { content_.messages.complain(sentence); }
 
  private:
@@ -57,9 +58,9 @@ class AppWindows {
     MainWindowModel::Services contentServices();
     Permissions::Facts facts() const;
 
-    Machine& machine_;
-    Desk& desk_;
-    Services& services_;
+    SystemServices& system_;
+    DesktopSession& session_;
+    RecorderServices& services_;
     RecordingLibrary& library_;
     desktop::Workspace& workspace_;
     Commands commands_;

@@ -1,4 +1,4 @@
-// How the application's commands are called on the session bus.
+// ControlMethods: the names and handlers of the application's commands on the session bus.
 #pragma once
 
 #include "Linux/Desktop/BusService.h"
@@ -14,7 +14,7 @@ inline constexpr const char* statusMethod = "Status";
 /// "Activate", "Toggle", "Pause", "Area", "Quit".
 std::string methodName(RemoteCommand command);
 
-/// What the bus offers of `control`, which must outlive it.
+/// The bus methods that call `control`, which must outlive them.
 std::vector<desktop::BusService::Method> controlMethods(RemoteControl& control);
 
 }  // namespace lumicrate::app

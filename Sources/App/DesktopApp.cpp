@@ -2,13 +2,12 @@
 
 #include "App/AppWindows.h"
 #include "App/CommandLine/CommandLine.h"
-#include "App/CommandLine/Recovery.h"
 #include "App/ControlMethods.h"
-#include "App/Desk.h"
-#include "App/LibraryServices.h"
-#include "App/Machine.h"
-#include "App/Services.h"
+#include "App/DesktopSession.h"
+#include "App/RecorderServices.h"
+#include "App/Recovery.h"
 #include "App/Signals.h"
+#include "App/SystemServices.h"
 #include "Linux/Capture/CaptureKit.h"
 #include "Linux/Desktop/Appearance.h"
 #include "Linux/Desktop/BusService.h"
@@ -37,17 +36,17 @@ namespace lumicrate::app {
 
 namespace {
 
-/// What the toolkit has to be told before it starts.
+/// Environment variables that Qt reads when it starts.
 void prepareEnvironment() {
-    // Windows and capture are to be on the same server.
+    // Windows and capture must use the same X server.
     if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "xcb");
-    // Without this the bus library would try to start a bus.
+    // Otherwise libdbus would try to launch a bus.
     if (!desktop::sessionBusExists()) qputenv("DBUS_SESSION_BUS_ADDRESS", "disabled:");
 }
 
-/// A folder that is not there, or a system that has no more watches, only means that changes by others stay
-/// unseen.
-std::unique_ptr<FolderWatch> watchOf(const std::filesystem::path& folder) {
+/// Nothing when the folder does not exist or the system has no more inotify watches: then changes made by
+/// other programs go unnoticed.
+std::unique_ptr<FolderWatch> tryWatch(const std::filesystem::path& folder) {
     try {
         return std::make_unique<desktop::FolderWatch>(folder);
     } catch (const PlatformError&) {
@@ -55,24 +54,24 @@ std::unique_ptr<FolderWatch> watchOf(const std::filesystem::path& folder) {
     }
 }
 
-/// Everything, in the order in which it stands on each other.
+/// Owns all parts of the application, in the order of their dependencies.
 class DesktopApp {
  public:
     explicit DesktopApp(QApplication& application)
-        : desk_(machine_),
-          services_(machine_, desk_.parts()),
-          library_({machine_.executor, machine_.files, machine_.notifications, services_.folder, workspace_,
-                    lengthReaders(), watchOf(services_.folder.folder()),
+        : session_(system_),
+          services_(system_, session_.services()),
+          library_({system_.executor, system_.files, system_.notifications, services_.folder, workspace_,
+                    lengthReaders(), tryWatch(services_.folder.folder()),
                     [this](const std::filesystem::path& url) { workspace_.openURL(url); },
                     QApplication::beep}),
-          delegate_(machine_.executor, services_.recorder),
-          windows_(machine_, desk_, services_, library_, workspace_,
+          delegate_(system_.executor, services_.recorder),
+          windows_(system_, session_, services_, library_, workspace_,
                    {[this] { quit(); }, [this] { return menuBar_.recordingItems(); },
                     [this] {
-                        // Where nothing else is left to see of the program, nobody could end it.
+                        // Without a tray icon nothing would be left to quit the program with.
                         if (!tray_.isShown()) quit();
                     }}),
-          menuBar_(services_.recorder, machine_.defaults,
+          menuBar_(services_.recorder, system_.defaults,
                    {[this] { windows_.showMain(); }, [this] { windows_.openRecordingsFolder(); },
                     [this] { windows_.showAbout(); }, [this] { quit(); }}),
           tray_(menuBar_, services_.recorder),
@@ -83,18 +82,19 @@ class DesktopApp {
           appearance_([&application](bool dark) {
               views::applyTheme(application, dark ? views::ColorScheme::dark : views::ColorScheme::light);
           }) {
-        desk_.controlBar.setRecorder(&services_.recorder);
-        desk_.audioAtOnce.setRecorder(services_.recorder);
-        desk_.areaSelector.setComplaints(
+        session_.controlBar.setRecorder(&services_.recorder);
+        session_.audioAtOnce.setRecorder(services_.recorder);
+        session_.areaSelector.setComplaints(
             [this](const std::string& sentence) { windows_.complain(sentence); });
         QObject::connect(&application, &QGuiApplication::commitDataRequest, &application,
                          [this](QSessionManager& session) { endSession(session); });
     }
     DesktopApp(const DesktopApp&) = delete;
     DesktopApp& operator=(const DesktopApp&) = delete;
-    ~DesktopApp() { desk_.controlBar.setRecorder(nullptr); }
+    ~DesktopApp() { session_.controlBar.setRecorder(nullptr); }
 
-    /// Whether this is the one program that runs; where there is no bus nobody can tell.
+    /// Claims the application's name on the session bus. False when another instance has it; true also
+    /// without a bus.
     bool claim() { return bus_.claim() != desktop::BusService::Outcome::taken; }
 
     void didFinishLaunching(bool inBackground) {
@@ -115,7 +115,7 @@ class DesktopApp {
         delegate_.applicationShouldTerminate([] { QApplication::quit(); });
     }
 
-    /// The session waits for this to return, so a recording is saved first.
+    /// Saves a running recording first: the session ends as soon as this returns.
     void endSession(QSessionManager& session) {
         session.setRestartHint(QSessionManager::RestartNever);
         QEventLoop untilSaved;
@@ -123,9 +123,9 @@ class DesktopApp {
         if (delegate_.isTerminating()) untilSaved.exec();
     }
 
-    Machine machine_;
-    Desk desk_;
-    Services services_;
+    SystemServices system_;
+    DesktopSession session_;
+    RecorderServices services_;
     desktop::Workspace workspace_;
     RecordingLibrary library_;
     AppDelegate delegate_;
@@ -141,14 +141,14 @@ class DesktopApp {
 }  // namespace
 
 int runDesktopApp(int argc, char** argv, bool inBackground) try {
-    // The toolkit would only abort.
+    // Checked here because Qt would abort without a message for the user.
     if (!capture::CaptureKit().CGPreflightScreenCaptureAccess()) {
         fmt::print(
             stderr, "lumicrate: {}\n",
-            localized("No display server can be reached; “lumicrate --help” tells what works without."));
+            localized("No display server can be reached; “lumicrate --help” lists what works without one."));
         return exitFailed;
     }
-    // Before any thread is started, so that all of them leave the signals to the loop.
+    // Before any thread is started, so that all of them inherit the blocked signals.
     Signals::block({SIGINT, SIGTERM, SIGHUP});
     prepareEnvironment();
     QApplication application(argc, argv);

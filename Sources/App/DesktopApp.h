@@ -1,10 +1,10 @@
-// DesktopApp: the application that people see, from its start to its end.
+// DesktopApp: the desktop application: tray icon, windows, shortcuts.
 #pragma once
 
 namespace lumicrate::app {
 
-/// Runs it; with `inBackground`, without its window. Where it runs already, that one is brought forward
-/// instead. Gives the exit status.
+/// Runs the application until it is quit; with `inBackground`, without showing its window. When it is already
+/// running, brings that instance forward instead. Returns the exit status.
 int runDesktopApp(int argc, char** argv, bool inBackground);
 
 }  // namespace lumicrate::app

@@ -25,7 +25,7 @@ Executor::TimerId QtExecutor::after(std::chrono::nanoseconds delay, Work work) {
     timer->setSingleShot(true);
     timer->setTimerType(Qt::PreciseTimer);
     QObject::connect(timer.get(), &QTimer::timeout, &receiver_, [this, id, work = std::move(work)] {
-        // The timer is on the stack here and holds this very function, so both outlive the call.
+        // The timer owns this lambda: it must not be deleted before the call returns.
         const auto fired = timers_.extract(id);
         fired.mapped().release()->deleteLater();
         work();

@@ -1,4 +1,4 @@
-// QtExecutor: the Qt event loop as the recorder's main thread.
+// QtExecutor: runs the recorder's main-thread work on the Qt event loop.
 #pragma once
 
 #include "Support/Executor.h"
@@ -11,7 +11,7 @@ class QTimer;
 
 namespace lumicrate::app {
 
-/// Lives on the thread that makes it, beside a running QCoreApplication.
+/// Belongs to the thread that creates it. Needs a QCoreApplication whose loop runs there.
 class QtExecutor final : public Executor {
  public:
     QtExecutor();

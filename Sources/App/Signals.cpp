@@ -17,8 +17,8 @@ namespace {
 sigset_t setOf(std::initializer_list<int> signals) {
     sigset_t set;
     sigemptyset(&set);
-    for (const int each : signals)
-        sigaddset(&set, each);
+    for (const int signal : signals)
+        sigaddset(&set, signal);
     return set;
 }
 

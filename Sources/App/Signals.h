@@ -1,4 +1,4 @@
-// Signals: Unix signals as events of the Qt loop.
+// Signals: delivers Unix signals as events of the Qt loop.
 #pragma once
 
 #include <QSocketNotifier>
@@ -8,15 +8,16 @@
 
 namespace lumicrate::app {
 
-/// The signals stay blocked when it goes: what was asked to stop is already stopping then.
+/// The signals stay blocked after the object is gone: a second Ctrl-C must not kill a program that is already
+/// stopping.
 class Signals {
  public:
-    /// Keeps signals from their usual effect, in this thread and in all that it will start. What arrives
-    /// waits for a Signals object to be made.
+    /// Blocks the signals' default action in this thread and in all threads it starts later. Signals that
+    /// arrive stay pending until a Signals object is created.
     static void block(std::initializer_list<int> signals);
 
-    /// `onSignal` is given the number of each of `signals` that arrives, on the loop's thread. They must be
-    /// blocked in every thread.
+    /// Calls `onSignal` with the number of each of `signals` that arrives, on the loop's thread. They must be
+    /// blocked in every thread. Throws std::system_error.
     Signals(std::initializer_list<int> signals, std::function<void(int)> onSignal);
     ~Signals();
     Signals(const Signals&) = delete;

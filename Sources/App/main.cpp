@@ -7,7 +7,7 @@
 
 namespace {
 
-/// Nothing but --background is the application's own.
+/// Everything but a bare start is a command for the command line.
 bool startsApplication(const std::vector<std::string>& arguments) {
     return arguments.empty() || (arguments.size() == 1 && arguments.front() == "--background");
 }

@@ -1,16 +1,6 @@
 #include "App/CommandLine/CommandLine.h"
 
-#include "App/CommandLine/ControlCommands.h"
-#include "App/CommandLine/ConvertCommand.h"
-#include "App/CommandLine/GifCommand.h"
-#include "App/CommandLine/MixCommand.h"
-#include "App/CommandLine/OptionParser.h"
-#include "App/CommandLine/RecordCommand.h"
-#include "App/CommandLine/RecordingsCommand.h"
-#include "App/CommandLine/Recovery.h"
-#include "App/CommandLine/SettingsCommand.h"
-#include "App/CommandLine/SourcesCommand.h"
-#include "App/CommandLine/TrimCommand.h"
+#include "App/Recovery.h"
 
 #include <fmt/format.h>
 
@@ -22,31 +12,15 @@ namespace lumicrate::app {
 
 namespace {
 
-struct Command {
-    std::string_view name;
-    std::string_view summary;
-    int (*run)(const std::vector<std::string>& arguments);
-};
+constexpr std::array recorderCommands{&recordCommand,  &recordingsCommand, &sourcesCommand,
+                                      &trimCommand,    &gifCommand,        &mixCommand,
+                                      &convertCommand, &settingsCommand,   &diagnoseCommand};
+constexpr std::array remoteCommands{&toggleCommand, &pauseCommand, &areaCommand, &statusCommand,
+                                    &quitCommand};
 
-constexpr std::array commands{
-    Command{"record", "Record a screen, a window, an area or sound.", runRecordCommand},
-    Command{"recordings", "List the recordings there are.", runRecordingsCommand},
-    Command{"sources", "List displays, windows, microphones and cameras.", runSourcesCommand},
-    Command{"trim", "Save a part of a recording.", runTrimCommand},
-    Command{"gif", "Make an animated GIF of a recording.", runGifCommand},
-    Command{"mix", "Mix the audio tracks of a recording into one.", runMixCommand},
-    Command{"convert", "Make an MP4 file of a recording.", runConvertCommand},
-    Command{"settings", "Show or change the stored preferences.", runSettingsCommand},
-};
-
-/// Those of the running application; nothing is begun or repaired by them.
-constexpr std::array controls{
-    Command{"toggle", "Start or stop a recording.", runToggleCommand},
-    Command{"pause", "Pause or resume the recording.", runPauseCommand},
-    Command{"area", "Record an area.", runAreaCommand},
-    Command{"status", "Tell what the application is doing.", runStatusCommand},
-    Command{"quit", "Save what is being recorded, and end the application.", runQuitCommand},
-};
+void printSummary(const Command& command) {
+    fmt::print("  {:<12}{}\n", command.name, localized(command.summary));
+}
 
 void printHelp() {
     fmt::print("{}\n\n", localized("Lumicrate records your screen, a part of it, or sound."));
@@ -54,18 +28,36 @@ void printHelp() {
     fmt::print("  {:<12}{}\n", "",
                localized("Start the application; with --background, without its window."));
     fmt::print("{}\n", localized("   or: lumicrate COMMAND [OPTIONS]"));
-    for (const Command& each : commands)
-        fmt::print("  {:<12}{}\n", each.name, localized(each.summary));
+    for (const Command* command : recorderCommands)
+        printSummary(*command);
     fmt::print("{}\n", localized("With the running application:"));
-    for (const Command& each : controls)
-        fmt::print("  {:<12}{}\n", each.name, localized(each.summary));
-    fmt::print("\n{}\n", localized("“lumicrate COMMAND --help” tells more. --version prints the version."));
+    for (const Command* command : remoteCommands)
+        printSummary(*command);
+    fmt::print("\n{}\n",
+               localized("“lumicrate COMMAND --help” describes a command. --version prints the version."));
 }
 
-/// A file that reaches the size allowed to this user is to be an error as a full disk is, and not the end of
-/// the program.
-void outliveFileSizeLimit() {
+void printHelp(const Command& command) {
+    fmt::print("{} {}{}{}\n", localized("Usage: lumicrate"), command.name, command.usage.empty() ? "" : " ",
+               localized(command.usage));
+    if (!command.description.empty()) fmt::print("{}\n", localized(command.description));
+    fmt::print("\n{}{}", command.details == nullptr ? "" : command.details(),
+               describeOptions(command.options));
+}
+
+int run(const Command& command, const std::vector<std::string>& arguments) {
+    const ParsedOptions parsed = parseOptions(command.options, arguments);
+    if (!parsed.has("help")) return command.run(parsed);
+    printHelp(command);
+    return exitDone;
+}
+
+/// Before any command that works on recordings.
+void prepareForRecordings() {
+    // Exceeding the file size limit must be a write error, like a full disk, and not kill the program.
     std::signal(SIGXFSZ, SIG_IGN);
+    for (const std::string& sentence : recoverInterruptedRecordings())
+        fmt::print(stderr, "lumicrate: {}\n", sentence);
 }
 
 int dispatch(const std::vector<std::string>& arguments) {
@@ -77,18 +69,18 @@ int dispatch(const std::vector<std::string>& arguments) {
         fmt::print("lumicrate {}\n", LUMICRATE_VERSION);
         return exitDone;
     }
-    for (const Command& each : controls) {
-        if (arguments.front() == each.name) return each.run({arguments.begin() + 1, arguments.end()});
+    const std::vector<std::string> rest(arguments.begin() + 1, arguments.end());
+    for (const Command* command : remoteCommands) {
+        if (arguments.front() == command->name) return run(*command, rest);
     }
-    for (const Command& each : commands) {
-        if (arguments.front() != each.name) continue;
-        outliveFileSizeLimit();
-        finishInterruptedRecordings();
-        return each.run({arguments.begin() + 1, arguments.end()});
+    for (const Command* command : recorderCommands) {
+        if (arguments.front() != command->name) continue;
+        prepareForRecordings();
+        return run(*command, rest);
     }
-    const bool option = arguments.front().starts_with('-');
+    const bool isOption = arguments.front().starts_with('-');
     throw UsageError(
-        fmt::format(fmt::runtime(localized(option ? "Unknown option “{}”." : "There is no command “{}”.")),
+        fmt::format(fmt::runtime(localized(isOption ? "Unknown option “{}”." : "There is no command “{}”.")),
                     arguments.front()));
 }
 

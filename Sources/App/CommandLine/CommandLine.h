@@ -1,7 +1,12 @@
-// The command line: finds the command, and turns what goes wrong into one sentence and an exit status.
+// CommandLine: runs the command that a command line names, and turns errors into a sentence and an exit
+// status.
 #pragma once
 
+#include "App/CommandLine/OptionParser.h"
+
+#include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace lumicrate::app {
@@ -9,10 +14,41 @@ namespace lumicrate::app {
 enum ExitStatus : int {
     exitDone = 0,
     exitFailed = 1,         ///< it could not be done; one sentence on standard error says why
-    exitNotUnderstood = 2,  ///< the command line makes no sense; likewise
+    exitNotUnderstood = 2,  ///< invalid command line; likewise
 };
 
 /// Runs the command that `arguments` (without the program's name) ask for. Needs a QCoreApplication.
 int runCommandLine(const std::vector<std::string>& arguments);
+
+/// One command. `--help` is handled by runCommandLine: it prints usage, description, details and options.
+struct Command {
+    std::string_view name;
+    std::string_view summary;             ///< the line in `lumicrate --help`
+    std::string_view usage;               ///< what follows the command's name: "FILE [OPTIONS]"; may be empty
+    std::string_view description;         ///< lines without a final line end; may be empty
+    std::span<const OptionSpec> options;  ///< without --help
+    /// Returns the exit status. Throws UsageError for an invalid command line, and any other exception with a
+    /// sentence for the user.
+    int (*run)(const ParsedOptions& parsed);
+    /// Further lines of help, or null.
+    std::string (*details)() = nullptr;
+};
+
+// In the order of `lumicrate --help`.
+extern const Command recordCommand;
+extern const Command recordingsCommand;
+extern const Command sourcesCommand;
+extern const Command trimCommand;
+extern const Command gifCommand;
+extern const Command mixCommand;
+extern const Command convertCommand;
+extern const Command settingsCommand;
+extern const Command diagnoseCommand;
+// These talk to the running application.
+extern const Command toggleCommand;
+extern const Command pauseCommand;
+extern const Command areaCommand;
+extern const Command statusCommand;
+extern const Command quitCommand;
 
 }  // namespace lumicrate::app

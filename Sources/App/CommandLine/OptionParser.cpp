@@ -18,13 +18,15 @@ bool takesInlineValue(Kind kind) {
     return kind == Kind::value || kind == Kind::optionalValue || kind == Kind::negatableWithValue;
 }
 
+constexpr OptionSpec helpOption{"help", Kind::flag, "", "Show this."};
+
 const OptionSpec* find(std::span<const OptionSpec> specs, std::string_view name) {
-    const auto found =
-        std::find_if(specs.begin(), specs.end(), [&](const OptionSpec& each) { return each.name == name; });
+    if (name == helpOption.name) return &helpOption;
+    const auto found = std::ranges::find(specs, name, &OptionSpec::name);
     return found == specs.end() ? nullptr : &*found;
 }
 
-/// "--name=VALUE" or "--no-name", taken apart.
+/// One option as it was given, such as "--name=VALUE" or "--no-name".
 struct Token {
     const OptionSpec* spec;
     bool on = true;
@@ -127,7 +129,7 @@ std::filesystem::path oneFile(const ParsedOptions& parsed) {
 
 std::string describeOptions(std::span<const OptionSpec> specs) {
     std::string text;
-    for (const OptionSpec& spec : specs) {
+    const auto describe = [&text](const OptionSpec& spec) {
         const std::string left = signature(spec);
         // A long option gets a line of its own, so that the descriptions stay in one column.
         constexpr std::size_t column = 28;
@@ -136,7 +138,9 @@ std::string describeOptions(std::span<const OptionSpec> specs) {
         } else {
             text += fmt::format("  {:<{}}  {}\n", left, column, localized(spec.help));
         }
-    }
+    };
+    std::ranges::for_each(specs, describe);
+    describe(helpOption);
     return text;
 }
 

@@ -1,4 +1,4 @@
-// OptionParser: reads a command's options, as a table describes them.
+// OptionParser: parses a command's options by a table. Every command also has --help.
 #pragma once
 
 #include "Support/Error.h"
@@ -13,7 +13,7 @@
 
 namespace lumicrate::app {
 
-/// The command line is not understood: exit status 2.
+/// The command line is invalid: exit status 2.
 class UsageError : public LocalizedError {
  public:
     using LocalizedError::LocalizedError;
@@ -25,17 +25,17 @@ struct OptionSpec {
         flag,                ///< --name
         negatable,           ///< --name and --no-name
         value,               ///< --name VALUE or --name=VALUE
-        optionalValue,       ///< --name, --name VALUE or --name=VALUE, where VALUE does not begin with a dash
+        optionalValue,       ///< --name, --name VALUE or --name=VALUE, where VALUE must not start with a dash
         negatableWithValue,  ///< --name, --name=VALUE and --no-name
     };
 
     std::string_view name;  ///< without dashes
     Kind kind = Kind::flag;
-    std::string_view placeholder;  ///< what the help calls the value
+    std::string_view placeholder;  ///< the value's name in the help
     std::string_view help;
 };
 
-/// What a command line said. Of an option given twice the last counts.
+/// A parsed command line. Of an option given twice the last one counts.
 class ParsedOptions {
  public:
     /// Whether the option was given, in either form.
@@ -56,17 +56,17 @@ class ParsedOptions {
     std::vector<std::string> positional_;
 };
 
-/// Throws UsageError for an unknown option and for a value that is missing or not wanted. What does not begin
-/// with a dash, and everything after "--", is positional.
+/// Throws UsageError for an unknown option and for a missing or superfluous value. Words that do not start
+/// with a dash, and everything after "--", are positional.
 ParsedOptions parseOptions(std::span<const OptionSpec> specs, std::span<const std::string> arguments);
 
-/// For commands that take options only: throws UsageError when something else was given.
+/// For commands without positional arguments: throws UsageError when there are any.
 void refusePositional(const ParsedOptions& parsed);
 
-/// For commands on one file: its path. Throws UsageError unless exactly one was given.
+/// The only positional argument, a path. Throws UsageError unless there is exactly one.
 std::filesystem::path oneFile(const ParsedOptions& parsed);
 
-/// The options as indented lines of help.
+/// The options and --help as indented lines.
 std::string describeOptions(std::span<const OptionSpec> specs);
 
 }  // namespace lumicrate::app

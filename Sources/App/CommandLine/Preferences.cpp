@@ -1,6 +1,8 @@
 #include "App/CommandLine/Preferences.h"
 
-#include "App/CommandLine/OptionParser.h"
+#include "App/CommandLine/CommandLine.h"
+#include "App/CommandLine/OptionValues.h"
+#include "Linux/Desktop/UserDefaults.h"
 #include "Lumicrate/Recording/RecordingOptions.h"
 #include "Lumicrate/Shortcuts/Shortcut.h"
 #include "Support/Geometry.h"
@@ -10,7 +12,6 @@
 #include <fmt/ranges.h>
 
 #include <algorithm>
-#include <charconv>
 #include <optional>
 
 namespace lumicrate::app {
@@ -62,14 +63,7 @@ std::optional<bool> readToggle(const std::string& text) {
     return std::nullopt;
 }
 
-std::optional<double> readNumber(const std::string& text) {
-    double number = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    const bool whole = error == std::errc{} && end == text.data() + text.size();
-    return whole ? std::optional(number) : std::nullopt;
-}
-
-/// Empty for the default, "off" for none, or a shortcut as JSON.
+/// Valid: empty for the default, "off" for none, or a shortcut as JSON.
 bool isShortcut(const std::string& text) {
     const Shortcut noShortcut{-1, 0, {}};
     return text.empty() || decodeShortcut(text, noShortcut) != noShortcut;
@@ -77,14 +71,14 @@ bool isShortcut(const std::string& text) {
 
 }  // namespace
 
-std::string Preference::wanted() const {
+std::string Preference::expected() const {
     switch (kind) {
         case Kind::toggle:
             return localized("true or false");
         case Kind::choice:
             return fmt::format("{}", fmt::join(choices, ", "));
         case Kind::number:
-            return fmt::format(fmt::runtime(localized("a number from {} to {}")), least, most);
+            return fmt::format(fmt::runtime(localized("a number from {} to {}")), min, max);
         case Kind::text:
             return localized("any text");
         case Kind::area:
@@ -110,7 +104,7 @@ DefaultsValue Preference::parse(const std::string& text) const {
             if (std::find(choices.begin(), choices.end(), text) != choices.end()) value = text;
             break;
         case Kind::number:
-            if (const auto number = readNumber(text); number && *number >= least && *number <= most)
+            if (const auto number = readNumber(text); number && *number >= min && *number <= max)
                 value = *number;
             break;
         case Kind::text:
@@ -124,8 +118,8 @@ DefaultsValue Preference::parse(const std::string& text) const {
             break;
     }
     if (value) return *value;
-    throw UsageError(
-        fmt::format(fmt::runtime(localized("“{}” is no value for {}: give {}.")), text, key, wanted()));
+    throw UsageError(fmt::format(fmt::runtime(localized("“{}” is not a valid value for {}: give {}.")), text,
+                                 key, expected()));
 }
 
 std::span<const Preference> preferences() {
@@ -135,10 +129,47 @@ std::span<const Preference> preferences() {
 
 const Preference& findPreference(std::string_view key) {
     const auto all = preferences();
-    const auto found =
-        std::find_if(all.begin(), all.end(), [key](const Preference& each) { return each.key == key; });
+    const auto found = std::ranges::find(all, key, &Preference::key);
     if (found != all.end()) return *found;
     throw UsageError(fmt::format(fmt::runtime(localized("There is no preference “{}”.")), key));
 }
+
+namespace {
+
+std::string describePreferences() {
+    std::string text;
+    for (const Preference& preference : preferences())
+        text += fmt::format("  {:<20}{}\n", preference.key, preference.expected());
+    return text + "\n";
+}
+
+int runSettings(const ParsedOptions& parsed) {
+    const auto& words = parsed.positional();
+    if (words.size() > 2) throw UsageError(localized("Give one key and one value."));
+    desktop::UserDefaults defaults;
+    RecordingOptions::registerDefaults(defaults);
+    if (words.empty()) {
+        for (const Preference& preference : preferences())
+            fmt::print("{:<20}{}\n", preference.key, preference.read(defaults));
+        return exitDone;
+    }
+    const Preference& preference = findPreference(words[0]);
+    if (words.size() == 1) {
+        fmt::print("{}\n", preference.read(defaults));
+    } else {
+        defaults.set(preference.key, preference.parse(words[1]));
+    }
+    return exitDone;
+}
+
+}  // namespace
+
+constinit const Command settingsCommand{"settings",
+                                        "Show or change the stored preferences.",
+                                        "[KEY [VALUE]]",
+                                        "Shows all preferences, or one; with a value, stores it.",
+                                        {},
+                                        runSettings,
+                                        describePreferences};
 
 }  // namespace lumicrate::app

@@ -1,4 +1,4 @@
-// Preferences: the stored preferences as a person reads and writes them, by key.
+// Preferences: the stored preferences as the command "settings" shows and changes them, by key.
 #pragma once
 
 #include "Platform/NSUserDefaults.h"
@@ -10,21 +10,21 @@
 
 namespace lumicrate::app {
 
-/// A preference and the values that it takes.
+/// A preference and its valid values.
 struct Preference {
     enum class Kind { toggle, choice, number, text, area, shortcut };
 
     std::string_view key;
     Kind kind = Kind::text;
     std::vector<std::string> choices{};  ///< of a choice
-    double least = 0;                    ///< of a number
-    double most = 0;
+    double min = 0;                      ///< of a number
+    double max = 0;
 
-    /// The values in words, for help and errors.
-    std::string wanted() const;
+    /// The valid values in words, for help and errors.
+    std::string expected() const;
     /// The stored or registered value as text.
     std::string read(const NSUserDefaults& defaults) const;
-    /// The value to store for a text. Throws UsageError for one that is not among the values.
+    /// The value to store for a text. Throws UsageError for an invalid one.
     DefaultsValue parse(const std::string& text) const;
 };
 

@@ -1,10 +1,8 @@
-#include "App/CommandLine/RecordCommand.h"
-
+// The command "record".
 #include "App/CommandLine/CommandLine.h"
 #include "App/CommandLine/RecordRequest.h"
 #include "App/CommandLine/StatusLine.h"
-#include "App/Headless.h"
-#include "App/Services.h"
+#include "App/RecorderServices.h"
 #include "App/Signals.h"
 
 #include <fmt/format.h>
@@ -27,51 +25,51 @@ void say(const std::string& sentence) {
     fmt::print(stderr, "lumicrate: {}\n", sentence);
 }
 
-/// Does without a kind of sound that is not there, and says so; refuses where it was asked for.
-void settle(bool& wanted, bool required, bool available, const std::string& reason) {
-    if (!wanted || available) return;
+/// Turns off a kind of sound that is not available, with a message; throws when it is required.
+void turnOffUnlessAvailable(bool& enabled, bool required, bool available, const std::string& reason) {
+    if (!enabled || available) return;
     if (required) throw LocalizedError(reason);
-    wanted = false;
+    enabled = false;
     say(reason + " " + localized("Recording without it."));
 }
 
-/// A microphone that the command line names must be there; a stored one gives way to the default.
+/// A microphone named on the command line must be connected; a stored one falls back to the default.
 void requireNamedMicrophone(const RecordRequest& request, const std::vector<CaptureDevice>& connected) {
     const std::string& id = request.options.microphoneID;
     if (!request.microphoneRequired || id.empty()) return;
-    const auto isNamed = [&](const CaptureDevice& each) { return each.id == id; };
+    const auto isNamed = [&](const CaptureDevice& device) { return device.id == id; };
     if (std::any_of(connected.begin(), connected.end(), isNamed)) return;
     throw LocalizedError(fmt::format(
         fmt::runtime(localized("There is no microphone “{}”. “lumicrate sources” lists the microphones.")),
         id));
 }
 
-/// Leaves out sound that cannot be recorded.
-void settleSound(RecordRequest& request, const pipewire::Devices& devices) {
+/// Leaves out sound that cannot be recorded, unless it is required.
+void checkSound(RecordRequest& request, const pipewire::Devices& devices) {
     RecordingOptions& options = request.options;
     if (!options.captureSystemAudio && !options.captureMicrophone) return;
 
     const auto sound = devices.snapshot();
     if (!sound) {
         const std::string reason = localized("No sound server can be reached, so sound can't be recorded.");
-        const bool audioAlone = request.mode == RecordRequest::Mode::audio;
-        if (audioAlone || request.systemAudioRequired || request.microphoneRequired)
+        const bool audioOnly = request.mode == RecordRequest::Mode::audio;
+        if (audioOnly || request.systemAudioRequired || request.microphoneRequired)
             throw LocalizedError(reason);
         options.captureSystemAudio = options.captureMicrophone = false;
         say(reason);
         return;
     }
-    settle(options.captureSystemAudio, request.systemAudioRequired, !sound->outputs.empty(),
-           localized("There is no sound output whose sound could be recorded."));
-    settle(options.captureMicrophone, request.microphoneRequired, !sound->microphones.empty(),
-           localized("No microphone is connected."));
+    turnOffUnlessAvailable(options.captureSystemAudio, request.systemAudioRequired, !sound->outputs.empty(),
+                           localized("There is no sound output whose sound could be recorded."));
+    turnOffUnlessAvailable(options.captureMicrophone, request.microphoneRequired, !sound->microphones.empty(),
+                           localized("No microphone is connected."));
     requireNamedMicrophone(request, sound->microphones);
 }
 
-/// A file that exists is never written over.
+/// Existing files are never overwritten.
 void checkOutput(const std::filesystem::path& output) {
     if (std::filesystem::exists(std::filesystem::symlink_status(output))) {
-        throw LocalizedError(fmt::format(fmt::runtime(localized("“{}” exists already.")), output.string()));
+        throw LocalizedError(fmt::format(fmt::runtime(localized("“{}” already exists.")), output.string()));
     }
     if (!std::filesystem::is_directory(output.parent_path())) {
         throw LocalizedError(
@@ -97,10 +95,10 @@ CaptureSource captureSource(RecordRequest& request, const capture::CaptureKit& c
     return CaptureSource::display(findDisplay(displays, request.screen, capture.CGMainDisplayID()).displayID);
 }
 
-/// One recording from its start to its file, told by the recorder's published state.
+/// Runs one recording from its start to its file, following the recorder's published state.
 class Recording {
  public:
-    Recording(Executor& executor, Services& services, const RecordRequest& request)
+    Recording(Executor& executor, RecorderServices& services, const RecordRequest& request)
         : recorder_(services.recorder),
           executor_(executor),
           request_(request),
@@ -110,7 +108,7 @@ class Recording {
               if (part) line_.show({Phase::saving, 0, 0, 0, std::nullopt, part});
           })) {}
 
-    /// Gives the exit status.
+    /// Returns the exit status.
     int run(const CaptureSource& source) {
         recorder_.setSource(source);
         recorder_.setOptionsOverride(request_.options);
@@ -143,17 +141,17 @@ class Recording {
         } else if (coming == State::stopping) {
             line_.show({Phase::saving, 0, 0, 0, std::nullopt});
         } else if (coming == State::idle) {
-            // Posted, so that the recorder has come to rest when the loop ends.
+            // Posted, so that the recorder has finished its transition when the loop ends.
             executor_.post([] { QCoreApplication::quit(); });
         }
     }
 
-    /// Pauses do not count, so the time left is looked at again when it should be over.
+    /// Pauses do not count, so the remaining time is computed again whenever it should be over.
     void watchDuration() {
         const double left = *request_.duration - recorder_.elapsedNow();
         if (left <= 0) return recorder_.requestStop();
-        constexpr double shortestWait = 0.1;
-        const double wait = *recorder_.state == State::paused ? std::max(left, shortestWait) : left;
+        constexpr double minWait = 0.1;
+        const double wait = *recorder_.state == State::paused ? std::max(left, minWait) : left;
         executor_.after(std::chrono::nanoseconds(std::llround(wait * 1e9)), [this] { watchDuration(); });
     }
 
@@ -213,46 +211,41 @@ class Recording {
     Subscription mixing_;
 };
 
-/// The encoder has its buffers put on huge pages, of which a screen that mostly stands still touches a part
-/// only; having them cleared all the same would be up to a third of such a recording's cost.
+/// Encoder buffers would be placed on huge pages, which the kernel clears as a whole although a mostly still
+/// screen touches only parts of them. That is up to a third of the CPU time of such a recording.
 void preferSmallPages() {
     prctl(PR_SET_THP_DISABLE, 1, 0, 0, 0);
-}
-
-void printHelp() {
-    fmt::print(
-        "{}\n\n{}\n{}\n", localized("Usage: lumicrate record [OPTIONS]"),
-        describeOptions(recordOptionSpecs()),
-        localized(
-            "What is not given is taken from the stored preferences (“lumicrate settings”); without a\n"
-            "source, the main screen is recorded. SIGINT, SIGTERM and SIGHUP stop and save, SIGUSR1 pauses\n"
-            "and resumes. The last line of standard output is the file's path."));
 }
 
 std::optional<CaptureMode> storedMode(const NSUserDefaults& defaults) {
     return fromRawValue<CaptureMode>(defaults.stringForKey(preference::captureMode).value_or(""));
 }
 
+int runRecord(const ParsedOptions& parsed) {
+    preferSmallPages();
+    // Before any thread is started, so that all of them inherit the blocked signals.
+    Signals::block({SIGINT, SIGTERM, SIGHUP, SIGUSR1});
+    SystemServices system;
+    HeadlessDesktop desktop;
+    RecorderServices services(system, desktop.services());
+    RecordRequest request =
+        readRecordRequest(parsed, RecordingOptions::current(system.defaults), storedMode(system.defaults));
+    if (request.output) checkOutput(*request.output);
+    const CaptureSource source = captureSource(request, system.capture);
+    checkSound(request, system.devices);
+    return Recording(system.executor, services, request).run(source);
+}
+
 }  // namespace
 
-int runRecordCommand(const std::vector<std::string>& arguments) {
-    const ParsedOptions parsed = parseOptions(recordOptionSpecs(), arguments);
-    if (parsed.has("help")) {
-        printHelp();
-        return exitDone;
-    }
-    preferSmallPages();
-    // Before any thread is started, so that all of them leave the signals to the recording.
-    Signals::block({SIGINT, SIGTERM, SIGHUP, SIGUSR1});
-    Machine machine;
-    Headless desktop;
-    Services services(machine, {desktop.screens, desktop.keys, {}});
-    RecordRequest request =
-        readRecordRequest(parsed, RecordingOptions::current(machine.defaults), storedMode(machine.defaults));
-    if (request.output) checkOutput(*request.output);
-    const CaptureSource source = captureSource(request, machine.capture);
-    settleSound(request, machine.devices);
-    return Recording(machine.executor, services, request).run(source);
-}
+const Command recordCommand{
+    "record",
+    "Record a screen, a window, an area or sound.",
+    "[OPTIONS]",
+    "What is not given is taken from the stored preferences (“lumicrate settings”); without a\n"
+    "source, the main screen is recorded. SIGINT, SIGTERM and SIGHUP stop and save, SIGUSR1 pauses\n"
+    "and resumes. The last line of standard output is the file's path.",
+    recordOptionSpecs(),
+    runRecord};
 
 }  // namespace lumicrate::app

@@ -1,11 +1,12 @@
 #include "App/CommandLine/RecordRequest.h"
 
+#include "App/CommandLine/OptionValues.h"
+
 #include <fmt/format.h>
 
 #include <algorithm>
 #include <array>
 #include <charconv>
-#include <cmath>
 
 namespace lumicrate::app {
 
@@ -17,37 +18,23 @@ constexpr std::array specs{
     OptionSpec{"screen", Kind::optionalValue, "ID",
                "Record a whole screen: the main one, or the one of this number or name."},
     OptionSpec{"window", Kind::value, "ID",
-               "Record this window alone, also where others cover it; “lumicrate sources” lists them."},
+               "Record only this window, even where others cover it; “lumicrate sources” lists them."},
     OptionSpec{"area", Kind::value, "X,Y,W,H",
                "Record this part of the desktop, in points from its top left corner."},
-    OptionSpec{"audio", Kind::flag, "", "Record sound alone."},
+    OptionSpec{"audio", Kind::flag, "", "Record sound only."},
     OptionSpec{"duration", Kind::value, "S", "Stop after this many seconds."},
     OptionSpec{"output", Kind::value, "FILE", "Write this file, instead of one in the recordings folder."},
     OptionSpec{"quality", Kind::value, "Q", "Picture size: native, p1080 or p720."},
-    OptionSpec{"fps", Kind::value, "N", "Frames a second: 15, 24, 30 or 60."},
+    OptionSpec{"fps", Kind::value, "N", "Frames per second: 15, 24, 30 or 60."},
     OptionSpec{"format", Kind::value, "F", "mp4H264 or movHEVC."},
     OptionSpec{"encoding-quality", Kind::value, "Q", "Bit rate: standard, high or maximum."},
     OptionSpec{"system-audio", Kind::negatable, "", "What the computer plays."},
     OptionSpec{"microphone", Kind::negatableWithValue, "ID",
                "A microphone: the default one, or the one of this identifier."},
-    OptionSpec{"mix-audio", Kind::negatable, "", "One audio track for both, rather than a track each."},
+    OptionSpec{"mix-audio", Kind::negatable, "", "One audio track for both, instead of one each."},
     OptionSpec{"cursor", Kind::negatable, "", "The mouse pointer."},
     OptionSpec{"countdown", Kind::negatable, "", "Count down from three first."},
-    OptionSpec{"help", Kind::flag, "", "Show this."},
 };
-
-[[noreturn]] void badValue(std::string_view option, std::string_view value, std::string_view wanted) {
-    throw UsageError(fmt::format(fmt::runtime(localized("“{}” is no value for --{}: give {}.")), value,
-                                 option, localized(wanted)));
-}
-
-std::optional<double> readNumber(std::string_view text) {
-    double number = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    if (error != std::errc{} || end != text.data() + text.size() || !std::isfinite(number))
-        return std::nullopt;
-    return number;
-}
 
 std::optional<Rect> readArea(std::string_view text) {
     std::array<double, 4> numbers{};
@@ -63,7 +50,7 @@ std::optional<Rect> readArea(std::string_view text) {
     return Rect{numbers[0], numbers[1], numbers[2], numbers[3]};
 }
 
-/// In decimal or, as most tools show it, with 0x in front.
+/// Decimal, or hexadecimal with 0x, as most X11 tools print it.
 std::optional<std::uint32_t> readWindowNumber(std::string_view text) {
     const bool isHexadecimal = text.starts_with("0x") || text.starts_with("0X");
     if (isHexadecimal) text.remove_prefix(2);
@@ -76,12 +63,12 @@ std::optional<std::uint32_t> readWindowNumber(std::string_view text) {
 
 /// Sets `target` to the enumeration value that an option names, if the option was given.
 template <class Enumeration>
-void readEnumeration(const ParsedOptions& parsed, std::string_view option, std::string_view wanted,
+void readEnumeration(const ParsedOptions& parsed, std::string_view option, std::string_view expected,
                      Enumeration& target) {
     const auto text = parsed.value(option);
     if (!text) return;
     const auto found = fromRawValue<Enumeration>(*text);
-    if (!found) badValue(option, *text, wanted);
+    if (!found) throwInvalidValue(option, *text, localized(expected));
     target = *found;
 }
 
@@ -90,8 +77,8 @@ void readFps(const ParsedOptions& parsed, int& fps) {
     if (!text) return;
     constexpr std::array rates{15, 24, 30, 60};
     const auto found =
-        std::find_if(rates.begin(), rates.end(), [&](int each) { return *text == std::to_string(each); });
-    if (found == rates.end()) badValue("fps", *text, "15, 24, 30 or 60");
+        std::find_if(rates.begin(), rates.end(), [&](int rate) { return *text == std::to_string(rate); });
+    if (found == rates.end()) throwInvalidValue("fps", *text, localized("15, 24, 30 or 60"));
     fps = *found;
 }
 
@@ -106,12 +93,15 @@ void readSource(const ParsedOptions& parsed, std::optional<CaptureMode> storedMo
     const bool storedAudio = !parsed.has("screen") && storedMode == CaptureMode::audio;
     if (const auto text = parsed.value("area")) {
         const auto area = readArea(*text);
-        if (!area) badValue("area", *text, "X,Y,WIDTH,HEIGHT in points, the size at least 1 × 1");
+        if (!area)
+            throwInvalidValue("area", *text,
+                              localized("X,Y,WIDTH,HEIGHT in points, the size at least 1 × 1"));
         request.mode = RecordRequest::Mode::area;
         request.area = *area;
     } else if (const auto number = parsed.value("window")) {
         const auto window = readWindowNumber(*number);
-        if (!window) badValue("window", *number, "a number, such as 25165835 or 0x180000b");
+        if (!window)
+            throwInvalidValue("window", *number, localized("a number, such as 25165835 or 0x180000b"));
         request.mode = RecordRequest::Mode::window;
         request.window = *window;
     } else if (parsed.has("audio") || storedAudio) {
@@ -149,13 +139,13 @@ RecordRequest readRecordRequest(const ParsedOptions& parsed, const RecordingOpti
 
     if (const auto text = parsed.value("duration")) {
         const auto seconds = readNumber(*text);
-        constexpr double longest = 30.0 * 24 * 3600;
-        if (!seconds || *seconds <= 0 || *seconds > longest)
-            badValue("duration", *text, "a number of seconds above 0");
+        constexpr double maxDuration = 30.0 * 24 * 3600;
+        if (!seconds || *seconds <= 0 || *seconds > maxDuration)
+            throwInvalidValue("duration", *text, localized("a number of seconds above 0"));
         request.duration = seconds;
     }
     if (const auto file = parsed.value("output")) {
-        if (file->empty()) badValue("output", *file, "a file name");
+        if (file->empty()) throwInvalidValue("output", *file, localized("a file name"));
         request.output = std::filesystem::absolute(*file);
     }
     return request;
@@ -163,9 +153,9 @@ RecordRequest readRecordRequest(const ParsedOptions& parsed, const RecordingOpti
 
 SCDisplay findDisplay(const std::vector<SCDisplay>& displays, const ScreenName& wanted,
                       std::uint32_t mainDisplayID) {
-    const auto matches = [&](const SCDisplay& each) {
-        if (!wanted) return each.displayID == mainDisplayID;
-        return *wanted == each.localizedName || *wanted == std::to_string(each.displayID);
+    const auto matches = [&](const SCDisplay& display) {
+        if (!wanted) return display.displayID == mainDisplayID;
+        return *wanted == display.localizedName || *wanted == std::to_string(display.displayID);
     };
     const auto found = std::find_if(displays.begin(), displays.end(), matches);
     if (found != displays.end()) return *found;
@@ -188,14 +178,14 @@ void requireWindow(const std::vector<SCWindow>& windows, std::uint32_t windowID)
 
 PlacedArea placeArea(const std::vector<SCDisplay>& displays, const Rect& area) {
     const auto overlap = [&](const SCDisplay& display) { return display.frame.intersection(area).area(); };
-    const auto most =
+    const auto best =
         std::max_element(displays.begin(), displays.end(),
                          [&](const SCDisplay& a, const SCDisplay& b) { return overlap(a) < overlap(b); });
-    if (most == displays.end()) throw LocalizedError(localized("No display is available to record."));
-    const Rect visible = most->frame.intersection(area);
+    if (best == displays.end()) throw LocalizedError(localized("No display is available to record."));
+    const Rect visible = best->frame.intersection(area);
     if (visible.width < 1 || visible.height < 1)
         throw LocalizedError(localized("The area lies off the screen."));
-    return {most->displayID, visible.offsetBy(-most->frame.x, -most->frame.y)};
+    return {best->displayID, visible.offsetBy(-best->frame.x, -best->frame.y)};
 }
 
 }  // namespace lumicrate::app

@@ -29,7 +29,7 @@ struct RecordRequest {
     std::optional<double> duration;  ///< seconds
     std::optional<std::filesystem::path> output;
     std::optional<bool> mixesAudio;  ///< as stored when absent
-    /// Asked for on the command line, not just stored: then recording without it is no way out.
+    /// Requested on the command line, not just stored: recording fails without it.
     bool systemAudioRequired = false;
     bool microphoneRequired = false;
 };
@@ -37,9 +37,9 @@ struct RecordRequest {
 /// The options of "record", for the parser and its help.
 std::span<const OptionSpec> recordOptionSpecs();
 
-/// Reads a command line over the stored preferences. `storedMode` is the mode to record in when none is
-/// given; one that cannot be recorded without choosing something first gives the whole screen. Throws
-/// UsageError.
+/// Combines the command line with the stored preferences. `storedMode` applies when the command line names no
+/// source: audio is recorded as such, every other mode as the whole screen, since windows and areas would
+/// have to be chosen first. Throws UsageError.
 RecordRequest readRecordRequest(const ParsedOptions& parsed, const RecordingOptions& stored,
                                 std::optional<CaptureMode> storedMode);
 
@@ -50,13 +50,13 @@ SCDisplay findDisplay(const std::vector<SCDisplay>& displays, const ScreenName& 
 /// Throws LocalizedError when no window has that number.
 void requireWindow(const std::vector<SCWindow>& windows, std::uint32_t windowID);
 
-/// Where an area of the desktop lies.
+/// An area of the desktop on its display.
 struct PlacedArea {
     std::uint32_t displayID = 0;
     Rect area;  ///< points, y down from the top left of that display, within it
 };
 
-/// Puts an area onto the display that shows most of it. Throws LocalizedError when it lies on none.
+/// Clips an area to the display that shows most of it. Throws LocalizedError when it lies on none.
 PlacedArea placeArea(const std::vector<SCDisplay>& displays, const Rect& area);
 
 }  // namespace lumicrate::app

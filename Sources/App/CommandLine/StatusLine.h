@@ -1,4 +1,4 @@
-// StatusLine: the one line on a terminal that shows how long work goes.
+// StatusLine: the line on a terminal that shows the progress of long work.
 #pragma once
 
 #include <cstdint>
@@ -7,7 +7,7 @@
 
 namespace lumicrate::app {
 
-/// What the line tells of a recording.
+/// What the line shows of a recording.
 struct RecordingStatus {
     enum class Phase { countingDown, recording, paused, saving };
 
@@ -15,27 +15,27 @@ struct RecordingStatus {
     int countdown = 0;                     ///< seconds left, while counting down
     double elapsed = 0;                    ///< seconds
     std::uintmax_t bytes = 0;              ///< of the file so far
-    std::optional<float> microphoneLevel;  ///< 0 … 1; nothing without a microphone
-    std::optional<double> saved{};         ///< 0 … 1, while saving takes long
+    std::optional<float> microphoneLevel;  ///< 0 … 1; absent without a microphone
+    std::optional<double> saved{};         ///< 0 … 1, when saving takes long
 };
 
 /// The line as text, without control characters: "● 00:12   3.4 MB   mic ▮▮▮▯▯▯▯▯".
 std::string statusText(const RecordingStatus& status);
 
-/// Draws and redraws the line on standard error; does nothing where that is no terminal.
+/// Draws the line on standard error. Does nothing when that is not a terminal.
 class StatusLine {
  public:
     StatusLine();
-    /// Takes the line away.
+    /// Removes the line.
     ~StatusLine();
     StatusLine(const StatusLine&) = delete;
     StatusLine& operator=(const StatusLine&) = delete;
 
-    /// Whether anybody sees it.
+    /// Whether standard error is a terminal.
     bool isVisible() const { return terminal_; }
     void show(const std::string& text);
     void show(const RecordingStatus& status) { show(statusText(status)); }
-    /// Takes the line away, so that other text can be written; the next show brings it back.
+    /// Removes the line, so that other text can be written; the next show() draws it again.
     void clear();
 
  private:

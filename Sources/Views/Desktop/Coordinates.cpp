@@ -16,8 +16,9 @@ namespace lumicrate::views {
 
 namespace {
 
-/// Qt has rounded the length to whole points. Screens have an even number of pixels in each direction, which
-/// tells the true one of those that give the same.
+/// Undoes Qt's rounding to whole points. Several pixel lengths give the same number of points; screens have
+/// an even number of pixels, which selects one. Example: 1366 pixels at 1.5 are 911 points, and 911 × 1.5 =
+/// 1366.5.
 int pixelsOfLength(int points, double ratio) {
     const double wide = points * ratio;
     const int even = 2 * static_cast<int>(std::lround(wide / 2));

@@ -1,8 +1,9 @@
-// Coordinates: the one place where Qt's coordinates and the recorder's meet.
+// Coordinates: converts between Qt's coordinates and the recorder's.
 //
-// The recorder counts in points with y upwards from the bottom-left corner of the main screen, a point being
-// the same number of pixels everywhere. Qt has y downwards, the true pixel as each screen's origin, and
-// points from there on.
+// The recorder uses points with y upwards from the bottom-left corner of the main screen; a point has the
+// same number of pixels everywhere. Qt uses y downwards; a screen's origin is in pixels, and distances from
+// it are in points. Example: on a screen at (1600, 200) with scale 2, Qt's (1610, 210) is the pixel (1620,
+// 220).
 #pragma once
 
 #include "Support/Geometry.h"
@@ -16,21 +17,21 @@ class QScreen;
 
 namespace lumicrate::views {
 
-/// A screen as Qt tells it.
+/// A screen as Qt reports it.
 struct QtScreen {
     QRect geometry;
     double ratio = 1;  ///< pixels in a point
 
     static QtScreen of(const QScreen& screen);
-    /// On the root window.
+    /// The screen's rectangle on the root window, pixels.
     QRect pixels() const;
 };
 
 class Coordinates {
  public:
-    /// The main screen first. Without any, Qt's coordinates are taken for a screen of no height.
+    /// The main screen comes first. Without screens, the origin is the top left corner of the root window.
     explicit Coordinates(std::vector<QtScreen> screens);
-    /// As the screens are now.
+    /// For the present screens.
     static Coordinates now();
 
     /// The number of pixels in a point.
@@ -39,9 +40,10 @@ class Coordinates {
     /// A rectangle of pixels, y down, in points, y up.
     Rect pointsFromPixels(const QRectF& pixels) const;
     QRectF pixelsFromPoints(const Rect& points) const;
-    /// The middle of a pixel, so that it lies on its screen by any rule.
+    /// The centre of a pixel, which lies on its screen whichever edges count as inside.
     Point pointOfPixel(const QPoint& pixel) const;
-    /// A window's place in points, as Qt wants to have it; counted from the screen that shows most of it.
+    /// The geometry to give a Qt window that shall cover `points`, relative to the screen that its centre is
+    /// nearest to.
     QRect windowGeometry(const Rect& points) const;
 
  private:
@@ -52,7 +54,7 @@ class Coordinates {
     double mainBottom_ = 0;  ///< in pixels
 };
 
-/// The pixel of the root window that the pointer is on.
+/// The pointer's position on the root window, pixels.
 QPoint pointerPixel();
 
 }  // namespace lumicrate::views

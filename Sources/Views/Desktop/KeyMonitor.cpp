@@ -30,8 +30,8 @@ bool isModifier(int key) {
     }
 }
 
-/// What a key without modifiers types. Keysyms of Latin-1 and of Unicode tell it; for the older ones of other
-/// alphabets Qt knows the capital letter.
+/// The character that a key types without modifiers. Latin-1 and Unicode keysyms contain it; for the older
+/// keysyms of other alphabets Qt reports the capital letter.
 QString charactersOf(std::uint32_t keysym, const QKeyEvent& pressed) {
     constexpr std::uint32_t unicode = 0x01000000;
     const bool latin = (keysym >= 0x20 && keysym <= 0x7e) || (keysym >= 0xa0 && keysym <= 0xff);
@@ -85,11 +85,11 @@ std::unique_ptr<NSEventMonitor> KeyMonitor::addKeyDownMonitor(std::function<bool
 }
 
 bool KeyMonitor::eventFilter(QObject* receiver, QEvent* event) {
-    // A press comes to the window, first as a possible shortcut; the window hands it on to its widgets.
+    // A press arrives at the window twice, first as a possible shortcut; the window passes it to its widgets.
     if (!receiver->isWindowType()) return false;
     if (event->type() == QEvent::ShortcutOverride) {
         decided_ = isConsumed(static_cast<const QKeyEvent&>(*event));
-        // Accepted, it is no shortcut but an ordinary press.
+        // Accepting it turns it from a shortcut into an ordinary press.
         if (*decided_) event->accept();
         return *decided_;
     }

@@ -1,4 +1,4 @@
-// KeyMonitor: hears of the keys that reach this program's windows before the windows do.
+// KeyMonitor: sees key presses before this program's windows handle them.
 #pragma once
 
 #include "Platform/NSEvent.h"
@@ -15,22 +15,22 @@ class QKeyEvent;
 
 namespace lumicrate::views {
 
-/// What a key that was pressed is called here.
+/// Translates a Qt key press to the recorder's event.
 using KeyTranslation = std::function<NSEvent(const QKeyEvent&)>;
 
 /// The NSEvent::keyName of a key that types `characters`: in upper case, or empty if one of them is a control
 /// character. A letter without a single-character upper case ("ß") stays as it is.
 std::string keyName(const QString& characters);
 
-/// Main thread only. A key that a monitor takes is kept from the shortcuts of windows, too. Of several
-/// monitors the newest is asked first. A monitor may be removed by its own call.
+/// A key press that a monitor consumes reaches neither widgets nor window shortcuts. The newest monitor is
+/// asked first. A monitor may be removed by its own call. Main thread.
 class KeyMonitor final : public QObject, public NSKeyMonitoring {
  public:
-    /// How keys are called here.
+    /// Translations of the X server's key codes.
     struct Keyboard {
-        /// The keysym of a key without modifiers, by its X key code.
+        /// The keysym of a key without modifiers.
         std::function<std::uint32_t(std::uint32_t xKeycode)> keysym;
-        /// Its virtual key code; -1 for none.
+        /// The virtual key code of a key; -1 for none.
         std::function<std::int64_t(std::uint32_t xKeycode)> keyCode;
     };
 
@@ -38,7 +38,7 @@ class KeyMonitor final : public QObject, public NSKeyMonitoring {
 
     std::unique_ptr<NSEventMonitor> addKeyDownMonitor(std::function<bool(const NSEvent&)> onKeyDown) override;
 
-    /// The press as monitors are given it.
+    /// The event that monitors receive for a press.
     NSEvent translated(const QKeyEvent& pressed) const;
 
  protected:
@@ -54,7 +54,7 @@ class KeyMonitor final : public QObject, public NSKeyMonitoring {
     int next_ = 0;
     // Shared with the monitors, which may outlive this.
     std::shared_ptr<Handlers> handlers_ = std::make_shared<Handlers>();
-    /// What became of the press that is on its way as a possible shortcut.
+    /// Whether the press was consumed when it came as a possible shortcut, before it comes as a press.
     std::optional<bool> decided_;
 };
 

@@ -9,8 +9,8 @@ namespace lumicrate::views {
 
 namespace {
 
-/// What desktop panels leave of the screen, in pixels. Only whole screens count exactly: where Qt rounds, so
-/// does this.
+/// The part of the screen that desktop panels leave free, pixels. Exact only for whole screens; other
+/// rectangles carry Qt's rounding.
 QRectF availablePixels(const QScreen& screen) {
     const QtScreen known = QtScreen::of(screen);
     const QRect whole = known.pixels();

@@ -1,4 +1,4 @@
-// Screens: the screens as Qt knows them, for whoever places panels on them.
+// Screens: the screens that Qt reports, for placing panels on them.
 #pragma once
 
 #include "Platform/NSScreen.h"
@@ -15,7 +15,7 @@ namespace lumicrate::views {
 /// Needs a QGuiApplication.
 class Screens final : public NSScreens {
  public:
-    /// Gives the number by which capture knows the screen of that name.
+    /// The capture's display ID for the screen of that name.
     using DisplayIDs = std::function<std::optional<std::uint32_t>(const std::string& name)>;
 
     explicit Screens(DisplayIDs displayIDs) : displayIDs_(std::move(displayIDs)) {}

@@ -93,7 +93,7 @@ void BannerStack::show(const std::vector<Banner>& banners) {
         QAccessible::updateAccessibility(&announcement);
     }
     for (const auto& [banner, view] : shown_) {
-        // Its own button may be on the stack.
+        // Deleted later: its own button may be calling.
         view->hide();
         layout_->removeWidget(view);
         view->deleteLater();

@@ -11,10 +11,10 @@ class QVBoxLayout;
 
 namespace lumicrate::views {
 
-/// Takes no room while there are none.
+/// Hidden while there are no messages.
 class BannerStack final : public QWidget {
  public:
-    /// `messages` must outlive it.
+    /// `messages` must outlive the stack.
     explicit BannerStack(MessageBanners& messages, QWidget* parent = nullptr);
 
  private:

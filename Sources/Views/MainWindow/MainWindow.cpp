@@ -16,7 +16,6 @@
 #include <QEvent>
 #include <QHBoxLayout>
 #include <QMenu>
-#include <QPainter>
 #include <QScreen>
 #include <QShortcut>
 #include <QStackedLayout>
@@ -27,23 +26,8 @@ namespace lumicrate::views {
 
 namespace {
 
-constexpr QSize firstSize(460, 640);
+constexpr QSize defaultSize(460, 640);
 constexpr std::string_view sizeKey = "mainWindowSize";
-
-/// A symbol as large as it is given room.
-class BigSymbol final : public QWidget {
- public:
-    BigSymbol(std::string_view name, QWidget* parent) : QWidget(parent), name_(name) { setFixedSize(44, 44); }
-
- protected:
-    void paintEvent(QPaintEvent*) override {
-        QPainter painter(this);
-        paintSymbol(painter, rect(), name_, ThemeColors::of(*this).secondary);
-    }
-
- private:
-    std::string name_;
-};
 
 }  // namespace
 
@@ -85,7 +69,7 @@ QWidget* MainWindow::makeEmptyState() {
     auto* page = new QWidget(this);
     auto* column = new QVBoxLayout(page);
     column->addStretch(2);
-    column->addWidget(new BigSymbol("film", page), 0, Qt::AlignHCenter);
+    column->addWidget(new SymbolLabel("film", &ThemeColors::secondary, 44), 0, Qt::AlignHCenter);
     auto* title = new QLabel(localizedText("No recordings yet"), page);
     QFont bold = title->font();
     bold.setWeight(QFont::DemiBold);
@@ -151,29 +135,29 @@ void MainWindow::bringForward() {
     activateWindow();
 }
 
-void MainWindow::tellVisibility() {
+void MainWindow::updateVisibility() {
     content_.controls.setVisible(isVisible() && !isMinimized());
 }
 
 void MainWindow::showEvent(QShowEvent* event) {
     QWidget::showEvent(event);
-    tellVisibility();
+    updateVisibility();
 }
 
 void MainWindow::hideEvent(QHideEvent* event) {
     QWidget::hideEvent(event);
-    tellVisibility();
+    updateVisibility();
     storeSize();
 }
 
 void MainWindow::changeEvent(QEvent* event) {
     QWidget::changeEvent(event);
-    if (event->type() == QEvent::WindowStateChange) tellVisibility();
+    if (event->type() == QEvent::WindowStateChange) updateVisibility();
 }
 
-/// On a smaller screen than it was stored on, the window still fits.
+/// Bounded, because the screen may be smaller than the one the size was stored on.
 void MainWindow::restoreSize() {
-    QSize size = firstSize;
+    QSize size = defaultSize;
     if (const auto stored = rectFromString(content_.defaults.stringForKey(sizeKey).value_or("")))
         size = QSizeF(stored->width, stored->height).toSize();
     resize(size.boundedTo(screen()->availableSize()));
@@ -186,7 +170,7 @@ void MainWindow::storeSize() {
     try {
         content_.defaults.set(sizeKey, text);
     } catch (const LocalizedError&) {
-        // The window opens in another size next time; nobody needs to be told.
+        // Only means that the window opens in another size next time.
     }
 }
 

@@ -1,4 +1,4 @@
-// MainWindow: the program's main window.
+// MainWindow: what to record, the record button, and the list of recordings.
 #pragma once
 
 #include "Lumicrate/MainWindow/MainWindowModel.h"
@@ -15,11 +15,11 @@ class RecordingList;
 /// Remembers its size. Closing it hides it.
 class MainWindow final : public QWidget {
  public:
-    /// Must outlive it.
+    /// `content` must outlive the window.
     explicit MainWindow(MainWindowModel& content);
     ~MainWindow() override;
 
-    /// Shows the window in front of all others.
+    /// Shows the window above all others.
     void bringForward();
 
  protected:
@@ -32,7 +32,7 @@ class MainWindow final : public QWidget {
     QWidget* makeEmptyState();
     QWidget* makeHeader();
     void bindKeys();
-    void tellVisibility();
+    void updateVisibility();
     void restoreSize();
     void storeSize();
 

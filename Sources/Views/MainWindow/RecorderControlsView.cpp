@@ -32,12 +32,12 @@ FlatButton::Tone toneOf(RecorderControls::Look look) {
 }  // namespace
 
 RecorderControlsView::RecorderControlsView(RecorderControls& controls, NSUserDefaults& defaults,
-                                           const ComplaintSink& complain, QWidget* parent)
+                                           const ErrorSink& showError, QWidget* parent)
     : QWidget(parent), controls_(controls) {
     auto* column = new QVBoxLayout(this);
     column->setContentsMargins(0, 0, 0, 0);
     column->setSpacing(measure::gap);
-    addToggles(*column, defaults, complain);
+    addToggles(*column, defaults, showError);
     column->addSpacing(measure::gap / 2);
     addButtons(*column);
     addLevel(*column);
@@ -48,7 +48,7 @@ RecorderControlsView::RecorderControlsView(RecorderControls& controls, NSUserDef
 }
 
 void RecorderControlsView::addToggles(QVBoxLayout& column, NSUserDefaults& defaults,
-                                      const ComplaintSink& complain) {
+                                      const ErrorSink& showError) {
     auto* row = new QHBoxLayout;
     row->setSpacing(measure::gap - 2);
     for (const RecorderControls::Toggle& toggle : RecorderControls::toggles()) {
@@ -60,8 +60,8 @@ void RecorderControlsView::addToggles(QVBoxLayout& column, NSUserDefaults& defau
         const auto showState = [button, toggle] {
             button->setSymbol(button->isChecked() ? toggle.symbol : toggle.offSymbol);
         };
-        bindBool(*button, defaults, std::string(toggle.key), complain);
-        // After the binding, which changes the button unheard when another value is stored than was chosen.
+        bindBool(*button, defaults, std::string(toggle.key), showError);
+        // Subscribed after the binding, which updates the button with its signals blocked.
         subscriptions_.push_back(defaults.observe(showState));
         connect(button, &QPushButton::toggled, button, showState);
         showState();
@@ -129,7 +129,7 @@ void RecorderControlsView::show(const RecorderControls::Content& content) {
     record_->setTone(toneOf(content.look));
     record_->setProgress(content.progress);
     record_->setEnabled(content.enabled);
-    // The time is left out: it would be read out again and again.
+    // Without the time, which a screen reader would repeat every second.
     record_->setAccessibleName(qtText(content.title));
     record_->setAccessibleDescription(qtText(content.hint));
     pause_->setVisible(content.pauses);

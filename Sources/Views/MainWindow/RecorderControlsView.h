@@ -1,4 +1,4 @@
-// RecorderControlsView: the record button, what is recorded along, and how loud the microphone is.
+// RecorderControlsView: the record and pause buttons, the recording options, and the microphone level.
 #pragma once
 
 #include "Lumicrate/MainWindow/RecorderControls.h"
@@ -21,8 +21,8 @@ class LevelMeter;
 
 class RecorderControlsView final : public QWidget {
  public:
-    /// Both must outlive it.
-    RecorderControlsView(RecorderControls& controls, NSUserDefaults& defaults, const ComplaintSink& complain,
+    /// `controls` and `defaults` must outlive the view.
+    RecorderControlsView(RecorderControls& controls, NSUserDefaults& defaults, const ErrorSink& showError,
                          QWidget* parent = nullptr);
 
  private:
@@ -32,7 +32,7 @@ class RecorderControlsView final : public QWidget {
         FlatButton* button;
     };
 
-    void addToggles(QVBoxLayout& column, NSUserDefaults& defaults, const ComplaintSink& complain);
+    void addToggles(QVBoxLayout& column, NSUserDefaults& defaults, const ErrorSink& showError);
     QWidget* withMicrophoneMenu(FlatButton& chip);
     void addButtons(QVBoxLayout& column);
     void addLevel(QVBoxLayout& column);

@@ -74,7 +74,7 @@ QWidget* RecordingDelegate::createEditor(QWidget* parent, const QStyleOptionView
 void RecordingDelegate::setEditorData(QWidget* editor, const QModelIndex& index) const {
     auto* field = static_cast<QLineEdit*>(editor);
     const QString name = index.data(Qt::EditRole).toString();
-    // Also called when the row changes in some other respect; what was typed or selected stays.
+    // Also called for other changes of the row: then typed text and selection are kept.
     if (field->isModified() || field->text() == name) return;
     field->setText(name);
     field->selectAll();

@@ -1,5 +1,4 @@
-// RecordingDelegate: rows of recordings, each with a button for its menu, and the field in which one is
-// renamed.
+// RecordingDelegate: paints rows of recordings with a menu button, and edits their names.
 #pragma once
 
 #include "Views/Widgets/PictureRowDelegate.h"
@@ -30,7 +29,7 @@ class RecordingDelegate final : public PictureRowDelegate {
     void updateEditorGeometry(QWidget* editor, const QStyleOptionViewItem& option,
                               const QModelIndex& index) const override;
 
-    /// Where the row's button is.
+    /// The place of the row's menu button.
     static QRect buttonRect(const QStyleOptionViewItem& option);
 
  protected:

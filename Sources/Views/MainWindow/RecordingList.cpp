@@ -26,7 +26,7 @@ RecordingList::RecordingList(RecordingRows& rows, Thumbnails& thumbnails, QWidge
     RecordingDelegate::Handlers handlers;
     handlers.openMenu = [this](const QModelIndex&, QPoint position) { openMenu(position); };
     handlers.rename = [this](const QModelIndex& index, const QString& typed) {
-        // Afterwards, when the editor has gone: the row may be another one then.
+        // Queued until the editor is closed, when the row may have moved.
         QMetaObject::invokeMethod(
             this, [this, url = model_->url(index), typed] { rename(url, typed); }, Qt::QueuedConnection);
     };
@@ -41,7 +41,7 @@ RecordingList::RecordingList(RecordingRows& rows, Thumbnails& thumbnails, QWidge
     setVerticalScrollMode(QAbstractItemView::ScrollPerPixel);
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     setAccessibleName(localizedText("Recordings"));
-    // Both by Return and by a double click.
+    // By Return and by a double click.
     connect(this, &QListView::activated, this, [this](const QModelIndex& index) {
         const std::filesystem::path url = model_->url(index);
         rows_.open(url);
@@ -109,7 +109,7 @@ void RecordingList::copySelected() const {
     if (!indexes.isEmpty()) QGuiApplication::clipboard()->setMimeData(model_->mimeData(indexes));
 }
 
-/// The row that follows becomes current, so that one can go on.
+/// The following row becomes current, so that Delete can be pressed again.
 void RecordingList::trashSelected() {
     const RecordingRows::Urls urls = selected();
     if (urls.empty()) return;
@@ -126,7 +126,7 @@ void RecordingList::rename(const std::filesystem::path& url, const QString& type
 void RecordingList::startDrag(Qt::DropActions actions) {
     const QModelIndexList indexes = selectionModel()->selectedRows();
     if (indexes.isEmpty()) return;
-    // The drag belongs to Qt, which deletes it when it is over.
+    // Qt deletes the drag when it is over.
     auto* drag = new QDrag(this);
     drag->setMimeData(model_->mimeData(indexes));
     const QImage picture = indexes.front().data(PictureRowDelegate::picture).value<QImage>();

@@ -1,5 +1,4 @@
-// RecordingList: the recordings in the main window, to be opened, renamed, copied, dragged out and thrown
-// away.
+// RecordingList: the list of recordings in the main window: open, rename, copy, drag out, move to the Trash.
 #pragma once
 
 #include "Lumicrate/Library/Thumbnails.h"
@@ -16,14 +15,14 @@ class RecordingListModel;
 
 class RecordingList final : public QListView {
  public:
-    /// Both must outlive it.
+    /// Both must outlive the list.
     RecordingList(RecordingRows& rows, Thumbnails& thumbnails, QWidget* parent = nullptr);
 
-    /// `changed` is called whenever there may be another number of rows.
+    /// `changed` is called whenever the number of rows may have changed.
     void setOnCountChange(std::function<void()> changed);
     bool isEmpty() const;
 
-    /// Opens the menu for what is selected.
+    /// Opens the menu of the selected recordings.
     void openMenu(QPoint globalPosition);
 
  protected:

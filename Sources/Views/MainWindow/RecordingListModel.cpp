@@ -47,13 +47,13 @@ int RecordingListModel::rowCount(const QModelIndex& parent) const {
 
 QVariant RecordingListModel::data(const QModelIndex& index, int role) const {
     const auto number = static_cast<std::size_t>(index.row());
-    // While rows are being inserted or removed, the two lists are not yet the same.
+    // While rows are being inserted or removed, the two lists differ.
     if (!index.isValid() || number >= rows_.count() || rows_.recording(number).url != urls_[number])
         return {};
     if (role == PictureRowDelegate::picture) {
         if (rows_.row(number).isSound) return {};
         const Thumbnails::Picture picture = thumbnails_.picture(rows_.recording(number));
-        // Painted at once, before the picture can be forgotten.
+        // Shared without a copy: painted at once, before the cache can drop it.
         return picture ? QVariant(sharedImage(*picture)) : QVariant();
     }
     const RecordingRows::Row row = rows_.row(number);
@@ -117,12 +117,12 @@ void RecordingListModel::update() {
 void RecordingListModel::reorder(std::vector<std::filesystem::path> now) {
     Q_EMIT layoutAboutToBeChanged();
     const QModelIndexList before = persistentIndexList();
-    std::vector<std::filesystem::path> meant;
+    std::vector<std::filesystem::path> targets;
     for (const QModelIndex& each : before)
-        meant.push_back(url(each));
+        targets.push_back(url(each));
     urls_ = std::move(now);
     QModelIndexList after;
-    for (const std::filesystem::path& each : meant)
+    for (const std::filesystem::path& each : targets)
         after.push_back(indexOf(each));
     changePersistentIndexList(before, after);
     Q_EMIT layoutChanged();

@@ -1,4 +1,4 @@
-// RecordingListModel: the recordings as Qt's views read them.
+// RecordingListModel: adapts RecordingRows to Qt's item views.
 #pragma once
 
 #include "Lumicrate/Library/Thumbnails.h"
@@ -10,14 +10,14 @@
 
 namespace lumicrate::views {
 
-/// What is selected stays selected while rows come and go. A picture is asked for when its row is painted.
+/// The selection survives inserted and removed rows. A thumbnail is requested when its row is painted.
 class RecordingListModel final : public QAbstractListModel {
  public:
-    /// Both must outlive it.
+    /// Both must outlive the model.
     RecordingListModel(RecordingRows& rows, Thumbnails& thumbnails, QObject* parent);
 
     const std::filesystem::path& url(const QModelIndex& index) const;
-    /// Invalid where it is not listed.
+    /// Invalid when the recording is not listed.
     QModelIndex indexOf(const std::filesystem::path& url) const;
 
     int rowCount(const QModelIndex& parent = {}) const override;
@@ -33,7 +33,7 @@ class RecordingListModel final : public QAbstractListModel {
 
     RecordingRows& rows_;
     Thumbnails& thumbnails_;
-    std::vector<std::filesystem::path> urls_;  ///< as the views know them
+    std::vector<std::filesystem::path> urls_;  ///< in the order known to the views
     std::vector<Subscription> subscriptions_;
 };
 

@@ -47,7 +47,7 @@ void SourceBarView::addModes(QVBoxLayout& column) {
         group->addButton(button);
         row->addWidget(button, 1);
         modes_.emplace_back(mode.mode, button);
-        // Also when the arrow keys have checked it.
+        // Not clicked(): the arrow keys check a button without clicking it.
         connect(button, &QPushButton::toggled, this, [this, chosen = mode.mode](bool on) {
             if (on) sources_.setMode(chosen);
         });

@@ -1,4 +1,4 @@
-// SourceBarView: what to record, chosen in the main window.
+// SourceBarView: the choice of what to record, in the main window.
 #pragma once
 
 #include "Lumicrate/MainWindow/SourceBar.h"
@@ -20,7 +20,7 @@ class WindowPickerPopup;
 
 class SourceBarView final : public QWidget {
  public:
-    /// Both must outlive it.
+    /// Both must outlive the view.
     SourceBarView(SourceBar& sources, WindowPicker& picker, QWidget* parent = nullptr);
 
  private:

@@ -17,7 +17,7 @@ namespace lumicrate::views {
 namespace {
 
 constexpr int windowIdRole = PictureRowDelegate::firstFreeRole;
-constexpr int mostRows = 5;
+constexpr int maxVisibleRows = 5;
 
 QString name(const SourceBar::Window& window) {
     return qtText(window.application.empty() ? window.title : window.application);
@@ -63,7 +63,7 @@ void WindowPickerPopup::openBelow(const QWidget& anchor) {
     list_->clear();
     fill(*sources_.content);
     const int frame = 2 * frameWidth() + layout()->contentsMargins().top() * 2;
-    const int rows = std::clamp(list_->count(), 1, mostRows);
+    const int rows = std::clamp(list_->count(), 1, maxVisibleRows);
     const int rowHeight = list_->count() > 0 ? list_->sizeHintForRow(0) : 4 * measure::margin;
     const QRect free = anchor.screen()->availableGeometry();
     const QPoint below = anchor.mapToGlobal(QPoint(0, anchor.height() + 4));
@@ -79,7 +79,8 @@ void WindowPickerPopup::openBelow(const QWidget& anchor) {
     picker_.open();
 }
 
-/// Rows keep their pictures, their place and whether they are current.
+/// Reuses the rows of windows that are still there, so that pictures, scroll position and the current row
+/// stay.
 void WindowPickerPopup::fill(const SourceBar::Content& content) {
     const auto idOf = [this](int row) { return list_->item(row)->data(windowIdRole).toUInt(); };
     const auto& windows = content.windows;
@@ -101,7 +102,7 @@ void WindowPickerPopup::fill(const SourceBar::Content& content) {
         if (content.window && content.window->id == window.id && list_->currentRow() < 0)
             list_->setCurrentRow(row);
     }
-    // What was there before may have been moved further down.
+    // Reordered windows leave their old rows at the end.
     while (list_->count() > static_cast<int>(windows.size()))
         delete list_->takeItem(list_->count() - 1);
     if (list_->currentRow() < 0 && list_->count() > 0) list_->setCurrentRow(0);
@@ -114,7 +115,7 @@ void WindowPickerPopup::showPicture(std::uint32_t windowID) {
     if (picture == nullptr) return;
     for (int row = 0; row < list_->count(); ++row) {
         QListWidgetItem* item = list_->item(row);
-        // A copy: the picker forgets its pictures when it is closed.
+        // A copy, because the picker drops its pictures when it is closed.
         if (item->data(windowIdRole).toUInt() == windowID)
             item->setData(PictureRowDelegate::picture, sharedImage(*picture).copy());
     }

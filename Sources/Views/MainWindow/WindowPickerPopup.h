@@ -1,4 +1,4 @@
-// WindowPickerPopup: the windows to choose from, with small pictures of them.
+// WindowPickerPopup: the list of windows to choose from, with thumbnails.
 #pragma once
 
 #include "Lumicrate/MainWindow/SourceBar.h"
@@ -15,11 +15,11 @@ namespace lumicrate::views {
 
 class WindowPickerPopup final : public QFrame {
  public:
-    /// Both must outlive it.
+    /// Both must outlive the popup.
     WindowPickerPopup(SourceBar& sources, WindowPicker& picker, QWidget* parent);
     ~WindowPickerPopup() override;
 
-    /// Below `anchor`, as wide as that, or above it where there is more room.
+    /// Opens below `anchor` with its width, or above it when there is more room.
     void openBelow(const QWidget& anchor);
 
  protected:

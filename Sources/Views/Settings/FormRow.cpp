@@ -14,7 +14,7 @@
 namespace lumicrate::views {
 
 FormRow::FormRow(const std::string& label, const std::string& caption, QWidget* control)
-    : complaint_(new TintedLabel(&ThemeColors::warning)) {
+    : error_(new TintedLabel(&ThemeColors::warning)) {
     auto* lines = new QVBoxLayout(this);
     lines->setContentsMargins(0, measure::gap, 0, measure::gap);
     lines->setSpacing(measure::gap / 2);
@@ -35,37 +35,47 @@ FormRow::FormRow(const std::string& label, const std::string& caption, QWidget* 
     if (control->accessibleName().isEmpty()) control->setAccessibleName(qtText(label));
     if (control->accessibleDescription().isEmpty()) control->setAccessibleDescription(qtText(caption));
 
-    complaint_->setTextInteractionFlags(Qt::TextSelectableByMouse);
-    lines->addWidget(complaint_);
-    complaint_->hide();
+    error_->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    lines->addWidget(error_);
+    error_->hide();
 }
 
-void FormRow::complain(const std::string& text) {
-    complaint_->showMessage(qtText(text));
+void FormRow::showError(const std::string& text) {
+    error_->showMessage(qtText(text));
 }
 
-void FormRow::complainUntilStored(const NSUserDefaults& defaults) {
-    stored_ = defaults.observe([this] { complain({}); });
+void FormRow::clearErrorOnStore(const NSUserDefaults& defaults) {
+    keep(defaults.observe([this] { showError({}); }));
 }
 
 FormRow* switchRow(const SwitchSetting& setting, NSUserDefaults& defaults) {
     auto* control = new Switch;
     auto* row = new FormRow(setting.label, setting.caption, control);
-    row->complainUntilStored(defaults);
-    bindBool(*control, defaults, setting.key, [row](const std::string& text) { row->complain(text); });
+    row->clearErrorOnStore(defaults);
+    bindBool(*control, defaults, setting.key, [row](const std::string& text) { row->showError(text); });
     return row;
 }
 
 FormRow* choiceRow(const ChoiceSetting& setting, NSUserDefaults& defaults, QComboBox& box) {
     auto* row = new FormRow(setting.label, setting.caption, &box);
-    row->complainUntilStored(defaults);
+    row->clearErrorOnStore(defaults);
     bindRowChoices(*row, box, setting, defaults);
     return row;
 }
 
 void bindRowChoices(FormRow& row, QComboBox& box, const ChoiceSetting& setting, NSUserDefaults& defaults) {
     bindChoice(box, defaults, setting.key, setting.choices, setting.fallback,
-               [&row](const std::string& text) { row.complain(text); });
+               [&row](const std::string& text) { row.showError(text); });
+}
+
+FormRow* loginRow(LoginItem& item) {
+    auto* control = new Switch;
+    auto* row = new FormRow(item.label(), {}, control);
+    control->setChecked(*item.enabled);
+    row->keep(item.enabled.observe([control](bool on) { control->setChecked(on); }));
+    row->keep(item.complaint.observe([row](const std::string& text) { row->showError(text); }));
+    QObject::connect(control, &Switch::clicked, row, [&item](bool on) { item.set(on); });
+    return row;
 }
 
 }  // namespace lumicrate::views

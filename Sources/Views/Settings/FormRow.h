@@ -1,4 +1,4 @@
-// Rows of a form: what a control is for, the control, and what went wrong with it.
+// FormRow: a row of a form: label, caption, control, and an error message below.
 #pragma once
 
 #include "Lumicrate/Settings/SettingsModel.h"
@@ -7,34 +7,39 @@
 
 #include <QWidget>
 #include <string>
+#include <utility>
+#include <vector>
 
 class QComboBox;
 
 namespace lumicrate::views {
 
-class Switch;
 class TintedLabel;
 
 class FormRow final : public QWidget {
  public:
-    /// Takes the control, and names it for those who cannot see the row. `caption` may be empty.
+    /// Owns the control, and gives it the label and caption as accessible name and description. `caption` may
+    /// be empty.
     FormRow(const std::string& label, const std::string& caption, QWidget* control);
 
-    /// A line below; an empty text takes it away.
-    void complain(const std::string& text);
-    /// Takes the complaint away as soon as something can be stored again.
-    void complainUntilStored(const NSUserDefaults& defaults);
+    /// Shows a line below the row; an empty text removes it.
+    void showError(const std::string& text);
+    /// Removes the error as soon as a preference is stored again.
+    void clearErrorOnStore(const NSUserDefaults& defaults);
+    /// Keeps a subscription as long as the row exists.
+    void keep(Subscription subscription) { subscriptions_.push_back(std::move(subscription)); }
 
  private:
-    TintedLabel* complaint_;
-    Subscription stored_;
+    TintedLabel* error_;
+    std::vector<Subscription> subscriptions_;
 };
 
-/// A row that is bound to a Boolean preference.
+/// A row bound to a Boolean preference.
 FormRow* switchRow(const SwitchSetting& setting, NSUserDefaults& defaults);
-/// A row that is bound to a preference with a menu. Other choices can be given to its box with
-/// `bindRowChoices`.
+/// A row bound to a preference with a menu. `bindRowChoices` replaces the choices.
 FormRow* choiceRow(const ChoiceSetting& setting, NSUserDefaults& defaults, QComboBox& box);
 void bindRowChoices(FormRow& row, QComboBox& box, const ChoiceSetting& setting, NSUserDefaults& defaults);
+/// The row that starts the program at login. `item` must outlive it.
+FormRow* loginRow(LoginItem& item);
 
 }  // namespace lumicrate::views

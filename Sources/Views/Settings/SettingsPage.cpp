@@ -1,29 +1,36 @@
 #include "Views/Settings/SettingsPage.h"
 
+#include "Views/Settings/FormRow.h"
+#include "Views/Settings/ShortcutFieldView.h"
+#include "Views/Shell/MessageParts.h"
 #include "Views/Widgets/Card.h"
+#include "Views/Widgets/QtText.h"
 #include "Views/Widgets/Theme.h"
 #include "Views/Widgets/TintedLabel.h"
 
+#include <QComboBox>
+#include <QPushButton>
 #include <QVBoxLayout>
 
 namespace lumicrate::views {
 
 namespace {
 
-/// In line with the text on the cards.
-TintedLabel* indented(TintedLabel* label) {
+/// Aligned with the text on the cards.
+TintedLabel* indentedLabel(Tint tint, const QString& text = {}) {
+    auto* label = new TintedLabel(tint, text);
     label->setContentsMargins(measure::margin, 0, measure::margin, 0);
     return label;
 }
 
 }  // namespace
 
-SettingsPage::SettingsPage(const QString& title) {
+SettingsPage::SettingsPage(SettingsModel& model, SettingsModel::Page page) : model_(model) {
     setFrameShape(QFrame::NoFrame);
     setWidgetResizable(true);
     setHorizontalScrollBarPolicy(Qt::ScrollBarAlwaysOff);
     setFocusPolicy(Qt::NoFocus);
-    setAccessibleName(title);
+    setAccessibleName(qtText(SettingsModel::title(page)));
     viewport()->setAutoFillBackground(false);
 
     auto* inside = new QWidget;
@@ -33,11 +40,76 @@ SettingsPage::SettingsPage(const QString& title) {
     content_->addStretch(1);
     setWidget(inside);
     inside->setAutoFillBackground(false);
+
+    switch (page) {
+        case SettingsModel::Page::general:
+            addGeneral();
+            break;
+        case SettingsModel::Page::video:
+            addVideo();
+            break;
+        case SettingsModel::Page::audio:
+            addAudio();
+            break;
+        case SettingsModel::Page::shortcuts:
+            addShortcuts();
+            break;
+    }
 }
 
 QSize SettingsPage::sizeHint() const {
     const int width = fontMetrics().averageCharWidth() * 76;
     return {width, widget()->layout()->totalHeightForWidth(width)};
+}
+
+void SettingsPage::addGeneral() {
+    auto* open = roomyButton(localizedText("Open Folder"));
+    open->setAccessibleName(localizedText("Open the folder of recordings"));
+    auto* folder = new FormRow(localized("Recordings are kept in"), model_.recordingsFolder(), open);
+    connect(open, &QPushButton::clicked, this,
+            [this, folder] { folder->showError(model_.openRecordingsFolder()); });
+    addSwitches({SettingsModel::countdown(), SettingsModel::hideSelf()}).addRow(folder);
+    addCard().addRow(loginRow(model_.loginItem));
+}
+
+void SettingsPage::addVideo() {
+    Card& file = addCard();
+    for (const ChoiceSetting& setting : {SettingsModel::quality(), SettingsModel::framesPerSecond(),
+                                         SettingsModel::encodingQuality(), SettingsModel::format()})
+        file.addRow(choiceRow(setting, model_.defaults(), *new QComboBox));
+    addSwitches({SettingsModel::showCursor(), SettingsModel::highlightClicks()});
+}
+
+void SettingsPage::addAudio() {
+    auto* box = new QComboBox;
+    FormRow* row = choiceRow(model_.microphone(), model_.defaults(), *box);
+    addSwitches({SettingsModel::captureSystemAudio(), SettingsModel::captureMicrophone()}).addRow(row);
+    changes_ = model_.microphones.observe([this, row, box](const auto& choices) {
+        ChoiceSetting setting = model_.microphone();
+        setting.choices = choices;
+        // Queued: the change may come from the box itself.
+        const auto bind = [this, row, box, setting] {
+            bindRowChoices(*row, *box, setting, model_.defaults());
+        };
+        QMetaObject::invokeMethod(box, bind, Qt::QueuedConnection);
+    });
+    addSwitches({SettingsModel::mixAudio()});
+}
+
+void SettingsPage::addShortcuts() {
+    Card& card = addCard();
+    for (const auto& field : model_.shortcutFields.all())
+        card.addRow(new FormRow(label(field->action()), {}, new ShortcutFieldView(*field)));
+    auto* unavailable = indentedLabel(&ThemeColors::warning);
+    add(unavailable);
+    unavailable->showMessage(qtText(*model_.unavailableText));
+    changes_ = model_.unavailableText.observe(
+        [unavailable](const std::string& text) { unavailable->showMessage(qtText(text)); });
+    add(indentedLabel(&ThemeColors::secondary, qtText(SettingsModel::shortcutLegend())));
+}
+
+void SettingsPage::add(QWidget* widget) {
+    content_->insertWidget(content_->count() - 1, widget);
 }
 
 Card& SettingsPage::addCard() {
@@ -46,19 +118,11 @@ Card& SettingsPage::addCard() {
     return *card;
 }
 
-void SettingsPage::addNote(const QString& text) {
-    add(indented(new TintedLabel(&ThemeColors::secondary, text)));
-}
-
-TintedLabel& SettingsPage::addWarning() {
-    TintedLabel* warning = indented(new TintedLabel(&ThemeColors::warning));
-    add(warning);
-    warning->hide();
-    return *warning;
-}
-
-void SettingsPage::add(QWidget* widget) {
-    content_->insertWidget(content_->count() - 1, widget);
+Card& SettingsPage::addSwitches(std::initializer_list<SwitchSetting> settings) {
+    Card& card = addCard();
+    for (const SwitchSetting& setting : settings)
+        card.addRow(switchRow(setting, model_.defaults()));
+    return card;
 }
 
 }  // namespace lumicrate::views

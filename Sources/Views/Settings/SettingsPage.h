@@ -1,8 +1,13 @@
-// SettingsPage: what all pages of the settings window share: cards below each other, which scroll.
+// SettingsPage: one page of the settings window: cards with rows, which scroll.
 #pragma once
+
+#include "Lumicrate/Settings/SettingsModel.h"
+#include "Support/Published.h"
 
 #include <QScrollArea>
 #include <QString>
+#include <memory>
+#include <vector>
 
 class QVBoxLayout;
 
@@ -11,23 +16,27 @@ namespace lumicrate::views {
 class Card;
 class TintedLabel;
 
-class SettingsPage : public QScrollArea {
+class SettingsPage final : public QScrollArea {
  public:
+    /// Builds a page of the settings. `model` must outlive it.
+    SettingsPage(SettingsModel& model, SettingsModel::Page page);
+
     QSize sizeHint() const override;
 
- protected:
-    explicit SettingsPage(const QString& title);
-
-    Card& addCard();
-    /// Text below the cards.
-    void addNote(const QString& text);
-    /// The same in a colour that is seen, for showMessage; empty at first.
-    TintedLabel& addWarning();
-
  private:
-    void add(QWidget* widget);
+    void addGeneral();
+    void addVideo();
+    void addAudio();
+    void addShortcuts();
 
+    void add(QWidget* widget);
+    Card& addCard();
+    /// Adds a card with one row for each setting.
+    Card& addSwitches(std::initializer_list<SwitchSetting> settings);
+
+    SettingsModel& model_;
     QVBoxLayout* content_;
+    Subscription changes_;
 };
 
 }  // namespace lumicrate::views

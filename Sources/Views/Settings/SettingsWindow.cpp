@@ -1,39 +1,75 @@
 #include "Views/Settings/SettingsWindow.h"
 
-#include "Views/Settings/AudioPage.h"
-#include "Views/Settings/GeneralPage.h"
-#include "Views/Settings/ShortcutsPage.h"
-#include "Views/Settings/SidebarDelegate.h"
-#include "Views/Settings/VideoPage.h"
-#include "Views/Shell/CloseKeys.h"
+#include "Views/Settings/SettingsPage.h"
+#include "Views/Shell/MessageParts.h"
 #include "Views/Widgets/QtText.h"
 #include "Views/Widgets/Symbols.h"
 #include "Views/Widgets/Theme.h"
 
 #include <QEvent>
 #include <QHBoxLayout>
+#include <QIcon>
 #include <QListWidget>
+#include <QPainter>
 #include <QScreen>
 #include <QStackedWidget>
+#include <QStyledItemDelegate>
 #include <QVBoxLayout>
 
 namespace lumicrate::views {
 
 namespace {
 
-SettingsPage* makePage(SettingsModel::Page page, SettingsModel& model) {
-    switch (page) {
-        case SettingsModel::Page::general:
-            return new GeneralPage(model);
-        case SettingsModel::Page::video:
-            return new VideoPage(model);
-        case SettingsModel::Page::audio:
-            return new AudioPage(model);
-        case SettingsModel::Page::shortcuts:
-            break;
+/// A symbol and a name per line; the current line has a rounded background.
+class SidebarDelegate final : public QStyledItemDelegate {
+ public:
+    using QStyledItemDelegate::QStyledItemDelegate;
+
+    void paint(QPainter* painter, const QStyleOptionViewItem& option,
+               const QModelIndex& index) const override {
+        const ThemeColors colors = ThemeColors::of(*option.widget);
+        const bool chosen = option.state.testFlag(QStyle::State_Selected);
+        const bool focused = option.state.testFlag(QStyle::State_HasFocus);
+        painter->save();
+        painter->setRenderHint(QPainter::Antialiasing);
+        painter->setPen(Qt::NoPen);
+        painter->setBrush(chosen && focused ? colors.accent
+                          : chosen || option.state.testFlag(QStyle::State_MouseOver)
+                              ? colors.cardHover
+                              : QColor(Qt::transparent));
+        const QRect line = option.rect.adjusted(0, 1, 0, -1);
+        painter->drawRoundedRect(line, measure::corner - 2, measure::corner - 2);
+
+        QRect symbolSquare(0, 0, measure::symbol, measure::symbol);
+        const int inset = measure::gap;
+        const bool mirrored = option.direction == Qt::RightToLeft;
+        symbolSquare.moveCenter(line.center());
+        if (mirrored) {
+            symbolSquare.moveRight(line.right() - inset);
+        } else {
+            symbolSquare.moveLeft(line.left() + inset);
+        }
+        index.data(Qt::DecorationRole)
+            .value<QIcon>()
+            .paint(painter, symbolSquare, Qt::AlignCenter,
+                   chosen && focused ? QIcon::Selected : QIcon::Normal);
+
+        const int beside = inset + measure::symbol + measure::gap;
+        painter->setPen(
+            option.palette.color(chosen && focused ? QPalette::HighlightedText : QPalette::WindowText));
+        painter->setFont(option.font);
+        painter->drawText(line.adjusted(mirrored ? inset : beside, 0, mirrored ? -beside : -inset, 0),
+                          Qt::AlignVCenter | (mirrored ? Qt::AlignRight : Qt::AlignLeft),
+                          index.data().toString());
+        painter->restore();
     }
-    return new ShortcutsPage(model);
-}
+
+    QSize sizeHint(const QStyleOptionViewItem& option, const QModelIndex& index) const override {
+        const int text = option.fontMetrics.horizontalAdvance(index.data().toString());
+        return {text + measure::symbol + 4 * measure::gap,
+                qMax(option.fontMetrics.height(), measure::symbol) + 2 * measure::gap};
+    }
+};
 
 }  // namespace
 
@@ -42,10 +78,9 @@ SettingsWindow::SettingsWindow(std::unique_ptr<SettingsModel> model)
       content_(std::make_unique<QWidget>()),
       sidebar_(new QListWidget),
       pages_(new QStackedWidget) {
-    setWindowTitle(localizedText("Lumicrate Settings"));
-    setWindowIcon(applicationIcon());
-    addCloseKeys(*this);
-    makePages();
+    prepareWindow(*this, localizedText("Lumicrate Settings"));
+    for (const SettingsModel::Page page : SettingsModel::pages)
+        pages_->addWidget(new SettingsPage(*model_, page));
     makeSidebar();
 
     auto* columns = new QHBoxLayout(content_.get());
@@ -79,11 +114,6 @@ void SettingsWindow::makeSidebar() {
     connect(sidebar_, &QListWidget::currentRowChanged, pages_, &QStackedWidget::setCurrentIndex);
     sidebar_->setFixedWidth(sidebar_->sizeHintForColumn(0) + 2 * measure::gap);
     sidebar_->setCurrentRow(0);
-}
-
-void SettingsWindow::makePages() {
-    for (const SettingsModel::Page page : SettingsModel::pages)
-        pages_->addWidget(makePage(page, *model_));
 }
 
 void SettingsWindow::showPage(SettingsModel::Page page) {

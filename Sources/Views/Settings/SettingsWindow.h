@@ -1,4 +1,4 @@
-// SettingsWindow: all preferences, page by page.
+// SettingsWindow: the preferences, in pages.
 #pragma once
 
 #include "Lumicrate/Settings/SettingsModel.h"
@@ -23,9 +23,8 @@ class SettingsWindow final : public QWidget {
 
  private:
     void makeSidebar();
-    void makePages();
 
-    // Before what shows it, and so after it when they go.
+    // Declared before the widgets that show it, so that it is destroyed after them.
     std::unique_ptr<SettingsModel> model_;
     std::unique_ptr<QWidget> content_;
     QListWidget* sidebar_;

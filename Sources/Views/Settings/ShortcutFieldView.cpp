@@ -17,7 +17,7 @@ namespace lumicrate::views {
 
 namespace {
 
-constexpr int widestMessage = 50;  ///< characters; a longer one wraps
+constexpr int maxMessageWidth = 50;  ///< characters; longer messages wrap
 
 }  // namespace
 
@@ -37,7 +37,7 @@ ShortcutFieldView::ShortcutFieldView(ShortcutField& field)
     lines->addLayout(row);
     lines->addWidget(message_);
 
-    // Wide enough for all that it says, so that it does not jump.
+    // Wide enough for every text, so that its width does not change.
     button_->setMinimumWidth(fontMetrics().horizontalAdvance(localizedText("Type shortcut…")) +
                              4 * measure::gap);
     restore_->setAutoRaise(true);
@@ -64,7 +64,7 @@ void ShortcutFieldView::showLook(const ShortcutField::Look& look) {
     restore_->setEnabled(look.canRestore);
     const QString message = qtText(look.message);
     message_->setMinimumWidth(qMin(fontMetrics().horizontalAdvance(message) + measure::gap,
-                                   fontMetrics().averageCharWidth() * widestMessage));
+                                   fontMetrics().averageCharWidth() * maxMessageWidth));
     message_->showMessage(message);
     tint(look.tone);
 }
@@ -87,7 +87,7 @@ void ShortcutFieldView::changeEvent(QEvent* event) {
 }
 
 bool ShortcutFieldView::event(QEvent* event) {
-    // Whoever goes to another window must not be left without the system-wide shortcuts.
+    // While the field listens, the global shortcuts are off: turn them on again for other windows.
     if (event->type() == QEvent::WindowDeactivate && field_.isListening()) field_.stopListening();
     return QWidget::event(event);
 }

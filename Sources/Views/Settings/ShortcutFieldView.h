@@ -1,4 +1,4 @@
-// ShortcutFieldView: the control in which a shortcut is seen and typed.
+// ShortcutFieldView: the control that shows a shortcut and lets the user type another.
 #pragma once
 
 #include "Lumicrate/Settings/ShortcutField.h"

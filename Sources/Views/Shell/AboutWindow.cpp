@@ -1,7 +1,6 @@
 #include "Views/Shell/AboutWindow.h"
 
 #include "Support/Error.h"
-#include "Views/Shell/CloseKeys.h"
 #include "Views/Shell/MessageParts.h"
 #include "Views/Widgets/QtText.h"
 #include "Views/Widgets/Symbols.h"
@@ -26,10 +25,7 @@ TintedLabel* centred(const std::string& text) {
 }  // namespace
 
 AboutWindow::AboutWindow(const AppInfo& info, const std::string& folder, std::function<void()> openFolder) {
-    setWindowTitle(localizedText("About Lumicrate"));
-    setWindowIcon(applicationIcon());
-    addCloseKeys(*this);
-
+    prepareWindow(*this, localizedText("About Lumicrate"));
     QVBoxLayout* lines = messageLayout(*this, 46);
     lines->addWidget(iconLabel(96));
     auto* names = new QVBoxLayout;

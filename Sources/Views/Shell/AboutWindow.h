@@ -1,4 +1,4 @@
-// AboutWindow: what this program is.
+// AboutWindow: shows name, version, licence and the recordings folder.
 #pragma once
 
 #include "Lumicrate/Shell/AppInfo.h"
@@ -11,8 +11,8 @@ namespace lumicrate::views {
 
 class AboutWindow final : public QWidget {
  public:
-    /// `folder` is the recordings folder as people write it; `openFolder` opens it and may throw
-    /// PlatformError.
+    /// `folder` is the recordings folder for display ("~/Videos/Lumicrate"); `openFolder` opens it and may
+    /// throw PlatformError, whose text is then shown.
     AboutWindow(const AppInfo& info, const std::string& folder, std::function<void()> openFolder);
 
  private:

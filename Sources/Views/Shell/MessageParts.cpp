@@ -1,17 +1,29 @@
 #include "Views/Shell/MessageParts.h"
 
 #include "Views/Widgets/QtText.h"
-#include "Views/Widgets/SymbolLabel.h"
 #include "Views/Widgets/Symbols.h"
 #include "Views/Widgets/Theme.h"
 #include "Views/Widgets/TintedLabel.h"
 
+#include <QClipboard>
+#include <QFontDatabase>
+#include <QGuiApplication>
 #include <QHBoxLayout>
+#include <QKeySequence>
+#include <QLineEdit>
 #include <QPushButton>
+#include <QShortcut>
 #include <QVBoxLayout>
 #include <QWidget>
 
 namespace lumicrate::views {
+
+void prepareWindow(QWidget& window, const QString& title) {
+    window.setWindowTitle(title);
+    window.setWindowIcon(applicationIcon());
+    for (const QKeySequence& keys : {QKeySequence(Qt::Key_Escape), QKeySequence(Qt::CTRL | Qt::Key_W)})
+        QObject::connect(new QShortcut(keys, &window), &QShortcut::activated, &window, &QWidget::close);
+}
 
 QLabel* iconLabel(int side) {
     auto* label = new QLabel;
@@ -51,6 +63,27 @@ QPushButton* roomyButton(const QString& text, const QIcon& icon) {
     auto* button = new QPushButton(icon, text);
     button->setMinimumWidth(button->sizeHint().width() + 2 * measure::gap);
     return button;
+}
+
+QWidget* copyableCommand(const QString& command) {
+    auto* whole = new QWidget;
+    auto* row = new QHBoxLayout(whole);
+    row->setContentsMargins(0, 0, 0, 0);
+    row->setSpacing(measure::gap);
+    auto* text = new QLineEdit(command);
+    text->setReadOnly(true);
+    text->setFont(QFontDatabase::systemFont(QFontDatabase::FixedFont));
+    text->setAccessibleName(localizedText("Command"));
+    text->setMinimumWidth(text->fontMetrics().horizontalAdvance(command) + 3 * measure::gap);
+    row->addWidget(text, 1);
+    auto* copy = new QPushButton(localizedText("Copy"));
+    copy->setAccessibleName(localizedText("Copy the command"));
+    QObject::connect(copy, &QPushButton::clicked, copy, [copy, command] {
+        QGuiApplication::clipboard()->setText(command);
+        copy->setText(localizedText("Copied"));
+    });
+    row->addWidget(copy);
+    return whole;
 }
 
 QVBoxLayout* messageLayout(QWidget& window, int characters) {

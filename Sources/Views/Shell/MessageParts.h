@@ -1,4 +1,4 @@
-// What windows with a message are put together from.
+// MessageParts: the parts that small windows with a message are built from.
 #pragma once
 
 #include <QIcon>
@@ -13,18 +13,21 @@ class QWidget;
 
 namespace lumicrate::views {
 
+/// Gives a window its title, the application's icon, and Escape and Ctrl+W as keys that close it.
+void prepareWindow(QWidget& window, const QString& title);
+
 /// The application's icon, `side` points wide.
 QLabel* iconLabel(int side);
-/// Larger than other text, as a multiple of its size, and bold.
+/// Bold text, `size` times as large as other text.
 QLabel* titleLabel(const QString& text, double size);
-/// A symbol, beside it a bold line and text.
+/// A symbol with a bold line and text beside it.
 QWidget* symbolPoint(std::string_view symbol, const std::string& title, const std::string& text);
-
-/// With some air beside its text.
+/// A button with some room beside its text.
 QPushButton* roomyButton(const QString& text, const QIcon& icon = {});
+/// A command for a terminal in a read-only field, with a button that copies it.
+QWidget* copyableCommand(const QString& command);
 
-/// Margins and spacing of such a window, about `characters` wide and as high as its text needs; it cannot be
-/// resized.
+/// The layout of such a window: about `characters` wide, as high as its text needs, not resizable.
 QVBoxLayout* messageLayout(QWidget& window, int characters);
 
 }  // namespace lumicrate::views

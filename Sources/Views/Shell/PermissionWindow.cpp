@@ -1,7 +1,5 @@
 #include "Views/Shell/PermissionWindow.h"
 
-#include "Views/Shell/CloseKeys.h"
-#include "Views/Shell/CommandLine.h"
 #include "Views/Shell/MessageParts.h"
 #include "Views/Widgets/Card.h"
 #include "Views/Widgets/QtText.h"
@@ -16,10 +14,7 @@
 namespace lumicrate::views {
 
 PermissionWindow::PermissionWindow(Permissions& model) : model_(model), place_(new QVBoxLayout) {
-    setWindowTitle(localizedText("Lumicrate"));
-    setWindowIcon(applicationIcon());
-    addCloseKeys(*this);
-
+    prepareWindow(*this, localizedText("Lumicrate"));
     QVBoxLayout* lines = messageLayout(*this, 74);
     lines->addWidget(titleLabel(qtText(Permissions::headline()), 1.3));
     lines->addLayout(place_);
@@ -51,8 +46,8 @@ void PermissionWindow::showMissing(const std::vector<Permissions::Missing>& miss
     }
     delete card_;
     auto* card = new Card;
-    for (const Permissions::Missing& each : missing)
-        card->addRow(row(each));
+    for (const Permissions::Missing& item : missing)
+        card->addRow(row(item));
     place_->addWidget(card);
     card_ = card;
 }
@@ -65,8 +60,8 @@ QWidget* PermissionWindow::row(const Permissions::Missing& missing) {
     lines->setContentsMargins(0, 0, 0, measure::gap);
     lines->setSpacing(0);
     lines->addWidget(point);
-    auto* command = new CommandLine(qtText(missing.command));
-    // In line with the text above.
+    QWidget* command = copyableCommand(qtText(missing.command));
+    // Aligned with the text above.
     lines->addWidget(command);
     command->setContentsMargins(measure::symbol * 3 / 2 + measure::margin, 0, 0, 0);
     return both;

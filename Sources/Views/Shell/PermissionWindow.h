@@ -1,4 +1,4 @@
-// PermissionWindow: says what cannot be reached, and how to mend it.
+// PermissionWindow: lists what cannot be reached, with advice for each.
 #pragma once
 
 #include "Lumicrate/Shell/Permissions.h"
@@ -11,7 +11,7 @@ class QVBoxLayout;
 
 namespace lumicrate::views {
 
-/// Closes by itself once all can be reached.
+/// Closes by itself once everything can be reached.
 class PermissionWindow final : public QWidget {
  public:
     /// `model` must outlive the window.

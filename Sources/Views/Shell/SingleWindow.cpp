@@ -9,7 +9,7 @@ SingleWindow::~SingleWindow() {
 
 QWidget& SingleWindow::show(const std::string& kind, const std::function<std::unique_ptr<QWidget>()>& make) {
     QPointer<QWidget>& window = windows_[kind];
-    // One that was closed is hidden, but still there until the event loop comes to delete it.
+    // A closed window is hidden, but exists until the event loop deletes it.
     if (!window || window->isHidden()) {
         window = make().release();
         window->setAttribute(Qt::WA_DeleteOnClose);

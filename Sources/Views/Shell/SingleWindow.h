@@ -1,4 +1,4 @@
-// SingleWindow: at most one window of each kind.
+// SingleWindow: keeps at most one window of each kind open.
 #pragma once
 
 #include <QPointer>
@@ -10,7 +10,7 @@
 
 namespace lumicrate::views {
 
-/// Main thread only. Owns the windows, each until it is closed.
+/// Owns each window until it is closed. Main thread.
 class SingleWindow {
  public:
     SingleWindow() = default;
@@ -18,7 +18,7 @@ class SingleWindow {
     SingleWindow(const SingleWindow&) = delete;
     SingleWindow& operator=(const SingleWindow&) = delete;
 
-    /// Brings the window of this kind forward; where there is none, makes one and shows it.
+    /// Brings the window of this kind forward. When there is none, creates one with `make` and shows it.
     QWidget& show(const std::string& kind, const std::function<std::unique_ptr<QWidget>()>& make);
 
  private:

@@ -42,7 +42,7 @@ TrayHosts::TrayHosts(std::function<void()> appeared) : appeared_(std::move(appea
     if (bus.isConnected()) {
         auto* watcher =
             new QDBusServiceWatcher(watcherService, bus, QDBusServiceWatcher::WatchForRegistration, this);
-        connect(watcher, &QDBusServiceWatcher::serviceRegistered, this, [this] { tell(); });
+        connect(watcher, &QDBusServiceWatcher::serviceRegistered, this, [this] { notify(); });
     }
     if (xcb_connection_t* server = connection()) {
         managerAtom_ = atom(server, "MANAGER");
@@ -55,7 +55,7 @@ TrayHosts::~TrayHosts() {
     if (managerAtom_ != 0) QCoreApplication::instance()->removeNativeEventFilter(this);
 }
 
-bool TrayHosts::isThere() const {
+bool TrayHosts::isPresent() const {
     const QDBusConnection bus = QDBusConnection::sessionBus();
     if (bus.isConnected() && bus.interface()->isServiceRegistered(watcherService)) return true;
     xcb_connection_t* server = connection();
@@ -65,18 +65,18 @@ bool TrayHosts::isThere() const {
     return owner && owner->owner != XCB_WINDOW_NONE;
 }
 
-/// A tray announces itself to the root window, of which the toolkit hears.
+/// A system tray announces itself by a client message to the root window, which Qt receives.
 bool TrayHosts::nativeEventFilter(const QByteArray&, void* message, qintptr*) {
     const auto& event = *static_cast<const xcb_generic_event_t*>(message);
     if ((event.response_type & 0x7f) != XCB_CLIENT_MESSAGE) return false;
     const auto& announced = reinterpret_cast<const xcb_client_message_event_t&>(event);
     if (announced.type == managerAtom_ && announced.data.data32[1] == selectionAtom_)
         QMetaObject::invokeMethod(
-            this, [this] { tell(); }, Qt::QueuedConnection);
+            this, [this] { notify(); }, Qt::QueuedConnection);
     return false;
 }
 
-void TrayHosts::tell() {
+void TrayHosts::notify() {
     if (const auto appeared = std::exchange(appeared_, nullptr)) appeared();
 }
 

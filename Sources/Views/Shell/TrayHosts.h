@@ -1,4 +1,4 @@
-// TrayHosts: whether the desktop has a place for tray icons, and when it gets one.
+// TrayHosts: detects whether the desktop shows tray icons, now or later.
 #pragma once
 
 #include <QAbstractNativeEventFilter>
@@ -8,20 +8,20 @@
 
 namespace lumicrate::views {
 
-/// Knows both kinds: a watcher of status notifier items on the session bus, and a tray that takes windows in.
-/// A panel may well come up after the programs that start with the session. Nothing is polled.
+/// Supports both protocols: StatusNotifierItem on the session bus, and the X11 system tray. A panel may start
+/// after the programs that start with the session. Nothing is polled.
 class TrayHosts final : public QObject, private QAbstractNativeEventFilter {
  public:
-    /// `appeared` is called once, from the event loop, when there is one that was not there before.
+    /// `appeared` is called once, from the event loop, when a tray appears that was not there before.
     explicit TrayHosts(std::function<void()> appeared);
     ~TrayHosts() override;
 
-    /// Whether there is one now.
-    bool isThere() const;
+    /// Whether there is a tray now.
+    bool isPresent() const;
 
  private:
     bool nativeEventFilter(const QByteArray& eventType, void* message, qintptr* result) override;
-    void tell();
+    void notify();
 
     std::function<void()> appeared_;
     std::uint32_t managerAtom_ = 0;

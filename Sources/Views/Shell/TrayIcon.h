@@ -11,8 +11,8 @@
 
 namespace lumicrate::views {
 
-/// Shows itself as soon as the desktop has a place for it. A click opens the menu, a middle click begins or
-/// stops.
+/// Shows itself as soon as the desktop has a tray. A click opens the menu, a middle click starts or stops a
+/// recording.
 class TrayIcon {
  public:
     /// Both must outlive it.
@@ -20,8 +20,8 @@ class TrayIcon {
     TrayIcon(const TrayIcon&) = delete;
     TrayIcon& operator=(const TrayIcon&) = delete;
 
-    /// Whether people can see it.
-    bool isShown() const { return icon_ != nullptr && hosts_.isThere(); }
+    /// Whether the icon is visible in a tray.
+    bool isShown() const { return icon_ != nullptr && hosts_.isPresent(); }
 
  private:
     void show();

@@ -1,11 +1,9 @@
 #include "Views/Shell/WelcomeWindow.h"
 
-#include "Views/Settings/LoginRow.h"
-#include "Views/Shell/CloseKeys.h"
+#include "Views/Settings/FormRow.h"
 #include "Views/Shell/MessageParts.h"
 #include "Views/Widgets/Card.h"
 #include "Views/Widgets/QtText.h"
-#include "Views/Widgets/Symbols.h"
 
 #include <QCloseEvent>
 #include <QPushButton>
@@ -14,10 +12,7 @@
 namespace lumicrate::views {
 
 WelcomeWindow::WelcomeWindow(std::unique_ptr<Welcome> model) : model_(std::move(model)) {
-    setWindowTitle(localizedText("Welcome to Lumicrate"));
-    setWindowIcon(applicationIcon());
-    addCloseKeys(*this);
-
+    prepareWindow(*this, localizedText("Welcome to Lumicrate"));
     QVBoxLayout* lines = messageLayout(*this, 62);
     lines->addWidget(iconLabel(72));
     auto* title = titleLabel(localizedText("Welcome to Lumicrate"), 1.6);
@@ -28,7 +23,7 @@ WelcomeWindow::WelcomeWindow(std::unique_ptr<Welcome> model) : model_(std::move(
         card->addRow(symbolPoint(point.symbol, point.title, point.text));
     lines->addWidget(card);
     auto* choices = new Card;
-    choices->addRow(new LoginRow(model_->loginItem));
+    choices->addRow(loginRow(model_->loginItem));
     lines->addWidget(choices);
 
     auto* begin = roomyButton(localizedText("Get Started"));

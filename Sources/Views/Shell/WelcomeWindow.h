@@ -1,4 +1,4 @@
-// WelcomeWindow: greets a new user.
+// WelcomeWindow: introduces the program to a new user.
 #pragma once
 
 #include "Lumicrate/Shell/Welcome.h"
@@ -8,7 +8,7 @@
 
 namespace lumicrate::views {
 
-/// Once it is closed, in whatever way, it counts as shown.
+/// Counts as shown once it is closed in any way.
 class WelcomeWindow final : public QWidget {
  public:
     explicit WelcomeWindow(std::unique_ptr<Welcome> model);

@@ -1,4 +1,4 @@
-// Card: a raised surface with rows on it.
+// Card: a raised surface with separated rows.
 #pragma once
 
 #include <QWidget>
@@ -11,7 +11,7 @@ class Card final : public QWidget {
  public:
     explicit Card(QWidget* parent = nullptr);
 
-    /// Below the others, with a line between.
+    /// Adds a row at the bottom, with a separator line above it.
     void addRow(QWidget* row);
 
  protected:

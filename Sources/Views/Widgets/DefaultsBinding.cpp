@@ -13,15 +13,15 @@ namespace lumicrate::views {
 
 namespace {
 
-/// Lives as a child of its control, so that it goes with it.
+/// A child of its control, and so deleted with it.
 class Binding final : public QObject {
  public:
-    Binding(QWidget& control, NSUserDefaults& defaults, std::string key, ComplaintSink complain)
-        : QObject(&control), defaults_(defaults), key_(std::move(key)), complain_(std::move(complain)) {
-        setObjectName(objectNameOfAll);
+    Binding(QWidget& control, NSUserDefaults& defaults, std::string key, ErrorSink showError)
+        : QObject(&control), defaults_(defaults), key_(std::move(key)), showError_(std::move(showError)) {
+        setObjectName(bindingName);
     }
 
-    /// `show` puts what is stored into the control; it is called now and after every change.
+    /// `show` copies the stored value into the control. It is called now and after every change.
     void start(std::function<void(const NSUserDefaults&, const std::string& key)> show) {
         show_ = std::move(show);
         subscription_ = defaults_.observe([this] { show_(defaults_, key_); });
@@ -31,17 +31,17 @@ class Binding final : public QObject {
         try {
             defaults_.set(key_, value);
         } catch (const PlatformError& error) {
-            if (complain_) complain_(error.what());
+            if (showError_) showError_(error.what());
             show_(defaults_, key_);
         }
     }
 
-    static constexpr const char* objectNameOfAll = "DefaultsBinding";
+    static constexpr const char* bindingName = "DefaultsBinding";
 
  private:
     NSUserDefaults& defaults_;
     std::string key_;
-    ComplaintSink complain_;
+    ErrorSink showError_;
     std::function<void(const NSUserDefaults&, const std::string&)> show_;
     Subscription subscription_;
 };
@@ -62,8 +62,8 @@ bool isStored(const DefaultsValue& value, const NSUserDefaults& defaults, const 
 
 }  // namespace
 
-void bindBool(QAbstractButton& button, NSUserDefaults& defaults, std::string key, ComplaintSink complain) {
-    auto* binding = new Binding(button, defaults, std::move(key), std::move(complain));
+void bindBool(QAbstractButton& button, NSUserDefaults& defaults, std::string key, ErrorSink showError) {
+    auto* binding = new Binding(button, defaults, std::move(key), std::move(showError));
     button.setCheckable(true);
     binding->start([&button](const NSUserDefaults& from, const std::string& stored) {
         const QSignalBlocker quiet(button);
@@ -73,13 +73,13 @@ void bindBool(QAbstractButton& button, NSUserDefaults& defaults, std::string key
 }
 
 void bindChoice(QComboBox& box, NSUserDefaults& defaults, std::string key, const Choices& choices,
-                const DefaultsValue& fallback, ComplaintSink complain) {
-    delete box.findChild<QObject*>(Binding::objectNameOfAll, Qt::FindDirectChildrenOnly);
-    const QSignalBlocker quiet(box);
+                const DefaultsValue& fallback, ErrorSink showError) {
+    delete box.findChild<QObject*>(Binding::bindingName, Qt::FindDirectChildrenOnly);
+    const QSignalBlocker silent(box);
     box.clear();
     for (const auto& [value, label] : choices)
         box.addItem(qtText(label));
-    auto* binding = new Binding(box, defaults, std::move(key), std::move(complain));
+    auto* binding = new Binding(box, defaults, std::move(key), std::move(showError));
     binding->start([&box, choices, fallback](const NSUserDefaults& from, const std::string& stored) {
         const auto matching = [&](const auto& matches) {
             return std::find_if(choices.begin(), choices.end(),
@@ -88,7 +88,7 @@ void bindChoice(QComboBox& box, NSUserDefaults& defaults, std::string key, const
         auto found = matching([&](const DefaultsValue& value) { return isStored(value, from, stored); });
         if (found == choices.end())
             found = matching([&](const DefaultsValue& value) { return value == fallback; });
-        const QSignalBlocker unheard(box);
+        const QSignalBlocker quiet(box);
         box.setCurrentIndex(found == choices.end() ? -1 : static_cast<int>(found - choices.begin()));
     });
     QObject::connect(&box, &QComboBox::activated, binding, [binding, choices](int index) {

@@ -1,5 +1,5 @@
-// Controls bound to stored preferences: they show what is stored, also when it is changed elsewhere, and
-// store what the user chooses at once.
+// DefaultsBinding: binds controls to stored preferences. A bound control always shows the stored value, also
+// when it is changed elsewhere, and stores what the user chooses at once.
 #pragma once
 
 #include "Platform/NSUserDefaults.h"
@@ -14,18 +14,19 @@ class QComboBox;
 
 namespace lumicrate::views {
 
-/// Where a sentence goes when a preference cannot be stored; the control then shows again what is stored.
-using ComplaintSink = std::function<void(const std::string&)>;
+/// Receives a sentence for the user when a preference cannot be stored; the control then shows the stored
+/// value again.
+using ErrorSink = std::function<void(const std::string&)>;
 
-/// A checkable button for a Boolean. `defaults` must outlive the button.
-void bindBool(QAbstractButton& button, NSUserDefaults& defaults, std::string key, ComplaintSink complain);
+/// Binds a checkable button to a Boolean. `defaults` must outlive the button.
+void bindBool(QAbstractButton& button, NSUserDefaults& defaults, std::string key, ErrorSink showError);
 
-/// What a menu of choices stores, and what it shows for it.
+/// The stored values and labels of a menu of choices.
 using Choices = std::vector<std::pair<DefaultsValue, std::string>>;
 
 /// Fills the box with `choices` and binds it. A stored value that is none of them is shown as `fallback`.
-/// Called again, the box gets other choices for the same key. `defaults` must outlive the box.
+/// Can be called again to replace the choices. `defaults` must outlive the box.
 void bindChoice(QComboBox& box, NSUserDefaults& defaults, std::string key, const Choices& choices,
-                const DefaultsValue& fallback, ComplaintSink complain);
+                const DefaultsValue& fallback, ErrorSink showError);
 
 }  // namespace lumicrate::views

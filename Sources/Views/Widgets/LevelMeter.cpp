@@ -9,8 +9,8 @@ namespace lumicrate::views {
 
 namespace {
 
-/// From here on it is so loud that it may be cut off.
-constexpr float loud = 0.92F;
+/// Sound above this level is close to clipping.
+constexpr float nearClipping = 0.92F;
 constexpr int thickness = 6;
 
 }  // namespace
@@ -40,7 +40,7 @@ void LevelMeter::paintEvent(QPaintEvent*) {
     painter.drawRoundedRect(bar, thickness / 2.0, thickness / 2.0);
     if (level_ <= 0) return;
     bar.setWidth(std::max<double>(thickness, bar.width() * level_));
-    painter.setBrush(level_ >= loud ? theme.record : theme.accent);
+    painter.setBrush(level_ >= nearClipping ? theme.record : theme.accent);
     painter.drawRoundedRect(bar, thickness / 2.0, thickness / 2.0);
 }
 

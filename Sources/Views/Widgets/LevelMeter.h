@@ -1,4 +1,4 @@
-// LevelMeter: a bar that shows how loud something is.
+// LevelMeter: a bar that shows a sound level.
 #pragma once
 
 #include <QWidget>

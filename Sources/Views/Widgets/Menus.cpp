@@ -26,7 +26,8 @@ QKeySequence keySequence(const Shortcut& shortcut) {
 
 namespace {
 
-/// Bound to nothing but the open menu, which the panel's side of a bus needs to show it.
+/// With the widget context it acts only in the open menu. It must be set for tray menus on the bus to show
+/// it.
 void showShortcut(QAction& action, const Shortcut& shortcut) {
     action.setShortcut(keySequence(shortcut));
     action.setShortcutContext(Qt::WidgetShortcut);
@@ -39,7 +40,7 @@ void fillMenu(QMenu& menu, const std::vector<MenuItem>& items) {
     menu.clear();
     QActionGroup* choices = nullptr;
     for (const MenuItem& item : items) {
-        // An ampersand would make the next letter a key of the menu.
+        // A single ampersand would make the next letter a mnemonic.
         const QString title = qtText(item.title).replace(QLatin1Char('&'), QLatin1String("&&"));
         if (item.separator || item.isHeading) {
             if (item.isHeading) {
@@ -56,13 +57,13 @@ void fillMenu(QMenu& menu, const std::vector<MenuItem>& items) {
         if (item.checked) {
             action->setCheckable(true);
             action->setChecked(*item.checked);
-            // A group for each section. It goes with the first of them, when the menu is filled anew.
+            // One group per section, deleted with its first action when the menu is refilled.
             if (choices == nullptr) choices = new QActionGroup(action);
             choices->addAction(action);
         }
         if (!item.action) continue;
         QObject::connect(action, &QAction::triggered, action, [kept = item.action] {
-            // What it does may fill this very menu anew.
+            // A copy: the action may refill this menu, which deletes the lambda.
             const std::function<void()> act = kept;
             act();
         });

@@ -1,4 +1,4 @@
-// Menus as the interface shows them.
+// Menus: shows the recorder's menu items in Qt menus.
 #pragma once
 
 #include "Lumicrate/Shell/MenuItem.h"
@@ -10,10 +10,10 @@ class QMenu;
 
 namespace lumicrate::views {
 
-/// Fills a menu anew. Shortcuts are shown but not bound beyond the menu: they belong to the whole desktop.
+/// Replaces the menu's content. Shortcuts are only shown, not bound: they are global hot keys already.
 void fillMenu(QMenu& menu, const std::vector<MenuItem>& items);
 
-/// What a menu shows for a shortcut; empty where its key is no single character.
+/// The form in which a menu shows a shortcut; empty when its key is not a single character.
 QKeySequence keySequence(const Shortcut& shortcut);
 
 }  // namespace lumicrate::views

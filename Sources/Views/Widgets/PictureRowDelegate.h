@@ -1,4 +1,4 @@
-// PictureRowDelegate: rows of a list with a picture on the left and two lines of text beside it.
+// PictureRowDelegate: paints list rows with a picture on the left and two lines of text beside it.
 #pragma once
 
 #include "Views/Widgets/Theme.h"
@@ -8,15 +8,14 @@
 
 namespace lumicrate::views {
 
-/// Draws items whose display text is the upper line, with what else they have under these roles. All rows are
-/// of one height.
+/// The display text is the upper line; the roles below hold the rest. All rows have the same height.
 class PictureRowDelegate : public QStyledItemDelegate {
  public:
     enum Role {
         detail = Qt::UserRole,  ///< QString: the lower line
-        picture,                ///< QImage; null for none
-        symbol,                 ///< QString: its name; shown where there is no picture
-        marked,                 ///< bool: a dot before the upper line
+        picture,                ///< QImage; may be null
+        symbol,                 ///< QString: name of the symbol shown without a picture
+        marked,                 ///< bool: whether a dot precedes the upper line
         firstFreeRole,
     };
 
@@ -29,7 +28,7 @@ class PictureRowDelegate : public QStyledItemDelegate {
  protected:
     static constexpr int dot = 8;
 
-    /// Room at the right end that texts leave free.
+    /// Width at the right end that texts leave free, points.
     virtual int reserved(const QStyleOptionViewItem& option) const;
     static QRect pictureRect(const QStyleOptionViewItem& option);
     QRect nameRect(const QStyleOptionViewItem& option) const;

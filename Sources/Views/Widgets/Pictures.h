@@ -1,4 +1,4 @@
-// The recorder's pictures on their way to painters.
+// Pictures: converts the recorder's pictures for painting.
 #pragma once
 
 #include "Platform/AVAsset.h"
@@ -7,7 +7,7 @@
 
 namespace lumicrate::views {
 
-/// Shares the pixels: `picture` must outlive the image and its copies.
+/// Shares the pixels without a copy: `picture` must outlive the image and its copies.
 inline QImage sharedImage(const CGImage& picture) {
     return {picture.pixels.data(), picture.width, picture.height, qsizetype{3} * picture.width,
             QImage::Format_RGB888};

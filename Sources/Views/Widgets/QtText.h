@@ -1,9 +1,11 @@
-// Texts on their way to widgets.
+// QtText: converts texts and dates for widgets.
 #pragma once
 
 #include "Support/Text.h"
 
 #include <QString>
+#include <chrono>
+#include <string>
 #include <string_view>
 
 namespace lumicrate::views {
@@ -12,9 +14,12 @@ inline QString qtText(std::string_view utf8) {
     return QString::fromUtf8(utf8.data(), static_cast<qsizetype>(utf8.size()));
 }
 
-/// A text for people, in their language. Widgets have a `tr` of their own, which knows nothing of it.
+/// A user-visible text in the user's language. Widgets' own tr() does not use our catalogue.
 inline QString localizedText(std::string_view text) {
     return qtText(localized(text));
 }
+
+/// "5 May 2024, 14:03", in the user's language and time zone.
+std::string formatDate(std::chrono::system_clock::time_point moment);
 
 }  // namespace lumicrate::views

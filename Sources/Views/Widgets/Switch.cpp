@@ -8,7 +8,7 @@ namespace lumicrate::views {
 
 namespace {
 
-constexpr double focusRing = 2;  ///< how far it stands out on each side
+constexpr double focusRing = 2;  ///< margin around the track, points
 
 }  // namespace
 
@@ -36,7 +36,7 @@ void Switch::paintEvent(QPaintEvent*) {
         painter.drawRoundedRect(QRectF(rect()).adjusted(1, 1, -1, -1), radius + focusRing,
                                 radius + focusRing);
     }
-    // Off, the track has the colour of lesser text, so that it stands out from its card in both looks.
+    // Off, the track has the secondary text colour, which contrasts with the card in both themes.
     QColor fill = isChecked() ? colors.accent : colors.secondary;
     if (!isEnabled()) fill.setAlphaF(0.4F);
     painter.setPen(Qt::NoPen);

@@ -11,7 +11,7 @@
 #include <optional>
 #include <utility>
 
-/// Outside of namespaces, as the macro demands. Without it a program drops the drawings from the library.
+/// The macro requires the global namespace. Without it the linker drops the static library's resources.
 static void keepDrawings() {
     Q_INIT_RESOURCE(Icons);
 }
@@ -25,7 +25,7 @@ QString fileOf(std::string_view name) {
     return QStringLiteral(":/Icons/%1.svg").arg(qtText(name));
 }
 
-/// A drawing from a file, in its own colours or as a stencil for one.
+/// Renders an SVG file in its own colours, or as a stencil in one colour.
 class SvgIconEngine final : public QIconEngine {
  public:
     enum class Tint { none, palette, color };

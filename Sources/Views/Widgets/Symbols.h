@@ -1,4 +1,4 @@
-// Symbols: the program's own family of icons.
+// Symbols: the program's icons.
 #pragma once
 
 #include <QColor>
@@ -12,10 +12,10 @@ class QPainter;
 namespace lumicrate::views {
 
 /// A symbol by its name ("mic.fill", "gearshape"; the files of Resources/Icons), sharp at every size and
-/// scale. It has the colour of button text, follows the palette when that changes, and is pale where it is
+/// scale. It has the colour of button text, follows changes of the palette, and is pale when
 /// disabled.
 QIcon symbol(std::string_view name);
-/// The same in one colour.
+/// The same in a fixed colour.
 QIcon symbol(std::string_view name, const QColor& color);
 /// Paints a symbol into a square of the painter's coordinates.
 void paintSymbol(QPainter& painter, const QRectF& square, std::string_view name, const QColor& color);

@@ -1,7 +1,10 @@
 #include "Views/Widgets/TintedLabel.h"
 
+#include "Views/Widgets/Symbols.h"
+
 #include <QAccessible>
 #include <QEvent>
+#include <QPainter>
 
 namespace lumicrate::views {
 
@@ -19,8 +22,8 @@ void TintedLabel::showMessage(const QString& text) {
     setText(text);
     setVisible(!text.isEmpty());
     if (text.isEmpty()) return;
-    QAccessibleEvent told(this, QAccessible::Alert);
-    QAccessible::updateAccessibility(&told);
+    QAccessibleEvent announcement(this, QAccessible::Alert);
+    QAccessible::updateAccessibility(&announcement);
 }
 
 void TintedLabel::changeEvent(QEvent* event) {
@@ -34,6 +37,15 @@ void TintedLabel::applyTint() {
     if (tinted.color(QPalette::WindowText) == color) return;
     tinted.setColor(QPalette::WindowText, color);
     setPalette(tinted);
+}
+
+SymbolLabel::SymbolLabel(std::string_view name, Tint tint, int side) : name_(name), tint_(tint) {
+    setFixedSize(side, side);
+}
+
+void SymbolLabel::paintEvent(QPaintEvent*) {
+    QPainter painter(this);
+    paintSymbol(painter, rect(), name_, ThemeColors::of(*this).*tint_);
 }
 
 }  // namespace lumicrate::views

@@ -1,23 +1,27 @@
-// TintedLabel: text in one of the theme's colours, light or dark.
+// TintedLabel and SymbolLabel: text or a symbol in one of the theme's colours, light or dark.
 #pragma once
 
 #include "Views/Widgets/Theme.h"
 
 #include <QLabel>
 #include <QString>
+#include <QWidget>
+#include <string>
+#include <string_view>
 
 namespace lumicrate::views {
 
+/// One of the theme's colours: `&ThemeColors::warning`.
+using Tint = QColor ThemeColors::*;
+
 class TintedLabel final : public QLabel {
  public:
-    using Tint = QColor ThemeColors::*;
-
-    /// On one line, empty at first.
+    /// A single line, empty at first.
     TintedLabel(Tint tint, QWidget* parent);
-    /// Wraps its lines.
+    /// Wraps long text.
     explicit TintedLabel(Tint tint, const QString& text = {});
 
-    /// Takes no room while there is no text; tells those who listen when there is one.
+    /// Shows the text and announces it to assistive technology. An empty text hides the label.
     void showMessage(const QString& text);
 
  protected:
@@ -26,6 +30,19 @@ class TintedLabel final : public QLabel {
  private:
     void applyTint();
 
+    Tint tint_;
+};
+
+class SymbolLabel final : public QWidget {
+ public:
+    /// `side` in points.
+    SymbolLabel(std::string_view name, Tint tint, int side);
+
+ protected:
+    void paintEvent(QPaintEvent* event) override;
+
+ private:
+    std::string name_;
     Tint tint_;
 };
 

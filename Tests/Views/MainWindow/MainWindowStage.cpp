@@ -1,7 +1,7 @@
 #include "Tests/Views/MainWindow/MainWindowStage.h"
 
 #include "Tests/Stage/ChildProcess.h"
-#include "Views/MainWindow/DateText.h"
+#include "Views/Widgets/QtText.h"
 
 #include <QCoreApplication>
 #include <QEventLoop>

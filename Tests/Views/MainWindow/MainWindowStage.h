@@ -1,7 +1,7 @@
 // MainWindowStage: the main window over a real folder of real movies, with capture that goes by a script.
 #pragma once
 
-#include "App/LibraryServices.h"
+#include "App/RecorderServices.h"
 #include "App/QtExecutor.h"
 #include "Linux/Desktop/FileManager.h"
 #include "Linux/Media/Images/ImageIO.h"

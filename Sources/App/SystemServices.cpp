@@ -1,11 +1,11 @@
-#include "App/Machine.h"
+#include "App/SystemServices.h"
 
-#include "App/CommandLine/Recovery.h"
+#include "App/Recovery.h"
 #include "Lumicrate/Recording/RecordingOptions.h"
 
 namespace lumicrate::app {
 
-Machine::Machine() : unfinished(unfinishedMovies()) {
+SystemServices::SystemServices() : unfinished(unfinishedMovies()) {
     RecordingOptions::registerDefaults(defaults);
 }
 

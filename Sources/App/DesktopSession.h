@@ -1,8 +1,8 @@
-// Desk: what the desktop session adds to a machine: screens, keys, clicks, and the recorder's overlays.
+// DesktopSession: screens, global shortcuts, mouse clicks and the recorder's overlays of the desktop application.
 #pragma once
 
-#include "App/Machine.h"
-#include "App/Services.h"
+#include "App/RecorderServices.h"
+#include "App/SystemServices.h"
 #include "Linux/X11/Capture/WindowPictures.h"
 #include "Linux/X11/Input/ButtonWatch.h"
 #include "Linux/X11/Input/HotKeys.h"
@@ -19,15 +19,15 @@
 
 namespace lumicrate::app {
 
-/// Needs a QApplication on an X server. Main thread.
-class Desk {
+/// Needs a QApplication on an X server. Members are in the order of their dependencies. Main thread.
+class DesktopSession {
  public:
-    /// `machine` must outlive it. Throws PlatformError when the server cannot do what is needed.
-    explicit Desk(Machine& machine);
-    Desk(const Desk&) = delete;
-    Desk& operator=(const Desk&) = delete;
+    /// `system` must outlive it. Throws PlatformError when the X server lacks something that is needed.
+    explicit DesktopSession(SystemServices& system);
+    DesktopSession(const DesktopSession&) = delete;
+    DesktopSession& operator=(const DesktopSession&) = delete;
 
-    DesktopParts parts();
+    DesktopServices services();
 
     views::Screens screens;
     x11::HotKeys keys;

@@ -1,4 +1,4 @@
-// Machine: what this machine offers a recorder, made once.
+// SystemServices: the adapters to the operating system that every command needs, created once.
 #pragma once
 
 #include "App/QtExecutor.h"
@@ -14,16 +14,16 @@
 
 namespace lumicrate::app {
 
-/// Needs a QCoreApplication; main thread.
-class Machine {
+/// Needs a QCoreApplication. Main thread.
+class SystemServices {
  public:
-    Machine();
-    Machine(const Machine&) = delete;
-    Machine& operator=(const Machine&) = delete;
+    SystemServices();
+    SystemServices(const SystemServices&) = delete;
+    SystemServices& operator=(const SystemServices&) = delete;
 
     QtExecutor executor;
     HostClock clock;
-    /// With the defaults of a recording registered.
+    /// With the fallbacks of all recording options registered.
     desktop::UserDefaults defaults;
     desktop::FileManager files;
     desktop::Calendar calendar;

@@ -1,4 +1,4 @@
-#include "App/Desk.h"
+#include "App/DesktopSession.h"
 
 #include "Support/Error.h"
 
@@ -8,15 +8,15 @@ namespace lumicrate::app {
 
 namespace {
 
-/// The toolkit and the capture know screens by the same names.
+/// Finds a display's ID by its RandR output name, by which Qt knows the screen, too.
 views::Screens::DisplayIDs displayIDs(const capture::CaptureKit& capture) {
     return [&capture](const std::string& name) -> std::optional<std::uint32_t> {
         try {
-            for (const SCDisplay& each : capture.displays()) {
-                if (each.localizedName == name) return each.displayID;
+            for (const SCDisplay& display : capture.displays()) {
+                if (display.localizedName == name) return display.displayID;
             }
         } catch (const PlatformError&) {
-            // Without the server there are no screens either.
+            // The X server is gone, and its screens with it.
         }
         return std::nullopt;
     };
@@ -24,23 +24,23 @@ views::Screens::DisplayIDs displayIDs(const capture::CaptureKit& capture) {
 
 }  // namespace
 
-Desk::Desk(Machine& machine)
-    : screens(displayIDs(machine.capture)),
-      keys(machine.executor),
-      buttons(machine.executor),
+DesktopSession::DesktopSession(SystemServices& system)
+    : screens(displayIDs(system.capture)),
+      keys(system.executor),
+      buttons(system.executor),
       keyMonitor({[this](std::uint32_t key) { return keys.keysymOf(key); },
                   [this](std::uint32_t key) { return keys.virtualKeyCodeOf(key); }}),
       contents_([this](const QKeyEvent& event) { return keyMonitor.translated(event); }),
-      controlBar(screens, machine.defaults, contents_),
-      areaSelector({machine.executor, machine.capture, pictures, machine.process, screens, machine.defaults,
-                    contents_}),
-      audioAtOnce(machine.executor),
-      screenChooser_(machine.executor, screens, pictures, keyMonitor, contents_),
-      countdown_(machine.executor, screens, machine.defaults, contents_),
-      clickHighlighter_(machine.executor, screens, buttons, contents_),
+      controlBar(screens, system.defaults, contents_),
+      areaSelector(
+          {system.executor, system.capture, pictures, system.process, screens, system.defaults, contents_}),
+      audioAtOnce(system.executor),
+      screenChooser_(system.executor, screens, pictures, keyMonitor, contents_),
+      countdown_(system.executor, screens, system.defaults, contents_),
+      clickHighlighter_(system.executor, screens, buttons, contents_),
       areaFrame_(contents_) {}
 
-DesktopParts Desk::parts() {
+DesktopServices DesktopSession::services() {
     RecorderOverlays overlays;
     overlays.areaSelector = &areaSelector;
     overlays.screenChooser = &screenChooser_;

@@ -1,4 +1,4 @@
-#include "Views/MainWindow/DateText.h"
+#include "Views/Widgets/QtText.h"
 
 #include <QDateTime>
 #include <QLocale>
@@ -10,7 +10,7 @@ std::string formatDate(std::chrono::system_clock::time_point moment) {
     const QDateTime local = QDateTime::fromMSecsSinceEpoch(milliseconds.count());
     const QLocale locale = QLocale::system();
     QString time = locale.toString(local.time(), QLocale::ShortFormat);
-    // Without a language of the user's, the short form has seconds.
+    // In the C locale the short form has seconds.
     if (locale.language() == QLocale::C) time = local.time().toString(QStringLiteral("HH:mm"));
     return (locale.toString(local.date(), QStringLiteral("d MMM yyyy")) + QStringLiteral(", ") + time)
         .toStdString();

@@ -1,0 +1,192 @@
+// The commands that make something of a finished movie: trim, gif, mix and convert.
+#include "App/CommandLine/CommandLine.h"
+#include "App/CommandLine/OptionValues.h"
+#include "App/CommandLine/StatusLine.h"
+#include "App/QtExecutor.h"
+#include "App/Signals.h"
+#include "Linux/Desktop/FileManager.h"
+#include "Linux/Media/Editing/Assets.h"
+#include "Linux/Media/Images/ImageIO.h"
+#include "Lumicrate/Library/FileNames.h"
+#include "Lumicrate/Movie/AudioMixdown.h"
+#include "Lumicrate/Movie/MovieConversion.h"
+#include "Lumicrate/Preview/GIFExporter.h"
+#include "Lumicrate/Preview/Trimming.h"
+#include "Support/Error.h"
+#include "Support/LongWork.h"
+
+#include <fmt/format.h>
+
+#include <QEventLoop>
+#include <array>
+#include <atomic>
+#include <csignal>
+#include <exception>
+#include <filesystem>
+#include <functional>
+#include <stop_token>
+#include <thread>
+
+namespace lumicrate::app {
+
+namespace {
+
+using Kind = OptionSpec::Kind;
+using Path = std::filesystem::path;
+
+/// Runs `work` on a thread of its own and waits for it, with `label` and a percentage on the terminal.
+/// SIGINT, SIGTERM and SIGHUP ask it to stop. Throws what `work` throws.
+void runLongWork(const std::string& label, const std::function<void(const LongWork&)>& work) {
+    // Before the thread is started, so that it inherits the blocked signals.
+    Signals::block({SIGINT, SIGTERM, SIGHUP});
+    std::stop_source stop;
+    const Signals signals({SIGINT, SIGTERM, SIGHUP}, [&stop](int) { stop.request_stop(); });
+    StatusLine line;
+    QtExecutor executor;
+    QEventLoop loop;
+    std::atomic<int> percent = -1;
+    const auto show = [&](double part) {
+        const int now = static_cast<int>(part * 100);
+        if (percent.exchange(now) == now) return;
+        executor.post([&line, &label, now] { line.show(fmt::format("{} {} %", label, now)); });
+    };
+    std::exception_ptr error;
+    line.show(label);
+    std::jthread worker([&] {
+        try {
+            work({line.isVisible() ? std::function<void(double)>(show) : nullptr, stop.get_token()});
+        } catch (...) {
+            error = std::current_exception();
+        }
+        executor.post([&loop] { loop.quit(); });
+    });
+    loop.exec();
+    worker.join();
+    line.clear();
+    if (error) std::rethrow_exception(error);
+}
+
+int printPath(const Path& file) {
+    fmt::print("{}\n", file.string());
+    return exitDone;
+}
+
+int runMix(const ParsedOptions& parsed) {
+    const Path file = oneFile(parsed);
+    desktop::FileManager files;
+    bool mixed = false;
+    runLongWork(localized("Mixing…"), [&](const LongWork& work) {
+        mixed = AudioMixdown::mixIfNeeded(media::Assets(), files, file, work);
+    });
+    if (!mixed)
+        fmt::print(stderr, "lumicrate: {}\n", localized("The recording has fewer than two audio tracks."));
+    return printPath(file);
+}
+
+int runConvert(const ParsedOptions& parsed) {
+    const Path file = oneFile(parsed);
+    desktop::FileManager files;
+    Path converted;
+    runLongWork(localized("Converting…"),
+                [&](const LongWork& work) { converted = copyAsMP4(media::Assets(), files, file, work); });
+    return printPath(converted);
+}
+
+constexpr std::array gifOptions{
+    OptionSpec{"width", Kind::value, "N", "The largest width in pixels, 16 to 4096; 640 by default."},
+    OptionSpec{"fps", Kind::value, "N", "Frames per second, 1 to 50; 12 by default."},
+    OptionSpec{"output", Kind::value, "FILE", "Write this file, instead of one beside the movie."},
+};
+
+int runGif(const ParsedOptions& parsed) {
+    GIFSize size;
+    size.width = readIntegerOption(parsed, "width", 16, 4096).value_or(size.width);
+    size.fps = readIntegerOption(parsed, "fps", 1, 50).value_or(size.fps);
+    const Path movie = oneFile(parsed);
+    Path gif = movie;
+    gif = uniqueURL(desktop::FileManager(), gif.replace_extension("gif"));
+    if (const auto output = parsed.value("output")) gif = *output;
+    try {
+        runLongWork(localized("Making GIF…"), [&](const LongWork& work) {
+            exportGIF(media::Assets(), media::ImageIO(), movie, gif, size, work);
+        });
+    } catch (const LocalizedError& error) {
+        throw PlatformError(localized("Couldn't make the GIF: ") + error.what());
+    }
+    return printPath(gif);
+}
+
+constexpr std::array trimOptions{
+    OptionSpec{"from", Kind::value, "TIME", "Where the part begins; at the start by default."},
+    OptionSpec{"to", Kind::value, "TIME", "Where the part ends; at the end by default."},
+    OptionSpec{"precise", Kind::flag, "",
+               "Begin exactly there, without hidden pictures before it; takes longer."},
+    OptionSpec{"replace", Kind::flag, "", "Replace the recording by the part."},
+};
+
+/// The range to keep. A start after the end of the recording is only noticed when it is trimmed, unless `to`
+/// is missing.
+CMTimeRange trimRange(const media::Assets& assets, const Path& url, std::optional<CMTime> from,
+                      std::optional<CMTime> to) {
+    CMTimeRange range;
+    range.start = from.value_or(CMTime::zero());
+    if (to && !(range.start < *to)) throw PlatformError(localized("The range is empty."));
+    if (!to) {
+        to = timeOfSeconds(assets.summary(url).duration);
+        if (!(range.start < *to)) throw PlatformError(localized("The range lies outside the recording."));
+    }
+    range.end = *to;
+    return range;
+}
+
+int runTrim(const ParsedOptions& parsed) {
+    const Path file = oneFile(parsed);
+    const std::optional<CMTime> from = readTimeOption(parsed, "from");
+    const std::optional<CMTime> to = readTimeOption(parsed, "to");
+    const media::Assets assets;
+    desktop::FileManager files;
+    const Trimming trimming(assets, files);
+    Path saved;
+    try {
+        Trimming::Request request;
+        request.url = std::filesystem::absolute(file);
+        request.range = trimRange(assets, request.url, from, to);
+        request.precise = parsed.has("precise");
+        request.replacing = parsed.has("replace");
+        runLongWork(localized(request.precise ? "Trimming precisely…" : "Trimming…"),
+                    [&](const LongWork& work) { saved = trimming.save(request, work); });
+    } catch (const std::exception&) {
+        throw PlatformError(Trimming::message(std::current_exception()));
+    }
+    return printPath(saved);
+}
+
+}  // namespace
+
+constinit const Command trimCommand{
+    "trim",
+    "Save a part of a recording.",
+    "FILE [--from TIME] [--to TIME] [OPTIONS]",
+    "Saves a part of a recording as a new file beside it, and prints its path.\n"
+    "A TIME is in seconds or [HOURS:]MINUTES:SECONDS, with or without decimals.",
+    trimOptions,
+    runTrim};
+
+constinit const Command gifCommand{"gif",
+                                   "Make an animated GIF of a recording.",
+                                   "FILE [OPTIONS]",
+                                   "Makes an animated GIF of a recording, which loops forever.",
+                                   gifOptions,
+                                   runGif};
+
+constinit const Command mixCommand{
+    "mix",  "Mix the audio tracks of a recording into one.",
+    "FILE", "Mixes the audio tracks of a recording into one, in place. The pictures stay as they are.",
+    {},     runMix};
+
+constinit const Command convertCommand{
+    "convert", "Make an MP4 file of a recording.",
+    "FILE",    "Makes an MP4 file of a recording, beside it and without re-encoding anything.",
+    {},        runConvert};
+
+}  // namespace lumicrate::app

@@ -1,0 +1,46 @@
+#include "App/RecorderServices.h"
+
+#include "Linux/Media/MovieFile/AssetSummary.h"
+#include "Linux/Media/MovieFile/AssetWriter.h"
+#include "Support/SerialQueue.h"
+
+#include <algorithm>
+#include <memory>
+#include <thread>
+
+namespace lumicrate::app {
+
+namespace {
+
+std::unique_ptr<DispatchQueue> makeSerialQueue(const std::string& label) {
+    return std::make_unique<SerialQueue>(label);
+}
+
+MovieWriter::Services movieServices(SystemServices& system) {
+    return {[&unfinished = system.unfinished](const std::filesystem::path& url, AVFileType fileType) {
+                return media::makeAssetWriter(url, fileType, unfinished);
+            },
+            system.clock, makeSerialQueue, system.files};
+}
+
+}  // namespace
+
+RecorderServices::RecorderServices(SystemServices& system, const DesktopServices& desktop)
+    : hotKeys(desktop.keys),
+      folder(system.files, system.calendar),
+      mixdown(system.executor, makeSerialQueue, system.assets, system.files),
+      recorder({system.executor, system.defaults, system.process, desktop.screens, system.notifications,
+                system.capture, system.devices, hotKeys, folder, movieServices(system), &mixdown,
+                desktop.overlays}) {}
+
+RecordingLengths::Readers lengthReaders() {
+    constexpr unsigned int maxThreads = 4;
+    RecordingLengths::Readers readers;
+    readers.read = [](const std::filesystem::path& url) { return media::summaryOfMovie(url).duration; };
+    const unsigned int threads = std::clamp(std::thread::hardware_concurrency(), 1U, maxThreads);
+    for (unsigned int i = 0; i < threads; ++i)
+        readers.queues.push_back(std::make_unique<SerialQueue>("Lumicrate.recording-lengths"));
+    return readers;
+}
+
+}  // namespace lumicrate::app

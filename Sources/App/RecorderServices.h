@@ -1,0 +1,60 @@
+// RecorderServices: the recorder and the parts that work for it, wired to the system services.
+#pragma once
+
+#include "App/SystemServices.h"
+#include "Lumicrate/Library/RecordingFolder.h"
+#include "Lumicrate/Library/RecordingLengths.h"
+#include "Lumicrate/Movie/AudioMixdown.h"
+#include "Lumicrate/Recording/ScreenRecorder.h"
+#include "Lumicrate/Shortcuts/HotKeyCenter.h"
+
+namespace lumicrate::app {
+
+/// What the recorder needs of a desktop session.
+struct DesktopServices {
+    NSScreens& screens;
+    CarbonHotKeys& keys;
+    RecorderOverlays overlays;
+};
+
+/// The desktop services of the command line: no screens to place panels on, and no global shortcuts, which
+/// belong to the desktop application. Every registration is refused.
+class HeadlessDesktop {
+ public:
+    DesktopServices services(const RecorderOverlays& overlays = {}) { return {screens_, keys_, overlays}; }
+
+ private:
+    class NoScreens final : public NSScreens {
+     public:
+        std::vector<NSScreen> screens() const override { return {}; }
+        Point mouseLocation() const override { return {}; }
+    };
+    class NoHotKeys final : public CarbonHotKeys {
+     public:
+        void InstallEventHandler(std::function<void(EventHotKeyID)>) override {}
+        EventHotKeyRef RegisterEventHotKey(std::uint32_t, std::uint32_t, EventHotKeyID) override { return 0; }
+        void UnregisterEventHotKey(EventHotKeyRef) override {}
+    };
+
+    NoScreens screens_;
+    NoHotKeys keys_;
+};
+
+/// Members are public and in the order of their dependencies. Main thread.
+class RecorderServices {
+ public:
+    /// Both must outlive it.
+    RecorderServices(SystemServices& system, const DesktopServices& desktop);
+    RecorderServices(const RecorderServices&) = delete;
+    RecorderServices& operator=(const RecorderServices&) = delete;
+
+    HotKeyCenter hotKeys;
+    RecordingFolder folder;
+    AudioMixdown mixdown;
+    ScreenRecorder recorder;
+};
+
+/// Reads the durations of movies for the recording library, on up to four threads.
+RecordingLengths::Readers lengthReaders();
+
+}  // namespace lumicrate::app

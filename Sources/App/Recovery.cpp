@@ -1,0 +1,30 @@
+#include "App/Recovery.h"
+
+#include "Linux/Desktop/StateFolder.h"
+#include "Linux/Media/MovieFile/MovieRecovery.h"
+#include "Support/Error.h"
+#include "Support/Text.h"
+
+#include <fmt/format.h>
+
+namespace lumicrate::app {
+
+media::RecoveryList unfinishedMovies() {
+    return media::RecoveryList(desktop::stateFolder() / "unfinished");
+}
+
+std::vector<std::string> recoverInterruptedRecordings() {
+    std::vector<std::string> sentences;
+    for (const media::RecoveredMovie& movie : media::recoverMovies(unfinishedMovies())) {
+        const std::string path = movie.path.string();
+        sentences.push_back(
+            movie.error
+                ? fmt::format(
+                      fmt::runtime(localized("The interrupted recording “{}” couldn't be finished: {}")),
+                      path, localizedDescription(movie.error))
+                : fmt::format(fmt::runtime(localized("Finished the interrupted recording “{}”.")), path));
+    }
+    return sentences;
+}
+
+}  // namespace lumicrate::app
