@@ -1,32 +1,21 @@
-// What to record, chosen on the screen of the real application by mouse and keys, and found in the recording.
+// Choosing what to record on the screen of the real application by mouse and keys, judged by the recordings.
 #include "Linux/X11/Pixels/BgraPicture.h"
-#include "Tests/App/DrivenApp.h"
+#include "Tests/App/DesktopAppTest.h"
 #include "Tests/Linux/X11/TestWindow.h"
-#include "Tests/Stage/MovieProbe.h"
-
-#include <gmock/gmock.h>
 
 #include <array>
 #include <cmath>
-#include <cstdint>
 #include <random>
 
 namespace lumicrate::test {
 namespace {
 
-using stage::MovieProbe;
-using stage::Picture;
-using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::SizeIs;
-
-constexpr int width = 1280;
-constexpr int height = 800;
-
-/// Grey squares, no two neighbours alike: moved by a pixel it is another picture.
+/// A window of random grey squares: moved by a pixel it is another picture.
 class Wallpaper {
  public:
-    Wallpaper() : picture_(width, height) {
+    Wallpaper(const std::string& displayName, int width, int height)
+        : picture_(width, height),
+          window_(displayName, {.frame = {0, 0, width, height}, .title = "Wallpaper"}) {
         std::mt19937 random(3);
         for (auto& row : greys_)
             for (auto& grey : row)
@@ -34,12 +23,9 @@ class Wallpaper {
         for (int y = 0; y < height; ++y)
             for (int x = 0; x < width; ++x)
                 picture_.row(y)[x] = std::uint32_t{0x010101} * greyAt(x, y);
-        window_.emplace(desktop->display().displayName(),
-                        TestWindow::Look{.frame = {0, 0, width, height}, .title = "Wallpaper"});
-        window_->fill(picture_);
-        window_->sync();
-        window_->lower();
-        window_->sync();
+        window_.fill(picture_);
+        window_.lower();
+        window_.sync();
     }
     std::uint8_t greyAt(int x, int y) const {
         return greys_[static_cast<std::size_t>(y / side)][static_cast<std::size_t>(x / side)];
@@ -47,12 +33,12 @@ class Wallpaper {
 
  private:
     static constexpr int side = 8;
-    std::array<std::array<std::uint8_t, width / side>, height / side> greys_{};
+    std::array<std::array<std::uint8_t, 160>, 100> greys_{};
     x11::BgraPicture picture_;
-    std::optional<TestWindow> window_;
+    TestWindow window_;
 };
 
-/// How far the picture is from that part of the wallpaper, per pixel, moved by a few of them.
+/// Mean difference per pixel between the picture and a part of the wallpaper, moved by a vector.
 double differenceFrom(const Wallpaper& wallpaper, const PixelRect& part, const Picture& picture, int dx = 0,
                       int dy = 0) {
     double sum = 0;
@@ -84,33 +70,31 @@ struct Layout {
     PixelRect part;                                             ///< on that screen
 };
 
-class ChoosingTests : public DrivenApp {
+class ChoosingTests : public DesktopAppTest {
  protected:
-    void SetUp() override {
-        std::filesystem::remove_all(recordingsFolder());
-        xdotool({"mousemove", "20", "20"});
-    }
+    ChoosingTests() : DesktopAppTest(false) {}
+    void SetUp() override { xdotool({"mousemove", "20", "20"}); }
     void TearDown() override {
         app.reset();
-        for (const std::string& each : monitors_)
-            stage::runProgram({"xrandr", "--delmonitor", each});
+        for (const std::string& monitor : std::exchange(monitors_, {}))
+            deleteMonitor(monitor);
     }
 
     void setMonitors(const std::vector<std::pair<const char*, const char*>>& monitors) {
         const char* output = "screen";
         for (const auto& [name, geometry] : monitors) {
-            stage::runProgram({"xrandr", "--setmonitor", name, geometry, std::exchange(output, "none")});
+            setMonitor(name, geometry, std::exchange(output, "none"));
             monitors_.emplace_back(name[0] == '*' ? name + 1 : name);
         }
     }
     void startIn(const std::string& mode, const std::string& scale = "1") {
         prefer("captureMode=" + mode +
-               "\nwelcomeShown=true\ncountdown=false\nshowCursor=false\nquality=native\n"
-               "encodingQuality=maximum\ncaptureSystemAudio=false\n");
+               "\ncountdown=false\nshowCursor=false\nquality=native\nencodingQuality=maximum\n"
+               "captureSystemAudio=false\n");
         start({{"QT_SCALE_FACTOR", scale}});
     }
     static int brightnessAt(int x, int y) { return Painter().read(x, y, 1, 1).front().green; }
-    /// What is asked for makes the screen darker at that place, and the place is remembered.
+    /// Opens the selection by `ask` and waits until the screen is dimmed at that place, which is remembered.
     void openBy(const std::function<void()>& ask, int x = 4, int y = 4) {
         const int before = brightnessAt(x, y);
         isOpen_ = [=] { return brightnessAt(x, y) < before * 0.8; };
@@ -119,39 +103,33 @@ class ChoosingTests : public DrivenApp {
         ASSERT_TRUE(comesTrue(isOpen_));
     }
     void openArea(int x = 4, int y = 4) {
-        openBy([] { EXPECT_EQ(run({"area"}).status, 0); }, x, y);
+        openBy([] { send("area"); }, x, y);
     }
     void openByButton(int x, int y) {
-        openBy([] { EXPECT_EQ(run({"toggle"}).status, 0); }, x, y);
+        openBy([] { send("toggle"); }, x, y);
     }
     void expectClosed() {
         ASSERT_TRUE(comesTrue([this] { return !isOpen_(); }));
     }
     static void press(const std::vector<std::string>& keys) {
-        for (const std::string& each : keys)
-            xdotool({"key", each});
+        for (const std::string& key : keys)
+            xdotool({"key", key});
     }
-    /// Free of snapping. The button is named, as a second press soon after another would be a double click.
-    static void drag(int fromX, int fromY, int toX, int toY, bool snaps = false) {
-        std::vector<std::string> words{"mousemove", std::to_string(fromX), std::to_string(fromY)};
-        const auto add = [&words](const std::vector<std::string>& more) {
-            words.insert(words.end(), more.begin(), more.end());
-        };
-        if (!snaps) add({"keydown", "ctrl"});
-        add({"mousedown", "1", "mousemove", std::to_string((fromX + toX) / 2),
-             std::to_string((fromY + toY) / 2), "mousemove", std::to_string(toX), std::to_string(toY),
-             "mouseup", "1"});
-        if (!snaps) add({"keyup", "ctrl"});
-        xdotool(words);
+    /// Ctrl turns snapping off. The button is pressed and released by name, because a second click soon after
+    /// another would be a double click.
+    static void drag(int fromX, int fromY, int toX, int toY) {
+        xdotool({"mousemove", std::to_string(fromX), std::to_string(fromY), "keydown", "ctrl", "mousedown",
+                 "1", "mousemove", std::to_string((fromX + toX) / 2), std::to_string((fromY + toY) / 2),
+                 "mousemove", std::to_string(toX), std::to_string(toY), "mouseup", "1", "keyup", "ctrl"});
     }
-    /// Waits for the recording, ends it, and gives its first picture.
+    /// Waits for the recording, stops it, and returns its first picture.
     stage::OwnedPicture recorded() {
-        const std::filesystem::path file = awaitState("recording")["file"].get<std::string>();
+        const std::filesystem::path recording = awaitRecording();
         EXPECT_TRUE(comesTrue([] { return status()["elapsed"] > 0.2; }));
-        EXPECT_EQ(run({"toggle"}).status, 0);
+        send("toggle");
         awaitState("idle");
         stage::OwnedPicture first;
-        MovieProbe(file).visitPictures([&](const Picture& picture) {
+        MovieProbe(recording).visitPictures([&](const Picture& picture) {
             first = stage::OwnedPicture(picture);
             return false;
         });
@@ -164,14 +142,14 @@ class ChoosingTests : public DrivenApp {
         return area;
     }
 
-    Wallpaper wallpaper;
+    Wallpaper wallpaper{display(), width, height};
 
  private:
     std::vector<std::string> monitors_;
     std::function<bool()> isOpen_;
 };
 
-TEST_F(ChoosingTests, WhatIsDraggedIsWhatIsRecorded) {
+TEST_F(ChoosingTests, TheDraggedAreaIsRecordedToThePixel) {
     const Layout layouts[] = {{"one screen", "1", {}, {301, 203, 317, 211}, {301, 203, 317, 211}},
                               {"two pixels a point", "2", {}, {302, 206, 316, 210}, {302, 206, 316, 210}},
                               {"the main one on the right",
@@ -197,7 +175,7 @@ TEST_F(ChoosingTests, WhatIsDraggedIsWhatIsRecorded) {
         EXPECT_EQ(lastArea(), stringFromRect(Rect{double(each.part.x), double(each.part.y),
                                                   double(each.part.width), double(each.part.height)}
                                                  .scaledBy(1 / points)));
-        // It is offered again, and moved by a pixel.
+        // The area is offered again; move it by a pixel.
         openArea(area.x - 40, area.y - 20);
         press({"Right", "Return"});
         expectEqual(wallpaper, area.offsetBy(1, 0), *recorded());
@@ -205,51 +183,45 @@ TEST_F(ChoosingTests, WhatIsDraggedIsWhatIsRecorded) {
     }
 }
 
-TEST_F(ChoosingTests, ByHandlesKeysShapesAndFields) {
+TEST_F(ChoosingTests, AnAreaIsAdjustedByHandlesKeysShapesAndFields) {
     using Steps = std::function<void()>;
     const auto keys = [](std::vector<std::string> all) { return [all] { press(all); }; };
     const auto dragged = [](int fromX, int fromY, int toX, int toY) {
         return [=] { drag(fromX, fromY, toX, toY); };
     };
-    const auto clicked = [](const char* button, int x, int y) {
-        return [=] { xdotool({"mousemove", std::to_string(x), std::to_string(y), "click", button}); };
-    };
+    const auto clicked = [](const char* button, int x, int y) { return [=] { click(x, y, button); }; };
     const struct {
         const char* name;
         std::vector<Steps> steps;  // after 300, 200, 400, 240 was drawn
         std::optional<Rect> area;
     } cases[] = {
         {"top left", {dragged(300, 200, 340, 180), keys({"Return"})}, Rect{340, 180, 360, 260}},
-        {"top", {dragged(500, 200, 510, 180), keys({"KP_Enter"})}, Rect{300, 180, 400, 260}},
-        {"top right", {dragged(700, 200, 740, 180), keys({"Return"})}, Rect{300, 180, 440, 260}},
-        {"right", {dragged(700, 320, 740, 350), keys({"Return"})}, Rect{300, 200, 440, 240}},
-        {"bottom right", {dragged(700, 440, 740, 460), keys({"Return"})}, Rect{300, 200, 440, 260}},
-        {"bottom", {dragged(500, 440, 510, 460), keys({"Return"})}, Rect{300, 200, 400, 260}},
-        {"bottom left", {dragged(300, 440, 340, 460), keys({"Return"})}, Rect{340, 200, 360, 260}},
-        {"left", {dragged(300, 320, 340, 350), keys({"Return"})}, Rect{340, 200, 360, 240}},
+        {"bottom", {dragged(500, 440, 510, 460), keys({"KP_Enter"})}, Rect{300, 200, 400, 260}},
         {"moved", {dragged(500, 300, 560, 290), keys({"Return"})}, Rect{360, 190, 400, 240}},
         {"arrows",
          {keys({"shift+Left", "Up", "alt+Right", "alt+shift+Down", "Return"})},
          Rect{290, 199, 401, 250}},
-        {"anew", {dragged(800, 500, 900, 600), keys({"Return"})}, Rect{800, 500, 100, 100}},
+        {"drawn again", {dragged(800, 500, 900, 600), keys({"Return"})}, Rect{800, 500, 100, 100}},
         {"typed", {keys({"Tab", "Tab", "6", "4", "0", "Return", "Return"})}, Rect{300, 200, 640, 240}},
         {"shaped", {keys({"Tab", "space", "Up", "Return", "Return"})}, Rect{300, 120, 400, 400}},
-        {"outside, all of it", {clicked("1", 1200, 700), keys({"Return"})}, Rect{0, 0, width, height}},
+        {"by a click outside, everything",
+         {clicked("1", 1200, 700), keys({"Return"})},
+         Rect{0, 0, width, height}},
         {"by a double click",
          {[] {
              xdotool({"mousemove", "500", "300", "click", "--repeat", "2", "--delay", "40", "1"});
          }},
          Rect{300, 200, 400, 240}},
-        {"given up", {keys({"Escape"})}, std::nullopt},
-        {"given up by the right button", {clicked("3", 500, 300)}, std::nullopt},
+        {"cancelled", {keys({"Escape"})}, std::nullopt},
+        {"cancelled by the right button", {clicked("3", 500, 300)}, std::nullopt},
     };
     for (const auto& each : cases) {
         SCOPED_TRACE(each.name);
         startIn("area");
         openArea();
         drag(300, 200, 700, 440);
-        // Later than a double click would be.
-        std::this_thread::sleep_for(std::chrono::milliseconds(450));
+        // Longer than the interval of a double click.
+        pass(0.45);
         for (const Steps& step : each.steps)
             step();
         if (each.area) {
@@ -264,14 +236,14 @@ TEST_F(ChoosingTests, ByHandlesKeysShapesAndFields) {
 }
 
 TEST_F(ChoosingTests, WindowsAreClicked) {
-    const TestWindow window(desktop->display().displayName(),
-                            {.frame = {300, 200, 400, 300}, .managed = true, .title = "Notes"});
+    const TestWindow window(display(), {.frame = {300, 200, 400, 300}, .managed = true, .title = "Notes"});
     xdotool({"windowmove", "--sync", std::to_string(window.id()), "300", "200"});
     startIn("window");
-    // By shortcut, while its keys are still held.
+    // By shortcut, while its modifier keys are still held.
     openBy([] { xdotool({"keydown", "alt", "keydown", "super", "key", "r"}); });
     xdotool({"keyup", "super", "keyup", "alt"});
-    xdotool({"mousemove", "900", "600", "click", "1", "mousemove", "500", "350", "click", "1"});
+    click(900, 600);
+    click(500, 350);
     awaitState("recording");
     const stage::OwnedPicture whole = recorded();
     EXPECT_GE(whole->width, 400);
@@ -279,18 +251,17 @@ TEST_F(ChoosingTests, WindowsAreClicked) {
     EXPECT_GE(whole->height, 300);
     EXPECT_LE(whole->height, 340);
 
-    // The same one by way of the area: as a part of the screen, or the window alone.
+    // The same window in the area selection: as a part of the screen, or the window alone.
     for (const bool alone : {false, true}) {
         startIn("area");
         openArea();
-        xdotool({"mousemove", "500", "350", "click", "1"});
+        click(500, 350);
         if (alone) press({"Tab", "Right", "shift+Tab"});
         press({"Return"});
         awaitState("recording");
-        const TestWindow intruder(desktop->display().displayName(),
-                                  {.frame = {450, 300, 60, 60}, .colour = 0x2060c0, .title = "x"});
-        std::this_thread::sleep_for(std::chrono::milliseconds(300));
-        EXPECT_EQ(run({"toggle"}).status, 0);
+        const TestWindow intruder(display(), {.frame = {450, 300, 60, 60}, .colour = 0x2060c0, .title = "x"});
+        pass(0.3);
+        send("toggle");
         awaitState("idle");
         const stage::OwnedPicture last = MovieProbe(recordings().front()).lastPicture();
         EXPECT_EQ(std::pair(last->width, last->height), std::pair(whole->width, whole->height));
@@ -309,9 +280,9 @@ TEST_F(ChoosingTests, ScreensAreClicked) {
         expectClosed();
     }
     openByButton(404, 4);
-    xdotool({"mousemove", "100", "640", "click", "1"});
+    click(100, 640);
     expectEqual(wallpaper, {0, 50, 400, 700}, *recorded());
-    // An area is looked for where the last recording was, wherever the pointer is.
+    // An area is chosen on the screen of the last recording, wherever the pointer is.
     xdotool({"mousemove", "900", "400"});
     openArea(4, 740);
     EXPECT_EQ(brightnessAt(404, 4), wallpaper.greyAt(404, 4));
@@ -321,17 +292,9 @@ TEST_F(ChoosingTests, ScreensAreClicked) {
 
     TearDown();
     startIn("screen");
-    EXPECT_EQ(run({"toggle"}).status, 0);
+    send("toggle");
     expectEqual(wallpaper, {0, 0, width, height}, *recorded());
 }
 
 }  // namespace
 }  // namespace lumicrate::test
-
-int main(int argc, char** argv) {
-    using namespace lumicrate;
-    testing::InitGoogleMock(&argc, argv);
-    stage::PrivateDesktop desktop({{test::width, test::height, true, false}, false});
-    test::desktop = &desktop;
-    return RUN_ALL_TESTS();
-}

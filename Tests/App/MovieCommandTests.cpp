@@ -1,86 +1,49 @@
-// The commands that make something of a finished movie: mix and convert.
-#include "Tests/App/Recording.h"
-#include "Tests/Linux/TemporaryFolder.h"
-#include "Tests/Stage/ChildProcess.h"
-#include "Tests/Stage/MovieProbe.h"
+// The commands that make something of a finished movie: mix, convert, gif and trim.
+#include "Tests/App/ProgramTest.h"
 
 #include <fcntl.h>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <csignal>
 #include <fstream>
-#include <map>
 
 namespace lumicrate::test {
 namespace {
 
-using stage::MovieProbe;
 using testing::ElementsAre;
 using testing::HasSubstr;
+using testing::Key;
 
 class MovieCommandTests : public testing::Test {
  protected:
-    /// A movie with two audio tracks, made by another program.
-    std::filesystem::path movie(const std::string& name, const std::string& seconds = "1.5") const {
-        stage::runProgram({"ffmpeg",
-                           "-v",
-                           "error",
-                           "-f",
-                           "lavfi",
-                           "-i",
-                           "testsrc2=s=160x96:r=30:d=" + seconds,
-                           "-f",
-                           "lavfi",
-                           "-i",
-                           "sine=440:d=" + seconds,
-                           "-f",
-                           "lavfi",
-                           "-i",
-                           "sine=1000:d=" + seconds,
-                           "-map",
-                           "0",
-                           "-map",
-                           "1",
-                           "-map",
-                           "2",
-                           "-c:v",
-                           "libx264",
-                           "-preset",
-                           "ultrafast",
-                           "-c:a",
-                           "aac",
-                           (folder / name).string()});
+    /// A movie with test pictures, 30 per second, and the given sounds, made by another program.
+    std::filesystem::path makeMovie(const std::string& name, const std::string& size, int seconds,
+                                    std::vector<int> tones = {},
+                                    const std::vector<std::string>& encoding = {"-preset", "ultrafast"}) {
+        const std::string duration = ":d=" + std::to_string(seconds);
+        std::vector<std::string> command{"ffmpeg", "-v", "error", "-f", "lavfi", "-i"};
+        command.push_back("testsrc2=s=" + size + ":r=30" + duration);
+        for (const int tone : tones)
+            command.insert(command.end(), {"-f", "lavfi", "-i", "sine=" + std::to_string(tone) + duration});
+        for (std::size_t track = 0; track <= tones.size(); ++track)
+            command.insert(command.end(), {"-map", std::to_string(track)});
+        command.insert(command.end(), {"-c:v", "libx264", "-c:a", "aac"});
+        command.insert(command.end(), encoding.begin(), encoding.end());
+        command.push_back(folder / name);
+        stage::runProgram(command, {}, 120);
         return folder / name;
     }
-    std::filesystem::path file(const std::string& name, const std::string& bytes) const {
-        std::ofstream(folder / name, std::ios::binary) << bytes;
-        return folder / name;
-    }
-    static std::string bytesOf(const std::filesystem::path& path) {
-        std::ifstream stream(path, std::ios::binary);
-        return {std::istreambuf_iterator<char>(stream), {}};
-    }
-    bool hasUnnamedFiles() const {
+    std::map<std::string, std::string> contents() const { return contentsOf(folder.path()); }
+    bool supportsUnnamedFiles() const {
         const int file = open(folder.path().c_str(), O_TMPFILE | O_RDWR, 0600);
         if (file >= 0) close(file);
         return file >= 0;
-    }
-    /// All names in the folder, hidden ones too, and what they hold.
-    std::map<std::string, std::string> contents() const {
-        std::map<std::string, std::string> all;
-        for (const auto& each : std::filesystem::directory_iterator(folder.path()))
-            all[each.path().filename()] = each.is_directory() ? "" : bytesOf(each.path());
-        return all;
     }
 
     TemporaryFolder folder;
 };
 
-TEST_F(MovieCommandTests, MixPutsOneTrackInThePlaceOfTwo) {
-    const auto path = movie("a.mp4");
+TEST_F(MovieCommandTests, MixReplacesTwoTracksByOne) {
+    const auto path = makeMovie("a.mp4", "160x96", 2, {440, 1000});
     const Outcome outcome = run({"mix", path});
     EXPECT_EQ(outcome.status, 0) << outcome.error;
     EXPECT_EQ(outcome.output, path.string() + "\n");
@@ -89,65 +52,158 @@ TEST_F(MovieCommandTests, MixPutsOneTrackInThePlaceOfTwo) {
     const auto before = contents();
     const Outcome again = run({"mix", path});
     EXPECT_EQ(again.status, 0);
-    EXPECT_EQ(again.error, "lumicrate: There are no two audio tracks to mix.\n");
+    EXPECT_EQ(again.error, "lumicrate: The recording has fewer than two audio tracks.\n");
     EXPECT_EQ(contents(), before);
 }
 
 TEST_F(MovieCommandTests, ConvertMakesAnMP4BesideTheMovie) {
-    const auto path = movie("a.mov");
+    const auto path = makeMovie("a.mov", "160x96", 2, {440, 1000});
     const auto before = contents();
     for (const std::string name : {"a.mp4", "a_2.mp4"}) {
         const Outcome outcome = run({"convert", path});
         EXPECT_EQ(outcome.status, 0) << outcome.error;
         EXPECT_EQ(outcome.output, (folder / name).string() + "\n");
-        const MovieProbe converted(folder / name);
+        MovieProbe converted(folder / name);
         EXPECT_EQ(converted.tracks().size(), 3U);
         EXPECT_EQ(converted.tag("major_brand"), "isom");
-        EXPECT_THAT(MovieProbe(folder / name).pictureTimes(),
+        EXPECT_THAT(converted.pictureTimes(),
                     testing::Pointwise(testing::DoubleNear(1e-6), MovieProbe(path).pictureTimes()));
     }
-    EXPECT_EQ(contents().size(), 3U);
-    EXPECT_EQ(contents().at("a.mov"), before.at("a.mov"));
+    EXPECT_THAT(contents(), ElementsAre(*before.begin(), Key("a.mp4"), Key("a_2.mp4")));
 }
 
-TEST_F(MovieCommandTests, WhatCannotBeDoneIsOneSentenceAndHarmsNothing) {
-    const std::string whole = bytesOf(movie("whole.mp4"));
-    std::filesystem::create_directory(folder / "folder.mp4");
-    const std::vector<std::filesystem::path> bad = {
-        folder / "missing.mp4", folder / "folder.mp4", file("empty.mp4", ""),
-        file("text.mp4", "This is no movie.\n"), file("cut.mp4", whole.substr(0, whole.size() / 2))};
-    const auto before = contents();
-    for (const std::string command : {"mix", "convert"}) {
-        for (const auto& path : bad) {
-            const Outcome outcome = run({command, path});
-            EXPECT_EQ(outcome.status, 1) << command << " " << path;
-            EXPECT_EQ(outcome.output, "");
-            EXPECT_THAT(outcome.error, testing::StartsWith("lumicrate: “" + path.filename().string() + "” "));
-            EXPECT_EQ(std::count(outcome.error.begin(), outcome.error.end(), '\n'), 1) << outcome.error;
-        }
-        Program full({command, folder / "whole.mp4"}, {}, {"prlimit", "--fsize=20000"});
-        EXPECT_EQ(full.end().error, "lumicrate: The new file couldn't be written: File too large.\n");
-        EXPECT_EQ(run({command}).status, 2);
-        EXPECT_EQ(run({command, "a.mp4", "b.mp4"}).status, 2);
+TEST_F(MovieCommandTests, GifHasTheChosenSizeAndRate) {
+    const auto movie = makeMovie("movie.mp4", "1280x720", 2);
+    const std::string before = bytesOf(movie);
+    const struct {
+        std::vector<std::string> options;
+        std::string name;
+        int width;
+        std::size_t frames;
+    } cases[] = {{{}, "movie.gif", 640, 24},
+                 {{"--width", "480", "--fps", "10"}, "movie_2.gif", 480, 20},
+                 {{"--width=4000", "--fps=5", "--output", folder / "own.gif"}, "own.gif", 1280, 10}};
+    for (const auto& [options, name, width, frames] : cases) {
+        SCOPED_TRACE(name);
+        std::vector<std::string> arguments{"gif", movie};
+        arguments.insert(arguments.end(), options.begin(), options.end());
+        const Outcome outcome = run(arguments);
+        ASSERT_EQ(outcome.status, 0) << outcome.error;
+        EXPECT_EQ(outcome.file(), folder / name);
+        MovieProbe gif(outcome.file());
+        EXPECT_EQ(gif.videoTrack().width, width);
+        EXPECT_EQ(gif.videoTrack().height, width * 9 / 16);
+        EXPECT_EQ(gif.pictureTimes().size(), frames);
+        EXPECT_NEAR(gif.duration(), 2, 0.02);
     }
+    EXPECT_TRUE(bytesOf(movie) == before);
+}
+
+TEST_F(MovieCommandTests, TrimSavesACopyOrReplacesTheRecording) {
+    const auto movie = makeMovie("talk.mp4", "320x180", 6, {440}, {"-g", "60"});
+    const std::string before = bytesOf(movie);
+    const struct {
+        std::vector<std::string> options;
+        const char* name;
+        double duration;
+        double tolerance;
+    } cases[] = {{{"--from", "1.5", "--to", "0:04"}, "talk_trimmed.mp4", 2.5, 0.01},
+                 {{"--from", "5", "--precise"}, "talk_trimmed_2.mp4", 1, 0.03},
+                 {{"--to", "2", "--replace"}, "talk.mp4", 2, 0.01}};
+    for (const auto& [options, name, duration, tolerance] : cases) {
+        SCOPED_TRACE(name);
+        EXPECT_TRUE(bytesOf(movie) == before);
+        std::vector<std::string> arguments{"trim", movie};
+        arguments.insert(arguments.end(), options.begin(), options.end());
+        const Outcome outcome = run(arguments);
+        EXPECT_EQ(outcome.file(), folder / name) << outcome.error;
+        EXPECT_NEAR(MovieProbe(outcome.file()).duration(), duration, tolerance);
+    }
+    EXPECT_THAT(contents(), ElementsAre(Key("talk.mp4"), Key("talk_trimmed.mp4"), Key("talk_trimmed_2.mp4")));
+}
+
+TEST_F(MovieCommandTests, FailuresAreOneSentenceAndChangeNothing) {
+    const std::string whole = bytesOf(makeMovie("whole.mp4", "320x180", 2, {440, 1000}));
+    std::filesystem::create_directory(folder / "folder.mp4");
+    const auto write = [this](const char* name, const std::string& bytes) {
+        std::ofstream(folder / name, std::ios::binary) << bytes;
+    };
+    write("empty.mp4", "");
+    write("text.mp4", "This is not a movie.\n");
+    write("cut.mp4", whole.substr(0, whole.size() / 2));
+    write("taken.gif", "Another file.");
+    const auto before = contents();
+    const std::string gifFailure = "Couldn't make the GIF: ";
+    for (const std::string name : {"missing.mp4", "folder.mp4", "empty.mp4", "text.mp4", "cut.mp4"}) {
+        SCOPED_TRACE(name);
+        for (const std::string command : {"mix", "convert"})
+            expectFailure(run({command, folder / name}), 1, "lumicrate: “" + name + "” ");
+        expectFailure(run({"gif", folder / name}), 1, gifFailure);
+    }
+    const std::filesystem::path movie = folder / "whole.mp4";
+    for (const std::string command : {"mix", "convert", "gif"}) {
+        SCOPED_TRACE(command);
+        Program full({command, movie}, {}, {"prlimit", "--fsize=20000"});
+        expectFailure(full.end(), 1,
+                      command == "gif" ? gifFailure : "The new file couldn't be written: File too large.\n");
+        expectFailure(run({command}), 2, "Give one file.");
+        expectFailure(run({command, "a.mp4", "b.mp4"}), 2, "Give one file.");
+    }
+    const struct {
+        std::vector<std::string> arguments;
+        int status;
+        std::string sentence;
+    } cases[] = {
+        {{"gif", movie, "--output", folder / "taken.gif"}, 1, gifFailure},
+        {{"gif", movie, "--output", folder / "none/out.gif"}, 1, gifFailure},
+        {{"gif", movie, "--width=15"}, 2, "give a number from 16 to 4096"},
+        {{"gif", movie, "--width=4097"}, 2, "give a number from 16 to 4096"},
+        {{"gif", movie, "--fps=0"}, 2, "“0” is not a valid value for --fps: give a number from 1 to 50."},
+        {{"gif", movie, "--fps=51"}, 2, "give a number from 1 to 50"},
+        {{"trim", movie, "--from", "1.5", "--to", "1"}, 1, "The range is empty."},
+        {{"trim", movie, "--from", "1", "--to", "1"}, 1, "The range is empty."},
+        {{"trim", movie, "--from", "7"}, 1, "outside the recording"},
+        {{"trim", movie, "--from", "7", "--to", "8", "--precise"}, 1, "outside the recording"},
+        {{"trim", movie, "--to", "soon"}, 2, "“soon” is not a time."},
+        {{"trim", movie, "another.mp4"}, 2, "Give one file."},
+        {{"trim", movie, "--fast"}, 2, "Unknown option “--fast”."},
+    };
+    for (const auto& [arguments, status, sentence] : cases)
+        expectFailure(run(arguments), status, sentence);
     EXPECT_EQ(contents(), before);
 }
 
-TEST_F(MovieCommandTests, GivingUpLeavesNothing) {
-    const auto path = movie("long.mov", "40");
+TEST_F(MovieCommandTests, CancellingLeavesNothing) {
+    const auto movie = makeMovie("long.mov", "640x360", 60, {440, 1000},
+                                 {"-preset", "ultrafast", "-bf", "2", "-x264-params", "scenecut=0"});
     const auto before = contents();
-    for (const int signal : {SIGINT, SIGTERM, SIGKILL}) {
-        Program program({"mix", path});
+    const struct {
+        std::vector<std::string> arguments;
+        int signal;
+        std::string sentence;
+    } cases[] = {
+        {{"mix", movie}, SIGINT, "lumicrate: It was cancelled.\n"},
+        {{"mix", movie}, SIGTERM, "lumicrate: It was cancelled.\n"},
+        {{"mix", movie}, SIGKILL, ""},
+        {{"gif", movie, "--fps", "50"}, SIGINT, "lumicrate: Couldn't make the GIF: It was cancelled.\n"},
+        {{"gif", movie, "--fps", "50"}, SIGKILL, ""},
+        {{"trim", movie, "--from", "0.5", "--precise"},
+         SIGINT,
+         "lumicrate: Couldn't save the trimmed recording: It was cancelled.\n"},
+    };
+    for (const auto& [arguments, signal, sentence] : cases) {
+        SCOPED_TRACE(arguments.front() + std::to_string(signal));
+        Program program(arguments);
         program.awaitWriting();
         program.process().signal(signal);
         const Outcome outcome = program.end();
+        EXPECT_EQ(outcome.error, sentence);
         if (signal != SIGKILL) {
             EXPECT_EQ(outcome.status, 1);
-            EXPECT_EQ(outcome.error, "lumicrate: It was cancelled.\n");
+        } else if (!supportsUnnamedFiles()) {
+            continue;  // then the new file has a name and stays
         }
-        // Where every file has a name, one that was killed leaves it.
-        if (signal == SIGKILL && !hasUnnamedFiles()) continue;
-        EXPECT_EQ(contents(), before);
+        EXPECT_TRUE(contents() == before);
     }
 }
 

@@ -1,6 +1,7 @@
+// Options, their values, and preferences given on the command line.
 #include "App/CommandLine/OptionParser.h"
-
-#include <gtest/gtest.h>
+#include "App/CommandLine/OptionValues.h"
+#include "App/CommandLine/Preferences.h"
 
 namespace lumicrate::app {
 namespace {
@@ -12,8 +13,7 @@ constexpr OptionSpec specs[] = {
     {"cursor", Kind::negatable, "", "The pointer."},
     {"fps", Kind::value, "N", "Frames."},
     {"screen", Kind::optionalValue, "ID", "A screen."},
-    {"microphone", Kind::negatableWithValue, "ID",
-     "A microphone, described by a text that is a little longer."},
+    {"microphone", Kind::negatableWithValue, "ID", "A microphone, with a text that is a little longer."},
 };
 
 ParsedOptions parse(std::vector<std::string> arguments) {
@@ -35,8 +35,9 @@ TEST(OptionParserTests, ReadsEveryForm) {
     EXPECT_EQ(all.value("microphone"), "a=b");
     EXPECT_EQ(all.positional(), std::vector<std::string>{"rest"});
 
-    const ParsedOptions bare = parse({"--screen", "--microphone", "word", "--", "--json"});
+    const ParsedOptions bare = parse({"--screen", "--microphone", "word", "--help", "--", "--json"});
     EXPECT_TRUE(bare.has("screen"));
+    EXPECT_TRUE(bare.has("help"));
     EXPECT_EQ(bare.value("screen"), std::nullopt);
     EXPECT_EQ(bare.value("microphone"), std::nullopt);
     EXPECT_EQ(bare.positional(), (std::vector<std::string>{"word", "--json"}));
@@ -48,7 +49,7 @@ TEST(OptionParserTests, TheLastOfSeveralCounts) {
     EXPECT_EQ(parse({"--microphone=x", "--microphone"}).value("microphone"), std::nullopt);
 }
 
-TEST(OptionParserTests, SaysWhatItDoesNotUnderstand) {
+TEST(OptionParserTests, SaysWhatIsInvalid) {
     const std::pair<std::vector<std::string>, std::string> cases[] = {
         {{"--frames"}, "Unknown option “--frames”."},
         {{"--no-json"}, "Unknown option “--no-json”."},
@@ -72,9 +73,60 @@ TEST(OptionParserTests, SaysWhatItDoesNotUnderstand) {
 TEST(OptionParserTests, DescribesTheTable) {
     const std::string help = describeOptions(specs);
     for (const char* part :
-         {"--json ", "--[no-]cursor ", "--fps N ", "--screen [ID] ", "--[no-]microphone[=ID] "}) {
+         {"--json ", "--[no-]cursor ", "--fps N ", "--screen [ID] ", "--[no-]microphone[=ID] ", "--help "})
         EXPECT_NE(help.find(part), std::string::npos) << help;
+}
+
+TEST(OptionValuesTests, TimesAreSecondsOrClockTimes) {
+    const std::pair<const char*, double> valid[] = {{"0", 0},
+                                                    {"75", 75},
+                                                    {"1.5", 1.5},
+                                                    {"5.", 5},
+                                                    {"1:05.25", 65.25},
+                                                    {"90:00", 5400},
+                                                    {"1:02:03.000001", 3723.000001}};
+    for (const auto& [text, seconds] : valid) {
+        ASSERT_TRUE(parseTime(text)) << text;
+        EXPECT_EQ(parseTime(text)->seconds(), seconds);
     }
+    EXPECT_EQ(parseTime("0.1234567"), CMTime(123456, 1000000));
+    for (const char* text : {"", ".", "-1", "+1", "1e3", "1:60", "1:2:3:4", ":5", "1:", "5s", "0x1", "1.5.2",
+                             "inf", "99999999999", "1.-5", " 1"})
+        EXPECT_EQ(parseTime(text), std::nullopt) << text;
+}
+
+TEST(OptionValuesTests, WholeNumbersHaveARange) {
+    for (const char* text : {"15", "4097", "12.5", "", "16x"})
+        EXPECT_THROW(readIntegerOption(parse({std::string("--fps=") + text}), "fps", 16, 4096), UsageError)
+            << text;
+    EXPECT_EQ(readIntegerOption(parse({"--fps=16"}), "fps", 16, 4096), 16);
+    EXPECT_EQ(readIntegerOption(parse({"--fps=4096"}), "fps", 16, 4096), 4096);
+    EXPECT_EQ(readIntegerOption(parse({}), "fps", 16, 4096), std::nullopt);
+}
+
+TEST(PreferencesTests, AcceptWhatTheirKindAllows) {
+    const std::string shortcut = R"({"keyCode":35,"modifiers":2304,"key":"P"})";
+    const std::tuple<const char*, std::string, DefaultsValue> valid[] = {
+        {"countdown", "off", false},
+        {"countdown", "yes", true},
+        {"fps", "60", std::string("60")},
+        {"quality", "native", std::string("native")},
+        {"webcamWidth", "140.5", 140.5},
+        {"microphoneID", "any thing", std::string("any thing")},
+        {"areaRect", "{{1, 2}, {3, 4}}", std::string("{{1, 2}, {3, 4}}")},
+        {"areaRect", "", std::string()},
+        {"shortcut.pause", "off", std::string("off")},
+        {"shortcut.pause", shortcut, shortcut},
+    };
+    for (const auto& [key, text, value] : valid)
+        EXPECT_EQ(findPreference(key).parse(text), value) << key;
+    const std::pair<const char*, const char*> invalid[] = {
+        {"countdown", "maybe"}, {"fps", "25"},           {"quality", "P1080"},          {"webcamWidth", "99"},
+        {"webcamWidth", "x"},   {"areaRect", "1,2,3,4"}, {"shortcut.toggle", "Ctrl+R"}, {"captureMode", ""},
+    };
+    for (const auto& [key, text] : invalid)
+        EXPECT_THROW(findPreference(key).parse(text), UsageError) << key << text;
+    EXPECT_THROW(findPreference("colour"), UsageError);
 }
 
 }  // namespace

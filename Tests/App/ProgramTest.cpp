@@ -1,6 +1,10 @@
-#include "Tests/App/Recording.h"
+#include "Tests/App/ProgramTest.h"
 
+#include <algorithm>
 #include <chrono>
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
 #include <sstream>
 #include <stdexcept>
 #include <thread>
@@ -33,6 +37,15 @@ std::filesystem::path Outcome::file() const {
     return newline == std::string::npos ? text : text.substr(newline + 1);
 }
 
+std::vector<std::string> Outcome::sentences() const {
+    std::vector<std::string> lines;
+    std::istringstream text(error);
+    for (std::string line; std::getline(text, line);) {
+        if (line.find(" pictures are missing") == std::string::npos) lines.push_back(line);
+    }
+    return lines;
+}
+
 Program::Program(std::vector<std::string> arguments, const stage::Environment& environment,
                  std::vector<std::string> launcher)
     : process_(commandLine(std::move(launcher), LUMICRATE_PROGRAM, arguments), captured(environment)) {}
@@ -61,17 +74,23 @@ Outcome Program::end(double seconds) {
     return outcome;
 }
 
-std::vector<std::string> sentences(const Outcome& outcome) {
-    std::vector<std::string> lines;
-    std::istringstream text(outcome.error);
-    for (std::string line; std::getline(text, line);) {
-        if (line.find(" pictures are missing") == std::string::npos) lines.push_back(line);
-    }
-    return lines;
+Outcome Program::stop(int signal) {
+    process_.signal(signal);
+    const Outcome outcome = end();
+    EXPECT_EQ(outcome.status, 0) << outcome.error;
+    return outcome;
 }
 
 Outcome run(std::vector<std::string> arguments, const stage::Environment& environment) {
     return Program(std::move(arguments), environment).end();
+}
+
+void expectFailure(const Outcome& outcome, int status, const std::string& sentence) {
+    EXPECT_EQ(outcome.status, status);
+    EXPECT_EQ(outcome.output, "");
+    EXPECT_TRUE(outcome.error.starts_with("lumicrate: ")) << outcome.error;
+    EXPECT_THAT(outcome.error, testing::HasSubstr(sentence));
+    EXPECT_EQ(std::count(outcome.error.begin(), outcome.error.end(), '\n'), 1) << outcome.error;
 }
 
 std::vector<std::string> recordArguments(const std::filesystem::path& output,
@@ -103,14 +122,76 @@ void awaitGrowth(const std::filesystem::path& file) {
     throw std::runtime_error("Nothing is written to " + file.string());
 }
 
-RunningScene::RunningScene(std::vector<std::string> arguments)
-    : process_(commandLine({}, LUMICRATE_SCENE, arguments), captured({})) {
-    if (process_.readLine(30) != "ready") throw std::runtime_error("The scene does not come up");
+void awaitGrowth(const std::filesystem::path& file, const std::function<void(bool)>& blink) {
+    std::jthread blinking([&blink](const std::stop_token& stop) {
+        for (bool on = false; !stop.stop_requested(); on = !on) {
+            blink(on);
+            pass(0.03);
+        }
+    });
+    awaitGrowth(file);
 }
 
-void RunningScene::awaitDrawn(double seconds) {
+void expectPlayable(const std::filesystem::path& file) {
+    ASSERT_TRUE(std::filesystem::exists(file));
+    MovieProbe movie(file);
+    const std::vector<double> times = movie.pictureTimes();
+    EXPECT_EQ(times.size(), static_cast<std::size_t>(movie.videoTrack().sampleCount));
+    ASSERT_FALSE(times.empty());
+    EXPECT_GE(movie.duration(), times.back());
+    EXPECT_TRUE(movie.indexInFront());
+}
+
+std::string bytesOf(const std::filesystem::path& file) {
+    std::ifstream stream(file, std::ios::binary);
+    return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+std::map<std::string, std::string> contentsOf(const std::filesystem::path& folder) {
+    std::map<std::string, std::string> contents;
+    for (const auto& entry : std::filesystem::directory_iterator(folder))
+        contents[entry.path().filename()] = entry.is_directory() ? "" : bytesOf(entry.path());
+    return contents;
+}
+
+void pass(double seconds) {
+    std::this_thread::sleep_for(std::chrono::duration<double>(seconds));
+}
+
+bool comesTrue(const std::function<bool()>& condition) {
+    for (int i = 0; i < 400; ++i) {
+        if (condition()) return true;
+        pass(0.025);
+    }
+    return false;
+}
+
+bool isThorough() {
+    return std::getenv("LUMICRATE_THOROUGH") != nullptr;
+}
+
+void xdotool(std::vector<std::string> arguments) {
+    arguments.insert(arguments.begin(), "xdotool");
+    stage::runProgram(arguments);
+}
+
+void setMonitor(const std::string& name, const std::string& geometry, const std::string& output) {
+    stage::runProgram({"xrandr", "--setmonitor", name, geometry, output});
+}
+
+void deleteMonitor(const std::string& name) {
+    stage::runProgram({"xrandr", "--delmonitor", name});
+}
+
+RunningScene::RunningScene(std::vector<std::string> arguments)
+    : process_(commandLine({}, LUMICRATE_SCENE, arguments), captured({})) {
+    if (process_.readLine(30) != "ready") throw std::runtime_error("The scene does not start");
+}
+
+int RunningScene::awaitDrawn(double seconds) {
+    int drawn = 0;
     while (const auto line = process_.readLine(seconds)) {
-        if (line->starts_with("drawn ")) return;
+        if (std::sscanf(line->c_str(), "drawn %d", &drawn) == 1) return drawn;
     }
     throw std::runtime_error("The scene does not end");
 }
@@ -155,6 +236,44 @@ std::vector<stage::Rgb> Painter::read(int x, int y, int width, int height) {
         pixel += 4;
     }
     return colors;
+}
+
+namespace {
+
+std::unique_ptr<stage::PrivateDesktop> sharedDesktop;
+bool hasCompositor = false;
+
+}  // namespace
+
+ProgramTest::ProgramTest(const stage::PrivateDesktop::Options& options) {
+    if (sharedDesktop) return;
+    sharedDesktop = std::make_unique<stage::PrivateDesktop>(options);
+    hasCompositor = options.display.compositor;
+}
+
+stage::PrivateDesktop& ProgramTest::desktop() {
+    return *sharedDesktop;
+}
+
+void ProgramTest::setCompositor(bool running) {
+    if (std::exchange(hasCompositor, running) == running) return;
+    if (running) {
+        desktop().display().startCompositor();
+    } else {
+        desktop().display().stopCompositor();
+    }
+}
+
+Program ProgramTest::record(const std::vector<std::string>& more, const stage::Environment& environment,
+                            std::vector<std::string> launcher) const {
+    return Program(recordArguments(file, more), environment, std::move(launcher));
+}
+
+Outcome ProgramTest::recordToEnd(const std::vector<std::string>& more,
+                                 const stage::Environment& environment) const {
+    const Outcome outcome = record(more, environment).end();
+    EXPECT_EQ(outcome.status, 0) << outcome.error;
+    return outcome;
 }
 
 }  // namespace lumicrate::test

@@ -1,8 +1,6 @@
 #include "App/CommandLine/RecordRequest.h"
 #include "App/CommandLine/StatusLine.h"
 
-#include <gtest/gtest.h>
-
 namespace lumicrate::app {
 namespace {
 
@@ -20,7 +18,7 @@ std::string refusal(std::vector<std::string> arguments) {
     return "accepted";
 }
 
-TEST(RecordRequestTests, TakesFromTheStoredOptionsWhatIsNotGiven) {
+TEST(RecordRequestTests, OptionsThatAreNotGivenAreThoseStored) {
     RecordingOptions stored;
     stored.fps = 60;
     stored.captureMicrophone = true;
@@ -67,36 +65,25 @@ TEST(RecordRequestTests, ReadsTheSource) {
     EXPECT_EQ(area.area, (Rect{-10, 20.5, 640, 480}));
 }
 
-TEST(RecordRequestTests, RefusesWhatItDoesNotUnderstand) {
-    const std::vector<std::vector<std::string>> cases = {{"--area", "1,2,3"},
-                                                         {"--area", "1,2,3,4,5"},
-                                                         {"--area", "1,2,3,x"},
-                                                         {"--area", "1,2,0,4"},
-                                                         {"--fps", "25"},
-                                                         {"--fps", "60.0"},
-                                                         {"--quality", "P1080"},
-                                                         {"--format", "avi"},
-                                                         {"--duration", "0"},
-                                                         {"--duration", "-1"},
-                                                         {"--duration", "nan"},
-                                                         {"--duration", "10s"},
-                                                         {"--duration", "1e300"},
-                                                         {"--screen", "--area", "0,0,9,9"},
-                                                         {"--output", ""},
-                                                         {"surprise"},
-                                                         {"--window"},
-                                                         {"--window", ""},
-                                                         {"--window", "0"},
-                                                         {"--window", "0x"},
-                                                         {"--window", "-1"},
-                                                         {"--window", "0x100000000"},
-                                                         {"--window", "12ab"},
-                                                         {"--window", "12", "--audio"}};
-    for (const auto& arguments : cases)
+TEST(RecordRequestTests, RefusesInvalidValues) {
+    const std::pair<const char*, std::vector<const char*>> cases[] = {
+        {"--area", {"1,2,3", "1,2,3,4,5", "1,2,3,x", "1,2,0,4"}},
+        {"--fps", {"25", "60.0"}},
+        {"--quality", {"P1080"}},
+        {"--format", {"avi"}},
+        {"--duration", {"0", "-1", "nan", "10s", "1e300"}},
+        {"--output", {""}},
+        {"--window", {"", "0", "0x", "-1", "0x100000000", "12ab"}}};
+    for (const auto& [option, values] : cases)
+        for (const char* value : values)
+            EXPECT_NE(refusal({option, value}), "accepted") << option << " " << value;
+    const std::vector<std::vector<std::string>> others = {
+        {"--screen", "--area", "0,0,9,9"}, {"surprise"}, {"--window"}, {"--window", "12", "--audio"}};
+    for (const auto& arguments : others)
         EXPECT_NE(refusal(arguments), "accepted") << arguments.front();
     EXPECT_EQ(refusal({"--window", "5", "--screen"}),
               "Give only one of --screen, --window, --area and --audio.");
-    EXPECT_EQ(refusal({"--fps", "25"}), "“25” is no value for --fps: give 15, 24, 30 or 60.");
+    EXPECT_EQ(refusal({"--fps", "25"}), "“25” is not a valid value for --fps: give 15, 24, 30 or 60.");
 }
 
 class PlacementTests : public testing::Test {
@@ -105,7 +92,7 @@ class PlacementTests : public testing::Test {
                                        {9, {1920, 100, 800, 600}, 2, "right"}};
 };
 
-TEST_F(PlacementTests, FindsDisplaysByNumberNameOrAsTheMainOne) {
+TEST_F(PlacementTests, FindsDisplaysByNumberOrNameOrTheMainOne) {
     EXPECT_EQ(findDisplay(displays, "right", 7).displayID, 9U);
     EXPECT_EQ(findDisplay(displays, "7", 9).displayID, 7U);
     EXPECT_EQ(findDisplay(displays, std::nullopt, 9).displayID, 9U);
@@ -114,7 +101,7 @@ TEST_F(PlacementTests, FindsDisplaysByNumberNameOrAsTheMainOne) {
     EXPECT_THROW(findDisplay({}, std::nullopt, 7), LocalizedError);
 }
 
-TEST_F(PlacementTests, PutsAnAreaOntoTheDisplayThatShowsMostOfIt) {
+TEST_F(PlacementTests, ClipsAnAreaToTheDisplayThatShowsMostOfIt) {
     const PlacedArea across = placeArea(displays, {1900, 200, 200, 100});
     EXPECT_EQ(across.displayID, 9U);
     EXPECT_EQ(across.area, (Rect{0, 100, 180, 100}));
@@ -126,7 +113,7 @@ TEST_F(PlacementTests, PutsAnAreaOntoTheDisplayThatShowsMostOfIt) {
     }
 }
 
-TEST(StatusLineTests, SaysTimeSizeAndLevel) {
+TEST(StatusLineTests, ShowsTimeSizeAndLevel) {
     using Phase = RecordingStatus::Phase;
     EXPECT_EQ(statusText({Phase::recording, 0, 65, 3'400'000, std::nullopt}), "● 01:05   3.4 MB");
     EXPECT_EQ(statusText({Phase::recording, 0, 3725.9, 1'250'000'000, 0.5F}),

@@ -11,7 +11,7 @@
 
 namespace lumicrate::test {
 
-/// Behind the library's callbacks.
+/// What the library's callbacks work on.
 struct SessionManager::State {
     int listenerCount = 0;
     IceListenObj* listeners = nullptr;
@@ -21,49 +21,41 @@ struct SessionManager::State {
     bool joined = false;
     bool saved = false;
 
-    static State& of(SmPointer data) { return *static_cast<State*>(data); }
-    static Status accept(SmsConn program, SmPointer data, unsigned long* mask, SmsCallbacks* callbacks,
-                         char**);
-    static Status join(SmsConn program, SmPointer data, char* previous);
+    static Status join(SmsConn program, SmPointer data, char* previous) {
+        std::free(previous);
+        char* id = SmsGenerateClientID(program);
+        SmsRegisterClientReply(program, id);
+        std::free(id);
+        // The protocol requires this of a new client.
+        SmsSaveYourself(program, SmSaveLocal, False, SmInteractStyleNone, False);
+        static_cast<State*>(data)->joined = true;
+        return 1;
+    }
+    /// The library requires all callbacks; only two of them matter here.
+    static Status accept(SmsConn program, SmPointer data, unsigned long* mask, SmsCallbacks* all, char**) {
+        static_cast<State*>(data)->program = program;
+        *mask = ~0UL;
+        all->register_client = {join, data};
+        all->interact_request = {[](SmsConn, SmPointer, int) {}, data};
+        all->interact_done = {[](SmsConn, SmPointer, Bool) {}, data};
+        all->save_yourself_request = {[](SmsConn, SmPointer, int, Bool, int, Bool, Bool) {}, data};
+        all->save_yourself_phase2_request = {[](SmsConn, SmPointer) {}, data};
+        all->save_yourself_done = {
+            [](SmsConn, SmPointer self, Bool success) { static_cast<State*>(self)->saved = success; }, data};
+        all->close_connection = {
+            [](SmsConn, SmPointer, int count, char** texts) { SmFreeReasons(count, texts); }, data};
+        all->set_properties = {[](SmsConn, SmPointer, int count, SmProp** properties) {
+                                   for (int i = 0; i < count; ++i)
+                                       SmFreeProperty(properties[i]);
+                                   std::free(properties);
+                               },
+                               data};
+        all->delete_properties = {
+            [](SmsConn, SmPointer, int count, char** texts) { SmFreeReasons(count, texts); }, data};
+        all->get_properties = {[](SmsConn, SmPointer) {}, data};
+        return 1;
+    }
 };
-
-Status SessionManager::State::accept(SmsConn program, SmPointer data, unsigned long* mask,
-                                     SmsCallbacks* callbacks, char**) {
-    of(data).program = program;
-    *mask = SmsRegisterClientProcMask | SmsInteractRequestProcMask | SmsInteractDoneProcMask |
-            SmsSaveYourselfRequestProcMask | SmsSaveYourselfP2RequestProcMask | SmsSaveYourselfDoneProcMask |
-            SmsCloseConnectionProcMask | SmsSetPropertiesProcMask | SmsDeletePropertiesProcMask |
-            SmsGetPropertiesProcMask;
-    callbacks->register_client = {join, data};
-    callbacks->interact_request = {[](SmsConn, SmPointer, int) {}, data};
-    callbacks->interact_done = {[](SmsConn, SmPointer, Bool) {}, data};
-    callbacks->save_yourself_request = {[](SmsConn, SmPointer, int, Bool, int, Bool, Bool) {}, data};
-    callbacks->save_yourself_phase2_request = {[](SmsConn, SmPointer) {}, data};
-    callbacks->save_yourself_done = {[](SmsConn, SmPointer self, Bool well) { of(self).saved = well; }, data};
-    callbacks->close_connection = {
-        [](SmsConn, SmPointer, int count, char** reasons) { SmFreeReasons(count, reasons); }, data};
-    callbacks->set_properties = {[](SmsConn, SmPointer, int count, SmProp** properties) {
-                                     for (int i = 0; i < count; ++i)
-                                         SmFreeProperty(properties[i]);
-                                     std::free(properties);
-                                 },
-                                 data};
-    callbacks->delete_properties = {
-        [](SmsConn, SmPointer, int count, char** names) { SmFreeReasons(count, names); }, data};
-    callbacks->get_properties = {[](SmsConn, SmPointer) {}, data};
-    return 1;
-}
-
-Status SessionManager::State::join(SmsConn program, SmPointer data, char* previous) {
-    std::free(previous);
-    char* id = SmsGenerateClientID(program);
-    SmsRegisterClientReply(program, id);
-    std::free(id);
-    // A new one is to tell at once what it would have to save.
-    SmsSaveYourself(program, SmSaveLocal, False, SmInteractStyleNone, False);
-    of(data).joined = true;
-    return 1;
-}
 
 SessionManager::SessionManager() : state_(std::make_unique<State>()) {
     std::array<char, 256> error{};
@@ -94,7 +86,7 @@ const std::string& SessionManager::address() const {
 }
 
 bool SessionManager::awaitProgram() {
-    // It has answered the first question, too.
+    // Including its reply to the first SaveYourself.
     return serveUntil([this] { return state_->joined && state_->saved; });
 }
 
@@ -117,16 +109,16 @@ bool SessionManager::serveUntil(const std::function<bool()>& reached) {
             watched.push_back({IceGetListenConnectionNumber(state_->listeners[i]), POLLIN, 0});
         if (state_->connection) watched.push_back({IceConnectionNumber(state_->connection), POLLIN, 0});
         poll(watched.data(), watched.size(), 1000);
+        if (state_->connection) {
+            if (watched.back().revents != 0 &&
+                IceProcessMessages(state_->connection, nullptr, nullptr) == IceProcessMessagesIOError)
+                break;
+            continue;
+        }
         for (int i = 0; i < state_->listenerCount; ++i) {
             if ((watched[static_cast<std::size_t>(i)].revents & POLLIN) == 0) continue;
             IceAcceptStatus status{};
             state_->connection = IceAcceptConnection(state_->listeners[i], &status);
-        }
-        if (state_->connection) {
-            pollfd waiting{IceConnectionNumber(state_->connection), POLLIN, 0};
-            if (poll(&waiting, 1, 0) > 0 &&
-                IceProcessMessages(state_->connection, nullptr, nullptr) == IceProcessMessagesIOError)
-                return reached();
         }
     }
     return reached();

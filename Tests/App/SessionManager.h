@@ -1,4 +1,4 @@
-// SessionManager: a login session that programs are part of, and that ends.
+// SessionManager: an X session manager with one client, for tests of the end of a login session.
 #pragma once
 
 #include <functional>
@@ -7,7 +7,6 @@
 
 namespace lumicrate::test {
 
-/// The X session management protocol, for one program.
 class SessionManager {
  public:
     /// Throws std::runtime_error when it cannot listen.
@@ -20,7 +19,7 @@ class SessionManager {
     const std::string& address() const;
     /// Waits until the program has joined the session.
     bool awaitProgram();
-    /// Asks the program to save what it has, as the session is about to end; true when it says that it has.
+    /// Asks the program to save, as if the session were about to end; true when it says that it has.
     bool askToSave();
     /// Ends the program.
     void end();

@@ -1,37 +1,20 @@
-// Recordings of a window that is moved, resized, covered and closed: the real program, with windows whose
-// every cell says where in the window it lies.
-
-#include "Tests/App/Recording.h"
-#include "Tests/Linux/TemporaryFolder.h"
+// Recordings of a window that is moved, resized, covered and closed. Every cell of the window has a colour
+// that tells its place in the window.
+#include "Tests/App/ProgramTest.h"
 #include "Tests/Linux/X11/TestWindow.h"
-#include "Tests/Stage/MovieProbe.h"
-#include "Tests/Stage/PrivateDesktop.h"
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <chrono>
 #include <cmath>
-#include <csignal>
-#include <memory>
-#include <optional>
-#include <thread>
 
 namespace lumicrate::test {
 namespace {
-
-using stage::MovieProbe;
-using stage::Picture;
-using stage::Rgb;
-using testing::HasSubstr;
-using testing::IsEmpty;
 
 constexpr int cell = 10;
 constexpr std::uint32_t occluder = 0xff00ff;
 constexpr std::uint32_t wallpaper = 0x00a000;
 
-/// A window of which every cell has a colour of its own.
+/// A window whose cells all have different colours.
 class MarkedWindow {
  public:
     MarkedWindow(const std::string& displayName, const PixelRect& frame, bool managed = false)
@@ -43,7 +26,7 @@ class MarkedWindow {
         window.place(frame);
         draw(frame.width, frame.height);
     }
-    /// Makes a difference in the first cell, a small one.
+    /// Changes the first cell a little.
     void blink(bool on) {
         for (int y = 0; y < cell; ++y)
             std::fill_n(picture_.row(y), cell, on ? 0x282cc8U : 0x2828c8U);
@@ -69,18 +52,18 @@ class MarkedWindow {
 };
 
 /// What a picture shows of the window.
-struct Seen {
+struct Appearance {
     int black = 0;
     int marked = 0;
-    int foreign = 0;  ///< samples of an occluder or the desktop; what lies on an edge is none of all these
-    /// Where the window's top left corner is in the picture, on average and at most away from that.
+    int foreign = 0;  ///< samples of an occluder or the desktop; samples on edges are not counted
+    /// Mean place of the window's top left corner in the picture, and the largest deviation from it.
     double x = 0;
     double y = 0;
     double spread = 0;
 };
 
-Seen look(const Picture& picture, double scale = 1) {
-    Seen seen;
+Appearance analyze(const Picture& picture, double scale = 1) {
+    Appearance seen;
     std::vector<std::pair<double, double>> corners;
     for (int y = 3; y < picture.height; y += 5) {
         for (int x = 3; x < picture.width; x += 5) {
@@ -106,62 +89,44 @@ Seen look(const Picture& picture, double scale = 1) {
 }
 
 /// With a compositing manager and without one.
-class WindowRecordingTests : public testing::TestWithParam<bool> {
+class WindowRecordingTests : public ProgramTest, public testing::WithParamInterface<bool> {
  protected:
     static constexpr int width = 200;
     static constexpr int height = 150;
 
-    WindowRecordingTests() {
-        stage::PrivateDesktop::Options options;
-        options.display = {1280, 480, true, GetParam()};
-        options.sound = false;
-        desktop.emplace(options);
-        for (const auto& [name, place] :
-             {std::pair{"left", "640/170x480/127+0+0"}, {"right", "640/170x480/127+640+0"}})
-            stage::ChildProcess({"xrandr", "--setmonitor", name, place, "none"}, {}).mustEnd(30);
-        desktopPicture.emplace(display(), TestWindow::Look{.frame = {0, 0, 1280, 480}, .colour = wallpaper});
+    WindowRecordingTests() : ProgramTest({.display = {1280, 480, true, false}, .sound = false}) {
+        setCompositor(GetParam());
+        setMonitor("left", "640/170x480/127+0+0");
+        setMonitor("right", "640/170x480/127+640+0");
+        background.emplace(display(), TestWindow::Look{.frame = {0, 0, 1280, 480}, .colour = wallpaper});
         marked.emplace(display(), PixelRect{100, 100, width, height});
     }
-
-    std::string display() { return desktop->display().displayName(); }
 
     void start() {
         program.emplace(recordArguments(file, {"--window", marked->id(), "--no-cursor"}));
         awaitRecorded();
     }
-    /// Until what the window shows now is in the file, and following has caught up.
+    /// Waits until the window's present state is in the file, and the recording follows its present place.
     void awaitRecorded() {
-        std::this_thread::sleep_for(std::chrono::milliseconds(300));
-        std::jthread blinking([this](const std::stop_token& enough) {
-            for (std::uint32_t i = 0; !enough.stop_requested(); ++i) {
-                marked->blink(i % 2 == 0);
-                std::this_thread::sleep_for(std::chrono::milliseconds(30));
-            }
-        });
-        awaitGrowth(file);
+        pass(0.3);
+        awaitGrowth(file, [this](bool on) { marked->blink(on); });
     }
-
     MovieProbe& stop() {
-        program->process().signal(SIGINT);
-        const Outcome outcome = program->end();
-        EXPECT_EQ(outcome.status, 0) << outcome.error;
+        program->stop();
         return movie.emplace(file);
     }
-    /// Every picture shows the window and black, nothing else, and the window in one piece.
+    /// Expects every picture to show only the window, in one piece, and black.
     void expectPure() {
         movie->visitPictures([&](const Picture& picture) {
-            const Seen seen = look(picture);
+            const Appearance seen = analyze(picture);
             EXPECT_EQ(seen.foreign, 0) << "at " << picture.time;
             EXPECT_LE(seen.spread, 1.5 * cell) << "at " << picture.time;
             return true;
         });
     }
 
-    std::optional<stage::PrivateDesktop> desktop;
-    std::optional<TestWindow> desktopPicture;
+    std::optional<TestWindow> background;
     std::optional<MarkedWindow> marked;
-    TemporaryFolder folder;
-    const std::filesystem::path file = folder / "movie.mp4";
     std::optional<Program> program;
     std::optional<MovieProbe> movie;
 };
@@ -170,14 +135,14 @@ INSTANTIATE_TEST_SUITE_P(Composition, WindowRecordingTests, testing::Bool(), [](
     return compositor.param ? "WithACompositor" : "WithoutOne";
 });
 
-TEST_P(WindowRecordingTests, AWindowIsWholeAndAloneWhileItIsDraggedAndCovered) {
+TEST_P(WindowRecordingTests, ADraggedAndCoveredWindowIsRecordedWholeAndAlone) {
     TestWindow above(display(), {.frame = {150, 120, 80, 60}, .colour = occluder});
     start();
-    // Under the other one, and under its edges, to and fro.
+    // Below the other window, and below its edges.
     for (int step = 0; step <= 60; ++step) {
         marked->window.move(100 + step * 5, 100 + step * 2);
         if (step % 10 == 5) above.move(120 + step * 5, 110 + step * 2);
-        std::this_thread::sleep_for(std::chrono::milliseconds(15));
+        pass(0.015);
     }
     awaitRecorded();
     stop();
@@ -185,12 +150,12 @@ TEST_P(WindowRecordingTests, AWindowIsWholeAndAloneWhileItIsDraggedAndCovered) {
     EXPECT_EQ(movie->videoTrack().width, width);
     EXPECT_EQ(movie->videoTrack().height, height);
     const stage::OwnedPicture last = movie->lastPicture();
-    EXPECT_EQ(look(*last).black, 0);
-    EXPECT_NEAR(look(*last).x, 0, 1.5);
-    EXPECT_NEAR(look(*last).y, 0, 1.5);
+    EXPECT_EQ(analyze(*last).black, 0);
+    EXPECT_NEAR(analyze(*last).x, 0, 1.5);
+    EXPECT_NEAR(analyze(*last).y, 0, 1.5);
 }
 
-TEST_P(WindowRecordingTests, TheCropIsWhatTheDisplayShowsOfTheWindow) {
+TEST_P(WindowRecordingTests, TheCropShowsThePartOnTheDisplay) {
     const struct {
         const char* what;
         PixelRect frame;
@@ -210,7 +175,7 @@ TEST_P(WindowRecordingTests, TheCropIsWhatTheDisplayShowsOfTheWindow) {
         marked->place(frame);
         awaitRecorded();
         const stage::OwnedPicture last = stop().lastPicture();
-        const Seen seen = look(*last, scale);
+        const Appearance seen = analyze(*last, scale);
         EXPECT_NEAR(seen.x, x, 2);
         EXPECT_NEAR(seen.y, y, 2);
         EXPECT_LE(seen.spread, 1.5 * cell * std::max(scale, 1.0));
@@ -227,42 +192,40 @@ TEST_P(WindowRecordingTests, OnAnotherDisplayTheCropStaysWhereItWas) {
     start();
     for (int x = 100; x <= 800; x += 20) {
         marked->window.move(x, 100);
-        std::this_thread::sleep_for(std::chrono::milliseconds(15));
+        pass(0.015);
     }
-    std::this_thread::sleep_for(std::chrono::milliseconds(400));
+    pass(0.4);
     marked->window.move(110, 90);
     awaitRecorded();
     stop();
     expectPure();
     const stage::OwnedPicture last = movie->lastPicture();
-    EXPECT_NEAR(look(*last).x, 0, 1.5);
-    EXPECT_EQ(look(*last).black, 0);
+    EXPECT_NEAR(analyze(*last).x, 0, 1.5);
+    EXPECT_EQ(analyze(*last).black, 0);
 }
 
-TEST_P(WindowRecordingTests, AWindowThatGoesLeavesItsLastPicture) {
+TEST_P(WindowRecordingTests, AClosedWindowLeavesItsLastPicture) {
     start();
     const auto begun = std::chrono::steady_clock::now();
     marked.reset();
-    // Gets the number that has become free.
+    // Reuses the freed window ID.
     TestWindow instead(display(), {.frame = {100, 100, width, height}, .colour = occluder});
-    std::this_thread::sleep_for(std::chrono::seconds(1));
+    pass(1);
     const std::chrono::duration<double> passed = std::chrono::steady_clock::now() - begun;
     EXPECT_GT(stop().duration(), passed.count());
     expectPure();
-    EXPECT_EQ(look(*movie->lastPicture()).black, 0);
+    EXPECT_EQ(analyze(*movie->lastPicture()).black, 0);
 }
 
-TEST_P(WindowRecordingTests, AMinimizedWindowStandsStillAndGoesOnWhenItIsBack) {
+TEST_P(WindowRecordingTests, AMinimizedWindowFreezesUntilItIsRestored) {
     marked.emplace(display(), PixelRect{100, 100, width, height}, true);
-    const auto manage = [this](const char* command) {
-        stage::ChildProcess({"xdotool", command, "--sync", marked->id()}, {}).mustEnd(30);
-    };
+    const auto manage = [this](const char* command) { xdotool({command, "--sync", marked->id()}); };
     start();
     manage("windowminimize");
-    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    pass(0.5);
     manage("windowmap");
     marked->window.fill(0x28dcc8);
-    std::this_thread::sleep_for(std::chrono::milliseconds(500));
+    pass(0.5);
     const stage::OwnedPicture last = stop().lastPicture();
     EXPECT_LE(last->rgbAt(last->width / 2, last->height / 2).distanceTo({0x28, 0xdc, 0xc8}), 8);
     EXPECT_GT(movie->duration(), 1);
