@@ -1,6 +1,8 @@
 // Recordings of a monitor that is moved, resized, rotated or removed meanwhile.
 #include "Tests/App/ProgramTest.h"
 
+#include <nlohmann/json.hpp>
+
 #include <chrono>
 
 namespace lumicrate::test {
@@ -96,6 +98,10 @@ TEST_F(DisplayEventTests, AChangedMonitorIsFittedIntoTheSamePicture) {
 
 TEST_F(DisplayEventTests, OnlyTheRecordedMonitorEndsTheRecordingWhenItGoes) {
     setMonitor("other", "320/100x240/100+0+0");
+    const auto displays = nlohmann::json::parse(run({"sources", "--json"}).output)["displays"];
+    ASSERT_EQ(displays.size(), 2U);
+    EXPECT_EQ(displays[0]["name"], "beamer");
+    EXPECT_EQ(displays[0]["x"], 640);
     Program program = record({"--screen=beamer"});
     awaitRecorded(usual);
     deleteMonitor("other");

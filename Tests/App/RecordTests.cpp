@@ -2,8 +2,6 @@
 #include "Tests/App/ProgramTest.h"
 #include "Tests/Stage/Measure.h"
 
-#include <nlohmann/json.hpp>
-
 #include <algorithm>
 #include <cmath>
 #include <fstream>
@@ -172,28 +170,6 @@ TEST_F(RecordTests, AfterRandomDrawingTheLastPictureIsTheScreen) {
     program.stop();
     const auto screen = Painter().read(0, 0, width, height);
     EXPECT_LT(maxBlockDifference(*MovieProbe(file).lastPicture(), screen), 4);
-}
-
-TEST_F(RecordTests, AMonitorIsRecordedByName) {
-    setMonitor("left", "800/200x900/200+0+0", "screen");
-    setMonitor("right", "800/200x900/200+800+0");
-    Painter painter;
-    painter.fill(0, 0, 800, height, 0x0000FF);
-    painter.fill(800, 0, 800, height, 0x00FF00);
-
-    const auto listed = nlohmann::json::parse(run({"sources", "--json"}).output);
-    ASSERT_EQ(listed["displays"].size(), 2U);
-    EXPECT_EQ(listed["displays"][1]["name"], "right");
-    EXPECT_EQ(listed["displays"][1]["x"], 800);
-    EXPECT_FALSE(listed["microphones"].empty());
-
-    recordToEnd({"--screen", "right", "--duration", "0.5"});
-    for (const char* monitor : {"left", "right"})
-        deleteMonitor(monitor);
-    const stage::OwnedPicture picture = MovieProbe(file).lastPicture();
-    EXPECT_EQ(picture->width, 800);
-    EXPECT_LE(picture->rgbAt(2, 2).distanceTo({0, 255, 0}), 6);
-    EXPECT_LE(picture->rgbAt(797, 897).distanceTo({0, 255, 0}), 6);
 }
 
 TEST_F(RecordTests, PictureAndSoundStayInStepAcrossAPause) {

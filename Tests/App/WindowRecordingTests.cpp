@@ -188,22 +188,6 @@ TEST_P(WindowRecordingTests, TheCropShowsThePartOnTheDisplay) {
     }
 }
 
-TEST_P(WindowRecordingTests, OnAnotherDisplayTheCropStaysWhereItWas) {
-    start();
-    for (int x = 100; x <= 800; x += 20) {
-        marked->window.move(x, 100);
-        pass(0.015);
-    }
-    pass(0.4);
-    marked->window.move(110, 90);
-    awaitRecorded();
-    stop();
-    expectPure();
-    const stage::OwnedPicture last = movie->lastPicture();
-    EXPECT_NEAR(analyze(*last).x, 0, 1.5);
-    EXPECT_EQ(analyze(*last).black, 0);
-}
-
 TEST_P(WindowRecordingTests, AClosedWindowLeavesItsLastPicture) {
     start();
     const auto begun = std::chrono::steady_clock::now();

@@ -40,7 +40,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-/// Prints each line once it is complete: "capture   extension MIT-SHM 1.2". Any thread.
+/// Prints one line: "capture   extension MIT-SHM 1.2". Any thread.
 void printLine(std::string_view topic, std::string_view text) {
     static std::mutex mutex;
     const std::lock_guard lock(mutex);

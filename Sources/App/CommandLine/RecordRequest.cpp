@@ -151,18 +151,18 @@ RecordRequest readRecordRequest(const ParsedOptions& parsed, const RecordingOpti
     return request;
 }
 
-SCDisplay findDisplay(const std::vector<SCDisplay>& displays, const ScreenName& wanted,
+SCDisplay findDisplay(const std::vector<SCDisplay>& displays, const ScreenName& name,
                       std::uint32_t mainDisplayID) {
     const auto matches = [&](const SCDisplay& display) {
-        if (!wanted) return display.displayID == mainDisplayID;
-        return *wanted == display.localizedName || *wanted == std::to_string(display.displayID);
+        if (!name) return display.displayID == mainDisplayID;
+        return *name == display.localizedName || *name == std::to_string(display.displayID);
     };
     const auto found = std::find_if(displays.begin(), displays.end(), matches);
     if (found != displays.end()) return *found;
-    if (wanted) {
+    if (name) {
         throw LocalizedError(fmt::format(
             fmt::runtime(localized("There is no screen “{}”. “lumicrate sources” lists the screens.")),
-            *wanted));
+            *name));
     }
     if (displays.empty()) throw LocalizedError(localized("No display is available to record."));
     return displays.front();

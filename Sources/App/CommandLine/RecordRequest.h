@@ -44,7 +44,7 @@ RecordRequest readRecordRequest(const ParsedOptions& parsed, const RecordingOpti
                                 std::optional<CaptureMode> storedMode);
 
 /// The display with that number or name, or the main one. Throws LocalizedError when there is none.
-SCDisplay findDisplay(const std::vector<SCDisplay>& displays, const ScreenName& wanted,
+SCDisplay findDisplay(const std::vector<SCDisplay>& displays, const ScreenName& name,
                       std::uint32_t mainDisplayID);
 
 /// Throws LocalizedError when no window has that number.

@@ -53,8 +53,8 @@ Coordinates Coordinates::now() {
     std::vector<QtScreen> screens;
     const QScreen* const primary = QGuiApplication::primaryScreen();
     if (primary) screens.push_back(QtScreen::of(*primary));
-    for (const QScreen* each : QGuiApplication::screens())
-        if (each != primary) screens.push_back(QtScreen::of(*each));
+    for (const QScreen* screen : QGuiApplication::screens())
+        if (screen != primary) screens.push_back(QtScreen::of(*screen));
     return Coordinates(std::move(screens));
 }
 
@@ -85,10 +85,10 @@ QRect Coordinates::windowGeometry(const Rect& points) const {
 const QtScreen* Coordinates::screenShowing(const QRectF& pixels) const {
     const QtScreen* best = nullptr;
     double bestDistance = std::numeric_limits<double>::infinity();
-    for (const QtScreen& each : screens_) {
-        const double here = distance(each.pixels(), pixels.center());
+    for (const QtScreen& screen : screens_) {
+        const double here = distance(screen.pixels(), pixels.center());
         if (here >= bestDistance) continue;
-        best = &each;
+        best = &screen;
         bestDistance = here;
     }
     return best;

@@ -102,10 +102,10 @@ bool KeyMonitor::isConsumed(const QKeyEvent& pressed) {
     if (handlers_->empty() || isModifier(pressed.key())) return false;
     const NSEvent event = translated(pressed);
     std::vector<std::weak_ptr<Handler>> newestFirst;
-    for (auto each = handlers_->rbegin(); each != handlers_->rend(); ++each)
-        newestFirst.emplace_back(each->second);
-    for (const auto& each : newestFirst) {
-        if (const auto handler = each.lock(); handler && (*handler)(event)) return true;
+    for (auto entry = handlers_->rbegin(); entry != handlers_->rend(); ++entry)
+        newestFirst.emplace_back(entry->second);
+    for (const auto& entry : newestFirst) {
+        if (const auto handler = entry.lock(); handler && (*handler)(event)) return true;
     }
     return false;
 }

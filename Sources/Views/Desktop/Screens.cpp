@@ -34,8 +34,8 @@ std::vector<NSScreen> Screens::screens() const {
     std::vector<NSScreen> all;
     const QScreen* const primary = QGuiApplication::primaryScreen();
     if (primary) all.push_back(described(*primary));
-    for (const QScreen* each : QGuiApplication::screens())
-        if (each != primary) all.push_back(described(*each));
+    for (const QScreen* screen : QGuiApplication::screens())
+        if (screen != primary) all.push_back(described(*screen));
     return all;
 }
 

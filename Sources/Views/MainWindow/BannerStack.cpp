@@ -78,7 +78,7 @@ void BannerStack::show(const std::vector<Banner>& banners) {
     std::vector<std::pair<Banner, QWidget*>> next;
     for (const Banner& banner : banners) {
         const auto known = std::find_if(shown_.begin(), shown_.end(),
-                                        [&banner](const auto& each) { return each.first == banner; });
+                                        [&banner](const auto& shown) { return shown.first == banner; });
         if (known != shown_.end()) {
             next.push_back(*known);
             shown_.erase(known);

@@ -65,8 +65,8 @@ RecordingRows::Urls RecordingList::selected() const {
     QModelIndexList indexes = selectionModel()->selectedRows();
     std::sort(indexes.begin(), indexes.end());
     RecordingRows::Urls urls;
-    for (const QModelIndex& each : indexes)
-        urls.push_back(model_->url(each));
+    for (const QModelIndex& row : indexes)
+        urls.push_back(model_->url(row));
     return urls;
 }
 

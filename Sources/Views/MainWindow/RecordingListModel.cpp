@@ -86,8 +86,8 @@ QStringList RecordingListModel::mimeTypes() const {
 
 QMimeData* RecordingListModel::mimeData(const QModelIndexList& indexes) const {
     QList<QUrl> urls;
-    for (const QModelIndex& each : indexes)
-        urls.push_back(QUrl::fromLocalFile(QFile::decodeName(url(each).c_str())));
+    for (const QModelIndex& row : indexes)
+        urls.push_back(QUrl::fromLocalFile(QFile::decodeName(url(row).c_str())));
     auto* data = new QMimeData;
     data->setUrls(urls);
     return data;
@@ -118,12 +118,12 @@ void RecordingListModel::reorder(std::vector<std::filesystem::path> now) {
     Q_EMIT layoutAboutToBeChanged();
     const QModelIndexList before = persistentIndexList();
     std::vector<std::filesystem::path> targets;
-    for (const QModelIndex& each : before)
-        targets.push_back(url(each));
+    for (const QModelIndex& row : before)
+        targets.push_back(url(row));
     urls_ = std::move(now);
     QModelIndexList after;
-    for (const std::filesystem::path& each : targets)
-        after.push_back(indexOf(each));
+    for (const std::filesystem::path& target : targets)
+        after.push_back(indexOf(target));
     changePersistentIndexList(before, after);
     Q_EMIT layoutChanged();
 }

@@ -70,8 +70,8 @@ void SourceBarView::addDetails(QVBoxLayout& column, WindowPicker& picker) {
     note_->setAlignment(Qt::AlignCenter);
     note_->setMinimumHeight(window_->sizeHint().height());
 
-    for (QWidget* each : std::initializer_list<QWidget*>{window_, display_, note_})
-        column.addWidget(each);
+    for (QWidget* widget : std::initializer_list<QWidget*>{window_, display_, note_})
+        column.addWidget(widget);
 }
 
 void SourceBarView::show(const SourceBar::Content& content) {
@@ -92,10 +92,10 @@ void SourceBarView::show(const SourceBar::Content& content) {
 void SourceBarView::openDisplays() {
     const SourceBar::Content& content = *sources_.content;
     std::vector<MenuItem> items;
-    for (const SourceBar::Display& each : content.displays) {
-        items.push_back(
-            MenuItem::command(each.description(), [this, id = each.id] { sources_.chooseDisplay(id); }));
-        items.back().checked = each.id == content.display;
+    for (const SourceBar::Display& display : content.displays) {
+        items.push_back(MenuItem::command(display.description(),
+                                          [this, id = display.id] { sources_.chooseDisplay(id); }));
+        items.back().checked = display.id == content.display;
     }
     fillMenu(*displayMenu_, items);
     displayMenu_->setMinimumWidth(display_->width());
@@ -106,9 +106,9 @@ void SourceBarView::showDisplay(const SourceBar::Content& content) {
     note_->setVisible(!content.note.empty());
     note_->setText(qtText(content.note));
     display_->setVisible(content.picksDisplay);
-    for (const SourceBar::Display& each : content.displays) {
-        if (each.id != content.display) continue;
-        display_->setText(qtText(each.description()));
+    for (const SourceBar::Display& display : content.displays) {
+        if (display.id != content.display) continue;
+        display_->setText(qtText(display.description()));
         display_->setAccessibleName(localizedText("Screen: ") + display_->text());
     }
 }

@@ -68,11 +68,11 @@ void WindowPickerPopup::openBelow(const QWidget& anchor) {
     const QRect free = anchor.screen()->availableGeometry();
     const QPoint below = anchor.mapToGlobal(QPoint(0, anchor.height() + 4));
     const QPoint above = anchor.mapToGlobal(QPoint(0, -4));
-    const int wanted = rows * rowHeight + frame;
+    const int neededHeight = rows * rowHeight + frame;
     const int roomBelow = free.bottom() + 1 - below.y();
     const int roomAbove = above.y() - free.top();
-    const bool goesBelow = wanted <= roomBelow || roomBelow >= roomAbove;
-    const int height = std::min(wanted, goesBelow ? roomBelow : roomAbove);
+    const bool goesBelow = neededHeight <= roomBelow || roomBelow >= roomAbove;
+    const int height = std::min(neededHeight, goesBelow ? roomBelow : roomAbove);
     setGeometry(below.x(), goesBelow ? below.y() : above.y() - height, anchor.width(), height);
     QFrame::show();
     list_->setFocus(Qt::PopupFocusReason);
@@ -85,8 +85,9 @@ void WindowPickerPopup::fill(const SourceBar::Content& content) {
     const auto idOf = [this](int row) { return list_->item(row)->data(windowIdRole).toUInt(); };
     const auto& windows = content.windows;
     for (int row = list_->count() - 1; row >= 0; --row) {
-        const bool stays = std::any_of(windows.begin(), windows.end(),
-                                       [&](const SourceBar::Window& each) { return each.id == idOf(row); });
+        const bool stays =
+            std::any_of(windows.begin(), windows.end(),
+                        [&](const SourceBar::Window& candidate) { return candidate.id == idOf(row); });
         if (!stays) delete list_->takeItem(row);
     }
     for (int row = 0; row < static_cast<int>(windows.size()); ++row) {

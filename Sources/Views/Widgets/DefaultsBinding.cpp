@@ -83,7 +83,7 @@ void bindChoice(QComboBox& box, NSUserDefaults& defaults, std::string key, const
     binding->start([&box, choices, fallback](const NSUserDefaults& from, const std::string& stored) {
         const auto matching = [&](const auto& matches) {
             return std::find_if(choices.begin(), choices.end(),
-                                [&](const auto& each) { return matches(each.first); });
+                                [&](const auto& choice) { return matches(choice.first); });
         };
         auto found = matching([&](const DefaultsValue& value) { return isStored(value, from, stored); });
         if (found == choices.end())

@@ -1,12 +1,18 @@
-#include "Tests/Stage/PrivateDesktop.h"
-#include "Tests/Views/Settings/SettingsStage.h"
-#include "Views/Shell/AboutWindow.h"
+// The settings window and the small windows with messages, under real keys.
+#include "App/QtExecutor.h"
+#include "Linux/X11/Input/HotKeys.h"
+#include "Lumicrate/Recording/RecordingOptions.h"
+#include "Lumicrate/Settings/SettingsModel.h"
+#include "Lumicrate/Shell/Welcome.h"
+#include "Tests/Linux/Desktop/EventLoop.h"
+#include "Tests/Lumicrate/FakePlatform.h"
+#include "Tests/Lumicrate/Settings/SettingsFakes.h"
+#include "Tests/Stage/ChildProcess.h"
+#include "Views/Desktop/KeyMonitor.h"
+#include "Views/Settings/SettingsWindow.h"
 #include "Views/Shell/PermissionWindow.h"
 #include "Views/Shell/SingleWindow.h"
 #include "Views/Shell/WelcomeWindow.h"
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <QAbstractButton>
 #include <QCheckBox>
@@ -14,6 +20,7 @@
 #include <QLabel>
 #include <QPointer>
 #include <QTest>
+#include <algorithm>
 
 namespace lumicrate::test {
 namespace {
@@ -27,36 +34,28 @@ void type(const std::string& keys) {
 
 template <class Widget>
 Widget* named(QWidget& window, const QString& beginning) {
-    for (auto* each : window.findChildren<Widget*>()) {
-        if (each->accessibleName().startsWith(beginning)) return each;
-    }
+    for (auto* widget : window.findChildren<Widget*>())
+        if (widget->accessibleName().startsWith(beginning)) return widget;
     ADD_FAILURE() << "no control is called " << beginning.toStdString();
     return nullptr;
 }
 
 bool says(QWidget& window, const QString& text) {
-    const auto labels = window.findChildren<QLabel*>();
-    return std::any_of(labels.begin(), labels.end(),
-                       [&](QLabel* each) { return each->isVisible() && each->text() == text; });
+    return std::ranges::any_of(window.findChildren<QLabel*>(),
+                               [&](QLabel* label) { return label->isVisible() && label->text() == text; });
 }
 
 class SettingsWindowTests : public testing::Test {
  protected:
-    SettingsWindow& open() {
-        auto& window = static_cast<SettingsWindow&>(
-            windows->show("settings", [this] { return std::make_unique<SettingsWindow>(settings.model()); }));
-        EXPECT_TRUE(await([&] { return window.isActiveWindow(); }));
-        return window;
-    }
+    SettingsWindowTests() { RecordingOptions::registerDefaults(defaults); }
 
-    /// Windows go when they have not got the focus, so that the window manager does not move it once more
-    /// under the next test.
+    /// Deletes windows when they are not active, so that the window manager does not move the focus again in
+    /// the next test.
     void TearDown() override {
         desk->activateWindow();
         EXPECT_TRUE(await([] { return desk->isActiveWindow(); }));
         windows.reset();
     }
-
     static void SetUpTestSuite() {
         desk = std::make_unique<QWidget>();
         desk->show();
@@ -64,12 +63,42 @@ class SettingsWindowTests : public testing::Test {
     }
     static void TearDownTestSuite() { desk.reset(); }
 
+    QWidget& show(const std::string& kind, const std::function<std::unique_ptr<QWidget>()>& make) {
+        QWidget& window = windows->show(kind, make);
+        EXPECT_TRUE(await([&] { return window.isActiveWindow(); }));
+        return window;
+    }
+    SettingsWindow& open() {
+        const auto make = [this] {
+            return std::make_unique<SettingsWindow>(std::make_unique<SettingsModel>(SettingsModel::Services{
+                {defaults, center, monitor,
+                 [this] { bindShortcuts(center, defaults, [](ShortcutAction) {}); }, [this] { ++beeps; }},
+                login,
+                microphones,
+                unavailable,
+                "/home/me/Videos/Lumicrate",
+                "/home/me",
+                [] { throw PlatformError("There is no file viewer to open it with."); }}));
+        };
+        return static_cast<SettingsWindow&>(show("settings", make));
+    }
+
     static inline std::unique_ptr<QWidget> desk;
-    SettingsStage settings;
+    FakeDefaults defaults;
+    FakeHotKeys hotKeys;
+    HotKeyCenter center{hotKeys};
+    app::QtExecutor executor;
+    x11::HotKeys keyboard{executor};
+    views::KeyMonitor monitor{{[this](std::uint32_t key) { return keyboard.keysymOf(key); },
+                               [this](std::uint32_t key) { return keyboard.virtualKeyCodeOf(key); }}};
+    FakeLoginService login;
+    Published<std::vector<CaptureDevice>> microphones;
+    Published<std::vector<std::string>> unavailable;
+    int beeps = 0;
     std::optional<SingleWindow> windows{std::in_place};
 };
 
-TEST_F(SettingsWindowTests, AShortcutIsTypedOnRealKeys) {
+TEST_F(SettingsWindowTests, AShortcutIsTypedOnTheKeyboard) {
     SettingsWindow& window = open();
     window.showPage(SettingsModel::Page::shortcuts);
     auto* button = named<QAbstractButton>(window, "Start / stop: Alt");
@@ -95,14 +124,13 @@ TEST_F(SettingsWindowTests, AShortcutIsTypedOnRealKeys) {
     for (const auto& [keys, label, message] : cases) {
         if (button->text() != "Type shortcut…") button->click();
         ASSERT_EQ(button->text(), "Type shortcut…");
-        const int beeps = settings.beeps;
+        const int before = beeps;
         const bool refused = *message != 0;
         type(keys);
-        EXPECT_TRUE(await([&] { return refused ? settings.beeps > beeps : button->text() == label; }))
-            << keys;
+        EXPECT_TRUE(await([&] { return refused ? beeps > before : button->text() == label; })) << keys;
         EXPECT_EQ(button->text(), label) << keys;
         EXPECT_TRUE(!refused || says(window, message)) << keys;
-        EXPECT_EQ(settings.hotKeys.grabs.empty(), refused) << keys;
+        EXPECT_EQ(hotKeys.grabs.empty(), refused) << keys;
         EXPECT_TRUE(window.isVisible()) << keys << " closed the window";
     }
     named<QAbstractButton>(window, "Start / stop: Restore")->click();
@@ -110,51 +138,51 @@ TEST_F(SettingsWindowTests, AShortcutIsTypedOnRealKeys) {
 
     button->click();
     window.showPage(SettingsModel::Page::audio);
-    EXPECT_EQ(settings.hotKeys.grabs.size(), 3U) << "a field that is not seen does not listen";
+    EXPECT_EQ(hotKeys.grabs.size(), 3U) << "a hidden field does not listen";
     type("Escape");
-    EXPECT_TRUE(await([&] { return !window.isVisible(); })) << "Escape belongs to the window again";
+    EXPECT_TRUE(await([&] { return !window.isVisible(); })) << "Escape closes the window again";
 }
 
-TEST_F(SettingsWindowTests, AnotherWindowsComingEndsListening) {
+TEST_F(SettingsWindowTests, ActivatingAnotherWindowEndsListening) {
     SettingsWindow& window = open();
     window.showPage(SettingsModel::Page::shortcuts);
     auto* button = named<QAbstractButton>(window, "Record area: Alt");
     button->click();
-    EXPECT_TRUE(settings.hotKeys.grabs.empty());
+    EXPECT_TRUE(hotKeys.grabs.empty());
     QWidget other;
     other.show();
     EXPECT_TRUE(QTest::qWaitForWindowExposed(&other));
     other.activateWindow();
-    EXPECT_TRUE(await([&] { return settings.hotKeys.grabs.size() == 3; }));
-    settings.unavailable = std::vector<std::string>{"⌥⌘R"};
+    EXPECT_TRUE(await([&] { return hotKeys.grabs.size() == 3; }));
+    unavailable = std::vector<std::string>{"⌥⌘R"};
     EXPECT_TRUE(says(window, "Another app is using ⌥⌘R. Pick a different shortcut."));
 }
 
-TEST_F(SettingsWindowTests, ControlsWriteAtOnceAndFollow) {
+TEST_F(SettingsWindowTests, ControlsStoreAtOnceAndFollowThePreferences) {
     SettingsWindow& window = open();
     auto* countdown = named<QCheckBox>(window, "Count down");
     EXPECT_TRUE(countdown->isChecked());
     QTest::keyClick(countdown, Qt::Key_Space);
-    EXPECT_FALSE(settings.defaults.boolForKey("countdown"));
-    settings.defaults.set("countdown", true);
+    EXPECT_FALSE(defaults.boolForKey("countdown"));
+    defaults.set("countdown", true);
     EXPECT_TRUE(countdown->isChecked());
 
     auto* rate = named<QComboBox>(window, "Frames");
     EXPECT_EQ(rate->currentText(), "30");
     QTest::keyClick(rate, Qt::Key_Down);
-    EXPECT_EQ(settings.defaults.integerForKey("fps"), 60);
-    settings.defaults.set("fps", std::int64_t{24});
+    EXPECT_EQ(defaults.integerForKey("fps"), 60);
+    defaults.set("fps", std::int64_t{24});
     EXPECT_EQ(rate->currentText(), "24");
 
-    settings.defaults.readOnly = true;
+    defaults.readOnly = true;
     QTest::keyClick(countdown, Qt::Key_Space);
     EXPECT_TRUE(countdown->isChecked());
     EXPECT_TRUE(says(window, "The preferences can't be written."));
-    settings.defaults.readOnly = false;
+    defaults.readOnly = false;
     QTest::keyClick(countdown, Qt::Key_Space);
     EXPECT_FALSE(says(window, "The preferences can't be written."));
 
-    settings.login.refuses = true;
+    login.refuses = true;
     auto* login = named<QCheckBox>(window, "Start Lumicrate");
     QTest::keyClick(login, Qt::Key_Space);
     EXPECT_FALSE(login->isChecked());
@@ -163,23 +191,23 @@ TEST_F(SettingsWindowTests, ControlsWriteAtOnceAndFollow) {
     EXPECT_TRUE(says(window, "There is no file viewer to open it with."));
 }
 
-TEST_F(SettingsWindowTests, TheMenuOfMicrophonesFollowsThem) {
-    settings.defaults.set("microphoneID", std::string("usb"));
+TEST_F(SettingsWindowTests, TheMicrophoneMenuFollowsTheDevices) {
+    defaults.set("microphoneID", std::string("usb"));
     SettingsWindow& window = open();
     auto* box = named<QComboBox>(window, "Microphone");
     EXPECT_EQ(box->currentText(), "A microphone that is not connected");
-    settings.microphones = std::vector<CaptureDevice>{{"card", "Built-in"}, {"usb", "Desk"}};
+    microphones = std::vector<CaptureDevice>{{"card", "Built-in"}, {"usb", "Desk"}};
     EXPECT_TRUE(await([&] { return box->currentText() == "Desk"; }));
-    settings.microphones = std::vector<CaptureDevice>{{"card", "Built-in"}};
+    microphones = std::vector<CaptureDevice>{{"card", "Built-in"}};
     EXPECT_TRUE(await([&] { return box->currentText() == "A microphone that is not connected"; }));
     box->setFocus();
     QTest::keyClick(box, Qt::Key_Up);
-    EXPECT_EQ(settings.defaults.stringForKey("microphoneID"), "card");
-    EXPECT_TRUE(await([&] { return box->count() == 2; })) << "what was not connected is no choice any more";
+    EXPECT_EQ(defaults.stringForKey("microphoneID"), "card");
+    EXPECT_TRUE(await([&] { return box->count() == 2; })) << "the missing microphone is no longer offered";
     EXPECT_EQ(box->currentText(), "Built-in");
 }
 
-TEST_F(SettingsWindowTests, EveryControlHasANameAndComesByTheTabKey) {
+TEST_F(SettingsWindowTests, EveryControlHasANameAndIsFocusableByTab) {
     SettingsWindow& window = open();
     for (auto* each : window.findChildren<QAbstractButton*>()) {
         EXPECT_FALSE(each->accessibleName().isEmpty());
@@ -187,11 +215,11 @@ TEST_F(SettingsWindowTests, EveryControlHasANameAndComesByTheTabKey) {
     }
 }
 
-TEST_F(SettingsWindowTests, ThereIsOneWindowOfAKind) {
+TEST_F(SettingsWindowTests, ThereIsOneWindowOfEachKind) {
     QPointer<QWidget> first = &open();
     EXPECT_EQ(&open(), first);
     first->close();
-    EXPECT_FALSE(first.isNull()) << "the loop has not come to it yet";
+    EXPECT_FALSE(first.isNull()) << "deleted by the event loop";
     QWidget* second = &open();
     EXPECT_TRUE(await([&] { return first.isNull(); }));
     second->showMinimized();
@@ -201,27 +229,23 @@ TEST_F(SettingsWindowTests, ThereIsOneWindowOfAKind) {
 }
 
 TEST_F(SettingsWindowTests, TheWelcomeCountsAsShownOnceItIsClosed) {
-    auto& window = windows->show("welcome", [this] {
-        return std::make_unique<views::WelcomeWindow>(std::make_unique<Welcome>(
-            settings.defaults, settings.login, "/home/me/Videos/Lumicrate", "/home/me"));
+    auto& window = show("welcome", [this] {
+        return std::make_unique<views::WelcomeWindow>(
+            std::make_unique<Welcome>(defaults, login, "/home/me/Videos/Lumicrate", "/home/me"));
     });
-    EXPECT_TRUE(await([&] { return window.isActiveWindow(); }));
     window.findChild<QCheckBox*>()->click();
-    EXPECT_TRUE(settings.login.enabled);
-    EXPECT_TRUE(Welcome::isDue(settings.defaults));
+    EXPECT_TRUE(login.enabled);
+    EXPECT_TRUE(Welcome::isDue(defaults));
     type("Return");
-    EXPECT_TRUE(await([&] { return !Welcome::isDue(settings.defaults); }));
+    EXPECT_TRUE(await([&] { return !Welcome::isDue(defaults); }));
     EXPECT_FALSE(window.isVisible());
 }
 
-TEST_F(SettingsWindowTests, WhatIsMissingIsSaidUntilItIsThere) {
+TEST_F(SettingsWindowTests, MissingPermissionsAreListedUntilTheyAreThere) {
     Permissions::Facts facts{false, false};
-    Permissions* told = nullptr;
-    Permissions permissions(facts, [&] { told->update(facts); });
-    told = &permissions;
+    Permissions permissions(facts, [&] { permissions.update(facts); });
     auto& window =
-        windows->show("permissions", [&] { return std::make_unique<views::PermissionWindow>(permissions); });
-    EXPECT_TRUE(await([&] { return window.isActiveWindow(); }));
+        show("permissions", [&] { return std::make_unique<views::PermissionWindow>(permissions); });
     EXPECT_TRUE(says(window, "Sound can’t be reached"));
     facts.screenReachable = true;
     type("Return");
@@ -234,14 +258,3 @@ TEST_F(SettingsWindowTests, WhatIsMissingIsSaidUntilItIsThere) {
 
 }  // namespace
 }  // namespace lumicrate::test
-
-int main(int argc, char** argv) {
-    testing::InitGoogleMock(&argc, argv);
-    lumicrate::stage::PrivateDesktop::Options options;
-    options.sound = false;
-    const lumicrate::stage::PrivateDesktop desktop(options);
-    qputenv("QT_QPA_PLATFORM", "xcb");
-    QApplication application(argc, argv);
-    QApplication::setQuitOnLastWindowClosed(false);
-    return RUN_ALL_TESTS();
-}

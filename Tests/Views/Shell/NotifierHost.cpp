@@ -7,6 +7,7 @@
 #include <QDBusObjectPath>
 #include <QDBusPendingCallWatcher>
 #include <QtEndian>
+#include <algorithm>
 #include <stdexcept>
 
 namespace lumicrate::test {
@@ -16,18 +17,6 @@ namespace {
 const QString itemInterface = QStringLiteral("org.kde.StatusNotifierItem");
 const QString menuInterface = QStringLiteral("com.canonical.dbusmenu");
 
-NotifierHost::Entry readEntry(const QDBusArgument& argument) {
-    NotifierHost::Entry entry;
-    QVariantMap properties;
-    argument.beginStructure();
-    argument >> entry.id >> properties;
-    argument.endStructure();
-    entry.label = properties.value("label").toString().remove('_');
-    entry.enabled = properties.value("enabled", true).toBool();
-    entry.separator = properties.value("type").toString() == "separator";
-    return entry;
-}
-
 }  // namespace
 
 NotifierHost::NotifierHost() : bus_(QDBusConnection::connectToBus(QDBusConnection::SessionBus, "panel")) {
@@ -36,7 +25,7 @@ NotifierHost::NotifierHost() : bus_(QDBusConnection::connectToBus(QDBusConnectio
     bus_.registerObject("/StatusNotifierWatcher", &watcher_,
                         QDBusConnection::ExportAllSlots | QDBusConnection::ExportAllProperties);
     if (!bus_.registerService("org.kde.StatusNotifierWatcher"))
-        throw std::runtime_error("there is a panel already");
+        throw std::runtime_error("there already is a panel");
 }
 
 NotifierHost::~NotifierHost() {
@@ -51,7 +40,7 @@ std::optional<QDBusMessage> NotifierHost::call(const QString& path, const QStrin
                                                const QString& method, const QVariantList& arguments) {
     QDBusMessage message = QDBusMessage::createMethodCall(watcher_.items().value(0), path, interface, method);
     message.setArguments(arguments);
-    // The item may live in this very process, whose loop has to turn for it to answer.
+    // The item may belong to this process, whose loop must run for it to answer.
     QDBusPendingCallWatcher pending(bus_.asyncCall(message));
     if (!await([&] { return pending.isFinished(); })) return std::nullopt;
     const QDBusMessage reply = pending.reply();
@@ -77,7 +66,7 @@ QImage NotifierHost::picture() {
         pictures.endStructure();
         if (width <= largest.width()) continue;
         largest = QImage(width, height, QImage::Format_ARGB32);
-        // Bytes come in the order of the network.
+        // In network byte order.
         qFromBigEndian<quint32>(pixels.constData(), width * height, largest.bits());
     }
     pictures.endArray();
@@ -97,12 +86,17 @@ QString NotifierHost::toolTip() {
     return title;
 }
 
+QString NotifierHost::menuPath() {
+    return property("Menu").value<QDBusObjectPath>().path();
+}
+
 std::vector<NotifierHost::Entry> NotifierHost::menu() {
-    const QString path = property("Menu").value<QDBusObjectPath>().path();
+    const QString path = menuPath();
     call(path, menuInterface, "AboutToShow", {0});
     const auto reply = call(path, menuInterface, "GetLayout", {0, -1, QStringList()});
     std::vector<Entry> entries;
     if (!reply) return entries;
+    // A structure of id, properties and an array of variants with such structures.
     const auto layout = reply->arguments().value(1).value<QDBusArgument>();
     int root = 0;
     QVariantMap properties;
@@ -112,19 +106,29 @@ std::vector<NotifierHost::Entry> NotifierHost::menu() {
     while (!layout.atEnd()) {
         QDBusVariant child;
         layout >> child;
-        entries.push_back(readEntry(child.variant().value<QDBusArgument>()));
+        const auto argument = child.variant().value<QDBusArgument>();
+        Entry& entry = entries.emplace_back();
+        argument.beginStructure();
+        argument >> entry.id >> properties;
+        argument.endStructure();
+        entry.label = properties.value("label").toString().remove('_');
+        entry.enabled = properties.value("enabled", true).toBool();
     }
     layout.endArray();
     layout.endStructure();
     return entries;
 }
 
+bool NotifierHost::menuHas(const QString& label) {
+    const auto entries = menu();
+    return std::ranges::find(entries, label, &Entry::label) != entries.end();
+}
+
 bool NotifierHost::choose(const QString& label) {
-    for (const Entry& each : menu()) {
-        if (each.label != label || !each.enabled) continue;
-        const QString path = property("Menu").value<QDBusObjectPath>().path();
+    for (const Entry& entry : menu()) {
+        if (entry.label != label || !entry.enabled) continue;
         const QVariant nothing = QVariant::fromValue(QDBusVariant(QString()));
-        return call(path, menuInterface, "Event", {each.id, "clicked", nothing, 0U}).has_value();
+        return call(menuPath(), menuInterface, "Event", {entry.id, "clicked", nothing, 0U}).has_value();
     }
     return false;
 }

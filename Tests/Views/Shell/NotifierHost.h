@@ -1,4 +1,4 @@
-// NotifierHost: a panel's side of status notifier items, as far as looking and clicking go.
+// NotifierHost: the panel's side of the StatusNotifierItem protocol: looking at an item and clicking it.
 #pragma once
 
 #include <QDBusConnection>
@@ -14,8 +14,8 @@
 
 namespace lumicrate::test {
 
-/// What programs register with. It answers on a thread of its own, for a program waits for it when its first
-/// icon is made.
+/// The service that programs register items with. It answers on a thread of its own: the program under test
+/// may be this process, which blocks while it creates its first icon.
 class NotifierWatcher : public QObject {
     Q_OBJECT
     Q_CLASSINFO("D-Bus Interface", "org.kde.StatusNotifierWatcher")
@@ -45,28 +45,29 @@ class NotifierWatcher : public QObject {
 
 class NotifierHost {
  public:
-    struct Entry {
-        int id = 0;
-        QString label;
-        bool enabled = true;
-        bool separator = false;
-    };
-
     /// Takes the watcher's name on the session bus.
     NotifierHost();
     ~NotifierHost();
 
     bool hasItem() const { return !watcher_.items().isEmpty(); }
-    /// The item's largest picture; null when there is none.
+    /// The item's largest picture; may be null.
     QImage picture();
     QString toolTip();
-    std::vector<Entry> menu();
-    /// Chooses the menu's entry of that label; false when there is none that can be chosen.
+    bool menuHas(const QString& label);
+    /// Chooses the menu entry of that label; false when there is no such enabled entry.
     bool choose(const QString& label);
-    /// The button that means something else in every panel.
+    /// The middle mouse button.
     void activateSecondary();
 
  private:
+    struct Entry {
+        int id = 0;
+        QString label;
+        bool enabled = true;
+    };
+
+    QString menuPath();
+    std::vector<Entry> menu();
     QVariant property(const QString& name);
     std::optional<QDBusMessage> call(const QString& path, const QString& interface, const QString& method,
                                      const QVariantList& arguments);

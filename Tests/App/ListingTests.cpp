@@ -15,9 +15,9 @@ using testing::HasSubstr;
 using testing::MatchesRegex;
 using testing::Not;
 
-class ListCommandTests : public ProgramTest {
+class ListingTests : public ProgramTest {
  protected:
-    ListCommandTests() : ProgramTest({.display = {640, 480, false, false}}) {
+    ListingTests() : ProgramTest({.display = {640, 480, false, false}}) {
         std::ofstream(folder / "user-dirs.dirs") << "XDG_VIDEOS_DIR=\"" << folder.path().string() << "\"\n";
     }
     Outcome list(std::vector<std::string> options) const {
@@ -36,7 +36,7 @@ class ListCommandTests : public ProgramTest {
     const std::filesystem::path recordings = folder / "Lumicrate";
 };
 
-TEST_F(ListCommandTests, SourcesListsWindowsWorthRecording) {
+TEST_F(ListingTests, SourcesListsWindowsWorthRecording) {
     const auto show = [](const TestWindow::Look& look) { return TestWindow(display(), look); };
     const TestWindow offered =
         show({.frame = {10, 20, 300, 200}, .managed = true, .title = "日本語 \x1b[31m\n\u009Bred"});
@@ -45,19 +45,20 @@ TEST_F(ListCommandTests, SourcesListsWindowsWorthRecording) {
     const TestWindow panel = show({.frame = {0, 0, 300, 200}, .title = "panel"});
 
     const auto listed = nlohmann::json::parse(run({"sources", "--json"}).output);
+    EXPECT_EQ(listed["microphones"].size(), 1U);
     ASSERT_EQ(listed["windows"].size(), 1U);
     EXPECT_EQ(listed["windows"][0],
-              nlohmann::json::parse(R"({"application": "list-command-tests", "x": 10, "y": 20, "width": 300,
+              nlohmann::json::parse(R"({"application": "listing-tests", "x": 10, "y": 20, "width": 300,
                                   "height": 200, "title": "日本語 \u001b[31m\n\u009bred", "id": )" +
                                     std::to_string(offered.id()) + "}"));
     const Outcome text = run({"sources"});
     EXPECT_EQ(text.status, 0);
     EXPECT_THAT(text.output, HasSubstr("  " + std::to_string(offered.id()) +
-                                       "  list-command-tests  “日本語  [31m  red”  300 × 200 at 10,20\n"));
+                                       "  listing-tests  “日本語  [31m  red”  300 × 200 at 10,20\n"));
     EXPECT_THAT(text.output, Not(HasSubstr("small")));
 }
 
-TEST_F(ListCommandTests, OnlyAWindowOnTheScreenCanBeRecorded) {
+TEST_F(ListingTests, OnlyAWindowOnTheScreenCanBeRecorded) {
     // Too small to be listed, but not to be recorded.
     TestWindow window(display(), {.frame = {10, 20, 79, 60}, .managed = true});
     window.unmap();
@@ -68,7 +69,7 @@ TEST_F(ListCommandTests, OnlyAWindowOnTheScreenCanBeRecorded) {
     recordToEnd({"--window", id, "--duration", "0.5"});
 }
 
-TEST_F(ListCommandTests, WithoutRecordingsThereAreNone) {
+TEST_F(ListingTests, WithoutRecordingsThereAreNone) {
     for (const bool folderExists : {false, true}) {
         if (folderExists) std::filesystem::create_directory(recordings);
         EXPECT_EQ(list({}).output, "No recordings yet.\n");
@@ -79,7 +80,7 @@ TEST_F(ListCommandTests, WithoutRecordingsThereAreNone) {
     EXPECT_THAT(list({"--help"}).output, HasSubstr("Usage: lumicrate recordings [OPTIONS]\n"));
 }
 
-TEST_F(ListCommandTests, RecordingsAreListedNewestFirst) {
+TEST_F(ListingTests, RecordingsAreListedNewestFirst) {
     std::filesystem::create_directory(recordings);
     stage::runProgram(
         {"ffmpeg", "-v", "error", "-f", "lavfi", "-i", "testsrc=s=64x64:d=65:r=1", recordings / "movie.mp4"});
@@ -104,7 +105,7 @@ TEST_F(ListCommandTests, RecordingsAreListedNewestFirst) {
                                        {"duration", 65.0}}));
 }
 
-TEST_F(ListCommandTests, DiagnosePrintsWhatIsThereAndNothingPrivate) {
+TEST_F(ListingTests, DiagnosePrintsWhatIsThereAndNothingPrivate) {
     const TestWindow window(display(),
                             {.frame = {10, 20, 300, 200}, .managed = true, .title = "Secret plans"});
     const Outcome outcome = run({"diagnose"});
@@ -121,7 +122,7 @@ TEST_F(ListCommandTests, DiagnosePrintsWhatIsThereAndNothingPrivate) {
     EXPECT_THAT(outcome.output, Not(HasSubstr(desktop().session().home().string())));
 }
 
-TEST_F(ListCommandTests, DiagnoseNamesWhatIsMissing) {
+TEST_F(ListingTests, DiagnoseNamesWhatIsMissing) {
     const Outcome outcome = run({"diagnose"}, {{"DISPLAY", ":4711"},
                                                {"XDG_RUNTIME_DIR", "/nonexistent"},
                                                {"PIPEWIRE_RUNTIME_DIR", std::nullopt},
