@@ -1,8 +1,9 @@
 #include "App/AppWindows.h"
 
 #include "Lumicrate/Shell/Welcome.h"
-#include "Support/Error.h"
 #include "Support/DispatchQueue.h"
+#include "Support/Error.h"
+#include "Support/Log.h"
 #include "Views/Settings/SettingsWindow.h"
 #include "Views/Shell/AboutWindow.h"
 #include "Views/Shell/PermissionWindow.h"
@@ -139,6 +140,8 @@ Permissions::Facts AppWindows::facts() const {
     facts.screenReachable = system_.capture.CGPreflightScreenCaptureAccess();
     facts.soundReachable = system_.devices.snapshot().has_value();
     facts.waylandSession = qEnvironmentVariableIsSet("WAYLAND_DISPLAY");
+    log(LogArea::ui, "screen reachable: ", facts.screenReachable, ", sound reachable: ", facts.soundReachable,
+        ", Wayland session: ", facts.waylandSession);
     return facts;
 }
 

@@ -19,6 +19,7 @@
 #include "Lumicrate/Shell/MenuBar.h"
 #include "Lumicrate/Shell/RemoteControl.h"
 #include "Support/Error.h"
+#include "Support/Log.h"
 #include "Views/Shell/TrayIcon.h"
 #include "Views/Widgets/Symbols.h"
 #include "Views/Widgets/Theme.h"
@@ -41,7 +42,9 @@ void prepareEnvironment() {
     // Windows and capture must use the same X server.
     if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "xcb");
     // Otherwise libdbus would try to launch a bus.
-    if (!desktop::sessionBusExists()) qputenv("DBUS_SESSION_BUS_ADDRESS", "disabled:");
+    const bool hasBus = desktop::sessionBusExists();
+    log(LogArea::desktop, "session bus: ", hasBus);
+    if (!hasBus) qputenv("DBUS_SESSION_BUS_ADDRESS", "disabled:");
 }
 
 /// Nothing when the folder does not exist or the system has no more inotify watches: then changes made by
@@ -50,6 +53,7 @@ std::unique_ptr<FolderWatch> tryWatch(const std::filesystem::path& folder) {
     try {
         return std::make_unique<desktop::FolderWatch>(folder);
     } catch (const PlatformError&) {
+        log(LogArea::library, "the recordings folder is not watched");
         return nullptr;
     }
 }
@@ -80,6 +84,7 @@ class DesktopApp {
           bus_(controlMethods(control_)),
           signals_({SIGINT, SIGTERM, SIGHUP}, [this](int) { quit(); }),
           appearance_([&application](bool dark) {
+              log(LogArea::ui, "theme: ", dark ? "dark" : "light");
               views::applyTheme(application, dark ? views::ColorScheme::dark : views::ColorScheme::light);
           }) {
         session_.controlBar.setRecorder(&services_.recorder);
@@ -95,7 +100,14 @@ class DesktopApp {
 
     /// Claims the application's name on the session bus. False when another instance has it; true also
     /// without a bus.
-    bool claim() { return bus_.claim() != desktop::BusService::Outcome::taken; }
+    bool claim() {
+        const auto outcome = bus_.claim();
+        log(LogArea::desktop, "name on the session bus: ",
+            outcome == desktop::BusService::Outcome::claimed ? "claimed"
+            : outcome == desktop::BusService::Outcome::taken ? "taken by another instance"
+                                                             : "no bus");
+        return outcome != desktop::BusService::Outcome::taken;
+    }
 
     void didFinishLaunching(bool inBackground) {
         services_.recorder.followSources();

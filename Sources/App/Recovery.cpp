@@ -3,6 +3,7 @@
 #include "Linux/Desktop/StateFolder.h"
 #include "Linux/Media/MovieFile/MovieRecovery.h"
 #include "Support/Error.h"
+#include "Support/Log.h"
 #include "Support/Text.h"
 
 #include <fmt/format.h>
@@ -24,6 +25,7 @@ std::vector<std::string> recoverInterruptedRecordings() {
                       path, localizedDescription(movie.error))
                 : fmt::format(fmt::runtime(localized("Finished the interrupted recording “{}”.")), path));
     }
+    log(LogArea::movie, sentences.size(), " interrupted recordings found");
     return sentences;
 }
 

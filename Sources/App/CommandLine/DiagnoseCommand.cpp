@@ -75,27 +75,6 @@ void probeSystem() {
                                     variable("QT_QPA_PLATFORM")));
 }
 
-void probeServer() {
-    const x11::Connection server;
-    const xcb_setup_t* const setup = xcb_get_setup(server.get());
-    const std::string vendor(xcb_setup_vendor(setup),
-                             static_cast<std::size_t>(xcb_setup_vendor_length(setup)));
-    printLine("capture", fmt::format("X server {} {}, {} × {} pixels, depth {}", vendor,
-                                     setup->release_number, server.screen().width_in_pixels,
-                                     server.screen().height_in_pixels, server.screen().root_depth));
-    std::string present;
-    std::string missing;
-    for (const std::string_view name : {"MIT-SHM", "DAMAGE", "Composite", "XFIXES", "RENDER", "RANDR",
-                                        "SHAPE", "XInputExtension", "XKEYBOARD", "XWAYLAND"}) {
-        const auto reply = server.await(
-            xcb_query_extension_reply,
-            xcb_query_extension(server.get(), static_cast<std::uint16_t>(name.size()), name.data()));
-        (reply->present != 0 ? present : missing) += " " + std::string(name);
-    }
-    printLine("capture", "extensions present:" + present);
-    if (!missing.empty()) printLine("capture", "extensions missing:" + missing);
-}
-
 /// Captures the main display until its first picture has come.
 class FirstPicture final : public SCStreamOutput, public SCStreamDelegate {
  public:
@@ -142,16 +121,18 @@ class FirstPicture final : public SCStreamOutput, public SCStreamDelegate {
     std::string result_ = noPicture;
 };
 
-/// Sizes and scales, but not the display's name: it may contain a serial number or an owner.
-void probeDisplays(SystemServices& system) {
+/// The adapters log server, extensions, compositing manager, scale and monitors.
+void probeScreen(SystemServices& system) {
+    const x11::Connection server;
+    const std::string_view name = "XWAYLAND";
+    const auto xwayland =
+        server.await(xcb_query_extension_reply,
+                     xcb_query_extension(server.get(), static_cast<std::uint16_t>(name.size()), name.data()));
+    printLine("capture", fmt::format("depth {}, Xwayland: {}", server.screen().root_depth,
+                                     xwayland->present != 0 ? "yes" : "no"));
     const std::uint32_t main = system.capture.CGMainDisplayID();
-    for (const SCDisplay& display : system.capture.displays()) {
-        printLine("capture",
-                  fmt::format("monitor {} × {} points at {},{}, {} pixels per point{}", display.frame.width,
-                              display.frame.height, display.frame.x, display.frame.y, display.pointPixelScale,
-                              display.displayID == main ? ", the main one" : ""));
+    for (const SCDisplay& display : system.capture.displays())
         if (display.displayID == main) FirstPicture(system).await(display);
-    }
 }
 
 void probeHotKeys(SystemServices& system) {
@@ -161,17 +142,6 @@ void probeHotKeys(SystemServices& system) {
     printLine("input", refused.empty() ? "all global shortcuts are available"
                                        : fmt::format("global shortcuts in use by another program: {}",
                                                      fmt::join(refused, ", ")));
-}
-
-void probeSound(const SystemServices& system) {
-    const auto graph = system.devices.snapshot();
-    if (!graph) return printLine("audio", "no sound server can be reached");
-    printLine("audio",
-              fmt::format("sound server reached: {} outputs (default {}), {} microphones (default {}), "
-                          "{} cameras",
-                          graph->outputs.size(), graph->defaultOutput ? "set" : "not set",
-                          graph->microphones.size(), graph->defaultMicrophone ? "set" : "not set",
-                          graph->cameras.size()));
 }
 
 template <class Encoder>
@@ -273,13 +243,12 @@ int runDiagnose(const ParsedOptions& parsed) {
     if (!desktop::sessionBusExists()) qputenv("DBUS_SESSION_BUS_ADDRESS", "disabled:");
     SystemServices system;
     if (system.capture.CGPreflightScreenCaptureAccess()) {
-        probe("capture", probeServer);
-        probe("capture", [&] { probeDisplays(system); });
+        probe("capture", [&] { probeScreen(system); });
         probe("input", [&] { probeHotKeys(system); });
     } else {
         printLine("capture", "no display server can be reached");
     }
-    probe("audio", [&] { probeSound(system); });
+    system.devices.snapshot();  // logs the devices, or that there is no server
     probeEncoders(system.defaults);
     probe("library", [&] { probeFolder(system); });
     probe("desktop", probeBus);

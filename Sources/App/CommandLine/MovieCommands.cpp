@@ -13,6 +13,7 @@
 #include "Lumicrate/Preview/GIFExporter.h"
 #include "Lumicrate/Preview/Trimming.h"
 #include "Support/Error.h"
+#include "Support/Log.h"
 #include "Support/LongWork.h"
 
 #include <fmt/format.h>
@@ -63,6 +64,7 @@ void runLongWork(const std::string& label, const std::function<void(const LongWo
     loop.exec();
     worker.join();
     line.clear();
+    log(LogArea::movie, label, error ? " failed" : " done");
     if (error) std::rethrow_exception(error);
 }
 

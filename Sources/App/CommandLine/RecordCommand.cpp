@@ -4,6 +4,7 @@
 #include "App/CommandLine/StatusLine.h"
 #include "App/RecorderServices.h"
 #include "App/Signals.h"
+#include "Support/Log.h"
 
 #include <fmt/format.h>
 #include <sys/prctl.h>
@@ -30,6 +31,7 @@ void turnOffUnlessAvailable(bool& enabled, bool required, bool available, const 
     if (!enabled || available) return;
     if (required) throw LocalizedError(reason);
     enabled = false;
+    log(LogArea::audio, "left out: ", reason);
     say(reason + " " + localized("Recording without it."));
 }
 
@@ -57,6 +59,7 @@ void checkSound(RecordRequest& request, const pipewire::Devices& devices) {
             throw LocalizedError(reason);
         options.captureSystemAudio = options.captureMicrophone = false;
         say(reason);
+        log(LogArea::audio, "no sound server: only the picture is recorded");
         return;
     }
     turnOffUnlessAvailable(options.captureSystemAudio, request.systemAudioRequired, !sound->outputs.empty(),

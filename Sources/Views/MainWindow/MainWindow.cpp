@@ -2,6 +2,7 @@
 
 #include "Support/Error.h"
 #include "Support/Geometry.h"
+#include "Support/Log.h"
 #include "Views/MainWindow/BannerStack.h"
 #include "Views/MainWindow/RecorderControlsView.h"
 #include "Views/MainWindow/RecordingList.h"
@@ -160,7 +161,10 @@ void MainWindow::restoreSize() {
     QSize size = defaultSize;
     if (const auto stored = rectFromString(content_.defaults.stringForKey(sizeKey).value_or("")))
         size = QSizeF(stored->width, stored->height).toSize();
-    resize(size.boundedTo(screen()->availableSize()));
+    const QSize available = screen()->availableSize();
+    resize(size.boundedTo(available));
+    log(LogArea::ui, "main window ", width(), " × ", height(), " of ", available.width(), " × ",
+        available.height(), " points, ", devicePixelRatioF(), " pixels per point");
 }
 
 void MainWindow::storeSize() {

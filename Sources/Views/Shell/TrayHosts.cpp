@@ -1,5 +1,7 @@
 #include "Views/Shell/TrayHosts.h"
 
+#include "Support/Log.h"
+
 #include <xcb/xcb.h>
 
 #include <QCoreApplication>
@@ -77,6 +79,7 @@ bool TrayHosts::nativeEventFilter(const QByteArray&, void* message, qintptr*) {
 }
 
 void TrayHosts::notify() {
+    log(LogArea::ui, "a tray appeared");
     if (const auto appeared = std::exchange(appeared_, nullptr)) appeared();
 }
 

@@ -1,5 +1,6 @@
 #include "Views/Shell/TrayIcon.h"
 
+#include "Support/Log.h"
 #include "Views/Widgets/Menus.h"
 #include "Views/Widgets/QtText.h"
 #include "Views/Widgets/Symbols.h"
@@ -67,6 +68,7 @@ TrayIcon::TrayIcon(MenuBar& menuBar, ScreenRecorder& recorder)
         // The new state takes effect after this call.
         QTimer::singleShot(0, &menu_, [this] { refill(); });
     });
+    log(LogArea::ui, "tray at the start: ", hosts_.isPresent());
     if (hosts_.isPresent()) show();
 }
 

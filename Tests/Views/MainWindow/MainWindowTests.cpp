@@ -112,7 +112,8 @@ class MainWindowTests : public RecorderFixture {
         const std::filesystem::path url = recordings.folder() / name;
         const bool sound = url.extension() == ".m4a";
         stage::runProgram({"ffmpeg", "-v", "error", "-f", "lavfi", "-i",
-                           sound ? "sine=duration=2" : "testsrc2=size=640x360:rate=5:duration=2", url});
+                           sound ? "sine=duration=2" : "testsrc2=size=640x360:rate=5:duration=2", "-pix_fmt",
+                           "yuv420p", url});
         return url;
     }
     QWidget* focused() { return QApplication::focusWidget(); }
@@ -388,7 +389,7 @@ TEST_F(MainWindowTests, RemembersItsSizeAndFollowsTheTheme) {
     for (const auto* label : window->findChildren<QLabel*>())
         EXPECT_GT(label->palette().color(QPalette::WindowText).lightness(), 120);
     window.reset();
-    window = std::make_unique<views::MainWindow>(*content);
+    window = std::make_unique<views::MainWindow>(*model);
     EXPECT_EQ(window->size(), QSize(600, 700));
 }
 
