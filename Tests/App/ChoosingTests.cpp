@@ -100,7 +100,7 @@ class ChoosingTests : public DesktopAppTest {
         isOpen_ = [=] { return brightnessAt(x, y) < before * 0.8; };
         ask();
         awaitState("selectingArea");
-        ASSERT_TRUE(comesTrue(isOpen_));
+        ASSERT_TRUE(eventually(isOpen_));
     }
     void openArea(int x = 4, int y = 4) {
         openBy([] { send("area"); }, x, y);
@@ -109,7 +109,7 @@ class ChoosingTests : public DesktopAppTest {
         openBy([] { send("toggle"); }, x, y);
     }
     void expectClosed() {
-        ASSERT_TRUE(comesTrue([this] { return !isOpen_(); }));
+        ASSERT_TRUE(eventually([this] { return !isOpen_(); }));
     }
     static void press(const std::vector<std::string>& keys) {
         for (const std::string& key : keys)
@@ -125,7 +125,7 @@ class ChoosingTests : public DesktopAppTest {
     /// Waits for the recording, stops it, and returns its first picture.
     stage::OwnedPicture recorded() {
         const std::filesystem::path recording = awaitRecording();
-        EXPECT_TRUE(comesTrue([] { return status()["elapsed"] > 0.2; }));
+        EXPECT_TRUE(eventually([] { return status()["elapsed"] > 0.2; }));
         send("toggle");
         awaitState("idle");
         stage::OwnedPicture first;

@@ -55,12 +55,10 @@ class CrashTests : public ProgramTest {
             "--quality=native", "--fps=30",       "--output",       file};
         arguments.insert(arguments.begin() + 1, kind.arguments.begin(), kind.arguments.end());
         program.emplace(arguments, environment);
-        const double deadline = now() + 30;
-        while (!condition()) {
-            if (!program->process().isRunning()) throw std::runtime_error(program->end().error);
-            if (now() > deadline) throw std::runtime_error("The recording does not start");
-            pass(0.002);
-        }
+        const auto isOver = [this] { return !program->process().isRunning(); };
+        using namespace std::chrono_literals;
+        if (!eventually([&] { return condition() || isOver(); }, 30s, 2ms) || isOver())
+            throw std::runtime_error("The recording does not start: " + program->end().error);
     }
     /// Starts a recording and, once every track has media in the file, a scene that shows the time in
     /// pictures and sound: ten numbers per second, and a beep with the tenth. Returns when its first beep is

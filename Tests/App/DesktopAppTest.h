@@ -37,11 +37,10 @@ class DesktopAppTest : public ProgramTest {
         return outcome.status == 0 ? nlohmann::json::parse(outcome.output) : nlohmann::json{{"state", ""}};
     }
     static nlohmann::json awaitState(const std::string& state) {
-        for (int i = 0; i < 300; ++i, pass(0.05)) {
-            nlohmann::json now = status();
-            if (now["state"] == state) return now;
-        }
-        throw std::runtime_error("The application never gets into the state " + state);
+        nlohmann::json now;
+        if (!eventually([&] { return (now = status())["state"] == state; }))
+            throw std::runtime_error("The application never gets into the state " + state);
+        return now;
     }
     static std::filesystem::path awaitRecording() {
         return awaitState("recording")["file"].get<std::string>();

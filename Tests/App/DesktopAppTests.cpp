@@ -43,7 +43,7 @@ class DesktopAppTests : public DesktopAppTest {
             center = {(left + right) / 2, top + (first + last) / 2};
             return right > left;
         };
-        if (!comesTrue(find)) throw std::runtime_error("There is no control bar");
+        if (!eventually(find)) throw std::runtime_error("There is no control bar");
         return center;
     }
     /// Whether any, and whether all pictures have a pixel that fulfils the condition.
@@ -123,18 +123,18 @@ TEST_F(DesktopAppTests, TheBarFollowsTheRecordedWindow) {
     xdotool({"key", "alt+super+r"});
     awaitState("selectingArea");
     // The overlay may appear a moment later.
-    ASSERT_TRUE(comesTrue([] {
+    ASSERT_TRUE(eventually([] {
         xdotool({"click", "1"});
         return status()["state"] == "recording";
     }));
     // Until the window is in the first picture.
-    ASSERT_TRUE(comesTrue([] { return status()["elapsed"] > 0.2; }));
+    ASSERT_TRUE(eventually([] { return status()["elapsed"] > 0.2; }));
     xdotool({"mousemove", "10", "790"});
     std::pair<int, int> before;
-    ASSERT_TRUE(comesTrue([&] { return (before = stopButton(305)).first <= 400; }));
+    ASSERT_TRUE(eventually([&] { return (before = stopButton(305)).first <= 400; }));
     xdotool({"windowmove", std::to_string(window.id()), "160", "240"});
     const std::pair expected(before.first + 100, before.second + 140);
-    EXPECT_TRUE(comesTrue([&] { return stopButton(305) == expected; }));
+    EXPECT_TRUE(eventually([&] { return stopButton(305) == expected; }));
     click(expected.first, expected.second);
     awaitState("idle");
     const auto files = recordings();

@@ -80,14 +80,14 @@ TEST_F(InterruptionTests, TheEndOfTheDisplayKeepsTheRecording) {
 
 /// Waits until the program is linked to output and microphone.
 void awaitSound() {
-    for (int i = 0; i < 1000; ++i, pass(0.02)) {
+    const auto isLinked = [] {
         // Lists linked inputs only.
         const std::string linked = stage::runProgram({"pw-link", "-l", "-i"});
-        if (linked.find("lumicrate-system-sound:") != std::string::npos &&
-            linked.find("lumicrate-microphone:") != std::string::npos)
-            return pass(0.3);
-    }
-    throw std::runtime_error("The program receives no sound");
+        return linked.find("lumicrate-system-sound:") != std::string::npos &&
+               linked.find("lumicrate-microphone:") != std::string::npos;
+    };
+    ASSERT_TRUE(eventually(isLinked)) << "the program receives no sound";
+    pass(0.3);
 }
 
 TEST_F(InterruptionTests, SoundDevicesAndServerMayGoAndComeBack) {

@@ -112,14 +112,14 @@ std::vector<std::string> recordArguments(const std::filesystem::path& output,
 
 void awaitGrowth(const std::filesystem::path& file) {
     std::uintmax_t first = 0;
-    for (int i = 0; i < 1000; ++i) {
+    const auto grows = [&] {
         std::error_code missing;
         const std::uintmax_t size = std::filesystem::file_size(file, missing);
-        if (!missing && first > 0 && size > first) return;
-        if (!missing && first == 0) first = size;
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    }
-    throw std::runtime_error("Nothing is written to " + file.string());
+        if (missing) return false;
+        if (first == 0) first = size;
+        return first > 0 && size > first;
+    };
+    if (!eventually(grows)) throw std::runtime_error("Nothing is written to " + file.string());
 }
 
 void awaitGrowth(const std::filesystem::path& file, const std::function<void(bool)>& blink) {
@@ -156,14 +156,6 @@ std::map<std::string, std::string> contentsOf(const std::filesystem::path& folde
 
 void pass(double seconds) {
     std::this_thread::sleep_for(std::chrono::duration<double>(seconds));
-}
-
-bool comesTrue(const std::function<bool()>& condition) {
-    for (int i = 0; i < 400; ++i) {
-        if (condition()) return true;
-        pass(0.025);
-    }
-    return false;
 }
 
 bool isThorough() {

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "Tests/Linux/TemporaryFolder.h"
+#include "Tests/Stage/Await.h"
 #include "Tests/Stage/ChildProcess.h"
 #include "Tests/Stage/MovieProbe.h"
 #include "Tests/Stage/Picture.h"
@@ -23,6 +24,7 @@
 
 namespace lumicrate::test {
 
+using stage::eventually;
 using stage::MovieProbe;
 using stage::Picture;
 using stage::Rgb;
@@ -84,8 +86,6 @@ std::map<std::string, std::string> contentsOf(const std::filesystem::path& folde
 
 /// Sleeps.
 void pass(double seconds);
-/// Checks again and again for ten seconds; whether the condition became true.
-bool comesTrue(const std::function<bool()>& condition);
 /// Whether the long forms of the tests shall run (LUMICRATE_THOROUGH is set).
 bool isThorough();
 

@@ -75,7 +75,8 @@ int dispatch(const std::vector<std::string>& arguments) {
     }
     for (const Command* command : recorderCommands) {
         if (arguments.front() != command->name) continue;
-        prepareForRecordings();
+        // Diagnosing must not change what it reports on.
+        if (command != &diagnoseCommand) prepareForRecordings();
         return run(*command, rest);
     }
     const bool isOption = arguments.front().starts_with('-');

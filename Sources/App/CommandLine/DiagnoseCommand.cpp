@@ -194,13 +194,15 @@ void probeFolder(SystemServices& system) {
     const std::filesystem::path home =
         QStandardPaths::writableLocation(QStandardPaths::HomeLocation).toStdString();
     std::filesystem::path existing = folder;
-    while (!std::filesystem::exists(existing) && existing.has_relative_path())
+    std::error_code failure;
+    while (!std::filesystem::exists(existing, failure) && existing.has_relative_path())
         existing = existing.parent_path();
-    const auto space = std::filesystem::space(existing);
+    const std::string shown = pathForPeople(folder, home);
     printLine("library",
-              fmt::format("recordings folder {} ({}), file system {}, {} free", pathForPeople(folder, home),
+              fmt::format("recordings folder {} ({}), file system {}, {} free",
+                          shown.starts_with('~') ? shown : "outside the home folder",
                           existing == folder ? "exists" : "does not exist yet", fileSystemName(existing),
-                          formatByteCount(space.available)));
+                          formatByteCount(std::filesystem::space(existing, failure).available)));
     const int unnamed = open(existing.c_str(), O_TMPFILE | O_RDWR | O_CLOEXEC, 0600);
     printLine("library", "O_TMPFILE: " + outcome(unnamed));
     if (unnamed >= 0) close(unnamed);
