@@ -102,6 +102,11 @@ class WindowRecordingTests : public ProgramTest, public testing::WithParamInterf
         marked.emplace(display(), PixelRect{100, 100, width, height});
     }
 
+    void TearDown() override {
+        for (const char* monitor : {"left", "right"})
+            deleteMonitor(monitor);
+    }
+
     void start() {
         program.emplace(recordArguments(file, {"--window", marked->id(), "--no-cursor"}));
         awaitRecorded();

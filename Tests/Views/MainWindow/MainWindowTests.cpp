@@ -67,6 +67,9 @@ class MainWindowTests : public RecorderFixture {
     MainWindowTests() {
         views::applyTheme(*qApp, views::ColorScheme::light);
         diskFiles.createDirectory(recordings.folder());
+        // With one display the screen need not be chosen.
+        capture.content.displays.pop_back();
+        screens.all.pop_back();
         make();
         recorder->followSources();
         recorder->followDevices();
@@ -76,6 +79,7 @@ class MainWindowTests : public RecorderFixture {
             [this](const std::filesystem::path& url) { previewed.push_back(url.filename()); }, [] {}});
         MainWindowModel::Commands commands;
         commands.openSettings = [this] { ++settingsOpened; };
+        commands.menu = [] { return std::vector<MenuItem>(); };
         model.emplace(MainWindowModel::Services{loop, defaults, *recorder, *library,
                                                 RecordingFiles(diskFiles, notifications), workspace, images,
                                                 std::make_unique<SerialQueue>("thumbnails"), &screenshots,
@@ -196,6 +200,10 @@ TEST_F(MainWindowTests, ArrowKeysChooseTheModeAndTheModeItsFields) {
     button("Window")->setFocus();
     press(Qt::Key_Right);
     EXPECT_EQ(defaults.stringForKey("captureMode"), "area");
+    capture.content.displays.push_back({2, {1920, 0, 800, 600}, 1, "right"});
+    screens.all.push_back({2, {1920, 480, 800, 600}, {}, 1, "right"});
+    capture.contentChanged();
+    executor.advance(5s);
     auto* const displays = button("Screen: left  ·  1920 × 1080");
     EXPECT_TRUE(displays->isVisible());
     // The window follows changes made elsewhere.

@@ -14,6 +14,9 @@
 #include "Views/Shell/SingleWindow.h"
 #include "Views/Shell/WelcomeWindow.h"
 
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
 #include <QAbstractButton>
 #include <QCheckBox>
 #include <QComboBox>
@@ -183,9 +186,9 @@ TEST_F(SettingsWindowTests, ControlsStoreAtOnceAndFollowThePreferences) {
     EXPECT_FALSE(says(window, "The preferences can't be written."));
 
     login.refuses = true;
-    auto* login = named<QCheckBox>(window, "Start Lumicrate");
-    QTest::keyClick(login, Qt::Key_Space);
-    EXPECT_FALSE(login->isChecked());
+    auto* loginSwitch = named<QCheckBox>(window, "Start Lumicrate");
+    QTest::keyClick(loginSwitch, Qt::Key_Space);
+    EXPECT_FALSE(loginSwitch->isChecked());
     EXPECT_TRUE(says(window, "The autostart entry can't be written."));
     named<QAbstractButton>(window, "Open the folder")->click();
     EXPECT_TRUE(says(window, "There is no file viewer to open it with."));
