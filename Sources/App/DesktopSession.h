@@ -1,4 +1,5 @@
-// DesktopSession: screens, global shortcuts, mouse clicks and the recorder's overlays of the desktop application.
+// DesktopSession: screens, global shortcuts, mouse clicks and the recorder's overlays of the desktop
+// application.
 #pragma once
 
 #include "App/RecorderServices.h"

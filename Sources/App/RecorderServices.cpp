@@ -2,7 +2,7 @@
 
 #include "Linux/Media/MovieFile/AssetSummary.h"
 #include "Linux/Media/MovieFile/AssetWriter.h"
-#include "Support/SerialQueue.h"
+#include "Support/DispatchQueue.h"
 
 #include <algorithm>
 #include <memory>

@@ -12,8 +12,8 @@
 #include "Linux/X11/Input/HotKeys.h"
 #include "Lumicrate/Capture/StreamConfiguration.h"
 #include "Lumicrate/Shell/AppInfo.h"
+#include "Support/DispatchQueue.h"
 #include "Support/Log.h"
-#include "Support/SerialQueue.h"
 
 #include <fcntl.h>
 #include <fmt/format.h>

@@ -4,7 +4,7 @@
 #include "Linux/Desktop/FileManager.h"
 #include "Linux/Media/Images/ImageIO.h"
 #include "Lumicrate/MainWindow/MainWindowModel.h"
-#include "Support/SerialQueue.h"
+#include "Support/DispatchQueue.h"
 #include "Tests/Linux/Desktop/EventLoop.h"
 #include "Tests/Lumicrate/Recording/RecorderFixture.h"
 #include "Tests/Stage/ChildProcess.h"
