@@ -1,5 +1,6 @@
 #include "App/AppWindows.h"
 
+#include "Lumicrate/Library/FileNames.h"
 #include "Lumicrate/Shell/Welcome.h"
 #include "Support/DispatchQueue.h"
 #include "Support/Error.h"
@@ -107,7 +108,7 @@ void AppWindows::showSettings() {
 void AppWindows::showAbout() {
     windows_.show("about", [this] {
         return std::make_unique<views::AboutWindow>(
-            info_, pathForPeople(services_.folder.folder(), homeFolder()),
+            info_, displayPath(services_.folder.folder(), homeFolder()),
             [this] { workspace_.openURL(services_.folder.folder()); });
     });
 }

@@ -18,7 +18,7 @@ std::vector<desktop::BusService::Method> controlMethods(RemoteControl& control) 
                                return std::string();
                            }});
     }
-    methods.push_back({statusMethod, true, [&control] { return textOf(control.status()); }});
+    methods.push_back({statusMethod, true, [&control] { return toJSON(control.status()); }});
     return methods;
 }
 

@@ -1,7 +1,7 @@
 // ControlMethods: the names and handlers of the application's commands on the session bus.
 #pragma once
 
-#include "Linux/Desktop/BusService.h"
+#include "Linux/Desktop/SessionBus.h"
 #include "Lumicrate/Shell/RemoteControl.h"
 
 #include <string>

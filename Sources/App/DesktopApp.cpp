@@ -10,7 +10,6 @@
 #include "App/SystemServices.h"
 #include "Linux/Capture/CaptureKit.h"
 #include "Linux/Desktop/Appearance.h"
-#include "Linux/Desktop/BusService.h"
 #include "Linux/Desktop/FolderWatch.h"
 #include "Linux/Desktop/SessionBus.h"
 #include "Linux/Desktop/Workspace.h"
@@ -167,10 +166,10 @@ int runDesktopApp(int argc, char** argv, bool inBackground) try {
     QApplication::setQuitOnLastWindowClosed(false);
     QApplication::setWindowIcon(views::applicationIcon());
     views::applyTheme(application, views::ColorScheme::light);
-    if (desktop::callRunningProgram(methodName(RemoteCommand::activate))) return exitDone;
+    if (desktop::callRunningInstance(methodName(RemoteCommand::activate))) return exitDone;
     DesktopApp app(application);
     if (!app.claim()) {
-        desktop::callRunningProgram(methodName(RemoteCommand::activate));
+        desktop::callRunningInstance(methodName(RemoteCommand::activate));
         return exitDone;
     }
     app.didFinishLaunching(inBackground);

@@ -1,6 +1,7 @@
 #include "Linux/Desktop/Appearance.h"
 
 #include "Linux/Desktop/SessionBus.h"
+#include "Support/Log.h"
 
 #include <QDBusConnection>
 #include <QDBusMessage>
@@ -22,10 +23,10 @@ const QString settings = QStringLiteral("org.freedesktop.portal.Settings");
 const QString appearance = QStringLiteral("org.freedesktop.appearance");
 const QString colorScheme = QStringLiteral("color-scheme");
 
-/// What the portal calls a preference for dark.
+/// The portal's value for "prefer dark".
 constexpr unsigned prefersDark = 1;
 
-/// Older portals wrap the value twice.
+/// Older portals wrap the value in two variants.
 QVariant unwrapped(QVariant value) {
     while (value.canConvert<QDBusVariant>())
         value = value.value<QDBusVariant>().variant();
@@ -49,17 +50,19 @@ class Appearance::Portal final : public QObject {
         connect(watcher, &QDBusPendingCallWatcher::finished, this, [this, watcher] {
             const QDBusPendingReply<QDBusVariant> reply = *watcher;
             watcher->deleteLater();
-            if (!reply.isError()) take(reply.value().variant());
+            log(LogArea::desktop,
+                "settings portal: ", reply.isError() ? "no color scheme" : "color scheme read");
+            if (!reply.isError()) apply(reply.value().variant());
         });
     }
 
  private Q_SLOTS:
     void settingChanged(const QString& space, const QString& key, const QDBusVariant& value) {
-        if (space == appearance && key == colorScheme) take(value.variant());
+        if (space == appearance && key == colorScheme) apply(value.variant());
     }
 
  private:
-    void take(const QVariant& value) {
+    void apply(const QVariant& value) {
         const bool dark = unwrapped(value).toUInt() == prefersDark;
         if (std::exchange(dark_, dark) != dark) changed_(dark);
     }

@@ -1,4 +1,4 @@
-// Appearance: whether the desktop is to look dark.
+// Appearance: whether the desktop prefers a dark color scheme.
 #pragma once
 
 #include <functional>
@@ -6,12 +6,12 @@
 
 namespace lumicrate::desktop {
 
-/// Asks the desktop's portal and hears of changes. Where there is no portal, everything is light. Main
-/// thread, beside a running Qt event loop.
+/// Reads and follows the setting of the desktop portal. Without a portal the scheme is light. Main thread;
+/// needs a running Qt event loop.
 class Appearance {
  public:
-    /// `changed` is called whenever the desktop prefers another look than before, the first of which is
-    /// light; also soon after the construction, when the portal has answered.
+    /// The scheme is light at first; `changed` is called at every change of it. If the desktop is dark
+    /// already, that is as soon as the portal has answered.
     explicit Appearance(std::function<void(bool dark)> changed);
     ~Appearance();
     Appearance(const Appearance&) = delete;

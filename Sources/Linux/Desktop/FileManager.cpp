@@ -1,11 +1,13 @@
 #include "Linux/Desktop/FileManager.h"
 
 #include "Support/Error.h"
+#include "Support/Log.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <QDir>
 #include <QFile>
 #include <QStandardPaths>
 #include <QString>
@@ -25,8 +27,8 @@ namespace {
     throw PlatformError(localized(sentence) + " “" + url.string() + "”: " + reason.message(), reason.value());
 }
 
-/// The birth time where the file system keeps one, unless the last change came before it, as it did for a
-/// copy that keeps its times or a file put in another's place.
+/// The creation date is the birth time if the file system stores one, or the modification time if that is
+/// earlier, as after replaceItem() or in a copy that preserves times.
 void readAttributes(NSFileEntry& entry) {
     struct statx attributes {};
     if (statx(AT_FDCWD, entry.url.c_str(), 0, STATX_TYPE | STATX_BTIME | STATX_MTIME | STATX_SIZE,
@@ -44,12 +46,20 @@ void readAttributes(NSFileEntry& entry) {
 
 }  // namespace
 
+std::filesystem::path stateFolder() {
+    const QString configured = qEnvironmentVariable("XDG_STATE_HOME");
+    // The XDG Base Directory Specification says to ignore relative paths.
+    const QString base =
+        QDir::isAbsolutePath(configured) ? configured : QDir::homePath() + QStringLiteral("/.local/state");
+    return std::filesystem::path(base.toStdString()) / "lumicrate";
+}
+
 std::filesystem::path FileManager::moviesDirectory() const {
     return QStandardPaths::writableLocation(QStandardPaths::MoviesLocation).toStdString();
 }
 
 bool FileManager::fileExists(const std::filesystem::path& url) const {
-    // A name that is taken by a dangling link is taken too.
+    // Does not follow links: a dangling link occupies its name, too.
     std::error_code ignored;
     return std::filesystem::symlink_status(url, ignored).type() != std::filesystem::file_type::not_found;
 }
@@ -87,10 +97,19 @@ void FileManager::removeItem(const std::filesystem::path& url) {
 
 void FileManager::moveItem(const std::filesystem::path& from, const std::filesystem::path& to) {
     if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return;
-    // Not every file system can promise it; then nobody else is to be so quick.
-    const bool unable = errno == EINVAL || errno == ENOSYS;
-    if (unable && !fileExists(to) && rename(from.c_str(), to.c_str()) == 0) return;
-    fail("The file couldn't be renamed:", from, std::error_code(errno, std::generic_category()));
+    int reason = errno;
+    if (reason == EINVAL || reason == ENOSYS) {
+        // No RENAME_NOREPLACE here: check, then rename (racy).
+        log(LogArea::desktop, "no RENAME_NOREPLACE on this file system");
+        if (fileExists(to)) {
+            reason = EEXIST;
+        } else if (rename(from.c_str(), to.c_str()) == 0) {
+            return;
+        } else {
+            reason = errno;
+        }
+    }
+    fail("The file couldn't be renamed:", from, std::error_code(reason, std::generic_category()));
 }
 
 void FileManager::replaceItem(const std::filesystem::path& url, const std::filesystem::path& replacement) {
@@ -103,7 +122,7 @@ void FileManager::replaceItem(const std::filesystem::path& url, const std::files
     const NSFileEntry original = attributes(url);
     require(chmod(replacement.c_str(), before.st_mode & 07777) == 0);
     if (original.created) {
-        // A birth time cannot be set, but an earlier change is taken for it.
+        // The birth time cannot be set, but readAttributes() prefers an earlier modification time.
         const auto since = original.created->time_since_epoch();
         const auto seconds = std::chrono::floor<std::chrono::seconds>(since);
         const timespec created{static_cast<std::time_t>(seconds.count()),
@@ -111,7 +130,7 @@ void FileManager::replaceItem(const std::filesystem::path& url, const std::files
         const std::array<timespec, 2> times{created, created};
         require(utimensat(AT_FDCWD, replacement.c_str(), times.data(), 0) == 0);
     }
-    // Nothing of the original may be gone before all of what replaces it is on the disk.
+    // The replacement must be on disk before the original is gone.
     const int written = open(replacement.c_str(), O_RDONLY | O_CLOEXEC);
     require(written >= 0);
     const bool synchronized = fsync(written) == 0;
@@ -123,8 +142,8 @@ void FileManager::replaceItem(const std::filesystem::path& url, const std::files
 }
 
 void FileManager::trashItem(const std::filesystem::path& url) {
-    // Where the folder that the Trash belongs into is missing, as for a new user, Qt (6.4) would move the
-    // file into the working directory.
+    // If the parent folder of the Trash is missing, as for a new user, Qt 6.4 would move the file into the
+    // working directory.
     const QString data = QStandardPaths::writableLocation(QStandardPaths::GenericDataLocation);
     createDirectory(data.toStdString());
     QFile file(QString::fromStdString(url.string()));
@@ -139,7 +158,7 @@ std::optional<NSVolumeCapacity> FileManager::volumeCapacity(const std::filesyste
     while (!std::filesystem::exists(existing, unknown) && existing.has_relative_path())
         existing = existing.parent_path();
     const std::filesystem::space_info space = std::filesystem::space(existing, unknown);
-    // Volumes that store nothing themselves have no blocks to count.
+    // Virtual file systems such as /proc have no capacity.
     if (unknown || space.capacity == 0) return std::nullopt;
     return NSVolumeCapacity{space.available, space.capacity};
 }

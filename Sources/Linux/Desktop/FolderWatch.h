@@ -1,12 +1,12 @@
-// FolderWatch: follows a folder through inotify, wherever it comes from and goes to.
+// FolderWatch: reports changes in a folder through inotify, also while the folder does not exist yet.
 #pragma once
 
-#include "Linux/Desktop/Inotify.h"
 #include "Platform/NSFileManager.h"
 
 #include <QSocketNotifier>
 #include <QTimer>
 #include <filesystem>
+#include <memory>
 #include <set>
 #include <string>
 #include <utility>
@@ -14,32 +14,36 @@
 
 namespace lumicrate::desktop {
 
-/// Besides the folder it watches those that lead to it, though only for being moved or deleted themselves;
-/// while the folder is missing, the nearest one that exists is watched for what is made in it. Nothing is
-/// polled. Where the user's watches are used up, changes stay unseen. Needs a running Qt event loop.
+/// Watches the folder and its ancestors. The ancestors are only watched for being moved or deleted; while the
+/// folder is missing, its nearest existing ancestor is also watched for new entries. There is no polling. If
+/// the user has no inotify watches left, changes go unnoticed. Needs a running Qt event loop.
 ///
-/// Not seen is what leaves these folders as they are: another volume mounted over one of them, and a
-/// symbolic link on the way that is replaced.
+/// Changes that inotify does not report on these folders are missed: a volume mounted over one of them, or a
+/// replaced symbolic link in the path.
 class FolderWatch final : public lumicrate::FolderWatch {
  public:
-    /// Throws PlatformError when the system refuses.
+    /// Throws PlatformError if the user has no inotify instances left.
     explicit FolderWatch(const std::filesystem::path& folder);
+    ~FolderWatch() override;
 
     void setOnChange(Handler changed) override { changed_ = std::move(changed); }
 
  private:
-    void aim();
-    void take();
-    void take(const Inotify::Event& event);
-    void tell();
+    struct Event;
+    class Inotify;
+
+    void addWatches();
+    void readEvents();
+    void handle(const Event& event);
+    void report();
 
     std::filesystem::path folder_;
     Handler changed_;
-    Inotify inotify_;
+    std::unique_ptr<Inotify> inotify_;
     QSocketNotifier notifier_;
     QTimer delay_;
-    std::vector<int> leading_;  ///< watches of the folders that lead to it
-    int watch_ = -1;            ///< of the folder itself, while it is there
+    std::vector<int> ancestors_;  ///< watches of the ancestors
+    int watch_ = -1;              ///< of the folder itself, while it exists
     bool everything_ = false;
     std::set<std::string> names_;
 };

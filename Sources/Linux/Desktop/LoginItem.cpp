@@ -26,7 +26,7 @@ std::string_view trimmed(std::string_view text) {
     return text.substr(first, text.find_last_not_of(" \t\r") - first + 1);
 }
 
-/// Whether the line says that the entry does not count; some sessions have a key of their own for that.
+/// Whether the line disables the entry. GNOME uses a key of its own for that.
 bool turnsOff(std::string_view key, std::string_view value) {
     return (key == "Hidden" && value == "true") || (key == "X-GNOME-Autostart-enabled" && value == "false");
 }
@@ -36,19 +36,19 @@ bool turnsOff(std::string_view key, std::string_view value) {
                         entry.string());
 }
 
-/// A word between quotation marks, in which four characters must not stand alone.
+/// One argument in quotation marks, as the Exec key requires.
 std::string quoted(const std::string& word) {
     std::string text = "\"";
     for (const char each : word) {
         if (std::string_view("\"`$\\").find(each) != std::string_view::npos) text += '\\';
-        // Otherwise the place of a file's name.
+        // A single % would introduce a field code such as %f.
         if (each == '%') text += '%';
         text += each;
     }
     return text + '"';
 }
 
-/// As any text of an entry is written.
+/// The escape sequences of any string value in a desktop entry.
 std::string escaped(const std::string& text) {
     std::string written;
     for (const char each : text) {
@@ -73,13 +73,6 @@ std::string escaped(const std::string& text) {
 }
 
 }  // namespace
-
-std::string execValue(const std::vector<std::string>& command) {
-    std::string line;
-    for (const std::string& each : command)
-        line += (line.empty() ? "" : " ") + quoted(each);
-    return escaped(line);
-}
 
 LoginItem::LoginItem(std::filesystem::path program) : LoginItem(std::move(program), userFolder()) {}
 
@@ -107,7 +100,7 @@ void LoginItem::registerLoginItem() {
     std::error_code failed;
     std::filesystem::create_directories(entry_.parent_path(), failed);
     const std::string text = "[Desktop Entry]\nType=Application\nName=Lumicrate\nIcon=lumicrate\nExec=" +
-                             execValue({program_.string(), "--background"}) + "\n";
+                             escaped(quoted(program_.string()) + " " + quoted("--background")) + "\n";
     QSaveFile file(QString::fromStdString(entry_.string()));
     if (failed || !file.open(QIODevice::WriteOnly) ||
         file.write(text.data(), static_cast<qint64>(text.size())) != static_cast<qint64>(text.size()) ||

@@ -1,21 +1,19 @@
-// LoginItem: starts the program with its user's session, through an entry in the autostart folder.
+// LoginItem: starts the program at login through an XDG autostart entry.
 #pragma once
 
 #include "Platform/SMAppService.h"
 
 #include <filesystem>
-#include <string>
-#include <vector>
 
 namespace lumicrate::desktop {
 
-/// The entry is lumicrate.desktop in the user's folder for such things, as the XDG Desktop Application
-/// Autostart Specification says. What was made of it by others, a session's settings for example, counts.
+/// The entry is lumicrate.desktop in the user's autostart folder. Changes that the desktop's own settings
+/// make to the entry are respected.
 class LoginItem final : public SMAppService {
  public:
-    /// `program` is what is to be started, an absolute path; in the background.
+    /// `program` is the absolute path of the program, which is started with "--background".
     explicit LoginItem(std::filesystem::path program);
-    /// With the entries in that folder.
+    /// Uses `folder` instead of the user's autostart folder.
     LoginItem(std::filesystem::path program, const std::filesystem::path& folder);
 
     bool isEnabled() const override;
@@ -26,8 +24,5 @@ class LoginItem final : public SMAppService {
     std::filesystem::path program_;
     std::filesystem::path entry_;
 };
-
-/// A command as the value of an entry's Exec key.
-std::string execValue(const std::vector<std::string>& command);
 
 }  // namespace lumicrate::desktop

@@ -1,6 +1,7 @@
 #include "Linux/Desktop/ProcessInfo.h"
 
 #include "Linux/Desktop/SessionBus.h"
+#include "Support/Log.h"
 
 #include <unistd.h>
 
@@ -34,8 +35,8 @@ void uninhibit(std::uint32_t cookie) {
     QDBusConnection::sessionBus().send(call);
 }
 
-/// Holds the cookie that the service gives for an inhibition. An activity that ends before the cookie has
-/// come leaves its state to the pending call, which then gives the cookie back at once.
+/// Holds the cookie of an inhibition. If the activity ends before the service has replied, the pending call
+/// keeps the state and releases the cookie as soon as it arrives.
 class ScreenSaverInhibition final : public NSActivity {
  public:
     explicit ScreenSaverInhibition(const std::string& reason) {
@@ -46,6 +47,7 @@ class ScreenSaverInhibition final : public NSActivity {
         QObject::connect(watcher, &QDBusPendingCallWatcher::finished, watcher, [watcher, state = state_] {
             const QDBusPendingReply<std::uint32_t> reply = *watcher;
             watcher->deleteLater();
+            log(LogArea::desktop, "screen saver: ", reply.isError() ? "no service to inhibit" : "inhibited");
             if (reply.isError()) return;
             if (state->ended) {
                 uninhibit(reply.value());

@@ -1,17 +1,16 @@
-// ProcessInfo: activities that keep the display awake, through the session's screen saver service, and how
-// long the computer has slept.
+// ProcessInfo: activities that keep the display awake, and the time that the computer was suspended.
 #pragma once
 
 #include "Platform/NSProcessInfo.h"
 
 namespace lumicrate::desktop {
 
-/// Asks org.freedesktop.ScreenSaver on the session bus, which every current desktop answers. Needs a running
-/// Qt event loop. Without a session bus or such a service, activities have no effect.
+/// Activities inhibit org.freedesktop.ScreenSaver on the session bus, which every current desktop provides.
+/// Without a session bus or that service, activities have no effect. Needs a running Qt event loop.
 class ProcessInfo final : public NSProcessInfo {
  public:
     std::int32_t processIdentifier() const override;
-    /// What CLOCK_BOOTTIME counts and CLOCK_MONOTONIC does not.
+    /// CLOCK_BOOTTIME minus CLOCK_MONOTONIC.
     std::chrono::nanoseconds timeAsleep() const override;
     std::unique_ptr<NSActivity> beginActivity(std::uint64_t options, const std::string& reason) override;
 };

@@ -1,10 +1,54 @@
-// The user's session bus.
+// The user's D-Bus session bus: whether there is one, and the service by which a running instance of the
+// program is controlled.
 #pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
 
 namespace lumicrate::desktop {
 
-/// Whether there is one. Without an address of its own the bus library would try to start one, which is not
-/// ours to do.
+/// Check this before using QDBusConnection::sessionBus(): without an address the D-Bus library would start a
+/// bus of its own.
 bool sessionBusExists();
+
+/// The service "org.lumicrate.Lumicrate" with one object, "/org/lumicrate/Lumicrate", whose interface has the
+/// name of the service. Its methods have no arguments and return nothing or one string. Main thread; needs a
+/// running Qt event loop.
+class BusService {
+ public:
+    /// The result of `call` is the reply of a method with `replies`, and ignored otherwise.
+    struct Method {
+        std::string name;  ///< "Toggle"
+        bool replies = false;
+        std::function<std::string()> call;
+    };
+    enum class Outcome {
+        claimed,  ///< this process now owns the name
+        taken,    ///< another process owns the name
+        noBus,    ///< there is no session bus
+    };
+
+    explicit BusService(std::vector<Method> methods);
+    /// Releases the name.
+    ~BusService();
+    BusService(const BusService&) = delete;
+    BusService& operator=(const BusService&) = delete;
+
+    /// Requests the name. Once it is claimed, the event loop calls the methods.
+    Outcome claim();
+
+ private:
+    class Object;
+
+    std::unique_ptr<Object> object_;
+    bool claimed_ = false;
+};
+
+/// Calls a method of the running instance and waits for its reply, which is empty for methods without one.
+/// Nothing if no instance can be reached.
+std::optional<std::string> callRunningInstance(const std::string& method);
 
 }  // namespace lumicrate::desktop

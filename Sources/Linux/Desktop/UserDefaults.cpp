@@ -2,6 +2,7 @@
 
 #include "Linux/Desktop/FolderWatch.h"
 #include "Support/Error.h"
+#include "Support/Log.h"
 
 #include <QCoreApplication>
 #include <QStandardPaths>
@@ -47,28 +48,28 @@ bool isTrue(const QString& text) {
 
 }  // namespace
 
-/// Tells the observers when the file has other contents than this process knows.
+/// Notifies the observers when the file differs from the contents known to this process.
 class UserDefaults::Watch {
  public:
     explicit Watch(const UserDefaults& defaults)
         : defaults_(&defaults),
           known_(defaults.contents()),
           folder_(std::filesystem::path(defaults.settings_.fileName().toStdString()).parent_path()) {
-        folder_.setOnChange([this](const lumicrate::FolderChanges&) { look(); });
+        folder_.setOnChange([this](const lumicrate::FolderChanges&) { update(); });
     }
 
-    /// What this process itself wrote is no news.
-    void learn() { known_ = defaults_->contents(); }
-    /// The defaults go, which observers may outlive.
-    void end() { defaults_ = nullptr; }
+    /// Called after a write by this process, which must not be reported as a change.
+    void updateKnown() { known_ = defaults_->contents(); }
+    /// Called when the defaults are destroyed, which their observers may outlive.
+    void detach() { defaults_ = nullptr; }
 
  private:
-    void look() {
+    void update() {
         if (defaults_ == nullptr) return;
         Contents now = defaults_->contents();
         if (now == known_) return;
         known_ = std::move(now);
-        // The last observer may go when it is told, but this must not go in the middle of it.
+        // Keeps this object alive if the last observer unsubscribes while it is notified.
         QTimer::singleShot(0, QCoreApplication::instance(), [alive = defaults_->watch_.lock()] {});
         defaults_->changes_.notify();
     }
@@ -84,7 +85,7 @@ UserDefaults::UserDefaults(const std::filesystem::path& file)
     : settings_(QString::fromStdString(file.string()), QSettings::IniFormat) {}
 
 UserDefaults::~UserDefaults() {
-    if (const auto watch = watch_.lock()) watch->end();
+    if (const auto watch = watch_.lock()) watch->detach();
 }
 
 void UserDefaults::registerDefaults(const Registration& fallbacks) {
@@ -95,7 +96,7 @@ void UserDefaults::registerDefaults(const Registration& fallbacks) {
 std::optional<DefaultsValue> UserDefaults::value(std::string_view key) const {
     settings_.sync();
     const QVariant stored = settings_.value(qtKey(key));
-    // An unquoted text with commas, as people write it by hand, is read as a list.
+    // QSettings reads an unquoted text with commas as a list; people write such texts by hand.
     if (stored.typeId() == QMetaType::QStringList)
         return stored.toStringList().join(QStringLiteral(", ")).toStdString();
     if (stored.isValid()) return stored.toString().toStdString();
@@ -119,7 +120,7 @@ std::int64_t UserDefaults::integerForKey(std::string_view key) const {
 double UserDefaults::doubleForKey(std::string_view key) const {
     const auto found = value(key);
     if (!found) return 0;
-    // A number too large for an integer, or none at all, counts as no number.
+    // NaN and numbers outside the range of integers count as 0.
     constexpr double limit = 9e15;
     const double number = toText(*found).trimmed().toDouble();
     return number >= -limit && number <= limit ? number : 0;
@@ -149,7 +150,7 @@ void UserDefaults::change(const QString& key, const QVariant& value) {
         put(key, before);
         throw;
     }
-    if (const auto watch = watch_.lock()) watch->learn();
+    if (const auto watch = watch_.lock()) watch->updateKnown();
     changes_.notify();
 }
 
@@ -168,7 +169,8 @@ Subscription UserDefaults::observe(std::function<void()> changed) const {
             watch = std::make_shared<Watch>(*this);
             watch_ = watch;
         } catch (const PlatformError&) {
-            // The system has nothing left to watch with: then only what is changed here is told.
+            // No inotify instances left: changes by other processes go unnoticed.
+            log(LogArea::desktop, "the settings file cannot be watched");
         }
     }
     auto subscription = std::make_shared<Subscription>(changes_.add(std::move(changed)));
@@ -188,8 +190,8 @@ UserDefaults::Contents UserDefaults::contents() const {
 
 void UserDefaults::save() {
     settings_.sync();
-    // A settings object never forgets that something once went wrong, be it a line that makes no sense, as
-    // somebody typed it, or a disk that was full. A new one tries again what is still to be written.
+    // The status of a QSettings object never returns to NoError, even if only a malformed line was read once.
+    // A new object shows whether the file can be written now, and retries what is pending.
     QSettings again(settings_.fileName(), QSettings::IniFormat);
     again.sync();
     if (again.status() == QSettings::AccessError) {

@@ -1,4 +1,4 @@
-// UserDefaults: the preferences in one settings file under the user's configuration folder.
+// UserDefaults: the preferences, stored in one file in the user's configuration folder.
 #pragma once
 
 #include "Platform/NSUserDefaults.h"
@@ -16,9 +16,9 @@
 
 namespace lumicrate::desktop {
 
-/// The file is plain text, KEY=VALUE below "[General]". Several processes may read and write it at once:
-/// every write is merged into what is on disk, and reads see what others wrote. A value that could not be
-/// written is as it was before.
+/// The file is plain text, KEY=VALUE below "[General]". Several processes may use it at the same time: a
+/// write is merged with the current file, and reads see the writes of other processes. If a write fails, the
+/// old value stays.
 class UserDefaults final : public NSUserDefaults {
  public:
     /// Lumicrate/lumicrate.conf in the user's configuration folder.
@@ -35,8 +35,8 @@ class UserDefaults final : public NSUserDefaults {
     std::optional<std::string> stringForKey(std::string_view key) const override;
     void set(std::string_view key, const DefaultsValue& value) override;
     void removeObject(std::string_view key) override;
-    /// Of what others change, an observer hears within half a second, where Qt's event loop runs. The file is
-    /// watched only while there are observers.
+    /// Changes by other processes are reported within half a second, provided that Qt's event loop runs. The
+    /// file is only watched while there are observers.
     Subscription observe(std::function<void()> changed) const override;
 
  private:
@@ -50,10 +50,10 @@ class UserDefaults final : public NSUserDefaults {
     void save();
     Contents contents() const;
 
-    mutable QSettings settings_;  ///< reading looks for what others wrote
+    mutable QSettings settings_;  ///< mutable: reading synchronizes with the file
     std::map<std::string, DefaultsValue, std::less<>> registered_;
     mutable Observers<> changes_;
-    mutable std::weak_ptr<Watch> watch_;  ///< the observers'
+    mutable std::weak_ptr<Watch> watch_;  ///< owned by the observers' subscriptions
 };
 
 }  // namespace lumicrate::desktop

@@ -2,6 +2,7 @@
 
 #include "Linux/Desktop/SessionBus.h"
 #include "Support/Error.h"
+#include "Support/Log.h"
 
 #include <QDBusConnection>
 #include <QDBusMessage>
@@ -22,7 +23,7 @@ QString text(const std::filesystem::path& url) {
     return QString::fromStdString(std::filesystem::absolute(url).string());
 }
 
-/// False without the program.
+/// False if there is no xdg-open.
 bool startOpener(const std::filesystem::path& url) {
     const QString opener = QStandardPaths::findExecutable(QStringLiteral("xdg-open"));
     return !opener.isEmpty() && QProcess::startDetached(opener, {text(url)});
@@ -57,8 +58,10 @@ void Workspace::activateFileViewerSelecting(const std::vector<std::filesystem::p
     auto* watcher = new QDBusPendingCallWatcher(QDBusConnection::sessionBus().asyncCall(showItems(urls)));
     QObject::connect(watcher, &QDBusPendingCallWatcher::finished, watcher, [watcher, folder] {
         watcher->deleteLater();
-        // Nobody waits for this any more; and who has neither of the two has no file viewer.
-        if (QDBusPendingReply<>(*watcher).isError()) startOpener(folder);
+        if (!QDBusPendingReply<>(*watcher).isError()) return;
+        log(LogArea::desktop, "no file manager service: opening the folder");
+        // It is too late to report a failure; without xdg-open there is no file manager either.
+        startOpener(folder);
     });
 }
 

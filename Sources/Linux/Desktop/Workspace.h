@@ -1,12 +1,12 @@
-// Workspace: files handed to other programs of the desktop.
+// Workspace: opens files in other programs and shows them in the file manager.
 #pragma once
 
 #include "Platform/NSWorkspace.h"
 
 namespace lumicrate::desktop {
 
-/// Opens with xdg-open, which knows every desktop's way, and shows files through org.freedesktop.FileManager1
-/// on the session bus, or else by opening their folder. Needs a running Qt event loop.
+/// Opens files with xdg-open. Shows files through org.freedesktop.FileManager1 on the session bus; without
+/// that service, opens their folder. Needs a running Qt event loop.
 class Workspace final : public NSWorkspace {
  public:
     void openURL(const std::filesystem::path& url) override;

@@ -57,10 +57,17 @@ TEST_F(LoginItemTests, WhatOthersMadeOfTheEntryCounts) {
 }
 
 TEST_F(LoginItemTests, AnyProgramIsStartedAsItsPathSays) {
-    // Written as the format has it: marks within a word, and all of it once more as a text.
-    EXPECT_EQ(execValue({"/a b/c", "-d"}), R"("/a b/c" "-d")");
-    EXPECT_EQ(execValue({R"(a"b`c$d\e%f)"}), R"("a\\"b\\`c\\$d\\\\e%%f")");
-    EXPECT_EQ(execValue({"a\nb\tc"}), R"("a\nb\tc")");
+    // The argument is quoted, and the line escaped once more as a string value.
+    const std::pair<const char*, const char*> cases[] = {
+        {"/a b/c", R"("/a b/c")"},
+        {R"(/a"b`c$d\e%f)", R"("/a\\"b\\`c\\$d\\\\e%%f")"},
+        {"/a\nb\tc", R"("/a\nb\tc")"},
+    };
+    for (const auto& [program, written] : cases) {
+        LoginItem(program, home / "autostart").registerLoginItem();
+        EXPECT_NE(contents().find("\nExec=" + std::string(written) + " \"--background\"\n"), std::string::npos)
+            << contents();
+    }
 }
 
 TEST_F(LoginItemTests, WhatCannotBeChangedIsSaid) {

@@ -1,7 +1,7 @@
 // The running program on a real session bus, and what it hears of the desktop's look there.
 
 #include "Linux/Desktop/Appearance.h"
-#include "Linux/Desktop/BusService.h"
+#include "Linux/Desktop/SessionBus.h"
 #include "Tests/Linux/Desktop/EventLoop.h"
 
 #include <gtest/gtest.h>
@@ -46,7 +46,7 @@ using test::await;
 /// Asks from another thread, as another process would, while this one's loop answers.
 std::optional<std::string> ask(const std::string& method) {
     std::future<std::optional<std::string>> answer =
-        std::async(std::launch::async, [&] { return callRunningProgram(method); });
+        std::async(std::launch::async, [&] { return callRunningInstance(method); });
     EXPECT_TRUE(
         await([&] { return answer.wait_for(std::chrono::milliseconds(1)) == std::future_status::ready; }));
     return answer.get();
