@@ -83,13 +83,13 @@ void run(const Path& parent, int count) {
     measure(
         "the list", [&] { library.reload(); }, [&] { return true; });
     measure(
-        "all lengths", [] {}, [&] { return !*library.readsLengths(); });
+        "all lengths", [] {}, [&] { return !*library.readsDurations(); });
     measure(
         "the list again", [&] { library.reload(); }, [&] { return true; });
     measure(
         "one recording more, seen and measured",
         [&] { std::filesystem::copy_file(folder.folder() / "0.mp4", folder.folder() / "new.mp4"); },
-        [&] { return list->size() == static_cast<std::size_t>(count) + 1 && !*library.readsLengths(); });
+        [&] { return list->size() == static_cast<std::size_t>(count) + 1 && !*library.readsDurations(); });
     measure(
         "one less", [&] { std::filesystem::remove(folder.folder() / "new.mp4"); },
         [&] { return list->size() == static_cast<std::size_t>(count); });

@@ -1,5 +1,7 @@
 #include "Lumicrate/Library/FileNames.h"
 
+#include "Support/Error.h"
+
 #include <algorithm>
 #include <array>
 #include <cstdint>
@@ -56,6 +58,34 @@ std::string newUUID() {
         text += digits.data();
     }
     return text;
+}
+
+std::string displayPath(const std::filesystem::path& path, const std::filesystem::path& home) {
+    const std::filesystem::path inside = path.lexically_relative(home);
+    const bool outside = home.empty() || inside.empty() || *inside.begin() == "..";
+    if (outside) return path.string();
+    return inside == "." ? "~" : "~/" + inside.string();
+}
+
+TemporaryFile::TemporaryFile(NSFileManager& files, const std::filesystem::path& url, std::string_view purpose)
+    : files_(files), url_(temporaryURL(url, purpose)) {}
+
+TemporaryFile::~TemporaryFile() {
+    try {
+        if (files_.fileExists(url_)) files_.removeItem(url_);
+    } catch (const LocalizedError&) {
+        // The user is shown the earlier error that left the file here.
+    }
+}
+
+void TemporaryFile::replace(const std::filesystem::path& url) {
+    files_.replaceItem(url, url_);
+}
+
+std::filesystem::path TemporaryFile::moveTo(const std::filesystem::path& wanted) {
+    std::filesystem::path name = uniqueURL(files_, wanted);
+    files_.moveItem(url_, name);
+    return name;
 }
 
 }  // namespace lumicrate

@@ -8,13 +8,13 @@
 
 namespace lumicrate {
 
-/// Its identity is its `url`.
+/// Identified by its `url`.
 struct Recording {
     std::filesystem::path url;
-    /// The distant past where the file system gives none.
+    /// time_point::min() if the file system does not report it.
     std::chrono::system_clock::time_point created = std::chrono::system_clock::time_point::min();
     std::uintmax_t size = 0;         ///< bytes
-    std::optional<double> duration;  ///< seconds; nothing until it was read
+    std::optional<double> duration;  ///< seconds; absent until it has been read
 
     bool operator==(const Recording&) const = default;
 };

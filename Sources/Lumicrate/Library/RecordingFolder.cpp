@@ -26,7 +26,7 @@ std::string_view prefix(RecordingFolder::Kind kind) {
     return "Recording-Webcam";
 }
 
-/// Sorts by name as by time.
+/// Names sort in the order of time.
 std::string fileDate(const DateComponents& date) {
     std::array<char, 96> text{};
     std::snprintf(text.data(), text.size(), "%04d-%02d-%02d_%02d.%02d.%02d", date.year, date.month, date.day,

@@ -1,4 +1,4 @@
-// RecordingFolder: where recordings are kept, how they are named, and which of them are being written.
+// RecordingFolder: the folder of all recordings, their file names, and which of them are being written.
 #pragma once
 
 #include "Platform/NSFileManager.h"
@@ -10,12 +10,12 @@
 
 namespace lumicrate {
 
-/// The folder "Lumicrate" in the user's Movies folder. Main thread only.
+/// The folder "Lumicrate" in the user's movies folder. Main thread only.
 class RecordingFolder {
  public:
     enum class Kind { screen, audio, webcam };
 
-    /// A file that is being written, for as long as this lives. It may outlive the folder.
+    /// Marks a file as being written while it lives. May outlive the RecordingFolder.
     class InProgress {
      public:
         InProgress(InProgress&&) noexcept = default;
@@ -35,18 +35,19 @@ class RecordingFolder {
         std::filesystem::path url_;
     };
 
-    /// Both must outlive the folder.
+    /// Both must outlive this object.
     RecordingFolder(NSFileManager& files, const NSCalendar& calendar);
 
     const std::filesystem::path& folder() const { return folder_; }
-    /// A path of the folder where no file is yet, named after the kind and the present second; the folder
-    /// then exists, the file does not. Throws PlatformError when the folder cannot be made.
+    /// An unused path in the folder, named after the kind and the current second:
+    /// "Recording-Screen_2024-05-01_14.03.22.mp4". Creates the folder if necessary, but not the file.
+    /// Throws PlatformError if the folder cannot be created.
     std::filesystem::path newRecordingURL(Kind kind, const std::string& fileExtension);
 
     [[nodiscard]] InProgress markInProgress(const std::filesystem::path& url);
     bool isInProgress(const std::filesystem::path& url) const { return inProgress_->contains(url); }
 
-    /// Whether a file's extension, in capitals or not, is one that recordings have.
+    /// Whether the file has an extension of recordings, in upper or lower case.
     static bool isMovie(const std::filesystem::path& url);
 
  private:

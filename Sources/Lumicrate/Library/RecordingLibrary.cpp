@@ -1,6 +1,7 @@
 #include "Lumicrate/Library/RecordingLibrary.h"
 
 #include "Support/Error.h"
+#include "Support/Log.h"
 
 #include <algorithm>
 #include <string_view>
@@ -11,7 +12,7 @@ namespace lumicrate {
 
 namespace {
 
-/// Keys are the urls' own characters, which outlive the map.
+/// The keys refer to the strings in the list, which must outlive the map.
 using ByUrl = std::unordered_map<std::string_view, std::size_t>;
 
 ByUrl indexByUrl(const std::vector<Recording>& list) {
@@ -38,10 +39,10 @@ void keepDuration(Recording& recording, const Recording& before) {
 RecordingLibrary::RecordingLibrary(Services services, Instant launchDate)
     : services_(std::move(services)),
       launchDate_(launchDate),
-      lengths_(
-          services_.executor, std::move(services_.lengths),
+      durations_(
+          services_.executor, std::move(services_.durations),
           [this]() -> const std::vector<Recording>& { return recordings.get(); },
-          [this](const RecordingLengths::Results& results) { add(results); }) {
+          [this](const DurationReader::Results& results) { addDurations(results); }) {
     for (const std::string_view name : {recordingSavedNotification, recordingsChangedNotification}) {
         subscriptions_.push_back(
             services_.notifications.observe(name, [this](const NotificationCenter::Object&) { reload(); }));
@@ -55,7 +56,7 @@ void RecordingLibrary::reload() {
     try {
         entries = services_.files.contentsOfDirectory(services_.folder.folder());
     } catch (const LocalizedError&) {
-        // It is not there yet, most likely.
+        // Most likely the folder has not been created yet: an empty list.
     }
     const std::vector<Recording>& before = recordings.get();
     const ByUrl known = indexByUrl(before);
@@ -66,11 +67,12 @@ void RecordingLibrary::reload() {
         if (const auto found = known.find(each.url.native()); found != known.end())
             keepDuration(list.back(), before[found->second]);
     }
-    lengths_.forgetFailures();
+    durations_.forgetFailures();
+    log(LogArea::library, "folder read: ", list.size(), " recordings");
     publish(std::move(list));
 }
 
-/// Looks at the named files alone.
+/// Looks up only the reported files.
 void RecordingLibrary::follow(const FolderChanges& changes) {
     if (changes.everything) return reload();
     std::vector<Recording> list = recordings.get();
@@ -85,7 +87,7 @@ void RecordingLibrary::follow(const FolderChanges& changes) {
             if (found != known.end()) gone.insert(found->second);
             continue;
         }
-        lengths_.forgetFailure(url);
+        durations_.forgetFailure(url);
         Recording now = toRecording(entry);
         if (found == known.end()) {
             added.push_back(std::move(now));
@@ -110,7 +112,7 @@ void RecordingLibrary::publish(std::vector<Recording> list) {
                      [](const Recording& a, const Recording& b) { return a.created > b.created; });
     markNew(list);
     recordings = std::move(list);
-    lengths_.start();
+    durations_.start();
 }
 
 void RecordingLibrary::markNew(const std::vector<Recording>& list) {
@@ -121,12 +123,12 @@ void RecordingLibrary::markNew(const std::vector<Recording>& list) {
     if (marked != *unopened) unopened = std::move(marked);
 }
 
-/// By url, since the list may have changed meanwhile; and only where the file is still the one that was read.
-void RecordingLibrary::add(const RecordingLengths::Results& results) {
+/// Results are matched by path and size, because the list or a file may have changed in the meantime.
+void RecordingLibrary::addDurations(const DurationReader::Results& results) {
     std::vector<Recording> list = recordings.get();
     const ByUrl known = indexByUrl(list);
     bool changed = false;
-    for (const RecordingLengths::Result& each : results) {
+    for (const DurationReader::Result& each : results) {
         const auto found = known.find(each.url.native());
         if (!each.duration || found == known.end() || list[found->second].size != each.size) continue;
         list[found->second].duration = each.duration;

@@ -1,8 +1,8 @@
-// RecordingLibrary: the recordings there are, and which of them are new.
+// RecordingLibrary: the list of recordings, and which of them are new.
 #pragma once
 
+#include "Lumicrate/Library/DurationReader.h"
 #include "Lumicrate/Library/RecordingFolder.h"
-#include "Lumicrate/Library/RecordingLengths.h"
 #include "Platform/NSFileManager.h"
 #include "Platform/NSWorkspace.h"
 #include "Support/Executor.h"
@@ -19,21 +19,22 @@
 
 namespace lumicrate {
 
-/// Keeps the list of the recording folder's movies. It reads the folder when it is told to and when a
-/// recording was saved or changed; in between it looks at those files only that the watch names. Main thread.
+/// Keeps the list of the movies in the recording folder. reload() and the notifications about saved and
+/// changed recordings read the whole folder; between those, only the files that the folder watch reports are
+/// looked up. Main thread.
 class RecordingLibrary {
  public:
     using Instant = std::chrono::system_clock::time_point;
 
-    /// What it stands on; must outlive it.
+    /// All references must outlive the library.
     struct Services {
         Executor& executor;
         NSFileManager& files;
         NotificationCenter& notifications;
         const RecordingFolder& folder;
         NSWorkspace& workspace;
-        RecordingLengths::Readers lengths;
-        std::unique_ptr<FolderWatch> watch;  ///< of the folder; without one, changes by others stay unseen
+        DurationReader::Readers durations;
+        std::unique_ptr<FolderWatch> watch;  ///< of the folder; without one, external changes are missed
         std::function<void(const std::filesystem::path&)> showPreview;
         std::function<void()> beep;  ///< NSSound.beep
     };
@@ -43,25 +44,25 @@ class RecordingLibrary {
     RecordingLibrary(const RecordingLibrary&) = delete;
     RecordingLibrary& operator=(const RecordingLibrary&) = delete;
 
-    /// Newest first; of equal age in the order of the folder.
+    /// Newest first; of the same time in the order of the folder.
     Published<std::vector<Recording>> recordings;
-    /// Made during this run and not opened, previewed or moved to the Trash since.
+    /// Created since launchDate and not yet opened, previewed or moved to the Trash.
     Published<std::set<std::filesystem::path>> unopened;
 
     Instant launchDate() const { return launchDate_; }
-    /// Whether lengths of recordings are still being read.
-    const Published<bool>& readsLengths() const { return lengths_.isReading; }
+    /// Whether durations are still being read.
+    const Published<bool>& readsDurations() const { return durations_.isReading; }
 
-    /// Reads the folder anew and tries again what could not be read before.
+    /// Reads the folder again, and retries the durations that could not be read.
     void reload();
 
-    /// It is no longer new: it was opened or previewed in some other way.
+    /// Removes the recording from `unopened`.
     void markOpened(const std::filesystem::path& url);
-    /// Shows it in the preview.
+    /// Shows the recording in the preview.
     void open(const Recording& recording);
-    /// Opens it with the default application. Throws PlatformError.
+    /// Opens the recording in the default application. Throws PlatformError.
     void openInQuickTime(const Recording& recording);
-    /// Beeps when that cannot be done.
+    /// Beeps on failure.
     void moveToTrash(const Recording& recording);
 
  private:
@@ -69,12 +70,12 @@ class RecordingLibrary {
     void publish(std::vector<Recording> list);
     bool isListed(const NSFileEntry& entry) const;
     void markNew(const std::vector<Recording>& list);
-    void add(const RecordingLengths::Results& results);
+    void addDurations(const DurationReader::Results& results);
 
     Services services_;
     Instant launchDate_;
     std::set<std::filesystem::path> opened_;
-    RecordingLengths lengths_;
+    DurationReader durations_;
     std::vector<Subscription> subscriptions_;
 };
 

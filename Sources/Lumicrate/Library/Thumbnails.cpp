@@ -10,12 +10,12 @@ namespace lumicrate {
 
 namespace {
 
-/// A movie may begin with a moment in which nothing is shown.
-const CMTime patience(10, 1);
+/// A movie may begin with a gap; a picture up to this time counts as its first.
+const CMTime maxGap(10, 1);
 
 Thumbnails::Picture firstPicture(const ImageIO& images, const std::filesystem::path& url, Size size) {
     const auto generator = images.makeImageGenerator(url, size);
-    const CGImage* picture = generator->image(CMTime::zero(), patience);
+    const CGImage* picture = generator->image(CMTime::zero(), maxGap);
     return picture ? std::make_shared<const CGImage>(*picture) : nullptr;
 }
 
@@ -33,24 +33,23 @@ Thumbnails::Picture Thumbnails::picture(const Recording& recording) {
     }
     entries_.splice(entries_.begin(), entries_, found->second);
     const Entry& entry = entries_.front();
-    // Until the new picture is there, that of the file as it was is better than none.
     if (entry.created != recording.created || entry.size != recording.size) enqueue(recording);
     return entry.picture;
 }
 
 void Thumbnails::enqueue(const Recording& recording) {
-    if (underWay_ == recording.url) return;
+    if (reading_ == recording.url) return;
     std::erase_if(waiting_, [&recording](const Recording& each) { return each.url == recording.url; });
     waiting_.push_back(recording);
-    if (waiting_.size() > mostWaiting) waiting_.erase(waiting_.begin());
-    if (!fetching_.isRunning()) fetching_ = RunningTask(executor_, fetchAll());
+    if (waiting_.size() > maxWaiting) waiting_.erase(waiting_.begin());
+    if (!task_.isRunning()) task_ = RunningTask(executor_, readAll());
 }
 
-Task<void> Thumbnails::fetchAll() {
+Task<void> Thumbnails::readAll() {
     while (!waiting_.empty()) {
         const Recording next = std::move(waiting_.back());
         waiting_.pop_back();
-        underWay_ = next.url;
+        reading_ = next.url;
         const std::function<Picture()> work = [&images = images_, url = next.url, size = size_] {
             return firstPicture(images, url, size);
         };
@@ -59,15 +58,15 @@ Task<void> Thumbnails::fetchAll() {
             Task<Picture> reading = inBackground<Picture>(executor_, *queue_, work);
             picture = co_await reading;
         } catch (const LocalizedError&) {
-            // It has none that could be shown; a symbol takes its place.
+            // No picture: a symbol is shown instead.
         }
-        underWay_.reset();
-        keep(next, std::move(picture));
+        reading_.reset();
+        store(next, std::move(picture));
         arrivals_.notify(next.url);
     }
 }
 
-void Thumbnails::keep(const Recording& recording, Picture picture) {
+void Thumbnails::store(const Recording& recording, Picture picture) {
     if (const auto found = byPath_.find(recording.url.native()); found != byPath_.end()) {
         entries_.erase(found->second);
         byPath_.erase(found);

@@ -1,4 +1,4 @@
-// Thumbnails: the first picture of recordings, for those that are looked at.
+// Thumbnails: the first picture of each recording that is on screen.
 #pragma once
 
 #include "Lumicrate/Library/Recording.h"
@@ -22,32 +22,32 @@
 
 namespace lumicrate {
 
-/// Reads one picture after the other on a queue, those asked for last first: what has been scrolled past
-/// meanwhile is forgotten and, should it come into view again, asked for again. Main thread.
+/// Reads one picture at a time on a queue, the latest request first. Requests that were scrolled past are
+/// dropped; they are made again when the row becomes visible again. Main thread.
 class Thumbnails {
  public:
     using Picture = std::shared_ptr<const CGImage>;
 
-    /// How many pictures are kept; far more than fit into a window.
+    /// Pictures kept in memory, least recently used dropped first; far more than fit into a window.
     static constexpr std::size_t capacity = 160;
-    /// How many may wait; as many as a tall window shows.
-    static constexpr std::size_t mostWaiting = 24;
+    /// Requests kept; as many as a tall window shows.
+    static constexpr std::size_t maxWaiting = 24;
 
-    /// All but `queue` must outlive it; pictures are at most `size`, in pixels.
+    /// The references must outlive this object. Pictures are at most `size`, in pixels.
     Thumbnails(Executor& executor, const ImageIO& images, std::unique_ptr<DispatchQueue> queue, Size size);
     Thumbnails(const Thumbnails&) = delete;
     Thumbnails& operator=(const Thumbnails&) = delete;
 
-    /// The picture of the file as it is now; nothing when it has none, or when it is not there yet and is
-    /// being fetched.
+    /// The picture of the recording, or nullptr: either it has none, or it is being read and will be
+    /// announced to the observers. After a change of the file the old picture is returned until then.
     Picture picture(const Recording& recording);
-    /// `arrived` is given the file whose picture can be had now.
+    /// `arrived` is called with the file whose picture has been read.
     [[nodiscard]] Subscription observe(std::function<void(const std::filesystem::path&)> arrived) const {
         return arrivals_.add(std::move(arrived));
     }
 
  private:
-    /// What the file was when the picture was taken.
+    /// A picture, and the state of the file that it was read from.
     struct Entry {
         std::string key;
         std::chrono::system_clock::time_point created;
@@ -56,19 +56,19 @@ class Thumbnails {
     };
 
     void enqueue(const Recording& recording);
-    Task<void> fetchAll();
-    void keep(const Recording& recording, Picture picture);
+    Task<void> readAll();
+    void store(const Recording& recording, Picture picture);
 
     Executor& executor_;
     const ImageIO& images_;
     Size size_;
-    std::list<Entry> entries_;  ///< the one looked at last in front
+    std::list<Entry> entries_;  ///< most recently used first
     std::unordered_map<std::string, std::list<Entry>::iterator> byPath_;
-    std::vector<Recording> waiting_;  ///< the next one last
-    std::optional<std::filesystem::path> underWay_;
+    std::vector<Recording> waiting_;  ///< served from the back
+    std::optional<std::filesystem::path> reading_;
     mutable Observers<const std::filesystem::path&> arrivals_;
     std::unique_ptr<DispatchQueue> queue_;
-    RunningTask fetching_;
+    RunningTask task_;
 };
 
 }  // namespace lumicrate

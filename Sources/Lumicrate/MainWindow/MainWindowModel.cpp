@@ -8,7 +8,7 @@ namespace lumicrate {
 
 namespace {
 
-// Sharp on a screen of twice the points.
+// Sharp at a scale factor of 2.
 constexpr Size thumbnailPixels{192, 108};
 constexpr Size windowPixels{320, 200};
 
@@ -19,12 +19,12 @@ MainWindowModel::MainWindowModel(Services services)
       commands(std::move(services.commands)),
       messages(services.recorder),
       sources(services.recorder, services.defaults,
-              [this](const std::string& sentence) { messages.complain(sentence); }),
+              [this](const std::string& sentence) { messages.report(sentence); }),
       windowPicker(services.executor, sources, services.screenshots, windowPixels),
       controls(services.recorder, sources, services.defaults, services.mixing,
-               [this](const std::string& sentence) { messages.complain(sentence); }),
+               [this](const std::string& sentence) { messages.report(sentence); }),
       recordings({services.library, services.files, services.workspace, std::move(services.formatDate),
-                  [this](const std::string& sentence) { messages.complain(sentence); }}),
+                  [this](const std::string& sentence) { messages.report(sentence); }}),
       thumbnails(services.executor, services.images, std::move(services.thumbnailQueue), thumbnailPixels) {}
 
 std::vector<MenuItem> MainWindowModel::menu() const {

@@ -1,4 +1,4 @@
-// MainWindowModel: all that the main window shows, and the commands it hands on.
+// MainWindowModel: everything the main window shows, and the commands it forwards to the application.
 #pragma once
 
 #include "Lumicrate/Library/Thumbnails.h"
@@ -20,17 +20,17 @@ namespace lumicrate {
 /// Main thread.
 class MainWindowModel {
  public:
-    /// What the application does for the window. None may be missing.
+    /// Implemented by the application. All are required.
     struct Commands {
         std::function<void()> openSettings;
         std::function<void()> openFolder;
         std::function<void()> showAbout;
         std::function<void()> quit;
-        /// What else the window's menu offers, before the above; asked for whenever it is opened.
+        /// Further menu items, shown before the others; called each time the menu opens.
         std::function<std::vector<MenuItem>()> menu;
     };
 
-    /// What it stands on; all but the queue must outlive it.
+    /// References and pointers must outlive the model.
     struct Services {
         Executor& executor;
         NSUserDefaults& defaults;
@@ -40,8 +40,8 @@ class MainWindowModel {
         NSWorkspace& workspace;
         const ImageIO& images;
         std::unique_ptr<DispatchQueue> thumbnailQueue;
-        SCScreenshotManager* screenshots = nullptr;  ///< without it, windows are listed without pictures
-        const RecorderControls::Progress* mixing = nullptr;
+        SCScreenshotManager* screenshots = nullptr;          ///< nullptr: windows are listed without pictures
+        const RecorderControls::Progress* mixing = nullptr;  ///< progress of mixing audio, if there is any
         std::function<std::string(std::chrono::system_clock::time_point)> formatDate;
         Commands commands;
     };
@@ -51,7 +51,7 @@ class MainWindowModel {
     MainWindowModel& operator=(const MainWindowModel&) = delete;
 
     static std::string title() { return "Lumicrate"; }
-    /// The window's menu as it is now.
+    /// The current menu of the window.
     std::vector<MenuItem> menu() const;
 
     NSUserDefaults& defaults;

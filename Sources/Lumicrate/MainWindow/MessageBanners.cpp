@@ -24,23 +24,23 @@ void MessageBanners::showNotices(const std::vector<std::string>& sentences) {
     publish();
 }
 
-void MessageBanners::complain(const std::string& sentence) {
-    complaint_ = make(Banner::Kind::error, sentence);
+void MessageBanners::report(const std::string& sentence) {
+    reported_ = make(Banner::Kind::error, sentence);
     publish();
 }
 
 void MessageBanners::dismiss(std::uint64_t id) {
-    const auto isIt = [id](const Banner& each) { return each.id == id; };
-    if (error_ && isIt(*error_)) error_.reset();
-    if (complaint_ && isIt(*complaint_)) complaint_.reset();
-    std::erase_if(notices_, isIt);
+    const auto matches = [id](const Banner& each) { return each.id == id; };
+    if (error_ && matches(*error_)) error_.reset();
+    if (reported_ && matches(*reported_)) reported_.reset();
+    std::erase_if(notices_, matches);
     publish();
 }
 
 void MessageBanners::publish() {
     std::vector<Banner> all;
     if (error_) all.push_back(*error_);
-    if (complaint_) all.push_back(*complaint_);
+    if (reported_) all.push_back(*reported_);
     all.insert(all.end(), notices_.begin(), notices_.end());
     if (all != *banners) banners = std::move(all);
 }

@@ -1,4 +1,4 @@
-// MessageBanners: what went wrong or is worth knowing, until it is dismissed.
+// MessageBanners: errors and notices in the main window, until the user dismisses them.
 #pragma once
 
 #include "Lumicrate/Recording/ScreenRecorder.h"
@@ -11,8 +11,8 @@
 
 namespace lumicrate {
 
-/// Shows the recorder's error and notices, and what other parts complain of. Beginning another recording
-/// takes the recorder's messages away; a new complaint takes the place of the former. Main thread.
+/// Shows the recorder's error and notices, which disappear when the next recording begins, and the last error
+/// reported by other parts. Main thread.
 class MessageBanners {
  public:
     struct Banner {
@@ -24,7 +24,7 @@ class MessageBanners {
         bool operator==(const Banner&) const = default;
     };
 
-    /// The recorder must outlive it.
+    /// The recorder must outlive this object.
     explicit MessageBanners(const ScreenRecorder& recorder);
     MessageBanners(const MessageBanners&) = delete;
     MessageBanners& operator=(const MessageBanners&) = delete;
@@ -32,7 +32,8 @@ class MessageBanners {
     /// Errors first.
     Published<std::vector<Banner>> banners;
 
-    void complain(const std::string& sentence);
+    /// Shows an error in place of the one reported before.
+    void report(const std::string& sentence);
     void dismiss(std::uint64_t id);
 
  private:
@@ -43,7 +44,7 @@ class MessageBanners {
 
     std::uint64_t lastId_ = 0;
     std::optional<Banner> error_;
-    std::optional<Banner> complaint_;
+    std::optional<Banner> reported_;
     std::vector<Banner> notices_;
     std::vector<Subscription> subscriptions_;
 };

@@ -13,11 +13,11 @@ namespace {
 using State = ScreenRecorder::State;
 
 void store(NSUserDefaults& defaults, std::string_view key, const std::string& value,
-           const std::function<void(const std::string&)>& complain) {
+           const std::function<void(const std::string&)>& reportError) {
     try {
         defaults.set(key, value);
     } catch (const LocalizedError& error) {
-        complain(error.what());
+        reportError(error.what());
     }
 }
 
@@ -31,11 +31,12 @@ std::vector<std::string_view> togglesFor(CaptureMode mode) {
 }  // namespace
 
 RecorderControls::RecorderControls(ScreenRecorder& recorder, SourceBar& sources, NSUserDefaults& defaults,
-                                   const Progress* mixing, std::function<void(const std::string&)> complain)
+                                   const Progress* mixing,
+                                   std::function<void(const std::string&)> reportError)
     : recorder_(recorder),
       sources_(sources),
       defaults_(defaults),
-      complain_(std::move(complain)),
+      reportError_(std::move(reportError)),
       state_(*recorder.state),
       chosen_(*sources.content),
       picking_(*recorder.pickingMode),
@@ -80,8 +81,8 @@ std::vector<MenuItem> RecorderControls::microphoneMenu() const {
                                    [&stored](const CaptureDevice& each) { return each.id == stored; });
     std::vector<MenuItem> items;
     const auto add = [&](const std::string& title, const std::string& id, bool checked) {
-        items.push_back(MenuItem::command(title, [&defaults = defaults_, complain = complain_, id] {
-            store(defaults, preference::microphoneID, id, complain);
+        items.push_back(MenuItem::command(title, [&defaults = defaults_, reportError = reportError_, id] {
+            store(defaults, preference::microphoneID, id, reportError);
         }));
         items.back().checked = checked;
     };
@@ -112,10 +113,10 @@ bool RecorderControls::isActive() const {
 void RecorderControls::rebuild() {
     Content next;
     next.pauses = isActive();
-    // Without that preference the recorder measures no level.
+    // The recorder only measures the level if this preference is on.
     next.showsLevel =
         visible_ && isActive() && recordsMicrophone_ && defaults_.boolForKey(preference::webcamMicLevel);
-    followMoments(next);
+    updateSubscriptions(next);
     describe(next);
     next.toggles = togglesFor(chosen_.mode);
     next.togglesEnabled = state_ == State::idle;
@@ -134,32 +135,32 @@ void RecorderControls::describe(Content& next) const {
             next.enabled = next.hint.empty();
             return;
         case State::selectingArea:
-            next.look = Look::waiting;
+            next.phase = Phase::waiting;
             next.title = picking_ == CaptureMode::window   ? localized("Choose a Window…")
                          : picking_ == CaptureMode::screen ? localized("Choose a Screen…")
                                                            : localized("Choose an Area…");
             next.enabled = false;
             return;
         case State::countingDown:
-            next.look = Look::waiting;
+            next.phase = Phase::waiting;
             next.symbol = "xmark";
             next.title = localized("Cancel Countdown");
             if (countdown_) next.time = std::to_string(*countdown_);
             return;
         case State::starting:
-            next.look = Look::waiting;
+            next.phase = Phase::waiting;
             next.title = localized("Starting…");
             next.enabled = false;
             return;
         case State::recording:
         case State::paused:
-            next.look = Look::recording;
+            next.phase = Phase::recording;
             next.symbol = "stop.fill";
             next.title = localized("Stop Recording");
             next.time = formatElapsed(elapsed_);
             return;
         case State::stopping:
-            next.look = Look::waiting;
+            next.phase = Phase::waiting;
             next.title = localized("Saving…");
             next.enabled = false;
             next.progress = progress_;
@@ -167,10 +168,10 @@ void RecorderControls::describe(Content& next) const {
     }
 }
 
-/// The recorder wakes up more often while somebody watches its time.
-void RecorderControls::followMoments(const Content& next) {
-    const bool watches = visible_ && isActive();
-    if (!watches) {
+/// Subscribes only to what is shown: the recorder wakes up more often while it is observed.
+void RecorderControls::updateSubscriptions(const Content& next) {
+    const bool showsTime = visible_ && isActive();
+    if (!showsTime) {
         elapsedSubscription_.reset();
     } else if (!elapsedSubscription_) {
         elapsed_ = recorder_.elapsedNow();

@@ -1,4 +1,4 @@
-// RecorderControls: the record button and what stands around it.
+// RecorderControls: the record button and the controls around it.
 #pragma once
 
 #include "Lumicrate/MainWindow/SourceBar.h"
@@ -16,33 +16,34 @@
 
 namespace lumicrate {
 
-/// Says in the recorder's own words what the one large button does now. Nothing is followed that nobody sees:
-/// elapsed time and microphone level only while the window is visible. Main thread.
+/// Translates the recorder's state into the content of the controls. Elapsed time and microphone level are
+/// only observed while the window is visible, because the recorder measures them more often when observed.
+/// Main thread.
 class RecorderControls {
  public:
-    enum class Look { ready, waiting, recording };
+    enum class Phase { ready, waiting, recording };
 
-    /// All that is shown, changed in one piece.
+    /// Everything that is shown; always changed as a whole.
     struct Content {
-        Look look = Look::ready;
+        Phase phase = Phase::ready;
         std::string title;
-        std::string_view symbol;  ///< empty while something is waited for
-        std::string time;         ///< recorded so far; empty when nothing is recorded
+        std::string_view symbol;  ///< of the button; empty while waiting
+        std::string time;         ///< recorded so far, or the countdown; empty if neither
         bool enabled = true;
-        std::string hint;  ///< why it is not enabled; empty otherwise
-        /// How far saving has come, 0 … 1.
+        std::string hint;  ///< why recording is impossible; empty otherwise
+        /// Progress of saving, 0 … 1.
         std::optional<double> progress;
-        bool pauses = false;  ///< there is something to pause or resume
+        bool pauses = false;  ///< whether the pause button is shown
         std::string pauseTitle;
         std::string_view pauseSymbol;
         bool showsLevel = false;
-        /// Those that take effect in the chosen mode.
+        /// Keys of the toggles that apply to the chosen mode.
         std::vector<std::string_view> toggles;
-        bool togglesEnabled = true;  ///< a recording under way keeps what it began with
+        bool togglesEnabled = true;  ///< false while recording, which does not follow them
         bool operator==(const Content&) const = default;
     };
 
-    /// A preference of the next recording that is on or off.
+    /// A Boolean preference of the next recording.
     struct Toggle {
         std::string_view key;
         std::string_view symbol;
@@ -53,21 +54,22 @@ class RecorderControls {
 
     using Progress = Published<std::optional<double>>;
 
-    /// All must outlive it. `mixing`, which may be missing, tells how far mixing has come.
+    /// All must outlive this object. `mixing` is the progress of mixing audio; it may be nullptr.
+    /// `reportError` is called when a preference cannot be stored.
     RecorderControls(ScreenRecorder& recorder, SourceBar& sources, NSUserDefaults& defaults,
-                     const Progress* mixing, std::function<void(const std::string&)> complain);
+                     const Progress* mixing, std::function<void(const std::string&)> reportError);
     RecorderControls(const RecorderControls&) = delete;
     RecorderControls& operator=(const RecorderControls&) = delete;
 
     Published<Content> content;
-    Published<float> level;  ///< of the microphone, 0 … 1; only while the content shows it
+    Published<float> level;  ///< microphone level, 0 … 1; only updated while shown
 
     static std::vector<Toggle> toggles();
-    /// The microphones to choose from. A stored one that is not connected counts as the default, which is
-    /// what would be recorded.
+    /// The default and the connected microphones. If the stored one is not connected, the default is checked,
+    /// because that is what would be recorded.
     std::vector<MenuItem> microphoneMenu() const;
 
-    /// Begins, cancels or stops, as the button says.
+    /// Starts, cancels or stops, depending on the state.
     void press();
     void togglePause() { recorder_.togglePause(); }
     void setVisible(bool visible);
@@ -76,13 +78,13 @@ class RecorderControls {
     void rebuild();
     void describe(Content& next) const;
     bool isActive() const;
-    void followMoments(const Content& next);
+    void updateSubscriptions(const Content& next);
 
     ScreenRecorder& recorder_;
     SourceBar& sources_;
     NSUserDefaults& defaults_;
-    std::function<void(const std::string&)> complain_;
-    // As they are about to be: announcements come before the change.
+    std::function<void(const std::string&)> reportError_;
+    // Copies, because observers are notified before the value changes.
     ScreenRecorder::State state_;
     SourceBar::Content chosen_;
     std::optional<CaptureMode> picking_;

@@ -6,8 +6,33 @@
 
 #include <algorithm>
 #include <exception>
+#include <unordered_set>
 
 namespace lumicrate {
+
+namespace {
+
+/// The ranges of `list` that `other` lacks. Appends the common paths to `common`.
+std::vector<RowChanges::Range> missingRanges(const RecordingRows::Urls& list,
+                                             const RecordingRows::Urls& other,
+                                             std::vector<std::string_view>& common) {
+    std::unordered_set<std::string_view> others;
+    for (const auto& each : other)
+        others.insert(each.native());
+    std::vector<RowChanges::Range> ranges;
+    for (std::size_t row = 0; row < list.size(); ++row) {
+        if (others.contains(list[row].native())) {
+            common.push_back(list[row].native());
+        } else if (!ranges.empty() && ranges.back().first + ranges.back().count == row) {
+            ++ranges.back().count;
+        } else {
+            ranges.push_back({row, 1});
+        }
+    }
+    return ranges;
+}
+
+}  // namespace
 
 RecordingRows::RecordingRows(Services services)
     : services_(std::move(services)),
@@ -56,7 +81,7 @@ void RecordingRows::attempt(const std::function<void()>& action) {
     try {
         action();
     } catch (const LocalizedError& error) {
-        services_.complain(error.what());
+        services_.reportError(error.what());
     }
 }
 
@@ -88,7 +113,7 @@ std::optional<std::filesystem::path> RecordingRows::rename(const std::filesystem
     std::optional<std::filesystem::path> destination;
     const bool wasNew = unopened_.contains(url);
     attempt([&] { destination = services_.files.rename(url, typed); });
-    // Under its new name it would count as another one that nobody has looked at.
+    // Otherwise the new name would make it an unopened recording again.
     if (destination && !wasNew) services_.library.markOpened(*destination);
     return destination;
 }
@@ -109,6 +134,18 @@ std::vector<MenuItem> RecordingRows::menu(const Urls& urls, const InterfaceActio
     items.push_back(MenuItem::line());
     items.push_back(MenuItem::command(localized("Move to Trash"), [this, urls] { moveToTrash(urls); }));
     return items;
+}
+
+std::optional<RowChanges> rowChanges(const RecordingRows::Urls& before, const RecordingRows::Urls& after) {
+    if (before == after) return RowChanges{};
+    std::vector<std::string_view> commonBefore;
+    std::vector<std::string_view> commonAfter;
+    RowChanges changes;
+    changes.removed = missingRanges(before, after, commonBefore);
+    changes.inserted = missingRanges(after, before, commonAfter);
+    if (commonBefore != commonAfter) return std::nullopt;
+    std::reverse(changes.removed.begin(), changes.removed.end());
+    return changes;
 }
 
 }  // namespace lumicrate

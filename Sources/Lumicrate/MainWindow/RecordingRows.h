@@ -1,4 +1,4 @@
-// RecordingRows: the recordings as the main window lists them, and what can be done with them there.
+// RecordingRows: the rows of the recordings list in the main window, and the actions on them.
 #pragma once
 
 #include "Lumicrate/Library/Recording.h"
@@ -21,7 +21,8 @@
 
 namespace lumicrate {
 
-/// Texts of a row are made when they are asked for: of thousands, a dozen are seen. Main thread.
+/// The texts of a row are made on request, because only a few of possibly thousands of rows are visible. Main
+/// thread.
 class RecordingRows {
  public:
     using Urls = std::vector<std::filesystem::path>;
@@ -30,18 +31,18 @@ class RecordingRows {
         RecordingLibrary& library;
         RecordingFiles files;
         NSWorkspace& workspace;
-        /// A moment for people, in the user's time zone.
+        /// Date and time for the user, in the local time zone.
         std::function<std::string(std::chrono::system_clock::time_point)> formatDate;
-        std::function<void(const std::string&)> complain;  ///< told why something could not be done
+        std::function<void(const std::string&)> reportError;  ///< receives a sentence for the user
     };
 
-    /// What stands in one row.
+    /// The content of one row.
     struct Row {
         std::filesystem::path url;
-        std::string name;   ///< of the file, without its extension
-        std::string facts;  ///< "01:05 · 3.4 MB · 5 May 2024, 14:03"; a length that is not known is left out
+        std::string name;   ///< file name without extension
+        std::string facts;  ///< "01:05 · 3.4 MB · 5 May 2024, 14:03"; leaves out what is unknown
         bool isNew = false;
-        bool isSound = false;  ///< there is no picture to show
+        bool isSound = false;  ///< has no picture
     };
 
     explicit RecordingRows(Services services);
@@ -53,7 +54,7 @@ class RecordingRows {
     Row row(std::size_t row) const;
     Urls urls() const;
 
-    /// `changed` is called after rows came, went or changed.
+    /// `changed` is called after any change of the rows.
     [[nodiscard]] Subscription observe(std::function<void()> changed) const {
         return changes_.add(std::move(changed));
     }
@@ -62,16 +63,16 @@ class RecordingRows {
     void play(const std::filesystem::path& url);
     void reveal(const Urls& urls);
     void moveToTrash(const Urls& urls);
-    /// Gives a recording the name that somebody typed, without the extension. Where it is then, or nothing
-    /// when it keeps its name.
+    /// Renames the file to the typed name plus its extension. Returns the new path, or nothing if the name
+    /// stays the same.
     std::optional<std::filesystem::path> rename(const std::filesystem::path& url, std::string_view typed);
 
-    /// What only the interface can do.
+    /// Menu actions that the view implements.
     struct InterfaceActions {
         std::function<void()> beginRename;
         std::function<void()> copy;
     };
-    /// The menu for these recordings, one at least.
+    /// The context menu for these recordings, at least one.
     std::vector<MenuItem> menu(const Urls& urls, const InterfaceActions& interface);
 
  private:
@@ -79,11 +80,27 @@ class RecordingRows {
     void attempt(const std::function<void()>& action);
 
     Services services_;
-    // As they are about to be: announcements come before the change.
+    // Copies, because observers are notified before the value changes.
     std::vector<Recording> recordings_;
     std::set<std::filesystem::path> unopened_;
     mutable Observers<> changes_;
     std::vector<Subscription> subscriptions_;
 };
+
+/// How one list of rows becomes another, so that a view can keep its selection and scroll position: first
+/// the removals, last rows first, then the insertions, first rows first. Every range is in the row numbers
+/// that are valid when it is applied. From a, b, c to b, x: remove row 2, remove row 0, insert row 1.
+struct RowChanges {
+    struct Range {
+        std::size_t first = 0;
+        std::size_t count = 0;
+        bool operator==(const Range&) const = default;
+    };
+    std::vector<Range> removed;
+    std::vector<Range> inserted;
+};
+
+/// Neither list may contain a path twice. Returns nothing if the common paths are in a different order.
+std::optional<RowChanges> rowChanges(const RecordingRows::Urls& before, const RecordingRows::Urls& after);
 
 }  // namespace lumicrate

@@ -11,7 +11,7 @@ namespace lumicrate {
 
 namespace {
 
-/// The choice if it is among those on offer.
+/// The item of that id, or nullptr.
 template <class Offered>
 const Offered* find(const std::vector<Offered>& offered, const std::optional<std::uint32_t>& id) {
     const auto found =
@@ -29,10 +29,10 @@ std::string noteOf(const SourceBar::Content& content) {
 
 }  // namespace
 
-SourceBar::SourceBar(ScreenRecorder& recorder, NSUserDefaults& defaults, Complaints complain)
+SourceBar::SourceBar(ScreenRecorder& recorder, NSUserDefaults& defaults, ErrorHandler reportError)
     : recorder_(recorder),
       defaults_(defaults),
-      complain_(std::move(complain)),
+      reportError_(std::move(reportError)),
       state_(*recorder.state),
       windows_(*recorder.windows),
       displays_(*recorder.displays) {
@@ -85,7 +85,7 @@ void SourceBar::fillSources(Content& next) const {
             {each.displayID, each.localizedName, formatPixels(each.frame.size(), each.pointPixelScale)});
     if (displays_.empty()) return;
     const Display* chosen = find(next.displays, display_);
-    // The recorder's own list may be a step behind here, so the main display is looked up in this one.
+    // Looked up in the new list, because the recorder's own list may not have been updated yet.
     const Display* main = find(next.displays, recorder_.mainDisplayID());
     next.display = chosen ? chosen->id : main ? main->id : next.displays.front().id;
 }
@@ -112,7 +112,7 @@ void SourceBar::store(std::string_view key, const std::string& value) {
     try {
         defaults_.set(key, value);
     } catch (const LocalizedError& error) {
-        complain_(error.what());
+        reportError_(error.what());
     }
     rebuild();
 }

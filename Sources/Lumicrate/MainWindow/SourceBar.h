@@ -1,4 +1,4 @@
-// SourceBar: what the record button is to record, as the main window lets its user choose it.
+// SourceBar: the mode and source that the record button of the main window records.
 #pragma once
 
 #include "Lumicrate/Capture/CaptureSource.h"
@@ -16,8 +16,7 @@
 
 namespace lumicrate {
 
-/// The mode is a preference; the window and the display are remembered for as long as this lives. Main
-/// thread.
+/// The mode is stored as a preference; the chosen window and display are kept in memory only. Main thread.
 class SourceBar {
  public:
     struct Mode {
@@ -35,48 +34,49 @@ class SourceBar {
         std::uint32_t id = 0;
         std::string name;
         std::string size;  ///< "1920 × 1080", in pixels
-        /// Both, for people.
+        /// "left  ·  1920 × 1080"
         std::string description() const;
         bool operator==(const Display&) const = default;
     };
 
-    /// All that is shown of it, changed in one piece.
+    /// Everything that is shown; always changed as a whole.
     struct Content {
         CaptureMode mode = CaptureMode::window;
-        bool enabled = true;  ///< nothing can be chosen while a recording is under way
+        bool enabled = true;  ///< false while recording
         std::vector<Window> windows;
-        /// The chosen one, with its title now; none also when it has gone.
+        /// The chosen window with its current title; absent if none is chosen or it has been closed.
         std::optional<Window> window;
         std::vector<Display> displays;
-        /// On which an area is dragged.
+        /// The display on which an area is selected.
         std::optional<std::uint32_t> display;
-        bool picksDisplay = false;  ///< it is chosen here, and there is something to choose
-        std::string note;           ///< said where there is nothing to choose
-        /// Why the record button would do nothing, a sentence.
+        bool picksDisplay = false;  ///< whether the display can be chosen here
+        std::string note;           ///< shown if there is nothing to choose
+        /// Why nothing can be recorded, a sentence for the user.
         std::optional<std::string> missing;
         bool operator==(const Content&) const = default;
     };
 
-    using Complaints = std::function<void(const std::string&)>;
+    using ErrorHandler = std::function<void(const std::string&)>;
 
-    /// Recorder and preferences must outlive it. Where a preference cannot be stored, `complain` is told why.
-    SourceBar(ScreenRecorder& recorder, NSUserDefaults& defaults, Complaints complain);
+    /// Recorder and preferences must outlive this object. `reportError` is called with a sentence for the
+    /// user when a preference cannot be stored.
+    SourceBar(ScreenRecorder& recorder, NSUserDefaults& defaults, ErrorHandler reportError);
     SourceBar(const SourceBar&) = delete;
     SourceBar& operator=(const SourceBar&) = delete;
 
     Published<Content> content;
 
-    /// Those that are offered, in their order.
+    /// The modes on offer, in order.
     static std::vector<Mode> modes();
     static bool isOffered(CaptureMode mode);
 
     void setMode(CaptureMode mode);
     void chooseWindow(std::uint32_t id);
-    /// Counts for the shortcut, too.
+    /// Also applies to the area shortcut.
     void chooseDisplay(std::uint32_t id);
 
-    /// Begins to record the chosen window, or has something chosen on the screen: an area, a display, or a
-    /// window where none is chosen here. Nothing happens where something is missing.
+    /// Starts recording the chosen window, or lets the user choose on the screen: an area, a display if there
+    /// are several, or a window if none is chosen here. Does nothing while `missing` is set.
     void record();
 
  private:
@@ -87,8 +87,8 @@ class SourceBar {
 
     ScreenRecorder& recorder_;
     NSUserDefaults& defaults_;
-    Complaints complain_;
-    // As they are about to be: announcements come before the change.
+    ErrorHandler reportError_;
+    // Copies, because observers are notified before the value changes.
     ScreenRecorder::State state_;
     std::vector<SCWindow> windows_;
     std::vector<SCDisplay> displays_;

@@ -8,12 +8,13 @@ namespace lumicrate {
 void WindowPicker::open() {
     close();
     if (!screenshots_) return;
-    watching_ = sources_.content.observe([this](const SourceBar::Content& coming) { take(coming.windows); });
+    windowChanges_ =
+        sources_.content.observe([this](const SourceBar::Content& coming) { take(coming.windows); });
     take(sources_.content->windows);
 }
 
 void WindowPicker::close() {
-    watching_.reset();
+    windowChanges_.reset();
     taking_.cancel();
     pictures_.clear();
 }
@@ -30,7 +31,7 @@ void WindowPicker::take(std::vector<SourceBar::Window> windows) {
 
 Task<void> WindowPicker::takeAll(std::vector<SourceBar::Window> windows) {
     for (const SourceBar::Window& each : windows) {
-        // Lets what else is to be done go first.
+        // Let other events be handled first.
         co_await sleepFor(executor_, std::chrono::nanoseconds::zero());
         pictures_[each.id] = screenshots_->captureImage(each.id, size_);
         arrivals_.notify(each.id);

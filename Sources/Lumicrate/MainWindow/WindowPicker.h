@@ -1,4 +1,4 @@
-// WindowPicker: small pictures of the windows to choose from, for as long as somebody chooses.
+// WindowPicker: small pictures of the windows while the user chooses one.
 #pragma once
 
 #include "Lumicrate/MainWindow/SourceBar.h"
@@ -16,23 +16,24 @@
 
 namespace lumicrate {
 
-/// Takes the pictures one at a time, so that the program stays responsive meanwhile. Main thread.
+/// Takes one picture per turn of the event loop, so that the program stays responsive. Main thread.
 class WindowPicker {
  public:
-    /// All must outlive it; without `screenshots` there are no pictures. They are at most `size`, in pixels.
+    /// All must outlive this object. Pictures are at most `size`, in pixels; there are none without
+    /// `screenshots`.
     WindowPicker(Executor& executor, const SourceBar& sources, SCScreenshotManager* screenshots, Size size)
         : executor_(executor), sources_(sources), screenshots_(screenshots), size_(size) {}
     WindowPicker(const WindowPicker&) = delete;
     WindowPicker& operator=(const WindowPicker&) = delete;
 
-    /// Takes the pictures anew, also of windows that come while it is open.
+    /// Takes new pictures of all windows, and of those that appear until close().
     void open();
-    /// Forgets them.
+    /// Discards the pictures.
     void close();
 
-    /// Nothing while there is none.
+    /// nullptr if the picture has not been taken or could not be.
     const CGImage* picture(std::uint32_t windowID) const;
-    /// `arrived` is given the window whose picture has come.
+    /// `arrived` is called with the window whose picture was taken.
     [[nodiscard]] Subscription observe(std::function<void(std::uint32_t)> arrived) const {
         return arrivals_.add(std::move(arrived));
     }
@@ -47,7 +48,7 @@ class WindowPicker {
     Size size_;
     std::map<std::uint32_t, std::optional<CGImage>> pictures_;
     mutable Observers<std::uint32_t> arrivals_;
-    std::optional<Subscription> watching_;
+    std::optional<Subscription> windowChanges_;
     RunningTask taking_;
 };
 

@@ -1,6 +1,6 @@
 #include "Lumicrate/Movie/MovieConversion.h"
 
-#include "Lumicrate/Library/TemporaryFile.h"
+#include "Lumicrate/Library/FileNames.h"
 
 namespace lumicrate {
 

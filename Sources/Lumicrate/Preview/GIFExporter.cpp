@@ -2,6 +2,7 @@
 
 #include "Support/LongWork.h"
 #include "Support/Error.h"
+#include "Support/Log.h"
 
 #include <algorithm>
 #include <cmath>
@@ -13,19 +14,19 @@ namespace lumicrate {
 
 namespace {
 
-constexpr double mostFramesPerSecond = 50;
+constexpr double maxFramesPerSecond = 50;
 constexpr std::int64_t timescale = 600;
-constexpr std::int64_t mostReports = 200;
+constexpr std::int64_t maxReports = 200;
 
-/// 1 ⁄ fps, exact for rates of up to three decimals.
+/// 1 ⁄ fps, exact for rates with up to three decimals.
 CMTime frameStep(double fps) {
     constexpr std::int64_t thousand = 1000;
-    const double rate = std::min(fps, mostFramesPerSecond);
+    const double rate = std::min(fps, maxFramesPerSecond);
     return {thousand, std::max(std::llround(rate * thousand), 1LL)};
 }
 
-/// The frame times below the duration. Containers round durations to microseconds: what such a rounding adds
-/// to the last frame is not one more.
+/// The number of frame times below the duration. Containers round durations to microseconds, which must not
+/// add a frame: 0.666667 s at 30 frames per second are 20 frames, not 21.
 std::int64_t countFrames(double duration, CMTime step) {
     constexpr double rounding = 1e-4;
     return std::max<std::int64_t>(std::llround(std::ceil(duration / step.seconds() - rounding)), 1);
@@ -47,9 +48,10 @@ void exportGIF(const AVAssets& assets, const ImageIO& images, const std::filesys
     const auto generator = images.makeImageGenerator(url, {size.width, 4 * size.width});
     const auto gif = images.makeGIFDestination(destination);
     const std::int64_t frames = countFrames(duration, step);
+    log(LogArea::library, "GIF of ", frames, " frames, at most ", size.width, " pixels wide");
     const LongWork silent{nullptr, work.stop};
     for (std::int64_t i = 0; i < frames; ++i) {
-        const bool reports = i % (frames / mostReports + 1) == 0;
+        const bool reports = i % (frames / maxReports + 1) == 0;
         (reports ? work : silent).reach(static_cast<double>(i) / static_cast<double>(frames));
         if (const CGImage* image = generator->image(frameTime(i, step), tolerance))
             gif->addImage(*image, step);

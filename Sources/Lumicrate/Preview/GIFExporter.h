@@ -1,4 +1,4 @@
-// GIFExporter: makes an animated GIF, which loops forever, of a recorded movie.
+// GIFExporter: converts a recorded movie into an animated GIF that loops forever.
 #pragma once
 
 #include "Platform/AVAsset.h"
@@ -11,31 +11,31 @@
 
 namespace lumicrate {
 
-/// How large and how smooth.
+/// Picture size and frame rate.
 struct GIFSize {
-    /// Pixels; the picture is at most so wide and at most four times as high, and never enlarged.
+    /// Maximum width in pixels; the maximum height is four times that. Pictures are never enlarged.
     double width = 640;
-    /// Frames a second, above 0. More than 50 count as 50: players show a frame of less than two hundredths
-    /// of a second for ten.
+    /// Frames per second, above 0. Values above 50 count as 50, because players show a frame whose delay is
+    /// below 0.02 s for 0.1 s instead.
     double fps = 12;
 };
 
-/// Blocks until the GIF is there; any thread. A frame is taken at, or not more than a frame after, each of
-/// the times 0, 1 ⁄ fps, 2 ⁄ fps … before the movie's end; where the movie has no picture, none is added and
-/// the GIF is shorter. `destination` must not exist.
+/// Writes the GIF; blocks; any thread. `destination` must not exist. Takes a frame at each of the times
+/// 0, 1 ⁄ fps, 2 ⁄ fps … before the movie's end, or the first picture up to one frame later. Times without a
+/// picture are left out, which makes the GIF shorter.
 ///
-/// Throws PlatformError, also for a movie that lasts no time (before any file is made), and CancelledError.
-/// No file is left at `destination` then.
+/// Throws PlatformError, also for a movie without duration, and CancelledError. Then no file is left at
+/// `destination`.
 void exportGIF(const AVAssets& assets, const ImageIO& images, const std::filesystem::path& url,
                const std::filesystem::path& destination, const GIFSize& size, const LongWork& work);
 
-/// The same for a task on the main thread. Everything handed in must outlive the queue's work.
+/// Runs exportGIF on a queue, awaited on the main thread. All arguments must outlive the work.
 class GIFExporter {
  public:
     GIFExporter(Executor& executor, DispatchQueue& queue, const AVAssets& assets, const ImageIO& images)
         : executor_(executor), queue_(queue), assets_(assets), images_(images) {}
 
-    /// Throws as exportGIF does. A task that is cancelled does not stop the work; its stop token does.
+    /// Throws what the function throws. Cancelling the task does not stop the work; work.stop does.
     Task<void> exportGIF(std::filesystem::path url, std::filesystem::path destination, GIFSize size,
                          LongWork work) const;
 

@@ -12,7 +12,7 @@ namespace lumicrate {
 
 namespace {
 
-/// All white space and line ends of Unicode, in UTF-8.
+/// All white space and line ends in Unicode, as UTF-8.
 constexpr std::array<std::string_view, 25> spaces = {
     "\t",     "\n",     "\v",     "\f",     "\r",     " ",      "\u0085", "\u00A0", "\u1680",
     "\u2000", "\u2001", "\u2002", "\u2003", "\u2004", "\u2005", "\u2006", "\u2007", "\u2008",
@@ -45,8 +45,8 @@ std::string describeRecording(const std::filesystem::path& url, const AVAssetSum
 
 std::string cleanedName(std::string_view typed) {
     std::string name(trimmed(typed));
-    const auto cannotBe = [](char each) { return each == '/' || each == ':' || each == '\0'; };
-    std::replace_if(name.begin(), name.end(), cannotBe, '-');
+    const auto isForbidden = [](char each) { return each == '/' || each == ':' || each == '\0'; };
+    std::replace_if(name.begin(), name.end(), isForbidden, '-');
     return name;
 }
 

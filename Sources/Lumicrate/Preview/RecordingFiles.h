@@ -1,4 +1,4 @@
-// RecordingFiles: what the preview of a recording says about its file and does with it.
+// RecordingFiles: describes, renames and deletes the file of a recording.
 #pragma once
 
 #include "Platform/AVAsset.h"
@@ -13,27 +13,26 @@
 
 namespace lumicrate {
 
-/// The line of facts: "1920 × 1080 · 01:05 · 3.4 MB · mp4". Without a size in bytes that part is missing.
+/// "1920 × 1080 · 01:05 · 3.4 MB · mp4". Leaves out the picture size of sound and an unknown file size.
 std::string describeRecording(const std::filesystem::path& url, const AVAssetSummary& summary,
                               std::optional<std::uintmax_t> size);
 
-/// A name for a file as somebody typed it: without white space and line ends around it, and with "-" for the
-/// characters that names cannot have. It may come out empty.
+/// Turns typed text into a file name: removes white space and line ends around it and replaces characters
+/// that are not allowed by "-". " a/b " becomes "a-b". The result may be empty.
 std::string cleanedName(std::string_view typed);
 
-/// Renames recordings and moves them to the Trash, and tells the library. Main thread.
+/// Both operations post recordingsChangedNotification and throw LocalizedError with a sentence for the user.
+/// Main thread.
 class RecordingFiles {
  public:
-    /// Both must outlive it.
+    /// Both must outlive this object.
     RecordingFiles(NSFileManager& files, const NotificationCenter& notifications)
         : files_(files), notifications_(notifications) {}
 
-    /// Gives a recording the name that somebody typed, its extension stays. Returns where it is now; nothing
-    /// when the name, cleaned, is empty or the one that it has. Throws LocalizedError, a sentence for the
-    /// preview, also when there is a file of that name.
+    /// Renames the file to the cleaned name plus its present extension. Returns the new path, or nothing if
+    /// the cleaned name is empty or unchanged. Throws also if another file has that name.
     std::optional<std::filesystem::path> rename(const std::filesystem::path& url,
                                                 std::string_view typed) const;
-    /// Throws LocalizedError, a sentence for the preview.
     void moveToTrash(const std::filesystem::path& url) const;
 
  private:

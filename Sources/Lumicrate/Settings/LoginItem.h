@@ -1,8 +1,10 @@
-// LoginItem: the switch that starts the program when its user logs in.
+// LoginItem: the switch "Start Lumicrate when I log in".
 #pragma once
 
 #include "Platform/SMAppService.h"
+#include "Support/Error.h"
 #include "Support/Published.h"
+#include "Support/Text.h"
 
 #include <string>
 
@@ -11,19 +13,32 @@ namespace lumicrate {
 /// Main thread only.
 class LoginItem {
  public:
-    /// `service` must outlive this.
-    explicit LoginItem(SMAppService& service);
+    /// `service` must outlive this object.
+    explicit LoginItem(SMAppService& service) : enabled(service.isEnabled()), service_(service) {}
     LoginItem(const LoginItem&) = delete;
     LoginItem& operator=(const LoginItem&) = delete;
 
-    std::string label() const;
-    /// What the system says, also after a change that it refused.
+    std::string label() const { return localized("Start Lumicrate when I log in"); }
+    /// The state that the system reports, also after a failed change.
     Published<bool> enabled;
-    /// Why the last change was refused; empty when it was not.
-    Published<std::string> complaint;
+    /// Why the last change failed; empty if it did not.
+    Published<std::string> error;
 
-    void set(bool wanted);
-    /// Asks the system again: people change this outside, too.
+    void set(bool wanted) {
+        std::string message;
+        try {
+            if (wanted) {
+                service_.registerLoginItem();
+            } else {
+                service_.unregisterLoginItem();
+            }
+        } catch (const PlatformError& failure) {
+            message = failure.what();
+        }
+        refresh();
+        error = message;
+    }
+    /// Reads the state again, which may have been changed outside the program.
     void refresh() { enabled = service_.isEnabled(); }
 
  private:

@@ -1,7 +1,7 @@
 #include "Lumicrate/Settings/SettingsModel.h"
 
+#include "Lumicrate/Library/FileNames.h"
 #include "Lumicrate/Recording/RecordingOptions.h"
-#include "Lumicrate/Shell/AppInfo.h"
 #include "Support/Error.h"
 #include "Support/Text.h"
 
@@ -12,7 +12,7 @@ namespace lumicrate {
 
 namespace {
 
-/// Those of an enumeration, in its order, each with its label.
+/// All values of an enumeration in order, with their labels.
 template <class Enumeration, std::size_t count>
 ChoiceSetting enumerated(std::string_view key, std::string_view label, std::string_view caption,
                          const std::array<std::string_view, count>& labels, Enumeration fallback) {
@@ -81,7 +81,7 @@ std::string_view SettingsModel::symbolName(Page page) {
 }
 
 std::string SettingsModel::recordingsFolder() const {
-    return pathForPeople(services_.recordingsFolder, services_.home);
+    return displayPath(services_.recordingsFolder, services_.home);
 }
 
 std::string SettingsModel::openRecordingsFolder() const {
@@ -130,7 +130,7 @@ ChoiceSetting SettingsModel::format() {
 
 ChoiceSetting SettingsModel::encodingQuality() {
     return enumerated(preference::encodingQuality, "Quality",
-                      "The most that a lively picture may take. Maximum makes the largest files; still "
+                      "Limits the file size of moving pictures. Maximum makes the largest files; still "
                       "screens stay small with all three.",
                       std::array<std::string_view, 3>{"Standard", "High", "Maximum"},
                       RecordingOptions().encodingQuality);
@@ -147,7 +147,7 @@ SwitchSetting SettingsModel::highlightClicks() {
 
 SwitchSetting SettingsModel::captureSystemAudio() {
     return switched(preference::captureSystemAudio, "Record system audio",
-                    "Everything that you hear from other programs.");
+                    "All sound played by other programs.");
 }
 
 SwitchSetting SettingsModel::captureMicrophone() {
@@ -156,7 +156,7 @@ SwitchSetting SettingsModel::captureMicrophone() {
 
 SwitchSetting SettingsModel::mixAudio() {
     return switched(preference::mixAudio, "Mix both into one track",
-                    "Players play one track only. Off keeps them apart, for editing.");
+                    "Most players play only one track. Off keeps them separate for editing.");
 }
 
 ChoiceSetting SettingsModel::microphone() const {

@@ -1,4 +1,4 @@
-// SettingsModel: what the settings window offers, page by page, and what it says about it.
+// SettingsModel: the settings of each page of the settings window, with labels and captions.
 #pragma once
 
 #include "Lumicrate/Settings/LoginItem.h"
@@ -18,27 +18,27 @@
 
 namespace lumicrate {
 
-/// A Boolean preference as a switch. `caption` is empty where the label says it all.
+/// A Boolean preference. `caption` may be empty.
 struct SwitchSetting {
     std::string key, label, caption;
 };
 
-/// A preference with a menu of values.
+/// A preference with a list of values to choose from.
 struct ChoiceSetting {
     using Choices = std::vector<std::pair<DefaultsValue, std::string>>;
 
     std::string key, label, caption;
     Choices choices;
-    DefaultsValue fallback;  ///< what a stored value that is none of the choices means
+    DefaultsValue fallback;  ///< selected if the stored value is not among the choices
 };
 
-/// Main thread only. The values themselves are read from and written to the preferences by the controls.
+/// Describes the settings; the controls read and write their values in the preferences. Main thread only.
 class SettingsModel {
  public:
     enum class Page { general, video, audio, shortcuts };
     static constexpr std::array pages = {Page::general, Page::video, Page::audio, Page::shortcuts};
 
-    /// What is referred to must outlive the view.
+    /// All references must outlive the model.
     struct Services {
         ShortcutField::Services shortcuts;
         SMAppService& loginService;
@@ -60,7 +60,7 @@ class SettingsModel {
     // General
     LoginItem loginItem;
     std::string recordingsFolder() const;
-    /// Why the folder could not be opened; empty when it could.
+    /// Returns why the folder could not be opened; empty on success.
     std::string openRecordingsFolder() const;
     static SwitchSetting countdown();
     static SwitchSetting hideSelf();
@@ -77,14 +77,14 @@ class SettingsModel {
     static SwitchSetting captureSystemAudio();
     static SwitchSetting captureMicrophone();
     static SwitchSetting mixAudio();
-    /// Its choices follow the microphones that are connected; a chosen one that is not stays among them.
+    /// The connected microphones, and the chosen one even if it is not connected.
     Published<ChoiceSetting::Choices> microphones;
     ChoiceSetting microphone() const;
 
     // Shortcuts
     ShortcutFields shortcutFields;
     static std::string shortcutLegend();
-    /// That other programs have some of the combinations; empty when none has.
+    /// Which shortcuts are in use by other programs; empty if none is.
     Published<std::string> unavailableText;
 
  private:

@@ -11,7 +11,7 @@ namespace lumicrate {
 
 namespace {
 
-// Keys with a meaning of their own while a field listens.
+// Keys with a special meaning while a field listens.
 constexpr std::int64_t deleteKey = 51;
 constexpr std::int64_t forwardDeleteKey = 117;
 constexpr std::int64_t escapeKey = 53;
@@ -30,7 +30,7 @@ ShortcutField::~ShortcutField() {
         monitor_.reset();
         services_.registerHotKeys();
     } catch (const std::exception&) {
-        // Nobody is left to tell; the shortcuts are bound again when one of them changes.
+        // Cannot be reported here. The shortcuts are bound again when one of them changes.
     }
 }
 
@@ -122,7 +122,7 @@ std::optional<std::string> ShortcutField::conflict(const Shortcut& wanted) const
 void ShortcutField::refresh() {
     const auto bound = shortcut(action_, services_.defaults);
     const Shortcut standard = defaultShortcut(action_);
-    Look next;
+    Content next;
     if (listening_) {
         next.label = next.spelledOut = localized("Type shortcut…");
         next.tone = Tone::accent;
@@ -138,7 +138,7 @@ void ShortcutField::refresh() {
     next.message = message_;
     next.restoreHelp = localized("Restore ") + standard.display();
     next.canRestore = bound != standard;
-    if (next != *look) look = std::move(next);
+    if (next != *content) content = std::move(next);
 }
 
 ShortcutFields::ShortcutFields(const ShortcutField::Services& services) {

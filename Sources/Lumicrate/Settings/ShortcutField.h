@@ -1,4 +1,4 @@
-// ShortcutField: where the user sees a command's shortcut and types another one.
+// ShortcutField: shows the shortcut of an action and lets the user type another one.
 #pragma once
 
 #include "Lumicrate/Shortcuts/HotKeyCenter.h"
@@ -15,32 +15,33 @@
 
 namespace lumicrate {
 
-/// Main thread only. While it listens no system-wide shortcut is bound, so that a combination that is in use
-/// reaches the field.
+/// While a field listens for keys, no system-wide shortcut is bound; otherwise a shortcut that is in use
+/// would run its action instead of reaching the field. Main thread only.
 class ShortcutField {
  public:
     struct Services {
         NSUserDefaults& defaults;
         HotKeyCenter& hotKeys;
         NSKeyMonitoring& keys;
-        std::function<void()> registerHotKeys;  ///< binds all shortcuts anew
+        std::function<void()> registerHotKeys;  ///< binds all shortcuts again
         std::function<void()> beep;
     };
     enum class Tone { primary, secondary, accent };
 
-    /// What it shows. `message` is empty for none.
-    struct Look {
+    /// Everything that is shown.
+    struct Content {
         std::string label;
         Tone tone = Tone::primary;
         std::string help;
-        std::string spelledOut;  ///< the label in words, for those who hear it
-        std::string message;
+        std::string spelledOut;  ///< the label in words, for screen readers
+        std::string message;     ///< why a shortcut was refused; empty for none
         std::string restoreHelp;
         bool canRestore = false;
-        bool operator==(const Look&) const = default;
+        bool operator==(const Content&) const = default;
     };
 
-    /// What `services` refers to must outlive the field. `willListen` is called before it begins to listen.
+    /// The references in `services` must outlive the field. `willListen` is called before it starts
+    /// listening.
     ShortcutField(ShortcutAction action, Services services, std::function<void()> willListen = {});
     /// Stops listening.
     ~ShortcutField();
@@ -49,12 +50,12 @@ class ShortcutField {
 
     ShortcutAction action() const { return action_; }
     bool isListening() const { return listening_; }
-    Published<Look> look;
+    Published<Content> content;
 
-    /// The button: begins to listen, or stops.
+    /// Clicking the button: starts or stops listening.
     void press();
-    /// Stops listening and binds all shortcuts anew, also where it does not listen. To be called whenever the
-    /// field is no longer seen.
+    /// Stops listening and binds all shortcuts again, even if the field was not listening. Call it when the
+    /// field is hidden.
     void stopListening();
     void restoreDefault();
 
@@ -76,7 +77,7 @@ class ShortcutField {
     Subscription storeChanges_;
 };
 
-/// The fields of all actions, in their order. One listens at a time.
+/// The fields of all actions, in order. Only one listens at a time.
 class ShortcutFields {
  public:
     explicit ShortcutFields(const ShortcutField::Services& services);

@@ -1,4 +1,4 @@
-// AppDelegate: keeps a quit from cutting a recording short.
+// AppDelegate: saves a running recording before the program quits.
 #pragma once
 
 #include "Lumicrate/Recording/ScreenRecorder.h"
@@ -12,13 +12,13 @@ namespace lumicrate {
 /// Main thread only.
 class AppDelegate {
  public:
-    /// Both must outlive it.
+    /// Both must outlive this object.
     AppDelegate(Executor& executor, ScreenRecorder& recorder) : executor_(executor), recorder_(recorder) {}
 
-    /// Calls `terminate` when nothing would be lost: at once, or when the recording under way has been
-    /// stopped and saved. Asked again meanwhile, it goes on with what it does.
+    /// Stops and saves a running recording, then calls `terminate`; without one, calls it at once. Further
+    /// calls are ignored while a recording is being saved.
     void applicationShouldTerminate(std::function<void()> terminate);
-    /// Whether a recording is being saved before the program ends.
+    /// Whether a recording is being saved before termination.
     bool isTerminating() const { return ending_.isRunning(); }
 
  private:

@@ -1,7 +1,8 @@
-// AppInfo: what the program says about itself.
+// AppInfo: name, version, summary and licence of the program.
 #pragma once
 
-#include <filesystem>
+#include "Support/Text.h"
+
 #include <string>
 
 namespace lumicrate {
@@ -10,13 +11,15 @@ struct AppInfo {
     std::string name = "Lumicrate";
     std::string version;  ///< "1.2.3"
 
-    std::string versionText() const;
-    /// What it is, in a sentence.
-    std::string summary() const;
-    std::string licence() const;
+    std::string versionText() const { return localized("Version ") + version; }
+    std::string summary() const {
+        return localized("Records your screen, a window, an area or just sound, and stays out of the way.");
+    }
+    std::string licence() const {
+        return localized(
+            "Free software under the GNU General Public License, version 3 or later "
+            "(GPL-3.0-or-later). It comes without any warranty.");
+    }
 };
-
-/// A path as people write it: "~/Videos/Lumicrate" for what is in the home folder.
-std::string pathForPeople(const std::filesystem::path& path, const std::filesystem::path& home);
 
 }  // namespace lumicrate

@@ -1,4 +1,4 @@
-// AudioAtOnce: records sound without a window to begin it from.
+// AudioAtOnce: starts an audio recording at once, in place of an audio window.
 #pragma once
 
 #include "Lumicrate/Overlays/RecorderOverlays.h"
@@ -12,11 +12,11 @@ class AudioAtOnce final : public AudioWindowShowing {
  public:
     explicit AudioAtOnce(Executor& executor) : executor_(executor) {}
 
-    /// It must outlive the executor's last turn.
+    /// `recorder` must outlive all work posted to the executor.
     void setRecorder(ScreenRecorder& recorder) { recorder_ = &recorder; }
 
     void show() override {
-        // The recorder asks in the middle of its own work, and takes no other before that is over.
+        // Posted, because the recorder calls this while it is busy and would ignore another command.
         executor_.post([this] {
             if (recorder_) recorder_->recordAudioNow();
         });

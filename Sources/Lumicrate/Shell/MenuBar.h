@@ -1,4 +1,4 @@
-// MenuBar: the icon in the desktop's panel and the menu below it.
+// MenuBar: content of the tray icon and its menu.
 #pragma once
 
 #include "Lumicrate/Recording/ScreenRecorder.h"
@@ -16,7 +16,7 @@ namespace lumicrate {
 /// Main thread only.
 class MenuBar {
  public:
-    /// What the icon shows.
+    /// The appearance of the icon.
     struct Icon {
         enum class Tint { plain, recording, paused };
 
@@ -26,7 +26,7 @@ class MenuBar {
         bool operator==(const Icon&) const = default;
     };
 
-    /// What the application does for the menu. None may be missing.
+    /// Implemented by the application. All are required.
     struct Commands {
         std::function<void()> showMain;
         std::function<void()> openFolder;
@@ -34,16 +34,16 @@ class MenuBar {
         std::function<void()> quit;
     };
 
-    /// All must outlive it.
+    /// The references must outlive this object.
     MenuBar(ScreenRecorder& recorder, const NSUserDefaults& defaults, Commands commands);
     MenuBar(const MenuBar&) = delete;
     MenuBar& operator=(const MenuBar&) = delete;
 
     Published<Icon> icon;
 
-    /// The whole menu as it is now; the shortcuts in it are those that are stored now.
+    /// The complete menu for the current state, with the shortcuts that are stored now.
     std::vector<MenuItem> items() const;
-    /// Those that start, stop and pause.
+    /// The items that start, stop and pause.
     std::vector<MenuItem> recordingItems() const;
 
  private:

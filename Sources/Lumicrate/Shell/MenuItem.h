@@ -1,4 +1,4 @@
-// MenuItem: a command of a menu, as data that the interface maps to its toolkit.
+// MenuItem: a menu item as data. The view creates the menu of its toolkit from it.
 #pragma once
 
 #include "Lumicrate/Shortcuts/Shortcut.h"
@@ -13,13 +13,13 @@ namespace lumicrate {
 struct MenuItem {
     std::string title;
     bool enabled = true;
-    /// Shown as the item's key; it is bound elsewhere.
+    /// Only displayed; it is bound elsewhere.
     std::optional<Shortcut> shortcut;
     std::function<void()> action;
-    bool separator = false;  ///< a line between items, with nothing of the above
-    bool isHeading = false;  ///< nothing but the title of the items that follow
-    /// Of an item that can be chosen among the others of its section, which ends at a line or a heading; none
-    /// for a plain command.
+    bool separator = false;  ///< a line between items; all else is empty
+    bool isHeading = false;  ///< the title of the items that follow; not a command
+    /// For an item that is one of several choices. The group of choices ends at a separator or heading.
+    /// Absent for a plain command.
     std::optional<bool> checked;
 
     static MenuItem line() {

@@ -35,11 +35,12 @@ Missing sound() {
 
 Missing camera() {
     return {"video.slash.fill", localized("No camera can be reached"),
-            localized("Plug one in, or close the program that is using it. PipeWire lists those it knows:"),
+            localized("Plug one in, or close the program that is using it. This lists the cameras that "
+                      "PipeWire knows:"),
             "wpctl status"};
 }
 
-std::vector<Missing> missingOf(const Permissions::Facts& facts) {
+std::vector<Missing> findMissing(const Permissions::Facts& facts) {
     std::vector<Missing> missing;
     if (!facts.screenReachable) missing.push_back(screen(facts.waylandSession));
     if (!facts.soundReachable) missing.push_back(sound());
@@ -49,27 +50,26 @@ std::vector<Missing> missingOf(const Permissions::Facts& facts) {
 
 }  // namespace
 
-Permissions::Permissions(const Facts& facts, std::function<void()> look)
-    : missing(missingOf(facts)), look_(std::move(look)) {}
+Permissions::Permissions(const Facts& facts, std::function<void()> check)
+    : missing(findMissing(facts)), check_(std::move(check)) {}
 
 std::string Permissions::headline() {
-    return localized("Lumicrate can’t reach everything that it needs");
+    return localized("Lumicrate can’t reach everything it needs");
 }
 
-void Permissions::tryAgain() {
-    if (*looking) return;
-    looking = true;
-    outcome = localized("Looking…");
-    look_();
+void Permissions::checkAgain() {
+    if (checking_) return;
+    checking_ = true;
+    outcome = localized("Checking…");
+    check_();
 }
 
 void Permissions::update(const Facts& facts) {
-    auto now = missingOf(facts);
-    if (*looking) {
+    auto now = findMissing(facts);
+    if (std::exchange(checking_, false)) {
         outcome = now.empty()                         ? localized("Everything can be reached now.")
                   : now.size() < missing.get().size() ? localized("Better, but not everything is there yet.")
                                                       : localized("Nothing has changed yet.");
-        looking = false;
     }
     if (now != *missing) missing = std::move(now);
 }

@@ -1,4 +1,4 @@
-// Permissions: what the program cannot reach on this desktop, and how to mend it.
+// Permissions: which of screen, sound and camera are unavailable on this desktop, and advice for the user.
 #pragma once
 
 #include "Support/Published.h"
@@ -16,40 +16,39 @@ class Permissions {
     struct Facts {
         bool screenReachable = true;
         bool soundReachable = true;
-        bool cameraReachable = true;  ///< to be false only where a camera was asked for
+        bool cameraReachable = true;  ///< set to false only if a camera is wanted
         bool waylandSession = false;  ///< a Wayland compositor runs the desktop
 
         bool operator==(const Facts&) const = default;
     };
-    /// A thing that cannot be reached.
+    /// Something that is unavailable.
     struct Missing {
         std::string_view symbol;
         std::string title;
         std::string advice;
-        std::string command;  ///< for a terminal; empty where none helps
+        std::string command;  ///< to be run in a terminal; empty if none helps
 
         bool operator==(const Missing&) const = default;
     };
 
-    /// `look` is asked to find the facts anew and to tell them to `update`, at once or later.
-    Permissions(const Facts& facts, std::function<void()> look);
+    /// `check` must determine the facts again and pass them to update(), at once or later.
+    Permissions(const Facts& facts, std::function<void()> check);
     Permissions(const Permissions&) = delete;
     Permissions& operator=(const Permissions&) = delete;
 
-    /// Empty when all can be reached.
+    /// Empty if everything is available.
     Published<std::vector<Missing>> missing;
-    /// Between tryAgain and the next update.
-    Published<bool> looking;
-    /// What came of the last try; empty before the first one.
+    /// The result of the last checkAgain(), a sentence for the user; empty before the first.
     Published<std::string> outcome;
 
     static std::string headline();
-    /// Ignored while it looks.
-    void tryAgain();
+    /// Ignored until the previous check has called update().
+    void checkAgain();
     void update(const Facts& facts);
 
  private:
-    std::function<void()> look_;
+    std::function<void()> check_;
+    bool checking_ = false;
 };
 
 }  // namespace lumicrate

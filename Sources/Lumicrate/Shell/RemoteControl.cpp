@@ -1,5 +1,7 @@
 #include "Lumicrate/Shell/RemoteControl.h"
 
+#include "Support/Log.h"
+
 #include <nlohmann/json.hpp>
 
 #include <utility>
@@ -31,15 +33,15 @@ std::string nameOf(ScreenRecorder::State state) {
 
 }  // namespace
 
-std::string textOf(const RemoteStatus& status) {
+std::string toJSON(const RemoteStatus& status) {
     nlohmann::ordered_json json{{"state", status.state}, {"elapsed", status.elapsed}};
     if (status.file) json["file"] = *status.file;
     if (status.error) json["error"] = *status.error;
-    // A file's name need not be UTF-8.
+    // File names are not necessarily UTF-8.
     return json.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
 }
 
-std::optional<RemoteStatus> statusFrom(std::string_view text) {
+std::optional<RemoteStatus> parseRemoteStatus(std::string_view text) {
     const nlohmann::json json = nlohmann::json::parse(text, nullptr, false);
     if (!json.is_object()) return std::nullopt;
     try {
@@ -57,6 +59,7 @@ RemoteControl::RemoteControl(ScreenRecorder& recorder, std::function<void()> act
     : recorder_(recorder), activate_(std::move(activate)), quit_(std::move(quit)) {}
 
 void RemoteControl::perform(RemoteCommand command) {
+    log(LogArea::recorder, "remote command: ", rawValue(command));
     switch (command) {
         case RemoteCommand::activate:
             return activate_();

@@ -1,4 +1,4 @@
-// RemoteControl: what other programs and key bindings can ask of the running application.
+// RemoteControl: commands and status of the running application, for other programs and key bindings.
 #pragma once
 
 #include "Lumicrate/Recording/RawValues.h"
@@ -19,25 +19,26 @@ struct RawValues<RemoteCommand> {
     static constexpr std::array<std::string_view, 5> names = {"activate", "toggle", "pause", "area", "quit"};
 };
 
-/// What the application is doing.
+/// What the application is doing now.
 struct RemoteStatus {
-    std::string state;                 ///< of the recorder, by the names of ScreenRecorder::State
-    double elapsed = 0;                ///< seconds recorded; 0 while nothing is
-    std::optional<std::string> file;   ///< being written
-    std::optional<std::string> error;  ///< the last one
+    std::string state;                 ///< the name of the ScreenRecorder::State
+    double elapsed = 0;                ///< seconds recorded; 0 unless recording or paused
+    std::optional<std::string> file;   ///< the file being written
+    std::optional<std::string> error;  ///< the last error
 
     bool operator==(const RemoteStatus&) const = default;
 };
 
-/// As JSON: {"state":"recording","elapsed":12.5,"file":"…"}; what is not there is left out.
-std::string textOf(const RemoteStatus& status);
-/// Nothing for a text that is none of ours.
-std::optional<RemoteStatus> statusFrom(std::string_view text);
+/// {"state":"recording","elapsed":12.5,"file":"…"}; absent members are left out.
+std::string toJSON(const RemoteStatus& status);
+/// The inverse of toJSON(). Nothing if the text is not such JSON.
+std::optional<RemoteStatus> parseRemoteStatus(std::string_view text);
 
 /// Main thread only.
 class RemoteControl {
  public:
-    /// `activate` brings the main window to the front, `quit` ends the application.
+    /// `activate` brings the main window to the front, `quit` quits the application. `recorder` must outlive
+    /// this object.
     RemoteControl(ScreenRecorder& recorder, std::function<void()> activate, std::function<void()> quit);
 
     void perform(RemoteCommand command);

@@ -1,6 +1,6 @@
 #include "Lumicrate/Shell/Welcome.h"
 
-#include "Lumicrate/Shell/AppInfo.h"
+#include "Lumicrate/Library/FileNames.h"
 #include "Lumicrate/Shortcuts/Shortcut.h"
 #include "Support/Error.h"
 #include "Support/Text.h"
@@ -29,12 +29,12 @@ bool Welcome::isDue(const NSUserDefaults& defaults) {
 std::vector<Welcome::Point> Welcome::points() const {
     return {
         {"record.circle", localized("Record what you need"),
-         localized("A window, an area, a whole screen, or just sound. System audio and your microphone come "
-                   "along if you like.")},
+         localized("A window, an area, a whole screen, or just sound, with system audio and your microphone "
+                   "if you like.")},
         shortcutPoint(),
         {"folder", localized("Find it again"),
-         localized("Recordings are kept in ") + pathForPeople(folder_, home_) +
-             localized(". What a crash interrupts plays up to the last second.")}};
+         localized("Recordings are kept in ") + displayPath(folder_, home_) +
+             localized(". A recording interrupted by a crash still plays up to its last second.")}};
 }
 
 Welcome::Point Welcome::shortcutPoint() const {
@@ -44,7 +44,7 @@ Welcome::Point Welcome::shortcutPoint() const {
         point.text = localized("Press ") + toggle->spelledOut() + localized(" (") + toggle->display() +
                      localized(") in any application. Settings lets you choose other keys.");
     } else {
-        point.text = localized("Choose a shortcut for it in Settings; it is turned off at present.");
+        point.text = localized("Choose a shortcut for it in Settings; it is currently turned off.");
     }
     return point;
 }
@@ -53,7 +53,7 @@ void Welcome::finish() {
     try {
         if (isDue(defaults_)) defaults_.set(welcomeShown, true);
     } catch (const PlatformError&) {
-        // It is shown once more next time, which does less harm than a complaint in place of a welcome.
+        // Then it is shown once more next time, which is better than an error message in a welcome.
     }
 }
 

@@ -1,4 +1,4 @@
-// Welcome: what a new user is told, once.
+// Welcome: the introduction that is shown to a new user once.
 #pragma once
 
 #include "Lumicrate/Settings/LoginItem.h"
@@ -21,17 +21,17 @@ class Welcome {
         std::string text;
     };
 
-    /// Both references must outlive this.
+    /// Both references must outlive this object.
     Welcome(NSUserDefaults& defaults, SMAppService& loginService, std::filesystem::path recordingsFolder,
             std::filesystem::path home);
 
-    /// Whether it has not been shown yet.
+    /// Whether it has not been finished yet.
     static bool isDue(const NSUserDefaults& defaults);
 
     LoginItem loginItem;
-    /// Three, with the shortcut of now.
+    /// Three points; the second names the current shortcut.
     std::vector<Point> points() const;
-    /// Remembers that it has been shown.
+    /// Stores that it has been shown.
     void finish();
 
  private:

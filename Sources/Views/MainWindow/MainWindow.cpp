@@ -40,7 +40,7 @@ MainWindow::MainWindow(MainWindowModel& content) : content_(content) {
     column->setSpacing(measure::gap + 2);
     column->addWidget(new BannerStack(content.messages, this));
     column->addWidget(new SourceBarView(content.sources, content.windowPicker, this));
-    const auto complain = [&content](const std::string& sentence) { content.messages.complain(sentence); };
+    const auto complain = [&content](const std::string& sentence) { content.messages.report(sentence); };
     column->addWidget(new RecorderControlsView(content.controls, content.defaults, complain, this));
     addRecordings(*column);
     bindKeys();

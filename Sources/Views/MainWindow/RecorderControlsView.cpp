@@ -17,13 +17,13 @@ namespace lumicrate::views {
 
 namespace {
 
-FlatButton::Tone toneOf(RecorderControls::Look look) {
-    switch (look) {
-        case RecorderControls::Look::ready:
+FlatButton::Tone toneOf(RecorderControls::Phase phase) {
+    switch (phase) {
+        case RecorderControls::Phase::ready:
             return FlatButton::Tone::inviting;
-        case RecorderControls::Look::recording:
+        case RecorderControls::Phase::recording:
             return FlatButton::Tone::active;
-        case RecorderControls::Look::waiting:
+        case RecorderControls::Phase::waiting:
             break;
     }
     return FlatButton::Tone::neutral;
@@ -126,7 +126,7 @@ void RecorderControlsView::show(const RecorderControls::Content& content) {
     record_->setText(qtText(content.title));
     record_->setSymbol(content.symbol);
     record_->setDetail(qtText(content.time));
-    record_->setTone(toneOf(content.look));
+    record_->setTone(toneOf(content.phase));
     record_->setProgress(content.progress);
     record_->setEnabled(content.enabled);
     // Without the time, which a screen reader would repeat every second.

@@ -1,6 +1,5 @@
 #include "Views/MainWindow/RecordingListModel.h"
 
-#include "Lumicrate/MainWindow/RowChanges.h"
 #include "Views/Widgets/PictureRowDelegate.h"
 #include "Views/Widgets/Pictures.h"
 #include "Views/Widgets/QtText.h"

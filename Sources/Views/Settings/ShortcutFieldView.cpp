@@ -50,23 +50,23 @@ ShortcutFieldView::ShortcutFieldView(ShortcutField& field)
 
     connect(button_, &QPushButton::clicked, this, [this] { field_.press(); });
     connect(restore_, &QToolButton::clicked, this, [this] { field_.restoreDefault(); });
-    changes_ = field.look.observe([this](const ShortcutField::Look& look) { showLook(look); });
-    showLook(*field.look);
+    changes_ = field.content.observe([this](const ShortcutField::Content& content) { showContent(content); });
+    showContent(*field.content);
 }
 
-void ShortcutFieldView::showLook(const ShortcutField::Look& look) {
-    button_->setText(qtText(look.label));
-    button_->setToolTip(qtText(look.help));
-    button_->setAccessibleName(qtText(label(field_.action()) + ": " + look.spelledOut));
-    button_->setAccessibleDescription(qtText(look.help));
-    restore_->setToolTip(qtText(look.restoreHelp));
-    restore_->setAccessibleName(qtText(label(field_.action()) + ": " + look.restoreHelp));
-    restore_->setEnabled(look.canRestore);
-    const QString message = qtText(look.message);
+void ShortcutFieldView::showContent(const ShortcutField::Content& content) {
+    button_->setText(qtText(content.label));
+    button_->setToolTip(qtText(content.help));
+    button_->setAccessibleName(qtText(label(field_.action()) + ": " + content.spelledOut));
+    button_->setAccessibleDescription(qtText(content.help));
+    restore_->setToolTip(qtText(content.restoreHelp));
+    restore_->setAccessibleName(qtText(label(field_.action()) + ": " + content.restoreHelp));
+    restore_->setEnabled(content.canRestore);
+    const QString message = qtText(content.message);
     message_->setMinimumWidth(qMin(fontMetrics().horizontalAdvance(message) + measure::gap,
                                    fontMetrics().averageCharWidth() * maxMessageWidth));
     message_->showMessage(message);
-    tint(look.tone);
+    tint(content.tone);
 }
 
 void ShortcutFieldView::tint(ShortcutField::Tone tone) {
@@ -83,7 +83,7 @@ void ShortcutFieldView::tint(ShortcutField::Tone tone) {
 
 void ShortcutFieldView::changeEvent(QEvent* event) {
     QWidget::changeEvent(event);
-    if (event->type() == QEvent::PaletteChange) tint(field_.look->tone);
+    if (event->type() == QEvent::PaletteChange) tint(field_.content->tone);
 }
 
 bool ShortcutFieldView::event(QEvent* event) {

@@ -24,7 +24,7 @@ class ShortcutFieldView final : public QWidget {
     void hideEvent(QHideEvent* event) override;
 
  private:
-    void showLook(const ShortcutField::Look& look);
+    void showContent(const ShortcutField::Content& content);
     void tint(ShortcutField::Tone tone);
 
     ShortcutField& field_;

@@ -33,7 +33,7 @@ PermissionWindow::PermissionWindow(Permissions& model) : model_(model), place_(n
     again->setFocus();
 
     connect(close, &QPushButton::clicked, this, &QWidget::close);
-    connect(again, &QPushButton::clicked, this, [this] { model_.tryAgain(); });
+    connect(again, &QPushButton::clicked, this, [this] { model_.checkAgain(); });
     missingChanges_ = model.missing.observe([this](const auto& missing) { showMissing(missing); });
     outcomeChanges_ =
         model.outcome.observe([outcome](const std::string& text) { outcome->setText(qtText(text)); });

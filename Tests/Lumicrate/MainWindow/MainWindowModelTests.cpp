@@ -28,7 +28,7 @@ class MainWindowModelTests : public RecorderFixture {
         recorder->followSources();
         executor.drain();
         messages.emplace(*recorder);
-        const auto complain = [this](const std::string& sentence) { messages->complain(sentence); };
+        const auto complain = [this](const std::string& sentence) { messages->report(sentence); };
         bar.emplace(*recorder, defaults, complain);
         controls.emplace(*recorder, *bar, defaults, &mixingProgress, complain);
     }

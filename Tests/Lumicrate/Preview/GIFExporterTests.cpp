@@ -1,63 +1,40 @@
 #include "Lumicrate/Preview/GIFExporter.h"
-#include "Tests/Support/VirtualExecutor.h"
+#include "Tests/Lumicrate/FakePlatform.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <functional>
 #include <numeric>
-#include <string>
-#include <utility>
-#include <vector>
 
-namespace lumicrate {
+namespace lumicrate::test {
 namespace {
 
+using testing::Each;
 using testing::IsEmpty;
 
-/// What was asked of the platform, in one place that outlives its objects.
-struct Journal {
-    Size maximumSize;
-    std::vector<CMTime> times;
-    std::vector<CMTime> tolerances;
-    std::vector<CMTime> delays;
-    bool isCreated = false;
-    bool isFinalized = false;
-    bool fails = false;
-    /// Whether there is a picture.
-    std::function<bool(CMTime)> hasPicture = [](CMTime) { return true; };
-};
-
-class FakeGenerator final : public AVAssetImageGenerator {
- public:
-    explicit FakeGenerator(Journal& journal) : journal_(journal) {}
-    const CGImage* image(CMTime time, CMTime toleranceAfter) override {
-        journal_.times.push_back(time);
-        journal_.tolerances.push_back(toleranceAfter);
-        return journal_.hasPicture(time) ? &image_ : nullptr;
-    }
-
- private:
-    Journal& journal_;
-    CGImage image_{1, 1, {0, 0, 0}};
-};
-
-class FakeDestination final : public CGImageDestination {
- public:
-    explicit FakeDestination(Journal& journal) : journal_(journal) { journal_.isCreated = true; }
-    void addImage(const CGImage&, CMTime delay) override {
-        if (journal_.fails) throw PlatformError("The disk is full.");
-        journal_.delays.push_back(delay);
-    }
-    void finalize() override { journal_.isFinalized = true; }
-
- private:
-    Journal& journal_;
-};
-
+/// Movies and GIFs that record every call.
 class FakeMedia final : public AVAssets, public ImageIO {
  public:
+    struct Generator final : public AVAssetImageGenerator {
+        explicit Generator(const FakeMedia& owner) : media(owner) {}
+        const CGImage* image(CMTime time, CMTime toleranceAfter) override {
+            media.times.push_back(time);
+            media.tolerances.push_back(toleranceAfter);
+            return media.hasPicture(time) ? &picture : nullptr;
+        }
+        const FakeMedia& media;
+        CGImage picture{1, 1, {0, 0, 0}};
+    };
+    struct Destination final : public CGImageDestination {
+        explicit Destination(const FakeMedia& owner) : media(owner) { media.isCreated = true; }
+        void addImage(const CGImage&, CMTime delay) override {
+            if (media.fails) throw PlatformError("The disk is full.");
+            media.delays.push_back(delay);
+        }
+        void finalize() override { media.isFinalized = true; }
+        const FakeMedia& media;
+    };
+
     AVAssetSummary summary(const std::filesystem::path&) const override {
         return {duration, std::nullopt, "", 0};
     }
@@ -66,29 +43,38 @@ class FakeMedia final : public AVAssets, public ImageIO {
     void exportMovie(const std::filesystem::path&, const std::filesystem::path&, AVFileType,
                      AVAssetExportPreset, std::optional<CMTimeRange>, const LongWork&) const override {}
     std::unique_ptr<AVAssetImageGenerator> makeImageGenerator(const std::filesystem::path&,
-                                                              Size maximumSize) const override {
-        journal.maximumSize = maximumSize;
-        return std::make_unique<FakeGenerator>(journal);
+                                                              Size size) const override {
+        maximumSize = size;
+        return std::make_unique<Generator>(*this);
     }
     std::unique_ptr<CGImageDestination> makeGIFDestination(const std::filesystem::path&) const override {
-        return std::make_unique<FakeDestination>(journal);
+        return std::make_unique<Destination>(*this);
     }
 
     double duration = 1;
-    mutable Journal journal;
+    std::function<bool(CMTime)> hasPicture = [](CMTime) { return true; };
+    bool fails = false;
+    mutable Size maximumSize;
+    mutable std::vector<CMTime> times, tolerances, delays;
+    mutable bool isCreated = false;
+    mutable bool isFinalized = false;
 };
 
 class GIFExporterTests : public testing::Test {
  protected:
-    void run(GIFSize size = {}, const LongWork& work = {}) {
+    /// Starts with empty records.
+    void run(GIFSize size = {640, 10}, const LongWork& work = {}) {
+        media.times.clear();
+        media.tolerances.clear();
+        media.delays.clear();
+        media.isFinalized = false;
         exportGIF(media, media, "/movie.mp4", "/movie.gif", size, work);
     }
 
     FakeMedia media;
-    Journal& journal = media.journal;
 };
 
-TEST_F(GIFExporterTests, FrameTimesLieBelowTheDuration) {
+TEST_F(GIFExporterTests, FrameTimesLieBelowTheDurationAndDelaysAddUp) {
     const struct {
         double duration;
         double fps;
@@ -102,64 +88,45 @@ TEST_F(GIFExporterTests, FrameTimesLieBelowTheDuration) {
         {0.666667, 30, 20, 19 / 30.0},
         {2 / 7.0, 7, 2, 1 / 7.0},
         {1.0, 12, 12, 11 / 12.0},
-        {1.0, 100, 50, 49 / 50.0},  // no player shows more than 50 a second
+        {1.0, 100, 50, 49 / 50.0},  // no more than 50 per second
+        {100, 29.97, 2997, 100 - 1 / 29.97},
         {3600, 12.5, 45000, 3600 - 0.08},
     };
     for (const auto& each : cases) {
         SCOPED_TRACE(testing::Message() << each.duration << " s at " << each.fps);
-        journal = {};
         media.duration = each.duration;
         run({640, each.fps});
-        ASSERT_EQ(journal.times.size(), each.frames);
-        EXPECT_EQ(journal.times.front(), CMTime::zero());
-        EXPECT_NEAR(journal.times.back().seconds(), each.lastTime, 0.5 / 600);
-        EXPECT_EQ(journal.times.back().timescale(), 600);
-        EXPECT_EQ(journal.delays.size(), each.frames);
-        EXPECT_TRUE(journal.isFinalized);
+        ASSERT_EQ(media.times.size(), each.frames);
+        EXPECT_EQ(media.times.front(), CMTime::zero());
+        EXPECT_NEAR(media.times.back().seconds(), each.lastTime, 0.5 / 600);
+        EXPECT_EQ(media.times.back().timescale(), 600);
+        EXPECT_EQ(media.delays.size(), each.frames);
+        const CMTime sum = std::accumulate(media.delays.begin(), media.delays.end(), CMTime::zero());
+        EXPECT_NEAR(sum.seconds(), static_cast<double>(each.frames) / std::min(each.fps, 50.0), 1e-9);
+        EXPECT_TRUE(media.isFinalized);
     }
 }
 
-TEST_F(GIFExporterTests, AsksForPicturesAtOrUpToAFrameAfterTheirTimes) {
-    media.duration = 0.5;
+TEST_F(GIFExporterTests, TakesPicturesUpToAFrameLateAndLeavesOutGaps) {
+    media.hasPicture = [](CMTime time) { return time < CMTime(1, 2); };
     run({480, 10});
-    EXPECT_EQ(journal.maximumSize, (Size{480, 1920}));
-    EXPECT_THAT(journal.tolerances, testing::Each(CMTime(60, 600)));
-    EXPECT_THAT(journal.delays, testing::Each(CMTime(1, 10)));
+    EXPECT_EQ(media.maximumSize, (Size{480, 1920}));
+    EXPECT_EQ(media.times.size(), 10U);
+    EXPECT_THAT(media.tolerances, Each(CMTime(60, 600)));
+    EXPECT_EQ(media.delays.size(), 5U);
+    EXPECT_THAT(media.delays, Each(CMTime(1, 10)));
+    EXPECT_TRUE(media.isFinalized);
 }
 
-TEST_F(GIFExporterTests, DelaysAddUpExactly) {
-    for (const double fps : {12.0, 7.0, 29.97}) {
-        journal = {};
-        media.duration = 100;
-        run({640, fps});
-        const CMTime sum = std::accumulate(journal.delays.begin(), journal.delays.end(), CMTime::zero());
-        EXPECT_NEAR(sum.seconds(), static_cast<double>(journal.delays.size()) / fps, 1e-9) << fps;
-    }
-}
-
-TEST_F(GIFExporterTests, LeavesOutWhatHasNoPicture) {
-    journal.hasPicture = [](CMTime time) { return time < CMTime(1, 2); };
-    run({640, 10});
-    EXPECT_EQ(journal.times.size(), 10U);
-    EXPECT_EQ(journal.delays.size(), 5U);
-    EXPECT_TRUE(journal.isFinalized);
-}
-
-TEST_F(GIFExporterTests, AMovieOfNoLengthFailsBeforeAnyFileIsMade) {
+TEST_F(GIFExporterTests, CreatesNoFileForAMovieWithoutDuration) {
     for (const double duration : {0.0, -1.0}) {
         media.duration = duration;
         EXPECT_THROW(run(), PlatformError);
-        EXPECT_FALSE(journal.isCreated);
+        EXPECT_FALSE(media.isCreated);
     }
 }
 
-TEST_F(GIFExporterTests, AFailureEndsIt) {
-    journal.fails = true;
-    EXPECT_THROW(run(), PlatformError);
-    EXPECT_FALSE(journal.isFinalized);
-}
-
-TEST_F(GIFExporterTests, TellsItsProgressNowAndThen) {
+TEST_F(GIFExporterTests, ReportsProgressAtMostAFewHundredTimes) {
     for (const double duration : {1.0, 1000.0}) {
         media.duration = duration;
         std::vector<double> parts;
@@ -172,23 +139,16 @@ TEST_F(GIFExporterTests, TellsItsProgressNowAndThen) {
     }
 }
 
-TEST_F(GIFExporterTests, CanBeGivenUpAtAnyFrame) {
+TEST_F(GIFExporterTests, CanBeCancelledAtAnyFrame) {
     std::stop_source stop;
-    journal.hasPicture = [&](CMTime time) {
+    media.hasPicture = [&](CMTime time) {
         if (time == CMTime(1, 2)) stop.request_stop();
         return true;
     };
     EXPECT_THROW(run({640, 10}, {nullptr, stop.get_token()}), CancelledError);
-    EXPECT_EQ(journal.delays.size(), 6U);
-    EXPECT_FALSE(journal.isFinalized);
+    EXPECT_EQ(media.delays.size(), 6U);
+    EXPECT_FALSE(media.isFinalized);
 }
-
-/// Keeps the work until a test runs it.
-class HeldQueue final : public DispatchQueue {
- public:
-    void async(Work work) override { held.push_back(std::move(work)); }
-    std::vector<Work> held;
-};
 
 Task<void> await(const GIFExporter& exporter, std::string& outcome) {
     try {
@@ -199,24 +159,21 @@ Task<void> await(const GIFExporter& exporter, std::string& outcome) {
     }
 }
 
-TEST_F(GIFExporterTests, IsAwaitedWhileItWorksElsewhere) {
+TEST_F(GIFExporterTests, RunsOnAQueue) {
     for (const bool fails : {false, true}) {
-        journal = {};
-        journal.fails = fails;
-        test::VirtualExecutor executor;
-        HeldQueue queue;
+        media.fails = fails;
+        media.isFinalized = false;
+        VirtualExecutor executor;
+        VirtualQueue queue(executor);
         const GIFExporter exporter(executor, queue, media, media);
         std::string outcome;
         const RunningTask task(executor, await(exporter, outcome));
-        executor.drain();
-        ASSERT_EQ(queue.held.size(), 1U);
-        EXPECT_THAT(journal.times, IsEmpty());
-        queue.held[0]();
         EXPECT_EQ(outcome, "");
         executor.drain();
         EXPECT_EQ(outcome, fails ? "The disk is full." : "done");
+        EXPECT_EQ(media.isFinalized, !fails);
     }
 }
 
 }  // namespace
-}  // namespace lumicrate
+}  // namespace lumicrate::test

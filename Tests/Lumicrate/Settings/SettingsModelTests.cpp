@@ -1,6 +1,6 @@
 #include "Lumicrate/Recording/RecordingOptions.h"
 #include "Lumicrate/Settings/SettingsModel.h"
-#include "Lumicrate/Shell/AppInfo.h"
+#include "Lumicrate/Library/FileNames.h"
 #include "Lumicrate/Shell/Permissions.h"
 #include "Lumicrate/Shell/Welcome.h"
 #include "Tests/Lumicrate/FakePlatform.h"
@@ -81,11 +81,11 @@ TEST_F(SettingsModelTests, SaysWhatIsTakenAndWhatFails) {
     login.refuses = true;
     view.loginItem.set(true);
     EXPECT_FALSE(*view.loginItem.enabled);
-    EXPECT_EQ(*view.loginItem.complaint, "The autostart entry can't be written.");
+    EXPECT_EQ(*view.loginItem.error, "The autostart entry can't be written.");
     login.refuses = false;
     view.loginItem.set(true);
     EXPECT_TRUE(*view.loginItem.enabled);
-    EXPECT_EQ(*view.loginItem.complaint, "");
+    EXPECT_EQ(*view.loginItem.error, "");
 }
 
 TEST_F(SettingsModelTests, PathsAreWrittenAsPeopleDo) {
@@ -95,7 +95,7 @@ TEST_F(SettingsModelTests, PathsAreWrittenAsPeopleDo) {
                                                  {"/home/meg/Videos", "/home/me", "/home/meg/Videos"},
                                                  {"/data/x", "/home/me", "/data/x"},
                                                  {"/data/x", "", "/data/x"}})
-        EXPECT_EQ(pathForPeople(path, home), written);
+        EXPECT_EQ(displayPath(path, home), written);
 }
 
 TEST_F(SettingsModelTests, TheWelcomeIsShownOnceWithTheShortcutOfNow) {
@@ -117,13 +117,12 @@ TEST(PermissionsTests, SayWhatIsMissingUntilItIsThere) {
     Permissions permissions({true, false, false}, [&] { ++looks; });
     ASSERT_THAT(*permissions.missing, SizeIs(2));
     EXPECT_EQ(permissions.missing.get()[0].command, "systemctl --user start pipewire wireplumber");
-    permissions.tryAgain();
-    permissions.tryAgain();
+    permissions.checkAgain();
+    permissions.checkAgain();
     EXPECT_EQ(looks, 1) << "one look at a time";
     permissions.update({true, false, false});
     EXPECT_EQ(*permissions.outcome, "Nothing has changed yet.");
-    EXPECT_FALSE(*permissions.looking);
-    permissions.tryAgain();
+    permissions.checkAgain();
     permissions.update({true, true, false});
     EXPECT_EQ(*permissions.outcome, "Better, but not everything is there yet.");
     permissions.update({});

@@ -68,19 +68,19 @@ class ShortcutFieldTests : public testing::Test {
 };
 
 TEST_F(ShortcutFieldTests, ListensUntilAShortcutComes) {
-    EXPECT_EQ(*toggle.look, (ShortcutField::Look{"⌥⌘R", Tone::primary, "Click to change", "Alt+Super+R", "",
+    EXPECT_EQ(*toggle.content, (ShortcutField::Content{"⌥⌘R", Tone::primary, "Click to change", "Alt+Super+R", "",
                                                  "Restore ⌥⌘R", false}));
     toggle.press();
-    EXPECT_EQ(toggle.look->label, "Type shortcut…");
-    EXPECT_EQ(toggle.look->tone, Tone::accent);
-    EXPECT_EQ(toggle.look->help, "Press the new shortcut. Esc cancels, Delete turns it off.");
+    EXPECT_EQ(toggle.content->label, "Type shortcut…");
+    EXPECT_EQ(toggle.content->tone, Tone::accent);
+    EXPECT_EQ(toggle.content->help, "Press the new shortcut. Esc cancels, Delete turns it off.");
     EXPECT_TRUE(hotKeys.grabs.empty());
 
     EXPECT_TRUE(keys.press(17, control | shift, "t"));
     EXPECT_EQ(keys.monitors, 0);
     EXPECT_EQ(shortcut(ShortcutAction::toggle, defaults), (Shortcut{17, 0x1200, "T"}));
-    EXPECT_EQ(toggle.look->label, "⌃⇧T");
-    EXPECT_TRUE(toggle.look->canRestore);
+    EXPECT_EQ(toggle.content->label, "⌃⇧T");
+    EXPECT_TRUE(toggle.content->canRestore);
     EXPECT_EQ(hotKeys.grabs.size(), 3U);
     EXPECT_EQ(hotKeys.grabs.begin()->second.keyCode, 17U);
     EXPECT_EQ(beeps, 0);
@@ -116,14 +116,14 @@ TEST_F(ShortcutFieldTests, KeysDoWhatTheyAreFor) {
         EXPECT_EQ(toggle.isListening(), listens) << what;
         EXPECT_EQ(keys.monitors, listens ? 1 : 0) << what;
         EXPECT_EQ(hotKeys.grabs.empty(), listens) << what;
-        EXPECT_EQ(toggle.look->label, label) << what;
-        EXPECT_EQ(toggle.look->message, message) << what;
+        EXPECT_EQ(toggle.content->label, label) << what;
+        EXPECT_EQ(toggle.content->message, message) << what;
         EXPECT_EQ(beeps, message.empty() ? 0 : 1) << what;
         EXPECT_TRUE(!listens || defaults.stored.empty()) << what;
         if (listens) toggle.press();
     }
     EXPECT_EQ(stored("shortcut.toggle"), "off");
-    EXPECT_EQ(toggle.look->tone, Tone::secondary);
+    EXPECT_EQ(toggle.content->tone, Tone::secondary);
     EXPECT_EQ(hotKeys.grabs.size(), 2U) << "an action that is off has no key";
 }
 
@@ -131,23 +131,23 @@ TEST_F(ShortcutFieldTests, MessagesLastUntilTheNextTry) {
     toggle.press();
     keys.press(40, shift, "k");
     keys.press(96, 0, "");
-    EXPECT_EQ(toggle.look->message, "") << "it was bound after all";
+    EXPECT_EQ(toggle.content->message, "") << "it was bound after all";
     toggle.press();
     keys.press(40, shift, "k");
     toggle.press();
-    EXPECT_NE(toggle.look->message, "");
+    EXPECT_NE(toggle.content->message, "");
     toggle.press();
-    EXPECT_EQ(toggle.look->message, "");
+    EXPECT_EQ(toggle.content->message, "");
 }
 
 TEST_F(ShortcutFieldTests, TheDefaultIsRestoredUnlessItIsTaken) {
     save(ShortcutAction::toggle, Shortcut{96, 0, "F5"}, defaults);
     save(ShortcutAction::area, defaultShortcut(ShortcutAction::toggle), defaults);
-    EXPECT_EQ(toggle.look->label, "F5") << "changed elsewhere";
+    EXPECT_EQ(toggle.content->label, "F5") << "changed elsewhere";
     toggle.restoreDefault();
-    EXPECT_EQ(toggle.look->message, "⌥⌘R is already used for Record area.");
+    EXPECT_EQ(toggle.content->message, "⌥⌘R is already used for Record area.");
     EXPECT_EQ(beeps, 1);
-    EXPECT_EQ(toggle.look->label, "F5");
+    EXPECT_EQ(toggle.content->label, "F5");
 
     field(ShortcutAction::area).restoreDefault();
     toggle.press();
@@ -155,9 +155,9 @@ TEST_F(ShortcutFieldTests, TheDefaultIsRestoredUnlessItIsTaken) {
     toggle.restoreDefault();
     EXPECT_FALSE(toggle.isListening());
     EXPECT_EQ(registrations, 1);
-    EXPECT_EQ(toggle.look->label, "⌥⌘R");
-    EXPECT_EQ(toggle.look->message, "");
-    EXPECT_FALSE(toggle.look->canRestore);
+    EXPECT_EQ(toggle.content->label, "⌥⌘R");
+    EXPECT_EQ(toggle.content->message, "");
+    EXPECT_FALSE(toggle.content->canRestore);
 }
 
 TEST_F(ShortcutFieldTests, OneFieldListensAtATimeAndNoneWhenItGoes) {
@@ -175,8 +175,8 @@ TEST_F(ShortcutFieldTests, WhatCannotBeStoredIsSaid) {
     defaults.readOnly = true;
     toggle.press();
     keys.press(96, 0, "");
-    EXPECT_EQ(toggle.look->message, "The preferences can't be written.");
-    EXPECT_EQ(toggle.look->label, "⌥⌘R");
+    EXPECT_EQ(toggle.content->message, "The preferences can't be written.");
+    EXPECT_EQ(toggle.content->label, "⌥⌘R");
     EXPECT_FALSE(toggle.isListening());
     EXPECT_EQ(hotKeys.grabs.size(), 3U);
 }

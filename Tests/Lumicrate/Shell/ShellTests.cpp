@@ -139,12 +139,12 @@ TEST_F(ShellTests, OthersCommandTheApplication) {
 
 TEST(RemoteStatusTests, TravelsAsText) {
     const RemoteStatus full{"recording", 12.5, "/a/“b”.mp4", "An error."};
-    EXPECT_EQ(textOf(full),
+    EXPECT_EQ(toJSON(full),
               R"({"state":"recording","elapsed":12.5,"file":"/a/“b”.mp4","error":"An error."})");
     for (const RemoteStatus& each : {full, RemoteStatus{"idle", 0, {}, {}}})
-        EXPECT_EQ(statusFrom(textOf(each)), each);
+        EXPECT_EQ(parseRemoteStatus(toJSON(each)), each);
     for (const char* text : {"", "[]", "{}", R"({"state":1,"elapsed":0})", R"({"state":"idle"})"})
-        EXPECT_EQ(statusFrom(text), std::nullopt) << text;
+        EXPECT_EQ(parseRemoteStatus(text), std::nullopt) << text;
 }
 
 }  // namespace

@@ -1,0 +1,307 @@
+// The recording folder, the list of recordings with their durations, and their thumbnails.
+#include "Lumicrate/Library/Thumbnails.h"
+#include "Tests/Lumicrate/Library/LibraryFixture.h"
+
+namespace lumicrate::test {
+namespace {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::SizeIs;
+using testing::UnorderedElementsAre;
+
+class LibraryTests : public LibraryFixture {
+ protected:
+    void report(const std::vector<std::string>& names) {
+        FolderChanges changes;
+        for (const std::string& each : names)
+            changes.urls.push_back(folderPath / each);
+        changed(changes);
+    }
+    std::vector<Path> listed() const {
+        std::vector<Path> names;
+        for (const Recording& each : *library->recordings)
+            names.push_back(each.url.filename());
+        return names;
+    }
+    std::vector<Path> marked() const {
+        std::vector<Path> names;
+        for (const Path& each : *library->unopened)
+            names.push_back(each.filename());
+        return names;
+    }
+    const Recording& find(const Path& name) const {
+        const auto& all = *library->recordings;
+        return *std::find_if(all.begin(), all.end(),
+                             [&](const Recording& each) { return each.url.filename() == name; });
+    }
+};
+
+TEST_F(LibraryTests, NewRecordingsGetUnusedNamesWithKindAndTime) {
+    using Kind = RecordingFolder::Kind;
+    files.folders.clear();
+    const auto expect = [this](Kind kind, const char* extension, const std::string& name) {
+        EXPECT_EQ(folder.newRecordingURL(kind, extension), folderPath / name);
+        files.existing.insert(folderPath / name);
+    };
+    expect(Kind::screen, "mp4", "Recording-Screen_2024-05-01_14.03.22.mp4");
+    EXPECT_TRUE(files.folders.contains(folderPath));
+    expect(Kind::screen, "mp4", "Recording-Screen_2024-05-01_14.03.22_2.mp4");
+    expect(Kind::screen, "mp4", "Recording-Screen_2024-05-01_14.03.22_3.mp4");
+    expect(Kind::screen, "mov", "Recording-Screen_2024-05-01_14.03.22.mov");
+    calendar.date = {987, 12, 31, 0, 0, 9};
+    expect(Kind::audio, "m4a", "Recording-Audio_0987-12-31_00.00.09.m4a");
+    expect(Kind::webcam, "mov", "Recording-Webcam_0987-12-31_00.00.09.mov");
+    files.folderRefused = true;
+    EXPECT_THROW(folder.newRecordingURL(Kind::screen, "mp4"), PlatformError);
+}
+
+TEST_F(LibraryTests, AFileIsInProgressWhileItsMarkLives) {
+    std::optional first = folder.markInProgress("/a.mp4");
+    std::optional moved = std::move(*first);
+    first.reset();
+    EXPECT_TRUE(folder.isInProgress("/a.mp4"));
+    *moved = folder.markInProgress("/b.mp4");
+    EXPECT_FALSE(folder.isInProgress("/a.mp4"));
+    EXPECT_TRUE(folder.isInProgress("/b.mp4"));
+    moved.reset();
+    EXPECT_FALSE(folder.isInProgress("/b.mp4"));
+}
+
+TEST_F(LibraryTests, MoviesAreRecognizedByExtension) {
+    for (const char* movie : {"a.mp4", "a.MOV", "a.b.m4v", ".hidden.M4a"})
+        EXPECT_TRUE(RecordingFolder::isMovie(movie)) << movie;
+    for (const char* other : {"a.gif", "mp4", "a.mp4.part", ".mp4", ""})
+        EXPECT_FALSE(RecordingFolder::isMovie(other)) << other;
+}
+
+TEST_F(LibraryTests, ListsMoviesNewestFirst) {
+    put("b.mp4", 5h);
+    put("a.MOV", 3h);
+    put("c.m4a", 5h);
+    put("trimmed.gif", 1h);
+    put("being written.mp4", 1h);
+    files.entries.push_back({folderPath / "dateless.m4v", {}, 7});
+    files.entries.push_back({folderPath / "folder.mp4", launch, {}});
+    std::optional writing = folder.markInProgress(folderPath / "being written.mp4");
+    EXPECT_THAT(listed(), IsEmpty()) << "before the first reload";
+    reload();
+    EXPECT_THAT(listed(), ElementsAre("a.MOV", "b.mp4", "c.m4a", "dateless.m4v"));
+    EXPECT_EQ(find("dateless.m4v").created, RecordingLibrary::Instant::min());
+
+    writing.reset();
+    EXPECT_THAT(listed(), SizeIs(4)) << "before the notification";
+    notifications.post(recordingSavedNotification, folderPath / "any.mp4");
+    EXPECT_THAT(listed(), SizeIs(5));
+    remove("a.MOV");
+    notifications.post(recordingsChangedNotification);
+    EXPECT_THAT(listed(), ElementsAre("being written.mp4", "b.mp4", "c.m4a", "dateless.m4v"));
+    files.folders.clear();
+    reload();
+    EXPECT_THAT(listed(), IsEmpty());
+}
+
+TEST_F(LibraryTests, DurationsAreReadOnceUntilTheSizeChanges) {
+    put("a.mp4", 1h);
+    put("b.mp4", 2h);
+    durations = {{"a.mp4", 10}};
+    reload();
+    EXPECT_EQ(find("a.mp4").duration, 10);
+    EXPECT_EQ(find("b.mp4").duration, std::nullopt);
+    EXPECT_THAT(read, ElementsAre("a.mp4", "b.mp4"));
+
+    durations = {{"a.mp4", 9}, {"b.mp4", 20}};
+    reload();
+    EXPECT_EQ(find("a.mp4").duration, 10) << "known already";
+    EXPECT_EQ(find("b.mp4").duration, 20) << "a failure is retried";
+    put("a.mp4", 1h, 50);
+    reload();
+    EXPECT_EQ(find("a.mp4").duration, 9);
+    EXPECT_THAT(read, SizeIs(4));
+}
+
+TEST_F(LibraryTests, ALateDurationIsMatchedWithItsFile) {
+    for (const char* name : {"gone.mp4", "grown.mp4", "moved.mp4"})
+        put(name, 1h);
+    durations = {{"gone.mp4", 1}, {"grown.mp4", 2}, {"moved.mp4", 3}};
+    library->reload();
+    executor.drain();
+    ASSERT_THAT(held, SizeIs(1));
+    held.front()();  // All three are read, but the results have not been handled yet.
+    held.pop_front();
+    remove("gone.mp4");
+    put("grown.mp4", 1h, 200);
+    put("newer.mp4", 0h);
+    durations = {{"grown.mp4", 5}, {"newer.mp4", 6}};
+    reload();
+    EXPECT_THAT(listed(), ElementsAre("newer.mp4", "moved.mp4", "grown.mp4"));
+    EXPECT_EQ(find("moved.mp4").duration, 3);
+    EXPECT_EQ(find("grown.mp4").duration, 5);
+    EXPECT_EQ(find("newer.mp4").duration, 6);
+}
+
+TEST_F(LibraryTests, TenThousandDurationsAreReadInBatchesOnAllQueues) {
+    constexpr int count = 10'000;
+    makeLibrary(3);
+    for (int i = 0; i < count; ++i) {
+        const std::string name = std::to_string(i) + ".mp4";
+        files.entries.push_back({folderPath / name, launch - std::chrono::hours(i), 100});
+        durations[name] = i;
+    }
+    std::vector<bool> busy;
+    int changes = 0;
+    const Subscription reading = library->readsDurations().observe([&](bool now) { busy.push_back(now); });
+    const Subscription list = library->recordings.observe([&](const auto&) { ++changes; });
+    library->reload();
+    executor.drain();
+    EXPECT_THAT(held, SizeIs(3)) << "one batch per queue";
+    held.front()();
+    EXPECT_EQ(read.front(), "0.mp4") << "the newest first";
+    held.pop_front();
+    work();
+    EXPECT_THAT(busy, ElementsAre(true, false));
+    EXPECT_THAT(read, SizeIs(count));
+    for (const Recording& each : *library->recordings)
+        ASSERT_EQ(each.duration, std::stoi(each.url.stem().string()));
+    EXPECT_LT(changes, count / 10);
+}
+
+TEST_F(LibraryTests, MayBeDestroyedWhileDurationsAreRead) {
+    put("a.mp4", 1h);
+    library->reload();
+    executor.drain();
+    library.reset();
+    work();
+    EXPECT_THAT(read, ElementsAre("a.mp4"));
+    changed = nullptr;
+    notifications.post(recordingsChangedNotification);
+}
+
+TEST_F(LibraryTests, RecordingsSinceTheLaunchAreNewUntilOpened) {
+    put("old.mp4", 1h);
+    put("launch.mp4", 0h);
+    for (const char* name : {"1.mp4", "2.mp4", "3.mp4", "4.mp4", "5.mp4"})
+        put(name, -1h);
+    reload();
+    EXPECT_THAT(marked(), UnorderedElementsAre("1.mp4", "2.mp4", "3.mp4", "4.mp4", "5.mp4"));
+
+    library->open(find("1.mp4"));
+    library->openInQuickTime(find("2.mp4"));
+    library->markOpened(folderPath / "3.mp4");
+    library->moveToTrash(find("4.mp4"));
+    EXPECT_THAT(previewed, ElementsAre("1.mp4"));
+    EXPECT_THAT(workspace.opened, ElementsAre("2.mp4"));
+    EXPECT_FALSE(files.existing.contains(folderPath / "4.mp4"));
+    EXPECT_EQ(beeps, 0);
+    EXPECT_THAT(marked(), ElementsAre("5.mp4"));
+    reload();
+    EXPECT_THAT(marked(), ElementsAre("5.mp4"));
+
+    // If moving to the Trash fails, it beeps and the mark stays.
+    files.existing.clear();
+    const int listings = files.listings;
+    library->moveToTrash(find("5.mp4"));
+    EXPECT_EQ(beeps, 1);
+    EXPECT_EQ(files.listings, listings + 1);
+    EXPECT_THAT(marked(), ElementsAre("5.mp4"));
+}
+
+TEST_F(LibraryTests, FollowsTheFolderByLookingUpOnlyTheReportedFiles) {
+    put("a.mp4", 1h);
+    put("b.mp4", 2h);
+    put("c.mp4", 3h);
+    durations = {{"a.mp4", 1}, {"b.mp4", 2}, {"c.mp4", 3}, {"new.mp4", 4}, {"renamed.mp4", 5}};
+    reload();
+    const int listings = files.listings;
+
+    remove("a.mp4");
+    put("renamed.mp4", 1h);
+    put("b.mp4", 2h, 200);
+    durations["b.mp4"] = 20;
+    put("new.mp4", -1h);
+    put("noise.txt", 1h);
+    report({"a.mp4", "renamed.mp4", "b.mp4", "new.mp4", "noise.txt", "never.mp4"});
+    work();
+    EXPECT_THAT(listed(), ElementsAre("new.mp4", "renamed.mp4", "b.mp4", "c.mp4"));
+    EXPECT_THAT(marked(), ElementsAre("new.mp4"));
+    EXPECT_EQ(find("b.mp4").duration, 20);
+    EXPECT_EQ(find("renamed.mp4").duration, 5);
+    EXPECT_EQ(files.looks, 5);
+    EXPECT_EQ(files.listings, listings);
+
+    // A duration that could not be read is retried when the file has been written.
+    put("late.mp4", 4h);
+    report({"late.mp4"});
+    work();
+    EXPECT_EQ(find("late.mp4").duration, std::nullopt);
+    durations["late.mp4"] = 6;
+    report({"late.mp4"});
+    work();
+    EXPECT_EQ(find("late.mp4").duration, 6);
+
+    const auto writing = folder.markInProgress(folderPath / "c.mp4");
+    report({"c.mp4"});
+    EXPECT_THAT(listed(), ElementsAre("new.mp4", "renamed.mp4", "b.mp4", "late.mp4"));
+    changed({.everything = true, .urls = {}});
+    EXPECT_EQ(files.listings, listings + 1);
+}
+
+/// Pictures whose width is the length of the file's name; none for the file "broken".
+class NamedImages final : public ImageIO {
+ public:
+    struct Generator final : public AVAssetImageGenerator {
+        const CGImage* image(CMTime, CMTime) override { return &picture; }
+        CGImage picture;
+    };
+    std::unique_ptr<AVAssetImageGenerator> makeImageGenerator(const Path& url, Size) const override {
+        read.push_back(url);
+        if (url == "broken") throw PlatformError("It isn't a movie.");
+        auto generator = std::make_unique<Generator>();
+        generator->picture.width = static_cast<int>(url.string().size());
+        return generator;
+    }
+    std::unique_ptr<CGImageDestination> makeGIFDestination(const Path&) const override { return nullptr; }
+    mutable std::vector<Path> read;
+};
+
+TEST(ThumbnailsTests, AreReadOnRequest) {
+    VirtualExecutor executor;
+    const NamedImages images;
+    Thumbnails thumbnails(executor, images, std::make_unique<VirtualQueue>(executor), {96, 54});
+    std::vector<Path> arrived;
+    const Subscription watching = thumbnails.observe([&](const Path& url) { arrived.push_back(url); });
+    const auto picture = [&](const std::string& name, std::uintmax_t size = 1) {
+        return thumbnails.picture({name, launch, size, {}});
+    };
+    for (const char* name : {"abc", "broken", "abc"})
+        EXPECT_EQ(picture(name), nullptr);
+    EXPECT_THAT(images.read, IsEmpty());
+    executor.drain();
+    EXPECT_THAT(arrived, ElementsAre("abc", "broken")) << "the last request first, and each once";
+    EXPECT_EQ(picture("abc")->width, 3);
+    EXPECT_EQ(picture("broken"), nullptr);
+    executor.drain();
+    EXPECT_THAT(images.read, SizeIs(2));
+
+    // The old picture of a changed file is returned until the new one has been read.
+    EXPECT_NE(picture("abc", 2), nullptr);
+    executor.drain();
+    EXPECT_THAT(images.read, SizeIs(3));
+
+    // Old requests and the least recently used pictures are dropped.
+    images.read.clear();
+    for (std::size_t i = 0; i < 100; ++i)
+        picture(std::to_string(i));
+    executor.drain();
+    EXPECT_THAT(images.read, SizeIs(Thumbnails::maxWaiting));
+    EXPECT_EQ(images.read.front(), "99");
+    for (std::size_t i = 0; i < Thumbnails::capacity; ++i) {
+        picture("x" + std::to_string(i));
+        executor.drain();
+    }
+    EXPECT_EQ(picture("abc", 2), nullptr);
+    EXPECT_NE(picture("x0"), nullptr);
+}
+
+}  // namespace
+}  // namespace lumicrate::test
