@@ -1,8 +1,10 @@
-// TemporaryFolder: a folder that goes away with its test.
+// TemporaryFolder: a folder that is deleted with its test; and text files in it.
 #pragma once
 
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <stdexcept>
 #include <string>
 
@@ -28,5 +30,16 @@ class TemporaryFolder {
  private:
     std::filesystem::path path_;
 };
+
+/// Creates or replaces a file, and the folders above it. Returns the path.
+inline std::filesystem::path writeText(const std::filesystem::path& path, const std::string& text) {
+    std::filesystem::create_directories(path.parent_path());
+    std::ofstream(path, std::ios::trunc) << text;
+    return path;
+}
+inline std::string readText(const std::filesystem::path& path) {
+    std::ifstream file(path);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
 
 }  // namespace lumicrate::test

@@ -48,26 +48,15 @@ std::string quoted(const std::string& word) {
     return text + '"';
 }
 
-/// The escape sequences of any string value in a desktop entry.
+/// Escaped like any string value of a desktop entry.
 std::string escaped(const std::string& text) {
+    constexpr std::string_view special = "\\\n\t\r";
+    constexpr std::string_view letters = "\\ntr";
     std::string written;
     for (const char each : text) {
-        switch (each) {
-            case '\\':
-                written += "\\\\";
-                break;
-            case '\n':
-                written += "\\n";
-                break;
-            case '\t':
-                written += "\\t";
-                break;
-            case '\r':
-                written += "\\r";
-                break;
-            default:
-                written += each;
-        }
+        const auto found = special.find(each);
+        if (found != std::string_view::npos) written += '\\';
+        written += found != std::string_view::npos ? letters[found] : each;
     }
     return written;
 }

@@ -21,8 +21,7 @@ MainWindowModel::MainWindowModel(Services services)
       sources(services.recorder, services.defaults,
               [this](const std::string& sentence) { messages.report(sentence); }),
       windowPicker(services.executor, sources, services.screenshots, windowPixels),
-      controls(services.recorder, sources, services.defaults, services.mixing,
-               [this](const std::string& sentence) { messages.report(sentence); }),
+      controls(services.recorder, sources, services.defaults, services.mixing),
       recordings({services.library, services.files, services.workspace, std::move(services.formatDate),
                   [this](const std::string& sentence) { messages.report(sentence); }}),
       thumbnails(services.executor, services.images, std::move(services.thumbnailQueue), thumbnailPixels) {}

@@ -1,6 +1,5 @@
 #include "Lumicrate/MainWindow/RecorderControls.h"
 
-#include "Support/Error.h"
 #include "Support/Text.h"
 
 #include <algorithm>
@@ -12,15 +11,6 @@ namespace {
 
 using State = ScreenRecorder::State;
 
-void store(NSUserDefaults& defaults, std::string_view key, const std::string& value,
-           const std::function<void(const std::string&)>& reportError) {
-    try {
-        defaults.set(key, value);
-    } catch (const LocalizedError& error) {
-        reportError(error.what());
-    }
-}
-
 std::vector<std::string_view> togglesFor(CaptureMode mode) {
     if (mode == CaptureMode::audio)
         return {preference::captureSystemAudio, preference::captureMicrophone, preference::countdown};
@@ -31,12 +21,10 @@ std::vector<std::string_view> togglesFor(CaptureMode mode) {
 }  // namespace
 
 RecorderControls::RecorderControls(ScreenRecorder& recorder, SourceBar& sources, NSUserDefaults& defaults,
-                                   const Progress* mixing,
-                                   std::function<void(const std::string&)> reportError)
+                                   const Progress* mixing)
     : recorder_(recorder),
       sources_(sources),
       defaults_(defaults),
-      reportError_(std::move(reportError)),
       state_(*recorder.state),
       chosen_(*sources.content),
       picking_(*recorder.pickingMode),
@@ -81,9 +69,8 @@ std::vector<MenuItem> RecorderControls::microphoneMenu() const {
                                    [&stored](const CaptureDevice& each) { return each.id == stored; });
     std::vector<MenuItem> items;
     const auto add = [&](const std::string& title, const std::string& id, bool checked) {
-        items.push_back(MenuItem::command(title, [&defaults = defaults_, reportError = reportError_, id] {
-            store(defaults, preference::microphoneID, id, reportError);
-        }));
+        items.push_back(MenuItem::command(
+            title, [&sources = sources_, id] { sources.store(preference::microphoneID, id); }));
         items.back().checked = checked;
     };
     add(localized("Default"), "", !known);

@@ -8,7 +8,6 @@
 #include "Platform/NSUserDefaults.h"
 #include "Support/Published.h"
 
-#include <functional>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -55,9 +54,8 @@ class RecorderControls {
     using Progress = Published<std::optional<double>>;
 
     /// All must outlive this object. `mixing` is the progress of mixing audio; it may be nullptr.
-    /// `reportError` is called when a preference cannot be stored.
     RecorderControls(ScreenRecorder& recorder, SourceBar& sources, NSUserDefaults& defaults,
-                     const Progress* mixing, std::function<void(const std::string&)> reportError);
+                     const Progress* mixing);
     RecorderControls(const RecorderControls&) = delete;
     RecorderControls& operator=(const RecorderControls&) = delete;
 
@@ -83,7 +81,6 @@ class RecorderControls {
     ScreenRecorder& recorder_;
     SourceBar& sources_;
     NSUserDefaults& defaults_;
-    std::function<void(const std::string&)> reportError_;
     // Copies, because observers are notified before the value changes.
     ScreenRecorder::State state_;
     SourceBar::Content chosen_;

@@ -71,6 +71,8 @@ class SourceBar {
     static bool isOffered(CaptureMode mode);
 
     void setMode(CaptureMode mode);
+    /// Stores a text preference, and reports a failure.
+    void store(std::string_view key, const std::string& value);
     void chooseWindow(std::uint32_t id);
     /// Also applies to the area shortcut.
     void chooseDisplay(std::uint32_t id);
@@ -83,7 +85,6 @@ class SourceBar {
     void rebuild();
     void fillSources(Content& next) const;
     std::optional<std::string> missingFrom(const Content& content) const;
-    void store(std::string_view key, const std::string& value);
 
     ScreenRecorder& recorder_;
     NSUserDefaults& defaults_;

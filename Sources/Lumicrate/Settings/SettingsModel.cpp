@@ -12,6 +12,10 @@ namespace lumicrate {
 
 namespace {
 
+/// Title and symbol, in the order of SettingsModel::Page.
+constexpr std::array<std::pair<std::string_view, std::string_view>, 4> pageTexts = {
+    {{"General", "gearshape"}, {"Video", "film"}, {"Audio", "waveform"}, {"Shortcuts", "keyboard"}}};
+
 /// All values of an enumeration in order, with their labels.
 template <class Enumeration, std::size_t count>
 ChoiceSetting enumerated(std::string_view key, std::string_view label, std::string_view caption,
@@ -53,31 +57,11 @@ SettingsModel::SettingsModel(Services services)
 }
 
 std::string SettingsModel::title(Page page) {
-    switch (page) {
-        case Page::general:
-            return localized("General");
-        case Page::video:
-            return localized("Video");
-        case Page::audio:
-            return localized("Audio");
-        case Page::shortcuts:
-            break;
-    }
-    return localized("Shortcuts");
+    return localized(pageTexts[static_cast<std::size_t>(page)].first);
 }
 
 std::string_view SettingsModel::symbolName(Page page) {
-    switch (page) {
-        case Page::general:
-            return "gearshape";
-        case Page::video:
-            return "film";
-        case Page::audio:
-            return "waveform";
-        case Page::shortcuts:
-            break;
-    }
-    return "keyboard";
+    return pageTexts[static_cast<std::size_t>(page)].second;
 }
 
 std::string SettingsModel::recordingsFolder() const {

@@ -8,31 +8,6 @@
 
 namespace lumicrate {
 
-namespace {
-
-std::string nameOf(ScreenRecorder::State state) {
-    using State = ScreenRecorder::State;
-    switch (state) {
-        case State::idle:
-            return "idle";
-        case State::selectingArea:
-            return "selectingArea";
-        case State::countingDown:
-            return "countingDown";
-        case State::starting:
-            return "starting";
-        case State::recording:
-            return "recording";
-        case State::paused:
-            return "paused";
-        case State::stopping:
-            break;
-    }
-    return "stopping";
-}
-
-}  // namespace
-
 std::string toJSON(const RemoteStatus& status) {
     nlohmann::ordered_json json{{"state", status.state}, {"elapsed", status.elapsed}};
     if (status.file) json["file"] = *status.file;
@@ -76,7 +51,7 @@ void RemoteControl::perform(RemoteCommand command) {
 
 RemoteStatus RemoteControl::status() const {
     RemoteStatus status;
-    status.state = nameOf(*recorder_.state);
+    status.state = rawValue(*recorder_.state);
     if (recorder_.isActive()) status.elapsed = recorder_.elapsedNow();
     if (const auto url = recorder_.outputURL()) status.file = url->string();
     status.error = *recorder_.errorMessage;

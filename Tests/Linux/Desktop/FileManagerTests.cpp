@@ -4,21 +4,54 @@
 
 #include <gtest/gtest.h>
 #include <sys/statvfs.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <fstream>
-#include <iterator>
+#include <cerrno>
+
+namespace {
+
+bool supportsNoReplace = true;
+
+}  // namespace
+
+/// Replaces the C library's function, to act like a file system without RENAME_NOREPLACE.
+extern "C" int renameat2(int oldFolder, const char* from, int newFolder, const char* to,
+                         unsigned flags) noexcept {
+    if (supportsNoReplace)
+        return static_cast<int>(syscall(SYS_renameat2, oldFolder, from, newFolder, to, flags));
+    errno = EINVAL;
+    return -1;
+}
 
 namespace lumicrate::desktop {
 namespace {
 
-TEST(FileManagerTests, ListsVisibleEntriesWithSizeAndDate) {
-    const test::TemporaryFolder folder;
+using test::readText;
+using test::writeText;
+
+class FileManagerTests : public testing::Test {
+ protected:
+    /// The error message; empty for success.
+    template <class Operation>
+    static std::string errorOf(const Operation& operation) {
+        try {
+            operation();
+        } catch (const PlatformError& error) {
+            return error.what();
+        }
+        return {};
+    }
+
+    test::TemporaryFolder folder;
     FileManager files;
+};
+
+TEST_F(FileManagerTests, ListsVisibleEntriesWithSizeAndDate) {
     const auto before = std::chrono::system_clock::now() - std::chrono::seconds(2);
-    std::ofstream(folder / "one.mp4") << "12345";
-    std::ofstream(folder / ".hidden.mp4") << "1";
+    writeText(folder / "one.mp4", "12345");
+    writeText(folder / ".hidden.mp4", "1");
     files.createDirectory(folder / "a/b/c");
     files.createDirectory(folder / "a/b/c");
 
@@ -31,132 +64,99 @@ TEST(FileManagerTests, ListsVisibleEntriesWithSizeAndDate) {
     ASSERT_TRUE(one->created);
     EXPECT_GT(*one->created, before);
     EXPECT_LT(*one->created, before + std::chrono::minutes(1));
+    EXPECT_FALSE(files.attributes(folder.path()).size);
+    EXPECT_FALSE(files.attributes(folder / "none").size);
+    EXPECT_FALSE(files.attributes(folder / "none").created);
 }
 
-TEST(FileManagerTests, FailuresAreOneSentenceWithThePath) {
-    const test::TemporaryFolder folder;
-    FileManager files;
-    std::ofstream(folder / "file") << "x";
-    const auto sentence = [](const auto& operation) -> std::string {
-        try {
-            operation();
-        } catch (const PlatformError& error) {
-            return error.what();
-        }
-        return "nothing thrown";
-    };
-    const std::string under = (folder / "file/below").string();
-    EXPECT_NE(sentence([&] { files.createDirectory(under); }).find(under), std::string::npos);
-    EXPECT_NE(sentence([&] { (void)files.contentsOfDirectory(folder / "none"); }).find("none"),
-              std::string::npos);
-    EXPECT_NE(sentence([&] { files.removeItem(folder / "none"); }).find("none"), std::string::npos);
+TEST_F(FileManagerTests, ErrorsNameThePath) {
+    const std::string below = writeText(folder / "file", "x").string() + "/below";
+    const std::string none = folder / "none";
+    EXPECT_NE(errorOf([&] { files.createDirectory(below); }).find(below), std::string::npos);
+    EXPECT_NE(errorOf([&] { (void)files.contentsOfDirectory(none); }).find(none), std::string::npos);
+    EXPECT_NE(errorOf([&] { files.removeItem(none); }).find(none), std::string::npos);
+    EXPECT_NE(errorOf([&] { files.trashItem(none); }).find(none), std::string::npos);
 }
 
-std::string contentOf(const std::filesystem::path& path) {
-    std::ifstream file(path);
-    return {std::istreambuf_iterator<char>(file), {}};
+TEST_F(FileManagerTests, RenamingNeverOverwrites) {
+    for (const bool supported : {true, false}) {
+        SCOPED_TRACE(supported);
+        supportsNoReplace = supported;
+        const auto a = writeText(folder / "a.mp4", "a");
+        const auto b = writeText(folder / "b.mp4", "b");
+        const std::string prefix = "The file couldn't be renamed: “";
+        EXPECT_EQ(errorOf([&] { files.moveItem(a, b); }), prefix + a.string() + "”: File exists");
+        EXPECT_EQ(errorOf([&] { files.moveItem(folder / "none", folder / "c.mp4"); }),
+                  prefix + (folder / "none").string() + "”: No such file or directory");
+        EXPECT_EQ(readText(a) + readText(b), "ab");
+        files.moveItem(a, folder / "c.mp4");
+        EXPECT_FALSE(files.fileExists(a));
+        EXPECT_EQ(readText(folder / "c.mp4"), "a");
+        files.removeItem(folder / "c.mp4");
+    }
+    supportsNoReplace = true;
 }
 
-std::filesystem::path write(const std::filesystem::path& path, const std::string& content) {
-    std::ofstream(path) << content;
-    return path;
-}
-
-TEST(FileManagerTests, RenamingOverwritesNothing) {
-    const test::TemporaryFolder folder;
-    FileManager files;
-    const auto a = write(folder / "a.mp4", "a");
-    const auto b = write(folder / "b.mp4", "b");
-    EXPECT_THROW(files.moveItem(a, b), PlatformError);
-    EXPECT_THROW(files.moveItem(folder / "none", folder / "c.mp4"), PlatformError);
-    EXPECT_EQ(contentOf(a) + contentOf(b), "ab");
-    files.moveItem(a, folder / "c.mp4");
-    EXPECT_FALSE(files.fileExists(a));
-    EXPECT_EQ(contentOf(folder / "c.mp4"), "a");
-}
-
-TEST(FileManagerTests, AReplacementKeepsDateAndPermissions) {
+TEST_F(FileManagerTests, AReplacementKeepsDateAndPermissions) {
     using std::filesystem::perms;
-    const test::TemporaryFolder folder;
-    FileManager files;
-    const auto original = write(folder / "a.mp4", "original");
-    std::filesystem::permissions(original, perms::owner_read | perms::owner_write | perms::group_read);
+    const auto original = writeText(folder / "a.mp4", "original");
+    const perms permissions = perms::owner_read | perms::owner_write | perms::group_read;
+    std::filesystem::permissions(original, permissions);
     const auto longAgo = std::filesystem::file_time_type::clock::now() - std::chrono::hours(50);
     std::filesystem::last_write_time(original, longAgo);
     const auto created = files.attributes(original).created;
     ASSERT_TRUE(created);
     ASSERT_LT(*created, std::chrono::system_clock::now() - std::chrono::hours(49));
 
-    const auto trimmed = write(folder / ".trim.mp4", "new");
+    const auto trimmed = writeText(folder / ".trim.mp4", "new");
     files.replaceItem(original, trimmed);
-    EXPECT_EQ(contentOf(original), "new");
+    EXPECT_EQ(readText(original), "new");
     EXPECT_FALSE(files.fileExists(trimmed));
     EXPECT_EQ(files.attributes(original).created, created);
     EXPECT_EQ(files.attributes(original).size, 3U);
-    EXPECT_EQ(std::filesystem::status(original).permissions(),
-              perms::owner_read | perms::owner_write | perms::group_read);
+    EXPECT_EQ(std::filesystem::status(original).permissions(), permissions);
 
-    const auto late = write(folder / ".late.mp4", "late");
+    const auto late = writeText(folder / ".late.mp4", "late");
     files.removeItem(original);
-    EXPECT_THROW(files.replaceItem(original, late), PlatformError) << "it was deleted meanwhile";
-    EXPECT_EQ(contentOf(late), "late");
+    EXPECT_THROW(files.replaceItem(original, late), PlatformError) << "deleted in the meantime";
     EXPECT_FALSE(files.fileExists(original));
     EXPECT_THROW(files.replaceItem(late, folder / "none"), PlatformError);
-    EXPECT_EQ(contentOf(late), "late");
+    EXPECT_EQ(readText(late), "late");
 }
 
-TEST(FileManagerTests, WhatIsNoFileHasNoSize) {
-    const test::TemporaryFolder folder;
-    const FileManager files;
-    EXPECT_FALSE(files.attributes(folder.path()).size);
-    EXPECT_FALSE(files.attributes(folder / "none").size);
-    EXPECT_FALSE(files.attributes(folder / "none").created);
-}
-
-/// On the home folder's volume, and on one of its own where there is another.
-TEST(FileManagerTests, TheTrashIsTheDesktops) {
+/// On the volume of the home folder, and on another one.
+TEST_F(FileManagerTests, UsesTheTrashOfTheDesktop) {
     const test::TemporaryFolder home;
     setenv("XDG_DATA_HOME", (home / "data").c_str(), 1);
-    FileManager files;
     for (const std::filesystem::path& volume : {home.path(), std::filesystem::path("/dev/shm")}) {
-        const test::TemporaryFolder folder(volume);
-        const auto name = folder.path().filename().string() + ".mp4";
-        files.trashItem(write(folder / name, "trash"));
-        EXPECT_FALSE(files.fileExists(folder / name)) << volume;
-        const auto trash = volume / (".Trash-" + std::to_string(getuid()));
-        bool found = false;
-        for (const auto& place : {home / "data/Trash", trash, volume / ".Trash" / std::to_string(getuid())}) {
-            if (!files.fileExists(place / "files" / name)) continue;
-            found = true;
-            EXPECT_EQ(contentOf(place / "files" / name), "trash");
-            const std::string note = contentOf(place / "info" / (name + ".trashinfo"));
-            EXPECT_NE(note.find("DeletionDate="), std::string::npos) << "it can be put back";
-            files.removeItem(place / "files" / name);
-            files.removeItem(place / "info" / (name + ".trashinfo"));
+        const test::TemporaryFolder place(volume);
+        const auto name = place.path().filename().string() + ".mp4";
+        files.trashItem(writeText(place / name, "trash"));
+        EXPECT_FALSE(files.fileExists(place / name)) << volume;
+        const std::string user = std::to_string(getuid());
+        int found = 0;
+        for (const auto& trash :
+             {home / "data/Trash", volume / (".Trash-" + user), volume / ".Trash" / user}) {
+            if (!files.fileExists(trash / "files" / name)) continue;
+            ++found;
+            EXPECT_EQ(readText(trash / "files" / name), "trash");
+            EXPECT_NE(readText(trash / "info" / (name + ".trashinfo")).find("DeletionDate="),
+                      std::string::npos);
+            files.removeItem(trash / "files" / name);
+            files.removeItem(trash / "info" / (name + ".trashinfo"));
         }
-        EXPECT_TRUE(found) << volume;
+        EXPECT_EQ(found, 1) << volume;
     }
-    EXPECT_THROW(files.trashItem(home / "none"), PlatformError);
     unsetenv("XDG_DATA_HOME");
 }
 
-TEST(FileManagerTests, ADanglingLinkTakesItsName) {
-    const test::TemporaryFolder folder;
-    FileManager files;
+TEST_F(FileManagerTests, KnowsTheCapacityForDanglingLinksAndFilesThatDoNotExistYet) {
+    struct statvfs volume {};
+    ASSERT_EQ(statvfs(folder.path().c_str(), &volume), 0);
+    writeText(folder / "file", "x");
     EXPECT_FALSE(files.fileExists(folder / "link"));
     std::filesystem::create_symlink("nowhere", folder / "link");
     EXPECT_TRUE(files.fileExists(folder / "link"));
-    files.removeItem(folder / "link");
-    EXPECT_FALSE(files.fileExists(folder / "link"));
-}
-
-TEST(FileManagerTests, TellsTheVolumeOfWhatDoesNotExistYet) {
-    const test::TemporaryFolder folder;
-    const FileManager files;
-    struct statvfs volume {};
-    ASSERT_EQ(statvfs(folder.path().c_str(), &volume), 0);
-    std::ofstream(folder / "file") << "x";
-    std::filesystem::create_symlink("nowhere", folder / "link");
     for (const auto& url : {folder.path(), folder / "file", folder / "a.mp4", folder / "a/b/c.mp4",
                             folder / "file/below", folder / "link"}) {
         const auto capacity = files.volumeCapacity(url);
@@ -164,14 +164,15 @@ TEST(FileManagerTests, TellsTheVolumeOfWhatDoesNotExistYet) {
         EXPECT_EQ(capacity->total, std::uintmax_t{volume.f_blocks} * volume.f_frsize) << url;
         EXPECT_LE(capacity->available, capacity->total);
     }
-    EXPECT_FALSE(files.volumeCapacity("/proc/a.mp4")) << "nothing can be stored there";
+    EXPECT_FALSE(files.volumeCapacity("/proc/a.mp4"));
+    files.removeItem(folder / "link");
+    EXPECT_FALSE(files.fileExists(folder / "link"));
 }
 
-TEST(FileManagerTests, TheMoviesFolderIsTheDesktopsOwn) {
-    const test::TemporaryFolder home;
-    std::ofstream(home / "user-dirs.dirs") << "XDG_VIDEOS_DIR=\"" << home.path().string() << "/Filme\"\n";
-    setenv("XDG_CONFIG_HOME", home.path().c_str(), 1);
-    EXPECT_EQ(FileManager().moviesDirectory(), home / "Filme");
+TEST_F(FileManagerTests, FindsTheVideosFolderOfTheUser) {
+    writeText(folder / "user-dirs.dirs", "XDG_VIDEOS_DIR=\"" + folder.path().string() + "/Filme\"\n");
+    setenv("XDG_CONFIG_HOME", folder.path().c_str(), 1);
+    EXPECT_EQ(files.moviesDirectory(), folder / "Filme");
     unsetenv("XDG_CONFIG_HOME");
 }
 

@@ -4,23 +4,22 @@
 
 #include <gtest/gtest.h>
 
-#include <fstream>
-
 namespace lumicrate::desktop {
 namespace {
 
 class UserDefaultsTests : public testing::Test {
  protected:
-    void writeFile(const std::string& lines) const {
-        std::filesystem::create_directories(file.parent_path());
-        std::ofstream(file) << "[General]\n" << lines << "\n";
+    void writeFile(const std::string& lines) const { test::writeText(file, "[General]\n" + lines + "\n"); }
+    void blockFolder() const {
+        std::filesystem::remove_all(file.parent_path());
+        test::writeText(file.parent_path(), "a file where the folder should be");
     }
 
     test::TemporaryFolder folder;
     std::filesystem::path file = folder / "Lumicrate/lumicrate.conf";
 };
 
-TEST_F(UserDefaultsTests, RegisteredValuesAnswerUntilTheUserSetsOneAndAreNeverWritten) {
+TEST_F(UserDefaultsTests, RegisteredValuesApplyUntilOneIsSetAndAreNeverWritten) {
     UserDefaults defaults(file);
     defaults.registerDefaults(
         {{"flag", true}, {"fps", std::int64_t{30}}, {"width", 200.0}, {"name", std::string("x")}});
@@ -43,46 +42,53 @@ TEST_F(UserDefaultsTests, RegisteredValuesAnswerUntilTheUserSetsOneAndAreNeverWr
     EXPECT_EQ(other.stringForKey("name"), "");
 }
 
-TEST_F(UserDefaultsTests, AnotherStoreReadsWhatWasWritten) {
+TEST_F(UserDefaultsTests, OtherInstancesShareTheFile) {
+    const UserDefaults reader(file);
+    EXPECT_EQ(reader.integerForKey("fps"), 0);
     const std::string rectangle = "{{10, 20}, {640, 480}}";
     const std::string json = R"({"keyCode":15,"modifiers":2304,"key":"↩"})";
-    {
-        UserDefaults defaults(file);
-        defaults.set("areaRect", rectangle);
-        defaults.set("shortcut.toggle", json);
-        defaults.set("webcamWidth", 123.25);
-        defaults.set("fps", std::int64_t{60});
-        defaults.set("countdown", false);
-    }
-    const UserDefaults defaults(file);
-    EXPECT_EQ(defaults.stringForKey("areaRect"), rectangle);
-    EXPECT_EQ(defaults.stringForKey("shortcut.toggle"), json);
-    EXPECT_EQ(defaults.doubleForKey("webcamWidth"), 123.25);
-    EXPECT_EQ(defaults.integerForKey("fps"), 60);
-    EXPECT_FALSE(defaults.boolForKey("countdown"));
+    UserDefaults writer(file);
+    writer.set("areaRect", rectangle);
+    writer.set("shortcut.toggle", json);
+    writer.set("webcamWidth", 123.25);
+    writer.set("fps", std::int64_t{60});
+    writer.set("countdown", true);
+    EXPECT_EQ(reader.stringForKey("areaRect"), rectangle);
+    EXPECT_EQ(reader.stringForKey("shortcut.toggle"), json);
+    EXPECT_EQ(reader.doubleForKey("webcamWidth"), 123.25);
+    EXPECT_EQ(reader.integerForKey("fps"), 60);
+    EXPECT_TRUE(reader.boolForKey("countdown"));
+    std::filesystem::remove(file);
+    EXPECT_EQ(reader.integerForKey("fps"), 0);
 }
 
-TEST_F(UserDefaultsTests, ValuesOfAnotherTypeAreConvertedOrEmpty) {
-    writeFile("a=yes\nb=no\nc=1\nd=0\ne=30.9\nf=abc\ng=1e300\nh={{10, 20}, {640, 480}}");
-    const UserDefaults defaults(file);
-    EXPECT_TRUE(defaults.boolForKey("a"));
-    EXPECT_FALSE(defaults.boolForKey("b"));
-    EXPECT_TRUE(defaults.boolForKey("c"));
-    EXPECT_FALSE(defaults.boolForKey("d"));
-    EXPECT_EQ(defaults.integerForKey("e"), 30);
-    EXPECT_EQ(defaults.integerForKey("f"), 0);
-    EXPECT_EQ(defaults.doubleForKey("f"), 0);
-    EXPECT_FALSE(defaults.boolForKey("f"));
-    EXPECT_EQ(defaults.integerForKey("g"), 0);
-    EXPECT_EQ(defaults.stringForKey("h"), "{{10, 20}, {640, 480}}");
+TEST_F(UserDefaultsTests, ConvertsHandWrittenValuesAndSkipsMalformedLines) {
+    writeFile("a=yes\nb=no\nc=1\nd=0\nwhat is this\ne=30.9\nf=abc\ng=1e300\nh={{10, 20}, {640, 480}}");
+    UserDefaults defaults(file);
+    defaults.set("countdown", true);
+    const UserDefaults other(file);
+    EXPECT_TRUE(other.boolForKey("countdown"));
+    EXPECT_TRUE(other.boolForKey("a"));
+    EXPECT_FALSE(other.boolForKey("b"));
+    EXPECT_TRUE(other.boolForKey("c"));
+    EXPECT_FALSE(other.boolForKey("d"));
+    EXPECT_EQ(other.integerForKey("e"), 30);
+    EXPECT_EQ(other.integerForKey("f"), 0);
+    EXPECT_EQ(other.doubleForKey("f"), 0);
+    EXPECT_FALSE(other.boolForKey("f"));
+    EXPECT_EQ(other.integerForKey("g"), 0);
+    EXPECT_EQ(other.stringForKey("h"), "{{10, 20}, {640, 480}}");
+    // A malformed line does not hide a later error.
+    blockFolder();
+    EXPECT_THROW(defaults.set("flag", true), PlatformError);
 }
 
-TEST_F(UserDefaultsTests, WhatCannotBeWrittenIsSaidAndDoesNotCount) {
-    std::ofstream(folder / "Lumicrate") << "a file where the folder should be";
+TEST_F(UserDefaultsTests, AFailedWriteIsReportedAndUndone) {
+    blockFolder();
     UserDefaults defaults(file);
     defaults.registerDefaults({{"flag", true}});
-    int told = 0;
-    const Subscription subscription = defaults.observe([&] { ++told; });
+    int changes = 0;
+    const Subscription subscription = defaults.observe([&] { ++changes; });
     for (int i = 0; i < 2; ++i) {
         try {
             defaults.set("flag", false);
@@ -92,42 +98,13 @@ TEST_F(UserDefaultsTests, WhatCannotBeWrittenIsSaidAndDoesNotCount) {
         }
         EXPECT_TRUE(defaults.boolForKey("flag"));
     }
-    EXPECT_EQ(told, 0);
-    std::filesystem::remove(folder / "Lumicrate");
+    EXPECT_EQ(changes, 0);
+    std::filesystem::remove(file.parent_path());
     defaults.set("fps", std::int64_t{24});
-    EXPECT_EQ(told, 1);
+    EXPECT_EQ(changes, 1);
     const UserDefaults other(file);
     EXPECT_EQ(other.integerForKey("fps"), 24);
     EXPECT_EQ(other.stringForKey("flag"), std::nullopt);
-}
-
-TEST_F(UserDefaultsTests, WhatOthersWroteIsRead) {
-    const UserDefaults defaults(file);
-    EXPECT_EQ(defaults.integerForKey("fps"), 0);
-    writeFile("fps=24");
-    EXPECT_EQ(defaults.integerForKey("fps"), 24);
-    UserDefaults(file).set("fps", std::int64_t{60});
-    EXPECT_EQ(defaults.integerForKey("fps"), 60);
-    std::filesystem::remove(file);
-    EXPECT_EQ(defaults.integerForKey("fps"), 0);
-}
-
-TEST_F(UserDefaultsTests, ALineThatMakesNoSenseIsNoObstacle) {
-    writeFile("what is this\nfps=24");
-    UserDefaults defaults(file);
-    EXPECT_EQ(defaults.integerForKey("fps"), 24);
-    defaults.set("countdown", true);
-    defaults.set("fps", std::int64_t{60});
-    const UserDefaults other(file);
-    EXPECT_TRUE(other.boolForKey("countdown"));
-    EXPECT_EQ(other.integerForKey("fps"), 60);
-
-    // Nor does it hide that something cannot be written.
-    writeFile("what is this");
-    UserDefaults late(file);
-    std::filesystem::remove_all(file.parent_path());
-    std::ofstream(folder / "Lumicrate") << "a file where the folder should be";
-    EXPECT_THROW(late.set("flag", true), PlatformError);
 }
 
 }  // namespace

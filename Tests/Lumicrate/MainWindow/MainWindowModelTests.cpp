@@ -1,4 +1,4 @@
-// What the main window shows and does: source bar, record button, banners, window pictures.
+// The models of the main window: source bar, record button, banners, window pictures.
 #include "Lumicrate/MainWindow/MainWindowModel.h"
 #include "Tests/Lumicrate/Recording/RecorderFixture.h"
 
@@ -28,9 +28,8 @@ class MainWindowModelTests : public RecorderFixture {
         recorder->followSources();
         executor.drain();
         messages.emplace(*recorder);
-        const auto complain = [this](const std::string& sentence) { messages->report(sentence); };
-        bar.emplace(*recorder, defaults, complain);
-        controls.emplace(*recorder, *bar, defaults, &mixingProgress, complain);
+        bar.emplace(*recorder, defaults, [this](const std::string& sentence) { messages->report(sentence); });
+        controls.emplace(*recorder, *bar, defaults, &mixingProgress);
     }
     void TearDown() override {
         controls.reset();
@@ -57,25 +56,17 @@ class MainWindowModelTests : public RecorderFixture {
 };
 
 TEST_F(MainWindowModelTests, RecordsWhatIsChosen) {
-    struct Case {
-        CaptureMode mode;
-        std::function<void(SourceBar&)> choose;
-        CaptureSource expected;
-    };
-    const std::vector<Case> cases = {
-        {CaptureMode::window, [](SourceBar& to) { to.chooseWindow(7); }, CaptureSource::window(7)},
-        {CaptureMode::audio, [](SourceBar&) {}, CaptureSource::audioOnly()},
-    };
-    for (const Case& each : cases) {
-        SCOPED_TRACE(rawValue(each.mode));
+    for (const auto& [mode, expected] : {std::pair{CaptureMode::window, CaptureSource::window(7)},
+                                         {CaptureMode::audio, CaptureSource::audioOnly()}}) {
+        SCOPED_TRACE(rawValue(mode));
         begin();
-        bar->setMode(each.mode);
-        each.choose(*bar);
+        bar->setMode(mode);
+        bar->chooseWindow(7);
         ASSERT_TRUE(shown().enabled) << shown().hint;
         controls->press();
         executor.advance(100ms);
         EXPECT_EQ(*recorder->state, State::recording);
-        EXPECT_EQ(*recorder->source, each.expected);
+        EXPECT_EQ(*recorder->source, expected);
         TearDown();
     }
 }
@@ -90,7 +81,7 @@ TEST_F(MainWindowModelTests, SaysWhyNothingCanBeRecorded) {
     capture.content.windows.clear();
     changeContent();
     EXPECT_FALSE(bar->content->window);
-    EXPECT_TRUE(shown().enabled) << "another is picked on the screen";
+    EXPECT_TRUE(shown().enabled) << "another can be chosen on the screen";
     bar->setMode(CaptureMode::audio);
     EXPECT_TRUE(shown().enabled);
     defaults.set("captureSystemAudio", false);
@@ -101,15 +92,13 @@ TEST_F(MainWindowModelTests, SaysWhyNothingCanBeRecorded) {
     EXPECT_THAT(shown().hint, HasSubstr("no screen"));
 }
 
-TEST_F(MainWindowModelTests, HasSourcesChosenOnTheScreen) {
+TEST_F(MainWindowModelTests, LetsTheUserChooseOnTheScreen) {
     overlays.areaSelector = &areaSelector;
     overlays.screenChooser = &screenChooser;
     begin();
-    const std::vector<std::pair<CaptureMode, std::string>> cases = {
-        {CaptureMode::area, "Choose an Area…"},
-        {CaptureMode::window, "Choose a Window…"},
-        {CaptureMode::screen, "Choose a Screen…"}};
-    for (const auto& [mode, title] : cases) {
+    for (const auto& [mode, title] : {std::pair{CaptureMode::area, "Choose an Area…"},
+                                      {CaptureMode::window, "Choose a Window…"},
+                                      {CaptureMode::screen, "Choose a Screen…"}}) {
         bar->setMode(mode);
         controls->press();
         executor.drain();
@@ -124,7 +113,7 @@ TEST_F(MainWindowModelTests, HasSourcesChosenOnTheScreen) {
         executor.drain();
         EXPECT_EQ(shown().title, "Start Recording");
     }
-    // The area of the display that is chosen in the window, also by shortcut.
+    // An area is selected on the chosen display, also by shortcut.
     bar->setMode(CaptureMode::area);
     EXPECT_TRUE(bar->content->picksDisplay);
     bar->chooseDisplay(2);
@@ -133,7 +122,7 @@ TEST_F(MainWindowModelTests, HasSourcesChosenOnTheScreen) {
     EXPECT_EQ(contents.last().settings.frame, screens.all[1].frame);
     contents.selectionModel->selection.cancel();
     executor.drain();
-    // What is chosen there needs no other question.
+    // A single screen is recorded without a question.
     bar->setMode(CaptureMode::screen);
     EXPECT_EQ(bar->content->note, "You choose the screen when the recording begins.");
     capture.content.displays.resize(1);
@@ -145,7 +134,7 @@ TEST_F(MainWindowModelTests, HasSourcesChosenOnTheScreen) {
     EXPECT_EQ(*recorder->source, CaptureSource::display(1));
 }
 
-TEST_F(MainWindowModelTests, TheButtonSpeaksForTheRecorder) {
+TEST_F(MainWindowModelTests, TheButtonFollowsTheRecorder) {
     defaults.stored["countdown"] = true;
     defaults.stored["captureMode"] = std::string("screen");
     screens.all.resize(1);
@@ -156,18 +145,18 @@ TEST_F(MainWindowModelTests, TheButtonSpeaksForTheRecorder) {
         EXPECT_EQ(shown().time, time);
         EXPECT_EQ(shown().enabled, enabled);
     };
+    const auto press = [this](std::chrono::nanoseconds duration = 0s) {
+        controls->press();
+        executor.advance(duration);
+    };
     expect("Start Recording", "", true);
-    controls->press();
-    executor.drain();
+    press();
     expect("Cancel Countdown", "3", true);
     executor.advance(1s);
     expect("Cancel Countdown", "2", true);
-    controls->press();
-    executor.drain();
+    press();
     expect("Start Recording", "", true);
-
-    controls->press();
-    executor.advance(3s);
+    press(3s);
     expect("Starting…", "", false);
     executor.advance(100ms);
     expect("Stop Recording", "00:00", true);
@@ -180,8 +169,7 @@ TEST_F(MainWindowModelTests, TheButtonSpeaksForTheRecorder) {
     executor.advance(9s);
     expect("Stop Recording", "01:05", true);
     EXPECT_EQ(shown().pauseTitle, "Resume Recording");
-    controls->press();
-    executor.drain();
+    press();
     expect("Saving…", "", false);
     EXPECT_FALSE(shown().pauses);
     mixingProgress = 0.25;
@@ -191,7 +179,7 @@ TEST_F(MainWindowModelTests, TheButtonSpeaksForTheRecorder) {
     EXPECT_FALSE(shown().progress);
 }
 
-TEST_F(MainWindowModelTests, FollowsOnlyWhatIsSeen) {
+TEST_F(MainWindowModelTests, ObservesOnlyWhatIsVisible) {
     defaults.stored["captureMicrophone"] = true;
     begin();
     startWith(CaptureSource::display(1));
@@ -215,7 +203,7 @@ TEST_F(MainWindowModelTests, FollowsOnlyWhatIsSeen) {
     EXPECT_FALSE(recorder->microphoneLevel.isObserved());
 }
 
-TEST_F(MainWindowModelTests, MicrophonesAreOffered) {
+TEST_F(MainWindowModelTests, OffersTheConnectedMicrophones) {
     devices.heard = {{"usb", "USB"}, {"desk", "Desk"}};
     begin();
     recorder->refreshDevices();
@@ -234,7 +222,7 @@ TEST_F(MainWindowModelTests, MicrophonesAreOffered) {
     EXPECT_EQ(checked(), "[Default USB");
 }
 
-TEST_F(MainWindowModelTests, BannersComeAndGo) {
+TEST_F(MainWindowModelTests, BannersShowErrorsAndNotices) {
     defaults.readOnly = true;
     begin();
     bar->setMode(CaptureMode::screen);
@@ -248,12 +236,11 @@ TEST_F(MainWindowModelTests, BannersComeAndGo) {
     EXPECT_THAT(texts(), ElementsAre("a"));
     recorder->errorMessage = "Recording stopped: x.";
     EXPECT_THAT(texts(), SizeIs(2));
-    // Another recording begins.
     startWith(CaptureSource::display(1));
     EXPECT_THAT(texts(), IsEmpty());
 }
 
-TEST_F(MainWindowModelTests, TakesWindowPicturesWhileSomebodyChooses) {
+TEST_F(MainWindowModelTests, TakesWindowPicturesWhileThePickerIsOpen) {
     SCWindow another = capture.content.windows[0];
     another.windowID = 8;
     capture.content.windows.push_back(another);
@@ -265,7 +252,7 @@ TEST_F(MainWindowModelTests, TakesWindowPicturesWhileSomebodyChooses) {
     std::vector<std::uint32_t> arrived;
     const Subscription looking = picker.observe([&](std::uint32_t id) { arrived.push_back(id); });
     picker.open();
-    EXPECT_THAT(screenshots.taken, IsEmpty()) << "nothing waits for pictures";
+    EXPECT_THAT(screenshots.taken, IsEmpty()) << "opening does not wait for pictures";
     executor.advance(1s);
     EXPECT_THAT(arrived, ElementsAre(7, 8));
     ASSERT_NE(picker.picture(7), nullptr);

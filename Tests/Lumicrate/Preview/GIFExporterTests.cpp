@@ -1,5 +1,5 @@
 #include "Lumicrate/Preview/GIFExporter.h"
-#include "Tests/Lumicrate/FakePlatform.h"
+#include "Tests/Lumicrate/Movie/FakeAssets.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -12,36 +12,29 @@ namespace {
 using testing::Each;
 using testing::IsEmpty;
 
-/// Movies and GIFs that record every call.
-class FakeMedia final : public AVAssets, public ImageIO {
+/// Pictures and GIFs that record every call.
+class FakeImages final : public ImageIO {
  public:
     struct Generator final : public AVAssetImageGenerator {
-        explicit Generator(const FakeMedia& owner) : media(owner) {}
+        explicit Generator(const FakeImages& owner) : images(owner) {}
         const CGImage* image(CMTime time, CMTime toleranceAfter) override {
-            media.times.push_back(time);
-            media.tolerances.push_back(toleranceAfter);
-            return media.hasPicture(time) ? &picture : nullptr;
+            images.times.push_back(time);
+            images.tolerances.push_back(toleranceAfter);
+            return images.hasPicture(time) ? &picture : nullptr;
         }
-        const FakeMedia& media;
+        const FakeImages& images;
         CGImage picture{1, 1, {0, 0, 0}};
     };
     struct Destination final : public CGImageDestination {
-        explicit Destination(const FakeMedia& owner) : media(owner) { media.isCreated = true; }
+        explicit Destination(const FakeImages& owner) : images(owner) { images.isCreated = true; }
         void addImage(const CGImage&, CMTime delay) override {
-            if (media.fails) throw PlatformError("The disk is full.");
-            media.delays.push_back(delay);
+            if (images.fails) throw PlatformError("The disk is full.");
+            images.delays.push_back(delay);
         }
-        void finalize() override { media.isFinalized = true; }
-        const FakeMedia& media;
+        void finalize() override { images.isFinalized = true; }
+        const FakeImages& images;
     };
 
-    AVAssetSummary summary(const std::filesystem::path&) const override {
-        return {duration, std::nullopt, "", 0};
-    }
-    void mixAudio(const std::filesystem::path&, const std::filesystem::path&, AVFileType,
-                  const LongWork&) const override {}
-    void exportMovie(const std::filesystem::path&, const std::filesystem::path&, AVFileType,
-                     AVAssetExportPreset, std::optional<CMTimeRange>, const LongWork&) const override {}
     std::unique_ptr<AVAssetImageGenerator> makeImageGenerator(const std::filesystem::path&,
                                                               Size size) const override {
         maximumSize = size;
@@ -51,7 +44,6 @@ class FakeMedia final : public AVAssets, public ImageIO {
         return std::make_unique<Destination>(*this);
     }
 
-    double duration = 1;
     std::function<bool(CMTime)> hasPicture = [](CMTime) { return true; };
     bool fails = false;
     mutable Size maximumSize;
@@ -64,14 +56,17 @@ class GIFExporterTests : public testing::Test {
  protected:
     /// Starts with empty records.
     void run(GIFSize size = {640, 10}, const LongWork& work = {}) {
-        media.times.clear();
-        media.tolerances.clear();
-        media.delays.clear();
-        media.isFinalized = false;
-        exportGIF(media, media, "/movie.mp4", "/movie.gif", size, work);
+        images.times.clear();
+        images.tolerances.clear();
+        images.delays.clear();
+        images.isFinalized = false;
+        exportGIF(assets, images, "/movie.mp4", "/movie.gif", size, work);
     }
 
-    FakeMedia media;
+    FakeFiles files;
+    FakeAssets assets{files};
+    double& duration = assets.summaries["/movie.mp4"].duration = 1;
+    FakeImages images;
 };
 
 TEST_F(GIFExporterTests, FrameTimesLieBelowTheDurationAndDelaysAddUp) {
@@ -94,41 +89,41 @@ TEST_F(GIFExporterTests, FrameTimesLieBelowTheDurationAndDelaysAddUp) {
     };
     for (const auto& each : cases) {
         SCOPED_TRACE(testing::Message() << each.duration << " s at " << each.fps);
-        media.duration = each.duration;
+        duration = each.duration;
         run({640, each.fps});
-        ASSERT_EQ(media.times.size(), each.frames);
-        EXPECT_EQ(media.times.front(), CMTime::zero());
-        EXPECT_NEAR(media.times.back().seconds(), each.lastTime, 0.5 / 600);
-        EXPECT_EQ(media.times.back().timescale(), 600);
-        EXPECT_EQ(media.delays.size(), each.frames);
-        const CMTime sum = std::accumulate(media.delays.begin(), media.delays.end(), CMTime::zero());
+        ASSERT_EQ(images.times.size(), each.frames);
+        EXPECT_EQ(images.times.front(), CMTime::zero());
+        EXPECT_NEAR(images.times.back().seconds(), each.lastTime, 0.5 / 600);
+        EXPECT_EQ(images.times.back().timescale(), 600);
+        EXPECT_EQ(images.delays.size(), each.frames);
+        const CMTime sum = std::accumulate(images.delays.begin(), images.delays.end(), CMTime::zero());
         EXPECT_NEAR(sum.seconds(), static_cast<double>(each.frames) / std::min(each.fps, 50.0), 1e-9);
-        EXPECT_TRUE(media.isFinalized);
+        EXPECT_TRUE(images.isFinalized);
     }
 }
 
 TEST_F(GIFExporterTests, TakesPicturesUpToAFrameLateAndLeavesOutGaps) {
-    media.hasPicture = [](CMTime time) { return time < CMTime(1, 2); };
+    images.hasPicture = [](CMTime time) { return time < CMTime(1, 2); };
     run({480, 10});
-    EXPECT_EQ(media.maximumSize, (Size{480, 1920}));
-    EXPECT_EQ(media.times.size(), 10U);
-    EXPECT_THAT(media.tolerances, Each(CMTime(60, 600)));
-    EXPECT_EQ(media.delays.size(), 5U);
-    EXPECT_THAT(media.delays, Each(CMTime(1, 10)));
-    EXPECT_TRUE(media.isFinalized);
+    EXPECT_EQ(images.maximumSize, (Size{480, 1920}));
+    EXPECT_EQ(images.times.size(), 10U);
+    EXPECT_THAT(images.tolerances, Each(CMTime(60, 600)));
+    EXPECT_EQ(images.delays.size(), 5U);
+    EXPECT_THAT(images.delays, Each(CMTime(1, 10)));
+    EXPECT_TRUE(images.isFinalized);
 }
 
 TEST_F(GIFExporterTests, CreatesNoFileForAMovieWithoutDuration) {
-    for (const double duration : {0.0, -1.0}) {
-        media.duration = duration;
+    for (const double none : {0.0, -1.0}) {
+        duration = none;
         EXPECT_THROW(run(), PlatformError);
-        EXPECT_FALSE(media.isCreated);
+        EXPECT_FALSE(images.isCreated);
     }
 }
 
 TEST_F(GIFExporterTests, ReportsProgressAtMostAFewHundredTimes) {
-    for (const double duration : {1.0, 1000.0}) {
-        media.duration = duration;
+    for (const double seconds : {1.0, 1000.0}) {
+        duration = seconds;
         std::vector<double> parts;
         run({640, 50}, {[&](double part) { parts.push_back(part); }, {}});
         EXPECT_TRUE(std::is_sorted(parts.begin(), parts.end()));
@@ -141,13 +136,13 @@ TEST_F(GIFExporterTests, ReportsProgressAtMostAFewHundredTimes) {
 
 TEST_F(GIFExporterTests, CanBeCancelledAtAnyFrame) {
     std::stop_source stop;
-    media.hasPicture = [&](CMTime time) {
+    images.hasPicture = [&](CMTime time) {
         if (time == CMTime(1, 2)) stop.request_stop();
         return true;
     };
     EXPECT_THROW(run({640, 10}, {nullptr, stop.get_token()}), CancelledError);
-    EXPECT_EQ(media.delays.size(), 6U);
-    EXPECT_FALSE(media.isFinalized);
+    EXPECT_EQ(images.delays.size(), 6U);
+    EXPECT_FALSE(images.isFinalized);
 }
 
 Task<void> await(const GIFExporter& exporter, std::string& outcome) {
@@ -161,17 +156,17 @@ Task<void> await(const GIFExporter& exporter, std::string& outcome) {
 
 TEST_F(GIFExporterTests, RunsOnAQueue) {
     for (const bool fails : {false, true}) {
-        media.fails = fails;
-        media.isFinalized = false;
+        images.fails = fails;
+        images.isFinalized = false;
         VirtualExecutor executor;
         VirtualQueue queue(executor);
-        const GIFExporter exporter(executor, queue, media, media);
+        const GIFExporter exporter(executor, queue, assets, images);
         std::string outcome;
         const RunningTask task(executor, await(exporter, outcome));
         EXPECT_EQ(outcome, "");
         executor.drain();
         EXPECT_EQ(outcome, fails ? "The disk is full." : "done");
-        EXPECT_EQ(media.isFinalized, !fails);
+        EXPECT_EQ(images.isFinalized, !fails);
     }
 }
 

@@ -93,7 +93,7 @@ class TrimmingTests : public testing::Test {
     Trimming trimming{assets, files};
 };
 
-TEST_F(TrimmingTests, CreatesACopyUnderAnUnusedName) {
+TEST_F(TrimmingTests, CreatesACopyUnderAnUnusedNameOrReplacesTheRecording) {
     files.existing = {url, "/movies/talk_trimmed.mp4", "/movies/talk_trimmed_2.mp4"};
     EXPECT_EQ(trimming.save(request, {}), "/movies/talk_trimmed_3.mp4");
     EXPECT_THAT(files.existing, ElementsAre(url, "/movies/talk_trimmed.mp4", "/movies/talk_trimmed_2.mp4",
@@ -101,9 +101,8 @@ TEST_F(TrimmingTests, CreatesACopyUnderAnUnusedName) {
     EXPECT_THAT(assets.made.back().destination.string(), MatchesRegex(R"(/movies/\.trim-[0-9A-F-]+\.mp4)"));
     EXPECT_EQ(assets.ranges.back()->start, CMTime(1, 1));
     EXPECT_EQ(assets.ranges.back()->end, CMTime(5, 2));
-}
 
-TEST_F(TrimmingTests, ReplacesTheRecording) {
+    files.existing = {url};
     request.replacing = true;
     EXPECT_EQ(trimming.save(request, {}), url);
     EXPECT_THAT(files.existing, ElementsAre(url));

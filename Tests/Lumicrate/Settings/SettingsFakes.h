@@ -1,4 +1,4 @@
-// What settings are made with, as a test decides it.
+// Fakes of the services behind the settings.
 #pragma once
 
 #include "Platform/NSEvent.h"

@@ -1,127 +1,114 @@
-// The menu of the panel, what others may ask of the running application, and its end.
+// The tray menu, remote control, and quitting.
 #include "Lumicrate/Shell/AppDelegate.h"
 #include "Lumicrate/Shell/MenuBar.h"
 #include "Lumicrate/Shell/RemoteControl.h"
 #include "Tests/Lumicrate/Recording/RecorderFixture.h"
 
-namespace lumicrate {
+namespace lumicrate::test {
 namespace {
 
-using namespace std::chrono_literals;
 using testing::ElementsAre;
 
-class ShellTests : public test::RecorderFixture {
+class ShellTests : public RecorderFixture {
  protected:
-    std::vector<std::string> titles(const MenuBar& menu) const {
-        std::vector<std::string> titles;
-        for (const MenuItem& item : menu.items())
-            titles.push_back(item.separator ? "-" : (item.enabled ? "" : "! ") + item.title);
-        return titles;
+    std::function<void()> note(const char* name) {
+        return [this, name] { done.push_back(name); };
     }
-    MenuBar::Commands commands() {
-        return {[this] { done.push_back("main"); }, [this] { done.push_back("folder"); },
-                [this] { done.push_back("about"); }, [this] { done.push_back("quit"); }};
-    }
-    static const MenuItem& item(const std::vector<MenuItem>& items, const std::string& title) {
-        return *std::find_if(items.begin(), items.end(),
-                             [&](const MenuItem& each) { return each.title == title; });
+    MenuBar::Commands commands() { return {note("main"), note("folder"), note("about"), note("quit")}; }
+    static MenuItem item(const MenuBar& menu, const std::string& title) {
+        for (const MenuItem& each : menu.items())
+            if (each.title == title) return each;
+        ADD_FAILURE() << "no item " << title;
+        return MenuItem::command("", [] {});
     }
 
     std::vector<std::string> done;
 };
 
-TEST_F(ShellTests, TheMenuGoesWithTheRecording) {
+TEST_F(ShellTests, TheMenuFollowsTheRecording) {
     const MenuBar menu(make(), defaults, commands());
     std::vector<MenuBar::Icon> icons;
-    const Subscription watched = menu.icon.observe([&](const MenuBar::Icon& next) { icons.push_back(next); });
-    const std::vector<std::string> ending{"-", "Show Lumicrate",  "Open Recordings Folder",
-                                          "-", "About Lumicrate", "Quit Lumicrate"};
-    const auto expect = [&](std::vector<std::string> beginning) {
-        beginning.insert(beginning.end(), ending.begin(), ending.end());
-        EXPECT_EQ(titles(menu), beginning);
+    const Subscription watching =
+        menu.icon.observe([&](const MenuBar::Icon& next) { icons.push_back(next); });
+    const auto expect = [&menu](const std::string& beginning) {
+        std::string titles;
+        for (const MenuItem& each : menu.items())
+            titles += each.separator ? "-|" : (each.enabled ? "" : "!") + each.title + "|";
+        EXPECT_EQ(titles,
+                  beginning + "-|Show Lumicrate|Open Recordings Folder|-|About Lumicrate|Quit Lumicrate|");
     };
-    expect({"Start Recording", "! Pause Recording", "Record Area…"});
+    expect("Start Recording|!Pause Recording|Record Area…|");
     record();
     executor.advance(65s);
-    expect({"! Recording 01:05", "-", "Stop Recording", "Pause Recording", "! Record Area…"});
-    item(menu.items(), "Pause Recording").action();
-    expect({"! Paused 01:05", "-", "Stop Recording", "Resume Recording", "! Record Area…"});
-    item(menu.items(), "Stop Recording").action();
+    expect("!Recording 01:05|-|Stop Recording|Pause Recording|!Record Area…|");
+    item(menu, "Pause Recording").action();
+    expect("!Paused 01:05|-|Stop Recording|Resume Recording|!Record Area…|");
+    item(menu, "Stop Recording").action();
     executor.drain();
-    expect({"! Stop Recording", "! Pause Recording", "! Record Area…"});
+    expect("!Stop Recording|!Pause Recording|!Record Area…|");
     complete();
-    expect({"Start Recording", "! Pause Recording", "Record Area…"});
+    expect("Start Recording|!Pause Recording|Record Area…|");
 
     using Tint = MenuBar::Icon::Tint;
-    ASSERT_EQ(icons.size(), 4U);
-    EXPECT_EQ(icons[0], (MenuBar::Icon{"record.circle.fill", Tint::recording, "Lumicrate – Recording"}));
-    EXPECT_EQ(icons[1], (MenuBar::Icon{"record.circle.fill", Tint::paused, "Lumicrate – Paused"}));
-    EXPECT_EQ(icons[2].symbol, "record.circle");
-    EXPECT_EQ(icons[3], (MenuBar::Icon{"record.circle", Tint::plain, "Lumicrate"}));
-}
+    EXPECT_THAT(icons,
+                ElementsAre(MenuBar::Icon{"record.circle.fill", Tint::recording, "Lumicrate – Recording"},
+                            MenuBar::Icon{"record.circle.fill", Tint::paused, "Lumicrate – Paused"},
+                            MenuBar::Icon{"record.circle", Tint::plain, "Lumicrate – Saving…"},
+                            MenuBar::Icon{"record.circle", Tint::plain, "Lumicrate"}));
 
-TEST_F(ShellTests, ACountdownIsCancelledFromTheMenu) {
     defaults.stored["countdown"] = true;
-    const MenuBar menu(make(), defaults, commands());
     startWith(CaptureSource::display(1));
-    ASSERT_EQ(*recorder->state, State::countingDown);
     EXPECT_EQ(menu.icon->symbol, "record.circle.fill");
-    item(menu.items(), "Cancel Countdown").action();
+    item(menu, "Cancel Countdown").action();
     executor.drain();
     EXPECT_EQ(*recorder->state, State::idle);
 }
 
-TEST_F(ShellTests, TheMenuShowsTheShortcutsThatAreStoredNow) {
+TEST_F(ShellTests, TheMenuShowsTheStoredShortcuts) {
     const MenuBar menu(make(), defaults, commands());
-    EXPECT_EQ(item(menu.items(), "Start Recording").shortcut->display(), "⌥⌘R");
+    EXPECT_EQ(item(menu, "Start Recording").shortcut->display(), "⌥⌘R");
     save(ShortcutAction::pause, std::nullopt, defaults);
     save(ShortcutAction::toggle, Shortcut{96, 0, "F5"}, defaults);
-    EXPECT_EQ(item(menu.items(), "Start Recording").shortcut->display(), "F5");
-    EXPECT_FALSE(item(menu.items(), "Pause Recording").shortcut);
+    EXPECT_EQ(item(menu, "Start Recording").shortcut->display(), "F5");
+    EXPECT_FALSE(item(menu, "Pause Recording").shortcut);
     for (const char* title :
          {"Show Lumicrate", "Open Recordings Folder", "About Lumicrate", "Quit Lumicrate"})
-        item(menu.items(), title).action();
+        item(menu, title).action();
     EXPECT_THAT(done, ElementsAre("main", "folder", "about", "quit"));
 }
 
-TEST_F(ShellTests, NothingIsLostByQuitting) {
+TEST_F(ShellTests, QuittingSavesTheRecordingFirst) {
     AppDelegate delegate(executor, make());
-    int ended = 0;
-    const auto quit = [&] { delegate.applicationShouldTerminate([&] { ++ended; }); };
+    const auto quit = [&] { delegate.applicationShouldTerminate(note("quit")); };
     quit();
-    EXPECT_EQ(ended, 1);
-
+    EXPECT_THAT(done, ElementsAre("quit"));
     for (const bool paused : {false, true}) {
         record();
         if (paused) recorder->togglePause();
-        ended = 0;
+        done.clear();
         quit();
         quit();
         executor.drain();
         EXPECT_EQ(*recorder->state, State::stopping);
         EXPECT_TRUE(delegate.isTerminating());
-        EXPECT_EQ(ended, 0);
+        EXPECT_TRUE(done.empty());
         complete();
-        EXPECT_EQ(ended, 1);
+        EXPECT_THAT(done, ElementsAre("quit"));
         EXPECT_EQ(*recorder->lastRecording, movie().url);
     }
-}
-
-TEST_F(ShellTests, QuittingEndsWhatHasNotBegun) {
+    files.existing.clear();
+    done.clear();
     defaults.stored["countdown"] = true;
-    AppDelegate delegate(executor, make());
     startWith(CaptureSource::display(1));
-    int ended = 0;
-    delegate.applicationShouldTerminate([&] { ++ended; });
+    quit();
     executor.drain();
-    EXPECT_EQ(ended, 1);
+    EXPECT_THAT(done, ElementsAre("quit"));
     expectNothingLeft();
 }
 
-TEST_F(ShellTests, OthersCommandTheApplication) {
+TEST_F(ShellTests, OtherProgramsControlTheApplication) {
     make();
-    RemoteControl control(
-        *recorder, [&] { done.push_back("activate"); }, [&] { done.push_back("quit"); });
+    RemoteControl control(*recorder, note("activate"), note("quit"));
     control.perform(RemoteCommand::activate);
     control.perform(RemoteCommand::quit);
     EXPECT_THAT(done, ElementsAre("activate", "quit"));
@@ -135,17 +122,15 @@ TEST_F(ShellTests, OthersCommandTheApplication) {
     control.perform(RemoteCommand::toggle);
     complete();
     EXPECT_EQ(control.status(), (RemoteStatus{"idle", 0, {}, {}}));
-}
 
-TEST(RemoteStatusTests, TravelsAsText) {
     const RemoteStatus full{"recording", 12.5, "/a/“b”.mp4", "An error."};
     EXPECT_EQ(toJSON(full),
               R"({"state":"recording","elapsed":12.5,"file":"/a/“b”.mp4","error":"An error."})");
-    for (const RemoteStatus& each : {full, RemoteStatus{"idle", 0, {}, {}}})
+    for (const RemoteStatus& each : {full, control.status()})
         EXPECT_EQ(parseRemoteStatus(toJSON(each)), each);
     for (const char* text : {"", "[]", "{}", R"({"state":1,"elapsed":0})", R"({"state":"idle"})"})
         EXPECT_EQ(parseRemoteStatus(text), std::nullopt) << text;
 }
 
 }  // namespace
-}  // namespace lumicrate
+}  // namespace lumicrate::test

@@ -1,0 +1,197 @@
+// Services on a private session bus: the program's own, and those of the desktop that it calls.
+#include "Linux/Desktop/Appearance.h"
+#include "Linux/Desktop/ProcessInfo.h"
+#include "Linux/Desktop/SessionBus.h"
+#include "Linux/Desktop/Workspace.h"
+#include "Support/Error.h"
+#include "Support/MediaTime.h"
+#include "Tests/Linux/Desktop/EventLoop.h"
+#include "Tests/Linux/TemporaryFolder.h"
+
+#include <gtest/gtest.h>
+
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDBusVariant>
+#include <QDBusVirtualObject>
+#include <QStringList>
+#include <future>
+
+namespace lumicrate::desktop {
+
+namespace {
+
+using test::await;
+
+/// A service of the desktop, which records the calls of its methods.
+class FakeService final : public QDBusVirtualObject {
+ public:
+    QString introspect(const QString&) const override { return {}; }
+    bool handleMessage(const QDBusMessage& call, const QDBusConnection& connection) override {
+        calls[call.member()].push_back(call.arguments());
+        QDBusMessage answer = call.createReply();
+        if (reply.isValid()) answer << reply;
+        return connection.send(answer);
+    }
+
+    QVariant reply;
+    std::map<QString, QList<QVariantList>> calls;
+};
+
+class DesktopServiceTests : public testing::Test {
+ protected:
+    /// Wakes up the event loop, for conditions that no event announces.
+    DesktopServiceTests() { pulse.start(5); }
+    ~DesktopServiceTests() override { QDBusConnection::disconnectFromBus("desktop"); }
+
+    void provide(const char* service, const char* path) {
+        ASSERT_TRUE(desktop.registerVirtualObject(path, &fake) && desktop.registerService(service));
+    }
+
+    QTimer pulse;
+    FakeService fake;
+    /// The connection of the desktop's services.
+    QDBusConnection desktop = QDBusConnection::connectToBus(QDBusConnection::SessionBus, "desktop");
+};
+
+TEST_F(DesktopServiceTests, OneInstanceOwnsTheNameAndAnswersCalls) {
+    // Calls from another thread, as another process would, while the event loop of this one replies.
+    const auto call = [](const std::string& method) {
+        auto answer = std::async(std::launch::async, [&] { return callRunningInstance(method); });
+        EXPECT_TRUE(await(
+            [&] { return answer.wait_for(std::chrono::milliseconds(1)) == std::future_status::ready; }));
+        return answer.get();
+    };
+    int toggled = 0;
+    const auto toggle = [&] {
+        ++toggled;
+        return std::string();
+    };
+    const std::vector<BusService::Method> methods{{"Toggle", false, toggle},
+                                                  {"Status", true, [] { return std::string("“fine”"); }}};
+    EXPECT_EQ(call("Toggle"), std::nullopt);
+    {
+        BusService first(methods);
+        ASSERT_EQ(first.claim(), BusService::Outcome::claimed);
+        EXPECT_EQ(call("Toggle"), "");
+        EXPECT_EQ(toggled, 1);
+        EXPECT_EQ(call("Status"), "“fine”");
+        EXPECT_EQ(call("Nonsense"), std::nullopt);
+    }
+    EXPECT_EQ(call("Toggle"), std::nullopt);
+    BusService next(methods);
+    EXPECT_EQ(next.claim(), BusService::Outcome::claimed);
+}
+
+TEST_F(DesktopServiceTests, FollowsTheColorScheme) {
+    constexpr const char* path = "/org/freedesktop/portal/desktop";
+    const auto change = [&](const char* key, unsigned value) {
+        auto signal = QDBusMessage::createSignal(path, "org.freedesktop.portal.Settings", "SettingChanged");
+        signal << "org.freedesktop.appearance" << key << QVariant::fromValue(QDBusVariant(value));
+        desktop.send(signal);
+    };
+    // Older portals wrap the value twice.
+    fake.reply = QVariant::fromValue(QDBusVariant(QVariant::fromValue(QDBusVariant(1U))));
+    provide("org.freedesktop.portal.Desktop", path);
+    std::vector<bool> changes;
+    const Appearance appearance([&](bool dark) { changes.push_back(dark); });
+    ASSERT_TRUE(await([&] { return changes.size() == 1; }));
+    EXPECT_EQ(fake.calls["Read"], (QList<QVariantList>{{"org.freedesktop.appearance", "color-scheme"}}));
+    change("accent-color", 2);
+    change("color-scheme", 2);
+    ASSERT_TRUE(await([&] { return changes.size() == 2; }));
+    change("color-scheme", 0);
+    change("accent-color", 1);
+    change("color-scheme", 1);
+    ASSERT_TRUE(await([&] { return changes.size() == 3; }));
+    EXPECT_EQ(changes, (std::vector<bool>{true, false, true}));
+}
+
+TEST_F(DesktopServiceTests, AnActivityInhibitsTheScreenSaverUntilItEnds) {
+    constexpr auto awake = NSProcessInfo::activityUserInitiatedDisplayAwake;
+    ProcessInfo process;
+    fake.reply = 41U;
+    provide("org.freedesktop.ScreenSaver", "/org/freedesktop/ScreenSaver");
+    const auto quiet = process.beginActivity(0x00FFFFFF, "allows the display to sleep");
+    auto activity = process.beginActivity(awake, "Screen recording in progress");
+    ASSERT_TRUE(await([&] { return fake.calls["Inhibit"].size() == 1; }));
+    EXPECT_EQ(fake.calls["Inhibit"][0], (QVariantList{"Lumicrate", "Screen recording in progress"}));
+    EXPECT_TRUE(fake.calls["UnInhibit"].empty());
+    activity.reset();
+    ASSERT_TRUE(await([&] { return fake.calls["UnInhibit"].size() == 1; }));
+    // Ends before the service has replied.
+    fake.reply = 42U;
+    process.beginActivity(awake, "short").reset();
+    ASSERT_TRUE(await([&] { return fake.calls["UnInhibit"].size() == 2; }));
+    EXPECT_EQ(fake.calls["UnInhibit"], (QList<QVariantList>{{41U}, {42U}}));
+}
+
+TEST_F(DesktopServiceTests, TimeAwakeAndAsleepIsTheUptime) {
+    using Seconds = std::chrono::duration<double>;
+    const ProcessInfo process;
+    double uptime = 0;
+    const Seconds before = HostClock::now() + process.timeAsleep();
+    ASSERT_TRUE(std::ifstream("/proc/uptime") >> uptime);
+    const Seconds after = HostClock::now() + process.timeAsleep();
+    // The kernel reports hundredths of a second.
+    EXPECT_GT(uptime, before.count() - 0.02);
+    EXPECT_LT(uptime, after.count() + 0.02);
+}
+
+class WorkspaceTests : public DesktopServiceTests {
+ protected:
+    WorkspaceTests() {
+        qputenv("PATH", folder.path().c_str());
+        qputenv("OPENED", (folder / "opened").c_str());
+    }
+    ~WorkspaceTests() override { qputenv("PATH", path); }
+
+    void installOpener() const {
+        const auto opener = test::writeText(folder / "xdg-open",
+                                            "#!/bin/sh\nprintf '%s' \"$1\" > \"$OPENED.new\"\n"
+                                            "PATH=/usr/bin:/bin mv \"$OPENED.new\" \"$OPENED\"\n");
+        std::filesystem::permissions(opener, std::filesystem::perms::owner_all);
+    }
+    /// The argument of the opener.
+    std::string opened() const {
+        await([&] { return std::filesystem::exists(folder / "opened"); });
+        return test::readText(folder / "opened");
+    }
+
+    test::TemporaryFolder folder;
+    QByteArray path = qgetenv("PATH");
+    Workspace workspace;
+};
+
+TEST_F(WorkspaceTests, OpensFilesWithXdgOpen) {
+    try {
+        workspace.openURL("/videos/a.mp4");
+        FAIL() << "there is no xdg-open";
+    } catch (const PlatformError& error) {
+        EXPECT_STREQ(error.what(), "“a.mp4” couldn't be opened: the program “xdg-open” can't be started.");
+    }
+    installOpener();
+    workspace.openURL("/videos/a b's \"movie\".mp4");
+    EXPECT_EQ(opened(), "/videos/a b's \"movie\".mp4");
+}
+
+TEST_F(WorkspaceTests, ShowsFilesInTheFileManagerOrOpensTheirFolder) {
+    installOpener();
+    workspace.activateFileViewerSelecting({"/videos/a.gif"});
+    EXPECT_EQ(opened(), "/videos");
+
+    provide("org.freedesktop.FileManager1", "/org/freedesktop/FileManager1");
+    workspace.activateFileViewerSelecting({"/videos/ä b#.gif", "/videos/c.gif"});
+    ASSERT_TRUE(await([&] { return fake.calls["ShowItems"].size() == 1; }));
+    EXPECT_EQ(fake.calls["ShowItems"][0][0],
+              QStringList({"file:///videos/%C3%A4%20b%23.gif", "file:///videos/c.gif"}));
+}
+
+}  // namespace
+}  // namespace lumicrate::desktop
+
+int main(int argc, char** argv) {
+    testing::InitGoogleTest(&argc, argv);
+    const QCoreApplication application(argc, argv);
+    return RUN_ALL_TESTS();
+}

@@ -1,0 +1,289 @@
+#include "Lumicrate/Library/FileNames.h"
+#include "Lumicrate/Recording/RecordingOptions.h"
+#include "Lumicrate/Settings/SettingsModel.h"
+#include "Lumicrate/Shell/Permissions.h"
+#include "Lumicrate/Shell/Welcome.h"
+#include "Tests/Lumicrate/FakePlatform.h"
+#include "Tests/Lumicrate/Settings/SettingsFakes.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace lumicrate::test {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Pair;
+using testing::SizeIs;
+
+constexpr auto command = NSEvent::commandFlag;
+constexpr auto option = NSEvent::optionFlag;
+constexpr auto control = NSEvent::controlFlag;
+constexpr auto shift = NSEvent::shiftFlag;
+constexpr std::uint64_t capsLock = 1U << 16;
+
+TEST(ShortcutFromEventTests, TakesWhatCanBeBound) {
+    struct {
+        std::int64_t keyCode;
+        std::uint64_t flags;
+        const char* name;
+        std::optional<Shortcut> shortcut;
+    } const cases[] = {
+        {15, command | option, "R", Shortcut{15, 0x900, "R"}},
+        {7, control | option | shift | command, "X", Shortcut{7, 0x1B00, "X"}},
+        {40, shift, "K", std::nullopt},
+        {40, 0, "K", std::nullopt},
+        {96, 0, "", Shortcut{96, 0, "F5"}},
+        {80, shift | capsLock, "", Shortcut{80, 0x200, "F19"}},
+        {49, control, " ", Shortcut{49, 0x1000, "Space"}},
+        {49, shift, " ", std::nullopt},
+        {36, command, "", Shortcut{36, 0x100, "↩"}},
+        {123, 0, "", std::nullopt},
+        {3, option, "F", Shortcut{3, 0x800, "F"}},
+        {3, 0, "F", std::nullopt},
+        {53, command, "", std::nullopt},
+        {-1, control, "A", std::nullopt},
+        {0x100000000, control, "A", std::nullopt},
+        {18, control, "Ě", Shortcut{18, 0x1000, "Ě"}},
+    };
+    for (const auto& [keyCode, flags, name, shortcut] : cases)
+        EXPECT_EQ(shortcutFrom({keyCode, flags, "", name}), shortcut) << keyCode << " " << name;
+    EXPECT_EQ((Shortcut{0, 0x1B00, "⇟"}).spelledOut(), "Ctrl+Alt+Shift+Super+Page Down");
+}
+
+class SettingsTests : public testing::Test {
+ protected:
+    SettingsTests() {
+        RecordingOptions::registerDefaults(defaults);
+        registerAll();
+    }
+    void registerAll() {
+        ++registrations;
+        bindShortcuts(center, defaults, [](ShortcutAction) {});
+    }
+    ShortcutField& field(ShortcutAction action) {
+        return *model->shortcutFields.all()[static_cast<std::size_t>(action)];
+    }
+
+    FakeDefaults defaults;
+    FakeHotKeys hotKeys;
+    HotKeyCenter center{hotKeys};
+    FakeKeyMonitoring keys;
+    FakeLoginService login;
+    Published<std::vector<CaptureDevice>> microphones;
+    Published<std::vector<std::string>> unavailable;
+    int registrations = 0;
+    int beeps = 0;
+    std::optional<SettingsModel> model{
+        SettingsModel::Services{{defaults, center, keys, [this] { registerAll(); }, [this] { ++beeps; }},
+                                login,
+                                microphones,
+                                unavailable,
+                                "/home/me/Videos/Lumicrate",
+                                "/home/me",
+                                [] { throw PlatformError("There is no file viewer."); }}};
+    ShortcutField& toggle = field(ShortcutAction::toggle);
+    using Tone = ShortcutField::Tone;
+};
+
+TEST_F(SettingsTests, HandlesEveryKindOfKey) {
+    EXPECT_EQ(*toggle.content, (ShortcutField::Content{"⌥⌘R", Tone::primary, "Click to change", "Alt+Super+R",
+                                                       "", "Restore ⌥⌘R", false}));
+    constexpr const char* include = "Include ⌘, ⌥ or ⌃ (or use a function key).";
+    struct {
+        const char* what;
+        std::int64_t keyCode;
+        std::uint64_t flags;
+        const char* typed;
+        bool listens;
+        const char* label;
+        std::string_view message;
+    } const cases[] = {
+        {"shift alone", 40, shift, "k", true, "Type shortcut…", include},
+        {"plain", 40, 0, "k", true, "Type shortcut…", include},
+        {"no code", -1, command, "k", true, "Type shortcut…", "This key can’t be used in a shortcut."},
+        {"in use", 35, command | option, "p", true, "Type shortcut…",
+         "⌥⌘P is already used for Pause / resume."},
+        {"free", 17, control | shift, "t", false, "⌃⇧T", ""},
+        {"its own", 15, command | option, "r", false, "⌥⌘R", ""},
+        {"function key", 96, 0, "", false, "F5", ""},
+        {"escape", 53, 0, "", false, "⌥⌘R", ""},
+        {"delete", 51, 0, "", false, "None", ""},
+        {"forward delete", 117, shift, "", false, "None", ""},
+    };
+    for (const auto& [what, keyCode, flags, typed, listens, label, message] : cases) {
+        defaults.stored.clear();
+        beeps = 0;
+        toggle.press();
+        EXPECT_EQ(toggle.content->tone, Tone::accent);
+        EXPECT_EQ(toggle.content->help, "Press the new shortcut. Esc cancels, Delete turns it off.");
+        EXPECT_TRUE(hotKeys.grabs.empty());
+        EXPECT_TRUE(keys.press(keyCode, flags, typed)) << what;
+        EXPECT_EQ(toggle.isListening(), listens) << what;
+        EXPECT_EQ(keys.monitors, listens ? 1 : 0) << what;
+        EXPECT_EQ(hotKeys.grabs.empty(), listens) << what;
+        EXPECT_EQ(toggle.content->label, label) << what;
+        EXPECT_EQ(toggle.content->message, message) << what;
+        EXPECT_EQ(beeps, message.empty() ? 0 : 1) << what;
+        EXPECT_TRUE(!listens || defaults.stored.empty()) << what;
+        EXPECT_EQ(toggle.content->canRestore, !listens && std::string_view(label) != "⌥⌘R") << what;
+        if (listens) toggle.press();
+    }
+    EXPECT_EQ(defaults.stringForKey("shortcut.toggle"), "off");
+    EXPECT_EQ(toggle.content->tone, Tone::secondary);
+    EXPECT_EQ(hotKeys.grabs.size(), 2U) << "an action that is off is not bound";
+}
+
+TEST_F(SettingsTests, MessagesStayUntilTheNextAttempt) {
+    toggle.press();
+    keys.press(40, shift, "k");
+    keys.press(96, 0, "");
+    EXPECT_EQ(toggle.content->message, "") << "a valid shortcut clears it";
+    toggle.press();
+    keys.press(40, shift, "k");
+    toggle.press();
+    EXPECT_NE(toggle.content->message, "");
+    toggle.press();
+    EXPECT_EQ(toggle.content->message, "");
+}
+
+TEST_F(SettingsTests, RestoresTheDefaultUnlessItIsInUse) {
+    save(ShortcutAction::toggle, Shortcut{96, 0, "F5"}, defaults);
+    save(ShortcutAction::area, defaultShortcut(ShortcutAction::toggle), defaults);
+    EXPECT_EQ(toggle.content->label, "F5") << "changed elsewhere";
+    toggle.restoreDefault();
+    EXPECT_EQ(toggle.content->message, "⌥⌘R is already used for Record area.");
+    EXPECT_EQ(beeps, 1);
+    EXPECT_EQ(toggle.content->label, "F5");
+
+    field(ShortcutAction::area).restoreDefault();
+    toggle.press();
+    registrations = 0;
+    toggle.restoreDefault();
+    EXPECT_FALSE(toggle.isListening());
+    EXPECT_EQ(registrations, 1);
+    EXPECT_EQ(toggle.content->label, "⌥⌘R");
+    EXPECT_EQ(toggle.content->message, "");
+    EXPECT_FALSE(toggle.content->canRestore);
+}
+
+TEST_F(SettingsTests, OnlyOneFieldListens) {
+    toggle.press();
+    field(ShortcutAction::pause).press();
+    EXPECT_FALSE(toggle.isListening());
+    EXPECT_TRUE(field(ShortcutAction::pause).isListening());
+    EXPECT_TRUE(hotKeys.grabs.empty()) << "stopping the first field must not bind shortcuts";
+    model.reset();
+    EXPECT_EQ(keys.monitors, 0);
+    EXPECT_EQ(hotKeys.grabs.size(), 3U);
+}
+
+TEST_F(SettingsTests, AFailedWriteIsReported) {
+    defaults.readOnly = true;
+    toggle.press();
+    keys.press(96, 0, "");
+    EXPECT_EQ(toggle.content->message, "The preferences can't be written.");
+    EXPECT_EQ(toggle.content->label, "⌥⌘R");
+    EXPECT_FALSE(toggle.isListening());
+    EXPECT_EQ(hotKeys.grabs.size(), 3U);
+}
+
+TEST_F(SettingsTests, EveryChoiceChangesTheRecordingOptions) {
+    for (const ChoiceSetting& setting : {SettingsModel::quality(), SettingsModel::framesPerSecond(),
+                                         SettingsModel::format(), SettingsModel::encodingQuality()}) {
+        defaults.stored.clear();
+        EXPECT_EQ(defaults.registered.at(setting.key), setting.fallback) << setting.key;
+        std::vector<RecordingOptions> outcomes;
+        for (const auto& [value, label] : setting.choices) {
+            defaults.set(setting.key, value);
+            const RecordingOptions options = RecordingOptions::current(defaults);
+            EXPECT_THAT(outcomes, testing::Not(testing::Contains(options))) << setting.key << ": " << label;
+            outcomes.push_back(options);
+        }
+    }
+    for (const SwitchSetting& setting :
+         {SettingsModel::countdown(), SettingsModel::hideSelf(), SettingsModel::showCursor(),
+          SettingsModel::highlightClicks(), SettingsModel::captureSystemAudio(),
+          SettingsModel::captureMicrophone(), SettingsModel::mixAudio()})
+        EXPECT_TRUE(std::holds_alternative<bool>(defaults.registered.at(setting.key))) << setting.key;
+}
+
+TEST_F(SettingsTests, TheChosenMicrophoneIsOfferedEvenIfDisconnected) {
+    EXPECT_THAT(*model->microphones, ElementsAre(Pair(DefaultsValue(std::string()), "System default")));
+    microphones = std::vector<CaptureDevice>{{"usb", "Desk"}, {"card", "Built-in"}};
+    defaults.set("microphoneID", std::string("usb"));
+    EXPECT_THAT(*model->microphones, SizeIs(3));
+    microphones = std::vector<CaptureDevice>{{"card", "Built-in"}};
+    EXPECT_THAT(model->microphone().choices,
+                ElementsAre(testing::_, Pair(testing::_, "Built-in"),
+                            Pair(DefaultsValue(std::string("usb")), "A microphone that is not connected")));
+    defaults.set("microphoneID", std::string("card"));
+    EXPECT_THAT(*model->microphones, SizeIs(2));
+}
+
+TEST_F(SettingsTests, ReportsUnavailableShortcutsAndErrors) {
+    EXPECT_EQ(*model->unavailableText, "");
+    unavailable = std::vector<std::string>{"⌥⌘R", "⌥⌘A"};
+    EXPECT_EQ(*model->unavailableText, "Another app is using ⌥⌘R, ⌥⌘A. Pick a different shortcut.");
+    EXPECT_EQ(model->recordingsFolder(), "~/Videos/Lumicrate");
+    EXPECT_EQ(model->openRecordingsFolder(), "There is no file viewer.");
+
+    login.refuses = true;
+    model->loginItem.set(true);
+    EXPECT_FALSE(*model->loginItem.enabled);
+    EXPECT_EQ(*model->loginItem.error, "The autostart entry can't be written.");
+    login.refuses = false;
+    model->loginItem.set(true);
+    EXPECT_TRUE(*model->loginItem.enabled);
+    EXPECT_EQ(*model->loginItem.error, "");
+}
+
+TEST_F(SettingsTests, PathsInTheHomeFolderAreAbbreviated) {
+    for (const auto& [path, home, written] :
+         std::vector<std::array<const char*, 3>>{{"/home/me/Videos", "/home/me", "~/Videos"},
+                                                 {"/home/me", "/home/me/", "~"},
+                                                 {"/home/meg/Videos", "/home/me", "/home/meg/Videos"},
+                                                 {"/data/x", "/home/me", "/data/x"},
+                                                 {"/data/x", "", "/data/x"}})
+        EXPECT_EQ(displayPath(path, home), written);
+}
+
+TEST_F(SettingsTests, TheWelcomeIsShownOnceWithTheCurrentShortcut) {
+    Welcome welcome(defaults, login, "/data/Lumicrate", "/home/me");
+    EXPECT_TRUE(Welcome::isDue(defaults));
+    EXPECT_THAT(welcome.points()[1].text, HasSubstr("Alt+Super+R (⌥⌘R)"));
+    save(ShortcutAction::toggle, std::nullopt, defaults);
+    EXPECT_THAT(welcome.points()[1].text, HasSubstr("turned off"));
+    defaults.readOnly = true;
+    welcome.finish();
+    EXPECT_TRUE(Welcome::isDue(defaults));
+    defaults.readOnly = false;
+    welcome.finish();
+    EXPECT_FALSE(Welcome::isDue(defaults));
+}
+
+TEST(PermissionsTests, ListWhatIsUnavailable) {
+    int checks = 0;
+    Permissions permissions({true, false, false}, [&] { ++checks; });
+    ASSERT_THAT(*permissions.missing, SizeIs(2));
+    EXPECT_EQ(permissions.missing.get()[0].command, "systemctl --user start pipewire wireplumber");
+    permissions.checkAgain();
+    permissions.checkAgain();
+    EXPECT_EQ(checks, 1) << "one check at a time";
+    permissions.update({true, false, false});
+    EXPECT_EQ(*permissions.outcome, "Nothing has changed yet.");
+    permissions.checkAgain();
+    permissions.update({true, true, false});
+    EXPECT_EQ(*permissions.outcome, "Better, but not everything is there yet.");
+    permissions.update({});
+    EXPECT_THAT(*permissions.missing, IsEmpty());
+    permissions.update({false});
+    EXPECT_THAT(permissions.missing->at(0).advice, HasSubstr("DISPLAY"));
+    permissions.update({false, true, true, true});
+    EXPECT_THAT(permissions.missing->at(0).advice, HasSubstr("Wayland"));
+}
+
+}  // namespace
+}  // namespace lumicrate::test
