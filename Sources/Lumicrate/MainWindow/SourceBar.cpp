@@ -56,17 +56,12 @@ std::vector<SourceBar::Mode> SourceBar::modes() {
             {CaptureMode::audio, localized("Audio"), "waveform"}};
 }
 
-bool SourceBar::isOffered(CaptureMode mode) {
-    const std::vector<Mode> offered = modes();
-    return std::any_of(offered.begin(), offered.end(),
-                       [mode](const Mode& each) { return each.mode == mode; });
-}
-
 void SourceBar::rebuild() {
     Content next;
     const auto stored =
         fromRawValue<CaptureMode>(defaults_.stringForKey(preference::captureMode).value_or(""));
-    if (stored && isOffered(*stored)) next.mode = *stored;
+    // modes() lacks the webcam.
+    if (stored && *stored != CaptureMode::webcam) next.mode = *stored;
     next.enabled = state_ == ScreenRecorder::State::idle;
     fillSources(next);
     next.picksDisplay = next.mode == CaptureMode::area && next.displays.size() > 1;

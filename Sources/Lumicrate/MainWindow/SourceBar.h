@@ -68,7 +68,6 @@ class SourceBar {
 
     /// The modes on offer, in order.
     static std::vector<Mode> modes();
-    static bool isOffered(CaptureMode mode);
 
     void setMode(CaptureMode mode);
     /// Stores a text preference, and reports a failure.

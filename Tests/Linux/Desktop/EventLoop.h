@@ -1,4 +1,4 @@
-// Waiting on Qt's event loop for what is to happen.
+// Waiting for a condition on Qt's event loop.
 #pragma once
 
 #include <QCoreApplication>
@@ -8,12 +8,12 @@
 
 namespace lumicrate::test {
 
-/// Spins the loop until `reached` or half a minute has passed; whether it was reached.
+/// Processes events until `reached`, for half a minute at most. Returns whether it was reached.
 inline bool await(const std::function<bool()>& reached) {
-    QTimer patience;
-    patience.setSingleShot(true);
-    patience.start(30'000);
-    while (!reached() && patience.isActive())
+    QTimer timeout;
+    timeout.setSingleShot(true);
+    timeout.start(30'000);
+    while (!reached() && timeout.isActive())
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
     return reached();
 }

@@ -1,4 +1,4 @@
-// A library over fake files. Durations are read when the test runs the work.
+// A library over fake files, and what the user interface is asked for.
 #pragma once
 
 #include "Lumicrate/Library/RecordingLibrary.h"
@@ -42,12 +42,6 @@ class LibraryFixture : public testing::Test {
         void setOnChange(Handler changed) override { handler = std::move(changed); }
         Handler& handler;
     };
-    struct HeldQueue final : public DispatchQueue {
-        explicit HeldQueue(std::deque<Work>& place) : held(place) {}
-        void async(Work work) override { held.push_back(std::move(work)); }
-        std::deque<Work>& held;
-    };
-
     LibraryFixture() {
         files.folders = {folderPath};
         makeLibrary(1);
@@ -57,11 +51,12 @@ class LibraryFixture : public testing::Test {
         readers.read = [this](const Path& url) {
             read.push_back(url.filename());
             const auto found = durations.find(url.filename());
+            if (onRead) onRead();
             if (found == durations.end()) throw PlatformError("It isn't a movie.");
             return found->second;
         };
         for (int i = 0; i < queues; ++i)
-            readers.queues.push_back(std::make_unique<HeldQueue>(held));
+            readers.queues.push_back(std::make_unique<VirtualQueue>(executor));
         library.emplace(
             RecordingLibrary::Services{executor, files, notifications, folder, workspace, std::move(readers),
                                        std::make_unique<Watch>(changed),
@@ -80,17 +75,9 @@ class LibraryFixture : public testing::Test {
         files.existing.erase(folderPath / name);
         std::erase_if(files.entries, [&](const NSFileEntry& each) { return each.url == folderPath / name; });
     }
-    /// Reads the durations that are missing, also those that become missing meanwhile.
-    void work() {
-        for (executor.drain(); !held.empty(); executor.drain()) {
-            const auto next = std::move(held.front());
-            held.pop_front();
-            next();
-        }
-    }
     void reload() {
         library->reload();
-        work();
+        executor.drain();
     }
 
     VirtualExecutor executor;
@@ -100,9 +87,9 @@ class LibraryFixture : public testing::Test {
     RecordingFolder folder{files, calendar};
     Workspace workspace;
     FolderWatch::Handler changed;
-    std::deque<DispatchQueue::Work> held;
     std::map<Path, double> durations;
     std::vector<Path> read;
+    std::function<void()> onRead;  ///< called while a duration is read
     std::vector<Path> previewed;
     int beeps = 0;
     std::optional<RecordingLibrary> library;

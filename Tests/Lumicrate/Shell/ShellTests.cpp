@@ -28,7 +28,7 @@ class ShellTests : public RecorderFixture {
 TEST_F(ShellTests, TheMenuFollowsTheRecording) {
     const MenuBar menu(make(), defaults, commands());
     std::vector<MenuBar::Icon> icons;
-    const Subscription watching =
+    const Subscription observing =
         menu.icon.observe([&](const MenuBar::Icon& next) { icons.push_back(next); });
     const auto expect = [&menu](const std::string& beginning) {
         std::string titles;
