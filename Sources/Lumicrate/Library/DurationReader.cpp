@@ -1,6 +1,6 @@
 #include "Lumicrate/Library/DurationReader.h"
 
-#include "Support/Background.h"
+#include "Support/LongWork.h"
 #include "Support/Log.h"
 
 #include <algorithm>
