@@ -1,7 +1,7 @@
 #include "Lumicrate/Library/DurationReader.h"
 
-#include "Support/LongWork.h"
 #include "Support/Log.h"
+#include "Support/LongWork.h"
 
 #include <algorithm>
 #include <chrono>

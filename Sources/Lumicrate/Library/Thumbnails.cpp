@@ -1,7 +1,7 @@
 #include "Lumicrate/Library/Thumbnails.h"
 
-#include "Support/LongWork.h"
 #include "Support/Error.h"
+#include "Support/LongWork.h"
 
 #include <algorithm>
 #include <utility>

@@ -1,8 +1,8 @@
 #include "Lumicrate/Preview/GIFExporter.h"
 
-#include "Support/LongWork.h"
 #include "Support/Error.h"
 #include "Support/Log.h"
+#include "Support/LongWork.h"
 
 #include <algorithm>
 #include <cmath>

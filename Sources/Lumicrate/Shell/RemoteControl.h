@@ -19,12 +19,6 @@ struct RawValues<RemoteCommand> {
     static constexpr std::array<std::string_view, 5> names = {"activate", "toggle", "pause", "area", "quit"};
 };
 
-template <>
-struct RawValues<ScreenRecorder::State> {
-    static constexpr std::array<std::string_view, 7> names = {
-        "idle", "selectingArea", "countingDown", "starting", "recording", "paused", "stopping"};
-};
-
 /// What the application is doing now.
 struct RemoteStatus {
     std::string state;                 ///< the name of the ScreenRecorder::State
