@@ -50,7 +50,7 @@ class AppWindows {
     void showPermissionsIfMissing();
     void openRecordingsFolder();
     /// Shows a sentence in the main window.
-    void complain(const std::string& sentence) { content_.messages.complain(sentence); }
+    void complain(const std::string& sentence) { content_.messages.report(sentence); }
 
  private:
     class CloseWatch;

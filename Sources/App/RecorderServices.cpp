@@ -33,9 +33,9 @@ RecorderServices::RecorderServices(SystemServices& system, const DesktopServices
                 system.capture, system.devices, hotKeys, folder, movieServices(system), &mixdown,
                 desktop.overlays}) {}
 
-RecordingLengths::Readers lengthReaders() {
+DurationReader::Readers lengthReaders() {
     constexpr unsigned int maxThreads = 4;
-    RecordingLengths::Readers readers;
+    DurationReader::Readers readers;
     readers.read = [](const std::filesystem::path& url) { return media::summaryOfMovie(url).duration; };
     const unsigned int threads = std::clamp(std::thread::hardware_concurrency(), 1U, maxThreads);
     for (unsigned int i = 0; i < threads; ++i)

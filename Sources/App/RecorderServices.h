@@ -3,7 +3,7 @@
 
 #include "App/SystemServices.h"
 #include "Lumicrate/Library/RecordingFolder.h"
-#include "Lumicrate/Library/RecordingLengths.h"
+#include "Lumicrate/Library/DurationReader.h"
 #include "Lumicrate/Movie/AudioMixdown.h"
 #include "Lumicrate/Recording/ScreenRecorder.h"
 #include "Lumicrate/Shortcuts/HotKeyCenter.h"
@@ -55,6 +55,6 @@ class RecorderServices {
 };
 
 /// Reads the durations of movies for the recording library, on up to four threads.
-RecordingLengths::Readers lengthReaders();
+DurationReader::Readers lengthReaders();
 
 }  // namespace lumicrate::app

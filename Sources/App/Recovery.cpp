@@ -1,6 +1,6 @@
 #include "App/Recovery.h"
 
-#include "Linux/Desktop/StateFolder.h"
+#include "Linux/Desktop/FileManager.h"
 #include "Linux/Media/MovieFile/MovieRecovery.h"
 #include "Support/Error.h"
 #include "Support/Log.h"

@@ -1,7 +1,7 @@
 // The commands that talk to the running application: toggle, pause, area, status and quit.
 #include "App/CommandLine/CommandLine.h"
 #include "App/ControlMethods.h"
-#include "Linux/Desktop/BusService.h"
+#include "Linux/Desktop/SessionBus.h"
 #include "Support/Text.h"
 
 #include <fmt/format.h>
@@ -15,7 +15,7 @@ namespace {
 constexpr std::array statusOptions{OptionSpec{"json", OptionSpec::Kind::flag, "", "As JSON, for programs."}};
 
 std::string callApplication(const std::string& method) {
-    const std::optional<std::string> answer = desktop::callRunningProgram(method);
+    const std::optional<std::string> answer = desktop::callRunningInstance(method);
     if (!answer) throw LocalizedError(localized("Lumicrate is not running, or cannot be reached."));
     return *answer;
 }
@@ -40,7 +40,7 @@ std::string describe(const RemoteStatus& status) {
 int runStatus(const ParsedOptions& parsed) {
     refusePositional(parsed);
     const std::string text = callApplication(statusMethod);
-    const std::optional<RemoteStatus> status = statusFrom(text);
+    const std::optional<RemoteStatus> status = parseRemoteStatus(text);
     if (!status) throw LocalizedError(localized("The running Lumicrate has another version."));
     fmt::print("{}\n", parsed.has("json") ? text : describe(*status));
     return exitDone;

@@ -11,6 +11,7 @@
 #include "Linux/Media/Sound/AacEncoder.h"
 #include "Linux/X11/Input/HotKeys.h"
 #include "Lumicrate/Capture/StreamConfiguration.h"
+#include "Lumicrate/Library/FileNames.h"
 #include "Lumicrate/Shell/AppInfo.h"
 #include "Support/DispatchQueue.h"
 #include "Support/Log.h"
@@ -197,7 +198,7 @@ void probeFolder(SystemServices& system) {
     std::error_code failure;
     while (!std::filesystem::exists(existing, failure) && existing.has_relative_path())
         existing = existing.parent_path();
-    const std::string shown = pathForPeople(folder, home);
+    const std::string shown = displayPath(folder, home);
     printLine("library",
               fmt::format("recordings folder {} ({}), file system {}, {} free",
                           shown.starts_with('~') ? shown : "outside the home folder",

@@ -161,10 +161,10 @@ std::vector<Recording> findRecordings() {
                               /*watch=*/nullptr, /*showPreview=*/nullptr, /*beep=*/nullptr});
     library.reload();
     QEventLoop untilRead;
-    const Subscription reading = library.readsLengths().observe([&untilRead](bool still) {
+    const Subscription reading = library.readsDurations().observe([&untilRead](bool still) {
         if (!still) untilRead.quit();
     });
-    if (*library.readsLengths()) untilRead.exec();
+    if (*library.readsDurations()) untilRead.exec();
     return library.recordings.get();
 }
 

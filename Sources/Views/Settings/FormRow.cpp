@@ -73,7 +73,7 @@ FormRow* loginRow(LoginItem& item) {
     auto* row = new FormRow(item.label(), {}, control);
     control->setChecked(*item.enabled);
     row->keep(item.enabled.observe([control](bool on) { control->setChecked(on); }));
-    row->keep(item.complaint.observe([row](const std::string& text) { row->showError(text); }));
+    row->keep(item.error.observe([row](const std::string& text) { row->showError(text); }));
     QObject::connect(control, &Switch::clicked, row, [&item](bool on) { item.set(on); });
     return row;
 }

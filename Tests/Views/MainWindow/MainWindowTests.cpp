@@ -314,7 +314,7 @@ TEST_F(MainWindowTests, VisibleRowsGetThumbnails) {
         std::filesystem::create_hard_link(movie,
                                           recordings.folder() / ("copy_" + std::to_string(i) + ".mp4"));
     library->reload();
-    ASSERT_TRUE(await([&] { return list().model()->rowCount() == 3002 && !*library->readsLengths(); }));
+    ASSERT_TRUE(await([&] { return list().model()->rowCount() == 3002 && !*library->readsDurations(); }));
     list().scrollToTop();
     ASSERT_TRUE(await([&] {
         return !list().model()->index(3, 0).data(views::PictureRowDelegate::picture).value<QImage>().isNull();
