@@ -1,7 +1,7 @@
 // Regions, the shadow image, the buffer pool and the source geometry.
 #include "Linux/X11/Capture/SourceGeometry.h"
-#include "Linux/X11/Pixels/PixelBufferPool.h"
 #include "Linux/X11/Pixels/ShadowImage.h"
+#include "Tests/Linux/X11/Pictures.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -13,6 +13,7 @@
 namespace lumicrate::x11 {
 namespace {
 
+using test::plain;
 using testing::ElementsAre;
 
 BlockRegion regionOf(int width, int height, std::initializer_list<PixelRect> rects) {
@@ -20,12 +21,6 @@ BlockRegion regionOf(int width, int height, std::initializer_list<PixelRect> rec
     for (const PixelRect& rect : rects)
         region.add(rect);
     return region;
-}
-
-BgraPicture plain(int width, int height, std::uint32_t colour) {
-    BgraPicture picture(width, height);
-    std::fill_n(picture.row(0), width * height, colour);
-    return picture;
 }
 
 TEST(BlockRegionTests, RectanglesCoverExactlyTheTouchedBlocksOnce) {
@@ -48,7 +43,7 @@ TEST(BlockRegionTests, RectanglesCoverExactlyTheTouchedBlocksOnce) {
                                  int(random() % 60)};
             region.add(rect);
             const PixelRect inside = rect.intersection({0, 0, width, height});
-            for (int at = 0; at < width * height && !inside.isEmpty(); ++at) {
+            for (int at = 0; at < width * height; ++at) {
                 const PixelRect block{at % width / 16 * 16, at / width / 16 * 16, 16, 16};
                 if (!block.intersection(inside).isEmpty()) expected[static_cast<std::size_t>(at)] = 1;
             }
@@ -99,11 +94,9 @@ TEST(ShadowImageTests, BlackeningAffectsEverythingOutside) {
         BlockRegion changed(64, 64);
         shadow.replace(plain(64, 64, 0xffffff), changed);
         shadow.blackenOutside(inside, changed);
-        for (int y = 0; y < 64; ++y) {
-            for (int x = 0; x < 64; ++x) {
-                const bool kept = !PixelRect{x, y, 1, 1}.intersection(inside).isEmpty();
-                ASSERT_EQ(shadow.picture().row(y)[x], kept ? 0xffffffU : 0U) << x << " " << y;
-            }
+        for (int at = 0; at < 64 * 64; ++at) {
+            const bool kept = !PixelRect{at % 64, at / 64, 1, 1}.intersection(inside).isEmpty();
+            ASSERT_EQ(shadow.picture().row(0)[at], kept ? 0xffffffU : 0U) << at;
         }
     }
 }
@@ -157,25 +150,21 @@ TEST(PixelBufferPoolTests, AnAwaitedReturnIsSignalledAndBuffersOutliveThePool) {
 TEST(SourceGeometryTests, TheSourceIsTheRoundedPartOfTheDisplay) {
     const PixelRect root{0, 0, 3000, 1000};
     const struct {
-        PixelRect display;
+        int x;
         std::optional<Rect> sourceRect;
         double scale;
-        PixelRect region;
-        PixelRect readable;
+        SourceGeometry geometry;
     } cases[] = {
-        {{1000, 0, 800, 600}, {}, 2, {1000, 0, 800, 600}, {1000, 0, 800, 600}},
-        {{1000, 0, 800, 600}, Rect{}, 1, {1000, 0, 800, 600}, {1000, 0, 800, 600}},
-        {{1000, 0, 800, 600}, Rect{10, 20, 30, 40}, 1, {1010, 20, 30, 40}, {1010, 20, 30, 40}},
-        {{1000, 0, 800, 600}, Rect{10.25, 20, 30.25, 40}, 2, {1021, 40, 61, 80}, {1021, 40, 61, 80}},
-        {{1000, 0, 800, 600}, Rect{-10, 590, 30, 40}, 1, {990, 590, 30, 40}, {1000, 590, 20, 10}},
-        {{2500, 0, 800, 600}, {}, 1, {2500, 0, 800, 600}, {2500, 0, 500, 600}},
-        {{0, 0, 800, 600}, Rect{900, 0, 10, 10}, 1, {900, 0, 10, 10}, {}},
-        {{0, 0, 800, 600}, Rect{0, 0, 0.1, 0.1}, 1, {0, 0, 1, 1}, {0, 0, 1, 1}},
+        {1000, {}, 2, {{1000, 0, 800, 600}, {1000, 0, 800, 600}}},
+        {1000, Rect{}, 1, {{1000, 0, 800, 600}, {1000, 0, 800, 600}}},
+        {1000, Rect{10.25, 20, 30.25, 40}, 2, {{1021, 40, 61, 80}, {1021, 40, 61, 80}}},
+        {1000, Rect{-10, 590, 30, 40}, 1, {{990, 590, 30, 40}, {1000, 590, 20, 10}}},
+        {2500, {}, 1, {{2500, 0, 800, 600}, {2500, 0, 500, 600}}},
+        {0, Rect{900, 0, 10, 10}, 1, {{900, 0, 10, 10}, {}}},
+        {0, Rect{0, 0, 0.1, 0.1}, 1, {{0, 0, 1, 1}, {0, 0, 1, 1}}},
     };
-    for (const auto& each : cases) {
-        const auto geometry = sourceGeometry(each.display, root, each.sourceRect, each.scale);
-        EXPECT_EQ(geometry, (SourceGeometry{each.region, each.readable}));
-    }
+    for (const auto& [x, sourceRect, scale, geometry] : cases)
+        EXPECT_EQ(sourceGeometry({x, 0, 800, 600}, root, sourceRect, scale), geometry);
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
 #include "Linux/X11/Capture/PictureComposer.h"
-#include "Linux/X11/Pixels/Nv12Converter.h"
+#include "Tests/Linux/X11/Pictures.h"
 
 #include <gtest/gtest.h>
 
@@ -8,6 +8,8 @@
 
 namespace lumicrate::x11 {
 namespace {
+
+using test::Picture;
 
 std::mt19937 generator(11);
 
@@ -21,18 +23,8 @@ void scribble(BgraPicture& picture, const PixelRect& rect) {
             picture.row(y)[x] = static_cast<std::uint32_t>(generator()) & 0xffffff;
 }
 
-bool samePicture(const CVPixelBuffer& a, const CVPixelBuffer& b) {
-    for (int y = 0; y < a.height; ++y) {
-        if (std::memcmp(a.luma + y * a.lumaStride, b.luma + y * b.lumaStride,
-                        static_cast<std::size_t>(a.width)) != 0)
-            return false;
-    }
-    for (int y = 0; y < (a.height + 1) / 2; ++y) {
-        if (std::memcmp(a.chroma + y * a.chromaStride, b.chroma + y * b.chromaStride,
-                        static_cast<std::size_t>((a.width + 1) / 2 * 2)) != 0)
-            return false;
-    }
-    return true;
+bool samePixels(const BgraPicture& a, const BgraPicture& b) {
+    return std::memcmp(a.row(0), b.row(0), std::size_t(a.width() * a.height()) * 4) == 0;
 }
 
 std::shared_ptr<const CursorImage> halfTransparentCursor() {
@@ -61,29 +53,22 @@ TEST(PictureScalerTests, PartsMatchTheWholeAndNothingElseDependsOnThem) {
             scaler.scale(source.view(), scaler.affectedBy(change), whole, 0, 0);
             BgraPicture anew(each.width, each.height);
             scaler.scale(source.view(), anew.bounds(), anew, 0, 0);
-            for (int row = 0; row < each.height; ++row) {
-                ASSERT_EQ(std::memcmp(anew.row(row), whole.row(row), std::size_t(each.width) * 4), 0)
-                    << each.width << " " << row;
-            }
+            ASSERT_TRUE(samePixels(anew, whole)) << each.width;
         }
     }
 }
 
 TEST(PictureScalerTests, HalvingAveragesAndPlainColoursAreKept) {
-    BgraPicture source(4, 2);
     const std::uint32_t rows[2][4] = {{0x000000, 0x640000, 0xffffff, 0xffffff},
                                       {0x0000c8, 0x640028, 0xffffff, 0xffffff}};
-    for (int y = 0; y < 2; ++y)
-        std::copy_n(rows[y], 4, source.row(y));
+    const BgraPicture source = test::painted(4, 2, [&](int x, int y) { return rows[y][x]; });
     BgraPicture half(2, 1);
     PictureScaler(4, 2, 2, 1).scale(source.view(), half.bounds(), half, 0, 0);
     EXPECT_EQ(half.row(0)[0] & 0xffffff, 0x32003cU);
     EXPECT_EQ(half.row(0)[1] & 0xffffff, 0xffffffU);
 
     for (const std::uint32_t plain : {0xffffffU, 0x010203U, 0x80fe7fU}) {
-        BgraPicture field(71, 53);
-        for (int y = 0; y < 53; ++y)
-            std::fill_n(field.row(y), 71, plain);
+        const BgraPicture field = test::plain(71, 53, plain);
         BgraPicture out(23, 67);
         PictureScaler(71, 53, 23, 67).scale(field.view(), out.bounds(), out, 0, 0);
         for (int y = 0; y < 67; ++y)
@@ -119,8 +104,7 @@ TEST(CursorOverlayTests, BlendsOverThePictureAndRestoresIt) {
                 }
             }
         }
-        for (int row = 0; row < 32; ++row)
-            EXPECT_EQ(std::memcmp(picture.row(row), before.row(row), 32 * 4), 0);
+        EXPECT_TRUE(samePixels(picture, before));
     }
 }
 
@@ -146,7 +130,7 @@ TEST(PictureComposerTests, EveryPictureEqualsOneComposedFromScratch) {
         composer.setSource(each.sourceWidth, each.sourceHeight, each.preservesAspectRatio);
         PixelBufferPool pool(each.width, each.height, 4, std::make_shared<WakeUp>());
         std::vector<std::shared_ptr<PixelBuffer>> held;
-        std::shared_ptr<PixelBuffer> previous;
+        std::optional<Picture> previous;
         CursorOverlay cursor;
         for (int round = 0; round < 60; ++round) {
             const PixelRect change =
@@ -171,27 +155,15 @@ TEST(PictureComposerTests, EveryPictureEqualsOneComposedFromScratch) {
             fresh.setSource(each.sourceWidth, each.sourceHeight, each.preservesAspectRatio);
             PixelBuffer expected(each.width, each.height);
             fresh.compose(source, cursor, expected);
-            ASSERT_TRUE(samePicture(*buffer, expected)) << round;
+            const Picture picture(*buffer);
+            ASSERT_TRUE(picture == Picture(expected)) << round;
 
             if (previous) {
-                PixelBuffer patched(each.width, each.height);
-                const Nv12Planes planes{patched.writableLuma(), patched.lumaStride, patched.writableChroma(),
-                                        patched.chromaStride};
-                std::memcpy(planes.luma, previous->luma, std::size_t(patched.lumaStride * each.height));
-                std::memcpy(planes.chroma, previous->chroma,
-                            std::size_t(patched.chromaStride * ((each.height + 1) / 2)));
-                for (const PixelRect& rect : dirty.rectangles()) {
-                    for (int y = rect.y; y < rect.maxY(); ++y) {
-                        std::memcpy(planes.luma + y * patched.lumaStride + rect.x,
-                                    buffer->luma + y * patched.lumaStride + rect.x, std::size_t(rect.width));
-                        std::memcpy(planes.chroma + y / 2 * patched.chromaStride + rect.x,
-                                    buffer->chroma + y / 2 * patched.chromaStride + rect.x,
-                                    std::size_t((rect.width + 1) / 2 * 2));
-                    }
-                }
-                ASSERT_TRUE(samePicture(*buffer, patched)) << round;
+                for (const PixelRect& rect : dirty.rectangles())
+                    previous->copy(rect, picture);
+                ASSERT_TRUE(picture == *previous) << round;
             }
-            previous = buffer;
+            previous = picture;
             // Up to two more stay in use for a while, so that the free ones age.
             if (held.size() == 2) held.erase(held.begin() + upTo(2));
             held.push_back(buffer);

@@ -1,11 +1,10 @@
 #include "Linux/X11/Capture/ScreenSource.h"
 #include "Tests/Linux/X11/Capture/ScreenStage.h"
-#include "Tests/Linux/X11/TestWindow.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <deque>
+#include <mutex>
 #include <random>
 #include <thread>
 
@@ -27,6 +26,9 @@ class ScreenSourceTests : public testing::Test {
 
     std::vector<PixelRect> lastDirtyRects() {
         return stage.frames.seen().complete.back().frameInfo->dirtyRects;
+    }
+    bool failed() {
+        return stage.frames.waitUntil([](const auto& seen) { return !seen.failure.empty(); });
     }
     /// The size of the pictures, and the part of the display in points.
     void configure(int width, int height, const std::optional<Rect>& sourceRect = {}) {
@@ -85,27 +87,20 @@ TEST_F(ScreenSourceTests, WhatAWindowUncoversIsDelivered) {
 TEST_F(ScreenSourceTests, NothingIsLostInABurstWhileConsumersHoldAllBuffers) {
     stage.configuration.queueDepth = 3;
     std::mutex mutex;
-    std::condition_variable arrived;
-    std::deque<std::shared_ptr<const CVPixelBuffer>> held;
-    bool ending = false;
+    std::vector<std::shared_ptr<const CVPixelBuffer>> held;
     std::size_t most = 0;
     stage.frames.onFrame = [&](const CMSampleBuffer& sample) {
         const std::lock_guard lock(mutex);
         held.push_back(sample.imageBuffer);
         most = std::max(most, held.size());
-        arrived.notify_one();
     };
-    std::thread consumer([&] {
+    std::jthread consumer([&](const std::stop_token& ending) {
         std::mt19937 random(9);
-        std::unique_lock lock(mutex);
-        while (true) {
-            arrived.wait(lock, [&] { return ending || !held.empty(); });
-            if (held.empty()) return;
-            lock.unlock();
+        while (!ending.stop_requested()) {
             std::this_thread::sleep_for(std::chrono::milliseconds(random() % 60));
-            lock.lock();
+            const std::lock_guard lock(mutex);
             // Not always the oldest, so that the buffers' ages differ.
-            held.erase(held.begin() + static_cast<std::ptrdiff_t>(random() % held.size()));
+            if (!held.empty()) held.erase(held.begin() + std::ptrdiff_t(random() % held.size()));
         }
     });
     stage.capture();
@@ -113,44 +108,32 @@ TEST_F(ScreenSourceTests, NothingIsLostInABurstWhileConsumersHoldAllBuffers) {
     EXPECT_TRUE(stage.frames.waitForPicture(stage.expected()));
     EXPECT_GT(stage.frames.seen().complete.size(), 10U);
     stage.source->stop();
-    {
-        const std::lock_guard lock(mutex);
-        ending = true;
-        arrived.notify_one();
-    }
-    consumer.join();
     EXPECT_EQ(most, 3U);
 }
 
-TEST_F(ScreenSourceTests, RepaintingTheSamePixelsDeliversNothing) {
+TEST_F(ScreenSourceTests, RepaintingDeliversNothingAndTheThreadSleepsUntilItStopsForGood) {
     const auto repaint = [&] { stage.painter.fill({100, 100, 100, 100}, 0x405060); };
     repaint();
     stage.painter.sync();
     stage.capture();
     repaint();
-    ASSERT_TRUE(stage.frames.waitUntil([](const auto& seen) { return seen.idle == 1; }));
-    EXPECT_EQ(stage.frames.seen().complete.size(), 1U);
-    // Also not together with a real change.
-    repaint();
-    stage.painter.fill({10, 10, 1, 1}, 0xffffff);
-    ASSERT_TRUE(stage.frames.waitForFrames(2));
-    EXPECT_THAT(lastDirtyRects(), ElementsAre(PixelRect{0, 0, 16, 16}));
-}
-
-TEST_F(ScreenSourceTests, TheThreadSleepsWhileTheScreenIsStillAndStopsForGood) {
-    stage.capture();
-    ASSERT_TRUE(stage.frames.waitUntil([](const auto& seen) { return seen.idle == 1; }));
+    ASSERT_TRUE(stage.frames.waitForIdleFrame());
     // The wake-up that sent the idle frame is the last.
     const auto wakeUps = stage.source->wakeUps();
     std::this_thread::sleep_for(1s);
     EXPECT_EQ(stage.source->wakeUps(), wakeUps);
     EXPECT_EQ(stage.frames.seen().complete.size(), 1U);
     EXPECT_EQ(stage.frames.seen().idle, 1U);
+    // Also not together with a real change.
+    repaint();
+    stage.painter.fill({10, 10, 1, 1}, 0xffffff);
+    ASSERT_TRUE(stage.frames.waitForFrames(2));
+    EXPECT_THAT(lastDirtyRects(), ElementsAre(PixelRect{0, 0, 16, 16}));
     stage.source->stop();
     stage.painter.fill({0, 0, 50, 50}, 0xffffff);
     stage.painter.sync();
     stage.source->stop();
-    EXPECT_EQ(stage.frames.seen().complete.size(), 1U);
+    EXPECT_EQ(stage.frames.seen().complete.size(), 2U);
 }
 
 TEST_F(ScreenSourceTests, FramesKeepTheirDistanceHoweverOftenTheScreenChanges) {
@@ -178,7 +161,7 @@ TEST_F(ScreenSourceTests, ASourceRectangleIsInPointsAndChangesOutsideAreIgnored)
     stage.painter.fill({0, 0, 40, 300}, 0xffffff);
     stage.painter.fill({141, 60, 10, 10}, 0xffffff);
     stage.painter.sync();
-    ASSERT_TRUE(stage.frames.waitUntil([](const auto& seen) { return seen.idle == 1; }));
+    ASSERT_TRUE(stage.frames.waitForIdleFrame());
     EXPECT_EQ(stage.frames.seen().complete.size(), 1U);
     stage.painter.fill({30, 50, 20, 20}, 0xff0000);
     ASSERT_TRUE(stage.frames.waitForFrames(2));
@@ -190,23 +173,17 @@ TEST_F(ScreenSourceTests, AnUpdateMovesTheSourceWhileItRuns) {
     configure(100, 100, Rect{0, 0, 100, 100});
     paintDiagonal();
     stage.capture();
-    const auto moveTo = [&](const Rect& rect) {
-        stage.configuration.sourceRect = rect;
-        stage.source->update(stage.configuration);
-    };
     for (const auto& [x, y] : {std::pair{7, 3}, {120, 90}, {303, 201}}) {
-        moveTo({double(x), double(y), 100, 100});
+        stage.setSourceRect({double(x), double(y), 100, 100});
         EXPECT_TRUE(stage.frames.waitForPicture(stage.expected({x, y, 100, 100})));
     }
     // A smaller part is enlarged to fill the picture.
     stage.painter.fill({200, 200, 50, 50}, 0xffffff);
-    moveTo({200, 200, 50, 50});
-    BgraPicture white(100, 100);
-    std::fill_n(white.row(0), 100 * 100, 0xffffffU);
-    EXPECT_TRUE(stage.frames.waitForPicture(Picture(white)));
+    stage.setSourceRect({200, 200, 50, 50});
+    EXPECT_TRUE(stage.frames.waitForPicture(Picture(test::plain(100, 100, 0xffffff))));
     // Outside of the screen the picture is black.
     stage.painter.fill({353, 251, 50, 50}, 0xffffff);
-    moveTo({353, 251, 100, 100});
+    stage.setSourceRect({353, 251, 100, 100});
     EXPECT_TRUE(stage.frames.waitUntil([](const auto& seen) {
         return seen.last.y(49, 49) == 235 && seen.last.y(50, 49) == 16 && seen.last.y(49, 50) == 16;
     }));
@@ -221,14 +198,6 @@ TEST_F(ScreenSourceTests, AScaledPictureKeepsItsShapeBetweenBars) {
     for (const auto& [x, y, luma] :
          {std::tuple{80, 50, 16}, {83, 50, 235}, {83, 99, 235}, {216, 0, 235}, {217, 50, 16}})
         EXPECT_EQ(picture.y(x, y), luma) << x;
-
-    paintAtRandom(100);
-    BgraPicture screen = stage.painter.screen({0, 0, 403, 301});
-    PictureComposer composer(300, 100);
-    composer.setSource(403, 301, true);
-    PixelBuffer anew(300, 100);
-    composer.compose(screen, {}, anew);
-    EXPECT_TRUE(stage.frames.waitForPicture(Picture(anew)));
 }
 
 TEST_F(ScreenSourceTests, TheCursorIsDrawnWithItsHotSpotAtThePointer) {
@@ -307,14 +276,14 @@ TEST_F(ScreenSourceTests, TheSourceFollowsItsMonitor) {
 
     stage.painter.deleteMonitor("beamer");
     expectedFailure = "The display is no longer available.";
-    EXPECT_TRUE(stage.frames.waitUntil([](const auto& seen) { return !seen.failure.empty(); }));
+    EXPECT_TRUE(failed());
 }
 
 TEST_F(ScreenSourceTests, ALostServerEndsTheCapture) {
     stage.capture();
     stage.server.kill();
     expectedFailure = "The connection to the display server was lost.";
-    EXPECT_TRUE(stage.frames.waitUntil([](const auto& seen) { return !seen.failure.empty(); }));
+    EXPECT_TRUE(failed());
 }
 
 }  // namespace

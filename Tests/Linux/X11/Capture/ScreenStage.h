@@ -4,11 +4,13 @@
 
 #include "Linux/X11/Capture/ScreenSource.h"
 #include "Linux/X11/Screens/Displays.h"
+#include "Support/Error.h"
 #include "Tests/Linux/X11/Painter.h"
+#include "Tests/Linux/X11/Pictures.h"
 #include "Tests/Stage/Xvfb.h"
 
+#include <chrono>
 #include <condition_variable>
-#include <cstdint>
 #include <functional>
 #include <mutex>
 #include <optional>
@@ -17,56 +19,89 @@
 
 namespace lumicrate::test {
 
-/// A picture's samples, rows without gaps.
-struct Picture {
-    Picture() = default;
-    explicit Picture(const CVPixelBuffer& buffer);
-    /// A screen's picture, converted by the reference kernel.
-    explicit Picture(const x11::BgraPicture& screen);
-
-    int width = 0;
-    int height = 0;
-    std::vector<std::uint8_t> luma;
-    std::vector<std::uint8_t> chroma;
-
-    std::uint8_t y(int column, int row) const { return luma[static_cast<std::size_t>(row * width + column)]; }
-    std::uint8_t cb(int column, int row) const { return chroma[chromaAt(column, row)]; }
-    std::uint8_t cr(int column, int row) const { return chroma[chromaAt(column, row) + 1]; }
-    bool operator==(const Picture&) const = default;
-
- private:
-    std::size_t chromaAt(int column, int row) const {
-        return static_cast<std::size_t>(row / 2 * ((width + 1) / 2 * 2) + column / 2 * 2);
-    }
-};
-
 /// Collects frames, checks what must hold for each, and waits for what a test expects.
 class FrameCollector {
  public:
     /// Everything so far.
     struct Seen {
-        std::vector<CMSampleBuffer> complete;  // without pictures, but for the newest
+        std::vector<CMSampleBuffer> complete;  ///< without pictures
         std::size_t idle = 0;
         Picture last;
         std::string failure;
-        std::vector<std::string> notices;
-        std::string violation;  // of the first invalid frame; empty if there is none
+        std::string violation;  ///< of the first invalid frame; empty if there is none
     };
 
     /// Called with every complete frame, on the source's thread.
     std::function<void(const CMSampleBuffer&)> onFrame;
 
-    SampleSource::Handlers handlers();
-
+    SampleSource::Handlers handlers() {
+        return {[this](const CMSampleBuffer& sample) { take(sample); },
+                [this](const std::exception_ptr& error) {
+                    const std::lock_guard lock(mutex_);
+                    seen_.failure = localizedDescription(error);
+                    changed_.notify_all();
+                },
+                [](const std::string&) {}};
+    }
     /// Waits until the condition holds; false after 30 seconds.
-    bool waitUntil(const std::function<bool(const Seen&)>& condition);
-    bool waitForFrames(std::size_t count);
-    bool waitForPicture(const Picture& expected);
-    Seen seen();
+    bool waitUntil(const std::function<bool(const Seen&)>& condition) {
+        std::unique_lock lock(mutex_);
+        return changed_.wait_for(lock, std::chrono::seconds(30), [&] { return condition(seen_); });
+    }
+    bool waitForFrames(std::size_t count) {
+        return waitUntil([&](const Seen& seen) { return seen.complete.size() >= count; });
+    }
+    /// The source sends one when the screen has been still for a while.
+    bool waitForIdleFrame() {
+        return waitUntil([](const Seen& seen) { return seen.idle == 1; });
+    }
+    bool waitForPicture(const Picture& expected) {
+        return waitUntil([&](const Seen& seen) { return seen.last == expected; });
+    }
+    Seen seen() {
+        const std::lock_guard lock(mutex_);
+        return seen_;
+    }
 
  private:
-    void take(const CMSampleBuffer& sample);
-    void check(const CMSampleBuffer& sample, const Picture& picture);
+    void take(CMSampleBuffer sample) {
+        const bool isIdle = sample.frameInfo->status == SCFrameStatus::idle;
+        if (!isIdle && onFrame) onFrame(sample);
+        const std::lock_guard lock(mutex_);
+        if (isIdle) {
+            ++seen_.idle;
+            if (sample.imageBuffer) seen_.violation = "an idle frame with a picture";
+        } else {
+            Picture picture(*sample.imageBuffer);
+            check(sample, picture);
+            sample.imageBuffer = nullptr;
+            seen_.complete.push_back(std::move(sample));
+            seen_.last = std::move(picture);
+        }
+        changed_.notify_all();
+    }
+    void check(const CMSampleBuffer& sample, const Picture& picture) {
+        const auto require = [&](bool holds, const std::string& violation) {
+            if (!holds && seen_.violation.empty())
+                seen_.violation = violation + " in frame " + std::to_string(seen_.complete.size());
+        };
+        const PixelRect bounds{0, 0, picture.width, picture.height};
+        const std::vector<PixelRect>& dirtyRects = sample.frameInfo->dirtyRects;
+        Picture patched = seen_.complete.empty() ? picture : seen_.last;
+        if (seen_.complete.empty()) {
+            require(dirtyRects == std::vector{bounds}, "a first frame that is not all dirty");
+        } else {
+            const CMSampleBuffer& before = seen_.complete.back();
+            require(sample.frameInfo->sequence == before.frameInfo->sequence + 1, "a gap");
+            require(sample.presentationTimeStamp() > before.presentationTimeStamp(), "time going back");
+        }
+        require(!dirtyRects.empty(), "nothing dirty");
+        for (const PixelRect& rect : dirtyRects) {
+            require(rect.intersection(bounds) == rect && !rect.isEmpty(), "a rectangle outside");
+            patched.copy(rect, picture);
+        }
+        require(patched == picture, "a change outside the dirty rectangles");
+    }
 
     std::mutex mutex_;
     std::condition_variable changed_;
@@ -77,8 +112,7 @@ struct ScreenStage {
     static constexpr int width = 403;  // odd, and not a multiple of the block size
     static constexpr int height = 301;
 
-    explicit ScreenStage(bool compositor = false, bool windowManager = false)
-        : server({width, height, windowManager, compositor}) {
+    explicit ScreenStage(bool compositor = false) : server({width, height, false, compositor}) {
         configuration.width = width;
         configuration.height = height;
         configuration.showsCursor = false;
@@ -107,6 +141,10 @@ struct ScreenStage {
         source.emplace(server.displayName(), filter, configuration);
         source->start(frames.handlers());
         frames.waitForFrames(1);
+    }
+    void setSourceRect(const Rect& rect) {
+        configuration.sourceRect = rect;
+        source->update(configuration);
     }
 
     /// What the screen shows, as a picture that should be delivered.

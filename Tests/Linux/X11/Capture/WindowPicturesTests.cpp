@@ -1,6 +1,7 @@
 #include "Linux/X11/Capture/WindowPictures.h"
 #include "Linux/X11/Screens/Displays.h"
 #include "Linux/X11/Windows/WindowList.h"
+#include "Tests/Linux/X11/Pictures.h"
 #include "Tests/Linux/X11/TestWindow.h"
 #include "Tests/Stage/ChildProcess.h"
 #include "Tests/Stage/Xvfb.h"
@@ -32,11 +33,7 @@ class WindowPicturesTests : public testing::TestWithParam<bool> {
  protected:
     TestWindow show(const TestWindow::Look& look) const { return {server.displayName(), look}; }
     static void fillWithPattern(TestWindow& window, int width, int height) {
-        BgraPicture picture(width, height);
-        for (int y = 0; y < height; ++y)
-            for (int x = 0; x < width; ++x)
-                picture.row(y)[x] = patternAt(x, y);
-        window.fill(picture);
+        window.fill(test::painted(width, height, patternAt));
     }
     /// The image is that part of the pattern.
     static void expectPattern(const std::optional<CGImage>& image, const PixelRect& part) {
@@ -109,23 +106,16 @@ TEST_P(WindowPicturesTests, APictureShowsTheFrameWithItsDecoration) {
 }
 
 TEST_P(WindowPicturesTests, PicturesAreScaledDownUniformlyAndNeverEnlarged) {
-    BgraPicture lines(200, 100);
-    for (int y = 0; y < 100; ++y)
-        for (int x = 0; x < 200; ++x)
-            lines.row(y)[x] = (x + y) % 2 == 0 ? 0xffffffU : 0U;
     TestWindow window = show({.frame = {10, 10, 200, 100}});
-    window.fill(lines);
-    const struct {
-        Size maximum;
-        int width, height;
-    } cases[] = {{{100, 100}, 100, 50}, {{500, 25}, 50, 25}, {{3, 3}, 3, 2}, {{1, 1}, 1, 1}};
-    for (const auto& each : cases) {
-        const auto image = pictures.captureImage(window.id(), each.maximum);
-        ASSERT_TRUE(image);
-        EXPECT_EQ(image->width, each.width);
-        EXPECT_EQ(image->height, each.height);
-        for (const std::uint8_t value : image->pixels)
-            ASSERT_NEAR(value, 127, 2) << each.width;
+    window.fill(test::painted(200, 100, [](int x, int y) { return (x + y) % 2 == 0 ? 0xffffffU : 0U; }));
+    for (const auto& [maximum, size] : {std::pair<Size, Size>{{100, 100}, {100, 50}},
+                                        {{500, 25}, {50, 25}},
+                                        {{3, 3}, {3, 2}},
+                                        {{1, 1}, {1, 1}}}) {
+        const auto image = pictures.captureImage(window.id(), maximum).value();
+        EXPECT_EQ((Size{double(image.width), double(image.height)}), size);
+        for (const std::uint8_t value : image.pixels)
+            ASSERT_NEAR(value, 127, 2) << size.width;
     }
 }
 

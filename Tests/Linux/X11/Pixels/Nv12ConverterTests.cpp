@@ -1,4 +1,4 @@
-#include "Linux/X11/Pixels/Nv12Converter.h"
+#include "Tests/Linux/X11/Pictures.h"
 
 #include <gtest/gtest.h>
 
@@ -8,6 +8,8 @@
 
 namespace lumicrate::x11 {
 namespace {
+
+using test::painted;
 
 struct Planes {
     /// Converts the whole picture, or a part of it, into planes with gaps behind the rows.
@@ -27,17 +29,8 @@ struct Planes {
     std::vector<std::uint8_t> chroma;
 };
 
-template <class Colour>
-BgraPicture paint(int width, int height, Colour colour) {
-    BgraPicture picture(width, height);
-    for (int y = 0; y < height; ++y)
-        for (int x = 0; x < width; ++x)
-            picture.row(y)[x] = static_cast<std::uint32_t>(colour(x, y));
-    return picture;
-}
-
 BgraPicture noise(int width, int height, unsigned seed) {
-    return paint(width, height, [random = std::mt19937(seed)](int, int) mutable { return random(); });
+    return painted(width, height, [random = std::mt19937(seed)](int, int) mutable { return random(); });
 }
 
 double lumaOf(const double (&rgb)[3]) {
@@ -54,7 +47,7 @@ TEST(Nv12ConverterTests, EveryColourMatchesItsDefinition) {
     for (int r = 0; r <= 255; r += 5) {
         for (int g = 0; g <= 255; g += 5) {
             for (int b = 0; b <= 255; b += 5) {
-                const Planes out(paint(2, 2, [&](int, int) { return r << 16 | g << 8 | b; }), convertRowPair);
+                const Planes out(test::plain(2, 2, std::uint32_t(r << 16 | g << 8 | b)), convertRowPair);
                 const double rgb[] = {double(r), double(g), double(b)};
                 ASSERT_LT(std::abs(out.luma[0] - (16 + lumaOf(rgb) * 219 / 255)), 1)
                     << r << " " << g << " " << b;
@@ -63,7 +56,7 @@ TEST(Nv12ConverterTests, EveryColourMatchesItsDefinition) {
         }
     }
     for (int grey = 0; grey <= 255; ++grey) {
-        const Planes out(paint(2, 2, [&](int, int) { return grey * 0x010101; }), convertRowPair);
+        const Planes out(test::plain(2, 2, grey * 0x010101U), convertRowPair);
         EXPECT_LT(std::abs(out.luma[0] - (16 + grey * 219.0 / 255)), grey % 255 == 0 ? 0.01 : 0.6) << grey;
         EXPECT_EQ(out.chroma[0], 128);
         EXPECT_EQ(out.chroma[1], 128);
@@ -73,7 +66,7 @@ TEST(Nv12ConverterTests, EveryColourMatchesItsDefinition) {
 TEST(Nv12ConverterTests, ChromaIsThatOfTheMeanAndOddEdgesAreRepeated) {
     const std::uint32_t colours[3][3] = {
         {0xff0000, 0x00ff00, 0x0000ff}, {0x204060, 0xffffff, 0x123456}, {0xabcdef, 0x000000, 0xff8000}};
-    const Planes out(paint(3, 3, [&](int x, int y) { return colours[y][x]; }));
+    const Planes out(painted(3, 3, [&](int x, int y) { return colours[y][x]; }));
     for (int y = 0; y < 2; ++y) {
         for (int x = 0; x < 2; ++x) {
             double mean[3] = {};
@@ -95,7 +88,7 @@ TEST(Nv12ConverterTests, TheVectorKernelProducesTheSameBytesAsTheReference) {
         ASSERT_EQ(Planes(picture, kernel), Planes(picture, convertRowPair)) << width;
     }
     // The corners of the colour cube lead to the largest and smallest sums.
-    const BgraPicture corners = paint(64, 512, [](int x, int y) {
+    const BgraPicture corners = painted(64, 512, [](int x, int y) {
         const int bits = (x % 2 == 0 ? y : y >> 3) & 7;
         return (bits & 1 ? 0xffU : 0U) | (bits & 2 ? 0xff00U : 0U) | (bits & 4 ? 0xff0000U : 0U) |
                (x % 3 == 0 ? 0xff000000U : 0U);

@@ -17,7 +17,7 @@ std::string sentenceOf(const std::function<void()>& action) {
     return "no error";
 }
 
-TEST(DisplaysTests, OneMonitorIsOneDisplayInPoints) {
+TEST(DisplaysTests, MonitorsAreDisplaysInPointsWithConstantIds) {
     const stage::Xvfb server({.width = 800, .height = 600});
     const Displays displays(server.displayName(), 2);
     const auto all = displays.displays();
@@ -29,21 +29,18 @@ TEST(DisplaysTests, OneMonitorIsOneDisplayInPoints) {
     EXPECT_EQ(displays.mainDisplayID(), all[0].displayID);
     EXPECT_EQ(displays.bounds(all[0].displayID), all[0].frame);
     EXPECT_TRUE(displays.bounds(all[0].displayID + 1).isEmpty());
-}
 
-TEST(DisplaysTests, MonitorsSetByClientsAreDisplaysWithConstantIds) {
-    const stage::Xvfb server({.width = 800, .height = 600});
     test::Painter painter(server.displayName());
     painter.setMonitor("left", {0, 0, 300, 600});
     painter.setMonitor("right", {300, 0, 500, 600});
     const auto find = [&](const std::string& name) {
-        for (const SCDisplay& each : Displays(server.displayName()).displays())
+        for (const SCDisplay& each : displays.displays())
             if (each.localizedName == name) return each;
         return SCDisplay{};
     };
     const SCDisplay right = find("right");
-    EXPECT_EQ(find("left").frame, (Rect{0, 0, 300, 600}));
-    EXPECT_EQ(right.frame, (Rect{300, 0, 500, 600}));
+    EXPECT_EQ(find("left").frame, (Rect{0, 0, 150, 300}));
+    EXPECT_EQ(right.frame, (Rect{150, 0, 250, 300}));
     EXPECT_NE(right.displayID, find("left").displayID);
 
     painter.deleteMonitor("right");

@@ -6,19 +6,19 @@
 
 #include <gtest/gtest.h>
 
-#include <condition_variable>
-#include <mutex>
+#include <atomic>
 
 namespace lumicrate::x11 {
 namespace {
 
 using namespace std::chrono_literals;
 using test::cardinals;
+using test::eventually;
 using test::setProperty;
 using test::TestWindow;
 using Clock = std::chrono::steady_clock;
 
-/// Counts calls, and evaluates a condition at each.
+/// Counts the calls of a watch, and remembers whether a condition held at the last one.
 class Listener {
  public:
     explicit Listener(std::function<bool()> condition = [] { return false; })
@@ -26,28 +26,17 @@ class Listener {
 
     std::function<void()> handler() {
         return [this] {
-            const bool holds = condition_();
-            const std::lock_guard lock(mutex_);
+            held_ = condition_();
             ++calls_;
-            held_ = holds;
-            changed_.notify_all();
         };
     }
-    int calls() const {
-        const std::lock_guard lock(mutex_);
-        return calls_;
-    }
-    bool waitForMoreThan(int calls, std::chrono::milliseconds timeout = 30s) {
-        std::unique_lock lock(mutex_);
-        return changed_.wait_for(lock, timeout, [&] { return calls_ > calls; });
-    }
-    /// Until the condition held at the last call.
-    bool waitForCondition() {
-        std::unique_lock lock(mutex_);
-        return changed_.wait_for(lock, 30s, [&] { return held_; });
+    bool held() const { return held_; }
+    int calls() const { return calls_; }
+    bool waitForMoreThan(int calls, std::chrono::milliseconds timeout = 30s) const {
+        return eventually([&] { return calls_ > calls; }, timeout);
     }
     /// Until no call has come for longer than one could be delayed; the number of calls.
-    int settle() {
+    int settle() const {
         while (waitForMoreThan(calls(), 3 * ContentWatch::interval)) {
         }
         return calls();
@@ -55,10 +44,8 @@ class Listener {
 
  private:
     std::function<bool()> condition_;
-    mutable std::mutex mutex_;
-    std::condition_variable changed_;
-    int calls_ = 0;
-    bool held_ = false;
+    std::atomic<int> calls_ = 0;
+    std::atomic<bool> held_ = false;
 };
 
 class ContentWatchTests : public testing::Test {
@@ -90,18 +77,22 @@ TEST_F(ContentWatchTests, EveryKindOfChangeIsNoticed) {
     const TestWindow::Look look{{0, 0, 90, 90}};
     const PixelRect enlarged{30, 40, 210, 110};
     const PixelRect monitor{0, 0, 300, 300};
-    const auto shadow = cardinals({9, 9, 9, 9});
+    const auto set = [](TestWindow& of, const char* name, const char* type, const auto& values) {
+        setProperty(of, of.id(), name, type, values);
+    };
     expectNoticed({
-        {"title", [&] { setProperty(window, window.id(), "WM_NAME", "STRING", std::string("new")); }},
-        {"shadow", [&] { setProperty(window, window.id(), "_GTK_FRAME_EXTENTS", "CARDINAL", shadow); }},
+        {"title", [&] { set(window, "WM_NAME", "STRING", std::string("new")); }},
+        {"shadow",
+         [&] {
+             set(window, "_GTK_FRAME_EXTENTS", "CARDINAL", cardinals({9, 9, 9, 9}));
+         }},
         {"move", [&] { window.move(30, 40); }},
         {"resize", [&] { window.place(enlarged); }},
         {"order", [&] { window.raise(); }},
         {"unmapped", [&] { panel.unmap(); }},
         {"mapped", [&] { panel.map(); }},
         {"new window", [&] { another.emplace(server->displayName(), look); }},
-        {"title of the new one",
-         [&] { setProperty(*another, another->id(), "_NET_WM_NAME", "UTF8_STRING", std::string("新")); }},
+        {"title of the new one", [&] { set(*another, "_NET_WM_NAME", "UTF8_STRING", std::string("新")); }},
         {"program ended", [&] { another.reset(); }},
         {"monitor", [&] { painter.setMonitor("beamer", monitor); }},
         {"monitor gone", [&] { painter.deleteMonitor("beamer"); }},
@@ -119,7 +110,7 @@ TEST_F(ContentWatchTests, ChangesInsideFramesAreNoticed) {
         {"new window",
          [&] {
              window.emplace(server->displayName(), look);
-             EXPECT_TRUE(test::eventually([&] { return list.bounds(window->id()).has_value(); }));
+             EXPECT_TRUE(eventually([&] { return list.bounds(window->id()).has_value(); }));
          }},
         {"title",
          [&] { setProperty(*window, window->id(), "_NET_WM_NAME", "UTF8_STRING", std::string("x")); }},
@@ -140,7 +131,7 @@ TEST_F(ContentWatchTests, BurstsAreLimitedButTheirEndIsNoticedAndOtherEventsAreI
     for (int i = 0; Clock::now() < start + 1s; ++i)
         window.move(i % 500, i % 300);
     window.move(555, 5);
-    EXPECT_TRUE(listener.waitForCondition());
+    EXPECT_TRUE(eventually([&] { return listener.held(); }));
     const int before = listener.settle();
     EXPECT_LE(before, (Clock::now() - start) / ContentWatch::interval);
 
@@ -148,10 +139,7 @@ TEST_F(ContentWatchTests, BurstsAreLimitedButTheirEndIsNoticedAndOtherEventsAreI
     window.fill(0x123456);
     for (std::uint32_t time = 1; time < 20; ++time)
         setProperty(window, window.id(), "_NET_WM_USER_TIME", "CARDINAL", cardinals({time}));
-    xcb_create_window(window.connection(), XCB_COPY_FROM_PARENT, xcb_generate_id(window.connection()),
-                      test::rootOf(window), 0, 0, 9, 9, 0, XCB_WINDOW_CLASS_INPUT_OUTPUT,
-                      XCB_COPY_FROM_PARENT, 0, nullptr);
-    window.sync();
+    test::makeWindow(window, test::rootOf(window), XCB_WINDOW_CLASS_INPUT_OUTPUT, false);
     EXPECT_FALSE(listener.waitForMoreThan(before, 2 * ContentWatch::interval));
 }
 

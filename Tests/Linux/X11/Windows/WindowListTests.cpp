@@ -9,7 +9,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <csignal>
 
 namespace lumicrate::x11 {
@@ -105,8 +104,8 @@ TEST_F(WindowListTests, WithoutAWindowManagerPlainTopLevelsAreWindows) {
     TestWindow panel = show({.frame = {0, 0, 80, 40}});
     TestWindow unseen = show({.frame = {0, 0, 80, 40}, .managed = true});
     unseen.unmap();
-    const std::uint32_t inside = test::makeChild(plain, XCB_WINDOW_CLASS_INPUT_OUTPUT);
-    test::makeTopLevel(plain, XCB_WINDOW_CLASS_INPUT_ONLY);
+    const std::uint32_t inside = test::makeWindow(plain, plain.id(), XCB_WINDOW_CLASS_INPUT_OUTPUT);
+    test::makeWindow(plain, test::rootOf(plain), XCB_WINDOW_CLASS_INPUT_ONLY);
 
     EXPECT_THAT(ids(), ElementsAre(panel.id(), plain.id()));
     EXPECT_EQ(find(plain.id())->windowLayer, 0);
@@ -132,7 +131,7 @@ TEST_F(WindowListTests, AListLeftBehindByAWindowManagerIsIgnored) {
     TestWindow listed = show({.frame = {100, 100, 200, 100}, .managed = true});
     TestWindow other = show({.frame = {0, 0, 80, 40}, .managed = true});
     const xcb_window_t root = Connection(server->displayName()).root();
-    const std::uint32_t sign = test::makeTopLevel(other, XCB_WINDOW_CLASS_INPUT_ONLY);
+    const std::uint32_t sign = test::makeWindow(other, root, XCB_WINDOW_CLASS_INPUT_ONLY);
     for (const std::uint32_t holder : {root, sign})
         setProperty(other, holder, "_NET_SUPPORTING_WM_CHECK", "WINDOW", cardinals({sign}));
     setProperty(other, root, "_NET_CLIENT_LIST", "WINDOW", cardinals({listed.id()}));
@@ -171,22 +170,21 @@ TEST_F(WindowListTests, FramesExcludeShadows) {
 
 TEST_F(WindowListTests, TitlesAreDecodedFromAllEncodings) {
     begin(false);
-    struct Case {
+    const struct {
         const char* property;
         const char* type;
         std::string bytes;
-        std::optional<std::string> title;
+        std::string title;
+    } cases[] = {
+        {"WM_NAME", "STRING", "Caf\xE9", "Café"},
+        {"WM_NAME", "COMPOUND_TEXT", "\x1b%Gнет\x1b%@ \xE9", "нет é"},
+        {"WM_NAME", "UTF8_STRING", "日本", "日本"},
+        {"_NET_WM_NAME", "UTF8_STRING", "", ""},
+        {"_NET_WM_NAME", "UTF8_STRING", "bad \xFF byte", "bad \uFFFD byte"},
+        {"_NET_WM_NAME", "UTF8_STRING", std::string(20000, 'x'), std::string(20000, 'x')},
     };
     TestWindow window = show({.frame = {0, 0, 80, 40}});
-    for (const auto& [property, type, bytes, title] : {
-             Case{"WM_NAME", "STRING", "Caf\xE9", "Café"},
-             Case{"WM_NAME", "COMPOUND_TEXT", "\x1b%Gнет\x1b%@ \xE9", "нет é"},
-             Case{"WM_NAME", "UTF8_STRING", "日本", "日本"},
-             Case{"_NET_WM_NAME", "UTF8_STRING", "", ""},
-             Case{"_NET_WM_NAME", "UTF8_STRING", "日本語 العربية 🎬", "日本語 العربية 🎬"},
-             Case{"_NET_WM_NAME", "UTF8_STRING", "bad \xFF byte", "bad \uFFFD byte"},
-             Case{"_NET_WM_NAME", "UTF8_STRING", std::string(20000, 'x'), std::string(20000, 'x')},
-         }) {
+    for (const auto& [property, type, bytes, title] : cases) {
         setProperty(window, window.id(), property, type, bytes);
         EXPECT_EQ(find(window.id())->title, title) << type;
     }
@@ -194,21 +192,19 @@ TEST_F(WindowListTests, TitlesAreDecodedFromAllEncodings) {
 
 TEST_F(WindowListTests, OwnersAreTheProcessesThatCreatedTheWindows) {
     begin(false);
-    std::array<int, 2> pipe{};
-    ASSERT_EQ(::pipe(pipe.data()), 0);
     const pid_t child = fork();
     if (child == 0) {
         // Killed at the end of the test.
         TestWindow window = show({.frame = {0, 0, 80, 40}});
         setProperty(window, window.id(), "_NET_WM_PID", "CARDINAL", cardinals({1}));
-        const xcb_window_t id = window.id();
-        if (write(pipe[1], &id, sizeof id) == sizeof id) pause();
-        _exit(1);
+        setProperty(window, window.id(), "WM_NAME", "STRING", std::string("ready"));
+        pause();
     }
-    xcb_window_t foreign = XCB_NONE;
-    close(pipe[1]);
-    EXPECT_EQ(read(pipe[0], &foreign, sizeof foreign), static_cast<ssize_t>(sizeof foreign));
-    close(pipe[0]);
+    ASSERT_TRUE(eventually([&] {
+        const auto all = list->windows();
+        return !all.empty() && all[0].title == "ready";
+    }));
+    const xcb_window_t foreign = ids().front();
     TestWindow own = show({.frame = {0, 0, 80, 40}});
     setProperty(own, own.id(), "WM_CLASS", "STRING", std::string("instance\0Class\0", 15));
 
