@@ -1,5 +1,5 @@
 #include "Linux/PipeWire/AudioSource.h"
-#include "Tests/Linux/PipeWire/Running.h"
+#include "Tests/Linux/PipeWire/SoundStage.h"
 #include "Tests/Stage/SoundServer.h"
 
 #include <gtest/gtest.h>
@@ -38,13 +38,12 @@ class AudioSourceTests : public testing::Test {
 std::unique_ptr<stage::SoundServer> AudioSourceTests::server;
 
 TEST_F(AudioSourceTests, SoundIsStampedWithTheTimeItIsAudible) {
-    struct Case {
+    struct {
         const char* playedOn;
         std::unique_ptr<SampleSource> source;
         std::vector<double> amplitudes;  // of the channels; a microphone's is the mean of both
-    };
-    Case cases[] = {{"spk", AudioSource::systemSound(), {0.5, 0.25}},
-                    {"micfeed", AudioSource::microphone("mic"), {(0.5 + 0.25) / 2}}};
+    } cases[] = {{"spk", AudioSource::systemSound(), {0.5, 0.25}},
+                 {"micfeed", AudioSource::microphone("mic"), {(0.5 + 0.25) / 2}}};
     for (auto& [playedOn, made, amplitudes] : cases) {
         Player player(playedOn);
         Running source(std::move(made));
@@ -62,17 +61,6 @@ TEST_F(AudioSourceTests, SoundIsStampedWithTheTimeItIsAudible) {
     }
 }
 
-TEST_F(AudioSourceTests, TwoSourcesRecordAtOnceWithoutMixing) {
-    Player speaker("spk");
-    Player feed("micfeed");
-    Running sound(AudioSource::systemSound());
-    Running microphone(AudioSource::microphone(std::nullopt));
-    speaker.beginTone(1000, 0.5);
-    feed.beginTone(700, 0.5);
-    EXPECT_TRUE(sound.awaitTone(1000));
-    EXPECT_TRUE(microphone.awaitTone(700));
-}
-
 TEST_F(AudioSourceTests, StopDeliversWhatWasCapturedUntilThen) {
     for (const bool ofMicrophone : {false, true}) {
         Running source(ofMicrophone ? AudioSource::microphone(std::nullopt) : AudioSource::systemSound());
@@ -86,44 +74,40 @@ TEST_F(AudioSourceTests, StopDeliversWhatWasCapturedUntilThen) {
     }
 }
 
-TEST_F(AudioSourceTests, SystemSoundFollowsTheDefaultOutput) {
-    Running source(AudioSource::systemSound());
-    const unsigned other = server->addSpeaker("other", "Other speaker");
-    server->setDefaultSink("other");
-    {
-        Player player("other");
-        player.beginTone(1500, 0.5);
-        EXPECT_TRUE(source.awaitTone(1500));
-    }
-    server->setDefaultSink("spk");
-    server->unloadModule(other);
-}
-
-TEST_F(AudioSourceTests, AnOutputThatFeedsAnotherIsStampedAsExactly) {
+TEST_F(AudioSourceTests, SystemSoundFollowsTheDefaultOutputAlsoWhereOneFeedsAnother) {
     const unsigned equalizer = server->addSpeaker("equalizer", "Equalizer");
+    Running source(AudioSource::systemSound());
     for (const std::string recorded : {"equalizer", "spk"}) {
         // One of the two drives the cycles of both, so that both cases occur whichever the server picks.
         const std::string other = recorded == "spk" ? "equalizer" : "spk";
         server->setDefaultSink(recorded);
         stage::runProgram({"pw-link", recorded + ":monitor_FL", other + ":playback_FL"});
         Player player(recorded);
-        Running source(AudioSource::systemSound());
+        player.beginTone(1500, 0.5);
+        EXPECT_TRUE(source.awaitTone(1500));
+        player.endTone();
         EXPECT_NEAR(playAndMeasure(player, source).front().onset, 0, 10) << recorded;
         stage::runProgram({"pw-link", "-d", recorded + ":monitor_FL", other + ":playback_FL"});
     }
     server->unloadModule(equalizer);
 }
 
-TEST_F(AudioSourceTests, AnUnknownMicrophoneIsReplacedByTheDefaultOne) {
+TEST_F(AudioSourceTests, SourcesRecordAtOnceAndAnUnknownMicrophoneIsReplacedByTheDefaultOne) {
     const auto second = server->addMicrophone("second", "Second microphone");
     server->setDefaultSource("mic");
-    Player feed("micfeed");
-    Player secondFeed("secondfeed");
-    feed.beginTone(500, 0.5);
-    secondFeed.beginTone(900, 0.5);
     {
+        Player speaker("spk");
+        Player feed("micfeed");
+        Player secondFeed("secondfeed");
+        speaker.beginTone(1300, 0.5);
+        feed.beginTone(500, 0.5);
+        secondFeed.beginTone(900, 0.5);
+        Running sound(AudioSource::systemSound());
+        Running standard(AudioSource::microphone(std::nullopt));
         Running unknown(AudioSource::microphone("not-there"));
         Running chosen(AudioSource::microphone("second"));
+        EXPECT_TRUE(sound.awaitTone(1300));
+        EXPECT_TRUE(standard.awaitTone(500));
         EXPECT_TRUE(unknown.awaitTone(500));
         EXPECT_TRUE(chosen.awaitTone(900));
     }
@@ -133,3 +117,11 @@ TEST_F(AudioSourceTests, AnUnknownMicrophoneIsReplacedByTheDefaultOne) {
 
 }  // namespace
 }  // namespace lumicrate::test
+
+// The thread sanitizer does not see how libpipewire, which is not instrumented, passes newly mapped memory to
+// its real-time thread.
+// NOLINTNEXTLINE(bugprone-reserved-identifier)
+extern "C" const char* __tsan_default_suppressions();
+const char* __tsan_default_suppressions() {  // NOLINT(bugprone-reserved-identifier)
+    return "race:pw_memblock_map";
+}

@@ -1,20 +1,17 @@
 // The lists of devices, queried once or followed.
 #include "Linux/PipeWire/AudioSource.h"
 #include "Linux/PipeWire/Devices.h"
-#include "Tests/Linux/PipeWire/Running.h"
+#include "Tests/Linux/PipeWire/SoundStage.h"
 #include "Tests/Stage/Await.h"
 #include "Tests/Stage/Session.h"
 #include "Tests/Stage/SoundServer.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <spa/param/video/format-utils.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 
 #include <atomic>
-#include <stdexcept>
-#include <thread>
 
 namespace lumicrate::test {
 namespace {
@@ -26,41 +23,6 @@ using namespace std::chrono_literals;
 using List = std::vector<CaptureDevice>;
 
 constexpr const char* unreachable = "No sound server can be reached.";
-
-/// A program that provides pictures as a camera does.
-class Camera {
- public:
-    Camera() {
-        const pipewire::Session::Lock lock(session_);
-        stream_.reset(pw_stream_new(session_.core(), "camera",
-                                    pw_properties_new(PW_KEY_MEDIA_CLASS, "Video/Source", PW_KEY_NODE_NAME,
-                                                      "camera", PW_KEY_NODE_DESCRIPTION, "Camera", nullptr)));
-        std::uint8_t memory[1024];
-        spa_pod_builder builder = SPA_POD_BUILDER_INIT(memory, sizeof memory);
-        spa_video_info_raw info{};
-        info.format = SPA_VIDEO_FORMAT_BGRx;
-        info.size = {640, 480};
-        info.framerate = {30, 1};
-        const spa_pod* parameters[] = {spa_format_video_raw_build(&builder, SPA_PARAM_EnumFormat, &info)};
-        if (pw_stream_connect(stream_.get(), PW_DIRECTION_OUTPUT, PW_ID_ANY, PW_STREAM_FLAG_NONE, parameters,
-                              1) < 0)
-            throw std::runtime_error("The camera cannot be connected");
-    }
-    ~Camera() {
-        const pipewire::Session::Lock lock(session_);
-        stream_.reset();
-    }
-    Camera(const Camera&) = delete;
-    Camera& operator=(const Camera&) = delete;
-
- private:
-    struct Destroy {
-        void operator()(pw_stream* stream) const { pw_stream_destroy(stream); }
-    };
-
-    pipewire::Session session_;
-    std::unique_ptr<pw_stream, Destroy> stream_;
-};
 
 class DevicesTests : public testing::Test {
  protected:
@@ -76,16 +38,13 @@ class DevicesTests : public testing::Test {
             [&, seen = -1]() mutable { return std::exchange(seen, changes) != changes && holds(); }, timeout,
             5ms);
     }
-    void awaitMicrophones(const List& expected) {
-        await([&] { return followed.microphones() == expected; });
-        EXPECT_EQ(followed.microphones(), expected);
-        EXPECT_EQ(queried.microphones(), expected);
+    void await(List (Devices::*list)() const, const List& expected) {
+        await([&] { return (followed.*list)() == expected; });
+        EXPECT_EQ((followed.*list)(), expected);
+        EXPECT_EQ((queried.*list)(), expected);
     }
-    void awaitCameras(const List& expected) {
-        await([&] { return followed.cameras() == expected; });
-        EXPECT_EQ(followed.cameras(), expected);
-        EXPECT_EQ(queried.cameras(), expected);
-    }
+    void awaitMicrophones(const List& expected) { await(&Devices::microphones, expected); }
+    void awaitCameras(const List& expected) { await(&Devices::cameras, expected); }
 
     const CaptureDevice microphone{"mic", "Microphone"};
     const CaptureDevice headset{"headset", "A headset"};
@@ -112,10 +71,11 @@ TEST_F(DevicesTests, DevicesDefaultsAndTheServerAreFollowed) {
     awaitMicrophones({headset, microphone});
     server.unloadModule(added.source);
     awaitMicrophones({microphone});
-    {
-        const Camera camera;
-        awaitCameras({{"camera", "Camera"}});
-    }
+    stage::runProgram({"pw-cli", "create-node", "adapter",
+                       "{ factory.name=support.null-audio-sink media.class=Video/Source node.name=camera "
+                       "node.description=Camera object.linger=true }"});
+    awaitCameras({{"camera", "Camera"}});
+    stage::runProgram({"pw-cli", "destroy", "camera"});
     awaitCameras({});
 
     server.kill();

@@ -3,11 +3,9 @@
 
 #include "Support/Executor.h"
 #include "Support/MediaTime.h"
+#include "Tests/Stage/Await.h"
 
-#include <chrono>
-#include <condition_variable>
 #include <deque>
-#include <functional>
 #include <mutex>
 #include <stdexcept>
 #include <utility>
@@ -20,36 +18,41 @@ class MainQueue final : public Executor {
     void post(Work work) override {
         const std::lock_guard lock(mutex_);
         work_.push_back(std::move(work));
-        arrived_.notify_all();
     }
     TimerId after(std::chrono::nanoseconds, Work) override { throw std::logic_error("no timers here"); }
     void cancel(TimerId) override {}
 
     /// Runs posted work until the condition holds; false on timeout.
-    bool runUntil(const std::function<bool()>& reached,
-                  std::chrono::seconds timeout = std::chrono::seconds(30)) {
-        const auto deadline = std::chrono::steady_clock::now() + timeout;
-        while (!reached()) {
-            Work next;
-            {
-                std::unique_lock lock(mutex_);
-                if (!arrived_.wait_until(lock, deadline, [this] { return !work_.empty(); })) return false;
-                next = std::exchange(work_.front(), nullptr);
-                work_.pop_front();
-            }
-            next();
-        }
-        return true;
+    template <class Condition>
+    bool runUntil(Condition reached, std::chrono::seconds timeout = std::chrono::seconds(30)) {
+        return stage::eventually(
+            [&] {
+                while (!reached())
+                    if (!runOne()) return false;
+                return true;
+            },
+            timeout);
     }
     /// Waits until something has been posted, without running it.
     bool waitForWork() {
-        std::unique_lock lock(mutex_);
-        return arrived_.wait_for(lock, std::chrono::seconds(30), [this] { return !work_.empty(); });
+        return stage::eventually([this] {
+            const std::lock_guard lock(mutex_);
+            return !work_.empty();
+        });
     }
 
  private:
+    bool runOne() {
+        std::unique_lock lock(mutex_);
+        if (work_.empty()) return false;
+        const Work next = std::exchange(work_.front(), nullptr);
+        work_.pop_front();
+        lock.unlock();
+        next();
+        return true;
+    }
+
     std::mutex mutex_;
-    std::condition_variable arrived_;
     std::deque<Work> work_;
 };
 
