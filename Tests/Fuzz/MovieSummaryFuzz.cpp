@@ -11,23 +11,6 @@ namespace {
 
 using namespace isobmff;
 
-/// Limits the number of bytes read: the reader may read a byte twice, but not over and over.
-class CountedFile final : public ByteSource {
- public:
-    explicit CountedFile(const ByteSource& file) : file_(file) {}
-
-    std::uint64_t size() const override { return file_.size(); }
-    bool read(std::uint64_t offset, std::span<std::uint8_t> into) const override {
-        bytesRead_ += into.size();
-        check(bytesRead_ <= 64 * size() + 65536, "few bytes are read repeatedly");
-        return file_.read(offset, into);
-    }
-
- private:
-    const ByteSource& file_;
-    mutable std::uint64_t bytesRead_ = 0;
-};
-
 bool isSensible(double value) {
     return std::isfinite(value) && value >= 0 && value <= 1e12;
 }
@@ -48,7 +31,10 @@ void checkSummary(const MovieSummary& movie) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     using namespace lumicrate;
     const isobmff::test::MemoryFile file(std::vector<std::uint8_t>(data, data + size));
-    const auto reading = isobmff::readMovieSummary(fuzz::CountedFile(file));
+    const isobmff::test::CountedFile counted(file);
+    const auto reading = isobmff::readMovieSummary(counted);
+    // The reader may read a byte twice, but not over and over.
+    fuzz::check(counted.bytesRead <= 64 * size + 65536, "few bytes are read repeatedly");
     if (const auto* movie = std::get_if<isobmff::MovieSummary>(&reading)) fuzz::checkSummary(*movie);
     return 0;
 }

@@ -7,7 +7,6 @@
 #include "Tests/Linux/Media/IsoBmff/SimulatedRecording.h"
 
 #include <algorithm>
-#include <numeric>
 
 namespace lumicrate::fuzz {
 
@@ -16,89 +15,44 @@ namespace {
 using namespace isobmff;
 using isobmff::test::MemoryFile;
 
-/// The sample table of one track in an index.
-struct TableEntries {
-    std::vector<std::uint64_t> sizes;
-    std::uint64_t durations = 0;  ///< number of samples with a duration
+void checkDescription(const MovieDescription& description) {
+    const auto bytes = makeEmptyIndex(description);
+    const EmptyIndex again = readEmptyIndex(description.brand, BoxReader(bytes).box("moov"));
+    check(again.description == description, "a description is read as written");
+}
+
+/// The sample tables of the index hold every sample, and each has a duration.
+void checkTables(BoxReader trak, const SampleTable& samples) {
+    const BoxReader stbl = trak.child("mdia").child("minf").child("stbl");
+    BoxReader sizes = stbl.child("stsz");
+    sizes.skip(8);
+    check(sizes.u32() == samples.sampleCount(), "every sample is in the index");
+    BoxReader durations = stbl.child("stts");
+    durations.skip(4);
+    std::uint64_t count = 0;
     std::uint64_t ticks = 0;
-    std::vector<std::uint64_t> keys;
-    std::vector<std::uint64_t> chunkSamples;  ///< of each chunk
-    std::vector<std::uint64_t> chunkOffsets;
-};
-
-/// The numbers of a table behind version, flags, `skipped` bytes and the count; `columns` in each row.
-std::vector<std::uint64_t> readNumbers(const BoxReader& stbl, std::string_view type, std::size_t columns = 1,
-                                       std::size_t skipped = 0) {
-    BoxReader box = stbl.child(type);
-    box.skip(4 + skipped);
-    std::vector<std::uint64_t> numbers(box.u32() * columns);
-    for (std::uint64_t& each : numbers)
-        each = box.wide(type == "co64");
-    return numbers;
-}
-
-TableEntries readTable(const BoxReader& stbl) {
-    TableEntries table;
-    table.sizes = readNumbers(stbl, "stsz", 1, 4);
-    const auto durations = readNumbers(stbl, "stts", 2);
-    for (std::size_t i = 0; i < durations.size(); i += 2) {
-        table.durations += durations[i];
-        table.ticks += durations[i] * durations[i + 1];
+    for (std::uint32_t rows = durations.u32(); rows > 0; --rows) {
+        const std::uint64_t run = durations.u32();
+        count += run;
+        ticks += run * durations.u32();
     }
-    if (stbl.find("stss")) table.keys = readNumbers(stbl, "stss");
-    table.chunkOffsets = readNumbers(stbl, stbl.find("co64") ? "co64" : "stco");
-    const auto runs = readNumbers(stbl, "stsc", 3);
-    for (std::size_t i = 0; i < runs.size(); i += 3) {
-        const std::uint64_t next = i + 3 < runs.size() ? runs[i + 3] : table.chunkOffsets.size() + 1;
-        table.chunkSamples.resize(next - 1, runs[i + 1]);
-    }
-    return table;
-}
-
-void checkTable(const TableEntries& table, const SampleTable& samples, const UnfinishedMovie& movie) {
-    check(table.sizes.size() == samples.sampleCount(), "every sample is in the index");
-    check(table.durations == table.sizes.size(), "every sample has a duration");
-    check(table.ticks == samples.duration(), "the durations add up to the track's");
-    check(
-        std::adjacent_find(table.keys.begin(), table.keys.end(), std::greater_equal<>()) == table.keys.end(),
-        "the numbers of key samples increase");
-    check(table.keys.empty() || (table.keys.front() >= 1 && table.keys.back() <= table.sizes.size()),
-          "key samples are samples");
-    check(std::accumulate(table.chunkSamples.begin(), table.chunkSamples.end(), std::uint64_t{0}) ==
-              table.sizes.size(),
-          "every sample lies in a chunk");
-    std::size_t sample = 0;
-    std::uint64_t last = movie.layout.media;
-    for (std::size_t i = 0; i < table.chunkOffsets.size(); ++i) {
-        check(table.chunkOffsets[i] >= last, "chunks are in order, behind the room");
-        last = table.chunkOffsets[i];
-        for (const std::uint64_t end = sample + table.chunkSamples[i]; sample < end; ++sample)
-            last += table.sizes[sample];
-    }
-    check(last <= movie.mediaEnd, "all samples lie within the media");
+    check(count == samples.sampleCount(), "every sample has a duration");
+    check(ticks == samples.duration(), "the durations add up to the track's");
 }
 
 void checkIndex(const UnfinishedMovie& movie) {
     const auto bytes = makeIndex(movie.description, movie.tracks, 0);
     BoxReader moov = BoxReader(bytes).box("moov");
-    std::size_t track = 0;
+    auto track = movie.tracks.begin();
     while (moov.remaining() > 0) {
         const Box next = moov.box();
         if (next.type != fourCC("trak")) continue;
-        while (movie.tracks[track].isEmpty())
+        while (track->isEmpty())
             ++track;
-        const BoxReader stbl = next.content.child("mdia").child("minf").child("stbl");
-        checkTable(readTable(stbl), movie.tracks[track], movie);
-        ++track;
+        checkTables(next.content, *track++);
     }
-    while (track < movie.tracks.size())
-        check(movie.tracks[track++].isEmpty(), "every track with samples is in the index");
-}
-
-void checkDescription(const MovieDescription& description) {
-    const auto bytes = makeEmptyIndex(description);
-    const EmptyIndex again = readEmptyIndex(description.brand, BoxReader(bytes).box("moov"));
-    check(again.description == description, "a description is read as written");
+    check(std::all_of(track, movie.tracks.end(), [](const SampleTable& each) { return each.isEmpty(); }),
+          "every track with samples is in the index");
 }
 
 void checkFinishing(const UnfinishedMovie& movie, MemoryFile file) {

@@ -4,9 +4,7 @@
 //
 // Players forgive much, each of them something else. This accepts only what the standards allow and this
 // program promises: H.264 or HEVC in BT.709 without reordered pictures, parameter sets in the sample entry,
-// sound in AAC. It reads plain files, with one index of all samples, and fragmented ones. What the decoders
-// find out themselves, such as a wrong picture size in a parameter set, is left to MovieProbe and
-// OtherPrograms.
+// sound in AAC. It reads plain and fragmented files. What decoders find out is left to MovieProbe.
 #pragma once
 
 #include <cstdint>
@@ -60,8 +58,8 @@ MovieBoxes readMovieBoxes(const std::filesystem::path& file, Ending ending = End
 // Nothing if the file is right.
 std::vector<std::string> faultsOf(const std::filesystem::path& file, Ending ending = Ending::Whole);
 
-// Differences between the samples of two files: bytes, times (to a tick), and durations except those of each
-// track's last sample, which may not have been known yet. Ignores tracks without samples.
+// Which samples of two files differ: in bytes, times (to a tick), or durations except those of each track's
+// last sample, which may not have been known yet. Ignores tracks without samples.
 std::vector<std::string> differencesOf(const MovieBoxes& one, const MovieBoxes& other);
 
 }  // namespace lumicrate::stage

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
-#include <cstdio>
 #include <functional>
 #include <sstream>
 
@@ -104,37 +103,6 @@ std::vector<std::string> refusalsOf(const std::filesystem::path& file) {
     const auto played = play(file);
     if (!wasPlayedToTheEnd(played)) refusals.push_back("mpv: " + played.everything());
     return refusals;
-}
-
-std::vector<Atom> atomsOf(const std::filesystem::path& file) {
-    const std::string head = "Atom ";
-    constexpr std::size_t typeLength = 4;
-    const auto run = runToEnd({"AtomicParsley", file.string(), "-T"});
-    std::vector<Atom> atoms;
-    for (const std::string& line : linesOf(run.output)) {
-        const auto begin = line.find(head);
-        if (begin == std::string::npos) continue;
-        const std::string rest = line.substr(begin + head.size());
-        unsigned long long offset = 0;
-        unsigned long long size = 0;
-        if (std::sscanf(rest.c_str() + std::min(typeLength, rest.size()), " @ %llu of size: %llu", &offset,
-                        &size) == 2)
-            atoms.push_back({rest.substr(0, typeLength), offset, size});
-    }
-    return atoms;
-}
-
-std::vector<std::string> boxTypesOf(const std::filesystem::path& file) {
-    const std::string label = " Name:";
-    const auto run = runToEnd({"mediainfo", "--Details=1", file.string()});
-    std::vector<std::string> types;
-    for (const std::string& line : linesOf(run.output)) {
-        const auto labelled = line.find(label);
-        if (labelled == std::string::npos) continue;
-        const auto type = line.find_first_not_of(' ', labelled + label.size());
-        if (type != std::string::npos) types.push_back(line.substr(type));
-    }
-    return types;
 }
 
 }  // namespace lumicrate::stage

@@ -21,8 +21,6 @@ namespace lumicrate::media::test {
 
 namespace {
 
-constexpr uid_t nobody = 65534;
-
 std::string outcome(const std::function<std::string()>& body) {
     try {
         return body();
@@ -102,10 +100,6 @@ bool mountSmallFileSystem(const std::filesystem::path& folder, std::uint64_t byt
     const std::string options = "size=" + std::to_string(bytes);
     return leaveNamespaces() && mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0 &&
            mount("small", folder.c_str(), "tmpfs", 0, options.c_str()) == 0;
-}
-
-void dropPrivileges() {
-    if (geteuid() == 0 && seteuid(nobody) != 0) throw std::runtime_error("privileges stay");
 }
 
 }  // namespace lumicrate::media::test

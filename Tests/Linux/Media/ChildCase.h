@@ -33,7 +33,4 @@ void refuse(const Refusal& refusal);
 /// Mounts a file system of `bytes` at `folder`, visible to this process only; false if it may not mount.
 bool mountSmallFileSystem(const std::filesystem::path& folder, std::uint64_t bytes);
 
-/// From now on this process is not root, so folder permissions apply to it.
-void dropPrivileges();
-
 }  // namespace lumicrate::media::test

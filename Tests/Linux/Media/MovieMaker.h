@@ -7,8 +7,12 @@
 #include "Support/Error.h"
 #include "Tests/Linux/Media/TestPicture.h"
 #include "Tests/Linux/TemporaryFolder.h"
+#include "Tests/Stage/MovieProbe.h"
+
+#include <sys/resource.h>
 
 #include <chrono>
+#include <csignal>
 #include <filesystem>
 #include <future>
 #include <memory>
@@ -36,16 +40,11 @@ inline SCStreamFrameInfo frameInfo(std::uint64_t sequence, std::vector<PixelRect
     return {SCFrameStatus::complete, sequence, std::move(dirty)};
 }
 
-inline CMSampleBuffer frame(CMTime time, std::shared_ptr<const CVPixelBuffer> picture) {
+inline CMSampleBuffer frame(CMTime time, std::shared_ptr<const CVPixelBuffer> picture,
+                            std::optional<SCStreamFrameInfo> info = std::nullopt) {
     CMSampleBuffer sample;
     sample.timing.presentationTimeStamp = time;
     sample.imageBuffer = std::move(picture);
-    return sample;
-}
-
-inline CMSampleBuffer frame(CMTime time, std::shared_ptr<const CVPixelBuffer> picture,
-                            SCStreamFrameInfo info) {
-    CMSampleBuffer sample = frame(time, std::move(picture));
     sample.frameInfo = std::move(info);
     return sample;
 }
@@ -65,6 +64,26 @@ inline CMSampleBuffer sound(CMTime time, const std::vector<float>& mono, int cha
     sample.audio->buffers.push_back(std::move(bytes));
     return sample;
 }
+
+/// Limits the size of the process's files while it lives, like a full disk.
+class FullDisk {
+ public:
+    explicit FullDisk(rlim_t bytes) : handler_(std::signal(SIGXFSZ, SIG_IGN)) {
+        getrlimit(RLIMIT_FSIZE, &before_);
+        const rlimit limit{bytes, before_.rlim_max};
+        setrlimit(RLIMIT_FSIZE, &limit);
+    }
+    FullDisk(const FullDisk&) = delete;
+    FullDisk& operator=(const FullDisk&) = delete;
+    ~FullDisk() {
+        setrlimit(RLIMIT_FSIZE, &before_);
+        std::signal(SIGXFSZ, handler_);
+    }
+
+ private:
+    rlimit before_{};
+    void (*handler_)(int);
+};
 
 class MovieMaker {
  public:
@@ -102,6 +121,11 @@ class MovieMaker {
         writer_->finishWriting([&done] { done.set_value(); });
         done.get_future().wait();
         return writer_->status();
+    }
+    /// The movie, which must be complete.
+    stage::MovieProbe finished() {
+        if (finish() != AVAssetWriterStatus::completed) std::rethrow_exception(writer_->error());
+        return stage::MovieProbe(path_);
     }
 
     AVAssetWriter& writer() { return *writer_; }

@@ -25,12 +25,8 @@ void TestPicture::expose() {
     chroma = chromaBytes_.data();
 }
 
-PixelRect TestPicture::inside(const PixelRect& rect) const {
-    return rect.intersection({0, 0, width, height});
-}
-
 void TestPicture::fill(const PixelRect& rect, int y, int cb, int cr) {
-    const PixelRect part = inside(rect);
+    const PixelRect part = rect.intersection({0, 0, width, height});
     for (int row = part.y; row < part.maxY(); ++row) {
         for (int column = part.x; column < part.maxX(); ++column) {
             lumaBytes_[static_cast<std::size_t>(row * lumaStride + column)] = static_cast<std::uint8_t>(y);
@@ -62,13 +58,11 @@ void TestPicture::print(const PixelRect& rect, unsigned seed) {
 }
 
 void TestPicture::noise(const PixelRect& rect, unsigned seed) {
-    const PixelRect part = inside(rect);
     std::mt19937 random(seed);
-    for (int row = part.y; row < part.maxY(); ++row) {
-        for (int column = part.x; column < part.maxX(); ++column) {
+    for (int row = rect.y; row < rect.maxY(); ++row) {
+        for (int column = rect.x; column < rect.maxX(); ++column)
             lumaBytes_[static_cast<std::size_t>(row * lumaStride + column)] =
                 static_cast<std::uint8_t>(16 + random() % 220);
-        }
     }
 }
 
@@ -83,10 +77,6 @@ double psnr(const CVPixelBuffer& source, const stage::Picture& decoded, const Pi
     }
     const double mean = std::max(squares / static_cast<double>(rect.area()), 1e-9);
     return 10 * std::log10(255 * 255 / mean);
-}
-
-double psnr(const CVPixelBuffer& source, const stage::Picture& decoded) {
-    return psnr(source, decoded, {0, 0, source.width, source.height});
 }
 
 }  // namespace lumicrate::test

@@ -21,11 +21,10 @@ class TestPicture final : public CVPixelBuffer {
     void fill(const PixelRect& rect, int y, int cb, int cr);
     /// Black-on-white strokes of one or two pixels, as dense as small text, different for each `seed`.
     void print(const PixelRect& rect, unsigned seed);
-    /// Random luma samples.
+    /// Random luma samples within the picture.
     void noise(const PixelRect& rect, unsigned seed);
 
  private:
-    PixelRect inside(const PixelRect& rect) const;
     void expose();
 
     std::vector<std::uint8_t> lumaBytes_;
@@ -34,6 +33,8 @@ class TestPicture final : public CVPixelBuffer {
 
 /// Peak signal-to-noise ratio of the luma of a decoded picture, or a part of it, in dB.
 double psnr(const CVPixelBuffer& source, const stage::Picture& decoded, const PixelRect& rect);
-double psnr(const CVPixelBuffer& source, const stage::Picture& decoded);
+inline double psnr(const CVPixelBuffer& source, const stage::Picture& decoded) {
+    return psnr(source, decoded, {0, 0, source.width, source.height});
+}
 
 }  // namespace lumicrate::test

@@ -17,32 +17,29 @@ class SampleTables {
         for (const Row& row : rowsOf(stbl_.child("stsz"), {4}, faults_, 8)) {
             track_.samples.push_back({});
             track_.samples.back().size = static_cast<std::uint32_t>(row[0]);
-            faults_.require(row[0] > 0, stbl_, "has a sample without bytes");
+            require(row[0] > 0, "has a sample without bytes");
         }
         readDurations();
         readSync();
         readPlaces();
-        const Box* sgpd = stbl_.child("sgpd");
         const Box* sbgp = stbl_.child("sbgp");
         // A decoder of AAC must begin one sample before what is heard.
-        faults_.require((sgpd == nullptr) == track_.isVideo(), stbl_, "lacks the roll group of sound");
-        faults_.require((sbgp == nullptr) == (track_.isVideo() || track_.samples.empty()), stbl_,
-                        "doesn't have its samples in the roll group");
+        require((stbl_.child("sgpd") == nullptr) == track_.isVideo(), "lacks the roll group of sound");
+        require((sbgp == nullptr) == (track_.isVideo() || track_.samples.empty()), "lacks a roll group");
         if (sbgp != nullptr) requireAll(sbgp->field("count"));
     }
 
  private:
+    void require(bool isRight, const char* what) { faults_.require(isRight, stbl_, what); }
     void requireAll(std::uint64_t count) {
-        faults_.require(count == track_.samples.size(), stbl_,
-                        "has " + std::to_string(track_.samples.size()) + " samples, but a table for " +
-                            std::to_string(count));
+        require(count == track_.samples.size(), "has a table for another number of samples");
     }
 
     void readDurations() {
         std::size_t next = 0;
         std::uint64_t count = 0;
         for (const Row& row : rowsOf(stbl_.child("stts"), {4, 4}, faults_)) {
-            faults_.require(row[0] > 0, stbl_, "has durations of no sample");
+            require(row[0] > 0, "has durations of no sample");
             for (std::uint64_t i = 0; i < row[0] && next < track_.samples.size(); ++i, ++next) {
                 track_.samples[next].duration = static_cast<std::uint32_t>(row[1]);
                 track_.samples[next].mediaTime = static_cast<std::int64_t>(track_.nextTime);
@@ -51,8 +48,7 @@ class SampleTables {
             count += row[0];
         }
         requireAll(count);
-        faults_.require(track_.nextTime == track_.mediaDuration, stbl_,
-                        "has other durations in total than the media's header");
+        require(track_.nextTime == track_.mediaDuration, "has another duration than the media's header");
     }
 
     void readSync() {
@@ -62,7 +58,7 @@ class SampleTables {
         std::uint64_t last = 0;
         for (const Row& row : rowsOf(stss, {4}, faults_)) {
             const bool follows = row[0] > last && row[0] <= track_.samples.size();
-            faults_.require(follows, stbl_, "lists sync samples out of order");
+            require(follows, "lists sync samples out of order");
             if (follows) track_.samples[static_cast<std::size_t>(row[0] - 1)].isSync = true;
             last = row[0];
         }
@@ -71,8 +67,7 @@ class SampleTables {
     void readPlaces() {
         const Box* stco = stbl_.child("stco");
         const Box* co64 = stbl_.child("co64");
-        faults_.require((stco == nullptr) != (co64 == nullptr), stbl_,
-                        "doesn't have one of “stco” and “co64”");
+        require((stco == nullptr) != (co64 == nullptr), "doesn't have one of “stco” and “co64”");
         const std::vector<Row> offsets =
             stco != nullptr ? rowsOf(stco, {4}, faults_) : rowsOf(co64, {8}, faults_);
         const std::vector<Row> runs = rowsOf(stbl_.child("stsc"), {4, 4, 4}, faults_);
@@ -81,7 +76,7 @@ class SampleTables {
             const std::uint64_t end = i + 1 < runs.size() ? runs[i + 1][0] : offsets.size() + 1;
             const bool isInOrder =
                 (i > 0 || runs[i][0] == 1) && runs[i][0] < end && end <= offsets.size() + 1;
-            faults_.require(isInOrder && runs[i][1] > 0 && runs[i][2] == 1, stbl_, "has impossible chunks");
+            require(isInOrder && runs[i][1] > 0 && runs[i][2] == 1, "has impossible chunks");
             for (std::uint64_t chunk = runs[i][0]; isInOrder && chunk < end; ++chunk) {
                 std::uint64_t place = offsets[static_cast<std::size_t>(chunk - 1)][0];
                 const std::uint64_t next = placed + runs[i][1];
@@ -125,15 +120,12 @@ class Fragment {
                 faults_.add(*traf, "is for no track, or incomplete");
                 continue;
             }
-            faults_.require(tfdt->field("time") >= track->nextTime, *tfdt,
-                            "begins before the last samples end");
+            faults_.require(tfdt->field("time") >= track->nextTime, *tfdt, "begins too early");
             track->nextTime = tfdt->field("time");
             faults_.within(*trun, [&] { readRun(*trun, *track); });
             const Box* sbgp = traf->child("sbgp");
-            faults_.require(track->isVideo()
-                                ? sbgp == nullptr
-                                : sbgp != nullptr && sbgp->field("count") == trun->field("count"),
-                            *traf, "doesn't have its samples in the roll group");
+            const bool isInGroup = sbgp != nullptr && sbgp->field("count") == trun->field("count");
+            faults_.require(track->isVideo() ? sbgp == nullptr : isInGroup, *traf, "lacks the roll group");
         }
     }
 
@@ -141,9 +133,8 @@ class Fragment {
     void readRun(const Box& trun, TrackFacts& track) {
         const std::uint64_t flags = trun.field("flags");
         const bool hasDurations = (flags & 0x100) != 0;
-        faults_.require(
-            (flags & ~0x100U) == (track.isVideo() ? 0x601 : 0x201) && (hasDurations || !track.isVideo()),
-            trun, "has other fields");
+        const bool hasFields = (flags & ~0x100U) == (track.isVideo() ? 0x601 : 0x201);
+        faults_.require(hasFields && (hasDurations || !track.isVideo()), trun, "has other fields");
         std::uint64_t place = moof_.offset + trun.field("offset");
         const std::uint64_t count = trun.field("count");
         const std::size_t rowSize = 4U + (hasDurations ? 4 : 0) + (track.isVideo() ? 4 : 0);
@@ -161,13 +152,11 @@ class Fragment {
             sample.offset = std::exchange(place, place + sample.size);
             sample.mediaTime = static_cast<std::int64_t>(track.nextTime);
             track.nextTime += sample.duration;
-            faults_.require(sampleFlags == syncFlags || sampleFlags == otherFlags, trun,
-                            "has other sample flags");
-            faults_.require(sample.size > 0 && sample.duration > 0, trun,
-                            "has a sample without bytes or duration");
-            faults_.require(
-                mdat_ != nullptr && sample.offset >= mdat_->contentOffset() && place <= mdat_->end(), trun,
-                "has a sample outside the media that follows its fragment");
+            faults_.require(sample.isSync || sampleFlags == otherFlags, trun, "has other sample flags");
+            faults_.require(sample.size > 0 && sample.duration > 0, trun, "has an empty sample");
+            const bool isInside =
+                mdat_ != nullptr && sample.offset >= mdat_->contentOffset() && place <= mdat_->end();
+            faults_.require(isInside, trun, "has a sample outside the media that follows its fragment");
             track.samples.push_back(sample);
         }
     }
@@ -220,8 +209,8 @@ std::vector<Row> rowsOf(const Box* table, const std::vector<std::size_t>& widths
     faults.within(*table, [&] {
         Bytes bytes(table->content);
         const std::uint32_t version = bytes.u32();
-        faults.require(version == 0 || (version == 1U << 24 && table->type == "elst"), *table,
-                       "has a version or flags");
+        const bool isPlain = version == 0 || (version == 1U << 24 && table->type == "elst");
+        faults.require(isPlain, *table, "has a version or flags");
         for (; lead > 4; lead -= 4)
             faults.require(bytes.u32() == 0, *table, "has one value for all rows");
         const std::uint64_t count = bytes.u32();
@@ -248,10 +237,10 @@ void readFragments(const Box& whole, bool mayBeCutOff, std::vector<TrackFacts>& 
     if (mvex == nullptr) return;
     for (const Box* trex : mvex->all("trex")) {
         TrackFacts* track = trackOf(tracks, trex);
-        faults.require(track != nullptr && track->defaults == nullptr &&
-                           trex->field("flags") == (track->isVideo() ? otherFlags : syncFlags) &&
-                           trex->field("duration") == (track->isVideo() ? 0 : 1024),
-                       *trex, "is for no track, or not what its samples need");
+        const bool fits = track != nullptr && track->defaults == nullptr &&
+                          trex->field("flags") == (track->isVideo() ? otherFlags : syncFlags) &&
+                          trex->field("duration") == (track->isVideo() ? 0 : 1024);
+        faults.require(fits, *trex, "is for no track, or not what its samples need");
         if (track != nullptr) track->defaults = trex;
     }
     for (const TrackFacts& track : tracks)
@@ -287,9 +276,9 @@ void examineMedia(const Box& whole, ByteSpan file, std::vector<TrackFacts>& trac
             ranges.emplace_back(sample.offset, end);
             const ByteSpan bytes = file.subspan(static_cast<std::size_t>(sample.offset), sample.size);
             sample.hash = hashOf(bytes);
-            const std::string fault = track.isVideo()
-                                          ? judgePicture(bytes, track.coding == "avc1", sample.isSync)
-                                          : judgeSound(sample, track);
+            const bool isAvc = track.coding == "avc1";
+            const std::string fault =
+                track.isVideo() ? judgePicture(bytes, isAvc, sample.isSync) : judgeSound(sample, track);
             faults.require(fault.empty(), *track.trak, name + fault);
         }
     }

@@ -15,38 +15,23 @@ std::string letters(std::uint64_t number) {
     return text;
 }
 
-std::string readName(const Box& hdlr, bool isCounted, Faults& faults) {
-    Bytes bytes(hdlr.content.subspan(std::min<std::size_t>(hdlr.content.size(), 24)));
-    std::string name = bytes.text(isCounted ? bytes.u8() : bytes.left());
-    if (isCounted) {
-        faults.require(bytes.left() == 0, hdlr, "has a name of another length than its count");
-    } else {
-        faults.require(!name.empty() && name.find('\0') == name.size() - 1, hdlr,
-                       "has a name that doesn't end with the box");
-        name.resize(name.empty() ? 0 : name.size() - 1);
-    }
-    return name;
-}
-
 void examineEntry(const Box& stsd, TrackFacts& track, const Box& tkhd, Faults& faults) {
-    faults.require(stsd.children.size() == 1, stsd, "doesn't have exactly one entry");
-    if (stsd.children.empty()) return;
+    if (stsd.children.size() != 1) return faults.add(stsd, "doesn't have exactly one entry");
     const Box& entry = stsd.children.front();
     track.coding = entry.type;
     faults.require((entry.type == "mp4a") != track.isVideo(), stsd, "has samples of another kind");
-    faults.require(tkhd.field("width") == entry.field("width") << 16 &&
-                       tkhd.field("height") == entry.field("height") << 16,
-                   tkhd, "has another size than the pictures");
+    for (const char* side : {"width", "height"})
+        faults.require(tkhd.field(side) == entry.field(side) << 16, tkhd,
+                       "has another size than the pictures");
     if (const Box* avcC = entry.child("avcC"))
         faults.require(avcC->field("profile") == avcC->field("sequence"), *avcC,
-                       "differs from its parameter set");
+                       "differs from its parameters");
     const Box* esds = entry.find(entry.child("wave") != nullptr ? "wave/esds" : "esds");
     if (esds == nullptr) return;
     // Five bits: AAC of low complexity; four: the sample rate, 3 for 48 kHz; four: channels; three: zero.
     const std::uint64_t expected = 2 << 11 | 3 << 7 | entry.field("channels") << 3;
-    faults.require(
-        esds->field("configuration") == expected && entry.field("rate") == 48000 && track.timescale == 48000,
-        *esds, "has another format than its entry or the track");
+    faults.require(esds->field("configuration") == expected, *esds, "has another format than its entry");
+    faults.require(entry.field("rate") == 48000 && track.timescale == 48000, entry, "has another rate");
     faults.require(esds->field("average") == esds->field("maximum"), *esds, "has two bit rates");
 }
 
@@ -102,22 +87,22 @@ TrackFacts examineTrack(const Box& trak, const MovieForm& form, Faults& faults) 
     if (tkhd == nullptr || mdhd == nullptr || hdlr == nullptr || minf == nullptr) return track;
     track.id = tkhd->field("id");
     track.handler = letters(hdlr->field("handler"));
+    track.name.assign(hdlr->content.begin(), hdlr->content.end());
     track.trackDuration = tkhd->field("duration");
     track.timescale = mdhd->field("timescale");
     track.mediaDuration = mdhd->field("duration");
     faults.require(track.isVideo() || track.handler == "soun", *hdlr, "is of an unknown kind");
     faults.require(tkhd->field("volume") == (track.isVideo() ? 0 : 0x100), *tkhd, "has a wrong volume");
     faults.require(track.timescale != 0, *mdhd, "has no time scale");
-    faults.require(minf->child(track.isVideo() ? "vmhd" : "smhd") != nullptr &&
-                       minf->child(track.isVideo() ? "smhd" : "vmhd") == nullptr,
-                   *minf, "doesn't have the header of its handler");
-    faults.within(*hdlr, [&] { track.name = readName(*hdlr, form.isQuickTime, faults); });
+    const bool hasHeader = minf->child(track.isVideo() ? "vmhd" : "smhd") != nullptr &&
+                           minf->child(track.isVideo() ? "smhd" : "vmhd") == nullptr;
+    faults.require(hasHeader, *minf, "doesn't have the header of its handler");
     if (form.isQuickTime) {
-        faults.require(letters(hdlr->field("component")) == "mhlr", *hdlr, "isn't a media handler");
         const Box* data = minf->child("hdlr");
-        faults.require(data != nullptr && letters(data->field("component")) == "dhlr" &&
-                           letters(data->field("handler")) == "url ",
-                       *minf, "has no data handler");
+        const bool hasHandlers = letters(hdlr->field("component")) == "mhlr" && data != nullptr &&
+                                 letters(data->field("component")) == "dhlr" &&
+                                 letters(data->field("handler")) == "url ";
+        faults.require(hasHandlers, *minf, "lacks a handler of the media or the data");
     }
     if (const Box* stsd = minf->find("stbl/stsd")) examineEntry(*stsd, track, *tkhd, faults);
     if (const Box* elst = trak.find("edts/elst")) readEdits(*elst, track, faults);

@@ -1,5 +1,6 @@
-#include "Linux/Media/Editing/Libav.h"
 #include "Linux/Media/Editing/ParallelAacEncoder.h"
+#include "Tests/Linux/TemporaryFolder.h"
+#include "Tests/Stage/MovieProbe.h"
 
 #include <gtest/gtest.h>
 
@@ -51,28 +52,14 @@ TEST(ParallelAacEncoderTests, SamplesFollowEachOtherToTheLastFrame) {
 
 /// As a player plays it, from frame zero on.
 std::vector<float> decoded(const std::vector<Coded>& samples) {
-    const OwnedCodec decoder(avcodec_alloc_context3(avcodec_find_decoder(AV_CODEC_ID_AAC)));
-    const auto configuration = encoder.description().configuration;
-    decoder->extradata =
-        static_cast<std::uint8_t*>(av_mallocz(configuration.size() + AV_INPUT_BUFFER_PADDING_SIZE));
-    decoder->extradata_size = static_cast<int>(configuration.size());
-    std::ranges::copy(configuration, decoder->extradata);
-    EXPECT_GE(avcodec_open2(decoder.get(), nullptr, nullptr), 0);
-    const OwnedPacket packet = makePacket();
-    const OwnedFrame frame = makeFrame();
-    std::vector<float> sound;
-    for (const Coded& sample : samples) {
-        EXPECT_GE(av_new_packet(packet.get(), static_cast<int>(sample.data.size())), 0);
-        std::ranges::copy(sample.data, packet->data);
-        EXPECT_GE(avcodec_send_packet(decoder.get(), packet.get()), 0);
-        av_packet_unref(packet.get());
-        while (avcodec_receive_frame(decoder.get(), frame.get()) >= 0) {
-            const auto* from = reinterpret_cast<const float*>(frame->extended_data[0]);
-            sound.insert(sound.end(), from, from + frame->nb_samples);
-        }
-    }
-    sound.erase(sound.begin(), sound.begin() + 1024);
-    return sound;
+    const lumicrate::test::TemporaryFolder folder;
+    MovieFile file(folder / "a.m4a", AVFileType::appleM4A, RecoveryList(folder / "unfinished"));
+    const int track = file.addTrack({encoder.description(), "Sound", 48000, 1024}, 96'000);
+    file.begin();
+    for (const Coded& each : samples)
+        file.write(track, {each.data, each.time, each.duration, true});
+    file.finish();
+    return stage::MovieProbe(folder / "a.m4a").sound().samples.at(0);
 }
 
 double differenceAround(const std::vector<float>& a, const std::vector<float>& b, std::int64_t place) {

@@ -1,17 +1,18 @@
 // Ranges of movies, checked picture by picture and sample by sample.
 
+#include "Linux/Media/Editing/Assets.h"
 #include "Linux/Media/Editing/InputMovie.h"
 #include "Support/Error.h"
-#include "Tests/Linux/Media/Editing/CountedMovie.h"
+#include "Tests/Linux/Media/CountedMovie.h"
+#include "Tests/Linux/Media/MovieMaker.h"
 #include "Tests/Stage/ChildProcess.h"
 #include "Tests/Stage/Measure.h"
 #include "Tests/Stage/OtherPrograms.h"
 
 #include <gmock/gmock.h>
-#include <sys/resource.h>
 
 #include <algorithm>
-#include <csignal>
+#include <cstdlib>
 #include <fstream>
 #include <random>
 #include <sstream>
@@ -26,10 +27,40 @@ using test::expectPart;
 using test::expectSamePictures;
 using test::part;
 using test::Presented;
-using test::TrimTests;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using Preset = AVAssetExportPreset;
+
+bool isThorough() {
+    return std::getenv("LUMICRATE_THOROUGH") != nullptr;
+}
+
+class TrimTests : public testing::Test {
+ protected:
+    static CMTimeRange range(double from, double to) {
+        return {{test::ticks(from), test::clock}, {test::ticks(to), test::clock}};
+    }
+    CountedMovie make(const CountedRecipe& recipe) {
+        return makeCountedMovie(folder / ("movie" + std::to_string(++count_)), recipe);
+    }
+    CountedMovie make(double seconds) {
+        CountedRecipe recipe;
+        recipe.seconds = seconds;
+        return make(recipe);
+    }
+    /// A new file with that range.
+    std::filesystem::path cut(const std::filesystem::path& source, double from, double to, Preset preset,
+                              AVFileType type = AVFileType::mpeg4) {
+        const std::filesystem::path path = folder / ("cut" + std::to_string(++count_));
+        Assets().exportMovie(source, path, type, preset, range(from, to), {});
+        return path;
+    }
+
+    test::TemporaryFolder folder;
+
+ private:
+    int count_ = 0;
+};
 
 std::vector<std::size_t> keyPictures(const std::filesystem::path& path) {
     MovieProbe probe(path);
@@ -88,20 +119,16 @@ void PrintTo(const Trial& trial, std::ostream* stream) {
 
 class RangeTests : public TrimTests, public testing::WithParamInterface<Trial> {
  protected:
-    CountedRecipe recipe() const {
-        CountedRecipe recipe;
-        recipe.codec = GetParam().codec;
-        return recipe;
+    static CountedRecipe recipe(double seconds, std::vector<int> channels, int bitRate = 1'000'000) {
+        return {GetParam().codec, AVFileType::mpeg4, bitRate, seconds, true, std::move(channels), 0};
     }
 };
 
 TEST_P(RangeTests, PresentTheRangeAndNothingElse) {
-    CountedRecipe twoTracks = recipe();
-    twoTracks.channels = {2, 1};
-    const CountedMovie movie = make(twoTracks);
+    const CountedMovie movie = make(recipe(20, {2, 1}));
     const Presented original(movie.path);
     expectSamePictures(movie.pictures, original.pictures);
-    for (const auto& [from, to] : someRanges(test::isThorough() ? 50 : 10, twoTracks.seconds)) {
+    for (const auto& [from, to] : someRanges(isThorough() ? 50 : 10, 20)) {
         SCOPED_TRACE(testing::Message() << from << " to " << to);
         expectPart(original, cut(movie.path, from, to, GetParam().preset), from, to);
         if (HasFailure()) break;
@@ -110,10 +137,7 @@ TEST_P(RangeTests, PresentTheRangeAndNothingElse) {
 }
 
 TEST_P(RangeTests, CopyWhatNeedNotBeEncoded) {
-    CountedRecipe silent = recipe();
-    silent.seconds = 12;
-    silent.channels = {};
-    const CountedMovie movie = make(silent);
+    const CountedMovie movie = make(recipe(12, {}));
     const std::vector<std::string> original = codedPictures(movie.path);
     const bool precise = GetParam().preset != Preset::passthrough;
     const std::vector<std::size_t> keys = keyPictures(movie.path);
@@ -121,9 +145,8 @@ TEST_P(RangeTests, CopyWhatNeedNotBeEncoded) {
     // In a group of pictures, on its key picture, on the picture before the next key picture, and all.
     for (const std::size_t first : {keys[1] + 5, keys[1], keys[1] - 1, keys[2] - 1, std::size_t{0}}) {
         SCOPED_TRACE(first);
-        const auto path = cut(movie.path, movie.secondsAt(first), silent.seconds, GetParam().preset);
-        expectSamePictures(part(movie.pictures, movie.secondsAt(first), silent.seconds),
-                           Presented(path).pictures);
+        const auto path = cut(movie.path, movie.secondsAt(first), 12, GetParam().preset);
+        expectSamePictures(part(movie.pictures, movie.secondsAt(first), 12), Presented(path).pictures);
         const std::vector<std::string> found = codedPictures(path);
         const auto key = std::upper_bound(keys.begin(), keys.end(), first);
         const bool onKey = std::binary_search(keys.begin(), keys.end(), first);
@@ -141,23 +164,19 @@ TEST_P(RangeTests, CopyWhatNeedNotBeEncoded) {
 }
 
 const auto nameOf = [](const auto& each) { return each.param.name; };
-const Trial fastTrials[]{{"FastH264", AVVideoCodecType::h264, Preset::passthrough},
-                         {"FastHevc", AVVideoCodecType::hevc, Preset::passthrough}};
-const Trial preciseTrials[]{{"PreciseH264", AVVideoCodecType::h264, Preset::highestQuality},
-                            {"PreciseHevc", AVVideoCodecType::hevc, Preset::hevcHighestQuality}};
-INSTANTIATE_TEST_SUITE_P(Fast, RangeTests, testing::ValuesIn(fastTrials), nameOf);
-INSTANTIATE_TEST_SUITE_P(Precise, RangeTests, testing::ValuesIn(preciseTrials), nameOf);
+INSTANTIATE_TEST_SUITE_P(Trials, RangeTests,
+                         testing::Values(Trial{"FastH264", AVVideoCodecType::h264, Preset::passthrough},
+                                         Trial{"FastHevc", AVVideoCodecType::hevc, Preset::passthrough},
+                                         Trial{"PreciseH264", AVVideoCodecType::h264, Preset::highestQuality},
+                                         Trial{"PreciseHevc", AVVideoCodecType::hevc,
+                                               Preset::hevcHighestQuality}),
+                         nameOf);
 
-class EncodedAgainTests : public RangeTests {};
-INSTANTIATE_TEST_SUITE_P(Precise, EncodedAgainTests, testing::ValuesIn(preciseTrials), nameOf);
-
-TEST_P(EncodedAgainTests, PicturesLookTheSame) {
-    for (const int bitRate : {15'000, 60'000, 1'000'000}) {
-        CountedRecipe silent = recipe();
-        silent.bitRate = bitRate;
-        silent.seconds = 6;
-        silent.channels = {};
-        const CountedMovie movie = make(silent);
+TEST_P(RangeTests, LookTheSame) {
+    // Copied pictures have no quality of their own.
+    const bool precise = GetParam().preset != Preset::passthrough;
+    for (const int bitRate : precise ? std::vector{15'000, 60'000, 1'000'000} : std::vector<int>{}) {
+        const CountedMovie movie = make(recipe(6, {}, bitRate));
         MovieProbe original(movie.path);
         double worst = 1;
         MovieProbe(cut(movie.path, 1, 3, GetParam().preset))
@@ -173,7 +192,7 @@ TEST_P(EncodedAgainTests, PicturesLookTheSame) {
 /// A movie of another program.
 struct Foreign {
     const char* name;
-    std::vector<std::string> options;  ///< of ffmpeg
+    std::string options;  ///< of ffmpeg
 };
 
 void PrintTo(const Foreign& foreign, std::ostream* stream) {
@@ -183,16 +202,13 @@ void PrintTo(const Foreign& foreign, std::ostream* stream) {
 class ForeignTests : public TrimTests, public testing::WithParamInterface<Foreign> {};
 
 TEST_P(ForeignTests, ArePreciseToo) {
-    CountedRecipe recipe;
-    recipe.seconds = 10;
     const std::filesystem::path source = folder / "movie.mov";
-    std::vector<std::string> command{"ffmpeg", "-v", "error", "-i", make(recipe).path, "-c:a", "copy"};
-    command.insert(command.end(), GetParam().options.begin(), GetParam().options.end());
-    command.push_back(source);
-    stage::runProgram(command);
+    stage::runProgram({"sh", "-c",
+                       "ffmpeg -v error -i " + make(10).path.string() + " -c:a copy -c:v " +
+                           GetParam().options + " " + source.string()});
     const Presented original(source);
     ASSERT_GT(original.pictures.size(), 50U);
-    for (const auto& [from, to] : someRanges(test::isThorough() ? 20 : 3, 9.9)) {
+    for (const auto& [from, to] : someRanges(isThorough() ? 20 : 3, 9.9)) {
         for (const Preset preset : {Preset::passthrough, Preset::highestQuality}) {
             SCOPED_TRACE(testing::Message() << from << " to " << to << ", preset " << int(preset));
             const std::filesystem::path path = cut(source, from, to, preset, AVFileType::quickTimeMovie);
@@ -206,26 +222,17 @@ TEST_P(ForeignTests, ArePreciseToo) {
 
 INSTANTIATE_TEST_SUITE_P(
     Movies, ForeignTests,
-    testing::Values(
-        Foreign{"Reordered",
-                {"-c:v", "libx264", "-bf", "3", "-g", "60", "-crf", "8", "-fps_mode", "passthrough"}},
-        Foreign{
-            "OpenGroups",
-            {"-c:v", "libx264", "-crf", "8", "-x264-params", "open-gop=1:bframes=3:keyint=30", "-r", "30"}},
-        Foreign{"Hevc",
-                {"-c:v", "libx265", "-crf", "10", "-x265-params", "log-level=none", "-tag:v", "hvc1", "-r",
-                 "30"}},
-        Foreign{"CoarseClock",
-                {"-c:v", "libx264", "-bf", "0", "-crf", "8", "-r", "30", "-video_track_timescale", "30"}},
-        Foreign{"OddSides", {"-c:v", "mjpeg", "-q:v", "2", "-r", "30", "-vf", "pad=161:97"}},
-        Foreign{"Mpeg4", {"-c:v", "mpeg4", "-q:v", "2", "-bf", "2", "-r", "30"}},
-        Foreign{"Fragmented", {"-c:v", "copy", "-movflags", "frag_keyframe+delay_moov"}}),
+    testing::Values(Foreign{"Reordered", "libx264 -bf 3 -g 60 -crf 8 -fps_mode passthrough"},
+                    Foreign{"OpenGroups", "libx264 -crf 8 -x264-params open-gop=1:bframes=3:keyint=30 -r 30"},
+                    Foreign{"Hevc", "libx265 -crf 10 -x265-params log-level=none -tag:v hvc1 -r 30"},
+                    Foreign{"CoarseClock", "libx264 -bf 0 -crf 8 -r 30 -video_track_timescale 30"},
+                    Foreign{"OddSides", "mjpeg -q:v 2 -r 30 -vf pad=161:97"},
+                    Foreign{"Mpeg4", "mpeg4 -q:v 2 -bf 2 -r 30"},
+                    Foreign{"Fragmented", "copy -movflags frag_keyframe+delay_moov"}),
     nameOf);
 
 TEST_F(TrimTests, ACutCanBeCutAgain) {
-    CountedRecipe recipe;
-    recipe.seconds = 12;
-    const CountedMovie movie = make(recipe);
+    const CountedMovie movie = make(12);
     const Presented original(movie.path);
     for (const Preset first : {Preset::passthrough, Preset::highestQuality}) {
         const std::filesystem::path once = cut(movie.path, 1.234, 10.5, first);
@@ -295,9 +302,7 @@ class FailedTrimTests : public TrimTests {
 };
 
 TEST_F(FailedTrimTests, SayWhy) {
-    CountedRecipe recipe;
-    recipe.seconds = 4;
-    const std::filesystem::path movie = make(recipe).path;
+    const std::filesystem::path movie = make(4).path;
     const auto shortened = [&](const std::string& name, std::uintmax_t size) {
         std::filesystem::copy_file(movie, folder / name);
         std::filesystem::resize_file(folder / name, size);
@@ -306,51 +311,41 @@ TEST_F(FailedTrimTests, SayWhy) {
     const auto bytes = std::filesystem::file_size(movie);
     std::ofstream(folder / "text") << "This is no movie.";
     stage::runProgram({"ffmpeg", "-v", "error", "-i", movie, "-c:v", "ffv1", "-an", folder / "exotic.mkv"});
-    struct Case {
+    const struct {
         std::filesystem::path source;
         const char* error;
         double from = 1;
         double to = 2;
+    } cases[] = {
+        {folder / "missing", "No such file"},
+        {folder / "text", "isn't a movie"},
+        {shortened("empty", 0), "“empty” couldn't be read: it is empty."},
+        {shortened("index", 1000), "couldn't be read:"},
+        {shortened("half", bytes / 2), "it is cut off", 0.1, 3.9},
+        {folder.path(), "it is a folder"},
+        {folder / "exotic.mkv", "can't hold: ffv1"},
+        {movie, "outside the recording", 4.5, 5},
+        {movie, "outside the recording", 2, 1},
+        {movie, "outside the recording", 2, 2},
+        {movie, "outside the recording", -1, 2},
     };
-    for (const Case& each : std::vector<Case>{
-             {folder / "missing", "No such file"},
-             {folder / "text", "isn't a movie"},
-             {shortened("empty", 0), "“empty” couldn't be read: it is empty."},
-             {shortened("index", 1000), "couldn't be read:"},
-             {shortened("half", bytes / 2), "it is cut off", 0.1, 3.9},
-             {folder.path(), "it is a folder"},
-             {folder / "exotic.mkv", "can't hold: ffv1"},
-             {movie, "outside the recording", 4.5, 5},
-             {movie, "outside the recording", 2, 1},
-             {movie, "outside the recording", 2, 2},
-             {movie, "outside the recording", -1, 2},
-         })
+    for (const auto& each : cases)
         EXPECT_THAT(failure(each.source, each.from, each.to), HasSubstr(each.error)) << each.source;
 }
 
 TEST_F(FailedTrimTests, LeaveNothingWhenTheDiskIsFull) {
-    CountedRecipe recipe;
-    recipe.seconds = 8;
-    const CountedMovie movie = make(recipe);
-    const auto handler = std::signal(SIGXFSZ, SIG_IGN);
-    rlimit before{};
-    getrlimit(RLIMIT_FSIZE, &before);
+    const CountedMovie movie = make(8);
     // At the beginning, among the media and in the index.
     for (const rlim_t bytes : {1U, 20'000U, 100'000U}) {
-        const rlimit small{bytes, before.rlim_max};
-        setrlimit(RLIMIT_FSIZE, &small);
+        const test::FullDisk disk(bytes);
         for (const Preset preset : {Preset::passthrough, Preset::highestQuality})
             EXPECT_EQ(failure(movie.path, 0.5, 7.5, preset),
                       "The new file couldn't be written: File too large.");
-        setrlimit(RLIMIT_FSIZE, &before);
     }
-    std::signal(SIGXFSZ, handler);
 }
 
 TEST_F(FailedTrimTests, CanBeCancelledAtAnyTime) {
-    CountedRecipe recipe;
-    recipe.seconds = 12;
-    const CountedMovie movie = make(recipe);
+    const CountedMovie movie = make(12);
     const std::filesystem::path foreign = folder / "other.mp4";
     stage::runProgram(
         {"ffmpeg", "-v", "error", "-i", movie.path, "-c:v", "libx264", "-bf", "2", "-c:a", "copy", foreign});

@@ -81,14 +81,6 @@ TEST(RateControlTests, AnOverdrawnBucketMakesPicturesCoarse) {
     EXPECT_EQ(rate.quantizerFor(changed(8160)), coarsestQuantizer);
 }
 
-SCStreamFrameInfo info(std::uint64_t sequence, std::vector<PixelRect> dirty) {
-    return {SCFrameStatus::complete, sequence, std::move(dirty)};
-}
-
-std::vector<int> unchangedBlocks(const MacroblockMap& map) {
-    return {map.constantBlocks().begin(), map.constantBlocks().end()};
-}
-
 TEST(RateControlTests, LastingCoarseMotionIsStrained) {
     RateControl rate(7'000'000, pixelRate, 30);
     const int quality = rate.qualityQuantizer();
@@ -112,28 +104,34 @@ TEST(RateControlTests, LastingCoarseMotionIsStrained) {
     }
 }
 
+SCStreamFrameInfo info(std::uint64_t sequence, std::vector<PixelRect> dirty) {
+    return {SCFrameStatus::complete, sequence, std::move(dirty)};
+}
+
 TEST(MacroblockMapTests, BlocksAreUnchangedOnlyIfProven) {
     MacroblockMap map(40, 20);  // three by two blocks
     const std::vector<int> none(6, 0);
     const std::vector<int> all(6, 1);
-    map.begin(info(4, {}));
-    EXPECT_EQ(unchangedBlocks(map), none) << "nothing came before";
-    map.begin(info(5, {{15, 0, 1, 16}, {32, 16, 100, 100}}));
-    EXPECT_EQ(unchangedBlocks(map), (std::vector{0, 1, 1, 1, 1, 0}));
-    map.begin(info(6, {{15, 15, 2, 2}}));
-    EXPECT_EQ(unchangedBlocks(map), (std::vector{0, 0, 1, 0, 0, 1}));
-    map.begin(info(6, {{0, 0, 40, 20}}));
-    EXPECT_EQ(unchangedBlocks(map), all) << "the same picture again";
-    map.begin(info(8, {}));
-    EXPECT_EQ(unchangedBlocks(map), none) << "a number was missed";
-    map.begin(info(7, {}));
-    EXPECT_EQ(unchangedBlocks(map), none);
-    map.begin(std::nullopt);
-    EXPECT_EQ(unchangedBlocks(map), none);
-    map.begin(info(8, {}));
-    EXPECT_EQ(unchangedBlocks(map), none) << "the previous one had no number";
-    map.begin(info(9, {{-20, -20, 10, 10}, {500, 0, 3, 3}}));
-    EXPECT_EQ(unchangedBlocks(map), all) << "dirty outside of the picture";
+    const struct {
+        std::optional<SCStreamFrameInfo> info;
+        std::vector<int> unchanged;
+        const char* why;
+    } pictures[] = {
+        {info(4, {}), none, "nothing came before"},
+        {info(5, {{15, 0, 1, 16}, {32, 16, 100, 100}}), {0, 1, 1, 1, 1, 0}, ""},
+        {info(6, {{15, 15, 2, 2}}), {0, 0, 1, 0, 0, 1}, ""},
+        {info(6, {{0, 0, 40, 20}}), all, "the same picture again"},
+        {info(8, {}), none, "a number was missed"},
+        {info(7, {}), none, "an earlier one"},
+        {std::nullopt, none, "no number"},
+        {info(8, {}), none, "the previous one had no number"},
+        {info(9, {{-20, -20, 10, 10}, {500, 0, 3, 3}}), all, "dirty outside of the picture"},
+    };
+    for (const auto& each : pictures) {
+        map.begin(each.info);
+        const auto unchanged = map.constantBlocks();
+        EXPECT_EQ(std::vector<int>(unchanged.begin(), unchanged.end()), each.unchanged) << each.why;
+    }
 }
 
 TEST(MacroblockMapTests, RemembersTheQuantizerOfEachBlock) {

@@ -65,17 +65,12 @@ TEST_F(ImageGeneratorTests, ReturnsThePictureShownAtATime) {
     const auto whole = make("whole.mp4", counting, bFrames);
     const auto cut = folder / "cut.mp4";
     stage::runProgram({"ffmpeg", "-v", "error", "-ss", "0.5", "-i", whole, "-c", "copy", cut}, {}, 60);
-    const struct {
-        std::filesystem::path movie;
-        int firstNumber;  // the one at time zero
-    } cases[] = {{whole, 0}, {cut, 15}};
-    for (const auto& each : cases) {
-        SCOPED_TRACE(each.movie);
-        const auto generator = open(each.movie);
-        for (int frame = 0; each.firstNumber + frame * 30 / 12 < 30; ++frame)
-            EXPECT_EQ(number(generator->image({frame * 50, 600}, noTolerance)),
-                      each.firstNumber + frame * 30 / 12);
-        const int length = 30 - each.firstNumber;
+    for (const auto& [movie, first] : {std::pair{whole, 0}, {cut, 15}}) {
+        SCOPED_TRACE(movie);
+        const auto generator = open(movie);
+        for (int frame = 0; first + frame * 30 / 12 < 30; ++frame)
+            EXPECT_EQ(number(generator->image({frame * 50, 600}, noTolerance)), first + frame * 30 / 12);
+        const int length = 30 - first;
         EXPECT_EQ(number(generator->image({length * 20 - 1, 600}, noTolerance)), 29);
         EXPECT_EQ(generator->image({length * 20 + 1, 600}, noTolerance), nullptr);
     }
@@ -136,7 +131,6 @@ TEST_F(ImageGeneratorTests, ColoursFollowTheMatrixOfTheMovie) {
         std::string matrix, tag, range;
     } cases[] = {{"bt709", "bt709", "tv"},
                  {"bt601", "smpte170m", "tv"},
-                 {"bt601", "smpte170m", "pc"},
                  {"bt709", "bt709", "pc"},
                  {"bt2020", "bt2020nc", "tv"}};
     for (const auto& each : cases) {
@@ -144,9 +138,8 @@ TEST_F(ImageGeneratorTests, ColoursFollowTheMatrixOfTheMovie) {
         std::string filters = quarters;
         filters += ",format=gbrp,scale=out_color_matrix=" + each.matrix + ":out_range=" + each.range +
                    ",format=yuv420p";
-        const auto movie = make(each.tag + each.range + ".mp4", filters,
-                                {"-colorspace", each.tag, "-color_range", each.range});
-        const auto generator = open(movie);
+        const auto generator = open(make(each.tag + each.range + ".mp4", filters,
+                                         {"-colorspace", each.tag, "-color_range", each.range}));
         const CGImage* image = generator->image(CMTime::zero(), noTolerance);
         EXPECT_LE(pixel(*image, 0.25, 0.25).distanceTo({255, 0, 0}), 4);
         EXPECT_LE(pixel(*image, 0.75, 0.25).distanceTo({0, 255, 0}), 4);

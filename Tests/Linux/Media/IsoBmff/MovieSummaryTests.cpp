@@ -75,21 +75,6 @@ TEST(MovieSummaryTests, AMovieBeingWrittenGrows) {
     EXPECT_GT(last, 4);
 }
 
-/// Counts what is read.
-class CountedFile final : public ByteSource {
- public:
-    explicit CountedFile(const MemoryFile& file) : file_(file) {}
-    std::uint64_t size() const override { return file_.size(); }
-    bool read(std::uint64_t offset, std::span<std::uint8_t> into) const override {
-        bytesRead += into.size();
-        return file_.read(offset, into);
-    }
-    mutable std::uint64_t bytesRead = 0;
-
- private:
-    const MemoryFile& file_;
-};
-
 TEST(MovieSummaryTests, NeitherMediaNorTablesAreRead) {
     SimulatedRecording recording(movie(Brand::mpeg4, {screen(), sound("System", 2, 2112)}));
     recording.record(0, 2000, 5);

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <functional>
+#include <map>
 #include <random>
 #include <stdexcept>
 
@@ -88,42 +90,26 @@ void SimulatedRecording::add(std::size_t track, std::uint32_t size, std::int64_t
 }
 
 void SimulatedRecording::record(double begin, double end, std::uint32_t seed) {
+    std::mt19937 random(seed);
+    std::multimap<double, std::function<void()>> samples;  // by second
     for (std::size_t i = 0; i < description_.tracks.size(); ++i) {
-        if (description_.tracks[i].isVideo()) {
-            recordPictures(i, begin, end, seed);
-        } else {
-            recordSound(i, begin, end);
+        const TrackDescription& track = description_.tracks[i];
+        double second = begin - (track.isVideo() ? 0.0 : 1.0 * track.leadIn / track.timescale);
+        for (std::uint32_t number = 0; second < end; ++number) {
+            const std::int64_t time = std::llround(second * track.timescale);
+            if (track.isVideo()) {
+                const auto size = static_cast<std::uint32_t>(20 + random() % 60);
+                samples.emplace(second, [=, this] { add(i, size, time, 3000, number % 10 == 0); });
+                second += 0.01 + static_cast<double>(random() % 400) / 1000;
+            } else {
+                samples.emplace(second, [=, this] { add(i, 5 + number % 7, time, aacFrameLength, true); });
+                second = static_cast<double>(time + aacFrameLength) / track.timescale;
+            }
         }
     }
-    std::stable_sort(planned_.begin(), planned_.end(),
-                     [](const auto& one, const auto& other) { return one.second < other.second; });
-    for (const PlannedSample& each : planned_) {
-        add(each.track, each.size, each.time, each.duration, each.key);
-        extendTo(each.second);
-    }
-    planned_.clear();
-}
-
-void SimulatedRecording::recordPictures(std::size_t track, double begin, double end, std::uint32_t seed) {
-    std::mt19937 random(seed);
-    const double timescale = description_.tracks[track].timescale;
-    double second = begin;
-    for (std::size_t number = 0; second < end; ++number) {
-        planned_.push_back({track, static_cast<std::uint32_t>(20 + random() % 60),
-                            std::llround(second * timescale), 3000, number % 10 == 0, second});
-        second += 0.01 + static_cast<double>(random() % 400) / 1000;
-    }
-}
-
-void SimulatedRecording::recordSound(std::size_t track, double begin, double end) {
-    const TrackDescription& description = description_.tracks[track];
-    for (std::int64_t number = 0;; ++number) {
-        const std::int64_t time = std::llround(begin * description.timescale) -
-                                  static_cast<std::int64_t>(description.leadIn) + number * aacFrameLength;
-        const double second = static_cast<double>(time) / description.timescale;
-        if (second >= end) return;
-        planned_.push_back(
-            {track, static_cast<std::uint32_t>(5 + number % 7), time, aacFrameLength, true, second});
+    for (const auto& [second, addSample] : samples) {
+        addSample();
+        extendTo(second);
     }
 }
 
@@ -160,17 +146,16 @@ bool isForeign(const ByteSource& file) {
     return std::holds_alternative<ForeignFile>(readUnfinishedMovie(file));
 }
 
-Finishing finishing(const SimulatedRecording& recording) {
+Placed indexInRoom(const SimulatedRecording& recording) {
     const auto index = makeIndex(recording.description(), recording.tables(), 0);
-    const auto filled = fillRoom(recording.layout(), index, recording.file().size());
-    return {recording.file(), filled.value(), switchToFinished(recording.layout())};
+    return fillRoom(recording.layout(), index, recording.file().size()).value();
 }
 
 MemoryFile finishedInRoom(const SimulatedRecording& recording) {
-    Finishing stages = finishing(recording);
-    stages.file.write(stages.index);
-    stages.file.write(stages.switchOver);
-    return stages.file;
+    MemoryFile file = recording.file();
+    file.write(indexInRoom(recording));
+    file.write(switchToFinished(recording.layout()));
+    return file;
 }
 
 MemoryFile finishedByCopy(const SimulatedRecording& recording) {

@@ -6,6 +6,7 @@
 #include "Linux/Media/IsoBmff/MovieFragmenter.h"
 #include "Linux/Media/IsoBmff/UnfinishedMovie.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -33,6 +34,24 @@ class MemoryFile : public ByteSource {
     std::uint64_t boxOffset(std::string_view type, std::uint64_t from = 0, int occurrence = 0) const;
 
     std::vector<std::uint8_t> bytes;
+};
+
+/// Counts what is read.
+class CountedFile final : public ByteSource {
+ public:
+    explicit CountedFile(const ByteSource& file) : file_(file) {}
+    std::uint64_t size() const override { return file_.size(); }
+    bool read(std::uint64_t offset, std::span<std::uint8_t> into) const override {
+        largestRead = std::max<std::uint64_t>(largestRead, into.size());
+        bytesRead += into.size();
+        return file_.read(offset, into);
+    }
+
+    mutable std::uint64_t largestRead = 0;
+    mutable std::uint64_t bytesRead = 0;
+
+ private:
+    const ByteSource& file_;
 };
 
 inline constexpr MovieIdentifier testIdentifier{1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 255};
@@ -69,24 +88,11 @@ class SimulatedRecording {
     std::vector<SampleTable> tables() const { return tablesAfter(writes_.size(), file_.size()); }
 
  private:
-    void recordPictures(std::size_t track, double begin, double end, std::uint32_t seed);
-    void recordSound(std::size_t track, double begin, double end);
-
-    struct PlannedSample {
-        std::size_t track = 0;
-        std::uint32_t size = 0;
-        std::int64_t time = 0;
-        std::uint32_t duration = 0;
-        bool key = true;
-        double second = 0;
-    };
-
     MovieDescription description_;
     HeadLayout layout_;
     std::vector<std::uint8_t> head_;
     MemoryFile file_;
     std::vector<MediaWrite> writes_;
-    std::vector<PlannedSample> planned_;
     MovieFragmenter fragmenter_;
 };
 
@@ -94,14 +100,8 @@ class SimulatedRecording {
 std::optional<UnfinishedMovie> readBack(const ByteSource& file);
 bool isForeign(const ByteSource& file);
 
-/// The stages of finishing a file: as it was, the index in the room, and the switch.
-struct Finishing {
-    MemoryFile file;
-    Placed index;
-    Placed switchOver;
-};
-Finishing finishing(const SimulatedRecording& recording);
-
+/// The index in the room.
+Placed indexInRoom(const SimulatedRecording& recording);
 /// The three forms of a finished file.
 MemoryFile finishedInRoom(const SimulatedRecording& recording);
 MemoryFile finishedByCopy(const SimulatedRecording& recording);

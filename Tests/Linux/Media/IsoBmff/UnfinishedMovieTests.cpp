@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <map>
 #include <string>
 
 namespace lumicrate::isobmff::test {
@@ -49,12 +50,7 @@ MovieDescription screenWithSounds() {
     return movie(Brand::mpeg4, {screen(), sound("System Audio", 2, 2112), sound("Microphone", 1, 1024)});
 }
 
-struct Case {
-    std::string name;
-    MovieDescription description;
-};
-
-std::vector<Case> cases() {
+std::map<std::string, MovieDescription> cases() {
     MovieDescription farFuture = movie(Brand::mpeg4, {screen()});
     farFuture.created = 4'000'000'000;
     MovieDescription beforeUnix = movie(Brand::m4a, {sound("Old", 1, 0)});
@@ -65,7 +61,6 @@ std::vector<Case> cases() {
     std::get<AudioDescription>(odd.tracks[1].media).sampleRate = 44100;
     return {
         {"screenWithSounds", screenWithSounds()},
-        {"screenAlone", movie(Brand::mpeg4, {screen()})},
         {"quickTime", movie(Brand::quickTime, {screen(VideoCodec::hevc), sound("Bildschirm-Ton", 2, 2112)})},
         {"quickTimeLongName", movie(Brand::quickTime, {sound(std::string(255, 'n'), 2, 0)})},
         {"soundAlone", movie(Brand::m4a, {sound("Mikrofon „Ü“ 麦克风", 1, 2112), sound("System", 2, 0)})},
@@ -77,9 +72,9 @@ std::vector<Case> cases() {
 }
 
 TEST(UnfinishedMovieTests, ReadsWhatWasWritten) {
-    for (const Case& each : cases()) {
-        SCOPED_TRACE(each.name);
-        SimulatedRecording recording(each.description);
+    for (const auto& [name, description] : cases()) {
+        SCOPED_TRACE(name);
+        SimulatedRecording recording(description);
         expectAll(recording);
         recording.record(0, 7, 1);
         expectAll(recording);
@@ -104,7 +99,9 @@ TEST(UnfinishedMovieTests, RecordingsOfDaysKeepTheirTimes) {
 TEST(UnfinishedMovieTests, LateTracksAndEmptyOnesAreKept) {
     SimulatedRecording recording(screenWithSounds());
     recording.add(0, 40, 0, 3000, true);
-    recording.extendTo(30);
+    for (int second = 1; second <= 30; ++second)
+        recording.extendTo(second);
+    EXPECT_EQ(readBack(recording.file())->tracks[0].end(), 30 * 90000) << "a still picture";
     constexpr std::int64_t late = 30LL * 48000;
     recording.add(2, 8, late, 1024, true);
     recording.finish();
@@ -112,15 +109,6 @@ TEST(UnfinishedMovieTests, LateTracksAndEmptyOnesAreKept) {
     const auto found = readBack(recording.file());
     EXPECT_TRUE(found->tracks[1].isEmpty());
     EXPECT_EQ(found->tracks[2].start(), late);
-}
-
-TEST(UnfinishedMovieTests, TheDurationOfAStillPictureFollowsTheClock) {
-    SimulatedRecording recording(movie(Brand::mpeg4, {screen()}));
-    recording.add(0, 40, 0, 3000, true);
-    for (int second = 1; second <= 60; ++second)
-        recording.extendTo(second);
-    expectAll(recording);
-    EXPECT_EQ(readBack(recording.file())->tracks[0].end(), 60 * 90000);
 }
 
 /// Every write completed, and the next one cut off after some bytes.
@@ -195,11 +183,10 @@ TEST(UnfinishedMovieTests, ARoomThatIsBeingGrownIsOneRoom) {
 TEST(UnfinishedMovieTests, AHalfWrittenIndexIsNotSeen) {
     SimulatedRecording recording(screenWithSounds(), 3 * blockSize);
     recording.record(0, 3, 9);
-    const Finishing stages = finishing(recording);
-    for (std::size_t part = 0; part <= stages.index.bytes.size(); part += 7) {
-        MemoryFile file = stages.file;
-        file.write({stages.index.offset,
-                    {stages.index.bytes.begin(), stages.index.bytes.begin() + static_cast<int>(part)}});
+    const Placed index = indexInRoom(recording);
+    for (std::size_t part = 0; part <= index.bytes.size(); part += 7) {
+        MemoryFile file = recording.file();
+        file.write({index.offset, {index.bytes.begin(), index.bytes.begin() + static_cast<int>(part)}});
         expectRead(file, recording, recording.tables(), file.size());
         if (HasFailure()) return;
     }
@@ -221,38 +208,37 @@ TEST(UnfinishedMovieTests, AnIndexBeingWrittenBehindTheMediaDoesNotCount) {
 }
 
 TEST(UnfinishedMovieTests, FinishedMoviesAreRecognized) {
-    for (const Case& each : cases()) {
-        SimulatedRecording recording(each.description, 4 * blockSize);
+    for (const auto& [name, description] : cases()) {
+        SCOPED_TRACE(name);
+        SimulatedRecording recording(description, 4 * blockSize);
         recording.record(0, 3, 11);
         recording.finish();
         for (const MemoryFile& file :
              {finishedInRoom(recording), finishedByCopy(recording), finishedBehind(recording)}) {
             const MovieReading reading = readUnfinishedMovie(file);
             const auto* finished = std::get_if<FinishedMovie>(&reading);
-            ASSERT_NE(finished, nullptr) << each.name;
+            ASSERT_NE(finished, nullptr);
             EXPECT_EQ(finished->identifier, testIdentifier);
             // A truncated finished movie cannot be repaired.
-            EXPECT_TRUE(isForeign(file.cut(file.size() - 1))) << each.name;
+            EXPECT_TRUE(isForeign(file.cut(file.size() - 1)));
         }
     }
 }
 
 /// The fuzzer's corpus includes recordings of former versions.
 TEST(UnfinishedMovieTests, TheFuzzersCorpusIsRead) {
-    std::size_t read = 0;
+    int read = 0;
     for (const auto& entry : std::filesystem::directory_iterator(LUMICRATE_FUZZ_CORPUS)) {
         std::ifstream stream(entry.path(), std::ios::binary);
         const MemoryFile file(std::vector<std::uint8_t>(std::istreambuf_iterator<char>(stream), {}));
         const MovieReading reading = readUnfinishedMovie(file);
         const std::string name = entry.path().filename().string();
-        if (name.starts_with("unfinished-")) {
-            EXPECT_TRUE(std::holds_alternative<UnfinishedMovie>(reading)) << name;
-        } else if (name.starts_with("finished-")) {
-            EXPECT_TRUE(std::holds_alternative<FinishedMovie>(reading)) << name;
-        }
+        const bool isRead = name.starts_with("finished-") ? std::holds_alternative<FinishedMovie>(reading)
+                                                          : std::holds_alternative<UnfinishedMovie>(reading);
+        EXPECT_TRUE(isRead || name.starts_with("damaged-")) << name;
         ++read;
     }
-    EXPECT_GT(read, 10U);
+    EXPECT_GT(read, 10);
 }
 
 }  // namespace

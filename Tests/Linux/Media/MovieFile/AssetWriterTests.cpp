@@ -4,18 +4,15 @@
 #include "Tests/Stage/MovieProbe.h"
 
 #include <gmock/gmock.h>
-#include <sys/resource.h>
 
 #include <atomic>
-#include <condition_variable>
-#include <csignal>
-#include <mutex>
 
 namespace lumicrate::media {
 namespace {
 
 using test::audioSettings;
 using test::frame;
+using test::FullDisk;
 using test::MovieMaker;
 using test::TemporaryFolder;
 using test::TestPicture;
@@ -44,15 +41,12 @@ TEST(AssetWriterTests, TakesOnlyWhatItCanWrite) {
     };
     AVAudioOutputSettings pcm = audioSettings(2);
     pcm.formatID = 0x6c70636d;
-    EXPECT_FALSE(movie.canAddInput(videoSettings(1, 64)));
-    EXPECT_FALSE(movie.canAddInput(videoSettings(64, 16385)));
-    EXPECT_FALSE(movie.canAddInput(pcm));
-    EXPECT_FALSE(movie.canAddInput(audioSettings(3)));
-    EXPECT_FALSE(movie.canAddInput(hevc(15, 64)));
-    EXPECT_FALSE(movie.canAddInput(hevc(64, 15)));
-    EXPECT_TRUE(movie.canAddInput(hevc(16, 16)));
-    EXPECT_TRUE(movie.canAddInput(videoSettings(2, 2)));
-    EXPECT_TRUE(movie.canAddInput(videoSettings(16384, 64)));
+    for (const AVOutputSettings& each :
+         std::vector<AVOutputSettings>{videoSettings(1, 64), videoSettings(64, 16385), pcm, audioSettings(3),
+                                       hevc(15, 64), hevc(64, 15)})
+        EXPECT_FALSE(movie.canAddInput(each));
+    for (const AVVideoOutputSettings& each : {hevc(16, 16), videoSettings(2, 2), videoSettings(16384, 64)})
+        EXPECT_TRUE(movie.canAddInput(each));
     movie.addInput(videoSettings(64, 64));
     EXPECT_FALSE(movie.canAddInput(videoSettings(64, 64))) << "one video track";
     EXPECT_TRUE(movie.canAddInput(audioSettings(1)));
@@ -73,26 +67,6 @@ TEST(AssetWriterTests, TheIndexGoesInFrontIfRequested) {
         EXPECT_EQ(stage::MovieProbe(maker.path()).indexInFront(), inFront);
     }
 }
-
-/// Limits the size of the process's files while it lives, like a full disk.
-class FullDisk {
- public:
-    explicit FullDisk(rlim_t bytes) : handler_(std::signal(SIGXFSZ, SIG_IGN)) {
-        getrlimit(RLIMIT_FSIZE, &before_);
-        const rlimit limit{bytes, before_.rlim_max};
-        setrlimit(RLIMIT_FSIZE, &limit);
-    }
-    FullDisk(const FullDisk&) = delete;
-    FullDisk& operator=(const FullDisk&) = delete;
-    ~FullDisk() {
-        setrlimit(RLIMIT_FSIZE, &before_);
-        std::signal(SIGXFSZ, handler_);
-    }
-
- private:
-    rlimit before_{};
-    void (*handler_)(int);
-};
 
 TEST(AssetWriterTests, AFullDiskInterruptsAndTheRestIsKept) {
     MovieMaker maker({videoSettings(640, 480, 50'000'000)});
@@ -194,109 +168,97 @@ TEST(AssetWriterTests, TheCompletionHandlerMayDestroyTheWriter) {
     EXPECT_EQ(stage::MovieProbe(folder / "a.mp4").pictureTimes().size(), 1U);
 }
 
-/// An encoder that can be blocked.
-class HeldEncoder final : public TrackEncoder {
+/// What an encoder does and has done.
+struct Control {
+    std::atomic<bool> isBlocked = false;
+    std::atomic<bool> isCoarse = false;
+    std::atomic<bool> isHeldUp = false;
+    std::atomic<int> encoded = 0;
+    std::atomic<int> idlePeriods = 0;
+};
+
+void await(const std::atomic<int>& counter, int count) {
+    for (int now = counter; now < count; now = counter)
+        counter.wait(now);
+}
+
+class FakeEncoder final : public TrackEncoder {
  public:
-    struct Control {
-        std::mutex mutex;
-        std::condition_variable changed;
-        bool held = false;
-        bool coarse = false;
-        std::atomic<bool> heldUp = false;
-        int encoded = 0;
-        int idlePeriods = 0;
-
-        void await(int& counter, int count) {
-            std::unique_lock lock(mutex);
-            changed.wait(lock, [&] { return counter >= count; });
-        }
-        void set(bool& flag, bool value) {
-            const std::lock_guard lock(mutex);
-            flag = value;
-            changed.notify_all();
-        }
-    };
-
-    explicit HeldEncoder(Control& control) : control_(control) {}
+    explicit FakeEncoder(Control& control) : control_(control) {}
 
     void open(MovieFile& /*file*/) override {}
     void encode(const CMSampleBuffer& /*sample*/, CMTime /*sessionStart*/) override {
-        std::unique_lock lock(control_.mutex);
         ++control_.encoded;
-        control_.changed.notify_all();
-        control_.changed.wait(lock, [this] { return !control_.held; });
+        control_.encoded.notify_all();
+        control_.isBlocked.wait(true);
     }
     std::optional<std::chrono::milliseconds> idleTimeout() const override {
-        const std::lock_guard lock(control_.mutex);
-        if (!control_.coarse) return std::nullopt;
-        return std::chrono::milliseconds(1);
+        return control_.isCoarse ? std::optional(std::chrono::milliseconds(1)) : std::nullopt;
     }
     void handleIdle() override {
-        const std::lock_guard lock(control_.mutex);
-        control_.coarse = ++control_.idlePeriods < 2;
-        control_.changed.notify_all();
+        control_.isCoarse = control_.idlePeriods + 1 < 2;
+        ++control_.idlePeriods;
+        control_.idlePeriods.notify_all();
     }
     void finish(CMTime /*sessionStart*/, std::optional<MovieEnd> /*end*/) override {}
     std::optional<CMTime> decidedEnd() const override { return std::nullopt; }
     double roomFor(const CMSampleBuffer& /*sample*/) const override { return 1.0 / 6; }
-    bool isHeldUp() const override { return control_.heldUp; }
+    bool isHeldUp() const override { return control_.isHeldUp; }
 
  private:
     Control& control_;
 };
 
-struct HeldInput {
-    HeldInput() : input(state, std::make_unique<HeldEncoder>(control)) {
+class AssetWriterInputTests : public testing::Test {
+ protected:
+    AssetWriterInputTests() {
         state.advance(AVAssetWriterStatus::unknown, AVAssetWriterStatus::writing);
         state.startSession(start);
         input.start();
     }
 
-    HeldEncoder::Control control;
+    Control control;
     WritingState state;
-    AssetWriterInput input;
+    AssetWriterInput input{state, std::make_unique<FakeEncoder>(control)};
+    const CMSampleBuffer sample = frame(start, std::make_shared<TestPicture>(2, 2));
 };
 
-TEST(AssetWriterInputTests, ABusyInputRefusesAndNeverBlocks) {
-    HeldInput held;
-    const CMSampleBuffer sample = frame(start, std::make_shared<TestPicture>(2, 2));
-    held.control.set(held.control.held, true);
-    EXPECT_TRUE(held.input.appendSampleBuffer(sample));
-    held.control.await(held.control.encoded, 1);
+TEST_F(AssetWriterInputTests, ABusyInputRefusesAndNeverBlocks) {
+    control.isBlocked = true;
+    EXPECT_TRUE(input.appendSampleBuffer(sample));
+    await(control.encoded, 1);
     for (int i = 0; i < 6; ++i) {
-        EXPECT_TRUE(held.input.isReadyForMoreMediaData()) << i;
-        EXPECT_TRUE(held.input.appendSampleBuffer(sample));
+        EXPECT_TRUE(input.isReadyForMoreMediaData()) << i;
+        EXPECT_TRUE(input.appendSampleBuffer(sample));
     }
-    EXPECT_FALSE(held.input.isReadyForMoreMediaData());
-    EXPECT_TRUE(held.input.appendSampleBuffer(sample)) << "dropped, which is no failure";
-    held.control.set(held.control.held, false);
-    held.control.await(held.control.encoded, 7);
-    EXPECT_TRUE(held.input.isReadyForMoreMediaData());
-    held.input.drain();
-    EXPECT_EQ(held.control.encoded, 7);
-    EXPECT_FALSE(held.input.appendSampleBuffer(sample));
+    EXPECT_FALSE(input.isReadyForMoreMediaData());
+    EXPECT_TRUE(input.appendSampleBuffer(sample)) << "dropped, which is no failure";
+    control.isBlocked = false;
+    control.isBlocked.notify_all();
+    await(control.encoded, 7);
+    EXPECT_TRUE(input.isReadyForMoreMediaData());
+    input.drain();
+    EXPECT_EQ(control.encoded, 7);
+    EXPECT_FALSE(input.appendSampleBuffer(sample));
 }
 
-TEST(AssetWriterInputTests, ASlowDiskRefusesWholeSamples) {
-    HeldInput held;
-    const CMSampleBuffer sample = frame(start, std::make_shared<TestPicture>(2, 2));
-    held.control.heldUp = true;
-    EXPECT_FALSE(held.input.isReadyForMoreMediaData());
-    EXPECT_TRUE(held.input.appendSampleBuffer(sample));
-    held.control.heldUp = false;
-    EXPECT_TRUE(held.input.isReadyForMoreMediaData());
-    held.input.drain();
-    EXPECT_EQ(held.control.encoded, 0);
+TEST_F(AssetWriterInputTests, ASlowDiskRefusesWholeSamples) {
+    control.isHeldUp = true;
+    EXPECT_FALSE(input.isReadyForMoreMediaData());
+    EXPECT_TRUE(input.appendSampleBuffer(sample));
+    control.isHeldUp = false;
+    EXPECT_TRUE(input.isReadyForMoreMediaData());
+    input.drain();
+    EXPECT_EQ(control.encoded, 0);
 }
 
-TEST(AssetWriterInputTests, TheEncoderIsIdleOnlyWhileItAsksForIt) {
-    HeldInput held;
-    held.input.setExpectsMediaDataInRealTime(true);
-    held.control.set(held.control.coarse, true);
-    EXPECT_TRUE(held.input.appendSampleBuffer(frame(start, std::make_shared<TestPicture>(2, 2))));
-    held.control.await(held.control.idlePeriods, 2);
-    held.input.drain();
-    EXPECT_EQ(held.control.idlePeriods, 2);
+TEST_F(AssetWriterInputTests, TheEncoderIsIdleOnlyWhileItAsksForIt) {
+    input.setExpectsMediaDataInRealTime(true);
+    control.isCoarse = true;
+    EXPECT_TRUE(input.appendSampleBuffer(sample));
+    await(control.idlePeriods, 2);
+    input.drain();
+    EXPECT_EQ(control.idlePeriods, 2);
 }
 
 }  // namespace

@@ -1,4 +1,3 @@
-#include "Linux/Media/IsoBmff/MovieHead.h"
 #include "Linux/Media/MovieFile/MovieFile.h"
 #include "Linux/Media/MovieFile/MovieRecovery.h"
 #include "Support/Error.h"
@@ -83,22 +82,6 @@ TEST_F(MovieRecoveryTests, CutsOffAnIncompleteFragmentAndRemovesAnInterruptedCop
     const std::size_t left = expectWhole();
     EXPECT_LT(left, 200U);
     EXPECT_GE(left, 200U - 16) << "one fragment at most";
-}
-
-TEST_F(MovieRecoveryTests, CompletesAMovieWhoseRoomWasGrowing) {
-    leaveUnfinished(200);
-    {
-        OutputFile file = OutputFile::open(path_).value();
-        const std::string content = contentOf(path_);
-        // The room begins behind the empty index and ends where the first fragment begins.
-        isobmff::HeadLayout layout{0, content.find("mvex"), content.find("moof") - 4};
-        layout.room = content.find("free", layout.room) - 4;
-        const isobmff::Placed header = prepareGrowth(layout);
-        file.write(header.offset, header.bytes);
-        if (!file.insertRange(header.offset, growth(layout))) GTEST_SKIP() << "nothing can be inserted here";
-    }
-    ASSERT_THAT(recover(), SizeIs(1));
-    EXPECT_EQ(expectWhole(), 200U);
 }
 
 TEST_F(MovieRecoveryTests, LeavesAMovieBeingWrittenAlone) {

@@ -62,12 +62,8 @@ float peak(const stage::Sound& sound, std::size_t from, std::size_t to) {
 }
 
 TEST(AudioTests, AClickIsAtItsTimestamp) {
-    struct Case {
-        long firstStamp;
-        std::size_t clickAt;
-    };
-    for (const auto& [firstStamp, clickAt] : {Case{0, 1000}, Case{0, 50}, Case{12345, 1000}, Case{300, 40000},
-                                              Case{-5000, 30000}, Case{-137, 30000}}) {
+    for (const auto& [firstStamp, clickAt] : std::vector<std::pair<long, std::size_t>>{
+             {0, 50}, {12345, 1000}, {300, 40000}, {-5000, 30000}, {-137, 30000}}) {
         SCOPED_TRACE(firstStamp);
         MovieMaker maker({videoSettings(64, 64), audioSettings(2)});
         const auto picture = std::make_shared<TestPicture>(64, 64);
@@ -79,8 +75,7 @@ TEST(AudioTests, AClickIsAtItsTimestamp) {
             maker.append(1, sound(at(firstStamp + from), {samples.begin() + from, end}, 2));
         }
         maker.append(0, frame(at(48000), picture));
-        ASSERT_EQ(maker.finish(), AVAssetWriterStatus::completed);
-        MovieProbe probe(maker.path());
+        MovieProbe probe = maker.finished();
         EXPECT_EQ(probe.pictureTimes(), (std::vector{0.0, 1.0}));
         const stage::Sound heard = probe.sound();
         EXPECT_EQ(heard.discontinuities, 0);
@@ -97,8 +92,7 @@ TEST(AudioTests, GapsAreSilentAndOverlapsAreCut) {
         MovieMaker maker({audioSettings(1)}, AVFileType::appleM4A);
         maker.append(0, sound(at(0), stamp > 24000 ? tone(24000) : std::vector<float>(24000), 1));
         maker.append(0, sound(at(stamp), click(24000, 9000), 1));
-        ASSERT_EQ(maker.finish(), AVAssetWriterStatus::completed);
-        MovieProbe probe(maker.path());
+        MovieProbe probe = maker.finished();
         const stage::Sound heard = probe.sound();
         EXPECT_NEAR(length(probe), stamp + 24000, 1);
         EXPECT_NEAR(clickOf(heard), stamp + 9000, 1);
@@ -108,26 +102,20 @@ TEST(AudioTests, GapsAreSilentAndOverlapsAreCut) {
     }
 }
 
+/// The timeline's tests have an hour of it.
 TEST(AudioTests, DriftIsCorrected) {
-    for (const double partsPerMillion : {300.0, -300.0}) {
+    for (const double real : {1.0003, 0.9997}) {
         MovieMaker maker({audioSettings(1)}, AVFileType::appleM4A);
-        constexpr long pieces = 3000;  // five minutes
-        const double real = 1 + partsPerMillion / 1e6;
-        std::vector<long> clicks;
+        constexpr long pieces = 1200;  // two minutes
+        const auto stamp = [&](long piece) { return std::lround(static_cast<double>(piece) * 4800 * real); };
         for (long piece = 0; piece < pieces; ++piece) {
-            const long stamp = std::lround(static_cast<double>(piece) * 4800 * real);
-            const bool clicked = piece % 600 == 305;
-            if (clicked) clicks.push_back(stamp + 2400);
-            maker.append(0, sound(at(stamp), clicked ? click(4800, 2400) : std::vector<float>(4800, 0), 1));
+            const bool clicks = piece == pieces - 2;
+            maker.append(0,
+                         sound(at(stamp(piece)), clicks ? click(4800, 2400) : std::vector<float>(4800), 1));
         }
-        ASSERT_EQ(maker.finish(), AVAssetWriterStatus::completed);
-        MovieProbe probe(maker.path());
-        const stage::Sound heard = probe.sound();
-        EXPECT_NEAR(static_cast<double>(length(probe)), pieces * 4800 * real, 480);
-        for (const long each : clicks) {
-            const auto begin = heard.samples[0].begin() + each - 2000;
-            EXPECT_NEAR(std::max_element(begin, begin + 4000) - begin, 2000, 480) << partsPerMillion;
-        }
+        MovieProbe probe = maker.finished();
+        EXPECT_NEAR(length(probe), stamp(pieces), 480);
+        EXPECT_NEAR(clickOf(probe.sound()), stamp(pieces - 2) + 2400, 480);
     }
 }
 
@@ -137,8 +125,7 @@ TEST(AudioTests, TracksHaveTheirOrderAndLastAsLongAsThePictures) {
     maker.append(0, frame(at(0), picture));
     maker.append(2, sound(at(0), tone(4800), 1));
     maker.append(0, frame(at(48000 * 3), picture));
-    ASSERT_EQ(maker.finish(), AVAssetWriterStatus::completed);
-    MovieProbe probe(maker.path());
+    MovieProbe probe = maker.finished();
     ASSERT_EQ(probe.tracks().size(), 3U);
     EXPECT_EQ(probe.tracks()[0].kind, stage::Track::Kind::Video);
     for (const std::size_t number : {0U, 1U}) {
@@ -161,8 +148,7 @@ TEST(AudioTests, PicturesAndSoundEndWithTheSession) {
         maker.append(0, frame(at(0), std::make_shared<TestPicture>(64, 64)));
         maker.append(1, sound(at(0), tone(frames), 2));
         maker.writer().endSessionAtSourceTime(at(48000));
-        ASSERT_EQ(maker.finish(), AVAssetWriterStatus::completed);
-        const MovieProbe probe(maker.path());
+        MovieProbe probe = maker.finished();
         EXPECT_NEAR(probe.videoTrack().duration, 1, 1e-4);
         EXPECT_NEAR(length(probe), 48000, 1) << frames;
     }
@@ -172,9 +158,9 @@ TEST(AudioTests, PicturesAndSoundEndWithTheSession) {
     EXPECT_NEAR(length(MovieProbe(maker.path())), 100, 1);
 }
 
-template <class Sample>
-AudioBufferList buffers(AudioSampleFormat format, int channels,
-                        const std::vector<std::vector<Sample>>& data) {
+template <class Sample = float>
+AudioBufferList buffers(int channels, const std::vector<std::vector<Sample>>& data,
+                        AudioSampleFormat format = AudioSampleFormat::float32) {
     AudioBufferList list;
     list.description = {48000, channels, format};
     for (const std::vector<Sample>& each : data) {
@@ -186,23 +172,20 @@ AudioBufferList buffers(AudioSampleFormat format, int channels,
 
 TEST(PcmConverterTests, ConvertsEveryFormat) {
     PcmConverter stereo(48000, 2);
-    const std::vector<float> wanted{0.5F, -0.25F, 0, 1};
-    EXPECT_EQ(stereo.convert(buffers<float>(AudioSampleFormat::float32, 2, {{0.5F, -0.25F, 0, 1}})), wanted);
-    EXPECT_EQ(stereo.convert(buffers<float>(AudioSampleFormat::float32, 2, {{0.5F, 0}, {-0.25F, 1}})),
-              wanted);
+    const std::vector<float> floats{0.5F, -0.25F, 0, 1};
+    EXPECT_EQ(stereo.convert(buffers(2, {floats})), floats);
+    EXPECT_EQ(stereo.convert(buffers(2, {{0.5F, 0}, {-0.25F, 1}})), floats);
     const std::vector<float> whole{0.5F, -0.25F, 0, -1};
-    EXPECT_EQ(stereo.convert(buffers<std::int16_t>(AudioSampleFormat::int16, 2, {{16384, -8192, 0, -32768}})),
+    EXPECT_EQ(stereo.convert(buffers<std::int16_t>(2, {{16384, -8192, 0, -32768}}, AudioSampleFormat::int16)),
               whole);
     EXPECT_EQ(stereo.convert(buffers<std::int32_t>(
-                  AudioSampleFormat::int32, 2, {{1 << 30, -(1 << 29), 0, std::numeric_limits<int>::min()}})),
+                  2, {{1 << 30, -(1 << 29), 0, std::numeric_limits<int>::min()}}, AudioSampleFormat::int32)),
               whole);
-    EXPECT_EQ(stereo.convert(buffers<float>(AudioSampleFormat::float32, 1, {{0.5F, -1}})),
-              (std::vector<float>{0.5F, 0.5F, -1, -1}));
+    EXPECT_EQ(stereo.convert(buffers(1, {{0.5F, -1}})), (std::vector<float>{0.5F, 0.5F, -1, -1}));
     PcmConverter mono(48000, 1);
-    EXPECT_EQ(mono.convert(buffers<float>(AudioSampleFormat::float32, 2, {{0.5F, -0.25F, 0, 1}})),
-              (std::vector<float>{0.125F, 0.5F}));
+    EXPECT_EQ(mono.convert(buffers(2, {floats})), (std::vector<float>{0.125F, 0.5F}));
     EXPECT_TRUE(mono.convert(AudioBufferList{std::nullopt, {std::vector<std::byte>(8)}}).empty());
-    EXPECT_TRUE(mono.convert(buffers<float>(AudioSampleFormat::other, 1, {{1, 1}})).empty());
+    EXPECT_TRUE(mono.convert(buffers(1, {{1.F, 1.F}}, AudioSampleFormat::other)).empty());
 }
 
 TEST(PcmConverterTests, StretchingKeepsTheWave) {

@@ -1,10 +1,9 @@
-#include "Tests/Linux/Media/Editing/CountedMovie.h"
+#include "Tests/Linux/Media/CountedMovie.h"
 
 #include "Tests/Linux/Media/MovieMaker.h"
 
 #include <algorithm>
 #include <cmath>
-#include <cstdlib>
 #include <numbers>
 #include <random>
 #include <stdexcept>
@@ -72,24 +71,21 @@ void expectSameSound(const stage::Sound& original, const stage::Sound& cut, doub
     }
 }
 
-}  // namespace
-
-bool isThorough() {
-    return std::getenv("LUMICRATE_THOROUGH") != nullptr;
-}
-
-std::int64_t ticks(double seconds) {
-    return std::llround(seconds * clock);
-}
-
-std::optional<int> readNumber(const stage::Picture& picture) {
+/// The number that a picture shows; -1 when it is unclear.
+int readNumber(const stage::Picture& picture) {
     int number = 0;
     for (int bit = 0; bit < bits; ++bit) {
         const int luma = picture.luma().at(bit * bitWidth + bitWidth / 2, height / 4);
-        if (luma > 60 && luma < 205) return std::nullopt;
+        if (luma > 60 && luma < 205) return -1;
         if (luma <= 60) number |= 1 << bit;
     }
     return number;
+}
+
+}  // namespace
+
+std::int64_t ticks(double seconds) {
+    return std::llround(seconds * clock);
 }
 
 CountedMovie makeCountedMovie(const std::filesystem::path& path, const CountedRecipe& recipe) {
@@ -141,7 +137,7 @@ Presented::Presented(const std::filesystem::path& path) : probe(path) {
     }
     if (probe.count(stage::Track::Kind::Video) == 0) return;
     probe.visitPictures([this](const stage::Picture& picture) {
-        pictures.push_back({readNumber(picture).value_or(-1), ticks(picture.time)});
+        pictures.push_back({readNumber(picture), ticks(picture.time)});
         return true;
     });
 }
@@ -165,13 +161,6 @@ void expectPart(const Presented& original, const std::filesystem::path& cut, dou
     ASSERT_EQ(found.sounds.size(), original.sounds.size());
     for (std::size_t track = 0; track < found.sounds.size(); ++track)
         expectSameSound(original.sounds[track], found.sounds[track], from, to);
-}
-
-std::filesystem::path TrimTests::cut(const std::filesystem::path& source, double from, double to,
-                                     AVAssetExportPreset preset, AVFileType type) {
-    const std::filesystem::path path = folder / ("cut" + std::to_string(++count_));
-    media::Assets().exportMovie(source, path, type, preset, range(from, to), {});
-    return path;
 }
 
 }  // namespace lumicrate::test

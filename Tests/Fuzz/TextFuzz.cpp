@@ -1,9 +1,12 @@
-// Any text typed as a recording's name becomes a valid file name, and any movie is described in one line.
+// Any text typed as a recording's name becomes a valid file name, any movie is described in one line, and any
+// text can be read as a rectangle.
 #include "Lumicrate/Library/FileNames.h"
 #include "Lumicrate/Preview/RecordingFiles.h"
+#include "Support/Geometry.h"
 #include "Tests/Fuzz/Check.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -40,12 +43,22 @@ void checkDescription(const std::uint8_t* data, std::size_t size) {
           "it is one line without negative numbers");
 }
 
+void checkRectangle(std::string_view text) {
+    const auto rect = rectFromString(text);
+    if (!rect) return;
+    for (const double each : {rect->x, rect->y, rect->width, rect->height})
+        check(std::isfinite(each), "every number is finite");
+    check(rectFromString(stringFromRect(*rect)) == rect, "a rectangle is read as written");
+}
+
 }  // namespace
 
 }  // namespace lumicrate::fuzz
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    lumicrate::fuzz::checkName({reinterpret_cast<const char*>(data), size});
+    const std::string_view text(reinterpret_cast<const char*>(data), size);
+    lumicrate::fuzz::checkName(text);
+    lumicrate::fuzz::checkRectangle(text);
     lumicrate::fuzz::checkDescription(data, size);
     return 0;
 }

@@ -2,7 +2,7 @@
 // checks that a movie presents exactly a part of another one.
 #pragma once
 
-#include "Linux/Media/Editing/Assets.h"
+#include "Platform/AVAssetWriter.h"
 #include "Tests/Linux/TemporaryFolder.h"
 #include "Tests/Stage/MovieProbe.h"
 
@@ -10,8 +10,6 @@
 
 #include <cstdint>
 #include <filesystem>
-#include <optional>
-#include <string>
 #include <vector>
 
 namespace lumicrate::test {
@@ -20,7 +18,6 @@ constexpr int clock = 90000;
 
 /// The nearest tick of 1 ⁄ 90000 s.
 std::int64_t ticks(double seconds);
-bool isThorough();
 
 struct CountedPicture {
     int number = 0;
@@ -49,9 +46,6 @@ struct CountedMovie {
 };
 CountedMovie makeCountedMovie(const std::filesystem::path& path, const CountedRecipe& recipe = {});
 
-/// The number that a picture of such a movie shows; nothing when it is unclear.
-std::optional<int> readNumber(const stage::Picture& picture);
-
 /// The part of `all` from `from` to `to`, in seconds, as it is presented from time zero.
 std::vector<CountedPicture> part(const std::vector<CountedPicture>& all, double from, double to);
 
@@ -71,21 +65,5 @@ void expectSamePictures(const std::vector<CountedPicture>& expected, const std::
 /// nothing else.
 void expectPart(const Presented& original, const std::filesystem::path& cut, double from, double to,
                 std::int64_t slack = 0);
-
-class TrimTests : public testing::Test {
- protected:
-    static CMTimeRange range(double from, double to) { return {{ticks(from), clock}, {ticks(to), clock}}; }
-    CountedMovie make(const CountedRecipe& recipe = {}) {
-        return makeCountedMovie(folder / ("movie" + std::to_string(++count_)), recipe);
-    }
-    /// A new file with that range.
-    std::filesystem::path cut(const std::filesystem::path& source, double from, double to,
-                              AVAssetExportPreset preset, AVFileType type = AVFileType::mpeg4);
-
-    TemporaryFolder folder;
-
- private:
-    int count_ = 0;
-};
 
 }  // namespace lumicrate::test
