@@ -23,10 +23,14 @@ class MovieExamination {
         for (const Box& box : whole_.children)
             result_.boxes.push_back(box.type);
         result_.isFragmented = whole_.child("moof") != nullptr || whole_.find("moov/mvex") != nullptr;
-        if (const Box* ftyp = whole_.child("ftyp")) faults_.within(*ftyp, [&] { examineFileType(*ftyp); });
-        form_ = {result_.brand == "qt  ", result_.isFragmented};
-        examineBoxes(whole_, form_, faults_);
-        if (const Box* moov = whole_.child("moov")) examineMovie(*moov);
+        try {
+            if (const Box* ftyp = whole_.child("ftyp")) examineFileType(*ftyp);
+            form_ = {result_.brand == "qt  ", result_.isFragmented};
+            examineBoxes(whole_, form_, faults_);
+            if (const Box* moov = whole_.child("moov")) examineMovie(*moov);
+        } catch (const std::out_of_range&) {
+            faults_.add(whole_, "has a box that ends too early");
+        }
         result_.faults = faults_.sentences();
         return std::move(result_);
     }
@@ -47,9 +51,16 @@ class MovieExamination {
         if (mvhd == nullptr) return;
         std::vector<TrackFacts> tracks;
         std::set<std::uint64_t> ids;
+        const std::uint64_t created = mvhd->field("created");
+        const auto hasDate = [created](const Box* box) {
+            return box == nullptr || (box->field("created") == created && box->field("modified") == created);
+        };
         for (const Box* trak : moov.all("trak")) {
             tracks.push_back(examineTrack(*trak, form_, faults_));
             readSampleTables(tracks.back(), faults_);
+            const bool hasDates =
+                hasDate(mvhd) && hasDate(trak->child("tkhd")) && hasDate(trak->find("mdia/mdhd"));
+            faults_.require(hasDates, *trak, "has other dates than the movie");
             faults_.require(ids.insert(tracks.back().id).second, *trak, "has the number of another track");
         }
         faults_.require(ids.empty() || mvhd->field("next") > *ids.rbegin(), *mvhd,
@@ -58,7 +69,7 @@ class MovieExamination {
         examineMedia(whole_, file_, tracks, faults_);
         examineDurations(*mvhd, tracks, result_.isFragmented, faults_);
         // Seconds from 1904, the epoch of the format, to 1970.
-        result_.created = static_cast<std::int64_t>(mvhd->field("created")) - 2'082'844'800;
+        result_.created = static_cast<std::int64_t>(created) - 2'082'844'800;
         for (const TrackFacts& track : tracks) {
             result_.tracks.push_back(presented(track, mvhd->field("timescale")));
             result_.duration = std::max(result_.duration, result_.tracks.back().presentedDuration);

@@ -1,18 +1,19 @@
 #include "Tests/Stage/MovieProbe.h"
 
+#include "Tests/Stage/Movie/Box.h"
+
 extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavformat/avformat.h>
 #include <libavutil/channel_layout.h>
-#include <libavutil/intreadwrite.h>
 #include <libavutil/pixdesc.h>
 }
 
 #include <algorithm>
 #include <cmath>
 #include <fstream>
+#include <iterator>
 #include <stdexcept>
-#include <string_view>
 
 namespace lumicrate::stage {
 
@@ -215,17 +216,15 @@ std::optional<std::string> MovieProbe::tag(const std::string& name) const {
 
 bool MovieProbe::indexInFront() const {
     std::ifstream file(file_, std::ios::binary);
-    for (std::uint64_t position = 0;;) {
-        unsigned char head[16] = {};
-        file.seekg(static_cast<std::streamoff>(position));
-        if (!file.read(reinterpret_cast<char*>(head), sizeof head)) return false;
-        const std::string_view type(reinterpret_cast<const char*>(head) + 4, 4);
-        if (type == "moov" || type == "mdat") return type == "moov";
-        const bool isLarge = AV_RB32(head) == 1;  // then the size follows the type
-        const std::uint64_t size = isLarge ? AV_RB64(head + 8) : AV_RB32(head);
-        if (size < 8) throw std::runtime_error("A box of " + file_.string() + " has no size");
-        position += size;
-    }
+    const std::vector<char> bytes(std::istreambuf_iterator<char>(file), {});
+    Faults faults;
+    const Box whole =
+        readBoxes({reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()}, true, faults);
+    const auto& boxes = whole.children;
+    const auto first = std::find_if(boxes.begin(), boxes.end(), [](const Box& each) {
+        return each.type == "moov" || each.type == "mdat";
+    });
+    return first != boxes.end() && first->type == "moov";
 }
 
 std::size_t MovieProbe::visitPictures(const std::function<bool(const Picture&)>& visitor) {
@@ -289,7 +288,8 @@ std::vector<Packet> MovieProbe::packets(int trackIndex) {
     while (av_read_frame(format.get(), packet.get()) >= 0) {
         if (packet->stream_index == trackIndex) {
             packets.push_back({inSeconds(packet->pts, timeBase), inSeconds(packet->duration, timeBase),
-                               packet->size, (packet->flags & AV_PKT_FLAG_KEY) != 0});
+                               packet->size, (packet->flags & AV_PKT_FLAG_KEY) != 0,
+                               std::string(packet->data, packet->data + packet->size)});
         }
         av_packet_unref(packet.get());
     }

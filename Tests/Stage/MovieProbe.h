@@ -47,6 +47,7 @@ struct Packet {
     double duration = 0;
     int size = 0;
     bool isKey = false;
+    std::string bytes;
 };
 
 struct Sound {

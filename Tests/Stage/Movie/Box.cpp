@@ -114,14 +114,6 @@ void Faults::add(const Box& box, const std::string& what) {
     sentences_.push_back(name + ": " + what);
 }
 
-void Faults::within(const Box& box, const std::function<void()>& examination) {
-    try {
-        examination();
-    } catch (const EndOfBytes& error) {
-        add(box, error.what());
-    }
-}
-
 Box readBoxes(ByteSpan file, bool mayBeCutOff, Faults& faults) {
     Box whole;
     whole.content = file;

@@ -3,7 +3,6 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <map>
 #include <span>
 #include <stdexcept>
@@ -15,12 +14,7 @@ namespace lumicrate::stage {
 
 using ByteSpan = std::span<const std::uint8_t>;
 
-class EndOfBytes : public std::runtime_error {
- public:
-    EndOfBytes() : std::runtime_error("ends too early") {}
-};
-
-// Reads big-endian numbers one after the other; throws EndOfBytes when too little is left.
+// Reads big-endian numbers one after the other; throws std::out_of_range when too little is left.
 class Bytes {
  public:
     explicit Bytes(ByteSpan bytes) : rest_(bytes) {}
@@ -39,7 +33,7 @@ class Bytes {
         return {taken.begin(), taken.end()};
     }
     ByteSpan take(std::size_t size) {
-        if (size > rest_.size()) throw EndOfBytes();
+        if (size > rest_.size()) throw std::out_of_range("ends too early");
         const ByteSpan taken = rest_.first(size);
         rest_ = rest_.subspan(size);
         return taken;
@@ -81,9 +75,6 @@ class Faults {
     void require(bool isRight, const Box& box, const std::string& what) {
         if (!isRight) add(box, what);
     }
-    // Runs a part of the examination; if the box ends too early, that is the fault.
-    void within(const Box& box, const std::function<void()>& examination);
-
     const std::vector<std::string>& sentences() const { return sentences_; }
 
  private:

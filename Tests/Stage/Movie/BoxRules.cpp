@@ -147,7 +147,7 @@ class BoxExamination {
         for (const Rule& rule : rules) {
             if (rule.type != box.type) continue;
             const std::string_view layout = form_.isQuickTime ? rule.quickTimeLayout : rule.layout;
-            if (!layout.empty()) faults_.within(box, [&] { LayoutReader(box, faults_).read(layout); });
+            if (!layout.empty()) LayoutReader(box, faults_).read(layout);
             if (!rule.children.empty()) examineChildren(box, rule.children);
         }
         for (Box& child : box.children)

@@ -45,8 +45,7 @@ void examineBoxes(Box& whole, const MovieForm& form, Faults& faults);
 
 // A row of a table: numbers of the given widths.
 using Row = std::vector<std::uint64_t>;
-// The rows of a table, which has a count `lead` bytes from its beginning. A table of another length is a
-// fault and has no rows.
+// The rows of a table, which has a count `lead` bytes from its beginning.
 std::vector<Row> rowsOf(const Box* table, const std::vector<std::size_t>& widths, Faults& faults,
                         std::size_t lead = 4);
 

@@ -2,6 +2,7 @@
 #include "Tests/Stage/Movie/Examination.h"
 
 #include <algorithm>
+#include <numeric>
 #include <utility>
 
 namespace lumicrate::stage {
@@ -122,7 +123,7 @@ class Fragment {
             }
             faults_.require(tfdt->field("time") >= track->nextTime, *tfdt, "begins too early");
             track->nextTime = tfdt->field("time");
-            faults_.within(*trun, [&] { readRun(*trun, *track); });
+            readRun(*trun, *track);
             const Box* sbgp = traf->child("sbgp");
             const bool isInGroup = sbgp != nullptr && sbgp->field("count") == trun->field("count");
             faults_.require(track->isVideo() ? sbgp == nullptr : isInGroup, *traf, "lacks the roll group");
@@ -206,25 +207,20 @@ std::vector<Row> rowsOf(const Box* table, const std::vector<std::size_t>& widths
                         std::size_t lead) {
     std::vector<Row> rows;
     if (table == nullptr) return rows;
-    faults.within(*table, [&] {
-        Bytes bytes(table->content);
-        const std::uint32_t version = bytes.u32();
-        const bool isPlain = version == 0 || (version == 1U << 24 && table->type == "elst");
-        faults.require(isPlain, *table, "has a version or flags");
-        for (; lead > 4; lead -= 4)
-            faults.require(bytes.u32() == 0, *table, "has one value for all rows");
-        const std::uint64_t count = bytes.u32();
-        std::size_t rowSize = 0;
+    Bytes bytes(table->content);
+    const std::uint32_t version = bytes.u32();
+    const bool isPlain = version == 0 || (version == 1U << 24 && table->type == "elst");
+    faults.require(isPlain, *table, "has a version or flags");
+    for (; lead > 4; lead -= 4)
+        faults.require(bytes.u32() == 0, *table, "has one value for all rows");
+    const std::uint64_t count = bytes.u32();
+    const std::size_t rowSize = std::accumulate(widths.begin(), widths.end(), std::size_t{0});
+    faults.require(bytes.left() == count * rowSize, *table, "has another number of rows than its count");
+    while (bytes.left() >= rowSize) {
+        rows.emplace_back();
         for (const std::size_t width : widths)
-            rowSize += width;
-        if (bytes.left() != count * rowSize)
-            return faults.add(*table, "has another number of rows than its count");
-        for (std::uint64_t i = 0; i < count; ++i) {
-            rows.emplace_back();
-            for (const std::size_t width : widths)
-                rows.back().push_back(bytes.number(width));
-        }
-    });
+            rows.back().push_back(bytes.number(width));
+    }
     return rows;
 }
 

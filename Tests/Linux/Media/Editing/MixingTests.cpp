@@ -69,9 +69,11 @@ std::pair<long, double> found(const Samples& part, const Samples& whole) {
     return {best, product(part, whole, best, all) / product(part, part, 0, all)};
 }
 
-std::string videoHash(const std::filesystem::path& movie) {
-    return stage::runProgram(
-        {"ffmpeg", "-v", "error", "-i", movie.string(), "-map", "0:v", "-c", "copy", "-f", "md5", "-"});
+std::string codedPictures(const std::filesystem::path& movie) {
+    std::string bytes;
+    for (const stage::Packet& each : MovieProbe(movie).packets(0))
+        bytes += each.bytes;
+    return bytes;
 }
 
 class MixingTests : public testing::Test {
@@ -136,7 +138,7 @@ TEST_F(MixingTests, TheTracksSoundTogetherAndPicturesStay) {
         EXPECT_NEAR(after.audioTrack().duration, before.audioTrack().duration, 1.0 / 48000);
         EXPECT_EQ(after.tag("creation_time"), before.tag("creation_time"));
         if (type == AVFileType::appleM4A) continue;
-        EXPECT_EQ(videoHash(mixed), videoHash(source->path()));
+        EXPECT_EQ(codedPictures(mixed), codedPictures(source->path()));
         EXPECT_EQ(after.videoTrack().codecTag, "avc1");
         EXPECT_EQ(after.pictureTimes(), before.pictureTimes());
         EXPECT_NEAR(after.videoTrack().duration, before.videoTrack().duration, 1e-4);

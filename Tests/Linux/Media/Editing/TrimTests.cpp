@@ -1,7 +1,6 @@
 // Ranges of movies, checked picture by picture and sample by sample.
 
 #include "Linux/Media/Editing/Assets.h"
-#include "Linux/Media/Editing/InputMovie.h"
 #include "Support/Error.h"
 #include "Tests/Linux/Media/CountedMovie.h"
 #include "Tests/Linux/Media/MovieMaker.h"
@@ -55,6 +54,19 @@ class TrimTests : public testing::Test {
         Assets().exportMovie(source, path, type, preset, range(from, to), {});
         return path;
     }
+    /// The error of an export that fails and must leave nothing.
+    std::string failure(const std::filesystem::path& source, double from, double to,
+                        Preset preset = Preset::passthrough, const LongWork& work = {}) const {
+        const std::filesystem::path path = folder / "failing";
+        try {
+            Assets().exportMovie(source, path, AVFileType::mpeg4, preset, range(from, to), work);
+        } catch (const LocalizedError& error) {
+            EXPECT_FALSE(std::filesystem::exists(path));
+            return error.what();
+        }
+        std::filesystem::remove(path);
+        return "no error";
+    }
 
     test::TemporaryFolder folder;
 
@@ -63,24 +75,19 @@ class TrimTests : public testing::Test {
 };
 
 std::vector<std::size_t> keyPictures(const std::filesystem::path& path) {
-    MovieProbe probe(path);
+    const std::vector<stage::Packet> packets = MovieProbe(path).packets(0);
     std::vector<std::size_t> keys;
-    std::size_t number = 0;
-    for (const stage::Packet& each : probe.packets(probe.videoTrack().index)) {
-        if (each.isKey) keys.push_back(number);
-        ++number;
+    for (std::size_t i = 0; i < packets.size(); ++i) {
+        if (packets[i].isKey) keys.push_back(i);
     }
     return keys;
 }
 
 /// The bytes of each coded picture.
 std::vector<std::string> codedPictures(const std::filesystem::path& path) {
-    InputMovie movie(path);
-    movie.select({movie.videoTrack().value()});
     std::vector<std::string> pictures;
-    const OwnedPacket packet = makePacket();
-    while (movie.read(*packet))
-        pictures.emplace_back(packet->data, packet->data + packet->size);
+    for (const stage::Packet& each : MovieProbe(path).packets(0))
+        pictures.push_back(each.bytes);
     return pictures;
 }
 
@@ -284,24 +291,7 @@ TEST_F(TrimTests, SoundAloneCanBeCut) {
         expectPart(original, cut(movie.path, 1.11111, 4.2, preset, AVFileType::appleM4A), 1.11111, 4.2);
 }
 
-class FailedTrimTests : public TrimTests {
- protected:
-    /// The error of an export that fails and must leave nothing.
-    std::string failure(const std::filesystem::path& source, double from, double to,
-                        Preset preset = Preset::passthrough, const LongWork& work = {}) const {
-        const std::filesystem::path path = folder / "failing";
-        try {
-            Assets().exportMovie(source, path, AVFileType::mpeg4, preset, range(from, to), work);
-        } catch (const LocalizedError& error) {
-            EXPECT_FALSE(std::filesystem::exists(path));
-            return error.what();
-        }
-        std::filesystem::remove(path);
-        return "no error";
-    }
-};
-
-TEST_F(FailedTrimTests, SayWhy) {
+TEST_F(TrimTests, FailuresSayWhy) {
     const std::filesystem::path movie = make(4).path;
     const auto shortened = [&](const std::string& name, std::uintmax_t size) {
         std::filesystem::copy_file(movie, folder / name);
@@ -333,7 +323,7 @@ TEST_F(FailedTrimTests, SayWhy) {
         EXPECT_THAT(failure(each.source, each.from, each.to), HasSubstr(each.error)) << each.source;
 }
 
-TEST_F(FailedTrimTests, LeaveNothingWhenTheDiskIsFull) {
+TEST_F(TrimTests, AFullDiskLeavesNothing) {
     const CountedMovie movie = make(8);
     // At the beginning, among the media and in the index.
     for (const rlim_t bytes : {1U, 20'000U, 100'000U}) {
@@ -344,7 +334,7 @@ TEST_F(FailedTrimTests, LeaveNothingWhenTheDiskIsFull) {
     }
 }
 
-TEST_F(FailedTrimTests, CanBeCancelledAtAnyTime) {
+TEST_F(TrimTests, CanBeCancelledAtAnyTime) {
     const CountedMovie movie = make(12);
     const std::filesystem::path foreign = folder / "other.mp4";
     stage::runProgram(

@@ -62,19 +62,6 @@ TEST(MovieSummaryTests, OurMoviesHaveTheSameSummaryFinishedOrNot) {
     }
 }
 
-TEST(MovieSummaryTests, AMovieBeingWrittenGrows) {
-    SimulatedRecording recording(movie(Brand::mpeg4, {screen(), sound("System", 2, 2112)}));
-    recording.record(0, 5, 3);
-    double last = 0;
-    for (std::size_t writes = 0; writes <= recording.writes().size(); ++writes) {
-        const auto movie = read(recording.fileAfter(writes));
-        ASSERT_TRUE(movie) << writes;
-        ASSERT_GE(movie->duration, last);
-        last = movie->duration;
-    }
-    EXPECT_GT(last, 4);
-}
-
 TEST(MovieSummaryTests, NeitherMediaNorTablesAreRead) {
     SimulatedRecording recording(movie(Brand::mpeg4, {screen(), sound("System", 2, 2112)}));
     recording.record(0, 2000, 5);

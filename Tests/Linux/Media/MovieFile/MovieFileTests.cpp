@@ -8,6 +8,7 @@
 
 #include <atomic>
 #include <fstream>
+#include <optional>
 #include <thread>
 
 namespace lumicrate::media {
@@ -28,23 +29,30 @@ class MovieFileTests : public testing::Test {
         std::filesystem::create_directory(path_.parent_path());
     }
 
-    std::unique_ptr<MovieFile> makeFile() {
-        auto file = std::make_unique<MovieFile>(path_, AVFileType::mpeg4, unfinished_);
+    /// Begins a file with that many pictures.
+    void begin(int frames) {
+        samples.reset();
+        file.reset();
+        file = std::make_unique<MovieFile>(path_, AVFileType::mpeg4, unfinished_);
         file->setOnFailure([this](const std::exception_ptr& error) {
             failure_ = localizedDescription(error);
             ++failures_;
         });
-        return file;
+        samples.emplace(*file);
+        file->begin();
+        writeUpTo(frames);
     }
-    void awaitDisk(const MovieFile& file) {
-        while (file.backlog() > 0)
+    void writeUpTo(int frames) {
+        samples->writeUpTo(frames);
+        awaitDisk();
+    }
+    void awaitDisk() const {
+        while (file->backlog() > 0)
             std::this_thread::yield();
     }
-    void awaitFailure(MovieFile& file, SyntheticMovie& samples) {
-        for (int frames = 30; failures_ == 0; frames += 30) {
-            samples.writeUpTo(frames);
-            awaitDisk(file);
-        }
+    void awaitFailure() {
+        for (int frames = 90; failures_ == 0; frames += 30)
+            writeUpTo(frames);
     }
     /// The file as it is, which must be valid, finished or not.
     MovieBoxes movie() const {
@@ -60,6 +68,8 @@ class MovieFileTests : public testing::Test {
     RecoveryList unfinished_{folder_ / "unfinished"};
     std::string failure_;
     std::atomic<int> failures_ = 0;
+    std::unique_ptr<MovieFile> file;
+    std::optional<SyntheticMovie> samples;
 };
 
 /// On a file system that can insert space before the media (usually), and on one that cannot.
@@ -90,13 +100,10 @@ void expectWhole(const MovieBoxes& movie, int frames, int sounds) {
 
 TEST_P(MovieFileIndexTests, AnIndexOfAnyLengthGoesInFront) {
     for (const int frames : {2, 15, GetParam().second}) {
-        const auto file = makeFile();
-        SyntheticMovie samples(*file);
-        file->begin();
-        samples.writeUpTo(frames);
+        begin(frames);
         file->extendTo(frames / 30.0 + 10);  // the last picture lasts as long as its sample says
         file->finish();
-        expectWhole(movie(), frames, samples.soundCount());
+        expectWhole(movie(), frames, samples->soundCount());
         EXPECT_THAT(unfinished_.list(), IsEmpty());
         EXPECT_EQ(std::distance(std::filesystem::directory_iterator(path_.parent_path()), {}), 1);
         std::filesystem::remove(path_);
@@ -107,38 +114,29 @@ INSTANTIATE_TEST_SUITE_P(FileSystems, MovieFileIndexTests,
                          testing::Values(std::pair("/tmp", 12'000), std::pair("/dev/shm", 120'000)));
 
 TEST_F(MovieFileTests, TheFileCanBePlayedAtAnyTime) {
-    const auto file = makeFile();
-    SyntheticMovie samples(*file);
-    file->begin();
-    samples.writeUpTo(95);
-    awaitDisk(*file);
+    begin(95);
     EXPECT_GE(pictureCount(), 95U - 16) << "half a second behind at most";
 
     // From here on the screen is still, but the movie grows longer.
     for (const double second : {3.6, 3.75, 3.9}) {
         file->extendTo(second);
-        awaitDisk(*file);
+        awaitDisk();
         const MovieTrack pictures = movie().tracks.at(0);
         EXPECT_EQ(pictures.samples.size(), 95U);
         EXPECT_NEAR(pictures.presentedDuration, second, 1e-4);
     }
     // A late picture sets the actual duration of the previous one.
-    samples.writeUpTo(120);
-    awaitDisk(*file);
+    writeUpTo(120);
     EXPECT_EQ(movie().tracks.at(0).samples.at(94).duration, SyntheticMovie::frameTicks);
     EXPECT_THAT(unfinished_.list(), testing::SizeIs(1));
     file->finish();
-    expectWhole(movie(), 120, samples.soundCount());
+    expectWhole(movie(), 120, samples->soundCount());
 }
 
 TEST_F(MovieFileTests, IsRestoredWhenDeletedWithItsFolder) {
-    const auto file = makeFile();
-    SyntheticMovie samples(*file);
-    file->begin();
-    samples.writeUpTo(60);
-    awaitDisk(*file);
+    begin(60);
     std::filesystem::remove_all(path_.parent_path());
-    awaitFailure(*file, samples);
+    awaitFailure();
     EXPECT_EQ(failure_, "The file of the recording was deleted or moved.");
     file->finish();
     EXPECT_EQ(failures_, 1);
@@ -149,13 +147,9 @@ TEST_F(MovieFileTests, IsRestoredWhenDeletedWithItsFolder) {
 
 TEST_F(MovieFileTests, IsCompletedWhereItWasMoved) {
     const std::filesystem::path elsewhere = folder_ / "elsewhere.mp4";
-    const auto file = makeFile();
-    SyntheticMovie samples(*file);
-    file->begin();
-    samples.writeUpTo(60);
-    awaitDisk(*file);
+    begin(60);
     std::filesystem::rename(path_, elsewhere);
-    awaitFailure(*file, samples);
+    awaitFailure();
     try {
         file->finish();
         FAIL() << "the caller must be told the new place";
@@ -169,12 +163,10 @@ TEST_F(MovieFileTests, IsCompletedWhereItWasMoved) {
 /// The list of recordings cannot be written, nor can the folder any more.
 TEST_F(MovieFileTests, RecordsWithoutRecoveryAndInAFolderThatBecomesReadOnly) {
     std::ofstream(folder_ / "unfinished") << "a file where the folder should be";
-    const auto file = makeFile();
-    SyntheticMovie samples(*file);
-    file->begin();
+    begin(0);
     std::filesystem::permissions(path_.parent_path(),
                                  std::filesystem::perms::owner_read | std::filesystem::perms::owner_exec);
-    samples.writeUpTo(60);
+    writeUpTo(60);
     file->finish();
     std::filesystem::permissions(path_.parent_path(), std::filesystem::perms::owner_all);
     EXPECT_EQ(pictureCount(), 60U);

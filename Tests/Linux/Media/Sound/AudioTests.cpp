@@ -86,22 +86,6 @@ TEST(AudioTests, AClickIsAtItsTimestamp) {
     }
 }
 
-TEST(AudioTests, GapsAreSilentAndOverlapsAreCut) {
-    // The second piece begins after the end of the first, or before it.
-    for (const long stamp : {24000 + 31234, 20000}) {
-        MovieMaker maker({audioSettings(1)}, AVFileType::appleM4A);
-        maker.append(0, sound(at(0), stamp > 24000 ? tone(24000) : std::vector<float>(24000), 1));
-        maker.append(0, sound(at(stamp), click(24000, 9000), 1));
-        MovieProbe probe = maker.finished();
-        const stage::Sound heard = probe.sound();
-        EXPECT_NEAR(length(probe), stamp + 24000, 1);
-        EXPECT_NEAR(clickOf(heard), stamp + 9000, 1);
-        if (stamp < 24000) continue;
-        EXPECT_GT(peak(heard, 4000, 22000), 0.25F);
-        EXPECT_LT(peak(heard, 26100, 24000 + 31234), 0.002F);
-    }
-}
-
 /// The timeline's tests have an hour of it.
 TEST(AudioTests, DriftIsCorrected) {
     for (const double real : {1.0003, 0.9997}) {
