@@ -1,6 +1,6 @@
 #include "App/AppWindows.h"
 
-#include "Lumicrate/Library/FileNames.h"
+#include "Lumicrate/Library/DerivedFiles.h"
 #include "Lumicrate/Shell/Welcome.h"
 #include "Support/DispatchQueue.h"
 #include "Support/Error.h"

@@ -1,6 +1,6 @@
 // Any text typed as a recording's name becomes a valid file name, any movie is described in one line, and any
 // text can be read as a rectangle.
-#include "Lumicrate/Library/FileNames.h"
+#include "Lumicrate/Library/DerivedFiles.h"
 #include "Lumicrate/Preview/RecordingFiles.h"
 #include "Support/Geometry.h"
 #include "Tests/Fuzz/Check.h"

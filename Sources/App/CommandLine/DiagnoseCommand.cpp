@@ -11,7 +11,7 @@
 #include "Linux/Media/Sound/AacEncoder.h"
 #include "Linux/X11/Input/HotKeys.h"
 #include "Lumicrate/Capture/StreamConfiguration.h"
-#include "Lumicrate/Library/FileNames.h"
+#include "Lumicrate/Library/DerivedFiles.h"
 #include "Lumicrate/Shell/AppInfo.h"
 #include "Support/DispatchQueue.h"
 #include "Support/Log.h"

@@ -7,7 +7,7 @@
 #include "Linux/Desktop/FileManager.h"
 #include "Linux/Media/Editing/Assets.h"
 #include "Linux/Media/Images/ImageIO.h"
-#include "Lumicrate/Library/FileNames.h"
+#include "Lumicrate/Library/DerivedFiles.h"
 #include "Lumicrate/Movie/AudioMixdown.h"
 #include "Lumicrate/Movie/MovieConversion.h"
 #include "Lumicrate/Preview/GIFExporter.h"

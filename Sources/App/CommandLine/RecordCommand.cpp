@@ -1,6 +1,6 @@
 // The command "record".
 #include "App/CommandLine/CommandLine.h"
-#include "App/CommandLine/RecordRequest.h"
+#include "App/CommandLine/RecordArguments.h"
 #include "App/CommandLine/StatusLine.h"
 #include "App/RecorderServices.h"
 #include "App/Signals.h"
@@ -36,7 +36,7 @@ void turnOffUnlessAvailable(bool& enabled, bool required, bool available, const 
 }
 
 /// A microphone named on the command line must be connected; a stored one falls back to the default.
-void requireNamedMicrophone(const RecordRequest& request, const std::vector<CaptureDevice>& connected) {
+void requireNamedMicrophone(const RecordArguments& request, const std::vector<CaptureDevice>& connected) {
     const std::string& id = request.options.microphoneID;
     if (!request.microphoneRequired || id.empty()) return;
     const auto isNamed = [&](const CaptureDevice& device) { return device.id == id; };
@@ -47,14 +47,14 @@ void requireNamedMicrophone(const RecordRequest& request, const std::vector<Capt
 }
 
 /// Leaves out sound that cannot be recorded, unless it is required.
-void checkSound(RecordRequest& request, const pipewire::Devices& devices) {
+void checkSound(RecordArguments& request, const pipewire::Devices& devices) {
     RecordingOptions& options = request.options;
     if (!options.captureSystemAudio && !options.captureMicrophone) return;
 
     const auto sound = devices.snapshot();
     if (!sound) {
         const std::string reason = localized("No sound server can be reached, so sound can't be recorded.");
-        const bool audioOnly = request.mode == RecordRequest::Mode::audio;
+        const bool audioOnly = request.mode == RecordArguments::Mode::audio;
         if (audioOnly || request.systemAudioRequired || request.microphoneRequired)
             throw LocalizedError(reason);
         options.captureSystemAudio = options.captureMicrophone = false;
@@ -80,17 +80,17 @@ void checkOutput(const std::filesystem::path& output) {
     }
 }
 
-CaptureSource captureSource(RecordRequest& request, const capture::CaptureKit& capture) {
-    if (request.mode == RecordRequest::Mode::audio) return CaptureSource::audioOnly();
+CaptureSource captureSource(RecordArguments& request, const capture::CaptureKit& capture) {
+    if (request.mode == RecordArguments::Mode::audio) return CaptureSource::audioOnly();
     if (!capture.CGPreflightScreenCaptureAccess()) {
         throw LocalizedError(localized("No display server can be reached to record the screen."));
     }
-    if (request.mode == RecordRequest::Mode::window) {
+    if (request.mode == RecordArguments::Mode::window) {
         requireWindow(capture.windows(), request.window);
         return CaptureSource::window(request.window);
     }
     const auto displays = capture.displays();
-    if (request.mode == RecordRequest::Mode::area) {
+    if (request.mode == RecordArguments::Mode::area) {
         const PlacedArea placed = placeArea(displays, request.area);
         request.options.areaRect = placed.area;
         return CaptureSource::area(placed.displayID);
@@ -101,7 +101,7 @@ CaptureSource captureSource(RecordRequest& request, const capture::CaptureKit& c
 /// Runs one recording from its start to its file, following the recorder's published state.
 class Recording {
  public:
-    Recording(Executor& executor, RecorderServices& services, const RecordRequest& request)
+    Recording(Executor& executor, RecorderServices& services, const RecordArguments& request)
         : recorder_(services.recorder),
           executor_(executor),
           request_(request),
@@ -205,7 +205,7 @@ class Recording {
 
     ScreenRecorder& recorder_;
     Executor& executor_;
-    RecordRequest request_;
+    RecordArguments request_;
     Signals signals_;
     StatusLine line_;
     bool begun_ = false;
@@ -231,8 +231,8 @@ int runRecord(const ParsedOptions& parsed) {
     SystemServices system;
     HeadlessDesktop desktop;
     RecorderServices services(system, desktop.services());
-    RecordRequest request =
-        readRecordRequest(parsed, RecordingOptions::current(system.defaults), storedMode(system.defaults));
+    RecordArguments request =
+        readRecordArguments(parsed, RecordingOptions::current(system.defaults), storedMode(system.defaults));
     if (request.output) checkOutput(*request.output);
     const CaptureSource source = captureSource(request, system.capture);
     checkSound(request, system.devices);

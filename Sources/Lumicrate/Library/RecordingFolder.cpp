@@ -1,6 +1,6 @@
 #include "Lumicrate/Library/RecordingFolder.h"
 
-#include "Lumicrate/Library/FileNames.h"
+#include "Lumicrate/Library/DerivedFiles.h"
 
 #include <algorithm>
 #include <array>

@@ -1,6 +1,6 @@
 #include "Lumicrate/Movie/AudioMixdown.h"
 
-#include "Lumicrate/Library/FileNames.h"
+#include "Lumicrate/Library/DerivedFiles.h"
 #include "Lumicrate/Recording/FreeSpaceGuard.h"
 #include "Support/Log.h"
 #include "Support/LongWork.h"

@@ -1,6 +1,6 @@
 #include "Lumicrate/Movie/MovieConversion.h"
 
-#include "Lumicrate/Library/FileNames.h"
+#include "Lumicrate/Library/DerivedFiles.h"
 
 namespace lumicrate {
 

@@ -1,6 +1,6 @@
 #include "Lumicrate/Preview/Trimming.h"
 
-#include "Lumicrate/Library/FileNames.h"
+#include "Lumicrate/Library/DerivedFiles.h"
 #include "Support/Error.h"
 #include "Support/Log.h"
 

@@ -1,6 +1,6 @@
 #include "Lumicrate/Settings/SettingsModel.h"
 
-#include "Lumicrate/Library/FileNames.h"
+#include "Lumicrate/Library/DerivedFiles.h"
 #include "Lumicrate/Recording/RecordingOptions.h"
 #include "Support/Error.h"
 #include "Support/Text.h"

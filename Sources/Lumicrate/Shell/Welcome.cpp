@@ -1,6 +1,6 @@
 #include "Lumicrate/Shell/Welcome.h"
 
-#include "Lumicrate/Library/FileNames.h"
+#include "Lumicrate/Library/DerivedFiles.h"
 #include "Lumicrate/Shortcuts/Shortcut.h"
 #include "Support/Error.h"
 #include "Support/Text.h"

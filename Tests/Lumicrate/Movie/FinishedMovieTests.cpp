@@ -1,4 +1,4 @@
-#include "Lumicrate/Library/FileNames.h"
+#include "Lumicrate/Library/DerivedFiles.h"
 #include "Lumicrate/Movie/AudioMixdown.h"
 #include "Lumicrate/Movie/MovieConversion.h"
 #include "Tests/Lumicrate/Movie/FakeAssets.h"

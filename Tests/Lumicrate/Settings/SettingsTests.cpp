@@ -1,4 +1,4 @@
-#include "Lumicrate/Library/FileNames.h"
+#include "Lumicrate/Library/DerivedFiles.h"
 #include "Lumicrate/Recording/RecordingOptions.h"
 #include "Lumicrate/Settings/SettingsModel.h"
 #include "Lumicrate/Shell/Permissions.h"

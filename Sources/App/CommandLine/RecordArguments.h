@@ -1,4 +1,4 @@
-// RecordRequest: what a "record" command line asks for.
+// RecordArguments: what a "record" command line asks for.
 #pragma once
 
 #include "App/CommandLine/OptionParser.h"
@@ -18,7 +18,7 @@ namespace lumicrate::app {
 /// A display, by number or by name.
 using ScreenName = std::optional<std::string>;
 
-struct RecordRequest {
+struct RecordArguments {
     enum class Mode { screen, window, area, audio };
 
     Mode mode = Mode::screen;
@@ -40,8 +40,8 @@ std::span<const OptionSpec> recordOptionSpecs();
 /// Combines the command line with the stored preferences. `storedMode` applies when the command line names no
 /// source: audio is recorded as such, every other mode as the whole screen, since windows and areas would
 /// have to be chosen first. Throws UsageError.
-RecordRequest readRecordRequest(const ParsedOptions& parsed, const RecordingOptions& stored,
-                                std::optional<CaptureMode> storedMode);
+RecordArguments readRecordArguments(const ParsedOptions& parsed, const RecordingOptions& stored,
+                                    std::optional<CaptureMode> storedMode);
 
 /// The display with that number or name, or the main one. Throws LocalizedError when there is none.
 SCDisplay findDisplay(const std::vector<SCDisplay>& displays, const ScreenName& name,

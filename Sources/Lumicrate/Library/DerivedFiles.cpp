@@ -1,4 +1,4 @@
-#include "Lumicrate/Library/FileNames.h"
+#include "Lumicrate/Library/DerivedFiles.h"
 
 #include "Support/Error.h"
 

@@ -1,4 +1,4 @@
-#include "App/CommandLine/RecordRequest.h"
+#include "App/CommandLine/RecordArguments.h"
 
 #include "App/CommandLine/OptionValues.h"
 
@@ -86,7 +86,8 @@ void readSwitch(const ParsedOptions& parsed, std::string_view option, bool& targ
     target = parsed.isOn(option).value_or(target);
 }
 
-void readSource(const ParsedOptions& parsed, std::optional<CaptureMode> storedMode, RecordRequest& request) {
+void readSource(const ParsedOptions& parsed, std::optional<CaptureMode> storedMode,
+                RecordArguments& request) {
     if (parsed.has("screen") + parsed.has("window") + parsed.has("area") + parsed.has("audio") > 1) {
         throw UsageError(localized("Give only one of --screen, --window, --area and --audio."));
     }
@@ -96,16 +97,16 @@ void readSource(const ParsedOptions& parsed, std::optional<CaptureMode> storedMo
         if (!area)
             throwInvalidValue("area", *text,
                               localized("X,Y,WIDTH,HEIGHT in points, the size at least 1 × 1"));
-        request.mode = RecordRequest::Mode::area;
+        request.mode = RecordArguments::Mode::area;
         request.area = *area;
     } else if (const auto number = parsed.value("window")) {
         const auto window = readWindowNumber(*number);
         if (!window)
             throwInvalidValue("window", *number, localized("a number, such as 25165835 or 0x180000b"));
-        request.mode = RecordRequest::Mode::window;
+        request.mode = RecordArguments::Mode::window;
         request.window = *window;
     } else if (parsed.has("audio") || storedAudio) {
-        request.mode = RecordRequest::Mode::audio;
+        request.mode = RecordArguments::Mode::audio;
     }
     request.screen = parsed.value("screen");
 }
@@ -116,10 +117,10 @@ std::span<const OptionSpec> recordOptionSpecs() {
     return specs;
 }
 
-RecordRequest readRecordRequest(const ParsedOptions& parsed, const RecordingOptions& stored,
-                                std::optional<CaptureMode> storedMode) {
+RecordArguments readRecordArguments(const ParsedOptions& parsed, const RecordingOptions& stored,
+                                    std::optional<CaptureMode> storedMode) {
     refusePositional(parsed);
-    RecordRequest request;
+    RecordArguments request;
     request.options = stored;
     readSource(parsed, storedMode, request);
 

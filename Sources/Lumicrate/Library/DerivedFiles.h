@@ -1,4 +1,4 @@
-// FileNames: names of movies and of what is made from them, and the temporary file in which it is made.
+// DerivedFiles: names of files that are made from a recording, and the temporary file in which one is made.
 #pragma once
 
 #include "Platform/AVAssetWriter.h"

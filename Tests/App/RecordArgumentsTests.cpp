@@ -1,12 +1,12 @@
-#include "App/CommandLine/RecordRequest.h"
+#include "App/CommandLine/RecordArguments.h"
 #include "App/CommandLine/StatusLine.h"
 
 namespace lumicrate::app {
 namespace {
 
-RecordRequest read(std::vector<std::string> arguments, const RecordingOptions& stored = {},
-                   std::optional<CaptureMode> mode = CaptureMode::window) {
-    return readRecordRequest(parseOptions(recordOptionSpecs(), arguments), stored, mode);
+RecordArguments read(std::vector<std::string> arguments, const RecordingOptions& stored = {},
+                     std::optional<CaptureMode> mode = CaptureMode::window) {
+    return readRecordArguments(parseOptions(recordOptionSpecs(), arguments), stored, mode);
 }
 
 std::string refusal(std::vector<std::string> arguments) {
@@ -18,15 +18,15 @@ std::string refusal(std::vector<std::string> arguments) {
     return "accepted";
 }
 
-TEST(RecordRequestTests, OptionsThatAreNotGivenAreThoseStored) {
+TEST(RecordArgumentsTests, OptionsThatAreNotGivenAreThoseStored) {
     RecordingOptions stored;
     stored.fps = 60;
     stored.captureMicrophone = true;
     stored.microphoneID = "usb";
     stored.showCursor = false;
 
-    const RecordRequest plain = read({}, stored);
-    EXPECT_EQ(plain.mode, RecordRequest::Mode::screen);
+    const RecordArguments plain = read({}, stored);
+    EXPECT_EQ(plain.mode, RecordArguments::Mode::screen);
     EXPECT_EQ(plain.options.fps, 60);
     EXPECT_EQ(plain.options.microphoneID, "usb");
     EXPECT_FALSE(plain.options.showCursor);
@@ -34,7 +34,7 @@ TEST(RecordRequestTests, OptionsThatAreNotGivenAreThoseStored) {
     EXPECT_FALSE(plain.microphoneRequired);
     EXPECT_EQ(plain.duration, std::nullopt);
 
-    const RecordRequest given =
+    const RecordArguments given =
         read({"--fps", "15", "--cursor", "--microphone", "--no-system-audio", "--quality=p720", "--format",
               "movHEVC", "--encoding-quality", "maximum", "--no-countdown", "--duration", "2.5"},
              stored);
@@ -50,22 +50,22 @@ TEST(RecordRequestTests, OptionsThatAreNotGivenAreThoseStored) {
     EXPECT_EQ(given.duration, 2.5);
 }
 
-TEST(RecordRequestTests, ReadsTheSource) {
-    EXPECT_EQ(read({}, {}, CaptureMode::audio).mode, RecordRequest::Mode::audio);
-    EXPECT_EQ(read({"--screen"}, {}, CaptureMode::audio).mode, RecordRequest::Mode::screen);
+TEST(RecordArgumentsTests, ReadsTheSource) {
+    EXPECT_EQ(read({}, {}, CaptureMode::audio).mode, RecordArguments::Mode::audio);
+    EXPECT_EQ(read({"--screen"}, {}, CaptureMode::audio).mode, RecordArguments::Mode::screen);
     EXPECT_EQ(read({"--screen", "HDMI-1"}).screen, "HDMI-1");
-    EXPECT_EQ(read({"--audio"}).mode, RecordRequest::Mode::audio);
+    EXPECT_EQ(read({"--audio"}).mode, RecordArguments::Mode::audio);
     for (const char* number : {"25165835", "0x180000b", "0X180000B"}) {
-        const RecordRequest window = read({"--window", number}, {}, CaptureMode::audio);
-        EXPECT_EQ(window.mode, RecordRequest::Mode::window);
+        const RecordArguments window = read({"--window", number}, {}, CaptureMode::audio);
+        EXPECT_EQ(window.mode, RecordArguments::Mode::window);
         EXPECT_EQ(window.window, 25165835U);
     }
-    const RecordRequest area = read({"--area", "-10,20.5,640,480"});
-    EXPECT_EQ(area.mode, RecordRequest::Mode::area);
+    const RecordArguments area = read({"--area", "-10,20.5,640,480"});
+    EXPECT_EQ(area.mode, RecordArguments::Mode::area);
     EXPECT_EQ(area.area, (Rect{-10, 20.5, 640, 480}));
 }
 
-TEST(RecordRequestTests, RefusesInvalidValues) {
+TEST(RecordArgumentsTests, RefusesInvalidValues) {
     const std::pair<const char*, std::vector<const char*>> cases[] = {
         {"--area", {"1,2,3", "1,2,3,4,5", "1,2,3,x", "1,2,0,4"}},
         {"--fps", {"25", "60.0"}},
