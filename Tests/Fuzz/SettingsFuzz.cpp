@@ -41,7 +41,7 @@ void checkWriting(desktop::UserDefaults& defaults, const std::string& text) {
         try {
             const DefaultsValue value = each.parse(text);
             if (const auto* number = std::get_if<double>(&value))
-                check(*number >= each.least && *number <= each.most, "numbers lie within their limits");
+                check(*number >= each.min && *number <= each.max, "numbers lie within their limits");
         } catch (const app::UsageError& error) {
             check(std::string_view(error.what()).size() > text.size(),
                   "the sentence quotes what was refused");
