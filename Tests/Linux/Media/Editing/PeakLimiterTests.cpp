@@ -64,17 +64,16 @@ TEST(PeakLimiterTests, WhatDoesNotClipIsUnchanged) {
 }
 
 TEST(PeakLimiterTests, PeaksAreReducedToFullScaleAndTheRestIsUnchanged) {
-    struct Case {
+    const struct {
         const char* what;
-        double frequency;
-        double phase;
-        double loud;
-        double tolerance;
+        double frequency, phase, loud, tolerance;
+    } cases[] = {
+        {"twice full scale", 440, 0, 2.0, 0.003},
+        // Sampled beside its peaks, it clips only between samples.
+        {"a quarter of the rate", 12000, std::numbers::pi / 4, 1.3, 0.01},
+        {"low and far too loud", 50, 0, 3.5, 0.003},
     };
-    // A tone at a quarter of the rate, sampled beside its peaks, clips only between samples.
-    for (const Case& each : {Case{"twice full scale", 440, 0, 2.0, 0.003},
-                             Case{"between the samples", 12000, std::numbers::pi / 4, 1.3, 0.01},
-                             Case{"low and far too loud", 50, 0, 3.5, 0.003}}) {
+    for (const auto& each : cases) {
         SCOPED_TRACE(each.what);
         const auto amplitude = [&](std::size_t i) { return i > 24000 && i < 28800 ? each.loud : 0.4; };
         const Stereo sound = tones(57600, each.frequency, each.phase, amplitude);
@@ -83,10 +82,8 @@ TEST(PeakLimiterTests, PeaksAreReducedToFullScaleAndTheRestIsUnchanged) {
         const double peak = truePeak(Stereo(result.begin() + 2 * 23000, result.begin() + 2 * 30000));
         EXPECT_LE(peak, 1 + each.tolerance);
         EXPECT_GE(peak, 0.9) << "not reduced too much";
-        const auto same = [&](std::size_t from, std::size_t to) {
-            return std::equal(sound.begin() + static_cast<long>(from * 2),
-                              sound.begin() + static_cast<long>(to * 2),
-                              result.begin() + static_cast<long>(from * 2));
+        const auto same = [&](long from, long to) {
+            return std::equal(sound.begin() + from * 2, sound.begin() + to * 2, result.begin() + from * 2);
         };
         EXPECT_TRUE(same(0, 24000 - 250)) << "before the ramp";
         EXPECT_TRUE(same(28800 + 7200 + 500, 57600)) << "after the recovery";

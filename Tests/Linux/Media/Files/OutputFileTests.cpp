@@ -306,25 +306,25 @@ TEST(OutputFileTests, WhatTheFileSystemLacksIsReportedWithoutError) {
 
 // --- the lock
 
-std::string attemptToOpen(const path& file) {
-    return inChild([&] { return std::string(OutputFile::open(file) ? "opened" : "locked"); });
-}
-
 TEST(OutputFileTests, OtherProcessesLeaveALockedFileAlone) {
     const TemporaryFolder folder;
+    const path name = folder / "a.mp4";
+    const auto attempt = [&] {
+        return inChild([&] { return std::string(OutputFile::open(name) ? "opened" : "locked"); });
+    };
     {
-        OutputFile file = OutputFile::create(folder / "a.mp4", pattern(3 * block));
-        EXPECT_EQ(attemptToOpen(folder / "a.mp4"), "locked");
-        EXPECT_FALSE(OutputFile::open(folder / "a.mp4")) << "in this process as well";
-        EXPECT_EQ(contentOf(folder / "a.mp4"), pattern(3 * block));
-        EXPECT_EQ(attemptToOpen(folder / "a.mp4"), "locked") << "also after this process closed it elsewhere";
+        OutputFile file = OutputFile::create(name, pattern(3 * block));
+        EXPECT_EQ(attempt(), "locked");
+        EXPECT_FALSE(OutputFile::open(name)) << "in this process as well";
+        EXPECT_EQ(contentOf(name), pattern(3 * block));
+        EXPECT_EQ(attempt(), "locked") << "also after this process closed it elsewhere";
         file.replaceByCopy(pattern(block), block, 3 * block, ".part");
-        EXPECT_EQ(attemptToOpen(folder / "a.mp4"), "locked") << "and so is a copy";
-        std::filesystem::remove(folder / "a.mp4");
+        EXPECT_EQ(attempt(), "locked") << "and so is a copy";
+        std::filesystem::remove(name);
         file.rescueCopy();
-        EXPECT_EQ(attemptToOpen(folder / "a.mp4"), "locked");
+        EXPECT_EQ(attempt(), "locked");
     }
-    EXPECT_EQ(attemptToOpen(folder / "a.mp4"), "opened");
+    EXPECT_EQ(attempt(), "opened");
 }
 
 TEST(OutputFileTests, WhatCannotBeOpenedIsReported) {

@@ -5,6 +5,8 @@
 #include <cmath>
 #include <cstdlib>
 #include <random>
+#include <utility>
+#include <vector>
 
 namespace lumicrate::media {
 namespace {
@@ -48,12 +50,9 @@ TEST(AudioTimelineTests, GapsAreFilledAndOverlapsCutExactly) {
 }
 
 TEST(AudioTimelineTests, FollowsADriftingClockForAnHour) {
-    struct Drift {
-        double partsPerMillion;
-        int jitter;  // frames
-    };
+    // Parts per million, and jitter in frames.
     for (const auto& [partsPerMillion, jitter] :
-         {Drift{300, 0}, Drift{-300, 0}, Drift{300, 240}, Drift{-300, 240}, Drift{0, 160}}) {
+         std::vector<std::pair<double, int>>{{300, 0}, {-300, 0}, {300, 240}, {-300, 240}, {0, 160}}) {
         AudioTimeline line(start, 48000);
         std::mt19937 random(5);
         const double real = 1 + partsPerMillion / 1e6;
