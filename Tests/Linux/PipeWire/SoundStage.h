@@ -15,7 +15,6 @@
 #include <atomic>
 #include <chrono>
 #include <cmath>
-#include <condition_variable>
 #include <cstring>
 #include <memory>
 #include <mutex>
@@ -168,8 +167,8 @@ class Running {
 
     /// Waits until sound from after that host time has arrived; false after twenty seconds.
     bool awaitUntil(std::chrono::nanoseconds time) {
-        std::unique_lock lock(mutex_);
-        return arrived_.wait_for(lock, std::chrono::seconds(20), [&] {
+        return stage::eventually([&] {
+            const std::lock_guard lock(mutex_);
             return !take_.buffers.empty() && take_.buffers.back().stamp >= time;
         });
     }
@@ -211,11 +210,9 @@ class Running {
             channels[i % channels.size()].push_back(values[i]);
         const std::chrono::nanoseconds stamp(sample.presentationTimeStamp().converted(1'000'000'000));
         take_.buffers.push_back({stamp, before, channels[0].size() - before});
-        arrived_.notify_all();
     }
 
     mutable std::mutex mutex_;
-    std::condition_variable arrived_;
     Take take_;
     bool failed_ = false;
     std::vector<std::string> notices_;

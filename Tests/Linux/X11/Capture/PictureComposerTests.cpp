@@ -85,24 +85,17 @@ TEST(CursorOverlayTests, BlendsOverThePictureAndRestoresIt) {
         const CursorOverlay cursor(halfTransparentCursor(), x, y);
         {
             const CursorOverlay::Drawn drawn(cursor, picture);
-            for (int row = 0; row < 32; ++row) {
-                for (int column = 0; column < 32; ++column) {
-                    const int cx = column - (x - 2);
-                    const int cy = row - (y - 3);
-                    const std::uint32_t below = before.row(row)[column];
-                    std::uint32_t expected = below;
-                    if (cx >= 0 && cx < 9 && cy >= 0 && cy < 7) {
-                        expected = 0x102030;
-                        if ((cy * 9 + cx) % 3 != 0) {
-                            const auto through = [&](int shift) {
-                                return ((below >> shift & 0xff) * 127 + 127) / 255;
-                            };
-                            expected = (0x40 + through(16)) << 16 | through(8) << 8 | through(0);
-                        }
-                    }
-                    ASSERT_EQ(picture.row(row)[column] & 0xffffff, expected) << column << " " << row;
-                }
-            }
+            const BgraPicture expected = test::painted(32, 32, [&](int column, int row) {
+                const std::uint32_t below = before.row(row)[column];
+                const int cx = column - (x - 2);
+                const int cy = row - (y - 3);
+                if (cx < 0 || cx >= 9 || cy < 0 || cy >= 7) return below;
+                if ((cy * 9 + cx) % 3 == 0) return 0x102030U;
+                const auto through = [&](int shift) { return ((below >> shift & 0xff) * 127 + 127) / 255; };
+                return (0x40 + through(16)) << 16 | through(8) << 8 | through(0);
+            });
+            for (int at = 0; at < 32 * 32; ++at)
+                ASSERT_EQ(picture.row(0)[at] & 0xffffff, expected.row(0)[at]) << at;
         }
         EXPECT_TRUE(samePixels(picture, before));
     }

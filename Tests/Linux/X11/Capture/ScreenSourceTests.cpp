@@ -57,7 +57,7 @@ class ScreenSourceTests : public testing::Test {
     std::string expectedFailure;
 };
 
-TEST_F(ScreenSourceTests, ASmallChangeMakesOnlyItsBlocksDirty) {
+TEST_F(ScreenSourceTests, ASmallChangeMakesOnlyItsBlocksDirtyAndUncoveredPartsAreDelivered) {
     paintDiagonal();
     stage.capture();
     EXPECT_EQ(stage.frames.seen().last, stage.expected());
@@ -72,16 +72,11 @@ TEST_F(ScreenSourceTests, ASmallChangeMakesOnlyItsBlocksDirty) {
     ASSERT_TRUE(stage.frames.waitForFrames(3));
     EXPECT_THAT(lastDirtyRects(), ElementsAre(PixelRect{400, 288, 3, 13}));
     EXPECT_EQ(stage.frames.seen().last, stage.expected());
-}
-
-TEST_F(ScreenSourceTests, WhatAWindowUncoversIsDelivered) {
-    stage.capture();
+    // What a window uncovers is delivered, too.
     test::TestWindow window(stage.server.displayName(), {.frame = {100, 100, 90, 60}, .colour = 0xff8000});
     EXPECT_TRUE(stage.frames.waitForPicture(stage.expected()));
     window.move(203, 141);
-    const Picture moved = stage.expected();
-    EXPECT_TRUE(stage.frames.waitForPicture(moved));
-    EXPECT_GT(moved.y(210, 150), moved.y(110, 110));
+    EXPECT_TRUE(stage.frames.waitForPicture(stage.expected()));
 }
 
 TEST_F(ScreenSourceTests, ABurstIsPacedAndLosesNothingWhileConsumersHoldAllBuffers) {
@@ -177,17 +172,6 @@ TEST_F(ScreenSourceTests, AnUpdateMovesTheSourceWhileItRuns) {
     EXPECT_TRUE(stage.frames.waitUntil([](const auto& seen) {
         return seen.last.y(49, 49) == 235 && seen.last.y(50, 49) == 16 && seen.last.y(49, 50) == 16;
     }));
-}
-
-TEST_F(ScreenSourceTests, AScaledPictureKeepsItsShapeBetweenBars) {
-    configure(300, 100);
-    stage.painter.fill({0, 0, 403, 301}, 0xffffff);
-    stage.painter.sync();
-    stage.capture();
-    const Picture picture = stage.frames.seen().last;  // 134 × 100 in the middle
-    for (const auto& [x, y, luma] :
-         {std::tuple{80, 50, 16}, {83, 50, 235}, {83, 99, 235}, {216, 0, 235}, {217, 50, 16}})
-        EXPECT_EQ(picture.y(x, y), luma) << x;
 }
 
 TEST_F(ScreenSourceTests, TheCursorIsDrawnWithItsHotSpotAtThePointer) {

@@ -5,12 +5,11 @@
 #include "Linux/X11/Capture/ScreenSource.h"
 #include "Linux/X11/Screens/Displays.h"
 #include "Support/Error.h"
-#include "Tests/Linux/X11/Painter.h"
 #include "Tests/Linux/X11/Pictures.h"
+#include "Tests/Linux/X11/TestWindow.h"
 #include "Tests/Stage/Xvfb.h"
 
 #include <chrono>
-#include <condition_variable>
 #include <functional>
 #include <mutex>
 #include <optional>
@@ -39,14 +38,17 @@ class FrameCollector {
                 [this](const std::exception_ptr& error) {
                     const std::lock_guard lock(mutex_);
                     seen_.failure = localizedDescription(error);
-                    changed_.notify_all();
                 },
                 [](const std::string&) {}};
     }
     /// Waits until the condition holds; false after 30 seconds.
     bool waitUntil(const std::function<bool(const Seen&)>& condition) {
-        std::unique_lock lock(mutex_);
-        return changed_.wait_for(lock, std::chrono::seconds(30), [&] { return condition(seen_); });
+        return eventually(
+            [&] {
+                const std::lock_guard lock(mutex_);
+                return condition(seen_);
+            },
+            std::chrono::seconds(30));
     }
     bool waitForFrames(std::size_t count) {
         return waitUntil([&](const Seen& seen) { return seen.complete.size() >= count; });
@@ -78,7 +80,6 @@ class FrameCollector {
             seen_.complete.push_back(std::move(sample));
             seen_.last = std::move(picture);
         }
-        changed_.notify_all();
     }
     void check(const CMSampleBuffer& sample, const Picture& picture) {
         const auto require = [&](bool holds, const std::string& violation) {
@@ -104,7 +105,6 @@ class FrameCollector {
     }
 
     std::mutex mutex_;
-    std::condition_variable changed_;
     Seen seen_;
 };
 

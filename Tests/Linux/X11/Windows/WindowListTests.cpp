@@ -1,3 +1,4 @@
+#include "Linux/X11/Windows/ContentWatch.h"
 #include "Linux/X11/Windows/WindowList.h"
 #include "Linux/X11/Windows/WindowOrder.h"
 #include "Tests/Linux/X11/TestWindow.h"
@@ -9,27 +10,30 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <csignal>
 
 namespace lumicrate::x11 {
 namespace {
 
+using namespace std::chrono_literals;
 using test::cardinals;
 using test::eventually;
 using test::setProperty;
 using test::TestWindow;
 using testing::ElementsAre;
+using Clock = std::chrono::steady_clock;
 
 class WindowListTests : public testing::Test {
  protected:
-    std::vector<std::uint32_t> ids(bool unmanagedToo = true) const {
+    std::vector<std::uint32_t> ids(bool onlyManaged = false) const {
         std::vector<std::uint32_t> all;
         for (const SCWindow& each : list->windows())
-            if (unmanagedToo || each.windowLayer == 0) all.push_back(each.windowID);
+            if (!onlyManaged || each.windowLayer == 0) all.push_back(each.windowID);
         return all;
     }
     /// Without the window manager's own windows.
-    std::vector<std::uint32_t> managedIds() const { return ids(false); }
+    std::vector<std::uint32_t> managedIds() const { return ids(true); }
     std::optional<SCWindow> find(std::uint32_t id) const {
         for (const SCWindow& each : list->windows())
             if (each.windowID == id) return each;
@@ -41,19 +45,16 @@ class WindowListTests : public testing::Test {
     }
     TestWindow show(const TestWindow::Look& look) const { return {server->displayName(), look}; }
     /// A window's frame as the server reports it, with border.
-    PixelRect outline(xcb_window_t window) const {
+    Rect outline(xcb_window_t window) const {
         const Connection connection(server->displayName());
         const auto is = connection.await(xcb_get_geometry_reply, xcb_get_geometry(connection.get(), window));
-        return {is->x, is->y, is->width + 2 * is->border_width, is->height + 2 * is->border_width};
+        const double borders = 2.0 * is->border_width;
+        return {double(is->x), double(is->y), is->width + borders, is->height + borders};
     }
 
     std::optional<stage::Xvfb> server;
     std::optional<WindowList> list;
 };
-
-Rect points(const PixelRect& rect) {
-    return {double(rect.x), double(rect.y), double(rect.width), double(rect.height)};
-}
 
 TEST_F(WindowListTests, ManagedWindowsAreListedInTheirFramesFrontToBack) {
     begin(true);
@@ -72,7 +73,7 @@ TEST_F(WindowListTests, ManagedWindowsAreListedInTheirFramesFrontToBack) {
     EXPECT_EQ(window.owningApplication->processID, getpid());
     const xcb_window_t frame = topLevelOf(Connection(server->displayName()), back.id());
     ASSERT_NE(frame, back.id());
-    EXPECT_EQ(window.frame, points(outline(frame)));
+    EXPECT_EQ(window.frame, outline(frame));
     EXPECT_GT(window.frame.height, 205) << "a title bar";
     EXPECT_EQ(list->bounds(back.id()), window.frame);
 
@@ -88,7 +89,7 @@ TEST_F(WindowListTests, ManagedWindowsAreListedInTheirFramesFrontToBack) {
     const xcb_window_t outer = topLevelOf(Connection(server->displayName()), front.id());
     EXPECT_TRUE(eventually([&] {
         const auto bounds = list->bounds(front.id());
-        return bounds->width > 1000 && bounds == points(outline(outer));
+        return bounds->width > 1000 && bounds == outline(outer);
     })) << "larger than the screen";
     TestWindow menu = show({.frame = {150, 150, 80, 120}});
     ASSERT_TRUE(eventually([&] { return find(menu.id()); }));
@@ -152,20 +153,15 @@ TEST_F(WindowListTests, AListLeftBehindByAWindowManagerIsIgnored) {
 }
 
 TEST_F(WindowListTests, FramesExcludeShadows) {
-    begin(true);
+    begin(false);
     TestWindow window = show({.frame = {100, 100, 300, 200}, .managed = true});
-    // No decoration, as requested by programs that draw their own.
-    setProperty(window, window.id(), "_MOTIF_WM_HINTS", "_MOTIF_WM_HINTS", cardinals({2, 0, 0, 0, 0}));
-    ASSERT_TRUE(eventually([&] {
-        const auto bounds = list->bounds(window.id());
-        return bounds && bounds->size() == Size{300, 200};
-    }));
-    const Rect whole = list->bounds(window.id()).value();
-    setProperty(window, window.id(), "_GTK_FRAME_EXTENTS", "CARDINAL", cardinals({26, 25, 23, 29}));
-    EXPECT_EQ(list->bounds(window.id()), (Rect{whole.x + 26, whole.y + 23, 249, 148}));
-    EXPECT_EQ(find(window.id())->frame, list->bounds(window.id()));
-    setProperty(window, window.id(), "_GTK_FRAME_EXTENTS", "CARDINAL", cardinals({0xFFFFFFFF, 1, 1, 1}));
-    EXPECT_EQ(list->bounds(window.id()), whole);
+    for (const auto& [shadow, frame] :
+         {std::pair{cardinals({26, 25, 23, 29}), Rect{126, 123, 249, 148}},
+          std::pair{cardinals({0xFFFFFFFF, 1, 1, 1}), Rect{100, 100, 300, 200}}}) {
+        setProperty(window, window.id(), "_GTK_FRAME_EXTENTS", "CARDINAL", shadow);
+        EXPECT_EQ(list->bounds(window.id()), frame);
+        EXPECT_EQ(find(window.id())->frame, frame);
+    }
 }
 
 TEST_F(WindowListTests, TitlesAreDecodedFromAllEncodings) {
@@ -180,7 +176,6 @@ TEST_F(WindowListTests, TitlesAreDecodedFromAllEncodings) {
         {"WM_NAME", "COMPOUND_TEXT", "\x1b%Gнет\x1b%@ \xE9", "нет é"},
         {"WM_NAME", "UTF8_STRING", "日本", "日本"},
         {"_NET_WM_NAME", "UTF8_STRING", "", ""},
-        {"_NET_WM_NAME", "UTF8_STRING", "bad \xFF byte", "bad \uFFFD byte"},
         {"_NET_WM_NAME", "UTF8_STRING", std::string(20000, 'x'), std::string(20000, 'x')},
     };
     TestWindow window = show({.frame = {0, 0, 80, 40}});
@@ -225,7 +220,6 @@ TEST_F(WindowListTests, LayersFollowTypes) {
     const auto layer = [&](std::vector<xcb_atom_t> types, bool managed) {
         return windowLayer(types, managed, atoms);
     };
-    EXPECT_EQ(layer({}, true), 0);
     EXPECT_EQ(layer({}, false), 25);
     EXPECT_EQ(layer({atoms.typeDialog}, true), 0);
     EXPECT_EQ(layer({atoms.typeNormal}, false), 25);
@@ -277,6 +271,127 @@ TEST_F(WindowListTests, VanishingWindowsAreHandledAndALostServerIsAnError) {
     server->kill();
     EXPECT_THROW(list->windows(), PlatformError);
     EXPECT_THROW(list->bounds(staying.id()), PlatformError);
+}
+
+class ContentWatchTests : public WindowListTests {
+ protected:
+    bool waitForMoreThan(int before, std::chrono::milliseconds timeout = 30s) const {
+        return eventually([&] { return calls > before; }, timeout);
+    }
+    /// Until no call has come for longer than one could be delayed; the number of calls.
+    int settle() const {
+        while (waitForMoreThan(calls, 3 * ContentWatch::interval)) {
+        }
+        return calls;
+    }
+    /// Each of the changes alone must be noticed.
+    void expectNoticed(const std::vector<std::pair<const char*, std::function<void()>>>& changes) {
+        const ContentWatch watch([this] { ++calls; }, server->displayName());
+        for (const auto& [name, change] : changes) {
+            const int before = settle();
+            change();
+            EXPECT_TRUE(waitForMoreThan(before)) << name;
+        }
+    }
+
+    std::atomic<int> calls = 0;
+};
+
+TEST_F(ContentWatchTests, EveryKindOfChangeIsNoticed) {
+    begin(false);
+    test::Painter painter(server->displayName());
+    TestWindow window = show({.frame = {10, 10, 200, 100}, .managed = true});
+    TestWindow panel = show({.frame = {20, 20, 80, 40}});
+    std::optional<TestWindow> another;
+    const TestWindow::Look look{{0, 0, 90, 90}};
+    const PixelRect enlarged{30, 40, 210, 110};
+    const PixelRect monitor{0, 0, 300, 300};
+    const auto set = [](TestWindow& of, const char* name, const char* type, const auto& values) {
+        setProperty(of, of.id(), name, type, values);
+    };
+    expectNoticed({
+        {"title", [&] { set(window, "WM_NAME", "STRING", std::string("new")); }},
+        {"shadow",
+         [&] {
+             set(window, "_GTK_FRAME_EXTENTS", "CARDINAL", cardinals({9, 9, 9, 9}));
+         }},
+        {"move", [&] { window.move(30, 40); }},
+        {"resize", [&] { window.place(enlarged); }},
+        {"order", [&] { window.raise(); }},
+        {"unmapped", [&] { panel.unmap(); }},
+        {"mapped", [&] { panel.map(); }},
+        {"new window", [&] { another.emplace(server->displayName(), look); }},
+        {"title of the new one", [&] { set(*another, "_NET_WM_NAME", "UTF8_STRING", std::string("新")); }},
+        {"program ended", [&] { another.reset(); }},
+        {"monitor", [&] { painter.setMonitor("beamer", monitor); }},
+        {"monitor gone", [&] { painter.deleteMonitor("beamer"); }},
+        {"screen size", [&] { painter.resizeScreen(640, 480); }},
+        {"window manager", [&] { server->startWindowManager(); }},
+    });
+}
+
+TEST_F(ContentWatchTests, ChangesInsideFramesAreNoticed) {
+    begin(true);
+    std::optional<TestWindow> window;
+    const TestWindow::Look look{.frame = {10, 10, 200, 100}, .managed = true};
+    expectNoticed({
+        {"new window",
+         [&] {
+             window.emplace(server->displayName(), look);
+             EXPECT_TRUE(eventually([&] { return list->bounds(window->id()).has_value(); }));
+         }},
+        {"title",
+         [&] { setProperty(*window, window->id(), "_NET_WM_NAME", "UTF8_STRING", std::string("x")); }},
+        {"move", [&] { window->move(30, 40); }},
+        {"minimised", [&] { test::minimize(*window); }},
+        {"restored", [&] { window->map(); }},
+    });
+}
+
+TEST_F(ContentWatchTests, BurstsAreLimitedButTheirEndIsNoticedAndOtherEventsAreIgnored) {
+    begin(false);
+    TestWindow window = show({.frame = {0, 0, 200, 100}, .managed = true});
+    test::Painter painter(server->displayName());
+    std::atomic<bool> atEnd = false;  // at the last call
+    const ContentWatch watch(
+        [&] {
+            atEnd = list->bounds(window.id())->x == 555;
+            ++calls;
+        },
+        server->displayName());
+    const auto start = Clock::now();
+    for (int i = 0; Clock::now() < start + 1s; ++i)
+        window.move(i % 500, i % 300);
+    window.move(555, 5);
+    EXPECT_TRUE(eventually([&] { return atEnd.load(); }));
+    const int before = settle();
+    EXPECT_LE(before, (Clock::now() - start) / ContentWatch::interval);
+
+    painter.movePointer(3, 3);
+    window.fill(0x123456);
+    for (std::uint32_t time = 1; time < 20; ++time)
+        setProperty(window, window.id(), "_NET_WM_USER_TIME", "CARDINAL", cardinals({time}));
+    test::makeWindow(window, test::rootOf(window), XCB_WINDOW_CLASS_INPUT_OUTPUT, false);
+    EXPECT_FALSE(waitForMoreThan(before, 2 * ContentWatch::interval));
+}
+
+TEST_F(ContentWatchTests, ItEndsInEveryState) {
+    EXPECT_THROW(ContentWatch([] {}, ":4711"), PlatformError);
+    begin(false);
+    TestWindow window = show({.frame = {0, 0, 200, 100}});
+    for (int i = 0; i < 20; ++i) {
+        std::atomic<bool> over = false;
+        {
+            const ContentWatch watch([&] { EXPECT_FALSE(over); }, server->displayName());
+            window.move(i, 0);
+            if (i % 2 == 0) window.move(i, 1);
+        }
+        over = true;
+        window.move(i, 2);
+    }
+    const ContentWatch watch([this] { ++calls; }, server->displayName());
+    server->kill();
+    EXPECT_FALSE(waitForMoreThan(0, ContentWatch::interval));
 }
 
 }  // namespace

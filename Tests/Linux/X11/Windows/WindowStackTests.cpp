@@ -1,6 +1,9 @@
+// The stacking order, what is recorded of it, and the texts and frames derived from window properties.
 #include "Linux/X11/Capture/FilteredContent.h"
 #include "Linux/X11/Capture/RecentArea.h"
+#include "Linux/X11/Windows/WindowFacts.h"
 #include "Linux/X11/Windows/WindowStack.h"
+#include "Linux/X11/Windows/WindowText.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -12,11 +15,19 @@ namespace lumicrate::x11 {
 namespace {
 
 using namespace std::chrono_literals;
+using std::string_view_literals::operator""sv;
 using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::UnorderedElementsAre;
 
 constexpr xcb_window_t root = 1;
+
+std::vector<xcb_window_t> idsOf(const auto& windows) {
+    std::vector<xcb_window_t> ids;
+    for (const StackedWindow& each : windows)
+        ids.push_back(each.id);
+    return ids;
+}
 
 class WindowStackTests : public testing::Test {
  protected:
@@ -51,10 +62,9 @@ class WindowStackTests : public testing::Test {
             event.height = 50;
         });
     }
-    void circulate(xcb_window_t window, xcb_place_t place) {
-        apply<xcb_circulate_notify_event_t>(XCB_CIRCULATE_NOTIFY, window, [&](auto& event) {
-            event.place = static_cast<std::uint8_t>(place);
-        });
+    void circulate(xcb_window_t window, std::uint8_t place) {
+        apply<xcb_circulate_notify_event_t>(XCB_CIRCULATE_NOTIFY, window,
+                                            [&](auto& event) { event.place = place; });
     }
     auto map(xcb_window_t window) { return apply<xcb_map_notify_event_t>(XCB_MAP_NOTIFY, window); }
     auto unmap(xcb_window_t window, int sent = 0) {
@@ -66,12 +76,6 @@ class WindowStackTests : public testing::Test {
     void reparent(xcb_window_t window, xcb_window_t parent) {
         apply<xcb_reparent_notify_event_t>(XCB_REPARENT_NOTIFY, window,
                                            [&](auto& event) { event.parent = parent; });
-    }
-    std::vector<xcb_window_t> order() const {
-        std::vector<xcb_window_t> ids;
-        for (const StackedWindow& each : stack.windows())
-            ids.push_back(each.id);
-        return ids;
     }
 
     WindowStack stack{root};
@@ -94,7 +98,7 @@ TEST_F(WindowStackTests, TheOrderFollowsEvents) {
     };
     for (const auto& [step, expected] : steps) {
         step();
-        EXPECT_EQ(order(), expected);
+        EXPECT_EQ(idsOf(stack.windows()), expected);
     }
 }
 
@@ -168,18 +172,13 @@ TEST(ContentRuleTests, LayersAreTheWindowsThatMakeUpThePicture) {
         {excluding, {40}, small, {10, 20, 30}},
         {excluding, {10, 30, XCB_NONE}, {120, 20, 20, 20}, {}},
         {including, {20}, small, {20}},
-        {including,
-         {40, 20, 10, 60},
-         small,
-         {10, 20}},  // overlays in stacking order hide the recorded window
+        // Overlays in stacking order hide the recorded window.
+        {including, {40, 20, 10, 60}, small, {10, 20}},
         {including, {99}, small, {}},
     };
-    for (const auto& [kind, named, rect, expected] : cases) {
-        std::vector<xcb_window_t> ids;
-        for (const StackedWindow& each : ContentRule{kind, named}.layersAt(rect, stack))
-            ids.push_back(each.id);
-        EXPECT_EQ(ids, expected) << testing::PrintToString(named);
-    }
+    for (const auto& [kind, named, rect, expected] : cases)
+        EXPECT_EQ(idsOf(ContentRule{kind, named}.layersAt(rect, stack)), expected)
+            << testing::PrintToString(named);
     const auto showsBackground = [&](std::vector<xcb_window_t> excluded, const PixelRect& rect) {
         return backgroundShows(rect, ContentRule{excluding, std::move(excluded)}.layersAt(rect, stack));
     };
@@ -218,6 +217,71 @@ TEST(RecentAreaTests, AreasExpireAndATrailStaysLimited) {
     EXPECT_LE(all.x, 1000);
     EXPECT_GE(all.x, 900);
     EXPECT_EQ(all.maxX(), 2049);
+}
+
+TEST(WindowTextTests, Utf8IsKeptAndInvalidBytesAreReplaced) {
+    struct Case {
+        std::string_view bytes;
+        std::string_view text;
+    };
+    for (const auto& [bytes, text] : {
+             Case{"", ""},
+             Case{"Ünïcödé 日本語 العربية 🎬", "Ünïcödé 日本語 العربية 🎬"},
+             Case{"\x7f\xC2\x80\xDF\xBF\xEF\xBF\xBD\xF4\x8F\xBF\xBF", "\x7f\u0080\u07FF\uFFFD\U0010FFFF"},
+             Case{"until\0here"sv, "until"},
+             Case{"caf\xE9!", "caf\uFFFD!"},
+             Case{"\x80\xBF\xFE\xFF", "\uFFFD\uFFFD\uFFFD\uFFFD"},
+             Case{"\xC0\xAF", "\uFFFD\uFFFD"},                        // longer than it has to be
+             Case{"\xE0\x80\x80", "\uFFFD\uFFFD\uFFFD"},              // the same
+             Case{"\xED\xA0\x80", "\uFFFD\uFFFD\uFFFD"},              // half of a surrogate pair
+             Case{"\xF4\x90\x80\x80x", "\uFFFD\uFFFD\uFFFD\uFFFDx"},  // beyond Unicode
+             Case{"\xE6\x97x", "\uFFFDx"},
+             Case{"\xF0\x9F\x8E", "\uFFFD"},  // cut off
+             Case{"\xE6\xE6\x97\xA5", "\uFFFD日"},
+         })
+        EXPECT_EQ(textFromUtf8(bytes), text);
+}
+
+TEST(WindowTextTests, OlderEncodingsBecomeUtf8) {
+    EXPECT_EQ(textFromLatin1("Caf\xE9 \xFF\0x"sv), "Café ÿ");
+    for (const auto& [bytes, text] : {
+             std::pair{"Caf\xE9"sv, "Café"},
+             std::pair{"a \x1b%G日本\x1b%@ b\xE9"sv, "a 日本 bé"},
+             std::pair{"\x1b%G日本"sv, "日本"},
+             std::pair{"x\x1b$(BF|K\\\x1b(By\xE9"sv, "x\uFFFDyé"},    // Japanese, below 0x80
+             std::pair{"x\x1b-F\xE1\xE2y\x1b-A\xE9"sv, "x\uFFFDyé"},  // Greek, above it
+             std::pair{"x\x1b$"sv, "x"},
+         })
+        EXPECT_EQ(textFromCompoundText(bytes), text);
+}
+
+TEST(WindowFrameTests, IncludesDecorationsButNotShadows) {
+    const PixelRect outline{100, 100, 200, 150};
+    const PixelRect contents{102, 120, 196, 128};
+    struct Case {
+        const char* name;
+        WindowGeometry geometry;
+        PixelRect frame;
+    };
+    for (const auto& [name, geometry, frame] : {
+             Case{"nothing known", {outline, contents, true, {}, {}}, outline},
+             Case{"decorated", {outline, contents, true, {2, 2, 20, 2}, {}}, outline},
+             Case{"decorated by a frame with an invisible rim",
+                  {{90, 90, 220, 170}, contents, true, {2, 2, 20, 2}, {}},
+                  outline},
+             Case{"rolled up", {{100, 100, 200, 20}, contents, true, {2, 2, 20, 2}, {}}, {100, 100, 200, 20}},
+             Case{"decorated without reparenting", {contents, contents, false, {2, 2, 20, 2}, {}}, outline},
+             Case{"shadow", {contents, contents, false, {}, {10, 20, 30, 40}}, {112, 150, 166, 58}},
+             Case{"shadow in a bare frame",
+                  {contents, contents, true, {}, {10, 20, 30, 40}},
+                  {112, 150, 166, 58}},
+             Case{"shadow in a decorated frame",
+                  {outline, contents, true, {2, 2, 20, 2}, {9, 9, 9, 9}},
+                  outline},
+             Case{"nothing but shadow", {outline, contents, false, {}, {98, 98, 0, 0}}, outline},
+             Case{"frame elsewhere", {{900, 900, 9, 9}, contents, true, {2, 2, 20, 2}, {}}, {900, 900, 9, 9}},
+         })
+        EXPECT_EQ(visibleFrame(geometry), frame) << name;
 }
 
 }  // namespace

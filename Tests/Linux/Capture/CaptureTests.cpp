@@ -1,11 +1,17 @@
+#include "Linux/Capture/CaptureKit.h"
 #include "Linux/Capture/CaptureStream.h"
 #include "Support/DispatchQueue.h"
-#include "Tests/Stage/Await.h"
+#include "Support/Log.h"
+#include "Tests/Linux/X11/TestWindow.h"
+#include "Tests/Stage/Xvfb.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
+#include <cstdlib>
 #include <functional>
 #include <future>
 #include <map>
@@ -16,6 +22,7 @@
 namespace lumicrate::capture {
 namespace {
 
+using test::TestWindow;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -180,6 +187,8 @@ TEST_F(CaptureStreamTests, AFailedStartLeavesNothingRunning) {
     system.fail();
     EXPECT_EQ(stop(capture), "done");
     EXPECT_EQ(log.size(), 2U);
+    CaptureStream withoutOutputs({}, delegate, 8);
+    EXPECT_EQ(stop(withoutOutputs), "done");
 
     voice.startFails = false;
     system.failsWhileStarting = true;
@@ -190,20 +199,7 @@ TEST_F(CaptureStreamTests, AFailedStartLeavesNothingRunning) {
     EXPECT_THAT(delegate.failures, IsEmpty());
 }
 
-TEST_F(CaptureStreamTests, TheFirstFailureIsReportedAndTheOtherSourcesContinue) {
-    CaptureStream& capture = make();
-    start(capture);
-    voice.fail();
-    system.fail();
-    EXPECT_THAT(delegate.failures, ElementsAre("lost voice"));
-    picture.deliver(5);
-    EXPECT_EQ(update(capture), "done");
-    EXPECT_THAT(log, ElementsAre("update picture 640"));
-    stop(capture);
-    EXPECT_THAT(receiver.received[screen], ElementsAre(5));
-}
-
-TEST_F(CaptureStreamTests, UpdatesReachAllSourcesAndTheFirstErrorIsReported) {
+TEST_F(CaptureStreamTests, UpdatesReachAllSourcesAndTheFirstErrorOrFailureIsReported) {
     CaptureStream& capture = make();
     start(capture);
     EXPECT_EQ(update(capture), "done");
@@ -211,6 +207,16 @@ TEST_F(CaptureStreamTests, UpdatesReachAllSourcesAndTheFirstErrorIsReported) {
     picture.updateFails = true;
     EXPECT_EQ(update(capture), "no voice");
     EXPECT_THAT(log, ElementsAre("update system 640", "update voice 640", "update picture 640"));
+
+    picture.updateFails = false;
+    voice.fail();
+    system.fail();
+    EXPECT_THAT(delegate.failures, ElementsAre("lost voice"));
+    picture.deliver(5);
+    EXPECT_EQ(update(capture), "done");
+    EXPECT_THAT(log, ElementsAre("update picture 640")) << "the only source that did not fail";
+    stop(capture);
+    EXPECT_THAT(receiver.received[screen], ElementsAre(5));
 }
 
 TEST_F(CaptureStreamTests, WaitingPicturesAreLimitedAndStoppingWaitsForThem) {
@@ -241,12 +247,6 @@ TEST_F(CaptureStreamTests, ProcessedPicturesMakeRoomForOthers) {
     }
     stop(capture);
     EXPECT_THAT(receiver.received[screen], ElementsAre(1, 2, 3, 4, 5));
-}
-
-TEST_F(CaptureStreamTests, WithoutOutputsStoppingCompletesToo) {
-    CaptureStream bare({}, delegate, 8);
-    start(bare);
-    EXPECT_EQ(stop(bare), "done");
 }
 
 TEST_F(CaptureStreamTests, ConcurrentSourcesLoseNoSoundAndEndWithTheStream) {
@@ -280,6 +280,58 @@ TEST_F(CaptureStreamTests, ConcurrentSourcesLoseNoSoundAndEndWithTheStream) {
         EXPECT_EQ(receiver.received[audio].size(), system.captured);
         EXPECT_TRUE(std::ranges::is_sorted(pictures.received[screen]));
     }
+}
+
+/// The handler is called at once.
+SCShareableContent contentOf(const CaptureKit& capture) {
+    SCShareableContent shareable;
+    capture.getShareableContent([&](SCShareableContent content, const std::exception_ptr& error) {
+        if (error) std::rethrow_exception(error);
+        shareable = std::move(content);
+    });
+    return shareable;
+}
+
+TEST(CaptureKitTests, ContentAndItsChangesAreReportedAndARestartedServerIsFound) {
+    std::optional<stage::Xvfb> server{std::in_place, stage::Xvfb::Options{.width = 400, .height = 300}};
+    setenv("DISPLAY", server->displayName().c_str(), 1);
+    CaptureKit capture;
+    std::string log;
+    {
+        const LogCapture lines(
+            [&](LogArea, double, std::string_view text) { log.append(text).append("\n"); });
+        EXPECT_TRUE(capture.CGPreflightScreenCaptureAccess());
+    }
+    for (const char* fact :
+         {"extension MIT-SHM 1.", "compositing manager: no\n", "scale 1 pixels", "400 × 300 pixels at 0, 0"})
+        EXPECT_NE(log.find(fact), std::string::npos) << fact << " in\n" << log;
+    std::atomic<int> changes = 0;
+    capture.setOnContentChange([&] { ++changes; });
+    TestWindow window(server->displayName(), {.frame = {10, 20, 90, 80}, .title = "x"});
+    EXPECT_TRUE(test::eventually([&] { return changes > 0; }));
+    capture.setOnContentChange(nullptr);
+    const int before = changes;
+    window.move(30, 30);
+    const SCShareableContent content = contentOf(capture);
+    ASSERT_EQ(content.windows.size(), 1U);
+    ASSERT_EQ(content.displays.size(), 1U);
+    EXPECT_EQ(content.windows[0].windowID, window.id());
+    EXPECT_EQ(content.windows[0].owningApplication->processID, getpid());
+    EXPECT_EQ(capture.windowBounds(window.id()), (Rect{30, 30, 90, 80}));
+    EXPECT_EQ(changes, before);
+
+    server->kill();
+    EXPECT_FALSE(capture.CGPreflightScreenCaptureAccess());
+    EXPECT_EQ(capture.windowBounds(window.id()), std::nullopt);
+    EXPECT_THROW(contentOf(capture), PlatformError);
+    EXPECT_EQ(capture.CGMainDisplayID(), 0U);
+    capture.setOnContentChange([] {});
+
+    server.emplace(stage::Xvfb::Options{.width = 500, .height = 300});
+    setenv("DISPLAY", server->displayName().c_str(), 1);
+    EXPECT_TRUE(capture.CGPreflightScreenCaptureAccess());
+    EXPECT_EQ(contentOf(capture).displays.at(0).frame, (Rect{0, 0, 500, 300}));
+    EXPECT_TRUE(contentOf(capture).windows.empty());
 }
 
 }  // namespace

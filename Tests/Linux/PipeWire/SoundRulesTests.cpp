@@ -1,0 +1,259 @@
+// What is reported of missing sound, what follows from the server's nodes, and smoothed timestamps.
+#include "Linux/PipeWire/AudioGapReport.h"
+#include "Linux/PipeWire/GraphWatch.h"
+#include "Linux/PipeWire/TimestampSmoother.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <functional>
+#include <random>
+
+namespace lumicrate::pipewire {
+namespace {
+
+using std::chrono::nanoseconds;
+using testing::ElementsAre;
+using testing::ElementsAreArray;
+using testing::IsEmpty;
+using Cause = AudioGapReport::Cause;
+using namespace std::chrono_literals;
+
+TEST(AudioGapReportTests, EachCauseIsReportedWithItsTotalTime) {
+    const AudioGapReport::Track output{};
+    const AudioGapReport::Track anyMicrophone{true, std::nullopt};
+    const AudioGapReport::Track headset{true, "Headset"};
+    using Step = std::function<void(AudioGapReport&)>;
+    const auto sound = [](std::chrono::milliseconds from, std::chrono::milliseconds until) -> Step {
+        return [=](AudioGapReport& gaps) { gaps.addSound(from, until); };
+    };
+    const auto replaced = [](bool is) -> Step { return [=](AudioGapReport& gaps) { gaps.setReplaced(is); }; };
+    const auto cause = [](Cause is) -> Step { return [=](AudioGapReport& gaps) { gaps.setCause(is); }; };
+    const Step noDevice = cause(Cause::noDevice);
+    const Step noServer = cause(Cause::noServer);
+    const Step none = cause(Cause::none);
+    const struct {
+        const char* name;
+        AudioGapReport::Track track;
+        std::vector<Step> steps;  // after sound from 100 s to 110 s, before the end at 200 s
+        std::vector<std::string> sentences;
+    } cases[] = {
+        {"no gap", output, {sound(110s, 200s)}, {}},
+        {"under a second", output, {sound(110s + 990ms, 199s + 10ms)}, {}},
+        {"output disconnected",
+         output,
+         {noDevice, none, sound(122s, 200s)},
+         {"The sound output was missing for 00:12; the system sound is silent there."}},
+        {"device disconnected without a gap",
+         output,
+         {noDevice, sound(110s, 150s), none, sound(150s, 200s)},
+         {}},
+        {"server lost for good",
+         output,
+         {noServer},
+         {"The sound server was gone for 01:30; the system sound is silent there."}},
+        {"server back before its devices",
+         anyMicrophone,
+         {noServer, noDevice, none, sound(115s, 200s)},
+         {"The sound server was gone for 00:05; the microphone's sound is silent there."}},
+        {"several causes, each with its sum",
+         anyMicrophone,
+         {noDevice, sound(113s, 120s), sound(124s, 130s), none, sound(130s, 140s), sound(160s, 200s)},
+         {"The sound server gave no sound of the microphone for 00:20; the microphone's sound is silent "
+          "there.",
+          "The microphone was missing for 00:07; the microphone's sound is silent there."}},
+        {"chosen microphone replaced",
+         headset,
+         {replaced(true), sound(110s + 500ms, 150s), sound(150s, 160s), replaced(false), sound(160s, 200s)},
+         {"The microphone “Headset” was missing for 00:49; the default one was recorded instead."}},
+        {"chosen microphone disconnected, no other",
+         headset,
+         {noDevice},
+         {"The microphone “Headset” was missing for 01:30; the microphone's sound is silent there."}},
+    };
+    for (const auto& each : cases) {
+        AudioGapReport gaps(each.track);
+        gaps.expectFrom(100s);
+        gaps.addSound(100s, 110s);
+        for (const Step& step : each.steps)
+            step(gaps);
+        gaps.finish(200s);
+        EXPECT_THAT(gaps.sentences(), ElementsAreArray(each.sentences)) << each.name;
+    }
+}
+
+TEST(AudioGapReportTests, GapsCountFromWhenSoundIsExpected) {
+    AudioGapReport early({});
+    early.addSound(90s, 91s);
+    early.expectFrom(100s);
+    early.addSound(100s + 500ms, 110s);
+    early.finish(110s);
+    EXPECT_THAT(early.sentences(), IsEmpty());
+
+    AudioGapReport late({});
+    late.expectFrom(100s);
+    late.finish(103s);
+    EXPECT_THAT(late.sentences(), ElementsAre("The sound server gave no system sound for 00:03; the system "
+                                              "sound is silent there."));
+}
+
+TEST(GraphTests, RolesFollowFromMediaClasses) {
+    const std::pair<const char*, NodeRole> cases[] = {
+        {"Audio/Source", {.isMicrophone = true}},
+        {"Audio/Source/Virtual", {.isMicrophone = true}},
+        {"Audio/Duplex", {.isMicrophone = true, .isOutput = true}},
+        {"Audio/Sink", {.isOutput = true}},
+        {"Video/Source", {.isCamera = true}},
+        {"Stream/Input/Audio", {}},
+        {"Audio/Source/Internal", {}},
+        {"", {}},
+    };
+    for (const auto& [mediaClass, role] : cases)
+        EXPECT_EQ(roleOf(mediaClass), role) << mediaClass;
+}
+
+TEST(GraphTests, MetadataContainsTheDefaultDevice) {
+    const std::pair<const char*, std::optional<std::string>> cases[] = {
+        {R"({"name":"spk"})", "spk"},
+        {R"({ "name": "alsa_output.pci-0000_00_1f.3.analog-stereo" })",
+         "alsa_output.pci-0000_00_1f.3.analog-stereo"},
+        {R"({"id":7,"more":{"name":"inner"},"name":"outer"})", "outer"},
+        {R"({"name":"a \"quoted\" name"})", "a \"quoted\" name"},
+        {R"({"name":42})", std::nullopt},
+        {R"({"other":"spk"})", std::nullopt},
+        {R"({"name":)", std::nullopt},
+        {"spk", std::nullopt},
+        {"", std::nullopt},
+    };
+    for (const auto& [metadata, name] : cases)
+        EXPECT_EQ(defaultNameFrom(metadata), name) << metadata;
+}
+
+TEST(GraphTests, TheDefaultIsFirstAndTheOthersAreSortedByName) {
+    const CaptureDevice zebra{"z", "Zebra"}, apple{"a", "Apple"}, appleToo{"b", "Apple"},
+        middle{"m", "Middle"};
+    std::vector<CaptureDevice> devices{zebra, appleToo, middle, apple};
+    sortDevices(devices, "m");
+    EXPECT_EQ(devices, (std::vector{middle, apple, appleToo, zebra}));
+    sortDevices(devices, "gone");
+    EXPECT_EQ(devices, (std::vector{apple, appleToo, middle, zebra}));
+}
+
+constexpr int rate = 48000;
+constexpr std::int64_t frames = 1024;
+constexpr nanoseconds start = 5'000s;
+
+nanoseconds length(double drift = 0) {
+    return nanoseconds(std::llround(frames * 1e9 / rate * (1 + drift)));
+}
+
+/// After a hundred buffers that were reported exactly; `time` is when the next one is due.
+struct Settled {
+    Settled() {
+        for (int i = 0; i < 100; ++i, time += length())
+            EXPECT_TRUE(smoother.stamp(time, frames));
+    }
+    TimestampSmoother smoother{rate};
+    nanoseconds time = start;
+};
+
+TEST(TimestampSmootherTests, ForAnHourTimestampsStayExactAndContiguous) {
+    const struct {
+        double drift;      // of the device's clock
+        double jitter;     // seconds, in both directions
+        double lateShare;  // of reports that are a whole buffer late
+        double allowed;    // deviation in seconds once the loop has settled
+    } cases[] = {
+        {0, 0, 0, 2e-6},
+        {-500e-6, 0, 0, 20e-6},
+        {500e-6, 0, 0, 20e-6},
+        {0, 0.002, 0, 1e-3},
+        {500e-6, 0.002, 0, 1e-3},
+        {-500e-6, 0.002, 0, 1e-3},
+        {100e-6, 0.0002, 0.005, 2e-3},
+    };
+    for (const auto& given : cases) {
+        SCOPED_TRACE(testing::Message() << given.drift << " " << given.jitter << " " << given.lateShare);
+        std::mt19937 random(7);
+        std::uniform_real_distribution<double> jitter(-given.jitter, given.jitter);
+        std::bernoulli_distribution late(given.lateShare);
+        TimestampSmoother smoother(rate);
+        const nanoseconds step = length(given.drift);
+        const double nominal = length().count() / 1e9;
+        double worst = 0;
+        double worstSeam = 0;
+        nanoseconds previous{};
+        for (int i = 0; i < 3600 * rate / frames; ++i) {
+            const nanoseconds truth = start + i * step;
+            // The first report is the origin; a late one there is another case.
+            const nanoseconds delay = i > 0 && late(random) ? step : 0ns;
+            const auto noise = nanoseconds(std::llround(jitter(random) * 1e9));
+            const auto stamp = smoother.stamp(truth + noise + delay, frames);
+            ASSERT_TRUE(stamp.has_value()) << "buffer " << i;
+            const double deviation = std::abs(static_cast<double>((*stamp - truth).count())) / 1e9;
+            if (i > 0) {
+                ASSERT_GT(*stamp, previous);
+                worstSeam = std::max(worstSeam, std::abs((*stamp - previous).count() / 1e9 - nominal));
+            }
+            // Without jitter, never a millisecond off; with it, only once the loop has settled.
+            if (given.jitter == 0) {
+                ASSERT_LT(deviation, 1e-3) << "buffer " << i;
+            }
+            if (i > 20 * rate / frames) worst = std::max(worst, deviation);
+            previous = *stamp;
+        }
+        EXPECT_LT(worst, given.allowed);
+        EXPECT_LE(worstSeam, 0.005 * nominal + 2e-9);
+    }
+}
+
+TEST(TimestampSmootherTests, AWrongFirstReportIsCorrectedWithinSeconds) {
+    TimestampSmoother smoother(rate);
+    nanoseconds off{};
+    for (int i = 0; i < 10 * rate / frames; ++i) {
+        const nanoseconds truth = start + i * length();
+        off = smoother.stamp(truth + (i == 0 ? 20ms : 0ms), frames).value() - truth;
+    }
+    EXPECT_LT(std::abs(off.count()), 1'000'000);
+}
+
+TEST(TimestampSmootherTests, GapsAreKeptWhenTheyAreLongOrAnnounced) {
+    for (const auto& [gap, announced] : {std::pair{300ms, false}, std::pair{21ms, true}}) {
+        Settled after;
+        after.time += gap;
+        if (announced) after.smoother.noteJump();
+        EXPECT_EQ(after.smoother.stamp(after.time, frames).value(), after.time);
+        after.time += length();
+        EXPECT_EQ(after.smoother.stamp(after.time, frames).value(), after.time);
+    }
+}
+
+TEST(TimestampSmootherTests, AJumpBackDropsWhatWasStampedBefore) {
+    Settled after;
+    auto& [smoother, time] = after;
+    const nanoseconds stampedUntil = time;
+    time -= 200ms;
+    int dropped = 0;
+    std::optional<nanoseconds> next;
+    for (; !(next = smoother.stamp(time, frames)); time += length())
+        ++dropped;
+    EXPECT_EQ(dropped, 10);  // 200 ms in buffers of 21.3 ms, rounded up
+    EXPECT_GE(next->count(), stampedUntil.count() - 100'000);
+    EXPECT_NEAR(static_cast<double>((*next - time).count()), 0, 10);
+}
+
+TEST(TimestampSmootherTests, BuffersMayHaveAnyLength) {
+    TimestampSmoother smoother(rate);
+    nanoseconds time = start;
+    for (const std::int64_t each : {1024L, 1L, 333L, 4096L, 48000L, 240L}) {
+        const auto stamp = smoother.stamp(time, each);
+        ASSERT_TRUE(stamp.has_value());
+        EXPECT_NEAR(static_cast<double>((*stamp - time).count()), 0, 2) << each;
+        time += nanoseconds(each * 1'000'000'000 / rate);
+    }
+    EXPECT_FALSE(smoother.stamp(time, 0).has_value());
+}
+
+}  // namespace
+}  // namespace lumicrate::pipewire

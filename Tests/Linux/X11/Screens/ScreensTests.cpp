@@ -1,0 +1,140 @@
+#include "Linux/X11/Capture/ScreenSource.h"
+#include "Linux/X11/Screens/DesktopScale.h"
+#include "Linux/X11/Screens/Displays.h"
+#include "Tests/Linux/X11/TestWindow.h"
+#include "Tests/Stage/Xvfb.h"
+
+#include <gtest/gtest.h>
+
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace lumicrate::x11 {
+namespace {
+
+using Bytes = std::vector<std::uint8_t>;
+using namespace std::string_view_literals;
+
+/// Settings properties with a text, a colour and a resolution of 144 dots per inch, as settings managers
+/// write them.
+constexpr std::string_view littleEndian =
+    "\0\0\0\0\7\0\0\0\3\0\0\0"
+    "\1\0\x0d\0Net/ThemeName\0\0\0\1\0\0\0\5\0\0\0Plain\0\0\0"
+    "\2\0\x0a\0Gtk/Colour\0\0\1\0\0\0\0\0\0\0\0\0\0\0"
+    "\0\0\7\0Xft/DPI\0\1\0\0\0\0\x40\2\0"sv;
+constexpr std::string_view bigEndian =
+    "\1\0\0\0\0\0\0\7\0\0\0\3"
+    "\1\0\0\x0dNet/ThemeName\0\0\0\0\0\0\1\0\0\0\5Plain\0\0\0"
+    "\2\0\0\x0aGtk/Colour\0\0\0\0\0\1\0\0\0\0\0\0\0\0"
+    "\0\0\0\7Xft/DPI\0\0\0\0\1\0\2\x40\0"sv;
+
+TEST(DesktopScaleTests, SettingsAreReadInBothByteOrders) {
+    for (const std::string_view text : {littleEndian, bigEndian}) {
+        Bytes settings(text.begin(), text.end());
+        EXPECT_EQ(dpiFromSettings(settings), 144);
+        // Truncated settings are invalid.
+        for (std::size_t length = 0; length < settings.size(); ++length)
+            EXPECT_EQ(dpiFromSettings(std::span(settings).first(length)), std::nullopt) << length;
+        std::fill(settings.end() - 4, settings.end(), 0xff);
+        EXPECT_EQ(dpiFromSettings(settings), std::nullopt) << "-1";
+    }
+    EXPECT_EQ(dpiFromSettings(Bytes(64, 0xff)), std::nullopt);
+}
+
+TEST(DesktopScaleTests, ResourcesAreReadLineByLine) {
+    const std::pair<const char*, std::optional<double>> cases[] = {
+        {"Xft.dpi:\t192\n", 192},
+        {"Xft.antialias: 1\nXft.dpi: 120.5", 120.5},
+        {"Xft.dpi: 96\nXft.dpi: 144\n", 144},
+        {"", std::nullopt},
+        {"Xft.dpi:", std::nullopt},
+        {"Xft.dpi:\nxterm: 144", std::nullopt},
+        {"Xft.dpi: many\nMyXft.dpi: 144\n!Xft.dpi: 144", std::nullopt},
+        {"Xft.dpi: 0", std::nullopt},
+        {"Xft.dpi: nan", std::nullopt},
+    };
+    for (const auto& [text, dpi] : cases)
+        EXPECT_EQ(dpiFromResources(text), dpi) << text;
+}
+
+TEST(DesktopScaleTests, LiveSettingsOverrideResources) {
+    const stage::Xvfb server({.width = 64, .height = 64});
+    const Connection connection(server.displayName());
+    EXPECT_EQ(desktopScale(connection), 1);
+    const auto merge = [&](const std::string& dpi) {
+        stage::runProgram({"sh", "-c", "echo Xft.dpi: " + dpi + " | xrdb -nocpp -merge"},
+                          {{"DISPLAY", server.displayName()}, {"XAUTHORITY", std::nullopt}});
+        return desktopScale(connection);
+    };
+    EXPECT_EQ(merge("192"), 2);
+    EXPECT_EQ(merge("72"), 1);
+    EXPECT_EQ(merge("960"), 4);
+
+    test::TestWindow manager(server.displayName(), {.frame = {0, 0, 9, 9}});
+    test::setProperty(manager, manager.id(), "_XSETTINGS_SETTINGS", "_XSETTINGS_SETTINGS", littleEndian);
+    EXPECT_EQ(desktopScale(connection), 4);
+    const auto selection = stage::internAtom(manager.connection(), "_XSETTINGS_S0");
+    xcb_set_selection_owner(manager.connection(), manager.id(), selection, XCB_CURRENT_TIME);
+    manager.sync();
+    EXPECT_EQ(desktopScale(connection), 1.5);
+}
+
+std::string sentenceOf(const std::function<void()>& action) {
+    try {
+        action();
+    } catch (const PlatformError& error) {
+        return error.what();
+    }
+    return "no error";
+}
+
+TEST(DisplaysTests, MonitorsAreDisplaysInPointsWithConstantIds) {
+    const stage::Xvfb server({.width = 800, .height = 600});
+    const Displays displays(server.displayName(), 2);
+    const auto all = displays.displays();
+    ASSERT_EQ(all.size(), 1U);
+    EXPECT_EQ(all[0].frame, (Rect{0, 0, 400, 300}));
+    EXPECT_EQ(all[0].pointPixelScale, 2);
+    EXPECT_NE(all[0].displayID, 0U);
+    EXPECT_FALSE(all[0].localizedName.empty());
+    EXPECT_EQ(displays.mainDisplayID(), all[0].displayID);
+    EXPECT_EQ(displays.bounds(all[0].displayID), all[0].frame);
+    EXPECT_TRUE(displays.bounds(all[0].displayID + 1).isEmpty());
+
+    test::Painter painter(server.displayName());
+    painter.setMonitor("left", {0, 0, 300, 600});
+    painter.setMonitor("right", {300, 0, 500, 600});
+    const auto find = [&](const std::string& name) {
+        for (const SCDisplay& each : displays.displays())
+            if (each.localizedName == name) return each;
+        return SCDisplay{};
+    };
+    const SCDisplay right = find("right");
+    EXPECT_EQ(find("left").frame, (Rect{0, 0, 150, 300}));
+    EXPECT_EQ(right.frame, (Rect{150, 0, 250, 300}));
+    EXPECT_NE(right.displayID, find("left").displayID);
+
+    painter.deleteMonitor("right");
+    EXPECT_EQ(find("right").displayID, 0U);
+    painter.setMonitor("right", {400, 0, 400, 600});
+    EXPECT_EQ(find("right").displayID, right.displayID);
+}
+
+TEST(DisplaysTests, FailuresAreSentences) {
+    const auto startError = [](const std::string& displayName, std::uint32_t displayID) {
+        SCDisplay display;
+        display.displayID = displayID;
+        ScreenSource source(displayName, SCContentFilter::excludingWindows(display, {}), {});
+        return sentenceOf([&] {
+            source.start({[](const auto&) {}, [](const auto&) {}, [](const auto&) {}});
+        });
+    };
+    EXPECT_EQ(sentenceOf([] { Displays(":4711"); }), "No display server can be reached.");
+    EXPECT_EQ(startError(":4711", 0), "No display server can be reached.");
+    const stage::Xvfb server({.width = 64, .height = 64});
+    EXPECT_EQ(startError(server.displayName(), 9999), "The display is no longer available.");
+}
+
+}  // namespace
+}  // namespace lumicrate::x11
