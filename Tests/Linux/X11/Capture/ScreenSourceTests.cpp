@@ -93,7 +93,7 @@ TEST_F(ScreenSourceTests, ABurstIsPacedAndLosesNothingWhileConsumersHoldAllBuffe
     std::jthread consumer([&](const std::stop_token& ending) {
         std::mt19937 random(9);
         while (!ending.stop_requested()) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(random() % 60));
+            std::this_thread::sleep_for(std::chrono::milliseconds(random() % 120));
             const std::lock_guard lock(mutex);
             // Not always the oldest, so that the buffers' ages differ.
             if (!held.empty()) held.erase(held.begin() + std::ptrdiff_t(random() % held.size()));
