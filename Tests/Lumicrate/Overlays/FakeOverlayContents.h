@@ -3,7 +3,11 @@
 
 #include "Lumicrate/Overlays/OverlayContents.h"
 #include "Platform/NSEvent.h"
+#include "Platform/SCScreenshotManager.h"
 #include "Support/Task.h"
+#include "Tests/Lumicrate/Settings/SettingsFakes.h"
+
+#include <gtest/gtest.h>
 
 #include <map>
 #include <string>
@@ -106,21 +110,26 @@ class FakeOverlayContents final : public OverlayContents {
     }
 };
 
-class FakeMouse final : public NSMouseMonitoring {
- public:
+/// Pictures of displays, taken while no panel of `contents` is on the screen.
+struct FakeDisplayPictures final : public SCScreenshotManager {
+    explicit FakeDisplayPictures(const FakeOverlayContents& shown) : contents(shown) {}
+    std::optional<CGImage> captureImage(std::uint32_t, Size) override { return std::nullopt; }
+    std::optional<CGImage> captureDisplay(std::uint32_t displayID) override {
+        EXPECT_EQ(contents.shownPanels(), 0U);
+        const auto found = pictures.find(displayID);
+        return found == pictures.end() ? std::nullopt : std::optional(found->second);
+    }
+    const FakeOverlayContents& contents;
+    std::map<std::uint32_t, CGImage> pictures;
+};
+
+struct FakeMouse final : public NSMouseMonitoring {
     std::unique_ptr<NSEventMonitor> addMouseDownMonitor(std::function<void(bool)> onMouseDown) override {
         press = std::move(onMouseDown);
-        return std::make_unique<Monitor>(monitors);
+        return std::make_unique<FakeKeyMonitoring::Monitor>(monitors);
     }
     std::function<void(bool secondary)> press;
     int monitors = 0;
-
- private:
-    struct Monitor final : public NSEventMonitor {
-        explicit Monitor(int& of) : count(of) { ++count; }
-        ~Monitor() override { --count; }
-        int& count;
-    };
 };
 
 }  // namespace lumicrate::test

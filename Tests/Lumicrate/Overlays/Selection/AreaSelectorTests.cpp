@@ -1,7 +1,6 @@
 // AreaSelector: one selection from the recorder's request to its result: overlay, targets, picture,
 // coordinates.
 #include "Lumicrate/Overlays/Selection/AreaSelector.h"
-#include "Tests/Lumicrate/Overlays/FakeOverlayContents.h"
 #include "Tests/Lumicrate/Recording/RecorderFixture.h"
 
 namespace lumicrate::test {
@@ -9,17 +8,11 @@ namespace {
 
 using testing::ElementsAre;
 
-struct FakeScreenshots final : public SCScreenshotManager {
-    std::optional<CGImage> captureImage(std::uint32_t, Size) override { return std::nullopt; }
-    std::optional<CGImage> captureDisplay(std::uint32_t displayID) override {
-        return displayID == 2 ? std::optional(CGImage{800, 600, {}}) : std::nullopt;
-    }
-};
-
 const NSScreen right{2, {1920, 480, 800, 600}, {1920, 480, 800, 600}, 2, "right"};
 
 class AreaSelectorTests : public RecorderFixture {
  protected:
+    AreaSelectorTests() { pictures.pictures[2] = {800, 600, {}}; }
     void select(bool windowsOnly = false, std::optional<Rect> initialArea = {}, NSScreen screen = right) {
         task = RunningTask(executor, collect(selector.select(std::move(screen), "Record", initialArea,
                                                              {{"a", "Desk"}}, windowsOnly),
@@ -29,7 +22,7 @@ class AreaSelectorTests : public RecorderFixture {
     SelectionModel& model() { return contents.selectionModel->selection; }
     const SelectionAppearance& seen() { return *model().appearance; }
 
-    FakeScreenshots pictures;
+    FakeDisplayPictures pictures{contents};
     AreaSelector selector{{executor, capture, pictures, process, screens, defaults, contents}};
     RunningTask task;
     std::vector<std::optional<PickedArea>> results;
@@ -38,10 +31,10 @@ class AreaSelectorTests : public RecorderFixture {
 TEST_F(AreaSelectorTests, CoversTheScreenUntilItsResult) {
     screens.pointer = {2010, 970};
     select();
-    const PanelRecord& panel = contents.last();
-    EXPECT_EQ(panel.settings.frame, right.frame);
-    EXPECT_EQ(panel.settings.level, 1000);
-    EXPECT_TRUE(panel.settings.canBecomeKey && panel.key && !panel.settings.ignoresMouseEvents);
+    const NSPanel::Settings& panel = contents.last().settings;
+    EXPECT_EQ(panel.frame, right.frame);
+    EXPECT_EQ(panel.level, 1000);
+    EXPECT_TRUE(panel.canBecomeKey && contents.last().key && !panel.ignoresMouseEvents);
     EXPECT_EQ(contents.selectionModel->snapshot->width, 800);
     EXPECT_EQ(contents.selectionModel->toolbar.microphones.at(0).name, "Desk");
     EXPECT_EQ(seen().highlightLabel->text, "notes — Editor  ·  600 × 400") << "the pointer is over it";
@@ -97,18 +90,16 @@ TEST_F(AreaSelectorTests, WorksWithoutWindowsOrPicture) {
 }
 
 TEST(HoverTargetTests, ArePartsOfOtherProgramsWindows) {
-    const auto window = [](std::uint32_t id, Rect frame) {
-        SCWindow made;
-        made.windowID = id;
-        made.frame = frame;
-        made.title = "Notes";
-        made.owningApplication = SCRunningApplication{5, "Editor"};
-        return made;
-    };
-    std::vector<SCWindow> windows{
-        window(1, {1100, 300, 200, 150}), window(2, {900, 100, 300, 200}),  window(3, {1100, 300, 200, 200}),
-        window(4, {1100, 300, 200, 200}), window(5, {1100, 300, 200, 150}), window(6, {961, 300, 78, 100}),
-        window(7, {0, 0, 4000, 4000}),    window(8, {1000, 200, 800, 600}), window(9, {1010, 210, 100, 100})};
+    std::vector<SCWindow> windows(9);
+    const Rect frames[] = {{1100, 300, 200, 150}, {900, 100, 300, 200},  {1100, 300, 200, 200},
+                           {1100, 300, 200, 200}, {1100, 300, 200, 150}, {961, 300, 78, 100},
+                           {0, 0, 4000, 4000},    {1000, 200, 800, 600}, {1010, 210, 100, 100}};
+    for (std::uint32_t i = 0; i < 9; ++i) {
+        windows[i].windowID = i + 1;
+        windows[i].frame = frames[i];
+        windows[i].title = "Notes";
+        windows[i].owningApplication = SCRunningApplication{5, "Editor"};
+    }
     windows[2].windowLayer = 101;
     windows[3].alpha = 0;
     windows[4].owningApplication->processID = 77;

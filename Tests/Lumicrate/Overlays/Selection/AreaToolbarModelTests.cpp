@@ -20,51 +20,40 @@ std::vector<std::string> written(const std::vector<MenuItem>& items) {
     return lines;
 }
 
-TEST(AreaToolbarTests, TypedSizeMustBeAPositiveNumber) {
-    constexpr int largest = std::numeric_limits<int>::max();
+TEST(AreaToolbarTests, SizesAreTypedOrStepped) {
     using Request = std::pair<std::optional<int>, std::optional<int>>;
-    AreaToolbarModel model("Record", {});
-    std::vector<Request> requests;
-    model.onSize = [&](auto width, auto height) { requests.emplace_back(width, height); };
-    for (const auto& [typed, number] :
-         {std::pair("800", 800), {" 64 ", 64}, {"2147483647", largest}, {"99999999999", largest}}) {
-        requests.clear();
-        model.commit(Side::width, typed);
-        model.commit(Side::height, typed);
-        EXPECT_THAT(requests, ElementsAre(Request(number, std::nullopt), Request(std::nullopt, number)))
-            << typed;
-    }
-    requests.clear();
-    for (const char* typed : {"", "  ", "0", "-5", "-99999999999", "1e3", "12.5", "800 px"}) {
-        model.commit(Side::width, typed);
-        model.commit(Side::height, typed);
-        EXPECT_TRUE(requests.empty()) << typed;
-    }
-}
-
-TEST(AreaToolbarTests, StepsStartFromWhatIsTyped) {
-    const struct {
-        const char* typed;
-        int by;
-        int requested;
-    } cases[] = {{"800", 1, 801}, {"5", -10, 1}, {"", 10, 650}, {"2147483647", 1, 2147483647}};
+    constexpr int largest = std::numeric_limits<int>::max();
     AreaToolbarModel model("Record", {});
     model.height = 640;
-    for (const auto& [typed, by, requested] : cases) {
-        std::optional<int> height;
-        model.onSize = [&](auto, auto newHeight) { height = newHeight; };
-        model.step(Side::height, typed, by);
-        EXPECT_EQ(height, requested) << typed;
+    Request requested;
+    model.onSize = [&](auto width, auto height) { requested = {width, height}; };
+    const auto request = [&](Side side, const char* typed) {
+        requested = {};
+        model.commit(side, typed);
+        return requested;
+    };
+    for (const auto& [typed, number] :
+         {std::pair("800", 800), {" 64 ", 64}, {"2147483647", largest}, {"99999999999", largest}}) {
+        EXPECT_EQ(request(Side::width, typed), Request(number, std::nullopt)) << typed;
+        EXPECT_EQ(request(Side::height, typed), Request(std::nullopt, number)) << typed;
+    }
+    for (const char* typed : {"", "  ", "0", "-5", "-99999999999", "1e3", "12.5", "800 px"})
+        for (const Side side : {Side::width, Side::height})
+            EXPECT_EQ(request(side, typed), Request()) << typed;
+    const struct {
+        const char* typed;
+        int by, requested;
+    } steps[] = {{"800", 1, 801}, {"5", -10, 1}, {"", 10, 650}, {"2147483647", 1, largest}};
+    for (const auto& each : steps) {
+        model.step(Side::height, each.typed, each.by);
+        EXPECT_EQ(requested.second, each.requested) << each.typed;
     }
 }
 
 TEST(AreaToolbarTests, AnotherAspectIsSetAndReportedOnce) {
     AreaToolbarModel model("Record", {});
     std::vector<AspectPreset> reported;
-    model.onAspect = [&](AspectPreset preset) {
-        EXPECT_EQ(*model.aspect, preset);
-        reported.push_back(preset);
-    };
+    model.onAspect = [&](AspectPreset) { reported.push_back(*model.aspect); };
     EXPECT_THAT(written(model.aspectMenu()), ElementsAre("Custom*", "16:9", "9:16", "4:3", "1:1"));
     model.aspectMenu()[3].action();
     model.aspectMenu()[3].action();
@@ -128,8 +117,7 @@ TEST_F(RecordOptionsBarTests, MissingMicrophoneCountsAsTheDefault) {
     EXPECT_THAT(written(bar->microphoneMenu()), withDefault);
     bar->microphoneMenu()[3].action();
     EXPECT_EQ(defaults.stringForKey("microphoneID"), "card");
-    EXPECT_THAT(written(bar->microphoneMenu()),
-                ElementsAre("Microphone:", "System Default", "Desk", "Built-in*"));
+    EXPECT_TRUE(*bar->microphoneMenu()[3].checked);
     defaults.set("microphoneID", std::string("gone"));
     EXPECT_THAT(written(bar->microphoneMenu()), withDefault);
     EXPECT_THAT(written(RecordOptionsBar(defaults, {}, true, {}).microphoneMenu()),
@@ -140,8 +128,7 @@ TEST_F(RecordOptionsBarTests, FailedStoreChangesNothing) {
     defaults.readOnly = true;
     bar->toggle("captureSystemAudio");
     bar->videoMenu()[1].action();
-    EXPECT_THAT(complaints,
-                ElementsAre("The preferences can't be written.", "The preferences can't be written."));
+    EXPECT_THAT(complaints, std::vector<std::string>(2, "The preferences can't be written."));
     EXPECT_THAT(helps(), ElementsAre("System audio on", "Microphone off", "Webcam off"));
 }
 

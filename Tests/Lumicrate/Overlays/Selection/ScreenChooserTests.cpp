@@ -9,22 +9,14 @@ const NSScreen main{1, {0, 0, 1280, 720}, {}, 2, "main"};
 const NSScreen unknown{std::nullopt, {0, -600, 800, 600}, {}, 2, "cannot be recorded"};
 const NSScreen right{7, {1280, 120, 683, 384}, {}, 2, "right"};
 
-/// Checks that no panel is on the pictures.
-struct FakePictures final : public SCScreenshotManager {
-    explicit FakePictures(const FakeOverlayContents& shown) : contents(shown) {}
-    std::optional<CGImage> captureImage(std::uint32_t, Size) override { return std::nullopt; }
-    std::optional<CGImage> captureDisplay(std::uint32_t displayID) override {
-        EXPECT_EQ(contents.shownPanels(), 0U);
-        return displayID == 1 ? std::optional(CGImage{1, 1, {1, 2, 3}}) : std::nullopt;
-    }
-    const FakeOverlayContents& contents;
-};
-
 class ScreenChooserTests : public RecorderFixture {
  protected:
     using Chosen = std::optional<std::uint32_t>;
 
-    ScreenChooserTests() { screens.all = {main, unknown, right}; }
+    ScreenChooserTests() {
+        screens.all = {main, unknown, right};
+        pictures.pictures[1] = {1, 1, {1, 2, 3}};
+    }
     void choose() {
         choosing = RunningTask(executor, awaitChoice());
         executor.drain();
@@ -44,7 +36,7 @@ class ScreenChooserTests : public RecorderFixture {
         results.clear();
     }
 
-    FakePictures pictures{contents};
+    FakeDisplayPictures pictures{contents};
     ScreenChooser chooser{executor, screens, pictures, keyMonitoring, contents};
     RunningTask choosing;
     std::vector<Chosen> results;
@@ -55,22 +47,17 @@ TEST_F(ScreenChooserTests, EachScreenThatCanBeRecordedHasAPanel) {
     screens.pointer = {1300, 200};
     choose();
     ASSERT_EQ(contents.shownPanels(), 2U);
-    const struct {
-        NSScreen screen;
-        const char* pixels;
-        bool hasBackdrop, isKey;
-    } expected[] = {{main, "2560 × 1440", true, false}, {right, "1366 × 768", false, true}};
-    for (std::size_t i = 0; i < 2; ++i) {
-        const ScreenChoice& model = *contents.screenChoices[i];
-        EXPECT_EQ(model.number, int(i) + 1);
-        EXPECT_EQ(model.name, expected[i].screen.localizedName);
-        EXPECT_EQ(model.pixels, expected[i].pixels);
-        EXPECT_EQ(model.backdrop.has_value(), expected[i].hasBackdrop);
-        const PanelRecord& panel = *contents.panels[i];
-        EXPECT_EQ(panel.settings.frame, expected[i].screen.frame);
+    for (const bool isRight : {false, true}) {
+        const ScreenChoice& model = *contents.screenChoices[isRight];
+        EXPECT_EQ(model.number, isRight ? 2 : 1);
+        EXPECT_EQ(model.name, isRight ? "right" : "main");
+        EXPECT_EQ(model.pixels, isRight ? "1366 × 768" : "2560 × 1440");
+        EXPECT_EQ(model.backdrop.has_value(), !isRight);
+        const PanelRecord& panel = *contents.panels[isRight];
+        EXPECT_EQ(panel.settings.frame, (isRight ? right : main).frame);
         EXPECT_EQ(panel.settings.level, 1000);
         EXPECT_TRUE(panel.settings.canBecomeKey);
-        EXPECT_EQ(panel.key, expected[i].isKey) << "the screen under the pointer";
+        EXPECT_EQ(panel.key, isRight) << "the screen under the pointer";
     }
     contents.screenChoices[1]->onChoose();
     EXPECT_FALSE(contents.panels[1]->gone) << "called by its own panel";
@@ -84,7 +71,6 @@ TEST_F(ScreenChooserTests, EachScreenThatCanBeRecordedHasAPanel) {
 }
 
 TEST_F(ScreenChooserTests, KeysChooseByNumber) {
-    constexpr std::int64_t escape = 53;
     const struct {
         std::int64_t keyCode;
         std::uint64_t flags;
@@ -97,13 +83,10 @@ TEST_F(ScreenChooserTests, KeysChooseByNumber) {
                  {29, 0, "0", std::nullopt},
                  {18, NSEvent::commandFlag, "1", std::nullopt},
                  {15, 0, "r", std::nullopt},
-                 {36, 0, "", std::nullopt},
-                 {escape, 0, "", Chosen()}};
+                 {53, 0, "", Chosen()}};
     for (const auto& [keyCode, flags, typed, chosen] : cases) {
         choose();
         EXPECT_EQ(keyMonitoring.press(keyCode, flags, typed), chosen.has_value()) << keyCode << typed;
-        executor.drain();
-        EXPECT_EQ(results.size(), chosen ? 1U : 0U) << keyCode << typed;
         if (!chosen) chooser.finish(std::nullopt);
         expectEnd(chosen.value_or(std::nullopt));
     }
@@ -129,10 +112,8 @@ TEST_F(ScreenChooserTests, EndsOnceAndOnlyTheLatest) {
 
     choosing.cancel();
     executor.drain();
-    EXPECT_EQ(contents.shownPanels(), 0U) << "nothing waits for the choice";
-    EXPECT_EQ(keyMonitoring.monitors, 0);
+    EXPECT_EQ(contents.shownPanels() + keyMonitoring.monitors, 0U) << "nothing waits for the choice";
     results.clear();
-
     screens.all = {unknown};
     choose();
     expectEnd(std::nullopt);

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <random>
+#include <tuple>
 
 namespace lumicrate::test {
 namespace {
@@ -17,14 +18,8 @@ class Drags {
  public:
     double between(double low, double high) {
         const double any = std::uniform_real_distribution(low, high)(random_);
-        switch (random_() % 4) {
-            case 0:
-                return std::clamp(std::round(any), low, high);
-            case 1:
-                return random_() % 2 == 0 ? low : high;
-            default:
-                return any;
-        }
+        const auto kind = random_() % 8;
+        return kind < 4 ? any : kind < 6 ? std::clamp(std::round(any), low, high) : kind == 6 ? low : high;
     }
     template <class Values>
     auto oneOf(const Values& values) {
@@ -53,13 +48,11 @@ class Drags {
 };
 
 testing::AssertionResult isValid(const Rect& rect, const SelectionGeometry& in, bool exactRatio = true) {
-    const bool inside = rect.minX() >= -epsilon && rect.minY() >= -epsilon &&
-                        rect.maxX() <= in.bounds.maxX() + epsilon &&
-                        rect.maxY() <= in.bounds.maxY() + epsilon;
+    const Rect known = in.bounds.intersection(rect);
+    const bool inside = std::max(rect.width - known.width, rect.height - known.height) < epsilon;
     const bool large = std::min(rect.width, rect.height) >= minSide - epsilon;
     const bool shaped = !exactRatio || !in.ratio || std::abs(rect.width - rect.height * *in.ratio) < epsilon;
-    if (inside && large && shaped) return testing::AssertionSuccess();
-    return testing::AssertionFailure()
+    return (inside && large && shaped ? testing::AssertionSuccess() : testing::AssertionFailure())
            << stringFromRect(rect) << " in " << stringFromRect(in.bounds) << " with " << in.ratio.value_or(0);
 }
 
@@ -94,43 +87,40 @@ TEST(SelectionGeometryTests, DrawingReachesThePointerOrAnEdge) {
         const Rect drawn = geometry.rect(from, to);
         ASSERT_NEAR(geometry.shiftedInside(drawn).x, drawn.x, epsilon);
         ASSERT_NEAR(geometry.shiftedInside(drawn).y, drawn.y, epsilon);
-        ASSERT_NEAR(to.x < from.x ? drawn.maxX() : drawn.minX(), from.x, epsilon);
-        ASSERT_NEAR(to.y < from.y ? drawn.maxY() : drawn.minY(), from.y, epsilon);
+        const Point end{from.x + (to.x < from.x ? -drawn.width : drawn.width),
+                        from.y + (to.y < from.y ? -drawn.height : drawn.height)};
+        ASSERT_NEAR(std::min(from.x, end.x), drawn.x, epsilon);
+        ASSERT_NEAR(std::min(from.y, end.y), drawn.y, epsilon);
         if (!geometry.ratio) {
-            ASSERT_NEAR(to.x < from.x ? drawn.minX() : drawn.maxX(), to.x, epsilon);
-            ASSERT_NEAR(to.y < from.y ? drawn.minY() : drawn.maxY(), to.y, epsilon);
+            ASSERT_NEAR(end.x, to.x, epsilon);
+            ASSERT_NEAR(end.y, to.y, epsilon);
             continue;
         }
         ASSERT_NEAR(drawn.width, drawn.height * *geometry.ratio, epsilon);
         const double wanted = std::max(std::abs(to.x - from.x), std::abs(to.y - from.y) * *geometry.ratio);
-        const bool touches = drawn.minX() <= epsilon || drawn.minY() <= epsilon ||
-                             drawn.maxX() >= geometry.bounds.maxX() - epsilon ||
-                             drawn.maxY() >= geometry.bounds.maxY() - epsilon;
-        ASSERT_TRUE(touches || std::abs(drawn.width - wanted) < epsilon);
+        const double gap = std::min({drawn.minX(), drawn.minY(), geometry.bounds.maxX() - drawn.maxX(),
+                                     geometry.bounds.maxY() - drawn.maxY()});
+        ASSERT_TRUE(gap <= epsilon || std::abs(drawn.width - wanted) < epsilon);
     }
 }
 
 TEST(SelectionGeometryTests, HandlesMoveTheirOwnEdges) {
     const SelectionGeometry free{{0, 0, 1000, 800}, std::nullopt};
     const Rect rect{100, 100, 200, 300};
-    const struct {
-        Handle handle;
-        Point point;
-        Handle opposite;
-        Rect moved;  // to 150, 150
-    } cases[] = {{Handle::topLeft, {100, 400}, Handle::bottomRight, {150, 100, 150, 50}},
-                 {Handle::top, {200, 400}, Handle::bottom, {100, 100, 200, 50}},
-                 {Handle::topRight, {300, 400}, Handle::bottomLeft, {100, 100, 50, 50}},
-                 {Handle::right, {300, 250}, Handle::left, {100, 100, 50, 300}},
-                 {Handle::bottomRight, {300, 100}, Handle::topLeft, {100, 150, 50, 250}},
-                 {Handle::bottom, {200, 100}, Handle::top, {100, 150, 200, 250}},
-                 {Handle::bottomLeft, {100, 100}, Handle::topRight, {150, 150, 150, 250}},
-                 {Handle::left, {100, 250}, Handle::right, {150, 100, 150, 300}}};
-    for (const auto& each : cases) {
-        EXPECT_EQ(pointOf(each.handle, rect), each.point);
-        EXPECT_EQ(opposite(each.handle), each.opposite);
-        EXPECT_EQ(free.resize(rect, each.handle, {150, 150}), each.moved);
-        EXPECT_EQ(free.resize(rect, each.handle, each.point), rect);
+    const std::tuple<Handle, Point, Handle, Rect> cases[] = {
+        {Handle::topLeft, {100, 400}, Handle::bottomRight, {150, 100, 150, 50}},
+        {Handle::top, {200, 400}, Handle::bottom, {100, 100, 200, 50}},
+        {Handle::topRight, {300, 400}, Handle::bottomLeft, {100, 100, 50, 50}},
+        {Handle::right, {300, 250}, Handle::left, {100, 100, 50, 300}},
+        {Handle::bottomRight, {300, 100}, Handle::topLeft, {100, 150, 50, 250}},
+        {Handle::bottom, {200, 100}, Handle::top, {100, 150, 200, 250}},
+        {Handle::bottomLeft, {100, 100}, Handle::topRight, {150, 150, 150, 250}},
+        {Handle::left, {100, 250}, Handle::right, {150, 100, 150, 300}}};
+    for (const auto& [handle, point, other, resized] : cases) {
+        EXPECT_EQ(pointOf(handle, rect), point);
+        EXPECT_EQ(opposite(handle), other);
+        EXPECT_EQ(free.resize(rect, handle, {150, 150}), resized);
+        EXPECT_EQ(free.resize(rect, handle, point), rect);
     }
     EXPECT_EQ(free.resize(rect, Handle::left, {900, 0}), (Rect{268, 100, 32, 300})) << "the minimum";
     EXPECT_THAT(handlesFor(1.0), testing::ElementsAre(Handle::topLeft, Handle::topRight, Handle::bottomRight,
@@ -188,17 +178,15 @@ TEST(SelectionGeometryTests, ToolbarCoversNoHandle) {
 
 TEST(EdgeSnappingTests, EdgesSnapToLinesBesideThem) {
     const EdgeSnapping snapping({0, 0, 1000, 800}, {{200, 100, 300, 400}, {0, 0, 1000, 800}});
-    const struct {
-        Point free, snapped;
-        const char* why;
-    } points[] = {{{203, 300}, {200, 300}, "a window's edge"},
-                  {{206, 95}, {200, 100}, "its corner, just within reach"},
-                  {{207, 300}, {207, 300}, "out of reach"},
-                  {{203, 600}, {203, 600}, "the window is not beside it"},
-                  {{496, 402}, {500, 400}, "the nearest of a window's edge and the middles"},
-                  {{2, 798}, {0, 800}, "the screen's corner"}};
-    for (const auto& each : points)
-        EXPECT_EQ(snapping.point(each.free), each.snapped) << each.why;
+    const std::tuple<Point, Point, const char*> points[] = {
+        {{203, 300}, {200, 300}, "a window's edge"},
+        {{206, 95}, {200, 100}, "its corner, just within reach"},
+        {{207, 300}, {207, 300}, "out of reach"},
+        {{203, 600}, {203, 600}, "the window is not beside it"},
+        {{496, 402}, {500, 400}, "the nearest of a window's edge and the middles"},
+        {{2, 798}, {0, 800}, "the screen's corner"}};
+    for (const auto& [free, snapped, why] : points)
+        EXPECT_EQ(snapping.point(free), snapped) << why;
     EXPECT_EQ(snapping.moved({103, 300, 95, 50}), (Rect{105, 300, 95, 50})) << "the right edge";
     EXPECT_EQ(snapping.moved({4, 747, 50, 50}), (Rect{0, 750, 50, 50}));
     EXPECT_EQ(snapping.moved({60, 600, 50, 50}), (Rect{60, 600, 50, 50}));
