@@ -1,7 +1,6 @@
 // ControlBarView on a real display, with real clicks and drags.
 #include "Tests/Lumicrate/Recording/RecorderFixture.h"
 #include "Tests/Views/Overlays/OverlayStage.h"
-#include "Views/Overlays/PanelContents.h"
 
 namespace lumicrate::test {
 namespace {
@@ -9,7 +8,7 @@ namespace {
 constexpr Rgb ground{28, 29, 34};
 constexpr Rgb red{0xff, 0x3b, 0x30};
 
-class ControlBarViewTests : public RecorderFixture {
+class ControlBarPixelTests : public RecorderFixture {
  protected:
     /// Starts a recording and waits for the bar.
     void SetUp() override {
@@ -39,6 +38,8 @@ class ControlBarViewTests : public RecorderFixture {
     views::PanelContents realContents;
     ControlBarController bar{display, defaults, realContents};
 };
+
+using ControlBarViewTests = ControlBarPixelTests;
 
 TEST_F(ControlBarViewTests, ButtonsTakeTheFirstClickAndNeverTheKeyboard) {
     const std::string focusedBefore = xdotool({"getwindowfocus"});
@@ -92,8 +93,6 @@ TEST_F(ControlBarViewTests, TipIsPartOfTheBarsOwnWindow) {
     EXPECT_TRUE(comesToShow(at.x - 20, tip, Application::color, 0));
 }
 
-class ControlBarPixelTests : public ControlBarViewTests {};
-
 TEST_F(ControlBarPixelTests, IsADarkPlateWithAShadowThatTakesNoClicks) {
     const Point stop = middleOf(button("stop"));
     EXPECT_TRUE(comesToShow(stop.x, stop.y, red));
@@ -110,19 +109,14 @@ TEST_F(ControlBarPixelTests, IsADarkPlateWithAShadowThatTakesNoClicks) {
 
 TEST_F(ControlBarPixelTests, IsDraggedByItsBackgroundUpToTheScreensEdges) {
     const Rect screen = screens.all.front().frame;
-    Point grip = middleOf(button("pause"));
-    grip.x -= 80;  // on the time
-    const auto dragTo = [&](double x, double y) {
-        pointTo(grip.x, grip.y);
-        xdotool({"mousedown", "1"});
-        pointTo(x, y);
-        xdotool({"mouseup", "1"});
-    };
-    dragTo(grip.x - 40, grip.y + 100);
+    const Point grip{middleOf(button("pause")).x - 80, middleOf(button("pause")).y};  // on the time
+    pointTo(grip.x, grip.y);
+    xdotool({"mousedown", "1"});
+    pointTo(grip.x - 40, grip.y + 100);
     EXPECT_TRUE(runUntil([&] { return middleOf(button("pause")).y > grip.y + 95; }));
     EXPECT_NEAR(middleOf(button("pause")).x, grip.x + 40, 1.1);
-    grip = {grip.x - 40, grip.y + 100};
-    dragTo(screen.maxX() - 1, 1);
+    pointTo(screen.maxX() - 1, 1);
+    xdotool({"mouseup", "1"});
     const auto corner = [&] { return middleOf(button("stop")); };
     EXPECT_TRUE(runUntil([&] { return corner().x > screen.maxX() - 30; }));
     EXPECT_TRUE(comesToShow(corner().x, corner().y, red)) << "still visible";

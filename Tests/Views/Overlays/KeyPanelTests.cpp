@@ -1,7 +1,7 @@
 // Panels that take the keyboard: real keys reach the content of the panel, and no other window, until it
 // closes.
+#include "Tests/Linux/X11/TestWindow.h"
 #include "Tests/Views/Overlays/OverlayStage.h"
-#include "Views/Overlays/PanelContents.h"
 
 #include <QKeyEvent>
 #include <QLineEdit>
@@ -15,80 +15,58 @@ namespace {
 /// A window of another program, which counts the keys that it gets.
 class OtherWindow {
  public:
-    explicit OtherWindow(const QRect& place) : id_(xcb_generate_id(x_.get())) {
-        const std::uint32_t values[] = {0x30a060, XCB_EVENT_MASK_KEY_PRESS | XCB_EVENT_MASK_STRUCTURE_NOTIFY};
-        xcb_create_window(x_.get(), XCB_COPY_FROM_PARENT, id_, x_.screen()->root, std::int16_t(place.x()),
-                          std::int16_t(place.y()), std::uint16_t(place.width()),
-                          std::uint16_t(place.height()), 0, XCB_WINDOW_CLASS_INPUT_OUTPUT,
-                          XCB_COPY_FROM_PARENT, XCB_CW_BACK_PIXEL | XCB_CW_EVENT_MASK, std::data(values));
-        // Makes a window manager keep the position.
-        const std::uint32_t hints[18] = {1, std::uint32_t(place.x()), std::uint32_t(place.y())};
-        xcb_change_property(x_.get(), XCB_PROP_MODE_REPLACE, id_, XCB_ATOM_WM_NORMAL_HINTS,
-                            XCB_ATOM_WM_SIZE_HINTS, 32, 18, std::data(hints));
-        xcb_map_window(x_.get(), id_);
-        xcb_flush(x_.get());
-        EXPECT_TRUE(runUntil([this] { return processEvents(), mapped_; }));
+    explicit OtherWindow(const PixelRect& place)
+        : window_(desktop->display().displayName(), {.frame = place, .managed = true}) {
+        const std::uint32_t keyPresses = XCB_EVENT_MASK_KEY_PRESS;
+        xcb_change_window_attributes(x_, window_.id(), XCB_CW_EVENT_MASK, &keyPresses);
+        window_.move(place.x, place.y);
         focus();
     }
 
     void requestFocus() const {
-        xcb_set_input_focus(x_.get(), XCB_INPUT_FOCUS_POINTER_ROOT, id_, XCB_CURRENT_TIME);
-        focused();
+        xcb_set_input_focus(x_, XCB_INPUT_FOCUS_POINTER_ROOT, window_.id(), XCB_CURRENT_TIME);
+        focused();  // waits for the server
     }
     void focus() const {
-        requestFocus();
-        EXPECT_TRUE(runUntil([this] { return hasFocus(); }));
+        EXPECT_TRUE(runUntil([this] { return requestFocus(), hasFocus(); }));
     }
     xcb_window_t focused() const {
         const stage::XcbReply<xcb_get_input_focus_reply_t> reply(
-            xcb_get_input_focus_reply(x_.get(), xcb_get_input_focus(x_.get()), nullptr));
+            xcb_get_input_focus_reply(x_, xcb_get_input_focus(x_), nullptr));
         return reply->focus;
     }
-    bool hasFocus() const { return focused() == id_; }
+    bool hasFocus() const { return focused() == window_.id(); }
     int keys() {
-        processEvents();
+        while (const stage::XcbReply<xcb_generic_event_t> event{xcb_poll_for_event(x_)})
+            keys_ += (event->response_type & 0x7F) == XCB_KEY_PRESS ? 1 : 0;
         return keys_;
     }
 
  private:
-    void processEvents() {
-        while (const stage::XcbReply<xcb_generic_event_t> event{xcb_poll_for_event(x_.get())}) {
-            if ((event->response_type & 0x7F) == XCB_MAP_NOTIFY) mapped_ = true;
-            if ((event->response_type & 0x7F) == XCB_KEY_PRESS) ++keys_;
-        }
-    }
-
-    stage::XcbConnection x_{desktop->display().displayName()};
-    xcb_window_t id_;
-    bool mapped_ = false;
+    TestWindow window_;
+    xcb_connection_t* x_ = window_.connection();
     int keys_ = 0;
 };
 
 bool isKeyboardGrabbed() {
     const stage::XcbConnection x(desktop->display().displayName());
-    const stage::XcbReply<xcb_grab_keyboard_reply_t> reply(
-        xcb_grab_keyboard_reply(x.get(),
-                                xcb_grab_keyboard(x.get(), 0, x.screen()->root, XCB_CURRENT_TIME,
-                                                  XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC),
-                                nullptr));
+    const auto cookie = xcb_grab_keyboard(x.get(), 0, x.screen()->root, XCB_CURRENT_TIME, XCB_GRAB_MODE_ASYNC,
+                                          XCB_GRAB_MODE_ASYNC);
+    const stage::XcbReply<xcb_grab_keyboard_reply_t> reply(xcb_grab_keyboard_reply(x.get(), cookie, nullptr));
     return reply->status == XCB_GRAB_STATUS_ALREADY_GRABBED;
 }
 
-class Form final : public views::OverlayWidget {
- public:
+struct Form final : public views::OverlayWidget {
     Form() {
         auto* const column = new QVBoxLayout(this);
-        for (QWidget* each : std::initializer_list<QWidget*>{&field, &first, &second})
-            column->addWidget(each);
+        column->addWidget(&field);
+        column->addWidget(&button);
     }
+    void keyPressEvent(QKeyEvent* event) override { escapes += event->key() == Qt::Key_Escape ? 1 : 0; }
 
     QLineEdit field;
-    QPushButton first{QStringLiteral("first")};
-    QPushButton second{QStringLiteral("second")};
+    QPushButton button{QStringLiteral("button")};
     int escapes = 0;
-
- protected:
-    void keyPressEvent(QKeyEvent* event) override { escapes += event->key() == Qt::Key_Escape ? 1 : 0; }
 };
 
 class KeyPanelTests : public testing::Test {
@@ -96,7 +74,7 @@ class KeyPanelTests : public testing::Test {
     struct Shown {
         std::unique_ptr<NSPanel> panel;
         Form* form;
-        bool isActive() const { return form->isActiveWindow() && form->window()->internalWinId() != 0; }
+        bool isActive() const { return form->isActiveWindow(); }
     };
 
     KeyPanelTests() { pointToPixel({900, 600}); }
@@ -104,10 +82,9 @@ class KeyPanelTests : public testing::Test {
     Shown makePanel(double y = 100) {
         auto form = std::make_unique<Form>();
         Form* const shown = form.get();
-        NSPanel::Settings settings;
-        settings.frame = {420, y, 200, 140};
-        settings.canBecomeKey = true;
-        return {contents.content(std::move(form))->makePanel(std::move(settings)), shown};
+        return {contents.content(std::move(form))
+                    ->makePanel({{420, y, 200, 140}, NSPanel::statusLevel, false, false, true, nullptr}),
+                shown};
     }
     Shown open(double y = 100) {
         Shown shown = makePanel(y);
@@ -137,12 +114,10 @@ TEST_F(KeyPanelTests, PanelHasTheKeyboardUntilItCloses) {
     }
     {
         const Shown shown = open();
-        xdotool({"key", "h", "i", "Tab"});
-        EXPECT_TRUE(comesToRead(shown, "hi"));
-        EXPECT_TRUE(runUntil([&] { return shown.form->first.hasFocus(); }));
         bool pressed = false;
-        QObject::connect(&shown.form->second, &QPushButton::clicked, [&] { pressed = true; });
-        xdotool({"key", "Tab", "space", "Escape"});
+        QObject::connect(&shown.form->button, &QPushButton::clicked, [&] { pressed = true; });
+        xdotool({"key", "h", "i", "Tab", "space", "Escape"});
+        EXPECT_TRUE(comesToRead(shown, "hi"));
         EXPECT_TRUE(runUntil([&] { return shown.form->escapes == 1; }));
         EXPECT_TRUE(pressed);
     }
@@ -192,8 +167,7 @@ TEST_F(KeyPanelTests, ClickedWindowGetsTheKeyboardOnlyAfterwards) {
     {
         const Shown shown = open();
         xdotool({"mousemove", "950", "450", "click", "1"});
-        // As many programs and most window managers do on a click.
-        clicked.requestFocus();
+        clicked.requestFocus();  // as many programs and most window managers do on a click
         EXPECT_TRUE(runUntil([&] { return clicked.focused() == shown.form->window()->internalWinId(); }));
         xdotool({"key", "a"});
         EXPECT_TRUE(comesToRead(shown, "a"));
@@ -210,7 +184,7 @@ TEST_F(KeyPanelTests, ClickedWindowGetsTheKeyboardOnlyAfterwards) {
 }
 
 TEST_F(KeyPanelTests, FocusReturnsToAnotherWindowIfThePreviousIsGone) {
-    auto closed = std::make_unique<OtherWindow>(QRect(900, 400, 200, 150));
+    std::optional<OtherWindow> closed(std::in_place, PixelRect{900, 400, 200, 150});
     // The window that a window manager would choose is under the pointer too.
     pointToPixel({600, 100});
     {
@@ -227,13 +201,12 @@ TEST_F(KeyPanelTests, FocusReturnsToAnotherWindowIfThePreviousIsGone) {
 
 TEST_F(KeyPanelTests, OfSeveralPanelsTheLastHasTheKeyboard) {
     for (const bool lastClosesFirst : {true, false}) {
-        std::optional<Shown> first = open(100);
-        std::optional<Shown> second = open(300);
+        Shown left = open(100);
+        Shown closed = open(300);
         xdotool({"key", "a"});
-        EXPECT_TRUE(comesToRead(*second, "a"));
-        Shown left = std::move(lastClosesFirst ? *first : *second);
-        first.reset();
-        second.reset();
+        EXPECT_TRUE(comesToRead(closed, "a"));
+        if (!lastClosesFirst) std::swap(left, closed);
+        closed.panel.reset();
         EXPECT_TRUE(runUntil([&] { return left.isActive() && isKeyboardGrabbed(); }));
         xdotool({"key", "b"});
         EXPECT_TRUE(comesToRead(left, lastClosesFirst ? "b" : "ab"));

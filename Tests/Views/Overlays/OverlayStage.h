@@ -6,8 +6,10 @@
 #include "Tests/Stage/Picture.h"
 #include "Tests/Stage/PrivateDesktop.h"
 #include "Tests/Stage/Xcb.h"
+#include "Tests/Support/VirtualExecutor.h"
 #include "Views/Desktop/Coordinates.h"
 #include "Views/Desktop/Screens.h"
+#include "Views/Overlays/PanelContents.h"
 
 #include <QApplication>
 #include <QEventLoop>
@@ -27,7 +29,7 @@ constexpr int displayHeight = 720;
 constexpr std::uint32_t mainID = 7;
 constexpr std::uint32_t leftID = 8;
 
-/// Of the whole program; set by main. The main screen is 880 pixels wide, with another one to its left.
+/// Set by main. The main screen is 880 pixels wide, with another one to its left.
 inline stage::PrivateDesktop* desktop = nullptr;
 
 inline views::Screens testScreens() {
@@ -76,8 +78,7 @@ inline testing::AssertionResult comesToShow(double x, double y, const Rgb& color
         seen = seenAt(x, y);
         return seen.distanceTo(color) <= tolerance;
     });
-    if (came) return testing::AssertionSuccess();
-    return testing::AssertionFailure()
+    return (came ? testing::AssertionSuccess() : testing::AssertionFailure())
            << "at " << x << ", " << y << ": " << seen.red << " " << seen.green << " " << seen.blue;
 }
 
@@ -115,6 +116,14 @@ inline void clickOn(const QWidget& part) {
     clickAt(at.x, at.y);
 }
 
+/// A picture of the main screen in one colour.
+inline QImage pictureOf(const Rgb& color) {
+    QImage picture(views::QtScreen::of(*QGuiApplication::primaryScreen()).pixels().size(),
+                   QImage::Format_RGB32);
+    picture.fill(qRgb(color.red, color.green, color.blue));
+    return picture;
+}
+
 /// The window of an ordinary application in one colour, over the whole main screen. It has the keyboard.
 class Application final : public QWidget {
  public:
@@ -137,6 +146,16 @@ class Application final : public QWidget {
     void mousePressEvent(QMouseEvent*) override { ++presses; }
 };
 
+/// Panels over an application on the main screen.
+class OverlayStageTests : public testing::Test {
+ protected:
+    Application application;
+    views::Screens screens = testScreens();
+    NSScreen main = screens.screens().front();
+    views::PanelContents contents;
+    VirtualExecutor executor;
+};
+
 /// Runs a compositing manager, or none, until the end of the test.
 class Composition {
  public:
@@ -144,8 +163,6 @@ class Composition {
         if (runs_) desktop->display().startCompositor();
     }
     ~Composition() { stop(); }
-    Composition(const Composition&) = delete;
-    Composition& operator=(const Composition&) = delete;
     void stop() {
         if (std::exchange(runs_, false)) desktop->display().stopCompositor();
     }

@@ -127,13 +127,11 @@ TEST_F(SelectionModelTests, PickedWindowIsKeptUntilItsFrameChanges) {
     drag({250, 250}, {260, 245});
     EXPECT_EQ(selection(), (Rect{110, 95, 400, 300}));
     EXPECT_FALSE(*toolbar.windowTitle || *toolbar.windowOnly);
-    const Point corner{100, 100};
-    const std::function<void()> changes[] = {[&] {
-                                                 drag(corner, {90, 90});
-                                             },
+    const Point corner{100, 100}, outside{90, 90};
+    const std::function<void()> changes[] = {[&] { drag(corner, outside); }, [&] { press(keyLeft); },
                                              [&] { toolbar.onAspect(AspectPreset::square); },
                                              [&] { toolbar.onSize(300, std::nullopt); },
-                                             [&] { press(keyLeft); }, [&] { toolbar.onFullScreen(); }};
+                                             [&] { toolbar.onFullScreen(); }};
     for (const auto& change : changes) {
         make();
         click({200, 200});

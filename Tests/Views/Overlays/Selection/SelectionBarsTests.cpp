@@ -13,21 +13,10 @@
 namespace lumicrate::test {
 namespace {
 
-using testing::ElementsAre;
 using testing::IsEmpty;
 
-void type(const std::string& keys) {
-    xdotool({"key", keys});
-}
-
 /// Stands in for the overlay: records the keys and presses that reach it.
-class Ground final : public QWidget {
- public:
-    std::vector<int> keys;
-    int presses = 0;
-    int layoutRequests = 0;
-
- protected:
+struct Ground final : public QWidget {
     bool event(QEvent* event) override {
         if (event->type() == QEvent::LayoutRequest) ++layoutRequests;
         return QWidget::event(event);
@@ -35,6 +24,10 @@ class Ground final : public QWidget {
     void paintEvent(QPaintEvent*) override { QPainter(this).fillRect(rect(), QColor(200, 120, 60)); }
     void keyPressEvent(QKeyEvent* event) override { keys.push_back(event->key()); }
     void mousePressEvent(QMouseEvent*) override { ++presses; }
+
+    std::vector<int> keys;
+    int presses = 0;
+    int layoutRequests = 0;
 };
 
 class SelectionBarsTests : public testing::Test {
@@ -42,13 +35,13 @@ class SelectionBarsTests : public testing::Test {
     using Size = std::pair<std::optional<int>, std::optional<int>>;
 
     SelectionBarsTests() {
-        RecordingOptions::registerDefaults(defaults);
         model.width = 1280;
         model.height = 720;
         model.onSize = [this](auto width, auto height) { sizes.push_back({width, height}); };
         model.onCancel = [this] { calls += "cancel "; };
         model.onConfirm = [this] { calls += "confirm "; };
         model.onFullScreen = [this] { calls += "full "; };
+        RecordingOptions::registerDefaults(defaults);
         options.emplace(defaults, model.microphones, true, [this](const std::string&) { ++complaints; });
         toolbar = new views::AreaToolbarView(model, *options, &ground);
         pickBar = new views::PickBarView(model, true, &ground);
@@ -65,18 +58,23 @@ class SelectionBarsTests : public testing::Test {
         EXPECT_TRUE(runUntil([this] { return ground.isActiveWindow() && ground.hasFocus(); }));
     }
 
-    QWidget& named(const QString& name) {
-        QWidget* found = nullptr;
-        for (auto* each : ground.findChildren<QWidget*>())
+    template <class Widget = QWidget>
+    Widget& named(const QString& name) {
+        Widget* found = nullptr;
+        for (auto* each : ground.findChildren<Widget*>())
             if (each->accessibleName() == name && (!found || each->isVisible())) found = each;
         if (found) return *found;
         throw std::runtime_error("nothing is called " + name.toStdString());
     }
-    QAbstractButton& button(const QString& name) { return dynamic_cast<QAbstractButton&>(named(name)); }
-    QLineEdit& field(const QString& name) { return dynamic_cast<QLineEdit&>(named(name)); }
+    QAbstractButton& button(const QString& name) { return named<QAbstractButton>(name); }
+    QString textOf(const QString& field) { return named<QLineEdit>(field).text(); }
     static QString focused() {
         const QWidget* const now = QApplication::focusWidget();
         return now ? now->accessibleName() : QString();
+    }
+    template <class... Keys>
+    static void type(const Keys&... keys) {
+        xdotool({"key", keys...});
     }
     static bool pressTab() {
         const QWidget* const before = QApplication::focusWidget();
@@ -105,6 +103,9 @@ class SelectionBarsTests : public testing::Test {
     bool comesToCall(const char* all) {
         return runUntil([&] { return calls == all; });
     }
+    bool comesToRequest(std::size_t count, const Size& last) {
+        return runUntil([&] { return sizes.size() == count; }) && sizes.back() == last;
+    }
 
     FakeDefaults defaults;
     AreaToolbarModel model{"Record", {{"usb", "USB Microphone"}, {"card", "Built-in & more"}}};
@@ -118,60 +119,53 @@ class SelectionBarsTests : public testing::Test {
 };
 
 TEST_F(SelectionBarsTests, SizesAreTypedOrStepped) {
-    clickOn(field("Width"));
-    ASSERT_TRUE(runUntil([&] { return field("Width").hasFocus(); }));
+    constexpr auto none = std::nullopt;
+    clickOn(named("Width"));
+    ASSERT_TRUE(runUntil([&] { return focused() == "Width"; }));
     // Everything is selected, so typing replaces it.
-    for (const char* key : {"8", "0", "0", "f"})
-        type(key);
-    ASSERT_TRUE(runUntil([&] { return field("Width").text() == "800"; }));
+    type("8", "0", "0", "f");
+    ASSERT_TRUE(runUntil([&] { return textOf("Width") == "800"; }));
     type("Return");
     ASSERT_TRUE(runUntil([&] { return ground.hasFocus(); }));
-    EXPECT_THAT(sizes, ElementsAre(Size{800, std::nullopt}));
-    EXPECT_EQ(field("Width").text(), "1280") << "the selection's value, which has not changed";
+    EXPECT_TRUE(comesToRequest(1, {800, none}));
+    EXPECT_EQ(textOf("Width"), "1280") << "the selection's value, which has not changed";
     EXPECT_THAT(ground.keys, IsEmpty());
     type("Return");
     EXPECT_TRUE(groundGets({Qt::Key_Return}));
 
     tabTo("Height");
     type("Up");
+    EXPECT_TRUE(comesToRequest(2, {none, 721}));
     type("shift+Down");
-    ASSERT_TRUE(runUntil([&] { return sizes.size() == 3; }));
-    EXPECT_EQ(sizes[1], (Size{std::nullopt, 721}));
-    EXPECT_EQ(sizes[2], (Size{std::nullopt, 710}));
+    EXPECT_TRUE(comesToRequest(3, {none, 710}));
     model.height = 710;
-    EXPECT_EQ(field("Height").text(), "710");
-    type("9");
-    type("Tab");
-    ASSERT_TRUE(runUntil([&] { return sizes.size() == 4; })) << "leaving the field commits";
-    EXPECT_EQ(sizes[3], (Size{std::nullopt, 9}));
+    EXPECT_EQ(textOf("Height"), "710");
+    type("9", "Tab");
+    EXPECT_TRUE(comesToRequest(4, {none, 9})) << "leaving the field commits";
     tabTo("Width");
-    type("0");
-    type("Escape");
+    type("0", "Escape");
     ASSERT_TRUE(runUntil([&] { return ground.keys.back() == Qt::Key_Escape; }));
     type("Tab");
-    EXPECT_TRUE(runUntil([&] { return focused() == "Height" && field("Width").text() == "1280"; }));
+    EXPECT_TRUE(runUntil([&] { return focused() == "Height" && textOf("Width") == "1280"; }));
     EXPECT_EQ(sizes.size(), 4U) << "0 is no size";
-
     type("5");
     clickOn(named("Record"));
     ASSERT_TRUE(comesToCall("confirm "));
-    EXPECT_EQ(sizes.back(), (Size{std::nullopt, 5})) << "a click on a button commits too";
+    EXPECT_TRUE(comesToRequest(5, {none, 5})) << "a click on a button commits too";
 }
 
 TEST_F(SelectionBarsTests, TabVisitsTheControlsAndOtherKeysPass) {
     model.windowTitle = std::optional<std::string>("Notes");
-    QStringList order;
-    for (int i = 0; i < 11; ++i) {
+    for (const char* control :
+         {"Area", "Aspect", "Width", "Height", "Resolution and frame rate", "System audio", "Microphone",
+          "Choose a microphone", "Webcam", "Cancel (Esc)", "Record"}) {
         ASSERT_TRUE(pressTab());
-        order << focused();
+        EXPECT_EQ(focused(), control);
         ground.keys.clear();
-        if (order.back() == "Width" || order.back() == "Height") continue;
-        xdotool({"key", "Return", "Up", "Escape"});
-        EXPECT_TRUE(groundGets({Qt::Key_Return, Qt::Key_Up, Qt::Key_Escape})) << focused().toStdString();
+        if (focused() == "Width" || focused() == "Height") continue;
+        type("Return", "Up", "Escape");
+        EXPECT_TRUE(groundGets({Qt::Key_Return, Qt::Key_Up, Qt::Key_Escape})) << control;
     }
-    EXPECT_EQ(order,
-              QStringList({"Area", "Aspect", "Width", "Height", "Resolution and frame rate", "System audio",
-                           "Microphone", "Choose a microphone", "Webcam", "Cancel (Esc)", "Record"}));
     type("space");
     EXPECT_TRUE(comesToCall("confirm "));
     clickOn(named("Cancel (Esc)"));
@@ -180,10 +174,8 @@ TEST_F(SelectionBarsTests, TabVisitsTheControlsAndOtherKeysPass) {
     EXPECT_THAT(sizes, IsEmpty());
 
     tabTo("Full Screen");
-    type("Return");
-    ASSERT_TRUE(comesToCall("confirm cancel full ")) << "Return presses the pick bar's buttons";
-    xdotool({"key", "Tab", "Return"});
-    EXPECT_TRUE(comesToCall("confirm cancel full cancel "));
+    type("Return", "Tab", "Return");
+    EXPECT_TRUE(comesToCall("confirm cancel full cancel ")) << "Return presses the pick bar's buttons";
     clickOn(named("Full Screen"));
     EXPECT_TRUE(comesToCall("confirm cancel full cancel full "));
 }
@@ -192,9 +184,9 @@ TEST_F(SelectionBarsTests, TogglesShowWhatIsStored) {
     QAbstractButton& audio = button("System audio");
     EXPECT_TRUE(audio.isChecked());
     clickOn(audio);
-    ASSERT_TRUE(runUntil([this] { return !defaults.boolForKey("captureSystemAudio"); }));
+    ASSERT_TRUE(runUntil([&] { return !audio.isChecked(); }));
+    EXPECT_FALSE(defaults.boolForKey("captureSystemAudio"));
     EXPECT_EQ(audio.toolTip(), "System audio off");
-    EXPECT_FALSE(audio.isChecked());
     defaults.readOnly = true;
     clickOn(audio);
     EXPECT_TRUE(runUntil([this] { return complaints == 1; }));
@@ -205,7 +197,7 @@ TEST_F(SelectionBarsTests, MenusOpenByKeysAndClicks) {
     tabTo("Aspect");
     type("Down");
     openMenu();
-    xdotool({"key", "Down", "Return"});
+    type("Down", "Return");
     ASSERT_TRUE(runUntil([this] { return *model.aspect == AspectPreset::wide; }));
     EXPECT_THAT(ground.keys, IsEmpty());
 
@@ -217,8 +209,7 @@ TEST_F(SelectionBarsTests, MenusOpenByKeysAndClicks) {
     EXPECT_NE(menu.actions()[2]->actionGroup(), menu.actions()[7]->actionGroup());
     pointToPixel(menu.mapToGlobal(menu.actionGeometry(menu.actions()[8]).center()));
     xdotool({"click", "1"});
-    ASSERT_TRUE(runUntil([this] { return defaults.integerForKey("fps") == 60; }));
-    EXPECT_EQ(video.text(), "1080p · 60 fps");
+    ASSERT_TRUE(runUntil([&] { return video.text() == "1080p · 60 fps"; }));
 
     clickOn(video);
     openMenu();
@@ -235,8 +226,7 @@ TEST_F(SelectionBarsTests, MenusOpenByKeysAndClicks) {
 
 TEST_F(SelectionBarsTests, PickedWindowCanBeRecordedAlone) {
     const int width = toolbar->width();
-    QWidget& record = *named("Area").parentWidget();
-    EXPECT_FALSE(record.isVisible());
+    EXPECT_FALSE(named("Area").isVisible());
     // The bar is hidden while a window is picked.
     toolbar->hide();
     QCoreApplication::sendPostedEvents();
@@ -246,7 +236,7 @@ TEST_F(SelectionBarsTests, PickedWindowCanBeRecordedAlone) {
         << "another size, though hidden";
     toolbar->show();
     ASSERT_TRUE(runUntil([&] { return toolbar->width() > width; }));
-    EXPECT_TRUE(record.isVisible());
+    EXPECT_TRUE(named("Area").isVisible());
     EXPECT_LT(toolbar->width(), 900);
     const QImage seen = ground.grab().toImage();
     const QPoint corner = pickBar->geometry().topLeft();
@@ -260,7 +250,6 @@ TEST_F(SelectionBarsTests, PickedWindowCanBeRecordedAlone) {
     ASSERT_TRUE(runUntil([this] { return !*model.windowOnly; }));
     model.windowOnly = true;
     EXPECT_TRUE(button("Window only").isChecked());
-    model.windowOnly = false;
     model.windowTitle = std::optional<std::string>();
     EXPECT_TRUE(runUntil([&] { return toolbar->width() == width; }));
 }
