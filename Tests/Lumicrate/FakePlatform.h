@@ -22,6 +22,10 @@
 
 namespace lumicrate::test {
 
+inline std::exception_ptr failure(const std::string& sentence) {
+    return std::make_exception_ptr(PlatformError(sentence));
+}
+
 /// Reads give values of their own type only.
 class FakeDefaults final : public NSUserDefaults {
  public:
@@ -81,8 +85,7 @@ class FakeFiles : public NSFileManager {
     }
     NSFileEntry attributes(const std::filesystem::path& url) const override {
         ++looks;
-        const auto found = std::find_if(entries.begin(), entries.end(),
-                                        [&url](const NSFileEntry& each) { return each.url == url; });
+        const auto found = std::ranges::find(entries, url, &NSFileEntry::url);
         return found == entries.end() ? NSFileEntry{url, {}, {}} : *found;
     }
     void removeItem(const std::filesystem::path& url) override {
@@ -93,6 +96,7 @@ class FakeFiles : public NSFileManager {
         replaceItem(to, from);
     }
     void replaceItem(const std::filesystem::path& url, const std::filesystem::path& replacement) override {
+        if (locked) throw PlatformError("The folder is locked.");
         FakeFiles::removeItem(replacement);
         existing.insert(url);
     }
@@ -108,6 +112,7 @@ class FakeFiles : public NSFileManager {
     mutable int listings = 0;          ///< calls of contentsOfDirectory
     mutable int looks = 0;             ///< calls of attributes
     bool folderRefused = false;
+    bool locked = false;  ///< no file can be moved or replaced
     std::optional<NSVolumeCapacity> capacity;
     mutable std::set<std::filesystem::path> asked;  ///< URLs passed to volumeCapacity
 };
@@ -125,7 +130,6 @@ class FakeProcess final : public NSProcessInfo {
         ~Activity() override { --running; }
         int& running;
     };
-
     std::int32_t processIdentifier() const override { return 42; }
     std::chrono::nanoseconds timeAsleep() const override { return asleep; }
     std::unique_ptr<NSActivity> beginActivity(std::uint64_t options, const std::string& reason) override {
@@ -182,8 +186,8 @@ class FakeHotKeys final : public CarbonHotKeys {
 
     /// No effect if the key is not grabbed.
     void press(std::uint32_t keyCode) {
-        const auto found = std::find_if(grabs.begin(), grabs.end(),
-                                        [=](const auto& each) { return each.second.keyCode == keyCode; });
+        const auto found =
+            std::ranges::find(grabs, keyCode, [](const auto& each) { return each.second.keyCode; });
         if (found != grabs.end()) handler(found->second.id);
     }
 
@@ -224,20 +228,15 @@ class VirtualQueue final : public DispatchQueue {
 
 /// A stream as tests see it, even after its destruction.
 struct FakeStreamRecord {
-    struct Output {
-        SCStreamOutput* output;
-        DispatchQueue* queue;
-    };
-
     void deliver(const CMSampleBuffer& sample, SCStreamOutputType type) const {
-        const Output& to = outputs.at(type);
-        to.queue->async([output = to.output, sample, type] { output->didOutputSampleBuffer(sample, type); });
+        const auto& [output, queue] = outputs.at(type);
+        queue->async([output, sample, type] { output->didOutputSampleBuffer(sample, type); });
     }
 
     SCContentFilter filter;
     SCStreamConfiguration configuration;
-    std::map<SCStreamOutputType, Output> outputs;
     SCStreamDelegate* delegate = nullptr;
+    std::map<SCStreamOutputType, std::pair<SCStreamOutput*, DispatchQueue*>> outputs;
     SCStream::CompletionHandler started;
     SCStream::CompletionHandler stopped;
     std::vector<SCStreamConfiguration> updates;
@@ -263,9 +262,8 @@ class FakeStream final : public SCStream {
         record_->stopped = std::move(completion);
         if (completesAtOnce_) record_->stopped(nullptr);
     }
-    void updateConfiguration(const SCStreamConfiguration& configuration,
-                             CompletionHandler completion) override {
-        record_->updates.push_back(configuration);
+    void updateConfiguration(const SCStreamConfiguration& made, CompletionHandler completion) override {
+        record_->updates.push_back(made);
         completion(record_->updateError);
     }
 
@@ -279,21 +277,18 @@ class FakeCapture final : public ScreenCaptureKit {
     bool CGPreflightScreenCaptureAccess() const override { return access; }
     std::uint32_t CGMainDisplayID() const override { return mainDisplayID; }
     Rect CGDisplayBounds(std::uint32_t displayID) const override {
-        for (const SCDisplay& each : content.displays)
-            if (each.displayID == displayID) return each.frame;
-        return {};
+        const auto found = std::ranges::find(content.displays, displayID, &SCDisplay::displayID);
+        return found == content.displays.end() ? Rect() : found->frame;
     }
     std::optional<Rect> windowBounds(std::uint32_t windowID) const override {
-        for (const SCWindow& each : content.windows)
-            if (each.windowID == windowID) return each.frame;
-        return std::nullopt;
+        const auto found = std::ranges::find(content.windows, windowID, &SCWindow::windowID);
+        return found == content.windows.end() ? std::nullopt : std::optional(found->frame);
     }
     void getShareableContent(ContentHandler handler) const override {
-        if (contentWaits) {
+        if (contentWaits)
             waiting = std::move(handler);
-        } else {
+        else
             handler(contentError ? SCShareableContent{} : content, contentError);
-        }
     }
     void setOnContentChange(std::function<void()> changed) override { contentChanged = std::move(changed); }
     std::unique_ptr<SCStream> makeStream(const SCContentFilter& filter,

@@ -63,7 +63,7 @@ TEST_F(WindowFollowerTests, AMissingWindowChangesNothing) {
 
     capture.content.windows = {window};
     frame().x += 5;
-    capture.stream->updateError = std::make_exception_ptr(PlatformError("Too late."));
+    capture.stream->updateError = broken;
     executor.advance(interval);
     frame().x += 5;
     executor.advance(interval);
@@ -75,8 +75,7 @@ TEST_F(WindowFollowerTests, AMovementDuringTheStartIsFollowed) {
     capture.completesAtOnce = false;
     startWith(CaptureSource::window(7));
     frame().x += 30;
-    capture.stream->started(nullptr);
-    executor.drain();
+    completeStart();
     executor.advance(interval);
     EXPECT_THAT(crops(), ElementsAre(Rect{110, 100, 300, 200}));
 }
@@ -92,22 +91,17 @@ TEST_F(WindowFollowerTests, OverlaysMoveWithTheWindow) {
     EXPECT_EQ(bubble.center, (Point{bubbleBefore.x + 30, bubbleBefore.y + 30}));
 }
 
-TEST_F(WindowFollowerTests, EndsWithTheRecording) {
-    record(CaptureSource::window(7));
-    recorder->requestStop();
-    executor.drain();
-    frame().x += 5;
-    complete();
-    executor.advance(interval);
-    EXPECT_TRUE(crops().empty());
-    EXPECT_EQ(executor.pendingTimers(), 0U);
-}
-
-TEST_F(WindowFollowerTests, ScreensAreNotFollowed) {
-    record(CaptureSource::display(1));
-    frame().x += 5;
-    executor.advance(interval);
-    EXPECT_TRUE(crops().empty());
+TEST_F(WindowFollowerTests, OnlyTheWindowOfARunningRecordingIsFollowed) {
+    for (const auto& source : {CaptureSource::window(7), CaptureSource::display(1)}) {
+        record(source);
+        if (source == CaptureSource::window(7)) recorder->requestStop();
+        executor.drain();
+        frame().x += 5;
+        executor.advance(interval);
+        EXPECT_TRUE(crops().empty());
+        stopAndComplete();
+        EXPECT_EQ(executor.pendingTimers(), 0U);
+    }
 }
 
 }  // namespace

@@ -65,7 +65,7 @@ struct FakeMovie {
     void setError(const std::string& sentence) {
         error = sentence.empty() ? nullptr : std::make_exception_ptr(PlatformError(sentence));
     }
-    /// Tells the outcome of finishWriting.
+    /// Reports the outcome of finishWriting.
     void complete(AVAssetWriterStatus outcome) {
         status = outcome;
         if (completion) completion();

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstdint>
 #include <numbers>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -13,43 +14,43 @@ namespace lumicrate::test {
 namespace {
 
 template <class Sample>
-std::vector<Sample> constant(double value, double fullScale) {
-    return std::vector<Sample>(480, static_cast<Sample>(value * fullScale));
+CMSampleBuffer constant(AudioSampleFormat format, double value, double fullScale = 1) {
+    return sound(ms(0), format, std::vector<Sample>(480, static_cast<Sample>(value * fullScale)));
 }
 
 TEST(MicrophoneMeterTests, MicrophoneLevelsAreLinearInDecibels) {
+    using enum AudioSampleFormat;
     const double quarter = std::pow(10, -25.0 / 20);
     std::vector<float> sine(4800);
     for (std::size_t i = 0; i < sine.size(); ++i)
         sine[i] = static_cast<float>(std::sin(2 * std::numbers::pi * static_cast<double>(i) / 48));
-    CMSampleBuffer loudRight = sound(ms(0), AudioSampleFormat::float32, constant<float>(0, 1));
-    loudRight.audio->buffers.push_back(
-        sound(ms(0), AudioSampleFormat::float32, constant<float>(-1, 1)).audio->buffers[0]);
-    CMSampleBuffer cutShort = sound(ms(0), AudioSampleFormat::float32, constant<float>(1, 1));
+    CMSampleBuffer loudRight = constant<float>(float32, 0);
+    loudRight.audio->buffers.push_back(constant<float>(float32, -1).audio->buffers[0]);
+    CMSampleBuffer cutShort = constant<float>(float32, 1);
     cutShort.audio->buffers[0].resize(3);
 
-    const std::vector<std::pair<CMSampleBuffer, double>> cases = {
-        {sound(ms(0), AudioSampleFormat::float32, constant<float>(1, 1)), 1},
-        {sound(ms(0), AudioSampleFormat::float32, constant<float>(3, 1)), 1},
-        {sound(ms(0), AudioSampleFormat::float32, constant<float>(quarter, 1)), 0.5},
-        {sound(ms(0), AudioSampleFormat::int32, constant<std::int32_t>(quarter, 2147483648.0)), 0.5},
-        {sound(ms(0), AudioSampleFormat::int16, constant<std::int16_t>(quarter, 32768)), 0.5},
-        {sound(ms(0), AudioSampleFormat::int16, constant<std::int16_t>(-1, 32768)), 1},
-        {sound(ms(0), AudioSampleFormat::float32, sine), (20 * std::log10(std::sqrt(0.5)) + 50) / 50},
+    std::pair<CMSampleBuffer, double> cases[] = {
+        {constant<float>(float32, 1), 1},
+        {constant<float>(float32, 3), 1},
+        {constant<float>(float32, quarter), 0.5},
+        {constant<std::int32_t>(int32, quarter, 2147483648.0), 0.5},
+        {constant<std::int16_t>(int16, quarter, 32768), 0.5},
+        {constant<std::int16_t>(int16, -1, 32768), 1},
+        {sound(ms(0), float32, sine), (20 * std::log10(std::sqrt(0.5)) + 50) / 50},
         {loudRight, 1},
         {cutShort, 0},
-        {sound(ms(0), AudioSampleFormat::float32, constant<float>(0.0000005, 1)), 0},
-        {sound(ms(0), AudioSampleFormat::float32, std::vector<float>()), 0},
-        {sound(ms(0), AudioSampleFormat::other, constant<float>(1, 1)), 0}};
+        {constant<float>(float32, 0.0000005), 0},
+        {sound(ms(0), float32, std::vector<float>()), 0},
+        {constant<float>(other, 1), 0}};
     MicrophoneMeter meter;
-    std::vector<float> levels;
-    meter.setSink([&levels](float level) { levels.push_back(level); });
-    for (std::size_t i = 0; i < cases.size(); ++i) {
-        CMSampleBuffer sample = cases[i].first;
-        sample.timing.presentationTimeStamp = ms(10'000 + static_cast<std::int64_t>(i) * 100);
+    std::optional<float> level;
+    meter.setSink([&level](float each) { level = each; });
+    CMTime time = ms(10'000);
+    for (auto& [sample, expected] : cases) {
+        sample.timing.presentationTimeStamp = time = time + ms(100);
+        level.reset();
         meter.process(sample);
-        ASSERT_EQ(levels.size(), i + 1);
-        EXPECT_NEAR(levels.back(), cases[i].second, 1e-4) << i;
+        EXPECT_NEAR(level.value_or(-1), expected, 1e-4) << "at " << time.seconds() << " s";
     }
 }
 

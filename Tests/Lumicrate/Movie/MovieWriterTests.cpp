@@ -1,5 +1,4 @@
 #include "Lumicrate/Movie/MovieWriter.h"
-#include "Support/DispatchQueue.h"
 #include "Tests/Lumicrate/FakePlatform.h"
 #include "Tests/Lumicrate/Movie/FakeAssetWriter.h"
 
@@ -7,8 +6,10 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <deque>
+#include <cmath>
 #include <future>
+#include <iomanip>
+#include <sstream>
 #include <thread>
 
 namespace lumicrate::test {
@@ -26,24 +27,6 @@ class HandClock final : public CMClock {
     CMTime now = ms(10'000);
 };
 
-class ManualQueue final : public DispatchQueue {
- public:
-    explicit ManualQueue(std::deque<Work>& work) : work_(work) {}
-    void async(Work work) override { work_.push_back(std::move(work)); }
-
- private:
-    std::deque<Work>& work_;
-};
-
-class RemovedFiles final : public FakeFiles {
- public:
-    void removeItem(const std::filesystem::path& url) override {
-        removed.push_back(url);
-        throw PlatformError("It is gone already.");
-    }
-    std::vector<std::filesystem::path> removed;
-};
-
 class MovieWriterTests : public testing::Test {
  protected:
     MovieWriterTests() {
@@ -59,37 +42,28 @@ class MovieWriterTests : public testing::Test {
                     movie.fileType = type;
                     return std::make_unique<FakeAssetWriter>(movie);
                 },
-                clock, [this](const std::string&) { return std::make_unique<ManualQueue>(work); }, files};
+                clock, [this](const std::string&) { return std::make_unique<VirtualQueue>(executor); },
+                files};
     }
-    void make() {
-        writer =
-            std::make_unique<MovieWriter>(settings, services(), [this](const std::exception_ptr& reason) {
-                interruptions.push_back(localizedDescription(reason));
-            });
-    }
-    void runQueue() {
-        for (; !work.empty(); work.pop_front())
-            work.front()();
-    }
-    void screen(const CMSampleBuffer& sample) {
-        runQueue();
-        writer->didOutputSampleBuffer(sample, SCStreamOutputType::screen);
-    }
-    void screen(CMTime pts) { screen(frame(pts)); }
-    void audio(CMTime pts) {
-        runQueue();
-        writer->didOutputSampleBuffer(sound(pts), SCStreamOutputType::audio);
-    }
-    void microphone(const CMSampleBuffer& sample) {
-        runQueue();
-        writer->didOutputSampleBuffer(sample, SCStreamOutputType::microphone);
-    }
-    void finish() {
-        writer->finish([this](const std::exception_ptr& error) {
-            outcomes.push_back(error ? localizedDescription(error) : "saved");
+    /// A new movie, and no results of the one before.
+    void make(FakeMovie next = {}) {
+        writer.reset();
+        movie = std::move(next);
+        outcomes.clear();
+        interruptions.clear();
+        files.existing = {settings.url};
+        writer = std::make_unique<MovieWriter>(settings, services(), [this](const auto& reason) {
+            interruptions.push_back(localizedDescription(reason));
         });
-        runQueue();
     }
+    void deliver(const CMSampleBuffer& sample, SCStreamOutputType type) {
+        executor.drain();
+        writer->didOutputSampleBuffer(sample, type);
+    }
+    void screen(const CMSampleBuffer& sample) { deliver(sample, SCStreamOutputType::screen); }
+    void screen(CMTime pts) { screen(frame(pts)); }
+    void audio(CMTime pts) { deliver(sound(pts), SCStreamOutputType::audio); }
+    void microphone(const CMSampleBuffer& sample) { deliver(sample, SCStreamOutputType::microphone); }
     void pauseAt(CMTime now) {
         clock.now = now;
         writer->pause();
@@ -98,25 +72,84 @@ class MovieWriterTests : public testing::Test {
         clock.now = now;
         writer->resume();
     }
-    void keepUpAt(CMTime now) {
-        clock.now = now;
+    void keepUp() {
         writer->keepUp();
+        executor.drain();
     }
-    /// A new movie, and no results of the one before.
-    void makeAnother() {
-        movie = {};
-        outcomes.clear();
-        interruptions.clear();
-        files.removed.clear();
-        make();
+    void finish() {
+        writer->finish([this](const std::exception_ptr& error) {
+            outcomes.push_back(error ? localizedDescription(error) : "saved");
+        });
+        executor.drain();
     }
-    std::vector<CMTime> times(std::size_t input) const { return movie.times(input); }
+    void setReady(bool ready) {
+        for (const auto& input : movie.inputs)
+            input->ready = ready;
+    }
+
+    /// Performs steps such as "screen 10000 busy screen 10010 keepUp 10020": the time in ms is that of the
+    /// sample, or of the clock when the function is called.
+    void perform(const std::string& steps) {
+        CMTime at;
+        const auto show = [&](SCFrameStatus status) {
+            CMSampleBuffer sample = frame(at, status);
+            sample.frameInfo->sequence = static_cast<std::uint64_t>(at.converted(1000));
+            screen(sample);
+        };
+        const std::map<std::string, std::function<void()>> actions = {
+            {"screen", [&] { show(SCFrameStatus::complete); }},
+            {"idle", [&] { show(SCFrameStatus::idle); }},
+            {"blank", [&] { show(SCFrameStatus::blank); }},
+            {"suspended", [&] { show(SCFrameStatus::suspended); }},
+            {"audio", [&] { audio(at); }},
+            {"microphone", [&] { microphone(sound(at)); }},
+            {"busy", [&] { setReady(false); }},
+            {"ready", [&] { setReady(true); }},
+            {"pause", [&] { pauseAt(at); }},
+            {"resume", [&] { resumeAt(at); }},
+            {"keepUp", [&] { writer->keepUp(); }},
+            {"finish", [&] { finish(); }},
+        };
+        std::istringstream words(steps);
+        for (std::string step; words >> step;) {
+            if (double ms = 0; std::isdigit((words >> std::ws).peek()) != 0 && words >> ms)
+                clock.now = at = CMTime(std::llround(ms * 1e6), 1'000'000'000);
+            actions.at(step)();
+        }
+        clock.now = CMTime(1'000'000, 1);  // The queue runs later: the times are those of the calls.
+        executor.drain();
+    }
+
+    /// The movie as text, in ms. A picture that is shown at another time than its own: "shown=own".
+    std::string written() const {
+        std::ostringstream text;
+        text << std::setprecision(14);
+        const auto add = [&text](const char* what, CMTime time) {
+            if (time.isValid()) text << what << time.seconds() * 1000;
+        };
+        add("from ", movie.sessionStart);
+        for (std::size_t i = 0; i < movie.inputs.size(); ++i) {
+            const auto& samples = movie.inputs[i]->appended;
+            if (!samples.empty()) text << (i == 0 ? ", picture" : i == 1 ? ", sound" : ", microphone");
+            for (const CMSampleBuffer& each : samples) {
+                add(" ", each.presentationTimeStamp());
+                const CMTime own =
+                    ms(each.frameInfo ? static_cast<std::int64_t>(each.frameInfo->sequence) : 0);
+                if (each.frameInfo && own != each.presentationTimeStamp()) add("=", own);
+            }
+        }
+        for (const CMTime& each : movie.extensions)
+            add(", extended to ", each);
+        add(", end ", movie.sessionEnd.value_or(CMTime()));
+        if (writer->refusedFrames() > 0) text << ", refused " << writer->refusedFrames();
+        return text.str();
+    }
 
     MovieWriter::Settings settings;
     FakeMovie movie;
     HandClock clock;
-    RemovedFiles files;
-    std::deque<DispatchQueue::Work> work;
+    FakeFiles files;
+    VirtualExecutor executor;
     std::vector<std::string> outcomes;
     std::vector<std::string> interruptions;
     std::unique_ptr<MovieWriter> writer;
@@ -124,7 +157,6 @@ class MovieWriterTests : public testing::Test {
 
 TEST_F(MovieWriterTests, TracksAreSetUpInOrder) {
     for (const auto codec : {AVVideoCodecType::h264, AVVideoCodecType::hevc}) {
-        movie = {};
         settings.codec = codec;
         settings.fileType = AVFileType::quickTimeMovie;
         settings.width = 1280;
@@ -165,12 +197,12 @@ TEST_F(MovieWriterTests, SetUpErrorsAreThrown) {
                              {2, true, "no room", "The movie file couldn't be set up for this format."},
                              {3, false, "no room", "no room"},
                              {3, false, "", "The movie file couldn't be written."}}) {
-        movie = {};
-        movie.acceptedInputs = each.acceptedInputs;
-        movie.starts = each.starts;
-        movie.setError(each.error);
+        FakeMovie refusing;
+        refusing.acceptedInputs = each.acceptedInputs;
+        refusing.starts = each.starts;
+        refusing.setError(each.error);
         try {
-            make();
+            make(std::move(refusing));
             ADD_FAILURE() << each.thrown;
         } catch (const LocalizedError& error) {
             EXPECT_STREQ(error.what(), each.thrown);
@@ -178,25 +210,73 @@ TEST_F(MovieWriterTests, SetUpErrorsAreThrown) {
     }
 }
 
-TEST_F(MovieWriterTests, TheFirstCompleteFrameStartsTheMovie) {
+TEST_F(MovieWriterTests, SamplesAreWrittenAtTheirTimes) {
+    const struct {
+        const char *what, *steps, *written;
+    } cases[] = {
+        {"the first complete frame starts the movie",
+         "audio 10000 microphone 10001 idle 10002 blank 10002 suspended 10002 screen 10010 audio 10005 "
+         "microphone 10020",
+         "from 10010, picture 10010, sound 10005, microphone 10020"},
+        {"a pause before the first frame", "pause 10000 screen 10500 resume 11000 screen 11250",
+         "from 10250, picture 10250=11250"},
+        {"late samples are dropped per track",
+         "screen 10000 screen 10000 screen 9999 audio 9990 audio 9990 screen 10005 audio 9991",
+         "from 10000, picture 10000 10005, sound 9990 9991"},
+        {"refused samples are dropped, and frames counted",
+         "screen 10000 busy screen 10010 idle 10015 audio 10010 ready screen 10005",
+         "from 10000, picture 10000 10005, refused 1"},
+        {"a busy encoder gets the last refused frame",
+         "screen 10000 busy screen 10010 screen 10020 ready keepUp keepUp",
+         "from 10000, picture 10000 10020, extended to 10020, extended to 10020, refused 1"},
+        {"a busy encoder stays busy", "screen 10000 busy screen 10010 screen 10020 keepUp",
+         "from 10000, picture 10000, extended to 10020, refused 2"},
+        {"a refused last frame is shown until the end", "screen 10000 busy screen 10016 ready finish 10100",
+         "from 10000, picture 10000 10099=10016, end 10100, refused 1"},
+        {"the last frame is shown until the end", "screen 10000 finish 15000",
+         "from 10000, picture 10000 14999=10000, end 15000"},
+        {"just over a frame", "screen 10000 finish 10034.333334",
+         "from 10000, picture 10000 10033.333334=10000, end 10034.333334"},
+        {"paused at the end", "screen 10000 pause 12000 finish 60000",
+         "from 10000, picture 10000 11999=10000, end 12000"},
+        {"paused at once", "screen 10000 pause 10020 finish 60000", "from 10000, picture 10000, end 10020"},
+        {"after a pause", "screen 10000 pause 12000 resume 20000 finish 21000",
+         "from 10000, picture 10000 12999=10000, end 13000"},
+        {"right after a pause", "screen 10000 pause 12000 resume 20000 finish 20000.5",
+         "from 10000, picture 10000, end 12000.5"},
+        {"keeps up with time, except during pauses",
+         "keepUp 9000 screen 10000 keepUp 10250 keepUp 10500 pause 10600 keepUp 10750 resume 12600 "
+         "keepUp 12850",
+         "from 10000, picture 10000, extended to 10250, extended to 10500, extended to 10850"},
+        {"a still frame is repeated every hour",
+         "screen 0 keepUp 3600000 keepUp 3601000 keepUp 7200000 keepUp 7202000",
+         "from 0, picture 0 3601000=0 7202000=0, extended to 3600000, extended to 3601000, extended to "
+         "7200000, extended to 7202000"},
+    };
+    for (const auto& each : cases) {
+        SCOPED_TRACE(each.what);
+        make();
+        perform(each.steps);
+        EXPECT_EQ(written(), each.written);
+    }
+}
+
+TEST_F(MovieWriterTests, AThirtiethOfASecondIsNotHeld) {
     make();
-    audio(ms(10'000));
-    microphone(sound(ms(10'001)));
-    for (const auto status : {SCFrameStatus::idle, SCFrameStatus::blank, SCFrameStatus::suspended})
-        screen(frame(ms(10'002), status));
+    screen(ms(10'000));
+    clock.now = ms(10'001) + CMTime(1, 30);
+    finish();
+    EXPECT_THAT(movie.times(0), ElementsAre(ms(10'000)));
+    EXPECT_EQ(movie.sessionEnd, clock.now);
+}
+
+TEST_F(MovieWriterTests, FramesWithoutStatusOrTimeAreDropped) {
+    make();
     CMSampleBuffer unlabelled = frame(ms(10'003));
     unlabelled.frameInfo.reset();
     screen(unlabelled);
     screen(CMTime::invalid());
-    EXPECT_FALSE(movie.sessionStart.isValid());
-
-    screen(ms(10'010));
-    audio(ms(10'005));
-    microphone(sound(ms(10'020)));
-    EXPECT_EQ(movie.sessionStart, ms(10'010));
-    EXPECT_THAT(times(0), ElementsAre(ms(10'010)));
-    EXPECT_THAT(times(1), ElementsAre(ms(10'005)));
-    EXPECT_THAT(times(2), ElementsAre(ms(10'020)));
+    EXPECT_EQ(written(), "");
 }
 
 TEST_F(MovieWriterTests, WithoutPictureTheFirstSoundStartsTheMovie) {
@@ -205,9 +285,8 @@ TEST_F(MovieWriterTests, WithoutPictureTheFirstSoundStartsTheMovie) {
     make();
     screen(ms(9'000));
     microphone(sound(ms(9'500)));
-    EXPECT_FALSE(movie.sessionStart.isValid());
     audio(ms(10'000));
-    EXPECT_EQ(movie.sessionStart, ms(10'000));
+    EXPECT_EQ(written(), "from 10000, picture 10000");
     finish();
     movie.complete(AVAssetWriterStatus::completed);
     EXPECT_THAT(outcomes, ElementsAre("saved"));
@@ -233,24 +312,14 @@ TEST_F(MovieWriterTests, PausesAreCutOutExactly) {
     audio(CMTime(13 * 48000 + 1, 48000));
 
     EXPECT_EQ(movie.sessionStart, ms(10'000));
-    EXPECT_THAT(times(0), ElementsAre(ms(10'000), start - CMTime(1, 1'000'000'000), start));
-    EXPECT_THAT(times(1), ElementsAre(CMTime(99'299'487'497, 9'000'000'000)));
+    EXPECT_THAT(movie.times(0), ElementsAre(ms(10'000), start - CMTime(1, 1'000'000'000), start));
+    EXPECT_THAT(movie.times(1), ElementsAre(CMTime(99'299'487'497, 9'000'000'000)));
     const CMSampleBuffer& shifted = movie.inputs[0]->appended.back();
     EXPECT_EQ(shifted.timing.decodeTimeStamp, CMTime(94'799'299'997, 9'000'000'000));
     EXPECT_EQ(shifted.timing.duration, ms(16));
     EXPECT_EQ(shifted.imageBuffer, late.imageBuffer);
     EXPECT_EQ(shifted.frameInfo->sequence, 7U);
     EXPECT_FALSE(movie.inputs[1]->appended.back().timing.decodeTimeStamp.isValid());
-}
-
-TEST_F(MovieWriterTests, APauseBeforeTheFirstFrameShiftsTheStart) {
-    make();
-    pauseAt(ms(10'000));
-    screen(ms(10'500));
-    resumeAt(ms(11'000));
-    screen(ms(11'250));
-    EXPECT_EQ(movie.sessionStart, ms(10'250));
-    EXPECT_THAT(times(0), ElementsAre(ms(10'250)));
 }
 
 TEST(PauseTimelineTests, OffsetIsTheSumOfPausesThatHaveEnded) {
@@ -266,7 +335,6 @@ TEST(PauseTimelineTests, OffsetIsTheSumOfPausesThatHaveEnded) {
 
     const CMTime both = ms(10) + CMTime(1, 42);
     const std::vector<std::pair<CMTime, std::optional<CMTime>>> cases = {
-        {ms(0), CMTime::zero()},
         {CMTime(99'999'999, 1'000'000'000), CMTime::zero()},
         {ms(100), std::nullopt},
         {CMTime(109'999'999, 1'000'000'000), std::nullopt},
@@ -276,106 +344,9 @@ TEST(PauseTimelineTests, OffsetIsTheSumOfPausesThatHaveEnded) {
         {CMTime(14'999, 90'000), std::nullopt},
         {CMTime(8'000, 48'000), both},
         {CMTime(199'999'999, 1'000'000'000), both},
-        {ms(200), std::nullopt},
-        {ms(10'000), std::nullopt}};
+        {ms(200), std::nullopt}};
     for (const auto& [time, offset] : cases)
         EXPECT_EQ(timeline.offset(time), offset) << time.value() << "/" << time.timescale();
-}
-
-TEST_F(MovieWriterTests, LateAndRefusedSamplesAreDroppedPerTrack) {
-    make();
-    screen(ms(10'000));
-    screen(CMTime(900'000, 90'000));
-    screen(ms(9'999));
-    audio(ms(9'990));
-    audio(ms(9'990));
-    movie.inputs[0]->ready = false;
-    movie.inputs[1]->ready = false;
-    screen(ms(10'010));
-    screen(frame(ms(10'015), SCFrameStatus::idle));
-    audio(ms(10'010));
-    EXPECT_EQ(writer->refusedFrames(), 1U);
-    movie.inputs[0]->ready = true;
-    screen(ms(10'005));
-    EXPECT_THAT(times(0), ElementsAre(ms(10'000), ms(10'005)));
-    EXPECT_THAT(times(1), ElementsAre(ms(9'990)));
-    EXPECT_EQ(writer->refusedFrames(), 1U);
-}
-
-TEST_F(MovieWriterTests, TheLastFrameThatABusyEncoderRefusedIsRetried) {
-    make();
-    screen(ms(10'000));
-    movie.inputs[0]->ready = false;
-    screen(ms(10'010));
-    screen(ms(10'020));
-    writer->keepUp();
-    runQueue();
-    EXPECT_EQ(writer->refusedFrames(), 2U);
-    movie.inputs[0]->ready = true;
-    writer->keepUp();
-    writer->keepUp();
-    runQueue();
-    EXPECT_THAT(times(0), ElementsAre(ms(10'000), ms(10'020)));
-    EXPECT_EQ(writer->refusedFrames(), 1U);
-}
-
-TEST_F(MovieWriterTests, TheLastFrameIsShownUntilTheEnd) {
-    struct Case {
-        const char* what;
-        CMTime now;
-        std::optional<CMTime> held;
-        CMTime end;  ///< of the movie
-        std::vector<std::pair<CMTime, std::optional<CMTime>>> pauses;
-    };
-    // The last frame is at 10 s.
-    const std::vector<Case> cases = {
-        {"still for long", ms(15'000), ms(14'999), ms(15'000), {}},
-        {"just over a frame",
-         ms(10'000) + CMTime(1, 30) + CMTime(1'000'001, 1'000'000'000),
-         ms(10'000) + CMTime(1, 30) + CMTime(1, 1'000'000'000),
-         ms(10'000) + CMTime(1, 30) + CMTime(1'000'001, 1'000'000'000),
-         {}},
-        {"just a frame", ms(10'001) + CMTime(1, 30), std::nullopt, ms(10'001) + CMTime(1, 30), {}},
-        {"paused", ms(60'000), ms(11'999), ms(12'000), {{ms(12'000), std::nullopt}}},
-        {"paused at once", ms(60'000), std::nullopt, ms(10'020), {{ms(10'020), std::nullopt}}},
-        {"after a pause", ms(21'000), ms(12'999), ms(13'000), {{ms(12'000), ms(20'000)}}},
-        {"right after a pause",
-         CMTime(20'000'500, 1'000'000),
-         std::nullopt,
-         CMTime(12'000'500, 1'000'000),
-         {{ms(12'000), ms(20'000)}}}};
-    for (const Case& each : cases) {
-        SCOPED_TRACE(each.what);
-        movie = {};
-        make();
-        screen(ms(10'000));
-        for (const auto& [start, end] : each.pauses) {
-            pauseAt(start);
-            if (end) resumeAt(*end);
-        }
-        clock.now = each.now;
-        finish();
-        ASSERT_EQ(movie.inputs[0]->appended.size(), each.held ? 2U : 1U);
-        EXPECT_EQ(times(0).back(), each.held.value_or(ms(10'000)));
-        EXPECT_EQ(movie.sessionEnd, each.end);
-        EXPECT_EQ(movie.inputs[0]->appended.back().frameInfo->sequence, 7U);
-        for (const auto& input : movie.inputs)
-            EXPECT_TRUE(input->finished);
-        EXPECT_EQ(movie.calls.back(), "finish");
-    }
-}
-
-TEST_F(MovieWriterTests, ARefusedLastFrameIsShownUntilTheEnd) {
-    make();
-    screen(ms(10'000));
-    const CMSampleBuffer refused = frame(ms(10'016));
-    movie.inputs[0]->ready = false;
-    screen(refused);
-    movie.inputs[0]->ready = true;
-    clock.now = ms(10'100);
-    finish();
-    EXPECT_THAT(times(0), ElementsAre(ms(10'000), ms(10'099)));
-    EXPECT_EQ(movie.inputs[0]->appended.back().imageBuffer, refused.imageBuffer);
 }
 
 TEST_F(MovieWriterTests, TheFirstFailureIsKeptAndLeavesNoFile) {
@@ -388,7 +359,7 @@ TEST_F(MovieWriterTests, TheFirstFailureIsKeptAndLeavesNoFile) {
                              {true, "", "The movie file couldn't be written."},
                              {false, "disk full", "disk full"},
                              {false, "", "The movie file couldn't be written."}}) {
-        makeAnother();
+        make();
         screen(ms(10'000));
         movie.setError(each.error);
         movie.inputs[1]->accepts = !each.appendFails;
@@ -398,9 +369,9 @@ TEST_F(MovieWriterTests, TheFirstFailureIsKeptAndLeavesNoFile) {
         screen(ms(10'020));
         EXPECT_THAT(interruptions, ElementsAre(each.outcome)) << "at once, not only when it is finished";
         finish();
-        EXPECT_THAT(times(0), ElementsAre(ms(10'000)));
+        EXPECT_THAT(movie.times(0), ElementsAre(ms(10'000)));
         EXPECT_EQ(movie.calls.back(), each.appendFails ? "cancel" : "session");
-        EXPECT_THAT(files.removed, ElementsAre(settings.url));
+        EXPECT_THAT(files.existing, IsEmpty());
         EXPECT_THAT(outcomes, ElementsAre(each.outcome));
     }
 }
@@ -408,20 +379,19 @@ TEST_F(MovieWriterTests, TheFirstFailureIsKeptAndLeavesNoFile) {
 TEST_F(MovieWriterTests, AnInterruptedMovieIsFinishedWithWhatItHas) {
     make();
     screen(ms(10'000));
-    movie.interrupt(std::make_exception_ptr(PlatformError("disk full")));
-    movie.interrupt(std::make_exception_ptr(PlatformError("file gone")));
+    movie.interrupt(failure("disk full"));
+    movie.interrupt(failure("file gone"));
     EXPECT_THAT(interruptions, ElementsAre("disk full"));
-    movie.inputs[0]->ready = false;
+    setReady(false);
     screen(ms(10'020));
-    keepUpAt(ms(10'030));
-    runQueue();
+    keepUp();
     EXPECT_EQ(writer->refusedFrames(), 0U) << "the encoder is not to blame";
     EXPECT_THAT(movie.extensions, IsEmpty());
     finish();
     movie.complete(AVAssetWriterStatus::completed);
-    EXPECT_THAT(times(0), ElementsAre(ms(10'000)));
+    EXPECT_THAT(movie.times(0), ElementsAre(ms(10'000)));
     EXPECT_THAT(outcomes, ElementsAre("saved"));
-    EXPECT_THAT(files.removed, IsEmpty());
+    EXPECT_THAT(files.existing, SizeIs(1));
 }
 
 TEST_F(MovieWriterTests, AFailureIsDetectedWhileTheScreenIsStill) {
@@ -429,37 +399,13 @@ TEST_F(MovieWriterTests, AFailureIsDetectedWhileTheScreenIsStill) {
     screen(ms(10'000));
     movie.setError("disk full");
     movie.status = AVAssetWriterStatus::failed;
-    for (int i = 0; i < 2; ++i) {
-        writer->keepUp();
-        runQueue();
-    }
+    keepUp();
+    keepUp();
     EXPECT_THAT(interruptions, ElementsAre("disk full"));
     EXPECT_THAT(movie.extensions, IsEmpty());
-}
-
-TEST_F(MovieWriterTests, AStillFrameIsRepeatedEveryHour) {
-    make();
-    screen(ms(0));
-    for (const CMTime& now : {CMTime(3600, 1), CMTime(3601, 1), CMTime(7200, 1), CMTime(7202, 1)})
-        keepUpAt(now);
-    runQueue();
-    EXPECT_THAT(times(0), ElementsAre(ms(0), CMTime(3601, 1), CMTime(7202, 1)));
-}
-
-TEST_F(MovieWriterTests, KeepsUpWithTimeExceptDuringPauses) {
-    make();
-    keepUpAt(ms(9'000));
-    screen(ms(10'000));
-    keepUpAt(ms(10'250));
-    keepUpAt(ms(10'500));
-    pauseAt(ms(10'600));
-    keepUpAt(ms(10'750));
-    resumeAt(ms(12'600));
-    // The queue runs later: the times are those of the calls.
-    keepUpAt(ms(12'850));
-    clock.now = ms(20'000);
-    runQueue();
-    EXPECT_THAT(movie.extensions, ElementsAre(ms(10'250), ms(10'500), ms(10'850)));
+    files.existing.clear();  // by another program
+    finish();
+    EXPECT_THAT(outcomes, ElementsAre("disk full"));
 }
 
 TEST_F(MovieWriterTests, FinishReportsTheOutcome) {
@@ -474,11 +420,10 @@ TEST_F(MovieWriterTests, FinishReportsTheOutcome) {
     for (const Case& each : {Case{true, writing, completed, "", "saved"},
                              {true, writing, failed, "disk full", "disk full"},
                              {true, writing, failed, "", "The movie file couldn't be written."},
-                             {true, failed, failed, "disk full", "disk full"},
                              {true, cancelled, cancelled, "", "The movie file couldn't be written."},
                              {false, writing, writing, "", "No video frames were captured."},
                              {false, failed, failed, "disk full", "disk full"}}) {
-        makeAnother();
+        make();
         if (each.anyFrame) screen(ms(10'000));
         movie.status = each.before;
         movie.setError(each.error);
@@ -486,7 +431,10 @@ TEST_F(MovieWriterTests, FinishReportsTheOutcome) {
         movie.complete(each.after);
         EXPECT_THAT(outcomes, ElementsAre(each.outcome));
         const bool kept = each.anyFrame && each.before == writing;
-        EXPECT_EQ(files.removed.size(), kept ? 0U : 1U);
+        EXPECT_EQ(files.existing.size(), kept ? 1U : 0U);
+        EXPECT_EQ(std::ranges::count(movie.calls, "finish"), kept);
+        EXPECT_TRUE(!kept ||
+                    std::ranges::all_of(movie.inputs, [](const auto& input) { return input->finished; }));
         EXPECT_EQ(std::ranges::count(movie.calls, "cancel"), !each.anyFrame && each.before == writing);
     }
 }
@@ -527,7 +475,7 @@ TEST_F(MovieWriterTests, WorksOnItsOwnThreadAndDrainsItsQueue) {
             [&outcome](const std::exception_ptr& error) { outcome.set_value(localizedDescription(error)); });
     }
     EXPECT_EQ(movie.inputs[0]->appended.size(), 101U);
-    EXPECT_EQ(times(0).back(), ms(9'999));
+    EXPECT_EQ(movie.times(0).back(), ms(9'999));
     EXPECT_EQ(movie.calls.back(), "finish");
     EXPECT_EQ(outcome.get_future().get(), "The movie file couldn't be written.");
 }
@@ -549,7 +497,7 @@ TEST_F(MovieWriterTests, AMutedMicrophoneIsSilentAndKeepsItsTime) {
 
     EXPECT_EQ(levels.size(), 2U);
     EXPECT_EQ(levels.front(), 0);
-    EXPECT_THAT(times(2), ElementsAre(ms(10'001), ms(10'200), ms(10'400)));
+    EXPECT_THAT(movie.times(2), ElementsAre(ms(10'001), ms(10'200), ms(10'400)));
     const auto bytes = [this](std::size_t input, std::size_t index) {
         return movie.inputs[input]->appended.at(index).audio->buffers.at(0);
     };

@@ -1,7 +1,6 @@
 // RecorderFixture: a recorder on a fake desktop, under a virtual clock.
 #pragma once
 
-#include "Lumicrate/Movie/AudioMixdown.h"
 #include "Lumicrate/Overlays/AreaFrame.h"
 #include "Lumicrate/Overlays/ClickHighlighter.h"
 #include "Lumicrate/Overlays/ControlBarController.h"
@@ -27,6 +26,11 @@ namespace lumicrate::test {
 
 using namespace std::chrono_literals;
 
+inline const std::exception_ptr broken = failure("It is broken.");
+inline const std::exception_ptr diskFull = failure("The disk is full.");
+inline const std::exception_ptr displayLost =
+    std::make_exception_ptr(SCStreamError("The display is gone.", -3815));
+
 /// The webcam bubble, which has no implementation yet.
 struct FakeWebcam final : public WebcamBubbleShowing {
     void showPanel(RecordingOptions) override { shown = true; }
@@ -39,35 +43,15 @@ struct FakeWebcam final : public WebcamBubbleShowing {
     void moveBy(double dx, double dy) override { center = {center.x + dx, center.y + dy}; }
     void setMicrophoneLevel(std::optional<float> heard) override { level = heard; }
     std::optional<std::uint32_t> windowNumber() const override {
-        return shown ? std::optional(number) : std::nullopt;
+        return shown ? std::optional(4U) : std::nullopt;
     }
     void setOnError(std::function<void(const std::string&)> sink) override { onError = std::move(sink); }
 
-    std::uint32_t number = 4;
     bool shown = false;
     Rect inside;
     Point center{5, 5};
     std::optional<float> level;
     std::function<void(const std::string&)> onError;
-};
-
-/// Mixing that waits until the test completes it with `result`.
-struct FakeMixing final : public AudioMixing {
-    explicit FakeMixing(Executor& executor) : executor_(executor) {}
-    Task<bool> mixIfNeeded(std::filesystem::path url) override {
-        mixed.push_back(url);
-        if (noRoom) throw NoRoomToMix();
-        const Completion<bool> done = result.emplace(executor_);
-        const bool succeeded = co_await done;
-        if (!succeeded) throw PlatformError("The tracks can't be read.");
-        co_return true;
-    }
-    std::optional<Completion<bool>> result;
-    bool noRoom = false;
-    std::vector<std::filesystem::path> mixed;
-
- private:
-    Executor& executor_;
 };
 
 struct NoScreenshots final : public SCScreenshotManager {
@@ -83,12 +67,7 @@ class RecorderFixture : public testing::Test {
         RecordingOptions::registerDefaults(defaults);
         defaults.stored["countdown"] = false;
         capture.content.displays = {{1, {0, 0, 1920, 1080}, 1, "left"}, {2, {1920, 0, 800, 600}, 1, "right"}};
-        SCWindow editor;
-        editor.windowID = 7;
-        editor.frame = {2000, 100, 300, 200};
-        editor.title = "notes";
-        editor.owningApplication = SCRunningApplication{9, "Editor"};
-        capture.content.windows = {editor};
+        capture.content.windows = {{7, {2000, 100, 300, 200}, "notes", 0, SCRunningApplication{9, "Editor"}}};
         const Rect left{0, 0, 1920, 1080};
         const Rect right{1920, 480, 800, 600};
         screens.all = {{1, left, left, 1, "left"}, {2, right, right, 1, "right"}};
@@ -102,16 +81,15 @@ class RecorderFixture : public testing::Test {
 
     ScreenRecorder& make() {
         const MovieWriter::Services writing{
-            [this](const std::filesystem::path& url, AVFileType fileType) {
-                return makeWriter(url, fileType);
-            },
-            executor, [this](const std::string&) { return std::make_unique<VirtualQueue>(executor); }, files};
+            [this](const auto& url, AVFileType fileType) { return makeWriter(url, fileType); }, executor,
+            [this](const std::string&) { return std::make_unique<VirtualQueue>(executor); }, files};
         controlBar.setRecorder(nullptr);
         recorder.emplace(ScreenRecorder::Services{executor, defaults, process, screens, notifications,
                                                   capture, devices, hotKeys, folder, writing, mixing,
                                                   overlays});
         controlBar.setRecorder(&*recorder);
         states.clear();
+        announced.clear();
         watching = recorder->state.observe([this](State coming) { states.push_back(coming); });
         return *recorder;
     }
@@ -129,7 +107,7 @@ class RecorderFixture : public testing::Test {
         executor.drain();
     }
 
-    void deliverMicrophone(float loudness) {
+    void deliverMicrophone(float loudness = 1) {
         capture.stream->deliver(sound<float>(executor.time(), AudioSampleFormat::float32, {loudness}),
                                 SCStreamOutputType::microphone);
     }
@@ -138,6 +116,12 @@ class RecorderFixture : public testing::Test {
         startWith(source);
         ASSERT_EQ(*recorder->state, State::recording);
         deliverFrame();
+    }
+
+    /// Opens the selection of an area or a window.
+    void select(CaptureMode mode = CaptureMode::area) {
+        recorder->record(mode);
+        executor.drain();
     }
 
     /// Confirms an area in the open selection: points of its screen, y down from the top left corner.
@@ -150,6 +134,15 @@ class RecorderFixture : public testing::Test {
 
     FakeMovie& movie() { return movies.back(); }
 
+    /// Reports the outcome of starting the stream.
+    void completeStart(const std::exception_ptr& error = nullptr) {
+        capture.stream->started(error);
+        executor.drain();
+    }
+    void interruptStream(const std::exception_ptr& error) {
+        capture.stream->delegate->didStopWithError(error);
+        executor.drain();
+    }
     /// Reports the outcome of writing the file.
     void complete(AVAssetWriterStatus outcome = AVAssetWriterStatus::completed) {
         executor.drain();
@@ -164,13 +157,26 @@ class RecorderFixture : public testing::Test {
 
     std::string message() const { return recorder->errorMessage->value_or(""); }
 
-    /// Nothing remains of a recording.
-    void expectNothingLeft() {
-        EXPECT_TRUE(files.existing.empty());
+    void expectIdle(const std::string& sentence = "") {
+        EXPECT_EQ(*recorder->state, State::idle);
+        EXPECT_EQ(message(), sentence);
+    }
+
+    /// Nothing remains of a recording, except a saved file.
+    void expectNothingLeft(const std::set<std::filesystem::path>& saved = {}) {
+        EXPECT_EQ(std::exchange(files.existing, {}), saved);
         EXPECT_FALSE(!movies.empty() && folder.isInProgress(movie().url));
         EXPECT_FALSE(capture.stream && capture.stream->alive);
         EXPECT_EQ(process.running, 0);
         EXPECT_EQ(executor.pendingTimers(), 0U);
+    }
+
+    /// The file of the last recording is complete and announced.
+    void expectSaved(const std::string& sentence = "") {
+        expectIdle(sentence);
+        EXPECT_EQ(*recorder->lastRecording, movie().url);
+        EXPECT_THAT(std::exchange(announced, {}), testing::ElementsAre(movie().url));
+        expectNothingLeft({movie().url});
     }
 
     VirtualExecutor executor;
@@ -185,7 +191,7 @@ class RecorderFixture : public testing::Test {
     FakeFiles files;
     FakeCalendar calendar;
     RecordingFolder folder{files, calendar};
-    FakeMixing* mixing = nullptr;
+    AudioMixing* mixing = nullptr;
 
     // Overlays whose contents are fake. A test puts those that it needs into `overlays`.
     FakeOverlayContents contents;
@@ -205,6 +211,9 @@ class RecorderFixture : public testing::Test {
     bool writerStarts = true;
 
     std::vector<State> states;
+    std::vector<std::filesystem::path> announced;
+    Subscription announcing = notifications.observe(recordingSavedNotification,
+                                                    [this](const auto& url) { announced.push_back(*url); });
     Subscription watching;
     std::optional<ScreenRecorder> recorder;
 
@@ -215,7 +224,7 @@ class RecorderFixture : public testing::Test {
         next.url = url;
         next.fileType = fileType;
         next.starts = writerStarts;
-        if (!writerStarts) next.setError("The disk is full.");
+        if (!writerStarts) next.error = diskFull;
         files.existing.insert(url);
         return std::make_unique<FakeAssetWriter>(next);
     }

@@ -22,6 +22,7 @@ class RecorderStartTests : public RecorderFixture {
     };
     AreaSelection& selection() { return *contents.selectionModel; }
     std::optional<Rect> selected() { return selection().selection.appearance->selection; }
+    std::optional<Rect> recordedArea() const { return capture.stream->configuration.sourceRect; }
 
     FakeAudioWindow audioWindow;
 };
@@ -32,8 +33,7 @@ TEST_F(RecorderStartTests, AChosenAreaIsStoredAndRecorded) {
     make();
     recorder->refreshDevices();
     recorder->setSource(CaptureSource::display(2));
-    recorder->record(CaptureMode::area);
-    executor.drain();
+    select();
     EXPECT_EQ(*recorder->state, State::selectingArea);
     EXPECT_EQ(*recorder->pickingMode, CaptureMode::area);
     EXPECT_EQ(contents.last().settings.frame, screens.all[1].frame);
@@ -42,16 +42,14 @@ TEST_F(RecorderStartTests, AChosenAreaIsStoredAndRecorded) {
     EXPECT_THAT(selection().toolbar.microphones, SizeIs(1));
     EXPECT_FALSE(selection().selection.windowsOnly());
     recorder->toggle();
-    recorder->record(CaptureMode::area);
-    executor.drain();
+    select();
     EXPECT_THAT(contents.panels, SizeIs(1));
 
     confirmArea({100, 50, 320, 240});
-    ASSERT_EQ(*recorder->state, State::recording);
     EXPECT_EQ(*recorder->source, CaptureSource::area(2));
     EXPECT_EQ(defaults.stringForKey("areaRect"), "{{100, 50}, {320, 240}}");
     EXPECT_EQ(capture.stream->filter.display.displayID, 2U);
-    EXPECT_EQ(capture.stream->configuration.sourceRect, (Rect{100, 50, 320, 240}));
+    EXPECT_EQ(recordedArea(), (Rect{100, 50, 320, 240}));
     EXPECT_THAT(states, ElementsAre(State::selectingArea, State::idle, State::starting, State::recording));
 }
 
@@ -60,11 +58,19 @@ TEST_F(RecorderStartTests, AChosenAreaReplacesTheOneInTheOptionsOverride) {
     own.countdown = false;
     own.areaRect = Rect{0, 0, 100, 80};
     make().setOptionsOverride(own);
-    recorder->record(CaptureMode::area);
-    executor.drain();
+    select();
     EXPECT_EQ(selected(), (Rect{0, 1000, 100, 80}));
     confirmArea({100, 50, 320, 240});
-    EXPECT_EQ(capture.stream->configuration.sourceRect, (Rect{100, 50, 320, 240}));
+    EXPECT_EQ(recordedArea(), (Rect{100, 50, 320, 240}));
+}
+
+TEST_F(RecorderStartTests, AnAreaThatCannotBeStoredIsNotRecorded) {
+    make();
+    select();
+    defaults.readOnly = true;
+    confirmArea({100, 50, 320, 240});
+    expectIdle("The preferences can't be written.");
+    EXPECT_EQ(capture.streams, 0);
 }
 
 TEST_F(RecorderStartTests, AWindowIsPickedOnTheDisplayUnderThePointer) {
@@ -82,12 +88,12 @@ TEST_F(RecorderStartTests, AWindowIsPickedOnTheDisplayUnderThePointer) {
     ASSERT_EQ(*recorder->state, State::recording);
     EXPECT_EQ(*recorder->source, CaptureSource::window(7));
     EXPECT_TRUE(recorder->isSourceAvailable(CaptureSource::window(7)));
-    EXPECT_EQ(capture.stream->configuration.sourceRect, (Rect{80, 100, 300, 200}));
+    EXPECT_EQ(recordedArea(), (Rect{80, 100, 300, 200}));
 }
 
 TEST_F(RecorderStartTests, AScreenIsChosenFromSeveral) {
-    make().record(CaptureMode::screen);
-    executor.drain();
+    make();
+    select(CaptureMode::screen);
     ASSERT_THAT(contents.screenChoices, SizeIs(2));
     contents.screenChoices[1]->onChoose();
     executor.advance(100ms);
@@ -102,65 +108,50 @@ TEST_F(RecorderStartTests, AScreenIsChosenFromSeveral) {
 }
 
 TEST_F(RecorderStartTests, WithoutAChoiceNothingIsRecorded) {
-    const auto expectIdle = [this] {
+    const auto expectNoRecording = [this] {
         executor.advance(1s);
-        EXPECT_EQ(*recorder->state, State::idle);
+        expectIdle();
         EXPECT_EQ(*recorder->pickingMode, std::nullopt);
-        EXPECT_EQ(message(), "");
         EXPECT_EQ(capture.streams, 0);
     };
     make();
-    for (const CaptureMode mode : {CaptureMode::window, CaptureMode::area}) {
-        recorder->record(mode);
-        executor.drain();
-        selection().selection.cancel();
-        expectIdle();
+    for (const CaptureMode mode : allCases<CaptureMode>()) {
+        select(mode);
+        if (mode == CaptureMode::window || mode == CaptureMode::area) selection().selection.cancel();
+        if (mode == CaptureMode::screen) contents.screenChoices.back()->onCancel();
+        expectNoRecording();
     }
-    recorder->record(CaptureMode::screen);
-    executor.drain();
-    contents.screenChoices.back()->onCancel();
-    expectIdle();
-    recorder->record(CaptureMode::audio);
-    expectIdle();
     EXPECT_EQ(audioWindow.shown, 1);
-    recorder->record(CaptureMode::webcam);
-    expectIdle();
-
     overlays = {};
     make();
     for (const CaptureMode mode : allCases<CaptureMode>()) {
-        recorder->record(mode);
-        expectIdle();
+        select(mode);
+        expectNoRecording();
     }
     screens.all.clear();
-    recorder->record(CaptureMode::window);
-    expectIdle();
+    select(CaptureMode::window);
+    expectNoRecording();
 }
 
 TEST_F(RecorderStartTests, StartRecordsTheSourceOrTheSavedArea) {
-    defaults.stored["areaRect"] = std::string("{{1, 2}, {30, 40}}");
-    make().start(true);
-    executor.advance(100ms);
-    EXPECT_EQ(*recorder->source, CaptureSource::area(1));
-    EXPECT_EQ(capture.stream->configuration.sourceRect, (Rect{1, 2, 30, 40}));
-    for (const bool usingSavedArea : {false, true}) {
-        if (usingSavedArea) defaults.stored.erase("areaRect");
-        make().start(usingSavedArea);
+    for (const auto& [usesSavedArea, stored] : {std::pair{true, true}, {false, true}, {true, false}}) {
+        defaults.stored["areaRect"] = std::string(stored ? "{{1, 2}, {30, 40}}" : "");
+        make().start(usesSavedArea);
         executor.advance(100ms);
-        EXPECT_EQ(*recorder->source, CaptureSource::display(1));
-        EXPECT_EQ(capture.stream->configuration.sourceRect, std::nullopt);
+        const bool area = usesSavedArea && stored;
+        EXPECT_EQ(*recorder->source, area ? CaptureSource::area(1) : CaptureSource::display(1));
+        EXPECT_EQ(recordedArea(), area ? std::optional(Rect{1, 2, 30, 40}) : std::nullopt);
     }
 }
 
 TEST_F(RecorderStartTests, SoundIsRecordedAloneEvenWithoutADisplay) {
     enum class Desktop { usual, noDisplays, noServer };
+    overlays.countdown = &countdown;
+    defaults.stored["countdown"] = true;
     for (const Desktop desktop : {Desktop::usual, Desktop::noDisplays, Desktop::noServer}) {
         if (desktop != Desktop::usual) capture.content = {};
         capture.access = desktop == Desktop::usual;
-        if (desktop == Desktop::noServer)
-            capture.contentError = std::make_exception_ptr(PlatformError("No server."));
-        overlays.countdown = &countdown;
-        defaults.stored["countdown"] = true;
+        if (desktop == Desktop::noServer) capture.contentError = broken;
         make().recordAudioNow();
         executor.advance(3s);
         EXPECT_THAT(contents.panels, IsEmpty()) << "the window shows the countdown";
@@ -186,12 +177,10 @@ TEST_F(RecorderStartTests, ACountdownWithoutAPanelIsPublished) {
     EXPECT_EQ(*recorder->state, State::countingDown);
     EXPECT_THAT(numbers, ElementsAre(3, 2, 1));
     recorder->toggle();
-    executor.drain();
+    executor.advance(1s);
     EXPECT_THAT(numbers, ElementsAre(3, 2, 1, 0));
     EXPECT_THAT(states, ElementsAre(State::countingDown, State::idle));
-    EXPECT_EQ(message(), "");
-    executor.advance(1s);
-    EXPECT_EQ(*recorder->state, State::idle);
+    expectIdle();
     expectNothingLeft();
 
     recorder->start(false);
@@ -225,10 +214,8 @@ TEST_F(RecorderStartTests, StopCancelsTheStart) {
         ASSERT_EQ(*recorder->state, State::starting);
         recorder->requestStop();
         executor.advance(100ms - reached);
-        if (capture.stream) capture.stream->started(nullptr);
-        executor.drain();
-        EXPECT_EQ(*recorder->state, State::idle);
-        EXPECT_EQ(message(), "");
+        if (capture.stream) completeStart();
+        expectIdle();
         expectNothingLeft();
     }
     // Requested by an observer of the state: the recording begins and ends.
@@ -242,13 +229,32 @@ TEST_F(RecorderStartTests, StopCancelsTheStart) {
     expectNothingLeft();
 }
 
+TEST_F(RecorderStartTests, AnInterruptionDuringTheStartLeavesNothing) {
+    const struct {
+        std::exception_ptr writerError, startError;
+        const char* sentence;
+    } cases[] = {{nullptr, nullptr, "Recording stopped: The display is gone."},
+                 {nullptr, displayLost, "The display is gone."},
+                 {diskFull, nullptr, "Recording stopped: The disk is full."}};
+    capture.completesAtOnce = false;
+    for (const auto& each : cases) {
+        startWith(CaptureSource::display(1));
+        if (each.writerError) movie().interrupt(each.writerError);
+        interruptStream(displayLost);
+        EXPECT_EQ(*recorder->state, State::starting);
+        completeStart(each.startError);
+        expectIdle(each.sentence);
+        EXPECT_EQ(*recorder->lastRecording, std::nullopt);
+        expectNothingLeft();
+    }
+}
+
 TEST_F(RecorderStartTests, EveryErrorLeavesOnlyItsSentence) {
     struct Case {
         std::string sentence;
         std::function<void()> arrange;
         CaptureSource source = CaptureSource::display(1);
     };
-    const auto broken = std::make_exception_ptr(PlatformError("It is broken."));
     const Case cases[] = {
         {"No display server can be reached to record the screen.", [&] { capture.access = false; }},
         {"It is broken.", [&] { capture.contentError = broken; }},
@@ -261,33 +267,30 @@ TEST_F(RecorderStartTests, EveryErrorLeavesOnlyItsSentence) {
         {"Turn on Microphone or System audio to record audio.",
          [&] { defaults.stored["captureSystemAudio"] = false; }, CaptureSource::audioOnly()},
     };
+    const auto displays = capture.content.displays;
     overlays.controlBar = &controlBar;
     for (const Case& each : cases) {
         SCOPED_TRACE(each.sentence);
-        capture.access = true;
-        capture.contentError = writerRefusal = nullptr;
-        capture.content.displays = {{1, {0, 0, 1920, 1080}, 1, "left"}};
-        capture.completesAtOnce = writerStarts = true;
-        files.folderRefused = false;
         each.arrange();
         states.clear();
         startWith(each.source);
         if (!capture.completesAtOnce) {
             EXPECT_TRUE(folder.isInProgress(movie().url));
             EXPECT_TRUE(contents.visible("bar"));
-            capture.stream->started(broken);
-            executor.drain();
+            completeStart(broken);
         }
-        EXPECT_EQ(*recorder->state, State::idle);
+        expectIdle(each.sentence);
         EXPECT_THAT(states, testing::Contains(State::idle)) << "even without a change";
-        EXPECT_EQ(message(), each.sentence);
         EXPECT_EQ(contents.shownPanels(), 0U);
         EXPECT_EQ(*recorder->lastRecording, std::nullopt);
         expectNothingLeft();
+
+        capture.contentError = writerRefusal = nullptr;
+        capture.content.displays = displays;
+        capture.access = capture.completesAtOnce = writerStarts = true;
+        files.folderRefused = false;
     }
     // None of it affects the next recording.
-    defaults.stored.erase("captureSystemAudio");
-    capture.completesAtOnce = true;
     startWith(CaptureSource::display(1));
     EXPECT_EQ(*recorder->state, State::recording);
     EXPECT_EQ(message(), "");
@@ -296,21 +299,11 @@ TEST_F(RecorderStartTests, EveryErrorLeavesOnlyItsSentence) {
 TEST_F(RecorderStartTests, AnExistingFileIsNeverDeleted) {
     files.existing = {"/tmp/talk.mp4"};
     make().setOutputOverride("/tmp/talk.mp4");
-    writerRefusal = std::make_exception_ptr(PlatformError("It is broken."));
+    writerRefusal = broken;
     startWith(CaptureSource::display(1));
-    EXPECT_EQ(message(), "It is broken.");
-    EXPECT_TRUE(files.existing.contains("/tmp/talk.mp4"));
+    expectIdle("It is broken.");
+    expectNothingLeft({"/tmp/talk.mp4"});
     EXPECT_FALSE(folder.isInProgress("/tmp/talk.mp4"));
-}
-
-TEST_F(RecorderStartTests, AnAreaThatCannotBeStoredIsNotRecorded) {
-    make().record(CaptureMode::area);
-    executor.drain();
-    defaults.readOnly = true;
-    confirmArea({100, 50, 320, 240});
-    EXPECT_EQ(*recorder->state, State::idle);
-    EXPECT_EQ(message(), "The preferences can't be written.");
-    EXPECT_EQ(capture.streams, 0);
 }
 
 }  // namespace

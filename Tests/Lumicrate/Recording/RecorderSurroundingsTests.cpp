@@ -13,34 +13,27 @@ using testing::IsEmpty;
 class RecorderSurroundingsTests : public RecorderFixture {
  protected:
     void refresh() {
-        refreshing = RunningTask(executor, refreshNow());
+        const RunningTask refreshing(executor, recorder->refreshSources());
         executor.drain();
     }
-    Task<void> refreshNow() {
-        try {
-            co_await recorder->refreshSources();
-        } catch (const PlatformError& error) {
-            refusal = error.what();
-        }
+    static std::vector<std::uint32_t> numbers(const std::vector<SCWindow>& windows) {
+        std::vector<std::uint32_t> numbers;
+        for (const SCWindow& each : windows)
+            numbers.push_back(each.windowID);
+        return numbers;
     }
-
-    RunningTask refreshing;
-    std::string refusal;
 };
 
 TEST_F(RecorderSurroundingsTests, WindowsAreFilteredAndSortedByApplication) {
-    const auto window = [](std::uint32_t id, std::optional<std::string> application,
-                           Rect frame = {0, 0, 80, 60}, std::optional<std::string> title = "title",
-                           int layer = 0, std::int32_t owner = 9) {
-        SCWindow made{id, frame, std::move(title), layer, std::nullopt};
-        if (application) made.owningApplication = SCRunningApplication{owner, *application};
-        return made;
+    const auto window = [](std::uint32_t id, const char* application, Rect frame = {0, 0, 80, 60},
+                           std::optional<std::string> title = "title", int layer = 0, int owner = 9) {
+        return SCWindow{id, frame, std::move(title), layer, SCRunningApplication{owner, application}};
     };
     capture.content.windows = {
         window(1, "zebra"),
         window(2, "Zebra"),
         window(3, "Alpha"),
-        window(4, std::nullopt),
+        {4, {0, 0, 80, 60}, "title", 0, std::nullopt},
         window(5, "Alpha", {0, 0, 79, 60}),
         window(6, "Alpha", {0, 0, 80, 59}),
         window(7, "Alpha", {0, 0, 80, 60}, std::nullopt),
@@ -51,10 +44,7 @@ TEST_F(RecorderSurroundingsTests, WindowsAreFilteredAndSortedByApplication) {
     };
     make();
     refresh();
-    std::vector<std::uint32_t> listed;
-    for (const SCWindow& each : *recorder->windows)
-        listed.push_back(each.windowID);
-    EXPECT_THAT(listed, ElementsAre(4, 3, 11, 2, 1));
+    EXPECT_THAT(numbers(*recorder->windows), ElementsAre(4, 3, 11, 2, 1));
     EXPECT_EQ(recorder->displays->size(), 2U);
 }
 
@@ -77,10 +67,18 @@ TEST_F(RecorderSurroundingsTests, AMissingSourceIsReplacedByAnArea) {
     refresh();
     EXPECT_EQ(*recorder->source, CaptureSource::audioOnly());
 
-    capture.contentError = std::make_exception_ptr(PlatformError("No server."));
+    const auto expectRefusal = [](ScreenRecorder& by) -> Task<void> {
+        try {
+            co_await by.refreshSources();
+            ADD_FAILURE();
+        } catch (const PlatformError& error) {
+            EXPECT_STREQ(error.what(), "It is broken.");
+        }
+    };
+    capture.contentError = broken;
     capture.access = false;
-    refresh();
-    EXPECT_EQ(refusal, "No server.");
+    const RunningTask refreshing(executor, expectRefusal(*recorder));
+    executor.drain();
     EXPECT_FALSE(*recorder->hasScreenAccess);
 }
 
@@ -123,7 +121,7 @@ TEST_F(RecorderSurroundingsTests, RefreshesOfTheSourcesDoNotOverlap) {
     EXPECT_THAT(*recorder->windows, IsEmpty());
     EXPECT_EQ(*recorder->source, CaptureSource::area(1));
 
-    capture.contentError = std::make_exception_ptr(PlatformError("No server."));
+    capture.contentError = broken;
     capture.contentChanged();
     executor.drain();
     capture.contentError = nullptr;
@@ -148,9 +146,9 @@ TEST_F(RecorderSurroundingsTests, DeviceListsAreFollowedOnRequest) {
     EXPECT_THAT(*recorder->microphones, ElementsAre(devices.heard[0]));
     int loaded = 0;
     const Subscription counting = recorder->cameras.observe([&](const auto&) { ++loaded; });
-    for (int round = 0; round < 2; ++round) {
+    for (const char* name : {"Camera", "Other camera"}) {
         devices.heard.clear();
-        devices.seen = {{"cam", "Camera " + std::to_string(round)}};
+        devices.seen = {{"cam", name}};
         loaded = 0;
         std::thread(devices.changed).join();
         devices.changed();
@@ -204,7 +202,7 @@ TEST_F(RecorderSurroundingsTests, ShortcutsDriveTheRecorder) {
     EXPECT_EQ(*recorder->state, State::selectingArea);
 }
 
-class RecorderOverlayTests : public RecorderFixture {
+class RecorderOverlayTests : public RecorderSurroundingsTests {
  protected:
     RecorderOverlayTests() {
         overlays.controlBar = &controlBar;
@@ -212,19 +210,9 @@ class RecorderOverlayTests : public RecorderFixture {
         overlays.areaFrame = &areaFrame;
         overlays.webcam = &webcam;
         // The first panels, the bubble (4), and a window that is no overlay.
-        for (const std::uint32_t number : {1U, 2U, 3U, 4U, 5U}) {
-            SCWindow own;
-            own.windowID = number;
-            own.owningApplication = SCRunningApplication{42, "Lumicrate"};
-            capture.content.windows.push_back(own);
-        }
-    }
-
-    std::vector<std::uint32_t> excluded() const {
-        std::vector<std::uint32_t> numbers;
-        for (const SCWindow& each : capture.stream->filter.windows)
-            numbers.push_back(each.windowID);
-        return numbers;
+        for (const std::uint32_t number : {1U, 2U, 3U, 4U, 5U})
+            capture.content.windows.push_back(
+                {number, {}, std::nullopt, 0, SCRunningApplication{42, "Lumicrate"}});
     }
 
     FakeWebcam webcam;
@@ -242,8 +230,9 @@ TEST_F(RecorderOverlayTests, AreShownAroundAnAreaAndHiddenAtItsEnd) {
     EXPECT_EQ(contents.visible("bar")->settings.frame, (Rect{2080, 738, 200, 40})) << "below the area";
     EXPECT_EQ(contents.visible("rings")->settings.frame, (Rect{1920, 480, 1, 1}));
     EXPECT_EQ(webcam.inside, global);
-    EXPECT_THAT(excluded(), ElementsAre(2, 3)) << "frame and bar; bubble and clicks are recorded";
-    deliverMicrophone(1.0F);
+    EXPECT_THAT(numbers(capture.stream->filter.windows), ElementsAre(2, 3))
+        << "frame and bar; bubble and clicks are recorded";
+    deliverMicrophone();
     executor.drain();
     EXPECT_EQ(webcam.level, 1);
 
@@ -260,11 +249,10 @@ TEST_F(RecorderOverlayTests, FollowTheOptionsAndTheSource) {
     EXPECT_EQ(contents.visible("bar")->settings.frame, (Rect{860, 16, 200, 40})) << "at the bottom";
     EXPECT_EQ(contents.shownPanels(), 1U);
     EXPECT_FALSE(webcam.shown);
-    EXPECT_THAT(excluded(), ElementsAre(1, 2, 3, 4, 5));
+    EXPECT_THAT(numbers(capture.stream->filter.windows), ElementsAre(1, 2, 3, 4, 5));
     stopAndComplete();
 
-    RunningTask refreshing(executor, recorder->refreshSources());
-    executor.drain();
+    refresh();
     record(CaptureSource::window(7));
     EXPECT_EQ(contents.visible("bar")->settings.frame, (Rect{2050, 728, 200, 40})) << "below the window";
     EXPECT_EQ(contents.shownPanels(), 1U);

@@ -52,12 +52,11 @@ TEST_F(RecordingOptionsTests, AFreshStoreHasTheRegisteredDefaults) {
 }
 
 TEST_F(RecordingOptionsTests, StoredValuesAreReadOrFallBack) {
-    struct Case {
+    const struct {
         std::string key;
         DefaultsValue stored;
         std::function<void(RecordingOptions&)> change;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"fps", std::int64_t{15}, [](auto& o) { o.fps = 15; }},
         {"fps", std::int64_t{24}, [](auto& o) { o.fps = 24; }},
         {"fps", std::int64_t{60}, [](auto& o) { o.fps = 60; }},
@@ -79,22 +78,16 @@ TEST_F(RecordingOptionsTests, StoredValuesAreReadOrFallBack) {
         {"webcamBorder", "thick"s, [](auto& o) { o.webcamBorder = WebcamBorder::thick; }},
         {"webcamBorder", "Thick"s, [](auto&) {}},
         {"microphoneID", "usb"s, [](auto& o) { o.microphoneID = "usb"; }},
-        {"areaRect", "{{10, 20}, {640, 480}}"s,
-         [](auto& o) {
-             o.areaRect = Rect{10, 20, 640, 480};
-         }},
+        {"areaRect", "{{1, 2}, {64, 48}}"s, [](auto& o) { o.areaRect = Rect(1, 2, 64, 48); }},
         {"areaRect", "{{0, 0}, {0.5, 300}}"s, [](auto&) {}},
-        {"areaRect", "{{0, 0}, {1, 1}}"s,
-         [](auto& o) {
-             o.areaRect = Rect{0, 0, 1, 1};
-         }},
+        {"areaRect", "{{0, 0}, {1, 1}}"s, [](auto& o) { o.areaRect = Rect(0, 0, 1, 1); }},
         {"areaRect", "everything"s, [](auto&) {}},
         {"hideSelf", false, [](auto& o) { o.hideSelf = false; }},
         {"countdown", false, [](auto& o) { o.countdown = false; }},
         {"captureMicrophone", true, [](auto& o) { o.captureMicrophone = true; }},
         {"webcamMirror", false, [](auto& o) { o.webcamMirror = false; }},
     };
-    for (const Case& each : cases) {
+    for (const auto& each : cases) {
         defaults.stored = {{each.key, each.stored}};
         RecordingOptions expected;
         each.change(expected);

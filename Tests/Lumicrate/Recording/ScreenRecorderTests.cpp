@@ -1,17 +1,31 @@
 // The course of a recording: start, pause, stop, and what becomes of the file.
+#include "Lumicrate/Movie/AudioMixdown.h"
 #include "Tests/Lumicrate/Recording/RecorderFixture.h"
 
 namespace lumicrate::test {
 namespace {
 
 using testing::ElementsAre;
-using testing::IsEmpty;
 using testing::SizeIs;
 
-const std::exception_ptr userStopped =
-    std::make_exception_ptr(SCStreamError("Sharing was stopped.", SCStreamErrorUserStopped));
-const std::exception_ptr diskFull = std::make_exception_ptr(PlatformError("The disk is full."));
-const std::exception_ptr displayLost = std::make_exception_ptr(SCStreamError("The display is gone.", -3815));
+/// Mixing that waits until the test completes it with `result`.
+struct FakeMixing final : public AudioMixing {
+    explicit FakeMixing(Executor& executor) : executor_(executor) {}
+    Task<bool> mixIfNeeded(std::filesystem::path url) override {
+        mixed.push_back(url);
+        if (noRoom) throw NoRoomToMix();
+        const Completion<bool> done = result.emplace(executor_);
+        const bool succeeded = co_await done;
+        if (!succeeded) throw PlatformError("The tracks can't be read.");
+        co_return true;
+    }
+    std::optional<Completion<bool>> result;
+    bool noRoom = false;
+    std::vector<std::filesystem::path> mixed;
+
+ private:
+    Executor& executor_;
+};
 
 class ScreenRecorderTests : public RecorderFixture {
  protected:
@@ -23,9 +37,7 @@ TEST_F(ScreenRecorderTests, RecordsFromTheCommandToTheFile) {
     defaults.stored["countdown"] = true;
     defaults.stored["captureMicrophone"] = true;
     make();
-    std::vector<std::string> announced;
-    const auto saved = notifications.observe(recordingSavedNotification, [&](const auto& url) {
-        announced.push_back(url->string());
+    const auto watch = notifications.observe(recordingSavedNotification, [&](const auto& url) {
         EXPECT_FALSE(folder.isInProgress(*url));
         EXPECT_EQ(*recorder->lastRecording, *url);
         EXPECT_EQ(*recorder->state, State::stopping);
@@ -43,8 +55,6 @@ TEST_F(ScreenRecorderTests, RecordsFromTheCommandToTheFile) {
     EXPECT_EQ(process.running, 1);
     EXPECT_EQ(process.lastOptions, 0x10000FFFFFFU);
     EXPECT_EQ(process.lastReason, "Screen recording in progress");
-
-    EXPECT_EQ(movie().fileType, AVFileType::mpeg4);
     ASSERT_THAT(movie().inputs, SizeIs(3));
     const auto& video = std::get<AVVideoOutputSettings>(movie().inputs[0]->settings);
     EXPECT_EQ(video.width, 1920);
@@ -57,23 +67,20 @@ TEST_F(ScreenRecorderTests, RecordsFromTheCommandToTheFile) {
     stopAndComplete();
     EXPECT_THAT(states, ElementsAre(State::countingDown, State::starting, State::recording, State::stopping,
                                     State::idle));
-    EXPECT_THAT(announced, ElementsAre(file));
-    EXPECT_EQ(message(), "");
     EXPECT_EQ(recorder->outputURL(), std::nullopt);
     EXPECT_EQ(*recorder->elapsed, 2);
     EXPECT_FALSE(*recorder->recordsMicrophone);
-    files.existing.clear();
-    expectNothingLeft();
+    expectSaved();
 }
 
 TEST_F(ScreenRecorderTests, ElapsedTimeExcludesPauses) {
     make();
-    std::vector<double> shown;
-    const Subscription looking = recorder->elapsed.observe([&](double coming) { shown.push_back(coming); });
+    int shown = 0;
+    const Subscription looking = recorder->elapsed.observe([&](double) { ++shown; });
     record();
     executor.advance(9s + 900ms);
     EXPECT_EQ(*recorder->elapsed, 9.75);
-    EXPECT_THAT(shown, testing::SizeIs(40));
+    EXPECT_EQ(shown, 40);
     executor.advance(100ms);
     recorder->togglePause();
     EXPECT_EQ(*recorder->elapsed, 10);
@@ -93,8 +100,7 @@ TEST_F(ScreenRecorderTests, ElapsedTimeExcludesPauses) {
 TEST_F(ScreenRecorderTests, TheMovieEndsAtTheStopRequest) {
     capture.completesAtOnce = false;
     startWith(CaptureSource::display(1));
-    capture.stream->started(nullptr);
-    executor.drain();
+    completeStart();
     deliverFrame();
     executor.advance(2s);
     const CMTime end = executor.time();
@@ -135,7 +141,7 @@ TEST_F(ScreenRecorderTests, TogglingTwiceStartsAndStopsOnce) {
     complete();
     EXPECT_EQ(*recorder->state, State::idle);
     EXPECT_EQ(capture.streams, 1);
-    EXPECT_EQ(std::count(movie().calls.begin(), movie().calls.end(), "finish"), 1);
+    EXPECT_EQ(std::ranges::count(movie().calls, "finish"), 1);
 }
 
 TEST_F(ScreenRecorderTests, StopCanBeAwaited) {
@@ -154,113 +160,34 @@ TEST_F(ScreenRecorderTests, StopCanBeAwaited) {
     EXPECT_EQ(*recorder->state, State::idle);
 }
 
-TEST_F(ScreenRecorderTests, ARecordingIsSavedWhenTheStreamStops) {
-    const std::pair<std::exception_ptr, std::string> cases[] = {
-        {userStopped, ""},
-        {displayLost, "Recording stopped: The display is gone."},
-        {std::make_exception_ptr(PlatformError("Out of memory.", SCStreamErrorUserStopped)),
-         "Recording stopped: Out of memory."},
-    };
-    for (const auto& [error, sentence] : cases) {
-        SCOPED_TRACE(sentence);
-        make();
-        record();
-        capture.stream->delegate->didStopWithError(error);
-        executor.drain();
-        EXPECT_EQ(*recorder->state, State::stopping);
-        complete();
-        EXPECT_EQ(*recorder->state, State::idle);
-        EXPECT_EQ(message(), sentence);
-        EXPECT_EQ(*recorder->lastRecording, movie().url);
-    }
-}
-
-TEST_F(ScreenRecorderTests, AnInterruptionDuringTheStartLeavesNothing) {
-    const struct {
-        std::exception_ptr writerError, startError;
-        const char* sentence;
-    } cases[] = {{nullptr, nullptr, "Recording stopped: The display is gone."},
-                 {nullptr, displayLost, "The display is gone."},
-                 {diskFull, nullptr, "Recording stopped: The disk is full."}};
-    for (const auto& each : cases) {
-        capture.completesAtOnce = false;
-        startWith(CaptureSource::display(1));
-        if (each.writerError) movie().interrupt(each.writerError);
-        capture.stream->delegate->didStopWithError(displayLost);
-        executor.drain();
-        EXPECT_EQ(*recorder->state, State::starting);
-        capture.stream->started(each.startError);
-        executor.drain();
-        EXPECT_EQ(*recorder->state, State::idle);
-        EXPECT_EQ(message(), each.sentence);
-        EXPECT_EQ(*recorder->lastRecording, std::nullopt);
-        expectNothingLeft();
-    }
-}
-
-TEST_F(ScreenRecorderTests, AFailedMovieIsNotAnnounced) {
-    record();
-    const auto saved = notifications.observe(recordingSavedNotification, [](const auto&) { FAIL(); });
-    recorder->requestStop();
-    executor.drain();
-    movie().setError("The disk is full.");
-    complete(AVAssetWriterStatus::failed);
-    EXPECT_EQ(message(), "The recording couldn't be saved: The disk is full.");
-    EXPECT_EQ(*recorder->state, State::idle);
-    EXPECT_EQ(*recorder->lastRecording, std::nullopt);
-    EXPECT_FALSE(folder.isInProgress(file));
-
-    // Without a single frame; and the next attempt clears the message.
-    recorder->setOutputOverride("/tmp/other.mp4");
-    recorder->start(false);
-    EXPECT_EQ(message(), "");
-    executor.advance(100ms);
-    recorder->requestStop();
-    executor.drain();
-    EXPECT_EQ(message(), "The recording couldn't be saved: No video frames were captured.");
-    EXPECT_FALSE(files.existing.contains("/tmp/other.mp4"));
-}
-
-TEST_F(ScreenRecorderTests, TracksAreMixedIfRequested) {
-    enum class Mixing { done, fails, off };
+TEST_F(ScreenRecorderTests, TracksAreMixedIfRequestedAndThereIsRoom) {
+    enum class Mixing { done, fails, noRoom, off };
     mixing = &mixer;
-    for (const Mixing outcome : {Mixing::done, Mixing::fails, Mixing::off}) {
+    for (const Mixing outcome : {Mixing::done, Mixing::fails, Mixing::noRoom, Mixing::off}) {
+        SCOPED_TRACE(static_cast<int>(outcome));
         defaults.stored["mixAudio"] = outcome != Mixing::off;
+        mixer.noRoom = outcome == Mixing::noRoom;
         mixer.mixed.clear();
         make();
         record();
         const std::filesystem::path url = movie().url;
         stopAndComplete();
-        if (outcome == Mixing::off) {
-            EXPECT_THAT(mixer.mixed, IsEmpty());
-        } else {
-            EXPECT_THAT(mixer.mixed, ElementsAre(url));
+        EXPECT_THAT(mixer.mixed, SizeIs(outcome == Mixing::off ? 0 : 1));
+        if (outcome == Mixing::done || outcome == Mixing::fails) {
+            EXPECT_EQ(mixer.mixed[0], url);
             EXPECT_EQ(*recorder->state, State::stopping);
             EXPECT_TRUE(folder.isInProgress(url));
             EXPECT_FALSE(capture.stream->alive) << "the file is closed before it is mixed";
             mixer.result->resolve(outcome == Mixing::done);
             executor.drain();
         }
-        EXPECT_EQ(*recorder->state, State::idle);
-        EXPECT_FALSE(folder.isInProgress(url));
-        EXPECT_TRUE(files.existing.contains(url));
         const bool failed = outcome == Mixing::fails;
-        EXPECT_EQ(message(), failed ? "The recording couldn't be saved: The tracks can't be read." : "");
+        expectIdle(failed ? "The recording couldn't be saved: The tracks can't be read." : "");
         EXPECT_EQ(recorder->lastRecording->has_value(), !failed);
+        using Notices = std::vector<std::string>;
+        EXPECT_EQ(*recorder->notices, mixer.noRoom ? Notices{NoRoomToMix().what()} : Notices());
+        expectNothingLeft({url});
     }
-}
-
-TEST_F(ScreenRecorderTests, WithoutRoomToMixTheTracksStaySeparate) {
-    mixing = &mixer;
-    mixer.noRoom = true;
-    make();
-    record();
-    const std::filesystem::path url = movie().url;
-    stopAndComplete();
-    EXPECT_EQ(*recorder->state, State::idle);
-    EXPECT_EQ(*recorder->lastRecording, url);
-    EXPECT_EQ(message(), "");
-    EXPECT_THAT(*recorder->notices, ElementsAre(NoRoomToMix().what()));
 }
 
 TEST_F(ScreenRecorderTests, OverridesApplyToOneRecording) {
@@ -274,8 +201,7 @@ TEST_F(ScreenRecorderTests, OverridesApplyToOneRecording) {
     EXPECT_EQ(movie().fileType, AVFileType::quickTimeMovie);
     EXPECT_TRUE(folder.isInProgress("/tmp/talk.mov"));
     stopAndComplete();
-    EXPECT_EQ(*recorder->lastRecording, "/tmp/talk.mov");
-    EXPECT_FALSE(folder.isInProgress("/tmp/talk.mov"));
+    expectSaved();
     record();
     EXPECT_EQ(movie().url, file);
     EXPECT_EQ(movie().fileType, AVFileType::mpeg4);
@@ -284,33 +210,31 @@ TEST_F(ScreenRecorderTests, OverridesApplyToOneRecording) {
 TEST_F(ScreenRecorderTests, TheMicrophoneIsMutedAndItsLevelShown) {
     defaults.stored["captureMicrophone"] = true;
     record();
-    deliverMicrophone(1.0F);
+    deliverMicrophone();
     EXPECT_EQ(*recorder->microphoneLevel, 0) << "only on the main thread";
     executor.drain();
     EXPECT_EQ(*recorder->microphoneLevel, 1);
+    for (const bool muted : {true, false}) {
+        recorder->toggleMicrophoneMute();
+        EXPECT_EQ(*recorder->microphoneMuted, muted);
+        executor.advance(1s);
+        deliverMicrophone();
+        executor.drain();
+        EXPECT_EQ(*recorder->microphoneLevel, muted ? 0 : 1);
+    }
     recorder->toggleMicrophoneMute();
-    EXPECT_TRUE(*recorder->microphoneMuted);
-    executor.advance(1s);
-    deliverMicrophone(1.0F);
-    executor.drain();
-    EXPECT_EQ(*recorder->microphoneLevel, 0);
-    recorder->toggleMicrophoneMute();
-    executor.advance(1s);
-    deliverMicrophone(1.0F);
-    executor.drain();
-    EXPECT_EQ(*recorder->microphoneLevel, 1);
     stopAndComplete();
     EXPECT_EQ(*recorder->microphoneLevel, 0);
     EXPECT_FALSE(*recorder->microphoneMuted);
 
     defaults.stored["webcamMicLevel"] = false;
     record();
-    deliverMicrophone(1.0F);
+    deliverMicrophone();
     executor.drain();
     EXPECT_EQ(*recorder->microphoneLevel, 0);
-}
+    stopAndComplete();
 
-TEST_F(ScreenRecorderTests, MutingNeedsAMicrophone) {
+    defaults.stored["captureMicrophone"] = false;
     record();
     recorder->toggleMicrophoneMute();
     EXPECT_FALSE(*recorder->microphoneMuted);
@@ -344,10 +268,12 @@ enum class Moment {
     mixing
 };
 
-class DestroyedRecorderTests : public ScreenRecorderTests, public testing::WithParamInterface<Moment> {};
+class DestroyedRecorderTests : public ScreenRecorderTests,
+                               public testing::WithParamInterface<std::pair<Moment, ScreenRecorder::State>> {
+};
 
 TEST_P(DestroyedRecorderTests, IgnoresLateCompletions) {
-    const Moment moment = GetParam();
+    const auto [moment, state] = GetParam();
     overlays.areaSelector = &areaSelector;
     mixing = &mixer;
     defaults.stored["captureMicrophone"] = true;
@@ -358,24 +284,17 @@ TEST_P(DestroyedRecorderTests, IgnoresLateCompletions) {
     recorder->setSource(CaptureSource::display(1));
     moment == Moment::choosing ? recorder->record(CaptureMode::area) : recorder->start(false);
     executor.advance(moment == Moment::settling ? 50ms : 100ms);
-    if (moment == Moment::stopping) capture.stream->started(nullptr);
-    executor.drain();
+    if (moment == Moment::stopping) completeStart();
     if (moment >= Moment::recording) deliverFrame();
     if (moment == Moment::paused) recorder->togglePause();
     if (moment >= Moment::stopping) recorder->requestStop();
     executor.drain();
     if (moment == Moment::mixing) complete();
-    const std::map<Moment, State> expected = {
-        {Moment::choosing, State::selectingArea}, {Moment::countingDown, State::countingDown},
-        {Moment::settling, State::starting},      {Moment::listing, State::starting},
-        {Moment::starting, State::starting},      {Moment::recording, State::recording},
-        {Moment::paused, State::paused},          {Moment::stopping, State::stopping},
-        {Moment::finishing, State::stopping},     {Moment::mixing, State::stopping}};
-    ASSERT_EQ(*recorder->state, expected.at(moment));
+    ASSERT_EQ(*recorder->state, state);
 
     // Events that are already posted …
     if (capture.stream && capture.stream->alive) {
-        deliverMicrophone(1.0F);
+        deliverMicrophone();
         capture.stream->delegate->didStopWithError(displayLost);
         movie().interrupt(displayLost);
     }
@@ -392,10 +311,18 @@ TEST_P(DestroyedRecorderTests, IgnoresLateCompletions) {
     expectNothingLeft();
 }
 
+using State = ScreenRecorder::State;
 INSTANTIATE_TEST_SUITE_P(Moments, DestroyedRecorderTests,
-                         testing::Values(Moment::choosing, Moment::countingDown, Moment::settling,
-                                         Moment::listing, Moment::starting, Moment::recording, Moment::paused,
-                                         Moment::stopping, Moment::finishing, Moment::mixing));
+                         testing::Values(std::pair(Moment::choosing, State::selectingArea),
+                                         std::pair(Moment::countingDown, State::countingDown),
+                                         std::pair(Moment::settling, State::starting),
+                                         std::pair(Moment::listing, State::starting),
+                                         std::pair(Moment::starting, State::starting),
+                                         std::pair(Moment::recording, State::recording),
+                                         std::pair(Moment::paused, State::paused),
+                                         std::pair(Moment::stopping, State::stopping),
+                                         std::pair(Moment::finishing, State::stopping),
+                                         std::pair(Moment::mixing, State::stopping)));
 
 }  // namespace
 }  // namespace lumicrate::test

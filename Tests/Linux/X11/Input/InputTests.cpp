@@ -30,19 +30,19 @@ class OtherProgram {
     explicit OtherProgram(const std::string& displayName) : connection_(displayName) {}
 
     bool take(xcb_keycode_t key, std::uint16_t modifiers) {
-        const stage::XcbReply<xcb_generic_error_t> error(xcb_request_check(
-            connection_.get(),
-            xcb_grab_key_checked(connection_.get(), 0, connection_.screen()->root, modifiers, key,
-                                 XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC)));
-        return !error;
+        return succeeds(xcb_grab_key_checked(connection_.get(), 0, connection_.screen()->root, modifiers, key,
+                                             XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC));
     }
     void giveBack(xcb_keycode_t key) {
-        const auto cookie =
-            xcb_ungrab_key_checked(connection_.get(), key, connection_.screen()->root, XCB_MOD_MASK_ANY);
-        const stage::XcbReply<xcb_generic_error_t> error(xcb_request_check(connection_.get(), cookie));
+        succeeds(
+            xcb_ungrab_key_checked(connection_.get(), key, connection_.screen()->root, XCB_MOD_MASK_ANY));
     }
 
  private:
+    bool succeeds(xcb_void_cookie_t request) {
+        return !stage::XcbReply<xcb_generic_error_t>(xcb_request_check(connection_.get(), request));
+    }
+
     stage::XcbConnection connection_;
 };
 
@@ -231,19 +231,11 @@ TEST_F(HotKeysTests, AnUnregisteredCombinationIgnoresLatePresses) {
     EXPECT_THAT(presses(), ElementsAre());
 }
 
-TEST_F(HotKeysTests, SurvivesALostServer) {
-    EXPECT_THROW(HotKeys(queue, ":4711"), PlatformError);
-    const EventHotKeyRef ref = bind(15, control, 1);
-    server.kill();
-    EXPECT_EQ(bind(35, control, 1), 0U);
-    keys.UnregisterEventHotKey(ref);
-}
-
 class ButtonWatchTests : public InputTests {
  protected:
     void click(int button) const { type({"click", std::to_string(button)}); }
-    std::function<void(bool)> into(std::vector<bool>& list) {
-        return [&list](bool secondary) { list.push_back(secondary); };
+    std::unique_ptr<NSEventMonitor> monitor() {
+        return watch->addMouseDownMonitor([this](bool secondary) { clicks.push_back(secondary); });
     }
     bool awaitClicks(std::size_t count) {
         return queue.runUntil([&] { return clicks.size() >= count; });
@@ -255,7 +247,7 @@ class ButtonWatchTests : public InputTests {
 
 TEST_F(ButtonWatchTests, ReportsLeftAndRightInEveryWindow) {
     const test::TestWindow window(server.displayName(), {.frame = {100, 0, 100, 200}});
-    const auto monitor = watch->addMouseDownMonitor(into(clicks));
+    const auto monitoring = monitor();
     for (const char* x : {"20", "150"}) {
         clicks.clear();
         type({"mousemove", x, "50", "click", "2", "click", "1", "click", "4", "click", "3", "mousedown", "1",
@@ -266,7 +258,7 @@ TEST_F(ButtonWatchTests, ReportsLeftAndRightInEveryWindow) {
 }
 
 TEST_F(ButtonWatchTests, FollowsTheButtonMapping) {
-    const auto monitor = watch->addMouseDownMonitor(into(clicks));
+    const auto monitoring = monitor();
     const std::uint64_t before = watch->eventCount();
     tool({"xmodmap", "-e", "pointer = 3 2 1"});
     ASSERT_TRUE(test::eventually([&] { return watch->eventCount() > before; }));
@@ -278,7 +270,7 @@ TEST_F(ButtonWatchTests, FollowsTheButtonMapping) {
 
 TEST_F(ButtonWatchTests, SelectsEventsOnlyWhileThereIsAMonitor) {
     std::vector<bool> others;
-    auto first = watch->addMouseDownMonitor(into(clicks));
+    auto first = monitor();
     std::unique_ptr<NSEventMonitor> second = watch->addMouseDownMonitor([&](bool secondary) {
         others.push_back(secondary);
         second.reset();
@@ -291,7 +283,7 @@ TEST_F(ButtonWatchTests, SelectsEventsOnlyWhileThereIsAMonitor) {
 
     const std::uint64_t before = watch->eventCount();
     click(1);
-    first = watch->addMouseDownMonitor(into(clicks));
+    first = monitor();
     click(3);
     ASSERT_TRUE(awaitClicks(3));
     EXPECT_THAT(clicks, ElementsAre(false, true, true));
@@ -305,12 +297,17 @@ TEST_F(ButtonWatchTests, SelectsEventsOnlyWhileThereIsAMonitor) {
     EXPECT_TRUE(clicks.back());
 }
 
-TEST_F(ButtonWatchTests, SurvivesALostServer) {
+TEST_F(HotKeysTests, HotKeysAndButtonWatchSurviveALostServer) {
+    EXPECT_THROW(HotKeys(queue, ":4711"), PlatformError);
     EXPECT_THROW(ButtonWatch(queue, ":4711"), PlatformError);
-    auto monitor = watch->addMouseDownMonitor(into(clicks));
+    ButtonWatch watch(queue, server.displayName());
+    auto monitor = watch.addMouseDownMonitor([](bool) {});
+    const EventHotKeyRef ref = bind(15, control, 1);
     server.kill();
+    EXPECT_EQ(bind(35, control, 1), 0U);
+    keys.UnregisterEventHotKey(ref);
     monitor.reset();
-    monitor = watch->addMouseDownMonitor(into(clicks));
+    monitor = watch.addMouseDownMonitor([](bool) {});
 }
 
 }  // namespace
