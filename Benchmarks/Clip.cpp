@@ -1,7 +1,7 @@
 #include "Benchmarks/Clip.h"
 
+#include "Benchmarks/DesktopImages.h"
 #include "Linux/X11/Pixels/Nv12Converter.h"
-#include "Tests/Stage/Scene/SceneImages.h"
 
 #include <functional>
 #include <map>
@@ -29,27 +29,27 @@ x11::BgraView viewOf(const Image& image) {
 
 Content still(stage::Random& random) {
     auto image = std::make_shared<Image>(width, height);
-    stage::drawDesktop(*image);
-    stage::drawWindow(*image, {80, 60, 900, 700}, "Notes", random);
-    stage::drawWindow(*image, {1040, 120, 800, 800}, "Letters", random);
+    drawDesktop(*image);
+    drawWindow(*image, {80, 60, 900, 700}, "Notes", random);
+    drawWindow(*image, {1040, 120, 800, 800}, "Letters", random);
     return [image](int) { return viewOf(*image); };
 }
 
 Content typing(stage::Random& random) {
-    constexpr int cell = stage::Font::advance * 2;
+    constexpr int cell = Font::advance * 2;
     auto image = std::make_shared<Image>(width, height, 0xfafafa);
-    stage::drawText(*image, {60, 60, width - 120, height / 2 - 60}, 0x202020, random);
-    auto text = random.words(width / cell);
+    drawText(*image, {60, 60, width - 120, height / 2 - 60}, 0x202020, random);
+    auto text = randomWords(random, width / cell);
     return [image, text](int step) {
-        image->text(60 + cell * step, height / 2 + 20, text.substr(static_cast<std::size_t>(step), 1),
-                    0x202020);
+        drawLine(*image, 60 + cell * step, height / 2 + 20,
+                 std::string_view(text).substr(static_cast<std::size_t>(step), 1), 0x202020);
         return viewOf(*image);
     };
 }
 
 Content scrolling(stage::Random& random) {
     constexpr int pixelsPerStep = 20;
-    auto page = std::make_shared<Image>(stage::longPage(width, height, 80, random));
+    auto page = std::make_shared<Image>(longPage(width, height, 80, random));
     return [page](int step) { return viewOf(*page, {0, step * pixelsPerStep, width, height}); };
 }
 
@@ -64,7 +64,7 @@ Content dragging(stage::Random& random) {
     return [desktop, image, random](int step) {
         image->copyFrom(*desktop, {0, 0, width, height});
         auto same = random;
-        stage::drawWindow(*image, {200 + 18 * step, 150 + 10 * step, 640, 480}, "Notes", same);
+        drawWindow(*image, {200 + 18 * step, 150 + 10 * step, 640, 480}, "Notes", same);
         return viewOf(*image);
     };
 }

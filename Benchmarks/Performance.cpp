@@ -82,12 +82,9 @@ Stagehand::Times Performance::record(Measurement& measurement, const Recorder& r
     auto command = recorder.command(assignment, recorder.program);
 
     const double serverBefore = processorSeconds(display_.processId());
-    stage::ChildProcess::Options options;
-    options.environment = {{"DISPLAY", display_.displayName()}};
-    options.output = stage::ChildProcess::Output::Capture;
     malloc_trim(0);  // the memory of this process counts in the child's maximum
     const double start = now();
-    stage::ChildProcess process(std::move(command), options);
+    stage::ChildProcess process(std::move(command), {{"DISPLAY", display_.displayName()}});
     const auto ended = process.wait(setting_.seconds - restSeconds);
     auto drawn = scene.rest();
     if (ended || process.wait(start + setting_.seconds - now()))

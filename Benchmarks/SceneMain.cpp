@@ -1,6 +1,6 @@
 // lumicrate-bench-scene: plays the scenes of lumicrate-bench.
+#include "Benchmarks/DesktopImages.h"
 #include "Tests/Stage/Scene/Scene.h"
-#include "Tests/Stage/Scene/SceneImages.h"
 
 #include <algorithm>
 #include <cmath>
@@ -16,12 +16,28 @@ namespace {
 
 using stage::Area;
 using stage::Color;
-using stage::Font;
 using stage::Image;
 using stage::Random;
 using stage::Scene;
 using stage::Step;
 using stage::Surface;
+
+/// A part of a canvas, in hundredths of its sides.
+Area part(const Surface& canvas, int left, int top, int width, int height) {
+    return {canvas.width() * left / 100, canvas.height() * top / 100, canvas.width() * width / 100,
+            canvas.height() * height / 100};
+}
+
+/// A desktop with windows full of text, on which nothing happens.
+Scene still(Surface& canvas, Random random) {
+    Image image(canvas.width(), canvas.height());
+    drawDesktop(image);
+    drawWindow(image, part(canvas, 4, 6, 48, 64), "Notes", random);
+    drawWindow(image, part(canvas, 56, 4, 41, 46), "Letters", random);
+    drawWindow(image, part(canvas, 40, 42, 50, 50), "Editor", random);
+    canvas.setBackground(canvas.store(image));
+    return {.rate = 0};
+}
 
 /// Writes a text into an area, one character after the other, with a caret before the next one. It starts
 /// again at the top when the area is full, and with the text when the text ends.
@@ -34,7 +50,7 @@ class Typist {
     void type(Surface& surface, int number) const {
         const char character = text_[static_cast<std::size_t>(number) % text_.size()];
         Image glyph(2 * cellWidth, cellHeight, paper_);
-        glyph.text(0, 0, std::string_view(&character, 1), ink, scale);
+        drawLine(glyph, 0, 0, std::string_view(&character, 1), ink, scale);
         glyph.fill({cellWidth, 0, caretWidth, caretHeight}, ink);
         const Area cell = cellOf(number);
         surface.put(glyph, cell.x, cell.y);
@@ -76,8 +92,8 @@ Scene typing(Surface& canvas, Random random) {
     const int height = canvas.height() / 2 - margin;
     Image image(canvas.width(), canvas.height(), paper);
     drawText(image, {margin, margin, width, height}, 0x202020, random);
-    const Typist typist({margin, canvas.height() / 2, width, height}, paper, random.words(4096));
-    canvas.setBackground(image);
+    const Typist typist({margin, canvas.height() / 2, width, height}, paper, randomWords(random, 4096));
+    canvas.setBackground(canvas.store(image));
     return {.rate = 8, .step = [&canvas, typist](const Step& step) { typist.type(canvas, step.number); }};
 }
 
@@ -87,13 +103,13 @@ Scene scrolling(Surface& canvas, Random random) {
     constexpr int margin = 80;
     constexpr int pixelsPerStep = 20;
     Image bar(canvas.width(), barHeight, 0xdeddda);
-    bar.text(300, 24, "File   Edit   View   Help", 0x241f31);
+    drawLine(bar, 300, 24, "File   Edit   View   Help", 0x241f31);
     canvas.put(bar);
     const int view = canvas.height() - barHeight;
     // The server keeps the page; a step is one copy.
     const auto page = canvas.store(longPage(canvas.width(), view, margin, random));
     const auto show = [&canvas, page, view](int top) {
-        canvas.copy(*page, {0, top, canvas.width(), view}, 0, barHeight);
+        canvas.copy(page, {0, top, canvas.width(), view}, 0, barHeight);
     };
     show(0);
     return {.step = [=](const Step& step) { show((step.number + 1) * pixelsPerStep % (2 * view)); }};
@@ -102,7 +118,7 @@ Scene scrolling(Surface& canvas, Random random) {
 /// A window with text is dragged over a picture. It is a real window, so that the server uncovers what was
 /// below it and a compositor has work to do.
 Scene dragging(Surface& canvas, Random random) {
-    canvas.setBackground(paintLandscape(canvas.width(), canvas.height(), random));
+    canvas.setBackground(canvas.store(paintLandscape(canvas.width(), canvas.height(), random)));
     const int width = std::min(640, canvas.width() * 2 / 3);
     const int height = std::min(480, canvas.height() * 2 / 3);
     // At most 20 pixels a step on a screen of 1920 × 1080, at another speed in each direction.
@@ -114,7 +130,7 @@ Scene dragging(Surface& canvas, Random random) {
     Image contents(width, height);
     drawWindow(contents, {1, 1, width - 2, height - 2}, "Notes", random);
     const std::shared_ptr<Surface> window = canvas.openWindow(place(0), "Notes");
-    window->setBackground(contents);
+    window->setBackground(window->store(contents));
     return {.step =
                 [=](const Step& step) {
                     const Area area = place(step.number);
@@ -130,14 +146,14 @@ class MixedScene {
     MixedScene(Surface& canvas, Random random) {
         Image desktop(canvas.width(), canvas.height());
         drawDesktop(desktop);
-        canvas.setBackground(desktop);
+        canvas.setBackground(canvas.store(desktop));
         openEditor(canvas, random);
         openReader(canvas, random);
         openFilm(canvas, random);
     }
 
     void step(int number) {
-        film_->copy(*landscape_, stage::cameraView(number, film_->width(), film_->height()), 0, 0);
+        film_->copy(landscape_, stage::cameraView(number, film_->width(), film_->height()), 0, 0);
         const int typed = number / stepsPerGlyph;
         if (number % stepsPerGlyph == 0) typist_->type(*editor, typed);
         if (number % stepsPerBlink == 0)
@@ -146,7 +162,7 @@ class MixedScene {
         if (phase >= stepsOfScroll) return;
         const int view = reader_->height() - titleHeight;
         const int scrolled = number / stepsBetweenScrolls * stepsOfScroll + phase + 1;
-        reader_->copy(*page_, {0, scrolled * pixelsPerScrollStep % (2 * view), reader_->width(), view}, 0,
+        reader_->copy(page_, {0, scrolled * pixelsPerScrollStep % (2 * view), reader_->width(), view}, 0,
                       titleHeight);
     }
 
@@ -164,42 +180,42 @@ class MixedScene {
 
     void openEditor(Surface& canvas, Random& random) {
         constexpr Color paper = 0xffffff;
-        const Area area = canvas.part(4, 8, 45, 70);
+        const Area area = part(canvas, 4, 8, 45, 70);
         Image document(area.width, area.height);
         drawWindow(document, {0, 0, area.width, area.height}, "Editor", random);
         // The typist writes in the third quarter, which nothing covers.
         const Area rest{0, area.height / 2, area.width, area.height - area.height / 2};
         document.fill(rest, paper);
         typist_.emplace(Area{margin, rest.y + margin, rest.width - 2 * margin, rest.height / 2}, paper,
-                        random.words(4096));
+                        randomWords(random, 4096));
         editor = canvas.openWindow(area, "Editor");
-        editor->setBackground(document);
+        editor->setBackground(editor->store(document));
     }
     void openReader(Surface& canvas, Random& random) {
-        const Area area = canvas.part(54, 5, 42, 50);
+        const Area area = part(canvas, 54, 5, 42, 50);
         const int view = area.height - titleHeight;
         Image bar(area.width, area.height, 0xdeddda);
-        bar.text(12, 8, "Reader", 0x241f31);
+        drawLine(bar, 12, 8, "Reader", 0x241f31);
         reader_ = canvas.openWindow(area, "Reader");
         // As the background: a compositor has new windows painted again.
-        reader_->setBackground(bar);
+        reader_->setBackground(reader_->store(bar));
         page_ = reader_->store(longPage(area.width, view, margin, random));
-        reader_->copy(*page_, {0, 0, area.width, view}, 0, titleHeight);
+        reader_->copy(page_, {0, 0, area.width, view}, 0, titleHeight);
     }
     void openFilm(Surface& canvas, Random& random) {
-        const Area corner = canvas.part(46, 68, 0, 0);
+        const Area corner = part(canvas, 46, 68, 0, 0);
         const Area area{corner.x, corner.y, std::min(480, canvas.width() / 3),
                         std::min(270, canvas.height() / 4)};
         film_ = canvas.openWindow(area, "Film");
         landscape_ = film_->store(paintLandscape(area.width, area.height, random));
-        film_->copy(*landscape_, stage::cameraView(0, area.width, area.height), 0, 0);
+        film_->copy(landscape_, stage::cameraView(0, area.width, area.height), 0, 0);
     }
 
     std::optional<Typist> typist_;
     std::unique_ptr<Surface> reader_;
     std::unique_ptr<Surface> film_;
-    std::shared_ptr<Surface::Stored> page_;
-    std::shared_ptr<Surface::Stored> landscape_;
+    xcb_pixmap_t page_ = XCB_NONE;
+    xcb_pixmap_t landscape_ = XCB_NONE;
 };
 
 Scene mixed(Surface& canvas, Random random) {
@@ -214,6 +230,10 @@ Scene mixed(Surface& canvas, Random random) {
 int main(int argc, char** argv) {
     using namespace lumicrate::bench;
     lumicrate::stage::SceneMakers scenes = lumicrate::stage::basicScenes();
-    scenes.insert({{"dragging", dragging}, {"mixed", mixed}, {"scrolling", scrolling}, {"typing", typing}});
+    scenes.insert({{"dragging", dragging},
+                   {"mixed", mixed},
+                   {"scrolling", scrolling},
+                   {"still", still},
+                   {"typing", typing}});
     return lumicrate::stage::playScene(scenes, argc, argv);
 }

@@ -154,8 +154,7 @@ void hidePointer(const std::string& display) {
     xcb_warp_pointer(connection.get(), XCB_NONE, screen->root, 0, 0, 0, 0,
                      static_cast<std::int16_t>(screen->width_in_pixels - 1),
                      static_cast<std::int16_t>(screen->height_in_pixels - 1));
-    const stage::XcbReply<xcb_get_input_focus_reply_t> done(
-        xcb_get_input_focus_reply(connection.get(), xcb_get_input_focus(connection.get()), nullptr));
+    connection.sync();
 }
 
 }  // namespace lumicrate::bench

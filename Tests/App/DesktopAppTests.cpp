@@ -199,7 +199,7 @@ TEST_F(DesktopAppTests, CommandsTalkToTheOnlyInstance) {
 }
 
 TEST_F(DesktopAppTests, RunsWithoutASessionBus) {
-    const stage::StageFolder elsewhere;
+    const TemporaryFolder elsewhere;
     const stage::Environment withoutBus{{"DBUS_SESSION_BUS_ADDRESS", std::nullopt},
                                         {"XDG_RUNTIME_DIR", elsewhere.path().string()}};
     Program alone({}, withoutBus);

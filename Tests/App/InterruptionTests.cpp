@@ -171,10 +171,8 @@ class SmallVolumeTests : public InterruptionTests {
  protected:
     void SetUp() override {
         for (const char* mounts : {"-m", "-Urm"}) {
-            stage::ChildProcess::Options quiet;
-            quiet.output = stage::ChildProcess::Output::Capture;
-            stage::ChildProcess attempt({"unshare", mounts, "mount", "-t", "tmpfs", "none", "/mnt"}, quiet);
-            if (attempt.mustEnd(30).exitStatus == 0) launcher = {"unshare", mounts};
+            const auto attempt = stage::runToEnd({"unshare", mounts, "mount", "-t", "tmpfs", "none", "/mnt"});
+            if (attempt.status == 0) launcher = {"unshare", mounts};
         }
         if (launcher.empty()) GTEST_SKIP() << "no volume can be mounted here";
     }

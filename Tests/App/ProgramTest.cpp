@@ -21,13 +21,6 @@ std::vector<std::string> commandLine(std::vector<std::string> words, const char*
     return words;
 }
 
-stage::ChildProcess::Options captured(const stage::Environment& environment) {
-    stage::ChildProcess::Options options;
-    options.environment = environment;
-    options.output = stage::ChildProcess::Output::Capture;
-    return options;
-}
-
 }  // namespace
 
 std::filesystem::path Outcome::file() const {
@@ -48,7 +41,7 @@ std::vector<std::string> Outcome::sentences() const {
 
 Program::Program(std::vector<std::string> arguments, const stage::Environment& environment,
                  std::vector<std::string> launcher)
-    : process_(commandLine(std::move(launcher), LUMICRATE_PROGRAM, arguments), captured(environment)) {}
+    : process_(commandLine(std::move(launcher), LUMICRATE_PROGRAM, arguments), environment) {}
 
 void Program::awaitWriting() {
     const auto descriptors = "/proc/" + std::to_string(process_.processId()) + "/fd";
@@ -176,16 +169,15 @@ void deleteMonitor(const std::string& name) {
 }
 
 RunningScene::RunningScene(std::vector<std::string> arguments)
-    : process_(commandLine({}, LUMICRATE_SCENE, arguments), captured({})) {
-    if (process_.readLine(30) != "ready") throw std::runtime_error("The scene does not start");
+    : process_(commandLine({}, LUMICRATE_SCENE, arguments)) {
+    process_.readLine();
 }
 
 int RunningScene::awaitDrawn(double seconds) {
     int drawn = 0;
-    while (const auto line = process_.readLine(seconds)) {
-        if (std::sscanf(line->c_str(), "drawn %d", &drawn) == 1) return drawn;
+    while (std::sscanf(process_.readLine(seconds).c_str(), "drawn %d", &drawn) != 1) {
     }
-    throw std::runtime_error("The scene does not end");
+    return drawn;
 }
 
 Painter::Painter() : connection_(""), context_(xcb_generate_id(connection_.get())) {
@@ -194,23 +186,18 @@ Painter::Painter() : connection_(""), context_(xcb_generate_id(connection_.get()
                   &includeInferiors);
 }
 
-void Painter::sync() {
-    const stage::XcbReply<xcb_get_input_focus_reply_t> done(
-        xcb_get_input_focus_reply(connection_.get(), xcb_get_input_focus(connection_.get()), nullptr));
-}
-
 void Painter::fill(int x, int y, int width, int height, std::uint32_t rgb) {
     xcb_change_gc(connection_.get(), context_, XCB_GC_FOREGROUND, &rgb);
     const xcb_rectangle_t rectangle{static_cast<std::int16_t>(x), static_cast<std::int16_t>(y),
                                     static_cast<std::uint16_t>(width), static_cast<std::uint16_t>(height)};
     xcb_poly_fill_rectangle(connection_.get(), connection_.screen()->root, context_, 1, &rectangle);
-    sync();
+    connection_.sync();
 }
 
 void Painter::movePointer(int x, int y) {
     xcb_warp_pointer(connection_.get(), XCB_NONE, connection_.screen()->root, 0, 0, 0, 0,
                      static_cast<std::int16_t>(x), static_cast<std::int16_t>(y));
-    sync();
+    connection_.sync();
 }
 
 std::vector<stage::Rgb> Painter::read(int x, int y, int width, int height) {

@@ -118,8 +118,6 @@ class Painter {
     std::vector<Rgb> read(int x, int y, int width, int height);
 
  private:
-    void sync();
-
     stage::XcbConnection connection_;
     xcb_gcontext_t context_;
 };

@@ -164,7 +164,7 @@ double maxBlockDifference(const Picture& picture, const std::vector<Rgb>& screen
 
 TEST_F(RecordTests, AfterRandomDrawingTheLastPictureIsTheScreen) {
     const int seconds = isThorough() ? 30 : 5;
-    RunningScene scene({"random", "--seconds", std::to_string(seconds), "--hold"});
+    RunningScene scene({"random", "--seconds", std::to_string(seconds)});
     Program program = record({"--screen"});
     scene.awaitDrawn(seconds + 30);
     program.stop();

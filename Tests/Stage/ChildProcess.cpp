@@ -1,6 +1,7 @@
 #include "Tests/Stage/ChildProcess.h"
 
-#include <fcntl.h>
+#include "Tests/Stage/Await.h"
+
 #include <poll.h>
 #include <sys/mman.h>
 #include <sys/prctl.h>
@@ -9,43 +10,16 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cerrno>
-#include <chrono>
+#include <algorithm>
 #include <csignal>
-#include <cstring>
 #include <stdexcept>
-#include <tuple>
-#include <utility>
+#include <string_view>
 
 namespace lumicrate::stage {
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
-
-Clock::time_point deadlineAfter(double seconds) {
-    return Clock::now() + std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(seconds));
-}
-
-int millisecondsUntil(Clock::time_point deadline) {
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
-    return static_cast<int>(std::max<decltype(left)>(left, 0));
-}
-
-// Some releases of glibc declare their wrapper without C linkage.
-int openProcess(pid_t pid) {
-    return static_cast<int>(syscall(SYS_pidfd_open, pid, 0));
-}
-
-[[noreturn]] void fail(const std::string& what, int error) {
-    throw std::runtime_error(what + ": " + std::strerror(error));
-}
-
-std::pair<Descriptor, Descriptor> makePipe() {
-    int ends[2];
-    if (pipe2(ends, O_CLOEXEC) != 0) fail("No pipe", errno);
-    return {Descriptor(ends[0]), Descriptor(ends[1])};
-}
 
 std::vector<std::string> mergedEnvironment(const Environment& changes) {
     std::vector<std::string> merged;
@@ -61,9 +35,8 @@ std::vector<std::string> mergedEnvironment(const Environment& changes) {
 
 std::vector<char*> pointers(std::vector<std::string>& texts) {
     std::vector<char*> result;
-    for (auto& text : texts) {
+    for (auto& text : texts)
         result.push_back(text.data());
-    }
     result.push_back(nullptr);
     return result;
 }
@@ -72,127 +45,81 @@ double seconds(const timeval& time) {
     return static_cast<double>(time.tv_sec) + 1e-6 * static_cast<double>(time.tv_usec);
 }
 
-/// Prepared before the fork, because nothing may be allocated between fork and exec.
-struct Launch {
-    char* const* arguments;
-    char* const* environment;
-    int output;  ///< -1: inherited
-    int error;
-    int report;
-    bool ownGroup;
-    pid_t parent;
-};
-
-[[noreturn]] void becomeProgram(const Launch& launch) {
-    prctl(PR_SET_PDEATHSIG, SIGKILL);
-    if (getppid() != launch.parent) _exit(127);  // the parent died before the line above
-    if (launch.ownGroup) setpgid(0, 0);
-
-    sigset_t none;
-    sigemptyset(&none);
-    sigprocmask(SIG_SETMASK, &none, nullptr);
-    ::signal(SIGPIPE, SIG_DFL);
-
-    if (launch.output >= 0) dup2(launch.output, STDOUT_FILENO);
-    if (launch.error >= 0) dup2(launch.error, STDERR_FILENO);
-
-    execvpe(launch.arguments[0], launch.arguments, launch.environment);
-    const int error = errno;
-    [[maybe_unused]] const auto written = write(launch.report, &error, sizeof error);
-    _exit(127);
+std::string contents(const Descriptor& file, std::size_t from = 0) {
+    std::string text;
+    char buffer[4096];
+    ssize_t got = 0;
+    while ((got = pread(file.get(), buffer, sizeof buffer, static_cast<off_t>(from + text.size()))) > 0)
+        text.append(buffer, static_cast<std::size_t>(got));
+    return text;
 }
 
 }  // namespace
 
-Descriptor& Descriptor::operator=(Descriptor&& other) noexcept {
-    if (this != &other) {
-        close();
-        fd_ = std::exchange(other.fd_, -1);
-    }
-    return *this;
+Descriptor::~Descriptor() {
+    if (fd_ >= 0) close(fd_);
 }
 
-void Descriptor::close() {
-    if (fd_ >= 0) ::close(fd_);
-    fd_ = -1;
-}
-
-ChildProcess::ChildProcess(std::vector<std::string> arguments, Options options)
-    : name_(arguments.at(0)), ownGroup_(options.ownGroup) {
-    auto environment = mergedEnvironment(options.environment);
+ChildProcess::ChildProcess(std::vector<std::string> arguments, const Environment& environment, Kind kind)
+    : name_(arguments.at(0)), kind_(kind) {
+    // Everything is prepared here, because nothing may be allocated between fork and exec. The output goes
+    // to memory: the child never waits for a reader.
+    auto merged = mergedEnvironment(environment);
     const auto argumentPointers = pointers(arguments);
-    const auto environmentPointers = pointers(environment);
-
-    Descriptor childOutput;
-    if (options.output == Output::Capture) {
-        std::tie(output_, childOutput) = makePipe();
-        fcntl(output_.get(), F_SETFL, O_NONBLOCK);
-        // A large pipe, so that the child rarely waits for a reader. Standard error is in memory: it never
-        // makes the child wait.
-        fcntl(output_.get(), F_SETPIPE_SZ, 1 << 20);
-        error_ = Descriptor(memfd_create("stderr", MFD_CLOEXEC));
-        if (error_.get() < 0) fail("No memory for standard error", errno);
+    const auto environmentPointers = pointers(merged);
+    const bool isCaptured = kind == Kind::Background;
+    if (isCaptured) {
+        output_ = Descriptor(memfd_create("output", MFD_CLOEXEC));
+        error_ = Descriptor(memfd_create("error", MFD_CLOEXEC));
     }
-
-    auto [report, childReport] = makePipe();
-    const Launch launch{argumentPointers.data(),
-                        environmentPointers.data(),
-                        childOutput.get(),
-                        error_.get(),
-                        childReport.get(),
-                        ownGroup_,
-                        getpid()};
+    const pid_t parent = getpid();
     pid_ = fork();
-    if (pid_ < 0) fail("Could not start " + name_, errno);
-    if (pid_ == 0) becomeProgram(launch);
-
-    childReport.close();
-    int error = 0;
-    ssize_t got = 0;
-    do {
-        got = read(report.get(), &error, sizeof error);
-    } while (got < 0 && errno == EINTR);
-    if (got > 0) {
-        waitpid(pid_, nullptr, 0);
-        fail("Could not start " + name_, error);
+    if (pid_ == 0) {
+        prctl(PR_SET_PDEATHSIG, SIGKILL);
+        if (getppid() != parent) _exit(127);  // the parent died before the line above
+        if (isCaptured) {
+            setpgid(0, 0);
+            dup2(output_.get(), STDOUT_FILENO);
+            dup2(error_.get(), STDERR_FILENO);
+        }
+        sigset_t none;
+        sigemptyset(&none);
+        sigprocmask(SIG_SETMASK, &none, nullptr);
+        ::signal(SIGPIPE, SIG_DFL);
+        execvpe(argumentPointers[0], argumentPointers.data(), environmentPointers.data());
+        constexpr std::string_view message = "The program cannot be started\n";
+        [[maybe_unused]] const auto written = write(STDERR_FILENO, message.data(), message.size());
+        _exit(127);
     }
-    pidfd_ = Descriptor(openProcess(pid_));
-    if (pidfd_.get() < 0) {
-        const int reason = errno;
-        kill(pid_, SIGKILL);
-        waitpid(pid_, nullptr, 0);
-        fail("Could not watch " + name_, reason);
+    if (pid_ > 0) {
+        if (isCaptured) setpgid(pid_, pid_);  // here too: a signal may be sent before the child does it
+        // Some releases of glibc declare their wrapper without C linkage.
+        pidfd_ = Descriptor(static_cast<int>(syscall(SYS_pidfd_open, pid_, 0)));
     }
+    if (pidfd_.get() < 0) throw std::runtime_error("Could not start " + name_);
 }
 
 ChildProcess::~ChildProcess() {
-    try {
-        terminate();
-    } catch (...) {  // NOLINT: destructors do not throw
-    }
+    signal(SIGTERM);
+    if (wait(5)) return;
+    signal(SIGKILL);
+    wait(30);
 }
 
 std::optional<ChildResult> ChildProcess::wait(double timeout) {
     if (result_) return result_;
-    const auto deadline = deadlineAfter(timeout);
+    const auto deadline = Clock::now() + std::chrono::duration<double>(timeout);
+    pollfd watched{pidfd_.get(), POLLIN, 0};
     for (;;) {
-        pollfd watched[2] = {{pidfd_.get(), POLLIN, 0}, {outputEnded_ ? -1 : output_.get(), POLLIN, 0}};
-        const int count = poll(watched, 2, millisecondsUntil(deadline));
-        if (count < 0 && errno != EINTR) fail("Could not wait for " + name_, errno);
-        if (count > 0 && watched[1].revents != 0) drainOutput();
-        if (count > 0 && watched[0].revents != 0) break;
-        if (count <= 0 && Clock::now() >= deadline) return std::nullopt;
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
+        if (poll(&watched, 1, static_cast<int>(std::max(left, decltype(left){0}))) > 0) break;
+        if (Clock::now() >= deadline) return std::nullopt;
     }
     int status = 0;
     rusage usage{};
-    if (wait4(pid_, &status, 0, &usage) != pid_) fail("Could not reap " + name_, errno);
-    ChildResult result;
-    result.signal = WIFSIGNALED(status) ? WTERMSIG(status) : 0;
-    result.exitStatus = WIFSIGNALED(status) ? 128 + result.signal : WEXITSTATUS(status);
-    result.userSeconds = seconds(usage.ru_utime);
-    result.systemSeconds = seconds(usage.ru_stime);
-    result.maxResidentKiB = usage.ru_maxrss;
-    result_ = result;
+    wait4(pid_, &status, 0, &usage);
+    result_ = ChildResult{WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status),
+                          seconds(usage.ru_utime), seconds(usage.ru_stime), usage.ru_maxrss};
     return result_;
 }
 
@@ -201,75 +128,42 @@ ChildResult ChildProcess::mustEnd(double timeout) {
     throw std::runtime_error(name_ + " did not end in time");
 }
 
-void ChildProcess::sendSignal(int number) const {
-    kill(ownGroup_ ? -pid_ : pid_, number);
-}
-
 void ChildProcess::signal(int number) {
-    if (isRunning()) sendSignal(number);
+    if (isRunning()) kill(kind_ == Kind::Background ? -pid_ : pid_, number);
 }
 
-ChildResult ChildProcess::terminate(double timeout) {
-    signal(SIGTERM);
-    if (!wait(timeout)) sendSignal(SIGKILL);
-    return mustEnd(30);
+std::string ChildProcess::readLine(double timeout) {
+    std::string text;
+    auto end = std::string::npos;
+    const auto isDecided = [&] {
+        const bool isLast = !isRunning();  // before the output is read
+        text = contents(output_, lineStart_);
+        end = text.find('\n');
+        return isLast || end != std::string::npos;
+    };
+    eventually(isDecided, std::chrono::duration<double>(timeout), std::chrono::milliseconds(2));
+    if (end == std::string::npos) throw std::runtime_error(name_ + " wrote no line: " + standardError());
+    lineStart_ += end + 1;
+    return text.substr(0, end);
 }
 
-bool ChildProcess::drainOutput() {
-    char buffer[4096];
-    for (;;) {
-        const ssize_t got = read(output_.get(), buffer, sizeof buffer);
-        if (got > 0) {
-            text_.append(buffer, static_cast<std::size_t>(got));
-        } else if (got < 0 && errno == EINTR) {
-            continue;
-        } else {
-            if (got == 0) outputEnded_ = true;
-            return !outputEnded_;
-        }
-    }
-}
-
-std::optional<std::string> ChildProcess::readLine(double timeout) {
-    const auto deadline = deadlineAfter(timeout);
-    for (;;) {
-        const bool more = drainOutput();
-        const auto end = text_.find('\n', lineStart_);
-        if (end != std::string::npos) {
-            const auto start = std::exchange(lineStart_, end + 1);
-            return text_.substr(start, end - start);
-        }
-        if (!more) return std::nullopt;
-        pollfd watched{output_.get(), POLLIN, 0};
-        if (poll(&watched, 1, millisecondsUntil(deadline)) <= 0 && Clock::now() >= deadline)
-            return std::nullopt;
-    }
-}
-
-std::string ChildProcess::standardOutput() {
-    if (output_.get() >= 0) drainOutput();
-    return text_;
+std::string ChildProcess::standardOutput() const {
+    return contents(output_);
 }
 
 std::string ChildProcess::standardError() const {
-    std::string text;
-    char buffer[4096];
-    ssize_t got = 0;
-    while ((got = pread(error_.get(), buffer, sizeof buffer, static_cast<off_t>(text.size()))) > 0) {
-        text.append(buffer, static_cast<std::size_t>(got));
-    }
-    return text;
+    return contents(error_);
 }
 
-ProgramRun runToEnd(std::vector<std::string> arguments, double seconds, const Environment& environment) {
-    ChildProcess child(std::move(arguments), {environment, ChildProcess::Output::Capture});
+ProgramRun runToEnd(std::vector<std::string> arguments, const Environment& environment, double seconds) {
+    ChildProcess child(std::move(arguments), environment);
     const int status = child.mustEnd(seconds).exitStatus;
     return {status, child.standardOutput(), child.standardError()};
 }
 
 std::string runProgram(std::vector<std::string> arguments, const Environment& environment, double seconds) {
     const std::string name = arguments.at(0);
-    ProgramRun run = runToEnd(std::move(arguments), seconds, environment);
+    ProgramRun run = runToEnd(std::move(arguments), environment, seconds);
     if (run.status != 0) throw std::runtime_error(name + " failed: " + run.error);
     return std::move(run.output);
 }

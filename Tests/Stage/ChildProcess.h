@@ -9,6 +9,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace lumicrate::stage {
@@ -16,17 +17,18 @@ namespace lumicrate::stage {
 /// Owns a file descriptor.
 class Descriptor {
  public:
-    Descriptor() = default;
-    explicit Descriptor(int fd) : fd_(fd) {}
-    Descriptor(Descriptor&& other) noexcept : fd_(other.fd_) { other.fd_ = -1; }
-    Descriptor& operator=(Descriptor&& other) noexcept;
-    ~Descriptor() { close(); }
+    explicit Descriptor(int fd = -1) : fd_(fd) {}
+    Descriptor(Descriptor&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
+    Descriptor& operator=(Descriptor&& other) noexcept {
+        std::swap(fd_, other.fd_);
+        return *this;
+    }
+    ~Descriptor();
 
     int get() const { return fd_; }
-    void close();
 
  private:
-    int fd_ = -1;
+    int fd_;
 };
 
 /// Changes to this process's environment for a child; no value removes the variable.
@@ -34,8 +36,7 @@ using Environment = std::map<std::string, std::optional<std::string>>;
 
 /// How a child ended and what it cost. CPU time includes the children that it reaped.
 struct ChildResult {
-    int exitStatus = 0;  ///< as a shell reports it: 128 + signal for a killed child
-    int signal = 0;      ///< 0 when it exited
+    int exitStatus = 0;  ///< as a shell reports it: 127 for an unknown program, 128 + signal for a killed one
     double userSeconds = 0;
     double systemSeconds = 0;
     long maxResidentKiB = 0;  ///< at least what this process held when it forked
@@ -45,24 +46,17 @@ struct ChildResult {
 
 class ChildProcess {
  public:
-    enum class Output {
-        Inherit,
-        Capture,  ///< standard output and standard error apart, for the operations below
-    };
-    struct Options {
-        Environment environment = {};
-        Output output = Output::Inherit;
-        /// In a process group of its own, a terminal's Ctrl-C does not reach it, and signals reach its
-        /// children too.
-        bool ownGroup = true;
+    enum class Kind {
+        Background,  ///< its output is captured, and signals reach its children too
+        Foreground,  ///< uses this process's output and terminal
     };
 
-    /// Finds the program in PATH. Throws std::runtime_error when it cannot be started.
-    ChildProcess(std::vector<std::string> arguments, Options options);
-    explicit ChildProcess(std::vector<std::string> arguments)
-        : ChildProcess(std::move(arguments), Options()) {}
+    /// Finds the program in PATH.
+    explicit ChildProcess(std::vector<std::string> arguments, const Environment& environment = {},
+                          Kind kind = Kind::Background);
     ChildProcess(const ChildProcess&) = delete;
     ChildProcess& operator=(const ChildProcess&) = delete;
+    /// Sends SIGTERM, and SIGKILL to a child that still runs after five seconds.
     ~ChildProcess();
 
     pid_t processId() const { return pid_; }
@@ -72,31 +66,23 @@ class ChildProcess {
     std::optional<ChildResult> wait(double seconds);
     /// Throws std::runtime_error when it still runs after `seconds`.
     ChildResult mustEnd(double seconds);
-
     /// Does nothing when the child has ended.
     void signal(int number);
-    /// Sends SIGTERM, after `timeout` seconds SIGKILL, and reaps the child.
-    ChildResult terminate(double timeout = 5);
 
-    /// The next line of captured standard output without its end; nothing at the end of the output or after
-    /// `seconds`. The line stays part of standardOutput().
-    std::optional<std::string> readLine(double seconds);
-    std::string standardOutput();
+    /// The next line of captured standard output, without its end. Throws std::runtime_error, with the
+    /// captured standard error, when none comes within `seconds`.
+    std::string readLine(double seconds = 30);
+    std::string standardOutput() const;
     std::string standardError() const;
 
  private:
-    bool drainOutput();
-    void sendSignal(int number) const;
-
     std::string name_;
-    bool ownGroup_;
+    Kind kind_;
     pid_t pid_ = -1;
     Descriptor pidfd_;
     Descriptor output_;
     Descriptor error_;
-    std::string text_;
     std::size_t lineStart_ = 0;
-    bool outputEnded_ = false;
     std::optional<ChildResult> result_;
 };
 
@@ -108,12 +94,11 @@ struct ProgramRun {
     std::string everything() const { return output + error; }
 };
 
-/// Runs a program to its end. Throws std::runtime_error when it does not start or takes longer than
-/// `seconds`.
-ProgramRun runToEnd(std::vector<std::string> arguments, double seconds = 60,
-                    const Environment& environment = {});
+/// Runs a program to its end. Throws std::runtime_error when it takes longer than `seconds`.
+ProgramRun runToEnd(std::vector<std::string> arguments, const Environment& environment = {},
+                    double seconds = 60);
 /// The standard output of a program. Throws std::runtime_error, with its standard error, also when it fails.
 std::string runProgram(std::vector<std::string> arguments, const Environment& environment = {},
-                       double seconds = 30);
+                       double seconds = 60);
 
 }  // namespace lumicrate::stage

@@ -22,13 +22,13 @@ class PrivateDesktop {
     }
     PrivateDesktop() : PrivateDesktop(Options()) {}
 
-    Session& session() { return session_; }
+    const Session& session() const { return *session_; }
     Xvfb& display() { return display_; }
     /// Throws std::bad_optional_access on a desktop without sound.
     SoundServer& sound() { return sound_.value(); }
 
  private:
-    Session session_;
+    std::shared_ptr<const Session> session_ = std::make_shared<Session>();
     std::optional<SoundServer> sound_;
     Xvfb display_;
     ScopedEnvironment environment_{

@@ -27,16 +27,13 @@ class ScopedEnvironment {
     Environment previous_;
 };
 
-using StageFolder = test::TemporaryFolder;
-
 class Session {
  public:
     /// Throws std::runtime_error when the bus does not start.
     Session();
 
-    const std::filesystem::path& folder() const { return folder_.path(); }
-    std::filesystem::path home() const { return folder() / "home"; }
-    std::filesystem::path runtimeFolder() const { return folder() / "run"; }
+    std::filesystem::path home() const { return folder_ / "home"; }
+    std::filesystem::path runtimeFolder() const { return folder_ / "run"; }
 
  private:
     test::TemporaryFolder folder_;

@@ -5,8 +5,6 @@
 #include <sys/socket.h>
 #include <sys/un.h>
 
-#include <algorithm>
-#include <array>
 #include <csignal>
 #include <fstream>
 #include <initializer_list>
@@ -23,14 +21,13 @@ constexpr std::chrono::seconds startTimeout(30);
 constexpr double answerSeconds = 5;
 
 std::unique_ptr<ChildProcess> startDaemon(const std::string& name) {
-    return std::make_unique<ChildProcess>(std::vector{name},
-                                          ChildProcess::Options{{}, ChildProcess::Output::Capture});
+    return std::make_unique<ChildProcess>(std::vector{name});
 }
 
 /// The output of pactl; nothing when it fails or hangs.
 std::optional<std::string> ask(std::vector<std::string> arguments) {
     arguments.insert(arguments.begin(), "pactl");
-    ChildProcess child(std::move(arguments), {{{"LC_ALL", "C"}}, ChildProcess::Output::Capture});
+    ChildProcess child(std::move(arguments), {{"LC_ALL", "C"}});
     const auto result = child.wait(answerSeconds);
     if (!result || result->exitStatus != 0) return std::nullopt;
     return child.standardOutput();
@@ -70,42 +67,27 @@ void disableHardware(const std::filesystem::path& configuration) {
     disable("bluetooth.lua.d", {"bluez_monitor"});
 }
 
-/// Servers and clients create this folder when it is missing, and the server fails when a client was faster.
-void makePulseFolder(const std::filesystem::path& runtimeFolder) {
-    std::filesystem::create_directories(runtimeFolder / "pulse");
-    std::filesystem::permissions(runtimeFolder / "pulse", std::filesystem::perms::owner_all);
-}
-
 }  // namespace
 
-SoundServer::SoundServer() : ownSession_(std::make_unique<Session>()), session_(ownSession_.get()) {
+SoundServer::SoundServer(std::shared_ptr<const Session> session) : session_(std::move(session)) {
     start();
 }
 
-SoundServer::SoundServer(const Session& session) : session_(&session) {
-    start();
-}
-
-template <class Condition>
-void SoundServer::mustBecome(Condition condition, const std::string& complaint) {
-    const std::array daemons{server_.get(), manager_.get(), pulse_.get()};
-    const auto hasEnded = [](ChildProcess* daemon) { return daemon != nullptr && !daemon->isRunning(); };
-    bool holds = false;
-    eventually([&] { return (holds = condition()) || std::ranges::any_of(daemons, hasEnded); }, startTimeout,
-               std::chrono::milliseconds(20));
-    if (holds) return;
+void SoundServer::mustBecome(const std::function<bool()>& condition, const std::string& complaint) {
+    if (eventually(condition, startTimeout, std::chrono::milliseconds(20))) return;
     std::string text = complaint;
-    for (const ChildProcess* daemon : daemons) {
-        constexpr std::size_t tail = 600;
-        const std::string log = daemon != nullptr ? daemon->standardError() : "";
-        text += "\n" + log.substr(log.size() > tail ? log.size() - tail : 0);
+    for (const auto* daemon : {&server_, &manager_, &pulse_}) {
+        if (*daemon) text += "\n" + (*daemon)->standardError();
     }
     throw std::runtime_error(text);
 }
 
 void SoundServer::start() {
     disableHardware(session_->home() / ".config");
-    makePulseFolder(session_->runtimeFolder());
+    // Servers and clients create this folder when it is missing, and the server fails when a client was
+    // faster.
+    std::filesystem::create_directories(session_->runtimeFolder() / "pulse");
+    std::filesystem::permissions(session_->runtimeFolder() / "pulse", std::filesystem::perms::owner_all);
     pulse_.reset();
     manager_.reset();
     server_ = startDaemon("pipewire");

@@ -8,6 +8,7 @@
 #include "Tests/Stage/ChildProcess.h"
 #include "Tests/Stage/Session.h"
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -16,13 +17,8 @@ namespace lumicrate::stage {
 
 class SoundServer {
  public:
-    /// In a session of its own. Throws std::runtime_error, with the servers' last output, when they do not
-    /// start.
-    SoundServer();
-    /// In a session that the caller keeps alive.
-    explicit SoundServer(const Session& session);
-
-    const Session& session() const { return *session_; }
+    /// Throws std::runtime_error, with the servers' output, when they do not start.
+    explicit SoundServer(std::shared_ptr<const Session> session = std::make_shared<Session>());
 
     /// Loads a module of pipewire-pulse ("module-null-sink", {"sink_name=other"}); returns its number.
     unsigned loadModule(const std::string& name, const std::vector<std::string>& arguments = {});
@@ -57,11 +53,9 @@ class SoundServer {
     void start();
     void addDevices();
     void setDefault(const std::string& kind, const std::string& name);
-    template <class Condition>
-    void mustBecome(Condition condition, const std::string& complaint);
+    void mustBecome(const std::function<bool()>& condition, const std::string& complaint);
 
-    std::unique_ptr<Session> ownSession_;
-    const Session* session_;
+    std::shared_ptr<const Session> session_;
     std::unique_ptr<ChildProcess> server_;
     std::unique_ptr<ChildProcess> manager_;
     std::unique_ptr<ChildProcess> pulse_;

@@ -13,7 +13,7 @@ namespace lumicrate::stage {
 namespace {
 
 constexpr const char* usage =
-    "lumicrate-stage [--size WxH] [--no-sound] [--picom] [--no-wm] -- COMMAND ARGUMENTS…\n"
+    "lumicrate-stage [--size WxH] [--no-sound] -- COMMAND ARGUMENTS…\n"
     "Runs a command on a private desktop, which ends with the command.\n";
 
 struct Request {
@@ -33,10 +33,6 @@ std::optional<Request> parse(const std::vector<std::string>& arguments) {
             if (std::sscanf((++argument)->c_str(), "%dx%d", &display.width, &display.height) != 2) return {};
         } else if (*argument == "--no-sound") {
             request.desktop.sound = false;
-        } else if (*argument == "--picom") {
-            display.compositor = true;
-        } else if (*argument == "--no-wm") {
-            display.windowManager = false;
         } else {
             return {};
         }
@@ -54,8 +50,7 @@ int run(const Request& request) {
     sigprocmask(SIG_BLOCK, &signals, nullptr);
     PrivateDesktop desktop(request.desktop);
 
-    // Not in a process group of its own: the command may read from the terminal.
-    ChildProcess command(request.command, {{}, ChildProcess::Output::Inherit, false});
+    ChildProcess command(request.command, {}, ChildProcess::Kind::Foreground);
     for (;;) {
         siginfo_t info{};
         const int number = sigwaitinfo(&signals, &info);

@@ -30,6 +30,11 @@ class XcbConnection {
 
     xcb_connection_t* get() const { return connection_.get(); }
     xcb_screen_t* screen() const { return screen_; }
+    /// Returns when the server has carried out all requests; false when it is gone.
+    bool sync() const {
+        return XcbReply<xcb_get_input_focus_reply_t>(
+                   xcb_get_input_focus_reply(get(), xcb_get_input_focus(get()), nullptr)) != nullptr;
+    }
 
  private:
     struct Disconnect {

@@ -14,8 +14,6 @@ namespace lumicrate::stage {
 
 namespace {
 
-constexpr double startSeconds = 30;
-
 // -displayfd 1: the number of the free display comes on standard output.
 // -noreset: the server must not restart when the last client leaves.
 std::vector<std::string> serverCommand(const Xvfb::Options& options) {
@@ -27,11 +25,7 @@ std::vector<std::string> serverCommand(const Xvfb::Options& options) {
 
 }  // namespace
 
-Xvfb::Xvfb(const Options& options)
-    : options_(options), server_(serverCommand(options), {{}, ChildProcess::Output::Capture}) {
-    const auto number = server_.readLine(startSeconds);
-    if (!number) throw std::runtime_error("The X server did not start: " + server_.standardError());
-    displayName_ = ":" + *number;
+Xvfb::Xvfb(const Options& options) : options_(options), server_(serverCommand(options)) {
     if (options.windowManager) startWindowManager();
     if (options.compositor) startCompositor();
 }
@@ -40,12 +34,8 @@ std::unique_ptr<ChildProcess> Xvfb::startClient(std::vector<std::string> argumen
                                                 const std::function<bool()>& isUp) const {
     const std::string name = arguments.at(0);
     auto client = std::make_unique<ChildProcess>(
-        std::move(arguments), ChildProcess::Options{{{"DISPLAY", displayName_}, {"XAUTHORITY", std::nullopt}},
-                                                    ChildProcess::Output::Capture});
-    bool isSettled = false;
-    eventually([&] { return (isSettled = isUp()) || !client->isRunning(); },
-               std::chrono::duration<double>(startSeconds));
-    if (!isSettled) throw std::runtime_error(name + " did not start: " + client->standardError());
+        std::move(arguments), Environment{{"DISPLAY", displayName_}, {"XAUTHORITY", std::nullopt}});
+    if (!eventually(isUp)) throw std::runtime_error(name + " did not start: " + client->standardError());
     return client;
 }
 
@@ -91,7 +81,7 @@ void Xvfb::startCompositor() {
 
 void Xvfb::kill() {
     server_.signal(SIGKILL);
-    server_.mustEnd(startSeconds);
+    server_.mustEnd(30);
 }
 
 }  // namespace lumicrate::stage

@@ -42,7 +42,7 @@ class Xvfb {
 
     Options options_;
     ChildProcess server_;
-    std::string displayName_;
+    std::string displayName_ = ":" + server_.readLine();
     std::unique_ptr<ChildProcess> windowManager_;
     std::unique_ptr<ChildProcess> compositor_;
 };

@@ -1,8 +1,9 @@
-// Image: a picture drawn in memory, identical on every machine, with a font of its own.
+// Image: a picture drawn in memory, identical on every machine.
 #pragma once
 
+#include "Tests/Stage/Scene/Random.h"
+
 #include <cstdint>
-#include <string_view>
 #include <vector>
 
 namespace lumicrate::stage {
@@ -22,15 +23,6 @@ struct Area {
     int height = 0;
 };
 
-/// Five by seven dots a glyph: digits, ASCII letters and some punctuation.
-struct Font {
-    static constexpr int glyphWidth = 5;
-    static constexpr int glyphHeight = 7;
-    /// From one glyph, or line, to the next.
-    static constexpr int advance = 6;
-    static constexpr int lineHeight = 9;
-};
-
 class Image {
  public:
     Image(int width, int height, Color color = 0);
@@ -39,14 +31,15 @@ class Image {
     int height() const { return height_; }
     const std::uint32_t* row(int y) const { return &pixels_[index(0, y)]; }
 
+    /// The part of an area that is inside the image.
+    Area clipped(const Area& area) const;
     // All drawing is clipped to the image.
     void set(int x, int y, Color color);
     Color at(int x, int y) const { return pixels_[index(x, y)]; }
     void fill(const Area& area, Color color);
     /// With a smooth edge.
     void disc(double centerX, double centerY, double radius, Color color);
-    /// From the top-left corner of the first glyph; each dot becomes `scale` × `scale` pixels.
-    void text(int x, int y, std::string_view text, Color color, int scale = 2);
+    /// From an image that is at least as large.
     void copyFrom(const Image& other, const Area& area);
 
  private:
@@ -58,5 +51,10 @@ class Image {
     int height_;
     std::vector<std::uint32_t> pixels_;
 };
+
+/// Soft shades and hard shapes, for moving pictures, large enough for the camera with a view of that size.
+Image paintLandscape(int viewWidth, int viewHeight, Random& random);
+/// What a camera that pans over the landscape sees in a step.
+Area cameraView(int step, int viewWidth, int viewHeight);
 
 }  // namespace lumicrate::stage

@@ -2,8 +2,6 @@
 #pragma once
 
 #include <cstdint>
-#include <string>
-#include <string_view>
 
 namespace lumicrate::stage {
 
@@ -18,23 +16,6 @@ class Random {
         state_ ^= state_ << 25;
         state_ ^= state_ >> 27;
         return static_cast<int>((state_ * 0x2545F4914F6CDD1DULL >> 33) % static_cast<std::uint64_t>(bound));
-    }
-
-    /// Words separated by spaces, cut to this many characters.
-    std::string words(int characters) {
-        static constexpr std::string_view list[] = {
-            "window", "light", "record",  "the",  "screen", "and",    "picture", "sound",
-            "of",     "a",     "quickly", "over", "time",   "frame",  "while",   "reader",
-            "Page",   "with",  "number",  "in",   "moves",  "quiet",  "Every",   "line",
-            "keeps",  "its",   "place",   "12",   "2048",   "(maybe)"};
-        std::string text;
-        while (static_cast<int>(text.size()) < characters) {
-            text += list[below(std::size(list))];
-            const int end = below(12);
-            text += end == 0 ? ". " : end == 1 ? ", " : " ";
-        }
-        text.resize(static_cast<std::size_t>(characters));
-        return text;
     }
 
  private:

@@ -1,16 +1,27 @@
 // Scene: something that happens on a display, the same way each time.
 #pragma once
 
-#include "Tests/Stage/Scene/Pacer.h"
 #include "Tests/Stage/Scene/Random.h"
 #include "Tests/Stage/Scene/Surface.h"
 
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <memory>
 #include <string>
 
 namespace lumicrate::stage {
+
+/// Nanoseconds of CLOCK_MONOTONIC.
+using Nanoseconds = std::int64_t;
+
+constexpr Nanoseconds nanoseconds(double seconds) {
+    return static_cast<Nanoseconds>(seconds * 1e9);
+}
+constexpr double seconds(Nanoseconds time) {
+    return static_cast<double>(time) * 1e-9;
+}
+Nanoseconds now();
 
 struct Step {
     int number = 0;       ///< from 0
@@ -26,8 +37,6 @@ struct Scene {
     std::function<double(double)> interval = [](double stepsPerSecond) { return 1 / stepsPerSecond; };
     /// The window that is recorded when only one is; none for the canvas.
     std::shared_ptr<Surface> mainWindow = nullptr;
-    /// Whether the last picture stays until the program is told to end.
-    bool staysAtEnd = false;
 };
 
 /// By name: functions that draw the first picture of a scene on `canvas`, which must outlive the scene. A

@@ -1,32 +1,22 @@
 #include "Tests/Stage/Scene/Beeper.h"
 #include "Tests/Stage/Scene/Scene.h"
-#include "Tests/Stage/Scene/SceneImages.h"
 
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <numbers>
 #include <utility>
 
 namespace lumicrate::stage {
 
 namespace {
 
-/// A desktop with windows full of text, on which nothing happens.
-Scene still(Surface& canvas, Random random) {
-    Image image(canvas.width(), canvas.height());
-    drawDesktop(image);
-    drawWindow(image, canvas.part(4, 6, 48, 64), "Notes", random);
-    drawWindow(image, canvas.part(56, 4, 41, 46), "Letters", random);
-    drawWindow(image, canvas.part(40, 42, 50, 50), "Editor", random);
-    canvas.setBackground(image);
-    return {.rate = 0};
-}
-
 /// A camera pans over a landscape while some pieces of it move on their own: every pixel changes.
 Scene moving(Surface& canvas, Random random) {
     const auto landscape = canvas.store(paintLandscape(canvas.width(), canvas.height(), random));
-    const auto draw = [&canvas, landscape](const Step& step) {
-        canvas.copy(*landscape, cameraView(step.number, canvas.width(), canvas.height()), 0, 0);
+    canvas.setBackground(landscape);
+    return {.step = [&canvas, landscape](const Step& step) {
+        canvas.copy(landscape, cameraView(step.number, canvas.width(), canvas.height()), 0, 0);
         for (int i = 0; i < 6; ++i) {
             const int width = 120 + 30 * i;
             const int height = 100 + 20 * i;
@@ -34,14 +24,12 @@ Scene moving(Surface& canvas, Random random) {
             const int x = static_cast<int>((canvas.width() - width) * (0.5 + 0.5 * std::sin(phase)));
             const int y =
                 static_cast<int>((canvas.height() - height) * (0.5 + 0.5 * std::cos(phase * 0.8 + i)));
-            canvas.copy(*landscape, {100 * i, 60 * i, width, height}, x, y);
+            canvas.copy(landscape, {100 * i, 60 * i, width, height}, x, y);
         }
-    };
-    draw({});
-    return {.step = draw};
+    }};
 }
 
-/// Rectangles of any size appear anywhere at any moment; the last state stays.
+/// Rectangles of any size appear anywhere at any moment.
 Scene rectangles(Surface& canvas, Random seeded) {
     const auto random = std::make_shared<Random>(seeded);
     return {.step =
@@ -55,8 +43,7 @@ Scene rectangles(Surface& canvas, Random seeded) {
                     canvas.fill({x, y, width, height},
                                 color(random->below(256), random->below(256), random->below(256)));
                 },
-            .interval = [random](double rate) { return 2 * random->below(1000) / 1000.0 / rate; },
-            .staysAtEnd = true};
+            .interval = [random](double rate) { return 2 * random->below(1000) / 1000.0 / rate; }};
 }
 
 /// Every second the picture turns from black to white for a fifth of a second while a tone sounds. Both are
@@ -65,23 +52,21 @@ Scene rectangles(Surface& canvas, Random seeded) {
 Scene flash(Surface& canvas, Random) {
     // In steps, of which there are ten a second.
     constexpr int period = 10;
-    constexpr int lit = 2;
     // The tone is planned this long before the flash, so that sound already under way ends before it.
     constexpr int ahead = 3;
     constexpr Nanoseconds stepLength = nanoseconds(0.1);
+    constexpr int lit = Beeper::toneLength / stepLength;
     const auto beeper = std::make_shared<Beeper>();
-    beeper->awaitRunning();
     const auto fill = [&canvas](Color color) { canvas.fill({0, 0, canvas.width(), canvas.height()}, color); };
     fill(0x000000);
     return {.rate = 10, .step = [=, &canvas](const Step& step) {
                 const int phase = step.number % period;
-                if (phase == period - ahead) beeper->beep(step.due + ahead * stepLength, lit * stepLength);
+                if (phase == period - ahead) beeper->beep(step.due + ahead * stepLength);
                 if (step.number < period) return;
                 if (phase == 0) {
                     fill(0xffffff);
                     canvas.sync();
-                    std::printf("flash %.6f %.6f\n", static_cast<double>(step.due) * 1e-9,
-                                static_cast<double>(now()) * 1e-9);
+                    std::printf("flash %.6f %.6f\n", seconds(step.due), seconds(now()));
                     std::fflush(stdout);
                 } else if (phase == lit) {
                     fill(0x000000);
@@ -89,7 +74,7 @@ Scene flash(Surface& canvas, Random) {
             }};
 }
 
-/// Discs drift over an evening sky, and a clock runs.
+/// Discs drift over an evening sky, and a clock hand turns.
 class DemoScene {
  public:
     DemoScene(Surface& canvas, Random random)
@@ -106,7 +91,7 @@ class DemoScene {
             discs_.push_back(
                 {18.0 + random.below(44), random.below(628) / 100.0, 0.5 + random.below(100) / 100.0, tint});
         picture_ = backdrop_;
-        canvas.put(picture_);
+        canvas.setBackground(canvas.store(backdrop_));
     }
 
     void step(double seconds) {
@@ -118,12 +103,8 @@ class DemoScene {
         paintClock(seconds);
         changed.insert(changed.end(), painted_.begin(), painted_.end());
         for (const Area& area : changed) {
-            const int left = std::max(area.x, 0);
-            const int top = std::max(area.y, 0);
-            const int right = std::min(area.x + area.width, picture_.width());
-            const int bottom = std::min(area.y + area.height, picture_.height());
-            if (right > left && bottom > top)
-                canvas_.put(picture_, {left, top, right - left, bottom - top}, left, top);
+            const Area inside = picture_.clipped(area);
+            if (inside.width > 0 && inside.height > 0) canvas_.put(picture_, inside, inside.x, inside.y);
         }
     }
 
@@ -144,16 +125,16 @@ class DemoScene {
         painted_.push_back(
             {static_cast<int>(x) - reach, static_cast<int>(y) - reach, 2 * reach + 1, 2 * reach + 1});
     }
+    /// A hand that turns around in ten seconds.
     void paintClock(double seconds) {
-        constexpr int scale = 10;
-        char text[40];
-        std::snprintf(text, sizeof text, "%02d:%02d.%01d", static_cast<int>(seconds) / 60,
-                      static_cast<int>(seconds) % 60, static_cast<int>(seconds * 10) % 10);
-        const int width = 7 * Font::advance * scale;
-        const int height = Font::glyphHeight * scale;
-        const Area area{(picture_.width() - width) / 2, (picture_.height() - height) / 2, width, height};
-        picture_.text(area.x, area.y, text, 0xffffff, scale);
-        painted_.push_back(area);
+        const double angle = seconds * 2 * std::numbers::pi / 10;
+        const int length = picture_.height() / 5;
+        const int x = picture_.width() / 2;
+        const int y = picture_.height() / 2;
+        for (int i = 0; i < length; i += 4)
+            picture_.disc(x + i * std::sin(angle), y - i * std::cos(angle), 6, 0xffffff);
+        const int reach = length + 8;
+        painted_.push_back({x - reach, y - reach, 2 * reach, 2 * reach});
     }
 
     Surface& canvas_;
@@ -172,7 +153,7 @@ Scene demo(Surface& canvas, Random random) {
 
 const SceneMakers& basicScenes() {
     static const SceneMakers makers{
-        {"demo", demo}, {"flash", flash}, {"moving", moving}, {"random", rectangles}, {"still", still}};
+        {"demo", demo}, {"flash", flash}, {"moving", moving}, {"random", rectangles}};
     return makers;
 }
 

@@ -31,19 +31,13 @@ Surface::Surface(std::shared_ptr<XcbConnection> connection, const Area& area, co
     if (connection_->screen()->root_depth != 24)
         throw std::runtime_error("Scenes are played on displays of depth 24 only");
     create(area, title);
-    context_ = xcb_generate_id(this->connection());
-    // No event for each copy from a covered place.
-    const std::uint32_t noExposures = 0;
-    xcb_create_gc(this->connection(), context_, window_, XCB_GC_GRAPHICS_EXPOSURES, &noExposures);
-    xcb_map_window(this->connection(), window_);
     xcb_flush(this->connection());
-    awaitExposure();
-}
-
-Surface::~Surface() {
-    xcb_free_gc(connection(), context_);
-    xcb_destroy_window(connection(), window_);
-    xcb_flush(connection());
+    while (const XcbReply<xcb_generic_event_t> event{xcb_wait_for_event(this->connection())}) {
+        if ((event->response_type & 0x7f) == XCB_EXPOSE &&
+            reinterpret_cast<const xcb_expose_event_t*>(event.get())->window == window_)
+            return;
+    }
+    throw std::runtime_error("The display went away");
 }
 
 void Surface::create(const Area& area, const std::string& title) {
@@ -59,34 +53,27 @@ void Surface::create(const Area& area, const std::string& title) {
     static constexpr char name[] = "lumicrate-scene\0Lumicrate-scene";  // instance and class, as a pair
     xcb_change_property(connection(), XCB_PROP_MODE_REPLACE, window_, XCB_ATOM_WM_CLASS, XCB_ATOM_STRING, 8,
                         sizeof name, name);
+    context_ = xcb_generate_id(connection());
+    // No event for each copy from a covered place.
+    const std::uint32_t noExposures = 0;
+    xcb_create_gc(connection(), context_, window_, XCB_GC_GRAPHICS_EXPOSURES, &noExposures);
+    xcb_map_window(connection(), window_);
 }
 
-void Surface::awaitExposure() {
-    while (const XcbReply<xcb_generic_event_t> event{xcb_wait_for_event(connection())}) {
-        if ((event->response_type & 0x7f) == XCB_EXPOSE &&
-            reinterpret_cast<const xcb_expose_event_t*>(event.get())->window == window_)
-            return;
-    }
-    throw std::runtime_error("The display went away");
-}
-
-std::shared_ptr<Surface::Stored> Surface::store(const Image& image) {
+xcb_pixmap_t Surface::store(const Image& image) {
     const auto pixmap = xcb_generate_id(connection());
     xcb_create_pixmap(connection(), 24, pixmap, window_, length(image.width()), length(image.height()));
-    auto stored = std::make_shared<Stored>(connection(), pixmap);
     putInto(pixmap, image, {0, 0, image.width(), image.height()}, 0, 0);
-    return stored;
+    return pixmap;
 }
 
-void Surface::setBackground(const Image& image) {
-    const auto stored = store(image);  // the server keeps it while it is the background
-    const std::uint32_t pixmap = stored->id();
-    xcb_change_window_attributes(connection(), window_, XCB_CW_BACK_PIXMAP, &pixmap);
+void Surface::setBackground(xcb_pixmap_t image) {
+    xcb_change_window_attributes(connection(), window_, XCB_CW_BACK_PIXMAP, &image);
     xcb_clear_area(connection(), 0, window_, 0, 0, 0, 0);
 }
 
-void Surface::copy(const Stored& image, const Area& from, int x, int y) {
-    xcb_copy_area(connection(), image.id(), window_, context_, coordinate(from.x), coordinate(from.y),
+void Surface::copy(xcb_pixmap_t image, const Area& from, int x, int y) {
+    xcb_copy_area(connection(), image, window_, context_, coordinate(from.x), coordinate(from.y),
                   coordinate(x), coordinate(y), length(from.width), length(from.height));
 }
 
@@ -126,9 +113,7 @@ void Surface::moveTo(int x, int y) {
 }
 
 void Surface::sync() {
-    const XcbReply<xcb_get_input_focus_reply_t> reply(
-        xcb_get_input_focus_reply(connection(), xcb_get_input_focus(connection()), nullptr));
-    if (!reply) throw std::runtime_error("The display went away");
+    if (!connection_->sync()) throw std::runtime_error("The display went away");
     while (const XcbReply<xcb_generic_event_t> event{xcb_poll_for_event(connection())}) {
         // Discarded, so that the queue does not grow.
     }

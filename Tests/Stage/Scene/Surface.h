@@ -12,21 +12,6 @@ namespace lumicrate::stage {
 
 class Surface {
  public:
-    /// A picture kept by the X server.
-    class Stored {
-     public:
-        Stored(xcb_connection_t* connection, xcb_pixmap_t pixmap)
-            : connection_(connection), pixmap_(pixmap) {}
-        Stored(const Stored&) = delete;
-        Stored& operator=(const Stored&) = delete;
-        ~Stored() { xcb_free_pixmap(connection_, pixmap_); }
-        xcb_pixmap_t id() const { return pixmap_; }
-
-     private:
-        xcb_connection_t* connection_;
-        xcb_pixmap_t pixmap_;
-    };
-
     /// The canvas of a scene, which covers the screen of $DISPLAY. Throws std::runtime_error.
     static std::unique_ptr<Surface> openCanvas(const std::string& title);
     /// Another window, above all others. Throws std::runtime_error.
@@ -34,25 +19,21 @@ class Surface {
         return std::make_unique<Surface>(connection_, area, title);
     }
 
-    /// A window that no window manager manages. Returns when it is visible. Throws std::runtime_error.
+    /// A window that no window manager manages; it disappears with the connection. Returns when it is
+    /// visible. Throws std::runtime_error.
     Surface(std::shared_ptr<XcbConnection> connection, const Area& area, const std::string& title);
     Surface(const Surface&) = delete;
     Surface& operator=(const Surface&) = delete;
-    ~Surface();
 
     xcb_window_t id() const { return window_; }
     int width() const { return width_; }
     int height() const { return height_; }
 
-    /// A part of the window, in hundredths of its sides.
-    Area part(int left, int top, int width, int height) const {
-        return {width_ * left / 100, height_ * top / 100, width_ * width / 100, height_ * height / 100};
-    }
-
-    std::shared_ptr<Stored> store(const Image& image);
-    /// What the server itself draws where the window is uncovered.
-    void setBackground(const Image& image);
-    void copy(const Stored& image, const Area& from, int x, int y);
+    /// Keeps an image in the X server, as long as the connection lives.
+    xcb_pixmap_t store(const Image& image);
+    /// Tiles what the server itself draws where the window is uncovered.
+    void setBackground(xcb_pixmap_t image);
+    void copy(xcb_pixmap_t image, const Area& from, int x, int y);
     void put(const Image& image, const Area& from, int x, int y);
     void put(const Image& image, int x = 0, int y = 0) {
         put(image, {0, 0, image.width(), image.height()}, x, y);
@@ -66,7 +47,6 @@ class Surface {
  private:
     xcb_connection_t* connection() const { return connection_->get(); }
     void create(const Area& area, const std::string& title);
-    void awaitExposure();
     void putInto(xcb_drawable_t target, const Image& image, const Area& from, int x, int y);
 
     std::shared_ptr<XcbConnection> connection_;
