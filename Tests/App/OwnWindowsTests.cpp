@@ -31,7 +31,7 @@ class OwnWindowsTests : public ProgramTest, public testing::WithParamInterface<b
  protected:
     OwnWindowsTests() : ProgramTest({.display = {width, height, false, false}, .sound = false}) {
         setCompositor(GetParam());
-        scene.emplace(std::vector<std::string>{"moving", "--seconds", "0"});
+        scene.emplace(std::vector<std::string>{"demo", "--seconds", "0"});
         if (GetParam()) pass(0.2);  // until the compositing manager has painted it
         pattern = Painter().read(0, 0, width, height);
         bar.emplace(display(), TestWindow::Look{.frame = barFrame, .colour = 0xff00ff});

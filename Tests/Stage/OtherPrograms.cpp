@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
-#include <functional>
 #include <sstream>
 
 namespace lumicrate::stage {
@@ -12,15 +11,14 @@ namespace {
 
 using Lines = std::vector<std::string>;
 
-Lines linesOf(
-    const std::string& text,
-    const std::function<bool(const std::string&)>& isWanted = [](const std::string&) { return true; }) {
-    Lines lines;
+/// Those lines of a text that are wanted, after the name of the program that wrote them.
+void append(
+    Lines& all, const std::string& program, const std::string& text,
+    bool (*isWanted)(const std::string&) = [](const std::string&) { return true; }) {
     std::istringstream stream(text);
     for (std::string line; std::getline(stream, line);) {
-        if (isWanted(line)) lines.push_back(line);
+        if (isWanted(line)) all.push_back(program + ": " + line);
     }
-    return lines;
 }
 
 bool isComplaint(std::string line) {
@@ -30,12 +28,6 @@ bool isComplaint(std::string line) {
                    [](unsigned char letter) { return std::tolower(letter); });
     return std::any_of(words.begin(), words.end(),
                        [&](const char* word) { return line.find(word) != std::string::npos; });
-}
-
-void append(Lines& all, const std::string& program, const Lines& more) {
-    for (const std::string& line : more) {
-        all.push_back(program + ": " + line);
-    }
 }
 
 ProgramRun decode(const std::filesystem::path& file, const Lines& options) {
@@ -58,41 +50,40 @@ bool wasPlayedToTheEnd(const ProgramRun& played) {
     return played.status == 0 && played.output.find("(End of file)") != std::string::npos;
 }
 
-Lines complaintsOfMediaInfo(const std::filesystem::path& file) {
-    const auto details = runToEnd({"mediainfo", "--Details=1", file.string()});
-    const auto isFault = [](const std::string& line) {
+void appendMediaInfo(Lines& complaints, const std::filesystem::path& file) {
+    const std::string details = runToEnd({"mediainfo", "--Details=1", file.string()}).output;
+    append(complaints, "mediainfo", details, [](const std::string& line) {
         // MediaInfo has no name for the bits that end a parameter set.
         const bool isUnknown =
             line.find("Unknown:") != std::string::npos && line.find(" bits)") == std::string::npos;
         return isComplaint(line) || isUnknown;
-    };
-    Lines lines = linesOf(details.output, isFault);
-    if (details.output.find("MPEG-4, finished") == std::string::npos) lines.emplace_back("doesn't finish");
+    });
+    if (details.find("MPEG-4, finished") == std::string::npos)
+        complaints.emplace_back("mediainfo: doesn't finish");
     // Its conclusions, except about the file's extension.
-    const auto summary = runToEnd({"mediainfo", file.string()});
-    append(lines, "summary", linesOf(summary.output, [](const std::string& line) {
+    append(complaints, "mediainfo", runToEnd({"mediainfo", file.string()}).output,
+           [](const std::string& line) {
                return !line.starts_with("FileExtension") && !line.starts_with("Complete name") &&
                       (isComplaint(line) || line.find("Conformance") != std::string::npos);
-           }));
-    return lines;
+           });
 }
 
 }  // namespace
 
 std::vector<std::string> complaintsAbout(const std::filesystem::path& file) {
     Lines complaints;
-    const auto probed =
-        runToEnd({"ffprobe", "-v", "error", "-show_format", "-show_streams", "-show_packets", file.string()});
-    append(complaints, "ffprobe", linesOf(probed.error));
+    append(
+        complaints, "ffprobe",
+        runToEnd({"ffprobe", "-v", "error", "-show_format", "-show_streams", "-show_packets", file.string()})
+            .error);
     const auto decoded = decode(file, {"-xerror"});
-    append(complaints, "ffmpeg", linesOf(decoded.everything()));
+    append(complaints, "ffmpeg", decoded.everything());
     if (decoded.status != 0) complaints.push_back("ffmpeg: status " + std::to_string(decoded.status));
-    append(complaints, "mediainfo", complaintsOfMediaInfo(file));
+    appendMediaInfo(complaints, file);
     const auto played = play(file);
-    append(complaints, "mpv", linesOf(played.everything(), [](const std::string& line) {
-               return line.starts_with("[") || isComplaint(line);
-           }));
-    if (!wasPlayedToTheEnd(played)) complaints.push_back("mpv: doesn't play to the end");
+    append(complaints, "mpv", played.everything(),
+           [](const std::string& line) { return line.starts_with("[") || isComplaint(line); });
+    if (!wasPlayedToTheEnd(played)) complaints.emplace_back("mpv: doesn't play to the end");
     return complaints;
 }
 

@@ -142,13 +142,12 @@ unsigned SoundServer::addSpeaker(const std::string& name, const std::string& des
 }
 
 SoundServer::Microphone SoundServer::addMicrophone(const std::string& name, const std::string& description) {
-    Microphone added;
-    added.feed = addSpeaker(name + "feed", description + " feed");
-    added.source = loadModule(
+    const unsigned feed = addSpeaker(name + "feed", description + " feed");
+    const unsigned source = loadModule(
         "module-remap-source",
         {"master=" + name + "feed.monitor", "source_name=" + name, properties("source", description)});
     awaitDevice("sources", name);
-    return added;
+    return {feed, source};
 }
 
 void SoundServer::setDefault(const std::string& kind, const std::string& name) {

@@ -4,7 +4,6 @@
 #include <csignal>
 #include <cstdio>
 #include <exception>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -21,23 +20,20 @@ struct Request {
     std::vector<std::string> command;
 };
 
-std::optional<Request> parse(const std::vector<std::string>& arguments) {
+/// No command when the options are not understood.
+Request parse(const std::vector<std::string>& arguments) {
     Request request;
     auto& display = request.desktop.display;
     for (auto argument = arguments.begin(); argument != arguments.end(); ++argument) {
-        if (*argument == "--") {
-            request.command.assign(argument + 1, arguments.end());
+        if (*argument == "--no-sound") {
+            request.desktop.sound = false;
+        } else if (*argument == "--size" && argument + 1 != arguments.end()) {
+            if (std::sscanf((++argument)->c_str(), "%dx%d", &display.width, &display.height) != 2) break;
+        } else {
+            if (*argument == "--") request.command.assign(argument + 1, arguments.end());
             break;
         }
-        if (*argument == "--size" && argument + 1 != arguments.end()) {
-            if (std::sscanf((++argument)->c_str(), "%dx%d", &display.width, &display.height) != 2) return {};
-        } else if (*argument == "--no-sound") {
-            request.desktop.sound = false;
-        } else {
-            return {};
-        }
     }
-    if (request.command.empty()) return {};
     return request;
 }
 
@@ -66,12 +62,12 @@ int run(const Request& request) {
 
 int main(int argc, char** argv) {
     const auto request = lumicrate::stage::parse({argv + 1, argv + argc});
-    if (!request) {
+    if (request.command.empty()) {
         std::fputs(lumicrate::stage::usage, stderr);
         return 2;
     }
     try {
-        return lumicrate::stage::run(*request);
+        return lumicrate::stage::run(request);
     } catch (const std::exception& error) {
         std::fprintf(stderr, "lumicrate-stage: %s\n", error.what());
         return 1;

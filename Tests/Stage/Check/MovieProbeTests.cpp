@@ -10,38 +10,20 @@ namespace lumicrate::stage {
 namespace {
 
 /// A second of red, then a second of blue, at ten pictures a second, and a tone that begins with the blue.
-std::filesystem::path makeMovie(const std::filesystem::path& file, const std::vector<std::string>& options) {
-    std::vector<std::string> command{
-        "ffmpeg",
-        "-v",
-        "error",
-        "-nostdin",
-        "-f",
-        "lavfi",
-        "-i",
-        "color=c=red:s=64x48:r=10:d=1[a];color=c=blue:s=64x48:r=10:d=1[b];[a][b]concat,"
-        "scale=out_color_matrix=bt709,format=yuv420p",
-        "-f",
-        "lavfi",
-        "-i",
-        "aevalsrc='if(gte(t,1),0.5*sin(2*PI*1000*t),0)':s=48000:d=2",
-        "-c:v",
-        "libx264",
-        "-c:a",
-        "aac",
-        "-colorspace",
-        "bt709"};
-    command.insert(command.end(), options.begin(), options.end());
-    command.push_back(file.string());
-    runProgram(command);
+std::filesystem::path makeMovie(const std::filesystem::path& file, const std::string& options) {
+    runProgram({"sh", "-c",
+                "ffmpeg -v error -nostdin -f lavfi -i 'color=red:64x48:10:1[a];color=blue:64x48:10:1[b];"
+                "[a][b]concat,scale=out_color_matrix=bt709,format=yuv420p' -f lavfi -i "
+                "'aevalsrc=if(gte(t\\,1)\\,0.5*sin(2*PI*1000*t)\\,0):s=48000:d=2' -colorspace bt709 " +
+                    options + " " + file.string()});
     return file;
 }
 
 TEST(MovieProbe, PresentsPicturesAndSoundAsAPlayerDoes) {
     const test::TemporaryFolder folder;
-    MovieProbe probe(makeMovie(folder / "movie.mp4", {"-bf", "2"}));
+    MovieProbe probe(makeMovie(folder / "movie.mp4", "-bf 2"));
     EXPECT_FALSE(probe.indexInFront());
-    EXPECT_TRUE(MovieProbe(makeMovie(folder / "front.mp4", {"-movflags", "+faststart"})).indexInFront());
+    EXPECT_TRUE(MovieProbe(makeMovie(folder / "front.mp4", "-movflags +faststart")).indexInFront());
     const auto times = probe.pictureTimes();
     ASSERT_EQ(times.size(), 20U);
     for (std::size_t i = 0; i < times.size(); ++i)
@@ -61,7 +43,7 @@ TEST(MovieProbe, PresentsPicturesAndSoundAsAPlayerDoes) {
 
 TEST(MovieProbe, LeavesOutWhatAnEditListHides) {
     const test::TemporaryFolder folder;
-    const auto whole = makeMovie(folder / "whole.mp4", {"-g", "100", "-bf", "0"});
+    const auto whole = makeMovie(folder / "whole.mp4", "-g 100 -bf 0");
     const auto cut = folder / "cut.mp4";
     runProgram({"ffmpeg", "-v", "error", "-nostdin", "-ss", "0.5", "-i", whole, "-c", "copy", cut});
     MovieProbe probe(cut);

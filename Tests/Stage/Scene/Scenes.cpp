@@ -81,9 +81,10 @@ class DemoScene {
         : canvas_(canvas), backdrop_(canvas.width(), canvas.height()), picture_(backdrop_) {
         const int width = canvas.width();
         const int height = canvas.height();
-        for (int y = 0; y < height; ++y)
-            backdrop_.fill({0, y, width, 1},
-                           color(24 + 90 * y / height, 20 + 40 * y / height, 60 + 40 * y / height));
+        for (int y = 0; y < height; ++y) {
+            for (int x = 0; x < width; ++x)
+                backdrop_.set(x, y, color(24 + 90 * y / height, 20 + 40 * x / width, 60 + 40 * y / height));
+        }
         for (int i = 0; i < 90; ++i)
             backdrop_.disc(random.below(width), random.below(height), 1 + random.below(2), 0xc0bfe0);
         constexpr Color tints[] = {0xf6d32d, 0xff7800, 0xe01b24, 0x9141ac, 0x3584e4, 0x33d17a, 0xffffff};
