@@ -1,5 +1,5 @@
-// TestWindow: an application's window or an unmanaged panel, and requests to the window manager. Painter: a
-// program that draws on the screen.
+// TestWindow: an application's window or an unmanaged panel, and requests to the window manager.
+// ScreenPainter: a program that draws on the screen.
 #pragma once
 
 #include "Linux/X11/Pixels/BgraPicture.h"
@@ -128,9 +128,9 @@ inline void raise(TestWindow& window) {
 }
 
 /// A program that draws on the screen, changes monitors and pointer, and reads the screen.
-class Painter {
+class ScreenPainter {
  public:
-    explicit Painter(const std::string& displayName)
+    explicit ScreenPainter(const std::string& displayName)
         : displayName_(displayName), connection_(displayName), context_(connection_.generateId()) {
         xcb_create_gc(xcb(), context_, root(), 0, nullptr);
         connection_.await(xcb_randr_query_version_reply, xcb_randr_query_version(xcb(), 1, 5));

@@ -151,7 +151,7 @@ struct ScreenStage {
     Picture expected(const PixelRect& rect = {0, 0, width, height}) { return Picture(painter.screen(rect)); }
 
     stage::Xvfb server;
-    Painter painter{server.displayName()};
+    ScreenPainter painter{server.displayName()};
     SCStreamConfiguration configuration;
     FrameCollector frames;
     std::optional<x11::ScreenSource> source;

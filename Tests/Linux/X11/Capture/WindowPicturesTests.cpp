@@ -113,7 +113,7 @@ TEST_P(WindowPicturesTests, PicturesAreScaledDownUniformlyAndNeverEnlarged) {
 }
 
 TEST_P(WindowPicturesTests, ADisplayIsCapturedWithoutThePointer) {
-    test::Painter painter(server.displayName());
+    test::ScreenPainter painter(server.displayName());
     painter.setMonitor("LEFT", {0, 180, 150, 100});
     painter.setMonitor("RIGHT", {150, 0, 250, 300});
     TestWindow ground = show({.frame = {0, 0, 400, 300}});

@@ -102,7 +102,7 @@ TEST(DisplaysTests, MonitorsAreDisplaysInPointsWithConstantIds) {
     EXPECT_EQ(displays.bounds(all[0].displayID), all[0].frame);
     EXPECT_TRUE(displays.bounds(all[0].displayID + 1).isEmpty());
 
-    test::Painter painter(server.displayName());
+    test::ScreenPainter painter(server.displayName());
     painter.setMonitor("left", {0, 0, 300, 600});
     painter.setMonitor("right", {300, 0, 500, 600});
     const auto find = [&](const std::string& name) {

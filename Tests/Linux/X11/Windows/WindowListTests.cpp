@@ -299,7 +299,7 @@ class ContentWatchTests : public WindowListTests {
 
 TEST_F(ContentWatchTests, EveryKindOfChangeIsNoticed) {
     begin(false);
-    test::Painter painter(server->displayName());
+    test::ScreenPainter painter(server->displayName());
     TestWindow window = show({.frame = {10, 10, 200, 100}, .managed = true});
     TestWindow panel = show({.frame = {20, 20, 80, 40}});
     std::optional<TestWindow> another;
@@ -351,7 +351,7 @@ TEST_F(ContentWatchTests, ChangesInsideFramesAreNoticed) {
 TEST_F(ContentWatchTests, BurstsAreLimitedButTheirEndIsNoticedAndOtherEventsAreIgnored) {
     begin(false);
     TestWindow window = show({.frame = {0, 0, 200, 100}, .managed = true});
-    test::Painter painter(server->displayName());
+    test::ScreenPainter painter(server->displayName());
     std::atomic<bool> atEnd = false;  // at the last call
     const ContentWatch watch(
         [&] {
