@@ -72,8 +72,6 @@ TEST_F(PanelPixelTests, HigherLevelsCoverLowerOnes) {
 
 class ComposedPanelPixelTests : public PanelPixelTests, public testing::WithParamInterface<bool> {
  protected:
-    bool composited() const { return GetParam(); }
-
     Composition composition{GetParam()};
 };
 
@@ -84,8 +82,8 @@ TEST_P(ComposedPanelPixelTests, AreaFrameIsOnlyALine) {
     frame.show({20, 30, 160, 100}, main);
     const double left = main.frame.x + 20;
     const double top = main.frame.maxY() - 30;
-    const Rgb line = composited() ? over(lineColor, 0.9, Application::color) : lineColor;
-    const Rgb gap = composited() ? Application::color : white;
+    const Rgb line = GetParam() ? over(lineColor, 0.9, Application::color) : lineColor;
+    const Rgb gap = GetParam() ? Application::color : white;
     EXPECT_TRUE(comesToShow(left, top + 2.5, line));
     EXPECT_TRUE(comesToShow(left + 9, top + 2.5, gap)) << "after the first dash";
     int red = 0;
@@ -111,7 +109,7 @@ TEST_P(ComposedPanelPixelTests, CountdownIsANumberInARoundedSquare) {
     executor.drain();
     const double x = main.frame.midX();
     const double y = main.frame.midY();
-    const Rgb plate = composited() ? over({0, 0, 0}, 0.6, Application::color) : Rgb{28, 29, 34};
+    const Rgb plate = GetParam() ? over({0, 0, 0}, 0.6, Application::color) : Rgb{28, 29, 34};
     EXPECT_TRUE(comesToShow(x - 90, y, plate));
     EXPECT_EQ(seenAt(x - 98, y + 98), Application::color) << "outside of the rounded corner";
     EXPECT_TRUE(runUntil([&] {
@@ -138,10 +136,10 @@ TEST_P(ComposedPanelPixelTests, RingsAppearAndLeaveNothingBehind) {
     executor.advance(272ms);
     const double radius = 23 * (0.4 + 0.85 * 0.68);
     const Rgb yellow{0xff, 0xcc, 0x00};
-    const Rgb line = over(yellow, composited() ? 0.32 : 1, Application::color);
+    const Rgb line = over(yellow, GetParam() ? 0.32 : 1, Application::color);
     EXPECT_TRUE(comesToShow(x + radius, y, line, 24));
     EXPECT_TRUE(comesToShow(x, y - radius, line, 24));
-    EXPECT_TRUE(comesToShow(x, y, over(yellow, composited() ? 0.3 * 0.32 : 0, Application::color)));
+    EXPECT_TRUE(comesToShow(x, y, over(yellow, GetParam() ? 0.3 * 0.32 : 0, Application::color)));
     EXPECT_EQ(seenAt(x + 29, y + 29), Application::color);
     EXPECT_EQ(highlighter.windowNumber(), number);
     executor.advance(300ms);
