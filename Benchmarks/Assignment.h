@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Assignment: what every recorder is told to record, and one recording of one recorder.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // lumicrate-bench: measures the cost and the result of recording, compared with other recorders.
 #include "Benchmarks/BenchRequest.h"
 #include "Benchmarks/Performance.h"

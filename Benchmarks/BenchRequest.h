@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // BenchRequest: the parsed command line of lumicrate-bench.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Clip: pictures as capture delivers them, generated without a screen.
 //
 // They are played forwards and backwards alternately, so that a clip of any length has changes as on a

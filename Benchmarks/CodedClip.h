@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // CodedClip: keeps encoded samples, to decode them and compare them with their pictures.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Lumicrate's command line with a window of its own over the middle of the screen. Such windows are left out
 // of recordings, so this measures the cost of composing the picture below it.
 

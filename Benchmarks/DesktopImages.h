@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // What the desktops in benchmarks show: pages of text and windows, with a font of its own.
 #pragma once
 

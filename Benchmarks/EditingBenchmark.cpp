@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Measures trimming, mixing and converting a recording as whole processes, compared with FFmpeg.
 //
 //   lumicrate-editing-bench [FOLDER] [MINUTES]

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Measures the encoders picture by picture for several screen contents, to compare settings without whole
 // recordings.
 //

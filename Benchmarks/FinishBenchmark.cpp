@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Measures the time from the last sample to the finished file for several lengths of recordings, compared
 // with FFmpeg, which copies the media to put the index in front.
 //

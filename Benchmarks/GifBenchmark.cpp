@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Measures the cost of a GIF and its similarity to the movie, compared with the usual FFmpeg command with a
 // palette, which decodes, scales and writes the same: 12 frames a second, 640 pixels wide.
 //

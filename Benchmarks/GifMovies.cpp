@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "Benchmarks/GifMovies.h"
 
 #include "Benchmarks/Clip.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // GifMovies: recordings for the GIF benchmark.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // GifQuality: the similarity of a GIF to the movie that it was made of.
 #pragma once
 

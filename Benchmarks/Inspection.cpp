@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "Benchmarks/Inspection.h"
 
 #include "Tests/Stage/Measure.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Inspection: which of a scene's numbered steps a movie shows, and how well.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Measures the pixel kernels between the screen and the encoder, on full HD pictures.
 
 #include "Linux/Media/Encoding/MacroblockMap.h"

@@ -1,9 +1,10 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Measures the library with many recordings: the list, their lengths, and one change in the folder.
 //
 //   lumicrate-library-bench [FOLDER] [COUNT]
 
-#include "App/RecorderServices.h"
 #include "App/QtExecutor.h"
+#include "App/RecorderServices.h"
 #include "Linux/Desktop/FileManager.h"
 #include "Linux/Desktop/FolderWatch.h"
 #include "Linux/Desktop/Workspace.h"

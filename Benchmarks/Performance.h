@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Performance: measures a recorder and the X server while the recorder records a scene.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Recorder: a program that records the screen, and how to start and stop it.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Report: measurements as a table and as JSON.
 #pragma once
 

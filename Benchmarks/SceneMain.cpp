@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // lumicrate-bench-scene: plays the scenes of lumicrate-bench.
 #include "Benchmarks/DesktopImages.h"
 #include "Tests/Stage/Scene/Scene.h"

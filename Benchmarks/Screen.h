@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Screen: what an X display shows at a moment, as the luma that a perfect recorder would write.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Stagehand: plays a scene on a display, and pauses it.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Headers that nearly every test includes, precompiled once.
 #pragma once
 

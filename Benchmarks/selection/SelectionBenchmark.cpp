@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Measures a step of a selection, from the pointer event to the pixels on the server, on a private display of
 // 3840 × 2160; the same with a full repaint each time; and the time from the start of a selection to the
 // dimmed screen at 1920 × 1080 with twelve windows.

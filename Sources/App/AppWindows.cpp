@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "App/AppWindows.h"
 
 #include "Lumicrate/Library/DerivedFiles.h"

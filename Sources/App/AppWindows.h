@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // AppWindows: the application's windows, each created when it is first shown.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // ControlMethods: the names and handlers of the application's commands on the session bus.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // DesktopApp: the desktop application: tray icon, windows, shortcuts.
 #pragma once
 

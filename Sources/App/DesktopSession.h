@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // DesktopSession: screens, global shortcuts, mouse clicks and the recorder's overlays of the desktop
 // application.
 #pragma once

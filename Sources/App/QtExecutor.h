@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // QtExecutor: runs the recorder's main-thread work on the Qt event loop.
 #pragma once
 

@@ -1,9 +1,10 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // RecorderServices: the recorder and the parts that work for it, wired to the system services.
 #pragma once
 
 #include "App/SystemServices.h"
-#include "Lumicrate/Library/RecordingFolder.h"
 #include "Lumicrate/Library/DurationReader.h"
+#include "Lumicrate/Library/RecordingFolder.h"
 #include "Lumicrate/Movie/AudioMixdown.h"
 #include "Lumicrate/Recording/ScreenRecorder.h"
 #include "Lumicrate/Shortcuts/HotKeyCenter.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Recovery: finishes recordings that a crash or a power cut interrupted.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Signals: delivers Unix signals as events of the Qt loop.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // SystemServices: the adapters to the operating system that every command needs, created once.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Finished movie files: their properties, and the files that are made from them.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Movie writing: the asset writer and its inputs, one for each track.
 #pragma once
 

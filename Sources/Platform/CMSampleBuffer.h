@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Sample buffers: the frames and sound that capture delivers to the movie writer.
 //
 // A CMSampleBuffer is a small value that shares the media it refers to; copying one copies no pixels.

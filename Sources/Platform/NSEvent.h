@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Key and mouse events, and the monitors that receive them.
 #pragma once
 

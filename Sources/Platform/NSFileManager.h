@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The file system and the wall clock, as far as the recorder and its library need them.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // NSPanel: a window above all others that normally does not take the keyboard focus.
 #pragma once
 

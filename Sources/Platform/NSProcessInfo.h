@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // NSProcessInfo: this process, the sleep of the computer, and activities that keep the display awake.
 #pragma once
 

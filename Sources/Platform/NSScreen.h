@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // NSScreen: the screens on which panels are placed.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // NSUserDefaults: the preferences of the user.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // NSWorkspace: opens files in other programs, and shows them in the file viewer.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // SCScreenshotManager: still pictures of windows and displays.
 #pragma once
 

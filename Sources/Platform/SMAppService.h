@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // SMAppService: starts this program when the user logs in.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // SampleSource: a producer of one kind of samples. A capture stream combines several of them.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Screen capture: displays, windows and applications that can be captured, and the streams that capture them.
 //
 // Coordinates are points with y downwards. Display frames and window frames are global, with the origin at

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // DispatchQueue: a serial queue for work off the main thread, and SerialQueue, which runs it on a thread.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Executor: the event loop of the main thread. Work is posted to it or run after a delay.
 #pragma once
 

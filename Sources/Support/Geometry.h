@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Plane geometry in double precision: points, sizes and rectangles, and whole-pixel rectangles.
 //
 // The types do not state whether y grows up or down, or whether they hold points or pixels; each interface

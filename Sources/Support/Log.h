@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Log: timed lines that explain what the program found and decided, for bug reports. Off by default.
 //
 // The environment variable LUMICRATE_LOG switches areas on: a comma-separated list of area names, or "all".

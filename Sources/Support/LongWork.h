@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // LongWork: progress and cancellation of work that takes seconds or minutes, and running it off the main
 // thread.
 #pragma once

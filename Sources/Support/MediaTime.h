@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // CMTime: a media time as an exact fraction of seconds, and the clock that timestamps captured samples.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // NotificationCenter: named notifications between parts that do not know each other. Main thread only.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Coroutines for the recorder's multi-step operations: Task, RunningTask, sleepFor and Completion.
 //
 // All tasks run on one Executor's thread. Destroying a task while it waits cancels it: its frame and the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Choosing what to record on the screen of the real application by mouse and keys, judged by the recordings.
 #include "Linux/X11/Pixels/BgraPicture.h"
 #include "Tests/App/DesktopAppTest.h"

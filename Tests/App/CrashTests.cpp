@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Recordings whose program is killed: the file that is left can be played, reaches to at most a second before
 // the end, and becomes an ordinary movie with the next start.
 #include "Tests/App/ProgramTest.h"

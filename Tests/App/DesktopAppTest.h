@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // DesktopAppTest: the desktop application on a private desktop, driven by keys, clicks and commands.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The application, driven as a person drives it: by keys and clicks, on a desktop with a window manager.
 #include "Tests/App/DesktopAppTest.h"
 #include "Tests/App/SessionManager.h"

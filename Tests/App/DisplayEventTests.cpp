@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Recordings of a monitor that is moved, resized, rotated or removed meanwhile.
 #include "Tests/App/ProgramTest.h"
 

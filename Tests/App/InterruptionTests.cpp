@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Recordings that are cut short or disturbed: by signals, by the display or the sound server going away, and
 // by the disk.
 #include "Tests/App/ProgramTest.h"

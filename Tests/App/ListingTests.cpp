@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The commands that print what there is: sources, recordings and diagnose.
 #include "Tests/App/ProgramTest.h"
 #include "Tests/Linux/X11/TestWindow.h"

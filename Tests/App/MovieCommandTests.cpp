@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The commands that make something of a finished movie: mix, convert, gif and trim.
 #include "Tests/App/ProgramTest.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The application's own windows in its recordings: a real recorder in this process, which owns the windows,
 // over a picture that another process shows.
 #include "App/RecorderServices.h"

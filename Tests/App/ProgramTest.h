@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // ProgramTest: runs the real program on a private desktop. Tests judge it by its output and its movies.
 #pragma once
 

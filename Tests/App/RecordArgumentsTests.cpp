@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "App/CommandLine/RecordArguments.h"
 #include "App/CommandLine/StatusLine.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The real program on a private desktop, judged by the movies it leaves.
 #include "Tests/App/ProgramTest.h"
 #include "Tests/Stage/Measure.h"
@@ -287,11 +288,14 @@ TEST_F(RecordTests, WithoutASoundServerOnlyThePictureIsRecorded) {
 }
 
 TEST_F(RecordTests, ACountdownCanBeCancelled) {
-    Program program({"record", "--countdown", "--no-system-audio", "--no-microphone", "--output", file});
-    // The countdown is not visible from outside; a signal before it cancels as well.
-    pass(0.5);
+    Program program({"record", "--countdown", "--no-system-audio", "--no-microphone", "--output", file},
+                    {{"LUMICRATE_LOG", "recorder"}});
+    ASSERT_TRUE(eventually(
+        [&] { return program.process().standardError().find("state countingDown") != std::string::npos; }));
     program.process().signal(SIGINT);
-    expectFailure(program.end(), 1, "Cancelled before the recording began.");
+    const Outcome outcome = program.end();
+    EXPECT_EQ(outcome.status, 1);
+    EXPECT_THAT(outcome.error, testing::HasSubstr("lumicrate: Cancelled before the recording began."));
     EXPECT_FALSE(std::filesystem::exists(file));
 }
 

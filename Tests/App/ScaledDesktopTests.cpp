@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // A desktop with more than one pixel per point: everything is listed and requested in points, and recorded
 // with all its pixels.
 #include "Tests/App/ProgramTest.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "Tests/App/SessionManager.h"
 
 #include <X11/SM/SMlib.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // SessionManager: an X session manager with one client, for tests of the end of a login session.
 #pragma once
 

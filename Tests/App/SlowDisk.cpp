@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // A disk that is slow for a while, as the program sees it: preloaded, this makes every write take as long as
 // LUMICRATE_SLOW_DISK says, "RATE SECONDS": so many bytes a second, from the first write on for so many
 // seconds.

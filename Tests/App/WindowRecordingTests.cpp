@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Recordings of a window that is moved, resized, covered and closed. Every cell of the window has a colour
 // that tells its place in the window.
 #include "Tests/App/ProgramTest.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // check(): an invariant that a fuzz target verifies.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Runs a fuzz target without libFuzzer: first on the files of a corpus, then on random mutations of them.
 //
 //     PROGRAM [-runs=N] [-seed=N] FILE-OR-FOLDER…

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Lets libFuzzer use Mutations: its own mutations hardly ever leave a movie readable.
 #include "Tests/Fuzz/Mutations.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Any bytes can be read as a movie's headers, and the result has sensible numbers.
 #include "Linux/Media/IsoBmff/MovieSummary.h"
 #include "Tests/Fuzz/Check.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Mutations: random damage to files that are made of boxes.
 #pragma once
 

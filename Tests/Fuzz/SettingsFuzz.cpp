@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Every preference can be read from any settings file, and a value accepted from the command line is read
 // back unchanged. The first line of the input is that value, the rest the file.
 #include "App/CommandLine/OptionParser.h"

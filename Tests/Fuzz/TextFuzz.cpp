@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Any text typed as a recording's name becomes a valid file name, any movie is described in one line, and any
 // text can be read as a rectangle.
 #include "Lumicrate/Library/DerivedFiles.h"

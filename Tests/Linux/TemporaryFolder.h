@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // TemporaryFolder: a folder that is deleted with its test; and text files in it.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // A fake platform that tests control: preferences, files, screens, keys, and capture.
 #pragma once
 

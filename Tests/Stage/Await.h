@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Await: waits for what another process, thread or server does in its own time.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // ChildProcess: runs a program beside this process and never lets it outlive this process.
 //
 // The program is started directly, without a shell. The kernel kills it when the thread that started it ends,

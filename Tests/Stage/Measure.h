@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Measurements that tests and benchmarks take on sound and pictures.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // MovieBoxes: reads an MP4, M4A or QuickTime file box by box, strictly, and lists what is wrong with it.
 //
 // It is for what the recorder writes, not for what editing writes by FFmpeg's libraries.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // MovieProbe: the tracks, pictures and sound that FFmpeg's libraries find in a movie file.
 //
 // Edit lists and codec delays are applied, so that times are those that a player shows. Every reading starts

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // OtherPrograms: what FFmpeg, MediaInfo and mpv report about a movie file.
 #pragma once
 

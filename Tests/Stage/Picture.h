@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Picture: a decoded picture in the decoder's memory, and OwnedPicture: a copy of one.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // PrivateDesktop: a whole private desktop: session, display and optionally sound.
 #pragma once
 

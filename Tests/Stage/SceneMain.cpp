@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // lumicrate-scene: plays scenes for the tests and the demo.
 #include "Tests/Stage/Scene/Scene.h"
 

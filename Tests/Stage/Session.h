@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Session: a private login session in a temporary folder: home, XDG folders and a message bus.
 //
 // While it lives, this process's environment points at it, so that libraries in this process and programs

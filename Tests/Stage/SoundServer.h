@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // SoundServer: a private PipeWire with WirePlumber and pipewire-pulse, in a private session.
 //
 // It starts with the null sink "spk" ("Speaker") as the default output and the source "mic" ("Microphone") as

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // lumicrate-stage: runs a command on a private desktop and exits with its status.
 #include "Tests/Stage/PrivateDesktop.h"
 

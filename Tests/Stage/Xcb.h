@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // What the stage needs of XCB: a connection and replies that free themselves, and atoms.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Xvfb: a private X server without a screen, optionally with a window manager and a compositor.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // VirtualExecutor: an event loop under a virtual clock that tests advance.
 #pragma once
 

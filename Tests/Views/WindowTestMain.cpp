@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Runs tests of windows: a QApplication on a private desktop.
 #include "Tests/Stage/PrivateDesktop.h"
 

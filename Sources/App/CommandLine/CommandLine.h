@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // CommandLine: runs the command that a command line names, and turns errors into a sentence and an exit
 // status.
 #pragma once

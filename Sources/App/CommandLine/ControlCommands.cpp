@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The commands that talk to the running application: toggle, pause, area, status and quit.
 #include "App/CommandLine/CommandLine.h"
 #include "App/ControlMethods.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The command "diagnose": what this machine offers a recorder, as lines to paste into a bug report.
 //
 // The adapters log what they find while they are created and while the screen is captured for a moment;

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The commands that list things: sources and recordings.
 #include "App/CommandLine/CommandLine.h"
 #include "App/QtExecutor.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The commands that make something of a finished movie: trim, gif, mix and convert.
 #include "App/CommandLine/CommandLine.h"
 #include "App/CommandLine/OptionValues.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // OptionParser: parses a command's options by a table. Every command also has --help.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // OptionValues: reads and checks the values of options: numbers, times and choices.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Preferences: the stored preferences as the command "settings" shows and changes them, by key.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // RecordArguments: what a "record" command line asks for.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The command "record".
 #include "App/CommandLine/CommandLine.h"
 #include "App/CommandLine/RecordArguments.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // StatusLine: the line on a terminal that shows the progress of long work.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "Linux/Capture/CaptureKit.h"
 
 #include "Linux/Capture/CaptureStream.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // CaptureKit: screen capture with X11 for pictures and PipeWire for sound. The only place that assembles
 // streams.
 #pragma once

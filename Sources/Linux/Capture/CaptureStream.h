@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // CaptureStream: a capture stream with one source for each kind of sample.
 #pragma once
 

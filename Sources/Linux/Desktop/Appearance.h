@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Appearance: whether the desktop prefers a dark color scheme.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // FileManager and Calendar: the file system and the wall clock.
 #pragma once
 

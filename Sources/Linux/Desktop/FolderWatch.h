@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // FolderWatch: reports changes in a folder through inotify, also while the folder does not exist yet.
 #pragma once
 

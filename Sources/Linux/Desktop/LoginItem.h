@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // LoginItem: starts the program at login through an XDG autostart entry.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // ProcessInfo: activities that keep the display awake, and the time that the computer was suspended.
 #pragma once
 

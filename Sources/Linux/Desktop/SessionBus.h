@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The user's D-Bus session bus: whether there is one, and the service by which a running instance of the
 // program is controlled.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // UserDefaults: the preferences, stored in one file in the user's configuration folder.
 #pragma once
 

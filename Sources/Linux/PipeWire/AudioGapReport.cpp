@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "Linux/PipeWire/AudioGapReport.h"
 
 #include "Support/Text.h"

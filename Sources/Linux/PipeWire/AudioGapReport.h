@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // AudioGapReport: adds up the sound that is missing in a recording, and reports it in sentences for the user.
 #pragma once
 

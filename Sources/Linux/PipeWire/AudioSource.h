@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // AudioSource: captures the system's sound or a microphone.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // AudioStream: a capture stream of the sound server.
 #pragma once
 

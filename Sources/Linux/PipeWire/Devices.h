@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Devices: the microphones and cameras that the sound server provides.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // GraphWatch: the sound server's graph of devices, and a watch that follows devices, defaults and links.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // ReconnectingConnection: a connection to the sound server that is established again whenever the server
 // restarts.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Session: a connection to the sound server, and the thread that runs its loop.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // TimestampSmoother: turns the jittery reported times of audio buffers into the even times at which they were
 // captured.
 #pragma once

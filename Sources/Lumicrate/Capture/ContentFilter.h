@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The content filter of a recording: the captured display, and the windows that are excluded or included.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // ContentFollower: refreshes lists whenever the capturable displays or windows change.
 #pragma once
 

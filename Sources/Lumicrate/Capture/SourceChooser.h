@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // SourceChooser: asks the user what to record.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "Lumicrate/Capture/SourceLists.h"
 
 #include "Lumicrate/Capture/ContentFilter.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // SourceLists: the displays, windows, microphones and cameras that can be recorded.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The configuration of a recording's capture stream, and the bit rate and file format of its movie.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // followWindow: keeps the captured part of the display on a window that the user moves or resizes.
 #pragma once
 

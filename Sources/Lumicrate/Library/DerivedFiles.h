@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // DerivedFiles: names of files that are made from a recording, and the temporary file in which one is made.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // DurationReader: reads the durations of recordings in the background, in small batches.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // RecordingFolder: the folder of all recordings, their file names, and which of them are being written.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "Lumicrate/Library/RecordingLibrary.h"
 
 #include "Support/Error.h"

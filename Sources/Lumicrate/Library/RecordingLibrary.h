@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // RecordingLibrary: the list of recordings, and which of them are new.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Thumbnails: the first picture of each recording that is on screen.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // MainWindowModel: everything the main window shows, and the commands it forwards to the application.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // MessageBanners: errors and notices in the main window, until the user dismisses them.
 #pragma once
 

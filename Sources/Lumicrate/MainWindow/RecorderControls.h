@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // RecorderControls: the record button and the controls around it.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // RecordingRows: the rows of the recordings list in the main window, and the actions on them.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // SourceBar: the mode and source that the record button of the main window records.
 #pragma once
 

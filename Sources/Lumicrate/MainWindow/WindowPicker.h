@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // WindowPicker: small pictures of the windows while the user chooses one.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "Lumicrate/Movie/AudioMixdown.h"
 
 #include "Lumicrate/Library/DerivedFiles.h"

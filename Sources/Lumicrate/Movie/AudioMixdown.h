@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // AudioMixdown: mixes the audio tracks of a finished recording into one.
 #pragma once
 

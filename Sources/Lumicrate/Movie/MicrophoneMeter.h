@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // MicrophoneMeter: mutes microphone samples and measures their level.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "Lumicrate/Movie/MovieConversion.h"
 
 #include "Lumicrate/Library/DerivedFiles.h"

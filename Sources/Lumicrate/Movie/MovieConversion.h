@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Conversion of a recording to an MP4 file without encoding it again.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "Lumicrate/Movie/MovieWriter.h"
 
 #include "Support/Log.h"

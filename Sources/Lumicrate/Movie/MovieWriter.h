@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // MovieWriter: turns the live samples of one recording into one movie file.
 //
 // It receives the samples of a capture stream and passes them to an asset writer. The movie starts with the

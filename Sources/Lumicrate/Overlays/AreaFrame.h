@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // AreaFrame: marks the recorded part of a screen by a dashed line just outside of it.
 #pragma once
 

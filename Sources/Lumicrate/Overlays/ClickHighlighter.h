@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // ClickHighlighter: shows a ring that spreads and fades wherever the user clicks on the recorded screen.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // ControlBarController: shows the small bar with elapsed time, pause and stop during a recording.
 #pragma once
 

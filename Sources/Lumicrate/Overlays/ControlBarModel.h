@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // ControlBarModel: what the control bar shows of the running recording, and what its buttons do.
 #pragma once
 

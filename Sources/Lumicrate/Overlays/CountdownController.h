@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // CountdownController: counts down in the middle of a screen before a recording starts.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // InWindowCountdown: a countdown without a panel of its own. Windows of the program show its number.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // OverlayContents: what the overlay controllers require of the user interface, and helpers that they share.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // RecorderOverlays: the windows that appear on the screen around a recording, as the recorder is given them.
 #pragma once
 

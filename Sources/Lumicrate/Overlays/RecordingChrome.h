@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // RecordingChrome: the overlays that accompany one recording, shown and hidden together.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // GIFExporter: converts a recorded movie into an animated GIF that loops forever.
 #pragma once
 

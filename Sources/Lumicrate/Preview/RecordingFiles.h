@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // RecordingFiles: describes, renames and deletes the file of a recording.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "Lumicrate/Preview/Trimming.h"
 
 #include "Lumicrate/Library/DerivedFiles.h"

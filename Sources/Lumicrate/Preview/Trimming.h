@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Trimming: saves a range of a recording, as a copy or in place of the recording.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // ActiveRecording: one recording, from the choice of its file to the saved movie.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // CaptureSession: the capture stream and the movie writer of one recording.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "Lumicrate/Recording/FreeSpaceGuard.h"
 
 #include "Lumicrate/Recording/RecorderError.h"

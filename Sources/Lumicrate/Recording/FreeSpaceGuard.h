@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // FreeSpaceGuard: ends a recording before the disk is full.
 #pragma once
 

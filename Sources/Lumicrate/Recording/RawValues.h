@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // RawValues: the text of each case of an enumeration, as preferences store it.
 #pragma once
 

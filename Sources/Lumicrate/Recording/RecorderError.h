@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // RecorderError: the errors before a recording, except those of the platform.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // RecordingOptions: the options of one recording, and the preferences that they are read from.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Construction, the user's commands, and a recording from the moment it runs.
 #include "Lumicrate/Recording/ScreenRecorder.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // ScreenRecorder: runs recordings, from the record command to the saved file.
 #pragma once
 

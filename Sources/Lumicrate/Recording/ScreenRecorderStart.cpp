@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The way from the record command to running capture.
 #include "Lumicrate/Capture/StreamConfiguration.h"
 #include "Lumicrate/Overlays/CountdownController.h"

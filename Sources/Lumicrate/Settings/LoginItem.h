@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // LoginItem: the switch "Start Lumicrate when I log in".
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // SettingsModel: the settings of each page of the settings window, with labels and captions.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // ShortcutField: shows the shortcut of an action and lets the user type another one.
 #pragma once
 

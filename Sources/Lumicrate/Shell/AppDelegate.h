@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // AppDelegate: saves a running recording before the program quits.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // AppInfo: name, version, summary and licence of the program.
 #pragma once
 

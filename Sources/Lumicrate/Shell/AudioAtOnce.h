@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // AudioAtOnce: starts an audio recording at once, in place of an audio window.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // MenuBar: content of the tray icon and its menu.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // MenuItem: a menu item as data. The view creates the menu of its toolkit from it.
 #pragma once
 

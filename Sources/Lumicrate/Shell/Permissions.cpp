@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "Lumicrate/Shell/Permissions.h"
 
 #include "Support/Text.h"

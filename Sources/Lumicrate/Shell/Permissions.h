@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Permissions: which of screen, sound and camera are unavailable on this desktop, and advice for the user.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // RemoteControl: commands and status of the running application, for other programs and key bindings.
 #pragma once
 

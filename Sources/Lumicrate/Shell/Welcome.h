@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Welcome: the introduction that is shown to a new user once.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // HotKeyCenter: the actions of the system-wide key combinations.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Shortcut: a key combination, the commands that it can trigger, and the storage of these bindings.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Coordinates: converts between Qt's coordinates and the recorder's.
 //
 // The recorder uses points with y upwards from the bottom-left corner of the main screen; a point has the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // KeyMonitor: sees key presses before this program's windows handle them.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Screens: the screens that Qt reports, for placing panels on them.
 #pragma once
 

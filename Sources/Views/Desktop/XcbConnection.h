@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The toolkit's own connection to the X server, for requests that the toolkit does not offer.
 #pragma once
 

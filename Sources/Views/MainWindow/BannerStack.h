@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // BannerStack: the messages at the top of the main window.
 #pragma once
 

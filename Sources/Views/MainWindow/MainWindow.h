@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // MainWindow: what to record, the record button, and the list of recordings.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // RecorderControlsView: the record and pause buttons, the recording options, and the microphone level.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // RecordingDelegate: paints rows of recordings with a menu button, and edits their names.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // RecordingList: the list of recordings in the main window: open, rename, copy, drag out, move to the Trash.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // RecordingListModel: adapts RecordingRows to Qt's item views.
 #pragma once
 

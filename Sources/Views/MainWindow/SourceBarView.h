@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // SourceBarView: the choice of what to record, in the main window.
 #pragma once
 

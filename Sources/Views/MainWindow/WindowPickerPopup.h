@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // WindowPickerPopup: the list of windows to choose from, with thumbnails.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // AreaFrameView: the dashed line around a recorded area.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // BarButton: the buttons of all dark bars: the control bar of a recording and the bars of a selection.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // ClickRingsView: paints the rings that spread from clicks.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // CompositionWatch: observes whether a compositing manager draws the screen, so that windows can be
 // translucent.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // ControlBarView: the control bar, a dark rounded plate with the elapsed time and the buttons.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // CountdownView: a large number in a dark rounded square.
 #pragma once
 

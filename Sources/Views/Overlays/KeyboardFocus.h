@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // KeyboardFocus: gives the keyboard to windows that no window manager controls, and gives it back afterwards.
 #pragma once
 

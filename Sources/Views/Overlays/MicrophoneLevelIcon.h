@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // MicrophoneLevelIcon: a microphone symbol that fills from below with the sound level.
 #pragma once
 

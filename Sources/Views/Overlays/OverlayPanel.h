@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // OverlayPanel: the kind of window that every overlay is.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // OverlayStyle: the colours, measures, fonts and plates that all overlays share. They look the same over any
 // desktop, whether its windows are light or dark. Lengths are in points.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // OverlayWidget: base of the contents of overlay panels. A content is painted in one of two ways:
 // translucent, if there is a compositing manager, else opaque, with the window cut out along the content's
 // silhouette.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // PanelContents: creates the widgets of all overlays, each in an OverlayPanel.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // ScreenChoiceView: the content of the panel over a screen that can be chosen.
 #pragma once
 

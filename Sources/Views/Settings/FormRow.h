@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // FormRow: a row of a form: label, caption, control, and an error message below.
 #pragma once
 

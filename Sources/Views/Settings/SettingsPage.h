@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // SettingsPage: one page of the settings window: cards with rows, which scroll.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "Views/Settings/SettingsWindow.h"
 
 #include "Views/Settings/SettingsPage.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // SettingsWindow: the preferences, in pages.
 #pragma once
 

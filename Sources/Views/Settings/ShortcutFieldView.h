@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // ShortcutFieldView: the control that shows a shortcut and lets the user type another.
 #pragma once
 

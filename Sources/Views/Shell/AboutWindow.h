@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // AboutWindow: shows name, version, licence and the recordings folder.
 #pragma once
 

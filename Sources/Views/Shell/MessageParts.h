@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // MessageParts: the parts that small windows with a message are built from.
 #pragma once
 

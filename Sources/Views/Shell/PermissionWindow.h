@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // PermissionWindow: lists what cannot be reached, with advice for each.
 #pragma once
 

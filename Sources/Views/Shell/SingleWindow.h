@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // SingleWindow: keeps at most one window of each kind open.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // TrayHosts: detects whether the desktop shows tray icons, now or later.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // TrayIcon: the recorder's icon in the desktop's panel.
 #pragma once
 

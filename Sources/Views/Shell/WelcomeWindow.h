@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // WelcomeWindow: introduces the program to a new user.
 #pragma once
 

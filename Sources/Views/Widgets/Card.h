@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Card: a raised surface with separated rows.
 #pragma once
 

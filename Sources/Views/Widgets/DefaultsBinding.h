@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // DefaultsBinding: binds controls to stored preferences. A bound control always shows the stored value, also
 // when it is changed elsewhere, and stores what the user chooses at once.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // FlatButton: the buttons of this program's windows, drawn in the theme's colours.
 #pragma once
 

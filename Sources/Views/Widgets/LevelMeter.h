@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // LevelMeter: a bar that shows a sound level.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Menus: shows the recorder's menu items in Qt menus.
 #pragma once
 

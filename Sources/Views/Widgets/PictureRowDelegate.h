@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // PictureRowDelegate: paints list rows with a picture on the left and two lines of text beside it.
 #pragma once
 

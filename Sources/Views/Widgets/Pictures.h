@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Pictures: converts the recorder's pictures for painting.
 #pragma once
 

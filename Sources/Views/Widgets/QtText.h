@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // QtText: converts texts and dates for widgets.
 #pragma once
 

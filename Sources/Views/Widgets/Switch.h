@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Switch: a check box that looks like a switch.
 #pragma once
 

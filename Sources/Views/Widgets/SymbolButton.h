@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // SymbolButton: base of the program's own buttons. A button shows a symbol, a text or both, on a ground that
 // it paints itself: FlatButton in windows, in the theme's colours, and BarButton in overlays, always dark.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Theme: the colours and distances that all windows share, light and dark.
 #pragma once
 

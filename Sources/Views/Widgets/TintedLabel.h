@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // TintedLabel and SymbolLabel: text or a symbol in one of the theme's colours, light or dark.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Services on a private session bus: the program's own, and those of the desktop that it calls.
 #include "Linux/Desktop/Appearance.h"
 #include "Linux/Desktop/ProcessInfo.h"

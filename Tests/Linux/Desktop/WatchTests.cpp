@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Following folders, and the settings file, that other processes change.
 #include "Linux/Desktop/FolderWatch.h"
 #include "Linux/Desktop/UserDefaults.h"

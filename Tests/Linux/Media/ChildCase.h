@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // A test case in a process of its own, in which system calls can be made to fail.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // CountedMovie: a recording in which every picture and every sample of sound identifies its place; and the
 // checks that a movie presents exactly a part of another one.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // MovieMaker: writes a movie through the asset writer as the recorder does, but waits where the recorder
 // would drop.
 #pragma once

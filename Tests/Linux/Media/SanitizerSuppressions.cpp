@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Suppressions for the libraries that these tests run in their own process.
 //
 // x265 is not instrumented, so the race detector does not see how it synchronizes its threads; and it leaks a

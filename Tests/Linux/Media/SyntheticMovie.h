@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // SyntheticMovie: any number of fake samples that look real to a movie file, each recognizable by its size.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "Tests/Linux/Media/TestPicture.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // TestPicture: a picture in the form that capture delivers, drawn by a test.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "Linux/PipeWire/AudioSource.h"
 #include "Tests/Linux/PipeWire/SoundStage.h"
 #include "Tests/Stage/SoundServer.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The lists of devices, queried once or followed.
 #include "Linux/PipeWire/AudioSource.h"
 #include "Linux/PipeWire/Devices.h"

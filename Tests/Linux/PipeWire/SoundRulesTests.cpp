@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // What is reported of missing sound, what follows from the server's nodes, and smoothed timestamps.
 #include "Linux/PipeWire/AudioGapReport.h"
 #include "Linux/PipeWire/GraphWatch.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Player: plays tones at known times. Running: a source that records. playAndMeasure() connects the two.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // MainQueue: makes the test's thread the main thread, for adapters that post from other threads.
 #pragma once
 

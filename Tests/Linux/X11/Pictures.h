@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Pictures that tests paint, and the samples of pictures that were delivered.
 #pragma once
 

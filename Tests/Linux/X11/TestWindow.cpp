@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "Tests/Linux/X11/TestWindow.h"
 
 #include <xcb/shape.h>

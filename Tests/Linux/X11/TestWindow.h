@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // TestWindow: an application's window or an unmanaged panel, and requests to the window manager.
 // ScreenPainter: a program that draws on the screen.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // What is captured and how: content filter, stream configuration, bit rate.
 #include "Lumicrate/Capture/ContentFilter.h"
 #include "Lumicrate/Capture/StreamConfiguration.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Following a recorded window: its crop, and the overlays near it.
 #include "Tests/Lumicrate/Recording/RecorderFixture.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // A library over fake files, and what the user interface is asked for.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The recording folder, the list of recordings with their durations, and their thumbnails.
 #include "Lumicrate/Library/Thumbnails.h"
 #include "Tests/Lumicrate/Library/LibraryFixture.h"

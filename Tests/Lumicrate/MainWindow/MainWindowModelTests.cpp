@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The models of the main window: source bar, record button, banners, window pictures.
 #include "Lumicrate/MainWindow/MainWindowModel.h"
 #include "Tests/Lumicrate/Recording/RecorderFixture.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // FakeAssetWriter: an asset writer that a test controls and inspects; and samples to write.
 #pragma once
 

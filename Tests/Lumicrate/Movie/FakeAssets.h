@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // FakeAssets: movie summaries and exports that tests control.
 #pragma once
 

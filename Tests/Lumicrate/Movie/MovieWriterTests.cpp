@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "Lumicrate/Movie/MovieWriter.h"
 #include "Tests/Lumicrate/FakePlatform.h"
 #include "Tests/Lumicrate/Movie/FakeAssetWriter.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Overlay contents and panels that only record what happens to them.
 #pragma once
 

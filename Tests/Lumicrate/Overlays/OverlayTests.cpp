@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The overlays of a recording, without widgets: countdown, control bar, click highlighter and area frame.
 #include "Tests/Lumicrate/Recording/RecorderFixture.h"
 

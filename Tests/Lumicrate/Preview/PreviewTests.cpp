@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // What is done with a finished recording: describing, renaming, deleting and trimming it.
 #include "Lumicrate/Preview/RecordingFiles.h"
 #include "Lumicrate/Preview/Trimming.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Recordings that are interrupted, and recordings on a computer that slept.
 #include "Lumicrate/Recording/FreeSpaceGuard.h"
 #include "Tests/Lumicrate/Recording/RecorderFixture.h"

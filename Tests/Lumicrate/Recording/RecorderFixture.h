@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // RecorderFixture: a recorder on a fake desktop, under a virtual clock.
 #pragma once
 

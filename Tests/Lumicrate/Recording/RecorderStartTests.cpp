@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // From the command to a running recording: choosing, counting down, and all errors before it runs.
 #include "Tests/Lumicrate/Recording/RecorderFixture.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The surroundings of a recording: sources and devices, global shortcuts, overlays.
 #include "Tests/Lumicrate/Recording/RecorderFixture.h"
 

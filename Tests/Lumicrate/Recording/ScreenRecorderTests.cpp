@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The course of a recording: start, pause, stop, and what becomes of the file.
 #include "Lumicrate/Movie/AudioMixdown.h"
 #include "Tests/Lumicrate/Recording/RecorderFixture.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The tray menu, remote control, and quitting.
 #include "Lumicrate/Shell/AppDelegate.h"
 #include "Lumicrate/Shell/MenuBar.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "Tests/Linux/TemporaryFolder.h"
 #include "Tests/Stage/ChildProcess.h"
 #include "Tests/Stage/Measure.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // What would make other tests lie without failing: wrong results of programs, measurements, pictures or
 // numbers.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Box: a piece of a movie file with its type, the boxes within it and the numbers it holds; and the list of
 // what is wrong with a file.
 #pragma once

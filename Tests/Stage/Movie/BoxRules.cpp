@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Which boxes must and may be where in a movie, and what the headers hold.
 #include "Tests/Stage/Movie/Examination.h"
 

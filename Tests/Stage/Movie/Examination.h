@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The parts of the examination of a movie file, which MovieBoxes.cpp runs in this order.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The samples of a movie: those that the index lists, those of the fragments, and their bytes.
 #include "Tests/Stage/Movie/Examination.h"
 

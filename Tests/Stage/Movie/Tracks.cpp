@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The headers of a track, its edits and durations.
 #include "Tests/Stage/Movie/Examination.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Beeper: plays tones of 1 kHz on the default output of the sound server, each at a planned instant.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // FrameNumber: a bar of sixteen black and white blocks in the top-left corner of a picture, which encodes the
 // picture's number and survives lossy coding.
 #pragma once

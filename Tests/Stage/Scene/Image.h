@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Image: a picture drawn in memory, identical on every machine.
 #pragma once
 

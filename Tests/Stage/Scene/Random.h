@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Random: the same numbers from the same seed with every compiler and library.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Scene: something that happens on a display, the same way each time.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Surface: a window of a scene, and the operations to draw in it.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // From Qt's coordinates to the recorder's and back, for arrangements that no display here has.
 #include "Views/Desktop/Coordinates.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The main window under real keys and clicks, over a real folder of recordings and a fake recorder platform.
 #include "App/QtExecutor.h"
 #include "App/RecorderServices.h"

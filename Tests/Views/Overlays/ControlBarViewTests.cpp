@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // ControlBarView on a real display, with real clicks and drags.
 #include "Tests/Lumicrate/Recording/RecorderFixture.h"
 #include "Tests/Views/Overlays/OverlayStage.h"

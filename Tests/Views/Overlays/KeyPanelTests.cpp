@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Panels that take the keyboard: real keys reach the content of the panel, and no other window, until it
 // closes.
 #include "Tests/Linux/X11/TestWindow.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "Tests/Views/Overlays/OverlayStage.h"
 
 int main(int argc, char** argv) {

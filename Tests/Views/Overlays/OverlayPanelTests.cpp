@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // OverlayPanel on a real display: what is visible, where the pointer goes, and which window has the keyboard,
 // with and without a compositing manager.
 #include "Lumicrate/Overlays/AreaFrame.h"

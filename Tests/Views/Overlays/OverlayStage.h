@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The private display that the overlay tests share, and helpers to look at it and to act on it as a user
 // would. Positions are in points, y up.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // ScreenChoiceView on two real screens, with real clicks and keys.
 #include "Lumicrate/Overlays/Selection/ScreenChooser.h"
 #include "Tests/Lumicrate/Overlays/FakeOverlayContents.h"

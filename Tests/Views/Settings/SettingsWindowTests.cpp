@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The settings window and the small windows with messages, under real keys.
 #include "App/QtExecutor.h"
 #include "Linux/X11/Input/HotKeys.h"

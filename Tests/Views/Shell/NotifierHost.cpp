@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "Tests/Views/Shell/NotifierHost.h"
 
 #include "Tests/Linux/Desktop/EventLoop.h"

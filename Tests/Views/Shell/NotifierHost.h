@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // NotifierHost: the panel's side of the StatusNotifierItem protocol: looking at an item and clicking it.
 #pragma once
 

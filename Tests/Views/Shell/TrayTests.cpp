@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The tray icon, in a tray on the session bus and in a tray of windows.
 #include "Tests/Linux/Desktop/EventLoop.h"
 #include "Tests/Lumicrate/Recording/RecorderFixture.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Assets: reads, cuts, mixes and converts finished movies with the FFmpeg libraries.
 #pragma once
 

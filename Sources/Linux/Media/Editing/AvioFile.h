@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // AvioFile: lets libavformat write an AtomicFile.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // CopiedTracks: packets of tracks, copied into another movie without decoding.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // InputMovie: a finished movie file whose tracks are read packet by packet.
 #pragma once
 

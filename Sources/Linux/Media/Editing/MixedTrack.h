@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // MixedTrack: all sound tracks of a movie as one stereo track.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // OutputMovie: a new movie file, written packet by packet; TrackWriter: the source of the packets of its
 // tracks.
 #pragma once

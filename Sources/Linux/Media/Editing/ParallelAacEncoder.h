@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // ParallelAacEncoder: encodes a whole sound track as AAC on all processors.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // PeakLimiter: prevents a sum of sounds from clipping and leaves everything else unchanged.
 //
 // A peak between two samples clips too, so peaks are searched at four times the rate (as in ITU-R BS.1770,

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // PictureReader: decodes the pictures of a range in the order in which they are shown.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Recognizes pictures that the recorder itself encoded, and key pictures in them.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // ReencodedTrack: a range of the pictures of any movie, decoded and encoded again.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // SoundReader: decodes one sound track of a movie.
 #pragma once
 

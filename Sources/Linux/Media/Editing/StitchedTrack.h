@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // StitchedTrack: a range of a recording's pictures that starts between two key pictures: a re-encoded head,
 // then copies.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // TickRange: a range of a movie by the clock of one track; KeyPictures: the key pictures around its start.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Shortens tracks in the index of a finished movie.
 #pragma once
 

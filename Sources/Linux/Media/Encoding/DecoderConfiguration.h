@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Decoder configuration records of ISO/IEC 14496-15: a video track's parameter sets as a movie file stores
 // them.
 //

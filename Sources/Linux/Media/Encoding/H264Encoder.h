@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // H264Encoder: encodes pictures in H.264 with libx264.
 //
 // The encoder is told for each macroblock whether it is unchanged, and skips those. Motion on a screen is by

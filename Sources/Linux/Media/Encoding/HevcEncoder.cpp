@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "Linux/Media/Encoding/HevcEncoder.h"
 
 #include "Linux/Media/Encoding/DecoderConfiguration.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // HevcEncoder: encodes pictures in HEVC, Main profile, with libx265.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // MacroblockMap: which blocks of a picture are known to be unchanged, and the quantizer each was last coded
 // with.
 //

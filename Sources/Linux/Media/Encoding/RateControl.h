@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // RateControl: constant quality under a bit-rate ceiling; chooses each picture's quantizer.
 //
 // A token bucket holds the bits that may be spent. It fills at the ceiling's rate and holds two seconds of

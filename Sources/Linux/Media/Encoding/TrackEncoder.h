@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // TrackEncoder: encodes one track's samples into a movie file.
 #pragma once
 

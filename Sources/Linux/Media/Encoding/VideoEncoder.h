@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // VideoEncoder: encodes pictures, one sample for each, without delay or reordering.
 //
 // Made for screens: usually most of a picture is the same as before, and capture says which part is not. The

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // VideoTrack: encodes pictures into a movie's video track.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // AtomicFile: a new file that appears under its name only when it is complete.
 //
 // The file is created without a name (O_TMPFILE) and gets its name by linkat(), which never overwrites.

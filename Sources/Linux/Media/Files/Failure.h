@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Error texts of the media code: a localized sentence followed by the system's reason.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // FileDescriptor: an open file that closes itself, and the system calls on one that repeat until they are
 // done.
 #pragma once

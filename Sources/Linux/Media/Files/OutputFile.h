@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // OutputFile: the movie file on disk, open for writing and locked.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // WriteBehind: a queue of writes carried out by a thread of its own, so that a slow disk delays nobody.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // ColorList: the distinct colours of many pixels, so that work on colours is done once per colour.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // FrameQuantizer: finds the part of each picture that an animated GIF must draw, and its palette.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // GifBlocks: encodes an animated GIF with giflib.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // GifDestination: a CGImageDestination that writes an animated GIF file image by image.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "Linux/Media/Images/ImageIO.h"
 
 #include "Linux/Media/Images/GifDestination.h"

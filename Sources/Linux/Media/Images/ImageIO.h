@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // ImageIO: the platform's ImageIO with the FFmpeg libraries, libimagequant and giflib.
 #pragma once
 

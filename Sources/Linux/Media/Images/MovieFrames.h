@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // MovieFrames: decodes the pictures of a movie's first video track one by one.
 #pragma once
 

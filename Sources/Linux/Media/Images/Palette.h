@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Palette: the colours of a GIF frame, chosen by libimagequant.
 #pragma once
 

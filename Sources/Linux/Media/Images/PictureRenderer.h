@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // PictureRenderer: converts decoded pictures to upright RGB pictures of another size.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The orientation of a movie's pictures, and their size when they are shown.
 #pragma once
 

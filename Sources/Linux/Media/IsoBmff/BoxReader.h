@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // BoxReader: reads numbers and boxes of ISO base media files from untrusted bytes.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // BoxWriter: writes nested ISO base media boxes.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Fragment: a part of a movie in progress that can be read by itself: the box "moof", which describes its
 // samples, and the box "mdat", which holds them.
 #pragma once

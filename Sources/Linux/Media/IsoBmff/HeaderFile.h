@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // HeaderFile: reads box headers here and there in a file.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // MovieDescription: the properties of a movie file and its tracks, known before the first sample.
 #pragma once
 

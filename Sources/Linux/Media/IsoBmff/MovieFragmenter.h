@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // MovieFragmenter: turns the samples of a movie's tracks into fragments, at least two a second.
 //
 // A picture's duration is known only when the next one comes, which on a still screen may take minutes. So

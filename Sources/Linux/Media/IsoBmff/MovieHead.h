@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The head of a movie file: what precedes the media, while the movie is in progress and when it is finished.
 //
 //     in progress                              finished

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The index of a movie file, the box "moov": empty while the movie is in progress, since each fragment
 // describes its own samples, and complete when the movie is finished.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "Linux/Media/IsoBmff/MovieSummary.h"
 
 #include "Linux/Media/IsoBmff/TrackHeaders.h"

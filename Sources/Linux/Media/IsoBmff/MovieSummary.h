@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // MovieSummary: duration and tracks of a movie file from its headers, whichever program wrote it.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "Linux/Media/IsoBmff/RecordingReader.h"
 
 #include "Linux/Media/IsoBmff/Fragment.h"
@@ -139,8 +140,8 @@ class TrackReader {
         return audio;
     }
 
-    /// The content of the next descriptor of ISO/IEC 14496-1, which must have this tag. Ours have lengths of one
-    /// byte.
+    /// The content of the next descriptor of ISO/IEC 14496-1, which must have this tag. Ours have lengths of
+    /// one byte.
     static BoxReader descriptor(BoxReader& reader, int tag) {
         require(reader.u8() == tag);
         const std::uint8_t length = reader.u8();
@@ -221,7 +222,7 @@ FragmentRun readRun(BoxReader traf, std::span<const SampleDefaults> tracks) {
 }
 
 FragmentIndex readFragment(std::span<const std::uint8_t> moof, std::uint64_t mediaSize,
-                   std::span<const SampleDefaults> tracks) {
+                           std::span<const SampleDefaults> tracks) {
     FragmentIndex index;
     BoxReader boxes = BoxReader(moof).box("moof");
     BoxReader mfhd = boxes.box("mfhd");

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Reads back a movie in progress: the boxes that makeEmptyIndex() and makeFragment() wrote.
 #pragma once
 

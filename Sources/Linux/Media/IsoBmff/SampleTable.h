@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // SampleTable: positions and times of one track's samples.
 //
 // Compact, since a recording may last a day: four bytes a sample, and a few for every change of duration, key

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // TrackHeaders: the headers of one track of a movie that any program wrote, and the duration they add up to.
 #pragma once
 

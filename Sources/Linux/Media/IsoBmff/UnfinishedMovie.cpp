@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "Linux/Media/IsoBmff/UnfinishedMovie.h"
 
 #include "Linux/Media/IsoBmff/HeaderFile.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // UnfinishedMovie: a movie file with media but without an index, because it is still being written or a crash
 // cut it off.
 #pragma once

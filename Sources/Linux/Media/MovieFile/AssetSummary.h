@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // AssetSummary: duration, size and tracks of a movie file, read from its headers.
 #pragma once
 

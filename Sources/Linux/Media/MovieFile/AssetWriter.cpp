@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "Linux/Media/MovieFile/AssetWriter.h"
 
 #include "Linux/Media/Encoding/VideoTrack.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // AssetWriter: AVAssetWriter, made of encoders and a movie file.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // AssetWriterInput: one track's queue of samples and the thread that encodes them.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // InputContainer: any movie file, opened by FFmpeg's libraries.
 #pragma once
 

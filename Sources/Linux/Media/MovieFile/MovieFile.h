@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // MovieFile: writes encoded samples to a movie file through the disk thread (WriteBehind).
 #pragma once
 

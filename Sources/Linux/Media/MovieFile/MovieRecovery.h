@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // MovieRecovery: completes the movies that a crash cut off. RecoveryList.h shows where it fits in.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // RecoveryList: which recordings are being written, noted on disk.
 //
 // What keeps a recording from being lost, in order:

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // AudioTimeline: places timestamped pieces of sound on one continuous sequence of frames.
 //
 // A sound track has no gaps, but its pieces have timestamps of another clock than the one that counts their

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // AudioTrack: encodes sound into an audio track of a movie.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // PcmConverter: converts captured sound to interleaved 32-bit floats with the rate and channels of a track.
 #pragma once
 

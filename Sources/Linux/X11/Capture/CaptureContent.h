@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // CaptureContent: where a capture reads its pixels, and which of them may be used. There are two strategies:
 // ScreenContent reads the screen as it is; FilteredContent follows a filter that names windows.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // CursorOverlay: the pointer's image at its position, drawn over a picture.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // DamageTracker: where a window, or the whole screen, was drawn on (XDamage).
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // DisplayCapture: a copy of the pixels of a display, of a part of it, or of a window, kept up to date.
 //
 // Events (drawing, pointer, layout) only tell that an update is due. update() then fetches what changed, from

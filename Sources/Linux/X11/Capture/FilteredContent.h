@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // FilteredContent: the picture of a content filter that names windows.
 //
 // Outside of excluded windows the picture is the screen's own. Inside their frames, and for windows that are

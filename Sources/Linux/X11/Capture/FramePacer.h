@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // FramePacer: when the next frame may be captured.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // LayerCanvas: a picture that the server composes from windows' pixels (Render).
 #pragma once
 

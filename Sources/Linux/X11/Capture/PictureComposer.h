@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // PictureComposer: turns the captured pixels into the pictures that a stream delivers.
 //
 // The source fills the picture one to one, or scaled and with bars. The composer tracks what has changed

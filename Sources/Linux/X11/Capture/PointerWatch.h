@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // PointerWatch: the pointer's position and image.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // RecentArea: where something was visible a short while ago.
 #pragma once
 

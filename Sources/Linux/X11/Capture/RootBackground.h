@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // RootBackground: the pixels of the root window where no window is.
 #pragma once
 

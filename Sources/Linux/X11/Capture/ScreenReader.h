@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // ScreenReader: reads pixels of the screen, or of pixmaps, through memory shared with the server (MIT-SHM).
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // ScreenSource: delivers the picture of a content filter as samples.
 #pragma once
 

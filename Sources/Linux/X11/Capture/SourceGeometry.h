@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // SourceGeometry: which pixels of the root window a stream shows.
 #pragma once
 

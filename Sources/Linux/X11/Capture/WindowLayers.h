@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // WindowLayers: windows' own pixels, complete also where other windows cover them (Composite).
 #pragma once
 

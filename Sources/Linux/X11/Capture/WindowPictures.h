@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // WindowPictures: still pictures of an X server's displays and windows, complete also where windows are
 // covered.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // ButtonWatch: reports mouse clicks in all windows of an X server.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // HotKeys: system-wide key combinations, grabbed from an X server.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // KeyCodes: maps virtual key codes to the keys of the current keyboard layout.
 //
 // Virtual key codes are the numbering of stored shortcuts. They identify keys by what is printed on them (0

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // BgraPicture: 32-bit pixels in an X server's format: blue in the lowest byte, then green, red and an unused
 // byte.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // BlockRegion: a set of 16 × 16 blocks of a picture.
 //
 // All tracking of changes uses blocks: the cost does not depend on the number of rectangles, rounding is

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Nv12Converter: converts BGRA to bi-planar 4:2:0 (NV12) in BT.709, video range.
 //
 // Luma is 16 + 219 ⁄ 255 · (0.2126 R + 0.7152 G + 0.0722 B). A chroma pair is computed from the mean of its 2

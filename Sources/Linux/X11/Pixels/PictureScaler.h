@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // PictureScaler: scales pictures, or any part of them.
 //
 // Scaling down averages the area that a pixel covers; scaling up interpolates linearly. A pixel's value does

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // PixelBufferPool: reusable buffers for the pictures that a stream delivers.
 #pragma once
 

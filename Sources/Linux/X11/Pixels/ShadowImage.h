@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // ShadowImage: a copy of the captured pixels that detects which blocks really changed.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // CompositorWatch: whether a compositing manager draws the screen. It owns the selection _NET_WM_CM_Sn then.
 #pragma once
 

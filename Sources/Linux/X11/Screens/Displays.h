@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Displays: the monitors of an X server, as RandR lists them and as the recorder knows them.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // logServer: writes what an X server offers to the log, for bug reports.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Connection: a client's connection to an X server, with its events and windows' properties. Replies free
 // themselves; errors become PlatformError.
 #pragma once

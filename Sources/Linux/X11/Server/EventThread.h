@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // EventThread: passes a connection's events to a handler, on a thread that sleeps while none arrive.
 #pragma once
 

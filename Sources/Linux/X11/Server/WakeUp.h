@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // WakeUp: lets a thread sleep until a descriptor is readable, a time has come, or another thread wakes it.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // ContentWatch: notices that the displays or windows that can be captured have changed.
 #pragma once
 

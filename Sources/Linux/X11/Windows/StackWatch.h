@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // StackWatch: keeps a WindowStack equal to the server's.
 #pragma once
 

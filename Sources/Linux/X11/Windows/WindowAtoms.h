@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // WindowAtoms: the properties of windows and window managers, and their values.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Facts about a window that are derived from its geometry and properties: its visible frame, and the
 // application that owns it.
 #pragma once

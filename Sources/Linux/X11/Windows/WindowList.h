@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // WindowList: the windows of an X server as the recorder knows them.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The tree of windows: top-level windows, the applications' windows in them, and their stacking order.
 #pragma once
 

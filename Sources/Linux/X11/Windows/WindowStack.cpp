@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "Linux/X11/Windows/WindowStack.h"
 
 #include "Linux/X11/Server/Connection.h"

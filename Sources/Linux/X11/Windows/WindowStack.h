@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // WindowStack: the top-level windows from bottom to top, derived from the server's events.
 //
 // Pure bookkeeping: its owner passes in the events, and the attributes that events do not contain.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Decodes the texts of window properties to UTF-8.
 #pragma once
 

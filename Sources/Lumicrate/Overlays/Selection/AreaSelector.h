@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // AreaSelector: lets the user choose a window or drag an area on one screen.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // AreaToolbarModel: what the bars of a selection show, and what their controls do.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // EdgeSnapping: snaps the edges of a selection to the edges of windows and of the screen.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // RecordOptionsBar: the options for the next recording that a selection's toolbar offers.
 #pragma once
 

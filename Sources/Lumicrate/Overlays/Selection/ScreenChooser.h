@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // ScreenChooser: lets the user choose one of the screens, with a panel over each of them.
 #pragma once
 

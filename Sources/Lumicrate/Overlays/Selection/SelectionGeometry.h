@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // SelectionGeometry: computes the selected rectangle when it is drawn, moved, resized or given an aspect
 // ratio.
 //

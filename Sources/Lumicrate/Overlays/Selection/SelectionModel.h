@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // SelectionModel: the selection on one screen while it is picked, drawn, moved and resized.
 #pragma once
 

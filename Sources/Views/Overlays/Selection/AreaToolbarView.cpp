@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "Views/Overlays/Selection/AreaToolbarView.h"
 
 #include "Views/Overlays/BarButton.h"

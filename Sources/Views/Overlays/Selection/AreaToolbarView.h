@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // AreaToolbarView and PickBarView: the two bars of a selection.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // BarMenu: the menu that a button of a selection's bar opens, dark like the bar in every theme.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Magnifier: the pixels around the pointer, enlarged, with the position and the colour of the pixel under it.
 #pragma once
 

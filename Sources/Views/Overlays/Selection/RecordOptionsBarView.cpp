@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "Views/Overlays/Selection/RecordOptionsBarView.h"
 
 #include "Views/Overlays/BarButton.h"

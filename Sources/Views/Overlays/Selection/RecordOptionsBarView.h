@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // RecordOptionsBarView: resolution, frame rate and the sources that are recorded along with the picture.
 #pragma once
 

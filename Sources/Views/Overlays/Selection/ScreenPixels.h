@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // ScreenPixels: converts between the selection's points, a widget's points and the pixels of one screen.
 #pragma once
 

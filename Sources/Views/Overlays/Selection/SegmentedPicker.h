@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // SegmentedPicker: a choice between a few alternatives, shown side by side.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // SelectionBar: the dark rounded ground of a selection's bar, with its controls in a row.
 #pragma once
 

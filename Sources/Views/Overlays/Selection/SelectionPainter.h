@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // SelectionPainter: paints a selection, either translucent over the live screen or over a still picture of
 // it.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // SelectionScene: everything that is painted of a selection, laid out in the pixels of its screen.
 #pragma once
 

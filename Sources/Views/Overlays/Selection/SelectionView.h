@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // SelectionView: the content of the panel that covers a screen while a window is picked or an area is drawn.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // SizeField: a number of pixels that is typed or stepped.
 #pragma once
 

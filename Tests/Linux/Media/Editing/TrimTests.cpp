@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Ranges of movies, checked picture by picture and sample by sample.
 
 #include "Linux/Media/Editing/Assets.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Reading files that are damaged, or that this recorder did not write. Random damage is Tests/Fuzz.
 #include "Tests/Linux/Media/IsoBmff/SimulatedRecording.h"
 

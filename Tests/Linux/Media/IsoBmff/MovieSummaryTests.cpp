@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Summaries of our own movies at every stage, and of damaged ones. AssetSummaryTests has files of other
 // programs.
 #include "Linux/Media/IsoBmff/MovieSummary.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // SimulatedRecording: a recording into memory, made by the code that makes real ones, which remembers every
 // write.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Summaries of movies that another program writes in its various ways, and of other files. MovieSummaryTests
 // has our own.
 #include "Linux/Media/MovieFile/AssetSummary.h"

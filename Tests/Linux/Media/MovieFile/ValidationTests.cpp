@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The files that the asset writer makes, judged by the rules of their format and by the programs that people
 // open them with.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "Linux/Media/Sound/PcmConverter.h"
 #include "Tests/Linux/Media/MovieMaker.h"
 #include "Tests/Stage/MovieProbe.h"

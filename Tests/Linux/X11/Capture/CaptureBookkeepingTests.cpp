@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Regions, the shadow image, the buffer pool, the source geometry and the frames' times.
 #include "Linux/X11/Capture/FramePacer.h"
 #include "Linux/X11/Capture/SourceGeometry.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // ScreenStage: a server, a painter, a source that captures the screen, and a collector that checks its
 // frames.
 #pragma once

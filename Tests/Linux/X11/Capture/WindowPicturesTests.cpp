@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 #include "Linux/X11/Capture/WindowPictures.h"
 #include "Linux/X11/Screens/Displays.h"
 #include "Linux/X11/Windows/WindowList.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // The stacking order, what is recorded of it, and the texts and frames derived from window properties.
 #include "Linux/X11/Capture/FilteredContent.h"
 #include "Linux/X11/Capture/RecentArea.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // AreaSelector: one selection from the recorder's request to its result: overlay, targets, picture,
 // coordinates.
 #include "Lumicrate/Overlays/Selection/AreaSelector.h"

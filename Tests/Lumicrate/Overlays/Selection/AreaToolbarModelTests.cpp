@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // AreaToolbarModel and RecordOptionsBar: what the bars of a selection offer, and what their controls do.
 #include "Lumicrate/Overlays/Selection/AreaToolbarModel.h"
 #include "Lumicrate/Overlays/Selection/RecordOptionsBar.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // ScreenChooser: the choice of a screen, without widgets.
 #include "Lumicrate/Overlays/Selection/ScreenChooser.h"
 #include "Tests/Lumicrate/Recording/RecorderFixture.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // SelectionGeometry and EdgeSnapping: where a selection ends up after any drag.
 #include "Lumicrate/Overlays/Selection/EdgeSnapping.h"
 #include "Lumicrate/Overlays/Selection/SelectionGeometry.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // SelectionModel: a selection that is picked, drawn, moved, resized, typed and confirmed, without a screen.
 #include "Lumicrate/Overlays/Selection/SelectionModel.h"
 

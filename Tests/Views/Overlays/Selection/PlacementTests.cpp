@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // Placement without a screen: the magnifier beside the pointer, and points among pixels.
 #include "Views/Overlays/Selection/Magnifier.h"
 #include "Views/Overlays/Selection/ScreenPixels.h"

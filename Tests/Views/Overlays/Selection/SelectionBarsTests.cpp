@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // AreaToolbarView and PickBarView with real keys and clicks.
 #include "Lumicrate/Overlays/Selection/RecordOptionsBar.h"
 #include "Tests/Lumicrate/FakePlatform.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
 // SelectionView on a real display: what is painted, and what a real pointer and real keys do. Positions are
 // in points of the main screen, y up.
 #include "Lumicrate/Overlays/Selection/SelectionModel.h"
