@@ -116,9 +116,10 @@ TEST_F(ListingTests, DiagnosePrintsWhatIsThereAndNothingPrivate) {
          {"^Lumicrate [0-9.]+, ", "\ncapture +X server: ", "\ncapture +extension MIT-SHM [0-9]",
           "\ncapture +scale ", "\ncapture +monitor screen",
           "\ncapture +640 × 480 pixels: first picture after [0-9]+ ms\n", "\ninput +all global shortcuts",
-          "\naudio +1 microphones, 0 cameras, [1-9] sound outputs", "\nencoder +H.264: ", "\nencoder +HEVC: ",
-          "\nlibrary +recordings folder ~/Videos/Lumicrate .*file system ", "\nlibrary +O_TMPFILE: ",
-          "\nlibrary +RENAME_NOREPLACE: ", "\ndesktop +org.freedesktop.portal.Desktop "})
+          "\naudio +1 microphones, 0 cameras, [1-9] sound outputs", "\nencoder +libx264 ",
+          "\nencoder +libx265 ", "\nlibrary +recordings folder ~/Videos/Lumicrate .*file system ",
+          "\nlibrary +O_TMPFILE: ", "\nlibrary +RENAME_NOREPLACE: ",
+          "\ndesktop +org.freedesktop.portal.Desktop "})
         EXPECT_THAT(outcome.output, ContainsRegex(line));
     EXPECT_THAT(outcome.output, Not(HasSubstr("Secret")));
     EXPECT_THAT(outcome.output, Not(HasSubstr(desktop().session().home().string())));
@@ -132,7 +133,7 @@ TEST_F(ListingTests, DiagnoseNamesWhatIsMissing) {
     EXPECT_EQ(outcome.status, 0);
     for (const char* line :
          {"\ncapture +no display server can be reached\n", "\naudio +no sound server\n",
-          "\nencoder +H.264: ", "\nlibrary +O_TMPFILE: ", "\ndesktop +no session bus can be reached\n"})
+          "\nencoder +libx264 ", "\nlibrary +O_TMPFILE: ", "\ndesktop +no session bus can be reached\n"})
         EXPECT_THAT(outcome.output, ContainsRegex(line));
 }
 

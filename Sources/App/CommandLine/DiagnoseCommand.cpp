@@ -146,16 +146,7 @@ void probeHotKeys(SystemServices& system) {
                                                      fmt::join(refused, ", ")));
 }
 
-template <class Encoder>
-void probeVideoEncoder(const char* name, const media::VideoEncoder::Settings& settings) {
-    probe("encoder", [&] {
-        const Encoder encoder(settings);
-        printLine("encoder", fmt::format("{}: {} × {}, {} frames and at most {} bits per second", name,
-                                         encoder.codedWidth(), encoder.codedHeight(),
-                                         settings.framesPerSecond, settings.bitRate));
-    });
-}
-
+/// The encoders log their settings.
 void probeEncoders(const NSUserDefaults& defaults) {
     const RecordingOptions options = RecordingOptions::current(defaults);
     media::VideoEncoder::Settings settings;
@@ -164,12 +155,9 @@ void probeEncoders(const NSUserDefaults& defaults) {
     settings.framesPerSecond = options.fps;
     settings.bitRate = static_cast<int>(bitRate(settings.width, settings.height, options));
     settings.keyFrameInterval = 2 * options.fps;
-    probeVideoEncoder<media::H264Encoder>("H.264", settings);
-    probeVideoEncoder<media::HevcEncoder>("HEVC", settings);
-    probe("encoder", [] {
-        const media::AacEncoder encoder(48000, 2, 192'000);
-        printLine("encoder", fmt::format("AAC: {} channels, 48000 Hz", encoder.channels()));
-    });
+    probe("encoder", [&] { const media::H264Encoder encoder(settings); });
+    probe("encoder", [&] { const media::HevcEncoder encoder(settings); });
+    probe("encoder", [] { const media::AacEncoder encoder(48000, 2, 192'000); });
 }
 
 std::string fileSystemName(const std::filesystem::path& folder) {
