@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "Linux/Media/Editing/PeakLimiter.h"
+#include "Linux/Media/Sound/PeakLimiter.h"
 
 #include <gtest/gtest.h>
 

@@ -4,7 +4,7 @@
 
 #include "Linux/Media/Editing/InputMovie.h"
 #include "Linux/Media/Editing/OutputMovie.h"
-#include "Linux/Media/Editing/ParallelAacEncoder.h"
+#include "Linux/Media/Sound/ParallelAacEncoder.h"
 
 #include <filesystem>
 #include <vector>

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "Linux/Media/Editing/MixedTrack.h"
+#include "Linux/Media/Sound/MixedTrack.h"
 
-#include "Linux/Media/Editing/PeakLimiter.h"
 #include "Linux/Media/Editing/SoundReader.h"
 #include "Linux/Media/IsoBmff/Fragment.h"
+#include "Linux/Media/Sound/PeakLimiter.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "Linux/Media/Editing/ParallelAacEncoder.h"
+#include "Linux/Media/Sound/ParallelAacEncoder.h"
 #include "Tests/Linux/TemporaryFolder.h"
 #include "Tests/Stage/MovieProbe.h"
 
