@@ -2,7 +2,7 @@
 #include "Benchmarks/Clip.h"
 
 #include "Benchmarks/DesktopImages.h"
-#include "Linux/X11/Pixels/Nv12Converter.h"
+#include "Linux/X11/PixelConversion/Nv12Converter.h"
 
 #include <functional>
 #include <map>

@@ -5,8 +5,8 @@
 // screen.
 #pragma once
 
-#include "Linux/X11/Pixels/PixelBufferPool.h"
-#include "Linux/X11/Pixels/ShadowImage.h"
+#include "Linux/X11/Capture/ShadowImage.h"
+#include "Linux/X11/PixelConversion/PixelBufferPool.h"
 #include "Platform/CMSampleBuffer.h"
 
 #include <cstdint>

@@ -2,14 +2,14 @@
 // Measures the pixel kernels between the screen and the encoder, on full HD pictures.
 
 #include "Linux/Media/Encoding/MacroblockMap.h"
-#include "Linux/X11/Capture/CursorOverlay.h"
-#include "Linux/X11/Capture/PictureComposer.h"
-#include "Linux/X11/Pixels/BgraPicture.h"
-#include "Linux/X11/Pixels/BlockRegion.h"
-#include "Linux/X11/Pixels/Nv12Converter.h"
-#include "Linux/X11/Pixels/PictureScaler.h"
-#include "Linux/X11/Pixels/PixelBufferPool.h"
-#include "Linux/X11/Pixels/ShadowImage.h"
+#include "Linux/X11/Capture/ShadowImage.h"
+#include "Linux/X11/PixelConversion/BgraPicture.h"
+#include "Linux/X11/PixelConversion/BlockRegion.h"
+#include "Linux/X11/PixelConversion/CursorOverlay.h"
+#include "Linux/X11/PixelConversion/Nv12Converter.h"
+#include "Linux/X11/PixelConversion/PictureComposer.h"
+#include "Linux/X11/PixelConversion/PictureScaler.h"
+#include "Linux/X11/PixelConversion/PixelBufferPool.h"
 
 #include <benchmark/benchmark.h>
 

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // Choosing what to record on the screen of the real application by mouse and keys, judged by the recordings.
-#include "Linux/X11/Pixels/BgraPicture.h"
+#include "Linux/X11/PixelConversion/BgraPicture.h"
 #include "Tests/App/DesktopAppTest.h"
 #include "Tests/Linux/X11/TestWindow.h"
 

@@ -2,8 +2,8 @@
 // Pictures that tests paint, and the samples of pictures that were delivered.
 #pragma once
 
-#include "Linux/X11/Pixels/Nv12Converter.h"
-#include "Linux/X11/Pixels/PixelBufferPool.h"
+#include "Linux/X11/PixelConversion/Nv12Converter.h"
+#include "Linux/X11/PixelConversion/PixelBufferPool.h"
 
 #include <algorithm>
 #include <cstdint>

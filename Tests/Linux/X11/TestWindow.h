@@ -3,7 +3,7 @@
 // ScreenPainter: a program that draws on the screen.
 #pragma once
 
-#include "Linux/X11/Pixels/BgraPicture.h"
+#include "Linux/X11/PixelConversion/BgraPicture.h"
 #include "Linux/X11/Server/Connection.h"
 #include "Tests/Stage/Await.h"
 #include "Tests/Stage/ChildProcess.h"

@@ -6,7 +6,7 @@
 #include "Linux/X11/Capture/DamageTracker.h"
 #include "Linux/X11/Capture/ScreenReader.h"
 #include "Linux/X11/Capture/SourceGeometry.h"
-#include "Linux/X11/Pixels/BlockRegion.h"
+#include "Linux/X11/PixelConversion/BlockRegion.h"
 #include "Linux/X11/Server/Connection.h"
 
 #include <chrono>

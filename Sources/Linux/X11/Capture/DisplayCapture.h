@@ -6,12 +6,12 @@
 #pragma once
 
 #include "Linux/X11/Capture/CaptureContent.h"
-#include "Linux/X11/Capture/CursorOverlay.h"
 #include "Linux/X11/Capture/PointerWatch.h"
 #include "Linux/X11/Capture/ScreenReader.h"
+#include "Linux/X11/Capture/ShadowImage.h"
 #include "Linux/X11/Capture/SourceGeometry.h"
-#include "Linux/X11/Pixels/BlockRegion.h"
-#include "Linux/X11/Pixels/ShadowImage.h"
+#include "Linux/X11/PixelConversion/BlockRegion.h"
+#include "Linux/X11/PixelConversion/CursorOverlay.h"
 #include "Linux/X11/Screens/Displays.h"
 #include "Linux/X11/Server/Connection.h"
 #include "Platform/ScreenCaptureKit.h"

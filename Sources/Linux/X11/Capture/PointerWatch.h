@@ -2,7 +2,7 @@
 // PointerWatch: the pointer's position and image.
 #pragma once
 
-#include "Linux/X11/Capture/CursorOverlay.h"
+#include "Linux/X11/PixelConversion/CursorOverlay.h"
 #include "Linux/X11/Server/Connection.h"
 
 #include <xcb/xfixes.h>

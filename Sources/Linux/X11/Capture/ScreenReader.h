@@ -2,7 +2,7 @@
 // ScreenReader: reads pixels of the screen, or of pixmaps, through memory shared with the server (MIT-SHM).
 #pragma once
 
-#include "Linux/X11/Pixels/BgraPicture.h"
+#include "Linux/X11/PixelConversion/BgraPicture.h"
 #include "Linux/X11/Server/Connection.h"
 #include "Support/Geometry.h"
 

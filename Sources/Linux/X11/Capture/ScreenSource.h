@@ -4,8 +4,8 @@
 
 #include "Linux/X11/Capture/DisplayCapture.h"
 #include "Linux/X11/Capture/FramePacer.h"
-#include "Linux/X11/Capture/PictureComposer.h"
-#include "Linux/X11/Pixels/PixelBufferPool.h"
+#include "Linux/X11/PixelConversion/PictureComposer.h"
+#include "Linux/X11/PixelConversion/PixelBufferPool.h"
 #include "Linux/X11/Server/WakeUp.h"
 #include "Platform/SampleSource.h"
 

@@ -2,7 +2,7 @@
 // SourceGeometry: which pixels of the root window a stream shows.
 #pragma once
 
-#include "Linux/X11/Pixels/BlockRegion.h"
+#include "Linux/X11/PixelConversion/BlockRegion.h"
 #include "Support/Geometry.h"
 
 #include <optional>

@@ -2,7 +2,7 @@
 #include "Linux/X11/Capture/WindowPictures.h"
 
 #include "Linux/X11/Capture/DisplayCapture.h"
-#include "Linux/X11/Pixels/PictureScaler.h"
+#include "Linux/X11/PixelConversion/PictureScaler.h"
 #include "Linux/X11/Screens/CompositorWatch.h"
 #include "Linux/X11/Screens/Displays.h"
 #include "Linux/X11/Windows/StackWatch.h"

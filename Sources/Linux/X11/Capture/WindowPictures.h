@@ -4,7 +4,7 @@
 #pragma once
 
 #include "Linux/X11/Capture/ScreenReader.h"
-#include "Linux/X11/Pixels/BgraPicture.h"
+#include "Linux/X11/PixelConversion/BgraPicture.h"
 #include "Linux/X11/Server/Connection.h"
 #include "Linux/X11/Windows/WindowList.h"
 #include "Platform/SCScreenshotManager.h"

@@ -5,7 +5,7 @@
 // not depend on which part is being drawn, so parts drawn at different times fit together without seams.
 #pragma once
 
-#include "Linux/X11/Pixels/BgraPicture.h"
+#include "Linux/X11/PixelConversion/BgraPicture.h"
 
 #include <cstdint>
 #include <vector>

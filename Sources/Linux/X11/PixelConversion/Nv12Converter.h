@@ -6,7 +6,7 @@
 // exact value, chroma by its rounding.
 #pragma once
 
-#include "Linux/X11/Pixels/BgraPicture.h"
+#include "Linux/X11/PixelConversion/BgraPicture.h"
 
 #include <cstdint>
 

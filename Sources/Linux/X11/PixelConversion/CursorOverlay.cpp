@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "Linux/X11/Capture/CursorOverlay.h"
+#include "Linux/X11/PixelConversion/CursorOverlay.h"
 
 #include <algorithm>
 

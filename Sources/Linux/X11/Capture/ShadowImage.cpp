@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "Linux/X11/Pixels/ShadowImage.h"
+#include "Linux/X11/Capture/ShadowImage.h"
 
 #include <algorithm>
 #include <cstring>

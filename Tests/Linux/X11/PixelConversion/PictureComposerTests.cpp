@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "Linux/X11/Capture/PictureComposer.h"
+#include "Linux/X11/PixelConversion/PictureComposer.h"
 #include "Tests/Linux/X11/Pictures.h"
 
 #include <gtest/gtest.h>

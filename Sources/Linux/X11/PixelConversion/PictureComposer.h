@@ -5,11 +5,11 @@
 // since the last picture and draws into a buffer only what the buffer lacks.
 #pragma once
 
-#include "Linux/X11/Capture/CursorOverlay.h"
-#include "Linux/X11/Pixels/BgraPicture.h"
-#include "Linux/X11/Pixels/BlockRegion.h"
-#include "Linux/X11/Pixels/PictureScaler.h"
-#include "Linux/X11/Pixels/PixelBufferPool.h"
+#include "Linux/X11/PixelConversion/BgraPicture.h"
+#include "Linux/X11/PixelConversion/BlockRegion.h"
+#include "Linux/X11/PixelConversion/CursorOverlay.h"
+#include "Linux/X11/PixelConversion/PictureScaler.h"
+#include "Linux/X11/PixelConversion/PixelBufferPool.h"
 
 #include <optional>
 

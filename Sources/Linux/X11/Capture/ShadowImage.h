@@ -2,8 +2,8 @@
 // ShadowImage: a copy of the captured pixels that detects which blocks really changed.
 #pragma once
 
-#include "Linux/X11/Pixels/BgraPicture.h"
-#include "Linux/X11/Pixels/BlockRegion.h"
+#include "Linux/X11/PixelConversion/BgraPicture.h"
+#include "Linux/X11/PixelConversion/BlockRegion.h"
 #include "Support/Geometry.h"
 
 namespace lumicrate::x11 {

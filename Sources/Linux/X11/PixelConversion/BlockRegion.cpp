@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "Linux/X11/Pixels/BlockRegion.h"
+#include "Linux/X11/PixelConversion/BlockRegion.h"
 
 #include <algorithm>
 #include <limits>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "Linux/X11/Pixels/PixelBufferPool.h"
+#include "Linux/X11/PixelConversion/PixelBufferPool.h"
 
 #include <algorithm>
 #include <mutex>

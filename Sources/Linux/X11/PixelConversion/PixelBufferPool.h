@@ -2,7 +2,7 @@
 // PixelBufferPool: reusable buffers for the pictures that a stream delivers.
 #pragma once
 
-#include "Linux/X11/Pixels/BlockRegion.h"
+#include "Linux/X11/PixelConversion/BlockRegion.h"
 #include "Linux/X11/Server/WakeUp.h"
 #include "Platform/CMSampleBuffer.h"
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "Linux/X11/Pixels/Nv12Converter.h"
+#include "Linux/X11/PixelConversion/Nv12Converter.h"
 
 #include <algorithm>
 

@@ -2,7 +2,7 @@
 // CursorOverlay: the pointer's image at its position, drawn over a picture.
 #pragma once
 
-#include "Linux/X11/Pixels/BgraPicture.h"
+#include "Linux/X11/PixelConversion/BgraPicture.h"
 #include "Support/Geometry.h"
 
 #include <cstdint>

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "Linux/X11/Pixels/PictureScaler.h"
+#include "Linux/X11/PixelConversion/PictureScaler.h"
 
 #include <algorithm>
 #include <cmath>
