@@ -14,6 +14,7 @@
 #include "Lumicrate/Capture/StreamConfiguration.h"
 #include "Lumicrate/Library/DerivedFiles.h"
 #include "Lumicrate/Shell/AppInfo.h"
+#include "Lumicrate/Shortcuts/RecorderShortcuts.h"
 #include "Support/DispatchQueue.h"
 #include "Support/Log.h"
 

@@ -2,6 +2,7 @@
 // Construction, the user's commands, and a recording from the moment it runs.
 #include "Lumicrate/Recording/ScreenRecorder.h"
 
+#include "Lumicrate/Shortcuts/RecorderShortcuts.h"
 #include "Support/Error.h"
 #include "Support/Log.h"
 #include "Support/Text.h"
@@ -138,16 +139,7 @@ std::uint32_t ScreenRecorder::mainDisplayID() const {
 void ScreenRecorder::registerHotKeys() {
     unavailableHotKeys = bindShortcuts(services_.hotKeys, services_.defaults,
                                        [weak = std::weak_ptr(self_)](ShortcutAction action) {
-                                           const auto self = weak.lock();
-                                           if (!self) return;
-                                           switch (action) {
-                                               case ShortcutAction::toggle:
-                                                   return (*self)->toggle();
-                                               case ShortcutAction::pause:
-                                                   return (*self)->togglePause();
-                                               case ShortcutAction::area:
-                                                   return (*self)->record(CaptureMode::area);
-                                           }
+                                           if (const auto self = weak.lock()) perform(action, **self);
                                        });
 }
 

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "Lumicrate/Shortcuts/HotKeyCenter.h"
 
-#include "Support/Log.h"
-
 #include <cstdlib>
 #include <limits>
 #include <utility>
@@ -50,23 +48,6 @@ void HotKeyCenter::installHandler() {
         const Action action = (*bindings)[pressed.id - 1].action;
         action();
     });
-}
-
-std::vector<std::string> bindShortcuts(HotKeyCenter& center, const NSUserDefaults& defaults,
-                                       const std::function<void(ShortcutAction)>& perform) {
-    center.unregisterAll();
-    std::vector<std::string> refused;
-    for (const ShortcutAction action : allCases<ShortcutAction>()) {
-        const auto bound = shortcut(action, defaults);
-        if (!bound) continue;
-        const bool accepted = center.registerHotKey(bound->keyCode, bound->modifiers, [perform, action] {
-            log(LogArea::input, "shortcut pressed: ", rawValue(action));
-            perform(action);
-        });
-        log(LogArea::input, "shortcut ", rawValue(action), accepted ? " bound" : " refused: already taken");
-        if (!accepted) refused.push_back(bound->display());
-    }
-    return refused;
 }
 
 }  // namespace lumicrate

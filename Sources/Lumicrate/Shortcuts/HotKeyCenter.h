@@ -2,14 +2,11 @@
 // HotKeyCenter: the actions of the system-wide key combinations.
 #pragma once
 
-#include "Lumicrate/Shortcuts/Shortcut.h"
 #include "Platform/CarbonHotKeys.h"
-#include "Platform/NSUserDefaults.h"
 
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <string>
 #include <vector>
 
 namespace lumicrate {
@@ -44,10 +41,5 @@ class HotKeyCenter {
     std::shared_ptr<std::vector<Binding>> bindings_ = std::make_shared<std::vector<Binding>>();
     bool handlerInstalled_ = false;
 };
-
-/// Registers the stored shortcut of every action instead of all earlier ones. Returns the display texts of
-/// those that the system refused.
-std::vector<std::string> bindShortcuts(HotKeyCenter& center, const NSUserDefaults& defaults,
-                                       const std::function<void(ShortcutAction)>& perform);
 
 }  // namespace lumicrate

@@ -4,6 +4,7 @@
 #include "Lumicrate/Settings/SettingsModel.h"
 #include "Lumicrate/Shell/Permissions.h"
 #include "Lumicrate/Shell/Welcome.h"
+#include "Lumicrate/Shortcuts/RecorderShortcuts.h"
 #include "Tests/Lumicrate/FakePlatform.h"
 #include "Tests/Lumicrate/Settings/SettingsFakes.h"
 

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "Lumicrate/Shortcuts/HotKeyCenter.h"
-#include "Lumicrate/Shortcuts/Shortcut.h"
+#include "Lumicrate/Shortcuts/RecorderShortcuts.h"
 #include "Tests/Lumicrate/FakePlatform.h"
 
 #include <gmock/gmock.h>

@@ -5,6 +5,7 @@
 #include "Lumicrate/Recording/RecordingOptions.h"
 #include "Lumicrate/Settings/SettingsModel.h"
 #include "Lumicrate/Shell/Welcome.h"
+#include "Lumicrate/Shortcuts/RecorderShortcuts.h"
 #include "Tests/Linux/Desktop/EventLoop.h"
 #include "Tests/Lumicrate/FakePlatform.h"
 #include "Tests/Lumicrate/Settings/SettingsFakes.h"
