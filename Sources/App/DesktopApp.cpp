@@ -6,7 +6,6 @@
 #include "App/ControlMethods.h"
 #include "App/DesktopSession.h"
 #include "App/RecorderServices.h"
-#include "App/Recovery.h"
 #include "App/Signals.h"
 #include "App/SystemServices.h"
 #include "Linux/Capture/CaptureKit.h"

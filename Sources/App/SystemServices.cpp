@@ -1,13 +1,41 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "App/SystemServices.h"
 
-#include "App/Recovery.h"
+#include "Linux/Media/MovieFile/MovieRecovery.h"
 #include "Lumicrate/Recording/RecordingOptions.h"
+#include "Support/Error.h"
+#include "Support/Log.h"
+#include "Support/Text.h"
+
+#include <fmt/format.h>
 
 namespace lumicrate::app {
 
+namespace {
+
+media::RecoveryList unfinishedMovies() {
+    return media::RecoveryList(desktop::stateFolder() / "unfinished");
+}
+
+}  // namespace
+
 SystemServices::SystemServices() : unfinished(unfinishedMovies()) {
     RecordingOptions::registerDefaults(defaults);
+}
+
+std::vector<std::string> recoverInterruptedRecordings() {
+    std::vector<std::string> sentences;
+    for (const media::RecoveredMovie& movie : media::recoverMovies(unfinishedMovies())) {
+        const std::string path = movie.path.string();
+        sentences.push_back(
+            movie.error
+                ? fmt::format(
+                      fmt::runtime(localized("The interrupted recording “{}” couldn't be finished: {}")),
+                      path, localizedDescription(movie.error))
+                : fmt::format(fmt::runtime(localized("Finished the interrupted recording “{}”.")), path));
+    }
+    log(LogArea::movie, sentences.size(), " interrupted recordings found");
+    return sentences;
 }
 
 }  // namespace lumicrate::app

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// SystemServices: the adapters to the operating system that every command needs, created once.
+// SystemServices: the adapters to the operating system that every command needs, created once; and the
+// recovery of interrupted recordings.
 #pragma once
 
 #include "App/QtExecutor.h"
@@ -12,6 +13,9 @@
 #include "Linux/PipeWire/Devices.h"
 #include "Support/MediaTime.h"
 #include "Support/Notifications.h"
+
+#include <string>
+#include <vector>
 
 namespace lumicrate::app {
 
@@ -29,11 +33,15 @@ class SystemServices {
     desktop::FileManager files;
     desktop::Calendar calendar;
     desktop::ProcessInfo process;
+    /// The register of the recordings that are being written.
     media::RecoveryList unfinished;
     pipewire::Devices devices;
     capture::CaptureKit capture;
     media::Assets assets;
     NotificationCenter notifications;
 };
+
+/// Completes every recording that a crash or a power cut interrupted. Gives a sentence for the user for each.
+std::vector<std::string> recoverInterruptedRecordings();
 
 }  // namespace lumicrate::app

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // Options, their values, and preferences given on the command line.
 #include "App/CommandLine/OptionParser.h"
-#include "App/CommandLine/OptionValues.h"
 #include "App/CommandLine/Preferences.h"
 
 namespace lumicrate::app {

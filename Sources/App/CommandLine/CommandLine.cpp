@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "App/CommandLine/CommandLine.h"
 
-#include "App/Recovery.h"
+#include "App/SystemServices.h"
 
 #include <fmt/format.h>
 

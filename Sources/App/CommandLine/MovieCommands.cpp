@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // The commands that make something of a finished movie: trim, gif, mix and convert.
 #include "App/CommandLine/CommandLine.h"
-#include "App/CommandLine/OptionValues.h"
 #include "App/CommandLine/StatusLine.h"
 #include "App/QtExecutor.h"
 #include "App/Signals.h"

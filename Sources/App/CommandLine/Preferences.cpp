@@ -2,7 +2,6 @@
 #include "App/CommandLine/Preferences.h"
 
 #include "App/CommandLine/CommandLine.h"
-#include "App/CommandLine/OptionValues.h"
 #include "Linux/Desktop/UserDefaults.h"
 #include "Lumicrate/Recording/RecordingOptions.h"
 #include "Lumicrate/Shortcuts/Shortcut.h"

@@ -1,8 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "App/CommandLine/RecordArguments.h"
 
-#include "App/CommandLine/OptionValues.h"
-
 #include <fmt/format.h>
 
 #include <algorithm>
