@@ -3,8 +3,6 @@
 
 #include "Support/Error.h"
 
-#include <algorithm>
-
 namespace lumicrate::app {
 
 namespace {

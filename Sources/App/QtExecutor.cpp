@@ -4,13 +4,9 @@
 #include "Support/MediaTime.h"
 
 #include <QMetaObject>
-#include <QTimer>
 #include <algorithm>
 
 namespace lumicrate::app {
-
-QtExecutor::QtExecutor() = default;
-QtExecutor::~QtExecutor() = default;
 
 std::chrono::nanoseconds QtExecutor::now() const {
     return HostClock::now();

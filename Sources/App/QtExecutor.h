@@ -5,21 +5,15 @@
 #include "Support/Executor.h"
 
 #include <QObject>
+#include <QTimer>
 #include <memory>
 #include <unordered_map>
-
-class QTimer;
 
 namespace lumicrate::app {
 
 /// Belongs to the thread that creates it. Needs a QCoreApplication whose loop runs there.
 class QtExecutor final : public Executor {
  public:
-    QtExecutor();
-    ~QtExecutor() override;
-    QtExecutor(const QtExecutor&) = delete;
-    QtExecutor& operator=(const QtExecutor&) = delete;
-
     std::chrono::nanoseconds now() const override;
     void post(Work work) override;
     TimerId after(std::chrono::nanoseconds delay, Work work) override;
