@@ -2,14 +2,10 @@
 #include "App/AppWindows.h"
 
 #include "Lumicrate/Library/DerivedFiles.h"
-#include "Lumicrate/Shell/Welcome.h"
 #include "Support/DispatchQueue.h"
 #include "Support/Error.h"
 #include "Support/Log.h"
 #include "Views/Settings/SettingsWindow.h"
-#include "Views/Shell/AboutWindow.h"
-#include "Views/Shell/PermissionWindow.h"
-#include "Views/Shell/WelcomeWindow.h"
 #include "Views/Widgets/QtText.h"
 
 #include <QApplication>
@@ -89,7 +85,7 @@ void AppWindows::showMain() {
         main_ = std::make_unique<views::MainWindow>(content_);
         main_->installEventFilter(closeWatch_.get());
     }
-    main_->bringForward();
+    views::bringForward(*main_);
 }
 
 void AppWindows::showSettings() {

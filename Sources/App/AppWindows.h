@@ -10,14 +10,11 @@
 #include "Linux/Media/Images/ImageIO.h"
 #include "Lumicrate/Library/RecordingLibrary.h"
 #include "Lumicrate/MainWindow/MainWindowModel.h"
-#include "Lumicrate/Settings/SettingsModel.h"
-#include "Lumicrate/Shell/AppInfo.h"
-#include "Lumicrate/Shell/MenuBar.h"
-#include "Lumicrate/Shell/Permissions.h"
+#include "Lumicrate/Shell/MenuItem.h"
 #include "Views/MainWindow/MainWindow.h"
+#include "Views/Shell/MessageWindows.h"
 #include "Views/Shell/SingleWindow.h"
 
-#include <filesystem>
 #include <functional>
 #include <memory>
 #include <string>

@@ -1,16 +1,14 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "Views/Desktop/Coordinates.h"
 
-#include <xcb/xcb.h>
+#include "Views/Desktop/XcbConnection.h"
 
 #include <QCursor>
 #include <QGuiApplication>
 #include <QScreen>
 #include <algorithm>
 #include <cmath>
-#include <cstdlib>
 #include <limits>
-#include <memory>
 #include <utility>
 
 namespace lumicrate::views {
@@ -34,6 +32,13 @@ double distance(const QRectF& rect, const QPointF& point) {
 
 }  // namespace
 
+QList<QScreen*> screensMainFirst() {
+    QList<QScreen*> screens = QGuiApplication::screens();
+    std::stable_partition(screens.begin(), screens.end(),
+                          [](const QScreen* screen) { return screen == QGuiApplication::primaryScreen(); });
+    return screens;
+}
+
 QtScreen QtScreen::of(const QScreen& screen) {
     return {screen.geometry(), screen.devicePixelRatio()};
 }
@@ -52,10 +57,8 @@ Coordinates::Coordinates(std::vector<QtScreen> screens) : screens_(std::move(scr
 
 Coordinates Coordinates::now() {
     std::vector<QtScreen> screens;
-    const QScreen* const primary = QGuiApplication::primaryScreen();
-    if (primary) screens.push_back(QtScreen::of(*primary));
-    for (const QScreen* screen : QGuiApplication::screens())
-        if (screen != primary) screens.push_back(QtScreen::of(*screen));
+    for (const QScreen* screen : screensMainFirst())
+        screens.push_back(QtScreen::of(*screen));
     return Coordinates(std::move(screens));
 }
 
@@ -96,12 +99,10 @@ const QtScreen* Coordinates::screenShowing(const QRectF& pixels) const {
 }
 
 QPoint pointerPixel() {
-    const auto* const x11 = qGuiApp->nativeInterface<QNativeInterface::QX11Application>();
-    if (!x11) return QCursor::pos();
-    xcb_connection_t* const connection = x11->connection();
-    const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(connection)).data->root;
-    const std::unique_ptr<xcb_query_pointer_reply_t, decltype(&std::free)> reply(
-        xcb_query_pointer_reply(connection, xcb_query_pointer(connection, root), nullptr), &std::free);
+    xcb_connection_t* const x = xcbConnection();
+    if (!x) return QCursor::pos();
+    const XcbReply<xcb_query_pointer_reply_t> reply(
+        xcb_query_pointer_reply(x, xcb_query_pointer(x, xcbRoot()), nullptr));
     return reply ? QPoint(reply->root_x, reply->root_y) : QPoint();
 }
 

@@ -9,6 +9,7 @@
 
 #include "Support/Geometry.h"
 
+#include <QList>
 #include <QPoint>
 #include <QRect>
 #include <QRectF>
@@ -17,6 +18,8 @@
 class QScreen;
 
 namespace lumicrate::views {
+
+QList<QScreen*> screensMainFirst();
 
 /// A screen as Qt reports it.
 struct QtScreen {

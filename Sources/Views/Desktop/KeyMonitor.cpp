@@ -4,8 +4,8 @@
 #include <QCoreApplication>
 #include <QKeyEvent>
 #include <QString>
+#include <algorithm>
 #include <utility>
-#include <vector>
 
 namespace lumicrate::views {
 
@@ -47,18 +47,12 @@ QString charactersOf(std::uint32_t keysym, const QKeyEvent& pressed) {
     return character == 0 ? QString() : QString::fromUcs4(&character, 1).toLower();
 }
 
-class Monitor final : public NSEventMonitor {
- public:
-    explicit Monitor(std::function<void()> remove) : remove_(std::move(remove)) {}
-    ~Monitor() override { remove_(); }
-    Monitor(const Monitor&) = delete;
-    Monitor& operator=(const Monitor&) = delete;
-
- private:
-    std::function<void()> remove_;
-};
-
 }  // namespace
+
+struct KeyMonitor::Monitor final : public NSEventMonitor {
+    explicit Monitor(Handler handles) : handler(std::move(handles)) {}
+    Handler handler;
+};
 
 std::string keyName(const QString& characters) {
     QString name;
@@ -78,11 +72,10 @@ KeyMonitor::KeyMonitor(Keyboard keyboard) : keyboard_(std::move(keyboard)) {
 }
 
 std::unique_ptr<NSEventMonitor> KeyMonitor::addKeyDownMonitor(std::function<bool(const NSEvent&)> onKeyDown) {
-    const int id = next_++;
-    handlers_->emplace(id, std::make_shared<Handler>(std::move(onKeyDown)));
-    return std::make_unique<Monitor>([handlers = std::weak_ptr(handlers_), id] {
-        if (const auto alive = handlers.lock()) alive->erase(id);
-    });
+    auto handler = std::make_shared<std::function<bool(const NSEvent&)>>(std::move(onKeyDown));
+    std::erase_if(handlers_, [](const auto& known) { return known.expired(); });
+    handlers_.push_back(handler);
+    return std::make_unique<Monitor>(std::move(handler));
 }
 
 bool KeyMonitor::eventFilter(QObject* receiver, QEvent* event) {
@@ -100,15 +93,14 @@ bool KeyMonitor::eventFilter(QObject* receiver, QEvent* event) {
 }
 
 bool KeyMonitor::isConsumed(const QKeyEvent& pressed) {
-    if (handlers_->empty() || isModifier(pressed.key())) return false;
+    if (handlers_.empty() || isModifier(pressed.key())) return false;
     const NSEvent event = translated(pressed);
-    std::vector<std::weak_ptr<Handler>> newestFirst;
-    for (auto entry = handlers_->rbegin(); entry != handlers_->rend(); ++entry)
-        newestFirst.emplace_back(entry->second);
-    for (const auto& entry : newestFirst) {
-        if (const auto handler = entry.lock(); handler && (*handler)(event)) return true;
-    }
-    return false;
+    // A copy: handlers may add and remove monitors.
+    const auto handlers = handlers_;
+    return std::any_of(handlers.rbegin(), handlers.rend(), [&event](const auto& known) {
+        const Handler handler = known.lock();
+        return handler && (*handler)(event);
+    });
 }
 
 NSEvent KeyMonitor::translated(const QKeyEvent& pressed) const {

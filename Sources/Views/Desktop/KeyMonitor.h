@@ -7,10 +7,10 @@
 #include <QObject>
 #include <cstdint>
 #include <functional>
-#include <map>
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 class QKeyEvent;
 
@@ -46,15 +46,14 @@ class KeyMonitor final : public QObject, public NSKeyMonitoring {
     bool eventFilter(QObject* receiver, QEvent* event) override;
 
  private:
-    using Handler = std::function<bool(const NSEvent&)>;
-    using Handlers = std::map<int, std::shared_ptr<Handler>>;
+    /// Kept by its monitor.
+    using Handler = std::shared_ptr<std::function<bool(const NSEvent&)>>;
+    struct Monitor;
 
     bool isConsumed(const QKeyEvent& pressed);
 
     Keyboard keyboard_;
-    int next_ = 0;
-    // Shared with the monitors, which may outlive this.
-    std::shared_ptr<Handlers> handlers_ = std::make_shared<Handlers>();
+    std::vector<Handler::weak_type> handlers_;  ///< the newest last
     /// Whether the press was consumed when it came as a possible shortcut, before it comes as a press.
     std::optional<bool> decided_;
 };

@@ -3,7 +3,6 @@
 
 #include "Views/Desktop/Coordinates.h"
 
-#include <QGuiApplication>
 #include <QScreen>
 
 namespace lumicrate::views {
@@ -26,17 +25,13 @@ QRectF availablePixels(const QScreen& screen) {
 
 std::vector<NSScreen> Screens::screens() const {
     const Coordinates coordinates = Coordinates::now();
-    const auto described = [&](const QScreen& screen) {
-        const std::string name = screen.name().toStdString();
-        return NSScreen{displayIDs_ ? displayIDs_(name) : std::nullopt,
-                        coordinates.pointsFromPixels(QtScreen::of(screen).pixels()),
-                        coordinates.pointsFromPixels(availablePixels(screen)), coordinates.scale(), name};
-    };
     std::vector<NSScreen> all;
-    const QScreen* const primary = QGuiApplication::primaryScreen();
-    if (primary) all.push_back(described(*primary));
-    for (const QScreen* screen : QGuiApplication::screens())
-        if (screen != primary) all.push_back(described(*screen));
+    for (const QScreen* screen : screensMainFirst()) {
+        const std::string name = screen->name().toStdString();
+        all.push_back({displayIDs_ ? displayIDs_(name) : std::nullopt,
+                       coordinates.pointsFromPixels(QtScreen::of(*screen).pixels()),
+                       coordinates.pointsFromPixels(availablePixels(*screen)), coordinates.scale(), name});
+    }
     return all;
 }
 

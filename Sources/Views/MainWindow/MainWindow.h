@@ -6,12 +6,9 @@
 
 #include <QWidget>
 
-class QMenu;
 class QVBoxLayout;
 
 namespace lumicrate::views {
-
-class RecordingList;
 
 /// Remembers its size. Closing it hides it.
 class MainWindow final : public QWidget {
@@ -19,9 +16,6 @@ class MainWindow final : public QWidget {
     /// `content` must outlive the window.
     explicit MainWindow(MainWindowModel& content);
     ~MainWindow() override;
-
-    /// Shows the window above all others.
-    void bringForward();
 
  protected:
     void showEvent(QShowEvent* event) override;

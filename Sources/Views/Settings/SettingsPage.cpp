@@ -1,10 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "Views/Settings/SettingsPage.h"
 
-#include "Views/Settings/FormRow.h"
+#include "Views/Settings/Form.h"
 #include "Views/Settings/ShortcutFieldView.h"
 #include "Views/Shell/MessageParts.h"
-#include "Views/Widgets/Card.h"
 #include "Views/Widgets/QtText.h"
 #include "Views/Widgets/Theme.h"
 #include "Views/Widgets/TintedLabel.h"

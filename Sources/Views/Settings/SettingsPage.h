@@ -6,16 +6,12 @@
 #include "Support/Published.h"
 
 #include <QScrollArea>
-#include <QString>
-#include <memory>
-#include <vector>
 
 class QVBoxLayout;
 
 namespace lumicrate::views {
 
 class Card;
-class TintedLabel;
 
 class SettingsPage final : public QScrollArea {
  public:

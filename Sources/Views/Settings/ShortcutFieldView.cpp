@@ -6,7 +6,6 @@
 #include "Views/Widgets/Theme.h"
 #include "Views/Widgets/TintedLabel.h"
 
-#include <QApplication>
 #include <QEvent>
 #include <QHBoxLayout>
 #include <QHideEvent>

@@ -3,6 +3,13 @@
 
 namespace lumicrate::views {
 
+void bringForward(QWidget& window) {
+    window.setWindowState(window.windowState() & ~Qt::WindowMinimized);
+    window.show();
+    window.raise();
+    window.activateWindow();
+}
+
 SingleWindow::~SingleWindow() {
     for (const auto& [kind, window] : windows_)
         delete window;
@@ -15,10 +22,7 @@ QWidget& SingleWindow::show(const std::string& kind, const std::function<std::un
         window = make().release();
         window->setAttribute(Qt::WA_DeleteOnClose);
     }
-    window->setWindowState(window->windowState() & ~Qt::WindowMinimized);
-    window->show();
-    window->raise();
-    window->activateWindow();
+    bringForward(*window);
     return *window;
 }
 

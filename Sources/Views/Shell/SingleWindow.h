@@ -11,6 +11,9 @@
 
 namespace lumicrate::views {
 
+/// Shows a window above all others.
+void bringForward(QWidget& window);
+
 /// Owns each window until it is closed. Main thread.
 class SingleWindow {
  public:

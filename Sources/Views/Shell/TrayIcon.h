@@ -8,7 +8,6 @@
 #include <QMenu>
 #include <QSystemTrayIcon>
 #include <memory>
-#include <optional>
 
 namespace lumicrate::views {
 

@@ -12,9 +12,8 @@
 #include "Tests/Stage/ChildProcess.h"
 #include "Views/Desktop/KeyMonitor.h"
 #include "Views/Settings/SettingsWindow.h"
-#include "Views/Shell/PermissionWindow.h"
+#include "Views/Shell/MessageWindows.h"
 #include "Views/Shell/SingleWindow.h"
-#include "Views/Shell/WelcomeWindow.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

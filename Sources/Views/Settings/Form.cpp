@@ -1,18 +1,96 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "Views/Settings/FormRow.h"
+#include "Views/Settings/Form.h"
 
 #include "Views/Widgets/DefaultsBinding.h"
 #include "Views/Widgets/QtText.h"
-#include "Views/Widgets/Switch.h"
 #include "Views/Widgets/Theme.h"
 #include "Views/Widgets/TintedLabel.h"
 
+#include <QCheckBox>
 #include <QComboBox>
 #include <QHBoxLayout>
 #include <QLabel>
+#include <QPainter>
 #include <QVBoxLayout>
 
 namespace lumicrate::views {
+
+namespace {
+
+constexpr double focusRing = 2;  ///< margin around a switch's track, points
+
+/// A check box that looks like a switch.
+class Switch final : public QCheckBox {
+ public:
+    Switch() {
+        setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
+        setCursor(Qt::PointingHandCursor);
+        // Repaints it when the pointer enters and leaves.
+        setAttribute(Qt::WA_Hover);
+    }
+
+    QSize sizeHint() const override {
+        const int height = qMax(fontMetrics().height() + 4, 20);
+        return {height * 7 / 4 + 4, height + 4};
+    }
+    QSize minimumSizeHint() const override { return sizeHint(); }
+
+ protected:
+    void paintEvent(QPaintEvent* event) override;
+    bool hitButton(const QPoint& position) const override { return rect().contains(position); }
+};
+
+void Switch::paintEvent(QPaintEvent*) {
+    const ThemeColors colors = ThemeColors::of(*this);
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
+    const QRectF track =
+        QRectF(rect()).adjusted(focusRing + 0.5, focusRing + 0.5, -focusRing - 0.5, -focusRing - 0.5);
+    const double radius = track.height() / 2;
+
+    if (hasFocus()) {
+        painter.setPen(QPen(colors.accent, focusRing / 2 + 0.5));
+        painter.setBrush(Qt::NoBrush);
+        painter.drawRoundedRect(QRectF(rect()).adjusted(1, 1, -1, -1), radius + focusRing,
+                                radius + focusRing);
+    }
+    // Off, the track has the secondary text colour, which contrasts with the card in both themes.
+    QColor fill = isChecked() ? colors.accent : colors.secondary;
+    if (!isEnabled()) fill.setAlphaF(0.4F);
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(underMouse() && isEnabled() ? fill.lighter(108) : fill);
+    painter.drawRoundedRect(track, radius, radius);
+
+    const double knob = radius - 2.5;
+    const bool atEnd = isChecked() != isRightToLeft();
+    const QPointF center(atEnd ? track.right() - radius : track.left() + radius, track.center().y());
+    painter.setBrush(Qt::white);
+    painter.drawEllipse(center, knob, knob);
+}
+
+}  // namespace
+
+Card::Card() : rows_(new QVBoxLayout(this)) {
+    rows_->setContentsMargins(measure::margin, measure::gap / 2, measure::margin, measure::gap / 2);
+    rows_->setSpacing(1);
+}
+
+void Card::addRow(QWidget* row) {
+    rows_->addWidget(row);
+}
+
+void Card::paintEvent(QPaintEvent*) {
+    const ThemeColors colors = ThemeColors::of(*this);
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(QPen(colors.separator, 1));
+    painter.setBrush(colors.card);
+    painter.drawRoundedRect(QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5), measure::corner, measure::corner);
+    for (int i = 1; i < rows_->count(); ++i) {
+        const QRectF row = rows_->itemAt(i)->geometry();
+        painter.drawLine(QPointF(row.left(), row.top() - 0.5), QPointF(row.right(), row.top() - 0.5));
+    }
+}
 
 FormRow::FormRow(const std::string& label, const std::string& caption, QWidget* control)
     : error_(new TintedLabel(&ThemeColors::warning)) {

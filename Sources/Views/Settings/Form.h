@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// FormRow: a row of a form: label, caption, control, and an error message below.
+// Form: what forms are made of: FormRow, and Card, which holds rows.
 #pragma once
 
 #include "Lumicrate/Settings/SettingsModel.h"
@@ -12,11 +12,28 @@
 #include <vector>
 
 class QComboBox;
+class QVBoxLayout;
 
 namespace lumicrate::views {
 
 class TintedLabel;
 
+/// A raised surface with separated rows.
+class Card final : public QWidget {
+ public:
+    Card();
+
+    /// Adds a row at the bottom, with a separator line above it.
+    void addRow(QWidget* row);
+
+ protected:
+    void paintEvent(QPaintEvent* event) override;
+
+ private:
+    QVBoxLayout* rows_;
+};
+
+/// A label, a caption, a control, and an error message below.
 class FormRow final : public QWidget {
  public:
     /// Owns the control, and gives it the label and caption as accessible name and description. `caption` may

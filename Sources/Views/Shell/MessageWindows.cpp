@@ -1,0 +1,160 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "Views/Shell/MessageWindows.h"
+
+#include "Support/Error.h"
+#include "Views/Settings/Form.h"
+#include "Views/Shell/MessageParts.h"
+#include "Views/Widgets/QtText.h"
+#include "Views/Widgets/Symbols.h"
+#include "Views/Widgets/Theme.h"
+#include "Views/Widgets/TintedLabel.h"
+
+#include <QCloseEvent>
+#include <QHBoxLayout>
+#include <QPushButton>
+#include <QVBoxLayout>
+#include <utility>
+
+namespace lumicrate::views {
+
+namespace {
+
+TintedLabel* centred(const std::string& text) {
+    auto* label = new TintedLabel(&ThemeColors::secondary, qtText(text));
+    label->setAlignment(Qt::AlignCenter);
+    label->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    return label;
+}
+
+/// Pressed by Return when it has the focus.
+QPushButton* defaultButton(const QString& text) {
+    QPushButton* button = roomyButton(text);
+    button->setDefault(true);
+    button->setAutoDefault(true);
+    return button;
+}
+
+QWidget* folderRow(const std::string& folder, std::function<void()> openFolder) {
+    auto* both = new QWidget;
+    auto* lines = new QVBoxLayout(both);
+    lines->setContentsMargins(0, 0, 0, 0);
+    lines->setSpacing(measure::gap / 2);
+    auto* open = roomyButton(localizedText("Open Recordings Folder"), symbol("folder"));
+    open->setToolTip(qtText(folder));
+    open->setAccessibleDescription(qtText(folder));
+    lines->addWidget(open, 0, Qt::AlignCenter);
+    auto* complaint = new TintedLabel(&ThemeColors::warning);
+    complaint->setAlignment(Qt::AlignCenter);
+    complaint->hide();
+    lines->addWidget(complaint);
+    QObject::connect(open, &QPushButton::clicked, complaint, [complaint, openFolder = std::move(openFolder)] {
+        std::string refusal;
+        try {
+            openFolder();
+        } catch (const PlatformError& error) {
+            refusal = error.what();
+        }
+        complaint->showMessage(qtText(refusal));
+    });
+    return both;
+}
+
+QWidget* missingRow(const Permissions::Missing& missing) {
+    QWidget* point = symbolPoint(missing.symbol, missing.title, missing.advice);
+    if (missing.command.empty()) return point;
+    auto* both = new QWidget;
+    auto* lines = new QVBoxLayout(both);
+    lines->setContentsMargins(0, 0, 0, measure::gap);
+    lines->setSpacing(0);
+    lines->addWidget(point);
+    QWidget* command = copyableCommand(qtText(missing.command));
+    lines->addWidget(command);
+    // Aligned with the text above.
+    command->setContentsMargins(measure::symbol * 3 / 2 + measure::margin, 0, 0, 0);
+    return both;
+}
+
+}  // namespace
+
+AboutWindow::AboutWindow(const AppInfo& info, const std::string& folder, std::function<void()> openFolder) {
+    prepareWindow(*this, localizedText("About Lumicrate"));
+    QVBoxLayout* lines = messageLayout(*this, 46);
+    lines->addWidget(iconLabel(96));
+    auto* names = new QVBoxLayout;
+    names->setSpacing(measure::gap / 2);
+    auto* name = titleLabel(qtText(info.name), 1.6);
+    name->setAlignment(Qt::AlignCenter);
+    names->addWidget(name);
+    names->addWidget(centred(info.versionText()));
+    lines->addLayout(names);
+    auto* summary = new QLabel(qtText(info.summary()));
+    summary->setWordWrap(true);
+    summary->setAlignment(Qt::AlignCenter);
+    lines->addWidget(summary);
+    lines->addWidget(folderRow(folder, std::move(openFolder)));
+    lines->addWidget(centred(info.licence()));
+}
+
+WelcomeWindow::WelcomeWindow(std::unique_ptr<Welcome> model) : model_(std::move(model)) {
+    prepareWindow(*this, localizedText("Welcome to Lumicrate"));
+    QVBoxLayout* lines = messageLayout(*this, 62);
+    lines->addWidget(iconLabel(72));
+    auto* title = titleLabel(localizedText("Welcome to Lumicrate"), 1.6);
+    title->setAlignment(Qt::AlignCenter);
+    lines->addWidget(title);
+    auto* card = new Card;
+    for (const Welcome::Point& point : model_->points())
+        card->addRow(symbolPoint(point.symbol, point.title, point.text));
+    lines->addWidget(card);
+    auto* choices = new Card;
+    choices->addRow(loginRow(model_->loginItem));
+    lines->addWidget(choices);
+    auto* begin = defaultButton(localizedText("Get Started"));
+    connect(begin, &QPushButton::clicked, this, &QWidget::close);
+    lines->addWidget(begin, 0, Qt::AlignRight);
+    begin->setFocus();
+}
+
+void WelcomeWindow::closeEvent(QCloseEvent* event) {
+    model_->finish();
+    QWidget::closeEvent(event);
+}
+
+PermissionWindow::PermissionWindow(Permissions& model) : place_(new QVBoxLayout) {
+    prepareWindow(*this, localizedText("Lumicrate"));
+    QVBoxLayout* lines = messageLayout(*this, 74);
+    lines->addWidget(titleLabel(qtText(Permissions::headline()), 1.3));
+    lines->addLayout(place_);
+    showMissing(*model.missing);
+
+    auto* bottom = new QHBoxLayout;
+    auto* outcome = new TintedLabel(&ThemeColors::secondary, qtText(*model.outcome));
+    auto* close = roomyButton(localizedText("Close"));
+    auto* again = defaultButton(localizedText("Try Again"));
+    bottom->addWidget(outcome, 1);
+    bottom->addWidget(close);
+    bottom->addWidget(again);
+    lines->addLayout(bottom);
+    again->setFocus();
+
+    connect(close, &QPushButton::clicked, this, &QWidget::close);
+    connect(again, &QPushButton::clicked, this, [&model] { model.checkAgain(); });
+    missingChanges_ = model.missing.observe([this](const auto& missing) { showMissing(missing); });
+    outcomeChanges_ =
+        model.outcome.observe([outcome](const std::string& text) { outcome->setText(qtText(text)); });
+}
+
+void PermissionWindow::showMissing(const std::vector<Permissions::Missing>& missing) {
+    if (missing.empty()) {
+        close();
+        return;
+    }
+    delete card_;
+    auto* card = new Card;
+    for (const Permissions::Missing& item : missing)
+        card->addRow(missingRow(item));
+    place_->addWidget(card);
+    card_ = card;
+}
+
+}  // namespace lumicrate::views

@@ -1,0 +1,55 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// MessageWindows: the small windows with a message: AboutWindow, WelcomeWindow and PermissionWindow.
+#pragma once
+
+#include "Lumicrate/Shell/AppInfo.h"
+#include "Lumicrate/Shell/Permissions.h"
+#include "Lumicrate/Shell/Welcome.h"
+#include "Support/Published.h"
+
+#include <QWidget>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+class QVBoxLayout;
+
+namespace lumicrate::views {
+
+/// Shows name, version, licence and the recordings folder.
+class AboutWindow final : public QWidget {
+ public:
+    /// `folder` is the recordings folder for display ("~/Videos/Lumicrate"); `openFolder` opens it and may
+    /// throw PlatformError, whose text is then shown.
+    AboutWindow(const AppInfo& info, const std::string& folder, std::function<void()> openFolder);
+};
+
+/// Introduces the program to a new user. Counts as shown once it is closed in any way.
+class WelcomeWindow final : public QWidget {
+ public:
+    explicit WelcomeWindow(std::unique_ptr<Welcome> model);
+
+ protected:
+    void closeEvent(QCloseEvent* event) override;
+
+ private:
+    std::unique_ptr<Welcome> model_;
+};
+
+/// Lists what cannot be reached, with advice for each. Closes by itself once everything can be reached.
+class PermissionWindow final : public QWidget {
+ public:
+    /// `model` must outlive the window.
+    explicit PermissionWindow(Permissions& model);
+
+ private:
+    void showMissing(const std::vector<Permissions::Missing>& missing);
+
+    QVBoxLayout* place_;
+    QWidget* card_ = nullptr;
+    Subscription missingChanges_;
+    Subscription outcomeChanges_;
+};
+
+}  // namespace lumicrate::views
