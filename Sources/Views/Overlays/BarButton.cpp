@@ -4,7 +4,6 @@
 #include "Views/Overlays/OverlayStyle.h"
 #include "Views/Overlays/Selection/BarMenu.h"
 #include "Views/Widgets/Menus.h"
-#include "Views/Widgets/QtText.h"
 #include "Views/Widgets/Symbols.h"
 #include "Views/Widgets/Theme.h"
 
@@ -30,11 +29,6 @@ constexpr int narrowPadding = 4;
 BarButton::BarButton(Look look, QWidget* parent) : SymbolButton(parent), look_(look) {
     setFocusPolicy(look == Look::icon ? Qt::NoFocus : Qt::TabFocus);
     setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
-}
-
-void BarButton::setHelp(const std::string& help) {
-    setAccessibleName(qtText(help));
-    setToolTip(accessibleName());
 }
 
 void BarButton::setWidestOf(const QStringList& texts) {

@@ -3,11 +3,10 @@
 #pragma once
 
 #include "Lumicrate/Shell/MenuItem.h"
-#include "Views/Widgets/SymbolButton.h"
+#include "Views/Widgets/FlatButton.h"
 
 #include <QStringList>
 #include <functional>
-#include <string>
 #include <vector>
 
 namespace lumicrate::views {
@@ -31,8 +30,6 @@ class BarButton : public SymbolButton {
 
     BarButton(Look look, QWidget* parent);
 
-    /// Tool tip, and name for assistive technology.
-    void setHelp(const std::string& help);
     /// Replaces the symbol.
     void setIconPainter(Icon icon) { icon_ = std::move(icon); }
     /// Called instead of showing a tool tip, which would be a window of its own and so be recorded: with true

@@ -4,7 +4,6 @@
 #include "Support/Log.h"
 #include "Views/Desktop/XcbConnection.h"
 
-#include <xcb/xcb.h>
 #include <xcb/xfixes.h>
 
 #include <QByteArray>
@@ -41,20 +40,13 @@ void CompositionWatch::watchManager() {
         return;
     }
     notifyEvent_ = static_cast<std::uint8_t>(fixes->first_event + XCB_XFIXES_SELECTION_NOTIFY);
-    // Qt uses the first screen of a server only.
-    constexpr char name[] = "_NET_WM_CM_S0";
-    const XcbReply<xcb_intern_atom_reply_t> atom(
-        xcb_intern_atom_reply(x, xcb_intern_atom(x, 0, sizeof name - 1, name), nullptr));
-    if (!atom) return;
-    managerSelection_ = atom->atom;
-    xcb_xfixes_select_selection_input(x, xcb_setup_roots_iterator(xcb_get_setup(x)).data->root,
-                                      managerSelection_,
+    managerSelection_ = xcbAtom("_NET_WM_CM_S0");
+    if (managerSelection_ == XCB_ATOM_NONE) return;
+    xcb_xfixes_select_selection_input(x, xcbRoot(), managerSelection_,
                                       XCB_XFIXES_SELECTION_EVENT_MASK_SET_SELECTION_OWNER |
                                           XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_WINDOW_DESTROY |
                                           XCB_XFIXES_SELECTION_EVENT_MASK_SELECTION_CLIENT_CLOSE);
-    const XcbReply<xcb_get_selection_owner_reply_t> owner(
-        xcb_get_selection_owner_reply(x, xcb_get_selection_owner(x, managerSelection_), nullptr));
-    active_ = owner && owner->owner != XCB_NONE;
+    active_ = isXcbSelectionOwned(managerSelection_);
 }
 
 bool CompositionWatch::nativeEventFilter(const QByteArray& kind, void* message, qintptr*) {

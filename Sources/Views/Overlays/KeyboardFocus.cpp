@@ -4,8 +4,6 @@
 #include "Support/Log.h"
 #include "Views/Desktop/XcbConnection.h"
 
-#include <xcb/xcb.h>
-
 #include <QApplication>
 #include <QByteArray>
 #include <QWindow>

@@ -6,7 +6,6 @@
 
 #include <QMargins>
 #include <QPainterPath>
-#include <QRegion>
 #include <QWidget>
 #include <functional>
 #include <optional>

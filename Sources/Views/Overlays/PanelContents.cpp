@@ -2,10 +2,9 @@
 #include "Views/Overlays/PanelContents.h"
 
 #include "Lumicrate/Overlays/Selection/AreaSelector.h"
-#include "Views/Overlays/AreaFrameView.h"
-#include "Views/Overlays/ClickRingsView.h"
 #include "Views/Overlays/ControlBarView.h"
 #include "Views/Overlays/CountdownView.h"
+#include "Views/Overlays/MarkViews.h"
 #include "Views/Overlays/ScreenChoiceView.h"
 #include "Views/Overlays/Selection/AreaToolbarView.h"
 #include "Views/Overlays/Selection/SelectionView.h"

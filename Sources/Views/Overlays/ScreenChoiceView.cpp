@@ -211,10 +211,9 @@ void ScreenChoiceView::paintEvent(QPaintEvent*) {
     const double lit = highlight_.currentValue().toDouble();
     painter.fillRect(rect(), overlay::black(dimmed + (dimmedUnderPointer - dimmed) * lit));
     if (lit <= 0) return;
-    QColor line = overlay::blue;
-    line.setAlphaF(static_cast<float>(lit));
     // The outer half of the line lies outside of the widget.
-    painter.setPen(QPen(line, 2 * outlineWidth, Qt::SolidLine, Qt::SquareCap, Qt::MiterJoin));
+    painter.setPen(
+        QPen(faded(overlay::blue, lit), 2 * outlineWidth, Qt::SolidLine, Qt::SquareCap, Qt::MiterJoin));
     painter.drawRect(QRectF(rect()));
 }
 

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "Views/Overlays/Selection/ScreenPixels.h"
 
-#include <QRectF>
 #include <algorithm>
 #include <cmath>
 

@@ -2,6 +2,7 @@
 #include "Views/Overlays/Selection/SelectionPainter.h"
 
 #include "Views/Overlays/OverlayStyle.h"
+#include "Views/Widgets/Theme.h"
 
 #include <QPainter>
 #include <algorithm>
@@ -227,9 +228,7 @@ void SelectionPainter::paintScreen(QPainter& painter, const QRegion& part) const
 
 void SelectionPainter::paintHighlight(QPainter& painter, const QRect& target, const QRegion& clip) const {
     const QRegion line = highlightFrame(target);
-    QColor tint = overlay::blue;
-    tint.setAlphaF(highlightOpacity);
-    fill(painter, (clip & target) - line, tint);
+    fill(painter, (clip & target) - line, faded(overlay::blue, highlightOpacity));
     fill(painter, clip & line, overlay::blue);
 }
 

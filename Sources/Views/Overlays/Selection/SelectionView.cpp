@@ -11,7 +11,6 @@
 #include <QMouseEvent>
 #include <QPaintEvent>
 #include <QPainter>
-#include <QPainterPath>
 #include <QScreen>
 #include <QStringList>
 #include <utility>
@@ -216,14 +215,11 @@ void SelectionView::mousePressEvent(QMouseEvent* event) {
     if (event->button() != Qt::LeftButton) return;
     setFocus();
     isDragging_ = true;
-    model_.mouseDown(translated(*event, 1));
+    model_.mouseDown(translated(*event, event->type() == QEvent::MouseButtonDblClick ? 2 : 1));
 }
 
 void SelectionView::mouseDoubleClickEvent(QMouseEvent* event) {
-    if (event->button() != Qt::LeftButton) return mousePressEvent(event);
-    setFocus();
-    isDragging_ = true;
-    model_.mouseDown(translated(*event, 2));
+    mousePressEvent(event);
 }
 
 void SelectionView::mouseMoveEvent(QMouseEvent* event) {

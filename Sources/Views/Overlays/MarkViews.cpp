@@ -1,17 +1,26 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "Views/Overlays/ClickRingsView.h"
+#include "Views/Overlays/MarkViews.h"
 
 #include "Views/Overlays/OverlayStyle.h"
 #include "Views/Widgets/QtText.h"
+#include "Views/Widgets/Theme.h"
 
 #include <QPainter>
 #include <QPainterPathStroker>
+#include <QPen>
 #include <cmath>
 
 namespace lumicrate::views {
 
 namespace {
 
+// Of the frame.
+constexpr double lineWidth = 3;
+constexpr double dash = 10;
+constexpr double gap = 6;
+constexpr double lineOpacity = 0.9;
+
+// Of the rings.
 constexpr double fillOpacity = 0.3;
 /// Line widths of a ring that cannot fade, at its start and at its end.
 constexpr double thickest = 4.5;
@@ -21,12 +30,31 @@ const QColor& colorOf(const ClickRing& ring) {
     return ring.secondary ? overlay::blue : overlay::yellow;
 }
 
-QColor withOpacity(QColor color, double opacity) {
-    color.setAlphaF(static_cast<float>(opacity));
-    return color;
+}  // namespace
+
+AreaFrameView::AreaFrameView() {
+    setAccessibleName(localizedText("Recorded area"));
 }
 
-}  // namespace
+QPainterPath AreaFrameView::silhouette() const {
+    const QRectF outer = rect();
+    QPainterPath path;
+    path.addRect(outer);
+    path.addRect(outer.adjusted(lineWidth, lineWidth, -lineWidth, -lineWidth));
+    return path;
+}
+
+void AreaFrameView::paintEvent(QPaintEvent*) {
+    QPainter painter(this);
+    const QRectF line = QRectF(rect()).adjusted(lineWidth / 2, lineWidth / 2, -lineWidth / 2, -lineWidth / 2);
+    if (!isComposited()) painter.fillRect(rect(), Qt::white);
+    QPen pen(isComposited() ? faded(overlay::red, lineOpacity) : overlay::red, lineWidth, Qt::CustomDashLine,
+             Qt::FlatCap, Qt::MiterJoin);
+    // Dash lengths are in units of the line width.
+    pen.setDashPattern({dash / lineWidth, gap / lineWidth});
+    painter.setPen(pen);
+    painter.drawRect(line);
+}
 
 ClickRingsView::ClickRingsView(const ClickRings& model) : rings_(*model.rings) {
     setAccessibleName(localizedText("Clicks"));
@@ -67,8 +95,8 @@ void ClickRingsView::paintEvent(QPaintEvent*) {
     painter.setRenderHint(QPainter::Antialiasing);
     for (const ClickRing& each : rings_) {
         const QColor& color = colorOf(each);
-        painter.setBrush(withOpacity(color, fillOpacity * each.opacity));
-        painter.setPen(QPen(withOpacity(color, each.opacity), each.lineWidth));
+        painter.setBrush(faded(color, fillOpacity * each.opacity));
+        painter.setPen(QPen(faded(color, each.opacity), each.lineWidth));
         painter.drawEllipse(centerOf(each), each.diameter / 2, each.diameter / 2);
     }
 }
