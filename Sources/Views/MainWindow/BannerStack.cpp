@@ -33,8 +33,7 @@ class BannerView final : public QWidget {
         layout->addWidget(text, 1);
         close_ = new FlatButton(FlatButton::Role::plain, this);
         close_->setSymbol("xmark");
-        close_->setAccessibleName(localizedText("Dismiss"));
-        close_->setToolTip(localizedText("Dismiss"));
+        close_->setHelp(localized("Dismiss"));
         layout->addWidget(close_, 0, Qt::AlignTop);
         setAccessibleName(qtText(banner.text));
     }
@@ -45,14 +44,10 @@ class BannerView final : public QWidget {
         const ThemeColors theme = ThemeColors::of(*this);
         const bool error = kind_ == Banner::Kind::error;
         const QColor tone = error ? theme.warning : theme.accent;
-        QColor ground = tone;
-        ground.setAlphaF(0.13F);
-        QColor border = tone;
-        border.setAlphaF(0.45F);
         QPainter painter(this);
         painter.setRenderHint(QPainter::Antialiasing);
-        painter.setPen(border);
-        painter.setBrush(ground);
+        painter.setPen(faded(tone, 0.45));
+        painter.setBrush(faded(tone, 0.13));
         const QRectF frame = QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5);
         painter.drawRoundedRect(frame, measure::corner, measure::corner);
         const int top = std::min(height() / 2, close_->geometry().center().y()) - measure::symbol / 2;

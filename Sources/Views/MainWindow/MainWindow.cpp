@@ -22,7 +22,6 @@
 #include <QShortcut>
 #include <QStackedLayout>
 #include <QVBoxLayout>
-#include <algorithm>
 
 namespace lumicrate::views {
 
@@ -97,19 +96,18 @@ QWidget* MainWindow::makeHeader() {
     bold.setWeight(QFont::DemiBold);
     title->setFont(bold);
     row->addWidget(title, 1);
-    const auto add = [&](std::string_view symbolName, const QString& name) {
+    const auto add = [&](std::string_view symbolName, const std::string& name) {
         auto* button = new FlatButton(FlatButton::Role::plain, header);
         button->setSymbol(symbolName);
-        button->setAccessibleName(name);
-        button->setToolTip(name);
+        button->setHelp(name);
         row->addWidget(button);
         return button;
     };
-    const auto* folder = add("folder", localizedText("Open Recordings Folder"));
+    const auto* folder = add("folder", localized("Open Recordings Folder"));
     connect(folder, &QPushButton::clicked, this, [this] { content_.commands.openFolder(); });
-    const auto* settings = add("gearshape", localizedText("Settings"));
+    const auto* settings = add("gearshape", localized("Settings"));
     connect(settings, &QPushButton::clicked, this, [this] { content_.commands.openSettings(); });
-    auto* more = add("ellipsis", localizedText("More"));
+    auto* more = add("ellipsis", localized("More"));
     auto* menu = new QMenu(more);
     connect(more, &QPushButton::clicked, menu, [this, more, menu] {
         fillMenu(*menu, content_.menu());
@@ -128,13 +126,6 @@ void MainWindow::bindKeys() {
     bind("Ctrl+R", [this] { content_.controls.press(); });
     bind("Ctrl+,", content_.commands.openSettings);
     bind("Ctrl+Q", content_.commands.quit);
-}
-
-void MainWindow::bringForward() {
-    setWindowState(windowState() & ~Qt::WindowMinimized);
-    show();
-    raise();
-    activateWindow();
 }
 
 void MainWindow::updateVisibility() {

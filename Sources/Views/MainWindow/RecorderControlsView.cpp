@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "Views/MainWindow/RecorderControlsView.h"
 
-#include "Views/Widgets/LevelMeter.h"
 #include "Views/Widgets/Menus.h"
 #include "Views/Widgets/QtText.h"
 #include "Views/Widgets/Symbols.h"
@@ -10,9 +9,10 @@
 
 #include <QHBoxLayout>
 #include <QMenu>
+#include <QPainter>
 #include <QVBoxLayout>
 #include <algorithm>
-#include <cmath>
+#include <utility>
 
 namespace lumicrate::views {
 
@@ -31,6 +31,43 @@ FlatButton::Tone toneOf(RecorderControls::Phase phase) {
 }
 
 }  // namespace
+
+/// A bar that shows a sound level.
+class RecorderControlsView::LevelMeter final : public QWidget {
+ public:
+    explicit LevelMeter(QWidget* parent) : QWidget(parent) {
+        setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+    }
+
+    /// 0 … 1.
+    void setLevel(float level) {
+        const float bounded = std::clamp(level, 0.0F, 1.0F);
+        if (std::exchange(level_, bounded) != bounded) update();
+    }
+    QSize sizeHint() const override { return {120, thickness}; }
+
+ protected:
+    void paintEvent(QPaintEvent*) override {
+        const ThemeColors theme = ThemeColors::of(*this);
+        QPainter painter(this);
+        painter.setRenderHint(QPainter::Antialiasing);
+        painter.setPen(Qt::NoPen);
+        QRectF bar(0, (height() - thickness) / 2.0, width(), thickness);
+        painter.setBrush(theme.separator);
+        painter.drawRoundedRect(bar, thickness / 2.0, thickness / 2.0);
+        if (level_ <= 0) return;
+        bar.setWidth(std::max<double>(thickness, bar.width() * level_));
+        painter.setBrush(level_ >= nearClipping ? theme.record : theme.accent);
+        painter.drawRoundedRect(bar, thickness / 2.0, thickness / 2.0);
+    }
+
+ private:
+    /// Sound above this level is close to clipping.
+    static constexpr float nearClipping = 0.92F;
+    static constexpr int thickness = 6;
+
+    float level_ = 0;
+};
 
 RecorderControlsView::RecorderControlsView(RecorderControls& controls, NSUserDefaults& defaults,
                                            const ErrorSink& showError, QWidget* parent)
@@ -80,8 +117,7 @@ QWidget* RecorderControlsView::withMicrophoneMenu(FlatButton& chip) {
     layout->setSpacing(0);
     layout->addWidget(&chip, 1);
     auto* opener = new FlatButton(FlatButton::Role::chevron, cell);
-    opener->setToolTip(localizedText("Choose a microphone"));
-    opener->setAccessibleName(localizedText("Choose a microphone"));
+    opener->setHelp(localized("Choose a microphone"));
     auto* menu = new QMenu(opener);
     connect(opener, &QPushButton::clicked, menu, [this, opener, menu] {
         fillMenu(*menu, controls_.microphoneMenu());
@@ -135,8 +171,7 @@ void RecorderControlsView::show(const RecorderControls::Content& content) {
     record_->setAccessibleDescription(qtText(content.hint));
     pause_->setVisible(content.pauses);
     pause_->setSymbol(content.pauseSymbol);
-    pause_->setToolTip(qtText(content.pauseTitle));
-    pause_->setAccessibleName(qtText(content.pauseTitle));
+    pause_->setHelp(content.pauseTitle);
     hint_->setText(qtText(content.hint));
     hint_->setVisible(!content.hint.empty());
     levelRow_->setVisible(content.showsLevel);

@@ -9,16 +9,12 @@
 #include "Views/Widgets/FlatButton.h"
 
 #include <QWidget>
-#include <string_view>
 #include <vector>
 
 class QLabel;
-class QMenu;
 class QVBoxLayout;
 
 namespace lumicrate::views {
-
-class LevelMeter;
 
 class RecorderControlsView final : public QWidget {
  public:
@@ -27,6 +23,7 @@ class RecorderControlsView final : public QWidget {
                          QWidget* parent = nullptr);
 
  private:
+    class LevelMeter;
     struct Chip {
         RecorderControls::Toggle toggle;
         QWidget* cell;

@@ -25,7 +25,7 @@ QRect RecordingDelegate::buttonRect(const QStyleOptionViewItem& option) {
             buttonSide, buttonSide};
 }
 
-int RecordingDelegate::reserved(const QStyleOptionViewItem&) const {
+int RecordingDelegate::reserved() const {
     return buttonSide + buttonMargin;
 }
 

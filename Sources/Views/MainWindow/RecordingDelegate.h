@@ -34,7 +34,7 @@ class RecordingDelegate final : public PictureRowDelegate {
     static QRect buttonRect(const QStyleOptionViewItem& option);
 
  protected:
-    int reserved(const QStyleOptionViewItem& option) const override;
+    int reserved() const override;
 
  private:
     Handlers handlers_;

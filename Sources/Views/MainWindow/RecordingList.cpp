@@ -14,7 +14,6 @@
 #include <QMenu>
 #include <QMimeData>
 #include <algorithm>
-#include <memory>
 
 namespace lumicrate::views {
 
@@ -44,8 +43,8 @@ RecordingList::RecordingList(RecordingRows& rows, Thumbnails& thumbnails, QWidge
     setAccessibleName(localizedText("Recordings"));
     // By Return and by a double click.
     connect(this, &QListView::activated, this, [this](const QModelIndex& index) {
-        const std::filesystem::path url = model_->url(index);
-        rows_.open(url);
+        // A copy: the list may change meanwhile.
+        rows_.open(std::filesystem::path(model_->url(index)));
     });
 }
 
@@ -90,19 +89,10 @@ void RecordingList::contextMenuEvent(QContextMenuEvent* event) {
     openMenu(position);
 }
 
-bool RecordingList::handleKey(const QKeyEvent& event) {
-    if (event.matches(QKeySequence::Copy)) {
-        copySelected();
-    } else if (event.key() == Qt::Key_Delete && event.modifiers() == Qt::NoModifier) {
-        trashSelected();
-    } else {
-        return false;
-    }
-    return true;
-}
-
 void RecordingList::keyPressEvent(QKeyEvent* event) {
-    if (!handleKey(*event)) QListView::keyPressEvent(event);
+    if (event->matches(QKeySequence::Copy)) return copySelected();
+    if (event->key() == Qt::Key_Delete && event->modifiers() == Qt::NoModifier) return trashSelected();
+    QListView::keyPressEvent(event);
 }
 
 void RecordingList::copySelected() const {

@@ -37,7 +37,6 @@ class RecordingList final : public QListView {
     void copySelected() const;
     void trashSelected();
     void rename(const std::filesystem::path& url, const QString& typed);
-    bool handleKey(const QKeyEvent& event);
 
     RecordingRows& rows_;
     RecordingListModel* model_;

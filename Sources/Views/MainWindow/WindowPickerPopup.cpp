@@ -48,10 +48,8 @@ WindowPickerPopup::WindowPickerPopup(SourceBar& sources, WindowPicker& picker, Q
     empty_->setAlignment(Qt::AlignCenter);
     empty_->setMargin(measure::margin);
     layout->addWidget(empty_);
-    connect(list_, &QListWidget::itemClicked, this,
-            [this](QListWidgetItem* item) { choose(list_->row(item)); });
-    connect(list_, &QListWidget::itemActivated, this,
-            [this](QListWidgetItem* item) { choose(list_->row(item)); });
+    for (const auto signal : {&QListWidget::itemClicked, &QListWidget::itemActivated})
+        connect(list_, signal, this, [this](QListWidgetItem* item) { choose(list_->row(item)); });
 }
 
 WindowPickerPopup::~WindowPickerPopup() {

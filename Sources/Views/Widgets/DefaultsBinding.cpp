@@ -8,7 +8,6 @@
 #include <QComboBox>
 #include <QSignalBlocker>
 #include <algorithm>
-#include <memory>
 
 namespace lumicrate::views {
 
@@ -48,17 +47,10 @@ class Binding final : public QObject {
 };
 
 bool isStored(const DefaultsValue& value, const NSUserDefaults& defaults, const std::string& key) {
-    struct {
-        const NSUserDefaults& defaults;
-        const std::string& key;
-        bool operator()(bool flag) const { return defaults.boolForKey(key) == flag; }
-        bool operator()(std::int64_t number) const { return defaults.integerForKey(key) == number; }
-        bool operator()(double number) const { return defaults.doubleForKey(key) == number; }
-        bool operator()(const std::string& text) const {
-            return defaults.stringForKey(key).value_or("") == text;
-        }
-    } const compare{defaults, key};
-    return std::visit(compare, value);
+    if (const auto* flag = std::get_if<bool>(&value)) return defaults.boolForKey(key) == *flag;
+    if (const auto* number = std::get_if<std::int64_t>(&value)) return defaults.integerForKey(key) == *number;
+    if (const auto* number = std::get_if<double>(&value)) return defaults.doubleForKey(key) == *number;
+    return defaults.stringForKey(key).value_or("") == std::get<std::string>(value);
 }
 
 }  // namespace

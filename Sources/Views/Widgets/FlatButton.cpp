@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "Views/Widgets/FlatButton.h"
 
+#include "Views/Widgets/QtText.h"
 #include "Views/Widgets/Symbols.h"
 #include "Views/Widgets/Theme.h"
 
@@ -20,11 +21,6 @@ constexpr int tilePadding = 7;
 constexpr int prominentHeight = 48;
 constexpr int chevronSide = 12;
 
-QColor faded(QColor color, double alpha) {
-    color.setAlphaF(static_cast<float>(alpha));
-    return color;
-}
-
 QFont scaled(QFont font, double factor, QFont::Weight weight) {
     font.setPointSizeF(font.pointSizeF() * factor);
     font.setWeight(weight);
@@ -32,6 +28,18 @@ QFont scaled(QFont font, double factor, QFont::Weight weight) {
 }
 
 }  // namespace
+
+void SymbolButton::setSymbol(std::string_view name) {
+    if (symbol_ == name) return;
+    symbol_ = name;
+    updateGeometry();
+    update();
+}
+
+void SymbolButton::setHelp(const std::string& help) {
+    setAccessibleName(qtText(help));
+    setToolTip(accessibleName());
+}
 
 struct FlatButton::Colors {
     QColor fill = Qt::transparent;

@@ -1,13 +1,34 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// FlatButton: the buttons of this program's windows, drawn in the theme's colours.
+// FlatButton: the buttons of this program's windows, drawn in the theme's colours; and SymbolButton, their
+// base.
 #pragma once
 
-#include "Views/Widgets/SymbolButton.h"
-
+#include <QAbstractButton>
 #include <QString>
 #include <optional>
+#include <string>
+#include <string_view>
 
 namespace lumicrate::views {
+
+/// Base of the program's own buttons. A button shows a symbol, a text or both, on a ground that it paints
+/// itself: FlatButton in windows, in the theme's colours, and BarButton in overlays, always dark.
+class SymbolButton : public QAbstractButton {
+ public:
+    /// A name of Symbols.h; an empty one for no symbol.
+    void setSymbol(std::string_view name);
+    /// Tool tip, and name for assistive technology.
+    void setHelp(const std::string& help);
+
+ protected:
+    explicit SymbolButton(QWidget* parent) : QAbstractButton(parent) { setAttribute(Qt::WA_Hover); }
+
+    const std::string& symbolName() const { return symbol_; }
+    bool isHovered() const { return isEnabled() && underMouse(); }
+
+ private:
+    std::string symbol_;
+};
 
 /// Return presses it as the space bar does. A checkable one has the accent colour while it is checked.
 class FlatButton final : public SymbolButton {

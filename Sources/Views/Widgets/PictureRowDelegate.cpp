@@ -31,10 +31,6 @@ QSize PictureRowDelegate::sizeHint(const QStyleOptionViewItem& option, const QMo
     return {pictureWidth + 2 * padding, std::max(pictureHeight, lines + 4) + 2 * padding};
 }
 
-int PictureRowDelegate::reserved(const QStyleOptionViewItem&) const {
-    return 0;
-}
-
 QRect PictureRowDelegate::pictureRect(const QStyleOptionViewItem& option) {
     const QRect& row = option.rect;
     return {row.left() + padding, row.top() + (row.height() - pictureHeight) / 2, pictureWidth,
@@ -46,7 +42,7 @@ QRect PictureRowDelegate::nameRect(const QStyleOptionViewItem& option) const {
     const int lines = height + 3 + QFontMetrics(detailFont(option)).height();
     const int left = pictureRect(option).right() + 1 + padding + 4;
     const int top = option.rect.top() + (option.rect.height() - lines) / 2;
-    return {left, top, option.rect.right() - padding - reserved(option) - left, height};
+    return {left, top, option.rect.right() - padding - reserved() - left, height};
 }
 
 void PictureRowDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option,
@@ -58,16 +54,12 @@ void PictureRowDelegate::paint(QPainter* painter, const QStyleOptionViewItem& op
     painter->setRenderHint(QPainter::SmoothPixmapTransform);
     const QRectF ground = QRectF(option.rect).adjusted(1, 1, -1, -1);
     if (option.state & QStyle::State_Selected) {
-        QColor tint = theme.accent;
-        tint.setAlphaF(option.state & QStyle::State_Active ? 0.18F : 0.1F);
-        painter->setPen(Qt::NoPen);
-        painter->setBrush(tint);
-        painter->drawRoundedRect(ground, measure::corner, measure::corner);
-    } else if (option.state & QStyle::State_MouseOver) {
-        painter->setPen(Qt::NoPen);
-        painter->setBrush(theme.cardHover);
-        painter->drawRoundedRect(ground, measure::corner, measure::corner);
+        painter->setBrush(faded(theme.accent, option.state & QStyle::State_Active ? 0.18 : 0.1));
+    } else {
+        painter->setBrush(option.state & QStyle::State_MouseOver ? theme.cardHover : Qt::transparent);
     }
+    painter->setPen(Qt::NoPen);
+    painter->drawRoundedRect(ground, measure::corner, measure::corner);
     if (option.state & QStyle::State_HasFocus && option.state & QStyle::State_KeyboardFocusChange) {
         painter->setPen(QPen(theme.accent, 1.5));
         painter->setBrush(Qt::NoBrush);

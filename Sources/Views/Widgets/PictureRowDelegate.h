@@ -30,7 +30,7 @@ class PictureRowDelegate : public QStyledItemDelegate {
     static constexpr int dot = 8;
 
     /// Width at the right end that texts leave free, points.
-    virtual int reserved(const QStyleOptionViewItem& option) const;
+    virtual int reserved() const { return 0; }
     static QRect pictureRect(const QStyleOptionViewItem& option);
     QRect nameRect(const QStyleOptionViewItem& option) const;
     static QFont detailFont(const QStyleOptionViewItem& option);

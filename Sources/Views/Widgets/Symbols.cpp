@@ -9,7 +9,6 @@
 #include <QPalette>
 #include <QSvgRenderer>
 #include <cmath>
-#include <optional>
 #include <utility>
 
 /// The macro requires the global namespace. Without it the linker drops the static library's resources.
@@ -74,10 +73,6 @@ class SvgIconEngine final : public QIconEngine {
 
 QIcon symbol(std::string_view name) {
     return QIcon(new SvgIconEngine(fileOf(name), SvgIconEngine::Tint::palette));
-}
-
-QIcon symbol(std::string_view name, const QColor& color) {
-    return QIcon(new SvgIconEngine(fileOf(name), SvgIconEngine::Tint::color, color));
 }
 
 void paintSymbol(QPainter& painter, const QRectF& square, std::string_view name, const QColor& color) {

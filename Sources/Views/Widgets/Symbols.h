@@ -4,7 +4,6 @@
 
 #include <QColor>
 #include <QIcon>
-#include <QPixmap>
 #include <QRectF>
 #include <string_view>
 
@@ -16,8 +15,6 @@ namespace lumicrate::views {
 /// scale. It has the colour of button text, follows changes of the palette, and is pale when
 /// disabled.
 QIcon symbol(std::string_view name);
-/// The same in a fixed colour.
-QIcon symbol(std::string_view name, const QColor& color);
 /// Paints a symbol into a square of the painter's coordinates.
 void paintSymbol(QPainter& painter, const QRectF& square, std::string_view name, const QColor& color);
 

@@ -45,13 +45,10 @@ ThemeColors ThemeColors::of(ColorScheme scheme) {
 }
 
 ThemeColors ThemeColors::of(const QWidget& widget) {
-    return of(schemeOf(widget.palette()));
-}
-
-ColorScheme schemeOf(const QPalette& palette) {
+    const QPalette& palette = widget.palette();
     const bool dark =
         palette.color(QPalette::Window).lightness() < palette.color(QPalette::WindowText).lightness();
-    return dark ? ColorScheme::dark : ColorScheme::light;
+    return of(dark ? ColorScheme::dark : ColorScheme::light);
 }
 
 void applyTheme(QApplication& application, ColorScheme scheme) {

@@ -35,8 +35,10 @@ struct ThemeColors {
     static ThemeColors of(ColorScheme scheme);
 };
 
-/// Whether a palette is light or dark.
-ColorScheme schemeOf(const QPalette& palette);
+inline QColor faded(QColor color, double opacity) {
+    color.setAlphaF(static_cast<float>(opacity));
+    return color;
+}
 
 /// Applies a scheme to the whole application, including open windows.
 void applyTheme(QApplication& application, ColorScheme scheme);
