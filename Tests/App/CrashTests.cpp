@@ -36,10 +36,6 @@ struct Kind {
     bool hasPictures;
 };
 
-void PrintTo(const Kind& kind, std::ostream* stream) {
-    *stream << kind.name;
-}
-
 const Kind mp4{"mp4", {"--screen", "--format=mp4H264"}, "movie.mp4", true};
 const Kind mov{"mov", {"--screen", "--format=movHEVC"}, "movie.mov", true};
 const Kind m4a{"m4a", {"--audio"}, "sound.m4a", false};

@@ -63,6 +63,9 @@ class DesktopAppTests : public DesktopAppTest {
 
 TEST_F(DesktopAppTests, RecordsByKeysAndStopsByTheBar) {
     start();
+    run({});  // brings its window forward
+    xdotool(
+        {"search", "--sync", "--onlyvisible", "--name", "^Lumicrate$", "windowmove", "--sync", "500", "40"});
     xdotool({"mousemove", "200", "200"});
     xdotool({"key", "alt+super+r"});
     awaitState("countingDown");
@@ -129,6 +132,7 @@ TEST_F(DesktopAppTests, TheBarFollowsTheRecordedWindow) {
         xdotool({"click", "1"});
         return status()["state"] == "recording";
     }));
+    const TestWindow above(display(), {.frame = {160, 160, 100, 80}, .colour = 0xff00ff});
     // Until the window is in the first picture.
     ASSERT_TRUE(eventually([] { return status()["elapsed"] > 0.2; }));
     xdotool({"mousemove", "10", "790"});

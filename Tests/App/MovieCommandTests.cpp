@@ -75,7 +75,7 @@ TEST_F(MovieCommandTests, ConvertMakesAnMP4BesideTheMovie) {
 
 TEST_F(MovieCommandTests, GifHasTheChosenSizeAndRate) {
     const auto movie = makeMovie("movie.mp4", "1280x720", 2);
-    const std::string before = bytesOf(movie);
+    const std::string before = readText(movie);
     const struct {
         std::vector<std::string> options;
         std::string name;
@@ -97,12 +97,12 @@ TEST_F(MovieCommandTests, GifHasTheChosenSizeAndRate) {
         EXPECT_EQ(gif.pictureTimes().size(), frames);
         EXPECT_NEAR(gif.duration(), 2, 0.02);
     }
-    EXPECT_TRUE(bytesOf(movie) == before);
+    EXPECT_TRUE(readText(movie) == before);
 }
 
 TEST_F(MovieCommandTests, TrimSavesACopyOrReplacesTheRecording) {
     const auto movie = makeMovie("talk.mp4", "320x180", 6, {440}, {"-g", "60"});
-    const std::string before = bytesOf(movie);
+    const std::string before = readText(movie);
     const struct {
         std::vector<std::string> options;
         const char* name;
@@ -113,7 +113,7 @@ TEST_F(MovieCommandTests, TrimSavesACopyOrReplacesTheRecording) {
                  {{"--to", "2", "--replace"}, "talk.mp4", 2, 0.01}};
     for (const auto& [options, name, duration, tolerance] : cases) {
         SCOPED_TRACE(name);
-        EXPECT_TRUE(bytesOf(movie) == before);
+        EXPECT_TRUE(readText(movie) == before);
         std::vector<std::string> arguments{"trim", movie};
         arguments.insert(arguments.end(), options.begin(), options.end());
         const Outcome outcome = run(arguments);
@@ -124,7 +124,7 @@ TEST_F(MovieCommandTests, TrimSavesACopyOrReplacesTheRecording) {
 }
 
 TEST_F(MovieCommandTests, FailuresAreOneSentenceAndChangeNothing) {
-    const std::string whole = bytesOf(makeMovie("whole.mp4", "320x180", 2, {440, 1000}));
+    const std::string whole = readText(makeMovie("whole.mp4", "320x180", 2, {440, 1000}));
     std::filesystem::create_directory(folder / "folder.mp4");
     const auto write = [this](const char* name, const std::string& bytes) {
         std::ofstream(folder / name, std::ios::binary) << bytes;

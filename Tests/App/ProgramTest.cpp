@@ -4,8 +4,6 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdlib>
-#include <fstream>
-#include <iterator>
 #include <sstream>
 #include <stdexcept>
 #include <thread>
@@ -116,16 +114,6 @@ void awaitGrowth(const std::filesystem::path& file) {
     if (!eventually(grows)) throw std::runtime_error("Nothing is written to " + file.string());
 }
 
-void awaitGrowth(const std::filesystem::path& file, const std::function<void(bool)>& blink) {
-    std::jthread blinking([&blink](const std::stop_token& stop) {
-        for (bool on = false; !stop.stop_requested(); on = !on) {
-            blink(on);
-            pass(0.03);
-        }
-    });
-    awaitGrowth(file);
-}
-
 void expectPlayable(const std::filesystem::path& file) {
     ASSERT_TRUE(std::filesystem::exists(file));
     MovieProbe movie(file);
@@ -136,15 +124,10 @@ void expectPlayable(const std::filesystem::path& file) {
     EXPECT_TRUE(movie.indexInFront());
 }
 
-std::string bytesOf(const std::filesystem::path& file) {
-    std::ifstream stream(file, std::ios::binary);
-    return {std::istreambuf_iterator<char>(stream), {}};
-}
-
 std::map<std::string, std::string> contentsOf(const std::filesystem::path& folder) {
     std::map<std::string, std::string> contents;
     for (const auto& entry : std::filesystem::directory_iterator(folder))
-        contents[entry.path().filename()] = entry.is_directory() ? "" : bytesOf(entry.path());
+        contents[entry.path().filename()] = entry.is_directory() ? "" : readText(entry.path());
     return contents;
 }
 
@@ -159,14 +142,6 @@ bool isThorough() {
 void xdotool(std::vector<std::string> arguments) {
     arguments.insert(arguments.begin(), "xdotool");
     stage::runProgram(arguments);
-}
-
-void setMonitor(const std::string& name, const std::string& geometry, const std::string& output) {
-    stage::runProgram({"xrandr", "--setmonitor", name, geometry, output});
-}
-
-void deleteMonitor(const std::string& name) {
-    stage::runProgram({"xrandr", "--delmonitor", name});
 }
 
 RunningScene::RunningScene(std::vector<std::string> arguments)
@@ -221,27 +196,15 @@ std::vector<stage::Rgb> Painter::read(int x, int y, int width, int height) {
 namespace {
 
 std::unique_ptr<stage::PrivateDesktop> sharedDesktop;
-bool hasCompositor = false;
 
 }  // namespace
 
 ProgramTest::ProgramTest(const stage::PrivateDesktop::Options& options) {
-    if (sharedDesktop) return;
-    sharedDesktop = std::make_unique<stage::PrivateDesktop>(options);
-    hasCompositor = options.display.compositor;
+    if (!sharedDesktop) sharedDesktop = std::make_unique<stage::PrivateDesktop>(options);
 }
 
 stage::PrivateDesktop& ProgramTest::desktop() {
     return *sharedDesktop;
-}
-
-void ProgramTest::setCompositor(bool running) {
-    if (std::exchange(hasCompositor, running) == running) return;
-    if (running) {
-        desktop().display().startCompositor();
-    } else {
-        desktop().display().stopCompositor();
-    }
 }
 
 Program ProgramTest::record(const std::vector<std::string>& more, const stage::Environment& environment,

@@ -16,7 +16,6 @@
 #include <csignal>
 #include <cstdint>
 #include <filesystem>
-#include <functional>
 #include <map>
 #include <optional>
 #include <string>
@@ -75,13 +74,10 @@ std::vector<std::string> recordArguments(const std::filesystem::path& output,
 /// Waits until a recording of something that moves is running: until its file grows. Throws
 /// std::runtime_error when it does not.
 void awaitGrowth(const std::filesystem::path& file);
-/// The same for something still: `blink(true)` and `blink(false)` change what is recorded meanwhile.
-void awaitGrowth(const std::filesystem::path& file, const std::function<void(bool)>& blink);
 
 /// Expects a finished movie with its index in front, of which every picture can be decoded.
 void expectPlayable(const std::filesystem::path& file);
 
-std::string bytesOf(const std::filesystem::path& file);
 /// All names in a folder, including hidden ones, with the bytes of files.
 std::map<std::string, std::string> contentsOf(const std::filesystem::path& folder);
 
@@ -91,9 +87,6 @@ void pass(double seconds);
 bool isThorough();
 
 void xdotool(std::vector<std::string> arguments);
-/// Defines a monitor by RandR: "640/170x480/127+0+0". A name that starts with "*" makes it the main one.
-void setMonitor(const std::string& name, const std::string& geometry, const std::string& output = "none");
-void deleteMonitor(const std::string& name);
 
 /// A scene on $DISPLAY that has been drawn once.
 class RunningScene {
@@ -130,7 +123,6 @@ class ProgramTest : public testing::Test {
 
     static stage::PrivateDesktop& desktop();
     static std::string display() { return desktop().display().displayName(); }
-    static void setCompositor(bool running);
 
     /// Runs `lumicrate record` into `file`.
     Program record(const std::vector<std::string>& more, const stage::Environment& environment = {},
