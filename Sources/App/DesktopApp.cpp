@@ -65,8 +65,7 @@ class DesktopApp {
           services_(system_, session_.services()),
           library_({system_.executor, system_.files, system_.notifications, services_.folder, workspace_,
                     lengthReaders(), tryWatch(services_.folder.folder()),
-                    [this](const std::filesystem::path& url) { workspace_.openURL(url); },
-                    QApplication::beep}),
+                    [this](const std::filesystem::path& url) { workspace_.openURL(url); }}),
           delegate_(system_.executor, services_.recorder),
           windows_(system_, session_, services_, library_, workspace_,
                    {[this] { quit(); }, [this] { return menuBar_.recordingItems(); },
@@ -87,7 +86,6 @@ class DesktopApp {
               views::applyTheme(application, dark ? views::ColorScheme::dark : views::ColorScheme::light);
           }) {
         session_.controlBar.setRecorder(&services_.recorder);
-        session_.audioAtOnce.setRecorder(services_.recorder);
         session_.areaSelector.setComplaints(
             [this](const std::string& sentence) { windows_.complain(sentence); });
         QObject::connect(&application, &QGuiApplication::commitDataRequest, &application,

@@ -33,7 +33,6 @@ DesktopSession::DesktopSession(SystemServices& system)
       controlBar(screens, system.defaults, contents_),
       areaSelector(
           {system.executor, system.capture, pictures, system.process, screens, system.defaults, contents_}),
-      audioAtOnce(system.executor),
       screenChooser_(system.executor, screens, pictures, keyMonitor, contents_),
       countdown_(system.executor, screens, system.defaults, contents_),
       clickHighlighter_(system.executor, screens, buttons, contents_),
@@ -43,7 +42,6 @@ DesktopServices DesktopSession::services() {
     RecorderOverlays overlays;
     overlays.areaSelector = &areaSelector;
     overlays.screenChooser = &screenChooser_;
-    overlays.audioWindow = &audioAtOnce;
     overlays.countdown = &countdown_;
     overlays.controlBar = &controlBar;
     overlays.clickHighlighter = &clickHighlighter_;

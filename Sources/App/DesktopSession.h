@@ -14,7 +14,6 @@
 #include "Lumicrate/Overlays/CountdownController.h"
 #include "Lumicrate/Overlays/Selection/AreaSelector.h"
 #include "Lumicrate/Overlays/Selection/ScreenChooser.h"
-#include "Lumicrate/Shell/AudioAtOnce.h"
 #include "Views/Desktop/KeyMonitor.h"
 #include "Views/Desktop/Screens.h"
 #include "Views/Overlays/PanelContents.h"
@@ -43,7 +42,6 @@ class DesktopSession {
  public:
     ControlBarController controlBar;
     AreaSelector areaSelector;
-    AudioAtOnce audioAtOnce;
 
  private:
     ScreenChooser screenChooser_;

@@ -1,16 +1,13 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Any text typed as a recording's name becomes a valid file name, any movie is described in one line, and any
-// text can be read as a rectangle.
+// Any text typed as a recording's name becomes a valid file name, and any text can be read as a rectangle.
 #include "Lumicrate/Library/DerivedFiles.h"
 #include "Lumicrate/Preview/RecordingFiles.h"
 #include "Support/Geometry.h"
 #include "Tests/Fuzz/Check.h"
 
-#include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <string>
 
 namespace lumicrate::fuzz {
@@ -25,23 +22,6 @@ void checkName(std::string_view typed) {
     if (name.empty()) return;
     const std::filesystem::path path = std::filesystem::path("/folder") / (name + ".mp4");
     check(path.parent_path() == "/folder" && lowercaseExtension(path) == "mp4", "it stays in its folder");
-}
-
-/// A summary made of the bytes, within the limits that MovieSummary has.
-void checkDescription(const std::uint8_t* data, std::size_t size) {
-    std::uint64_t numbers[4] = {};
-    std::memcpy(numbers, data, std::min(size, sizeof numbers));
-    AVAssetSummary summary;
-    summary.duration = static_cast<double>(numbers[0] % 3'200'000'000'000) / 1000;
-    if (numbers[1] % 2 != 0) {
-        summary.videoSize = Size{static_cast<double>(numbers[1] >> 20) / 65536,
-                                 static_cast<double>(numbers[2] >> 20) / 65536};
-    }
-    const std::string line = describeRecording("/folder/a.MP4", summary, numbers[3]);
-    check(line.ends_with(" · mp4"), "the description ends with the extension");
-    check(summary.videoSize.has_value() == (line.find(" × ") != std::string::npos), "pictures have a size");
-    check(line.find('\n') == std::string::npos && line.find('-') == std::string::npos,
-          "it is one line without negative numbers");
 }
 
 void checkRectangle(std::string_view text) {
@@ -60,6 +40,5 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const std::string_view text(reinterpret_cast<const char*>(data), size);
     lumicrate::fuzz::checkName(text);
     lumicrate::fuzz::checkRectangle(text);
-    lumicrate::fuzz::checkDescription(data, size);
     return 0;
 }

@@ -1,18 +1,23 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// A fake platform that tests control: preferences, files, screens, keys, and capture.
+// A fake platform that tests control: preferences, files, screens, keys, log-in item, and capture.
 #pragma once
 
 #include "Platform/AVCaptureDevice.h"
 #include "Platform/CarbonHotKeys.h"
+#include "Platform/NSEvent.h"
 #include "Platform/NSFileManager.h"
 #include "Platform/NSProcessInfo.h"
 #include "Platform/NSScreen.h"
 #include "Platform/NSUserDefaults.h"
+#include "Platform/SMAppService.h"
 #include "Platform/ScreenCaptureKit.h"
 #include "Support/DispatchQueue.h"
 #include "Tests/Support/VirtualExecutor.h"
 
+#include <gmock/gmock.h>
+
 #include <algorithm>
+#include <cctype>
 #include <deque>
 #include <map>
 #include <memory>
@@ -22,6 +27,10 @@
 #include <vector>
 
 namespace lumicrate::test {
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using testing::SizeIs;
 
 inline std::exception_ptr failure(const std::string& sentence) {
     return std::make_exception_ptr(PlatformError(sentence));
@@ -197,6 +206,46 @@ class FakeHotKeys final : public CarbonHotKeys {
     EventHotKeyRef lastRef = 0;
     int installed = 0;
     std::function<void(EventHotKeyID)> handler;
+};
+
+class FakeKeyMonitoring final : public NSKeyMonitoring {
+ public:
+    using Handler = std::function<bool(const NSEvent&)>;
+    struct Monitor final : public NSEventMonitor {
+        explicit Monitor(int& monitors) : alive(monitors) { ++alive; }
+        ~Monitor() override { --alive; }
+        int& alive;
+    };
+
+    std::unique_ptr<NSEventMonitor> addKeyDownMonitor(Handler onKeyDown) override {
+        handler = std::move(onKeyDown);
+        return std::make_unique<Monitor>(monitors);
+    }
+    /// Whether the key was consumed. `typed` is ASCII.
+    bool press(std::int64_t keyCode, std::uint64_t flags, std::string typed) {
+        const Handler called = handler;
+        std::string name = typed;
+        for (char& each : name)
+            each = static_cast<char>(std::toupper(each));
+        return monitors > 0 && called(NSEvent{keyCode, flags, std::move(typed), std::move(name)});
+    }
+
+    Handler handler;
+    int monitors = 0;
+};
+
+class FakeLoginService final : public SMAppService {
+ public:
+    bool isEnabled() const override { return enabled; }
+    void registerLoginItem() override { set(true); }
+    void unregisterLoginItem() override { set(false); }
+    void set(bool wanted) {
+        if (refuses) throw PlatformError("The autostart entry can't be written.");
+        enabled = wanted;
+    }
+
+    bool enabled = false;
+    bool refuses = false;
 };
 
 /// A serial queue whose work runs on the virtual executor, or in the destructor of the queue.

@@ -12,7 +12,7 @@ namespace lumicrate {
 namespace {
 
 bool contains(const std::vector<std::uint32_t>& numbers, std::uint32_t number) {
-    return std::find(numbers.begin(), numbers.end(), number) != numbers.end();
+    return std::ranges::find(numbers, number) != numbers.end();
 }
 
 bool isExcluded(const SCWindow& window, const FilterRequest& request) {
@@ -25,8 +25,7 @@ CaptureTarget displayTarget(const SCShareableContent& content, const FilterReque
     if (content.displays.empty()) throw RecorderError(RecorderError::noDisplay);
     const auto named = request.source ? request.source->displayID() : std::nullopt;
     const std::uint32_t wanted = named.value_or(request.mainDisplayID);
-    const auto found = std::find_if(content.displays.begin(), content.displays.end(),
-                                    [wanted](const SCDisplay& each) { return each.displayID == wanted; });
+    const auto found = std::ranges::find(content.displays, wanted, &SCDisplay::displayID);
     const SCDisplay& display = found == content.displays.end() ? content.displays.front() : *found;
 
     std::vector<SCWindow> excluded;
@@ -40,8 +39,7 @@ CaptureTarget displayTarget(const SCShareableContent& content, const FilterReque
 
 CaptureTarget windowTarget(const SCShareableContent& content, const FilterRequest& request,
                            std::uint32_t windowID) {
-    const auto found = std::find_if(content.windows.begin(), content.windows.end(),
-                                    [windowID](const SCWindow& each) { return each.windowID == windowID; });
+    const auto found = std::ranges::find(content.windows, windowID, &SCWindow::windowID);
     if (found == content.windows.end()) throw RecorderError(RecorderError::windowGone);
     if (content.displays.empty()) return {SCContentFilter::desktopIndependent(*found), {}, {}};
 
@@ -63,8 +61,7 @@ CaptureTarget windowTarget(const SCShareableContent& content, const FilterReques
 
 const SCDisplay& displayShowingMost(const std::vector<SCDisplay>& displays, const Rect& frame) {
     const auto shown = [&frame](const SCDisplay& each) { return each.frame.intersection(frame).area(); };
-    return *std::max_element(displays.begin(), displays.end(),
-                             [&](const SCDisplay& a, const SCDisplay& b) { return shown(a) < shown(b); });
+    return *std::ranges::max_element(displays, {}, shown);
 }
 
 Rect partOfDisplay(const Rect& window, const Rect& display) {
@@ -78,9 +75,8 @@ CaptureTarget makeFilter(const SCShareableContent& content, const FilterRequest&
 }
 
 std::uint32_t chooseMainDisplay(const std::vector<SCDisplay>& displays, std::uint32_t desktopMainDisplayID) {
-    const bool listed = std::any_of(displays.begin(), displays.end(), [=](const SCDisplay& each) {
-        return each.displayID == desktopMainDisplayID;
-    });
+    const bool listed =
+        std::ranges::find(displays, desktopMainDisplayID, &SCDisplay::displayID) != displays.end();
     return listed || displays.empty() ? desktopMainDisplayID : displays.front().displayID;
 }
 

@@ -2,6 +2,7 @@
 #include "Lumicrate/Capture/SourceLists.h"
 
 #include "Lumicrate/Capture/ContentFilter.h"
+#include "Support/Error.h"
 
 #include <algorithm>
 #include <exception>
@@ -27,8 +28,7 @@ bool isOffered(const SCWindow& window, std::int32_t ownProcessID) {
 }
 
 auto findWindow(const std::vector<SCWindow>& windows, std::uint32_t windowID) {
-    return std::find_if(windows.begin(), windows.end(),
-                        [windowID](const SCWindow& each) { return each.windowID == windowID; });
+    return std::ranges::find(windows, windowID, &SCWindow::windowID);
 }
 
 }  // namespace
@@ -97,10 +97,8 @@ bool SourceLists::isSourceAvailable(const std::optional<CaptureSource>& source) 
     if (!source) return false;
     if (const auto windowID = source->windowID())
         return findWindow(windows.get(), *windowID) != windows->end();
-    if (const auto displayID = source->displayID()) {
-        return std::any_of(displays->begin(), displays->end(),
-                           [displayID](const SCDisplay& each) { return each.displayID == *displayID; });
-    }
+    if (const auto displayID = source->displayID())
+        return std::ranges::find(*displays, *displayID, &SCDisplay::displayID) != displays->end();
     return true;
 }
 
@@ -114,6 +112,40 @@ std::optional<SourceLists::WindowPlace> SourceLists::placeOfWindow(std::uint32_t
     const SCDisplay& display = displayShowingMost(displays.get(), window->frame);
     return WindowPlace{display.displayID,
                        window->frame.offsetBy(-display.frame.minX(), -display.frame.minY())};
+}
+
+ContentFollower::ContentFollower(ScreenCaptureKit& capture, Executor& executor, Refresh refresh)
+    : capture_(capture),
+      executor_(executor),
+      refresh_(std::move(refresh)),
+      self_(std::make_shared<ContentFollower*>(this)) {
+    // Before the first refresh, so that no change in between is missed.
+    capture_.setOnContentChange([&loop = executor_, weak = std::weak_ptr(self_)] {
+        loop.post([weak] {
+            if (const auto self = weak.lock()) (*self)->changed();
+        });
+    });
+    changed();
+}
+
+ContentFollower::~ContentFollower() {
+    capture_.setOnContentChange(nullptr);
+}
+
+void ContentFollower::changed() {
+    pending_ = true;
+    if (!refreshing_.isRunning()) refreshing_ = RunningTask(executor_, refreshWhilePending());
+}
+
+Task<void> ContentFollower::refreshWhilePending() {
+    while (std::exchange(pending_, false)) {
+        Task<void> refresh = refresh_();
+        try {
+            co_await refresh;
+        } catch (const PlatformError&) {
+            // The lists stay as they are until the next change.
+        }
+    }
 }
 
 }  // namespace lumicrate

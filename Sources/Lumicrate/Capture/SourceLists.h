@@ -12,6 +12,7 @@
 
 #include <atomic>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -71,6 +72,32 @@ class SourceLists {
     std::int32_t processID_;
     /// Whether a refresh of the devices is pending; null while they are not followed.
     std::shared_ptr<std::atomic<bool>> devicesChanged_;
+};
+
+/// Refreshes lists whenever the capturable displays or windows change: once at the start and after every
+/// change. Refreshes do not overlap: any number of changes during one causes a single further refresh. Main
+/// thread only.
+class ContentFollower {
+ public:
+    using Refresh = std::function<Task<void>()>;
+
+    /// All must outlive the follower. A PlatformError thrown by `refresh` is ignored.
+    ContentFollower(ScreenCaptureKit& capture, Executor& executor, Refresh refresh);
+    ~ContentFollower();
+    ContentFollower(const ContentFollower&) = delete;
+    ContentFollower& operator=(const ContentFollower&) = delete;
+
+ private:
+    void changed();
+    Task<void> refreshWhilePending();
+
+    ScreenCaptureKit& capture_;
+    Executor& executor_;
+    Refresh refresh_;
+    bool pending_ = false;
+    // Posted work holds this weakly.
+    std::shared_ptr<ContentFollower*> self_;
+    RunningTask refreshing_;
 };
 
 }  // namespace lumicrate

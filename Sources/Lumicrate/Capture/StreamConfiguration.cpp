@@ -80,8 +80,7 @@ void setSound(SCStreamConfiguration& configuration, const RecordingOptions& opti
     configuration.captureMicrophone = options.captureMicrophone;
     if (!options.captureMicrophone || options.microphoneID.empty()) return;
     const bool connected =
-        std::any_of(microphones.begin(), microphones.end(),
-                    [&](const CaptureDevice& each) { return each.id == options.microphoneID; });
+        std::ranges::find(microphones, options.microphoneID, &CaptureDevice::id) != microphones.end();
     if (connected) configuration.microphoneCaptureDeviceID = options.microphoneID;
 }
 

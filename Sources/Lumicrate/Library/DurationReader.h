@@ -2,7 +2,7 @@
 // DurationReader: reads the durations of recordings in the background, in small batches.
 #pragma once
 
-#include "Lumicrate/Library/Recording.h"
+#include "Lumicrate/Library/RecordingFolder.h"
 #include "Support/DispatchQueue.h"
 #include "Support/Executor.h"
 #include "Support/Published.h"

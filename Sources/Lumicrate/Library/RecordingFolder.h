@@ -4,12 +4,26 @@
 
 #include "Platform/NSFileManager.h"
 
+#include <chrono>
+#include <cstdint>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 
 namespace lumicrate {
+
+/// One movie of the library, identified by its `url`.
+struct Recording {
+    std::filesystem::path url;
+    /// time_point::min() if the file system does not report it.
+    std::chrono::system_clock::time_point created = std::chrono::system_clock::time_point::min();
+    std::uintmax_t size = 0;         ///< bytes
+    std::optional<double> duration;  ///< seconds; absent until it has been read
+
+    bool operator==(const Recording&) const = default;
+};
 
 /// The folder "Lumicrate" in the user's movies folder. Main thread only.
 class RecordingFolder {

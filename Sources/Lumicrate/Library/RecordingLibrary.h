@@ -37,7 +37,6 @@ class RecordingLibrary {
         DurationReader::Readers durations;
         std::unique_ptr<FolderWatch> watch;  ///< of the folder; without one, external changes are missed
         std::function<void(const std::filesystem::path&)> showPreview;
-        std::function<void()> beep;  ///< NSSound.beep
     };
 
     /// The list is empty until the first reload.
@@ -50,7 +49,6 @@ class RecordingLibrary {
     /// Created since launchDate and not yet opened, previewed or moved to the Trash.
     Published<std::set<std::filesystem::path>> unopened;
 
-    Instant launchDate() const { return launchDate_; }
     /// Whether durations are still being read.
     const Published<bool>& readsDurations() const { return durations_.isReading; }
 
@@ -63,8 +61,6 @@ class RecordingLibrary {
     void open(const Recording& recording);
     /// Opens the recording in the default application. Throws PlatformError.
     void openInQuickTime(const Recording& recording);
-    /// Beeps on failure.
-    void moveToTrash(const Recording& recording);
 
  private:
     void follow(const FolderChanges& changes);

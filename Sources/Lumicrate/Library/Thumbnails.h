@@ -2,7 +2,7 @@
 // Thumbnails: the first picture of each recording that is on screen.
 #pragma once
 
-#include "Lumicrate/Library/Recording.h"
+#include "Lumicrate/Library/RecordingFolder.h"
 #include "Platform/AVAsset.h"
 #include "Support/DispatchQueue.h"
 #include "Support/Executor.h"

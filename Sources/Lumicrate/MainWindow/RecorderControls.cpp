@@ -66,8 +66,7 @@ std::vector<RecorderControls::Toggle> RecorderControls::toggles() {
 std::vector<MenuItem> RecorderControls::microphoneMenu() const {
     const std::vector<CaptureDevice>& connected = *recorder_.microphones;
     const std::string stored = defaults_.stringForKey(preference::microphoneID).value_or("");
-    const bool known = std::any_of(connected.begin(), connected.end(),
-                                   [&stored](const CaptureDevice& each) { return each.id == stored; });
+    const bool known = std::ranges::find(connected, stored, &CaptureDevice::id) != connected.end();
     std::vector<MenuItem> items;
     const auto add = [&](const std::string& title, const std::string& id, bool checked) {
         items.push_back(MenuItem::command(
@@ -76,7 +75,7 @@ std::vector<MenuItem> RecorderControls::microphoneMenu() const {
     };
     add(localized("Default"), "", !known);
     for (const CaptureDevice& each : connected)
-        add(each.name, each.id, known && each.id == stored);
+        add(each.name, each.id, each.id == stored);
     return items;
 }
 

@@ -73,8 +73,7 @@ RecordingRows::Urls RecordingRows::urls() const {
 }
 
 const Recording* RecordingRows::find(const std::filesystem::path& url) const {
-    const auto found = std::find_if(recordings_.begin(), recordings_.end(),
-                                    [&url](const Recording& each) { return each.url == url; });
+    const auto found = std::ranges::find(recordings_, url, &Recording::url);
     return found == recordings_.end() ? nullptr : &*found;
 }
 

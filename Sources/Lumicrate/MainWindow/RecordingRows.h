@@ -2,7 +2,6 @@
 // RecordingRows: the rows of the recordings list in the main window, and the actions on them.
 #pragma once
 
-#include "Lumicrate/Library/Recording.h"
 #include "Lumicrate/Library/RecordingLibrary.h"
 #include "Lumicrate/Preview/RecordingFiles.h"
 #include "Lumicrate/Shell/MenuItem.h"

@@ -15,8 +15,7 @@ namespace {
 /// The item of that id, or nullptr.
 template <class Offered>
 const Offered* find(const std::vector<Offered>& offered, const std::optional<std::uint32_t>& id) {
-    const auto found =
-        std::find_if(offered.begin(), offered.end(), [&](const Offered& each) { return each.id == id; });
+    const auto found = std::ranges::find(offered, id, &Offered::id);
     return found == offered.end() ? nullptr : &*found;
 }
 

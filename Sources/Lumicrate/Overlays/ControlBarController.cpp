@@ -1,7 +1,10 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "Lumicrate/Overlays/ControlBarController.h"
 
-#include <algorithm>
+#include "Lumicrate/Overlays/Selection/SelectionGeometry.h"
+#include "Lumicrate/Shortcuts/Shortcut.h"
+#include "Support/Text.h"
+
 #include <cmath>
 #include <utility>
 
@@ -13,14 +16,11 @@ namespace {
 constexpr double margin = 12;
 constexpr double bottomMargin = margin + 4;
 
-/// `low` wins if the range is empty.
-double clamped(double value, double low, double high) {
-    return std::max(low, std::min(value, high));
-}
-
-Rect clampedInto(const Rect& frame, const Rect& bounds) {
-    return {clamped(frame.x, bounds.minX(), bounds.maxX() - frame.width),
-            clamped(frame.y, bounds.minY(), bounds.maxY() - frame.height), frame.width, frame.height};
+/// The label, followed by the action's shortcut if there is one: "Pause (⌥⌘P)".
+std::string withShortcut(const std::string& label, ShortcutAction action, const NSUserDefaults& defaults) {
+    const auto bound = shortcut(action, defaults);
+    const std::string keys = bound ? bound->display() : std::string();
+    return keys.empty() ? label : label + " (" + keys + ")";
 }
 
 double distance(const Rect& a, const Rect& b) {
@@ -28,6 +28,56 @@ double distance(const Rect& a, const Rect& b) {
 }
 
 }  // namespace
+
+ControlBarModel::ControlBarModel(ScreenRecorder& recorder, const NSUserDefaults& defaults)
+    : recorder_(recorder), defaults_(defaults) {
+    change([&](Content& now) {
+        now.elapsed = formatElapsed(*recorder.elapsed);
+        now.showsMicrophone = *recorder.recordsMicrophone;
+        now.muted = *recorder.microphoneMuted;
+        now.level = *recorder.microphoneLevel;
+        applyState(now, *recorder.state);
+        updateHelps(now);
+    });
+    subscriptions_.push_back(recorder.elapsed.observe(
+        [this](double seconds) { change([&](Content& next) { next.elapsed = formatElapsed(seconds); }); }));
+    subscriptions_.push_back(recorder.microphoneLevel.observe(
+        [this](float level) { change([&](Content& next) { next.level = level; }); }));
+    subscriptions_.push_back(recorder.microphoneMuted.observe([this](bool muted) {
+        change([&](Content& next) {
+            next.muted = muted;
+            updateHelps(next);
+        });
+    }));
+    subscriptions_.push_back(recorder.state.observe([this](ScreenRecorder::State state) {
+        change([&](Content& next) {
+            applyState(next, state);
+            updateHelps(next);
+        });
+    }));
+    subscriptions_.push_back(
+        defaults.observe([this] { change([this](Content& next) { updateHelps(next); }); }));
+}
+
+void ControlBarModel::change(const std::function<void(Content&)>& edit) {
+    Content next = *content;
+    edit(next);
+    if (next != *content) content = std::move(next);
+}
+
+void ControlBarModel::applyState(Content& next, ScreenRecorder::State state) const {
+    using State = ScreenRecorder::State;
+    next.paused = state == State::paused;
+    next.canPause = next.canMute = state == State::recording || state == State::paused;
+    next.canStop = next.canPause || state == State::starting;
+}
+
+void ControlBarModel::updateHelps(Content& next) const {
+    next.microphoneHelp = localized(next.muted ? "Unmute microphone" : "Mute microphone");
+    next.pauseHelp =
+        withShortcut(localized(next.paused ? "Resume" : "Pause"), ShortcutAction::pause, defaults_);
+    next.stopHelp = withShortcut(localized("Stop"), ShortcutAction::toggle, defaults_);
+}
 
 Rect controlBarFrame(const Size& bar, const Rect& visibleFrame, const std::optional<Rect>& area) {
     Rect frame{visibleFrame.midX() - bar.width / 2, visibleFrame.minY() + bottomMargin, bar.width,
@@ -39,7 +89,7 @@ Rect controlBarFrame(const Size& bar, const Rect& visibleFrame, const std::optio
     }
     const Rect inner{visibleFrame.x + margin, visibleFrame.y + margin, visibleFrame.width - 2 * margin,
                      visibleFrame.height - 2 * margin};
-    return clampedInto(frame, inner);
+    return SelectionGeometry{inner, std::nullopt}.shiftedInside(frame);
 }
 
 Rect keptOnScreens(const Rect& frame, const std::vector<NSScreen>& screens) {
@@ -47,7 +97,7 @@ Rect keptOnScreens(const Rect& frame, const std::vector<NSScreen>& screens) {
     std::optional<Rect> nearest;
     for (const NSScreen& each : screens) {
         visibleArea += each.visibleFrame.intersection(frame).area();
-        const Rect moved = clampedInto(frame, each.visibleFrame);
+        const Rect moved = SelectionGeometry{each.visibleFrame, std::nullopt}.shiftedInside(frame);
         if (!nearest || distance(moved, frame) < distance(*nearest, frame)) nearest = moved;
     }
     constexpr double rounding = 1e-6;

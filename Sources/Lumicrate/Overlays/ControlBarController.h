@@ -2,15 +2,57 @@
 // ControlBarController: shows the small bar with elapsed time, pause and stop during a recording.
 #pragma once
 
-#include "Lumicrate/Overlays/ControlBarModel.h"
 #include "Lumicrate/Overlays/OverlayContents.h"
+#include "Lumicrate/Recording/ScreenRecorder.h"
+#include "Platform/NSUserDefaults.h"
+#include "Support/Published.h"
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
+#include <string>
 #include <vector>
 
 namespace lumicrate {
+
+/// What the control bar shows of the running recording, and what its buttons do. Main thread only.
+class ControlBarModel {
+ public:
+    struct Content {
+        std::string elapsed;
+        bool showsMicrophone = false;
+        bool muted = false;
+        float level = 0;  ///< 0 … 1
+        std::string microphoneHelp;
+        bool canMute = false;
+        bool paused = false;
+        std::string pauseHelp;
+        bool canPause = false;
+        std::string stopHelp;
+        bool canStop = false;
+        bool operator==(const Content&) const = default;
+    };
+
+    /// Both must outlive the model.
+    ControlBarModel(ScreenRecorder& recorder, const NSUserDefaults& defaults);
+
+    Published<Content> content;
+
+    void toggleMicrophoneMute() { recorder_.toggleMicrophoneMute(); }
+    void togglePause() { recorder_.togglePause(); }
+    void stop() { recorder_.requestStop(); }
+
+ private:
+    /// Publishes the changed content, unless it is the same.
+    void change(const std::function<void(Content&)>& edit);
+    void applyState(Content& next, ScreenRecorder::State state) const;
+    void updateHelps(Content& next) const;
+
+    ScreenRecorder& recorder_;
+    const NSUserDefaults& defaults_;
+    std::vector<Subscription> subscriptions_;
+};
 
 /// The frame of a bar of that size: below the recorded area or, if there is no room, inside the area at its
 /// bottom. Without a visible area, at the bottom of the screen. Global coordinates, y up.

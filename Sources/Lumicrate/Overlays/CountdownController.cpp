@@ -22,21 +22,49 @@ std::string cancelHint(const NSUserDefaults& defaults) {
 
 }  // namespace
 
-CountdownController::CountdownController(Executor& executor, const NSScreens& screens,
-                                         const NSUserDefaults& defaults, OverlayContents& contents)
-    : executor_(executor), screens_(screens), defaults_(defaults), contents_(contents) {}
-
-Task<bool> CountdownController::run(int seconds, std::optional<NSScreen> screen) {
-    finish(false);
-    const RunScope scope(runs_, [this] { finish(false); });
+Task<bool> InWindowCountdown::run(int seconds) {
     const Completion<bool> result(executor_);
     result_ = result;
-    begin(seconds, std::move(screen));
+    ticking_ = RunningTask(executor_, tick(seconds));
     const bool reached = co_await result;
     co_return reached;
 }
 
-void CountdownController::begin(int seconds, std::optional<NSScreen> screen) {
+Task<void> InWindowCountdown::tick(int seconds) {
+    for (int n = seconds; n > 0; --n) {
+        value = n;
+        co_await sleepFor(executor_, std::chrono::seconds(1));
+    }
+    finish(true);
+}
+
+void InWindowCountdown::finish(bool result) {
+    ticking_.cancel();
+    if (*value) value = std::nullopt;
+    if (const auto waiting = std::exchange(result_, std::nullopt)) waiting->resolve(result);
+}
+
+CountdownController::CountdownController(Executor& executor, const NSScreens& screens,
+                                         const NSUserDefaults& defaults, OverlayContents& contents)
+    : screens_(screens),
+      defaults_(defaults),
+      contents_(contents),
+      counting_(executor),
+      ticks_(counting_.value.observe([this](const std::optional<int>& number) {
+          if (number && *number != *model_.value) model_.value = *number;
+      })) {}
+
+Task<bool> CountdownController::run(int seconds, std::optional<NSScreen> screen) {
+    finish(false);
+    const RunScope scope(runs_, [this] { finish(false); });
+    show(seconds, std::move(screen));
+    Task<bool> counting = counting_.run(seconds);
+    const bool reached = co_await counting;
+    if (scope.isCurrent()) finish(reached);
+    co_return reached;
+}
+
+void CountdownController::show(int seconds, std::optional<NSScreen> screen) {
     model_.value = seconds;
     model_.cancelHint = cancelHint(defaults_);
     const auto shownOn = screenOrMain(std::move(screen), screens_);
@@ -49,24 +77,13 @@ void CountdownController::begin(int seconds, std::optional<NSScreen> screen) {
     panel_ = contents_.countdown(model_)->makePanel(std::move(settings));
     panel_->orderFrontRegardless();
     log(LogArea::recorder, "countdown of ", seconds, " s");
-    task_ = RunningTask(executor_, tick(seconds));
-}
-
-Task<void> CountdownController::tick(int seconds) {
-    for (int n = seconds; n > 0; --n) {
-        if (n != *model_.value) model_.value = n;
-        co_await sleepFor(executor_, std::chrono::seconds(1));
-    }
-    finish(true);
 }
 
 void CountdownController::finish(bool result) {
-    task_.cancel();
+    if (!panel_) return;
     panel_.reset();
-    const auto waiting = std::exchange(result_, std::nullopt);
-    if (!waiting) return;
     log(LogArea::recorder, "countdown ", result ? "done" : "cancelled");
-    waiting->resolve(result);
+    counting_.finish(result);
 }
 
 }  // namespace lumicrate

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// CountdownController: counts down in the middle of a screen before a recording starts.
+// CountdownController: counts down before a recording starts, in the middle of a screen or in a window.
 #pragma once
 
 #include "Lumicrate/Overlays/OverlayContents.h"
@@ -15,7 +15,29 @@
 
 namespace lumicrate {
 
-/// What a countdown shows.
+/// A countdown without a panel of its own: windows of the program show its number. One run at a time. Main
+/// thread only.
+class InWindowCountdown {
+ public:
+    explicit InWindowCountdown(Executor& executor) : executor_(executor) {}
+
+    /// The number to show; none while no countdown is running.
+    Published<std::optional<int>> value;
+
+    /// True after that many seconds, or else the result that finish() gave it.
+    Task<bool> run(int seconds);
+    /// Ends the run in progress with that result. No effect without a run.
+    void finish(bool result);
+
+ private:
+    Task<void> tick(int seconds);
+
+    Executor& executor_;
+    std::optional<Completion<bool>> result_;
+    RunningTask ticking_;
+};
+
+/// What the panel of a countdown shows.
 struct CountdownModel {
     Published<int> value{3};
     /// "⌥⌘R to cancel"; empty if there is no shortcut.
@@ -36,18 +58,16 @@ class CountdownController final {
     void finish(bool result);
 
  private:
-    void begin(int seconds, std::optional<NSScreen> screen);
-    Task<void> tick(int seconds);
+    void show(int seconds, std::optional<NSScreen> screen);
 
-    Executor& executor_;
     const NSScreens& screens_;
     const NSUserDefaults& defaults_;
     OverlayContents& contents_;
+    InWindowCountdown counting_;
     CountdownModel model_;
+    Subscription ticks_;
     std::unique_ptr<NSPanel> panel_;
-    std::optional<Completion<bool>> result_;
     std::uint64_t runs_ = 0;
-    RunningTask task_;
 };
 
 }  // namespace lumicrate

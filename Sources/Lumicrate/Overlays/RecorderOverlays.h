@@ -40,13 +40,6 @@ class WebcamBubbleShowing {
     virtual void setOnError(std::function<void(const std::string&)> sink) = 0;
 };
 
-/// The window from which sound alone is recorded. Main thread only.
-class AudioWindowShowing {
- public:
-    virtual ~AudioWindowShowing() = default;
-    virtual void show() = 0;
-};
-
 /// Any of them may be missing. Those that are present must outlive the recorder.
 struct RecorderOverlays {
     AreaSelector* areaSelector = nullptr;
@@ -56,7 +49,6 @@ struct RecorderOverlays {
     ClickHighlighter* clickHighlighter = nullptr;
     AreaFrame* areaFrame = nullptr;
     WebcamBubbleShowing* webcam = nullptr;
-    AudioWindowShowing* audioWindow = nullptr;
 };
 
 }  // namespace lumicrate

@@ -3,13 +3,10 @@
 
 #include "Support/Error.h"
 #include "Support/Log.h"
-#include "Support/LongWork.h"
 
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <functional>
-#include <memory>
 
 namespace lumicrate {
 
@@ -59,15 +56,6 @@ void exportGIF(const AVAssets& assets, const ImageIO& images, const std::filesys
     }
     work.reach(1);
     gif->finalize();
-}
-
-Task<void> GIFExporter::exportGIF(std::filesystem::path url, std::filesystem::path destination, GIFSize size,
-                                  LongWork work) const {
-    const std::function<void()> exporting = [&assets = assets_, &images = images_, url, destination, size,
-                                             work] {
-        lumicrate::exportGIF(assets, images, url, destination, size, work);
-    };
-    co_await inBackground<void>(executor_, queue_, exporting);
 }
 
 }  // namespace lumicrate

@@ -3,10 +3,7 @@
 #pragma once
 
 #include "Platform/AVAsset.h"
-#include "Support/DispatchQueue.h"
-#include "Support/Executor.h"
 #include "Support/LongWork.h"
-#include "Support/Task.h"
 
 #include <filesystem>
 
@@ -29,22 +26,5 @@ struct GIFSize {
 /// `destination`.
 void exportGIF(const AVAssets& assets, const ImageIO& images, const std::filesystem::path& url,
                const std::filesystem::path& destination, const GIFSize& size, const LongWork& work);
-
-/// Runs exportGIF on a queue, awaited on the main thread. All arguments must outlive the work.
-class GIFExporter {
- public:
-    GIFExporter(Executor& executor, DispatchQueue& queue, const AVAssets& assets, const ImageIO& images)
-        : executor_(executor), queue_(queue), assets_(assets), images_(images) {}
-
-    /// Throws what the function throws. Cancelling the task does not stop the work; work.stop does.
-    Task<void> exportGIF(std::filesystem::path url, std::filesystem::path destination, GIFSize size,
-                         LongWork work) const;
-
- private:
-    Executor& executor_;
-    DispatchQueue& queue_;
-    const AVAssets& assets_;
-    const ImageIO& images_;
-};
 
 }  // namespace lumicrate

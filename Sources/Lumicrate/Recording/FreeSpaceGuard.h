@@ -2,8 +2,10 @@
 // FreeSpaceGuard: ends a recording before the disk is full.
 #pragma once
 
+#include "Lumicrate/Recording/RecorderError.h"
 #include "Platform/NSFileManager.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <optional>
 
@@ -19,13 +21,21 @@ class FreeSpaceGuard {
 
     /// Throws RecorderError unless twice the reserve is free, so that a recording does not end right after
     /// its start.
-    void requireRoomToStart() const;
+    void requireRoomToStart() const {
+        if (volume_ && volume_->available < 2 * reserve())
+            throw RecorderError(RecorderError::tooLittleFreeSpace, volume_->available);
+    }
     bool hasRoomToGoOn() const { return hasRoomFor(0); }
     /// Whether a new file of that size leaves the reserve free.
-    bool hasRoomFor(std::uintmax_t bytes) const;
+    bool hasRoomFor(std::uintmax_t bytes) const {
+        return !volume_ || (volume_->available >= reserve() && volume_->available - reserve() >= bytes);
+    }
 
  private:
-    std::uintmax_t reserve() const;
+    std::uintmax_t reserve() const {
+        constexpr std::uintmax_t MiB = 1024 * 1024;
+        return std::clamp(volume_->total / 100, 8 * MiB, 256 * MiB);
+    }
 
     std::optional<NSVolumeCapacity> volume_;
 };

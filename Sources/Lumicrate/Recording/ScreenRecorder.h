@@ -3,13 +3,12 @@
 #pragma once
 
 #include "Lumicrate/Capture/CaptureSource.h"
-#include "Lumicrate/Capture/ContentFollower.h"
 #include "Lumicrate/Capture/SourceChooser.h"
 #include "Lumicrate/Capture/SourceLists.h"
 #include "Lumicrate/Library/RecordingFolder.h"
 #include "Lumicrate/Movie/AudioMixdown.h"
 #include "Lumicrate/Movie/MovieWriter.h"
-#include "Lumicrate/Overlays/InWindowCountdown.h"
+#include "Lumicrate/Overlays/CountdownController.h"
 #include "Lumicrate/Overlays/RecorderOverlays.h"
 #include "Lumicrate/Overlays/RecordingChrome.h"
 #include "Lumicrate/Recording/ActiveRecording.h"
@@ -117,7 +116,8 @@ class ScreenRecorder {
 
     /// The action of the record button: starts a recording, cancels a countdown, or stops.
     void toggle();
-    /// Asks the user what to record in that mode, then records it. Ignored unless idle.
+    /// Asks the user what to record in that mode, then records it; sound is recorded at once. Ignored unless
+    /// idle.
     void record(CaptureMode mode);
     /// Records sound alone. Ignored unless idle.
     void recordAudioNow();

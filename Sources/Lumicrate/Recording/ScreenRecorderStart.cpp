@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // The way from the record command to running capture.
 #include "Lumicrate/Capture/StreamConfiguration.h"
-#include "Lumicrate/Overlays/CountdownController.h"
 #include "Lumicrate/Recording/RecorderError.h"
 #include "Lumicrate/Recording/ScreenRecorder.h"
 
@@ -33,6 +32,7 @@ Task<SCShareableContent> fetchContent(const ScreenCaptureKit& capture, Executor&
 
 void ScreenRecorder::record(CaptureMode mode) {
     if (!isAtRest()) return;
+    if (mode == CaptureMode::audio) return recordAudioNow();
     pickingMode = mode;
     const auto underPointer = displayUnderPointer(services_.screens);
     begin(chooseAndStart(mode, underPointer.value_or(services_.capture.CGMainDisplayID())));
@@ -78,14 +78,10 @@ Task<void> ScreenRecorder::chooseAndStart(CaptureMode mode, std::uint32_t displa
     }
 }
 
-/// Sets `source`. False if the user cancelled, or if the mode is started elsewhere. Windows are picked on the
-/// display `displayID`, areas on the display of the last recording.
+/// Sets `source`. False if the user cancelled, or if the mode cannot be recorded yet. Windows are picked on
+/// the display `displayID`, areas on the display of the last recording.
 Task<bool> ScreenRecorder::choose(CaptureMode mode, std::uint32_t displayID) {
-    if (mode == CaptureMode::audio || mode == CaptureMode::webcam) {
-        AudioWindowShowing* const audioWindow = services_.overlays.audioWindow;
-        if (mode == CaptureMode::audio && audioWindow) audioWindow->show();
-        co_return false;
-    }
+    if (mode == CaptureMode::webcam) co_return false;
     const auto lastDisplay = *source ? (*source)->displayID() : std::nullopt;
     if (mode == CaptureMode::area) displayID = lastDisplay.value_or(mainDisplayID());
     const std::optional<Rect> savedArea = options().areaRect;
@@ -152,7 +148,7 @@ void ScreenRecorder::cancelCountdown() {
     if (countdownHasPanel_) {
         services_.overlays.countdown->finish(false);
     } else {
-        parts_->inWindowCountdown.cancel();
+        parts_->inWindowCountdown.finish(false);
     }
 }
 

@@ -155,9 +155,8 @@ ChoiceSetting::Choices SettingsModel::microphoneChoices(const std::vector<Captur
     for (const CaptureDevice& each : connected)
         choices.emplace_back(each.id, each.name);
     const std::string chosen = defaults().stringForKey(preference::microphoneID).value_or("");
-    const bool known = std::any_of(choices.begin(), choices.end(),
-                                   [&](const auto& each) { return each.first == DefaultsValue(chosen); });
-    if (!known) choices.emplace_back(chosen, localized("A microphone that is not connected"));
+    if (!chosen.empty() && std::ranges::find(connected, chosen, &CaptureDevice::id) == connected.end())
+        choices.emplace_back(chosen, localized("A microphone that is not connected"));
     return choices;
 }
 

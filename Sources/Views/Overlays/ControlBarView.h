@@ -2,7 +2,7 @@
 // ControlBarView: the control bar, a dark rounded plate with the elapsed time and the buttons.
 #pragma once
 
-#include "Lumicrate/Overlays/ControlBarModel.h"
+#include "Lumicrate/Overlays/ControlBarController.h"
 #include "Support/Published.h"
 #include "Views/Overlays/MicrophoneLevelIcon.h"
 #include "Views/Overlays/OverlayWidget.h"

@@ -3,9 +3,6 @@
 #include "Lumicrate/Capture/ContentFilter.h"
 #include "Lumicrate/Capture/StreamConfiguration.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 namespace lumicrate::test {
 namespace {
 

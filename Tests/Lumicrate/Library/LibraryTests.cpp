@@ -1,15 +1,98 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// The recording folder, the list of recordings with their durations, and their thumbnails.
+// The recording folder, the list of recordings with durations and thumbnails, and its rows in the main
+// window.
 #include "Lumicrate/Library/Thumbnails.h"
-#include "Tests/Lumicrate/Library/LibraryFixture.h"
+#include "Lumicrate/MainWindow/RecordingRows.h"
+#include "Tests/Lumicrate/FakePlatform.h"
+
+#include <random>
 
 namespace lumicrate::test {
 namespace {
 
-using testing::ElementsAre;
-using testing::IsEmpty;
-using testing::SizeIs;
-using testing::UnorderedElementsAre;
+using namespace std::chrono_literals;
+using Path = std::filesystem::path;
+
+const Path folderPath = "/home/me/Movies/Lumicrate";
+const RecordingLibrary::Instant launch{1000h};
+
+class LibraryFixture : public testing::Test {
+ protected:
+    class Files final : public FakeFiles {
+     public:
+        void moveItem(const Path& from, const Path& to) override {
+            FakeFiles::moveItem(from, to);
+            for (NSFileEntry& each : entries)
+                if (each.url == from) each.url = to;
+        }
+        void trashItem(const Path& url) override {
+            FakeFiles::trashItem(url);
+            std::erase_if(entries, [&](const NSFileEntry& each) { return each.url == url; });
+        }
+    };
+    class Workspace final : public NSWorkspace {
+     public:
+        void openURL(const Path& url) override { opened.push_back(url.filename()); }
+        void activateFileViewerSelecting(const std::vector<Path>&) override {
+            throw PlatformError("There is no file viewer.");
+        }
+        std::vector<Path> opened;
+    };
+    struct Watch final : public FolderWatch {
+        explicit Watch(Handler& place) : handler(place) {}
+        void setOnChange(Handler changed) override { handler = std::move(changed); }
+        Handler& handler;
+    };
+    LibraryFixture() {
+        files.folders = {folderPath};
+        makeLibrary(1);
+    }
+    void makeLibrary(int queues) {
+        DurationReader::Readers readers;
+        readers.read = [this](const Path& url) {
+            read.push_back(url.filename());
+            const auto found = durations.find(url.filename());
+            if (onRead) onRead();
+            if (found == durations.end()) throw PlatformError("It isn't a movie.");
+            return found->second;
+        };
+        for (int i = 0; i < queues; ++i)
+            readers.queues.push_back(std::make_unique<VirtualQueue>(executor));
+        library.emplace(
+            RecordingLibrary::Services{executor, files, notifications, folder, workspace, std::move(readers),
+                                       std::make_unique<Watch>(changed),
+                                       [this](const Path& url) { previewed.push_back(url.filename()); }},
+            launch);
+    }
+
+    /// Creates or replaces a file that is `age` older than the launch.
+    void put(const std::string& name, std::chrono::hours age, std::uintmax_t size = 100) {
+        remove(name);
+        files.existing.insert(folderPath / name);
+        files.entries.push_back({folderPath / name, launch - age, size});
+    }
+    void remove(const std::string& name) {
+        files.existing.erase(folderPath / name);
+        std::erase_if(files.entries, [&](const NSFileEntry& each) { return each.url == folderPath / name; });
+    }
+    void reload() {
+        library->reload();
+        executor.drain();
+    }
+
+    VirtualExecutor executor;
+    Files files;
+    FakeCalendar calendar;
+    NotificationCenter notifications;
+    RecordingFolder folder{files, calendar};
+    Workspace workspace;
+    FolderWatch::Handler changed;
+    std::map<Path, double> durations;
+    std::vector<Path> read;
+    std::function<void()> onRead;  ///< called while a duration is read
+    std::vector<Path> previewed;
+    std::optional<RecordingLibrary> library;
+};
 
 class LibraryTests : public LibraryFixture {
  protected:
@@ -176,27 +259,16 @@ TEST_F(LibraryTests, RecordingsSinceTheLaunchAreNewUntilOpened) {
     for (const char* name : {"1.mp4", "2.mp4", "3.mp4", "4.mp4", "5.mp4"})
         put(name, -1h);
     reload();
-    EXPECT_THAT(marked(), UnorderedElementsAre("1.mp4", "2.mp4", "3.mp4", "4.mp4", "5.mp4"));
+    EXPECT_THAT(marked(), ElementsAre("1.mp4", "2.mp4", "3.mp4", "4.mp4", "5.mp4"));
 
     library->open(find("1.mp4"));
     library->openInQuickTime(find("2.mp4"));
     library->markOpened(folderPath / "3.mp4");
-    library->moveToTrash(find("4.mp4"));
     EXPECT_THAT(previewed, ElementsAre("1.mp4"));
     EXPECT_THAT(workspace.opened, ElementsAre("2.mp4"));
-    EXPECT_FALSE(files.existing.contains(folderPath / "4.mp4"));
-    EXPECT_EQ(beeps, 0);
-    EXPECT_THAT(marked(), ElementsAre("5.mp4"));
+    EXPECT_THAT(marked(), ElementsAre("4.mp4", "5.mp4"));
     reload();
-    EXPECT_THAT(marked(), ElementsAre("5.mp4"));
-
-    // If moving to the Trash fails, it beeps and the mark stays.
-    files.existing.clear();
-    const int listings = files.listings;
-    library->moveToTrash(find("5.mp4"));
-    EXPECT_EQ(beeps, 1);
-    EXPECT_EQ(files.listings, listings + 1);
-    EXPECT_THAT(marked(), ElementsAre("5.mp4"));
+    EXPECT_THAT(marked(), ElementsAre("4.mp4", "5.mp4"));
 }
 
 TEST_F(LibraryTests, FollowsTheFolderByLookingUpOnlyTheReportedFiles) {
@@ -294,6 +366,109 @@ TEST(ThumbnailsTests, AreReadOnRequest) {
     }
     EXPECT_EQ(picture("abc", 2), nullptr);
     EXPECT_NE(picture("x0"), nullptr);
+}
+
+class RecordingRowsTests : public LibraryFixture {
+ protected:
+    RecordingRowsTests() {
+        put("old.mp4", 1h, 3'400'000);
+        put("talk.m4a", -1h, 812'000);
+        durations["old.mp4"] = 65;
+        rows.emplace(RecordingRows::Services{
+            *library, RecordingFiles(files, notifications), workspace,
+            [](RecordingLibrary::Instant created) { return std::to_string((created - launch) / 1h) + " h"; },
+            [this](const std::string& sentence) { errors.push_back(sentence); }});
+        reload();
+    }
+    std::vector<std::string> names() const {
+        std::vector<std::string> all;
+        for (std::size_t i = 0; i < rows->count(); ++i)
+            all.push_back(rows->row(i).name);
+        return all;
+    }
+
+    std::vector<std::string> errors;
+    std::optional<RecordingRows> rows;
+};
+
+TEST_F(RecordingRowsTests, ShowNameFactsAndMarks) {
+    ASSERT_THAT(names(), ElementsAre("talk", "old"));
+    EXPECT_EQ(rows->row(0).facts, "812 kB · 1 h");
+    EXPECT_EQ(rows->row(1).facts, "01:05 · 3.4 MB · -1 h");
+    EXPECT_TRUE(rows->row(0).isNew);
+    EXPECT_TRUE(rows->row(0).isSound);
+    EXPECT_FALSE(rows->row(1).isNew);
+    EXPECT_FALSE(rows->row(1).isSound);
+    int changes = 0;
+    const Subscription watching = rows->observe([&] { ++changes; });
+    rows->open(folderPath / "talk.m4a");
+    EXPECT_THAT(previewed, ElementsAre("talk.m4a"));
+    EXPECT_FALSE(rows->row(0).isNew);
+    EXPECT_EQ(changes, 1);
+}
+
+TEST_F(RecordingRowsTests, MenuActionsApplyToTheSelection) {
+    const RecordingRows::Urls both = rows->urls();
+    const auto enabled = [this](const RecordingRows::Urls& urls) {
+        std::string titles;
+        for (const MenuItem& each : rows->menu(urls, {}))
+            if (!each.separator && each.enabled) titles += each.title + "|";
+        return titles;
+    };
+    EXPECT_EQ(enabled({both[0]}),
+              "Open|Play in Default Player|Rename|Copy File|Show in File Viewer|Move to Trash|");
+    EXPECT_EQ(enabled(both), "Copy Files|Show in File Viewer|Move to Trash|");
+    rows->play(both[1]);
+    EXPECT_THAT(workspace.opened, ElementsAre("old.mp4"));
+    rows->reveal(both);
+    EXPECT_THAT(errors, ElementsAre("There is no file viewer."));
+
+    files.existing.erase(both[0]);
+    rows->moveToTrash(both);
+    EXPECT_THAT(names(), ElementsAre("talk")) << "it cannot be moved to the Trash";
+    EXPECT_EQ(errors.back(), "Couldn't move the recording to the Trash: There is no such file.");
+    rows->open(both[1]);
+    EXPECT_THAT(previewed, IsEmpty()) << "it is no longer listed";
+}
+
+TEST_F(RecordingRowsTests, ARenamedRecordingStaysOpened) {
+    const Path talk = folderPath / "talk.m4a";
+    rows->open(talk);
+    put("taken.m4a", 2h);
+    for (const char* unchanged : {"talk", " talk\n", "", "  "})
+        EXPECT_EQ(rows->rename(talk, unchanged), std::nullopt);
+    EXPECT_THAT(errors, IsEmpty());
+    EXPECT_EQ(rows->rename(talk, " taken "), std::nullopt);
+    EXPECT_EQ(rows->rename(folderPath / "gone.mp4", "x"), std::nullopt);
+    EXPECT_THAT(errors, ElementsAre("There's already a recording called “taken”.",
+                                    "Couldn't rename the recording: There is no such file."));
+    EXPECT_THAT(names(), ElementsAre("talk", "old")) << "nothing has changed";
+    EXPECT_EQ(rows->rename(talk, " a/b.c "), folderPath / "a-b.c.m4a");
+    EXPECT_THAT(names(), ElementsAre("a-b.c", "old", "taken"));
+    EXPECT_FALSE(rows->row(0).isNew);
+}
+
+TEST(RowChangesTests, TurnOneListIntoAnother) {
+    std::mt19937 random(7);
+    for (int round = 0; round < 300; ++round) {
+        std::vector<Path> before;
+        std::vector<Path> after;
+        for (int i = 0; i < 12; ++i) {
+            const unsigned fate = random() % 4;
+            if (fate != 0) before.push_back(std::to_string(i));
+            if (fate != 1) after.push_back(std::to_string(i));
+        }
+        std::vector<Path> list = before;
+        const auto changes = rowChanges(before, after);
+        ASSERT_TRUE(changes);
+        for (const auto& [first, count] : changes->removed)
+            list.erase(list.begin() + long(first), list.begin() + long(first + count));
+        for (const auto& [first, count] : changes->inserted)
+            list.insert(list.begin() + long(first), after.begin() + long(first),
+                        after.begin() + long(first + count));
+        ASSERT_EQ(list, after);
+    }
+    EXPECT_FALSE(rowChanges({"a", "b", "c"}, {"b", "a", "d"}));
 }
 
 }  // namespace

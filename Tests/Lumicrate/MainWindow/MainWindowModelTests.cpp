@@ -6,21 +6,7 @@
 namespace lumicrate::test {
 namespace {
 
-using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::IsEmpty;
-using testing::SizeIs;
-
-class FakeScreenshots final : public SCScreenshotManager {
- public:
-    std::optional<CGImage> captureImage(std::uint32_t windowID, Size size) override {
-        taken.push_back(windowID);
-        if (windowID == 8) return std::nullopt;
-        return CGImage{int(size.width), int(size.height), {}};
-    }
-    std::optional<CGImage> captureDisplay(std::uint32_t) override { return std::nullopt; }
-    std::vector<std::uint32_t> taken;
-};
 
 class MainWindowModelTests : public RecorderFixture {
  protected:
@@ -157,6 +143,7 @@ TEST_F(MainWindowModelTests, TheButtonFollowsTheRecorder) {
     expect("Cancel Countdown", "2", true);
     press();
     expect("Start Recording", "", true);
+    EXPECT_FALSE(*recorder->countdownValue);
     press(3s);
     expect("Starting…", "", false);
     executor.advance(100ms);
@@ -246,14 +233,14 @@ TEST_F(MainWindowModelTests, TakesWindowPicturesWhileThePickerIsOpen) {
     another.windowID = 8;
     capture.content.windows.push_back(another);
     begin();
-    FakeScreenshots screenshots;
-    WindowPicker picker(executor, *bar, &screenshots, {32, 20});
+    pictures.closed = {8};
+    WindowPicker picker(executor, *bar, &pictures, {32, 20});
     changeContent();
-    EXPECT_THAT(screenshots.taken, IsEmpty());
+    EXPECT_THAT(pictures.taken, IsEmpty());
     std::vector<std::uint32_t> arrived;
     const Subscription looking = picker.observe([&](std::uint32_t id) { arrived.push_back(id); });
     picker.open();
-    EXPECT_THAT(screenshots.taken, IsEmpty()) << "opening does not wait for pictures";
+    EXPECT_THAT(pictures.taken, IsEmpty()) << "opening does not wait for pictures";
     executor.advance(1s);
     EXPECT_THAT(arrived, ElementsAre(7, 8));
     ASSERT_NE(picker.picture(7), nullptr);
@@ -261,11 +248,11 @@ TEST_F(MainWindowModelTests, TakesWindowPicturesWhileThePickerIsOpen) {
     EXPECT_EQ(picker.picture(8), nullptr);
     capture.content.windows[0].windowID = 9;
     changeContent();
-    EXPECT_THAT(screenshots.taken, ElementsAre(7, 8, 9));
+    EXPECT_THAT(pictures.taken, ElementsAre(7, 8, 9));
     picker.open();
     picker.close();
     changeContent();
-    EXPECT_THAT(screenshots.taken, SizeIs(3));
+    EXPECT_THAT(pictures.taken, SizeIs(3));
     EXPECT_EQ(picker.picture(9), nullptr);
 }
 

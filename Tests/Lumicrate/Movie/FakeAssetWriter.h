@@ -6,11 +6,7 @@
 #include "Support/Error.h"
 
 #include <cstring>
-#include <functional>
-#include <memory>
-#include <string>
 #include <utility>
-#include <vector>
 
 namespace lumicrate::test {
 

@@ -1,21 +1,57 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
+// What is made of a finished recording: names, one audio track, MP4, a trimmed copy, a GIF.
 #include "Lumicrate/Library/DerivedFiles.h"
 #include "Lumicrate/Movie/AudioMixdown.h"
 #include "Lumicrate/Movie/MovieConversion.h"
-#include "Tests/Lumicrate/Movie/FakeAssets.h"
-#include "Tests/Support/VirtualExecutor.h"
+#include "Lumicrate/Preview/GIFExporter.h"
+#include "Lumicrate/Preview/RecordingFiles.h"
+#include "Lumicrate/Preview/Trimming.h"
+#include "Tests/Lumicrate/FakePlatform.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
+#include <numeric>
 
 namespace lumicrate::test {
 namespace {
 
-using testing::ElementsAre;
-using testing::IsEmpty;
+using testing::Each;
 using testing::MatchesRegex;
+using Path = std::filesystem::path;
 
-constexpr const char* uuid = "[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}";
+/// Movies that exist as summaries only; exports create files.
+class FakeAssets final : public AVAssets {
+ public:
+    explicit FakeAssets(FakeFiles& files) : files_(files) {}
+
+    AVAssetSummary summary(const Path& url) const override {
+        if (const auto found = summaries.find(url); found != summaries.end()) return found->second;
+        throw PlatformError("That is no movie.");
+    }
+    void mixAudio(const Path& source, const Path& destination, AVFileType type,
+                  const LongWork& work) const override {
+        exportMovie(source, destination, type, AVAssetExportPreset::passthrough, std::nullopt, work);
+    }
+    void exportMovie(const Path& source, const Path& destination, AVFileType type, AVAssetExportPreset preset,
+                     std::optional<CMTimeRange> range, const LongWork& work) const override {
+        made.push_back({source, destination, type, preset, range});
+        work.reach(0.5);
+        if (!refusal.empty()) throw PlatformError(refusal);
+        files_.existing.insert(destination);
+    }
+
+    struct Made {
+        Path source;
+        Path destination;
+        AVFileType type;
+        AVAssetExportPreset preset;
+        std::optional<CMTimeRange> range;
+    };
+    std::map<Path, AVAssetSummary> summaries;
+    std::string refusal;
+    mutable std::vector<Made> made;
+
+ private:
+    FakeFiles& files_;
+};
 
 class FinishedMovieTests : public testing::Test {
  protected:
@@ -35,20 +71,36 @@ class FinishedMovieTests : public testing::Test {
         }
         return "";
     }
+    bool mix(const Path& url, const LongWork& work = {}) {
+        return AudioMixdown::mixIfNeeded(assets, files, url, work);
+    }
 
     FakeFiles files;
     FakeAssets assets{files};
+    Trimming trimming{assets, files};
+    Trimming::Request request{"/m/a.mov", {CMTime(1, 1), CMTime(5, 2)}};
 };
 
 TEST_F(FinishedMovieTests, NamesDerivedFiles) {
     files.existing = {"/m/a.b.mp4", "/m/a.b_2.mp4", "/m/c"};
     EXPECT_EQ(uniqueURL(files, "/m/a.b.mp4"), "/m/a.b_3.mp4");
     EXPECT_EQ(uniqueURL(files, "/m/c"), "/m/c_2");
-    EXPECT_THAT(temporaryURL("/m/a.b.mov", "mix").string(),
-                MatchesRegex("/m/\\.mix-" + std::string(uuid) + "\\.mov"));
+    const std::string uuid = "[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[89AB][0-9A-F]{3}-[0-9A-F]{12}";
+    EXPECT_THAT(temporaryURL("/m/a.b.mov", "mix").string(), MatchesRegex("/m/\\.mix-" + uuid + "\\.mov"));
     EXPECT_NE(newUUID(), newUUID());
-    EXPECT_EQ(fileTypeOf("/m/A.MOV"), AVFileType::quickTimeMovie);
-    EXPECT_EQ(fileTypeOf("/m/a.m4v"), AVFileType::mpeg4);
+}
+
+TEST_F(FinishedMovieTests, TypedNamesAreCleaned) {
+    const std::pair<std::string, std::string> names[] = {{"a/b:c", "a-b-c"},
+                                                         {" \t\r\n", ""},
+                                                         {"\n a  b \v", "a  b"},
+                                                         {"\u3000会議\u2028\u00A0", "会議"},
+                                                         {"..", ".."},
+                                                         {"/", "-"},
+                                                         {"", ""},
+                                                         {std::string("a\0b", 3), "a-b"}};
+    for (const auto& [typed, cleaned] : names)
+        EXPECT_EQ(cleanedName(typed), cleaned) << typed;
 }
 
 TEST_F(FinishedMovieTests, TracksAreMixedInPlace) {
@@ -58,7 +110,7 @@ TEST_F(FinishedMovieTests, TracksAreMixedInPlace) {
           {"/m/c.MP4", AVFileType::mpeg4}}) {
         assets.made.clear();
         const auto before = files.existing;
-        EXPECT_TRUE(AudioMixdown::mixIfNeeded(assets, files, url, {}));
+        EXPECT_TRUE(mix(url));
         ASSERT_EQ(assets.made.size(), 1U);
         EXPECT_EQ(assets.made[0].source, url);
         EXPECT_EQ(assets.made[0].type, type);
@@ -67,62 +119,56 @@ TEST_F(FinishedMovieTests, TracksAreMixedInPlace) {
     }
     assets.summaries["/m/a.mov"].audioTracks = 1;
     assets.made.clear();
-    EXPECT_FALSE(AudioMixdown::mixIfNeeded(assets, files, "/m/a.mov", {}));
+    EXPECT_FALSE(mix("/m/a.mov"));
     EXPECT_THAT(assets.made, IsEmpty());
 }
 
 TEST_F(FinishedMovieTests, AFailureLeavesTheRecordingAndNothingElse) {
     const auto before = files.existing;
-    std::stop_source stop;
-    stop.request_stop();
-    const auto fails = [&](const std::string& why, const LongWork& work = {}) {
-        const auto mix = [&] { AudioMixdown::mixIfNeeded(assets, files, "/m/a.mov", work); };
-        const auto convert = [&] { convertToMP4(assets, files, "/m/a.mov", work); };
-        EXPECT_EQ(outcome(mix), why);
-        EXPECT_EQ(outcome(convert), why);
+    const auto expectFailure = [&](const std::string& why, const LongWork& work = {}) {
+        EXPECT_EQ(outcome([&] { mix("/m/a.mov", work); }), why);
+        EXPECT_EQ(outcome([&] { copyAsMP4(assets, files, "/m/a.mov", work); }), why);
+        EXPECT_EQ(outcome([&] { trimming.save(request, work); }), why);
         EXPECT_EQ(files.existing, before) << why;
     };
-    fails("It was cancelled.", {nullptr, stop.get_token()});
+    std::stop_source early;
+    early.request_stop();
+    expectFailure("It was cancelled.", {nullptr, early.get_token()});
+    // Cancelled when the export was complete.
+    std::stop_source late;
+    const LongWork cancelled{[&](double part) {
+                                 if (part == 0.5) late.request_stop();
+                             },
+                             late.get_token()};
+    EXPECT_EQ(outcome([&] { trimming.save(request, cancelled); }), "It was cancelled.");
     files.locked = true;
-    fails("The folder is locked.");
+    expectFailure("The folder is locked.");
     assets.refusal = "The disk is full.";
-    fails("The disk is full.");
-    EXPECT_EQ(outcome([&] { AudioMixdown::mixIfNeeded(assets, files, "/m/none.mov", {}); }),
-              "That is no movie.");
+    expectFailure("The disk is full.");
+    EXPECT_EQ(outcome([&] { mix("/m/none.mov"); }), "That is no movie.");
+    EXPECT_EQ(Trimming::message(failure("It is broken.")),
+              "Couldn't save the trimmed recording: It is broken.");
 }
 
 TEST_F(FinishedMovieTests, MixingNeedsRoomForASecondFile) {
     constexpr std::uintmax_t MiB = 1024 * 1024;
     files.entries = {{"/m/a.mov", std::nullopt, 100 * MiB}};
-    const auto mix = [&] { AudioMixdown::mixIfNeeded(assets, files, "/m/a.mov", {}); };
-    for (const std::uintmax_t available : {4 * MiB, 107 * MiB}) {
+    for (const std::uintmax_t available : {4 * MiB, 107 * MiB, 108 * MiB}) {
         files.capacity = NSVolumeCapacity{available, 200 * MiB};
-        EXPECT_EQ(outcome(mix), "There is no room on the disk to mix the audio tracks; they stay apart.");
+        const bool fits = available == 108 * MiB;
+        EXPECT_EQ(outcome([&] { mix("/m/a.mov"); }),
+                  fits ? "" : "There is no room on the disk to mix the audio tracks; they stay apart.");
+        EXPECT_EQ(assets.made.size(), fits ? 1U : 0U);
     }
-    EXPECT_THAT(assets.made, IsEmpty());
-    files.capacity->available = 108 * MiB;
-    EXPECT_EQ(outcome(mix), "");
-    EXPECT_EQ(assets.made.size(), 1U);
 }
 
-TEST_F(FinishedMovieTests, AConvertedMovieGetsAFreeName) {
-    files.existing.insert("/m/a.mp4");
-    EXPECT_EQ(copyAsMP4(assets, files, "/m/a.mov", {}), "/m/a_2.mp4");
-    EXPECT_TRUE(files.existing.contains("/m/a.mov"));
-    EXPECT_EQ(assets.made[0].type, AVFileType::mpeg4);
-    EXPECT_EQ(assets.made[0].preset, AVAssetExportPreset::passthrough);
-    EXPECT_EQ(assets.ranges[0].has_value(), false);
-    EXPECT_EQ(convertToMP4(assets, files, "/m/a.mov", {}), "/m/a_3.mp4");
-    EXPECT_FALSE(files.existing.contains("/m/a.mov"));
-}
-
-TEST_F(FinishedMovieTests, ReportsProgressAndOutcome) {
+TEST_F(FinishedMovieTests, MixingReportsProgressAndOutcome) {
     VirtualExecutor executor;
     AudioMixdown mixdown(
         executor, [&executor](const std::string&) { return std::make_unique<VirtualQueue>(executor); },
         assets, files);
     std::vector<std::string> log;
-    const auto mix = [&](std::filesystem::path url) -> Task<void> {
+    const auto run = [&](Path url) -> Task<void> {
         try {
             log.emplace_back(co_await mixdown.mixIfNeeded(std::move(url)) ? "mixed" : "as it was");
         } catch (const LocalizedError& error) {
@@ -133,11 +179,178 @@ TEST_F(FinishedMovieTests, ReportsProgressAndOutcome) {
     const Subscription watching =
         mixdown.progress().observe([&parts](const auto& part) { parts.push_back(part); });
     for (const char* url : {"/m/a.mov", "/m/none.mov"}) {
-        const RunningTask task(executor, mix(url));
+        const RunningTask task(executor, run(url));
         executor.drain();
     }
     EXPECT_THAT(log, ElementsAre("mixed", "That is no movie. It is kept with its tracks apart: /m/none.mov"));
     EXPECT_THAT(parts, ElementsAre(0.5, std::nullopt, std::nullopt));
+}
+
+TEST_F(FinishedMovieTests, ACopyAsMP4GetsAFreeName) {
+    files.existing.insert("/m/a.mp4");
+    EXPECT_EQ(copyAsMP4(assets, files, "/m/a.mov", {}), "/m/a_2.mp4");
+    EXPECT_EQ(assets.made[0].type, AVFileType::mpeg4);
+    EXPECT_EQ(assets.made[0].preset, AVAssetExportPreset::passthrough);
+    EXPECT_FALSE(assets.made[0].range);
+}
+
+TEST_F(FinishedMovieTests, ATrimmedCopyGetsAFreeNameOrReplacesTheRecording) {
+    files.existing = {"/m/a.mov", "/m/a_trimmed.mov", "/m/a_trimmed_2.mov"};
+    EXPECT_EQ(trimming.save(request, {}), "/m/a_trimmed_3.mov");
+    EXPECT_THAT(files.existing,
+                ElementsAre("/m/a.mov", "/m/a_trimmed.mov", "/m/a_trimmed_2.mov", "/m/a_trimmed_3.mov"));
+    EXPECT_THAT(assets.made[0].destination.string(), MatchesRegex(R"(/m/\.trim-[0-9A-F-]+\.mov)"));
+    EXPECT_EQ(assets.made[0].range->start, CMTime(1, 1));
+    EXPECT_EQ(assets.made[0].range->end, CMTime(5, 2));
+
+    files.existing = {"/m/a.mov"};
+    request.replacing = true;
+    EXPECT_EQ(trimming.save(request, {}), "/m/a.mov");
+    EXPECT_THAT(files.existing, ElementsAre("/m/a.mov"));
+}
+
+TEST_F(FinishedMovieTests, TrimmingChoosesPresetAndContainer) {
+    using Preset = AVAssetExportPreset;
+    const struct {
+        const char* name;
+        const char* subtype;
+        bool precise;
+        Preset preset;
+        AVFileType type;
+    } cases[] = {{"a.mp4", "avc1", false, Preset::passthrough, AVFileType::mpeg4},
+                 {"a.mp4", "avc1", true, Preset::highestQuality, AVFileType::mpeg4},
+                 {"a.MOV", "hvc1", true, Preset::hevcHighestQuality, AVFileType::quickTimeMovie},
+                 {"a.mov", "hev1", true, Preset::highestQuality, AVFileType::quickTimeMovie},
+                 {"a.mkv", "", true, Preset::highestQuality, AVFileType::mpeg4},
+                 {"a.M4A", "", true, Preset::passthrough, AVFileType::appleM4A}};
+    for (const auto& each : cases) {
+        request.url = Path("/m") / each.name;
+        assets.summaries[request.url] = {10, Size{}, each.subtype, 1};
+        request.precise = each.precise;
+        trimming.save(request, {});
+        EXPECT_EQ(assets.made.back().preset, each.preset) << each.name << each.subtype;
+        EXPECT_EQ(assets.made.back().type, each.type) << each.name;
+    }
+}
+
+/// Pictures and GIFs that record every call.
+class FakeImages final : public ImageIO {
+ public:
+    struct Generator final : public AVAssetImageGenerator {
+        explicit Generator(const FakeImages& owner) : images(owner) {}
+        const CGImage* image(CMTime time, CMTime toleranceAfter) override {
+            images.times.push_back(time);
+            images.tolerances.push_back(toleranceAfter);
+            return images.hasPicture(time) ? &picture : nullptr;
+        }
+        const FakeImages& images;
+        CGImage picture{1, 1, {0, 0, 0}};
+    };
+    struct Destination final : public CGImageDestination {
+        explicit Destination(const FakeImages& owner) : images(owner) { images.isCreated = true; }
+        void addImage(const CGImage&, CMTime delay) override { images.delays.push_back(delay); }
+        void finalize() override { images.isFinalized = true; }
+        const FakeImages& images;
+    };
+
+    std::unique_ptr<AVAssetImageGenerator> makeImageGenerator(const Path&, Size size) const override {
+        maximumSize = size;
+        return std::make_unique<Generator>(*this);
+    }
+    std::unique_ptr<CGImageDestination> makeGIFDestination(const Path&) const override {
+        return std::make_unique<Destination>(*this);
+    }
+
+    std::function<bool(CMTime)> hasPicture = [](CMTime) { return true; };
+    mutable Size maximumSize;
+    mutable std::vector<CMTime> times, tolerances, delays;
+    mutable bool isCreated = false;
+    mutable bool isFinalized = false;
+};
+
+class GIFExporterTests : public FinishedMovieTests {
+ protected:
+    /// Starts with empty records.
+    void run(GIFSize size = {640, 10}, const LongWork& work = {}) {
+        images.times.clear();
+        images.delays.clear();
+        exportGIF(assets, images, "/m/a.mov", "/m/a.gif", size, work);
+    }
+
+    double& duration = assets.summaries["/m/a.mov"].duration = 1;
+    FakeImages images;
+};
+
+TEST_F(GIFExporterTests, FrameTimesLieBelowTheDurationAndDelaysAddUp) {
+    const struct {
+        double duration, fps;
+        std::size_t frames;
+        double lastTime;
+    } cases[] = {{1.0, 10, 10, 0.9},
+                 {1.1, 10, 11, 1.0},
+                 {1.01, 10, 11, 1.0},
+                 {0.05, 10, 1, 0},
+                 {0.666667, 30, 20, 19 / 30.0},
+                 {2 / 7.0, 7, 2, 1 / 7.0},
+                 {1.0, 100, 50, 49 / 50.0},  // no more than 50 per second
+                 {100, 29.97, 2997, 100 - 1 / 29.97},
+                 {3600, 12.5, 45000, 3600 - 0.08}};
+    for (const auto& each : cases) {
+        SCOPED_TRACE(testing::Message() << each.duration << " s at " << each.fps);
+        duration = each.duration;
+        images.isFinalized = false;
+        run({640, each.fps});
+        ASSERT_EQ(images.times.size(), each.frames);
+        EXPECT_EQ(images.times.front(), CMTime::zero());
+        EXPECT_NEAR(images.times.back().seconds(), each.lastTime, 0.5 / 600);
+        EXPECT_EQ(images.times.back().timescale(), 600);
+        EXPECT_EQ(images.delays.size(), each.frames);
+        const CMTime sum = std::accumulate(images.delays.begin(), images.delays.end(), CMTime::zero());
+        EXPECT_NEAR(sum.seconds(), static_cast<double>(each.frames) / std::min(each.fps, 50.0), 1e-9);
+        EXPECT_TRUE(images.isFinalized);
+    }
+}
+
+TEST_F(GIFExporterTests, TakesPicturesUpToAFrameLateAndLeavesOutGaps) {
+    images.hasPicture = [](CMTime time) { return time < CMTime(1, 2); };
+    run({480, 10});
+    EXPECT_EQ(images.maximumSize, (Size{480, 1920}));
+    EXPECT_EQ(images.times.size(), 10U);
+    EXPECT_THAT(images.tolerances, Each(CMTime(60, 600)));
+    EXPECT_THAT(images.delays, testing::AllOf(SizeIs(5), Each(CMTime(1, 10))));
+    EXPECT_TRUE(images.isFinalized);
+}
+
+TEST_F(GIFExporterTests, CreatesNoFileForAMovieWithoutDuration) {
+    for (const double none : {0.0, -1.0}) {
+        duration = none;
+        EXPECT_THROW(run(), PlatformError);
+        EXPECT_FALSE(images.isCreated);
+    }
+}
+
+TEST_F(GIFExporterTests, ReportsProgressAtMostAFewHundredTimes) {
+    for (const double seconds : {1.0, 1000.0}) {
+        duration = seconds;
+        std::vector<double> parts;
+        run({640, 50}, {[&](double part) { parts.push_back(part); }, {}});
+        EXPECT_TRUE(std::ranges::is_sorted(parts));
+        EXPECT_EQ(parts.front(), 0);
+        EXPECT_EQ(parts.back(), 1);
+        EXPECT_GE(parts.size(), 50U);
+        EXPECT_LE(parts.size(), 210U);
+    }
+}
+
+TEST_F(GIFExporterTests, CanBeCancelledAtAnyFrame) {
+    std::stop_source stop;
+    images.hasPicture = [&](CMTime time) {
+        if (time == CMTime(1, 2)) stop.request_stop();
+        return true;
+    };
+    EXPECT_THROW(run({640, 10}, {nullptr, stop.get_token()}), CancelledError);
+    EXPECT_EQ(images.delays.size(), 6U);
+    EXPECT_FALSE(images.isFinalized);
 }
 
 }  // namespace

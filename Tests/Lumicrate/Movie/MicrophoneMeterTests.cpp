@@ -2,14 +2,10 @@
 #include "Lumicrate/Movie/MicrophoneMeter.h"
 #include "Tests/Lumicrate/Movie/FakeAssetWriter.h"
 
-#include <gtest/gtest.h>
-
 #include <cmath>
 #include <cstdint>
 #include <numbers>
-#include <optional>
 #include <utility>
-#include <vector>
 
 namespace lumicrate::test {
 namespace {

@@ -3,9 +3,6 @@
 #include "Tests/Lumicrate/FakePlatform.h"
 #include "Tests/Lumicrate/Movie/FakeAssetWriter.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <algorithm>
 #include <cmath>
 #include <future>
@@ -18,9 +15,6 @@ namespace {
 
 using testing::AllOf;
 using testing::Each;
-using testing::ElementsAre;
-using testing::IsEmpty;
-using testing::SizeIs;
 
 class HandClock final : public CMClock {
  public:
@@ -50,11 +44,10 @@ class MovieWriterTests : public testing::Test {
     void make(FakeMovie next = {}) {
         writer.reset();
         movie = std::move(next);
-        outcomes.clear();
-        interruptions.clear();
+        log.clear();
         files.existing = {settings.url};
         writer = std::make_unique<MovieWriter>(settings, services(), [this](const auto& reason) {
-            interruptions.push_back(localizedDescription(reason));
+            log.push_back("interrupted: " + localizedDescription(reason));
         });
     }
     void deliver(const CMSampleBuffer& sample, SCStreamOutputType type) {
@@ -73,13 +66,10 @@ class MovieWriterTests : public testing::Test {
         clock.now = now;
         writer->resume();
     }
-    void keepUp() {
-        writer->keepUp();
-        executor.drain();
-    }
     void finish() {
+        log.emplace_back("finishing");
         writer->finish([this](const std::exception_ptr& error) {
-            outcomes.push_back(error ? localizedDescription(error) : "saved");
+            log.push_back(error ? localizedDescription(error) : "saved");
         });
         executor.drain();
     }
@@ -102,6 +92,13 @@ class MovieWriterTests : public testing::Test {
             {"idle", [&] { show(SCFrameStatus::idle); }},
             {"blank", [&] { show(SCFrameStatus::blank); }},
             {"suspended", [&] { show(SCFrameStatus::suspended); }},
+            {"timeless", [&] { screen(CMTime::invalid()); }},
+            {"unlabelled",
+             [&] {
+                 CMSampleBuffer sample = frame(at);
+                 sample.frameInfo.reset();
+                 screen(sample);
+             }},
             {"audio", [&] { audio(at); }},
             {"microphone", [&] { microphone(sound(at)); }},
             {"busy", [&] { setReady(false); }},
@@ -110,6 +107,17 @@ class MovieWriterTests : public testing::Test {
             {"resume", [&] { resumeAt(at); }},
             {"keepUp", [&] { writer->keepUp(); }},
             {"finish", [&] { finish(); }},
+            {"diskFull", [&] { movie.setError("disk full"); }},
+            {"fileGone", [&] { movie.setError("file gone"); }},
+            {"refusing", [&] { movie.inputs[1]->accepts = false; }},
+            {"failed", [&] { movie.status = AVAssetWriterStatus::failed; }},
+            {"cancelled", [&] { movie.status = AVAssetWriterStatus::cancelled; }},
+            {"interrupted", [&] { movie.interrupt(failure("disk full")); }},
+            {"interruptedAgain", [&] { movie.interrupt(failure("file gone")); }},
+            {"succeeds", [&] { movie.complete(AVAssetWriterStatus::completed); }},
+            {"breaks", [&] { movie.complete(AVAssetWriterStatus::failed); }},
+            {"destroy", [&] { writer.reset(); }},
+            {"deleted", [&] { files.existing.clear(); }},
         };
         std::istringstream words(steps);
         for (std::string step; words >> step;) {
@@ -142,8 +150,18 @@ class MovieWriterTests : public testing::Test {
         for (const CMTime& each : movie.extensions)
             add(", extended to ", each);
         add(", end ", movie.sessionEnd.value_or(CMTime()));
-        if (writer->refusedFrames() > 0) text << ", refused " << writer->refusedFrames();
+        if (writer && writer->refusedFrames() > 0) text << ", refused " << writer->refusedFrames();
         return text.str();
+    }
+    /// What was reported, what became of the platform's writer, and of the file.
+    std::string ending() const {
+        std::string text;
+        for (const std::string& each : log)
+            text += (text.empty() ? "" : ", ") + each;
+        const bool closed = std::ranges::count(movie.calls, "finish") == 1;
+        EXPECT_EQ(std::ranges::all_of(movie.inputs, [](const auto& each) { return each->finished; }), closed);
+        text += std::ranges::count(movie.calls, "cancel") == 1 ? "; cancelled" : closed ? "; closed" : ";";
+        return text + (text.back() == ';' ? "" : ",") + (files.existing.empty() ? " no file" : " file kept");
     }
 
     MovieWriter::Settings settings;
@@ -151,8 +169,7 @@ class MovieWriterTests : public testing::Test {
     HandClock clock;
     FakeFiles files;
     VirtualExecutor executor;
-    std::vector<std::string> outcomes;
-    std::vector<std::string> interruptions;
+    std::vector<std::string> log;  ///< interruptions and the outcome of finish()
     std::unique_ptr<MovieWriter> writer;
 };
 
@@ -219,8 +236,14 @@ TEST_F(MovieWriterTests, SamplesAreWrittenAtTheirTimes) {
          "audio 10000 microphone 10001 idle 10002 blank 10002 suspended 10002 screen 10010 audio 10005 "
          "microphone 10020",
          "from 10010, picture 10010, sound 10005, microphone 10020"},
+        {"frames without time or status are dropped", "unlabelled 10003 timeless", ""},
         {"a pause before the first frame", "pause 10000 screen 10500 resume 11000 screen 11250",
          "from 10250, picture 10250=11250"},
+        {"two pauses",
+         "resume 9000 screen 10000 pause 10100 pause 10105 resume 10110 resume 10120 pause 10200 resume "
+         "10300 "
+         "audio 10050 audio 10100 audio 10109 audio 10110 audio 10200 audio 10300",
+         "from 10000, picture 10000, sound 10050 10100 10190"},
         {"late samples are dropped per track",
          "screen 10000 screen 10000 screen 9999 audio 9990 audio 9990 screen 10005 audio 9991",
          "from 10000, picture 10000 10005, sound 9990 9991"},
@@ -271,15 +294,6 @@ TEST_F(MovieWriterTests, AThirtiethOfASecondIsNotHeld) {
     EXPECT_EQ(movie.sessionEnd, clock.now);
 }
 
-TEST_F(MovieWriterTests, FramesWithoutStatusOrTimeAreDropped) {
-    make();
-    CMSampleBuffer unlabelled = frame(ms(10'003));
-    unlabelled.frameInfo.reset();
-    screen(unlabelled);
-    screen(CMTime::invalid());
-    EXPECT_EQ(written(), "");
-}
-
 TEST_F(MovieWriterTests, WithoutPictureTheFirstSoundStartsTheMovie) {
     settings.video = false;
     settings.microphone = false;
@@ -290,7 +304,7 @@ TEST_F(MovieWriterTests, WithoutPictureTheFirstSoundStartsTheMovie) {
     EXPECT_EQ(written(), "from 10000, picture 10000");
     finish();
     movie.complete(AVAssetWriterStatus::completed);
-    EXPECT_THAT(outcomes, ElementsAre("saved"));
+    EXPECT_EQ(log.back(), "saved");
 }
 
 TEST_F(MovieWriterTests, PausesAreCutOutExactly) {
@@ -323,132 +337,47 @@ TEST_F(MovieWriterTests, PausesAreCutOutExactly) {
     EXPECT_FALSE(movie.inputs[1]->appended.back().timing.decodeTimeStamp.isValid());
 }
 
-TEST(PauseTimelineTests, OffsetIsTheSumOfPausesThatHaveEnded) {
-    PauseTimeline timeline;
-    timeline.resume(ms(1));
-    timeline.pause(ms(100));
-    timeline.resume(ms(110));
-    timeline.pause(CMTime(1, 7));
-    timeline.pause(ms(160));
-    timeline.resume(CMTime(1, 6));
-    timeline.pause(ms(200));
-    EXPECT_EQ(timeline.pausedAt(), ms(200));
-
-    const CMTime both = ms(10) + CMTime(1, 42);
-    const std::vector<std::pair<CMTime, std::optional<CMTime>>> cases = {
-        {CMTime(99'999'999, 1'000'000'000), CMTime::zero()},
-        {ms(100), std::nullopt},
-        {CMTime(109'999'999, 1'000'000'000), std::nullopt},
-        {ms(110), ms(10)},
-        {CMTime(142'857'142, 1'000'000'000), ms(10)},
-        {CMTime(142'857'143, 1'000'000'000), std::nullopt},
-        {CMTime(14'999, 90'000), std::nullopt},
-        {CMTime(8'000, 48'000), both},
-        {CMTime(199'999'999, 1'000'000'000), both},
-        {ms(200), std::nullopt}};
-    for (const auto& [time, offset] : cases)
-        EXPECT_EQ(timeline.offset(time), offset) << time.value() << "/" << time.timescale();
-}
-
-TEST_F(MovieWriterTests, TheFirstFailureIsKeptAndLeavesNoFile) {
-    struct Case {
-        bool appendFails;  ///< or else the status of the writer changes
-        const char* error;
-        const char* outcome;
+TEST_F(MovieWriterTests, TheFirstReasonEndsTheMovie) {
+    const struct {
+        const char *what, *steps, *written, *ending;
+    } cases[] = {
+        {"saved", "screen 10000 finish 10010 succeeds", "from 10000, picture 10000, end 10010",
+         "finishing, saved; closed, file kept"},
+        {"not saved", "screen 10000 finish 10010 diskFull breaks", "from 10000, picture 10000, end 10010",
+         "finishing, disk full; closed, file kept"},
+        {"not saved for no reason", "screen 10000 finish 10010 breaks",
+         "from 10000, picture 10000, end 10010",
+         "finishing, The movie file couldn't be written.; closed, file kept"},
+        {"the movie writer goes away first", "screen 10000 finish 10010 destroy succeeds",
+         "from 10000, picture 10000, end 10010",
+         "finishing, The movie file couldn't be written.; closed, file kept"},
+        {"cancelled by others", "screen 10000 cancelled finish", "from 10000, picture 10000",
+         "finishing, The movie file couldn't be written.; no file"},
+        {"without frames", "finish", "", "finishing, No video frames were captured.; cancelled, no file"},
+        {"failed without frames", "diskFull failed finish", "", "finishing, disk full; no file"},
+        {"append fails", "screen 10000 diskFull refusing audio 10010 fileGone screen 10020 finish",
+         "from 10000, picture 10000", "interrupted: disk full, finishing, disk full; cancelled, no file"},
+        {"append fails for no reason", "screen 10000 refusing audio 10010 fileGone screen 10020 finish",
+         "from 10000, picture 10000",
+         "interrupted: The movie file couldn't be written., finishing, The movie file couldn't be written.; "
+         "cancelled, no file"},
+        {"the writer fails", "screen 10000 diskFull failed audio 10010 fileGone screen 10020 finish",
+         "from 10000, picture 10000", "interrupted: disk full, finishing, disk full; no file"},
+        {"the writer fails while the screen is still",
+         "screen 10000 diskFull failed keepUp 10100 keepUp 10200 idle 10300 deleted finish",
+         "from 10000, picture 10000", "interrupted: disk full, finishing, disk full; no file"},
+        {"interrupted: finished with what it has",
+         "screen 10000 interrupted interruptedAgain busy screen 10020 keepUp 10020 finish 10030 succeeds",
+         "from 10000, picture 10000, end 10030",
+         "interrupted: disk full, finishing, saved; closed, file kept"},
     };
-    for (const Case& each : {Case{true, "disk full", "disk full"},
-                             {true, "", "The movie file couldn't be written."},
-                             {false, "disk full", "disk full"},
-                             {false, "", "The movie file couldn't be written."}}) {
+    for (const auto& each : cases) {
+        SCOPED_TRACE(each.what);
         make();
-        screen(ms(10'000));
-        movie.setError(each.error);
-        movie.inputs[1]->accepts = !each.appendFails;
-        if (!each.appendFails) movie.status = AVAssetWriterStatus::failed;
-        audio(ms(10'010));
-        movie.setError("something later");
-        screen(ms(10'020));
-        EXPECT_THAT(interruptions, ElementsAre(each.outcome)) << "at once, not only when it is finished";
-        finish();
-        EXPECT_THAT(movie.times(0), ElementsAre(ms(10'000)));
-        EXPECT_EQ(movie.calls.back(), each.appendFails ? "cancel" : "session");
-        EXPECT_THAT(files.existing, IsEmpty());
-        EXPECT_THAT(outcomes, ElementsAre(each.outcome));
+        perform(each.steps);
+        EXPECT_EQ(written(), each.written);
+        EXPECT_EQ(ending(), each.ending);
     }
-}
-
-TEST_F(MovieWriterTests, AnInterruptedMovieIsFinishedWithWhatItHas) {
-    make();
-    screen(ms(10'000));
-    movie.interrupt(failure("disk full"));
-    movie.interrupt(failure("file gone"));
-    EXPECT_THAT(interruptions, ElementsAre("disk full"));
-    setReady(false);
-    screen(ms(10'020));
-    keepUp();
-    EXPECT_EQ(writer->refusedFrames(), 0U) << "the encoder is not to blame";
-    EXPECT_THAT(movie.extensions, IsEmpty());
-    finish();
-    movie.complete(AVAssetWriterStatus::completed);
-    EXPECT_THAT(movie.times(0), ElementsAre(ms(10'000)));
-    EXPECT_THAT(outcomes, ElementsAre("saved"));
-    EXPECT_THAT(files.existing, SizeIs(1));
-}
-
-TEST_F(MovieWriterTests, AFailureIsDetectedWhileTheScreenIsStill) {
-    make();
-    screen(ms(10'000));
-    movie.setError("disk full");
-    movie.status = AVAssetWriterStatus::failed;
-    keepUp();
-    keepUp();
-    EXPECT_THAT(interruptions, ElementsAre("disk full"));
-    EXPECT_THAT(movie.extensions, IsEmpty());
-    files.existing.clear();  // by another program
-    finish();
-    EXPECT_THAT(outcomes, ElementsAre("disk full"));
-}
-
-TEST_F(MovieWriterTests, FinishReportsTheOutcome) {
-    struct Case {
-        bool anyFrame;
-        AVAssetWriterStatus before;
-        AVAssetWriterStatus after;
-        const char* error;
-        const char* outcome;
-    };
-    using enum AVAssetWriterStatus;
-    for (const Case& each : {Case{true, writing, completed, "", "saved"},
-                             {true, writing, failed, "disk full", "disk full"},
-                             {true, writing, failed, "", "The movie file couldn't be written."},
-                             {true, cancelled, cancelled, "", "The movie file couldn't be written."},
-                             {false, writing, writing, "", "No video frames were captured."},
-                             {false, failed, failed, "disk full", "disk full"}}) {
-        make();
-        if (each.anyFrame) screen(ms(10'000));
-        movie.status = each.before;
-        movie.setError(each.error);
-        finish();
-        movie.complete(each.after);
-        EXPECT_THAT(outcomes, ElementsAre(each.outcome));
-        const bool kept = each.anyFrame && each.before == writing;
-        EXPECT_EQ(files.existing.size(), kept ? 1U : 0U);
-        EXPECT_EQ(std::ranges::count(movie.calls, "finish"), kept);
-        EXPECT_TRUE(!kept ||
-                    std::ranges::all_of(movie.inputs, [](const auto& input) { return input->finished; }));
-        EXPECT_EQ(std::ranges::count(movie.calls, "cancel"), !each.anyFrame && each.before == writing);
-    }
-}
-
-TEST_F(MovieWriterTests, FinishCompletesOnceAlsoWhenTheWriterGoesAway) {
-    make();
-    screen(ms(10'000));
-    finish();
-    EXPECT_THAT(outcomes, IsEmpty());
-    writer.reset();
-    EXPECT_THAT(outcomes, ElementsAre("The movie file couldn't be written."));
-    movie.complete(AVAssetWriterStatus::completed);
-    EXPECT_EQ(outcomes.size(), 1U);
 }
 
 TEST_F(MovieWriterTests, WorksOnItsOwnThreadAndDrainsItsQueue) {

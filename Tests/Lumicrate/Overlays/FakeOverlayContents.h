@@ -6,12 +6,8 @@
 #include "Platform/NSEvent.h"
 #include "Platform/SCScreenshotManager.h"
 #include "Support/Task.h"
-#include "Tests/Lumicrate/Settings/SettingsFakes.h"
+#include "Tests/Lumicrate/FakePlatform.h"
 
-#include <gtest/gtest.h>
-
-#include <map>
-#include <string>
 #include <string_view>
 #include <utility>
 
@@ -111,17 +107,23 @@ class FakeOverlayContents final : public OverlayContents {
     }
 };
 
-/// Pictures of displays, taken while no panel of `contents` is on the screen.
+/// Pictures of windows, and of displays, taken while no panel of `contents` is on the screen.
 struct FakeDisplayPictures final : public SCScreenshotManager {
     explicit FakeDisplayPictures(const FakeOverlayContents& shown) : contents(shown) {}
-    std::optional<CGImage> captureImage(std::uint32_t, Size) override { return std::nullopt; }
+    std::optional<CGImage> captureImage(std::uint32_t windowID, Size size) override {
+        taken.push_back(windowID);
+        if (closed.contains(windowID)) return std::nullopt;
+        return CGImage{int(size.width), int(size.height), {}};
+    }
     std::optional<CGImage> captureDisplay(std::uint32_t displayID) override {
         EXPECT_EQ(contents.shownPanels(), 0U);
         const auto found = pictures.find(displayID);
         return found == pictures.end() ? std::nullopt : std::optional(found->second);
     }
     const FakeOverlayContents& contents;
-    std::map<std::uint32_t, CGImage> pictures;
+    std::map<std::uint32_t, CGImage> pictures;  ///< of displays
+    std::vector<std::uint32_t> taken;           ///< the windows
+    std::set<std::uint32_t> closed;
 };
 
 struct FakeMouse final : public NSMouseMonitoring {

@@ -1,11 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// The overlays of a recording, without widgets: countdown, control bar, click highlighter and area frame.
+// The overlays of a recording, without widgets: countdown, control bar and click highlighter.
 #include "Tests/Lumicrate/Recording/RecorderFixture.h"
 
 namespace lumicrate::test {
 namespace {
-
-using testing::ElementsAre;
 
 const NSScreen main{1, {0, 0, 1920, 1080}, {0, 40, 1920, 1016}, 1, "main"};
 const NSScreen second{2, {1920, 480, 800, 600}, {1920, 480, 800, 600}, 1, "second"};
@@ -70,19 +68,6 @@ TEST_F(CountdownTests, WorksWithoutScreenAndShortcut) {
     screens.all.clear();
     run(1, std::nullopt);
     EXPECT_EQ(panel().frame, (Rect{-100, -100, 200, 200}));
-}
-
-TEST_F(OverlayTests, AreaFrameLiesJustOutsideOfTheArea) {
-    EXPECT_FALSE(areaFrame.windowNumber());
-    areaFrame.show({0, 0, 800, 600}, second);
-    areaFrame.show({10, 20, 300, 200}, second);
-    EXPECT_EQ(panel().frame, (Rect{1926, 856, 308, 208}));
-    EXPECT_EQ(panel().level, 25);
-    EXPECT_TRUE(panel().ignoresMouseEvents);
-    EXPECT_EQ(contents.shownPanels(), 1U);
-    EXPECT_EQ(areaFrame.windowNumber(), 2U);
-    areaFrame.hide();
-    EXPECT_EQ(contents.shownPanels(), 0U);
 }
 
 class ClickHighlighterTests : public OverlayTests {

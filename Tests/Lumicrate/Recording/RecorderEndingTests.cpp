@@ -6,10 +6,6 @@
 namespace lumicrate::test {
 namespace {
 
-using testing::ElementsAre;
-using testing::IsEmpty;
-using testing::SizeIs;
-
 constexpr std::uintmax_t MiB = 1024 * 1024;
 constexpr std::uintmax_t GiB = 1024 * MiB;
 

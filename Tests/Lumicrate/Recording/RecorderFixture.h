@@ -10,18 +10,10 @@
 #include "Lumicrate/Overlays/Selection/ScreenChooser.h"
 #include "Lumicrate/Recording/RecorderError.h"
 #include "Lumicrate/Recording/ScreenRecorder.h"
-#include "Tests/Lumicrate/FakePlatform.h"
 #include "Tests/Lumicrate/Movie/FakeAssetWriter.h"
 #include "Tests/Lumicrate/Overlays/FakeOverlayContents.h"
-#include "Tests/Lumicrate/Settings/SettingsFakes.h"
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <deque>
-#include <optional>
-#include <string>
-#include <vector>
 
 namespace lumicrate::test {
 
@@ -53,11 +45,6 @@ struct FakeWebcam final : public WebcamBubbleShowing {
     Point center{5, 5};
     std::optional<float> level;
     std::function<void(const std::string&)> onError;
-};
-
-struct NoScreenshots final : public SCScreenshotManager {
-    std::optional<CGImage> captureImage(std::uint32_t, Size) override { return std::nullopt; }
-    std::optional<CGImage> captureDisplay(std::uint32_t) override { return std::nullopt; }
 };
 
 class RecorderFixture : public testing::Test {
@@ -176,7 +163,7 @@ class RecorderFixture : public testing::Test {
     void expectSaved(const std::string& sentence = "") {
         expectIdle(sentence);
         EXPECT_EQ(*recorder->lastRecording, movie().url);
-        EXPECT_THAT(std::exchange(announced, {}), testing::ElementsAre(movie().url));
+        EXPECT_THAT(std::exchange(announced, {}), ElementsAre(movie().url));
         expectNothingLeft({movie().url});
     }
 
@@ -196,11 +183,11 @@ class RecorderFixture : public testing::Test {
 
     // Overlays whose contents are fake. A test puts those that it needs into `overlays`.
     FakeOverlayContents contents;
-    NoScreenshots noScreenshots;
+    FakeDisplayPictures pictures{contents};
     FakeMouse clickMonitoring;
     FakeKeyMonitoring keyMonitoring;
-    AreaSelector areaSelector{{executor, capture, noScreenshots, process, screens, defaults, contents}};
-    ScreenChooser screenChooser{executor, screens, noScreenshots, keyMonitoring, contents};
+    AreaSelector areaSelector{{executor, capture, pictures, process, screens, defaults, contents}};
+    ScreenChooser screenChooser{executor, screens, pictures, keyMonitoring, contents};
     CountdownController countdown{executor, screens, defaults, contents};
     ControlBarController controlBar{screens, defaults, contents};
     ClickHighlighter clickHighlighter{executor, screens, clickMonitoring, contents};

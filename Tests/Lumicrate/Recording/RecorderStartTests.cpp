@@ -5,27 +5,16 @@
 namespace lumicrate::test {
 namespace {
 
-using testing::ElementsAre;
-using testing::IsEmpty;
-using testing::SizeIs;
-
 class RecorderStartTests : public RecorderFixture {
  protected:
     RecorderStartTests() {
         overlays.areaSelector = &areaSelector;
         overlays.screenChooser = &screenChooser;
-        overlays.audioWindow = &audioWindow;
     }
 
-    struct FakeAudioWindow final : public AudioWindowShowing {
-        void show() override { ++shown; }
-        int shown = 0;
-    };
     AreaSelection& selection() { return *contents.selectionModel; }
     std::optional<Rect> selected() { return selection().selection.appearance->selection; }
     std::optional<Rect> recordedArea() const { return capture.stream->configuration.sourceRect; }
-
-    FakeAudioWindow audioWindow;
 };
 
 TEST_F(RecorderStartTests, AChosenAreaIsStoredAndRecorded) {
@@ -115,19 +104,16 @@ TEST_F(RecorderStartTests, WithoutAChoiceNothingIsRecorded) {
         EXPECT_EQ(*recorder->pickingMode, std::nullopt);
         EXPECT_EQ(capture.streams, 0);
     };
-    make();
-    for (const CaptureMode mode : allCases<CaptureMode>()) {
-        select(mode);
-        if (mode == CaptureMode::window || mode == CaptureMode::area) selection().selection.cancel();
-        if (mode == CaptureMode::screen) contents.screenChoices.back()->onCancel();
-        expectNoRecording();
-    }
-    EXPECT_EQ(audioWindow.shown, 1);
-    overlays = {};
-    make();
-    for (const CaptureMode mode : allCases<CaptureMode>()) {
-        select(mode);
-        expectNoRecording();
+    for (const bool asks : {true, false}) {
+        if (!asks) overlays = {};
+        make();
+        using enum CaptureMode;
+        for (const CaptureMode mode : {window, area, screen, webcam}) {
+            select(mode);
+            if (asks && (mode == window || mode == area)) selection().selection.cancel();
+            if (asks && mode == screen) contents.screenChoices.back()->onCancel();
+            expectNoRecording();
+        }
     }
     screens.all.clear();
     select(CaptureMode::window);
@@ -153,7 +139,7 @@ TEST_F(RecorderStartTests, SoundIsRecordedAloneEvenWithoutADisplay) {
         if (desktop != Desktop::usual) capture.content = {};
         capture.access = desktop == Desktop::usual;
         if (desktop == Desktop::noServer) capture.contentError = broken;
-        make().recordAudioNow();
+        make().record(CaptureMode::audio);
         executor.advance(3s);
         EXPECT_THAT(contents.panels, IsEmpty()) << "the window shows the countdown";
         executor.advance(100ms);
@@ -165,28 +151,6 @@ TEST_F(RecorderStartTests, SoundIsRecordedAloneEvenWithoutADisplay) {
         stopAndComplete();
         files.existing.clear();
     }
-}
-
-TEST_F(RecorderStartTests, ACountdownWithoutAPanelIsPublished) {
-    defaults.stored["countdown"] = true;
-    make();
-    std::vector<int> numbers;
-    const auto watch =
-        recorder->countdownValue.observe([&](const auto& n) { numbers.push_back(n.value_or(0)); });
-    recorder->start(false);
-    executor.advance(2s + 999ms);
-    EXPECT_EQ(*recorder->state, State::countingDown);
-    EXPECT_THAT(numbers, ElementsAre(3, 2, 1));
-    recorder->toggle();
-    executor.advance(1s);
-    EXPECT_THAT(numbers, ElementsAre(3, 2, 1, 0));
-    EXPECT_THAT(states, ElementsAre(State::countingDown, State::idle));
-    expectIdle();
-    expectNothingLeft();
-
-    recorder->start(false);
-    executor.advance(3s + 100ms);
-    EXPECT_EQ(*recorder->state, State::recording);
 }
 
 TEST_F(RecorderStartTests, ACountdownPanelIsShownOnTheScreenAndCancelled) {

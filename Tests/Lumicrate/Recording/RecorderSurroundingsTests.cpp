@@ -1,15 +1,11 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// The surroundings of a recording: sources and devices, global shortcuts, overlays.
+// The surroundings of a recording: sources and devices, global shortcuts, overlays, and the followed window.
 #include "Tests/Lumicrate/Recording/RecorderFixture.h"
 
 #include <thread>
-#include <utility>
 
 namespace lumicrate::test {
 namespace {
-
-using testing::ElementsAre;
-using testing::IsEmpty;
 
 class RecorderSurroundingsTests : public RecorderFixture {
  protected:
@@ -95,16 +91,15 @@ TEST_F(RecorderSurroundingsTests, ARecordingKeepsItsSource) {
 }
 
 TEST_F(RecorderSurroundingsTests, RefreshesOfTheSourcesDoNotOverlap) {
-    make();
-    EXPECT_FALSE(capture.contentChanged);
-    recorder->followSources();
+    make().followSources();
     executor.drain();
     EXPECT_EQ(recorder->windows->size(), 1U);
-    recorder->setSource(CaptureSource::window(7));
-
+    const auto change = [this] {
+        capture.contentChanged();
+        executor.drain();
+    };
     capture.contentWaits = true;
     const SCShareableContent before = capture.content;
-    capture.contentChanged();
     capture.contentChanged();
     EXPECT_FALSE(capture.waiting) << "only on the main thread";
     executor.drain();
@@ -113,22 +108,18 @@ TEST_F(RecorderSurroundingsTests, RefreshesOfTheSourcesDoNotOverlap) {
     // Changes during a refresh cause another one.
     capture.content.windows.clear();
     capture.contentChanged();
-    capture.contentChanged();
-    executor.drain();
+    change();
     EXPECT_FALSE(capture.waiting) << "one after the other";
     capture.contentWaits = false;
     answer(before, nullptr);
     executor.drain();
     EXPECT_THAT(*recorder->windows, IsEmpty());
-    EXPECT_EQ(*recorder->source, CaptureSource::area(1));
 
     capture.contentError = broken;
-    capture.contentChanged();
-    executor.drain();
+    change();
     capture.contentError = nullptr;
     capture.content = before;
-    capture.contentChanged();
-    executor.drain();
+    change();
     EXPECT_EQ(recorder->windows->size(), 1U);
 
     const auto late = capture.contentChanged;
@@ -147,18 +138,17 @@ TEST_F(RecorderSurroundingsTests, DeviceListsAreFollowedOnRequest) {
     EXPECT_THAT(*recorder->microphones, ElementsAre(devices.heard[0]));
     int loaded = 0;
     const Subscription counting = recorder->cameras.observe([&](const auto&) { ++loaded; });
-    for (const char* name : {"Camera", "Other camera"}) {
-        devices.heard.clear();
-        devices.seen = {{"cam", name}};
-        loaded = 0;
+    devices.heard.clear();
+    for (const int round : {1, 2}) {
+        devices.seen = {{"cam", "Camera " + std::to_string(round)}};
         std::thread(devices.changed).join();
         devices.changed();
-        EXPECT_EQ(loaded, 0);
+        EXPECT_EQ(loaded, round - 1) << "only on the main thread";
         executor.drain();
-        EXPECT_EQ(loaded, 1);
-        EXPECT_THAT(*recorder->microphones, IsEmpty());
+        EXPECT_EQ(loaded, round) << "once";
         EXPECT_THAT(*recorder->cameras, ElementsAre(devices.seen[0]));
     }
+    EXPECT_THAT(*recorder->microphones, IsEmpty());
     devices.changed();
     recorder.reset();
     EXPECT_FALSE(devices.changed);
@@ -190,14 +180,10 @@ TEST_F(RecorderSurroundingsTests, ShortcutsDriveTheRecorder) {
     EXPECT_EQ(*recorder->state, State::idle);
 
     keys.refused.clear();
-    defaults.stored["shortcut.toggle"] = std::string("off");
     recorder->registerHotKeys();
     EXPECT_THAT(*recorder->unavailableHotKeys, IsEmpty());
     overlays.areaSelector = &areaSelector;
     make();
-    keys.press(15);
-    executor.drain();
-    EXPECT_EQ(*recorder->state, State::idle);
     keys.press(0);
     executor.drain();
     EXPECT_EQ(*recorder->state, State::selectingArea);
@@ -228,6 +214,7 @@ TEST_F(RecorderOverlayTests, AreShownAroundAnAreaAndHiddenAtItsEnd) {
     record(CaptureSource::area(2));
     const Rect global{2020, 790, 320, 240};
     EXPECT_EQ(contents.visible("frame")->settings.frame, (Rect{2016, 786, 328, 248}));
+    EXPECT_TRUE(contents.visible("frame")->settings.ignoresMouseEvents);
     EXPECT_EQ(contents.visible("bar")->settings.frame, (Rect{2080, 738, 200, 40})) << "below the area";
     EXPECT_EQ(contents.visible("rings")->settings.frame, (Rect{1920, 480, 1, 1}));
     EXPECT_EQ(webcam.inside, global);
@@ -262,14 +249,96 @@ TEST_F(RecorderOverlayTests, FollowTheOptionsAndTheSource) {
     startWith(CaptureSource::audioOnly());
     EXPECT_EQ(*recorder->state, State::recording);
     EXPECT_EQ(contents.shownPanels(), 0U);
-}
 
-TEST_F(RecorderOverlayTests, TheBubblesErrorsAreShown) {
-    make();
     webcam.onError("No camera is available.");
     EXPECT_EQ(message(), "No camera is available.");
     recorder.reset();
     webcam.onError("Too late.");
+}
+
+class WindowFollowerTests : public RecorderOverlayTests {
+ protected:
+    static constexpr auto interval = 120ms;
+
+    Rect& frame() { return capture.content.windows.front().frame; }
+    /// The crops since the last call.
+    std::vector<Rect> crops() {
+        std::vector<Rect> given;
+        for (const SCStreamConfiguration& each : std::exchange(capture.stream->updates, {}))
+            given.push_back(each.sourceRect.value_or(Rect()));
+        return given;
+    }
+};
+
+TEST_F(WindowFollowerTests, TheCropFollowsTheWindow) {
+    capture.completesAtOnce = false;
+    startWith(CaptureSource::window(7));
+    EXPECT_EQ(capture.stream->configuration.sourceRect, (Rect{80, 100, 300, 200}));
+    const struct {
+        const char* what;
+        Rect frame;
+        std::vector<Rect> crops;
+    } steps[] = {
+        {"moved during the start", {2005, 100, 300, 200}, {{85, 100, 300, 200}}},
+        {"stands still", {2005, 100, 300, 200}, {}},
+        {"moved", {2010, 120, 300, 200}, {{90, 120, 300, 200}}},
+        {"resized", {2010, 120, 350, 100}, {{90, 120, 350, 100}}},
+        {"between points", {2010.5, 120.25, 300, 200}, {{90, 120, 301, 201}}},
+        {"half off the right edge", {2600, 120, 300, 200}, {{680, 120, 120, 200}}},
+        {"half off the top left corner", {1900, -50, 300, 200}, {{0, 0, 280, 150}}},
+        {"on the other display", {100, 100, 300, 200}, {}},
+        {"back", {2000, 100, 300, 200}, {{80, 100, 300, 200}}},
+    };
+    for (const auto& step : steps) {
+        frame() = step.frame;
+        if (*recorder->state == State::starting) completeStart();
+        executor.advance(interval);
+        EXPECT_EQ(crops(), step.crops) << step.what;
+    }
+    EXPECT_EQ(capture.stream->configuration.width, 300);
+}
+
+TEST_F(WindowFollowerTests, AMissingWindowChangesNothing) {
+    record(CaptureSource::window(7));
+    const SCWindow window = capture.content.windows.front();
+    capture.content.windows.clear();
+    executor.advance(10s);
+    EXPECT_TRUE(crops().empty());
+    EXPECT_EQ(*recorder->state, State::recording);
+
+    capture.content.windows = {window};
+    frame().x += 5;
+    capture.stream->updateError = broken;
+    executor.advance(interval);
+    frame().x += 5;
+    executor.advance(interval);
+    EXPECT_THAT(crops(), ElementsAre(Rect{85, 100, 300, 200}, Rect{90, 100, 300, 200}));
+    EXPECT_EQ(message(), "");
+}
+
+TEST_F(WindowFollowerTests, OverlaysMoveWithTheWindow) {
+    defaults.stored["webcamEnabled"] = true;
+    record(CaptureSource::window(7));
+    const Point bubbleBefore = webcam.center;
+    frame() = {100, 100, 300, 200};  // on the other display
+    executor.advance(interval);
+    frame() = {2010, 60, 320, 210};
+    executor.advance(interval);
+    EXPECT_EQ(contents.visible("bar")->settings.frame, (Rect{880, 46, 200, 40})) << "20 right, 30 up";
+    EXPECT_EQ(webcam.center, (Point{bubbleBefore.x + 30, bubbleBefore.y + 30}));
+}
+
+TEST_F(WindowFollowerTests, OnlyTheWindowOfARunningRecordingIsFollowed) {
+    for (const auto& source : {CaptureSource::window(7), CaptureSource::display(1)}) {
+        record(source);
+        if (source == CaptureSource::window(7)) recorder->requestStop();
+        executor.drain();
+        frame().x += 5;
+        executor.advance(interval);
+        EXPECT_TRUE(crops().empty());
+        stopAndComplete();
+        EXPECT_EQ(executor.pendingTimers(), 0U);
+    }
 }
 
 }  // namespace

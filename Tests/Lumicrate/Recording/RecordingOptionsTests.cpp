@@ -2,9 +2,6 @@
 #include "Lumicrate/Recording/RecordingOptions.h"
 #include "Tests/Lumicrate/FakePlatform.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 namespace lumicrate::test {
 namespace {
 
@@ -22,7 +19,7 @@ class RecordingOptionsTests : public testing::Test {
 
 TEST_F(RecordingOptionsTests, AFreshStoreHasTheRegisteredDefaults) {
     EXPECT_EQ(read(), RecordingOptions());
-    EXPECT_THAT(defaults.stored, testing::IsEmpty());
+    EXPECT_THAT(defaults.stored, IsEmpty());
     const std::map<std::string, DefaultsValue, std::less<>> expected = {
         {"captureSystemAudio", true},
         {"captureMicrophone", false},

@@ -6,19 +6,12 @@
 #include "Lumicrate/Shell/Welcome.h"
 #include "Lumicrate/Shortcuts/RecorderShortcuts.h"
 #include "Tests/Lumicrate/FakePlatform.h"
-#include "Tests/Lumicrate/Settings/SettingsFakes.h"
-
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 namespace lumicrate::test {
 namespace {
 
-using testing::ElementsAre;
 using testing::HasSubstr;
-using testing::IsEmpty;
 using testing::Pair;
-using testing::SizeIs;
 
 constexpr auto command = NSEvent::commandFlag;
 constexpr auto option = NSEvent::optionFlag;

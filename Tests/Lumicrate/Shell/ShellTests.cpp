@@ -8,8 +8,6 @@
 namespace lumicrate::test {
 namespace {
 
-using testing::ElementsAre;
-
 class ShellTests : public RecorderFixture {
  protected:
     std::function<void()> note(const char* name) {

@@ -2,14 +2,8 @@
 #include "Lumicrate/Shortcuts/RecorderShortcuts.h"
 #include "Tests/Lumicrate/FakePlatform.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 namespace lumicrate::test {
 namespace {
-
-using testing::ElementsAre;
-using testing::IsEmpty;
 
 TEST(ShortcutTests, TextsAndKeyEquivalents) {
     EXPECT_EQ((Shortcut{15, 0x900, "R"}.display()), "⌥⌘R");

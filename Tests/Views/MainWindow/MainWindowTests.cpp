@@ -77,7 +77,7 @@ class MainWindowTests : public RecorderFixture {
         setWindows({"notes", "Inbox (3)", "main.cpp"});
         library.emplace(RecordingLibrary::Services{
             loop, diskFiles, notifications, recordings, workspace, app::lengthReaders(), nullptr,
-            [this](const std::filesystem::path& url) { previewed.push_back(url.filename()); }, [] {}});
+            [this](const std::filesystem::path& url) { previewed.push_back(url.filename()); }});
         MainWindowModel::Commands commands;
         commands.openSettings = [this] { ++settingsOpened; };
         commands.menu = [] { return std::vector<MenuItem>(); };

@@ -8,7 +8,6 @@
 #include "Lumicrate/Shortcuts/RecorderShortcuts.h"
 #include "Tests/Linux/Desktop/EventLoop.h"
 #include "Tests/Lumicrate/FakePlatform.h"
-#include "Tests/Lumicrate/Settings/SettingsFakes.h"
 #include "Tests/Stage/ChildProcess.h"
 #include "Views/Desktop/KeyMonitor.h"
 #include "Views/Settings/SettingsWindow.h"

@@ -126,8 +126,7 @@ std::vector<MenuItem> RecordOptionsBar::microphoneMenu() {
         return items;
     }
     const std::string stored = RecordingOptions::current(defaults_).microphoneID;
-    const bool known = std::any_of(microphones_.begin(), microphones_.end(),
-                                   [&stored](const CaptureDevice& each) { return each.id == stored; });
+    const bool known = std::ranges::find(microphones_, stored, &CaptureDevice::id) != microphones_.end();
     items.push_back(choice(localized("System Default"), preference::microphoneID, std::string(), !known));
     for (const CaptureDevice& each : microphones_)
         items.push_back(choice(each.name, preference::microphoneID, each.id, each.id == stored));

@@ -23,7 +23,7 @@ std::optional<int> digit(const NSEvent& event) {
     if ((event.modifierFlags & commandKeys) != 0) return std::nullopt;
     const std::string& typed = event.charactersIgnoringModifiers;
     if (typed.size() == 1 && typed[0] >= '1' && typed[0] <= '9') return typed[0] - '0';
-    const auto found = std::find(digitKeys.begin(), digitKeys.end(), event.keyCode);
+    const auto found = std::ranges::find(digitKeys, event.keyCode);
     if (found == digitKeys.end()) return std::nullopt;
     return static_cast<int>(std::distance(digitKeys.begin(), found)) + 1;
 }
@@ -54,9 +54,8 @@ void ScreenChooser::begin() {
     // After all pictures have been taken, so that no panel is on any of them.
     for (const auto& each : shown_)
         show(*each);
-    const auto underPointer = std::find_if(shown_.begin(), shown_.end(), [this](const auto& each) {
-        return each->frame.contains(screens_.mouseLocation());
-    });
+    const auto underPointer = std::ranges::find_if(
+        shown_, [at = screens_.mouseLocation()](const auto& each) { return each->frame.contains(at); });
     (underPointer == shown_.end() ? shown_.front() : *underPointer)->panel->makeKeyAndOrderFront();
     keyMonitor_ = keys_.addKeyDownMonitor([this](const NSEvent& event) { return keyDown(event); });
 }

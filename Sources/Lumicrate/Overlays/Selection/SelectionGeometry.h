@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // SelectionGeometry: computes the selected rectangle when it is drawn, moved, resized or given an aspect
-// ratio.
+// ratio, and EdgeSnapping, which aligns it with windows.
 //
 // Points, y up. A ratio is width divided by height; without one the shape is free. All results lie within the
 // bounds, provided that these have room for the smallest selection.
@@ -95,5 +95,28 @@ struct SelectionGeometry {
 /// The frame of a toolbar of that size: below the selection, else above it, else inside it at its bottom.
 /// Keeps a distance, so that the toolbar covers no handle.
 Rect toolbarFrame(const Rect& selection, const Size& toolbar, const Rect& bounds);
+
+/// An edge snaps to the nearest line within reach. Lines are the edges and the centre lines of the screen,
+/// and the edges of windows, as far as the window is beside the edge. Points, y up or down.
+///
+/// Example: the screen is 1000 × 800, a window spans x 200 … 500 and y 100 … 400. The point (203, 300) snaps
+/// to (200, 300), the window's left edge. The point (203, 600) stays: at y = 600 the window is not beside it.
+/// A selection that is moved to x 103 … 198 snaps to x 105 … 200, because its right edge is 2 points from the
+/// window.
+class EdgeSnapping {
+ public:
+    static constexpr double reach = 6;  ///< the maximum distance of a line
+
+    EdgeSnapping(const Rect& bounds, std::vector<Rect> windows);
+
+    /// Snaps each coordinate separately.
+    Point point(Point free) const;
+    /// Moves the rectangle so that in each direction its nearest edge lies on a line.
+    Rect moved(const Rect& free) const;
+
+ private:
+    Rect bounds_;
+    std::vector<Rect> windows_;
+};
 
 }  // namespace lumicrate

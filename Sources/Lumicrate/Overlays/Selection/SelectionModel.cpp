@@ -150,8 +150,8 @@ void SelectionModel::finish(std::optional<Rect> rect, std::optional<std::uint32_
 // Pointer
 
 std::optional<HoverTarget> SelectionModel::target(Point at) const {
-    const auto found = std::find_if(settings_.targets.begin(), settings_.targets.end(),
-                                    [at](const HoverTarget& each) { return each.rect.contains(at); });
+    const auto found = std::ranges::find_if(settings_.targets,
+                                            [at](const HoverTarget& each) { return each.rect.contains(at); });
     if (found != settings_.targets.end()) return *found;
     if (settings_.windowsOnly) return std::nullopt;
     return HoverTarget{bounds(), localized("Full Screen"), std::nullopt};

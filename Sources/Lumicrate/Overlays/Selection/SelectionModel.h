@@ -3,7 +3,6 @@
 #pragma once
 
 #include "Lumicrate/Overlays/Selection/AreaToolbarModel.h"
-#include "Lumicrate/Overlays/Selection/EdgeSnapping.h"
 #include "Lumicrate/Overlays/Selection/SelectionGeometry.h"
 #include "Platform/NSEvent.h"
 #include "Support/Geometry.h"

@@ -7,7 +7,6 @@
 namespace lumicrate::test {
 namespace {
 
-using testing::ElementsAre;
 using Side = AreaToolbarModel::Side;
 
 /// One text per item: a heading ends with a colon, the checked item with a star, a disabled one with a dash.
