@@ -1,14 +1,15 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "Tests/App/SessionManager.h"
 
+#include "Tests/Stage/Await.h"
+
 #include <X11/SM/SMlib.h>
 #include <poll.h>
 
 #include <array>
-#include <chrono>
 #include <cstdlib>
+#include <span>
 #include <stdexcept>
-#include <vector>
 
 namespace lumicrate::test {
 
@@ -19,21 +20,22 @@ struct SessionManager::State {
     std::string address;
     IceConn connection = nullptr;
     SmsConn program = nullptr;
-    bool joined = false;
     bool saved = false;
 
-    static Status join(SmsConn program, SmPointer data, char* previous) {
+    static Status join(SmsConn program, SmPointer, char* previous) {
         std::free(previous);
         char* id = SmsGenerateClientID(program);
         SmsRegisterClientReply(program, id);
         std::free(id);
         // The protocol requires this of a new client.
         SmsSaveYourself(program, SmSaveLocal, False, SmInteractStyleNone, False);
-        static_cast<State*>(data)->joined = true;
         return 1;
     }
     /// The library requires all callbacks; only two of them matter here.
     static Status accept(SmsConn program, SmPointer data, unsigned long* mask, SmsCallbacks* all, char**) {
+        const auto freeTexts = [](SmsConn, SmPointer, int count, char** texts) {
+            SmFreeReasons(count, texts);
+        };
         static_cast<State*>(data)->program = program;
         *mask = ~0UL;
         all->register_client = {join, data};
@@ -43,18 +45,34 @@ struct SessionManager::State {
         all->save_yourself_phase2_request = {[](SmsConn, SmPointer) {}, data};
         all->save_yourself_done = {
             [](SmsConn, SmPointer self, Bool success) { static_cast<State*>(self)->saved = success; }, data};
-        all->close_connection = {
-            [](SmsConn, SmPointer, int count, char** texts) { SmFreeReasons(count, texts); }, data};
+        all->close_connection = {freeTexts, data};
         all->set_properties = {[](SmsConn, SmPointer, int count, SmProp** properties) {
-                                   for (int i = 0; i < count; ++i)
-                                       SmFreeProperty(properties[i]);
+                                   for (SmProp* each : std::span(properties, std::size_t(count)))
+                                       SmFreeProperty(each);
                                    std::free(properties);
                                },
                                data};
-        all->delete_properties = {
-            [](SmsConn, SmPointer, int count, char** texts) { SmFreeReasons(count, texts); }, data};
+        all->delete_properties = {freeTexts, data};
         all->get_properties = {[](SmsConn, SmPointer) {}, data};
         return 1;
+    }
+
+    /// Serves the program until it has saved.
+    bool serve() {
+        const auto isReady = [](int descriptor) {
+            pollfd watched{descriptor, POLLIN, 0};
+            return poll(&watched, 1, 0) == 1;
+        };
+        return stage::eventually([&] {
+            for (IceListenObj listener : std::span(listeners, std::size_t(listenerCount))) {
+                IceAcceptStatus status{};
+                if (!connection && isReady(IceGetListenConnectionNumber(listener)))
+                    connection = IceAcceptConnection(listener, &status);
+            }
+            if (connection && isReady(IceConnectionNumber(connection)))
+                IceProcessMessages(connection, nullptr, nullptr);
+            return saved;
+        });
     }
 };
 
@@ -87,42 +105,13 @@ const std::string& SessionManager::address() const {
 }
 
 bool SessionManager::awaitProgram() {
-    // Including its reply to the first SaveYourself.
-    return serveUntil([this] { return state_->joined && state_->saved; });
+    return state_->serve();
 }
 
 bool SessionManager::askToSave() {
     state_->saved = false;
     SmsSaveYourself(state_->program, SmSaveBoth, True, SmInteractStyleNone, False);
-    return serveUntil([this] { return state_->saved; });
-}
-
-void SessionManager::end() {
-    SmsDie(state_->program);
-    IceFlush(state_->connection);
-}
-
-bool SessionManager::serveUntil(const std::function<bool()>& reached) {
-    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
-    while (!reached() && std::chrono::steady_clock::now() < end) {
-        std::vector<pollfd> watched;
-        for (int i = 0; i < state_->listenerCount; ++i)
-            watched.push_back({IceGetListenConnectionNumber(state_->listeners[i]), POLLIN, 0});
-        if (state_->connection) watched.push_back({IceConnectionNumber(state_->connection), POLLIN, 0});
-        poll(watched.data(), watched.size(), 1000);
-        if (state_->connection) {
-            if (watched.back().revents != 0 &&
-                IceProcessMessages(state_->connection, nullptr, nullptr) == IceProcessMessagesIOError)
-                break;
-            continue;
-        }
-        for (int i = 0; i < state_->listenerCount; ++i) {
-            if ((watched[static_cast<std::size_t>(i)].revents & POLLIN) == 0) continue;
-            IceAcceptStatus status{};
-            state_->connection = IceAcceptConnection(state_->listeners[i], &status);
-        }
-    }
-    return reached();
+    return state_->serve();
 }
 
 }  // namespace lumicrate::test

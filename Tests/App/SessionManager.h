@@ -2,7 +2,6 @@
 // SessionManager: an X session manager with one client, for tests of the end of a login session.
 #pragma once
 
-#include <functional>
 #include <memory>
 #include <string>
 
@@ -22,13 +21,9 @@ class SessionManager {
     bool awaitProgram();
     /// Asks the program to save, as if the session were about to end; true when it says that it has.
     bool askToSave();
-    /// Ends the program.
-    void end();
 
  private:
     struct State;
-
-    bool serveUntil(const std::function<bool()>& reached);
 
     std::unique_ptr<State> state_;
 };

@@ -7,7 +7,6 @@
 #include <QDBusMessage>
 #include <QDBusObjectPath>
 #include <QDBusPendingCallWatcher>
-#include <QtEndian>
 #include <algorithm>
 #include <stdexcept>
 
@@ -17,6 +16,20 @@ namespace {
 
 const QString itemInterface = QStringLiteral("org.kde.StatusNotifierItem");
 const QString menuInterface = QStringLiteral("com.canonical.dbusmenu");
+
+/// A menu item with its submenu, as GetLayout gives it.
+struct Node {
+    int id = 0;
+    QVariantMap properties;
+    QVariantList children;
+};
+
+const QDBusArgument& operator>>(const QDBusArgument& argument, Node& node) {
+    argument.beginStructure();
+    argument >> node.id >> node.properties >> node.children;
+    argument.endStructure();
+    return argument;
+}
 
 }  // namespace
 
@@ -54,36 +67,14 @@ QVariant NotifierHost::property(const QString& name) {
     return reply ? reply->arguments().value(0).value<QDBusVariant>().variant() : QVariant();
 }
 
-QImage NotifierHost::picture() {
-    const auto pictures = property("IconPixmap").value<QDBusArgument>();
-    QImage largest;
-    pictures.beginArray();
-    while (!pictures.atEnd()) {
-        int width = 0;
-        int height = 0;
-        QByteArray pixels;
-        pictures.beginStructure();
-        pictures >> width >> height >> pixels;
-        pictures.endStructure();
-        if (width <= largest.width()) continue;
-        largest = QImage(width, height, QImage::Format_ARGB32);
-        // In network byte order.
-        qFromBigEndian<quint32>(pixels.constData(), width * height, largest.bits());
-    }
-    pictures.endArray();
-    return largest;
-}
-
 QString NotifierHost::toolTip() {
     const auto argument = property("ToolTip").value<QDBusArgument>();
-    QString icon;
-    QString title;
+    QString icon, title;
     argument.beginStructure();
     argument >> icon;
-    argument.beginArray();
+    argument.beginArray();  // its pictures
     argument.endArray();
     argument >> title;
-    argument.endStructure();
     return title;
 }
 
@@ -92,31 +83,15 @@ QString NotifierHost::menuPath() {
 }
 
 std::vector<NotifierHost::Entry> NotifierHost::menu() {
-    const QString path = menuPath();
-    call(path, menuInterface, "AboutToShow", {0});
-    const auto reply = call(path, menuInterface, "GetLayout", {0, -1, QStringList()});
+    call(menuPath(), menuInterface, "AboutToShow", {0});
+    const auto reply = call(menuPath(), menuInterface, "GetLayout", {0, -1, QStringList()});
     std::vector<Entry> entries;
     if (!reply) return entries;
-    // A structure of id, properties and an array of variants with such structures.
-    const auto layout = reply->arguments().value(1).value<QDBusArgument>();
-    int root = 0;
-    QVariantMap properties;
-    layout.beginStructure();
-    layout >> root >> properties;
-    layout.beginArray();
-    while (!layout.atEnd()) {
-        QDBusVariant child;
-        layout >> child;
-        const auto argument = child.variant().value<QDBusArgument>();
-        Entry& entry = entries.emplace_back();
-        argument.beginStructure();
-        argument >> entry.id >> properties;
-        argument.endStructure();
-        entry.label = properties.value("label").toString().remove('_');
-        entry.enabled = properties.value("enabled", true).toBool();
+    for (const QVariant& child : qdbus_cast<Node>(reply->arguments().value(1)).children) {
+        const auto node = qdbus_cast<Node>(child);
+        entries.push_back({node.id, node.properties.value("label").toString().remove('_'),
+                           node.properties.value("enabled", true).toBool()});
     }
-    layout.endArray();
-    layout.endStructure();
     return entries;
 }
 

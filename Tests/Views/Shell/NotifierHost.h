@@ -3,13 +3,11 @@
 #pragma once
 
 #include <QDBusConnection>
-#include <QDBusVariant>
-#include <QImage>
 #include <QMutex>
 #include <QObject>
-#include <QString>
 #include <QStringList>
 #include <QThread>
+#include <QVariant>
 #include <optional>
 #include <vector>
 
@@ -51,8 +49,6 @@ class NotifierHost {
     ~NotifierHost();
 
     bool hasItem() const { return !watcher_.items().isEmpty(); }
-    /// The item's largest picture; may be null.
-    QImage picture();
     QString toolTip();
     bool menuHas(const QString& label);
     /// Chooses the menu entry of that label; false when there is no such enabled entry.
