@@ -5,9 +5,9 @@
 
 #include "App/QtExecutor.h"
 #include "App/RecorderServices.h"
+#include "Linux/Desktop/DesktopServices.h"
 #include "Linux/Desktop/FileManager.h"
 #include "Linux/Desktop/FolderWatch.h"
-#include "Linux/Desktop/Workspace.h"
 #include "Lumicrate/Library/RecordingFolder.h"
 #include "Lumicrate/Library/RecordingLibrary.h"
 #include "Support/Notifications.h"

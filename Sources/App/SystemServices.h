@@ -5,8 +5,8 @@
 
 #include "App/QtExecutor.h"
 #include "Linux/Capture/CaptureKit.h"
+#include "Linux/Desktop/DesktopServices.h"
 #include "Linux/Desktop/FileManager.h"
-#include "Linux/Desktop/ProcessInfo.h"
 #include "Linux/Desktop/UserDefaults.h"
 #include "Linux/Media/Editing/Assets.h"
 #include "Linux/Media/MovieFile/RecoveryList.h"

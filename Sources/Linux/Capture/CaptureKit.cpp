@@ -5,7 +5,7 @@
 #include "Linux/PipeWire/AudioSource.h"
 #include "Linux/X11/Capture/ScreenSource.h"
 #include "Linux/X11/Screens/DesktopScale.h"
-#include "Linux/X11/Screens/ServerReport.h"
+#include "Linux/X11/Screens/Displays.h"
 #include "Linux/X11/Server/Connection.h"
 
 #include <charconv>

@@ -12,10 +12,6 @@ namespace {
 /// Shorter gaps are not reported.
 constexpr std::chrono::seconds minGap{1};
 
-std::string inQuotes(const std::string& name) {
-    return localized("“") + name + localized("”");
-}
-
 std::string durationText(AudioGapReport::Time time) {
     return localized(" for ") + formatElapsed(std::chrono::duration<double>(time).count());
 }
@@ -26,7 +22,7 @@ std::string gapText(const AudioGapReport::Track& track, AudioGapReport::Cause ca
             return localized("The sound server was gone");
         case AudioGapReport::Cause::noDevice:
             if (track.chosen)
-                return localized("The microphone ") + inQuotes(*track.chosen) + localized(" was missing");
+                return localized("The microphone “") + *track.chosen + localized("” was missing");
             return track.isMicrophone ? localized("The microphone was missing")
                                       : localized("The sound output was missing");
         case AudioGapReport::Cause::none:

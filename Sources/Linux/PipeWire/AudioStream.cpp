@@ -72,9 +72,16 @@ std::chrono::nanoseconds durationOf(std::int64_t units, std::int64_t perSecond) 
 const pw_stream_events AudioStream::events = [] {
     pw_stream_events handlers{};
     handlers.version = PW_VERSION_STREAM_EVENTS;
-    handlers.state_changed = &AudioStream::onStateChanged;
-    handlers.io_changed = &AudioStream::onIoChanged;
-    handlers.process = &AudioStream::onProcess;
+    handlers.state_changed = [](void* self, pw_stream_state, pw_stream_state state, const char*) {
+        static_cast<AudioStream*>(self)->stateChanged(state);
+    };
+    handlers.io_changed = [](void* self, std::uint32_t id, void* area, std::uint32_t size) {
+        const bool isWhole = size >= sizeof(spa_io_position);
+        if (id == SPA_IO_Position)
+            static_cast<AudioStream*>(self)->positionChanged(
+                isWhole ? static_cast<const spa_io_position*>(area) : nullptr);
+    };
+    handlers.process = [](void* self) { static_cast<AudioStream*>(self)->deliver(); };
     return handlers;
 }();
 
@@ -127,30 +134,21 @@ AudioStream::~AudioStream() {
     stream_.reset();
 }
 
-void AudioStream::onStateChanged(void* self, pw_stream_state /*old*/, pw_stream_state state,
-                                 const char* /*error*/) {
-    auto& stream = *static_cast<AudioStream*>(self);
-    stream.state_ = state;
-    log(LogArea::audio, stream.format_.fromOutput ? "output stream " : "microphone stream ",
+void AudioStream::stateChanged(pw_stream_state state) {
+    state_ = state;
+    log(LogArea::audio, format_.fromOutput ? "output stream " : "microphone stream ",
         pw_stream_state_as_string(state));
     // After a pause, sound does not continue where it ended.
-    if (state == PW_STREAM_STATE_STREAMING) stream.noteJump();
-    stream.session_.noteChange();
-    stream.session_.signal();
+    if (state == PW_STREAM_STATE_STREAMING) noteJump();
+    session_.noteChange();
+    session_.signal();
 }
 
-void AudioStream::onIoChanged(void* self, std::uint32_t id, void* area, std::uint32_t size) {
-    if (id != SPA_IO_Position) return;
-    auto& stream = *static_cast<AudioStream*>(self);
-    const auto before = std::exchange(stream.driverNode_, std::nullopt);
-    if (area && size >= sizeof(spa_io_position))
-        stream.driverNode_ = static_cast<const spa_io_position*>(area)->clock.id;
+void AudioStream::positionChanged(const spa_io_position* position) {
+    const auto before = std::exchange(driverNode_, std::nullopt);
+    if (position) driverNode_ = position->clock.id;
     // Each driver has its own frame counter.
-    if (stream.driverNode_ != before) stream.noteJump();
-}
-
-void AudioStream::onProcess(void* self) {
-    static_cast<AudioStream*>(self)->deliver();
+    if (driverNode_ != before) noteJump();
 }
 
 void AudioStream::deliver() {

@@ -56,11 +56,10 @@ class AudioStream {
     };
 
     static const pw_stream_events events;
-    static void onStateChanged(void* self, pw_stream_state old, pw_stream_state state, const char* error);
-    static void onIoChanged(void* self, std::uint32_t id, void* area, std::uint32_t size);
-    static void onProcess(void* self);
 
     void connect();
+    void stateChanged(pw_stream_state state);
+    void positionChanged(const spa_io_position* position);
     void deliver();
     void deliverFrom(Nanoseconds timestamp);
     void dequeueBuffers();

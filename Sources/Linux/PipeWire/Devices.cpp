@@ -1,33 +1,46 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "Linux/PipeWire/Devices.h"
 
+#include "Linux/PipeWire/ReconnectingConnection.h"
 #include "Support/Error.h"
 
+#include <mutex>
 #include <utility>
 
 namespace lumicrate::pipewire {
 
-DeviceWatch::DeviceWatch(std::function<void()> changed)
-    : changed_(std::move(changed)),
-      connection_(nullptr, {[this](Connection& connection) -> std::optional<ReconnectingConnection::Delay> {
-                                setGraph(connection.watch.graph());
-                                return std::nullopt;
-                            },
-                            [this] { setGraph(std::nullopt); }}) {}
+/// Knows the devices as of the last change, across restarts of the server; nothing without one.
+class Devices::Watch {
+ public:
+    explicit Watch(std::function<void()> changed)
+        : changed_(std::move(changed)),
+          connection_(nullptr,
+                      {[this](Connection& connection) -> std::optional<ReconnectingConnection::Delay> {
+                           setGraph(connection.watch.graph());
+                           return std::nullopt;
+                       },
+                       [this] { setGraph(std::nullopt); }}) {}
 
-std::optional<Graph> DeviceWatch::graph() const {
-    const std::lock_guard lock(mutex_);
-    return graph_;
-}
-
-void DeviceWatch::setGraph(std::optional<Graph> graph) {
-    {
+    std::optional<Graph> graph() const {
         const std::lock_guard lock(mutex_);
-        if (graph == graph_) return;
-        graph_ = std::move(graph);
+        return graph_;
     }
-    changed_();
-}
+
+ private:
+    void setGraph(std::optional<Graph> graph) {
+        {
+            const std::lock_guard lock(mutex_);
+            if (graph == graph_) return;
+            graph_ = std::move(graph);
+        }
+        changed_();
+    }
+
+    const std::function<void()> changed_;
+    mutable std::mutex mutex_;
+    std::optional<Graph> graph_;
+    ReconnectingConnection connection_;  ///< last: its thread uses all the others
+};
 
 std::optional<Graph> Devices::snapshot() const {
     if (auto known = watch_ ? watch_->graph() : std::nullopt) return known;
@@ -40,7 +53,7 @@ std::optional<Graph> Devices::snapshot() const {
 
 void Devices::setOnChange(std::function<void()> changed) {
     watch_.reset();
-    if (changed) watch_ = std::make_unique<DeviceWatch>(std::move(changed));
+    if (changed) watch_ = std::make_shared<Watch>(std::move(changed));
 }
 
 std::vector<CaptureDevice> Devices::microphones() const {

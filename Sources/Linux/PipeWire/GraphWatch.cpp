@@ -34,11 +34,6 @@ std::string nodeKind(const std::string& name) {
     return name.substr(0, name.find('.'));
 }
 
-void logDevices(const Graph& graph) {
-    log(LogArea::audio, graph.microphones.size(), " microphones, ", graph.cameras.size(), " cameras, ",
-        graph.outputs.size(), " sound outputs");
-}
-
 }  // namespace
 
 NodeRole roleOf(std::string_view mediaClass) {
@@ -83,15 +78,24 @@ void sortDevices(std::vector<CaptureDevice>& devices, const std::optional<std::s
 const pw_registry_events GraphWatch::registryEvents = [] {
     pw_registry_events handlers{};
     handlers.version = PW_VERSION_REGISTRY_EVENTS;
-    handlers.global = &GraphWatch::onGlobal;
-    handlers.global_remove = &GraphWatch::onGlobalRemoved;
+    handlers.global = [](void* self, std::uint32_t number, std::uint32_t, const char* type, std::uint32_t,
+                         const spa_dict* properties) {
+        static_cast<GraphWatch*>(self)->add(number, type, properties);
+    };
+    handlers.global_remove = [](void* self, std::uint32_t number) {
+        static_cast<GraphWatch*>(self)->remove(number);
+    };
     return handlers;
 }();
 
 const pw_metadata_events GraphWatch::metadataEvents = [] {
     pw_metadata_events handlers{};
     handlers.version = PW_VERSION_METADATA_EVENTS;
-    handlers.property = &GraphWatch::onProperty;
+    handlers.property = [](void* self, std::uint32_t subject, const char* key, const char*,
+                           const char* value) {
+        static_cast<GraphWatch*>(self)->setProperty(subject, key, value);
+        return 0;
+    };
     return handlers;
 }();
 
@@ -103,7 +107,9 @@ GraphWatch::GraphWatch(Session& session) : session_(session) {
     // After the first round trip all objects are announced, and the metadata is bound. Its values have been
     // received after the second.
     if (session_.roundTrip(Session::answerTimeout) && metadata_) session_.roundTrip(Session::answerTimeout);
-    logDevices(graph());
+    const Graph found = graph();
+    log(LogArea::audio, found.microphones.size(), " microphones, ", found.cameras.size(), " cameras, ",
+        found.outputs.size(), " sound outputs");
 }
 
 GraphWatch::~GraphWatch() {
@@ -154,38 +160,33 @@ bool GraphWatch::isLinkedToOutputByFallback(std::uint32_t node) const {
     return false;
 }
 
-void GraphWatch::onGlobal(void* self, std::uint32_t number, std::uint32_t /*permissions*/, const char* type,
-                          std::uint32_t /*version*/, const spa_dict* properties) {
-    auto& watch = *static_cast<GraphWatch*>(self);
-    const std::string_view kind = type;
-    if (kind == PW_TYPE_INTERFACE_Node) watch.addNode(number, properties);
-    if (kind == PW_TYPE_INTERFACE_Link) watch.addLink(number, properties);
-    if (kind == PW_TYPE_INTERFACE_Metadata && valueOf(properties, PW_KEY_METADATA_NAME) == "default")
-        watch.bindMetadata(number);
+void GraphWatch::add(std::uint32_t number, std::string_view type, const spa_dict* properties) {
+    if (type == PW_TYPE_INTERFACE_Node) addNode(number, properties);
+    if (type == PW_TYPE_INTERFACE_Link)
+        links_[number] = {numberOf(properties, PW_KEY_LINK_OUTPUT_NODE),
+                          numberOf(properties, PW_KEY_LINK_INPUT_NODE)};
+    if (type == PW_TYPE_INTERFACE_Metadata && valueOf(properties, PW_KEY_METADATA_NAME) == "default")
+        bindMetadata(number);
 }
 
-void GraphWatch::onGlobalRemoved(void* self, std::uint32_t number) {
-    auto& watch = *static_cast<GraphWatch*>(self);
-    watch.links_.erase(number);
-    if (watch.nodes_.erase(number) > 0) watch.session_.noteChange();
+void GraphWatch::remove(std::uint32_t number) {
+    links_.erase(number);
+    if (nodes_.erase(number) > 0) session_.noteChange();
 }
 
-int GraphWatch::onProperty(void* self, std::uint32_t subject, const char* key, const char* /*type*/,
-                           const char* value) {
-    auto& watch = *static_cast<GraphWatch*>(self);
+void GraphWatch::setProperty(std::uint32_t subject, const char* key, const char* value) {
     // No value: the property was removed. No key: all of the subject's properties were removed.
     const std::string_view name = key ? key : "";
     if (subject == PW_ID_CORE) {
-        watch.setDefault(name, value ? defaultNameFrom(value) : std::nullopt);
+        setDefault(name, value ? defaultNameFrom(value) : std::nullopt);
     } else if (!key || name == "target.object" || name == "target.node") {
         const bool hasTarget = value && std::string_view(value) != "-1";
         if (hasTarget) {
-            watch.movedStreams_.insert(subject);
+            movedStreams_.insert(subject);
         } else {
-            watch.movedStreams_.erase(subject);
+            movedStreams_.erase(subject);
         }
     }
-    return 0;
 }
 
 void GraphWatch::setDefault(std::string_view key, std::optional<std::string> name) {
@@ -207,11 +208,6 @@ void GraphWatch::addNode(std::uint32_t number, const spa_dict* properties) {
     nodes_[number] = {
         {*id, valueOf(properties, PW_KEY_NODE_DESCRIPTION).value_or(nick)}, role, ++lastSerial_};
     session_.noteChange();
-}
-
-void GraphWatch::addLink(std::uint32_t number, const spa_dict* properties) {
-    links_[number] = {numberOf(properties, PW_KEY_LINK_OUTPUT_NODE),
-                      numberOf(properties, PW_KEY_LINK_INPUT_NODE)};
 }
 
 void GraphWatch::bindMetadata(std::uint32_t number) {

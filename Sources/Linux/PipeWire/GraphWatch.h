@@ -88,13 +88,10 @@ class GraphWatch {
 
     static const pw_registry_events registryEvents;
     static const pw_metadata_events metadataEvents;
-    static void onGlobal(void* self, std::uint32_t number, std::uint32_t permissions, const char* type,
-                         std::uint32_t version, const spa_dict* properties);
-    static void onGlobalRemoved(void* self, std::uint32_t number);
-    static int onProperty(void* self, std::uint32_t subject, const char* key, const char* type,
-                          const char* value);
+    void add(std::uint32_t number, std::string_view type, const spa_dict* properties);
+    void remove(std::uint32_t number);
+    void setProperty(std::uint32_t subject, const char* key, const char* value);
     void addNode(std::uint32_t number, const spa_dict* properties);
-    void addLink(std::uint32_t number, const spa_dict* properties);
     void setDefault(std::string_view key, std::optional<std::string> name);
     void bindMetadata(std::uint32_t number);
 

@@ -32,9 +32,16 @@ std::mutex& contextMutex() {
 const pw_core_events Session::events = [] {
     pw_core_events handlers{};
     handlers.version = PW_VERSION_CORE_EVENTS;
-    handlers.info = &Session::onInfo;
-    handlers.done = &Session::onDone;
-    handlers.error = &Session::onError;
+    handlers.info = [](void*, const pw_core_info* info) {
+        if (info->version) log(LogArea::audio, "sound server version ", info->version);
+    };
+    handlers.done = [](void* self, std::uint32_t id, int sequence) {
+        if (id == PW_ID_CORE) static_cast<Session*>(self)->done(sequence);
+    };
+    handlers.error = [](void* self, std::uint32_t id, int, int result, const char*) {
+        // Other errors concern one object or one request.
+        if (id == PW_ID_CORE && result == -EPIPE) static_cast<Session*>(self)->lost();
+    };
     return handlers;
 }();
 
@@ -45,7 +52,8 @@ Session::Session() {
     connect();
     if (!core_) failUnreachable();
     pw_core_add_listener(core_.get(), &listener_, &events, this);
-    if (!thread_.start(loop_.get())) failUnreachable();
+    if (pw_thread_loop_start(loop_.get()) != 0) failUnreachable();
+    thread_.reset(loop_.get());
     // A hanging server accepts connections, too: only an answer proves that it is running.
     const Lock lock(*this);
     if (!roundTrip(answerTimeout)) failUnreachable();
@@ -69,24 +77,15 @@ bool Session::roundTrip(Timeout timeout) {
     return await([&] { return lastDone_ == sequence; }, timeout);
 }
 
-void Session::onInfo(void* /*self*/, const pw_core_info* info) {
-    if (info->version) log(LogArea::audio, "sound server version ", info->version);
+void Session::done(int sequence) {
+    lastDone_ = sequence;
+    signal();
 }
 
-void Session::onDone(void* self, std::uint32_t id, int sequence) {
-    auto& session = *static_cast<Session*>(self);
-    if (id != PW_ID_CORE) return;
-    session.lastDone_ = sequence;
-    session.signal();
-}
-
-void Session::onError(void* self, std::uint32_t id, int /*sequence*/, int result, const char* /*message*/) {
-    auto& session = *static_cast<Session*>(self);
-    // Other errors concern one object or one request.
-    if (id != PW_ID_CORE || result != -EPIPE) return;
-    session.alive_ = false;
-    session.signal();
-    session.noteChange();
+void Session::lost() {
+    alive_ = false;
+    signal();
+    noteChange();
 }
 
 }  // namespace lumicrate::pipewire

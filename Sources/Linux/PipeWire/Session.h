@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <utility>
 
 namespace lumicrate::pipewire {
@@ -22,16 +23,9 @@ class Session {
     using Timeout = std::chrono::milliseconds;
 
     /// Recursive, but must be held only once around await().
-    class Lock {
-     public:
-        explicit Lock(const Session& session) : loop_(session.loop_.get()) { pw_thread_loop_lock(loop_); }
-        ~Lock() { pw_thread_loop_unlock(loop_); }
-        Lock(const Lock&) = delete;
-        Lock& operator=(const Lock&) = delete;
-
-     private:
-        pw_thread_loop* loop_;
-    };
+    using Lock = std::lock_guard<const Session>;
+    void lock() const { pw_thread_loop_lock(loop_.get()); }
+    void unlock() const { pw_thread_loop_unlock(loop_.get()); }
 
     /// Throws PlatformError when no server answers within two seconds.
     Session();
@@ -74,31 +68,16 @@ class Session {
         void operator()(pw_context* context) const;
         void operator()(pw_core* core) const { pw_core_disconnect(core); }
     };
-    /// Stops the thread before the objects that it uses are destroyed.
-    class RunningThread {
-     public:
-        RunningThread() = default;
-        ~RunningThread() {
-            if (loop_) pw_thread_loop_stop(loop_);
-        }
-        RunningThread(const RunningThread&) = delete;
-        RunningThread& operator=(const RunningThread&) = delete;
-        bool start(pw_thread_loop* loop) {
-            if (pw_thread_loop_start(loop) != 0) return false;
-            loop_ = loop;
-            return true;
-        }
-
-     private:
-        pw_thread_loop* loop_ = nullptr;
+    struct StopThread {
+        void operator()(pw_thread_loop* loop) const { pw_thread_loop_stop(loop); }
     };
 
     void connect();
 
+    void done(int sequence);
+    void lost();
+
     static const pw_core_events events;
-    static void onInfo(void* self, const pw_core_info* info);
-    static void onDone(void* self, std::uint32_t id, int sequence);
-    static void onError(void* self, std::uint32_t id, int sequence, int result, const char* message);
 
     bool alive_ = true;
     int lastDone_ = -1;
@@ -107,7 +86,8 @@ class Session {
     std::unique_ptr<pw_thread_loop, Delete> loop_;
     std::unique_ptr<pw_context, Delete> context_;
     std::unique_ptr<pw_core, Delete> core_;
-    RunningThread thread_;
+    /// The same loop while its thread runs, which ends before what it uses is destroyed.
+    std::unique_ptr<pw_thread_loop, StopThread> thread_;
 };
 
 }  // namespace lumicrate::pipewire

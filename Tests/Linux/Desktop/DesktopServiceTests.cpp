@@ -1,9 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // Services on a private session bus: the program's own, and those of the desktop that it calls.
-#include "Linux/Desktop/Appearance.h"
-#include "Linux/Desktop/ProcessInfo.h"
+#include "Linux/Desktop/DesktopServices.h"
 #include "Linux/Desktop/SessionBus.h"
-#include "Linux/Desktop/Workspace.h"
 #include "Support/Error.h"
 #include "Support/MediaTime.h"
 #include "Tests/Linux/Desktop/EventLoop.h"

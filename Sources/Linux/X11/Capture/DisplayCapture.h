@@ -9,7 +9,6 @@
 #include "Linux/X11/Capture/PointerWatch.h"
 #include "Linux/X11/Capture/ScreenReader.h"
 #include "Linux/X11/Capture/ShadowImage.h"
-#include "Linux/X11/Capture/SourceGeometry.h"
 #include "Linux/X11/PixelConversion/BlockRegion.h"
 #include "Linux/X11/PixelConversion/CursorOverlay.h"
 #include "Linux/X11/Screens/Displays.h"

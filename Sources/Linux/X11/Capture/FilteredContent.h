@@ -16,7 +16,7 @@
 #include "Linux/X11/Capture/RootBackground.h"
 #include "Linux/X11/Capture/WindowLayers.h"
 #include "Linux/X11/Screens/CompositorWatch.h"
-#include "Linux/X11/Windows/StackWatch.h"
+#include "Linux/X11/Windows/WindowStack.h"
 #include "Platform/ScreenCaptureKit.h"
 
 #include <optional>

@@ -2,6 +2,7 @@
 // FramePacer: when the next frame may be captured.
 #pragma once
 
+#include <algorithm>
 #include <chrono>
 
 namespace lumicrate::x11 {
@@ -25,15 +26,21 @@ class FramePacer {
 
     explicit FramePacer(Time interval) { setInterval(interval); }
 
-    void setInterval(Time interval);
+    void setInterval(Time interval) {
+        // A shorter one would only keep the processor busy.
+        constexpr Time minInterval = std::chrono::milliseconds(1);
+        const Time before = interval_;
+        interval_ = std::max(interval, minInterval);
+        if (before > Time::zero()) slot_ += interval_ - before;
+    }
     Time interval() const { return interval_; }
 
     /// The earliest time for the next update of the picture; in the past before the first one.
-    Time due() const;
+    Time due() const { return std::max(slot_ - interval_ / 10, nextCheck_); }
     /// An update found nothing to deliver. Updates have a cost, so they too keep a distance, a shorter one.
-    void checked(Time now);
+    void checked(Time now) { nextCheck_ = now + interval_ / 4; }
     /// A frame was captured at that time.
-    void delivered(Time now);
+    void delivered(Time now) { slot_ = std::max(slot_, now) + interval_; }
 
  private:
     Time interval_{};

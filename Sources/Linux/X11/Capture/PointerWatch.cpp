@@ -24,14 +24,7 @@ PointerWatch::~PointerWatch() {
 }
 
 void PointerWatch::selectMotion(bool selected) {
-    struct {
-        xcb_input_event_mask_t head;
-        std::uint32_t mask;
-    } selection{};
-    selection.head.deviceid = XCB_INPUT_DEVICE_ALL_MASTER;
-    selection.head.mask_len = 1;
-    selection.mask = selected ? XCB_INPUT_XI_EVENT_MASK_RAW_MOTION : 0;
-    xcb_input_xi_select_events(connection_.get(), connection_.root(), 1, &selection.head);
+    connection_.selectInputEvents(selected ? XCB_INPUT_XI_EVENT_MASK_RAW_MOTION : 0);
     motionSelected_ = selected;
 }
 

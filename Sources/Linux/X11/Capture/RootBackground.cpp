@@ -8,14 +8,10 @@
 
 #include <algorithm>
 #include <iterator>
-#include <string_view>
 
 namespace lumicrate::x11 {
 
 namespace {
-
-/// The properties that publish the background, of newer and older programs.
-constexpr std::string_view propertyNames[] = {"_XROOTPMAP_ID", "ESETROOT_PMAP_ID"};
 
 void createWindow(const Connection& connection, xcb_window_t window, xcb_window_t parent,
                   const PixelRect& frame) {
@@ -30,9 +26,10 @@ void createWindow(const Connection& connection, xcb_window_t window, xcb_window_
 }  // namespace
 
 RootBackground::RootBackground(const Connection& connection, const RenderFormats& formats, bool composited)
-    : connection_(connection), picture_(connection.generateId()) {
-    for (const std::string_view name : propertyNames)
-        properties_.push_back(connection.internAtom(name));
+    : connection_(connection),
+      // The properties that publish the background, of newer and older programs.
+      properties_(connection.internAtoms({"_XROOTPMAP_ID", "ESETROOT_PMAP_ID"})),
+      picture_(connection.generateId()) {
     connection.selectRootEvents(XCB_EVENT_MASK_PROPERTY_CHANGE);
     const xcb_render_pictforminfo_t* const format = formats.find(connection.screen().root_visual);
     if (format == nullptr) Connection::throwRefused();
@@ -52,11 +49,9 @@ RootBackground::~RootBackground() {
 
 std::optional<xcb_pixmap_t> RootBackground::published() const {
     for (const xcb_atom_t property : properties_) {
-        const auto value = connection_.tryAwait(
-            xcb_get_property_reply,
-            xcb_get_property(connection_.get(), 0, connection_.root(), property, XCB_ATOM_PIXMAP, 0, 1));
-        if (!value || xcb_get_property_value_length(value.get()) != sizeof(xcb_pixmap_t)) continue;
-        const auto pixmap = *static_cast<const xcb_pixmap_t*>(xcb_get_property_value(value.get()));
+        const Property value = PropertyQuery(connection_, connection_.root(), property).collect();
+        if (value.type() != XCB_ATOM_PIXMAP || value.numbers().empty()) continue;
+        const xcb_pixmap_t pixmap = value.numbers().front();
         // The pixmap is gone when the program that published it has ended.
         const auto geometry =
             connection_.tryAwait(xcb_get_geometry_reply, xcb_get_geometry(connection_.get(), pixmap));

@@ -5,8 +5,8 @@
 #include "Linux/X11/PixelConversion/PictureScaler.h"
 #include "Linux/X11/Screens/CompositorWatch.h"
 #include "Linux/X11/Screens/Displays.h"
-#include "Linux/X11/Windows/StackWatch.h"
 #include "Linux/X11/Windows/WindowOrder.h"
+#include "Linux/X11/Windows/WindowStack.h"
 #include "Support/Error.h"
 #include "Support/MediaTime.h"
 

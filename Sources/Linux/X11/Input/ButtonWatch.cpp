@@ -66,18 +66,11 @@ std::unique_ptr<NSEventMonitor> ButtonWatch::addMouseDownMonitor(
 }
 
 void ButtonWatch::select(bool wanted) noexcept {
-    struct {
-        xcb_input_event_mask_t head;
-        std::uint32_t mask;
-    } selection{};
-    selection.head.deviceid = XCB_INPUT_DEVICE_ALL_MASTER;
-    selection.head.mask_len = 1;
-    selection.mask = wanted ? XCB_INPUT_XI_EVENT_MASK_RAW_BUTTON_PRESS : 0;
     try {
         const auto access = events_.access();
-        // Wait for the reply, so that every later click is reported.
-        connection_.succeeds(
-            xcb_input_xi_select_events_checked(connection_.get(), connection_.root(), 1, &selection.head));
+        connection_.selectInputEvents(wanted ? XCB_INPUT_XI_EVENT_MASK_RAW_BUTTON_PRESS : 0);
+        // So that every later click is reported.
+        connection_.sync();
     } catch (const PlatformError&) {
         // Without a connection there are no clicks.
     }
@@ -91,17 +84,15 @@ void ButtonWatch::readButtonMapping() {
 }
 
 void ButtonWatch::handleEvent(const xcb_generic_event_t& event) {
-    const int type = event.response_type & 0x7f;
-    if (type == XCB_MAPPING_NOTIFY) {
-        if (reinterpret_cast<const xcb_mapping_notify_event_t&>(event).request == XCB_MAPPING_POINTER)
-            readButtonMapping();
-        return;
-    }
+    const int type = eventType(event);
+    if (type == XCB_MAPPING_NOTIFY &&
+        eventAs<xcb_mapping_notify_event_t>(event).request == XCB_MAPPING_POINTER)
+        readButtonMapping();
     if (type != XCB_GE_GENERIC) return;
-    const auto& generic = reinterpret_cast<const xcb_ge_generic_event_t&>(event);
+    const auto& generic = eventAs<xcb_ge_generic_event_t>(event);
     if (generic.extension != inputOpcode_ || generic.event_type != XCB_INPUT_RAW_BUTTON_PRESS) return;
     // Raw events have the numbers of the physical buttons.
-    std::uint32_t button = reinterpret_cast<const xcb_input_raw_button_press_event_t&>(event).detail;
+    std::uint32_t button = eventAs<xcb_input_raw_button_press_event_t>(event).detail;
     if (button >= 1 && button <= buttonMapping_.size()) button = buttonMapping_[button - 1];
     if (button != left && button != right) return;
     mainThread_.post([weak = std::weak_ptr(monitors_), secondary = button == right] {

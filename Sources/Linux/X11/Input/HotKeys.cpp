@@ -136,9 +136,8 @@ bool HotKeys::isTaken(const KeyCombination& combination) const {
 
 void HotKeys::handleEvent(const xcb_generic_event_t& event) {
     if (keyboard_.isChange(event)) followKeyboard();
-    const int type = event.response_type & 0x7f;
-    if (type == XCB_KEY_PRESS) press(reinterpret_cast<const xcb_key_press_event_t&>(event));
-    if (type == XCB_KEY_RELEASE) release(reinterpret_cast<const xcb_key_release_event_t&>(event).detail);
+    if (eventType(event) == XCB_KEY_PRESS) press(eventAs<xcb_key_press_event_t>(event));
+    if (eventType(event) == XCB_KEY_RELEASE) release(eventAs<xcb_key_release_event_t>(event).detail);
 }
 
 /// A passive grab that has become active sends all key events to this client until its key is released. So

@@ -198,10 +198,9 @@ KeyboardEvents::KeyboardEvents(const Connection& connection) {
 }
 
 bool KeyboardEvents::isChange(const xcb_generic_event_t& event) const {
-    const int type = event.response_type & 0x7f;
-    if (type == XCB_MAPPING_NOTIFY) {
-        return reinterpret_cast<const xcb_mapping_notify_event_t&>(event).request != XCB_MAPPING_POINTER;
-    }
+    const int type = eventType(event);
+    if (type == XCB_MAPPING_NOTIFY)
+        return eventAs<xcb_mapping_notify_event_t>(event).request != XCB_MAPPING_POINTER;
     // Only changes are selected.
     return extensionEvent_ != 0 && type == extensionEvent_;
 }

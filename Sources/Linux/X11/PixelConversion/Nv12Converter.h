@@ -12,33 +12,6 @@
 
 namespace lumicrate::x11 {
 
-/// The integer coefficients of all kernels.
-namespace nv12 {
-
-// Luma in units of 1 ⁄ 256: 219 ⁄ 255 · 256 times the BT.709 weights, rounded.
-inline constexpr int lumaBlue = 16;
-inline constexpr int lumaGreen = 157;
-inline constexpr int lumaRed = 47;
-inline constexpr int lumaSum = lumaBlue + lumaGreen + lumaRed;
-inline constexpr int lumaShift = 8;
-/// 16, plus one half so that the shift rounds, minus half of what rounding the weights adds to white.
-inline constexpr int lumaOffset = (16 << lumaShift) + (1 << (lumaShift - 1)) - 18;
-
-// Chroma in units of 1 ⁄ 32768, for sums of four pixels. The weights of each sum to 0, so that greys stay
-// neutral.
-inline constexpr int cbBlue = 14392;
-inline constexpr int cbGreen = -11094;
-inline constexpr int cbRed = -3298;
-inline constexpr int crBlue = -1320;
-inline constexpr int crGreen = -13072;
-inline constexpr int crRed = 14392;
-inline constexpr int chromaShift = 17;
-inline constexpr int chromaOffset = (128 << chromaShift) + (1 << (chromaShift - 1));
-
-static_assert(cbBlue + cbGreen + cbRed == 0 && crBlue + crGreen + crRed == 0);
-
-}  // namespace nv12
-
 /// The planes of a picture; strides in bytes.
 struct Nv12Planes {
     std::uint8_t* luma = nullptr;

@@ -61,4 +61,9 @@ class Displays {
     double scale_;
 };
 
+/// Logs the server's release, the versions of the extensions that are used, the compositing manager, and the
+/// monitors with their geometry and refresh rate. `scale` is the desktop's. Does nothing unless
+/// LogArea::capture is logged. Throws PlatformError when the server is lost.
+void logServer(const Connection& connection, double scale);
+
 }  // namespace lumicrate::x11

@@ -1,6 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "Linux/X11/Screens/ServerReport.h"
-
+// logServer(), for bug reports.
 #include "Linux/X11/Screens/CompositorWatch.h"
 #include "Linux/X11/Screens/Displays.h"
 #include "Support/Log.h"

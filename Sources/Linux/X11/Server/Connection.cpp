@@ -3,6 +3,8 @@
 
 #include "Support/Error.h"
 
+#include <xcb/xinput.h>
+
 #include <cstddef>
 
 namespace lumicrate::x11 {
@@ -35,10 +37,14 @@ int Connection::screenNumber() const {
     return number;
 }
 
-xcb_atom_t Connection::internAtom(std::string_view name) const {
-    return await(xcb_intern_atom_reply,
-                 xcb_intern_atom(get(), 0, static_cast<std::uint16_t>(name.size()), name.data()))
-        ->atom;
+std::vector<xcb_atom_t> Connection::internAtoms(const std::vector<std::string_view>& names) const {
+    std::vector<xcb_intern_atom_cookie_t> cookies;
+    for (const std::string_view name : names)
+        cookies.push_back(xcb_intern_atom(get(), 0, static_cast<std::uint16_t>(name.size()), name.data()));
+    std::vector<xcb_atom_t> atoms;
+    for (const auto cookie : cookies)
+        atoms.push_back(await(xcb_intern_atom_reply, cookie)->atom);
+    return atoms;
 }
 
 bool Connection::hasExtension(xcb_extension_t& id) const {
@@ -62,6 +68,14 @@ void Connection::selectRootEvents(std::uint32_t events) const {
     const auto attributes = await(xcb_get_window_attributes_reply, xcb_get_window_attributes(get(), root()));
     const std::uint32_t all = attributes->your_event_mask | events;
     xcb_change_window_attributes(get(), root(), XCB_CW_EVENT_MASK, &all);
+}
+
+void Connection::selectInputEvents(std::uint32_t events) const {
+    const struct {
+        xcb_input_event_mask_t head;
+        std::uint32_t mask;
+    } selection{{XCB_INPUT_DEVICE_ALL_MASTER, 1}, events};
+    xcb_input_xi_select_events(get(), root(), 1, &selection.head);
 }
 
 bool Connection::succeeds(xcb_void_cookie_t checkedCookie) const {

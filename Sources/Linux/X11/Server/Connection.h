@@ -13,6 +13,7 @@
 #include <string>
 #include <string_view>
 #include <utility>
+#include <vector>
 
 namespace lumicrate::x11 {
 
@@ -46,7 +47,9 @@ class Connection {
     int screenNumber() const;
     xcb_window_t root() const { return screen_->root; }
     std::uint32_t generateId() const { return xcb_generate_id(get()); }
-    xcb_atom_t internAtom(std::string_view name) const;
+    xcb_atom_t internAtom(std::string_view name) const { return internAtoms({name}).front(); }
+    /// In one round trip.
+    std::vector<xcb_atom_t> internAtoms(const std::vector<std::string_view>& names) const;
 
     /// Data of an extension. Throws when the server lacks it; the message contains `name`.
     const xcb_query_extension_reply_t& extension(xcb_extension_t& id, const std::string& name) const;
@@ -83,6 +86,8 @@ class Connection {
     /// Selects these events (XCB_EVENT_MASK_…) of the root window in addition to those selected so far: a
     /// client has one event mask per window.
     void selectRootEvents(std::uint32_t events) const;
+    /// Selects exactly these events of all pointers and keyboards (XCB_INPUT_XI_EVENT_MASK_…) in all windows.
+    void selectInputEvents(std::uint32_t events) const;
     /// Calls handle(event) for every event that has arrived, reading from the socket without blocking.
     template <class Handler>
     void processEvents(Handler handle) const {

@@ -4,12 +4,14 @@
 
 #include "Linux/X11/Server/Connection.h"
 #include "Linux/X11/Server/WakeUp.h"
+#include "Support/Error.h"
 
 #include <atomic>
 #include <cstdint>
 #include <functional>
 #include <mutex>
 #include <thread>
+#include <utility>
 
 namespace lumicrate::x11 {
 
@@ -35,9 +37,14 @@ class EventThread {
 
     /// `connection` must outlive the thread. `handler` is called on the thread, one event at a time. It may
     /// use the connection, may throw PlatformError only, and must not destroy the EventThread.
-    EventThread(const Connection& connection, Handler handler);
+    EventThread(const Connection& connection, Handler handler)
+        : connection_(connection), handler_(std::move(handler)), thread_([this] { run(); }) {}
     /// Waits for a running call; no call follows. Not from within the handler.
-    ~EventThread();
+    ~EventThread() {
+        stopping_ = true;
+        wakeUp_.signal();
+        thread_.join();
+    }
     EventThread(const EventThread&) = delete;
     EventThread& operator=(const EventThread&) = delete;
 
@@ -48,8 +55,24 @@ class EventThread {
     std::uint64_t eventCount() const { return eventCount_; }
 
  private:
-    void run();
-    void processEvents();
+    void run() {
+        try {
+            while (!stopping_) {
+                processEvents();
+                wakeUp_.wait(connection_.fileDescriptor());
+            }
+        } catch (const PlatformError&) {
+            // The server is gone: no more events.
+        }
+    }
+    void processEvents() {
+        const std::lock_guard lock(mutex_);
+        connection_.processEvents([this](const xcb_generic_event_t& event) {
+            handler_(event);
+            ++eventCount_;
+        });
+        connection_.flush();
+    }
 
     const Connection& connection_;
     Handler handler_;

@@ -4,8 +4,9 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
-#include <cstdint>
+#include <iterator>
 #include <string_view>
+#include <vector>
 
 namespace lumicrate::x11 {
 
@@ -31,33 +32,16 @@ constexpr std::array names{
     Name{&WindowAtoms::utf8String, "UTF8_STRING"},
     Name{&WindowAtoms::compoundText, "COMPOUND_TEXT"},
     Name{&WindowAtoms::stateHidden, "_NET_WM_STATE_HIDDEN"},
-    Name{&WindowAtoms::typeDesktop, "_NET_WM_WINDOW_TYPE_DESKTOP"},
-    Name{&WindowAtoms::typeDock, "_NET_WM_WINDOW_TYPE_DOCK"},
-    Name{&WindowAtoms::typeToolbar, "_NET_WM_WINDOW_TYPE_TOOLBAR"},
-    Name{&WindowAtoms::typeMenu, "_NET_WM_WINDOW_TYPE_MENU"},
-    Name{&WindowAtoms::typeUtility, "_NET_WM_WINDOW_TYPE_UTILITY"},
-    Name{&WindowAtoms::typeSplash, "_NET_WM_WINDOW_TYPE_SPLASH"},
-    Name{&WindowAtoms::typeDialog, "_NET_WM_WINDOW_TYPE_DIALOG"},
-    Name{&WindowAtoms::typeNormal, "_NET_WM_WINDOW_TYPE_NORMAL"},
-    Name{&WindowAtoms::typeDropdownMenu, "_NET_WM_WINDOW_TYPE_DROPDOWN_MENU"},
-    Name{&WindowAtoms::typePopupMenu, "_NET_WM_WINDOW_TYPE_POPUP_MENU"},
-    Name{&WindowAtoms::typeCombo, "_NET_WM_WINDOW_TYPE_COMBO"},
-    Name{&WindowAtoms::typeTooltip, "_NET_WM_WINDOW_TYPE_TOOLTIP"},
-    Name{&WindowAtoms::typeNotification, "_NET_WM_WINDOW_TYPE_NOTIFICATION"},
-    Name{&WindowAtoms::typeDragAndDrop, "_NET_WM_WINDOW_TYPE_DND"},
 };
 
 }  // namespace
 
 WindowAtoms::WindowAtoms(const Connection& connection) {
-    std::array<xcb_intern_atom_cookie_t, names.size()> cookies{};
-    for (std::size_t i = 0; i < names.size(); ++i) {
-        const std::string_view text = names[i].text;
-        cookies[i] =
-            xcb_intern_atom(connection.get(), 0, static_cast<std::uint16_t>(text.size()), text.data());
-    }
+    std::vector<std::string_view> texts;
+    std::ranges::transform(names, std::back_inserter(texts), &Name::text);
+    const std::vector<xcb_atom_t> atoms = connection.internAtoms(texts);
     for (std::size_t i = 0; i < names.size(); ++i)
-        this->*names[i].atom = connection.await(xcb_intern_atom_reply, cookies[i])->atom;
+        this->*names[i].atom = atoms[i];
 }
 
 bool WindowAtoms::affectsWindowList(xcb_atom_t property) const {

@@ -31,20 +31,6 @@ struct WindowAtoms {
     xcb_atom_t utf8String = XCB_NONE;
     xcb_atom_t compoundText = XCB_NONE;
     xcb_atom_t stateHidden = XCB_NONE;
-    xcb_atom_t typeDesktop = XCB_NONE;
-    xcb_atom_t typeDock = XCB_NONE;
-    xcb_atom_t typeToolbar = XCB_NONE;
-    xcb_atom_t typeMenu = XCB_NONE;
-    xcb_atom_t typeUtility = XCB_NONE;
-    xcb_atom_t typeSplash = XCB_NONE;
-    xcb_atom_t typeDialog = XCB_NONE;
-    xcb_atom_t typeNormal = XCB_NONE;
-    xcb_atom_t typeDropdownMenu = XCB_NONE;
-    xcb_atom_t typePopupMenu = XCB_NONE;
-    xcb_atom_t typeCombo = XCB_NONE;
-    xcb_atom_t typeTooltip = XCB_NONE;
-    xcb_atom_t typeNotification = XCB_NONE;
-    xcb_atom_t typeDragAndDrop = XCB_NONE;
 };
 
 }  // namespace lumicrate::x11

@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <string_view>
 #include <utility>
 
 namespace lumicrate::x11 {
@@ -17,29 +18,43 @@ namespace lumicrate::x11 {
 namespace {
 
 constexpr int unmanagedLayer = 25;
+/// The layers of types; 0 for types that are not listed.
+constexpr std::array<std::pair<std::string_view, int>, 14> layersByName{{
+    {"_NET_WM_WINDOW_TYPE_DESKTOP", -1000},
+    {"_NET_WM_WINDOW_TYPE_NORMAL", 0},
+    {"_NET_WM_WINDOW_TYPE_DIALOG", 0},
+    {"_NET_WM_WINDOW_TYPE_UTILITY", 0},
+    {"_NET_WM_WINDOW_TYPE_SPLASH", 0},
+    {"_NET_WM_WINDOW_TYPE_TOOLBAR", 3},
+    {"_NET_WM_WINDOW_TYPE_MENU", 3},
+    {"_NET_WM_WINDOW_TYPE_DOCK", 20},
+    {"_NET_WM_WINDOW_TYPE_NOTIFICATION", 30},
+    {"_NET_WM_WINDOW_TYPE_DROPDOWN_MENU", 101},
+    {"_NET_WM_WINDOW_TYPE_POPUP_MENU", 101},
+    {"_NET_WM_WINDOW_TYPE_COMBO", 101},
+    {"_NET_WM_WINDOW_TYPE_TOOLTIP", 102},
+    {"_NET_WM_WINDOW_TYPE_DND", 500},
+}};
 
-struct LayerOfType {
-    xcb_atom_t WindowAtoms::*type;
-    int layer;
-};
+using Layers = std::unordered_map<xcb_atom_t, int>;
 
-constexpr std::array layers{
-    LayerOfType{&WindowAtoms::typeDesktop, -1000},   LayerOfType{&WindowAtoms::typeNormal, 0},
-    LayerOfType{&WindowAtoms::typeDialog, 0},        LayerOfType{&WindowAtoms::typeUtility, 0},
-    LayerOfType{&WindowAtoms::typeSplash, 0},        LayerOfType{&WindowAtoms::typeToolbar, 3},
-    LayerOfType{&WindowAtoms::typeMenu, 3},          LayerOfType{&WindowAtoms::typeDock, 20},
-    LayerOfType{&WindowAtoms::typeNotification, 30}, LayerOfType{&WindowAtoms::typeDropdownMenu, 101},
-    LayerOfType{&WindowAtoms::typePopupMenu, 101},   LayerOfType{&WindowAtoms::typeCombo, 101},
-    LayerOfType{&WindowAtoms::typeTooltip, 102},     LayerOfType{&WindowAtoms::typeDragAndDrop, 500},
-};
+Layers readLayers(const Connection& connection) {
+    std::vector<std::string_view> names;
+    for (const auto& [name, layer] : layersByName)
+        names.push_back(name);
+    const std::vector<xcb_atom_t> atoms = connection.internAtoms(names);
+    Layers layers;
+    for (std::size_t i = 0; i < atoms.size(); ++i)
+        layers.emplace(atoms[i], layersByName[i].second);
+    return layers;
+}
 
-int layerOfTypes(std::span<const xcb_atom_t> types, const WindowAtoms& atoms) {
-    for (const xcb_atom_t type : types) {
-        const auto found =
-            std::ranges::find_if(layers, [&](const LayerOfType& each) { return atoms.*each.type == type; });
-        if (found != layers.end()) return found->layer;
-    }
-    return 0;
+/// The first known type counts. An unmanaged window is never on layer 0.
+int layerOf(const Property& types, bool managed, const Layers& layers) {
+    const auto known =
+        std::ranges::find_if(types.numbers(), [&](xcb_atom_t type) { return layers.contains(type); });
+    const int layer = known == types.numbers().end() ? 0 : layers.at(*known);
+    return managed || layer != 0 ? layer : unmanagedLayer;
 }
 
 /// Minimised. Some window managers keep such windows mapped, below everything else, to show thumbnails.
@@ -82,7 +97,8 @@ class WindowQuery {
           owner_(connection, atoms, window.window) {}
 
     /// Nothing for a window that is minimised or gone.
-    std::optional<SCWindow> collect(const ProcessQuery& processes, double scale, bool composited) const {
+    std::optional<SCWindow> collect(const ProcessQuery& processes, const Layers& layers, double scale,
+                                    bool composited) const {
         const auto frame = frame_.collect();
         const Property netName = netName_.collect();
         const Property name = name_.collect();
@@ -96,7 +112,7 @@ class WindowQuery {
         window.windowID = window_.window;
         window.frame = pointsFromPixels(*frame, scale);
         window.title = titleFrom(netName, name, *atoms_);
-        window.windowLayer = windowLayer(type.numbers(), window_.managed, *atoms_);
+        window.windowLayer = layerOf(type, window_.managed, layers);
         if (composited) window.alpha = opacityFrom(opacity, frameOpacity);
         return window;
     }
@@ -116,13 +132,12 @@ class WindowQuery {
 
 }  // namespace
 
-int windowLayer(std::span<const xcb_atom_t> types, bool managed, const WindowAtoms& atoms) {
-    const int layer = layerOfTypes(types, atoms);
-    return managed || layer != 0 ? layer : unmanagedLayer;
-}
-
 WindowList::WindowList(const std::string& displayName, double scale)
-    : connection_(displayName), atoms_(connection_), compositor_(connection_), scale_(scale) {}
+    : connection_(displayName),
+      atoms_(connection_),
+      layers_(readLayers(connection_)),
+      compositor_(connection_),
+      scale_(scale) {}
 
 std::vector<SCWindow> WindowList::windows() const {
     const WindowOrder order = readWindowOrder(connection_, atoms_);
@@ -137,7 +152,8 @@ std::vector<SCWindow> WindowList::windows() const {
     processes.collect();
     std::vector<SCWindow> windows;
     for (const WindowQuery& query : queries) {
-        if (auto window = query.collect(processes, scale_, composited)) windows.push_back(*std::move(window));
+        if (auto window = query.collect(processes, layers_, scale_, composited))
+            windows.push_back(*std::move(window));
     }
     return windows;
 }

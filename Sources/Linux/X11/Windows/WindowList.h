@@ -9,28 +9,11 @@
 
 #include <cstdint>
 #include <optional>
-#include <span>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 namespace lumicrate::x11 {
-
-/// The layer of a window by its type. Windows on higher layers usually lie in front; applications' windows
-/// are on layer 0.
-///
-/// | type (_NET_WM_WINDOW_TYPE)                       | layer |
-/// | ------------------------------------------------ | ----- |
-/// | desktop                                          | -1000 |
-/// | normal, dialog, utility, splash; none or unknown | 0; unmanaged 25 |
-/// | toolbar, torn-off menu                           |     3 |
-/// | dock                                             |    20 |
-/// | notification                                     |    30 |
-/// | drop-down menu, pop-up menu, combo box list      |   101 |
-/// | tool tip                                         |   102 |
-/// | dragged object                                   |   500 |
-///
-/// The first known type counts. An unmanaged window is never on layer 0.
-int windowLayer(std::span<const xcb_atom_t> types, bool managed, const WindowAtoms& atoms);
 
 /// A window's id is that of the application's window, not of the frame around it. Every call queries the
 /// server; one thread at a time.
@@ -41,8 +24,9 @@ class WindowList {
     explicit WindowList(const std::string& displayName = {}, double scale = 1);
 
     /// The viewable windows, front to back, also those covered by others; not the minimised ones and those on
-    /// other desktops. Panels, menus and tool tips are included, on their own layers (windowLayer). Opacity
-    /// is reported only while a compositing manager applies it. Throws PlatformError when the server is lost.
+    /// other desktops. Panels, menus and tool tips are included. The layer follows from the type: 0 for
+    /// applications' windows, above 100 for menus; windows on higher layers usually lie in front. Opacity is
+    /// reported only while a compositing manager applies it. Throws PlatformError when the server is lost.
     std::vector<SCWindow> windows() const;
     /// A window's frame as in windows(), points; nothing for a window that is not viewable. Throws
     /// PlatformError when the server is lost.
@@ -53,6 +37,7 @@ class WindowList {
 
     Connection connection_;
     WindowAtoms atoms_;
+    std::unordered_map<xcb_atom_t, int> layers_;  ///< by type
     mutable CompositorWatch compositor_;
     double scale_;
 };

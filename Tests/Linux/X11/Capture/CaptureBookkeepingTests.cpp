@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // Regions, the shadow image, the buffer pool, the source geometry and the frames' times.
+#include "Linux/X11/Capture/CaptureContent.h"
 #include "Linux/X11/Capture/FramePacer.h"
 #include "Linux/X11/Capture/ShadowImage.h"
-#include "Linux/X11/Capture/SourceGeometry.h"
 #include "Tests/Linux/X11/Pictures.h"
 
 #include <gmock/gmock.h>

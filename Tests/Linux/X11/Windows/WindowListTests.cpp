@@ -217,18 +217,22 @@ TEST_F(WindowListTests, OwnersAreTheProcessesThatCreatedTheWindows) {
 
 TEST_F(WindowListTests, LayersFollowTypes) {
     begin(false);
-    const WindowAtoms atoms{Connection(server->displayName())};
-    const auto layer = [&](std::vector<xcb_atom_t> types, bool managed) {
-        return windowLayer(types, managed, atoms);
-    };
-    EXPECT_EQ(layer({}, false), 25);
-    EXPECT_EQ(layer({atoms.typeDialog}, true), 0);
-    EXPECT_EQ(layer({atoms.typeNormal}, false), 25);
-    EXPECT_EQ(layer({XCB_ATOM_ANY, atoms.typeDock, atoms.typeNormal}, true), 20);
-    EXPECT_LT(layer({atoms.typeDesktop}, true), -100);
-    TestWindow menu = show({.frame = {0, 0, 80, 40}});
-    setProperty(menu, menu.id(), "_NET_WM_WINDOW_TYPE", "ATOM", cardinals({atoms.typePopupMenu}));
-    EXPECT_EQ(find(menu.id())->windowLayer, 101);
+    TestWindow managed = show({.frame = {0, 0, 80, 40}, .managed = true});
+    TestWindow panel = show({.frame = {0, 0, 80, 40}});
+    const struct {
+        TestWindow& window;
+        std::vector<const char*> types;
+        int layer;
+    } cases[] = {{managed, {"DIALOG"}, 0},        {managed, {"UNKNOWN", "DOCK", "NORMAL"}, 20},
+                 {managed, {"DESKTOP"}, -1000},   {panel, {}, 25},
+                 {panel, {"NORMAL", "DOCK"}, 25}, {panel, {"POPUP_MENU"}, 101}};
+    for (const auto& [window, types, layer] : cases) {
+        std::vector<xcb_atom_t> atoms;
+        for (const std::string type : types)
+            atoms.push_back(stage::internAtom(window.connection(), "_NET_WM_WINDOW_TYPE_" + type));
+        setProperty(window, window.id(), "_NET_WM_WINDOW_TYPE", "ATOM", atoms);
+        EXPECT_EQ(find(window.id())->windowLayer, layer) << testing::PrintToString(types);
+    }
 }
 
 TEST_F(WindowListTests, OpacityIsReportedWhileACompositorAppliesIt) {

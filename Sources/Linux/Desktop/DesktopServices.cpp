@@ -1,0 +1,211 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "Linux/Desktop/DesktopServices.h"
+
+#include "Linux/Desktop/SessionBus.h"
+#include "Support/Error.h"
+#include "Support/Log.h"
+
+#include <unistd.h>
+
+#include <QDBusConnection>
+#include <QDBusMessage>
+#include <QDBusPendingCallWatcher>
+#include <QDBusPendingReply>
+#include <QDBusVariant>
+#include <QObject>
+#include <QProcess>
+#include <QStandardPaths>
+#include <QString>
+#include <QStringList>
+#include <QUrl>
+#include <QVariant>
+#include <ctime>
+#include <utility>
+
+namespace lumicrate::desktop {
+
+namespace {
+
+/// Sends a call on the session bus, and later calls `handle` with a QDBusPendingReply<Result...>, unless the
+/// owner has been destroyed.
+template <class... Result, class Handler>
+void callService(const QDBusMessage& call, QObject* owner, Handler handle) {
+    auto* watcher = new QDBusPendingCallWatcher(QDBusConnection::sessionBus().asyncCall(call), owner);
+    QObject::connect(watcher, &QDBusPendingCallWatcher::finished, watcher,
+                     [watcher, handle = std::move(handle)] {
+                         watcher->deleteLater();
+                         handle(QDBusPendingReply<Result...>(*watcher));
+                     });
+}
+
+const QString portalService = QStringLiteral("org.freedesktop.portal.Desktop");
+const QString portalPath = QStringLiteral("/org/freedesktop/portal/desktop");
+const QString portalSettings = QStringLiteral("org.freedesktop.portal.Settings");
+const QString appearance = QStringLiteral("org.freedesktop.appearance");
+const QString colorScheme = QStringLiteral("color-scheme");
+
+/// The portal's value for "prefer dark".
+constexpr unsigned prefersDark = 1;
+
+/// Older portals wrap the value in two variants.
+QVariant unwrapped(QVariant value) {
+    while (value.canConvert<QDBusVariant>())
+        value = value.value<QDBusVariant>().variant();
+    return value;
+}
+
+}  // namespace
+
+class Appearance::Portal final : public QObject {
+    Q_OBJECT
+
+ public:
+    explicit Portal(std::function<void(bool)> changed) : changed_(std::move(changed)) {
+        QDBusConnection::sessionBus().connect(portalService, portalPath, portalSettings,
+                                              QStringLiteral("SettingChanged"), this,
+                                              SLOT(settingChanged(QString, QString, QDBusVariant)));
+        QDBusMessage question =
+            QDBusMessage::createMethodCall(portalService, portalPath, portalSettings, QStringLiteral("Read"));
+        question << appearance << colorScheme;
+        callService<QDBusVariant>(question, this, [this](const QDBusPendingReply<QDBusVariant>& reply) {
+            log(LogArea::desktop,
+                "settings portal: ", reply.isError() ? "no color scheme" : "color scheme read");
+            if (!reply.isError()) apply(reply.value().variant());
+        });
+    }
+
+ private Q_SLOTS:
+    void settingChanged(const QString& space, const QString& key, const QDBusVariant& value) {
+        if (space == appearance && key == colorScheme) apply(value.variant());
+    }
+
+ private:
+    void apply(const QVariant& value) {
+        const bool dark = unwrapped(value).toUInt() == prefersDark;
+        if (std::exchange(dark_, dark) != dark) changed_(dark);
+    }
+
+    std::function<void(bool)> changed_;
+    bool dark_ = false;
+};
+
+Appearance::Appearance(std::function<void(bool dark)> changed) {
+    if (sessionBusExists()) portal_ = std::make_unique<Portal>(std::move(changed));
+}
+
+Appearance::~Appearance() = default;
+
+namespace {
+
+QDBusMessage screenSaverCall(const QString& method) {
+    return QDBusMessage::createMethodCall(QStringLiteral("org.freedesktop.ScreenSaver"),
+                                          QStringLiteral("/org/freedesktop/ScreenSaver"),
+                                          QStringLiteral("org.freedesktop.ScreenSaver"), method);
+}
+
+void uninhibit(std::uint32_t cookie) {
+    QDBusMessage call = screenSaverCall(QStringLiteral("UnInhibit"));
+    call << cookie;
+    QDBusConnection::sessionBus().send(call);
+}
+
+/// Holds the cookie of an inhibition. If the activity ends before the service has replied, the pending call
+/// keeps the state and releases the cookie as soon as it arrives.
+class ScreenSaverInhibition final : public NSActivity {
+ public:
+    explicit ScreenSaverInhibition(const std::string& reason) {
+        if (!sessionBusExists()) return;
+        QDBusMessage call = screenSaverCall(QStringLiteral("Inhibit"));
+        call << QStringLiteral("Lumicrate") << QString::fromStdString(reason);
+        callService<std::uint32_t>(
+            call, nullptr, [state = state_](const QDBusPendingReply<std::uint32_t>& reply) {
+                log(LogArea::desktop,
+                    "screen saver: ", reply.isError() ? "no service to inhibit" : "inhibited");
+                if (reply.isError()) return;
+                if (state->ended) {
+                    uninhibit(reply.value());
+                } else {
+                    state->cookie = reply.value();
+                }
+            });
+    }
+    ScreenSaverInhibition(const ScreenSaverInhibition&) = delete;
+    ScreenSaverInhibition& operator=(const ScreenSaverInhibition&) = delete;
+    ~ScreenSaverInhibition() override {
+        state_->ended = true;
+        if (state_->cookie != 0) uninhibit(state_->cookie);
+    }
+
+ private:
+    struct State {
+        std::uint32_t cookie = 0;
+        bool ended = false;
+    };
+
+    std::shared_ptr<State> state_ = std::make_shared<State>();
+};
+
+std::chrono::nanoseconds read(clockid_t clock) {
+    timespec time{};
+    clock_gettime(clock, &time);
+    return std::chrono::seconds(time.tv_sec) + std::chrono::nanoseconds(time.tv_nsec);
+}
+
+}  // namespace
+
+std::int32_t ProcessInfo::processIdentifier() const {
+    return getpid();
+}
+
+std::chrono::nanoseconds ProcessInfo::timeAsleep() const {
+    return read(CLOCK_BOOTTIME) - read(CLOCK_MONOTONIC);
+}
+
+std::unique_ptr<NSActivity> ProcessInfo::beginActivity(std::uint64_t options, const std::string& reason) {
+    constexpr std::uint64_t displaySleepDisabled = 1ULL << 40;
+    if ((options & displaySleepDisabled) == 0) return std::make_unique<NSActivity>();
+    return std::make_unique<ScreenSaverInhibition>(reason);
+}
+
+namespace {
+
+QString absolutePath(const std::filesystem::path& url) {
+    return QString::fromStdString(std::filesystem::absolute(url).string());
+}
+
+/// False if there is no xdg-open.
+bool startOpener(const std::filesystem::path& url) {
+    const QString opener = QStandardPaths::findExecutable(QStringLiteral("xdg-open"));
+    return !opener.isEmpty() && QProcess::startDetached(opener, {absolutePath(url)});
+}
+
+}  // namespace
+
+void Workspace::openURL(const std::filesystem::path& url) {
+    if (startOpener(url)) return;
+    throw PlatformError("“" + url.filename().string() + "” " +
+                        localized("couldn't be opened: the program “xdg-open” can't be started."));
+}
+
+void Workspace::activateFileViewerSelecting(const std::vector<std::filesystem::path>& urls) {
+    if (urls.empty()) return;
+    const std::filesystem::path folder = std::filesystem::absolute(urls.front()).parent_path();
+    if (!sessionBusExists()) return openURL(folder);
+    QStringList addresses;
+    for (const std::filesystem::path& each : urls)
+        addresses << QString::fromLatin1(QUrl::fromLocalFile(absolutePath(each)).toEncoded());
+    QDBusMessage call = QDBusMessage::createMethodCall(
+        QStringLiteral("org.freedesktop.FileManager1"), QStringLiteral("/org/freedesktop/FileManager1"),
+        QStringLiteral("org.freedesktop.FileManager1"), QStringLiteral("ShowItems"));
+    call << addresses << QString();
+    callService<>(call, nullptr, [folder](const QDBusPendingReply<>& reply) {
+        if (!reply.isError()) return;
+        log(LogArea::desktop, "no file manager service: opening the folder");
+        // It is too late to report a failure; without xdg-open there is no file manager either.
+        startOpener(folder);
+    });
+}
+
+}  // namespace lumicrate::desktop
+
+#include "DesktopServices.moc"
