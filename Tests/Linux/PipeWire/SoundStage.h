@@ -39,16 +39,10 @@ class Player {
         connect(nodeName);
         for (const std::string channel : {"FL", "FR"}) {
             // New ports become visible to other programs with a delay.
-            const bool linked = stage::eventually([&] {
-                try {
-                    stage::runProgram(
-                        {"pw-link", nodeName + ":out_" + channel, output + ":playback_" + channel});
-                    return true;
-                } catch (const std::runtime_error&) {
-                    return false;
-                }
-            });
-            if (!linked) throw std::runtime_error("Cannot play on " + output);
+            const std::vector<std::string> link{"pw-link", nodeName + ":out_" + channel,
+                                                output + ":playback_" + channel};
+            if (!stage::eventually([&] { return stage::runToEnd(link).status == 0; }))
+                throw std::runtime_error("Cannot play on " + output);
         }
     }
     ~Player() {
@@ -173,6 +167,13 @@ class Running {
             return !take_.buffers.empty() && take_.buffers.back().stamp >= time;
         });
     }
+    /// Waits until there has been no sound for that time; false after twenty seconds.
+    bool awaitSilence(std::chrono::milliseconds time) {
+        return stage::eventually([&] {
+            const std::lock_guard lock(mutex_);
+            return HostClock::now() > take_.buffers.back().end() + time;
+        });
+    }
     /// Waits until the newest sound is that tone; false after about ten seconds of sound.
     bool awaitTone(double frequency) {
         for (int i = 0; i < 100 && awaitUntil(HostClock::now() + std::chrono::milliseconds(50)); ++i) {
@@ -236,43 +237,35 @@ struct Tone {
     double onset = 0;  ///< milliseconds after it was played
 };
 
-/// Plays some tones of that length, records them, and measures the first half second of each. Gives each
-/// channel's medians: a busy machine may lose a part of the sound.
-inline std::vector<Tone> playAndMeasure(Player& player, Running& source, double frequency = 1000,
-                                        int count = 5,
-                                        std::chrono::milliseconds length = std::chrono::milliseconds(600)) {
+/// Plays some tones of that length, records them, and measures the first half second of each in one channel.
+/// Gives the medians: a busy machine may lose a part of the sound.
+inline Tone playAndMeasure(Player& player, Running& source, double frequency = 1000, int count = 5,
+                           std::chrono::milliseconds length = std::chrono::milliseconds(600),
+                           std::size_t channel = 0) {
     constexpr std::size_t window = 4800;
-    std::array<std::vector<Tone>, 2> windows;
-    std::size_t channels = 0;
+    std::vector<Tone> windows;
     for (int i = 0; i < count; ++i) {
         const std::chrono::nanoseconds playedAt = player.beginTone(frequency, 0.5);
-        if (!source.awaitUntil(playedAt + length)) return {{}};
+        if (!source.awaitUntil(playedAt + length)) return {};
         player.endTone();
         const Take take = source.take();
-        channels = take.channels.size();
-        for (std::size_t channel = 0; channel < channels; ++channel) {
-            const std::span samples(take.channels[channel]);
-            const auto first =
-                stage::onset(samples, 0.02F, take.frameAt(playedAt - std::chrono::milliseconds(100)));
-            if (!first) continue;
-            const double onset = static_cast<double>((take.timeOf(*first) - playedAt).count()) / 1e6;
-            for (std::size_t n = 0; n < 5 && *first + (n + 1) * window <= samples.size(); ++n) {
-                const auto part = samples.subspan(*first + n * window, window);
-                const double heard = stage::toneFrequency(part, 48000, 400, 1600);
-                windows[channel].push_back({heard, stage::toneAmplitude(part, 48000, heard), onset});
-            }
+        const std::span samples(take.channels.at(channel));
+        const auto first =
+            stage::onset(samples, 0.02F, take.frameAt(playedAt - std::chrono::milliseconds(100)));
+        for (std::size_t n = 0; first && n < 5 && *first + (n + 1) * window <= samples.size(); ++n) {
+            const auto part = samples.subspan(*first + n * window, window);
+            const double heard = stage::toneFrequency(part, 48000, 400, 1600);
+            windows.push_back({heard, stage::toneAmplitude(part, 48000, heard),
+                               static_cast<double>((take.timeOf(*first) - playedAt).count()) / 1e6});
         }
-        if (!source.awaitUntil(playedAt + length + std::chrono::milliseconds(200))) return {{}};
+        if (!source.awaitUntil(playedAt + length + std::chrono::milliseconds(200))) return {};
     }
-    std::vector<Tone> medians(channels);
-    for (std::size_t channel = 0; channel < channels; ++channel) {
-        auto& all = windows[channel];
-        for (double Tone::*value : {&Tone::frequency, &Tone::amplitude, &Tone::onset}) {
-            std::ranges::sort(all, {}, value);
-            if (!all.empty()) medians[channel].*value = all[all.size() / 2].*value;
-        }
+    Tone median;
+    for (double Tone::*value : {&Tone::frequency, &Tone::amplitude, &Tone::onset}) {
+        std::ranges::sort(windows, {}, value);
+        if (!windows.empty()) median.*value = windows[windows.size() / 2].*value;
     }
-    return medians;
+    return median;
 }
 
 }  // namespace lumicrate::test

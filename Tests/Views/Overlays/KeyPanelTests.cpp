@@ -45,7 +45,7 @@ class OtherWindow {
 
  private:
     TestWindow window_;
-    xcb_connection_t* x_ = window_.connection();
+    xcb_connection_t* x_ = window_.connection().get();
     int keys_ = 0;
 };
 

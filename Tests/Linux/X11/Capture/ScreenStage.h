@@ -10,6 +10,8 @@
 #include "Tests/Linux/X11/TestWindow.h"
 #include "Tests/Stage/Xvfb.h"
 
+#include <gtest/gtest.h>
+
 #include <chrono>
 #include <functional>
 #include <mutex>
@@ -42,14 +44,12 @@ class FrameCollector {
                 },
                 [](const std::string&) {}};
     }
-    /// Waits until the condition holds; false after 30 seconds.
+    /// Waits until the condition holds; false on timeout.
     bool waitUntil(const std::function<bool(const Seen&)>& condition) {
-        return eventually(
-            [&] {
-                const std::lock_guard lock(mutex_);
-                return condition(seen_);
-            },
-            std::chrono::seconds(30));
+        return eventually([&] {
+            const std::lock_guard lock(mutex_);
+            return condition(seen_);
+        });
     }
     bool waitForFrames(std::size_t count) {
         return waitUntil([&](const Seen& seen) { return seen.complete.size() >= count; });
@@ -112,18 +112,16 @@ class FrameCollector {
 struct ScreenStage {
     static constexpr int width = 403;  // odd, and not a multiple of the block size
     static constexpr int height = 301;
+    static constexpr PixelRect whole{0, 0, width, height};
 
     explicit ScreenStage(bool compositor = false) : server({width, height, false, compositor}) {
         configuration.width = width;
         configuration.height = height;
         configuration.showsCursor = false;
         configuration.minimumFrameInterval = CMTime(1, 60);
-        painter.fill({0, 0, width, height}, 0x204060);
-        painter.sync();
+        painter.fill(whole, 0x204060);
     }
-    ~ScreenStage() {
-        if (source) source->stop();
-    }
+    ~ScreenStage() { stop(); }
     ScreenStage(const ScreenStage&) = delete;
     ScreenStage& operator=(const ScreenStage&) = delete;
 
@@ -143,13 +141,22 @@ struct ScreenStage {
         source->start(frames.handlers());
         frames.waitForFrames(1);
     }
+    void stop() {
+        if (source) source->stop();
+    }
+    /// Stops, and checks all frames so far.
+    void expectNoFault(const std::string& expectedFailure = {}) {
+        stop();
+        EXPECT_EQ(frames.seen().violation, "");
+        EXPECT_EQ(frames.seen().failure, expectedFailure);
+    }
     void setSourceRect(const Rect& rect) {
         configuration.sourceRect = rect;
         source->update(configuration);
     }
 
     /// What the screen shows, as a picture that should be delivered.
-    Picture expected(const PixelRect& rect = {0, 0, width, height}) { return Picture(painter.screen(rect)); }
+    Picture expected(const PixelRect& rect = whole) { return Picture(painter.screen(rect)); }
 
     stage::Xvfb server;
     ScreenPainter painter{server.displayName()};

@@ -73,11 +73,10 @@ TEST(DesktopScaleTests, LiveSettingsOverrideResources) {
     EXPECT_EQ(merge("960"), 4);
 
     test::TestWindow manager(server.displayName(), {.frame = {0, 0, 9, 9}});
-    test::setProperty(manager, manager.id(), "_XSETTINGS_SETTINGS", "_XSETTINGS_SETTINGS", littleEndian);
+    manager.setProperty("_XSETTINGS_SETTINGS", "_XSETTINGS_SETTINGS", littleEndian);
     EXPECT_EQ(desktopScale(connection), 4);
-    const auto selection = stage::internAtom(manager.connection(), "_XSETTINGS_S0");
-    xcb_set_selection_owner(manager.connection(), manager.id(), selection, XCB_CURRENT_TIME);
-    manager.sync();
+    manager.sync(xcb_set_selection_owner(manager.connection().get(), manager.id(),
+                                         connection.internAtom("_XSETTINGS_S0"), XCB_CURRENT_TIME));
     EXPECT_EQ(desktopScale(connection), 1.5);
 }
 
