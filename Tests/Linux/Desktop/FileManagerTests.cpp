@@ -3,12 +3,12 @@
 #include "Support/Error.h"
 #include "Tests/Linux/TemporaryFolder.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/statvfs.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 
 namespace {
@@ -31,20 +31,16 @@ namespace {
 
 using test::readText;
 using test::writeText;
+using testing::AllOf;
+using testing::Field;
+using testing::Gt;
+using testing::HasSubstr;
+using testing::Lt;
+using testing::ThrowsMessage;
+using testing::UnorderedElementsAre;
 
 class FileManagerTests : public testing::Test {
  protected:
-    /// The error message; empty for success.
-    template <class Operation>
-    static std::string errorOf(const Operation& operation) {
-        try {
-            operation();
-        } catch (const PlatformError& error) {
-            return error.what();
-        }
-        return {};
-    }
-
     test::TemporaryFolder folder;
     FileManager files;
 };
@@ -56,16 +52,12 @@ TEST_F(FileManagerTests, ListsVisibleEntriesWithSizeAndDate) {
     files.createDirectory(folder / "a/b/c");
     files.createDirectory(folder / "a/b/c");
 
-    const auto entries = files.contentsOfDirectory(folder.path());
-    ASSERT_EQ(entries.size(), 2U);
-    const auto one = std::find_if(entries.begin(), entries.end(),
-                                  [](const NSFileEntry& each) { return each.url.filename() == "one.mp4"; });
-    ASSERT_NE(one, entries.end());
-    EXPECT_EQ(one->size, 5U);
-    ASSERT_TRUE(one->created);
-    EXPECT_GT(*one->created, before);
-    EXPECT_LT(*one->created, before + std::chrono::minutes(1));
-    EXPECT_FALSE(files.attributes(folder.path()).size);
+    EXPECT_THAT(
+        files.contentsOfDirectory(folder.path()),
+        UnorderedElementsAre(
+            AllOf(Field(&NSFileEntry::url, folder / "one.mp4"), Field(&NSFileEntry::size, 5U),
+                  Field(&NSFileEntry::created, AllOf(Gt(before), Lt(before + std::chrono::minutes(1))))),
+            AllOf(Field(&NSFileEntry::url, folder / "a"), Field(&NSFileEntry::size, std::nullopt))));
     EXPECT_FALSE(files.attributes(folder / "none").size);
     EXPECT_FALSE(files.attributes(folder / "none").created);
 }
@@ -73,10 +65,11 @@ TEST_F(FileManagerTests, ListsVisibleEntriesWithSizeAndDate) {
 TEST_F(FileManagerTests, ErrorsNameThePath) {
     const std::string below = writeText(folder / "file", "x").string() + "/below";
     const std::string none = folder / "none";
-    EXPECT_NE(errorOf([&] { files.createDirectory(below); }).find(below), std::string::npos);
-    EXPECT_NE(errorOf([&] { (void)files.contentsOfDirectory(none); }).find(none), std::string::npos);
-    EXPECT_NE(errorOf([&] { files.removeItem(none); }).find(none), std::string::npos);
-    EXPECT_NE(errorOf([&] { files.trashItem(none); }).find(none), std::string::npos);
+    EXPECT_THAT([&] { files.createDirectory(below); }, ThrowsMessage<PlatformError>(HasSubstr(below)));
+    EXPECT_THAT([&] { (void)files.contentsOfDirectory(none); },
+                ThrowsMessage<PlatformError>(HasSubstr(none)));
+    EXPECT_THAT([&] { files.removeItem(none); }, ThrowsMessage<PlatformError>(HasSubstr(none)));
+    EXPECT_THAT([&] { files.trashItem(none); }, ThrowsMessage<PlatformError>(HasSubstr(none)));
 }
 
 TEST_F(FileManagerTests, RenamingNeverOverwrites) {
@@ -86,9 +79,11 @@ TEST_F(FileManagerTests, RenamingNeverOverwrites) {
         const auto a = writeText(folder / "a.mp4", "a");
         const auto b = writeText(folder / "b.mp4", "b");
         const std::string prefix = "The file couldn't be renamed: “";
-        EXPECT_EQ(errorOf([&] { files.moveItem(a, b); }), prefix + a.string() + "”: File exists");
-        EXPECT_EQ(errorOf([&] { files.moveItem(folder / "none", folder / "c.mp4"); }),
-                  prefix + (folder / "none").string() + "”: No such file or directory");
+        EXPECT_THAT([&] { files.moveItem(a, b); },
+                    ThrowsMessage<PlatformError>(prefix + a.string() + "”: File exists"));
+        EXPECT_THAT([&] { files.moveItem(folder / "none", folder / "c.mp4"); },
+                    ThrowsMessage<PlatformError>(prefix + (folder / "none").string() +
+                                                 "”: No such file or directory"));
         EXPECT_EQ(readText(a) + readText(b), "ab");
         files.moveItem(a, folder / "c.mp4");
         EXPECT_FALSE(files.fileExists(a));
@@ -106,8 +101,7 @@ TEST_F(FileManagerTests, AReplacementKeepsDateAndPermissions) {
     const auto longAgo = std::filesystem::file_time_type::clock::now() - std::chrono::hours(50);
     std::filesystem::last_write_time(original, longAgo);
     const auto created = files.attributes(original).created;
-    ASSERT_TRUE(created);
-    ASSERT_LT(*created, std::chrono::system_clock::now() - std::chrono::hours(49));
+    ASSERT_LT(created, std::chrono::system_clock::now() - std::chrono::hours(49));
 
     const auto trimmed = writeText(folder / ".trim.mp4", "new");
     files.replaceItem(original, trimmed);

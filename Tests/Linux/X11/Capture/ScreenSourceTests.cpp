@@ -79,26 +79,26 @@ TEST_F(ScreenSourceTests, ABurstIsPacedAndLosesNothingWhileConsumersHoldAllBuffe
         held.push_back(sample.imageBuffer);
         most = std::max(most, held.size());
     };
-    std::jthread consumer([&](const std::stop_token& ending) {
-        std::mt19937 random(9);
-        while (!ending.stop_requested()) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(random() % 120));
-            const std::lock_guard lock(mutex);
-            // Not always the oldest, so that the buffers' ages differ.
-            if (!held.empty()) held.erase(held.begin() + std::ptrdiff_t(random() % held.size()));
-        }
-    });
     stage.capture();
-    // Rectangles all over the screen, some at once and some after a while.
+    // Rectangles all over the screen. Buffers are returned late, and not always the oldest, so that their
+    // ages differ.
     std::mt19937 random(5);
+    const auto returnBuffer = [&] {
+        const std::lock_guard lock(mutex);
+        if (!held.empty()) held.erase(held.begin() + std::ptrdiff_t(random() % held.size()));
+    };
     for (int i = 0; i < 400; ++i) {
         stage.painter.fill({int(random() % 420) - 10, int(random() % 310) - 5, int(random() % 60) + 1,
                             int(random() % 60) + 1},
                            static_cast<std::uint32_t>(random()) & 0xffffff);
-        if (random() % 3 == 0) std::this_thread::sleep_for(std::chrono::microseconds(random() % 12000));
+        if (i % 10 == 0) std::this_thread::sleep_for(std::chrono::milliseconds(random() % 40));
+        if (i % 30 == 0) returnBuffer();
     }
-    EXPECT_TRUE(shows());
-    stage.source->stop();
+    EXPECT_TRUE(stage.frames.waitUntil([&, last = stage.expected()](const auto& seen) {
+        returnBuffer();
+        return seen.last == last;
+    }));
+    stage.stop();
     EXPECT_EQ(most, 3U);
     const auto frames = stage.frames.seen().complete;
     EXPECT_GT(frames.size(), 5U);

@@ -45,16 +45,12 @@ void expectChroma(const double (&rgb)[3], int cb, int cr) {
 }
 
 TEST(Nv12ConverterTests, EveryColourMatchesItsDefinition) {
-    for (int r = 0; r <= 255; r += 5) {
-        for (int g = 0; g <= 255; g += 5) {
-            for (int b = 0; b <= 255; b += 5) {
-                const Planes out(test::plain(2, 2, std::uint32_t(r << 16 | g << 8 | b)), convertRowPair);
-                const double rgb[] = {double(r), double(g), double(b)};
-                ASSERT_LT(std::abs(out.luma[0] - (16 + lumaOf(rgb) * 219 / 255)), 1)
-                    << r << " " << g << " " << b;
-                expectChroma(rgb, out.chroma[0], out.chroma[1]);
-            }
-        }
+    for (int at = 0; at < 52 * 52 * 52; ++at) {
+        const int r = at / 52 / 52 * 5, g = at / 52 % 52 * 5, b = at % 52 * 5;
+        const Planes out(test::plain(2, 2, std::uint32_t(r << 16 | g << 8 | b)), convertRowPair);
+        const double rgb[] = {double(r), double(g), double(b)};
+        ASSERT_LT(std::abs(out.luma[0] - (16 + lumaOf(rgb) * 219 / 255)), 1) << r << " " << g << " " << b;
+        expectChroma(rgb, out.chroma[0], out.chroma[1]);
     }
     for (int grey = 0; grey <= 255; ++grey) {
         const Planes out(test::plain(2, 2, grey * 0x010101U), convertRowPair);

@@ -5,6 +5,7 @@
 #include "Tests/Linux/X11/TestWindow.h"
 #include "Tests/Stage/Xvfb.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <optional>
@@ -16,6 +17,7 @@ namespace {
 
 using Bytes = std::vector<std::uint8_t>;
 using namespace std::string_view_literals;
+using testing::ThrowsMessage;
 
 /// Settings properties with a text, a colour and a resolution of 144 dots per inch, as settings managers
 /// write them.
@@ -80,27 +82,17 @@ TEST(DesktopScaleTests, LiveSettingsOverrideResources) {
     EXPECT_EQ(desktopScale(connection), 1.5);
 }
 
-std::string sentenceOf(const std::function<void()>& action) {
-    try {
-        action();
-    } catch (const PlatformError& error) {
-        return error.what();
-    }
-    return "no error";
-}
-
 TEST(DisplaysTests, MonitorsAreDisplaysInPointsWithConstantIds) {
     const stage::Xvfb server({.width = 800, .height = 600});
     const Displays displays(server.displayName(), 2);
-    const auto all = displays.displays();
-    ASSERT_EQ(all.size(), 1U);
-    EXPECT_EQ(all[0].frame, (Rect{0, 0, 400, 300}));
-    EXPECT_EQ(all[0].pointPixelScale, 2);
-    EXPECT_NE(all[0].displayID, 0U);
-    EXPECT_FALSE(all[0].localizedName.empty());
-    EXPECT_EQ(displays.mainDisplayID(), all[0].displayID);
-    EXPECT_EQ(displays.bounds(all[0].displayID), all[0].frame);
-    EXPECT_TRUE(displays.bounds(all[0].displayID + 1).isEmpty());
+    const SCDisplay only = displays.displays().at(0);
+    EXPECT_EQ(only.frame, (Rect{0, 0, 400, 300}));
+    EXPECT_EQ(only.pointPixelScale, 2);
+    EXPECT_NE(only.displayID, 0U);
+    EXPECT_FALSE(only.localizedName.empty());
+    EXPECT_EQ(displays.mainDisplayID(), only.displayID);
+    EXPECT_EQ(displays.bounds(only.displayID), only.frame);
+    EXPECT_TRUE(displays.bounds(only.displayID + 1).isEmpty());
 
     test::ScreenPainter painter(server.displayName());
     painter.setMonitor("left", {0, 0, 300, 600});
@@ -122,18 +114,17 @@ TEST(DisplaysTests, MonitorsAreDisplaysInPointsWithConstantIds) {
 }
 
 TEST(DisplaysTests, FailuresAreSentences) {
-    const auto startError = [](const std::string& displayName, std::uint32_t displayID) {
+    const auto start = [](const std::string& displayName) {
         SCDisplay display;
-        display.displayID = displayID;
+        display.displayID = 9999;
         ScreenSource source(displayName, SCContentFilter::excludingWindows(display, {}), {});
-        return sentenceOf([&] {
-            source.start({[](const auto&) {}, [](const auto&) {}, [](const auto&) {}});
-        });
+        source.start({});
     };
-    EXPECT_EQ(sentenceOf([] { Displays(":4711"); }), "No display server can be reached.");
-    EXPECT_EQ(startError(":4711", 0), "No display server can be reached.");
+    EXPECT_THAT([] { Displays(":4711"); }, ThrowsMessage<PlatformError>("No display server can be reached."));
+    EXPECT_THAT([&] { start(":4711"); }, ThrowsMessage<PlatformError>("No display server can be reached."));
     const stage::Xvfb server({.width = 64, .height = 64});
-    EXPECT_EQ(startError(server.displayName(), 9999), "The display is no longer available.");
+    EXPECT_THAT([&] { start(server.displayName()); },
+                ThrowsMessage<PlatformError>("The display is no longer available."));
 }
 
 }  // namespace
