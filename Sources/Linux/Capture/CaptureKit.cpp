@@ -53,12 +53,7 @@ CaptureKit::CaptureKit()
     : displays_(clientInPoints<x11::Displays>), windows_(clientInPoints<x11::WindowList>) {}
 
 bool CaptureKit::CGPreflightScreenCaptureAccess() const {
-    try {
-        displays_.query([](const x11::Displays& each) { return each.mainDisplayID(); });
-        return true;
-    } catch (const PlatformError&) {
-        return false;
-    }
+    return CGMainDisplayID() != 0;
 }
 
 std::vector<SCDisplay> CaptureKit::displays() const {

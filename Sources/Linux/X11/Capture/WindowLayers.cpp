@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "Linux/X11/Capture/WindowLayers.h"
 
+#include "Linux/X11/Capture/CaptureContent.h"
+
 #include <algorithm>
 #include <utility>
 
@@ -162,7 +164,7 @@ std::vector<PixelRect> WindowLayer::unreliable(Time now) const {
         if (part.until > now) {
             rects.push_back(part.rect);
         } else if (part.unpaintedUntil > now) {
-            rects.insert(rects.end(), part.unpainted.begin(), part.unpainted.end());
+            append(rects, part.unpainted);
         }
     }
     for (PixelRect& rect : rects)
@@ -187,8 +189,7 @@ WindowLayers::WindowLayers(const Connection& connection) : connection_(connectio
 std::vector<PixelRect> WindowLayers::update(const std::vector<StackedWindow>& windows,
                                             const WindowStack& stack, Time now) {
     std::erase_if(layers_, [&](const auto& layer) {
-        return std::none_of(windows.begin(), windows.end(),
-                            [&](const StackedWindow& each) { return each.id == layer.first; });
+        return std::ranges::find(windows, layer.first, &StackedWindow::id) == windows.end();
     });
     std::vector<PixelRect> changed;
     for (const StackedWindow& window : windows) {
@@ -235,10 +236,8 @@ std::vector<PixelRect> WindowLayers::unreliable(Time now) const {
 
 std::optional<WindowLayers::Time> WindowLayers::nextReliable(Time now) const {
     std::optional<Time> next;
-    for (const auto& [window, layer] : layers_) {
-        const auto due = layer.nextReliable(now);
-        if (due) next = std::min(next.value_or(*due), *due);
-    }
+    for (const auto& [window, layer] : layers_)
+        next = earliest({next, layer.nextReliable(now)});
     return next;
 }
 

@@ -61,10 +61,8 @@ std::vector<Monitor> readMonitors(const Connection& connection) {
 
 std::optional<Monitor> findMonitor(const Connection& connection, std::uint32_t id) {
     const std::vector<Monitor> monitors = readMonitors(connection);
-    const auto found =
-        std::find_if(monitors.begin(), monitors.end(), [&](const Monitor& each) { return each.id == id; });
-    if (found == monitors.end()) return std::nullopt;
-    return *found;
+    const auto found = std::ranges::find(monitors, id, &Monitor::id);
+    return found == monitors.end() ? std::nullopt : std::optional(*found);
 }
 
 LayoutWatch::LayoutWatch(const Connection& connection) : root_(connection.root()) {
@@ -92,16 +90,14 @@ Displays::Displays(const std::string& displayName, double scale) : connection_(d
 
 std::vector<SCDisplay> Displays::displays() const {
     std::vector<SCDisplay> displays;
-    for (const Monitor& monitor : readMonitors(connection_)) {
+    for (const Monitor& monitor : readMonitors(connection_))
         displays.push_back({monitor.id, pointsFromPixels(monitor.frame, scale_), scale_, monitor.name});
-    }
     return displays;
 }
 
 std::uint32_t Displays::mainDisplayID() const {
     const std::vector<Monitor> monitors = readMonitors(connection_);
-    const auto primary =
-        std::find_if(monitors.begin(), monitors.end(), [](const Monitor& each) { return each.isPrimary; });
+    const auto primary = std::ranges::find_if(monitors, &Monitor::isPrimary);
     return primary == monitors.end() ? monitors.front().id : primary->id;
 }
 

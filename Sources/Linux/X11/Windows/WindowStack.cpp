@@ -33,14 +33,12 @@ std::vector<PixelRect> StackedWindow::occupied() const {
 }
 
 const StackedWindow* WindowStack::find(xcb_window_t window) const {
-    const auto found = std::find_if(windows_.begin(), windows_.end(),
-                                    [window](const StackedWindow& each) { return each.id == window; });
+    const auto found = std::ranges::find(windows_, window, &StackedWindow::id);
     return found == windows_.end() ? nullptr : &*found;
 }
 
 WindowStack::Place WindowStack::placeOf(xcb_window_t window) {
-    return std::find_if(windows_.begin(), windows_.end(),
-                        [window](const StackedWindow& each) { return each.id == window; });
+    return std::ranges::find(windows_, window, &StackedWindow::id);
 }
 
 /// An unknown sibling is one of the server's own windows, which are on top.
