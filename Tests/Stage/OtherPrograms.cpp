@@ -5,6 +5,7 @@
 #include <array>
 #include <cctype>
 #include <sstream>
+#include <utility>
 
 namespace lumicrate::stage {
 
@@ -69,14 +70,34 @@ void appendMediaInfo(Lines& complaints, const std::filesystem::path& file) {
            });
 }
 
+std::size_t count(const std::string& text, const std::string& word) {
+    std::size_t found = 0;
+    for (auto at = text.find(word); at != std::string::npos; at = text.find(word, at + 1))
+        ++found;
+    return found;
+}
+
+void appendAtomicParsley(Lines& complaints, const std::filesystem::path& file, std::size_t tracks) {
+    const ProgramRun listed = runToEnd({"AtomicParsley", file.string(), "-T", "1"});
+    append(complaints, "AtomicParsley", listed.error);
+    if (listed.status != 0) complaints.push_back("AtomicParsley: status " + std::to_string(listed.status));
+    for (const auto& [box, expected] :
+         {std::pair{"ftyp", std::size_t{1}}, {"moov", 1}, {"mdat", 1}, {"trak", tracks}}) {
+        if (count(listed.output, std::string("Atom ") + box + " @ ") != expected)
+            complaints.push_back(std::string("AtomicParsley: another number of boxes ") + box);
+    }
+}
+
 }  // namespace
 
 std::vector<std::string> complaintsAbout(const std::filesystem::path& file) {
     Lines complaints;
-    append(
-        complaints, "ffprobe",
-        runToEnd({"ffprobe", "-v", "error", "-show_format", "-show_streams", "-show_packets", file.string()})
-            .error);
+    const auto probed =
+        runToEnd({"ffprobe", "-v", "error", "-show_format", "-show_streams", "-show_packets", file.string()});
+    append(complaints, "ffprobe", probed.error);
+    // AtomicParsley does not read QuickTime files.
+    if (count(probed.output, "major_brand=qt") == 0)
+        appendAtomicParsley(complaints, file, count(probed.output, "[STREAM]"));
     const auto decoded = decode(file, {"-xerror"});
     append(complaints, "ffmpeg", decoded.everything());
     if (decoded.status != 0) complaints.push_back("ffmpeg: status " + std::to_string(decoded.status));
