@@ -1,11 +1,10 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// MovieBoxes: reads an MP4, M4A or QuickTime file box by box, strictly, and lists what is wrong with it.
+// MovieBoxes: reads an MP4, M4A or QuickTime file box by box, strictly, and lists what is wrong with it. The
+// samples are those that FFmpeg's demuxer finds.
 //
-// It is for what the recorder writes, not for what editing writes by FFmpeg's libraries.
-//
-// Players forgive much, each of them something else. This accepts only what the standards allow and this
-// program promises: H.264 or HEVC in BT.709 without reordered pictures, parameter sets in the sample entry,
-// sound in AAC. It reads plain and fragmented files. What decoders find out is left to MovieProbe.
+// It is for what the recorder writes, not for what editing writes by FFmpeg's libraries. Players forgive
+// much. This accepts only what the standards allow and this program promises: H.264 or HEVC in BT.709 without
+// reordered pictures, parameter sets in the sample entry, sound in AAC, in plain and fragmented files.
 #pragma once
 
 #include <cstdint>
@@ -18,11 +17,11 @@ namespace lumicrate::stage {
 struct MovieSample {
     std::uint64_t offset = 0;    // in the file
     std::uint32_t size = 0;      // bytes
-    std::int64_t mediaTime = 0;  // ticks, from the beginning of the media
+    std::int64_t mediaTime = 0;  // ticks, when it is presented, edits applied
     std::uint32_t duration = 0;  // ticks
     bool isSync = false;
-    std::uint64_t hash = 0;  // of its bytes
-    double time = 0;         // seconds, when it is presented, edits applied
+    std::string bytes;
+    double time = 0;  // mediaTime in seconds
 };
 
 struct MovieTrack {
@@ -31,7 +30,7 @@ struct MovieTrack {
     std::string name;     // the handler's
     std::uint32_t timescale = 0;
     double presentedDuration = 0;      // seconds from the movie's beginning to the track's end
-    std::vector<MovieSample> samples;  // in the order of their presentation
+    std::vector<MovieSample> samples;  // in file order
 
     bool isVideo() const { return handler == "vide"; }
 };

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "Tests/Stage/MovieProbe.h"
 
+#include "Tests/Linux/TemporaryFolder.h"
 #include "Tests/Stage/Movie/Box.h"
 
 extern "C" {
@@ -12,9 +13,9 @@ extern "C" {
 
 #include <algorithm>
 #include <cmath>
-#include <fstream>
-#include <iterator>
+#include <memory>
 #include <stdexcept>
+#include <utility>
 
 namespace lumicrate::stage {
 
@@ -37,25 +38,30 @@ int check(int status, const std::string& what) {
     throw std::runtime_error(what + ": " + reason);
 }
 
+struct CloseFormat {
+    void operator()(AVFormatContext* context) const { avformat_close_input(&context); }
+};
+using Format = std::unique_ptr<AVFormatContext, CloseFormat>;
+
+/// Without a look at the samples.
+Format openRaw(const std::filesystem::path& file) {
+    AVFormatContext* context = nullptr;
+    check(avformat_open_input(&context, file.c_str(), nullptr, nullptr), "Could not open " + file.string());
+    return Format(context);
+}
+
+Format open(const std::filesystem::path& file) {
+    Format format = openRaw(file);
+    check(avformat_find_stream_info(format.get(), nullptr), "Could not understand " + file.string());
+    return format;
+}
+
 std::string text(const char* name) {
     return name != nullptr ? name : "";
 }
 
-std::optional<std::string> metadata(const AVDictionary* dictionary, const char* key) {
-    const auto* entry = av_dict_get(dictionary, key, nullptr, 0);
-    return entry != nullptr ? std::optional<std::string>(entry->value) : std::nullopt;
-}
-
 double inSeconds(std::int64_t value, AVRational timeBase) {
     return value == AV_NOPTS_VALUE ? 0 : static_cast<double>(value) * av_q2d(timeBase);
-}
-
-std::string fourCharacters(std::uint32_t tag) {
-    std::string name;
-    for (; tag != 0; tag >>= 8) {
-        name += static_cast<char>(tag & 0xff);
-    }
-    return name;
 }
 
 Track describe(const AVStream& stream) {
@@ -63,9 +69,11 @@ Track describe(const AVStream& stream) {
     Track track;
     track.index = stream.index;
     track.codec = text(avcodec_get_name(codec.codec_id));
-    track.codecTag = fourCharacters(codec.codec_tag);
+    char tag[AV_FOURCC_MAX_STRING_SIZE];
+    track.codecTag = av_fourcc_make_string(tag, codec.codec_tag);
     track.profile = text(avcodec_profile_name(codec.codec_id, codec.profile));
-    track.handler = metadata(stream.metadata, "handler_name").value_or("");
+    const auto* handler = av_dict_get(stream.metadata, "handler_name", nullptr, 0);
+    track.handler = handler != nullptr ? handler->value : "";
     track.startTime = inSeconds(stream.start_time, stream.time_base);
     track.duration = inSeconds(stream.duration, stream.time_base);
     track.sampleCount = stream.nb_frames;
@@ -175,24 +183,31 @@ void append(Sound& sound, const AVFrame& frame, double time) {
 
 }  // namespace
 
-void MovieProbe::CloseFormat::operator()(AVFormatContext* context) const {
-    avformat_close_input(&context);
-}
-
-MovieProbe::MovieProbe(const std::filesystem::path& file) : file_(file), format_(open()) {
-    for (unsigned i = 0; i < format_->nb_streams; ++i) {
-        tracks_.push_back(describe(*format_->streams[i]));
+std::vector<std::vector<Packet>> packetsOf(const std::filesystem::path& file) {
+    const Format format = openRaw(file);
+    // A parser would correct the key flags.
+    format->flags |= AVFMT_FLAG_NOPARSE | AVFMT_FLAG_NOFILLIN;
+    const std::unique_ptr<AVPacket, FreePacket> packet(av_packet_alloc());
+    std::vector<std::vector<Packet>> packets(format->nb_streams);
+    while (av_read_frame(format.get(), packet.get()) >= 0) {
+        const auto track = static_cast<std::size_t>(packet->stream_index);
+        const AVRational timeBase = format->streams[track]->time_base;
+        packets.at(track).push_back({inSeconds(packet->pts, timeBase), inSeconds(packet->duration, timeBase),
+                                     packet->size, (packet->flags & AV_PKT_FLAG_KEY) != 0, packet->pos,
+                                     std::string(packet->data, packet->data + packet->size)});
+        av_packet_unref(packet.get());
     }
+    return packets;
 }
 
-MovieProbe::~MovieProbe() = default;
-
-MovieProbe::Format MovieProbe::open() const {
-    AVFormatContext* context = nullptr;
-    check(avformat_open_input(&context, file_.c_str(), nullptr, nullptr), "Could not open " + file_.string());
-    Format format(context);
-    check(avformat_find_stream_info(format.get(), nullptr), "Could not understand " + file_.string());
-    return format;
+MovieProbe::MovieProbe(std::filesystem::path file) : file_(std::move(file)) {
+    const Format format = open(file_);
+    for (unsigned i = 0; i < format->nb_streams; ++i)
+        tracks_.push_back(describe(*format->streams[i]));
+    duration_ = inSeconds(format->duration, AVRational{1, AV_TIME_BASE});
+    const AVDictionaryEntry* entry = nullptr;
+    while ((entry = av_dict_get(format->metadata, "", entry, AV_DICT_IGNORE_SUFFIX)) != nullptr)
+        tags_[entry->key] = entry->value;
 }
 
 std::size_t MovieProbe::count(Track::Kind kind) const {
@@ -207,29 +222,22 @@ const Track& MovieProbe::trackOf(Track::Kind kind, std::size_t n) const {
     throw std::runtime_error(file_.string() + " has no such track");
 }
 
-double MovieProbe::duration() const {
-    return inSeconds(format_->duration, AVRational{1, AV_TIME_BASE});
-}
-
 std::optional<std::string> MovieProbe::tag(const std::string& name) const {
-    return metadata(format_->metadata, name.c_str());
+    const auto found = tags_.find(name);
+    return found != tags_.end() ? std::optional(found->second) : std::nullopt;
 }
 
 bool MovieProbe::indexInFront() const {
-    std::ifstream file(file_, std::ios::binary);
-    const std::vector<char> bytes(std::istreambuf_iterator<char>(file), {});
+    const std::string content = test::readText(file_);
     Faults faults;
-    const Box whole =
-        readBoxes({reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size()}, true, faults);
-    const auto& boxes = whole.children;
-    const auto first = std::find_if(boxes.begin(), boxes.end(), [](const Box& each) {
-        return each.type == "moov" || each.type == "mdat";
-    });
-    return first != boxes.end() && first->type == "moov";
+    const Box whole = readBoxes(bytesOf(content), true, faults);
+    const auto first = std::ranges::find_if(
+        whole.children, [](const Box& each) { return each.type == "moov" || each.type == "mdat"; });
+    return first != whole.children.end() && first->type == "moov";
 }
 
 std::size_t MovieProbe::visitPictures(const std::function<bool(const Picture&)>& visitor) {
-    const auto format = open();
+    const Format format = open(file_);
     const int index = videoTrack().index;
     const auto timeBase = format->streams[index]->time_base;
     std::size_t pictures = 0;
@@ -265,12 +273,8 @@ OwnedPicture MovieProbe::pictureAt(double seconds) {
     return result;
 }
 
-OwnedPicture MovieProbe::lastPicture() {
-    return pictureAt(1e9);
-}
-
 Sound MovieProbe::sound(std::size_t n) {
-    const auto format = open();
+    const Format format = open(file_);
     const int index = audioTrack(n).index;
     const auto timeBase = format->streams[index]->time_base;
     Sound sound;
@@ -279,22 +283,6 @@ Sound MovieProbe::sound(std::size_t n) {
         return true;
     });
     return sound;
-}
-
-std::vector<Packet> MovieProbe::packets(int trackIndex) {
-    const auto format = open();
-    const auto timeBase = format->streams[trackIndex]->time_base;
-    const std::unique_ptr<AVPacket, FreePacket> packet(av_packet_alloc());
-    std::vector<Packet> packets;
-    while (av_read_frame(format.get(), packet.get()) >= 0) {
-        if (packet->stream_index == trackIndex) {
-            packets.push_back({inSeconds(packet->pts, timeBase), inSeconds(packet->duration, timeBase),
-                               packet->size, (packet->flags & AV_PKT_FLAG_KEY) != 0,
-                               std::string(packet->data, packet->data + packet->size)});
-        }
-        av_packet_unref(packet.get());
-    }
-    return packets;
 }
 
 }  // namespace lumicrate::stage

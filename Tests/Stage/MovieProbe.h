@@ -10,12 +10,10 @@
 #include <cstdint>
 #include <filesystem>
 #include <functional>
-#include <memory>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
-
-struct AVFormatContext;
 
 namespace lumicrate::stage {
 
@@ -48,8 +46,11 @@ struct Packet {
     double duration = 0;
     int size = 0;
     bool isKey = false;
+    std::int64_t offset = 0;  ///< in the file
     std::string bytes;
 };
+/// The samples of each track in file order, as the file's index describes them.
+std::vector<std::vector<Packet>> packetsOf(const std::filesystem::path& file);
 
 struct Sound {
     int sampleRate = 0;
@@ -66,10 +67,7 @@ struct Sound {
 
 class MovieProbe {
  public:
-    explicit MovieProbe(const std::filesystem::path& file);
-    MovieProbe(const MovieProbe&) = delete;
-    MovieProbe& operator=(const MovieProbe&) = delete;
-    ~MovieProbe();
+    explicit MovieProbe(std::filesystem::path file);
 
     const std::vector<Track>& tracks() const { return tracks_; }
     /// The n-th track of a kind. Throws std::runtime_error when there are fewer.
@@ -77,7 +75,7 @@ class MovieProbe {
     const Track& audioTrack(std::size_t n = 0) const { return trackOf(Track::Kind::Audio, n); }
     std::size_t count(Track::Kind kind) const;
     /// Seconds, of the whole file.
-    double duration() const;
+    double duration() const { return duration_; }
     /// A tag of the file itself, such as "creation_time".
     std::optional<std::string> tag(const std::string& name) const;
 
@@ -91,26 +89,22 @@ class MovieProbe {
     std::vector<double> pictureTimes();
     /// The last picture that begins at most half a millisecond after that time.
     OwnedPicture pictureAt(double seconds);
-    OwnedPicture lastPicture();
+    OwnedPicture lastPicture() { return pictureAt(1e9); }
 
     /// Decodes the n-th audio track.
     Sound sound(std::size_t n = 0);
 
-    /// In file order.
-    std::vector<Packet> packets(int trackIndex);
+    std::vector<Packet> packets(int trackIndex) const {
+        return packetsOf(file_).at(static_cast<std::size_t>(trackIndex));
+    }
 
  private:
-    struct CloseFormat {
-        void operator()(AVFormatContext* context) const;
-    };
-    using Format = std::unique_ptr<AVFormatContext, CloseFormat>;
-
-    Format open() const;
     const Track& trackOf(Track::Kind kind, std::size_t n) const;
 
     std::filesystem::path file_;
-    Format format_;
     std::vector<Track> tracks_;
+    double duration_ = 0;
+    std::map<std::string, std::string> tags_;
 };
 
 }  // namespace lumicrate::stage

@@ -2,6 +2,7 @@
 #include "Tests/Stage/Movie/Box.h"
 
 #include <algorithm>
+#include <numeric>
 #include <optional>
 
 namespace lumicrate::stage {
@@ -113,6 +114,20 @@ const Box* Box::find(std::string_view relativePath) const {
 void Faults::add(const Box& box, const std::string& what) {
     const std::string name = box.type.empty() ? "the file" : box.path + " at " + std::to_string(box.offset);
     sentences_.push_back(name + ": " + what);
+}
+
+std::vector<std::vector<std::uint64_t>> rowsOf(const Box* table, const std::vector<std::size_t>& widths) {
+    std::vector<std::vector<std::uint64_t>> rows;
+    if (table == nullptr) return rows;
+    Bytes bytes(table->content);
+    bytes.take(8);  // version, flags and count
+    const std::size_t rowSize = std::accumulate(widths.begin(), widths.end(), std::size_t{0});
+    while (bytes.left() >= rowSize) {
+        rows.emplace_back();
+        for (const std::size_t width : widths)
+            rows.back().push_back(bytes.number(width));
+    }
+    return rows;
 }
 
 Box readBoxes(ByteSpan file, bool mayBeCutOff, Faults& faults) {

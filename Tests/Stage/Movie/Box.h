@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Box: a piece of a movie file with its type, the boxes within it and the numbers it holds; and the list of
-// what is wrong with a file.
+// Box: a piece of a movie file with its type, the boxes within it and the numbers it holds; the rules for
+// boxes, and the list of what is wrong with a file.
 #pragma once
 
 #include <cstdint>
@@ -14,6 +14,9 @@
 namespace lumicrate::stage {
 
 using ByteSpan = std::span<const std::uint8_t>;
+inline ByteSpan bytesOf(const std::string& text) {
+    return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
+}
 
 // Reads big-endian numbers one after the other; throws std::out_of_range when too little is left.
 class Bytes {
@@ -27,7 +30,6 @@ class Bytes {
             value = value << 8 | byte;
         return value;
     }
-    std::uint8_t u8() { return static_cast<std::uint8_t>(number(1)); }
     std::uint32_t u32() { return static_cast<std::uint32_t>(number(4)); }
     std::string text(std::size_t size) {
         const ByteSpan taken = take(size);
@@ -84,5 +86,16 @@ class Faults {
 
 // The file as one box without a type. If it may be cut off, its last box may be incomplete.
 Box readBoxes(ByteSpan file, bool mayBeCutOff, Faults& faults);
+
+struct MovieForm {
+    bool isQuickTime = false;
+    bool isFragmented = false;
+};
+// Boxes that are missing, unexpected, repeated or misplaced, and headers with other contents than this
+// program writes. Reads the boxes' fields.
+void examineBoxes(Box& whole, const MovieForm& form, Faults& faults);
+
+// The rows of a table whose count precedes them: numbers of the given widths. Nothing without a table.
+std::vector<std::vector<std::uint64_t>> rowsOf(const Box* table, const std::vector<std::size_t>& widths);
 
 }  // namespace lumicrate::stage

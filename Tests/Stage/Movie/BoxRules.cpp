@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // Which boxes must and may be where in a movie, and what the headers hold.
-#include "Tests/Stage/Movie/Examination.h"
+#include "Tests/Stage/Movie/Box.h"
 
 #include <algorithm>
 #include <array>
@@ -16,7 +16,8 @@ namespace {
 //
 // `layout` is the content before the children: hexadecimal digits stand for themselves, ".." for any byte;
 // 0*4 are four zero bytes, .*4 any four. name:4 is a number of four bytes that gets that name. V is the
-// version 0 or 1, by which a number name:w has four or eight bytes. "rest" is anything. "" is not examined.
+// version 0 or 1, by which a number name:w has four or eight bytes. rows*8 is a count and that many rows of
+// eight bytes. "rest" is anything. "" is not examined.
 struct Rule {
     std::string_view type;
     std::string_view children;
@@ -36,6 +37,7 @@ constexpr std::array rules{
          "V 000003 created:w modified:w id:4 0*4 duration:w 0*8 0000 0000 volume:2 0*2 " MATRIX
          "width:4 height:4"},
     Rule{"edts", "elst1."},
+    Rule{"elst", "", "V 000000 count:4 rest"},
     Rule{"udta", "name1."},
     Rule{"mdia", "mdhd1. hdlr1. minf1."},
     Rule{"mdhd", "", "V 000000 created:w modified:w timescale:4 duration:w 55c4 0000"},
@@ -47,6 +49,12 @@ constexpr std::array rules{
     Rule{"dref", "url 1.", "0*4 00000001"},
     Rule{"url ", "", "00000001"},
     Rule{"stbl", "stsd1. stts1. stss?. stsc1. stsz1. stco?. co64?. sgpd?. sbgp?."},
+    Rule{"stts", "", "0*4 rows*8"},
+    Rule{"stss", "", "0*4 rows*4"},
+    Rule{"stsc", "", "0*4 rows*12"},
+    Rule{"stsz", "", "0*8 rows*4"},
+    Rule{"stco", "", "0*4 rows*4"},
+    Rule{"co64", "", "0*4 rows*8"},
     Rule{"stsd", "avc1?. hvc1?. mp4a?.", "0*4 00000001"},
     Rule{"avc1", "avcC1. colr1. pasp1.", PICTURES},
     Rule{"hvc1", "hvcC1. colr1. pasp1.", PICTURES},
@@ -110,12 +118,18 @@ class LayoutReader {
 
  private:
     bool readWord(std::string_view word) {
-        if (word == "V") return (wide_ = bytes_.u8()) <= 1;
+        if (word == "V") return (wide_ = bytes_.number(1)) <= 1;
         if (const std::size_t colon = word.find(':'); colon != word.npos) {
             const char size = word[colon + 1];
             box_.fields[std::string(word.substr(0, colon))] =
                 bytes_.number(size == 'w' ? (wide_ == 1 ? 8U : 4U) : static_cast<std::size_t>(digitOf(size)));
             return true;
+        }
+        if (word.starts_with("rows*")) {
+            const std::uint64_t count = box_.fields["count"] = bytes_.number(4);
+            const std::size_t size = bytes_.left();
+            bytes_.take(size);
+            return size == count * std::stoul(std::string(word.substr(5)));
         }
         if (word.size() > 1 && word[1] == '*') {
             const ByteSpan all = bytes_.take(std::stoul(std::string(word.substr(2))));
@@ -134,7 +148,7 @@ class LayoutReader {
     Faults& faults_;
     Bytes bytes_;
     std::size_t size_ = bytes_.left();
-    std::uint8_t wide_ = 0;
+    std::uint64_t wide_ = 0;
 };
 
 class BoxExamination {
