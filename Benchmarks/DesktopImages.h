@@ -3,7 +3,6 @@
 #pragma once
 
 #include "Tests/Stage/Scene/Image.h"
-#include "Tests/Stage/Scene/Random.h"
 
 #include <string>
 #include <string_view>

@@ -97,7 +97,7 @@ class ChoosingTests : public DesktopAppTest {
         awaitState("idle");
         stage::OwnedPicture first;
         MovieProbe(recording).visitPictures([&](const Picture& picture) {
-            first = stage::OwnedPicture(picture);
+            first = std::make_shared<Picture>(picture);
             return false;
         });
         return first;

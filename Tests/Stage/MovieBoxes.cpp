@@ -87,19 +87,18 @@ class TrackExamination {
         if (const Box* elst = trak.find("edts/elst")) readEdits(*elst);
     }
 
-    // Those that lie before `end`: later ones belong to an incomplete fragment. Each lasts until the next.
+    // Those that lie before `end`: later ones belong to an incomplete fragment. Each lasts until the next,
+    // and the last as long as its table or run says.
     void takeSamples(const std::vector<Packet>& packets, std::uint64_t end) {
-        const auto ticks = [this](double time) { return std::llround(time * track.timescale); };
         for (const Packet& packet : packets) {
             const auto offset = static_cast<std::uint64_t>(packet.offset);
             if (offset >= end) return;
-            const std::int64_t time = ticks(packet.pts);
+            const std::int64_t time = std::llround(packet.pts * track.timescale);
             if (!track.samples.empty()) {
                 MovieSample& last = track.samples.back();
                 last.duration = static_cast<std::uint32_t>(time - last.mediaTime);
             }
-            track.samples.push_back({offset, static_cast<std::uint32_t>(packet.size), time,
-                                     static_cast<std::uint32_t>(ticks(packet.duration)), packet.isKey,
+            track.samples.push_back({offset, static_cast<std::uint32_t>(packet.size), time, 0, packet.isKey,
                                      packet.bytes, packet.pts});
         }
     }
@@ -119,7 +118,7 @@ class TrackExamination {
             last = sample.time;
         }
     }
-    void examineTables() const {
+    void examineTables() {
         const Box* stbl = trak_.find("mdia/minf/stbl");
         if (stbl == nullptr) return;
         requireAll(*stbl, stbl->child("stsz"));
@@ -128,11 +127,20 @@ class TrackExamination {
         for (const auto& row : rowsOf(stbl->child("stts"), {4, 4})) {
             count += row[0];
             ticks += row[0] * row[1];
+            if (!track.samples.empty()) track.samples.back().duration = static_cast<std::uint32_t>(row[1]);
         }
         faults_.require(count == track.samples.size(), *stbl, "has durations of another number of samples");
         faults_.require(ticks == mediaDuration_, *stbl, "has another duration than the media's header");
-        faults_.require((stbl->child("stco") == nullptr) != (stbl->child("co64") == nullptr), *stbl,
-                        "doesn't have one of “stco” and “co64”");
+        const Box* offsets = stbl->child("stco") != nullptr ? stbl->child("stco") : stbl->child("co64");
+        if (offsets == nullptr) return faults_.add(*stbl, "doesn't have one of “stco” and “co64”");
+        const auto chunks = rowsOf(stbl->child("stsc"), {4, 4, 4});
+        count = 0;
+        for (std::size_t i = 0; i < chunks.size(); ++i) {
+            const std::uint64_t end = i + 1 < chunks.size() ? chunks[i + 1][0] : offsets->field("count") + 1;
+            count += (end - chunks[i][0]) * chunks[i][1];
+            faults_.require(chunks[i][2] == 1, *stbl, "has chunks of an unknown kind");
+        }
+        faults_.require(count == track.samples.size(), *stbl, "has chunks of another number of samples");
         if (!track.isVideo() && !track.samples.empty()) requireAll(*stbl, stbl->child("sbgp"));
     }
     // The fragments' runs of this track, and its entry in "mvex".
@@ -156,6 +164,7 @@ class TrackExamination {
             examineRun(*trun);
         }
         faults_.require(count == track.samples.size(), trak_, "has runs of another number of samples");
+        faults_.require(mediaDuration_ == 0, trak_, "has a duration before its fragments");
     }
     // In a plain file all durations are known.
     void examineDuration(std::uint64_t timescale) const {
@@ -245,7 +254,6 @@ class TrackExamination {
         const std::size_t width = 4U + (hasDurations ? 4 : 0) + (track.isVideo() ? 4 : 0);
         if (trun.field("count") == 0 || trun.content.size() != 12 + trun.field("count") * width)
             return faults_.add(trun, "has another number of samples than its count");
-        // FFmpeg does not know how long the last sample of a fragment lasts.
         if (!track.samples.empty())
             track.samples.back().duration =
                 hasDurations ? Bytes(trun.content.last(width)).u32() : defaultDuration;

@@ -2,7 +2,6 @@
 #include "Tests/Stage/MovieProbe.h"
 
 #include "Tests/Linux/TemporaryFolder.h"
-#include "Tests/Stage/Movie/Box.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -44,9 +43,9 @@ struct CloseFormat {
 using Format = std::unique_ptr<AVFormatContext, CloseFormat>;
 
 /// Without a look at the samples.
-Format openRaw(const std::filesystem::path& file) {
+Format openRaw(const std::filesystem::path& file, AVDictionary** options = nullptr) {
     AVFormatContext* context = nullptr;
-    check(avformat_open_input(&context, file.c_str(), nullptr, nullptr), "Could not open " + file.string());
+    check(avformat_open_input(&context, file.c_str(), nullptr, options), "Could not open " + file.string());
     return Format(context);
 }
 
@@ -142,7 +141,9 @@ Picture pictureOf(const AVFrame& frame, AVRational timeBase) {
         throw std::runtime_error("Pictures of the kind " + text(av_get_pix_fmt_name(format)) +
                                  " are not looked at");
     }
+    const std::shared_ptr<AVFrame> reference(av_frame_clone(&frame), FreeFrame());
     Picture picture;
+    picture.memory = reference;
     picture.time = inSeconds(frame.best_effort_timestamp, timeBase);
     picture.width = frame.width;
     picture.height = frame.height;
@@ -151,8 +152,8 @@ Picture pictureOf(const AVFrame& frame, AVRational timeBase) {
         const auto& component = description->comp[i];
         const bool isChroma = i > 0 && !picture.isRgb;
         auto& plane = picture.planes[i];
-        plane.data = frame.data[component.plane] + component.offset;
-        plane.stride = frame.linesize[component.plane];
+        plane.data = reference->data[component.plane] + component.offset;
+        plane.stride = reference->linesize[component.plane];
         plane.step = component.step;
         plane.width = isChroma ? AV_CEIL_RSHIFT(frame.width, description->log2_chroma_w) : frame.width;
         plane.height = isChroma ? AV_CEIL_RSHIFT(frame.height, description->log2_chroma_h) : frame.height;
@@ -184,7 +185,10 @@ void append(Sound& sound, const AVFrame& frame, double time) {
 }  // namespace
 
 std::vector<std::vector<Packet>> packetsOf(const std::filesystem::path& file) {
-    const Format format = openRaw(file);
+    AVDictionary* options = nullptr;
+    av_dict_set(&options, "advanced_editlist", "0", 0);  // which leaves out what an edit list hides
+    const Format format = openRaw(file, &options);
+    av_dict_free(&options);
     // A parser would correct the key flags.
     format->flags |= AVFMT_FLAG_NOPARSE | AVFMT_FLAG_NOFILLIN;
     const std::unique_ptr<AVPacket, FreePacket> packet(av_packet_alloc());
@@ -229,11 +233,7 @@ std::optional<std::string> MovieProbe::tag(const std::string& name) const {
 
 bool MovieProbe::indexInFront() const {
     const std::string content = test::readText(file_);
-    Faults faults;
-    const Box whole = readBoxes(bytesOf(content), true, faults);
-    const auto first = std::ranges::find_if(
-        whole.children, [](const Box& each) { return each.type == "moov" || each.type == "mdat"; });
-    return first != whole.children.end() && first->type == "moov";
+    return content.find("moov") < content.find("mdat");
 }
 
 std::size_t MovieProbe::visitPictures(const std::function<bool(const Picture&)>& visitor) {
@@ -258,18 +258,13 @@ std::vector<double> MovieProbe::pictureTimes() {
 }
 
 OwnedPicture MovieProbe::pictureAt(double seconds) {
-    // Two passes: decoding twice is cheaper than copying every picture.
-    const auto times = pictureTimes();
-    if (times.empty()) throw std::runtime_error(file_.string() + " has no pictures");
-    const auto after = std::upper_bound(times.begin(), times.end(), seconds + 0.0005);
-    const auto wanted = after == times.begin() ? 0 : after - times.begin() - 1;
     OwnedPicture result;
-    std::ptrdiff_t index = 0;
     visitPictures([&](const Picture& picture) {
-        if (index++ != wanted) return true;
-        result = OwnedPicture(picture);
-        return false;
+        if (result && picture.time > seconds + 0.0005) return false;
+        result = std::make_shared<Picture>(picture);
+        return true;
     });
+    if (!result) throw std::runtime_error(file_.string() + " has no pictures");
     return result;
 }
 

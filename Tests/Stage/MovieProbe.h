@@ -49,7 +49,7 @@ struct Packet {
     std::int64_t offset = 0;  ///< in the file
     std::string bytes;
 };
-/// The samples of each track in file order, as the file's index describes them.
+/// The samples of each track in file order, as the file's index describes them, also those that edits hide.
 std::vector<std::vector<Packet>> packetsOf(const std::filesystem::path& file);
 
 struct Sound {
@@ -83,7 +83,7 @@ class MovieProbe {
     bool indexInFront() const;
 
     /// Decodes the first video track and passes each picture, in the order of presentation, to `visitor`,
-    /// which returns false to stop. The picture is valid during the call only. Returns how many were passed.
+    /// which returns false to stop. Returns how many were passed.
     std::size_t visitPictures(const std::function<bool(const Picture&)>& visitor);
     /// The times of all pictures, in seconds, by decoding them.
     std::vector<double> pictureTimes();

@@ -45,17 +45,4 @@ Rgb Picture::rgbAt(int x, int y) const {
     return rgbFromBt709(planes[0].at(x, y), chroma(planes[1]), chroma(planes[2]));
 }
 
-OwnedPicture::OwnedPicture(const Picture& picture) : picture_(picture) {
-    for (std::size_t i = 0; i < memory_.size(); ++i) {
-        auto& plane = picture_.planes[i];
-        memory_[i].reserve(static_cast<std::size_t>(plane.width) * static_cast<std::size_t>(plane.height));
-        for (int y = 0; y < plane.height; ++y) {
-            for (int x = 0; x < plane.width; ++x) {
-                memory_[i].push_back(plane.at(x, y));
-            }
-        }
-        plane = {memory_[i].data(), plane.width, plane.width, plane.height, 1};
-    }
-}
-
 }  // namespace lumicrate::stage

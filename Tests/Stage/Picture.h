@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Picture: a decoded picture in the decoder's memory, and OwnedPicture: a copy of one.
+// Picture: a decoded picture.
 #pragma once
 
 #include <array>
 #include <cstdint>
-#include <vector>
+#include <memory>
 
 namespace lumicrate::stage {
 
@@ -42,28 +42,14 @@ struct Picture {
     int height = 0;
     bool isRgb = false;           ///< then the planes are red, green and blue
     std::array<Plane, 3> planes;  ///< luma, Cb, Cr
+    /// Keeps the planes' samples, also in copies of this picture.
+    std::shared_ptr<const void> memory;
 
     const Plane& luma() const { return planes[0]; }
     /// The colour of a pixel, by BT.709 in limited range unless the planes are RGB.
     Rgb rgbAt(int x, int y) const;
 };
 
-/// Can be moved but not copied: the planes point into the vectors.
-class OwnedPicture {
- public:
-    OwnedPicture() = default;
-    explicit OwnedPicture(const Picture& picture);
-    OwnedPicture(OwnedPicture&&) = default;
-    OwnedPicture& operator=(OwnedPicture&&) = default;
-    OwnedPicture(const OwnedPicture&) = delete;
-    OwnedPicture& operator=(const OwnedPicture&) = delete;
-
-    const Picture& operator*() const { return picture_; }
-    const Picture* operator->() const { return &picture_; }
-
- private:
-    std::array<std::vector<std::uint8_t>, 3> memory_;
-    Picture picture_;
-};
+using OwnedPicture = std::shared_ptr<const Picture>;
 
 }  // namespace lumicrate::stage

@@ -12,12 +12,6 @@ namespace {
 constexpr std::size_t shortHeader = 8;
 constexpr std::size_t longHeader = 16;
 
-std::string printable(std::string type) {
-    std::replace_if(
-        type.begin(), type.end(), [](unsigned char c) { return c < 0x20 || c > 0x7e; }, '?');
-    return type;
-}
-
 // How many bytes precede a box's children; nothing if it has none.
 std::optional<std::size_t> leadOf(const Box& box, const std::string& parent) {
     static const std::map<std::string, std::size_t> leads{
@@ -67,7 +61,7 @@ class BoxReader {
         Bytes header(rest);
         std::uint64_t size = header.u32();
         box.type = header.text(4);
-        box.path = (parent.path.empty() ? "" : parent.path + "/") + printable(box.type);
+        box.path = (parent.path.empty() ? "" : parent.path + "/") + box.type;
         if (size == 1) size = header.number(8);
         if (size == 0 && isTop) size = rest.size();  // to the file's end
         if (size < box.headerSize) {
@@ -91,8 +85,7 @@ class BoxReader {
 }  // namespace
 
 const Box* Box::child(std::string_view childType) const {
-    const auto found = std::find_if(children.begin(), children.end(),
-                                    [childType](const Box& each) { return each.type == childType; });
+    const auto found = std::ranges::find(children, childType, &Box::type);
     return found != children.end() ? &*found : nullptr;
 }
 

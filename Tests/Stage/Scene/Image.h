@@ -2,8 +2,6 @@
 // Image: a picture drawn in memory, identical on every machine.
 #pragma once
 
-#include "Tests/Stage/Scene/Random.h"
-
 #include <cstdint>
 #include <vector>
 
@@ -51,6 +49,24 @@ class Image {
     int width_;
     int height_;
     std::vector<std::uint32_t> pixels_;
+};
+
+/// The same numbers from the same seed with every compiler and library.
+class Random {
+ public:
+    explicit Random(std::uint64_t seed) : state_(seed * 2 + 1) {}
+
+    /// 0 … bound − 1
+    int below(int bound) {
+        // xorshift64*
+        state_ ^= state_ >> 12;
+        state_ ^= state_ << 25;
+        state_ ^= state_ >> 27;
+        return static_cast<int>((state_ * 0x2545F4914F6CDD1DULL >> 33) % static_cast<std::uint64_t>(bound));
+    }
+
+ private:
+    std::uint64_t state_;
 };
 
 /// Soft shades and hard shapes, for moving pictures, large enough for the camera with a view of that size.

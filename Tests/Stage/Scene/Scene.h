@@ -2,7 +2,6 @@
 // Scene: something that happens on a display, the same way each time.
 #pragma once
 
-#include "Tests/Stage/Scene/Random.h"
 #include "Tests/Stage/Scene/Surface.h"
 
 #include <cstdint>

@@ -5,8 +5,8 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
-#include <numbers>
 #include <utility>
+#include <vector>
 
 namespace lumicrate::stage {
 
@@ -75,80 +75,47 @@ Scene flash(Surface& canvas, Random) {
             }};
 }
 
-/// Discs drift over an evening sky, and a clock hand turns.
-class DemoScene {
- public:
-    DemoScene(Surface& canvas, Random random)
-        : canvas_(canvas), backdrop_(canvas.width(), canvas.height()), picture_(backdrop_) {
-        const int width = canvas.width();
-        const int height = canvas.height();
-        for (int y = 0; y < height; ++y) {
-            for (int x = 0; x < width; ++x)
-                backdrop_.set(x, y, color(24 + 90 * y / height, 20 + 40 * x / width, 60 + 40 * y / height));
-        }
-        for (int i = 0; i < 90; ++i)
-            backdrop_.disc(random.below(width), random.below(height), 1 + random.below(2), 0xc0bfe0);
-        constexpr Color tints[] = {0xf6d32d, 0xff7800, 0xe01b24, 0x9141ac, 0x3584e4, 0x33d17a, 0xffffff};
-        for (const Color tint : tints)
-            discs_.push_back(
-                {18.0 + random.below(44), random.below(628) / 100.0, 0.5 + random.below(100) / 100.0, tint});
-        picture_ = backdrop_;
-        canvas.setBackground(canvas.store(backdrop_));
-    }
-
-    void step(double seconds) {
-        std::vector<Area> changed = std::exchange(painted_, {});
-        for (const Area& area : changed)
-            picture_.copyFrom(backdrop_, area);
-        for (const Disc& disc : discs_)
-            paint(disc, seconds);
-        paintClock(seconds);
-        changed.insert(changed.end(), painted_.begin(), painted_.end());
-        for (const Area& area : changed) {
-            const Area inside = picture_.clipped(area);
-            if (inside.width > 0 && inside.height > 0) canvas_.put(picture_, inside, inside.x, inside.y);
-        }
-    }
-
- private:
+/// Discs drift over an evening sky.
+Scene demo(Surface& canvas, Random random) {
     struct Disc {
         double radius;
         double phase;
         double speed;
         Color color;
     };
-
-    void paint(const Disc& disc, double seconds) {
-        const double angle = disc.phase + disc.speed * seconds;
-        const double x = picture_.width() * (0.5 + 0.42 * std::sin(angle));
-        const double y = picture_.height() * (0.5 + 0.38 * std::cos(angle * 1.3 + disc.phase));
-        picture_.disc(x, y, disc.radius, disc.color);
-        const int reach = static_cast<int>(disc.radius) + 3;
-        painted_.push_back(
-            {static_cast<int>(x) - reach, static_cast<int>(y) - reach, 2 * reach + 1, 2 * reach + 1});
+    const int width = canvas.width();
+    const int height = canvas.height();
+    Image sky(width, height);
+    for (int y = 0; y < height; ++y) {
+        for (int x = 0; x < width; ++x)
+            sky.set(x, y, color(24 + 90 * y / height, 20 + 40 * x / width, 60 + 40 * y / height));
     }
-    /// A hand that turns around in ten seconds.
-    void paintClock(double seconds) {
-        const double angle = seconds * 2 * std::numbers::pi / 10;
-        const int length = picture_.height() / 5;
-        const int x = picture_.width() / 2;
-        const int y = picture_.height() / 2;
-        for (int i = 0; i < length; i += 4)
-            picture_.disc(x + i * std::sin(angle), y - i * std::cos(angle), 6, 0xffffff);
-        const int reach = length + 8;
-        painted_.push_back({x - reach, y - reach, 2 * reach, 2 * reach});
-    }
-
-    Surface& canvas_;
-    Image backdrop_;
-    Image picture_;
-    std::vector<Disc> discs_;
-    std::vector<Area> painted_;  // by the latest step, to be erased by the next
-};
-
-Scene demo(Surface& canvas, Random random) {
-    const auto scene = std::make_shared<DemoScene>(canvas, random);
-    return {.step = [scene](const Step& step) { scene->step(step.seconds); }};
+    for (int i = 0; i < 90; ++i)
+        sky.disc(random.below(width), random.below(height), 1 + random.below(2), 0xc0bfe0);
+    canvas.setBackground(canvas.store(sky));
+    std::vector<Disc> discs;
+    for (const Color tint : {0xf6d32d, 0xff7800, 0xe01b24, 0x9141ac, 0x3584e4, 0x33d17a, 0xffffff})
+        discs.push_back(
+            {18.0 + random.below(44), random.below(628) / 100.0, 0.5 + random.below(100) / 100.0, tint});
+    const auto draw = [=, &canvas, picture = sky, painted = std::vector<Area>()](const Step& step) mutable {
+        // What the latest step painted is erased, and sent together with what this one paints.
+        std::vector<Area> changed = std::exchange(painted, {});
+        for (const Area& area : changed)
+            picture.copyFrom(sky, area);
+        for (const auto& [radius, phase, speed, tint] : discs) {
+            const double angle = phase + speed * step.seconds;
+            const double x = width * (0.5 + 0.42 * std::sin(angle));
+            const double y = height * (0.5 + 0.38 * std::cos(angle * 1.3 + phase));
+            const int reach = static_cast<int>(radius) + 3;
+            picture.disc(x, y, radius, tint);
+            painted.push_back(picture.clipped(
+                {static_cast<int>(x) - reach, static_cast<int>(y) - reach, 2 * reach + 1, 2 * reach + 1}));
+        }
+        changed.insert(changed.end(), painted.begin(), painted.end());
+        for (const Area& area : changed)
+            canvas.put(picture, area, area.x, area.y);
+    };
+    return {.step = draw};
 }
 
 }  // namespace
