@@ -36,6 +36,14 @@ inline std::exception_ptr failure(const std::string& sentence) {
     return std::make_exception_ptr(PlatformError(sentence));
 }
 
+/// Counts the objects that are alive.
+template <class Base>
+struct Counted final : public Base {
+    explicit Counted(int& objects) : count(objects) { ++count; }
+    ~Counted() override { --count; }
+    int& count;
+};
+
 /// Reads give values of their own type only.
 class FakeDefaults final : public NSUserDefaults {
  public:
@@ -80,7 +88,7 @@ class FakeDefaults final : public NSUserDefaults {
     }
 };
 
-class FakeFiles : public NSFileManager {
+class FakeFiles final : public NSFileManager {
  public:
     std::filesystem::path moviesDirectory() const override { return "/home/me/Movies"; }
     bool fileExists(const std::filesystem::path& url) const override { return existing.contains(url); }
@@ -100,6 +108,7 @@ class FakeFiles : public NSFileManager {
     }
     void removeItem(const std::filesystem::path& url) override {
         if (existing.erase(url) == 0) throw PlatformError("There is no such file.");
+        std::erase_if(entries, [&](const NSFileEntry& each) { return each.url == url; });
     }
     void moveItem(const std::filesystem::path& from, const std::filesystem::path& to) override {
         if (fileExists(to)) throw PlatformError("There is such a file.");
@@ -107,10 +116,12 @@ class FakeFiles : public NSFileManager {
     }
     void replaceItem(const std::filesystem::path& url, const std::filesystem::path& replacement) override {
         if (locked) throw PlatformError("The folder is locked.");
-        FakeFiles::removeItem(replacement);
+        if (existing.erase(replacement) == 0) throw PlatformError("There is no such file.");
         existing.insert(url);
+        for (NSFileEntry& each : entries)
+            if (each.url == replacement) each.url = url;
     }
-    void trashItem(const std::filesystem::path& url) override { FakeFiles::removeItem(url); }
+    void trashItem(const std::filesystem::path& url) override { removeItem(url); }
     std::optional<NSVolumeCapacity> volumeCapacity(const std::filesystem::path& url) const override {
         asked.insert(url);
         return capacity;
@@ -135,17 +146,12 @@ class FakeCalendar final : public NSCalendar {
 
 class FakeProcess final : public NSProcessInfo {
  public:
-    struct Activity final : public NSActivity {
-        explicit Activity(int& count) : running(count) { ++running; }
-        ~Activity() override { --running; }
-        int& running;
-    };
     std::int32_t processIdentifier() const override { return 42; }
     std::chrono::nanoseconds timeAsleep() const override { return asleep; }
     std::unique_ptr<NSActivity> beginActivity(std::uint64_t options, const std::string& reason) override {
         lastOptions = options;
         lastReason = reason;
-        return std::make_unique<Activity>(running);
+        return std::make_unique<Counted<NSActivity>>(running);
     }
 
     std::chrono::nanoseconds asleep = std::chrono::hours(7);
@@ -211,15 +217,10 @@ class FakeHotKeys final : public CarbonHotKeys {
 class FakeKeyMonitoring final : public NSKeyMonitoring {
  public:
     using Handler = std::function<bool(const NSEvent&)>;
-    struct Monitor final : public NSEventMonitor {
-        explicit Monitor(int& monitors) : alive(monitors) { ++alive; }
-        ~Monitor() override { --alive; }
-        int& alive;
-    };
 
     std::unique_ptr<NSEventMonitor> addKeyDownMonitor(Handler onKeyDown) override {
         handler = std::move(onKeyDown);
-        return std::make_unique<Monitor>(monitors);
+        return std::make_unique<Counted<NSEventMonitor>>(monitors);
     }
     /// Whether the key was consumed. `typed` is ASCII.
     bool press(std::int64_t keyCode, std::uint64_t flags, std::string typed) {

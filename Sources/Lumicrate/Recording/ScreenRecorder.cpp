@@ -88,24 +88,12 @@ std::uint64_t ScreenRecorder::refusedFrames() const {
     return recording_ ? recording_->refusedFrames() : lastRefusedFrames_;
 }
 
-bool ScreenRecorder::isAtRest() const {
-    return *state == State::idle && !starting_.isRunning();
-}
-
 RecordingOptions ScreenRecorder::options() const {
     return optionsOverride_ ? *optionsOverride_ : RecordingOptions::current(services_.defaults);
 }
 
 void ScreenRecorder::setSource(const CaptureSource& next) {
     if (isAtRest()) source = next;
-}
-
-void ScreenRecorder::setOptionsOverride(std::optional<RecordingOptions> options) {
-    optionsOverride_ = std::move(options);
-}
-
-void ScreenRecorder::setOutputOverride(std::optional<std::filesystem::path> url) {
-    outputOverride_ = std::move(url);
 }
 
 Task<void> ScreenRecorder::refreshSources() {
@@ -118,22 +106,6 @@ Task<void> ScreenRecorder::refreshSources() {
 void ScreenRecorder::followSources() {
     if (sourceFollower_) return;
     sourceFollower_.emplace(services_.capture, services_.executor, [this] { return refreshSources(); });
-}
-
-void ScreenRecorder::refreshDevices() {
-    parts_->lists.refreshDevices();
-}
-
-void ScreenRecorder::followDevices() {
-    parts_->lists.followDevices();
-}
-
-bool ScreenRecorder::isSourceAvailable(const std::optional<CaptureSource>& which) const {
-    return parts_->lists.isSourceAvailable(which);
-}
-
-std::uint32_t ScreenRecorder::mainDisplayID() const {
-    return parts_->lists.mainDisplayID();
 }
 
 void ScreenRecorder::registerHotKeys() {

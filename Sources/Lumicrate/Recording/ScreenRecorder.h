@@ -31,6 +31,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace lumicrate {
@@ -135,9 +136,11 @@ class ScreenRecorder {
     /// Sets what the next recording records. Ignored unless idle.
     void setSource(const CaptureSource& next);
     /// Options for one recording, instead of the stored preferences.
-    void setOptionsOverride(std::optional<RecordingOptions> options);
+    void setOptionsOverride(std::optional<RecordingOptions> options) {
+        optionsOverride_ = std::move(options);
+    }
     /// The file for one recording, instead of a new one in the recordings folder.
-    void setOutputOverride(std::optional<std::filesystem::path> url);
+    void setOutputOverride(std::optional<std::filesystem::path> url) { outputOverride_ = std::move(url); }
     /// Whether to mix the audio tracks of one recording, instead of what the preferences say.
     void setMixingOverride(std::optional<bool> mixes) { mixingOverride_ = mixes; }
 
@@ -148,11 +151,13 @@ class ScreenRecorder {
     Task<void> refreshSources();
     /// Refreshes the sources now and whenever displays or windows change.
     void followSources();
-    void refreshDevices();
+    void refreshDevices() { parts_->lists.refreshDevices(); }
     /// Refreshes microphones and cameras now and whenever one is connected or disconnected.
-    void followDevices();
-    bool isSourceAvailable(const std::optional<CaptureSource>& which) const;
-    std::uint32_t mainDisplayID() const;
+    void followDevices() { parts_->lists.followDevices(); }
+    bool isSourceAvailable(const std::optional<CaptureSource>& which) const {
+        return parts_->lists.isSourceAvailable(which);
+    }
+    std::uint32_t mainDisplayID() const { return parts_->lists.mainDisplayID(); }
 
  private:
     /// The owners of the values that are published by reference; created before the references.
@@ -163,7 +168,7 @@ class ScreenRecorder {
     };
     ScreenRecorder(const Services& services, std::unique_ptr<Parts> parts);
 
-    bool isAtRest() const;
+    bool isAtRest() const { return *state == State::idle && !starting_.isRunning(); }
     RecordingOptions options() const;
     bool soundAlone() const { return isKind(*source, CaptureSource::Kind::audioOnly); }
 

@@ -129,7 +129,7 @@ struct FakeDisplayPictures final : public SCScreenshotManager {
 struct FakeMouse final : public NSMouseMonitoring {
     std::unique_ptr<NSEventMonitor> addMouseDownMonitor(std::function<void(bool)> onMouseDown) override {
         press = std::move(onMouseDown);
-        return std::make_unique<FakeKeyMonitoring::Monitor>(monitors);
+        return std::make_unique<Counted<NSEventMonitor>>(monitors);
     }
     std::function<void(bool secondary)> press;
     int monitors = 0;

@@ -86,13 +86,9 @@ SelectionGeometry SelectionModel::geometry() const {
     return {bounds(), ratioOf(*toolbar_.aspect)};
 }
 
-void SelectionModel::setToolbarSize(const Size& size) {
-    toolbarSize_ = size;
-    publish();
-}
-
-void SelectionModel::setPickBarSize(const Size& size) {
-    pickBarSize_ = size;
+void SelectionModel::setBarSizes(const Size& toolbar, const Size& pickBar) {
+    toolbarSize_ = toolbar;
+    pickBarSize_ = pickBar;
     publish();
 }
 

@@ -85,8 +85,7 @@ class SelectionModel {
     bool windowsOnly() const { return settings_.windowsOnly; }
 
     /// The preferred sizes of the bars. Call again whenever they change.
-    void setToolbarSize(const Size& size);
-    void setPickBarSize(const Size& size);
+    void setBarSizes(const Size& toolbar, const Size& pickBar);
 
     /// Selects a rectangle, unless too little of it lies on the screen.
     void preselect(const Rect& rect);

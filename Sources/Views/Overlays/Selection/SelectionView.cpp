@@ -160,8 +160,7 @@ bool SelectionView::place(QWidget& bar, const std::optional<Rect>& frame) {
 }
 
 void SelectionView::reportBarSizes() {
-    model_.setToolbarSize(preferredSize(*toolbar_));
-    model_.setPickBarSize(preferredSize(*pickBar_));
+    model_.setBarSizes(preferredSize(*toolbar_), preferredSize(*pickBar_));
 }
 
 bool SelectionView::event(QEvent* event) {

@@ -13,34 +13,13 @@ namespace {
 constexpr double epsilon = 1e-6;
 constexpr double minSide = SelectionGeometry::minSide;
 
-/// Random screens, shapes, selections and points, with many special values among them.
-class Drags {
+/// Random numbers, often whole ones or a bound.
+class Numbers {
  public:
     double between(double low, double high) {
         const double any = std::uniform_real_distribution(low, high)(random_);
         const auto kind = random_() % 8;
         return kind < 4 ? any : kind < 6 ? std::clamp(std::round(any), low, high) : kind == 6 ? low : high;
-    }
-    template <class Values>
-    auto oneOf(const Values& values) {
-        return values[random_() % values.size()];
-    }
-    SelectionGeometry geometry() {
-        const std::vector<Size> screens{{1920, 1080}, {1080, 1920}, {3840, 2160}, {683, 384}, {80, 70}};
-        const Size screen = oneOf(screens);
-        return {{0, 0, screen.width, screen.height}, ratioOf(oneOf(allCases<AspectPreset>()))};
-    }
-    /// A valid selection.
-    Rect selection(const SelectionGeometry& in) {
-        const double width = between(minSide, in.bounds.width);
-        const double height = between(minSide, in.bounds.height);
-        const Rect shaped = in.largestWithin(
-            {between(0, in.bounds.width - width), between(0, in.bounds.height - height), width, height});
-        return std::min(shaped.width, shaped.height) < minSide ? in.largestWithin(in.bounds) : shaped;
-    }
-    /// On the screen or beside it.
-    Point point(const SelectionGeometry& in) {
-        return {between(-300, in.bounds.width + 300), between(-300, in.bounds.height + 300)};
     }
 
  private:
@@ -57,24 +36,32 @@ testing::AssertionResult isValid(const Rect& rect, const SelectionGeometry& in, 
 }
 
 TEST(SelectionGeometryTests, EveryDragGivesAValidSelection) {
-    Drags drags;
-    for (int i = 0; i < 40000; ++i) {
-        const SelectionGeometry geometry = drags.geometry();
-        const Rect before = drags.selection(geometry);
-        const Handle handle = drags.oneOf(handlesFor(geometry.ratio));
-        const Rect resized = geometry.resize(before, handle, drags.point(geometry));
-        ASSERT_TRUE(isValid(resized, geometry)) << "resized";
-        const Rect moved = geometry.move(before, drags.between(-4000, 4000), drags.between(-4000, 4000));
-        ASSERT_TRUE(isValid(moved, geometry)) << "moved";
-        ASSERT_EQ(moved.size(), before.size());
-        const auto side = [&] {
-            return drags.between(-1, 1) < 0 ? std::nullopt : std::optional(drags.between(1, 5000));
-        };
-        ASSERT_TRUE(isValid(geometry.resized(before, side(), side()), geometry, false)) << "typed";
-        const Rect rounded = geometry.rounded(resized);
-        ASSERT_EQ(geometry.rounded(rounded), rounded);
-        ASSERT_TRUE(isValid(rounded, geometry, false));
-        ASSERT_LT(rounded.width - resized.width, 2);
+    Numbers random;
+    for (const Size& screen : {Size{1920, 1080}, {1080, 1920}, {683, 384}, {80, 70}}) {
+        for (const AspectPreset preset : allCases<AspectPreset>()) {
+            const SelectionGeometry geometry{{0, 0, screen.width, screen.height}, ratioOf(preset)};
+            const auto side = [&] {
+                return random.between(-1, 1) < 0 ? std::nullopt : std::optional(random.between(1, 5000));
+            };
+            Rect now = geometry.largestWithin(geometry.bounds);
+            for (int i = 0; i < 2000; ++i) {
+                const Size before = now.size();
+                now = geometry.move(now, random.between(-4000, 4000), random.between(-4000, 4000));
+                ASSERT_TRUE(isValid(now, geometry)) << "moved";
+                ASSERT_EQ(now.size(), before);
+                for (const Handle handle : handlesFor(geometry.ratio)) {
+                    now = geometry.resize(now, handle,
+                                          {random.between(-300, screen.width + 300),
+                                           random.between(-300, screen.height + 300)});
+                    ASSERT_TRUE(isValid(now, geometry)) << "resized";
+                }
+                ASSERT_TRUE(isValid(geometry.resized(now, side(), side()), geometry, false)) << "typed";
+                const Rect rounded = geometry.rounded(now);
+                ASSERT_EQ(geometry.rounded(rounded), rounded);
+                ASSERT_TRUE(isValid(rounded, geometry, false));
+                ASSERT_LT(rounded.width - now.width, 2);
+            }
+        }
     }
 }
 
@@ -145,9 +132,10 @@ TEST(SelectionGeometryTests, ToolbarCoversNoHandle) {
                                             {{1270, 300, 10, 60}, {548, 244}}};
     for (const auto& [selection, origin] : cases)
         EXPECT_EQ(toolbarFrame(selection, bar, screen), (Rect{origin.x, origin.y, 720, 44}));
-    Drags drags;
+    Numbers random;
     for (int i = 0; i < 20000; ++i) {
-        const Rect selection = drags.selection(geometry);
+        const double width = random.between(minSide, 1280), height = random.between(minSide, 800);
+        const Rect selection{random.between(0, 1280 - width), random.between(0, 800 - height), width, height};
         const Rect frame = toolbarFrame(selection, bar, screen);
         ASSERT_EQ(geometry.shiftedInside(frame), frame);
         for (const Handle each : allHandles) {
