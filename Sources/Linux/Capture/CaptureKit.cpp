@@ -47,6 +47,16 @@ Client clientInPoints() {
     return Client(std::string(), scale);
 }
 
+/// The client's answer; `otherwise` when no X server can be reached.
+template <class Client, class Query, class Answer>
+Answer queryOr(Answer otherwise, const ReconnectingClient<Client>& client, Query query) {
+    try {
+        return client.query(query);
+    } catch (const PlatformError&) {
+        return otherwise;
+    }
+}
+
 }  // namespace
 
 CaptureKit::CaptureKit()
@@ -65,27 +75,16 @@ std::vector<SCWindow> CaptureKit::windows() const {
 }
 
 std::uint32_t CaptureKit::CGMainDisplayID() const {
-    try {
-        return displays_.query([](const x11::Displays& each) { return each.mainDisplayID(); });
-    } catch (const PlatformError&) {
-        return 0;
-    }
+    return queryOr(0U, displays_, [](const x11::Displays& each) { return each.mainDisplayID(); });
 }
 
 Rect CaptureKit::CGDisplayBounds(std::uint32_t displayID) const {
-    try {
-        return displays_.query([=](const x11::Displays& each) { return each.bounds(displayID); });
-    } catch (const PlatformError&) {
-        return {};
-    }
+    return queryOr(Rect(), displays_, [=](const x11::Displays& each) { return each.bounds(displayID); });
 }
 
 std::optional<Rect> CaptureKit::windowBounds(std::uint32_t windowID) const {
-    try {
-        return windows_.query([=](const x11::WindowList& each) { return each.bounds(windowID); });
-    } catch (const PlatformError&) {
-        return std::nullopt;
-    }
+    return queryOr(std::optional<Rect>(), windows_,
+                   [=](const x11::WindowList& each) { return each.bounds(windowID); });
 }
 
 void CaptureKit::getShareableContent(ContentHandler handler) const {

@@ -145,6 +145,16 @@ class ScreenSaverInhibition final : public NSActivity {
     std::shared_ptr<State> state_ = std::make_shared<State>();
 };
 
+QString absolutePath(const std::filesystem::path& url) {
+    return QString::fromStdString(std::filesystem::absolute(url).string());
+}
+
+/// False if there is no xdg-open.
+bool startOpener(const std::filesystem::path& url) {
+    const QString opener = QStandardPaths::findExecutable(QStringLiteral("xdg-open"));
+    return !opener.isEmpty() && QProcess::startDetached(opener, {absolutePath(url)});
+}
+
 std::chrono::nanoseconds read(clockid_t clock) {
     timespec time{};
     clock_gettime(clock, &time);
@@ -166,20 +176,6 @@ std::unique_ptr<NSActivity> ProcessInfo::beginActivity(std::uint64_t options, co
     if ((options & displaySleepDisabled) == 0) return std::make_unique<NSActivity>();
     return std::make_unique<ScreenSaverInhibition>(reason);
 }
-
-namespace {
-
-QString absolutePath(const std::filesystem::path& url) {
-    return QString::fromStdString(std::filesystem::absolute(url).string());
-}
-
-/// False if there is no xdg-open.
-bool startOpener(const std::filesystem::path& url) {
-    const QString opener = QStandardPaths::findExecutable(QStringLiteral("xdg-open"));
-    return !opener.isEmpty() && QProcess::startDetached(opener, {absolutePath(url)});
-}
-
-}  // namespace
 
 void Workspace::openURL(const std::filesystem::path& url) {
     if (startOpener(url)) return;

@@ -16,11 +16,6 @@ namespace {
     throw PlatformError(localized("No sound server can be reached."));
 }
 
-void initializeLibrary() {
-    static std::once_flag once;
-    std::call_once(once, [] { pw_init(nullptr, nullptr); });
-}
-
 /// Contexts are created and destroyed one at a time: they use process-wide state of the library.
 std::mutex& contextMutex() {
     static std::mutex mutex;
@@ -46,7 +41,8 @@ const pw_core_events Session::events = [] {
 }();
 
 Session::Session() {
-    initializeLibrary();
+    static std::once_flag initialized;
+    std::call_once(initialized, [] { pw_init(nullptr, nullptr); });
     loop_.reset(pw_thread_loop_new("lumicrate-sound", nullptr));
     if (!loop_) failUnreachable();
     connect();

@@ -140,14 +140,11 @@ struct Take {
         const Buffer& buffer = *std::prev(std::ranges::upper_bound(buffers, frame, {}, &Buffer::firstFrame));
         return buffer.stamp + std::chrono::nanoseconds((frame - buffer.firstFrame) * 1'000'000'000 / 48000);
     }
-    /// The first frame at or after a host time.
+    /// The first frame of the buffer that contains a host time, or of the next one.
     std::size_t frameAt(std::chrono::nanoseconds time) const {
-        for (const Buffer& each : buffers) {
-            if (time >= each.end()) continue;
-            const auto into = std::max(time - each.stamp, std::chrono::nanoseconds(0));
-            return each.firstFrame + static_cast<std::size_t>(into.count() * 48000 / 1'000'000'000);
-        }
-        return channels.empty() ? 0 : channels[0].size();
+        const auto found =
+            std::ranges::find_if(buffers, [=](const Buffer& each) { return each.end() > time; });
+        return found == buffers.end() ? channels.at(0).size() : found->firstFrame;
     }
 };
 
@@ -191,7 +188,7 @@ class Running {
     }
     void stop() { source_->stop(); }
     bool failed() const { return failed_; }
-    /// The sentences for the user; complete once it is stopped.
+    /// The sentences for the user, once it is stopped.
     const std::vector<std::string>& notices() const { return notices_; }
 
  private:

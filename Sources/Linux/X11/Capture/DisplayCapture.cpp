@@ -194,22 +194,16 @@ void DisplayCapture::readPixels(Changes& changes) {
             if (reads.size() == 1 && place == shadow_.picture().bounds()) {
                 shadow_.replace(reader_.keepFirst(place.width, place.height), changes.blocks);
             } else {
-                applyPixels(part, reads[i].rect, *pictures[i], changes);
+                const std::uint32_t* const first =
+                    pictures[i]->row(part.y - reads[i].rect.y) + (part.x - reads[i].rect.x);
+                shadow_.merge(place.x, place.y, {first, part.width, part.height, pictures[i]->stride},
+                              changes.blocks);
             }
         }
     }
     unread_.remove(geometry_.blocksIn(done));
     screenReadDone(screenFailed);
     scheduleRetry(windowFailed ? windowRetryDelay : std::chrono::milliseconds::zero());
-}
-
-/// Copies a part of the pixels of a read into the shadow image.
-void DisplayCapture::applyPixels(const PixelRect& part, const PixelRect& read, const BgraView& pixels,
-                                 Changes& changes) {
-    const PixelRect place = geometry_.toSource(part);
-    const BgraView view{pixels.row(part.y - read.y) + (part.x - read.x), part.width, part.height,
-                        pixels.stride};
-    shadow_.merge(place.x, place.y, view, changes.blocks);
 }
 
 /// The server refuses rectangles outside the root window: its size has changed.

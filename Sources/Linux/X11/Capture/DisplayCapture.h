@@ -67,7 +67,6 @@ class DisplayCapture {
     bool refreshLayout(Changes& changes);
     void moveCursor(const CursorOverlay& cursor, Changes& changes);
     void readPixels(Changes& changes);
-    void applyPixels(const PixelRect& part, const PixelRect& read, const BgraView& pixels, Changes& changes);
     void screenReadDone(bool failed);
     void scheduleRetry(std::chrono::nanoseconds delay);
 

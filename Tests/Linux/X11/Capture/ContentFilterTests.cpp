@@ -102,11 +102,10 @@ class ContentFilterTests : public testing::TestWithParam<bool> {
     }
     /// Also names a window that does not exist.
     static std::vector<SCWindow> windows(std::initializer_list<const TestWindow*> which) {
-        std::vector<SCWindow> all(which.size() + 1);
-        std::ranges::transform(which, all.begin(), [](const TestWindow* each) {
-            return SCWindow{.windowID = each->id(), .frame = {}, .title = {}, .owningApplication = {}};
-        });
-        all.back().windowID = 0x7654321;
+        std::vector<SCWindow> all;
+        for (const TestWindow* each : which)
+            all.emplace_back().windowID = each->id();
+        all.emplace_back().windowID = 0x7654321;
         return all;
     }
     void captureWithout(std::initializer_list<const TestWindow*> which) {
@@ -124,14 +123,12 @@ class ContentFilterTests : public testing::TestWithParam<bool> {
                    std::ranges::equal(wanted.chroma, seen.last.chroma, near);
         });
     }
-    /// Gives the window, or the root window, another pattern, and waits for a picture of only that.
+    /// Gives the window another pattern, or the screen another background, and waits for a picture of only
+    /// that.
     void expectUnbroken(TestWindow& below, const std::string& when) {
-        below.fill(pattern(++seed_));
-        EXPECT_TRUE(shows(pattern(seed_))) << when;
-    }
-    void expectUnbroken(const std::string& when) {
-        stage.painter.setBackground(pattern(++seed_));
-        EXPECT_TRUE(shows(pattern(seed_))) << when;
+        const BgraPicture next = pattern(++seed_);
+        &below == &stage.painter ? stage.painter.setBackground(next) : below.fill(next);
+        EXPECT_TRUE(shows(next)) << when;
     }
 
     ScreenStage stage{GetParam()};
@@ -345,26 +342,26 @@ TEST_P(ContentFilterTests, AnApplicationsWindowIsExcludedWithItsFrame) {
     stage.painter.setBackground(pattern(1));
     TestWindow excluded = show({.frame = {90, 60, 150, 130}, .colour = forbidden, .managed = true});
     captureWithout({&excluded});
-    expectUnbroken("unmanaged");
+    expectUnbroken(stage.painter, "unmanaged");
     stage.server.startWindowManager();
     EXPECT_TRUE(eventually([&] { return topLevelOf(connection, excluded.id()) != excluded.id(); }));
-    expectUnbroken("managed");
+    expectUnbroken(stage.painter, "managed");
     excluded.move(140, 90);
-    expectUnbroken("moved");
+    expectUnbroken(stage.painter, "moved");
     excluded.unmap();
-    expectUnbroken("away");
+    expectUnbroken(stage.painter, "away");
     excluded.map();
-    expectUnbroken("back");
+    expectUnbroken(stage.painter, "back");
 }
 
 /// Whether the server keeps the window's pixels in a pixmap.
 bool isRedirected(const TestWindow& window) {
-    xcb_connection_t* const connection = window.connection().get();
-    const xcb_pixmap_t pixmap = xcb_generate_id(connection);
-    const Reply<xcb_generic_error_t> error(xcb_request_check(
-        connection, xcb_composite_name_window_pixmap_checked(connection, window.id(), pixmap)));
-    if (!error) xcb_free_pixmap(connection, pixmap);
-    return !error;
+    const Connection& connection = window.connection();
+    const xcb_pixmap_t pixmap = connection.generateId();
+    const auto request = xcb_composite_name_window_pixmap_checked(connection.get(), window.id(), pixmap);
+    if (!connection.succeeds(request)) return false;
+    xcb_free_pixmap(connection.get(), pixmap);
+    return true;
 }
 
 class UncomposedContentFilterTests : public ContentFilterTests {};

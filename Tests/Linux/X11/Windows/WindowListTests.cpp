@@ -74,10 +74,7 @@ TEST_F(WindowListTests, ManagedWindowsAreListedInTheirFramesFrontToBack) {
 
     const SCWindow window = find(back.id()).value();
     EXPECT_EQ(window.title, "back");
-    EXPECT_EQ(window.windowLayer, 0);
-    EXPECT_EQ(window.owningApplication->processID, getpid());
     const xcb_window_t frame = topLevelOf(Connection(server->displayName()), back.id());
-    ASSERT_NE(frame, back.id());
     EXPECT_EQ(window.frame, outline(frame));
     EXPECT_GT(window.frame.height, 205) << "a title bar";
     EXPECT_EQ(list->bounds(back.id()), window.frame);
@@ -96,10 +93,8 @@ TEST_F(WindowListTests, ManagedWindowsAreListedInTheirFramesFrontToBack) {
         const auto bounds = list->bounds(front.id());
         return bounds->width > 1000 && bounds == outline(outer);
     })) << "larger than the screen";
-    TestWindow menu = show({.frame = {150, 150, 80, 120}});
-    ASSERT_TRUE(eventually([&] { return find(menu.id()); }));
-    const std::vector<std::uint32_t> all = ids();
-    EXPECT_LT(std::ranges::find(all, menu.id()), std::ranges::find(all, front.id()));
+    const TestWindow menu = show({.frame = {150, 150, 80, 120}});
+    EXPECT_TRUE(eventually([&] { return ids().at(0) == menu.id(); })) << "in front";
     test::ask(front, "_NET_WM_STATE", {1, front.connection().internAtom("_NET_WM_STATE_FULLSCREEN")});
     EXPECT_TRUE(eventually([&] { return list->bounds(front.id()) == Rect{0, 0, 800, 600}; }));
 }
@@ -237,7 +232,6 @@ TEST_F(WindowListTests, OpacityIsReportedWhileACompositorAppliesIt) {
     TestWindow panel = show({.frame = {0, 0, 80, 40}});
     ASSERT_TRUE(eventually([&] { return find(window.id()) && find(framed.id()) && find(panel.id()); }));
     const xcb_window_t frame = topLevelOf(Connection(server->displayName()), framed.id());
-    ASSERT_NE(frame, framed.id());
     const auto setOpacity = [&](std::uint32_t which, std::uint32_t opacity) {
         window.setProperty("_NET_WM_WINDOW_OPACITY", "CARDINAL", {opacity}, which);
     };

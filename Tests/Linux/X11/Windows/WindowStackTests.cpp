@@ -216,10 +216,7 @@ TEST(RecentAreaTests, AreasExpireAndATrailStaysLimited) {
 }
 
 TEST(WindowTextTests, Utf8IsKeptAndInvalidBytesAreReplaced) {
-    struct Case {
-        std::string_view bytes;
-        std::string_view text;
-    };
+    using Case = std::pair<std::string_view, std::string_view>;
     for (const auto& [bytes, text] : {
              Case{"", ""},
              Case{"Ünïcödé 日本語 العربية 🎬", "Ünïcödé 日本語 العربية 🎬"},
