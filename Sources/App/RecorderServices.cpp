@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "App/RecorderServices.h"
 
-#include "Linux/Media/MovieFile/AssetSummary.h"
+#include "Linux/Media/Editing/Assets.h"
 #include "Linux/Media/MovieFile/AssetWriter.h"
 #include "Support/DispatchQueue.h"
 
@@ -37,7 +37,7 @@ RecorderServices::RecorderServices(SystemServices& system, const DesktopServices
 DurationReader::Readers lengthReaders() {
     constexpr unsigned int maxThreads = 4;
     DurationReader::Readers readers;
-    readers.read = [](const std::filesystem::path& url) { return media::summaryOfMovie(url).duration; };
+    readers.read = [](const std::filesystem::path& url) { return media::Assets().summary(url).duration; };
     const unsigned int threads = std::clamp(std::thread::hardware_concurrency(), 1U, maxThreads);
     for (unsigned int i = 0; i < threads; ++i)
         readers.queues.push_back(std::make_unique<SerialQueue>("Lumicrate.recording-lengths"));

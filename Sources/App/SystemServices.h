@@ -9,7 +9,7 @@
 #include "Linux/Desktop/FileManager.h"
 #include "Linux/Desktop/UserDefaults.h"
 #include "Linux/Media/Editing/Assets.h"
-#include "Linux/Media/MovieFile/RecoveryList.h"
+#include "Linux/Media/MovieFile/MovieRecovery.h"
 #include "Linux/PipeWire/Devices.h"
 #include "Support/MediaTime.h"
 #include "Support/Notifications.h"

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // Any bytes can be read as an unfinished movie, and what is found can be finished.
-#include "Linux/Media/IsoBmff/BoxReader.h"
+#include "Linux/Media/IsoBmff/Boxes.h"
 #include "Linux/Media/IsoBmff/MovieIndex.h"
 #include "Linux/Media/IsoBmff/RecordingReader.h"
 #include "Linux/Media/IsoBmff/UnfinishedMovie.h"

@@ -6,8 +6,6 @@
 #include "Linux/Media/Editing/OutputMovie.h"
 #include "Linux/Media/Editing/ReencodedTrack.h"
 #include "Linux/Media/Editing/StitchedTrack.h"
-#include "Linux/Media/Editing/TickRange.h"
-#include "Linux/Media/MovieFile/AssetSummary.h"
 #include "Linux/Media/Sound/MixedTrack.h"
 #include "Support/Error.h"
 #include "Support/Log.h"
@@ -84,6 +82,46 @@ std::unique_ptr<TrackWriter> copyOf(const InputMovie& input, int track,
     return std::make_unique<CopiedTracks>(input, std::vector{track}, range);
 }
 
+/// The key pictures around the start of a range.
+struct KeyPictures {
+    /// Pictures are decoded in another order than they are shown. Then the other members mean nothing.
+    bool reordered = false;
+    /// The picture shown at the start is a key picture, or no picture precedes the start.
+    bool startsOnKey = true;
+    /// The first key picture after the start and within the range; null when there is none.
+    OwnedPacket next;
+
+    /// Reads the track up to the next key picture. Throws PlatformError.
+    static KeyPictures around(const InputMovie& source, int track, const CMTimeRange& range);
+};
+
+KeyPictures KeyPictures::around(const InputMovie& source, int track, const CMTimeRange& range) {
+    InputMovie input(source.path());
+    input.select({track});
+    input.seek(range.start.seconds());
+    const AVStream& stream = input.stream(track);
+    const AVRational clock = OutputMovie::clockFor(stream);
+    const TickRange ticks = TickRange::of(range, clock);
+    KeyPictures keys;
+    keys.reordered = stream.codecpar->video_delay > 0;
+    for (;;) {
+        OwnedPacket packet = makePacket();
+        if (!input.read(*packet) || packet->pts != packet->dts) {
+            keys.reordered = keys.reordered || packet->pts != packet->dts;
+            return keys;
+        }
+        const std::int64_t time = av_rescale_q(packet->pts, stream.time_base, clock);
+        const bool key = (packet->flags & AV_PKT_FLAG_KEY) != 0;
+        if (time >= ticks.end) return keys;
+        if (time <= ticks.start) {
+            keys.startsOnKey = key;
+        } else if (key) {
+            keys.next = std::move(packet);
+            return keys;
+        }
+    }
+}
+
 /// The pictures of a range, with the least work that begins exactly at the start.
 std::unique_ptr<TrackWriter> preciseCut(const InputMovie& source, int track, AVAssetExportPreset preset,
                                         const CMTimeRange& range) {
@@ -105,10 +143,6 @@ std::unique_ptr<TrackWriter> preciseCut(const InputMovie& source, int track, AVA
 }
 
 }  // namespace
-
-AVAssetSummary Assets::summary(const std::filesystem::path& url) const {
-    return summaryOfMovie(url);
-}
 
 void Assets::mixAudio(const std::filesystem::path& source, const std::filesystem::path& destination,
                       AVFileType type, const LongWork& work) const {

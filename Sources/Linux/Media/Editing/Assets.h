@@ -8,6 +8,8 @@ namespace lumicrate::media {
 
 class Assets final : public AVAssets {
  public:
+    /// Reads a few kilobytes; files in other containers than ISO base media, whatever their names say, are
+    /// probed with FFmpeg's libraries. Any thread, several at once. Throws PlatformError.
     AVAssetSummary summary(const std::filesystem::path& url) const override;
     void mixAudio(const std::filesystem::path& source, const std::filesystem::path& destination,
                   AVFileType type, const LongWork& work) const override;

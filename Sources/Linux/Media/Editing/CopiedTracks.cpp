@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "Linux/Media/Editing/CopiedTracks.h"
 
-#include "Linux/Media/Editing/TickRange.h"
+#include "Linux/Media/Editing/InputMovie.h"
 #include "Support/Error.h"
 
 #include <algorithm>

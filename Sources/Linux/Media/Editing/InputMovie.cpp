@@ -61,6 +61,10 @@ bool isCutOff(const AVFormatContext& context) {
     return false;
 }
 
+std::int64_t ticksAt(CMTime time, AVRational clock) {
+    return av_rescale_rnd(time.value(), clock.den, time.timescale() * clock.num, AV_ROUND_NEAR_INF);
+}
+
 }  // namespace
 
 InputMovie::InputMovie(const std::filesystem::path& path, Look look) : path_(path) {
@@ -201,6 +205,11 @@ void InputMovie::fail(const std::string& reason) const {
 
 void InputMovie::failWith(int error) const {
     throw PlatformError(sentence(path_, reasonOf(error)), error);
+}
+
+TickRange TickRange::of(const std::optional<CMTimeRange>& range, AVRational clock) {
+    if (!range) return {};
+    return {ticksAt(range->start, clock), ticksAt(range->end, clock)};
 }
 
 }  // namespace lumicrate::media

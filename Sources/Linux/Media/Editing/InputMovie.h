@@ -2,13 +2,12 @@
 // InputMovie: a finished movie file whose tracks are read packet by packet.
 #pragma once
 
-#include "Linux/Media/Editing/Libav.h"
-#include "Linux/Media/MovieFile/InputContainer.h"
+#include "Linux/Media/Libav.h"
 #include "Platform/AVAsset.h"
 
 #include <cstdint>
 #include <filesystem>
-#include <memory>
+#include <limits>
 #include <optional>
 #include <string>
 #include <vector>
@@ -61,6 +60,14 @@ class InputMovie {
 
     std::filesystem::path path_;
     InputContainer context_;
+};
+
+/// A range in ticks of a track's clock; by default everything.
+struct TickRange {
+    std::int64_t start = 0;
+    std::int64_t end = std::numeric_limits<std::int64_t>::max() / 2;  ///< halved, so that differences fit
+
+    static TickRange of(const std::optional<CMTimeRange>& range, AVRational clock);
 };
 
 /// Ticks of a track's clock in seconds.

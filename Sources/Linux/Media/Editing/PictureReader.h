@@ -3,7 +3,6 @@
 #pragma once
 
 #include "Linux/Media/Editing/InputMovie.h"
-#include "Linux/Media/Editing/TickRange.h"
 
 #include <cstdint>
 #include <filesystem>

@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "Linux/Media/Editing/ReencodedTrack.h"
 
+#include "Linux/Media/Editing/InputMovie.h"
 #include "Linux/Media/Editing/PictureReader.h"
-#include "Linux/Media/Editing/TickRange.h"
 #include "Linux/Media/Encoding/VideoEncoder.h"
 #include "Linux/Media/Files/Failure.h"
 #include "Support/Error.h"

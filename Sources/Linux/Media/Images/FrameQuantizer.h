@@ -2,7 +2,6 @@
 // FrameQuantizer: finds the part of each picture that an animated GIF must draw, and its palette.
 #pragma once
 
-#include "Linux/Media/Images/ColorList.h"
 #include "Linux/Media/Images/Palette.h"
 #include "Platform/AVAsset.h"
 #include "Support/Geometry.h"

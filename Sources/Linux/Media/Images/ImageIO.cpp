@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "Linux/Media/Images/ImageIO.h"
 
-#include "Linux/Media/Images/GifDestination.h"
 #include "Linux/Media/Images/MovieFrames.h"
 #include "Linux/Media/Images/PictureRenderer.h"
 
@@ -68,10 +67,6 @@ const CGImage* ImageGenerator::rendered(const MovieFrame& frame) {
 std::unique_ptr<AVAssetImageGenerator> ImageIO::makeImageGenerator(const std::filesystem::path& url,
                                                                    Size maximumSize) const {
     return std::make_unique<ImageGenerator>(url, maximumSize);
-}
-
-std::unique_ptr<CGImageDestination> ImageIO::makeGIFDestination(const std::filesystem::path& url) const {
-    return std::make_unique<GifDestination>(url);
 }
 
 }  // namespace lumicrate::media

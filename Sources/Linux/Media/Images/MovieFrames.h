@@ -3,8 +3,8 @@
 #pragma once
 
 #include "Linux/Media/Editing/InputMovie.h"
-#include "Linux/Media/Editing/Libav.h"
-#include "Linux/Media/Images/PictureShape.h"
+#include "Linux/Media/Images/PictureRenderer.h"
+#include "Linux/Media/Libav.h"
 #include "Support/MediaTime.h"
 
 #include <cstdint>

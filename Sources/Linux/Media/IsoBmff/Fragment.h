@@ -3,7 +3,7 @@
 // samples, and the box "mdat", which holds them.
 #pragma once
 
-#include "Linux/Media/IsoBmff/BoxWriter.h"
+#include "Linux/Media/IsoBmff/Boxes.h"
 #include "Linux/Media/IsoBmff/SampleTable.h"
 
 #include <cstdint>

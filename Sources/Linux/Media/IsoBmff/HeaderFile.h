@@ -2,7 +2,7 @@
 // HeaderFile: reads box headers here and there in a file.
 #pragma once
 
-#include "Linux/Media/IsoBmff/BoxReader.h"
+#include "Linux/Media/IsoBmff/Boxes.h"
 
 #include <cstdint>
 #include <optional>

@@ -2,8 +2,7 @@
 // MovieSummary: duration and tracks of a movie file from its headers, whichever program wrote it.
 #pragma once
 
-#include "Linux/Media/IsoBmff/BoxReader.h"
-#include "Linux/Media/IsoBmff/BoxWriter.h"
+#include "Linux/Media/IsoBmff/Boxes.h"
 
 #include <variant>
 #include <vector>

@@ -20,17 +20,11 @@ std::vector<std::uint8_t> allOf(BoxReader reader) {
     return {content.begin(), content.end()};
 }
 
-/// "mvhd", "tkhd" and "mdhd" begin with a version, by which times have 64 or 32 bits, and two dates.
-bool skipToDates(BoxReader& reader) {
-    const FullBoxHeader header = reader.fullBoxHeader();
-    require(header.version <= 1);
-    return header.version == 1;
-}
-
 std::int64_t readCreated(const BoxReader& moov) {
     BoxReader mvhd = moov.child("mvhd");
-    const bool large = skipToDates(mvhd);
-    const std::uint64_t date = mvhd.wide(large);
+    const FullBoxHeader header = mvhd.fullBoxHeader();
+    require(header.version <= 1);
+    const std::uint64_t date = mvhd.wide(header.version == 1);
     require(date <= std::numeric_limits<std::int64_t>::max());
     return static_cast<std::int64_t>(date) - epochShift;
 }
@@ -43,9 +37,7 @@ class TrackReader {
 
     std::uint32_t number() const {
         BoxReader tkhd = trak_.child("tkhd");
-        const bool large = skipToDates(tkhd);
-        tkhd.wide(large);
-        tkhd.wide(large);
+        tkhd.skipDates();
         return tkhd.u32();
     }
 
@@ -77,9 +69,7 @@ class TrackReader {
 
     std::uint32_t readTimescale() const {
         BoxReader mdhd = mdia_.child("mdhd");
-        const bool large = skipToDates(mdhd);
-        mdhd.wide(large);
-        mdhd.wide(large);
+        mdhd.skipDates();
         const std::uint32_t timescale = mdhd.u32();
         require(timescale > 0);
         return timescale;

@@ -2,7 +2,7 @@
 // Reads back a movie in progress: the boxes that makeEmptyIndex() and makeFragment() wrote.
 #pragma once
 
-#include "Linux/Media/IsoBmff/BoxReader.h"
+#include "Linux/Media/IsoBmff/Boxes.h"
 #include "Linux/Media/IsoBmff/MovieDescription.h"
 #include "Linux/Media/IsoBmff/SampleTable.h"
 

@@ -5,7 +5,7 @@
 // picture and chunk.
 #pragma once
 
-#include "Linux/Media/IsoBmff/BoxWriter.h"
+#include "Linux/Media/IsoBmff/Boxes.h"
 
 #include <algorithm>
 #include <cstdint>

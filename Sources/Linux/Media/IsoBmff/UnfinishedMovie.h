@@ -3,7 +3,7 @@
 // cut it off.
 #pragma once
 
-#include "Linux/Media/IsoBmff/BoxReader.h"
+#include "Linux/Media/IsoBmff/Boxes.h"
 #include "Linux/Media/IsoBmff/MovieDescription.h"
 #include "Linux/Media/IsoBmff/MovieHead.h"
 #include "Linux/Media/IsoBmff/SampleTable.h"

@@ -2,7 +2,7 @@
 #include "Linux/Media/MovieFile/MovieCompletion.h"
 
 #include "Linux/Media/IsoBmff/MovieIndex.h"
-#include "Linux/Media/MovieFile/RecoveryList.h"
+#include "Linux/Media/MovieFile/MovieRecovery.h"
 #include "Support/Error.h"
 #include "Support/Log.h"
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// MovieCompletion: adds the index to a movie file that has all its media. RecoveryList.h shows where it fits
+// MovieCompletion: adds the index to a movie file that has all its media. MovieRecovery.h shows where it fits
 // in.
 #pragma once
 

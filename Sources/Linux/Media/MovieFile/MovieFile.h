@@ -8,7 +8,7 @@
 #include "Linux/Media/IsoBmff/MovieFragmenter.h"
 #include "Linux/Media/IsoBmff/UnfinishedMovie.h"
 #include "Linux/Media/MovieFile/MovieCompletion.h"
-#include "Linux/Media/MovieFile/RecoveryList.h"
+#include "Linux/Media/MovieFile/MovieRecovery.h"
 #include "Platform/AVAssetWriter.h"
 
 #include <atomic>

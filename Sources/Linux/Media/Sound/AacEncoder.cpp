@@ -8,10 +8,7 @@
 #include <array>
 
 extern "C" {
-#include <libavcodec/avcodec.h>
-#include <libavutil/audio_fifo.h>
 #include <libavutil/channel_layout.h>
-#include <libavutil/log.h>
 }
 
 namespace lumicrate::media {
@@ -28,29 +25,12 @@ void require(const Pointer& pointer) {
 
 }  // namespace
 
-void AacEncoder::Free::operator()(AVAudioFifo* fifo) const {
-    av_audio_fifo_free(fifo);
-}
-void AacEncoder::Free::operator()(AVCodecContext* context) const {
-    avcodec_free_context(&context);
-}
-void AacEncoder::Free::operator()(AVFrame* frame) const {
-    av_frame_free(&frame);
-}
-void AacEncoder::Free::operator()(AVPacket* packet) const {
-    av_packet_free(&packet);
-}
-
 AacEncoder::AacEncoder(int sampleRate, int channels, int bitRate) : channels_(channels) {
     av_log_set_level(AV_LOG_QUIET);
     const AVCodec* codec = avcodec_find_encoder(AV_CODEC_ID_AAC);
     if (codec == nullptr) failWithCode(cannotSetUp, AVERROR_ENCODER_NOT_FOUND);
     context_.reset(avcodec_alloc_context3(codec));
-    frame_.reset(av_frame_alloc());
-    packet_.reset(av_packet_alloc());
     require(context_);
-    require(frame_);
-    require(packet_);
     context_->sample_fmt = AV_SAMPLE_FMT_FLTP;
     context_->sample_rate = sampleRate;
     context_->time_base = {1, sampleRate};

@@ -2,6 +2,7 @@
 // AacEncoder: encodes sound as AAC.
 #pragma once
 
+#include "Linux/Media/Libav.h"
 #include "Linux/Media/MovieFile/MovieFile.h"
 
 #include <cstdint>
@@ -9,11 +10,6 @@
 #include <memory>
 #include <span>
 #include <vector>
-
-struct AVAudioFifo;
-struct AVCodecContext;
-struct AVFrame;
-struct AVPacket;
 
 namespace lumicrate::media {
 
@@ -40,21 +36,14 @@ class AacEncoder {
     std::uint32_t leadIn() const;
 
  private:
-    struct Free {
-        void operator()(AVAudioFifo* fifo) const;
-        void operator()(AVCodecContext* context) const;
-        void operator()(AVFrame* frame) const;
-        void operator()(AVPacket* packet) const;
-    };
-
     void encodeWaiting(int frames, const Sink& sink);
     void receive(const Sink& sink);
 
     int channels_;
-    std::unique_ptr<AVCodecContext, Free> context_;
-    std::unique_ptr<AVAudioFifo, Free> waiting_;
-    std::unique_ptr<AVFrame, Free> frame_;
-    std::unique_ptr<AVPacket, Free> packet_;
+    OwnedCodec context_;
+    std::unique_ptr<AVAudioFifo, FreeLibav> waiting_;
+    OwnedFrame frame_ = makeFrame();
+    OwnedPacket packet_ = makePacket();
     std::vector<float> interleaved_;
     std::int64_t position_ = 0;
 };

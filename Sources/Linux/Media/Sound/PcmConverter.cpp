@@ -9,8 +9,6 @@
 
 extern "C" {
 #include <libavutil/channel_layout.h>
-#include <libavutil/error.h>
-#include <libswresample/swresample.h>
 }
 
 namespace lumicrate::media {
@@ -52,10 +50,6 @@ void keepLevels(SwrContext* context, int from, int to) {
 }
 
 }  // namespace
-
-void PcmConverter::Free::operator()(SwrContext* context) const {
-    swr_free(&context);
-}
 
 void PcmConverter::use(const AudioStreamBasicDescription& description, bool planar) {
     if (context_ && same(description, source_) && planar == planar_) return;

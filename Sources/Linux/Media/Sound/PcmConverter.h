@@ -2,13 +2,11 @@
 // PcmConverter: converts captured sound to interleaved 32-bit floats with the rate and channels of a track.
 #pragma once
 
+#include "Linux/Media/Libav.h"
 #include "Platform/CMSampleBuffer.h"
 
-#include <memory>
 #include <optional>
 #include <vector>
-
-struct SwrContext;
 
 namespace lumicrate::media {
 
@@ -25,15 +23,11 @@ class PcmConverter {
     double delay() const { return delay_; }
 
  private:
-    struct Free {
-        void operator()(SwrContext* context) const;
-    };
-
     void use(const AudioStreamBasicDescription& description, bool planar);
 
     int sampleRate_;
     int channels_;
-    std::unique_ptr<SwrContext, Free> context_;
+    OwnedResampler context_;
     AudioStreamBasicDescription source_;
     bool planar_ = false;
     double delay_ = 0;

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "Linux/Media/Images/ImageIO.h"
-#include "Linux/Media/Images/PictureShape.h"
+#include "Linux/Media/Images/PictureRenderer.h"
 #include "Support/Error.h"
 #include "Tests/Linux/TemporaryFolder.h"
 #include "Tests/Stage/ChildProcess.h"

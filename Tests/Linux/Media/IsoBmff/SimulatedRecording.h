@@ -3,7 +3,7 @@
 // write.
 #pragma once
 
-#include "Linux/Media/IsoBmff/BoxReader.h"
+#include "Linux/Media/IsoBmff/Boxes.h"
 #include "Linux/Media/IsoBmff/MovieFragmenter.h"
 #include "Linux/Media/IsoBmff/UnfinishedMovie.h"
 

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "Linux/Media/MovieFile/RecoveryList.h"
+#include "Linux/Media/MovieFile/MovieRecovery.h"
 #include "Support/Error.h"
 #include "Tests/Linux/TemporaryFolder.h"
 

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "Linux/Media/MovieFile/AssetSummary.h"
-
+// Assets::summary: duration, size and tracks of a movie file, read from its headers.
+#include "Linux/Media/Editing/Assets.h"
 #include "Linux/Media/Files/FileDescriptor.h"
 #include "Linux/Media/IsoBmff/MovieSummary.h"
-#include "Linux/Media/MovieFile/InputContainer.h"
+#include "Linux/Media/Libav.h"
 #include "Support/Error.h"
 
 #include <fcntl.h>
@@ -19,7 +19,6 @@
 #include <variant>
 
 extern "C" {
-#include <libavcodec/avcodec.h>
 #include <libavutil/display.h>
 }
 
@@ -132,7 +131,7 @@ std::optional<AVAssetSummary> summaryOfForeignMovie(const std::filesystem::path&
 
 }  // namespace
 
-AVAssetSummary summaryOfMovie(const std::filesystem::path& url) {
+AVAssetSummary Assets::summary(const std::filesystem::path& url) const {
     const MovieSource source(url);
     if (source.size() == 0) fail(url, localized("it is empty."));
     const isobmff::SummaryReading reading = isobmff::readMovieSummary(source);

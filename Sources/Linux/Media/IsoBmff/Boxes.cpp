@@ -1,7 +1,29 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "Linux/Media/IsoBmff/BoxReader.h"
+#include "Linux/Media/IsoBmff/Boxes.h"
 
 namespace lumicrate::isobmff {
+
+void BoxWriter::text(std::string_view characters) {
+    bytes_.insert(bytes_.end(), characters.begin(), characters.end());
+}
+
+void BoxWriter::bytes(std::span<const std::uint8_t> content) {
+    bytes_.insert(bytes_.end(), content.begin(), content.end());
+}
+
+void BoxWriter::zeros(std::size_t count) {
+    bytes_.resize(bytes_.size() + count);
+}
+
+void BoxWriter::patch32(std::size_t position, std::uint32_t value) {
+    for (int i = 0; i < 4; ++i)
+        bytes_[position + static_cast<std::size_t>(i)] = static_cast<std::uint8_t>(value >> (24 - 8 * i));
+}
+
+void BoxWriter::number(std::uint64_t value, int size) {
+    for (int shift = 8 * (size - 1); shift >= 0; shift -= 8)
+        bytes_.push_back(static_cast<std::uint8_t>(value >> shift));
+}
 
 std::span<const std::uint8_t> BoxReader::bytes(std::size_t count) {
     require(count <= rest_.size());
@@ -20,6 +42,14 @@ std::uint64_t BoxReader::number(std::size_t size) {
 FullBoxHeader BoxReader::fullBoxHeader() {
     const std::uint32_t both = u32();
     return {both >> 24, both & 0xffffff};
+}
+
+bool BoxReader::skipDates() {
+    const FullBoxHeader header = fullBoxHeader();
+    require(header.version <= 1);
+    const bool in64Bits = header.version == 1;
+    skip(in64Bits ? 16 : 8);
+    return in64Bits;
 }
 
 Box BoxReader::box() {

@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // Summaries of movies that another program writes in its various ways, and of other files. MovieSummaryTests
 // has our own.
-#include "Linux/Media/MovieFile/AssetSummary.h"
+#include "Linux/Media/Editing/Assets.h"
 #include "Support/Error.h"
 #include "Tests/Linux/TemporaryFolder.h"
 #include "Tests/Stage/ChildProcess.h"
@@ -47,7 +47,7 @@ class AssetSummaryTests : public testing::Test {
     }
     static std::string sentence(const Path& url) {
         try {
-            summaryOfMovie(url);
+            Assets().summary(url);
         } catch (const PlatformError& error) {
             return error.what();
         }
@@ -73,7 +73,7 @@ TEST_F(AssetSummaryTests, OfOtherProgramsFiles) {
         {ffmpeg({"-i", folder / "source.mp4", "-f", "avi"}, "renamed.mov"), {2.5, Size{160, 90}, "mpeg4", 1}},
     };
     for (const auto& [file, expected] : cases) {
-        AVAssetSummary movie = summaryOfMovie(file);
+        AVAssetSummary movie = Assets().summary(file);
         // Without edit lists, the reordering of B-frames may shift the end by two pictures.
         EXPECT_NEAR(movie.duration, expected.duration, 0.101) << file;
         movie.duration = expected.duration;
@@ -89,7 +89,7 @@ TEST_F(AssetSummaryTests, OfAMovieWithMediaOver4GiB) {
     const std::uint64_t mediaEnd = first.size() + (2ULL << 32);
     std::filesystem::resize_file(large, mediaEnd);
     std::ofstream(large, std::ios::binary | std::ios::app) << index;
-    EXPECT_EQ(summaryOfMovie(large), summaryOfMovie(folder / "source.mp4"));
+    EXPECT_EQ(Assets().summary(large), summaryOfMovie(folder / "source.mp4"));
 }
 
 TEST_F(AssetSummaryTests, OtherFilesAreRefusedWithASentence) {
