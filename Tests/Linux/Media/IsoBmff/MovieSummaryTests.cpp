@@ -1,13 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Summaries of our own movies at every stage, and of damaged ones. AssetSummaryTests has files of other
-// programs.
+// Summaries of our own movies at every stage, and of damaged ones. AssetsTests has files of other programs.
 #include "Linux/Media/IsoBmff/MovieSummary.h"
 #include "Tests/Linux/Media/IsoBmff/SimulatedRecording.h"
 
 #include <gtest/gtest.h>
-
-#include <functional>
-#include <optional>
 
 namespace lumicrate::isobmff::test {
 namespace {
@@ -18,28 +14,6 @@ std::optional<MovieSummary> read(const ByteSource& file) {
     return movie == nullptr ? std::nullopt : std::optional(*movie);
 }
 
-bool isCutOff(const ByteSource& file) {
-    return std::holds_alternative<CutOffMovie>(readMovieSummary(file));
-}
-
-double secondsOf(const SimulatedRecording& recording, std::size_t track) {
-    return static_cast<double>(recording.tables()[track].presentedEnd()) /
-           recording.description().tracks[track].timescale;
-}
-
-void expectTracks(const MemoryFile& file, const SimulatedRecording& recording, const std::string& what) {
-    const auto movie = read(file);
-    ASSERT_TRUE(movie) << what;
-    ASSERT_EQ(movie->tracks.size(), recording.description().tracks.size()) << what;
-    double longest = 0;
-    for (std::size_t i = 0; i < movie->tracks.size(); ++i) {
-        // Finished movies round to the movie's ticks.
-        EXPECT_NEAR(movie->tracks[i].duration, secondsOf(recording, i), 0.002) << what << i;
-        longest = std::max(longest, movie->tracks[i].duration);
-    }
-    EXPECT_EQ(movie->duration, longest) << what;
-}
-
 TEST(MovieSummaryTests, OurMoviesHaveTheSameSummaryFinishedOrNot) {
     for (const Brand brand : {Brand::mpeg4, Brand::quickTime}) {
         for (const double begin : {0.0, 3.0}) {
@@ -48,23 +22,37 @@ TEST(MovieSummaryTests, OurMoviesHaveTheSameSummaryFinishedOrNot) {
                 2 * blockSize);
             recording.record(begin, begin + 2, 7);
             recording.finish();
-            const std::string at = " from " + std::to_string(begin) + ", track ";
-            expectTracks(recording.file(), recording, "unfinished" + at);
-            expectTracks(finishedInRoom(recording), recording, "finished in its room" + at);
-            expectTracks(finishedByCopy(recording), recording, "finished by copying" + at);
-            expectTracks(finishedBehind(recording), recording, "finished behind" + at);
-            const TrackSummary picture = read(recording.file())->tracks[0];
-            EXPECT_EQ(picture.kind, fourCC("vide"));
-            EXPECT_EQ(picture.format, fourCC("hvc1"));
-            const auto& media = std::get<VideoDescription>(recording.description().tracks[0].media);
-            EXPECT_EQ(picture.width, media.width);
-            EXPECT_EQ(picture.height, media.height);
+            const std::pair<const char*, MemoryFile> stages[] = {
+                {"unfinished", recording.file()},
+                {"finished in its room", finishedInRoom(recording)},
+                {"finished by copying", finishedByCopy(recording)},
+                {"finished behind", finishedBehind(recording)}};
+            for (const auto& [what, file] : stages) {
+                SCOPED_TRACE(std::string(what) + " from " + std::to_string(begin));
+                const auto found = read(file);
+                ASSERT_TRUE(found);
+                ASSERT_EQ(found->tracks.size(), 3U);
+                double longest = 0;
+                for (std::size_t i = 0; i < 3; ++i) {
+                    const double seconds = static_cast<double>(recording.tables()[i].presentedEnd()) /
+                                           recording.description().tracks[i].timescale;
+                    // Finished movies round to the movie's ticks.
+                    EXPECT_NEAR(found->tracks[i].duration, seconds, 0.002) << i;
+                    longest = std::max(longest, found->tracks[i].duration);
+                }
+                EXPECT_EQ(found->duration, longest);
+                const TrackSummary& picture = found->tracks[0];
+                EXPECT_EQ(picture.kind, fourCC("vide"));
+                EXPECT_EQ(picture.format, fourCC("hvc1"));
+                EXPECT_EQ(picture.width, 1920);
+                EXPECT_EQ(picture.height, 1080);
+            }
         }
     }
 }
 
 TEST(MovieSummaryTests, NeitherMediaNorTablesAreRead) {
-    SimulatedRecording recording(movie(Brand::mpeg4, {screen(), sound("System", 2, 2112)}));
+    SimulatedRecording recording(screenAndSound());
     recording.record(0, 2000, 5);
     const MemoryFile finished = finishedBehind(recording);
     const CountedFile counted(finished);
@@ -74,11 +62,11 @@ TEST(MovieSummaryTests, NeitherMediaNorTablesAreRead) {
 }
 
 TEST(MovieSummaryTests, ATruncatedMovieIsRecognized) {
-    SimulatedRecording recording(movie(Brand::mpeg4, {screen(), sound("System", 2, 2112)}));
+    SimulatedRecording recording(screenAndSound());
     recording.record(0, 1, 9);
     const MemoryFile whole = finishedBehind(recording);
     for (std::uint64_t length = 8; length < whole.size(); ++length)
-        ASSERT_TRUE(isCutOff(whole.cut(length))) << length;
+        ASSERT_TRUE(std::holds_alternative<CutOffMovie>(readMovieSummary(whole.cut(length)))) << length;
     // Zeros behind the fragments, as after a power cut.
     MemoryFile powerCut = recording.file();
     const double before = read(powerCut)->duration;
@@ -92,7 +80,7 @@ TEST(MovieSummaryTests, ADamagedFileIsNoMovie) {
         std::size_t place;
         std::uint32_t value;
     };
-    SimulatedRecording recording(movie(Brand::mpeg4, {screen(), sound("System", 2, 2112)}));
+    SimulatedRecording recording(screenAndSound());
     recording.record(0, 1, 9);
     // The index alone, without the empty one in front.
     MemoryFile whole = finishedBehind(recording);

@@ -1,17 +1,12 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "Linux/Media/IsoBmff/MovieIndex.h"
 #include "Tests/Linux/Media/IsoBmff/SimulatedRecording.h"
 
 #include <gtest/gtest.h>
 
 #include <filesystem>
 #include <fstream>
-#include <iterator>
-#include <map>
-#include <string>
 
 namespace lumicrate::isobmff::test {
-
 namespace {
 
 /// Expects the movie with these samples.
@@ -65,21 +60,30 @@ std::map<std::string, MovieDescription> cases() {
     };
 }
 
-TEST(UnfinishedMovieTests, ReadsWhatWasWritten) {
+TEST(UnfinishedMovieTests, ReadsWhatWasWrittenUntilItIsFinished) {
     for (const auto& [name, description] : cases()) {
         SCOPED_TRACE(name);
-        SimulatedRecording recording(description);
+        SimulatedRecording recording(description, 4 * blockSize);
         expectAll(recording);
         recording.record(0, 7, 1);
         expectAll(recording);
         recording.finish();
         expectAll(recording);
         EXPECT_GT(recording.writes().size(), 8U);
+        for (const MemoryFile& file :
+             {finishedInRoom(recording), finishedByCopy(recording), finishedBehind(recording)}) {
+            const MovieReading reading = readUnfinishedMovie(file);
+            const auto* finished = std::get_if<FinishedMovie>(&reading);
+            ASSERT_NE(finished, nullptr);
+            EXPECT_EQ(finished->identifier, testIdentifier);
+            // A truncated finished movie cannot be repaired.
+            EXPECT_TRUE(isForeign(file.cut(file.size() - 1)));
+        }
     }
 }
 
 TEST(UnfinishedMovieTests, RecordingsOfDaysKeepTheirTimes) {
-    SimulatedRecording recording(movie(Brand::mpeg4, {screen(), sound("System", 2, 2112)}));
+    SimulatedRecording recording(screenAndSound());
     constexpr std::int64_t hour = 3600;
     for (std::int64_t second = 0; second < 72 * hour; second += 12 * hour) {
         recording.add(0, 40, second * 90000, 3000, second == 0);
@@ -87,7 +91,6 @@ TEST(UnfinishedMovieTests, RecordingsOfDaysKeepTheirTimes) {
     }
     recording.finish();
     expectAll(recording);
-    EXPECT_EQ(readBack(recording.file())->tracks[0].lastTime(), 60 * hour * 90000);
 }
 
 TEST(UnfinishedMovieTests, LateTracksAndEmptyOnesAreKept) {
@@ -96,13 +99,9 @@ TEST(UnfinishedMovieTests, LateTracksAndEmptyOnesAreKept) {
     for (int second = 1; second <= 30; ++second)
         recording.extendTo(second);
     EXPECT_EQ(readBack(recording.file())->tracks[0].end(), 30 * 90000) << "a still picture";
-    constexpr std::int64_t late = 30LL * 48000;
-    recording.add(2, 8, late, 1024, true);
+    recording.add(2, 8, 30LL * 48000, 1024, true);
     recording.finish();
     expectAll(recording);
-    const auto found = readBack(recording.file());
-    EXPECT_TRUE(found->tracks[1].isEmpty());
-    EXPECT_EQ(found->tracks[2].start(), late);
 }
 
 /// Every write completed, and the next one cut off after some bytes.
@@ -174,18 +173,6 @@ TEST(UnfinishedMovieTests, ARoomThatIsBeingGrownIsOneRoom) {
     }
 }
 
-TEST(UnfinishedMovieTests, AHalfWrittenIndexIsNotSeen) {
-    SimulatedRecording recording(screenWithSounds(), 3 * blockSize);
-    recording.record(0, 3, 9);
-    const Placed index = indexInRoom(recording);
-    for (std::size_t part = 0; part <= index.bytes.size(); part += 7) {
-        MemoryFile file = recording.file();
-        file.write({index.offset, {index.bytes.begin(), index.bytes.begin() + static_cast<int>(part)}});
-        expectRead(file, recording, recording.tables(), file.size());
-        if (HasFailure()) return;
-    }
-}
-
 TEST(UnfinishedMovieTests, AnIndexBeingWrittenBehindTheMediaDoesNotCount) {
     SimulatedRecording recording(screenWithSounds());
     recording.record(0, 3, 9);
@@ -199,24 +186,6 @@ TEST(UnfinishedMovieTests, AnIndexBeingWrittenBehindTheMediaDoesNotCount) {
     }
     file.write(mediaHeader(recording.layout(), mediaEnd));
     expectRead(file, recording, recording.tables(), mediaEnd);
-}
-
-TEST(UnfinishedMovieTests, FinishedMoviesAreRecognized) {
-    for (const auto& [name, description] : cases()) {
-        SCOPED_TRACE(name);
-        SimulatedRecording recording(description, 4 * blockSize);
-        recording.record(0, 3, 11);
-        recording.finish();
-        for (const MemoryFile& file :
-             {finishedInRoom(recording), finishedByCopy(recording), finishedBehind(recording)}) {
-            const MovieReading reading = readUnfinishedMovie(file);
-            const auto* finished = std::get_if<FinishedMovie>(&reading);
-            ASSERT_NE(finished, nullptr);
-            EXPECT_EQ(finished->identifier, testIdentifier);
-            // A truncated finished movie cannot be repaired.
-            EXPECT_TRUE(isForeign(file.cut(file.size() - 1)));
-        }
-    }
 }
 
 /// The fuzzer's corpus includes recordings of former versions.
@@ -236,5 +205,4 @@ TEST(UnfinishedMovieTests, TheFuzzersCorpusIsRead) {
 }
 
 }  // namespace
-
 }  // namespace lumicrate::isobmff::test
