@@ -2,6 +2,8 @@
 // A test case in a process of its own, in which system calls can be made to fail.
 #pragma once
 
+#include "Tests/Linux/TemporaryFolder.h"
+
 #include <fcntl.h>
 #include <linux/filter.h>
 #include <linux/seccomp.h>
@@ -17,12 +19,11 @@
 #include <csignal>
 #include <cstddef>
 #include <filesystem>
-#include <fstream>
 #include <functional>
 #include <stdexcept>
 #include <string>
 
-namespace lumicrate::media::test {
+namespace lumicrate::test {
 
 inline std::string outcome(const std::function<std::string()>& body) {
     try {
@@ -32,19 +33,15 @@ inline std::string outcome(const std::function<std::string()>& body) {
     }
 }
 
-inline void fill(const char* file, const std::string& text) {
-    std::ofstream(file) << text;
-}
-
 /// Without root, a user namespace of its own allows mounting.
 inline bool leaveNamespaces() {
     if (unshare(CLONE_NEWNS) == 0) return true;
     const std::string user = std::to_string(geteuid());
     const std::string group = std::to_string(getegid());
     if (unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0) return false;
-    fill("/proc/self/setgroups", "deny");
-    fill("/proc/self/uid_map", "0 " + user + " 1");
-    fill("/proc/self/gid_map", "0 " + group + " 1");
+    writeText("/proc/self/setgroups", "deny");
+    writeText("/proc/self/uid_map", "0 " + user + " 1");
+    writeText("/proc/self/gid_map", "0 " + group + " 1");
     return true;
 }
 
@@ -66,27 +63,17 @@ constexpr Refusal noAllocation{SYS_fallocate, 0, 0, EOPNOTSUPP};
 
 /// Runs `body` in a fork of this process and returns its result, or the text of the exception that it throws.
 inline std::string inChild(const std::function<std::string()>& body) {
-    std::array<int, 2> ends{};
-    if (pipe2(ends.data(), O_CLOEXEC) != 0) return "no pipe";
+    const TemporaryFolder folder;
     const pid_t child = fork();
     if (child == 0) {
         prctl(PR_SET_PDEATHSIG, SIGKILL);
-        const std::string text = outcome(body);
-        const bool isWritten = write(ends[1], text.data(), text.size()) == static_cast<ssize_t>(text.size());
-        _exit(isWritten ? 0 : 1);
+        writeText(folder / "result", outcome(body));
+        _exit(0);
     }
-    close(ends[1]);
-    std::string text;
-    std::array<char, 4096> buffer{};
-    while (true) {
-        const ssize_t count = read(ends[0], buffer.data(), buffer.size());
-        if (count <= 0) break;
-        text.append(buffer.data(), static_cast<std::size_t>(count));
-    }
-    close(ends[0]);
     int status = 0;
     waitpid(child, &status, 0);
-    return status == 0 ? text : "the child ended with status " + std::to_string(status) + ": " + text;
+    return status == 0 ? readText(folder / "result")
+                       : "the child ended with status " + std::to_string(status);
 }
 
 /// From now on, for this process. Throws std::runtime_error if the kernel does not accept the filter.
@@ -115,4 +102,4 @@ inline bool mountSmallFileSystem(const std::filesystem::path& folder, std::uint6
            mount("small", folder.c_str(), "tmpfs", 0, options.c_str()) == 0;
 }
 
-}  // namespace lumicrate::media::test
+}  // namespace lumicrate::test
