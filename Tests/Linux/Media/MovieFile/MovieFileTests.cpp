@@ -8,18 +8,13 @@
 #include <gmock/gmock.h>
 
 #include <atomic>
-#include <fstream>
-#include <optional>
 #include <thread>
 
 namespace lumicrate::media {
 namespace {
 
+using namespace test;
 using stage::MovieBoxes;
-using stage::MovieSample;
-using stage::MovieTrack;
-using test::SyntheticMovie;
-using test::TemporaryFolder;
 using testing::IsEmpty;
 
 /// A movie file in a folder of its own.
@@ -84,16 +79,16 @@ void expectWhole(const MovieBoxes& movie, int frames, int sounds) {
     EXPECT_TRUE(movie.indexInFront());
     EXPECT_FALSE(movie.isFragmented);
     ASSERT_EQ(movie.tracks.size(), 2U);
-    const std::vector<MovieSample>& pictures = movie.tracks[0].samples;
+    const auto& pictures = movie.tracks[0].samples;
     ASSERT_EQ(pictures.size(), static_cast<std::size_t>(frames));
     for (int i = 0; i < frames; ++i) {
-        const MovieSample& picture = pictures[static_cast<std::size_t>(i)];
+        const auto& picture = pictures[static_cast<std::size_t>(i)];
         ASSERT_EQ(picture.mediaTime, std::int64_t{i} * SyntheticMovie::frameTicks) << i;
         ASSERT_EQ(picture.size, SyntheticMovie::pictureSize(i)) << i;
         ASSERT_EQ(picture.isSync, SyntheticMovie::isKey(i)) << i;
     }
     EXPECT_EQ(pictures.back().duration, SyntheticMovie::lastTicks);
-    const std::vector<MovieSample>& sound = movie.tracks[1].samples;
+    const auto& sound = movie.tracks[1].samples;
     ASSERT_EQ(sound.size(), static_cast<std::size_t>(sounds));
     EXPECT_NEAR(sound.front().time, -1024.0 / 48000, 1e-6);
     EXPECT_NEAR(sound.back().time, (sounds - 2) * 1024.0 / 48000, 1e-6);
@@ -122,7 +117,7 @@ TEST_F(MovieFileTests, TheFileCanBePlayedAtAnyTime) {
     for (const double second : {3.6, 3.75, 3.9}) {
         file->extendTo(second);
         awaitDisk();
-        const MovieTrack pictures = movie().tracks.at(0);
+        const auto pictures = movie().tracks.at(0);
         EXPECT_EQ(pictures.samples.size(), 95U);
         EXPECT_NEAR(pictures.presentedDuration, second, 1e-4);
     }
@@ -163,7 +158,7 @@ TEST_F(MovieFileTests, IsCompletedWhereItWasMoved) {
 
 /// The list of recordings cannot be written, nor can the folder any more.
 TEST_F(MovieFileTests, RecordsWithoutRecoveryAndInAFolderThatBecomesReadOnly) {
-    std::ofstream(folder_ / "unfinished") << "a file where the folder should be";
+    writeText(folder_ / "unfinished", "a file where the folder should be");
     begin(0);
     std::filesystem::permissions(path_.parent_path(),
                                  std::filesystem::perms::owner_read | std::filesystem::perms::owner_exec);

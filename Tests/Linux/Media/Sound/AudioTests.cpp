@@ -1,40 +1,38 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
+// The way of sound into a track: AudioTimeline, PcmConverter, AudioTrack and ParallelAacEncoder.
+#include "Linux/Media/Sound/AudioTimeline.h"
+#include "Linux/Media/Sound/ParallelAacEncoder.h"
 #include "Linux/Media/Sound/PcmConverter.h"
 #include "Tests/Linux/Media/MovieMaker.h"
-#include "Tests/Stage/MovieProbe.h"
 
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <numbers>
+#include <random>
 
 namespace lumicrate::media {
 namespace {
 
+using namespace test;
 using stage::MovieProbe;
-using test::audioSettings;
-using test::frame;
-using test::MovieMaker;
-using test::sound;
-using test::TestPicture;
-using test::videoSettings;
 
-constexpr CMTime start{1000, 1};
+using Samples = std::vector<float>;
 
 CMTime at(std::int64_t frameNumber) {
     return start + CMTime(frameNumber, 48000);
 }
 
-std::vector<float> tone(std::size_t frames) {
-    std::vector<float> samples(frames);
+Samples tone(std::size_t frames) {
+    Samples samples(frames);
     for (std::size_t i = 0; i < frames; ++i)
         samples[i] = 0.3F * std::sin(2 * std::numbers::pi_v<float> * 440 * static_cast<float>(i) / 48000);
     return samples;
 }
 
 /// Silence with a click: a short burst whose middle can be found to the sample.
-std::vector<float> click(std::size_t frames, std::size_t where) {
-    std::vector<float> samples(frames, 0);
+Samples click(std::size_t frames, std::size_t where) {
+    Samples samples(frames, 0);
     for (int i = -24; i <= 24; ++i) {
         const float window = 0.5F + 0.5F * std::cos(std::numbers::pi_v<float> * static_cast<float>(i) / 25);
         const float wave = std::cos(2 * std::numbers::pi_v<float> * static_cast<float>(i) / 24);
@@ -45,7 +43,7 @@ std::vector<float> click(std::size_t frames, std::size_t where) {
 
 /// The place of the click, in frames from time zero.
 long clickOf(const stage::Sound& sound, std::size_t channel = 0) {
-    const std::vector<float>& samples = sound.samples.at(channel);
+    const Samples& samples = sound.samples.at(channel);
     const auto loudest = std::max_element(samples.begin(), samples.end());
     return std::lround(sound.startTime * 48000) + static_cast<long>(loudest - samples.begin());
 }
@@ -55,13 +53,6 @@ long length(const MovieProbe& probe, std::size_t track = 0) {
     return std::lround(probe.audioTrack(track).duration * 48000);
 }
 
-float peak(const stage::Sound& sound, std::size_t from, std::size_t to) {
-    float peak = 0;
-    for (std::size_t i = from; i < to; ++i)
-        peak = std::max(peak, std::abs(sound.samples[0].at(i)));
-    return peak;
-}
-
 TEST(AudioTests, AClickIsAtItsTimestamp) {
     for (const auto& [firstStamp, clickAt] : std::vector<std::pair<long, std::size_t>>{
              {0, 50}, {12345, 1000}, {300, 40000}, {-5000, 30000}, {-137, 30000}}) {
@@ -69,7 +60,7 @@ TEST(AudioTests, AClickIsAtItsTimestamp) {
         MovieMaker maker({videoSettings(64, 64), audioSettings(2)});
         const auto picture = std::make_shared<TestPicture>(64, 64);
         maker.append(0, frame(start, picture));
-        const std::vector<float> samples = click(96000, clickAt);
+        const Samples samples = click(96000, clickAt);
         // In pieces of no round length.
         for (long from = 0; from < 96000; from += 700) {
             const auto end = samples.begin() + std::min(96000L, from + 700);
@@ -93,11 +84,9 @@ TEST(AudioTests, DriftIsCorrected) {
         MovieMaker maker({audioSettings(1)}, AVFileType::appleM4A);
         constexpr long pieces = 1200;  // two minutes
         const auto stamp = [&](long piece) { return std::lround(static_cast<double>(piece) * 4800 * real); };
-        for (long piece = 0; piece < pieces; ++piece) {
-            const bool clicks = piece == pieces - 2;
+        for (long piece = 0; piece < pieces; ++piece)
             maker.append(0,
-                         sound(at(stamp(piece)), clicks ? click(4800, 2400) : std::vector<float>(4800), 1));
-        }
+                         sound(at(stamp(piece)), piece == pieces - 2 ? click(4800, 2400) : Samples(4800), 1));
         MovieProbe probe = maker.finished();
         EXPECT_NEAR(length(probe), stamp(pieces), 480);
         EXPECT_NEAR(clickOf(probe.sound()), stamp(pieces - 2) + 2400, 480);
@@ -121,8 +110,9 @@ TEST(AudioTests, TracksHaveTheirOrderAndLastAsLongAsThePictures) {
         EXPECT_EQ(track.channels, number == 0 ? 2 : 1);
         EXPECT_EQ(track.handler, number == 0 ? "System audio" : "Microphone");
         EXPECT_NEAR(length(probe, number), 48000 * 3 + 48, 1);
-        const stage::Sound heard = probe.sound(number);
-        EXPECT_LT(peak(heard, 8000, heard.samples[0].size()), 0.001F);
+        const Samples heard = probe.sound(number).samples[0];
+        const auto isLoud = [](float sample) { return std::abs(sample) >= 0.001F; };
+        EXPECT_TRUE(std::none_of(heard.begin() + 8000, heard.end(), isLoud));
     }
 }
 
@@ -139,8 +129,58 @@ TEST(AudioTests, PicturesAndSoundEndWithTheSession) {
     }
     MovieMaker maker({audioSettings(2)}, AVFileType::appleM4A);
     maker.append(0, sound(at(0), tone(100), 2));
-    ASSERT_EQ(maker.finish(), AVAssetWriterStatus::completed);
-    EXPECT_NEAR(length(MovieProbe(maker.path())), 100, 1);
+    EXPECT_NEAR(length(maker.finished()), 100, 1);
+}
+
+void expectPlacement(const AudioPlacement& got, const AudioPlacement& wanted) {
+    EXPECT_EQ(got.silence, wanted.silence);
+    EXPECT_EQ(got.skip, wanted.skip);
+    EXPECT_EQ(got.take, wanted.take);
+    EXPECT_EQ(got.make, wanted.make);
+}
+
+TEST(AudioTimelineTests, StartsGapsAndOverlapsAreExact) {
+    const struct {
+        std::int64_t stamp, frames;
+        AudioPlacement placement;
+    } pieces[] = {
+        {-1000, 480, {0, 480, 0, 0}}, {-520, 480, {0, 480, 0, 0}},     {-40, 480, {0, 40, 440, 440}},
+        {440, 480, {0, 0, 480, 480}}, {1881, 480, {961, 0, 480, 480}}, {861, 4800, {0, 1500, 3300, 3300}},
+        {0, 4800, {0, 4800, 0, 0}},   {6173, 512, {512, 0, 512, 512}},  // a cycle lost by the sound server
+    };
+    AudioTimeline line(start, 48000);
+    for (const auto& [stamp, frames, placement] : pieces) {
+        SCOPED_TRACE(stamp);
+        expectPlacement(line.place(at(stamp), frames), placement);
+    }
+    EXPECT_EQ(line.padTo(at(9600)), 9600 - 6685);
+    EXPECT_EQ(line.padTo(at(100)), 0);
+    EXPECT_EQ(line.length(), 9600);
+    expectPlacement(AudioTimeline(start, 48000).place(at(7), 480), {7, 0, 480, 480});
+}
+
+TEST(AudioTimelineTests, FollowsADriftingClockForAnHour) {
+    // Parts per million, and jitter in frames.
+    for (const auto& [partsPerMillion, jitter] :
+         std::vector<std::pair<double, int>>{{300, 0}, {-300, 0}, {300, 240}, {-300, 240}, {0, 160}}) {
+        AudioTimeline line(start, 48000);
+        std::mt19937 random(5);
+        const double real = 1 + partsPerMillion / 1e6;
+        std::int64_t worst = 0;
+        std::int64_t cut = 0;
+        std::int64_t maxStretch = 0;
+        for (std::int64_t frames = 0; frames < std::int64_t{3600} * 48000; frames += 480) {
+            const std::int64_t truth = std::llround(static_cast<double>(frames) * real);
+            const auto spread = static_cast<std::int64_t>(jitter ? random() % (2U * jitter) : 0);
+            worst = std::max(worst, std::abs(line.length() - truth));
+            const AudioPlacement placement = line.place(at(truth + spread - jitter), 480);
+            if (frames > 0) cut += placement.silence + placement.skip;
+            maxStretch = std::max(maxStretch, std::abs(placement.make - placement.take));
+        }
+        EXPECT_LT(worst, 480) << partsPerMillion << " ppm, jitter of " << jitter << " frames";
+        EXPECT_EQ(cut, 0);
+        EXPECT_LE(maxStretch, 1);
+    }
 }
 
 template <class Sample = float>
@@ -157,26 +197,26 @@ AudioBufferList buffers(int channels, const std::vector<std::vector<Sample>>& da
 
 TEST(PcmConverterTests, ConvertsEveryFormat) {
     PcmConverter stereo(48000, 2);
-    const std::vector<float> floats{0.5F, -0.25F, 0, 1};
+    const Samples floats{0.5F, -0.25F, 0, 1};
     EXPECT_EQ(stereo.convert(buffers(2, {floats})), floats);
     EXPECT_EQ(stereo.convert(buffers(2, {{0.5F, 0}, {-0.25F, 1}})), floats);
-    const std::vector<float> whole{0.5F, -0.25F, 0, -1};
+    const Samples whole{0.5F, -0.25F, 0, -1};
     EXPECT_EQ(stereo.convert(buffers<std::int16_t>(2, {{16384, -8192, 0, -32768}}, AudioSampleFormat::int16)),
               whole);
     EXPECT_EQ(stereo.convert(buffers<std::int32_t>(
                   2, {{1 << 30, -(1 << 29), 0, std::numeric_limits<int>::min()}}, AudioSampleFormat::int32)),
               whole);
-    EXPECT_EQ(stereo.convert(buffers(1, {{0.5F, -1}})), (std::vector<float>{0.5F, 0.5F, -1, -1}));
+    EXPECT_EQ(stereo.convert(buffers(1, {{0.5F, -1}})), (Samples{0.5F, 0.5F, -1, -1}));
     PcmConverter mono(48000, 1);
-    EXPECT_EQ(mono.convert(buffers(2, {floats})), (std::vector<float>{0.125F, 0.5F}));
+    EXPECT_EQ(mono.convert(buffers(2, {floats})), (Samples{0.125F, 0.5F}));
     EXPECT_TRUE(mono.convert(AudioBufferList{std::nullopt, {std::vector<std::byte>(8)}}).empty());
     EXPECT_TRUE(mono.convert(buffers(1, {{1.F, 1.F}}, AudioSampleFormat::other)).empty());
 }
 
 TEST(PcmConverterTests, StretchingKeepsTheWave) {
-    const std::vector<float> wave = tone(480);
+    const Samples wave = tone(480);
     for (const std::size_t make : {479U, 481U}) {
-        std::vector<float> made;
+        Samples made;
         appendStretched(wave.data(), 480, make, 1, made);
         ASSERT_EQ(made.size(), make);
         for (std::size_t i = 0; i < make; ++i) {
@@ -184,6 +224,83 @@ TEST(PcmConverterTests, StretchingKeepsTheWave) {
             EXPECT_NEAR(made[i], 0.3 * std::sin(2 * std::numbers::pi * 440 * position / 48000), 2e-3) << i;
         }
     }
+}
+
+constexpr std::int64_t stretch = ParallelAacEncoder::stretchLength;
+const ParallelAacEncoder parallel(48000, 1, 96'000);
+
+/// Encodes `sound` in pieces.
+void encode(const Samples& sound, const AacEncoder::Sink& sink) {
+    auto given = sound.begin();
+    parallel.encode(
+        [&] {
+            const auto from = given;
+            given += std::min<std::ptrdiff_t>(10'000, sound.end() - given);
+            return Samples(from, given);
+        },
+        sink);
+}
+
+TEST(ParallelAacEncoderTests, SamplesFollowEachOtherToTheLastFrame) {
+    for (const std::int64_t length : {std::int64_t{0}, std::int64_t{1}, std::int64_t{1025}, stretch - 1,
+                                      stretch, stretch + 1, stretch + 4096, stretch + 4097, 2 * stretch}) {
+        SCOPED_TRACE(length);
+        std::int64_t end = -1024;
+        encode(Samples(static_cast<std::size_t>(length)), [&](const MovieSample& sample) {
+            ASSERT_EQ(sample.time, end);
+            end += sample.duration;
+        });
+        EXPECT_EQ(end, length > 0 ? length : -1024) << "no samples of no sound";
+    }
+}
+
+double differenceAround(const Samples& a, const Samples& b, std::int64_t place) {
+    double sum = 0;
+    for (std::int64_t i = place - 1024; i < place + 1024; ++i)
+        sum += std::pow(a[static_cast<std::size_t>(i)] - b[static_cast<std::size_t>(i)], 2);
+    return std::sqrt(sum / 2048);
+}
+
+TEST(ParallelAacEncoderTests, SeamsAreInaudible) {
+    std::mt19937 random(7);
+    std::uniform_real_distribution<float> spread(-0.05F, 0.05F);
+    Samples sound(static_cast<std::size_t>(4 * stretch + 60'000));
+    for (std::size_t i = 0; i < sound.size(); ++i)
+        sound[i] = spread(random) + 0.4F * static_cast<float>(std::sin(0.03 * static_cast<double>(i)));
+    // Clicks make an encoder switch its windows: before, on and after the seam, and the same elsewhere.
+    for (std::int64_t seam = 1; seam <= 4; ++seam) {
+        for (const std::int64_t click : {-1500, 0, 300}) {
+            for (const std::int64_t at : {seam * stretch + click, seam * stretch - 100'000 + click}) {
+                for (std::int64_t i = 0; i < 40; ++i)
+                    sound[static_cast<std::size_t>(at + i)] += i % 2 == 0 ? 0.5F : -0.5F;
+            }
+            if (seam % 2 == 0) break;
+        }
+    }
+    const TemporaryFolder folder;
+    MovieFile file(folder / "a.m4a", AVFileType::appleM4A, RecoveryList(folder / "unfinished"));
+    const int track = file.addTrack({parallel.description(), "Sound", 48000, 1024}, 96'000);
+    file.begin();
+    encode(sound, [&](const MovieSample& sample) { file.write(track, sample); });
+    file.finish();
+    const Samples heard = MovieProbe(folder / "a.m4a").sound().samples.at(0);
+    ASSERT_GE(heard.size(), sound.size());
+    for (std::int64_t seam = 1; seam <= 4; ++seam) {
+        const std::int64_t place = seam * stretch;
+        EXPECT_LT(differenceAround(sound, heard, place),
+                  1.25 * differenceAround(sound, heard, place - 100'000))
+            << seam;
+    }
+}
+
+TEST(ParallelAacEncoderTests, AnExceptionOfTheSinkEndsIt) {
+    int count = 0;
+    const auto endless = [] { return Samples(100'000); };
+    const auto refuse = [&](const MovieSample&) {
+        if (++count == 700) throw std::runtime_error("full");
+    };
+    EXPECT_THROW(parallel.encode(endless, refuse), std::runtime_error);
+    EXPECT_EQ(count, 700);
 }
 
 }  // namespace

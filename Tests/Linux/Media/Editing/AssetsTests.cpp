@@ -1,53 +1,37 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Ranges of movies, checked picture by picture and sample by sample.
+// Assets: ranges of movies, checked picture by picture and sample by sample; and summaries of movies that
+// another program writes in its various ways, and of other files. MovieSummaryTests has our own.
 
 #include "Linux/Media/Editing/Assets.h"
 #include "Support/Error.h"
 #include "Tests/Linux/Media/CountedMovie.h"
-#include "Tests/Linux/Media/MovieMaker.h"
 #include "Tests/Stage/ChildProcess.h"
 #include "Tests/Stage/Measure.h"
 #include "Tests/Stage/OtherPrograms.h"
 
 #include <gmock/gmock.h>
+#include <sys/stat.h>
 
-#include <algorithm>
-#include <cstdlib>
-#include <fstream>
-#include <random>
 #include <sstream>
 
 namespace lumicrate::media {
 namespace {
 
+using namespace test;
 using stage::MovieProbe;
-using test::CountedMovie;
-using test::CountedRecipe;
-using test::expectPart;
-using test::expectSamePictures;
-using test::part;
-using test::Presented;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using Preset = AVAssetExportPreset;
 
-bool isThorough() {
-    return std::getenv("LUMICRATE_THOROUGH") != nullptr;
-}
-
 class TrimTests : public testing::Test {
  protected:
     static CMTimeRange range(double from, double to) {
-        return {{test::ticks(from), test::clock}, {test::ticks(to), test::clock}};
+        return {{ticks(from), test::clock}, {ticks(to), test::clock}};
     }
     CountedMovie make(const CountedRecipe& recipe) {
-        return makeCountedMovie(folder / ("movie" + std::to_string(++count_)), recipe);
+        return {folder / ("movie" + std::to_string(++count_)), recipe};
     }
-    CountedMovie make(double seconds) {
-        CountedRecipe recipe;
-        recipe.seconds = seconds;
-        return make(recipe);
-    }
+    CountedMovie make(double seconds) { return make({.seconds = seconds}); }
     /// A new file with that range.
     std::filesystem::path cut(const std::filesystem::path& source, double from, double to, Preset preset,
                               AVFileType type = AVFileType::mpeg4) {
@@ -69,26 +53,19 @@ class TrimTests : public testing::Test {
         return "no error";
     }
 
-    test::TemporaryFolder folder;
+    TemporaryFolder folder;
 
  private:
     int count_ = 0;
 };
 
-std::vector<std::size_t> keyPictures(const std::filesystem::path& path) {
-    const std::vector<stage::Packet> packets = MovieProbe(path).packets(0);
-    std::vector<std::size_t> keys;
-    for (std::size_t i = 0; i < packets.size(); ++i) {
-        if (packets[i].isKey) keys.push_back(i);
-    }
-    return keys;
-}
-
-/// The bytes of each coded picture.
-std::vector<std::string> codedPictures(const std::filesystem::path& path) {
+/// The bytes of each coded picture; the numbers of the key pictures are added to `keys`.
+std::vector<std::string> codedPictures(const std::filesystem::path& path, std::vector<std::size_t>& keys) {
     std::vector<std::string> pictures;
-    for (const stage::Packet& each : MovieProbe(path).packets(0))
+    for (const stage::Packet& each : MovieProbe(path).packets(0)) {
+        if (each.isKey) keys.push_back(pictures.size());
         pictures.push_back(each.bytes);
+    }
     return pictures;
 }
 
@@ -96,7 +73,7 @@ std::vector<std::string> codedPictures(const std::filesystem::path& path) {
 std::vector<std::pair<double, double>> someRanges(int count, double seconds) {
     std::mt19937 random(3);
     std::uniform_real_distribution<double> places(0, seconds);
-    const auto place = [&] { return static_cast<double>(test::ticks(places(random))) / test::clock; };
+    const auto place = [&] { return static_cast<double>(ticks(places(random))) / test::clock; };
     std::vector<std::pair<double, double>> ranges;
     for (int i = 0; i < count; ++i)
         ranges.push_back(std::minmax({place(), place()}));
@@ -116,14 +93,9 @@ std::vector<std::string> idrIds(const std::filesystem::path& path) {
 }
 
 struct Trial {
-    const char* name;
     AVVideoCodecType codec;
     Preset preset;
 };
-
-void PrintTo(const Trial& trial, std::ostream* stream) {
-    *stream << trial.name;
-}
 
 class RangeTests : public TrimTests, public testing::WithParamInterface<Trial> {
  protected:
@@ -136,7 +108,7 @@ TEST_P(RangeTests, PresentTheRangeAndNothingElse) {
     const CountedMovie movie = make(recipe(20, {2, 1}));
     const Presented original(movie.path);
     expectSamePictures(movie.pictures, original.pictures);
-    for (const auto& [from, to] : someRanges(isThorough() ? 50 : 10, 20)) {
+    for (const auto& [from, to] : someRanges(10, 20)) {
         SCOPED_TRACE(testing::Message() << from << " to " << to);
         expectPart(original, cut(movie.path, from, to, GetParam().preset), from, to);
         if (HasFailure()) break;
@@ -146,16 +118,17 @@ TEST_P(RangeTests, PresentTheRangeAndNothingElse) {
 
 TEST_P(RangeTests, CopyWhatNeedNotBeEncoded) {
     const CountedMovie movie = make(recipe(12, {}));
-    const std::vector<std::string> original = codedPictures(movie.path);
+    std::vector<std::size_t> keys;
+    const std::vector<std::string> original = codedPictures(movie.path, keys);
     const bool precise = GetParam().preset != Preset::passthrough;
-    const std::vector<std::size_t> keys = keyPictures(movie.path);
     ASSERT_GE(keys.size(), 4U);
     // In a group of pictures, on its key picture, on the picture before the next key picture, and all.
     for (const std::size_t first : {keys[1] + 5, keys[1], keys[1] - 1, keys[2] - 1, std::size_t{0}}) {
         SCOPED_TRACE(first);
         const auto path = cut(movie.path, movie.secondsAt(first), 12, GetParam().preset);
         expectSamePictures(part(movie.pictures, movie.secondsAt(first), 12), Presented(path).pictures);
-        const std::vector<std::string> found = codedPictures(path);
+        std::vector<std::size_t> unused;
+        const std::vector<std::string> found = codedPictures(path, unused);
         const auto key = std::upper_bound(keys.begin(), keys.end(), first);
         const bool onKey = std::binary_search(keys.begin(), keys.end(), first);
         const std::size_t kept = precise ? original.size() - first : original.size() - *std::prev(key);
@@ -171,14 +144,16 @@ TEST_P(RangeTests, CopyWhatNeedNotBeEncoded) {
     }
 }
 
-const auto nameOf = [](const auto& each) { return each.param.name; };
 INSTANTIATE_TEST_SUITE_P(Trials, RangeTests,
-                         testing::Values(Trial{"FastH264", AVVideoCodecType::h264, Preset::passthrough},
-                                         Trial{"FastHevc", AVVideoCodecType::hevc, Preset::passthrough},
-                                         Trial{"PreciseH264", AVVideoCodecType::h264, Preset::highestQuality},
-                                         Trial{"PreciseHevc", AVVideoCodecType::hevc,
-                                               Preset::hevcHighestQuality}),
-                         nameOf);
+                         testing::Values(Trial{AVVideoCodecType::h264, Preset::passthrough},
+                                         Trial{AVVideoCodecType::hevc, Preset::passthrough},
+                                         Trial{AVVideoCodecType::h264, Preset::highestQuality},
+                                         Trial{AVVideoCodecType::hevc, Preset::hevcHighestQuality}),
+                         [](const auto& each) {
+                             return std::string(each.param.preset == Preset::passthrough ? "Fast"
+                                                                                         : "Precise") +
+                                    (each.param.codec == AVVideoCodecType::h264 ? "H264" : "Hevc");
+                         });
 
 TEST_P(RangeTests, LookTheSame) {
     // Copied pictures have no quality of their own.
@@ -197,15 +172,8 @@ TEST_P(RangeTests, LookTheSame) {
     }
 }
 
-/// A movie of another program.
-struct Foreign {
-    const char* name;
-    std::string options;  ///< of ffmpeg
-};
-
-void PrintTo(const Foreign& foreign, std::ostream* stream) {
-    *stream << foreign.name;
-}
+/// A movie of another program: a name, and options of ffmpeg.
+using Foreign = std::pair<std::string, std::string>;
 
 class ForeignTests : public TrimTests, public testing::WithParamInterface<Foreign> {};
 
@@ -213,10 +181,10 @@ TEST_P(ForeignTests, ArePreciseToo) {
     const std::filesystem::path source = folder / "movie.mov";
     stage::runProgram({"sh", "-c",
                        "ffmpeg -v error -i " + make(10).path.string() + " -c:a copy -c:v " +
-                           GetParam().options + " " + source.string()});
+                           GetParam().second + " " + source.string()});
     const Presented original(source);
     ASSERT_GT(original.pictures.size(), 50U);
-    for (const auto& [from, to] : someRanges(isThorough() ? 20 : 3, 9.9)) {
+    for (const auto& [from, to] : someRanges(3, 9.9)) {
         for (const Preset preset : {Preset::passthrough, Preset::highestQuality}) {
             SCOPED_TRACE(testing::Message() << from << " to " << to << ", preset " << int(preset));
             const std::filesystem::path path = cut(source, from, to, preset, AVFileType::quickTimeMovie);
@@ -237,7 +205,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Foreign{"OddSides", "mjpeg -q:v 2 -r 30 -vf pad=161:97"},
                     Foreign{"Mpeg4", "mpeg4 -q:v 2 -bf 2 -r 30"},
                     Foreign{"Fragmented", "copy -movflags frag_keyframe+delay_moov"}),
-    nameOf);
+    [](const auto& each) { return each.param.first; });
 
 TEST_F(TrimTests, ACutCanBeCutAgain) {
     const CountedMovie movie = make(12);
@@ -254,21 +222,13 @@ TEST_F(TrimTests, ACutCanBeCutAgain) {
 }
 
 TEST_F(TrimTests, RangesMayBeShortOrBeforeTheSound) {
-    CountedRecipe recipe;
-    recipe.seconds = 8;
-    recipe.channels = {2, 1, 2};
-    recipe.soundBegins = 2.5;
-    const CountedMovie movie = make(recipe);
+    const CountedMovie movie = make({.seconds = 8, .channels = {2, 1, 2}, .soundBegins = 2.5});
     const Presented original(movie.path);
     const double picture = movie.secondsAt(40);
     const double next = movie.secondsAt(41);
+    // All, before the sound, into the sound, one picture, and a part of one.
     const std::vector<std::pair<double, double>> ranges{
-        {0, 8},                        // all
-        {0, 1},                        // before the sound
-        {1, 4},                        // into the sound
-        {picture, next},               // one picture
-        {picture + 0.01, next - 0.01}  // a part of one
-    };
+        {0, 8}, {0, 1}, {1, 4}, {picture, next}, {picture + 0.01, next - 0.01}};
     for (const auto& [from, to] : ranges) {
         for (const Preset preset : {Preset::passthrough, Preset::highestQuality}) {
             SCOPED_TRACE(testing::Message() << from << " to " << to << ", preset " << int(preset));
@@ -282,11 +242,7 @@ TEST_F(TrimTests, RangesMayBeShortOrBeforeTheSound) {
 }
 
 TEST_F(TrimTests, SoundAloneCanBeCut) {
-    CountedRecipe recipe;
-    recipe.type = AVFileType::appleM4A;
-    recipe.hasPictures = false;
-    recipe.seconds = 5;
-    const CountedMovie movie = make(recipe);
+    const CountedMovie movie = make({.type = AVFileType::appleM4A, .seconds = 5, .hasPictures = false});
     const Presented original(movie.path);
     for (const Preset preset : {Preset::passthrough, Preset::highestQuality})
         expectPart(original, cut(movie.path, 1.11111, 4.2, preset, AVFileType::appleM4A), 1.11111, 4.2);
@@ -300,7 +256,7 @@ TEST_F(TrimTests, FailuresSayWhy) {
         return folder / name;
     };
     const auto bytes = std::filesystem::file_size(movie);
-    std::ofstream(folder / "text") << "This is no movie.";
+    writeText(folder / "text", "This is no movie.");
     stage::runProgram({"ffmpeg", "-v", "error", "-i", movie, "-c:v", "ffv1", "-an", folder / "exotic.mkv"});
     const struct {
         std::filesystem::path source;
@@ -328,7 +284,7 @@ TEST_F(TrimTests, AFullDiskLeavesNothing) {
     const CountedMovie movie = make(8);
     // At the beginning, among the media and in the index.
     for (const rlim_t bytes : {1U, 20'000U, 100'000U}) {
-        const test::FullDisk disk(bytes);
+        const FullDisk disk(bytes);
         for (const Preset preset : {Preset::passthrough, Preset::highestQuality})
             EXPECT_EQ(failure(movie.path, 0.5, 7.5, preset),
                       "The new file couldn't be written: File too large.");
@@ -360,6 +316,71 @@ TEST_F(TrimTests, CanBeCancelledAtAnyTime) {
                 EXPECT_LE(parts.back(), 1);
             }
         }
+    }
+}
+
+/// Pictures of 160 × 90 for 2.5 s with B-frames, sound for 2.2 s, and copies of them.
+class AssetSummaryTests : public testing::Test {
+ protected:
+    AssetSummaryTests() {
+        ffmpeg(
+            "-f lavfi -i testsrc=s=160x90:r=20:d=2.5 -f lavfi -i sine=d=2.2 -c:v libx264 -bf 2 -preset "
+            "ultrafast -x264-params bframes=2 -c:a aac",
+            "source.mp4");
+    }
+    std::filesystem::path ffmpeg(const std::string& arguments, const std::string& name) {
+        const auto path = folder / name;
+        stage::runProgram({"sh", "-c", "ffmpeg -v error -y " + arguments + " " + path.string()});
+        return path;
+    }
+    std::filesystem::path copy(const std::string& how, const std::string& name) {
+        return ffmpeg("-i " + (folder / "source.mp4").string() + " -c copy " + how, name);
+    }
+
+    TemporaryFolder folder;
+};
+
+TEST_F(AssetSummaryTests, OfOtherProgramsFiles) {
+    const AVAssetSummary whole{2.5, Size{160, 90}, "avc1", 1};
+    const std::pair<std::filesystem::path, AVAssetSummary> cases[] = {
+        {folder / "source.mp4", whole},
+        {copy("-movflags faststart", "front.mov"), whole},
+        {copy("-movflags frag_keyframe+empty_moov+delay_moov", "a.mp4"), whole},
+        {copy("-movflags frag_keyframe", "b.mp4"), whole},
+        {copy("-movflags dash+global_sidx -frag_duration 500000", "c.mp4"), whole},
+        {copy("-metadata:s:v rotate=90", "turned.mp4"), {2.5, Size{90, 160}, "avc1", 1}},
+        {copy("-aspect 4:3", "narrow.mp4"), {2.5, Size{120, 90}, "avc1", 1}},
+        {copy("-map 0:a -map 0:a", "sounds.m4a"), {2.2, std::nullopt, "", 2}},
+        {copy("-an", "silent.m4v"), {2.5, Size{160, 90}, "avc1", 0}},
+        {copy("-f matroska", "renamed.mp4"), whole},
+        {copy("-c:v mpeg4 -f avi", "renamed.mov"), {2.5, Size{160, 90}, "mpeg4", 1}},
+    };
+    for (const auto& [file, expected] : cases) {
+        AVAssetSummary movie = Assets().summary(file);
+        // Without edit lists, the reordering of B-frames may shift the end by two pictures.
+        EXPECT_NEAR(movie.duration, expected.duration, 0.101) << file;
+        movie.duration = expected.duration;
+        EXPECT_EQ(movie, expected) << file;
+    }
+}
+
+TEST_F(AssetSummaryTests, OtherFilesAreRefusedWithASentence) {
+    std::filesystem::create_directory(folder / "folder.mp4");
+    ASSERT_EQ(mkfifo((folder / "pipe.mp4").c_str(), 0600), 0);
+    const std::string whole = readText(folder / "source.mp4");
+    const std::pair<std::filesystem::path, std::string> cases[] = {
+        {writeText(folder / "empty.mp4", ""), "it is empty."},
+        {writeText(folder / "text.mp4", "hello"), "it isn't a movie."},
+        {writeText(folder / "list.mp4", "ffconcat version 1.0\nfile source.mp4\n"), "it isn't a movie."},
+        {writeText(folder / "cut.mp4", whole.substr(0, whole.size() / 2)), "it is cut off."},
+        {folder / "gone.mp4", "No such file or directory."},
+        {folder / "folder.mp4", "Is a directory."},
+        {folder / "pipe.mp4", "it isn't a movie."},
+    };
+    for (const auto& [file, why] : cases) {
+        const auto read = [file = file] { Assets().summary(file); };
+        EXPECT_THAT(read, testing::ThrowsMessage<PlatformError>("“" + file.filename().string() +
+                                                                "” couldn't be read: " + why));
     }
 }
 
