@@ -35,11 +35,6 @@ void printCurrent() {
     std::fprintf(stderr, "The fault is in %s.\n", current.c_str());
 }
 
-extern "C" void endAborted(int) {
-    printCurrent();
-    std::_Exit(EXIT_FAILURE);
-}
-
 void run(const Bytes& input, const std::string& name) {
     current = name;
     LLVMFuzzerTestOneInput(input.data(), input.size());
@@ -48,7 +43,10 @@ void run(const Bytes& input, const std::string& name) {
 }  // namespace
 
 int main(int count, char** values) {
-    std::signal(SIGABRT, endAborted);
+    std::signal(SIGABRT, [](int) {
+        printCurrent();
+        std::_Exit(EXIT_FAILURE);
+    });
     if (__sanitizer_set_death_callback != nullptr) __sanitizer_set_death_callback(printCurrent);
     std::uint32_t runs = 0;
     std::uint32_t firstSeed = 1;

@@ -1,10 +1,14 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Every preference can be read from any settings file, and a value accepted from the command line is read
-// back unchanged. The first line of the input is that value, the rest the file.
+// Every preference can be read from any settings file, a value accepted from the command line is read back
+// unchanged, and any text is a valid name of a file or none. The first line of the input is the text, the
+// rest the file.
 #include "App/CommandLine/OptionParser.h"
 #include "App/CommandLine/Preferences.h"
 #include "Linux/Desktop/UserDefaults.h"
+#include "Lumicrate/Library/DerivedFiles.h"
+#include "Lumicrate/Preview/RecordingFiles.h"
 #include "Lumicrate/Recording/RecordingOptions.h"
+#include "Support/Geometry.h"
 #include "Tests/Fuzz/Check.h"
 #include "Tests/Linux/TemporaryFolder.h"
 
@@ -55,6 +59,24 @@ void checkWriting(desktop::UserDefaults& defaults, const std::string& text) {
     check(reader.stringForKey(preference::microphoneID) == text, "a text is read as stored");
 }
 
+void checkName(std::string_view typed) {
+    const std::string name = cleanedName(typed);
+    check(name.size() <= typed.size(), "a name does not grow");
+    check(name.find_first_of(std::string_view("/:\0", 3)) == std::string::npos, "it has no separators");
+    check(cleanedName(name) == name, "a clean name is unchanged");
+    if (name.empty()) return;
+    const std::filesystem::path path = std::filesystem::path("/folder") / (name + ".mp4");
+    check(path.parent_path() == "/folder" && lowercaseExtension(path) == "mp4", "it stays in its folder");
+}
+
+void checkRectangle(std::string_view text) {
+    const auto rect = rectFromString(text);
+    if (!rect) return;
+    for (const double each : {rect->x, rect->y, rect->width, rect->height})
+        check(std::isfinite(each), "every number is finite");
+    check(rectFromString(stringFromRect(*rect)) == rect, "a rectangle is read as written");
+}
+
 }  // namespace
 
 }  // namespace lumicrate::fuzz
@@ -71,5 +93,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     RecordingOptions::registerDefaults(defaults);
     fuzz::checkReading(defaults);
     fuzz::checkWriting(defaults, value);
+    fuzz::checkName(value);
+    fuzz::checkRectangle(value);
     return 0;
 }

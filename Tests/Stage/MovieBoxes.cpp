@@ -356,7 +356,6 @@ class MovieExamination {
                 examination.duration > 0 || track.samples.empty()
                     ? seconds(examination.duration, mvhd->field("timescale"))
                     : track.samples.back().time + seconds(track.samples.back().duration, track.timescale);
-            result_.duration = std::max(result_.duration, track.presentedDuration);
             result_.tracks.push_back(std::move(track));
         }
         faults_.require(mvhd->field("next") > *ids.rbegin(), *mvhd, "has a used number as next");

@@ -39,7 +39,6 @@ struct MovieBoxes {
     std::vector<std::string> boxes;  // the top-level boxes' types in file order
     std::string brand;               // the major one
     std::int64_t created = 0;        // seconds since 1970; before 1970 if unknown
-    double duration = 0;             // seconds, of the longest track
     std::vector<MovieTrack> tracks;  // in file order
     bool isFragmented = false;
     std::vector<std::string> faults;  // sentences with box and offset

@@ -1,13 +1,16 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Any bytes can be read as an unfinished movie, and what is found can be finished.
+// Any bytes can be read as a movie's headers, with sensible numbers, and as an unfinished movie, and what is
+// found can be finished.
 #include "Linux/Media/IsoBmff/Boxes.h"
 #include "Linux/Media/IsoBmff/MovieIndex.h"
+#include "Linux/Media/IsoBmff/MovieSummary.h"
 #include "Linux/Media/IsoBmff/RecordingReader.h"
 #include "Linux/Media/IsoBmff/UnfinishedMovie.h"
 #include "Tests/Fuzz/Check.h"
 #include "Tests/Linux/Media/IsoBmff/SimulatedRecording.h"
 
 #include <algorithm>
+#include <cmath>
 
 namespace lumicrate::fuzz {
 
@@ -82,12 +85,32 @@ void checkMovie(const UnfinishedMovie& movie, const MemoryFile& file) {
           "data behind the media changes nothing");
 }
 
+bool isSensible(double value) {
+    return std::isfinite(value) && value >= 0 && value <= 1e12;
+}
+
+void checkSummary(const MemoryFile& file) {
+    const isobmff::test::CountedFile counted(file);
+    const SummaryReading reading = readMovieSummary(counted);
+    // The reader may read a byte twice, but not over and over.
+    check(counted.bytesRead <= 64 * file.size() + 65536, "few bytes are read repeatedly");
+    const auto* movie = std::get_if<MovieSummary>(&reading);
+    if (movie == nullptr) return;
+    check(isSensible(movie->duration), "the movie has a duration");
+    for (const TrackSummary& each : movie->tracks) {
+        check(isSensible(each.duration) && isSensible(each.width) && isSensible(each.height),
+              "a track has a duration and a size");
+        check(each.kind == fourCC("vide") || each.width + each.height == 0, "sound has no size");
+    }
+}
+
 }  // namespace
 
 }  // namespace lumicrate::fuzz
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     const lumicrate::isobmff::test::MemoryFile file(std::vector<std::uint8_t>(data, data + size));
+    lumicrate::fuzz::checkSummary(file);
     const auto reading = lumicrate::isobmff::readUnfinishedMovie(file);
     if (const auto* movie = std::get_if<lumicrate::isobmff::UnfinishedMovie>(&reading))
         lumicrate::fuzz::checkMovie(*movie, file);
