@@ -401,13 +401,10 @@ std::vector<std::string> faultsOf(const std::filesystem::path& file, Ending endi
 }
 
 std::vector<std::string> differencesOf(const MovieBoxes& one, const MovieBoxes& other) {
-    const auto tracksOf = [](const MovieBoxes& movie) {
-        std::vector<MovieTrack> tracks = movie.tracks;
-        std::erase_if(tracks, [](const MovieTrack& track) { return track.samples.empty(); });
-        return tracks;
-    };
-    const std::vector<MovieTrack> tracks = tracksOf(one);
-    const std::vector<MovieTrack> others = tracksOf(other);
+    std::vector<MovieTrack> tracks = one.tracks;
+    std::vector<MovieTrack> others = other.tracks;
+    for (auto* all : {&tracks, &others})
+        std::erase_if(*all, [](const MovieTrack& track) { return track.samples.empty(); });
     if (tracks.size() != others.size()) return {"the number of tracks"};
     std::vector<std::string> differences;
     for (std::size_t i = 0; i < tracks.size(); ++i) {

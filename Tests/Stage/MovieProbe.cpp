@@ -110,27 +110,22 @@ void decode(AVFormatContext* format, int trackIndex, const std::function<bool(co
     const std::unique_ptr<AVPacket, FreePacket> packet(av_packet_alloc());
     const std::unique_ptr<AVFrame, FreeFrame> frame(av_frame_alloc());
     bool wanted = true;
-    const auto takeFrames = [&] {
-        while (wanted) {
-            const int status = avcodec_receive_frame(decoder.get(), frame.get());
-            if (status == AVERROR(EAGAIN) || status == AVERROR_EOF) return;
-            check(status, "A frame cannot be decoded");
-            wanted = visitor(*frame);
-        }
-    };
-    while (wanted) {
-        const int status = av_read_frame(format, packet.get());
-        if (status == AVERROR_EOF) break;
-        check(status, "The file cannot be read");
-        if (packet->stream_index == trackIndex) {
-            check(avcodec_send_packet(decoder.get(), packet.get()), "A sample cannot be decoded");
-            takeFrames();
+    for (bool ended = false; wanted && !ended;) {
+        const int read = av_read_frame(format, packet.get());
+        ended = read == AVERROR_EOF;
+        if (!ended) check(read, "The file cannot be read");
+        if (ended || packet->stream_index == trackIndex) {
+            check(avcodec_send_packet(decoder.get(), ended ? nullptr : packet.get()),
+                  "A sample cannot be decoded");
+            while (wanted) {
+                const int status = avcodec_receive_frame(decoder.get(), frame.get());
+                if (status == AVERROR(EAGAIN) || status == AVERROR_EOF) break;
+                check(status, "A frame cannot be decoded");
+                wanted = visitor(*frame);
+            }
         }
         av_packet_unref(packet.get());
     }
-    if (!wanted) return;
-    check(avcodec_send_packet(decoder.get(), nullptr), "The decoder does not finish");
-    takeFrames();
 }
 
 Picture pictureOf(const AVFrame& frame, AVRational timeBase) {

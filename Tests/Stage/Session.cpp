@@ -36,22 +36,14 @@ Environment makeSession(const std::filesystem::path& folder) {
 
 }  // namespace
 
-ScopedEnvironment::ScopedEnvironment(const Environment& changes) {
-    for (const auto& [name, value] : changes) {
-        const char* old = std::getenv(name.c_str());
-        previous_[name] = old != nullptr ? std::optional<std::string>(old) : std::nullopt;
-    }
-    apply(changes);
-}
-
-void ScopedEnvironment::apply(const Environment& values) {
+Environment ScopedEnvironment::exchange(const Environment& values) {
+    Environment previous;
     for (const auto& [name, value] : values) {
-        if (value) {
-            setenv(name.c_str(), value->c_str(), 1);
-        } else {
-            unsetenv(name.c_str());
-        }
+        const char* old = std::getenv(name.c_str());
+        previous[name] = old != nullptr ? std::optional<std::string>(old) : std::nullopt;
+        value ? setenv(name.c_str(), value->c_str(), 1) : unsetenv(name.c_str());
     }
+    return previous;
 }
 
 Session::Session()

@@ -17,13 +17,13 @@ namespace lumicrate::stage {
 /// Changes variables of this process and restores them.
 class ScopedEnvironment {
  public:
-    explicit ScopedEnvironment(const Environment& changes);
+    explicit ScopedEnvironment(const Environment& changes) : previous_(exchange(changes)) {}
     ScopedEnvironment(const ScopedEnvironment&) = delete;
     ScopedEnvironment& operator=(const ScopedEnvironment&) = delete;
-    ~ScopedEnvironment() { apply(previous_); }
+    ~ScopedEnvironment() { exchange(previous_); }
 
  private:
-    static void apply(const Environment& values);
+    static Environment exchange(const Environment& values);
 
     Environment previous_;
 };

@@ -5,12 +5,18 @@
 
 namespace lumicrate::stage {
 
-int FrameNumber::coded(int number) {
+namespace {
+
+constexpr int limit = 1 << 12;
+
+int coded(int number) {
     const int low = number % limit;
     // Never all zeros or all ones, so that a plain black or white corner is not a number.
     const int checksum = ((low ^ low >> 4 ^ low >> 8) & 15) ^ 5;
     return checksum << 12 | low;
 }
+
+}  // namespace
 
 void FrameNumber::draw(Image& image, int number) {
     const int code = coded(number);
@@ -39,8 +45,7 @@ std::optional<int> FrameNumber::read(const Plane& luma, double scale) {
         code = code << 1 | (mean >= 126 ? 1 : 0);
     }
     const int number = code & (limit - 1);
-    if (coded(number) != code) return std::nullopt;
-    return number;
+    return coded(number) == code ? std::optional(number) : std::nullopt;
 }
 
 }  // namespace lumicrate::stage

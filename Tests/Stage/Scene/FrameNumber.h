@@ -16,8 +16,6 @@ struct FrameNumber {
     static constexpr int barWidth = blocks * blockSize;
 
     /// The low twelve bits of the number, below a checksum of four bits that rejects a half-drawn bar.
-    static constexpr int limit = 1 << 12;
-    static int coded(int number);
     static void draw(Image& image, int number);
     /// Nothing when the corner does not contain a whole bar. `scale` is that of the picture, at least 1 ⁄ 3.
     static std::optional<int> read(const Plane& luma, double scale = 1);

@@ -27,22 +27,10 @@ std::unique_ptr<Surface> Surface::openCanvas(const std::string& title) {
     return std::make_unique<Surface>(std::move(connection), area, title);
 }
 
-Surface::Surface(std::shared_ptr<XcbConnection> connection, const Area& area, const std::string& title)
-    : connection_(std::move(connection)), width_(area.width), height_(area.height) {
-    if (connection_->screen()->root_depth != 24)
-        throw std::runtime_error("Scenes are played on displays of depth 24 only");
-    create(area, title);
-    xcb_flush(this->connection());
-    while (const XcbReply<xcb_generic_event_t> event{xcb_wait_for_event(this->connection())}) {
-        if ((event->response_type & 0x7f) == XCB_EXPOSE &&
-            reinterpret_cast<const xcb_expose_event_t*>(event.get())->window == window_)
-            return;
-    }
-    throw std::runtime_error("The display went away");
-}
-
-void Surface::create(const Area& area, const std::string& title) {
+Surface::Surface(std::shared_ptr<XcbConnection> display, const Area& area, const std::string& title)
+    : connection_(std::move(display)), width_(area.width), height_(area.height) {
     const auto* screen = connection_->screen();
+    if (screen->root_depth != 24) throw std::runtime_error("Scenes are played on displays of depth 24 only");
     window_ = xcb_generate_id(connection());
     const std::uint32_t values[] = {screen->black_pixel, 1, XCB_EVENT_MASK_EXPOSURE};
     xcb_create_window(connection(), XCB_COPY_FROM_PARENT, window_, screen->root, coordinate(area.x),
@@ -59,6 +47,13 @@ void Surface::create(const Area& area, const std::string& title) {
     const std::uint32_t noExposures = 0;
     xcb_create_gc(connection(), context_, window_, XCB_GC_GRAPHICS_EXPOSURES, &noExposures);
     xcb_map_window(connection(), window_);
+    xcb_flush(connection());
+    while (const XcbReply<xcb_generic_event_t> event{xcb_wait_for_event(connection())}) {
+        if ((event->response_type & 0x7f) == XCB_EXPOSE &&
+            reinterpret_cast<const xcb_expose_event_t*>(event.get())->window == window_)
+            return;
+    }
+    throw std::runtime_error("The display went away");
 }
 
 xcb_pixmap_t Surface::store(const Image& image) {
@@ -76,10 +71,6 @@ void Surface::setBackground(xcb_pixmap_t image) {
 void Surface::copy(xcb_pixmap_t image, const Area& from, int x, int y) {
     xcb_copy_area(connection(), image, window_, context_, coordinate(from.x), coordinate(from.y),
                   coordinate(x), coordinate(y), length(from.width), length(from.height));
-}
-
-void Surface::put(const Image& image, const Area& from, int x, int y) {
-    putInto(window_, image, from, x, y);
 }
 
 void Surface::putInto(xcb_drawable_t target, const Image& image, const Area& from, int x, int y) {

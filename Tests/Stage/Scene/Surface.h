@@ -22,7 +22,7 @@ class Surface {
 
     /// A window that no window manager manages; it disappears with the connection. Returns when it is
     /// visible. Throws std::runtime_error.
-    Surface(std::shared_ptr<XcbConnection> connection, const Area& area, const std::string& title);
+    Surface(std::shared_ptr<XcbConnection> display, const Area& area, const std::string& title);
     Surface(const Surface&) = delete;
     Surface& operator=(const Surface&) = delete;
 
@@ -35,7 +35,7 @@ class Surface {
     /// Tiles what the server itself draws where the window is uncovered.
     void setBackground(xcb_pixmap_t image);
     void copy(xcb_pixmap_t image, const Area& from, int x, int y);
-    void put(const Image& image, const Area& from, int x, int y);
+    void put(const Image& image, const Area& from, int x, int y) { putInto(window_, image, from, x, y); }
     void put(const Image& image, int x = 0, int y = 0) {
         put(image, {0, 0, image.width(), image.height()}, x, y);
     }
@@ -47,7 +47,6 @@ class Surface {
 
  private:
     xcb_connection_t* connection() const { return connection_->get(); }
-    void create(const Area& area, const std::string& title);
     void putInto(xcb_drawable_t target, const Image& image, const Area& from, int x, int y);
 
     std::shared_ptr<XcbConnection> connection_;
