@@ -114,6 +114,8 @@ void SoundServer::awaitDevice(const std::string& kind, const std::string& name, 
 }
 
 std::string SoundServer::pactl(std::vector<std::string> arguments) {
+    // While the session manager restarts, a connection may hang.
+    mustBecome([] { return ask({"info"}).has_value(); }, "The private sound server does not answer.");
     arguments.insert(arguments.begin(), "pactl");
     return runProgram(std::move(arguments), {{"LC_ALL", "C"}});
 }
