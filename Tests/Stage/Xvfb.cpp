@@ -26,7 +26,7 @@ std::vector<std::string> serverCommand(const Xvfb::Options& options) {
 
 }  // namespace
 
-Xvfb::Xvfb(const Options& options) : server_(serverCommand(options)) {
+Xvfb::Xvfb(const Options& options) : options_(options), server_(serverCommand(options)) {
     if (options.windowManager) startWindowManager();
     if (options.compositor) startCompositor();
 }

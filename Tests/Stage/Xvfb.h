@@ -26,6 +26,9 @@ class Xvfb {
 
     /// ":N"
     const std::string& displayName() const { return displayName_; }
+    pid_t processId() const { return server_.processId(); }
+    int width() const { return options_.width; }
+    int height() const { return options_.height; }
 
     /// Ends the server at once, as a crash would.
     void kill();
@@ -38,6 +41,7 @@ class Xvfb {
     std::unique_ptr<ChildProcess> startClient(std::vector<std::string> arguments,
                                               const std::function<bool()>& isUp) const;
 
+    Options options_;
     ChildProcess server_;
     std::string displayName_ = ":" + server_.readLine();
     std::unique_ptr<ChildProcess> windowManager_;
