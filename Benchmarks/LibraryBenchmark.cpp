@@ -78,7 +78,7 @@ void run(const Path& parent, int count) {
     desktop::Workspace workspace;
     NotificationCenter notifications;
     RecordingLibrary library({executor, files, notifications, folder, workspace, app::lengthReaders(),
-                              std::make_unique<desktop::FolderWatch>(folder.folder()), nullptr});
+                              std::make_unique<desktop::FolderWatch>(folder.folder()), nullptr, nullptr});
     const auto& list = library.recordings;
     fmt::print("{:<44} {:>11} {:>11}\n", fmt::format("{} recordings", count), "time", "CPU");
     measure(

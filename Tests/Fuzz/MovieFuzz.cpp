@@ -6,7 +6,7 @@
 #include "Linux/Media/IsoBmff/MovieSummary.h"
 #include "Linux/Media/IsoBmff/RecordingReader.h"
 #include "Linux/Media/IsoBmff/UnfinishedMovie.h"
-#include "Tests/Fuzz/Check.h"
+#include "Tests/Fuzz/Mutations.h"
 #include "Tests/Linux/Media/IsoBmff/SimulatedRecording.h"
 
 #include <algorithm>
@@ -116,3 +116,17 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         lumicrate::fuzz::checkMovie(*movie, file);
     return 0;
 }
+
+#ifdef LUMICRATE_LIBFUZZER
+extern "C" std::size_t LLVMFuzzerMutate(std::uint8_t* data, std::size_t size, std::size_t maxSize);
+
+/// libFuzzer's own mutations hardly ever leave a movie readable.
+extern "C" std::size_t LLVMFuzzerCustomMutator(std::uint8_t* data, std::size_t size, std::size_t maxSize,
+                                               unsigned int seed) {
+    if (size == 0 || seed % 4 == 0) return LLVMFuzzerMutate(data, size, maxSize);
+    lumicrate::fuzz::Bytes input(data, data + size);
+    lumicrate::fuzz::Mutations(seed).apply(input, input, maxSize);
+    std::copy(input.begin(), input.end(), data);
+    return input.size();
+}
+#endif

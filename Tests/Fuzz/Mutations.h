@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Mutations: random damage to files that are made of boxes.
+// What fuzz targets share: an invariant that is checked, and random damage to files that are made of boxes.
 #pragma once
 
 #include <algorithm>
@@ -7,12 +7,21 @@
 #include <cctype>
 #include <cstddef>
 #include <cstdint>
+#include <cstdio>
+#include <cstdlib>
 #include <random>
 #include <vector>
 
 namespace lumicrate::fuzz {
 
 using Bytes = std::vector<std::uint8_t>;
+
+/// Aborts unless the invariant holds, so that the fuzzer reports the input.
+inline void check(bool holds, const char* what) {
+    if (holds) return;
+    std::fprintf(stderr, "Not true: %s.\n", what);
+    std::abort();
+}
 
 /// The same seed always does the same mutations.
 class Mutations {

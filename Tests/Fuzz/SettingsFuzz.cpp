@@ -9,7 +9,7 @@
 #include "Lumicrate/Preview/RecordingFiles.h"
 #include "Lumicrate/Recording/RecordingOptions.h"
 #include "Support/Geometry.h"
-#include "Tests/Fuzz/Check.h"
+#include "Tests/Fuzz/Mutations.h"
 #include "Tests/Linux/TemporaryFolder.h"
 
 #include <QString>

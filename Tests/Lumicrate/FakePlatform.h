@@ -9,6 +9,7 @@
 #include "Platform/NSProcessInfo.h"
 #include "Platform/NSScreen.h"
 #include "Platform/NSUserDefaults.h"
+#include "Platform/NSWorkspace.h"
 #include "Platform/SMAppService.h"
 #include "Platform/ScreenCaptureKit.h"
 #include "Support/DispatchQueue.h"
@@ -136,6 +137,18 @@ class FakeFiles final : public NSFileManager {
     bool locked = false;  ///< no file can be moved or replaced
     std::optional<NSVolumeCapacity> capacity;
     mutable std::set<std::filesystem::path> asked;  ///< URLs passed to volumeCapacity
+};
+
+class FakeWorkspace final : public NSWorkspace {
+ public:
+    void openURL(const std::filesystem::path& url) override { opened.push_back(url.filename()); }
+    void activateFileViewerSelecting(const std::vector<std::filesystem::path>& urls) override {
+        if (!hasFileViewer) throw PlatformError("There is no file viewer.");
+        revealed = urls;
+    }
+
+    bool hasFileViewer = true;
+    std::vector<std::filesystem::path> opened, revealed;
 };
 
 class FakeCalendar final : public NSCalendar {

@@ -158,7 +158,7 @@ std::vector<Recording> findRecordings() {
     NotificationCenter notifications;
     const RecordingFolder folder(files, calendar);
     RecordingLibrary library({executor, files, notifications, folder, workspace, lengthReaders(),
-                              /*watch=*/nullptr, /*showPreview=*/nullptr});
+                              /*watch=*/nullptr, /*showPreview=*/nullptr, /*beep=*/nullptr});
     library.reload();
     QEventLoop untilRead;
     const Subscription reading = library.readsDurations().observe([&untilRead](bool still) {

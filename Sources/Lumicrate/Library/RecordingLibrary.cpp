@@ -158,4 +158,15 @@ void RecordingLibrary::openInQuickTime(const Recording& recording) {
     services_.workspace.openURL(url);
 }
 
+void RecordingLibrary::moveToTrash(const Recording& recording) {
+    const std::filesystem::path url = recording.url;
+    try {
+        services_.files.trashItem(url);
+        markOpened(url);
+    } catch (const LocalizedError&) {
+        services_.beep();
+    }
+    reload();
+}
+
 }  // namespace lumicrate

@@ -37,6 +37,7 @@ class RecordingLibrary {
         DurationReader::Readers durations;
         std::unique_ptr<FolderWatch> watch;  ///< of the folder; without one, external changes are missed
         std::function<void(const std::filesystem::path&)> showPreview;
+        std::function<void()> beep;  ///< NSSound.beep
     };
 
     /// The list is empty until the first reload.
@@ -61,6 +62,8 @@ class RecordingLibrary {
     void open(const Recording& recording);
     /// Opens the recording in the default application. Throws PlatformError.
     void openInQuickTime(const Recording& recording);
+    /// Beeps on failure.
+    void moveToTrash(const Recording& recording);
 
  private:
     void follow(const FolderChanges& changes);

@@ -20,4 +20,12 @@ inline std::filesystem::path copyAsMP4(const AVAssets& assets, NSFileManager& fi
     return converted.moveTo(wanted);
 }
 
+/// The same, then deletes the source.
+inline std::filesystem::path convertToMP4(const AVAssets& assets, NSFileManager& files,
+                                          const std::filesystem::path& url, const LongWork& work) {
+    std::filesystem::path converted = copyAsMP4(assets, files, url, work);
+    files.removeItem(url);
+    return converted;
+}
+
 }  // namespace lumicrate

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "Lumicrate/Preview/RecordingFiles.h"
 
+#include "Lumicrate/Library/DerivedFiles.h"
 #include "Support/Error.h"
+#include "Support/Text.h"
 
 #include <algorithm>
 #include <array>
@@ -30,6 +32,17 @@ std::string_view trimmed(std::string_view text) {
 }
 
 }  // namespace
+
+std::string describeRecording(const std::filesystem::path& url, const AVAssetSummary& summary,
+                              std::optional<std::uintmax_t> size) {
+    constexpr std::string_view separator = " · ";
+    std::string line;
+    if (const auto& shown = summary.videoSize) line += formatPixels(*shown, 1).append(separator);
+    line += formatElapsed(summary.duration);
+    line += separator;
+    if (size) line += formatByteCount(*size).append(separator);
+    return line + lowercaseExtension(url);
+}
 
 std::string cleanedName(std::string_view typed) {
     std::string name(trimmed(typed));

@@ -1,16 +1,22 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// RecordingFiles: renames and deletes the file of a recording.
+// RecordingFiles: describes, renames and deletes the file of a recording.
 #pragma once
 
+#include "Platform/AVAsset.h"
 #include "Platform/NSFileManager.h"
 #include "Support/Notifications.h"
 
+#include <cstdint>
 #include <filesystem>
 #include <optional>
 #include <string>
 #include <string_view>
 
 namespace lumicrate {
+
+/// "1920 × 1080 · 01:05 · 3.4 MB · mp4". Leaves out the picture size of sound and an unknown file size.
+std::string describeRecording(const std::filesystem::path& url, const AVAssetSummary& summary,
+                              std::optional<std::uintmax_t> size);
 
 /// Turns typed text into a file name: removes white space and line ends around it and replaces characters
 /// that are not allowed by "-". " a/b " becomes "a-b". The result may be empty.

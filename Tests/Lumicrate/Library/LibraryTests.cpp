@@ -18,14 +18,6 @@ const RecordingLibrary::Instant launch{1000h};
 
 class LibraryTests : public testing::Test {
  protected:
-    class Workspace final : public NSWorkspace {
-     public:
-        void openURL(const Path& url) override { opened.push_back(url.filename()); }
-        void activateFileViewerSelecting(const std::vector<Path>&) override {
-            throw PlatformError("There is no file viewer.");
-        }
-        std::vector<Path> opened;
-    };
     struct Watch final : public FolderWatch {
         explicit Watch(Handler& place) : handler(place) {}
         void setOnChange(Handler changed) override { handler = std::move(changed); }
@@ -33,6 +25,7 @@ class LibraryTests : public testing::Test {
     };
     LibraryTests() {
         files.folders = {folderPath};
+        workspace.hasFileViewer = false;
         makeLibrary(1);
     }
     void makeLibrary(int queues) {
@@ -49,7 +42,8 @@ class LibraryTests : public testing::Test {
         library.emplace(
             RecordingLibrary::Services{executor, files, notifications, folder, workspace, std::move(readers),
                                        std::make_unique<Watch>(changed),
-                                       [this](const Path& url) { previewed.push_back(url.filename()); }},
+                                       [this](const Path& url) { previewed.push_back(url.filename()); },
+                                       [this] { ++beeps; }},
             launch);
     }
 
@@ -91,12 +85,13 @@ class LibraryTests : public testing::Test {
     FakeCalendar calendar;
     NotificationCenter notifications;
     RecordingFolder folder{files, calendar};
-    Workspace workspace;
+    FakeWorkspace workspace;
     FolderWatch::Handler changed;
     std::map<Path, double> durations;
     std::vector<Path> read;
     std::function<void()> onRead;  ///< called while a duration is read
     std::vector<Path> previewed;
+    int beeps = 0;
     std::optional<RecordingLibrary> library;
 };
 
@@ -242,11 +237,17 @@ TEST_F(LibraryTests, RecordingsSinceTheLaunchAreNewUntilOpened) {
     library->open(find("1.mp4"));
     library->openInQuickTime(find("2.mp4"));
     library->markOpened(folderPath / "3.mp4");
+    library->moveToTrash(find("4.mp4"));
+    EXPECT_FALSE(files.existing.contains(folderPath / "4.mp4"));
     EXPECT_THAT(previewed, ElementsAre("1.mp4"));
     EXPECT_THAT(workspace.opened, ElementsAre("2.mp4"));
-    EXPECT_THAT(marked(), ElementsAre("4.mp4", "5.mp4"));
+    EXPECT_THAT(marked(), ElementsAre("5.mp4"));
     reload();
-    EXPECT_THAT(marked(), ElementsAre("4.mp4", "5.mp4"));
+    EXPECT_EQ(beeps, 0);
+    files.existing.clear();
+    library->moveToTrash(find("5.mp4"));
+    EXPECT_EQ(beeps, 1);
+    EXPECT_THAT(marked(), ElementsAre("5.mp4")) << "it could not be moved";
 }
 
 TEST_F(LibraryTests, FollowsTheFolderByLookingUpOnlyTheReportedFiles) {

@@ -90,6 +90,12 @@ TEST_F(FinishedMovieTests, NamesDerivedFiles) {
     EXPECT_NE(newUUID(), newUUID());
 }
 
+TEST_F(FinishedMovieTests, FactsAreOneLine) {
+    EXPECT_EQ(describeRecording("/a/b.MP4", {65.9, Size{1920.9, 1080}, "avc1", 2}, 3'449'000),
+              "1920 × 1080 · 01:05 · 3.4 MB · mp4");
+    EXPECT_EQ(describeRecording("/a/b.m4a", {3725, std::nullopt, "", 1}, std::nullopt), "1:02:05 · m4a");
+}
+
 TEST_F(FinishedMovieTests, TypedNamesAreCleaned) {
     const std::pair<std::string, std::string> names[] = {{"a/b:c", "a-b-c"},
                                                          {" \t\r\n", ""},
@@ -127,7 +133,7 @@ TEST_F(FinishedMovieTests, AFailureLeavesTheRecordingAndNothingElse) {
     const auto before = files.existing;
     const auto expectFailure = [&](const std::string& why, const LongWork& work = {}) {
         EXPECT_EQ(outcome([&] { mix("/m/a.mov", work); }), why);
-        EXPECT_EQ(outcome([&] { copyAsMP4(assets, files, "/m/a.mov", work); }), why);
+        EXPECT_EQ(outcome([&] { convertToMP4(assets, files, "/m/a.mov", work); }), why);
         EXPECT_EQ(outcome([&] { trimming.save(request, work); }), why);
         EXPECT_EQ(files.existing, before) << why;
     };
@@ -192,6 +198,8 @@ TEST_F(FinishedMovieTests, ACopyAsMP4GetsAFreeName) {
     EXPECT_EQ(assets.made[0].type, AVFileType::mpeg4);
     EXPECT_EQ(assets.made[0].preset, AVAssetExportPreset::passthrough);
     EXPECT_FALSE(assets.made[0].range);
+    EXPECT_EQ(convertToMP4(assets, files, "/m/a.mov", {}), "/m/a_3.mp4");
+    EXPECT_FALSE(files.existing.contains("/m/a.mov"));
 }
 
 TEST_F(FinishedMovieTests, ATrimmedCopyGetsAFreeNameOrReplacesTheRecording) {

@@ -113,7 +113,10 @@ struct FakeDisplayPictures final : public SCScreenshotManager {
     std::optional<CGImage> captureImage(std::uint32_t windowID, Size size) override {
         taken.push_back(windowID);
         if (closed.contains(windowID)) return std::nullopt;
-        return CGImage{int(size.width), int(size.height), {}};
+        // A shade for each window.
+        return CGImage{int(size.width), int(size.height),
+                       std::vector<std::uint8_t>(std::size_t(3 * size.width * size.height),
+                                                 static_cast<std::uint8_t>(windowID * 41))};
     }
     std::optional<CGImage> captureDisplay(std::uint32_t displayID) override {
         EXPECT_EQ(contents.shownPanels(), 0U);

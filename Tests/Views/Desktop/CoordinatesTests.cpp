@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// From Qt's coordinates to the recorder's and back, for arrangements that no display here has.
+// From Qt's coordinates to the recorder's and back, for arrangements that no display here has; names of keys.
 #include "Views/Desktop/Coordinates.h"
+#include "Views/Desktop/KeyMonitor.h"
 
 #include <gtest/gtest.h>
 
@@ -35,6 +36,16 @@ TEST(CoordinatesTests, PointsGoUpFromTheBottomOfTheMainScreen) {
     EXPECT_EQ(two.windowGeometry({10, 480, 50, 10}), QRect(10, 10, 50, 10));
     EXPECT_EQ(two.windowGeometry({-500, 480, 50, 10}), QRect(-500, 10, 50, 10)) << "nearest, when on none";
     EXPECT_EQ(Coordinates({}).windowGeometry({1, -5, 3, 4}), QRect(1, 1, 3, 4));
+}
+
+TEST(KeyNameTests, IsInUpperCaseAndNeverAControlCharacter) {
+    const std::pair<const char*, const char*> cases[] = {
+        {"r", "R"}, {"7", "7"},   {"ě", "Ě"},   {"ж", "Ж"},     {"ё", "Ё"},     {"ί", "Ί"},
+        {"ς", "Σ"}, {"ÿ", "Ÿ"},   {"ß", "ß"},   {"×", "×"},     {"ა", "ა"},     {"あ𝄞", "あ𝄞"},
+        {"", ""},   {"\x1b", ""}, {"\x7f", ""}, {"\u0085", ""}, {"\u200d", ""}, {"\ufeff", ""},
+    };
+    for (const auto& [typed, name] : cases)
+        EXPECT_EQ(views::keyName(QString::fromUtf8(typed)), name) << typed;
 }
 
 }  // namespace

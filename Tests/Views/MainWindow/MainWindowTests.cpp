@@ -7,6 +7,7 @@
 #include "Lumicrate/MainWindow/MainWindowModel.h"
 #include "Support/DispatchQueue.h"
 #include "Tests/Linux/Desktop/EventLoop.h"
+#include "Tests/Lumicrate/Overlays/FakeOverlayContents.h"
 #include "Tests/Lumicrate/Recording/RecorderFixture.h"
 #include "Tests/Stage/ChildProcess.h"
 #include "Views/MainWindow/MainWindow.h"
@@ -37,32 +38,6 @@ using testing::ElementsAre;
 using testing::SizeIs;
 using views::FlatButton;
 
-struct FakeWorkspace final : public NSWorkspace {
-    void openURL(const std::filesystem::path& url) override { opened.push_back(url.filename()); }
-    void activateFileViewerSelecting(const std::vector<std::filesystem::path>& urls) override {
-        if (urls.empty()) throw PlatformError("There is nothing to show.");
-        revealed = urls;
-    }
-    std::vector<std::filesystem::path> opened;
-    std::vector<std::filesystem::path> revealed;
-};
-
-/// Gives every window a colour of its own.
-struct FakeScreenshots final : public SCScreenshotManager {
-    std::optional<CGImage> captureImage(std::uint32_t windowID, Size maximumSize) override {
-        ++taken;
-        CGImage image;
-        image.width = static_cast<int>(maximumSize.width);
-        image.height = static_cast<int>(maximumSize.height);
-        const auto shade = static_cast<std::uint8_t>(60 + windowID * 41 % 160);
-        for (int i = 0; i < image.width * image.height; ++i)
-            image.pixels.insert(image.pixels.end(), {shade, 120, static_cast<std::uint8_t>(255 - shade)});
-        return image;
-    }
-    std::optional<CGImage> captureDisplay(std::uint32_t) override { return std::nullopt; }
-    int taken = 0;
-};
-
 class MainWindowTests : public RecorderFixture {
  protected:
     MainWindowTests() {
@@ -77,7 +52,8 @@ class MainWindowTests : public RecorderFixture {
         setWindows({"notes", "Inbox (3)", "main.cpp"});
         library.emplace(RecordingLibrary::Services{
             loop, diskFiles, notifications, recordings, workspace, app::lengthReaders(), nullptr,
-            [this](const std::filesystem::path& url) { previewed.push_back(url.filename()); }});
+            [this](const std::filesystem::path& url) { previewed.push_back(url.filename()); },
+            /*beep=*/nullptr});
         MainWindowModel::Commands commands;
         commands.openSettings = [this] { ++settingsOpened; };
         commands.menu = [] { return std::vector<MenuItem>(); };
@@ -163,7 +139,8 @@ class MainWindowTests : public RecorderFixture {
     desktop::Calendar realCalendar;
     RecordingFolder recordings{diskFiles, realCalendar};
     FakeWorkspace workspace;
-    FakeScreenshots screenshots;
+    FakeOverlayContents panels;
+    FakeDisplayPictures screenshots{panels};
     media::ImageIO images;
     RecorderControls::Progress mixingProgress;
     std::vector<std::filesystem::path> previewed;
@@ -218,7 +195,7 @@ TEST_F(MainWindowTests, ArrowKeysChooseTheModeAndTheModeItsFields) {
 
 TEST_F(MainWindowTests, AWindowIsChosenByKeys) {
     auto* opener = button("Choose a Window");
-    EXPECT_EQ(screenshots.taken, 0);
+    EXPECT_THAT(screenshots.taken, SizeIs(0));
     opener->setFocus();
     press(Qt::Key_Return);
     ASSERT_NE(QApplication::activePopupWidget(), nullptr);

@@ -3,10 +3,10 @@
 
 #include "Linux/Media/Editing/CopiedTracks.h"
 #include "Linux/Media/Editing/InputMovie.h"
+#include "Linux/Media/Editing/MixedTrack.h"
 #include "Linux/Media/Editing/OutputMovie.h"
 #include "Linux/Media/Editing/ReencodedTrack.h"
 #include "Linux/Media/Editing/StitchedTrack.h"
-#include "Linux/Media/Sound/MixedTrack.h"
 #include "Support/Error.h"
 #include "Support/Log.h"
 

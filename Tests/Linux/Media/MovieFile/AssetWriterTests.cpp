@@ -3,6 +3,7 @@
 #include "Support/Error.h"
 #include "Tests/Linux/Media/CountedMovie.h"
 #include "Tests/Stage/Measure.h"
+#include "Tests/Stage/Movie/Box.h"
 #include "Tests/Stage/MovieBoxes.h"
 #include "Tests/Stage/OtherPrograms.h"
 
@@ -278,6 +279,65 @@ TEST_F(AssetWriterInputTests, TheEncoderIsIdleOnlyWhileItAsksForIt) {
     await(encoder.idlePeriods, 2);
     input.drain();
     EXPECT_EQ(encoder.idlePeriods, 2);
+}
+
+/// The box of that path, which must be there.
+const stage::Box& boxAt(const stage::Box& parent, std::string_view path) {
+    for (const stage::Box& box : parent.children) {
+        if (path == box.path) return box;
+        if (path.starts_with(box.path + "/")) return boxAt(box, path);
+    }
+    throw std::invalid_argument("There is no box " + std::string(path));
+}
+
+/// The rules that judge the movies of these tests notice a single wrong byte in any header or table.
+TEST(MovieRulesTests, EveryWrongByteIsAFault) {
+    const std::string pictures = "moov/trak/mdia/minf/stbl/";
+    const std::string sound = "moov/trak[2]/mdia/minf/stbl/";
+    // Places are in the box's content: its type ends at −1, its size at −5.
+    const struct {
+        std::string box;
+        std::vector<std::pair<int, char>> damages;  // a place and the byte to put there
+    } table[] = {
+        {"ftyp", {{-4, 'x'}}},
+        {"moov/mvhd", {{-5, 7}, {-4, 'x'}, {0, 2}, {18, 1}, {21, 2}, {37, 2}, {99, 1}}},
+        {"moov/trak/tkhd", {{3, 2}, {22, 1}, {77, 65}}},
+        {"moov/trak[2]/tkhd", {{15, 1}}},
+        {"moov/trak[2]/edts", {{-1, 'z'}}},
+        {"moov/trak[2]/edts/elst", {{8, 1}, {12, 0x10}, {17, 2}}},
+        {"moov/trak/mdia/mdhd", {{18, 1}, {20, 0x7c}}},
+        {"moov/trak/mdia/hdlr", {{8, 't'}}},
+        {"moov/trak/mdia/minf/vmhd", {{3, 0}}},
+        {"moov/trak/mdia/minf/dinf/dref/url ", {{3, 0}}},
+        {pictures + "stsd", {{7, 2}}},
+        {pictures + "stsd/avc1", {{25, 65}}},
+        {pictures + "stsd/avc1/avcC", {{-1, 'x'}, {4, 0x7d}}},
+        {pictures + "stsd/avc1/colr", {{5, 9}}},
+        {pictures + "stts", {{11, 77}, {14, 9}}},
+        {pictures + "stss", {{11, 2}}},
+        {pictures + "stsc", {{11, 2}, {19, 2}}},
+        {pictures + "stsz", {{14, 0x7f}}},
+        {pictures + "stco", {{8, 0x7f}}},
+        {sound + "stsd/mp4a", {{17, 6}, {24, 0x2c}}},
+        {sound + "stsd/mp4a/esds", {{4, 4}}},
+        {sound + "stts", {{15, 1}}},
+        {sound + "stsz", {{14, 0x7f}}},
+    };
+    const TemporaryFolder folder;
+    const CountedMovie movie(folder / "movie.mp4", {.seconds = 2});
+    const std::string whole = readText(movie.path);
+    stage::Faults none;
+    const stage::Box file = stage::readBoxes(stage::bytesOf(whole), false, none);
+    for (const auto& [box, damages] : table) {
+        const std::uint64_t content = boxAt(file, box).contentOffset();
+        for (const auto& [place, byte] : damages) {
+            std::string damaged = whole;
+            char& changed = damaged.at(content + static_cast<std::uint64_t>(place));
+            ASSERT_NE(std::exchange(changed, byte), byte) << box << " " << place;
+            EXPECT_FALSE(stage::faultsOf(writeText(folder / "damaged", damaged)).empty())
+                << box << " " << place;
+        }
+    }
 }
 
 }  // namespace

@@ -8,7 +8,6 @@
 #include <QBackingStore>
 #include <QKeyEvent>
 #include <QLineEdit>
-#include <QPaintEvent>
 #include <random>
 
 namespace lumicrate::test {
@@ -203,34 +202,6 @@ TEST_F(SelectionPixelTests, MagnifierCentresThePixelUnderThePointer) {
                     << at.x() << " " << cells.x() << "," << cells.y() << " " << shift;
             }
         }
-    }
-}
-
-TEST_F(SelectionPixelTests, StepOfADragRepaintsLittle) {
-    /// Adds up the area that a widget is asked to paint.
-    struct PaintCounter final : public QObject {
-        bool eventFilter(QObject*, QEvent* event) override {
-            if (event->type() == QEvent::Paint)
-                for (const QRect& each : static_cast<QPaintEvent*>(event)->region())
-                    area += double(each.width()) * each.height();
-            return false;
-        }
-        double area = 0;
-    } counter;
-    pointTo(10, 10);
-    open();
-    overlay->installEventFilter(&counter);
-    model.preselect({10, 10, screen.width - 100, screen.height - 40});
-    send(QEvent::MouseButtonPress, {150, 150}, Qt::LeftButton);
-    settle();
-    double last = 0;
-    for (const double pixels : {20, 40, 60, 60}) {
-        counter.area = 0;
-        send(QEvent::MouseMove, {150 + pixels / scale(), 150}, Qt::LeftButton);
-        settle();
-        const double share = counter.area / (screen.width * screen.height);
-        EXPECT_LT(share, 0.15);
-        EXPECT_EQ(share > 0.02, std::exchange(last, pixels) != pixels);
     }
 }
 

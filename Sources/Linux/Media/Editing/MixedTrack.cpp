@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "Linux/Media/Sound/MixedTrack.h"
+#include "Linux/Media/Editing/MixedTrack.h"
 
 #include "Linux/Media/Files/Failure.h"
 #include "Linux/Media/IsoBmff/Fragment.h"
