@@ -163,9 +163,7 @@ TEST(OptionParserTests, ReadsEveryForm) {
     EXPECT_EQ(bare.value("screen"), std::nullopt);
     EXPECT_EQ(bare.value("microphone"), std::nullopt);
     EXPECT_EQ(bare.positional(), (std::vector<std::string>{"word", "--json"}));
-}
-
-TEST(OptionParserTests, TheLastOfSeveralCounts) {
+    // The last of several counts.
     EXPECT_EQ(parse({"--cursor", "--no-cursor"}).isOn("cursor"), false);
     EXPECT_EQ(parse({"--fps=15", "--fps=24"}).value("fps"), "24");
     EXPECT_EQ(parse({"--microphone=x", "--microphone"}).value("microphone"), std::nullopt);

@@ -69,12 +69,13 @@ QVariant NotifierHost::property(const QString& name) {
 
 QString NotifierHost::toolTip() {
     const auto argument = property("ToolTip").value<QDBusArgument>();
-    QString icon, title;
+    QString icon, title, text;
     argument.beginStructure();
     argument >> icon;
     argument.beginArray();  // its pictures
     argument.endArray();
-    argument >> title;
+    argument >> title >> text;
+    argument.endStructure();
     return title;
 }
 

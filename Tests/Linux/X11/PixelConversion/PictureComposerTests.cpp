@@ -105,6 +105,8 @@ TEST(CursorOverlayTests, BlendsOverThePictureAndRestoresIt) {
 TEST(PictureComposerTests, PlacementIsCentredOrStretched) {
     EXPECT_EQ(placement(1000, 1000, 1280, 720, true), (PixelRect{280, 0, 720, 720}));
     EXPECT_EQ(placement(2000, 500, 1280, 720, true), (PixelRect{0, 200, 1280, 320}));
+    EXPECT_EQ(placement(2, 3, 100, 100, true), (PixelRect{16, 0, 67, 100})) << "rounded";
+    EXPECT_EQ(placement(3, 2, 100, 100, true), (PixelRect{0, 16, 100, 67})) << "rounded";
     EXPECT_EQ(placement(5000, 1, 100, 100, true), (PixelRect{0, 49, 100, 1}));
     EXPECT_EQ(placement(2000, 500, 1280, 720, false), (PixelRect{0, 0, 1280, 720}));
 }
