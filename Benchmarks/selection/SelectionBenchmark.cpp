@@ -79,10 +79,14 @@ QImage stillPicture(const QSize& size) {
     return still;
 }
 
+std::optional<std::uint32_t> noDisplayID(const std::string&) {
+    return std::nullopt;
+}
+
 class Selecting {
  public:
     explicit Selecting(const QImage& still)
-        : screen_(views::Screens(nullptr).screens().front().frame),
+        : screen_(views::Screens(noDisplayID).screens().front().frame),
           view_({screen_.size(), 1, {{{300, 200, 900, 600}, "A window", 7}}, false}, model_,
                 [](auto, auto) {}) {
         auto overlay = std::make_unique<views::SelectionView>(

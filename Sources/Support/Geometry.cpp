@@ -21,6 +21,11 @@ Rect Rect::intersection(const Rect& other) const {
     return {left, top, right - left, bottom - top};
 }
 
+Rect Rect::shiftedInside(const Rect& bounds) const {
+    return {std::max(std::min(x, bounds.maxX() - width), bounds.minX()),
+            std::max(std::min(y, bounds.maxY() - height), bounds.minY()), width, height};
+}
+
 Rect Rect::integral() const {
     const double left = std::floor(minX());
     const double top = std::floor(minY());

@@ -46,6 +46,8 @@ struct Rect {
     Rect scaledBy(double factor) const { return {x * factor, y * factor, width * factor, height * factor}; }
     /// The overlap, or an empty rectangle if there is none.
     Rect intersection(const Rect& other) const;
+    /// The same size, moved as little as needed to lie in `bounds`; at their lower edges if it is larger.
+    Rect shiftedInside(const Rect& bounds) const;
     /// The smallest rectangle with whole-number edges that contains this one.
     Rect integral() const;
 

@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "Lumicrate/Overlays/ControlBarController.h"
 
-#include "Lumicrate/Overlays/Selection/SelectionGeometry.h"
 #include "Lumicrate/Shortcuts/Shortcut.h"
 #include "Support/Text.h"
 
@@ -89,7 +88,7 @@ Rect controlBarFrame(const Size& bar, const Rect& visibleFrame, const std::optio
     }
     const Rect inner{visibleFrame.x + margin, visibleFrame.y + margin, visibleFrame.width - 2 * margin,
                      visibleFrame.height - 2 * margin};
-    return SelectionGeometry{inner, std::nullopt}.shiftedInside(frame);
+    return frame.shiftedInside(inner);
 }
 
 Rect keptOnScreens(const Rect& frame, const std::vector<NSScreen>& screens) {
@@ -97,7 +96,7 @@ Rect keptOnScreens(const Rect& frame, const std::vector<NSScreen>& screens) {
     std::optional<Rect> nearest;
     for (const NSScreen& each : screens) {
         visibleArea += each.visibleFrame.intersection(frame).area();
-        const Rect moved = SelectionGeometry{each.visibleFrame, std::nullopt}.shiftedInside(frame);
+        const Rect moved = frame.shiftedInside(each.visibleFrame);
         if (!nearest || distance(moved, frame) < distance(*nearest, frame)) nearest = moved;
     }
     constexpr double rounding = 1e-6;

@@ -28,8 +28,7 @@ std::vector<NSScreen> Screens::screens() const {
     std::vector<NSScreen> all;
     for (const QScreen* screen : screensMainFirst()) {
         const std::string name = screen->name().toStdString();
-        all.push_back({displayIDs_ ? displayIDs_(name) : std::nullopt,
-                       coordinates.pointsFromPixels(QtScreen::of(*screen).pixels()),
+        all.push_back({displayIDs_(name), coordinates.pointsFromPixels(QtScreen::of(*screen).pixels()),
                        coordinates.pointsFromPixels(availablePixels(*screen)), coordinates.scale(), name});
     }
     return all;

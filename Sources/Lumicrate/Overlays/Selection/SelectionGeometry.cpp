@@ -109,11 +109,6 @@ Point SelectionGeometry::clamped(Point point) const {
             clampedTo(point.y, bounds.minY(), bounds.maxY())};
 }
 
-Rect SelectionGeometry::shiftedInside(const Rect& rect) const {
-    return {clampedTo(rect.x, bounds.minX(), bounds.maxX() - rect.width),
-            clampedTo(rect.y, bounds.minY(), bounds.maxY() - rect.height), rect.width, rect.height};
-}
-
 Rect SelectionGeometry::rounded(const Rect& rect) const {
     return rect.integral().intersection(bounds);
 }
@@ -134,7 +129,8 @@ Rect SelectionGeometry::resize(const Rect& original, Handle handle, Point to) co
         const Point anchor = pointOf(opposite(handle), original);
         const Rect drawn = rect(anchor, point);
         if (drawn.width >= minSide && drawn.height >= minSide) return drawn;
-        return shiftedInside(spanned(anchor, smallestSize(*ratio), point.x - anchor.x, point.y - anchor.y));
+        return spanned(anchor, smallestSize(*ratio), point.x - anchor.x, point.y - anchor.y)
+            .shiftedInside(bounds);
     }
     const OwnedEdges edges = edgesOf(handle);
     double left = original.minX();
@@ -145,11 +141,11 @@ Rect SelectionGeometry::resize(const Rect& original, Handle handle, Point to) co
     if (edges.right) right = std::max(point.x, left + minSide);
     if (edges.bottom) bottom = std::min(point.y, top - minSide);
     if (edges.top) top = std::max(point.y, bottom + minSide);
-    return shiftedInside({left, bottom, right - left, top - bottom});
+    return Rect{left, bottom, right - left, top - bottom}.shiftedInside(bounds);
 }
 
 Rect SelectionGeometry::move(const Rect& original, double dx, double dy) const {
-    return shiftedInside(original.offsetBy(dx, dy));
+    return original.offsetBy(dx, dy).shiftedInside(bounds);
 }
 
 Rect SelectionGeometry::largestWithin(const Rect& base) const {
@@ -163,8 +159,8 @@ Rect SelectionGeometry::reshape(const Rect& current) const {
     if (!ratio) return current;
     Size size{current.width, current.width / *ratio};
     if (size.height > bounds.height) size = {*ratio * bounds.height, bounds.height};
-    return shiftedInside(
-        {current.midX() - size.width / 2, current.midY() - size.height / 2, size.width, size.height});
+    return Rect{current.midX() - size.width / 2, current.midY() - size.height / 2, size.width, size.height}
+        .shiftedInside(bounds);
 }
 
 Rect SelectionGeometry::resized(const Rect& current, std::optional<double> width,
@@ -177,7 +173,7 @@ Rect SelectionGeometry::resized(const Rect& current, std::optional<double> width
     }
     size.width = clampedTo(size.width, minSide, bounds.width);
     size.height = clampedTo(size.height, minSide, bounds.height);
-    return shiftedInside({current.minX(), current.maxY() - size.height, size.width, size.height});
+    return Rect{current.minX(), current.maxY() - size.height, size.width, size.height}.shiftedInside(bounds);
 }
 
 Rect toolbarFrame(const Rect& selection, const Size& toolbar, const Rect& bounds) {

@@ -73,8 +73,6 @@ struct SelectionGeometry {
 
     /// The nearest point of the bounds, including their right and top edges.
     Point clamped(Point point) const;
-    /// The rectangle, moved inside the bounds by the shortest way.
-    Rect shiftedInside(const Rect& rect) const;
     /// Expanded to whole points.
     Rect rounded(const Rect& rect) const;
 

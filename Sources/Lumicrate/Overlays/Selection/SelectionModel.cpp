@@ -239,7 +239,7 @@ void SelectionModel::drag(const Moving& moving, const MouseEvent& event) {
                                       event.location.y - moving.start.y);
     // A press without a movement must not snap.
     const bool snaps = event.snaps && free != moving.original;
-    selection_ = snaps ? geometry().shiftedInside(snapping_.moved(free)) : free;
+    selection_ = snaps ? snapping_.moved(free).shiftedInside(geometry().bounds) : free;
 }
 
 void SelectionModel::drag(const Resizing& resizing, const MouseEvent& event) {

@@ -137,7 +137,7 @@ TEST(SelectionGeometryTests, ToolbarCoversNoHandle) {
         const double width = random.between(minSide, 1280), height = random.between(minSide, 800);
         const Rect selection{random.between(0, 1280 - width), random.between(0, 800 - height), width, height};
         const Rect frame = toolbarFrame(selection, bar, screen);
-        ASSERT_EQ(geometry.shiftedInside(frame), frame);
+        ASSERT_EQ(frame.shiftedInside(geometry.bounds), frame);
         for (const Handle each : allHandles) {
             const Point point = pointOf(each, selection);
             const Rect grip{point.x - 8, point.y - 8, 16, 16};
