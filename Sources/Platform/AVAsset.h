@@ -49,6 +49,14 @@ class AVAssets {
     /// Reads the head of the container only.
     virtual AVAssetSummary summary(const std::filesystem::path& url) const = 0;
 
+    /// When the pictures of the first video track begin, as presented, ascending; empty without one. May read
+    /// through the file.
+    virtual std::vector<CMTime> pictureTimes(const std::filesystem::path& url) const = 0;
+
+    /// The peak of all sound in each of `parts` equal parts, 0 … 1; empty without sound. Decodes all of it.
+    virtual std::vector<float> loudness(const std::filesystem::path& url, std::size_t parts,
+                                        const LongWork& work) const = 0;
+
     /// Copies the first video track, if any, and mixes all audio tracks into one stereo track: AAC, 48000 Hz,
     /// 192000 bit/s. Every track keeps its full gain; a limiter prevents clipping.
     virtual void mixAudio(const std::filesystem::path& source, const std::filesystem::path& destination,
@@ -78,6 +86,9 @@ class AVAssetImageGenerator {
     /// the requested size, is never enlarged, and is valid until the next call. Throws PlatformError if the
     /// movie cannot be read.
     virtual const CGImage* image(CMTime time, CMTime toleranceAfter) = 0;
+    /// The last key frame at or before `time`, which is found quickly anywhere in a long movie. Times in any
+    /// order. After this, image() starts from there.
+    virtual const CGImage* keyImage(CMTime time) = 0;
 };
 
 /// Writes an animated GIF that loops forever. One thread. The destructor deletes the file unless it was

@@ -295,6 +295,7 @@ class NamedImages final : public ImageIO {
  public:
     struct Generator final : public AVAssetImageGenerator {
         const CGImage* image(CMTime, CMTime) override { return &picture; }
+        const CGImage* keyImage(CMTime) override { return &picture; }
         CGImage picture;
     };
     std::unique_ptr<AVAssetImageGenerator> makeImageGenerator(const Path& url, Size) const override {

@@ -6,7 +6,7 @@
 #include "Lumicrate/Preview/GIFExporter.h"
 #include "Lumicrate/Preview/RecordingFiles.h"
 #include "Lumicrate/Preview/Trimming.h"
-#include "Tests/Lumicrate/FakePlatform.h"
+#include "Tests/Lumicrate/Movie/FakeAssets.h"
 
 #include <numeric>
 
@@ -15,43 +15,6 @@ namespace {
 
 using testing::Each;
 using testing::MatchesRegex;
-using Path = std::filesystem::path;
-
-/// Movies that exist as summaries only; exports create files.
-class FakeAssets final : public AVAssets {
- public:
-    explicit FakeAssets(FakeFiles& files) : files_(files) {}
-
-    AVAssetSummary summary(const Path& url) const override {
-        if (const auto found = summaries.find(url); found != summaries.end()) return found->second;
-        throw PlatformError("That is no movie.");
-    }
-    void mixAudio(const Path& source, const Path& destination, AVFileType type,
-                  const LongWork& work) const override {
-        exportMovie(source, destination, type, AVAssetExportPreset::passthrough, std::nullopt, work);
-    }
-    void exportMovie(const Path& source, const Path& destination, AVFileType type, AVAssetExportPreset preset,
-                     std::optional<CMTimeRange> range, const LongWork& work) const override {
-        made.push_back({source, destination, type, preset, range});
-        work.reach(0.5);
-        if (!refusal.empty()) throw PlatformError(refusal);
-        files_.existing.insert(destination);
-    }
-
-    struct Made {
-        Path source;
-        Path destination;
-        AVFileType type;
-        AVAssetExportPreset preset;
-        std::optional<CMTimeRange> range;
-    };
-    std::map<Path, AVAssetSummary> summaries;
-    std::string refusal;
-    mutable std::vector<Made> made;
-
- private:
-    FakeFiles& files_;
-};
 
 class FinishedMovieTests : public testing::Test {
  protected:
@@ -251,6 +214,7 @@ class FakeImages final : public ImageIO {
             images.tolerances.push_back(toleranceAfter);
             return images.hasPicture(time) ? &picture : nullptr;
         }
+        const CGImage* keyImage(CMTime time) override { return image(time, CMTime::zero()); }
         const FakeImages& images;
         CGImage picture{1, 1, {0, 0, 0}};
     };

@@ -3,8 +3,10 @@
 
 #include "Linux/Media/Editing/CopiedTracks.h"
 #include "Linux/Media/Editing/InputMovie.h"
+#include "Linux/Media/Editing/Loudness.h"
 #include "Linux/Media/Editing/MixedTrack.h"
 #include "Linux/Media/Editing/OutputMovie.h"
+#include "Linux/Media/Editing/PictureTimes.h"
 #include "Linux/Media/Editing/ReencodedTrack.h"
 #include "Linux/Media/Editing/StitchedTrack.h"
 #include "Support/Error.h"
@@ -143,6 +145,15 @@ std::unique_ptr<TrackWriter> preciseCut(const InputMovie& source, int track, AVA
 }
 
 }  // namespace
+
+std::vector<CMTime> Assets::pictureTimes(const std::filesystem::path& url) const {
+    return pictureTimesOf(url);
+}
+
+std::vector<float> Assets::loudness(const std::filesystem::path& url, std::size_t parts,
+                                    const LongWork& work) const {
+    return loudnessOf(url, parts, work);
+}
 
 void Assets::mixAudio(const std::filesystem::path& source, const std::filesystem::path& destination,
                       AVFileType type, const LongWork& work) const {

@@ -11,6 +11,9 @@ class Assets final : public AVAssets {
     /// Reads a few kilobytes; files in other containers than ISO base media, whatever their names say, are
     /// probed with FFmpeg's libraries. Any thread, several at once. Throws PlatformError.
     AVAssetSummary summary(const std::filesystem::path& url) const override;
+    std::vector<CMTime> pictureTimes(const std::filesystem::path& url) const override;
+    std::vector<float> loudness(const std::filesystem::path& url, std::size_t parts,
+                                const LongWork& work) const override;
     void mixAudio(const std::filesystem::path& source, const std::filesystem::path& destination,
                   AVFileType type, const LongWork& work) const override;
     void exportMovie(const std::filesystem::path& source, const std::filesystem::path& destination,

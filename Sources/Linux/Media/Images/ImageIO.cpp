@@ -17,6 +17,7 @@ class ImageGenerator final : public AVAssetImageGenerator {
     ImageGenerator(const std::filesystem::path& url, Size maximumSize);
 
     const CGImage* image(CMTime time, CMTime toleranceAfter) override;
+    const CGImage* keyImage(CMTime time) override;
 
  private:
     bool isShownAt(CMTime time) const;
@@ -44,6 +45,13 @@ const CGImage* ImageGenerator::image(CMTime time, CMTime toleranceAfter) {
     if (isShownAt(time)) return rendered(shown_);
     const bool beginsSoon = next_.picture && next_.begin <= time + toleranceAfter;
     return beginsSoon ? rendered(next_) : nullptr;
+}
+
+const CGImage* ImageGenerator::keyImage(CMTime time) {
+    frames_.seek(time);
+    shown_ = frames_.next();
+    next_ = {};
+    return shown_.picture ? rendered(shown_) : nullptr;
 }
 
 bool ImageGenerator::isShownAt(CMTime time) const {

@@ -61,6 +61,12 @@ MovieFrame MovieFrames::next() {
     }
 }
 
+void MovieFrames::seek(CMTime time) {
+    movie_.seek(time.seconds());
+    avcodec_flush_buffers(decoder_.get());
+    readUpTo_ = time;
+}
+
 void MovieFrames::sendPacket() {
     if (!movie_.read(*packet_)) {
         // Much more than the rounding of containers.

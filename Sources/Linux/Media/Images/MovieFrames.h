@@ -28,6 +28,9 @@ class MovieFrames {
     /// last. Throws PlatformError when the file is damaged or ends too early.
     MovieFrame next();
 
+    /// Continues with the last key picture at or before `time`.
+    void seek(CMTime time);
+
     /// The end of the last picture; invalid when unknown.
     CMTime end() const { return end_; }
     PixelSize codedSize() const;

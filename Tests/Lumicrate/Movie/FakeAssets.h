@@ -1,0 +1,55 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// FakeAssets: movies and exports that tests control.
+#pragma once
+
+#include "Platform/AVAsset.h"
+#include "Tests/Lumicrate/FakePlatform.h"
+
+#include <map>
+
+namespace lumicrate::test {
+
+using Path = std::filesystem::path;
+
+/// Movies that exist as summaries only; exports create files.
+class FakeAssets final : public AVAssets {
+ public:
+    explicit FakeAssets(FakeFiles& files) : files_(files) {}
+
+    AVAssetSummary summary(const Path& url) const override {
+        if (const auto found = summaries.find(url); found != summaries.end()) return found->second;
+        throw PlatformError("That is no movie.");
+    }
+    std::vector<CMTime> pictureTimes(const Path&) const override { return times; }
+    std::vector<float> loudness(const Path&, std::size_t parts, const LongWork&) const override {
+        return std::vector<float>(parts, 0.5F);
+    }
+    void mixAudio(const Path& source, const Path& destination, AVFileType type,
+                  const LongWork& work) const override {
+        exportMovie(source, destination, type, AVAssetExportPreset::passthrough, std::nullopt, work);
+    }
+    void exportMovie(const Path& source, const Path& destination, AVFileType type, AVAssetExportPreset preset,
+                     std::optional<CMTimeRange> range, const LongWork& work) const override {
+        made.push_back({source, destination, type, preset, range});
+        work.reach(0.5);
+        if (!refusal.empty()) throw PlatformError(refusal);
+        files_.existing.insert(destination);
+    }
+
+    struct Made {
+        Path source;
+        Path destination;
+        AVFileType type;
+        AVAssetExportPreset preset;
+        std::optional<CMTimeRange> range;
+    };
+    std::map<Path, AVAssetSummary> summaries;
+    std::vector<CMTime> times;  ///< of the pictures of every movie
+    std::string refusal;
+    mutable std::vector<Made> made;
+
+ private:
+    FakeFiles& files_;
+};
+
+}  // namespace lumicrate::test
