@@ -35,6 +35,7 @@ class BusService::Object final : public QDBusVirtualObject {
         QString text = QStringLiteral("<interface name=\"%1\">").arg(service);
         for (const Method& each : methods_) {
             text += QStringLiteral("<method name=\"%1\">").arg(QString::fromStdString(each.name));
+            if (each.takesText) text += QStringLiteral("<arg name=\"text\" type=\"s\" direction=\"in\"/>");
             if (each.replies) text += QStringLiteral("<arg name=\"text\" type=\"s\" direction=\"out\"/>");
             text += QStringLiteral("</method>");
         }
@@ -47,7 +48,7 @@ class BusService::Object final : public QDBusVirtualObject {
             return message.member() == QString::fromStdString(each.name);
         });
         if (method == methods_.end()) return false;
-        const std::string answer = method->call();
+        const std::string answer = method->call(message.arguments().value(0).toString().toStdString());
         QDBusMessage reply = message.createReply();
         if (method->replies) reply << QString::fromStdString(answer);
         return connection.send(reply);
@@ -81,13 +82,16 @@ BusService::Outcome BusService::claim() {
     return Outcome::taken;
 }
 
-std::optional<std::string> callRunningInstance(const std::string& method) {
+std::optional<std::string> callRunningInstance(const std::string& method,
+                                               const std::optional<std::string>& argument) {
     if (!sessionBusExists()) return std::nullopt;
     const QDBusConnection bus = QDBusConnection::sessionBus();
     // Calling an unregistered service would make the bus try to start it.
     if (!bus.isConnected() || !bus.interface()->isServiceRegistered(service)) return std::nullopt;
-    const QDBusMessage reply =
-        bus.call(QDBusMessage::createMethodCall(service, path, service, QString::fromStdString(method)));
+    QDBusMessage call =
+        QDBusMessage::createMethodCall(service, path, service, QString::fromStdString(method));
+    if (argument) call << QString::fromStdString(*argument);
+    const QDBusMessage reply = bus.call(call);
     if (reply.type() != QDBusMessage::ReplyMessage) return std::nullopt;
     return reply.arguments().value(0).toString().toStdString();
 }

@@ -16,15 +16,17 @@ namespace lumicrate::desktop {
 bool sessionBusExists();
 
 /// The service "org.lumicrate.Lumicrate" with one object, "/org/lumicrate/Lumicrate", whose interface has the
-/// name of the service. Its methods have no arguments and return nothing or one string. Main thread; needs a
-/// running Qt event loop.
+/// name of the service. Its methods have no argument or one string, and return nothing or one string. Main
+/// thread; needs a running Qt event loop.
 class BusService {
  public:
-    /// The result of `call` is the reply of a method with `replies`, and ignored otherwise.
+    /// `call` receives the argument of a method that takes one, and otherwise nothing. Its result is the
+    /// reply of a method with `replies`, and ignored otherwise.
     struct Method {
         std::string name;  ///< "Toggle"
+        bool takesText = false;
         bool replies = false;
-        std::function<std::string()> call;
+        std::function<std::string(const std::string& argument)> call;
     };
     enum class Outcome {
         claimed,  ///< this process now owns the name
@@ -50,6 +52,7 @@ class BusService {
 
 /// Calls a method of the running instance and waits for its reply, which is empty for methods without one.
 /// Nothing if no instance can be reached.
-std::optional<std::string> callRunningInstance(const std::string& method);
+std::optional<std::string> callRunningInstance(const std::string& method,
+                                               const std::optional<std::string>& argument = std::nullopt);
 
 }  // namespace lumicrate::desktop

@@ -1,0 +1,91 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// MpvSession: one instance of libmpv that plays a file, with the thread that renders its pictures.
+#pragma once
+
+#include "Linux/Player/MpvLibrary.h"
+#include "Platform/AVPlayer.h"
+
+#include <condition_variable>
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <initializer_list>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace lumicrate::player {
+
+/// The session's own thread renders pictures (libmpv makes it wait there until each is due) and reads
+/// events. Commands are asynchronous. All operations: one thread, which is not the session's.
+class MpvSession {
+ public:
+    /// What has happened since the last report.
+    struct Report {
+        bool isLoaded = false;           ///< the file has been opened
+        bool reachedSeek = false;        ///< a seek has shown its picture, or has failed
+        bool hasPicture = false;         ///< picture() has changed
+        std::optional<double> time;      ///< seconds
+        std::optional<double> duration;  ///< seconds
+        std::optional<bool> isAtEnd;
+        std::string error;  ///< why the file cannot be played; playing has ended
+    };
+
+    /// Opens the file, paused. `reported` is called on the session's thread when there is something to take.
+    /// Throws PlatformError.
+    MpvSession(const std::filesystem::path& url, std::function<void()> reported);
+    ~MpvSession();
+    MpvSession(const MpvSession&) = delete;
+    MpvSession& operator=(const MpvSession&) = delete;
+
+    Report takeReport();
+    AVPlayerPicture picture() const;
+
+    void setPaused(bool paused);
+    void setNumber(const char* property, double value);
+    void setText(const char* property, const char* value);
+    /// Replaces all video filters.
+    void setVideoFilter(const std::string& filter);
+    void seek(double seconds, AVPlayer::Seek how);
+    void setPictureSize(int width, int height);
+
+ private:
+    struct Buffer {
+        std::shared_ptr<std::uint8_t> pixels;
+        std::size_t size = 0;
+    };
+
+    void command(std::uint64_t id, std::initializer_list<const char*> words);
+    void signal(bool& flag);
+    void run();
+    void readEvents();
+    void handle(const mpv_event& event);
+    void render(int width, int height);
+    std::shared_ptr<std::uint8_t> unusedBuffer(std::size_t size);
+    void report(const std::function<void(Report&)>& change);
+
+    const MpvLibrary& mpv_;
+    std::function<void()> reported_;
+    mpv_handle* handle_ = nullptr;
+    mpv_render_context* renderer_ = nullptr;
+    std::vector<Buffer> buffers_;  ///< the session's thread only
+
+    mutable std::mutex mutex_;
+    std::condition_variable changed_;
+    bool hasEvents_ = false;
+    bool hasFrame_ = false;
+    bool isResized_ = false;
+    bool isStopping_ = false;
+    int width_ = 0;
+    int height_ = 0;
+    AVPlayerPicture picture_;
+    Report report_;
+    bool isReportPending_ = false;
+
+    std::thread thread_;
+};
+
+}  // namespace lumicrate::player
