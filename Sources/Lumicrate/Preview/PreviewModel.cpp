@@ -1,0 +1,250 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "Lumicrate/Preview/PreviewModel.h"
+
+#include "Lumicrate/Library/DerivedFiles.h"
+#include "Lumicrate/Preview/Trimming.h"
+#include "Support/Error.h"
+#include "Support/LongWork.h"
+#include "Support/Text.h"
+
+#include <algorithm>
+#include <cmath>
+#include <exception>
+#include <utility>
+
+namespace lumicrate {
+
+namespace {
+
+constexpr std::string_view preciseTrimKey = "preciseTrim";
+constexpr double gifFramesPerSecond = 12;
+
+enum TrimButton : std::size_t { saveAsNewCopy, replaceOriginal, cancelTrim };
+
+NSAlert trimAlert(const CMTimeRange& range, bool isSound, bool isPrecise) {
+    NSAlert alert;
+    alert.messageText = localized("Save the trimmed recording?");
+    alert.informativeText = localized("Keeps") + " " + formatElapsed(range.start.seconds()) + " " +
+                            localized("to") + " " + formatElapsed(range.end.seconds()) + ".";
+    alert.buttons = {localized("Save as New Copy"), localized("Replace Original"), localized("Cancel")};
+    if (isSound) return alert;
+    alert.accessory = {localized("Precise cut (re-encodes, takes longer)"),
+                       localized("A fast cut can only start on a keyframe, so it may keep up to 2 seconds of "
+                                 "hidden lead-in. A precise cut starts exactly where you chose."),
+                       isPrecise};
+    return alert;
+}
+
+}  // namespace
+
+PreviewModel::PreviewModel(Services services, std::filesystem::path shown)
+    : url(std::move(shown)),
+      playerView(services.makePlayer, services.defaults),
+      strip(services.executor, services.assets, services.images,
+            services.makeQueue("Lumicrate.preview.strip")),
+      services_(std::move(services)),
+      recordingFiles_(services_.files, services_.notifications),
+      readQueue_(services_.makeQueue("Lumicrate.preview.read")),
+      workQueue_(services_.makeQueue("Lumicrate.preview.work")) {
+    if (services_.watchFolder) watch_ = services_.watchFolder(url->parent_path());
+    if (watch_) watch_->setOnChange([this](const FolderChanges& changes) { followFile(changes); });
+}
+
+PreviewModel::~PreviewModel() {
+    // The queues wait for their work.
+    stop_.request_stop();
+}
+
+void PreviewModel::load() {
+    shown_ = services_.files.attributes(*url);
+    playerView.open(*url);
+    describing_ = RunningTask(services_.executor, describe(*url));
+}
+
+Task<void> PreviewModel::describe(std::filesystem::path described) {
+    const std::function<Facts()> reading = [&assets = services_.assets, &files = services_.files, described] {
+        Facts facts;
+        facts.summary = assets.summary(described);
+        facts.line = describeRecording(described, facts.summary, files.attributes(described).size);
+        constexpr std::int64_t microsecond = 1'000'000;
+        const CMTime duration(std::llround(facts.summary.duration * microsecond), microsecond);
+        facts.pictures = PictureTable(assets.pictureTimes(described), duration);
+        return facts;
+    };
+    try {
+        Task<Facts> facts = inBackground<Facts>(services_.executor, *readQueue_, reading);
+        const Facts read = co_await facts;
+        info = read.line;
+        videoSize = read.summary.videoSize;
+        playerView.setPictures(read.pictures);
+        strip.read(described, read.summary);
+    } catch (const LocalizedError& error) {
+        info = "";
+        errorMessage = error.what();
+    }
+}
+
+void PreviewModel::beginRename() {
+    if (*busy) return;
+    newName = url->stem().string();
+    renaming = true;
+}
+
+void PreviewModel::commitRename() {
+    renaming = false;
+    if (*busy) return;
+    attempt([this] {
+        const auto destination = recordingFiles_.rename(*url, *newName);
+        if (!destination) return;
+        const CMTime time = playerView.time();
+        url = *destination;
+        load();
+        playerView.seek(time);
+    });
+}
+
+void PreviewModel::trim() {
+    if (*busy) return;
+    playerView.beginTrimming([this](std::optional<CMTimeRange> range) {
+        if (range) askHowToSaveTrim(*range);
+    });
+}
+
+void PreviewModel::resetTrim() {
+    playerView.resetTrim();
+}
+
+void PreviewModel::askHowToSaveTrim(CMTimeRange range) {
+    const bool isSound = lowercaseExtension(*url) == "m4a";
+    showSheet(trimAlert(range, isSound, services_.defaults.boolForKey(preciseTrimKey)),
+              [this, range, isSound](NSAlertResponse response) {
+                  if (response.button == cancelTrim) return resetTrim();
+                  const bool precise = !isSound && response.isChecked;
+                  // A preference that cannot be written must not stop the saving.
+                  if (!isSound) attempt([&] { services_.defaults.set(preciseTrimKey, precise); });
+                  working_ = RunningTask(services_.executor,
+                                         saveTrim(range, response.button == replaceOriginal, precise));
+              });
+}
+
+Task<void> PreviewModel::saveTrim(CMTimeRange range, bool replacing, bool precise) {
+    const LongWork work = beginWork(precise ? localized("Trimming precisely…") : localized("Trimming…"));
+    const Trimming::Request request{*url, range, precise, replacing};
+    const std::function<std::filesystem::path()> saving = [&assets = services_.assets,
+                                                           &files = services_.files, request, work] {
+        return Trimming(assets, files).save(request, work);
+    };
+    std::string failure;
+    try {
+        Task<std::filesystem::path> saved =
+            inBackground<std::filesystem::path>(services_.executor, *workQueue_, saving);
+        url = co_await saved;
+        load();
+        services_.notifications.post(recordingsChangedNotification);
+    } catch (const CancelledError&) {
+        load();
+    } catch (const LocalizedError&) {
+        failure = Trimming::message(std::current_exception());
+        load();
+    }
+    endWork(failure);
+}
+
+void PreviewModel::exportGIF(double width) {
+    if (!*busy) working_ = RunningTask(services_.executor, makeGIF(width));
+}
+
+Task<void> PreviewModel::makeGIF(double width) {
+    const LongWork work = beginWork(localized("Making GIF…"));
+    std::filesystem::path wanted = *url;
+    wanted.replace_extension("gif");
+    const std::filesystem::path destination = uniqueURL(services_.files, wanted);
+    const std::function<void()> making = [&assets = services_.assets, &images = services_.images,
+                                          source = *url, destination, width, work] {
+        lumicrate::exportGIF(assets, images, source, destination, {width, gifFramesPerSecond}, work);
+    };
+    std::string failure;
+    try {
+        Task<void> exporting = inBackground<void>(services_.executor, *workQueue_, making);
+        co_await exporting;
+        services_.workspace.activateFileViewerSelecting({destination});
+    } catch (const CancelledError&) {
+    } catch (const LocalizedError& error) {
+        failure = localized("Couldn't make the GIF:") + " " + error.what();
+    }
+    endWork(failure);
+}
+
+LongWork PreviewModel::beginWork(const std::string& label) {
+    playerView.pause();
+    stop_ = std::stop_source();
+    progress = 0;
+    errorMessage = std::nullopt;
+    busy = label;
+    const auto report = [&executor = services_.executor, stop = stop_.get_token(), this](double fraction) {
+        executor.post([this, stop, fraction] {
+            if (!stop.stop_requested()) progress = fraction;
+        });
+    };
+    return {report, stop_.get_token()};
+}
+
+void PreviewModel::endWork(const std::string& failure) {
+    // Reports that are still on their way find that it is over.
+    stop_.request_stop();
+    if (!failure.empty()) errorMessage = failure;
+    busy = std::nullopt;
+}
+
+void PreviewModel::cancel() {
+    stop_.request_stop();
+}
+
+void PreviewModel::openInQuickTime() {
+    playerView.pause();
+    attempt([this] { services_.workspace.openURL(*url); });
+}
+
+void PreviewModel::showInFolder() {
+    attempt([this] { services_.workspace.activateFileViewerSelecting({*url}); });
+}
+
+void PreviewModel::moveToTrash() {
+    if (*busy) return;
+    playerView.detach();
+    try {
+        recordingFiles_.moveToTrash(*url);
+    } catch (const LocalizedError& error) {
+        errorMessage = error.what();
+        return load();
+    }
+    closeWindow();
+}
+
+void PreviewModel::attempt(const std::function<void()>& operation) {
+    try {
+        errorMessage = std::nullopt;
+        operation();
+    } catch (const LocalizedError& error) {
+        errorMessage = error.what();
+    }
+}
+
+/// Another program may rename, delete or replace the file at any time.
+void PreviewModel::followFile(const FolderChanges& changes) {
+    const bool isTouched =
+        changes.everything || std::find(changes.urls.begin(), changes.urls.end(), *url) != changes.urls.end();
+    if (!isTouched || *busy) return;
+    if (!services_.files.fileExists(*url)) {
+        describing_.cancel();
+        playerView.detach();
+        errorMessage = localized("The recording was moved or deleted.");
+        return;
+    }
+    const NSFileEntry now = services_.files.attributes(*url);
+    if (now.size == shown_.size && now.created == shown_.created) return;
+    errorMessage = std::nullopt;
+    load();
+}
+
+}  // namespace lumicrate

@@ -1,0 +1,117 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// PreviewModel: everything that one preview window shows, and what it does with its recording.
+#pragma once
+
+#include "Lumicrate/Preview/GIFExporter.h"
+#include "Lumicrate/Preview/PlayerModel.h"
+#include "Lumicrate/Preview/RecordingFiles.h"
+#include "Lumicrate/Preview/StripPictures.h"
+#include "Platform/AVAsset.h"
+#include "Platform/NSAlert.h"
+#include "Platform/NSFileManager.h"
+#include "Platform/NSUserDefaults.h"
+#include "Platform/NSWorkspace.h"
+#include "Support/DispatchQueue.h"
+#include "Support/Executor.h"
+#include "Support/Notifications.h"
+#include "Support/Published.h"
+#include "Support/Task.h"
+
+#include <array>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <stop_token>
+#include <string>
+
+namespace lumicrate {
+
+/// At most one long operation (saving a trim, making a GIF) runs at a time; `busy` is set meanwhile, and
+/// other operations on the file are ignored. Main thread.
+class PreviewModel {
+ public:
+    /// All references must outlive the model.
+    struct Services {
+        Executor& executor;
+        const AVAssets& assets;
+        const ImageIO& images;
+        NSFileManager& files;
+        NSUserDefaults& defaults;
+        NotificationCenter& notifications;
+        NSWorkspace& workspace;
+        AVPlayerFactory makePlayer;
+        DispatchQueueFactory makeQueue;
+        /// Watches the folder of the recording; null where folders cannot be watched.
+        std::function<std::unique_ptr<FolderWatch>(const std::filesystem::path& folder)> watchFolder;
+    };
+
+    struct GIFChoice {
+        const char* title;
+        double width;
+    };
+    static constexpr std::array gifChoices = {GIFChoice{"Small (480 px wide)", 480},
+                                              GIFChoice{"Medium (640 px wide)", 640},
+                                              GIFChoice{"Large (960 px wide)", 960}};
+
+    PreviewModel(Services services, std::filesystem::path url);
+    ~PreviewModel();
+    PreviewModel(const PreviewModel&) = delete;
+    PreviewModel& operator=(const PreviewModel&) = delete;
+
+    Published<std::filesystem::path> url;
+    Published<std::string> info;
+    Published<std::optional<Size>> videoSize;  ///< pixels, as presented; none for sound and until it is known
+    Published<std::optional<std::string>> busy;
+    Published<double> progress;  ///< 0 … 1 of what is busy
+    Published<std::optional<std::string>> errorMessage;
+    Published<bool> renaming;
+    Published<std::string> newName;
+    PlayerModel playerView;
+    StripPictures strip;
+
+    /// Set by the window.
+    NSAlertSheet showSheet;
+    std::function<void()> closeWindow;
+
+    /// Opens the file in the player, and reads its facts.
+    void load();
+    void beginRename();
+    void commitRename();
+    void trim();
+    void resetTrim();
+    void exportGIF(double width);
+    /// Ends the long operation; nothing is left of it.
+    void cancel();
+    void openInQuickTime();
+    void showInFolder();
+    void moveToTrash();
+
+ private:
+    struct Facts {
+        AVAssetSummary summary;
+        PictureTable pictures;
+        std::string line;
+    };
+
+    Task<void> describe(std::filesystem::path url);
+    void askHowToSaveTrim(CMTimeRange range);
+    Task<void> saveTrim(CMTimeRange range, bool replacing, bool precise);
+    Task<void> makeGIF(double width);
+    LongWork beginWork(const std::string& label);
+    void endWork(const std::string& failure);
+    void attempt(const std::function<void()>& operation);
+    void followFile(const FolderChanges& changes);
+
+    Services services_;
+    RecordingFiles recordingFiles_;
+    NSFileEntry shown_;  ///< the file as it was when it was loaded
+    std::stop_source stop_;
+    std::unique_ptr<DispatchQueue> readQueue_;
+    std::unique_ptr<DispatchQueue> workQueue_;
+    std::unique_ptr<FolderWatch> watch_;
+    RunningTask describing_;
+    RunningTask working_;
+};
+
+}  // namespace lumicrate

@@ -1,0 +1,36 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// NSAlert: a question to the user, shown as a sheet on a window.
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace lumicrate {
+
+struct NSAlert {
+    struct CheckBox {
+        std::string title;
+        std::string toolTip;
+        bool isOn = false;
+    };
+
+    std::string messageText;
+    std::string informativeText;
+    std::vector<std::string> buttons;  ///< the first is the default, the last cancels (Esc)
+    std::optional<CheckBox> accessory;
+};
+
+/// The user's answer.
+struct NSAlertResponse {
+    std::size_t button = 0;  ///< its place in NSAlert::buttons
+    bool isChecked = false;
+};
+
+/// Shows the alert over its window, without blocking. `answered` is called once, unless the window is closed
+/// before. Main thread.
+using NSAlertSheet = std::function<void(const NSAlert&, std::function<void(NSAlertResponse)> answered)>;
+
+}  // namespace lumicrate
