@@ -1,0 +1,60 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// PlayerView: shows the picture of a player, with its transport bar over it.
+#pragma once
+
+#include "Lumicrate/Preview/PlayerModel.h"
+#include "Support/Published.h"
+
+#include <QImage>
+#include <QRect>
+#include <QWidget>
+#include <functional>
+#include <vector>
+
+class QTimer;
+
+namespace lumicrate::views {
+
+class TransportBar;
+
+/// The bar disappears while the recording plays and the pointer rests. A click plays or pauses, a double
+/// click toggles full screen.
+class PlayerView final : public QWidget {
+ public:
+    /// `player` must outlive it.
+    PlayerView(PlayerModel& player, std::function<void()> toggleFullScreen, QWidget* parent);
+
+    /// The video's size as presented, in pixels; empty for sound.
+    void setVideoSize(QSize size);
+    /// Where the picture is, in points.
+    QRect pictureRect() const;
+
+    QSize minimumSizeHint() const override { return {160, 60}; }
+
+ protected:
+    void paintEvent(QPaintEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
+    void mousePressEvent(QMouseEvent* event) override;
+    void mouseDoubleClickEvent(QMouseEvent* event) override;
+    void mouseMoveEvent(QMouseEvent* event) override;
+    void leaveEvent(QEvent* event) override;
+    void hideEvent(QHideEvent* event) override;
+    void showEvent(QShowEvent* event) override;
+
+ private:
+    void followPlayer();
+    void requestPictures();
+    void showBar();
+    void hideBarWhenIdle();
+
+    PlayerModel& player_;
+    std::function<void()> toggleFullScreen_;
+    AVPlayer* shown_ = nullptr;
+    QSize videoSize_;
+    TransportBar* bar_;
+    QTimer* idle_;
+    Subscription pictures_;
+    std::vector<Subscription> subscriptions_;
+};
+
+}  // namespace lumicrate::views

@@ -1,0 +1,185 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "Views/Preview/PreviewTools.h"
+
+#include "Views/Widgets/FlatButton.h"
+#include "Views/Widgets/QtText.h"
+#include "Views/Widgets/Symbols.h"
+#include "Views/Widgets/Theme.h"
+#include "Views/Widgets/TintedLabel.h"
+
+#include <QFrame>
+#include <QHBoxLayout>
+#include <QLabel>
+#include <QLineEdit>
+#include <QMenu>
+#include <QProgressBar>
+#include <QPushButton>
+#include <QStackedLayout>
+#include <QVBoxLayout>
+#include <cmath>
+#include <utility>
+
+namespace lumicrate::views {
+
+namespace {
+
+constexpr int toolsHeight = 52;
+constexpr int renameWidth = 300;
+
+/// A small window below a button, closed by Esc and by a click elsewhere.
+QFrame* makePopover(QWidget& button) {
+    auto* popover = new QFrame(&button, Qt::Popup);
+    popover->setAttribute(Qt::WA_DeleteOnClose);
+    popover->setFrameShape(QFrame::StyledPanel);
+    return popover;
+}
+
+QHBoxLayout* pageRow(QWidget* page) {
+    auto* row = new QHBoxLayout(page);
+    row->setContentsMargins(measure::margin, 0, measure::gap, 0);
+    row->setSpacing(measure::gap);
+    return row;
+}
+
+}  // namespace
+
+PreviewTools::PreviewTools(PreviewModel& model, QWidget* parent)
+    : QWidget(parent), model_(model), pages_(new QStackedLayout(this)) {
+    setFixedHeight(toolsHeight);
+    pages_->addWidget(makeTools());
+    pages_->addWidget(makeBusy());
+    pages_->addWidget(makeTrimming());
+    subscriptions_.push_back(model.info.observe([this](const std::string& info) {
+        info_->setText(qtText(info));
+        info_->setToolTip(qtText(info));
+    }));
+    subscriptions_.push_back(model.busy.observe([this](const std::optional<std::string>& label) {
+        if (label) label_->setText(qtText(*label));
+        choosePage(label.has_value(), model_.playerView.trim->has_value());
+    }));
+    subscriptions_.push_back(model.progress.observe([this](double share) {
+        progress_->setValue(static_cast<int>(std::lround(share * progress_->maximum())));
+    }));
+    subscriptions_.push_back(model.playerView.trim.observe(
+        [this](const auto& range) { choosePage(model_.busy->has_value(), range.has_value()); }));
+    subscriptions_.push_back(model.renaming.observe([this](bool renaming) {
+        if (renaming) openRename();
+    }));
+}
+
+QSize PreviewTools::sizeHint() const {
+    return {520, toolsHeight};
+}
+
+FlatButton* PreviewTools::addTool(QWidget* parent, const char* symbol, const QString& name,
+                                  std::function<void()> act) {
+    auto* button = new FlatButton(FlatButton::Role::plain, parent);
+    button->setSymbol(symbol);
+    button->setAccessibleName(name);
+    button->setToolTip(name);
+    connect(button, &QAbstractButton::clicked, this, [act = std::move(act)] { act(); });
+    parent->layout()->addWidget(button);
+    return button;
+}
+
+QWidget* PreviewTools::makeTools() {
+    auto* page = new QWidget(this);
+    auto* row = pageRow(page);
+    row->setSpacing(2);
+    info_ = new TintedLabel(&ThemeColors::secondary, page);
+    info_->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    info_->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
+    info_->setAccessibleName(localizedText("Facts"));
+    row->addWidget(info_, 1);
+    addTool(page, "scissors", localizedText("Trim"), [this] { model_.trim(); });
+    rename_ = addTool(page, "pencil", localizedText("Rename"), [this] { model_.beginRename(); });
+    gif_ = addTool(page, "film", localizedText("Make GIF"), [this] { openGIFMenu(); });
+    addTool(page, "arrow.up.forward.app", localizedText("Open in QuickTime Player"),
+            [this] { model_.openInQuickTime(); });
+    addTool(page, "folder", localizedText("Show in Folder"), [this] { model_.showInFolder(); });
+    addTool(page, "trash", localizedText("Move to Trash"), [this] { model_.moveToTrash(); });
+    return page;
+}
+
+QWidget* PreviewTools::makeBusy() {
+    auto* page = new QWidget(this);
+    auto* row = pageRow(page);
+    label_ = new QLabel(page);
+    row->addWidget(label_);
+    progress_ = new QProgressBar(page);
+    progress_->setRange(0, 1000);
+    progress_->setTextVisible(false);
+    row->addWidget(progress_, 1);
+    auto* cancel = new QPushButton(localizedText("Cancel"), page);
+    connect(cancel, &QPushButton::clicked, this, [this] { model_.cancel(); });
+    row->addWidget(cancel);
+    return page;
+}
+
+QWidget* PreviewTools::makeTrimming() {
+    auto* page = new QWidget(this);
+    auto* row = pageRow(page);
+    auto* hint = new TintedLabel(&ThemeColors::secondary, page);
+    hint->setText(localizedText("Drag the ends, or set them with I and O."));
+    hint->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
+    row->addWidget(hint, 1);
+    const auto add = [&](const QString& text, bool accept) {
+        auto* button = new QPushButton(text, page);
+        button->setFocusPolicy(Qt::TabFocus);
+        connect(button, &QPushButton::clicked, this,
+                [this, accept] { model_.playerView.endTrimming(accept); });
+        row->addWidget(button);
+        return button;
+    };
+    add(localizedText("Cancel"), false);
+    add(localizedText("Trim"), true)->setDefault(true);
+    return page;
+}
+
+void PreviewTools::choosePage(bool isBusy, bool isTrimming) {
+    pages_->setCurrentIndex(isBusy ? busy : isTrimming ? trimming : tools);
+}
+
+void PreviewTools::openGIFMenu() {
+    auto* menu = new QMenu(this);
+    menu->setAttribute(Qt::WA_DeleteOnClose);
+    for (const PreviewModel::GIFChoice& choice : PreviewModel::gifChoices)
+        menu->addAction(localizedText(choice.title), this,
+                        [this, width = choice.width] { model_.exportGIF(width); });
+    menu->popup(gif_->mapToGlobal(QPoint(0, -menu->sizeHint().height())));
+}
+
+/// Return renames; Esc, Cancel and a click elsewhere leave the name as it is.
+void PreviewTools::openRename() {
+    QFrame* popover = makePopover(*rename_);
+    auto* column = new QVBoxLayout(popover);
+    auto* field = new QLineEdit(qtText(*model_.newName), popover);
+    field->setAccessibleName(localizedText("Name"));
+    field->setMinimumWidth(renameWidth);
+    column->addWidget(field);
+    auto* buttons = new QHBoxLayout;
+    buttons->addStretch(1);
+    auto* cancel = new QPushButton(localizedText("Cancel"), popover);
+    auto* rename = new QPushButton(localizedText("Rename"), popover);
+    rename->setDefault(true);
+    buttons->addWidget(cancel);
+    buttons->addWidget(rename);
+    column->addLayout(buttons);
+    const auto commit = [this, popover, field] {
+        model_.newName = field->text().toStdString();
+        popover->close();
+        model_.commitRename();
+    };
+    connect(field, &QLineEdit::returnPressed, this, commit);
+    connect(rename, &QPushButton::clicked, this, commit);
+    connect(cancel, &QPushButton::clicked, popover, &QWidget::close);
+    connect(popover, &QObject::destroyed, this, [this] { model_.renaming = false; });
+    popover->adjustSize();
+    popover->move(rename_->mapToGlobal(
+        QPoint(rename_->width() - popover->width(), -popover->height() - measure::gap / 2)));
+    popover->show();
+    field->selectAll();
+    field->setFocus();
+}
+
+}  // namespace lumicrate::views

@@ -1,0 +1,50 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// PreviewTools: the row below a preview's picture: facts about the file, its tools, and long work.
+#pragma once
+
+#include "Lumicrate/Preview/PreviewModel.h"
+#include "Support/Published.h"
+
+#include <QWidget>
+#include <functional>
+#include <vector>
+
+class QLabel;
+class QProgressBar;
+class QStackedLayout;
+
+namespace lumicrate::views {
+
+class FlatButton;
+class TintedLabel;
+
+/// Three faces: the tools, a long operation with its progress and Cancel, and trimming with Save and Cancel.
+class PreviewTools final : public QWidget {
+ public:
+    /// `model` must outlive it.
+    PreviewTools(PreviewModel& model, QWidget* parent);
+
+    QSize sizeHint() const override;
+
+ private:
+    enum Page { tools, busy, trimming };
+
+    QWidget* makeTools();
+    QWidget* makeBusy();
+    QWidget* makeTrimming();
+    FlatButton* addTool(QWidget* parent, const char* symbol, const QString& name, std::function<void()> act);
+    void openGIFMenu();
+    void openRename();
+    void choosePage(bool isBusy, bool isTrimming);
+
+    PreviewModel& model_;
+    QStackedLayout* pages_;
+    TintedLabel* info_ = nullptr;
+    FlatButton* rename_ = nullptr;
+    FlatButton* gif_ = nullptr;
+    QLabel* label_ = nullptr;
+    QProgressBar* progress_ = nullptr;
+    std::vector<Subscription> subscriptions_;
+};
+
+}  // namespace lumicrate::views

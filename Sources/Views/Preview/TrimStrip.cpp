@@ -1,0 +1,185 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "Views/Preview/TrimStrip.h"
+
+#include "Views/Overlays/OverlayStyle.h"
+#include "Views/Widgets/Pictures.h"
+#include "Views/Widgets/QtText.h"
+
+#include <QMouseEvent>
+#include <QPainter>
+#include <QPainterPath>
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
+#include <utility>
+
+namespace lumicrate::views {
+
+namespace {
+
+constexpr double margin = 12;
+constexpr double trackHeight = 46;
+constexpr double labelHeight = 18;
+constexpr double handleWidth = 11;
+constexpr double frameWidth = 3;
+constexpr double corner = 6;
+const QColor backdrop(0x101114);
+
+/// "01:05.23": to the hundredth, because ends differ by single pictures.
+QString preciseTime(double seconds) {
+    const auto hundredths = static_cast<std::int64_t>(std::floor(seconds * 100 + 1e-6));
+    return qtText(formatElapsed(seconds)) + QStringLiteral(".%1").arg(hundredths % 100, 2, 10, QChar('0'));
+}
+
+}  // namespace
+
+TrimStrip::TrimStrip(PlayerModel& player, StripPictures& content, QWidget* parent)
+    : QWidget(parent), player_(player), pictures_(*content.pictures), levels_(*content.levels) {
+    setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+    setAttribute(Qt::WA_OpaquePaintEvent);
+    setMouseTracking(true);
+    setAccessibleName(localizedText("Trim"));
+    setVisible(player.trim->has_value());
+    subscriptions_.push_back(player.observe([this] { update(); }));
+    subscriptions_.push_back(content.pictures.observe([this](const auto& coming) {
+        pictures_ = coming;
+        update();
+    }));
+    subscriptions_.push_back(content.levels.observe([this](const auto& coming) {
+        levels_ = coming;
+        update();
+    }));
+    subscriptions_.push_back(player.trim.observe([this](const auto& coming) {
+        setVisible(coming.has_value());
+        update();
+    }));
+}
+
+QSize TrimStrip::sizeHint() const {
+    return {320, static_cast<int>(trackHeight + labelHeight + margin + 2 * frameWidth)};
+}
+
+/// Between the handles when everything is kept.
+QRectF TrimStrip::track() const {
+    return {margin + handleWidth, labelHeight + frameWidth, width() - 2 * (margin + handleWidth),
+            trackHeight};
+}
+
+double TrimStrip::xOf(CMTime time) const {
+    const double duration = player_.pictures().duration().seconds();
+    return track().left() + (duration > 0 ? time.seconds() / duration * track().width() : 0);
+}
+
+CMTime TrimStrip::timeAt(double x) const {
+    const double share = std::clamp((x - track().left()) / std::max(track().width(), 1.0), 0.0, 1.0);
+    constexpr std::int64_t scale = 1'000'000;
+    return {std::llround(share * player_.pictures().duration().seconds() * scale), scale};
+}
+
+TrimStrip::Grip TrimStrip::gripAt(double x) const {
+    if (!*player_.trim) return Grip::none;
+    constexpr double reach = 4;
+    const CMTimeRange range = (*player_.trim)->range();
+    const double start = xOf(range.start);
+    const double end = xOf(range.end);
+    if (x >= start - handleWidth - reach && x <= start + reach) return Grip::start;
+    if (x >= end - reach && x <= end + handleWidth + reach) return Grip::end;
+    return Grip::position;
+}
+
+/// The picture at the end that is dragged is shown, so that one sees what is kept.
+void TrimStrip::drag(double x) {
+    const CMTime time = timeAt(x);
+    switch (grip_) {
+        case Grip::start:
+            player_.setTrimStart(time);
+            return player_.seek((*player_.trim)->range().start);
+        case Grip::end:
+            player_.setTrimEnd(time);
+            return player_.seek(player_.pictures().stepped((*player_.trim)->range().end, -1));
+        case Grip::position:
+            return player_.seek(time);
+        case Grip::none:
+            return;
+    }
+}
+
+void TrimStrip::mousePressEvent(QMouseEvent* event) {
+    if (event->button() != Qt::LeftButton) return event->ignore();
+    player_.pause();
+    grip_ = gripAt(event->position().x());
+    drag(event->position().x());
+}
+
+void TrimStrip::mouseMoveEvent(QMouseEvent* event) {
+    const double x = event->position().x();
+    if (grip_ != Grip::none) return drag(x);
+    const Grip under = gripAt(x);
+    setCursor(under == Grip::start || under == Grip::end ? Qt::SizeHorCursor : Qt::PointingHandCursor);
+}
+
+void TrimStrip::mouseReleaseEvent(QMouseEvent*) {
+    grip_ = Grip::none;
+}
+
+void TrimStrip::paintContent(QPainter& painter, const QRectF& area) const {
+    painter.fillRect(area, overlay::white(0.06));
+    const double width = area.width() / StripPictures::maxPictures;
+    for (std::size_t i = 0; i < pictures_.size(); ++i) {
+        const QImage picture = sharedImage(*pictures_[i]);
+        const QRectF place(area.left() + width * static_cast<double>(i), area.top(), width, area.height());
+        // The middle of each picture, in the shape of its place.
+        QRectF part(QPointF(), place.size().scaled(picture.size(), Qt::KeepAspectRatio));
+        part.moveCenter(QRectF(picture.rect()).center());
+        painter.drawImage(place, picture, part);
+    }
+    const double step = area.width() / std::max<double>(1, static_cast<double>(levels_.size()));
+    for (std::size_t i = 0; i < levels_.size(); ++i) {
+        const double height = std::max(1.0, levels_[i] * area.height());
+        painter.fillRect(QRectF(area.left() + step * static_cast<double>(i), area.center().y() - height / 2,
+                                std::max(step - 1, 1.0), height),
+                         overlay::white(0.7));
+    }
+}
+
+void TrimStrip::paintTime(QPainter& painter, CMTime time, double x, Qt::Alignment side) const {
+    const QString text = preciseTime(time.seconds());
+    const double textWidth = painter.fontMetrics().horizontalAdvance(text);
+    const double left = side == Qt::AlignLeft ? x : x - textWidth;
+    painter.drawText(
+        QRectF(std::clamp(left, margin, width() - margin - textWidth), 0, textWidth + 1, labelHeight),
+        Qt::AlignVCenter | Qt::AlignLeft, text);
+}
+
+void TrimStrip::paintEvent(QPaintEvent*) {
+    QPainter painter(this);
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setRenderHint(QPainter::SmoothPixmapTransform);
+    painter.fillRect(rect(), backdrop);
+    if (!*player_.trim) return;
+    const QRectF area = track();
+    paintContent(painter, area);
+    const CMTimeRange range = (*player_.trim)->range();
+    const double start = xOf(range.start);
+    const double end = xOf(range.end);
+    const QColor left = overlay::black(0.6);
+    painter.fillRect(QRectF(area.left(), area.top(), start - area.left(), area.height()), left);
+    painter.fillRect(QRectF(end, area.top(), area.right() - end, area.height()), left);
+    const QRectF inner(start, area.top(), end - start, area.height());
+    QPainterPath frame;
+    frame.addRoundedRect(inner.adjusted(-handleWidth, -frameWidth, handleWidth, frameWidth), corner, corner);
+    QPainterPath hole;
+    hole.addRect(inner);
+    painter.fillPath(frame.subtracted(hole), overlay::yellow);
+    painter.setPen(QPen(overlay::black(0.55), 2, Qt::SolidLine, Qt::RoundCap));
+    for (const double x : {start - handleWidth / 2, end + handleWidth / 2})
+        painter.drawLine(QPointF(x, area.center().y() - 8), QPointF(x, area.center().y() + 8));
+    const double now = std::clamp(xOf(player_.time()), area.left(), area.right());
+    painter.fillRect(QRectF(now - 1, area.top() - frameWidth, 2, area.height() + 2 * frameWidth), Qt::white);
+    painter.setFont(overlay::font(12, QFont::Normal, font()));
+    painter.setPen(overlay::control::text);
+    paintTime(painter, range.start, start - handleWidth, Qt::AlignLeft);
+    paintTime(painter, range.end, end + handleWidth, Qt::AlignRight);
+}
+
+}  // namespace lumicrate::views
