@@ -14,12 +14,17 @@ std::string methodName(RemoteCommand command) {
 std::vector<desktop::BusService::Method> controlMethods(RemoteControl& control) {
     std::vector<desktop::BusService::Method> methods;
     for (const RemoteCommand command : allCases<RemoteCommand>()) {
-        methods.push_back({methodName(command), false, [&control, command] {
+        methods.push_back({methodName(command), false, false, [&control, command](const std::string&) {
                                control.perform(command);
                                return std::string();
                            }});
     }
-    methods.push_back({statusMethod, true, [&control] { return toJSON(control.status()); }});
+    methods.push_back(
+        {statusMethod, false, true, [&control](const std::string&) { return toJSON(control.status()); }});
+    methods.push_back({openMethod, true, false, [&control](const std::string& path) {
+                           control.open(path);
+                           return std::string();
+                       }});
     return methods;
 }
 

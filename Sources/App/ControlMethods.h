@@ -11,6 +11,8 @@
 namespace lumicrate::app {
 
 inline constexpr const char* statusMethod = "Status";
+/// Its argument is the absolute path of a recording.
+inline constexpr const char* openMethod = "Open";
 
 /// "Activate", "Toggle", "Pause", "Area", "Quit".
 std::string methodName(RemoteCommand command);

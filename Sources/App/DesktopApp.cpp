@@ -5,12 +5,12 @@
 #include "App/CommandLine/CommandLine.h"
 #include "App/ControlMethods.h"
 #include "App/DesktopSession.h"
+#include "App/Previews.h"
 #include "App/RecorderServices.h"
 #include "App/Signals.h"
 #include "App/SystemServices.h"
 #include "Linux/Capture/CaptureKit.h"
 #include "Linux/Desktop/DesktopServices.h"
-#include "Linux/Desktop/FolderWatch.h"
 #include "Linux/Desktop/SessionBus.h"
 #include "Lumicrate/Library/RecordingLibrary.h"
 #include "Lumicrate/Shell/AppDelegate.h"
@@ -27,6 +27,7 @@
 #include <QApplication>
 #include <QEventLoop>
 #include <QSessionManager>
+#include <clocale>
 #include <csignal>
 #include <cstdio>
 #include <memory>
@@ -45,17 +46,6 @@ void prepareEnvironment() {
     if (!hasBus) qputenv("DBUS_SESSION_BUS_ADDRESS", "disabled:");
 }
 
-/// Nothing when the folder does not exist or the system has no more inotify watches: then changes made by
-/// other programs go unnoticed.
-std::unique_ptr<FolderWatch> tryWatch(const std::filesystem::path& folder) {
-    try {
-        return std::make_unique<desktop::FolderWatch>(folder);
-    } catch (const PlatformError&) {
-        log(LogArea::library, "the recordings folder is not watched");
-        return nullptr;
-    }
-}
-
 /// Owns all parts of the application, in the order of their dependencies.
 class DesktopApp {
  public:
@@ -63,9 +53,10 @@ class DesktopApp {
         : session_(system_),
           services_(system_, session_.services()),
           library_({system_.executor, system_.files, system_.notifications, services_.folder, workspace_,
-                    lengthReaders(), tryWatch(services_.folder.folder()),
-                    [this](const std::filesystem::path& url) { workspace_.openURL(url); },
+                    lengthReaders(), watchFolder(services_.folder.folder()),
+                    [this](const std::filesystem::path& url) { previews_.windows.show(url); },
                     QApplication::beep}),
+          previews_(system_, workspace_),
           delegate_(system_.executor, services_.recorder),
           windows_(system_, session_, services_, library_, workspace_,
                    {[this] { quit(); }, [this] { return menuBar_.recordingItems(); },
@@ -77,8 +68,9 @@ class DesktopApp {
                    {[this] { windows_.showMain(); }, [this] { windows_.openRecordingsFolder(); },
                     [this] { windows_.showAbout(); }, [this] { quit(); }}),
           tray_(menuBar_, services_.recorder),
-          control_(
-              services_.recorder, [this] { windows_.showMain(); }, [this] { quit(); }),
+          control_(services_.recorder,
+                   {[this] { windows_.showMain(); }, [this] { quit(); },
+                    [this](const std::filesystem::path& url) { previews_.windows.show(url); }}),
           bus_(controlMethods(control_)),
           signals_({SIGINT, SIGTERM, SIGHUP}, [this](int) { quit(); }),
           appearance_([&application](bool dark) {
@@ -86,6 +78,7 @@ class DesktopApp {
               views::applyTheme(application, dark ? views::ColorScheme::dark : views::ColorScheme::light);
           }) {
         session_.controlBar.setRecorder(&services_.recorder);
+        previews_.windows.follow(services_.recorder);
         session_.areaSelector.setComplaints(
             [this](const std::string& sentence) { windows_.complain(sentence); });
         QObject::connect(&application, &QGuiApplication::commitDataRequest, &application,
@@ -106,7 +99,8 @@ class DesktopApp {
         return outcome != desktop::BusService::Outcome::taken;
     }
 
-    void didFinishLaunching(bool inBackground) {
+    /// `opened` is a recording to show instead of the main window.
+    void didFinishLaunching(bool inBackground, const std::optional<std::filesystem::path>& opened) {
         services_.recorder.followSources();
         services_.recorder.followDevices();
         library_.reload();
@@ -114,7 +108,8 @@ class DesktopApp {
         for (const std::string& sentence : recoverInterruptedRecordings())
             recovered += (recovered.empty() ? "" : "\n") + sentence;
         if (!recovered.empty()) windows_.complain(recovered);
-        if (!inBackground || !tray_.isShown()) windows_.showMain();
+        if (opened) previews_.windows.show(*opened);
+        if (!opened && (!inBackground || !tray_.isShown())) windows_.showMain();
         windows_.showWelcomeIfDue();
         windows_.showPermissionsIfMissing();
     }
@@ -137,6 +132,7 @@ class DesktopApp {
     RecorderServices services_;
     desktop::Workspace workspace_;
     RecordingLibrary library_;
+    Previews previews_;
     AppDelegate delegate_;
     AppWindows windows_;
     MenuBar menuBar_;
@@ -149,7 +145,13 @@ class DesktopApp {
 
 }  // namespace
 
-int runDesktopApp(int argc, char** argv, bool inBackground) try {
+int runDesktopApp(int argc, char** argv, bool inBackground,
+                  const std::optional<std::filesystem::path>& opened) try {
+    if (opened && !std::filesystem::exists(*opened)) {
+        fmt::print(stderr, "lumicrate: {}\n",
+                   fmt::format(fmt::runtime(localized("There is no file “{}”.")), opened->string()));
+        return exitFailed;
+    }
     // Checked here because Qt would abort without a message for the user.
     if (!capture::CaptureKit().CGPreflightScreenCaptureAccess()) {
         fmt::print(
@@ -161,16 +163,22 @@ int runDesktopApp(int argc, char** argv, bool inBackground) try {
     Signals::block({SIGINT, SIGTERM, SIGHUP});
     prepareEnvironment();
     QApplication application(argc, argv);
+    // Qt sets the user's locale. The player's library parses its own numbers with it.
+    setlocale(LC_NUMERIC, "C");
     QApplication::setQuitOnLastWindowClosed(false);
     QApplication::setWindowIcon(views::applicationIcon());
     views::applyTheme(application, views::ColorScheme::light);
-    if (desktop::callRunningInstance(methodName(RemoteCommand::activate))) return exitDone;
+    const auto callRunning = [&opened] {
+        return opened ? desktop::callRunningInstance(openMethod, opened->string())
+                      : desktop::callRunningInstance(methodName(RemoteCommand::activate));
+    };
+    if (callRunning()) return exitDone;
     DesktopApp app(application);
     if (!app.claim()) {
-        desktop::callRunningInstance(methodName(RemoteCommand::activate));
+        callRunning();
         return exitDone;
     }
-    app.didFinishLaunching(inBackground);
+    app.didFinishLaunching(inBackground, opened);
     return QApplication::exec();
 } catch (const PlatformError& error) {
     fmt::print(stderr, "lumicrate: {}\n", error.what());

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "App/SystemServices.h"
 
+#include "Linux/Desktop/FolderWatch.h"
 #include "Linux/Media/MovieFile/MovieRecovery.h"
 #include "Lumicrate/Recording/RecordingOptions.h"
 #include "Support/Error.h"
@@ -21,6 +22,15 @@ media::RecoveryList unfinishedMovies() {
 
 SystemServices::SystemServices() : unfinished(unfinishedMovies()) {
     RecordingOptions::registerDefaults(defaults);
+}
+
+std::unique_ptr<FolderWatch> watchFolder(const std::filesystem::path& folder) {
+    try {
+        return std::make_unique<desktop::FolderWatch>(folder);
+    } catch (const PlatformError&) {
+        log(LogArea::library, "the folder is not watched");
+        return nullptr;
+    }
 }
 
 std::vector<std::string> recoverInterruptedRecordings() {

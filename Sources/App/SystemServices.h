@@ -44,4 +44,8 @@ class SystemServices {
 /// Completes every recording that a crash or a power cut interrupted. Gives a sentence for the user for each.
 std::vector<std::string> recoverInterruptedRecordings();
 
+/// Nothing when the folder does not exist or the system has no more inotify watches: then changes made by
+/// other programs go unnoticed.
+std::unique_ptr<FolderWatch> watchFolder(const std::filesystem::path& folder);
+
 }  // namespace lumicrate::app

@@ -3,14 +3,21 @@
 #include "App/DesktopApp.h"
 
 #include <QCoreApplication>
+#include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
 
 namespace {
 
-/// Everything but a bare start is a command for the command line.
+/// Everything but a bare start and "open FILE" is a command for the command line.
 bool startsApplication(const std::vector<std::string>& arguments) {
     return arguments.empty() || (arguments.size() == 1 && arguments.front() == "--background");
+}
+
+std::optional<std::filesystem::path> openedFile(const std::vector<std::string>& arguments) {
+    const bool isOpen = arguments.size() == 2 && arguments[0] == "open" && !arguments[1].starts_with('-');
+    return isOpen ? std::optional(std::filesystem::absolute(arguments[1])) : std::nullopt;
 }
 
 }  // namespace
@@ -19,6 +26,8 @@ int main(int argc, char** argv) {
     QCoreApplication::setApplicationName(QStringLiteral("Lumicrate"));
     const std::vector<std::string> arguments(argv + 1, argv + argc);
     if (startsApplication(arguments)) return lumicrate::app::runDesktopApp(argc, argv, !arguments.empty());
+    if (const auto opened = openedFile(arguments))
+        return lumicrate::app::runDesktopApp(argc, argv, false, opened);
     const QCoreApplication application(argc, argv);
     return lumicrate::app::runCommandLine(arguments);
 }

@@ -16,8 +16,8 @@ namespace {
 constexpr std::array recorderCommands{&recordCommand,  &recordingsCommand, &sourcesCommand,
                                       &trimCommand,    &gifCommand,        &mixCommand,
                                       &convertCommand, &settingsCommand,   &diagnoseCommand};
-constexpr std::array remoteCommands{&toggleCommand, &pauseCommand, &areaCommand, &statusCommand,
-                                    &quitCommand};
+constexpr std::array remoteCommands{&openCommand, &toggleCommand, &pauseCommand,
+                                    &areaCommand, &statusCommand, &quitCommand};
 
 void printSummary(const Command& command) {
     fmt::print("  {:<12}{}\n", command.name, localized(command.summary));

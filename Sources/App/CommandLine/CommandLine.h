@@ -46,6 +46,7 @@ extern const Command convertCommand;
 extern const Command settingsCommand;
 extern const Command diagnoseCommand;
 // These talk to the running application.
+extern const Command openCommand;
 extern const Command toggleCommand;
 extern const Command pauseCommand;
 extern const Command areaCommand;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// The commands that talk to the running application: toggle, pause, area, status and quit.
+// The commands that talk to the running application: open, toggle, pause, area, status and quit.
 #include "App/CommandLine/CommandLine.h"
 #include "App/ControlMethods.h"
 #include "Linux/Desktop/SessionBus.h"
@@ -47,7 +47,17 @@ int runStatus(const ParsedOptions& parsed) {
     return exitDone;
 }
 
+/// With a file the command is the application's own start.
+int runOpen(const ParsedOptions&) {
+    throw UsageError(localized("“open” needs one file."));
+}
+
 }  // namespace
+
+constinit const Command openCommand{
+    "open", "Show a recording in its preview.",
+    "FILE", "Opens the preview in the running application, or starts the application with it.",
+    {},     runOpen};
 
 constinit const Command toggleCommand{
     "toggle", "Start or stop a recording.",

@@ -86,6 +86,10 @@ SwitchSetting SettingsModel::hideSelf() {
     return switched(preference::hideSelf, "Keep Lumicrate’s own windows out of recordings");
 }
 
+SwitchSetting SettingsModel::openPreview() {
+    return switched(preference::openPreview, "Open preview after recording");
+}
+
 ChoiceSetting SettingsModel::quality() {
     return enumerated(
         preference::quality, "Resolution",

@@ -65,6 +65,7 @@ class SettingsModel {
     std::string openRecordingsFolder() const;
     static SwitchSetting countdown();
     static SwitchSetting hideSelf();
+    static SwitchSetting openPreview();
 
     // Video
     static ChoiceSetting quality();

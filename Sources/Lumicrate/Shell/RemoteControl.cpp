@@ -30,15 +30,14 @@ std::optional<RemoteStatus> parseRemoteStatus(std::string_view text) {
     }
 }
 
-RemoteControl::RemoteControl(ScreenRecorder& recorder, std::function<void()> activate,
-                             std::function<void()> quit)
-    : recorder_(recorder), activate_(std::move(activate)), quit_(std::move(quit)) {}
+RemoteControl::RemoteControl(ScreenRecorder& recorder, Actions actions)
+    : recorder_(recorder), actions_(std::move(actions)) {}
 
 void RemoteControl::perform(RemoteCommand command) {
     log(LogArea::recorder, "remote command: ", rawValue(command));
     switch (command) {
         case RemoteCommand::activate:
-            return activate_();
+            return actions_.activate();
         case RemoteCommand::toggle:
             return recorder_.toggle();
         case RemoteCommand::pause:
@@ -46,7 +45,7 @@ void RemoteControl::perform(RemoteCommand command) {
         case RemoteCommand::area:
             return recorder_.record(CaptureMode::area);
         case RemoteCommand::quit:
-            return quit_();
+            return actions_.quit();
     }
 }
 

@@ -6,6 +6,7 @@
 #include "Lumicrate/Recording/ScreenRecorder.h"
 
 #include <array>
+#include <filesystem>
 #include <functional>
 #include <optional>
 #include <string>
@@ -38,17 +39,22 @@ std::optional<RemoteStatus> parseRemoteStatus(std::string_view text);
 /// Main thread only.
 class RemoteControl {
  public:
-    /// `activate` brings the main window to the front, `quit` quits the application. `recorder` must outlive
-    /// this object.
-    RemoteControl(ScreenRecorder& recorder, std::function<void()> activate, std::function<void()> quit);
+    struct Actions {
+        std::function<void()> activate;  ///< brings the main window to the front
+        std::function<void()> quit;
+        std::function<void(const std::filesystem::path&)> open;  ///< shows a recording in its preview
+    };
+
+    /// `recorder` must outlive this object.
+    RemoteControl(ScreenRecorder& recorder, Actions actions);
 
     void perform(RemoteCommand command);
+    void open(const std::filesystem::path& url) { actions_.open(url); }
     RemoteStatus status() const;
 
  private:
     ScreenRecorder& recorder_;
-    std::function<void()> activate_;
-    std::function<void()> quit_;
+    Actions actions_;
 };
 
 }  // namespace lumicrate

@@ -68,7 +68,8 @@ void SettingsPage::addGeneral() {
     auto* folder = new FormRow(localized("Recordings are kept in"), model_.recordingsFolder(), open);
     connect(open, &QPushButton::clicked, this,
             [this, folder] { folder->showError(model_.openRecordingsFolder()); });
-    addSwitches({SettingsModel::countdown(), SettingsModel::hideSelf()}).addRow(folder);
+    addSwitches({SettingsModel::countdown(), SettingsModel::hideSelf(), SettingsModel::openPreview()})
+        .addRow(folder);
     addCard().addRow(loginRow(model_.loginItem));
 }
 

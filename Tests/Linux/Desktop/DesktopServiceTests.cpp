@@ -56,23 +56,23 @@ class DesktopServiceTests : public testing::Test {
 
 TEST_F(DesktopServiceTests, OneInstanceOwnsTheNameAndAnswersCalls) {
     // Calls from another thread, as another process would, while the event loop of this one replies.
-    const auto call = [](const std::string& method) {
-        auto answer = std::async(std::launch::async, [&] { return callRunningInstance(method); });
+    const auto call = [](const std::string& method, const std::optional<std::string>& argument = {}) {
+        auto answer = std::async(std::launch::async, [&] { return callRunningInstance(method, argument); });
         EXPECT_TRUE(await(
             [&] { return answer.wait_for(std::chrono::milliseconds(1)) == std::future_status::ready; }));
         return answer.get();
     };
     int toggled = 0;
     const std::vector<BusService::Method> methods{
-        {"Toggle", false, [&] { return std::to_string(++toggled); }},
-        {"Status", true, [] { return std::string("“fine”"); }}};
+        {"Toggle", false, false, [&](const std::string&) { return std::to_string(++toggled); }},
+        {"Echo", true, true, [](const std::string& text) { return "“" + text + "”"; }}};
     EXPECT_EQ(call("Toggle"), std::nullopt);
     {
         BusService first(methods);
         ASSERT_EQ(first.claim(), BusService::Outcome::claimed);
         EXPECT_EQ(call("Toggle"), "");
         EXPECT_EQ(toggled, 1);
-        EXPECT_EQ(call("Status"), "“fine”");
+        EXPECT_EQ(call("Echo", "ä b"), "“ä b”");
         EXPECT_EQ(call("Nonsense"), std::nullopt);
     }
     EXPECT_EQ(call("Toggle"), std::nullopt);

@@ -107,10 +107,12 @@ TEST_F(ShellTests, QuittingSavesTheRecordingFirst) {
 
 TEST_F(ShellTests, OtherProgramsControlTheApplication) {
     make();
-    RemoteControl control(*recorder, note("activate"), note("quit"));
+    RemoteControl control(*recorder, {note("activate"), note("quit"),
+                                      [this](const auto& url) { done.push_back("open " + url.string()); }});
+    control.open("/a.mp4");
     control.perform(RemoteCommand::activate);
     control.perform(RemoteCommand::quit);
-    EXPECT_THAT(done, ElementsAre("activate", "quit"));
+    EXPECT_THAT(done, ElementsAre("open /a.mp4", "activate", "quit"));
     EXPECT_EQ(control.status(), (RemoteStatus{"idle", 0, {}, {}}));
 
     record();
