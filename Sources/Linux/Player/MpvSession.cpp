@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "Linux/Player/MpvSession.h"
 
+#include "Support/DispatchQueue.h"
 #include "Support/Error.h"
 #include "Support/Log.h"
 
@@ -8,18 +9,17 @@
 
 #include <algorithm>
 #include <array>
-#include <cstdlib>
-#include <cstring>
-#include <new>
+#include <string_view>
 #include <utility>
 
 namespace lumicrate::player {
 
 namespace {
 
-/// libmpv's software renderer is fastest with rows and buffers of this alignment.
-constexpr std::size_t alignment = 64;
 constexpr std::uint64_t seekId = 1;
+
+/// Above this height in pixels, pictures are scaled less exactly, but in time.
+constexpr double maxExactHeight = 1440;
 
 struct Option {
     const char* name;
@@ -47,9 +47,15 @@ constexpr Option options[] = {
     {"audio-client-name", "Lumicrate"},
 };
 
-constexpr std::array observed = {std::pair{"time-pos", MPV_FORMAT_DOUBLE},
-                                 std::pair{"duration", MPV_FORMAT_DOUBLE},
-                                 std::pair{"eof-reached", MPV_FORMAT_FLAG}};
+constexpr std::array observed = {
+    std::pair{"time-pos", MPV_FORMAT_DOUBLE}, std::pair{"duration", MPV_FORMAT_DOUBLE},
+    std::pair{"height", MPV_FORMAT_DOUBLE}, std::pair{"eof-reached", MPV_FORMAT_FLAG}};
+
+/// Its destructor, when the program ends, waits for the sessions that are being ended.
+DispatchQueue& endingQueue() {
+    static SerialQueue queue("Lumicrate.player.ending");
+    return queue;
+}
 
 }  // namespace
 
@@ -94,9 +100,13 @@ MpvSession::MpvSession(const std::filesystem::path& url, std::function<void()> r
 MpvSession::~MpvSession() {
     signal(isStopping_);
     thread_.join();
-    // In this order: the renderer belongs to the handle.
-    mpv_.renderContextFree(renderer_);
-    mpv_.terminateDestroy(handle_);
+    mpv_.setWakeupCallback(handle_, nullptr, nullptr);
+    mpv_.renderContextSetUpdateCallback(renderer_, nullptr, nullptr);
+    endingQueue().async([&mpv = mpv_, renderer = renderer_, handle = handle_] {
+        // In this order: the renderer belongs to the handle.
+        mpv.renderContextFree(renderer);
+        mpv.terminateDestroy(handle);
+    });
 }
 
 MpvSession::Report MpvSession::takeReport() {
@@ -201,22 +211,27 @@ void MpvSession::handle(const mpv_event& event) {
             });
             break;
         }
-        case MPV_EVENT_PROPERTY_CHANGE: {
-            const auto& property = *static_cast<const mpv_event_property*>(event.data);
-            const std::string_view name = property.name;
-            report([&](Report& report) {
-                if (property.format == MPV_FORMAT_DOUBLE) {
-                    (name == "duration" ? report.duration : report.time) =
-                        *static_cast<const double*>(property.data);
-                } else if (property.format == MPV_FORMAT_FLAG) {
-                    report.isAtEnd = *static_cast<const int*>(property.data) != 0;
-                }
-            });
+        case MPV_EVENT_PROPERTY_CHANGE:
+            takeProperty(*static_cast<const mpv_event_property*>(event.data));
             break;
-        }
         default:
             break;
     }
+}
+
+void MpvSession::takeProperty(const mpv_event_property& property) {
+    const std::string_view name = property.name;
+    if (property.format == MPV_FORMAT_FLAG) {
+        const bool isAtEnd = *static_cast<const int*>(property.data) != 0;
+        report([isAtEnd](Report& report) { report.isAtEnd = isAtEnd; });
+    }
+    if (property.format != MPV_FORMAT_DOUBLE) return;
+    const double value = *static_cast<const double*>(property.data);
+    if (name == "height") {
+        if (value > maxExactHeight) command(0, {"apply-profile", "sw-fast"});
+        return;
+    }
+    report([&](Report& report) { (name == "duration" ? report.duration : report.time) = value; });
 }
 
 /// Blocks until the picture is due. A hidden view has no size: then the picture is only taken, because a
@@ -229,8 +244,9 @@ void MpvSession::render(int width, int height) {
         return;
     }
     std::array size{width, height};
+    constexpr std::size_t alignment = PicturePool::alignment;
     std::size_t bytesPerRow = (static_cast<std::size_t>(width) * 4 + alignment - 1) / alignment * alignment;
-    const auto pixels = unusedBuffer(bytesPerRow * static_cast<std::size_t>(height));
+    const auto pixels = pool_->take(bytesPerRow * static_cast<std::size_t>(height));
     char format[] = "bgr0";
     mpv_render_param parameters[] = {{MPV_RENDER_PARAM_SW_SIZE, size.data()},
                                      {MPV_RENDER_PARAM_SW_FORMAT, format},
@@ -243,18 +259,6 @@ void MpvSession::render(int width, int height) {
         picture_ = {width, height, bytesPerRow, pixels};
     }
     report([](Report& report) { report.hasPicture = true; });
-}
-
-/// A buffer that no view holds any more, so that playing allocates nothing.
-std::shared_ptr<std::uint8_t> MpvSession::unusedBuffer(std::size_t size) {
-    std::erase_if(buffers_, [size](const Buffer& each) { return each.size != size; });
-    for (const Buffer& each : buffers_) {
-        if (each.pixels.use_count() == 1) return each.pixels;
-    }
-    auto* memory = static_cast<std::uint8_t*>(std::aligned_alloc(alignment, size));
-    if (!memory) throw std::bad_alloc();
-    buffers_.push_back({std::shared_ptr<std::uint8_t>(memory, std::free), size});
-    return buffers_.back().pixels;
 }
 
 void MpvSession::report(const std::function<void(Report&)>& change) {

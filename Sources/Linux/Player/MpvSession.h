@@ -3,6 +3,7 @@
 #pragma once
 
 #include "Linux/Player/MpvLibrary.h"
+#include "Linux/Player/PicturePool.h"
 #include "Platform/AVPlayer.h"
 
 #include <condition_variable>
@@ -15,7 +16,6 @@
 #include <optional>
 #include <string>
 #include <thread>
-#include <vector>
 
 namespace lumicrate::player {
 
@@ -37,6 +37,7 @@ class MpvSession {
     /// Opens the file, paused. `reported` is called on the session's thread when there is something to take.
     /// Throws PlatformError.
     MpvSession(const std::filesystem::path& url, std::function<void()> reported);
+    /// libmpv closes the file and the sound device later, in the background, because that takes up to 0.3 s.
     ~MpvSession();
     MpvSession(const MpvSession&) = delete;
     MpvSession& operator=(const MpvSession&) = delete;
@@ -53,25 +54,20 @@ class MpvSession {
     void setPictureSize(int width, int height);
 
  private:
-    struct Buffer {
-        std::shared_ptr<std::uint8_t> pixels;
-        std::size_t size = 0;
-    };
-
     void command(std::uint64_t id, std::initializer_list<const char*> words);
     void signal(bool& flag);
     void run();
     void readEvents();
     void handle(const mpv_event& event);
+    void takeProperty(const mpv_event_property& property);
     void render(int width, int height);
-    std::shared_ptr<std::uint8_t> unusedBuffer(std::size_t size);
     void report(const std::function<void(Report&)>& change);
 
     const MpvLibrary& mpv_;
     std::function<void()> reported_;
     mpv_handle* handle_ = nullptr;
     mpv_render_context* renderer_ = nullptr;
-    std::vector<Buffer> buffers_;  ///< the session's thread only
+    std::shared_ptr<PicturePool> pool_ = std::make_shared<PicturePool>();
 
     mutable std::mutex mutex_;
     std::condition_variable changed_;

@@ -60,7 +60,8 @@ void PlayerView::followPlayer() {
         requestPictures();
         update();
     }
-    if (!player_.isPlaying()) showBar();
+    const bool isPlaying = player_.isPlaying();
+    if (std::exchange(wasPlaying_, isPlaying) != isPlaying) showBar();
 }
 
 void PlayerView::requestPictures() {
@@ -127,7 +128,8 @@ void PlayerView::showBar() {
 }
 
 void PlayerView::hideBarWhenIdle() {
-    const bool isNeeded = !player_.isPlaying() || bar_->isInUse() || videoSize_.isEmpty() ||
+    const bool isUntouched = !player_.isPlaying() && player_.state().time == 0;
+    const bool isNeeded = isUntouched || bar_->isInUse() || videoSize_.isEmpty() ||
                           QApplication::activePopupWidget() != nullptr;
     if (isNeeded) return idle_->start(barTime);
     bar_->hide();

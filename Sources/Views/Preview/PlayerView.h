@@ -17,8 +17,8 @@ namespace lumicrate::views {
 
 class TransportBar;
 
-/// The bar disappears while the recording plays and the pointer rests. A click plays or pauses, a double
-/// click toggles full screen.
+/// The bar disappears while the pointer rests elsewhere, except before the recording was played. A click
+/// plays or pauses, a double click toggles full screen.
 class PlayerView final : public QWidget {
  public:
     /// `player` must outlive it.
@@ -50,6 +50,7 @@ class PlayerView final : public QWidget {
     PlayerModel& player_;
     std::function<void()> toggleFullScreen_;
     AVPlayer* shown_ = nullptr;
+    bool wasPlaying_ = false;
     QSize videoSize_;
     TransportBar* bar_;
     QTimer* idle_;

@@ -9,6 +9,7 @@
 
 #include <QFrame>
 #include <QHBoxLayout>
+#include <QKeySequence>
 #include <QLabel>
 #include <QLineEdit>
 #include <QMenu>
@@ -71,12 +72,13 @@ QSize PreviewTools::sizeHint() const {
     return {520, toolsHeight};
 }
 
-FlatButton* PreviewTools::addTool(QWidget* parent, const char* symbol, const QString& name,
+FlatButton* PreviewTools::addTool(QWidget* parent, const char* symbol, const QString& name, const char* key,
                                   std::function<void()> act) {
     auto* button = new FlatButton(FlatButton::Role::plain, parent);
     button->setSymbol(symbol);
     button->setAccessibleName(name);
-    button->setToolTip(name);
+    const QString shortcut = QKeySequence(key).toString(QKeySequence::NativeText);
+    button->setToolTip(shortcut.isEmpty() ? name : QStringLiteral("%1 (%2)").arg(name, shortcut));
     connect(button, &QAbstractButton::clicked, this, [act = std::move(act)] { act(); });
     parent->layout()->addWidget(button);
     return button;
@@ -91,13 +93,13 @@ QWidget* PreviewTools::makeTools() {
     info_->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
     info_->setAccessibleName(localizedText("Facts"));
     row->addWidget(info_, 1);
-    addTool(page, "scissors", localizedText("Trim"), [this] { model_.trim(); });
-    rename_ = addTool(page, "pencil", localizedText("Rename"), [this] { model_.beginRename(); });
-    gif_ = addTool(page, "film", localizedText("Make GIF"), [this] { openGIFMenu(); });
-    addTool(page, "arrow.up.forward.app", localizedText("Open in QuickTime Player"),
+    addTool(page, "scissors", localizedText("Trim"), "T", [this] { model_.trim(); });
+    rename_ = addTool(page, "pencil", localizedText("Rename"), "F2", [this] { model_.beginRename(); });
+    gif_ = addTool(page, "film", localizedText("Make GIF"), "G", [this] { openGIFMenu(); });
+    addTool(page, "arrow.up.forward.app", localizedText("Open in QuickTime Player"), "",
             [this] { model_.openInQuickTime(); });
-    addTool(page, "folder", localizedText("Show in Folder"), [this] { model_.showInFolder(); });
-    addTool(page, "trash", localizedText("Move to Trash"), [this] { model_.moveToTrash(); });
+    addTool(page, "folder", localizedText("Show in Folder"), "", [this] { model_.showInFolder(); });
+    addTool(page, "trash", localizedText("Move to Trash"), "Del", [this] { model_.moveToTrash(); });
     return page;
 }
 

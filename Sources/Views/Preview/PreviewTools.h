@@ -25,6 +25,8 @@ class PreviewTools final : public QWidget {
     PreviewTools(PreviewModel& model, QWidget* parent);
 
     QSize sizeHint() const override;
+    /// Offers the sizes of a GIF, above its button.
+    void openGIFMenu();
 
  private:
     enum Page { tools, busy, trimming };
@@ -32,8 +34,9 @@ class PreviewTools final : public QWidget {
     QWidget* makeTools();
     QWidget* makeBusy();
     QWidget* makeTrimming();
-    FlatButton* addTool(QWidget* parent, const char* symbol, const QString& name, std::function<void()> act);
-    void openGIFMenu();
+    /// `key` is the shortcut that the window handles, for the tool tip; may be empty.
+    FlatButton* addTool(QWidget* parent, const char* symbol, const QString& name, const char* key,
+                        std::function<void()> act);
     void openRename();
     void choosePage(bool isBusy, bool isTrimming);
 

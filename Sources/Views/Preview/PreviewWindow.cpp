@@ -178,6 +178,12 @@ bool PreviewWindow::handleKey(const QKeyEvent& event) {
         case Qt::Key_M:
             player.setMuted(!*player.muted);
             return true;
+        case Qt::Key_T:
+            model_.trim();
+            return true;
+        case Qt::Key_G:
+            if (!*model_.busy && !*player.trim) tools_->openGIFMenu();
+            return true;
         case Qt::Key_F2:
             model_.beginRename();
             return true;
