@@ -121,7 +121,7 @@ void PlayerModel::setRate(double wanted) {
 }
 
 void PlayerModel::beginTrimming(TrimHandler ended) {
-    if (!player_ || !hasPictures_ || *trim) return;
+    if (!canTrim() || *trim) return;
     trimEnded_ = std::move(ended);
     applyTrim(TrimRange(pictures_));
 }

@@ -32,6 +32,7 @@ class PlayerModel {
     /// The player of the current file; null before the first and after detach(). It changes with each open().
     AVPlayer* player() const { return player_.get(); }
     const PictureTable& pictures() const { return pictures_; }
+    bool canTrim() const { return player_ && hasPictures_; }
 
     /// A new player is announced, or its state has changed.
     [[nodiscard]] Subscription observe(std::function<void()> changed) const { return changes_.add(changed); }

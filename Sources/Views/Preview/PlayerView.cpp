@@ -79,7 +79,7 @@ void PlayerView::paintEvent(QPaintEvent*) {
                            static_cast<qsizetype>(picture.bytesPerRow), QImage::Format_RGB32);
         painter.setRenderHint(QPainter::SmoothPixmapTransform);
         painter.drawImage(pictureRect(), image);
-    } else if (shown_ && videoSize_.isEmpty()) {
+    } else if (videoSize_.isEmpty() && player_.state().status == AVPlayer::Status::ready) {
         QRect square(0, 0, soundSymbol, soundSymbol);
         square.moveCenter(QPoint(width() / 2, bar_->y() / 2));
         if (bar_->y() >= soundSymbol) paintSymbol(painter, square, "waveform", QColor(255, 255, 255, 150));

@@ -63,6 +63,12 @@ PreviewTools::PreviewTools(PreviewModel& model, QWidget* parent)
     }));
     subscriptions_.push_back(model.playerView.trim.observe(
         [this](const auto& range) { choosePage(model_.busy->has_value(), range.has_value()); }));
+    subscriptions_.push_back(
+        model.playerView.observe([this] { trim_->setEnabled(model_.playerView.canTrim()); }));
+    subscriptions_.push_back(model.videoSize.observe(
+        [this](const std::optional<Size>& size) { gif_->setEnabled(size.has_value()); }));
+    trim_->setEnabled(model.playerView.canTrim());
+    gif_->setEnabled(model.videoSize->has_value());
     subscriptions_.push_back(model.renaming.observe([this](bool renaming) {
         if (renaming) openRename();
     }));
@@ -93,7 +99,7 @@ QWidget* PreviewTools::makeTools() {
     info_->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
     info_->setAccessibleName(localizedText("Facts"));
     row->addWidget(info_, 1);
-    addTool(page, "scissors", localizedText("Trim"), "T", [this] { model_.trim(); });
+    trim_ = addTool(page, "scissors", localizedText("Trim"), "T", [this] { model_.trim(); });
     rename_ = addTool(page, "pencil", localizedText("Rename"), "F2", [this] { model_.beginRename(); });
     gif_ = addTool(page, "film", localizedText("Make GIF"), "G", [this] { openGIFMenu(); });
     addTool(page, "arrow.up.forward.app", localizedText("Open in QuickTime Player"), "",

@@ -43,6 +43,7 @@ class PreviewTools final : public QWidget {
     PreviewModel& model_;
     QStackedLayout* pages_;
     TintedLabel* info_ = nullptr;
+    FlatButton* trim_ = nullptr;
     FlatButton* rename_ = nullptr;
     FlatButton* gif_ = nullptr;
     QLabel* label_ = nullptr;

@@ -72,7 +72,20 @@ void PreviewWindow::followModel() {
     }));
     subscriptions_.push_back(model_.videoSize.observe(
         [this](const std::optional<Size>& size) { player_->setVideoSize(size ? sizeOf(*size) : QSize()); }));
+    subscriptions_.push_back(model_.playerView.trim.observe(
+        [this](const std::optional<TrimRange>& range) { makeRoomForStrip(range.has_value()); }));
     showURL(*model_.url);
+}
+
+/// A window that is as low as that of a recording of sound grows while the strip is there.
+void PreviewWindow::makeRoomForStrip(bool isTrimming) {
+    const int strip = strip_->sizeHint().height();
+    if (isTrimming && grown_ == 0 && player_->height() - strip < player_->minimumSizeHint().height()) {
+        grown_ = strip;
+        resize(width(), height() + grown_);
+    } else if (!isTrimming && grown_ != 0) {
+        resize(width(), height() - std::exchange(grown_, 0));
+    }
 }
 
 void PreviewWindow::showURL(const std::filesystem::path& url) {
@@ -182,7 +195,7 @@ bool PreviewWindow::handleKey(const QKeyEvent& event) {
             model_.trim();
             return true;
         case Qt::Key_G:
-            if (!*model_.busy && !*player.trim) tools_->openGIFMenu();
+            if (!*model_.busy && !*player.trim && *model_.videoSize) tools_->openGIFMenu();
             return true;
         case Qt::Key_F2:
             model_.beginRename();

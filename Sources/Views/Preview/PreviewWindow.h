@@ -42,6 +42,7 @@ class PreviewWindow final : public QWidget, public NSWindow {
  private:
     void followModel();
     void showURL(const std::filesystem::path& url);
+    void makeRoomForStrip(bool isTrimming);
     void toggleFullScreen();
     bool handleKey(const QKeyEvent& event);
     bool handleTrimKey(int key);
@@ -54,6 +55,7 @@ class PreviewWindow final : public QWidget, public NSWindow {
     PreviewTools* tools_;
     std::function<void()> closed_;
     QPoint pressed_;
+    int grown_ = 0;  ///< points that the strip has added to the height
     std::vector<Subscription> subscriptions_;
 };
 

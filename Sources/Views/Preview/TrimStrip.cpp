@@ -135,20 +135,31 @@ void TrimStrip::paintContent(QPainter& painter, const QRectF& area) const {
     }
     const double step = area.width() / std::max<double>(1, static_cast<double>(levels_.size()));
     for (std::size_t i = 0; i < levels_.size(); ++i) {
-        const double height = std::max(1.0, levels_[i] * area.height());
+        // The root lets quiet speech be seen beside loud sound.
+        const double height = std::max(1.0, std::sqrt(levels_[i]) * area.height());
         painter.fillRect(QRectF(area.left() + step * static_cast<double>(i), area.center().y() - height / 2,
                                 std::max(step - 1, 1.0), height),
                          overlay::white(0.7));
     }
 }
 
-void TrimStrip::paintTime(QPainter& painter, CMTime time, double x, Qt::Alignment side) const {
-    const QString text = preciseTime(time.seconds());
-    const double textWidth = painter.fontMetrics().horizontalAdvance(text);
-    const double left = side == Qt::AlignLeft ? x : x - textWidth;
-    painter.drawText(
-        QRectF(std::clamp(left, margin, width() - margin - textWidth), 0, textWidth + 1, labelHeight),
-        Qt::AlignVCenter | Qt::AlignLeft, text);
+/// Above the handles, or beside each other where the handles are close.
+void TrimStrip::paintTimes(QPainter& painter, const CMTimeRange& range) const {
+    constexpr double gap = 12;
+    const QString start = preciseTime(range.start.seconds());
+    const QString end = preciseTime(range.end.seconds());
+    const double startWidth = painter.fontMetrics().horizontalAdvance(start);
+    const double endWidth = painter.fontMetrics().horizontalAdvance(end);
+    double startLeft = xOf(range.start) - handleWidth;
+    double endLeft = xOf(range.end) + handleWidth - endWidth;
+    const double missing = startLeft + startWidth + gap - endLeft;
+    if (missing > 0) {
+        startLeft =
+            std::clamp(startLeft - missing / 2, margin, width() - margin - startWidth - gap - endWidth);
+        endLeft = startLeft + startWidth + gap;
+    }
+    painter.drawText(QRectF(startLeft, 0, startWidth + 1, labelHeight), Qt::AlignVCenter, start);
+    painter.drawText(QRectF(endLeft, 0, endWidth + 1, labelHeight), Qt::AlignVCenter, end);
 }
 
 void TrimStrip::paintEvent(QPaintEvent*) {
@@ -178,8 +189,7 @@ void TrimStrip::paintEvent(QPaintEvent*) {
     painter.fillRect(QRectF(now - 1, area.top() - frameWidth, 2, area.height() + 2 * frameWidth), Qt::white);
     painter.setFont(overlay::font(12, QFont::Normal, font()));
     painter.setPen(overlay::control::text);
-    paintTime(painter, range.start, start - handleWidth, Qt::AlignLeft);
-    paintTime(painter, range.end, end + handleWidth, Qt::AlignRight);
+    paintTimes(painter, range);
 }
 
 }  // namespace lumicrate::views

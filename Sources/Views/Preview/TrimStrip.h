@@ -34,7 +34,7 @@ class TrimStrip final : public QWidget {
     Grip gripAt(double x) const;
     void drag(double x);
     void paintContent(QPainter& painter, const QRectF& area) const;
-    void paintTime(QPainter& painter, CMTime time, double x, Qt::Alignment side) const;
+    void paintTimes(QPainter& painter, const CMTimeRange& range) const;
 
     PlayerModel& player_;
     StripPictures::Pictures pictures_;

@@ -55,7 +55,13 @@ void applyTheme(QApplication& application, ColorScheme scheme) {
     static const QString style = QStringLiteral("Fusion");
     if (application.style()->objectName().compare(style, Qt::CaseInsensitive) != 0)
         QApplication::setStyle(QStyleFactory::create(style));
-    QApplication::setPalette(paletteOf(scheme));
+    const QPalette palette = paletteOf(scheme);
+    QApplication::setPalette(palette);
+    // Without a text inside, their ground alone has to stand out from a dark window.
+    QPalette raised = palette;
+    if (scheme == ColorScheme::dark) raised.setColor(QPalette::Base, QColor(0x484c58));
+    for (const char* widgetClass : {"QCheckBox", "QProgressBar"})
+        QApplication::setPalette(raised, widgetClass);
 }
 
 }  // namespace lumicrate::views
