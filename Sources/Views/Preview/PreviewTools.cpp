@@ -52,7 +52,7 @@ PreviewTools::PreviewTools(PreviewModel& model, QWidget* parent)
     pages_->addWidget(makeTrimming());
     subscriptions_.push_back(model.info.observe([this](const std::string& info) {
         info_->setText(qtText(info));
-        info_->setToolTip(qtText(info));
+        info_->setToolTip(qtText(info + "\n" + localized("Drag this to put the file into another window.")));
     }));
     subscriptions_.push_back(model.busy.observe([this](const std::optional<std::string>& label) {
         if (label) label_->setText(qtText(*label));
@@ -95,7 +95,7 @@ QWidget* PreviewTools::makeTools() {
     auto* row = pageRow(page);
     row->setSpacing(2);
     info_ = new TintedLabel(&ThemeColors::secondary, page);
-    info_->setTextInteractionFlags(Qt::TextSelectableByMouse);
+    info_->setCursor(Qt::OpenHandCursor);
     info_->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
     info_->setAccessibleName(localizedText("Facts"));
     row->addWidget(info_, 1);

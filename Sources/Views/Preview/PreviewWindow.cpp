@@ -5,6 +5,7 @@
 #include "Views/Preview/PlayerView.h"
 #include "Views/Preview/PreviewTools.h"
 #include "Views/Preview/TrimStrip.h"
+#include "Views/Widgets/Pictures.h"
 #include "Views/Widgets/QtText.h"
 #include "Views/Widgets/Symbols.h"
 #include "Views/Widgets/Theme.h"
@@ -17,6 +18,7 @@
 #include <QKeyEvent>
 #include <QMimeData>
 #include <QMouseEvent>
+#include <QPixmap>
 #include <QScreen>
 #include <QUrl>
 #include <QVBoxLayout>
@@ -223,6 +225,8 @@ void PreviewWindow::mouseMoveEvent(QMouseEvent* event) {
     // Qt deletes the drag when it is over.
     auto* drag = new QDrag(this);
     drag->setMimeData(mimeDataOf(*model_.url).release());
+    if (!model_.strip.pictures->empty())
+        drag->setPixmap(QPixmap::fromImage(sharedImage(*model_.strip.pictures->front())));
     drag->exec(Qt::CopyAction);
 }
 
