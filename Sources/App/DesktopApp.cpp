@@ -99,7 +99,8 @@ class DesktopApp {
         return outcome != desktop::BusService::Outcome::taken;
     }
 
-    /// `opened` is a recording to show instead of the main window.
+    /// `opened` is a recording to show instead of the main window, which is needed where there is no tray
+    /// icon.
     void didFinishLaunching(bool inBackground, const std::optional<std::filesystem::path>& opened) {
         services_.recorder.followSources();
         services_.recorder.followDevices();
@@ -108,8 +109,9 @@ class DesktopApp {
         for (const std::string& sentence : recoverInterruptedRecordings())
             recovered += (recovered.empty() ? "" : "\n") + sentence;
         if (!recovered.empty()) windows_.complain(recovered);
+        const bool showsMain = !tray_.isShown() || (!inBackground && !opened);
+        if (showsMain) windows_.showMain();
         if (opened) previews_.windows.show(*opened);
-        if (!opened && (!inBackground || !tray_.isShown())) windows_.showMain();
         windows_.showWelcomeIfDue();
         windows_.showPermissionsIfMissing();
     }

@@ -238,6 +238,9 @@ void PreviewModel::followFile(const FolderChanges& changes) {
     if (!services_.files.fileExists(*url)) {
         describing_.cancel();
         playerView.detach();
+        info = "";
+        videoSize = std::nullopt;
+        shown_ = {};
         errorMessage = localized("The recording was moved or deleted.");
         return;
     }

@@ -337,6 +337,10 @@ TEST_F(PreviewWindowTests, NoticesWhatOtherProgramsDoToTheFile) {
     EXPECT_EQ(model->playerView.player(), nullptr);
     model->trim();
     model->playerView.togglePlay();
+    files.existing.insert(url);
+    folderChanged({false, {url}});
+    EXPECT_NE(model->playerView.player(), nullptr) << "it is back";
+    EXPECT_EQ(*model->errorMessage, std::nullopt);
 }
 
 TEST_F(PreviewWindowTests, EveryFileHasOneWindow) {
