@@ -38,7 +38,7 @@ enum class SCFrameStatus { complete = 0, idle = 1, blank = 2, suspended = 3, sta
 struct SCStreamFrameInfo {
     SCFrameStatus status = SCFrameStatus::complete;
     /// Numbers the complete frames of a stream without gaps. A receiver that missed a number cannot rely on
-    /// dirtyRects.
+    /// dirtyRects. The same number again means the same picture.
     std::uint64_t sequence = 0;
     /// Where the picture differs from the complete frame with the previous number, in output pixels. The
     /// first frame of a stream is entirely dirty. Everything outside is identical byte for byte.

@@ -24,9 +24,9 @@ MacroblockMap::MacroblockMap(int width, int height)
 void MacroblockMap::begin(const std::optional<SCStreamFrameInfo>& info) {
     const std::optional<std::uint64_t> before = lastSequence_;
     lastSequence_ = info ? std::optional(info->sequence) : std::nullopt;
-    const bool same = info && before && info->sequence == *before;
+    isRepeat_ = info && before && info->sequence == *before;
     const bool next = info && before && info->sequence == *before + 1;
-    markAll(same || next);
+    markAll(isRepeat_ || next);
     if (!next) return;
     for (const PixelRect& rect : info->dirtyRects)
         markDirty(rect);
@@ -35,6 +35,7 @@ void MacroblockMap::begin(const std::optional<SCStreamFrameInfo>& info) {
 }
 
 void MacroblockMap::beginAgain() {
+    isRepeat_ = true;
     markAll(true);
 }
 

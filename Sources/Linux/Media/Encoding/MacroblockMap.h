@@ -27,6 +27,8 @@ class MacroblockMap {
     void begin(const std::optional<SCStreamFrameInfo>& info);
     /// Begins the last picture again.
     void beginAgain();
+    /// Whether the begun picture is the previous one again.
+    bool isRepeat() const { return isRepeat_; }
     /// The work for the begun picture, coded as a key picture or based on the last one.
     PictureWork work(bool key) const;
     /// Records that the begun picture was coded.
@@ -48,6 +50,7 @@ class MacroblockMap {
     std::vector<std::uint8_t> constant_;
     std::vector<std::uint8_t> quantizers_;
     bool anyConstant_ = false;
+    bool isRepeat_ = false;
     std::optional<std::uint64_t> lastSequence_;
 };
 

@@ -20,6 +20,9 @@ constexpr int worthwhile = 8;
 /// Up to this quantizer, block edges are not visible.
 constexpr int blocksShowAbove = 22;
 constexpr int maxThreads = 8;
+/// Decoding a minute of repeats takes less time than a few moving pictures, and at one a second they take
+/// less space than one key picture.
+constexpr std::int64_t repeatedKeyInterval = std::int64_t{60} * videoTimescale;
 
 double pixelRate(const VideoEncoder::Settings& settings) {
     return static_cast<double>(settings.width) * settings.height * std::max(settings.framesPerSecond, 1);
@@ -84,7 +87,7 @@ EncodedPicture VideoEncoder::encode(const CVPixelBuffer& picture, std::int64_t t
 
 EncodedPicture VideoEncoder::encodeAtBest(const CVPixelBuffer& picture, std::int64_t time, bool key) {
     const Order order{even_.of(picture), time, key, qualityQuantizer(), false, {}};
-    return {code(order), key, order.quantizer};
+    return {code(order), key, order.quantizer, false};
 }
 
 std::optional<EncodedPicture> VideoEncoder::refine(const CVPixelBuffer& picture, std::int64_t time,
@@ -104,6 +107,7 @@ bool VideoEncoder::isCoarse() const {
 
 bool VideoEncoder::keyPictureIsDue(std::int64_t time) const {
     if (!lastKey_) return true;
+    if (blocks_.isRepeat()) return time - *lastKey_ >= repeatedKeyInterval;
     const std::int64_t interval = std::int64_t{std::max(settings_.keyFrameInterval, 1)} * videoTimescale /
                                   std::max(settings_.framesPerSecond, 1);
     return time - *lastKey_ >= interval;
@@ -117,7 +121,7 @@ EncodedPicture VideoEncoder::encodeBegun(const CVPixelBuffer& picture, std::int6
     if (work.key) lastKey_ = time;
     blocks_.coded(work.key, quantizer);
     rate_.coded(work, quantizer, static_cast<std::int64_t>(data.size()) * 8);
-    return {data, work.key, quantizer};
+    return {data, work.key, quantizer, blocks_.isRepeat()};
 }
 
 }  // namespace lumicrate::media

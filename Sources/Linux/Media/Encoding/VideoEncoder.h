@@ -25,6 +25,7 @@ struct EncodedPicture {
     std::span<const std::uint8_t> data;
     bool key = false;
     int quantizer = 0;
+    bool isRepeat = false;  ///< the source is the same as that of the picture before
 };
 
 constexpr int evenSide(int pixels) {
@@ -51,7 +52,8 @@ class VideoEncoder {
         int height = 0;
         int bitRate = 0;  ///< bits a second; the ceiling, averaged over a few seconds
         int framesPerSecond = 0;
-        int keyFrameInterval = 0;  ///< maximum between key pictures, in frames at the full frame rate
+        /// Maximum between key pictures, in frames at the full frame rate. Does not apply to repeats.
+        int keyFrameInterval = 0;
     };
 
     VideoEncoder(const VideoEncoder&) = delete;
@@ -64,7 +66,9 @@ class VideoEncoder {
     const std::vector<std::uint8_t>& configuration() const { return configuration_; }
 
     /// Encodes a picture of the given time, in ticks of videoTimescale; times must increase. `info` tells
-    /// what changed; without it everything may have. Throws PlatformError.
+    /// what changed; without it everything may have. The sequence number of the previous picture means that
+    /// picture again: only blocks that are coarse are coded, and a key picture is due after a minute only.
+    /// Throws PlatformError.
     EncodedPicture encode(const CVPixelBuffer& picture, std::int64_t time,
                           const std::optional<SCStreamFrameInfo>& info);
     /// Encodes a picture at the quality level, ignoring the ceiling and what was the same before. For offline

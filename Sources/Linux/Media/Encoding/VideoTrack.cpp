@@ -65,9 +65,15 @@ void VideoTrack::encode(const CMSampleBuffer& sample, CMTime sessionStart) {
     const bool lasts = sample.timing.duration.isValid() && sample.timing.duration > CMTime::zero();
     const std::int64_t duration = lasts ? sample.timing.duration.converted(videoTimescale) : lastDuration;
     end_ = time + std::max<std::int64_t>(duration, 1);
-    write(encoder_->encode(*sample.imageBuffer, time, sample.frameInfo), time);
-    coarse_ = encoder_->isCoarse() ? sample.imageBuffer : nullptr;
-    idlePeriods_ = refinements_ = 0;
+    const EncodedPicture picture = encoder_->encode(*sample.imageBuffer, time, sample.frameInfo);
+    write(picture, time);
+    idlePeriods_ = 0;
+    if (!picture.isRepeat) {
+        coarse_ = sample.imageBuffer;
+        refinements_ = 0;
+    }
+    // Where every picture has its duration, as with a constant frame rate, another one would break the grid.
+    if (lasts || !encoder_->isCoarse()) coarse_.reset();
 }
 
 std::optional<std::chrono::milliseconds> VideoTrack::idleTimeout() const {

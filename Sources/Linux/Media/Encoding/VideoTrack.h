@@ -11,7 +11,8 @@
 namespace lumicrate::media {
 
 /// If the bit-rate ceiling made a picture coarse and the screen is idle afterwards, the picture is encoded
-/// again, one tick later, up to three times until it is crisp.
+/// again, one tick later, up to three times until it is crisp. Pictures with a duration of their own become
+/// crisp by being repeated.
 class VideoTrack final : public TrackEncoder {
  public:
     /// canEncode() must hold for the settings.
@@ -43,9 +44,8 @@ class VideoTrack final : public TrackEncoder {
     std::int64_t end_ = 0;
     /// The last picture while it is coarse, to be encoded again.
     std::shared_ptr<const CVPixelBuffer> coarse_;
-    // Since the last picture came:
-    int idlePeriods_ = 0;
-    int refinements_ = 0;
+    int idlePeriods_ = 0;  ///< since the last picture or its repeat
+    int refinements_ = 0;  ///< of the last picture
 };
 
 }  // namespace lumicrate::media
