@@ -12,11 +12,13 @@ namespace {
 
 /// The last frame is repeated this long before the end, so that it is still part of the movie.
 constexpr CMTime holdBeforeEnd{1, 1000};
-/// A movie file stores the duration of a frame in 32 bits, which a screen that is still for half a day
-/// exceeds. So the frame is repeated after this time.
-constexpr CMTime maxFrameDuration{3600, 1};
 /// A frame younger than this is not repeated at the end.
 constexpr CMTime holdAfterFrame{1, 30};
+/// On a still screen the last frame is repeated after this time.
+constexpr CMTime repeatInterval{1, 1};
+/// A frame arrives at most this long after it was captured. Repeats are not written for later times, because
+/// the frame would then be out of order.
+constexpr CMTime maxDeliveryTime{1, 4};
 
 AVVideoOutputSettings videoSettings(const MovieWriter::Settings& settings) {
     AVVideoOutputSettings video;
@@ -129,6 +131,7 @@ MovieWriter::MovieWriter(const Settings& settings, const Services& services,
       onInterruption_(std::move(onInterruption)),
       writer_(services.makeAssetWriter(settings.url, settings.fileType)),
       queue_(services.makeQueue("Lumicrate.movie-writer")) {
+    if (settings.constantFrameRate) gridRate_ = settings.fps;
     writer_->setShouldOptimizeForNetworkUse(true);
     if (settings.video) video_.input = &addInput(videoSettings(settings));
     if (settings.systemAudio) systemAudio_.input = &addInput(audioSettings(2, 192000));
@@ -180,11 +183,11 @@ void MovieWriter::didOutputSampleBuffer(const CMSampleBuffer& sample, SCStreamOu
 
     const bool unshifted = *offset == CMTime::zero();
     const CMSampleBuffer timed = unshifted ? sample : shiftedBack(sample, *offset);
-    const bool accepted = append(timed, *track);
-    if (type != SCStreamOutputType::screen) return;
-    lastVideoFrame_ = timed;
-    lastFrameRefused_ = !accepted;
-    if (!accepted) refusedFrames_.fetch_add(1, std::memory_order_relaxed);
+    if (type == SCStreamOutputType::screen) {
+        appendFrame(timed);
+    } else {
+        append(timed, *track);
+    }
 }
 
 /// Whether samples can still be written. Detects a writer that has failed by itself.
@@ -230,6 +233,32 @@ bool MovieWriter::append(const CMSampleBuffer& sample, Track& track) {
     return true;
 }
 
+void MovieWriter::appendFrame(const CMSampleBuffer& frame) {
+    bool kept = true;
+    if (!gridRate_) {
+        kept = append(frame, video_);
+        lastVideoFrame_ = frame;
+        lastFrameRefused_ = !kept;
+    } else {
+        if (grid_) {
+            kept = grid_->add(frame);
+        } else {
+            grid_.emplace(frame, *gridRate_);
+        }
+        fillGrid(frame.presentationTimeStamp());
+    }
+    if (!kept) refusedFrames_.fetch_add(1, std::memory_order_relaxed);
+}
+
+/// Writes the pictures of the grid up to this time. False if some have to wait for the encoder.
+bool MovieWriter::fillGrid(CMTime until) {
+    while (const std::optional<CMSampleBuffer> picture = grid_->next(until)) {
+        if (!append(*picture, video_) || failure_) return false;
+        grid_->advance();
+    }
+    return true;
+}
+
 void MovieWriter::pause() {
     queue_->async([this, at = clock_.time()] { pauses_.pause(at); });
 }
@@ -244,8 +273,13 @@ void MovieWriter::keepUp() {
         retryRefusedFrame();
         const std::optional<CMTime> offset = pauses_.offset(now);
         if (!offset) return;
-        repeatLastFrame(now - *offset, maxFrameDuration);
-        writer_->extendSession(now - *offset);
+        const CMTime shown = now - *offset;
+        if (grid_) {
+            fillGrid(shown - maxDeliveryTime);
+        } else {
+            repeatStillFrame(shown - maxDeliveryTime);
+        }
+        writer_->extendSession(shown);
     });
 }
 
@@ -285,20 +319,40 @@ void MovieWriter::finishNow(const std::shared_ptr<Finishing>& finishing) {
 void MovieWriter::endMovie() {
     const CMTime end = pauses_.pausedAt().value_or(clock_.time());
     const CMTime held = end - holdBeforeEnd;
-    std::optional<CMTime> offset = pauses_.offset(held);
-    if (offset) repeatLastFrame(held - *offset, holdAfterFrame);
+    const std::optional<CMTime> heldOffset = pauses_.offset(held);
     // Right after a pause, the repeated frame would be inside the pause.
-    if (!offset) offset = pauses_.offset(end);
-    if (offset) writer_->endSessionAtSourceTime(end - *offset);
+    const std::optional<CMTime> offset = heldOffset ? heldOffset : pauses_.offset(end);
+    if (!offset) return;
+    CMTime movieEnd = end - *offset;
+    if (grid_) {
+        // Exactly where the last picture of the grid ends, unless some are missing.
+        if (fillGrid(heldOffset ? held - *offset : movieEnd)) movieEnd = grid_->end();
+    } else if (heldOffset) {
+        holdLastFrame(held - *offset);
+    }
+    writer_->endSessionAtSourceTime(movieEnd);
 }
 
-/// No effect if the last frame is younger than `age`.
-void MovieWriter::repeatLastFrame(CMTime at, CMTime age) {
-    if (!lastVideoFrame_ || !video_.input) return;
-    const CMTime last = lastVideoFrame_->presentationTimeStamp();
-    if (at <= last + age) return;
-    const CMSampleBuffer repeated = shiftedBack(*lastVideoFrame_, last - at);
-    if (append(repeated, video_)) lastVideoFrame_ = repeated;
+void MovieWriter::holdLastFrame(CMTime until) {
+    if (lastVideoFrame_ && until > lastVideoFrame_->presentationTimeStamp() + holdAfterFrame)
+        repeatLastFrame(until);
+}
+
+void MovieWriter::repeatStillFrame(CMTime until) {
+    if (!lastVideoFrame_ || lastFrameRefused_) return;
+    CMTime due;
+    do {
+        due = lastVideoFrame_->presentationTimeStamp() + repeatInterval;
+    } while (due <= until && repeatLastFrame(due));
+}
+
+/// False if the encoder is busy.
+bool MovieWriter::repeatLastFrame(CMTime at) {
+    const CMSampleBuffer repeated =
+        shiftedBack(*lastVideoFrame_, lastVideoFrame_->presentationTimeStamp() - at);
+    if (!append(repeated, video_)) return false;
+    lastVideoFrame_ = repeated;
+    return !failure_;
 }
 
 /// Deletes the file and returns the error that spoilt the recording.

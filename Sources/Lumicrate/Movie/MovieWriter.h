@@ -3,9 +3,11 @@
 //
 // It receives the samples of a capture stream and passes them to an asset writer. The movie starts with the
 // first complete frame, pauses are cut out of its timeline, samples that are incomplete, late or out of order
-// are dropped, and the last frame is shown until the recording ends.
+// are dropped, and the last frame is shown until the recording ends. While no frame arrives, the last one is
+// repeated once a second: players that seek from picture to picture would otherwise show a later one.
 #pragma once
 
+#include "Lumicrate/Movie/FrameGrid.h"
 #include "Lumicrate/Movie/MicrophoneMeter.h"
 #include "Platform/AVAssetWriter.h"
 #include "Platform/NSFileManager.h"
@@ -95,6 +97,8 @@ class MovieWriter final : public SCStreamOutput {
         bool systemAudio = false;
         bool microphone = false;
         bool video = true;  ///< false for a recording of sound alone
+        /// One picture every 1 ⁄ fps s (FrameGrid), instead of the frames at their own times.
+        bool constantFrameRate = false;
     };
 
     /// Clock and files must outlive the writer.
@@ -129,9 +133,10 @@ class MovieWriter final : public SCStreamOutput {
     void resume();
     /// While muted, the microphone track contains silence. Any thread.
     void setMicrophoneMuted(bool muted);
-    /// Call this regularly, because a still screen delivers no frames. Extends the movie to the present, so
-    /// that it is complete up to here if the program crashes, and retries a last frame that the busy encoder
-    /// refused. No effect while paused. Any thread.
+    /// Call this at least once a second, and every few frames for a constant frame rate, because a still
+    /// screen delivers no frames. Repeats the last frame where one is due, extends the movie to the present,
+    /// so that it is complete up to here if the program crashes, and retries a last frame that the busy
+    /// encoder refused. No effect while paused. Any thread.
     void keepUp();
     /// `sink` receives microphone levels, 0 … 1, at most about fifteen per second, on the queue. Call this
     /// before capture starts.
@@ -160,10 +165,14 @@ class MovieWriter final : public SCStreamOutput {
     void interrupt(const std::exception_ptr& reason);
     bool startSession(SCStreamOutputType type, CMTime at);
     bool append(const CMSampleBuffer& sample, Track& track);
+    void appendFrame(const CMSampleBuffer& frame);
+    bool fillGrid(CMTime until);
     void retryRefusedFrame();
+    void repeatStillFrame(CMTime until);
     void finishNow(const std::shared_ptr<Finishing>& finishing);
     void endMovie();
-    void repeatLastFrame(CMTime at, CMTime age);
+    bool repeatLastFrame(CMTime at);
+    void holdLastFrame(CMTime until);
     std::exception_ptr discard();
 
     const CMClock& clock_;
@@ -176,6 +185,9 @@ class MovieWriter final : public SCStreamOutput {
     Track microphone_;
     bool sessionStarted_ = false;
     PauseTimeline pauses_;
+    std::optional<int> gridRate_;  ///< frames per second, if constant
+    std::optional<FrameGrid> grid_;
+    // Without a grid:
     std::optional<CMSampleBuffer> lastVideoFrame_;
     bool lastFrameRefused_ = false;
     std::exception_ptr failure_;

@@ -273,16 +273,57 @@ TEST_F(MovieWriterTests, SamplesAreWrittenAtTheirTimes) {
          "keepUp 9000 screen 10000 keepUp 10250 keepUp 10500 pause 10600 keepUp 10750 resume 12600 "
          "keepUp 12850",
          "from 10000, picture 10000, extended to 10250, extended to 10500, extended to 10850"},
-        {"a still frame is repeated every hour",
-         "screen 0 keepUp 3600000 keepUp 3601000 keepUp 7200000 keepUp 7202000",
-         "from 0, picture 0 3601000=0 7202000=0, extended to 3600000, extended to 3601000, extended to "
-         "7200000, extended to 7202000"},
+        {"a still frame is repeated every second, except during pauses",
+         "screen 10000 keepUp 11240 keepUp 11250 pause 12100 keepUp 15000 resume 16100 keepUp 16250 screen "
+         "16300 finish 16310",
+         "from 10000, picture 10000 11000=10000 12000=10000 12300=16300, extended to 11240, extended to "
+         "11250, extended to 12250, end 12310"},
+        {"repeats that are late", "screen 10000 keepUp 12600 screen 12700",
+         "from 10000, picture 10000 11000=10000 12000=10000 12700, extended to 12600"},
+        {"a refused frame is written before it is repeated",
+         "screen 10000 busy screen 10010 keepUp 12000 ready keepUp 12001",
+         "from 10000, picture 10000 10010 11010=10010, extended to 12000, extended to 12001"},
     };
     for (const auto& each : cases) {
         SCOPED_TRACE(each.what);
         make();
         perform(each.steps);
         EXPECT_EQ(written(), each.written);
+    }
+}
+
+TEST_F(MovieWriterTests, AConstantFrameRateHasAPictureAtEachTime) {
+    const struct {
+        const char *what, *steps, *written;
+    } cases[] = {
+        {"the latest frame by each time", "screen 10000 screen 10120 screen 10180 screen 10300 finish 10310",
+         "from 10000, picture 10000 10100=10000 10200=10180 10300, end 10400"},
+        {"a still screen", "screen 10000 keepUp 10349 keepUp 10450 finish 10400",
+         "from 10000, picture 10000 10100=10000 10200=10000 10300=10000, extended to 10349, extended to "
+         "10450, end 10400"},
+        {"a late frame", "screen 10000 keepUp 10450 screen 10190 screen 10180 finish 10310",
+         "from 10000, picture 10000 10100=10000 10200=10000 10300=10190, extended to 10450, end 10400"},
+        {"a busy encoder",
+         "screen 10000 busy screen 10100 screen 10210 screen 10300 ready keepUp 10600 finish 10601",
+         "from 10000, picture 10000 10100 10200=10100 10300 10400=10300 10500=10300 10600=10300, extended "
+         "to 10600, end 10700, refused 1"},
+        {"busy to the end", "screen 10000 busy finish 10250", "from 10000, picture 10000, end 10250"},
+        {"a pause", "screen 10000 pause 10150 resume 20150 screen 20190 finish 20210",
+         "from 10000, picture 10000 10100=10000 10200=20190, end 10300"},
+        {"paused at the end", "screen 10000 pause 10250 finish 60000",
+         "from 10000, picture 10000 10100=10000 10200=10000, end 10300"},
+        {"right after a pause", "screen 10000 pause 10250 resume 20000 finish 20000.5",
+         "from 10000, picture 10000 10100=10000 10200=10000, end 10300"},
+    };
+    settings.constantFrameRate = true;
+    settings.fps = 10;
+    for (const auto& each : cases) {
+        SCOPED_TRACE(each.what);
+        make();
+        perform(each.steps);
+        EXPECT_EQ(written(), each.written);
+        for (const CMSampleBuffer& picture : movie.inputs[0]->appended)
+            EXPECT_EQ(picture.timing.duration, CMTime(1, 10));
     }
 }
 

@@ -77,13 +77,21 @@ bool AssetWriterInput::hasRoom() const {
     return roomTaken_ < 1 - rounding && !encoder_->isHeldUp();
 }
 
+/// A picture that repeats the last one in the queue takes hardly any memory: they share the pixels.
+double AssetWriterInput::roomFor(const CMSampleBuffer& sample) const {
+    constexpr double ofRepeat = 0.001;
+    const bool isRepeat =
+        sample.imageBuffer && !waiting_.empty() && waiting_.back().sample.imageBuffer == sample.imageBuffer;
+    return isRepeat ? ofRepeat : encoder_->roomFor(sample);
+}
+
 bool AssetWriterInput::appendSampleBuffer(const CMSampleBuffer& sample) {
     if (!state_.isWriting() || !state_.sessionStart()) return false;
     const std::lock_guard lock(mutex_);
     if (finished_) return false;
     if (state_.isInterrupted() || !hasRoom()) return true;
-    waiting_.push_back(sample);
-    roomTaken_ += encoder_->roomFor(sample);
+    waiting_.push_back({sample, roomFor(sample)});
+    roomTaken_ += waiting_.back().room;
     changed_.notify_one();
     return true;
 }
@@ -129,10 +137,10 @@ std::optional<CMSampleBuffer> AssetWriterInput::next(bool& isIdle) {
         changed_.wait(lock, hasWork);
     }
     if (waiting_.empty()) return std::nullopt;
-    CMSampleBuffer sample = std::move(waiting_.front());
+    const Waiting next = std::move(waiting_.front());
     waiting_.pop_front();
-    roomTaken_ = waiting_.empty() ? 0 : roomTaken_ - encoder_->roomFor(sample);
-    return sample;
+    roomTaken_ = waiting_.empty() ? 0 : roomTaken_ - next.room;
+    return next.sample;
 }
 
 void AssetWriterInput::run() {

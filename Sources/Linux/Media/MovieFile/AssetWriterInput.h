@@ -78,8 +78,14 @@ class AssetWriterInput final : public AVAssetWriterInput {
     void abandon();
 
  private:
+    struct Waiting {
+        CMSampleBuffer sample;
+        double room = 0;  ///< the fraction of the queue that it takes
+    };
+
     void run();
     bool hasRoom() const;
+    double roomFor(const CMSampleBuffer& sample) const;
     /// Waits for the next sample; nothing when the thread should end or, with `isIdle` set, the sample is
     /// late.
     std::optional<CMSampleBuffer> next(bool& isIdle);
@@ -92,7 +98,7 @@ class AssetWriterInput final : public AVAssetWriterInput {
 
     mutable std::mutex mutex_;
     std::condition_variable changed_;
-    std::deque<CMSampleBuffer> waiting_;
+    std::deque<Waiting> waiting_;
     double roomTaken_ = 0;
     bool finished_ = false;
 };

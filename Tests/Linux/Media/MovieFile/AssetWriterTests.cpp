@@ -249,16 +249,19 @@ TEST_F(AssetWriterInputTests, ABusyInputRefusesAndNeverBlocks) {
     await(encoder.encoded, 1);
     for (int i = 0; i < 6; ++i) {
         EXPECT_TRUE(input.isReadyForMoreMediaData()) << i;
-        EXPECT_TRUE(input.appendSampleBuffer(sample));
+        const CMSampleBuffer next = frame(start, std::make_shared<TestPicture>(2, 2));
+        EXPECT_TRUE(input.appendSampleBuffer(next));
+        // A repeat takes no place.
+        EXPECT_TRUE(i > 0 || input.appendSampleBuffer(next));
     }
     EXPECT_FALSE(input.isReadyForMoreMediaData());
     EXPECT_TRUE(input.appendSampleBuffer(sample)) << "dropped, which is no failure";
     encoder.isBlocked = false;
     encoder.isBlocked.notify_all();
-    await(encoder.encoded, 7);
+    await(encoder.encoded, 8);
     EXPECT_TRUE(input.isReadyForMoreMediaData());
     input.drain();
-    EXPECT_EQ(encoder.encoded, 7);
+    EXPECT_EQ(encoder.encoded, 8);
     EXPECT_FALSE(input.appendSampleBuffer(sample));
 }
 
