@@ -40,7 +40,8 @@ TEST(RecordArgumentsTests, OptionsThatAreNotGivenAreThoseStored) {
 
     const RecordArguments given =
         read({"--fps", "15", "--cursor", "--microphone", "--no-system-audio", "--quality=p720", "--format",
-              "movHEVC", "--encoding-quality", "maximum", "--no-countdown", "--duration", "2.5"},
+              "movHEVC", "--encoding-quality", "maximum", "--no-countdown", "--duration", "2.5",
+              "--constant-frame-rate"},
              stored);
     EXPECT_EQ(given.options.fps, 15);
     EXPECT_TRUE(given.options.showCursor);
@@ -51,6 +52,7 @@ TEST(RecordArgumentsTests, OptionsThatAreNotGivenAreThoseStored) {
     EXPECT_EQ(given.options.format, OutputFormat::movHEVC);
     EXPECT_EQ(given.options.encodingQuality, EncodingQuality::maximum);
     EXPECT_FALSE(given.options.countdown);
+    EXPECT_TRUE(given.options.constantFrameRate);
     EXPECT_EQ(given.duration, 2.5);
 }
 

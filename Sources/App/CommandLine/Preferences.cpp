@@ -30,6 +30,7 @@ std::vector<Preference> makePreferences() {
         {preference::captureMode, Kind::choice, rawValues<CaptureMode>()},
         {preference::quality, Kind::choice, rawValues<VideoQuality>()},
         {preference::fps, Kind::choice, {"15", "24", "30", "60"}},
+        {preference::constantFrameRate, Kind::toggle},
         {preference::format, Kind::choice, rawValues<OutputFormat>()},
         {preference::encodingQuality, Kind::choice, rawValues<EncodingQuality>()},
         {preference::captureSystemAudio, Kind::toggle},

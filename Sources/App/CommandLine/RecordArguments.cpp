@@ -25,6 +25,8 @@ constexpr std::array specs{
     OptionSpec{"output", Kind::value, "FILE", "Write this file, instead of one in the recordings folder."},
     OptionSpec{"quality", Kind::value, "Q", "Picture size: native, p1080 or p720."},
     OptionSpec{"fps", Kind::value, "N", "Frames per second: 15, 24, 30 or 60."},
+    OptionSpec{"constant-frame-rate", Kind::negatable, "",
+               "A picture at every interval, for editors that can't read variable frame rates."},
     OptionSpec{"format", Kind::value, "F", "mp4H264 or movHEVC."},
     OptionSpec{"encoding-quality", Kind::value, "Q", "Bit rate: standard, high or maximum."},
     OptionSpec{"system-audio", Kind::negatable, "", "What the computer plays."},
@@ -128,6 +130,7 @@ RecordArguments readRecordArguments(const ParsedOptions& parsed, const Recording
     readEnumeration(parsed, "format", "mp4H264 or movHEVC", options.format);
     readEnumeration(parsed, "encoding-quality", "standard, high or maximum", options.encodingQuality);
     readFps(parsed, options.fps);
+    readSwitch(parsed, "constant-frame-rate", options.constantFrameRate);
     readSwitch(parsed, "system-audio", options.captureSystemAudio);
     readSwitch(parsed, "microphone", options.captureMicrophone);
     readSwitch(parsed, "cursor", options.showCursor);

@@ -18,6 +18,9 @@ using namespace std::chrono_literals;
 
 namespace {
 
+/// How often a movie with a constant frame rate is filled up on a still screen. Short enough that the
+/// encoder's queue is nearly empty when the screen changes.
+constexpr auto fillInterval = 100ms;
 /// Shorter sleep is not reported.
 constexpr auto noticeableSleep = 2s;
 
@@ -71,6 +74,7 @@ MovieWriter::Settings ActiveRecording::writerSettings() const {
     settings.systemAudio = options.captureSystemAudio;
     settings.microphone = options.captureMicrophone;
     settings.video = !plan_.soundAlone;
+    settings.constantFrameRate = options.constantFrameRate;
     return settings;
 }
 
@@ -91,6 +95,7 @@ void ActiveRecording::begin(RecordingChrome& chrome) {
     asleepBefore_ = services_.process.timeAsleep();
     displayAwake_ = services_.process.beginActivity(NSProcessInfo::activityUserInitiatedDisplayAwake,
                                                     localized("Screen recording in progress"));
+    if (plan_.options.constantFrameRate) fillTask_ = RunningTask(services_.executor, fillUp());
     if (!plan_.target.windowDisplayID) return;
     const SCWindow& window = plan_.target.filter.windows.front();
     WindowFollowing following;
@@ -100,6 +105,13 @@ void ActiveRecording::begin(RecordingChrome& chrome) {
         services_.executor,
         followWindow(services_.executor, services_.capture,
                      {window.windowID, *plan_.target.windowDisplayID, window.frame}, std::move(following)));
+}
+
+Task<void> ActiveRecording::fillUp() {
+    while (true) {
+        co_await sleepFor(services_.executor, fillInterval);
+        session_->keepUp();
+    }
 }
 
 void ActiveRecording::pause() {
@@ -130,6 +142,7 @@ void ActiveRecording::noteSleep() const {
 Task<void> ActiveRecording::stop() {
     co_await session_->stop();
     followTask_.cancel();
+    fillTask_.cancel();
     displayAwake_.reset();
 }
 

@@ -101,6 +101,7 @@ class ActiveRecording {
  private:
     MovieWriter::Settings writerSettings() const;
     void noteSleep() const;
+    Task<void> fillUp();
 
     Services services_;
     Plan plan_;
@@ -112,8 +113,9 @@ class ActiveRecording {
     std::unique_ptr<CaptureSession> session_;
     std::uint64_t refusedFrames_ = 0;  ///< of the session that has ended
     std::unique_ptr<NSActivity> displayAwake_;
-    // Destroyed first: it uses the session.
+    // Destroyed first: they use the session.
     RunningTask followTask_;
+    RunningTask fillTask_;
 };
 
 }  // namespace lumicrate

@@ -102,6 +102,7 @@ RecordingOptions RecordingOptions::current(const NSUserDefaults& defaults) {
     options.webcamBorderColor = readText(defaults, preference::webcamBorderColor, fresh.webcamBorderColor);
     options.webcamMirror = defaults.boolForKey(preference::webcamMirror);
     options.areaRect = readArea(defaults);
+    options.constantFrameRate = defaults.boolForKey(preference::constantFrameRate);
     return options;
 }
 

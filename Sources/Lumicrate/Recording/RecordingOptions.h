@@ -74,6 +74,8 @@ inline constexpr std::string_view mixAudio = "mixAudio";
 inline constexpr std::string_view webcamMirror = "webcamMirror";
 inline constexpr std::string_view webcamMicLevel = "webcamMicLevel";
 inline constexpr std::string_view checkForUpdates = "checkForUpdates";
+/// Without a registered fallback: off.
+inline constexpr std::string_view constantFrameRate = "constantFrameRate";
 }  // namespace preference
 
 /// A snapshot of the preferences. A default-constructed one has the values of an empty store.
@@ -99,10 +101,12 @@ struct RecordingOptions {
     /// The last confirmed area, at least 1 × 1: points of its screen, y down from the screen's top left
     /// corner.
     std::optional<Rect> areaRect;
+    /// A picture every 1 ⁄ fps s, whether or not the screen changes.
+    bool constantFrameRate = false;
 
     bool operator==(const RecordingOptions&) const = default;
 
-    /// Registers the fallback of every preference key. Call it once, before reading anything.
+    /// Registers the fallbacks of the preference keys. Call it once, before reading anything.
     static void registerDefaults(NSUserDefaults& defaults);
     /// The current values. A stored value that is not valid gives the fallback of its key.
     static RecordingOptions current(const NSUserDefaults& defaults);

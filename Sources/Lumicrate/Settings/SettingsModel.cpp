@@ -110,6 +110,11 @@ ChoiceSetting SettingsModel::framesPerSecond() {
     return setting;
 }
 
+SwitchSetting SettingsModel::constantFrameRate() {
+    return switched(preference::constantFrameRate, "Constant frame rate",
+                    "For editors that can’t read variable frame rates. Then a still screen costs as well.");
+}
+
 ChoiceSetting SettingsModel::format() {
     return enumerated(preference::format, "Format",
                       "HEVC files are smaller, but take more work to record and play in fewer places.",

@@ -70,6 +70,7 @@ class SettingsModel {
     // Video
     static ChoiceSetting quality();
     static ChoiceSetting framesPerSecond();
+    static SwitchSetting constantFrameRate();
     static ChoiceSetting format();
     static ChoiceSetting encodingQuality();
     static SwitchSetting showCursor();

@@ -78,6 +78,7 @@ void SettingsPage::addVideo() {
     for (const ChoiceSetting& setting : {SettingsModel::quality(), SettingsModel::framesPerSecond(),
                                          SettingsModel::encodingQuality(), SettingsModel::format()})
         file.addRow(choiceRow(setting, model_.defaults(), *new QComboBox));
+    file.addRow(switchRow(SettingsModel::constantFrameRate(), model_.defaults()));
     addSwitches({SettingsModel::showCursor(), SettingsModel::highlightClicks()});
 }
 

@@ -119,7 +119,7 @@ TEST_F(ScreenRecorderTests, TheMovieEndsAtTheStopRequest) {
     complete();
     EXPECT_EQ(*recorder->lastRecording, file) << "the stream's error is ignored";
     const auto times = movie().times(0);
-    ASSERT_THAT(times, SizeIs(2));
+    ASSERT_THAT(times, SizeIs(3)) << "one is repeated after a second";
     EXPECT_EQ(times.back(), end - CMTime(1, 1000));
 }
 
@@ -317,6 +317,17 @@ TEST_F(ScreenRecorderTests, AnInterruptionAfterTheStopRequestIsIgnored) {
     movie().interrupt(diskFull);
     complete();
     expectSaved();
+}
+
+TEST_F(ScreenRecorderTests, AConstantFrameRateIsKeptOnAStillScreen) {
+    defaults.set("constantFrameRate", true);
+    record();
+    deliverFrame();
+    executor.advance(10s);
+    EXPECT_THAT(movie().times(0), SizeIs(testing::AllOf(testing::Ge(290U), testing::Le(293U))));
+    recorder->requestStop();
+    complete();
+    EXPECT_THAT(movie().times(0), SizeIs(300));
 }
 
 TEST_F(ScreenRecorderTests, TheMovieOfAStillScreenIsExtended) {

@@ -99,6 +99,7 @@ TEST_F(RecordingOptionsTests, StoredValuesAreReadOrFallBack) {
         {"countdown", false, [](auto& o) { o.countdown = false; }},
         {"captureMicrophone", true, [](auto& o) { o.captureMicrophone = true; }},
         {"webcamMirror", false, [](auto& o) { o.webcamMirror = false; }},
+        {"constantFrameRate", true, [](auto& o) { o.constantFrameRate = true; }},
     };
     for (const auto& each : cases) {
         defaults.stored = {{each.key, each.stored}};
