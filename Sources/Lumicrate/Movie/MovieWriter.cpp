@@ -334,6 +334,7 @@ void MovieWriter::endMovie() {
 }
 
 void MovieWriter::holdLastFrame(CMTime until) {
+    repeatStillFrame(until);
     if (lastVideoFrame_ && until > lastVideoFrame_->presentationTimeStamp() + holdAfterFrame)
         repeatLastFrame(until);
 }
