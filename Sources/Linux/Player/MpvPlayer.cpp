@@ -55,7 +55,10 @@ MpvPlayer::MpvPlayer(Executor& executor, const std::filesystem::path& url)
           executor.post([self] {
               if (*self) (*self)->handleReport();
           });
-      }) {}
+      }) {
+    // libmpv's software renderer aborts the process on a picture turned by 90 degrees.
+    session_.setText("video-rotate", "no");
+}
 
 MpvPlayer::~MpvPlayer() {
     *self_ = nullptr;
@@ -80,9 +83,11 @@ void MpvPlayer::play() {
     change([](State& now) { now.isPlaying = true; });
     followsPlayer_ = true;
     const bool mustMove = from != state->time || repeatRate_ || wanted_ || isSeekInFlight_;
-    repeatPictures(true);
-    if (mustMove) seekTo({from, Seek::exact});
-    session_.setPaused(false);
+    if (mustMove) {
+        seekTo({from, Seek::exact});
+    } else {
+        session_.setPaused(false);
+    }
 }
 
 void MpvPlayer::pause() {
@@ -91,7 +96,6 @@ void MpvPlayer::pause() {
     change([](State& now) { now.isPlaying = false; });
     if (!repeatRate_) return;
     followsPlayer_ = false;
-    repeatPictures(false);
     seekTo({state->time, Seek::exact});
 }
 
@@ -114,15 +118,25 @@ void MpvPlayer::sendNextSeek() {
     if (!wanted_ || isSeekInFlight_ || state->status != Status::ready) return;
     const Target target = *std::exchange(wanted_, std::nullopt);
     isSeekInFlight_ = true;
-    if (!state->isPlaying) repeatPictures(false);
+    repeatPictures(state->isPlaying);
     const bool isExact = target.how == Seek::exact && !pictureTimes_.empty();
     const double time = isExact && !state->isPlaying ? pictureTime(target.time) + seekOffset : target.time;
     session_.seek(time, target.how);
+    // Not before, or sound from the previous position would be heard.
+    if (state->isPlaying) session_.setPaused(false);
 }
 
+/// Only right before a seek: libmpv answers by a seek of its own, whose end would be taken for that of an
+/// earlier one.
 void MpvPlayer::repeatPictures(bool repeat) {
     if (!repeatRate_ || std::exchange(isRepeating_, repeat) == repeat) return;
-    session_.setVideoFilter(repeat ? fmt::format("fps=fps={}", *repeatRate_) : "");
+    std::string filter;
+    if (repeat) filter = fmt::format("fps=fps={}", *repeatRate_);
+    // That filter drops the last picture. So it gets a successor, which must not make the movie longer.
+    if (repeat && state->duration > 0)
+        filter =
+            fmt::format("lavfi=[tpad=stop=1:stop_mode=clone,{},trim=end={:.6f}]", filter, state->duration);
+    session_.setVideoFilter(filter);
 }
 
 double MpvPlayer::pictureTime(double time) const {
@@ -169,6 +183,7 @@ void MpvPlayer::handleReport() {
             now.status = Status::failed;
             now.error = report.error;
             now.isPlaying = false;
+            now.isSeeking = false;
         }
         if (isSeekInFlight_ || wanted_) return;
         now.isSeeking = false;
@@ -177,6 +192,7 @@ void MpvPlayer::handleReport() {
             now.isPlaying = false;
             now.isAtEnd = true;
             now.time = now.duration;
+            followsPlayer_ = false;
         }
     });
     sendNextSeek();

@@ -55,7 +55,7 @@ class MpvPlayer final : public AVPlayer {
     std::optional<double> repeatRate_;  ///< pictures per second of the filter; none where there are no gaps
     bool isRepeating_ = false;
     std::optional<Target> wanted_;
-    bool isSeekInFlight_ = false;
+    bool isSeekInFlight_ = true;  ///< opening the file counts as one
     /// Whether the position is the player's. After a seek while paused it is not: the player then stands at
     /// the beginning of the picture.
     bool followsPlayer_ = false;
