@@ -34,16 +34,17 @@ struct CountedRecipe {
     bool hasPictures = true;
     std::vector<int> channels = {2};  ///< of each sound track
     double soundBegins = 0;           ///< seconds
+    std::vector<double> times = {};   ///< of the pictures, in seconds; empty: bursts
 };
 
-/// Pictures come in bursts of 30 a second, at odd times, and after seconds without any. The sound is a rising
-/// tone, of which no two places are alike.
+/// Unless the recipe has times, pictures come in bursts of 30 a second, at odd times, and after seconds
+/// without any. The sound is a rising tone, of which no two places are alike.
 class CountedMovie {
  public:
     CountedMovie(std::filesystem::path file, const CountedRecipe& recipe) : path(std::move(file)) {
         std::vector<AVOutputSettings> tracks;
         if (recipe.hasPictures) {
-            pictures = pictureTimes(recipe.seconds);
+            pictures = recipe.times.empty() ? burstTimes(recipe.seconds) : counted(recipe.times);
             tracks.emplace_back(videoSettings(width, height, recipe.bitRate, fps, recipe.codec));
         }
         for (const int channels : recipe.channels)
@@ -81,7 +82,13 @@ class CountedMovie {
     static constexpr int bitWidth = width / bits;
     static constexpr std::size_t chunk = rate / 20;
 
-    static std::vector<CountedPicture> pictureTimes(double seconds) {
+    static std::vector<CountedPicture> counted(const std::vector<double>& times) {
+        std::vector<CountedPicture> pictures;
+        for (const double time : times)
+            pictures.push_back({static_cast<int>(pictures.size()), ticks(time)});
+        return pictures;
+    }
+    static std::vector<CountedPicture> burstTimes(double seconds) {
         std::mt19937 random(7);
         std::vector<CountedPicture> times;
         constexpr std::int64_t step = clock / fps;
