@@ -204,6 +204,22 @@ TEST_F(DesktopAppTests, CommandsTalkToTheOnlyInstance) {
     EXPECT_EQ(app->end().status, 0);
 }
 
+TEST_F(DesktopAppTests, ShowsARecordingUnderALocaleWithDecimalCommas) {
+    const auto paintScreen = [](std::uint32_t rgb) { Painter().fill(0, 0, width, height, rgb); };
+    const auto isRed = [](const Rgb& color) { return isLike(color, {224, 32, 32}); };
+    stage::runProgram({"localedef", "-i", "de_DE", "-f", "UTF-8", folder / "de_DE.UTF-8"});
+    const stage::Environment german{{"LOCPATH", folder.path().string()}, {"LC_ALL", "de_DE.UTF-8"}};
+    paintScreen(0xe02020);
+    recordToEnd({"--screen", "--duration", "1"});
+    paintScreen(0x2040a0);
+    Program preview({"open", file}, german);
+    EXPECT_TRUE(eventually([&] {
+        const std::vector<Rgb> seen = Painter().read(0, 0, width, height);
+        return std::count_if(seen.begin(), seen.end(), isRed) > width * height / 10;
+    }));
+    preview.stop(SIGTERM);
+}
+
 TEST_F(DesktopAppTests, RunsWithoutASessionBus) {
     const TemporaryFolder elsewhere;
     const stage::Environment withoutBus{{"DBUS_SESSION_BUS_ADDRESS", std::nullopt},
