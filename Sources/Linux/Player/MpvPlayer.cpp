@@ -55,10 +55,7 @@ MpvPlayer::MpvPlayer(Executor& executor, const std::filesystem::path& url)
           executor.post([self] {
               if (*self) (*self)->handleReport();
           });
-      }) {
-    // libmpv's software renderer aborts the process on a picture turned by 90 degrees.
-    session_.setText("video-rotate", "no");
-}
+      }) {}
 
 MpvPlayer::~MpvPlayer() {
     *self_ = nullptr;

@@ -42,6 +42,10 @@ constexpr Option options[] = {
     // Hides the lead-in that a fast cut keeps before its first picture.
     {"demuxer-lavf-o", "advanced_editlist=1"},
     {"audio-display", "no"},
+    // The software renderer aborts the process on a picture turned by 90 degrees.
+    {"video-rotate", "no"},
+    // A file that only lists others, or addresses in the network, is no recording.
+    {"access-references", "no"},
     // Not ALSA, which writes to standard error where there is no device.
     {"ao", "pipewire,pulse,null"},
     {"audio-client-name", "Lumicrate"},
@@ -195,12 +199,18 @@ void MpvSession::handle(const mpv_event& event) {
         case MPV_EVENT_FILE_LOADED:
             report([](Report& report) { report.isLoaded = true; });
             break;
-        case MPV_EVENT_PLAYBACK_RESTART:
-            report([](Report& report) { report.reachedSeek = true; });
-            break;
         case MPV_EVENT_COMMAND_REPLY:
-            if (event.reply_userdata == seekId && event.error < 0)
-                report([](Report& report) { report.reachedSeek = true; });
+            if (event.reply_userdata != seekId) break;
+            seekStage_ = event.error < 0 ? SeekStage::none : SeekStage::accepted;
+            if (event.error < 0) report([](Report& report) { report.reachedSeek = true; });
+            break;
+        case MPV_EVENT_SEEK:
+            if (seekStage_ == SeekStage::accepted) seekStage_ = SeekStage::begun;
+            break;
+        case MPV_EVENT_PLAYBACK_RESTART:
+            if (seekStage_ != SeekStage::begun) break;
+            seekStage_ = SeekStage::none;
+            report([](Report& report) { report.reachedSeek = true; });
             break;
         case MPV_EVENT_END_FILE: {
             const auto& end = *static_cast<const mpv_event_end_file*>(event.data);

@@ -63,10 +63,15 @@ class MpvSession {
     void render(int width, int height);
     void report(const std::function<void(Report&)>& change);
 
+    /// libmpv also seeks by itself, when a filter or a size changes; the end of such a seek is not that of
+    /// ours.
+    enum class SeekStage { none, accepted, begun };
+
     const MpvLibrary& mpv_;
     std::function<void()> reported_;
     mpv_handle* handle_ = nullptr;
     mpv_render_context* renderer_ = nullptr;
+    SeekStage seekStage_ = SeekStage::begun;  ///< opening counts as a seek; the session's thread only
     std::shared_ptr<PicturePool> pool_ = std::make_shared<PicturePool>();
 
     mutable std::mutex mutex_;
