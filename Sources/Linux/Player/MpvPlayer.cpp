@@ -115,6 +115,7 @@ void MpvPlayer::sendNextSeek() {
     if (!wanted_ || isSeekInFlight_ || state->status != Status::ready) return;
     const Target target = *std::exchange(wanted_, std::nullopt);
     isSeekInFlight_ = true;
+    playerIsAtEnd_ = false;
     repeatPictures(state->isPlaying);
     const bool isExact = target.how == Seek::exact && !pictureTimes_.empty();
     const double time = isExact && !state->isPlaying ? pictureTime(target.time) + seekOffset : target.time;
@@ -172,6 +173,7 @@ AVPlayerPicture MpvPlayer::picture() const {
 
 void MpvPlayer::handleReport() {
     const MpvSession::Report report = session_.takeReport();
+    if (report.isAtEnd) playerIsAtEnd_ = *report.isAtEnd;
     if (report.reachedSeek) isSeekInFlight_ = false;
     change([&](State& now) {
         if (report.isLoaded) now.status = Status::ready;
@@ -184,8 +186,9 @@ void MpvPlayer::handleReport() {
         }
         if (isSeekInFlight_ || wanted_) return;
         now.isSeeking = false;
-        if (report.time && followsPlayer_) now.time = *report.time;
-        if (report.isAtEnd && *report.isAtEnd && now.isPlaying) {
+        if (report.time && followsPlayer_)
+            now.time = now.duration > 0 ? std::min(*report.time, now.duration) : *report.time;
+        if (playerIsAtEnd_ && now.isPlaying) {
             now.isPlaying = false;
             now.isAtEnd = true;
             now.time = now.duration;

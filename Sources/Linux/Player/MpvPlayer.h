@@ -55,6 +55,7 @@ class MpvPlayer final : public AVPlayer {
     std::optional<double> repeatRate_;  ///< pictures per second of the filter; none where there are no gaps
     bool isRepeating_ = false;
     std::optional<Target> wanted_;
+    bool playerIsAtEnd_ = false;  ///< also while a seek is in flight, when the end is not yet reported
     bool isSeekInFlight_ = true;  ///< opening the file counts as one
     /// Whether the position is the player's. After a seek while paused it is not: the player then stands at
     /// the beginning of the picture.

@@ -55,6 +55,19 @@ constexpr std::array observed = {
     std::pair{"time-pos", MPV_FORMAT_DOUBLE}, std::pair{"duration", MPV_FORMAT_DOUBLE},
     std::pair{"height", MPV_FORMAT_DOUBLE}, std::pair{"eof-reached", MPV_FORMAT_FLAG}};
 
+std::string reasonFor(int error) {
+    switch (error) {
+        case MPV_ERROR_LOADING_FAILED:
+            return localized("the file can't be opened.");
+        case MPV_ERROR_UNKNOWN_FORMAT:
+            return localized("it isn't a movie.");
+        case MPV_ERROR_NOTHING_TO_PLAY:
+            return localized("it has no picture or sound that can be decoded.");
+        default:
+            return localized("it may be damaged.");
+    }
+}
+
 /// Its destructor, when the program ends, waits for the sessions that are being ended.
 DispatchQueue& endingQueue() {
     static SerialQueue queue("Lumicrate.player.ending");
@@ -215,10 +228,10 @@ void MpvSession::handle(const mpv_event& event) {
         case MPV_EVENT_END_FILE: {
             const auto& end = *static_cast<const mpv_event_end_file*>(event.data);
             if (end.reason != MPV_END_FILE_REASON_ERROR) break;
-            const std::string why = mpv_.errorString(end.error);
-            report([&why](Report& report) {
-                report.error = localized("The recording can't be played:") + " " + why + ".";
-            });
+            log(LogArea::movie, "player: ", mpv_.errorString(end.error));
+            const std::string sentence =
+                localized("The recording can't be played:") + " " + reasonFor(end.error);
+            report([&sentence](Report& report) { report.error = sentence; });
             break;
         }
         case MPV_EVENT_PROPERTY_CHANGE:
