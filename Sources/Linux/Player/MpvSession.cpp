@@ -21,6 +21,10 @@ constexpr std::uint64_t seekId = 1;
 /// Above this height in pixels, pictures are scaled less exactly, but in time.
 constexpr double maxExactHeight = 1440;
 
+/// The last of all filters: says that no picture has to be turned any more. The software renderer would abort
+/// the process on one that has to be turned by 90 degrees.
+constexpr const char* upright = "format=rotate=0";
+
 struct Option {
     const char* name;
     const char* value;
@@ -42,8 +46,7 @@ constexpr Option options[] = {
     // Hides the lead-in that a fast cut keeps before its first picture.
     {"demuxer-lavf-o", "advanced_editlist=1"},
     {"audio-display", "no"},
-    // The software renderer aborts the process on a picture turned by 90 degrees.
-    {"video-rotate", "no"},
+    {"vf", upright},
     // A file that only lists others, or addresses in the network, is no recording.
     {"access-references", "no"},
     // Not ALSA, which writes to standard error where there is no device.
@@ -53,7 +56,22 @@ constexpr Option options[] = {
 
 constexpr std::array observed = {
     std::pair{"time-pos", MPV_FORMAT_DOUBLE}, std::pair{"duration", MPV_FORMAT_DOUBLE},
-    std::pair{"height", MPV_FORMAT_DOUBLE}, std::pair{"eof-reached", MPV_FORMAT_FLAG}};
+    std::pair{"height", MPV_FORMAT_DOUBLE}, std::pair{"eof-reached", MPV_FORMAT_FLAG},
+    std::pair{"video-params/rotate", MPV_FORMAT_DOUBLE}};
+
+/// Turns pictures by the angle, clockwise, that the file asks for; only quarter turns.
+std::string turningFilter(int degrees) {
+    switch (degrees) {
+        case 90:
+            return "lavfi=[transpose=clock],";
+        case 180:
+            return "lavfi=[hflip,vflip],";
+        case 270:
+            return "lavfi=[transpose=cclock],";
+        default:
+            return "";
+    }
+}
 
 std::string reasonFor(int error) {
     switch (error) {
@@ -157,7 +175,14 @@ void MpvSession::setText(const char* property, const char* value) {
 }
 
 void MpvSession::setVideoFilter(const std::string& filter) {
-    command(0, {"vf", "set", filter.c_str()});
+    const std::lock_guard lock(mutex_);
+    filter_ = filter;
+    sendFilters();
+}
+
+void MpvSession::sendFilters() {
+    const std::string separator = filter_.empty() ? "" : ",";
+    command(0, {"vf", "set", (turningFilter_ + filter_ + separator + upright).c_str()});
 }
 
 void MpvSession::seek(double seconds, AVPlayer::Seek how) {
@@ -252,6 +277,12 @@ void MpvSession::takeProperty(const mpv_event_property& property) {
     const double value = *static_cast<const double*>(property.data);
     if (name == "height") {
         if (value > maxExactHeight) command(0, {"apply-profile", "sw-fast"});
+        return;
+    }
+    if (name == "video-params/rotate") {
+        const std::lock_guard lock(mutex_);
+        const std::string turning = turningFilter(static_cast<int>(value));
+        if (std::exchange(turningFilter_, turning) != turning) sendFilters();
         return;
     }
     report([&](Report& report) { (name == "duration" ? report.duration : report.time) = value; });

@@ -48,7 +48,7 @@ class MpvSession {
     void setPaused(bool paused);
     void setNumber(const char* property, double value);
     void setText(const char* property, const char* value);
-    /// Replaces all video filters.
+    /// Replaces the video filter. A filter that turns the pictures upright comes before it.
     void setVideoFilter(const std::string& filter);
     void seek(double seconds, AVPlayer::Seek how);
     void setPictureSize(int width, int height);
@@ -60,6 +60,7 @@ class MpvSession {
     void readEvents();
     void handle(const mpv_event& event);
     void takeProperty(const mpv_event_property& property);
+    void sendFilters();
     void render(int width, int height);
     void report(const std::function<void(Report&)>& change);
 
@@ -80,6 +81,8 @@ class MpvSession {
     bool hasFrame_ = false;
     bool isResized_ = false;
     bool isStopping_ = false;
+    std::string filter_;
+    std::string turningFilter_;
     int width_ = 0;
     int height_ = 0;
     AVPlayerPicture picture_;

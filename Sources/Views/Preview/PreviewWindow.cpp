@@ -187,6 +187,7 @@ bool PreviewWindow::handleKey(const QKeyEvent& event) {
             toggleFullScreen();
             return true;
         case Qt::Key_Escape:
+            if (*model_.busy) return model_.cancel(), true;
             if (!isFullScreen()) return false;
             toggleFullScreen();
             return true;

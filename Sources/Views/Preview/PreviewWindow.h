@@ -19,8 +19,9 @@ class TintedLabel;
 class TrimStrip;
 
 /// Keys: Space plays and pauses; the arrows move by a picture, with Shift by a second; Home and End; T trims,
-/// I and O set the ends, Return saves, Esc leaves trimming or full screen; F is full screen, M mutes; G makes
-/// a GIF; Ctrl+C copies the file, F2 renames, Delete moves to the Trash, Ctrl+W closes.
+/// I and O set the ends, Return saves, Esc leaves trimming or full screen or cancels long work; F is full
+/// screen, M mutes; G makes a GIF; Ctrl+C copies the file, F2 renames, Delete moves to the Trash, Ctrl+W
+/// closes.
 class PreviewWindow final : public QWidget, public NSWindow {
  public:
     /// `model` must outlive it.
