@@ -3,11 +3,10 @@
 #pragma once
 
 #include "Platform/AVAsset.h"
+#include "Platform/RenderedPicture.h"
 #include "Support/MediaTime.h"
 #include "Support/Published.h"
 
-#include <cstddef>
-#include <cstdint>
 #include <filesystem>
 #include <functional>
 #include <memory>
@@ -16,14 +15,6 @@
 #include <vector>
 
 namespace lumicrate {
-
-/// A picture in memory: 32 bits per pixel in the order blue, green, red, unused; top row first.
-struct AVPlayerPicture {
-    int width = 0;
-    int height = 0;
-    std::size_t bytesPerRow = 0;
-    std::shared_ptr<const std::uint8_t> pixels;
-};
 
 /// Plays from a file, muted or not, at any rate. Nothing waits for the decoder: each call returns at once,
 /// and its effect appears in `state` and in the pictures. Main thread.
@@ -73,7 +64,7 @@ class AVPlayer {
     /// black. Nothing is rendered at 0 × 0.
     virtual void setPictureSize(int width, int height) = 0;
     /// The current picture; without pixels before the first one and for sound.
-    virtual AVPlayerPicture picture() const = 0;
+    virtual RenderedPicture picture() const = 0;
     /// `changed` is called when picture() has changed.
     [[nodiscard]] Subscription observePictures(std::function<void()> changed) const {
         return pictures_.add(std::move(changed));

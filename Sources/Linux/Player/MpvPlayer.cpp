@@ -167,7 +167,7 @@ void MpvPlayer::setPictureSize(int width, int height) {
     session_.setPictureSize(width, height);
 }
 
-AVPlayerPicture MpvPlayer::picture() const {
+RenderedPicture MpvPlayer::picture() const {
     return session_.picture();
 }
 

@@ -36,7 +36,7 @@ class MpvPlayer final : public AVPlayer {
     void setMuted(bool muted) override;
     void setPlaybackRange(std::optional<CMTimeRange> range) override;
     void setPictureSize(int width, int height) override;
-    AVPlayerPicture picture() const override;
+    RenderedPicture picture() const override;
 
  private:
     struct Target {

@@ -150,7 +150,7 @@ MpvSession::Report MpvSession::takeReport() {
     return std::exchange(report_, {});
 }
 
-AVPlayerPicture MpvSession::picture() const {
+RenderedPicture MpvSession::picture() const {
     const std::lock_guard lock(mutex_);
     return picture_;
 }
@@ -298,9 +298,9 @@ void MpvSession::render(int width, int height) {
         return;
     }
     std::array size{width, height};
-    constexpr std::size_t alignment = PicturePool::alignment;
+    constexpr auto alignment = static_cast<std::size_t>(RecycledMemory::alignment);
     std::size_t bytesPerRow = (static_cast<std::size_t>(width) * 4 + alignment - 1) / alignment * alignment;
-    const auto pixels = pool_->take(bytesPerRow * static_cast<std::size_t>(height));
+    const auto pixels = memory_.take(bytesPerRow * static_cast<std::size_t>(height));
     char format[] = "bgr0";
     mpv_render_param parameters[] = {{MPV_RENDER_PARAM_SW_SIZE, size.data()},
                                      {MPV_RENDER_PARAM_SW_FORMAT, format},

@@ -3,8 +3,8 @@
 #pragma once
 
 #include "Linux/Player/MpvLibrary.h"
-#include "Linux/Player/PicturePool.h"
 #include "Platform/AVPlayer.h"
+#include "Support/RecycledMemory.h"
 
 #include <condition_variable>
 #include <cstdint>
@@ -43,7 +43,7 @@ class MpvSession {
     MpvSession& operator=(const MpvSession&) = delete;
 
     Report takeReport();
-    AVPlayerPicture picture() const;
+    RenderedPicture picture() const;
 
     void setPaused(bool paused);
     void setNumber(const char* property, double value);
@@ -73,7 +73,7 @@ class MpvSession {
     mpv_handle* handle_ = nullptr;
     mpv_render_context* renderer_ = nullptr;
     SeekStage seekStage_ = SeekStage::begun;  ///< opening counts as a seek; the session's thread only
-    std::shared_ptr<PicturePool> pool_ = std::make_shared<PicturePool>();
+    RecycledMemory memory_;
 
     mutable std::mutex mutex_;
     std::condition_variable changed_;
@@ -85,7 +85,7 @@ class MpvSession {
     std::string turningFilter_;
     int width_ = 0;
     int height_ = 0;
-    AVPlayerPicture picture_;
+    RenderedPicture picture_;
     Report report_;
     bool isReportPending_ = false;
 

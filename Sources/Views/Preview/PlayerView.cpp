@@ -73,7 +73,7 @@ void PlayerView::requestPictures() {
 void PlayerView::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     painter.fillRect(rect(), backdrop);
-    const AVPlayerPicture picture = shown_ ? shown_->picture() : AVPlayerPicture();
+    const RenderedPicture picture = shown_ ? shown_->picture() : RenderedPicture();
     if (picture.pixels && !videoSize_.isEmpty()) {
         const QImage image(picture.pixels.get(), picture.width, picture.height,
                            static_cast<qsizetype>(picture.bytesPerRow), QImage::Format_RGB32);

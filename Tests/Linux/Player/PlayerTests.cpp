@@ -77,7 +77,7 @@ class PlayerTest : public testing::Test {
     const AVPlayer::State& state() const { return *player->state; }
     /// The number on the current picture; -1 when there is none.
     int shown() const {
-        const AVPlayerPicture picture = player->picture();
+        const RenderedPicture picture = player->picture();
         if (!picture.pixels) return -1;
         stage::Picture seen;
         // Green is as bright as luma, in these colours.

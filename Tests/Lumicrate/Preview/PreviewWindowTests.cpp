@@ -81,7 +81,7 @@ class FakePlayer final : public AVPlayer {
     void setMuted(bool now) override { muted = now; }
     void setPlaybackRange(std::optional<CMTimeRange> now) override { range = now; }
     void setPictureSize(int, int) override {}
-    AVPlayerPicture picture() const override { return {}; }
+    RenderedPicture picture() const override { return {}; }
 
     template <class Change>
     void change(const Change& make) {
