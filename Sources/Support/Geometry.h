@@ -54,6 +54,13 @@ struct Rect {
     bool operator==(const Rect&) const = default;
 };
 
+struct PixelSize {
+    int width = 0;
+    int height = 0;
+
+    bool operator==(const PixelSize&) const = default;
+};
+
 /// A rectangle of whole pixels, y downwards.
 struct PixelRect {
     int x = 0;

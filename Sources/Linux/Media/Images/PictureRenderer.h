@@ -29,13 +29,6 @@ struct Orientation {
 /// quarter turn. For another number of elements there is no turn.
 Orientation orientationOf(std::span<const std::int32_t> displayMatrix);
 
-struct PixelSize {
-    int width = 0;
-    int height = 0;
-
-    bool operator==(const PixelSize&) const = default;
-};
-
 /// The size of coded pictures of `coded` pixels, each `pixelAspect` times as wide as high, when they are
 /// shown upright in square pixels and shrunk to fit into `maximum`. At least one pixel in each direction.
 PixelSize shownSize(PixelSize coded, double pixelAspect, const Orientation& orientation, Size maximum);
