@@ -75,6 +75,13 @@ void sortDevices(std::vector<CaptureDevice>& devices, const std::optional<std::s
     });
 }
 
+std::string CameraIdentity::plainName(std::string_view description) {
+    constexpr std::string_view suffix = " (V4L2)";
+    if (description.size() > suffix.size() && description.ends_with(suffix))
+        description.remove_suffix(suffix.size());
+    return std::string(description);
+}
+
 const pw_registry_events GraphWatch::registryEvents = [] {
     pw_registry_events handlers{};
     handlers.version = PW_VERSION_REGISTRY_EVENTS;
@@ -125,7 +132,7 @@ Graph GraphWatch::graph() const {
     graph.defaultOutput = defaultOutput_;
     for (const auto& [number, node] : nodes_) {
         if (node.role.isMicrophone) graph.microphones.push_back(node.device);
-        if (node.role.isCamera) graph.cameras.push_back(node.device);
+        if (node.role.isCamera && !isSecondNodeOfACamera(number)) graph.cameras.push_back(node.device);
         if (node.role.isOutput) graph.outputs.push_back(node.device);
     }
     sortDevices(graph.microphones, graph.defaultMicrophone);
@@ -149,12 +156,33 @@ std::optional<std::uint64_t> GraphWatch::microphoneSerial(const std::string& id)
     return std::nullopt;
 }
 
+std::optional<CameraNode> GraphWatch::camera(const std::string& id) const {
+    const Session::Lock lock(session_);
+    for (const auto& [number, node] : nodes_) {
+        if (node.role.isCamera && node.device.id == id) return CameraNode{number, node.serial};
+    }
+    return std::nullopt;
+}
+
+/// Of two nodes of one device the older one is used; of two drivers, V4L2, which offers more formats.
+bool GraphWatch::isSecondNodeOfACamera(std::uint32_t number) const {
+    const Node& node = nodes_.at(number);
+    return std::ranges::any_of(nodes_, [&](const auto& entry) {
+        const Node& other = entry.second;
+        if (entry.first == number || !other.role.isCamera) return false;
+        if (other.camera.isLibcamera != node.camera.isLibcamera)
+            return node.camera.isLibcamera && other.device.name == node.device.name;
+        return !node.camera.device.empty() && other.camera.device == node.camera.device &&
+               other.serial < node.serial;
+    });
+}
+
 bool GraphWatch::isLinkedToOutputByFallback(std::uint32_t node) const {
     if (movedStreams_.contains(node)) return false;
     for (const auto& [_, link] : links_) {
         const auto from = link.to == node ? nodes_.find(link.from) : nodes_.end();
         if (from == nodes_.end()) continue;
-        const auto& [device, role, serial] = from->second;
+        const auto& [device, role, serial, camera] = from->second;
         if (role.isOutput && !role.isMicrophone && device.id != configuredMicrophone_) return true;
     }
     return false;
@@ -205,8 +233,14 @@ void GraphWatch::addNode(std::uint32_t number, const spa_dict* properties) {
     const auto id = valueOf(properties, PW_KEY_NODE_NAME);
     if (!id || role == NodeRole()) return;
     const std::string nick = valueOf(properties, PW_KEY_NODE_NICK).value_or(*id);
-    nodes_[number] = {
-        {*id, valueOf(properties, PW_KEY_NODE_DESCRIPTION).value_or(nick)}, role, ++lastSerial_};
+    std::string name = valueOf(properties, PW_KEY_NODE_DESCRIPTION).value_or(nick);
+    CameraIdentity camera;
+    if (role.isCamera) {
+        name = CameraIdentity::plainName(name);
+        camera.isLibcamera = id->starts_with("libcamera");
+        camera.device = valueOf(properties, PW_KEY_DEVICE_ID).value_or("");
+    }
+    nodes_[number] = {{*id, std::move(name)}, role, ++lastSerial_, std::move(camera)};
     session_.noteChange();
 }
 

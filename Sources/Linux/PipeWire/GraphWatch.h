@@ -37,6 +37,21 @@ std::optional<std::string> defaultNameFrom(std::string_view metadata);
 /// order in which devices were connected.
 void sortDevices(std::vector<CaptureDevice>& devices, const std::optional<std::string>& defaultId);
 
+/// A camera as the server announces it.
+struct CameraNode {
+    std::uint32_t number = 0;  ///< in the server's graph
+    /// Differs each time the camera is connected.
+    std::uint64_t serial = 0;
+};
+
+/// What identifies the camera behind a node. A camera may have two nodes, one of each kind of driver.
+struct CameraIdentity {
+    bool isLibcamera = false;
+    std::string device;  ///< the device's number in the graph; may be empty
+    /// Removes what the session manager appends to a camera's name: " (V4L2)".
+    static std::string plainName(std::string_view description);
+};
+
 /// Sorted lists; the ids are node names.
 struct Graph {
     std::vector<CaptureDevice> microphones;
@@ -64,6 +79,10 @@ class GraphWatch {
     /// A number that differs each time a microphone of that id is connected; nothing while there is none.
     /// Takes the session's lock.
     std::optional<std::uint64_t> microphoneSerial(const std::string& id) const;
+    /// The camera with that id, whether it is listed or not. Takes the session's lock.
+    std::optional<CameraNode> camera(const std::string& id) const;
+    /// To bind objects. Null without a connection. Session's lock held.
+    pw_registry* registry() const { return registry_.get(); }
     /// Whether a stream's node is linked to an output by the session manager alone, which replaces the last
     /// microphone by an output when it is disconnected. False when the user chose the output. Session's lock
     /// held.
@@ -74,6 +93,7 @@ class GraphWatch {
         CaptureDevice device;
         NodeRole role;
         std::uint64_t serial = 0;
+        CameraIdentity camera;
     };
     struct Link {
         std::uint32_t from = 0;
@@ -92,6 +112,7 @@ class GraphWatch {
     void remove(std::uint32_t number);
     void setProperty(std::uint32_t subject, const char* key, const char* value);
     void addNode(std::uint32_t number, const spa_dict* properties);
+    bool isSecondNodeOfACamera(std::uint32_t number) const;
     void setDefault(std::string_view key, std::optional<std::string> name);
     void bindMetadata(std::uint32_t number);
 

@@ -74,6 +74,7 @@ std::optional<ReconnectingConnection::Delay> ReconnectingConnection::check() {
         connection_.reset();
     }
     if (!connection_) reconnect();
+    if (!std::exchange(triedToConnect_, true) && !connection_) handlers_.onLost();
     return connection_ ? handlers_.onChange(*connection_) : reconnectInterval;
 }
 

@@ -33,7 +33,8 @@ class ReconnectingConnection {
         /// and always after the last. Returns the delay after which to call again although nothing changed;
         /// nothing for never.
         std::function<std::optional<Delay>(Connection&)> onChange;
-        /// The server is gone. Objects created with the connection must be destroyed.
+        /// The server is gone, and objects created with the connection must be destroyed; or the first
+        /// attempt to connect failed.
         std::function<void()> onLost;
     };
 
@@ -59,6 +60,7 @@ class ReconnectingConnection {
     std::condition_variable wakeUp_;
     bool wakePending_ = false;
     bool ending_ = false;
+    bool triedToConnect_ = false;  ///< the thread's
     std::unique_ptr<Connection>
         connection_;  ///< the thread's; destroyed first: its callbacks still call wake()
     std::thread thread_;

@@ -1,0 +1,42 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// CameraConverter: turns decoded camera pictures upright and converts them for the screen and for a movie.
+#pragma once
+
+#include "Linux/Media/Camera/CameraScaler.h"
+#include "Linux/Media/Camera/RecycledMemory.h"
+#include "Linux/Media/Libav.h"
+#include "Platform/AVCaptureSession.h"
+#include "Platform/CMSampleBuffer.h"
+#include "Platform/CameraFrame.h"
+
+#include <memory>
+
+namespace lumicrate::media {
+
+/// The size of a frame's picture when it is cropped and upright; even in both directions.
+PixelSize uprightSize(const CameraFrame& frame);
+
+/// By how many powers of two a frame can be reduced while decoding and still cover `cover` (see
+/// AVCaptureSession::setPreviewSize), at most CameraDecoder::maxReduction.
+int reductionFor(const CameraFrame& frame, PixelSize cover);
+
+/// Converts the decoded `picture` of `frame`, which may be reduced. Gives empty or null results for pixel
+/// formats that cannot be converted. One thread at a time; the results may be released on any thread.
+class CameraConverter {
+ public:
+    /// For the screen. `cover` is not empty.
+    CameraPicture preview(const CameraFrame& frame, const AVFrame& picture, PixelSize cover);
+    /// For a movie, at full size.
+    std::shared_ptr<const CVPixelBuffer> pixelBuffer(const CameraFrame& frame, const AVFrame& picture,
+                                                     bool isMirrored);
+
+ private:
+    CameraScaler previewScaler_;
+    CameraScaler movieScaler_;
+    OwnedFrame turnedPreview_ = makeFrame();  ///< not upright yet
+    OwnedFrame turnedMovie_ = makeFrame();
+    RecycledMemory previewMemory_;
+    RecycledMemory movieMemory_;
+};
+
+}  // namespace lumicrate::media
