@@ -25,12 +25,12 @@ reject Lumicrate "Linux/|Views/|App/|$libraries|$system"
 reject Linux 'Lumicrate/|Views/|App/'
 [ -d Views ] && reject Views 'Linux/|App/'
 
-# No technology knows another; Capture combines two of them.
+# No technology knows another; Capture combines three of them.
 for folder in Linux/*/; do
   own=$(basename "$folder")
   for other in Linux/*/; do
     case "$own/$(basename "$other")" in
-      "$own/$own" | Capture/X11 | Capture/PipeWire) continue ;;
+      "$own/$own" | Capture/X11 | Capture/PipeWire | Capture/Media) continue ;;
     esac
     reject "Linux/$own" "Linux/$(basename "$other")/"
   done

@@ -22,15 +22,23 @@ constexpr int maxAttempts = 2;
 }  // namespace
 
 CameraSource::CameraSource(Request request, CameraFormatChooser choose, Handlers handlers)
-    : request_(std::move(request)), choose_(std::move(choose)), handlers_(std::move(handlers)) {
+    : request_(std::move(request)), choose_(std::move(choose)), handlers_(std::move(handlers)) {}
+
+CameraSource::~CameraSource() {
+    stop();
+}
+
+void CameraSource::start() {
     connection_ = std::make_unique<ReconnectingConnection>(
         nullptr, ReconnectingConnection::Handlers{[this](Connection& current) { return check(current); },
                                                   [this] { serverLost(); }});
 }
 
-CameraSource::~CameraSource() {
+void CameraSource::stop() {
+    if (!connection_) return;
     connection_->end();
     stream_.reset();
+    connection_.reset();
 }
 
 void CameraSource::notePicture() {

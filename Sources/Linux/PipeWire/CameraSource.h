@@ -16,7 +16,7 @@
 
 namespace lumicrate::pipewire {
 
-/// Works on a thread of its own from construction to destruction.
+/// Works on a thread of its own from start() to stop().
 class CameraSource {
  public:
     struct Request {
@@ -37,12 +37,16 @@ class CameraSource {
     };
 
     CameraSource(Request request, CameraFormatChooser choose, Handlers handlers);
-    /// Releases the camera. No handler runs after its return. May take some seconds when the server does not
-    /// answer.
+    /// Calls stop().
     ~CameraSource();
     CameraSource(const CameraSource&) = delete;
     CameraSource& operator=(const CameraSource&) = delete;
 
+    /// Returns at once. Once.
+    void start();
+    /// Releases the camera. No handler runs after its return. May take some seconds when the server does not
+    /// answer. May be called again.
+    void stop();
     /// Reports that a frame contained a picture. Without pictures the camera is opened again. Any thread.
     void notePicture();
 
