@@ -156,21 +156,22 @@ void CameraSession::updatePreview(Latest& latest) {
         latest.isPosted = false;
         preview_ = std::move(latest.picture);
     }
-    if (previewChanged_) previewChanged_();
+    // Copied: it may be replaced while it runs.
+    if (const auto changed = previewChanged_) changed();
 }
 
 void CameraSession::pictureArrived() {
     const bool wasConnected = std::exchange(isConnected_, true);
     if (completion_) {
         std::exchange(completion_, nullptr)(Outcome::running);
-    } else if (!wasConnected && connectionChanged_) {
-        connectionChanged_(true);
+    } else if (const auto changed = connectionChanged_; changed && !wasConnected) {
+        changed(true);
     }
 }
 
 void CameraSession::unplugged() {
     isConnected_ = false;
-    if (connectionChanged_) connectionChanged_(false);
+    if (const auto changed = connectionChanged_) changed(false);
 }
 
 void CameraSession::fail(Outcome outcome) {

@@ -1,0 +1,174 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// Sessions of virtual cameras on a private PipeWire server.
+#include "Linux/Capture/CameraSession.h"
+#include "Lumicrate/Capture/CameraFormats.h"
+#include "Support/MediaTime.h"
+#include "Tests/Linux/Player/LoopExecutor.h"
+#include "Tests/Stage/Picture.h"
+#include "Tests/Stage/Scene/FrameNumber.h"
+#include "Tests/Stage/SoundServer.h"
+#include "Tests/Stage/VirtualCamera.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <array>
+#include <chrono>
+#include <cmath>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace lumicrate::capture {
+namespace {
+
+using stage::FrameNumber;
+using stage::Plane;
+using stage::Rgb;
+using stage::VirtualCamera;
+using testing::ElementsAre;
+using testing::IsEmpty;
+using Fault = VirtualCamera::Options::Fault;
+using Outcome = AVCaptureSession::Outcome;
+
+Rgb previewPixel(const CameraPicture& picture, int x, int y) {
+    const std::uint8_t* at = picture.pixels.get() + static_cast<std::size_t>(y) * picture.bytesPerRow +
+                             4 * static_cast<std::size_t>(x);
+    return {at[2], at[1], at[0]};
+}
+
+Rgb framePixel(const CVPixelBuffer& frame, int x, int y) {
+    const std::uint8_t* chroma = frame.chroma + y / 2 * frame.chromaStride + x / 2 * 2;
+    return stage::rgbFromBt709(frame.luma[y * frame.lumaStride + x], chroma[0], chroma[1]);
+}
+
+/// The colours in the middle of the squares: top right, bottom left, bottom right.
+template <class Pixel>
+std::array<Rgb, 3> squares(int width, int height, const Pixel& pixelAt) {
+    const int inset = VirtualCamera::squareSide(height) / 2;
+    return {pixelAt(width - inset, inset), pixelAt(inset, height - inset),
+            pixelAt(width - inset, height - inset)};
+}
+
+void expectColors(const std::array<Rgb, 3>& found, const std::array<Rgb, 3>& expected) {
+    for (std::size_t i = 0; i < found.size(); ++i)
+        EXPECT_LE(found[i].distanceTo(expected[i]), 7)
+            << i << ": " << found[i].red << " " << found[i].green << " " << found[i].blue;
+}
+
+constexpr std::array colors{VirtualCamera::topRight, VirtualCamera::bottomLeft, VirtualCamera::bottomRight};
+
+/// A session, and what it delivers.
+class Viewer {
+ public:
+    Viewer(test::LoopExecutor& loop, const AVCaptureSessionFactory& make) : loop_(loop), session(make()) {
+        session->setOnConnectionChange([this](bool isConnected) { connections.push_back(isConnected); });
+    }
+    std::optional<Outcome> start(const std::string& id = "", PixelSize wanted = {640, 480}) {
+        std::optional<Outcome> outcome;
+        session->startRunning({id, wanted, 30}, [&](Outcome reported) { outcome = reported; });
+        EXPECT_TRUE(loop_.await([&] { return outcome.has_value(); }));
+        return outcome;
+    }
+    /// Collects the next frames. Their numbers must be legible unless they are mirrored.
+    std::vector<CMSampleBuffer> frames(std::size_t count, bool isMirrored = false) {
+        std::vector<CMSampleBuffer> all;
+        session->setOnFrame(
+            [&, count](const CMSampleBuffer& sample) {
+                if (all.size() >= count) return;
+                all.push_back(sample);
+                if (all.size() == count) loop_.post([] {});
+                loop_.post([&] { arrived = true; });
+            },
+            isMirrored);
+        EXPECT_TRUE(loop_.await([&] { return std::exchange(arrived, false) && all.size() >= count; }));
+        session->setOnFrame({}, false);
+        return all;
+    }
+    CameraPicture nextPreview() {
+        bool changed = false;
+        session->setOnPreview([&] { changed = true; });
+        EXPECT_TRUE(loop_.await([&] { return changed; }));
+        session->setOnPreview({});
+        return session->preview();
+    }
+
+ private:
+    test::LoopExecutor& loop_;
+    bool arrived = false;
+
+ public:
+    std::vector<bool> connections;
+    std::unique_ptr<AVCaptureSession> session;
+};
+
+class CameraSessionTests : public testing::Test {
+ protected:
+    static void SetUpTestSuite() { server = std::make_unique<stage::SoundServer>(); }
+    static void TearDownTestSuite() { server.reset(); }
+
+    static VirtualCamera::Options options(const VirtualCamera::Format& format, Fault fault = Fault::none) {
+        VirtualCamera::Options result;
+        result.formats = {format};
+        result.fault = fault;
+        return result;
+    }
+
+    static std::unique_ptr<stage::SoundServer> server;
+    test::LoopExecutor loop;
+    AVCaptureSessionFactory make = makeCameraSessionFactory(loop, chooseCameraFormat);
+};
+
+std::unique_ptr<stage::SoundServer> CameraSessionTests::server;
+
+TEST_F(CameraSessionTests, FramesAndPreviewsHaveTheCamerasColorsNumbersAndTimes) {
+    for (const VirtualCamera::Format& format :
+         {VirtualCamera::Format{"NV12", 640, 480}, VirtualCamera::Format{"YUY2", 640, 480},
+          VirtualCamera::Format{"I420", 640, 480}, VirtualCamera::Format{"BGRx", 640, 480},
+          VirtualCamera::Format{"MJPG", 640, 480}, VirtualCamera::Format{"NV12", 1280, 720},
+          VirtualCamera::Format{"MJPG", 1280, 720}, VirtualCamera::Format{"MJPG", 1920, 1080}}) {
+        SCOPED_TRACE(format.pixels + std::to_string(format.height));
+        auto description = options(format);
+        description.hasHuffmanTables = format.height != 720;
+        const VirtualCamera camera(description);
+        Viewer viewer(loop, make);
+        viewer.session->setPreviewSize({320, 200});
+        ASSERT_EQ(viewer.start(), Outcome::running);
+        EXPECT_EQ(viewer.session->deviceID(), "camera");
+        EXPECT_EQ(viewer.session->pictureSize(), (PixelSize{format.width, format.height}));
+
+        const CameraPicture preview = viewer.nextPreview();
+        EXPECT_EQ(preview.width, format.height == 480 ? 320 : 356);
+        EXPECT_EQ(preview.height, format.height == 480 ? 240 : 200);
+        expectColors(
+            squares(preview.width, preview.height, [&](int x, int y) { return previewPixel(preview, x, y); }),
+            colors);
+
+        const auto frames = viewer.frames(10);
+        int last = -1;
+        for (const CMSampleBuffer& sample : frames) {
+            const CVPixelBuffer& frame = *sample.imageBuffer;
+            ASSERT_EQ(frame.width, format.width);
+            const auto number = FrameNumber::read({frame.luma, frame.lumaStride, frame.width, frame.height});
+            ASSERT_TRUE(number.has_value());
+            EXPECT_GT(*number, last);
+            last = *number;
+            const auto truth = camera.timeOf(*number);
+            ASSERT_TRUE(truth.has_value());
+            EXPECT_NEAR(sample.presentationTimeStamp().seconds(),
+                        std::chrono::duration<double>(*truth).count(), 1e-6);
+        }
+        const CVPixelBuffer& frame = *frames.back().imageBuffer;
+        expectColors(
+            squares(frame.width, frame.height, [&](int x, int y) { return framePixel(frame, x, y); }),
+            colors);
+        const CVPixelBuffer& mirrored = *viewer.frames(1, true)[0].imageBuffer;
+        const auto mirroredAt = [&](int x, int y) { return framePixel(mirrored, mirrored.width - 1 - x, y); };
+        expectColors(squares(mirrored.width, mirrored.height, mirroredAt), colors);
+    }
+}
+
+}  // namespace
+}  // namespace lumicrate::capture
