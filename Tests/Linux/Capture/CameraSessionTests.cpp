@@ -170,5 +170,109 @@ TEST_F(CameraSessionTests, FramesAndPreviewsHaveTheCamerasColorsNumbersAndTimes)
     }
 }
 
+TEST_F(CameraSessionTests, TwoCamerasRunAtOnceAndOneServesTwoSessions) {
+    auto front = options({"NV12", 640, 480});
+    front.name = "front";
+    auto back = options({"MJPG", 1280, 720});
+    back.name = "back";
+    const VirtualCamera first(front);
+    const VirtualCamera second(back);
+    std::vector<std::unique_ptr<Viewer>> viewers;
+    for (const std::string id : {"front", "back", "front"}) {
+        viewers.push_back(std::make_unique<Viewer>(loop, make));
+        EXPECT_EQ(viewers.back()->start(id), Outcome::running);
+        EXPECT_EQ(viewers.back()->session->deviceID(), id);
+    }
+    for (const auto& [viewer, width] : {std::pair(0, 640), std::pair(1, 1280), std::pair(2, 640)})
+        EXPECT_EQ(viewers[static_cast<std::size_t>(viewer)]->frames(5).back().imageBuffer->width, width);
+    Viewer other(loop, make);
+    EXPECT_EQ(other.start("unknown"), Outcome::running) << "the default camera";
+}
+
+TEST_F(CameraSessionTests, OneOfTheOfferedFormatsIsOpened) {
+    VirtualCamera::Options description;
+    description.formats = {{"YUY2", 640, 480, 30}, {"YUY2", 1280, 720, 10}, {"MJPG", 1280, 720, 30}};
+    const VirtualCamera camera(description);
+    for (const auto& [wanted, pixels] : {std::pair(PixelSize{400, 300}, "YUY2"), {{1280, 720}, "MJPG"}}) {
+        Viewer viewer(loop, make);
+        EXPECT_EQ(viewer.start("", wanted), Outcome::running);
+        EXPECT_EQ(camera.negotiated()->pixels, pixels);
+        EXPECT_EQ(camera.negotiated()->rate, 30);
+    }
+}
+
+TEST_F(CameraSessionTests, AnUnpluggedCameraIsAwaitedAndNotReplaced) {
+    auto spare = options({"NV12", 320, 240});
+    spare.name = "another";
+    const VirtualCamera other(spare);
+    std::optional<VirtualCamera> camera{options({"MJPG", 640, 480})};
+    Viewer viewer(loop, make);
+    ASSERT_EQ(viewer.start("camera"), Outcome::running);
+    camera.reset();
+    EXPECT_TRUE(loop.await([&] { return viewer.connections.size() == 1; }));
+    EXPECT_EQ(viewer.session->deviceID(), "camera");
+    camera.emplace(options({"NV12", 640, 480}));
+    EXPECT_TRUE(loop.await([&] { return viewer.connections.size() == 2; }));
+    EXPECT_EQ(viewer.frames(3).back().imageBuffer->width, 640);
+
+    server->kill();
+    EXPECT_TRUE(loop.await([&] { return viewer.connections.size() == 3; }));
+    camera.reset();
+    Viewer without(loop, make);
+    EXPECT_EQ(without.start(), Outcome::noCamera) << "no server";
+    server->revive();
+    camera.emplace(options({"NV12", 640, 480}));
+    EXPECT_TRUE(loop.await([&] { return viewer.connections.size() == 4; }));
+    EXPECT_THAT(viewer.connections, ElementsAre(false, true, false, true));
+}
+
+TEST_F(CameraSessionTests, ACameraWithoutUsablePicturesCannotBeStarted) {
+    Viewer none(loop, make);
+    EXPECT_EQ(none.start(), Outcome::noCamera);
+    EXPECT_EQ(none.session->deviceID(), "");
+    for (const auto& [pixels, fault] : {std::pair("MJPG", Fault::garbage),
+                                        {"MJPG", Fault::halves},
+                                        {"MJPG", Fault::otherSize},
+                                        {"NV12", Fault::otherSize},
+                                        {"YUY2", Fault::halves},
+                                        {"NV12", Fault::corruptedFlag},
+                                        {"NV12", Fault::nothing}}) {
+        SCOPED_TRACE(pixels + std::to_string(static_cast<int>(fault)));
+        const VirtualCamera camera(options({pixels, 640, 480}, fault));
+        Viewer viewer(loop, make);
+        const auto begin = std::chrono::steady_clock::now();
+        EXPECT_EQ(viewer.start(), Outcome::couldNotBeStarted);
+        EXPECT_GE(std::chrono::steady_clock::now() - begin, std::chrono::seconds(6)) << "two attempts";
+        EXPECT_THAT(viewer.connections, IsEmpty());
+        EXPECT_EQ(viewer.session->preview().pixels, nullptr);
+    }
+}
+
+TEST_F(CameraSessionTests, AStalledCameraIsOpenedAgainAndTheArrivalReplacesAWrongTime) {
+    auto description = options({"NV12", 640, 480}, Fault::noTime);
+    const VirtualCamera camera(description);
+    Viewer viewer(loop, make);
+    ASSERT_EQ(viewer.start(), Outcome::running);
+    for (const CMSampleBuffer& sample : viewer.frames(5)) {
+        const CVPixelBuffer& frame = *sample.imageBuffer;
+        const auto number = FrameNumber::read({frame.luma, frame.lumaStride, frame.width, frame.height});
+        ASSERT_TRUE(number.has_value());
+        const double truth = std::chrono::duration<double>(camera.timeOf(*number).value()).count();
+        EXPECT_NEAR(sample.presentationTimeStamp().seconds(), truth, 1.0 / 30);
+    }
+}
+
+TEST_F(CameraSessionTests, TurnedAndCroppedPicturesAreShownUpright) {
+    // What the camera's corners look like, and where they are when the turn is undone.
+    for (const auto& [transform, corner] :
+         {std::pair(SPA_META_TRANSFORMATION_90, Rgb()), {SPA_META_TRANSFORMATION_180, Rgb()}}) {
+        auto description = options({"NV12", 640, 480});
+        description.transform = transform;
+        const VirtualCamera camera(description);
+        Viewer viewer(loop, make);
+        ASSERT_EQ(viewer.start(), Outcome::running);
+    }
+}
+
 }  // namespace
 }  // namespace lumicrate::capture

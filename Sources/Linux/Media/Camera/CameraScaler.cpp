@@ -6,6 +6,7 @@
 #include <cstdint>
 
 extern "C" {
+#include <libavutil/imgutils.h>
 #include <libavutil/pixdesc.h>
 #include <libswscale/swscale.h>
 }
@@ -58,9 +59,18 @@ bool CameraScaler::scale(const AVFrame& picture, const PixelRect& part, const AV
     const Kind kind{
         part.width,    part.height,   plainFormat(picture.format), result.width,
         result.height, result.format, picture.colorspace,          picture.color_range == AVCOL_RANGE_JPEG};
+    auto planes = planesAt(picture, part);
+    // libswscale 6 copies only the first plane of an NV12 picture that stays as it is.
+    if (kind == Kind{result.width, result.height, result.format, result.width, result.height, result.format,
+                     picture.colorspace, picture.color_range == AVCOL_RANGE_JPEG}) {
+        av_image_copy(const_cast<std::uint8_t**>(result.data), const_cast<int*>(result.linesize),
+                      planes.data(), picture.linesize, static_cast<AVPixelFormat>(result.format),
+                      result.width, result.height);
+        return true;
+    }
     if ((!scaler_ || kind != kind_) && !open(kind)) return false;
-    return sws_scale(scaler_.get(), planesAt(picture, part).data(), picture.linesize, 0, part.height,
-                     result.data, result.linesize) == result.height;
+    return sws_scale(scaler_.get(), planes.data(), picture.linesize, 0, part.height, result.data,
+                     result.linesize) == result.height;
 }
 
 bool CameraScaler::open(const Kind& kind) {
