@@ -19,7 +19,7 @@ constexpr const char* usage =
     "Plugs in a camera with these formats; PIXELS is NV12, I420, YUY2, BGRx or MJPG. Writes \"ready\", and "
     "at\n"
     "the end \"sent N\", the number of frames. SIGINT or SIGTERM unplugs it.\n"
-    "  --stop-after N        sends N frames, then no more\n"
+    "  --stop-after N        stalls after N frames, each time it is opened\n"
     "  --other-size | --garbage | --halves | --nothing\n"
     "                        what it sends instead of good pictures";
 

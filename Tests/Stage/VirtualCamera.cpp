@@ -139,6 +139,7 @@ std::optional<VirtualCamera::Format> VirtualCamera::negotiated() const {
 
 void VirtualCamera::stateChanged(pw_stream_state state) {
     timespec interval{};
+    sentBefore_ = sent_;
     if (state == PW_STREAM_STATE_STREAMING && options_.fault != Fault::nothing) {
         const std::lock_guard lock(mutex_);
         interval.tv_nsec = 1'000'000'000L / std::max(format_.value_or(Format()).rate, 2);
@@ -181,7 +182,8 @@ void VirtualCamera::formatChanged(const spa_pod* pod) {
 }
 
 void VirtualCamera::send() {
-    if (!painter_ || sent_ >= options_.stopAfter.value_or(1 << 30)) return;
+    const bool isStalled = options_.stopAfter && sent_ - sentBefore_ >= *options_.stopAfter;
+    if (!painter_ || isStalled) return;
     pw_buffer* buffer = pw_stream_dequeue_buffer(stream_);
     if (!buffer) return;
     const nanoseconds now = hostTime();

@@ -45,7 +45,7 @@ class VirtualCamera {
             noTime          ///< good pictures whose time is that of another clock
         };
         Fault fault = Fault::none;
-        std::optional<int> stopAfter = std::nullopt;  ///< sends so many frames, then no more
+        std::optional<int> stopAfter = std::nullopt;  ///< frames until it stalls, each time it is opened
         bool hasHuffmanTables = true;                 ///< in MJPG pictures
         std::uint32_t transform = 0;                  ///< a spa_meta_videotransform_value
         bool isCropped = false;                       ///< a quarter of the picture is cut off at each edge
@@ -90,6 +90,7 @@ class VirtualCamera {
     std::vector<std::chrono::nanoseconds> times_;
     std::unique_ptr<CameraPainter> painter_;
     std::atomic<int> sent_ = 0;
+    int sentBefore_ = 0;  ///< before it was opened
 };
 
 }  // namespace lumicrate::stage

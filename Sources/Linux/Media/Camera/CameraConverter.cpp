@@ -76,6 +76,8 @@ PixelRect shownPart(const CameraFrame& frame) {
     PixelRect crop = *frame.crop;
     crop.x = std::clamp(crop.x, -maxSide, maxSide);
     crop.y = std::clamp(crop.y, -maxSide, maxSide);
+    crop.width = std::min(crop.width, 2 * maxSide);
+    crop.height = std::min(crop.height, 2 * maxSide);
     const PixelRect part = even(crop.intersection(whole));
     return part.width < minSide || part.height < minSide ? whole : part;
 }
@@ -152,7 +154,8 @@ int reductionFor(const CameraFrame& frame, PixelSize cover) {
     while (reduction < CameraDecoder::maxReduction && width >> (reduction + 1) >= cover.width &&
            height >> (reduction + 1) >= cover.height)
         ++reduction;
-    return reduction;
+    // The decoder has no fast code for one half: decoding everything takes less time.
+    return reduction == 1 ? 0 : reduction;
 }
 
 CameraPicture CameraConverter::preview(const CameraFrame& frame, const AVFrame& picture, PixelSize cover) {

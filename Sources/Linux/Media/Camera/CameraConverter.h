@@ -16,17 +16,17 @@ namespace lumicrate::media {
 /// The size of a frame's picture when it is cropped and upright; even in both directions.
 PixelSize uprightSize(const CameraFrame& frame);
 
-/// By how many powers of two a frame can be reduced while decoding and still cover `cover` (see
-/// AVCaptureSession::setPreviewSize), at most CameraDecoder::maxReduction.
+/// By how many powers of two a frame should be reduced while decoding: at most CameraDecoder::maxReduction,
+/// and so that it still covers `cover` (see AVCaptureSession::setPreviewSize).
 int reductionFor(const CameraFrame& frame, PixelSize cover);
 
-/// Converts the decoded `picture` of `frame`, which may be reduced. Gives empty or null results for pixel
-/// formats that cannot be converted. One thread at a time; the results may be released on any thread.
+/// Converts the decoded `picture` of `frame`. Gives empty or null results for pixel formats that cannot be
+/// converted. One thread at a time; the results may be released on any thread.
 class CameraConverter {
  public:
-    /// For the screen. `cover` is not empty.
+    /// For the screen. The picture may be reduced. `cover` is not empty.
     CameraPicture preview(const CameraFrame& frame, const AVFrame& picture, PixelSize cover);
-    /// For a movie, at full size.
+    /// For a movie, in full size.
     std::shared_ptr<const CVPixelBuffer> pixelBuffer(const CameraFrame& frame, const AVFrame& picture,
                                                      bool isMirrored);
 
