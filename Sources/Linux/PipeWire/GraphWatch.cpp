@@ -46,6 +46,13 @@ NodeRole roleOf(std::string_view mediaClass) {
     return role;
 }
 
+std::string cameraName(std::string_view description) {
+    constexpr std::string_view suffix = " (V4L2)";
+    if (description.size() > suffix.size() && description.ends_with(suffix))
+        description.remove_suffix(suffix.size());
+    return std::string(description);
+}
+
 std::optional<std::string> defaultNameFrom(std::string_view metadata) {
     spa_json text{};
     spa_json object{};
@@ -73,13 +80,6 @@ void sortDevices(std::vector<CaptureDevice>& devices, const std::optional<std::s
         if (aFirst != bFirst) return aFirst;
         return std::tie(a.name, a.id) < std::tie(b.name, b.id);
     });
-}
-
-std::string CameraIdentity::plainName(std::string_view description) {
-    constexpr std::string_view suffix = " (V4L2)";
-    if (description.size() > suffix.size() && description.ends_with(suffix))
-        description.remove_suffix(suffix.size());
-    return std::string(description);
 }
 
 const pw_registry_events GraphWatch::registryEvents = [] {
@@ -164,16 +164,17 @@ std::optional<CameraNode> GraphWatch::camera(const std::string& id) const {
     return std::nullopt;
 }
 
-/// Of two nodes of one device the older one is used; of two drivers, V4L2, which offers more formats.
+/// Of two drivers for one camera, V4L2 offers more formats; of two nodes of one device, the older one is
+/// used. Cameras are compared by name across drivers, which have nothing else in common; with one driver, two
+/// cameras of a model have the same name.
 bool GraphWatch::isSecondNodeOfACamera(std::uint32_t number) const {
     const Node& node = nodes_.at(number);
     return std::ranges::any_of(nodes_, [&](const auto& entry) {
         const Node& other = entry.second;
         if (entry.first == number || !other.role.isCamera) return false;
-        if (other.camera.isLibcamera != node.camera.isLibcamera)
-            return node.camera.isLibcamera && other.device.name == node.device.name;
-        return !node.camera.device.empty() && other.camera.device == node.camera.device &&
-               other.serial < node.serial;
+        if (other.isLibcamera != node.isLibcamera)
+            return node.isLibcamera && other.device.name == node.device.name;
+        return !node.parent.empty() && other.parent == node.parent && other.serial < node.serial;
     });
 }
 
@@ -182,8 +183,9 @@ bool GraphWatch::isLinkedToOutputByFallback(std::uint32_t node) const {
     for (const auto& [_, link] : links_) {
         const auto from = link.to == node ? nodes_.find(link.from) : nodes_.end();
         if (from == nodes_.end()) continue;
-        const auto& [device, role, serial, camera] = from->second;
-        if (role.isOutput && !role.isMicrophone && device.id != configuredMicrophone_) return true;
+        const Node& source = from->second;
+        if (source.role.isOutput && !source.role.isMicrophone && source.device.id != configuredMicrophone_)
+            return true;
     }
     return false;
 }
@@ -233,14 +235,12 @@ void GraphWatch::addNode(std::uint32_t number, const spa_dict* properties) {
     const auto id = valueOf(properties, PW_KEY_NODE_NAME);
     if (!id || role == NodeRole()) return;
     const std::string nick = valueOf(properties, PW_KEY_NODE_NICK).value_or(*id);
-    std::string name = valueOf(properties, PW_KEY_NODE_DESCRIPTION).value_or(nick);
-    CameraIdentity camera;
-    if (role.isCamera) {
-        name = CameraIdentity::plainName(name);
-        camera.isLibcamera = id->starts_with("libcamera");
-        camera.device = valueOf(properties, PW_KEY_DEVICE_ID).value_or("");
-    }
-    nodes_[number] = {{*id, std::move(name)}, role, ++lastSerial_, std::move(camera)};
+    const std::string name = valueOf(properties, PW_KEY_NODE_DESCRIPTION).value_or(nick);
+    nodes_[number] = {{*id, role.isCamera ? cameraName(name) : name},
+                      role,
+                      ++lastSerial_,
+                      valueOf(properties, PW_KEY_DEVICE_ID).value_or(""),
+                      id->starts_with("libcamera")};
     session_.noteChange();
 }
 

@@ -33,6 +33,9 @@ NodeRole roleOf(std::string_view mediaClass);
 /// The node name in the metadata value of a default device, {"name": "…"}; nothing for other text.
 std::optional<std::string> defaultNameFrom(std::string_view metadata);
 
+/// A camera's name without what session managers append to it: "Webcam (V4L2)" gives "Webcam".
+std::string cameraName(std::string_view description);
+
 /// Sorts the default device first and the others by name, then id, so that the list does not depend on the
 /// order in which devices were connected.
 void sortDevices(std::vector<CaptureDevice>& devices, const std::optional<std::string>& defaultId);
@@ -44,15 +47,7 @@ struct CameraNode {
     std::uint64_t serial = 0;
 };
 
-/// What identifies the camera behind a node. A camera may have two nodes, one of each kind of driver.
-struct CameraIdentity {
-    bool isLibcamera = false;
-    std::string device;  ///< the device's number in the graph; may be empty
-    /// Removes what the session manager appends to a camera's name: " (V4L2)".
-    static std::string plainName(std::string_view description);
-};
-
-/// Sorted lists; the ids are node names.
+/// Sorted lists; the ids are node names. A camera with two nodes is listed once.
 struct Graph {
     std::vector<CaptureDevice> microphones;
     std::vector<CaptureDevice> cameras;
@@ -93,7 +88,8 @@ class GraphWatch {
         CaptureDevice device;
         NodeRole role;
         std::uint64_t serial = 0;
-        CameraIdentity camera;
+        std::string parent;        ///< a camera's device in the graph, a number; may be empty
+        bool isLibcamera = false;  ///< the driver
     };
     struct Link {
         std::uint32_t from = 0;

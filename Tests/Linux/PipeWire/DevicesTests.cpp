@@ -6,6 +6,7 @@
 #include "Tests/Stage/Await.h"
 #include "Tests/Stage/Session.h"
 #include "Tests/Stage/SoundServer.h"
+#include "Tests/Stage/VirtualCamera.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -84,6 +85,22 @@ TEST_F(DevicesTests, DevicesDefaultsAndTheServerAreFollowed) {
     EXPECT_FALSE(queried.snapshot());
     server.revive();
     awaitMicrophones({microphone});
+}
+
+TEST_F(DevicesTests, ACameraWithTwoDriversIsListedOnce) {
+    const auto camera = [](const std::string& name, const std::string& description) {
+        stage::VirtualCamera::Options options;
+        options.name = name;
+        options.description = description;
+        return std::make_unique<stage::VirtualCamera>(options);
+    };
+    const auto first = camera("libcamera_input.a", "Webcam");
+    const auto other = camera("libcamera_input.b", "Front camera");
+    awaitCameras({{"libcamera_input.b", "Front camera"}, {"libcamera_input.a", "Webcam"}});
+    const auto second = camera("v4l2_input.a", "Webcam (V4L2)");
+    const auto twin = camera("v4l2_input.twin", "Webcam (V4L2)");
+    awaitCameras(
+        {{"libcamera_input.b", "Front camera"}, {"v4l2_input.a", "Webcam"}, {"v4l2_input.twin", "Webcam"}});
 }
 
 TEST_F(DevicesTests, ABurstOfChangesIsAnnouncedAFewTimes) {

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // What is captured and how: content filter, stream configuration, bit rate.
+#include "Lumicrate/Capture/CameraFormats.h"
 #include "Lumicrate/Capture/ContentFilter.h"
 #include "Lumicrate/Capture/StreamConfiguration.h"
 
@@ -235,6 +236,43 @@ TEST(MovieFormatTests, FilesFollowTheFormat) {
         EXPECT_EQ(movieFormat(format, true).fileType, AVFileType::appleM4A);
         EXPECT_EQ(movieFormat(format, true).fileExtension, "m4a");
     }
+}
+
+TEST(CameraFormatTests, TheBestFormatIsChosen) {
+    using enum CameraPixels;
+    struct Case {
+        const char* name;
+        std::vector<CameraFormat> offered;
+        PixelSize wanted;
+        double rate;
+        std::optional<std::size_t> chosen;
+    };
+    const CameraFormat small{yuy2, {640, 480}, 30};
+    const std::vector<CameraFormat> webcam{small,
+                                           {yuy2, {1280, 720}, 10},
+                                           {yuy2, {1920, 1080}, 5},
+                                           {mjpg, {640, 480}, 30},
+                                           {mjpg, {1280, 720}, 30},
+                                           {mjpg, {1920, 1080}, 30}};
+    for (const Case& each : {
+             Case{"nothing offered", {}, {640, 480}, 30, {}},
+             {"unusable sizes and rates",
+              {{nv12, {8, 8}, 30}, {nv12, {65536, 4}, 30}, {nv12, {640, 480}, 0}},
+              {640, 480},
+              30,
+              {}},
+             {"uncompressed when it is fast", webcam, {400, 400}, 30, 0},
+             {"the size after the rate", webcam, {1280, 720}, 30, 4},
+             {"the smallest that covers", webcam, {641, 100}, 30, 4},
+             {"the largest when none covers", webcam, {3840, 2160}, 30, 5},
+             {"a low rate that is enough", webcam, {1920, 1080}, 5, 2},
+             {"24 is fast enough", {{mjpg, {640, 480}, 30}, {nv12, {640, 480}, 23.976}}, {640, 480}, 30, 1},
+             {"the wanted rate", {{nv12, {640, 480}, 60}, small, {nv12, {640, 480}, 25}}, {640, 480}, 30, 1},
+             {"the highest rate", {{nv12, {640, 480}, 25}, small}, {640, 480}, 60, 1},
+             {"tolerable before large", {{yuy2, {1920, 1080}, 5}, {yuy2, {320, 240}, 15}}, {640, 480}, 30, 1},
+             {"slow", {{yuy2, {320, 240}, 5}, {yuy2, {1920, 1080}, 5}}, {640, 480}, 30, 1},
+         })
+        EXPECT_EQ(chooseCameraFormat(each.offered, each.wanted, each.rate), each.chosen) << each.name;
 }
 
 }  // namespace
