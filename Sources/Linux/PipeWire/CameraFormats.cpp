@@ -134,7 +134,7 @@ const pw_node_events& nodeEvents() {
         handlers.version = PW_VERSION_NODE_EVENTS;
         handlers.param = [](void* formats, int, std::uint32_t id, std::uint32_t, std::uint32_t,
                             const spa_pod* object) {
-            if (id != SPA_PARAM_EnumFormat) return;
+            if (id != SPA_PARAM_EnumFormat && id != SPA_PARAM_Format) return;
             auto& all = *static_cast<std::vector<OfferedFormat>*>(formats);
             const auto more = formatsIn(object);
             all.insert(all.end(), more.begin(), more.end());
@@ -175,7 +175,8 @@ std::vector<OfferedFormat> formatsIn(const spa_pod* object) {
     return formats;
 }
 
-std::vector<OfferedFormat> queryFormats(Session& session, const GraphWatch& watch, std::uint32_t node) {
+std::vector<OfferedFormat> queryFormats(Session& session, const GraphWatch& watch, std::uint32_t node,
+                                        FormatQuery query) {
     std::vector<OfferedFormat> formats;
     const Session::Lock lock(session);
     if (!watch.registry()) return formats;
@@ -184,7 +185,8 @@ std::vector<OfferedFormat> queryFormats(Session& session, const GraphWatch& watc
     if (!proxy) return formats;
     spa_hook listener{};
     pw_node_add_listener(proxy.get(), &listener, &nodeEvents(), &formats);
-    pw_node_enum_params(proxy.get(), 0, SPA_PARAM_EnumFormat, 0, UINT32_MAX, nullptr);
+    const auto id = query == FormatQuery::running ? SPA_PARAM_Format : SPA_PARAM_EnumFormat;
+    pw_node_enum_params(proxy.get(), 0, id, 0, UINT32_MAX, nullptr);
     const bool isAnswered = session.roundTrip(Session::answerTimeout);
     spa_hook_remove(&listener);
     return isAnswered ? formats : std::vector<OfferedFormat>();

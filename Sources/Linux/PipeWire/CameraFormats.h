@@ -25,8 +25,11 @@ struct OfferedFormat {
 /// replaced by common sizes and rates inside them.
 std::vector<OfferedFormat> formatsIn(const spa_pod* object);
 
-/// Asks a node for its formats. Empty when it does not answer in time. Takes the session's lock.
-std::vector<OfferedFormat> queryFormats(Session& session, const GraphWatch& watch, std::uint32_t node);
+/// Asks a node for all formats that it offers, or for the one in which it runs for other programs. Empty when
+/// there is none, or no answer in time. Takes the session's lock.
+enum class FormatQuery { offered, running };
+std::vector<OfferedFormat> queryFormats(Session& session, const GraphWatch& watch, std::uint32_t node,
+                                        FormatQuery query);
 
 /// A format object with exactly that format, for a stream to connect with.
 const spa_pod* buildFormat(spa_pod_builder& builder, const OfferedFormat& offered);

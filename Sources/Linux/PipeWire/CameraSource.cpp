@@ -96,21 +96,33 @@ std::optional<CameraSource::Delay> CameraSource::timeLeft() const {
 void CameraSource::open(Connection& connection, const CameraNode& node) {
     ++attempts_;
     serial_ = node.serial;
-    const auto offered = queryFormats(connection.session, connection.watch, node.number);
+    const auto format = chooseFormat(connection, node);
+    openedAt_ = HostClock::now();
+    if (!format) return;
+    try {
+        stream_ = std::make_unique<CameraStream>(connection.session, camera_, *format, handlers_.onFrame);
+    } catch (const PlatformError&) {
+        // The next attempt may succeed.
+    }
+}
+
+std::optional<OfferedFormat> CameraSource::chooseFormat(Connection& connection,
+                                                        const CameraNode& node) const {
+    std::vector<OfferedFormat> offered;
+    const auto query = [&](FormatQuery which) {
+        offered = queryFormats(connection.session, connection.watch, node.number, which);
+    };
+    // A camera that is used by another program refuses every format but that one.
+    const bool isSecondAttempt = attempts_ % 2 == 0;
+    if (isSecondAttempt) query(FormatQuery::running);
+    if (offered.empty()) query(FormatQuery::offered);
     std::vector<CameraFormat> formats;
     formats.reserve(offered.size());
     for (const OfferedFormat& each : offered)
         formats.push_back(each.format);
     const auto chosen = choose_(formats, request_.wantedSize, request_.wantedRate);
     log(LogArea::capture, "the camera offers ", formats.size(), " formats", chosen ? "" : ", none usable");
-    openedAt_ = HostClock::now();
-    if (!chosen) return;
-    try {
-        stream_ =
-            std::make_unique<CameraStream>(connection.session, camera_, offered[*chosen], handlers_.onFrame);
-    } catch (const PlatformError&) {
-        // The next attempt may succeed.
-    }
+    return chosen ? std::optional(offered[*chosen]) : std::nullopt;
 }
 
 void CameraSource::close() {

@@ -57,6 +57,7 @@ class CameraSource {
     bool selectCamera(const Graph& graph);
     std::optional<Delay> timeLeft() const;
     void open(Connection& connection, const CameraNode& node);
+    std::optional<OfferedFormat> chooseFormat(Connection& connection, const CameraNode& node) const;
     void close();
     void unplugged();
     void serverLost();

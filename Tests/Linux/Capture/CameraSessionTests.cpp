@@ -202,6 +202,11 @@ TEST_F(CameraSessionTests, OneOfTheOfferedFormatsIsOpened) {
         EXPECT_EQ(camera.negotiated()->pixels, pixels);
         EXPECT_EQ(camera.negotiated()->rate, 30);
     }
+    Viewer first(loop, make);
+    Viewer second(loop, make);
+    EXPECT_EQ(first.start("", {400, 300}), Outcome::running);
+    EXPECT_EQ(second.start("", {1280, 720}), Outcome::running) << "in the format that is used already";
+    EXPECT_EQ(second.session->pictureSize(), (PixelSize{640, 480}));
 }
 
 TEST_F(CameraSessionTests, AnUnpluggedCameraIsAwaitedAndNotReplaced) {
