@@ -48,7 +48,7 @@ void CameraSource::notePicture() {
 /// After each change, on the connection's thread.
 std::optional<CameraSource::Delay> CameraSource::check(Connection& connection) {
     if (ended_) return std::nullopt;
-    if (camera_.empty() && !selectCamera(connection.watch.graph())) {
+    if (camera_.empty() && !selectCamera(connection.watch)) {
         ended_ = true;
         handlers_.onNoCamera();
         return std::nullopt;
@@ -73,10 +73,11 @@ std::optional<CameraSource::Delay> CameraSource::check(Connection& connection) {
     return stream_ ? pictureTimeout : refusalDelay;
 }
 
-bool CameraSource::selectCamera(const Graph& graph) {
-    const auto isRequested = [&](const CaptureDevice& each) { return each.id == request_.deviceID; };
+bool CameraSource::selectCamera(const GraphWatch& watch) {
+    const Graph graph = watch.graph();
     if (graph.cameras.empty()) return false;
-    camera_ = std::ranges::any_of(graph.cameras, isRequested) ? request_.deviceID : graph.cameras.front().id;
+    // Also one that is not listed, because it has another node, may have been chosen earlier.
+    camera_ = watch.camera(request_.deviceID) ? request_.deviceID : graph.cameras.front().id;
     handlers_.onOpen(camera_);
     return true;
 }

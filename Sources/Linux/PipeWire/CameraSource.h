@@ -54,7 +54,7 @@ class CameraSource {
     using Delay = ReconnectingConnection::Delay;
 
     std::optional<Delay> check(Connection& connection);
-    bool selectCamera(const Graph& graph);
+    bool selectCamera(const GraphWatch& watch);
     std::optional<Delay> timeLeft() const;
     void open(Connection& connection, const CameraNode& node);
     std::optional<OfferedFormat> chooseFormat(Connection& connection, const CameraNode& node) const;
