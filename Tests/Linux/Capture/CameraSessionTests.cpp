@@ -167,7 +167,8 @@ TEST_F(CameraSessionTests, FramesAndPreviewsHaveTheCamerasColorsNumbersAndTimes)
         expectColors(
             squares(frame.width, frame.height, [&](int x, int y) { return framePixel(frame, x, y); }),
             colors);
-        const CVPixelBuffer& mirrored = *viewer.frames(1, true)[0].imageBuffer;
+        const auto mirroredFrames = viewer.frames(1, true);
+        const CVPixelBuffer& mirrored = *mirroredFrames.at(0).imageBuffer;
         const auto mirroredAt = [&](int x, int y) { return framePixel(mirrored, mirrored.width - 1 - x, y); };
         expectColors(squares(mirrored.width, mirrored.height, mirroredAt), colors);
     }
