@@ -3,12 +3,12 @@
 #include "Linux/Capture/CameraSession.h"
 #include "Lumicrate/Capture/CameraFormats.h"
 #include "Support/MediaTime.h"
+#include "Tests/Linux/PipeWire/VirtualCamera.h"
 #include "Tests/Linux/Player/LoopExecutor.h"
 #include "Tests/Stage/Await.h"
 #include "Tests/Stage/Picture.h"
 #include "Tests/Stage/Scene/FrameNumber.h"
 #include "Tests/Stage/SoundServer.h"
-#include "Tests/Stage/VirtualCamera.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -3,10 +3,10 @@
 #include "Linux/PipeWire/AudioSource.h"
 #include "Linux/PipeWire/Devices.h"
 #include "Tests/Linux/PipeWire/SoundStage.h"
+#include "Tests/Linux/PipeWire/VirtualCamera.h"
 #include "Tests/Stage/Await.h"
 #include "Tests/Stage/Session.h"
 #include "Tests/Stage/SoundServer.h"
-#include "Tests/Stage/VirtualCamera.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -2,7 +2,7 @@
 // Decoding, turning and converting of a camera's frames.
 #include "Linux/Media/Camera/CameraConverter.h"
 #include "Linux/Media/Camera/CameraDecoder.h"
-#include "Tests/Stage/CameraPainter.h"
+#include "Tests/Linux/PipeWire/CameraPainter.h"
 #include "Tests/Stage/Picture.h"
 
 #include <gmock/gmock.h>

@@ -2,7 +2,7 @@
 // CameraPainter: the encoded pictures of a virtual camera.
 #pragma once
 
-#include "Tests/Stage/VirtualCamera.h"
+#include "Tests/Linux/PipeWire/VirtualCamera.h"
 
 #include <cstdint>
 #include <memory>

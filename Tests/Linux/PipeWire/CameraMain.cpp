@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // lumicrate-camera: plugs a virtual camera into the PipeWire server until SIGINT or SIGTERM.
-#include "Tests/Stage/VirtualCamera.h"
+#include "Tests/Linux/PipeWire/VirtualCamera.h"
 
 #include <csignal>
 #include <cstdio>

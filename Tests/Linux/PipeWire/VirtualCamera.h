@@ -5,6 +5,7 @@
 // the other corners. Uncompressed pictures are BT.601 in video range, MJPG is BT.601 4:2:2 in full range.
 #pragma once
 
+#include "Linux/PipeWire/Session.h"
 #include "Tests/Stage/Picture.h"
 
 #include <pipewire/pipewire.h>
@@ -57,7 +58,7 @@ class VirtualCamera {
     /// The side of the coloured squares for a picture of that height.
     static constexpr int squareSide(int height) { return height / 6 / 16 * 16; }
 
-    /// Throws std::runtime_error when no server takes it.
+    /// Throws PlatformError without a server, and std::runtime_error when it does not take the camera.
     explicit VirtualCamera(const Options& options);
     /// Unplugs the camera.
     ~VirtualCamera();
@@ -75,6 +76,7 @@ class VirtualCamera {
     static const pw_stream_events events;
 
     void connect();
+    void unplug();
     void stateChanged(pw_stream_state state);
     void formatChanged(const spa_pod* format);
     void send();
@@ -82,9 +84,12 @@ class VirtualCamera {
     void fillMetadata(const spa_buffer& buffer, std::chrono::nanoseconds time) const;
 
     const Options options_;
-    pw_thread_loop* loop_ = nullptr;
+    pw_loop* loop() const { return pw_context_get_main_loop(pw_core_get_context(session_.core())); }
+
+    pipewire::Session session_;
     pw_stream* stream_ = nullptr;
     spa_source* timer_ = nullptr;
+    spa_hook listener_{};
     mutable std::mutex mutex_;
     std::optional<Format> format_;  // The next two are guarded by the mutex.
     std::vector<std::chrono::nanoseconds> times_;

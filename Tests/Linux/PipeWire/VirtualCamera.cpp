@@ -1,8 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "Tests/Stage/VirtualCamera.h"
+#include "Tests/Linux/PipeWire/VirtualCamera.h"
 
-#include "Tests/Stage/Await.h"
-#include "Tests/Stage/CameraPainter.h"
+#include "Tests/Linux/PipeWire/CameraPainter.h"
 
 #include <spa/buffer/meta.h>
 #include <spa/param/buffers.h>
@@ -83,28 +82,31 @@ const pw_stream_events VirtualCamera::events = [] {
 }();
 
 VirtualCamera::VirtualCamera(const Options& options) : options_(options) {
-    pw_init(nullptr, nullptr);
-    loop_ = pw_thread_loop_new("camera", nullptr);
+    const pipewire::Session::Lock lock(session_);
     auto* properties = pw_properties_new(PW_KEY_MEDIA_CLASS, "Video/Source", PW_KEY_MEDIA_ROLE, "Camera",
                                          PW_KEY_NODE_NAME, options.name.c_str(), PW_KEY_NODE_DESCRIPTION,
                                          options.description.c_str(), nullptr);
-    stream_ =
-        pw_stream_new_simple(pw_thread_loop_get_loop(loop_), options.name.c_str(), properties, &events, this);
+    stream_ = pw_stream_new(session_.core(), options.name.c_str(), properties);
     if (stream_) connect();
     const auto isAnnounced = [this] {
-        pw_thread_loop_lock(loop_);
         const auto state = pw_stream_get_state(stream_, nullptr);
-        pw_thread_loop_unlock(loop_);
         return state == PW_STREAM_STATE_PAUSED || state == PW_STREAM_STATE_STREAMING;
     };
-    if (!stream_ || !eventually(isAnnounced))
-        throw std::runtime_error("There is no server for a virtual camera");
+    constexpr std::chrono::seconds timeout(20);
+    if (!stream_ || !session_.await(isAnnounced, timeout)) {
+        unplug();
+        throw std::runtime_error("The server does not take a virtual camera");
+    }
 }
 
 VirtualCamera::~VirtualCamera() {
-    pw_thread_loop_stop(loop_);
-    pw_stream_destroy(stream_);
-    pw_thread_loop_destroy(loop_);
+    const pipewire::Session::Lock lock(session_);
+    unplug();
+}
+
+void VirtualCamera::unplug() {
+    if (timer_) pw_loop_destroy_source(loop(), timer_);
+    if (stream_) pw_stream_destroy(stream_);
 }
 
 void VirtualCamera::connect() {
@@ -115,15 +117,15 @@ void VirtualCamera::connect() {
     for (const Format& each : options_.formats)
         parameters.push_back(buildFormat(builder, each));
     timer_ = pw_loop_add_timer(
-        pw_thread_loop_get_loop(loop_),
+        loop(),
         [](void* self, std::uint64_t) {
             pw_stream_trigger_process(static_cast<VirtualCamera*>(self)->stream_);
         },
         this);
+    pw_stream_add_listener(stream_, &listener_, &events, this);
     pw_stream_connect(stream_, PW_DIRECTION_OUTPUT, PW_ID_ANY,
                       static_cast<pw_stream_flags>(PW_STREAM_FLAG_DRIVER | PW_STREAM_FLAG_MAP_BUFFERS),
                       parameters.data(), static_cast<std::uint32_t>(parameters.size()));
-    pw_thread_loop_start(loop_);
 }
 
 std::optional<nanoseconds> VirtualCamera::timeOf(int number) const {
@@ -144,8 +146,9 @@ void VirtualCamera::stateChanged(pw_stream_state state) {
         const std::lock_guard lock(mutex_);
         interval.tv_nsec = 1'000'000'000L / std::max(format_.value_or(Format()).rate, 2);
     }
+    session_.signal();
     timespec first{0, interval.tv_nsec > 0 ? 1 : 0};
-    pw_loop_update_timer(pw_thread_loop_get_loop(loop_), timer_, &first, &interval, false);
+    pw_loop_update_timer(loop(), timer_, &first, &interval, false);
 }
 
 void VirtualCamera::formatChanged(const spa_pod* pod) {

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "Tests/Stage/CameraPainter.h"
+#include "Tests/Linux/PipeWire/CameraPainter.h"
 
 #include "Tests/Stage/Scene/FrameNumber.h"
 
