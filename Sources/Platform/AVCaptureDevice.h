@@ -15,6 +15,9 @@ struct CaptureDevice {
     bool operator==(const CaptureDevice&) const = default;
 };
 
+/// Whether the user lets this program use cameras.
+enum class AVAuthorizationStatus { notDetermined, authorized, denied };
+
 /// Finds the connected devices. Main thread. Never fails: without a media service the lists are empty.
 class AVCaptureDevices {
  public:
@@ -25,6 +28,11 @@ class AVCaptureDevices {
     /// replaced; an empty function disables it. When this returns, the previous one is no longer running.
     /// Main thread.
     virtual void setOnChange(std::function<void()> changed) = 0;
+
+    virtual AVAuthorizationStatus authorizationStatusForVideo() const = 0;
+    /// Asks the user, if it is not determined yet. `completion` is called once on the main thread, at once or
+    /// later.
+    virtual void requestAccessForVideo(std::function<void(bool granted)> completion) = 0;
 };
 
 }  // namespace lumicrate

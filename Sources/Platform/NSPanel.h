@@ -12,7 +12,7 @@ namespace lumicrate {
 /// Frames are in the coordinates of NSScreen. A panel has no border, is transparent where its content is,
 /// appears on all desktops and in no window list, and stays in front. It never gets the keyboard focus unless
 /// `canBecomeKey` is set. Its buttons react to the first click. It is shown by the two order-front operations
-/// and removed by its destructor. Main thread only.
+/// and removed by orderOut or its destructor. Main thread only.
 class NSPanel {
  public:
     static constexpr int statusLevel = 25;
@@ -36,6 +36,8 @@ class NSPanel {
     /// Shows the panel and gives it the keyboard focus, including global shortcuts, until it is destroyed;
     /// then the previous window gets the focus back. Requires `canBecomeKey`.
     virtual void makeKeyAndOrderFront() = 0;
+    /// Hides the panel; it keeps its window number.
+    virtual void orderOut() = 0;
     virtual Rect frame() const = 0;
     virtual void setFrame(const Rect& frame) = 0;
     void setFrameOrigin(Point origin) {

@@ -116,4 +116,15 @@ std::optional<Rect> rectFromString(std::string_view text) {
     return rect;
 }
 
+std::string stringFromPoint(Point point) {
+    return "{" + shortest(point.x) + ", " + shortest(point.y) + "}";
+}
+
+std::optional<Point> pointFromString(std::string_view text) {
+    Scanner scanner(text);
+    Point point;
+    if (!scanner.readPair(point.x, point.y) || !scanner.atEnd()) return std::nullopt;
+    return point;
+}
+
 }  // namespace lumicrate

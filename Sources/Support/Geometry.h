@@ -91,4 +91,8 @@ std::string stringFromRect(const Rect& rect);
 /// another form or a number is not finite.
 std::optional<Rect> rectFromString(std::string_view text);
 
+/// The same for points: "{x, y}".
+std::string stringFromPoint(Point point);
+std::optional<Point> pointFromString(std::string_view text);
+
 }  // namespace lumicrate

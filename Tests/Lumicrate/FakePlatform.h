@@ -187,7 +187,13 @@ class FakeDevices final : public AVCaptureDevices {
     std::vector<CaptureDevice> microphones() const override { return heard; }
     std::vector<CaptureDevice> cameras() const override { return seen; }
     void setOnChange(std::function<void()> handler) override { changed = std::move(handler); }
+    AVAuthorizationStatus authorizationStatusForVideo() const override { return cameraAccess; }
+    void requestAccessForVideo(std::function<void(bool)> completion) override {
+        cameraRequests.push_back(std::move(completion));
+    }
 
+    AVAuthorizationStatus cameraAccess = AVAuthorizationStatus::authorized;
+    std::vector<std::function<void(bool)>> cameraRequests;
     std::vector<CaptureDevice> heard;
     std::vector<CaptureDevice> seen;
     std::function<void()> changed;

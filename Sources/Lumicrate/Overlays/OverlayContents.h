@@ -20,6 +20,7 @@ class ControlBarModel;
 struct ClickRings;
 struct CountdownModel;
 struct ScreenChoice;
+class WebcamBubbleModel;
 
 /// The content of a panel that does not exist yet.
 class OverlayContent {
@@ -39,6 +40,8 @@ class OverlayContents {
     virtual std::unique_ptr<OverlayContent> countdown(const CountdownModel& model) = 0;
     virtual std::unique_ptr<OverlayContent> controlBar(ControlBarModel& model) = 0;
     virtual std::unique_ptr<OverlayContent> clickRings(const ClickRings& model) = 0;
+    /// Handles the mouse.
+    virtual std::unique_ptr<OverlayContent> webcamBubble(WebcamBubbleModel& model) = 0;
     /// A dashed line along the inside of the panel's edges.
     virtual std::unique_ptr<OverlayContent> areaFrame() = 0;
     /// Covers a whole screen, with its bars. Handles keys.

@@ -19,11 +19,11 @@ class ControlBarController;
 class CountdownController;
 class ScreenChooser;
 
-/// The floating camera picture, which is part of the recorded picture. No implementation exists yet. Main
-/// thread only.
+/// The floating camera picture, which is part of the recorded picture. Main thread only.
 class WebcamBubbleShowing {
  public:
     virtual ~WebcamBubbleShowing() = default;
+    /// Shows the bubble, even if the stored preferences say otherwise, until the next apply().
     virtual void showPanel(RecordingOptions options) = 0;
     /// Shows or hides the bubble as the stored preferences say.
     virtual void apply() = 0;

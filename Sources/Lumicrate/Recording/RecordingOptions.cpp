@@ -8,9 +8,6 @@ namespace lumicrate {
 
 namespace {
 
-constexpr double minWebcamWidth = 100;
-constexpr double maxWebcamWidth = 480;
-
 /// Old versions stored one of three sizes instead of a width. It remains the fallback.
 double registeredWebcamWidth(const NSUserDefaults& defaults) {
     const std::string size = defaults.stringForKey("webcamSize").value_or("");

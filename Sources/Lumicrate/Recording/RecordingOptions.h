@@ -78,6 +78,10 @@ inline constexpr std::string_view checkForUpdates = "checkForUpdates";
 inline constexpr std::string_view constantFrameRate = "constantFrameRate";
 }  // namespace preference
 
+/// The width of the webcam bubble, points.
+inline constexpr double minWebcamWidth = 100;
+inline constexpr double maxWebcamWidth = 480;
+
 /// A snapshot of the preferences. A default-constructed one has the values of an empty store.
 struct RecordingOptions {
     bool captureSystemAudio = true;

@@ -151,6 +151,11 @@ void OverlayPanel::setFrame(const Rect& frame) {
     applyFrame();
 }
 
+void OverlayPanel::orderOut() {
+    stack_.remove(*this);
+    hide();
+}
+
 std::uint32_t OverlayPanel::windowNumber() const {
     return static_cast<std::uint32_t>(internalWinId());
 }
@@ -175,9 +180,7 @@ void OverlayPanel::updateShape() {
     const auto visible = content_->isComposited() ? content_->paintedArea() : content_->silhouette();
     setPixelShape(*window, visible ? std::optional(pixelsOf(*visible, size(), scale)) : std::nullopt);
     if (settings_.ignoresMouseEvents) return;
-    QPainterPath body;
-    body.addRect(content_->frameInside());
-    setInputShape(*window, pixelsOf(body, size(), scale));
+    setInputShape(*window, pixelsOf(content_->touchArea(), size(), scale));
 }
 
 void OverlayPanel::mousePressEvent(QMouseEvent* event) {

@@ -44,6 +44,7 @@ class OverlayPanel final : public QWidget, public NSPanel {
 
     void orderFrontRegardless() override;
     void makeKeyAndOrderFront() override;
+    void orderOut() override;
     Rect frame() const override { return settings_.frame; }
     void setFrame(const Rect& frame) override;
     std::uint32_t windowNumber() const override;

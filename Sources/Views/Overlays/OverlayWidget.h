@@ -28,13 +28,20 @@ class OverlayWidget : public QWidget {
     /// With a compositing manager, the part in which anything is ever painted; none for the whole widget.
     virtual std::optional<QPainterPath> paintedArea() const { return std::nullopt; }
 
+    /// Where the pointer is handled, unless the panel ignores it. Outside, it reaches the windows below.
+    virtual QPainterPath touchArea() const {
+        QPainterPath frame;
+        frame.addRect(frameInside());
+        return frame;
+    }
+
     QRect frameInside() const { return rect().marginsRemoved(overhang()); }
     bool isComposited() const { return composited_; }
     void setComposited(bool composited) {
         composited_ = composited;
         update();
     }
-    /// Called whenever the silhouette has changed.
+    /// Called whenever the silhouette or the touch area has changed.
     void setOnShapeChanged(std::function<void()> callback) { onShapeChanged_ = std::move(callback); }
 
  protected:

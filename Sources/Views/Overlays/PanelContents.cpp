@@ -8,6 +8,7 @@
 #include "Views/Overlays/ScreenChoiceView.h"
 #include "Views/Overlays/Selection/AreaToolbarView.h"
 #include "Views/Overlays/Selection/SelectionView.h"
+#include "Views/Overlays/WebcamBubbleView.h"
 #include "Views/Widgets/Pictures.h"
 
 #include <utility>
@@ -52,6 +53,10 @@ std::unique_ptr<OverlayContent> PanelContents::controlBar(ControlBarModel& model
 
 std::unique_ptr<OverlayContent> PanelContents::clickRings(const ClickRings& model) {
     return content(std::make_unique<ClickRingsView>(model));
+}
+
+std::unique_ptr<OverlayContent> PanelContents::webcamBubble(WebcamBubbleModel& model) {
+    return content(std::make_unique<WebcamBubbleView>(model));
 }
 
 std::unique_ptr<OverlayContent> PanelContents::areaFrame() {

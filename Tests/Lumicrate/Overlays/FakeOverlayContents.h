@@ -42,6 +42,10 @@ class FakeOverlayContents final : public OverlayContents {
         ringsModel = &model;
         return content("rings");
     }
+    std::unique_ptr<OverlayContent> webcamBubble(WebcamBubbleModel& model) override {
+        bubbleModel = &model;
+        return content("bubble");
+    }
     std::unique_ptr<OverlayContent> areaFrame() override { return content("frame"); }
     std::unique_ptr<OverlayContent> selection(AreaSelection& model) override {
         selectionModel = &model;
@@ -70,6 +74,7 @@ class FakeOverlayContents final : public OverlayContents {
     const CountdownModel* countdownModel = nullptr;
     ControlBarModel* barModel = nullptr;
     const ClickRings* ringsModel = nullptr;
+    WebcamBubbleModel* bubbleModel = nullptr;
     AreaSelection* selectionModel = nullptr;
     std::vector<ScreenChoice*> screenChoices;
     Size fittingSize{200, 40};
@@ -82,6 +87,7 @@ class FakeOverlayContents final : public OverlayContents {
         ~Panel() override { record->gone = true; }
         void orderFrontRegardless() override { record->shown = true; }
         void makeKeyAndOrderFront() override { record->shown = record->key = true; }
+        void orderOut() override { record->shown = false; }
         Rect frame() const override { return record->settings.frame; }
         void setFrame(const Rect& frame) override { record->settings.frame = frame; }
         std::uint32_t windowNumber() const override { return number; }
