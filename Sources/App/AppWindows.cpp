@@ -95,6 +95,7 @@ void AppWindows::showSettings() {
                                      [this] { services_.recorder.registerHotKeys(); }, QApplication::beep},
                                     loginItem_,
                                     services_.recorder.microphones,
+                                    services_.recorder.cameras,
                                     services_.recorder.unavailableHotKeys,
                                     services_.folder.folder(),
                                     homeFolder(),

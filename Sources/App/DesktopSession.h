@@ -14,9 +14,12 @@
 #include "Lumicrate/Overlays/CountdownController.h"
 #include "Lumicrate/Overlays/Selection/AreaSelector.h"
 #include "Lumicrate/Overlays/Selection/ScreenChooser.h"
+#include "Lumicrate/Overlays/WebcamBubbleController.h"
 #include "Views/Desktop/KeyMonitor.h"
 #include "Views/Desktop/Screens.h"
 #include "Views/Overlays/PanelContents.h"
+
+#include <optional>
 
 namespace lumicrate::app {
 
@@ -42,6 +45,8 @@ class DesktopSession {
  public:
     ControlBarController controlBar;
     AreaSelector areaSelector;
+    /// None where cameras are not supported.
+    std::optional<WebcamBubbleController> webcam;
 
  private:
     ScreenChooser screenChooser_;

@@ -11,6 +11,7 @@
 #include "Linux/Media/Editing/Assets.h"
 #include "Linux/Media/MovieFile/MovieRecovery.h"
 #include "Linux/PipeWire/Devices.h"
+#include "Platform/AVCaptureSession.h"
 #include "Support/MediaTime.h"
 #include "Support/Notifications.h"
 
@@ -36,6 +37,8 @@ class SystemServices {
     /// The register of the recordings that are being written.
     media::RecoveryList unfinished;
     pipewire::Devices devices;
+    /// Empty where cameras are not supported.
+    AVCaptureSessionFactory cameraSessions;
     capture::CaptureKit capture;
     media::Assets assets;
     NotificationCenter notifications;

@@ -16,7 +16,7 @@
 namespace lumicrate {
 namespace {
 
-TEST(GeometryTests, RectanglesAreReadFromText) {
+TEST(GeometryTests, RectanglesAndPointsAreReadFromText) {
     for (const Rect& rect : {Rect{10, 20, 640, 480}, Rect{-0.5, 1e-3, 1.25, 1e6}, Rect{}})
         EXPECT_EQ(rectFromString(stringFromRect(rect)), rect) << stringFromRect(rect);
     EXPECT_EQ(stringFromRect({10, 20, 640, 480}), "{{10, 20}, {640, 480}}");
@@ -24,6 +24,10 @@ TEST(GeometryTests, RectanglesAreReadFromText) {
     for (const char* text : {"", "{}", "{{1, 2}, {3}}", "{{1, 2}, {3, 4}", "{{1, 2}, {3, 4}} x",
                              "{{a, 2}, {3, 4}}", "{{nan, 2}, {3, 4}}", "{{inf, 2}, {3, 4}}", "1 2 3 4"})
         EXPECT_FALSE(rectFromString(text)) << text;
+    EXPECT_EQ(stringFromPoint({-0.5, 640}), "{-0.5, 640}");
+    EXPECT_EQ(pointFromString("{-0.5,640}"), (Point{-0.5, 640}));
+    for (const char* text : {"", "1, 2", "{1, 2", "{1, 2} x", "{{1, 2}}", "{inf, 2}"})
+        EXPECT_FALSE(pointFromString(text)) << text;
 }
 
 TEST(GeometryTests, IntersectionAndOutwardRounding) {

@@ -28,6 +28,14 @@ Rect centeredAt(Point center, const Size& size) {
             size.height};
 }
 
+/// The stored place of the centre. A place far from every possible screen is none.
+std::optional<Point> storedCenter(const NSUserDefaults& defaults) {
+    constexpr double farAway = 1e6;
+    const auto center = pointFromString(defaults.stringForKey(centerKey).value_or(""));
+    if (!center || std::hypot(center->x, center->y) > farAway) return std::nullopt;
+    return center;
+}
+
 bool isInside(const Rect& inner, const Rect& outer) {
     return inner.minX() >= outer.minX() && inner.maxX() <= outer.maxX() && inner.minY() >= outer.minY() &&
            inner.maxY() <= outer.maxY();
@@ -143,8 +151,8 @@ void WebcamBubbleController::present(const RecordingOptions& options) {
 /// At the stored place, or else at the lower right of the main screen.
 Rect WebcamBubbleController::initialFrame(const Size& size) const {
     const std::vector<NSScreen> screens = services_.screens.screens();
-    const auto stored = pointFromString(services_.defaults.stringForKey(centerKey).value_or(""));
-    if (stored) return keptOnScreens(centeredAt(*stored, size), screens);
+    if (const auto stored = storedCenter(services_.defaults))
+        return keptOnScreens(centeredAt(*stored, size), screens);
     constexpr double margin = 32;
     const Rect visible = screens.empty() ? Rect() : screens.front().visibleFrame;
     return {visible.maxX() - size.width - margin, visible.minY() + margin, size.width, size.height};
@@ -262,7 +270,7 @@ void WebcamBubbleController::moveCenter(Point center) {
     if (!panel_) return;
     setFrame(centeredAt(center, panel_->frame().size()));
     // Otherwise a place that the user chose in between would return with the next start.
-    if (services_.defaults.stringForKey(centerKey)) panelMoved();
+    if (storedCenter(services_.defaults)) panelMoved();
 }
 
 void WebcamBubbleController::moveBy(double dx, double dy) {

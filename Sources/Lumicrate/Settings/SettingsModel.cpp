@@ -7,6 +7,7 @@
 #include "Support/Text.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstdint>
 
 namespace lumicrate {
@@ -14,8 +15,12 @@ namespace lumicrate {
 namespace {
 
 /// Title and symbol, in the order of SettingsModel::Page.
-constexpr std::array<std::pair<std::string_view, std::string_view>, 4> pageTexts = {
-    {{"General", "gearshape"}, {"Video", "film"}, {"Audio", "waveform"}, {"Shortcuts", "keyboard"}}};
+constexpr std::array<std::pair<std::string_view, std::string_view>, 5> pageTexts = {
+    {{"General", "gearshape"},
+     {"Video", "film"},
+     {"Webcam", "web.camera"},
+     {"Audio", "waveform"},
+     {"Shortcuts", "keyboard"}}};
 
 /// All values of an enumeration in order, with their labels.
 template <class Enumeration, std::size_t count>
@@ -32,6 +37,19 @@ ChoiceSetting enumerated(std::string_view key, std::string_view label, std::stri
 
 SwitchSetting switched(std::string_view key, std::string_view label, std::string_view caption = "") {
     return {std::string(key), localized(label), localized(caption)};
+}
+
+/// The choices, and the stored value if it is another.
+ChoiceSetting::Choices withStored(ChoiceSetting::Choices choices, const DefaultsValue& stored,
+                                  std::string label) {
+    const bool known =
+        std::ranges::find(choices, stored, &ChoiceSetting::Choices::value_type::first) != choices.end();
+    if (!known) choices.emplace_back(stored, std::move(label));
+    return choices;
+}
+
+void publish(Published<ChoiceSetting::Choices>& target, ChoiceSetting::Choices choices) {
+    if (choices != *target) target = std::move(choices);
 }
 
 std::string unavailable(const std::vector<std::string>& shortcuts) {
@@ -52,7 +70,15 @@ SettingsModel::SettingsModel(Services services)
     showMicrophones(*services_.microphones);
     microphoneChanges_ = services_.microphones.observe(
         [this](const std::vector<CaptureDevice>& connected) { showMicrophones(connected); });
-    storeChanges_ = defaults().observe([this] { showMicrophones(*services_.microphones); });
+    showCameras(*services_.cameras);
+    cameraChanges_ = services_.cameras.observe(
+        [this](const std::vector<CaptureDevice>& connected) { showCameras(connected); });
+    showBubbleChoices();
+    storeChanges_ = defaults().observe([this] {
+        showMicrophones(*services_.microphones);
+        showCameras(*services_.cameras);
+        showBubbleChoices();
+    });
     hotKeyChanges_ = services_.unavailableHotKeys.observe(
         [this](const std::vector<std::string>& shortcuts) { unavailableText = unavailable(shortcuts); });
 }
@@ -139,6 +165,52 @@ SwitchSetting SettingsModel::highlightClicks() {
                     "Shows a ring wherever a mouse button is pressed.");
 }
 
+SwitchSetting SettingsModel::webcamEnabled() {
+    return switched(preference::webcamEnabled, "Show the webcam",
+                    "A small camera picture on the screen, which is part of recordings. Drag it to move it.");
+}
+
+ChoiceSetting SettingsModel::camera() const {
+    return {std::string(preference::webcamID), localized("Camera"),
+            localized("When it is not connected, the default camera is used instead."), *cameras,
+            std::string()};
+}
+
+ChoiceSetting SettingsModel::webcamShape() {
+    return enumerated(preference::webcamShape, "Shape", "",
+                      std::array<std::string_view, 3>{"Circle", "Rounded", "Rectangle"},
+                      RecordingOptions().webcamShape);
+}
+
+ChoiceSetting SettingsModel::webcamWidth() const {
+    return {std::string(preference::webcamWidth), localized("Size"),
+            localized("For other sizes, drag the picture’s handle."), *webcamWidths,
+            RecordingOptions().webcamWidth};
+}
+
+ChoiceSetting SettingsModel::webcamBorder() {
+    return enumerated(preference::webcamBorder, "Border", "",
+                      std::array<std::string_view, 4>{"None", "Thin", "Medium", "Thick"},
+                      RecordingOptions().webcamBorder);
+}
+
+ChoiceSetting SettingsModel::webcamBorderColor() const {
+    return {std::string(preference::webcamBorderColor),
+            localized("Border color"),
+            {},
+            *webcamBorderColors,
+            RecordingOptions().webcamBorderColor};
+}
+
+SwitchSetting SettingsModel::webcamMirror() {
+    return switched(preference::webcamMirror, "Mirror the picture");
+}
+
+SwitchSetting SettingsModel::webcamMicLevel() {
+    return switched(preference::webcamMicLevel, "Show the microphone’s level",
+                    "In the webcam’s picture and in the main window, while recording.");
+}
+
 SwitchSetting SettingsModel::captureSystemAudio() {
     return switched(preference::captureSystemAudio, "Record system audio",
                     "All sound played by other programs.");
@@ -159,19 +231,42 @@ ChoiceSetting SettingsModel::microphone() const {
             std::string()};
 }
 
-ChoiceSetting::Choices SettingsModel::microphoneChoices(const std::vector<CaptureDevice>& connected) const {
-    ChoiceSetting::Choices choices = {{std::string(), localized("System default")}};
+ChoiceSetting::Choices SettingsModel::deviceChoices(const std::vector<CaptureDevice>& connected,
+                                                    std::string_view key, std::string_view isDefault,
+                                                    std::string_view isMissing) const {
+    ChoiceSetting::Choices choices = {{std::string(), localized(isDefault)}};
     for (const CaptureDevice& each : connected)
         choices.emplace_back(each.id, each.name);
-    const std::string chosen = defaults().stringForKey(preference::microphoneID).value_or("");
+    const std::string chosen = defaults().stringForKey(key).value_or("");
     if (!chosen.empty() && std::ranges::find(connected, chosen, &CaptureDevice::id) == connected.end())
-        choices.emplace_back(chosen, localized("A microphone that is not connected"));
+        choices.emplace_back(chosen, localized(isMissing));
     return choices;
 }
 
 void SettingsModel::showMicrophones(const std::vector<CaptureDevice>& connected) {
-    auto choices = microphoneChoices(connected);
-    if (choices != *microphones) microphones = std::move(choices);
+    publish(microphones, deviceChoices(connected, preference::microphoneID, "System default",
+                                       "A microphone that is not connected"));
+}
+
+void SettingsModel::showCameras(const std::vector<CaptureDevice>& connected) {
+    publish(cameras, deviceChoices(connected, preference::webcamID, "Default camera",
+                                   "A camera that is not connected"));
+}
+
+void SettingsModel::showBubbleChoices() {
+    const double width = defaults().doubleForKey(preference::webcamWidth);
+    publish(
+        webcamWidths,
+        withStored({{140.0, localized("Small")}, {200.0, localized("Medium")}, {280.0, localized("Large")}},
+                   width, std::to_string(std::lround(width)) + localized(" points")));
+    const std::string color = defaults().stringForKey(preference::webcamBorderColor).value_or("");
+    publish(webcamBorderColors, withStored({{std::string("#FFFFFF"), localized("White")},
+                                            {std::string("#000000"), localized("Black")},
+                                            {std::string("#FF3B30"), localized("Red")},
+                                            {std::string("#FFCC00"), localized("Yellow")},
+                                            {std::string("#30D158"), localized("Green")},
+                                            {std::string("#007AFF"), localized("Blue")}},
+                                           color, color));
 }
 
 std::string SettingsModel::shortcutLegend() {

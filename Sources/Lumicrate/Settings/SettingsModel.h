@@ -36,14 +36,16 @@ struct ChoiceSetting {
 /// Describes the settings; the controls read and write their values in the preferences. Main thread only.
 class SettingsModel {
  public:
-    enum class Page { general, video, audio, shortcuts };
-    static constexpr std::array pages = {Page::general, Page::video, Page::audio, Page::shortcuts};
+    enum class Page { general, video, webcam, audio, shortcuts };
+    static constexpr std::array pages = {Page::general, Page::video, Page::webcam, Page::audio,
+                                         Page::shortcuts};
 
     /// All references must outlive the model.
     struct Services {
         ShortcutField::Services shortcuts;
         SMAppService& loginService;
         const Published<std::vector<CaptureDevice>>& microphones;
+        const Published<std::vector<CaptureDevice>>& cameras;
         const Published<std::vector<std::string>>& unavailableHotKeys;
         std::filesystem::path recordingsFolder, home;
         std::function<void()> openRecordingsFolder;  ///< may throw PlatformError
@@ -76,6 +78,22 @@ class SettingsModel {
     static SwitchSetting showCursor();
     static SwitchSetting highlightClicks();
 
+    // Webcam
+    static SwitchSetting webcamEnabled();
+    /// The connected cameras, and the chosen one even if it is not connected.
+    Published<ChoiceSetting::Choices> cameras;
+    ChoiceSetting camera() const;
+    static ChoiceSetting webcamShape();
+    /// The usual widths, and the present one if it is another.
+    Published<ChoiceSetting::Choices> webcamWidths;
+    ChoiceSetting webcamWidth() const;
+    static ChoiceSetting webcamBorder();
+    /// The usual colours, and the present one if it is another.
+    Published<ChoiceSetting::Choices> webcamBorderColors;
+    ChoiceSetting webcamBorderColor() const;
+    static SwitchSetting webcamMirror();
+    static SwitchSetting webcamMicLevel();
+
     // Audio
     static SwitchSetting captureSystemAudio();
     static SwitchSetting captureMicrophone();
@@ -91,11 +109,16 @@ class SettingsModel {
     Published<std::string> unavailableText;
 
  private:
-    ChoiceSetting::Choices microphoneChoices(const std::vector<CaptureDevice>& connected) const;
+    /// `isDefault`, `isMissing`: labels of the default device, and of a chosen one that is not connected.
+    ChoiceSetting::Choices deviceChoices(const std::vector<CaptureDevice>& connected, std::string_view key,
+                                         std::string_view isDefault, std::string_view isMissing) const;
     void showMicrophones(const std::vector<CaptureDevice>& connected);
+    void showCameras(const std::vector<CaptureDevice>& connected);
+    void showBubbleChoices();
 
     Services services_;
     Subscription microphoneChanges_;
+    Subscription cameraChanges_;
     Subscription storeChanges_;
     Subscription hotKeyChanges_;
 };

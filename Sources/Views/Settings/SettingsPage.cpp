@@ -48,6 +48,9 @@ SettingsPage::SettingsPage(SettingsModel& model, SettingsModel::Page page) : mod
         case SettingsModel::Page::video:
             addVideo();
             break;
+        case SettingsModel::Page::webcam:
+            addWebcam();
+            break;
         case SettingsModel::Page::audio:
             addAudio();
             break;
@@ -83,19 +86,32 @@ void SettingsPage::addVideo() {
 }
 
 void SettingsPage::addAudio() {
-    auto* box = new QComboBox;
-    FormRow* row = choiceRow(model_.microphone(), model_.defaults(), *box);
-    addSwitches({SettingsModel::captureSystemAudio(), SettingsModel::captureMicrophone()}).addRow(row);
-    changes_ = model_.microphones.observe([this, row, box](const auto& choices) {
-        ChoiceSetting setting = model_.microphone();
-        setting.choices = choices;
-        // Queued: the change may come from the box itself.
-        const auto bind = [this, row, box, setting] {
-            bindRowChoices(*row, *box, setting, model_.defaults());
-        };
-        QMetaObject::invokeMethod(box, bind, Qt::QueuedConnection);
-    });
+    addSwitches({SettingsModel::captureSystemAudio(), SettingsModel::captureMicrophone()})
+        .addRow(changingRow(model_.microphone(), model_.microphones));
     addSwitches({SettingsModel::mixAudio()});
+}
+
+void SettingsPage::addWebcam() {
+    addSwitches({SettingsModel::webcamEnabled()}).addRow(changingRow(model_.camera(), model_.cameras));
+    Card& look = addCard();
+    look.addRow(choiceRow(SettingsModel::webcamShape(), model_.defaults(), *new QComboBox));
+    look.addRow(changingRow(model_.webcamWidth(), model_.webcamWidths));
+    look.addRow(choiceRow(SettingsModel::webcamBorder(), model_.defaults(), *new QComboBox));
+    look.addRow(changingRow(model_.webcamBorderColor(), model_.webcamBorderColors));
+    addSwitches({SettingsModel::webcamMirror(), SettingsModel::webcamMicLevel()});
+}
+
+FormRow* SettingsPage::changingRow(ChoiceSetting setting, const Published<ChoiceSetting::Choices>& choices) {
+    auto* box = new QComboBox;
+    FormRow* row = choiceRow(setting, model_.defaults(), *box);
+    row->keep(choices.observe([this, row, box, setting](const auto& changed) {
+        ChoiceSetting next = setting;
+        next.choices = changed;
+        // Queued: the change may come from the box itself.
+        const auto bind = [this, row, box, next] { bindRowChoices(*row, *box, next, model_.defaults()); };
+        QMetaObject::invokeMethod(box, bind, Qt::QueuedConnection);
+    }));
+    return row;
 }
 
 void SettingsPage::addShortcuts() {

@@ -12,6 +12,7 @@ class QVBoxLayout;
 namespace lumicrate::views {
 
 class Card;
+class FormRow;
 
 class SettingsPage final : public QScrollArea {
  public:
@@ -23,11 +24,14 @@ class SettingsPage final : public QScrollArea {
  private:
     void addGeneral();
     void addVideo();
+    void addWebcam();
     void addAudio();
     void addShortcuts();
 
     void add(QWidget* widget);
     Card& addCard();
+    /// A row with a menu whose choices change. `choices` must outlive the page.
+    FormRow* changingRow(ChoiceSetting setting, const Published<ChoiceSetting::Choices>& choices);
     /// Adds a card with one row for each setting.
     Card& addSwitches(std::initializer_list<SwitchSetting> settings);
 

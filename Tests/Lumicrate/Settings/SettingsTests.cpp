@@ -169,7 +169,7 @@ class SettingsTests : public testing::Test {
     HotKeyCenter center{hotKeys};
     FakeKeyMonitoring keys;
     FakeLoginService login;
-    Published<std::vector<CaptureDevice>> microphones;
+    Published<std::vector<CaptureDevice>> microphones, cameras;
     Published<std::vector<std::string>> unavailable;
     int registrations = 0;
     int beeps = 0;
@@ -177,6 +177,7 @@ class SettingsTests : public testing::Test {
         SettingsModel::Services{{defaults, center, keys, [this] { registerAll(); }, [this] { ++beeps; }},
                                 login,
                                 microphones,
+                                cameras,
                                 unavailable,
                                 "/home/me/Videos/Lumicrate",
                                 "/home/me",
@@ -253,6 +254,21 @@ TEST_F(SettingsTests, RestoresTheDefaultUnlessItIsInUse) {
     EXPECT_EQ(toggle.content->label, "⌥⌘R");
     EXPECT_EQ(toggle.content->message, "");
     EXPECT_FALSE(toggle.content->canRestore);
+}
+
+TEST_F(SettingsTests, WebcamMenusOfferTheStoredValues) {
+    RecordingOptions::registerDefaults(defaults);
+    defaults.set("webcamID", "usb"s);
+    defaults.set("webcamWidth", 261.0);
+    defaults.set("webcamBorderColor", "#123456"s);
+    EXPECT_EQ(model->cameras->back(), std::pair(DefaultsValue("usb"s), "A camera that is not connected"s));
+    cameras = std::vector<CaptureDevice>{{"usb", "Desk"}};
+    EXPECT_THAT(*model->cameras,
+                ElementsAre(Pair(DefaultsValue(""s), "Default camera"), Pair(DefaultsValue("usb"s), "Desk")));
+    EXPECT_EQ(model->webcamWidths->back(), std::pair(DefaultsValue(261.0), "261 points"s));
+    EXPECT_EQ(model->webcamBorderColors->back(), std::pair(DefaultsValue("#123456"s), "#123456"s));
+    defaults.set("webcamWidth", 280.0);
+    EXPECT_EQ(model->webcamWidths->size(), 3U);
 }
 
 TEST_F(SettingsTests, OnlyOneFieldListens) {

@@ -78,6 +78,7 @@ class SettingsWindowTests : public testing::Test {
                  [this] { bindShortcuts(center, defaults, [](ShortcutAction) {}); }, [this] { ++beeps; }},
                 login,
                 microphones,
+                cameras,
                 unavailable,
                 "/home/me/Videos/Lumicrate",
                 "/home/me",
@@ -95,7 +96,7 @@ class SettingsWindowTests : public testing::Test {
     views::KeyMonitor monitor{{[this](std::uint32_t key) { return keyboard.keysymOf(key); },
                                [this](std::uint32_t key) { return keyboard.virtualKeyCodeOf(key); }}};
     FakeLoginService login;
-    Published<std::vector<CaptureDevice>> microphones;
+    Published<std::vector<CaptureDevice>> microphones, cameras;
     Published<std::vector<std::string>> unavailable;
     int beeps = 0;
     std::optional<SingleWindow> windows{std::in_place};
