@@ -165,7 +165,9 @@ const QImage& WebcamBubbleView::preparedPicture() {
     if (prepared_.size() == target) return prepared_;
     const QImage whole(picture_.pixels.get(), picture_.width, picture_.height,
                        static_cast<qsizetype>(picture_.bytesPerRow), QImage::Format_RGB32);
-    prepared_ = whole.copy(coveringPart(whole.size(), target));
+    // The unused byte of a pixel can have any value; after the conversion it is opaque alpha.
+    prepared_ =
+        whole.copy(coveringPart(whole.size(), target)).convertToFormat(QImage::Format_ARGB32_Premultiplied);
     if (prepared_.size() != target)
         prepared_ = prepared_.scaled(target, Qt::IgnoreAspectRatio, Qt::SmoothTransformation);
     if (appearance_.mirrored) prepared_ = std::move(prepared_).mirrored(true, false);

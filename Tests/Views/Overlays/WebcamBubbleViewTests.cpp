@@ -169,9 +169,9 @@ TEST_P(WebcamBubblePixelTests, MenuHidesIt) {
     auto* const menu = qobject_cast<QMenu*>(QApplication::activePopupWidget());
     ASSERT_NE(menu, nullptr);
     const Point place{frame().midX() - 25, frame().midY() + 15};
-    clickOn(*menu);
-    menu->setActiveAction(menu->actions().back());
-    xdotool({"key", "Return"});
+    const Point middle = middleOf(*menu);
+    const QPoint hide = menu->actionGeometry(menu->actions().back()).center() - menu->rect().center();
+    clickAt(middle.x, middle.y - hide.y());
     EXPECT_TRUE(runUntil([&] {
         executor.drain();
         return !bubble.windowNumber();
