@@ -22,7 +22,7 @@ namespace lumicrate::views {
 namespace {
 
 constexpr double handleLine = 1;
-constexpr double shadowDepth = 2;
+constexpr double shadowRadius = 2;
 constexpr QSizeF labelSize(64, 20);
 constexpr double labelCorner = 5;
 constexpr int labelTextSize = 12;
@@ -226,11 +226,13 @@ void WebcamBubbleView::paintHandle(QPainter& painter) const {
     const QRectF disc = handleDisc();
     constexpr double line = handleLine / 2;
     if (isComposited()) {
-        constexpr int layers = 4;
+        // Faint discs that add up to a soft edge: dense near the handle and sparse further out.
+        constexpr int layers = 10;
         constexpr double shadowOpacity = 0.4;
         painter.setBrush(overlay::black(shadowOpacity / layers));
         for (int layer = 1; layer <= layers; ++layer) {
-            const double depth = 2 * shadowDepth * layer / layers;
+            const double part = double(layer) / layers;
+            const double depth = 2 * shadowRadius * part * part;
             painter.drawEllipse(disc.adjusted(-depth, -depth, depth, depth));
         }
     } else {
