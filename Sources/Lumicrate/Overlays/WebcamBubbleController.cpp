@@ -142,7 +142,9 @@ void WebcamBubbleController::present(const RecordingOptions& options) {
     } else if (size != panel_->frame().size() && model_.drag() != WebcamBubbleModel::Drag::resize) {
         setFrame(keptOnScreens(centeredAt(centerOf(panel_->frame()), size), services_.screens.screens()));
     }
-    if (!std::exchange(visible_, true)) panel_->orderFrontRegardless();
+    visible_ = true;
+    // Also when it is visible: other windows may have been raised above it.
+    panel_->orderFrontRegardless();
     const bool runs = session_ && (options.webcamID == deviceID_ || options.webcamID == session_->deviceID());
     if (!runs) startSession(options.webcamID);
     updatePreviewSize();

@@ -24,7 +24,7 @@ inline const std::exception_ptr diskFull = failure("The disk is full.");
 inline const std::exception_ptr displayLost =
     std::make_exception_ptr(SCStreamError("The display is gone.", -3815));
 
-/// The webcam bubble, which has no implementation yet.
+/// A webcam bubble without camera and panel.
 struct FakeWebcam final : public WebcamBubbleShowing {
     void showPanel(RecordingOptions) override { shown = true; }
     void apply() override { shown = false; }
