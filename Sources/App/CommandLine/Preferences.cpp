@@ -45,7 +45,7 @@ std::vector<Preference> makePreferences() {
         {preference::areaRect, Kind::area},
         {preference::webcamEnabled, Kind::toggle},
         {preference::webcamID, Kind::text},
-        {preference::webcamWidth, Kind::number, {}, 100, 480},
+        {preference::webcamWidth, Kind::number, {}, minWebcamWidth, maxWebcamWidth},
         {preference::webcamShape, Kind::choice, rawValues<WebcamShape>()},
         {preference::webcamBorder, Kind::choice, rawValues<WebcamBorder>()},
         {preference::webcamBorderColor, Kind::text},
