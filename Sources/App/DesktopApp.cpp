@@ -104,7 +104,7 @@ class DesktopApp {
     void didFinishLaunching(bool inBackground, const std::optional<std::filesystem::path>& opened) {
         services_.recorder.followSources();
         services_.recorder.followDevices();
-        if (session_.webcam) session_.webcam->apply();
+        session_.webcam.apply();
         library_.reload();
         std::string recovered;
         for (const std::string& sentence : recoverInterruptedRecordings())

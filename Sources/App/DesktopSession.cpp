@@ -32,15 +32,12 @@ DesktopSession::DesktopSession(SystemServices& system)
       contents_([this](const QKeyEvent& event) { return keyMonitor.translated(event); }),
       controlBar(screens, system.defaults, contents_),
       areaSelector({system.executor, system.capture, pictures, system.process, screens, system.defaults,
-                    contents_, bool(system.cameraSessions)}),
+                    contents_, true}),
       screenChooser_(system.executor, screens, pictures, keyMonitor, contents_),
       countdown_(system.executor, screens, system.defaults, contents_),
       clickHighlighter_(system.executor, screens, buttons, contents_),
-      areaFrame_(contents_) {
-    if (!system.cameraSessions) return;
-    webcam.emplace(WebcamBubbleController::Services{system.executor, system.defaults, screens, system.devices,
-                                                    system.cameraSessions, contents_});
-}
+      areaFrame_(contents_),
+      webcam({system.executor, system.defaults, screens, system.devices, system.cameraSessions, contents_}) {}
 
 DesktopServices DesktopSession::services() {
     RecorderOverlays overlays;
@@ -50,7 +47,7 @@ DesktopServices DesktopSession::services() {
     overlays.controlBar = &controlBar;
     overlays.clickHighlighter = &clickHighlighter_;
     overlays.areaFrame = &areaFrame_;
-    if (webcam) overlays.webcam = &*webcam;
+    overlays.webcam = &webcam;
     return {screens, keys, overlays};
 }
 

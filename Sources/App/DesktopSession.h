@@ -19,8 +19,6 @@
 #include "Views/Desktop/Screens.h"
 #include "Views/Overlays/PanelContents.h"
 
-#include <optional>
-
 namespace lumicrate::app {
 
 /// Needs a QApplication on an X server. Members are in the order of their dependencies. Main thread.
@@ -45,14 +43,15 @@ class DesktopSession {
  public:
     ControlBarController controlBar;
     AreaSelector areaSelector;
-    /// None where cameras are not supported.
-    std::optional<WebcamBubbleController> webcam;
 
  private:
     ScreenChooser screenChooser_;
     CountdownController countdown_;
     ClickHighlighter clickHighlighter_;
     AreaFrame areaFrame_;
+
+ public:
+    WebcamBubbleController webcam;
 };
 
 }  // namespace lumicrate::app

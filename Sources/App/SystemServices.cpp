@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "App/SystemServices.h"
 
+#include "Linux/Capture/CameraSession.h"
 #include "Linux/Desktop/FolderWatch.h"
 #include "Linux/Media/MovieFile/MovieRecovery.h"
+#include "Lumicrate/Capture/CameraFormats.h"
 #include "Lumicrate/Recording/RecordingOptions.h"
 #include "Support/Error.h"
 #include "Support/Log.h"
@@ -20,7 +22,9 @@ media::RecoveryList unfinishedMovies() {
 
 }  // namespace
 
-SystemServices::SystemServices() : unfinished(unfinishedMovies()) {
+SystemServices::SystemServices()
+    : unfinished(unfinishedMovies()),
+      cameraSessions(capture::makeCameraSessionFactory(executor, chooseCameraFormat)) {
     RecordingOptions::registerDefaults(defaults);
 }
 

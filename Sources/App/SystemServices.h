@@ -37,7 +37,6 @@ class SystemServices {
     /// The register of the recordings that are being written.
     media::RecoveryList unfinished;
     pipewire::Devices devices;
-    /// Empty where cameras are not supported.
     AVCaptureSessionFactory cameraSessions;
     capture::CaptureKit capture;
     media::Assets assets;

@@ -3,23 +3,14 @@
 #pragma once
 
 #include "Platform/CMSampleBuffer.h"
+#include "Platform/RenderedPicture.h"
 #include "Support/Geometry.h"
 
-#include <cstddef>
-#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
 
 namespace lumicrate {
-
-/// A camera picture for the screen: 32 bits per pixel in the order blue, green, red, unused; top row first.
-struct CameraPicture {
-    int width = 0;
-    int height = 0;
-    std::size_t bytesPerRow = 0;
-    std::shared_ptr<const std::uint8_t> pixels;
-};
 
 /// One session delivers the pictures of one camera, for a preview and optionally for a movie. The camera is
 /// opened by startRunning() and released by stopRunning(). Main thread, except where noted.
@@ -53,7 +44,7 @@ class AVCaptureSession {
     /// fits, the other may be larger. 0 × 0: none are made.
     virtual void setPreviewSize(PixelSize size) = 0;
     /// The latest picture; without pixels before the first one. Not mirrored.
-    virtual CameraPicture preview() const = 0;
+    virtual RenderedPicture preview() const = 0;
     /// `changed` is called on the main thread when preview() has changed.
     virtual void setOnPreview(std::function<void()> changed) = 0;
 

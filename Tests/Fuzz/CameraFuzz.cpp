@@ -42,7 +42,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     for (const PixelSize cover : {PixelSize{16, 16}, PixelSize{300, 40}}) {
         const AVFrame* picture = decoder.decode(frame, media::reductionFor(frame, cover));
         if (!picture) continue;
-        const CameraPicture preview = converter.preview(frame, *picture, cover);
+        const RenderedPicture preview = converter.preview(frame, *picture, cover);
         fuzz::check(!preview.pixels || (preview.width >= cover.width && preview.height >= cover.height),
                     "a preview covers the wanted size");
     }

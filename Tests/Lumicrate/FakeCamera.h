@@ -11,7 +11,7 @@
 namespace lumicrate::test {
 
 /// A picture in one colour, 0xRRGGBB.
-inline CameraPicture plainPicture(PixelSize size, std::uint32_t rgb) {
+inline RenderedPicture plainPicture(PixelSize size, std::uint32_t rgb) {
     const auto pixels =
         std::make_shared<std::vector<std::uint32_t>>(std::size_t(size.width) * std::size_t(size.height), rgb);
     return {size.width,
@@ -27,12 +27,12 @@ struct FakeCameraRecord {
     std::function<void()> changed;
     std::function<void(bool)> connectionChanged;
     PixelSize previewSize;
-    CameraPicture picture;
+    RenderedPicture picture;
     std::string deviceID;
     bool running = false;
     bool alive = true;
 
-    void show(CameraPicture next) {
+    void show(RenderedPicture next) {
         picture = std::move(next);
         changed();
     }
@@ -53,7 +53,7 @@ class FakeCameraSession final : public AVCaptureSession {
     std::string deviceID() const override { return record_->running ? record_->deviceID : std::string(); }
     PixelSize pictureSize() const override { return {record_->picture.width, record_->picture.height}; }
     void setPreviewSize(PixelSize size) override { record_->previewSize = size; }
-    CameraPicture preview() const override { return record_->picture; }
+    RenderedPicture preview() const override { return record_->picture; }
     void setOnPreview(std::function<void()> changed) override { record_->changed = std::move(changed); }
     void setOnFrame(std::function<void(const CMSampleBuffer&)>, bool) override {}
     void setOnConnectionChange(std::function<void(bool)> changed) override {

@@ -16,7 +16,7 @@ namespace lumicrate::capture {
 /// The newest preview, so that a busy main thread skips pictures.
 struct CameraSession::Latest {
     std::mutex mutex;
-    CameraPicture picture;
+    RenderedPicture picture;
     bool isPosted = false;
 };
 
@@ -31,7 +31,7 @@ class CameraSession::Run {
           token_(session.token_),
           executor_(session.executor_),
           source_(request, session.choose_, sourceHandlers()),
-          worker_({[this](const CameraPicture& picture) { showPicture(picture); },
+          worker_({[this](const RenderedPicture& picture) { showPicture(picture); },
                    [this](std::chrono::nanoseconds time, PixelSize size) { notePicture(time, size); }}) {}
     /// May take some seconds when the server does not answer.
     ~Run() { source_.stop(); }
@@ -62,7 +62,7 @@ class CameraSession::Run {
     }
 
     /// On the worker's thread.
-    void showPicture(const CameraPicture& picture) {
+    void showPicture(const RenderedPicture& picture) {
         {
             const std::lock_guard lock(latest_->mutex);
             latest_->picture = picture;

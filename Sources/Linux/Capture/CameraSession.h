@@ -31,7 +31,7 @@ class CameraSession final : public AVCaptureSession {
     std::string deviceID() const override { return deviceID_; }
     PixelSize pictureSize() const override { return pictureSize_; }
     void setPreviewSize(PixelSize size) override;
-    CameraPicture preview() const override { return preview_; }
+    RenderedPicture preview() const override { return preview_; }
     void setOnPreview(std::function<void()> changed) override { previewChanged_ = std::move(changed); }
     void setOnFrame(std::function<void(const CMSampleBuffer&)> sink, bool mirrored) override;
     void setOnConnectionChange(std::function<void(bool isConnected)> changed) override {
@@ -58,7 +58,7 @@ class CameraSession final : public AVCaptureSession {
     std::string deviceID_;
     PixelSize pictureSize_;
     PixelSize previewSize_;
-    CameraPicture preview_;
+    RenderedPicture preview_;
     std::function<void(const CMSampleBuffer&)> sink_;
     bool isMirrored_ = false;
     std::function<void()> previewChanged_;

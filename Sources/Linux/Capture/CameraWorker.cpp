@@ -73,7 +73,7 @@ void CameraWorker::process(const Wanted& wanted) {
     }
     if (wanted.forSink) feedSink(*picture, wanted);
     if (forPreview) {
-        const CameraPicture preview = converter_.preview(frame_, *picture, wanted.previewSize);
+        const RenderedPicture preview = converter_.preview(frame_, *picture, wanted.previewSize);
         if (!preview.pixels) return;
         handlers_.onPreview(preview);
     }

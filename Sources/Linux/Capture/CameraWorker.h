@@ -25,7 +25,7 @@ class CameraWorker {
     using FrameSink = std::function<void(const CMSampleBuffer&)>;
     /// Called on the worker's thread.
     struct Handlers {
-        std::function<void(const CameraPicture&)> onPreview;
+        std::function<void(const RenderedPicture&)> onPreview;
         /// After each frame with a picture: its time, and the size as presented.
         std::function<void(std::chrono::nanoseconds time, PixelSize size)> onPicture;
     };

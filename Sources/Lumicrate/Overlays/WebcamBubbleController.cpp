@@ -194,7 +194,7 @@ void WebcamBubbleController::startSession(const std::string& deviceID) {
         model_.setDisconnected(false);
     });
     session_->setOnConnectionChange([this](bool isConnected) {
-        if (!isConnected) model_.picture = CameraPicture();
+        if (!isConnected) model_.picture = RenderedPicture();
         model_.setDisconnected(!isConnected);
     });
     updatePreviewSize();
@@ -234,7 +234,7 @@ void WebcamBubbleController::stopSession() {
     session_.reset();
     deviceID_.clear();
     previewSize_ = {};
-    model_.picture = CameraPicture();
+    model_.picture = RenderedPicture();
     model_.setDisconnected(false);
 }
 

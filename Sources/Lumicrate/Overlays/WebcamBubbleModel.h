@@ -62,7 +62,7 @@ class WebcamBubbleModel {
 
     Published<WebcamBubbleAppearance> appearance;
     /// Without pixels while there is none: a placeholder is shown.
-    Published<CameraPicture> picture;
+    Published<RenderedPicture> picture;
 
     /// Takes shape, border and mirroring from the options.
     void applyOptions(const RecordingOptions& options);

@@ -58,7 +58,7 @@ WebcamBubbleView::WebcamBubbleView(WebcamBubbleModel& model)
     : model_(model), appearance_(*model.appearance), picture_(*model.picture) {
     setAccessibleName(localizedText("Webcam"));
     setMouseTracking(true);
-    pictures_ = model.picture.observe([this](const CameraPicture& picture) {
+    pictures_ = model.picture.observe([this](const RenderedPicture& picture) {
         picture_ = picture;
         prepared_ = QImage();
         update();

@@ -47,7 +47,7 @@ class WebcamBubbleView final : public OverlayWidget {
 
     WebcamBubbleModel& model_;
     WebcamBubbleAppearance appearance_;
-    CameraPicture picture_;
+    RenderedPicture picture_;
     /// The visible part of the picture in the pixels of the screen; null if it has to be made.
     QImage prepared_;
     Subscription pictures_;

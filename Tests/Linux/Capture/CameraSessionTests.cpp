@@ -33,7 +33,7 @@ using testing::IsEmpty;
 using Fault = VirtualCamera::Options::Fault;
 using Outcome = AVCaptureSession::Outcome;
 
-Rgb previewPixel(const CameraPicture& picture, int x, int y) {
+Rgb previewPixel(const RenderedPicture& picture, int x, int y) {
     const std::uint8_t* at = picture.pixels.get() + static_cast<std::size_t>(y) * picture.bytesPerRow +
                              4 * static_cast<std::size_t>(x);
     return {at[2], at[1], at[0]};
@@ -90,7 +90,7 @@ class Viewer {
         session->setOnFrame({}, false);
         return all;
     }
-    CameraPicture nextPreview() {
+    RenderedPicture nextPreview() {
         bool changed = false;
         session->setOnPreview([&] { changed = true; });
         EXPECT_TRUE(loop_.await([&] { return changed; }));
@@ -142,7 +142,7 @@ TEST_F(CameraSessionTests, FramesAndPreviewsHaveTheCamerasColorsNumbersAndTimes)
         EXPECT_EQ(viewer.session->deviceID(), "camera");
         EXPECT_EQ(viewer.session->pictureSize(), (PixelSize{format.width, format.height}));
 
-        const CameraPicture preview = viewer.nextPreview();
+        const RenderedPicture preview = viewer.nextPreview();
         EXPECT_EQ(preview.width, format.height == 480 ? 320 : 356);
         EXPECT_EQ(preview.height, format.height == 480 ? 240 : 200);
         expectColors(

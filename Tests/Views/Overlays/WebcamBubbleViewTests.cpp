@@ -16,7 +16,7 @@ constexpr Rgb right{40, 60, 160};
 constexpr Rgb border{0, 255, 0};
 
 /// The left half in one colour, the right half in another.
-CameraPicture halves(PixelSize size) {
+RenderedPicture halves(PixelSize size) {
     const auto pixels =
         std::make_shared<std::vector<std::uint32_t>>(std::size_t(size.width) * std::size_t(size.height));
     for (std::size_t i = 0; i < pixels->size(); ++i) {

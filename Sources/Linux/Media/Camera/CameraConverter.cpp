@@ -158,11 +158,11 @@ int reductionFor(const CameraFrame& frame, PixelSize cover) {
     return reduction == 1 ? 0 : reduction;
 }
 
-CameraPicture CameraConverter::preview(const CameraFrame& frame, const AVFrame& picture, PixelSize cover) {
+RenderedPicture CameraConverter::preview(const CameraFrame& frame, const AVFrame& picture, PixelSize cover) {
     const PixelSize size = covering(uprightSize(frame), cover);
     const int stride = aligned(size.width * 4);
     const RecycledMemory::Block memory = previewMemory_.take(bytesIn(stride, size.height));
-    const CameraPicture result{size.width, size.height, static_cast<std::size_t>(stride), memory};
+    const RenderedPicture result{size.width, size.height, static_cast<std::size_t>(stride), memory};
     const Orientation orientation = orientationOf(frame, false);
     if (orientation == Orientation()) {
         AVFrame target{};
@@ -171,7 +171,8 @@ CameraPicture CameraConverter::preview(const CameraFrame& frame, const AVFrame& 
         target.height = size.height;
         target.data[0] = memory.get();
         target.linesize[0] = stride;
-        return previewScaler_.scale(picture, reducedPart(frame, picture), target) ? result : CameraPicture();
+        return previewScaler_.scale(picture, reducedPart(frame, picture), target) ? result
+                                                                                  : RenderedPicture();
     }
     const auto [width, height] =
         orientation.swapsAxes ? PixelSize{size.height, size.width} : PixelSize{size.width, size.height};

@@ -3,11 +3,11 @@
 #pragma once
 
 #include "Linux/Media/Camera/CameraScaler.h"
-#include "Linux/Media/Camera/RecycledMemory.h"
 #include "Linux/Media/Libav.h"
 #include "Platform/AVCaptureSession.h"
 #include "Platform/CMSampleBuffer.h"
 #include "Platform/CameraFrame.h"
+#include "Support/RecycledMemory.h"
 
 #include <memory>
 
@@ -25,7 +25,7 @@ int reductionFor(const CameraFrame& frame, PixelSize cover);
 class CameraConverter {
  public:
     /// For the screen. The picture may be reduced. `cover` is not empty.
-    CameraPicture preview(const CameraFrame& frame, const AVFrame& picture, PixelSize cover);
+    RenderedPicture preview(const CameraFrame& frame, const AVFrame& picture, PixelSize cover);
     /// For a movie, in full size.
     std::shared_ptr<const CVPixelBuffer> pixelBuffer(const CameraFrame& frame, const AVFrame& picture,
                                                      bool isMirrored);

@@ -57,7 +57,7 @@ std::string quartersOf(int width, int height, const std::function<Rgb(int x, int
     return names;
 }
 
-std::string quartersOf(const CameraPicture& picture) {
+std::string quartersOf(const RenderedPicture& picture) {
     return quartersOf(picture.width, picture.height, [&](int x, int y) {
         const std::uint8_t* pixel = picture.pixels.get() + static_cast<std::size_t>(y) * picture.bytesPerRow +
                                     4 * static_cast<std::size_t>(x);
@@ -91,7 +91,7 @@ TEST(CameraConverterTests, TurnsAndFlipsAreUndoneAndMoviesMayBeMirrored) {
         EXPECT_EQ(uprightSize(frame), upright);
         const AVFrame* picture = decoder.decode(frame, 0);
         ASSERT_NE(picture, nullptr);
-        const CameraPicture preview = converter.preview(frame, *picture, {48, 48});
+        const RenderedPicture preview = converter.preview(frame, *picture, {48, 48});
         EXPECT_EQ(std::pair(preview.width, preview.height), isTurned ? std::pair(48, 72) : std::pair(72, 48));
         EXPECT_EQ(quartersOf(preview), "ABCD");
         EXPECT_EQ(quartersOf(*converter.pixelBuffer(frame, *picture, false)), "ABCD");
