@@ -26,6 +26,8 @@ struct FakeCameraRecord {
     std::function<void(AVCaptureSession::Outcome)> started;
     std::function<void()> changed;
     std::function<void(bool)> connectionChanged;
+    std::function<void(const CMSampleBuffer&)> sink;
+    bool mirrored = false;
     PixelSize previewSize;
     RenderedPicture picture;
     std::string deviceID;
@@ -34,7 +36,18 @@ struct FakeCameraRecord {
 
     void show(RenderedPicture next) {
         picture = std::move(next);
-        changed();
+        if (changed) changed();
+    }
+    /// Delivers a frame in the size of the picture. No effect without a sink.
+    void deliver(CMTime time) const {
+        if (!sink) return;
+        auto pixels = std::make_shared<CVPixelBuffer>();
+        pixels->width = picture.width;
+        pixels->height = picture.height;
+        CMSampleBuffer sample;
+        sample.timing.presentationTimeStamp = time;
+        sample.imageBuffer = std::move(pixels);
+        sink(sample);
     }
 };
 
@@ -55,7 +68,10 @@ class FakeCameraSession final : public AVCaptureSession {
     void setPreviewSize(PixelSize size) override { record_->previewSize = size; }
     RenderedPicture preview() const override { return record_->picture; }
     void setOnPreview(std::function<void()> changed) override { record_->changed = std::move(changed); }
-    void setOnFrame(std::function<void(const CMSampleBuffer&)>, bool) override {}
+    void setOnFrame(std::function<void(const CMSampleBuffer&)> sink, bool mirrored) override {
+        record_->sink = std::move(sink);
+        record_->mirrored = mirrored;
+    }
     void setOnConnectionChange(std::function<void(bool)> changed) override {
         record_->connectionChanged = std::move(changed);
     }

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <utility>
 
 namespace lumicrate {
 
@@ -12,6 +13,8 @@ namespace {
 /// The maximum picture size of H.264 recordings.
 constexpr double h264MaxWidth = 4096;
 constexpr double h264MaxHeight = 2304;
+/// The maximum number of frames that wait for the movie.
+constexpr int queueDepth = 6;
 
 AVVideoCodecType codecFor(OutputFormat format) {
     return format == OutputFormat::movHEVC ? AVVideoCodecType::hevc : AVVideoCodecType::h264;
@@ -55,9 +58,7 @@ int wholePixels(double pixels) {
 void setPicture(SCStreamConfiguration& configuration, const CaptureTarget& target,
                 const std::optional<CaptureSource>& source, const RecordingOptions& options) {
     if (isKind(source, CaptureSource::Kind::audioOnly)) {
-        // A stream always has a picture: use the smallest one at the lowest rate.
-        configuration.width = configuration.height = 2;
-        configuration.minimumFrameInterval = CMTime(1, 1);
+        configuration = soundOnly(std::move(configuration));
         return;
     }
     configuration.sourceRect = sourceRect(target, source, options);
@@ -108,9 +109,32 @@ SCStreamConfiguration makeConfiguration(const CaptureTarget& target,
     configuration.pixelFormat = kCVPixelFormatType_420YpCbCr8BiPlanarVideoRange;
     configuration.colorMatrix = YCbCrMatrix::kCGDisplayStreamYCbCrMatrix_ITU_R_709_2;
     configuration.showsCursor = options.showCursor;
-    configuration.queueDepth = 6;
+    configuration.queueDepth = queueDepth;
     setSound(configuration, options, microphones);
     return configuration;
+}
+
+SCStreamConfiguration makeCameraConfiguration(PixelSize pictureSize, const RecordingOptions& options,
+                                              const std::vector<CaptureDevice>& microphones) {
+    SCStreamConfiguration configuration;
+    configuration.width = pictureSize.width;
+    configuration.height = pictureSize.height;
+    configuration.minimumFrameInterval = CMTime(1, options.fps);
+    configuration.queueDepth = queueDepth;
+    setSound(configuration, options, microphones);
+    configuration.capturesAudio = false;
+    return configuration;
+}
+
+SCStreamConfiguration soundOnly(SCStreamConfiguration configuration) {
+    // A stream always has a picture: use the smallest one at the lowest rate.
+    configuration.width = configuration.height = 2;
+    configuration.minimumFrameInterval = CMTime(1, 1);
+    return configuration;
+}
+
+PixelSize cameraSize(VideoQuality quality) {
+    return quality == VideoQuality::p720 ? PixelSize{1280, 720} : PixelSize{1920, 1080};
 }
 
 std::int64_t bitRate(int width, int height, const RecordingOptions& options) {

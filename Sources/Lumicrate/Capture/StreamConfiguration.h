@@ -22,6 +22,16 @@ SCStreamConfiguration makeConfiguration(const CaptureTarget& target,
                                         const RecordingOptions& options,
                                         const std::vector<CaptureDevice>& microphones);
 
+/// For a recording of a camera whose pictures have this size; without system audio.
+SCStreamConfiguration makeCameraConfiguration(PixelSize pictureSize, const RecordingOptions& options,
+                                              const std::vector<CaptureDevice>& microphones);
+
+/// The same sound, with the picture that makes a stream deliver sound alone.
+SCStreamConfiguration soundOnly(SCStreamConfiguration configuration);
+
+/// The size that a camera's picture should have at this quality.
+PixelSize cameraSize(VideoQuality quality);
+
 /// Video bits per second, at least a million. Width and height in pixels.
 std::int64_t bitRate(int width, int height, const RecordingOptions& options);
 

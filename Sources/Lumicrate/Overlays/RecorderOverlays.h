@@ -27,6 +27,8 @@ class WebcamBubbleShowing {
     virtual void showPanel(RecordingOptions options) = 0;
     /// Shows or hides the bubble as the stored preferences say.
     virtual void apply() = 0;
+    /// While suspended, the bubble is hidden and the camera is free for another part of the program.
+    virtual void setSuspended(bool suspended) = 0;
     /// Moves the bubble into `area` (global, y up). Returns its previous centre if it was moved.
     virtual std::optional<Point> moveInside(Rect area) = 0;
     virtual void moveCenter(Point center) = 0;

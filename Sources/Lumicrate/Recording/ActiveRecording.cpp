@@ -3,6 +3,7 @@
 
 #include "Lumicrate/Capture/StreamConfiguration.h"
 #include "Lumicrate/Capture/WindowFollower.h"
+#include "Lumicrate/Webcam/CameraStream.h"
 #include "Support/Error.h"
 #include "Support/Log.h"
 #include "Support/Text.h"
@@ -24,11 +25,14 @@ constexpr auto fillInterval = 100ms;
 /// Shorter sleep is not reported.
 constexpr auto noticeableSleep = 2s;
 
+bool isSoundAlone(const ActiveRecording::Plan& plan) {
+    return plan.kind == RecordingFolder::Kind::audio;
+}
+
 RecordingFolder::InProgress chooseFile(RecordingFolder& folder, const ActiveRecording::Plan& plan) {
     if (plan.output) return folder.markInProgress(*plan.output);
-    const auto kind = plan.soundAlone ? RecordingFolder::Kind::audio : RecordingFolder::Kind::screen;
-    const MovieFormat format = movieFormat(plan.options.format, plan.soundAlone);
-    return folder.markInProgress(folder.newRecordingURL(kind, format.fileExtension));
+    const MovieFormat format = movieFormat(plan.options.format, isSoundAlone(plan));
+    return folder.markInProgress(folder.newRecordingURL(plan.kind, format.fileExtension));
 }
 
 }  // namespace
@@ -61,7 +65,7 @@ ActiveRecording::ActiveRecording(const Services& services, const Plan& plan)
 
 MovieWriter::Settings ActiveRecording::writerSettings() const {
     const RecordingOptions& options = plan_.options;
-    const MovieFormat format = movieFormat(options.format, plan_.soundAlone);
+    const MovieFormat format = movieFormat(options.format, isSoundAlone(plan_));
     MovieWriter::Settings settings;
     settings.url = url();
     settings.fileType = format.fileType;
@@ -71,11 +75,19 @@ MovieWriter::Settings ActiveRecording::writerSettings() const {
     settings.fps = options.fps;
     settings.bitRate = static_cast<int>(std::min<std::int64_t>(
         bitRate(settings.width, settings.height, options), std::numeric_limits<int>::max()));
-    settings.systemAudio = options.captureSystemAudio;
-    settings.microphone = options.captureMicrophone;
-    settings.video = !plan_.soundAlone;
+    settings.systemAudio = plan_.configuration.capturesAudio;
+    settings.microphone = plan_.configuration.captureMicrophone;
+    settings.video = !isSoundAlone(plan_);
     settings.constantFrameRate = options.constantFrameRate;
     return settings;
+}
+
+std::unique_ptr<SCStream> ActiveRecording::makeStream(SCStreamDelegate& delegate) const {
+    if (!plan_.camera)
+        return services_.capture.makeStream(plan_.target.filter, plan_.configuration, delegate);
+    auto sound = services_.capture.makeStream({}, soundOnly(plan_.configuration), delegate);
+    return std::make_unique<CameraStream>(*plan_.camera, plan_.options.webcamMirror, plan_.configuration,
+                                          std::move(sound));
 }
 
 Task<void> ActiveRecording::start(CaptureSession::Handlers handlers) {
@@ -84,9 +96,9 @@ Task<void> ActiveRecording::start(CaptureSession::Handlers handlers) {
     log(LogArea::recorder, "starting: video ", settings.video, ", ", settings.width, " × ", settings.height,
         " pixels at ", settings.fps, " fps and ", settings.bitRate, " bit/s, system audio ",
         settings.systemAudio, ", microphone ", settings.microphone);
-    session_ =
-        std::make_unique<CaptureSession>(settings, plan_.target.filter, plan_.configuration, services_.movie,
-                                         services_.capture, services_.executor, handlers_);
+    session_ = std::make_unique<CaptureSession>(
+        settings, [this](SCStreamDelegate& delegate) { return makeStream(delegate); }, plan_.configuration,
+        services_.movie, services_.executor, handlers_);
     co_await session_->start();
 }
 

@@ -9,6 +9,7 @@
 #include "Lumicrate/Overlays/RecordingChrome.h"
 #include "Lumicrate/Recording/CaptureSession.h"
 #include "Lumicrate/Recording/RecordingOptions.h"
+#include "Platform/AVCaptureSession.h"
 #include "Platform/NSProcessInfo.h"
 #include "Platform/ScreenCaptureKit.h"
 #include "Support/Executor.h"
@@ -57,8 +58,9 @@ class ActiveRecording {
 
     struct Plan {
         RecordingOptions options;
-        bool soundAlone = false;
-        CaptureTarget target;
+        RecordingFolder::Kind kind = RecordingFolder::Kind::screen;
+        CaptureTarget target;                ///< of a screen recording
+        AVCaptureSession* camera = nullptr;  ///< of a webcam recording; must outlive it
         SCStreamConfiguration configuration;
         /// The file to write, instead of a new one in the recordings folder.
         std::optional<std::filesystem::path> output;
@@ -100,6 +102,7 @@ class ActiveRecording {
 
  private:
     MovieWriter::Settings writerSettings() const;
+    std::unique_ptr<SCStream> makeStream(SCStreamDelegate& delegate) const;
     void noteSleep() const;
     Task<void> fillUp();
 

@@ -5,10 +5,9 @@
 
 namespace lumicrate {
 
-CaptureSession::CaptureSession(const MovieWriter::Settings& settings, const SCContentFilter& filter,
+CaptureSession::CaptureSession(const MovieWriter::Settings& settings, const StreamFactory& makeStream,
                                const SCStreamConfiguration& configuration,
-                               const MovieWriter::Services& services, ScreenCaptureKit& capture,
-                               Executor& executor, Handlers handlers)
+                               const MovieWriter::Services& services, Executor& executor, Handlers handlers)
     : configuration_(configuration),
       executor_(executor),
       handlers_(std::move(handlers)),
@@ -21,7 +20,7 @@ CaptureSession::CaptureSession(const MovieWriter::Settings& settings, const SCCo
             report([level](const Handlers& known) { known.onMicrophoneLevel(level); });
         });
     }
-    stream_ = capture.makeStream(filter, configuration, *this);
+    stream_ = makeStream(*this);
     for (const auto type :
          {SCStreamOutputType::screen, SCStreamOutputType::audio, SCStreamOutputType::microphone}) {
         stream_->addStreamOutput(writer_, type, writer_.queue());

@@ -31,10 +31,13 @@ class CaptureSession final : private SCStreamDelegate {
         std::function<void(float level)> onMicrophoneLevel;
     };
 
-    /// Opens the movie's file. Throws what MovieWriter throws. All references must outlive the session.
-    CaptureSession(const MovieWriter::Settings& settings, const SCContentFilter& filter,
+    using StreamFactory = std::function<std::unique_ptr<SCStream>(SCStreamDelegate&)>;
+
+    /// Opens the movie's file and makes the stream, which has this configuration. Throws what MovieWriter
+    /// throws. All references must outlive the session.
+    CaptureSession(const MovieWriter::Settings& settings, const StreamFactory& makeStream,
                    const SCStreamConfiguration& configuration, const MovieWriter::Services& services,
-                   ScreenCaptureKit& capture, Executor& executor, Handlers handlers);
+                   Executor& executor, Handlers handlers);
     ~CaptureSession() override;
     CaptureSession(const CaptureSession&) = delete;
     CaptureSession& operator=(const CaptureSession&) = delete;

@@ -89,6 +89,7 @@ std::uint64_t ScreenRecorder::refusedFrames() const {
 }
 
 RecordingOptions ScreenRecorder::options() const {
+    if (studio_) return studio_->options();
     return optionsOverride_ ? *optionsOverride_ : RecordingOptions::current(services_.defaults);
 }
 
@@ -130,6 +131,8 @@ void ScreenRecorder::toggle() {
             requestStop();
             return;
         case State::selectingArea:
+            if (studio_) studio_->confirm();
+            return;
         case State::starting:
         case State::stopping:
             return;
@@ -168,8 +171,10 @@ void ScreenRecorder::requestStop() {
             state = State::stopping;
             stopping_ = RunningTask(services_.executor, finishRecording());
             return;
-        case State::idle:
         case State::selectingArea:
+            if (studio_) studio_->cancel();
+            return;
+        case State::idle:
         case State::stopping:
             return;
     }
@@ -233,7 +238,8 @@ CaptureSession::Handlers ScreenRecorder::sessionHandlers() {
 /// reported: later ones follow from it, or the recording is already ending.
 void ScreenRecorder::interrupt(const std::optional<std::string>& reason) {
     const bool starts = *state == State::starting && !startGivenUp_;
-    if (!isActive() && !starts) return;
+    const bool counts = *state == State::countingDown;
+    if (!isActive() && !starts && !counts) return;
     log(LogArea::recorder, "interrupted: ", reason.value_or("the user stopped sharing"));
     if (reason) errorMessage = localized("Recording stopped: ") + *reason;
     requestStop();
@@ -248,6 +254,7 @@ void ScreenRecorder::notice(const std::string& sentence) {
 Task<void> ScreenRecorder::finishRecording() {
     co_await recording_->stop();
     chrome_.hide();
+    if (studio_) studio_->close();
     timerTask_.cancel();
 
     const std::filesystem::path url = recording_->url();
@@ -272,6 +279,7 @@ Task<void> ScreenRecorder::finishRecording() {
 
 void ScreenRecorder::returnToIdle() {
     recording_.reset();
+    closeStudio();
     optionsOverride_.reset();
     outputOverride_.reset();
     mixingOverride_.reset();

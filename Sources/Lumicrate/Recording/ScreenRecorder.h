@@ -15,6 +15,8 @@
 #include "Lumicrate/Recording/FreeSpaceGuard.h"
 #include "Lumicrate/Recording/RecordingOptions.h"
 #include "Lumicrate/Shortcuts/HotKeyCenter.h"
+#include "Lumicrate/Webcam/WebcamStudio.h"
+#include "Platform/AVCaptureSession.h"
 #include "Platform/NSProcessInfo.h"
 #include "Platform/NSScreen.h"
 #include "Platform/NSUserDefaults.h"
@@ -71,6 +73,9 @@ class ScreenRecorder {
         MovieWriter::Services movie;
         AudioMixing* mixing = nullptr;  ///< without it, audio tracks are not mixed
         RecorderOverlays overlays;
+        AVCaptureSessionFactory makeCameraSession = {};  ///< without it, there is no camera to record
+        /// Without it, a webcam is recorded without a window.
+        WebcamStudio::WindowFactory makeStudioWindow = {};
     };
 
     /// Binds the global shortcuts.
@@ -115,20 +120,23 @@ class ScreenRecorder {
     /// Frames missing from the current or last recording because the encoder was busy.
     std::uint64_t refusedFrames() const;
 
-    /// The action of the record button: starts a recording, cancels a countdown, or stops.
+    /// The action of the record button: starts a recording, confirms the framing of a webcam, cancels a
+    /// countdown, or stops.
     void toggle();
     /// Asks the user what to record in that mode, then records it; sound is recorded at once. Ignored unless
     /// idle.
     void record(CaptureMode mode);
     /// Records sound alone. Ignored unless idle.
     void recordAudioNow();
+    /// Records a camera alone, after framing in a window. Ignored unless idle.
+    void recordWebcam();
     /// Records `source` without asking. If it is not set, records the saved area of the main display
     /// (`usingSavedArea`, and one is saved), or else the whole main display. Ignored unless idle.
     void start(bool usingSavedArea);
     void togglePause();
     void toggleMicrophoneMute();
-    /// Ends the recording at the instant of the call and saves it asynchronously. Cancels a countdown or a
-    /// recording that is still starting.
+    /// Ends the recording at the instant of the call and saves it asynchronously. Cancels a countdown, the
+    /// framing of a webcam, or a recording that is still starting.
     void requestStop();
     /// Calls requestStop and waits until the recorder is idle.
     Task<void> stop();
@@ -170,18 +178,23 @@ class ScreenRecorder {
 
     bool isAtRest() const { return *state == State::idle && !starting_.isRunning(); }
     RecordingOptions options() const;
-    bool soundAlone() const { return isKind(*source, CaptureSource::Kind::audioOnly); }
+    bool soundAlone() const { return !studio_ && isKind(*source, CaptureSource::Kind::audioOnly); }
+    bool recordsScreen() const { return !studio_ && !soundAlone(); }
 
     // Choosing and starting: ScreenRecorderStart.cpp
     void begin(Task<void> steps);
     Task<void> chooseAndStart(CaptureMode mode, std::uint32_t displayID);
     Task<bool> choose(CaptureMode mode, std::uint32_t displayID);
+    Task<void> frameAndStart();
+    void openStudio();
+    void closeStudio();
     Task<void> startSequence();
     Task<bool> runStartSequence();
     Task<bool> countDown(std::optional<NSScreen> screen);
     void cancelCountdown();
     RecordingChrome::Place place(const RecordingOptions& options) const;
     Task<void> beginCapture(RecordingOptions options);
+    Task<ActiveRecording::Plan> makePlan(RecordingOptions options);
     CaptureTarget findTarget(const SCShareableContent& content, const RecordingOptions& options) const;
     CaptureSession::Handlers sessionHandlers();
     void giveUpStart();
@@ -202,6 +215,7 @@ class ScreenRecorder {
     std::optional<RecordingOptions> optionsOverride_;
     std::optional<std::filesystem::path> outputOverride_;
     std::optional<bool> mixingOverride_;
+    std::unique_ptr<WebcamStudio> studio_;  ///< during a webcam recording, from framing to idle
     std::optional<ActiveRecording> recording_;
     std::uint64_t lastRefusedFrames_ = 0;
     std::vector<std::string> pendingNotices_;  ///< published when the recording has ended

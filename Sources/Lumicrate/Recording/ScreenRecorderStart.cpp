@@ -33,6 +33,7 @@ Task<SCShareableContent> fetchContent(const ScreenCaptureKit& capture, Executor&
 void ScreenRecorder::record(CaptureMode mode) {
     if (!isAtRest()) return;
     if (mode == CaptureMode::audio) return recordAudioNow();
+    if (mode == CaptureMode::webcam) return recordWebcam();
     pickingMode = mode;
     const auto underPointer = displayUnderPointer(services_.screens);
     begin(chooseAndStart(mode, underPointer.value_or(services_.capture.CGMainDisplayID())));
@@ -43,6 +44,12 @@ void ScreenRecorder::recordAudioNow() {
     pickingMode = CaptureMode::audio;
     source = CaptureSource::audioOnly();
     begin(startSequence());
+}
+
+void ScreenRecorder::recordWebcam() {
+    if (!isAtRest()) return;
+    pickingMode = CaptureMode::webcam;
+    begin(frameAndStart());
 }
 
 void ScreenRecorder::start(bool usingSavedArea) {
@@ -78,10 +85,9 @@ Task<void> ScreenRecorder::chooseAndStart(CaptureMode mode, std::uint32_t displa
     }
 }
 
-/// Sets `source`. False if the user cancelled, or if the mode cannot be recorded yet. Windows are picked on
+/// Sets `source`. False if the user cancelled. Windows are picked on
 /// the display `displayID`, areas on the display of the last recording.
 Task<bool> ScreenRecorder::choose(CaptureMode mode, std::uint32_t displayID) {
-    if (mode == CaptureMode::webcam) co_return false;
     const auto lastDisplay = *source ? (*source)->displayID() : std::nullopt;
     if (mode == CaptureMode::area) displayID = lastDisplay.value_or(mainDisplayID());
     const std::optional<Rect> savedArea = options().areaRect;
@@ -96,6 +102,44 @@ Task<bool> ScreenRecorder::choose(CaptureMode mode, std::uint32_t displayID) {
     }
     source = choice->source;
     co_return true;
+}
+
+// Framing a webcam
+
+Task<void> ScreenRecorder::frameAndStart() {
+    bool confirmed = false;
+    try {
+        // Before the framing: do not frame for an error.
+        freeSpace().requireRoomToStart();
+        const RecordingOptions chosen = options();
+        openStudio();
+        state = State::selectingArea;
+        Task<bool> preparing = studio_->prepare(chosen);
+        confirmed = co_await preparing;
+    } catch (...) {
+        errorMessage = localizedDescription(std::current_exception());
+    }
+    if (confirmed) {
+        co_await startSequence();
+    } else {
+        returnToIdle();
+    }
+}
+
+void ScreenRecorder::openStudio() {
+    if (services_.overlays.webcam) services_.overlays.webcam->setSuspended(true);
+    studio_ = std::make_unique<WebcamStudio>(
+        *this, WebcamStudio::Services{services_.executor, services_.defaults, services_.devices,
+                                      services_.makeCameraSession, services_.makeStudioWindow});
+    studio_->onUnexpectedStop = [this](const std::exception_ptr& error) {
+        interrupt(localizedDescription(error));
+    };
+}
+
+void ScreenRecorder::closeStudio() {
+    if (!studio_) return;
+    studio_.reset();
+    if (services_.overlays.webcam) services_.overlays.webcam->setSuspended(false);
 }
 
 // Starting
@@ -113,7 +157,7 @@ Task<void> ScreenRecorder::startSequence() {
 /// False if the user cancelled.
 Task<bool> ScreenRecorder::runStartSequence() {
     const RecordingOptions chosen = options();
-    if (!soundAlone()) {
+    if (recordsScreen()) {
         hasScreenAccess = services_.capture.CGPreflightScreenCaptureAccess();
         if (!*hasScreenAccess) throw RecorderError(RecorderError::noScreenAccess);
     }
@@ -138,7 +182,7 @@ Task<bool> ScreenRecorder::runStartSequence() {
 }
 
 Task<bool> ScreenRecorder::countDown(std::optional<NSScreen> screen) {
-    countdownHasPanel_ = services_.overlays.countdown != nullptr && !soundAlone();
+    countdownHasPanel_ = services_.overlays.countdown != nullptr && recordsScreen();
     Task<bool> counting = countdownHasPanel_ ? services_.overlays.countdown->run(countdownSeconds, screen)
                                              : parts_->inWindowCountdown.run(countdownSeconds);
     co_return co_await counting;
@@ -156,6 +200,11 @@ void ScreenRecorder::cancelCountdown() {
 RecordingChrome::Place ScreenRecorder::place(const RecordingOptions& options) const {
     RecordingChrome::Place place;
     std::uint32_t shownOn = mainDisplayID();
+    if (studio_) {
+        place.screen =
+            screenShowing(services_.screens, displayUnderPointer(services_.screens).value_or(shownOn));
+        return place;
+    }
     const auto displayID = *source ? (*source)->displayID() : std::nullopt;
     const auto windowID = *source ? (*source)->windowID() : std::nullopt;
     if (displayID) {
@@ -178,19 +227,31 @@ Task<void> ScreenRecorder::beginCapture(RecordingOptions options) {
     // Before the windows are listed, so that the filter finds the overlays among them.
     if (!soundAlone()) chrome_.show(options, place(options));
 
-    const SCShareableContent content =
-        co_await fetchContent(services_.capture, services_.executor, soundAlone());
-    ActiveRecording::Plan plan;
-    plan.target = findTarget(content, options);
-    plan.options = options;
-    plan.soundAlone = soundAlone();
-    plan.configuration = makeConfiguration(plan.target, *source, options, *microphones);
-    plan.output = outputOverride_;
+    Task<ActiveRecording::Plan> planning = makePlan(options);
+    const ActiveRecording::Plan plan = co_await planning;
     recording_.emplace(ActiveRecording::Services{services_.executor, services_.process, services_.capture,
                                                  services_.folder, services_.movie, services_.mixing},
                        plan);
     Task<void> starting = recording_->start(sessionHandlers());
     co_await starting;
+}
+
+Task<ActiveRecording::Plan> ScreenRecorder::makePlan(RecordingOptions options) {
+    ActiveRecording::Plan plan;
+    plan.options = options;
+    plan.output = outputOverride_;
+    if (studio_) {
+        plan.kind = RecordingFolder::Kind::webcam;
+        plan.camera = &studio_->session();
+        plan.configuration = makeCameraConfiguration(plan.camera->pictureSize(), options, *microphones);
+        co_return plan;
+    }
+    const SCShareableContent content =
+        co_await fetchContent(services_.capture, services_.executor, soundAlone());
+    if (soundAlone()) plan.kind = RecordingFolder::Kind::audio;
+    plan.target = findTarget(content, options);
+    plan.configuration = makeConfiguration(plan.target, *source, options, *microphones);
+    co_return plan;
 }
 
 CaptureTarget ScreenRecorder::findTarget(const SCShareableContent& content,

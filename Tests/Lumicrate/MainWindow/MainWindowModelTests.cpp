@@ -116,6 +116,21 @@ TEST_F(MainWindowModelTests, LetsTheUserChooseOnTheScreen) {
     EXPECT_EQ(bar->content->note, "left  ·  1920 × 1080");
 }
 
+TEST_F(MainWindowModelTests, AWebcamNeedsACamera) {
+    begin();
+    bar->setMode(CaptureMode::webcam);
+    EXPECT_EQ(shown().hint, "Connect a camera first.");
+    EXPECT_THAT(shown().toggles, ElementsAre(preference::captureMicrophone, preference::countdown));
+    devices.seen = {{"usb", "USB"}};
+    devices.cameraAccess = AVAuthorizationStatus::notDetermined;
+    recorder->refreshDevices();
+    EXPECT_TRUE(shown().enabled);
+    controls->press();
+    executor.drain();
+    EXPECT_EQ(shown().title, "Framing the Shot…");
+    recorder->requestStop();
+}
+
 TEST_F(MainWindowModelTests, TheButtonFollowsTheRecorder) {
     defaults.stored["countdown"] = true;
     defaults.stored["captureMode"] = std::string("screen");

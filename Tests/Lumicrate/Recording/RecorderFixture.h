@@ -28,6 +28,7 @@ inline const std::exception_ptr displayLost =
 struct FakeWebcam final : public WebcamBubbleShowing {
     void showPanel(RecordingOptions) override { shown = true; }
     void apply() override { shown = false; }
+    void setSuspended(bool now) override { suspended = now; }
     std::optional<Point> moveInside(Rect area) override {
         inside = area;
         return std::exchange(center, Point{area.midX(), area.midY()});
@@ -41,6 +42,7 @@ struct FakeWebcam final : public WebcamBubbleShowing {
     void setOnError(std::function<void(const std::string&)> sink) override { onError = std::move(sink); }
 
     bool shown = false;
+    bool suspended = false;
     Rect inside;
     Point center{5, 5};
     std::optional<float> level;
@@ -74,7 +76,7 @@ class RecorderFixture : public testing::Test {
         controlBar.setRecorder(nullptr);
         recorder.emplace(ScreenRecorder::Services{executor, defaults, process, screens, notifications,
                                                   capture, devices, hotKeys, folder, writing, mixing,
-                                                  overlays});
+                                                  overlays, makeCameraSession, makeStudioWindow});
         controlBar.setRecorder(&*recorder);
         states.clear();
         announced.clear();
@@ -193,6 +195,8 @@ class RecorderFixture : public testing::Test {
     ClickHighlighter clickHighlighter{executor, screens, clickMonitoring, contents};
     AreaFrame areaFrame{contents};
     RecorderOverlays overlays;
+    AVCaptureSessionFactory makeCameraSession;
+    WebcamStudio::WindowFactory makeStudioWindow;
 
     std::deque<FakeMovie> movies;
     std::exception_ptr writerRefusal;

@@ -108,7 +108,7 @@ TEST_F(RecorderStartTests, WithoutAChoiceNothingIsRecorded) {
         if (!asks) overlays = {};
         make();
         using enum CaptureMode;
-        for (const CaptureMode mode : {window, area, screen, webcam}) {
+        for (const CaptureMode mode : {window, area, screen}) {
             select(mode);
             if (asks && (mode == window || mode == area)) selection().selection.cancel();
             if (asks && mode == screen) contents.screenChoices.back()->onCancel();
