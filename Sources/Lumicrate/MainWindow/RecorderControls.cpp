@@ -15,6 +15,7 @@ using State = ScreenRecorder::State;
 std::vector<std::string_view> togglesFor(CaptureMode mode) {
     if (mode == CaptureMode::audio)
         return {preference::captureSystemAudio, preference::captureMicrophone, preference::countdown};
+    if (mode == CaptureMode::webcam) return {preference::captureMicrophone, preference::countdown};
     return {preference::captureSystemAudio, preference::captureMicrophone, preference::showCursor,
             preference::highlightClicks, preference::countdown};
 }
@@ -125,6 +126,7 @@ void RecorderControls::describe(Content& next) const {
             next.phase = Phase::waiting;
             next.title = picking_ == CaptureMode::window   ? localized("Choose a Window…")
                          : picking_ == CaptureMode::screen ? localized("Choose a Screen…")
+                         : picking_ == CaptureMode::webcam ? localized("Framing the Shot…")
                                                            : localized("Choose an Area…");
             next.enabled = false;
             return;

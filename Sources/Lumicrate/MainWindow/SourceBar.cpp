@@ -20,6 +20,8 @@ const Offered* find(const std::vector<Offered>& offered, const std::optional<std
 }
 
 std::string noteOf(const SourceBar::Content& content) {
+    if (content.mode == CaptureMode::webcam)
+        return localized("You frame the picture when the recording begins.");
     const bool isScreen = content.mode == CaptureMode::screen;
     if (content.displays.empty() || !(isScreen || content.mode == CaptureMode::area)) return {};
     if (content.displays.size() > 1)
@@ -35,7 +37,8 @@ SourceBar::SourceBar(ScreenRecorder& recorder, NSUserDefaults& defaults, ErrorHa
       reportError_(std::move(reportError)),
       state_(*recorder.state),
       windows_(*recorder.windows),
-      displays_(*recorder.displays) {
+      displays_(*recorder.displays),
+      cameras_(*recorder.cameras) {
     const auto follow = [this](const auto& published, auto& kept) {
         subscriptions_.push_back(published.observe([this, &kept](const auto& coming) {
             kept = coming;
@@ -45,6 +48,7 @@ SourceBar::SourceBar(ScreenRecorder& recorder, NSUserDefaults& defaults, ErrorHa
     follow(recorder.state, state_);
     follow(recorder.windows, windows_);
     follow(recorder.displays, displays_);
+    follow(recorder.cameras, cameras_);
     subscriptions_.push_back(defaults.observe([this] { rebuild(); }));
     rebuild();
 }
@@ -53,6 +57,7 @@ std::vector<SourceBar::Mode> SourceBar::modes() {
     return {{CaptureMode::window, localized("Window"), "macwindow"},
             {CaptureMode::area, localized("Area"), "rectangle.dashed"},
             {CaptureMode::screen, localized("Screen"), "display"},
+            {CaptureMode::webcam, localized("Webcam"), "video.fill"},
             {CaptureMode::audio, localized("Audio"), "waveform"}};
 }
 
@@ -60,8 +65,7 @@ void SourceBar::rebuild() {
     Content next;
     const auto stored =
         fromRawValue<CaptureMode>(defaults_.stringForKey(preference::captureMode).value_or(""));
-    // modes() lacks the webcam.
-    if (stored && *stored != CaptureMode::webcam) next.mode = *stored;
+    if (stored) next.mode = *stored;
     next.enabled = state_ == ScreenRecorder::State::idle;
     fillSources(next);
     next.picksDisplay = next.mode == CaptureMode::area && next.displays.size() > 1;
@@ -98,7 +102,7 @@ std::optional<std::string> SourceBar::missingFrom(const Content& next) const {
                 return std::nullopt;
             return localized("Turn on system audio or the microphone first.");
         case CaptureMode::webcam:
-            break;
+            return cameras_.empty() ? std::optional(localized("Connect a camera first.")) : std::nullopt;
     }
     return std::nullopt;
 }
@@ -147,7 +151,7 @@ void SourceBar::record() {
         case CaptureMode::audio:
             return recorder_.recordAudioNow();
         case CaptureMode::webcam:
-            break;
+            return recorder_.recordWebcam();
     }
 }
 

@@ -78,7 +78,8 @@ class SourceBar {
     void chooseDisplay(std::uint32_t id);
 
     /// Starts recording the chosen window, or lets the user choose on the screen: an area, a display if there
-    /// are several, or a window if none is chosen here. Does nothing while `missing` is set.
+    /// are several, or a window if none is chosen here; a webcam is framed in its own window. Does nothing
+    /// while `missing` is set.
     void record();
 
  private:
@@ -93,6 +94,7 @@ class SourceBar {
     ScreenRecorder::State state_;
     std::vector<SCWindow> windows_;
     std::vector<SCDisplay> displays_;
+    std::vector<CaptureDevice> cameras_;
     std::optional<std::uint32_t> window_;
     std::optional<std::uint32_t> display_;
     std::vector<Subscription> subscriptions_;
