@@ -2,6 +2,9 @@
 #include "App/DesktopSession.h"
 
 #include "Support/Error.h"
+#include "Views/Webcam/StudioWindow.h"
+
+#include <memory>
 
 namespace lumicrate::app {
 
@@ -48,7 +51,8 @@ DesktopServices DesktopSession::services() {
     overlays.clickHighlighter = &clickHighlighter_;
     overlays.areaFrame = &areaFrame_;
     overlays.webcam = &webcam;
-    return {screens, keys, overlays};
+    return {screens, keys, overlays,
+            [](WebcamStudio& studio) { return std::make_unique<views::StudioWindow>(studio); }};
 }
 
 }  // namespace lumicrate::app

@@ -16,6 +16,7 @@ struct DesktopServices {
     NSScreens& screens;
     CarbonHotKeys& keys;
     RecorderOverlays overlays;
+    WebcamStudio::WindowFactory makeStudioWindow = {};  ///< empty without windows
 };
 
 /// The desktop services of the command line: no screens to place panels on, and no global shortcuts, which

@@ -61,6 +61,13 @@ TEST(RecordArgumentsTests, ReadsTheSource) {
     EXPECT_EQ(read({"--screen"}, {}, CaptureMode::audio).mode, RecordArguments::Mode::screen);
     EXPECT_EQ(read({"--screen", "HDMI-1"}).screen, "HDMI-1");
     EXPECT_EQ(read({"--audio"}).mode, RecordArguments::Mode::audio);
+    RecordingOptions stored;
+    stored.webcamID = "builtin";
+    EXPECT_EQ(read({"--webcam"}, stored).options.webcamID, "builtin");
+    const RecordArguments webcam = read({"--webcam", "usb"}, stored);
+    EXPECT_EQ(webcam.mode, RecordArguments::Mode::webcam);
+    EXPECT_EQ(webcam.camera, "usb");
+    EXPECT_FALSE(webcam.options.captureSystemAudio);
     for (const char* number : {"25165835", "0x180000b", "0X180000B"}) {
         const RecordArguments window = read({"--window", number}, {}, CaptureMode::audio);
         EXPECT_EQ(window.mode, RecordArguments::Mode::window);
@@ -88,7 +95,8 @@ TEST(RecordArgumentsTests, RefusesInvalidValues) {
     for (const auto& arguments : others)
         EXPECT_NE(refusal(arguments), "accepted") << arguments.front();
     EXPECT_EQ(refusal({"--window", "5", "--screen"}),
-              "Give only one of --screen, --window, --area and --audio.");
+              "Give only one of --screen, --window, --area, --webcam and --audio.");
+    EXPECT_EQ(refusal({"--webcam", "--system-audio"}), "A webcam is recorded without system audio.");
     EXPECT_EQ(refusal({"--fps", "25"}), "“25” is not a valid value for --fps: give 15, 24, 30 or 60.");
 }
 
@@ -99,6 +107,10 @@ class PlacementTests : public testing::Test {
 };
 
 TEST_F(PlacementTests, FindsDisplaysByNumberOrNameOrTheMainOne) {
+    const std::vector<CaptureDevice> cameras{{"usb-1", "Desk"}};
+    EXPECT_EQ(findCamera(cameras, "Desk"), "usb-1");
+    EXPECT_EQ(findCamera(cameras, "usb-1"), "usb-1");
+    EXPECT_THROW(findCamera(cameras, "usb"), LocalizedError);
     EXPECT_EQ(findDisplay(displays, "right", 7).displayID, 9U);
     EXPECT_EQ(findDisplay(displays, "7", 9).displayID, 7U);
     EXPECT_EQ(findDisplay(displays, std::nullopt, 9).displayID, 9U);

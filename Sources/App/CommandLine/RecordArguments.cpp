@@ -20,6 +20,8 @@ constexpr std::array specs{
                "Record only this window, even where others cover it; “lumicrate sources” lists them."},
     OptionSpec{"area", Kind::value, "X,Y,W,H",
                "Record this part of the desktop, in points from its top left corner."},
+    OptionSpec{"webcam", Kind::optionalValue, "ID",
+               "Record a camera alone: the one in the preferences, or the one of this identifier or name."},
     OptionSpec{"audio", Kind::flag, "", "Record sound only."},
     OptionSpec{"duration", Kind::value, "S", "Stop after this many seconds."},
     OptionSpec{"output", Kind::value, "FILE", "Write this file, instead of one in the recordings folder."},
@@ -89,9 +91,10 @@ void readSwitch(const ParsedOptions& parsed, std::string_view option, bool& targ
 
 void readSource(const ParsedOptions& parsed, std::optional<CaptureMode> storedMode,
                 RecordArguments& request) {
-    if (parsed.has("screen") + parsed.has("window") + parsed.has("area") + parsed.has("audio") > 1) {
-        throw UsageError(localized("Give only one of --screen, --window, --area and --audio."));
-    }
+    constexpr std::array<std::string_view, 5> sources{"screen", "window", "area", "webcam", "audio"};
+    const auto given = std::ranges::count_if(sources, [&](auto source) { return parsed.has(source); });
+    if (given > 1)
+        throw UsageError(localized("Give only one of --screen, --window, --area, --webcam and --audio."));
     const bool storedAudio = !parsed.has("screen") && storedMode == CaptureMode::audio;
     if (const auto text = parsed.value("area")) {
         const auto area = readArea(*text);
@@ -106,6 +109,9 @@ void readSource(const ParsedOptions& parsed, std::optional<CaptureMode> storedMo
             throwInvalidValue("window", *number, localized("a number, such as 25165835 or 0x180000b"));
         request.mode = RecordArguments::Mode::window;
         request.window = *window;
+    } else if (parsed.has("webcam")) {
+        request.mode = RecordArguments::Mode::webcam;
+        request.camera = parsed.value("webcam");
     } else if (parsed.has("audio") || storedAudio) {
         request.mode = RecordArguments::Mode::audio;
     }
@@ -135,6 +141,11 @@ RecordArguments readRecordArguments(const ParsedOptions& parsed, const Recording
     readSwitch(parsed, "microphone", options.captureMicrophone);
     readSwitch(parsed, "cursor", options.showCursor);
     readSwitch(parsed, "countdown", options.countdown);
+    if (request.mode == RecordArguments::Mode::webcam) {
+        if (parsed.isOn("system-audio") == true)
+            throw UsageError(localized("A webcam is recorded without system audio."));
+        options.captureSystemAudio = false;
+    }
     if (parsed.isOn("microphone") == true) options.microphoneID = parsed.value("microphone").value_or("");
     request.mixesAudio = parsed.isOn("mix-audio");
     request.systemAudioRequired = parsed.isOn("system-audio") == true;
@@ -169,6 +180,14 @@ SCDisplay findDisplay(const std::vector<SCDisplay>& displays, const ScreenName& 
     }
     if (displays.empty()) throw LocalizedError(localized("No display is available to record."));
     return displays.front();
+}
+
+std::string findCamera(const std::vector<CaptureDevice>& cameras, const std::string& name) {
+    const auto found = std::ranges::find_if(
+        cameras, [&](const CaptureDevice& camera) { return camera.id == name || camera.name == name; });
+    if (found != cameras.end()) return found->id;
+    throw LocalizedError(fmt::format(
+        fmt::runtime(localized("There is no camera “{}”. “lumicrate sources” lists the cameras.")), name));
 }
 
 void requireWindow(const std::vector<SCWindow>& windows, std::uint32_t windowID) {

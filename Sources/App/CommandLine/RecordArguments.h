@@ -4,6 +4,7 @@
 
 #include "App/CommandLine/OptionParser.h"
 #include "Lumicrate/Recording/RecordingOptions.h"
+#include "Platform/AVCaptureDevice.h"
 #include "Platform/ScreenCaptureKit.h"
 #include "Support/Geometry.h"
 
@@ -20,12 +21,13 @@ namespace lumicrate::app {
 using ScreenName = std::optional<std::string>;
 
 struct RecordArguments {
-    enum class Mode { screen, window, area, audio };
+    enum class Mode { screen, window, area, webcam, audio };
 
     Mode mode = Mode::screen;
     ScreenName screen;  ///< the main display when absent
     std::uint32_t window = 0;
-    Rect area;  ///< points, y down from the top left of the desktop
+    Rect area;                          ///< points, y down from the top left of the desktop
+    std::optional<std::string> camera;  ///< by identifier or name; the one in the options when absent
     RecordingOptions options;
     std::optional<double> duration;  ///< seconds
     std::optional<std::filesystem::path> output;
@@ -40,13 +42,16 @@ std::span<const OptionSpec> recordOptionSpecs();
 
 /// Combines the command line with the stored preferences. `storedMode` applies when the command line names no
 /// source: audio is recorded as such, every other mode as the whole screen, since windows and areas would
-/// have to be chosen first. Throws UsageError.
+/// have to be chosen first, and cameras are not switched on unasked. Throws UsageError.
 RecordArguments readRecordArguments(const ParsedOptions& parsed, const RecordingOptions& stored,
                                     std::optional<CaptureMode> storedMode);
 
 /// The display with that number or name, or the main one. Throws LocalizedError when there is none.
 SCDisplay findDisplay(const std::vector<SCDisplay>& displays, const ScreenName& name,
                       std::uint32_t mainDisplayID);
+
+/// The id of the camera with that id or name. Throws LocalizedError when there is none.
+std::string findCamera(const std::vector<CaptureDevice>& cameras, const std::string& name);
 
 /// Throws LocalizedError when no window has that number.
 void requireWindow(const std::vector<SCWindow>& windows, std::uint32_t windowID);

@@ -81,7 +81,9 @@ void checkOutput(const std::filesystem::path& output) {
     }
 }
 
-CaptureSource captureSource(RecordArguments& request, const capture::CaptureKit& capture) {
+/// None for a webcam.
+std::optional<CaptureSource> captureSource(RecordArguments& request, const capture::CaptureKit& capture) {
+    if (request.mode == RecordArguments::Mode::webcam) return std::nullopt;
     if (request.mode == RecordArguments::Mode::audio) return CaptureSource::audioOnly();
     if (!capture.CGPreflightScreenCaptureAccess()) {
         throw LocalizedError(localized("No display server can be reached to record the screen."));
@@ -113,12 +115,16 @@ class Recording {
           })) {}
 
     /// Returns the exit status.
-    int run(const CaptureSource& source) {
-        recorder_.setSource(source);
+    int run(const std::optional<CaptureSource>& source) {
         recorder_.setOptionsOverride(request_.options);
         recorder_.setOutputOverride(request_.output);
         recorder_.setMixingOverride(request_.mixesAudio);
-        recorder_.start(true);
+        if (source) {
+            recorder_.setSource(*source);
+            recorder_.start(true);
+        } else {
+            recorder_.recordWebcam();
+        }
         showStatus();
         QCoreApplication::exec();
         return conclude();
@@ -235,7 +241,8 @@ int runRecord(const ParsedOptions& parsed) {
     RecordArguments request =
         readRecordArguments(parsed, RecordingOptions::current(system.defaults), storedMode(system.defaults));
     if (request.output) checkOutput(*request.output);
-    const CaptureSource source = captureSource(request, system.capture);
+    if (request.camera) request.options.webcamID = findCamera(system.devices.cameras(), *request.camera);
+    const std::optional<CaptureSource> source = captureSource(request, system.capture);
     checkSound(request, system.devices);
     return Recording(system.executor, services, request).run(source);
 }
@@ -244,7 +251,7 @@ int runRecord(const ParsedOptions& parsed) {
 
 const Command recordCommand{
     "record",
-    "Record a screen, a window, an area or sound.",
+    "Record a screen, a window, an area, a camera or sound.",
     "[OPTIONS]",
     "What is not given is taken from the stored preferences (“lumicrate settings”); without a\n"
     "source, the main screen is recorded. SIGINT, SIGTERM and SIGHUP stop and save, SIGUSR1 pauses\n"
