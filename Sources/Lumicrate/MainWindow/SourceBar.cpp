@@ -57,7 +57,7 @@ std::vector<SourceBar::Mode> SourceBar::modes() {
     return {{CaptureMode::window, localized("Window"), "macwindow"},
             {CaptureMode::area, localized("Area"), "rectangle.dashed"},
             {CaptureMode::screen, localized("Screen"), "display"},
-            {CaptureMode::webcam, localized("Webcam"), "video.fill"},
+            {CaptureMode::webcam, localized("Webcam"), "web.camera"},
             {CaptureMode::audio, localized("Audio"), "waveform"}};
 }
 

@@ -57,15 +57,6 @@ RecordingOptions cameraOptions(RecordingOptions options) {
     return options;
 }
 
-Task<bool> askForAccess(AVCaptureDevices& devices, Executor& executor) {
-    const AVAuthorizationStatus status = devices.authorizationStatusForVideo();
-    if (status != AVAuthorizationStatus::notDetermined) co_return status == AVAuthorizationStatus::authorized;
-    const Completion<bool> answer(executor);
-    devices.requestAccessForVideo([answer](bool granted) { answer.resolve(granted); });
-    const bool granted = co_await answer;
-    co_return granted;
-}
-
 }  // namespace
 
 std::string WebcamStudioError::description(Case which) {
@@ -107,20 +98,33 @@ Task<bool> WebcamStudio::prepare(RecordingOptions options) {
     options_ = cameraOptions(std::move(options));
     const Completion<Answer> ready(services_.executor);
     ready_ = ready;
-    Task<bool> asking = askForAccess(services_.devices, services_.executor);
-    const bool granted = co_await asking;
-    if (!granted) throw WebcamStudioError(WebcamStudioError::accessDenied);
-    recorder_.refreshDevices();
-    if (!session_ || recorder_.cameras->empty()) throw WebcamStudioError(WebcamStudioError::noCamera);
-
-    follow();
-    session_->setOnConnectionChange([this](bool isConnected) { connectionChanged(isConnected); });
-    startCamera();
-    if (services_.makeWindow) openWindow();
+    const AVAuthorizationStatus status = services_.devices.authorizationStatusForVideo();
+    if (status == AVAuthorizationStatus::notDetermined) {
+        services_.devices.requestAccessForVideo([weak = std::weak_ptr(self_)](bool granted) {
+            if (const auto self = weak.lock()) (*self)->begin(granted);
+        });
+    } else {
+        begin(status == AVAuthorizationStatus::authorized);
+    }
     const Answer answer = co_await ready;
     ready_.reset();
     if (answer.error) std::rethrow_exception(answer.error);
     co_return answer.records;
+}
+
+void WebcamStudio::begin(bool mayUseCameras) {
+    if (!ready_) return;
+    if (!mayUseCameras) return fail(WebcamStudioError::accessDenied);
+    recorder_.refreshDevices();
+    if (!session_ || recorder_.cameras->empty()) return fail(WebcamStudioError::noCamera);
+    follow();
+    session_->setOnConnectionChange([this](bool isConnected) { connectionChanged(isConnected); });
+    startCamera();
+    if (services_.makeWindow) openWindow();
+}
+
+void WebcamStudio::fail(WebcamStudioError::Case reason) {
+    ready_->resolve({false, std::make_exception_ptr(WebcamStudioError(reason))});
 }
 
 void WebcamStudio::openWindow() {
@@ -173,9 +177,7 @@ void WebcamStudio::started(AVCaptureSession::Outcome outcome) {
     running_ = outcome == Outcome::running;
     const auto reason =
         outcome == Outcome::noCamera ? WebcamStudioError::noCamera : WebcamStudioError::couldNotBeRecorded;
-    if (!window_ && ready_) {
-        ready_->resolve({running_, running_ ? nullptr : std::make_exception_ptr(WebcamStudioError(reason))});
-    }
+    if (!services_.makeWindow && ready_) running_ ? ready_->resolve({true, nullptr}) : fail(reason);
     if (outcome == Outcome::noCamera) message_ = WebcamStudioError(reason).what();
     if (outcome == Outcome::couldNotBeStarted) message_ = localized("The camera couldn't be started.");
     rebuild();

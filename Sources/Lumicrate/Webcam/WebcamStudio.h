@@ -117,6 +117,8 @@ class WebcamStudio {
         std::exception_ptr error;
     };
 
+    void begin(bool mayUseCameras);
+    void fail(WebcamStudioError::Case reason);
     void startCamera();
     void started(AVCaptureSession::Outcome outcome);
     void connectionChanged(bool isConnected);

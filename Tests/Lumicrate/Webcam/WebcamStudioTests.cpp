@@ -235,6 +235,11 @@ TEST_F(WebcamStudioTests, WithoutACameraNothingIsFramed) {
     devices.cameraAccess = notDetermined;
     open();
     EXPECT_EQ(*recorder->state, State::selectingArea);
+    recorder->requestStop();
+    executor.drain();
+    expectCancelled();
+    devices.cameraRequests.back()(true);
+    open();
     devices.cameraRequests.back()(true);
     executor.drain();
     EXPECT_NE(window.studio, nullptr);
