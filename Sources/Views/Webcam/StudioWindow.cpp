@@ -36,6 +36,7 @@ constexpr double numberGround = 160;
 constexpr double numberGroundOpacity = 0.5;
 constexpr double recordingDot = 12;
 constexpr double dotMargin = 14;
+constexpr double dotEdge = 4;  ///< sets the dot off from the picture
 constexpr std::uint32_t aspectWidth = 16;
 constexpr std::uint32_t aspectHeight = 9;
 
@@ -200,8 +201,10 @@ void StudioWindow::paintEvent(QPaintEvent*) {
     }
     if (content_.countdown) paintCountdown(painter, *content_.countdown);
     if (content_.phase == WebcamStudio::Phase::recording) {
-        overlay::paintGround(painter, QRectF(dotMargin, dotMargin, recordingDot, recordingDot), overlay::red,
-                             recordingDot / 2);
+        const QRectF dot(dotMargin, dotMargin, recordingDot, recordingDot);
+        const QRectF edge = dot.adjusted(-dotEdge, -dotEdge, dotEdge, dotEdge);
+        overlay::paintGround(painter, edge, overlay::black(numberGroundOpacity), edge.width() / 2);
+        overlay::paintGround(painter, dot, overlay::red, recordingDot / 2);
     }
 }
 
