@@ -45,7 +45,7 @@ class WebcamBubbleController final : public WebcamBubbleShowing {
     void setOnError(std::function<void(const std::string&)> sink) override { onError_ = std::move(sink); }
 
     /// While suspended, the bubble is hidden and the camera is free for another part of the program.
-    void setSuspended(bool suspended);
+    void setSuspended(bool suspended) override;
     bool isSuspended() const { return suspended_; }
     /// Closes the camera and hides the panel.
     void hide();

@@ -209,7 +209,7 @@ void StudioWindow::paintEvent(QPaintEvent*) {
 }
 
 void StudioWindow::paintPicture(QPainter& painter) const {
-    const CameraPicture picture = studio_.session().preview();
+    const RenderedPicture picture = studio_.session().preview();
     if (!picture.pixels) return;
     const QImage image(picture.pixels.get(), picture.width, picture.height,
                        static_cast<qsizetype>(picture.bytesPerRow), QImage::Format_RGB32);

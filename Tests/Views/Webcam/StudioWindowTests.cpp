@@ -17,7 +17,7 @@ constexpr std::uint32_t red = 0xff0000;
 constexpr std::uint32_t blue = 0x0000ff;
 
 /// The left half red, the right half blue.
-CameraPicture twoHalves(PixelSize size) {
+RenderedPicture twoHalves(PixelSize size) {
     const auto pixels = std::make_shared<std::vector<std::uint32_t>>();
     for (int i = 0; i < size.width * size.height; ++i)
         pixels->push_back(i % size.width < size.width / 2 ? red : blue);
@@ -44,7 +44,7 @@ class StudioWindowTests : public RecorderFixture {
         executor.drain();
         ASSERT_TRUE(await([this] { return window->isActiveWindow(); }));
     }
-    void run(const CameraPicture& picture) {
+    void run(const RenderedPicture& picture) {
         cameras.last().show(picture);
         cameras.last().started(AVCaptureSession::Outcome::running);
         executor.drain();
