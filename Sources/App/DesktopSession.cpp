@@ -34,8 +34,8 @@ DesktopSession::DesktopSession(SystemServices& system)
                   [this](std::uint32_t key) { return keys.virtualKeyCodeOf(key); }}),
       contents_([this](const QKeyEvent& event) { return keyMonitor.translated(event); }),
       controlBar(screens, system.defaults, contents_),
-      areaSelector({system.executor, system.capture, pictures, system.process, screens, system.defaults,
-                    contents_, true}),
+      areaSelector(
+          {system.executor, system.capture, pictures, system.process, screens, system.defaults, contents_}),
       screenChooser_(system.executor, screens, pictures, keyMonitor, contents_),
       countdown_(system.executor, screens, system.defaults, contents_),
       clickHighlighter_(system.executor, screens, buttons, contents_),

@@ -49,8 +49,8 @@ class AVCaptureSession {
     virtual void setOnPreview(std::function<void()> changed) = 0;
 
     /// `sink` receives every frame in the camera's full size, on a thread of the session, with the time of
-    /// capture on the host clock. With `mirrored`, flipped horizontally. An empty function
-    /// ends that; when this returns, the previous one is no longer running.
+    /// capture on the host clock and without frame information. With `mirrored`, flipped horizontally. An
+    /// empty function ends that; when this returns, the previous one is no longer running.
     virtual void setOnFrame(std::function<void(const CMSampleBuffer&)> sink, bool mirrored) = 0;
 
     /// `changed` is called on the main thread with false when the camera is unplugged while running. The

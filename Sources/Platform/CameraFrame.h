@@ -34,6 +34,9 @@ enum class CameraPixels : std::uint8_t {
 };
 
 struct CameraFormat {
+    /// Larger pictures are not supported; pixels.
+    static constexpr int maxSide = 8192;
+
     CameraPixels pixels = CameraPixels::mjpg;
     PixelSize size;
     double rate = 0;  ///< frames per second

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "Support/MediaTime.h"
 
+#include <cmath>
 #include <cstdlib>
 #include <limits>
 #include <numeric>
@@ -50,6 +51,11 @@ std::int64_t CMTime::converted(std::int64_t timescale) const {
     const Wide scaled = Wide{value_} * timescale;
     const Wide half = timescale_ / 2;
     return narrowed((scaled >= 0 ? scaled + half : scaled - half) / timescale_);
+}
+
+CMTime CMTime::fromSeconds(double seconds) {
+    constexpr std::int64_t microsecond = 1'000'000;
+    return {std::llround(seconds * microsecond), microsecond};
 }
 
 CMTime CMTime::operator-() const {

@@ -23,6 +23,8 @@ class CMTime {
     static constexpr CMTime zero() { return {0, 1}; }
     static constexpr CMTime invalid() { return {}; }
     static CMTime from(std::chrono::nanoseconds duration) { return {duration.count(), 1'000'000'000}; }
+    /// Rounded to microseconds, for positions that went through floating point.
+    static CMTime fromSeconds(double seconds);
 
     constexpr bool isValid() const { return timescale_ > 0; }
     constexpr std::int64_t value() const { return value_; }

@@ -181,9 +181,12 @@ void CameraSession::fail(Outcome outcome) {
 }
 
 AVCaptureSessionFactory makeCameraSessionFactory(Executor& executor, CameraFormatChooser choose) {
-    const auto queue = std::make_shared<SerialQueue>("Lumicrate.cameras");
+    // The queue is made with the first session, because most runs of the program need no camera.
+    // Shared by the factory's copies.
+    const auto queue = std::make_shared<std::shared_ptr<SerialQueue>>();
     return [&executor, choose = std::move(choose), queue] {
-        return std::make_unique<CameraSession>(executor, choose, queue);
+        if (!*queue) *queue = std::make_shared<SerialQueue>("Lumicrate.cameras");
+        return std::make_unique<CameraSession>(executor, choose, *queue);
     };
 }
 

@@ -85,10 +85,6 @@ void CameraWorker::feedSink(const AVFrame& picture, const Wanted& wanted) {
     sample.timing.presentationTimeStamp = CMTime::from(frame_.time);
     sample.imageBuffer = converter_.pixelBuffer(frame_, picture, wanted.isMirrored);
     if (!sample.imageBuffer) return;
-    SCStreamFrameInfo info;
-    info.sequence = ++sequence_;
-    info.dirtyRects = {{0, 0, sample.imageBuffer->width, sample.imageBuffer->height}};
-    sample.frameInfo = std::move(info);
     const std::lock_guard lock(sinkMutex_);
     if (sink_ && sinkNumber_ == wanted.sinkNumber) sink_(sample);
 }

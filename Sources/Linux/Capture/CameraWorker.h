@@ -69,7 +69,6 @@ class CameraWorker {
     std::uint64_t sinkNumber_ = 0;
     // The thread's.
     CameraFrame frame_;
-    std::uint64_t sequence_ = 0;
     media::CameraDecoder decoder_;
     media::CameraConverter converter_;
     std::thread thread_;

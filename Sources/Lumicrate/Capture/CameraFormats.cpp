@@ -14,7 +14,7 @@ constexpr double tolerableRate = 12;
 /// Tolerates 23.976 for 24.
 constexpr double rateTolerance = 0.5;
 constexpr int minSide = 16;
-constexpr int maxSide = 8192;
+constexpr int maxSide = CameraFormat::maxSide;
 
 bool isUsable(const CameraFormat& format) {
     const auto [width, height] = format.size;

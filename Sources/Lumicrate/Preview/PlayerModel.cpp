@@ -15,12 +15,6 @@ namespace {
 constexpr std::string_view volumeKey = "previewVolume";
 constexpr std::string_view mutedKey = "previewMuted";
 
-constexpr std::int64_t microsecond = 1'000'000;
-
-CMTime fromSeconds(double seconds) {
-    return {std::llround(seconds * microsecond), microsecond};
-}
-
 }  // namespace
 
 PlayerModel::PlayerModel(AVPlayerFactory factory, NSUserDefaults& defaults)
@@ -70,7 +64,7 @@ void PlayerModel::setPictures(PictureTable pictures) {
 }
 
 CMTime PlayerModel::time() const {
-    return fromSeconds(state().time);
+    return CMTime::fromSeconds(state().time);
 }
 
 void PlayerModel::play() {
@@ -93,7 +87,7 @@ void PlayerModel::step(int pictures) {
 }
 
 void PlayerModel::jump(double seconds) {
-    seek(time() + fromSeconds(seconds));
+    seek(time() + CMTime::fromSeconds(seconds));
 }
 
 void PlayerModel::seek(CMTime time, AVPlayer::Seek how) {

@@ -61,27 +61,36 @@ void PreviewModel::load() {
     describing_ = RunningTask(services_.executor, describe(*url));
 }
 
+/// The facts and the window's size need only the head of the file; in foreign movies, the times of the
+/// pictures can need all of it.
 Task<void> PreviewModel::describe(std::filesystem::path described) {
-    const std::function<Facts()> reading = [&assets = services_.assets, &files = services_.files, described] {
-        Facts facts;
-        facts.summary = assets.summary(described);
-        facts.line = describeRecording(described, facts.summary, files.attributes(described).size);
-        constexpr std::int64_t microsecond = 1'000'000;
-        const CMTime duration(std::llround(facts.summary.duration * microsecond), microsecond);
-        facts.pictures = PictureTable(assets.pictureTimes(described), duration);
-        return facts;
+    const std::function<AVAssetSummary()> summarizing = [&assets = services_.assets, described] {
+        return assets.summary(described);
+    };
+    const std::function<std::vector<CMTime>()> timing = [&assets = services_.assets, described] {
+        return assets.pictureTimes(described);
     };
     try {
-        Task<Facts> facts = inBackground<Facts>(services_.executor, *readQueue_, reading);
-        const Facts read = co_await facts;
-        info = read.line;
-        videoSize = read.summary.videoSize;
-        playerView.setPictures(read.pictures);
-        strip.read(described, read.summary);
+        Task<AVAssetSummary> summarized =
+            inBackground<AVAssetSummary>(services_.executor, *readQueue_, summarizing);
+        const AVAssetSummary summary = co_await summarized;
+        info = describeRecording(described, summary, services_.files.attributes(described).size);
+        videoSize = summary.videoSize;
+        measured();
+        Task<std::vector<CMTime>> timed =
+            inBackground<std::vector<CMTime>>(services_.executor, *readQueue_, timing);
+        const std::vector<CMTime> times = co_await timed;
+        playerView.setPictures(PictureTable(times, CMTime::fromSeconds(summary.duration)));
+        strip.read(described, summary);
     } catch (const LocalizedError& error) {
         info = "";
         errorMessage = error.what();
+        measured();
     }
+}
+
+void PreviewModel::measured() {
+    if (const auto tell = std::exchange(onMeasured, nullptr)) tell();
 }
 
 void PreviewModel::beginRename() {

@@ -73,6 +73,8 @@ class PreviewModel {
     /// Set by the window.
     NSAlertSheet showSheet;
     std::function<void()> closeWindow;
+    /// Called once when the size of the first file is known, or that it has none or cannot be read.
+    std::function<void()> onMeasured;
 
     /// Opens the file in the player, and reads its facts.
     void load();
@@ -88,13 +90,8 @@ class PreviewModel {
     void moveToTrash();
 
  private:
-    struct Facts {
-        AVAssetSummary summary;
-        PictureTable pictures;
-        std::string line;
-    };
-
     Task<void> describe(std::filesystem::path url);
+    void measured();
     void askHowToSaveTrim(CMTimeRange range);
     Task<void> saveTrim(CMTimeRange range, bool replacing, bool precise);
     Task<void> makeGIF(double width);

@@ -2,8 +2,6 @@
 #include "Lumicrate/Preview/PreviewWindows.h"
 
 #include "Lumicrate/Recording/RecordingOptions.h"
-#include "Support/Error.h"
-#include "Support/LongWork.h"
 
 #include <algorithm>
 #include <utility>
@@ -12,16 +10,12 @@ namespace lumicrate {
 
 namespace {
 
-/// The room for the facts line and the tools below the picture.
-constexpr double toolsHeight = 52;
 constexpr double titleHeight = 28;
 
 }  // namespace
 
 PreviewWindows::PreviewWindows(PreviewModel::Services services, WindowFactory makeWindow)
-    : services_(std::move(services)),
-      makeWindow_(std::move(makeWindow)),
-      queue_(services_.makeQueue("Lumicrate.preview.measure")) {}
+    : services_(std::move(services)), makeWindow_(std::move(makeWindow)) {}
 
 void PreviewWindows::show(const std::filesystem::path& url) {
     for (auto& [window, entry] : windows_) {
@@ -36,26 +30,15 @@ void PreviewWindows::show(const std::filesystem::path& url) {
     model->closeWindow = closed;
     window->setContentMinSize({520, 300});
     window->setContentSize({640, 400});
-    Entry& entry = windows_[key];
-    entry.model = std::move(model);
-    entry.window = std::move(window);
-    entry.opening = RunningTask(services_.executor, open(entry));
-}
-
-Task<void> PreviewWindows::open(Entry& entry) {
-    const std::function<std::optional<Size>()> measuring =
-        [&assets = services_.assets, url = *entry.model->url] { return assets.summary(url).videoSize; };
-    entry.model->load();
-    try {
-        Task<std::optional<Size>> measured =
-            inBackground<std::optional<Size>>(services_.executor, *queue_, measuring);
-        const std::optional<Size> size = co_await measured;
-        fit(*entry.window, size);
-    } catch (const LocalizedError&) {
-        // The window says why the file cannot be shown, in the size that it has.
-    }
-    entry.window->center();
-    entry.window->makeKeyAndOrderFront();
+    model->onMeasured = [model = model.get(), key] {
+        // A file that cannot be read has the error instead of a size, in the window as it is.
+        if (!*model->errorMessage) fit(*key, *model->videoSize);
+        key->center();
+        key->makeKeyAndOrderFront();
+    };
+    PreviewModel& opened = *model;
+    windows_[key] = {std::move(model), std::move(window)};
+    opened.load();
 }
 
 void PreviewWindows::close(NSWindow* window) {

@@ -21,6 +21,9 @@ class PreviewWindows {
  public:
     using WindowFactory = std::function<std::unique_ptr<NSWindow>(PreviewModel&)>;
 
+    /// The room below the picture for the facts line and the tools, in points.
+    static constexpr int toolsHeight = 52;
+
     PreviewWindows(PreviewModel::Services services, WindowFactory makeWindow);
     PreviewWindows(const PreviewWindows&) = delete;
     PreviewWindows& operator=(const PreviewWindows&) = delete;
@@ -41,15 +44,12 @@ class PreviewWindows {
     struct Entry {
         std::unique_ptr<PreviewModel> model;
         std::unique_ptr<NSWindow> window;
-        RunningTask opening;
     };
 
-    Task<void> open(Entry& entry);
     void close(NSWindow* window);
 
     PreviewModel::Services services_;
     WindowFactory makeWindow_;
-    std::unique_ptr<DispatchQueue> queue_;
     std::map<NSWindow*, Entry> windows_;
     std::vector<Subscription> following_;
 };

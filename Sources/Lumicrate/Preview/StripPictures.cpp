@@ -15,9 +15,8 @@ namespace {
 
 /// The middle of that part of the recording.
 CMTime middleOf(std::size_t part, double duration) {
-    constexpr std::int64_t scale = 1'000'000;
     const double share = (static_cast<double>(part) + 0.5) / static_cast<double>(StripPictures::maxPictures);
-    return {std::llround(duration * share * scale), scale};
+    return CMTime::fromSeconds(duration * share);
 }
 
 /// Hands over one picture at a time.

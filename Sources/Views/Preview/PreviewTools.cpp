@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "Views/Preview/PreviewTools.h"
 
+#include "Lumicrate/Preview/PreviewWindows.h"
 #include "Views/Widgets/FlatButton.h"
 #include "Views/Widgets/QtText.h"
 #include "Views/Widgets/Symbols.h"
@@ -24,7 +25,7 @@ namespace lumicrate::views {
 
 namespace {
 
-constexpr int toolsHeight = 52;
+constexpr int toolsHeight = PreviewWindows::toolsHeight;
 constexpr int renameWidth = 300;
 
 /// A small window below a button, closed by Esc and by a click elsewhere.

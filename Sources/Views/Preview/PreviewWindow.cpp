@@ -19,7 +19,6 @@
 #include <QMimeData>
 #include <QMouseEvent>
 #include <QPixmap>
-#include <QScreen>
 #include <QUrl>
 #include <QVBoxLayout>
 #include <memory>
@@ -28,10 +27,6 @@
 namespace lumicrate::views {
 
 namespace {
-
-QSize sizeOf(Size size) {
-    return QSizeF(size.width, size.height).toSize();
-}
 
 std::unique_ptr<QMimeData> mimeDataOf(const std::filesystem::path& url) {
     auto data = std::make_unique<QMimeData>();
@@ -42,8 +37,6 @@ std::unique_ptr<QMimeData> mimeDataOf(const std::filesystem::path& url) {
 }  // namespace
 
 PreviewWindow::PreviewWindow(PreviewModel& model) : model_(model) {
-    setWindowIcon(applicationIcon());
-    setFocusPolicy(Qt::StrongFocus);
     auto* column = new QVBoxLayout(this);
     column->setContentsMargins(0, 0, 0, 0);
     column->setSpacing(0);
@@ -72,8 +65,9 @@ void PreviewWindow::followModel() {
     subscriptions_.push_back(model_.playerView.error.observe([this](const std::string& message) {
         if (!*model_.errorMessage) error_->showMessage(qtText(message));
     }));
-    subscriptions_.push_back(model_.videoSize.observe(
-        [this](const std::optional<Size>& size) { player_->setVideoSize(size ? sizeOf(*size) : QSize()); }));
+    subscriptions_.push_back(model_.videoSize.observe([this](const std::optional<Size>& size) {
+        player_->setVideoSize(size ? QSizeF(size->width, size->height).toSize() : QSize());
+    }));
     subscriptions_.push_back(model_.playerView.trim.observe(
         [this](const std::optional<TrimRange>& range) { makeRoomForStrip(range.has_value()); }));
     showURL(*model_.url);
@@ -95,38 +89,9 @@ void PreviewWindow::showURL(const std::filesystem::path& url) {
     setWindowFilePath(QString::fromStdString(url.string()));
 }
 
-void PreviewWindow::setContentMinSize(Size size) {
-    setMinimumSize(sizeOf(size));
-}
-
-void PreviewWindow::setContentSize(Size size) {
-    resize(sizeOf(size));
-}
-
-Size PreviewWindow::visibleFrameSize() const {
-    const QSize available = screen()->availableSize();
-    return {static_cast<double>(available.width()), static_cast<double>(available.height())};
-}
-
-void PreviewWindow::center() {
-    const QRect available = screen()->availableGeometry();
-    QRect frame(QPoint(), size());
-    frame.moveCenter(available.center());
-    move(frame.topLeft());
-}
-
-void PreviewWindow::makeKeyAndOrderFront() {
-    setWindowState(windowState() & ~Qt::WindowMinimized);
-    show();
-    raise();
-    activateWindow();
-    setFocus();
-}
-
 void PreviewWindow::closeEvent(QCloseEvent* event) {
     model_.playerView.pause();
-    event->accept();
-    if (closed_) closed_();
+    DocumentWindow::closeEvent(event);
 }
 
 void PreviewWindow::toggleFullScreen() {

@@ -3,12 +3,10 @@
 #pragma once
 
 #include "Lumicrate/Preview/PreviewModel.h"
-#include "Platform/NSWindow.h"
 #include "Support/Published.h"
+#include "Views/Shell/DocumentWindow.h"
 
 #include <QPoint>
-#include <QWidget>
-#include <functional>
 #include <vector>
 
 namespace lumicrate::views {
@@ -22,17 +20,10 @@ class TrimStrip;
 /// I and O set the ends, Return saves, Esc leaves trimming or full screen or cancels long work; F is full
 /// screen, M mutes; G makes a GIF; Ctrl+C copies the file, F2 renames, Delete moves to the Trash, Ctrl+W
 /// closes.
-class PreviewWindow final : public QWidget, public NSWindow {
+class PreviewWindow final : public DocumentWindow {
  public:
     /// `model` must outlive it.
     explicit PreviewWindow(PreviewModel& model);
-
-    void setContentMinSize(Size size) override;
-    void setContentSize(Size size) override;
-    Size visibleFrameSize() const override;
-    void center() override;
-    void makeKeyAndOrderFront() override;
-    void setOnClose(std::function<void()> closed) override { closed_ = std::move(closed); }
 
  protected:
     void closeEvent(QCloseEvent* event) override;
@@ -54,7 +45,6 @@ class PreviewWindow final : public QWidget, public NSWindow {
     TrimStrip* strip_;
     TintedLabel* error_;
     PreviewTools* tools_;
-    std::function<void()> closed_;
     QPoint pressed_;
     int grown_ = 0;  ///< points that the strip has added to the height
     std::vector<Subscription> subscriptions_;

@@ -21,11 +21,6 @@ namespace {
 
 constexpr int volumeWidth = 70;
 
-CMTime microseconds(double seconds) {
-    constexpr std::int64_t scale = 1'000'000;
-    return {std::llround(seconds * scale), scale};
-}
-
 QString rateTitle(double rate) {
     return QString::number(rate) + QStringLiteral("×");
 }
@@ -131,7 +126,7 @@ void TransportBar::scrub(double share, bool moving) {
         playsOn_ = true;
         player_.pause();
     }
-    player_.seek(microseconds(share * player_.state().duration),
+    player_.seek(CMTime::fromSeconds(share * player_.state().duration),
                  moving ? AVPlayer::Seek::coarse : AVPlayer::Seek::exact);
     if (!moving && std::exchange(playsOn_, false)) player_.play();
 }

@@ -72,8 +72,7 @@ double TrimStrip::xOf(CMTime time) const {
 
 CMTime TrimStrip::timeAt(double x) const {
     const double share = std::clamp((x - track().left()) / std::max(track().width(), 1.0), 0.0, 1.0);
-    constexpr std::int64_t scale = 1'000'000;
-    return {std::llround(share * player_.pictures().duration().seconds() * scale), scale};
+    return CMTime::fromSeconds(share * player_.pictures().duration().seconds());
 }
 
 TrimStrip::Grip TrimStrip::gripAt(double x) const {

@@ -8,13 +8,10 @@
 #include "Views/Widgets/Symbols.h"
 
 #include <QCloseEvent>
-#include <QCursor>
 #include <QFontMetricsF>
-#include <QGuiApplication>
 #include <QImage>
 #include <QKeyEvent>
 #include <QPainter>
-#include <QScreen>
 #include <QWindow>
 #include <array>
 #include <cstdint>
@@ -39,10 +36,6 @@ constexpr double dotMargin = 14;
 constexpr double dotEdge = 4;  ///< sets the dot off from the picture
 constexpr std::uint32_t aspectWidth = 16;
 constexpr std::uint32_t aspectHeight = 9;
-
-QSize sizeOf(Size size) {
-    return QSizeF(size.width, size.height).toSize();
-}
 
 /// Adds the proportions to the size hints that the toolkit has set; it offers no such hint.
 void keepAspectRatio(xcb_window_t window) {
@@ -80,9 +73,7 @@ StudioWindow::StudioWindow(WebcamStudio& studio)
       bar_(new StudioBar(
           studio, [this] { close(); }, this)) {
     setWindowTitle(localizedText("Webcam"));
-    setWindowIcon(applicationIcon());
     setAttribute(Qt::WA_OpaquePaintEvent);
-    setFocusPolicy(Qt::StrongFocus);
     subscription_ =
         studio.content.observe([this](const WebcamStudio::Content& content) { showContent(content); });
     studio.session().setOnPreview([this] { update(); });
@@ -94,38 +85,9 @@ StudioWindow::~StudioWindow() {
     studio_.session().setPreviewSize({});
 }
 
-void StudioWindow::setContentMinSize(Size size) {
-    setMinimumSize(sizeOf(size));
-}
-
-void StudioWindow::setContentSize(Size size) {
-    resize(sizeOf(size));
-}
-
-Size StudioWindow::visibleFrameSize() const {
-    const QSize available = screen()->availableSize();
-    return {static_cast<double>(available.width()), static_cast<double>(available.height())};
-}
-
-/// On the screen under the pointer, where the control bar will be too.
-void StudioWindow::center() {
-    const QScreen* const pointed = QGuiApplication::screenAt(QCursor::pos());
-    QRect frame(QPoint(), size());
-    frame.moveCenter((pointed ? pointed : screen())->availableGeometry().center());
-    move(frame.topLeft());
-}
-
-void StudioWindow::makeKeyAndOrderFront() {
-    setWindowState(windowState() & ~Qt::WindowMinimized);
-    show();
-    raise();
-    activateWindow();
-    setFocus();
-}
-
 void StudioWindow::closeEvent(QCloseEvent* event) {
     event->ignore();
-    if (closed_) closed_();
+    reportClose();
 }
 
 void StudioWindow::keyPressEvent(QKeyEvent* event) {

@@ -3,11 +3,8 @@
 #pragma once
 
 #include "Lumicrate/Webcam/WebcamStudio.h"
-#include "Platform/NSWindow.h"
 #include "Support/Published.h"
-
-#include <QWidget>
-#include <functional>
+#include "Views/Shell/DocumentWindow.h"
 
 namespace lumicrate::views {
 
@@ -15,18 +12,11 @@ class StudioBar;
 
 /// The picture fills the window and is cut off where their proportions differ. Keys: Return records, Esc
 /// cancels, Ctrl+W closes. It stays until its owner destroys it: closing it only calls the handler.
-class StudioWindow final : public QWidget, public NSWindow {
+class StudioWindow final : public DocumentWindow {
  public:
     /// `studio`, with its session, must outlive the window.
     explicit StudioWindow(WebcamStudio& studio);
     ~StudioWindow() override;
-
-    void setContentMinSize(Size size) override;
-    void setContentSize(Size size) override;
-    Size visibleFrameSize() const override;
-    void center() override;
-    void makeKeyAndOrderFront() override;
-    void setOnClose(std::function<void()> closed) override { closed_ = std::move(closed); }
 
  protected:
     void closeEvent(QCloseEvent* event) override;
@@ -49,7 +39,6 @@ class StudioWindow final : public QWidget, public NSWindow {
     WebcamStudio& studio_;
     WebcamStudio::Content content_;
     StudioBar* bar_;
-    std::function<void()> closed_;
     Subscription subscription_;
 };
 

@@ -3,8 +3,8 @@
 // recordings whose pictures identify themselves.
 #include "Linux/Media/Editing/Assets.h"
 #include "Linux/Player/MpvPlayer.h"
+#include "Tests/Linux/LoopExecutor.h"
 #include "Tests/Linux/Media/CountedMovie.h"
-#include "Tests/Linux/Player/LoopExecutor.h"
 
 #include <gmock/gmock.h>
 

@@ -20,7 +20,7 @@ namespace lumicrate::media {
 
 namespace {
 
-constexpr int maxSide = 8192;
+constexpr int maxSide = CameraFormat::maxSide;
 constexpr int alignment = 64;
 
 constexpr int aligned(int bytes) {
@@ -187,10 +187,10 @@ std::shared_ptr<const CVPixelBuffer> CameraConverter::pixelBuffer(const CameraFr
                                                                   const AVFrame& picture, bool isMirrored) {
     const PixelRect part = reducedPart(frame, picture);
     const auto result = std::make_shared<CameraPixelBuffer>(uprightSize(frame), movieMemory_);
-    const bool isRgb = frame.format.pixels >= CameraPixels::bgrx && frame.format.pixels <= CameraPixels::bgr;
     const CameraColors colors =
-        isRgb ? CameraColors{true, false}
-              : CameraColors{picture.colorspace == AVCOL_SPC_BT709, picture.color_range == AVCOL_RANGE_JPEG};
+        isRgb(static_cast<AVPixelFormat>(picture.format))
+            ? CameraColors{true, false}
+            : CameraColors{picture.colorspace == AVCOL_SPC_BT709, picture.color_range == AVCOL_RANGE_JPEG};
     const Orientation orientation = orientationOf(frame, isMirrored);
     if (orientation == Orientation()) {
         AVFrame target{};

@@ -20,7 +20,7 @@ namespace {
 
 static_assert(CameraFrame::padding >= AV_INPUT_BUFFER_PADDING_SIZE);
 
-constexpr int maxSide = 8192;
+constexpr int maxSide = CameraFormat::maxSide;
 
 AVPixelFormat formatOf(CameraPixels pixels) {
     switch (pixels) {

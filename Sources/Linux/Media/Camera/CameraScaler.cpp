@@ -51,6 +51,10 @@ std::array<const std::uint8_t*, 4> planesAt(const AVFrame& picture, const PixelR
 
 }  // namespace
 
+bool isRgb(AVPixelFormat format) {
+    return (av_pix_fmt_desc_get(format)->flags & AV_PIX_FMT_FLAG_RGB) != 0;
+}
+
 void CameraScaler::Free::operator()(SwsContext* scaler) const {
     sws_freeContext(scaler);
 }
@@ -84,9 +88,6 @@ bool CameraScaler::open(const Kind& kind) {
     scaler_.reset(sws_getContext(width, height, from, newWidth, newHeight, to, SWS_BILINEAR, nullptr, nullptr,
                                  nullptr));
     if (!scaler_) return false;
-    const auto isRgb = [](AVPixelFormat each) {
-        return (av_pix_fmt_desc_get(each)->flags & AV_PIX_FMT_FLAG_RGB) != 0;
-    };
     const int* const matrix = sws_getCoefficients(isRgb(from) ? AVCOL_SPC_BT709 : colorSpace);
     const bool isResultFullRange = isRgb(to) || (isFullRange && !isRgb(from));
     constexpr int one = 1 << 16;

@@ -12,6 +12,8 @@ struct SwsContext;
 
 namespace lumicrate::media {
 
+bool isRgb(AVPixelFormat format);
+
 /// For many pictures of one kind. One thread at a time.
 class CameraScaler {
  public:

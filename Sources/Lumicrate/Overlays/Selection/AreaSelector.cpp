@@ -50,11 +50,11 @@ std::vector<HoverTarget> hoverTargets(const std::vector<SCWindow>& windows, cons
 }
 
 AreaSelection::AreaSelection(std::string confirmTitle, std::vector<CaptureDevice> microphones,
-                             NSUserDefaults& defaults, bool offersWebcam,
+                             NSUserDefaults& defaults,
                              const std::function<void(const std::string&)>& complain,
                              SelectionModel::Settings settings, SelectionModel::OnFinish onFinish)
     : toolbar(std::move(confirmTitle), std::move(microphones)),
-      options(defaults, toolbar.microphones, offersWebcam, complain),
+      options(defaults, toolbar.microphones, complain),
       selection(std::move(settings), toolbar, std::move(onFinish)) {}
 
 Task<std::optional<PickedArea>> AreaSelector::select(NSScreen screen, std::string confirmTitle,
@@ -73,8 +73,8 @@ Task<std::optional<PickedArea>> AreaSelector::select(NSScreen screen, std::strin
     const SelectionModel::Settings settings{screen.frame.size(), screen.backingScaleFactor,
                                             std::move(targets), windowsOnly};
     selection_ = std::make_unique<AreaSelection>(
-        std::move(confirmTitle), std::move(microphones), services_.defaults, services_.offersWebcam,
-        complain_, settings, [this, screen](std::optional<Rect> rect, std::optional<std::uint32_t> windowID) {
+        std::move(confirmTitle), std::move(microphones), services_.defaults, complain_, settings,
+        [this, screen](std::optional<Rect> rect, std::optional<std::uint32_t> windowID) {
             finish(rect ? std::optional(PickedArea{flipped(*rect, screen), windowID}) : std::nullopt);
         });
     if (initialArea) selection_->selection.preselect(flipped(*initialArea, screen));

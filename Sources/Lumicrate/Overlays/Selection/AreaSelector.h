@@ -32,8 +32,8 @@ struct PickedArea {
 /// The models of one selection's overlay, which are connected through the toolbar's model.
 struct AreaSelection {
     AreaSelection(std::string confirmTitle, std::vector<CaptureDevice> microphones, NSUserDefaults& defaults,
-                  bool offersWebcam, const std::function<void(const std::string&)>& complain,
-                  SelectionModel::Settings settings, SelectionModel::OnFinish onFinish);
+                  const std::function<void(const std::string&)>& complain, SelectionModel::Settings settings,
+                  SelectionModel::OnFinish onFinish);
 
     AreaToolbarModel toolbar;
     RecordOptionsBar options;
@@ -54,7 +54,6 @@ class AreaSelector final {
         const NSScreens& screens;
         NSUserDefaults& defaults;
         OverlayContents& contents;
-        bool offersWebcam = false;  ///< in the toolbar
     };
 
     explicit AreaSelector(const Services& services) : services_(services) {}

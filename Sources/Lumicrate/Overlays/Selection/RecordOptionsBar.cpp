@@ -38,11 +38,8 @@ std::string summary(VideoQuality quality, int framesPerSecond) {
 }  // namespace
 
 RecordOptionsBar::RecordOptionsBar(NSUserDefaults& defaults, std::vector<CaptureDevice> microphones,
-                                   bool offersWebcam, ComplaintSink complain)
-    : defaults_(defaults),
-      microphones_(std::move(microphones)),
-      offersWebcam_(offersWebcam),
-      complain_(std::move(complain)) {
+                                   ComplaintSink complain)
+    : defaults_(defaults), microphones_(std::move(microphones)), complain_(std::move(complain)) {
     content = describe();
     changes_ = defaults_.observe([this] {
         Content next = describe();
@@ -62,10 +59,8 @@ RecordOptionsBar::Content RecordOptionsBar::describe() const {
                                  "System audio on", "System audio off"));
     now.toggles.push_back(toggle(preference::captureMicrophone, options.captureMicrophone, "mic.fill",
                                  "mic.slash.fill", "Microphone", "Microphone on", "Microphone off"));
-    if (offersWebcam_) {
-        now.toggles.push_back(toggle(preference::webcamEnabled, options.webcamEnabled, "video.fill",
-                                     "video.slash.fill", "Webcam", "Webcam on", "Webcam off"));
-    }
+    now.toggles.push_back(toggle(preference::webcamEnabled, options.webcamEnabled, "video.fill",
+                                 "video.slash.fill", "Webcam", "Webcam on", "Webcam off"));
     return now;
 }
 

@@ -36,8 +36,7 @@ class RecordOptionsBar {
     using ComplaintSink = std::function<void(const std::string&)>;
 
     /// `defaults` must outlive this. `complain` gets a message for the user when a choice cannot be stored.
-    /// `offersWebcam` adds the webcam toggle.
-    RecordOptionsBar(NSUserDefaults& defaults, std::vector<CaptureDevice> microphones, bool offersWebcam,
+    RecordOptionsBar(NSUserDefaults& defaults, std::vector<CaptureDevice> microphones,
                      ComplaintSink complain);
     RecordOptionsBar(const RecordOptionsBar&) = delete;
     RecordOptionsBar& operator=(const RecordOptionsBar&) = delete;
@@ -64,7 +63,6 @@ class RecordOptionsBar {
 
     NSUserDefaults& defaults_;
     std::vector<CaptureDevice> microphones_;
-    bool offersWebcam_;
     ComplaintSink complain_;
     Subscription changes_;
 };

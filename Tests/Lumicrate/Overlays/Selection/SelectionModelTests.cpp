@@ -356,7 +356,7 @@ class RecordOptionsBarTests : public testing::Test {
  protected:
     RecordOptionsBarTests() {
         RecordingOptions::registerDefaults(defaults);
-        bar.emplace(defaults, microphones, true, [this](const auto& text) { complaints.push_back(text); });
+        bar.emplace(defaults, microphones, [this](const auto& text) { complaints.push_back(text); });
     }
     std::vector<std::string> helps() const {
         std::vector<std::string> texts;
@@ -382,7 +382,6 @@ TEST_F(RecordOptionsBarTests, FollowsThePreferences) {
     EXPECT_THAT(RecordOptionsBar::summaries(), testing::Contains(bar->content->summary));
     defaults.set("fps", std::int64_t{31});
     EXPECT_EQ(bar->content->summary, "Native · 30 fps") << "31 is not offered";
-    EXPECT_EQ(RecordOptionsBar(defaults, {}, false, {}).content->toggles.size(), 2U);
 }
 
 TEST_F(RecordOptionsBarTests, EveryChoiceIsStoredAndShown) {
@@ -411,7 +410,7 @@ TEST_F(RecordOptionsBarTests, MissingMicrophoneCountsAsTheDefault) {
     EXPECT_TRUE(*bar->microphoneMenu()[3].checked);
     defaults.set("microphoneID", std::string("gone"));
     EXPECT_THAT(written(bar->microphoneMenu()), withDefault);
-    EXPECT_THAT(written(RecordOptionsBar(defaults, {}, true, {}).microphoneMenu()),
+    EXPECT_THAT(written(RecordOptionsBar(defaults, {}, {}).microphoneMenu()),
                 ElementsAre("Microphone:", "No Microphone-"));
 }
 

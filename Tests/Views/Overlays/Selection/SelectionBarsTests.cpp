@@ -43,7 +43,7 @@ class SelectionBarsTests : public testing::Test {
         model.onConfirm = [this] { calls += "confirm "; };
         model.onFullScreen = [this] { calls += "full "; };
         RecordingOptions::registerDefaults(defaults);
-        options.emplace(defaults, model.microphones, true, [this](const std::string&) { ++complaints; });
+        options.emplace(defaults, model.microphones, [this](const std::string&) { ++complaints; });
         toolbar = new views::AreaToolbarView(model, *options, &ground);
         pickBar = new views::PickBarView(model, true, &ground);
         auto* const column = new QVBoxLayout(&ground);
