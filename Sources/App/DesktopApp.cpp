@@ -2,6 +2,7 @@
 #include "App/DesktopApp.h"
 
 #include "App/AppWindows.h"
+#include "App/Application.h"
 #include "App/CommandLine/CommandLine.h"
 #include "App/ControlMethods.h"
 #include "App/DesktopSession.h"
@@ -9,7 +10,6 @@
 #include "App/RecorderServices.h"
 #include "App/Signals.h"
 #include "App/SystemServices.h"
-#include "Linux/Capture/CaptureKit.h"
 #include "Linux/Desktop/DesktopServices.h"
 #include "Linux/Desktop/SessionBus.h"
 #include "Lumicrate/Library/RecordingLibrary.h"
@@ -19,7 +19,6 @@
 #include "Support/Error.h"
 #include "Support/Log.h"
 #include "Views/Shell/TrayIcon.h"
-#include "Views/Widgets/Symbols.h"
 #include "Views/Widgets/Theme.h"
 
 #include <fmt/format.h>
@@ -27,7 +26,6 @@
 #include <QApplication>
 #include <QEventLoop>
 #include <QSessionManager>
-#include <clocale>
 #include <csignal>
 #include <cstdio>
 #include <memory>
@@ -35,16 +33,6 @@
 namespace lumicrate::app {
 
 namespace {
-
-/// Environment variables that Qt reads when it starts.
-void prepareEnvironment() {
-    // Windows and capture must use the same X server.
-    if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "xcb");
-    // Otherwise libdbus would try to launch a bus.
-    const bool hasBus = desktop::sessionBusExists();
-    log(LogArea::desktop, "session bus: ", hasBus);
-    if (!hasBus) qputenv("DBUS_SESSION_BUS_ADDRESS", "disabled:");
-}
 
 /// Owns all parts of the application, in the order of their dependencies.
 class DesktopApp {
@@ -148,42 +136,28 @@ class DesktopApp {
 
 }  // namespace
 
-int runDesktopApp(int argc, char** argv, bool inBackground,
-                  const std::optional<std::filesystem::path>& opened) try {
+int runDesktopApp(bool inBackground, const std::optional<std::filesystem::path>& opened) try {
     if (opened && !std::filesystem::exists(*opened)) {
         fmt::print(stderr, "lumicrate: {}\n",
                    fmt::format(fmt::runtime(localized("There is no file “{}”.")), opened->string()));
         return exitFailed;
     }
-    // Checked here because Qt would abort without a message for the user.
-    if (!capture::CaptureKit().CGPreflightScreenCaptureAccess()) {
-        fmt::print(
-            stderr, "lumicrate: {}\n",
-            localized("No display server can be reached; “lumicrate --help” lists what works without one."));
-        return exitFailed;
-    }
     // Before any thread is started, so that all of them inherit the blocked signals.
     Signals::block({SIGINT, SIGTERM, SIGHUP});
-    prepareEnvironment();
-    QApplication application(argc, argv);
-    // Qt sets the user's locale. The player's library parses its own numbers with it.
-    setlocale(LC_NUMERIC, "C");
-    QApplication::setQuitOnLastWindowClosed(false);
-    QApplication::setWindowIcon(views::applicationIcon());
-    views::applyTheme(application, views::ColorScheme::light);
+    const auto application = makeDesktopApplication();
     const auto callRunning = [&opened] {
         return opened ? desktop::callRunningInstance(openMethod, opened->string())
                       : desktop::callRunningInstance(methodName(RemoteCommand::activate));
     };
     if (callRunning()) return exitDone;
-    DesktopApp app(application);
+    DesktopApp app(*application);
     if (!app.claim()) {
         callRunning();
         return exitDone;
     }
     app.didFinishLaunching(inBackground, opened);
     return QApplication::exec();
-} catch (const PlatformError& error) {
+} catch (const LocalizedError& error) {
     fmt::print(stderr, "lumicrate: {}\n", error.what());
     return exitFailed;
 }

@@ -10,7 +10,6 @@ namespace lumicrate::app {
 /// Runs the application until it is quit; with `inBackground`, without showing its window; with `opened`,
 /// with the preview of that recording instead (an absolute path). When it is already running, that instance
 /// comes forward or shows the preview. Returns the exit status.
-int runDesktopApp(int argc, char** argv, bool inBackground,
-                  const std::optional<std::filesystem::path>& opened = std::nullopt);
+int runDesktopApp(bool inBackground, const std::optional<std::filesystem::path>& opened = std::nullopt);
 
 }  // namespace lumicrate::app

@@ -42,15 +42,20 @@ DesktopSession::DesktopSession(SystemServices& system)
       areaFrame_(contents_),
       webcam({system.executor, system.defaults, screens, system.devices, system.cameraSessions, contents_}) {}
 
-DesktopServices DesktopSession::services() {
+RecorderOverlays DesktopSession::pictureOverlays() {
     RecorderOverlays overlays;
+    overlays.clickHighlighter = &clickHighlighter_;
+    overlays.webcam = &webcam;
+    return overlays;
+}
+
+DesktopServices DesktopSession::services() {
+    RecorderOverlays overlays = pictureOverlays();
     overlays.areaSelector = &areaSelector;
     overlays.screenChooser = &screenChooser_;
     overlays.countdown = &countdown_;
     overlays.controlBar = &controlBar;
-    overlays.clickHighlighter = &clickHighlighter_;
     overlays.areaFrame = &areaFrame_;
-    overlays.webcam = &webcam;
     return {screens, keys, overlays,
             [](WebcamStudio& studio) { return std::make_unique<views::StudioWindow>(studio); }};
 }

@@ -30,6 +30,8 @@ class DesktopSession {
     DesktopSession& operator=(const DesktopSession&) = delete;
 
     DesktopServices services();
+    /// Those that are recorded with the screen.
+    RecorderOverlays pictureOverlays();
 
     views::Screens screens;
     x11::HotKeys keys;

@@ -23,7 +23,11 @@ struct DesktopServices {
 /// belong to the desktop application. Every registration is refused.
 class HeadlessDesktop {
  public:
-    DesktopServices services(const RecorderOverlays& overlays = {}) { return {screens_, keys_, overlays}; }
+    DesktopServices services() { return {screens_, keys_, {}}; }
+    /// With overlays on the screens of a desktop.
+    DesktopServices services(NSScreens& screens, const RecorderOverlays& overlays) {
+        return {screens, keys_, overlays};
+    }
 
  private:
     class NoScreens final : public NSScreens {

@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
+#include "App/Application.h"
 #include "App/CommandLine/CommandLine.h"
 #include "App/DesktopApp.h"
 
 #include <QCoreApplication>
 #include <filesystem>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -25,9 +27,10 @@ std::optional<std::filesystem::path> openedFile(const std::vector<std::string>& 
 int main(int argc, char** argv) {
     QCoreApplication::setApplicationName(QStringLiteral("Lumicrate"));
     const std::vector<std::string> arguments(argv + 1, argv + argc);
-    if (startsApplication(arguments)) return lumicrate::app::runDesktopApp(argc, argv, !arguments.empty());
-    if (const auto opened = openedFile(arguments))
-        return lumicrate::app::runDesktopApp(argc, argv, false, opened);
-    const QCoreApplication application(argc, argv);
+    if (startsApplication(arguments)) return lumicrate::app::runDesktopApp(!arguments.empty());
+    if (const auto opened = openedFile(arguments)) return lumicrate::app::runDesktopApp(false, opened);
+    // "record" creates its own application, which may have panels.
+    std::unique_ptr<QCoreApplication> application;
+    if (arguments.front() != "record") application = lumicrate::app::makeConsoleApplication();
     return lumicrate::app::runCommandLine(arguments);
 }

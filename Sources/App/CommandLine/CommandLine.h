@@ -18,7 +18,8 @@ enum ExitStatus : int {
     exitNotUnderstood = 2,  ///< invalid command line; likewise
 };
 
-/// Runs the command that `arguments` (without the program's name) ask for. Needs a QCoreApplication.
+/// Runs the command that `arguments` (without the program's name) ask for. Needs a QCoreApplication, except
+/// for "record".
 int runCommandLine(const std::vector<std::string>& arguments);
 
 /// One command. `--help` is handled by runCommandLine: it prints usage, description, details and options.

@@ -23,6 +23,8 @@ constexpr std::array specs{
     OptionSpec{"webcam", Kind::optionalValue, "ID",
                "Record a camera alone: the one in the preferences, or the one of this identifier or name."},
     OptionSpec{"audio", Kind::flag, "", "Record sound only."},
+    OptionSpec{"with-webcam", Kind::optionalValue, "ID",
+               "Show a camera in a bubble on the screen, and record it with the screen."},
     OptionSpec{"duration", Kind::value, "S", "Stop after this many seconds."},
     OptionSpec{"output", Kind::value, "FILE", "Write this file, instead of one in the recordings folder."},
     OptionSpec{"quality", Kind::value, "Q", "Picture size: native, p1080 or p720."},
@@ -115,6 +117,12 @@ void readSource(const ParsedOptions& parsed, std::optional<CaptureMode> storedMo
     } else if (parsed.has("audio") || storedAudio) {
         request.mode = RecordArguments::Mode::audio;
     }
+    if (parsed.has("with-webcam")) {
+        if (request.mode == RecordArguments::Mode::webcam || request.mode == RecordArguments::Mode::audio)
+            throw UsageError(localized("--with-webcam is for recordings of the screen."));
+        request.camera = parsed.value("with-webcam");
+    }
+    request.options.webcamEnabled = parsed.has("with-webcam");
     request.screen = parsed.value("screen");
 }
 

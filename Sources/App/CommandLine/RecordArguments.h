@@ -28,6 +28,7 @@ struct RecordArguments {
     std::uint32_t window = 0;
     Rect area;                          ///< points, y down from the top left of the desktop
     std::optional<std::string> camera;  ///< by identifier or name; the one in the options when absent
+    /// The webcam is only enabled if the command line says so.
     RecordingOptions options;
     std::optional<double> duration;  ///< seconds
     std::optional<std::filesystem::path> output;

@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // The command "record".
+#include "App/Application.h"
 #include "App/CommandLine/CommandLine.h"
 #include "App/CommandLine/RecordArguments.h"
 #include "App/CommandLine/StatusLine.h"
+#include "App/DesktopSession.h"
 #include "App/RecorderServices.h"
 #include "App/Signals.h"
 #include "Support/Log.h"
@@ -17,6 +19,7 @@
 #include <csignal>
 #include <cstdio>
 #include <filesystem>
+#include <memory>
 #include <system_error>
 
 namespace lumicrate::app {
@@ -68,6 +71,12 @@ void checkSound(RecordArguments& request, const pipewire::Devices& devices) {
     turnOffUnlessAvailable(options.captureMicrophone, request.microphoneRequired, !sound->microphones.empty(),
                            localized("No microphone is connected."));
     requireNamedMicrophone(request, sound->microphones);
+}
+
+void checkCamera(RecordArguments& request, const std::vector<CaptureDevice>& connected) {
+    if (request.camera) request.options.webcamID = findCamera(connected, *request.camera);
+    if (request.options.webcamEnabled && connected.empty())
+        throw LocalizedError(localized("No camera is available."));
 }
 
 /// Existing files are never overwritten.
@@ -235,13 +244,20 @@ int runRecord(const ParsedOptions& parsed) {
     preferSmallPages();
     // Before any thread is started, so that all of them inherit the blocked signals.
     Signals::block({SIGINT, SIGTERM, SIGHUP, SIGUSR1});
+    const bool hasPanels = parsed.has("with-webcam");
+    const std::unique_ptr<QCoreApplication> application =
+        hasPanels ? std::unique_ptr<QCoreApplication>(makeDesktopApplication()) : makeConsoleApplication();
     SystemServices system;
-    HeadlessDesktop desktop;
-    RecorderServices services(system, desktop.services());
+    HeadlessDesktop headless;
+    std::optional<DesktopSession> desktop;
+    if (hasPanels) desktop.emplace(system);
+    RecorderServices services(system, desktop
+                                          ? headless.services(desktop->screens, desktop->pictureOverlays())
+                                          : headless.services());
     RecordArguments request =
         readRecordArguments(parsed, RecordingOptions::current(system.defaults), storedMode(system.defaults));
     if (request.output) checkOutput(*request.output);
-    if (request.camera) request.options.webcamID = findCamera(system.devices.cameras(), *request.camera);
+    checkCamera(request, system.devices.cameras());
     const std::optional<CaptureSource> source = captureSource(request, system.capture);
     checkSound(request, system.devices);
     return Recording(system.executor, services, request).run(source);

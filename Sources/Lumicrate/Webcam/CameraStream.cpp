@@ -65,12 +65,13 @@ void CameraStream::deliver(const CMSampleBuffer& frame) {
 }
 
 /// Thins out a camera that is faster than the configured rate. A quarter of the interval is left for the
-/// jitter of a camera that has just that rate.
+/// jitter of a camera that has just that rate, and a hundredth for a clock that differs from ours.
 bool CameraStream::isDue(CMTime time) {
     const CMTime interval = configuration_.minimumFrameInterval;
     const CMTime jitter(interval.value(), interval.timescale() * 4);
+    const CMTime step(interval.value() * 99, interval.timescale() * 100);
     if (due_.isValid() && time + jitter < due_) return false;
-    due_ = due_.isValid() ? std::max(due_ + interval, time) : time + interval;
+    due_ = due_.isValid() ? std::max(due_ + step, time) : time + step;
     return true;
 }
 

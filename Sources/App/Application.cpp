@@ -1,0 +1,56 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "App/Application.h"
+
+#include "Linux/Capture/CaptureKit.h"
+#include "Linux/Desktop/SessionBus.h"
+#include "Support/Error.h"
+#include "Support/Log.h"
+#include "Support/Text.h"
+#include "Views/Widgets/Symbols.h"
+#include "Views/Widgets/Theme.h"
+
+#include <array>
+#include <clocale>
+
+namespace lumicrate::app {
+
+namespace {
+
+// Qt keeps references to these.
+std::array<char, 10> programName{"lumicrate"};
+std::array<char*, 2> arguments{programName.data(), nullptr};
+int argumentCount = 1;
+
+/// Environment variables that Qt reads when it starts.
+void prepareEnvironment() {
+    // Windows and capture must use the same X server.
+    if (!qEnvironmentVariableIsSet("QT_QPA_PLATFORM")) qputenv("QT_QPA_PLATFORM", "xcb");
+    // Otherwise libdbus would try to launch a bus.
+    const bool hasBus = desktop::sessionBusExists();
+    log(LogArea::desktop, "session bus: ", hasBus);
+    if (!hasBus) qputenv("DBUS_SESSION_BUS_ADDRESS", "disabled:");
+}
+
+}  // namespace
+
+std::unique_ptr<QCoreApplication> makeConsoleApplication() {
+    return std::make_unique<QCoreApplication>(argumentCount, arguments.data());
+}
+
+std::unique_ptr<QApplication> makeDesktopApplication() {
+    // Checked here because Qt would abort without a message for the user.
+    if (!capture::CaptureKit().CGPreflightScreenCaptureAccess()) {
+        throw LocalizedError(
+            localized("No display server can be reached; “lumicrate --help” lists what works without one."));
+    }
+    prepareEnvironment();
+    auto application = std::make_unique<QApplication>(argumentCount, arguments.data());
+    // Qt sets the user's locale. The player's library parses its own numbers with it.
+    setlocale(LC_NUMERIC, "C");
+    QApplication::setQuitOnLastWindowClosed(false);
+    QApplication::setWindowIcon(views::applicationIcon());
+    views::applyTheme(*application, views::ColorScheme::light);
+    return application;
+}
+
+}  // namespace lumicrate::app
