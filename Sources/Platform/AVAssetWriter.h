@@ -28,6 +28,7 @@ struct AVVideoCompressionProperties {
     int expectedSourceFrameRate = 0;
     int maxKeyFrameInterval = 0;  ///< frames, at the expected rate
     std::optional<AVVideoProfileLevel> profileLevel;
+    bool isNaturalVideo = false;  ///< a camera's: noise and motion everywhere
 };
 
 struct AVVideoOutputSettings {

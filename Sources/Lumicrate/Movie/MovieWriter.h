@@ -96,7 +96,8 @@ class MovieWriter final : public SCStreamOutput {
         int bitRate = 0;  ///< of the video, bits per second
         bool systemAudio = false;
         bool microphone = false;
-        bool video = true;  ///< false for a recording of sound alone
+        bool video = true;    ///< false for a recording of sound alone
+        bool camera = false;  ///< the video is a camera's
         /// One picture every 1 ⁄ fps s (FrameGrid), instead of the frames at their own times.
         bool constantFrameRate = false;
     };

@@ -78,6 +78,7 @@ MovieWriter::Settings ActiveRecording::writerSettings() const {
     settings.systemAudio = plan_.configuration.capturesAudio;
     settings.microphone = plan_.configuration.captureMicrophone;
     settings.video = !isSoundAlone(plan_);
+    settings.camera = plan_.camera != nullptr;
     settings.constantFrameRate = options.constantFrameRate;
     return settings;
 }

@@ -20,6 +20,7 @@ constexpr const char* usage =
     "at\n"
     "the end \"sent N\", the number of frames. SIGINT or SIGTERM unplugs it.\n"
     "  --stop-after N        stalls after N frames, each time it is opened\n"
+    "  --noisy               no two MJPG pictures are alike, as with a real camera's sensor\n"
     "  --other-size | --garbage | --halves | --nothing\n"
     "                        what it sends instead of good pictures";
 
@@ -34,6 +35,8 @@ VirtualCamera::Options parse(std::span<char*> words) {
         const std::string word = words[i];
         if (faults.contains(word)) {
             options.fault = faults.at(word);
+        } else if (word == "--noisy") {
+            options.isNoisy = true;
         } else if (word == "--stop-after" && i + 1 < words.size()) {
             options.stopAfter = std::stoi(words[++i]);
         } else if (i + 2 < words.size()) {

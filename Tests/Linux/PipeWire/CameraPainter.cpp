@@ -82,8 +82,8 @@ int CameraPainter::sizeOf(const VirtualCamera::Format& format) {
     return format.pixels == "BGRx" ? 4 * pixels : pixels * 3 / 2;
 }
 
-CameraPainter::CameraPainter(const VirtualCamera::Format& format, bool hasHuffmanTables)
-    : format_(format), isCompressed_(format.pixels == "MJPG"), hasHuffmanTables_(hasHuffmanTables) {
+CameraPainter::CameraPainter(const VirtualCamera::Format& format, const VirtualCamera::Options& options)
+    : format_(format), isCompressed_(format.pixels == "MJPG"), hasHuffmanTables_(options.hasHuffmanTables) {
     const auto [pixels, width, height, rate] = format_;
     bytes_.resize(static_cast<std::size_t>(sizeOf(format)));
     const Image image = paintBackground(width, height);
@@ -140,6 +140,10 @@ CameraPainter::CameraPainter(const VirtualCamera::Format& format, bool hasHuffma
             }
         }
     }
+    if (options.isNoisy && picture_) {
+        const std::uint8_t* const luma = picture_->data[0];
+        clean_.assign(luma, luma + std::ptrdiff_t{picture_->linesize[0]} * height);
+    }
 }
 
 CameraPainter::~CameraPainter() {
@@ -149,9 +153,16 @@ CameraPainter::~CameraPainter() {
 }
 
 std::span<const std::uint8_t> CameraPainter::paint(int number) {
+    if (!clean_.empty()) addNoise();
     drawNumber(number);
     if (isCompressed_) encode();
     return bytes_;
+}
+
+void CameraPainter::addNoise() {
+    av_frame_make_writable(picture_);
+    for (std::size_t i = 0; i < clean_.size(); ++i)
+        picture_->data[0][i] = static_cast<std::uint8_t>(clean_[i] + (random_() >> 20) % 7);
 }
 
 void CameraPainter::drawNumber(int number) {

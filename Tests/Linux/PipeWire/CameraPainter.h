@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <memory>
+#include <random>
 #include <span>
 #include <vector>
 
@@ -18,7 +19,7 @@ namespace lumicrate::stage {
 class CameraPainter {
  public:
     /// Throws std::runtime_error for unknown pixels.
-    CameraPainter(const VirtualCamera::Format& format, bool hasHuffmanTables);
+    CameraPainter(const VirtualCamera::Format& format, const VirtualCamera::Options& options);
     ~CameraPainter();
     CameraPainter(const CameraPainter&) = delete;
     CameraPainter& operator=(const CameraPainter&) = delete;
@@ -31,12 +32,15 @@ class CameraPainter {
     static int sizeOf(const VirtualCamera::Format& format);
 
  private:
+    void addNoise();
     void drawNumber(int number);
     void encode();
 
     const VirtualCamera::Format format_;
     const bool isCompressed_;
     const bool hasHuffmanTables_;
+    std::vector<std::uint8_t> clean_;  ///< the luma without noise; empty for a picture without noise
+    std::minstd_rand random_;
     std::vector<std::uint8_t> bytes_;
     AVCodecContext* encoder_ = nullptr;
     AVFrame* picture_ = nullptr;  ///< all formats are drawn as planes first

@@ -162,7 +162,7 @@ void VirtualCamera::formatChanged(const spa_pod* pod) {
         sent.width /= 2;
         sent.height /= 2;
     }
-    painter_ = std::make_unique<CameraPainter>(sent, options_.hasHuffmanTables);
+    painter_ = std::make_unique<CameraPainter>(sent, options_);
 
     std::array<std::uint8_t, 1024> memory{};
     spa_pod_builder builder{};

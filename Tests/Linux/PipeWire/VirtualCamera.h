@@ -48,6 +48,7 @@ class VirtualCamera {
         Fault fault = Fault::none;
         std::optional<int> stopAfter = std::nullopt;  ///< frames until it stalls, each time it is opened
         bool hasHuffmanTables = true;                 ///< in MJPG pictures
+        bool isNoisy = false;                         ///< MJPG only: a real sensor's cost of coding
         std::uint32_t transform = 0;                  ///< a spa_meta_videotransform_value
         bool isCropped = false;                       ///< a quarter of the picture is cut off at each edge
     };

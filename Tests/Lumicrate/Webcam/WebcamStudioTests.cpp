@@ -153,7 +153,9 @@ TEST_F(WebcamStudioTests, TheFormatIsWrittenDirectly) {
     startRecording();
     EXPECT_EQ(movie().url.extension(), ".mov");
     EXPECT_EQ(movie().fileType, AVFileType::quickTimeMovie);
-    EXPECT_EQ(std::get<AVVideoOutputSettings>(movie().inputs[0]->settings).codec, AVVideoCodecType::hevc);
+    const auto& settings = std::get<AVVideoOutputSettings>(movie().inputs[0]->settings);
+    EXPECT_EQ(settings.codec, AVVideoCodecType::hevc);
+    EXPECT_TRUE(settings.compression.isNaturalVideo);
 }
 
 TEST_F(WebcamStudioTests, FramesHaveOneSizeTheRateOfTheOptionsAndNoGaps) {

@@ -64,18 +64,13 @@ void HevcEncoder::fillParameters() {
     parameters.fpsDenom = 1;
     parameters.numaPools = threads_.c_str();
 
-    // Blocks of 8 pixels, which the preset omits, halve the bits of text and take more time in key pictures
-    // only. A picture must be at least as large as the largest block.
+    // A picture must be at least as large as the largest block.
     constexpr int largestBlock = 32;
     const bool isTiny = std::min(codedWidth(), codedHeight()) < largestBlock;
     parameters.maxCUSize = isTiny ? minSide : largestBlock;
     parameters.maxTUSize = parameters.maxCUSize;
-    parameters.minCUSize = 8;
-    parameters.bEnableSplitRdSkip = 1;  // key pictures take a quarter less time, at the same bits
-    // When a page scrolls further between two pictures than the preset's search reaches, a picture takes six
-    // times as long; then pictures are dropped, and the next one has scrolled even further.
-    parameters.searchMethod = X265_UMH_SEARCH;
-    parameters.searchRange = 128;
+    // Noise would be searched for text and scrolling in every picture.
+    if (!settings().isNaturalVideo) tuneForScreens();
     parameters.psyRd = 0;  // it would preserve the look of grain at the cost of accuracy
 
     // We place key pictures by media time; the encoder would count pictures.
@@ -99,6 +94,18 @@ void HevcEncoder::fillParameters() {
     parameters.vui.transferCharacteristics = 1;
     parameters.vui.matrixCoeffs = 1;
     if (library_.param_apply_profile(&parameters, "main") < 0) fail("The HEVC encoder couldn't be set up.");
+}
+
+void HevcEncoder::tuneForScreens() {
+    x265_param& parameters = *parameters_;
+    // Blocks of 8 pixels, which the preset omits, halve the bits of text and take more time in key pictures
+    // only.
+    parameters.minCUSize = 8;
+    parameters.bEnableSplitRdSkip = 1;  // key pictures take a quarter less time, at the same bits
+    // When a page scrolls further between two pictures than the preset's search reaches, a picture takes six
+    // times as long; then pictures are dropped, and the next one has scrolled even further.
+    parameters.searchMethod = X265_UMH_SEARCH;
+    parameters.searchRange = 128;
 }
 
 void HevcEncoder::readHeaders() {

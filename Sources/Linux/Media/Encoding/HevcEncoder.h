@@ -24,6 +24,7 @@ class HevcEncoder final : public VideoEncoder {
 
  private:
     void fillParameters();
+    void tuneForScreens();
     void readHeaders();
     void splitChroma(const CVPixelBuffer& picture);
     std::span<const std::uint8_t> code(const Order& order) override;

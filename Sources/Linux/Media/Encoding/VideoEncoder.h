@@ -54,6 +54,7 @@ class VideoEncoder {
         int framesPerSecond = 0;
         /// Maximum between key pictures, in frames at the full frame rate. Does not apply to repeats.
         int keyFrameInterval = 0;
+        bool isNaturalVideo = false;  ///< a camera's: noise and motion everywhere
     };
 
     VideoEncoder(const VideoEncoder&) = delete;

@@ -44,8 +44,12 @@ bool VideoTrack::canEncode(const AVVideoOutputSettings& settings) {
 
 VideoTrack::VideoTrack(const AVVideoOutputSettings& settings)
     : codec_(settings.codec),
-      settings_{settings.width, settings.height, settings.compression.averageBitRate,
-                settings.compression.expectedSourceFrameRate, settings.compression.maxKeyFrameInterval} {}
+      settings_{settings.width,
+                settings.height,
+                settings.compression.averageBitRate,
+                settings.compression.expectedSourceFrameRate,
+                settings.compression.maxKeyFrameInterval,
+                settings.compression.isNaturalVideo} {}
 
 void VideoTrack::open(MovieFile& file) {
     encoder_ = makeEncoder(codec_, settings_);
