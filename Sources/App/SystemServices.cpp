@@ -12,6 +12,10 @@
 
 #include <fmt/format.h>
 
+#include <functional>
+#include <optional>
+#include <utility>
+
 namespace lumicrate::app {
 
 namespace {
@@ -20,11 +24,23 @@ media::RecoveryList unfinishedMovies() {
     return media::RecoveryList(desktop::stateFolder() / "unfinished");
 }
 
+/// Nothing outside of a sandbox.
+std::optional<pipewire::CameraAccess> accessBy(portal::CameraPortal& portal) {
+    if (!portal::isSandboxed()) return std::nullopt;
+    return pipewire::CameraAccess{
+        [&portal] { return portal.isCameraPresent(); },
+        [&portal](std::function<void(bool)> completion) { portal.requestAccess(std::move(completion)); },
+        portal::CameraPortal::openRemote};
+}
+
 }  // namespace
 
 SystemServices::SystemServices()
     : unfinished(unfinishedMovies()),
-      cameraSessions(capture::makeCameraSessionFactory(executor, chooseCameraFormat)) {
+      devices(accessBy(cameraPortal)),
+      cameraSessions(capture::makeCameraSessionFactory(
+          executor, chooseCameraFormat,
+          portal::isSandboxed() ? portal::CameraPortal::openRemote : pipewire::Remote())) {
     RecordingOptions::registerDefaults(defaults);
 }
 

@@ -11,6 +11,7 @@
 #include "Linux/Media/Editing/Assets.h"
 #include "Linux/Media/MovieFile/MovieRecovery.h"
 #include "Linux/PipeWire/Devices.h"
+#include "Linux/Portal/CameraPortal.h"
 #include "Platform/AVCaptureSession.h"
 #include "Support/MediaTime.h"
 #include "Support/Notifications.h"
@@ -36,6 +37,7 @@ class SystemServices {
     desktop::ProcessInfo process;
     /// The register of the recordings that are being written.
     media::RecoveryList unfinished;
+    portal::CameraPortal cameraPortal;
     pipewire::Devices devices;
     AVCaptureSessionFactory cameraSessions;
     capture::CaptureKit capture;

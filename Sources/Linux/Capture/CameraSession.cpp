@@ -107,8 +107,8 @@ class CameraSession::Run {
 };
 
 CameraSession::CameraSession(Executor& executor, CameraFormatChooser choose,
-                             std::shared_ptr<DispatchQueue> queue)
-    : executor_(executor), choose_(std::move(choose)), queue_(std::move(queue)) {}
+                             std::shared_ptr<DispatchQueue> queue, pipewire::Remote remote)
+    : executor_(executor), choose_(std::move(choose)), remote_(std::move(remote)), queue_(std::move(queue)) {}
 
 CameraSession::~CameraSession() {
     stopRunning();
@@ -118,8 +118,8 @@ void CameraSession::startRunning(const Settings& settings, std::function<void(Ou
     stopRunning();
     token_ = std::make_shared<const bool>(true);
     completion_ = std::move(completion);
-    run_ = std::make_shared<Run>(*this,
-                                 Run::Request{settings.deviceID, settings.wantedSize, settings.wantedRate});
+    run_ = std::make_shared<Run>(
+        *this, Run::Request{settings.deviceID, settings.wantedSize, settings.wantedRate, remote_});
     run_->worker().setPreviewSize(previewSize_);
     run_->worker().setSink(sink_, isMirrored_);
     queue_->async([run = run_] { run->start(); });
@@ -180,13 +180,14 @@ void CameraSession::fail(Outcome outcome) {
     if (completion) completion(outcome);
 }
 
-AVCaptureSessionFactory makeCameraSessionFactory(Executor& executor, CameraFormatChooser choose) {
+AVCaptureSessionFactory makeCameraSessionFactory(Executor& executor, CameraFormatChooser choose,
+                                                 pipewire::Remote remote) {
     // The queue is made with the first session, because most runs of the program need no camera.
     // Shared by the factory's copies.
     const auto queue = std::make_shared<std::shared_ptr<SerialQueue>>();
-    return [&executor, choose = std::move(choose), queue] {
+    return [&executor, choose = std::move(choose), remote = std::move(remote), queue] {
         if (!*queue) *queue = std::make_shared<SerialQueue>("Lumicrate.cameras");
-        return std::make_unique<CameraSession>(executor, choose, *queue);
+        return std::make_unique<CameraSession>(executor, choose, *queue, remote);
     };
 }
 

@@ -2,6 +2,7 @@
 // CameraSession: live pictures of a PipeWire camera.
 #pragma once
 
+#include "Linux/PipeWire/Session.h"
 #include "Platform/AVCaptureSession.h"
 #include "Platform/CameraFrame.h"
 #include "Support/DispatchQueue.h"
@@ -19,7 +20,8 @@ class CameraSession final : public AVCaptureSession {
  public:
     /// Sessions that share a queue open a camera only after the others have released theirs. `executor` must
     /// outlive the queue's work.
-    CameraSession(Executor& executor, CameraFormatChooser choose, std::shared_ptr<DispatchQueue> queue);
+    CameraSession(Executor& executor, CameraFormatChooser choose, std::shared_ptr<DispatchQueue> queue,
+                  pipewire::Remote remote = {});
     ~CameraSession() override;
     CameraSession(const CameraSession&) = delete;
     CameraSession& operator=(const CameraSession&) = delete;
@@ -49,6 +51,7 @@ class CameraSession final : public AVCaptureSession {
 
     Executor& executor_;
     const CameraFormatChooser choose_;
+    const pipewire::Remote remote_;
     const std::shared_ptr<DispatchQueue> queue_;
     std::shared_ptr<Run> run_;  ///< while running; destroyed on the queue
     /// Exists while running. Work that was posted by an earlier run finds that its token is gone.
@@ -66,6 +69,7 @@ class CameraSession final : public AVCaptureSession {
 };
 
 /// Makes sessions that share a queue, which opens and releases their cameras in turn.
-AVCaptureSessionFactory makeCameraSessionFactory(Executor& executor, CameraFormatChooser choose);
+AVCaptureSessionFactory makeCameraSessionFactory(Executor& executor, CameraFormatChooser choose,
+                                                 pipewire::Remote remote = {});
 
 }  // namespace lumicrate::capture

@@ -30,8 +30,10 @@ CameraSource::~CameraSource() {
 
 void CameraSource::start() {
     connection_ = std::make_unique<ReconnectingConnection>(
-        nullptr, ReconnectingConnection::Handlers{[this](Connection& current) { return check(current); },
-                                                  [this] { serverLost(); }});
+        nullptr,
+        ReconnectingConnection::Handlers{[this](Connection& current) { return check(current); },
+                                         [this] { serverLost(); }},
+        request_.remote);
 }
 
 void CameraSource::stop() {

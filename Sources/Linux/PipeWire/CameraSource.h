@@ -23,6 +23,7 @@ class CameraSource {
         std::string deviceID;  ///< when it is empty or not connected, the first camera is opened
         PixelSize wantedSize;
         double wantedRate = 30;
+        Remote remote = {};
     };
     /// `onFrame` is called on the thread of the server's connection, the others on the source's thread.
     struct Handlers {

@@ -12,14 +12,15 @@ namespace lumicrate::pipewire {
 /// Knows the devices as of the last change, across restarts of the server; nothing without one.
 class Devices::Watch {
  public:
-    explicit Watch(std::function<void()> changed)
+    explicit Watch(std::function<void()> changed, const Remote& remote = {})
         : changed_(std::move(changed)),
           connection_(nullptr,
                       {[this](Connection& connection) -> std::optional<ReconnectingConnection::Delay> {
                            setGraph(connection.watch.graph());
                            return std::nullopt;
                        },
-                       [this] { setGraph(std::nullopt); }}) {}
+                       [this] { setGraph(std::nullopt); }},
+                      remote) {}
 
     std::optional<Graph> graph() const {
         const std::lock_guard lock(mutex_);
@@ -42,18 +43,38 @@ class Devices::Watch {
     ReconnectingConnection connection_;  ///< last: its thread uses all the others
 };
 
-std::optional<Graph> Devices::snapshot() const {
-    if (auto known = watch_ ? watch_->graph() : std::nullopt) return known;
+namespace {
+
+std::optional<Graph> query(const Remote& remote) {
     try {
-        return Connection().watch.graph();
+        return Connection(remote).watch.graph();
     } catch (const PlatformError&) {
         return std::nullopt;
     }
 }
 
+}  // namespace
+
+Devices::Devices(std::optional<CameraAccess> access)
+    : access_(std::move(access)),
+      status_(access_ ? AVAuthorizationStatus::notDetermined : AVAuthorizationStatus::authorized) {}
+
+std::optional<Graph> Devices::snapshot() const {
+    const auto known = watch_ ? watch_->graph() : std::nullopt;
+    return known ? known : query({});
+}
+
 void Devices::setOnChange(std::function<void()> changed) {
     watch_.reset();
-    if (changed) watch_ = std::make_shared<Watch>(std::move(changed));
+    changed_ = std::move(changed);
+    if (changed_) watch_ = std::make_shared<Watch>(changed_);
+    watchCameras();
+}
+
+void Devices::watchCameras() {
+    cameraWatch_.reset();
+    if (changed_ && access_ && status_ == AVAuthorizationStatus::authorized)
+        cameraWatch_ = std::make_shared<Watch>(changed_, access_->remote);
 }
 
 std::vector<CaptureDevice> Devices::microphones() const {
@@ -61,7 +82,29 @@ std::vector<CaptureDevice> Devices::microphones() const {
 }
 
 std::vector<CaptureDevice> Devices::cameras() const {
-    return snapshot().value_or(Graph()).cameras;
+    if (!access_) return snapshot().value_or(Graph()).cameras;
+    switch (status_) {
+        case AVAuthorizationStatus::authorized: {
+            const auto known = cameraWatch_ ? cameraWatch_->graph() : std::nullopt;
+            return (known ? known : query(access_->remote)).value_or(Graph()).cameras;
+        }
+        case AVAuthorizationStatus::notDetermined:
+            if (access_->isCameraPresent()) return {{"", localized("Camera")}};
+            break;
+        case AVAuthorizationStatus::denied:
+            break;
+    }
+    return {};
+}
+
+void Devices::requestAccessForVideo(std::function<void(bool granted)> completion) {
+    if (status_ != AVAuthorizationStatus::notDetermined)
+        return completion(status_ == AVAuthorizationStatus::authorized);
+    access_->request([this, completion = std::move(completion)](bool granted) {
+        status_ = granted ? AVAuthorizationStatus::authorized : AVAuthorizationStatus::denied;
+        watchCameras();
+        completion(granted);
+    });
 }
 
 }  // namespace lumicrate::pipewire

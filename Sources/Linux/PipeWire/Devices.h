@@ -12,22 +12,31 @@
 
 namespace lumicrate::pipewire {
 
+/// How a program in a sandbox reaches cameras.
+struct CameraAccess {
+    std::function<bool()> isCameraPresent;
+    /// Asks the user. Its argument is called once on the main thread, later.
+    std::function<void(std::function<void(bool granted)>)> request;
+    /// After access was granted: connections to a server that shows the cameras alone.
+    Remote remote;
+};
+
 /// While a change handler is set, queries are answered from the watch. Otherwise each query makes a
 /// connection of its own, which takes some milliseconds. Without a server the lists are empty; a hanging
 /// server delays an answer by two seconds. Main thread.
 class Devices final : public AVCaptureDevices {
  public:
+    /// Outside of a sandbox, without `access`, the server lets every program of the user read its cameras.
+    explicit Devices(std::optional<CameraAccess> access = std::nullopt);
+
     /// The default one first, the others by name. Ids are node names, which survive restarts.
     std::vector<CaptureDevice> microphones() const override;
-    /// By name.
+    /// By name. While access to cameras is not determined, one that stands for all, if there is any.
     std::vector<CaptureDevice> cameras() const override;
     /// `changed` is called on another thread, at most five times a second.
     void setOnChange(std::function<void()> changed) override;
-    /// Outside of a sandbox, the sound server lets every program of the user read its cameras.
-    AVAuthorizationStatus authorizationStatusForVideo() const override {
-        return AVAuthorizationStatus::authorized;
-    }
-    void requestAccessForVideo(std::function<void(bool granted)> completion) override { completion(true); }
+    AVAuthorizationStatus authorizationStatusForVideo() const override { return status_; }
+    void requestAccessForVideo(std::function<void(bool granted)> completion) override;
 
     /// All devices and defaults in one query; nothing when no server can be reached.
     std::optional<Graph> snapshot() const;
@@ -35,7 +44,13 @@ class Devices final : public AVCaptureDevices {
  private:
     class Watch;
 
+    void watchCameras();
+
+    const std::optional<CameraAccess> access_;
+    AVAuthorizationStatus status_;
+    std::function<void()> changed_;
     std::shared_ptr<Watch> watch_;
+    std::shared_ptr<Watch> cameraWatch_;  ///< in a sandbox, after access was granted
 };
 
 }  // namespace lumicrate::pipewire

@@ -16,8 +16,9 @@ constexpr std::chrono::milliseconds minInterval{200};
 
 }  // namespace
 
-ReconnectingConnection::ReconnectingConnection(std::unique_ptr<Connection> first, Handlers handlers)
-    : handlers_(std::move(handlers)), connection_(std::move(first)) {
+ReconnectingConnection::ReconnectingConnection(std::unique_ptr<Connection> first, Handlers handlers,
+                                               Remote remote)
+    : handlers_(std::move(handlers)), remote_(std::move(remote)), connection_(std::move(first)) {
     thread_ = std::thread([this] { run(); });
 }
 
@@ -80,7 +81,7 @@ std::optional<ReconnectingConnection::Delay> ReconnectingConnection::check() {
 
 void ReconnectingConnection::reconnect() {
     try {
-        auto next = std::make_unique<Connection>();
+        auto next = std::make_unique<Connection>(remote_);
         const Session::Lock lock(next->session);
         next->session.setOnChange([this] { wake(); });
         connection_ = std::move(next);

@@ -18,6 +18,8 @@ namespace lumicrate::pipewire {
 
 /// One connection, and the server's graph.
 struct Connection {
+    explicit Connection(const Remote& remote = {}) : session(remote) {}
+
     Session session;
     GraphWatch watch{session};
 };
@@ -39,7 +41,7 @@ class ReconnectingConnection {
     };
 
     /// Uses `first`, or connects on its thread when it is null.
-    ReconnectingConnection(std::unique_ptr<Connection> first, Handlers handlers);
+    ReconnectingConnection(std::unique_ptr<Connection> first, Handlers handlers, Remote remote = {});
     /// Calls end(), then disconnects.
     ~ReconnectingConnection();
     ReconnectingConnection(const ReconnectingConnection&) = delete;
@@ -56,6 +58,7 @@ class ReconnectingConnection {
     void wake();
 
     const Handlers handlers_;
+    const Remote remote_;
     std::mutex mutex_;
     std::condition_variable wakeUp_;
     bool wakePending_ = false;

@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <mutex>
+#include <optional>
 
 namespace lumicrate::pipewire {
 
@@ -40,12 +41,12 @@ const pw_core_events Session::events = [] {
     return handlers;
 }();
 
-Session::Session() {
+Session::Session(const Remote& remote) {
     static std::once_flag initialized;
     std::call_once(initialized, [] { pw_init(nullptr, nullptr); });
     loop_.reset(pw_thread_loop_new("lumicrate-sound", nullptr));
     if (!loop_) failUnreachable();
-    connect();
+    connect(remote);
     if (!core_) failUnreachable();
     pw_core_add_listener(core_.get(), &listener_, &events, this);
     if (pw_thread_loop_start(loop_.get()) != 0) failUnreachable();
@@ -55,12 +56,18 @@ Session::Session() {
     if (!roundTrip(answerTimeout)) failUnreachable();
 }
 
-void Session::connect() {
+void Session::connect(const Remote& remote) {
+    {
+        const std::lock_guard lock(contextMutex());
+        context_.reset(pw_context_new(pw_thread_loop_get_loop(loop_.get()), nullptr, 0));
+    }
+    if (!context_) failUnreachable();
+    const std::optional<int> socket = remote ? std::optional(remote()) : std::nullopt;
+    pw_properties* const properties = pw_properties_new(PW_KEY_APP_NAME, "Lumicrate", nullptr);
     const std::lock_guard lock(contextMutex());
-    context_.reset(pw_context_new(pw_thread_loop_get_loop(loop_.get()), nullptr, 0));
-    if (!context_) return;
-    core_.reset(
-        pw_context_connect(context_.get(), pw_properties_new(PW_KEY_APP_NAME, "Lumicrate", nullptr), 0));
+    // The library takes the socket and the properties, also if it fails.
+    core_.reset(socket ? pw_context_connect_fd(context_.get(), *socket, properties, 0)
+                       : pw_context_connect(context_.get(), properties, 0));
 }
 
 void Session::Delete::operator()(pw_context* context) const {

@@ -13,6 +13,10 @@
 
 namespace lumicrate::pipewire {
 
+/// Opens a connection to the server: a descriptor that the caller owns, for programs in a sandbox. Any
+/// thread. Throws PlatformError. An empty function means the user's own server.
+using Remote = std::function<int()>;
+
 /// Connected from construction to destruction; does not reconnect.
 ///
 /// The session's objects (its core and everything created with it) may only be used while its lock is held.
@@ -28,7 +32,7 @@ class Session {
     void unlock() const { pw_thread_loop_unlock(loop_.get()); }
 
     /// Throws PlatformError when no server answers within two seconds.
-    Session();
+    explicit Session(const Remote& remote = {});
     ~Session() = default;
     Session(const Session&) = delete;
     Session& operator=(const Session&) = delete;
@@ -72,7 +76,7 @@ class Session {
         void operator()(pw_thread_loop* loop) const { pw_thread_loop_stop(loop); }
     };
 
-    void connect();
+    void connect(const Remote& remote);
 
     void done(int sequence);
     void lost();
