@@ -11,7 +11,8 @@
 
 namespace lumicrate {
 
-/// Captures on its own thread between start and stop.
+/// Captures on its own thread between start and stop. The operations are called by one thread at a time,
+/// which may wait for them.
 class SampleSource {
  public:
     /// Called on the source's thread, in order of time. Must return quickly.
@@ -30,12 +31,12 @@ class SampleSource {
 
     virtual ~SampleSource() = default;
 
-    /// Starts capture, with all handlers set. Throws PlatformError. Main thread, once.
+    /// Starts capture, with all handlers set. Throws PlatformError. Once.
     virtual void start(Handlers handlers) = 0;
-    /// Ends capture. When it returns, no handler is running or will run. Main thread, may be called again.
+    /// Ends capture. When it returns, no handler is running or will run. May be called again.
     virtual void stop() = 0;
-    /// Applies the parts of a changed configuration that concern this source. Main thread, during capture.
-    /// Throws PlatformError.
+    /// Applies the parts of a changed configuration that concern this source. During capture. Throws
+    /// PlatformError.
     virtual void update(const SCStreamConfiguration& configuration) = 0;
 };
 

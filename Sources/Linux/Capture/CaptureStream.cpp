@@ -16,7 +16,7 @@ CaptureStream::CaptureStream(Sources sources, SCStreamDelegate& delegate, int qu
 }
 
 CaptureStream::~CaptureStream() {
-    end();
+    stopAnd([] {});
 }
 
 void CaptureStream::addStreamOutput(SCStreamOutput& output, SCStreamOutputType type, DispatchQueue& queue) {
@@ -28,17 +28,21 @@ void CaptureStream::startCapture(CompletionHandler completion) {
         const std::lock_guard lock(mutex_);
         state_ = State::starting;
     }
-    std::exception_ptr error = startParts();
-    {
-        const std::lock_guard lock(mutex_);
-        if (!error) error = failure_;
-        state_ = error ? State::ended : State::capturing;
-    }
-    if (error) stopParts();
-    completion(error);
+    queue_.async([this, completion = std::move(completion)] {
+        std::exception_ptr error = startParts();
+        {
+            const std::lock_guard lock(mutex_);
+            if (!error) error = failure_;
+            // Unless it was stopped meanwhile.
+            if (state_ == State::starting) state_ = error ? State::ended : State::capturing;
+        }
+        if (error) stopParts();
+        completion(error);
+    });
 }
 
 std::exception_ptr CaptureStream::startParts() {
+    const bool hasPicture = !parts_.empty() && parts_.back()->type == SCStreamOutputType::screen;
     for (const auto& each : parts_) {
         Part& part = *each;
         try {
@@ -46,10 +50,12 @@ std::exception_ptr CaptureStream::startParts() {
                 {[this, type = part.type](const CMSampleBuffer& sample) { deliver(type, sample); },
                  [this, &part](const std::exception_ptr& error) { partFailed(part, error); },
                  [this](std::string sentence) { delegate_.didNotice(std::move(sentence)); }});
+            part.started = true;
         } catch (...) {
-            return std::current_exception();
+            const std::exception_ptr error = std::current_exception();
+            if (!hasPicture || part.type == SCStreamOutputType::screen) return error;
+            delegate_.didNotice(localizedDescription(error));
         }
-        part.started = true;
     }
     return nullptr;
 }
@@ -61,17 +67,24 @@ void CaptureStream::stopParts() {
     }
 }
 
-void CaptureStream::end() {
+/// `next` runs on the stream's queue, after the sources have stopped.
+void CaptureStream::stopAnd(DispatchQueue::Work next) {
     {
         const std::lock_guard lock(mutex_);
         state_ = State::ended;
     }
-    stopParts();
+    queue_.async([this, next = std::move(next)] {
+        stopParts();
+        next();
+    });
 }
 
 void CaptureStream::stopCapture(CompletionHandler completion) {
-    end();
-    // No source delivers any more, so work that is queued now runs after all samples.
+    stopAnd([this, completion = std::move(completion)] { reportSamplesProcessed(completion); });
+}
+
+/// No source delivers any more, so work that is queued now runs after all samples.
+void CaptureStream::reportSamplesProcessed(const CompletionHandler& completion) {
     std::set<DispatchQueue*> queues;
     for (const Output& each : outputs_)
         queues.insert(each.queue);
@@ -89,21 +102,23 @@ void CaptureStream::stopCapture(CompletionHandler completion) {
 
 void CaptureStream::updateConfiguration(const SCStreamConfiguration& configuration,
                                         CompletionHandler completion) {
-    std::exception_ptr firstError;
-    bool anyCaptures = false;
-    for (const auto& part : parts_) {
-        if (!part->started || part->ended) continue;
-        anyCaptures = true;
-        try {
-            part->source->update(configuration);
-        } catch (...) {
-            if (!firstError) firstError = std::current_exception();
+    queue_.async([this, configuration, completion = std::move(completion)] {
+        std::exception_ptr firstError;
+        bool anyCaptures = false;
+        for (const auto& part : parts_) {
+            if (!part->started || part->ended) continue;
+            anyCaptures = true;
+            try {
+                part->source->update(configuration);
+            } catch (...) {
+                if (!firstError) firstError = std::current_exception();
+            }
         }
-    }
-    if (!anyCaptures) {
-        firstError = std::make_exception_ptr(SCStreamError(localized("The capture is not running.")));
-    }
-    completion(firstError);
+        if (!anyCaptures) {
+            firstError = std::make_exception_ptr(SCStreamError(localized("The capture is not running.")));
+        }
+        completion(firstError);
+    });
 }
 
 /// On a source's thread.

@@ -176,14 +176,14 @@ TEST_F(CaptureStreamTests, SoundStartsBeforeThePictureAndSamplesReachTheirOutput
 }
 
 TEST_F(CaptureStreamTests, AFailedStartLeavesNothingRunning) {
-    voice.startFails = true;
+    picture.startFails = true;
     make();
-    EXPECT_EQ(start(), "no voice");
+    EXPECT_EQ(start(), "no picture");
     system.fail();
     EXPECT_EQ(stop(), "done");
-    EXPECT_THAT(log, ElementsAre("start system", "stop system"));
+    EXPECT_THAT(log, ElementsAre("start system", "start voice", "stop voice", "stop system"));
 
-    voice.startFails = false;
+    picture.startFails = false;
     system.failsWhileStarting = true;
     log.clear();
     make();
@@ -193,6 +193,15 @@ TEST_F(CaptureStreamTests, AFailedStartLeavesNothingRunning) {
     EXPECT_THAT(delegate.failures, IsEmpty());
     stream.emplace(CaptureStream::Sources(), delegate, 8);
     EXPECT_EQ(stop(), "done") << "without outputs";
+}
+
+TEST_F(CaptureStreamTests, APictureIsCapturedWithoutSoundThatDoesNotStart) {
+    voice.startFails = true;
+    make();
+    EXPECT_EQ(start(), "done");
+    EXPECT_EQ(stop(), "done");
+    EXPECT_THAT(log, ElementsAre("start system", "start picture", "stop picture", "stop system"));
+    EXPECT_THAT(delegate.notices, ElementsAre("no voice"));
 }
 
 TEST_F(CaptureStreamTests, UpdatesReachAllSourcesAndTheFirstErrorOrFailureIsReported) {
@@ -233,8 +242,7 @@ TEST_F(CaptureStreamTests, WaitingPicturesAreLimitedAndStoppingWaitsForThem) {
     stream->stopCapture([&stopped](const std::exception_ptr&) { stopped = true; });
     EXPECT_FALSE(stopped);
     gate.set_value();
-    drain(queue);
-    EXPECT_TRUE(stopped);
+    EXPECT_TRUE(stage::eventually([&] { return stopped.load(); }));
     EXPECT_THAT(receiver.received[screen], ElementsAre(1, 2, 3, 4, 5, 6, 7, 8));
     EXPECT_EQ(receiver.received[audio].size(), 10U);
 }
