@@ -39,6 +39,11 @@ Task<std::optional<SourceChooser::Choice>> SourceChooser::choose(CaptureMode mod
     }
 }
 
+void SourceChooser::cancel() {
+    if (overlays_.areaSelector) overlays_.areaSelector->cancel();
+    if (overlays_.screenChooser) overlays_.screenChooser->finish(std::nullopt);
+}
+
 Task<std::optional<PickedArea>> SourceChooser::ask(std::uint32_t displayID, std::optional<Rect> initialArea,
                                                    bool windowsOnly) {
     const std::optional<NSScreen> screen = screenShowing(screens_, displayID);
@@ -54,6 +59,9 @@ Task<std::optional<PickedArea>> SourceChooser::ask(std::uint32_t displayID, std:
 
 Task<std::optional<SourceChooser::Choice>> SourceChooser::selectArea(std::uint32_t displayID,
                                                                      std::optional<Rect> initialArea) {
+    // The display of the screen that is shown: the requested one may have been disconnected.
+    const std::optional<NSScreen> screen = screenShowing(screens_, displayID);
+    if (screen && screen->displayID) displayID = *screen->displayID;
     const std::optional<PickedArea> picked = co_await ask(displayID, initialArea, false);
     if (!picked) co_return std::nullopt;
     if (picked->windowID) co_return Choice{CaptureSource::window(*picked->windowID), std::nullopt};

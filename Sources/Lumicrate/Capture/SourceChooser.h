@@ -41,6 +41,8 @@ class SourceChooser {
     /// single screen is chosen without asking.
     Task<std::optional<Choice>> choose(CaptureMode mode, std::uint32_t displayID,
                                        std::optional<Rect> initialArea);
+    /// Ends a choice in progress as if the user had cancelled it.
+    void cancel();
 
  private:
     Task<std::optional<Choice>> selectArea(std::uint32_t displayID, std::optional<Rect> initialArea);

@@ -59,8 +59,18 @@ SourceLists::~SourceLists() {
 
 Task<void> SourceLists::refreshSources() {
     SCShareableContent content = co_await fetchShareableContent(capture_, executor_);
+    std::vector<SCWindow> listed = offeredWindows(content.windows, processID_);
+    if (kept_ && findWindow(listed, *kept_) == listed.end()) {
+        const auto kept = findWindow(content.windows, *kept_);
+        if (kept != content.windows.end()) {
+            listed.push_back(*kept);
+        } else {
+            // Forgotten, because the server may give its number to another window.
+            kept_.reset();
+        }
+    }
     displays = std::move(content.displays);
-    windows = offeredWindows(std::move(content.windows), processID_);
+    windows = std::move(listed);
 }
 
 void SourceLists::refreshDevices() {
@@ -84,6 +94,7 @@ void SourceLists::followDevices() {
 }
 
 Task<void> SourceLists::ensureListed(std::uint32_t windowID) {
+    kept_ = windowID;
     if (findWindow(windows.get(), windowID) != windows->end()) co_return;
     const SCShareableContent content = co_await fetchShareableContent(capture_, executor_);
     const auto found = findWindow(content.windows, windowID);

@@ -42,7 +42,7 @@ class SourceLists {
     SourceLists& operator=(const SourceLists&) = delete;
 
     Published<std::vector<SCDisplay>> displays;
-    /// The offered windows and, until the next refresh, a window that ensureListed added.
+    /// The offered windows and, while it exists, the window that ensureListed was last called for.
     Published<std::vector<SCWindow>> windows;
     Published<std::vector<CaptureDevice>> microphones;
     Published<std::vector<CaptureDevice>> cameras;
@@ -52,7 +52,7 @@ class SourceLists {
     void refreshDevices();
     /// Refreshes the devices now and whenever one is connected or disconnected.
     void followDevices();
-    /// Adds an existing window to `windows` even if it would not be offered.
+    /// Keeps an existing window in `windows` even if it would not be offered, until another call.
     Task<void> ensureListed(std::uint32_t windowID);
 
     bool isSourceAvailable(const std::optional<CaptureSource>& source) const;
@@ -70,6 +70,7 @@ class SourceLists {
     AVCaptureDevices& devices_;
     Executor& executor_;
     std::int32_t processID_;
+    std::optional<std::uint32_t> kept_;  ///< the window of ensureListed
     /// Whether a refresh of the devices is pending; null while they are not followed.
     std::shared_ptr<std::atomic<bool>> devicesChanged_;
 };

@@ -100,8 +100,8 @@ void ScreenRecorder::setSource(const CaptureSource& next) {
 Task<void> ScreenRecorder::refreshSources() {
     hasScreenAccess = services_.capture.CGPreflightScreenCaptureAccess();
     co_await parts_->lists.refreshSources();
-    const bool free = *state == State::idle || *state == State::selectingArea;
-    if (free && !isSourceAvailable(*source)) source = CaptureSource::area(mainDisplayID());
+    // Never while a recording starts: it would record something that nobody chose.
+    if (isAtRest() && !isSourceAvailable(*source)) source = CaptureSource::area(mainDisplayID());
 }
 
 void ScreenRecorder::followSources() {
@@ -172,7 +172,9 @@ void ScreenRecorder::requestStop() {
             stopping_ = RunningTask(services_.executor, finishRecording());
             return;
         case State::selectingArea:
-            if (studio_) studio_->cancel();
+            if (studio_) return studio_->cancel();
+            startGivenUp_ = true;
+            chooser_.cancel();
             return;
         case State::idle:
         case State::stopping:

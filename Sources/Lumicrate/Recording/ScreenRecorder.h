@@ -44,7 +44,7 @@ namespace lumicrate {
 ///
 /// A recording passes through the states
 ///
-///     idle → selectingArea → idle → countingDown → starting → recording ⇄ paused → stopping → idle
+///     idle → selectingArea → countingDown → starting → recording ⇄ paused → stopping → idle
 ///
 /// without selectingArea if the source is already set, and without countingDown if the user turned it off.
 class ScreenRecorder {
@@ -135,8 +135,8 @@ class ScreenRecorder {
     void start(bool usingSavedArea);
     void togglePause();
     void toggleMicrophoneMute();
-    /// Ends the recording at the instant of the call and saves it asynchronously. Cancels a countdown, the
-    /// framing of a webcam, or a recording that is still starting.
+    /// Ends the recording at the instant of the call and saves it asynchronously. Cancels a choice in
+    /// progress, the framing of a webcam, a countdown, or a recording that is still starting.
     void requestStop();
     /// Calls requestStop and waits until the recorder is idle.
     Task<void> stop();
@@ -155,7 +155,7 @@ class ScreenRecorder {
     /// Binds the global shortcuts again after they were changed.
     void registerHotKeys();
     /// Reloads displays and windows. A `source` that is gone is replaced by an area of the main display, but
-    /// not during a recording. Throws the platform's error. The task must not outlive the recorder.
+    /// only while the recorder is idle. Throws the platform's error. The task must not outlive the recorder.
     Task<void> refreshSources();
     /// Refreshes the sources now and whenever displays or windows change.
     void followSources();

@@ -4,6 +4,7 @@
 #include "Lumicrate/Recording/RecorderError.h"
 #include "Lumicrate/Recording/ScreenRecorder.h"
 
+#include <algorithm>
 #include <chrono>
 #include <utility>
 
@@ -85,17 +86,17 @@ Task<void> ScreenRecorder::chooseAndStart(CaptureMode mode, std::uint32_t displa
     }
 }
 
-/// Sets `source`. False if the user cancelled. Windows are picked on
-/// the display `displayID`, areas on the display of the last recording.
+/// Sets `source`; the state remains `selectingArea`. False if the user cancelled. Windows are picked on the
+/// display `displayID`, areas on the display of the last recording.
 Task<bool> ScreenRecorder::choose(CaptureMode mode, std::uint32_t displayID) {
     const auto lastDisplay = *source ? (*source)->displayID() : std::nullopt;
     if (mode == CaptureMode::area) displayID = lastDisplay.value_or(mainDisplayID());
     const std::optional<Rect> savedArea = options().areaRect;
     state = State::selectingArea;
+    if (startGivenUp_) co_return false;
     Task<std::optional<SourceChooser::Choice>> choosing = chooser_.choose(mode, displayID, savedArea);
     const std::optional<SourceChooser::Choice> choice = co_await choosing;
-    state = State::idle;
-    if (!choice) co_return false;
+    if (!choice || startGivenUp_) co_return false;
     if (choice->area) {
         services_.defaults.set(preference::areaRect, stringFromRect(*choice->area));
         if (optionsOverride_) optionsOverride_->areaRect = choice->area;
@@ -257,6 +258,11 @@ Task<ActiveRecording::Plan> ScreenRecorder::makePlan(RecordingOptions options) {
 CaptureTarget ScreenRecorder::findTarget(const SCShareableContent& content,
                                          const RecordingOptions& options) const {
     if (soundAlone() && content.displays.empty()) return {};
+    // The filter would record the first display instead of one that has been disconnected.
+    const auto chosen = *source ? (*source)->displayID() : std::nullopt;
+    if (chosen &&
+        std::ranges::find(content.displays, *chosen, &SCDisplay::displayID) == content.displays.end())
+        throw RecorderError(RecorderError::noDisplay);
     FilterRequest request;
     request.source = *source;
     request.hideSelf = options.hideSelf;

@@ -40,7 +40,7 @@ TEST_F(RecorderStartTests, AChosenAreaIsStoredAndRecorded) {
     EXPECT_EQ(defaults.stringForKey("areaRect"), "{{100, 50}, {320, 240}}");
     EXPECT_EQ(capture.stream->filter.display.displayID, 2U);
     EXPECT_EQ(recordedArea(), (Rect{100, 50, 320, 240}));
-    EXPECT_THAT(states, ElementsAre(State::selectingArea, State::idle, State::starting, State::recording));
+    EXPECT_THAT(states, ElementsAre(State::selectingArea, State::starting, State::recording));
 }
 
 TEST_F(RecorderStartTests, AChosenAreaReplacesTheOneInTheOptionsOverride) {
@@ -77,8 +77,50 @@ TEST_F(RecorderStartTests, AWindowIsPickedOnTheDisplayUnderThePointer) {
     executor.advance(100ms);
     ASSERT_EQ(*recorder->state, State::recording);
     EXPECT_EQ(*recorder->source, CaptureSource::window(7));
-    EXPECT_TRUE(recorder->isSourceAvailable(CaptureSource::window(7)));
+    const RunningTask refreshing(executor, recorder->refreshSources());
+    executor.drain();
+    EXPECT_TRUE(recorder->isSourceAvailable(CaptureSource::window(7))) << "although it has no title";
     EXPECT_EQ(recordedArea(), (Rect{80, 100, 300, 200}));
+}
+
+TEST_F(RecorderStartTests, ASourceThatDisappearsAtTheStartIsNotReplaced) {
+    const SCShareableContent before = capture.content;
+    for (const auto& [source, sentence] :
+         {std::pair{CaptureSource::window(7), "That window is no longer on screen. Pick another source."},
+          {CaptureSource::display(2), "No display is available to record."}}) {
+        make().setSource(source);
+        capture.contentWaits = true;
+        const RunningTask refreshing(executor, recorder->refreshSources());
+        executor.drain();
+        capture.content = {{before.displays.front()}, {}};
+        capture.contentWaits = false;
+        // The refresh ends between the command and the first step of the start.
+        std::exchange(capture.waiting, nullptr)(capture.content, nullptr);
+        recorder->start(false);
+        executor.advance(100ms);
+        expectIdle(sentence);
+        EXPECT_EQ(capture.streams, 0);
+        capture.content = before;
+    }
+}
+
+TEST_F(RecorderStartTests, AStopEndsAChoiceInProgress) {
+    for (const CaptureMode mode : {CaptureMode::area, CaptureMode::screen}) {
+        for (const bool isOpen : {true, false}) {
+            capture.contentWaits = !isOpen;
+            make();
+            select(mode);
+            ASSERT_EQ(*recorder->state, State::selectingArea);
+            const RunningTask stopping(executor, recorder->stop());
+            executor.drain();
+            if (const auto answer = std::exchange(capture.waiting, nullptr)) answer(capture.content, nullptr);
+            executor.advance(100ms);
+            expectIdle();
+            EXPECT_FALSE(stopping.isRunning());
+            EXPECT_EQ(contents.shownPanels(), 0U);
+            EXPECT_EQ(capture.streams, 0);
+        }
+    }
 }
 
 TEST_F(RecorderStartTests, AScreenIsChosenFromSeveral) {

@@ -119,6 +119,12 @@ void AreaSelector::open(const NSScreen& screen) {
     panel_->makeKeyAndOrderFront();
 }
 
+void AreaSelector::cancel() {
+    if (result_) return finish(std::nullopt);
+    // The waiting task notices that it is not the current run.
+    if (!panel_) ++runs_;
+}
+
 /// Called from the overlay's own event handlers, so the panel is destroyed later, with the waiting task.
 void AreaSelector::finish(std::optional<PickedArea> picked) {
     if (const auto waiting = std::exchange(result_, std::nullopt)) waiting->resolve(std::move(picked));
