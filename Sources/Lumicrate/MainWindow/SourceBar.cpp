@@ -77,7 +77,7 @@ void SourceBar::rebuild() {
 void SourceBar::fillSources(Content& next) const {
     for (const SCWindow& each : windows_)
         next.windows.push_back({each.windowID, applicationName(each), each.title.value_or("")});
-    if (const Window* chosen = find(next.windows, window_)) next.window = *chosen;
+    if (const Window* chosen = find(next.windows, recorder_.chosenWindow(windows_))) next.window = *chosen;
 
     for (const SCDisplay& each : displays_)
         next.displays.push_back(
@@ -125,7 +125,7 @@ void SourceBar::setMode(CaptureMode mode) {
 }
 
 void SourceBar::chooseWindow(std::uint32_t id) {
-    window_ = id;
+    recorder_.chooseWindow(id);
     rebuild();
 }
 
@@ -140,9 +140,7 @@ void SourceBar::record() {
     if (chosen.missing || !chosen.enabled) return;
     switch (chosen.mode) {
         case CaptureMode::window:
-            if (!chosen.window) return recorder_.record(CaptureMode::window);
-            recorder_.setSource(CaptureSource::window(chosen.window->id));
-            return recorder_.start(false);
+            return recorder_.recordWindow();
         case CaptureMode::area:
             recorder_.setSource(CaptureSource::area(*chosen.display));
             return recorder_.record(CaptureMode::area);

@@ -73,6 +73,7 @@ class SourceBar {
     void setMode(CaptureMode mode);
     /// Stores a text preference, and reports a failure.
     void store(std::string_view key, const std::string& value);
+    /// Also applies to the shortcut that starts a recording. `id` is of a window in `content`.
     void chooseWindow(std::uint32_t id);
     /// Also applies to the area shortcut.
     void chooseDisplay(std::uint32_t id);
@@ -95,7 +96,6 @@ class SourceBar {
     std::vector<SCWindow> windows_;
     std::vector<SCDisplay> displays_;
     std::vector<CaptureDevice> cameras_;
-    std::optional<std::uint32_t> window_;
     std::optional<std::uint32_t> display_;
     std::vector<Subscription> subscriptions_;
 };

@@ -122,8 +122,8 @@ void ScreenRecorder::toggle() {
     switch (*state) {
         case State::idle: {
             const auto stored = services_.defaults.stringForKey(preference::captureMode);
-            record(fromRawValue<CaptureMode>(stored.value_or("")).value_or(CaptureMode::window));
-            return;
+            const auto mode = fromRawValue<CaptureMode>(stored.value_or("")).value_or(CaptureMode::window);
+            return mode == CaptureMode::window ? recordWindow() : record(mode);
         }
         case State::countingDown:
         case State::recording:

@@ -120,9 +120,17 @@ class ScreenRecorder {
     /// Frames missing from the current or last recording because the encoder was busy.
     std::uint64_t refusedFrames() const;
 
-    /// The action of the record button: starts a recording, confirms the framing of a webcam, cancels a
+    /// The action of the record button, of the shortcut and of the tray: starts a recording of the mode in
+    /// the preferences (a window as recordWindow does), confirms the framing of a webcam, cancels a
     /// countdown, or stops.
     void toggle();
+    /// Records the window of chooseWindow, or asks for one if none is chosen or it has been closed. Ignored
+    /// unless idle.
+    void recordWindow();
+    /// Sets the window that recordWindow records without asking while it is listed.
+    void chooseWindow(std::uint32_t windowID);
+    /// The window of chooseWindow in such a list; none if it is not there.
+    std::optional<std::uint32_t> chosenWindow(const std::vector<SCWindow>& listed) const;
     /// Asks the user what to record in that mode, then records it; sound is recorded at once. Ignored unless
     /// idle.
     void record(CaptureMode mode);
@@ -212,6 +220,7 @@ class ScreenRecorder {
     std::unique_ptr<Parts> parts_;
     SourceChooser chooser_;
     RecordingChrome chrome_;
+    std::optional<SCWindow> chosenWindow_;  ///< as it was when it was chosen
     std::optional<RecordingOptions> optionsOverride_;
     std::optional<std::filesystem::path> outputOverride_;
     std::optional<bool> mixingOverride_;

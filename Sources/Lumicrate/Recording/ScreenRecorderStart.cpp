@@ -40,6 +40,30 @@ void ScreenRecorder::record(CaptureMode mode) {
     begin(chooseAndStart(mode, underPointer.value_or(services_.capture.CGMainDisplayID())));
 }
 
+void ScreenRecorder::chooseWindow(std::uint32_t windowID) {
+    const auto found = std::ranges::find(*windows, windowID, &SCWindow::windowID);
+    chosenWindow_ = found == windows->end() ? std::nullopt : std::optional(*found);
+}
+
+std::optional<std::uint32_t> ScreenRecorder::chosenWindow(const std::vector<SCWindow>& listed) const {
+    if (!chosenWindow_) return std::nullopt;
+    // A window of the same number but of another program is a new window.
+    const auto isSame = [this](const SCWindow& each) {
+        return each.windowID == chosenWindow_->windowID &&
+               each.owningApplication == chosenWindow_->owningApplication;
+    };
+    return std::ranges::any_of(listed, isSame) ? std::optional(chosenWindow_->windowID) : std::nullopt;
+}
+
+void ScreenRecorder::recordWindow() {
+    const auto windowID = chosenWindow(*windows);
+    if (!windowID) return record(CaptureMode::window);
+    if (!isAtRest()) return;
+    pickingMode = CaptureMode::window;
+    source = CaptureSource::window(*windowID);
+    begin(startSequence());
+}
+
 void ScreenRecorder::recordAudioNow() {
     if (!isAtRest()) return;
     pickingMode = CaptureMode::audio;

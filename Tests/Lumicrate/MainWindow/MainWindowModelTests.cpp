@@ -58,6 +58,25 @@ TEST_F(MainWindowModelTests, RecordsWhatIsChosen) {
     }
 }
 
+TEST_F(MainWindowModelTests, ButtonAndShortcutRecordTheChosenWindowOrAsk) {
+    overlays.areaSelector = &areaSelector;
+    for (const bool byShortcut : {false, true}) {
+        for (const bool isSame : {true, false}) {
+            begin();
+            bar->chooseWindow(7);
+            // Its number is used by a window of another program.
+            if (!isSame) capture.content.windows[0].owningApplication->processID = 10;
+            changeContent();
+            EXPECT_EQ(bar->content->window.has_value(), isSame);
+            byShortcut ? keys.press(15) : controls->press();
+            executor.advance(100ms);
+            EXPECT_EQ(*recorder->state, isSame ? State::recording : State::selectingArea);
+            TearDown();
+        }
+        capture.content.windows[0].owningApplication->processID = 9;
+    }
+}
+
 TEST_F(MainWindowModelTests, SaysWhyNothingCanBeRecorded) {
     begin();
     bar->chooseWindow(7);
