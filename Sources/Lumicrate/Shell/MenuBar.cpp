@@ -45,10 +45,7 @@ MenuBar::MenuBar(ScreenRecorder& recorder, const NSUserDefaults& defaults, Comma
 std::vector<MenuItem> MenuBar::items() const {
     std::vector<MenuItem> items;
     if (recorder_.isActive()) {
-        const bool paused = *recorder_.state == State::paused;
-        const std::string state = localized(paused ? "Paused" : "Recording");
-        items.push_back(
-            MenuItem::command(state + " " + formatElapsed(recorder_.elapsedNow()), nullptr, false));
+        items.push_back(MenuItem::command(statusText(), nullptr, false));
         items.push_back(MenuItem::line());
     }
     for (MenuItem& each : recordingItems())
@@ -60,6 +57,11 @@ std::vector<MenuItem> MenuBar::items() const {
     items.push_back(MenuItem::command(localized("About Lumicrate"), commands_.showAbout));
     items.push_back(MenuItem::command(localized("Quit Lumicrate"), commands_.quit));
     return items;
+}
+
+std::string MenuBar::statusText() const {
+    const bool paused = *recorder_.state == State::paused;
+    return localized(paused ? "Paused" : "Recording") + " " + formatElapsed(recorder_.elapsedNow());
 }
 
 std::vector<MenuItem> MenuBar::recordingItems() const {

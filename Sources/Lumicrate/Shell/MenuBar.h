@@ -10,6 +10,7 @@
 #include <functional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace lumicrate {
@@ -44,6 +45,12 @@ class MenuBar {
 
     /// The complete menu for the current state, with the shortcuts that are stored now.
     std::vector<MenuItem> items() const;
+    /// The first item of the menu while recording or paused: the state and the time recorded so far.
+    std::string statusText() const;
+    /// `changed` is called after the shortcuts in the menu may have changed.
+    [[nodiscard]] Subscription observeShortcuts(std::function<void()> changed) const {
+        return defaults_.observe(std::move(changed));
+    }
     /// The items that start, stop and pause.
     std::vector<MenuItem> recordingItems() const;
 

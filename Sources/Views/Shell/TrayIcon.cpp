@@ -10,8 +10,8 @@
 #include <QCursor>
 #include <QPainter>
 #include <QPixmap>
-#include <QTimer>
 #include <array>
+#include <chrono>
 
 namespace lumicrate::views {
 
@@ -57,9 +57,11 @@ QIcon trayPicture(const MenuBar::Icon& icon) {
 
 TrayIcon::TrayIcon(MenuBar& menuBar, ScreenRecorder& recorder)
     : menuBar_(menuBar), recorder_(recorder), hosts_([this] { show(); }) {
-    // Panels on the bus need not announce that they open the menu, so it is filled beforehand. When they do,
-    // refilling updates the elapsed time in it.
+    // Panels on the bus need not announce that they open the menu, so it is kept up to date.
     QObject::connect(&menu_, &QMenu::aboutToShow, &menu_, [this] { refill(); });
+    clock_.setInterval(std::chrono::seconds(1));
+    QObject::connect(&clock_, &QTimer::timeout, &menu_, [this] { updateElapsed(); });
+    shortcutChanges_ = menuBar_.observeShortcuts([this] { refill(); });
     changes_ = menuBar_.icon.observe([this](const MenuBar::Icon& next) {
         if (!icon_) return;
         icon_->setIcon(trayPicture(next));
@@ -85,7 +87,18 @@ void TrayIcon::show() {
 }
 
 void TrayIcon::refill() {
+    if (!icon_) return;
     fillMenu(menu_, menuBar_.items());
+    if (*recorder_.state == ScreenRecorder::State::recording) {
+        if (!clock_.isActive()) clock_.start();
+    } else {
+        clock_.stop();
+    }
+}
+
+/// Only this item: panels would close a menu that is rebuilt while it is open.
+void TrayIcon::updateElapsed() {
+    if (recorder_.isActive()) menu_.actions().constFirst()->setText(qtText(menuBar_.statusText()));
 }
 
 void TrayIcon::clicked(QSystemTrayIcon::ActivationReason reason) {

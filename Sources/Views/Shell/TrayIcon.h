@@ -7,6 +7,7 @@
 
 #include <QMenu>
 #include <QSystemTrayIcon>
+#include <QTimer>
 #include <memory>
 
 namespace lumicrate::views {
@@ -26,15 +27,18 @@ class TrayIcon {
  private:
     void show();
     void refill();
+    void updateElapsed();
     void clicked(QSystemTrayIcon::ActivationReason reason);
 
     MenuBar& menuBar_;
     ScreenRecorder& recorder_;
     TrayHosts hosts_;
     QMenu menu_;
+    QTimer clock_;  ///< runs while the elapsed time in the menu changes
     std::unique_ptr<QSystemTrayIcon> icon_;
     Subscription changes_;
     Subscription stateChanges_;
+    Subscription shortcutChanges_;
 };
 
 }  // namespace lumicrate::views

@@ -84,14 +84,14 @@ QString NotifierHost::menuPath() {
 }
 
 std::vector<NotifierHost::Entry> NotifierHost::menu() {
-    call(menuPath(), menuInterface, "AboutToShow", {0});
     const auto reply = call(menuPath(), menuInterface, "GetLayout", {0, -1, QStringList()});
     std::vector<Entry> entries;
     if (!reply) return entries;
     for (const QVariant& child : qdbus_cast<Node>(reply->arguments().value(1)).children) {
         const auto node = qdbus_cast<Node>(child);
         entries.push_back({node.id, node.properties.value("label").toString().remove('_'),
-                           node.properties.value("enabled", true).toBool()});
+                           node.properties.value("enabled", true).toBool(),
+                           node.properties.contains("shortcut")});
     }
     return entries;
 }
@@ -99,6 +99,12 @@ std::vector<NotifierHost::Entry> NotifierHost::menu() {
 bool NotifierHost::menuHas(const QString& label) {
     const auto entries = menu();
     return std::ranges::find(entries, label, &Entry::label) != entries.end();
+}
+
+bool NotifierHost::menuShowsShortcut(const QString& label) {
+    const auto entries = menu();
+    const auto found = std::ranges::find(entries, label, &Entry::label);
+    return found != entries.end() && found->hasShortcut;
 }
 
 bool NotifierHost::choose(const QString& label) {

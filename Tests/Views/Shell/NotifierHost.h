@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// NotifierHost: the panel's side of the StatusNotifierItem protocol: looking at an item and clicking it.
+// NotifierHost: the panel's side of the StatusNotifierItem protocol: looking at an item and clicking it. It
+// does not announce that it opens the menu, which the protocol does not require.
 #pragma once
 
 #include <QDBusConnection>
@@ -51,6 +52,7 @@ class NotifierHost {
     bool hasItem() const { return !watcher_.items().isEmpty(); }
     QString toolTip();
     bool menuHas(const QString& label);
+    bool menuShowsShortcut(const QString& label);
     /// Chooses the menu entry of that label; false when there is no such enabled entry.
     bool choose(const QString& label);
     /// The middle mouse button.
@@ -61,6 +63,7 @@ class NotifierHost {
         int id = 0;
         QString label;
         bool enabled = true;
+        bool hasShortcut = false;
     };
 
     QString menuPath();

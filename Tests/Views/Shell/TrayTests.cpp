@@ -52,6 +52,9 @@ TEST_F(TrayTests, OnTheBusIconAndMenuFollowTheRecorder) {
 
     record();
     EXPECT_TRUE(await([&] { return panel.toolTip() == "Lumicrate – Recording"; }));
+    EXPECT_TRUE(panel.menuShowsShortcut("Pause Recording"));
+    defaults.set("shortcut.pause", std::string("off"));
+    EXPECT_FALSE(panel.menuShowsShortcut("Pause Recording"));
     executor.advance(61s);
     EXPECT_TRUE(await([&] { return panel.menuHas("Recording 01:01"); }));
     ASSERT_TRUE(panel.choose("Pause Recording"));
