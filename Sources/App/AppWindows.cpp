@@ -97,6 +97,7 @@ void AppWindows::showSettings() {
                                     services_.recorder.microphones,
                                     services_.recorder.cameras,
                                     services_.recorder.unavailableHotKeys,
+                                    services_.recorder.missingHotKeys,
                                     services_.folder.folder(),
                                     homeFolder(),
                                     [this] { workspace_.openURL(services_.folder.folder()); }}));

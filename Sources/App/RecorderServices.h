@@ -40,6 +40,8 @@ class HeadlessDesktop {
         void InstallEventHandler(std::function<void(EventHotKeyID)>) override {}
         EventHotKeyRef RegisterEventHotKey(std::uint32_t, std::uint32_t, EventHotKeyID) override { return 0; }
         void UnregisterEventHotKey(EventHotKeyRef) override {}
+        bool hasKey(std::uint32_t) override { return true; }
+        void setOnLayoutChange(std::function<void()>) override {}
     };
 
     NoScreens screens_;

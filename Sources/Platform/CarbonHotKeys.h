@@ -30,6 +30,12 @@ class CarbonHotKeys {
     virtual EventHotKeyRef RegisterEventHotKey(std::uint32_t keyCode, std::uint32_t modifiers,
                                                EventHotKeyID id) = 0;
     virtual void UnregisterEventHotKey(EventHotKeyRef hotKey) = 0;
+    /// Whether the keyboard has a key of that virtual key code in its current layout. Without it every
+    /// combination with that key is refused.
+    virtual bool hasKey(std::uint32_t keyCode) = 0;
+    /// Sets the one handler that is called, on the main thread, after the keyboard's layout has changed. A
+    /// registered combination may be inactive then, and a refused one may be available: register all again.
+    virtual void setOnLayoutChange(std::function<void()> handler) = 0;
 };
 
 }  // namespace lumicrate

@@ -177,6 +177,7 @@ class FakeScreens final : public NSScreens {
  public:
     std::vector<NSScreen> screens() const override { return all; }
     Point mouseLocation() const override { return pointer; }
+    Subscription observe(std::function<void()> changed) const override { return changes.add(changed); }
 
     std::vector<NSScreen> all;
     Point pointer;
@@ -213,11 +214,13 @@ class FakeHotKeys final : public CarbonHotKeys {
     }
     EventHotKeyRef RegisterEventHotKey(std::uint32_t keyCode, std::uint32_t modifiers,
                                        EventHotKeyID id) override {
-        if (refused.contains(keyCode)) return 0;
+        if (refused.contains(keyCode) || missing.contains(keyCode)) return 0;
         grabs.emplace(++lastRef, Grab{keyCode, modifiers, id});
         return lastRef;
     }
     void UnregisterEventHotKey(EventHotKeyRef hotKey) override { grabs.erase(hotKey); }
+    bool hasKey(std::uint32_t keyCode) override { return !missing.contains(keyCode); }
+    void setOnLayoutChange(std::function<void()> changed) override { layoutChanged = std::move(changed); }
 
     /// No effect if the key is not grabbed.
     void press(std::uint32_t keyCode) {
@@ -227,6 +230,8 @@ class FakeHotKeys final : public CarbonHotKeys {
     }
 
     std::set<std::uint32_t> refused;
+    std::set<std::uint32_t> missing;
+    std::function<void()> layoutChanged;
     std::map<EventHotKeyRef, Grab> grabs;
     EventHotKeyRef lastRef = 0;
     int installed = 0;

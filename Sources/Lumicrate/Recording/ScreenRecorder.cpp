@@ -69,6 +69,10 @@ ScreenRecorder::ScreenRecorder(const Services& services, std::unique_ptr<Parts> 
             if (const auto self = weak.lock()) (*self)->errorMessage = message;
         });
     }
+    screenChanges_ = services_.screens.observe([this] { chrome_.screensChanged(services_.screens); });
+    services_.hotKeys.setOnLayoutChange([weak = std::weak_ptr(self_)] {
+        if (const auto self = weak.lock()) (*self)->registerHotKeys();
+    });
     registerHotKeys();
 }
 
@@ -110,10 +114,12 @@ void ScreenRecorder::followSources() {
 }
 
 void ScreenRecorder::registerHotKeys() {
-    unavailableHotKeys = bindShortcuts(services_.hotKeys, services_.defaults,
-                                       [weak = std::weak_ptr(self_)](ShortcutAction action) {
-                                           if (const auto self = weak.lock()) perform(action, **self);
-                                       });
+    RefusedShortcuts refused = bindShortcuts(services_.hotKeys, services_.defaults,
+                                             [weak = std::weak_ptr(self_)](ShortcutAction action) {
+                                                 if (const auto self = weak.lock()) perform(action, **self);
+                                             });
+    missingHotKeys = std::move(refused.withoutKey);
+    unavailableHotKeys = std::move(refused.all);
 }
 
 // Commands

@@ -93,7 +93,10 @@ class ScreenRecorder {
     Published<double> elapsed;  ///< recorded seconds; updated four times a second while it is observed
     Published<bool> hasScreenAccess;
     Published<std::optional<std::filesystem::path>> lastRecording;
+    /// Display texts of the shortcuts that could not be registered.
     Published<std::vector<std::string>> unavailableHotKeys;
+    /// Those of `unavailableHotKeys` whose key the keyboard lacks; changes first.
+    Published<std::vector<std::string>> missingHotKeys;
     Published<bool> recordsMicrophone;
     Published<bool> microphoneMuted;
     Published<float> microphoneLevel;  ///< 0 … 1
@@ -160,7 +163,8 @@ class ScreenRecorder {
     /// Whether to mix the audio tracks of one recording, instead of what the preferences say.
     void setMixingOverride(std::optional<bool> mixes) { mixingOverride_ = mixes; }
 
-    /// Binds the global shortcuts again after they were changed.
+    /// Binds the global shortcuts again after they were changed. Also done when the keyboard's layout
+    /// changes.
     void registerHotKeys();
     /// Reloads displays and windows. A `source` that is gone is replaced by an area of the main display, but
     /// only while the recorder is idle. Throws the platform's error. The task must not outlive the recorder.

@@ -52,12 +52,23 @@ void publish(Published<ChoiceSetting::Choices>& target, ChoiceSetting::Choices c
     if (choices != *target) target = std::move(choices);
 }
 
-std::string unavailable(const std::vector<std::string>& shortcuts) {
-    if (shortcuts.empty()) return {};
+std::string joined(const std::vector<std::string>& shortcuts) {
     std::string joined;
     for (const std::string& each : shortcuts)
         joined += (joined.empty() ? "" : ", ") + each;
-    return localized("Another app is using ") + joined + localized(". Pick a different shortcut.");
+    return joined;
+}
+
+/// One line for each reason. `missing` are those of `refused` whose key the keyboard lacks.
+std::string unavailable(std::vector<std::string> refused, const std::vector<std::string>& missing) {
+    std::erase_if(refused,
+                  [&](const std::string& each) { return std::ranges::find(missing, each) != missing.end(); });
+    const std::string end = localized(". Pick a different shortcut.");
+    std::string text;
+    if (!refused.empty()) text = localized("Another app is using ") + joined(refused) + end;
+    if (missing.empty()) return text;
+    if (!text.empty()) text += "\n";
+    return text + localized("This keyboard has no key for ") + joined(missing) + end;
 }
 
 }  // namespace
@@ -65,7 +76,7 @@ std::string unavailable(const std::vector<std::string>& shortcuts) {
 SettingsModel::SettingsModel(Services services)
     : loginItem(services.loginService),
       shortcutFields(services.shortcuts),
-      unavailableText(unavailable(*services.unavailableHotKeys)),
+      unavailableText(unavailable(*services.unavailableHotKeys, *services.missingHotKeys)),
       services_(std::move(services)) {
     showMicrophones(*services_.microphones);
     microphoneChanges_ = services_.microphones.observe(
@@ -80,7 +91,7 @@ SettingsModel::SettingsModel(Services services)
         showBubbleChoices();
     });
     hotKeyChanges_ = services_.unavailableHotKeys.observe(
-        [this](const std::vector<std::string>& shortcuts) { unavailableText = unavailable(shortcuts); });
+        [this](const auto& refused) { unavailableText = unavailable(refused, *services_.missingHotKeys); });
 }
 
 std::string SettingsModel::title(Page page) {

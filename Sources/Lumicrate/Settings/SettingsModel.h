@@ -47,6 +47,7 @@ class SettingsModel {
         const Published<std::vector<CaptureDevice>>& microphones;
         const Published<std::vector<CaptureDevice>>& cameras;
         const Published<std::vector<std::string>>& unavailableHotKeys;
+        const Published<std::vector<std::string>>& missingHotKeys;
         std::filesystem::path recordingsFolder, home;
         std::function<void()> openRecordingsFolder;  ///< may throw PlatformError
     };
@@ -105,7 +106,7 @@ class SettingsModel {
     // Shortcuts
     ShortcutFields shortcutFields;
     static std::string shortcutLegend();
-    /// Which shortcuts are in use by other programs; empty if none is.
+    /// Which shortcuts are in use by other programs, or of a key that the keyboard lacks; empty if none is.
     Published<std::string> unavailableText;
 
  private:

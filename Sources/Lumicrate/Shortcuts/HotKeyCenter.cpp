@@ -25,6 +25,7 @@ HotKeyCenter::~HotKeyCenter() {
 
 bool HotKeyCenter::registerHotKey(std::int64_t keyCode, std::int64_t modifiers, Action action) {
     if (!handlerInstalled_) installHandler();
+    *registers_ = true;
     const EventHotKeyID id{signature, static_cast<std::uint32_t>(bindings_->size() + 1)};
     const EventHotKeyRef ref = keys_.RegisterEventHotKey(narrowed(keyCode), narrowed(modifiers), id);
     if (ref == 0) return false;
@@ -36,6 +37,18 @@ void HotKeyCenter::unregisterAll() {
     for (const Binding& each : *bindings_)
         keys_.UnregisterEventHotKey(each.ref);
     bindings_->clear();
+    *registers_ = false;
+}
+
+bool HotKeyCenter::hasKey(std::int64_t keyCode) const {
+    return keys_.hasKey(narrowed(keyCode));
+}
+
+void HotKeyCenter::setOnLayoutChange(Action changed) {
+    keys_.setOnLayoutChange([weak = std::weak_ptr(registers_), changed = std::move(changed)] {
+        const auto registers = weak.lock();
+        if (registers && *registers) changed();
+    });
 }
 
 void HotKeyCenter::installHandler() {

@@ -28,6 +28,12 @@ class HotKeyCenter {
     bool registerHotKey(std::int64_t keyCode, std::int64_t modifiers, Action action);
     void unregisterAll();
 
+    /// Whether the keyboard has the key at all, after a refusal.
+    bool hasKey(std::int64_t keyCode) const;
+    /// `changed` is called when the keyboard's layout has changed, but not between unregisterAll and the next
+    /// registration.
+    void setOnLayoutChange(Action changed);
+
  private:
     struct Binding {
         EventHotKeyRef ref;
@@ -40,6 +46,8 @@ class HotKeyCenter {
     // The binding at index i has the id i + 1. Shared with the handler, which stays installed.
     std::shared_ptr<std::vector<Binding>> bindings_ = std::make_shared<std::vector<Binding>>();
     bool handlerInstalled_ = false;
+    /// Whether a registration was tried since unregisterAll. Shared with the handler of layout changes.
+    std::shared_ptr<bool> registers_ = std::make_shared<bool>(false);
 };
 
 }  // namespace lumicrate

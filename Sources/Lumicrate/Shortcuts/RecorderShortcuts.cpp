@@ -6,10 +6,10 @@
 
 namespace lumicrate {
 
-std::vector<std::string> bindShortcuts(HotKeyCenter& center, const NSUserDefaults& defaults,
-                                       const std::function<void(ShortcutAction)>& pressed) {
+RefusedShortcuts bindShortcuts(HotKeyCenter& center, const NSUserDefaults& defaults,
+                               const std::function<void(ShortcutAction)>& pressed) {
     center.unregisterAll();
-    std::vector<std::string> refused;
+    RefusedShortcuts refused;
     for (const ShortcutAction action : allCases<ShortcutAction>()) {
         const auto bound = shortcut(action, defaults);
         if (!bound) continue;
@@ -17,8 +17,14 @@ std::vector<std::string> bindShortcuts(HotKeyCenter& center, const NSUserDefault
             log(LogArea::input, "shortcut pressed: ", rawValue(action));
             pressed(action);
         });
-        log(LogArea::input, "shortcut ", rawValue(action), accepted ? " bound" : " refused: already taken");
-        if (!accepted) refused.push_back(bound->display());
+        const bool hasKey = accepted || center.hasKey(bound->keyCode);
+        log(LogArea::input, "shortcut ", rawValue(action),
+            accepted ? " bound"
+            : hasKey ? " refused: already taken"
+                     : " refused: no such key");
+        if (accepted) continue;
+        refused.all.push_back(bound->display());
+        if (!hasKey) refused.withoutKey.push_back(bound->display());
     }
     return refused;
 }

@@ -13,10 +13,15 @@ namespace lumicrate {
 
 class ScreenRecorder;
 
+/// Display texts of shortcuts that could not be registered, in the order of their actions.
+struct RefusedShortcuts {
+    std::vector<std::string> all;
+    std::vector<std::string> withoutKey;  ///< those of a key that the keyboard lacks
+};
+
 /// Registers the stored shortcut of every action instead of all earlier ones; a press calls `pressed`.
-/// Returns the display texts of those that the system refused.
-std::vector<std::string> bindShortcuts(HotKeyCenter& center, const NSUserDefaults& defaults,
-                                       const std::function<void(ShortcutAction)>& pressed);
+RefusedShortcuts bindShortcuts(HotKeyCenter& center, const NSUserDefaults& defaults,
+                               const std::function<void(ShortcutAction)>& pressed);
 
 /// Starts or stops, pauses or resumes, or records an area.
 void perform(ShortcutAction action, ScreenRecorder& recorder);

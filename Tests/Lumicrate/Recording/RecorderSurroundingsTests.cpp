@@ -179,8 +179,19 @@ TEST_F(RecorderSurroundingsTests, ShortcutsDriveTheRecorder) {
     executor.drain();
     EXPECT_EQ(*recorder->state, State::idle);
 
-    keys.refused.clear();
+    keys.missing = {35};
+    hotKeys.unregisterAll();
+    keys.layoutChanged();
+    EXPECT_TRUE(keys.grabs.empty()) << "while a shortcut is being recorded";
+    keys.missing.clear();
     recorder->registerHotKeys();
+    keys.missing = {35};
+    keys.layoutChanged();
+    EXPECT_THAT(*recorder->unavailableHotKeys, ElementsAre("⌥⌘P", "⌥⌘A"));
+    EXPECT_THAT(*recorder->missingHotKeys, ElementsAre("⌥⌘P"));
+    keys.refused.clear();
+    keys.missing.clear();
+    keys.layoutChanged();
     EXPECT_THAT(*recorder->unavailableHotKeys, IsEmpty());
     overlays.areaSelector = &areaSelector;
     make();

@@ -170,7 +170,7 @@ class SettingsTests : public testing::Test {
     FakeKeyMonitoring keys;
     FakeLoginService login;
     Published<std::vector<CaptureDevice>> microphones, cameras;
-    Published<std::vector<std::string>> unavailable;
+    Published<std::vector<std::string>> unavailable, missing;
     int registrations = 0;
     int beeps = 0;
     std::optional<SettingsModel> model{
@@ -179,6 +179,7 @@ class SettingsTests : public testing::Test {
                                 microphones,
                                 cameras,
                                 unavailable,
+                                missing,
                                 "/home/me/Videos/Lumicrate",
                                 "/home/me",
                                 [] { throw PlatformError("There is no file viewer."); }}};
@@ -329,6 +330,11 @@ TEST_F(SettingsTests, ReportsUnavailableShortcutsAndErrors) {
     EXPECT_EQ(*model->unavailableText, "");
     unavailable = std::vector<std::string>{"⌥⌘R", "⌥⌘A"};
     EXPECT_EQ(*model->unavailableText, "Another app is using ⌥⌘R, ⌥⌘A. Pick a different shortcut.");
+    missing = std::vector<std::string>{"⌥⌘A"};
+    unavailable = std::vector<std::string>{"⌥⌘R", "⌥⌘A"};
+    EXPECT_EQ(*model->unavailableText,
+              "Another app is using ⌥⌘R. Pick a different shortcut.\n"
+              "This keyboard has no key for ⌥⌘A. Pick a different shortcut.");
     EXPECT_EQ(model->recordingsFolder(), "~/Videos/Lumicrate");
     EXPECT_EQ(model->openRecordingsFolder(), "There is no file viewer.");
 

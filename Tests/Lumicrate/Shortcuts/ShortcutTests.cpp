@@ -64,7 +64,8 @@ class HotKeyTests : public testing::Test {
 
     std::vector<std::string> bind() {
         return bindShortcuts(*center, defaults,
-                             [this](ShortcutAction action) { performed.push_back(action); });
+                             [this](ShortcutAction action) { performed.push_back(action); })
+            .all;
     }
 };
 

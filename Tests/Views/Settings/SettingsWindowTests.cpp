@@ -80,6 +80,7 @@ class SettingsWindowTests : public testing::Test {
                 microphones,
                 cameras,
                 unavailable,
+                missing,
                 "/home/me/Videos/Lumicrate",
                 "/home/me",
                 [] { throw PlatformError("There is no file viewer to open it with."); }}));
@@ -97,7 +98,7 @@ class SettingsWindowTests : public testing::Test {
                                [this](std::uint32_t key) { return keyboard.virtualKeyCodeOf(key); }}};
     FakeLoginService login;
     Published<std::vector<CaptureDevice>> microphones, cameras;
-    Published<std::vector<std::string>> unavailable;
+    Published<std::vector<std::string>> unavailable, missing;
     int beeps = 0;
     std::optional<SingleWindow> windows{std::in_place};
 };

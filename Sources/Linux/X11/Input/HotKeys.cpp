@@ -118,6 +118,11 @@ void HotKeys::UnregisterEventHotKey(EventHotKeyRef hotKey) {
     }
 }
 
+bool HotKeys::hasKey(std::uint32_t keyCode) {
+    const auto access = events_.access();
+    return codes_.keyOf(keyCode) != 0;
+}
+
 std::int64_t HotKeys::virtualKeyCodeOf(std::uint32_t key) {
     if (key > UINT8_MAX) return -1;
     const auto access = events_.access();
@@ -190,6 +195,13 @@ void HotKeys::followKeyboard() {
     codes_ = codes;
     locks_ = locks;
     grabAll();
+    mainThread_.post([weak = std::weak_ptr(self_)] {
+        const auto self = weak.lock();
+        if (!self || !(*self)->layoutChanged_) return;
+        // A copy: the handler may set another one.
+        const auto changed = (*self)->layoutChanged_;
+        changed();
+    });
 }
 
 void HotKeys::ungrabAll() {

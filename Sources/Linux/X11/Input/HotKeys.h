@@ -13,6 +13,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace lumicrate::x11 {
@@ -44,6 +45,8 @@ class HotKeys final : public CarbonHotKeys {
     EventHotKeyRef RegisterEventHotKey(std::uint32_t keyCode, std::uint32_t modifiers,
                                        EventHotKeyID id) override;
     void UnregisterEventHotKey(EventHotKeyRef hotKey) override;
+    bool hasKey(std::uint32_t keyCode) override;
+    void setOnLayoutChange(std::function<void()> handler) override { layoutChanged_ = std::move(handler); }
 
     /// The virtual key code of an X key code; -1 if it has none.
     std::int64_t virtualKeyCodeOf(std::uint32_t key);
@@ -72,6 +75,7 @@ class HotKeys final : public CarbonHotKeys {
 
     Executor& mainThread_;
     std::function<void(EventHotKeyID)> handler_;
+    std::function<void()> layoutChanged_;
     // Posted presses hold this weakly.
     std::shared_ptr<HotKeys*> self_;
     EventHotKeyRef lastRef_ = 0;

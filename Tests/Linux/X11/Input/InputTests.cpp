@@ -175,6 +175,8 @@ TEST_F(HotKeysTests, ACombinationOfAnotherProgramIsRefusedAndNothingIsTaken) {
     ASSERT_NE(ref, 0U);
     EXPECT_EQ(bind(15, command | option, 2), 0U) << "twice";
     EXPECT_EQ(bind(80, command, 3), 0U) << "not on this keyboard";
+    EXPECT_FALSE(keys.hasKey(80));
+    EXPECT_TRUE(keys.hasKey(15));
     EXPECT_EQ(bind(4711, command, 3), 0U);
     EXPECT_FALSE(other.take(keyR, modifiers));
     keys.UnregisterEventHotKey(ref);
@@ -212,7 +214,11 @@ TEST_F(HotKeysTests, FollowsTheLayout) {
     }
     // Not at its position in the former layout.
     ASSERT_NE(bind(6, control, 1), 0U);
+    queue.drain();
+    int changes = 0;
+    keys.setOnLayoutChange([&changes] { ++changes; });
     tool({"setxkbmap", "de"});
+    EXPECT_TRUE(runUntil([&] { return changes > 0; }));
     ASSERT_TRUE(awaitCode(29, 6));
     typeWithControl(52);
     EXPECT_THAT(presses(), ElementsAre());
