@@ -10,12 +10,12 @@ namespace lumicrate::app {
 
 namespace {
 
-/// Finds a display's ID by its RandR output name, by which Qt knows the screen, too.
-views::Screens::DisplayIDs displayIDs(const capture::CaptureKit& capture) {
-    return [&capture](const std::string& name) -> std::optional<std::uint32_t> {
+/// Finds a display by its RandR monitor name, by which Qt knows the screen, too.
+views::Screens::FindDisplay findDisplay(const capture::CaptureKit& capture) {
+    return [&capture](const std::string& connector) -> std::optional<SCDisplay> {
         try {
             for (const SCDisplay& display : capture.displays()) {
-                if (display.localizedName == name) return display.displayID;
+                if (display.connector == connector) return display;
             }
         } catch (const PlatformError&) {
             // The X server is gone, and its screens with it.
@@ -27,7 +27,7 @@ views::Screens::DisplayIDs displayIDs(const capture::CaptureKit& capture) {
 }  // namespace
 
 DesktopSession::DesktopSession(SystemServices& system)
-    : screens(displayIDs(system.capture)),
+    : screens(findDisplay(system.capture)),
       keys(system.executor),
       buttons(system.executor),
       keyMonitor({[this](std::uint32_t key) { return keys.keysymOf(key); },

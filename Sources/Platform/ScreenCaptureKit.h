@@ -26,7 +26,8 @@ struct SCDisplay {
     std::uint32_t displayID = 0;
     Rect frame;                  ///< points
     double pointPixelScale = 1;  ///< pixels per point
-    std::string localizedName;
+    std::string localizedName;   ///< "DELL U2723QE"; different for each display
+    std::string connector = {};  ///< the display server's name for it, "HDMI-1"
     bool operator==(const SCDisplay&) const = default;
 };
 

@@ -92,6 +92,7 @@ nlohmann::ordered_json toJson(const Sources& sources) {
     for (const SCDisplay& display : sources.displays) {
         displays.push_back({{"id", display.displayID},
                             {"name", display.localizedName},
+                            {"connector", display.connector},
                             {"main", display.displayID == sources.mainDisplayID},
                             {"x", display.frame.x},
                             {"y", display.frame.y},

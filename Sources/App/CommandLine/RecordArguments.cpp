@@ -177,7 +177,8 @@ SCDisplay findDisplay(const std::vector<SCDisplay>& displays, const ScreenName& 
                       std::uint32_t mainDisplayID) {
     const auto matches = [&](const SCDisplay& display) {
         if (!name) return display.displayID == mainDisplayID;
-        return *name == display.localizedName || *name == std::to_string(display.displayID);
+        return *name == display.localizedName || *name == display.connector ||
+               *name == std::to_string(display.displayID);
     };
     const auto found = std::find_if(displays.begin(), displays.end(), matches);
     if (found != displays.end()) return *found;

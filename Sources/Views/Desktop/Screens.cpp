@@ -27,9 +27,12 @@ std::vector<NSScreen> Screens::screens() const {
     const Coordinates coordinates = Coordinates::now();
     std::vector<NSScreen> all;
     for (const QScreen* screen : screensMainFirst()) {
-        const std::string name = screen->name().toStdString();
-        all.push_back({displayIDs_(name), coordinates.pointsFromPixels(QtScreen::of(*screen).pixels()),
-                       coordinates.pointsFromPixels(availablePixels(*screen)), coordinates.scale(), name});
+        const std::string connector = screen->name().toStdString();
+        const std::optional<SCDisplay> display = findDisplay_(connector);
+        all.push_back({display ? std::optional(display->displayID) : std::nullopt,
+                       coordinates.pointsFromPixels(QtScreen::of(*screen).pixels()),
+                       coordinates.pointsFromPixels(availablePixels(*screen)), coordinates.scale(),
+                       display ? display->localizedName : connector});
     }
     return all;
 }

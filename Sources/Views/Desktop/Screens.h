@@ -3,6 +3,7 @@
 #pragma once
 
 #include "Platform/NSScreen.h"
+#include "Platform/ScreenCaptureKit.h"
 
 #include <cstdint>
 #include <functional>
@@ -16,16 +17,20 @@ namespace lumicrate::views {
 /// Needs a QGuiApplication.
 class Screens final : public NSScreens {
  public:
-    /// The capture's display ID for the screen of that name.
-    using DisplayIDs = std::function<std::optional<std::uint32_t>(const std::string& name)>;
+    /// The capture's display for the screen that Qt calls by its connector.
+    using FindDisplay = std::function<std::optional<SCDisplay>(const std::string& connector)>;
 
-    explicit Screens(DisplayIDs displayIDs) : displayIDs_(std::move(displayIDs)) {}
+    explicit Screens(FindDisplay findDisplay);
 
     std::vector<NSScreen> screens() const override;
     Point mouseLocation() const override;
 
  private:
-    DisplayIDs displayIDs_;
+    void follow(const QScreen* screen);
+
+    FindDisplay findDisplay_;
+    mutable Observers<> changes_;
+    QTimer announcing_;  ///< collects the many signals of one change
 };
 
 }  // namespace lumicrate::views

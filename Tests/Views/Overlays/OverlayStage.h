@@ -34,8 +34,9 @@ constexpr std::uint32_t leftID = 8;
 inline stage::PrivateDesktop* desktop = nullptr;
 
 inline views::Screens testScreens() {
-    return views::Screens(
-        [](const std::string& name) { return std::optional(name == "MAIN" ? mainID : leftID); });
+    return views::Screens([](const std::string& connector) {
+        return std::optional(SCDisplay{connector == "MAIN" ? mainID : leftID, {}, 1, connector});
+    });
 }
 
 inline bool runUntil(const std::function<bool()>& condition) {

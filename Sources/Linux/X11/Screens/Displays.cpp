@@ -2,6 +2,7 @@
 #include "Linux/X11/Screens/Displays.h"
 
 #include "Linux/X11/Screens/DesktopScale.h"
+#include "Linux/X11/Screens/DisplayNames.h"
 #include "Support/Text.h"
 
 #include <xcb/randr.h>
@@ -28,7 +29,30 @@ std::string nameOf(const Connection& connection, xcb_get_atom_name_cookie_t cook
 }
 
 Monitor wholeRoot(const Connection& connection) {
-    return {1, localized("Screen"), rootExtent(connection), true};
+    return {1, localized("Screen"), rootExtent(connection), true, 0};
+}
+
+/// The bytes of each monitor's EDID.
+std::vector<NamedDisplay> readEdids(const Connection& connection, const std::vector<Monitor>& monitors) {
+    constexpr std::uint32_t maxWords = 1024;
+    const bool any = std::ranges::any_of(monitors, [](const Monitor& each) { return each.output != 0; });
+    const xcb_atom_t property = any ? connection.internAtom("EDID") : xcb_atom_t{XCB_NONE};
+    std::vector<xcb_randr_get_output_property_cookie_t> cookies(monitors.size());
+    for (std::size_t i = 0; i < monitors.size(); ++i) {
+        if (monitors[i].output == 0) continue;
+        cookies[i] = xcb_randr_get_output_property(connection.get(), monitors[i].output, property,
+                                                   XCB_GET_PROPERTY_TYPE_ANY, 0, maxWords, 0, 0);
+    }
+    std::vector<NamedDisplay> displays;
+    for (std::size_t i = 0; i < monitors.size(); ++i) {
+        NamedDisplay& display = displays.emplace_back(NamedDisplay{monitors[i].name, {}});
+        if (monitors[i].output == 0) continue;
+        const auto reply = connection.tryAwait(xcb_randr_get_output_property_reply, cookies[i]);
+        if (!reply || reply->format != 8) continue;
+        const std::uint8_t* const bytes = xcb_randr_get_output_property_data(reply.get());
+        display.edid.assign(bytes, bytes + xcb_randr_get_output_property_data_length(reply.get()));
+    }
+    return displays;
 }
 
 }  // namespace
@@ -50,7 +74,12 @@ std::vector<Monitor> readMonitors(const Connection& connection) {
          xcb_randr_monitor_info_next(&each)) {
         const xcb_randr_monitor_info_t& info = *each.data;
         if (info.width == 0 || info.height == 0) continue;
-        monitors.push_back({info.name, {}, {info.x, info.y, info.width, info.height}, info.primary != 0});
+        const bool hasOutput = info.automatic != 0 && xcb_randr_monitor_info_outputs_length(&info) > 0;
+        monitors.push_back({info.name,
+                            {},
+                            {info.x, info.y, info.width, info.height},
+                            info.primary != 0,
+                            hasOutput ? *xcb_randr_monitor_info_outputs(&info) : 0});
         names.push_back(xcb_get_atom_name(connection.get(), info.name));
     }
     for (std::size_t i = 0; i < monitors.size(); ++i)
@@ -89,9 +118,14 @@ bool LayoutWatch::handleEvent(const xcb_generic_event_t& event) const {
 Displays::Displays(const std::string& displayName, double scale) : connection_(displayName), scale_(scale) {}
 
 std::vector<SCDisplay> Displays::displays() const {
+    const std::vector<Monitor> monitors = readMonitors(connection_);
+    const std::vector<std::string> names = displayNames(readEdids(connection_, monitors));
     std::vector<SCDisplay> displays;
-    for (const Monitor& monitor : readMonitors(connection_))
-        displays.push_back({monitor.id, pointsFromPixels(monitor.frame, scale_), scale_, monitor.name});
+    for (std::size_t i = 0; i < monitors.size(); ++i) {
+        const Monitor& monitor = monitors[i];
+        displays.push_back(
+            {monitor.id, pointsFromPixels(monitor.frame, scale_), scale_, names[i], monitor.name});
+    }
     return displays;
 }
 

@@ -18,6 +18,8 @@ struct Monitor {
     std::string name;
     PixelRect frame;  ///< on the root window
     bool isPrimary = false;
+    /// The output whose connector the monitor is named after; 0 for a monitor that a user defined.
+    std::uint32_t output = 0;
 };
 
 /// The root window's current size, at (0, 0).

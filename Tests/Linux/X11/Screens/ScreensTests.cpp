@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "Linux/X11/Capture/ScreenSource.h"
 #include "Linux/X11/Screens/DesktopScale.h"
+#include "Linux/X11/Screens/DisplayNames.h"
 #include "Linux/X11/Screens/Displays.h"
 #include "Tests/Linux/X11/TestWindow.h"
 #include "Tests/Stage/Xvfb.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <xcb/randr.h>
 
 #include <optional>
 #include <string>
@@ -80,6 +82,61 @@ TEST(DesktopScaleTests, LiveSettingsOverrideResources) {
     manager.sync(xcb_set_selection_owner(manager.connection().get(), manager.id(),
                                          connection.internAtom("_XSETTINGS_S0"), XCB_CURRENT_TIME));
     EXPECT_EQ(desktopScale(connection), 1.5);
+}
+
+/// The base block of an EDID of the maker "DEL", with this text as the descriptor of this kind.
+Bytes edid(std::string_view text, std::uint8_t kind = 0xfc) {
+    Bytes bytes(128);
+    std::fill(bytes.begin() + 1, bytes.begin() + 7, 0xff);
+    bytes[8] = 0x10;
+    bytes[9] = 0xac;
+    bytes[54] = 1;  // a timing
+    bytes[72 + 3] = kind;
+    std::ranges::copy(text.substr(0, 13), bytes.begin() + 72 + 5);
+    return bytes;
+}
+
+TEST(DisplayNamesTests, TheModelIsReadFromAnyBytes) {
+    const std::pair<Bytes, std::optional<std::string>> cases[] = {
+        {edid("DELL U2723QE\n"), "DELL U2723QE"},
+        {edid("  HP\x80 24 \x1b   \n"), "HP 24"},
+        {edid("ThirteenChars"), "ThirteenChars"},
+        {edid("\n"), "DEL Display"},
+        {edid("a serial no.\n", 0xff), "DEL Display"},
+        {Bytes(128, 0xff), std::nullopt},
+        {{}, std::nullopt},
+    };
+    for (const auto& [bytes, name] : cases)
+        EXPECT_EQ(nameFromEdid(bytes), name);
+    Bytes whole = edid("Model");
+    for (std::size_t length = 0; length < whole.size(); ++length)
+        EXPECT_EQ(nameFromEdid(Bytes(whole.begin(), whole.begin() + length)), std::nullopt) << length;
+    whole[8] = 0x7f;
+    whole[72 + 3] = 0;
+    EXPECT_EQ(nameFromEdid(whole), std::nullopt) << "no letters";
+}
+
+TEST(DisplayNamesTests, AreDifferent) {
+    const std::vector<NamedDisplay> displays{
+        {"eDP-1", edid("LP140WF6")}, {"DP-1", edid("Same")}, {"DP-2", edid("Same")}, {"HDMI-1", {}}};
+    EXPECT_THAT(displayNames(displays),
+                testing::ElementsAre("Built-in Display", "Same (DP-1)", "Same (DP-2)", "HDMI-1"));
+}
+
+TEST(DisplaysTests, AreNamedAfterTheirModel) {
+    const stage::Xvfb server({.width = 64, .height = 64});
+    const Displays displays(server.displayName());
+    const std::string connector = displays.displays().at(0).connector;
+    EXPECT_EQ(displays.displays().at(0).localizedName, connector);
+    const Connection connection(server.displayName());
+    const Bytes bytes = edid("DELL U2723QE\n");
+    xcb_randr_change_output_property(
+        connection.get(), findMonitor(connection, displays.mainDisplayID())->output,
+        connection.internAtom("EDID"), XCB_ATOM_INTEGER, 8, XCB_PROP_MODE_REPLACE,
+        static_cast<std::uint32_t>(bytes.size()), bytes.data());
+    connection.sync();
+    EXPECT_EQ(displays.displays().at(0).localizedName, "DELL U2723QE");
+    EXPECT_EQ(displays.displays().at(0).connector, connector);
 }
 
 TEST(DisplaysTests, MonitorsAreDisplaysInPointsWithConstantIds) {
