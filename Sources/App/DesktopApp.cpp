@@ -66,6 +66,7 @@ class DesktopApp {
               views::applyTheme(application, dark ? views::ColorScheme::dark : views::ColorScheme::light);
           }) {
         session_.controlBar.setRecorder(&services_.recorder);
+        session_.followScale(services_.recorder);
         previews_.windows.follow(services_.recorder);
         session_.areaSelector.setComplaints(
             [this](const std::string& sentence) { windows_.complain(sentence); });

@@ -2,8 +2,11 @@
 #include "App/DesktopSession.h"
 
 #include "Support/Error.h"
+#include "Support/Log.h"
+#include "Views/Desktop/Coordinates.h"
 #include "Views/Webcam/StudioWindow.h"
 
+#include <QTimer>
 #include <memory>
 
 namespace lumicrate::app {
@@ -40,7 +43,29 @@ DesktopSession::DesktopSession(SystemServices& system)
       countdown_(system.executor, screens, system.defaults, contents_),
       clickHighlighter_(system.executor, screens, buttons, contents_),
       areaFrame_(contents_),
-      webcam({system.executor, system.defaults, screens, system.devices, system.cameraSessions, contents_}) {}
+      webcam({system.executor, system.defaults, screens, system.devices, system.cameraSessions, contents_}),
+      system_(system),
+      scale_(views::Coordinates::now().scale()) {}
+
+void DesktopSession::followScale(ScreenRecorder& recorder) {
+    screenChanges_ = screens.observe([this, &recorder] { updateScale(recorder); });
+    stateChanges_ = recorder.state.observe([this, &recorder](ScreenRecorder::State coming) {
+        // The new state takes effect after this call.
+        if (coming == ScreenRecorder::State::idle)
+            QTimer::singleShot(0, &screens, [this, &recorder] { updateScale(recorder); });
+    });
+}
+
+void DesktopSession::updateScale(ScreenRecorder& recorder) {
+    using State = ScreenRecorder::State;
+    const double scale = views::Coordinates::now().scale();
+    const bool isFree = *recorder.state == State::idle || *recorder.state == State::selectingArea;
+    if (scale == scale_ || !isFree) return;
+    log(LogArea::ui, "scale ", scale, " pixels per point");
+    scale_ = scale;
+    system_.capture.setScale(scale);
+    recorder.refreshSourcesSoon();
+}
 
 RecorderOverlays DesktopSession::pictureOverlays() {
     RecorderOverlays overlays;

@@ -32,6 +32,9 @@ class DesktopSession {
     DesktopServices services();
     /// Those that are recorded with the screen.
     RecorderOverlays pictureOverlays();
+    /// Keeps the points of the capture those of the toolkit when the desktop's scale changes. The points of a
+    /// recording are constant, so during one the change waits for its end. `recorder` must outlive this.
+    void followScale(ScreenRecorder& recorder);
 
     views::Screens screens;
     x11::HotKeys keys;
@@ -54,6 +57,14 @@ class DesktopSession {
 
  public:
     WebcamBubbleController webcam;
+
+ private:
+    void updateScale(ScreenRecorder& recorder);
+
+    SystemServices& system_;
+    double scale_;
+    Subscription screenChanges_;
+    Subscription stateChanges_;
 };
 
 }  // namespace lumicrate::app

@@ -3,8 +3,10 @@
 #pragma once
 
 #include "Support/Geometry.h"
+#include "Support/Published.h"
 
 #include <cstdint>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -28,6 +30,9 @@ class NSScreens {
     virtual std::vector<NSScreen> screens() const = 0;
     /// The pointer, in the coordinates of NSScreen.
     virtual Point mouseLocation() const = 0;
+    /// `changed` is called after screens were added, removed, moved, resized or scaled. Without an
+    /// implementation they are constant.
+    [[nodiscard]] virtual Subscription observe(std::function<void()> /*changed*/) const { return {}; }
 };
 
 }  // namespace lumicrate

@@ -179,6 +179,7 @@ class FakeScreens final : public NSScreens {
     Point mouseLocation() const override { return pointer; }
     Subscription observe(std::function<void()> changed) const override { return changes.add(changed); }
 
+    mutable Observers<> changes;
     std::vector<NSScreen> all;
     Point pointer;
 };

@@ -12,6 +12,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <exception>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <system_error>
@@ -38,11 +39,12 @@ double toolkitScale() {
     return isNumber && std::isfinite(factor) && factor > 0 ? factor : 1;
 }
 
-/// A client of the server of $DISPLAY that uses the same points as this program's windows.
+/// A client of the server of $DISPLAY that uses the same points as this program's windows: `known`, or else
+/// the desktop's.
 template <class Client>
-Client clientInPoints() {
+Client clientInPoints(const std::optional<double>& known) {
     const x11::Connection connection;
-    const double scale = x11::desktopScale(connection) * toolkitScale();
+    const double scale = known ? *known : x11::desktopScale(connection) * toolkitScale();
     if constexpr (std::is_same_v<Client, x11::Displays>) x11::logServer(connection, scale);
     return Client(std::string(), scale);
 }
@@ -60,7 +62,14 @@ Answer queryOr(Answer otherwise, const ReconnectingClient<Client>& client, Query
 }  // namespace
 
 CaptureKit::CaptureKit()
-    : displays_(clientInPoints<x11::Displays>), windows_(clientInPoints<x11::WindowList>) {}
+    : displays_([this] { return clientInPoints<x11::Displays>(scale_); }),
+      windows_([this] { return clientInPoints<x11::WindowList>(scale_); }) {}
+
+void CaptureKit::setScale(double scale) {
+    scale_ = scale;
+    displays_.reset();
+    windows_.reset();
+}
 
 bool CaptureKit::CGPreflightScreenCaptureAccess() const {
     return CGMainDisplayID() != 0;

@@ -22,6 +22,8 @@ template <class Client>
 class ReconnectingClient {
  public:
     explicit ReconnectingClient(std::function<Client()> make) : make_(std::move(make)) {}
+    /// The next query creates the client again.
+    void reset() { client_.reset(); }
 
     /// Throws PlatformError when no server can be reached.
     template <class Query>
@@ -42,10 +44,13 @@ class ReconnectingClient {
 };
 
 /// Uses the X server of $DISPLAY; without one only sound can be captured. The size of a point is that of the
-/// first query, as for the toolkit's windows.
+/// desktop at the first query, until setScale is called.
 class CaptureKit final : public ScreenCaptureKit {
  public:
     CaptureKit();
+
+    /// The toolkit's pixels per point have changed. Recordings that run keep their points.
+    void setScale(double scale);
 
     /// Throws PlatformError when no X server can be reached.
     std::vector<SCDisplay> displays() const;
@@ -64,6 +69,7 @@ class CaptureKit final : public ScreenCaptureKit {
                                          SCStreamDelegate& delegate) override;
 
  private:
+    std::optional<double> scale_;  ///< of setScale
     ReconnectingClient<x11::Displays> displays_;
     ReconnectingClient<x11::WindowList> windows_;
     std::unique_ptr<x11::ContentWatch> contentWatch_;

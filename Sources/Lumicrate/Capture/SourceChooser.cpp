@@ -50,6 +50,9 @@ Task<std::optional<PickedArea>> SourceChooser::ask(std::uint32_t displayID, std:
     if (!overlays_.areaSelector || !screen) co_return std::nullopt;
     std::vector<CaptureDevice> microphones;
     if (!windowsOnly) microphones = lists_.microphones.get();
+    // Announced after every change of the windows.
+    const Subscription windowChanges = lists_.windows.observe(
+        [selector = overlays_.areaSelector](const auto&) { selector->refreshTargets(); });
     Task<std::optional<PickedArea>> selecting = overlays_.areaSelector->select(
         *screen, localized("Record"), initialArea, std::move(microphones), windowsOnly);
     const std::optional<PickedArea> picked = co_await selecting;

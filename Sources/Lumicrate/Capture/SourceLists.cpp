@@ -133,17 +133,17 @@ ContentFollower::ContentFollower(ScreenCaptureKit& capture, Executor& executor, 
     // Before the first refresh, so that no change in between is missed.
     capture_.setOnContentChange([&loop = executor_, weak = std::weak_ptr(self_)] {
         loop.post([weak] {
-            if (const auto self = weak.lock()) (*self)->changed();
+            if (const auto self = weak.lock()) (*self)->refresh();
         });
     });
-    changed();
+    refresh();
 }
 
 ContentFollower::~ContentFollower() {
     capture_.setOnContentChange(nullptr);
 }
 
-void ContentFollower::changed() {
+void ContentFollower::refresh() {
     pending_ = true;
     if (!refreshing_.isRunning()) refreshing_ = RunningTask(executor_, refreshWhilePending());
 }

@@ -88,8 +88,10 @@ class ContentFollower {
     ContentFollower(const ContentFollower&) = delete;
     ContentFollower& operator=(const ContentFollower&) = delete;
 
+    /// Refreshes the lists once more.
+    void refresh();
+
  private:
-    void changed();
     Task<void> refreshWhilePending();
 
     ScreenCaptureKit& capture_;

@@ -12,6 +12,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <utility>
 #include <vector>
 
 namespace lumicrate {
@@ -44,6 +45,8 @@ class ClickHighlighter final {
     ClickHighlighter& operator=(const ClickHighlighter&) = delete;
 
     void show(NSScreen screen);
+    /// The screen that clicks are highlighted on has changed.
+    void setScreen(NSScreen screen) { screen_ = std::move(screen); }
     void hide();
     /// None while hidden.
     std::optional<std::uint32_t> windowNumber() const { return windowNumberOf(panel_); }

@@ -118,13 +118,24 @@ void ControlBarController::show(std::optional<NSScreen> screen, std::optional<Re
     settings.frame = controlBarFrame(content->fittingSize(), shownOn ? shownOn->visibleFrame : Rect{}, below);
     settings.hasShadow = true;
     settings.onDrag = [this](Point origin) {
+        isDragged_ = true;
         moveTo(origin);
         // From now on this is the place that the bar returns to.
         origin_ = {panel_->frame().x, panel_->frame().y};
     };
     origin_ = {settings.frame.x, settings.frame.y};
+    isDragged_ = false;
     panel_ = content->makePanel(std::move(settings));
     panel_->orderFrontRegardless();
+}
+
+void ControlBarController::place(std::optional<NSScreen> screen, std::optional<Rect> below) {
+    if (!panel_) return;
+    if (isDragged_) return moveTo(origin_);
+    const auto shownOn = screenOrMain(std::move(screen), screens_);
+    if (!shownOn) return;
+    panel_->setFrame(controlBarFrame(panel_->frame().size(), shownOn->visibleFrame, below));
+    origin_ = {panel_->frame().x, panel_->frame().y};
 }
 
 void ControlBarController::hide() {

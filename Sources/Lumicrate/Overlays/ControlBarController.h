@@ -75,6 +75,9 @@ class ControlBarController final {
     /// Shows the bar below the recorded area (global, y up), or at the bottom of the screen without one.
     void show(std::optional<NSScreen> screen, std::optional<Rect> below);
     void hide();
+    /// Places the bar as show() does, after the screens have changed; where the user has dragged it, it only
+    /// stays visible. No effect while the bar is hidden.
+    void place(std::optional<NSScreen> screen, std::optional<Rect> below);
     /// Points, y up. No effect while the bar is hidden.
     void moveBy(double dx, double dy);
     /// None while the bar is hidden.
@@ -92,6 +95,7 @@ class ControlBarController final {
     /// The origin without regard to the screens' edges, so that a bar that was pushed to an edge by a moving
     /// window returns to its place beside the window.
     Point origin_;
+    bool isDragged_ = false;  ///< the user has chosen the place
 };
 
 }  // namespace lumicrate

@@ -20,6 +20,11 @@ std::string cancelHint(const NSUserDefaults& defaults) {
     return keys.empty() ? keys : keys + localized(" to cancel");
 }
 
+Rect centered(const std::optional<NSScreen>& screen) {
+    const Rect frame = screen ? screen->frame : Rect{};
+    return {frame.midX() - side / 2, frame.midY() - side / 2, side, side};
+}
+
 }  // namespace
 
 Task<bool> InWindowCountdown::run(int seconds) {
@@ -52,7 +57,8 @@ CountdownController::CountdownController(Executor& executor, const NSScreens& sc
       counting_(executor),
       ticks_(counting_.value.observe([this](const std::optional<int>& number) {
           if (number && *number != *model_.value) model_.value = *number;
-      })) {}
+      })),
+      screenChanges_(screens.observe([this] { place(); })) {}
 
 Task<bool> CountdownController::run(int seconds, std::optional<NSScreen> screen) {
     finish(false);
@@ -67,16 +73,22 @@ Task<bool> CountdownController::run(int seconds, std::optional<NSScreen> screen)
 void CountdownController::show(int seconds, std::optional<NSScreen> screen) {
     model_.value = seconds;
     model_.cancelHint = cancelHint(defaults_);
-    const auto shownOn = screenOrMain(std::move(screen), screens_);
-    const Rect screenFrame = shownOn ? shownOn->frame : Rect{};
+    screen_ = screenOrMain(std::move(screen), screens_);
 
     NSPanel::Settings settings;
-    settings.frame = {screenFrame.midX() - side / 2, screenFrame.midY() - side / 2, side, side};
+    settings.frame = centered(screen_);
     settings.level = NSPanel::screenSaverLevel;
     settings.ignoresMouseEvents = true;
     panel_ = contents_.countdown(model_)->makePanel(std::move(settings));
     panel_->orderFrontRegardless();
     log(LogArea::recorder, "countdown of ", seconds, " s");
+}
+
+/// After the screens have changed.
+void CountdownController::place() {
+    if (!panel_) return;
+    screen_ = screenOrMain(screen_ ? currentScreen(*screen_, screens_) : std::nullopt, screens_);
+    panel_->setFrame(centered(screen_));
 }
 
 void CountdownController::finish(bool result) {

@@ -59,6 +59,7 @@ class CountdownController final {
 
  private:
     void show(int seconds, std::optional<NSScreen> screen);
+    void place();
 
     const NSScreens& screens_;
     const NSUserDefaults& defaults_;
@@ -66,6 +67,8 @@ class CountdownController final {
     InWindowCountdown counting_;
     CountdownModel model_;
     Subscription ticks_;
+    std::optional<NSScreen> screen_;  ///< that the panel is shown on
+    Subscription screenChanges_;
     std::unique_ptr<NSPanel> panel_;
     std::uint64_t runs_ = 0;
 };

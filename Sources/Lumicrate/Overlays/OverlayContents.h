@@ -57,6 +57,14 @@ inline std::optional<NSScreen> screenOrMain(std::optional<NSScreen> requested, c
     return std::move(all.front());
 }
 
+/// The screen of the same display as it is now; none if it was disconnected.
+inline std::optional<NSScreen> currentScreen(const NSScreen& known, const NSScreens& service) {
+    for (const NSScreen& each : service.screens()) {
+        if (each.displayID && each.displayID == known.displayID) return each;
+    }
+    return std::nullopt;
+}
+
 /// None without a panel.
 inline std::optional<std::uint32_t> windowNumberOf(const std::unique_ptr<NSPanel>& panel) {
     return panel ? std::optional(panel->windowNumber()) : std::nullopt;

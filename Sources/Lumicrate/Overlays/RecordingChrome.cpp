@@ -26,6 +26,7 @@ void addWindow(const Overlay* overlay, std::vector<std::uint32_t>& numbers) {
 
 void RecordingChrome::show(const RecordingOptions& options, const Place& place) {
     shown_ = true;
+    place_ = place;
     const auto& [screen, part, framed] = place;
     std::optional<Rect> recorded;
     if (screen) recorded = part ? globalRect(*part, *screen) : screen->frame;
@@ -61,10 +62,27 @@ void RecordingChrome::setMicrophoneLevel(float level) {
 
 void RecordingChrome::followWindow(const Rect& before, const Rect& now) {
     if (!shown_) return;
+    if (place_.part) {
+        place_.part = {place_.part->x + now.x - before.x, place_.part->y + now.y - before.y, now.width,
+                       now.height};
+    }
     const double up = before.maxY() - now.maxY();
     // The bar is below the window's middle, the bubble in its bottom right corner.
     if (overlays_.controlBar) overlays_.controlBar->moveBy(now.midX() - before.midX(), up);
     if (overlays_.webcam) overlays_.webcam->moveBy(now.maxX() - before.maxX(), up);
+}
+
+void RecordingChrome::screensChanged(const NSScreens& screens) {
+    if (!shown_ || !place_.screen) return;
+    const std::optional<NSScreen> screen = currentScreen(*place_.screen, screens);
+    // Without its screen the recording ends.
+    if (!screen) return;
+    place_.screen = screen;
+    const std::optional<Rect>& part = place_.part;
+    if (overlays_.clickHighlighter) overlays_.clickHighlighter->setScreen(*screen);
+    if (part && overlays_.areaFrame) overlays_.areaFrame->move(*part, *screen);
+    if (overlays_.controlBar)
+        overlays_.controlBar->place(screen, part ? std::optional(globalRect(*part, *screen)) : std::nullopt);
 }
 
 OverlayWindows RecordingChrome::windows() const {

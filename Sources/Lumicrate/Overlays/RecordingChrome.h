@@ -34,6 +34,8 @@ class RecordingChrome {
     /// Moves the overlays that are placed relative to a recorded window along with it. Frames in points, y
     /// down.
     void followWindow(const Rect& before, const Rect& now);
+    /// Places the overlays anew after the screens have changed.
+    void screensChanged(const NSScreens& screens);
     /// The overlays that are visible now.
     OverlayWindows windows() const;
 
@@ -42,6 +44,7 @@ class RecordingChrome {
 
     RecorderOverlays overlays_;
     bool shown_ = false;
+    Place place_;  ///< of the recording, as far as it is known
     std::optional<Point> bubbleCenterBeforeRecording_;
 };
 

@@ -48,6 +48,9 @@ WebcamBubbleController::WebcamBubbleController(Services services)
       model_(modelActions()),
       self_(std::make_shared<WebcamBubbleController*>(this)) {
     defaultsChanges_ = services_.defaults.observe([this] { defaultsChanged(); });
+    screenChanges_ = services_.screens.observe([this] {
+        if (panel_ && visible_) setFrame(keptOnScreens(panel_->frame(), services_.screens.screens()));
+    });
 }
 
 WebcamBubbleController::~WebcamBubbleController() {

@@ -94,6 +94,7 @@ class WebcamBubbleController final : public WebcamBubbleShowing {
     /// Expires with the controller, before work that was posted for it runs.
     std::shared_ptr<WebcamBubbleController*> self_;
     Subscription defaultsChanges_;
+    Subscription screenChanges_;
 };
 
 }  // namespace lumicrate

@@ -171,6 +171,11 @@ class ScreenRecorder {
     Task<void> refreshSources();
     /// Refreshes the sources now and whenever displays or windows change.
     void followSources();
+    /// Refreshes followed sources once more, such as after a change that their display server does not
+    /// announce.
+    void refreshSourcesSoon() {
+        if (sourceFollower_) sourceFollower_->refresh();
+    }
     void refreshDevices() { parts_->lists.refreshDevices(); }
     /// Refreshes microphones and cameras now and whenever one is connected or disconnected.
     void followDevices() { parts_->lists.followDevices(); }
@@ -235,6 +240,7 @@ class ScreenRecorder {
     bool countdownHasPanel_ = false;
     bool startGivenUp_ = false;
     Subscription stateLog_;
+    Subscription screenChanges_;
     // Callbacks that may outlive the recorder hold this weakly.
     std::shared_ptr<ScreenRecorder*> self_;
     // Destroyed first: the tasks use everything above.

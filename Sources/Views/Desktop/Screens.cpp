@@ -3,6 +3,7 @@
 
 #include "Views/Desktop/Coordinates.h"
 
+#include <QGuiApplication>
 #include <QScreen>
 
 namespace lumicrate::views {
@@ -22,6 +23,28 @@ QRectF availablePixels(const QScreen& screen) {
 }
 
 }  // namespace
+
+Screens::Screens(FindDisplay findDisplay) : findDisplay_(std::move(findDisplay)) {
+    announcing_.setSingleShot(true);
+    announcing_.setInterval(0);
+    connect(&announcing_, &QTimer::timeout, this, [this] { changes_.notify(); });
+    const auto announce = [this] { announcing_.start(); };
+    connect(qGuiApp, &QGuiApplication::screenAdded, this, [this, announce](QScreen* screen) {
+        follow(screen);
+        announce();
+    });
+    connect(qGuiApp, &QGuiApplication::screenRemoved, this, announce);
+    connect(qGuiApp, &QGuiApplication::primaryScreenChanged, this, announce);
+    for (const QScreen* screen : QGuiApplication::screens())
+        follow(screen);
+}
+
+void Screens::follow(const QScreen* screen) {
+    const auto announce = [this] { announcing_.start(); };
+    connect(screen, &QScreen::geometryChanged, this, announce);
+    connect(screen, &QScreen::availableGeometryChanged, this, announce);
+    connect(screen, &QScreen::logicalDotsPerInchChanged, this, announce);
+}
 
 std::vector<NSScreen> Screens::screens() const {
     const Coordinates coordinates = Coordinates::now();

@@ -5,17 +5,20 @@
 #include "Platform/NSScreen.h"
 #include "Platform/ScreenCaptureKit.h"
 
-#include <cstdint>
+#include <QObject>
+#include <QTimer>
 #include <functional>
 #include <optional>
 #include <string>
 #include <utility>
 #include <vector>
 
+class QScreen;
+
 namespace lumicrate::views {
 
 /// Needs a QGuiApplication.
-class Screens final : public NSScreens {
+class Screens final : public QObject, public NSScreens {
  public:
     /// The capture's display for the screen that Qt calls by its connector.
     using FindDisplay = std::function<std::optional<SCDisplay>(const std::string& connector)>;
@@ -24,6 +27,7 @@ class Screens final : public NSScreens {
 
     std::vector<NSScreen> screens() const override;
     Point mouseLocation() const override;
+    Subscription observe(std::function<void()> changed) const override { return changes_.add(changed); }
 
  private:
     void follow(const QScreen* screen);

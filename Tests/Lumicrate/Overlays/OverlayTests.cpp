@@ -43,6 +43,13 @@ TEST_F(CountdownTests, ShowsEachNumberForASecond) {
     EXPECT_THAT(results, ElementsAre(true));
 }
 
+TEST_F(CountdownTests, FollowsItsScreen) {
+    run(3);
+    screens.all[1].frame = {1920, 0, 400, 400};
+    screens.changes.notify();
+    EXPECT_EQ(panel().frame, (Rect{2020, 100, 200, 200}));
+}
+
 TEST_F(CountdownTests, EndsOnceAndOnlyTheLatest) {
     run(3);
     executor.advance(1500ms);

@@ -225,7 +225,7 @@ TEST_F(WebcamBubbleTests, StoredPlaceIsKeptOnAScreen) {
         EXPECT_EQ(frame(), expected) << stored;
     }
     screens.all.erase(screens.all.begin());
-    bubble.apply();
+    screens.changes.notify();
     EXPECT_EQ(frame().intersection(screens.all[0].frame), frame()) << "its screen was unplugged";
 }
 

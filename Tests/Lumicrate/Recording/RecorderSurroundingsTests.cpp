@@ -267,6 +267,26 @@ TEST_F(RecorderOverlayTests, FollowTheOptionsAndTheSource) {
     webcam.onError("Too late.");
 }
 
+TEST_F(RecorderOverlayTests, FollowTheirScreen) {
+    defaults.stored["areaRect"] = std::string("{{100, 50}, {320, 240}}");
+    record(CaptureSource::area(2));
+    for (const bool isDragged : {false, true}) {
+        const PanelRecord* const bar = contents.visible("bar");
+        if (isDragged) bar->settings.onDrag({100, 700});
+        NSScreen& right = screens.all[1];
+        right.frame = right.visibleFrame = right.frame.offsetBy(-100, 200);
+        screens.changes.notify();
+        if (!isDragged) EXPECT_EQ(bar->settings.frame, (Rect{1980, 938, 200, 40})) << "below the area";
+        if (isDragged) EXPECT_EQ(bar->settings.frame, (Rect{100, 700, 200, 40})) << "where the user put it";
+        const Point corner{right.frame.minX() + 96, right.frame.maxY() - 294};
+        const Rect frame = contents.visible("frame")->settings.frame;
+        EXPECT_EQ((Point{frame.x, frame.y}), corner);
+    }
+    screens.all.pop_back();
+    screens.changes.notify();
+    EXPECT_EQ(contents.shownPanels(), 2U) << "until the recording ends";
+}
+
 class WindowFollowerTests : public RecorderOverlayTests {
  protected:
     static constexpr auto interval = 120ms;

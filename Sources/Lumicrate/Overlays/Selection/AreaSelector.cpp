@@ -70,18 +70,53 @@ Task<std::optional<PickedArea>> AreaSelector::select(NSScreen screen, std::strin
 
     const Completion<std::optional<PickedArea>> result(services_.executor);
     result_ = result;
+    request_ = {std::move(screen), std::move(confirmTitle), std::move(microphones), windowsOnly};
+    create(std::move(targets), initialArea);
+    const std::optional<PickedArea> picked = co_await result;
+    co_return picked;
+}
+
+/// `initialArea` is in points of the screen, y down.
+void AreaSelector::create(std::vector<HoverTarget> targets, std::optional<Rect> initialArea) {
+    const NSScreen& screen = request_.screen;
     const SelectionModel::Settings settings{screen.frame.size(), screen.backingScaleFactor,
-                                            std::move(targets), windowsOnly};
+                                            std::move(targets), request_.windowsOnly};
     selection_ = std::make_unique<AreaSelection>(
-        std::move(confirmTitle), std::move(microphones), services_.defaults, complain_, settings,
-        [this, screen](std::optional<Rect> rect, std::optional<std::uint32_t> windowID) {
-            finish(rect ? std::optional(PickedArea{flipped(*rect, screen), windowID}) : std::nullopt);
+        request_.confirmTitle, request_.microphones, services_.defaults, complain_, settings,
+        [this](std::optional<Rect> rect, std::optional<std::uint32_t> windowID) {
+            finish(rect ? std::optional(PickedArea{flipped(*rect, request_.screen), windowID})
+                        : std::nullopt);
         });
     if (initialArea) selection_->selection.preselect(flipped(*initialArea, screen));
     selection_->snapshot = snapshot(screen);
     open(screen);
-    const std::optional<PickedArea> picked = co_await result;
-    co_return picked;
+}
+
+/// Opens the overlay again on the changed screen, with the same area. Without its screen the selection ends.
+void AreaSelector::screensChanged() {
+    if (!panel_) return;
+    const std::optional<NSScreen> now = currentScreen(request_.screen, services_.screens);
+    if (!now) return finish(std::nullopt);
+    const bool isSame =
+        now->frame == request_.screen.frame && now->backingScaleFactor == request_.screen.backingScaleFactor;
+    if (!isSame) {
+        std::optional<Rect> area = selection_->selection.appearance->selection;
+        if (area) area = flipped(*area, request_.screen);
+        close();
+        request_.screen = *now;
+        create({}, area);
+    }
+    refreshTargets();
+}
+
+void AreaSelector::refreshTargets() {
+    if (panel_) refreshing_ = RunningTask(services_.executor, readTargets());
+}
+
+Task<void> AreaSelector::readTargets() {
+    Task<std::vector<HoverTarget>> finding = hoverTargets(request_.screen);
+    std::vector<HoverTarget> targets = co_await finding;
+    if (selection_) selection_->selection.setTargets(std::move(targets));
 }
 
 std::optional<CGImage> AreaSelector::snapshot(const NSScreen& of) {
@@ -131,6 +166,7 @@ void AreaSelector::finish(std::optional<PickedArea> picked) {
 }
 
 void AreaSelector::close() {
+    refreshing_.cancel();
     panel_.reset();
     selection_.reset();
 }

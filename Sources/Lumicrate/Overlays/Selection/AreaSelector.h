@@ -56,7 +56,10 @@ class AreaSelector final {
         OverlayContents& contents;
     };
 
-    explicit AreaSelector(const Services& services) : services_(services) {}
+    explicit AreaSelector(const Services& services)
+        : services_(services), screenChanges_(services.screens.observe([this] { screensChanged(); })) {}
+    AreaSelector(const AreaSelector&) = delete;
+    AreaSelector& operator=(const AreaSelector&) = delete;
 
     /// `complain` receives messages for the user about preferences that cannot be stored.
     void setComplaints(std::function<void(const std::string&)> complain) { complain_ = std::move(complain); }
@@ -65,8 +68,22 @@ class AreaSelector final {
     Task<std::optional<PickedArea>> select(NSScreen screen, std::string confirmTitle,
                                            std::optional<Rect> initialArea,
                                            std::vector<CaptureDevice> microphones, bool windowsOnly);
+    /// Ends the selection in progress, also one that has not opened its overlay yet, with none.
+    void cancel();
+    /// Reads the windows of the screen again, while the overlay is open.
+    void refreshTargets();
 
  private:
+    struct Request {
+        NSScreen screen;
+        std::string confirmTitle;
+        std::vector<CaptureDevice> microphones;
+        bool windowsOnly = false;
+    };
+
+    void screensChanged();
+    Task<void> readTargets();
+    void create(std::vector<HoverTarget> targets, std::optional<Rect> initialArea);
     std::optional<CGImage> snapshot(const NSScreen& of);
     Task<std::vector<HoverTarget>> hoverTargets(NSScreen on);
     void open(const NSScreen& screen);
@@ -75,10 +92,13 @@ class AreaSelector final {
 
     Services services_;
     std::function<void(const std::string&)> complain_ = [](const std::string&) {};
+    Request request_;
     std::unique_ptr<AreaSelection> selection_;
     std::unique_ptr<NSPanel> panel_;
     std::optional<Completion<std::optional<PickedArea>>> result_;
     std::uint64_t runs_ = 0;
+    RunningTask refreshing_;
+    Subscription screenChanges_;
 };
 
 /// The windows of other processes that can be clicked on a display, front-most first, each with its part on

@@ -32,7 +32,12 @@ std::optional<int> digit(const NSEvent& event) {
 
 ScreenChooser::ScreenChooser(Executor& executor, const NSScreens& screens, SCScreenshotManager& pictures,
                              NSKeyMonitoring& keys, OverlayContents& contents)
-    : executor_(executor), screens_(screens), pictures_(pictures), keys_(keys), contents_(contents) {}
+    : executor_(executor),
+      screens_(screens),
+      pictures_(pictures),
+      keys_(keys),
+      contents_(contents),
+      screenChanges_(screens.observe([this] { screensChanged(); })) {}
 
 Task<std::optional<std::uint32_t>> ScreenChooser::choose() {
     finish(std::nullopt);
@@ -45,9 +50,15 @@ Task<std::optional<std::uint32_t>> ScreenChooser::choose() {
     co_return chosen;
 }
 
-void ScreenChooser::begin() {
+/// `before` are the hidden panels of the same choice, which may still be visible on new pictures.
+void ScreenChooser::begin(std::vector<std::unique_ptr<Screen>> before) {
     for (const NSScreen& each : screens_.screens()) {
-        if (each.displayID) shown_.push_back(describe(each, static_cast<int>(shown_.size()) + 1));
+        if (!each.displayID) continue;
+        shown_.push_back(describe(each, static_cast<int>(shown_.size()) + 1));
+        const auto same = std::ranges::find_if(before, [&](const auto& known) {
+            return known->displayID == *each.displayID && known->frame.size() == each.frame.size();
+        });
+        if (same != before.end()) shown_.back()->model.backdrop = std::move((*same)->model.backdrop);
     }
     log(LogArea::ui, "screen choice among ", shown_.size());
     if (shown_.empty()) return finish(std::nullopt);
@@ -58,6 +69,16 @@ void ScreenChooser::begin() {
         shown_, [at = screens_.mouseLocation()](const auto& each) { return each->frame.contains(at); });
     (underPointer == shown_.end() ? shown_.front() : *underPointer)->panel->makeKeyAndOrderFront();
     keyMonitor_ = keys_.addKeyDownMonitor([this](const NSEvent& event) { return keyDown(event); });
+}
+
+/// Covers the present screens instead of the former ones.
+void ScreenChooser::screensChanged() {
+    if (!result_) return;
+    keyMonitor_.reset();
+    auto before = std::exchange(shown_, {});
+    for (const auto& each : before)
+        each->panel.reset();
+    begin(std::move(before));
 }
 
 std::unique_ptr<ScreenChooser::Screen> ScreenChooser::describe(const NSScreen& screen, int number) {

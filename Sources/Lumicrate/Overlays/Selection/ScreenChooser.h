@@ -54,7 +54,8 @@ class ScreenChooser final {
         std::unique_ptr<NSPanel> panel;
     };
 
-    void begin();
+    void begin(std::vector<std::unique_ptr<Screen>> before = {});
+    void screensChanged();
     std::unique_ptr<Screen> describe(const NSScreen& screen, int number);
     void show(Screen& screen);
     bool keyDown(const NSEvent& event);
@@ -69,6 +70,7 @@ class ScreenChooser final {
     std::unique_ptr<NSEventMonitor> keyMonitor_;
     std::optional<Completion<std::optional<std::uint32_t>>> result_;
     std::uint64_t runs_ = 0;
+    Subscription screenChanges_;
 };
 
 }  // namespace lumicrate

@@ -92,6 +92,33 @@ void SelectionModel::setBarSizes(const Size& toolbar, const Size& pickBar) {
     publish();
 }
 
+void SelectionModel::setTargets(std::vector<HoverTarget> targets) {
+    if (targets == settings_.targets) return;
+    settings_.targets = std::move(targets);
+    snapping_ = EdgeSnapping(bounds(), rectsOf(settings_.targets));
+    if (isIn<Picking>()) hovered_ = mouse_ ? target(*mouse_) : std::nullopt;
+    if (pickedWindow_ && isIn<Adjusting>()) followPickedWindow();
+    publish();
+}
+
+void SelectionModel::followPickedWindow() {
+    const auto now = std::ranges::find(settings_.targets, pickedWindow_->windowID, &HoverTarget::windowID);
+    if (now != settings_.targets.end()) {
+        setPickedWindow(*now);
+        if (now->rect != selection_) adjust(now->rect);
+        return;
+    }
+    const bool recordsOnlyIt = *toolbar_.windowOnly;
+    setPickedWindow(std::nullopt);
+    if (!recordsOnlyIt) return;
+    selection_.reset();
+    mode_ = Picking{};
+    isToolbarShown_ = false;
+    isPickBarShown_ = true;
+    hovered_ = mouse_ ? target(*mouse_) : std::nullopt;
+    updateCursor();
+}
+
 // Commands
 
 void SelectionModel::preselect(const Rect& rect) {

@@ -86,6 +86,9 @@ class SelectionModel {
 
     /// The preferred sizes of the bars. Call again whenever they change.
     void setBarSizes(const Size& toolbar, const Size& pickBar);
+    /// The windows have changed. A picked window is followed; if it is gone, a selection that would record
+    /// only the window ends.
+    void setTargets(std::vector<HoverTarget> targets);
 
     /// Selects a rectangle, unless too little of it lies on the screen.
     void preselect(const Rect& rect);
@@ -144,6 +147,7 @@ class SelectionModel {
     Rect stretched(const Rect& before, double wider, double taller) const;
     Point pixelEdge(Point inside) const;
     void setPickedWindow(std::optional<HoverTarget> window);
+    void followPickedWindow();
     void updateCursor();
     void showToolbar();
     void finish(std::optional<Rect> rect, std::optional<std::uint32_t> windowID);

@@ -60,6 +60,28 @@ TEST_F(AreaSelectorTests, EndsOnceAndOnlyTheLatest) {
     EXPECT_EQ(contents.shownPanels(), 0U);
 }
 
+TEST_F(AreaSelectorTests, FollowsItsScreenAndItsWindows) {
+    select(right);
+    model().preselect({10, 300, 400, 200});
+    right.frame = {1920, 280, 1000, 800};
+    right.backingScaleFactor = 1;
+    screens.changes.notify();
+    EXPECT_EQ(contents.shownPanels(), 1U);
+    EXPECT_EQ(contents.visible("selection")->settings.frame, right.frame);
+    EXPECT_EQ(seen().selection, (Rect{10, 500, 400, 200})) << "the distance from the top is kept";
+    EXPECT_EQ(model().pixelScale(), 1);
+    capture.content.windows[0].frame.x += 20;
+    areaSelector.refreshTargets();
+    executor.drain();
+    EXPECT_FALSE(model().target({81, 490}) && model().target({81, 490})->windowID);
+    EXPECT_EQ(contents.shownPanels(), 1U);
+    screens.all.pop_back();
+    screens.changes.notify();
+    executor.drain();
+    EXPECT_EQ(contents.shownPanels(), 0U);
+    EXPECT_THAT(results, ElementsAre(std::nullopt));
+}
+
 TEST_F(AreaSelectorTests, WorksWithoutWindowsOrPicture) {
     NSScreen unknown = right;
     unknown.displayID.reset();
@@ -143,6 +165,18 @@ TEST_F(ScreenChooserTests, EachScreenThatCanBeRecordedHasAPanel) {
     choose();
     EXPECT_TRUE(contents.panels[2]->key && !contents.panels[3]->key);
     contents.screenChoices[3]->onCancel();
+    expectEnd(std::nullopt);
+}
+
+TEST_F(ScreenChooserTests, FollowsTheScreens) {
+    choose();
+    screens.all.pop_back();
+    screens.all[0].frame.width = 1000;
+    screens.changes.notify();
+    ASSERT_EQ(contents.shownPanels(), 1U);
+    EXPECT_EQ(contents.visible("screen")->settings.frame, screens.all[0].frame);
+    screens.all.clear();
+    screens.changes.notify();
     expectEnd(std::nullopt);
 }
 

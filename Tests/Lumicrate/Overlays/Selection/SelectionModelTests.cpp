@@ -140,6 +140,23 @@ TEST_F(SelectionModelTests, PickedWindowIsKeptUntilItsFrameChanges) {
     }
 }
 
+TEST_F(SelectionModelTests, APickedWindowIsFollowedUntilItCloses) {
+    for (const bool windowOnly : {true, false}) {
+        make();
+        click({200, 200});
+        toolbar.windowOnly = windowOnly;
+        HoverTarget moved = notes;
+        moved.rect.x += 50;
+        model->setTargets({behind, moved});
+        EXPECT_EQ(selection(), moved.rect);
+        EXPECT_EQ(*toolbar.windowOnly, windowOnly);
+        model->setTargets({behind});
+        EXPECT_FALSE(*toolbar.windowTitle);
+        EXPECT_EQ(selection().has_value(), !windowOnly) << "nothing else is recorded instead";
+        EXPECT_EQ(seen().pickBar.has_value(), windowOnly);
+    }
+}
+
 TEST_F(SelectionModelTests, DrawsMovesAndResizes) {
     mouseDown({300, 300});
     model->mouseDragged({{500, 180}, 1, false});
