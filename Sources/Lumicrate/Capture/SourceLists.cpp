@@ -125,10 +125,10 @@ std::optional<SourceLists::WindowPlace> SourceLists::placeOfWindow(std::uint32_t
                        window->frame.offsetBy(-display.frame.minX(), -display.frame.minY())};
 }
 
-ContentFollower::ContentFollower(ScreenCaptureKit& capture, Executor& executor, Refresh refresh)
+ContentFollower::ContentFollower(ScreenCaptureKit& capture, Executor& executor, Refresh action)
     : capture_(capture),
       executor_(executor),
-      refresh_(std::move(refresh)),
+      refresh_(std::move(action)),
       self_(std::make_shared<ContentFollower*>(this)) {
     // Before the first refresh, so that no change in between is missed.
     capture_.setOnContentChange([&loop = executor_, weak = std::weak_ptr(self_)] {
