@@ -141,10 +141,13 @@ void probeScreen(SystemServices& system) {
 void probeHotKeys(SystemServices& system) {
     x11::HotKeys keys(system.executor);
     HotKeyCenter center(keys);
-    const auto refused = bindShortcuts(center, system.defaults, [](ShortcutAction) {});
-    printLine("input", refused.empty() ? "all global shortcuts are available"
-                                       : fmt::format("global shortcuts in use by another program: {}",
-                                                     fmt::join(refused, ", ")));
+    const RefusedShortcuts refused = bindShortcuts(center, system.defaults, [](ShortcutAction) {});
+    printLine("input", refused.all.empty() ? "all global shortcuts are available"
+                                           : fmt::format("global shortcuts that are not available: {}",
+                                                         fmt::join(refused.all, ", ")));
+    if (!refused.withoutKey.empty())
+        printLine("input", fmt::format("of these, without a key on this keyboard: {}",
+                                       fmt::join(refused.withoutKey, ", ")));
 }
 
 /// The encoders log their settings.

@@ -82,8 +82,8 @@ class ContentFollower {
  public:
     using Refresh = std::function<Task<void>()>;
 
-    /// All must outlive the follower. A PlatformError thrown by `refresh` is ignored.
-    ContentFollower(ScreenCaptureKit& capture, Executor& executor, Refresh refresh);
+    /// All must outlive the follower. A PlatformError thrown by `action` is ignored.
+    ContentFollower(ScreenCaptureKit& capture, Executor& executor, Refresh action);
     ~ContentFollower();
     ContentFollower(const ContentFollower&) = delete;
     ContentFollower& operator=(const ContentFollower&) = delete;
