@@ -3,8 +3,10 @@
 
 #include "Views/Desktop/Coordinates.h"
 
-#include <QGuiApplication>
+#include <QApplication>
 #include <QScreen>
+#include <QWidget>
+#include <QWindow>
 
 namespace lumicrate::views {
 
@@ -22,28 +24,59 @@ QRectF availablePixels(const QScreen& screen) {
     return scaled.intersected(whole);
 }
 
+/// Qt keeps the pixels of windows when the scale changes; their contents need the same number of points.
+/// Panels are placed by their owners.
+void rescaleWindows(double factor) {
+    for (QWidget* const window : QApplication::topLevelWidgets()) {
+        const bool isPlain = window->windowType() == Qt::Window || window->windowType() == Qt::Dialog;
+        if (!isPlain || window->windowFlags().testFlag(Qt::BypassWindowManagerHint)) continue;
+        QWindow* const handle = window->windowHandle();
+        if (!handle || window->isMaximized() || window->isFullScreen()) continue;
+        const QSize size =
+            (QSizeF(handle->size()) * factor).toSize().boundedTo(window->screen()->availableSize());
+        // The window manager has the limits in former points; only changed ones are sent again. Likewise the
+        // pixels of a widget are renewed only after a change of its points.
+        const QSize smallest = window->minimumSize();
+        const QSize largest = window->maximumSize();
+        window->setFixedSize(size + QSize(0, 1));
+        window->repaint();
+        window->setMinimumSize(smallest);
+        window->setMaximumSize(largest);
+        window->resize(size);
+        window->update();
+    }
+}
+
 }  // namespace
 
-Screens::Screens(FindDisplay findDisplay) : findDisplay_(std::move(findDisplay)) {
+Screens::Screens(FindDisplay findDisplay)
+    : findDisplay_(std::move(findDisplay)), scale_(Coordinates::now().scale()) {
     announcing_.setSingleShot(true);
     announcing_.setInterval(0);
-    connect(&announcing_, &QTimer::timeout, this, [this] { changes_.notify(); });
-    const auto announce = [this] { announcing_.start(); };
-    connect(qGuiApp, &QGuiApplication::screenAdded, this, [this, announce](QScreen* screen) {
+    connect(&announcing_, &QTimer::timeout, this, [this] { announce(); });
+    const auto soon = [this] { announcing_.start(); };
+    connect(qGuiApp, &QGuiApplication::screenAdded, this, [this, soon](QScreen* screen) {
         follow(screen);
-        announce();
+        soon();
     });
-    connect(qGuiApp, &QGuiApplication::screenRemoved, this, announce);
-    connect(qGuiApp, &QGuiApplication::primaryScreenChanged, this, announce);
+    connect(qGuiApp, &QGuiApplication::screenRemoved, this, soon);
+    connect(qGuiApp, &QGuiApplication::primaryScreenChanged, this, soon);
     for (const QScreen* screen : QGuiApplication::screens())
         follow(screen);
 }
 
+void Screens::announce() {
+    const double scale = Coordinates::now().scale();
+    if (scale != scale_) rescaleWindows(scale / scale_);
+    scale_ = scale;
+    changes_.notify();
+}
+
 void Screens::follow(const QScreen* screen) {
-    const auto announce = [this] { announcing_.start(); };
-    connect(screen, &QScreen::geometryChanged, this, announce);
-    connect(screen, &QScreen::availableGeometryChanged, this, announce);
-    connect(screen, &QScreen::logicalDotsPerInchChanged, this, announce);
+    const auto soon = [this] { announcing_.start(); };
+    connect(screen, &QScreen::geometryChanged, this, soon);
+    connect(screen, &QScreen::availableGeometryChanged, this, soon);
+    connect(screen, &QScreen::logicalDotsPerInchChanged, this, soon);
 }
 
 std::vector<NSScreen> Screens::screens() const {

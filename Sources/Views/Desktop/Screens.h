@@ -31,9 +31,11 @@ class Screens final : public QObject, public NSScreens {
 
  private:
     void follow(const QScreen* screen);
+    void announce();
 
     FindDisplay findDisplay_;
     mutable Observers<> changes_;
+    double scale_;       ///< at the last announcement
     QTimer announcing_;  ///< collects the many signals of one change
 };
 

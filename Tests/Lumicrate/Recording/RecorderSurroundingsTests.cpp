@@ -276,8 +276,7 @@ TEST_F(RecorderOverlayTests, FollowTheirScreen) {
         NSScreen& right = screens.all[1];
         right.frame = right.visibleFrame = right.frame.offsetBy(-100, 200);
         screens.changes.notify();
-        EXPECT_EQ(bar->settings.frame,
-                  isDragged ? (Rect{100, 700, 200, 40}) : (Rect{1980, 938, 200, 40}))
+        EXPECT_EQ(bar->settings.frame, isDragged ? (Rect{100, 700, 200, 40}) : (Rect{1980, 938, 200, 40}))
             << "below the area, or where the user put it";
         const Point corner{right.frame.minX() + 96, right.frame.maxY() - 294};
         const Rect frame = contents.visible("frame")->settings.frame;

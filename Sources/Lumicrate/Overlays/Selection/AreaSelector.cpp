@@ -6,6 +6,7 @@
 #include "Support/Log.h"
 #include "Support/Text.h"
 
+#include <chrono>
 #include <utility>
 
 namespace lumicrate {
@@ -92,21 +93,33 @@ void AreaSelector::create(std::vector<HoverTarget> targets, std::optional<Rect> 
     open(screen);
 }
 
-/// Opens the overlay again on the changed screen, with the same area. Without its screen the selection ends.
+/// Opens the overlay again on the changed screen, with the same pixels selected. Without its screen the
+/// selection ends.
 void AreaSelector::screensChanged() {
     if (!panel_) return;
-    const std::optional<NSScreen> now = currentScreen(request_.screen, services_.screens);
+    const NSScreen& known = request_.screen;
+    const std::optional<NSScreen> now = currentScreen(known, services_.screens);
     if (!now) return finish(std::nullopt);
-    const bool isSame =
-        now->frame == request_.screen.frame && now->backingScaleFactor == request_.screen.backingScaleFactor;
-    if (!isSame) {
-        std::optional<Rect> area = selection_->selection.appearance->selection;
-        if (area) area = flipped(*area, request_.screen);
-        close();
-        request_.screen = *now;
-        create({}, area);
+    if (now->frame == known.frame && now->backingScaleFactor == known.backingScaleFactor)
+        return refreshTargets();
+    std::optional<Rect> area = selection_->selection.appearance->selection;
+    if (area) area = flipped(*area, known).scaledBy(known.backingScaleFactor / now->backingScaleFactor);
+    close();
+    refreshing_ = RunningTask(services_.executor, reopen(area));
+}
+
+Task<void> AreaSelector::reopen(std::optional<Rect> area) {
+    // For the windows below to repaint what the overlay has covered: the picture must not show it.
+    co_await sleepFor(services_.executor, std::chrono::milliseconds(200));
+    const std::optional<NSScreen> now = currentScreen(request_.screen, services_.screens);
+    if (!now) {
+        finish(std::nullopt);
+        co_return;
     }
-    refreshTargets();
+    request_.screen = *now;
+    Task<std::vector<HoverTarget>> finding = hoverTargets(*now);
+    std::vector<HoverTarget> targets = co_await finding;
+    create(std::move(targets), area);
 }
 
 void AreaSelector::refreshTargets() {

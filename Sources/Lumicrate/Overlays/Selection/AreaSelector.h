@@ -83,6 +83,7 @@ class AreaSelector final {
 
     void screensChanged();
     Task<void> readTargets();
+    Task<void> reopen(std::optional<Rect> area);
     void create(std::vector<HoverTarget> targets, std::optional<Rect> initialArea);
     std::optional<CGImage> snapshot(const NSScreen& of);
     Task<std::vector<HoverTarget>> hoverTargets(NSScreen on);

@@ -66,9 +66,10 @@ TEST_F(AreaSelectorTests, FollowsItsScreenAndItsWindows) {
     right.frame = {1920, 280, 1000, 800};
     right.backingScaleFactor = 1;
     screens.changes.notify();
-    EXPECT_EQ(contents.shownPanels(), 1U);
+    EXPECT_EQ(contents.shownPanels(), 0U) << "not on the picture of the screen";
+    executor.advance(1s);
     EXPECT_EQ(contents.visible("selection")->settings.frame, right.frame);
-    EXPECT_EQ(seen().selection, (Rect{10, 500, 400, 200})) << "the distance from the top is kept";
+    EXPECT_EQ(seen().selection, (Rect{20, 200, 800, 400})) << "the same pixels, from the top";
     EXPECT_EQ(model().pixelScale(), 1);
     capture.content.windows[0].frame.x += 20;
     areaSelector.refreshTargets();
