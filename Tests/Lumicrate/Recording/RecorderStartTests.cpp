@@ -105,21 +105,18 @@ TEST_F(RecorderStartTests, ASourceThatDisappearsAtTheStartIsNotReplaced) {
 }
 
 TEST_F(RecorderStartTests, AStopEndsAChoiceInProgress) {
-    for (const CaptureMode mode : {CaptureMode::area, CaptureMode::screen}) {
-        for (const bool isOpen : {true, false}) {
-            capture.contentWaits = !isOpen;
-            make();
-            select(mode);
-            ASSERT_EQ(*recorder->state, State::selectingArea);
-            const RunningTask stopping(executor, recorder->stop());
-            executor.drain();
-            if (const auto answer = std::exchange(capture.waiting, nullptr)) answer(capture.content, nullptr);
-            executor.advance(100ms);
-            expectIdle();
-            EXPECT_FALSE(stopping.isRunning());
-            EXPECT_EQ(contents.shownPanels(), 0U);
-            EXPECT_EQ(capture.streams, 0);
-        }
+    for (const auto& [mode, isOpen] :
+         {std::pair{CaptureMode::area, true}, {CaptureMode::area, false}, {CaptureMode::screen, true}}) {
+        capture.contentWaits = !isOpen;
+        make();
+        select(mode);
+        const RunningTask stopping(executor, recorder->stop());
+        executor.drain();
+        if (const auto answer = std::exchange(capture.waiting, nullptr)) answer(capture.content, nullptr);
+        executor.advance(100ms);
+        expectIdle();
+        EXPECT_FALSE(stopping.isRunning());
+        EXPECT_EQ(contents.shownPanels(), 0U);
     }
 }
 
