@@ -75,7 +75,10 @@ class DesktopApp {
     }
     DesktopApp(const DesktopApp&) = delete;
     DesktopApp& operator=(const DesktopApp&) = delete;
-    ~DesktopApp() { session_.controlBar.setRecorder(nullptr); }
+    ~DesktopApp() {
+        session_.audioRecorder.remove();
+        session_.controlBar.setRecorder(nullptr);
+    }
 
     /// Claims the application's name on the session bus. False when another instance has it; true also
     /// without a bus.

@@ -3,9 +3,11 @@
 
 #include "Support/Error.h"
 #include "Support/Log.h"
+#include "Views/Audio/AudioRecorderView.h"
 #include "Views/Desktop/Coordinates.h"
 #include "Views/Webcam/StudioWindow.h"
 
+#include <QApplication>
 #include <QTimer>
 #include <memory>
 
@@ -44,6 +46,10 @@ DesktopSession::DesktopSession(SystemServices& system)
       clickHighlighter_(system.executor, screens, buttons, contents_),
       areaFrame_(contents_),
       webcam({system.executor, system.defaults, screens, system.devices, system.cameraSessions, contents_}),
+      audioRecorder(
+          {system.executor, system.defaults, controlBar,
+           [](AudioRecorderWindow& owner) { return std::make_unique<views::AudioRecorderView>(owner); },
+           QApplication::beep}),
       system_(system),
       scale_(views::Coordinates::now().scale()) {}
 
@@ -81,6 +87,7 @@ DesktopServices DesktopSession::services() {
     overlays.countdown = &countdown_;
     overlays.controlBar = &controlBar;
     overlays.areaFrame = &areaFrame_;
+    overlays.audioRecorder = &audioRecorder;
     return {screens, keys, overlays,
             [](WebcamStudio& studio) { return std::make_unique<views::StudioWindow>(studio); }};
 }

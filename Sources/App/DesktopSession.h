@@ -8,6 +8,7 @@
 #include "Linux/X11/Capture/WindowPictures.h"
 #include "Linux/X11/Input/ButtonWatch.h"
 #include "Linux/X11/Input/HotKeys.h"
+#include "Lumicrate/Audio/AudioRecorderWindow.h"
 #include "Lumicrate/Overlays/AreaFrame.h"
 #include "Lumicrate/Overlays/ClickHighlighter.h"
 #include "Lumicrate/Overlays/ControlBarController.h"
@@ -57,6 +58,7 @@ class DesktopSession {
 
  public:
     WebcamBubbleController webcam;
+    AudioRecorderWindow audioRecorder;
 
  private:
     void updateScale(ScreenRecorder& recorder);

@@ -13,15 +13,17 @@ std::string localized(std::string_view text) {
 }
 
 std::string formatElapsed(double seconds) {
+    const std::string clock = formatClock(seconds);
+    // "01:02:05": one leading zero of the hours is not shown, and neither are hours that are zero.
+    return clock.substr(seconds < 3600 ? 3 : clock.front() == '0' ? 1 : 0);
+}
+
+std::string formatClock(double seconds) {
     if (!std::isfinite(seconds)) std::abort();
     const auto total = static_cast<long long>(seconds);
     std::array<char, 40> text{};
-    if (total >= 3600) {
-        std::snprintf(text.data(), text.size(), "%lld:%02lld:%02lld", total / 3600, total / 60 % 60,
-                      total % 60);
-    } else {
-        std::snprintf(text.data(), text.size(), "%02lld:%02lld", total / 60, total % 60);
-    }
+    std::snprintf(text.data(), text.size(), "%02lld:%02lld:%02lld", total / 3600, total / 60 % 60,
+                  total % 60);
     return text.data();
 }
 

@@ -17,6 +17,9 @@ std::string localized(std::string_view text);
 /// Elapsed seconds, truncated: "01:05" below an hour, "1:02:05" above. `seconds` must be finite.
 std::string formatElapsed(double seconds);
 
+/// Elapsed seconds, truncated, always with hours: "00:01:05", "100:00:00". `seconds` must be finite.
+std::string formatClock(double seconds);
+
 /// A size in points as pixels: "1920 × 1080". `scale` is the number of pixels per point.
 std::string formatPixels(const Size& points, double scale);
 

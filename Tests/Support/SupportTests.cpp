@@ -76,6 +76,8 @@ TEST(TextTests, DurationsAndByteCounts) {
                                                         {3725.9, "1:02:05"}, {360000, "100:00:00"}};
     for (const auto& [seconds, text] : durations)
         EXPECT_EQ(formatElapsed(seconds), text);
+    EXPECT_EQ(formatClock(3725.9), "01:02:05");
+    EXPECT_EQ(formatClock(360000), "100:00:00");
     EXPECT_DEATH(formatElapsed(std::numeric_limits<double>::infinity()), "");
     const std::pair<std::uintmax_t, const char*> sizes[] = {{0, "0 kB"},
                                                             {812'400, "812 kB"},

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "Lumicrate/MainWindow/RecorderControls.h"
 
+#include "Lumicrate/Capture/DeviceMenu.h"
 #include "Support/Text.h"
 
-#include <algorithm>
 #include <utility>
 
 namespace lumicrate {
@@ -65,19 +65,9 @@ std::vector<RecorderControls::Toggle> RecorderControls::toggles() {
 }
 
 std::vector<MenuItem> RecorderControls::microphoneMenu() const {
-    const std::vector<CaptureDevice>& connected = *recorder_.microphones;
-    const std::string stored = defaults_.stringForKey(preference::microphoneID).value_or("");
-    const bool known = std::ranges::find(connected, stored, &CaptureDevice::id) != connected.end();
-    std::vector<MenuItem> items;
-    const auto add = [&](const std::string& title, const std::string& id, bool checked) {
-        items.push_back(MenuItem::command(
-            title, [&sources = sources_, id] { sources.store(preference::microphoneID, id); }));
-        items.back().checked = checked;
-    };
-    add(localized("Default"), "", !known);
-    for (const CaptureDevice& each : connected)
-        add(each.name, each.id, each.id == stored);
-    return items;
+    return lumicrate::microphoneMenu(
+        *recorder_.microphones, defaults_.stringForKey(preference::microphoneID).value_or(""),
+        [&sources = sources_](const std::string& id) { sources.store(preference::microphoneID, id); });
 }
 
 void RecorderControls::press() {

@@ -22,6 +22,7 @@ const Offered* find(const std::vector<Offered>& offered, const std::optional<std
 std::string noteOf(const SourceBar::Content& content) {
     if (content.mode == CaptureMode::webcam)
         return localized("You frame the picture when the recording begins.");
+    if (content.mode == CaptureMode::audio) return localized("Sound is recorded in a window of its own.");
     const bool isScreen = content.mode == CaptureMode::screen;
     if (content.displays.empty() || !(isScreen || content.mode == CaptureMode::area)) return {};
     if (content.displays.size() > 1)
@@ -92,15 +93,11 @@ void SourceBar::fillSources(Content& next) const {
 std::optional<std::string> SourceBar::missingFrom(const Content& next) const {
     switch (next.mode) {
         case CaptureMode::window:
+        case CaptureMode::audio:
             break;
         case CaptureMode::area:
         case CaptureMode::screen:
             return next.display ? std::nullopt : std::optional(localized("There is no screen to record."));
-        case CaptureMode::audio:
-            if (defaults_.boolForKey(preference::captureSystemAudio) ||
-                defaults_.boolForKey(preference::captureMicrophone))
-                return std::nullopt;
-            return localized("Turn on system audio or the microphone first.");
         case CaptureMode::webcam:
             return cameras_.empty() ? std::optional(localized("Connect a camera first.")) : std::nullopt;
     }
@@ -147,7 +144,7 @@ void SourceBar::record() {
         case CaptureMode::screen:
             return recorder_.record(CaptureMode::screen);
         case CaptureMode::audio:
-            return recorder_.recordAudioNow();
+            return recorder_.record(CaptureMode::audio);
         case CaptureMode::webcam:
             return recorder_.recordWebcam();
     }

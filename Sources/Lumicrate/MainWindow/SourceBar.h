@@ -79,8 +79,8 @@ class SourceBar {
     void chooseDisplay(std::uint32_t id);
 
     /// Starts recording the chosen window, or lets the user choose on the screen: an area, a display if there
-    /// are several, or a window if none is chosen here; a webcam is framed in its own window. Does nothing
-    /// while `missing` is set.
+    /// are several, or a window if none is chosen here; a webcam is framed, and sound recorded, in a
+    /// window of its own. Does nothing while `missing` is set.
     void record();
 
  private:

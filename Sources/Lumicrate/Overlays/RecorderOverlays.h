@@ -14,6 +14,7 @@ namespace lumicrate {
 
 class AreaFrame;
 class AreaSelector;
+class AudioRecorderWindow;
 class ClickHighlighter;
 class ControlBarController;
 class CountdownController;
@@ -51,6 +52,7 @@ struct RecorderOverlays {
     ClickHighlighter* clickHighlighter = nullptr;
     AreaFrame* areaFrame = nullptr;
     WebcamBubbleShowing* webcam = nullptr;
+    AudioRecorderWindow* audioRecorder = nullptr;
 };
 
 }  // namespace lumicrate

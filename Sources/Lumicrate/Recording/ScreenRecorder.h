@@ -134,8 +134,8 @@ class ScreenRecorder {
     void chooseWindow(std::uint32_t windowID);
     /// The window of chooseWindow in such a list; none if it is not there.
     std::optional<std::uint32_t> chosenWindow(const std::vector<SCWindow>& listed) const;
-    /// Asks the user what to record in that mode, then records it; sound is recorded at once. Ignored unless
-    /// idle.
+    /// Asks the user what to record in that mode, then records it. For sound, shows the window that records
+    /// it; without such a window, records it at once. Ignored unless idle.
     void record(CaptureMode mode);
     /// Records sound alone. Ignored unless idle.
     void recordAudioNow();

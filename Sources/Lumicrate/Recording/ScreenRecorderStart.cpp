@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // The way from the record command to running capture.
+#include "Lumicrate/Audio/AudioRecorderWindow.h"
 #include "Lumicrate/Capture/StreamConfiguration.h"
 #include "Lumicrate/Recording/RecorderError.h"
 #include "Lumicrate/Recording/ScreenRecorder.h"
@@ -33,7 +34,10 @@ Task<SCShareableContent> fetchContent(const ScreenCaptureKit& capture, Executor&
 
 void ScreenRecorder::record(CaptureMode mode) {
     if (!isAtRest()) return;
-    if (mode == CaptureMode::audio) return recordAudioNow();
+    if (mode == CaptureMode::audio) {
+        AudioRecorderWindow* const window = services_.overlays.audioRecorder;
+        return window ? window->show(*this) : recordAudioNow();
+    }
     if (mode == CaptureMode::webcam) return recordWebcam();
     pickingMode = mode;
     const auto underPointer = displayUnderPointer(services_.screens);

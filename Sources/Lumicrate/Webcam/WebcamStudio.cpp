@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "Lumicrate/Webcam/WebcamStudio.h"
 
+#include "Lumicrate/Capture/DeviceMenu.h"
 #include "Lumicrate/Capture/StreamConfiguration.h"
 #include "Lumicrate/Recording/ScreenRecorder.h"
 #include "Support/Log.h"
@@ -40,15 +41,6 @@ const CaptureDevice* find(const std::vector<CaptureDevice>& devices, const std::
     return found == devices.end() ? nullptr : &*found;
 }
 
-/// One choice for each device. `choose` receives the id.
-void addChoices(std::vector<MenuItem>& items, const std::vector<CaptureDevice>& devices,
-                const std::string& chosen, const std::function<void(const std::string&)>& choose) {
-    for (const CaptureDevice& each : devices) {
-        items.push_back(MenuItem::command(each.name, [choose, id = each.id] { choose(id); }));
-        items.back().checked = each.id == chosen;
-    }
-}
-
 /// A camera alone has no system audio and no overlays in its picture.
 RecordingOptions cameraOptions(RecordingOptions options) {
     options.captureSystemAudio = false;
@@ -80,8 +72,7 @@ std::string WebcamStudio::Content::cameraName() const {
 }
 
 std::string WebcamStudio::Content::microphoneName() const {
-    const CaptureDevice* const chosen = find(microphones, microphoneID);
-    return chosen ? chosen->name : localized("Default Microphone");
+    return lumicrate::microphoneName(microphones, microphoneID);
 }
 
 WebcamStudio::WebcamStudio(ScreenRecorder& recorder, Services services)
@@ -231,18 +222,13 @@ void WebcamStudio::store(std::string_view key, const DefaultsValue& value) {
 }
 
 std::vector<MenuItem> WebcamStudio::cameraMenu() {
-    std::vector<MenuItem> items;
-    addChoices(items, content->cameras, content->cameraID,
-               [this](const std::string& id) { switchCamera(id); });
-    return items;
+    return deviceMenu(content->cameras, content->cameraID,
+                      [this](const std::string& id) { switchCamera(id); });
 }
 
 std::vector<MenuItem> WebcamStudio::microphoneMenu() {
-    const auto choose = [this](const std::string& id) { addMicrophone(id); };
-    std::vector<MenuItem> items;
-    addChoices(items, {{"", localized("Default Microphone")}}, content->microphoneID, choose);
-    addChoices(items, content->microphones, content->microphoneID, choose);
-    return items;
+    return lumicrate::microphoneMenu(content->microphones, content->microphoneID,
+                                     [this](const std::string& id) { addMicrophone(id); });
 }
 
 // Content

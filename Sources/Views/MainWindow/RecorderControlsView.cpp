@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "Views/MainWindow/RecorderControlsView.h"
 
+#include "Views/Audio/LevelMeter.h"
 #include "Views/Widgets/Menus.h"
 #include "Views/Widgets/QtText.h"
 #include "Views/Widgets/Symbols.h"
@@ -31,43 +32,6 @@ FlatButton::Tone toneOf(RecorderControls::Phase phase) {
 }
 
 }  // namespace
-
-/// A bar that shows a sound level.
-class RecorderControlsView::LevelMeter final : public QWidget {
- public:
-    explicit LevelMeter(QWidget* parent) : QWidget(parent) {
-        setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
-    }
-
-    /// 0 … 1.
-    void setLevel(float level) {
-        const float bounded = std::clamp(level, 0.0F, 1.0F);
-        if (std::exchange(level_, bounded) != bounded) update();
-    }
-    QSize sizeHint() const override { return {120, thickness}; }
-
- protected:
-    void paintEvent(QPaintEvent*) override {
-        const ThemeColors theme = ThemeColors::of(*this);
-        QPainter painter(this);
-        painter.setRenderHint(QPainter::Antialiasing);
-        painter.setPen(Qt::NoPen);
-        QRectF bar(0, (height() - thickness) / 2.0, width(), thickness);
-        painter.setBrush(theme.separator);
-        painter.drawRoundedRect(bar, thickness / 2.0, thickness / 2.0);
-        if (level_ <= 0) return;
-        bar.setWidth(std::max<double>(thickness, bar.width() * level_));
-        painter.setBrush(level_ >= nearClipping ? theme.record : theme.accent);
-        painter.drawRoundedRect(bar, thickness / 2.0, thickness / 2.0);
-    }
-
- private:
-    /// Sound above this level is close to clipping.
-    static constexpr float nearClipping = 0.92F;
-    static constexpr int thickness = 6;
-
-    float level_ = 0;
-};
 
 RecorderControlsView::RecorderControlsView(RecorderControls& controls, NSUserDefaults& defaults,
                                            const ErrorSink& showError, QWidget* parent)
@@ -153,7 +117,7 @@ void RecorderControlsView::addLevel(QVBoxLayout& column) {
     auto* label = new TintedLabel(&ThemeColors::secondary, levelRow_);
     label->setText(localizedText("Microphone"));
     row->addWidget(label);
-    level_ = new LevelMeter(levelRow_);
+    level_ = new LevelMeter(LevelMeter::Look::bar, levelRow_);
     level_->setAccessibleName(localizedText("Microphone level"));
     row->addWidget(level_, 1);
     column.addWidget(levelRow_);
@@ -175,6 +139,7 @@ void RecorderControlsView::show(const RecorderControls::Content& content) {
     hint_->setText(qtText(content.hint));
     hint_->setVisible(!content.hint.empty());
     levelRow_->setVisible(content.showsLevel);
+    level_->setLive(content.showsLevel);
     for (const Chip& chip : chips_) {
         const auto& shown = content.toggles;
         chip.cell->setVisible(std::find(shown.begin(), shown.end(), chip.toggle.key) != shown.end());

@@ -16,6 +16,8 @@ class QVBoxLayout;
 
 namespace lumicrate::views {
 
+class LevelMeter;
+
 class RecorderControlsView final : public QWidget {
  public:
     /// `controls` and `defaults` must outlive the view.
@@ -23,7 +25,6 @@ class RecorderControlsView final : public QWidget {
                          QWidget* parent = nullptr);
 
  private:
-    class LevelMeter;
     struct Chip {
         RecorderControls::Toggle toggle;
         QWidget* cell;

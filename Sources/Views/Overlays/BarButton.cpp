@@ -161,4 +161,9 @@ void BarButton::keyPressEvent(QKeyEvent* event) {
     }
 }
 
+QColor BarToggle::symbolColor() const {
+    constexpr double offOpacity = 0.42;
+    return isChecked() ? QColor(Qt::white) : overlay::white(offOpacity);
+}
+
 }  // namespace lumicrate::views

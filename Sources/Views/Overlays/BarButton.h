@@ -70,4 +70,15 @@ class BarButton : public SymbolButton {
     bool pressedByReturn_ = false;
 };
 
+/// Shows whether something is on: bright or faint. A click only requests the change; the button follows when
+/// setChecked() is called.
+class BarToggle : public BarButton {
+ public:
+    explicit BarToggle(QWidget* parent) : BarButton(Look::plain, parent) { setCheckable(true); }
+
+ protected:
+    void nextCheckState() override {}
+    QColor symbolColor() const override;
+};
+
 }  // namespace lumicrate::views

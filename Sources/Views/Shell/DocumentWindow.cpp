@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "Views/Shell/DocumentWindow.h"
 
+#include "Views/Desktop/XcbConnection.h"
 #include "Views/Shell/SingleWindow.h"
 #include "Views/Widgets/Symbols.h"
 
@@ -8,6 +9,7 @@
 #include <QCursor>
 #include <QGuiApplication>
 #include <QScreen>
+#include <string_view>
 
 namespace lumicrate::views {
 
@@ -52,6 +54,15 @@ void DocumentWindow::center() {
 void DocumentWindow::makeKeyAndOrderFront() {
     bringForward(*this);
     setFocus();
+}
+
+void DocumentWindow::requestDarkTitleBar() {
+    if (!xcbConnection()) return;
+    constexpr std::string_view variant = "dark";
+    xcb_change_property(xcbConnection(), XCB_PROP_MODE_REPLACE, static_cast<xcb_window_t>(winId()),
+                        xcbAtom("_GTK_THEME_VARIANT"), xcbAtom("UTF8_STRING"), 8, variant.size(),
+                        variant.data());
+    xcb_flush(xcbConnection());
 }
 
 void DocumentWindow::closeEvent(QCloseEvent* event) {

@@ -26,6 +26,8 @@ class DocumentWindow : public QWidget, public NSWindow {
 
  protected:
     void closeEvent(QCloseEvent* event) override;
+    /// Understood by the window managers of GNOME, Xfce, MATE and Cinnamon. Creates the window on the server.
+    void requestDarkTitleBar();
     void reportClose() const {
         if (closed_) closed_();
     }

@@ -2,7 +2,6 @@
 #include "Views/Webcam/StudioBar.h"
 
 #include "Views/Overlays/BarButton.h"
-#include "Views/Overlays/OverlayStyle.h"
 #include "Views/Widgets/QtText.h"
 
 #include <QFontMetrics>
@@ -18,11 +17,10 @@ constexpr int maxNameWidth = 170;
 
 }  // namespace
 
-/// It shows what the studio records: a click requests the change, and the button follows.
-class StudioBar::MicrophoneToggle final : public BarButton {
+/// It shows what the studio records.
+class StudioBar::MicrophoneToggle final : public BarToggle {
  public:
-    explicit MicrophoneToggle(QWidget* parent) : BarButton(Look::plain, parent) {
-        setCheckable(true);
+    explicit MicrophoneToggle(QWidget* parent) : BarToggle(parent) {
         setAccessibleName(localizedText("Microphone"));
     }
 
@@ -31,13 +29,6 @@ class StudioBar::MicrophoneToggle final : public BarButton {
         setChecked(on);
         setToolTip(on ? localizedText("Microphone: ") + qtText(name)
                       : localizedText("The microphone is not recorded"));
-    }
-
- protected:
-    void nextCheckState() override {}
-    QColor symbolColor() const override {
-        constexpr double offOpacity = 0.42;
-        return isChecked() ? QColor(Qt::white) : overlay::white(offOpacity);
     }
 };
 

@@ -15,7 +15,6 @@
 #include <QWindow>
 #include <array>
 #include <cstdint>
-#include <string_view>
 #include <utility>
 
 namespace lumicrate::views {
@@ -57,13 +56,6 @@ void keepAspectRatio(xcb_window_t window) {
     }
     xcb_change_property(x, XCB_PROP_MODE_REPLACE, window, XCB_ATOM_WM_NORMAL_HINTS, XCB_ATOM_WM_SIZE_HINTS,
                         32, hints.size(), hints.data());
-}
-
-/// Understood by the window managers of GNOME, Xfce, MATE and Cinnamon.
-void askForDarkTitleBar(xcb_window_t window) {
-    constexpr std::string_view variant = "dark";
-    xcb_change_property(xcbConnection(), XCB_PROP_MODE_REPLACE, window, xcbAtom("_GTK_THEME_VARIANT"),
-                        xcbAtom("UTF8_STRING"), 8, variant.size(), variant.data());
 }
 
 }  // namespace
@@ -147,7 +139,7 @@ void StudioWindow::tellWindowManager() {
     if (!xcbConnection() || !windowHandle()) return;
     const auto window = static_cast<xcb_window_t>(windowHandle()->winId());
     keepAspectRatio(window);
-    askForDarkTitleBar(window);
+    requestDarkTitleBar();
     xcb_flush(xcbConnection());
 }
 

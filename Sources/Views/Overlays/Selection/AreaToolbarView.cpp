@@ -24,13 +24,11 @@ void onClick(const BarButton& button, QWidget& bar, std::function<void()> action
     QObject::connect(&button, &QAbstractButton::clicked, &bar, std::move(action), Qt::QueuedConnection);
 }
 
-/// A button that turns one recording option on and off. It shows the stored preference: a click requests the
-/// change, and the button follows when the change has been stored.
-class OptionToggle final : public BarButton {
+/// A button that turns one recording option on and off. It shows the stored preference.
+class OptionToggle final : public BarToggle {
  public:
     OptionToggle(RecordOptionsBar& bar, const RecordOptionsBar::Toggle& toggle, QWidget* parent)
-        : BarButton(Look::plain, parent) {
-        setCheckable(true);
+        : BarToggle(parent) {
         setObjectName(qtText(toggle.key));
         setAccessibleName(qtText(toggle.name));
         connect(this, &QAbstractButton::clicked, this, [&bar, key = toggle.key] { bar.toggle(key); });
@@ -41,13 +39,6 @@ class OptionToggle final : public BarButton {
         setSymbol(toggle.symbol);
         setToolTip(qtText(toggle.help));
         setChecked(toggle.isOn);
-    }
-
- protected:
-    void nextCheckState() override {}
-    QColor symbolColor() const override {
-        constexpr double offOpacity = 0.42;
-        return isChecked() ? QColor(Qt::white) : overlay::white(offOpacity);
     }
 };
 

@@ -1,0 +1,126 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The audio recorder window, driven by keys and clicks, with a tone in the microphone and another that the
+// computer plays.
+#include "Tests/App/DesktopAppTest.h"
+#include "Tests/Stage/Measure.h"
+
+#include <cmath>
+#include <sstream>
+
+namespace lumicrate::test {
+namespace {
+
+constexpr int microphoneTone = 440;
+constexpr int systemTone = 1250;
+constexpr double amplitude = 0.5;
+
+class AudioRecorderTests : public DesktopAppTest {
+ protected:
+    static constexpr int meterLeft = 20;
+    static constexpr int meterWidth = 360;
+
+    AudioRecorderTests() : DesktopAppTest(true) {}
+
+    stage::ChildProcess play(int frequency, const std::string& sink) const {
+        const std::filesystem::path tone = folder / (sink + ".wav");
+        stage::runProgram({"ffmpeg", "-v", "error", "-f", "lavfi", "-i",
+                           "aevalsrc=0.5*sin(2*PI*t*" + std::to_string(frequency) + "):s=48000:d=120",
+                           tone.string()});
+        return stage::ChildProcess({"paplay", "--device=" + sink, tone.string()});
+    }
+    /// Opens the window by the command behind the shortcut and the tray, at a known place.
+    void open(const std::string& preferences) {
+        prefer("captureMode=audio\nopenPreview=false\n" + preferences);
+        start();
+        send("toggle");
+        xdotool({"search", "--sync", "--onlyvisible", "--name", "^Audio Recorder$", "windowfocus", "--sync"});
+        std::istringstream lines(stage::runProgram({"xdotool", "search", "--onlyvisible", "--name",
+                                                    "^Audio Recorder$", "getwindowgeometry", "--shell"}));
+        for (std::string line; std::getline(lines, line);) {
+            if (line.starts_with("X=")) left_ = std::stoi(line.substr(2));
+            if (line.starts_with("Y=")) top_ = std::stoi(line.substr(2));
+        }
+        EXPECT_EQ(status()["state"], "idle");
+    }
+    static void press(const char* key) { xdotool({"key", key}); }
+    void clickMain() const { click(left_ + 356, top_ + 36); }
+    /// How much of the meter is lit, 0 … 1; none if it is not there. The peak counts as one pixel.
+    double metered() const {
+        constexpr int barMiddle = 80;
+        int lit = 0;
+        for (const Rgb& pixel : Painter().read(left_ + meterLeft, top_ + barMiddle, meterWidth, 1))
+            lit += std::abs(int{pixel.green} - int{pixel.blue}) > 60 ? 1 : 0;
+        return double(lit) / meterWidth;
+    }
+    static double toneIn(const stage::Sound& sound, int frequency, double from, double to) {
+        const auto at = [&](double seconds) { return static_cast<std::size_t>(seconds * sound.sampleRate); };
+        return stage::toneAmplitude(std::span(sound.samples.at(0)).subspan(at(from), at(to - from)),
+                                    sound.sampleRate, frequency);
+    }
+
+    int left_ = 0;
+    int top_ = 0;
+};
+
+TEST_F(AudioRecorderTests, ATonesLevelIsShownAndMuted) {
+    const stage::ChildProcess playing = play(microphoneTone, "micfeed");
+    open("captureMicrophone=true\ncaptureSystemAudio=false\n");
+    press("Return");
+    awaitState("countingDown");
+    press("Escape");
+    awaitState("idle");
+    press("space");
+    awaitState("countingDown");
+    EXPECT_EQ(metered(), 0);
+    const std::filesystem::path file = awaitRecording();
+    const double level = (20 * std::log10(amplitude / std::sqrt(2)) + 50) / 50;
+    ASSERT_TRUE(eventually([&] { return std::abs(metered() - level) < 0.02; })) << metered();
+    press("ctrl+w");
+    const double muted = status()["elapsed"];
+    press("m");
+    double seen = level;
+    // It does not fall slowly.
+    ASSERT_TRUE(eventually([&] { return (seen = metered()) < level - 0.05; }));
+    EXPECT_EQ(seen, 0);
+    ASSERT_TRUE(eventually([&] { return status()["elapsed"] > muted + 1.5; }));
+    const double before = status()["elapsed"];
+    clickMain();
+    awaitState("idle");
+
+    MovieProbe movie(file);
+    EXPECT_GE(movie.duration(), before - 0.1);
+    EXPECT_LE(movie.duration(), before + 3);
+    const stage::Sound sound = movie.sound();
+    EXPECT_NEAR(toneIn(sound, microphoneTone, muted - 0.5, muted - 0.1), amplitude, 0.1);
+    EXPECT_LT(toneIn(sound, microphoneTone, before - 0.4, before), 0.01);
+}
+
+TEST_F(AudioRecorderTests, EachSourceIsRecordedAloneAndBothTogether) {
+    const stage::ChildProcess spoken = play(microphoneTone, "micfeed");
+    const stage::ChildProcess played = play(systemTone, "spk");
+    for (const auto& [microphone, system] : {std::pair{true, false}, {false, true}, {true, true}}) {
+        SCOPED_TRACE(testing::Message() << microphone << system);
+        open(std::string("countdown=false\ncaptureSystemAudio=false\ncaptureMicrophone=") +
+             (microphone ? "true\n" : "false\n"));
+        if (system) click(left_ + 60, top_ + 130);
+        ASSERT_TRUE(eventually([&] {
+            return run({"settings", "captureSystemAudio"}).output == (system ? "true\n" : "false\n");
+        }));
+        clickMain();
+        const std::filesystem::path file = awaitRecording();
+        ASSERT_TRUE(eventually([] { return status()["elapsed"] > 1.5; }));
+        press("Return");
+        awaitState("idle");
+        MovieProbe movie(file);
+        EXPECT_EQ(file.extension(), ".m4a");
+        EXPECT_EQ(movie.tracks().size(), 1U);
+        EXPECT_EQ(movie.audioTrack().channels, system ? 2 : 1);
+        EXPECT_NEAR(movie.duration(), 2, 1);
+        const stage::Sound sound = movie.sound();
+        EXPECT_EQ(toneIn(sound, microphoneTone, 0.5, 1.2) > amplitude / 4, microphone);
+        EXPECT_EQ(toneIn(sound, systemTone, 0.5, 1.2) > amplitude / 4, system);
+    }
+}
+
+}  // namespace
+}  // namespace lumicrate::test
