@@ -5,7 +5,6 @@
 #include "Tests/Stage/Measure.h"
 
 #include <cmath>
-#include <sstream>
 
 namespace lumicrate::test {
 namespace {
@@ -28,25 +27,27 @@ class AudioRecorderTests : public DesktopAppTest {
                            tone.string()});
         return stage::ChildProcess({"paplay", "--device=" + sink, tone.string()});
     }
-    /// Opens the window by the command behind the shortcut and the tray, at a known place.
+    /// Opens the window by the command behind the shortcut and the tray.
     void open(const std::string& preferences) {
         prefer("captureMode=audio\nopenPreview=false\n" + preferences);
         start();
         send("toggle");
         xdotool({"search", "--sync", "--onlyvisible", "--name", "^Audio Recorder$", "windowfocus", "--sync"});
-        std::istringstream lines(stage::runProgram({"xdotool", "search", "--onlyvisible", "--name",
-                                                    "^Audio Recorder$", "getwindowgeometry", "--shell"}));
-        for (std::string line; std::getline(lines, line);) {
-            if (line.starts_with("X=")) left_ = std::stoi(line.substr(2));
-            if (line.starts_with("Y=")) top_ = std::stoi(line.substr(2));
-        }
+        const auto window = static_cast<xcb_window_t>(std::stoul(
+            stage::runProgram({"xdotool", "search", "--onlyvisible", "--name", "^Audio Recorder$"})));
+        const stage::XcbConnection x(display());
+        const xcb_window_t root = xcb_setup_roots_iterator(xcb_get_setup(x.get())).data->root;
+        const stage::XcbReply<xcb_translate_coordinates_reply_t> place(xcb_translate_coordinates_reply(
+            x.get(), xcb_translate_coordinates(x.get(), window, root, 0, 0), nullptr));
+        left_ = place->dst_x;
+        top_ = place->dst_y;
         EXPECT_EQ(status()["state"], "idle");
     }
     static void press(const char* key) { xdotool({"key", key}); }
     void clickMain() const { click(left_ + 356, top_ + 36); }
     /// How much of the meter is lit, 0 … 1; none if it is not there. The peak counts as one pixel.
     double metered() const {
-        constexpr int barMiddle = 80;
+        constexpr int barMiddle = 75;
         int lit = 0;
         for (const Rgb& pixel : Painter().read(left_ + meterLeft, top_ + barMiddle, meterWidth, 1))
             lit += std::abs(int{pixel.green} - int{pixel.blue}) > 60 ? 1 : 0;
@@ -72,7 +73,7 @@ TEST_F(AudioRecorderTests, ATonesLevelIsShownAndMuted) {
     press("space");
     awaitState("countingDown");
     EXPECT_EQ(metered(), 0);
-    const std::filesystem::path file = awaitRecording();
+    file = awaitRecording();
     const double level = (20 * std::log10(amplitude / std::sqrt(2)) + 50) / 50;
     ASSERT_TRUE(eventually([&] { return std::abs(metered() - level) < 0.02; })) << metered();
     press("ctrl+w");
@@ -107,7 +108,7 @@ TEST_F(AudioRecorderTests, EachSourceIsRecordedAloneAndBothTogether) {
             return run({"settings", "captureSystemAudio"}).output == (system ? "true\n" : "false\n");
         }));
         clickMain();
-        const std::filesystem::path file = awaitRecording();
+        file = awaitRecording();
         ASSERT_TRUE(eventually([] { return status()["elapsed"] > 1.5; }));
         press("Return");
         awaitState("idle");

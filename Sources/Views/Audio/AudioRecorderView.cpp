@@ -21,7 +21,9 @@ namespace {
 using Content = AudioRecorderModel::Content;
 
 constexpr double groundLevel = 0.11;
-constexpr QMargins margins(20, 12, 20, 14);
+/// The left one is narrow for a button without a visible edge. Its symbol is aligned with the other rows.
+constexpr QMargins margins(20 - overlay::control::padding, 12, 20, 14);
+constexpr QMargins rowMargins(overlay::control::padding, 0, 0, 0);
 constexpr int rowGap = 10;
 constexpr int buttonGap = 12;
 constexpr int clockSize = 36;
@@ -113,6 +115,8 @@ class AudioRecorderView::MainButton final : public SymbolButton {
 
 AudioRecorderView::AudioRecorderView(AudioRecorderWindow& owner) : owner_(owner) {
     setWindowTitle(localizedText("Audio Recorder"));
+    setWindowFlags(Qt::Window | Qt::CustomizeWindowHint | Qt::WindowTitleHint | Qt::WindowSystemMenuHint |
+                   Qt::WindowMinimizeButtonHint | Qt::WindowCloseButtonHint);
     setPalette(darkPalette(palette()));
     setAutoFillBackground(true);
     setFont(overlay::controlFont(font()));
@@ -133,6 +137,7 @@ void AudioRecorderView::addClock(QVBoxLayout& column) {
     AudioRecorderModel& model = owner_.model();
     auto* const row = new QHBoxLayout;
     row->setSpacing(buttonGap);
+    row->setContentsMargins(rowMargins);
     clock_ = new QLabel(this);
     clock_->setObjectName(QStringLiteral("clock"));
     clock_->setFont(clockFont());
@@ -148,6 +153,8 @@ void AudioRecorderView::addClock(QVBoxLayout& column) {
 }
 
 void AudioRecorderView::addMeter(QVBoxLayout& column) {
+    auto* const row = new QHBoxLayout;
+    row->setContentsMargins(rowMargins);
     meterOrMessage_ = new QStackedLayout;
     meter_ = new LevelMeter(LevelMeter::Look::scale, this);
     meter_->setAccessibleName(localizedText("Microphone level"));
@@ -159,7 +166,8 @@ void AudioRecorderView::addMeter(QVBoxLayout& column) {
     message_->setTextFormat(Qt::PlainText);
     message_->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Ignored);
     meterOrMessage_->addWidget(message_);
-    column.addLayout(meterOrMessage_);
+    row->addLayout(meterOrMessage_);
+    column.addLayout(row);
 }
 
 void AudioRecorderView::addChoices(QVBoxLayout& column) {

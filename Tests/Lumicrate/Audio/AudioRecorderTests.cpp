@@ -7,16 +7,18 @@
 namespace lumicrate::test {
 namespace {
 
-struct FakeAudioWindow final : public NSWindow {
-    explicit FakeAudioWindow(std::vector<std::string>& calls) : calls(calls) { calls.emplace_back("made"); }
+class FakeAudioWindow final : public NSWindow {
+ public:
+    explicit FakeAudioWindow(std::vector<std::string>& calls) : calls_(calls) { calls.emplace_back("made"); }
     void setContentMinSize(Size) override {}
     void setContentSize(Size size) override { EXPECT_EQ(size, (Size{400, 160})); }
     Size visibleFrameSize() const override { return {}; }
-    void center() override { calls.emplace_back("centered"); }
-    void makeKeyAndOrderFront() override { calls.emplace_back("shown"); }
+    void center() override { calls_.emplace_back("centered"); }
+    void makeKeyAndOrderFront() override { calls_.emplace_back("shown"); }
     void setOnClose(std::function<void()>) override {}
 
-    std::vector<std::string>& calls;
+ private:
+    std::vector<std::string>& calls_;
 };
 
 class AudioRecorderTests : public RecorderFixture {
@@ -116,6 +118,9 @@ TEST_F(AudioRecorderTests, WithoutASourceNothingIsRecorded) {
     model().toggleMicrophone();
     EXPECT_TRUE(shown().systemAudio.on) << "not of the running recording";
     EXPECT_EQ(*model().meterLevel, 0);
+    capture.stream->deliver(sound<float>(executor.time(), AudioSampleFormat::float32, {1}),
+                            SCStreamOutputType::audio);
+    executor.drain();
     movie().interrupt(diskFull);
     complete();
     EXPECT_EQ(shown().message, "Recording stopped: The disk is full.");

@@ -226,13 +226,13 @@ TEST_F(MainWindowModelTests, OffersTheConnectedMicrophones) {
             titles += (*each.checked ? "[" : " ") + each.title;
         return titles;
     };
-    EXPECT_EQ(checked(), "[Default USB Desk");
+    EXPECT_EQ(checked(), "[Default Microphone USB Desk");
     controls->microphoneMenu()[2].action();
     EXPECT_EQ(defaults.stringForKey("microphoneID"), "desk");
-    EXPECT_EQ(checked(), " Default USB[Desk");
+    EXPECT_EQ(checked(), " Default Microphone USB[Desk");
     devices.heard.pop_back();
     recorder->refreshDevices();
-    EXPECT_EQ(checked(), "[Default USB");
+    EXPECT_EQ(checked(), "[Default Microphone USB");
 }
 
 TEST_F(MainWindowModelTests, BannersShowErrorsAndNotices) {
