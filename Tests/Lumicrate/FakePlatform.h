@@ -142,6 +142,7 @@ class FakeFiles final : public NSFileManager {
 class FakeWorkspace final : public NSWorkspace {
  public:
     void openURL(const std::filesystem::path& url) override { opened.push_back(url.filename()); }
+    void openWebPage(const std::string& address) override { opened.emplace_back(address); }
     void activateFileViewerSelecting(const std::vector<std::filesystem::path>& urls) override {
         if (!hasFileViewer) throw PlatformError("There is no file viewer.");
         revealed = urls;

@@ -12,6 +12,7 @@
 #include <QDBusPendingCallWatcher>
 #include <QDBusPendingReply>
 #include <QDBusVariant>
+#include <QFileInfo>
 #include <QObject>
 #include <QProcess>
 #include <QStandardPaths>
@@ -19,6 +20,7 @@
 #include <QStringList>
 #include <QUrl>
 #include <QVariant>
+#include <csignal>
 #include <ctime>
 #include <utility>
 
@@ -145,14 +147,61 @@ class ScreenSaverInhibition final : public NSActivity {
     std::shared_ptr<State> state_ = std::make_shared<State>();
 };
 
+/// xdg-open ends itself within a few seconds if it finds no program to start.
+constexpr auto maxOpeningTime = std::chrono::seconds(10);
+/// The exit status of xdg-open if no program is there that could open the file.
+constexpr int noProgram = 3;
+
+std::string openingFailed(const std::string& name, const char* reason) {
+    return "“" + name + "” " + localized("couldn't be opened: ") + localized(reason);
+}
+
 QString absolutePath(const std::filesystem::path& url) {
     return QString::fromStdString(std::filesystem::absolute(url).string());
 }
 
-/// False if there is no xdg-open.
-bool startOpener(const std::filesystem::path& url) {
+/// Makes the child process independent of this one: Ctrl-C does not end it, and it receives the signals that
+/// the application blocks for itself.
+void detach() {
+    setsid();
+    sigset_t none;
+    sigemptyset(&none);
+    sigprocmask(SIG_SETMASK, &none, nullptr);
+}
+
+/// `target` is a path or address, `name` is its name for the user. Returns false if xdg-open cannot be
+/// started.
+bool startOpener(const QString& target, const std::string& name, const Workspace::FailureHandler& failed) {
     const QString opener = QStandardPaths::findExecutable(QStringLiteral("xdg-open"));
-    return !opener.isEmpty() && QProcess::startDetached(opener, {absolutePath(url)});
+    if (opener.isEmpty()) return false;
+    // Has no owner: destroying it would end a program that outlives this one.
+    auto* process = new QProcess;
+    process->setStandardInputFile(QProcess::nullDevice());
+    process->setStandardOutputFile(QProcess::nullDevice());
+    process->setStandardErrorFile(QProcess::nullDevice());
+    process->setChildProcessModifier(detach);
+    QObject::connect(
+        process, &QProcess::finished, process,
+        [process, name, failed, started = std::chrono::steady_clock::now()](int status,
+                                                                            QProcess::ExitStatus how) {
+            process->deleteLater();
+            // Some desktops' xdg-open is replaced by the program that it opens, which may fail much later.
+            const bool wasOpened = std::chrono::steady_clock::now() - started > maxOpeningTime;
+            if (how == QProcess::NormalExit && (status == 0 || wasOpened)) return;
+            log(LogArea::desktop, "xdg-open failed with status ", status);
+            if (failed && !wasOpened)
+                failed(openingFailed(name, status == noProgram ? "no program for it is installed."
+                                                               : "the program “xdg-open” failed."));
+        });
+    process->start(opener, {target});
+    if (process->waitForStarted()) return true;
+    delete process;
+    return false;
+}
+
+void open(const QString& target, const std::string& name, const Workspace::FailureHandler& failed) {
+    if (!startOpener(target, name, failed))
+        throw PlatformError(openingFailed(name, "the program “xdg-open” can't be started."));
 }
 
 std::chrono::nanoseconds read(clockid_t clock) {
@@ -177,10 +226,19 @@ std::unique_ptr<NSActivity> ProcessInfo::beginActivity(std::uint64_t options, co
     return std::make_unique<ScreenSaverInhibition>(reason);
 }
 
+bool isUpdatedByStore() {
+    return qEnvironmentVariableIsSet("SNAP") || qEnvironmentVariableIsSet("FLATPAK_ID") ||
+           QFileInfo::exists(QStringLiteral("/.flatpak-info"));
+}
+
+Workspace::Workspace(FailureHandler failed) : failed_(std::move(failed)) {}
+
 void Workspace::openURL(const std::filesystem::path& url) {
-    if (startOpener(url)) return;
-    throw PlatformError("“" + url.filename().string() + "” " +
-                        localized("couldn't be opened: the program “xdg-open” can't be started."));
+    open(absolutePath(url), url.filename().string(), failed_);
+}
+
+void Workspace::openWebPage(const std::string& address) {
+    open(QString::fromStdString(address), address, failed_);
 }
 
 void Workspace::activateFileViewerSelecting(const std::vector<std::filesystem::path>& urls) {
@@ -194,11 +252,14 @@ void Workspace::activateFileViewerSelecting(const std::vector<std::filesystem::p
         QStringLiteral("org.freedesktop.FileManager1"), QStringLiteral("/org/freedesktop/FileManager1"),
         QStringLiteral("org.freedesktop.FileManager1"), QStringLiteral("ShowItems"));
     call << addresses << QString();
-    callService<>(call, nullptr, [folder](const QDBusPendingReply<>& reply) {
+    callService<>(call, nullptr, [folder, failed = failed_](const QDBusPendingReply<>& reply) {
         if (!reply.isError()) return;
         log(LogArea::desktop, "no file manager service: opening the folder");
-        // It is too late to report a failure; without xdg-open there is no file manager either.
-        startOpener(folder);
+        try {
+            open(absolutePath(folder), folder.filename().string(), failed);
+        } catch (const PlatformError& error) {
+            if (failed) failed(error.what());
+        }
     });
 }
 

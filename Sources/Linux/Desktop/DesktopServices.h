@@ -9,6 +9,7 @@
 
 #include <functional>
 #include <memory>
+#include <string>
 
 namespace lumicrate::desktop {
 
@@ -38,12 +39,24 @@ class ProcessInfo final : public NSProcessInfo {
     std::unique_ptr<NSActivity> beginActivity(std::uint64_t options, const std::string& reason) override;
 };
 
-/// Opens files with xdg-open. Shows files through org.freedesktop.FileManager1; without that service, opens
-/// their folder.
+/// Whether this copy is a Flatpak or Snap, which only its store can update.
+bool isUpdatedByStore();
+
+/// Opens files and web pages with xdg-open. Shows files through org.freedesktop.FileManager1; without that
+/// service, opens their folder.
 class Workspace final : public NSWorkspace {
  public:
+    /// Receives a sentence for the user when xdg-open was started, but could not open the file.
+    using FailureHandler = std::function<void(const std::string& sentence)>;
+
+    explicit Workspace(FailureHandler failed = {});
+
     void openURL(const std::filesystem::path& url) override;
+    void openWebPage(const std::string& address) override;
     void activateFileViewerSelecting(const std::vector<std::filesystem::path>& urls) override;
+
+ private:
+    FailureHandler failed_;
 };
 
 }  // namespace lumicrate::desktop

@@ -15,6 +15,7 @@
 #include <QDBusVariant>
 #include <QDBusVirtualObject>
 #include <QStringList>
+#include <csignal>
 #include <future>
 
 namespace lumicrate::desktop {
@@ -141,7 +142,8 @@ class WorkspaceTests : public DesktopServiceTests {
     void installOpener() const {
         const auto opener = test::writeText(folder / "xdg-open",
                                             "#!/bin/sh\nprintf '%s' \"$1\" > \"$OPENED.new\"\n"
-                                            "PATH=/usr/bin:/bin mv \"$OPENED.new\" \"$OPENED\"\n");
+                                            "PATH=/usr/bin:/bin mv \"$OPENED.new\" \"$OPENED\"\n"
+                                            "exec /usr/bin/sh -c \"$EXIT\"\n");
         std::filesystem::permissions(opener, std::filesystem::perms::owner_all);
     }
     /// The argument of the opener.
@@ -152,7 +154,8 @@ class WorkspaceTests : public DesktopServiceTests {
 
     test::TemporaryFolder folder;
     QByteArray path = qgetenv("PATH");
-    Workspace workspace;
+    std::vector<std::string> failures;
+    Workspace workspace{[this](const std::string& sentence) { failures.push_back(sentence); }};
 };
 
 TEST_F(WorkspaceTests, OpensFilesWithXdgOpen) {
@@ -162,6 +165,32 @@ TEST_F(WorkspaceTests, OpensFilesWithXdgOpen) {
     installOpener();
     workspace.openURL("/videos/a b's \"movie\".mp4");
     EXPECT_EQ(opened(), "/videos/a b's \"movie\".mp4");
+}
+
+TEST_F(WorkspaceTests, ReportsThatAProgramCouldNotOpenSomething) {
+    installOpener();
+    const struct {
+        const char *exit, *failure;
+    } cases[] = {
+        {"exit 3", "“a.mp4” couldn't be opened: no program for it is installed."},
+        {"exit 4", "“a.mp4” couldn't be opened: the program “xdg-open” failed."},
+        {"kill -9 $$", "“a.mp4” couldn't be opened: the program “xdg-open” failed."},
+        // The signals that the application blocks are not blocked in other programs.
+        {"/usr/bin/grep -q 'SigBlk:[[:space:]]*0*$' /proc/self/status && exit 3; exit 4",
+         "“a.mp4” couldn't be opened: no program for it is installed."},
+    };
+    sigset_t blocked;
+    sigemptyset(&blocked);
+    sigaddset(&blocked, SIGTERM);
+    pthread_sigmask(SIG_BLOCK, &blocked, nullptr);
+    for (const auto& each : cases) {
+        qputenv("EXIT", each.exit);
+        failures.clear();
+        workspace.openURL("/videos/a.mp4");
+        EXPECT_TRUE(await([&] { return !failures.empty(); }));
+        EXPECT_THAT(failures, testing::ElementsAre(each.failure));
+    }
+    pthread_sigmask(SIG_UNBLOCK, &blocked, nullptr);
 }
 
 TEST_F(WorkspaceTests, ShowsFilesInTheFileManagerOrOpensTheirFolder) {
