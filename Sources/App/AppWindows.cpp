@@ -6,6 +6,7 @@
 #include "Support/Error.h"
 #include "Support/Log.h"
 #include "Views/Settings/SettingsWindow.h"
+#include "Views/Widgets/AlertSheet.h"
 #include "Views/Widgets/QtText.h"
 
 #include <QApplication>
@@ -51,18 +52,21 @@ AppWindows::AppWindows(SystemServices& system, DesktopSession& session, Recorder
       library_(library),
       workspace_(workspace),
       commands_(std::move(commands)),
-      info_{"Lumicrate", LUMICRATE_VERSION},
+      info_(appInfo()),
       loginItem_(ownProgram()),
       content_(contentServices()),
       permissions_({}, [this] { permissions_.update(facts()); }),
       closeWatch_(std::make_unique<CloseWatch>(commands_.mainClosed)) {}
 
-AppWindows::~AppWindows() = default;
+AppWindows::~AppWindows() {
+    delete alert_;
+}
 
 MainWindowModel::Services AppWindows::contentServices() {
     MainWindowModel::Commands commands;
     commands.openSettings = [this] { showSettings(); };
     commands.openFolder = [this] { openRecordingsFolder(); };
+    commands.checkForUpdates = commands_.checkForUpdates;
     commands.showAbout = [this] { showAbout(); };
     commands.quit = commands_.quit;
     commands.menu = commands_.recordingMenu;
@@ -100,15 +104,16 @@ void AppWindows::showSettings() {
                                     services_.recorder.missingHotKeys,
                                     services_.folder.folder(),
                                     homeFolder(),
-                                    [this] { workspace_.openURL(services_.folder.folder()); }}));
+                                    [this] { openFolder(); },
+                                    info_.checksForUpdates()}));
     });
 }
 
 void AppWindows::showAbout() {
     windows_.show("about", [this] {
         return std::make_unique<views::AboutWindow>(
-            info_, displayPath(services_.folder.folder(), homeFolder()),
-            [this] { workspace_.openURL(services_.folder.folder()); });
+            info_, displayPath(services_.folder.folder(), homeFolder()), [this] { openFolder(); },
+            [this](const std::string& address) { workspace_.openWebPage(address); });
     });
 }
 
@@ -126,13 +131,31 @@ void AppWindows::showPermissionsIfMissing() {
     windows_.show("permissions", [this] { return std::make_unique<views::PermissionWindow>(permissions_); });
 }
 
+void AppWindows::openFolder() {
+    // It does not exist before the first recording.
+    system_.files.createDirectory(services_.folder.folder());
+    workspace_.openURL(services_.folder.folder());
+}
+
 void AppWindows::openRecordingsFolder() {
     try {
-        workspace_.openURL(services_.folder.folder());
+        openFolder();
     } catch (const PlatformError& error) {
-        complain(error.what());
-        showMain();
+        complainInFront(error.what());
     }
+}
+
+void AppWindows::complainInFront(const std::string& sentence) {
+    complain(sentence);
+    showMain();
+}
+
+void AppWindows::showAlert(const NSAlert& alert, std::function<void(NSAlertResponse)> answered) {
+    delete alert_;
+    QWidget* over = main_ && main_->isVisible() ? main_.get() : nullptr;
+    if (over) views::bringForward(*over);
+    alert_ = views::showAlertSheet(over, alert, std::move(answered));
+    views::bringForward(*alert_);
 }
 
 Permissions::Facts AppWindows::facts() const {

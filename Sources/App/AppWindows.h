@@ -11,10 +11,13 @@
 #include "Lumicrate/Library/RecordingLibrary.h"
 #include "Lumicrate/MainWindow/MainWindowModel.h"
 #include "Lumicrate/Shell/MenuItem.h"
+#include "Platform/NSAlert.h"
 #include "Views/MainWindow/MainWindow.h"
 #include "Views/Shell/MessageWindows.h"
 #include "Views/Shell/SingleWindow.h"
 
+#include <QDialog>
+#include <QPointer>
 #include <functional>
 #include <memory>
 #include <string>
@@ -26,6 +29,7 @@ class AppWindows {
  public:
     struct Commands {
         std::function<void()> quit;
+        std::function<void()> checkForUpdates;  ///< empty if this copy does not check for updates
         std::function<std::vector<MenuItem>()> recordingMenu;
         /// Called when the user closes the main window.
         std::function<void()> mainClosed;
@@ -46,14 +50,22 @@ class AppWindows {
     /// Shows the permissions window when the display or the sound server cannot be reached. Blocks for two
     /// seconds when the sound server hangs.
     void showPermissionsIfMissing();
+    /// Opens the recordings folder, and creates it before the first recording.
     void openRecordingsFolder();
     /// Shows a sentence in the main window.
     void complain(const std::string& sentence) { content_.messages.report(sentence); }
+    /// Shows a sentence in the main window and brings that to the front.
+    void complainInFront(const std::string& sentence);
+    /// Shows an alert in front: over the main window if that is open, otherwise alone. Replaces the alert
+    /// before.
+    void showAlert(const NSAlert& alert, std::function<void(NSAlertResponse)> answered);
 
  private:
     class CloseWatch;
 
     MainWindowModel::Services contentServices();
+    /// Throws PlatformError.
+    void openFolder();
     Permissions::Facts facts() const;
 
     SystemServices& system_;
@@ -70,6 +82,7 @@ class AppWindows {
     std::unique_ptr<CloseWatch> closeWatch_;
     std::unique_ptr<views::MainWindow> main_;
     views::SingleWindow windows_;
+    QPointer<QDialog> alert_;
 };
 
 }  // namespace lumicrate::app

@@ -12,10 +12,12 @@
 #include "App/SystemServices.h"
 #include "Linux/Desktop/DesktopServices.h"
 #include "Linux/Desktop/SessionBus.h"
+#include "Linux/Desktop/URLSession.h"
 #include "Lumicrate/Library/RecordingLibrary.h"
 #include "Lumicrate/Shell/AppDelegate.h"
 #include "Lumicrate/Shell/MenuBar.h"
 #include "Lumicrate/Shell/RemoteControl.h"
+#include "Lumicrate/Shell/UpdateChecker.h"
 #include "Support/Error.h"
 #include "Support/Log.h"
 #include "Views/Shell/TrayIcon.h"
@@ -26,6 +28,7 @@
 #include <QApplication>
 #include <QEventLoop>
 #include <QSessionManager>
+#include <chrono>
 #include <csignal>
 #include <cstdio>
 #include <memory>
@@ -34,12 +37,17 @@ namespace lumicrate::app {
 
 namespace {
 
+double secondsSince1970() {
+    return std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();
+}
+
 /// Owns all parts of the application, in the order of their dependencies.
 class DesktopApp {
  public:
     explicit DesktopApp(QApplication& application)
         : session_(system_),
           services_(system_, session_.services()),
+          workspace_([this](const std::string& sentence) { windows_.complainInFront(sentence); }),
           library_({system_.executor, system_.files, system_.notifications, services_.folder, workspace_,
                     lengthReaders(), watchFolder(services_.folder.folder()),
                     [this](const std::filesystem::path& url) { previews_.windows.show(url); },
@@ -47,15 +55,23 @@ class DesktopApp {
           previews_(system_, workspace_),
           delegate_(system_.executor, services_.recorder),
           windows_(system_, session_, services_, library_, workspace_,
-                   {[this] { quit(); }, [this] { return menuBar_.recordingItems(); },
+                   {[this] { quit(); }, updateCommand(), [this] { return menuBar_.recordingItems(); },
                     [this] {
                         // Without a tray icon nothing would be left to quit the program with.
                         if (!tray_.isShown()) quit();
                     }}),
           menuBar_(services_.recorder, system_.defaults,
                    {[this] { windows_.showMain(); }, [this] { windows_.openRecordingsFolder(); },
-                    [this] { windows_.showAbout(); }, [this] { quit(); }}),
+                    updateCommand(), [this] { windows_.showAbout(); }, [this] { quit(); }}),
           tray_(menuBar_, services_.recorder),
+          network_(system_.executor),
+          updates_(
+              {system_.executor, system_.defaults, network_, workspace_,
+               [this](const NSAlert& alert, std::function<void(NSAlertResponse)> answered) {
+                   windows_.showAlert(alert, std::move(answered));
+               },
+               [this](const std::string& sentence) { windows_.complainInFront(sentence); }, secondsSince1970},
+              appInfo()),
           control_(services_.recorder,
                    {[this] { windows_.showMain(); }, [this] { quit(); },
                     [this](const std::filesystem::path& url) { previews_.windows.show(url); }}),
@@ -107,9 +123,15 @@ class DesktopApp {
         if (opened) previews_.windows.show(*opened);
         windows_.showWelcomeIfDue();
         windows_.showPermissionsIfMissing();
+        updates_.checkIfDue();
     }
 
  private:
+    /// Empty if this copy does not check for updates.
+    std::function<void()> updateCommand() {
+        if (!appInfo().checksForUpdates()) return nullptr;
+        return [this] { updates_.check(true); };
+    }
     void quit() {
         delegate_.applicationShouldTerminate([] { QApplication::quit(); });
     }
@@ -132,6 +154,8 @@ class DesktopApp {
     AppWindows windows_;
     MenuBar menuBar_;
     views::TrayIcon tray_;
+    desktop::URLSession network_;
+    UpdateChecker updates_;
     RemoteControl control_;
     desktop::BusService bus_;
     Signals signals_;

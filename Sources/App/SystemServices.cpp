@@ -44,6 +44,10 @@ SystemServices::SystemServices()
     RecordingOptions::registerDefaults(defaults);
 }
 
+AppInfo appInfo() {
+    return {"Lumicrate", LUMICRATE_VERSION, LUMICRATE_UPDATE_SITE, desktop::isUpdatedByStore()};
+}
+
 std::unique_ptr<FolderWatch> watchFolder(const std::filesystem::path& folder) {
     try {
         return std::make_unique<desktop::FolderWatch>(folder);

@@ -12,6 +12,7 @@
 #include "Linux/Media/MovieFile/MovieRecovery.h"
 #include "Linux/PipeWire/Devices.h"
 #include "Linux/Portal/CameraPortal.h"
+#include "Lumicrate/Shell/AppInfo.h"
 #include "Platform/AVCaptureSession.h"
 #include "Support/MediaTime.h"
 #include "Support/Notifications.h"
@@ -44,6 +45,8 @@ class SystemServices {
     media::Assets assets;
     NotificationCenter notifications;
 };
+
+AppInfo appInfo();
 
 /// Completes every recording that a crash or a power cut interrupted. Gives a sentence for the user for each.
 std::vector<std::string> recoverInterruptedRecordings();

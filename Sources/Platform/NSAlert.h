@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// NSAlert: a question to the user, shown as a sheet on a window.
+// NSAlert: a message or question to the user, shown over a window or alone.
 #pragma once
 
 #include <cstddef>
@@ -29,8 +29,8 @@ struct NSAlertResponse {
     bool isChecked = false;
 };
 
-/// Shows the alert over its window, without blocking. `answered` is called once, unless the window is closed
-/// before. Main thread.
+/// Shows the alert without blocking. `answered` is called once, unless the alert's window is
+/// closed before. Main thread.
 using NSAlertSheet = std::function<void(const NSAlert&, std::function<void(NSAlertResponse)> answered)>;
 
 }  // namespace lumicrate

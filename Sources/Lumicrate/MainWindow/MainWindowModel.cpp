@@ -32,6 +32,8 @@ std::vector<MenuItem> MainWindowModel::menu() const {
     if (!items.empty()) items.push_back(MenuItem::line());
     items.push_back(MenuItem::command(localized("Open Recordings Folder"), commands.openFolder));
     items.push_back(MenuItem::command(localized("Settings…"), commands.openSettings));
+    if (commands.checkForUpdates)
+        items.push_back(MenuItem::command(localized("Check for Updates…"), commands.checkForUpdates));
     items.push_back(MenuItem::command(localized("About Lumicrate"), commands.showAbout));
     items.push_back(MenuItem::line());
     items.push_back(MenuItem::command(localized("Quit Lumicrate"), commands.quit));

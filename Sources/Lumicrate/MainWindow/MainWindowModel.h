@@ -21,10 +21,11 @@ namespace lumicrate {
 /// Main thread.
 class MainWindowModel {
  public:
-    /// Implemented by the application. All are required.
+    /// Implemented by the application. All are required, except those that say otherwise.
     struct Commands {
         std::function<void()> openSettings;
         std::function<void()> openFolder;
+        std::function<void()> checkForUpdates;  ///< empty: there is no such menu item
         std::function<void()> showAbout;
         std::function<void()> quit;
         /// Further menu items, shown before the others; called each time the menu opens.

@@ -127,6 +127,12 @@ SwitchSetting SettingsModel::openPreview() {
     return switched(preference::openPreview, "Open preview after recording");
 }
 
+std::optional<SwitchSetting> SettingsModel::checkForUpdates() const {
+    if (!services_.checksForUpdates) return std::nullopt;
+    return switched(preference::checkForUpdates, "Check for updates automatically",
+                    "Once a day. Nothing but the request itself is sent.");
+}
+
 ChoiceSetting SettingsModel::quality() {
     return enumerated(
         preference::quality, "Resolution",

@@ -12,6 +12,7 @@
 #include <array>
 #include <filesystem>
 #include <functional>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -50,6 +51,7 @@ class SettingsModel {
         const Published<std::vector<std::string>>& missingHotKeys;
         std::filesystem::path recordingsFolder, home;
         std::function<void()> openRecordingsFolder;  ///< may throw PlatformError
+        bool checksForUpdates = true;                ///< whether this copy can look for updates
     };
 
     explicit SettingsModel(Services services);
@@ -69,6 +71,8 @@ class SettingsModel {
     static SwitchSetting countdown();
     static SwitchSetting hideSelf();
     static SwitchSetting openPreview();
+    /// Absent if this copy cannot look for updates.
+    std::optional<SwitchSetting> checkForUpdates() const;
 
     // Video
     static ChoiceSetting quality();

@@ -54,6 +54,8 @@ std::vector<MenuItem> MenuBar::items() const {
     items.push_back(MenuItem::command(localized("Show Lumicrate"), commands_.showMain));
     items.push_back(MenuItem::command(localized("Open Recordings Folder"), commands_.openFolder));
     items.push_back(MenuItem::line());
+    if (commands_.checkForUpdates)
+        items.push_back(MenuItem::command(localized("Check for Updates…"), commands_.checkForUpdates));
     items.push_back(MenuItem::command(localized("About Lumicrate"), commands_.showAbout));
     items.push_back(MenuItem::command(localized("Quit Lumicrate"), commands_.quit));
     return items;

@@ -28,10 +28,11 @@ class MenuBar {
         bool operator==(const Icon&) const = default;
     };
 
-    /// Implemented by the application. All are required.
+    /// Implemented by the application. All are required, except those that say otherwise.
     struct Commands {
         std::function<void()> showMain;
         std::function<void()> openFolder;
+        std::function<void()> checkForUpdates;  ///< empty: there is no such menu item
         std::function<void()> showAbout;
         std::function<void()> quit;
     };

@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "Views/Preview/PreviewWindow.h"
 
-#include "Views/Preview/AlertSheet.h"
 #include "Views/Preview/PlayerView.h"
 #include "Views/Preview/PreviewTools.h"
 #include "Views/Preview/TrimStrip.h"
+#include "Views/Widgets/AlertSheet.h"
 #include "Views/Widgets/Pictures.h"
 #include "Views/Widgets/QtText.h"
 #include "Views/Widgets/Symbols.h"
@@ -52,7 +52,7 @@ PreviewWindow::PreviewWindow(PreviewModel& model) : model_(model) {
     tools_ = new PreviewTools(model, this);
     column->addWidget(tools_);
     model.showSheet = [this](const NSAlert& alert, std::function<void(NSAlertResponse)> answered) {
-        showAlertSheet(*this, alert, std::move(answered));
+        showAlertSheet(this, alert, std::move(answered));
     };
     followModel();
 }

@@ -73,7 +73,10 @@ void SettingsPage::addGeneral() {
             [this, folder] { folder->showError(model_.openRecordingsFolder()); });
     addSwitches({SettingsModel::countdown(), SettingsModel::hideSelf(), SettingsModel::openPreview()})
         .addRow(folder);
-    addCard().addRow(loginRow(model_.loginItem));
+    Card& starting = addCard();
+    starting.addRow(loginRow(model_.loginItem));
+    if (const auto updates = model_.checkForUpdates())
+        starting.addRow(switchRow(*updates, model_.defaults()));
 }
 
 void SettingsPage::addVideo() {

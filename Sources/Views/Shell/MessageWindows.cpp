@@ -34,29 +34,49 @@ QPushButton* defaultButton(const QString& text) {
     return button;
 }
 
-QWidget* folderRow(const std::string& folder, std::function<void()> openFolder) {
-    auto* both = new QWidget;
-    auto* lines = new QVBoxLayout(both);
-    lines->setContentsMargins(0, 0, 0, 0);
-    lines->setSpacing(measure::gap / 2);
-    auto* open = roomyButton(localizedText("Open Recordings Folder"), symbol("folder"));
-    open->setToolTip(qtText(folder));
-    open->setAccessibleDescription(qtText(folder));
-    lines->addWidget(open, 0, Qt::AlignCenter);
+/// Hidden until something fails.
+TintedLabel* complaintLabel() {
     auto* complaint = new TintedLabel(&ThemeColors::warning);
     complaint->setAlignment(Qt::AlignCenter);
     complaint->hide();
-    lines->addWidget(complaint);
-    QObject::connect(open, &QPushButton::clicked, complaint, [complaint, openFolder = std::move(openFolder)] {
-        std::string refusal;
-        try {
-            openFolder();
-        } catch (const PlatformError& error) {
-            refusal = error.what();
-        }
-        complaint->showMessage(qtText(refusal));
-    });
-    return both;
+    return complaint;
+}
+
+/// Runs `action`; shows its error in `complaint`, or removes the error of the action before.
+void attempt(TintedLabel& complaint, const std::function<void()>& action) {
+    std::string refusal;
+    try {
+        action();
+    } catch (const PlatformError& error) {
+        refusal = error.what();
+    }
+    complaint.showMessage(qtText(refusal));
+}
+
+QPushButton* folderButton(const std::string& folder, TintedLabel& complaint,
+                          std::function<void()> openFolder) {
+    auto* open = roomyButton(localizedText("Open Recordings Folder"), symbol("folder"));
+    open->setToolTip(qtText(folder));
+    open->setAccessibleDescription(qtText(folder));
+    QObject::connect(open, &QPushButton::clicked, &complaint,
+                     [&complaint, openFolder = std::move(openFolder)] { attempt(complaint, openFolder); });
+    return open;
+}
+
+/// "Website · Support on Ko-fi"
+QLabel* webLinks(const AppInfo& info, TintedLabel& complaint,
+                 const std::function<void(const std::string&)>& openWebPage) {
+    const QString link = QStringLiteral("<a href=\"%1\" style=\"text-decoration:none\">%2</a>");
+    auto* links = new QLabel(link.arg(qtText(info.website()), localizedText("Website")) +
+                             QStringLiteral("&nbsp; · &nbsp;") +
+                             link.arg(qtText(info.kofi()), localizedText("Support on Ko-fi")));
+    links->setAlignment(Qt::AlignCenter);
+    links->setTextInteractionFlags(Qt::LinksAccessibleByMouse | Qt::LinksAccessibleByKeyboard);
+    QObject::connect(links, &QLabel::linkActivated, &complaint,
+                     [&complaint, openWebPage](const QString& address) {
+                         attempt(complaint, [&] { openWebPage(address.toStdString()); });
+                     });
+    return links;
 }
 
 QWidget* missingRow(const Permissions::Missing& missing) {
@@ -76,7 +96,8 @@ QWidget* missingRow(const Permissions::Missing& missing) {
 
 }  // namespace
 
-AboutWindow::AboutWindow(const AppInfo& info, const std::string& folder, std::function<void()> openFolder) {
+AboutWindow::AboutWindow(const AppInfo& info, const std::string& folder, std::function<void()> openFolder,
+                         const std::function<void(const std::string& address)>& openWebPage) {
     prepareWindow(*this, localizedText("About Lumicrate"));
     QVBoxLayout* lines = messageLayout(*this, 46);
     lines->addWidget(iconLabel(96));
@@ -91,7 +112,13 @@ AboutWindow::AboutWindow(const AppInfo& info, const std::string& folder, std::fu
     summary->setWordWrap(true);
     summary->setAlignment(Qt::AlignCenter);
     lines->addWidget(summary);
-    lines->addWidget(folderRow(folder, std::move(openFolder)));
+    TintedLabel* complaint = complaintLabel();
+    auto* actions = new QVBoxLayout;
+    actions->setSpacing(measure::gap / 2);
+    actions->addWidget(folderButton(folder, *complaint, std::move(openFolder)), 0, Qt::AlignCenter);
+    actions->addWidget(complaint);
+    lines->addLayout(actions);
+    if (!info.website().empty()) lines->addWidget(webLinks(info, *complaint, openWebPage));
     lines->addWidget(centred(info.licence()));
 }
 

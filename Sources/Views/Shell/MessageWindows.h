@@ -20,9 +20,10 @@ namespace lumicrate::views {
 /// Shows name, version, licence and the recordings folder.
 class AboutWindow final : public QWidget {
  public:
-    /// `folder` is the recordings folder for display ("~/Videos/Lumicrate"); `openFolder` opens it and may
-    /// throw PlatformError, whose text is then shown.
-    AboutWindow(const AppInfo& info, const std::string& folder, std::function<void()> openFolder);
+    /// `folder` is the recordings folder for display ("~/Videos/Lumicrate"); `openFolder` opens it, and
+    /// `openWebPage` an address of `info`. Both may throw PlatformError, whose text is then shown.
+    AboutWindow(const AppInfo& info, const std::string& folder, std::function<void()> openFolder,
+                const std::function<void(const std::string& address)>& openWebPage);
 };
 
 /// Introduces the program to a new user. Counts as shown once it is closed in any way.

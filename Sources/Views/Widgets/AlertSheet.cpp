@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "Views/Preview/AlertSheet.h"
+#include "Views/Widgets/AlertSheet.h"
 
 #include "Views/Widgets/QtText.h"
 #include "Views/Widgets/Symbols.h"
@@ -31,8 +31,9 @@ QCheckBox* makeCheckBox(const NSAlert::CheckBox& box) {
 
 }  // namespace
 
-void showAlertSheet(QWidget& window, const NSAlert& alert, std::function<void(NSAlertResponse)> answered) {
-    auto* sheet = new QDialog(&window);
+QDialog* showAlertSheet(QWidget* window, const NSAlert& alert,
+                        std::function<void(NSAlertResponse)> answered) {
+    auto* sheet = new QDialog(window);
     sheet->setAttribute(Qt::WA_DeleteOnClose);
     sheet->setWindowModality(Qt::WindowModal);
     sheet->setWindowTitle(qtText(alert.messageText));
@@ -46,12 +47,16 @@ void showAlertSheet(QWidget& window, const NSAlert& alert, std::function<void(NS
     auto* column = new QVBoxLayout;
     row->addLayout(column);
     auto* message = new QLabel(qtText(alert.messageText));
+    // The texts may come from elsewhere, and must not be taken for HTML.
+    message->setTextFormat(Qt::PlainText);
     QFont bold = message->font();
     bold.setWeight(QFont::DemiBold);
     message->setFont(bold);
     message->setMinimumWidth(textWidth);
     column->addWidget(message);
-    column->addWidget(new TintedLabel(&ThemeColors::secondary, qtText(alert.informativeText)));
+    auto* information = new TintedLabel(&ThemeColors::secondary, qtText(alert.informativeText));
+    information->setTextFormat(Qt::PlainText);
+    column->addWidget(information);
     QCheckBox* check = alert.accessory ? makeCheckBox(*alert.accessory) : nullptr;
     if (check) {
         column->addSpacing(measure::gap);
@@ -80,6 +85,7 @@ void showAlertSheet(QWidget& window, const NSAlert& alert, std::function<void(NS
                          answered({button, check && check->isChecked()});
                      });
     sheet->open();
+    return sheet;
 }
 
 }  // namespace lumicrate::views

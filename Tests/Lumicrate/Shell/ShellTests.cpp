@@ -13,7 +13,9 @@ class ShellTests : public RecorderFixture {
     std::function<void()> note(const char* name) {
         return [this, name] { done.push_back(name); };
     }
-    MenuBar::Commands commands() { return {note("main"), note("folder"), note("about"), note("quit")}; }
+    MenuBar::Commands commands() {
+        return {note("main"), note("folder"), note("updates"), note("about"), note("quit")};
+    }
     static MenuItem item(const MenuBar& menu, const std::string& title) {
         for (const MenuItem& each : menu.items())
             if (each.title == title) return each;
@@ -33,8 +35,9 @@ TEST_F(ShellTests, TheMenuFollowsTheRecording) {
         std::string titles;
         for (const MenuItem& each : menu.items())
             titles += each.separator ? "-|" : (each.enabled ? "" : "!") + each.title + "|";
-        EXPECT_EQ(titles,
-                  beginning + "-|Show Lumicrate|Open Recordings Folder|-|About Lumicrate|Quit Lumicrate|");
+        EXPECT_EQ(titles, beginning +
+                              "-|Show Lumicrate|Open Recordings Folder|-|Check for Updates…|About Lumicrate|"
+                              "Quit Lumicrate|");
     };
     expect("Start Recording|!Pause Recording|Record Area…|");
     record();
@@ -70,10 +73,10 @@ TEST_F(ShellTests, TheMenuShowsTheStoredShortcuts) {
     save(ShortcutAction::toggle, Shortcut{96, 0, "F5"}, defaults);
     EXPECT_EQ(item(menu, "Start Recording").shortcut->display(), "F5");
     EXPECT_FALSE(item(menu, "Pause Recording").shortcut);
-    for (const char* title :
-         {"Show Lumicrate", "Open Recordings Folder", "About Lumicrate", "Quit Lumicrate"})
+    for (const char* title : {"Show Lumicrate", "Open Recordings Folder", "Check for Updates…",
+                              "About Lumicrate", "Quit Lumicrate"})
         item(menu, title).action();
-    EXPECT_THAT(done, ElementsAre("main", "folder", "about", "quit"));
+    EXPECT_THAT(done, ElementsAre("main", "folder", "updates", "about", "quit"));
 }
 
 TEST_F(ShellTests, QuittingSavesTheRecordingFirst) {
