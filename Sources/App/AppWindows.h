@@ -43,6 +43,8 @@ class AppWindows {
     AppWindows& operator=(const AppWindows&) = delete;
 
     void showMain();
+    /// Whether the main window has the keyboard focus.
+    bool isMainActive() const { return main_ && main_->isActiveWindow(); }
     void showSettings();
     void showAbout();
     /// Shows the welcome window unless it has been shown before.

@@ -13,9 +13,11 @@
 #include "Linux/Desktop/DesktopServices.h"
 #include "Linux/Desktop/SessionBus.h"
 #include "Linux/Desktop/URLSession.h"
+#include "Linux/Desktop/UserNotifications.h"
 #include "Lumicrate/Library/RecordingLibrary.h"
 #include "Lumicrate/Shell/AppDelegate.h"
 #include "Lumicrate/Shell/MenuBar.h"
+#include "Lumicrate/Shell/RecordingNotifications.h"
 #include "Lumicrate/Shell/RemoteControl.h"
 #include "Lumicrate/Shell/UpdateChecker.h"
 #include "Support/Error.h"
@@ -72,6 +74,10 @@ class DesktopApp {
                },
                [this](const std::string& sentence) { windows_.complainInFront(sentence); }, secondsSince1970},
               appInfo()),
+          notifications_({services_.recorder, system_.defaults, system_.notifications, center_,
+                          [this] { return windows_.isMainActive(); }, [this] { windows_.showMain(); },
+                          [this](const std::filesystem::path& url) { previews_.windows.show(url); },
+                          [this](const std::filesystem::path& url) { showInFolder(url); }}),
           control_(services_.recorder,
                    {[this] { windows_.showMain(); }, [this] { quit(); },
                     [this](const std::filesystem::path& url) { previews_.windows.show(url); }}),
@@ -136,6 +142,14 @@ class DesktopApp {
         delegate_.applicationShouldTerminate([] { QApplication::quit(); });
     }
 
+    void showInFolder(const std::filesystem::path& url) {
+        try {
+            workspace_.activateFileViewerSelecting({url});
+        } catch (const PlatformError& error) {
+            windows_.complainInFront(error.what());
+        }
+    }
+
     /// Saves a running recording first: the session ends as soon as this returns.
     void endSession(QSessionManager& session) {
         session.setRestartHint(QSessionManager::RestartNever);
@@ -156,6 +170,8 @@ class DesktopApp {
     views::TrayIcon tray_;
     desktop::URLSession network_;
     UpdateChecker updates_;
+    desktop::UserNotifications center_;
+    RecordingNotifications notifications_;
     RemoteControl control_;
     desktop::BusService bus_;
     Signals signals_;

@@ -42,6 +42,7 @@ std::vector<Preference> makePreferences() {
         {preference::hideSelf, Kind::toggle},
         {preference::countdown, Kind::toggle},
         {preference::openPreview, Kind::toggle},
+        {preference::notifyWhenSaved, Kind::toggle},
         {preference::areaRect, Kind::area},
         {preference::webcamEnabled, Kind::toggle},
         {preference::webcamID, Kind::text},

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "Linux/Desktop/DesktopServices.h"
 
+#include "Linux/Desktop/ServiceCall.h"
 #include "Linux/Desktop/SessionBus.h"
 #include "Support/Error.h"
 #include "Support/Log.h"
@@ -9,8 +10,6 @@
 
 #include <QDBusConnection>
 #include <QDBusMessage>
-#include <QDBusPendingCallWatcher>
-#include <QDBusPendingReply>
 #include <QDBusVariant>
 #include <QFileInfo>
 #include <QObject>
@@ -27,18 +26,6 @@
 namespace lumicrate::desktop {
 
 namespace {
-
-/// Sends a call on the session bus, and later calls `handle` with a QDBusPendingReply<Result...>, unless the
-/// owner has been destroyed.
-template <class... Result, class Handler>
-void callService(const QDBusMessage& call, QObject* owner, Handler handle) {
-    auto* watcher = new QDBusPendingCallWatcher(QDBusConnection::sessionBus().asyncCall(call), owner);
-    QObject::connect(watcher, &QDBusPendingCallWatcher::finished, watcher,
-                     [watcher, handle = std::move(handle)] {
-                         watcher->deleteLater();
-                         handle(QDBusPendingReply<Result...>(*watcher));
-                     });
-}
 
 const QString portalService = QStringLiteral("org.freedesktop.portal.Desktop");
 const QString portalPath = QStringLiteral("/org/freedesktop/portal/desktop");

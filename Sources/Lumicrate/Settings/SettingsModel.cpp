@@ -127,6 +127,10 @@ SwitchSetting SettingsModel::openPreview() {
     return switched(preference::openPreview, "Open preview after recording");
 }
 
+SwitchSetting SettingsModel::notifyWhenSaved() {
+    return switched(preference::notifyWhenSaved, "Notify when a recording is saved");
+}
+
 std::optional<SwitchSetting> SettingsModel::checkForUpdates() const {
     if (!services_.checksForUpdates) return std::nullopt;
     return switched(preference::checkForUpdates, "Check for updates automatically",

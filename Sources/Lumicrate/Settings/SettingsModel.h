@@ -71,6 +71,7 @@ class SettingsModel {
     static SwitchSetting countdown();
     static SwitchSetting hideSelf();
     static SwitchSetting openPreview();
+    static SwitchSetting notifyWhenSaved();
     /// Absent if this copy cannot look for updates.
     std::optional<SwitchSetting> checkForUpdates() const;
 

@@ -71,7 +71,8 @@ void SettingsPage::addGeneral() {
     auto* folder = new FormRow(localized("Recordings are kept in"), model_.recordingsFolder(), open);
     connect(open, &QPushButton::clicked, this,
             [this, folder] { folder->showError(model_.openRecordingsFolder()); });
-    addSwitches({SettingsModel::countdown(), SettingsModel::hideSelf(), SettingsModel::openPreview()})
+    addSwitches({SettingsModel::countdown(), SettingsModel::hideSelf(), SettingsModel::openPreview(),
+                 SettingsModel::notifyWhenSaved()})
         .addRow(folder);
     Card& starting = addCard();
     starting.addRow(loginRow(model_.loginItem));

@@ -2,6 +2,7 @@
 // Services on a private session bus: the program's own, and those of the desktop that it calls.
 #include "Linux/Desktop/DesktopServices.h"
 #include "Linux/Desktop/SessionBus.h"
+#include "Linux/Desktop/UserNotifications.h"
 #include "Support/Error.h"
 #include "Support/MediaTime.h"
 #include "Tests/Linux/Desktop/EventLoop.h"
@@ -14,6 +15,7 @@
 #include <QDBusMessage>
 #include <QDBusVariant>
 #include <QDBusVirtualObject>
+#include <QMap>
 #include <QStringList>
 #include <csignal>
 #include <future>
@@ -31,11 +33,12 @@ class FakeService final : public QDBusVirtualObject {
     bool handleMessage(const QDBusMessage& call, const QDBusConnection& connection) override {
         calls[call.member()].push_back(call.arguments());
         QDBusMessage answer = call.createReply();
-        if (reply.isValid()) answer << reply;
+        if (const QVariant own = replies.value(call.member(), reply); own.isValid()) answer << own;
         return connection.send(answer);
     }
 
     QVariant reply;
+    QMap<QString, QVariant> replies;  ///< of methods that reply something else
     std::map<QString, QList<QVariantList>> calls;
 };
 
@@ -129,6 +132,50 @@ TEST_F(DesktopServiceTests, TimeAwakeAndAsleepIsTheUptime) {
     ASSERT_TRUE(std::ifstream("/proc/uptime") >> uptime);
     const std::chrono::duration<double> known = HostClock::now() + ProcessInfo().timeAsleep();
     EXPECT_NEAR(known.count(), uptime, 0.1);
+}
+
+TEST_F(DesktopServiceTests, ShowsOneNotificationAtATime) {
+    constexpr const char* path = "/org/freedesktop/Notifications";
+    std::vector<std::string> chosen;
+    const auto request = [&](const std::string& title) {
+        const auto note = [&chosen, title](const char* action) {
+            return UNNotificationAction{action,
+                                        [&chosen, title, action] { chosen.push_back(title + action); }};
+        };
+        return UNNotificationRequest{title, "<b> & co", {note("Show"), note("Open")}, title == "B"};
+    };
+    const auto invoke = [&](unsigned id, const char* key) {
+        desktop.send(QDBusMessage::createSignal(path, "org.freedesktop.Notifications", "ActionInvoked")
+                     << id << key);
+    };
+    // Nobody shows it.
+    UserNotifications().add(request("lost"));
+    provide("org.freedesktop.Notifications", path);
+    fake.replies = {{"GetCapabilities", QStringList{"actions", "body-markup"}}, {"Notify", 7U}};
+    UserNotifications center;
+    center.add(request("A"));
+    ASSERT_TRUE(await([&] { return fake.calls["Notify"].size() == 1; }));
+    const QVariantList shown = fake.calls["Notify"][0];
+    EXPECT_EQ(shown[1], 0U);
+    EXPECT_EQ(shown[3], "A");
+    EXPECT_EQ(shown[4], "&lt;b&gt; &amp; co");
+    EXPECT_EQ(shown[5], (QStringList{"default", "Show", "0", "Show", "1", "Open"}));
+    invoke(6, "0");
+    invoke(7, "9");
+    invoke(7, "1");
+    ASSERT_TRUE(await([&] { return !chosen.empty(); }));
+    center.add(request("B"));
+    ASSERT_TRUE(await([&] { return fake.calls["Notify"].size() == 2; }));
+    EXPECT_EQ(fake.calls["Notify"][1][1], 7U);
+    invoke(7, "default");
+    ASSERT_TRUE(await([&] { return chosen.size() == 2; }));
+    EXPECT_EQ(chosen, (std::vector<std::string>{"AOpen", "BShow"}));
+    // Removed before the service has replied.
+    fake.replies["Notify"] = 8U;
+    center.add(request("C"));
+    center.removeAllDeliveredNotifications();
+    ASSERT_TRUE(await([&] { return fake.calls["CloseNotification"].size() == 2; }));
+    EXPECT_EQ(fake.calls["CloseNotification"], (QList<QVariantList>{{7U}, {8U}}));
 }
 
 class WorkspaceTests : public DesktopServiceTests {

@@ -2,6 +2,7 @@
 // The tray menu, remote control, and quitting.
 #include "Lumicrate/Shell/AppDelegate.h"
 #include "Lumicrate/Shell/MenuBar.h"
+#include "Lumicrate/Shell/RecordingNotifications.h"
 #include "Lumicrate/Shell/RemoteControl.h"
 #include "Tests/Lumicrate/Recording/RecorderFixture.h"
 
@@ -106,6 +107,47 @@ TEST_F(ShellTests, QuittingSavesTheRecordingFirst) {
     executor.drain();
     EXPECT_THAT(done, ElementsAre("quit"));
     expectNothingLeft();
+}
+
+TEST_F(ShellTests, NotifiesOfRecordingsWhoseEndTheUserDoesNotSee) {
+    struct FakeCenter final : UNUserNotificationCenter {
+        void add(UNNotificationRequest request) override {
+            shown = request.title + "|" + request.body;
+            for (const UNNotificationAction& each : request.actions) {
+                shown += "|" + each.title;
+                each.chosen();
+            }
+        }
+        void removeAllDeliveredNotifications() override { shown.clear(); }
+        std::string shown;
+    } center;
+    bool active = false;
+    const auto url = [this](const char* name) {
+        return
+            [this, name](const std::filesystem::path& at) { done.push_back(name + at.filename().string()); };
+    };
+    const RecordingNotifications notifying({make(), defaults, notifications, center, [&] { return active; },
+                                            note("main"), url("open "), url("folder ")});
+    const auto record = [&](std::exception_ptr stopped) {
+        files.existing.clear();
+        ShellTests::record();
+        EXPECT_EQ(center.shown, "");
+        if (stopped) interruptStream(stopped);
+        stopAndComplete();
+        return std::exchange(done, {});
+    };
+    EXPECT_THAT(record(nullptr), IsEmpty());
+    const std::string name = movie().url.filename();
+    EXPECT_THAT(record(displayLost), ElementsAre("main", "open " + name));
+    EXPECT_EQ(center.shown, "The recording has ended|Recording stopped: The display is gone.|Show|Open");
+    defaults.stored["notifyWhenSaved"] = active = true;
+    EXPECT_THAT(record(displayLost), IsEmpty());
+    EXPECT_THAT(record(nullptr), ElementsAre("open " + name, "folder " + name));
+    EXPECT_EQ(center.shown, "Recording saved|" + name + "|Open|Show in Folder");
+    active = false;
+    capture.contentError = broken;
+    startWith(CaptureSource::display(1));
+    EXPECT_EQ(center.shown, "The recording couldn’t be started|It is broken.|Show");
 }
 
 TEST_F(ShellTests, OtherProgramsControlTheApplication) {

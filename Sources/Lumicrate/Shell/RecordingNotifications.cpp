@@ -1,0 +1,50 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "Lumicrate/Shell/RecordingNotifications.h"
+
+#include "Lumicrate/Recording/RecordingOptions.h"
+#include "Support/Text.h"
+
+#include <string>
+#include <utility>
+
+namespace lumicrate {
+
+using State = ScreenRecorder::State;
+
+RecordingNotifications::RecordingNotifications(Services services)
+    : services_(std::move(services)),
+      stateChanges_(services_.recorder.state.observe([this](State state) { stateChanged(state); })),
+      saves_(services_.notifications.observe(
+          recordingSavedNotification, [this](const NotificationCenter::Object& url) { saved_ = url; })) {}
+
+void RecordingNotifications::stateChanged(State state) {
+    if (state == State::idle) return reportEnd();
+    if (state == State::recording) hasRun_ = true;
+    if (!hasRun_) services_.center.removeAllDeliveredNotifications();
+}
+
+void RecordingNotifications::reportEnd() {
+    const bool hasRun = std::exchange(hasRun_, false);
+    const auto saved = std::exchange(saved_, std::nullopt);
+    UNNotificationAction open{localized("Open"), {}};
+    if (saved) open.chosen = [show = services_.open, url = *saved] { show(url); };
+
+    if (const auto& error = *services_.recorder.errorMessage) {
+        if (services_.isMainWindowActive()) return;
+        UNNotificationRequest request{
+            hasRun ? localized("The recording has ended") : localized("The recording couldn’t be started"),
+            *error,
+            {{localized("Show"), services_.showMainWindow}},
+            true};
+        if (saved) request.actions.push_back(open);
+        services_.center.add(std::move(request));
+    } else if (saved && services_.defaults.boolForKey(preference::notifyWhenSaved)) {
+        services_.center.add(
+            {localized("Recording saved"),
+             saved->filename().string(),
+             {open,
+              {localized("Show in Folder"), [show = services_.showInFolder, url = *saved] { show(url); }}}});
+    }
+}
+
+}  // namespace lumicrate

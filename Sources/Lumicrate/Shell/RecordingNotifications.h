@@ -1,0 +1,50 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// RecordingNotifications: notifies the user of failed recordings, and of saved ones.
+#pragma once
+
+#include "Lumicrate/Recording/ScreenRecorder.h"
+#include "Platform/NSUserDefaults.h"
+#include "Platform/UNUserNotificationCenter.h"
+#include "Support/Notifications.h"
+#include "Support/Published.h"
+
+#include <filesystem>
+#include <functional>
+#include <optional>
+
+namespace lumicrate {
+
+/// A recording that does not start, or that ends by itself, says so in the main window. Recordings are
+/// usually controlled by shortcuts while that window is closed or behind others; then there is a
+/// notification, too. Saved recordings are notified if the preference "notifyWhenSaved" is on. The
+/// notification disappears when the next recording begins. Main thread.
+class RecordingNotifications {
+ public:
+    /// The references must outlive this object.
+    struct Services {
+        ScreenRecorder& recorder;
+        const NSUserDefaults& defaults;
+        NotificationCenter& notifications;
+        UNUserNotificationCenter& center;
+        std::function<bool()> isMainWindowActive;  ///< whether it has the keyboard focus
+        std::function<void()> showMainWindow;
+        std::function<void(const std::filesystem::path& recording)> open;
+        std::function<void(const std::filesystem::path& recording)> showInFolder;
+    };
+
+    explicit RecordingNotifications(Services services);
+    RecordingNotifications(const RecordingNotifications&) = delete;
+    RecordingNotifications& operator=(const RecordingNotifications&) = delete;
+
+ private:
+    void stateChanged(ScreenRecorder::State state);
+    void reportEnd();
+
+    Services services_;
+    bool hasRun_ = false;                         ///< the present attempt got as far as recording
+    std::optional<std::filesystem::path> saved_;  ///< by the present attempt
+    Subscription stateChanges_;
+    Subscription saves_;
+};
+
+}  // namespace lumicrate
