@@ -33,7 +33,10 @@
 #include <chrono>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <memory>
+#include <optional>
+#include <utility>
 
 namespace lumicrate::app {
 
@@ -112,6 +115,9 @@ class DesktopApp {
                                                              : "no bus");
         return outcome != desktop::BusService::Outcome::taken;
     }
+
+    /// Whether a request to the web site is running.
+    bool isRequesting() const { return network_.isBusy(); }
 
     /// `opened` is a recording to show instead of the main window, which is needed where there is no tray
     /// icon.
@@ -194,13 +200,21 @@ int runDesktopApp(bool inBackground, const std::optional<std::filesystem::path>&
                       : desktop::callRunningInstance(methodName(RemoteCommand::activate));
     };
     if (callRunning()) return exitDone;
-    DesktopApp app(*application);
-    if (!app.claim()) {
+    std::optional<DesktopApp> app(std::in_place, *application);
+    if (!app->claim()) {
         callRunning();
         return exitDone;
     }
-    app.didFinishLaunching(inBackground, opened);
-    return QApplication::exec();
+    app->didFinishLaunching(inBackground, opened);
+    const int status = QApplication::exec();
+    const bool isRequesting = app->isRequesting();
+    app.reset();
+    // Qt would wait for a name look-up, which cannot be interrupted and may take many seconds.
+    if (isRequesting) {
+        std::fflush(nullptr);
+        std::_Exit(status);
+    }
+    return status;
 } catch (const LocalizedError& error) {
     fmt::print(stderr, "lumicrate: {}\n", error.what());
     return exitFailed;

@@ -11,6 +11,7 @@
 #include <QThread>
 #include <QTimer>
 #include <QUrl>
+#include <algorithm>
 #include <utility>
 
 namespace lumicrate::desktop {
@@ -90,6 +91,10 @@ URLSession::~URLSession() {
     }
     for (const auto& request : requests_)
         request->wait();
+}
+
+bool URLSession::isBusy() const {
+    return std::ranges::any_of(requests_, [](const auto& each) { return !each->isFinished(); });
 }
 
 void URLSession::data(const NSURLRequest& request, Completion completion) {

@@ -25,6 +25,8 @@ class URLSession final : public NSURLSession {
     URLSession& operator=(const URLSession&) = delete;
 
     void data(const NSURLRequest& request, Completion completion) override;
+    /// Whether a request is running.
+    bool isBusy() const;
 
  private:
     Executor& executor_;
