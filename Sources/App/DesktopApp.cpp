@@ -85,11 +85,12 @@ class DesktopApp {
                    {[this] { windows_.showMain(); }, [this] { quit(); },
                     [this](const std::filesystem::path& url) { previews_.windows.show(url); }}),
           bus_(controlMethods(control_)),
-          signals_({SIGINT, SIGTERM, SIGHUP}, [this](int) { quit(); }),
+          signals_({SIGINT, SIGTERM, SIGHUP}),
           appearance_([&application](bool dark) {
               log(LogArea::ui, "theme: ", dark ? "dark" : "light");
               views::applyTheme(application, dark ? views::ColorScheme::dark : views::ColorScheme::light);
           }) {
+        signals_.handle([this](int) { quit(); });
         session_.controlBar.setRecorder(&services_.recorder);
         session_.followScale(services_.recorder);
         previews_.windows.follow(services_.recorder);

@@ -35,16 +35,22 @@ namespace {
 using Kind = OptionSpec::Kind;
 using Path = std::filesystem::path;
 
-/// Runs `work` on a thread of its own and waits for it, with `label` and a percentage on the terminal.
-/// SIGINT, SIGTERM and SIGHUP ask it to stop. Throws what `work` throws.
+/// Runs `work` on a thread of its own and waits for it, with `label` and a percentage on the terminal. Nothing
+/// else may touch a file, because any access may block forever. SIGINT, SIGTERM and SIGHUP ask the work to
+/// stop; if it does not, they end the program. Throws what `work` throws.
 void runLongWork(const std::string& label, const std::function<void(const LongWork&)>& work) {
     // Before the thread is started, so that it inherits the blocked signals.
     Signals::block({SIGINT, SIGTERM, SIGHUP});
     std::stop_source stop;
-    const Signals signals({SIGINT, SIGTERM, SIGHUP}, [&stop](int) { stop.request_stop(); });
     StatusLine line;
     QtExecutor executor;
     QEventLoop loop;
+    Signals signals({SIGINT, SIGTERM, SIGHUP});
+    signals.handle([&](int) {
+        if (!stop.request_stop()) return;
+        log(LogArea::movie, label, " is asked to stop");
+        executor.after(endTimeout, [] { exitAtOnce(CancelledError().what()); });
+    });
     std::atomic<int> percent = -1;
     const auto show = [&](double part) {
         const int now = static_cast<int>(part * 100);
@@ -105,11 +111,10 @@ int runGif(const ParsedOptions& parsed) {
     size.width = readIntegerOption(parsed, "width", 16, 4096).value_or(size.width);
     size.fps = readIntegerOption(parsed, "fps", 1, 50).value_or(size.fps);
     const Path movie = oneFile(parsed);
-    Path gif = movie;
-    gif = uniqueURL(desktop::FileManager(), gif.replace_extension("gif"));
-    if (const auto output = parsed.value("output")) gif = *output;
+    Path gif = parsed.value("output").value_or("");
     try {
         runLongWork(localized("Making GIF…"), [&](const LongWork& work) {
+            if (gif.empty()) gif = uniqueURL(desktop::FileManager(), Path(movie).replace_extension("gif"));
             exportGIF(media::Assets(), media::ImageIO(), movie, gif, size, work);
         });
     } catch (const LocalizedError& error) {
@@ -152,11 +157,13 @@ int runTrim(const ParsedOptions& parsed) {
     try {
         Trimming::Request request;
         request.url = std::filesystem::absolute(file);
-        request.range = trimRange(assets, request.url, from, to);
         request.precise = parsed.has("precise");
         request.replacing = parsed.has("replace");
         runLongWork(localized(request.precise ? "Trimming precisely…" : "Trimming…"),
-                    [&](const LongWork& work) { saved = trimming.save(request, work); });
+                    [&](const LongWork& work) {
+                        request.range = trimRange(assets, request.url, from, to);
+                        saved = trimming.save(request, work);
+                    });
     } catch (const std::exception&) {
         throw PlatformError(Trimming::message(std::current_exception()));
     }

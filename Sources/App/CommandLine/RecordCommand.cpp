@@ -19,12 +19,15 @@
 #include <csignal>
 #include <cstdio>
 #include <filesystem>
+#include <string_view>
 #include <memory>
 #include <system_error>
 
 namespace lumicrate::app {
 
 namespace {
+
+constexpr std::string_view cancelledEarly = "Cancelled before the recording began.";
 
 void say(const std::string& sentence) {
     fmt::print(stderr, "lumicrate: {}\n", sentence);
@@ -113,15 +116,21 @@ std::optional<CaptureSource> captureSource(RecordArguments& request, const captu
 /// Runs one recording from its start to its file, following the recorder's published state.
 class Recording {
  public:
-    Recording(Executor& executor, RecorderServices& services, const RecordArguments& request)
+    Recording(Executor& executor, RecorderServices& services, const RecordArguments& request,
+              Signals& signals)
         : recorder_(services.recorder),
           executor_(executor),
           request_(request),
-          signals_({SIGINT, SIGTERM, SIGHUP, SIGUSR1}, [this](int signal) { onSignal(signal); }),
+          signals_(signals),
           states_(recorder_.state.observe([this](ScreenRecorder::State coming) { onState(coming); })),
           mixing_(services.mixdown.progress().observe([this](std::optional<double> part) {
               if (part) line_.show({Phase::saving, 0, 0, 0, std::nullopt, part});
-          })) {}
+          })) {
+        signals_.handle([this](int signal) { onSignal(signal); });
+    }
+    ~Recording() { signals_.handle(nullptr); }
+    Recording(const Recording&) = delete;
+    Recording& operator=(const Recording&) = delete;
 
     /// Returns the exit status.
     int run(const std::optional<CaptureSource>& source) {
@@ -156,6 +165,10 @@ class Recording {
         const State before = *recorder_.state;
         if (coming == State::recording && before == State::starting) {
             begun_ = true;
+            // A busy machine must not cost a recording.
+            signals_.setDeadline({std::chrono::seconds(10),
+                                  localized("The recorder doesn't respond. “lumicrate recordings” finishes "
+                                            "the recording.")});
             if (request_.duration) executor_.post([this] { watchDuration(); });
         } else if (coming == State::stopping) {
             line_.show({Phase::saving, 0, 0, 0, std::nullopt});
@@ -214,7 +227,7 @@ class Recording {
         for (const std::string& notice : *recorder_.notices)
             say(notice);
         if (*recorder_.errorMessage) say(**recorder_.errorMessage);
-        if (!begun_ && stoppedByUser_) say(localized("Cancelled before the recording began."));
+        if (!begun_ && stoppedByUser_) say(localized(cancelledEarly));
         if (*recorder_.lastRecording) fmt::print("{}\n", (*recorder_.lastRecording)->string());
         return *recorder_.lastRecording && !*recorder_.errorMessage ? exitDone : exitFailed;
     }
@@ -222,7 +235,7 @@ class Recording {
     ScreenRecorder& recorder_;
     Executor& executor_;
     RecordArguments request_;
-    Signals signals_;
+    Signals& signals_;
     StatusLine line_;
     bool begun_ = false;
     bool stoppedByUser_ = false;
@@ -244,6 +257,8 @@ int runRecord(const ParsedOptions& parsed) {
     preferSmallPages();
     // Before any thread is started, so that all of them inherit the blocked signals.
     Signals::block({SIGINT, SIGTERM, SIGHUP, SIGUSR1});
+    Signals signals({SIGINT, SIGTERM, SIGHUP, SIGUSR1},
+                    Signals::Deadline{endTimeout, localized(cancelledEarly)});
     const bool hasPanels = parsed.has("with-webcam");
     const std::unique_ptr<QCoreApplication> application =
         hasPanels ? std::unique_ptr<QCoreApplication>(makeDesktopApplication()) : makeConsoleApplication();
@@ -260,7 +275,7 @@ int runRecord(const ParsedOptions& parsed) {
     checkCamera(request, system.devices.cameras());
     const std::optional<CaptureSource> source = captureSource(request, system.capture);
     checkSound(request, system.devices);
-    return Recording(system.executor, services, request).run(source);
+    return Recording(system.executor, services, request, signals).run(source);
 }
 
 }  // namespace

@@ -1,20 +1,15 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // Assets::summary: duration, size and tracks of a movie file, read from its headers.
 #include "Linux/Media/Editing/Assets.h"
-#include "Linux/Media/Files/FileDescriptor.h"
+#include "Linux/Media/Editing/InputFile.h"
 #include "Linux/Media/IsoBmff/MovieSummary.h"
 #include "Linux/Media/Libav.h"
 #include "Support/Error.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <cmath>
 #include <optional>
 #include <string>
-#include <system_error>
 #include <utility>
 #include <variant>
 
@@ -28,41 +23,6 @@ namespace {
 
 using isobmff::fourCC;
 using isobmff::FourCC;
-
-/// `why` ends the sentence; already localized.
-[[noreturn]] void fail(const std::filesystem::path& url, const std::string& why, int code = 0) {
-    throw PlatformError("“" + url.filename().string() + "” " + localized("couldn't be read:") + " " + why,
-                        code);
-}
-
-[[noreturn]] void failWithSystemCode(const std::filesystem::path& url, int code) {
-    fail(url, std::generic_category().message(code) + ".", code);
-}
-
-class MovieSource final : public isobmff::ByteSource {
- public:
-    explicit MovieSource(const std::filesystem::path& url) : url_(url) {
-        // O_NONBLOCK: opening a pipe must not block.
-        file_ = FileDescriptor(open(url.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK));
-        struct stat status {};
-        if (!file_.isOpen() || fstat(file_.get(), &status) != 0) failWithSystemCode(url, errno);
-        if (S_ISDIR(status.st_mode)) failWithSystemCode(url, EISDIR);
-        if (!S_ISREG(status.st_mode)) fail(url, localized("it isn't a movie."));
-        size_ = static_cast<std::uint64_t>(status.st_size);
-    }
-
-    std::uint64_t size() const override { return size_; }
-    bool read(std::uint64_t offset, std::span<std::uint8_t> into) const override {
-        const std::int64_t count = readAll(file_, offset, into);
-        if (count < 0) failWithSystemCode(url_, static_cast<int>(-count));
-        return static_cast<std::size_t>(count) == into.size();
-    }
-
- private:
-    const std::filesystem::path& url_;
-    FileDescriptor file_;
-    std::uint64_t size_ = 0;
-};
 
 std::string letters(FourCC type) {
     std::string text;
@@ -111,7 +71,7 @@ std::string subtype(AVCodecID codec) {
 /// For files in other containers, such as Matroska; nothing if it has neither pictures nor sound.
 std::optional<AVAssetSummary> summaryOfForeignMovie(const std::filesystem::path& url) {
     InputContainer input;
-    if (openContainer(url, maxProbed, input) < 0 || avformat_find_stream_info(input.get(), nullptr) < 0)
+    if (input.open(url, maxProbed) < 0 || avformat_find_stream_info(input.get(), nullptr) < 0)
         return std::nullopt;
     AVAssetSummary asset;
     for (unsigned int i = 0; i < input->nb_streams; ++i) {
@@ -132,13 +92,12 @@ std::optional<AVAssetSummary> summaryOfForeignMovie(const std::filesystem::path&
 }  // namespace
 
 AVAssetSummary Assets::summary(const std::filesystem::path& url) const {
-    const MovieSource source(url);
-    if (source.size() == 0) fail(url, localized("it is empty."));
+    const InputFile source(url);
     const isobmff::SummaryReading reading = isobmff::readMovieSummary(source);
     if (const auto* movie = std::get_if<isobmff::MovieSummary>(&reading)) return toAsset(*movie);
-    if (std::holds_alternative<isobmff::CutOffMovie>(reading)) fail(url, localized("it is cut off."));
+    if (std::holds_alternative<isobmff::CutOffMovie>(reading)) failToRead(url, localized("it is cut off."));
     if (const auto foreign = summaryOfForeignMovie(url)) return *foreign;
-    fail(url, localized("it isn't a movie."));
+    failToRead(url, localized("it isn't a movie."));
 }
 
 }  // namespace lumicrate::media

@@ -27,11 +27,6 @@ constexpr int bufferSize = 1 << 17;
 
 }  // namespace
 
-void AvioFile::FreeIo::operator()(AVIOContext* io) const {
-    av_freep(&io->buffer);
-    avio_context_free(&io);
-}
-
 AvioFile::AvioFile(std::filesystem::path path) : file_(std::move(path)) {
     auto* buffer = static_cast<unsigned char*>(av_malloc(bufferSize));
     io_.reset(buffer ? avio_alloc_context(buffer, bufferSize, 1, this, nullptr, write, seek) : nullptr);

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "Linux/Media/Files/AtomicFile.h"
+#include "Linux/Media/Libav.h"
 
 #include <cstdint>
 #include <filesystem>
@@ -10,10 +11,6 @@
 #include <memory>
 #include <span>
 #include <string_view>
-
-extern "C" {
-#include <libavformat/avio.h>
-}
 
 namespace lumicrate::media {
 
@@ -32,10 +29,6 @@ class AvioFile {
     void publish();
 
  private:
-    struct FreeIo {
-        void operator()(AVIOContext* io) const;
-    };
-
     void flush();
     void readBytes(std::uint64_t offset, std::span<std::uint8_t> bytes) const;
     static int write(void* self, std::uint8_t* data, int size);
@@ -43,7 +36,7 @@ class AvioFile {
 
     AtomicFile file_;
     std::uint64_t position_ = 0;
-    std::unique_ptr<AVIOContext, FreeIo> io_;
+    std::unique_ptr<AVIOContext, FreeLibav> io_;
 };
 
 }  // namespace lumicrate::media

@@ -9,7 +9,6 @@
 #include <limits>
 #include <span>
 #include <string_view>
-#include <system_error>
 
 namespace lumicrate::media {
 
@@ -28,10 +27,6 @@ bool hasCompleteHead(const AVFormatContext& context) {
     };
     return std::string_view(context.iformat->name).starts_with("mov") &&
            std::all_of(streams.begin(), streams.end(), isKnown);
-}
-
-std::string sentence(const std::filesystem::path& path, const std::string& reason) {
-    return "“" + path.filename().string() + "” " + localized("couldn't be read:") + " " + reason;
 }
 
 std::string reasonOf(int error) {
@@ -68,10 +63,7 @@ std::int64_t ticksAt(CMTime time, AVRational clock) {
 }  // namespace
 
 InputMovie::InputMovie(const std::filesystem::path& path, Look look) : path_(path) {
-    std::error_code error;
-    if (std::filesystem::is_directory(path, error)) fail(localized("it is a folder."));
-    if (std::filesystem::file_size(path, error) == 0 && !error) fail(localized("it is empty."));
-    const int opened = openContainer(path, 0, context_);
+    const int opened = context_.open(path, 0);
     if (opened < 0) failWith(opened);
     AVFormatContext* context = context_.get();
     const bool enough = look == Look::atHead && hasCompleteHead(*context);
@@ -200,11 +192,11 @@ OwnedCodec InputMovie::makeDecoder(int track, int threads) const {
 }
 
 void InputMovie::fail(const std::string& reason) const {
-    throw PlatformError(sentence(path_, reason));
+    failToRead(path_, reason);
 }
 
 void InputMovie::failWith(int error) const {
-    throw PlatformError(sentence(path_, reasonOf(error)), error);
+    failToRead(path_, reasonOf(error), error);
 }
 
 TickRange TickRange::of(const std::optional<CMTimeRange>& range, AVRational clock) {

@@ -2,6 +2,7 @@
 // InputMovie: a finished movie file whose tracks are read packet by packet.
 #pragma once
 
+#include "Linux/Media/Editing/InputFile.h"
 #include "Linux/Media/Libav.h"
 #include "Platform/AVAsset.h"
 
