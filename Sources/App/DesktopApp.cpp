@@ -188,7 +188,8 @@ class DesktopApp {
 }  // namespace
 
 int runDesktopApp(bool inBackground, const std::optional<std::filesystem::path>& opened) try {
-    if (opened && !std::filesystem::exists(*opened)) {
+    std::error_code unknown;
+    if (opened && !std::filesystem::exists(*opened, unknown)) {
         fmt::print(stderr, "lumicrate: {}\n",
                    fmt::format(fmt::runtime(localized("There is no file “{}”.")), opened->string()));
         return exitFailed;

@@ -8,6 +8,7 @@
 #include <array>
 #include <csignal>
 #include <cstdio>
+#include <filesystem>
 
 namespace lumicrate::app {
 
@@ -94,6 +95,11 @@ int runCommandLine(const std::vector<std::string>& arguments) {
     } catch (const UsageError& error) {
         fmt::print(stderr, "lumicrate: {} {}\n", error.what(), localized("Try --help."));
         return exitNotUnderstood;
+    } catch (const std::filesystem::filesystem_error& error) {
+        // The library's own text is not for users.
+        fmt::print(stderr, "lumicrate: “{}” {} {}.\n", error.path1().string(),
+                   localized("couldn't be used:"), error.code().message());
+        return exitFailed;
     } catch (const std::exception& error) {
         fmt::print(stderr, "lumicrate: {}\n", error.what());
         return exitFailed;

@@ -6,6 +6,7 @@
 #include "App/Signals.h"
 #include "Linux/Desktop/FileManager.h"
 #include "Linux/Media/Editing/Assets.h"
+#include "Linux/Media/Editing/InputMovie.h"
 #include "Linux/Media/Images/ImageIO.h"
 #include "Lumicrate/Library/DerivedFiles.h"
 #include "Lumicrate/Movie/AudioMixdown.h"
@@ -85,6 +86,8 @@ int runMix(const ParsedOptions& parsed) {
     bool mixed = false;
     runLongWork(localized("Mixing…"), [&](const LongWork& work) {
         mixed = AudioMixdown::mixIfNeeded(media::Assets(), files, file, work);
+        // Nothing was read but the head, which says nothing of a movie that is cut off. This throws for one.
+        if (!mixed) const media::InputMovie whole(file, media::InputMovie::Look::atHead);
     });
     if (!mixed)
         fmt::print(stderr, "lumicrate: {}\n", localized("The recording has fewer than two audio tracks."));

@@ -20,19 +20,22 @@ namespace {
 
 using Kind = Preference::Kind;
 
+/// The kind choice, of an enumeration's texts.
 template <class Enumeration>
-std::vector<std::string> rawValues() {
-    return {RawValues<Enumeration>::names.begin(), RawValues<Enumeration>::names.end()};
+Preference choice(std::string_view key, Enumeration fallback) {
+    const auto& names = RawValues<Enumeration>::names;
+    return {key, Kind::choice, {names.begin(), names.end()}, std::string(rawValue(fallback))};
 }
 
 std::vector<Preference> makePreferences() {
+    const RecordingOptions fresh;
     return {
-        {preference::captureMode, Kind::choice, rawValues<CaptureMode>()},
-        {preference::quality, Kind::choice, rawValues<VideoQuality>()},
-        {preference::fps, Kind::choice, {"15", "24", "30", "60"}},
+        choice(preference::captureMode, CaptureMode::window),
+        choice(preference::quality, fresh.quality),
+        {preference::fps, Kind::choice, {"15", "24", "30", "60"}, std::to_string(fresh.fps)},
         {preference::constantFrameRate, Kind::toggle},
-        {preference::format, Kind::choice, rawValues<OutputFormat>()},
-        {preference::encodingQuality, Kind::choice, rawValues<EncodingQuality>()},
+        choice(preference::format, fresh.format),
+        choice(preference::encodingQuality, fresh.encodingQuality),
         {preference::captureSystemAudio, Kind::toggle},
         {preference::captureMicrophone, Kind::toggle},
         {preference::microphoneID, Kind::text},
@@ -46,9 +49,9 @@ std::vector<Preference> makePreferences() {
         {preference::areaRect, Kind::area},
         {preference::webcamEnabled, Kind::toggle},
         {preference::webcamID, Kind::text},
-        {preference::webcamWidth, Kind::number, {}, minWebcamWidth, maxWebcamWidth},
-        {preference::webcamShape, Kind::choice, rawValues<WebcamShape>()},
-        {preference::webcamBorder, Kind::choice, rawValues<WebcamBorder>()},
+        {preference::webcamWidth, Kind::number, {}, {}, minWebcamWidth, maxWebcamWidth},
+        choice(preference::webcamShape, fresh.webcamShape),
+        choice(preference::webcamBorder, fresh.webcamBorder),
         {preference::webcamBorderColor, Kind::text},
         {preference::webcamMirror, Kind::toggle},
         {preference::webcamMicLevel, Kind::toggle},
@@ -63,6 +66,11 @@ std::optional<bool> readToggle(const std::string& text) {
     if (text == "true" || text == "yes" || text == "on" || text == "1") return true;
     if (text == "false" || text == "no" || text == "off" || text == "0") return false;
     return std::nullopt;
+}
+
+bool isArea(const std::string& text) {
+    const auto area = rectFromString(text);
+    return area && area->width >= 1 && area->height >= 1;
 }
 
 /// Valid: empty for the default, "off" for none, or a shortcut as JSON.
@@ -92,11 +100,29 @@ std::string Preference::expected() const {
 }
 
 std::string Preference::read(const NSUserDefaults& defaults) const {
-    if (kind == Kind::toggle) return defaults.boolForKey(key) ? "true" : "false";
-    return defaults.stringForKey(key).value_or("");
+    const std::string text = defaults.stringForKey(key).value_or("");
+    switch (kind) {
+        case Kind::toggle:
+            return defaults.boolForKey(key) ? "true" : "false";
+        case Kind::choice:
+            return parsed(text) ? text : fallback;
+        case Kind::number:
+            return fmt::format("{}", std::clamp(defaults.doubleForKey(key), min, max));
+        case Kind::text:
+            return text;
+        case Kind::area:
+        case Kind::shortcut:
+            break;
+    }
+    return parsed(text) ? text : "";
 }
 
-DefaultsValue Preference::parse(const std::string& text) const {
+std::optional<std::string> Preference::invalidText(const NSUserDefaults& defaults) const {
+    const auto text = defaults.stringForKey(key);
+    return text && !parsed(*text) ? text : std::nullopt;
+}
+
+std::optional<DefaultsValue> Preference::parsed(const std::string& text) const {
     std::optional<DefaultsValue> value;
     switch (kind) {
         case Kind::toggle:
@@ -113,13 +139,17 @@ DefaultsValue Preference::parse(const std::string& text) const {
             value = text;
             break;
         case Kind::area:
-            if (text.empty() || rectFromString(text)) value = text;
+            if (text.empty() || isArea(text)) value = text;
             break;
         case Kind::shortcut:
             if (isShortcut(text)) value = text;
             break;
     }
-    if (value) return *value;
+    return value;
+}
+
+DefaultsValue Preference::parse(const std::string& text) const {
+    if (const auto value = parsed(text)) return *value;
     throw UsageError(fmt::format(fmt::runtime(localized("“{}” is not a valid value for {}: give {}.")), text,
                                  key, expected()));
 }
@@ -145,19 +175,30 @@ std::string describePreferences() {
     return text + "\n";
 }
 
+void warnOfInvalid(const Preference& preference, const NSUserDefaults& defaults) {
+    const auto text = preference.invalidText(defaults);
+    if (!text) return;
+    fmt::print(stderr, "lumicrate: {}\n",
+               fmt::format(fmt::runtime(localized("The stored value “{}” of {} is not valid: give {}.")),
+                           *text, preference.key, preference.expected()));
+}
+
 int runSettings(const ParsedOptions& parsed) {
     const auto& words = parsed.positional();
     if (words.size() > 2) throw UsageError(localized("Give one key and one value."));
     desktop::UserDefaults defaults;
     RecordingOptions::registerDefaults(defaults);
     if (words.empty()) {
-        for (const Preference& preference : preferences())
+        for (const Preference& preference : preferences()) {
             fmt::print("{:<20}{}\n", preference.key, preference.read(defaults));
+            warnOfInvalid(preference, defaults);
+        }
         return exitDone;
     }
     const Preference& preference = findPreference(words[0]);
     if (words.size() == 1) {
         fmt::print("{}\n", preference.read(defaults));
+        warnOfInvalid(preference, defaults);
     } else {
         defaults.set(preference.key, preference.parse(words[1]));
     }

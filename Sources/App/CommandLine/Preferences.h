@@ -4,6 +4,7 @@
 
 #include "Platform/NSUserDefaults.h"
 
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -18,15 +19,21 @@ struct Preference {
     std::string_view key;
     Kind kind = Kind::text;
     std::vector<std::string> choices{};  ///< of a choice
+    std::string fallback{};              ///< of a choice: what is in force instead of an invalid value
     double min = 0;                      ///< of a number
     double max = 0;
 
     /// The valid values in words, for help and errors.
     std::string expected() const;
-    /// The stored or registered value as text.
+    /// The value in force as text: the stored or registered one, if it is valid.
     std::string read(const NSUserDefaults& defaults) const;
+    /// The stored text, if it is not valid: somebody edited the file.
+    std::optional<std::string> invalidText(const NSUserDefaults& defaults) const;
     /// The value to store for a text. Throws UsageError for an invalid one.
     DefaultsValue parse(const std::string& text) const;
+
+ private:
+    std::optional<DefaultsValue> parsed(const std::string& text) const;
 };
 
 /// All of them, in the order of the settings.

@@ -60,9 +60,10 @@ std::filesystem::path FileManager::moviesDirectory() const {
 }
 
 bool FileManager::fileExists(const std::filesystem::path& url) const {
-    // Does not follow links: a dangling link occupies its name, too.
+    // Does not follow links: a dangling link occupies its name, too. A name that cannot be looked up, because
+    // it is too long for instance, does not count: the search for a free name would never end.
     std::error_code ignored;
-    return std::filesystem::symlink_status(url, ignored).type() != std::filesystem::file_type::not_found;
+    return std::filesystem::exists(std::filesystem::symlink_status(url, ignored));
 }
 
 void FileManager::createDirectory(const std::filesystem::path& url) {

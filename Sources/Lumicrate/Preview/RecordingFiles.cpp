@@ -55,6 +55,9 @@ std::optional<std::filesystem::path> RecordingFiles::rename(const std::filesyste
                                                             std::string_view typed) const {
     const std::string name = cleanedName(typed);
     if (name.empty() || name == url.stem().string()) return std::nullopt;
+    // It would be a hidden file, which the list does not show.
+    if (name.starts_with('.'))
+        throw LocalizedError(localized("The name of a recording can't begin with a dot."));
     const std::filesystem::path destination = url.parent_path() / (name + url.extension().string());
     if (files_.fileExists(destination))
         throw LocalizedError(localized("There's already a recording called") + " “" + name + "”.");

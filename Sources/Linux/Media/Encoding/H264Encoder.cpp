@@ -21,7 +21,7 @@ constexpr double pixelsPerThread = 1920.0 * 1088 * 32;
 
 }  // namespace
 
-H264Encoder::H264Encoder(const Settings& settings) : VideoEncoder(settings) {
+H264Encoder::H264Encoder(const Settings& settings) : VideoEncoder(settings, 2) {
     open(false);
     readHeaders();
 }

@@ -38,7 +38,7 @@ void split(const std::uint8_t* pairs, std::size_t count, std::uint8_t* cb, std::
 }  // namespace
 
 HevcEncoder::HevcEncoder(const Settings& settings)
-    : VideoEncoder(settings),
+    : VideoEncoder(settings, minSide),
       library_(library()),
       threads_(std::to_string(threadsFor(pixelsPerThread))),
       parameters_(library_.param_alloc(), library_.param_free),

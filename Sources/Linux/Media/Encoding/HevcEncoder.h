@@ -16,7 +16,7 @@ namespace lumicrate::media {
 /// changed costs several times as much as in H.264.
 class HevcEncoder final : public VideoEncoder {
  public:
-    /// Minimum width and height, pixels.
+    /// Minimum coded width and height, pixels.
     static constexpr int minSide = 16;
 
     /// Throws PlatformError when the encoder cannot be set up.

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
 #include <cstring>
 #include <thread>
 
@@ -28,32 +29,43 @@ double pixelRate(const VideoEncoder::Settings& settings) {
     return static_cast<double>(settings.width) * settings.height * std::max(settings.framesPerSecond, 1);
 }
 
+/// A plane whose pixels have that many bytes, enlarged by repeating the last column and row.
+template <std::size_t bytes>
+void pad(const std::uint8_t* plane, int stride, PixelSize from, PixelSize to,
+         std::vector<std::uint8_t>& enlarged) {
+    const std::size_t width = static_cast<std::size_t>(from.width) * bytes;
+    const std::size_t paddedWidth = static_cast<std::size_t>(to.width) * bytes;
+    enlarged.resize(paddedWidth * static_cast<std::size_t>(to.height));
+    std::uint8_t* into = enlarged.data();
+    for (int row = 0; row < to.height; ++row, into += paddedWidth) {
+        std::memcpy(into, plane + std::ptrdiff_t{std::min(row, from.height - 1)} * stride, width);
+        for (std::size_t column = width; column < paddedWidth; ++column)
+            into[column] = into[column - bytes];
+    }
+}
+
 }  // namespace
 
-/// Only the luma plane is padded: chroma planes of odd sizes are rounded up already.
-const CVPixelBuffer& EvenPicture::of(const CVPixelBuffer& picture) {
+const CVPixelBuffer& PaddedPicture::of(const CVPixelBuffer& picture, int width, int height) {
+    if (width == picture.width && height == picture.height) return picture;
     padded_ = picture;
-    padded_.width = evenSide(picture.width);
-    padded_.height = evenSide(picture.height);
-    if (padded_.width == picture.width && padded_.height == picture.height) return picture;
-
-    const auto stride = static_cast<std::size_t>(padded_.width);
-    const auto width = static_cast<std::size_t>(picture.width);
-    luma_.resize(stride * static_cast<std::size_t>(padded_.height));
-    for (int row = 0; row < padded_.height; ++row) {
-        const std::uint8_t* from =
-            picture.luma + std::ptrdiff_t{std::min(row, picture.height - 1)} * picture.lumaStride;
-        std::uint8_t* to = luma_.data() + static_cast<std::size_t>(row) * stride;
-        std::memcpy(to, from, width);
-        if (stride > width) to[width] = from[width - 1];
-    }
+    padded_.width = padded_.lumaStride = width;
+    padded_.height = height;
+    pad<1>(picture.luma, picture.lumaStride, {picture.width, picture.height}, {width, height}, luma_);
     padded_.luma = luma_.data();
-    padded_.lumaStride = padded_.width;
+    // The chroma planes of odd sizes are rounded up already.
+    const PixelSize pairs{evenSide(picture.width) / 2, evenSide(picture.height) / 2};
+    const PixelSize paddedPairs{width / 2, height / 2};
+    if (pairs == paddedPairs) return padded_;
+    pad<2>(picture.chroma, picture.chromaStride, pairs, paddedPairs, chroma_);
+    padded_.chroma = chroma_.data();
+    padded_.chromaStride = width;
     return padded_;
 }
 
-VideoEncoder::VideoEncoder(const Settings& settings)
+VideoEncoder::VideoEncoder(const Settings& settings, int minSide)
     : settings_(settings),
+      minSide_(minSide),
       rate_(settings.bitRate, pixelRate(settings), settings.framesPerSecond),
       blocks_(settings.width, settings.height) {
     log(LogArea::encoder, settings.width, " × ", settings.height, " pixels, ", settings.framesPerSecond,
@@ -86,7 +98,7 @@ EncodedPicture VideoEncoder::encode(const CVPixelBuffer& picture, std::int64_t t
 }
 
 EncodedPicture VideoEncoder::encodeAtBest(const CVPixelBuffer& picture, std::int64_t time, bool key) {
-    const Order order{even_.of(picture), time, key, qualityQuantizer(), false, {}};
+    const Order order{padded_.of(picture, codedWidth(), codedHeight()), time, key, qualityQuantizer(), false, {}};
     return {code(order), key, order.quantizer, false};
 }
 
@@ -115,7 +127,7 @@ bool VideoEncoder::keyPictureIsDue(std::int64_t time) const {
 
 EncodedPicture VideoEncoder::encodeBegun(const CVPixelBuffer& picture, std::int64_t time,
                                          const PictureWork& work, int quantizer) {
-    Order order{even_.of(picture), time, work.key, quantizer, rate_.isStrained(), {}};
+    Order order{padded_.of(picture, codedWidth(), codedHeight()), time, work.key, quantizer, rate_.isStrained(), {}};
     if (!work.key && blocks_.hasConstantBlocks()) order.constantBlocks = blocks_.constantBlocks();
     const std::span<const std::uint8_t> data = code(order);
     if (work.key) lastKey_ = time;

@@ -10,6 +10,7 @@
 #include "Linux/Media/Encoding/RateControl.h"
 #include "Platform/CMSampleBuffer.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <optional>
 #include <span>
@@ -32,23 +33,24 @@ constexpr int evenSide(int pixels) {
     return (pixels + 1) & ~1;
 }
 
-/// Makes pictures even-sized, as 4:2:0 coding needs them.
-class EvenPicture {
+/// Makes pictures as large as the coder needs them.
+class PaddedPicture {
  public:
-    /// Returns the picture itself if both sides are even; otherwise a copy with the last column or row
-    /// repeated, which is valid until the next call and while `picture` lives.
-    const CVPixelBuffer& of(const CVPixelBuffer& picture);
+    /// Returns the picture itself if it has that size, which is even; otherwise a copy with the last column and
+    /// row repeated, valid until the next call and while `picture` lives.
+    const CVPixelBuffer& of(const CVPixelBuffer& picture, int width, int height);
 
  private:
     CVPixelBuffer padded_;
     std::vector<std::uint8_t> luma_;
+    std::vector<std::uint8_t> chroma_;
 };
 
 /// One thread at a time.
 class VideoEncoder {
  public:
     struct Settings {
-        int width = 0;  ///< of the source pictures, pixels; an odd side is coded one pixel larger
+        int width = 0;  ///< of the source pictures, pixels; coded at an even size that the codec has
         int height = 0;
         int bitRate = 0;  ///< bits a second; the ceiling, averaged over a few seconds
         int framesPerSecond = 0;
@@ -61,8 +63,8 @@ class VideoEncoder {
     VideoEncoder& operator=(const VideoEncoder&) = delete;
     virtual ~VideoEncoder() = default;
 
-    int codedWidth() const { return evenSide(settings_.width); }
-    int codedHeight() const { return evenSide(settings_.height); }
+    int codedWidth() const { return std::max(evenSide(settings_.width), minSide_); }
+    int codedHeight() const { return std::max(evenSide(settings_.height), minSide_); }
     /// The decoder configuration record with the parameter sets, which samples do not contain.
     const std::vector<std::uint8_t>& configuration() const { return configuration_; }
 
@@ -96,7 +98,8 @@ class VideoEncoder {
         std::span<const std::uint8_t> constantBlocks;
     };
 
-    explicit VideoEncoder(const Settings& settings);
+    /// `minSide` is the smallest width and height that the codec has, even.
+    VideoEncoder(const Settings& settings, int minSide);
 
     const Settings& settings() const { return settings_; }
     /// The quantizer of pictures that the ceiling does not limit.
@@ -118,9 +121,10 @@ class VideoEncoder {
                                int quantizer);
 
     Settings settings_;
+    int minSide_;
     RateControl rate_;
     MacroblockMap blocks_;
-    EvenPicture even_;
+    PaddedPicture padded_;
     std::vector<std::uint8_t> configuration_;
     std::optional<std::int64_t> lastKey_;
 };

@@ -21,10 +21,6 @@ constexpr int maxRefinements = 3;
 constexpr double maxBacklog = 0.75;
 constexpr int maxSide = 16384;
 
-int minSide(AVVideoCodecType codec) {
-    return codec == AVVideoCodecType::hevc ? HevcEncoder::minSide : 2;
-}
-
 std::unique_ptr<VideoEncoder> makeEncoder(AVVideoCodecType codec, const VideoEncoder::Settings& settings) {
     if (codec == AVVideoCodecType::hevc) return std::make_unique<HevcEncoder>(settings);
     return std::make_unique<H264Encoder>(settings);
@@ -37,8 +33,7 @@ isobmff::VideoCodec sampleEntry(AVVideoCodecType codec) {
 }  // namespace
 
 bool VideoTrack::canEncode(const AVVideoOutputSettings& settings) {
-    const int minimum = minSide(settings.codec);
-    return settings.width >= minimum && settings.height >= minimum && settings.width <= maxSide &&
+    return settings.width > 0 && settings.height > 0 && settings.width <= maxSide &&
            settings.height <= maxSide;
 }
 

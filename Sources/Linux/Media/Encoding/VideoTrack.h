@@ -18,7 +18,7 @@ class VideoTrack final : public TrackEncoder {
     /// canEncode() must hold for the settings.
     explicit VideoTrack(const AVVideoOutputSettings& settings);
 
-    /// Whether the codec can encode pictures of that size.
+    /// Whether pictures of that size can be encoded.
     static bool canEncode(const AVVideoOutputSettings& settings);
 
     void open(MovieFile& file) override;
