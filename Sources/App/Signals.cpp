@@ -66,7 +66,8 @@ Signals::~Signals() {
 
 void Signals::handle(std::function<void(int)> onSignal) {
     onSignal_ = std::move(onSignal);
-    QMetaObject::invokeMethod(&receiver_, [this] { deliver(); }, Qt::QueuedConnection);
+    QMetaObject::invokeMethod(
+        &receiver_, [this] { deliver(); }, Qt::QueuedConnection);
 }
 
 void Signals::setDeadline(Deadline deadline) {
@@ -84,7 +85,8 @@ void Signals::watch() {
         if (read(signals_, &info, sizeof info) != static_cast<ssize_t>(sizeof info)) continue;
         std::unique_lock lock(mutex_);
         pending_.push_back(static_cast<int>(info.ssi_signo));
-        QMetaObject::invokeMethod(&receiver_, [this] { deliver(); }, Qt::QueuedConnection);
+        QMetaObject::invokeMethod(
+            &receiver_, [this] { deliver(); }, Qt::QueuedConnection);
         if (!deadline_ || info.ssi_signo == SIGUSR1) continue;
         const Deadline deadline = *deadline_;
         if (!changed_.wait_for(lock, deadline.timeout, [this] { return pending_.empty() || isQuitting_; }))

@@ -4,6 +4,10 @@
 #include "App/CommandLine/Preferences.h"
 #include "App/CommandLine/RecordArguments.h"
 #include "App/CommandLine/StatusLine.h"
+#include "Linux/Desktop/UserDefaults.h"
+#include "Tests/Linux/TemporaryFolder.h"
+
+#include <gmock/gmock.h>
 
 namespace lumicrate::app {
 namespace {
@@ -97,6 +101,7 @@ TEST(RecordArgumentsTests, RefusesInvalidValues) {
     EXPECT_EQ(refusal({"--window", "5", "--screen"}),
               "Give only one of --screen, --window, --area, --webcam and --audio.");
     EXPECT_EQ(refusal({"--webcam", "--system-audio"}), "A webcam is recorded without system audio.");
+    EXPECT_THAT(refusal({"--duration", "1e9"}), testing::EndsWith("above 0, up to 2592000 (30 days)."));
     EXPECT_EQ(refusal({"--fps", "25"}), "“25” is not a valid value for --fps: give 15, 24, 30 or 60.");
 }
 
@@ -254,6 +259,28 @@ TEST(PreferencesTests, AcceptWhatTheirKindAllows) {
     for (const auto& [key, text] : invalid)
         EXPECT_THROW(findPreference(key).parse(text), UsageError) << key << text;
     EXPECT_THROW(findPreference("colour"), UsageError);
+}
+
+TEST(PreferencesTests, AnInvalidStoredValueIsNotInForce) {
+    const test::TemporaryFolder folder;
+    const std::tuple<const char*, const char*, const char*, bool> cases[] = {
+        {"fps", "25", "30", false},
+        {"format", "movHEVC", "movHEVC", true},
+        {"quality", "P1080", "p1080", false},
+        {"webcamWidth", "9999", "480", false},
+        {"areaRect", "here", "", false},
+        {"countdown", "maybe", "false", false},
+        {"shortcut.pause", "Ctrl+P", "", false},
+        {"microphoneID", "usb", "usb", true},
+    };
+    for (const auto& [key, stored, inForce, isValid] : cases) {
+        SCOPED_TRACE(key);
+        desktop::UserDefaults defaults(
+            test::writeText(folder / key, std::string("[General]\n") + key + "=" + stored + "\n"));
+        RecordingOptions::registerDefaults(defaults);
+        EXPECT_EQ(findPreference(key).read(defaults), inForce);
+        EXPECT_EQ(findPreference(key).invalidText(defaults), isValid ? std::nullopt : std::optional(stored));
+    }
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include "Tests/App/ProgramTest.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <fstream>
@@ -133,6 +134,12 @@ TEST_F(MovieCommandTests, FailuresAreOneSentenceAndChangeNothing) {
     write("text.mp4", "This is not a movie.\n");
     write("cut.mp4", whole.substr(0, whole.size() / 2));
     write("taken.gif", "Another file.");
+    const std::string silent =
+        readText(makeMovie("silent.mp4", "320x180", 2, {}, {"-movflags", "+faststart"}));
+    write("silent.mp4", silent.substr(0, silent.size() / 2));
+    const TemporaryFolder elsewhere;
+    const std::string pipe = elsewhere / "pipe.mp4";
+    ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
     const auto before = contents();
     const std::string gifFailure = "Couldn't make the GIF: ";
     for (const std::string name : {"missing.mp4", "folder.mp4", "empty.mp4", "text.mp4", "cut.mp4"}) {
@@ -157,6 +164,10 @@ TEST_F(MovieCommandTests, FailuresAreOneSentenceAndChangeNothing) {
     } cases[] = {
         {{"gif", movie, "--output", folder / "taken.gif"}, 1, gifFailure},
         {{"gif", movie, "--output", folder / "none/out.gif"}, 1, gifFailure},
+        {{"gif", folder / std::string(256, 'x')}, 1, "File name too long."},
+        {{"convert", pipe}, 1, "“pipe.mp4” couldn't be read: it isn't a movie."},
+        {{"trim", pipe, "--to", "1"}, 1, "“pipe.mp4” couldn't be read: it isn't a movie."},
+        {{"mix", folder / "silent.mp4"}, 1, "“silent.mp4” couldn't be read: it is cut off."},
         {{"gif", movie, "--width=15"}, 2, "give a number from 16 to 4096"},
         {{"gif", movie, "--width=4097"}, 2, "give a number from 16 to 4096"},
         {{"gif", movie, "--fps=0"}, 2, "“0” is not a valid value for --fps: give a number from 1 to 50."},
@@ -205,6 +216,23 @@ TEST_F(MovieCommandTests, CancellingLeavesNothing) {
             continue;  // then the new file has a name and stays
         }
         EXPECT_TRUE(contents() == before);
+    }
+}
+
+TEST_F(MovieCommandTests, ASignalEndsWhatIsStuck) {
+    const std::string file = folder / "stalled.mp4";
+    const stage::Environment environment{{"LD_PRELOAD", LUMICRATE_SLOW_DISK_LIBRARY},
+                                         {"ASAN_OPTIONS", "verify_asan_link_order=0"}};
+    const std::vector<std::string> cases[] = {
+        {"mix", file}, {"convert", file}, {"gif", file}, {"trim", file}, {"record", "--output", file}};
+    for (const auto& arguments : cases) {
+        SCOPED_TRACE(arguments.front());
+        Program program(arguments, environment);
+        ASSERT_EQ(program.process().readLine(), "stalled");
+        program.process().signal(SIGINT);
+        const Outcome outcome = program.end(5);
+        EXPECT_EQ(outcome.status, 1);
+        EXPECT_THAT(outcome.error, testing::MatchesRegex("lumicrate: (It was c|C)ancelled.*\\.\n"));
     }
 }
 

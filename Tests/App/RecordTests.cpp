@@ -245,6 +245,7 @@ TEST_F(RecordTests, FailuresAreOneSentenceAndLeaveNoFile) {
         {{"--screen", "--output", "/nonexistent/a.mp4"}, 1, "There is no folder “/nonexistent”."},
         {{"--screen", "--output", "/proc/a.mp4"}, 1, "/proc/a.mp4"},
         {{"--screen", "--output", "/etc/passwd"}, 1, "“/etc/passwd” already exists."},
+        {{"--screen", "--output", std::string(256, 'x')}, 1, "File name too long."},
         {{"--colour"}, 2, "Unknown option “--colour”."},
         {{"--fps", "25"}, 2, "“25” is not a valid value for --fps"},
         {{"--audio"}, 1, "Turn on Microphone or System audio to record audio."},
@@ -256,6 +257,12 @@ TEST_F(RecordTests, FailuresAreOneSentenceAndLeaveNoFile) {
         expectFailure(record(arguments, environment).end(), status, sentence);
         EXPECT_FALSE(std::filesystem::exists(file));
     }
+}
+
+TEST_F(RecordTests, TheSmallestAreaIsAMovie) {
+    recordToEnd({"--area", "5,5,1,1", "--duration", "0.5"});
+    const MovieProbe movie(file);
+    EXPECT_EQ(std::pair(movie.videoTrack().width, movie.videoTrack().height), std::pair(2, 2));
 }
 
 TEST_F(RecordTests, WithoutASoundServerOnlyThePictureIsRecorded) {

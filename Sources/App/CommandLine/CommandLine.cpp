@@ -97,8 +97,8 @@ int runCommandLine(const std::vector<std::string>& arguments) {
         return exitNotUnderstood;
     } catch (const std::filesystem::filesystem_error& error) {
         // The library's own text is not for users.
-        fmt::print(stderr, "lumicrate: “{}” {} {}.\n", error.path1().string(),
-                   localized("couldn't be used:"), error.code().message());
+        fmt::print(stderr, "lumicrate: “{}” {} {}.\n", error.path1().string(), localized("couldn't be used:"),
+                   error.code().message());
         return exitFailed;
     } catch (const std::exception& error) {
         fmt::print(stderr, "lumicrate: {}\n", error.what());

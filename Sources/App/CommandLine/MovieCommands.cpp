@@ -36,9 +36,9 @@ namespace {
 using Kind = OptionSpec::Kind;
 using Path = std::filesystem::path;
 
-/// Runs `work` on a thread of its own and waits for it, with `label` and a percentage on the terminal. Nothing
-/// else may touch a file, because any access may block forever. SIGINT, SIGTERM and SIGHUP ask the work to
-/// stop; if it does not, they end the program. Throws what `work` throws.
+/// Runs `work` on a thread of its own and waits for it, with `label` and a percentage on the terminal.
+/// Nothing else may touch a file, because any access may block forever. SIGINT, SIGTERM and SIGHUP ask the
+/// work to stop; if it does not, they end the program. Throws what `work` throws.
 void runLongWork(const std::string& label, const std::function<void(const LongWork&)>& work) {
     // Before the thread is started, so that it inherits the blocked signals.
     Signals::block({SIGINT, SIGTERM, SIGHUP});

@@ -163,7 +163,8 @@ RecordArguments readRecordArguments(const ParsedOptions& parsed, const Recording
         const auto seconds = readNumber(*text);
         constexpr double maxDuration = 30.0 * 24 * 3600;
         if (!seconds || *seconds <= 0 || *seconds > maxDuration)
-            throwInvalidValue("duration", *text, localized("a number of seconds above 0, up to 2592000 (30 days)"));
+            throwInvalidValue("duration", *text,
+                              localized("a number of seconds above 0, up to 2592000 (30 days)"));
         request.duration = seconds;
     }
     if (const auto file = parsed.value("output")) {

@@ -23,12 +23,11 @@ namespace lumicrate::capture {
 
 namespace {
 
-/// An audio recording requests the smallest possible picture at the lowest rate, and may run without a display.
-/// An area of 1 × 1 has the same size, but a higher rate.
+/// An audio recording requests the smallest possible picture at the lowest rate, and may run without a
+/// display. An area of 1 × 1 has the same size, but a higher rate.
 bool isAudioOnly(const SCContentFilter& filter, const SCStreamConfiguration& configuration) {
     const bool isSmallest = configuration.width <= 2 && configuration.height <= 2;
-    return filter.contentRect.isEmpty() ||
-           (isSmallest && CMTime(1, 1) <= configuration.minimumFrameInterval);
+    return filter.contentRect.isEmpty() || (isSmallest && CMTime(1, 1) <= configuration.minimumFrameInterval);
 }
 
 /// The toolkit multiplies the desktop's scale by a factor that the user can set.

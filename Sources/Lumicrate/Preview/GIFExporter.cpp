@@ -23,6 +23,10 @@ CMTime frameStep(double fps) {
     return {thousand, std::max(std::llround(rate * thousand), 1LL)};
 }
 
+[[noreturn]] void failAsDamaged() {
+    throw PlatformError(localized("The file couldn't be read because it is damaged."));
+}
+
 /// The number of frame times below the duration. Containers round durations to microseconds, which must not
 /// add a frame: 0.666667 s at 30 frames per second are 20 frames, not 21.
 std::int64_t countFrames(double duration, CMTime step) {
@@ -39,7 +43,7 @@ CMTime frameTime(std::int64_t index, CMTime step) {
 void exportGIF(const AVAssets& assets, const ImageIO& images, const std::filesystem::path& url,
                const std::filesystem::path& destination, const GIFSize& size, const LongWork& work) {
     const double duration = assets.summary(url).duration;
-    if (!(duration > 0)) throw PlatformError(localized("The file couldn't be read because it is damaged."));
+    if (!(duration > 0)) failAsDamaged();
 
     const CMTime step = frameStep(size.fps);
     const CMTime tolerance(step.converted(timescale), timescale);
@@ -47,13 +51,17 @@ void exportGIF(const AVAssets& assets, const ImageIO& images, const std::filesys
     const auto gif = images.makeGIFDestination(destination);
     const std::int64_t frames = countFrames(duration, step);
     log(LogArea::library, "GIF of ", frames, " frames, at most ", size.width, " pixels wide");
+    bool hasImages = false;
     const LongWork silent{nullptr, work.stop};
     for (std::int64_t i = 0; i < frames; ++i) {
         const bool reports = i % (frames / maxReports + 1) == 0;
         (reports ? work : silent).reach(static_cast<double>(i) / static_cast<double>(frames));
-        if (const CGImage* image = generator->image(frameTime(i, step), tolerance))
-            gif->addImage(*image, step);
+        const CGImage* image = generator->image(frameTime(i, step), tolerance);
+        if (image == nullptr) continue;
+        gif->addImage(*image, step);
+        hasImages = true;
     }
+    if (!hasImages) failAsDamaged();
     work.reach(1);
     gif->finalize();
 }

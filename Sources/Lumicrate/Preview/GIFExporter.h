@@ -22,8 +22,8 @@ struct GIFSize {
 /// 0, 1 ⁄ fps, 2 ⁄ fps … before the movie's end, or the first picture up to one frame later. Times without a
 /// picture are left out, which makes the GIF shorter.
 ///
-/// Throws PlatformError, also for a movie without duration, and CancelledError. Then no file is left at
-/// `destination`.
+/// Throws PlatformError, also for a movie without duration or without any picture, and CancelledError. Then
+/// no file is left at `destination`.
 void exportGIF(const AVAssets& assets, const ImageIO& images, const std::filesystem::path& url,
                const std::filesystem::path& destination, const GIFSize& size, const LongWork& work);
 

@@ -151,6 +151,7 @@ TEST_F(FileManagerTests, KnowsTheCapacityForDanglingLinksAndFilesThatDoNotExistY
     ASSERT_EQ(statvfs(folder.path().c_str(), &volume), 0);
     writeText(folder / "file", "x");
     EXPECT_FALSE(files.fileExists(folder / "link"));
+    EXPECT_FALSE(files.fileExists(folder / std::string(256, 'x'))) << "no such name is possible";
     std::filesystem::create_symlink("nowhere", folder / "link");
     EXPECT_TRUE(files.fileExists(folder / "link"));
     for (const auto& url : {folder.path(), folder / "file", folder / "a.mp4", folder / "a/b/c.mp4",

@@ -301,6 +301,12 @@ TEST_F(GIFExporterTests, CreatesNoFileForAMovieWithoutDuration) {
     }
 }
 
+TEST_F(GIFExporterTests, FailsWithoutAnyPicture) {
+    images.hasPicture = [](CMTime) { return false; };
+    EXPECT_THROW(run(), PlatformError);
+    EXPECT_FALSE(images.isFinalized);
+}
+
 TEST_F(GIFExporterTests, ReportsProgressAtMostAFewHundredTimes) {
     for (const double seconds : {1.0, 1000.0}) {
         duration = seconds;

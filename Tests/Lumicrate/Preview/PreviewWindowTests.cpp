@@ -292,6 +292,9 @@ TEST_F(PreviewWindowTests, RenamesAtTheSamePosition) {
     model->newName = " other ";
     model->commitRename();
     EXPECT_EQ(model->errorMessage->value_or(""), "There's already a recording called “other”.");
+    model->newName = " .x";
+    model->commitRename();
+    EXPECT_EQ(model->errorMessage->value_or(""), "The name of a recording can't begin with a dot.");
     EXPECT_EQ(*model->url, url);
     assets.summaries["/movies/a-b.mp4"] = assets.summaries[url];
     model->newName = "a/b";

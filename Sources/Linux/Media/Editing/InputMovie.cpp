@@ -62,14 +62,14 @@ std::int64_t ticksAt(CMTime time, AVRational clock) {
 
 }  // namespace
 
-InputMovie::InputMovie(const std::filesystem::path& path, Look look) : path_(path) {
+InputMovie::InputMovie(const std::filesystem::path& path, Look look) : path_(path), look_(look) {
     const int opened = context_.open(path, 0);
     if (opened < 0) failWith(opened);
     AVFormatContext* context = context_.get();
     const bool enough = look == Look::atHead && hasCompleteHead(*context);
     const int found = enough ? 0 : avformat_find_stream_info(context, nullptr);
     if (found < 0) failWith(found);
-    if (isCutOff(*context)) fail(localized("it is cut off."));
+    if (look != Look::atWhatIsLeft && isCutOff(*context)) fail(localized("it is cut off."));
     if (!videoTrack() && audioTracks().empty()) fail(localized("it isn't a movie, or it is damaged."));
 }
 
@@ -169,10 +169,11 @@ bool InputMovie::read(AVPacket& packet) {
     for (;;) {
         av_packet_unref(&packet);
         const int result = av_read_frame(context_.get(), &packet);
-        if (result == AVERROR_EOF) return false;
+        if (result == AVERROR_EOF || (result < 0 && look_ == Look::atWhatIsLeft)) return false;
         if (result < 0) failWith(result);
         if (stream(packet.stream_index).discard == AVDISCARD_ALL) continue;
-        if ((packet.flags & AV_PKT_FLAG_CORRUPT) != 0) fail(localized("it is cut off or damaged."));
+        if ((packet.flags & AV_PKT_FLAG_CORRUPT) != 0 && look_ != Look::atWhatIsLeft)
+            fail(localized("it is cut off or damaged."));
         return true;
     }
 }

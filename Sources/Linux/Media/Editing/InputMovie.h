@@ -20,8 +20,9 @@ namespace lumicrate::media {
 class InputMovie {
  public:
     enum class Look {
-        atMedia,  ///< reads the first of the media too
-        atHead,   ///< reads the head only where it is complete, which is enough to copy packets
+        atMedia,       ///< reads the first of the media too
+        atHead,        ///< reads the head only where it is complete, which is enough to copy packets
+        atWhatIsLeft,  ///< as atMedia, of a movie that may be cut off or damaged: reads what can be read
     };
 
     explicit InputMovie(const std::filesystem::path& path, Look look = Look::atMedia);
@@ -42,7 +43,8 @@ class InputMovie {
     /// Moves to the last key picture of the selected video track at or before `seconds`; without a video
     /// track selected, to the sound there.
     void seek(double seconds);
-    /// The next packet of the selected tracks, in file order; false at the end.
+    /// The next packet of the selected tracks, in file order; false at the end, or, with atWhatIsLeft, where
+    /// nothing more can be read.
     bool read(AVPacket& packet);
     /// A decoder with `threads` threads; 0 for one per processor.
     OwnedCodec makeDecoder(int track, int threads = 1) const;
@@ -60,6 +62,7 @@ class InputMovie {
     [[noreturn]] void failWith(int error) const;
 
     std::filesystem::path path_;
+    Look look_;
     InputContainer context_;
 };
 

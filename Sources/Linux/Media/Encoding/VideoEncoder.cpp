@@ -98,7 +98,8 @@ EncodedPicture VideoEncoder::encode(const CVPixelBuffer& picture, std::int64_t t
 }
 
 EncodedPicture VideoEncoder::encodeAtBest(const CVPixelBuffer& picture, std::int64_t time, bool key) {
-    const Order order{padded_.of(picture, codedWidth(), codedHeight()), time, key, qualityQuantizer(), false, {}};
+    const Order order{
+        padded_.of(picture, codedWidth(), codedHeight()), time, key, qualityQuantizer(), false, {}};
     return {code(order), key, order.quantizer, false};
 }
 
@@ -127,7 +128,8 @@ bool VideoEncoder::keyPictureIsDue(std::int64_t time) const {
 
 EncodedPicture VideoEncoder::encodeBegun(const CVPixelBuffer& picture, std::int64_t time,
                                          const PictureWork& work, int quantizer) {
-    Order order{padded_.of(picture, codedWidth(), codedHeight()), time, work.key, quantizer, rate_.isStrained(), {}};
+    Order order{
+        padded_.of(picture, codedWidth(), codedHeight()), time, work.key, quantizer, rate_.isStrained(), {}};
     if (!work.key && blocks_.hasConstantBlocks()) order.constantBlocks = blocks_.constantBlocks();
     const std::span<const std::uint8_t> data = code(order);
     if (work.key) lastKey_ = time;

@@ -36,8 +36,8 @@ constexpr int evenSide(int pixels) {
 /// Makes pictures as large as the coder needs them.
 class PaddedPicture {
  public:
-    /// Returns the picture itself if it has that size, which is even; otherwise a copy with the last column and
-    /// row repeated, valid until the next call and while `picture` lives.
+    /// Returns the picture itself if it has that size, which is even; otherwise a copy with the last column
+    /// and row repeated, valid until the next call and while `picture` lives.
     const CVPixelBuffer& of(const CVPixelBuffer& picture, int width, int height);
 
  private:

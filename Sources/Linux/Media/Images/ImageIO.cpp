@@ -55,7 +55,7 @@ const CGImage* ImageGenerator::keyImage(CMTime time) {
 }
 
 bool ImageGenerator::isShownAt(CMTime time) const {
-    if (!shown_.picture) return false;
+    if (!shown_.picture || (next_.damagedFrom.isValid() && next_.damagedFrom <= time)) return false;
     if (next_.picture) return true;
     // The container may not contain the end, or contain a wrong one.
     const CMTime end = frames_.end();

@@ -30,7 +30,7 @@ int videoTrackOf(const InputMovie& movie) {
 }  // namespace
 
 MovieFrames::MovieFrames(const std::filesystem::path& url)
-    : movie_(url),
+    : movie_(url, InputMovie::Look::atWhatIsLeft),
       track_(videoTrackOf(movie_)),
       decoder_(movie_.makeDecoder(track_, onePerProcessor)),
       packet_(makePacket()) {
@@ -49,15 +49,17 @@ MovieFrame MovieFrames::next() {
     OwnedFrame frame = makeFrame();
     for (;;) {
         const int result = avcodec_receive_frame(decoder_.get(), frame.get());
-        if (result == AVERROR_EOF) return {};
-        if (result == AVERROR(EAGAIN)) {
+        if (result < 0 && (result == AVERROR_EOF || isDrained_))
+            return {{}, {}, std::exchange(damagedFrom_, {})};
+        if (result < 0) {
+            if (result != AVERROR(EAGAIN)) noteDamage(readUpTo_);
             sendPacket();
             continue;
         }
-        if (result < 0) failAsDamaged();
         if (frame->best_effort_timestamp == AV_NOPTS_VALUE) continue;
         const CMTime begin = timeOf(frame->best_effort_timestamp);
-        return {begin, std::move(frame)};
+        const bool isGap = damagedFrom_.isValid() && damagedFrom_ < begin;
+        return {begin, std::move(frame), isGap ? std::exchange(damagedFrom_, {}) : CMTime()};
     }
 }
 
@@ -65,21 +67,28 @@ void MovieFrames::seek(CMTime time) {
     movie_.seek(time.seconds());
     avcodec_flush_buffers(decoder_.get());
     readUpTo_ = time;
+    damagedFrom_ = {};
+    isDrained_ = false;
+}
+
+void MovieFrames::noteDamage(CMTime from) {
+    if (!damagedFrom_.isValid() || from < damagedFrom_) damagedFrom_ = from;
 }
 
 void MovieFrames::sendPacket() {
     if (!movie_.read(*packet_)) {
         // Much more than the rounding of containers.
         constexpr CMTime tolerance(1, 2);
-        if (end_.isValid() && readUpTo_ + tolerance < end_) failAsDamaged();
+        if (end_.isValid() && readUpTo_ + tolerance < end_) noteDamage(readUpTo_);
+        isDrained_ = true;
         avcodec_send_packet(decoder_.get(), nullptr);
         return;
     }
-    if (packet_->pts != AV_NOPTS_VALUE) {
-        const CMTime end = timeOf(packet_->pts) + timeOf(std::max<std::int64_t>(packet_->duration, 0));
-        if (readUpTo_ < end) readUpTo_ = end;
-    }
-    if (avcodec_send_packet(decoder_.get(), packet_.get()) < 0) failAsDamaged();
+    const CMTime begin = packet_->pts == AV_NOPTS_VALUE ? readUpTo_ : timeOf(packet_->pts);
+    const CMTime end = begin + timeOf(std::max<std::int64_t>(packet_->duration, 0));
+    if (readUpTo_ < end) readUpTo_ = end;
+    const bool isCorrupt = (packet_->flags & AV_PKT_FLAG_CORRUPT) != 0;
+    if (isCorrupt || avcodec_send_packet(decoder_.get(), packet_.get()) < 0) noteDamage(begin);
 }
 
 CMTime MovieFrames::timeOf(std::int64_t timestamp) const {

@@ -16,6 +16,8 @@ namespace lumicrate::media {
 struct MovieFrame {
     CMTime begin;
     OwnedFrame picture;
+    /// From here to `begin`, or to the end without a picture, the movie is damaged; invalid if it is not.
+    CMTime damagedFrom{};
 };
 
 /// One thread. The decoder uses one thread per processor, each of which holds a picture.
@@ -24,8 +26,8 @@ class MovieFrames {
     /// Throws PlatformError when the file cannot be read or decoded or has no video.
     explicit MovieFrames(const std::filesystem::path& url);
 
-    /// The next picture in the order of presentation, without those that an edit list hides; none after the
-    /// last. Throws PlatformError when the file is damaged or ends too early.
+    /// The next picture in the order of presentation, without those that an edit list hides and those that
+    /// cannot be decoded; none after the last.
     MovieFrame next();
 
     /// Continues with the last key picture at or before `time`.
@@ -41,6 +43,7 @@ class MovieFrames {
     const AVStream& stream() const { return movie_.stream(track_); }
     void sendPacket();
     CMTime timeOf(std::int64_t timestamp) const;
+    void noteDamage(CMTime from);
     [[noreturn]] void failAsDamaged() const;
 
     InputMovie movie_;
@@ -49,6 +52,8 @@ class MovieFrames {
     OwnedPacket packet_;
     CMTime end_;
     CMTime readUpTo_ = CMTime::zero();
+    CMTime damagedFrom_;  ///< since the last picture
+    bool isDrained_ = false;
 };
 
 }  // namespace lumicrate::media

@@ -257,6 +257,7 @@ TEST_F(TrimTests, FailuresSayWhy) {
     };
     const auto bytes = std::filesystem::file_size(movie);
     writeText(folder / "text", "This is no movie.");
+    ASSERT_EQ(mkfifo((folder / "pipe").c_str(), 0600), 0);
     stage::runProgram({"ffmpeg", "-v", "error", "-i", movie, "-c:v", "ffv1", "-an", folder / "exotic.mkv"});
     const struct {
         std::filesystem::path source;
@@ -270,6 +271,7 @@ TEST_F(TrimTests, FailuresSayWhy) {
         {shortened("index", 1000), "couldn't be read:"},
         {shortened("half", bytes / 2), "it is cut off", 0.1, 3.9},
         {folder.path(), "it is a folder"},
+        {folder / "pipe", "it isn't a movie."},
         {folder / "exotic.mkv", "can't hold: ffv1"},
         {movie, "outside the recording", 4.5, 5},
         {movie, "outside the recording", 2, 1},
@@ -374,7 +376,7 @@ TEST_F(AssetSummaryTests, OtherFilesAreRefusedWithASentence) {
         {writeText(folder / "list.mp4", "ffconcat version 1.0\nfile source.mp4\n"), "it isn't a movie."},
         {writeText(folder / "cut.mp4", whole.substr(0, whole.size() / 2)), "it is cut off."},
         {folder / "gone.mp4", "No such file or directory."},
-        {folder / "folder.mp4", "Is a directory."},
+        {folder / "folder.mp4", "it is a folder."},
         {folder / "pipe.mp4", "it isn't a movie."},
     };
     for (const auto& [file, why] : cases) {

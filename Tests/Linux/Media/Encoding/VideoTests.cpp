@@ -216,17 +216,18 @@ TEST_P(VideoTests, ColorsAreAccurateAtTheHighestRate) {
     }
 }
 
-TEST_P(VideoTests, OddSizesAreCodedOneLarger) {
+TEST_P(VideoTests, PicturesArePaddedToWhatTheCodecHas) {
     for (const auto& [width, height] : std::vector<std::pair<int, int>>{
-             {333, 217}, {33, 47}, {64, 35}, {31, 32}, {16, 16}, {17, 16}, {3, 2}, {1663, 1080}}) {
+             {333, 217}, {33, 47}, {64, 35}, {31, 32}, {16, 16}, {17, 16}, {3, 2}, {24, 9}, {1663, 1080}}) {
         SCOPED_TRACE(testing::Message() << width << " × " << height);
-        if (GetParam() == AVVideoCodecType::hevc && (width < 16 || width > 1000)) continue;
+        const int smallest = GetParam() == AVVideoCodecType::hevc ? HevcEncoder::minSide : 2;
+        if (smallest > 2 && width > 1000) continue;
         const auto picture = printed(width, height, 9);
         MovieMaker maker({settings(width, height)});
         maker.append(0, frame(at(0), picture));
         MovieProbe probe = maker.finished();
-        EXPECT_EQ(probe.videoTrack().width, (width + 1) / 2 * 2);
-        EXPECT_EQ(probe.videoTrack().height, (height + 1) / 2 * 2);
+        EXPECT_EQ(probe.videoTrack().width, std::max((width + 1) / 2 * 2, smallest));
+        EXPECT_EQ(probe.videoTrack().height, std::max((height + 1) / 2 * 2, smallest));
         const auto decoded = probe.lastPicture();
         EXPECT_GT(psnr(*picture, *decoded), 35);
         // The last column and row are repeated.
@@ -369,10 +370,9 @@ TEST(DecoderConfigurationTests, MissingOrTruncatedSetsAreRefused) {
     EXPECT_THROW(avcConfiguration(set, {}), PlatformError);
 }
 
-TEST(HevcEncoderTests, PrintsNothingEvenWhenItFails) {
+TEST(HevcEncoderTests, PrintsNothing) {
     testing::internal::CaptureStderr();
     testing::internal::CaptureStdout();
-    EXPECT_THROW(HevcEncoder({HevcEncoder::minSide - 2, 64, 2'000'000, 30, 60}), PlatformError);
     { HevcEncoder encoder({64, 64, 2'000'000, 30, 60}); }
     EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");

@@ -37,11 +37,10 @@ TEST(AssetWriterTests, TakesOnlyWhatItCanWrite) {
     };
     AVAudioOutputSettings pcm = audioSettings(2);
     pcm.formatID = 0x6c70636d;
-    for (const AVOutputSettings& each :
-         std::vector<AVOutputSettings>{videoSettings(1, 64), videoSettings(64, 16385), pcm, audioSettings(3),
-                                       hevc(15, 64), hevc(64, 15)})
+    for (const AVOutputSettings& each : std::vector<AVOutputSettings>{
+             videoSettings(0, 64), videoSettings(64, 16385), pcm, audioSettings(3), hevc(64, 0)})
         EXPECT_FALSE(movie.canAddInput(each));
-    for (const AVVideoOutputSettings& each : {hevc(16, 16), videoSettings(2, 2), videoSettings(16384, 64)})
+    for (const AVVideoOutputSettings& each : {hevc(2, 2), videoSettings(2, 2), videoSettings(16384, 64)})
         EXPECT_TRUE(movie.canAddInput(each));
     movie.addInput(videoSettings(64, 64));
     EXPECT_FALSE(movie.canAddInput(videoSettings(64, 64))) << "one video track";
