@@ -79,14 +79,14 @@ QImage stillPicture(const QSize& size) {
     return still;
 }
 
-std::optional<std::uint32_t> noDisplayID(const std::string&) {
+std::optional<SCDisplay> noDisplay(const std::string&) {
     return std::nullopt;
 }
 
 class Selecting {
  public:
     explicit Selecting(const QImage& still)
-        : screen_(views::Screens(noDisplayID).screens().front().frame),
+        : screen_(views::Screens(noDisplay).screens().front().frame),
           view_({screen_.size(), 1, {{{300, 200, 900, 600}, "A window", 7}}, false}, model_,
                 [](auto, auto) {}) {
         auto overlay = std::make_unique<views::SelectionView>(
@@ -227,7 +227,7 @@ class Opening {
 
     app::SystemServices system_;
     views::Screens screens_{
-        [this](const std::string&) { return std::optional(system_.capture.CGMainDisplayID()); }};
+        [this](const std::string&) { return std::optional(system_.capture.displays().front()); }};
     x11::WindowPictures pictures_;
     views::PanelContents contents_;
     AreaSelector selector_{{system_.executor, system_.capture, pictures_, system_.process, screens_,

@@ -19,8 +19,8 @@
 #include <csignal>
 #include <cstdio>
 #include <filesystem>
-#include <string_view>
 #include <memory>
+#include <string_view>
 #include <system_error>
 
 namespace lumicrate::app {

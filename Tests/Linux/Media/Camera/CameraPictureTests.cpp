@@ -124,7 +124,7 @@ TEST(CameraConverterTests, CropsAreAppliedAndInvalidOnesIgnored) {
 /// A virtual camera's picture.
 CameraFrame painted(const std::string& name, CameraPixels pixels, int width, int height) {
     const stage::VirtualCamera::Format format{name, width, height, 30};
-    stage::CameraPainter painter(format, true);
+    stage::CameraPainter painter(format, {});
     const auto bytes = painter.paint(7);
     CameraFrame frame;
     frame.format = {pixels, {width, height}, 30};
