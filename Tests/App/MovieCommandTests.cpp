@@ -72,6 +72,8 @@ TEST_F(MovieCommandTests, ConvertMakesAnMP4BesideTheMovie) {
                     testing::Pointwise(testing::DoubleNear(1e-6), MovieProbe(path).pictureTimes()));
     }
     EXPECT_THAT(contents(), ElementsAre(*before.begin(), Key("a.mp4"), Key("a_2.mp4")));
+    EXPECT_EQ(run({"convert", path, "--replace"}).file(), folder / "a_3.mp4");
+    EXPECT_FALSE(std::filesystem::exists(path));
 }
 
 TEST_F(MovieCommandTests, GifHasTheChosenSizeAndRate) {

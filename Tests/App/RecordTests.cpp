@@ -265,6 +265,22 @@ TEST_F(RecordTests, TheSmallestAreaIsAMovie) {
     EXPECT_EQ(std::pair(movie.videoTrack().width, movie.videoTrack().height), std::pair(2, 2));
 }
 
+TEST_F(RecordTests, ClicksAreHighlighted) {
+    Program program = record({"--screen", "--clicks"}, {{"LUMICRATE_LOG", "recorder"}});
+    ASSERT_TRUE(eventually(
+        [&] { return program.process().standardError().find("state recording") != std::string::npos; }));
+    xdotool({"mousemove", "300", "200", "click", "1"});
+    pass(0.1);
+    program.stop();
+    const auto picture = MovieProbe(file).lastPicture();
+    int ring = 0;
+    for (int x = 300; x < 340; ++x) {
+        const Rgb color = picture->rgbAt(x, 200);
+        if (color.red > color.blue + 100) ++ring;
+    }
+    EXPECT_GT(ring, 0);
+}
+
 TEST_F(RecordTests, WithoutASoundServerOnlyThePictureIsRecorded) {
     stage::Environment environment = noSound;
     environment["XDG_CONFIG_HOME"] = folder.path().string();

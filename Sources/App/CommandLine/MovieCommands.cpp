@@ -94,12 +94,17 @@ int runMix(const ParsedOptions& parsed) {
     return printPath(file);
 }
 
+constexpr std::array convertOptions{
+    OptionSpec{"replace", Kind::flag, "", "Delete the original."},
+};
+
 int runConvert(const ParsedOptions& parsed) {
     const Path file = oneFile(parsed);
     desktop::FileManager files;
     Path converted;
+    const auto convert = parsed.has("replace") ? convertToMP4 : copyAsMP4;
     runLongWork(localized("Converting…"),
-                [&](const LongWork& work) { converted = copyAsMP4(media::Assets(), files, file, work); });
+                [&](const LongWork& work) { converted = convert(media::Assets(), files, file, work); });
     return printPath(converted);
 }
 
@@ -197,8 +202,8 @@ constinit const Command mixCommand{
     {},     runMix};
 
 constinit const Command convertCommand{
-    "convert", "Make an MP4 file of a recording.",
-    "FILE",    "Makes an MP4 file of a recording, beside it and without re-encoding anything.",
-    {},        runConvert};
+    "convert",        "Make an MP4 file of a recording.",
+    "FILE [OPTIONS]", "Makes an MP4 file of a recording, beside it and without re-encoding anything.",
+    convertOptions,   runConvert};
 
 }  // namespace lumicrate::app

@@ -38,6 +38,7 @@ constexpr std::array specs{
                "A microphone: the default one, or the one of this identifier."},
     OptionSpec{"mix-audio", Kind::negatable, "", "One audio track for both, instead of one each."},
     OptionSpec{"cursor", Kind::negatable, "", "The mouse pointer."},
+    OptionSpec{"clicks", Kind::negatable, "", "A ring around each mouse click."},
     OptionSpec{"countdown", Kind::negatable, "", "Count down from three first."},
 };
 
@@ -148,7 +149,11 @@ RecordArguments readRecordArguments(const ParsedOptions& parsed, const Recording
     readSwitch(parsed, "system-audio", options.captureSystemAudio);
     readSwitch(parsed, "microphone", options.captureMicrophone);
     readSwitch(parsed, "cursor", options.showCursor);
+    readSwitch(parsed, "clicks", options.highlightClicks);
     readSwitch(parsed, "countdown", options.countdown);
+    const bool hasScreen =
+        request.mode != RecordArguments::Mode::webcam && request.mode != RecordArguments::Mode::audio;
+    if (!hasScreen) options.highlightClicks = false;
     if (request.mode == RecordArguments::Mode::webcam) {
         if (parsed.isOn("system-audio") == true)
             throw UsageError(localized("A webcam is recorded without system audio."));

@@ -33,6 +33,7 @@ struct RecordArguments {
     std::optional<double> duration;  ///< seconds
     std::optional<std::filesystem::path> output;
     std::optional<bool> mixesAudio;  ///< as stored when absent
+    bool metersMicrophone = true;    ///< whether the recorder measures its level
     /// Requested on the command line, not just stored: recording fails without it.
     bool systemAudioRequired = false;
     bool microphoneRequired = false;

@@ -209,7 +209,8 @@ class Recording {
                     const auto size = std::filesystem::file_size(*file, unknown);
                     if (!unknown) status.bytes = size;
                 }
-                if (*recorder_.recordsMicrophone) status.microphoneLevel = *recorder_.microphoneLevel;
+                if (*recorder_.recordsMicrophone && request_.metersMicrophone)
+                    status.microphoneLevel = *recorder_.microphoneLevel;
                 return status;
             default:
                 return std::nullopt;
@@ -249,8 +250,14 @@ void preferSmallPages() {
     prctl(PR_SET_THP_DISABLE, 1, 0, 0, 0);
 }
 
-std::optional<CaptureMode> storedMode(const NSUserDefaults& defaults) {
-    return fromRawValue<CaptureMode>(defaults.stringForKey(preference::captureMode).value_or(""));
+RecordArguments readArguments(const ParsedOptions& parsed) {
+    desktop::UserDefaults defaults;
+    RecordingOptions::registerDefaults(defaults);
+    const std::string mode = defaults.stringForKey(preference::captureMode).value_or("");
+    RecordArguments request =
+        readRecordArguments(parsed, RecordingOptions::current(defaults), fromRawValue<CaptureMode>(mode));
+    request.metersMicrophone = defaults.boolForKey(preference::webcamMicLevel);
+    return request;
 }
 
 int runRecord(const ParsedOptions& parsed) {
@@ -259,7 +266,8 @@ int runRecord(const ParsedOptions& parsed) {
     Signals::block({SIGINT, SIGTERM, SIGHUP, SIGUSR1});
     Signals signals({SIGINT, SIGTERM, SIGHUP, SIGUSR1},
                     Signals::Deadline{endTimeout, localized(cancelledEarly)});
-    const bool hasPanels = parsed.has("with-webcam");
+    const RecordArguments given = readArguments(parsed);
+    const bool hasPanels = given.options.webcamEnabled || given.options.highlightClicks;
     const std::unique_ptr<QCoreApplication> application =
         hasPanels ? std::unique_ptr<QCoreApplication>(makeDesktopApplication()) : makeConsoleApplication();
     SystemServices system;
@@ -269,8 +277,7 @@ int runRecord(const ParsedOptions& parsed) {
     RecorderServices services(system, desktop
                                           ? headless.services(desktop->screens, desktop->pictureOverlays())
                                           : headless.services());
-    RecordArguments request =
-        readRecordArguments(parsed, RecordingOptions::current(system.defaults), storedMode(system.defaults));
+    RecordArguments request = given;
     if (request.output) checkOutput(*request.output);
     checkCamera(request, system.devices.cameras());
     const std::optional<CaptureSource> source = captureSource(request, system.capture);
