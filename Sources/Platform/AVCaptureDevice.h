@@ -15,15 +15,25 @@ struct CaptureDevice {
     bool operator==(const CaptureDevice&) const = default;
 };
 
+/// The sound that could be recorded now.
+struct SoundDevices {
+    bool hasServer = false;
+    bool hasOutput = false;  ///< whose sound is the system audio
+    std::vector<CaptureDevice> microphones;
+};
+
 /// Whether the user lets this program use cameras.
 enum class AVAuthorizationStatus { notDetermined, authorized, denied };
 
-/// Finds the connected devices. Main thread. Never fails: without a media service the lists are empty.
+/// Finds the connected devices. Main thread, except for soundDevices(). Never fails: without a media service
+/// the lists are empty.
 class AVCaptureDevices {
  public:
     virtual ~AVCaptureDevices() = default;
     virtual std::vector<CaptureDevice> microphones() const = 0;
     virtual std::vector<CaptureDevice> cameras() const = 0;
+    /// Asks the server, which can take two seconds to answer. Any thread.
+    virtual SoundDevices soundDevices() const = 0;
     /// `changed` is called on any thread whenever a device is connected or disconnected, until it is
     /// replaced; an empty function disables it. When this returns, the previous one is no longer running.
     /// Main thread.

@@ -189,6 +189,11 @@ class FakeDevices final : public AVCaptureDevices {
  public:
     std::vector<CaptureDevice> microphones() const override { return heard; }
     std::vector<CaptureDevice> cameras() const override { return seen; }
+    SoundDevices soundDevices() const override {
+        if (!hasServer) return {};
+        return {true, hasOutput,
+                heard.empty() ? std::vector<CaptureDevice>{{"built-in", "Built-in"}} : heard};
+    }
     void setOnChange(std::function<void()> handler) override { changed = std::move(handler); }
     AVAuthorizationStatus authorizationStatusForVideo() const override { return cameraAccess; }
     void requestAccessForVideo(std::function<void(bool)> completion) override {
@@ -197,6 +202,8 @@ class FakeDevices final : public AVCaptureDevices {
 
     AVAuthorizationStatus cameraAccess = AVAuthorizationStatus::authorized;
     std::vector<std::function<void(bool)>> cameraRequests;
+    bool hasServer = true;
+    bool hasOutput = true;
     std::vector<CaptureDevice> heard;
     std::vector<CaptureDevice> seen;
     std::function<void()> changed;

@@ -33,47 +33,17 @@ void say(const std::string& sentence) {
     fmt::print(stderr, "lumicrate: {}\n", sentence);
 }
 
-/// Turns off a kind of sound that is not available, with a message; throws when it is required.
-void turnOffUnlessAvailable(bool& enabled, bool required, bool available, const std::string& reason) {
-    if (!enabled || available) return;
-    if (required) throw LocalizedError(reason);
-    enabled = false;
-    log(LogArea::audio, "left out: ", reason);
-    say(reason + " " + localized("Recording without it."));
-}
-
 /// A microphone named on the command line must be connected; a stored one falls back to the default.
-void requireNamedMicrophone(const RecordArguments& request, const std::vector<CaptureDevice>& connected) {
+void requireNamedMicrophone(const RecordArguments& request, const AVCaptureDevices& devices) {
     const std::string& id = request.options.microphoneID;
     if (!request.microphoneRequired || id.empty()) return;
+    const std::vector<CaptureDevice> connected = devices.microphones();
+    if (connected.empty()) return;  // The recorder gives the reason.
     const auto isNamed = [&](const CaptureDevice& device) { return device.id == id; };
     if (std::any_of(connected.begin(), connected.end(), isNamed)) return;
     throw LocalizedError(fmt::format(
         fmt::runtime(localized("There is no microphone “{}”. “lumicrate sources” lists the microphones.")),
         id));
-}
-
-/// Leaves out sound that cannot be recorded, unless it is required.
-void checkSound(RecordArguments& request, const pipewire::Devices& devices) {
-    RecordingOptions& options = request.options;
-    if (!options.captureSystemAudio && !options.captureMicrophone) return;
-
-    const auto sound = devices.snapshot();
-    if (!sound) {
-        const std::string reason = localized("No sound server can be reached, so sound can't be recorded.");
-        const bool audioOnly = request.mode == RecordArguments::Mode::audio;
-        if (audioOnly || request.systemAudioRequired || request.microphoneRequired)
-            throw LocalizedError(reason);
-        options.captureSystemAudio = options.captureMicrophone = false;
-        say(reason);
-        log(LogArea::audio, "no sound server: only the picture is recorded");
-        return;
-    }
-    turnOffUnlessAvailable(options.captureSystemAudio, request.systemAudioRequired, !sound->outputs.empty(),
-                           localized("There is no sound output whose sound could be recorded."));
-    turnOffUnlessAvailable(options.captureMicrophone, request.microphoneRequired, !sound->microphones.empty(),
-                           localized("No microphone is connected."));
-    requireNamedMicrophone(request, sound->microphones);
 }
 
 void checkCamera(RecordArguments& request, const std::vector<CaptureDevice>& connected) {
@@ -137,6 +107,7 @@ class Recording {
         recorder_.setOptionsOverride(request_.options);
         recorder_.setOutputOverride(request_.output);
         recorder_.setMixingOverride(request_.mixesAudio);
+        recorder_.setRequiredSound({request_.systemAudioRequired, request_.microphoneRequired});
         if (source) {
             recorder_.setSource(*source);
             recorder_.start(true);
@@ -281,7 +252,7 @@ int runRecord(const ParsedOptions& parsed) {
     if (request.output) checkOutput(*request.output);
     checkCamera(request, system.devices.cameras());
     const std::optional<CaptureSource> source = captureSource(request, system.capture);
-    checkSound(request, system.devices);
+    requireNamedMicrophone(request, system.devices);
     return Recording(system.executor, services, request, signals).run(source);
 }
 

@@ -60,8 +60,7 @@ Devices::Devices(std::optional<CameraAccess> access)
       status_(access_ ? AVAuthorizationStatus::notDetermined : AVAuthorizationStatus::authorized) {}
 
 std::optional<Graph> Devices::snapshot() const {
-    const auto known = watch_ ? watch_->graph() : std::nullopt;
-    return known ? known : query({});
+    return watch_ ? watch_->graph() : query({});
 }
 
 void Devices::setOnChange(std::function<void()> changed) {
@@ -81,12 +80,18 @@ std::vector<CaptureDevice> Devices::microphones() const {
     return snapshot().value_or(Graph()).microphones;
 }
 
+SoundDevices Devices::soundDevices() const {
+    const std::optional<Graph> graph = query({});
+    if (!graph) return {};
+    return {true, !graph->outputs.empty(), graph->microphones};
+}
+
 std::vector<CaptureDevice> Devices::cameras() const {
     if (!access_) return snapshot().value_or(Graph()).cameras;
     switch (status_) {
         case AVAuthorizationStatus::authorized: {
-            const auto known = cameraWatch_ ? cameraWatch_->graph() : std::nullopt;
-            return (known ? known : query(access_->remote)).value_or(Graph()).cameras;
+            const auto graph = cameraWatch_ ? cameraWatch_->graph() : query(access_->remote);
+            return graph.value_or(Graph()).cameras;
         }
         case AVAuthorizationStatus::notDetermined:
             if (access_->isCameraPresent()) return {{"", localized("Camera")}};

@@ -21,9 +21,9 @@ struct CameraAccess {
     Remote remote;
 };
 
-/// While a change handler is set, queries are answered from the watch. Otherwise each query makes a
-/// connection of its own, which takes some milliseconds. Without a server the lists are empty; a hanging
-/// server delays an answer by two seconds. Main thread.
+/// While a change handler is set, queries are answered from the watch, at once. Otherwise each query makes a
+/// connection of its own, which takes some milliseconds; a hanging server delays the answer by two seconds.
+/// Without a server the lists are empty. Main thread, except for soundDevices(), which always connects.
 class Devices final : public AVCaptureDevices {
  public:
     /// Outside of a sandbox, without `access`, the server lets every program of the user read its cameras.
@@ -33,6 +33,7 @@ class Devices final : public AVCaptureDevices {
     std::vector<CaptureDevice> microphones() const override;
     /// By name. While access to cameras is not determined, one that stands for all, if there is any.
     std::vector<CaptureDevice> cameras() const override;
+    SoundDevices soundDevices() const override;
     /// `changed` is called on another thread, at most five times a second.
     void setOnChange(std::function<void()> changed) override;
     AVAuthorizationStatus authorizationStatusForVideo() const override { return status_; }

@@ -291,6 +291,7 @@ void ScreenRecorder::returnToIdle() {
     optionsOverride_.reset();
     outputOverride_.reset();
     mixingOverride_.reset();
+    requiredSound_ = {};
     notices = std::exchange(pendingNotices_, {});
     recordsMicrophone = false;
     microphoneMuted = false;

@@ -14,6 +14,7 @@
 #include "Lumicrate/Recording/ActiveRecording.h"
 #include "Lumicrate/Recording/FreeSpaceGuard.h"
 #include "Lumicrate/Recording/RecordingOptions.h"
+#include "Lumicrate/Recording/SoundCheck.h"
 #include "Lumicrate/Shortcuts/HotKeyCenter.h"
 #include "Lumicrate/Webcam/WebcamStudio.h"
 #include "Platform/AVCaptureSession.h"
@@ -162,6 +163,8 @@ class ScreenRecorder {
     void setOutputOverride(std::optional<std::filesystem::path> url) { outputOverride_ = std::move(url); }
     /// Whether to mix the audio tracks of one recording, instead of what the preferences say.
     void setMixingOverride(std::optional<bool> mixes) { mixingOverride_ = mixes; }
+    /// Sound without which the next recording must not start; without this, missing sound is left out.
+    void setRequiredSound(const RequiredSound& required) { requiredSound_ = required; }
 
     /// Binds the global shortcuts again after they were changed. Also done when the keyboard's layout
     /// changes.
@@ -211,6 +214,7 @@ class ScreenRecorder {
     void cancelCountdown();
     RecordingChrome::Place place(const RecordingOptions& options) const;
     Task<void> beginCapture(RecordingOptions options);
+    Task<RecordingOptions> withoutMissingSound(RecordingOptions options);
     Task<ActiveRecording::Plan> makePlan(RecordingOptions options);
     CaptureTarget findTarget(const SCShareableContent& content, const RecordingOptions& options) const;
     CaptureSession::Handlers sessionHandlers();
@@ -233,6 +237,9 @@ class ScreenRecorder {
     std::optional<RecordingOptions> optionsOverride_;
     std::optional<std::filesystem::path> outputOverride_;
     std::optional<bool> mixingOverride_;
+    RequiredSound requiredSound_;
+    std::vector<CaptureDevice> microphones_;  ///< connected when the recording started
+    std::unique_ptr<DispatchQueue> soundQueue_;
     std::unique_ptr<WebcamStudio> studio_;  ///< during a webcam recording, from framing to idle
     std::optional<ActiveRecording> recording_;
     std::uint64_t lastRefusedFrames_ = 0;

@@ -4,6 +4,7 @@
 #include "Lumicrate/Capture/StreamConfiguration.h"
 #include "Lumicrate/Recording/RecorderError.h"
 #include "Lumicrate/Recording/ScreenRecorder.h"
+#include "Support/LongWork.h"
 
 #include <algorithm>
 #include <chrono>
@@ -185,13 +186,16 @@ Task<void> ScreenRecorder::startSequence() {
 
 /// False if the user cancelled.
 Task<bool> ScreenRecorder::runStartSequence() {
-    const RecordingOptions chosen = options();
+    RecordingOptions chosen = options();
     if (recordsScreen()) {
         hasScreenAccess = services_.capture.CGPreflightScreenCaptureAccess();
         if (!*hasScreenAccess) throw RecorderError(RecorderError::noScreenAccess);
     }
     // Before the countdown: do not count down to an error.
     freeSpace().requireRoomToStart();
+    Task<RecordingOptions> checking = withoutMissingSound(chosen);
+    chosen = co_await checking;
+    if (startGivenUp_) co_return false;
     if (chosen.countdown) {
         state = State::countingDown;
         Task<bool> counting = countDown(place(chosen).screen);
@@ -208,6 +212,21 @@ Task<bool> ScreenRecorder::runStartSequence() {
     // An observer of the state requested the stop just before the recording began.
     if (startGivenUp_) requestStop();
     co_return true;
+}
+
+/// In the background: a server that hangs must not block the windows.
+Task<RecordingOptions> ScreenRecorder::withoutMissingSound(RecordingOptions options) {
+    if (!options.captureSystemAudio && !options.captureMicrophone) co_return options;
+    if (!soundQueue_) soundQueue_ = services_.movie.makeQueue("Lumicrate.sound-check");
+    const std::function<SoundDevices()> query = [&devices = services_.devices] {
+        return devices.soundDevices();
+    };
+    Task<SoundDevices> asking = inBackground<SoundDevices>(services_.executor, *soundQueue_, query);
+    const SoundDevices devices = co_await asking;
+    microphones_ = devices.microphones;
+    for (const std::string& reason : leaveOutMissingSound(options, devices, requiredSound_, soundAlone()))
+        notice(reason);
+    co_return options;
 }
 
 Task<bool> ScreenRecorder::countDown(std::optional<NSScreen> screen) {
@@ -251,7 +270,6 @@ RecordingChrome::Place ScreenRecorder::place(const RecordingOptions& options) co
 Task<void> ScreenRecorder::beginCapture(RecordingOptions options) {
     if (soundAlone() && !options.captureSystemAudio && !options.captureMicrophone)
         throw RecorderError(RecorderError::noAudioSource);
-    if (options.captureMicrophone) refreshDevices();
     recordsMicrophone = options.captureMicrophone;
     // Before the windows are listed, so that the filter finds the overlays among them.
     if (!soundAlone()) chrome_.show(options, place(options));
@@ -272,14 +290,14 @@ Task<ActiveRecording::Plan> ScreenRecorder::makePlan(RecordingOptions options) {
     if (studio_) {
         plan.kind = RecordingFolder::Kind::webcam;
         plan.camera = &studio_->session();
-        plan.configuration = makeCameraConfiguration(plan.camera->pictureSize(), options, *microphones);
+        plan.configuration = makeCameraConfiguration(plan.camera->pictureSize(), options, microphones_);
         co_return plan;
     }
     const SCShareableContent content =
         co_await fetchContent(services_.capture, services_.executor, soundAlone());
     if (soundAlone()) plan.kind = RecordingFolder::Kind::audio;
     plan.target = findTarget(content, options);
-    plan.configuration = makeConfiguration(plan.target, *source, options, *microphones);
+    plan.configuration = makeConfiguration(plan.target, *source, options, microphones_);
     co_return plan;
 }
 

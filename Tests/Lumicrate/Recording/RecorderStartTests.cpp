@@ -310,5 +310,39 @@ TEST_F(RecorderStartTests, AnExistingFileIsNeverDeleted) {
     EXPECT_FALSE(folder.isInProgress("/tmp/talk.mp4"));
 }
 
+TEST_F(RecorderStartTests, MissingSoundIsLeftOutUnlessItIsRequiredOrAll) {
+    const std::string noServer = "No sound server can be reached, so sound can't be recorded.";
+    const std::string noOutput = "There is no sound output whose sound could be recorded.";
+    defaults.stored["captureMicrophone"] = true;
+    struct Case {
+        bool hasServer;
+        RequiredSound required;
+        CaptureSource source;
+        std::string error;
+        std::vector<std::string> notices;
+    };
+    for (const Case& each : {Case{true, {}, CaptureSource::display(1), "", {noOutput}},
+                             Case{false, {}, CaptureSource::display(1), "", {noServer}},
+                             Case{true, {}, CaptureSource::audioOnly(), "", {noOutput}},
+                             Case{false, {}, CaptureSource::audioOnly(), noServer, {}},
+                             Case{true, {.systemAudio = true}, CaptureSource::display(1), noOutput, {}},
+                             Case{true, {.microphone = true}, CaptureSource::display(1), "", {noOutput}},
+                             Case{false, {.microphone = true}, CaptureSource::display(1), noServer, {}}}) {
+        devices.hasServer = each.hasServer;
+        devices.hasOutput = false;
+        make().setRequiredSound(each.required);
+        startWith(each.source);
+        if (each.error.empty()) {
+            EXPECT_FALSE(capture.stream->configuration.capturesAudio);
+            EXPECT_EQ(*recorder->recordsMicrophone, each.hasServer);
+            recorder->requestStop();
+            executor.drain();
+        }
+        EXPECT_EQ(*recorder->state, State::idle);
+        EXPECT_THAT(*recorder->notices, testing::ElementsAreArray(each.notices));
+        EXPECT_EQ(each.error.empty() || *recorder->errorMessage == each.error, true);
+    }
+}
+
 }  // namespace
 }  // namespace lumicrate::test

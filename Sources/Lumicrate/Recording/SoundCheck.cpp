@@ -1,0 +1,30 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "Lumicrate/Recording/SoundCheck.h"
+
+#include "Support/Error.h"
+#include "Support/Log.h"
+
+namespace lumicrate {
+
+std::vector<std::string> leaveOutMissingSound(RecordingOptions& options, const SoundDevices& devices,
+                                              const RequiredSound& required, bool soundAlone) {
+    std::vector<std::string> reasons;
+    const auto leaveOut = [&](bool& wanted, bool isRequired, bool isAvailable, const std::string& reason) {
+        if (!wanted || isAvailable) return;
+        if (isRequired) throw LocalizedError(reason);
+        wanted = false;
+        log(LogArea::audio, "left out: ", reason);
+        if (reasons.empty() || reasons.back() != reason) reasons.push_back(reason);
+    };
+    const std::string noServer = localized("No sound server can be reached, so sound can't be recorded.");
+    leaveOut(
+        options.captureSystemAudio, required.systemAudio, devices.hasOutput,
+        devices.hasServer ? localized("There is no sound output whose sound could be recorded.") : noServer);
+    leaveOut(options.captureMicrophone, required.microphone, !devices.microphones.empty(),
+             devices.hasServer ? localized("No microphone is connected.") : noServer);
+    const bool nothingLeft = !options.captureSystemAudio && !options.captureMicrophone;
+    if (soundAlone && nothingLeft && !reasons.empty()) throw LocalizedError(reasons.back());
+    return reasons;
+}
+
+}  // namespace lumicrate

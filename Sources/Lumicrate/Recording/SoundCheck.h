@@ -1,0 +1,24 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// SoundCheck: what of the sound that a recording should have can be recorded.
+#pragma once
+
+#include "Lumicrate/Recording/RecordingOptions.h"
+#include "Platform/AVCaptureDevice.h"
+
+#include <string>
+#include <vector>
+
+namespace lumicrate {
+
+/// Sound without which a recording must not start. Other sound is only a stored preference.
+struct RequiredSound {
+    bool systemAudio = false;
+    bool microphone = false;
+};
+
+/// Turns off in `options` the sound that is not available, and returns a sentence for each reason. Throws
+/// LocalizedError if that sound is required, or if it is all that would be recorded (`soundAlone`).
+std::vector<std::string> leaveOutMissingSound(RecordingOptions& options, const SoundDevices& devices,
+                                              const RequiredSound& required, bool soundAlone);
+
+}  // namespace lumicrate
