@@ -71,14 +71,17 @@ void run(const Path& parent, int count) {
     setVideosFolder(home.path());
     desktop::FileManager files;
     const desktop::Calendar calendar;
-    const RecordingFolder folder(files, calendar);
+    desktop::UserDefaults defaults;
+    const RecordingFolder folder(files, calendar, defaults);
     makeRecordings(folder.folder(), count);
 
     app::QtExecutor executor;
     desktop::Workspace workspace;
     NotificationCenter notifications;
-    RecordingLibrary library({executor, files, notifications, folder, workspace, app::lengthReaders(),
-                              std::make_unique<desktop::FolderWatch>(folder.folder()), nullptr, nullptr});
+    RecordingLibrary library(
+        {executor, files, notifications, folder, workspace, app::lengthReaders(),
+         [](const Path& watched) { return std::make_unique<desktop::FolderWatch>(watched); }, nullptr,
+         nullptr});
     const auto& list = library.recordings;
     fmt::print("{:<44} {:>11} {:>11}\n", fmt::format("{} recordings", count), "time", "CPU");
     measure(

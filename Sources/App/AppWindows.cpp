@@ -102,7 +102,7 @@ void AppWindows::showSettings() {
                                     services_.recorder.cameras,
                                     services_.recorder.unavailableHotKeys,
                                     services_.recorder.missingHotKeys,
-                                    services_.folder.folder(),
+                                    services_.folder,
                                     homeFolder(),
                                     [this] { openFolder(); },
                                     info_.checksForUpdates()}));

@@ -54,7 +54,7 @@ class DesktopApp {
           services_(system_, session_.services()),
           workspace_([this](const std::string& sentence) { windows_.complainInFront(sentence); }),
           library_({system_.executor, system_.files, system_.notifications, services_.folder, workspace_,
-                    lengthReaders(), watchFolder(services_.folder.folder()),
+                    lengthReaders(), watchFolder,
                     [this](const std::filesystem::path& url) { previews_.windows.show(url); },
                     QApplication::beep}),
           previews_(system_, workspace_),

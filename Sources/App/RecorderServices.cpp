@@ -28,7 +28,7 @@ MovieWriter::Services movieServices(SystemServices& system) {
 
 RecorderServices::RecorderServices(SystemServices& system, const DesktopServices& desktop)
     : hotKeys(desktop.keys),
-      folder(system.files, system.calendar),
+      folder(system.files, system.calendar, system.defaults),
       mixdown(system.executor, makeSerialQueue, system.assets, system.files),
       recorder({system.executor, system.defaults, system.process, desktop.screens, system.notifications,
                 system.capture, system.devices, hotKeys, folder, movieServices(system), &mixdown,

@@ -34,6 +34,8 @@ class NSFileManager {
     virtual bool fileExists(const std::filesystem::path& url) const = 0;
     /// Creates a folder and its parents; no effect if it exists. Throws PlatformError.
     virtual void createDirectory(const std::filesystem::path& url) = 0;
+    /// Whether files can be created in it.
+    virtual bool isWritableDirectory(const std::filesystem::path& url) const = 0;
     /// The visible entries of a folder, in no particular order. Throws PlatformError if it cannot be listed.
     virtual std::vector<NSFileEntry> contentsOfDirectory(const std::filesystem::path& url) const = 0;
     /// Creation date and size of a file; absent if they cannot be read.

@@ -164,6 +164,8 @@ class ScreenCaptureKit {
     virtual Rect CGDisplayBounds(std::uint32_t displayID) const = 0;
     /// The current frame of a window, as in the shareable content; none if it is not on the screen.
     virtual std::optional<Rect> windowBounds(std::uint32_t windowID) const = 0;
+    /// Whether the window has not been closed; it may be minimised. False also without a display server.
+    virtual bool windowExists(std::uint32_t windowID) const = 0;
     /// Calls the handler once, on any thread, with what can be captured.
     virtual void getShareableContent(ContentHandler handler) const = 0;
     /// `changed` is called on any thread whenever the shareable content has changed. An empty function

@@ -97,6 +97,7 @@ class FakeFiles final : public NSFileManager {
         if (folderRefused) throw PlatformError("The folder can't be made.");
         folders.insert(url);
     }
+    bool isWritableDirectory(const std::filesystem::path&) const override { return !isReadOnly; }
     std::vector<NSFileEntry> contentsOfDirectory(const std::filesystem::path& url) const override {
         ++listings;
         if (!folders.contains(url)) throw PlatformError("There is no such folder.");
@@ -133,6 +134,7 @@ class FakeFiles final : public NSFileManager {
     std::vector<NSFileEntry> entries;  ///< of any folder
     mutable int listings = 0;          ///< calls of contentsOfDirectory
     mutable int looks = 0;             ///< calls of attributes
+    bool isReadOnly = false;
     bool folderRefused = false;
     bool locked = false;  ///< no file can be moved or replaced
     std::optional<NSVolumeCapacity> capacity;
@@ -368,6 +370,7 @@ class FakeCapture final : public ScreenCaptureKit {
         const auto found = std::ranges::find(content.windows, windowID, &SCWindow::windowID);
         return found == content.windows.end() ? std::nullopt : std::optional(found->frame);
     }
+    bool windowExists(std::uint32_t windowID) const override { return !closed.contains(windowID); }
     void getShareableContent(ContentHandler handler) const override {
         if (contentWaits)
             waiting = std::move(handler);
@@ -389,6 +392,7 @@ class FakeCapture final : public ScreenCaptureKit {
     bool access = true;
     std::uint32_t mainDisplayID = 1;
     SCShareableContent content;
+    std::set<std::uint32_t> closed;  ///< windows
     std::exception_ptr contentError;
     bool contentWaits = false;
     mutable ContentHandler waiting;

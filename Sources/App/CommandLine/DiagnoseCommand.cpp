@@ -184,7 +184,8 @@ std::string outcome(int result) {
 
 /// Both calls that finished movies rely on, tried with an unnamed and an empty temporary file.
 void probeFolder(SystemServices& system) {
-    const std::filesystem::path folder = RecordingFolder(system.files, system.calendar).folder();
+    const std::filesystem::path folder =
+        RecordingFolder(system.files, system.calendar, system.defaults).folder();
     const std::filesystem::path home =
         QStandardPaths::writableLocation(QStandardPaths::HomeLocation).toStdString();
     std::filesystem::path existing = folder;

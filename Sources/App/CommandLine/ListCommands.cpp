@@ -157,7 +157,8 @@ std::vector<Recording> findRecordings() {
     const desktop::Calendar calendar;
     desktop::Workspace workspace;
     NotificationCenter notifications;
-    const RecordingFolder folder(files, calendar);
+    desktop::UserDefaults defaults;
+    const RecordingFolder folder(files, calendar, defaults);
     RecordingLibrary library({executor, files, notifications, folder, workspace, lengthReaders(),
                               /*watch=*/nullptr, /*showPreview=*/nullptr, /*beep=*/nullptr});
     library.reload();

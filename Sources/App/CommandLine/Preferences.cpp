@@ -46,6 +46,7 @@ std::vector<Preference> makePreferences() {
         {preference::countdown, Kind::toggle},
         {preference::openPreview, Kind::toggle},
         {preference::notifyWhenSaved, Kind::toggle},
+        {preference::recordingsFolder, Kind::text},
         {preference::areaRect, Kind::area},
         {preference::webcamEnabled, Kind::toggle},
         {preference::webcamID, Kind::text},

@@ -98,6 +98,10 @@ std::optional<Rect> CaptureKit::windowBounds(std::uint32_t windowID) const {
                    [=](const x11::WindowList& each) { return each.bounds(windowID); });
 }
 
+bool CaptureKit::windowExists(std::uint32_t windowID) const {
+    return queryOr(false, windows_, [=](const x11::WindowList& each) { return each.exists(windowID); });
+}
+
 void CaptureKit::getShareableContent(ContentHandler handler) const {
     SCShareableContent content;
     std::exception_ptr error;

@@ -61,6 +61,7 @@ class CaptureKit final : public ScreenCaptureKit {
     std::uint32_t CGMainDisplayID() const override;
     Rect CGDisplayBounds(std::uint32_t displayID) const override;
     std::optional<Rect> windowBounds(std::uint32_t windowID) const override;
+    bool windowExists(std::uint32_t windowID) const override;
     void getShareableContent(ContentHandler handler) const override;
     /// Watches the X server that runs at the time of the call, until it ends.
     void setOnContentChange(std::function<void()> changed) override;

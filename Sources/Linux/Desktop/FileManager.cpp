@@ -12,6 +12,7 @@
 #include <QFile>
 #include <QStandardPaths>
 #include <QString>
+#include <QTemporaryFile>
 #include <algorithm>
 #include <array>
 #include <cerrno>
@@ -70,6 +71,12 @@ void FileManager::createDirectory(const std::filesystem::path& url) {
     std::error_code error;
     std::filesystem::create_directories(url, error);
     if (error) fail("The folder couldn't be created:", url, error);
+}
+
+bool FileManager::isWritableDirectory(const std::filesystem::path& url) const {
+    // A trial: permission bits do not tell about read-only volumes.
+    QTemporaryFile trial(QString::fromStdString((url / ".lumicrate-XXXXXX").string()));
+    return trial.open();
 }
 
 std::vector<NSFileEntry> FileManager::contentsOfDirectory(const std::filesystem::path& url) const {

@@ -16,6 +16,7 @@ class FileManager final : public NSFileManager {
     std::filesystem::path moviesDirectory() const override;
     bool fileExists(const std::filesystem::path& url) const override;
     void createDirectory(const std::filesystem::path& url) override;
+    bool isWritableDirectory(const std::filesystem::path& url) const override;
     std::vector<NSFileEntry> contentsOfDirectory(const std::filesystem::path& url) const override;
     NSFileEntry attributes(const std::filesystem::path& url) const override;
     void removeItem(const std::filesystem::path& url) override;

@@ -23,6 +23,7 @@ Task<void> followWindow(Executor& executor, const ScreenCaptureKit& capture, Fol
     while (true) {
         co_await sleepFor(executor, interval);
         const std::optional<Rect> now = capture.windowBounds(window.windowID);
+        if (!now && !capture.windowExists(window.windowID)) break;
         if (!now || now == last) continue;
         last = *now;
         const Rect part = partOfDisplay(last, capture.CGDisplayBounds(window.displayID));
@@ -31,6 +32,7 @@ Task<void> followWindow(Executor& executor, const ScreenCaptureKit& capture, Fol
         co_await changing;
         handlers.moved(std::exchange(reported, last), last);
     }
+    handlers.closed();
 }
 
 }  // namespace lumicrate

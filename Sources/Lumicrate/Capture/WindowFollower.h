@@ -25,10 +25,12 @@ struct WindowFollowing {
     std::function<Task<void>(Rect)> setSourceRect;
     /// The window has gone from one frame to another (global).
     std::function<void(const Rect& before, const Rect& now)> moved;
+    /// The window was closed, or the display server does not answer.
+    std::function<void()> closed;
 };
 
-/// Checks the window's frame every 120 ms until it is cancelled. Nothing changes while the window is gone or
-/// on another display. Main thread; the references must outlive the task.
+/// Checks the window's frame every 120 ms until it is cancelled or the window is closed. Nothing changes
+/// while the window is minimised or on another display. Main thread; the references must outlive the task.
 Task<void> followWindow(Executor& executor, const ScreenCaptureKit& capture, FollowedWindow window,
                         WindowFollowing handlers);
 

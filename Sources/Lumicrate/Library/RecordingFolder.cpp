@@ -2,6 +2,8 @@
 #include "Lumicrate/Library/RecordingFolder.h"
 
 #include "Lumicrate/Library/DerivedFiles.h"
+#include "Lumicrate/Recording/RecordingOptions.h"
+#include "Support/Error.h"
 
 #include <algorithm>
 #include <array>
@@ -53,12 +55,30 @@ RecordingFolder::InProgress::~InProgress() {
     if (const auto found = urls_->find(url_); found != urls_->end()) urls_->erase(found);
 }
 
-RecordingFolder::RecordingFolder(NSFileManager& files, const NSCalendar& calendar)
-    : files_(files), calendar_(calendar), folder_(files.moviesDirectory() / "Lumicrate") {}
+RecordingFolder::RecordingFolder(NSFileManager& files, const NSCalendar& calendar, NSUserDefaults& defaults)
+    : files_(files), calendar_(calendar), defaults_(defaults) {
+    current = stored();
+    defaultsChanges_ = defaults_.observe([this] {
+        if (const std::filesystem::path now = stored(); now != *current) current = now;
+    });
+}
+
+/// A relative path would depend on where the program was started.
+std::filesystem::path RecordingFolder::stored() const {
+    const std::filesystem::path chosen = defaults_.stringForKey(preference::recordingsFolder).value_or("");
+    return chosen.is_absolute() ? chosen : files_.moviesDirectory() / "Lumicrate";
+}
+
+void RecordingFolder::choose(const std::filesystem::path& folder) {
+    files_.createDirectory(folder);
+    if (!files_.isWritableDirectory(folder))
+        throw LocalizedError(localized("Recordings can't be written to this folder."));
+    defaults_.set(preference::recordingsFolder, folder.string());
+}
 
 std::filesystem::path RecordingFolder::newRecordingURL(Kind kind, const std::string& fileExtension) {
-    files_.createDirectory(folder_);
-    std::filesystem::path wanted = folder_ / (std::string(prefix(kind)) + "_" + fileDate(calendar_.now()));
+    files_.createDirectory(folder());
+    std::filesystem::path wanted = folder() / (std::string(prefix(kind)) + "_" + fileDate(calendar_.now()));
     wanted += "." + fileExtension;
     return uniqueURL(files_, wanted);
 }

@@ -3,6 +3,8 @@
 #pragma once
 
 #include "Platform/NSFileManager.h"
+#include "Platform/NSUserDefaults.h"
+#include "Support/Published.h"
 
 #include <chrono>
 #include <cstdint>
@@ -25,7 +27,7 @@ struct Recording {
     bool operator==(const Recording&) const = default;
 };
 
-/// The folder "Lumicrate" in the user's movies folder. Main thread only.
+/// The folder in the preferences, or else "Lumicrate" in the user's movies folder. Main thread only.
 class RecordingFolder {
  public:
     enum class Kind { screen, audio, webcam };
@@ -50,10 +52,14 @@ class RecordingFolder {
         std::filesystem::path url_;
     };
 
-    /// Both must outlive this object.
-    RecordingFolder(NSFileManager& files, const NSCalendar& calendar);
+    /// All must outlive this object.
+    RecordingFolder(NSFileManager& files, const NSCalendar& calendar, NSUserDefaults& defaults);
 
-    const std::filesystem::path& folder() const { return folder_; }
+    const std::filesystem::path& folder() const { return *current; }
+    /// The folder; changes with the preference.
+    Published<std::filesystem::path> current;
+    /// Stores another folder in the preferences. Throws LocalizedError if no recording can be written to it.
+    void choose(const std::filesystem::path& folder);
     /// An unused path in the folder, named after the kind and the current second:
     /// "Recording-Screen_2024-05-01_14.03.22.mp4". Creates the folder if necessary, but not the file.
     /// Throws PlatformError if the folder cannot be created.
@@ -66,9 +72,12 @@ class RecordingFolder {
     static bool isMovie(const std::filesystem::path& url);
 
  private:
+    std::filesystem::path stored() const;
+
     NSFileManager& files_;
     const NSCalendar& calendar_;
-    std::filesystem::path folder_;
+    NSUserDefaults& defaults_;
+    Subscription defaultsChanges_;
     std::shared_ptr<InProgress::Urls> inProgress_ = std::make_shared<InProgress::Urls>();
 };
 

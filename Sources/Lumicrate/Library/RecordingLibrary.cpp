@@ -43,13 +43,27 @@ RecordingLibrary::RecordingLibrary(Services services, Instant launchDate)
       durations_(
           services_.executor, std::move(services_.durations),
           [this]() -> const std::vector<Recording>& { return recordings.get(); },
-          [this](const DurationReader::Results& results) { addDurations(results); }) {
+          [this](const DurationReader::Results& results) { addDurations(results); }),
+      self_(std::make_shared<RecordingLibrary*>(this)) {
     for (const std::string_view name : {recordingSavedNotification, recordingsChangedNotification}) {
         subscriptions_.push_back(
             services_.notifications.observe(name, [this](const NotificationCenter::Object&) { reload(); }));
     }
-    if (services_.watch)
-        services_.watch->setOnChange([this](const FolderChanges& changes) { follow(changes); });
+    subscriptions_.push_back(services_.folder.current.observe([this](const std::filesystem::path&) {
+        // The new folder takes effect after this call.
+        services_.executor.post([weak = std::weak_ptr(self_)] {
+            const auto self = weak.lock();
+            if (!self) return;
+            (*self)->watchFolder();
+            (*self)->reload();
+        });
+    }));
+    watchFolder();
+}
+
+void RecordingLibrary::watchFolder() {
+    watch_ = services_.makeWatch ? services_.makeWatch(services_.folder.folder()) : nullptr;
+    if (watch_) watch_->setOnChange([this](const FolderChanges& changes) { follow(changes); });
 }
 
 void RecordingLibrary::reload() {

@@ -20,9 +20,9 @@
 
 namespace lumicrate {
 
-/// Keeps the list of the movies in the recording folder. reload() and the notifications about saved and
-/// changed recordings read the whole folder; between those, only the files that the folder watch reports are
-/// looked up. Main thread.
+/// Keeps the list of the movies in the recording folder, also when another folder is chosen. reload() and the
+/// notifications about saved and changed recordings read the whole folder; between those, only the files that
+/// the folder watch reports are looked up. Main thread.
 class RecordingLibrary {
  public:
     using Instant = std::chrono::system_clock::time_point;
@@ -35,7 +35,8 @@ class RecordingLibrary {
         const RecordingFolder& folder;
         NSWorkspace& workspace;
         DurationReader::Readers durations;
-        std::unique_ptr<FolderWatch> watch;  ///< of the folder; without one, external changes are missed
+        /// May be empty or return nothing: then external changes are missed.
+        std::function<std::unique_ptr<FolderWatch>(const std::filesystem::path& folder)> makeWatch;
         std::function<void(const std::filesystem::path&)> showPreview;
         std::function<void()> beep;  ///< NSSound.beep
     };
@@ -66,6 +67,7 @@ class RecordingLibrary {
     void moveToTrash(const Recording& recording);
 
  private:
+    void watchFolder();
     void follow(const FolderChanges& changes);
     void publish(std::vector<Recording> list);
     bool isListed(const NSFileEntry& entry) const;
@@ -76,6 +78,8 @@ class RecordingLibrary {
     Instant launchDate_;
     std::set<std::filesystem::path> opened_;
     DurationReader durations_;
+    std::unique_ptr<FolderWatch> watch_;
+    std::shared_ptr<RecordingLibrary*> self_;  ///< posted work holds it weakly
     std::vector<Subscription> subscriptions_;
 };
 

@@ -103,7 +103,7 @@ Task<void> ActiveRecording::start(CaptureSession::Handlers handlers) {
     co_await session_->start();
 }
 
-void ActiveRecording::begin(RecordingChrome& chrome) {
+void ActiveRecording::begin(RecordingChrome& chrome, std::function<void()> windowClosed) {
     clock_.start(services_.executor.now());
     asleepBefore_ = services_.process.timeAsleep();
     displayAwake_ = services_.process.beginActivity(NSProcessInfo::activityUserInitiatedDisplayAwake,
@@ -114,6 +114,7 @@ void ActiveRecording::begin(RecordingChrome& chrome) {
     WindowFollowing following;
     following.setSourceRect = [this](Rect rect) { return session_->setSourceRect(rect); };
     following.moved = [&chrome](const Rect& before, const Rect& now) { chrome.followWindow(before, now); };
+    following.closed = std::move(windowClosed);
     followTask_ = RunningTask(
         services_.executor,
         followWindow(services_.executor, services_.capture,

@@ -75,8 +75,9 @@ class ActiveRecording {
     /// Opens the file and starts capture. Throws the error of the movie writer or of the capture stream.
     Task<void> start(CaptureSession::Handlers handlers);
     /// Capture runs: recorded time starts here, the display is kept awake, and a recorded window is followed,
-    /// together with the overlays in `chrome`, which must outlive the recording.
-    void begin(RecordingChrome& chrome);
+    /// together with the overlays in `chrome`, which must outlive the recording. `windowClosed` is called
+    /// when the recorded window has been closed.
+    void begin(RecordingChrome& chrome, std::function<void()> windowClosed);
 
     void pause();
     void resume();

@@ -74,7 +74,8 @@ inline constexpr std::string_view mixAudio = "mixAudio";
 inline constexpr std::string_view webcamMirror = "webcamMirror";
 inline constexpr std::string_view webcamMicLevel = "webcamMicLevel";
 inline constexpr std::string_view checkForUpdates = "checkForUpdates";
-// Without a registered fallback: off.
+// Without a registered fallback.
+inline constexpr std::string_view recordingsFolder = "recordingsFolder";  ///< absolute; or else the default
 inline constexpr std::string_view notifyWhenSaved = "notifyWhenSaved";
 inline constexpr std::string_view constantFrameRate = "constantFrameRate";
 }  // namespace preference

@@ -21,6 +21,8 @@ namespace {
 constexpr auto elapsedInterval = 250ms;
 /// How often the movie is kept up and the free space is checked, in intervals of the elapsed time.
 constexpr int ticksPerCheck = 3;
+/// How long a recording continues after its window was closed.
+constexpr auto closedWindowTime = 1min;
 
 bool userStoppedSharing(const std::exception_ptr& error) {
     try {
@@ -196,7 +198,7 @@ Task<void> ScreenRecorder::stop() {
 // While recording
 
 void ScreenRecorder::beginSession() {
-    recording_->begin(chrome_);
+    recording_->begin(chrome_, [this] { closedWindow_ = RunningTask(services_.executor, endWithWindow()); });
     elapsed = 0.0;
     state = State::recording;
     timerTask_ = RunningTask(services_.executor, updateElapsed());
@@ -215,6 +217,13 @@ Task<void> ScreenRecorder::updateElapsed() {
         if (*state == State::recording) recording_->keepUp();
         if (isActive() && !freeSpace().hasRoomToGoOn()) interrupt(localized("The disk is almost full."));
     }
+}
+
+/// The picture would be frozen from here on; the sound may still be wanted for a while.
+Task<void> ScreenRecorder::endWithWindow() {
+    errorMessage = localized("The recorded window was closed. The recording ends in a minute.");
+    co_await sleepFor(services_.executor, closedWindowTime);
+    interrupt(localized("The recorded window was closed."));
 }
 
 /// Of the volume with the file being written, or with the file that would be.
@@ -264,6 +273,7 @@ Task<void> ScreenRecorder::finishRecording() {
     chrome_.hide();
     if (studio_) studio_->close();
     timerTask_.cancel();
+    closedWindow_.cancel();
 
     const std::filesystem::path url = recording_->url();
     bool saved = false;

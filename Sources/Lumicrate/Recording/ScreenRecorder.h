@@ -104,7 +104,8 @@ class ScreenRecorder {
     /// The mode whose source is being chosen or recorded.
     Published<std::optional<CaptureMode>> pickingMode;
     Published<std::optional<CaptureSource>> source;
-    /// The last error, until the next recording starts.
+    /// The last error, until the next recording starts; also that the recorded window was closed, while
+    /// the recording continues.
     Published<std::optional<std::string>> errorMessage;
     /// Sentences about the recording that has just ended, such as that the computer slept meanwhile.
     Published<std::vector<std::string>> notices;
@@ -223,6 +224,7 @@ class ScreenRecorder {
     // Running and stopping: ScreenRecorder.cpp
     void beginSession();
     Task<void> updateElapsed();
+    Task<void> endWithWindow();
     FreeSpaceGuard freeSpace() const;
     void interrupt(const std::optional<std::string>& reason);
     void notice(const std::string& sentence);
@@ -253,6 +255,7 @@ class ScreenRecorder {
     // Destroyed first: the tasks use everything above.
     RunningTask starting_;
     RunningTask timerTask_;
+    RunningTask closedWindow_;
     RunningTask stopping_;
     std::optional<ContentFollower> sourceFollower_;
 };

@@ -78,6 +78,10 @@ SettingsModel::SettingsModel(Services services)
       shortcutFields(services.shortcuts),
       unavailableText(unavailable(*services.unavailableHotKeys, *services.missingHotKeys)),
       services_(std::move(services)) {
+    recordingsFolder = displayPath(services_.recordings.folder(), services_.home);
+    folderChanges_ = services_.recordings.current.observe([this](const std::filesystem::path& coming) {
+        recordingsFolder = displayPath(coming, services_.home);
+    });
     showMicrophones(*services_.microphones);
     microphoneChanges_ = services_.microphones.observe(
         [this](const std::vector<CaptureDevice>& connected) { showMicrophones(connected); });
@@ -102,8 +106,13 @@ std::string_view SettingsModel::symbolName(Page page) {
     return pageTexts[static_cast<std::size_t>(page)].second;
 }
 
-std::string SettingsModel::recordingsFolder() const {
-    return displayPath(services_.recordingsFolder, services_.home);
+std::string SettingsModel::chooseRecordingsFolder(const std::filesystem::path& folder) {
+    try {
+        services_.recordings.choose(folder);
+    } catch (const LocalizedError& error) {
+        return error.what();
+    }
+    return {};
 }
 
 std::string SettingsModel::openRecordingsFolder() const {

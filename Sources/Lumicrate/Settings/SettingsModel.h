@@ -2,6 +2,7 @@
 // SettingsModel: the settings of each page of the settings window, with labels and captions.
 #pragma once
 
+#include "Lumicrate/Library/RecordingFolder.h"
 #include "Lumicrate/Settings/LoginItem.h"
 #include "Lumicrate/Settings/ShortcutField.h"
 #include "Platform/AVCaptureDevice.h"
@@ -49,7 +50,8 @@ class SettingsModel {
         const Published<std::vector<CaptureDevice>>& cameras;
         const Published<std::vector<std::string>>& unavailableHotKeys;
         const Published<std::vector<std::string>>& missingHotKeys;
-        std::filesystem::path recordingsFolder, home;
+        RecordingFolder& recordings;
+        std::filesystem::path home;
         std::function<void()> openRecordingsFolder;  ///< may throw PlatformError
         bool checksForUpdates = true;                ///< whether this copy can look for updates
     };
@@ -65,7 +67,11 @@ class SettingsModel {
 
     // General
     LoginItem loginItem;
-    std::string recordingsFolder() const;
+    /// As the user would write it: "~/Videos/Lumicrate".
+    Published<std::string> recordingsFolder;
+    const std::filesystem::path& recordingsURL() const { return services_.recordings.folder(); }
+    /// Returns why recordings cannot be kept there; empty on success.
+    std::string chooseRecordingsFolder(const std::filesystem::path& folder);
     /// Returns why the folder could not be opened; empty on success.
     std::string openRecordingsFolder() const;
     static SwitchSetting countdown();
@@ -123,6 +129,7 @@ class SettingsModel {
     void showBubbleChoices();
 
     Services services_;
+    Subscription folderChanges_;
     Subscription microphoneChanges_;
     Subscription cameraChanges_;
     Subscription storeChanges_;

@@ -107,7 +107,10 @@ FormRow::FormRow(const std::string& label, const std::string& caption, QWidget* 
     auto* name = new QLabel(qtText(label));
     name->setBuddy(control);
     texts->addWidget(name);
-    if (!caption.empty()) texts->addWidget(new TintedLabel(&ThemeColors::secondary, qtText(caption)));
+    if (!caption.empty()) {
+        caption_ = new TintedLabel(&ThemeColors::secondary, qtText(caption));
+        texts->addWidget(caption_);
+    }
     texts->addStretch();
     row->addLayout(texts, 1);
     row->addWidget(control, 0, Qt::AlignVCenter);

@@ -5,6 +5,8 @@
 #include "Lumicrate/Settings/SettingsModel.h"
 #include "Platform/NSUserDefaults.h"
 #include "Support/Published.h"
+#include "Views/Widgets/QtText.h"
+#include "Views/Widgets/TintedLabel.h"
 
 #include <QWidget>
 #include <string>
@@ -40,6 +42,8 @@ class FormRow final : public QWidget {
     /// be empty.
     FormRow(const std::string& label, const std::string& caption, QWidget* control);
 
+    /// Replaces a caption that is not empty.
+    void showCaption(const std::string& text) { caption_->setText(qtText(text)); }
     /// Shows a line below the row; an empty text removes it.
     void showError(const std::string& text);
     /// Removes the error as soon as a preference is stored again.
@@ -48,6 +52,7 @@ class FormRow final : public QWidget {
     void keep(Subscription subscription) { subscriptions_.push_back(std::move(subscription)); }
 
  private:
+    TintedLabel* caption_ = nullptr;  ///< none if it is empty
     TintedLabel* error_;
     std::vector<Subscription> subscriptions_;
 };

@@ -9,6 +9,8 @@
 #include "Views/Widgets/TintedLabel.h"
 
 #include <QComboBox>
+#include <QFileDialog>
+#include <QHBoxLayout>
 #include <QPushButton>
 #include <QVBoxLayout>
 
@@ -68,9 +70,24 @@ QSize SettingsPage::sizeHint() const {
 void SettingsPage::addGeneral() {
     auto* open = roomyButton(localizedText("Open Folder"));
     open->setAccessibleName(localizedText("Open the folder of recordings"));
-    auto* folder = new FormRow(localized("Recordings are kept in"), model_.recordingsFolder(), open);
+    auto* choose = roomyButton(localizedText("Choose…"));
+    choose->setAccessibleName(localizedText("Choose the folder of recordings"));
+    auto* buttons = new QWidget;
+    auto* line = new QHBoxLayout(buttons);
+    line->setContentsMargins(0, 0, 0, 0);
+    line->addWidget(choose);
+    line->addWidget(open);
+    auto* folder = new FormRow(localized("Recordings are kept in"), *model_.recordingsFolder, buttons);
+    folder->keep(model_.recordingsFolder.observe(
+        [folder](const std::string& coming) { folder->showCaption(coming); }));
     connect(open, &QPushButton::clicked, this,
             [this, folder] { folder->showError(model_.openRecordingsFolder()); });
+    connect(choose, &QPushButton::clicked, this, [this, folder] {
+        const QString chosen =
+            QFileDialog::getExistingDirectory(this, localizedText("Choose the folder of recordings"),
+                                              QString::fromStdString(model_.recordingsURL().string()));
+        if (!chosen.isEmpty()) folder->showError(model_.chooseRecordingsFolder(chosen.toStdString()));
+    });
     addSwitches({SettingsModel::countdown(), SettingsModel::hideSelf(), SettingsModel::openPreview(),
                  SettingsModel::notifyWhenSaved()})
         .addRow(folder);

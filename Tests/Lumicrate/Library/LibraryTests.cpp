@@ -41,7 +41,10 @@ class LibraryTests : public testing::Test {
             readers.queues.push_back(std::make_unique<VirtualQueue>(executor));
         library.emplace(
             RecordingLibrary::Services{executor, files, notifications, folder, workspace, std::move(readers),
-                                       std::make_unique<Watch>(changed),
+                                       [this](const Path& url) {
+                                           watched = url;
+                                           return std::make_unique<Watch>(changed);
+                                       },
                                        [this](const Path& url) { previewed.push_back(url.filename()); },
                                        [this] { ++beeps; }},
             launch);
@@ -84,8 +87,10 @@ class LibraryTests : public testing::Test {
     FakeFiles files;
     FakeCalendar calendar;
     NotificationCenter notifications;
-    RecordingFolder folder{files, calendar};
+    FakeDefaults defaults;
+    RecordingFolder folder{files, calendar, defaults};
     FakeWorkspace workspace;
+    Path watched;
     FolderWatch::Handler changed;
     std::map<Path, double> durations;
     std::vector<Path> read;
@@ -94,6 +99,15 @@ class LibraryTests : public testing::Test {
     int beeps = 0;
     std::optional<RecordingLibrary> library;
 };
+
+TEST_F(LibraryTests, AnotherFolderIsReadAndWatched) {
+    EXPECT_EQ(watched, folderPath);
+    folder.choose("/mnt/clips");
+    files.entries = {{"/mnt/clips/a.mp4", launch, 100}};
+    executor.drain();
+    EXPECT_EQ(watched, "/mnt/clips");
+    EXPECT_EQ(library->recordings->at(0).url, "/mnt/clips/a.mp4");
+}
 
 TEST_F(LibraryTests, NewRecordingsGetUnusedNamesWithKindAndTime) {
     using Kind = RecordingFolder::Kind;

@@ -180,7 +180,7 @@ class RecorderFixture : public testing::Test {
     HotKeyCenter hotKeys{keys};
     FakeFiles files;
     FakeCalendar calendar;
-    RecordingFolder folder{files, calendar};
+    RecordingFolder folder{files, calendar, defaults};
     AudioMixing* mixing = nullptr;
 
     // Overlays whose contents are fake. A test puts those that it needs into `overlays`.

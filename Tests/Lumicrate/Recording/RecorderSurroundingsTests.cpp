@@ -342,6 +342,19 @@ TEST_F(WindowFollowerTests, AMissingWindowChangesNothing) {
     EXPECT_EQ(message(), "");
 }
 
+TEST_F(WindowFollowerTests, AClosedWindowIsReportedAndEndsTheRecordingAfterAMinute) {
+    record(CaptureSource::window(7));
+    capture.content.windows.clear();
+    capture.closed = {7};
+    executor.advance(interval);
+    EXPECT_EQ(message(), "The recorded window was closed. The recording ends in a minute.");
+    executor.advance(59s);
+    EXPECT_EQ(*recorder->state, State::recording);
+    executor.advance(1s);
+    EXPECT_EQ(*recorder->state, State::stopping) << "and saves it";
+    EXPECT_EQ(message(), "Recording stopped: The recorded window was closed.");
+}
+
 TEST_F(WindowFollowerTests, OverlaysMoveWithTheWindow) {
     defaults.stored["webcamEnabled"] = true;
     record(CaptureSource::window(7));

@@ -169,6 +169,9 @@ class SettingsTests : public testing::Test {
     HotKeyCenter center{hotKeys};
     FakeKeyMonitoring keys;
     FakeLoginService login;
+    FakeFiles files;
+    FakeCalendar calendar;
+    RecordingFolder folder{files, calendar, defaults};
     Published<std::vector<CaptureDevice>> microphones, cameras;
     Published<std::vector<std::string>> unavailable, missing;
     int registrations = 0;
@@ -180,7 +183,7 @@ class SettingsTests : public testing::Test {
                                 cameras,
                                 unavailable,
                                 missing,
-                                "/home/me/Videos/Lumicrate",
+                                folder,
                                 "/home/me",
                                 [] { throw PlatformError("There is no file viewer."); }}};
     ShortcutField& toggle = field(ShortcutAction::toggle);
@@ -335,7 +338,15 @@ TEST_F(SettingsTests, ReportsUnavailableShortcutsAndErrors) {
     EXPECT_EQ(*model->unavailableText,
               "Another app is using ⌥⌘R. Pick a different shortcut.\n"
               "This keyboard has no key for ⌥⌘A. Pick a different shortcut.");
-    EXPECT_EQ(model->recordingsFolder(), "~/Videos/Lumicrate");
+    EXPECT_EQ(*model->recordingsFolder, "~/Movies/Lumicrate");
+    files.isReadOnly = true;
+    EXPECT_EQ(model->chooseRecordingsFolder("/mnt/disk"), "Recordings can't be written to this folder.");
+    EXPECT_EQ(*model->recordingsFolder, "~/Movies/Lumicrate");
+    files.isReadOnly = false;
+    EXPECT_EQ(model->chooseRecordingsFolder("/home/me/Clips"), "");
+    EXPECT_EQ(*model->recordingsFolder, "~/Clips");
+    defaults.set("recordingsFolder", std::string("Clips"));
+    EXPECT_EQ(*model->recordingsFolder, "~/Movies/Lumicrate") << "a relative path";
     EXPECT_EQ(model->openRecordingsFolder(), "There is no file viewer.");
 
     login.refuses = true;

@@ -137,7 +137,7 @@ class MainWindowTests : public RecorderFixture {
     app::QtExecutor loop;
     desktop::FileManager diskFiles;
     desktop::Calendar realCalendar;
-    RecordingFolder recordings{diskFiles, realCalendar};
+    RecordingFolder recordings{diskFiles, realCalendar, defaults};
     FakeWorkspace workspace;
     FakeOverlayContents panels;
     FakeDisplayPictures screenshots{panels};

@@ -81,7 +81,7 @@ class SettingsWindowTests : public testing::Test {
                 cameras,
                 unavailable,
                 missing,
-                "/home/me/Videos/Lumicrate",
+                folder,
                 "/home/me",
                 [] { throw PlatformError("There is no file viewer to open it with."); }}));
         };
@@ -90,6 +90,9 @@ class SettingsWindowTests : public testing::Test {
 
     static inline std::unique_ptr<QWidget> desk;
     FakeDefaults defaults;
+    FakeFiles files;
+    FakeCalendar calendar;
+    RecordingFolder folder{files, calendar, defaults};
     FakeHotKeys hotKeys;
     HotKeyCenter center{hotKeys};
     app::QtExecutor executor;

@@ -14,7 +14,7 @@ namespace {
 
 /// The layout may change again while it is being read, but not endlessly.
 constexpr int maxFailedReads = 10;
-constexpr std::chrono::milliseconds missingSourceTimeout(1000);
+constexpr std::chrono::milliseconds missingSourceTimeout(5000);
 /// How soon to request a window's pixels again.
 constexpr std::chrono::milliseconds windowRetryDelay(20);
 

@@ -165,6 +165,11 @@ bool WindowList::isComposited() const {
     return compositor_.active();
 }
 
+bool WindowList::exists(std::uint32_t windowID) const {
+    return connection_.tryAwait(xcb_get_window_attributes_reply,
+                                xcb_get_window_attributes(connection_.get(), windowID)) != nullptr;
+}
+
 std::optional<Rect> WindowList::bounds(std::uint32_t windowID) const {
     const xcb_window_t topLevel = topLevelOf(connection_, windowID);
     if (topLevel == XCB_NONE) return std::nullopt;

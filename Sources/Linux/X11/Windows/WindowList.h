@@ -31,6 +31,8 @@ class WindowList {
     /// A window's frame as in windows(), points; nothing for a window that is not viewable. Throws
     /// PlatformError when the server is lost.
     std::optional<Rect> bounds(std::uint32_t windowID) const;
+    /// Whether the window has not been destroyed. Throws as bounds().
+    bool exists(std::uint32_t windowID) const;
 
  private:
     bool isComposited() const;
