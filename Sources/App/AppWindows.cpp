@@ -5,6 +5,7 @@
 #include "Support/DispatchQueue.h"
 #include "Support/Error.h"
 #include "Support/Log.h"
+#include "Support/LongWork.h"
 #include "Views/Settings/SettingsWindow.h"
 #include "Views/Widgets/AlertSheet.h"
 #include "Views/Widgets/QtText.h"
@@ -55,7 +56,7 @@ AppWindows::AppWindows(SystemServices& system, DesktopSession& session, Recorder
       info_(appInfo()),
       loginItem_(ownProgram()),
       content_(contentServices()),
-      permissions_({}, [this] { permissions_.update(facts()); }),
+      permissions_({}, [this] { checkPermissions([] {}); }),
       closeWatch_(std::make_unique<CloseWatch>(commands_.mainClosed)) {}
 
 AppWindows::~AppWindows() {
@@ -126,9 +127,25 @@ void AppWindows::showWelcomeIfDue() {
 }
 
 void AppWindows::showPermissionsIfMissing() {
-    permissions_.update(facts());
-    if (permissions_.missing->empty()) return;
-    windows_.show("permissions", [this] { return std::make_unique<views::PermissionWindow>(permissions_); });
+    checkPermissions([this] {
+        if (permissions_.missing->empty()) return;
+        windows_.show("permissions",
+                      [this] { return std::make_unique<views::PermissionWindow>(permissions_); });
+    });
+}
+
+void AppWindows::checkPermissions(std::function<void()> checked) {
+    permissionCheck_ = RunningTask(system_.executor, updatePermissions(std::move(checked)));
+}
+
+Task<void> AppWindows::updatePermissions(std::function<void()> checked) {
+    const std::function<SoundDevices()> query = [&devices = system_.devices] {
+        return devices.soundDevices();
+    };
+    Task<SoundDevices> asking = inBackground<SoundDevices>(system_.executor, permissionQueue_, query);
+    const SoundDevices sound = co_await asking;
+    permissions_.update(facts(sound.hasServer));
+    checked();
 }
 
 void AppWindows::openFolder() {
@@ -158,10 +175,11 @@ void AppWindows::showAlert(const NSAlert& alert, std::function<void(NSAlertRespo
     views::bringForward(*alert_);
 }
 
-Permissions::Facts AppWindows::facts() const {
+Permissions::Facts AppWindows::facts(bool soundReachable) const {
     Permissions::Facts facts;
     facts.screenReachable = system_.capture.CGPreflightScreenCaptureAccess();
-    facts.soundReachable = system_.devices.snapshot().has_value();
+    facts.soundReachable = soundReachable;
+    facts.cameraReachable = system_.devices.authorizationStatusForVideo() != AVAuthorizationStatus::denied;
     facts.waylandSession = qEnvironmentVariableIsSet("WAYLAND_DISPLAY");
     log(LogArea::ui, "screen reachable: ", facts.screenReachable, ", sound reachable: ", facts.soundReachable,
         ", Wayland session: ", facts.waylandSession);

@@ -12,6 +12,8 @@
 #include "Lumicrate/MainWindow/MainWindowModel.h"
 #include "Lumicrate/Shell/MenuItem.h"
 #include "Platform/NSAlert.h"
+#include "Support/DispatchQueue.h"
+#include "Support/Task.h"
 #include "Views/MainWindow/MainWindow.h"
 #include "Views/Shell/MessageWindows.h"
 #include "Views/Shell/SingleWindow.h"
@@ -49,8 +51,8 @@ class AppWindows {
     void showAbout();
     /// Shows the welcome window unless it has been shown before.
     void showWelcomeIfDue();
-    /// Shows the permissions window when the display or the sound server cannot be reached. Blocks for two
-    /// seconds when the sound server hangs.
+    /// Shows the permissions window when the display, the sound server or cameras cannot be reached; up to
+    /// two seconds later, because a server that hangs must not block the windows.
     void showPermissionsIfMissing();
     /// Opens the recordings folder, and creates it before the first recording.
     void openRecordingsFolder();
@@ -68,7 +70,9 @@ class AppWindows {
     MainWindowModel::Services contentServices();
     /// Throws PlatformError.
     void openFolder();
-    Permissions::Facts facts() const;
+    void checkPermissions(std::function<void()> checked);
+    Task<void> updatePermissions(std::function<void()> checked);
+    Permissions::Facts facts(bool soundReachable) const;
 
     SystemServices& system_;
     DesktopSession& session_;
@@ -81,6 +85,8 @@ class AppWindows {
     media::ImageIO images_;
     MainWindowModel content_;
     Permissions permissions_;
+    SerialQueue permissionQueue_{"Lumicrate.permissions"};
+    RunningTask permissionCheck_;
     std::unique_ptr<CloseWatch> closeWatch_;
     std::unique_ptr<views::MainWindow> main_;
     views::SingleWindow windows_;

@@ -189,7 +189,7 @@ class DesktopApp {
 
 int runDesktopApp(bool inBackground, const std::optional<std::filesystem::path>& opened) try {
     std::error_code unknown;
-    if (opened && !std::filesystem::exists(*opened, unknown)) {
+    if (opened && !std::filesystem::is_regular_file(*opened, unknown)) {
         fmt::print(stderr, "lumicrate: {}\n",
                    fmt::format(fmt::runtime(localized("There is no file “{}”.")), opened->string()));
         return exitFailed;

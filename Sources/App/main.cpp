@@ -8,6 +8,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <system_error>
 #include <vector>
 
 namespace {
@@ -18,8 +19,11 @@ bool startsApplication(const std::vector<std::string>& arguments) {
 }
 
 std::optional<std::filesystem::path> openedFile(const std::vector<std::string>& arguments) {
-    const bool isOpen = arguments.size() == 2 && arguments[0] == "open" && !arguments[1].starts_with('-');
-    return isOpen ? std::optional(std::filesystem::absolute(arguments[1])) : std::nullopt;
+    const bool isOpen = arguments.size() == 2 && arguments[0] == "open" && !arguments[1].empty() &&
+                        !arguments[1].starts_with('-');
+    // Fails in a folder that was deleted.
+    std::error_code error;
+    return isOpen ? std::optional(std::filesystem::absolute(arguments[1], error)) : std::nullopt;
 }
 
 }  // namespace

@@ -120,6 +120,7 @@ int runGif(const ParsedOptions& parsed) {
     size.fps = readIntegerOption(parsed, "fps", 1, 50).value_or(size.fps);
     const Path movie = oneFile(parsed);
     Path gif = parsed.value("output").value_or("");
+    if (parsed.has("output") && gif.empty()) throwInvalidValue("output", "", localized("a file name"));
     try {
         runLongWork(localized("Making GIF…"), [&](const LongWork& work) {
             if (gif.empty()) gif = uniqueURL(desktop::FileManager(), Path(movie).replace_extension("gif"));

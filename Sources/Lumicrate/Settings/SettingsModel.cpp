@@ -125,11 +125,11 @@ std::string SettingsModel::openRecordingsFolder() const {
 }
 
 SwitchSetting SettingsModel::countdown() {
-    return switched(preference::countdown, "Count down before recording", "Three seconds to get ready.");
+    return switched(preference::countdown, "3-second countdown");
 }
 
 SwitchSetting SettingsModel::hideSelf() {
-    return switched(preference::hideSelf, "Keep Lumicrate’s own windows out of recordings");
+    return switched(preference::hideSelf, "Hide Lumicrate in recordings");
 }
 
 SwitchSetting SettingsModel::openPreview() {
@@ -251,7 +251,7 @@ SwitchSetting SettingsModel::captureMicrophone() {
 }
 
 SwitchSetting SettingsModel::mixAudio() {
-    return switched(preference::mixAudio, "Mix both into one track",
+    return switched(preference::mixAudio, "Mix into one audio track",
                     "Most players play only one track. Off keeps them separate for editing.");
 }
 

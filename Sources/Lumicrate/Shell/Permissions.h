@@ -17,7 +17,7 @@ class Permissions {
     struct Facts {
         bool screenReachable = true;
         bool soundReachable = true;
-        bool cameraReachable = true;  ///< set to false only if a camera is wanted
+        bool cameraReachable = true;  ///< false: the user has refused it
         bool waylandSession = false;  ///< a Wayland compositor runs the desktop
 
         bool operator==(const Facts&) const = default;
