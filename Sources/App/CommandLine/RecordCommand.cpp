@@ -93,6 +93,10 @@ class Recording {
           request_(request),
           signals_(signals),
           states_(recorder_.state.observe([this](ScreenRecorder::State coming) { onState(coming); })),
+          errors_(recorder_.errorMessage.observe([this](const auto& coming) {
+              // Posted, because an error usually ends the recording at once.
+              if (coming) executor_.post([this] { sayErrorWhileRecording(); });
+          })),
           mixing_(services.mixdown.progress().observe([this](std::optional<double> part) {
               if (part) line_.show({Phase::saving, 0, 0, 0, std::nullopt, part});
           })) {
@@ -188,6 +192,12 @@ class Recording {
         }
     }
 
+    void sayErrorWhileRecording() {
+        if (!recorder_.isActive() || !*recorder_.errorMessage) return;
+        line_.clear();
+        say(**recorder_.errorMessage);
+    }
+
     int conclude() {
         line_.clear();
         if (recorder_.refusedFrames() > 0) {
@@ -212,6 +222,7 @@ class Recording {
     bool begun_ = false;
     bool stoppedByUser_ = false;
     Subscription states_;
+    Subscription errors_;
     Subscription mixing_;
 };
 

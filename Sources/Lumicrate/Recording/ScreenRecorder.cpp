@@ -23,6 +23,8 @@ constexpr auto elapsedInterval = 250ms;
 constexpr int ticksPerCheck = 3;
 /// How long a recording continues after its window was closed.
 constexpr auto closedWindowTime = 1min;
+constexpr std::string_view closedWindowWarning =
+    "The recorded window was closed. The recording ends in a minute.";
 
 bool userStoppedSharing(const std::exception_ptr& error) {
     try {
@@ -175,6 +177,7 @@ void ScreenRecorder::requestStop() {
         case State::recording:
         case State::paused:
             recording_->end();
+            if (*errorMessage == localized(closedWindowWarning)) errorMessage = std::nullopt;
             elapsed = elapsedNow();
             state = State::stopping;
             stopping_ = RunningTask(services_.executor, finishRecording());
@@ -221,7 +224,7 @@ Task<void> ScreenRecorder::updateElapsed() {
 
 /// The picture would be frozen from here on; the sound may still be wanted for a while.
 Task<void> ScreenRecorder::endWithWindow() {
-    errorMessage = localized("The recorded window was closed. The recording ends in a minute.");
+    errorMessage = localized(closedWindowWarning);
     co_await sleepFor(services_.executor, closedWindowTime);
     interrupt(localized("The recorded window was closed."));
 }

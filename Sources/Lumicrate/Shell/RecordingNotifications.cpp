@@ -15,12 +15,30 @@ RecordingNotifications::RecordingNotifications(Services services)
     : services_(std::move(services)),
       stateChanges_(services_.recorder.state.observe([this](State state) { stateChanged(state); })),
       saves_(services_.notifications.observe(
-          recordingSavedNotification, [this](const NotificationCenter::Object& url) { saved_ = url; })) {}
+          recordingSavedNotification, [this](const NotificationCenter::Object& url) { saved_ = url; })),
+      self_(std::make_shared<RecordingNotifications*>(this)) {
+    errors_ = services_.recorder.errorMessage.observe([this](const std::optional<std::string>& coming) {
+        // Posted, because an error usually ends the recording at once.
+        if (coming)
+            services_.executor.post([weak = std::weak_ptr(self_)] {
+                if (const auto self = weak.lock()) (*self)->reportError();
+            });
+    });
+}
 
 void RecordingNotifications::stateChanged(State state) {
     if (state == State::idle) return reportEnd();
     if (state == State::recording) hasRun_ = true;
     if (!hasRun_) services_.center.removeAllDeliveredNotifications();
+}
+
+void RecordingNotifications::reportError() {
+    const auto& error = *services_.recorder.errorMessage;
+    if (!error || !services_.recorder.isActive() || services_.isMainWindowActive()) return;
+    services_.center.add({localized("The recording continues"),
+                          *error,
+                          {{localized("Show"), services_.showMainWindow}},
+                          true});
 }
 
 void RecordingNotifications::reportEnd() {

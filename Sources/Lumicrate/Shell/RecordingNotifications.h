@@ -5,23 +5,27 @@
 #include "Lumicrate/Recording/ScreenRecorder.h"
 #include "Platform/NSUserDefaults.h"
 #include "Platform/UNUserNotificationCenter.h"
+#include "Support/Executor.h"
 #include "Support/Notifications.h"
 #include "Support/Published.h"
 
 #include <filesystem>
 #include <functional>
+#include <memory>
 #include <optional>
 
 namespace lumicrate {
 
 /// A recording that does not start, or that ends by itself, says so in the main window. Recordings are
 /// usually controlled by shortcuts while that window is closed or behind others; then there is a
-/// notification, too. Saved recordings are notified if the preference "notifyWhenSaved" is on. The
-/// notification disappears when the next recording begins. Main thread.
+/// notification, too, and for an error during which the recording continues. Saved recordings are notified if
+/// the preference "notifyWhenSaved" is on. The notification disappears when the next recording begins. Main
+/// thread.
 class RecordingNotifications {
  public:
     /// The references must outlive this object.
     struct Services {
+        Executor& executor;
         ScreenRecorder& recorder;
         const NSUserDefaults& defaults;
         NotificationCenter& notifications;
@@ -39,12 +43,15 @@ class RecordingNotifications {
  private:
     void stateChanged(ScreenRecorder::State state);
     void reportEnd();
+    void reportError();
 
     Services services_;
     bool hasRun_ = false;                         ///< the present attempt got as far as recording
     std::optional<std::filesystem::path> saved_;  ///< by the present attempt
     Subscription stateChanges_;
     Subscription saves_;
+    Subscription errors_;
+    std::shared_ptr<RecordingNotifications*> self_;  ///< posted work holds it weakly
 };
 
 }  // namespace lumicrate

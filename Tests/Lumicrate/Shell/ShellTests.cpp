@@ -123,8 +123,9 @@ TEST_F(ShellTests, NotifiesOfRecordingsWhoseEndTheUserDoesNotSee) {
     const auto url = [this](const char* name) {
         return [this, name](const auto& at) { done.push_back(name + at.filename().string()); };
     };
-    const RecordingNotifications notifying({make(), defaults, notifications, center, [&] { return active; },
-                                            note("main"), url("open "), url("folder ")});
+    const RecordingNotifications notifying({executor, make(), defaults, notifications, center,
+                                            [&] { return active; }, note("main"), url("open "),
+                                            url("folder ")});
     const auto record = [&](const std::exception_ptr& stopped) {
         files.existing.clear();
         ShellTests::record();
@@ -137,6 +138,13 @@ TEST_F(ShellTests, NotifiesOfRecordingsWhoseEndTheUserDoesNotSee) {
     const std::string name = movie().url.filename();
     EXPECT_THAT(record(displayLost), ElementsAre("main", "open " + name));
     EXPECT_EQ(center.shown, "The recording has ended|Recording stopped: The display is gone.");
+    EXPECT_THAT(done, IsEmpty());
+    ShellTests::record();
+    recorder->errorMessage = "The window was closed.";
+    executor.drain();
+    EXPECT_EQ(center.shown, "The recording continues|The window was closed.");
+    stopAndComplete();
+    done.clear();
     defaults.stored["notifyWhenSaved"] = active = true;
     EXPECT_THAT(record(displayLost), IsEmpty());
     EXPECT_THAT(record(nullptr), ElementsAre("open " + name, "folder " + name));
