@@ -290,9 +290,10 @@ TEST_F(CameraSessionTests, NothingIsDeliveredAfterTheEnd) {
     int outcomes = 0;
     viewer.session->startRunning({}, [&](Outcome) { ++outcomes; });
     viewer.session->stopRunning();
+    std::atomic<int> frames = 0;
     for (int i = 0; i < 3; ++i) {
         ASSERT_EQ(viewer.start(), Outcome::running);
-        std::atomic<int> frames = 0;
+        frames = 0;
         viewer.session->setOnFrame([&](const CMSampleBuffer&) { ++frames; }, false);
         EXPECT_TRUE(stage::eventually([&] { return frames > 0; }));
         viewer.session->stopRunning();
