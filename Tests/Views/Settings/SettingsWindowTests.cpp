@@ -168,7 +168,7 @@ TEST_F(SettingsWindowTests, ActivatingAnotherWindowEndsListening) {
 
 TEST_F(SettingsWindowTests, ControlsStoreAtOnceAndFollowThePreferences) {
     SettingsWindow& window = open();
-    auto* countdown = named<QCheckBox>(window, "Count down");
+    auto* countdown = named<QCheckBox>(window, "3-second");
     EXPECT_TRUE(countdown->isChecked());
     QTest::keyClick(countdown, Qt::Key_Space);
     EXPECT_FALSE(defaults.boolForKey("countdown"));
