@@ -65,8 +65,8 @@ TEST_F(DevicesTests, DevicesDefaultsAndTheServerAreFollowed) {
     const auto added = server.addMicrophone("headset", "A headset");
     server.setDefaultSource("mic");
     awaitMicrophones({microphone, headset});
-    // On a busy machine the session manager may return to the former default. Setting the same one again would
-    // be no change to it.
+    // On a busy machine the session manager may return to the former default. Setting the same one again
+    // would be no change to it.
     for (int i = 0; i < 3 && followed.microphones().front() != headset; ++i) {
         server.setDefaultSource("mic");
         server.setDefaultSource("headset");
