@@ -175,11 +175,12 @@ void MpvSession::setText(const char* property, const char* value) {
 }
 
 void MpvSession::setVideoFilter(const std::string& filter) {
-    const std::lock_guard lock(mutex_);
+    const std::lock_guard lock(filterMutex_);
     filter_ = filter;
     sendFilters();
 }
 
+/// filterMutex_ held, so that the latest filters are sent last.
 void MpvSession::sendFilters() {
     const std::string separator = filter_.empty() ? "" : ",";
     command(0, {"vf", "set", (turningFilter_ + filter_ + separator + upright).c_str()});
@@ -280,7 +281,7 @@ void MpvSession::takeProperty(const mpv_event_property& property) {
         return;
     }
     if (name == "video-params/rotate") {
-        const std::lock_guard lock(mutex_);
+        const std::lock_guard lock(filterMutex_);
         const std::string turning = turningFilter(static_cast<int>(value));
         if (std::exchange(turningFilter_, turning) != turning) sendFilters();
         return;

@@ -75,14 +75,17 @@ class MpvSession {
     SeekStage seekStage_ = SeekStage::begun;  ///< opening counts as a seek; the session's thread only
     RecycledMemory memory_;
 
+    std::mutex filterMutex_;  ///< guards the filters
+    std::string filter_;
+    std::string turningFilter_;
+    /// Guards the rest. Must not be held during a command: libmpv calls signal() while it holds its own lock,
+    /// which a command waits for.
     mutable std::mutex mutex_;
     std::condition_variable changed_;
     bool hasEvents_ = false;
     bool hasFrame_ = false;
     bool isResized_ = false;
     bool isStopping_ = false;
-    std::string filter_;
-    std::string turningFilter_;
     int width_ = 0;
     int height_ = 0;
     RenderedPicture picture_;
