@@ -249,14 +249,17 @@ TEST(PreferencesTests, AcceptWhatTheirKindAllows) {
         {"microphoneID", "any thing", std::string("any thing")},
         {"areaRect", "{{1, 2}, {3, 4}}", std::string("{{1, 2}, {3, 4}}")},
         {"areaRect", "", std::string()},
+        {"recordingsFolder", "/mnt/clips", std::string("/mnt/clips")},
         {"shortcut.pause", "off", std::string("off")},
         {"shortcut.pause", shortcut, shortcut},
     };
     for (const auto& [key, text, value] : valid)
         EXPECT_EQ(findPreference(key).parse(text), value) << key;
     const std::pair<const char*, const char*> invalid[] = {
-        {"countdown", "maybe"}, {"fps", "25"},           {"quality", "P1080"},          {"webcamWidth", "99"},
-        {"webcamWidth", "x"},   {"areaRect", "1,2,3,4"}, {"shortcut.toggle", "Ctrl+R"}, {"captureMode", ""},
+        {"countdown", "maybe"},        {"fps", "25"},        {"quality", "P1080"},
+        {"webcamWidth", "99"},         {"webcamWidth", "x"}, {"areaRect", "1,2,3,4"},
+        {"shortcut.toggle", "Ctrl+R"}, {"captureMode", ""},  {"webcamBorderColor", "reddish"},
+        {"recordingsFolder", "Clips"},
     };
     for (const auto& [key, text] : invalid)
         EXPECT_THROW(findPreference(key).parse(text), UsageError) << key << text;
@@ -271,6 +274,8 @@ TEST(PreferencesTests, AnInvalidStoredValueIsNotInForce) {
         {"quality", "P1080", "p1080", false},
         {"webcamWidth", "9999", "480", false},
         {"areaRect", "here", "", false},
+        {"webcamBorderColor", "reddish", "#FFFFFF", false},
+        {"recordingsFolder", "Clips", "", false},
         {"countdown", "maybe", "false", false},
         {"shortcut.pause", "Ctrl+P", "", false},
         {"microphoneID", "usb", "usb", true},

@@ -3,6 +3,7 @@
 
 #include "App/CommandLine/CommandLine.h"
 #include "Linux/Desktop/UserDefaults.h"
+#include "Lumicrate/Overlays/WebcamBubbleModel.h"
 #include "Lumicrate/Recording/RecordingOptions.h"
 #include "Lumicrate/Shortcuts/Shortcut.h"
 #include "Support/Geometry.h"
@@ -46,14 +47,14 @@ std::vector<Preference> makePreferences() {
         {preference::countdown, Kind::toggle},
         {preference::openPreview, Kind::toggle},
         {preference::notifyWhenSaved, Kind::toggle},
-        {preference::recordingsFolder, Kind::text},
+        {preference::recordingsFolder, Kind::folder},
         {preference::areaRect, Kind::area},
         {preference::webcamEnabled, Kind::toggle},
         {preference::webcamID, Kind::text},
         {preference::webcamWidth, Kind::number, {}, {}, minWebcamWidth, maxWebcamWidth},
         choice(preference::webcamShape, fresh.webcamShape),
         choice(preference::webcamBorder, fresh.webcamBorder),
-        {preference::webcamBorderColor, Kind::text},
+        {preference::webcamBorderColor, Kind::color, {}, fresh.webcamBorderColor},
         {preference::webcamMirror, Kind::toggle},
         {preference::webcamMicLevel, Kind::toggle},
         {preference::checkForUpdates, Kind::toggle},
@@ -92,6 +93,10 @@ std::string Preference::expected() const {
             return fmt::format(fmt::runtime(localized("a number from {} to {}")), min, max);
         case Kind::text:
             return localized("any text");
+        case Kind::color:
+            return localized("a colour such as #FF3B30");
+        case Kind::folder:
+            return localized("a path that begins with “/”, or nothing for the default");
         case Kind::area:
             return localized("{{x, y}, {width, height}} in points, or nothing");
         case Kind::shortcut:
@@ -106,11 +111,13 @@ std::string Preference::read(const NSUserDefaults& defaults) const {
         case Kind::toggle:
             return defaults.boolForKey(key) ? "true" : "false";
         case Kind::choice:
+        case Kind::color:
             return parsed(text) ? text : fallback;
         case Kind::number:
             return fmt::format("{}", std::clamp(defaults.doubleForKey(key), min, max));
         case Kind::text:
             return text;
+        case Kind::folder:
         case Kind::area:
         case Kind::shortcut:
             break;
@@ -138,6 +145,12 @@ std::optional<DefaultsValue> Preference::parsed(const std::string& text) const {
             break;
         case Kind::text:
             value = text;
+            break;
+        case Kind::color:
+            if (NSColor::fromHex(text)) value = text;
+            break;
+        case Kind::folder:
+            if (text.empty() || text.front() == '/') value = text;
             break;
         case Kind::area:
             if (text.empty() || isArea(text)) value = text;

@@ -14,12 +14,12 @@ namespace lumicrate::app {
 
 /// A preference and its valid values.
 struct Preference {
-    enum class Kind { toggle, choice, number, text, area, shortcut };
+    enum class Kind { toggle, choice, number, text, color, folder, area, shortcut };
 
     std::string_view key;
     Kind kind = Kind::text;
     std::vector<std::string> choices{};  ///< of a choice
-    std::string fallback{};              ///< of a choice: what is in force instead of an invalid value
+    std::string fallback{};              ///< of a choice or colour: in force instead of an invalid value
     double min = 0;                      ///< of a number
     double max = 0;
 
