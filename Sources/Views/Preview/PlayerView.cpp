@@ -3,6 +3,7 @@
 
 #include "Views/Preview/TransportBar.h"
 #include "Views/Widgets/Symbols.h"
+#include "Views/Widgets/Theme.h"
 
 #include <QApplication>
 #include <QMouseEvent>
@@ -20,7 +21,6 @@ constexpr std::chrono::milliseconds barTime(2500);
 constexpr int barMargin = 12;
 constexpr int widestBar = 720;
 constexpr int soundSymbol = 40;
-const QColor backdrop(0x101114);
 
 }  // namespace
 
@@ -72,7 +72,7 @@ void PlayerView::requestPictures() {
 
 void PlayerView::paintEvent(QPaintEvent*) {
     QPainter painter(this);
-    painter.fillRect(rect(), backdrop);
+    painter.fillRect(rect(), pictureBackdrop);
     const RenderedPicture picture = shown_ ? shown_->picture() : RenderedPicture();
     if (picture.pixels && !videoSize_.isEmpty()) {
         const QImage image(picture.pixels.get(), picture.width, picture.height,

@@ -4,6 +4,7 @@
 #include "Views/Overlays/OverlayStyle.h"
 #include "Views/Widgets/Pictures.h"
 #include "Views/Widgets/QtText.h"
+#include "Views/Widgets/Theme.h"
 
 #include <QMouseEvent>
 #include <QPainter>
@@ -23,7 +24,6 @@ constexpr double labelHeight = 18;
 constexpr double handleWidth = 11;
 constexpr double frameWidth = 3;
 constexpr double corner = 6;
-const QColor backdrop(0x101114);
 
 /// "01:05.23": to the hundredth, because ends differ by single pictures.
 QString preciseTime(double seconds) {
@@ -165,7 +165,7 @@ void TrimStrip::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setRenderHint(QPainter::SmoothPixmapTransform);
-    painter.fillRect(rect(), backdrop);
+    painter.fillRect(rect(), pictureBackdrop);
     if (!*player_.trim) return;
     const QRectF area = track();
     paintContent(painter, area);

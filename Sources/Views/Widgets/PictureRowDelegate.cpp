@@ -83,7 +83,7 @@ void PictureRowDelegate::paintPicture(QPainter& painter, const QStyleOptionViewI
         paintSymbol(painter, square, index.data(symbol).toString().toStdString(), theme.secondary);
         return;
     }
-    painter.fillPath(outline, QColor(0x101114));
+    painter.fillPath(outline, pictureBackdrop);
     const QSizeF shown = QSizeF(image.size()).scaled(frame.size(), Qt::KeepAspectRatio);
     QRectF place({}, shown);
     place.moveCenter(QRectF(frame).center());

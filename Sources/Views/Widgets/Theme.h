@@ -35,6 +35,9 @@ struct ThemeColors {
     static ThemeColors of(ColorScheme scheme);
 };
 
+/// Behind pictures that do not fill their frame, in both schemes.
+inline const QColor pictureBackdrop(0x101114);
+
 inline QColor faded(QColor color, double opacity) {
     color.setAlphaF(static_cast<float>(opacity));
     return color;
