@@ -2,10 +2,10 @@
 #include "App/AppWindows.h"
 
 #include "Lumicrate/Library/DerivedFiles.h"
+#include "Lumicrate/Recording/SoundCheck.h"
 #include "Support/DispatchQueue.h"
 #include "Support/Error.h"
 #include "Support/Log.h"
-#include "Support/LongWork.h"
 #include "Views/Settings/SettingsWindow.h"
 #include "Views/Widgets/AlertSheet.h"
 #include "Views/Widgets/QtText.h"
@@ -139,10 +139,7 @@ void AppWindows::checkPermissions(std::function<void()> checked) {
 }
 
 Task<void> AppWindows::updatePermissions(std::function<void()> checked) {
-    const std::function<SoundDevices()> query = [&devices = system_.devices] {
-        return devices.soundDevices();
-    };
-    Task<SoundDevices> asking = inBackground<SoundDevices>(system_.executor, permissionQueue_, query);
+    Task<SoundDevices> asking = fetchSoundDevices(system_.devices, system_.executor, permissionQueue_);
     const SoundDevices sound = co_await asking;
     permissions_.update(facts(sound.hasServer));
     checked();

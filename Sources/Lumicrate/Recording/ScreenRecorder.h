@@ -240,7 +240,7 @@ class ScreenRecorder {
     std::optional<std::filesystem::path> outputOverride_;
     std::optional<bool> mixingOverride_;
     RequiredSound requiredSound_;
-    std::vector<CaptureDevice> microphones_;  ///< connected when the recording started
+    std::vector<CaptureDevice> connectedMicrophones_;  ///< connected when the recording started
     std::unique_ptr<DispatchQueue> soundQueue_;
     std::unique_ptr<WebcamStudio> studio_;  ///< during a webcam recording, from framing to idle
     std::optional<ActiveRecording> recording_;

@@ -4,7 +4,6 @@
 #include "Lumicrate/Capture/StreamConfiguration.h"
 #include "Lumicrate/Recording/RecorderError.h"
 #include "Lumicrate/Recording/ScreenRecorder.h"
-#include "Support/LongWork.h"
 
 #include <algorithm>
 #include <chrono>
@@ -218,12 +217,9 @@ Task<bool> ScreenRecorder::runStartSequence() {
 Task<RecordingOptions> ScreenRecorder::withoutMissingSound(RecordingOptions options) {
     if (!options.captureSystemAudio && !options.captureMicrophone) co_return options;
     if (!soundQueue_) soundQueue_ = services_.movie.makeQueue("Lumicrate.sound-check");
-    const std::function<SoundDevices()> query = [&devices = services_.devices] {
-        return devices.soundDevices();
-    };
-    Task<SoundDevices> asking = inBackground<SoundDevices>(services_.executor, *soundQueue_, query);
+    Task<SoundDevices> asking = fetchSoundDevices(services_.devices, services_.executor, *soundQueue_);
     const SoundDevices devices = co_await asking;
-    microphones_ = devices.microphones;
+    connectedMicrophones_ = devices.microphones;
     for (const std::string& reason : leaveOutMissingSound(options, devices, requiredSound_, soundAlone()))
         notice(reason);
     co_return options;
@@ -290,14 +286,15 @@ Task<ActiveRecording::Plan> ScreenRecorder::makePlan(RecordingOptions options) {
     if (studio_) {
         plan.kind = RecordingFolder::Kind::webcam;
         plan.camera = &studio_->session();
-        plan.configuration = makeCameraConfiguration(plan.camera->pictureSize(), options, microphones_);
+        plan.configuration =
+            makeCameraConfiguration(plan.camera->pictureSize(), options, connectedMicrophones_);
         co_return plan;
     }
     const SCShareableContent content =
         co_await fetchContent(services_.capture, services_.executor, soundAlone());
     if (soundAlone()) plan.kind = RecordingFolder::Kind::audio;
     plan.target = findTarget(content, options);
-    plan.configuration = makeConfiguration(plan.target, *source, options, microphones_);
+    plan.configuration = makeConfiguration(plan.target, *source, options, connectedMicrophones_);
     co_return plan;
 }
 

@@ -3,8 +3,18 @@
 
 #include "Support/Error.h"
 #include "Support/Log.h"
+#include "Support/LongWork.h"
+
+#include <functional>
 
 namespace lumicrate {
+
+Task<SoundDevices> fetchSoundDevices(const AVCaptureDevices& devices, Executor& executor,
+                                     DispatchQueue& queue) {
+    const std::function<SoundDevices()> query = [&devices] { return devices.soundDevices(); };
+    Task<SoundDevices> asking = inBackground<SoundDevices>(executor, queue, query);
+    co_return co_await asking;
+}
 
 std::vector<std::string> leaveOutMissingSound(RecordingOptions& options, const SoundDevices& devices,
                                               const RequiredSound& required, bool soundAlone) {

@@ -4,6 +4,9 @@
 
 #include "Lumicrate/Recording/RecordingOptions.h"
 #include "Platform/AVCaptureDevice.h"
+#include "Support/DispatchQueue.h"
+#include "Support/Executor.h"
+#include "Support/Task.h"
 
 #include <string>
 #include <vector>
@@ -15,6 +18,10 @@ struct RequiredSound {
     bool systemAudio = false;
     bool microphone = false;
 };
+
+/// The sound that could be recorded now, asked on `queue`. All must outlive the task.
+Task<SoundDevices> fetchSoundDevices(const AVCaptureDevices& devices, Executor& executor,
+                                     DispatchQueue& queue);
 
 /// Turns off in `options` the sound that is not available, and returns a sentence for each reason. Throws
 /// LocalizedError if that sound is required, or if it is all that would be recorded (`soundAlone`).
