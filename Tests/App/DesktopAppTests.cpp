@@ -168,6 +168,7 @@ TEST_F(DesktopAppTests, EveryWayToQuitSavesTheRecording) {
     for (std::size_t i = 0; i < endings.size(); ++i) {
         start();
         send("toggle");
+        awaitState("recording");
         awaitGrowth(awaitRecording());
         endings[i]();
         EXPECT_EQ(app->end().status, 0);
@@ -186,6 +187,7 @@ TEST_F(DesktopAppTests, TheSessionEndsOnlyAfterTheRecordingIsSaved) {
     ASSERT_TRUE(session.awaitProgram());
     awaitState("idle");
     send("toggle");
+    awaitState("recording");
     const std::filesystem::path recording = awaitRecording();
     awaitGrowth(recording);
     ASSERT_TRUE(session.askToSave());

@@ -43,7 +43,7 @@ TEST_F(InterruptionTests, SignalsStopAndSave) {
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
         SCOPED_TRACE(signal);
         Program program = record({"--screen"});
-        awaitGrowth(file);
+        awaitBegun(program);
         const Outcome outcome = program.stop(signal);
         EXPECT_THAT(outcome.sentences(), IsEmpty());
         EXPECT_EQ(outcome.output, file.string() + "\n");
@@ -54,7 +54,7 @@ TEST_F(InterruptionTests, SignalsStopAndSave) {
 
 TEST_F(InterruptionTests, RepeatedSignalsWhileSavingLoseNothing) {
     Program program = record({"--screen", "--system-audio"});
-    awaitGrowth(file);
+    awaitBegun(program);
     do {
         program.process().signal(SIGINT);
         program.process().signal(SIGTERM);
@@ -70,9 +70,7 @@ TEST_F(InterruptionTests, TheEndOfTheDisplayKeepsTheRecording) {
     const stage::ScopedEnvironment there({{"DISPLAY", server.displayName()}});
     const RunningScene its({"moving"});
     Program program = record({"--screen"});
-    // The first pictures may be written a moment before the start is over, which could still fail.
-    awaitGrowth(file);
-    awaitGrowth(file);
+    awaitBegun(program);
     server.kill();
     expectKept(program.end(timeout), file);
 }
@@ -81,7 +79,7 @@ TEST_F(InterruptionTests, TheEndOfTheSoundServerIsSilence) {
     stage::SoundServer& server = desktop().sound();
     const RunningScene flashes({"flash"});
     Program program = record({"--screen", "--system-audio", "--microphone"});
-    awaitGrowth(file);
+    awaitBegun(program);
     pass(2.5);
     server.kill();
     pass(2.5);

@@ -65,7 +65,7 @@ TEST_F(ListingTests, OnlyAWindowOnTheScreenCanBeRecorded) {
     window.unmap();
     const std::string id = std::to_string(window.id());
     expectFailure(record({"--window", id}).end(), 1,
-                  "There is no window " + id + " on the screen. “lumicrate sources” lists the windows.\n");
+                  "There is no window " + id + " on the screen. “lumicrate sources” lists the windows.");
     window.map();
     recordToEnd({"--window", id, "--duration", "0.5"});
 }

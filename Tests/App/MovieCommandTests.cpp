@@ -155,7 +155,7 @@ TEST_F(MovieCommandTests, FailuresAreOneSentenceAndChangeNothing) {
         SCOPED_TRACE(command);
         Program full({command, movie}, {}, {"prlimit", "--fsize=20000"});
         expectFailure(full.end(), 1,
-                      command == "gif" ? gifFailure : "The new file couldn't be written: File too large.\n");
+                      command == "gif" ? gifFailure : "The new file couldn't be written: File too large.");
         expectFailure(run({command}), 2, "Give one file.");
         expectFailure(run({command, "a.mp4", "b.mp4"}), 2, "Give one file.");
     }

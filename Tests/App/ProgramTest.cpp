@@ -33,7 +33,8 @@ std::vector<std::string> Outcome::sentences() const {
     std::vector<std::string> lines;
     std::istringstream text(error);
     for (std::string line; std::getline(text, line);) {
-        if (line.find(" pictures are missing") == std::string::npos) lines.push_back(line);
+        const auto isLog = [&] { return line.find_first_of("0123456789") == line.find_first_not_of(' '); };
+        if (line.find(" pictures are missing") == std::string::npos && !isLog()) lines.push_back(line);
     }
     return lines;
 }
@@ -58,6 +59,14 @@ void Program::awaitWriting() {
     throw std::runtime_error("The program wrote no movie.");
 }
 
+void Program::awaitState(const std::string& name) {
+    const auto reached = [&] {
+        return process_.standardError().find("state " + name + "\n") != std::string::npos;
+    };
+    if (!eventually([&] { return reached() || !process_.isRunning(); }) || !reached())
+        throw std::runtime_error("The recorder is not " + name + ": " + process_.standardError());
+}
+
 Outcome Program::end(double seconds) {
     Outcome outcome;
     outcome.status = process_.mustEnd(seconds).exitStatus;
@@ -80,9 +89,8 @@ Outcome run(std::vector<std::string> arguments, const stage::Environment& enviro
 void expectFailure(const Outcome& outcome, int status, const std::string& sentence) {
     EXPECT_EQ(outcome.status, status);
     EXPECT_EQ(outcome.output, "");
-    EXPECT_TRUE(outcome.error.starts_with("lumicrate: ")) << outcome.error;
-    EXPECT_THAT(outcome.error, testing::HasSubstr(sentence));
-    EXPECT_EQ(std::count(outcome.error.begin(), outcome.error.end(), '\n'), 1) << outcome.error;
+    using namespace testing;
+    EXPECT_THAT(outcome.sentences(), ElementsAre(AllOf(StartsWith("lumicrate: "), HasSubstr(sentence))));
 }
 
 std::vector<std::string> recordArguments(const std::filesystem::path& output,
@@ -209,7 +217,9 @@ stage::PrivateDesktop& ProgramTest::desktop() {
 
 Program ProgramTest::record(const std::vector<std::string>& more, const stage::Environment& environment,
                             std::vector<std::string> launcher) const {
-    return Program(recordArguments(file, more), environment, std::move(launcher));
+    stage::Environment logged{{"LUMICRATE_LOG", "recorder"}};
+    logged.insert(environment.begin(), environment.end());
+    return Program(recordArguments(file, more), logged, std::move(launcher));
 }
 
 Outcome ProgramTest::recordToEnd(const std::vector<std::string>& more,
@@ -217,6 +227,11 @@ Outcome ProgramTest::recordToEnd(const std::vector<std::string>& more,
     const Outcome outcome = record(more, environment).end();
     EXPECT_EQ(outcome.status, 0) << outcome.error;
     return outcome;
+}
+
+void ProgramTest::awaitBegun(Program& program) const {
+    program.awaitState("recording");
+    awaitGrowth(file);
 }
 
 }  // namespace lumicrate::test

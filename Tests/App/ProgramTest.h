@@ -37,8 +37,8 @@ struct Outcome {
 
     /// The last line of standard output.
     std::filesystem::path file() const;
-    /// The lines of standard error, without the one about missing pictures, which depends on the machine's
-    /// load.
+    /// The lines of standard error without those of the log, which begin with a time, and without the one
+    /// about missing pictures, which depends on the machine's load.
     std::vector<std::string> sentences() const;
 };
 
@@ -52,6 +52,9 @@ class Program {
     /// Waits until it writes a new movie, which has a hidden name or none. Throws std::runtime_error when it
     /// ends before.
     void awaitWriting();
+    /// Waits for a state of its recorder. Needs LUMICRATE_LOG=recorder in its environment. Throws
+    /// std::runtime_error when it ends before.
+    void awaitState(const std::string& name);
     /// Waits for the end.
     Outcome end(double seconds = 60);
     /// Sends a signal and waits for the end, which is expected to be successful.
@@ -63,7 +66,7 @@ class Program {
 
 Outcome run(std::vector<std::string> arguments, const stage::Environment& environment = {});
 
-/// Expects one line on standard error that contains `sentence`, and nothing on standard output.
+/// Expects one sentence on standard error, which contains `sentence`, and nothing on standard output.
 void expectFailure(const Outcome& outcome, int status, const std::string& sentence);
 
 /// Arguments for a recording at native size into `output`, without a countdown or sound unless `more` has
@@ -124,12 +127,14 @@ class ProgramTest : public testing::Test {
     static stage::PrivateDesktop& desktop();
     static std::string display() { return desktop().display().displayName(); }
 
-    /// Runs `lumicrate record` into `file`.
+    /// Runs `lumicrate record` into `file`, with the recorder's log.
     Program record(const std::vector<std::string>& more, const stage::Environment& environment = {},
                    std::vector<std::string> launcher = {}) const;
     /// The same to its end, which is expected to be successful.
     Outcome recordToEnd(const std::vector<std::string>& more,
                         const stage::Environment& environment = {}) const;
+    /// Waits until record() of something that moves has begun and `file` grows.
+    void awaitBegun(Program& program) const;
 
     TemporaryFolder folder;
     std::filesystem::path file = folder / "movie.mp4";

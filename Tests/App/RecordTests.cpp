@@ -135,7 +135,7 @@ TEST_F(RecordTests, AStillScreenHasAPictureASecondAndFewWakeups) {
 TEST_F(RecordTests, AConstantFrameRateIsOneToOtherPrograms) {
     const RunningScene scene({"flash", "--seconds", "200"});
     Program program = record({"--screen", "--constant-frame-rate", "--fps", "24"});
-    awaitGrowth(file);
+    awaitBegun(program);
     pass(2);
     program.process().signal(SIGUSR1);
     pass(0.6);
@@ -183,7 +183,7 @@ TEST_F(RecordTests, PictureAndSoundStayInStepAcrossAPause) {
     const double pause = isThorough() ? 5 : 2.3;
     const RunningScene scene({"flash", "--seconds", "200"});
     Program program = record({"--screen", "--system-audio"});
-    awaitGrowth(file);
+    awaitBegun(program);
     pass(before);
     program.process().signal(SIGUSR1);
     pass(pause);
@@ -266,9 +266,8 @@ TEST_F(RecordTests, TheSmallestAreaIsAMovie) {
 }
 
 TEST_F(RecordTests, ClicksAreHighlighted) {
-    Program program = record({"--screen", "--clicks"}, {{"LUMICRATE_LOG", "recorder"}});
-    ASSERT_TRUE(eventually(
-        [&] { return program.process().standardError().find("state recording") != std::string::npos; }));
+    Program program = record({"--screen", "--clicks"});
+    program.awaitState("recording");
     xdotool({"mousemove", "300", "200", "click", "1"});
     pass(0.1);
     program.stop();
@@ -294,12 +293,12 @@ TEST_F(RecordTests, WithoutASoundServerOnlyThePictureIsRecorded) {
 TEST_F(RecordTests, ACountdownCanBeCancelled) {
     Program program({"record", "--countdown", "--no-system-audio", "--no-microphone", "--output", file},
                     {{"LUMICRATE_LOG", "recorder"}});
-    ASSERT_TRUE(eventually(
-        [&] { return program.process().standardError().find("state countingDown") != std::string::npos; }));
+    program.awaitState("countingDown");
     program.process().signal(SIGINT);
     const Outcome outcome = program.end();
     EXPECT_EQ(outcome.status, 1);
-    EXPECT_THAT(outcome.error, testing::HasSubstr("lumicrate: Cancelled before the recording began."));
+    EXPECT_THAT(outcome.sentences(),
+                testing::ElementsAre("lumicrate: Cancelled before the recording began."));
     EXPECT_FALSE(std::filesystem::exists(file));
 }
 
