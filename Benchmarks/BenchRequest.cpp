@@ -12,7 +12,7 @@ namespace lumicrate::bench {
 const char* const benchUsage =
     "lumicrate-bench --lumicrate PROGRAM [OPTION VALUE | --compositor]…\n"
     "Each recorder records each scene under the same conditions.\n"
-    "  --scenes LIST      of still,typing,scrolling,moving,dragging,mixed\n"
+    "  --scenes LIST      of still,typing,scrolling,dense,web,terminal,editor,moving,dragging,mixed\n"
     "  --recorders LIST   of lumicrate,ffmpeg,ssr and lumicrate-hevc, which runs only when named\n"
     "  --seconds S        the length of each recording; 10\n"
     "  --repeat N         the number of rounds; the table has their medians; 1\n"

@@ -2,6 +2,7 @@
 #include "Benchmarks/Clip.h"
 
 #include "Benchmarks/DesktopImages.h"
+#include "Benchmarks/ScrollingViews.h"
 #include "Linux/X11/PixelConversion/Nv12Converter.h"
 
 #include <functional>
@@ -48,10 +49,12 @@ Content typing(stage::Random& random) {
     };
 }
 
-Content scrolling(stage::Random& random) {
-    constexpr int pixelsPerStep = 20;
-    auto page = std::make_shared<Image>(longPage(width, height, 80, random));
-    return [page](int step) { return viewOf(*page, {0, step * pixelsPerStep, width, height}); };
+Content scrolling(const ScrollingView& program) {
+    auto screen = std::make_shared<Image>(program.frame);
+    return [screen, program](int step) {
+        screen->copyFrom(program.page, program.visible(step), program.view.x, program.view.y);
+        return viewOf(*screen);
+    };
 }
 
 Content moving(stage::Random& random) {
@@ -63,7 +66,7 @@ Content dragging(stage::Random& random) {
     auto desktop = std::make_shared<Image>(stage::paintLandscape(width, height, random));
     auto image = std::make_shared<Image>(width, height);
     return [desktop, image, random](int step) {
-        image->copyFrom(*desktop, {0, 0, width, height});
+        image->copyFrom(*desktop, {0, 0, width, height}, 0, 0);
         auto same = random;
         drawWindow(*image, {200 + 18 * step, 150 + 10 * step, 640, 480}, "Notes", same);
         return viewOf(*image);
@@ -71,14 +74,13 @@ Content dragging(stage::Random& random) {
 }
 
 Content contentOf(const std::string& name) {
-    const std::map<std::string, Content (*)(stage::Random&)> all{{"still", still},
-                                                                 {"typing", typing},
-                                                                 {"scrolling", scrolling},
-                                                                 {"moving", moving},
-                                                                 {"dragging", dragging}};
+    const std::map<std::string, Content (*)(stage::Random&)> all{
+        {"still", still}, {"typing", typing}, {"moving", moving}, {"dragging", dragging}};
+    stage::Random random(1);
+    if (const auto view = scrollingViews().find(name); view != scrollingViews().end())
+        return scrolling(view->second(width, height, random));
     const auto found = all.find(name);
     if (found == all.end()) throw std::invalid_argument("There is no content " + name);
-    stage::Random random(1);
     return found->second(random);
 }
 

@@ -21,7 +21,7 @@ class Clip {
     static constexpr int width = 1920;
     static constexpr int height = 1080;
 
-    // `content` is "still", "typing", "scrolling", "moving" or "dragging".
+    // `content` is "still", "typing", "moving", "dragging" or the name of a scrolling view.
     Clip(const std::string& content, int pictures);
 
     struct Picture {

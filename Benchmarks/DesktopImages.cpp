@@ -138,16 +138,21 @@ void drawDesktop(Image& image) {
     drawLine(image, width - 90, height - 25, "10:42", 0xffffff);
 }
 
-Image longPage(int width, int view, int margin, Random& random) {
+Image loopedPage(int width, int view, Color paper, const std::function<void(Image& page)>& draw) {
     const int length = 2 * view;
-    Image page(width, length + view, 0xffffff);
-    drawText(page, {margin, 0, width - 2 * margin, length}, 0x202020, random);
-    for (int y = 0; y < view; ++y) {
-        for (int x = 0; x < width; ++x) {
-            page.set(x, length + y, page.at(x, y));
-        }
-    }
-    return page;
+    Image page(width, length, paper);
+    draw(page);
+    Image all(width, length + view, paper);
+    for (int y = 0; y < all.height(); ++y)
+        for (int x = 0; x < width; ++x)
+            all.set(x, y, page.at(x, y % length));
+    return all;
+}
+
+Image longPage(int width, int view, int margin, Random& random) {
+    return loopedPage(width, view, 0xffffff, [&](Image& page) {
+        drawText(page, {margin, 0, width - 2 * margin, page.height()}, 0x202020, random);
+    });
 }
 
 }  // namespace lumicrate::bench

@@ -4,6 +4,7 @@
 
 #include "Tests/Stage/Scene/Image.h"
 
+#include <functional>
 #include <string>
 #include <string_view>
 
@@ -29,8 +30,11 @@ void drawText(stage::Image& image, const stage::Area& area, stage::Color ink, st
 void drawWindow(stage::Image& image, const stage::Area& area, const char* title, stage::Random& random);
 /// An empty desktop: a sky and a task bar.
 void drawDesktop(stage::Image& image);
-/// A page of text to scroll through: twice as long as the view, followed by its beginning once more, so that
-/// any view of it is one piece.
+/// A page to scroll through: twice as long as the view, as `draw` draws it on `paper`, followed by its
+/// beginning once more, so that any view of it is one piece.
+stage::Image loopedPage(int width, int view, stage::Color paper,
+                        const std::function<void(stage::Image& page)>& draw);
+/// Such a page of text.
 stage::Image longPage(int width, int view, int margin, stage::Random& random);
 
 }  // namespace lumicrate::bench

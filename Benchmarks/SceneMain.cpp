@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // lumicrate-bench-scene: plays the scenes of lumicrate-bench.
 #include "Benchmarks/DesktopImages.h"
+#include "Benchmarks/ScrollingViews.h"
 #include "Tests/Stage/Scene/Scene.h"
 
 #include <algorithm>
@@ -98,22 +99,14 @@ Scene typing(Surface& canvas, Random random) {
     return {.rate = 8, .step = [&canvas, typist](const Step& step) { typist.type(canvas, step.number); }};
 }
 
-/// A long page of text scrolls under a fixed tool bar.
-Scene scrolling(Surface& canvas, Random random) {
-    constexpr int barHeight = 64;
-    constexpr int margin = 80;
-    constexpr int pixelsPerStep = 20;
-    Image bar(canvas.width(), barHeight, 0xdeddda);
-    drawLine(bar, 300, 24, "File   Edit   View   Help", 0x241f31);
-    canvas.put(bar);
-    const int view = canvas.height() - barHeight;
-    // The server keeps the page; a step is one copy.
-    const auto page = canvas.store(longPage(canvas.width(), view, margin, random));
-    const auto show = [&canvas, page, view](int top) {
-        canvas.copy(page, {0, top, canvas.width(), view}, 0, barHeight);
+/// A program scrolls a page. The server keeps the page, so a step is one copy.
+Scene scrolling(Surface& canvas, const ScrollingView& program) {
+    canvas.setBackground(canvas.store(program.frame));
+    const auto show = [&canvas, program, page = canvas.store(program.page)](int steps) {
+        canvas.copy(page, program.visible(steps), program.view.x, program.view.y);
     };
     show(0);
-    return {.step = [=](const Step& step) { show((step.number + 1) * pixelsPerStep % (2 * view)); }};
+    return {.step = [show](const Step& step) { show(step.number + 1); }};
 }
 
 /// A window with text is dragged over a picture. It is a real window, so that the server uncovers what was
@@ -230,11 +223,13 @@ Scene mixed(Surface& canvas, Random random) {
 
 int main(int argc, char** argv) {
     using namespace lumicrate::bench;
-    lumicrate::stage::SceneMakers scenes = lumicrate::stage::basicScenes();
-    scenes.insert({{"dragging", dragging},
-                   {"mixed", mixed},
-                   {"scrolling", scrolling},
-                   {"still", still},
-                   {"typing", typing}});
-    return lumicrate::stage::playScene(scenes, argc, argv);
+    using namespace lumicrate::stage;
+    SceneMakers scenes = basicScenes();
+    scenes.insert({{"dragging", dragging}, {"mixed", mixed}, {"still", still}, {"typing", typing}});
+    for (const auto& [name, make] : scrollingViews()) {
+        scenes[name] = [make](Surface& canvas, Random random) {
+            return scrolling(canvas, make(canvas.width(), canvas.height(), random));
+        };
+    }
+    return playScene(scenes, argc, argv);
 }

@@ -62,10 +62,11 @@ void Image::disc(double centerX, double centerY, double radius, Color color) {
     }
 }
 
-void Image::copyFrom(const Image& other, const Area& area) {
-    const Area inside = clipped(area);
-    for (int y = inside.y; y < inside.y + inside.height; ++y)
-        std::copy_n(other.row(y) + inside.x, inside.width, &pixels_[index(inside.x, y)]);
+void Image::copyFrom(const Image& other, const Area& from, int x, int y) {
+    const Area inside = clipped({x, y, from.width, from.height});
+    for (int row = inside.y; row < inside.y + inside.height; ++row)
+        std::copy_n(other.row(from.y + row - y) + from.x + inside.x - x, inside.width,
+                    &pixels_[index(inside.x, row)]);
 }
 
 Image paintLandscape(int viewWidth, int viewHeight, Random& random) {

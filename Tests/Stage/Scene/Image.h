@@ -38,8 +38,8 @@ class Image {
     void fill(const Area& area, Color color);
     /// With a smooth edge.
     void disc(double centerX, double centerY, double radius, Color color);
-    /// From an image that is at least as large.
-    void copyFrom(const Image& other, const Area& area);
+    /// Copies a part of another image, which must be inside of that, to (x, y).
+    void copyFrom(const Image& other, const Area& from, int x, int y);
 
  private:
     std::size_t index(int x, int y) const {

@@ -41,7 +41,7 @@ struct Scene {
 
 /// By name: functions that draw the first picture of a scene on `canvas`, which must outlive the scene. A
 /// scene looks the same in every run, because the random numbers do.
-using SceneMakers = std::map<std::string, Scene (*)(Surface& canvas, Random random)>;
+using SceneMakers = std::map<std::string, std::function<Scene(Surface& canvas, Random random)>>;
 
 /// Scenes of the tests and the demo.
 const SceneMakers& basicScenes();

@@ -101,7 +101,7 @@ Scene demo(Surface& canvas, Random random) {
         // What the latest step painted is erased, and sent together with what this one paints.
         std::vector<Area> changed = std::exchange(painted, {});
         for (const Area& area : changed)
-            picture.copyFrom(sky, area);
+            picture.copyFrom(sky, area, area.x, area.y);
         for (const auto& [radius, phase, speed, tint] : discs) {
             const double angle = phase + speed * step.seconds;
             const double x = width * (0.5 + 0.42 * std::sin(angle));
