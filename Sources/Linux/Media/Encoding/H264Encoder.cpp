@@ -7,10 +7,18 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstdlib>
 
 namespace lumicrate::media {
 
 namespace {
+
+// Widths of the motion search, pixels.
+constexpr int ordinarySearch = 16;  ///< around the vectors of neighbours and of the previous picture
+/// What has just come into view is found elsewhere in the text.
+constexpr int minScrollSearch = 64;
+/// Beyond, the search costs more than it saves.
+constexpr int maxScrollSearch = 256;
 
 /// One thread keeps up with a little more than 1080p at 30 frames a second.
 constexpr double pixelsPerThread = 1920.0 * 1088 * 32;
@@ -36,6 +44,7 @@ void H264Encoder::open(bool subpixelMotion) {
     encoder_.reset(x264_encoder_open(&parameters));
     if (!encoder_) fail("The H.264 encoder couldn't be started.");
     subpixelMotion_ = subpixelMotion;
+    search_ = {parameters.analyse.i_me_method, parameters.analyse.i_me_range};
     log(LogArea::encoder, "libx264 ", X264_POINTVER, ", preset superfast, ", parameters.i_threads,
         " threads, subpixel motion: ", subpixelMotion);
 }
@@ -104,8 +113,29 @@ void H264Encoder::readHeaders() {
     setConfiguration(avcConfiguration(sequence, picture));
 }
 
+/// A scroll is searched for as far as it goes. While it goes on at the same speed, blocks inherit its vector
+/// from the previous picture.
+void H264Encoder::adaptSearch(const Order& order) {
+    MotionSearch search{X264_ME_DIA, ordinarySearch};
+    if (order.scroll) {
+        const int distance = std::max(std::abs(order.scroll->x), std::abs(order.scroll->y));
+        const bool inherited = order.scroll == lastScroll_;
+        search = {X264_ME_UMH,
+                  inherited ? minScrollSearch : std::clamp(distance + 8, minScrollSearch, maxScrollSearch)};
+    }
+    lastScroll_ = order.key ? std::nullopt : order.scroll;
+    if (search == search_) return;
+    x264_param_t parameters;
+    x264_encoder_parameters(encoder_.get(), &parameters);
+    parameters.analyse.i_me_method = search.method;
+    parameters.analyse.i_me_range = search.range;
+    if (x264_encoder_reconfig(encoder_.get(), &parameters) < 0) fail("The H.264 encoder couldn't be set up.");
+    search_ = search;
+}
+
 std::span<const std::uint8_t> H264Encoder::code(const Order& order) {
     if (order.key && order.isStrained != subpixelMotion_) open(order.isStrained);
+    adaptSearch(order);
     x264_picture_t input;
     x264_picture_init(&input);
     // x264 only reads the planes and flags, and is done with them when the call returns.

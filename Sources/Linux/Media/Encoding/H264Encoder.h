@@ -3,8 +3,10 @@
 //
 // The encoder is told for each macroblock whether it is unchanged, and skips those. Motion on a screen is by
 // whole pixels, so only whole-pixel motion is searched; not interpolating half and quarter pixels saves a
-// quarter of the time. Films move by fractions of a pixel, which shows when the ceiling is reached
-// (RateControl::isStrained): then, from the next key picture on, the search includes fractions.
+// quarter of the time. Only where something was scrolled further than usual motion goes is it worth searching
+// far; each picture's search is as wide as its content needs. Films move by fractions of a pixel, which shows
+// when the ceiling is reached (RateControl::isStrained): then, from the next key picture on, the search
+// includes fractions.
 #pragma once
 
 #include "Linux/Media/Encoding/VideoEncoder.h"
@@ -26,13 +28,22 @@ class H264Encoder final : public VideoEncoder {
         void operator()(x264_t* encoder) const { x264_encoder_close(encoder); }
     };
 
+    struct MotionSearch {
+        int method = X264_ME_DIA;
+        int range = 0;  ///< pixels
+        bool operator==(const MotionSearch&) const = default;
+    };
+
     void open(bool subpixelMotion);
     void fillParameters(x264_param_t& parameters) const;
     void readHeaders();
+    void adaptSearch(const Order& order);
     std::span<const std::uint8_t> code(const Order& order) override;
 
     std::unique_ptr<x264_t, Close> encoder_;
     bool subpixelMotion_ = false;
+    MotionSearch search_;
+    std::optional<ScrollDistance> lastScroll_;  ///< of the last picture, unless it was a key picture
 };
 
 }  // namespace lumicrate::media

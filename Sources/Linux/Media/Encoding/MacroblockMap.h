@@ -9,6 +9,7 @@
 #pragma once
 
 #include "Linux/Media/Encoding/RateControl.h"
+#include "Linux/Media/Encoding/ScrollSearch.h"
 #include "Platform/CMSampleBuffer.h"
 
 #include <cstdint>
@@ -25,6 +26,11 @@ class MacroblockMap {
     /// Begins a picture. Blocks count as unchanged only if `info` proves it: its sequence number is that of
     /// the previous picture, or the next one.
     void begin(const std::optional<SCStreamFrameInfo>& info);
+    /// Where the begun picture may differ from the previous one, pixels.
+    const std::vector<PixelRect>& changes() const { return changes_; }
+    /// Records which changed blocks of the begun picture show what others showed before. They cost as little
+    /// as unchanged ones.
+    void addScroll(const ScrollSearch& search, ScrollDistance distance);
     /// Begins the last picture again.
     void beginAgain();
     /// Whether the begun picture is the previous one again.
@@ -44,11 +50,15 @@ class MacroblockMap {
  private:
     void markDirty(const PixelRect& rect);
     void markAll(bool constant);
+    std::uint8_t coarsestAt(int x, int y) const;
 
     int columns_;
     int rows_;
     std::vector<std::uint8_t> constant_;
     std::vector<std::uint8_t> quantizers_;
+    /// The quantizer of what each block of the begun picture is predicted from; `unpredicted` without.
+    std::vector<std::uint8_t> sources_;
+    std::vector<PixelRect> changes_;
     bool anyConstant_ = false;
     bool isRepeat_ = false;
     std::optional<std::uint64_t> lastSequence_;

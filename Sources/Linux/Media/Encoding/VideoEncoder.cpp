@@ -67,7 +67,8 @@ VideoEncoder::VideoEncoder(const Settings& settings, int minSide)
     : settings_(settings),
       minSide_(minSide),
       rate_(settings.bitRate, pixelRate(settings), settings.framesPerSecond),
-      blocks_(settings.width, settings.height) {
+      blocks_(settings.width, settings.height),
+      scrolls_(settings.width, settings.height) {
     log(LogArea::encoder, settings.width, " × ", settings.height, " pixels, ", settings.framesPerSecond,
         " frames a second, at most ", settings.bitRate, " bits a second, quality quantizer ",
         qualityQuantizer(), ", key picture every ", settings.keyFrameInterval, " frames");
@@ -93,13 +94,17 @@ EncodedPicture VideoEncoder::encode(const CVPixelBuffer& picture, std::int64_t t
         throw PlatformError(localized("The captured picture doesn't have the movie's size."));
     rate_.advanceTo(static_cast<double>(time) / videoTimescale);
     blocks_.begin(info);
+    std::optional<ScrollDistance> scroll;
+    // A camera's noise hides any.
+    if (!settings_.isNaturalVideo) scroll = scrolls_.update(picture, blocks_.changes());
+    if (scroll) blocks_.addScroll(scrolls_, *scroll);
     const PictureWork work = blocks_.work(keyPictureIsDue(time));
-    return encodeBegun(picture, time, work, rate_.quantizerFor(work));
+    return encodeBegun(picture, time, work, rate_.quantizerFor(work), scroll);
 }
 
 EncodedPicture VideoEncoder::encodeAtBest(const CVPixelBuffer& picture, std::int64_t time, bool key) {
     const Order order{
-        padded_.of(picture, codedWidth(), codedHeight()), time, key, qualityQuantizer(), false, {}};
+        padded_.of(picture, codedWidth(), codedHeight()), time, key, qualityQuantizer(), false, {}, {}};
     return {code(order), key, order.quantizer, false};
 }
 
@@ -111,7 +116,7 @@ std::optional<EncodedPicture> VideoEncoder::refine(const CVPixelBuffer& picture,
     const int quantizer = rate_.quantizerWhenIdle(work);
     const bool crisp = quantizer <= rate_.qualityQuantizer() + clearlyCoarser;
     if (!crisp && quantizer > blocks_.coarsest() - worthwhile && !rate_.isFull()) return std::nullopt;
-    return encodeBegun(picture, time, work, quantizer);
+    return encodeBegun(picture, time, work, quantizer, std::nullopt);
 }
 
 bool VideoEncoder::isCoarse() const {
@@ -127,9 +132,15 @@ bool VideoEncoder::keyPictureIsDue(std::int64_t time) const {
 }
 
 EncodedPicture VideoEncoder::encodeBegun(const CVPixelBuffer& picture, std::int64_t time,
-                                         const PictureWork& work, int quantizer) {
-    Order order{
-        padded_.of(picture, codedWidth(), codedHeight()), time, work.key, quantizer, rate_.isStrained(), {}};
+                                         const PictureWork& work, int quantizer,
+                                         std::optional<ScrollDistance> scroll) {
+    Order order{padded_.of(picture, codedWidth(), codedHeight()),
+                time,
+                work.key,
+                quantizer,
+                rate_.isStrained(),
+                scroll,
+                {}};
     if (!work.key && blocks_.hasConstantBlocks()) order.constantBlocks = blocks_.constantBlocks();
     const std::span<const std::uint8_t> data = code(order);
     if (work.key) lastKey_ = time;

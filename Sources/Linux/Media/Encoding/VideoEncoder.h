@@ -93,6 +93,8 @@ class VideoEncoder {
         int quantizer;
         /// The ceiling makes lasting motion coarse, so saving bits is worth more processor time.
         bool isStrained;
+        /// How far a large part of the picture was scrolled, if it was.
+        std::optional<ScrollDistance> scroll;
         /// One flag for each macroblock in raster order: 1 if it is the same as in the previous picture.
         /// Empty if that is known of none.
         std::span<const std::uint8_t> constantBlocks;
@@ -118,12 +120,13 @@ class VideoEncoder {
 
     bool keyPictureIsDue(std::int64_t time) const;
     EncodedPicture encodeBegun(const CVPixelBuffer& picture, std::int64_t time, const PictureWork& work,
-                               int quantizer);
+                               int quantizer, std::optional<ScrollDistance> scroll);
 
     Settings settings_;
     int minSide_;
     RateControl rate_;
     MacroblockMap blocks_;
+    ScrollSearch scrolls_;
     PaddedPicture padded_;
     std::vector<std::uint8_t> configuration_;
     std::optional<std::int64_t> lastKey_;
