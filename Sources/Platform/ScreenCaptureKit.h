@@ -95,7 +95,7 @@ struct SCStreamConfiguration {
     std::uint32_t pixelFormat = kCVPixelFormatType_420YpCbCr8BiPlanarVideoRange;
     YCbCrMatrix colorMatrix = YCbCrMatrix::kCGDisplayStreamYCbCrMatrix_ITU_R_709_2;
     bool showsCursor = true;
-    int queueDepth = 8;  ///< the maximum number of frames in use at once
+    int queueDepth = 8;  ///< the maximum number of frames that wait for an output
     bool capturesAudio = false;
     bool excludesCurrentProcessAudio = false;
     int sampleRate = 48000;

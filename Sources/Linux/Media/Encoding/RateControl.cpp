@@ -9,8 +9,8 @@ namespace lumicrate::media {
 namespace {
 
 constexpr double bucketSeconds = 2;
-/// The part of the bucket that an idle picture may take.
-constexpr double spentWhenIdle = 0.75;
+/// The part of the bucket that a key picture, or a picture while the screen is idle, may take.
+constexpr double spentAtOnce = 0.75;
 /// That of screen text, which takes 300 bits a macroblock at quantizer 20.
 constexpr double typicalComplexity = 700;
 /// Pictures with fewer coded blocks say little about the complexity of the content.
@@ -53,13 +53,14 @@ void RateControl::advanceTo(double seconds) {
     filledTo_ = seconds;
 }
 
-/// The upper half of the bucket is for bursts, such as the first picture or a new page, and may be spent at
-/// once. Lasting motion drains the bucket to the middle, where each picture gets its share; below, it
-/// recovers.
+/// The upper half of the bucket is for bursts, such as a new page, and may be spent at once. Lasting motion
+/// drains the bucket to the middle, where each picture gets its share. Below, it recovers slowly, so that the
+/// quality stays steady, unless it is nearly empty.
 double RateControl::allowance() const {
     const double middle = capacity_ / 2;
     if (fill_ >= middle) return frameShare_ + (fill_ - middle);
-    return frameShare_ * std::max(fill_ / middle, 0.05);
+    const double part = fill_ / middle;
+    return frameShare_ * std::max(std::min(4 * part, 0.5 + 0.5 * part), 0.05);
 }
 
 double RateControl::predictedBits(const PictureWork& work, int quantizer) const {
@@ -67,18 +68,27 @@ double RateControl::predictedBits(const PictureWork& work, int quantizer) const 
 }
 
 int RateControl::finestWithin(double allowed, const PictureWork& work) const {
-    int quantizer = quality_;
+    int quantizer = work.key ? finestKey() : quality_;
     while (quantizer < coarsestQuantizer && predictedBits(work, quantizer) > allowed)
         ++quantizer;
     return quantizer;
 }
 
+/// The mean of the pictures since the last key picture. A finer one would take the bits of those that follow,
+/// and what it gains would be lost after some pictures of motion.
+int RateControl::finestKey() const {
+    if (codedBlocks_ == 0) return quality_;
+    const auto lasting = static_cast<int>(excess_ / codedBlocks_);
+    return quality_ + std::max(lasting, 0);
+}
+
 int RateControl::quantizerFor(const PictureWork& work) const {
-    return finestWithin(allowance(), work);
+    const double allowed = work.key ? std::max(allowance(), fill_ * spentAtOnce) : allowance();
+    return finestWithin(allowed, work);
 }
 
 int RateControl::quantizerWhenIdle(const PictureWork& work) const {
-    return finestWithin(std::max(fill_, 0.0) * spentWhenIdle, work);
+    return finestWithin(std::max(fill_, 0.0) * spentAtOnce, work);
 }
 
 bool RateControl::isStrained() const {

@@ -8,11 +8,11 @@
 //
 // Example: 8 Mbit/s, 1920 × 1080 at 30 frames a second. The bucket holds 16 Mbit; one frame's share is 267
 // kbit; 0.129 bits a pixel make the quality quantizer 13. All 8160 macroblocks of text at quantizer 13 are
-// predicted to take 700 / step(13) = 734 bits each, 6 Mbit together. The bucket is full, and the upper half
-// and one share, 8.27 Mbit, may be spent at once: the first picture gets quantizer 13. A page that scrolls on
-// from there drains the bucket to its middle, where every picture may take its share of 267 kbit, which 8160
-// changed blocks meet only at quantizer 40. When the page comes to a halt, the bucket refills within two
-// seconds, and the picture is encoded again at 13 (VideoEncoder::refine).
+// predicted to take 700 / step(13) = 734 bits each, 6 Mbit together. A key picture may take three quarters of
+// the bucket: the first one gets quantizer 13. A film that follows drains the bucket to its middle, where
+// every picture may take its share of 267 kbit, which 8160 changed blocks meet only at quantizer 40; the next
+// key picture is as coarse. When the film comes to a halt, the bucket refills within two seconds, and the
+// picture is encoded again at 13 (VideoEncoder::refine).
 //
 // The quality quantizer follows from the ceiling's bits per pixel: 13 at 0.12, 3 less for every doubling and
 // 3 more for every halving, within 10 … 26. Text is crisp at 20 (SSIM 0.9994 at 1080p with a font of 9 × 18
@@ -67,6 +67,7 @@ class RateControl {
 
  private:
     double allowance() const;
+    int finestKey() const;
     int finestWithin(double allowed, const PictureWork& work) const;
     void noteStrain(bool key, int blocks, int quantizer);
     double predictedBits(const PictureWork& work, int quantizer) const;

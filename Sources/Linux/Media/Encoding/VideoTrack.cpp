@@ -12,6 +12,8 @@ namespace {
 
 /// Length of the queue. Each picture in it holds one of capture's buffers.
 constexpr double queuedPictures = 6;
+/// A key picture in HEVC takes as long as ten others, which must wait meanwhile.
+constexpr double queuedPicturesHevc = 16;
 /// The duration of the last picture unless it has its own: 1 ms, in ticks.
 constexpr std::int64_t lastDuration = videoTimescale / 1000;
 /// The screen counts as idle if no picture comes for this time.
@@ -103,7 +105,7 @@ std::optional<CMTime> VideoTrack::decidedEnd() const {
 }
 
 double VideoTrack::roomFor(const CMSampleBuffer& /*sample*/) const {
-    return 1 / queuedPictures;
+    return 1 / (codec_ == AVVideoCodecType::hevc ? queuedPicturesHevc : queuedPictures);
 }
 
 bool VideoTrack::isHeldUp() const {

@@ -19,6 +19,10 @@ std::chrono::nanoseconds duration(const CMTime& time) {
     return std::chrono::nanoseconds(time.converted(1'000'000'000));
 }
 
+/// A receiver queues pictures itself and counts those that it refuses. Waiting for it to return one would
+/// lose pictures that nobody counts. Buffers are allocated only when they are needed.
+constexpr int heldByReceiver = 18;
+
 }  // namespace
 
 ScreenSource::ScreenSource(std::string displayName, SCContentFilter filter,
@@ -28,7 +32,7 @@ ScreenSource::ScreenSource(std::string displayName, SCContentFilter filter,
       wakeUp_(std::make_shared<WakeUp>()),
       configuration_(std::move(configuration)),
       composer_(configuration_.width, configuration_.height),
-      pool_(configuration_.width, configuration_.height, configuration_.queueDepth, wakeUp_),
+      pool_(configuration_.width, configuration_.height, configuration_.queueDepth + heldByReceiver, wakeUp_),
       pacer_(duration(configuration_.minimumFrameInterval)) {}
 
 ScreenSource::~ScreenSource() {

@@ -98,6 +98,17 @@ TEST(RateControlTests, LastingCoarseMotionIsStrained) {
     }
 }
 
+TEST(RateControlTests, AKeyPictureIsAsFineAsThePicturesBeforeIt) {
+    RateControl rate(7'000'000, pixelRate, 30);
+    PictureWork key = changed(8160);
+    key.key = true;
+    rate.coded(key, rate.qualityQuantizer(), 1'000'000);
+    EXPECT_EQ(rate.quantizerFor(key), rate.qualityQuantizer());
+    for (int picture = 0; picture < 10; ++picture)
+        rate.coded(changed(8160), rate.qualityQuantizer() + (picture % 2 == 0 ? 10 : 14), 1000);
+    EXPECT_EQ(rate.quantizerFor(key), rate.qualityQuantizer() + 12);
+}
+
 SCStreamFrameInfo info(std::uint64_t sequence, std::vector<PixelRect> dirty) {
     return {SCFrameStatus::complete, sequence, std::move(dirty)};
 }
@@ -142,6 +153,75 @@ TEST(MacroblockMapTests, RemembersTheQuantizerOfEachBlock) {
     EXPECT_EQ(map.work(false).codedBlocks(42), 1);
     map.coded(false, 20);
     EXPECT_EQ(map.coarsest(), 20);
+}
+
+TEST(ScrollSearchTests, FindsHowFarMostOfThePictureMoved) {
+    constexpr int side = 320;
+    constexpr int reach = 200;
+    // Random pixels, in which everything is different; the left quarter never moves.
+    std::vector<std::uint8_t> page(static_cast<std::size_t>((side + 2 * reach) * (side + 2 * reach)));
+    std::uint32_t random = 1;
+    for (std::uint8_t& pixel : page)
+        pixel = static_cast<std::uint8_t>((random = random * 1664525 + 1013904223) >> 24);
+    const auto view = [&](int x, int y) {
+        std::vector<std::uint8_t> pixels(static_cast<std::size_t>(side * side));
+        for (int row = 0; row < side; ++row)
+            for (int column = 0; column < side; ++column) {
+                const bool fixed = column < side / 4;
+                const int from =
+                    (row + reach + (fixed ? 0 : y)) * (side + 2 * reach) + column + reach + (fixed ? 0 : x);
+                pixels[static_cast<std::size_t>(row * side + column)] = page[static_cast<std::size_t>(from)];
+            }
+        return pixels;
+    };
+    const std::vector<PixelRect> all{{0, 0, side, side}};
+    const struct {
+        int x, y;
+        std::optional<ScrollDistance> expected;
+    } moves[] = {{0, 45, ScrollDistance{0, -45}},
+                 {0, -130, ScrollDistance{0, 130}},
+                 {7, 0, ScrollDistance{-7, 0}},
+                 {-90, 0, ScrollDistance{90, 0}},
+                 {0, 0, std::nullopt},
+                 {13, 17, std::nullopt}};
+    for (const auto& [x, y, expected] : moves) {
+        ScrollSearch search(side, side);
+        const std::vector<std::uint8_t> before = view(0, 0);
+        const std::vector<std::uint8_t> after = view(x, y);
+        CVPixelBuffer picture;
+        picture.width = picture.height = picture.lumaStride = side;
+        picture.luma = before.data();
+        EXPECT_EQ(search.update(picture, all), std::nullopt);
+        picture.luma = after.data();
+        EXPECT_EQ(search.update(picture, all), expected) << x << ", " << y;
+        EXPECT_EQ(search.isScrolled(10, 10), expected.has_value());
+        EXPECT_FALSE(search.isScrolled(1, y > 0 ? 19 : 0)) << "has just come into view";
+    }
+}
+
+TEST(MacroblockMapTests, ScrolledBlocksCostNothingAtTheirQuantizer) {
+    // Two views of a page with lines of their own, moved by a block.
+    constexpr int side = 96;
+    const auto view = [](int first) {
+        std::vector<std::uint8_t> pixels(side * side);
+        for (std::size_t i = 0; i < pixels.size(); ++i)
+            pixels[i] = static_cast<std::uint8_t>((i / side + static_cast<std::size_t>(first)) * 37 % 251);
+        return pixels;
+    };
+    ScrollSearch search(side, side);
+    MacroblockMap map(side, side);
+    CVPixelBuffer picture;
+    picture.width = picture.height = picture.lumaStride = side;
+    for (int first : {0, 16}) {
+        const std::vector<std::uint8_t> pixels = view(first);
+        picture.luma = pixels.data();
+        map.begin(info(static_cast<std::uint64_t>(first / 16), {{0, 0, side, side}}));
+        const auto distance = search.update(picture, map.changes());
+        if (distance) map.addScroll(search, *distance);
+        map.coded(first == 0, 20);
+    }
+    EXPECT_EQ(map.work(false).codedBlocks(20), 6) << "the row that has come into view";
+    EXPECT_EQ(map.work(false).codedBlocks(19), 36);
 }
 
 }  // namespace
