@@ -62,6 +62,11 @@ class AVAssetWriterInput {
     virtual void setExpectsMediaDataInRealTime(bool realTime) = 0;
     /// False while the encoder or the disk is behind; samples appended then are refused.
     virtual bool isReadyForMoreMediaData() const = 0;
+    /// The part of the queue that waits for the encoder, 0 … 1.
+    virtual double backlog() const = 0;
+    /// How much work the encoder saves with the pictures from now on: 0 for none, and with each level they
+    /// are coarser and take less time. Sound ignores it.
+    virtual void setSaving(int level) = 0;
     /// Queues a sample and returns at once. False if the writer has failed or is not writing. Presentation
     /// times must increase.
     virtual bool appendSampleBuffer(const CMSampleBuffer& sample) = 0;

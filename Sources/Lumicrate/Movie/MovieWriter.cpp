@@ -235,6 +235,7 @@ bool MovieWriter::append(const CMSampleBuffer& sample, Track& track) {
 }
 
 void MovieWriter::appendFrame(const CMSampleBuffer& frame) {
+    video_.input->setSaving(load_.update(video_.input->backlog(), frame.presentationTimeStamp()));
     bool kept = true;
     if (!gridRate_) {
         kept = append(frame, video_);

@@ -8,6 +8,7 @@
 #pragma once
 
 #include "Lumicrate/Movie/FrameGrid.h"
+#include "Lumicrate/Movie/LoadControl.h"
 #include "Lumicrate/Movie/MicrophoneMeter.h"
 #include "Platform/AVAssetWriter.h"
 #include "Platform/NSFileManager.h"
@@ -182,6 +183,7 @@ class MovieWriter final : public SCStreamOutput {
     std::atomic<bool> interrupted_ = false;
     std::unique_ptr<AVAssetWriter> writer_;
     Track video_;
+    LoadControl load_;
     Track systemAudio_;
     Track microphone_;
     bool sessionStarted_ = false;

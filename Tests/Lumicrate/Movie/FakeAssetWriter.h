@@ -43,6 +43,8 @@ struct FakeInput final : public AVAssetWriterInput {
 
     void setExpectsMediaDataInRealTime(bool expected) override { realTime = expected; }
     bool isReadyForMoreMediaData() const override { return ready; }
+    double backlog() const override { return taken; }
+    void setSaving(int level) override { saving = level; }
     bool appendSampleBuffer(const CMSampleBuffer& sample) override {
         if (accepts) appended.push_back(sample);
         return accepts;
@@ -52,6 +54,8 @@ struct FakeInput final : public AVAssetWriterInput {
     AVOutputSettings settings;
     bool realTime = false;
     bool ready = true;
+    double taken = 0;
+    int saving = 0;
     bool accepts = true;
     bool finished = false;
     std::vector<CMSampleBuffer> appended;

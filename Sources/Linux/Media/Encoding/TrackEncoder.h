@@ -28,6 +28,8 @@ class TrackEncoder {
     virtual void open(MovieFile& file) = 0;
     /// Encodes a sample of the session that started at `sessionStart`.
     virtual void encode(const CMSampleBuffer& sample, CMTime sessionStart) = 0;
+    /// How much work to save with the pictures from now on (AVAssetWriterInput::setSaving).
+    virtual void setSaving(int /*level*/) {}
     /// How long to wait for the next sample before calling handleIdle(); nothing to wait without limit.
     virtual std::optional<std::chrono::milliseconds> idleTimeout() const = 0;
     /// No sample came within idleTimeout().

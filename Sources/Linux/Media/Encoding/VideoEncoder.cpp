@@ -20,6 +20,8 @@ constexpr int clearlyCoarser = 2;
 constexpr int worthwhile = 8;
 /// Up to this quantizer, block edges are not visible.
 constexpr int blocksShowAbove = 22;
+/// A level saves a fifth to a tenth of the time of a picture in motion.
+constexpr int quantizersPerLevel = 4;
 constexpr int maxThreads = 8;
 /// Decoding a minute of repeats takes less time than a few moving pictures, and at one a second they take
 /// less space than one key picture.
@@ -99,7 +101,8 @@ EncodedPicture VideoEncoder::encode(const CVPixelBuffer& picture, std::int64_t t
     if (!settings_.isNaturalVideo) scroll = scrolls_.update(picture, blocks_.changes());
     if (scroll) blocks_.addScroll(scrolls_, *scroll);
     const PictureWork work = blocks_.work(keyPictureIsDue(time));
-    return encodeBegun(picture, time, work, rate_.quantizerFor(work), scroll);
+    const int coarser = std::min(qualityQuantizer() + quantizersPerLevel * saving_, coarsestQuantizer);
+    return encodeBegun(picture, time, work, std::max(rate_.quantizerFor(work), coarser), scroll);
 }
 
 EncodedPicture VideoEncoder::encodeAtBest(const CVPixelBuffer& picture, std::int64_t time, bool key) {
@@ -138,7 +141,7 @@ EncodedPicture VideoEncoder::encodeBegun(const CVPixelBuffer& picture, std::int6
                 time,
                 work.key,
                 quantizer,
-                rate_.isStrained(),
+                rate_.isStrained() && saving_ == 0,
                 scroll,
                 {}};
     if (!work.key && blocks_.hasConstantBlocks()) order.constantBlocks = blocks_.constantBlocks();

@@ -68,6 +68,9 @@ class VideoEncoder {
     /// The decoder configuration record with the parameter sets, which samples do not contain.
     const std::vector<std::uint8_t>& configuration() const { return configuration_; }
 
+    /// Saves processor time with the following pictures: each level makes them four quantizers coarser than
+    /// the quality level. refine() ignores it.
+    void setSaving(int level) { saving_ = level; }
     /// Encodes a picture of the given time, in ticks of videoTimescale; times must increase. `info` tells
     /// what changed; without it everything may have. The sequence number of the previous picture means that
     /// picture again: only blocks that are coarse are coded, and a key picture is due after a minute only.
@@ -125,6 +128,7 @@ class VideoEncoder {
     Settings settings_;
     int minSide_;
     RateControl rate_;
+    int saving_ = 0;
     MacroblockMap blocks_;
     ScrollSearch scrolls_;
     PaddedPicture padded_;

@@ -23,6 +23,7 @@ class VideoTrack final : public TrackEncoder {
 
     void open(MovieFile& file) override;
     void encode(const CMSampleBuffer& sample, CMTime sessionStart) override;
+    void setSaving(int level) override { encoder_->setSaving(level); }
     std::optional<std::chrono::milliseconds> idleTimeout() const override;
     void handleIdle() override;
     void finish(CMTime sessionStart, std::optional<MovieEnd> end) override;

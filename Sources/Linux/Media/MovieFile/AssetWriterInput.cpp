@@ -71,6 +71,11 @@ bool AssetWriterInput::isReadyForMoreMediaData() const {
     return state_.isWriting() && !finished_ && (state_.isInterrupted() || hasRoom());
 }
 
+double AssetWriterInput::backlog() const {
+    const std::lock_guard lock(mutex_);
+    return std::min(roomTaken_, 1.0);
+}
+
 /// Sound longer than the whole queue is accepted when the queue is empty.
 bool AssetWriterInput::hasRoom() const {
     constexpr double rounding = 1e-6;
@@ -151,6 +156,7 @@ void AssetWriterInput::run() {
         // After a failure samples are dropped, so that no caller waits for space in the queue.
         if (!state_.isWriting() || state_.isInterrupted()) continue;
         try {
+            encoder_->setSaving(saving_);
             if (sample) {
                 encoder_->encode(*sample, state_.sessionStart().value());
             } else {

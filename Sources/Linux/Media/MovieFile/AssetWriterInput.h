@@ -65,6 +65,8 @@ class AssetWriterInput final : public AVAssetWriterInput {
 
     void setExpectsMediaDataInRealTime(bool realTime) override { realTime_ = realTime; }
     bool isReadyForMoreMediaData() const override;
+    double backlog() const override;
+    void setSaving(int level) override { saving_ = level; }
     /// Drops the sample if the input is not ready or was interrupted.
     bool appendSampleBuffer(const CMSampleBuffer& sample) override;
     void markAsFinished() override;
@@ -94,6 +96,7 @@ class AssetWriterInput final : public AVAssetWriterInput {
     WritingState& state_;
     std::unique_ptr<TrackEncoder> encoder_;
     std::atomic<bool> realTime_{false};
+    std::atomic<int> saving_{0};
     std::thread thread_;
 
     mutable std::mutex mutex_;
