@@ -10,10 +10,12 @@ namespace lumicrate::media {
 
 namespace {
 
-/// Length of the queue. Each picture in it holds one of capture's buffers.
-constexpr double queuedPictures = 6;
+/// Length of the queue in pictures. Each of them holds one of capture's buffers, so large ones are fewer.
+constexpr double maxQueued = 6;
 /// A key picture in HEVC takes as long as ten others, which must wait meanwhile.
-constexpr double queuedPicturesHevc = 16;
+constexpr double maxQueuedHevc = 16;
+constexpr double minQueued = 4;
+constexpr double maxQueuedPixels = 16 * 1920.0 * 1080;
 /// The duration of the last picture unless it has its own: 1 ms, in ticks.
 constexpr std::int64_t lastDuration = videoTimescale / 1000;
 /// The screen counts as idle if no picture comes for this time.
@@ -105,7 +107,9 @@ std::optional<CMTime> VideoTrack::decidedEnd() const {
 }
 
 double VideoTrack::roomFor(const CMSampleBuffer& /*sample*/) const {
-    return 1 / (codec_ == AVVideoCodecType::hevc ? queuedPicturesHevc : queuedPictures);
+    const double most = codec_ == AVVideoCodecType::hevc ? maxQueuedHevc : maxQueued;
+    const double pixels = static_cast<double>(settings_.width) * settings_.height;
+    return 1 / std::clamp(maxQueuedPixels / pixels, minQueued, most);
 }
 
 bool VideoTrack::isHeldUp() const {
