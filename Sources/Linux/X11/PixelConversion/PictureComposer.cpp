@@ -19,19 +19,22 @@ PixelRect placement(int sourceWidth, int sourceHeight, int width, int height, bo
 PictureComposer::PictureComposer(int width, int height)
     : width_(width), height_(height), dirty_(width, height) {}
 
-void PictureComposer::setSource(int width, int height, bool preservesAspectRatio) {
-    placement_ = placement(width, height, width_, height_, preservesAspectRatio);
+void PictureComposer::setSource(int width, int height, bool preservesAspectRatio, int maxPadding) {
+    const auto isPadding = [maxPadding](int pixels) { return pixels >= 0 && pixels <= maxPadding; };
+    sourceWidth_ = width;
+    sourceHeight_ = height;
     scaler_.reset();
-    scaled_ = {};
-    if (width != width_ || height != height_) {
+    placement_ = {0, 0, width_, height_};
+    if (!isPadding(width_ - width) || !isPadding(height_ - height)) {
+        placement_ = placement(width, height, width_, height_, preservesAspectRatio);
         scaler_.emplace(width, height, placement_.width, placement_.height);
-        scaled_ = BgraPicture(width_, height_);
     }
+    fitted_ = isFitted() ? BgraPicture(width_, height_) : BgraPicture();
     dirty_.addAll();
 }
 
 void PictureComposer::invalidate(const BlockRegion& source) {
-    if (!scaler_) {
+    if (!isFitted()) {
         dirty_.add(source);
         return;
     }
@@ -41,19 +44,38 @@ void PictureComposer::invalidate(const BlockRegion& source) {
 
 void PictureComposer::invalidate(const PixelRect& source) {
     if (source.isEmpty()) return;
-    dirty_.add(scaler_ ? scaler_->affectedBy(source).offsetBy(placement_.x, placement_.y) : source);
+    if (scaler_) {
+        dirty_.add(scaler_->affectedBy(source).offsetBy(placement_.x, placement_.y));
+        return;
+    }
+    const int right = source.maxX() < sourceWidth_ ? source.maxX() : width_;
+    const int bottom = source.maxY() < sourceHeight_ ? source.maxY() : height_;
+    dirty_.add({source.x, source.y, right - source.x, bottom - source.y});
+}
+
+/// Draws that part of the fitted picture.
+void PictureComposer::fit(const BgraView& source, const PixelRect& rect) {
+    if (scaler_) {
+        scaler_->scale(source, rect.intersection(placement_).offsetBy(-placement_.x, -placement_.y), fitted_,
+                       placement_.x, placement_.y);
+        return;
+    }
+    const int copied = std::max(std::min(rect.maxX(), sourceWidth_) - rect.x, 0);
+    for (int y = rect.y; y < rect.maxY(); ++y) {
+        const std::uint32_t* const from = source.row(std::min(y, sourceHeight_ - 1));
+        std::uint32_t* const to = fitted_.row(y) + rect.x;
+        std::copy_n(from + rect.x, copied, to);
+        std::fill(to + copied, to + rect.width, from[sourceWidth_ - 1]);
+    }
 }
 
 void PictureComposer::compose(BgraPicture& source, const CursorOverlay& cursor, PixelBuffer& buffer) {
     const CursorOverlay::Drawn drawn(cursor, source);
-    if (scaler_) {
-        for (const PixelRect& rect : dirty_.rectangles()) {
-            scaler_->scale(source.view(),
-                           rect.intersection(placement_).offsetBy(-placement_.x, -placement_.y), scaled_,
-                           placement_.x, placement_.y);
-        }
+    if (isFitted()) {
+        for (const PixelRect& rect : dirty_.rectangles())
+            fit(source.view(), rect);
     }
-    const BgraView picture = scaler_ ? scaled_.view() : source.view();
+    const BgraView picture = isFitted() ? fitted_.view() : source.view();
     const Nv12Planes planes{buffer.writableLuma(), buffer.lumaStride, buffer.writableChroma(),
                             buffer.chromaStride};
     for (const PixelRect& rect : buffer.stale.rectangles())

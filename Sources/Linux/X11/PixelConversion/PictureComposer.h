@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // PictureComposer: turns the captured pixels into the pictures that a stream delivers.
 //
-// The source fills the picture one to one, or scaled and with bars. The composer tracks what has changed
-// since the last picture and draws into a buffer only what the buffer lacks.
+// The source fills the picture one to one, or scaled and with bars. A source that is only slightly smaller
+// is shown one to one in the top left corner, with its last column and row repeated beside and below it. The
+// composer tracks what has changed since the last picture and draws into a buffer only what the buffer lacks.
 #pragma once
 
 #include "Linux/X11/PixelConversion/BgraPicture.h"
@@ -24,8 +25,9 @@ class PictureComposer {
     /// The size of the pictures in pixels.
     PictureComposer(int width, int height);
 
-    /// Sets the source's size. Everything is dirty afterwards.
-    void setSource(int width, int height, bool preservesAspectRatio);
+    /// Sets the source's size. Everything is dirty afterwards. `maxPadding` is how many pixels narrower and
+    /// lower than the picture a source may be that is not scaled.
+    void setSource(int width, int height, bool preservesAspectRatio, int maxPadding = 0);
 
     /// The source changed there.
     void invalidate(const BlockRegion& source);
@@ -38,13 +40,18 @@ class PictureComposer {
     void compose(BgraPicture& source, const CursorOverlay& cursor, PixelBuffer& buffer);
 
  private:
+    bool isFitted() const { return sourceWidth_ != width_ || sourceHeight_ != height_; }
+    void fit(const BgraView& source, const PixelRect& rect);
+
     int width_;
     int height_;
-    PixelRect placement_;
+    int sourceWidth_ = 0;
+    int sourceHeight_ = 0;
     BlockRegion dirty_;
     // Only for a source with another size than the picture:
-    std::optional<PictureScaler> scaler_;
-    BgraPicture scaled_;
+    std::optional<PictureScaler> scaler_;  ///< unless it is padded
+    PixelRect placement_;
+    BgraPicture fitted_;
 };
 
 }  // namespace lumicrate::x11

@@ -117,12 +117,14 @@ TEST(PictureComposerTests, EveryPictureEqualsOneComposedFromScratch) {
     struct Case {
         int sourceWidth, sourceHeight, width, height;
         bool preservesAspectRatio;
+        int maxPadding = 0;
     };
-    for (const Case& each : {Case{131, 77, 131, 77, true}, Case{131, 77, 87, 51, true},
-                             Case{131, 77, 64, 64, true}, Case{64, 48, 131, 77, false}}) {
+    for (const Case& each :
+         {Case{131, 77, 131, 77, true}, Case{131, 77, 87, 51, true}, Case{131, 77, 64, 64, true},
+          Case{64, 48, 131, 77, false}, Case{128, 76, 131, 77, true, 3}}) {
         BgraPicture source(each.sourceWidth, each.sourceHeight);
         PictureComposer composer(each.width, each.height);
-        composer.setSource(each.sourceWidth, each.sourceHeight, each.preservesAspectRatio);
+        composer.setSource(each.sourceWidth, each.sourceHeight, each.preservesAspectRatio, each.maxPadding);
         PixelBufferPool pool(each.width, each.height, 4, std::make_shared<WakeUp>());
         std::vector<std::shared_ptr<PixelBuffer>> held;
         std::optional<Picture> previous;
@@ -147,7 +149,7 @@ TEST(PictureComposerTests, EveryPictureEqualsOneComposedFromScratch) {
             composer.compose(source, cursor, *buffer);
 
             PictureComposer fresh(each.width, each.height);
-            fresh.setSource(each.sourceWidth, each.sourceHeight, each.preservesAspectRatio);
+            fresh.setSource(each.sourceWidth, each.sourceHeight, each.preservesAspectRatio, each.maxPadding);
             PixelBuffer expected(each.width, each.height);
             fresh.compose(source, cursor, expected);
             const Picture picture(*buffer);
