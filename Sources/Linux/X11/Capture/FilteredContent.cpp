@@ -241,6 +241,8 @@ void FilteredContent::collectDamage(BlockRegion& unread) {
     BlockRegion ofWindows = geometry_.blocksIn(layers_.collectDamage());
     ofWindows.keepOnly(composed_);
     unread.add(ofWindows);
+    // What has just been painted may be the last part that was waited for; no later event would show it.
+    if (!heldBack_.isEmpty()) updateHeldBack();
 }
 
 std::vector<PixelRead> FilteredContent::plan(const BlockRegion& unread) {

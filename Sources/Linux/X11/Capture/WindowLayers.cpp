@@ -2,6 +2,7 @@
 #include "Linux/X11/Capture/WindowLayers.h"
 
 #include "Linux/X11/Capture/CaptureContent.h"
+#include "Linux/X11/Screens/Displays.h"
 
 #include <algorithm>
 #include <utility>
@@ -52,17 +53,17 @@ void append(std::vector<PixelRect>& to, const std::vector<PixelRect>& rects) {
 }  // namespace
 
 WindowLayer::WindowLayer(const Connection& connection, const RenderFormats& formats,
-                         const StackedWindow& window, std::vector<PixelRect> cover, Time now)
+                         const StackedWindow& window, std::vector<PixelRect> hidden, Time now)
     : connection_(connection), formats_(formats), window_(window), damage_(connection, window.id) {
     if (window.viewable && !isRedirected(connection, window.id)) {
         // The border is painted by the server, at once.
         const PixelRect inside = {window.border, window.border, window.frame.width - 2 * window.border,
                                   window.frame.height - 2 * window.border};
-        for (PixelRect& rect : cover)
+        for (PixelRect& rect : hidden)
             rect = rect.offsetBy(-window.frame.x, -window.frame.y).intersection(inside);
-        std::erase_if(cover, [](const PixelRect& rect) { return rect.isEmpty(); });
+        std::erase_if(hidden, [](const PixelRect& rect) { return rect.isEmpty(); });
         unreliableParts_.push_back(
-            {extentOf(window), now + repaintTime, std::move(cover), now + maxRepaintTime});
+            {extentOf(window), now + repaintTime, std::move(hidden), now + maxRepaintTime});
     }
     xcb_composite_redirect_window(connection.get(), window.id, XCB_COMPOSITE_REDIRECT_AUTOMATIC);
 }
@@ -193,8 +194,13 @@ std::vector<PixelRect> WindowLayers::update(const std::vector<StackedWindow>& wi
     });
     std::vector<PixelRect> changed;
     for (const StackedWindow& window : windows) {
-        const auto layer =
-            layers_.try_emplace(window.id, connection_, formats_, window, stack.coverOf(window), now).first;
+        auto layer = layers_.find(window.id);
+        if (layer == layers_.end()) {
+            std::vector<PixelRect> hidden = stack.coverOf(window);
+            append(hidden, without(window.occupied(), rootExtent(connection_)));
+            layer =
+                layers_.try_emplace(window.id, connection_, formats_, window, std::move(hidden), now).first;
+        }
         if (layer->second.update(window, now)) changed.push_back(window.frame);
     }
     return changed;

@@ -19,17 +19,17 @@
 namespace lumicrate::x11 {
 
 /// While it lives, the server keeps the window's pixels in a pixmap, whether or not a compositing manager
-/// makes it do so too. What was covered when that began, or appears by enlarging the window, contains
-/// whatever the screen showed there until the window's program has painted it. Such pixels are unreliable:
-/// all for a tenth of a second, and those that were covered until they are painted, for a second at most.
+/// makes it do so too. What was hidden when that began, or appears by enlarging the window, contains whatever
+/// the screen showed there until the window's program has painted it. Such pixels are unreliable: all for a
+/// tenth of a second, and those that were hidden until they are painted, for a second at most.
 class WindowLayer {
  public:
     using Time = std::chrono::nanoseconds;
 
-    /// `connection` and `formats` must outlive the layer. `cover` is where other windows cover this one, on
-    /// the root window; `now` is the host clock's time.
+    /// `connection` and `formats` must outlive the layer. `hidden` is where other windows cover this one or
+    /// it lies outside of the screen, on the root window; `now` is the host clock's time.
     WindowLayer(const Connection& connection, const RenderFormats& formats, const StackedWindow& window,
-                std::vector<PixelRect> cover, Time now);
+                std::vector<PixelRect> hidden, Time now);
     ~WindowLayer();
     WindowLayer(const WindowLayer&) = delete;
     WindowLayer& operator=(const WindowLayer&) = delete;
