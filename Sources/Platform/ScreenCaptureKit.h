@@ -88,6 +88,11 @@ struct SCStreamConfiguration {
     int height = 1080;
     /// The captured part of the content, points; all of it if absent.
     std::optional<Rect> sourceRect;
+    /// With a filter that includes windows: capture exactly the first of them, wherever it is and whatever of
+    /// it is on a display, and `sourceRect` only until that window has been on the screen. It follows the
+    /// window without updates. Where frames are up to one point wider or higher on each side than the window,
+    /// as rectangles in whole points are, they show its pixels one to one, repeated at the right and bottom.
+    bool followsFirstWindow = false;
     /// Add bars to content of another aspect ratio instead of distorting it.
     bool preservesAspectRatio = true;
     /// The minimum time between two frames.

@@ -62,6 +62,7 @@ void setPicture(SCStreamConfiguration& configuration, const CaptureTarget& targe
         return;
     }
     configuration.sourceRect = sourceRect(target, source, options);
+    configuration.followsFirstWindow = isKind(source, CaptureSource::Kind::window);
     configuration.preservesAspectRatio = true;
     const Size points = configuration.sourceRect.value_or(target.filter.contentRect).size();
     const double density = target.filter.pointPixelScale;

@@ -172,6 +172,7 @@ TEST_F(StreamConfigurationTests, AreasAndWindowsAreCroppedAndSoundHasTheSmallest
         EXPECT_EQ(made.width, each.width);
         EXPECT_EQ(made.height, each.height);
         EXPECT_TRUE(made.preservesAspectRatio);
+        EXPECT_EQ(made.followsFirstWindow, each.source == window);
     }
     const SCStreamConfiguration withoutDisplay = make(0, 0);
     EXPECT_EQ(withoutDisplay.width, 2);

@@ -71,7 +71,9 @@ class CaptureContent {
     virtual void removeHeldBack(BlockRegion& /*blocks*/) const {}
     /// When to update without any event; nothing for never.
     virtual std::optional<Time> nextUpdate() const { return std::nullopt; }
-    /// The frame of the window that is recorded alone; nothing while it is not viewable.
+    /// Queries what recordedFrame() needs to know and events did not tell.
+    virtual void locateWindows() {}
+    /// The visible frame of the window that is recorded alone; nothing while it is not viewable.
     virtual std::optional<PixelRect> recordedFrame() const { return std::nullopt; }
     /// Whether the picture stays as it is because the recorded window is not viewable.
     virtual bool isFrozen() const { return false; }

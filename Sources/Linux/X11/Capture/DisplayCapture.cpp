@@ -41,6 +41,7 @@ DisplayCapture::DisplayCapture(const std::string& displayName, const SCContentFi
       kind_(filter.kind),
       displayId_(filter.display.displayID),
       scale_(filter.pointPixelScale),
+      followsFirstWindow_(configuration.followsFirstWindow),
       layout_(connection_),
       content_(contentFor(connection_, filter)),
       reader_(connection_) {
@@ -54,7 +55,7 @@ DisplayCapture::DisplayCapture(const std::string& displayName, const SCContentFi
 void DisplayCapture::configure(const SCStreamConfiguration& configuration) {
     if (configuration.sourceRect != sourceRect_) {
         sourceRect_ = configuration.sourceRect;
-        layoutStale_ = true;
+        if (!(followsFirstWindow_ && wasOnWindow_)) layoutStale_ = true;
     }
     if (configuration.showsCursor && !pointer_) pointer_.emplace(connection_);
     if (!configuration.showsCursor) pointer_.reset();
@@ -77,7 +78,6 @@ bool DisplayCapture::handleEvent(const xcb_generic_event_t& event) {
     }
     if (pointer_ && pointer_->handleEvent(event)) due = true;
     if (content_->handleEvent(event)) {
-        if (followsWindow() && locateSource() != geometry_) layoutStale_ = true;
         due = true;
     }
     return due;
@@ -90,6 +90,8 @@ std::optional<std::chrono::nanoseconds> DisplayCapture::nextUpdate() const {
 DisplayCapture::Changes DisplayCapture::update() {
     Changes changes;
     retryAt_.reset();
+    content_->locateWindows();
+    if (const auto now = windowGeometry(); now && now != geometry_) layoutStale_ = true;
     const bool moved = layoutStale_ && refreshLayout(changes);
     changes.blocks = BlockRegion(geometry_.region.width, geometry_.region.height);
     changes.incomplete = incomplete_;
@@ -108,13 +110,19 @@ DisplayCapture::Changes DisplayCapture::update() {
     return changes;
 }
 
+/// Nothing when the source is not a window, or one that is not viewable.
+std::optional<SourceGeometry> DisplayCapture::windowGeometry() const {
+    if (!isSingleWindow() && !followsFirstWindow_) return std::nullopt;
+    const auto frame = content_->recordedFrame();
+    if (!frame) return std::nullopt;
+    // A window's pixels exist also outside of the screen.
+    return sourceGeometry(*frame, *frame, isSingleWindow() ? sourceRect_ : std::nullopt, scale_);
+}
+
 /// Nothing when the source is missing.
 std::optional<SourceGeometry> DisplayCapture::locateSource() const {
-    if (followsWindow()) {
-        const auto frame = content_->recordedFrame();
-        if (!frame) return std::nullopt;
-        return sourceGeometry(*frame, *frame, sourceRect_, scale_);
-    }
+    if (auto ofWindow = windowGeometry()) return ofWindow;
+    if (isSingleWindow() || wasOnWindow_) return std::nullopt;
     const auto monitor = findMonitor(connection_, displayId_);
     if (!monitor) return std::nullopt;
     return sourceGeometry(monitor->frame, rootExtent(connection_), sourceRect_, scale_);
@@ -130,6 +138,7 @@ bool DisplayCapture::refreshLayout(Changes& changes) {
     }
     missingSince_.reset();
     layoutStale_ = false;
+    wasOnWindow_ = windowGeometry().has_value();
     content_->layoutChanged();
     const bool moved = *now != geometry_;
     const int width = now->region.width;
@@ -151,8 +160,7 @@ bool DisplayCapture::refreshLayout(Changes& changes) {
 /// A missing display counts as gone after a timeout. A window may be unmapped for any time.
 void DisplayCapture::awaitSource() {
     const auto now = HostClock::now();
-    const bool wasLocated = geometry_ != SourceGeometry();
-    if (wasLocated && followsWindow()) {
+    if (wasOnWindow_) {
         layoutStale_ = false;
         return;
     }

@@ -61,7 +61,8 @@ class DisplayCapture {
 
  private:
     bool handleEvent(const xcb_generic_event_t& event);
-    bool followsWindow() const { return kind_ == SCContentFilter::Kind::desktopIndependentWindow; }
+    bool isSingleWindow() const { return kind_ == SCContentFilter::Kind::desktopIndependentWindow; }
+    std::optional<SourceGeometry> windowGeometry() const;
     std::optional<SourceGeometry> locateSource() const;
     void awaitSource();
     bool refreshLayout(Changes& changes);
@@ -74,7 +75,9 @@ class DisplayCapture {
     SCContentFilter::Kind kind_;
     std::uint32_t displayId_;
     double scale_;
+    bool followsFirstWindow_;
     std::optional<Rect> sourceRect_;
+    bool wasOnWindow_ = false;  ///< the source has been the window that it follows
     LayoutWatch layout_;
     std::unique_ptr<CaptureContent> content_;
     std::optional<PointerWatch> pointer_;  ///< while the cursor is shown

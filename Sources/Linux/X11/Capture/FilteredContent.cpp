@@ -59,13 +59,17 @@ FilteredContent::FilteredContent(const Connection& connection, const SCContentFi
     rule_.kind = filter.kind;
     for (const SCWindow& window : filter.windows) {
         targets_.push_back(window.windowID);
-        // Window managers reparent applications' windows into frames and back.
-        const std::uint32_t events = XCB_EVENT_MASK_STRUCTURE_NOTIFY;
+        // Window managers reparent applications' windows into frames and back. Properties describe the
+        // visible part of a recorded one.
+        const std::uint32_t ofProperties = rule_.excludes() ? 0 : XCB_EVENT_MASK_PROPERTY_CHANGE;
+        const std::uint32_t events = XCB_EVENT_MASK_STRUCTURE_NOTIFY | ofProperties;
         xcb_change_window_attributes(connection.get(), window.windowID, XCB_CW_EVENT_MASK, &events);
     }
     if (rule_.excludes()) screenDamage_.emplace(connection, connection.root());
     resolveTargets();
     stack_.queryUnknown();
+    if (!rule_.excludes() && !targets_.empty()) visible_.emplace(connection, targets_.front());
+    locateWindows();
     log(LogArea::capture,
         rule_.excludes() ? "content: the screen without windows: " : "content: windows alone: ",
         targets_.size());
@@ -96,6 +100,7 @@ bool FilteredContent::handleEvent(const xcb_generic_event_t& event) {
         targetsStale_ = true;
         due = true;
     }
+    if (visible_ && visible_->handleEvent(event)) due = true;
     if (const auto change = stack_.handleEvent(event, HostClock::now())) due = applyChange(*change) || due;
     return due;
 }
@@ -153,11 +158,24 @@ void FilteredContent::rememberExcludedArea(const StackedWindow& window) {
         recentlyExcluded_.add(rect, HostClock::now() + exclusionTime);
 }
 
-std::optional<PixelRect> FilteredContent::recordedFrame() const {
-    if (rule_.excludes() || rule_.named.empty()) return std::nullopt;
+void FilteredContent::locateWindows() {
+    if (!visible_) return;
+    if (targetsStale_) resolveTargets();
+    stack_.queryUnknown();
+    if (const StackedWindow* const recorded = recordedWindow()) visible_->update(*recorded);
+}
+
+/// Null while it is not viewable.
+const StackedWindow* FilteredContent::recordedWindow() const {
+    if (!visible_) return nullptr;
     const StackedWindow* const recorded = stack_.stack().find(rule_.named.front());
-    if (recorded == nullptr || !recorded->hasPixels() || recorded->frame.isEmpty()) return std::nullopt;
-    return recorded->frame;
+    const bool viewable = recorded != nullptr && recorded->hasPixels() && !recorded->frame.isEmpty();
+    return viewable ? recorded : nullptr;
+}
+
+std::optional<PixelRect> FilteredContent::recordedFrame() const {
+    const StackedWindow* const recorded = recordedWindow();
+    return recorded != nullptr ? std::optional(visible_->frameIn(*recorded)) : std::nullopt;
 }
 
 /// As of all events handled so far.
@@ -300,13 +318,27 @@ void FilteredContent::compose(const PixelRect& rect, const std::vector<StackedWi
     }
 }
 
+/// Whether the layers that were read still are what to show. Windows recorded alone may have moved meanwhile,
+/// since one that is dragged quickly has moved after nearly every read: their own pixels moved along, and
+/// overlays lie where they were before.
+bool FilteredContent::areCurrent(const PlannedRead& planned) const {
+    if (rule_.excludes()) return rule_.layersAt(planned.rect, stack_.stack()) == planned.layers;
+    return std::ranges::all_of(planned.layers, [this](StackedWindow layer) {
+        const StackedWindow* const now = stack_.stack().find(layer.id);
+        if (now == nullptr) return false;
+        layer.frame.x = now->frame.x;
+        layer.frame.y = now->frame.y;
+        return layer == *now;
+    });
+}
+
 std::vector<PixelRect> FilteredContent::usableParts(std::size_t read) const {
     const PlannedRead& planned = planned_[read];
     // An excluded window may have been reparented into another top-level window.
     if (targetsStale_) return {};
     BlockRegion blocks = geometry_.blocksIn({planned.rect});
     if (planned.composed) {
-        if (rule_.layersAt(planned.rect, stack_.stack()) != planned.layers) return {};
+        if (!areCurrent(planned)) return {};
         blocks.keepOnly(composed_);
         blocks.remove(heldBack_);
     } else {

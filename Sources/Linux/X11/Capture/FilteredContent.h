@@ -16,6 +16,7 @@
 #include "Linux/X11/Capture/RootBackground.h"
 #include "Linux/X11/Capture/WindowLayers.h"
 #include "Linux/X11/Screens/CompositorWatch.h"
+#include "Linux/X11/Windows/VisibleFrame.h"
 #include "Linux/X11/Windows/WindowStack.h"
 #include "Platform/ScreenCaptureKit.h"
 
@@ -56,6 +57,7 @@ class FilteredContent final : public CaptureContent {
     void windowReadFailed(std::size_t read) override;
     void removeHeldBack(BlockRegion& blocks) const override { blocks.remove(heldBack_); }
     std::optional<Time> nextUpdate() const override;
+    void locateWindows() override;
     std::optional<PixelRect> recordedFrame() const override;
     bool isFrozen() const override { return !rule_.excludes() && !recordedFrame(); }
     void layoutChanged() override { background_.reset(); }
@@ -71,6 +73,7 @@ class FilteredContent final : public CaptureContent {
     bool handleTargetEvent(const xcb_generic_event_t& event);
     void resolveTargets();
     bool applyChange(const StackChange& change);
+    const StackedWindow* recordedWindow() const;
     std::vector<PixelRect> excludedArea(const StackedWindow& window) const;
     void rememberExcludedArea(const StackedWindow& window);
     BlockRegion composedBlocks() const;
@@ -79,6 +82,7 @@ class FilteredContent final : public CaptureContent {
     PixelRead planComposed(const PixelRect& rect, const std::vector<StackedWindow>& layers);
     bool isSinglePixmap(const PixelRect& rect, const std::vector<StackedWindow>& layers) const;
     void compose(const PixelRect& rect, const std::vector<StackedWindow>& layers);
+    bool areCurrent(const PlannedRead& planned) const;
 
     const Connection& connection_;
     std::vector<xcb_window_t> targets_;  ///< the filter's windows; XCB_NONE for one that was destroyed
@@ -86,6 +90,7 @@ class FilteredContent final : public CaptureContent {
     bool targetsStale_ = true;  ///< a target may have another top-level window
     CompositorWatch compositor_;
     StackWatch stack_;
+    std::optional<VisibleFrameWatch> visible_;  ///< of the recorded window
     WindowLayers layers_;
     std::optional<DamageTracker> screenDamage_;  ///< only where the picture contains the screen
     std::optional<RootBackground> background_;

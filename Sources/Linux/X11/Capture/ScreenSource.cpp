@@ -5,6 +5,7 @@
 #include "Support/MediaTime.h"
 
 #include <algorithm>
+#include <cmath>
 #include <utility>
 
 namespace lumicrate::x11 {
@@ -121,7 +122,7 @@ void ScreenSource::updatePicture() {
     const DisplayCapture::Changes changes = capture_->update();
     if (std::exchange(reshaped_, false) || changes.resized) {
         composer_.setSource(capture_->picture().width(), capture_->picture().height(),
-                            configuration_.preservesAspectRatio);
+                            configuration_.preservesAspectRatio, maxPadding());
     }
     composer_.invalidate(changes.blocks);
     for (const PixelRect& rect : changes.cursor)
@@ -131,6 +132,13 @@ void ScreenSource::updatePicture() {
     } else {
         deliverPicture(taken);
     }
+}
+
+/// Only a window's size is rounded to whole points in the configuration: by up to one on each side, and the
+/// result to whole pixels.
+int ScreenSource::maxPadding() const {
+    const double scale = filter_.pointPixelScale;
+    return configuration_.followsFirstWindow && scale != 1 ? static_cast<int>(std::ceil(2 * scale)) : 0;
 }
 
 void ScreenSource::deliverPicture(Time taken) {

@@ -47,6 +47,7 @@ class ScreenSource final : public SampleSource {
     void captureUntilStopped();
     void applyConfiguration();
     void updatePicture();
+    int maxPadding() const;
     void deliverPicture(Time taken);
     void deliverIdle(Time now);
 

@@ -26,12 +26,7 @@ Margins marginsFrom(const Property& property) {
 }
 
 PixelRect widened(const PixelRect& rect, const Margins& margins) {
-    return {rect.x - margins.left, rect.y - margins.top, rect.width + margins.left + margins.right,
-            rect.height + margins.top + margins.bottom};
-}
-
-PixelRect narrowed(const PixelRect& rect, const Margins& margins) {
-    return widened(rect, {-margins.left, -margins.right, -margins.top, -margins.bottom});
+    return narrowed(rect, {-margins.left, -margins.right, -margins.top, -margins.bottom});
 }
 
 /// The property holds two zero-terminated texts, instance and class. They should be Latin-1, but programs
@@ -59,6 +54,11 @@ std::optional<std::int32_t> processIn(const Property& property) {
 }
 
 }  // namespace
+
+PixelRect narrowed(const PixelRect& rect, const Margins& margins) {
+    return {rect.x + margins.left, rect.y + margins.top, rect.width - margins.left - margins.right,
+            rect.height - margins.top - margins.bottom};
+}
 
 PixelRect visibleFrame(const WindowGeometry& geometry) {
     if (!geometry.decoration.isEmpty()) {
@@ -88,6 +88,11 @@ WindowFrameQuery::WindowFrameQuery(const Connection& connection, const WindowAto
       shadow_(connection, window.window, atoms.gtkFrameExtents) {}
 
 std::optional<PixelRect> WindowFrameQuery::collect() const {
+    const auto geometry = collectGeometry();
+    return geometry ? std::optional(visibleFrame(*geometry)) : std::nullopt;
+}
+
+std::optional<WindowGeometry> WindowFrameQuery::collectGeometry() const {
     const auto outline = connection_->tryAwait(xcb_get_geometry_reply, outline_);
     const auto contents = connection_->tryAwait(xcb_get_geometry_reply, contents_);
     const auto origin = connection_->tryAwait(xcb_translate_coordinates_reply, origin_);
@@ -101,7 +106,7 @@ std::optional<PixelRect> WindowFrameQuery::collect() const {
     geometry.reparented = reparented_;
     if (hasManager_) geometry.decoration = marginsFrom(decoration);
     geometry.shadow = marginsFrom(shadow);
-    return visibleFrame(geometry);
+    return geometry;
 }
 
 ProcessQuery::ProcessQuery(const Connection& connection, std::span<const xcb_window_t> windows)

@@ -28,6 +28,9 @@ struct Margins {
     bool isEmpty() const { return left == 0 && right == 0 && top == 0 && bottom == 0; }
 };
 
+/// `rect` without these margins; larger for negative ones.
+PixelRect narrowed(const PixelRect& rect, const Margins& margins);
+
 /// Rectangles on the root window.
 struct WindowGeometry {
     PixelRect outline;   ///< the top-level window with its border
@@ -50,6 +53,8 @@ class WindowFrameQuery {
     /// In pixels on the root window; nothing for a window that is gone. Throws PlatformError when the server
     /// is lost.
     std::optional<PixelRect> collect() const;
+    /// What the frame follows from, instead of collect().
+    std::optional<WindowGeometry> collectGeometry() const;
 
  private:
     const Connection* connection_;
