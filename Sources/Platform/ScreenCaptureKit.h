@@ -103,6 +103,9 @@ struct SCStreamConfiguration {
     int queueDepth = 8;  ///< the maximum number of frames that wait for an output
     bool capturesAudio = false;
     bool excludesCurrentProcessAudio = false;
+    /// Capture only the sound of this process and of the processes it started, directly or not; that of all
+    /// if absent.
+    std::optional<std::int32_t> audioProcess;
     int sampleRate = 48000;
     int channelCount = 2;
     bool captureMicrophone = false;

@@ -133,7 +133,9 @@ std::unique_ptr<SCStream> CaptureKit::makeStream(const SCContentFilter& filter,
     }
     if (configuration.capturesAudio) {
         sources.emplace_back(SCStreamOutputType::audio,
-                             pipewire::AudioSource::systemSound(configuration.channelCount));
+                             pipewire::AudioSource::systemSound({configuration.channelCount,
+                                                                 configuration.excludesCurrentProcessAudio,
+                                                                 configuration.audioProcess}));
     }
     if (configuration.captureMicrophone) {
         sources.emplace_back(SCStreamOutputType::microphone,

@@ -17,22 +17,31 @@ using Cause = AudioGapReport::Cause;
 /// Restarted session managers sometimes ignore a stream, and users can end one. A stream without sound for
 /// this long although a device is connected is created again.
 constexpr std::chrono::milliseconds stallTimeout{2000};
+/// From when links are complete until they are used: the cycles in which their first sound arrives.
+constexpr std::chrono::milliseconds linkSettling{40};
+/// From the end of this program's last stream until the output is recorded again: its last sound is over.
+constexpr std::chrono::milliseconds ownSoundTail{100};
 
 }  // namespace
 
-AudioSource::AudioSource(Kind kind, std::optional<std::string> id, int channels)
-    : kind_(kind), id_(std::move(id)), channels_(channels) {}
+AudioSource::AudioSource(Kind kind, std::optional<std::string> id, const SystemSound& sound)
+    : kind_(kind),
+      id_(std::move(id)),
+      sound_(sound),
+      splice_(AudioStream::sampleRate, static_cast<std::size_t>(sound.channels) * sizeof(float),
+              [this](const CMSampleBuffer& sample) { deliver(sample); }) {}
 
 AudioSource::~AudioSource() {
     stop();
 }
 
-std::unique_ptr<SampleSource> AudioSource::systemSound(int channels) {
-    return std::unique_ptr<SampleSource>(new AudioSource(Kind::systemSound, std::nullopt, channels));
+std::unique_ptr<SampleSource> AudioSource::systemSound(const SystemSound& sound) {
+    return std::unique_ptr<SampleSource>(new AudioSource(Kind::systemSound, std::nullopt, sound));
 }
 
 std::unique_ptr<SampleSource> AudioSource::microphone(std::optional<std::string> id, int channels) {
-    return std::unique_ptr<SampleSource>(new AudioSource(Kind::microphone, std::move(id), channels));
+    return std::unique_ptr<SampleSource>(
+        new AudioSource(Kind::microphone, std::move(id), {channels, false, std::nullopt}));
 }
 
 void AudioSource::start(Handlers handlers) {
@@ -48,7 +57,12 @@ void AudioSource::start(Handlers handlers) {
     hadChosen_ = track.chosen.has_value();
     gaps_.emplace(std::move(track));
     handlers_ = std::move(handlers);
-    createStream(*connection);
+    try {
+        createStream(*connection);
+    } catch (...) {
+        dropStreams();  // The connection ends.
+        throw;
+    }
     stream_->awaitSound();
     {
         const std::lock_guard lock(mutex_);
@@ -56,14 +70,14 @@ void AudioSource::start(Handlers handlers) {
     }
     connection_ = std::make_unique<ReconnectingConnection>(
         std::move(connection),
-        ReconnectingConnection::Handlers{[this](Connection& current) { return checkStream(current); },
+        ReconnectingConnection::Handlers{[this](Connection& current) { return checkStreams(current); },
                                          [this] { serverLost(); }});
 }
 
 void AudioSource::stop() {
     if (!connection_) return;
     connection_->end();
-    stream_.reset();
+    dropStreams();
     connection_.reset();
     reportGaps();
 }
@@ -76,12 +90,66 @@ bool AudioSource::hasDevice(const Graph& graph) const {
 
 void AudioSource::createStream(Connection& connection) {
     AudioStream::Format format;
-    format.fromOutput = kind_ == Kind::systemSound;
-    format.channels = channels_;
+    format.channels = sound_.channels;
     serial_ = id_ ? connection.watch.microphoneSerial(*id_) : std::nullopt;
     if (serial_) format.device = id_;
-    stream_ = std::make_unique<AudioStream>(connection.session, connection.watch, format,
-                                            [this](const CMSampleBuffer& sample) { deliver(sample); });
+    if (kind_ == Kind::systemSound) {
+        if ((sound_.process || sound_.excludesOwn) && !links_)
+            links_ = std::make_unique<PlaybackLinks>(connection.session, connection.watch, sound_.process);
+        format.input = sound_.process ? AudioStream::Input::links : AudioStream::Input::output;
+        if (sound_.process) format.links = links_.get();
+    }
+    stream_ = std::make_unique<AudioStream>(
+        connection.session, connection.watch, format,
+        [this](const CMSampleBuffer& sample) { splice_.add(SoundSplice::Track::first, sample); });
+}
+
+void AudioSource::createLinkedStream(Connection& connection) {
+    log(LogArea::audio, "this program plays: recording the others by links");
+    AudioStream::Format format;
+    format.input = AudioStream::Input::links;
+    format.channels = sound_.channels;
+    format.links = links_.get();
+    linkedStream_ =
+        std::make_unique<AudioStream>(connection.session, connection.watch, format,
+                                      [this](const CMSampleBuffer& sample) { addLinkedSound(sample); });
+    linkedSince_ = HostClock::now();
+}
+
+void AudioSource::dropStreams() {
+    linkedStream_.reset();
+    stream_.reset();
+    links_.reset();
+}
+
+/// On the session's thread.
+void AudioSource::addLinkedSound(const CMSampleBuffer& sample) {
+    using std::chrono::nanoseconds;
+    const nanoseconds from(sample.presentationTimeStamp().converted(1'000'000'000));
+    if (links_->hasOwnStream() && links_->isComplete())
+        splice_.use(SoundSplice::Track::second, from + linkSettling);
+    splice_.add(SoundSplice::Track::second, sample);
+}
+
+/// Keeps the sound of this program out of the system's. After each change, on the connection's thread.
+std::optional<ReconnectingConnection::Delay> AudioSource::checkOwnSound(Connection& connection) {
+    if (!links_) return std::nullopt;
+    const auto now = HostClock::now();
+    const bool isStalled = linkedStream_ && !linkedStream_->isFlowing() && now - linkedSince_ > stallTimeout;
+    bool plays = false;
+    bool isUsed = false;
+    {
+        const Session::Lock lock(connection.session);
+        links_->update();
+        plays = links_->hasOwnStream();
+        if (isStalled) splice_.use(SoundSplice::Track::first, now);
+        if (!plays) splice_.use(SoundSplice::Track::first, now + ownSoundTail);
+        isUsed = splice_.isChanging() || splice_.target() == SoundSplice::Track::second;
+    }
+    if (sound_.process) return std::nullopt;
+    if (isStalled || (linkedStream_ && !plays && !isUsed)) linkedStream_.reset();
+    if (plays && !linkedStream_) createLinkedStream(connection);
+    return linkedStream_ ? std::optional(stallTimeout) : std::nullopt;
 }
 
 /// On the session's thread.
@@ -89,7 +157,7 @@ void AudioSource::deliver(const CMSampleBuffer& sample) {
     using std::chrono::nanoseconds;
     const nanoseconds from(sample.presentationTimeStamp().converted(1'000'000'000));
     const auto bytes = static_cast<std::int64_t>(sample.audio->buffers[0].size());
-    const std::int64_t frames = bytes / static_cast<std::int64_t>(sizeof(float)) / channels_;
+    const std::int64_t frames = bytes / static_cast<std::int64_t>(sizeof(float)) / sound_.channels;
     {
         const std::lock_guard lock(mutex_);
         gaps_->addSound(from, from + nanoseconds(frames * 1'000'000'000 / AudioStream::sampleRate));
@@ -97,7 +165,18 @@ void AudioSource::deliver(const CMSampleBuffer& sample) {
     handlers_.onSample(sample);
 }
 
-/// Creates the stream again if necessary. After each change, on the connection's thread.
+/// After each change, on the connection's thread.
+std::optional<ReconnectingConnection::Delay> AudioSource::checkStreams(Connection& connection) {
+    try {
+        const auto again = checkStream(connection);
+        const auto againForOwn = checkOwnSound(connection);
+        return again && againForOwn ? std::min(*again, *againForOwn) : again ? again : againForOwn;
+    } catch (const PlatformError&) {
+        return stallTimeout;  // The next attempt may succeed.
+    }
+}
+
+/// Creates the stream again if necessary.
 std::optional<ReconnectingConnection::Delay> AudioSource::checkStream(Connection& connection) {
     const bool hasAny = hasDevice(connection.watch.graph());
     const auto serial = id_ ? connection.watch.microphoneSerial(*id_) : std::nullopt;
@@ -116,11 +195,7 @@ std::optional<ReconnectingConnection::Delay> AudioSource::checkStream(Connection
     log(LogArea::audio, isChosenBack ? "the chosen microphone is back" : "stream without sound",
         ": creating it again");
     stream_.reset();
-    try {
-        createStream(connection);
-    } catch (const PlatformError&) {
-        // The next attempt may succeed.
-    }
+    createStream(connection);
     return stallTimeout;
 }
 
@@ -136,7 +211,8 @@ void AudioSource::serverLost() {
         const std::lock_guard lock(mutex_);
         gaps_->setCause(Cause::noServer);
     }
-    stream_.reset();
+    dropStreams();
+    splice_.use(SoundSplice::Track::first, HostClock::now());
 }
 
 void AudioSource::reportGaps() {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "Linux/PipeWire/AudioStream.h"
 
+#include "Linux/PipeWire/PlaybackLinks.h"
 #include "Support/Error.h"
 #include "Support/Log.h"
 
@@ -21,6 +22,7 @@ namespace {
 /// wake the machine rarely.
 constexpr std::int64_t cycleFrames = 1024;
 constexpr const char* cycleLatency = "1024/48000";
+constexpr const char* linkedNodeName = "lumicrate-linked-sound";
 constexpr std::chrono::milliseconds startTimeout{1000};
 constexpr std::chrono::milliseconds endTimeout{100};
 /// A larger change of delay counts as a jump; smaller ones are smoothed.
@@ -37,16 +39,40 @@ pw_properties* propertiesOf(const AudioStream::Format& format) {
     // Session managers restore a stream's volume and device by its media.role, which applications share, or
     // else by its application.id. With separate ids and no role, the settings of other applications are not
     // applied to it, nor those of the system sound to the microphone.
-    if (format.fromOutput) {
-        pw_properties_set(properties, PW_KEY_NODE_NAME, "lumicrate-system-sound");
-        pw_properties_set(properties, PW_KEY_APP_ID, "lumicrate.system-sound");
-        pw_properties_set(properties, PW_KEY_STREAM_CAPTURE_SINK, "true");
-    } else {
-        pw_properties_set(properties, PW_KEY_NODE_NAME, "lumicrate-microphone");
-        pw_properties_set(properties, PW_KEY_APP_ID, "lumicrate.microphone");
+    switch (format.input) {
+        case AudioStream::Input::microphone:
+            pw_properties_set(properties, PW_KEY_NODE_NAME, "lumicrate-microphone");
+            pw_properties_set(properties, PW_KEY_APP_ID, "lumicrate.microphone");
+            break;
+        case AudioStream::Input::output:
+            pw_properties_set(properties, PW_KEY_NODE_NAME, "lumicrate-system-sound");
+            pw_properties_set(properties, PW_KEY_APP_ID, "lumicrate.system-sound");
+            pw_properties_set(properties, PW_KEY_STREAM_CAPTURE_SINK, "true");
+            break;
+        case AudioStream::Input::links:
+            pw_properties_set(properties, PW_KEY_NODE_NAME, linkedNodeName);
+            // Of no class that session managers handle: they would link the node and set its volume.
+            pw_properties_set(properties, PW_KEY_MEDIA_CLASS, "Lumicrate/Recorder");
+            // The ports that session managers set up otherwise.
+            pw_properties_set(properties, "adapter.auto-port-config", "{ mode = dsp }");
+            // Also without links: then it records silence.
+            pw_properties_set(properties, PW_KEY_NODE_ALWAYS_PROCESS, "true");
+            break;
     }
     if (format.device) pw_properties_set(properties, PW_KEY_TARGET_OBJECT, format.device->c_str());
     return properties;
+}
+
+const char* nameOf(AudioStream::Input input) {
+    switch (input) {
+        case AudioStream::Input::microphone:
+            return "Microphone";
+        case AudioStream::Input::output:
+            return "System sound";
+        case AudioStream::Input::links:
+            break;
+    }
+    return "Linked sound";
 }
 
 spa_audio_info_raw audioInfo(int channels) {
@@ -91,6 +117,7 @@ AudioStream::AudioStream(Session& session, const GraphWatch& watch, const Format
     const Session::Lock lock(session_);
     try {
         connect();
+        if (format_.links) format_.links->record(this);
     } catch (...) {
         stream_.reset();
         throw;
@@ -107,37 +134,39 @@ bool AudioStream::isFlowing() const {
     return isStreaming();
 }
 
+std::optional<std::uint32_t> AudioStream::node() const {
+    const std::uint32_t number = pw_stream_get_node_id(stream_.get());
+    return number == PW_ID_ANY ? std::nullopt : std::optional(number);
+}
+
 void AudioStream::connect() {
-    const char* name = format_.fromOutput ? "System sound" : "Microphone";
-    stream_.reset(pw_stream_new(session_.core(), name, propertiesOf(format_)));
+    stream_.reset(pw_stream_new(session_.core(), nameOf(format_.input), propertiesOf(format_)));
     std::array<std::byte, 1024> memory{};
     spa_pod_builder builder{};
     spa_pod_builder_init(&builder, memory.data(), memory.size());
     spa_audio_info_raw info = audioInfo(format_.channels);
     const spa_pod* parameters[] = {spa_format_audio_raw_build(&builder, SPA_PARAM_EnumFormat, &info)};
     // No RT_PROCESS flag: the callbacks allocate, so they run on the session's thread.
-    constexpr auto flags =
-        static_cast<pw_stream_flags>(PW_STREAM_FLAG_AUTOCONNECT | PW_STREAM_FLAG_MAP_BUFFERS);
+    const auto flags = static_cast<pw_stream_flags>(
+        PW_STREAM_FLAG_MAP_BUFFERS | (format_.input == Input::links ? 0 : PW_STREAM_FLAG_AUTOCONNECT));
     if (stream_) pw_stream_add_listener(stream_.get(), &listener_, &events, this);
     if (!stream_ || pw_stream_connect(stream_.get(), PW_DIRECTION_INPUT, PW_ID_ANY, flags, parameters, 1) < 0)
         throw PlatformError(localized("The sound server refuses to be recorded."));
-    log(LogArea::audio,
-        format_.fromOutput ? "stream of the output: " : "stream of a microphone: ", format_.channels,
-        " channels of 32-bit float at ", sampleRate, " Hz, ",
-        format_.device ? "a chosen device" : "the default device");
+    log(LogArea::audio, nameOf(format_.input), ": ", format_.channels, " channels of 32-bit float at ",
+        sampleRate, " Hz", format_.device ? ", a chosen device" : "");
 }
 
 AudioStream::~AudioStream() {
     const Session::Lock lock(session_);
     const Nanoseconds end = HostClock::now();
     session_.await([&] { return deliveredUntil_ >= end || !isStreaming(); }, endTimeout);
+    if (format_.links) format_.links->record(nullptr);
     stream_.reset();
 }
 
 void AudioStream::stateChanged(pw_stream_state state) {
     state_ = state;
-    log(LogArea::audio, format_.fromOutput ? "output stream " : "microphone stream ",
-        pw_stream_state_as_string(state));
+    log(LogArea::audio, nameOf(format_.input), ": ", pw_stream_state_as_string(state));
     // After a pause, sound does not continue where it ended.
     if (state == PW_STREAM_STATE_STREAMING) noteJump();
     session_.noteChange();
@@ -163,7 +192,7 @@ void AudioStream::deliver() {
         if (timeAfter.ticks == time.ticks) break;
     }
     if (pending_.empty()) return;
-    if (isUnwantedOutput()) {
+    if (isUnwanted()) {
         pending_.clear();
         noteJump();
         return;
@@ -222,9 +251,18 @@ void AudioStream::noteJump() {
     smoother_.noteJump();
 }
 
-/// Sound of an output must never be recorded as a microphone's by accident.
-bool AudioStream::isUnwantedOutput() const {
-    return !format_.fromOutput && watch_.isLinkedToOutputByFallback(pw_stream_get_node_id(stream_.get()));
+/// Sound of an output must never be recorded as a microphone's by accident, and the silence of a stream
+/// without links is missing sound while there is no output.
+bool AudioStream::isUnwanted() const {
+    switch (format_.input) {
+        case Input::microphone:
+            return watch_.isLinkedToOutputByFallback(pw_stream_get_node_id(stream_.get()));
+        case Input::links:
+            return !watch_.hasOutput();
+        case Input::output:
+            break;
+    }
+    return false;
 }
 
 /// Whether the server's counter advanced by clearly more than the received frames: a busy machine misses
@@ -257,6 +295,14 @@ bool AudioStream::pathChanged(const pw_time& time) {
                       std::chrono::abs(path.delay - before->delay) > maxSmoothedDelay);
 }
 
+AudioStream::Nanoseconds AudioStream::playbackDelay(Nanoseconds cycle) const {
+    // As the server reports it for a monitor.
+    const double cycles = (playbackDelay_.min_quantum + playbackDelay_.max_quantum) / 2;
+    return std::chrono::duration_cast<Nanoseconds>(cycle * cycles) +
+           durationOf((playbackDelay_.min_rate + playbackDelay_.max_rate) / 2, sampleRate) +
+           Nanoseconds((playbackDelay_.min_ns + playbackDelay_.max_ns) / 2);
+}
+
 /// When the first frame of the newest buffer was, or will be, audible at the device.
 AudioStream::Nanoseconds AudioStream::reportedTime(const pw_time& time) const {
     // Each cycle of the server delivers one buffer.
@@ -265,9 +311,12 @@ AudioStream::Nanoseconds AudioStream::reportedTime(const pw_time& time) const {
     const Path path = pathAt(time);
     const Nanoseconds inConverter = durationOf(static_cast<std::int64_t>(time.buffered), sampleRate);
     const Nanoseconds received = Nanoseconds(time.now) - inConverter;
+    // The output receives the same sound in the same cycle.
+    if (format_.input == Input::links) return received + playbackDelay(cycle);
     // A monitor's delay is its output's: the time from there until it is audible. The output that drives the
     // cycle runs last in it, so its monitor contains the sound of the previous cycle.
-    if (format_.fromOutput) return received + path.delay - (path.outputDrives ? cycle : Nanoseconds(0));
+    if (format_.input == Input::output)
+        return received + path.delay - (path.outputDrives ? cycle : Nanoseconds(0));
     // A microphone's delay is the time since its sound was captured. Virtual microphones report less than one
     // buffer, although the first frame of a buffer is at least one buffer old.
     return received - std::max(path.delay, cycle);

@@ -7,6 +7,8 @@
 #include "Linux/PipeWire/TimestampSmoother.h"
 #include "Platform/SampleSource.h"
 
+#include <spa/param/latency.h>
+
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
@@ -17,8 +19,13 @@
 
 namespace lumicrate::pipewire {
 
+class PlaybackLinks;
+
 /// Captures from construction to destruction. Delivers interleaved float samples at 48 kHz. Each buffer's
 /// timestamp is the host time at which its first frame reached the microphone, or leaves the loudspeaker.
+///
+/// A stream without a device delivers what is linked to its node's inputs (see PlaybackLinks), and silence
+/// while nothing is linked.
 ///
 /// When the device is disconnected, delivery pauses; when another device replaces it, delivery continues, and
 /// the timestamps show the gap. When the server ends or the stream fails, nothing more is delivered.
@@ -26,12 +33,16 @@ class AudioStream {
  public:
     static constexpr int sampleRate = 48000;
 
+    /// What is recorded: a device that the session manager links, or what this program links itself.
+    enum class Input { microphone, output, links };
+
     struct Format {
-        /// Record what an output plays instead of a microphone.
-        bool fromOutput = false;
+        Input input = Input::microphone;
         int channels = 1;  ///< 1 or 2; the device's channels are mixed to that
         /// The node to record; nothing for the default device, which is followed when it changes.
         std::optional<std::string> device;
+        /// Links the stream from construction until its end; set for links only. Must outlive the stream.
+        PlaybackLinks* links = nullptr;
     };
 
     /// Throws PlatformError when the server refuses the stream. `onSample` is called on the session's thread.
@@ -47,6 +58,11 @@ class AudioStream {
     void awaitSound() const;
     /// Whether sound is being delivered. Changes call the session's noteChange().
     bool isFlowing() const;
+    /// The stream's node in the server's graph; nothing until it exists. Session's lock held.
+    std::optional<std::uint32_t> node() const;
+    /// For links: the time from the streams that are linked until their sound is audible. Session's lock
+    /// held.
+    void setPlaybackDelay(const spa_latency_info& delay) { playbackDelay_ = delay; }
 
  private:
     using Nanoseconds = std::chrono::nanoseconds;
@@ -64,7 +80,7 @@ class AudioStream {
     void deliverFrom(Nanoseconds timestamp);
     void dequeueBuffers();
     void noteJump();
-    bool isUnwantedOutput() const;
+    bool isUnwanted() const;
     /// The path between a device and this stream.
     struct Path {
         Nanoseconds delay{};
@@ -75,6 +91,7 @@ class AudioStream {
     bool isOutputADriver() const;
     Path pathAt(const pw_time& time) const;
     bool pathChanged(const pw_time& time);
+    Nanoseconds playbackDelay(Nanoseconds cycle) const;
     Nanoseconds reportedTime(const pw_time& time) const;
     std::size_t frameSize() const { return static_cast<std::size_t>(format_.channels) * sizeof(float); }
     std::int64_t framesIn(std::size_t bytes) const { return static_cast<std::int64_t>(bytes / frameSize()); }
@@ -89,6 +106,7 @@ class AudioStream {
     std::optional<std::uint32_t> driverNode_;  ///< times the cycles of this stream
     std::optional<std::uint64_t> lastTicks_;   ///< the server's frame counter at the last delivery
     std::optional<Path> lastPath_;
+    spa_latency_info playbackDelay_{};
     Nanoseconds deliveredUntil_{};
     spa_hook listener_{};
     Session& session_;

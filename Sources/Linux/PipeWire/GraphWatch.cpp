@@ -148,6 +148,10 @@ std::optional<std::uint32_t> GraphWatch::defaultOutputNode() const {
     return std::nullopt;
 }
 
+bool GraphWatch::hasOutput() const {
+    return std::ranges::any_of(nodes_, [](const auto& entry) { return entry.second.role.isOutput; });
+}
+
 std::optional<std::uint64_t> GraphWatch::microphoneSerial(const std::string& id) const {
     const Session::Lock lock(session_);
     for (const auto& [number, node] : nodes_) {

@@ -71,6 +71,8 @@ class GraphWatch {
     Graph graph() const;
     /// The default output's node id in the server's graph. Session's lock held.
     std::optional<std::uint32_t> defaultOutputNode() const;
+    /// Whether there is any output. Session's lock held.
+    bool hasOutput() const;
     /// A number that differs each time a microphone of that id is connected; nothing while there is none.
     /// Takes the session's lock.
     std::optional<std::uint64_t> microphoneSerial(const std::string& id) const;

@@ -2,12 +2,16 @@
 // What is reported of missing sound, what follows from the server's nodes, and smoothed timestamps.
 #include "Linux/PipeWire/AudioGapReport.h"
 #include "Linux/PipeWire/GraphWatch.h"
+#include "Linux/PipeWire/PlaybackGraph.h"
+#include "Linux/PipeWire/ProcessTree.h"
+#include "Linux/PipeWire/SoundSplice.h"
 #include "Linux/PipeWire/TimestampSmoother.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <cstring>
 #include <functional>
 #include <random>
 
@@ -133,6 +137,46 @@ TEST(GraphTests, TheDefaultIsFirstAndTheOthersAreSortedByName) {
     EXPECT_EQ(devices, (std::vector{apple, appleToo, middle, zebra}));
 }
 
+TEST(PlaybackGraphTests, LinksRepeatThoseToOutputs) {
+    PlaybackGraph graph;
+    // A recorder with two inputs, and a device with six.
+    graph.nodes = {
+        {1, {}}, {2, {std::nullopt, true}}, {3, {std::nullopt, true}}, {4, {7, false}}, {5, {8, false}}};
+    graph.ports = {
+        {11, {1, true, "FL"}}, {12, {1, true, "FR"}}, {41, {4, false, "FL"}}, {51, {5, false, ""}}};
+    const char* channels[] = {"FL", "FR", "FC", "LFE", "RL", "SR", "MONO", "AUX0", "AUX13", "RC", ""};
+    const std::vector<PlaybackGraph::Number> expected[] = {{11},     {12}, {11, 12}, {},       {11},    {12},
+                                                           {11, 12}, {11}, {12},     {11, 12}, {11, 12}};
+    for (std::size_t i = 0; i < std::size(channels); ++i) {
+        graph.ports[20] = {2, true, channels[i]};
+        // Two devices: a channel that both play is recorded once.
+        graph.ports[30] = graph.ports[20];
+        graph.ports[30].node = 3;
+        graph.links = {{60, {41, 20}}, {61, {41, 30}}, {62, {51, 20}}, {63, {41, 11}}};
+        std::set<PlaybackGraph::Link> links;
+        for (const auto input : expected[i])
+            links.insert({41, input});
+        const auto isWanted = [](const PlaybackGraph::Node& node) { return node.client == 7U; };
+        EXPECT_EQ(recordingLinks(graph, 1, std::nullopt, isWanted), links) << channels[i];
+        EXPECT_EQ(recordingLinks(graph, 1, 3, isWanted), links) << channels[i];
+        EXPECT_TRUE(recordingLinks(graph, 1, 4, isWanted).empty()) << "plays elsewhere";
+    }
+}
+
+TEST(ProcessTreeTests, OnlyDescendantsBelongToAProgram) {
+    // A manager of the session (1 and 10) that started a player with a helper (20, 21, 22), and another (30).
+    const std::map<std::int32_t, std::int32_t> parents = {{10, 1}, {20, 10}, {21, 20}, {22, 21}, {30, 10}};
+    const auto parentOf = [&](std::int32_t process) -> std::optional<std::int32_t> {
+        const auto found = parents.find(process);
+        return found == parents.end() ? std::nullopt : std::optional(found->second);
+    };
+    for (const auto& [process, expected] :
+         {std::pair{20, true}, {21, true}, {22, true}, {30, false}, {10, false}, {1, false}, {99, false}})
+        EXPECT_EQ(isInProcessTree(process, 20, parentOf), expected) << process;
+    EXPECT_FALSE(isInProcessTree(20, 1, parentOf)) << "everything descends from it";
+    EXPECT_FALSE(isInProcessTree(5, 6, [](std::int32_t process) { return std::optional(process ^ 1); }));
+}
+
 constexpr int rate = 48000;
 constexpr std::int64_t frames = 1024;
 constexpr nanoseconds start = 5'000s;
@@ -226,6 +270,65 @@ TEST(TimestampSmootherTests, AJumpBackDropsWhatWasStampedBefore) {
     EXPECT_EQ(dropped, 10);  // 200 ms in buffers of 21.3 ms, rounded up
     EXPECT_GE(*next, stampedUntil - 100us);
     EXPECT_LE(std::chrono::abs(*next - time), 10ns);
+}
+
+TEST(SoundSpliceTests, TracksAreChangedAtTheTimeWhicheverIsLate) {
+    // Frame n of both tracks has the value n; those of the second one are negative.
+    const auto piece = [](SoundSplice::Track track, int first) {
+        std::vector<float> values(static_cast<std::size_t>(frames));
+        for (int i = 0; i < frames; ++i)
+            values[static_cast<std::size_t>(i)] =
+                static_cast<float>(track == SoundSplice::Track::first ? first + i : -first - i);
+        CMSampleBuffer sample;
+        sample.timing.presentationTimeStamp = CMTime(first, rate);
+        sample.audio = std::make_shared<AudioBufferList>();
+        const auto* bytes = reinterpret_cast<const std::byte*>(values.data());
+        sample.audio->buffers.emplace_back(bytes, bytes + values.size() * sizeof(float));
+        return sample;
+    };
+    const auto timeOf = [](double frame) { return nanoseconds(std::llround(frame * 1e9 / rate)); };
+    using enum SoundSplice::Track;
+    // How many pieces the second track is late, and by how many frames its pieces begin later.
+    for (const auto& [late, shift] : {std::pair{0, 0}, {-1, 0}, {1, 0}, {-2, 300}, {2, 300}, {3, 1023}}) {
+        std::vector<float> delivered;
+        SoundSplice splice(rate, sizeof(float), [&](const CMSampleBuffer& sample) {
+            const auto& bytes = sample.audio->buffers[0];
+            const double stamp = sample.presentationTimeStamp().seconds() * rate;
+            EXPECT_NEAR(stamp, static_cast<double>(delivered.size()), 0.5);
+            const std::size_t before = delivered.size();
+            delivered.resize(before + bytes.size() / sizeof(float));
+            std::memcpy(delivered.data() + before, bytes.data(), bytes.size());
+        });
+        for (int i = 0; i < 30; ++i) {
+            if (i == 5) splice.use(second, timeOf(7700.2));
+            if (i == 15) splice.use(first, timeOf(17800));
+            splice.add(first, piece(first, i * static_cast<int>(frames)));
+            const int begin = (i - late) * static_cast<int>(frames) + shift;
+            if (begin >= 0) splice.add(second, piece(second, begin));
+        }
+        for (std::size_t i = 0; i < delivered.size(); ++i) {
+            const bool ofSecond = i >= 7700 && i < 17800;
+            ASSERT_EQ(delivered[i], static_cast<float>(i) * (ofSecond ? -1.F : 1.F)) << late << " " << shift;
+        }
+        EXPECT_EQ(delivered.size(), 30 * frames);
+    }
+}
+
+TEST(SoundSpliceTests, AStalledTrackIsReplacedAllTheSame) {
+    std::vector<nanoseconds> delivered;
+    SoundSplice splice(rate, sizeof(float), [&](const CMSampleBuffer& sample) {
+        delivered.emplace_back(sample.presentationTimeStamp().converted(1'000'000'000));
+    });
+    splice.use(SoundSplice::Track::second, 1s);
+    for (auto time = 900ms; time < 2s; time += 10ms) {
+        CMSampleBuffer sample;
+        sample.timing.presentationTimeStamp = CMTime::from(time);
+        sample.audio = std::make_shared<AudioBufferList>();
+        sample.audio->buffers.emplace_back(480 * sizeof(float));
+        splice.add(SoundSplice::Track::second, sample);
+    }
+    EXPECT_THAT(delivered, testing::SizeIs(100));
+    EXPECT_EQ(delivered.front(), 1s);
 }
 
 TEST(TimestampSmootherTests, BuffersMayHaveAnyLength) {
