@@ -72,6 +72,10 @@ TEST(RecordArgumentsTests, ReadsTheSource) {
     EXPECT_EQ(webcam.mode, RecordArguments::Mode::webcam);
     EXPECT_EQ(webcam.camera, "usb");
     EXPECT_FALSE(webcam.options.captureSystemAudio);
+    stored.captureSystemAudio = false;
+    const RecordArguments alone = read({"--window", "5", "--application-audio"}, stored);
+    EXPECT_TRUE(alone.options.onlyApplicationAudio && alone.options.captureSystemAudio);
+    EXPECT_TRUE(alone.systemAudioRequired);
     for (const char* number : {"25165835", "0x180000b", "0X180000B"}) {
         const RecordArguments window = read({"--window", number}, {}, CaptureMode::audio);
         EXPECT_EQ(window.mode, RecordArguments::Mode::window);
@@ -103,6 +107,10 @@ TEST(RecordArgumentsTests, RefusesInvalidValues) {
     EXPECT_EQ(refusal({"--window", "5", "--screen"}),
               "Give only one of --screen, --window, --area, --webcam and --audio.");
     EXPECT_EQ(refusal({"--webcam", "--system-audio"}), "A webcam is recorded without system audio.");
+    EXPECT_EQ(refusal({"--application-audio"}),
+              "--application-audio is for recordings of a window: add --window.");
+    EXPECT_EQ(refusal({"--window", "5", "--application-audio", "--no-system-audio"}),
+              "--application-audio and --no-system-audio exclude each other.");
     EXPECT_THAT(refusal({"--duration", "1e9"}), testing::EndsWith("above 0, up to 2592000 (30 days)."));
     EXPECT_EQ(refusal({"--fps", "25"}), "“25” is not a valid value for --fps: give 15, 24, 30 or 60.");
 }

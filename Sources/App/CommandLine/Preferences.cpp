@@ -38,6 +38,7 @@ std::vector<Preference> makePreferences() {
         choice(preference::format, fresh.format),
         choice(preference::encodingQuality, fresh.encodingQuality),
         {preference::captureSystemAudio, Kind::toggle},
+        {preference::onlyApplicationAudio, Kind::toggle},
         {preference::captureMicrophone, Kind::toggle},
         {preference::microphoneID, Kind::text},
         {preference::mixAudio, Kind::toggle},
@@ -185,7 +186,7 @@ namespace {
 std::string describePreferences() {
     std::string text;
     for (const Preference& preference : preferences())
-        text += fmt::format("  {:<20}{}\n", preference.key, preference.expected());
+        text += fmt::format("  {:<22}{}\n", preference.key, preference.expected());
     return text + "\n";
 }
 
@@ -204,7 +205,7 @@ int runSettings(const ParsedOptions& parsed) {
     RecordingOptions::registerDefaults(defaults);
     if (words.empty()) {
         for (const Preference& preference : preferences()) {
-            fmt::print("{:<20}{}\n", preference.key, preference.read(defaults));
+            fmt::print("{:<22}{}\n", preference.key, preference.read(defaults));
             warnOfInvalid(preference, defaults);
         }
         return exitDone;

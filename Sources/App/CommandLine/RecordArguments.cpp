@@ -34,6 +34,8 @@ constexpr std::array specs{
     OptionSpec{"format", Kind::value, "F", "mp4H264 or movHEVC."},
     OptionSpec{"encoding-quality", Kind::value, "Q", "Bit rate: standard, high or maximum."},
     OptionSpec{"system-audio", Kind::negatable, "", "What the computer plays."},
+    OptionSpec{"application-audio", Kind::negatable, "",
+               "Of that, only the sound of the recorded window's program."},
     OptionSpec{"microphone", Kind::negatableWithValue, "ID",
                "A microphone: the default one, or the one of this identifier."},
     OptionSpec{"mix-audio", Kind::negatable, "", "One audio track for both, instead of one each."},
@@ -127,6 +129,16 @@ void readSource(const ParsedOptions& parsed, std::optional<CaptureMode> storedMo
     request.screen = parsed.value("screen");
 }
 
+void readApplicationAudio(const ParsedOptions& parsed, RecordArguments& request) {
+    readSwitch(parsed, "application-audio", request.options.onlyApplicationAudio);
+    if (parsed.isOn("application-audio") != true) return;
+    if (request.mode != RecordArguments::Mode::window)
+        throw UsageError(localized("--application-audio is for recordings of a window: add --window."));
+    if (parsed.isOn("system-audio") == false)
+        throw UsageError(localized("--application-audio and --no-system-audio exclude each other."));
+    request.options.captureSystemAudio = true;
+}
+
 }  // namespace
 
 std::span<const OptionSpec> recordOptionSpecs() {
@@ -160,8 +172,10 @@ RecordArguments readRecordArguments(const ParsedOptions& parsed, const Recording
         options.captureSystemAudio = false;
     }
     if (parsed.isOn("microphone") == true) options.microphoneID = parsed.value("microphone").value_or("");
+    readApplicationAudio(parsed, request);
     request.mixesAudio = parsed.isOn("mix-audio");
-    request.systemAudioRequired = parsed.isOn("system-audio") == true;
+    request.systemAudioRequired =
+        parsed.isOn("system-audio") == true || parsed.isOn("application-audio") == true;
     request.microphoneRequired = parsed.isOn("microphone") == true;
 
     if (const auto text = parsed.value("duration")) {

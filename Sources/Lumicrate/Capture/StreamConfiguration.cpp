@@ -112,7 +112,18 @@ SCStreamConfiguration makeConfiguration(const CaptureTarget& target,
     configuration.showsCursor = options.showCursor;
     configuration.queueDepth = queueDepth;
     setSound(configuration, options, microphones);
+    if (options.onlyApplicationAudio) configuration.audioProcess = windowProcess(target, source);
     return configuration;
+}
+
+std::optional<std::int32_t> windowProcess(const CaptureTarget& target,
+                                          const std::optional<CaptureSource>& source) {
+    const auto windowID = source ? source->windowID() : std::nullopt;
+    if (!windowID) return std::nullopt;
+    const auto window = std::ranges::find(target.filter.windows, *windowID, &SCWindow::windowID);
+    if (window == target.filter.windows.end() || !window->owningApplication) return std::nullopt;
+    const std::int32_t process = window->owningApplication->processID;
+    return process > 0 ? std::optional(process) : std::nullopt;
 }
 
 SCStreamConfiguration makeCameraConfiguration(PixelSize pictureSize, const RecordingOptions& options,

@@ -22,6 +22,10 @@ SCStreamConfiguration makeConfiguration(const CaptureTarget& target,
                                         const RecordingOptions& options,
                                         const std::vector<CaptureDevice>& microphones);
 
+/// The process that the recorded window belongs to; nothing for other sources, or if it is not known.
+std::optional<std::int32_t> windowProcess(const CaptureTarget& target,
+                                          const std::optional<CaptureSource>& source);
+
 /// For a recording of a camera whose pictures have this size; without system audio.
 SCStreamConfiguration makeCameraConfiguration(PixelSize pictureSize, const RecordingOptions& options,
                                               const std::vector<CaptureDevice>& microphones);

@@ -100,6 +100,7 @@ RecordingOptions RecordingOptions::current(const NSUserDefaults& defaults) {
     options.webcamMirror = defaults.boolForKey(preference::webcamMirror);
     options.areaRect = readArea(defaults);
     options.constantFrameRate = defaults.boolForKey(preference::constantFrameRate);
+    options.onlyApplicationAudio = defaults.boolForKey(preference::onlyApplicationAudio);
     return options;
 }
 

@@ -78,6 +78,7 @@ inline constexpr std::string_view checkForUpdates = "checkForUpdates";
 inline constexpr std::string_view recordingsFolder = "recordingsFolder";  ///< absolute; or else the default
 inline constexpr std::string_view notifyWhenSaved = "notifyWhenSaved";
 inline constexpr std::string_view constantFrameRate = "constantFrameRate";
+inline constexpr std::string_view onlyApplicationAudio = "onlyApplicationAudio";
 }  // namespace preference
 
 /// The width of the webcam bubble, points.
@@ -109,6 +110,8 @@ struct RecordingOptions {
     std::optional<Rect> areaRect;
     /// A picture every 1 ⁄ fps s, whether or not the screen changes.
     bool constantFrameRate = false;
+    /// With a recorded window: of the system audio only what the window's application plays.
+    bool onlyApplicationAudio = false;
 
     bool operator==(const RecordingOptions&) const = default;
 

@@ -294,7 +294,9 @@ Task<ActiveRecording::Plan> ScreenRecorder::makePlan(RecordingOptions options) {
         co_await fetchContent(services_.capture, services_.executor, soundAlone());
     if (soundAlone()) plan.kind = RecordingFolder::Kind::audio;
     plan.target = findTarget(content, options);
-    plan.configuration = makeConfiguration(plan.target, *source, options, connectedMicrophones_);
+    if (const auto reason = leaveOutUnknownApplication(plan.options, plan.target, *source, requiredSound_))
+        notice(*reason);
+    plan.configuration = makeConfiguration(plan.target, *source, plan.options, connectedMicrophones_);
     co_return plan;
 }
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "Lumicrate/Recording/SoundCheck.h"
 
+#include "Lumicrate/Capture/StreamConfiguration.h"
 #include "Support/Error.h"
 #include "Support/Log.h"
 #include "Support/LongWork.h"
@@ -35,6 +36,19 @@ std::vector<std::string> leaveOutMissingSound(RecordingOptions& options, const S
     const bool nothingLeft = !options.captureSystemAudio && !options.captureMicrophone;
     if (soundAlone && nothingLeft && !reasons.empty()) throw LocalizedError(reasons.back());
     return reasons;
+}
+
+std::optional<std::string> leaveOutUnknownApplication(RecordingOptions& options, const CaptureTarget& target,
+                                                      const std::optional<CaptureSource>& source,
+                                                      const RequiredSound& required) {
+    const bool isWanted = options.captureSystemAudio && options.onlyApplicationAudio &&
+                          isKind(source, CaptureSource::Kind::window);
+    if (!isWanted || windowProcess(target, source)) return std::nullopt;
+    const std::string reason = localized(
+        "It is not known which program the window belongs to, so its sound can't be recorded alone.");
+    if (required.systemAudio) throw LocalizedError(reason);
+    options.captureSystemAudio = false;
+    return reason;
 }
 
 }  // namespace lumicrate

@@ -2,12 +2,15 @@
 // SoundCheck: what of the sound that a recording should have can be recorded.
 #pragma once
 
+#include "Lumicrate/Capture/CaptureSource.h"
+#include "Lumicrate/Capture/ContentFilter.h"
 #include "Lumicrate/Recording/RecordingOptions.h"
 #include "Platform/AVCaptureDevice.h"
 #include "Support/DispatchQueue.h"
 #include "Support/Executor.h"
 #include "Support/Task.h"
 
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -27,5 +30,11 @@ Task<SoundDevices> fetchSoundDevices(const AVCaptureDevices& devices, Executor& 
 /// LocalizedError if that sound is required, or if it is all that would be recorded (`soundAlone`).
 std::vector<std::string> leaveOutMissingSound(RecordingOptions& options, const SoundDevices& devices,
                                               const RequiredSound& required, bool soundAlone);
+
+/// The sentence for a window whose program is not known, when only that program's sound should be recorded.
+/// Turns off the system audio in `options` then; throws LocalizedError instead if it is required.
+std::optional<std::string> leaveOutUnknownApplication(RecordingOptions& options, const CaptureTarget& target,
+                                                      const std::optional<CaptureSource>& source,
+                                                      const RequiredSound& required);
 
 }  // namespace lumicrate

@@ -205,6 +205,23 @@ TEST_F(StreamConfigurationTests, TheRestFollowsTheOptions) {
     }
 }
 
+TEST_F(StreamConfigurationTests, OneApplicationsSoundIsThatOfTheRecordedWindow) {
+    target.filter.windows = {window(3, 30), window(5, 50), window(6, 0)};
+    const struct {
+        CaptureSource source;
+        bool isWanted;
+        std::optional<std::int32_t> process;
+    } cases[] = {{CaptureSource::window(5), true, 50},
+                 {CaptureSource::window(5), false, std::nullopt},
+                 {CaptureSource::window(6), true, std::nullopt},
+                 {CaptureSource::display(5), true, std::nullopt}};
+    for (const auto& each : cases) {
+        source = each.source;
+        options.onlyApplicationAudio = each.isWanted;
+        EXPECT_EQ(make(1920, 1080).audioProcess, each.process) << &each - cases;
+    }
+}
+
 TEST(MovieFormatTests, BitRatesFollowTheTable) {
     using enum EncodingQuality;
     using enum OutputFormat;

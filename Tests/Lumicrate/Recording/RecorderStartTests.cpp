@@ -344,5 +344,24 @@ TEST_F(RecorderStartTests, MissingSoundIsLeftOutUnlessItIsRequiredOrAll) {
     }
 }
 
+TEST_F(RecorderStartTests, TheSoundOfAnUnknownApplicationIsLeftOutUnlessItIsRequired) {
+    defaults.stored["onlyApplicationAudio"] = true;
+    capture.content.windows = {{7, {10, 10, 100, 100}, std::nullopt, 0, std::nullopt}};
+    for (const bool required : {false, true}) {
+        make().setRequiredSound({.systemAudio = required});
+        startWith(CaptureSource::window(7));
+        const bool records = *recorder->state == State::recording;
+        EXPECT_NE(records, required);
+        if (records) {
+            EXPECT_FALSE(capture.stream->configuration.capturesAudio);
+        }
+        recorder->requestStop();
+        executor.drain();
+        const std::string sentence =
+            required ? recorder->errorMessage->value_or("") : recorder->notices->at(0);
+        EXPECT_THAT(sentence, testing::StartsWith("It is not known which program the window belongs to"));
+    }
+}
+
 }  // namespace
 }  // namespace lumicrate::test

@@ -100,6 +100,7 @@ TEST_F(RecordingOptionsTests, StoredValuesAreReadOrFallBack) {
         {"captureMicrophone", true, [](auto& o) { o.captureMicrophone = true; }},
         {"webcamMirror", false, [](auto& o) { o.webcamMirror = false; }},
         {"constantFrameRate", true, [](auto& o) { o.constantFrameRate = true; }},
+        {"onlyApplicationAudio", true, [](auto& o) { o.onlyApplicationAudio = true; }},
     };
     for (const auto& each : cases) {
         defaults.stored = {{each.key, each.stored}};
