@@ -16,6 +16,10 @@ std::vector<std::string_view> togglesFor(CaptureMode mode) {
     if (mode == CaptureMode::audio)
         return {preference::captureSystemAudio, preference::captureMicrophone, preference::countdown};
     if (mode == CaptureMode::webcam) return {preference::captureMicrophone, preference::countdown};
+    if (mode == CaptureMode::window)
+        return {preference::captureSystemAudio, preference::onlyApplicationAudio,
+                preference::captureMicrophone,  preference::showCursor,
+                preference::highlightClicks,    preference::countdown};
     return {preference::captureSystemAudio, preference::captureMicrophone, preference::showCursor,
             preference::highlightClicks, preference::countdown};
 }
@@ -52,16 +56,19 @@ RecorderControls::RecorderControls(ScreenRecorder& recorder, SourceBar& sources,
 }
 
 std::vector<RecorderControls::Toggle> RecorderControls::toggles() {
-    return {{preference::captureSystemAudio, "speaker.wave.2.fill", "speaker.slash.fill",
-             localized("System Audio"), localized("Record what the computer plays")},
-            {preference::captureMicrophone, "mic.fill", "mic.slash.fill", localized("Microphone"),
-             localized("Record a microphone")},
-            {preference::showCursor, "cursorarrow", "cursorarrow", localized("Cursor"),
-             localized("Show the pointer in the recording")},
-            {preference::highlightClicks, "cursorarrow.click", "cursorarrow.click", localized("Clicks"),
-             localized("Show a ring where the mouse is clicked")},
-            {preference::countdown, "timer", "timer", localized("Countdown"),
-             localized("Count down 3 seconds before recording")}};
+    return {
+        {preference::captureSystemAudio, "speaker.wave.2.fill", "speaker.slash.fill",
+         localized("System Audio"), localized("Record what the computer plays")},
+        {preference::onlyApplicationAudio, "speaker.macwindow", "speaker.macwindow", localized("App Only"),
+         localized("Only this application’s sound"), preference::captureSystemAudio},
+        {preference::captureMicrophone, "mic.fill", "mic.slash.fill", localized("Microphone"),
+         localized("Record a microphone")},
+        {preference::showCursor, "cursorarrow", "cursorarrow", localized("Cursor"),
+         localized("Show the pointer in the recording")},
+        {preference::highlightClicks, "cursorarrow.click", "cursorarrow.click", localized("Clicks"),
+         localized("Show a ring where the mouse is clicked")},
+        {preference::countdown, "timer", "timer", localized("Countdown"),
+         localized("Count down 3 seconds before recording")}};
 }
 
 std::vector<MenuItem> RecorderControls::microphoneMenu() const {

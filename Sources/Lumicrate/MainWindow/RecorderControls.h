@@ -50,6 +50,7 @@ class RecorderControls {
         std::string_view offSymbol;
         std::string label;
         std::string help;
+        std::string_view parent = {};  ///< key of the toggle without which this one has no effect
     };
 
     using Progress = Published<std::optional<double>>;

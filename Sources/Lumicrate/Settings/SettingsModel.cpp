@@ -246,6 +246,11 @@ SwitchSetting SettingsModel::captureSystemAudio() {
                     "All sound played by other programs.");
 }
 
+SwitchSetting SettingsModel::onlyApplicationAudio() {
+    return switched(preference::onlyApplicationAudio, "Only this application’s sound",
+                    "When a window is recorded, the sound of other programs is left out.");
+}
+
 SwitchSetting SettingsModel::captureMicrophone() {
     return switched(preference::captureMicrophone, "Record the microphone");
 }

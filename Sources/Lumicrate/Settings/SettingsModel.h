@@ -108,6 +108,7 @@ class SettingsModel {
 
     // Audio
     static SwitchSetting captureSystemAudio();
+    static SwitchSetting onlyApplicationAudio();
     static SwitchSetting captureMicrophone();
     static SwitchSetting mixAudio();
     /// The connected microphones, and the chosen one even if it is not connected.

@@ -71,6 +71,7 @@ void RecorderControlsView::addToggles(QVBoxLayout& column, NSUserDefaults& defau
         row->addWidget(cell, 1);
         chips_.push_back({toggle, cell, button});
     }
+    subscriptions_.push_back(defaults.observe([this] { enableToggles(); }));
     column.addLayout(row);
 }
 
@@ -143,7 +144,16 @@ void RecorderControlsView::show(const RecorderControls::Content& content) {
     for (const Chip& chip : chips_) {
         const auto& shown = content.toggles;
         chip.cell->setVisible(std::find(shown.begin(), shown.end(), chip.toggle.key) != shown.end());
-        chip.cell->setEnabled(content.togglesEnabled);
+    }
+    togglesEnabled_ = content.togglesEnabled;
+    enableToggles();
+}
+
+void RecorderControlsView::enableToggles() {
+    for (const Chip& chip : chips_) {
+        const auto parent =
+            std::ranges::find(chips_, chip.toggle.parent, [](const Chip& each) { return each.toggle.key; });
+        chip.cell->setEnabled(togglesEnabled_ && (parent == chips_.end() || parent->button->isChecked()));
     }
 }
 

@@ -36,9 +36,11 @@ class RecorderControlsView final : public QWidget {
     void addButtons(QVBoxLayout& column);
     void addLevel(QVBoxLayout& column);
     void show(const RecorderControls::Content& content);
+    void enableToggles();
 
     RecorderControls& controls_;
     std::vector<Chip> chips_;
+    bool togglesEnabled_ = true;
     FlatButton* record_;
     FlatButton* pause_;
     QLabel* hint_;

@@ -107,7 +107,8 @@ void SettingsPage::addVideo() {
 }
 
 void SettingsPage::addAudio() {
-    addSwitches({SettingsModel::captureSystemAudio(), SettingsModel::captureMicrophone()})
+    addSwitches({SettingsModel::captureSystemAudio(), SettingsModel::onlyApplicationAudio(),
+                 SettingsModel::captureMicrophone()})
         .addRow(changingRow(model_.microphone(), model_.microphones));
     addSwitches({SettingsModel::mixAudio()});
 }

@@ -164,9 +164,10 @@ TEST_F(MainWindowTests, EverythingIsReachableByTabAndHasAName) {
         const auto* accessible = QAccessible::queryAccessibleInterface(each);
         names.push_back(accessible->text(QAccessible::Name).toStdString());
     }
-    EXPECT_THAT(names, ElementsAre("Window", "Window: Editor 8 — Inbox (3)", "System Audio", "Microphone",
-                                   "Choose a microphone", "Cursor", "Clicks", "Countdown", "Start Recording",
-                                   "Open Recordings Folder", "Settings", "More", "Recordings"));
+    EXPECT_THAT(
+        names, ElementsAre("Window", "Window: Editor 8 — Inbox (3)", "System Audio", "App Only", "Microphone",
+                           "Choose a microphone", "Cursor", "Clicks", "Countdown", "Start Recording",
+                           "Open Recordings Folder", "Settings", "More", "Recordings"));
     const auto roleOf = [this](const QString& name) {
         return QAccessible::queryAccessibleInterface(button(name))->role();
     };
