@@ -38,6 +38,8 @@ class SampleSource {
     /// Applies the parts of a changed configuration that concern this source. During capture. Throws
     /// PlatformError.
     virtual void update(const SCStreamConfiguration& configuration) = 0;
+    /// Applies a changed filter; only sources of pictures have one. During capture.
+    virtual void setFilter(const SCContentFilter& /*filter*/) {}
 };
 
 }  // namespace lumicrate

@@ -17,6 +17,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <vector>
 
@@ -37,6 +38,14 @@ struct SCRunningApplication {
     bool operator==(const SCRunningApplication&) const = default;
 };
 
+/// Values of windowLayer.
+namespace windowLayer {
+inline constexpr int desktop = -1000;
+inline constexpr int dock = 20;
+inline constexpr int unmanaged = 25;  ///< of a window without a type that is not managed
+inline constexpr int notification = 30;
+}  // namespace windowLayer
+
 struct SCWindow {
     std::uint32_t windowID = 0;
     Rect frame;
@@ -52,6 +61,24 @@ struct SCShareableContent {
     std::vector<SCWindow> windows;
 };
 
+/// What is known of a window that has appeared. Numbers are 0 when they are unknown.
+struct SCWindowFacts {
+    std::uint32_t windowID = 0;
+    std::int32_t processID = 0;
+    std::uint32_t clientID = 0;  ///< of its program's connection to the display server
+    std::uint32_t leaderID = 0;  ///< the window that stands for its program
+    /// The window that it is transient for, the one that this is transient for, and so on.
+    std::vector<std::uint32_t> transientFor{};
+    bool transientForGroup = false;  ///< for its program instead of one window
+    bool unmanaged = false;          ///< by the window manager, as menus are
+    int windowLayer = 0;
+    Rect frame{};
+};
+
+/// Whether a window that appears belongs in a picture, given the recorded window and the others that the rule
+/// has added. Called on any thread.
+using SCWindowRule = std::function<bool(const SCWindowFacts& window, std::span<const SCWindowFacts> shown)>;
+
 /// The content of a stream. Created by the three functions below.
 struct SCContentFilter {
     enum class Kind { displayExcludingWindows, displayIncludingWindows, desktopIndependentWindow };
@@ -61,6 +88,12 @@ struct SCContentFilter {
     std::vector<SCWindow> windows;  ///< the excluded ones, the included ones, or the single window
     Rect contentRect;               ///< at (0, 0) with the size of the content
     double pointPixelScale = 1;
+    /// Of a display that excludes windows: all windows of this process are excluded as well, those that
+    /// appear later from their first pixel on, except the windows of these numbers.
+    std::optional<std::int32_t> excludedProcessID{};
+    std::vector<std::uint32_t> exceptingWindows{};
+    /// Of a display that includes windows: adds windows to the first one, while they are on the screen.
+    SCWindowRule includesWindow{};
 
     static SCContentFilter excludingWindows(const SCDisplay& display, std::vector<SCWindow> windows) {
         return {Kind::displayExcludingWindows, display, std::move(windows), extent(display.frame),
@@ -156,6 +189,8 @@ class SCStream {
     virtual void stopCapture(CompletionHandler completion) = 0;
     virtual void updateConfiguration(const SCStreamConfiguration& configuration,
                                      CompletionHandler completion) = 0;
+    /// Captures other windows of the same display. The filter must be of the kind that the stream has.
+    virtual void updateContentFilter(const SCContentFilter& filter, CompletionHandler completion) = 0;
 };
 
 /// The capture service. Main thread.

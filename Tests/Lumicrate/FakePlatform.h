@@ -352,6 +352,10 @@ class FakeStream final : public SCStream {
         record_->updates.push_back(made);
         completion(record_->updateError);
     }
+    void updateContentFilter(const SCContentFilter& filter, CompletionHandler completion) override {
+        record_->filter = filter;
+        completion(nullptr);
+    }
 
  private:
     std::shared_ptr<FakeStreamRecord> record_;

@@ -102,14 +102,23 @@ void CaptureStream::reportSamplesProcessed(const CompletionHandler& completion) 
 
 void CaptureStream::updateConfiguration(const SCStreamConfiguration& configuration,
                                         CompletionHandler completion) {
-    queue_.async([this, configuration, completion = std::move(completion)] {
+    updateParts([configuration](SampleSource& source) { source.update(configuration); },
+                std::move(completion));
+}
+
+void CaptureStream::updateContentFilter(const SCContentFilter& filter, CompletionHandler completion) {
+    updateParts([filter](SampleSource& source) { source.setFilter(filter); }, std::move(completion));
+}
+
+void CaptureStream::updateParts(std::function<void(SampleSource&)> change, CompletionHandler completion) {
+    queue_.async([this, change = std::move(change), completion = std::move(completion)] {
         std::exception_ptr firstError;
         bool anyCaptures = false;
         for (const auto& part : parts_) {
             if (!part->started || part->ended) continue;
             anyCaptures = true;
             try {
-                part->source->update(configuration);
+                change(*part->source);
             } catch (...) {
                 if (!firstError) firstError = std::current_exception();
             }

@@ -8,6 +8,7 @@
 
 #include <atomic>
 #include <exception>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <utility>
@@ -44,6 +45,7 @@ class CaptureStream final : public SCStream {
     /// stream's queue.
     void updateConfiguration(const SCStreamConfiguration& configuration,
                              CompletionHandler completion) override;
+    void updateContentFilter(const SCContentFilter& filter, CompletionHandler completion) override;
 
  private:
     struct Part {
@@ -63,6 +65,7 @@ class CaptureStream final : public SCStream {
     };
     enum class State { idle, starting, capturing, ended };
 
+    void updateParts(std::function<void(SampleSource&)> change, CompletionHandler completion);
     std::exception_ptr startParts();
     void stopParts();
     void stopAnd(DispatchQueue::Work next);

@@ -29,6 +29,10 @@ class CameraStream final : public SCStream {
     void stopCapture(CompletionHandler completion) override;
     void updateConfiguration(const SCStreamConfiguration& configuration,
                              CompletionHandler completion) override;
+    /// A camera's picture has no windows.
+    void updateContentFilter(const SCContentFilter& /*filter*/, CompletionHandler completion) override {
+        completion(nullptr);
+    }
 
  private:
     struct Output {

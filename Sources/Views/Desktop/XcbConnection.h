@@ -24,6 +24,14 @@ struct FreeXcbReply {
 template <class Reply>
 using XcbReply = std::unique_ptr<Reply, FreeXcbReply>;
 
+/// Waits until the server has carried out all requests so far.
+inline void syncXcb() {
+    xcb_connection_t* const x = xcbConnection();
+    if (!x) return;
+    const XcbReply<xcb_get_input_focus_reply_t> reply(
+        xcb_get_input_focus_reply(x, xcb_get_input_focus(x), nullptr));
+}
+
 // These need a connection.
 
 /// Qt uses the first screen of a server only.

@@ -139,6 +139,8 @@ OverlayPanel::~OverlayPanel() {
 void OverlayPanel::orderFrontRegardless() {
     show();
     stack_.bringToFront(*this);
+    // Capture lists the windows over another connection, whose requests could overtake the panel's.
+    syncXcb();
 }
 
 void OverlayPanel::makeKeyAndOrderFront() {

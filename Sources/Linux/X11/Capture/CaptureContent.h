@@ -8,6 +8,7 @@
 #include "Linux/X11/Capture/ScreenReader.h"
 #include "Linux/X11/PixelConversion/BlockRegion.h"
 #include "Linux/X11/Server/Connection.h"
+#include "Platform/ScreenCaptureKit.h"
 #include "Support/Geometry.h"
 
 #include <chrono>
@@ -52,6 +53,8 @@ class CaptureContent {
 
     virtual ~CaptureContent() = default;
 
+    /// Applies a filter of the same kind with the next update; false if the content cannot follow it.
+    virtual bool setFilter(const SCContentFilter& /*filter*/) { return false; }
     /// Whether the event may change the picture.
     virtual bool handleEvent(const xcb_generic_event_t& event) = 0;
     /// Sets what the update shows. Adds to `unread` the blocks whose origin has changed.

@@ -26,11 +26,19 @@ constexpr std::chrono::milliseconds windowRetryDelay(20);
 }
 
 std::unique_ptr<CaptureContent> contentFor(const Connection& connection, const SCContentFilter& filter) {
-    if (filter.kind == SCContentFilter::Kind::displayExcludingWindows && filter.windows.empty()) {
-        log(LogArea::capture, "content: the screen, unfiltered");
-        return std::make_unique<ScreenContent>(connection);
+    const bool excludesNone =
+        filter.kind == SCContentFilter::Kind::displayExcludingWindows && filter.windows.empty();
+    if (!excludesNone || filter.excludedProcessID) {
+        try {
+            return std::make_unique<FilteredContent>(connection, filter);
+        } catch (const PlatformError& error) {
+            // A server without Composite or Render can still be recorded while nothing has to be excluded.
+            if (!excludesNone) throw;
+            log(LogArea::capture, "content: windows that appear cannot be excluded: ", error.what());
+        }
     }
-    return std::make_unique<FilteredContent>(connection, filter);
+    log(LogArea::capture, "content: the screen, unfiltered");
+    return std::make_unique<ScreenContent>(connection);
 }
 
 }  // namespace
@@ -59,6 +67,12 @@ void DisplayCapture::configure(const SCStreamConfiguration& configuration) {
     }
     if (configuration.showsCursor && !pointer_) pointer_.emplace(connection_);
     if (!configuration.showsCursor) pointer_.reset();
+}
+
+void DisplayCapture::setFilter(const SCContentFilter& filter) {
+    if (content_->setFilter(filter)) return;
+    content_ = contentFor(connection_, filter);
+    layoutStale_ = true;
 }
 
 bool DisplayCapture::processEvents() {

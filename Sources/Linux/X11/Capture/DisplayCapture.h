@@ -45,6 +45,8 @@ class DisplayCapture {
     int fileDescriptor() const { return connection_.fileDescriptor(); }
     /// Applies source rectangle and cursor visibility with the next update.
     void configure(const SCStreamConfiguration& configuration);
+    /// Applies a filter of the same display and kind with the next update.
+    void setFilter(const SCContentFilter& filter);
 
     /// Flushes requests and handles all events that have arrived. Whether one of them makes an update due.
     /// Does not block.

@@ -55,31 +55,97 @@ bool backgroundShows(const PixelRect& rect, const std::vector<StackedWindow>& la
 }
 
 FilteredContent::FilteredContent(const Connection& connection, const SCContentFilter& filter)
-    : connection_(connection), compositor_(connection), stack_(connection), layers_(connection) {
+    : connection_(connection),
+      atoms_(connection),
+      compositor_(connection),
+      stack_(connection),
+      layers_(connection) {
     rule_.kind = filter.kind;
-    for (const SCWindow& window : filter.windows) {
-        targets_.push_back(window.windowID);
-        // Window managers reparent applications' windows into frames and back. Properties describe the
-        // visible part of a recorded one.
-        const std::uint32_t ofProperties = rule_.excludes() ? 0 : XCB_EVENT_MASK_PROPERTY_CHANGE;
-        const std::uint32_t events = XCB_EVENT_MASK_STRUCTURE_NOTIFY | ofProperties;
-        xcb_change_window_attributes(connection.get(), window.windowID, XCB_CW_EVENT_MASK, &events);
+    if (rule_.excludes()) {
+        screenDamage_.emplace(connection, connection.root());
+        if (filter.excludedProcessID) own_.emplace(connection, *filter.excludedProcessID);
+    } else if (filter.includesWindow && !filter.windows.empty()) {
+        related_.emplace(connection, filter.includesWindow, filter.windows.front().windowID,
+                         filter.pointPixelScale);
     }
-    if (rule_.excludes()) screenDamage_.emplace(connection, connection.root());
+    setTargets(filter);
     resolveTargets();
     stack_.queryUnknown();
-    if (!rule_.excludes() && !targets_.empty()) visible_.emplace(connection, targets_.front());
+    if (!rule_.excludes() && !targets_.empty()) visible_.emplace(connection, targets_.front().window);
     locateWindows();
     log(LogArea::capture,
         rule_.excludes() ? "content: the screen without windows: " : "content: windows alone: ",
         targets_.size());
 }
 
+bool FilteredContent::setFilter(const SCContentFilter& filter) {
+    if (filter.kind != rule_.kind || filter.excludedProcessID.has_value() != own_.has_value()) return false;
+    setTargets(filter);
+    invalidated_.addAll();
+    return true;
+}
+
+void FilteredContent::setTargets(const SCContentFilter& filter) {
+    excepted_ = filter.exceptingWindows;
+    targets_.clear();
+    targetsStale_ = true;
+    for (const SCWindow& window : filter.windows)
+        addTarget(window.windowID);
+    if (!own_) return;
+    for (const xcb_window_t window : own_->windows())
+        addTarget(window);
+}
+
+void FilteredContent::addTarget(xcb_window_t window) {
+    if (std::ranges::find(targets_, window, &Target::window) != targets_.end() ||
+        std::ranges::find(excepted_, window) != excepted_.end())
+        return;
+    targets_.push_back({window});
+    targetsStale_ = true;
+    // Window managers reparent applications' windows into frames and back. Properties describe the visible
+    // part of a recorded one.
+    const std::uint32_t ofProperties = rule_.excludes() ? 0 : XCB_EVENT_MASK_PROPERTY_CHANGE;
+    const std::uint32_t events = XCB_EVENT_MASK_STRUCTURE_NOTIFY | ofProperties;
+    xcb_change_window_attributes(connection_.get(), window, XCB_CW_EVENT_MASK, &events);
+}
+
 void FilteredContent::resolveTargets() {
     targetsStale_ = false;
+    std::vector<Target> left;
+    for (Target& each : targets_) {
+        if (!std::exchange(each.stale, false)) continue;
+        const xcb_window_t before = each.topLevel;
+        each.topLevel = rule_.excludes() ? frameOf(connection_, atoms_, each.window)
+                                         : topLevelOf(connection_, each.window);
+        if (rule_.excludes() && before != each.topLevel && before != each.window && before != XCB_NONE)
+            left.push_back({before, before, false});
+    }
+    // A frame may be visible for a moment after its window has left it.
+    targets_.insert(targets_.end(), left.begin(), left.end());
+    nameWindows();
+}
+
+void FilteredContent::nameWindows() {
     rule_.named.clear();
-    for (const xcb_window_t window : targets_)
-        rule_.named.push_back(topLevelOf(connection_, window));
+    for (const Target& each : targets_)
+        rule_.named.push_back(each.topLevel);
+    if (!related_) return;
+    const std::vector<xcb_window_t> related = related_->topLevels();
+    rule_.named.insert(rule_.named.end(), related.begin(), related.end());
+}
+
+/// About windows that have appeared since the last update, and where they were meanwhile.
+void FilteredContent::decideOwners() {
+    const std::vector<xcb_window_t> found = own_ ? own_->resolve() : std::vector<xcb_window_t>();
+    if (!found.empty())
+        for (const xcb_window_t window : own_->windows())
+            addTarget(window);
+    if (targetsStale_) resolveTargets();
+    for (const auto& [window, rect] : std::exchange(undecidedAreas_, {})) {
+        const bool isFound = std::ranges::find(found, window) != found.end() &&
+                             std::ranges::find(excepted_, window) == excepted_.end();
+        if (isFound || rule_.names(window)) recentlyExcluded_.add(rect, now_ + exclusionTime);
+    }
 }
 
 bool FilteredContent::handleEvent(const xcb_generic_event_t& event) {
@@ -96,11 +162,13 @@ bool FilteredContent::handleEvent(const xcb_generic_event_t& event) {
         invalidated_.addAll();
         due = true;
     }
-    if (handleTargetEvent(event)) {
-        targetsStale_ = true;
+    if (own_ && own_->handleEvent(event)) due = true;
+    if (related_ && event.response_type == XCB_REPARENT_NOTIFY) {
+        related_->reconsider();
         due = true;
     }
     if (visible_ && visible_->handleEvent(event)) due = true;
+    if (handleTargetEvent(event)) due = true;
     if (const auto change = stack_.handleEvent(event, HostClock::now())) due = applyChange(*change) || due;
     return due;
 }
@@ -114,19 +182,23 @@ bool FilteredContent::waitForCompositor() {
     return true;
 }
 
-/// Whether one of the filter's windows was reparented or destroyed.
+/// Whether a target was reparented or destroyed.
 bool FilteredContent::handleTargetEvent(const xcb_generic_event_t& event) {
-    const auto isTarget = [this](xcb_window_t window) {
-        return std::find(targets_.begin(), targets_.end(), window) != targets_.end();
+    const auto find = [this](xcb_window_t window) {
+        return std::ranges::find(targets_, window, &Target::window);
     };
     switch (eventType(event)) {
-        case XCB_REPARENT_NOTIFY:
-            return isTarget(eventAs<xcb_reparent_notify_event_t>(event).window);
+        case XCB_REPARENT_NOTIFY: {
+            const auto target = find(eventAs<xcb_reparent_notify_event_t>(event).window);
+            if (target == targets_.end()) return false;
+            target->stale = true;
+            targetsStale_ = true;
+            return true;
+        }
         case XCB_DESTROY_NOTIFY: {
-            const auto window = eventAs<xcb_destroy_notify_event_t>(event).window;
-            if (!isTarget(window)) return false;
-            // The id may be reused for another window.
-            std::replace(targets_.begin(), targets_.end(), window, xcb_window_t{XCB_NONE});
+            const auto target = find(eventAs<xcb_destroy_notify_event_t>(event).window);
+            if (target == targets_.end()) return false;
+            handleTargetDestroyed(*target);
             return true;
         }
         default:
@@ -134,28 +206,53 @@ bool FilteredContent::handleTargetEvent(const xcb_generic_event_t& event) {
     }
 }
 
+/// The id may be reused for another window.
+void FilteredContent::handleTargetDestroyed(Target& target) {
+    const xcb_window_t frame = target.topLevel;
+    if (!rule_.excludes()) {
+        target = {XCB_NONE, XCB_NONE, false};
+    } else if (frame != target.window && frame != XCB_NONE) {
+        // It is visible until the window manager destroys it.
+        target = {frame, frame, false};
+    } else {
+        targets_.erase(targets_.begin() + (&target - targets_.data()));
+    }
+    targetsStale_ = true;
+}
+
 /// Whether the change may affect the picture.
 bool FilteredContent::applyChange(const StackChange& change) {
-    const bool named = rule_.names(change.before.id);
-    if (!named && (!rule_.excludes() || composed_.isEmpty())) return false;
+    const bool named = rule_.names(change.after.id);
+    const bool appeared = related_ && related_->handleChange(change);
     rememberExcludedArea(change.before);
     rememberExcludedArea(change.after);
+    if (!named && (!rule_.excludes() || composed_.isEmpty())) return appeared;
     for (const StackedWindow* const each : {&change.before, &change.after})
         if (each->hasPixels()) invalidated_.add(geometry_.toSource(each->frame));
     return true;
 }
 
-std::vector<PixelRect> FilteredContent::excludedArea(const StackedWindow& window) const {
+bool FilteredContent::isExcluded(xcb_window_t window) const {
+    return rule_.excludes() && (rule_.names(window) || (own_ && own_->isUndecided(window)));
+}
+
+/// With the shadow that a compositing manager paints.
+std::vector<PixelRect> FilteredContent::areaOf(const StackedWindow& window) const {
     std::vector<PixelRect> area = window.occupied();
-    if (!rule_.excludes() || !rule_.names(window.id)) area.clear();
     for (PixelRect& rect : area)
         rect = widened(rect, compositor_.active() ? shadowMargin : 0);
     return area;
 }
 
 void FilteredContent::rememberExcludedArea(const StackedWindow& window) {
-    for (const PixelRect& rect : excludedArea(window))
-        recentlyExcluded_.add(rect, HostClock::now() + exclusionTime);
+    const bool named = rule_.names(window.id);
+    if (!rule_.excludes() || !(isExcluded(window.id) || isUnclear())) return;
+    for (const PixelRect& rect : areaOf(window)) {
+        if (named)
+            recentlyExcluded_.add(rect, HostClock::now() + exclusionTime);
+        else
+            undecidedAreas_.push_back({window.id, rect});
+    }
 }
 
 void FilteredContent::locateWindows() {
@@ -182,8 +279,11 @@ std::optional<PixelRect> FilteredContent::recordedFrame() const {
 BlockRegion FilteredContent::composedBlocks() const {
     if (!rule_.excludes()) return geometry_.blocksIn({geometry_.readable});
     std::vector<PixelRect> area = recentlyExcluded_.rectangles();
+    for (const UndecidedArea& each : undecidedAreas_)
+        area.push_back(each.rect);
     for (const StackedWindow& window : stack_.stack().windows()) {
-        const std::vector<PixelRect> excluded = excludedArea(window);
+        if (!window.viewable || !isExcluded(window.id)) continue;
+        const std::vector<PixelRect> excluded = areaOf(window);
         area.insert(area.end(), excluded.begin(), excluded.end());
     }
     return geometry_.blocksIn(area);
@@ -191,13 +291,18 @@ BlockRegion FilteredContent::composedBlocks() const {
 
 void FilteredContent::prepare(const SourceGeometry& geometry, BlockRegion& unread) {
     now_ = HostClock::now();
-    if (targetsStale_) resolveTargets();
+    decideOwners();
     stack_.queryUnknown();
     recentlyExcluded_.expire(now_);
     if (geometry != geometry_) {
         geometry_ = geometry;
         composed_ = geometry_.blocksIn({});
         invalidated_ = composed_;
+    }
+    if (related_) {
+        for (const PixelRect& frame : related_->update(stack_.stack()))
+            invalidated_.add(geometry_.toSource(frame));
+        nameWindows();
     }
     const BlockRegion before = std::exchange(composed_, composedBlocks());
     BlockRegion begun = composed_;
@@ -335,7 +440,7 @@ bool FilteredContent::areCurrent(const PlannedRead& planned) const {
 std::vector<PixelRect> FilteredContent::usableParts(std::size_t read) const {
     const PlannedRead& planned = planned_[read];
     // An excluded window may have been reparented into another top-level window.
-    if (targetsStale_) return {};
+    if (isUnclear()) return {};
     BlockRegion blocks = geometry_.blocksIn({planned.rect});
     if (planned.composed) {
         if (!areCurrent(planned)) return {};

@@ -7,7 +7,8 @@
 //
 // No excluded window is ever shown. Example: an excluded window moves while the screen is being read. The
 // server sends the event of the move before the pixels that show it, so the event has been handled when
-// usableParts() is called, and the pixels at the window's new place are not used.
+// usableParts() is called, and the pixels at the window's new place are not used. A window that appears
+// counts as excluded until its owner is known.
 #pragma once
 
 #include "Linux/X11/Capture/CaptureContent.h"
@@ -17,6 +18,9 @@
 #include "Linux/X11/Capture/WindowLayers.h"
 #include "Linux/X11/Screens/CompositorWatch.h"
 #include "Linux/X11/Windows/VisibleFrame.h"
+#include "Linux/X11/Windows/ProcessWindows.h"
+#include "Linux/X11/Windows/RelatedWindows.h"
+#include "Linux/X11/Windows/WindowAtoms.h"
 #include "Linux/X11/Windows/WindowStack.h"
 #include "Platform/ScreenCaptureKit.h"
 
@@ -47,6 +51,7 @@ class FilteredContent final : public CaptureContent {
     /// `connection` must outlive the content. Throws PlatformError when the server lacks an extension.
     FilteredContent(const Connection& connection, const SCContentFilter& filter);
 
+    bool setFilter(const SCContentFilter& filter) override;
     bool handleEvent(const xcb_generic_event_t& event) override;
     void prepare(const SourceGeometry& geometry, BlockRegion& unread) override;
     void requestDamage() override;
@@ -63,6 +68,17 @@ class FilteredContent final : public CaptureContent {
     void layoutChanged() override { background_.reset(); }
 
  private:
+    /// A window of the filter or of the excluded process.
+    struct Target {
+        xcb_window_t window = XCB_NONE;  ///< XCB_NONE for one that was destroyed
+        xcb_window_t topLevel = XCB_NONE;
+        bool stale = true;  ///< it may have another top-level window
+    };
+    /// Where a window was that may have to be excluded.
+    struct UndecidedArea {
+        xcb_window_t window;
+        PixelRect rect;
+    };
     struct PlannedRead {
         PixelRect rect;
         bool composed = false;
@@ -71,10 +87,17 @@ class FilteredContent final : public CaptureContent {
 
     bool waitForCompositor();
     bool handleTargetEvent(const xcb_generic_event_t& event);
+    void handleTargetDestroyed(Target& target);
+    void setTargets(const SCContentFilter& filter);
+    void addTarget(xcb_window_t window);
+    bool isUnclear() const { return targetsStale_ || (own_ && own_->hasUndecidedFrame()); }
+    void decideOwners();
     void resolveTargets();
+    void nameWindows();
     bool applyChange(const StackChange& change);
     const StackedWindow* recordedWindow() const;
-    std::vector<PixelRect> excludedArea(const StackedWindow& window) const;
+    bool isExcluded(xcb_window_t window) const;
+    std::vector<PixelRect> areaOf(const StackedWindow& window) const;
     void rememberExcludedArea(const StackedWindow& window);
     BlockRegion composedBlocks() const;
     void updateHeldBack();
@@ -85,12 +108,16 @@ class FilteredContent final : public CaptureContent {
     bool areCurrent(const PlannedRead& planned) const;
 
     const Connection& connection_;
-    std::vector<xcb_window_t> targets_;  ///< the filter's windows; XCB_NONE for one that was destroyed
+    WindowAtoms atoms_;
+    std::vector<Target> targets_;  ///< first the filter's windows, in its order
+    std::vector<xcb_window_t> excepted_;
     ContentRule rule_;
-    bool targetsStale_ = true;  ///< a target may have another top-level window
+    bool targetsStale_ = true;  ///< one of them is
     CompositorWatch compositor_;
     StackWatch stack_;
     std::optional<VisibleFrameWatch> visible_;  ///< of the recorded window
+    std::optional<ProcessWindows> own_;      ///< of the excluded process
+    std::optional<RelatedWindows> related_;  ///< to the recorded window
     WindowLayers layers_;
     std::optional<DamageTracker> screenDamage_;  ///< only where the picture contains the screen
     std::optional<RootBackground> background_;
@@ -99,9 +126,10 @@ class FilteredContent final : public CaptureContent {
     Time now_{};  ///< of the current update
     SourceGeometry geometry_;
     RecentArea recentlyExcluded_;
-    BlockRegion composed_;           ///< what is not read from the screen
-    BlockRegion invalidated_;        ///< what changed in it other than by drawing
-    BlockRegion heldBack_;           ///< what is not reliable yet
+    std::vector<UndecidedArea> undecidedAreas_;  ///< since the last update
+    BlockRegion composed_;                       ///< what is not read from the screen
+    BlockRegion invalidated_;                    ///< what changed in it other than by drawing
+    BlockRegion heldBack_;                       ///< what is not reliable yet
     std::optional<Time> paintedBy_;  ///< when the compositing manager has painted what windows drew
     std::vector<PlannedRead> planned_;
 };

@@ -64,6 +64,14 @@ void ScreenSource::update(const SCStreamConfiguration& configuration) {
     wakeUp_->signal();
 }
 
+void ScreenSource::setFilter(const SCContentFilter& filter) {
+    {
+        const std::lock_guard lock(configurationMutex_);
+        newFilter_ = filter;
+    }
+    wakeUp_->signal();
+}
+
 void ScreenSource::run() {
     std::exception_ptr failure;
     try {
@@ -103,9 +111,15 @@ void ScreenSource::captureUntilStopped() {
 
 void ScreenSource::applyConfiguration() {
     std::optional<SCStreamConfiguration> update;
+    std::optional<SCContentFilter> filter;
     {
         const std::lock_guard lock(configurationMutex_);
         update = std::exchange(newConfiguration_, std::nullopt);
+        filter = std::exchange(newFilter_, std::nullopt);
+    }
+    if (filter) {
+        capture_->setFilter(*filter);
+        updateDue_ = true;
     }
     if (!update) return;
     capture_->configure(*update);

@@ -36,6 +36,8 @@ class ScreenSource final : public SampleSource {
     void stop() override;
     /// Applies source rectangle, aspect ratio, cursor and frame interval. The pictures keep their size.
     void update(const SCStreamConfiguration& configuration) override;
+    /// The filter's display must be the same.
+    void setFilter(const SCContentFilter& filter) override;
 
     /// How often the thread has woken up. Any thread.
     std::uint64_t wakeUps() const { return wakeUps_; }
@@ -52,13 +54,14 @@ class ScreenSource final : public SampleSource {
     void deliverIdle(Time now);
 
     const std::string displayName_;
-    const SCContentFilter filter_;
+    const SCContentFilter filter_;  ///< of the start
     Handlers handlers_;
     std::shared_ptr<WakeUp> wakeUp_;
     std::atomic<bool> stopping_ = false;
     std::atomic<std::uint64_t> wakeUps_ = 0;
     std::mutex configurationMutex_;
     std::optional<SCStreamConfiguration> newConfiguration_;
+    std::optional<SCContentFilter> newFilter_;
 
     // Used by the thread only, once it runs:
     SCStreamConfiguration configuration_;

@@ -25,6 +25,7 @@ constexpr std::array names{
     Name{&WindowAtoms::netWmName, "_NET_WM_NAME"},
     Name{&WindowAtoms::netWmPid, "_NET_WM_PID"},
     Name{&WindowAtoms::netWmState, "_NET_WM_STATE"},
+    Name{&WindowAtoms::clientLeader, "WM_CLIENT_LEADER"},
     Name{&WindowAtoms::netFrameExtents, "_NET_FRAME_EXTENTS"},
     Name{&WindowAtoms::gtkFrameExtents, "_GTK_FRAME_EXTENTS"},
     Name{&WindowAtoms::windowType, "_NET_WM_WINDOW_TYPE"},

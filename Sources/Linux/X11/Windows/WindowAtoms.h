@@ -23,6 +23,7 @@ struct WindowAtoms {
     xcb_atom_t netWmName = XCB_NONE;
     xcb_atom_t netWmPid = XCB_NONE;
     xcb_atom_t netWmState = XCB_NONE;
+    xcb_atom_t clientLeader = XCB_NONE;
     xcb_atom_t netFrameExtents = XCB_NONE;
     xcb_atom_t gtkFrameExtents = XCB_NONE;
     xcb_atom_t windowType = XCB_NONE;

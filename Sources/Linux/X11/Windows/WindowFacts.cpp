@@ -4,10 +4,13 @@
 #include "Linux/X11/Windows/WindowText.h"
 
 #include <algorithm>
+#include <array>
+#include <cstddef>
 #include <fstream>
 #include <limits>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace lumicrate::x11 {
@@ -52,6 +55,24 @@ std::optional<std::int32_t> processIn(const Property& property) {
     if (numbers.empty() || numbers.front() == 0 || numbers.front() > maxProcess) return std::nullopt;
     return static_cast<std::int32_t>(numbers.front());
 }
+
+/// The layers of types; 0 for types that are not listed.
+constexpr std::array<std::pair<std::string_view, int>, 14> layersByName{{
+    {"_NET_WM_WINDOW_TYPE_DESKTOP", windowLayer::desktop},
+    {"_NET_WM_WINDOW_TYPE_NORMAL", 0},
+    {"_NET_WM_WINDOW_TYPE_DIALOG", 0},
+    {"_NET_WM_WINDOW_TYPE_UTILITY", 0},
+    {"_NET_WM_WINDOW_TYPE_SPLASH", 0},
+    {"_NET_WM_WINDOW_TYPE_TOOLBAR", 3},
+    {"_NET_WM_WINDOW_TYPE_MENU", 3},
+    {"_NET_WM_WINDOW_TYPE_DOCK", windowLayer::dock},
+    {"_NET_WM_WINDOW_TYPE_NOTIFICATION", windowLayer::notification},
+    {"_NET_WM_WINDOW_TYPE_DROPDOWN_MENU", 101},
+    {"_NET_WM_WINDOW_TYPE_POPUP_MENU", 101},
+    {"_NET_WM_WINDOW_TYPE_COMBO", 101},
+    {"_NET_WM_WINDOW_TYPE_TOOLTIP", 102},
+    {"_NET_WM_WINDOW_TYPE_DND", 500},
+}};
 
 }  // namespace
 
@@ -109,12 +130,28 @@ std::optional<WindowGeometry> WindowFrameQuery::collectGeometry() const {
     return geometry;
 }
 
+WindowTypeLayers::WindowTypeLayers(const Connection& connection) {
+    std::vector<std::string_view> names;
+    for (const auto& [name, layer] : layersByName)
+        names.push_back(name);
+    const std::vector<xcb_atom_t> atoms = connection.internAtoms(names);
+    for (std::size_t i = 0; i < atoms.size(); ++i)
+        layers_.emplace(atoms[i], layersByName.at(i).second);
+}
+
+int WindowTypeLayers::layerOf(const Property& types, bool managed) const {
+    const auto known =
+        std::ranges::find_if(types.numbers(), [&](xcb_atom_t type) { return layers_.contains(type); });
+    const int layer = known == types.numbers().end() ? 0 : layers_.at(*known);
+    return managed || layer != 0 ? layer : windowLayer::unmanaged;
+}
+
 ProcessQuery::ProcessQuery(const Connection& connection, std::span<const xcb_window_t> windows)
-    : connection_(connection), resourceMask_(xcb_get_setup(connection.get())->resource_id_mask) {
+    : connection_(connection) {
     if (windows.empty() || !connection.hasExtension(xcb_res_id)) return;
     std::vector<std::uint32_t> clients;
     for (const xcb_window_t each : windows)
-        clients.push_back(clientOf(each));
+        clients.push_back(clientOf(connection, each));
     std::ranges::sort(clients);
     const auto repeated = std::ranges::unique(clients);
     clients.erase(repeated.begin(), repeated.end());
@@ -133,12 +170,12 @@ void ProcessQuery::collect() {
          xcb_res_client_id_value_next(&each)) {
         if (xcb_res_client_id_value_value_length(each.data) < 1) continue;
         const std::uint32_t process = *xcb_res_client_id_value_value(each.data);
-        processes_[clientOf(each.data->spec.client)] = static_cast<std::int32_t>(process);
+        processes_[clientOf(connection_, each.data->spec.client)] = static_cast<std::int32_t>(process);
     }
 }
 
 std::optional<std::int32_t> ProcessQuery::processOf(xcb_window_t window) const {
-    const auto found = processes_.find(clientOf(window));
+    const auto found = processes_.find(clientOf(connection_, window));
     if (found == processes_.end() || found->second <= 0) return std::nullopt;
     return found->second;
 }

@@ -67,6 +67,26 @@ class WindowFrameQuery {
     PropertyQuery shadow_;
 };
 
+/// The client of the server that created a window. The ids of all resources of a client have the same high
+/// bits.
+inline std::uint32_t clientOf(const Connection& connection, std::uint32_t resource) {
+    return resource & ~xcb_get_setup(connection.get())->resource_id_mask;
+}
+
+/// The layers of windows: 0 for applications' windows, above 100 for menus.
+class WindowTypeLayers {
+ public:
+    /// Throws PlatformError when the server is lost.
+    explicit WindowTypeLayers(const Connection& connection);
+
+    /// `types` is the window's _NET_WM_WINDOW_TYPE, of which the first known one counts. An unmanaged window
+    /// is never on layer 0.
+    int layerOf(const Property& types, bool managed) const;
+
+ private:
+    std::unordered_map<xcb_atom_t, int> layers_;
+};
+
 /// A request for the local processes that created windows, sent by the constructor. Unlike _NET_WM_PID the
 /// answer is the server's own knowledge, and never a remote machine's process. Must be collected exactly
 /// once, before processOf() is called.
@@ -79,11 +99,7 @@ class ProcessQuery {
     std::optional<std::int32_t> processOf(xcb_window_t window) const;
 
  private:
-    /// The ids of all resources of a client have the same high bits.
-    std::uint32_t clientOf(std::uint32_t resource) const { return resource & ~resourceMask_; }
-
     const Connection& connection_;
-    std::uint32_t resourceMask_;
     std::optional<xcb_res_query_client_ids_cookie_t> cookie_;
     std::unordered_map<std::uint32_t, std::int32_t> processes_;  // by client
 };

@@ -17,46 +17,6 @@ namespace lumicrate::x11 {
 
 namespace {
 
-constexpr int unmanagedLayer = 25;
-/// The layers of types; 0 for types that are not listed.
-constexpr std::array<std::pair<std::string_view, int>, 14> layersByName{{
-    {"_NET_WM_WINDOW_TYPE_DESKTOP", -1000},
-    {"_NET_WM_WINDOW_TYPE_NORMAL", 0},
-    {"_NET_WM_WINDOW_TYPE_DIALOG", 0},
-    {"_NET_WM_WINDOW_TYPE_UTILITY", 0},
-    {"_NET_WM_WINDOW_TYPE_SPLASH", 0},
-    {"_NET_WM_WINDOW_TYPE_TOOLBAR", 3},
-    {"_NET_WM_WINDOW_TYPE_MENU", 3},
-    {"_NET_WM_WINDOW_TYPE_DOCK", 20},
-    {"_NET_WM_WINDOW_TYPE_NOTIFICATION", 30},
-    {"_NET_WM_WINDOW_TYPE_DROPDOWN_MENU", 101},
-    {"_NET_WM_WINDOW_TYPE_POPUP_MENU", 101},
-    {"_NET_WM_WINDOW_TYPE_COMBO", 101},
-    {"_NET_WM_WINDOW_TYPE_TOOLTIP", 102},
-    {"_NET_WM_WINDOW_TYPE_DND", 500},
-}};
-
-using Layers = std::unordered_map<xcb_atom_t, int>;
-
-Layers readLayers(const Connection& connection) {
-    std::vector<std::string_view> names;
-    for (const auto& [name, layer] : layersByName)
-        names.push_back(name);
-    const std::vector<xcb_atom_t> atoms = connection.internAtoms(names);
-    Layers layers;
-    for (std::size_t i = 0; i < atoms.size(); ++i)
-        layers.emplace(atoms[i], layersByName[i].second);
-    return layers;
-}
-
-/// The first known type counts. An unmanaged window is never on layer 0.
-int layerOf(const Property& types, bool managed, const Layers& layers) {
-    const auto known =
-        std::ranges::find_if(types.numbers(), [&](xcb_atom_t type) { return layers.contains(type); });
-    const int layer = known == types.numbers().end() ? 0 : layers.at(*known);
-    return managed || layer != 0 ? layer : unmanagedLayer;
-}
-
 /// Minimised. Some window managers keep such windows mapped, below everything else, to show thumbnails.
 bool isHidden(const Property& state, const WindowAtoms& atoms) {
     return std::ranges::find(state.numbers(), atoms.stateHidden) != state.numbers().end();
@@ -97,8 +57,8 @@ class WindowQuery {
           owner_(connection, atoms, window.window) {}
 
     /// Nothing for a window that is minimised or gone.
-    std::optional<SCWindow> collect(const ProcessQuery& processes, const Layers& layers, double scale,
-                                    bool composited) const {
+    std::optional<SCWindow> collect(const ProcessQuery& processes, const WindowTypeLayers& layers,
+                                    double scale, bool composited) const {
         const auto frame = frame_.collect();
         const Property netName = netName_.collect();
         const Property name = name_.collect();
@@ -112,7 +72,7 @@ class WindowQuery {
         window.windowID = window_.window;
         window.frame = pointsFromPixels(*frame, scale);
         window.title = titleFrom(netName, name, *atoms_);
-        window.windowLayer = layerOf(type, window_.managed, layers);
+        window.windowLayer = layers.layerOf(type, window_.managed);
         if (composited) window.alpha = opacityFrom(opacity, frameOpacity);
         return window;
     }
@@ -135,7 +95,7 @@ class WindowQuery {
 WindowList::WindowList(const std::string& displayName, double scale)
     : connection_(displayName),
       atoms_(connection_),
-      layers_(readLayers(connection_)),
+      layers_(connection_),
       compositor_(connection_),
       scale_(scale) {}
 

@@ -5,12 +5,12 @@
 #include "Linux/X11/Screens/CompositorWatch.h"
 #include "Linux/X11/Server/Connection.h"
 #include "Linux/X11/Windows/WindowAtoms.h"
+#include "Linux/X11/Windows/WindowFacts.h"
 #include "Platform/ScreenCaptureKit.h"
 
 #include <cstdint>
 #include <optional>
 #include <string>
-#include <unordered_map>
 #include <vector>
 
 namespace lumicrate::x11 {
@@ -39,7 +39,7 @@ class WindowList {
 
     Connection connection_;
     WindowAtoms atoms_;
-    std::unordered_map<xcb_atom_t, int> layers_;  ///< by type
+    WindowTypeLayers layers_;
     mutable CompositorWatch compositor_;
     double scale_;
 };

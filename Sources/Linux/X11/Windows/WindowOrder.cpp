@@ -18,9 +18,6 @@ namespace {
 
 using Clients = std::unordered_map<xcb_window_t, std::vector<xcb_window_t>>;  // by top-level
 
-/// How deep in its frame an application's window can lie.
-constexpr int frameDepth = 3;
-
 struct Visibility {
     bool viewable = false;
     bool unmanaged = false;
@@ -140,6 +137,27 @@ std::vector<xcb_window_t> topLevelsOf(const Connection& connection, std::vector<
         climbing = std::move(next);
     }
     return topLevels;
+}
+
+std::vector<xcb_window_t> childrenOf(const Connection& connection, const std::vector<xcb_window_t>& parents) {
+    std::vector<Descendant> level;
+    for (const xcb_window_t each : parents)
+        level.push_back({each, each});
+    std::vector<xcb_window_t> children;
+    for (const Descendant& each : childrenOf(connection, level))
+        children.push_back(each.window);
+    return children;
+}
+
+xcb_window_t frameOf(const Connection& connection, const WindowAtoms& atoms, xcb_window_t window) {
+    for (bool isOutside = false;; isOutside = true) {
+        const PropertyQuery state(connection, window, atoms.wmState);
+        const auto tree = connection.tryAwait(xcb_query_tree_reply, xcb_query_tree(connection.get(), window));
+        const bool hasState = state.collect().type() != XCB_NONE;
+        if (!tree || tree->parent == XCB_NONE || (isOutside && hasState)) return XCB_NONE;
+        if (tree->parent == connection.root()) return window;
+        window = tree->parent;
+    }
 }
 
 ManagedWindows readManagedWindows(const Connection& connection, const WindowAtoms& atoms) {

@@ -16,6 +16,16 @@ xcb_window_t topLevelOf(const Connection& connection, xcb_window_t window);
 /// The same for many windows, in their order, in as many round trips as for one.
 std::vector<xcb_window_t> topLevelsOf(const Connection& connection, std::vector<xcb_window_t> windows);
 
+/// How deep in its frame an application's window can lie; the frame is the first level.
+inline constexpr int frameDepth = 3;
+
+/// The children of all these windows, in one round trip.
+std::vector<xcb_window_t> childrenOf(const Connection& connection, const std::vector<xcb_window_t>& parents);
+
+/// As topLevelOf, but XCB_NONE for a window that lies in another application's window, as a tray icon does in
+/// a panel.
+xcb_window_t frameOf(const Connection& connection, const WindowAtoms& atoms, xcb_window_t window);
+
 /// The windows in the window manager's client list (EWMH).
 struct ManagedWindows {
     bool known = false;  ///< false without a window manager that publishes a list

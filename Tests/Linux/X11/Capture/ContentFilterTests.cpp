@@ -5,6 +5,7 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <unistd.h>
 #include <xcb/composite.h>
 
 #include <algorithm>
@@ -26,6 +27,8 @@ using test::TestWindow;
 constexpr PixelRect whole = ScreenStage::whole;
 /// The colour of windows that must not be shown. Nothing else has a similar one.
 constexpr std::uint32_t forbidden = 0xff00ff;
+/// Of ICCCM.
+constexpr std::uint32_t iconicState = 3;
 
 void paint(BgraPicture& picture, const PixelRect& rect, std::uint32_t colour) {
     const PixelRect inside = rect.intersection(picture.bounds());
@@ -113,6 +116,14 @@ class ContentFilterTests : public testing::TestWithParam<bool> {
     }
     void captureOnly(std::initializer_list<const TestWindow*> which) {
         stage.capture(SCContentFilter::includingWindows(stage.display(), windows(which)));
+    }
+    /// All windows of this process, except these.
+    SCContentFilter withoutProcess(std::initializer_list<const TestWindow*> excepting) const {
+        SCContentFilter filter = SCContentFilter::excludingWindows(stage.display(), {});
+        filter.excludedProcessID = getpid();
+        for (const TestWindow* each : excepting)
+            filter.exceptingWindows.push_back(each->id());
+        return filter;
     }
     bool shows(const BgraPicture& picture) { return stage.frames.waitForPicture(Picture(picture)); }
     /// With a deviation of one in every sample, because blending rounds.
@@ -211,6 +222,46 @@ TEST_P(ContentFilterTests, AnExcludedWindowMayAppearAnywhereWhileOthersChange) {
         countTo(i);
     ending = true;
     storm.join();
+}
+
+TEST_P(ContentFilterTests, WindowsOfAProcessAreExcludedFromTheirFirstPixelOn) {
+    stage.server.startWindowManager();
+    TestWindow below = window(whole, pattern(1));
+    constexpr PixelRect place{300, 8, 90, 60};
+    TestWindow counter = window(place, 0x101010);
+    TestWindow minimised = show({.frame = {90, 60, 150, 130}, .colour = forbidden, .managed = true});
+    ask(minimised, "WM_CHANGE_STATE", {iconicState});
+    TestWindow withdrawn = show({.frame = {90, 60, 150, 130}, .colour = forbidden, .managed = true});
+    withdrawn.unmap();
+    // Not created later: the window manager may then take it for a gone window of the same number.
+    TestWindow kept = window({10, 10, 60, 60}, 0x00c0ff);
+    kept.unmap();
+    stage.capture(withoutProcess({&below, &counter}));
+    std::mt19937 random(5);
+    std::atomic<bool> ending = false;
+    std::thread storm([&] {
+        while (!ending) {
+            const PixelRect frame{int(random() % 300), int(random() % 200), 100, 90};
+            TestWindow next = show({.frame = frame, .colour = forbidden, .managed = random() % 2 == 0});
+            if (random() % 2 == 0) next.move(frame.x + 50, frame.y);
+            if (random() % 2 == 0) next.unmap();
+            (random() % 2 == 0 ? minimised : withdrawn).map();
+            if (random() % 4 == 0) ask(minimised, "WM_CHANGE_STATE", {iconicState});
+            if (random() % 4 == 0) withdrawn.unmap();
+        }
+    });
+    BgraPicture expected = pattern(1);
+    for (unsigned i = 1; i <= 40; ++i) {
+        counter.fill(i * 0x000703 % 0x10000);
+        paint(expected, place, i * 0x000703 % 0x10000);
+        EXPECT_TRUE(shows(expected)) << i;
+    }
+    ending = true;
+    storm.join();
+    kept.map();
+    stage.source->setFilter(withoutProcess({&below, &counter, &kept}));
+    paint(expected, {10, 10, 60, 60}, 0x00c0ff);
+    EXPECT_TRUE(shows(expected)) << "kept";
 }
 
 TEST_P(ContentFilterTests, WindowsBetweenAndAboveExcludedOnesAreShown) {
@@ -411,8 +462,10 @@ TEST_P(UncomposedContentFilterTests, PixelsAreUsedOnlyIfNothingChangedBeforeThey
     TestWindow below = window(whole, 0x204060);
     TestWindow beside = window({300, 100, 50, 50}, 0x00ff00);
     TestWindow excluded = window({20, 20, 100, 100});
-    FilteredContent content(connection,
-                            SCContentFilter::excludingWindows(stage.display(), windows({&excluded})));
+    SCContentFilter filter = withoutProcess({&below, &beside});
+    filter.windows = windows({&excluded});
+    FilteredContent content(connection, filter);
+    std::optional<TestWindow> late;
     ScreenReader reader(connection);
     const SourceGeometry geometry{whole, whole};
     const BlockRegion all = geometry.blocksIn({whole});
@@ -443,6 +496,11 @@ TEST_P(UncomposedContentFilterTests, PixelsAreUsedOnlyIfNothingChangedBeforeThey
         {"moved and back", [&] { excluded.move(150, 170), excluded.move(280, 30); }},
         {"away", [&] { excluded.unmap(); }},
         {"back", [&] { excluded.map(); }},
+        {"another one",
+         [&] {
+             late.emplace(window({0, 150, 200, 100}));
+         }},
+        {"and gone", [&] { late->destroy(); }},
         {"larger", [&] { excluded.place(PixelRect(280, 30, 123, 271)); }},
     };
     for (const auto& [what, action] : cases) {
