@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "Lumicrate/Capture/ContentFilter.h"
 
+#include "Lumicrate/Capture/WindowFamily.h"
 #include "Lumicrate/Recording/RecorderError.h"
 #include "Support/Log.h"
 
@@ -34,7 +35,10 @@ CaptureTarget displayTarget(const SCShareableContent& content, const FilterReque
     }
     log(LogArea::capture, "recording display ", display.displayID, " without ", excluded.size(),
         " own windows");
-    return {SCContentFilter::excludingWindows(display, std::move(excluded)), {}, {}};
+    CaptureTarget target{SCContentFilter::excludingWindows(display, std::move(excluded)), {}, {}};
+    if (request.hideSelf) target.filter.excludedProcessID = request.processID;
+    target.filter.exceptingWindows = request.overlays.keep;
+    return target;
 }
 
 CaptureTarget windowTarget(const SCShareableContent& content, const FilterRequest& request,
@@ -52,6 +56,7 @@ CaptureTarget windowTarget(const SCShareableContent& content, const FilterReques
         " overlays");
     CaptureTarget target;
     target.filter = SCContentFilter::includingWindows(display, std::move(included));
+    target.filter.includesWindow = belongsToFamily;
     target.windowDisplayID = display.displayID;
     target.windowSourceRect = partOfDisplay(found->frame, display.frame);
     return target;
@@ -72,6 +77,24 @@ Rect partOfDisplay(const Rect& window, const Rect& display) {
 CaptureTarget makeFilter(const SCShareableContent& content, const FilterRequest& request) {
     const auto windowID = request.source ? request.source->windowID() : std::nullopt;
     return windowID ? windowTarget(content, request, *windowID) : displayTarget(content, request);
+}
+
+void setOverlays(SCContentFilter& filter, const OverlayWindows& overlays) {
+    const auto add = [&filter](const std::vector<std::uint32_t>& numbers) {
+        for (const std::uint32_t number : numbers) {
+            if (std::ranges::find(filter.windows, number, &SCWindow::windowID) == filter.windows.end())
+                filter.windows.emplace_back().windowID = number;
+        }
+    };
+    if (filter.kind == SCContentFilter::Kind::displayExcludingWindows) {
+        filter.exceptingWindows = overlays.keep;
+        std::erase_if(filter.windows,
+                      [&](const SCWindow& each) { return contains(overlays.keep, each.windowID); });
+        add(overlays.chrome);
+    } else if (filter.kind == SCContentFilter::Kind::displayIncludingWindows) {
+        filter.windows.resize(1);
+        add(overlays.keep);
+    }
 }
 
 std::uint32_t chooseMainDisplay(const std::vector<SCDisplay>& displays, std::uint32_t desktopMainDisplayID) {

@@ -34,8 +34,13 @@ struct CaptureTarget {
     std::optional<Rect> windowSourceRect;
 };
 
-/// Throws RecorderError (noDisplay, windowGone).
+/// Windows of this application that appear later are treated like those that are listed in `content`, and
+/// menus and dialogs of a recorded window are included as they appear (see WindowFamily.h). Throws
+/// RecorderError (noDisplay, windowGone).
 CaptureTarget makeFilter(const SCShareableContent& content, const FilterRequest& request);
+
+/// Changes a filter of makeFilter after overlays have appeared or disappeared.
+void setOverlays(SCContentFilter& filter, const OverlayWindows& overlays);
 
 /// The desktop's main display if it is in `displays`, else the first of them; without any, the desktop's
 /// value.

@@ -39,6 +39,8 @@ class WebcamBubbleShowing {
     virtual void setMicrophoneLevel(std::optional<float> level) = 0;
     /// None while the bubble is not visible.
     virtual std::optional<std::uint32_t> windowNumber() const = 0;
+    /// `changed` is called after windowNumber() has changed.
+    virtual void setOnWindowChange(std::function<void()> changed) = 0;
     /// `sink` receives messages for the user.
     virtual void setOnError(std::function<void(const std::string&)> sink) = 0;
 };

@@ -145,7 +145,7 @@ void WebcamBubbleController::present(const RecordingOptions& options) {
     } else if (size != panel_->frame().size() && model_.drag() != WebcamBubbleModel::Drag::resize) {
         setFrame(keptOnScreens(centeredAt(centerOf(panel_->frame()), size), services_.screens.screens()));
     }
-    visible_ = true;
+    setVisible(true);
     // Also when it is visible: other windows may have been raised above it.
     panel_->orderFrontRegardless();
     const bool runs = session_ && (options.webcamID == deviceID_ || options.webcamID == session_->deviceID());
@@ -243,9 +243,14 @@ void WebcamBubbleController::stopSession() {
 
 void WebcamBubbleController::hide() {
     stopSession();
-    if (!std::exchange(visible_, false)) return;
+    if (!visible_) return;
     panel_->orderOut();
     model_.reset();
+    setVisible(false);
+}
+
+void WebcamBubbleController::setVisible(bool visible) {
+    if (std::exchange(visible_, visible) != visible && onWindowChange_) onWindowChange_();
 }
 
 void WebcamBubbleController::fail(const std::string& message) {

@@ -42,6 +42,7 @@ class WebcamBubbleController final : public WebcamBubbleShowing {
     void moveBy(double dx, double dy) override;
     void setMicrophoneLevel(std::optional<float> level) override;
     std::optional<std::uint32_t> windowNumber() const override;
+    void setOnWindowChange(std::function<void()> changed) override { onWindowChange_ = std::move(changed); }
     void setOnError(std::function<void(const std::string&)> sink) override { onError_ = std::move(sink); }
 
     /// While suspended, the bubble is hidden and the camera is free for another part of the program.
@@ -65,6 +66,7 @@ class WebcamBubbleController final : public WebcamBubbleShowing {
     void present(const RecordingOptions& options);
     Rect initialFrame(const Size& size) const;
     std::optional<NSScreen> screenOfPanel() const;
+    void setVisible(bool visible);
     void setFrame(const Rect& frame);
     void updatePreviewSize();
     void startSession(const std::string& deviceID);
@@ -77,6 +79,7 @@ class WebcamBubbleController final : public WebcamBubbleShowing {
 
     Services services_;
     std::function<void(const std::string&)> onError_;
+    std::function<void()> onWindowChange_;
     WebcamBubbleModel model_;
     std::unique_ptr<NSPanel> panel_;
     bool visible_ = false;

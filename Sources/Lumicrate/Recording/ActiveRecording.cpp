@@ -138,6 +138,12 @@ void ActiveRecording::resume() {
     clock_.resume(services_.executor.now());
 }
 
+void ActiveRecording::setOverlays(const OverlayWindows& overlays) {
+    if (!session_) return;
+    lumicrate::setOverlays(plan_.target.filter, overlays);
+    session_->setContentFilter(plan_.target.filter);
+}
+
 void ActiveRecording::end() {
     session_->pause();
     noteSleep();

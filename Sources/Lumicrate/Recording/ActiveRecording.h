@@ -82,6 +82,8 @@ class ActiveRecording {
     void pause();
     void resume();
     void setMicrophoneMuted(bool muted) { session_->setMicrophoneMuted(muted); }
+    /// Overlays have appeared or disappeared. No effect before start().
+    void setOverlays(const OverlayWindows& overlays);
     /// Extends the movie to the present even if no new frame arrives.
     void keepUp() { session_->keepUp(); }
 

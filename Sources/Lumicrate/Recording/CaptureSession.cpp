@@ -44,6 +44,10 @@ Task<void> CaptureSession::setSourceRect(Rect sourceRect) {
     co_await updated;
 }
 
+void CaptureSession::setContentFilter(const SCContentFilter& filter) {
+    stream_->updateContentFilter(filter, [](const std::exception_ptr&) {});
+}
+
 Task<void> CaptureSession::stop() {
     const Completion<bool> stopped(executor_);
     stream_->stopCapture([stopped](const std::exception_ptr&) { stopped.resolve(true); });

@@ -47,6 +47,8 @@ class CaptureSession final : private SCStreamDelegate {
     /// Captures another part of the content, in points, into frames of the same size. If the stream refuses,
     /// nothing changes.
     Task<void> setSourceRect(Rect sourceRect);
+    /// Captures other windows. If the stream refuses, nothing changes.
+    void setContentFilter(const SCContentFilter& filter);
     /// Ends capture. Errors of the stream are ignored.
     Task<void> stop();
     /// Completes the movie. Throws the error that spoilt it.

@@ -72,6 +72,10 @@ ScreenRecorder::ScreenRecorder(const Services& services, std::unique_ptr<Parts> 
         webcam->setOnError([weak = std::weak_ptr(self_)](const std::string& message) {
             if (const auto self = weak.lock()) (*self)->errorMessage = message;
         });
+        webcam->setOnWindowChange([weak = std::weak_ptr(self_)] {
+            if (const auto self = weak.lock(); self && (*self)->recording_)
+                (*self)->recording_->setOverlays((*self)->chrome_.windows());
+        });
     }
     screenChanges_ = services_.screens.observe([this] { chrome_.screensChanged(services_.screens); });
     services_.hotKeys.setOnLayoutChange([weak = std::weak_ptr(self_)] {

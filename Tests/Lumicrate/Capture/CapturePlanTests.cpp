@@ -3,6 +3,7 @@
 #include "Lumicrate/Capture/CameraFormats.h"
 #include "Lumicrate/Capture/ContentFilter.h"
 #include "Lumicrate/Capture/StreamConfiguration.h"
+#include "Lumicrate/Capture/WindowFamily.h"
 
 namespace lumicrate::test {
 namespace {
@@ -51,6 +52,75 @@ TEST_F(ContentFilterTests, OwnWindowsAreExcludedExceptKeptOverlays) {
     request.hideSelf = true;
     request.overlays.keep = {14};
     EXPECT_THAT(numbers(makeFilter(content, request).filter), ElementsAre(10, 11, 12, 13));
+}
+
+TEST_F(ContentFilterTests, OverlaysMayAppearLater) {
+    SCContentFilter without = makeFilter(content, request).filter;
+    EXPECT_EQ(without.excludedProcessID, own);
+    EXPECT_THAT(without.exceptingWindows, ElementsAre(13, 14));
+    request.overlays.keep = {};
+    without = makeFilter(content, request).filter;
+    setOverlays(without, {{13}, {12, 15}});
+    EXPECT_THAT(without.exceptingWindows, ElementsAre(13));
+    EXPECT_THAT(numbers(without), ElementsAre(10, 11, 12, 14, 15));
+
+    request.hideSelf = false;
+    EXPECT_EQ(makeFilter(content, request).filter.excludedProcessID, std::nullopt);
+    request.source = CaptureSource::window(21);
+    SCContentFilter alone = makeFilter(content, request).filter;
+    setOverlays(alone, {{13}, {12}});
+    EXPECT_THAT(numbers(alone), ElementsAre(21, 13));
+    setOverlays(alone, {});
+    EXPECT_THAT(numbers(alone), ElementsAre(21));
+}
+
+TEST(WindowFamilyTests, MenusAndDialogsBelongToTheirWindow) {
+    // The recorded window, a dialog of it, and other windows.
+    constexpr std::uint32_t recorded = 1, dialog = 2, document = 3, closed = 4;
+    constexpr Rect over{100, 100, 50, 50}, overDialog{450, 10, 50, 50}, beside{900, 900, 50, 50};
+    constexpr std::int32_t process = 7, other = 8;
+    const SCWindowFacts family[] = {
+        {.windowID = recorded,
+         .processID = process,
+         .clientID = 70,
+         .leaderID = 71,
+         .frame = {0, 0, 400, 300}},
+        {.windowID = dialog, .processID = process, .clientID = 70, .frame = {300, 0, 200, 100}}};
+    const struct {
+        const char* what;
+        bool belongs;
+        SCWindowFacts facts;
+    } cases[] = {
+        {"dialog", true, {.processID = process, .transientFor = {recorded}, .frame = beside}},
+        {"of another process", true, {.processID = other, .transientFor = {recorded}}},
+        {"dialog of a dialog", true, {.processID = process, .transientFor = {closed, recorded}}},
+        {"menu", true, {.processID = process, .unmanaged = true, .frame = over}},
+        {"menu of the dialog", true, {.processID = process, .unmanaged = true, .frame = overDialog}},
+        {"same leader", true, {.leaderID = 71, .unmanaged = true, .frame = over}},
+        {"same connection", true, {.clientID = 70, .unmanaged = true, .frame = over}},
+        {"alert", true, {.processID = process, .transientForGroup = true, .frame = over}},
+        {"menu for the program",
+         true,
+         {.processID = process,
+          .transientFor = {closed},
+          .transientForGroup = true,
+          .unmanaged = true,
+          .frame = over}},
+        {"menu elsewhere", false, {.processID = process, .unmanaged = true, .frame = beside}},
+        {"another main window", false, {.processID = process, .frame = over}},
+        {"its tool tip",
+         false,
+         {.processID = process, .transientFor = {document}, .unmanaged = true, .frame = over}},
+        {"another program's menu",
+         false,
+         {.processID = other, .clientID = 80, .unmanaged = true, .frame = over}},
+        {"of unknown origin", false, {.unmanaged = true, .frame = over}},
+        {"notification",
+         false,
+         {.processID = process, .unmanaged = true, .windowLayer = windowLayer::notification, .frame = over}},
+    };
+    for (const auto& [what, belongs, facts] : cases)
+        EXPECT_EQ(belongsToFamily(facts, family), belongs) << what;
 }
 
 TEST_F(ContentFilterTests, TheDisplayIsTheRequestedOneOrTheFirst) {

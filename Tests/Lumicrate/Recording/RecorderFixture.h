@@ -39,6 +39,7 @@ struct FakeWebcam final : public WebcamBubbleShowing {
     std::optional<std::uint32_t> windowNumber() const override {
         return shown ? std::optional(4U) : std::nullopt;
     }
+    void setOnWindowChange(std::function<void()> changed) override { onWindowChange = std::move(changed); }
     void setOnError(std::function<void(const std::string&)> sink) override { onError = std::move(sink); }
 
     bool shown = false;
@@ -47,6 +48,7 @@ struct FakeWebcam final : public WebcamBubbleShowing {
     Point center{5, 5};
     std::optional<float> level;
     std::function<void(const std::string&)> onError;
+    std::function<void()> onWindowChange;
 };
 
 class RecorderFixture : public testing::Test {

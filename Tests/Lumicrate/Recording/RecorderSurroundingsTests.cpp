@@ -247,6 +247,10 @@ TEST_F(RecorderOverlayTests, FollowTheOptionsAndTheSource) {
     EXPECT_EQ(contents.shownPanels(), 1U);
     EXPECT_FALSE(webcam.shown);
     EXPECT_THAT(numbers(capture.stream->filter.windows), ElementsAre(1, 2, 3, 4, 5));
+    webcam.shown = true;
+    webcam.onWindowChange();
+    EXPECT_THAT(capture.stream->filter.exceptingWindows, ElementsAre(4)) << "the bubble appears";
+    webcam.shown = false;
     stopAndComplete();
 
     refresh();
