@@ -122,6 +122,11 @@ TEST_F(DesktopAppTests, TheBarFollowsTheRecordedWindow) {
     TestWindow window(display(),
                       {.frame = {60, 100, 300, 200}, .colour = 0x2060c0, .managed = true, .title = "Notes"});
     xdotool({"windowmove", "--sync", std::to_string(window.id()), "60", "100"});
+    // A notification, because a menu of this process would belong to the recorded window.
+    TestWindow above(display(), {.frame = {160, 160, 100, 80}, .colour = 0xff00ff});
+    above.unmap();
+    above.setProperty("_NET_WM_WINDOW_TYPE", "ATOM",
+                      {above.connection().internAtom("_NET_WM_WINDOW_TYPE_NOTIFICATION")});
     start();
     xdotool({"mousemove", "200", "200"});
     xdotool({"key", "alt+super+r"});
@@ -131,7 +136,7 @@ TEST_F(DesktopAppTests, TheBarFollowsTheRecordedWindow) {
         xdotool({"click", "1"});
         return status()["state"] == "recording";
     }));
-    const TestWindow above(display(), {.frame = {160, 160, 100, 80}, .colour = 0xff00ff});
+    above.map();
     // Until the window is in the first picture.
     ASSERT_TRUE(eventually([] { return status()["elapsed"] > 0.2; }));
     xdotool({"mousemove", "10", "790"});
