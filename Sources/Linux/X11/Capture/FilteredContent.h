@@ -17,9 +17,9 @@
 #include "Linux/X11/Capture/RootBackground.h"
 #include "Linux/X11/Capture/WindowLayers.h"
 #include "Linux/X11/Screens/CompositorWatch.h"
-#include "Linux/X11/Windows/VisibleFrame.h"
 #include "Linux/X11/Windows/ProcessWindows.h"
 #include "Linux/X11/Windows/RelatedWindows.h"
+#include "Linux/X11/Windows/VisibleFrame.h"
 #include "Linux/X11/Windows/WindowAtoms.h"
 #include "Linux/X11/Windows/WindowStack.h"
 #include "Platform/ScreenCaptureKit.h"
@@ -116,8 +116,8 @@ class FilteredContent final : public CaptureContent {
     CompositorWatch compositor_;
     StackWatch stack_;
     std::optional<VisibleFrameWatch> visible_;  ///< of the recorded window
-    std::optional<ProcessWindows> own_;      ///< of the excluded process
-    std::optional<RelatedWindows> related_;  ///< to the recorded window
+    std::optional<ProcessWindows> own_;         ///< of the excluded process
+    std::optional<RelatedWindows> related_;     ///< to the recorded window
     WindowLayers layers_;
     std::optional<DamageTracker> screenDamage_;  ///< only where the picture contains the screen
     std::optional<RootBackground> background_;

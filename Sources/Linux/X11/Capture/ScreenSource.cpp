@@ -20,10 +20,6 @@ std::chrono::nanoseconds duration(const CMTime& time) {
     return std::chrono::nanoseconds(time.converted(1'000'000'000));
 }
 
-/// A receiver queues pictures itself and counts those that it refuses. Waiting for it to return one would
-/// lose pictures that nobody counts. Buffers are allocated only when they are needed.
-constexpr int heldByReceiver = 18;
-
 }  // namespace
 
 ScreenSource::ScreenSource(std::string displayName, SCContentFilter filter,

@@ -28,6 +28,11 @@ namespace lumicrate::x11 {
 /// frame is captured as soon as one is returned, and contains all changes until then.
 class ScreenSource final : public SampleSource {
  public:
+    /// Buffers in addition to the configured number, allocated only when they are needed. A receiver queues
+    /// pictures itself and counts those that it refuses; waiting until it returns one would lose pictures
+    /// that nobody counts.
+    static constexpr int heldByReceiver = 18;
+
     /// `displayName` is the X server's (":1"), or empty for that of $DISPLAY.
     ScreenSource(std::string displayName, SCContentFilter filter, SCStreamConfiguration configuration);
     ~ScreenSource() override;

@@ -69,7 +69,7 @@ TEST_F(ScreenSourceTests, ASmallChangeMakesOnlyItsBlocksDirtyAndUncoveredPartsAr
 }
 
 TEST_F(ScreenSourceTests, ABurstIsPacedAndLosesNothingWhileConsumersHoldAllBuffers) {
-    stage.configuration.queueDepth = 3;
+    stage.configuration.queueDepth = 3 - ScreenSource::heldByReceiver;  // three buffers in all
     stage.configuration.minimumFrameInterval = CMTime(1, 30);
     std::mutex mutex;
     std::vector<std::shared_ptr<const CVPixelBuffer>> held;
