@@ -2,6 +2,7 @@
 #include "Linux/Media/Encoding/MacroblockMap.h"
 
 #include <algorithm>
+#include <numeric>
 
 namespace lumicrate::media {
 
@@ -91,6 +92,11 @@ void MacroblockMap::markDirty(const PixelRect& rect) {
 PictureWork MacroblockMap::work(bool key) const {
     PictureWork work;
     work.key = key;
+    // A key picture that is finer than what is shown would take the bits of those that follow, and be lost
+    // after some pictures of motion.
+    if (key && isAnyCoded_)
+        work.finest =
+            std::accumulate(quantizers_.begin(), quantizers_.end(), 0) / static_cast<int>(quantizers_.size());
     for (const std::uint8_t source : sources_) {
         if (key || source == unpredicted) {
             ++work.changed;
@@ -102,6 +108,7 @@ PictureWork MacroblockMap::work(bool key) const {
 }
 
 void MacroblockMap::coded(bool key, int quantizer) {
+    isAnyCoded_ = true;
     const auto fine = static_cast<std::uint8_t>(quantizer);
     for (std::size_t each = 0; each < sources_.size(); ++each)
         quantizers_[each] = key ? fine : std::min(sources_[each], fine);

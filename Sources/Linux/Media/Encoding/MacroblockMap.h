@@ -35,7 +35,8 @@ class MacroblockMap {
     void beginAgain();
     /// Whether the begun picture is the previous one again.
     bool isRepeat() const { return isRepeat_; }
-    /// The work for the begun picture, coded as a key picture or based on the last one.
+    /// The work for the begun picture, coded as a key picture, which need not be finer than the last picture,
+    /// or based on the last one.
     PictureWork work(bool key) const;
     /// Records that the begun picture was coded.
     void coded(bool key, int quantizer);
@@ -60,6 +61,7 @@ class MacroblockMap {
     std::vector<std::uint8_t> sources_;
     std::vector<PixelRect> changes_;
     bool anyConstant_ = false;
+    bool isAnyCoded_ = false;
     bool isRepeat_ = false;
     std::optional<std::uint64_t> lastSequence_;
 };

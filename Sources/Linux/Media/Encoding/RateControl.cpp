@@ -67,28 +67,20 @@ double RateControl::predictedBits(const PictureWork& work, int quantizer) const 
     return work.codedBlocks(quantizer) * (work.key ? keyComplexity_ : interComplexity_) / step(quantizer);
 }
 
-int RateControl::finestWithin(double allowed, const PictureWork& work) const {
-    int quantizer = work.key ? finestKey() : quality_;
+int RateControl::finestWithin(double allowed, const PictureWork& work, int finest) const {
+    int quantizer = finest;
     while (quantizer < coarsestQuantizer && predictedBits(work, quantizer) > allowed)
         ++quantizer;
     return quantizer;
 }
 
-/// The mean of the pictures since the last key picture. A finer one would take the bits of those that follow,
-/// and what it gains would be lost after some pictures of motion.
-int RateControl::finestKey() const {
-    if (codedBlocks_ == 0) return quality_;
-    const auto lasting = static_cast<int>(excess_ / codedBlocks_);
-    return quality_ + std::max(lasting, 0);
-}
-
 int RateControl::quantizerFor(const PictureWork& work) const {
     const double allowed = work.key ? std::max(allowance(), fill_ * spentAtOnce) : allowance();
-    return finestWithin(allowed, work);
+    return finestWithin(allowed, work, std::max(quality_, work.finest));
 }
 
 int RateControl::quantizerWhenIdle(const PictureWork& work) const {
-    return finestWithin(std::max(fill_, 0.0) * spentAtOnce, work);
+    return finestWithin(std::max(fill_, 0.0) * spentAtOnce, work, quality_);
 }
 
 bool RateControl::isStrained() const {

@@ -31,6 +31,8 @@ inline constexpr int coarsestQuantizer = 51;
 /// How much of a picture must be coded, in macroblocks.
 struct PictureWork {
     bool key = false;
+    /// In motion the picture need not be finer than this quantizer.
+    int finest = 0;
     /// Blocks that changed or may have.
     int changed = 0;
     /// Unchanged blocks, counted by the quantizer they were last coded with. Only a finer one codes them
@@ -67,8 +69,7 @@ class RateControl {
 
  private:
     double allowance() const;
-    int finestKey() const;
-    int finestWithin(double allowed, const PictureWork& work) const;
+    int finestWithin(double allowed, const PictureWork& work, int finest) const;
     void noteStrain(bool key, int blocks, int quantizer);
     double predictedBits(const PictureWork& work, int quantizer) const;
 

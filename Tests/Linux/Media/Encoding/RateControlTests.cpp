@@ -98,17 +98,6 @@ TEST(RateControlTests, LastingCoarseMotionIsStrained) {
     }
 }
 
-TEST(RateControlTests, AKeyPictureIsAsFineAsThePicturesBeforeIt) {
-    RateControl rate(7'000'000, pixelRate, 30);
-    PictureWork key = changed(8160);
-    key.key = true;
-    rate.coded(key, rate.qualityQuantizer(), 1'000'000);
-    EXPECT_EQ(rate.quantizerFor(key), rate.qualityQuantizer());
-    for (int picture = 0; picture < 10; ++picture)
-        rate.coded(changed(8160), rate.qualityQuantizer() + (picture % 2 == 0 ? 10 : 14), 1000);
-    EXPECT_EQ(rate.quantizerFor(key), rate.qualityQuantizer() + 12);
-}
-
 SCStreamFrameInfo info(std::uint64_t sequence, std::vector<PixelRect> dirty) {
     return {SCFrameStatus::complete, sequence, std::move(dirty)};
 }
@@ -137,6 +126,22 @@ TEST(MacroblockMapTests, BlocksAreUnchangedOnlyIfProven) {
         const auto unchanged = map.constantBlocks();
         EXPECT_EQ(std::vector<int>(unchanged.begin(), unchanged.end()), each.unchanged) << each.why;
     }
+}
+
+TEST(MacroblockMapTests, AKeyPictureIsAsFineAsWhatIsShown) {
+    const RateControl rate(7'000'000, pixelRate, 30);
+    const int quality = rate.qualityQuantizer();
+    MacroblockMap map(48, 16);
+    map.begin(info(1, {}));
+    EXPECT_EQ(rate.quantizerFor(map.work(true)), quality) << "nothing is shown yet";
+    map.coded(true, quality + 12);
+    map.begin(info(2, {}));
+    EXPECT_EQ(rate.quantizerFor(map.work(true)), quality + 12);
+    EXPECT_EQ(rate.quantizerFor(map.work(false)), quality) << "others may become finer";
+    map.beginAgain();
+    map.coded(false, quality);
+    map.begin(info(2, {}));
+    EXPECT_EQ(rate.quantizerFor(map.work(true)), quality) << "a still picture stays crisp";
 }
 
 TEST(MacroblockMapTests, RemembersTheQuantizerOfEachBlock) {
