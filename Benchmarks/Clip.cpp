@@ -3,7 +3,7 @@
 
 #include "Benchmarks/DesktopImages.h"
 #include "Benchmarks/ScrollingViews.h"
-#include "Linux/X11/PixelConversion/Nv12Converter.h"
+#include "Linux/Pictures/Nv12Converter.h"
 
 #include <functional>
 #include <map>
@@ -17,15 +17,15 @@ using stage::Area;
 using stage::Image;
 
 // The picture of a step, valid until the next step.
-using Content = std::function<x11::BgraView(int step)>;
+using Content = std::function<pictures::BgraView(int step)>;
 constexpr int width = Clip::width;
 constexpr int height = Clip::height;
 
-x11::BgraView viewOf(const Image& image, const Area& area) {
+pictures::BgraView viewOf(const Image& image, const Area& area) {
     return {image.row(area.y) + area.x, area.width, area.height, image.width()};
 }
 
-x11::BgraView viewOf(const Image& image) {
+pictures::BgraView viewOf(const Image& image) {
     return viewOf(image, {0, 0, image.width(), image.height()});
 }
 
@@ -88,18 +88,18 @@ Content contentOf(const std::string& name) {
 
 Clip::Clip(const std::string& content, int pictures) {
     const auto step = contentOf(content);
-    x11::ShadowImage shadow(width, height);
+    pictures::ShadowImage shadow(width, height);
     for (int i = 0; i < pictures; ++i) {
         append(step(i), shadow);
     }
 }
 
-void Clip::append(const x11::BgraView& view, x11::ShadowImage& shadow) {
-    x11::BlockRegion changed(width, height);
+void Clip::append(const pictures::BgraView& view, pictures::ShadowImage& shadow) {
+    pictures::BlockRegion changed(width, height);
     shadow.merge(0, 0, view, changed);
     if (!pictures_.empty()) changes_.push_back(changed.rectangles());
-    auto buffer = std::make_unique<x11::PixelBuffer>(width, height);
-    x11::convertToNv12(
+    auto buffer = std::make_unique<pictures::PixelBuffer>(width, height);
+    pictures::convertToNv12(
         view, {0, 0, width, height},
         {buffer->writableLuma(), buffer->lumaStride, buffer->writableChroma(), buffer->chromaStride});
     pictures_.push_back(std::move(buffer));

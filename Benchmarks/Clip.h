@@ -5,8 +5,8 @@
 // screen.
 #pragma once
 
-#include "Linux/X11/Capture/ShadowImage.h"
-#include "Linux/X11/PixelConversion/PixelBufferPool.h"
+#include "Linux/Pictures/PixelBufferPool.h"
+#include "Linux/Pictures/ShadowImage.h"
 #include "Platform/CMSampleBuffer.h"
 
 #include <cstdint>
@@ -32,9 +32,9 @@ class Clip {
     Picture at(std::uint64_t n) const;
 
  private:
-    void append(const x11::BgraView& view, x11::ShadowImage& shadow);
+    void append(const pictures::BgraView& view, pictures::ShadowImage& shadow);
 
-    std::vector<std::unique_ptr<x11::PixelBuffer>> pictures_;
+    std::vector<std::unique_ptr<pictures::PixelBuffer>> pictures_;
     std::vector<std::vector<PixelRect>> changes_;  // between each picture and the next, in both directions
 };
 

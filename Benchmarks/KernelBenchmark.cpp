@@ -2,14 +2,14 @@
 // Measures the pixel kernels between the screen and the encoder, on full HD pictures.
 
 #include "Linux/Media/Encoding/MacroblockMap.h"
-#include "Linux/X11/Capture/ShadowImage.h"
-#include "Linux/X11/PixelConversion/BgraPicture.h"
-#include "Linux/X11/PixelConversion/BlockRegion.h"
-#include "Linux/X11/PixelConversion/CursorOverlay.h"
-#include "Linux/X11/PixelConversion/Nv12Converter.h"
-#include "Linux/X11/PixelConversion/PictureComposer.h"
-#include "Linux/X11/PixelConversion/PictureScaler.h"
-#include "Linux/X11/PixelConversion/PixelBufferPool.h"
+#include "Linux/Pictures/BgraPicture.h"
+#include "Linux/Pictures/BlockRegion.h"
+#include "Linux/Pictures/CursorOverlay.h"
+#include "Linux/Pictures/Nv12Converter.h"
+#include "Linux/Pictures/PictureComposer.h"
+#include "Linux/Pictures/PictureScaler.h"
+#include "Linux/Pictures/PixelBufferPool.h"
+#include "Linux/Pictures/ShadowImage.h"
 
 #include <benchmark/benchmark.h>
 
@@ -19,7 +19,7 @@
 #include <optional>
 #include <vector>
 
-namespace lumicrate::x11 {
+namespace lumicrate::pictures {
 namespace {
 
 constexpr int width = 1920;
@@ -217,6 +217,6 @@ BENCHMARK_CAPTURE(mapMacroblocks, line, line)->Unit(benchmark::kMicrosecond);
 BENCHMARK_CAPTURE(mapMacroblocks, everything, everything)->Unit(benchmark::kMicrosecond);
 
 }  // namespace
-}  // namespace lumicrate::x11
+}  // namespace lumicrate::pictures
 
 BENCHMARK_MAIN();

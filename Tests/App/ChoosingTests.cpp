@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // Choosing what to record on the screen of the real application by mouse and keys, judged by the recordings.
-#include "Linux/X11/PixelConversion/BgraPicture.h"
+#include "Linux/Pictures/BgraPicture.h"
 #include "Tests/App/DesktopAppTest.h"
 #include "Tests/Linux/X11/TestWindow.h"
 
@@ -42,7 +42,7 @@ class ChoosingTests : public DesktopAppTest {
  protected:
     ChoosingTests() : DesktopAppTest(false) {}
     void SetUp() override {
-        x11::BgraPicture picture(width, height);
+        pictures::BgraPicture picture(width, height);
         for (int y = 0; y < height; ++y)
             for (int x = 0; x < width; ++x)
                 picture.row(y)[x] = std::uint32_t{0x010101} * std::uint32_t(wallpaperAt(x, y));

@@ -38,7 +38,7 @@ class ContentTests : public DesktopAppTest, public testing::WithParamInterface<b
     }
 
     void setGround(std::uint32_t colour) {
-        x11::BgraPicture tile(1, 1);
+        pictures::BgraPicture tile(1, 1);
         tile.row(0)[0] = colour;
         painter_.setBackground(tile);
     }

@@ -25,12 +25,12 @@ reject Lumicrate "Linux/|Views/|App/|$libraries|$system"
 reject Linux 'Lumicrate/|Views/|App/'
 [ -d Views ] && reject Views 'Linux/|App/'
 
-# No technology knows another; Capture combines three of them.
+# No technology knows another, but those that deliver pictures use Pictures; Capture combines several of them.
 for folder in Linux/*/; do
   own=$(basename "$folder")
   for other in Linux/*/; do
     case "$own/$(basename "$other")" in
-      "$own/$own" | Capture/X11 | Capture/PipeWire | Capture/Media) continue ;;
+      "$own/$own" | X11/Pictures | PipeWire/Pictures | Capture/Pictures | Capture/X11 | Capture/PipeWire | Capture/Media | Capture/Portal | Capture/Wayland) continue ;;
     esac
     reject "Linux/$own" "Linux/$(basename "$other")/"
   done

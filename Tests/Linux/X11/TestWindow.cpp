@@ -43,7 +43,7 @@ TestWindow::TestWindow(const std::string& displayName, const Look& look)
     map();
 }
 
-xcb_pixmap_t TestWindow::paint(const x11::BgraPicture& picture, bool asBackground) {
+xcb_pixmap_t TestWindow::paint(const pictures::BgraPicture& picture, bool asBackground) {
     xcb_connection_t* const xcb = connection_.get();
     const std::uint8_t depth = connection_.screen().root_depth;
     const auto width = static_cast<std::uint16_t>(picture.width());
@@ -74,7 +74,7 @@ void TestWindow::fill(const PixelRect& rect, std::uint32_t colour) {
     sync(xcb_free_gc(connection_.get(), context));
 }
 
-void TestWindow::draw(const x11::BgraPicture& picture) {
+void TestWindow::draw(const pictures::BgraPicture& picture) {
     const std::uint32_t events = XCB_EVENT_MASK_STRUCTURE_NOTIFY | XCB_EVENT_MASK_EXPOSURE;
     xcb_change_window_attributes(connection_.get(), window_, XCB_CW_EVENT_MASK, &events);
     paint(picture, false);

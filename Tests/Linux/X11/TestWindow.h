@@ -3,7 +3,7 @@
 // ScreenPainter: a program that draws on the screen.
 #pragma once
 
-#include "Linux/X11/PixelConversion/BgraPicture.h"
+#include "Linux/Pictures/BgraPicture.h"
 #include "Linux/X11/Server/Connection.h"
 #include "Tests/Stage/Await.h"
 #include "Tests/Stage/ChildProcess.h"
@@ -57,11 +57,11 @@ class TestWindow {
     void destroy() { sync(xcb_destroy_window(connection_.get(), window_)); }
     /// The whole window in another colour, or with a picture. The server also paints what is uncovered later.
     void fill(std::uint32_t colour);
-    void fill(const x11::BgraPicture& picture) { paint(picture, true); }
+    void fill(const pictures::BgraPicture& picture) { paint(picture, true); }
     /// A part of it, in its own coordinates.
     void fill(const PixelRect& rect, std::uint32_t colour);
     /// The server does not paint what is uncovered later.
-    void draw(const x11::BgraPicture& picture);
+    void draw(const pictures::BgraPicture& picture);
     /// Waits until a part of the window was uncovered after draw(); false when the server is gone.
     bool waitUntilExposed();
     /// Shapes the window, in its own coordinates.
@@ -80,7 +80,7 @@ class TestWindow {
 
  protected:
     /// Returns the pixmap of a background.
-    xcb_pixmap_t paint(const x11::BgraPicture& picture, bool asBackground);
+    xcb_pixmap_t paint(const pictures::BgraPicture& picture, bool asBackground);
 
  private:
     void configure(std::uint16_t mask, const std::vector<int>& values) {
@@ -113,7 +113,7 @@ class ScreenPainter : public TestWindow {
         : TestWindow(displayName), displayName_(displayName) {}
 
     /// Tiles the root window with that picture, and publishes it as wallpaper programs do.
-    void setBackground(const x11::BgraPicture& tile) {
+    void setBackground(const pictures::BgraPicture& tile) {
         setProperty("_XROOTPMAP_ID", "PIXMAP", {paint(tile, true)});
     }
     /// Makes the cursor a plain square of that many pixels, with its hot spot in the middle.
@@ -146,12 +146,12 @@ class ScreenPainter : public TestWindow {
         xrandr({"--output", "screen", "--off", "--fb", std::to_string(width) + "x" + std::to_string(height)});
     }
     /// What the screen shows, without the cursor.
-    x11::BgraPicture screen(const PixelRect& rect) {
+    pictures::BgraPicture screen(const PixelRect& rect) {
         const xcb_rectangle_t area = xcbRectangle(rect);
         const auto reply = connection().await(
             xcb_get_image_reply, xcb_get_image(xcb(), XCB_IMAGE_FORMAT_Z_PIXMAP, id(), area.x, area.y,
                                                area.width, area.height, ~0U));
-        x11::BgraPicture picture(rect.width, rect.height);
+        pictures::BgraPicture picture(rect.width, rect.height);
         std::memcpy(picture.row(0), xcb_get_image_data(reply.get()),
                     static_cast<std::size_t>(rect.area()) * 4);
         return picture;

@@ -18,14 +18,14 @@ int wholePixels(double points, double scale, double minimum) {
 
 }  // namespace
 
-BlockRegion SourceGeometry::blocksIn(const std::vector<PixelRect>& onRoot) const {
-    BlockRegion blocks(region.width, region.height);
+pictures::BlockRegion SourceGeometry::blocksIn(const std::vector<PixelRect>& onRoot) const {
+    pictures::BlockRegion blocks(region.width, region.height);
     for (const PixelRect& rect : onRoot)
         blocks.add(toSource(rect.intersection(readable)));
     return blocks;
 }
 
-std::vector<PixelRect> SourceGeometry::rectanglesOnRoot(const BlockRegion& blocks) const {
+std::vector<PixelRect> SourceGeometry::rectanglesOnRoot(const pictures::BlockRegion& blocks) const {
     std::vector<PixelRect> onRoot;
     for (const PixelRect& rect : blocks.rectangles(maxReads)) {
         const PixelRect there = rect.offsetBy(region.x, region.y).intersection(readable);
@@ -49,26 +49,18 @@ SourceGeometry sourceGeometry(const PixelRect& display, const PixelRect& root,
     return geometry;
 }
 
-std::optional<std::chrono::nanoseconds> earliest(
-    std::initializer_list<std::optional<std::chrono::nanoseconds>> times) {
-    std::optional<std::chrono::nanoseconds> next;
-    for (const auto& time : times)
-        if (time) next = std::min(next.value_or(*time), *time);
-    return next;
-}
-
 ScreenContent::ScreenContent(const Connection& connection)
     : root_(connection.root()), damage_(connection, root_) {}
 
-void ScreenContent::prepare(const SourceGeometry& geometry, BlockRegion& /*unread*/) {
+void ScreenContent::prepare(const SourceGeometry& geometry, pictures::BlockRegion& /*unread*/) {
     geometry_ = geometry;
 }
 
-void ScreenContent::collectDamage(BlockRegion& unread) {
+void ScreenContent::collectDamage(pictures::BlockRegion& unread) {
     unread.add(geometry_.blocksIn(damage_.collect()));
 }
 
-std::vector<PixelRead> ScreenContent::plan(const BlockRegion& unread) {
+std::vector<PixelRead> ScreenContent::plan(const pictures::BlockRegion& unread) {
     planned_ = geometry_.rectanglesOnRoot(unread);
     std::vector<PixelRead> reads;
     for (const PixelRect& rect : planned_)

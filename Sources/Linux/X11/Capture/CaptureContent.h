@@ -4,16 +4,15 @@
 // SourceGeometry: which pixels of the root window a stream shows.
 #pragma once
 
+#include "Linux/Pictures/BlockRegion.h"
 #include "Linux/X11/Capture/DamageTracker.h"
 #include "Linux/X11/Capture/ScreenReader.h"
-#include "Linux/X11/PixelConversion/BlockRegion.h"
 #include "Linux/X11/Server/Connection.h"
 #include "Platform/ScreenCaptureKit.h"
 #include "Support/Geometry.h"
 
 #include <chrono>
 #include <cstddef>
-#include <initializer_list>
 #include <optional>
 #include <vector>
 
@@ -27,10 +26,10 @@ struct SourceGeometry {
     /// From the root window's coordinates to the source's.
     PixelRect toSource(const PixelRect& onRoot) const { return onRoot.offsetBy(-region.x, -region.y); }
     /// The source's blocks that these rectangles on the root window touch, within `readable`.
-    BlockRegion blocksIn(const std::vector<PixelRect>& onRoot) const;
+    pictures::BlockRegion blocksIn(const std::vector<PixelRect>& onRoot) const;
     /// Rectangles on the root window that cover these blocks, within `readable`. Their number is limited,
     /// since each costs a request.
-    std::vector<PixelRect> rectanglesOnRoot(const BlockRegion& blocks) const;
+    std::vector<PixelRect> rectanglesOnRoot(const pictures::BlockRegion& blocks) const;
 };
 
 /// `display` and `root` are pixels. `sourceRect` is in points relative to the display; the whole display when
@@ -38,10 +37,6 @@ struct SourceGeometry {
 /// depend on the position: at scale 2, x = 10.25 and width = 30.25 give 21 and 61 wherever the display is.
 SourceGeometry sourceGeometry(const PixelRect& display, const PixelRect& root,
                               const std::optional<Rect>& sourceRect, double scale);
-
-/// The earliest of these times, of those that are set.
-std::optional<std::chrono::nanoseconds> earliest(
-    std::initializer_list<std::optional<std::chrono::nanoseconds>> times);
 
 /// One update calls prepare(), requestDamage(), collectDamage() and plan(), in this order. Then the caller
 /// reads the planned rectangles, passes all events that have arrived to handleEvent(), and uses of each read
@@ -58,20 +53,20 @@ class CaptureContent {
     /// Whether the event may change the picture.
     virtual bool handleEvent(const xcb_generic_event_t& event) = 0;
     /// Sets what the update shows. Adds to `unread` the blocks whose origin has changed.
-    virtual void prepare(const SourceGeometry& geometry, BlockRegion& unread) = 0;
+    virtual void prepare(const SourceGeometry& geometry, pictures::BlockRegion& unread) = 0;
     /// Sends the request for collectDamage(), so that other requests can be sent along.
     virtual void requestDamage() = 0;
     /// Adds to `unread` the blocks that were drawn on.
-    virtual void collectDamage(BlockRegion& unread) = 0;
+    virtual void collectDamage(pictures::BlockRegion& unread) = 0;
     /// The rectangles to read now, in order to update `unread`.
-    virtual std::vector<PixelRead> plan(const BlockRegion& unread) = 0;
+    virtual std::vector<PixelRead> plan(const pictures::BlockRegion& unread) = 0;
     /// The parts of the planned read with that index that show what they should.
     virtual std::vector<PixelRect> usableParts(std::size_t read) const = 0;
 
     /// The server refused a planned read of a window's pixels.
     virtual void windowReadFailed(std::size_t /*read*/) {}
     /// Removes the blocks that a later update should read because they are not reliable yet.
-    virtual void removeHeldBack(BlockRegion& /*blocks*/) const {}
+    virtual void removeHeldBack(pictures::BlockRegion& /*blocks*/) const {}
     /// When to update without any event; nothing for never.
     virtual std::optional<Time> nextUpdate() const { return std::nullopt; }
     /// Queries what recordedFrame() needs to know and events did not tell.
@@ -91,10 +86,10 @@ class ScreenContent final : public CaptureContent {
     explicit ScreenContent(const Connection& connection);
 
     bool handleEvent(const xcb_generic_event_t& event) override { return damage_.handleEvent(event); }
-    void prepare(const SourceGeometry& geometry, BlockRegion& unread) override;
+    void prepare(const SourceGeometry& geometry, pictures::BlockRegion& unread) override;
     void requestDamage() override { damage_.request(); }
-    void collectDamage(BlockRegion& unread) override;
-    std::vector<PixelRead> plan(const BlockRegion& unread) override;
+    void collectDamage(pictures::BlockRegion& unread) override;
+    std::vector<PixelRead> plan(const pictures::BlockRegion& unread) override;
     std::vector<PixelRect> usableParts(std::size_t read) const override { return {planned_[read]}; }
 
  private:

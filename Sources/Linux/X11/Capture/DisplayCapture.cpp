@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "Linux/X11/Capture/DisplayCapture.h"
 
+#include "Linux/Pictures/WakeUp.h"
 #include "Linux/X11/Capture/FilteredContent.h"
 #include "Support/Log.h"
 #include "Support/MediaTime.h"
@@ -98,7 +99,7 @@ bool DisplayCapture::handleEvent(const xcb_generic_event_t& event) {
 }
 
 std::optional<std::chrono::nanoseconds> DisplayCapture::nextUpdate() const {
-    return earliest({retryAt_, content_->nextUpdate()});
+    return pictures::earliest({retryAt_, content_->nextUpdate()});
 }
 
 DisplayCapture::Changes DisplayCapture::update() {
@@ -107,7 +108,7 @@ DisplayCapture::Changes DisplayCapture::update() {
     content_->locateWindows();
     if (const auto now = windowGeometry(); now && now != geometry_) layoutStale_ = true;
     const bool moved = layoutStale_ && refreshLayout(changes);
-    changes.blocks = BlockRegion(geometry_.region.width, geometry_.region.height);
+    changes.blocks = pictures::BlockRegion(geometry_.region.width, geometry_.region.height);
     changes.incomplete = incomplete_;
     if (layoutStale_) return changes;
     if (moved) shadow_.blackenOutside(geometry_.toSource(geometry_.readable), changes.blocks);
@@ -117,8 +118,9 @@ DisplayCapture::Changes DisplayCapture::update() {
     if (pointer_) pointer_->request();
     content_->collectDamage(unread_);
     const auto cursor = pointer_ ? pointer_->collect() : std::nullopt;
-    moveCursor(cursor ? cursor->offsetBy(-geometry_.region.x, -geometry_.region.y) : CursorOverlay(),
-               changes);
+    moveCursor(
+        cursor ? cursor->offsetBy(-geometry_.region.x, -geometry_.region.y) : pictures::CursorOverlay(),
+        changes);
     readPixels(changes);
     changes.incomplete = incomplete_;
     return changes;
@@ -161,8 +163,8 @@ bool DisplayCapture::refreshLayout(Changes& changes) {
     geometry_ = *now;
     if (changes.resized) {
         log(LogArea::capture, "source size ", width, " × ", height, " pixels");
-        shadow_ = ShadowImage(width, height);
-        unread_ = BlockRegion(width, height);
+        shadow_ = pictures::ShadowImage(width, height);
+        unread_ = pictures::BlockRegion(width, height);
         cursor_ = {};
     }
     // With a new layout the server may also have discarded all pixels without reporting damage.
@@ -183,10 +185,10 @@ void DisplayCapture::awaitSource() {
     if (now >= *retryAt_) throwSourceGone(kind_);
 }
 
-void DisplayCapture::moveCursor(const CursorOverlay& cursor, Changes& changes) {
+void DisplayCapture::moveCursor(const pictures::CursorOverlay& cursor, Changes& changes) {
     if (cursor == cursor_) return;
     const PixelRect bounds = shadow_.picture().bounds();
-    for (const CursorOverlay& each : {cursor_, cursor}) {
+    for (const pictures::CursorOverlay& each : {cursor_, cursor}) {
         const PixelRect covered = each.frame().intersection(bounds);
         if (!covered.isEmpty()) changes.cursor.push_back(covered);
     }
@@ -240,7 +242,7 @@ void DisplayCapture::scheduleRetry(std::chrono::nanoseconds delay) {
     const bool isFrozen = content_->isFrozen();
     if (isFrozen || unread_.isEmpty()) incomplete_ = false;
     if (isFrozen) return;
-    BlockRegion missed = unread_;
+    pictures::BlockRegion missed = unread_;
     content_->removeHeldBack(missed);
     if (!missed.isEmpty()) retryAt_ = HostClock::now() + delay;
 }

@@ -5,12 +5,13 @@
 // the screen as it is or, for a filter that names windows, from FilteredContent.
 #pragma once
 
+#include "Linux/Pictures/BlockRegion.h"
+#include "Linux/Pictures/CursorOverlay.h"
+#include "Linux/Pictures/LivePicture.h"
+#include "Linux/Pictures/ShadowImage.h"
 #include "Linux/X11/Capture/CaptureContent.h"
 #include "Linux/X11/Capture/PointerWatch.h"
 #include "Linux/X11/Capture/ScreenReader.h"
-#include "Linux/X11/Capture/ShadowImage.h"
-#include "Linux/X11/PixelConversion/BlockRegion.h"
-#include "Linux/X11/PixelConversion/CursorOverlay.h"
 #include "Linux/X11/Screens/Displays.h"
 #include "Linux/X11/Server/Connection.h"
 #include "Platform/ScreenCaptureKit.h"
@@ -26,40 +27,21 @@
 namespace lumicrate::x11 {
 
 /// One thread at a time. All operations throw PlatformError when the server or the display is gone.
-class DisplayCapture {
+class DisplayCapture final : public pictures::LivePicture {
  public:
-    /// What an update found, in pixels of the source.
-    struct Changes {
-        bool resized = false;  ///< the source has another size than before
-        /// Not a valid picture yet: parts of it have not been read since the source was located.
-        bool incomplete = false;
-        BlockRegion blocks;             ///< where pixels changed
-        std::vector<PixelRect> cursor;  ///< the cursor's old and new place, if it changed
-    };
-
     /// Throws PlatformError when the display, or the single window, does not exist.
     DisplayCapture(const std::string& displayName, const SCContentFilter& filter,
                    const SCStreamConfiguration& configuration);
 
-    /// Readable when the server has sent something.
-    int fileDescriptor() const { return connection_.fileDescriptor(); }
-    /// Applies source rectangle and cursor visibility with the next update.
-    void configure(const SCStreamConfiguration& configuration);
-    /// Applies a filter of the same display and kind with the next update.
-    void setFilter(const SCContentFilter& filter);
-
-    /// Flushes requests and handles all events that have arrived. Whether one of them makes an update due.
-    /// Does not block.
-    bool processEvents();
-    /// When an update is due without any further event, host clock; nothing for never.
-    std::optional<std::chrono::nanoseconds> nextUpdate() const;
-    /// Fetches what changed.
-    Changes update();
-
-    /// As of the last update.
-    BgraPicture& picture() { return shadow_.picture(); }
-    /// The cursor in source coordinates; an empty one when it is not shown.
-    const CursorOverlay& cursor() const { return cursor_; }
+    int fileDescriptor() const override { return connection_.fileDescriptor(); }
+    void configure(const SCStreamConfiguration& configuration) override;
+    void setFilter(const SCContentFilter& filter) override;
+    /// Also flushes requests.
+    bool processEvents() override;
+    std::optional<Time> nextUpdate() const override;
+    Changes update() override;
+    pictures::BgraPicture& picture() override { return shadow_.picture(); }
+    const pictures::CursorOverlay& cursor() const override { return cursor_; }
 
  private:
     bool handleEvent(const xcb_generic_event_t& event);
@@ -68,7 +50,7 @@ class DisplayCapture {
     std::optional<SourceGeometry> locateSource() const;
     void awaitSource();
     bool refreshLayout(Changes& changes);
-    void moveCursor(const CursorOverlay& cursor, Changes& changes);
+    void moveCursor(const pictures::CursorOverlay& cursor, Changes& changes);
     void readPixels(Changes& changes);
     void screenReadDone(bool failed);
     void scheduleRetry(std::chrono::nanoseconds delay);
@@ -91,10 +73,10 @@ class DisplayCapture {
     std::optional<std::chrono::nanoseconds> missingSince_;  ///< since when the source has been missing
     int failedReads_ = 0;                                   ///< of the screen, in a row
     SourceGeometry geometry_;
-    ShadowImage shadow_{0, 0};
-    BlockRegion unread_;       ///< damaged, and not read since
-    bool incomplete_ = false;  ///< as in Changes
-    CursorOverlay cursor_;
+    pictures::ShadowImage shadow_{0, 0};
+    pictures::BlockRegion unread_;  ///< damaged, and not read since
+    bool incomplete_ = false;       ///< as in Changes
+    pictures::CursorOverlay cursor_;
 };
 
 }  // namespace lumicrate::x11

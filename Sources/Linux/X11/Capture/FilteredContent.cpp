@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "Linux/X11/Capture/FilteredContent.h"
 
+#include "Linux/Pictures/WakeUp.h"
 #include "Linux/X11/Windows/WindowOrder.h"
 #include "Support/Log.h"
 #include "Support/MediaTime.h"
@@ -276,7 +277,7 @@ std::optional<PixelRect> FilteredContent::recordedFrame() const {
 }
 
 /// As of all events handled so far.
-BlockRegion FilteredContent::composedBlocks() const {
+pictures::BlockRegion FilteredContent::composedBlocks() const {
     if (!rule_.excludes()) return geometry_.blocksIn({geometry_.readable});
     std::vector<PixelRect> area = recentlyExcluded_.rectangles();
     for (const UndecidedArea& each : undecidedAreas_)
@@ -289,7 +290,7 @@ BlockRegion FilteredContent::composedBlocks() const {
     return geometry_.blocksIn(area);
 }
 
-void FilteredContent::prepare(const SourceGeometry& geometry, BlockRegion& unread) {
+void FilteredContent::prepare(const SourceGeometry& geometry, pictures::BlockRegion& unread) {
     now_ = HostClock::now();
     decideOwners();
     stack_.queryUnknown();
@@ -304,10 +305,10 @@ void FilteredContent::prepare(const SourceGeometry& geometry, BlockRegion& unrea
             invalidated_.add(geometry_.toSource(frame));
         nameWindows();
     }
-    const BlockRegion before = std::exchange(composed_, composedBlocks());
-    BlockRegion begun = composed_;
+    const pictures::BlockRegion before = std::exchange(composed_, composedBlocks());
+    pictures::BlockRegion begun = composed_;
     begun.remove(before);
-    BlockRegion ended = before;
+    pictures::BlockRegion ended = before;
     ended.remove(composed_);
     unread.add(begun);
     unread.add(ended);
@@ -327,7 +328,7 @@ void FilteredContent::updateHeldBack() {
     heldBack_.keepOnly(composed_);
     const auto recorded = recordedFrame();
     if (!recorded || heldBack_.isEmpty()) return;
-    BlockRegion reliable = geometry_.blocksIn({*recorded});
+    pictures::BlockRegion reliable = geometry_.blocksIn({*recorded});
     reliable.remove(heldBack_);
     if (reliable.isEmpty()) heldBack_ = composed_;
 }
@@ -354,31 +355,31 @@ void FilteredContent::requestDamage() {
     layers_.requestDamage();
 }
 
-void FilteredContent::collectDamage(BlockRegion& unread) {
+void FilteredContent::collectDamage(pictures::BlockRegion& unread) {
     if (screenDamage_) {
         // Composed blocks do not depend on what the screen shows there.
-        BlockRegion ofScreen = geometry_.blocksIn(screenDamage_->collect());
+        pictures::BlockRegion ofScreen = geometry_.blocksIn(screenDamage_->collect());
         ofScreen.remove(composed_);
         unread.add(ofScreen);
     }
-    BlockRegion ofWindows = geometry_.blocksIn(layers_.collectDamage());
+    pictures::BlockRegion ofWindows = geometry_.blocksIn(layers_.collectDamage());
     ofWindows.keepOnly(composed_);
     unread.add(ofWindows);
     // What has just been painted may be the last part that was waited for; no later event would show it.
     if (!heldBack_.isEmpty()) updateHeldBack();
 }
 
-std::vector<PixelRead> FilteredContent::plan(const BlockRegion& unread) {
+std::vector<PixelRead> FilteredContent::plan(const pictures::BlockRegion& unread) {
     planned_.clear();
     std::vector<PixelRead> reads;
-    BlockRegion direct = unread;
+    pictures::BlockRegion direct = unread;
     direct.remove(composed_);
     for (const PixelRect& rect : geometry_.rectanglesOnRoot(direct)) {
         planned_.push_back({rect, false, {}});
         reads.push_back({rect, connection_.root(), 0, 0});
     }
     if (isFrozen()) return reads;
-    BlockRegion composed = unread;
+    pictures::BlockRegion composed = unread;
     composed.keepOnly(composed_);
     composed.remove(heldBack_);
     for (const PixelRect& rect : geometry_.rectanglesOnRoot(composed)) {
@@ -441,7 +442,7 @@ std::vector<PixelRect> FilteredContent::usableParts(std::size_t read) const {
     const PlannedRead& planned = planned_[read];
     // An excluded window may have been reparented into another top-level window.
     if (isUnclear()) return {};
-    BlockRegion blocks = geometry_.blocksIn({planned.rect});
+    pictures::BlockRegion blocks = geometry_.blocksIn({planned.rect});
     if (planned.composed) {
         if (!areCurrent(planned)) return {};
         blocks.keepOnly(composed_);
@@ -461,8 +462,8 @@ void FilteredContent::windowReadFailed(std::size_t read) {
 }
 
 std::optional<FilteredContent::Time> FilteredContent::nextUpdate() const {
-    return earliest({recentlyExcluded_.nextExpiry(),
-                     heldBack_.isEmpty() ? std::nullopt : layers_.nextReliable(now_), paintedBy_});
+    return pictures::earliest({recentlyExcluded_.nextExpiry(),
+                               heldBack_.isEmpty() ? std::nullopt : layers_.nextReliable(now_), paintedBy_});
 }
 
 }  // namespace lumicrate::x11

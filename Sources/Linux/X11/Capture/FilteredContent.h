@@ -53,14 +53,14 @@ class FilteredContent final : public CaptureContent {
 
     bool setFilter(const SCContentFilter& filter) override;
     bool handleEvent(const xcb_generic_event_t& event) override;
-    void prepare(const SourceGeometry& geometry, BlockRegion& unread) override;
+    void prepare(const SourceGeometry& geometry, pictures::BlockRegion& unread) override;
     void requestDamage() override;
-    void collectDamage(BlockRegion& unread) override;
+    void collectDamage(pictures::BlockRegion& unread) override;
     /// Also sends the requests that compose the pixels to read.
-    std::vector<PixelRead> plan(const BlockRegion& unread) override;
+    std::vector<PixelRead> plan(const pictures::BlockRegion& unread) override;
     std::vector<PixelRect> usableParts(std::size_t read) const override;
     void windowReadFailed(std::size_t read) override;
-    void removeHeldBack(BlockRegion& blocks) const override { blocks.remove(heldBack_); }
+    void removeHeldBack(pictures::BlockRegion& blocks) const override { blocks.remove(heldBack_); }
     std::optional<Time> nextUpdate() const override;
     void locateWindows() override;
     std::optional<PixelRect> recordedFrame() const override;
@@ -99,7 +99,7 @@ class FilteredContent final : public CaptureContent {
     bool isExcluded(xcb_window_t window) const;
     std::vector<PixelRect> areaOf(const StackedWindow& window) const;
     void rememberExcludedArea(const StackedWindow& window);
-    BlockRegion composedBlocks() const;
+    pictures::BlockRegion composedBlocks() const;
     void updateHeldBack();
     std::vector<StackedWindow> neededLayers() const;
     PixelRead planComposed(const PixelRect& rect, const std::vector<StackedWindow>& layers);
@@ -127,9 +127,9 @@ class FilteredContent final : public CaptureContent {
     SourceGeometry geometry_;
     RecentArea recentlyExcluded_;
     std::vector<UndecidedArea> undecidedAreas_;  ///< since the last update
-    BlockRegion composed_;                       ///< what is not read from the screen
-    BlockRegion invalidated_;                    ///< what changed in it other than by drawing
-    BlockRegion heldBack_;                       ///< what is not reliable yet
+    pictures::BlockRegion composed_;             ///< what is not read from the screen
+    pictures::BlockRegion invalidated_;          ///< what changed in it other than by drawing
+    pictures::BlockRegion heldBack_;             ///< what is not reliable yet
     std::optional<Time> paintedBy_;  ///< when the compositing manager has painted what windows drew
     std::vector<PlannedRead> planned_;
 };

@@ -49,19 +49,19 @@ void PointerWatch::request() {
     pointer_ = xcb_query_pointer(connection_.get(), connection_.root());
 }
 
-std::optional<CursorOverlay> PointerWatch::collect() {
+std::optional<pictures::CursorOverlay> PointerWatch::collect() {
     if (const auto cookie = std::exchange(fetchedImage_, std::nullopt)) {
         image_ = nullptr;
         if (const auto reply = connection_.tryAwait(xcb_xfixes_get_cursor_image_reply, *cookie)) {
             const std::uint32_t* const pixels = xcb_xfixes_get_cursor_image_cursor_image(reply.get());
             const int count = xcb_xfixes_get_cursor_image_cursor_image_length(reply.get());
-            image_ = std::make_shared<const CursorImage>(
-                CursorImage{reply->width, reply->height, reply->xhot, reply->yhot, {pixels, pixels + count}});
+            image_ = std::make_shared<const pictures::CursorImage>(pictures::CursorImage{
+                reply->width, reply->height, reply->xhot, reply->yhot, {pixels, pixels + count}});
         }
     }
     const auto pointer = connection_.await(xcb_query_pointer_reply, pointer_);
     if (!image_ || pointer->same_screen == 0) return std::nullopt;
-    return CursorOverlay(image_, pointer->root_x, pointer->root_y);
+    return pictures::CursorOverlay(image_, pointer->root_x, pointer->root_y);
 }
 
 }  // namespace lumicrate::x11

@@ -2,7 +2,7 @@
 // PointerWatch: the pointer's position and image.
 #pragma once
 
-#include "Linux/X11/PixelConversion/CursorOverlay.h"
+#include "Linux/Pictures/CursorOverlay.h"
 #include "Linux/X11/Server/Connection.h"
 
 #include <xcb/xfixes.h>
@@ -30,7 +30,7 @@ class PointerWatch {
     /// Requests the pointer; collect() waits for the reply, so that other requests can be sent in between.
     void request();
     /// The pointer on the root window; nothing when it is on another screen or has no image.
-    std::optional<CursorOverlay> collect();
+    std::optional<pictures::CursorOverlay> collect();
 
  private:
     void selectMotion(bool selected);
@@ -40,7 +40,7 @@ class PointerWatch {
     std::uint8_t inputOpcode_;
     bool motionSelected_ = false;
     bool imageStale_ = true;
-    std::shared_ptr<const CursorImage> image_;
+    std::shared_ptr<const pictures::CursorImage> image_;
     xcb_query_pointer_cookie_t pointer_{};
     std::optional<xcb_xfixes_get_cursor_image_cookie_t> fetchedImage_;
 };

@@ -104,11 +104,12 @@ SharedMemory& ScreenReader::reserve(std::size_t size) {
     return *memory_;
 }
 
-BgraPicture ScreenReader::keepFirst(int width, int height) const {
-    return {width, height, BgraPicture::Memory(memory_, reinterpret_cast<std::uint32_t*>(memory_->data()))};
+pictures::BgraPicture ScreenReader::keepFirst(int width, int height) const {
+    return {width, height,
+            pictures::BgraPicture::Memory(memory_, reinterpret_cast<std::uint32_t*>(memory_->data()))};
 }
 
-std::vector<std::optional<BgraView>> ScreenReader::read(const std::vector<PixelRead>& reads) {
+std::vector<std::optional<pictures::BgraView>> ScreenReader::read(const std::vector<PixelRead>& reads) {
     if (reads.empty()) return {};
     std::size_t size = 0;
     for (const PixelRead& read : reads)
@@ -127,14 +128,14 @@ std::vector<std::optional<BgraView>> ScreenReader::read(const std::vector<PixelR
         offset += bytesOf(rect);
     }
 
-    std::vector<std::optional<BgraView>> views;
+    std::vector<std::optional<pictures::BgraView>> views;
     const std::byte* pixels = memory.data();
     for (std::size_t i = 0; i < reads.size(); ++i) {
         const PixelRect& rect = reads[i].rect;
         views.emplace_back();
         if (connection_.tryAwait(xcb_shm_get_image_reply, cookies[i])) {
-            views.back() =
-                BgraView{reinterpret_cast<const std::uint32_t*>(pixels), rect.width, rect.height, rect.width};
+            views.back() = pictures::BgraView{reinterpret_cast<const std::uint32_t*>(pixels), rect.width,
+                                              rect.height, rect.width};
         }
         pixels += bytesOf(rect);
     }

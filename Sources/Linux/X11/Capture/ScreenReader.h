@@ -2,7 +2,7 @@
 // ScreenReader: reads pixels of the screen, or of pixmaps, through memory shared with the server (MIT-SHM).
 #pragma once
 
-#include "Linux/X11/PixelConversion/BgraPicture.h"
+#include "Linux/Pictures/BgraPicture.h"
 #include "Linux/X11/Server/Connection.h"
 #include "Support/Geometry.h"
 
@@ -51,10 +51,10 @@ class ScreenReader {
 
     /// Reads all rectangles in one round trip. The result is nothing for a rectangle that the server refuses
     /// because it reaches outside of the drawable by now. The pixels are valid until the next call.
-    std::vector<std::optional<BgraView>> read(const std::vector<PixelRead>& reads);
+    std::vector<std::optional<pictures::BgraView>> read(const std::vector<PixelRead>& reads);
     /// The first rectangle of the last call as a picture that shares its memory: the reader does not reuse
     /// the memory while the picture lives. The picture must not outlive the reader.
-    BgraPicture keepFirst(int width, int height) const;
+    pictures::BgraPicture keepFirst(int width, int height) const;
 
  private:
     SharedMemory& reserve(std::size_t size);

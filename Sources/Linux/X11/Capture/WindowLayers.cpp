@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "Linux/X11/Capture/WindowLayers.h"
 
+#include "Linux/Pictures/WakeUp.h"
 #include "Linux/X11/Capture/CaptureContent.h"
 #include "Linux/X11/Screens/Displays.h"
 
@@ -243,7 +244,7 @@ std::vector<PixelRect> WindowLayers::unreliable(Time now) const {
 std::optional<WindowLayers::Time> WindowLayers::nextReliable(Time now) const {
     std::optional<Time> next;
     for (const auto& [window, layer] : layers_)
-        next = earliest({next, layer.nextReliable(now)});
+        next = pictures::earliest({next, layer.nextReliable(now)});
     return next;
 }
 

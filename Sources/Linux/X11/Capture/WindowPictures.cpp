@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "Linux/X11/Capture/WindowPictures.h"
 
+#include "Linux/Pictures/PictureScaler.h"
 #include "Linux/X11/Capture/DisplayCapture.h"
-#include "Linux/X11/PixelConversion/PictureScaler.h"
 #include "Linux/X11/Screens/CompositorWatch.h"
 #include "Linux/X11/Screens/Displays.h"
 #include "Linux/X11/Windows/WindowOrder.h"
@@ -59,16 +59,16 @@ PixelRect fitted(const PixelRect& picture, Size maximum) {
     return {0, 0, side(picture.width), side(picture.height)};
 }
 
-BgraPicture scaledDown(BgraPicture picture, Size maximum) {
+pictures::BgraPicture scaledDown(pictures::BgraPicture picture, Size maximum) {
     const PixelRect size = fitted(picture.bounds(), maximum);
     if (size == picture.bounds()) return picture;
-    BgraPicture small(size.width, size.height);
-    PictureScaler(picture.width(), picture.height(), size.width, size.height)
+    pictures::BgraPicture small(size.width, size.height);
+    pictures::PictureScaler(picture.width(), picture.height(), size.width, size.height)
         .scale(picture.view(), size, small, 0, 0);
     return small;
 }
 
-CGImage imageFrom(const BgraView& picture) {
+CGImage imageFrom(const pictures::BgraView& picture) {
     CGImage image{picture.width, picture.height, {}};
     image.pixels.resize(static_cast<std::size_t>(picture.width) * static_cast<std::size_t>(picture.height) *
                         3);
@@ -138,7 +138,8 @@ std::optional<CGImage> WindowPictures::captureDisplay(std::uint32_t displayID) {
 
 /// From the screen, which takes no time and makes no program paint. Nothing when the window is not completely
 /// visible.
-std::optional<BgraPicture> WindowPictures::readUncovered(std::uint32_t window, const PixelRect& frame) const {
+std::optional<pictures::BgraPicture> WindowPictures::readUncovered(std::uint32_t window,
+                                                                   const PixelRect& frame) const {
     const Connection connection(displayName_);
     if (CompositorWatch(connection).active()) return std::nullopt;
     StackWatch watch(connection);
@@ -161,11 +162,11 @@ std::optional<BgraPicture> WindowPictures::readUncovered(std::uint32_t window, c
         changed = watch.handleEvent(event, HostClock::now()) || changed;
     });
     if (changed || !read.front()) return std::nullopt;
-    return BgraPicture(server_->reader.keepFirst(frame.width, frame.height));
+    return pictures::BgraPicture(server_->reader.keepFirst(frame.width, frame.height));
 }
 
 /// From the window's pixmap, which the server creates if necessary.
-BgraPicture WindowPictures::readPixmap(std::uint32_t window, const PixelRect& frame) const {
+pictures::BgraPicture WindowPictures::readPixmap(std::uint32_t window, const PixelRect& frame) const {
     const PixelRect outline = outlineOf(server_->connection, topLevelOf(server_->connection, window));
     SCWindow recorded;
     recorded.windowID = window;
@@ -179,7 +180,7 @@ BgraPicture WindowPictures::readPixmap(std::uint32_t window, const PixelRect& fr
     while (capture.update().incomplete && HostClock::now() < deadline)
         awaitUpdate(capture, deadline);
     // A copy: the capture's memory is freed with it.
-    return BgraPicture(capture.picture());
+    return pictures::BgraPicture(capture.picture());
 }
 
 }  // namespace lumicrate::x11

@@ -3,8 +3,8 @@
 // covered.
 #pragma once
 
+#include "Linux/Pictures/BgraPicture.h"
 #include "Linux/X11/Capture/ScreenReader.h"
-#include "Linux/X11/PixelConversion/BgraPicture.h"
 #include "Linux/X11/Server/Connection.h"
 #include "Linux/X11/Windows/WindowList.h"
 #include "Platform/SCScreenshotManager.h"
@@ -34,8 +34,8 @@ class WindowPictures final : public SCScreenshotManager {
     struct Server;
 
     std::optional<CGImage> withServer(const std::function<std::optional<CGImage>()>& capture);
-    std::optional<BgraPicture> readUncovered(std::uint32_t window, const PixelRect& frame) const;
-    BgraPicture readPixmap(std::uint32_t window, const PixelRect& frame) const;
+    std::optional<pictures::BgraPicture> readUncovered(std::uint32_t window, const PixelRect& frame) const;
+    pictures::BgraPicture readPixmap(std::uint32_t window, const PixelRect& frame) const;
 
     std::string displayName_;
     std::unique_ptr<Server> server_;

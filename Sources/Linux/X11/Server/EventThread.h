@@ -2,8 +2,8 @@
 // EventThread: passes a connection's events to a handler, on a thread that sleeps while none arrive.
 #pragma once
 
+#include "Linux/Pictures/WakeUp.h"
 #include "Linux/X11/Server/Connection.h"
-#include "Linux/X11/Server/WakeUp.h"
 #include "Support/Error.h"
 
 #include <atomic>
@@ -31,7 +31,7 @@ class EventThread {
         ~Access() { wakeUp_.signal(); }
 
      private:
-        WakeUp& wakeUp_;
+        pictures::WakeUp& wakeUp_;
         std::lock_guard<std::mutex> lock_;
     };
 
@@ -77,7 +77,7 @@ class EventThread {
     const Connection& connection_;
     Handler handler_;
     std::mutex mutex_;
-    WakeUp wakeUp_;
+    pictures::WakeUp wakeUp_;
     std::atomic<bool> stopping_ = false;
     std::atomic<std::uint64_t> eventCount_ = 0;
     std::thread thread_;  // last: it uses all the others

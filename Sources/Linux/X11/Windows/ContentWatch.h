@@ -2,9 +2,9 @@
 // ContentWatch: notices that the displays or windows that can be captured have changed.
 #pragma once
 
+#include "Linux/Pictures/WakeUp.h"
 #include "Linux/X11/Screens/Displays.h"
 #include "Linux/X11/Server/Connection.h"
-#include "Linux/X11/Server/WakeUp.h"
 #include "Linux/X11/Windows/WindowAtoms.h"
 
 #include <atomic>
@@ -43,7 +43,7 @@ class ContentWatch {
     Connection connection_;
     WindowAtoms atoms_;
     LayoutWatch layout_;
-    WakeUp wakeUp_;
+    pictures::WakeUp wakeUp_;
     std::atomic<bool> stopping_ = false;
     std::thread thread_;  // last: it uses all the others
 };

@@ -30,14 +30,14 @@ constexpr std::uint32_t forbidden = 0xff00ff;
 /// Of ICCCM.
 constexpr std::uint32_t iconicState = 3;
 
-void paint(BgraPicture& picture, const PixelRect& rect, std::uint32_t colour) {
+void paint(pictures::BgraPicture& picture, const PixelRect& rect, std::uint32_t colour) {
     const PixelRect inside = rect.intersection(picture.bounds());
     for (int y = inside.y; y < inside.maxY(); ++y)
         std::fill_n(picture.row(y) + inside.x, inside.width, colour);
 }
 
 /// Blends a premultiplied colour with an opacity of 0x80 over a part.
-void veil(BgraPicture& picture, const PixelRect& rect, std::uint32_t over) {
+void veil(pictures::BgraPicture& picture, const PixelRect& rect, std::uint32_t over) {
     for (int y = rect.y; y < rect.maxY(); ++y) {
         for (int x = rect.x; x < rect.maxX(); ++x) {
             const std::uint32_t under = picture.row(y)[x];
@@ -50,23 +50,23 @@ void veil(BgraPicture& picture, const PixelRect& rect, std::uint32_t over) {
 }
 
 /// Squares of colours without red, different for each seed.
-BgraPicture pattern(unsigned seed, int width = whole.width, int height = whole.height) {
+pictures::BgraPicture pattern(unsigned seed, int width = whole.width, int height = whole.height) {
     std::mt19937 random(seed);
-    BgraPicture picture(width, height);
+    pictures::BgraPicture picture(width, height);
     for (int y = 0; y < height; y += 10)
         for (int x = 0; x < width; x += 10)
             paint(picture, {x, y, 10, 10}, static_cast<std::uint32_t>(random()) & 0xffff);
     return picture;
 }
 
-BgraPicture cut(const BgraPicture& from, const PixelRect& rect) {
+pictures::BgraPicture cut(const pictures::BgraPicture& from, const PixelRect& rect) {
     return test::painted(rect.width, rect.height,
                          [&](int x, int y) { return from.row(rect.y + y)[rect.x + x]; });
 }
 
 /// A black screen with a picture on it.
-BgraPicture screenWith(const BgraPicture& picture, int x, int y) {
-    BgraPicture screen(whole.width, whole.height);
+pictures::BgraPicture screenWith(const pictures::BgraPicture& picture, int x, int y) {
+    pictures::BgraPicture screen(whole.width, whole.height);
     for (int row = 0; row < picture.height(); ++row)
         std::copy_n(picture.row(row), picture.width(), screen.row(y + row) + x);
     return screen;
@@ -98,7 +98,7 @@ class ContentFilterTests : public testing::TestWithParam<bool> {
     TestWindow window(const PixelRect& frame, std::uint32_t colour = forbidden) const {
         return show({.frame = frame, .colour = colour});
     }
-    TestWindow window(const PixelRect& frame, const BgraPicture& content) const {
+    TestWindow window(const PixelRect& frame, const pictures::BgraPicture& content) const {
         TestWindow shown = window(frame, 0x204060);
         shown.fill(content);
         return shown;
@@ -125,9 +125,9 @@ class ContentFilterTests : public testing::TestWithParam<bool> {
             filter.exceptingWindows.push_back(each->id());
         return filter;
     }
-    bool shows(const BgraPicture& picture) { return stage.frames.waitForPicture(Picture(picture)); }
+    bool shows(const pictures::BgraPicture& picture) { return stage.frames.waitForPicture(Picture(picture)); }
     /// With a deviation of one in every sample, because blending rounds.
-    bool nearlyShows(const BgraPicture& picture) {
+    bool nearlyShows(const pictures::BgraPicture& picture) {
         return stage.frames.waitUntil([wanted = Picture(picture)](const auto& seen) {
             const auto near = [](std::uint8_t a, std::uint8_t b) { return std::abs(a - b) <= 1; };
             return std::ranges::equal(wanted.luma, seen.last.luma, near) &&
@@ -137,7 +137,7 @@ class ContentFilterTests : public testing::TestWithParam<bool> {
     /// Gives the window another pattern, or the screen another background, and waits for a picture of only
     /// that.
     void expectUnbroken(TestWindow& below, const std::string& when) {
-        const BgraPicture next = pattern(++seed_);
+        const pictures::BgraPicture next = pattern(++seed_);
         &below == &stage.painter ? stage.painter.setBackground(next) : below.fill(next);
         EXPECT_TRUE(shows(next)) << when;
     }
@@ -193,7 +193,7 @@ TEST_P(ContentFilterTests, AnExcludedWindowMayAppearAnywhereWhileOthersChange) {
         excluded.place({int(random() % 420) - 40, int(random() % 200) + top, int(random() % 90) + 10,
                         int(random() % 90) + 10});
     };
-    BgraPicture expected = pattern(1);
+    pictures::BgraPicture expected = pattern(1);
     const auto countTo = [&](unsigned number) {
         const std::uint32_t colour = number * 0x000703 % 0x10000;
         counter.fill(colour);
@@ -250,7 +250,7 @@ TEST_P(ContentFilterTests, WindowsOfAProcessAreExcludedFromTheirFirstPixelOn) {
             if (random() % 4 == 0) withdrawn.unmap();
         }
     });
-    BgraPicture expected = pattern(1);
+    pictures::BgraPicture expected = pattern(1);
     for (unsigned i = 1; i <= 40; ++i) {
         counter.fill(i * 0x000703 % 0x10000);
         paint(expected, place, i * 0x000703 % 0x10000);
@@ -275,7 +275,7 @@ TEST_P(ContentFilterTests, WindowsBetweenAndAboveExcludedOnesAreShown) {
     TestWindow top = window({190, 180, 30, 30}, 0xc0c0c0);
     captureWithout({&low, &high});
 
-    BgraPicture expected = pattern(1);
+    pictures::BgraPicture expected = pattern(1);
     veil(expected, {64, 64, 64, 64}, 0x80004020);
     paint(expected, {140, 70, 50, 40}, 0x000000);
     paint(expected, {145, 75, 40, 30}, 0x00ff00);
@@ -287,20 +287,20 @@ TEST_P(ContentFilterTests, WindowsBetweenAndAboveExcludedOnesAreShown) {
 
 TEST_P(ContentFilterTests, AWindowIsRecordedCompletelyWithOnlyItsOverlays) {
     constexpr PixelRect frame{60, 50, 160, 120};
-    const BgraPicture content = pattern(7, frame.width, frame.height);
+    const pictures::BgraPicture content = pattern(7, frame.width, frame.height);
     TestWindow recorded = window(frame, content);
     TestWindow overlay = show({.frame = {100, 80, 40, 40}, .colour = 0x80804000, .translucent = true});
     overlay.unmap();
     TestWindow occluder = window({30, 30, 150, 100});
     captureOnly({&recorded, &overlay});
-    const BgraPicture expected = screenWith(content, frame.x, frame.y);
+    const pictures::BgraPicture expected = screenWith(content, frame.x, frame.y);
     EXPECT_TRUE(shows(expected)) << "covered";
 
     for (int i = 0; i < 20; ++i)
         occluder.move(i * 10, i * 5);
     overlay.map();
     recorded.raise();
-    BgraPicture withOverlay = expected;
+    pictures::BgraPicture withOverlay = expected;
     veil(withOverlay, {100, 80, 40, 40}, 0x80804000);
     EXPECT_TRUE(nearlyShows(withOverlay)) << "the overlay stays on top";
     overlay.unmap();
@@ -332,7 +332,7 @@ TEST_P(ContentFilterTests, AWindowIsRecordedCompletelyWithOnlyItsOverlays) {
     EXPECT_TRUE(shows(expected)) << "larger";
 
     recorded.shape({{0, 0, 160, 30}, {0, 60, 80, 60}});
-    BgraPicture shaped = expected;
+    pictures::BgraPicture shaped = expected;
     paint(shaped, {60, 80, 160, 30}, 0);
     paint(shaped, {140, 110, 80, 60}, 0);
     EXPECT_TRUE(shows(shaped)) << "shaped";
@@ -425,7 +425,7 @@ TEST_P(UncomposedContentFilterTests, WindowsAreRedirectedOnlyWhereAndWhileNecess
     TestWindow excluded = window({20, 20, 100, 100});
     excluded.unmap();
     captureWithout({&excluded});
-    BgraPicture expected = screenWith(pattern(1, 200, 301), 0, 0);
+    pictures::BgraPicture expected = screenWith(pattern(1, 200, 301), 0, 0);
     paint(expected, {200, 0, 203, 301}, 0x204060);
     paint(expected, {250, 0, 100, 301}, 0x008000);
     EXPECT_TRUE(shows(expected));
@@ -468,10 +468,10 @@ TEST_P(UncomposedContentFilterTests, PixelsAreUsedOnlyIfNothingChangedBeforeThey
     std::optional<TestWindow> late;
     ScreenReader reader(connection);
     const SourceGeometry geometry{whole, whole};
-    const BlockRegion all = geometry.blocksIn({whole});
+    const pictures::BlockRegion all = geometry.blocksIn({whole});
     /// The number of usable pixels of a colour, and of all usable pixels.
     const auto pixelsOf = [&](std::uint32_t colour, const std::function<void()>& meanwhile) {
-        BlockRegion unread = all;
+        pictures::BlockRegion unread = all;
         content.prepare(geometry, unread);
         const auto reads = content.plan(all);
         meanwhile();

@@ -6,7 +6,7 @@
 #include "Linux/X11/Capture/ScreenSource.h"
 #include "Linux/X11/Screens/Displays.h"
 #include "Support/Error.h"
-#include "Tests/Linux/X11/Pictures.h"
+#include "Tests/Linux/Pictures/Pictures.h"
 #include "Tests/Linux/X11/TestWindow.h"
 #include "Tests/Stage/Xvfb.h"
 

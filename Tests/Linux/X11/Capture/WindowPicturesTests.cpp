@@ -2,7 +2,7 @@
 #include "Linux/X11/Capture/WindowPictures.h"
 #include "Linux/X11/Screens/Displays.h"
 #include "Linux/X11/Windows/WindowList.h"
-#include "Tests/Linux/X11/Pictures.h"
+#include "Tests/Linux/Pictures/Pictures.h"
 #include "Tests/Linux/X11/TestWindow.h"
 #include "Tests/Stage/Xvfb.h"
 

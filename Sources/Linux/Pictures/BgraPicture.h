@@ -13,7 +13,7 @@
 #include <new>
 #include <utility>
 
-namespace lumicrate::x11 {
+namespace lumicrate::pictures {
 
 /// Borrowed pixels; the stride is in pixels.
 struct BgraView {
@@ -68,4 +68,4 @@ class BgraPicture {
     Memory pixels_;
 };
 
-}  // namespace lumicrate::x11
+}  // namespace lumicrate::pictures

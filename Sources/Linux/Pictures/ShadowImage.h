@@ -2,11 +2,11 @@
 // ShadowImage: a copy of the captured pixels that detects which blocks really changed.
 #pragma once
 
-#include "Linux/X11/PixelConversion/BgraPicture.h"
-#include "Linux/X11/PixelConversion/BlockRegion.h"
+#include "Linux/Pictures/BgraPicture.h"
+#include "Linux/Pictures/BlockRegion.h"
 #include "Support/Geometry.h"
 
-namespace lumicrate::x11 {
+namespace lumicrate::pictures {
 
 class ShadowImage {
  public:
@@ -34,4 +34,4 @@ class ShadowImage {
     BgraPicture picture_;
 };
 
-}  // namespace lumicrate::x11
+}  // namespace lumicrate::pictures

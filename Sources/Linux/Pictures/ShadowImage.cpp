@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "Linux/X11/Capture/ShadowImage.h"
+#include "Linux/Pictures/ShadowImage.h"
 
 #include <algorithm>
 #include <cstring>
 #include <utility>
 #include <vector>
 
-namespace lumicrate::x11 {
+namespace lumicrate::pictures {
 
 namespace {
 
@@ -101,4 +101,4 @@ void ShadowImage::blacken(const PixelRect& rect, BlockRegion& changed) {
     merge(rect.x, rect.y, {black.data(), rect.width, rect.height, 0}, changed);
 }
 
-}  // namespace lumicrate::x11
+}  // namespace lumicrate::pictures

@@ -1,11 +1,17 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // WakeUp: lets a thread sleep until a descriptor is readable, a time has come, or another thread wakes it.
+// earliest(): the next of several times.
 #pragma once
 
 #include <chrono>
+#include <initializer_list>
 #include <optional>
 
-namespace lumicrate::x11 {
+namespace lumicrate::pictures {
+
+/// The earliest of these times, of those that are set.
+std::optional<std::chrono::nanoseconds> earliest(
+    std::initializer_list<std::optional<std::chrono::nanoseconds>> times);
 
 class WakeUp {
  public:
@@ -27,4 +33,4 @@ class WakeUp {
     int descriptor_;
 };
 
-}  // namespace lumicrate::x11
+}  // namespace lumicrate::pictures

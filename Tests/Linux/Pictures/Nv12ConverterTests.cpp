@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "Tests/Linux/X11/Pictures.h"
+#include "Tests/Linux/Pictures/Pictures.h"
 
 #include <gtest/gtest.h>
 
@@ -7,7 +7,7 @@
 #include <random>
 #include <vector>
 
-namespace lumicrate::x11 {
+namespace lumicrate::pictures {
 namespace {
 
 using test::painted;
@@ -110,4 +110,4 @@ TEST(Nv12ConverterTests, APartMatchesTheWholeAndNothingElseIsWritten) {
 }
 
 }  // namespace
-}  // namespace lumicrate::x11
+}  // namespace lumicrate::pictures

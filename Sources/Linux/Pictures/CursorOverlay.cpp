@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "Linux/X11/PixelConversion/CursorOverlay.h"
+#include "Linux/Pictures/CursorOverlay.h"
 
 #include <algorithm>
 
-namespace lumicrate::x11 {
+namespace lumicrate::pictures {
 
 namespace {
 
@@ -52,4 +52,4 @@ CursorOverlay::Drawn::~Drawn() {
         std::copy_n(from, covered_.width, picture_.row(y) + covered_.x);
 }
 
-}  // namespace lumicrate::x11
+}  // namespace lumicrate::pictures

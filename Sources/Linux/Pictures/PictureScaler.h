@@ -5,12 +5,12 @@
 // not depend on which part is being drawn, so parts drawn at different times fit together without seams.
 #pragma once
 
-#include "Linux/X11/PixelConversion/BgraPicture.h"
+#include "Linux/Pictures/BgraPicture.h"
 
 #include <cstdint>
 #include <vector>
 
-namespace lumicrate::x11 {
+namespace lumicrate::pictures {
 
 /// The source pixels and weights of each result pixel, along one axis.
 class ScalingAxis {
@@ -67,4 +67,4 @@ class PictureScaler {
     std::vector<std::uint16_t> row_;  ///< source pixels added up vertically, 16 bits a channel
 };
 
-}  // namespace lumicrate::x11
+}  // namespace lumicrate::pictures

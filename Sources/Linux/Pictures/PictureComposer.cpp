@@ -1,12 +1,12 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "Linux/X11/PixelConversion/PictureComposer.h"
+#include "Linux/Pictures/PictureComposer.h"
 
-#include "Linux/X11/PixelConversion/Nv12Converter.h"
+#include "Linux/Pictures/Nv12Converter.h"
 
 #include <algorithm>
 #include <cmath>
 
-namespace lumicrate::x11 {
+namespace lumicrate::pictures {
 
 PixelRect placement(int sourceWidth, int sourceHeight, int width, int height, bool preservesAspectRatio) {
     if (!preservesAspectRatio) return {0, 0, width, height};
@@ -84,4 +84,4 @@ void PictureComposer::compose(BgraPicture& source, const CursorOverlay& cursor, 
     dirty_.clear();
 }
 
-}  // namespace lumicrate::x11
+}  // namespace lumicrate::pictures

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "Linux/X11/Capture/ScreenSource.h"
+#include "Linux/Pictures/PictureSource.h"
 
 #include "Support/Log.h"
 #include "Support/MediaTime.h"
@@ -8,7 +8,7 @@
 #include <cmath>
 #include <utility>
 
-namespace lumicrate::x11 {
+namespace lumicrate::pictures {
 
 namespace {
 
@@ -22,37 +22,36 @@ std::chrono::nanoseconds duration(const CMTime& time) {
 
 }  // namespace
 
-ScreenSource::ScreenSource(std::string displayName, SCContentFilter filter,
-                           SCStreamConfiguration configuration)
-    : displayName_(std::move(displayName)),
-      filter_(std::move(filter)),
+PictureSource::PictureSource(Opener open, double scale, SCStreamConfiguration configuration)
+    : open_(std::move(open)),
+      scale_(scale),
       wakeUp_(std::make_shared<WakeUp>()),
       configuration_(std::move(configuration)),
       composer_(configuration_.width, configuration_.height),
       pool_(configuration_.width, configuration_.height, configuration_.queueDepth + heldByReceiver, wakeUp_),
       pacer_(duration(configuration_.minimumFrameInterval)) {}
 
-ScreenSource::~ScreenSource() {
+PictureSource::~PictureSource() {
     stop();
 }
 
-void ScreenSource::start(Handlers handlers) {
+void PictureSource::start(Handlers handlers) {
     handlers_ = std::move(handlers);
-    capture_.emplace(displayName_, filter_, configuration_);
+    capture_ = open_(configuration_);
     log(LogArea::capture, "pictures of ", configuration_.width, " × ", configuration_.height,
         " pixels, at most ", 1e9 / static_cast<double>(pacer_.interval().count()), " a second, ",
         configuration_.queueDepth, " buffers");
     thread_ = std::thread([this] { run(); });
 }
 
-void ScreenSource::stop() {
+void PictureSource::stop() {
     if (!thread_.joinable()) return;
     stopping_ = true;
     wakeUp_->signal();
     thread_.join();
 }
 
-void ScreenSource::update(const SCStreamConfiguration& configuration) {
+void PictureSource::update(const SCStreamConfiguration& configuration) {
     {
         const std::lock_guard lock(configurationMutex_);
         newConfiguration_ = configuration;
@@ -60,7 +59,7 @@ void ScreenSource::update(const SCStreamConfiguration& configuration) {
     wakeUp_->signal();
 }
 
-void ScreenSource::setFilter(const SCContentFilter& filter) {
+void PictureSource::setFilter(const SCContentFilter& filter) {
     {
         const std::lock_guard lock(configurationMutex_);
         newFilter_ = filter;
@@ -68,7 +67,7 @@ void ScreenSource::setFilter(const SCContentFilter& filter) {
     wakeUp_->signal();
 }
 
-void ScreenSource::run() {
+void PictureSource::run() {
     std::exception_ptr failure;
     try {
         captureUntilStopped();
@@ -82,7 +81,7 @@ void ScreenSource::run() {
     handlers_.onFailure(failure);
 }
 
-void ScreenSource::captureUntilStopped() {
+void PictureSource::captureUntilStopped() {
     const int descriptor = capture_->fileDescriptor();
     while (!stopping_) {
         ++wakeUps_;
@@ -105,7 +104,7 @@ void ScreenSource::captureUntilStopped() {
     }
 }
 
-void ScreenSource::applyConfiguration() {
+void PictureSource::applyConfiguration() {
     std::optional<SCStreamConfiguration> update;
     std::optional<SCContentFilter> filter;
     {
@@ -126,10 +125,10 @@ void ScreenSource::applyConfiguration() {
 }
 
 /// Fetches changes, and delivers a picture if there are any.
-void ScreenSource::updatePicture() {
+void PictureSource::updatePicture() {
     updateDue_ = false;
     const Time taken = HostClock::now();
-    const DisplayCapture::Changes changes = capture_->update();
+    const LivePicture::Changes changes = capture_->update();
     if (std::exchange(reshaped_, false) || changes.resized) {
         composer_.setSource(capture_->picture().width(), capture_->picture().height(),
                             configuration_.preservesAspectRatio, maxPadding());
@@ -146,12 +145,11 @@ void ScreenSource::updatePicture() {
 
 /// Only a window's size is rounded to whole points in the configuration: by up to one on each side, and the
 /// result to whole pixels.
-int ScreenSource::maxPadding() const {
-    const double scale = filter_.pointPixelScale;
-    return configuration_.followsFirstWindow && scale != 1 ? static_cast<int>(std::ceil(2 * scale)) : 0;
+int PictureSource::maxPadding() const {
+    return configuration_.followsFirstWindow && scale_ != 1 ? static_cast<int>(std::ceil(2 * scale_)) : 0;
 }
 
-void ScreenSource::deliverPicture(Time taken) {
+void PictureSource::deliverPicture(Time taken) {
     SCStreamFrameInfo info;
     info.sequence = delivered_++;
     info.dirtyRects = composer_.dirty().rectangles(maxDirtyRects);
@@ -168,7 +166,7 @@ void ScreenSource::deliverPicture(Time taken) {
     handlers_.onSample(sample);
 }
 
-void ScreenSource::deliverIdle(Time now) {
+void PictureSource::deliverIdle(Time now) {
     idleAt_.reset();
     CMSampleBuffer sample;
     sample.timing.presentationTimeStamp = CMTime::from(now);
@@ -176,4 +174,4 @@ void ScreenSource::deliverIdle(Time now) {
     handlers_.onSample(sample);
 }
 
-}  // namespace lumicrate::x11
+}  // namespace lumicrate::pictures

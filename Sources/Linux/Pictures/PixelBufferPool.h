@@ -2,14 +2,14 @@
 // PixelBufferPool: reusable buffers for the pictures that a stream delivers.
 #pragma once
 
-#include "Linux/X11/PixelConversion/BlockRegion.h"
-#include "Linux/X11/Server/WakeUp.h"
+#include "Linux/Pictures/BlockRegion.h"
+#include "Linux/Pictures/WakeUp.h"
 #include "Platform/CMSampleBuffer.h"
 
 #include <memory>
 #include <vector>
 
-namespace lumicrate::x11 {
+namespace lumicrate::pictures {
 
 /// A writable picture that tracks which parts of it are outdated.
 class PixelBuffer final : public CVPixelBuffer {
@@ -53,4 +53,4 @@ class PixelBufferPool {
     std::shared_ptr<FreeList> freeList_;
 };
 
-}  // namespace lumicrate::x11
+}  // namespace lumicrate::pictures

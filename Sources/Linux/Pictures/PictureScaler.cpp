@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "Linux/X11/PixelConversion/PictureScaler.h"
+#include "Linux/Pictures/PictureScaler.h"
 
 #include <algorithm>
 #include <cmath>
@@ -9,7 +9,7 @@
 #include <emmintrin.h>
 #endif
 
-namespace lumicrate::x11 {
+namespace lumicrate::pictures {
 
 namespace {
 
@@ -149,4 +149,4 @@ void PictureScaler::addUpColumns(int begin, int end, int left, std::uint32_t* ou
 
 #endif
 
-}  // namespace lumicrate::x11
+}  // namespace lumicrate::pictures

@@ -2,8 +2,8 @@
 // Pictures that tests paint, and the samples of pictures that were delivered.
 #pragma once
 
-#include "Linux/X11/PixelConversion/Nv12Converter.h"
-#include "Linux/X11/PixelConversion/PixelBufferPool.h"
+#include "Linux/Pictures/Nv12Converter.h"
+#include "Linux/Pictures/PixelBufferPool.h"
 
 #include <algorithm>
 #include <cstdint>
@@ -13,15 +13,15 @@ namespace lumicrate::test {
 
 /// `colour(x, y)` is called row by row.
 template <class Colour>
-x11::BgraPicture painted(int width, int height, Colour colour) {
-    x11::BgraPicture picture(width, height);
+pictures::BgraPicture painted(int width, int height, Colour colour) {
+    pictures::BgraPicture picture(width, height);
     for (int y = 0; y < height; ++y)
         for (int x = 0; x < width; ++x)
             picture.row(y)[x] = static_cast<std::uint32_t>(colour(x, y));
     return picture;
 }
 
-inline x11::BgraPicture plain(int width, int height, std::uint32_t colour) {
+inline pictures::BgraPicture plain(int width, int height, std::uint32_t colour) {
     return painted(width, height, [colour](int, int) { return colour; });
 }
 
@@ -37,12 +37,12 @@ struct Picture {
                           buffer.chroma + row * buffer.chromaStride + chromaWidth());
     }
     /// A screen's picture, converted by the reference kernel.
-    explicit Picture(const x11::BgraPicture& screen) {
-        x11::PixelBuffer buffer(screen.width(), screen.height());
-        x11::convertToNv12(
+    explicit Picture(const pictures::BgraPicture& screen) {
+        pictures::PixelBuffer buffer(screen.width(), screen.height());
+        pictures::convertToNv12(
             screen.view(), screen.bounds(),
             {buffer.writableLuma(), buffer.lumaStride, buffer.writableChroma(), buffer.chromaStride},
-            x11::convertRowPair);
+            pictures::convertRowPair);
         *this = Picture(buffer);
     }
     std::uint8_t y(int column, int row) const { return luma[static_cast<std::size_t>(row * width + column)]; }

@@ -2,14 +2,14 @@
 // CursorOverlay: the pointer's image at its position, drawn over a picture.
 #pragma once
 
-#include "Linux/X11/PixelConversion/BgraPicture.h"
+#include "Linux/Pictures/BgraPicture.h"
 #include "Support/Geometry.h"
 
 #include <cstdint>
 #include <memory>
 #include <vector>
 
-namespace lumicrate::x11 {
+namespace lumicrate::pictures {
 
 /// The pointer's image. Colours are premultiplied by the opacity in the highest byte.
 struct CursorImage {
@@ -51,4 +51,4 @@ class CursorOverlay {
     PixelRect frame_;
 };
 
-}  // namespace lumicrate::x11
+}  // namespace lumicrate::pictures

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "Linux/X11/Server/WakeUp.h"
+#include "Linux/Pictures/WakeUp.h"
 
 #include "Support/Error.h"
 #include "Support/MediaTime.h"
@@ -13,7 +13,15 @@
 #include <cerrno>
 #include <ctime>
 
-namespace lumicrate::x11 {
+namespace lumicrate::pictures {
+
+std::optional<std::chrono::nanoseconds> earliest(
+    std::initializer_list<std::optional<std::chrono::nanoseconds>> times) {
+    std::optional<std::chrono::nanoseconds> next;
+    for (const auto& time : times)
+        if (time) next = std::min(next.value_or(*time), *time);
+    return next;
+}
 
 WakeUp::WakeUp() : descriptor_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)) {
     if (descriptor_ < 0) throw PlatformError(localized("The system is out of resources."), errno);
@@ -41,4 +49,4 @@ void WakeUp::wait(int otherDescriptor, std::optional<std::chrono::nanoseconds> u
     [[maybe_unused]] const int result = eventfd_read(descriptor_, &count);
 }
 
-}  // namespace lumicrate::x11
+}  // namespace lumicrate::pictures

@@ -11,7 +11,7 @@
 #include <cstdint>
 #include <vector>
 
-namespace lumicrate::x11 {
+namespace lumicrate::pictures {
 
 class BlockRegion {
  public:
@@ -51,4 +51,4 @@ class BlockRegion {
     std::vector<std::uint8_t> blocks_;  ///< 1 for a block in the region
 };
 
-}  // namespace lumicrate::x11
+}  // namespace lumicrate::pictures

@@ -6,11 +6,11 @@
 // exact value, chroma by its rounding.
 #pragma once
 
-#include "Linux/X11/PixelConversion/BgraPicture.h"
+#include "Linux/Pictures/BgraPicture.h"
 
 #include <cstdint>
 
-namespace lumicrate::x11 {
+namespace lumicrate::pictures {
 
 /// The planes of a picture; strides in bytes.
 struct Nv12Planes {
@@ -36,4 +36,4 @@ Nv12Kernel fastestNv12Kernel();
 void convertToNv12(const BgraView& picture, const PixelRect& rect, const Nv12Planes& planes,
                    Nv12Kernel kernel = fastestNv12Kernel());
 
-}  // namespace lumicrate::x11
+}  // namespace lumicrate::pictures

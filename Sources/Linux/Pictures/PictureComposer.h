@@ -6,15 +6,15 @@
 // composer tracks what has changed since the last picture and draws into a buffer only what the buffer lacks.
 #pragma once
 
-#include "Linux/X11/PixelConversion/BgraPicture.h"
-#include "Linux/X11/PixelConversion/BlockRegion.h"
-#include "Linux/X11/PixelConversion/CursorOverlay.h"
-#include "Linux/X11/PixelConversion/PictureScaler.h"
-#include "Linux/X11/PixelConversion/PixelBufferPool.h"
+#include "Linux/Pictures/BgraPicture.h"
+#include "Linux/Pictures/BlockRegion.h"
+#include "Linux/Pictures/CursorOverlay.h"
+#include "Linux/Pictures/PictureScaler.h"
+#include "Linux/Pictures/PixelBufferPool.h"
 
 #include <optional>
 
-namespace lumicrate::x11 {
+namespace lumicrate::pictures {
 
 /// Where a source lies in a picture of another size: centred, as large as its aspect ratio allows, or filling
 /// the picture when the ratio is not preserved.
@@ -54,4 +54,4 @@ class PictureComposer {
     BgraPicture fitted_;
 };
 
-}  // namespace lumicrate::x11
+}  // namespace lumicrate::pictures

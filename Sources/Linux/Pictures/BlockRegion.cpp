@@ -1,10 +1,10 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "Linux/X11/PixelConversion/BlockRegion.h"
+#include "Linux/Pictures/BlockRegion.h"
 
 #include <algorithm>
 #include <limits>
 
-namespace lumicrate::x11 {
+namespace lumicrate::pictures {
 
 namespace {
 
@@ -123,4 +123,4 @@ std::vector<PixelRect> BlockRegion::rectangles(std::size_t limit) const {
     return joined;
 }
 
-}  // namespace lumicrate::x11
+}  // namespace lumicrate::pictures

@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "Linux/X11/PixelConversion/PixelBufferPool.h"
+#include "Linux/Pictures/PixelBufferPool.h"
 
 #include <algorithm>
 #include <mutex>
 #include <utility>
 
-namespace lumicrate::x11 {
+namespace lumicrate::pictures {
 
 namespace {
 
@@ -99,4 +99,4 @@ std::shared_ptr<PixelBuffer> PixelBufferPool::acquire() {
             }};
 }
 
-}  // namespace lumicrate::x11
+}  // namespace lumicrate::pictures

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <chrono>
 
-namespace lumicrate::x11 {
+namespace lumicrate::pictures {
 
 /// Keeps frames one interval apart on average. A frame may be a tenth of an interval early if the frames
 /// before it were not early too. So content with exactly this rate loses no frame to the jitter of programs
@@ -48,4 +48,4 @@ class FramePacer {
     Time nextCheck_ = Time::min() / 2;
 };
 
-}  // namespace lumicrate::x11
+}  // namespace lumicrate::pictures

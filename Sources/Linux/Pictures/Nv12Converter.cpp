@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "Linux/X11/PixelConversion/Nv12Converter.h"
+#include "Linux/Pictures/Nv12Converter.h"
 
 #include <algorithm>
 
@@ -7,7 +7,7 @@
 #include <immintrin.h>
 #endif
 
-namespace lumicrate::x11 {
+namespace lumicrate::pictures {
 
 namespace {
 
@@ -187,4 +187,4 @@ void convertToNv12(const BgraView& picture, const PixelRect& rect, const Nv12Pla
     }
 }
 
-}  // namespace lumicrate::x11
+}  // namespace lumicrate::pictures

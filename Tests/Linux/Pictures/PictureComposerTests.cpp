@@ -1,13 +1,13 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "Linux/X11/PixelConversion/PictureComposer.h"
-#include "Tests/Linux/X11/Pictures.h"
+#include "Linux/Pictures/PictureComposer.h"
+#include "Tests/Linux/Pictures/Pictures.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <random>
 
-namespace lumicrate::x11 {
+namespace lumicrate::pictures {
 namespace {
 
 using test::Picture;
@@ -169,4 +169,4 @@ TEST(PictureComposerTests, EveryPictureEqualsOneComposedFromScratch) {
 }
 
 }  // namespace
-}  // namespace lumicrate::x11
+}  // namespace lumicrate::pictures
