@@ -53,6 +53,8 @@ struct SCWindow {
     int windowLayer = 0;  ///< 0 is the level of normal windows
     std::optional<SCRunningApplication> owningApplication;
     double alpha = 1;  ///< 0 … 1; a window with 0 is invisible
+    /// Where a desktop hides the positions of windows, `frame` is at (0, 0) and in pixels.
+    bool hasPosition = true;
     bool operator==(const SCWindow&) const = default;
 };
 
@@ -201,6 +203,9 @@ class ScreenCaptureKit {
     virtual ~ScreenCaptureKit() = default;
     /// Whether this process may capture the screen.
     virtual bool CGPreflightScreenCaptureAccess() const = 0;
+    /// Whether streams can exclude windows from the picture of a display. Otherwise everything that is shown
+    /// on it is captured.
+    virtual bool canExcludeWindows() const { return true; }
     /// The main display of the desktop; 0 if there is none.
     virtual std::uint32_t CGMainDisplayID() const = 0;
     /// The current frame of a display; empty for an unknown display.

@@ -10,6 +10,7 @@
 #include "Platform/NSScreen.h"
 #include "Platform/NSUserDefaults.h"
 #include "Platform/NSWorkspace.h"
+#include "Platform/SCContentSharingPicker.h"
 #include "Platform/SMAppService.h"
 #include "Platform/ScreenCaptureKit.h"
 #include "Support/DispatchQueue.h"
@@ -365,6 +366,7 @@ class FakeStream final : public SCStream {
 class FakeCapture final : public ScreenCaptureKit {
  public:
     bool CGPreflightScreenCaptureAccess() const override { return access; }
+    bool canExcludeWindows() const override { return excludes; }
     std::uint32_t CGMainDisplayID() const override { return mainDisplayID; }
     Rect CGDisplayBounds(std::uint32_t displayID) const override {
         const auto found = std::ranges::find(content.displays, displayID, &SCDisplay::displayID);
@@ -394,6 +396,7 @@ class FakeCapture final : public ScreenCaptureKit {
     }
 
     bool access = true;
+    bool excludes = true;
     std::uint32_t mainDisplayID = 1;
     SCShareableContent content;
     std::set<std::uint32_t> closed;  ///< windows
@@ -404,6 +407,25 @@ class FakeCapture final : public ScreenCaptureKit {
     bool completesAtOnce = true;
     std::shared_ptr<FakeStreamRecord> stream;  ///< the newest
     int streams = 0;
+};
+
+/// A desktop on which the user shares what a test says.
+class FakePicker final : public SCContentSharingPicker {
+ public:
+    explicit FakePicker(Executor& executor) : answer(executor) {}
+    Task<std::optional<SCSharedContent>> share(SCSharingRequest request) override {
+        requests.push_back(request);
+        co_return co_await answer;
+    }
+    void endSharing() override {
+        answer.resolve(std::nullopt);
+        ++ends;
+    }
+    void forgetChoices() override {}
+
+    Completion<std::optional<SCSharedContent>> answer;
+    std::vector<SCSharingRequest> requests;
+    int ends = 0;
 };
 
 }  // namespace lumicrate::test

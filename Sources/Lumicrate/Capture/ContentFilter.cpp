@@ -45,7 +45,8 @@ CaptureTarget windowTarget(const SCShareableContent& content, const FilterReques
                            std::uint32_t windowID) {
     const auto found = std::ranges::find(content.windows, windowID, &SCWindow::windowID);
     if (found == content.windows.end()) throw RecorderError(RecorderError::windowGone);
-    if (content.displays.empty()) return {SCContentFilter::desktopIndependent(*found), {}, {}};
+    if (content.displays.empty() || !found->hasPosition)
+        return {SCContentFilter::desktopIndependent(*found), {}, {}};
 
     const SCDisplay& display = displayShowingMost(content.displays, found->frame);
     std::vector<SCWindow> included = {*found};

@@ -28,7 +28,9 @@ std::optional<std::uint32_t> displayUnderPointer(const NSScreens& service) {
 }
 
 Task<std::optional<SourceChooser::Choice>> SourceChooser::choose(CaptureMode mode, std::uint32_t displayID,
-                                                                 std::optional<Rect> initialArea) {
+                                                                 std::optional<Rect> initialArea,
+                                                                 bool showsCursor) {
+    if (picker_) return chooseShared(mode, displayID, initialArea, showsCursor);
     switch (mode) {
         case CaptureMode::window:
             return pickWindow(displayID);
@@ -39,7 +41,27 @@ Task<std::optional<SourceChooser::Choice>> SourceChooser::choose(CaptureMode mod
     }
 }
 
+Task<std::optional<CaptureSource>> SourceChooser::share(CaptureSource source, bool showsCursor) {
+    if (!picker_ || source.is(CaptureSource::Kind::audioOnly)) co_return source;
+    const bool isWindow = source.is(CaptureSource::Kind::window);
+    const SCSharingRequest request{
+        isWindow ? SCSharingRequest::Kind::window : SCSharingRequest::Kind::display, source.displayID(),
+        showsCursor};
+    Task<std::optional<SCSharedContent>> sharing = picker_->share(request);
+    const std::optional<SCSharedContent> shared = co_await sharing;
+    if (!shared) co_return std::nullopt;
+    co_await lists_.refreshSources();
+    if (shared->window) {
+        co_await lists_.ensureListed(shared->window->windowID);
+        co_return CaptureSource::window(shared->window->windowID);
+    }
+    const std::uint32_t displayID = shared->display->displayID;
+    co_return source.is(CaptureSource::Kind::area) ? CaptureSource::area(displayID)
+                                                   : CaptureSource::display(displayID);
+}
+
 void SourceChooser::cancel() {
+    if (picker_) picker_->endSharing();
     if (overlays_.areaSelector) overlays_.areaSelector->cancel();
     if (overlays_.screenChooser) overlays_.screenChooser->finish(std::nullopt);
 }
@@ -58,6 +80,21 @@ Task<std::optional<PickedArea>> SourceChooser::ask(std::uint32_t displayID, std:
     const std::optional<PickedArea> picked = co_await selecting;
     if (picked && picked->windowID) co_await lists_.ensureListed(*picked->windowID);
     co_return picked;
+}
+
+Task<std::optional<SourceChooser::Choice>> SourceChooser::chooseShared(CaptureMode mode,
+                                                                       std::uint32_t displayID,
+                                                                       std::optional<Rect> initialArea,
+                                                                       bool showsCursor) {
+    const CaptureSource wanted = mode == CaptureMode::window ? CaptureSource::window(0)
+                                 : mode == CaptureMode::area ? CaptureSource::area(displayID)
+                                                             : CaptureSource::display(displayID);
+    Task<std::optional<CaptureSource>> sharing = share(wanted, showsCursor);
+    const std::optional<CaptureSource> shared = co_await sharing;
+    if (!shared) co_return std::nullopt;
+    if (mode != CaptureMode::area) co_return Choice{*shared, std::nullopt};
+    Task<std::optional<Choice>> selecting = selectArea(*shared->displayID(), initialArea);
+    co_return co_await selecting;
 }
 
 Task<std::optional<SourceChooser::Choice>> SourceChooser::selectArea(std::uint32_t displayID,

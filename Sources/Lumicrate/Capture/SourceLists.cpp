@@ -119,7 +119,7 @@ std::uint32_t SourceLists::mainDisplayID() const {
 
 std::optional<SourceLists::WindowPlace> SourceLists::placeOfWindow(std::uint32_t windowID) const {
     const auto window = findWindow(windows.get(), windowID);
-    if (window == windows->end() || displays->empty()) return std::nullopt;
+    if (window == windows->end() || !window->hasPosition || displays->empty()) return std::nullopt;
     const SCDisplay& display = displayShowingMost(displays.get(), window->frame);
     return WindowPlace{display.displayID,
                        window->frame.offsetBy(-display.frame.minX(), -display.frame.minY())};

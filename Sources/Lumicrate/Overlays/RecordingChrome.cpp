@@ -5,11 +5,15 @@
 #include "Lumicrate/Overlays/ClickHighlighter.h"
 #include "Lumicrate/Overlays/ControlBarController.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace lumicrate {
 
 namespace {
+
+/// The height that the control bar needs below an area, with its distances, points.
+constexpr double roomForBar = 80;
 
 /// A part of a screen in global coordinates, y up.
 Rect globalRect(const Rect& part, const NSScreen& screen) {
@@ -24,10 +28,11 @@ void addWindow(const Overlay* overlay, std::vector<std::uint32_t>& numbers) {
 
 }  // namespace
 
-void RecordingChrome::show(const RecordingOptions& options, const Place& place) {
+void RecordingChrome::show(const RecordingOptions& options, const Place& place,
+                           const std::vector<NSScreen>& screens) {
     shown_ = true;
     place_ = place;
-    const auto& [screen, part, framed] = place;
+    const auto& [screen, part, framed, chromeIsRecorded] = place;
     std::optional<Rect> recorded;
     if (screen) recorded = part ? globalRect(*part, *screen) : screen->frame;
 
@@ -35,7 +40,18 @@ void RecordingChrome::show(const RecordingOptions& options, const Place& place) 
     if (options.highlightClicks && overlays_.clickHighlighter && screen)
         overlays_.clickHighlighter->show(*screen);
     if (framed && part && screen && overlays_.areaFrame) overlays_.areaFrame->show(*part, *screen);
-    if (overlays_.controlBar) overlays_.controlBar->show(screen, part ? recorded : std::nullopt);
+    showControlBar(recorded, screens);
+}
+
+void RecordingChrome::showControlBar(const std::optional<Rect>& recorded,
+                                     const std::vector<NSScreen>& screens) {
+    if (!overlays_.controlBar) return;
+    const auto& [screen, part, framed, chromeIsRecorded] = place_;
+    const bool fits = part && screen && recorded->minY() - screen->visibleFrame.minY() >= roomForBar;
+    if (!chromeIsRecorded || fits) return overlays_.controlBar->show(screen, part ? recorded : std::nullopt);
+    const auto other = std::ranges::find_if(
+        screens, [&](const NSScreen& each) { return !screen || each.displayID != screen->displayID; });
+    if (other != screens.end()) overlays_.controlBar->show(*other, std::nullopt);
 }
 
 void RecordingChrome::showWebcam(const RecordingOptions& options, const std::optional<Rect>& recorded) {

@@ -9,6 +9,7 @@
 #include "Support/Geometry.h"
 
 #include <optional>
+#include <vector>
 
 namespace lumicrate {
 
@@ -21,13 +22,15 @@ class RecordingChrome {
         /// The recorded part of the screen, in points, y down from its top left corner; none for the whole
         /// screen.
         std::optional<Rect> part;
-        bool framed = false;  ///< show a frame around the part
+        bool framed = false;            ///< show a frame around the part
+        bool chromeIsRecorded = false;  ///< as part of the picture, wherever it covers the recorded part
     };
 
     explicit RecordingChrome(const RecorderOverlays& overlays) : overlays_(overlays) {}
 
-    /// Shows the overlays that the options request, and the control bar.
-    void show(const RecordingOptions& options, const Place& place);
+    /// Shows the overlays that the options request, and the control bar; not if it would be recorded on all
+    /// screens.
+    void show(const RecordingOptions& options, const Place& place, const std::vector<NSScreen>& screens);
     /// Hides them again, and moves the webcam bubble back to its previous place.
     void hide();
     void setMicrophoneLevel(float level);
@@ -41,6 +44,7 @@ class RecordingChrome {
 
  private:
     void showWebcam(const RecordingOptions& options, const std::optional<Rect>& recorded);
+    void showControlBar(const std::optional<Rect>& recorded, const std::vector<NSScreen>& screens);
 
     RecorderOverlays overlays_;
     bool shown_ = false;

@@ -63,7 +63,7 @@ ScreenRecorder::ScreenRecorder(const Services& services, std::unique_ptr<Parts> 
       countdownValue(parts->inWindowCountdown.value),
       services_(services),
       parts_(std::move(parts)),
-      chooser_(services.overlays, services.screens, parts_->lists),
+      chooser_(services.overlays, services.screens, parts_->lists, services.picker),
       chrome_(services.overlays),
       self_(std::make_shared<ScreenRecorder*>(this)) {
     hasScreenAccess = services_.capture.CGPreflightScreenCaptureAccess();
@@ -305,6 +305,7 @@ Task<void> ScreenRecorder::finishRecording() {
 void ScreenRecorder::returnToIdle() {
     recording_.reset();
     closeStudio();
+    if (services_.picker) services_.picker->endSharing();
     optionsOverride_.reset();
     outputOverride_.reset();
     mixingOverride_.reset();

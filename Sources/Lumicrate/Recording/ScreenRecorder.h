@@ -21,6 +21,7 @@
 #include "Platform/NSProcessInfo.h"
 #include "Platform/NSScreen.h"
 #include "Platform/NSUserDefaults.h"
+#include "Platform/SCContentSharingPicker.h"
 #include "Support/Executor.h"
 #include "Support/Notifications.h"
 #include "Support/Published.h"
@@ -77,6 +78,7 @@ class ScreenRecorder {
         AVCaptureSessionFactory makeCameraSession = {};  ///< without it, there is no camera to record
         /// Without it, a webcam is recorded without a window.
         WebcamStudio::WindowFactory makeStudioWindow = {};
+        SCContentSharingPicker* picker = nullptr;  ///< null where programs may capture without it
     };
 
     /// Binds the global shortcuts.
@@ -211,6 +213,7 @@ class ScreenRecorder {
     void closeStudio();
     Task<void> startSequence();
     Task<bool> runStartSequence();
+    Task<bool> shareSource(bool showsCursor);
     Task<bool> countDown(std::optional<NSScreen> screen);
     void cancelCountdown();
     RecordingChrome::Place place(const RecordingOptions& options) const;

@@ -119,10 +119,11 @@ Task<void> ScreenRecorder::chooseAndStart(CaptureMode mode, std::uint32_t displa
 Task<bool> ScreenRecorder::choose(CaptureMode mode, std::uint32_t displayID) {
     const auto lastDisplay = *source ? (*source)->displayID() : std::nullopt;
     if (mode == CaptureMode::area) displayID = lastDisplay.value_or(mainDisplayID());
-    const std::optional<Rect> savedArea = options().areaRect;
+    const RecordingOptions chosen = options();
     state = State::selectingArea;
     if (startGivenUp_) co_return false;
-    Task<std::optional<SourceChooser::Choice>> choosing = chooser_.choose(mode, displayID, savedArea);
+    Task<std::optional<SourceChooser::Choice>> choosing =
+        chooser_.choose(mode, displayID, chosen.areaRect, chosen.showCursor);
     const std::optional<SourceChooser::Choice> choice = co_await choosing;
     if (!choice || startGivenUp_) co_return false;
     if (choice->area) {
@@ -189,6 +190,9 @@ Task<bool> ScreenRecorder::runStartSequence() {
     if (recordsScreen()) {
         hasScreenAccess = services_.capture.CGPreflightScreenCaptureAccess();
         if (!*hasScreenAccess) throw RecorderError(RecorderError::noScreenAccess);
+        Task<bool> sharing = shareSource(chosen.showCursor);
+        const bool isShared = co_await sharing;
+        if (!isShared) co_return false;
     }
     // Before the countdown: do not count down to an error.
     freeSpace().requireRoomToStart();
@@ -210,6 +214,18 @@ Task<bool> ScreenRecorder::runStartSequence() {
     beginSession();
     // An observer of the state requested the stop just before the recording began.
     if (startGivenUp_) requestStop();
+    co_return true;
+}
+
+/// Where the user has to share what is recorded. False if the user declined.
+Task<bool> ScreenRecorder::shareSource(bool showsCursor) {
+    if (!services_.picker || !*source) co_return true;
+    state = State::selectingArea;
+    if (startGivenUp_) co_return false;
+    Task<std::optional<CaptureSource>> sharing = chooser_.share(**source, showsCursor);
+    const std::optional<CaptureSource> shared = co_await sharing;
+    if (!shared || startGivenUp_) co_return false;
+    source = shared;
     co_return true;
 }
 
@@ -252,6 +268,7 @@ RecordingChrome::Place ScreenRecorder::place(const RecordingOptions& options) co
     const auto displayID = *source ? (*source)->displayID() : std::nullopt;
     const auto windowID = *source ? (*source)->windowID() : std::nullopt;
     if (displayID) {
+        place.chromeIsRecorded = !services_.capture.canExcludeWindows();
         shownOn = *displayID;
         if ((*source)->is(CaptureSource::Kind::area)) place.part = options.areaRect;
         place.framed = place.part.has_value();
@@ -268,7 +285,7 @@ Task<void> ScreenRecorder::beginCapture(RecordingOptions options) {
         throw RecorderError(RecorderError::noAudioSource);
     recordsMicrophone = options.captureMicrophone;
     // Before the windows are listed, so that the filter finds the overlays among them.
-    if (!soundAlone()) chrome_.show(options, place(options));
+    if (!soundAlone()) chrome_.show(options, place(options), services_.screens.screens());
 
     Task<ActiveRecording::Plan> planning = makePlan(options);
     const ActiveRecording::Plan plan = co_await planning;

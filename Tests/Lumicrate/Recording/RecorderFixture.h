@@ -76,9 +76,9 @@ class RecorderFixture : public testing::Test {
             [this](const auto& url, AVFileType fileType) { return makeWriter(url, fileType); }, executor,
             [this](const std::string&) { return std::make_unique<VirtualQueue>(executor); }, files};
         controlBar.setRecorder(nullptr);
-        recorder.emplace(ScreenRecorder::Services{executor, defaults, process, screens, notifications,
-                                                  capture, devices, hotKeys, folder, writing, mixing,
-                                                  overlays, makeCameraSession, makeStudioWindow});
+        recorder.emplace(ScreenRecorder::Services{
+            executor, defaults, process, screens, notifications, capture, devices, hotKeys, folder, writing,
+            mixing, overlays, makeCameraSession, makeStudioWindow, sharingPicker});
         controlBar.setRecorder(&*recorder);
         states.clear();
         announced.clear();
@@ -184,6 +184,7 @@ class RecorderFixture : public testing::Test {
     FakeCalendar calendar;
     RecordingFolder folder{files, calendar, defaults};
     AudioMixing* mixing = nullptr;
+    SCContentSharingPicker* sharingPicker = nullptr;
 
     // Overlays whose contents are fake. A test puts those that it needs into `overlays`.
     FakeOverlayContents contents;

@@ -363,5 +363,80 @@ TEST_F(RecorderStartTests, TheSoundOfAnUnknownApplicationIsLeftOutUnlessItIsRequ
     }
 }
 
+TEST_F(RecorderStartTests, WhereTheUserSharesContentThatIsRecorded) {
+    overlays.controlBar = &controlBar;
+    capture.excludes = false;
+    capture.content.windows.push_back({40, {0, 0, 640, 480}, "shared", 0, std::nullopt, 1, false});
+    const SCDisplay right = capture.content.displays[1];
+    const SCSharedContent window{std::nullopt, capture.content.windows.back()};
+    using Kind = SCSharingRequest::Kind;
+    const struct {
+        CaptureSource requested;
+        Kind kind;
+        std::optional<SCSharedContent> shared;
+        std::optional<CaptureSource> recorded;
+        Size picture{};
+    } cases[] = {
+        {CaptureSource::display(1),
+         Kind::display,
+         SCSharedContent{right, {}},
+         CaptureSource::display(2),
+         {800, 600}},
+        {CaptureSource::area(2),
+         Kind::display,
+         SCSharedContent{right, {}},
+         CaptureSource::area(2),
+         {800, 600}},
+        {CaptureSource::window(0), Kind::window, window, CaptureSource::window(40), {640, 480}},
+        {CaptureSource::display(1), Kind::display, std::nullopt, std::nullopt},
+    };
+    for (const auto& [requested, kind, shared, recorded, size] : cases) {
+        FakePicker desktop(executor);
+        sharingPicker = &desktop;
+        make();
+        startWith(requested);
+        EXPECT_EQ(*recorder->state, State::selectingArea) << "the dialog is open";
+        ASSERT_EQ(desktop.requests.size(), 1U);
+        EXPECT_EQ(desktop.requests[0].kind, kind);
+        EXPECT_EQ(desktop.requests[0].displayID, requested.displayID());
+        desktop.answer.resolve(shared);
+        executor.advance(100ms);
+        ASSERT_EQ(*recorder->state, recorded ? State::recording : State::idle);
+        if (recorded) {
+            EXPECT_EQ(*recorder->source, recorded);
+            EXPECT_EQ(Size(capture.stream->configuration.width, capture.stream->configuration.height), size);
+            EXPECT_EQ(desktop.ends, 0) << "shared until the end";
+            deliverFrame();
+            stopAndComplete();
+        }
+        EXPECT_EQ(message(), "") << "declining is no error";
+        EXPECT_GT(desktop.ends, 0);
+        TearDown();
+    }
+}
+
+TEST_F(RecorderStartTests, AnAreaIsSelectedOnTheSharedDisplayAndAStopEndsTheQuestion) {
+    overlays.areaSelector = &areaSelector;
+    for (const bool stops : {true, false}) {
+        FakePicker desktop(executor);
+        sharingPicker = &desktop;
+        make();
+        select(CaptureMode::area);
+        EXPECT_FALSE(contents.selectionModel) << "nothing to select on yet";
+        if (stops) {
+            recorder->requestStop();
+            executor.drain();
+            expectIdle();
+        } else {
+            desktop.answer.resolve(SCSharedContent{capture.content.displays[1], {}});
+            executor.drain();
+            confirmArea({10, 20, 300, 200});
+            EXPECT_EQ(*recorder->source, CaptureSource::area(2));
+            EXPECT_EQ(capture.stream->configuration.width, 300);
+        }
+        TearDown();
+    }
+}
+
 }  // namespace
 }  // namespace lumicrate::test
