@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // lumicrate-stage: runs a command on a private desktop and exits with its status.
 #include "Tests/Stage/PrivateDesktop.h"
+#include "Tests/Stage/WaylandDesktop.h"
 
 #include <csignal>
 #include <cstdio>
@@ -10,14 +11,21 @@ namespace lumicrate::stage {
 
 namespace {
 
-int run(const PrivateDesktop::Options& options, const std::vector<std::string>& words) {
+constexpr const char* usage =
+    "lumicrate-stage [--wayland] WIDTHxHEIGHT[@SCALE] COMMAND ARGUMENTS…\n"
+    "Runs a command on a private desktop: an X server with openbox, or with --wayland sway with Xwayland "
+    "and\n"
+    "the desktop portal. SCALE is that of the Wayland desktop.\n";
+
+template <class Desktop>
+int run(const typename Desktop::Options& options, const std::vector<std::string>& words) {
     // Blocked before the desktop starts, so that a signal meanwhile is not lost and leaves nothing behind.
     sigset_t signals;
     sigemptyset(&signals);
     for (const int number : {SIGCHLD, SIGINT, SIGTERM, SIGHUP, SIGUSR1, SIGUSR2})
         sigaddset(&signals, number);
     sigprocmask(SIG_BLOCK, &signals, nullptr);
-    PrivateDesktop desktop(options);
+    const Desktop desktop(options);
 
     ChildProcess command(words, {}, ChildProcess::Kind::Foreground);
     for (;;) {
@@ -34,13 +42,23 @@ int run(const PrivateDesktop::Options& options, const std::vector<std::string>& 
 }  // namespace lumicrate::stage
 
 int main(int argc, char** argv) try {
-    lumicrate::stage::PrivateDesktop::Options options;
-    auto& display = options.display;
-    if (argc < 3 || std::sscanf(argv[1], "%dx%d", &display.width, &display.height) != 2) {
-        std::fputs("lumicrate-stage WIDTHxHEIGHT COMMAND ARGUMENTS…\n", stderr);
+    using namespace lumicrate::stage;
+    const std::vector<std::string> words(argv + 1, argv + argc);
+    const bool isWayland = !words.empty() && words[0] == "--wayland";
+    const std::size_t sizeIndex = isWayland ? 1 : 0;
+    Sway::Output output;
+    if (words.size() < sizeIndex + 2 || std::sscanf(words[sizeIndex].c_str(), "%dx%d@%lf", &output.width,
+                                                    &output.height, &output.scale) < 2) {
+        std::fputs(usage, stderr);
         return 2;
     }
-    return lumicrate::stage::run(options, {argv + 2, argv + argc});
+    const std::vector<std::string> command(words.begin() + static_cast<std::ptrdiff_t>(sizeIndex) + 1,
+                                           words.end());
+    if (isWayland) return run<WaylandDesktop>({.compositor = {.outputs = {output}}}, command);
+    PrivateDesktop::Options options;
+    options.display.width = output.width;
+    options.display.height = output.height;
+    return run<PrivateDesktop>(options, command);
 } catch (const std::exception& error) {
     std::fprintf(stderr, "lumicrate-stage: %s\n", error.what());
     return 1;
