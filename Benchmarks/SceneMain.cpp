@@ -208,8 +208,8 @@ class MixedScene {
     std::optional<Typist> typist_;
     std::unique_ptr<Surface> reader_;
     std::unique_ptr<Surface> film_;
-    xcb_pixmap_t page_ = XCB_NONE;
-    xcb_pixmap_t landscape_ = XCB_NONE;
+    stage::StoredImage page_ = 0;
+    stage::StoredImage landscape_ = 0;
 };
 
 Scene mixed(Surface& canvas, Random random) {

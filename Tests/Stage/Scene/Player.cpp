@@ -18,12 +18,15 @@ namespace {
 
 constexpr const char* usage =
     "lumicrate-scene SCENE [OPTION…]\n"
-    "Plays a scene on $DISPLAY. It writes \"ready\" when its first picture is drawn. At the end it writes\n"
+    "Plays a scene on $DISPLAY, or with --wayland on $WAYLAND_DISPLAY. It writes \"ready\" when its first "
+    "picture is drawn. At the end it writes\n"
     "\"times\" and when each step was drawn, in seconds of CLOCK_MONOTONIC, and \"drawn N\", the number of\n"
     "steps. The last picture stays until SIGINT or SIGTERM. SIGUSR1 ends the scene early.\n"
     "  --seconds S      draws for S seconds\n"
     "  --steps N        draws exactly N steps, as fast as the display accepts them\n"
     "  --fps N          steps a second, instead of the scene's own rate\n"
+    "  --wayland        on the first output of the Wayland compositor\n"
+    "  --output NAME    on that output of it\n"
     "  --number-at X,Y  each step shows its number there, above everything\n"
     "  --window         each step draws its number into the corner of the scene's main window; \"window "
     "ID\"\n"
@@ -37,6 +40,8 @@ struct Request {
     double rate = 0;
     std::optional<std::pair<int, int>> numberPlace;
     bool inMainWindow = false;
+    bool isWayland = false;
+    std::string output;
 };
 
 std::optional<Request> parse(const std::vector<std::string>& arguments) {
@@ -49,11 +54,18 @@ std::optional<Request> parse(const std::vector<std::string>& arguments) {
             request.inMainWindow = true;
             continue;
         }
+        if (argument == "--wayland") {
+            request.isWayland = true;
+            continue;
+        }
         if (++i == arguments.size()) return std::nullopt;
         const char* value = arguments[i].c_str();
         if (argument == "--number-at") {
             auto& [x, y] = request.numberPlace.emplace();
             if (std::sscanf(value, "%d,%d", &x, &y) != 2) return std::nullopt;
+        } else if (argument == "--output") {
+            request.isWayland = true;
+            request.output = value;
         } else if (argument == "--seconds") {
             request.seconds = std::strtod(value, nullptr);
         } else if (argument == "--steps") {
@@ -92,6 +104,11 @@ class Signals {
  private:
     sigset_t handled_{};
 };
+
+std::unique_ptr<Surface> openCanvas(const Request& request) {
+    const std::string title = "lumicrate-scene " + request.scene;
+    return request.isWayland ? openWaylandCanvas(title, request.output) : openXCanvas(title);
+}
 
 class Player {
  public:
@@ -156,7 +173,7 @@ class Player {
     const Request& request_;
     // First: its signals must be blocked when a scene starts threads.
     Signals signals_;
-    std::shared_ptr<Surface> canvas_ = Surface::openCanvas("lumicrate-scene " + request_.scene);
+    std::shared_ptr<Surface> canvas_ = openCanvas(request_);
     Scene scene_;
     Image bar_{FrameNumber::barWidth, FrameNumber::blockSize};
     std::shared_ptr<Surface> numberWindow_;

@@ -3,7 +3,6 @@
 #pragma once
 
 #include "Tests/Stage/Scene/Image.h"
-#include "Tests/Stage/Xcb.h"
 
 #include <cstdint>
 #include <memory>
@@ -11,49 +10,44 @@
 
 namespace lumicrate::stage {
 
+/// An image that a canvas has stored.
+using StoredImage = std::uint32_t;
+
+/// Operations may throw std::runtime_error when the display went away.
 class Surface {
  public:
-    /// The canvas of a scene, which covers the screen of $DISPLAY. Throws std::runtime_error.
-    static std::unique_ptr<Surface> openCanvas(const std::string& title);
-    /// Another window, above all others. Throws std::runtime_error.
-    std::unique_ptr<Surface> openWindow(const Area& area, const std::string& title) {
-        return std::make_unique<Surface>(connection_, area, title);
-    }
+    virtual ~Surface() = default;
 
-    /// A window that no window manager manages; it disappears with the connection. Returns when it is
-    /// visible. Throws std::runtime_error.
-    Surface(std::shared_ptr<XcbConnection> display, const Area& area, const std::string& title);
-    Surface(const Surface&) = delete;
-    Surface& operator=(const Surface&) = delete;
+    /// Another window, above all others, in pixels of this one. Throws std::runtime_error.
+    virtual std::unique_ptr<Surface> openWindow(const Area& area, const std::string& title) = 0;
 
-    xcb_window_t id() const { return window_; }
-    int width() const { return width_; }
-    int height() const { return height_; }
+    /// The X window; 0 on Wayland.
+    virtual std::uint32_t id() const = 0;
+    virtual int width() const = 0;
+    virtual int height() const = 0;
 
-    /// Keeps an image in the X server, as long as the connection lives.
-    xcb_pixmap_t store(const Image& image);
-    /// Tiles what the server itself draws where the window is uncovered.
-    void setBackground(xcb_pixmap_t image);
-    void copy(xcb_pixmap_t image, const Area& from, int x, int y);
-    void put(const Image& image, const Area& from, int x, int y) { putInto(window_, image, from, x, y); }
+    /// Keeps an image as long as the canvas lives.
+    virtual StoredImage store(const Image& image) = 0;
+    /// Tiles the window with an image, which also appears where the window is uncovered.
+    virtual void setBackground(StoredImage image) = 0;
+    virtual void copy(StoredImage image, const Area& from, int x, int y) = 0;
+    virtual void put(const Image& image, const Area& from, int x, int y) = 0;
     void put(const Image& image, int x = 0, int y = 0) {
         put(image, {0, 0, image.width(), image.height()}, x, y);
     }
-    void fill(const Area& area, Color color);
+    virtual void fill(const Area& area, Color color) = 0;
     /// The place of the top-left corner on the screen.
-    void moveTo(int x, int y);
+    virtual void moveTo(int x, int y) = 0;
     /// Returns when the server has drawn everything, in all windows of the scene.
-    void sync();
-
- private:
-    xcb_connection_t* connection() const { return connection_->get(); }
-    void putInto(xcb_drawable_t target, const Image& image, const Area& from, int x, int y);
-
-    std::shared_ptr<XcbConnection> connection_;
-    xcb_window_t window_ = XCB_NONE;
-    xcb_gcontext_t context_ = XCB_NONE;
-    int width_;
-    int height_;
+    virtual void sync() = 0;
 };
+
+/// The canvas of a scene, which covers the screen of $DISPLAY. No window manager manages it. Returns when it
+/// is visible. Throws std::runtime_error.
+std::unique_ptr<Surface> openXCanvas(const std::string& title);
+/// The same on an output of $WAYLAND_DISPLAY ("HEADLESS-1"; empty for the first one), which it fills pixel
+/// for pixel at any scale. Its windows are drawn into it: the compositor sees one, and a step in all of them
+/// is one frame of it.
+std::unique_ptr<Surface> openWaylandCanvas(const std::string& title, const std::string& outputName);
 
 }  // namespace lumicrate::stage

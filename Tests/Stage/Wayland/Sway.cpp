@@ -63,7 +63,8 @@ bool Sway::isInstalled() {
 Sway::Sway(std::shared_ptr<const Session> session, const Options& options)
     : session_(std::move(session)),
       outputCount_(options.outputs.size()),
-      server_({"sway", "--config", writeConfiguration(*session_, options).string()},
+      // Screen casts would miss what a full-screen client hands directly to an output without a screen.
+      server_({"sway", "-Dnoscanout", "--config", writeConfiguration(*session_, options).string()},
               serverEnvironment(options)) {
     std::istringstream(server_.readLine()) >> displayName_ >> socket_ >> xDisplayName_;
     // Its socket accepts clients before the server runs.

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "Tests/Stage/Scene/Surface.h"
+#include "Tests/Stage/Xcb.h"
 
 #include <algorithm>
 #include <cstring>
@@ -18,16 +19,40 @@ std::uint16_t length(int value) {
     return static_cast<std::uint16_t>(value);
 }
 
-}  // namespace
+class XSurface final : public Surface {
+ public:
+    XSurface(std::shared_ptr<XcbConnection> display, const Area& area, const std::string& title);
+    XSurface(const XSurface&) = delete;
+    XSurface& operator=(const XSurface&) = delete;
 
-std::unique_ptr<Surface> Surface::openCanvas(const std::string& title) {
-    auto connection = std::make_shared<XcbConnection>("");
-    const auto* screen = connection->screen();
-    const Area area{0, 0, screen->width_in_pixels, screen->height_in_pixels};
-    return std::make_unique<Surface>(std::move(connection), area, title);
-}
+    std::unique_ptr<Surface> openWindow(const Area& area, const std::string& title) override {
+        return std::make_unique<XSurface>(connection_, area, title);
+    }
+    std::uint32_t id() const override { return window_; }
+    int width() const override { return width_; }
+    int height() const override { return height_; }
+    StoredImage store(const Image& image) override;
+    void setBackground(StoredImage image) override;
+    void copy(StoredImage image, const Area& from, int x, int y) override;
+    void put(const Image& image, const Area& from, int x, int y) override {
+        putInto(window_, image, from, x, y);
+    }
+    void fill(const Area& area, Color color) override;
+    void moveTo(int x, int y) override;
+    void sync() override;
 
-Surface::Surface(std::shared_ptr<XcbConnection> display, const Area& area, const std::string& title)
+ private:
+    xcb_connection_t* connection() const { return connection_->get(); }
+    void putInto(xcb_drawable_t target, const Image& image, const Area& from, int x, int y);
+
+    std::shared_ptr<XcbConnection> connection_;
+    xcb_window_t window_ = XCB_NONE;
+    xcb_gcontext_t context_ = XCB_NONE;
+    int width_;
+    int height_;
+};
+
+XSurface::XSurface(std::shared_ptr<XcbConnection> display, const Area& area, const std::string& title)
     : connection_(std::move(display)), width_(area.width), height_(area.height) {
     const auto* screen = connection_->screen();
     if (screen->root_depth != 24) throw std::runtime_error("Scenes are played on displays of depth 24 only");
@@ -56,24 +81,24 @@ Surface::Surface(std::shared_ptr<XcbConnection> display, const Area& area, const
     throw std::runtime_error("The display went away");
 }
 
-xcb_pixmap_t Surface::store(const Image& image) {
+StoredImage XSurface::store(const Image& image) {
     const auto pixmap = xcb_generate_id(connection());
     xcb_create_pixmap(connection(), 24, pixmap, window_, length(image.width()), length(image.height()));
     putInto(pixmap, image, {0, 0, image.width(), image.height()}, 0, 0);
     return pixmap;
 }
 
-void Surface::setBackground(xcb_pixmap_t image) {
+void XSurface::setBackground(StoredImage image) {
     xcb_change_window_attributes(connection(), window_, XCB_CW_BACK_PIXMAP, &image);
     xcb_clear_area(connection(), 0, window_, 0, 0, 0, 0);
 }
 
-void Surface::copy(xcb_pixmap_t image, const Area& from, int x, int y) {
+void XSurface::copy(StoredImage image, const Area& from, int x, int y) {
     xcb_copy_area(connection(), image, window_, context_, coordinate(from.x), coordinate(from.y),
                   coordinate(x), coordinate(y), length(from.width), length(from.height));
 }
 
-void Surface::putInto(xcb_drawable_t target, const Image& image, const Area& from, int x, int y) {
+void XSurface::putInto(xcb_drawable_t target, const Image& image, const Area& from, int x, int y) {
     // In strips, because the length of a request is limited.
     const std::size_t maxLength = std::size_t{xcb_get_maximum_request_length(connection())} * 4 - 64;
     const std::size_t rowBytes = static_cast<std::size_t>(from.width) * 4;
@@ -92,23 +117,32 @@ void Surface::putInto(xcb_drawable_t target, const Image& image, const Area& fro
     }
 }
 
-void Surface::fill(const Area& area, Color color) {
+void XSurface::fill(const Area& area, Color color) {
     xcb_change_gc(connection(), context_, XCB_GC_FOREGROUND, &color);
     const xcb_rectangle_t rectangle{coordinate(area.x), coordinate(area.y), length(area.width),
                                     length(area.height)};
     xcb_poly_fill_rectangle(connection(), window_, context_, 1, &rectangle);
 }
 
-void Surface::moveTo(int x, int y) {
+void XSurface::moveTo(int x, int y) {
     const std::uint32_t values[] = {static_cast<std::uint32_t>(x), static_cast<std::uint32_t>(y)};
     xcb_configure_window(connection(), window_, XCB_CONFIG_WINDOW_X | XCB_CONFIG_WINDOW_Y, values);
 }
 
-void Surface::sync() {
+void XSurface::sync() {
     if (!connection_->sync()) throw std::runtime_error("The display went away");
     while (const XcbReply<xcb_generic_event_t> event{xcb_poll_for_event(connection())}) {
         // Discarded, so that the queue does not grow.
     }
+}
+
+}  // namespace
+
+std::unique_ptr<Surface> openXCanvas(const std::string& title) {
+    auto connection = std::make_shared<XcbConnection>("");
+    const auto* screen = connection->screen();
+    const Area area{0, 0, screen->width_in_pixels, screen->height_in_pixels};
+    return std::make_unique<XSurface>(std::move(connection), area, title);
 }
 
 }  // namespace lumicrate::stage
