@@ -2,7 +2,8 @@
 #include "Linux/X11/Screens/Displays.h"
 
 #include "Linux/X11/Screens/DesktopScale.h"
-#include "Linux/X11/Screens/DisplayNames.h"
+#include "Linux/X11/Screens/Edid.h"
+#include "Support/DisplayNames.h"
 #include "Support/Text.h"
 
 #include <xcb/randr.h>
@@ -32,8 +33,8 @@ Monitor wholeRoot(const Connection& connection) {
     return {1, localized("Screen"), rootExtent(connection), true, 0};
 }
 
-/// The bytes of each monitor's EDID.
-std::vector<NamedDisplay> readEdids(const Connection& connection, const std::vector<Monitor>& monitors) {
+/// What is known of each monitor's name.
+std::vector<NamedDisplay> readNames(const Connection& connection, const std::vector<Monitor>& monitors) {
     constexpr std::uint32_t maxWords = 1024;
     const bool any = std::ranges::any_of(monitors, [](const Monitor& each) { return each.output != 0; });
     const xcb_atom_t property = any ? connection.internAtom("EDID") : xcb_atom_t{XCB_NONE};
@@ -50,7 +51,8 @@ std::vector<NamedDisplay> readEdids(const Connection& connection, const std::vec
         const auto reply = connection.tryAwait(xcb_randr_get_output_property_reply, cookies[i]);
         if (!reply || reply->format != 8) continue;
         const std::uint8_t* const bytes = xcb_randr_get_output_property_data(reply.get());
-        display.edid.assign(bytes, bytes + xcb_randr_get_output_property_data_length(reply.get()));
+        const auto length = xcb_randr_get_output_property_data_length(reply.get());
+        display.model = nameFromEdid({bytes, static_cast<std::size_t>(length)});
     }
     return displays;
 }
@@ -119,7 +121,7 @@ Displays::Displays(const std::string& displayName, double scale) : connection_(d
 
 std::vector<SCDisplay> Displays::displays() const {
     const std::vector<Monitor> monitors = readMonitors(connection_);
-    const std::vector<std::string> names = displayNames(readEdids(connection_, monitors));
+    const std::vector<std::string> names = displayNames(readNames(connection_, monitors));
     std::vector<SCDisplay> displays;
     for (std::size_t i = 0; i < monitors.size(); ++i) {
         const Monitor& monitor = monitors[i];

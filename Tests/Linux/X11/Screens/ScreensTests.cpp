@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "Linux/X11/Capture/ScreenSource.h"
 #include "Linux/X11/Screens/DesktopScale.h"
-#include "Linux/X11/Screens/DisplayNames.h"
 #include "Linux/X11/Screens/Displays.h"
+#include "Linux/X11/Screens/Edid.h"
+#include "Support/DisplayNames.h"
 #include "Tests/Linux/X11/TestWindow.h"
 #include "Tests/Stage/Xvfb.h"
 
@@ -111,7 +112,7 @@ TEST(DisplayNamesTests, TheModelIsReadFromAnyBytes) {
 
 TEST(DisplayNamesTests, AreDifferent) {
     const std::vector<NamedDisplay> displays{
-        {"eDP-1", edid("LP140WF6")}, {"DP-1", edid("Same")}, {"DP-2", edid("Same")}, {"HDMI-1", {}}};
+        {"eDP-1", "LP140WF6"}, {"DP-1", "Same"}, {"DP-2", "Same"}, {"HDMI-1", {}}};
     EXPECT_THAT(displayNames(displays),
                 testing::ElementsAre("Built-in Display", "Same (DP-1)", "Same (DP-2)", "HDMI-1"));
 }

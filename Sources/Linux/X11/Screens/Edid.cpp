@@ -1,12 +1,11 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "Linux/X11/Screens/DisplayNames.h"
+#include "Linux/X11/Screens/Edid.h"
 
 #include "Support/Text.h"
 
 #include <algorithm>
 #include <array>
 #include <cstddef>
-#include <string_view>
 
 namespace lumicrate::x11 {
 
@@ -47,15 +46,6 @@ std::string descriptorText(std::span<const std::uint8_t> descriptor) {
     return text;
 }
 
-bool isBuiltIn(std::string_view connector) {
-    return connector.starts_with("eDP") || connector.starts_with("LVDS") || connector.starts_with("DSI");
-}
-
-std::string nameOf(const NamedDisplay& display) {
-    if (isBuiltIn(display.connector)) return localized("Built-in Display");
-    return nameFromEdid(display.edid).value_or(display.connector);
-}
-
 }  // namespace
 
 std::optional<std::string> nameFromEdid(std::span<const std::uint8_t> edid) {
@@ -69,19 +59,6 @@ std::optional<std::string> nameFromEdid(std::span<const std::uint8_t> edid) {
     }
     const std::string maker = makerLetters(edid);
     return maker.empty() ? std::nullopt : std::optional(maker + " " + localized("Display"));
-}
-
-std::vector<std::string> displayNames(const std::vector<NamedDisplay>& displays) {
-    std::vector<std::string> plain;
-    for (const NamedDisplay& each : displays)
-        plain.push_back(nameOf(each));
-    std::vector<std::string> names;
-    for (std::size_t i = 0; i < displays.size(); ++i) {
-        const bool isUnique = std::ranges::count(plain, plain[i]) == 1;
-        const std::string& connector = displays[i].connector;
-        names.push_back(isUnique || plain[i] == connector ? plain[i] : plain[i] + " (" + connector + ")");
-    }
-    return names;
 }
 
 }  // namespace lumicrate::x11
