@@ -3,8 +3,6 @@
 
 #include "Tests/Stage/Xcb.h"
 
-#include <unistd.h>
-
 #include <csignal>
 #include <fstream>
 #include <sstream>
@@ -44,14 +42,21 @@ std::filesystem::path writeConfiguration(const Session& session, const Sway::Opt
     return test::writeText(session.runtimeFolder() / "sway.conf", lines.str());
 }
 
-Environment serverEnvironment(const Sway::Options& options) {
-    Environment environment{
-        {"WLR_BACKENDS", "headless"},     {"WLR_RENDERER", "pixman"},
-        {"WLR_LIBINPUT_NO_DEVICES", "1"}, {"WLR_HEADLESS_OUTPUTS", std::to_string(options.outputs.size())},
-        {"DISPLAY", std::nullopt},        {"XAUTHORITY", std::nullopt},
-        {"XDG_CURRENT_DESKTOP", "sway"},  {"XDG_SESSION_TYPE", "wayland"}};
-    if (geteuid() == 0) environment["LD_PRELOAD"] = LUMICRATE_ALLOW_ROOT;
-    return environment;
+std::filesystem::path unplugOrder(const Session& session) {
+    return session.runtimeFolder() / "unplug-output";
+}
+
+Environment serverEnvironment(const Session& session, const Sway::Options& options) {
+    return {{"LD_PRELOAD", LUMICRATE_HEADLESS_SWAY},
+            {"LUMICRATE_UNPLUG_ORDER", unplugOrder(session).string()},
+            {"WLR_BACKENDS", "headless"},
+            {"WLR_RENDERER", "pixman"},
+            {"WLR_LIBINPUT_NO_DEVICES", "1"},
+            {"WLR_HEADLESS_OUTPUTS", std::to_string(options.outputs.size())},
+            {"DISPLAY", std::nullopt},
+            {"XAUTHORITY", std::nullopt},
+            {"XDG_CURRENT_DESKTOP", "sway"},
+            {"XDG_SESSION_TYPE", "wayland"}};
 }
 
 }  // namespace
@@ -65,7 +70,7 @@ Sway::Sway(std::shared_ptr<const Session> session, const Options& options)
       outputCount_(options.outputs.size()),
       // Screen casts would miss what a full-screen client hands directly to an output without a screen.
       server_({"sway", "-Dnoscanout", "--config", writeConfiguration(*session_, options).string()},
-              serverEnvironment(options)) {
+              serverEnvironment(*session_, options)) {
     std::istringstream(server_.readLine()) >> displayName_ >> socket_ >> xDisplayName_;
     // Its socket accepts clients before the server runs.
     if (options.xwayland) XcbConnection(xDisplayName_).sync();
@@ -100,6 +105,11 @@ std::string Sway::addOutput(const Output& output) {
     configure(name, output);
     command({"create_output"});
     return name;
+}
+
+void Sway::removeLastOutput() const {
+    test::writeText(unplugOrder(*session_), "");
+    command({"create_output"});
 }
 
 void Sway::kill() {

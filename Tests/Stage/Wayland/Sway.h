@@ -46,10 +46,8 @@ class Sway {
     void configure(const std::string& outputName, const Output& output) const;
     /// Returns the new output's name. Names are not used again.
     std::string addOutput(const Output& output);
-    /// Unplugs an output, as its clients see it, or plugs it in again.
-    void plug(const std::string& outputName, bool isPlugged) const {
-        command({"output", outputName, isPlugged ? "enable" : "disable"});
-    }
+    /// Unplugs the output that was added last.
+    void removeLastOutput() const;
 
     /// Ends the compositor at once, as a crash would.
     void kill();

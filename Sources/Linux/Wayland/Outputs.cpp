@@ -1,0 +1,276 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "Linux/Wayland/Outputs.h"
+
+#include "Support/DisplayNames.h"
+#include "Support/Error.h"
+#include "Support/Text.h"
+
+#include <poll.h>
+#include <wayland-client.h>
+#include <xdg-output-unstable-v1-client.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cmath>
+#include <list>
+#include <optional>
+#include <string_view>
+#include <utility>
+
+namespace lumicrate::wayland {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr std::uint32_t outputVersion = 4;         // with names and descriptions
+constexpr std::uint32_t logicalOutputVersion = 3;  // completed by wl_output.done
+
+[[noreturn]] void failConnection() {
+    throw PlatformError(localized("No display server can be reached."));
+}
+
+/// Compositors fill the model of a monitor without a readable EDID with something.
+bool isModel(std::string_view text) {
+    return !text.empty() && !text.starts_with("Unknown") && !text.starts_with("unknown") &&
+           !text.starts_with("0x");
+}
+
+/// An output while its compositor describes it.
+class BoundOutput {
+ public:
+    BoundOutput(wl_registry* registry, std::uint32_t global, std::uint32_t version)
+        : global_(global),
+          version_(std::min(version, outputVersion)),
+          object_(
+              static_cast<wl_output*>(wl_registry_bind(registry, global, &wl_output_interface, version_))) {
+        static constexpr wl_output_listener listener{
+            .geometry =
+                [](void* self, wl_output*, std::int32_t x, std::int32_t y, std::int32_t, std::int32_t,
+                   std::int32_t, const char*, const char* model, std::int32_t transform) {
+                    static_cast<BoundOutput*>(self)->setGeometry(x, y, model, transform);
+                },
+            .mode =
+                [](void* self, wl_output*, std::uint32_t flags, std::int32_t width, std::int32_t height,
+                   std::int32_t) {
+                    if ((flags & WL_OUTPUT_MODE_CURRENT) != 0)
+                        static_cast<BoundOutput*>(self)->mode_ = {width, height};
+                },
+            .done = [](void*, wl_output*) {},
+            .scale = [](void* self, wl_output*,
+                        std::int32_t scale) { static_cast<BoundOutput*>(self)->wholeScale_ = scale; },
+            .name = [](void* self, wl_output*,
+                       const char* name) { static_cast<BoundOutput*>(self)->facts_.name = name; },
+            .description =
+                [](void* self, wl_output*, const char* description) {
+                    static_cast<BoundOutput*>(self)->facts_.description = description;
+                }};
+        wl_output_add_listener(object_, &listener, this);
+    }
+    BoundOutput(const BoundOutput&) = delete;
+    BoundOutput& operator=(const BoundOutput&) = delete;
+    ~BoundOutput() {
+        if (logical_ != nullptr) zxdg_output_v1_destroy(logical_);
+        if (version_ >= WL_OUTPUT_RELEASE_SINCE_VERSION) {
+            wl_output_release(object_);
+        } else {
+            wl_output_destroy(object_);
+        }
+    }
+
+    std::uint32_t global() const { return global_; }
+
+    /// Asks for its place in the desktop, once.
+    void requestLogicalOutput(zxdg_output_manager_v1* manager) {
+        if (logical_ != nullptr) return;
+        logical_ = zxdg_output_manager_v1_get_xdg_output(manager, object_);
+        static constexpr zxdg_output_v1_listener listener{
+            .logical_position =
+                [](void* self, zxdg_output_v1*, std::int32_t x, std::int32_t y) {
+                    auto& frame = static_cast<BoundOutput*>(self)->logicalFrame_;
+                    frame.x = x;
+                    frame.y = y;
+                },
+            .logical_size =
+                [](void* self, zxdg_output_v1*, std::int32_t width, std::int32_t height) {
+                    auto& frame = static_cast<BoundOutput*>(self)->logicalFrame_;
+                    frame.width = width;
+                    frame.height = height;
+                },
+            .done = [](void*, zxdg_output_v1*) {},
+            .name = [](void* self, zxdg_output_v1*,
+                       const char* name) { static_cast<BoundOutput*>(self)->facts_.name = name; },
+            .description =
+                [](void* self, zxdg_output_v1*, const char* description) {
+                    static_cast<BoundOutput*>(self)->facts_.description = description;
+                }};
+        zxdg_output_v1_add_listener(logical_, &listener, this);
+    }
+
+    /// None without a mode: then it shows nothing.
+    std::optional<Output> facts() const {
+        if (mode_.width <= 0 || mode_.height <= 0) return std::nullopt;
+        Output output = facts_;
+        output.pixels = facts_.transform % 2 != 0 ? PixelSize{mode_.height, mode_.width} : mode_;
+        output.frame = logicalFrame_;
+        if (output.frame.isEmpty())
+            output.frame = {position_.x, position_.y, static_cast<double>(output.pixels.width) / wholeScale_,
+                            static_cast<double>(output.pixels.height) / wholeScale_};
+        if (output.name.empty()) output.name = "output-" + std::to_string(global_);
+        return output;
+    }
+
+ private:
+    void setGeometry(int x, int y, const char* model, int transform) {
+        position_ = {static_cast<double>(x), static_cast<double>(y)};
+        facts_.transform = transform;
+        facts_.model = isModel(model) ? model : "";
+    }
+
+    std::uint32_t global_;
+    std::uint32_t version_;
+    wl_output* object_;
+    zxdg_output_v1* logical_ = nullptr;
+    Output facts_;
+    Point position_;
+    PixelSize mode_;
+    int wholeScale_ = 1;
+    Rect logicalFrame_;
+};
+
+}  // namespace
+
+std::uint32_t displayIDOf(const std::string& outputName) {
+    // FNV-1a
+    std::uint32_t hash = 2166136261;
+    for (const char each : outputName)
+        hash = (hash ^ static_cast<unsigned char>(each)) * 16777619;
+    return hash != 0 ? hash : 1;
+}
+
+class Outputs::Client {
+ public:
+    Client(const std::string& displayName, std::chrono::milliseconds timeout)
+        : display_(wl_display_connect(displayName.empty() ? nullptr : displayName.c_str())),
+          timeout_(timeout) {
+        if (!display_) failConnection();
+        registry_ = wl_display_get_registry(display_.get());
+        static constexpr wl_registry_listener listener{
+            [](void* self, wl_registry*, std::uint32_t name, const char* interface, std::uint32_t version) {
+                static_cast<Client*>(self)->addGlobal(name, interface, version);
+            },
+            [](void* self, wl_registry*, std::uint32_t name) {
+                std::erase_if(static_cast<Client*>(self)->outputs_,
+                              [&](const BoundOutput& each) { return each.global() == name; });
+            }};
+        wl_registry_add_listener(registry_, &listener, this);
+        sync();
+    }
+
+    std::vector<Output> outputs() {
+        // After the first all outputs are known and bound, after the second they are described.
+        sync();
+        if (manager_ != nullptr) {
+            for (BoundOutput& each : outputs_)
+                each.requestLogicalOutput(manager_);
+        }
+        sync();
+        std::vector<Output> list;
+        for (const BoundOutput& each : outputs_) {
+            if (auto facts = each.facts()) list.push_back(*std::move(facts));
+        }
+        return list;
+    }
+
+ private:
+    struct Disconnect {
+        void operator()(wl_display* display) const { wl_display_disconnect(display); }
+    };
+
+    void addGlobal(std::uint32_t name, std::string_view interface, std::uint32_t version) {
+        if (interface == wl_output_interface.name) {
+            outputs_.emplace_back(registry_, name, version);
+        } else if (interface == zxdg_output_manager_v1_interface.name) {
+            manager_ = static_cast<zxdg_output_manager_v1*>(wl_registry_bind(
+                registry_, name, &zxdg_output_manager_v1_interface, std::min(version, logicalOutputVersion)));
+        }
+    }
+
+    /// Returns when the compositor has answered all requests. wl_display_roundtrip() would wait forever for
+    /// a compositor that hangs.
+    void sync() {
+        const auto deadline = Clock::now() + timeout_;
+        bool isDone = false;
+        static constexpr wl_callback_listener listener{
+            [](void* done, wl_callback*, std::uint32_t) { *static_cast<bool*>(done) = true; }};
+        const std::unique_ptr<wl_callback, void (*)(wl_callback*)> callback(wl_display_sync(display_.get()),
+                                                                            wl_callback_destroy);
+        wl_callback_add_listener(callback.get(), &listener, &isDone);
+        while (!isDone)
+            readEvents(deadline);
+    }
+
+    void readEvents(Clock::time_point deadline) {
+        if (wl_display_prepare_read(display_.get()) != 0) {
+            if (wl_display_dispatch_pending(display_.get()) < 0) failConnection();
+            return;
+        }
+        wl_display_flush(display_.get());
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
+        pollfd watched{wl_display_get_fd(display_.get()), POLLIN, 0};
+        const int ready = poll(&watched, 1, static_cast<int>(std::max(left, decltype(left){0})));
+        if (ready <= 0) {
+            const bool isInterrupted = ready < 0 && errno == EINTR;
+            wl_display_cancel_read(display_.get());
+            if (!isInterrupted) throw PlatformError(localized("The display server does not answer."));
+            return;
+        }
+        if (wl_display_read_events(display_.get()) < 0 || wl_display_dispatch_pending(display_.get()) < 0)
+            failConnection();
+    }
+
+    std::unique_ptr<wl_display, Disconnect> display_;
+    std::chrono::milliseconds timeout_;
+    wl_registry* registry_ = nullptr;
+    zxdg_output_manager_v1* manager_ = nullptr;
+    std::list<BoundOutput> outputs_;  // before the connection ends
+};
+
+Outputs::Outputs(const std::string& displayName, std::chrono::milliseconds timeout)
+    : client_(std::make_unique<Client>(displayName, timeout)) {}
+
+Outputs::~Outputs() = default;
+
+std::vector<Output> Outputs::outputs() {
+    return client_->outputs();
+}
+
+std::vector<SCDisplay> Outputs::displays() {
+    const std::vector<Output> outputs = client_->outputs();
+    std::vector<NamedDisplay> named;
+    for (const Output& each : outputs)
+        named.push_back({each.name, each.model.empty() ? std::nullopt : std::optional(each.model)});
+    const std::vector<std::string> names = displayNames(named);
+    std::vector<SCDisplay> displays;
+    for (std::size_t i = 0; i < outputs.size(); ++i) {
+        const Output& output = outputs[i];
+        displays.push_back({displayIDOf(output.name), output.frame, output.scale(), names[i], output.name});
+    }
+    return displays;
+}
+
+std::uint32_t Outputs::mainDisplayID() {
+    const std::vector<Output> outputs = client_->outputs();
+    const auto distance = [](const Output& each) { return std::hypot(each.frame.x, each.frame.y); };
+    const auto nearest = std::ranges::min_element(outputs, {}, distance);
+    return nearest == outputs.end() ? 0 : displayIDOf(nearest->name);
+}
+
+Rect Outputs::bounds(std::uint32_t displayID) {
+    for (const Output& each : client_->outputs()) {
+        if (displayIDOf(each.name) == displayID) return each.frame;
+    }
+    return {};
+}
+
+}  // namespace lumicrate::wayland
