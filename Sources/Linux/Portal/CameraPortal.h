@@ -9,9 +9,6 @@
 
 namespace lumicrate::portal {
 
-/// Inside Flatpak or Snap, where programs reach cameras only by the portal.
-bool isSandboxed();
-
 /// Main thread, except for openRemote().
 class CameraPortal {
  public:

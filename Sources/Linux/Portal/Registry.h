@@ -5,7 +5,10 @@
 #include "Support/Executor.h"
 #include "Support/Task.h"
 
+#include <memory>
 #include <string>
+
+class QDBusServiceWatcher;
 
 namespace lumicrate::portal {
 
@@ -19,17 +22,18 @@ class Registry {
     /// `applicationId` is the base name of an installed desktop entry: "org.lumicrate.Lumicrate". The
     /// executor outlives the registry.
     Registry(Executor& executor, std::string applicationId);
+    ~Registry();
 
     /// Registers in the first call, and again when the portal has been restarted. Does nothing in a sandbox,
-    /// where the portal knows the program by itself. Results in whether the portal knows the program; older
-    /// portals without a registry count as knowing. Never throws; waits for a few seconds at most. The
-    /// registry must outlive the task.
-    Task<bool> enroll();
+    /// where the portal knows the program by itself. Never throws: a portal that has no registry or refuses
+    /// may still do what is asked next. Waits for a few seconds at most. The registry must outlive the task.
+    Task<> enroll();
 
  private:
     Executor& executor_;
     std::string applicationId_;
-    std::string registeredWith_;  ///< unique bus name of the portal
+    bool enrolled_ = false;
+    std::unique_ptr<QDBusServiceWatcher> portalEnd_;
 };
 
 }  // namespace lumicrate::portal

@@ -31,9 +31,9 @@ struct ScreenCastRequest {
     bool showsCursor = true;
     /// Of an earlier cast. The portal then does not ask, if it can restore the choice; it may restore
     /// something else than the caller wanted. Empty: the user chooses.
-    std::string restoreToken;
+    std::string restoreToken = {};
     /// The window that the portal's dialog belongs to: "x11:" and its number in hexadecimal digits, or empty.
-    std::string parentWindow;
+    std::string parentWindow = {};
 };
 
 /// Main thread. Must outlive its tasks. The executor and the registry outlive the portal.

@@ -1,0 +1,398 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The portals of this folder with a double of the desktop portal on a private bus, and a real PipeWire
+// server.
+#include "Linux/PipeWire/Devices.h"
+#include "Linux/Portal/Appearance.h"
+#include "Linux/Portal/CameraPortal.h"
+#include "Linux/Portal/GlobalShortcutsPortal.h"
+#include "Linux/Portal/InhibitPortal.h"
+#include "Linux/Portal/PortalError.h"
+#include "Linux/Portal/ScreenCastPortal.h"
+#include "Tests/Linux/Desktop/EventLoop.h"
+#include "Tests/Linux/PipeWire/VirtualCamera.h"
+#include "Tests/Linux/Portal/PortalDouble.h"
+#include "Tests/Stage/SoundServer.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <future>
+#include <stdexcept>
+
+namespace lumicrate::portal {
+namespace {
+
+using test::await;
+using testing::HasSubstr;
+using testing::Not;
+using testing::SizeIs;
+
+class QtExecutor final : public Executor {
+ public:
+    std::chrono::nanoseconds now() const override {
+        return std::chrono::steady_clock::now().time_since_epoch();
+    }
+    void post(Work work) override {
+        QMetaObject::invokeMethod(&receiver_, std::move(work), Qt::QueuedConnection);
+    }
+    TimerId after(std::chrono::nanoseconds, Work) override { throw std::logic_error("no timers"); }
+    void cancel(TimerId) override {}
+
+ private:
+    QObject receiver_;
+};
+
+template <class T>
+struct Ending {
+    std::optional<T> value;
+    std::string error;
+    bool isReached = false;
+};
+
+template <class T>
+Task<> follow(Task<T> task, Ending<T>& ending) {
+    try {
+        ending.value = co_await task;
+    } catch (const PortalError& error) {
+        ending.error = error.reason() == PortalError::Reason::failed ? "failed" : "unavailable";
+        ending.error += std::string(": ") + error.what();
+    }
+    ending.isReached = true;
+}
+
+class PortalTests : public testing::Test {
+ protected:
+    static void SetUpTestSuite() {
+        static int count = 0;
+        application_ = std::make_unique<QCoreApplication>(count, nullptr);
+        server_ = std::make_unique<stage::SoundServer>();
+        double_ = std::make_unique<stage::PortalDouble>();
+    }
+    static void TearDownTestSuite() {
+        double_.reset();
+        server_.reset();
+        application_.reset();
+    }
+    PortalTests() {
+        reset();
+        pulse_.start(20);
+    }
+
+    using Settings = std::vector<std::pair<std::string, std::string>>;
+    void reset(const Settings& settings = {}) {
+        double_->tell("Reset");
+        for (const auto& [key, value] : settings)
+            double_->set(key, value);
+        calls();
+    }
+    static std::string calls() { return double_->tell("Calls"); }
+    /// Calls that arrive when they do.
+    static bool awaitCall(const std::string& name) {
+        std::string all;
+        return await([&] {
+            all += calls() + "\n";
+            return ("\n" + all).find("\n" + name) != std::string::npos;
+        });
+    }
+
+    template <class T>
+    Ending<T> finish(Task<T> task) {
+        Ending<T> ending;
+        const RunningTask running(executor_, follow(std::move(task), ending));
+        EXPECT_TRUE(await([&] { return ending.isReached; }));
+        return ending;
+    }
+
+    static inline std::unique_ptr<QCoreApplication> application_;
+    static inline std::unique_ptr<stage::SoundServer> server_;
+    static inline std::unique_ptr<stage::PortalDouble> double_;
+    QTimer pulse_;
+    QtExecutor executor_;
+    Registry registry_{executor_, "org.lumicrate.Lumicrate"};
+    ScreenCastPortal screens_{executor_, registry_};
+    GlobalShortcutsPortal keys_{executor_, registry_};
+};
+
+std::string described(const Ending<std::optional<ScreenCast>>& ending) {
+    if (!ending.value) return ending.error;
+    if (!*ending.value) return "nothing";
+    const ScreenCast& cast = **ending.value;
+    const ScreenCastStream& stream = cast.streams().at(0);
+    std::string text = "node " + std::to_string(stream.nodeId) + " cursor " +
+                       std::to_string(int(cast.cursorMode())) + " '" + cast.restoreToken() + "'";
+    if (stream.serial) text += " serial " + std::to_string(*stream.serial);
+    if (stream.source == SourceKind::window) text += " window";
+    if (stream.size && stream.position)
+        text +=
+            " " + std::to_string(int(stream.size->width)) + "x" + std::to_string(int(stream.size->height));
+    return text;
+}
+
+TEST_F(PortalTests, WhatIsChosenAndWhatTheUserIsTold) {
+    constexpr auto granted = "node 42 cursor 4 'token-2' 1280x720";
+    const std::string ask =
+        "CreateSession\nSelectSources cursor_mode=4 multiple=false persist_mode=2 types=1\n";
+    const std::string restore = "CreateSession\nSelectSources cursor_mode=4 multiple=false persist_mode=2 ";
+    const struct {
+        const char* name;
+        Settings settings;
+        ScreenCastRequest request;
+        std::string result;
+        std::string calls;  ///< how these begin, after those for the abilities
+    } cases[] = {
+        {"the first time", {}, {.parentWindow = "x11:1f"}, granted, ask + "Start 'x11:1f'"},
+        {"restored",
+         {},
+         {.restoreToken = "token-1"},
+         granted,
+         restore + "restore_token=token-1 types=1\nStart"},
+        {"a token that is not valid any more",
+         {},
+         {.restoreToken = "old"},
+         granted,
+         restore + "restore_token=old types=1\nStart ''\nClose\n" + ask + "Start"},
+        {"neither with the token nor without",
+         {{"Start", "failed"}},
+         {.restoreToken = "token-1"},
+         "failed: The desktop could not start recording the screen.",
+         {}},
+        {"cancelled while restoring",
+         {{"Start", "cancelled"}},
+         {.restoreToken = "token-1"},
+         "nothing",
+         restore + "restore_token=token-1 types=1\nStart ''\nClose"},
+        {"no token", {{"token", ""}}, {}, "node 42 cursor 4 '' 1280x720", {}},
+        {"everything told",
+         {{"serial", "7"}, {"source", "2"}, {"node", "9"}},
+         {},
+         "node 9 cursor 4 'token-2' serial 7 window 1280x720",
+         {}},
+        {"little told", {{"size", ""}, {"source", "0"}}, {}, "node 42 cursor 4 'token-2'", {}},
+        {"no metadata", {{"cursors", "3"}}, {}, "node 42 cursor 2 'token-2' 1280x720", {}},
+        {"no cursor modes", {{"cursors", "0"}}, {}, "node 42 cursor 1 'token-2' 1280x720", {}},
+        {"hidden cursor", {}, {.showsCursor = false}, "node 42 cursor 1 'token-2' 1280x720", {}},
+        {"it cannot be hidden", {{"cursors", "6"}}, {.showsCursor = false}, granted, {}},
+        {"an old portal",
+         {{"version", "3"}},
+         {.restoreToken = "x"},
+         granted,
+         "CreateSession\nSelectSources cursor_mode=4 multiple=false types=1\n"},
+        {"no windows",
+         {{"sources", "1"}},
+         {.kind = SourceKind::window},
+         "unavailable: This desktop does not let programs record a single window.",
+         ""},
+        {"no screen casts",
+         {{"GetAll", "error"}},
+         {},
+         "unavailable: This desktop does not let programs record the screen.",
+         ""},
+        {"refused",
+         {{"SelectSources", "error"}},
+         {},
+         "failed: The desktop could not start recording the screen.",
+         ask + "Close"},
+        {"ended during the question",
+         {{"Start", "vanish"}},
+         {.restoreToken = "token-1"},
+         "unavailable: The desktop portal has ended.",
+         restore + "restore_token=token-1 types=1\nStart ''"},
+    };
+    for (const auto& each : cases) {
+        SCOPED_TRACE(each.name);
+        reset(each.settings);
+        Registry registry(executor_, "org.lumicrate.Lumicrate");
+        ScreenCastPortal portal(executor_, registry);
+        EXPECT_EQ(described(finish(portal.choose(each.request))), each.result);
+        const std::string expected =
+            "Register 'org.lumicrate.Lumicrate'\n"
+            "GetAll 'org.freedesktop.portal.ScreenCast'\n" +
+            each.calls;
+        EXPECT_EQ((calls() + "\n").substr(0, expected.size()), expected);
+    }
+    ScreenCastPortal hurried(executor_, registry_, std::chrono::milliseconds(200));
+    for (const char* silent : {"CreateSession", "SelectSources"}) {
+        reset({{silent, "silent"}});
+        EXPECT_EQ(described(finish(hurried.choose({.restoreToken = "token-1"}))),
+                  "unavailable: The desktop portal does not answer.");
+    }
+}
+
+TEST_F(PortalTests, ACastIsClosedFromBothSides) {
+    for (const char* end : {"CloseSessions", "Vanish"}) {
+        reset();
+        auto cast = *finish(screens_.choose({})).value;
+        ASSERT_TRUE(cast);
+        EXPECT_TRUE(cast->isOpen());
+        double_->tell(end);
+        bool isClosed = false;
+        // The handler may destroy the cast, and learns it also when it comes late.
+        EXPECT_TRUE(await([&] { return !cast->isOpen(); }));
+        cast->setOnClosed([&] {
+            cast.reset();
+            isClosed = true;
+        });
+        EXPECT_TRUE(await([&] { return isClosed; }));
+        EXPECT_THAT(calls(), Not(HasSubstr("Close")));
+    }
+    reset();
+    auto cast = *finish(screens_.choose({})).value;
+    ASSERT_TRUE(cast);
+    EXPECT_THAT(calls(), Not(HasSubstr("Close")));
+    cast.reset();
+    EXPECT_TRUE(awaitCall("Close"));
+}
+
+TEST_F(PortalTests, ACancelledTaskWithdrawsItsQuestion) {
+    reset({{"Start", "silent"}});
+    Ending<std::optional<ScreenCast>> ending;
+    RunningTask running(executor_, follow(screens_.choose({}), ending));
+    ASSERT_TRUE(awaitCall("Start"));
+    running.cancel();
+    EXPECT_TRUE(awaitCall("Close"));
+    EXPECT_FALSE(ending.isReached);
+
+    // A session that ends without an answer to the question.
+    RunningTask other(executor_, follow(screens_.choose({}), ending));
+    ASSERT_TRUE(awaitCall("Start"));
+    double_->tell("CloseSessions");
+    EXPECT_TRUE(await([&] { return ending.isReached; }));
+    EXPECT_THAT(ending.error, HasSubstr("could not start"));
+}
+
+TEST_F(PortalTests, EachRemoteIsAConnectionOfItsOwn) {
+    const auto cast = *finish(screens_.choose({})).value;
+    ASSERT_TRUE(cast);
+    const auto connect = [&] { return pipewire::Session([&] { return cast->openRemote(); }).isAlive(); };
+    EXPECT_TRUE(connect());
+    EXPECT_TRUE(std::async(std::launch::async, connect).get());
+    double_->set("OpenPipeWireRemote", "error");
+    EXPECT_THROW(cast->openRemote(), PortalError);
+}
+
+std::string described(const std::vector<BoundShortcut>& bound) {
+    std::string text;
+    for (const BoundShortcut& each : bound)
+        text += each.id + " = " + each.trigger + ". ";
+    return text;
+}
+
+TEST_F(PortalTests, ShortcutsAreBoundTogether) {
+    const std::vector<GlobalShortcut> wanted{{"toggle", "Start or stop", "CTRL+r"}, {"pause", "Pause", {}}};
+    const std::string both = "toggle = Press CTRL+r. pause = Press . ";
+    const std::string no = "failed: The desktop refused to set up global shortcuts.";
+    const struct {
+        const char* name;
+        Settings settings;
+        std::string result;
+    } cases[] = {
+        {"bound", {}, both},
+        {"the portal must know the program", {{"registry", "requires"}}, both},
+        {"an older portal", {{"registry", "missing"}}, both},
+        {"Plasma 5.27", {{"binds", "early"}}, both},
+        {"nothing bound", {{"binds", "none"}}, ""},
+        {"declined", {{"BindShortcuts", "cancelled"}}, "declined"},
+        {"refused", {{"BindShortcuts", "error"}}, no},
+        {"failed", {{"CreateSession", "failed"}}, no},
+        {"ended",
+         {{"BindShortcuts", "vanish"}},
+         "unavailable: This desktop offers no global shortcuts to programs."},
+    };
+    for (const auto& each : cases) {
+        SCOPED_TRACE(each.name);
+        reset(each.settings);
+        Registry registry(executor_, "org.lumicrate.Lumicrate");
+        GlobalShortcutsPortal portal(executor_, registry);
+        const auto ending = finish(portal.bind(wanted));
+        EXPECT_EQ(!ending.value    ? ending.error
+                  : !*ending.value ? "declined"
+                                   : described((*ending.value)->bound()),
+                  each.result);
+    }
+}
+
+TEST_F(PortalTests, ShortcutsAreDeliveredUntilThePortalEnds) {
+    reset({{"registry", "requires"}});
+    // A second list in the program must not hear of the first one's keys.
+    auto other = *finish(keys_.bind({{"toggle", "Other", {}}})).value;
+    auto bound = *finish(keys_.bind({{"toggle", "Start or stop", {}}})).value;
+    ASSERT_TRUE(bound && other);
+    std::vector<std::string> events;
+    other.reset();
+    ASSERT_TRUE(awaitCall("Close"));
+    bound->setOnActivated([&](const std::string& id) { events.push_back(id); });
+    bound->setOnChanged([&] { events.push_back(described(bound->bound())); });
+    bound->setOnClosed([&] { events.emplace_back("closed"); });
+    const std::vector<std::pair<std::string, std::vector<std::string>>> commands{
+        {"Activate", {"toggle"}}, {"Rebind", {"toggle", "F9"}}, {"Vanish", {}}};
+    for (const auto& [command, arguments] : commands) {
+        const std::size_t before = events.size();
+        double_->tell(command, arguments);
+        EXPECT_TRUE(await([&] { return events.size() > before; })) << command;
+    }
+    EXPECT_THAT(events, testing::ElementsAre("toggle", "toggle = F9. ", "closed"));
+
+    // The new portal does not know the program any more.
+    double_->tell("Return");
+    bound = *finish(keys_.bind({{"toggle", "Start or stop", {}}})).value;
+    EXPECT_TRUE(bound);
+}
+
+TEST_F(PortalTests, TheDesktopStaysAwakeWhileItIsInhibited) {
+    auto inhibition = std::make_unique<InhibitPortal>(executor_, registry_, "Recording");
+    ASSERT_TRUE(awaitCall("Inhibit '' 12 reason=Recording"));
+    EXPECT_EQ(calls(), "");
+    inhibition.reset();
+    EXPECT_TRUE(awaitCall("Close"));
+
+    double_->set("Inhibit", "error");
+    bool isRefused = false;
+    inhibition = std::make_unique<InhibitPortal>(executor_, registry_, "Recording", [&] {
+        inhibition.reset();
+        isRefused = true;
+    });
+    EXPECT_TRUE(await([&] { return isRefused; }));
+}
+
+TEST_F(PortalTests, AppearanceFollowsTheDesktop) {
+    reset({{"color-scheme", "1"}, {"contrast", ""}, {"accent-color", "0.25,0.5,1"}});
+    const AppearanceSettings none;
+    AppearanceSettings seen;
+    const Appearance appearance([&](const AppearanceSettings& settings) { seen = settings; });
+    EXPECT_EQ(appearance.settings(), none);
+    AppearanceSettings expected{.colorScheme = ColorScheme::dark, .accentColor = AccentColor{0.25, 0.5, 1}};
+    EXPECT_TRUE(await([&] { return seen == expected; }));
+    double_->set("color-scheme", "2");
+    double_->set("contrast", "1");
+    double_->set("reduced-motion", "1");
+    double_->set("accent-color", "-1,-1,-1");
+    expected = {ColorScheme::light, std::nullopt, true, true};
+    EXPECT_TRUE(await([&] { return seen == expected; }));
+    EXPECT_EQ(appearance.settings(), expected);
+}
+
+TEST_F(PortalTests, TheUsersAnswerDecidesWhetherCamerasAreListed) {
+    const stage::VirtualCamera camera({.name = "front", .description = "Front"});
+    CameraPortal cameras;
+    const pipewire::CameraAccess access{[&] { return cameras.isCameraPresent(); },
+                                        [&](auto completion) { cameras.requestAccess(completion); },
+                                        CameraPortal::openRemote};
+    const auto outcome = [&](const std::string& answer) {
+        reset({{"AccessCamera", answer}});
+        pipewire::Devices devices(access);
+        EXPECT_EQ(devices.cameras(), (std::vector<CaptureDevice>{{"", "Camera"}}));
+        std::optional<bool> granted;
+        devices.requestAccessForVideo([&](bool result) { granted = result; });
+        EXPECT_TRUE(await([&] { return granted.has_value(); }));
+        EXPECT_EQ(devices.authorizationStatusForVideo(),
+                  *granted ? AVAuthorizationStatus::authorized : AVAuthorizationStatus::denied);
+        return devices.cameras();
+    };
+    EXPECT_EQ(outcome("granted"), (std::vector<CaptureDevice>{{"front", "Front"}}));
+    EXPECT_THAT(outcome("cancelled"), SizeIs(0));
+    EXPECT_THAT(outcome("vanish"), SizeIs(0));
+    EXPECT_THROW(CameraPortal::openRemote(), PlatformError) << "without a portal";
+}
+
+}  // namespace
+}  // namespace lumicrate::portal
