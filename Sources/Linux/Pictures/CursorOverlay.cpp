@@ -52,4 +52,15 @@ CursorOverlay::Drawn::~Drawn() {
         std::copy_n(from, covered_.width, picture_.row(y) + covered_.x);
 }
 
+std::vector<PixelRect> placesOfChange(const CursorOverlay& before, const CursorOverlay& after,
+                                      const PixelRect& bounds) {
+    std::vector<PixelRect> places;
+    if (before == after) return places;
+    for (const CursorOverlay& each : {before, after}) {
+        const PixelRect covered = each.frame().intersection(bounds);
+        if (!covered.isEmpty()) places.push_back(covered);
+    }
+    return places;
+}
+
 }  // namespace lumicrate::pictures

@@ -51,4 +51,8 @@ class CursorOverlay {
     PixelRect frame_;
 };
 
+/// The parts of a picture with these bounds that change when one cursor replaces another.
+std::vector<PixelRect> placesOfChange(const CursorOverlay& before, const CursorOverlay& after,
+                                      const PixelRect& bounds);
+
 }  // namespace lumicrate::pictures

@@ -1,20 +1,13 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "Linux/X11/Capture/CaptureContent.h"
 
-#include <algorithm>
-#include <cmath>
+#include "Linux/Pictures/SourceRegion.h"
 
 namespace lumicrate::x11 {
 
 namespace {
 
-/// The largest coordinate of a root window.
-constexpr double maxCoordinate = 32767;
 constexpr std::size_t maxReads = 16;
-
-int wholePixels(double points, double scale, double minimum) {
-    return static_cast<int>(std::lround(std::clamp(points * scale, minimum, maxCoordinate)));
-}
 
 }  // namespace
 
@@ -37,14 +30,7 @@ std::vector<PixelRect> SourceGeometry::rectanglesOnRoot(const pictures::BlockReg
 SourceGeometry sourceGeometry(const PixelRect& display, const PixelRect& root,
                               const std::optional<Rect>& sourceRect, double scale) {
     SourceGeometry geometry;
-    geometry.region = display;
-    if (sourceRect && !sourceRect->isEmpty()) {
-        geometry.region =
-            PixelRect{wholePixels(sourceRect->x, scale, -maxCoordinate),
-                      wholePixels(sourceRect->y, scale, -maxCoordinate),
-                      wholePixels(sourceRect->width, scale, 1), wholePixels(sourceRect->height, scale, 1)}
-                .offsetBy(display.x, display.y);
-    }
+    geometry.region = pictures::sourceRegion(display, sourceRect, scale);
     geometry.readable = geometry.region.intersection(display).intersection(root);
     return geometry;
 }

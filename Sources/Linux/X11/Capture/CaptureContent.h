@@ -32,9 +32,7 @@ struct SourceGeometry {
     std::vector<PixelRect> rectanglesOnRoot(const pictures::BlockRegion& blocks) const;
 };
 
-/// `display` and `root` are pixels. `sourceRect` is in points relative to the display; the whole display when
-/// it is absent or empty. Position and size are rounded independently, so that the size in pixels does not
-/// depend on the position: at scale 2, x = 10.25 and width = 30.25 give 21 and 61 wherever the display is.
+/// `display` and `root` are pixels. `sourceRect` is in points relative to the display, as for sourceRegion().
 SourceGeometry sourceGeometry(const PixelRect& display, const PixelRect& root,
                               const std::optional<Rect>& sourceRect, double scale);
 

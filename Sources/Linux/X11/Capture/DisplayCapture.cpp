@@ -186,12 +186,7 @@ void DisplayCapture::awaitSource() {
 }
 
 void DisplayCapture::moveCursor(const pictures::CursorOverlay& cursor, Changes& changes) {
-    if (cursor == cursor_) return;
-    const PixelRect bounds = shadow_.picture().bounds();
-    for (const pictures::CursorOverlay& each : {cursor_, cursor}) {
-        const PixelRect covered = each.frame().intersection(bounds);
-        if (!covered.isEmpty()) changes.cursor.push_back(covered);
-    }
+    changes.cursor = pictures::placesOfChange(cursor_, cursor, shadow_.picture().bounds());
     cursor_ = cursor;
 }
 

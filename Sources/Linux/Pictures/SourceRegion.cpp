@@ -1,0 +1,28 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "Linux/Pictures/SourceRegion.h"
+
+#include <algorithm>
+#include <cmath>
+
+namespace lumicrate::pictures {
+
+namespace {
+
+/// The largest coordinate of an X server's root window, and more than any other screen has.
+constexpr double maxCoordinate = 32767;
+
+int nearestPixel(double points, double scale, double minimum) {
+    return static_cast<int>(std::lround(std::clamp(points * scale, minimum, maxCoordinate)));
+}
+
+}  // namespace
+
+PixelRect sourceRegion(const PixelRect& content, const std::optional<Rect>& sourceRect, double scale) {
+    if (!sourceRect || sourceRect->isEmpty()) return content;
+    return PixelRect{nearestPixel(sourceRect->x, scale, -maxCoordinate),
+                     nearestPixel(sourceRect->y, scale, -maxCoordinate),
+                     nearestPixel(sourceRect->width, scale, 1), nearestPixel(sourceRect->height, scale, 1)}
+        .offsetBy(content.x, content.y);
+}
+
+}  // namespace lumicrate::pictures
