@@ -56,11 +56,11 @@ struct CameraColors {
     bool operator==(const CameraColors&) const = default;
 };
 
-/// How the camera is mounted: its picture was flipped horizontally, then turned. Both must be undone.
-struct CameraTransform {
+/// How a picture was turned before it was sent: flipped horizontally, then turned. Both must be undone.
+struct PictureTransform {
     bool isFlipped = false;
     int quarterTurns = 0;  ///< counter-clockwise, 0 … 3
-    bool operator==(const CameraTransform&) const = default;
+    bool operator==(const PictureTransform&) const = default;
 };
 
 /// The planes lie within `bytes`; nothing else can be trusted: there may be fewer bytes than the format
@@ -75,7 +75,7 @@ struct CameraFrame {
 
     CameraFormat format;
     CameraColors colors;
-    CameraTransform transform;
+    PictureTransform transform;
     std::optional<PixelRect> crop;    ///< the part of the picture that is shown
     std::chrono::nanoseconds time{};  ///< of capture, on the host clock
     std::vector<Plane> planes;

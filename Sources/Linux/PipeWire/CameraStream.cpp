@@ -1,11 +1,11 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "Linux/PipeWire/CameraStream.h"
 
+#include "Linux/PipeWire/BufferMetadata.h"
 #include "Support/Error.h"
 #include "Support/Log.h"
 #include "Support/MediaTime.h"
 
-#include <spa/buffer/meta.h>
 #include <spa/param/buffers.h>
 #include <spa/param/format-utils.h>
 #include <spa/param/video/format-utils.h>
@@ -32,38 +32,12 @@ pw_properties* propertiesOf(const std::string& node) {
                              PW_KEY_TARGET_OBJECT, node.c_str(), nullptr);
 }
 
-const spa_pod* buildMetadata(spa_pod_builder& builder, spa_meta_type type, std::size_t size) {
-    return static_cast<const spa_pod*>(spa_pod_builder_add_object(
-        &builder, SPA_TYPE_OBJECT_ParamMeta, SPA_PARAM_Meta, SPA_PARAM_META_type, SPA_POD_Id(type),
-        SPA_PARAM_META_size, SPA_POD_Int(static_cast<int>(size))));
-}
-
 const spa_pod* buildBuffers(spa_pod_builder& builder) {
     constexpr int memoryTypes = 1 << SPA_DATA_MemPtr | 1 << SPA_DATA_MemFd | 1 << SPA_DATA_DmaBuf;
     return static_cast<const spa_pod*>(
         spa_pod_builder_add_object(&builder, SPA_TYPE_OBJECT_ParamBuffers, SPA_PARAM_Buffers,
                                    SPA_PARAM_BUFFERS_buffers, SPA_POD_CHOICE_RANGE_Int(4, 2, 16),
                                    SPA_PARAM_BUFFERS_dataType, SPA_POD_CHOICE_FLAGS_Int(memoryTypes)));
-}
-
-template <class Meta>
-const Meta* metadataOf(const spa_buffer& buffer, spa_meta_type type) {
-    return static_cast<const Meta*>(spa_buffer_find_meta_data(&buffer, type, sizeof(Meta)));
-}
-
-CameraTransform transformOf(const spa_buffer& buffer) {
-    const auto* meta = metadataOf<spa_meta_videotransform>(buffer, SPA_META_VideoTransform);
-    if (!meta || meta->transform > SPA_META_TRANSFORMATION_Flipped270) return {};
-    return {meta->transform >= SPA_META_TRANSFORMATION_Flipped, static_cast<int>(meta->transform % 4)};
-}
-
-std::optional<PixelRect> cropOf(const spa_buffer& buffer) {
-    const auto* meta = metadataOf<spa_meta_region>(buffer, SPA_META_VideoCrop);
-    if (!meta || !spa_meta_region_is_valid(meta)) return std::nullopt;
-    const auto& [position, size] = meta->region;
-    constexpr std::uint32_t maxSide = 1U << 16;
-    return PixelRect{position.x, position.y, static_cast<int>(std::min(size.width, maxSide)),
-                     static_cast<int>(std::min(size.height, maxSide))};
 }
 
 }  // namespace
@@ -162,8 +136,7 @@ void CameraStream::receive() {
 /// False, with the frame unchanged, for a buffer without a usable picture.
 bool CameraStream::readBuffer(const spa_buffer& buffer) {
     constexpr std::size_t maxPlanes = 4;
-    const auto* header = metadataOf<spa_meta_header>(buffer, SPA_META_Header);
-    if (header && (header->flags & SPA_META_HEADER_FLAG_CORRUPTED) != 0) return false;
+    if (isCorrupted(buffer)) return false;
     const std::span datas(buffer.datas, std::min<std::size_t>(buffer.n_datas, maxPlanes));
     const auto isUnusable = [](const spa_data& data) {
         constexpr int unusable = SPA_CHUNK_FLAG_CORRUPTED | SPA_CHUNK_FLAG_EMPTY;

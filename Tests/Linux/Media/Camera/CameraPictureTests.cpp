@@ -74,7 +74,7 @@ std::string quartersOf(const CVPixelBuffer& frame) {
 
 TEST(CameraConverterTests, TurnsAndFlipsAreUndoneAndMoviesMayBeMirrored) {
     struct Case {
-        CameraTransform transform;
+        PictureTransform transform;
         const char* sent;  ///< what the transform makes of ABCD
     };
     CameraDecoder decoder;

@@ -1,0 +1,76 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// ScreenCastPicture: the picture of a screen or window that its desktop casts through PipeWire, kept up to
+// date. screenCastSource(): its samples.
+#pragma once
+
+#include "Linux/Pictures/LivePicture.h"
+#include "Linux/Pictures/ShadowImage.h"
+#include "Linux/Pictures/WakeUp.h"
+#include "Linux/PipeWire/ScreenCastStream.h"
+#include "Linux/PipeWire/Session.h"
+#include "Platform/SampleSource.h"
+#include "Platform/ScreenCaptureKit.h"
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <vector>
+
+namespace lumicrate::pipewire {
+
+/// One stream of a cast, as a desktop portal describes it.
+struct ScreenCast {
+    Remote remote;           ///< opens the portal's connection; empty for the user's own server
+    std::uint32_t node = 0;  ///< the producer's identifier on that server
+    Size size;               ///< of the content in points; empty for one point per pixel
+};
+
+/// Copies each changed pixel once, from the producer's memory. When the cast pauses, the picture stays as it
+/// is. What lies outside of the content is black.
+class ScreenCastPicture final : public pictures::LivePicture {
+ public:
+    /// Waits some seconds until the format is known. Throws PlatformError when there is no such cast or the
+    /// server cannot be reached; an error of the remote passes through.
+    ScreenCastPicture(const ScreenCast& cast, const SCStreamConfiguration& configuration);
+
+    int fileDescriptor() const override { return wakeUp_.fileDescriptor(); }
+    /// The scale of `sourceRect` is that of the first picture, also if the content changes its size later.
+    void configure(const SCStreamConfiguration& configuration) override;
+    /// Changes nothing: the desktop decides what it casts.
+    void setFilter(const SCContentFilter& /*filter*/) override {}
+    bool processEvents() override;
+    std::optional<Time> nextUpdate() const override { return restartAt_; }
+    Changes update() override;
+    pictures::BgraPicture& picture() override { return shadow_.picture(); }
+    const pictures::CursorOverlay& cursor() const override { return cursor_; }
+
+ private:
+    void failIfGone() const;
+    void readFrame(const CastFrame& frame, Changes& changes);
+    bool locate(const UprightMap& map, Changes& changes);
+    void merge(const CastFrame& frame, const PixelRect& part, Changes& changes);
+    pictures::CursorOverlay currentCursor() const;
+
+    const Size sizeInPoints_;
+    std::optional<Rect> sourceRect_;
+    bool showsCursor_ = false;
+    bool regionStale_ = false;  ///< another part of the content is to be shown
+    std::optional<double> scale_;
+    std::optional<Time> restartAt_;
+    bool wasRestarted_ = false;  ///< during this pause
+    bool hasPicture_ = false;
+    UprightMap map_;
+    PixelRect region_;  ///< of the content; may reach outside of it
+    pictures::ShadowImage shadow_{0, 0};
+    std::vector<std::uint32_t> scratch_;
+    pictures::CursorOverlay cursor_;
+
+    pictures::WakeUp wakeUp_;
+    std::unique_ptr<Session> session_;
+    std::unique_ptr<ScreenCastStream> stream_;  ///< destroyed first: its callbacks still signal
+};
+
+/// A source of pictures for a capture stream.
+std::unique_ptr<SampleSource> screenCastSource(ScreenCast cast, SCStreamConfiguration configuration);
+
+}  // namespace lumicrate::pipewire
