@@ -1,7 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "App/Application.h"
 
-#include "Linux/Capture/CaptureKit.h"
+#include "Linux/Capture/X11Kit.h"
 #include "Linux/Desktop/SessionBus.h"
 #include "Support/Error.h"
 #include "Support/Log.h"
@@ -39,7 +39,7 @@ std::unique_ptr<QCoreApplication> makeConsoleApplication() {
 
 std::unique_ptr<QApplication> makeDesktopApplication() {
     // Checked here because Qt would abort without a message for the user.
-    if (!capture::CaptureKit().CGPreflightScreenCaptureAccess()) {
+    if (!capture::X11Kit().CGPreflightScreenCaptureAccess()) {
         throw LocalizedError(
             localized("No display server can be reached; “lumicrate --help” lists what works without one."));
     }

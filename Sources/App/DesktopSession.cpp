@@ -9,21 +9,25 @@
 
 #include <QApplication>
 #include <QTimer>
+#include <algorithm>
 #include <memory>
 
 namespace lumicrate::app {
 
 namespace {
 
-/// Finds a display by its RandR monitor name, by which Qt knows the screen, too.
+/// Finds a display by its RandR monitor name, by which Qt knows the screen, too; or by its frame, since the X
+/// servers of Wayland desktops may have other names.
 views::Screens::FindDisplay findDisplay(const capture::CaptureKit& capture) {
-    return [&capture](const std::string& connector) -> std::optional<SCDisplay> {
+    return [&capture](const std::string& connector, const Rect& frame) -> std::optional<SCDisplay> {
         try {
-            for (const SCDisplay& display : capture.displays()) {
-                if (display.connector == connector) return display;
-            }
+            const std::vector<SCDisplay> displays = capture.displays();
+            const auto named = std::ranges::find(displays, connector, &SCDisplay::connector);
+            if (named != displays.end()) return *named;
+            const auto placed = std::ranges::find(displays, frame, &SCDisplay::frame);
+            if (placed != displays.end()) return *placed;
         } catch (const PlatformError&) {
-            // The X server is gone, and its screens with it.
+            // The display server is gone, and its screens with it.
         }
         return std::nullopt;
     };
@@ -37,6 +41,8 @@ DesktopSession::DesktopSession(SystemServices& system)
       buttons(system.executor),
       keyMonitor({[this](std::uint32_t key) { return keys.keysymOf(key); },
                   [this](std::uint32_t key) { return keys.virtualKeyCodeOf(key); }}),
+      pictures(system.portalCapture ? static_cast<SCScreenshotManager&>(*system.portalCapture)
+                                    : x11Pictures_),
       contents_([this](const QKeyEvent& event) { return keyMonitor.translated(event); }),
       controlBar(screens, system.defaults, contents_),
       areaSelector(

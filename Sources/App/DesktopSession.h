@@ -40,8 +40,13 @@ class DesktopSession {
     views::Screens screens;
     x11::HotKeys keys;
     x11::ButtonWatch buttons;
-    x11::WindowPictures pictures;
     views::KeyMonitor keyMonitor;
+
+ private:
+    x11::WindowPictures x11Pictures_;
+
+ public:
+    SCScreenshotManager& pictures;
 
  private:
     views::PanelContents contents_;

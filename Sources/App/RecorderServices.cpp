@@ -32,7 +32,7 @@ RecorderServices::RecorderServices(SystemServices& system, const DesktopServices
       mixdown(system.executor, makeSerialQueue, system.assets, system.files),
       recorder({system.executor, system.defaults, system.process, desktop.screens, system.notifications,
                 system.capture, system.devices, hotKeys, folder, movieServices(system), &mixdown,
-                desktop.overlays, system.cameraSessions, desktop.makeStudioWindow}) {}
+                desktop.overlays, system.cameraSessions, desktop.makeStudioWindow, system.portalCapture}) {}
 
 DurationReader::Readers lengthReaders() {
     constexpr unsigned int maxThreads = 4;

@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "App/SystemServices.h"
 
+#include "App/CaptureBackend.h"
 #include "Linux/Capture/CameraSession.h"
+#include "Linux/Capture/X11Kit.h"
 #include "Linux/Desktop/FolderWatch.h"
 #include "Linux/Media/MovieFile/MovieRecovery.h"
 #include "Lumicrate/Capture/CameraFormats.h"
@@ -20,6 +22,9 @@ namespace lumicrate::app {
 
 namespace {
 
+/// The base name of the desktop entry.
+constexpr const char* applicationID = "org.lumicrate.Lumicrate";
+
 media::RecoveryList unfinishedMovies() {
     return media::RecoveryList(desktop::stateFolder() / "unfinished");
 }
@@ -33,6 +38,11 @@ std::optional<pipewire::CameraAccess> accessBy(portal::CameraPortal& portal) {
         portal::CameraPortal::openRemote};
 }
 
+std::unique_ptr<capture::CaptureKit> makeCaptureKit(Executor& executor, NSUserDefaults& defaults) {
+    if (captureBackend() == CaptureBackend::x11) return std::make_unique<capture::X11Kit>();
+    return std::make_unique<capture::PortalKit>(executor, defaults, applicationID);
+}
+
 }  // namespace
 
 SystemServices::SystemServices()
@@ -40,7 +50,10 @@ SystemServices::SystemServices()
       devices(accessBy(cameraPortal)),
       cameraSessions(capture::makeCameraSessionFactory(
           executor, chooseCameraFormat,
-          portal::isSandboxed() ? portal::CameraPortal::openRemote : pipewire::Remote())) {
+          portal::isSandboxed() ? portal::CameraPortal::openRemote : pipewire::Remote())),
+      captureKit_(makeCaptureKit(executor, defaults)),
+      capture(*captureKit_),
+      portalCapture(dynamic_cast<capture::PortalKit*>(captureKit_.get())) {
     RecordingOptions::registerDefaults(defaults);
 }
 

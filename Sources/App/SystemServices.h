@@ -5,6 +5,7 @@
 
 #include "App/QtExecutor.h"
 #include "Linux/Capture/CaptureKit.h"
+#include "Linux/Capture/PortalKit.h"
 #include "Linux/Desktop/DesktopServices.h"
 #include "Linux/Desktop/FileManager.h"
 #include "Linux/Desktop/UserDefaults.h"
@@ -17,6 +18,7 @@
 #include "Support/MediaTime.h"
 #include "Support/Notifications.h"
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -41,7 +43,13 @@ class SystemServices {
     portal::CameraPortal cameraPortal;
     pipewire::Devices devices;
     AVCaptureSessionFactory cameraSessions;
-    capture::CaptureKit capture;
+
+ private:
+    std::unique_ptr<capture::CaptureKit> captureKit_;
+
+ public:
+    capture::CaptureKit& capture;
+    capture::PortalKit* portalCapture = nullptr;  ///< the same, if it is that of the portal
     media::Assets assets;
     NotificationCenter notifications;
 };

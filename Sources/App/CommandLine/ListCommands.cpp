@@ -52,14 +52,15 @@ struct Sources {
 };
 
 Sources findSources() {
-    const capture::CaptureKit capture;
+    SystemServices system;
+    const capture::CaptureKit& capture = system.capture;
     Sources sources;
-    if (capture.CGPreflightScreenCaptureAccess()) {
+    if (capture.CGMainDisplayID() != 0) {
         sources.displays = capture.displays();
         sources.mainDisplayID = capture.CGMainDisplayID();
         sources.windows = offeredWindows(capture.windows(), desktop::ProcessInfo().processIdentifier());
     }
-    if (auto devices = pipewire::Devices().snapshot()) {
+    if (auto devices = system.devices.snapshot()) {
         sources.microphones = std::move(devices->microphones);
         sources.cameras = std::move(devices->cameras);
     }

@@ -16,8 +16,10 @@ using Kind = OptionSpec::Kind;
 constexpr std::array specs{
     OptionSpec{"screen", Kind::optionalValue, "ID",
                "Record a whole screen: the main one, or the one of this number or name."},
-    OptionSpec{"window", Kind::value, "ID",
-               "Record only this window, even where others cover it; “lumicrate sources” lists them."},
+    OptionSpec{"window", Kind::optionalValue, "ID",
+               "Record only this window, even where others cover it; “lumicrate sources” lists them. On "
+               "Wayland without "
+               "ID: choose it in the desktop's dialog."},
     OptionSpec{"area", Kind::value, "X,Y,W,H",
                "Record this part of the desktop, in points from its top left corner."},
     OptionSpec{"webcam", Kind::optionalValue, "ID",
@@ -42,6 +44,11 @@ constexpr std::array specs{
     OptionSpec{"cursor", Kind::negatable, "", "The mouse pointer."},
     OptionSpec{"clicks", Kind::negatable, "", "A ring around each mouse click."},
     OptionSpec{"countdown", Kind::negatable, "", "Count down from three first."},
+    OptionSpec{"backend", Kind::value, "B",
+               "x11 or portal: how the screen is captured, instead of what fits the session."},
+    OptionSpec{"portal-token", Kind::value, "TOKEN",
+               "Through the portal: restore what this token was given for; the next one is printed on "
+               "standard error."},
 };
 
 std::optional<Rect> readArea(std::string_view text) {
@@ -94,6 +101,14 @@ void readSwitch(const ParsedOptions& parsed, std::string_view option, bool& targ
     target = parsed.isOn(option).value_or(target);
 }
 
+void readWindow(const ParsedOptions& parsed, RecordArguments& request) {
+    const auto number = parsed.value("window");
+    if (!number) return;
+    const auto window = readWindowNumber(*number);
+    if (!window) throwInvalidValue("window", *number, localized("a number, such as 25165835 or 0x180000b"));
+    request.window = *window;
+}
+
 void readSource(const ParsedOptions& parsed, std::optional<CaptureMode> storedMode,
                 RecordArguments& request) {
     constexpr std::array<std::string_view, 5> sources{"screen", "window", "area", "webcam", "audio"};
@@ -108,12 +123,9 @@ void readSource(const ParsedOptions& parsed, std::optional<CaptureMode> storedMo
                               localized("X,Y,WIDTH,HEIGHT in points, the size at least 1 × 1"));
         request.mode = RecordArguments::Mode::area;
         request.area = *area;
-    } else if (const auto number = parsed.value("window")) {
-        const auto window = readWindowNumber(*number);
-        if (!window)
-            throwInvalidValue("window", *number, localized("a number, such as 25165835 or 0x180000b"));
+    } else if (parsed.has("window")) {
         request.mode = RecordArguments::Mode::window;
-        request.window = *window;
+        readWindow(parsed, request);
     } else if (parsed.has("webcam")) {
         request.mode = RecordArguments::Mode::webcam;
         request.camera = parsed.value("webcam");
@@ -173,6 +185,7 @@ RecordArguments readRecordArguments(const ParsedOptions& parsed, const Recording
     }
     if (parsed.isOn("microphone") == true) options.microphoneID = parsed.value("microphone").value_or("");
     readApplicationAudio(parsed, request);
+    request.portalToken = parsed.value("portal-token");
     request.mixesAudio = parsed.isOn("mix-audio");
     request.systemAudioRequired =
         parsed.isOn("system-audio") == true || parsed.isOn("application-audio") == true;

@@ -24,8 +24,8 @@ struct RecordArguments {
     enum class Mode { screen, window, area, webcam, audio };
 
     Mode mode = Mode::screen;
-    ScreenName screen;  ///< the main display when absent
-    std::uint32_t window = 0;
+    ScreenName screen;                  ///< the main display when absent
+    std::uint32_t window = 0;           ///< 0: chosen in the desktop's dialog
     Rect area;                          ///< points, y down from the top left of the desktop
     std::optional<std::string> camera;  ///< by identifier or name; the one in the options when absent
     /// The webcam is only enabled if the command line says so.
@@ -33,7 +33,8 @@ struct RecordArguments {
     std::optional<double> duration;  ///< seconds
     std::optional<std::filesystem::path> output;
     std::optional<bool> mixesAudio;  ///< as stored when absent
-    bool metersMicrophone = true;    ///< whether the recorder measures its level
+    std::optional<std::string> portalToken;
+    bool metersMicrophone = true;  ///< whether the recorder measures its level
     /// Requested on the command line, not just stored: recording fails without it.
     bool systemAudioRequired = false;
     bool microphoneRequired = false;

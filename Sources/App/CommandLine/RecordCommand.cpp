@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // The command "record".
 #include "App/Application.h"
+#include "App/CaptureBackend.h"
 #include "App/CommandLine/CommandLine.h"
 #include "App/CommandLine/RecordArguments.h"
 #include "App/CommandLine/StatusLine.h"
@@ -64,14 +65,27 @@ void checkOutput(const std::filesystem::path& output) {
 }
 
 /// None for a webcam.
-std::optional<CaptureSource> captureSource(RecordArguments& request, const capture::CaptureKit& capture) {
+std::optional<CaptureSource> captureSource(RecordArguments& request, const SystemServices& system) {
+    const capture::CaptureKit& capture = system.capture;
     if (request.mode == RecordArguments::Mode::webcam) return std::nullopt;
     if (request.mode == RecordArguments::Mode::audio) return CaptureSource::audioOnly();
     if (!capture.CGPreflightScreenCaptureAccess()) {
-        throw LocalizedError(localized("No display server can be reached to record the screen."));
+        throw LocalizedError(system.portalCapture
+                                 ? localized("This desktop has no portal that shares the screen. Install the "
+                                             "xdg-desktop-portal package of your desktop.")
+                                 : localized("No display server can be reached to record the screen."));
     }
     if (request.mode == RecordArguments::Mode::window) {
-        requireWindow(capture.windows(), request.window);
+        if (system.portalCapture) {
+            if (request.window != 0)
+                throw LocalizedError(
+                    localized("On this desktop windows have no numbers: give --window alone, and "
+                              "choose the window in the desktop's dialog."));
+        } else if (request.window == 0) {
+            throw UsageError(localized("The option --window needs a value."));
+        } else {
+            requireWindow(capture.windows(), request.window);
+        }
         return CaptureSource::window(request.window);
     }
     const auto displays = capture.displays();
@@ -210,6 +224,7 @@ class Recording {
             say(notice);
         if (*recorder_.errorMessage) say(**recorder_.errorMessage);
         if (!begun_ && stoppedByUser_) say(localized(cancelledEarly));
+        if (!begun_ && !stoppedByUser_ && !*recorder_.errorMessage) say(localized("Nothing was chosen."));
         if (*recorder_.lastRecording) fmt::print("{}\n", (*recorder_.lastRecording)->string());
         return *recorder_.lastRecording && !*recorder_.errorMessage ? exitDone : exitFailed;
     }
@@ -242,6 +257,14 @@ RecordArguments readArguments(const ParsedOptions& parsed) {
     return request;
 }
 
+/// All parts of the process follow the variable.
+void useBackend(const ParsedOptions& parsed) {
+    const auto name = parsed.value("backend");
+    if (!name) return;
+    if (!backendNamed(*name)) throwInvalidValue("backend", *name, localized("x11 or portal"));
+    qputenv(backendVariable, QByteArray::fromStdString(*name));
+}
+
 int runRecord(const ParsedOptions& parsed) {
     preferSmallPages();
     // Before any thread is started, so that all of them inherit the blocked signals.
@@ -249,6 +272,7 @@ int runRecord(const ParsedOptions& parsed) {
     Signals signals({SIGINT, SIGTERM, SIGHUP, SIGUSR1},
                     Signals::Deadline{endTimeout, localized(cancelledEarly)});
     const RecordArguments given = readArguments(parsed);
+    useBackend(parsed);
     const bool hasPanels = given.options.webcamEnabled || given.options.highlightClicks;
     const std::unique_ptr<QCoreApplication> application =
         hasPanels ? std::unique_ptr<QCoreApplication>(makeDesktopApplication()) : makeConsoleApplication();
@@ -262,9 +286,14 @@ int runRecord(const ParsedOptions& parsed) {
     RecordArguments request = given;
     if (request.output) checkOutput(*request.output);
     checkCamera(request, system.devices.cameras());
-    const std::optional<CaptureSource> source = captureSource(request, system.capture);
+    if (request.portalToken && system.portalCapture) system.portalCapture->setToken(*request.portalToken);
+    const std::optional<CaptureSource> source = captureSource(request, system);
     requireNamedMicrophone(request, system.devices);
-    return Recording(system.executor, services, request, signals).run(source);
+    const int status = Recording(system.executor, services, request, signals).run(source);
+    if (request.portalToken && system.portalCapture && !system.portalCapture->latestToken().empty())
+        say(fmt::format(fmt::runtime(localized("The next portal token is {}")),
+                        system.portalCapture->latestToken()));
+    return status;
 }
 
 }  // namespace

@@ -84,9 +84,13 @@ std::vector<NSScreen> Screens::screens() const {
     std::vector<NSScreen> all;
     for (const QScreen* screen : screensMainFirst()) {
         const std::string connector = screen->name().toStdString();
-        const std::optional<SCDisplay> display = findDisplay_(connector);
+        const QRect pixels = QtScreen::of(*screen).pixels();
+        const double points = 1 / coordinates.scale();
+        const std::optional<SCDisplay> display = findDisplay_(
+            connector,
+            {pixels.x() * points, pixels.y() * points, pixels.width() * points, pixels.height() * points});
         all.push_back({display ? std::optional(display->displayID) : std::nullopt,
-                       coordinates.pointsFromPixels(QtScreen::of(*screen).pixels()),
+                       coordinates.pointsFromPixels(pixels),
                        coordinates.pointsFromPixels(availablePixels(*screen)), coordinates.scale(),
                        display ? display->localizedName : connector});
     }

@@ -20,8 +20,10 @@ namespace lumicrate::views {
 /// Needs a QGuiApplication.
 class Screens final : public QObject, public NSScreens {
  public:
-    /// The capture's display for the screen that Qt calls by its connector.
-    using FindDisplay = std::function<std::optional<SCDisplay>(const std::string& connector)>;
+    /// The capture's display for the screen that Qt calls by its connector, and that has this frame: points,
+    /// y down.
+    using FindDisplay =
+        std::function<std::optional<SCDisplay>(const std::string& connector, const Rect& frame)>;
 
     explicit Screens(FindDisplay findDisplay);
 

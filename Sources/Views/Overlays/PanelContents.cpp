@@ -67,7 +67,7 @@ std::unique_ptr<OverlayContent> PanelContents::selection(AreaSelection& model) {
     QImage still;
     if (model.snapshot) still = sharedImage(*model.snapshot);
     return content(std::make_unique<SelectionView>(
-        model.selection, std::move(still), keys_,
+        model.selection, std::move(still), model.isFrozen, keys_,
         std::make_unique<AreaToolbarView>(model.toolbar, model.options, nullptr),
         std::make_unique<PickBarView>(model.toolbar, !model.selection.windowsOnly(), nullptr)));
 }

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-#include "Linux/Capture/CaptureKit.h"
 #include "Linux/Capture/CaptureStream.h"
+#include "Linux/Capture/X11Kit.h"
 #include "Support/DispatchQueue.h"
 #include "Tests/Linux/X11/TestWindow.h"
 #include "Tests/Stage/Xvfb.h"
@@ -281,7 +281,7 @@ SCShareableContent contentOf(const CaptureKit& capture) {
 TEST(CaptureKitTests, ContentAndItsChangesAreReportedAndARestartedServerIsFound) {
     std::optional<stage::Xvfb> server{std::in_place, stage::Xvfb::Options{.width = 400, .height = 300}};
     setenv("DISPLAY", server->displayName().c_str(), 1);
-    CaptureKit capture;
+    X11Kit capture;
     EXPECT_TRUE(capture.CGPreflightScreenCaptureAccess());
     std::atomic<int> changes = 0;
     capture.setOnContentChange([&] { ++changes; });

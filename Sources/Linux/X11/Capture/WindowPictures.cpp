@@ -2,6 +2,7 @@
 #include "Linux/X11/Capture/WindowPictures.h"
 
 #include "Linux/Pictures/PictureScaler.h"
+#include "Linux/Pictures/StillPicture.h"
 #include "Linux/X11/Capture/DisplayCapture.h"
 #include "Linux/X11/Screens/CompositorWatch.h"
 #include "Linux/X11/Screens/Displays.h"
@@ -9,8 +10,6 @@
 #include "Linux/X11/Windows/WindowStack.h"
 #include "Support/Error.h"
 #include "Support/MediaTime.h"
-
-#include <poll.h>
 
 #include <algorithm>
 #include <chrono>
@@ -39,17 +38,6 @@ PixelRect outlineOf(const Connection& connection, xcb_window_t topLevel) {
     return {geometry->x, geometry->y, geometry->width + borders, geometry->height + borders};
 }
 
-/// Sleeps until an update is due, or until the deadline.
-void awaitUpdate(DisplayCapture& capture, std::chrono::nanoseconds deadline) {
-    while (!capture.processEvents()) {
-        const auto next = std::min(capture.nextUpdate().value_or(deadline), deadline);
-        const auto left = std::chrono::ceil<std::chrono::milliseconds>(next - HostClock::now());
-        if (left <= 0ms) return;
-        pollfd watched{capture.fileDescriptor(), POLLIN, 0};
-        poll(&watched, 1, static_cast<int>(left.count()));
-    }
-}
-
 /// Scaled down uniformly, never enlarged; each side has at least one pixel.
 PixelRect fitted(const PixelRect& picture, Size maximum) {
     const double scale = std::min({1.0, maximum.width / picture.width, maximum.height / picture.height});
@@ -66,23 +54,6 @@ pictures::BgraPicture scaledDown(pictures::BgraPicture picture, Size maximum) {
     pictures::PictureScaler(picture.width(), picture.height(), size.width, size.height)
         .scale(picture.view(), size, small, 0, 0);
     return small;
-}
-
-CGImage imageFrom(const pictures::BgraView& picture) {
-    CGImage image{picture.width, picture.height, {}};
-    image.pixels.resize(static_cast<std::size_t>(picture.width) * static_cast<std::size_t>(picture.height) *
-                        3);
-    std::uint8_t* out = image.pixels.data();
-    for (int y = 0; y < picture.height; ++y) {
-        const std::uint32_t* const row = picture.row(y);
-        for (int x = 0; x < picture.width; ++x, out += 3) {
-            const std::uint32_t pixel = row[x];
-            out[0] = static_cast<std::uint8_t>(pixel >> 16U);
-            out[1] = static_cast<std::uint8_t>(pixel >> 8U);
-            out[2] = static_cast<std::uint8_t>(pixel);
-        }
-    }
-    return image;
 }
 
 }  // namespace
@@ -121,7 +92,7 @@ std::optional<CGImage> WindowPictures::captureImage(std::uint32_t windowID, Size
         const PixelRect frame = pixels(*bounds);
         auto picture = readUncovered(windowID, frame);
         if (!picture) picture = readPixmap(windowID, frame);
-        return imageFrom(scaledDown(*std::move(picture), maximumSize).view());
+        return pictures::imageFrom(scaledDown(*std::move(picture), maximumSize).view());
     });
 }
 
@@ -132,7 +103,7 @@ std::optional<CGImage> WindowPictures::captureDisplay(std::uint32_t displayID) {
         const PixelRect& frame = monitor->frame;
         const auto read = server_->reader.read({{frame, server_->connection.root(), 0, 0}});
         if (!read.front()) return std::nullopt;
-        return imageFrom(*read.front());
+        return pictures::imageFrom(*read.front());
     });
 }
 
@@ -176,9 +147,7 @@ pictures::BgraPicture WindowPictures::readPixmap(std::uint32_t window, const Pix
     configuration.sourceRect = Rect{double(frame.x - outline.x), double(frame.y - outline.y),
                                     double(frame.width), double(frame.height)};
     DisplayCapture capture(displayName_, SCContentFilter::desktopIndependent(recorded), configuration);
-    const auto deadline = HostClock::now() + timeout;
-    while (capture.update().incomplete && HostClock::now() < deadline)
-        awaitUpdate(capture, deadline);
+    pictures::awaitComplete(capture, timeout);
     // A copy: the capture's memory is freed with it.
     return pictures::BgraPicture(capture.picture());
 }

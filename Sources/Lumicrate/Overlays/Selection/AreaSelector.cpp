@@ -90,6 +90,8 @@ void AreaSelector::create(std::vector<HoverTarget> targets, std::optional<Rect> 
         });
     if (initialArea) selection_->selection.preselect(flipped(*initialArea, screen));
     selection_->snapshot = snapshot(screen);
+    // Such desktops do not reliably show what is behind a window that covers the screen.
+    selection_->isFrozen = selection_->snapshot && !services_.capture.canExcludeWindows();
     open(screen);
 }
 

@@ -40,6 +40,8 @@ struct AreaSelection {
     SelectionModel selection;
     /// A picture of the screen without the overlay, in its pixels; none if it could not be taken.
     std::optional<CGImage> snapshot;
+    /// Show the snapshot instead of the screen behind the overlay.
+    bool isFrozen = false;
 };
 
 /// One selection at a time: a new one cancels the previous one. Main thread only.

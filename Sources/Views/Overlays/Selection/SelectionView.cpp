@@ -78,14 +78,15 @@ Size preferredSize(QWidget& bar) {
 
 }  // namespace
 
-SelectionView::SelectionView(SelectionModel& model, QImage still, KeyTranslation keys,
+SelectionView::SelectionView(SelectionModel& model, QImage still, bool isFrozen, KeyTranslation keys,
                              std::unique_ptr<QWidget> toolbar, std::unique_ptr<QWidget> pickBar)
     : model_(model),
       keys_(std::move(keys)),
       pixels_(model.screen(), model.pixelScale()),
       painter_(std::move(still), model.pixelScale()),
       toolbar_(adopt(std::move(toolbar))),
-      pickBar_(adopt(std::move(pickBar))) {
+      pickBar_(adopt(std::move(pickBar))),
+      isFrozen_(isFrozen) {
     setAccessibleName(localizedText("Selection"));
     setFocusPolicy(Qt::StrongFocus);
     setMouseTracking(true);
@@ -182,7 +183,7 @@ void SelectionView::paintEvent(QPaintEvent* event) {
     QPainter painter(this);
     const double ratio = devicePixelRatio();
     painter.scale(1 / ratio, 1 / ratio);
-    painter_.paint(painter, scene_, pixels_.pixelRegion(event->region()), isComposited());
+    painter_.paint(painter, scene_, pixels_.pixelRegion(event->region()), isComposited() && !isFrozen_);
 }
 
 // The pointer

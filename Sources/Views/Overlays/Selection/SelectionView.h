@@ -22,9 +22,10 @@ class SelectionView final : public OverlayWidget {
  public:
     /// `model` must outlive the view. `still` is a picture of the screen in its pixels, taken before the
     /// overlay covered it. If it is null, there is no magnifier, and the screen is blank without a
-    /// compositing manager. The model decides where the bars are shown.
-    SelectionView(SelectionModel& model, QImage still, KeyTranslation keys, std::unique_ptr<QWidget> toolbar,
-                  std::unique_ptr<QWidget> pickBar);
+    /// compositing manager. If `isFrozen`, it is shown even with one. The model decides where the bars are
+    /// shown.
+    SelectionView(SelectionModel& model, QImage still, bool isFrozen, KeyTranslation keys,
+                  std::unique_ptr<QWidget> toolbar, std::unique_ptr<QWidget> pickBar);
 
  protected:
     bool event(QEvent* event) override;
@@ -58,6 +59,7 @@ class SelectionView final : public OverlayWidget {
     SelectionScene scene_;
     QWidget* toolbar_;
     QWidget* pickBar_;
+    const bool isFrozen_;
     bool isDragging_ = false;
     bool isPlacingScheduled_ = false;
     Subscription appearance_;

@@ -1,0 +1,347 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "Linux/Capture/PortalKit.h"
+
+#include "Linux/Pictures/StillPicture.h"
+#include "Linux/PipeWire/ScreenCastPicture.h"
+#include "Linux/Wayland/Outputs.h"
+#include "Support/Error.h"
+#include "Support/Log.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <utility>
+
+namespace lumicrate::capture {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+/// For the first picture. Compositors send it at once.
+constexpr auto firstPictureTimeout = 3s;
+/// Keeps the numbers of shared windows apart from those of displays that no output matches.
+constexpr std::uint32_t windowNumbers = 0x4000'0000;
+
+/// A descriptor that is closed with the last stream that uses it.
+class Remote {
+ public:
+    explicit Remote(int descriptor) : descriptor_(descriptor) {}
+    ~Remote() { close(descriptor_); }
+    Remote(const Remote&) = delete;
+    Remote& operator=(const Remote&) = delete;
+    int duplicate() const { return fcntl(descriptor_, F_DUPFD_CLOEXEC, 0); }
+
+ private:
+    int descriptor_;
+};
+
+pipewire::Remote remoteOf(const portal::ScreenCast& cast) {
+    return [remote = std::make_shared<const Remote>(cast.openRemote())] { return remote->duplicate(); };
+}
+
+struct FirstPicture {
+    PixelSize size;
+    CGImage image;
+    std::exception_ptr error;
+};
+
+FirstPicture takeFirstPicture(const pipewire::ScreenCast& target) {
+    FirstPicture first;
+    try {
+        SCStreamConfiguration configuration;
+        configuration.showsCursor = false;
+        pipewire::ScreenCastPicture live(target, configuration);
+        if (!pictures::awaitComplete(live, firstPictureTimeout))
+            throw PlatformError(localized("The desktop sends no picture of what was chosen."));
+        first.size = {live.picture().width(), live.picture().height()};
+        first.image = pictures::imageFrom(live.picture().view());
+    } catch (...) {
+        first.error = std::current_exception();
+    }
+    return first;
+}
+
+/// The output that a stream shows, by its place and size as far as they are known; the only output in any
+/// case.
+const SCDisplay* findOutput(const std::vector<SCDisplay>& outputs, const portal::ScreenCastStream& stream,
+                            PixelSize pixels) {
+    const auto shows = [&](const SCDisplay& each) {
+        if (stream.position && Point{each.frame.x, each.frame.y} != *stream.position) return false;
+        if (stream.size) return each.frame.size() == *stream.size;
+        const double scale = each.pointPixelScale;
+        return std::abs(each.frame.width * scale - pixels.width) < 1 &&
+               std::abs(each.frame.height * scale - pixels.height) < 1;
+    };
+    const auto found = std::ranges::find_if(outputs, shows);
+    if (found != outputs.end()) return &*found;
+    return outputs.size() == 1 ? &outputs.front() : nullptr;
+}
+
+std::vector<SCDisplay> outputDisplays() {
+    return wayland::Outputs().displays();
+}
+
+}  // namespace
+
+/// What is shared now.
+struct PortalKit::Shared {
+    portal::ScreenCast cast;
+    pipewire::ScreenCast target;
+    SCSharedContent content;
+    CGImage picture;  ///< of a display
+    SCSharingRequest request;
+    std::weak_ptr<CastSource::Lifeline> source;  ///< that delivers it, if any
+};
+
+PortalKit::PortalKit(Executor& executor, NSUserDefaults& defaults, const std::string& applicationID)
+    : executor_(executor),
+      defaults_(defaults),
+      registry_(executor, applicationID),
+      portal_(executor, registry_) {}
+
+PortalKit::~PortalKit() = default;
+
+std::vector<SCDisplay> PortalKit::displays() const {
+    std::vector<SCDisplay> displays = outputDisplays();
+    if (!shared_ || !shared_->content.display) return displays;
+    const SCDisplay& shared = *shared_->content.display;
+    const auto listed = std::ranges::find(displays, shared.displayID, &SCDisplay::displayID);
+    if (listed == displays.end()) {
+        displays.push_back(shared);
+    } else {
+        *listed = shared;
+    }
+    return displays;
+}
+
+std::vector<SCWindow> PortalKit::windows() const {
+    if (!shared_ || !shared_->content.window) return {};
+    return {*shared_->content.window};
+}
+
+bool PortalKit::CGPreflightScreenCaptureAccess() const {
+    if (!isAvailable_) isAvailable_ = portal::ScreenCastPortal::abilities().isAvailable();
+    return isAvailable_;
+}
+
+std::uint32_t PortalKit::CGMainDisplayID() const {
+    try {
+        return wayland::Outputs().mainDisplayID();
+    } catch (const PlatformError&) {
+        return shared_ && shared_->content.display ? shared_->content.display->displayID : 0;
+    }
+}
+
+Rect PortalKit::CGDisplayBounds(std::uint32_t displayID) const {
+    try {
+        const std::vector<SCDisplay> known = displays();
+        const auto found = std::ranges::find(known, displayID, &SCDisplay::displayID);
+        return found == known.end() ? Rect() : found->frame;
+    } catch (const PlatformError&) {
+        return {};
+    }
+}
+
+std::optional<Rect> PortalKit::windowBounds(std::uint32_t windowID) const {
+    for (const SCWindow& window : windows()) {
+        if (window.windowID == windowID) return window.frame;
+    }
+    return std::nullopt;
+}
+
+// Sharing
+
+Task<std::optional<SCSharedContent>> PortalKit::share(SCSharingRequest request) {
+    if (satisfies(request)) co_return shared_->content;
+    endSharing();
+    const Completion<Answer> answer(executor_);
+    open_ = answer;
+    asking_ = RunningTask(executor_, ask(request, answer));
+    const Answer given = co_await answer;
+    open_.reset();
+    if (given.second) std::rethrow_exception(given.second);
+    co_return given.first;
+}
+
+bool PortalKit::satisfies(const SCSharingRequest& request) const {
+    if (!shared_ || !shared_->cast.isOpen()) return false;
+    const SCSharingRequest& before = shared_->request;
+    if (request.kind != before.kind || request.showsCursor != before.showsCursor) return false;
+    const bool isWanted = !request.displayID || request.displayID == before.displayID;
+    return isWanted || (shared_->content.display && shared_->content.display->displayID == request.displayID);
+}
+
+void PortalKit::endSharing() {
+    asking_.cancel();
+    if (open_) open_->resolve({});
+    if (!std::exchange(shared_, nullptr)) return;
+    log(LogArea::capture, "portal: sharing ended");
+    announceChange();
+}
+
+Task<void> PortalKit::ask(SCSharingRequest request, Completion<Answer> answer) {
+    Answer result;
+    try {
+        const std::string key = tokenKey(request);
+        const portal::ScreenCastRequest question{request.kind == SCSharingRequest::Kind::window
+                                                     ? portal::SourceKind::window
+                                                     : portal::SourceKind::monitor,
+                                                 request.showsCursor, takeToken(key), std::string()};
+        Task<std::optional<portal::ScreenCast>> choosing = portal_.choose(question);
+        std::optional<portal::ScreenCast> cast = co_await choosing;
+        if (cast) {
+            storeToken(key, cast->restoreToken());
+            Task<void> taking = takeShared(request, *std::move(cast));
+            co_await taking;
+            result.first = shared_->content;
+            announceChange();
+        }
+    } catch (...) {
+        result.second = std::current_exception();
+    }
+    answer.resolve(result);
+}
+
+/// Takes a first picture, because only the stream knows the size in pixels.
+Task<void> PortalKit::takeShared(SCSharingRequest request, portal::ScreenCast cast) {
+    const portal::ScreenCastStream stream = cast.streams().front();
+    pipewire::ScreenCast target{remoteOf(cast), stream.nodeId, {}};
+    const Completion<FirstPicture> taken(executor_);
+    queue_.async([target, taken] { taken.resolve(takeFirstPicture(target)); });
+    FirstPicture first = co_await taken;
+    if (first.error) std::rethrow_exception(first.error);
+
+    SCSharedContent content;
+    if (request.kind == SCSharingRequest::Kind::window) {
+        SCWindow window;
+        window.windowID = windowNumbers + stream.nodeId;
+        window.frame = {0, 0, double(first.size.width), double(first.size.height)};
+        window.hasPosition = false;
+        target.size = window.frame.size();
+        content.window = window;
+        first.image = {};
+    } else {
+        content.display = displayOf(stream, first.size);
+        target.size = content.display->frame.size();
+    }
+    log(LogArea::capture, "portal: shares ", first.size.width, " × ", first.size.height, " pixels, node ",
+        stream.nodeId, ", cursor mode ", static_cast<int>(cast.cursorMode()));
+    shared_.reset(new Shared{std::move(cast), target, content, std::move(first.image), request, {}});
+    shared_->cast.setOnClosed([this] { castClosed(); });
+}
+
+SCDisplay PortalKit::displayOf(const portal::ScreenCastStream& stream, PixelSize pixels) {
+    std::vector<SCDisplay> outputs;
+    try {
+        outputs = outputDisplays();
+    } catch (const PlatformError& error) {
+        log(LogArea::capture, "portal: the outputs are unknown: ", error.what());
+    }
+    SCDisplay display;
+    if (const SCDisplay* const output = findOutput(outputs, stream, pixels)) {
+        display = *output;
+    } else {
+        const Point origin = stream.position.value_or(Point());
+        const Size size = stream.size.value_or(Size(pixels.width, pixels.height));
+        display.displayID = stream.nodeId;
+        display.frame = {origin.x, origin.y, size.width, size.height};
+        display.localizedName = localized("Shared screen");
+    }
+    display.pointPixelScale = pixels.width / display.frame.width;
+    return display;
+}
+
+void PortalKit::castClosed() {
+    log(LogArea::capture, "portal: the desktop has ended the sharing");
+    const auto source = shared_->source.lock();
+    // A running recording keeps what it knows about its source until its end.
+    if (source) {
+        source->end(std::make_exception_ptr(
+            SCStreamError(localized("The desktop has ended the sharing of the screen."))));
+    } else {
+        shared_.reset();
+        announceChange();
+    }
+}
+
+void PortalKit::announceChange() const {
+    if (contentChanged_) contentChanged_();
+}
+
+// Tokens
+
+/// The preference that keeps the token of such a request.
+std::string PortalKit::tokenKey(const SCSharingRequest& request) const {
+    if (request.kind == SCSharingRequest::Kind::window) return "portalToken.window";
+    std::string key = "portalToken.display";
+    if (!request.displayID) return key;
+    try {
+        for (const SCDisplay& display : outputDisplays()) {
+            if (display.displayID == *request.displayID) key += "." + display.connector;
+        }
+    } catch (const PlatformError&) {
+        // Without outputs there is one key for all displays.
+    }
+    return key;
+}
+
+/// Each token can be used once.
+std::string PortalKit::takeToken(const std::string& key) {
+    if (!givenToken_.empty()) return std::exchange(givenToken_, {});
+    return defaults_.stringForKey(key).value_or("");
+}
+
+void PortalKit::storeToken(const std::string& key, const std::string& token) {
+    latestToken_ = token;
+    try {
+        if (token.empty()) {
+            defaults_.removeObject(key);
+        } else {
+            defaults_.set(key, token);
+        }
+    } catch (const PlatformError& error) {
+        log(LogArea::capture, "portal: the choice cannot be remembered: ", error.what());
+    }
+}
+
+void PortalKit::forgetChoices() {
+    endSharing();
+    givenToken_.clear();
+    try {
+        defaults_.removeObject("portalToken.window");
+        defaults_.removeObject("portalToken.display");
+        for (const SCDisplay& display : outputDisplays())
+            defaults_.removeObject("portalToken.display." + display.connector);
+    } catch (const PlatformError& error) {
+        log(LogArea::capture, "portal: the choice cannot be forgotten: ", error.what());
+    }
+}
+
+// Pictures
+
+std::unique_ptr<SampleSource> PortalKit::pictureSource(const SCContentFilter& /*filter*/,
+                                                       const SCStreamConfiguration& configuration) {
+    if (!shared_ || !shared_->cast.isOpen())
+        throw SCStreamError(localized("Nothing is shared with Lumicrate."));
+    pipewire::ScreenCast target = shared_->target;
+    // A connection of its own: that of the first picture has ended.
+    target.remote = remoteOf(shared_->cast);
+    auto source = std::make_unique<CastSource>(pipewire::screenCastSource(std::move(target), configuration));
+    shared_->source = source->lifeline();
+    return source;
+}
+
+std::optional<CGImage> PortalKit::captureImage(std::uint32_t /*windowID*/, Size /*maximumSize*/) {
+    return std::nullopt;
+}
+
+std::optional<CGImage> PortalKit::captureDisplay(std::uint32_t displayID) {
+    if (!shared_ || !shared_->content.display || shared_->content.display->displayID != displayID)
+        return std::nullopt;
+    return shared_->picture;
+}
+
+}  // namespace lumicrate::capture
