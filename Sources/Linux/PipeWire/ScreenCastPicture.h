@@ -20,9 +20,9 @@ namespace lumicrate::pipewire {
 
 /// One stream of a cast, as a desktop portal describes it.
 struct ScreenCast {
-    Remote remote;           ///< opens the portal's connection; empty for the user's own server
+    Remote remote = {};      ///< opens the portal's connection; empty for the user's own server
     std::uint32_t node = 0;  ///< the producer's identifier on that server
-    Size size;               ///< of the content in points; empty for one point per pixel
+    Size size = {};          ///< of the content in points; empty for one point per pixel
 };
 
 /// Copies each changed pixel once, from the producer's memory. When the cast pauses, the picture stays as it

@@ -1,0 +1,233 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The pictures of screen casts, from a real server.
+#include "Linux/Pictures/PictureSource.h"
+#include "Linux/PipeWire/ScreenCastPicture.h"
+#include "Tests/Linux/Pictures/FrameCollector.h"
+#include "Tests/Linux/PipeWire/SoundStage.h"
+#include "Tests/Linux/PipeWire/VirtualScreen.h"
+#include "Tests/Stage/SoundServer.h"
+
+#include <gtest/gtest.h>
+
+#include <optional>
+#include <thread>
+
+namespace lumicrate::test {
+namespace {
+
+using pictures::BgraPicture;
+using stage::VirtualScreen;
+using Facts = VirtualScreen::Facts;
+using namespace std::chrono_literals;
+
+class ScreenCastTests : public testing::Test {
+ protected:
+    static constexpr PixelSize size{323, 203};  // odd, and not a multiple of the block size
+    static constexpr PixelRect whole{0, 0, size.width, size.height};
+
+    static void SetUpTestSuite() { server = std::make_unique<stage::SoundServer>(); }
+    static void TearDownTestSuite() { server.reset(); }
+    ScreenCastTests() {
+        configuration.width = size.width;
+        configuration.height = size.height;
+        configuration.minimumFrameInterval = CMTime(1, 60);
+    }
+    void cast(VirtualScreen::Options options = {}) {
+        options.size = size;
+        screen.emplace(options);
+        source = pipewire::screenCastSource({.node = screen->node()}, configuration);
+        source->start(frames.handlers());
+    }
+    void expectShown(const Picture& expected, const char* what) {
+        EXPECT_TRUE(frames.waitForPicture(expected)) << what;
+    }
+    /// What a stream of that size shows of a picture.
+    static Picture part(const BgraPicture& of, const PixelRect& rect) {
+        return Picture(painted(rect.width, rect.height, [&](int x, int y) {
+            const bool isInside =
+                x + rect.x >= 0 && y + rect.y >= 0 && x + rect.x < of.width() && y + rect.y < of.height();
+            return isInside ? of.row(y + rect.y)[x + rect.x] : 0U;
+        }));
+    }
+    /// Different in every block, and in every picture.
+    static BgraPicture pattern(int number, PixelSize of = size) {
+        return painted(of.width, of.height, [number](int x, int y) {
+            return static_cast<std::uint32_t>((x * 3 + number * 40) & 0xff) << 16 | (y & 0xff) << 8 |
+                   ((x + y + number * 90) & 0xff);
+        });
+    }
+    void expectNoFault(const std::string& failure = {}) {
+        source->stop();
+        EXPECT_EQ(frames.seen().violation, "");
+        EXPECT_EQ(frames.seen().failure, failure);
+    }
+
+    static inline std::unique_ptr<stage::SoundServer> server;
+    SCStreamConfiguration configuration;
+    FrameCollector frames;
+    std::optional<VirtualScreen> screen;
+    std::unique_ptr<SampleSource> source;
+};
+
+TEST_F(ScreenCastTests, PixelsOfAllFormatsAreExact) {
+    for (const auto format :
+         {SPA_VIDEO_FORMAT_BGRx, SPA_VIDEO_FORMAT_BGRA, SPA_VIDEO_FORMAT_RGBx, SPA_VIDEO_FORMAT_RGBA,
+          SPA_VIDEO_FORMAT_xRGB, SPA_VIDEO_FORMAT_ARGB, SPA_VIDEO_FORMAT_xBGR, SPA_VIDEO_FORMAT_ABGR}) {
+        cast({.pixels = format, .hasMetadata = format % 2 == 0, .extraStride = format % 3 * 12});
+        screen->show(pattern(format));
+        expectShown(Picture(pattern(format)), "first");
+        screen->show(pattern(format + 1));
+        expectShown(Picture(pattern(format + 1)), "second");
+        source->stop();
+        EXPECT_EQ(frames.seen().failure, "");
+    }
+}
+
+TEST_F(ScreenCastTests, DamageIsAHintAndOnlyChangesAreDelivered) {
+    cast();
+    BgraPicture picture = pattern(0);
+    screen->show(picture);
+    expectShown(Picture(picture), "first");
+    const auto draw = [&](const PixelRect& rect, std::uint32_t colour) {
+        for (int y = rect.y; y < rect.maxY(); ++y)
+            std::fill_n(picture.row(y) + rect.x, rect.width, colour);
+    };
+    // Twice what changed, in a list that may be read.
+    draw({20, 30, 7, 5}, 0xff0000);
+    screen->show(picture, {.damage = std::vector<PixelRect>{{16, 16, 60, 40}, {200, 100, 20, 20}}});
+    expectShown(Picture(picture), "a clear list");
+    EXPECT_EQ(frames.seen().complete.back().frameInfo->dirtyRects,
+              (std::vector<PixelRect>{{16, 16, 16, 32}}));
+    // In lists that say nothing; the changes are elsewhere.
+    draw({300, 190, 9, 9}, 0x00ff00);
+    screen->show(picture, {.damage = std::vector<PixelRect>{{}, {0, 0, 9, 9}}});
+    expectShown(Picture(picture), "the first entry unused");
+    draw({100, 0, 9, 9}, 0x0000ff);
+    screen->show(picture, {.damage = std::vector<PixelRect>(16, {0, 50, 9, 9})});
+    expectShown(Picture(picture), "more than fit");
+
+    ASSERT_TRUE(frames.waitUntil([](const auto& seen) { return seen.idle > 0; }));
+    const std::size_t delivered = frames.seen().complete.size();
+    EXPECT_EQ(delivered, 4U);
+    screen->show(picture);
+    screen->show(picture, {.isCorrupted = true});
+    draw({0, 0, 2, 2}, 0xffffff);
+    screen->show(picture, {.damage = std::vector<PixelRect>{{0, 0, 2, 2}}});
+    expectShown(Picture(picture), "last");
+    EXPECT_EQ(frames.seen().complete.size(), delivered + 1) << "nothing for what did not change";
+    expectNoFault();
+}
+
+TEST_F(ScreenCastTests, CropTransformAndSizeAreFollowed) {
+    cast();
+    const BgraPicture picture = pattern(1);
+    // A window on its screen, moved, and turned with the screen. The stream keeps its size.
+    configuration.width = 100;
+    configuration.height = 60;
+    source = pipewire::screenCastSource({.node = screen->node()}, configuration);
+    source->start(frames.handlers());
+    screen->show(picture, {.crop = PixelRect{11, 22, 100, 60}});
+    expectShown(part(picture, {11, 22, 100, 60}), "crop");
+    screen->show(picture,
+                 {.damage = std::vector<PixelRect>{{0, 0, 1, 1}}, .crop = PixelRect{51, 33, 100, 60}});
+    expectShown(part(picture, {51, 33, 100, 60}), "moved");
+    screen->show(picture, {.crop = PixelRect{51, 33, 60, 100}, .transform = SPA_META_TRANSFORMATION_90});
+    expectShown(Picture(painted(100, 60, [&](int x, int y) { return picture.row(33 + 99 - x)[51 + y]; })),
+                "turned");
+    screen->resize({100, 60});
+    const BgraPicture small = pattern(2, {100, 60});
+    screen->show(small);
+    expectShown(Picture(small), "resized");
+    expectNoFault();
+}
+
+TEST_F(ScreenCastTests, APartInPointsIsShownAndMayChange) {
+    configuration.width = 120;
+    configuration.height = 80;
+    configuration.sourceRect = Rect{-5, 10, 30, 20};
+    screen.emplace(VirtualScreen::Options{.size = {400, 200}});
+    source = pipewire::screenCastSource({.node = screen->node(), .size = {100, 50}}, configuration);
+    source->start(frames.handlers());
+    const BgraPicture picture = pattern(3, {400, 200});
+    screen->show(picture);
+    expectShown(part(picture, {-20, 40, 120, 80}), "four pixels per point, black outside");
+    configuration.sourceRect = Rect{60, 20, 30, 20};
+    source->update(configuration);
+    expectShown(part(picture, {240, 80, 120, 80}), "without a new picture from the screen");
+    expectNoFault();
+}
+
+TEST_F(ScreenCastTests, TheCursorIsDrawnWhileItIsShown) {
+    cast();
+    const BgraPicture picture = pattern(4);
+    const auto withCursor = [&](int x, int y) {
+        BgraPicture drawn = picture;
+        std::fill_n(drawn.row(y) + x, 2, 0xff8000U);
+        return Picture(drawn);
+    };
+    VirtualScreen::Cursor cursor{
+        .x = 50, .y = 60, .hotX = 1, .size = {2, 1}, .bitmap = {0xffff8000, 0xffff8000}};
+    screen->show(picture, {.cursor = cursor});
+    expectShown(withCursor(49, 60), "with the frame");
+    cursor = {.x = 70, .y = 20};
+    screen->show(picture, {.cursor = cursor, .isCorrupted = true});
+    expectShown(withCursor(69, 20), "moved without a frame");
+    configuration.showsCursor = false;
+    source->update(configuration);
+    expectShown(Picture(picture), "not shown");
+    configuration.showsCursor = true;
+    source->update(configuration);
+    expectShown(withCursor(69, 20), "shown again");
+    screen->show(picture, {.cursor = VirtualScreen::Cursor{0}, .isCorrupted = true});
+    expectShown(Picture(picture), "hidden by the producer");
+    expectNoFault();
+}
+
+TEST_F(ScreenCastTests, NoPictureOfMovingContentIsLost) {
+    for (const int buffers : {2, 8}) {
+        FrameCollector all;
+        std::vector<int> numbers;
+        all.onFrame = [&](const CMSampleBuffer& sample) { numbers.push_back(sample.imageBuffer->luma[0]); };
+        screen.emplace(VirtualScreen::Options{.size = size, .buffers = buffers});
+        source = pipewire::screenCastSource({.node = screen->node()}, configuration);
+        source->start(all.handlers());
+        auto due = std::chrono::steady_clock::now();
+        constexpr int count = 60;
+        for (int i = 0; i < count; ++i, due += 33ms) {
+            std::this_thread::sleep_until(due);
+            const auto grey = static_cast<std::uint32_t>(i * 4);
+            screen->show(plain(size.width, size.height, grey << 16 | grey << 8 | grey));
+        }
+        const int last = Picture(plain(1, 1, 0xececec)).luma[0];
+        EXPECT_TRUE(all.waitUntil([&](const auto&) { return !numbers.empty() && numbers.back() == last; }));
+        source->stop();
+        EXPECT_EQ(numbers.size(), count) << buffers << " buffers";
+        EXPECT_TRUE(std::ranges::is_sorted(numbers));
+        EXPECT_EQ(all.seen().violation + all.seen().failure, "");
+    }
+}
+
+TEST_F(ScreenCastTests, TheEndOfAScreenIsReportedOnce) {
+    const std::string missing = "The screen can't be captured.";
+    const std::string lost = "The screen can no longer be captured.";
+    EXPECT_EQ(startError(pipewire::screenCastSource({.node = 987654}, configuration)), missing);
+    const auto begin = [&] {
+        cast();
+        screen->show(pattern(5));
+        expectShown(Picture(pattern(5)), "before the end");
+    };
+    begin();
+    screen.reset();
+    EXPECT_TRUE(frames.waitUntil([&](const auto& seen) { return seen.failure == lost; }));
+    expectNoFault(lost);
+    begin();
+    server->kill();
+    EXPECT_TRUE(frames.waitUntil([&](const auto& seen) { return seen.failure == lost; }));
+    source->stop();
+    EXPECT_EQ(startError(pipewire::screenCastSource({.node = 1}, configuration)), missing);
+    screen.reset();
+    server->revive();
+}
+
+}  // namespace
+}  // namespace lumicrate::test
