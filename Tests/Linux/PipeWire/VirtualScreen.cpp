@@ -161,16 +161,18 @@ void VirtualScreen::formatChanged(const spa_pod* format) {
 }
 
 void VirtualScreen::show(const pictures::BgraPicture& picture, const Facts& facts) {
-    const auto hasSent = [&] {
-        const pipewire::Session::Lock lock(session_);
-        if (!isStreaming_ || agreed_ != PixelSize{picture.width(), picture.height()}) return false;
-        pw_buffer* const buffer = pw_stream_dequeue_buffer(stream_);
-        if (!buffer) return false;
-        fill(*buffer->buffer, picture, facts);
-        return pw_stream_queue_buffer(stream_, buffer) >= 0;
-    };
+    const auto hasSent = [&] { return offer(picture, facts); };
     if (!eventually(hasSent, std::chrono::seconds(20), std::chrono::milliseconds(2)))
         throw std::runtime_error("The screen cast has no buffer for its picture");
+}
+
+bool VirtualScreen::offer(const pictures::BgraPicture& picture, const Facts& facts) {
+    const pipewire::Session::Lock lock(session_);
+    if (!isStreaming_ || agreed_ != PixelSize{picture.width(), picture.height()}) return false;
+    pw_buffer* const buffer = pw_stream_dequeue_buffer(stream_);
+    if (!buffer) return false;
+    fill(*buffer->buffer, picture, facts);
+    return pw_stream_queue_buffer(stream_, buffer) >= 0;
 }
 
 void VirtualScreen::fill(spa_buffer& buffer, const pictures::BgraPicture& picture, const Facts& facts) {
