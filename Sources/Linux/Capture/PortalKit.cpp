@@ -4,6 +4,7 @@
 #include "Linux/Pictures/StillPicture.h"
 #include "Linux/PipeWire/ScreenCastPicture.h"
 #include "Linux/Wayland/Outputs.h"
+#include "Linux/Wayland/Redraw.h"
 #include "Support/Error.h"
 #include "Support/Log.h"
 
@@ -208,7 +209,7 @@ Task<void> PortalKit::ask(SCSharingRequest request, Completion<Answer> answer) {
 /// Takes a first picture, because only the stream knows the size in pixels.
 Task<void> PortalKit::takeShared(SCSharingRequest request, portal::ScreenCast cast) {
     const portal::ScreenCastStream stream = cast.streams().front();
-    pipewire::ScreenCast target{remoteOf(cast), stream.nodeId, {}};
+    pipewire::ScreenCast target{remoteOf(cast), stream.nodeId, {}, [] { wayland::requestRedraw(); }};
     const Completion<FirstPicture> taken(executor_);
     queue_.async([target, taken] { taken.resolve(takeFirstPicture(target)); });
     FirstPicture first = co_await taken;

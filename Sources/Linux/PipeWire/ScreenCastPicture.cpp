@@ -5,6 +5,7 @@
 #include "Linux/Pictures/SourceRegion.h"
 #include "Support/Error.h"
 #include "Support/Log.h"
+#include "Support/MediaTime.h"
 
 #include <algorithm>
 #include <utility>
@@ -15,6 +16,8 @@ namespace {
 
 /// Some producers describe their formats only when their content is first drawn.
 constexpr std::chrono::milliseconds formatTimeout(8000);
+/// Most compositors send a first picture at once.
+constexpr std::chrono::milliseconds firstPictureTime(60);
 /// After the computer slept, some desktops leave a cast paused.
 constexpr std::chrono::milliseconds pauseTimeout(3000);
 
@@ -42,6 +45,7 @@ std::unique_ptr<Session> connect(const Remote& remote) {
 
 ScreenCastPicture::ScreenCastPicture(const ScreenCast& cast, const SCStreamConfiguration& configuration)
     : sizeInPoints_(cast.size),
+      requestPicture_(cast.requestPicture),
       session_(connect(cast.remote)),
       stream_(std::make_unique<ScreenCastStream>(*session_, cast.node, [this] { wakeUp_.signal(); })) {
     {
@@ -50,6 +54,7 @@ ScreenCastPicture::ScreenCastPicture(const ScreenCast& cast, const SCStreamConfi
     }
     if (!stream_->awaitFormat(formatTimeout)) throwNotCaptured();
     configure(configuration);
+    if (requestPicture_) requestAt_ = HostClock::now() + firstPictureTime;
     // So that the picture has a size already before the first frame.
     const Session::Lock lock(*session_);
     const auto& [width, height] = stream_->format()->size;
@@ -83,6 +88,7 @@ bool ScreenCastPicture::processEvents() {
 }
 
 ScreenCastPicture::Changes ScreenCastPicture::update() {
+    requestFirstPicture();
     Changes changes;
     changes.blocks = pictures::BlockRegion(region_.width, region_.height);
     const Session::Lock lock(*session_);
@@ -100,6 +106,13 @@ ScreenCastPicture::Changes ScreenCastPicture::update() {
     cursor_ = cursor;
     changes.incomplete = !hasPicture_;
     return changes;
+}
+
+void ScreenCastPicture::requestFirstPicture() {
+    if (hasPicture_) requestAt_.reset();
+    if (!requestAt_ || HostClock::now() < *requestAt_) return;
+    requestPicture_();
+    requestAt_ = HostClock::now() + firstPictureTime;
 }
 
 void ScreenCastPicture::readFrame(const CastFrame& frame, Changes& changes) {

@@ -12,6 +12,7 @@
 #include "Platform/ScreenCaptureKit.h"
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <vector>
@@ -23,6 +24,9 @@ struct ScreenCast {
     Remote remote = {};      ///< opens the portal's connection; empty for the user's own server
     std::uint32_t node = 0;  ///< the producer's identifier on that server
     Size size = {};          ///< of the content in points; empty for one point per pixel
+    /// Called while no first picture arrives, a few times a second, to have the screen drawn. May be empty.
+    /// Any thread.
+    std::function<void()> requestPicture = {};
 };
 
 /// Copies each changed pixel once, from the producer's memory. When the cast pauses, the picture stays as it
@@ -39,13 +43,14 @@ class ScreenCastPicture final : public pictures::LivePicture {
     /// Changes nothing: the desktop decides what it casts.
     void setFilter(const SCContentFilter& /*filter*/) override {}
     bool processEvents() override;
-    std::optional<Time> nextUpdate() const override { return restartAt_; }
+    std::optional<Time> nextUpdate() const override { return pictures::earliest({restartAt_, requestAt_}); }
     Changes update() override;
     pictures::BgraPicture& picture() override { return shadow_.picture(); }
     const pictures::CursorOverlay& cursor() const override { return cursor_; }
 
  private:
     void failIfGone() const;
+    void requestFirstPicture();
     void readFrame(const CastFrame& frame, Changes& changes);
     bool locate(const UprightMap& map, Changes& changes);
     void merge(const CastFrame& frame, const PixelRect& part, Changes& changes);
@@ -56,6 +61,8 @@ class ScreenCastPicture final : public pictures::LivePicture {
     bool showsCursor_ = false;
     bool regionStale_ = false;  ///< another part of the content is to be shown
     std::optional<double> scale_;
+    const std::function<void()> requestPicture_;
+    std::optional<Time> requestAt_;  ///< when to request the first picture
     std::optional<Time> restartAt_;
     bool wasRestarted_ = false;  ///< during this pause
     bool hasPicture_ = false;

@@ -1,16 +1,13 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "Linux/Wayland/Outputs.h"
 
+#include "Linux/Wayland/Connection.h"
 #include "Support/DisplayNames.h"
-#include "Support/Error.h"
-#include "Support/Text.h"
 
-#include <poll.h>
 #include <wayland-client.h>
 #include <xdg-output-unstable-v1-client.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <cmath>
 #include <list>
 #include <optional>
@@ -21,14 +18,8 @@ namespace lumicrate::wayland {
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
 constexpr std::uint32_t outputVersion = 4;         // with names and descriptions
 constexpr std::uint32_t logicalOutputVersion = 3;  // completed by wl_output.done
-
-[[noreturn]] void failConnection() {
-    throw PlatformError(localized("No display server can be reached."));
-}
 
 /// Compositors fill the model of a monitor without a readable EDID with something.
 bool isModel(std::string_view text) {
@@ -151,30 +142,25 @@ std::uint32_t displayIDOf(const std::string& outputName) {
 class Outputs::Client {
  public:
     Client(const std::string& displayName, std::chrono::milliseconds timeout)
-        : display_(wl_display_connect(displayName.empty() ? nullptr : displayName.c_str())),
-          timeout_(timeout) {
-        if (!display_) failConnection();
-        registry_ = wl_display_get_registry(display_.get());
-        static constexpr wl_registry_listener listener{
-            [](void* self, wl_registry*, std::uint32_t name, const char* interface, std::uint32_t version) {
-                static_cast<Client*>(self)->addGlobal(name, interface, version);
-            },
-            [](void* self, wl_registry*, std::uint32_t name) {
-                std::erase_if(static_cast<Client*>(self)->outputs_,
-                              [&](const BoundOutput& each) { return each.global() == name; });
-            }};
-        wl_registry_add_listener(registry_, &listener, this);
-        sync();
+        : connection_(displayName, timeout) {
+        connection_.followGlobals(
+            {[this](std::uint32_t name, std::string_view interface, std::uint32_t version) {
+                 addGlobal(name, interface, version);
+             },
+             [this](std::uint32_t name) {
+                 std::erase_if(outputs_, [&](const BoundOutput& each) { return each.global() == name; });
+             }});
+        connection_.sync();
     }
 
     std::vector<Output> outputs() {
         // After the first all outputs are known and bound, after the second they are described.
-        sync();
+        connection_.sync();
         if (manager_ != nullptr) {
             for (BoundOutput& each : outputs_)
                 each.requestLogicalOutput(manager_);
         }
-        sync();
+        connection_.sync();
         std::vector<Output> list;
         for (const BoundOutput& each : outputs_) {
             if (auto facts = each.facts()) list.push_back(*std::move(facts));
@@ -183,55 +169,17 @@ class Outputs::Client {
     }
 
  private:
-    struct Disconnect {
-        void operator()(wl_display* display) const { wl_display_disconnect(display); }
-    };
-
     void addGlobal(std::uint32_t name, std::string_view interface, std::uint32_t version) {
         if (interface == wl_output_interface.name) {
-            outputs_.emplace_back(registry_, name, version);
+            outputs_.emplace_back(connection_.registry(), name, version);
         } else if (interface == zxdg_output_manager_v1_interface.name) {
-            manager_ = static_cast<zxdg_output_manager_v1*>(wl_registry_bind(
-                registry_, name, &zxdg_output_manager_v1_interface, std::min(version, logicalOutputVersion)));
+            manager_ = static_cast<zxdg_output_manager_v1*>(
+                wl_registry_bind(connection_.registry(), name, &zxdg_output_manager_v1_interface,
+                                 std::min(version, logicalOutputVersion)));
         }
     }
 
-    /// Returns when the compositor has answered all requests. wl_display_roundtrip() would wait forever for
-    /// a compositor that hangs.
-    void sync() {
-        const auto deadline = Clock::now() + timeout_;
-        bool isDone = false;
-        static constexpr wl_callback_listener listener{
-            [](void* done, wl_callback*, std::uint32_t) { *static_cast<bool*>(done) = true; }};
-        const std::unique_ptr<wl_callback, void (*)(wl_callback*)> callback(wl_display_sync(display_.get()),
-                                                                            wl_callback_destroy);
-        wl_callback_add_listener(callback.get(), &listener, &isDone);
-        while (!isDone)
-            readEvents(deadline);
-    }
-
-    void readEvents(Clock::time_point deadline) {
-        if (wl_display_prepare_read(display_.get()) != 0) {
-            if (wl_display_dispatch_pending(display_.get()) < 0) failConnection();
-            return;
-        }
-        wl_display_flush(display_.get());
-        const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now()).count();
-        pollfd watched{wl_display_get_fd(display_.get()), POLLIN, 0};
-        const int ready = poll(&watched, 1, static_cast<int>(std::max(left, decltype(left){0})));
-        if (ready <= 0) {
-            const bool isInterrupted = ready < 0 && errno == EINTR;
-            wl_display_cancel_read(display_.get());
-            if (!isInterrupted) throw PlatformError(localized("The display server does not answer."));
-            return;
-        }
-        if (wl_display_read_events(display_.get()) < 0 || wl_display_dispatch_pending(display_.get()) < 0)
-            failConnection();
-    }
-
-    std::unique_ptr<wl_display, Disconnect> display_;
-    std::chrono::milliseconds timeout_;
-    wl_registry* registry_ = nullptr;
+    Connection connection_;
     zxdg_output_manager_v1* manager_ = nullptr;
     std::list<BoundOutput> outputs_;  // before the connection ends
 };
