@@ -35,6 +35,8 @@ class SCContentSharingPicker {
     virtual Task<std::optional<SCSharedContent>> share(SCSharingRequest request) = 0;
     /// Ends what is shared, and a request that is still open.
     virtual void endSharing() = 0;
+    /// Whether a request for that kind may be answered without a dialog.
+    virtual bool remembersChoice(SCSharingRequest::Kind kind) const = 0;
     /// The next request shows the dialog, whatever was shared before.
     virtual void forgetChoices() = 0;
 };

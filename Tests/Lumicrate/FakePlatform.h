@@ -421,11 +421,13 @@ class FakePicker final : public SCContentSharingPicker {
         answer.resolve(std::nullopt);
         ++ends;
     }
-    void forgetChoices() override {}
+    bool remembersChoice(SCSharingRequest::Kind) const override { return remembers; }
+    void forgetChoices() override { remembers = false; }
 
     Completion<std::optional<SCSharedContent>> answer;
     std::vector<SCSharingRequest> requests;
     int ends = 0;
+    bool remembers = false;
 };
 
 }  // namespace lumicrate::test

@@ -26,6 +26,9 @@ constexpr auto firstPictureTimeout = 3s;
 /// Keeps the numbers of shared windows apart from those of displays that no output matches.
 constexpr std::uint32_t windowNumbers = 0x4000'0000;
 
+constexpr const char* windowTokenKey = "portalToken.window";
+constexpr const char* displayTokenKey = "portalToken.display";
+
 /// A descriptor that is closed with the last stream that uses it.
 class Remote {
  public:
@@ -83,6 +86,16 @@ const SCDisplay* findOutput(const std::vector<SCDisplay>& outputs, const portal:
 
 std::vector<SCDisplay> outputDisplays() {
     return wayland::Outputs().displays();
+}
+
+/// None where the compositor does not tell.
+std::vector<SCDisplay> outputsIfKnown() {
+    try {
+        return outputDisplays();
+    } catch (const PlatformError& error) {
+        log(LogArea::capture, "portal: the outputs are unknown: ", error.what());
+        return {};
+    }
 }
 
 }  // namespace
@@ -235,12 +248,7 @@ Task<void> PortalKit::takeShared(SCSharingRequest request, portal::ScreenCast ca
 }
 
 SCDisplay PortalKit::displayOf(const portal::ScreenCastStream& stream, PixelSize pixels) {
-    std::vector<SCDisplay> outputs;
-    try {
-        outputs = outputDisplays();
-    } catch (const PlatformError& error) {
-        log(LogArea::capture, "portal: the outputs are unknown: ", error.what());
-    }
+    const std::vector<SCDisplay> outputs = outputsIfKnown();
     SCDisplay display;
     if (const SCDisplay* const output = findOutput(outputs, stream, pixels)) {
         display = *output;
@@ -274,19 +282,21 @@ void PortalKit::announceChange() const {
 
 // Tokens
 
+/// The preferences that may keep tokens for that kind; the one for any display first.
+std::vector<std::string> PortalKit::tokenKeys(SCSharingRequest::Kind kind) {
+    if (kind == SCSharingRequest::Kind::window) return {windowTokenKey};
+    std::vector<std::string> keys{displayTokenKey};
+    for (const SCDisplay& display : outputsIfKnown())
+        keys.push_back(displayTokenKey + ("." + display.connector));
+    return keys;
+}
+
 /// The preference that keeps the token of such a request.
 std::string PortalKit::tokenKey(const SCSharingRequest& request) const {
-    if (request.kind == SCSharingRequest::Kind::window) return "portalToken.window";
-    std::string key = "portalToken.display";
-    if (!request.displayID) return key;
-    try {
-        for (const SCDisplay& display : outputDisplays()) {
-            if (display.displayID == *request.displayID) key += "." + display.connector;
-        }
-    } catch (const PlatformError&) {
-        // Without outputs there is one key for all displays.
-    }
-    return key;
+    if (request.kind == SCSharingRequest::Kind::window) return windowTokenKey;
+    const std::vector<SCDisplay> known = request.displayID ? outputsIfKnown() : std::vector<SCDisplay>();
+    const auto wanted = std::ranges::find(known, request.displayID.value_or(0), &SCDisplay::displayID);
+    return wanted == known.end() ? displayTokenKey : displayTokenKey + ("." + wanted->connector);
 }
 
 /// Each token can be used once.
@@ -308,16 +318,17 @@ void PortalKit::storeToken(const std::string& key, const std::string& token) {
     }
 }
 
+bool PortalKit::remembersChoice(SCSharingRequest::Kind kind) const {
+    return std::ranges::any_of(
+        tokenKeys(kind), [&](const std::string& key) { return defaults_.stringForKey(key).has_value(); });
+}
+
 void PortalKit::forgetChoices() {
     endSharing();
     givenToken_.clear();
-    try {
-        defaults_.removeObject("portalToken.window");
-        defaults_.removeObject("portalToken.display");
-        for (const SCDisplay& display : outputDisplays())
-            defaults_.removeObject("portalToken.display." + display.connector);
-    } catch (const PlatformError& error) {
-        log(LogArea::capture, "portal: the choice cannot be forgotten: ", error.what());
+    for (const auto kind : {SCSharingRequest::Kind::display, SCSharingRequest::Kind::window}) {
+        for (const std::string& key : tokenKeys(kind))
+            storeToken(key, {});
     }
 }
 

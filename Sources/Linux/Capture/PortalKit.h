@@ -54,6 +54,7 @@ class PortalKit final : public CaptureKit, public SCContentSharingPicker, public
 
     Task<std::optional<SCSharedContent>> share(SCSharingRequest request) override;
     void endSharing() override;
+    bool remembersChoice(SCSharingRequest::Kind kind) const override;
     void forgetChoices() override;
 
     /// None: windows are not visible to other programs.
@@ -76,6 +77,7 @@ class PortalKit final : public CaptureKit, public SCContentSharingPicker, public
     std::string tokenKey(const SCSharingRequest& request) const;
     std::string takeToken(const std::string& key);
     void storeToken(const std::string& key, const std::string& token);
+    static std::vector<std::string> tokenKeys(SCSharingRequest::Kind kind);
 
     Executor& executor_;
     NSUserDefaults& defaults_;

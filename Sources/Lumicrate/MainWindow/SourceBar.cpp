@@ -69,8 +69,17 @@ void SourceBar::rebuild() {
     if (stored) next.mode = *stored;
     next.enabled = state_ == ScreenRecorder::State::idle;
     fillSources(next);
+    next.picksWindow = next.mode == CaptureMode::window;
     next.picksDisplay = next.mode == CaptureMode::area && next.displays.size() > 1;
     next.note = noteOf(next);
+    const bool isOfScreen = next.mode != CaptureMode::webcam && next.mode != CaptureMode::audio;
+    if (isOfScreen && recorder_.usesDesktopDialog()) {
+        next.picksWindow = next.picksDisplay = false;
+        next.repeatsChoice = recorder_.remembersSharing(next.mode);
+        next.note = next.repeatsChoice
+                        ? localized("What you chose last time is recorded again.")
+                        : localized("You choose in the desktop's dialog when the recording begins.");
+    }
     next.missing = missingFrom(next);
     if (next != *content) content = std::move(next);
 }
@@ -97,7 +106,9 @@ std::optional<std::string> SourceBar::missingFrom(const Content& next) const {
             break;
         case CaptureMode::area:
         case CaptureMode::screen:
-            return next.display ? std::nullopt : std::optional(localized("There is no screen to record."));
+            return next.display || recorder_.usesDesktopDialog()
+                       ? std::nullopt
+                       : std::optional(localized("There is no screen to record."));
         case CaptureMode::webcam:
             return cameras_.empty() ? std::optional(localized("Connect a camera first.")) : std::nullopt;
     }
@@ -132,6 +143,11 @@ void SourceBar::chooseDisplay(std::uint32_t id) {
     rebuild();
 }
 
+void SourceBar::chooseAgain() {
+    recorder_.forgetSharing();
+    rebuild();
+}
+
 void SourceBar::record() {
     const Content& chosen = *content;
     if (chosen.missing || !chosen.enabled) return;
@@ -139,7 +155,7 @@ void SourceBar::record() {
         case CaptureMode::window:
             return recorder_.recordWindow();
         case CaptureMode::area:
-            recorder_.setSource(CaptureSource::area(*chosen.display));
+            if (chosen.display) recorder_.setSource(CaptureSource::area(*chosen.display));
             return recorder_.record(CaptureMode::area);
         case CaptureMode::screen:
             return recorder_.record(CaptureMode::screen);

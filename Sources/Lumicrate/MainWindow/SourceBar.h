@@ -50,8 +50,10 @@ class SourceBar {
         std::vector<Display> displays;
         /// The display on which an area is selected.
         std::optional<std::uint32_t> display;
-        bool picksDisplay = false;  ///< whether the display can be chosen here
-        std::string note;           ///< shown if there is nothing to choose
+        bool picksWindow = false;    ///< whether the window can be chosen here
+        bool picksDisplay = false;   ///< whether the display can be chosen here
+        bool repeatsChoice = false;  ///< of the desktop's dialog; chooseAgain() shows the dialog again
+        std::string note;            ///< shown if there is nothing to choose
         /// Why nothing can be recorded, a sentence for the user.
         std::optional<std::string> missing;
         bool operator==(const Content&) const = default;
@@ -77,6 +79,9 @@ class SourceBar {
     void chooseWindow(std::uint32_t id);
     /// Also applies to the area shortcut.
     void chooseDisplay(std::uint32_t id);
+
+    /// The next recording shows the desktop's dialog.
+    void chooseAgain();
 
     /// Starts recording the chosen window, or lets the user choose on the screen: an area, a display if there
     /// are several, or a window if none is chosen here; a webcam is framed, and sound recorded, in a

@@ -143,6 +143,12 @@ class ScreenRecorder {
     void record(CaptureMode mode);
     /// Records sound alone. Ignored unless idle.
     void recordAudioNow();
+    /// Whether screens and windows are chosen in the desktop's own dialog, which this program can't replace.
+    bool usesDesktopDialog() const { return services_.picker != nullptr; }
+    /// Whether the next recording of a screen, area or window repeats the last choice of that dialog.
+    bool remembersSharing(CaptureMode mode) const;
+    /// The dialog is shown again.
+    void forgetSharing();
     /// Records a camera alone, after framing in a window. Ignored unless idle.
     void recordWebcam();
     /// Records `source` without asking. If it is not set, records the saved area of the main display

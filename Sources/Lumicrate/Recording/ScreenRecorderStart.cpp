@@ -68,6 +68,16 @@ void ScreenRecorder::recordWindow() {
     begin(startSequence());
 }
 
+bool ScreenRecorder::remembersSharing(CaptureMode mode) const {
+    const bool isWindow = mode == CaptureMode::window;
+    return services_.picker && services_.picker->remembersChoice(isWindow ? SCSharingRequest::Kind::window
+                                                                          : SCSharingRequest::Kind::display);
+}
+
+void ScreenRecorder::forgetSharing() {
+    if (isAtRest() && services_.picker) services_.picker->forgetChoices();
+}
+
 void ScreenRecorder::recordAudioNow() {
     if (!isAtRest()) return;
     pickingMode = CaptureMode::audio;

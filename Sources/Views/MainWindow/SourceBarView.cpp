@@ -71,6 +71,9 @@ void SourceBarView::addDetails(QVBoxLayout& column, WindowPicker& picker) {
     note_->setAlignment(Qt::AlignCenter);
     note_->setMinimumHeight(window_->sizeHint().height());
 
+    note_->setTextInteractionFlags(Qt::LinksAccessibleByMouse | Qt::LinksAccessibleByKeyboard);
+    connect(note_, &QLabel::linkActivated, this, [this] { sources_.chooseAgain(); });
+
     for (QWidget* widget : std::initializer_list<QWidget*>{window_, display_, note_})
         column.addWidget(widget);
 }
@@ -82,7 +85,7 @@ void SourceBarView::show(const SourceBar::Content& content) {
         if (mode == content.mode) button->setChecked(true);
         button->updateGeometry();
     }
-    window_->setVisible(content.mode == CaptureMode::window);
+    window_->setVisible(content.picksWindow);
     const QString text = content.window ? describe(*content.window) : localizedText("Choose a Window…");
     window_->setText(text);
     window_->setToolTip(content.window ? text : QString());
@@ -105,7 +108,10 @@ void SourceBarView::openDisplays() {
 
 void SourceBarView::showDisplay(const SourceBar::Content& content) {
     note_->setVisible(!content.note.empty());
-    note_->setText(qtText(content.note));
+    QString note = qtText(content.note);
+    if (content.repeatsChoice)
+        note += QStringLiteral(" <a href=\"again\">%1</a>").arg(localizedText("Choose Again"));
+    note_->setText(note);
     display_->setVisible(content.picksDisplay);
     for (const SourceBar::Display& display : content.displays) {
         if (display.id != content.display) continue;

@@ -81,7 +81,8 @@ Task<std::optional<PickedArea>> AreaSelector::select(NSScreen screen, std::strin
 void AreaSelector::create(std::vector<HoverTarget> targets, std::optional<Rect> initialArea) {
     const NSScreen& screen = request_.screen;
     const SelectionModel::Settings settings{screen.frame.size(), screen.backingScaleFactor,
-                                            std::move(targets), request_.windowsOnly};
+                                            std::move(targets), request_.windowsOnly,
+                                            services_.capture.canExcludeWindows()};
     selection_ = std::make_unique<AreaSelection>(
         request_.confirmTitle, request_.microphones, services_.defaults, complain_, settings,
         [this](std::optional<Rect> rect, std::optional<std::uint32_t> windowID) {

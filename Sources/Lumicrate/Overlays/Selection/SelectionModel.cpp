@@ -460,8 +460,9 @@ void SelectionModel::describeTarget(SelectionAppearance& seen) const {
             {hovered_->rect.midX(), hovered_->rect.midY()}};
     }
     seen.hint = {
-        settings_.windowsOnly
-            ? localized("Click the window to record   ·   Esc: cancel")
+        settings_.windowsOnly ? localized("Click the window to record   ·   Esc: cancel")
+        : !settings_.hasWindows
+            ? localized("Drag to select an area   ·   F: full screen   ·   Esc: cancel")
             : localized("Click a window   ·   Drag to select an area   ·   F: full screen   ·   Esc: cancel"),
         {}};
 }

@@ -63,6 +63,7 @@ class SelectionModel {
         double pixelScale = 1;             ///< pixels per point
         std::vector<HoverTarget> targets;  ///< the windows, front-most first
         bool windowsOnly = false;          ///< only a whole window can be picked
+        bool hasWindows = true;            ///< false where windows can't be picked here at all
     };
     /// Called once: with the rectangle and, if a window is to be recorded, its number; without a rectangle if
     /// the user has cancelled.
