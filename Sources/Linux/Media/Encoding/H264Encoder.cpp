@@ -30,6 +30,7 @@ constexpr double pixelsPerThread = 1920.0 * 1088 * 32;
 }  // namespace
 
 H264Encoder::H264Encoder(const Settings& settings) : VideoEncoder(settings, 2) {
+    allowFinerKeyPictures();
     open(false);
     readHeaders();
 }
@@ -79,10 +80,14 @@ void H264Encoder::fillParameters(x264_param_t& parameters) const {
 
     // RateControl sets each picture's quantizer. The encoder's own rate control first analyses a downscaled
     // copy, a quarter of the cost of a picture in which little changed, and knows nothing of idle times. The
-    // key pictures' factor only extends the range of quantizers that may be set.
+    // factors of the other kinds of pictures only set the ends of the range that may be ordered. Each may
+    // differ by 40 from the constant.
+    constexpr int middle = 28;
+    const auto factor = [](int quantizers) { return static_cast<float>(std::exp2(quantizers / 6.0)); };
     parameters.rc.i_rc_method = X264_RC_CQP;
-    parameters.rc.i_qp_constant = qualityQuantizer();
-    parameters.rc.f_ip_factor = static_cast<float>(std::exp2((qualityQuantizer() - coarsestQuantizer) / 6.0));
+    parameters.rc.i_qp_constant = middle;
+    parameters.rc.f_ip_factor = factor(middle - coarsestQuantizer);
+    parameters.rc.f_pb_factor = factor(finestQuantizer() - middle);
 
     parameters.i_deblocking_filter_alphac0 = deblockingOffset();
     parameters.i_deblocking_filter_beta = deblockingOffset();

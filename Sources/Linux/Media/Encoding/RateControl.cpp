@@ -18,6 +18,10 @@ constexpr int minSampledBlocks = 64;
 /// In quantizers above the quality level; two thresholds, so that the state does not flicker.
 constexpr int strainBegins = 3;
 constexpr int strainEnds = 1;
+/// Motion counts from this part of the picture on, a mean of all pictures between two key pictures.
+constexpr int motionPart = 8;
+/// Blocks that take less than this part of a key picture's bits are mostly copies of others.
+constexpr int copiedPart = 4;
 
 /// The quantizer step size, which doubles every six quantizers.
 double step(int quantizer) {
@@ -43,6 +47,7 @@ RateControl::RateControl(int bitRate, double pixelRate, int framesPerSecond)
       frameShare_(bitRate_ / std::max(framesPerSecond, 1)),
       capacity_(bitRate_ * bucketSeconds),
       quality_(qualityFor(bitRate_ / std::max(pixelRate, 1.0))),
+      finestKey_(quality_),
       fill_(capacity_),
       interComplexity_(typicalComplexity),
       keyComplexity_(typicalComplexity) {}
@@ -74,9 +79,17 @@ int RateControl::finestWithin(double allowed, const PictureWork& work, int fines
     return quantizer;
 }
 
+/// Judged by the pictures since the last key picture, when the next one is due.
+bool RateControl::movesWhatIsShown(const PictureWork& key) const {
+    const bool isMotion = pictures_ > 0 && codedBlocks_ * motionPart > pictures_ * key.changed;
+    return finestKey_ < quality_ && isMotion && excess_ < codedBlocks_ &&
+           interComplexity_ * copiedPart < keyComplexity_;
+}
+
 int RateControl::quantizerFor(const PictureWork& work) const {
     const double allowed = work.key ? std::max(allowance(), fill_ * spentAtOnce) : allowance();
-    return finestWithin(allowed, work, std::max(quality_, work.finest));
+    const bool isFiner = work.key && movesWhatIsShown(work);
+    return finestWithin(allowed, work, isFiner ? finestKey_ : std::max(quality_, work.finest));
 }
 
 int RateControl::quantizerWhenIdle(const PictureWork& work) const {
@@ -88,12 +101,14 @@ bool RateControl::isStrained() const {
     return excess_ > codedBlocks_ * (wasStrained_ ? strainEnds : strainBegins);
 }
 
-void RateControl::noteStrain(bool key, int blocks, int quantizer) {
-    if (key) {
+void RateControl::noteMotion(const PictureWork& work, int quantizer) {
+    if (work.key) {
         wasStrained_ = isStrained();
-        codedBlocks_ = excess_ = 0;
+        pictures_ = codedBlocks_ = excess_ = 0;
         return;
     }
+    const int blocks = work.codedBlocks(quantizer);
+    ++pictures_;
     codedBlocks_ += blocks;
     excess_ += std::int64_t{blocks} * (quantizer - quality_);
 }
@@ -101,7 +116,7 @@ void RateControl::noteStrain(bool key, int blocks, int quantizer) {
 void RateControl::coded(const PictureWork& work, int quantizer, std::int64_t bits) {
     fill_ -= static_cast<double>(bits);
     const int blocks = work.codedBlocks(quantizer);
-    noteStrain(work.key, blocks, quantizer);
+    noteMotion(work, quantizer);
     if (blocks < minSampledBlocks) return;
     double& complexity = work.key ? keyComplexity_ : interComplexity_;
     complexity = (complexity + static_cast<double>(bits) * step(quantizer) / blocks) / 2;

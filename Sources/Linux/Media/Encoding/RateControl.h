@@ -19,6 +19,11 @@
 // pixels), and does not suffer from the lack of adaptive quantization, which would take bits from its edges.
 // Smooth motion does suffer and needs a finer quantizer to come as close to its source as an adaptive encoder
 // at the ceiling: SSIM 0.9956 at 13, 0.9926 at 17 and 0.9892 at 20 in the benchmark's moving scene.
+//
+// Motion that only moves what is shown, such as a pan, is as good as the last key picture: what is predicted
+// from it keeps its errors, which are too small to be coded again. There a bit is spent best on the key
+// picture (allowFinerKeyPictures): in a pan over a picture, SSIM 0.9978 instead of 0.9959 for a sixth more
+// bits.
 #pragma once
 
 #include <array>
@@ -50,6 +55,11 @@ class RateControl {
 
     /// The quantizer of pictures that the ceiling does not limit.
     int qualityQuantizer() const { return quality_; }
+    /// While large parts of the picture move and cost little, and the ceiling is not reached, key pictures
+    /// become finer than the quality level. They take a half more time.
+    void allowFinerKeyPictures() { finestKey_ = quality_ - finerKey; }
+    /// The finest quantizer that any picture gets.
+    int finestQuantizer() const { return finestKey_; }
     /// Fills the bucket up to this media time in seconds; an earlier time than before changes nothing.
     void advanceTo(double seconds);
     /// The quantizer for the next picture.
@@ -68,24 +78,29 @@ class RateControl {
     double available() const { return fill_; }
 
  private:
+    static constexpr int finerKey = 8;
+
     double allowance() const;
+    bool movesWhatIsShown(const PictureWork& key) const;
     int finestWithin(double allowed, const PictureWork& work, int finest) const;
-    void noteStrain(bool key, int blocks, int quantizer);
+    void noteMotion(const PictureWork& work, int quantizer);
     double predictedBits(const PictureWork& work, int quantizer) const;
 
     double bitRate_;
     double frameShare_;
     double capacity_;
     int quality_;
+    int finestKey_;
     double fill_;
     double filledTo_ = 0;
     /// How complex the content is: bits a macroblock takes, times the quantizer's step.
     double interComplexity_;
     double keyComplexity_;
     // Since the last key picture:
+    std::int64_t pictures_ = 0;
     std::int64_t codedBlocks_ = 0;
-    std::int64_t excess_ = 0;  ///< sum over those blocks of the quantizers above the quality level
-    bool wasStrained_ = false;
+    std::int64_t excess_ = 0;   ///< sum over those blocks of the quantizers above the quality level
+    bool wasStrained_ = false;  ///< before it
 };
 
 }  // namespace lumicrate::media

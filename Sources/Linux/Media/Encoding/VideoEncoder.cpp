@@ -101,8 +101,11 @@ EncodedPicture VideoEncoder::encode(const CVPixelBuffer& picture, std::int64_t t
     if (!settings_.isNaturalVideo) scroll = scrolls_.update(picture, blocks_.changes());
     if (scroll) blocks_.addScroll(scrolls_, *scroll);
     const PictureWork work = blocks_.work(keyPictureIsDue(time));
-    const int coarser = std::min(qualityQuantizer() + quantizersPerLevel * saving_, coarsestQuantizer);
-    return encodeBegun(picture, time, work, std::max(rate_.quantizerFor(work), coarser), scroll);
+    int quantizer = rate_.quantizerFor(work);
+    if (saving_ > 0)
+        quantizer = std::max(quantizer,
+                             std::min(qualityQuantizer() + quantizersPerLevel * saving_, coarsestQuantizer));
+    return encodeBegun(picture, time, work, quantizer, scroll);
 }
 
 EncodedPicture VideoEncoder::encodeAtBest(const CVPixelBuffer& picture, std::int64_t time, bool key) {

@@ -109,6 +109,10 @@ class VideoEncoder {
     const Settings& settings() const { return settings_; }
     /// The quantizer of pictures that the ceiling does not limit.
     int qualityQuantizer() const { return rate_.qualityQuantizer(); }
+    /// See RateControl. For codecs that code a key picture in much less time than a second.
+    void allowFinerKeyPictures() { rate_.allowFinerKeyPictures(); }
+    /// The finest quantizer of any picture.
+    int finestQuantizer() const { return rate_.finestQuantizer(); }
     /// The deblocking filter's offset, in the standards' units of two quantizers, with which the filter
     /// leaves pictures of the quality level unchanged.
     int deblockingOffset() const;

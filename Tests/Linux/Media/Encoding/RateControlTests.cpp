@@ -98,6 +98,31 @@ TEST(RateControlTests, LastingCoarseMotionIsStrained) {
     }
 }
 
+TEST(RateControlTests, KeyPicturesAreFinerInMotionThatCostsLittle) {
+    const struct {
+        int blocks;
+        std::int64_t bitsPerBlock;
+        int excess, finer;
+        const char* why;
+    } groups[] = {{8000, 20, 0, 8, ""},
+                  {8000, 200, 0, 0, "new content, not a copy of what is shown"},
+                  {500, 20, 0, 0, "a small part moves"},
+                  {8000, 20, 2, 0, "at the ceiling"}};
+    for (const auto& [blocks, bitsPerBlock, excess, finer, why] : groups) {
+        RateControl rate(7'000'000, pixelRate, 30);
+        const int quality = rate.qualityQuantizer();
+        rate.allowFinerKeyPictures();
+        PictureWork key = changed(8160);
+        key.key = true;
+        EXPECT_EQ(rate.quantizerFor(key), quality) << "the first picture";
+        rate.coded(key, quality, 8160 * 200);
+        for (int picture = 0; picture < 10; ++picture)
+            rate.coded(changed(blocks), quality + excess, blocks * bitsPerBlock);
+        rate.advanceTo(10);
+        EXPECT_EQ(rate.quantizerFor(key), quality - finer) << why;
+    }
+}
+
 SCStreamFrameInfo info(std::uint64_t sequence, std::vector<PixelRect> dirty) {
     return {SCFrameStatus::complete, sequence, std::move(dirty)};
 }
