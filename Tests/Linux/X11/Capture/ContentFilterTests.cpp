@@ -72,6 +72,18 @@ pictures::BgraPicture screenWith(const pictures::BgraPicture& picture, int x, in
     return screen;
 }
 
+/// A window with the number of one that was destroyed, as another program may get it.
+void reuse(const TestWindow& gone, const PixelRect& frame, std::uint32_t colour) {
+    const Connection& connection = gone.connection();
+    const std::uint32_t values[] = {colour, 1};
+    const xcb_rectangle_t area = test::xcbRectangle(frame);
+    xcb_create_window(connection.get(), XCB_COPY_FROM_PARENT, gone.id(), connection.root(), area.x, area.y,
+                      area.width, area.height, 0, XCB_WINDOW_CLASS_INPUT_OUTPUT, XCB_COPY_FROM_PARENT,
+                      XCB_CW_BACK_PIXEL | XCB_CW_OVERRIDE_REDIRECT, values);
+    xcb_map_window(connection.get(), gone.id());
+    connection.sync();
+}
+
 bool showsForbidden(const CVPixelBuffer& buffer) {
     for (int y = 0; y < (buffer.height + 1) / 2; ++y) {
         const std::uint8_t* const row = buffer.chroma + y * buffer.chromaStride;
@@ -179,6 +191,11 @@ TEST_P(ContentFilterTests, ExcludedWindowsAreNeverShown) {
     for (int i = 0; i < 30; ++i)
         a.move(i * 9, i * 5);
     expectUnbroken(below, "moved across");
+    reuse(b, {20, 20, 40, 40}, 0x00ff00);
+    below.fill(pattern(2));
+    pictures::BgraPicture expected = pattern(2);
+    paint(expected, {20, 20, 40, 40}, 0x00ff00);
+    EXPECT_TRUE(shows(expected)) << "its number is another window's";
 }
 
 TEST_P(ContentFilterTests, AnExcludedWindowMayAppearAnywhereWhileOthersChange) {
@@ -462,7 +479,8 @@ TEST_P(UncomposedContentFilterTests, PixelsAreUsedOnlyIfNothingChangedBeforeThey
     TestWindow below = window(whole, 0x204060);
     TestWindow beside = window({300, 100, 50, 50}, 0x00ff00);
     TestWindow excluded = window({20, 20, 100, 100});
-    SCContentFilter filter = withoutProcess({&below, &beside});
+    TestWindow frame = window({10, 262, 60, 38}, 0x0000ff);
+    SCContentFilter filter = withoutProcess({&below, &beside, &frame});
     filter.windows = windows({&excluded});
     FilteredContent content(connection, filter);
     std::optional<TestWindow> late;
@@ -501,6 +519,12 @@ TEST_P(UncomposedContentFilterTests, PixelsAreUsedOnlyIfNothingChangedBeforeThey
              late.emplace(window({0, 150, 200, 100}));
          }},
         {"and gone", [&] { late->destroy(); }},
+        {"in a frame of somebody else's",
+         [&] {
+             late.emplace(window({0, 0, 60, 60}));
+             xcb_reparent_window(late->connection().get(), late->id(), frame.id(), 0, 0);
+             late->sync();
+         }},
         {"larger", [&] { excluded.place(PixelRect(280, 30, 123, 271)); }},
     };
     for (const auto& [what, action] : cases) {
