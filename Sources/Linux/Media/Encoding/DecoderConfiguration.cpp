@@ -62,7 +62,8 @@ std::vector<std::uint8_t> avcConfiguration(NalUnit sequence, NalUnit picture) {
     return record;
 }
 
-std::vector<std::uint8_t> hevcConfiguration(NalUnit video, NalUnit sequence, NalUnit picture) {
+std::vector<std::uint8_t> hevcConfiguration(NalUnit video, NalUnit sequence, NalUnit picture,
+                                            NalUnit secondPicture) {
     if (video.empty() || picture.empty()) fail();
     constexpr std::size_t unitHeader = 2;
     constexpr std::size_t levels = 12;  // profile, tier, compatibility, constraints and level
@@ -82,8 +83,10 @@ std::vector<std::uint8_t> hevcConfiguration(NalUnit video, NalUnit sequence, Nal
     record.push_back(3);
     for (const NalUnit unit : {video, sequence, picture}) {
         record.push_back(static_cast<std::uint8_t>(complete | (unit[0] >> 1 & 0x3f)));
-        append16(record, 1);
+        const bool hasSecond = unit.data() == picture.data() && !secondPicture.empty();
+        append16(record, hasSecond ? 2 : 1);
         appendUnit(record, unit);
+        if (hasSecond) appendUnit(record, secondPicture);
     }
     return record;
 }

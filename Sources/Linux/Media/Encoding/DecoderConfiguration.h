@@ -18,8 +18,9 @@ using NalUnit = std::span<const std::uint8_t>;
 /// is missing or cut off.
 std::vector<std::uint8_t> avcConfiguration(NalUnit sequence, NalUnit picture);
 
-/// The record "hvcC" for a stream of 8 bits and 4:2:0. Throws PlatformError when one of the sets is missing
-/// or cut off.
-std::vector<std::uint8_t> hevcConfiguration(NalUnit video, NalUnit sequence, NalUnit picture);
+/// The record "hvcC" for a stream of 8 bits and 4:2:0, with one or two picture parameter sets. Throws
+/// PlatformError when one of the others is missing or cut off.
+std::vector<std::uint8_t> hevcConfiguration(NalUnit video, NalUnit sequence, NalUnit picture,
+                                            NalUnit secondPicture = {});
 
 }  // namespace lumicrate::media

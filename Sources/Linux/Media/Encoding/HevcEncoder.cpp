@@ -16,6 +16,8 @@ namespace {
 constexpr double pixelsPerThread = 1920.0 * 1088 * 8;
 constexpr int bitsOfSample = 8;
 constexpr std::size_t bytesOfLength = 4;
+/// The part of a picture up to which a patch is small and quick to code.
+constexpr double maxPatched = 0.03;
 
 [[noreturn]] void fail(const char* sentence) {
     throw PlatformError(localized(sentence));
@@ -73,6 +75,9 @@ void HevcEncoder::fillParameters() {
     if (!settings().isNaturalVideo) tuneForScreens();
     parameters.psyRd = 0;  // it would preserve the look of grain at the cost of accuracy
 
+    // Motion of the previous picture would depend on how pictures are numbered.
+    parameters.bEnableTemporalMvp = 0;
+
     // We place key pictures by media time; the encoder would count pictures.
     parameters.keyframeMax = -1;
     parameters.bOpenGOP = 0;
@@ -122,7 +127,10 @@ void HevcEncoder::readHeaders() {
         if (unit.type == NAL_UNIT_SPS) sequence = body;
         if (unit.type == NAL_UNIT_PPS) picture = body;
     }
-    setConfiguration(hevcConfiguration(video, sequence, picture));
+    sequence_ = parseHevcSequence(sequence, picture);
+    if (sequence_) patches_.emplace(*sequence_);
+    const std::vector<std::uint8_t> patchSet = patches_ ? patchParameterSet() : std::vector<std::uint8_t>{};
+    setConfiguration(hevcConfiguration(video, sequence, picture, patchSet));
 }
 
 void HevcEncoder::splitChroma(const CVPixelBuffer& picture) {
@@ -136,7 +144,37 @@ void HevcEncoder::splitChroma(const CVPixelBuffer& picture) {
     }
 }
 
+bool HevcEncoder::isPatch(const Order& order) const {
+    if (!patches_ || order.key || order.scroll || order.constantBlocks.empty()) return false;
+    const auto changed = std::count(order.constantBlocks.begin(), order.constantBlocks.end(), 0);
+    const auto most = static_cast<double>(order.constantBlocks.size()) * maxPatched;
+    // Unchanged blocks that shall become finer are many.
+    return static_cast<double>(changed) <= most && order.codedBlocks <= changed;
+}
+
 std::span<const std::uint8_t> HevcEncoder::code(const Order& order) {
+    sample_.clear();
+    if (isPatch(order)) {
+        codePatch(order);
+    } else {
+        codeAnew(order);
+    }
+    return sample_;
+}
+
+void HevcEncoder::codePatch(const Order& order) {
+    HevcPlace place{lastNumber_ + 1, 1, std::nullopt};
+    if (lastNumber_ == numberAnew_) {
+        patches_->setReference(decoded_);
+    } else {
+        place.kept = place.number - numberAnew_;
+    }
+    patches_->code(order.picture, order.constantBlocks, order.quantizer, place, sample_);
+    lastNumber_ = place.number;
+    isRenumbered_ = true;
+}
+
+void HevcEncoder::codeAnew(const Order& order) {
     splitChroma(order.picture);
     x265_picture input;
     library_.picture_init(parameters_.get(), &input);
@@ -153,12 +191,27 @@ std::span<const std::uint8_t> HevcEncoder::code(const Order& order) {
 
     x265_nal* units = nullptr;
     std::uint32_t count = 0;
-    if (library_.encoder_encode(encoder_.get(), &units, &count, &input, nullptr) <= 0)
+    x265_picture decoded;
+    library_.picture_init(parameters_.get(), &decoded);
+    if (library_.encoder_encode(encoder_.get(), &units, &count, &input, &decoded) <= 0)
         fail("A picture couldn't be encoded.");
-    sample_.clear();
-    for (const x265_nal& unit : std::span(units, count))
-        sample_.insert(sample_.end(), unit.payload, unit.payload + unit.sizeBytes);
-    return sample_;
+    for (std::size_t i = 0; i < decoded_.size(); ++i)
+        decoded_[i] = {static_cast<const std::uint8_t*>(decoded.planes[i]), decoded.stride[i]};
+
+    if (order.key) {
+        lastNumber_ = numberAnew_ = -1;
+        isRenumbered_ = false;
+    }
+    const HevcPlace place{lastNumber_ + 1, lastNumber_ + 1 - numberAnew_, std::nullopt};
+    for (const x265_nal& unit : std::span(units, count)) {
+        const NalUnit raw(unit.payload, unit.sizeBytes);
+        if (!isRenumbered_) {
+            sample_.insert(sample_.end(), raw.begin(), raw.end());
+        } else if (!appendWithPlace(sample_, raw.subspan(bytesOfLength), *sequence_, place)) {
+            fail("A picture couldn't be encoded.");
+        }
+    }
+    lastNumber_ = numberAnew_ = place.number;
 }
 
 }  // namespace lumicrate::media

@@ -2,6 +2,7 @@
 // HevcEncoder: encodes pictures in HEVC, Main profile, with libx265.
 #pragma once
 
+#include "Linux/Media/Encoding/HevcPatchCoder.h"
 #include "Linux/Media/Encoding/VideoEncoder.h"
 
 #include <x265.h>
@@ -12,8 +13,8 @@
 
 namespace lumicrate::media {
 
-/// The encoder cannot be told which blocks are unchanged and compares them all, so a picture in which little
-/// changed costs several times as much as in H.264.
+/// libx265 cannot be told which blocks are unchanged and analyses them all. HevcPatchCoder codes the pictures
+/// in which little changed instead; libx265 then goes on from its own last picture, which decoders keep.
 class HevcEncoder final : public VideoEncoder {
  public:
     /// Minimum coded width and height, pixels.
@@ -27,6 +28,9 @@ class HevcEncoder final : public VideoEncoder {
     void tuneForScreens();
     void readHeaders();
     void splitChroma(const CVPixelBuffer& picture);
+    bool isPatch(const Order& order) const;
+    void codePatch(const Order& order);
+    void codeAnew(const Order& order);
     std::span<const std::uint8_t> code(const Order& order) override;
 
     const x265_api& library_;
@@ -37,6 +41,13 @@ class HevcEncoder final : public VideoEncoder {
     std::vector<std::uint8_t> cb_;
     std::vector<std::uint8_t> cr_;
     std::vector<std::uint8_t> sample_;
+    std::optional<HevcSequence> sequence_;
+    std::optional<HevcPatchCoder> patches_;  ///< none where it does not support what libx265 writes
+    /// What libx265 keeps of its last picture, until it codes the next one.
+    std::array<DecodedPlane, 3> decoded_{};
+    int lastNumber_ = -1;        ///< of the last picture in the stream, from 0 for a key picture
+    int numberAnew_ = -1;        ///< of the last one coded by libx265
+    bool isRenumbered_ = false;  ///< libx265's own numbers are others since the first patch
 };
 
 }  // namespace lumicrate::media

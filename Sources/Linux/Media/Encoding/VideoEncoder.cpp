@@ -110,7 +110,7 @@ EncodedPicture VideoEncoder::encode(const CVPixelBuffer& picture, std::int64_t t
 
 EncodedPicture VideoEncoder::encodeAtBest(const CVPixelBuffer& picture, std::int64_t time, bool key) {
     const Order order{
-        padded_.of(picture, codedWidth(), codedHeight()), time, key, qualityQuantizer(), false, {}, {}};
+        padded_.of(picture, codedWidth(), codedHeight()), time, key, qualityQuantizer(), false, {}, {}, 0};
     return {code(order), key, order.quantizer, false};
 }
 
@@ -146,7 +146,8 @@ EncodedPicture VideoEncoder::encodeBegun(const CVPixelBuffer& picture, std::int6
                 quantizer,
                 rate_.isStrained() && saving_ == 0,
                 scroll,
-                {}};
+                {},
+                work.codedBlocks(quantizer)};
     if (!work.key && blocks_.hasConstantBlocks()) order.constantBlocks = blocks_.constantBlocks();
     const std::span<const std::uint8_t> data = code(order);
     if (work.key) lastKey_ = time;

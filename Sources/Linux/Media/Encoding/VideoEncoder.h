@@ -101,6 +101,8 @@ class VideoEncoder {
         /// One flag for each macroblock in raster order: 1 if it is the same as in the previous picture.
         /// Empty if that is known of none.
         std::span<const std::uint8_t> constantBlocks;
+        /// Macroblocks to code: those that changed, and unchanged ones that become finer.
+        int codedBlocks;
     };
 
     /// `minSide` is the smallest width and height that the codec has, even.

@@ -1,0 +1,212 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+#include "Linux/Media/Encoding/HevcHeaders.h"
+
+namespace lumicrate::media {
+
+namespace {
+
+constexpr std::uint32_t predictedSlice = 1;
+constexpr std::uint32_t patchSet = 1;
+constexpr std::uint32_t trailingPicture = 1;  // NAL unit type of pictures that others refer to
+constexpr std::uint32_t pictureSet = 34;
+
+void beginUnit(BitWriter& unit, std::uint32_t type) {
+    unit.bits(type << 1, 8);
+    unit.bits(1, 8);  // the base layer
+}
+
+/// Profile, tier and level of a stream without layers.
+void skipProfile(BitReader& reader) {
+    reader.take(32);
+    reader.take(32);
+    reader.take(32);
+}
+
+void writePlace(BitWriter& unit, const HevcSequence& sequence, const HevcPlace& place) {
+    unit.bits(static_cast<std::uint32_t>(place.number) & ((1U << sequence.orderBits) - 1),
+              sequence.orderBits);
+    unit.flag(false);  // the references are not those of the sequence parameter set
+    unit.number(place.kept ? 2 : 1);
+    unit.number(0);  // none is shown later
+    unit.number(static_cast<std::uint32_t>(place.reference - 1));
+    unit.flag(true);
+    if (!place.kept) return;
+    unit.number(static_cast<std::uint32_t>(*place.kept - place.reference - 1));
+    unit.flag(false);
+}
+
+/// Where the rows of blocks begin in the slice's data.
+void copyEntryPoints(BitReader& from, BitWriter& to) {
+    const std::uint32_t count = from.number();
+    to.number(count);
+    if (count == 0) return;
+    const std::uint32_t length = from.number();
+    to.number(length);
+    for (std::uint32_t i = 0; i < count && !from.isPastEnd(); ++i)
+        to.bits(from.take(static_cast<int>(length) + 1), static_cast<int>(length) + 1);
+}
+
+/// Whether a sequence parameter set has only features that are supported.
+bool parseSequence(std::span<const std::uint8_t> unit, HevcSequence& sequence) {
+    BitReader reader(unit, 256);
+    reader.take(16);  // NAL unit header
+    reader.take(4);   // the video parameter set
+    bool isKnown = reader.take(3) == 0;  // layers
+    reader.take(1);
+    skipProfile(reader);
+    isKnown &= reader.number() == 0;  // this set's number
+    isKnown &= reader.number() == 1;  // 4:2:0
+    sequence.width = static_cast<int>(reader.number());
+    sequence.height = static_cast<int>(reader.number());
+    if (reader.flag()) {  // cropping
+        for (int side = 0; side < 4; ++side)
+            reader.number();
+    }
+    isKnown &= reader.number() == 0;  // 8 bits of luma
+    isKnown &= reader.number() == 0;  // and chroma
+    sequence.orderBits = static_cast<int>(reader.number()) + 4;
+    reader.take(1);
+    isKnown &= reader.number() >= 2;  // two references are kept
+    isKnown &= reader.number() == 0;  // none is shown later
+    reader.number();
+    isKnown &= reader.number() == 0;  // the smallest blocks have 8 pixels
+    sequence.log2Tree = 3 + static_cast<int>(reader.number());
+    isKnown &= reader.number() == 0;  // the smallest transforms have 4
+    isKnown &= reader.number() >= 1;  // there are those of 8
+    isKnown &= reader.number() == 0;  // transforms are as large as blocks
+    reader.number();
+    isKnown &= !reader.flag();  // scaling lists
+    reader.take(1);             // asymmetric partitions
+    isKnown &= !reader.flag();  // sample adaptive offsets
+    isKnown &= !reader.flag();  // uncoded blocks
+    isKnown &= reader.number() == 0;  // lists of references
+    isKnown &= !reader.flag();        // long-term references
+    sequence.temporalMotion = reader.flag();
+    return isKnown && sequence.log2Tree <= 6 && sequence.orderBits <= 16 && !reader.isPastEnd();
+}
+
+/// The same for a picture parameter set.
+bool parsePicture(std::span<const std::uint8_t> unit, HevcSequence& sequence) {
+    BitReader reader(unit, 256);
+    reader.take(16);
+    bool isKnown = reader.number() == 0;  // this set's number
+    isKnown &= reader.number() == 0;      // the sequence parameter set
+    isKnown &= reader.take(5) == 0;       // dependent slices, hidden pictures, extra bits
+    reader.take(1);                       // hidden signs
+    isKnown &= !reader.flag();            // other contexts
+    reader.number();                      // references
+    reader.number();
+    reader.signedNumber();  // the quantizer
+    reader.take(2);         // constrained intra prediction, transforms left out
+    if (reader.flag()) reader.number();  // quantizers of blocks
+    reader.signedNumber();               // of chroma
+    reader.signedNumber();
+    isKnown &= reader.take(2) == 0;  // quantizers of slices' chroma, weights
+    reader.take(2);                  // weights of pictures predicted from two, lossless blocks
+    isKnown &= !reader.flag();       // tiles
+    sequence.wavefronts = reader.flag();
+    sequence.filterFlag = reader.flag();
+    if (reader.flag()) {           // deblocking:
+        isKnown &= !reader.flag();  // not for single slices
+        const bool isOff = reader.flag();
+        if (isOff) sequence.filterFlag = false;
+        if (!isOff) {
+            reader.signedNumber();
+            reader.signedNumber();
+        }
+    }
+    isKnown &= !reader.flag();  // scaling lists
+    isKnown &= !reader.flag();  // reordered references
+    reader.number();            // merging
+    isKnown &= !reader.flag();  // extensions of slices
+    return isKnown && !reader.isPastEnd();
+}
+
+}  // namespace
+
+std::optional<HevcSequence> parseHevcSequence(std::span<const std::uint8_t> sequence,
+                                              std::span<const std::uint8_t> picture) {
+    HevcSequence parsed;
+    if (!parseSequence(sequence, parsed) || !parsePicture(picture, parsed)) return std::nullopt;
+    return parsed;
+}
+
+std::vector<std::uint8_t> patchParameterSet() {
+    BitWriter set;
+    beginUnit(set, pictureSet);
+    set.number(patchSet);
+    set.number(0);           // the sequence parameter set
+    set.bits(0, 2 + 3 + 2);  // none of: dependent slices, hidden pictures, extra bits, hidden signs, other contexts
+    set.number(0);           // one reference
+    set.number(0);
+    set.signedNumber(0);  // the quantizer is relative to 26
+    set.bits(0, 3);       // none of: constrained intra prediction, transforms left out, quantizers of blocks
+    set.signedNumber(0);  // chroma has the quantizer of luma
+    set.signedNumber(0);
+    // None of: quantizers of slices' chroma, weights (two kinds), lossless blocks, tiles, wavefronts, filters
+    // across slices.
+    set.bits(0, 7);
+    set.flag(true);   // deblocking:
+    set.flag(false);  // not for single slices
+    set.flag(true);   // off
+    set.flag(false);  // scaling lists
+    set.flag(false);  // reordered references
+    set.number(0);    // merging
+    set.flag(false);  // extensions of slices
+    set.flag(false);  // and of this
+    set.align();
+    return set.bytes();
+}
+
+void beginPatch(BitWriter& unit, const HevcSequence& sequence, const HevcPlace& place, int quantizer) {
+    beginUnit(unit, trailingPicture);
+    unit.flag(true);  // the first slice
+    unit.number(patchSet);
+    unit.number(predictedSlice);
+    writePlace(unit, sequence, place);
+    if (sequence.temporalMotion) unit.flag(false);
+    unit.flag(false);  // as many references as the picture parameter set says
+    unit.number(4);    // candidates of motion less than five: only the first one
+    unit.signedNumber(quantizer - patchBaseQuantizer);
+    unit.align();
+}
+
+bool appendWithPlace(std::vector<std::uint8_t>& sample, std::span<const std::uint8_t> slice,
+                     const HevcSequence& sequence, const HevcPlace& place) {
+    BitReader reader(slice, 4096);
+    bool isKnown = reader.take(8) >> 1 == trailingPicture;
+    reader.take(8);
+    isKnown &= reader.flag();         // the first slice
+    isKnown &= reader.number() == 0;  // the picture parameter set
+    isKnown &= reader.number() == predictedSlice;
+    reader.take(sequence.orderBits);
+    isKnown &= !reader.flag();        // the references are not those of the sequence parameter set
+    isKnown &= reader.number() == 1;  // one
+    isKnown &= reader.number() == 0;
+    isKnown &= reader.number() == 0;  // the picture before
+    isKnown &= reader.flag();
+    if (!isKnown) return false;
+
+    BitWriter head;
+    beginUnit(head, trailingPicture);
+    head.flag(true);
+    head.number(0);
+    head.number(predictedSlice);
+    writePlace(head, sequence, place);
+    if (sequence.temporalMotion) head.flag(reader.flag());
+    const bool counts = reader.flag();
+    head.flag(counts);
+    if (counts) head.number(reader.number());
+    head.number(reader.number());  // candidates of motion
+    head.signedNumber(reader.signedNumber());
+    if (sequence.filterFlag) head.flag(reader.flag());
+    if (sequence.wavefronts) copyEntryPoints(reader, head);
+    isKnown = reader.flag();  // alignment
+    head.align();
+    const std::size_t length = (reader.position() + 7) / 8;
+    if (!isKnown || reader.isPastEnd()) return false;
+    appendNalUnit(sample, head.bytes(), slice.subspan(reader.rawLength(length)));
+    return true;
+}
+
+}  // namespace lumicrate::media
