@@ -154,7 +154,7 @@ std::span<const std::uint8_t> H264Encoder::code(const Order& order) {
     input.i_type = order.key ? X264_TYPE_IDR : X264_TYPE_P;
     input.i_qpplus1 = order.quantizer + 1;
     static_assert(X264_MBINFO_CONSTANT == 1);
-    if (!order.constantBlocks.empty())
+    if (!order.key && !order.constantBlocks.empty())
         input.prop.mb_info = const_cast<std::uint8_t*>(order.constantBlocks.data());
 
     x264_nal_t* units = nullptr;

@@ -18,6 +18,8 @@ constexpr int bitsOfSample = 8;
 constexpr std::size_t bytesOfLength = 4;
 /// The part of a picture up to which a patch is small and quick to code.
 constexpr double maxPatched = 0.03;
+/// Ticks without larger changes after which more of the same is expected.
+constexpr std::int64_t calmTime = videoTimescale;
 
 [[noreturn]] void fail(const char* sentence) {
     throw PlatformError(localized(sentence));
@@ -128,7 +130,11 @@ void HevcEncoder::readHeaders() {
         if (unit.type == NAL_UNIT_PPS) picture = body;
     }
     sequence_ = parseHevcSequence(sequence, picture);
-    if (sequence_) patches_.emplace(*sequence_);
+    if (sequence_) {
+        patches_.emplace(*sequence_);
+        bands_.emplace(library_, *parameters_, *sequence_, std::vector(picture.begin(), picture.end()));
+        if (!bands_->isPossible()) bands_.reset();
+    }
     const std::vector<std::uint8_t> patchSet = patches_ ? patchParameterSet() : std::vector<std::uint8_t>{};
     setConfiguration(hevcConfiguration(video, sequence, picture, patchSet));
 }
@@ -144,17 +150,29 @@ void HevcEncoder::splitChroma(const CVPixelBuffer& picture) {
     }
 }
 
+/// Whether so little changed that it can be coded as a patch.
 bool HevcEncoder::isPatch(const Order& order) const {
-    if (!patches_ || order.key || order.scroll || order.constantBlocks.empty()) return false;
+    if (!patches_ || order.scroll || order.constantBlocks.empty()) return false;
     const auto changed = std::count(order.constantBlocks.begin(), order.constantBlocks.end(), 0);
     const auto most = static_cast<double>(order.constantBlocks.size()) * maxPatched;
-    // Unchanged blocks that shall become finer are many.
-    return static_cast<double>(changed) <= most && order.codedBlocks <= changed;
+    // Unchanged blocks that become finer are many. A key picture codes all.
+    return static_cast<double>(changed) <= most && (order.key || order.codedBlocks <= changed);
+}
+
+bool HevcEncoder::isCalm(const Order& order) const {
+    return bands_ && isPatch(order) && order.time - calmSince_ >= calmTime;
+}
+
+bool HevcEncoder::canContinue(const Order& order) const {
+    return numberAnew_.has_value() || isPatch(order);
 }
 
 std::span<const std::uint8_t> HevcEncoder::code(const Order& order) {
     sample_.clear();
-    if (isPatch(order)) {
+    if (bands_) bands_->note(order.constantBlocks);
+    if (!isPatch(order)) calmSince_ = order.time;
+    if (order.key && isCalm(order) && codeBands(order)) return sample_;
+    if (!order.key && isPatch(order)) {
         codePatch(order);
     } else {
         codeAnew(order);
@@ -164,14 +182,28 @@ std::span<const std::uint8_t> HevcEncoder::code(const Order& order) {
 
 void HevcEncoder::codePatch(const Order& order) {
     HevcPlace place{lastNumber_ + 1, 1, std::nullopt};
-    if (lastNumber_ == numberAnew_) {
-        patches_->setReference(decoded_);
-    } else {
-        place.kept = place.number - numberAnew_;
+    if (numberAnew_ == lastNumber_) {
+        patches_->setReference(decoded_, 0, sequence_->height);
+    } else if (numberAnew_) {
+        place.kept = place.number - *numberAnew_;
     }
     patches_->code(order.picture, order.constantBlocks, order.quantizer, place, sample_);
     lastNumber_ = place.number;
     isRenumbered_ = true;
+}
+
+bool HevcEncoder::codeBands(const Order& order) {
+    splitChroma(order.picture);
+    const int width = order.picture.width / 2;
+    if (!bands_->code({{order.picture.luma, cb_.data(), cr_.data()}, {order.picture.lumaStride, width, width}},
+                      order.quantizer, sample_)) {
+        bands_.reset();
+        return false;
+    }
+    bands_->setReference(*patches_);
+    lastNumber_ = 0;
+    numberAnew_.reset();
+    return true;
 }
 
 void HevcEncoder::codeAnew(const Order& order) {
@@ -199,10 +231,11 @@ void HevcEncoder::codeAnew(const Order& order) {
         decoded_[i] = {static_cast<const std::uint8_t*>(decoded.planes[i]), decoded.stride[i]};
 
     if (order.key) {
-        lastNumber_ = numberAnew_ = -1;
+        lastNumber_ = -1;
         isRenumbered_ = false;
     }
-    const HevcPlace place{lastNumber_ + 1, lastNumber_ + 1 - numberAnew_, std::nullopt};
+    const int number = lastNumber_ + 1;
+    const HevcPlace place{number, number - numberAnew_.value_or(-1), std::nullopt};
     for (const x265_nal& unit : std::span(units, count)) {
         const NalUnit raw(unit.payload, unit.sizeBytes);
         if (!isRenumbered_) {
@@ -211,7 +244,8 @@ void HevcEncoder::codeAnew(const Order& order) {
             fail("A picture couldn't be encoded.");
         }
     }
-    lastNumber_ = numberAnew_ = place.number;
+    lastNumber_ = number;
+    numberAnew_ = number;
 }
 
 }  // namespace lumicrate::media

@@ -2,6 +2,7 @@
 // HevcEncoder: encodes pictures in HEVC, Main profile, with libx265.
 #pragma once
 
+#include "Linux/Media/Encoding/HevcKeyBands.h"
 #include "Linux/Media/Encoding/HevcPatchCoder.h"
 #include "Linux/Media/Encoding/VideoEncoder.h"
 
@@ -14,7 +15,9 @@
 namespace lumicrate::media {
 
 /// libx265 cannot be told which blocks are unchanged and analyses them all. HevcPatchCoder codes the pictures
-/// in which little changed instead; libx265 then goes on from its own last picture, which decoders keep.
+/// in which little changed instead; libx265 then goes on from its own last picture, which decoders keep. While
+/// nothing else changes, HevcKeyBands codes the key pictures too, from which libx265 cannot go on: the next
+/// picture in which more changes is a key picture again.
 class HevcEncoder final : public VideoEncoder {
  public:
     /// Minimum coded width and height, pixels.
@@ -29,8 +32,11 @@ class HevcEncoder final : public VideoEncoder {
     void readHeaders();
     void splitChroma(const CVPixelBuffer& picture);
     bool isPatch(const Order& order) const;
+    bool isCalm(const Order& order) const;
     void codePatch(const Order& order);
+    bool codeBands(const Order& order);
     void codeAnew(const Order& order);
+    bool canContinue(const Order& order) const override;
     std::span<const std::uint8_t> code(const Order& order) override;
 
     const x265_api& library_;
@@ -43,11 +49,14 @@ class HevcEncoder final : public VideoEncoder {
     std::vector<std::uint8_t> sample_;
     std::optional<HevcSequence> sequence_;
     std::optional<HevcPatchCoder> patches_;  ///< none where it does not support what libx265 writes
+    std::optional<HevcKeyBands> bands_;
     /// What libx265 keeps of its last picture, until it codes the next one.
     std::array<DecodedPlane, 3> decoded_{};
-    int lastNumber_ = -1;        ///< of the last picture in the stream, from 0 for a key picture
-    int numberAnew_ = -1;        ///< of the last one coded by libx265
+    int lastNumber_ = -1;  ///< of the last picture in the stream, from 0 for a key picture
+    /// Of the last one coded by libx265; none if decoders do not have it.
+    std::optional<int> numberAnew_;
     bool isRenumbered_ = false;  ///< libx265's own numbers are others since the first patch
+    std::int64_t calmSince_ = 0;  ///< the time of the last picture in which more changed
 };
 
 }  // namespace lumicrate::media

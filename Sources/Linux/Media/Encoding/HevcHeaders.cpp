@@ -1,11 +1,16 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "Linux/Media/Encoding/HevcHeaders.h"
 
+#include <bit>
+
 namespace lumicrate::media {
 
 namespace {
 
 constexpr std::uint32_t predictedSlice = 1;
+constexpr std::uint32_t intraSlice = 2;
+constexpr std::uint32_t keyPicture = 19;  // NAL unit types
+constexpr std::uint32_t keyPictureAlone = 20;
 constexpr std::uint32_t patchSet = 1;
 constexpr std::uint32_t trailingPicture = 1;  // NAL unit type of pictures that others refer to
 constexpr std::uint32_t pictureSet = 34;
@@ -44,6 +49,18 @@ void copyEntryPoints(BitReader& from, BitWriter& to) {
     to.number(length);
     for (std::uint32_t i = 0; i < count && !from.isPastEnd(); ++i)
         to.bits(from.take(static_cast<int>(length) + 1), static_cast<int>(length) + 1);
+}
+
+/// Copies the end of a slice header, and the slice's data. Returns whether the header ends there.
+bool appendCopied(std::vector<std::uint8_t>& sample, std::span<const std::uint8_t> slice,
+                  const HevcSequence& sequence, BitReader& reader, BitWriter& head) {
+    if (sequence.wavefronts) copyEntryPoints(reader, head);
+    const bool isAligned = reader.flag();
+    head.align();
+    const std::size_t length = (reader.position() + 7) / 8;
+    if (!isAligned || reader.isPastEnd()) return false;
+    appendNalUnit(sample, head.bytes(), slice.subspan(reader.rawLength(length)));
+    return true;
 }
 
 /// Whether a sequence parameter set has only features that are supported.
@@ -200,13 +217,40 @@ bool appendWithPlace(std::vector<std::uint8_t>& sample, std::span<const std::uin
     head.number(reader.number());  // candidates of motion
     head.signedNumber(reader.signedNumber());
     if (sequence.filterFlag) head.flag(reader.flag());
-    if (sequence.wavefronts) copyEntryPoints(reader, head);
-    isKnown = reader.flag();  // alignment
-    head.align();
-    const std::size_t length = (reader.position() + 7) / 8;
-    if (!isKnown || reader.isPastEnd()) return false;
-    appendNalUnit(sample, head.bytes(), slice.subspan(reader.rawLength(length)));
-    return true;
+    return appendCopied(sample, slice, sequence, reader, head);
+}
+
+bool appendBand(std::vector<std::uint8_t>& sample, std::span<const std::uint8_t> slice,
+                const HevcSequence& sequence, int top) {
+    BitReader reader(slice, 4096);
+    const std::uint32_t type = reader.take(8) >> 1;
+    bool isKnown = type == keyPicture || type == keyPictureAlone;
+    reader.take(8);
+    isKnown &= reader.flag();  // the first slice
+    const bool forgets = reader.flag();
+    isKnown &= reader.number() == 0;  // the picture parameter set
+    isKnown &= reader.number() == intraSlice;
+    if (!isKnown) return false;
+
+    BitWriter head;
+    beginUnit(head, type);
+    head.flag(top == 0);
+    head.flag(forgets);
+    head.number(0);
+    if (top > 0) {
+        const int tree = 1 << sequence.log2Tree;
+        const int columns = (sequence.width + tree - 1) / tree;
+        const int rows = (sequence.height + tree - 1) / tree;
+        head.bits(static_cast<std::uint32_t>(top / tree * columns),
+                  std::bit_width(static_cast<unsigned>(columns * rows - 1)));
+    }
+    head.number(intraSlice);
+    head.signedNumber(reader.signedNumber());
+    if (sequence.filterFlag) {
+        reader.flag();
+        head.flag(false);  // bands were filtered without their neighbours
+    }
+    return appendCopied(sample, slice, sequence, reader, head);
 }
 
 }  // namespace lumicrate::media

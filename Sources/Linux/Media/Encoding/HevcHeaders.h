@@ -59,4 +59,9 @@ void beginPatch(BitWriter& unit, const HevcSequence& sequence, const HevcPlace& 
 bool appendWithPlace(std::vector<std::uint8_t>& sample, std::span<const std::uint8_t> slice,
                      const HevcSequence& sequence, const HevcPlace& place);
 
+/// Appends a slice of a key picture that begins in row `top`: the only slice of a key picture that libx265 coded
+/// in the same width. Returns whether its header was understood.
+bool appendBand(std::vector<std::uint8_t>& sample, std::span<const std::uint8_t> slice,
+                const HevcSequence& sequence, int top);
+
 }  // namespace lumicrate::media

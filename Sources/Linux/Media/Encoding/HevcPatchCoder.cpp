@@ -167,17 +167,23 @@ HevcPatchCoder::HevcPatchCoder(const HevcSequence& sequence)
       columns_(sequence.width / side),
       rows_(sequence.height / side),
       index_(static_cast<std::size_t>(columns_) * static_cast<std::size_t>(rows_), -1),
-      depths_(index_.size(), 0) {}
+      depths_(index_.size(), 0) {
+    for (std::size_t i = 0; i < reference_.size(); ++i) {
+        const int part = i == 0 ? 1 : 2;
+        Plane& plane = reference_[i];
+        plane.width = sequence.width / part;
+        plane.pixels.resize(static_cast<std::size_t>(plane.width) *
+                            static_cast<std::size_t>(sequence.height / part));
+    }
+}
 
-void HevcPatchCoder::setReference(const std::array<DecodedPlane, 3>& planes) {
+void HevcPatchCoder::setReference(const std::array<DecodedPlane, 3>& planes, int top, int rows) {
     for (std::size_t i = 0; i < planes.size(); ++i) {
         Plane& plane = reference_[i];
-        plane.width = sequence_.width / (i == 0 ? 1 : 2);
-        plane.height = sequence_.height / (i == 0 ? 1 : 2);
-        plane.pixels.resize(static_cast<std::size_t>(plane.width) * static_cast<std::size_t>(plane.height));
-        for (int row = 0; row < plane.height; ++row)
+        const int part = i == 0 ? 1 : 2;
+        for (int row = 0; row < rows / part; ++row)
             std::copy_n(planes[i].pixels + row * planes[i].stride, plane.width,
-                        plane.pixels.begin() + std::ptrdiff_t{row} * plane.width);
+                        plane.pixels.begin() + std::ptrdiff_t{top / part + row} * plane.width);
     }
 }
 

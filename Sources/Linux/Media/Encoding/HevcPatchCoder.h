@@ -28,8 +28,9 @@ class HevcPatchCoder {
  public:
     explicit HevcPatchCoder(const HevcSequence& sequence);
 
-    /// Copies the picture that the decoder has before the patch: Y, Cb and Cr of the sequence's size.
-    void setReference(const std::array<DecodedPlane, 3>& planes);
+    /// Copies rows of the picture that the decoder has before the patch: Y, Cb and Cr of the sequence's width.
+    /// `top` and `rows` are those of Y, multiples of 8.
+    void setReference(const std::array<DecodedPlane, 3>& planes, int top, int rows);
     /// Appends a picture to `sample`, predicted from the reference, and makes it the reference. Flags of 0
     /// mark macroblocks of 16 × 16 pixels that may differ, in raster order over the picture's size.
     void code(const CVPixelBuffer& picture, std::span<const std::uint8_t> constantBlocks, int quantizer,
@@ -39,7 +40,6 @@ class HevcPatchCoder {
     static constexpr int side = 8;  ///< of a coded block; its chroma blocks have half of it
     struct Plane {
         int width = 0;
-        int height = 0;
         std::vector<std::uint8_t> pixels;
     };
     /// The quantized difference of a block: Y, Cb and Cr. Unused if it is none.

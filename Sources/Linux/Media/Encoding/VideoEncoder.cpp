@@ -137,9 +137,8 @@ bool VideoEncoder::keyPictureIsDue(std::int64_t time) const {
     return time - *lastKey_ >= interval;
 }
 
-EncodedPicture VideoEncoder::encodeBegun(const CVPixelBuffer& picture, std::int64_t time,
-                                         const PictureWork& work, int quantizer,
-                                         std::optional<ScrollDistance> scroll) {
+EncodedPicture VideoEncoder::encodeBegun(const CVPixelBuffer& picture, std::int64_t time, PictureWork work,
+                                         int quantizer, std::optional<ScrollDistance> scroll) {
     Order order{padded_.of(picture, codedWidth(), codedHeight()),
                 time,
                 work.key,
@@ -148,12 +147,17 @@ EncodedPicture VideoEncoder::encodeBegun(const CVPixelBuffer& picture, std::int6
                 scroll,
                 {},
                 work.codedBlocks(quantizer)};
-    if (!work.key && blocks_.hasConstantBlocks()) order.constantBlocks = blocks_.constantBlocks();
+    if (blocks_.hasConstantBlocks()) order.constantBlocks = blocks_.constantBlocks();
+    if (!order.key && !canContinue(order)) {
+        work = blocks_.work(true);
+        order.key = true;
+        order.quantizer = std::max(rate_.quantizerFor(work), quantizer);
+    }
     const std::span<const std::uint8_t> data = code(order);
-    if (work.key) lastKey_ = time;
-    blocks_.coded(work.key, quantizer);
-    rate_.coded(work, quantizer, static_cast<std::int64_t>(data.size()) * 8);
-    return {data, work.key, quantizer, blocks_.isRepeat()};
+    if (order.key) lastKey_ = time;
+    blocks_.coded(order.key, order.quantizer);
+    rate_.coded(work, order.quantizer, static_cast<std::int64_t>(data.size()) * 8);
+    return {data, order.key, order.quantizer, blocks_.isRepeat()};
 }
 
 }  // namespace lumicrate::media

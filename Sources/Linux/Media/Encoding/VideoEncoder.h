@@ -124,11 +124,13 @@ class VideoEncoder {
     void setConfiguration(std::vector<std::uint8_t> record) { configuration_ = std::move(record); }
 
  private:
+    /// Whether code() can code a picture based on the previous one; otherwise it becomes a key picture.
+    virtual bool canContinue(const Order& /*order*/) const { return true; }
     /// Returns the NAL units with four-byte lengths, valid until the next call. Throws PlatformError.
     virtual std::span<const std::uint8_t> code(const Order& order) = 0;
 
     bool keyPictureIsDue(std::int64_t time) const;
-    EncodedPicture encodeBegun(const CVPixelBuffer& picture, std::int64_t time, const PictureWork& work,
+    EncodedPicture encodeBegun(const CVPixelBuffer& picture, std::int64_t time, PictureWork work,
                                int quantizer, std::optional<ScrollDistance> scroll);
 
     Settings settings_;
