@@ -197,11 +197,15 @@ bool appendWithPlace(std::vector<std::uint8_t>& sample, std::span<const std::uin
     isKnown &= reader.number() == 0;  // the picture parameter set
     isKnown &= reader.number() == predictedSlice;
     reader.take(sequence.orderBits);
-    isKnown &= !reader.flag();        // the references are not those of the sequence parameter set
-    isKnown &= reader.number() == 1;  // one
+    isKnown &= !reader.flag();  // the references are not those of the sequence parameter set
+    const std::uint32_t references = reader.number();
+    isKnown &= references >= 1;
     isKnown &= reader.number() == 0;
-    isKnown &= reader.number() == 0;  // the picture before
-    isKnown &= reader.flag();
+    isKnown &= reader.number() == 0 && reader.flag();  // the picture before
+    for (std::uint32_t i = 1; i < references && !reader.isPastEnd(); ++i) {
+        reader.number();  // others are kept but not used
+        reader.flag();
+    }
     if (!isKnown) return false;
 
     BitWriter head;
@@ -211,9 +215,10 @@ bool appendWithPlace(std::vector<std::uint8_t>& sample, std::span<const std::uin
     head.number(predictedSlice);
     writePlace(head, sequence, place);
     if (sequence.temporalMotion) head.flag(reader.flag());
-    const bool counts = reader.flag();
-    head.flag(counts);
-    if (counts) head.number(reader.number());
+    const bool hasCount = reader.flag();
+    if (hasCount && reader.number() != 0) return false;
+    head.flag(hasCount);
+    if (hasCount) head.number(0);
     head.number(reader.number());  // candidates of motion
     head.signedNumber(reader.signedNumber());
     if (sequence.filterFlag) head.flag(reader.flag());
