@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "Linux/Media/Editing/RecordedPictures.h"
 
+#include "Linux/Media/Encoding/BitStream.h"
 #include "Linux/Media/Encoding/H264Encoder.h"
 #include "Linux/Media/Encoding/HevcEncoder.h"
 #include "Support/Log.h"
@@ -75,45 +76,12 @@ Bytes firstSlice(bool hevc, Bytes sample) {
     return {};
 }
 
-/// The bits at the beginning of a NAL unit, without emulation prevention bytes, followed by zeros.
-class Bits {
- public:
-    explicit Bits(Bytes unit) {
-        int zeros = 0;
-        for (const std::uint8_t byte : unit.first(std::min<std::size_t>(unit.size(), 64))) {
-            const bool guard = zeros >= 2 && byte == 3;
-            zeros = byte == 0 ? zeros + 1 : 0;
-            if (!guard) bytes_.push_back(byte);
-        }
-    }
-    unsigned take(int count) {
-        unsigned value = 0;
-        for (; count > 0; --count, ++place_) {
-            const std::size_t byte = place_ / 8;
-            const unsigned bit = byte < bytes_.size() ? bytes_[byte] >> (7 - place_ % 8) & 1U : 0;
-            value = value << 1 | bit;
-        }
-        return value;
-    }
-    /// An Exp-Golomb code.
-    unsigned number() {
-        int zeros = 0;
-        while (take(1) == 0 && zeros < 31)
-            ++zeros;
-        return (1U << zeros) - 1 + take(zeros);
-    }
-
- private:
-    std::vector<std::uint8_t> bytes_;
-    std::size_t place_ = 0;
-};
-
 /// The length of frame_num, from the sequence parameter set.
 int frameNumberBits(const AVCodecParameters& pictures) {
     constexpr int setOffset = 8;
     const Bytes record(pictures.extradata, static_cast<std::size_t>(pictures.extradata_size));
     if (record.size() <= setOffset) return 0;
-    Bits bits(record.subspan(setOffset));
+    BitReader bits(record.subspan(setOffset));
     bits.take(8);  // the NAL unit's type
     const unsigned profile = bits.take(8);
     bits.take(16);  // constraints, level
@@ -161,7 +129,7 @@ bool isInstantRefresh(const AVCodecParameters& pictures, const AVPacket& packet)
 
 std::optional<int> idrPictureId(const AVCodecParameters& pictures, std::span<const std::uint8_t> sample) {
     if (pictures.codec_id != AV_CODEC_ID_H264) return std::nullopt;
-    Bits bits(firstSlice(false, sample));
+    BitReader bits(firstSlice(false, sample));
     bits.take(8);   // the NAL unit's type
     bits.number();  // the first macroblock
     bits.number();  // the slice's type

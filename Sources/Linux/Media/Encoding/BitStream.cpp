@@ -73,7 +73,7 @@ int BitReader::signedNumber() {
 }
 
 void appendNalUnit(std::vector<std::uint8_t>& sample, std::span<const std::uint8_t> head,
-                std::span<const std::uint8_t> tail) {
+                   std::span<const std::uint8_t> tail) {
     const std::size_t begin = sample.size();
     sample.resize(begin + 4);
     int zeros = 0;

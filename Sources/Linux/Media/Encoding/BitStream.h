@@ -57,6 +57,6 @@ class BitReader {
 /// Appends a NAL unit with a length of four bytes: `head`, into which emulation prevention bytes are put, and
 /// `tail`, which has them. `head` must not end with a zero byte if there is a tail.
 void appendNalUnit(std::vector<std::uint8_t>& sample, std::span<const std::uint8_t> head,
-                std::span<const std::uint8_t> tail = {});
+                   std::span<const std::uint8_t> tail = {});
 
 }  // namespace lumicrate::media

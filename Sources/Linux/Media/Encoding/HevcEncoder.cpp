@@ -16,6 +16,8 @@ namespace {
 constexpr double pixelsPerThread = 1920.0 * 1088 * 8;
 constexpr int bitsOfSample = 8;
 constexpr std::size_t bytesOfLength = 4;
+/// Unchanged parts take less time in large blocks.
+constexpr int largestBlock = 64;
 /// The part of a picture up to which a patch is small and quick to code.
 constexpr double maxPatched = 0.03;
 /// Ticks without larger changes after which more of the same is expected.
@@ -69,10 +71,10 @@ void HevcEncoder::fillParameters() {
     parameters.numaPools = threads_.c_str();
 
     // A picture must be at least as large as the largest block.
-    constexpr int largestBlock = 32;
-    const bool isTiny = std::min(codedWidth(), codedHeight()) < largestBlock;
-    parameters.maxCUSize = isTiny ? minSide : largestBlock;
-    parameters.maxTUSize = parameters.maxCUSize;
+    constexpr int largestTransform = 32;
+    const int side = std::min(codedWidth(), codedHeight());
+    parameters.maxCUSize = side >= largestBlock ? largestBlock : side >= 32 ? 32 : minSide;
+    parameters.maxTUSize = std::min<std::uint32_t>(parameters.maxCUSize, largestTransform);
     // Noise would be searched for text and scrolling in every picture.
     if (!settings().isNaturalVideo) tuneForScreens();
     parameters.psyRd = 0;  // it would preserve the look of grain at the cost of accuracy
@@ -195,8 +197,9 @@ void HevcEncoder::codePatch(const Order& order) {
 bool HevcEncoder::codeBands(const Order& order) {
     splitChroma(order.picture);
     const int width = order.picture.width / 2;
-    if (!bands_->code({{order.picture.luma, cb_.data(), cr_.data()}, {order.picture.lumaStride, width, width}},
-                      order.quantizer, sample_)) {
+    if (!bands_->code(
+            {{order.picture.luma, cb_.data(), cr_.data()}, {order.picture.lumaStride, width, width}},
+            order.quantizer, sample_)) {
         bands_.reset();
         return false;
     }

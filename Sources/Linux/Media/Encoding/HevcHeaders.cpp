@@ -66,8 +66,8 @@ bool appendCopied(std::vector<std::uint8_t>& sample, std::span<const std::uint8_
 /// Whether a sequence parameter set has only features that are supported.
 bool parseSequence(std::span<const std::uint8_t> unit, HevcSequence& sequence) {
     BitReader reader(unit, 256);
-    reader.take(16);  // NAL unit header
-    reader.take(4);   // the video parameter set
+    reader.take(16);                     // NAL unit header
+    reader.take(4);                      // the video parameter set
     bool isKnown = reader.take(3) == 0;  // layers
     reader.take(1);
     skipProfile(reader);
@@ -92,10 +92,10 @@ bool parseSequence(std::span<const std::uint8_t> unit, HevcSequence& sequence) {
     isKnown &= reader.number() >= 1;  // there are those of 8
     isKnown &= reader.number() == 0;  // transforms are as large as blocks
     reader.number();
-    isKnown &= !reader.flag();  // scaling lists
-    reader.take(1);             // asymmetric partitions
-    isKnown &= !reader.flag();  // sample adaptive offsets
-    isKnown &= !reader.flag();  // uncoded blocks
+    isKnown &= !reader.flag();        // scaling lists
+    reader.take(1);                   // asymmetric partitions
+    isKnown &= !reader.flag();        // sample adaptive offsets
+    isKnown &= !reader.flag();        // uncoded blocks
     isKnown &= reader.number() == 0;  // lists of references
     isKnown &= !reader.flag();        // long-term references
     sequence.temporalMotion = reader.flag();
@@ -113,8 +113,8 @@ bool parsePicture(std::span<const std::uint8_t> unit, HevcSequence& sequence) {
     isKnown &= !reader.flag();            // other contexts
     reader.number();                      // references
     reader.number();
-    reader.signedNumber();  // the quantizer
-    reader.take(2);         // constrained intra prediction, transforms left out
+    reader.signedNumber();               // the quantizer
+    reader.take(2);                      // constrained intra prediction, transforms left out
     if (reader.flag()) reader.number();  // quantizers of blocks
     reader.signedNumber();               // of chroma
     reader.signedNumber();
@@ -123,7 +123,7 @@ bool parsePicture(std::span<const std::uint8_t> unit, HevcSequence& sequence) {
     isKnown &= !reader.flag();       // tiles
     sequence.wavefronts = reader.flag();
     sequence.filterFlag = reader.flag();
-    if (reader.flag()) {           // deblocking:
+    if (reader.flag()) {            // deblocking:
         isKnown &= !reader.flag();  // not for single slices
         const bool isOff = reader.flag();
         if (isOff) sequence.filterFlag = false;
@@ -152,9 +152,11 @@ std::vector<std::uint8_t> patchParameterSet() {
     BitWriter set;
     beginUnit(set, pictureSet);
     set.number(patchSet);
-    set.number(0);           // the sequence parameter set
-    set.bits(0, 2 + 3 + 2);  // none of: dependent slices, hidden pictures, extra bits, hidden signs, other contexts
-    set.number(0);           // one reference
+    set.number(0);  // the sequence parameter set
+    set.bits(
+        0,
+        2 + 3 + 2);  // none of: dependent slices, hidden pictures, extra bits, hidden signs, other contexts
+    set.number(0);   // one reference
     set.number(0);
     set.signedNumber(0);  // the quantizer is relative to 26
     set.bits(0, 3);       // none of: constrained intra prediction, transforms left out, quantizers of blocks
@@ -226,7 +228,7 @@ bool appendWithPlace(std::vector<std::uint8_t>& sample, std::span<const std::uin
 }
 
 bool appendBand(std::vector<std::uint8_t>& sample, std::span<const std::uint8_t> slice,
-                const HevcSequence& sequence, int top) {
+                const HevcSequence& from, const HevcSequence& sequence, int top) {
     BitReader reader(slice, 4096);
     const std::uint32_t type = reader.take(8) >> 1;
     bool isKnown = type == keyPicture || type == keyPictureAlone;
@@ -251,11 +253,10 @@ bool appendBand(std::vector<std::uint8_t>& sample, std::span<const std::uint8_t>
     }
     head.number(intraSlice);
     head.signedNumber(reader.signedNumber());
-    if (sequence.filterFlag) {
-        reader.flag();
-        head.flag(false);  // bands were filtered without their neighbours
-    }
-    return appendCopied(sample, slice, sequence, reader, head);
+    if (from.filterFlag) reader.flag();
+    if (sequence.filterFlag) head.flag(false);  // bands were filtered without their neighbours
+    if (sequence.wavefronts && !from.wavefronts) head.number(0);
+    return appendCopied(sample, slice, from, reader, head);
 }
 
 }  // namespace lumicrate::media

@@ -3,12 +3,12 @@
 // one stream.
 //
 // Pictures are numbered in the stream (the picture order count), and each names the earlier ones that a
-// decoder must keep for it. libx265 numbers its own pictures only. When pictures of HevcPatchCoder are between
-// two of them, appendWithPlace() gives the later one its place in the stream.
+// decoder must keep for it. libx265 numbers its own pictures only. When pictures of HevcPatchCoder are
+// between two of them, appendWithPlace() gives the later one its place in the stream.
 //
 // Example: libx265 codes the pictures 0 and 1, three patches follow as 2, 3 and 4. Each is predicted from the
-// one before it and has 1 kept as well. The next picture of libx265 says that it has number 2 and is predicted
-// from the picture before it; it becomes number 5, predicted from the one four before it.
+// one before it and has 1 kept as well. The next picture of libx265 says that it has number 2 and is
+// predicted from the picture before it; it becomes number 5, predicted from the one four before it.
 #pragma once
 
 #include "Linux/Media/Encoding/BitStream.h"
@@ -24,7 +24,7 @@ namespace lumicrate::media {
 struct HevcSequence {
     int width = 0;  ///< coded, pixels; a multiple of 8
     int height = 0;
-    int log2Tree = 0;  ///< of the side of the largest block
+    int log2Tree = 0;   ///< of the side of the largest block
     int orderBits = 0;  ///< of the lowest bits of a picture's number
     bool temporalMotion = false;
     // Of the picture parameter set:
@@ -51,7 +51,8 @@ struct HevcPlace {
     std::optional<int> kept;
 };
 
-/// Begins the only slice of a patch: NAL unit header and slice header, with zero motion as the only candidate.
+/// Begins the only slice of a patch: NAL unit header and slice header, with zero motion as the only
+/// candidate.
 void beginPatch(BitWriter& unit, const HevcSequence& sequence, const HevcPlace& place, int quantizer);
 
 /// Appends a picture's only slice, coded by libx265 and predicted from one picture, with another place in the
@@ -59,9 +60,9 @@ void beginPatch(BitWriter& unit, const HevcSequence& sequence, const HevcPlace& 
 bool appendWithPlace(std::vector<std::uint8_t>& sample, std::span<const std::uint8_t> slice,
                      const HevcSequence& sequence, const HevcPlace& place);
 
-/// Appends a slice of a key picture that begins in row `top`: the only slice of a key picture that libx265 coded
-/// in the same width. Returns whether its header was understood.
+/// Appends a slice of a key picture that begins in row `top`: the only slice of a key picture of the same
+/// width, which libx265 coded with the parameter sets `from`. Returns whether its header was understood.
 bool appendBand(std::vector<std::uint8_t>& sample, std::span<const std::uint8_t> slice,
-                const HevcSequence& sequence, int top);
+                const HevcSequence& from, const HevcSequence& sequence, int top);
 
 }  // namespace lumicrate::media

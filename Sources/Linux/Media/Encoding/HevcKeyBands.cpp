@@ -4,6 +4,7 @@
 #include "Support/Log.h"
 
 #include <algorithm>
+#include <bit>
 
 namespace lumicrate::media {
 
@@ -13,16 +14,19 @@ constexpr int bandHeight = 64;
 constexpr int macroblock = 16;
 constexpr std::size_t bytesOfLength = 4;
 
+int differingBits(std::span<const std::uint8_t> one, std::span<const std::uint8_t> other) {
+    if (one.size() != other.size()) return -1;
+    int count = 0;
+    for (std::size_t i = 0; i < one.size(); ++i)
+        count += std::popcount(static_cast<unsigned>(one[i] ^ other[i]));
+    return count;
+}
+
 }  // namespace
 
 HevcKeyBands::HevcKeyBands(const x265_api& library, const x265_param& parameters,
                            const HevcSequence& sequence, std::vector<std::uint8_t> pictureSet)
-    : library_(library),
-      parameters_(parameters),
-      sequence_(sequence),
-      pictureSet_(std::move(pictureSet)),
-      upper_(nullptr, library.encoder_close),
-      last_(nullptr, library.encoder_close) {
+    : library_(library), parameters_(parameters), sequence_(sequence), pictureSet_(std::move(pictureSet)) {
     // A slice begins with a row of the largest blocks, and libx265 codes no picture smaller than one.
     if (bandHeight % (1 << sequence.log2Tree) != 0) return;
     const int count = parameters.sourceHeight / bandHeight;
@@ -47,13 +51,13 @@ void HevcKeyBands::note(std::span<const std::uint8_t> constantBlocks) {
     }
 }
 
-HevcKeyBands::Encoder HevcKeyBands::open(int height) {
+bool HevcKeyBands::open(Encoder& encoder, int height) const {
     x265_param parameters = parameters_;
     parameters.sourceHeight = height;
-    Encoder encoder(library_.encoder_open(&parameters), library_.encoder_close);
+    encoder.library = {library_.encoder_open(&parameters), library_.encoder_close};
     x265_nal* units = nullptr;
     std::uint32_t count = 0;
-    if (!encoder || library_.encoder_headers(encoder.get(), &units, &count) < 0) return {nullptr, nullptr};
+    if (!encoder.library || library_.encoder_headers(encoder.library.get(), &units, &count) < 0) return false;
     std::span<const std::uint8_t> sequence;
     std::span<const std::uint8_t> picture;
     for (const x265_nal& unit : std::span(units, count)) {
@@ -61,19 +65,21 @@ HevcKeyBands::Encoder HevcKeyBands::open(int height) {
         if (unit.type == NAL_UNIT_SPS) sequence = body;
         if (unit.type == NAL_UNIT_PPS) picture = body;
     }
-    // The slices are decoded with the parameter sets of the whole picture.
     const std::optional<HevcSequence> parsed = parseHevcSequence(sequence, picture);
-    const bool fits = parsed && parsed->log2Tree == sequence_.log2Tree &&
-                      parsed->width == sequence_.width && std::ranges::equal(picture, pictureSet_);
-    if (!fits) return {nullptr, library_.encoder_close};
-    return encoder;
+    if (!parsed) return false;
+    encoder.sequence = *parsed;
+    // The slices are decoded with the parameter sets of the whole picture. Without wavefronts, which libx265
+    // does not use for a single row of blocks, such a row is coded the same.
+    const bool isSingleRow = height <= 1 << sequence_.log2Tree;
+    const bool differs = parsed->wavefronts != sequence_.wavefronts;
+    return parsed->log2Tree == sequence_.log2Tree && parsed->width == sequence_.width &&
+           differingBits(picture, pictureSet_) == (differs ? 1 : 0) && (isSingleRow || !differs);
 }
 
 bool HevcKeyBands::codeBand(Band& band, const PlanarPicture& picture, int quantizer) {
     const bool isLast = &band == &bands_.back();
     Encoder& encoder = isLast ? last_ : upper_;
-    if (!encoder) encoder = open(band.height);
-    if (!encoder) return false;
+    if (!encoder.library && !open(encoder, band.height)) return false;
     x265_picture input;
     x265_picture decoded;
     library_.picture_init(&parameters_, &input);
@@ -89,11 +95,11 @@ bool HevcKeyBands::codeBand(Band& band, const PlanarPicture& picture, int quanti
     input.forceqp = quantizer + 1;
     x265_nal* units = nullptr;
     std::uint32_t count = 0;
-    if (library_.encoder_encode(encoder.get(), &units, &count, &input, &decoded) <= 0 || count != 1)
+    if (library_.encoder_encode(encoder.library.get(), &units, &count, &input, &decoded) <= 0 || count != 1)
         return false;
     const auto slice = std::span<const std::uint8_t>(units->payload, units->sizeBytes).subspan(bytesOfLength);
     band.slice.clear();
-    if (!appendBand(band.slice, slice, sequence_, band.top)) return false;
+    if (!appendBand(band.slice, slice, encoder.sequence, sequence_, band.top)) return false;
     for (std::size_t i = 0; i < 3; ++i) {
         const int width = i == 0 ? sequence_.width : sequence_.width / 2;
         const int height = ((band.height + 7) & ~7) / (i == 0 ? 1 : 2);

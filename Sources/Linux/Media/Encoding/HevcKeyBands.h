@@ -41,7 +41,10 @@ class HevcKeyBands {
     void setReference(HevcPatchCoder& patches) const;
 
  private:
-    using Encoder = std::unique_ptr<x265_encoder, void (*)(x265_encoder*)>;
+    struct Encoder {
+        std::unique_ptr<x265_encoder, void (*)(x265_encoder*)> library{nullptr, nullptr};
+        HevcSequence sequence;
+    };
     struct Band {
         int top = 0;
         int height = 0;
@@ -51,7 +54,7 @@ class HevcKeyBands {
         std::array<std::vector<std::uint8_t>, 3> decoded;
     };
 
-    Encoder open(int height);
+    bool open(Encoder& encoder, int height) const;
     bool codeBand(Band& band, const PlanarPicture& picture, int quantizer);
 
     const x265_api& library_;

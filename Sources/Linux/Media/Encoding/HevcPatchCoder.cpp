@@ -75,8 +75,22 @@ struct Place {
     int y;
 };
 /// The order of coefficients in a group of 4 × 4: up the diagonals.
-constexpr std::array<Place, 16> diagonal{{{0, 0}, {0, 1}, {1, 0}, {0, 2}, {1, 1}, {2, 0}, {0, 3}, {1, 2},
-                                          {2, 1}, {3, 0}, {1, 3}, {2, 2}, {3, 1}, {2, 3}, {3, 2}, {3, 3}}};
+constexpr std::array<Place, 16> diagonal{{{0, 0},
+                                          {0, 1},
+                                          {1, 0},
+                                          {0, 2},
+                                          {1, 1},
+                                          {2, 0},
+                                          {0, 3},
+                                          {1, 2},
+                                          {2, 1},
+                                          {3, 0},
+                                          {1, 3},
+                                          {2, 2},
+                                          {3, 1},
+                                          {2, 3},
+                                          {3, 2},
+                                          {3, 3}}};
 /// And of the groups in a block of 8 × 8.
 constexpr std::array<Place, 4> groups{{{0, 0}, {0, 1}, {1, 0}, {1, 1}}};
 
@@ -278,8 +292,8 @@ void HevcPatchCoder::codeTree(int x, int y, int log2, int depth) {
     bool isSplit = length > side;
     if (isInside && isSplit) {
         isSplit = hasCoded(x, y, length);
-        const int deeper = (x > 0 && depths_[place - 1] > depth ? 1 : 0) +
-                           (y > 0 && depths_[above] > depth ? 1 : 0);
+        const int deeper =
+            (x > 0 && depths_[place - 1] > depth ? 1 : 0) + (y > 0 && depths_[above] > depth ? 1 : 0);
         cabac_.bin(splitContexts + static_cast<std::size_t>(deeper), isSplit);
     }
     if (isSplit) {
@@ -350,9 +364,10 @@ void HevcPatchCoder::codeLevels(const std::array<std::int16_t, side * side>& lev
     for (std::size_t group = lastGroup + 1; group-- > 0;) {
         const bool isLast = group == lastGroup;
         // Those on the right of and below a group come before it in this order.
-        const int neighbours = groupCount == 1 ? 0
-                                               : (groups[group].x == 0 && isCoded[group == 0 ? 2 : 3] ? 1 : 0) +
-                                                     (groups[group].y == 0 && isCoded[group == 0 ? 1 : 3] ? 2 : 0);
+        const int neighbours = groupCount == 1
+                                   ? 0
+                                   : (groups[group].x == 0 && isCoded[group == 0 ? 2 : 3] ? 1 : 0) +
+                                         (groups[group].y == 0 && isCoded[group == 0 ? 1 : 3] ? 2 : 0);
         std::array<int, 16> found;
         std::size_t count = 0;
         for (std::size_t i = 0; i < 16; ++i)
@@ -366,7 +381,8 @@ void HevcPatchCoder::codeLevels(const std::array<std::int16_t, side * side>& lev
         for (std::size_t i = isLast ? last + 1 : 16; i-- > 0;) {
             const int level = at(group, i);
             const bool isKnown = (isLast && i == last) || (i == 0 && isFlagged && count == 0);
-            if (!isKnown) cabac_.bin(coefficientContext(diagonal[i], group, neighbours, isChroma), level != 0);
+            if (!isKnown)
+                cabac_.bin(coefficientContext(diagonal[i], group, neighbours, isChroma), level != 0);
             if (level != 0) found[count++] = level;
         }
         if (count > 0)

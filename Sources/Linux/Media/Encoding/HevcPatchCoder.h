@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // HevcPatchCoder: codes an HEVC picture that differs little from the one before it, such as a typed letter.
 //
-// libx265 compares and analyses every block of a picture. Here unchanged blocks cost nothing but a bin in each
-// block of 32 × 32 pixels. In changed ones, blocks of 8 × 8 pixels get the difference to the previous picture,
-// without motion: good for letters and carets.
+// libx265 compares and analyses every block of a picture. Here unchanged blocks cost nothing but a bin in
+// each block of 32 × 32 pixels. In changed ones, blocks of 8 × 8 pixels get the difference to the previous
+// picture, without motion: good for letters and carets.
 #pragma once
 
 #include "Linux/Media/Encoding/CabacWriter.h"
@@ -28,8 +28,8 @@ class HevcPatchCoder {
  public:
     explicit HevcPatchCoder(const HevcSequence& sequence);
 
-    /// Copies rows of the picture that the decoder has before the patch: Y, Cb and Cr of the sequence's width.
-    /// `top` and `rows` are those of Y, multiples of 8.
+    /// Copies rows of the picture that the decoder has before the patch: Y, Cb and Cr of the sequence's
+    /// width. `top` and `rows` are those of Y, multiples of 8.
     void setReference(const std::array<DecodedPlane, 3>& planes, int top, int rows);
     /// Appends a picture to `sample`, predicted from the reference, and makes it the reference. Flags of 0
     /// mark macroblocks of 16 × 16 pixels that may differ, in raster order over the picture's size.
@@ -64,8 +64,8 @@ class HevcPatchCoder {
     int rows_;
     std::array<Plane, 3> reference_;
     std::vector<Block> blocks_;
-    std::vector<std::int32_t> index_;    ///< of each place's block in blocks_; −1 where nothing is coded
-    std::vector<std::uint8_t> depths_;   ///< of each place's block in the tree
+    std::vector<std::int32_t> index_;   ///< of each place's block in blocks_; −1 where nothing is coded
+    std::vector<std::uint8_t> depths_;  ///< of each place's block in the tree
     BitWriter unit_;
     CabacWriter cabac_;
 };
