@@ -103,8 +103,8 @@ TEST_P(HevcPatchTests, KeyPicturesAreInTimeAndInBandsWhereItIsCalm) {
 }
 
 TEST(HevcHeadersTests, UnknownParameterSetsAreRefused) {
-    // 64 × 64 pixels, as libx265 writes them.
-    HevcEncoder encoder({64, 64, 1'000'000, 30, 60});
+    // As libx265 writes them.
+    HevcEncoder encoder({64, 128, 1'000'000, 30, 60});
     const std::vector<std::uint8_t>& record = encoder.configuration();
     std::vector<std::vector<std::uint8_t>> sets;
     for (std::size_t at = 23; at < record.size();) {
