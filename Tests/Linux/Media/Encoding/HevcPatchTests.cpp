@@ -104,7 +104,7 @@ TEST_P(HevcPatchTests, KeyPicturesAreInTimeAndInBandsWhereItIsCalm) {
 
 TEST(HevcHeadersTests, UnknownParameterSetsAreRefused) {
     // As libx265 writes them.
-    HevcEncoder encoder({64, 128, 1'000'000, 30, 60});
+    HevcEncoder encoder({256, 128, 1'000'000, 30, 60});
     const std::vector<std::uint8_t>& record = encoder.configuration();
     std::vector<std::vector<std::uint8_t>> sets;
     for (std::size_t at = 23; at < record.size();) {
@@ -121,7 +121,7 @@ TEST(HevcHeadersTests, UnknownParameterSetsAreRefused) {
     EXPECT_EQ(sets[3], patchParameterSet());
     const auto parsed = parseHevcSequence(sets[1], sets[2]);
     ASSERT_TRUE(parsed);
-    EXPECT_EQ(parsed->width, 64);
+    EXPECT_EQ(parsed->width, 256);
     EXPECT_EQ(parsed->log2Tree, 6);
     EXPECT_TRUE(parsed->wavefronts);
     for (std::size_t length = 0; length < 24; ++length)
