@@ -64,20 +64,25 @@ void closeObject(const QString& interface, const QString& path) {
     bus().send(call);
 }
 
-bool isMissing(const QDBusMessage& reply) {
+bool isPortalMissing(const QDBusMessage& reply) {
     if (reply.type() != QDBusMessage::ErrorMessage) return false;
     switch (QDBusError(reply).type()) {
         case QDBusError::Disconnected:
         case QDBusError::NoReply:
         case QDBusError::ServiceUnknown:
-        case QDBusError::UnknownInterface:
-        case QDBusError::UnknownMethod:
-        case QDBusError::UnknownObject:
             return true;
         default:
             // The bus could not start the portal.
             return reply.errorName().startsWith(QStringLiteral("org.freedesktop.DBus.Error.Spawn."));
     }
+}
+
+bool isMethodMissing(const QDBusMessage& reply) {
+    if (isPortalMissing(reply)) return true;
+    if (reply.type() != QDBusMessage::ErrorMessage) return false;
+    const QDBusError::ErrorType type = QDBusError(reply).type();
+    return type == QDBusError::UnknownInterface || type == QDBusError::UnknownMethod ||
+           type == QDBusError::UnknownObject;
 }
 
 Task<QDBusMessage> send(Executor& executor, QDBusMessage call, std::chrono::milliseconds timeout) {

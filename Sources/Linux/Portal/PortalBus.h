@@ -36,8 +36,10 @@ QString objectPathFor(const QString& kind, const QString& token);
 /// Ends a request or session ("Request", "Session"); nothing happens if it has ended already.
 void closeObject(const QString& interface, const QString& path);
 
-/// Whether the reply is an error because the portal, or this part of it, is missing or does not answer.
-bool isMissing(const QDBusMessage& reply);
+/// Whether the reply is an error because there is no portal or it does not answer.
+bool isPortalMissing(const QDBusMessage& reply);
+/// The same, or because the portal does not have the method.
+bool isMethodMissing(const QDBusMessage& reply);
 
 /// Results in the reply, or in an error message if there is none in time.
 Task<QDBusMessage> send(Executor& executor, QDBusMessage call, std::chrono::milliseconds timeout);

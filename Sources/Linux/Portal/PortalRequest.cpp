@@ -72,7 +72,7 @@ void PortalRequest::follow(const QString& path) {
 void PortalRequest::replied(const QDBusMessage& reply) {
     if (reply.type() == QDBusMessage::ErrorMessage) {
         open_ = false;
-        return finish({isMissing(reply) ? Outcome::unavailable : Outcome::failed, {}});
+        return finish({isMethodMissing(reply) ? Outcome::unavailable : Outcome::failed, {}});
     }
     // Portals before version 0.9 choose the path themselves.
     const QString path = reply.arguments().value(0).value<QDBusObjectPath>().path();

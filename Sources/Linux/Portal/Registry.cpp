@@ -33,7 +33,8 @@ Task<> Registry::enroll() {
                         {QString::fromStdString(applicationId_), QVariantMap()}),
              timeout);
     const QDBusMessage reply = co_await registering;
-    enrolled_ = !isMissing(reply);
+    // An older portal does not have the registry, and does not need it.
+    enrolled_ = !isPortalMissing(reply);
 }
 
 }  // namespace lumicrate::portal

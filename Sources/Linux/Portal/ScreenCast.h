@@ -68,6 +68,10 @@ class ScreenCast {
     /// `handler` is called once, from the executor, when the user, the compositor or the end of the portal
     /// has closed the cast; also if that was before this call. It may destroy the cast. The streams then
     /// deliver nothing more.
+    ///
+    /// Some ends are seen only in PipeWire, where the stream's node disappears: with xdg-desktop-portal-wlr
+    /// the session stays open when the compositor or the portal's backend has ended, and also when the
+    /// monitor was switched off, which leaves the node but sends no more frames.
     void setOnClosed(std::function<void()> handler);
 
  private:

@@ -179,7 +179,7 @@ Task<std::optional<ScreenCast>> ScreenCastPortal::choose(ScreenCastRequest reque
         case Outcome::unavailable:
             break;
     }
-    throwUnavailable("The desktop portal has ended.");
+    throwUnavailable("The desktop portal has stopped working.");
 }
 
 Task<ScreenCastPortal::Attempt> ScreenCastPortal::attempt(ScreenCastRequest request,

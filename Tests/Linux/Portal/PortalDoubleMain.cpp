@@ -5,8 +5,9 @@
 //
 // Prints "ready" and serves until it is killed. A key that is the name of a portal's method (Start,
 // BindShortcuts, AccessCamera, …) says how that is answered: "granted" (the default), "cancelled", "failed",
-// "error" (a D-Bus error), "silent" (never) or "vanish" (the portal leaves the bus). Other keys are in `keys`
-// below. While it runs, the object / of org.lumicrate.PortalDouble takes commands, each with strings only:
+// "waiting" (for a user who does not answer), "error" (a D-Bus error), "silent" (no reply at all) or "vanish"
+// (the portal leaves the bus). Other keys are in `keys` below. While it runs, the object / of
+// org.lumicrate.PortalDouble takes commands, each with strings only:
 //
 //     Set KEY VALUE · Calls → the calls since the last time · Activate ID · Rebind ID TRIGGER
 //     CloseSessions · Vanish · Return · Reset (all values and callers are forgotten)
@@ -138,6 +139,7 @@ class Portal final : public QDBusVirtualObject {
     /// "Start path=… 'x11:1' restore_token=token-1": strings and numbers of the call, its options sorted.
     void note(const QDBusMessage& call) {
         QString line = call.member();
+        if (line == "Close") line += call.path().contains("/session/") ? " session" : " request";
         for (const QVariant& each : call.arguments()) {
             if (each.userType() == QMetaType::QString) line += " '" + each.toString() + "'";
             if (each.userType() == QMetaType::UInt) line += " " + each.toString();
@@ -218,7 +220,7 @@ class Portal final : public QDBusVirtualObject {
         const QString request = object("request", "handle_token");
         QDBusMessage response = QDBusMessage::createSignal(request, prefix + "Request", "Response");
         response << code << (code == 0 ? results : QVariantMap());
-        bus_.send(response);  // before the reply, which a client must expect
+        if (behaviour != "waiting") bus_.send(response);  // before the reply, which a client must expect
         return reply(call, QVariant::fromValue(QDBusObjectPath(request)));
     }
 
