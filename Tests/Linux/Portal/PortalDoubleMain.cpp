@@ -113,11 +113,12 @@ class Portal final : public QDBusVirtualObject {
         }
         if (behaviour == "error") return refuse(call, "Failed");
         if (member == "GetAll") return reply(call, properties(call.arguments().value(0).toString()));
+        if (member == "Register") return enroll(call);
+        if (!known_.contains(call.service())) known_.insert(call.service(), {});
         if (member == "ReadAll")
             return reply(call, QVariant::fromValue(
                                    QMap<QString, QVariantMap>{{"org.freedesktop.appearance", appearance()}}));
         if (member == "OpenPipeWireRemote") return reply(call, QVariant::fromValue(connectToPipeWire()));
-        if (member == "Register") return enroll(call);
         if (member == "Close") {
             sessions_.remove(call.path());
             return bus_.send(call.createReply());
@@ -185,7 +186,6 @@ class Portal final : public QDBusVirtualObject {
     /// A call with a request object.
     bool answer(const QDBusMessage& call, const QString& behaviour) {
         const QString caller = call.service().mid(1).replace('.', '_');
-        if (!known_.contains(call.service())) known_.insert(call.service(), {});
         const auto options = qdbus_cast<QVariantMap>(call.arguments().last());
         const auto object = [&](const char* kind, const char* key) {
             return portalPath + "/" + kind + "/" + caller + "/" + options.value(key).toString();
