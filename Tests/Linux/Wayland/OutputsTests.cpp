@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "Linux/Wayland/Outputs.h"
 #include "Support/Error.h"
+#include "Tests/Stage/Wayland/Mutter.h"
 #include "Tests/Stage/WaylandDesktop.h"
 
 #include <gmock/gmock.h>
@@ -57,6 +58,16 @@ TEST(OutputsTests, FollowAnyLayout) {
     sway.removeLastOutput();
     EXPECT_THAT(outputs.displays(), testing::SizeIs(2));
     EXPECT_TRUE(outputs.bounds(displayIDOf("HEADLESS-3")).isEmpty());
+}
+
+TEST(OutputsTests, AreThoseOfGnomesCompositor) {
+    if (!stage::Mutter::isInstalled()) GTEST_SKIP() << "mutter is not installed.";
+    const auto session = std::make_shared<stage::Session>();
+    const stage::SoundServer sound(session);
+    const stage::Mutter mutter(session, {.monitors = {{1280, 720}, {800, 600}}});
+    Outputs outputs(mutter.displayName());
+    EXPECT_THAT(summaries(outputs),
+                ElementsAre("Meta-0 0,0 1280x720 @1 1280x720", "Meta-1 1280,0 800x600 @1 800x600"));
 }
 
 TEST(OutputsTests, FailuresAreSentences) {

@@ -6,6 +6,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 #include <viewporter-client.h>
+#include <xdg-output-unstable-v1-client.h>
 #include <xdg-shell-client.h>
 
 #include <algorithm>
@@ -82,7 +83,6 @@ struct OutputFacts {
     bool isTurned = false;
 };
 
-/// All outputs; of compositors before version 4 without names.
 std::list<OutputFacts> readOutputs(WaylandConnection& connection) {
     static constexpr wl_output_listener listener{
         .geometry =
@@ -98,17 +98,27 @@ std::list<OutputFacts> readOutputs(WaylandConnection& connection) {
             },
         .done = [](void*, wl_output*) {},
         .scale = [](void*, wl_output*, std::int32_t) {},
-        .name = [](void* facts, wl_output*,
-                   const char* name) { static_cast<OutputFacts*>(facts)->name = name; },
+        .name = [](void*, wl_output*, const char*) {},
         .description = [](void*, wl_output*, const char*) {}};
+    // Its name has been known for longer than wl_output's.
+    static constexpr zxdg_output_v1_listener nameListener{
+        .logical_position = [](void*, zxdg_output_v1*, std::int32_t, std::int32_t) {},
+        .logical_size = [](void*, zxdg_output_v1*, std::int32_t, std::int32_t) {},
+        .done = [](void*, zxdg_output_v1*) {},
+        .name = [](void* facts, zxdg_output_v1*,
+                   const char* name) { static_cast<OutputFacts*>(facts)->name = name; },
+        .description = [](void*, zxdg_output_v1*, const char*) {}};
+    auto* const manager = connection.bind<zxdg_output_manager_v1>(zxdg_output_manager_v1_interface, 2);
     std::list<OutputFacts> outputs;
-    for (auto* object : connection.bindAll<wl_output>(wl_output_interface, 4)) {
-        outputs.emplace_back().object = object;
-        wl_output_add_listener(object, &listener, &outputs.back());
+    for (auto* object : connection.bindAll<wl_output>(wl_output_interface, 2)) {
+        OutputFacts& facts = outputs.emplace_back();
+        facts.object = object;
+        wl_output_add_listener(object, &listener, &facts);
+        zxdg_output_v1_add_listener(zxdg_output_manager_v1_get_xdg_output(manager, object), &nameListener,
+                                    &facts);
     }
     connection.sync();
-    // Their listeners stay, but no more events are dispatched to facts that are gone.
-    return outputs;
+    return outputs;  // moved: the listeners' pointers stay valid
 }
 
 /// The picture of a window in the scene, in its place.

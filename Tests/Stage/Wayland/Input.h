@@ -10,7 +10,8 @@
 
 namespace lumicrate::stage {
 
-/// Codes of linux/input-event-codes.h.
+/// Codes of linux/input-event-codes.h. Programs, Xwayland among them, adopt devices in their own time: what
+/// comes shortly after devices were plugged in may not reach them, so repeat the first key until it does.
 class VirtualInput {
  public:
     virtual ~VirtualInput() = default;
