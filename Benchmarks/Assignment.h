@@ -28,7 +28,7 @@ struct PixelSize {
 
 struct Assignment {
     Setting setting;
-    std::string display;       // ":N"
+    std::string display;       // ":N", or "wayland-N"
     stage::Area frame;         // what is recorded, pixels of the screen
     std::uint32_t window = 0;  // of Source::Window
     std::filesystem::path file;
@@ -41,6 +41,10 @@ struct Assignment {
     // The ceiling of the encoding quality "high", which all recorders get; bits a second.
     std::int64_t bitRate() const;
 };
+
+inline bool isWayland(const std::string& display) {
+    return !display.starts_with(":");
+}
 
 // The maximum number of lines; nothing for an unknown name.
 std::optional<int> linesOfQuality(const std::string& quality);

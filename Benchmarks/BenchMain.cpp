@@ -6,6 +6,7 @@
 #include "Benchmarks/Report.h"
 #include "Tests/Stage/OtherPrograms.h"
 #include "Tests/Stage/PrivateDesktop.h"
+#include "Tests/Stage/WaylandDesktop.h"
 
 #include <nlohmann/json.hpp>
 
@@ -20,8 +21,6 @@
 namespace lumicrate::bench {
 
 namespace {
-
-constexpr const char* peer = "ffmpeg";
 
 // A result without runs for each scene and recorder.
 std::vector<Result> plan(const BenchRequest& request, const std::vector<Recorder>& recorders) {
@@ -49,6 +48,11 @@ std::vector<Recorder> recordersFor(const BenchRequest& request) {
     std::vector<Recorder> chosen;
     for (const auto& recorder : all) {
         if (!request.wants(recorder.name)) continue;
+        const auto other = request.wayland ? Desktops::X11 : Desktops::Wayland;
+        if (recorder.desktops == other) {
+            std::fprintf(stderr, "%s cannot record this desktop and is left out.\n", recorder.name.c_str());
+            continue;
+        }
         if (request.setting.source == Source::Window && !recorder.recordsWindows) {
             std::fprintf(stderr, "%s cannot record windows and is left out.\n", recorder.name.c_str());
             continue;
@@ -66,10 +70,11 @@ void writeJson(const BenchRequest& request, const std::vector<Result>& results) 
     const auto& setting = request.setting;
     nlohmann::json document{{"display", {request.display.width, request.display.height}},
                             {"compositor", request.compositor},
+                            {"wayland", request.wayland},
                             {"quality", setting.quality},
                             {"framesPerSecond", setting.framesPerSecond},
                             {"seconds", setting.seconds},
-                            {"results", json(results, peer)}};
+                            {"results", json(results, request.peer())}};
     if (setting.source == Source::Area) {
         document["area"] = {setting.area.x, setting.area.y, setting.area.width, setting.area.height};
     }
@@ -82,13 +87,9 @@ void writeJson(const BenchRequest& request, const std::vector<Result>& results) 
 }
 
 // Returns whether every recorder succeeded.
-bool run(const BenchRequest& request) {
-    stage::PrivateDesktop::Options options;
-    options.display = {request.display.width, request.display.height, false, request.compositor};
-    options.sound = false;
-    stage::PrivateDesktop desktop(options);
+bool measureAll(const BenchRequest& request, const BenchDisplay& display) {
     const test::TemporaryFolder temporary;
-    Performance performance(desktop.display(), request.setting,
+    Performance performance(display, request.setting,
                             request.keep.empty() ? temporary.path().string() : request.keep);
 
     const auto recorders = recordersFor(request);
@@ -109,9 +110,30 @@ bool run(const BenchRequest& request) {
             }
         }
     }
-    std::fputs(table(results, peer).c_str(), stdout);
+    std::fputs(table(results, request.peer()).c_str(), stdout);
     if (!request.json.empty()) writeJson(request, results);
     return isWhole;
+}
+
+bool runOnX(const BenchRequest& request) {
+    const auto [width, height] = request.display;
+    stage::PrivateDesktop desktop({.display = {width, height, false, request.compositor}, .sound = false});
+    const auto& server = desktop.display();
+    return measureAll(request,
+                      {server.displayName(), request.display, {server.processId()}, server.displayName()});
+}
+
+bool runOnWayland(const BenchRequest& request) {
+    if (const auto missing = stage::WaylandDesktop::missingPrograms(); !missing.empty())
+        throw std::runtime_error(missing);
+    const auto [width, height] = request.display;
+    stage::WaylandDesktop desktop({.compositor = {.outputs = {{width, height, 1}}}});
+    desktop.input().movePointer(width - 1, height - 1);
+    const stage::Xvfb reference({width, height, false, false});
+    return measureAll(request, {desktop.compositor().displayName(),
+                                request.display,
+                                {desktop.compositor().processId(), desktop.portal().processId()},
+                                reference.displayName()});
 }
 
 }  // namespace
@@ -125,7 +147,8 @@ int main(int argc, char** argv) {
         return 2;
     }
     try {
-        return lumicrate::bench::run(*request) ? 0 : 1;
+        const auto run = request->wayland ? lumicrate::bench::runOnWayland : lumicrate::bench::runOnX;
+        return run(*request) ? 0 : 1;
     } catch (const std::exception& error) {
         std::fprintf(stderr, "lumicrate-bench: %s\n", error.what());
         return 1;

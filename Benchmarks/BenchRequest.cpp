@@ -10,14 +10,16 @@
 namespace lumicrate::bench {
 
 const char* const benchUsage =
-    "lumicrate-bench --lumicrate PROGRAM [OPTION VALUE | --compositor]…\n"
+    "lumicrate-bench --lumicrate PROGRAM [OPTION VALUE | --compositor | --wayland]…\n"
     "Each recorder records each scene under the same conditions.\n"
     "  --scenes LIST      of still,typing,scrolling,dense,web,terminal,editor,moving,dragging,mixed\n"
-    "  --recorders LIST   of lumicrate,ffmpeg,ssr and lumicrate-hevc, which runs only when named\n"
+    "  --recorders LIST   of lumicrate,ffmpeg,ssr and lumicrate-hevc, which runs only when named; with\n"
+    "                     --wayland of lumicrate,wf (wf-recorder) and lumicrate-hevc\n"
     "  --seconds S        the length of each recording; 10\n"
     "  --repeat N         the number of rounds; the table has their medians; 1\n"
     "  --size WxH         of the display; 1920x1080\n"
     "  --compositor       a compositor draws the screen\n"
+    "  --wayland          a Wayland compositor (sway) in place of the X server; only whole screens\n"
     "  --source SOURCE    screen, or window: only the scene's main window\n"
     "  --area X,Y,W,H     only that part of the screen\n"
     "  --quality Q        native, p1080 or p720\n"
@@ -113,6 +115,7 @@ bool isSensible(const BenchRequest& request) {
     return !(needsProgram && request.lumicrate.empty()) && setting.seconds >= minSeconds &&
            request.display.width >= minPixels && request.display.height >= minPixels / 2 &&
            linesOfQuality(setting.quality) &&
+           !(request.wayland && (request.compositor || setting.source != Source::Screen)) &&
            (setting.source != Source::Area || isInside(setting.area, request.display));
 }
 
@@ -129,9 +132,17 @@ std::optional<BenchRequest> parseBenchRequest(const std::vector<std::string>& ar
             request.compositor = true;
             continue;
         }
+        if (arguments[i] == "--wayland") {
+            request.wayland = true;
+            continue;
+        }
         if (i + 1 == arguments.size() || !parseOption(request, arguments[i], arguments[i + 1]))
             return std::nullopt;
         ++i;
+    }
+    if (request.recorders.empty()) {
+        request.recorders = {"lumicrate", request.peer()};
+        if (!request.wayland) request.recorders.emplace_back("ssr");
     }
     if (!isSensible(request)) return std::nullopt;
     return request;

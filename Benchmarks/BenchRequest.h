@@ -13,14 +13,17 @@ namespace lumicrate::bench {
 struct BenchRequest {
     std::string lumicrate;  // the program
     std::vector<std::string> scenes{"still", "typing", "scrolling", "moving", "dragging", "mixed"};
-    std::vector<std::string> recorders{"lumicrate", "ffmpeg", "ssr"};
+    std::vector<std::string> recorders;
     Setting setting;
     PixelSize display{1920, 1080};
     bool compositor = false;
+    bool wayland = false;
     int repeats = 1;
     std::string json;
     std::string keep;
 
+    // The one that the others are compared with.
+    std::string peer() const { return wayland ? "wf" : "ffmpeg"; }
     bool wants(const std::string& recorder) const;
 };
 

@@ -57,18 +57,18 @@ Assignment Performance::assign(const Stagehand& scene, const std::string& name,
                                const Recorder& recorder) const {
     Assignment assignment;
     assignment.setting = setting_;
-    assignment.display = display_.displayName();
+    assignment.display = display_.name;
     assignment.file = folder_ / (name + "-" + recorder.name + "." + recorder.extension);
     switch (setting_.source) {
         case Source::Screen:
-            assignment.frame = {0, 0, display_.width(), display_.height()};
+            assignment.frame = {0, 0, display_.size.width, display_.size.height};
             break;
         case Source::Area:
             assignment.frame = setting_.area;
             break;
         case Source::Window: {
             assignment.window = scene.window();
-            const auto [width, height] = sizeOfWindow(display_.displayName(), scene.window());
+            const auto [width, height] = sizeOfWindow(display_.name, scene.window());
             assignment.frame = {0, 0, width, height};
             break;
         }
@@ -76,16 +76,25 @@ Assignment Performance::assign(const Stagehand& scene, const std::string& name,
     return assignment;
 }
 
+double Performance::serverSeconds() const {
+    double sum = 0;
+    for (const pid_t process : display_.processes)
+        sum += processorSeconds(process);
+    return sum;
+}
+
 Stagehand::Times Performance::record(Measurement& measurement, const Recorder& recorder,
                                      const Assignment& assignment, Stagehand& scene) {
-    hidePointer(display_.displayName());
+    if (!isWayland(display_.name)) hidePointer(display_.name);
     std::filesystem::remove(assignment.file);
     auto command = recorder.command(assignment, recorder.program);
 
-    const double serverBefore = processorSeconds(display_.processId());
+    const double serverBefore = serverSeconds();
     malloc_trim(0);  // the memory of this process counts in the child's maximum
     const double start = now();
-    stage::ChildProcess process(std::move(command), {{"DISPLAY", display_.displayName()}});
+    stage::Environment environment;
+    if (!isWayland(display_.name)) environment["DISPLAY"] = display_.name;
+    stage::ChildProcess process(std::move(command), environment);
     const auto ended = process.wait(setting_.seconds - restSeconds);
     auto drawn = scene.rest();
     if (ended || process.wait(start + setting_.seconds - now()))
@@ -94,7 +103,7 @@ Stagehand::Times Performance::record(Measurement& measurement, const Recorder& r
     recorder.stop(process, assignment);
     measurement.cost = process.mustEnd(endTimeout);
     measurement.finishSeconds = now() - order;
-    measurement.serverSeconds = processorSeconds(display_.processId()) - serverBefore;
+    measurement.serverSeconds = serverSeconds() - serverBefore;
     if (measurement.cost.exitStatus != recorder.statusWhenStopped)
         throw std::runtime_error(recorder.name + " failed: " + process.standardError());
     for (double& time : drawn) {
@@ -104,7 +113,7 @@ Stagehand::Times Performance::record(Measurement& measurement, const Recorder& r
 }
 
 Screen Performance::reference(const std::string& scene, const Assignment& assignment, int steps) const {
-    const auto& display = display_.displayName();
+    const auto& display = display_.reference;
     std::optional<CoveredWindows> kept;
     if (setting_.source == Source::Window) kept.emplace(display);
     Stagehand again(display, scene, setting_, steps);
@@ -119,6 +128,8 @@ void Performance::countArrivals(Measurement& measurement, const std::string& sce
     stage::MovieProbe probe(assignment.file);
     const auto arrivals = inspect(probe, assignment.scale());
     measurement.pictures = arrivals.pictures;
+    if (!drawn.empty() && arrivals.shown.empty())
+        throw std::runtime_error("The recording shows nothing of the scene");
     const auto last = probe.lastPicture();
     measurement.similarityAtRest =
         similarity(probe, *last, reference(scene, assignment, static_cast<int>(drawn.size())));
@@ -146,7 +157,7 @@ Measurement Performance::measure(const std::string& scene, const Recorder& recor
     Assignment assignment;
     Stagehand::Times drawn;
     {
-        Stagehand playing(display_.displayName(), scene, setting_);
+        Stagehand playing(display_.name, scene, setting_);
         assignment = assign(playing, scene, recorder);
         drawn = record(measurement, recorder, assignment, playing);
     }

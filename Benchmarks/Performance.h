@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Performance: measures a recorder and the X server while the recorder records a scene.
+// Performance: measures a recorder and the display server while the recorder records a scene.
 #pragma once
 
 #include "Benchmarks/Assignment.h"
@@ -8,19 +8,19 @@
 #include "Benchmarks/Stagehand.h"
 #include "Tests/Stage/ChildProcess.h"
 #include "Tests/Stage/MovieProbe.h"
-#include "Tests/Stage/Xvfb.h"
 
 #include <cstdint>
 #include <filesystem>
 #include <optional>
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace lumicrate::bench {
 
 struct Measurement {
     stage::ChildResult cost;
-    double serverSeconds = 0;  // CPU time of the X server during the recording
+    double serverSeconds = 0;  // CPU time of the display's processes during the recording
     // From the command to the capture of the first picture; nothing when no step determines it.
     std::optional<double> startSeconds;
     double finishSeconds = 0;  // from the order to stop to the end of the process
@@ -40,11 +40,21 @@ struct Measurement {
     std::optional<double> similarityMoving;
 };
 
+// Where scenes are played and recorded.
+struct BenchDisplay {
+    std::string name;  // ":N", or "wayland-N"
+    PixelSize size;
+    // The display server, and what carries its pictures to recorders.
+    std::vector<pid_t> processes;
+    // An X display of the same size, on which scenes look the same and can be read. It may be the same one.
+    std::string reference;
+};
+
 class Performance {
  public:
     // `folder` is for recordings and temporary files.
-    Performance(const stage::Xvfb& display, Setting setting, std::filesystem::path folder)
-        : display_(display), setting_(std::move(setting)), folder_(std::move(folder)) {}
+    Performance(BenchDisplay display, Setting setting, std::filesystem::path folder)
+        : display_(std::move(display)), setting_(std::move(setting)), folder_(std::move(folder)) {}
 
     // Throws std::runtime_error when the scene or the recorder fails.
     Measurement measure(const std::string& scene, const Recorder& recorder);
@@ -59,7 +69,9 @@ class Performance {
     // What a perfect recorder would have written after that many steps.
     Screen reference(const std::string& scene, const Assignment& assignment, int steps) const;
 
-    const stage::Xvfb& display_;
+    double serverSeconds() const;
+
+    BenchDisplay display_;
     Setting setting_;
     std::filesystem::path folder_;
 };

@@ -86,6 +86,31 @@ Command ffmpegCommand(const Assignment& assignment, const std::string& program) 
     return command;
 }
 
+// It has no option for the rate of pictures: it takes one when the screen has changed.
+Command wfRecorderCommand(const Assignment& assignment, const std::string& program) {
+    Command command{program,
+                    "-c",
+                    "libx264",
+                    "-p",
+                    "preset=veryfast",
+                    "-p",
+                    "b=" + std::to_string(assignment.bitRate()),
+                    "-x",
+                    "yuv420p"};
+    if (assignment.isScaled()) {
+        command.insert(command.end(),
+                       {"-F", "scale=-2:" + std::to_string(assignment.pictureSize().height) + ":flags=area"});
+    }
+    command.insert(command.end(), {"-f", assignment.file.string()});
+    return command;
+}
+
+// It ends with the next picture, and there is none on a still screen.
+void stopWfRecorder(stage::ChildProcess& process, const Assignment&) {
+    process.signal(SIGINT);
+    stage::runProgram({"swaymsg", "--", "seat", "-", "cursor", "move", "-1", "0"});
+}
+
 std::filesystem::path besides(const Assignment& assignment, const char* extension) {
     auto path = assignment.file;
     return path.replace_extension(extension);
@@ -128,12 +153,13 @@ void stopSimpleScreenRecorder(stage::ChildProcess&, const Assignment& assignment
 }  // namespace
 
 std::vector<Recorder> allRecorders(const std::string& lumicrate) {
-    return {{"lumicrate", lumicrate, "mp4", lumicrateH264Command, interrupt},
-            {"lumicrate-hevc", lumicrate, "mov", lumicrateHevcCommand, interrupt},
+    return {{"lumicrate", lumicrate, "mp4", lumicrateH264Command, interrupt, 0, true, Desktops::Both},
+            {"lumicrate-hevc", lumicrate, "mov", lumicrateHevcCommand, interrupt, 0, true, Desktops::Both},
             // Interrupted, it finishes its file and exits with this status.
             {"ffmpeg", "ffmpeg", "mp4", ffmpegCommand, interrupt, 255},
             {"ssr", "simplescreenrecorder", "mp4", simpleScreenRecorderCommand, stopSimpleScreenRecorder, 0,
-             false}};
+             false},
+            {"wf", "wf-recorder", "mp4", wfRecorderCommand, stopWfRecorder, 0, false, Desktops::Wayland}};
 }
 
 }  // namespace lumicrate::bench

@@ -10,6 +10,8 @@
 
 namespace lumicrate::bench {
 
+enum class Desktops { X11, Wayland, Both };
+
 struct Recorder {
     std::string name;
     std::string program;
@@ -19,6 +21,7 @@ struct Recorder {
     void (*stop)(stage::ChildProcess& process, const Assignment& assignment);
     int statusWhenStopped = 0;  // its exit status on success
     bool recordsWindows = true;
+    Desktops desktops = Desktops::X11;
 };
 
 // All known recorders, the one under test first. `lumicrate` is the path of the program.

@@ -36,7 +36,7 @@ constexpr Figure figures[] = {
     {"systemSeconds", "", notShown, false,
      [](const Measurement& one) { return Value(one.cost.systemSeconds); }},
     {"cpuSeconds", "cpu s", 2, true, [](const Measurement& one) { return Value(one.cost.cpuSeconds()); }},
-    {"serverSeconds", "X cpu s", 2, true, [](const Measurement& one) { return Value(one.serverSeconds); }},
+    {"serverSeconds", "server s", 2, true, [](const Measurement& one) { return Value(one.serverSeconds); }},
     {"memoryMiB", "rss MiB", 1, false,
      [](const Measurement& one) { return Value(static_cast<double>(one.cost.maxResidentKiB) / 1024); }},
     {"startSeconds", "start s", 2, false, [](const Measurement& one) { return one.startSeconds; }},

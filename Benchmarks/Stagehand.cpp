@@ -16,9 +16,10 @@ bool followsRate(const std::string& scene) {
     return scene != "still" && scene != "typing";
 }
 
-std::vector<std::string> commandFor(const std::string& scene, const Setting& setting,
-                                    std::optional<int> steps) {
+std::vector<std::string> commandFor(const std::string& display, const std::string& scene,
+                                    const Setting& setting, std::optional<int> steps) {
     std::vector<std::string> command{LUMICRATE_SCENE, scene};
+    if (isWayland(display)) command.emplace_back("--wayland");
     if (setting.source == Source::Window) {
         command.emplace_back("--window");
     } else {
@@ -35,7 +36,8 @@ std::vector<std::string> commandFor(const std::string& scene, const Setting& set
 
 Stagehand::Stagehand(const std::string& display, const std::string& scene, const Setting& setting,
                      std::optional<int> steps)
-    : process_(commandFor(scene, setting, steps), {{"DISPLAY", display}}) {
+    : process_(commandFor(display, scene, setting, steps),
+               {{isWayland(display) ? "WAYLAND_DISPLAY" : "DISPLAY", display}}) {
     if (setting.source == Source::Window)
         window_ = static_cast<std::uint32_t>(std::stoul(expect("window").substr(6)));
     expect("ready");

@@ -24,6 +24,9 @@ class DesktopPortal {
 
     /// What is chosen from now on when a program asks for a screen; nothing to cancel the request.
     void choose(const std::optional<std::string>& outputName);
+    /// Of the process that casts.
+    pid_t processId() const { return backend_->processId(); }
+
     /// Ends both of its processes at once, as a crash would. A later request makes the bus start them again,
     /// without what they need to cast here.
     void kill();
