@@ -57,7 +57,8 @@ bool isPremultiplied(std::uint32_t pixel) {
     return (pixel & 0xff) <= opacity && (pixel >> 8 & 0xff) <= opacity && (pixel >> 16 & 0xff) <= opacity;
 }
 
-/// Null for an image that cannot be read or that has no pixels. `data` begins with its description.
+/// Null for an image that cannot be read, and for one without a format or pixels, which hides the pointer.
+/// `data` begins with its description.
 std::shared_ptr<const CursorImage> readImage(const std::byte* data, std::size_t size,
                                              const spa_point& hotSpot) {
     spa_meta_bitmap bitmap{};

@@ -202,6 +202,7 @@ void ScreenCastStream::formatChanged(const spa_pod* param) {
     log(LogArea::capture, "screen cast of ", width, " × ", height, " pixels in ",
         format_->isDmaBuf ? "device" : "shared", " memory");
     damage_ = pictures::BlockRegion(width, height);
+    damage_.addAll();
     sequence_.reset();
     std::array<std::byte, 2048> memory{};
     spa_pod_builder builder{};
