@@ -79,7 +79,7 @@ QImage stillPicture(const QSize& size) {
     return still;
 }
 
-std::optional<SCDisplay> noDisplay(const std::string&) {
+std::optional<SCDisplay> noDisplay(const std::string&, const Rect&) {
     return std::nullopt;
 }
 
@@ -226,8 +226,9 @@ class Opening {
     }
 
     app::SystemServices system_;
-    views::Screens screens_{
-        [this](const std::string&) { return std::optional(system_.capture.displays().front()); }};
+    views::Screens screens_{[this](const std::string&, const Rect&) {
+        return std::optional(system_.capture.displays().front());
+    }};
     x11::WindowPictures pictures_;
     views::PanelContents contents_;
     AreaSelector selector_{{system_.executor, system_.capture, pictures_, system_.process, screens_,

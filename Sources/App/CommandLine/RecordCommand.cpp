@@ -94,6 +94,8 @@ std::optional<CaptureSource> captureSource(RecordArguments& request, const Syste
         request.options.areaRect = placed.area;
         return CaptureSource::area(placed.displayID);
     }
+    // Any screen: the user chooses one in the desktop's dialog.
+    if (system.portalCapture && displays.empty() && !request.screen) return CaptureSource::display(0);
     return CaptureSource::display(findDisplay(displays, request.screen, capture.CGMainDisplayID()).displayID);
 }
 

@@ -13,6 +13,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cmath>
 #include <utility>
 
 namespace lumicrate::capture {
@@ -72,26 +73,24 @@ FirstPicture takeFirstPicture(const pipewire::ScreenCast& target) {
 /// case.
 const SCDisplay* findOutput(const std::vector<SCDisplay>& outputs, const portal::ScreenCastStream& stream,
                             PixelSize pixels) {
+    const Size taken(pixels.width, pixels.height);
     const auto shows = [&](const SCDisplay& each) {
         if (stream.position && Point{each.frame.x, each.frame.y} != *stream.position) return false;
-        if (stream.size) return each.frame.size() == *stream.size;
+        // Some portals tell the size in pixels.
         const double scale = each.pointPixelScale;
-        return std::abs(each.frame.width * scale - pixels.width) < 1 &&
-               std::abs(each.frame.height * scale - pixels.height) < 1;
+        const Size ofOutput(std::round(each.frame.width * scale), std::round(each.frame.height * scale));
+        const Size told = stream.size.value_or(taken);
+        return told == each.frame.size() || told == ofOutput || taken == ofOutput;
     };
     const auto found = std::ranges::find_if(outputs, shows);
     if (found != outputs.end()) return &*found;
     return outputs.size() == 1 ? &outputs.front() : nullptr;
 }
 
-std::vector<SCDisplay> outputDisplays() {
-    return wayland::Outputs().displays();
-}
-
 /// None where the compositor does not tell.
 std::vector<SCDisplay> outputsIfKnown() {
     try {
-        return outputDisplays();
+        return wayland::Outputs().displays();
     } catch (const PlatformError& error) {
         log(LogArea::capture, "portal: the outputs are unknown: ", error.what());
         return {};
@@ -119,7 +118,7 @@ PortalKit::PortalKit(Executor& executor, NSUserDefaults& defaults, const std::st
 PortalKit::~PortalKit() = default;
 
 std::vector<SCDisplay> PortalKit::displays() const {
-    std::vector<SCDisplay> displays = outputDisplays();
+    std::vector<SCDisplay> displays = outputsIfKnown();
     if (!shared_ || !shared_->content.display) return displays;
     const SCDisplay& shared = *shared_->content.display;
     const auto listed = std::ranges::find(displays, shared.displayID, &SCDisplay::displayID);
@@ -150,13 +149,9 @@ std::uint32_t PortalKit::CGMainDisplayID() const {
 }
 
 Rect PortalKit::CGDisplayBounds(std::uint32_t displayID) const {
-    try {
-        const std::vector<SCDisplay> known = displays();
-        const auto found = std::ranges::find(known, displayID, &SCDisplay::displayID);
-        return found == known.end() ? Rect() : found->frame;
-    } catch (const PlatformError&) {
-        return {};
-    }
+    const std::vector<SCDisplay> known = displays();
+    const auto found = std::ranges::find(known, displayID, &SCDisplay::displayID);
+    return found == known.end() ? Rect() : found->frame;
 }
 
 std::optional<Rect> PortalKit::windowBounds(std::uint32_t windowID) const {

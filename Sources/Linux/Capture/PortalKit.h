@@ -39,6 +39,7 @@ class PortalKit final : public CaptureKit, public SCContentSharingPicker, public
     const std::string& latestToken() const { return latestToken_; }
 
     void setScale(double /*scale*/) override {}
+    /// The compositor's outputs, and what is shared; nothing else where the compositor does not tell.
     std::vector<SCDisplay> displays() const override;
     /// The window that is shared, if any.
     std::vector<SCWindow> windows() const override;

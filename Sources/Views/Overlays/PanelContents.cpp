@@ -67,9 +67,10 @@ std::unique_ptr<OverlayContent> PanelContents::selection(AreaSelection& model) {
     QImage still;
     if (model.snapshot) still = sharedImage(*model.snapshot);
     return content(std::make_unique<SelectionView>(
-        model.selection, std::move(still), model.isFrozen, keys_,
+        model.selection, std::move(still), keys_,
         std::make_unique<AreaToolbarView>(model.toolbar, model.options, nullptr),
-        std::make_unique<PickBarView>(model.toolbar, !model.selection.windowsOnly(), nullptr)));
+        std::make_unique<PickBarView>(model.toolbar, !model.selection.windowsOnly(), nullptr),
+        model.isFrozen));
 }
 
 std::unique_ptr<OverlayContent> PanelContents::screenChoice(ScreenChoice& model) {

@@ -76,6 +76,13 @@ Sway::Sway(std::shared_ptr<const Session> session, const Options& options)
     if (options.xwayland) XcbConnection(xDisplayName_).sync();
 }
 
+Sway::~Sway() {
+    if (!server_.isRunning()) return;
+    // Alone: while it ends, it would replace an Xwayland that ends before it, and leave that one behind.
+    ::kill(server_.processId(), SIGTERM);
+    server_.wait(5);
+}
+
 Environment Sway::environment() const {
     return {{"WAYLAND_DISPLAY", displayName_},
             {"SWAYSOCK", socket_},

@@ -28,6 +28,9 @@ class Sway {
 
     /// Returns when the compositor accepts clients, X clients too. Throws std::runtime_error.
     Sway(std::shared_ptr<const Session> session, const Options& options);
+    ~Sway();
+    Sway(const Sway&) = delete;
+    Sway& operator=(const Sway&) = delete;
 
     /// "wayland-1"
     const std::string& displayName() const { return displayName_; }

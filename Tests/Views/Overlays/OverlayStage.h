@@ -34,7 +34,7 @@ constexpr std::uint32_t leftID = 8;
 inline stage::PrivateDesktop* desktop = nullptr;
 
 inline views::Screens testScreens() {
-    return views::Screens([](const std::string& connector) {
+    return views::Screens([](const std::string& connector, const Rect&) {
         return std::optional(SCDisplay{connector == "MAIN" ? mainID : leftID, {}, 1, connector});
     });
 }

@@ -78,8 +78,9 @@ Size preferredSize(QWidget& bar) {
 
 }  // namespace
 
-SelectionView::SelectionView(SelectionModel& model, QImage still, bool isFrozen, KeyTranslation keys,
-                             std::unique_ptr<QWidget> toolbar, std::unique_ptr<QWidget> pickBar)
+SelectionView::SelectionView(SelectionModel& model, QImage still, KeyTranslation keys,
+                             std::unique_ptr<QWidget> toolbar, std::unique_ptr<QWidget> pickBar,
+                             bool isFrozen)
     : model_(model),
       keys_(std::move(keys)),
       pixels_(model.screen(), model.pixelScale()),

@@ -24,8 +24,8 @@ class SelectionView final : public OverlayWidget {
     /// overlay covered it. If it is null, there is no magnifier, and the screen is blank without a
     /// compositing manager. If `isFrozen`, it is shown even with one. The model decides where the bars are
     /// shown.
-    SelectionView(SelectionModel& model, QImage still, bool isFrozen, KeyTranslation keys,
-                  std::unique_ptr<QWidget> toolbar, std::unique_ptr<QWidget> pickBar);
+    SelectionView(SelectionModel& model, QImage still, KeyTranslation keys, std::unique_ptr<QWidget> toolbar,
+                  std::unique_ptr<QWidget> pickBar, bool isFrozen = false);
 
  protected:
     bool event(QEvent* event) override;

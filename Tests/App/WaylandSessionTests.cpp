@@ -1,0 +1,239 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// The real program in Wayland sessions: under sway with its desktop portal, and with the portal's double for
+// what sway's does not do.
+#include "Tests/App/ProgramTest.h"
+#include "Tests/Linux/PipeWire/VirtualScreen.h"
+#include "Tests/Linux/Portal/PortalDouble.h"
+#include "Tests/Stage/Scene/FrameNumber.h"
+#include "Tests/Stage/WaylandDesktop.h"
+
+#include <atomic>
+#include <thread>
+
+namespace lumicrate::test {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+
+const stage::Environment recorderLog{{"LUMICRATE_LOG", "recorder"}};
+
+/// The numbers in the corner of a movie's pictures; -1 for none.
+std::vector<int> numbersIn(const std::filesystem::path& file) {
+    std::vector<int> numbers;
+    MovieProbe(file).visitPictures([&](const Picture& picture) {
+        numbers.push_back(stage::FrameNumber::read(picture.luma()).value_or(-1));
+        return true;
+    });
+    return numbers;
+}
+
+/// Pictures of something that counts: none without a number, none twice, none out of order. A repeat is shown
+/// once a second for players.
+void expectCounting(const std::filesystem::path& file, int atLeast) {
+    expectPlayable(file);
+    std::vector<int> numbers = numbersIn(file);
+    EXPECT_THAT(numbers, testing::Each(testing::Ge(0)));
+    EXPECT_TRUE(std::ranges::is_sorted(numbers));
+    numbers.erase(std::ranges::unique(numbers).begin(), numbers.end());
+    EXPECT_GE(static_cast<int>(numbers.size()), atLeast);
+}
+
+class WaylandSessionTests : public testing::Test {
+ protected:
+    void SetUp() override {
+        if (const auto missing = stage::WaylandDesktop::missingPrograms(); !missing.empty())
+            GTEST_SKIP() << missing;
+        desktop.emplace(
+            stage::WaylandDesktop::Options{.compositor = {.outputs = {{1280, 720, 1}, {1600, 1200, 2}}}});
+    }
+
+    Program record(const std::vector<std::string>& more) const {
+        return Program(recordArguments(file, more), recorderLog);
+    }
+    Outcome recordToEnd(const std::vector<std::string>& more) {
+        std::filesystem::remove(file);
+        return record(more).end();
+    }
+
+    TemporaryFolder folder;
+    std::filesystem::path file = folder / "movie.mp4";
+    std::optional<stage::WaylandDesktop> desktop;
+};
+
+TEST_F(WaylandSessionTests, ScreensAndAreasAreRecordedAndRestoredWithoutAsking) {
+    const RunningScene moving(
+        {"moving", "--wayland", "--output", "HEADLESS-1", "--seconds", "300", "--number-at", "0,0"});
+    const RunningScene detail(
+        {"moving", "--wayland", "--output", "HEADLESS-2", "--seconds", "300", "--number-at", "400,200"});
+    // The area is in points: those of the second output, right of the first, are two pixels wide.
+    const struct {
+        std::vector<std::string> source;
+        const char* chosen;
+        std::pair<int, int> size;
+    } cases[] = {
+        {{"--screen", "HEADLESS-1"}, "HEADLESS-1", {1280, 720}},
+        {{"--area", "1480,100,300,200"}, "HEADLESS-2", {600, 400}},
+    };
+    for (const auto& [source, chosen, size] : cases) {
+        std::vector<std::string> arguments = source;
+        arguments.insert(arguments.end(), {"--duration", "2"});
+        // Only the first recording may ask: later nobody answers.
+        for (const bool asks : {true, false}) {
+            desktop->portal().choose(asks ? std::optional<std::string>(chosen) : std::nullopt);
+            const Outcome outcome = recordToEnd(arguments);
+            ASSERT_EQ(outcome.status, 0) << outcome.error;
+            EXPECT_EQ(outcome.file(), file);
+            MovieProbe movie(file);
+            EXPECT_EQ(std::pair(movie.videoTrack().width, movie.videoTrack().height), size);
+            expectCounting(file, 20);
+        }
+    }
+}
+
+TEST_F(WaylandSessionTests, AStillScreenIsRecordedAndAPauseIsCutOut) {
+    Program program = record({"--screen", "HEADLESS-1"});
+    program.awaitState("recording");
+    pass(0.5);
+    program.process().signal(SIGUSR1);
+    program.awaitState("paused");
+    pass(1);
+    program.process().signal(SIGUSR1);
+    pass(0.5);
+    program.stop();
+    expectPlayable(file);
+    const double duration = MovieProbe(file).duration();
+    EXPECT_GT(duration, 0.5);
+    EXPECT_LT(duration, 1.9);
+}
+
+TEST_F(WaylandSessionTests, ADeclinedChoiceRecordsNothing) {
+    desktop->portal().choose(std::nullopt);
+    expectFailure(recordToEnd({"--screen"}), 1, "Nothing was chosen.");
+    expectFailure(recordToEnd({"--window", "7"}), 1, "windows have no numbers");
+    EXPECT_THAT(contentsOf(folder.path()), testing::IsEmpty());
+}
+
+/// Each leaves a playable movie and a sentence.
+TEST_F(WaylandSessionTests, TheEndOfAnythingBelowSavesTheMovie) {
+    const struct {
+        const char* name;
+        std::function<void(stage::WaylandDesktop&)> kill;
+    } cases[] = {
+        {"portal", [](auto& each) { each.portal().kill(); }},
+        {"sound server", [](auto& each) { each.sound().kill(); }},
+        {"compositor", [](auto& each) { each.compositor().kill(); }},
+    };
+    for (const auto& [name, kill] : cases) {
+        SCOPED_TRACE(name);
+        desktop.reset();
+        SetUp();
+        std::optional<RunningScene> scene(
+            std::in_place,
+            std::vector<std::string>{"moving", "--wayland", "--seconds", "300", "--number-at", "0,0"});
+        std::filesystem::remove(file);
+        Program program = record({"--screen", "HEADLESS-1"});
+        program.awaitState("recording");
+        awaitGrowth(file);
+        kill(*desktop);
+        const Outcome outcome = program.end();
+        EXPECT_EQ(outcome.status, 1);
+        EXPECT_THAT(outcome.sentences(), ElementsAre(HasSubstr("Recording stopped: ")));
+        expectCounting(file, 3);
+    }
+}
+
+/// A portal that hands out a virtual screen, and no compositor.
+class PortalDoubleTests : public testing::Test {
+ protected:
+    void SetUp() override { picture = pictures::BgraPicture(size.width, size.height); }
+    ~PortalDoubleTests() override {
+        ends = true;
+        if (painter.joinable()) painter.join();
+    }
+
+    /// Shows a picture with numbers, thirty times a second.
+    void paint(const stage::VirtualScreen::Facts& facts = {}) {
+        painter = std::thread([this, facts] {
+            stage::Image bar(stage::FrameNumber::barWidth, stage::FrameNumber::blockSize);
+            const PixelRect place = facts.crop.value_or(PixelRect{0, 0, size.width, size.height});
+            for (int i = 0; !ends; ++i) {
+                stage::FrameNumber::draw(bar, i);
+                for (int y = 0; y < bar.height(); ++y)
+                    std::copy_n(bar.row(y), bar.width(), picture.row(place.y + y) + place.x);
+                screen.offer(picture, facts);
+                pass(1.0 / 30);
+            }
+        });
+    }
+    Outcome recordToEnd(const std::vector<std::string>& more) {
+        std::filesystem::remove(file);
+        std::vector<std::string> arguments = more;
+        arguments.insert(arguments.end(), {"--backend", "portal", "--duration", "1"});
+        return run(recordArguments(file, arguments), recorderLog);
+    }
+
+    TemporaryFolder folder;
+    std::filesystem::path file = folder / "movie.mp4";
+    stage::SoundServer sound;
+    const PixelSize size{640, 480};
+    stage::VirtualScreen screen{{.size = size}};
+    stage::PortalDouble portal{{"node=" + std::to_string(screen.node()), "size=640x480"}};
+    pictures::BgraPicture picture;
+    std::atomic<bool> ends = false;
+    std::thread painter;
+};
+
+TEST_F(PortalDoubleTests, AWindowIsTheCropOfItsStream) {
+    portal.set("source", "2");
+    paint({.crop = PixelRect{100, 80, 400, 300}});
+    ASSERT_EQ(recordToEnd({"--window"}).status, 0);
+    const stage::Track track = MovieProbe(file).videoTrack();
+    EXPECT_EQ(std::pair(track.width, track.height), std::pair(400, 300));
+    expectCounting(file, 10);
+}
+
+TEST_F(PortalDoubleTests, TokensAreUsedOnceAndAWrongOneAsksAgain) {
+    paint();
+    const auto usedTokens = [&] { return portal.tell("Calls"); };
+    usedTokens();
+    ASSERT_EQ(recordToEnd({"--screen"}).status, 0);
+    EXPECT_THAT(usedTokens(), testing::Not(HasSubstr("token-")));
+    portal.set("valid", "token-2");
+    portal.set("token", "token-3");
+    ASSERT_EQ(recordToEnd({"--screen"}).status, 0);
+    EXPECT_THAT(usedTokens(), HasSubstr("token-2"));
+    // The stored one is refused by now, so the dialog follows.
+    portal.set("valid", "other");
+    ASSERT_EQ(recordToEnd({"--screen"}).status, 0);
+    EXPECT_THAT(usedTokens(), HasSubstr("token-3"));
+    const Outcome given = recordToEnd({"--screen", "--portal-token", "other"});
+    EXPECT_THAT(usedTokens(), HasSubstr("other"));
+    EXPECT_THAT(given.sentences(), ElementsAre("lumicrate: The next portal token is token-3"));
+}
+
+TEST_F(PortalDoubleTests, RefusalsAreSentences) {
+    const struct {
+        const char* key;
+        const char* value;
+        const char* sentence;
+    } cases[] = {
+        {"Start", "cancelled", "Nothing was chosen."},
+        {"Start", "failed", "screen"},
+        {"CreateSession", "error", "screen"},
+        {"OpenPipeWireRemote", "error", "screen"},
+        {"node", "999999", "The screen can't be captured."},
+        {"sources", "0", "This desktop has no portal that shares the screen."},
+    };
+    paint();
+    for (const auto& [key, value, sentence] : cases) {
+        SCOPED_TRACE(std::string(key) + " " + value);
+        portal.tell("Reset");
+        portal.set(key, value);
+        expectFailure(recordToEnd({"--screen"}), 1, sentence);
+        EXPECT_FALSE(std::filesystem::exists(file));
+    }
+}
+
+}  // namespace
+}  // namespace lumicrate::test
