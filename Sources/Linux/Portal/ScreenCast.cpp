@@ -18,6 +18,18 @@ namespace {
 
 constexpr std::chrono::seconds remoteTimeout(5);
 
+int openRemoteOf(const QString& sessionPath) {
+    const QDBusMessage call =
+        methodCall(portalInterface(QStringLiteral("ScreenCast")), QStringLiteral("OpenPipeWireRemote"),
+                   {QVariant::fromValue(QDBusObjectPath(sessionPath)), QVariantMap()});
+    const QDBusReply<QDBusUnixFileDescriptor> reply = sendAndWait(call, remoteTimeout);
+    const int descriptor = reply.isValid() ? fcntl(reply.value().fileDescriptor(), F_DUPFD_CLOEXEC, 0) : -1;
+    if (descriptor >= 0) return descriptor;
+    log(LogArea::desktop, "portal: no remote: ", reply.error().message().toStdString());
+    throw PortalError(PortalError::Reason::failed,
+                      localized("The desktop portal gives no access to the screen cast."));
+}
+
 }  // namespace
 
 ScreenCast::ScreenCast(std::unique_ptr<PortalSession> session, Facts facts)
@@ -40,15 +52,11 @@ CursorMode ScreenCast::cursorMode() const {
 }
 
 int ScreenCast::openRemote() const {
-    const QDBusMessage call =
-        methodCall(portalInterface(QStringLiteral("ScreenCast")), QStringLiteral("OpenPipeWireRemote"),
-                   {QVariant::fromValue(QDBusObjectPath(session_->path())), QVariantMap()});
-    const QDBusReply<QDBusUnixFileDescriptor> reply = sendAndWait(call, remoteTimeout);
-    const int descriptor = reply.isValid() ? fcntl(reply.value().fileDescriptor(), F_DUPFD_CLOEXEC, 0) : -1;
-    if (descriptor >= 0) return descriptor;
-    log(LogArea::desktop, "portal: no remote: ", reply.error().message().toStdString());
-    throw PortalError(PortalError::Reason::failed,
-                      localized("The desktop portal gives no access to the screen cast."));
+    return openRemoteOf(session_->path());
+}
+
+std::function<int()> ScreenCast::remote() const {
+    return [path = session_->path()] { return openRemoteOf(path); };
 }
 
 bool ScreenCast::isOpen() const {

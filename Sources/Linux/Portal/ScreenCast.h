@@ -62,6 +62,10 @@ class ScreenCast {
     /// A new connection to the PipeWire server that shows this cast alone, as a descriptor that the caller
     /// owns. Waits for the portal, up to a few seconds. Throws PortalError. Any thread.
     int openRemote() const;
+    /// openRemote() as a function that may outlive this and follows it when it is moved. Call it for each
+    /// PipeWire connection: a duplicate of a descriptor is the same connection, which two clients would
+    /// disturb. It throws after the cast has been closed. Any thread.
+    std::function<int()> remote() const;
 
     /// False once the cast has been closed from outside.
     bool isOpen() const;
