@@ -55,7 +55,8 @@ class VirtualScreen {
     /// Sends a picture of the cast's size once a consumer listens and has returned a buffer.
     void show(const pictures::BgraPicture& picture, const Facts& facts);
     void show(const pictures::BgraPicture& picture) { show(picture, {}); }
-    /// Sends it if there is a consumer and a free buffer; whether it was sent.
+    /// Sends it if there is a consumer and a free buffer; whether it was sent. The server may drop it when
+    /// the consumer is only just ready, or still receives another one.
     bool offer(const pictures::BgraPicture& picture, const Facts& facts);
     /// As when a monitor changes its mode: the next picture must have that size.
     void resize(PixelSize size);
