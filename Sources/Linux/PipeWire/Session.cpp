@@ -6,7 +6,6 @@
 
 #include <cerrno>
 #include <mutex>
-#include <optional>
 
 namespace lumicrate::pipewire {
 
@@ -62,11 +61,11 @@ void Session::connect(const Remote& remote) {
         context_.reset(pw_context_new(pw_thread_loop_get_loop(loop_.get()), nullptr, 0));
     }
     if (!context_) failUnreachable();
-    const std::optional<int> socket = remote ? std::optional(remote()) : std::nullopt;
+    const int socket = remote ? remote() : -1;
     pw_properties* const properties = pw_properties_new(PW_KEY_APP_NAME, "Lumicrate", nullptr);
     const std::lock_guard lock(contextMutex());
     // The library takes the socket and the properties, also if it fails.
-    core_.reset(socket ? pw_context_connect_fd(context_.get(), *socket, properties, 0)
+    core_.reset(remote ? pw_context_connect_fd(context_.get(), socket, properties, 0)
                        : pw_context_connect(context_.get(), properties, 0));
 }
 
