@@ -36,13 +36,14 @@ double similarity(const stage::MovieProbe& probe, const stage::Picture& picture,
     auto shown = picture.luma();
     if (shown.width - screen.width() == 1) --shown.width;
     if (shown.height - screen.height() == 1) --shown.height;
+    const auto& track = probe.videoTrack();
+    const Range range = track.colorRange == "pc" ? Range::Full : Range::Limited;
     const auto with = [&](Matrix matrix) {
-        const auto luma = screen.luma(matrix);
+        const auto luma = screen.luma(matrix, range);
         const stage::Plane reference{luma.data(), screen.width(), screen.width(), screen.height(), 1};
         return stage::structuralSimilarity(shown, reference);
     };
-    const auto& named = probe.videoTrack().colorMatrix;
-    if (named == "bt709") return with(Matrix::Bt709);
+    if (track.colorMatrix == "bt709") return with(Matrix::Bt709);
     return std::max(with(Matrix::Bt601), with(Matrix::Bt709));
 }
 

@@ -86,23 +86,14 @@ Command ffmpegCommand(const Assignment& assignment, const std::string& program) 
     return command;
 }
 
-// It has no option for the rate of pictures: it takes one when the screen has changed.
+// It has no option for the rate of pictures: it takes one when the screen has changed. With an average bit
+// rate it writes grey pictures, so it gets a constant quality, and by the filter colours of the usual size.
 Command wfRecorderCommand(const Assignment& assignment, const std::string& program) {
-    Command command{program,
-                    "-c",
-                    "libx264",
-                    "-p",
-                    "preset=veryfast",
-                    "-p",
-                    "b=" + std::to_string(assignment.bitRate()),
-                    "-x",
-                    "yuv420p"};
-    if (assignment.isScaled()) {
-        command.insert(command.end(),
-                       {"-F", "scale=-2:" + std::to_string(assignment.pictureSize().height) + ":flags=area"});
-    }
-    command.insert(command.end(), {"-f", assignment.file.string()});
-    return command;
+    std::string filter = "format=yuv420p";
+    if (assignment.isScaled())
+        filter = "scale=-2:" + std::to_string(assignment.pictureSize().height) + ":flags=area," + filter;
+    return {program,  "-c", "libx264", "-p", "preset=veryfast",       "-p",
+            "crf=23", "-F", filter,    "-f", assignment.file.string()};
 }
 
 // It ends with the next picture, and there is none on a still screen.

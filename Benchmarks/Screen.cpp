@@ -117,14 +117,16 @@ Screen Screen::scaledTo(int width, int height) const {
     return scaled;
 }
 
-std::vector<std::uint8_t> Screen::luma(Matrix matrix) const {
+std::vector<std::uint8_t> Screen::luma(Matrix matrix, Range range) const {
+    const double black = range == Range::Limited ? 16 : 0;
+    const double span = range == Range::Limited ? 219 : 255;
     const double red = matrix == Matrix::Bt709 ? 0.2126 : 0.299;
     const double blue = matrix == Matrix::Bt709 ? 0.0722 : 0.114;
     std::vector<std::uint8_t> result;
     result.reserve(pixels_.size() / 3);
     for (std::size_t i = 0; i < pixels_.size(); i += 3) {
         const double value = blue * pixels_[i] + (1 - red - blue) * pixels_[i + 1] + red * pixels_[i + 2];
-        result.push_back(static_cast<std::uint8_t>(std::lround(16 + 219 * value / 255)));
+        result.push_back(static_cast<std::uint8_t>(std::lround(black + span * value / 255)));
     }
     return result;
 }

@@ -13,6 +13,7 @@
 namespace lumicrate::bench {
 
 enum class Matrix { Bt601, Bt709 };
+enum class Range { Limited, Full };
 
 class Screen {
  public:
@@ -22,7 +23,7 @@ class Screen {
 
     // Each pixel is the mean of the area that it covers.
     Screen scaledTo(int width, int height) const;
-    std::vector<std::uint8_t> luma(Matrix matrix) const;
+    std::vector<std::uint8_t> luma(Matrix matrix, Range range) const;
     int width() const { return width_; }
     int height() const { return height_; }
 
