@@ -31,6 +31,10 @@ Connection::Connection(const std::string& displayName, std::chrono::milliseconds
     registry_ = wl_display_get_registry(display_.get());
 }
 
+Connection::~Connection() {
+    wl_registry_destroy(registry_);
+}
+
 void Connection::followGlobals(Globals globals) {
     globals_ = std::move(globals);
     static constexpr wl_registry_listener listener{

@@ -28,6 +28,7 @@ class Connection {
     Connection(const std::string& displayName, std::chrono::milliseconds timeout);
     Connection(const Connection&) = delete;
     Connection& operator=(const Connection&) = delete;
+    ~Connection();
 
     wl_display* get() const { return display_.get(); }
     wl_registry* registry() const { return registry_; }

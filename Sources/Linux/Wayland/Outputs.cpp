@@ -153,6 +153,12 @@ class Outputs::Client {
         connection_.sync();
     }
 
+    ~Client() {
+        if (manager_ != nullptr) zxdg_output_manager_v1_destroy(manager_);
+    }
+    Client(const Client&) = delete;
+    Client& operator=(const Client&) = delete;
+
     std::vector<Output> outputs() {
         // After the first all outputs are known and bound, after the second they are described.
         connection_.sync();

@@ -114,8 +114,8 @@ std::list<OutputFacts> readOutputs(WaylandConnection& connection) {
         OutputFacts& facts = outputs.emplace_back();
         facts.object = object;
         wl_output_add_listener(object, &listener, &facts);
-        zxdg_output_v1_add_listener(zxdg_output_manager_v1_get_xdg_output(manager, object), &nameListener,
-                                    &facts);
+        zxdg_output_v1_add_listener(connection.keep(zxdg_output_manager_v1_get_xdg_output(manager, object)),
+                                    &nameListener, &facts);
     }
     connection.sync();
     return outputs;  // moved: the listeners' pointers stay valid
@@ -198,16 +198,16 @@ void Window::open(const std::string& title, wl_output* output) {
     static constexpr xdg_wm_base_listener shellListener{
         [](void*, xdg_wm_base* base, std::uint32_t serial) { xdg_wm_base_pong(base, serial); }};
     xdg_wm_base_add_listener(shell, &shellListener, nullptr);
-    surface_ = wl_compositor_create_surface(compositor);
-    viewport_ = wp_viewporter_get_viewport(scaler, surface_);
-    xdg_surface* const role = xdg_wm_base_get_xdg_surface(shell, surface_);
+    surface_ = connection_.keep(wl_compositor_create_surface(compositor));
+    viewport_ = connection_.keep(wp_viewporter_get_viewport(scaler, surface_));
+    xdg_surface* const role = connection_.keep(xdg_wm_base_get_xdg_surface(shell, surface_));
     static constexpr xdg_surface_listener roleListener{
         [](void* self, xdg_surface* surface, std::uint32_t serial) {
             xdg_surface_ack_configure(surface, serial);
             static_cast<Window*>(self)->isConfigured_ = true;
         }};
     xdg_surface_add_listener(role, &roleListener, this);
-    xdg_toplevel* const window = xdg_surface_get_toplevel(role);
+    xdg_toplevel* const window = connection_.keep(xdg_surface_get_toplevel(role));
     static constexpr xdg_toplevel_listener windowListener{
         .configure =
             [](void* data, xdg_toplevel*, std::int32_t width, std::int32_t height, wl_array* states) {

@@ -11,7 +11,7 @@ namespace lumicrate::stage {
 WaylandConnection::WaylandConnection(const std::string& displayName)
     : display_(wl_display_connect(displayName.empty() ? nullptr : displayName.c_str())) {
     if (!display_) fail("No Wayland display " + displayName);
-    registry_ = wl_display_get_registry(get());
+    registry_ = keep(wl_display_get_registry(get()));
     static constexpr wl_registry_listener listener{
         [](void* self, wl_registry*, std::uint32_t name, const char* interface, std::uint32_t version) {
             static_cast<WaylandConnection*>(self)->globals_.push_back({name, interface, version});
@@ -24,6 +24,11 @@ WaylandConnection::WaylandConnection(const std::string& displayName)
     sync();
 }
 
+WaylandConnection::~WaylandConnection() {
+    for (wl_proxy* object : kept_)
+        wl_proxy_destroy(object);
+}
+
 void WaylandConnection::fail(const std::string& sentence) {
     throw std::runtime_error(sentence);
 }
@@ -32,8 +37,9 @@ std::vector<void*> WaylandConnection::bindGlobals(const wl_interface& interface,
     std::vector<void*> objects;
     for (const Global& global : globals_) {
         if (global.interface != interface.name) continue;
-        objects.push_back(
-            wl_registry_bind(registry_, global.name, &interface, std::min(version, global.version)));
+        void* const object =
+            wl_registry_bind(registry_, global.name, &interface, std::min(version, global.version));
+        objects.push_back(keep(static_cast<wl_proxy*>(object)));
     }
     return objects;
 }

@@ -18,6 +18,7 @@ class WaylandConnection {
     explicit WaylandConnection(const std::string& displayName = {});
     WaylandConnection(const WaylandConnection&) = delete;
     WaylandConnection& operator=(const WaylandConnection&) = delete;
+    ~WaylandConnection();
 
     wl_display* get() const { return display_.get(); }
 
@@ -36,6 +37,13 @@ class WaylandConnection {
         const auto objects = bindAll<Object>(interface, version);
         if (objects.empty()) fail(std::string("The compositor has no ") + interface.name);
         return objects.front();
+    }
+
+    /// Frees an object with the connection, as it does with bound ones.
+    template <class Object>
+    Object* keep(Object* object) {
+        kept_.push_back(reinterpret_cast<wl_proxy*>(object));
+        return object;
     }
 
     /// Returns when the compositor has processed all requests. Throws std::runtime_error when it is gone.
@@ -60,6 +68,7 @@ class WaylandConnection {
     std::unique_ptr<wl_display, Disconnect> display_;
     wl_registry* registry_ = nullptr;
     std::vector<Global> globals_;
+    std::vector<wl_proxy*> kept_;
 };
 
 }  // namespace lumicrate::stage

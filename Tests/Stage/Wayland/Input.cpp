@@ -66,12 +66,12 @@ class WlrootsInput final : public VirtualInput {
 
 WlrootsInput::WlrootsInput(const std::string& displayName) : connection_(displayName) {
     auto* const seat = connection_.bind<wl_seat>(wl_seat_interface, 1);
-    pointer_ = zwlr_virtual_pointer_manager_v1_create_virtual_pointer(
+    pointer_ = connection_.keep(zwlr_virtual_pointer_manager_v1_create_virtual_pointer(
         connection_.bind<zwlr_virtual_pointer_manager_v1>(zwlr_virtual_pointer_manager_v1_interface, 1),
-        seat);
-    keyboard_ = zwp_virtual_keyboard_manager_v1_create_virtual_keyboard(
+        seat));
+    keyboard_ = connection_.keep(zwp_virtual_keyboard_manager_v1_create_virtual_keyboard(
         connection_.bind<zwp_virtual_keyboard_manager_v1>(zwp_virtual_keyboard_manager_v1_interface, 1),
-        seat);
+        seat));
     const Descriptor file(memfd_create("keymap", MFD_CLOEXEC));
     const auto size = americanKeymap.size() + 1;  // with the null byte
     if (write(file.get(), americanKeymap.data(), size) != static_cast<ssize_t>(size))
