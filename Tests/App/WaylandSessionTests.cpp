@@ -16,7 +16,7 @@ namespace {
 using testing::ElementsAre;
 using testing::HasSubstr;
 
-const stage::Environment recorderLog{{"LUMICRATE_LOG", "recorder"}};
+const stage::Environment recorderLog{{"LUMICRATE_LOG", "recorder,capture"}};
 
 /// The numbers in the corner of a movie's pictures; -1 for none.
 std::vector<int> numbersIn(const std::filesystem::path& file) {
@@ -85,7 +85,7 @@ TEST_F(WaylandSessionTests, ScreensAndAreasAreRecordedAndRestoredWithoutAsking) 
             ASSERT_EQ(outcome.status, 0) << outcome.error;
             EXPECT_EQ(outcome.file(), file);
             MovieProbe movie(file);
-            EXPECT_EQ(std::pair(movie.videoTrack().width, movie.videoTrack().height), size);
+            EXPECT_EQ(std::pair(movie.videoTrack().width, movie.videoTrack().height), size) << outcome.error;
             expectCounting(file, 20);
         }
     }

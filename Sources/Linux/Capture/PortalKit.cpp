@@ -8,9 +8,6 @@
 #include "Support/Error.h"
 #include "Support/Log.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <chrono>
 #include <cmath>
@@ -29,23 +26,6 @@ constexpr std::uint32_t windowNumbers = 0x4000'0000;
 
 constexpr const char* windowTokenKey = "portalToken.window";
 constexpr const char* displayTokenKey = "portalToken.display";
-
-/// A descriptor that is closed with the last stream that uses it.
-class Remote {
- public:
-    explicit Remote(int descriptor) : descriptor_(descriptor) {}
-    ~Remote() { close(descriptor_); }
-    Remote(const Remote&) = delete;
-    Remote& operator=(const Remote&) = delete;
-    int duplicate() const { return fcntl(descriptor_, F_DUPFD_CLOEXEC, 0); }
-
- private:
-    int descriptor_;
-};
-
-pipewire::Remote remoteOf(const portal::ScreenCast& cast) {
-    return [remote = std::make_shared<const Remote>(cast.openRemote())] { return remote->duplicate(); };
-}
 
 struct FirstPicture {
     PixelSize size;
@@ -69,22 +49,21 @@ FirstPicture takeFirstPicture(const pipewire::ScreenCast& target) {
     return first;
 }
 
-/// The output that a stream shows, by its place and size as far as they are known; the only output in any
-/// case.
+/// The output that a stream shows, by its place and size as far as they are known; of several the wanted one.
 const SCDisplay* findOutput(const std::vector<SCDisplay>& outputs, const portal::ScreenCastStream& stream,
-                            PixelSize pixels) {
+                            PixelSize pixels, std::optional<std::uint32_t> wanted) {
+    // Portals of the wlroots family call a monitor a window, tell its size in pixels, and no true position.
+    const bool isTrue = stream.source == portal::SourceKind::monitor;
     const Size taken(pixels.width, pixels.height);
-    const auto shows = [&](const SCDisplay& each) {
-        if (stream.position && Point{each.frame.x, each.frame.y} != *stream.position) return false;
-        // Some portals tell the size in pixels.
+    const SCDisplay* found = outputs.size() == 1 ? &outputs.front() : nullptr;
+    for (const SCDisplay& each : outputs) {
+        if (isTrue && stream.position && Point{each.frame.x, each.frame.y} != *stream.position) continue;
         const double scale = each.pointPixelScale;
         const Size ofOutput(std::round(each.frame.width * scale), std::round(each.frame.height * scale));
-        const Size told = stream.size.value_or(taken);
-        return told == each.frame.size() || told == ofOutput || taken == ofOutput;
-    };
-    const auto found = std::ranges::find_if(outputs, shows);
-    if (found != outputs.end()) return &*found;
-    return outputs.size() == 1 ? &outputs.front() : nullptr;
+        const bool isSize = ofOutput == taken || (isTrue && each.frame.size() == stream.size);
+        if (isSize && (!found || each.displayID == wanted)) found = &each;
+    }
+    return found;
 }
 
 /// None where the compositor does not tell.
@@ -217,7 +196,7 @@ Task<void> PortalKit::ask(SCSharingRequest request, Completion<Answer> answer) {
 /// Takes a first picture, because only the stream knows the size in pixels.
 Task<void> PortalKit::takeShared(SCSharingRequest request, portal::ScreenCast cast) {
     const portal::ScreenCastStream stream = cast.streams().front();
-    pipewire::ScreenCast target{remoteOf(cast), stream.nodeId, {}, [] { wayland::requestRedraw(); }};
+    pipewire::ScreenCast target{cast.remote(), stream.nodeId, {}, [] { wayland::requestRedraw(); }};
     const Completion<FirstPicture> taken(executor_);
     queue_.async([target, taken] { taken.resolve(takeFirstPicture(target)); });
     FirstPicture first = co_await taken;
@@ -233,19 +212,23 @@ Task<void> PortalKit::takeShared(SCSharingRequest request, portal::ScreenCast ca
         content.window = window;
         first.image = {};
     } else {
-        content.display = displayOf(stream, first.size);
+        content.display = displayOf(stream, first.size, request.displayID);
         target.size = content.display->frame.size();
     }
+    const Point place = stream.position.value_or(Point{-1, -1});
+    const Size told = stream.size.value_or(Size());
     log(LogArea::capture, "portal: shares ", first.size.width, " × ", first.size.height, " pixels, node ",
-        stream.nodeId, ", cursor mode ", static_cast<int>(cast.cursorMode()));
+        stream.nodeId, ", cursor mode ", static_cast<int>(cast.cursorMode()), ", told: ", told.width, " × ",
+        told.height, " at ", place.x, ", ", place.y);
     shared_.reset(new Shared{std::move(cast), target, content, std::move(first.image), request, {}});
     shared_->cast.setOnClosed([this] { castClosed(); });
 }
 
-SCDisplay PortalKit::displayOf(const portal::ScreenCastStream& stream, PixelSize pixels) {
+SCDisplay PortalKit::displayOf(const portal::ScreenCastStream& stream, PixelSize pixels,
+                               std::optional<std::uint32_t> wanted) {
     const std::vector<SCDisplay> outputs = outputsIfKnown();
     SCDisplay display;
-    if (const SCDisplay* const output = findOutput(outputs, stream, pixels)) {
+    if (const SCDisplay* const output = findOutput(outputs, stream, pixels, wanted)) {
         display = *output;
     } else {
         const Point origin = stream.position.value_or(Point());
@@ -333,10 +316,7 @@ std::unique_ptr<SampleSource> PortalKit::pictureSource(const SCContentFilter& /*
                                                        const SCStreamConfiguration& configuration) {
     if (!shared_ || !shared_->cast.isOpen())
         throw SCStreamError(localized("Nothing is shared with Lumicrate."));
-    pipewire::ScreenCast target = shared_->target;
-    // A connection of its own: that of the first picture has ended.
-    target.remote = remoteOf(shared_->cast);
-    auto source = std::make_unique<CastSource>(pipewire::screenCastSource(std::move(target), configuration));
+    auto source = std::make_unique<CastSource>(pipewire::screenCastSource(shared_->target, configuration));
     shared_->source = source->lifeline();
     return source;
 }

@@ -74,7 +74,8 @@ class PortalKit final : public CaptureKit, public SCContentSharingPicker, public
     Task<void> takeShared(SCSharingRequest request, portal::ScreenCast cast);
     void castClosed();
     void announceChange() const;
-    static SCDisplay displayOf(const portal::ScreenCastStream& stream, PixelSize pixels);
+    static SCDisplay displayOf(const portal::ScreenCastStream& stream, PixelSize pixels,
+                               std::optional<std::uint32_t> wanted);
     std::string tokenKey(const SCSharingRequest& request) const;
     std::string takeToken(const std::string& key);
     void storeToken(const std::string& key, const std::string& token);

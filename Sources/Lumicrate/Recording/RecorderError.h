@@ -17,6 +17,7 @@ class RecorderError final : public LocalizedError {
         windowGone,          ///< the chosen window has been closed
         noAudioSource,       ///< sound alone, but neither microphone nor system audio
         noScreenAccess,      ///< no display server answers, or it does not allow capture
+        otherDisplay,        ///< the desktop shared another display than the area's
         tooLittleFreeSpace,  ///< the disk would soon be full
     };
 
@@ -38,6 +39,8 @@ class RecorderError final : public LocalizedError {
                 return localized("That window is no longer on screen. Pick another source.");
             case noAudioSource:
                 return localized("Turn on Microphone or System audio to record audio.");
+            case otherDisplay:
+                return localized("The desktop shared another screen than the one with the area.");
             case tooLittleFreeSpace:
                 return localized("There is too little free space on the disk to record: ") +
                        std::to_string(freeBytes / 1'000'000) + " MB.";

@@ -235,6 +235,12 @@ Task<bool> ScreenRecorder::shareSource(bool showsCursor) {
     Task<std::optional<CaptureSource>> sharing = chooser_.share(**source, showsCursor);
     const std::optional<CaptureSource> shared = co_await sharing;
     if (!shared || startGivenUp_) co_return false;
+    const auto requested = (*source)->displayID();
+    if (requested.value_or(0) != 0 && shared->displayID() != requested) {
+        // The rectangle is meant for the other display.
+        if (shared->is(CaptureSource::Kind::area)) throw RecorderError(RecorderError::otherDisplay);
+        notice(localized("The desktop shared another screen than the one that was asked for."));
+    }
     source = shared;
     co_return true;
 }
