@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "Tests/Stage/Wayland/Sway.h"
 
+#include "Tests/Stage/Await.h"
 #include "Tests/Stage/Xcb.h"
 
-#include <csignal>
 #include <fstream>
 #include <sstream>
+#include <stdexcept>
 #include <utility>
 
 namespace lumicrate::stage {
@@ -59,6 +60,19 @@ Environment serverEnvironment(const Session& session, const Sway::Options& optio
             {"XDG_SESSION_TYPE", "wayland"}};
 }
 
+/// Waits until the compositor manages the windows of Xwayland. Before that, Xwayland ends with the last of
+/// its clients and is started again, and nothing ends it when the compositor ends meanwhile.
+void awaitXwayland(const std::string& displayName) {
+    const XcbConnection connection(displayName);
+    const auto selection = internAtom(connection.get(), "WM_S0");
+    const bool isManaged = eventually([&] {
+        const XcbReply<xcb_get_selection_owner_reply_t> reply(xcb_get_selection_owner_reply(
+            connection.get(), xcb_get_selection_owner(connection.get(), selection), nullptr));
+        return reply && reply->owner != XCB_NONE;
+    });
+    if (!isManaged) throw std::runtime_error("sway does not manage X windows");
+}
+
 }  // namespace
 
 bool Sway::isInstalled() {
@@ -72,15 +86,7 @@ Sway::Sway(std::shared_ptr<const Session> session, const Options& options)
       server_({"sway", "-Dnoscanout", "--config", writeConfiguration(*session_, options).string()},
               serverEnvironment(*session_, options)) {
     std::istringstream(server_.readLine()) >> displayName_ >> socket_ >> xDisplayName_;
-    // Its socket accepts clients before the server runs.
-    if (options.xwayland) XcbConnection(xDisplayName_).sync();
-}
-
-Sway::~Sway() {
-    if (!server_.isRunning()) return;
-    // Alone: while it ends, it would replace an Xwayland that ends before it, and leave that one behind.
-    ::kill(server_.processId(), SIGTERM);
-    server_.wait(5);
+    if (options.xwayland) awaitXwayland(xDisplayName_);
 }
 
 Environment Sway::environment() const {
@@ -119,9 +125,15 @@ void Sway::removeLastOutput() const {
     command({"create_output"});
 }
 
-void Sway::kill() {
-    server_.signal(SIGKILL);
-    server_.mustEnd(30);
+void Sway::end(int signal) {
+    if (!server_.isRunning()) return;
+    // Alone: while it ends, it would replace an Xwayland that ends before it, and leave that one behind.
+    ::kill(server_.processId(), signal);
+    server_.wait(5);
+    // Also what it has forked to start Xwayland, which waits for Xwayland forever when it has ended
+    // meanwhile.
+    ::kill(-server_.processId(), SIGKILL);
+    server_.wait(30);
 }
 
 }  // namespace lumicrate::stage

@@ -6,6 +6,7 @@
 #include "Tests/Stage/Session.h"
 #include "Tests/Stage/Wayland/Input.h"
 
+#include <csignal>
 #include <memory>
 #include <string>
 #include <vector>
@@ -28,9 +29,9 @@ class Sway {
 
     /// Returns when the compositor accepts clients, X clients too. Throws std::runtime_error.
     Sway(std::shared_ptr<const Session> session, const Options& options);
-    ~Sway();
     Sway(const Sway&) = delete;
     Sway& operator=(const Sway&) = delete;
+    ~Sway() { end(SIGTERM); }
 
     /// "wayland-1"
     const std::string& displayName() const { return displayName_; }
@@ -53,9 +54,11 @@ class Sway {
     void removeLastOutput() const;
 
     /// Ends the compositor at once, as a crash would.
-    void kill();
+    void kill() { end(SIGKILL); }
 
  private:
+    void end(int signal);
+
     std::shared_ptr<const Session> session_;
     std::size_t outputCount_;
     ChildProcess server_;
