@@ -207,9 +207,13 @@ TEST_F(PortalDoubleTests, TokensAreUsedOnceAndAWrongOneAsksAgain) {
     portal.set("valid", "other");
     ASSERT_EQ(recordToEnd({"--screen"}).status, 0);
     EXPECT_THAT(usedTokens(), HasSubstr("token-3"));
-    const Outcome given = recordToEnd({"--screen", "--portal-token", "other"});
-    EXPECT_THAT(usedTokens(), HasSubstr("other"));
-    EXPECT_THAT(given.sentences(), ElementsAre("lumicrate: The next portal token is token-3"));
+}
+
+TEST_F(PortalDoubleTests, ATokenOnTheCommandLineIsUsedAndTheNextOnePrinted) {
+    paint();
+    const Outcome outcome = recordToEnd({"--screen", "--portal-token", "token-1"});
+    EXPECT_THAT(portal.tell("Calls"), HasSubstr("token-1"));
+    EXPECT_THAT(outcome.sentences(), ElementsAre("lumicrate: The next portal token is token-2"));
 }
 
 TEST_F(PortalDoubleTests, RefusalsAreSentences) {
