@@ -101,7 +101,7 @@ TEST(RecordArgumentsTests, RefusesInvalidValues) {
         for (const char* value : values)
             EXPECT_NE(refusal({option, value}), "accepted") << option << " " << value;
     const std::vector<std::vector<std::string>> others = {
-        {"--screen", "--area", "0,0,9,9"}, {"surprise"}, {"--window"}, {"--window", "12", "--audio"}};
+        {"--screen", "--area", "0,0,9,9"}, {"surprise"}, {"--window", "12", "--audio"}};
     for (const auto& arguments : others)
         EXPECT_NE(refusal(arguments), "accepted") << arguments.front();
     EXPECT_EQ(refusal({"--window", "5", "--screen"}),
