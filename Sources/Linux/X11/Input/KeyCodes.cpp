@@ -2,6 +2,7 @@
 #include "Linux/X11/Input/KeyCodes.h"
 
 #include "Support/Log.h"
+#include "Support/VirtualKeys.h"
 
 // The header has a member named `explicit`, a keyword of C++.
 #define explicit isExplicit
@@ -17,122 +18,6 @@ namespace {
 
 constexpr xcb_keysym_t numLock = 0xff7f;
 constexpr xcb_keysym_t scrollLock = 0xff14;
-
-struct KnownKey {
-    std::uint32_t code;
-    xcb_keysym_t symbol;     ///< that the key types without modifiers
-    xcb_keysym_t alternate;  ///< another symbol of the key at `position`; 0 for none
-    std::uint32_t position;  ///< X key code on a US keyboard; 0 if the position does not identify the key
-};
-
-constexpr KnownKey knownKeys[] = {
-    // Letters
-    {0, 'a', 0, 38},
-    {11, 'b', 0, 56},
-    {8, 'c', 0, 54},
-    {2, 'd', 0, 40},
-    {14, 'e', 0, 26},
-    {3, 'f', 0, 41},
-    {5, 'g', 0, 42},
-    {4, 'h', 0, 43},
-    {34, 'i', 0, 31},
-    {38, 'j', 0, 44},
-    {40, 'k', 0, 45},
-    {37, 'l', 0, 46},
-    {46, 'm', 0, 58},
-    {45, 'n', 0, 57},
-    {31, 'o', 0, 32},
-    {35, 'p', 0, 33},
-    {12, 'q', 0, 24},
-    {15, 'r', 0, 27},
-    {1, 's', 0, 39},
-    {17, 't', 0, 28},
-    {32, 'u', 0, 30},
-    {9, 'v', 0, 55},
-    {13, 'w', 0, 25},
-    {7, 'x', 0, 53},
-    {16, 'y', 0, 29},
-    {6, 'z', 0, 52},
-    // Digits
-    {18, '1', 0, 10},
-    {19, '2', 0, 11},
-    {20, '3', 0, 12},
-    {21, '4', 0, 13},
-    {23, '5', 0, 14},
-    {22, '6', 0, 15},
-    {26, '7', 0, 16},
-    {28, '8', 0, 17},
-    {25, '9', 0, 18},
-    {29, '0', 0, 19},
-    // Punctuation
-    {27, '-', 0, 20},
-    {24, '=', 0, 21},
-    {33, '[', 0, 34},
-    {30, ']', 0, 35},
-    {41, ';', 0, 47},
-    {39, '\'', 0, 48},
-    {50, '`', 0, 49},
-    {42, '\\', 0, 51},
-    {43, ',', 0, 59},
-    {47, '.', 0, 60},
-    {44, '/', 0, 61},
-    {10, 0xa7 /* section */, 0, 94},
-    // Keys that type no character
-    {49, ' ', 0, 0},
-    {36, 0xff0d /* Return */, 0, 0},
-    {48, 0xff09 /* Tab */, 0, 0},
-    {51, 0xff08 /* BackSpace */, 0, 0},
-    {53, 0xff1b /* Escape */, 0, 0},
-    {117, 0xffff /* Delete */, 0, 0},
-    {114, 0xff63 /* Insert */, 0xff6a /* Help */, 118},
-    {123, 0xff51 /* Left */, 0, 0},
-    {126, 0xff52 /* Up */, 0, 0},
-    {124, 0xff53 /* Right */, 0, 0},
-    {125, 0xff54 /* Down */, 0, 0},
-    {115, 0xff50 /* Home */, 0, 0},
-    {119, 0xff57 /* End */, 0, 0},
-    {116, 0xff55 /* Page Up */, 0, 0},
-    {121, 0xff56 /* Page Down */, 0, 0},
-    // F1 to F19
-    {122, 0xffbe, 0, 0},
-    {120, 0xffbf, 0, 0},
-    {99, 0xffc0, 0, 0},
-    {118, 0xffc1, 0, 0},
-    {96, 0xffc2, 0, 0},
-    {97, 0xffc3, 0, 0},
-    {98, 0xffc4, 0, 0},
-    {100, 0xffc5, 0, 0},
-    {101, 0xffc6, 0, 0},
-    {109, 0xffc7, 0, 0},
-    {103, 0xffc8, 0, 0},
-    {111, 0xffc9, 0, 0},
-    {105, 0xffca, 0x1008ff81 /* Tools */, 191},
-    {107, 0xffcb, 0x1008ff45 /* Launch 5 */, 192},
-    {113, 0xffcc, 0x1008ff46 /* Launch 6 */, 193},
-    {106, 0xffcd, 0x1008ff47 /* Launch 7 */, 194},
-    {64, 0xffce, 0x1008ff48 /* Launch 8 */, 195},
-    {79, 0xffcf, 0x1008ff49 /* Launch 9 */, 196},
-    {80, 0xffd0, 0, 0},
-    // Keypad, without and with Num Lock
-    {82, 0xff9e, 0xffb0, 90},
-    {83, 0xff9c, 0xffb1, 87},
-    {84, 0xff99, 0xffb2, 88},
-    {85, 0xff9b, 0xffb3, 89},
-    {86, 0xff96, 0xffb4, 83},
-    {87, 0xff9d, 0xffb5, 84},
-    {88, 0xff98, 0xffb6, 85},
-    {89, 0xff95, 0xffb7, 79},
-    {91, 0xff97, 0xffb8, 80},
-    {92, 0xff9a, 0xffb9, 81},
-    {65, 0xff9f, 0xffae, 91},
-    {67, 0xffaa, 0, 0},
-    {69, 0xffab, 0, 0},
-    {75, 0xffaf, 0, 0},
-    {76, 0xff8d, 0, 0},
-    {78, 0xffad, 0, 0},
-    {81, 0xffbd, 0, 0},
-    {71, 0xff0b /* Clear */, 0xff7f /* Num Lock */, 77},
-};
 
 /// Whether one of the symbols of the key is Num Lock or Scroll Lock.
 bool typesLock(const KeyboardMap& map, xcb_keycode_t key) {
@@ -210,18 +95,18 @@ KeyCodes::KeyCodes(const KeyboardMap& map) {
     for (int key = map.firstKey; key < end; ++key) {
         const xcb_keysym_t symbol = map.symbol(key, 0);
         if (symbol == XCB_NO_SYMBOL) continue;
-        for (const KnownKey& each : knownKeys) {
+        for (const VirtualKey& each : virtualKeys()) {
             const bool matches =
                 symbol == each.symbol || (symbol == each.alternate && key == static_cast<int>(each.position));
             if (matches && !isGiven(each.code)) give(static_cast<std::size_t>(key), each.code);
         }
     }
-    for (const KnownKey& each : knownKeys) {
+    for (const VirtualKey& each : virtualKeys()) {
         const bool exists =
             each.position != 0 && map.symbol(static_cast<int>(each.position), 0) != XCB_NO_SYMBOL;
         if (exists && !isGiven(each.code) && codes_[each.position] == none) give(each.position, each.code);
     }
-    for (const KnownKey& each : knownKeys) {
+    for (const VirtualKey& each : virtualKeys()) {
         for (int key = map.firstKey; key < end && !isGiven(each.code); ++key)
             if (map.symbol(key, 1) == each.symbol) keys_[each.code] = static_cast<xcb_keycode_t>(key);
     }
