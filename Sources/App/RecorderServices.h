@@ -38,7 +38,10 @@ class HeadlessDesktop {
     class NoHotKeys final : public CarbonHotKeys {
      public:
         void InstallEventHandler(std::function<void(EventHotKeyID)>) override {}
-        EventHotKeyRef RegisterEventHotKey(std::uint32_t, std::uint32_t, EventHotKeyID) override { return 0; }
+        EventHotKeyRef RegisterEventHotKey(std::uint32_t, std::uint32_t, EventHotKeyID,
+                                           const HotKeyPurpose&) override {
+            return 0;
+        }
         void UnregisterEventHotKey(EventHotKeyRef) override {}
         bool hasKey(std::uint32_t) override { return true; }
         void setOnLayoutChange(std::function<void()>) override {}

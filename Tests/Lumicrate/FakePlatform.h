@@ -224,8 +224,8 @@ class FakeHotKeys final : public CarbonHotKeys {
         ++installed;
         handler = std::move(pressed);
     }
-    EventHotKeyRef RegisterEventHotKey(std::uint32_t keyCode, std::uint32_t modifiers,
-                                       EventHotKeyID id) override {
+    EventHotKeyRef RegisterEventHotKey(std::uint32_t keyCode, std::uint32_t modifiers, EventHotKeyID id,
+                                       const HotKeyPurpose&) override {
         if (refused.contains(keyCode) || missing.contains(keyCode)) return 0;
         grabs.emplace(++lastRef, Grab{keyCode, modifiers, id});
         return lastRef;
@@ -233,6 +233,7 @@ class FakeHotKeys final : public CarbonHotKeys {
     void UnregisterEventHotKey(EventHotKeyRef hotKey) override { grabs.erase(hotKey); }
     bool hasKey(std::uint32_t keyCode) override { return !missing.contains(keyCode); }
     void setOnLayoutChange(std::function<void()> changed) override { layoutChanged = std::move(changed); }
+    const Published<HotKeyAssignment>* assignment() const override { return assigned; }
 
     /// No effect if the key is not grabbed.
     void press(std::uint32_t keyCode) {
@@ -244,6 +245,7 @@ class FakeHotKeys final : public CarbonHotKeys {
     std::set<std::uint32_t> refused;
     std::set<std::uint32_t> missing;
     std::function<void()> layoutChanged;
+    const Published<HotKeyAssignment>* assigned = nullptr;
     std::map<EventHotKeyRef, Grab> grabs;
     EventHotKeyRef lastRef = 0;
     int installed = 0;

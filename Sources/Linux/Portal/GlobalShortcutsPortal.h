@@ -21,6 +21,8 @@ struct GlobalShortcut {
     std::string description;  ///< for the user: "Start or stop recording"
     /// A wish, as modifiers CTRL, ALT, SHIFT, LOGO and an xkb key name: "CTRL+SHIFT+2". May be empty.
     std::string preferredTrigger;
+
+    bool operator==(const GlobalShortcut&) const = default;
 };
 
 struct BoundShortcut {

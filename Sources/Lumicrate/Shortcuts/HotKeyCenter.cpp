@@ -23,11 +23,12 @@ HotKeyCenter::~HotKeyCenter() {
     unregisterAll();
 }
 
-bool HotKeyCenter::registerHotKey(std::int64_t keyCode, std::int64_t modifiers, Action action) {
+bool HotKeyCenter::registerHotKey(std::int64_t keyCode, std::int64_t modifiers, const HotKeyPurpose& purpose,
+                                  Action action) {
     if (!handlerInstalled_) installHandler();
     *registers_ = true;
     const EventHotKeyID id{signature, static_cast<std::uint32_t>(bindings_->size() + 1)};
-    const EventHotKeyRef ref = keys_.RegisterEventHotKey(narrowed(keyCode), narrowed(modifiers), id);
+    const EventHotKeyRef ref = keys_.RegisterEventHotKey(narrowed(keyCode), narrowed(modifiers), id, purpose);
     if (ref == 0) return false;
     bindings_->push_back({ref, std::move(action)});
     return true;

@@ -25,9 +25,12 @@ class HotKeyCenter {
 
     /// Registers a combination: a virtual key code and a modifier mask, both in the range of uint32. False,
     /// and no effect, if the system refuses it.
-    bool registerHotKey(std::int64_t keyCode, std::int64_t modifiers, Action action);
+    bool registerHotKey(std::int64_t keyCode, std::int64_t modifiers, const HotKeyPurpose& purpose,
+                        Action action);
     void unregisterAll();
 
+    /// See CarbonHotKeys::assignment().
+    const Published<HotKeyAssignment>* assignment() const { return keys_.assignment(); }
     /// Whether the keyboard has the key at all, after a refusal.
     bool hasKey(std::int64_t keyCode) const;
     /// `changed` is called when the keyboard's layout has changed, but not between unregisterAll and the next

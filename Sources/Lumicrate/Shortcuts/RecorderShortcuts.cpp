@@ -13,13 +13,14 @@ RefusedShortcuts bindShortcuts(HotKeyCenter& center, const NSUserDefaults& defau
     for (const ShortcutAction action : allCases<ShortcutAction>()) {
         const auto bound = shortcut(action, defaults);
         if (!bound) continue;
-        const bool accepted = center.registerHotKey(bound->keyCode, bound->modifiers, [pressed, action] {
-            log(LogArea::input, "shortcut pressed: ", rawValue(action));
-            pressed(action);
-        });
+        const bool accepted =
+            center.registerHotKey(bound->keyCode, bound->modifiers, purpose(action), [pressed, action] {
+                log(LogArea::input, "shortcut pressed: ", rawValue(action));
+                pressed(action);
+            });
         const bool hasKey = accepted || center.hasKey(bound->keyCode);
         log(LogArea::input, "shortcut ", rawValue(action),
-            accepted ? " bound"
+            accepted ? " registered"
             : hasKey ? " refused: already taken"
                      : " refused: no such key");
         if (accepted) continue;

@@ -137,6 +137,16 @@ std::string label(ShortcutAction action) {
     return localized("Record area");
 }
 
+HotKeyPurpose purpose(ShortcutAction action) {
+    constexpr std::array<std::string_view, 3> descriptions = {"Start or stop recording",
+                                                              "Pause or resume recording", "Record an area"};
+    return {std::string(rawValue(action)), localized(descriptions[static_cast<std::size_t>(action)])};
+}
+
+std::string command(ShortcutAction action) {
+    return "lumicrate " + std::string(rawValue(action));
+}
+
 std::string defaultsKey(ShortcutAction action) {
     return "shortcut." + std::string(rawValue(action));
 }

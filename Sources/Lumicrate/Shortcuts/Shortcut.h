@@ -3,6 +3,7 @@
 #pragma once
 
 #include "Lumicrate/Recording/RawValues.h"
+#include "Platform/CarbonHotKeys.h"
 #include "Platform/NSEvent.h"
 #include "Platform/NSUserDefaults.h"
 
@@ -52,6 +53,10 @@ struct RawValues<ShortcutAction> {
 
 /// The displayed name of an action.
 std::string label(ShortcutAction action);
+/// What a desktop that assigns keys itself knows of an action.
+HotKeyPurpose purpose(ShortcutAction action);
+/// What does the same in a terminal or in the desktop's own keyboard settings: "lumicrate toggle".
+std::string command(ShortcutAction action);
 /// The preference key of the binding: an empty text for the default, "off" for none, or a shortcut as JSON.
 std::string defaultsKey(ShortcutAction action);
 Shortcut defaultShortcut(ShortcutAction action);

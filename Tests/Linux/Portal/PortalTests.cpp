@@ -7,6 +7,7 @@
 #include "Linux/Portal/GlobalShortcutsPortal.h"
 #include "Linux/Portal/InhibitPortal.h"
 #include "Linux/Portal/PortalError.h"
+#include "Linux/Portal/PortalHotKeys.h"
 #include "Linux/Portal/ScreenCastPortal.h"
 #include "Tests/Linux/Desktop/EventLoop.h"
 #include "Tests/Linux/PipeWire/VirtualCamera.h"
@@ -18,7 +19,6 @@
 
 #include <algorithm>
 #include <future>
-#include <stdexcept>
 
 namespace lumicrate::portal {
 namespace {
@@ -36,11 +36,19 @@ class QtExecutor final : public Executor {
     void post(Work work) override {
         QMetaObject::invokeMethod(&receiver_, std::move(work), Qt::QueuedConnection);
     }
-    TimerId after(std::chrono::nanoseconds, Work) override { throw std::logic_error("no timers"); }
-    void cancel(TimerId) override {}
+    TimerId after(std::chrono::nanoseconds delay, Work work) override {
+        auto timer = std::make_unique<QTimer>();
+        timer->setSingleShot(true);
+        QObject::connect(timer.get(), &QTimer::timeout, &receiver_, std::move(work));
+        timer->start(std::chrono::duration_cast<std::chrono::milliseconds>(delay));
+        timers_.push_back(std::move(timer));
+        return timers_.size();
+    }
+    void cancel(TimerId timer) override { timers_.at(timer - 1)->stop(); }
 
  private:
     QObject receiver_;
+    std::vector<std::unique_ptr<QTimer>> timers_;
 };
 
 template <class T>
@@ -340,6 +348,96 @@ TEST_F(PortalTests, ShortcutsAreDeliveredUntilThePortalEnds) {
     // The new portal does not know the program any more.
     double_->tell("Return");
     EXPECT_EQ(finish(keys_.bind({{"toggle", "Start or stop", {}}})).error, "");
+}
+
+std::string described(const HotKeyAssignment& assignment) {
+    constexpr const char* states[] = {"pending. ", "assigned. ", "refused. ", "unavailable. "};
+    std::string text = states[static_cast<int>(assignment.state)] + assignment.reason;
+    for (const auto& [name, trigger] : assignment.triggers)
+        text += name + " = " + trigger + ". ";
+    return text;
+}
+
+struct BoundHotKeys {
+    BoundHotKeys(Executor& executor, Registry& registry) : keys(executor, registry) {
+        keys.InstallEventHandler([this](EventHotKeyID id) { pressed.push_back(id.id); });
+    }
+    void unbind() {
+        for (const EventHotKeyRef each : std::exchange(refs, {}))
+            keys.UnregisterEventHotKey(each);
+    }
+    /// Instead of the registrations before.
+    void bind(std::uint32_t toggleKey) {
+        unbind();
+        refs = {keys.RegisterEventHotKey(toggleKey, 0x900, {1, 1}, {"toggle", "Start or stop"}),
+                keys.RegisterEventHotKey(35, 0x1300, {1, 2}, {"pause", "Pause"})};
+    }
+    bool awaitAssignment(const std::string& expected) {
+        const bool reached = await([&] { return described(**keys.assignment()) == expected; });
+        EXPECT_EQ(described(**keys.assignment()), expected);
+        return reached;
+    }
+
+    PortalHotKeys keys;
+    std::vector<EventHotKeyRef> refs;
+    std::vector<std::uint32_t> pressed;
+};
+
+TEST_F(PortalTests, WhatTheDesktopMadeOfTheHotKeys) {
+    BoundHotKeys hot(executor_, registry_);
+    const struct {
+        Settings settings;
+        std::string assignment;
+    } cases[] = {
+        {{}, "assigned. pause = Press CTRL+SHIFT+LOGO+p. toggle = Press ALT+LOGO+r. "},
+        {{{"binds", "none"}}, "assigned. "},
+        {{{"BindShortcuts", "cancelled"}},
+         "refused. No shortcuts were set up, because the desktop’s question was cancelled."},
+        {{{"BindShortcuts", "error"}}, "refused. The desktop refused to set up global shortcuts."},
+        {{{"CreateSession", "vanish"}}, "unavailable. This desktop offers no global shortcuts to programs."},
+    };
+    for (const auto& each : cases) {
+        reset(each.settings);
+        hot.bind(15);
+        hot.awaitAssignment(each.assignment);
+        hot.unbind();
+        hot.awaitAssignment("pending. ");
+    }
+    EXPECT_EQ(PortalHotKeys::trigger(36, 0x1B00), "CTRL+ALT+SHIFT+LOGO+Return");
+    EXPECT_EQ(PortalHotKeys::trigger(96, 0), "F5");
+    EXPECT_EQ(PortalHotKeys::trigger(200, 0x100), "") << "no key";
+}
+
+TEST_F(PortalTests, HotKeysArriveAndTheirListFollows) {
+    BoundHotKeys hot(executor_, registry_);
+    const std::string assigned = "assigned. pause = Press CTRL+SHIFT+LOGO+p. toggle = Press ALT+LOGO+";
+    hot.bind(15);
+    ASSERT_TRUE(hot.awaitAssignment(assigned + "r. "));
+    for (const char* name : {"pause", "other", "toggle"})
+        double_->tell("Activate", {name});
+    EXPECT_TRUE(await([&] { return hot.pressed.size() == 2; }));
+    EXPECT_THAT(hot.pressed, testing::ElementsAre(2, 1));
+    double_->tell("Rebind", {"toggle", "F9"});
+    EXPECT_TRUE(hot.awaitAssignment("assigned. toggle = F9. "));
+
+    hot.bind(15);
+    bool isFree = false;
+    executor_.post([&] { executor_.after({}, [&] { isFree = true; }); });
+    EXPECT_TRUE(await([&] { return isFree; }));
+    EXPECT_TRUE(hot.awaitAssignment("assigned. toggle = F9. ")) << "the same list is not bound again";
+    hot.bind(1);
+    EXPECT_TRUE(hot.awaitAssignment(assigned + "s. "));
+
+    double_->tell("CloseSessions");
+    EXPECT_TRUE(hot.awaitAssignment("pending. "));
+    EXPECT_TRUE(hot.awaitAssignment(assigned + "s. "));
+    double_->tell("Vanish");
+    EXPECT_TRUE(hot.awaitAssignment("unavailable. This desktop offers no global shortcuts to programs."));
+    double_->tell("Return");
+    EXPECT_TRUE(hot.awaitAssignment(assigned + "s. "));
+    calls();
+    hot.unbind();
+    EXPECT_TRUE(awaitCalls({"Close session"})) << "the keys reach other windows again";
 }
 
 TEST_F(PortalTests, TheDesktopStaysAwakeWhileItIsInhibited) {

@@ -97,7 +97,7 @@ TEST_F(HotKeyTests, RefusedShortcutsAreListed) {
 }
 
 TEST_F(HotKeyTests, AnActionMayBindAgainAndALatePressIsIgnored) {
-    center->registerHotKey(1, 0x100, [this] {
+    center->registerHotKey(1, 0x100, {}, [this] {
         center->unregisterAll();
         bind();
         performed.push_back(ShortcutAction::area);

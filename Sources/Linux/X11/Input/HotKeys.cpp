@@ -88,8 +88,8 @@ void HotKeys::InstallEventHandler(std::function<void(EventHotKeyID)> handler) {
     handler_ = std::move(handler);
 }
 
-EventHotKeyRef HotKeys::RegisterEventHotKey(std::uint32_t keyCode, std::uint32_t modifiers,
-                                            EventHotKeyID id) {
+EventHotKeyRef HotKeys::RegisterEventHotKey(std::uint32_t keyCode, std::uint32_t modifiers, EventHotKeyID id,
+                                            const HotKeyPurpose&) {
     try {
         const auto access = events_.access();
         const KeyCombination combination{codes_.keyOf(keyCode), serverModifiers(modifiers)};

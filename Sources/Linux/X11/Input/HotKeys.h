@@ -42,8 +42,8 @@ class HotKeys final : public CarbonHotKeys {
 
     void InstallEventHandler(std::function<void(EventHotKeyID)> handler) override;
     /// Also refuses a combination that is already registered, and a code that no key has.
-    EventHotKeyRef RegisterEventHotKey(std::uint32_t keyCode, std::uint32_t modifiers,
-                                       EventHotKeyID id) override;
+    EventHotKeyRef RegisterEventHotKey(std::uint32_t keyCode, std::uint32_t modifiers, EventHotKeyID id,
+                                       const HotKeyPurpose& purpose) override;
     void UnregisterEventHotKey(EventHotKeyRef hotKey) override;
     bool hasKey(std::uint32_t keyCode) override;
     void setOnLayoutChange(std::function<void()> handler) override { layoutChanged_ = std::move(handler); }

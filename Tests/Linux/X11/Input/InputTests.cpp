@@ -75,7 +75,7 @@ class HotKeysTests : public InputTests {
         type({"keydown", "Control_L", "key", std::to_string(key), "keyup", "Control_L"});
     }
     EventHotKeyRef bind(std::uint32_t keyCode, std::uint32_t modifiers, std::uint32_t id) {
-        return keys.RegisterEventHotKey(keyCode, modifiers, {1, id});
+        return keys.RegisterEventHotKey(keyCode, modifiers, {1, id}, {});
     }
     /// All presses until now: those reported before a final one of our own.
     std::vector<std::uint32_t> presses() {
@@ -231,7 +231,7 @@ TEST_F(HotKeysTests, AnUnregisteredCombinationIgnoresLatePresses) {
     EXPECT_THAT(presses(), ElementsAre());
     std::optional<HotKeys> gone(std::in_place, queue, server.displayName());
     gone->InstallEventHandler([](EventHotKeyID) { FAIL(); });
-    ASSERT_NE(gone->RegisterEventHotKey(15, control, {1, 7}), 0U);
+    ASSERT_NE(gone->RegisterEventHotKey(15, control, {1, 7}, {}), 0U);
     typeAndAwaitEvent(*gone);
     gone.reset();
     ASSERT_TRUE(eventually([&] { return bind(15, control, 1) != 0; })) << "still grabbed";
