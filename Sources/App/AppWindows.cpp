@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "App/AppWindows.h"
 
+#include "App/CaptureBackend.h"
 #include "Lumicrate/Library/DerivedFiles.h"
 #include "Lumicrate/Recording/SoundCheck.h"
 #include "Support/DispatchQueue.h"
@@ -82,7 +83,8 @@ MainWindowModel::Services AppWindows::contentServices() {
             &session_.pictures,
             &services_.mixdown.progress(),
             views::formatDate,
-            std::move(commands)};
+            std::move(commands),
+            session_.abilities};
 }
 
 void AppWindows::showMain() {
@@ -106,7 +108,8 @@ void AppWindows::showSettings() {
                                     services_.folder,
                                     homeFolder(),
                                     [this] { openFolder(); },
-                                    info_.checksForUpdates()}));
+                                    info_.checksForUpdates(),
+                                    session_.abilities}));
     });
 }
 
@@ -122,7 +125,8 @@ void AppWindows::showWelcomeIfDue() {
     if (!Welcome::isDue(system_.defaults)) return;
     windows_.show("welcome", [this] {
         return std::make_unique<views::WelcomeWindow>(
-            std::make_unique<Welcome>(system_.defaults, loginItem_, services_.folder.folder(), homeFolder()));
+            std::make_unique<Welcome>(system_.defaults, loginItem_, services_.folder.folder(), homeFolder(),
+                                      services_.hotKeys.assignment()));
     });
 }
 
@@ -177,9 +181,9 @@ Permissions::Facts AppWindows::facts(bool soundReachable) const {
     facts.screenReachable = system_.capture.CGPreflightScreenCaptureAccess();
     facts.soundReachable = soundReachable;
     facts.cameraReachable = system_.devices.authorizationStatusForVideo() != AVAuthorizationStatus::denied;
-    facts.waylandSession = qEnvironmentVariableIsSet("WAYLAND_DISPLAY");
+    facts.usesPortal = captureBackend() == CaptureBackend::portal;
     log(LogArea::ui, "screen reachable: ", facts.screenReachable, ", sound reachable: ", facts.soundReachable,
-        ", Wayland session: ", facts.waylandSession);
+        ", by the portal: ", facts.usesPortal);
     return facts;
 }
 

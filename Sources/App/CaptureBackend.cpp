@@ -36,4 +36,9 @@ CaptureBackend captureBackend() {
     return isWaylandSession() ? CaptureBackend::portal : CaptureBackend::x11;
 }
 
+DesktopAbilities desktopAbilities() {
+    const bool isX11 = captureBackend() == CaptureBackend::x11 && !isWaylandSession();
+    return {isX11, isX11};
+}
+
 }  // namespace lumicrate::app

@@ -2,6 +2,8 @@
 // CaptureBackend: by which way the screen is captured.
 #pragma once
 
+#include "Lumicrate/Shell/DesktopAbilities.h"
+
 #include <optional>
 #include <string>
 #include <string_view>
@@ -24,5 +26,9 @@ CaptureBackend captureBackend();
 
 /// Whether a Wayland compositor runs the desktop.
 bool isWaylandSession();
+
+/// The least that holds for the session and for the way of capturing: programs on the X server of a Wayland
+/// desktop get keys and clicks only from X programs.
+DesktopAbilities desktopAbilities();
 
 }  // namespace lumicrate::app

@@ -67,7 +67,8 @@ class DesktopApp {
                     }}),
           menuBar_(services_.recorder, system_.defaults,
                    {[this] { windows_.showMain(); }, [this] { windows_.openRecordingsFolder(); },
-                    updateCommand(), [this] { windows_.showAbout(); }, [this] { quit(); }}),
+                    updateCommand(), [this] { windows_.showAbout(); }, [this] { quit(); }},
+                   session_.abilities),
           tray_(menuBar_, services_.recorder),
           network_(system_.executor),
           updates_(

@@ -36,7 +36,8 @@ views::Screens::FindDisplay findDisplay(const capture::CaptureKit& capture) {
 }  // namespace
 
 DesktopSession::DesktopSession(SystemServices& system)
-    : screens(findDisplay(system.capture)),
+    : abilities(desktopAbilities()),
+      screens(findDisplay(system.capture)),
       keys(system.executor),
       buttons(system.executor),
       keyMonitor({[this](std::uint32_t key) { return keys.keysymOf(key); },
@@ -48,7 +49,7 @@ DesktopSession::DesktopSession(SystemServices& system)
       areaSelector(
           {system.executor, system.capture, pictures, system.process, screens, system.defaults, contents_}),
       screenChooser_(system.executor, screens, pictures, keyMonitor, contents_),
-      countdown_(system.executor, screens, system.defaults, contents_),
+      countdown_(system.executor, screens, system.defaults, contents_, abilities),
       clickHighlighter_(system.executor, screens, buttons, contents_),
       areaFrame_(contents_),
       webcam({system.executor, system.defaults, screens, system.devices, system.cameraSessions, contents_}),
@@ -57,6 +58,7 @@ DesktopSession::DesktopSession(SystemServices& system)
            [](AudioRecorderWindow& owner) { return std::make_unique<views::AudioRecorderView>(owner); },
            QApplication::beep}),
       system_(system),
+      portalRegistry_(system.executor, applicationID),
       scale_(views::Coordinates::now().scale()) {}
 
 void DesktopSession::followScale(ScreenRecorder& recorder) {
@@ -81,9 +83,15 @@ void DesktopSession::updateScale(ScreenRecorder& recorder) {
 
 RecorderOverlays DesktopSession::pictureOverlays() {
     RecorderOverlays overlays;
-    overlays.clickHighlighter = &clickHighlighter_;
+    if (abilities.seesClicks) overlays.clickHighlighter = &clickHighlighter_;
     overlays.webcam = &webcam;
     return overlays;
+}
+
+CarbonHotKeys& DesktopSession::hotKeys() {
+    if (abilities.grabsKeys) return keys;
+    if (!portalKeys_) portalKeys_.emplace(system_.executor, portalRegistry_);
+    return *portalKeys_;
 }
 
 DesktopServices DesktopSession::services() {
@@ -94,7 +102,7 @@ DesktopServices DesktopSession::services() {
     overlays.controlBar = &controlBar;
     overlays.areaFrame = &areaFrame_;
     overlays.audioRecorder = &audioRecorder;
-    return {screens, keys, overlays,
+    return {screens, hotKeys(), overlays,
             [](WebcamStudio& studio) { return std::make_unique<views::StudioWindow>(studio); }};
 }
 

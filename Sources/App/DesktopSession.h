@@ -3,8 +3,11 @@
 // application.
 #pragma once
 
+#include "App/CaptureBackend.h"
 #include "App/RecorderServices.h"
 #include "App/SystemServices.h"
+#include "Linux/Portal/PortalHotKeys.h"
+#include "Linux/Portal/Registry.h"
 #include "Linux/X11/Capture/WindowPictures.h"
 #include "Linux/X11/Input/ButtonWatch.h"
 #include "Linux/X11/Input/HotKeys.h"
@@ -19,6 +22,8 @@
 #include "Views/Desktop/KeyMonitor.h"
 #include "Views/Desktop/Screens.h"
 #include "Views/Overlays/PanelContents.h"
+
+#include <optional>
 
 namespace lumicrate::app {
 
@@ -37,7 +42,9 @@ class DesktopSession {
     /// recording are constant, so during one the change waits for its end. `recorder` must outlive this.
     void followScale(ScreenRecorder& recorder);
 
+    const DesktopAbilities abilities;
     views::Screens screens;
+    /// Also the keyboard's layout, where the desktop assigns the keys.
     x11::HotKeys keys;
     x11::ButtonWatch buttons;
     views::KeyMonitor keyMonitor;
@@ -67,8 +74,11 @@ class DesktopSession {
 
  private:
     void updateScale(ScreenRecorder& recorder);
+    CarbonHotKeys& hotKeys();
 
     SystemServices& system_;
+    portal::Registry portalRegistry_;
+    std::optional<portal::PortalHotKeys> portalKeys_;
     double scale_;
     Subscription screenChanges_;
     Subscription stateChanges_;

@@ -22,9 +22,6 @@ namespace lumicrate::app {
 
 namespace {
 
-/// The base name of the desktop entry.
-constexpr const char* applicationID = "org.lumicrate.Lumicrate";
-
 media::RecoveryList unfinishedMovies() {
     return media::RecoveryList(desktop::stateFolder() / "unfinished");
 }

@@ -54,6 +54,9 @@ class SystemServices {
     NotificationCenter notifications;
 };
 
+/// The base name of the desktop entry.
+inline constexpr const char* applicationID = "org.lumicrate.Lumicrate";
+
 AppInfo appInfo();
 
 /// Completes every recording that a crash or a power cut interrupted. Gives a sentence for the user for each.

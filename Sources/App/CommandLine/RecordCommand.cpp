@@ -273,8 +273,12 @@ int runRecord(const ParsedOptions& parsed) {
     Signals::block({SIGINT, SIGTERM, SIGHUP, SIGUSR1});
     Signals signals({SIGINT, SIGTERM, SIGHUP, SIGUSR1},
                     Signals::Deadline{endTimeout, localized(cancelledEarly)});
-    const RecordArguments given = readArguments(parsed);
+    RecordArguments given = readArguments(parsed);
     useBackend(parsed);
+    if (given.options.highlightClicks && !desktopAbilities().seesClicks) {
+        given.options.highlightClicks = false;
+        if (parsed.isOn("clicks") == true) say(DesktopAbilities::clicksNote());
+    }
     const bool hasPanels = given.options.webcamEnabled || given.options.highlightClicks;
     const std::unique_ptr<QCoreApplication> application =
         hasPanels ? std::unique_ptr<QCoreApplication>(makeDesktopApplication()) : makeConsoleApplication();

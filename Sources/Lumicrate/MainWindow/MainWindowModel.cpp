@@ -22,7 +22,7 @@ MainWindowModel::MainWindowModel(Services services)
       sources(services.recorder, services.defaults,
               [this](const std::string& sentence) { messages.report(sentence); }),
       windowPicker(services.executor, sources, services.screenshots, windowPixels),
-      controls(services.recorder, sources, services.defaults, services.mixing),
+      controls(services.recorder, sources, services.defaults, services.mixing, services.desktop),
       recordings({services.library, services.files, services.workspace, std::move(services.formatDate),
                   [this](const std::string& sentence) { messages.report(sentence); }}),
       thumbnails(services.executor, services.images, std::move(services.thumbnailQueue), thumbnailPixels) {}

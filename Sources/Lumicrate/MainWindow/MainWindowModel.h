@@ -46,6 +46,7 @@ class MainWindowModel {
         const RecorderControls::Progress* mixing = nullptr;  ///< progress of mixing audio, if there is any
         std::function<std::string(std::chrono::system_clock::time_point)> formatDate;
         Commands commands;
+        DesktopAbilities desktop = {};
     };
 
     explicit MainWindowModel(Services services);

@@ -27,10 +27,11 @@ std::vector<std::string_view> togglesFor(CaptureMode mode) {
 }  // namespace
 
 RecorderControls::RecorderControls(ScreenRecorder& recorder, SourceBar& sources, NSUserDefaults& defaults,
-                                   const Progress* mixing)
+                                   const Progress* mixing, const DesktopAbilities& desktop)
     : recorder_(recorder),
       sources_(sources),
       defaults_(defaults),
+      desktop_(desktop),
       state_(*recorder.state),
       chosen_(*sources.content),
       picking_(*recorder.pickingMode),
@@ -55,7 +56,7 @@ RecorderControls::RecorderControls(ScreenRecorder& recorder, SourceBar& sources,
     rebuild();
 }
 
-std::vector<RecorderControls::Toggle> RecorderControls::toggles() {
+std::vector<RecorderControls::Toggle> RecorderControls::toggles() const {
     return {
         {preference::captureSystemAudio, "speaker.wave.2.fill", "speaker.slash.fill",
          localized("System Audio"), localized("Record what the computer plays")},
@@ -65,8 +66,14 @@ std::vector<RecorderControls::Toggle> RecorderControls::toggles() {
          localized("Record a microphone")},
         {preference::showCursor, "cursorarrow", "cursorarrow", localized("Cursor"),
          localized("Show the pointer in the recording")},
-        {preference::highlightClicks, "cursorarrow.click", "cursorarrow.click", localized("Clicks"),
-         localized("Show a ring where the mouse is clicked")},
+        {preference::highlightClicks,
+         "cursorarrow.click",
+         "cursorarrow.click",
+         localized("Clicks"),
+         desktop_.seesClicks ? localized("Show a ring where the mouse is clicked")
+                             : DesktopAbilities::clicksNote(),
+         {},
+         desktop_.seesClicks},
         {preference::countdown, "timer", "timer", localized("Countdown"),
          localized("Count down 3 seconds before recording")}};
 }

@@ -5,6 +5,7 @@
 #include "Lumicrate/MainWindow/SourceBar.h"
 #include "Lumicrate/Recording/RecordingOptions.h"
 #include "Lumicrate/Recording/ScreenRecorder.h"
+#include "Lumicrate/Shell/DesktopAbilities.h"
 #include "Lumicrate/Shell/MenuItem.h"
 #include "Platform/NSUserDefaults.h"
 #include "Support/Published.h"
@@ -51,20 +52,21 @@ class RecorderControls {
         std::string label;
         std::string help;
         std::string_view parent = {};  ///< key of the toggle without which this one has no effect
+        bool available = true;         ///< false: it has no effect on this desktop, and is shown switched off
     };
 
     using Progress = Published<std::optional<double>>;
 
     /// All must outlive this object. `mixing` is the progress of mixing audio; it may be nullptr.
     RecorderControls(ScreenRecorder& recorder, SourceBar& sources, NSUserDefaults& defaults,
-                     const Progress* mixing);
+                     const Progress* mixing, const DesktopAbilities& desktop = {});
     RecorderControls(const RecorderControls&) = delete;
     RecorderControls& operator=(const RecorderControls&) = delete;
 
     Published<Content> content;
     Published<float> level;  ///< microphone level, 0 … 1; only updated while shown
 
-    static std::vector<Toggle> toggles();
+    std::vector<Toggle> toggles() const;
     /// The default and the connected microphones. If the stored one is not connected, the default is checked,
     /// because that is what would be recorded.
     std::vector<MenuItem> microphoneMenu() const;
@@ -83,6 +85,7 @@ class RecorderControls {
     ScreenRecorder& recorder_;
     SourceBar& sources_;
     NSUserDefaults& defaults_;
+    DesktopAbilities desktop_;
     // Copies, because observers are notified before the value changes.
     ScreenRecorder::State state_;
     SourceBar::Content chosen_;

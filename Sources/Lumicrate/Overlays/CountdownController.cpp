@@ -50,10 +50,12 @@ void InWindowCountdown::finish(bool result) {
 }
 
 CountdownController::CountdownController(Executor& executor, const NSScreens& screens,
-                                         const NSUserDefaults& defaults, OverlayContents& contents)
+                                         const NSUserDefaults& defaults, OverlayContents& contents,
+                                         const DesktopAbilities& desktop)
     : screens_(screens),
       defaults_(defaults),
       contents_(contents),
+      desktop_(desktop),
       counting_(executor),
       ticks_(counting_.value.observe([this](const std::optional<int>& number) {
           if (number && *number != *model_.value) model_.value = *number;
@@ -72,7 +74,7 @@ Task<bool> CountdownController::run(int seconds, std::optional<NSScreen> screen)
 
 void CountdownController::show(int seconds, std::optional<NSScreen> screen) {
     model_.value = seconds;
-    model_.cancelHint = cancelHint(defaults_);
+    model_.cancelHint = desktop_.grabsKeys ? cancelHint(defaults_) : std::string();
     screen_ = screenOrMain(std::move(screen), screens_);
 
     NSPanel::Settings settings;

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "Lumicrate/Overlays/OverlayContents.h"
+#include "Lumicrate/Shell/DesktopAbilities.h"
 #include "Platform/NSUserDefaults.h"
 #include "Support/Executor.h"
 #include "Support/Published.h"
@@ -40,7 +41,7 @@ class InWindowCountdown {
 /// What the panel of a countdown shows.
 struct CountdownModel {
     Published<int> value{3};
-    /// "⌥⌘R to cancel"; empty if there is no shortcut.
+    /// "⌥⌘R to cancel"; empty if there is no shortcut, or the desktop assigns the keys.
     std::string cancelHint;
 };
 
@@ -49,7 +50,7 @@ class CountdownController final {
  public:
     /// All must outlive the controller.
     CountdownController(Executor& executor, const NSScreens& screens, const NSUserDefaults& defaults,
-                        OverlayContents& contents);
+                        OverlayContents& contents, const DesktopAbilities& desktop = {});
 
     /// True when the countdown reached its end, or else the result that finish() gave it. Cancels a run that
     /// is in progress. Destroying the task removes the panel.
@@ -64,6 +65,7 @@ class CountdownController final {
     const NSScreens& screens_;
     const NSUserDefaults& defaults_;
     OverlayContents& contents_;
+    DesktopAbilities desktop_;
     InWindowCountdown counting_;
     CountdownModel model_;
     Subscription ticks_;

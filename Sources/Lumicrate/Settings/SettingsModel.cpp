@@ -71,11 +71,47 @@ std::string unavailable(std::vector<std::string> refused, const std::vector<std:
     return text + localized("This keyboard has no key for ") + joined(missing) + end;
 }
 
+using State = HotKeyAssignment::State;
+
+std::string symbolLegend() {
+    return localized("⌃ is Ctrl, ⌥ is Alt, ⇧ is Shift, and ⌘ is Super, the key with a logo.");
+}
+
+/// "Start / stop: Ctrl+Shift+2", one line for each action.
+std::string assignedKeys(const HotKeyAssignment& assignment) {
+    std::string lines;
+    for (const ShortcutAction action : allCases<ShortcutAction>()) {
+        const auto found = assignment.triggers.find(purpose(action).name);
+        if (found == assignment.triggers.end()) continue;
+        lines +=
+            "\n• " + label(action) + ": " +
+            (found->second.empty() ? localized("see the keyboard settings of the desktop") : found->second);
+    }
+    return lines;
+}
+
+SettingsModel::ShortcutGuide guideFor(const HotKeyAssignment& assignment) {
+    if (assignment.state == State::unavailable)
+        return {true, assignment.reason + " " +
+                          localized("In the keyboard settings of the desktop, you can assign keys to these "
+                                    "commands while Lumicrate is running:")};
+    std::string text = localized(
+        "These are the keys that Lumicrate asks for. The desktop decides which keys "
+        "it assigns.");
+    if (assignment.state == State::assigned) {
+        const std::string keys = assignedKeys(assignment);
+        text += keys.empty() ? " " + localized("It has assigned none; its keyboard settings can.")
+                             : " " + localized("It has assigned:") + keys;
+    }
+    return {false, text + "\n\n" + symbolLegend()};
+}
+
 }  // namespace
 
 SettingsModel::SettingsModel(Services services)
     : loginItem(services.loginService),
       shortcutFields(services.shortcuts),
+      shortcutGuide({false, localized("These work in every application.") + " " + symbolLegend()}),
       unavailableText(unavailable(*services.unavailableHotKeys, *services.missingHotKeys)),
       services_(std::move(services)) {
     recordingsFolder = displayPath(services_.recordings.folder(), services_.home);
@@ -94,8 +130,15 @@ SettingsModel::SettingsModel(Services services)
         showCameras(*services_.cameras);
         showBubbleChoices();
     });
-    hotKeyChanges_ = services_.unavailableHotKeys.observe(
-        [this](const auto& refused) { unavailableText = unavailable(refused, *services_.missingHotKeys); });
+    if (const auto* assignment = services_.shortcuts.hotKeys.assignment()) {
+        hotKeyChanges_ =
+            assignment->observe([this](const HotKeyAssignment& coming) { showAssignment(coming); });
+        showAssignment(**assignment);
+    } else {
+        hotKeyChanges_ = services_.unavailableHotKeys.observe([this](const auto& refused) {
+            unavailableText = unavailable(refused, *services_.missingHotKeys);
+        });
+    }
 }
 
 std::string SettingsModel::title(Page page) {
@@ -190,9 +233,12 @@ SwitchSetting SettingsModel::showCursor() {
     return switched(preference::showCursor, "Show the pointer");
 }
 
-SwitchSetting SettingsModel::highlightClicks() {
-    return switched(preference::highlightClicks, "Highlight clicks",
-                    "Shows a ring wherever a mouse button is pressed.");
+SwitchSetting SettingsModel::highlightClicks() const {
+    SwitchSetting setting = switched(preference::highlightClicks, "Highlight clicks",
+                                     "Shows a ring wherever a mouse button is pressed.");
+    setting.available = services_.desktop.seesClicks;
+    if (!setting.available) setting.caption = DesktopAbilities::clicksNote();
+    return setting;
 }
 
 SwitchSetting SettingsModel::webcamEnabled() {
@@ -304,10 +350,11 @@ void SettingsModel::showBubbleChoices() {
                                            color, color));
 }
 
-std::string SettingsModel::shortcutLegend() {
-    return localized(
-        "These work in every application. ⌃ is Ctrl, ⌥ is Alt, ⇧ is Shift, and ⌘ is Super, the key "
-        "with a logo.");
+void SettingsModel::showAssignment(const HotKeyAssignment& assignment) {
+    if (ShortcutGuide guide = guideFor(assignment); guide != *shortcutGuide) shortcutGuide = std::move(guide);
+    const bool refused = assignment.state == State::refused;
+    unavailableText =
+        refused ? assignment.reason + " " + localized("Change a shortcut to try again.") : std::string();
 }
 
 }  // namespace lumicrate

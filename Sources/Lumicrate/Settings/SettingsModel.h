@@ -5,6 +5,7 @@
 #include "Lumicrate/Library/RecordingFolder.h"
 #include "Lumicrate/Settings/LoginItem.h"
 #include "Lumicrate/Settings/ShortcutField.h"
+#include "Lumicrate/Shell/DesktopAbilities.h"
 #include "Platform/AVCaptureDevice.h"
 #include "Platform/NSUserDefaults.h"
 #include "Platform/SMAppService.h"
@@ -24,6 +25,7 @@ namespace lumicrate {
 /// A Boolean preference. `caption` may be empty.
 struct SwitchSetting {
     std::string key, label, caption;
+    bool available = true;  ///< false: it has no effect on this desktop, and is shown switched off
 };
 
 /// A preference with a list of values to choose from.
@@ -54,6 +56,7 @@ class SettingsModel {
         std::filesystem::path home;
         std::function<void()> openRecordingsFolder;  ///< may throw PlatformError
         bool checksForUpdates = true;                ///< whether this copy can look for updates
+        DesktopAbilities desktop = {};
     };
 
     explicit SettingsModel(Services services);
@@ -88,7 +91,7 @@ class SettingsModel {
     static ChoiceSetting format();
     static ChoiceSetting encodingQuality();
     static SwitchSetting showCursor();
-    static SwitchSetting highlightClicks();
+    SwitchSetting highlightClicks() const;
 
     // Webcam
     static SwitchSetting webcamEnabled();
@@ -117,8 +120,17 @@ class SettingsModel {
 
     // Shortcuts
     ShortcutFields shortcutFields;
-    static std::string shortcutLegend();
-    /// Which shortcuts are in use by other programs, or of a key that the keyboard lacks; empty if none is.
+    /// How shortcuts are set up on this desktop.
+    struct ShortcutGuide {
+        /// The program cannot have shortcuts: commands for the desktop's own keyboard settings take the place
+        /// of the fields.
+        bool usesCommands = false;
+        std::string text;  ///< above the commands, or below the fields
+        bool operator==(const ShortcutGuide&) const = default;
+    };
+    Published<ShortcutGuide> shortcutGuide;
+    /// Why shortcuts are not in force: other programs use them, the keyboard lacks the key, or the desktop
+    /// declined. Empty if all are.
     Published<std::string> unavailableText;
 
  private:
@@ -128,6 +140,7 @@ class SettingsModel {
     void showMicrophones(const std::vector<CaptureDevice>& connected);
     void showCameras(const std::vector<CaptureDevice>& connected);
     void showBubbleChoices();
+    void showAssignment(const HotKeyAssignment& assignment);
 
     Services services_;
     Subscription folderChanges_;

@@ -32,11 +32,13 @@ MenuBar::Icon iconFor(State state) {
 
 }  // namespace
 
-MenuBar::MenuBar(ScreenRecorder& recorder, const NSUserDefaults& defaults, Commands commands)
+MenuBar::MenuBar(ScreenRecorder& recorder, const NSUserDefaults& defaults, Commands commands,
+                 const DesktopAbilities& desktop)
     : icon(iconFor(*recorder.state)),
       recorder_(recorder),
       defaults_(defaults),
       commands_(std::move(commands)),
+      desktop_(desktop),
       stateChanges_(recorder.state.observe([this](State next) {
           const Icon changed = iconFor(next);
           if (!(changed == *icon)) icon = changed;
@@ -102,7 +104,7 @@ MenuItem MenuBar::toggleItem() const {
 
 MenuItem MenuBar::bound(std::string title, ShortcutAction action, std::function<void()> command) const {
     MenuItem item = MenuItem::command(std::move(title), std::move(command));
-    item.shortcut = shortcut(action, defaults_);
+    if (desktop_.grabsKeys) item.shortcut = shortcut(action, defaults_);
     return item;
 }
 

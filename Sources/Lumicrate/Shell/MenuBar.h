@@ -3,6 +3,7 @@
 #pragma once
 
 #include "Lumicrate/Recording/ScreenRecorder.h"
+#include "Lumicrate/Shell/DesktopAbilities.h"
 #include "Lumicrate/Shell/MenuItem.h"
 #include "Platform/NSUserDefaults.h"
 #include "Support/Published.h"
@@ -38,13 +39,15 @@ class MenuBar {
     };
 
     /// The references must outlive this object.
-    MenuBar(ScreenRecorder& recorder, const NSUserDefaults& defaults, Commands commands);
+    MenuBar(ScreenRecorder& recorder, const NSUserDefaults& defaults, Commands commands,
+            const DesktopAbilities& desktop = {});
     MenuBar(const MenuBar&) = delete;
     MenuBar& operator=(const MenuBar&) = delete;
 
     Published<Icon> icon;
 
-    /// The complete menu for the current state, with the shortcuts that are stored now.
+    /// The complete menu for the current state, with the shortcuts that are stored now; without them where
+    /// the desktop assigns the keys.
     std::vector<MenuItem> items() const;
     /// The first item of the menu while recording or paused: the state and the time recorded so far.
     std::string statusText() const;
@@ -62,6 +65,7 @@ class MenuBar {
     ScreenRecorder& recorder_;
     const NSUserDefaults& defaults_;
     Commands commands_;
+    DesktopAbilities desktop_;
     Subscription stateChanges_;
 };
 

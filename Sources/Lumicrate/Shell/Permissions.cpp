@@ -11,13 +11,13 @@ namespace {
 
 using Missing = Permissions::Missing;
 
-Missing screen(bool waylandSession) {
+Missing screen(bool usesPortal) {
     Missing missing{"display", localized("The screen can’t be reached"), {}, {}};
-    if (waylandSession) {
+    if (usesPortal) {
         missing.advice = localized(
-            "This is a Wayland session, and no X11 display answers. Log out and choose a "
-            "session whose name says “X11” or “Xorg”. With XWayland, only X11 programs "
-            "can be recorded.");
+            "This desktop offers no screen sharing through its portal. Install xdg-desktop-portal and the "
+            "part for your desktop (xdg-desktop-portal-gnome, xdg-desktop-portal-kde or "
+            "xdg-desktop-portal-wlr), then log in again.");
     } else {
         missing.advice = localized(
             "No X11 display answers at the address in DISPLAY. Start Lumicrate from inside "
@@ -43,7 +43,7 @@ Missing camera() {
 
 std::vector<Missing> findMissing(const Permissions::Facts& facts) {
     std::vector<Missing> missing;
-    if (!facts.screenReachable) missing.push_back(screen(facts.waylandSession));
+    if (!facts.screenReachable) missing.push_back(screen(facts.usesPortal));
     if (!facts.soundReachable) missing.push_back(sound());
     if (!facts.cameraReachable) missing.push_back(camera());
     return missing;

@@ -18,7 +18,7 @@ class Permissions {
         bool screenReachable = true;
         bool soundReachable = true;
         bool cameraReachable = true;  ///< false: the user has refused it
-        bool waylandSession = false;  ///< a Wayland compositor runs the desktop
+        bool usesPortal = false;      ///< the screen is reached through the desktop portal, as on Wayland
 
         bool operator==(const Facts&) const = default;
     };

@@ -17,37 +17,53 @@ constexpr std::string_view welcomeShown = "welcomeShown";
 }  // namespace
 
 Welcome::Welcome(NSUserDefaults& defaults, SMAppService& loginService, std::filesystem::path recordingsFolder,
-                 std::filesystem::path home)
+                 std::filesystem::path home, const Published<HotKeyAssignment>* assignment)
     : loginItem(loginService),
       defaults_(defaults),
       folder_(std::move(recordingsFolder)),
-      home_(std::move(home)) {}
+      home_(std::move(home)) {
+    const auto current = [assignment] { return assignment ? &assignment->get() : nullptr; };
+    storeChanges_ = defaults.observe([this, current] { update(current()); });
+    if (assignment)
+        assignmentChanges_ = assignment->observe([this](const HotKeyAssignment& coming) { update(&coming); });
+    update(current());
+}
 
 bool Welcome::isDue(const NSUserDefaults& defaults) {
     return !defaults.boolForKey(welcomeShown);
 }
 
-std::vector<Welcome::Point> Welcome::points() const {
-    return {
+void Welcome::update(const HotKeyAssignment* assignment) {
+    std::vector<Point> next = {
         {"record.circle", localized("Record what you need"),
          localized("A window, an area, a whole screen, or just sound, with system audio and your microphone "
                    "if you like.")},
-        shortcutPoint(),
+        {"keyboard", localized("Start and stop from anywhere"), shortcutText(assignment)},
         {"folder", localized("Find it again"),
          localized("Recordings are kept in ") + displayPath(folder_, home_) +
              localized(". A recording interrupted by a crash still plays up to its last second.")}};
+    if (next != *points) points = std::move(next);
 }
 
-Welcome::Point Welcome::shortcutPoint() const {
-    const auto toggle = shortcut(ShortcutAction::toggle, defaults_);
-    Point point{"keyboard", localized("Start and stop from anywhere"), {}};
-    if (toggle) {
-        point.text = localized("Press ") + toggle->spelledOut() + localized(" (") + toggle->display() +
-                     localized(") in any application. Settings lets you choose other keys.");
-    } else {
-        point.text = localized("Choose a shortcut for it in Settings; it is currently turned off.");
-    }
-    return point;
+std::string Welcome::shortcutText(const HotKeyAssignment* assignment) const {
+    using State = HotKeyAssignment::State;
+    constexpr auto action = ShortcutAction::toggle;
+    const State state = assignment ? assignment->state : State::pending;
+    if (state == State::unavailable || state == State::refused)
+        return localized("In the keyboard settings of your desktop, assign keys to the command “") +
+               command(action) + localized("”. Settings lists more commands.");
+    const auto toggle = shortcut(action, defaults_);
+    if (!toggle) return localized("Choose a shortcut for it in Settings; it is currently turned off.");
+    const std::string keys = toggle->spelledOut() + localized(" (") + toggle->display() + localized(")");
+    if (!assignment)
+        return localized("Press ") + keys +
+               localized(" in any application. Settings lets you choose other keys.");
+    const auto assigned = assignment->triggers.find(purpose(action).name);
+    if (assigned != assignment->triggers.end() && !assigned->second.empty())
+        return localized("Keys assigned by your desktop: ") + assigned->second +
+               localized(". Its keyboard settings let you choose others.");
+    return localized("Your desktop decides about the keys. Lumicrate asks it for ") + keys +
+           localized("; Settings shows what has been assigned.");
 }
 
 void Welcome::finish() {

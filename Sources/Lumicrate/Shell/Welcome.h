@@ -3,6 +3,7 @@
 #pragma once
 
 #include "Lumicrate/Settings/LoginItem.h"
+#include "Platform/CarbonHotKeys.h"
 #include "Platform/NSUserDefaults.h"
 #include "Platform/SMAppService.h"
 
@@ -20,27 +21,31 @@ class Welcome {
         std::string_view symbol;
         std::string title;
         std::string text;
+        bool operator==(const Point&) const = default;
     };
 
-    /// Both references must outlive this object.
+    /// All must outlive this object. `assignment` is that of the global shortcuts, see CarbonHotKeys.
     Welcome(NSUserDefaults& defaults, SMAppService& loginService, std::filesystem::path recordingsFolder,
-            std::filesystem::path home);
+            std::filesystem::path home, const Published<HotKeyAssignment>* assignment);
 
     /// Whether it has not been finished yet.
     static bool isDue(const NSUserDefaults& defaults);
 
     LoginItem loginItem;
-    /// Three points; the second names the current shortcut.
-    std::vector<Point> points() const;
+    /// Three points; the second says how to start a recording from anywhere.
+    Published<std::vector<Point>> points;
     /// Stores that it has been shown.
     void finish();
 
  private:
-    Point shortcutPoint() const;
+    void update(const HotKeyAssignment* assignment);
+    std::string shortcutText(const HotKeyAssignment* assignment) const;
 
     NSUserDefaults& defaults_;
     std::filesystem::path folder_;
     std::filesystem::path home_;
+    Subscription assignmentChanges_;
+    Subscription storeChanges_;
 };
 
 }  // namespace lumicrate

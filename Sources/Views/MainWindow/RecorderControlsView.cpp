@@ -53,7 +53,7 @@ void RecorderControlsView::addToggles(QVBoxLayout& column, NSUserDefaults& defau
                                       const ErrorSink& showError) {
     auto* row = new QHBoxLayout;
     row->setSpacing(measure::gap - 2);
-    for (const RecorderControls::Toggle& toggle : RecorderControls::toggles()) {
+    for (const RecorderControls::Toggle& toggle : controls_.toggles()) {
         auto* button = new FlatButton(FlatButton::Role::tile, this);
         button->setText(qtText(toggle.label));
         button->setToolTip(qtText(toggle.help));
@@ -62,7 +62,10 @@ void RecorderControlsView::addToggles(QVBoxLayout& column, NSUserDefaults& defau
         const auto showState = [button, toggle] {
             button->setSymbol(button->isChecked() ? toggle.symbol : toggle.offSymbol);
         };
-        bindBool(*button, defaults, std::string(toggle.key), showError);
+        if (toggle.available)
+            bindBool(*button, defaults, std::string(toggle.key), showError);
+        else
+            button->setCheckable(true);
         // Subscribed after the binding, which updates the button with its signals blocked.
         subscriptions_.push_back(defaults.observe(showState));
         connect(button, &QPushButton::toggled, button, showState);
@@ -153,7 +156,8 @@ void RecorderControlsView::enableToggles() {
     for (const Chip& chip : chips_) {
         const auto parent =
             std::ranges::find(chips_, chip.toggle.parent, [](const Chip& each) { return each.toggle.key; });
-        chip.cell->setEnabled(togglesEnabled_ && (parent == chips_.end() || parent->button->isChecked()));
+        chip.cell->setEnabled(togglesEnabled_ && chip.toggle.available &&
+                              (parent == chips_.end() || parent->button->isChecked()));
     }
 }
 

@@ -134,6 +134,8 @@ FormRow* switchRow(const SwitchSetting& setting, NSUserDefaults& defaults) {
     auto* control = new Switch;
     auto* row = new FormRow(setting.label, setting.caption, control);
     row->clearErrorOnStore(defaults);
+    control->setEnabled(setting.available);
+    if (!setting.available) return row;
     bindBool(*control, defaults, setting.key, [row](const std::string& text) { row->showError(text); });
     return row;
 }

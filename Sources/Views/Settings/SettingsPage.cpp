@@ -18,6 +18,8 @@ namespace lumicrate::views {
 
 namespace {
 
+constexpr int commandWidth = 44;  ///< characters, with the button
+
 /// Aligned with the text on the cards.
 TintedLabel* indentedLabel(Tint tint, const QString& text = {}) {
     auto* label = new TintedLabel(tint, text);
@@ -103,7 +105,7 @@ void SettingsPage::addVideo() {
                                          SettingsModel::encodingQuality(), SettingsModel::format()})
         file.addRow(choiceRow(setting, model_.defaults(), *new QComboBox));
     file.addRow(switchRow(SettingsModel::constantFrameRate(), model_.defaults()));
-    addSwitches({SettingsModel::showCursor(), SettingsModel::highlightClicks()});
+    addSwitches({SettingsModel::showCursor(), model_.highlightClicks()});
 }
 
 void SettingsPage::addAudio() {
@@ -137,15 +139,35 @@ FormRow* SettingsPage::changingRow(ChoiceSetting setting, const Published<Choice
 }
 
 void SettingsPage::addShortcuts() {
-    Card& card = addCard();
+    auto* above = indentedLabel(&ThemeColors::secondary);
+    add(above);
+    Card& fields = addCard();
     for (const auto& field : model_.shortcutFields.all())
-        card.addRow(new FormRow(label(field->action()), {}, new ShortcutFieldView(*field)));
+        fields.addRow(new FormRow(label(field->action()), {}, new ShortcutFieldView(*field)));
+    Card& commands = addCard();
+    for (const ShortcutAction action : allCases<ShortcutAction>()) {
+        QWidget* control = copyableCommand(QString::fromStdString(command(action)));
+        control->setMinimumWidth(fontMetrics().averageCharWidth() * commandWidth);
+        commands.addRow(new FormRow(label(action), {}, control));
+    }
     auto* unavailable = indentedLabel(&ThemeColors::warning);
     add(unavailable);
-    unavailable->showMessage(qtText(*model_.unavailableText));
-    changes_ = model_.unavailableText.observe(
-        [unavailable](const std::string& text) { unavailable->showMessage(qtText(text)); });
-    add(indentedLabel(&ThemeColors::secondary, qtText(SettingsModel::shortcutLegend())));
+    auto* below = indentedLabel(&ThemeColors::secondary);
+    add(below);
+
+    const auto showWarning = [unavailable](const std::string& text) {
+        unavailable->showMessage(qtText(text));
+    };
+    const auto showGuide = [above, below, &fields, &commands](const SettingsModel::ShortcutGuide& guide) {
+        fields.setVisible(!guide.usesCommands);
+        commands.setVisible(guide.usesCommands);
+        above->showMessage(guide.usesCommands ? qtText(guide.text) : QString());
+        below->showMessage(guide.usesCommands ? QString() : qtText(guide.text));
+    };
+    showWarning(*model_.unavailableText);
+    showGuide(*model_.shortcutGuide);
+    changes_ = model_.unavailableText.observe(showWarning);
+    guideChanges_ = model_.shortcutGuide.observe(showGuide);
 }
 
 void SettingsPage::add(QWidget* widget) {

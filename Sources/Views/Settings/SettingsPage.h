@@ -38,6 +38,7 @@ class SettingsPage final : public QScrollArea {
     SettingsModel& model_;
     QVBoxLayout* content_;
     Subscription changes_;
+    Subscription guideChanges_;
 };
 
 }  // namespace lumicrate::views

@@ -122,17 +122,17 @@ AboutWindow::AboutWindow(const AppInfo& info, const std::string& folder, std::fu
     lines->addWidget(centred(info.licence()));
 }
 
-WelcomeWindow::WelcomeWindow(std::unique_ptr<Welcome> model) : model_(std::move(model)) {
+WelcomeWindow::WelcomeWindow(std::unique_ptr<Welcome> model)
+    : model_(std::move(model)), place_(new QVBoxLayout) {
     prepareWindow(*this, localizedText("Welcome to Lumicrate"));
     QVBoxLayout* lines = messageLayout(*this, 62);
     lines->addWidget(iconLabel(72));
     auto* title = titleLabel(localizedText("Welcome to Lumicrate"), 1.6);
     title->setAlignment(Qt::AlignCenter);
     lines->addWidget(title);
-    auto* card = new Card;
-    for (const Welcome::Point& point : model_->points())
-        card->addRow(symbolPoint(point.symbol, point.title, point.text));
-    lines->addWidget(card);
+    lines->addLayout(place_);
+    showPoints(*model_->points);
+    pointChanges_ = model_->points.observe([this](const auto& points) { showPoints(points); });
     auto* choices = new Card;
     choices->addRow(loginRow(model_->loginItem));
     lines->addWidget(choices);
@@ -140,6 +140,14 @@ WelcomeWindow::WelcomeWindow(std::unique_ptr<Welcome> model) : model_(std::move(
     connect(begin, &QPushButton::clicked, this, &QWidget::close);
     lines->addWidget(begin, 0, Qt::AlignRight);
     begin->setFocus();
+}
+
+void WelcomeWindow::showPoints(const std::vector<Welcome::Point>& points) {
+    delete card_;
+    card_ = new Card;
+    for (const Welcome::Point& point : points)
+        card_->addRow(symbolPoint(point.symbol, point.title, point.text));
+    place_->addWidget(card_);
 }
 
 void WelcomeWindow::closeEvent(QCloseEvent* event) {

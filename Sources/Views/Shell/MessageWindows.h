@@ -17,6 +17,8 @@ class QVBoxLayout;
 
 namespace lumicrate::views {
 
+class Card;
+
 /// Shows name, version, licence and the recordings folder.
 class AboutWindow final : public QWidget {
  public:
@@ -35,7 +37,12 @@ class WelcomeWindow final : public QWidget {
     void closeEvent(QCloseEvent* event) override;
 
  private:
+    void showPoints(const std::vector<Welcome::Point>& points);
+
     std::unique_ptr<Welcome> model_;
+    QVBoxLayout* place_;
+    Card* card_ = nullptr;
+    Subscription pointChanges_;
 };
 
 /// Lists what cannot be reached, with advice for each. Closes by itself once everything can be reached.

@@ -312,8 +312,8 @@ TEST_F(SettingsTests, EveryChoiceChangesTheRecordingOptions) {
     }
     for (const SwitchSetting& setting :
          {SettingsModel::countdown(), SettingsModel::hideSelf(), SettingsModel::showCursor(),
-          SettingsModel::highlightClicks(), SettingsModel::captureSystemAudio(),
-          SettingsModel::captureMicrophone(), SettingsModel::mixAudio()})
+          model->highlightClicks(), SettingsModel::captureSystemAudio(), SettingsModel::captureMicrophone(),
+          SettingsModel::mixAudio()})
         EXPECT_TRUE(std::holds_alternative<bool>(defaults.registered.at(setting.key))) << setting.key;
 }
 
@@ -360,6 +360,56 @@ TEST_F(SettingsTests, ReportsUnavailableShortcutsAndErrors) {
     EXPECT_EQ(*model->loginItem.error, "");
 }
 
+TEST_F(SettingsTests, SaysWhichKeysTheDesktopHasAssigned) {
+    using State = HotKeyAssignment::State;
+    Published<HotKeyAssignment> assignment;
+    hotKeys.assigned = &assignment;
+    model.emplace(SettingsModel::Services{{defaults, center, keys, [] {}, [] {}},
+                                          login,
+                                          microphones,
+                                          cameras,
+                                          unavailable,
+                                          missing,
+                                          folder,
+                                          "/home/me",
+                                          [] {},
+                                          true,
+                                          {false, false}});
+    EXPECT_FALSE(model->highlightClicks().available);
+    EXPECT_THAT(model->highlightClicks().caption, HasSubstr("Wayland"));
+    Welcome welcome(defaults, login, "/data", "/home/me", &assignment);
+    const struct {
+        HotKeyAssignment assignment;
+        bool usesCommands;
+        const char* guide;
+        const char* warning;
+        const char* welcome;
+    } cases[] = {
+        {{}, false, "The desktop decides which keys it assigns.\n", "", "asks it for Alt+Super+R (⌥⌘R);"},
+        {{State::assigned, "", {{"toggle", "Ctrl+2"}, {"area", ""}}},
+         false,
+         "assigned:\n• Start / stop: Ctrl+2\n• Record area: see the keyboard settings of the desktop\n\n⌃ is",
+         "",
+         "assigned by your desktop: Ctrl+2."},
+        {{State::assigned, "", {}}, false, "assigned none", "", "asks it for"},
+        {{State::refused, "No.", {}},
+         false,
+         "asks for",
+         "No. Change a shortcut to try again.",
+         "“lumicrate toggle”"},
+        {{State::unavailable, "None.", {}}, true, "None. In the keyboard settings", "", "“lumicrate toggle”"},
+    };
+    for (const auto& each : cases) {
+        assignment = each.assignment;
+        unavailable = std::vector<std::string>();  // As always after registering.
+        EXPECT_EQ(model->shortcutGuide->usesCommands, each.usesCommands) << each.guide;
+        EXPECT_THAT(model->shortcutGuide->text, HasSubstr(each.guide));
+        EXPECT_EQ(*model->unavailableText, each.warning);
+        EXPECT_THAT(welcome.points->at(1).text, HasSubstr(each.welcome));
+    }
+    EXPECT_EQ(lumicrate::command(ShortcutAction::area), "lumicrate area");
+}
+
 TEST_F(SettingsTests, PathsInTheHomeFolderAreAbbreviated) {
     for (const auto& [path, home, written] :
          std::vector<std::array<const char*, 3>>{{"/home/me/Videos", "/home/me", "~/Videos"},
@@ -371,11 +421,11 @@ TEST_F(SettingsTests, PathsInTheHomeFolderAreAbbreviated) {
 }
 
 TEST_F(SettingsTests, TheWelcomeIsShownOnceWithTheCurrentShortcut) {
-    Welcome welcome(defaults, login, "/data/Lumicrate", "/home/me");
+    Welcome welcome(defaults, login, "/data/Lumicrate", "/home/me", nullptr);
     EXPECT_TRUE(Welcome::isDue(defaults));
-    EXPECT_THAT(welcome.points()[1].text, HasSubstr("Alt+Super+R (⌥⌘R)"));
+    EXPECT_THAT(welcome.points->at(1).text, HasSubstr("Alt+Super+R (⌥⌘R)"));
     save(ShortcutAction::toggle, std::nullopt, defaults);
-    EXPECT_THAT(welcome.points()[1].text, HasSubstr("turned off"));
+    EXPECT_THAT(welcome.points->at(1).text, HasSubstr("turned off"));
     defaults.readOnly = true;
     welcome.finish();
     EXPECT_TRUE(Welcome::isDue(defaults));
@@ -402,7 +452,7 @@ TEST(PermissionsTests, ListWhatIsUnavailable) {
     permissions.update({false});
     EXPECT_THAT(permissions.missing->at(0).advice, HasSubstr("DISPLAY"));
     permissions.update({false, true, true, true});
-    EXPECT_THAT(permissions.missing->at(0).advice, HasSubstr("Wayland"));
+    EXPECT_THAT(permissions.missing->at(0).advice, HasSubstr("portal"));
 }
 
 }  // namespace

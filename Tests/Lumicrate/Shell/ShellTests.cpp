@@ -74,6 +74,7 @@ TEST_F(ShellTests, TheMenuShowsTheStoredShortcuts) {
     save(ShortcutAction::toggle, Shortcut{96, 0, "F5"}, defaults);
     EXPECT_EQ(item(menu, "Start Recording").shortcut->display(), "F5");
     EXPECT_FALSE(item(menu, "Pause Recording").shortcut);
+    EXPECT_FALSE(item(MenuBar(*recorder, defaults, commands(), {false}), "Start Recording").shortcut);
     for (const char* title : {"Show Lumicrate", "Open Recordings Folder", "Check for Updates…",
                               "About Lumicrate", "Quit Lumicrate"})
         item(menu, title).action();

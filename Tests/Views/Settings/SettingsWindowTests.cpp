@@ -239,7 +239,7 @@ TEST_F(SettingsWindowTests, ThereIsOneWindowOfEachKind) {
 TEST_F(SettingsWindowTests, TheWelcomeCountsAsShownOnceItIsClosed) {
     auto& window = show("welcome", [this] {
         return std::make_unique<views::WelcomeWindow>(
-            std::make_unique<Welcome>(defaults, login, "/home/me/Videos/Lumicrate", "/home/me"));
+            std::make_unique<Welcome>(defaults, login, "/home/me/Videos/Lumicrate", "/home/me", nullptr));
     });
     window.findChild<QCheckBox*>()->click();
     EXPECT_TRUE(login.enabled);

@@ -1,0 +1,25 @@
+// SPDX-License-Identifier: GPL-3.0-or-later
+// DesktopAbilities: what the desktop lets programs do. Wayland desktops allow less than X11.
+#pragma once
+
+#include "Support/Text.h"
+
+#include <string>
+
+namespace lumicrate {
+
+/// Constant while the program runs.
+struct DesktopAbilities {
+    bool grabsKeys = true;  ///< false: the desktop itself assigns the keys of global shortcuts
+    bool seesClicks =
+        true;  ///< false: clicks in the windows of other programs are unknown, so nothing marks them
+
+    /// Why clicks cannot be highlighted, for the user.
+    static std::string clicksNote() {
+        return localized(
+            "On Wayland, programs can’t see clicks outside of their own windows, so clicks are not "
+            "highlighted.");
+    }
+};
+
+}  // namespace lumicrate
