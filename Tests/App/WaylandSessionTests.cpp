@@ -7,6 +7,8 @@
 #include "Tests/Stage/Scene/FrameNumber.h"
 #include "Tests/Stage/WaylandDesktop.h"
 
+#include <linux/input-event-codes.h>
+
 #include <atomic>
 #include <thread>
 
@@ -105,6 +107,45 @@ TEST_F(WaylandSessionTests, AStillScreenIsRecordedAndAPauseIsCutOut) {
     const double duration = MovieProbe(file).duration();
     EXPECT_GT(duration, 0.5);
     EXPECT_LT(duration, 1.9);
+}
+
+/// On the still picture that came with the sharing, with the compositor's pointer and keyboard.
+TEST_F(WaylandSessionTests, AnAreaIsDraggedInTheApplication) {
+    const RunningScene scene(
+        {"moving", "--wayland", "--output", "HEADLESS-1", "--seconds", "300", "--number-at", "200,150"});
+    const auto settings = desktop->session().home() / ".config" / "Lumicrate" / "lumicrate.conf";
+    std::filesystem::create_directories(settings.parent_path());
+    writeText(settings, "[General]\nwelcomeShown=true\ncountdown=false\nopenPreview=false\n");
+    Program app({"--background"}, recorderLog);
+    ASSERT_TRUE(eventually([] { return run({"status"}).status == 0; }));
+    ASSERT_EQ(run({"area"}).status, 0);
+    const auto& log = app.process();
+    ASSERT_TRUE(eventually([&] { return log.standardError().find("portal: shares") != std::string::npos; }));
+
+    // Programs adopt new devices late, so the first drags may not arrive.
+    stage::VirtualInput& input = desktop->input();
+    const auto dragAndConfirm = [&] {
+        input.movePointer(200, 150);
+        input.setButton(BTN_LEFT, true);
+        input.movePointer(400, 300);
+        input.movePointer(600, 450);
+        input.setButton(BTN_LEFT, false);
+        input.pressKeys({KEY_ENTER});
+        return log.standardError().find("state recording") != std::string::npos;
+    };
+    ASSERT_TRUE(eventually(dragAndConfirm)) << log.standardError();
+    ASSERT_TRUE(eventually([] { return run({"status"}).output.find("recording 00:02") == 0; }));
+    ASSERT_EQ(run({"toggle"}).status, 0);
+    app.awaitState("stopping");
+    ASSERT_TRUE(eventually([&] { return log.standardError().find("saved,") != std::string::npos; }));
+    std::vector<std::filesystem::path> movies;
+    for (const auto& entry :
+         std::filesystem::directory_iterator(desktop->session().home() / "Videos" / "Lumicrate"))
+        movies.push_back(entry.path());
+    ASSERT_EQ(movies.size(), 1U);
+    const stage::Track track = MovieProbe(movies[0]).videoTrack();
+    EXPECT_EQ(std::pair(track.width, track.height), std::pair(400, 300));
+    expectCounting(movies[0], 20);
 }
 
 TEST_F(WaylandSessionTests, ADeclinedChoiceRecordsNothing) {
