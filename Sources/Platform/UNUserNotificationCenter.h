@@ -19,6 +19,7 @@ struct UNNotificationRequest {
     /// Not every desktop shows them as buttons. A click on the notification itself is the first action.
     std::vector<UNNotificationAction> actions;
     bool isUrgent = false;  ///< stays until the user has seen it
+    bool isQuiet = false;  ///< is only listed, without appearing on the screen, where the desktop can do that
 };
 
 /// Shows one notification at a time. Main thread; never blocks it. Without a service on the desktop, nothing

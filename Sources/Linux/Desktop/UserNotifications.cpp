@@ -22,6 +22,7 @@ const QString path = QStringLiteral("/org/freedesktop/Notifications");
 /// The action of a click on the notification itself.
 const QString clicked = QStringLiteral("default");
 
+constexpr std::uint8_t lowUrgency = 0;
 constexpr std::uint8_t normalUrgency = 1;
 constexpr std::uint8_t criticalUrgency = 2;
 constexpr int expiresAsUsual = -1;
@@ -78,7 +79,9 @@ class UserNotifications::Service final : public QObject {
              << QString::fromStdString(request.title) << body
              << (showsActions ? actionList(request.actions) : QStringList())
              << QVariantMap{{QStringLiteral("urgency"),
-                             QVariant::fromValue(request.isUrgent ? criticalUrgency : normalUrgency)},
+                             QVariant::fromValue(request.isUrgent  ? criticalUrgency
+                                                 : request.isQuiet ? lowUrgency
+                                                                   : normalUrgency)},
                             {QStringLiteral("desktop-entry"), QStringLiteral("org.lumicrate.Lumicrate")}}
              << expiresAsUsual;
         actions_ = std::move(request.actions);

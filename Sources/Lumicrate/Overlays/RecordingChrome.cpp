@@ -45,13 +45,15 @@ void RecordingChrome::show(const RecordingOptions& options, const Place& place,
 
 void RecordingChrome::showControlBar(const std::optional<Rect>& recorded,
                                      const std::vector<NSScreen>& screens) {
+    hidesControlBar_ = false;
     if (!overlays_.controlBar) return;
     const auto& [screen, part, framed, chromeIsRecorded] = place_;
     const bool fits = part && screen && recorded->minY() - screen->visibleFrame.minY() >= roomForBar;
     if (!chromeIsRecorded || fits) return overlays_.controlBar->show(screen, part ? recorded : std::nullopt);
     const auto other = std::ranges::find_if(
         screens, [&](const NSScreen& each) { return !screen || each.displayID != screen->displayID; });
-    if (other != screens.end()) overlays_.controlBar->show(*other, std::nullopt);
+    hidesControlBar_ = other == screens.end();
+    if (!hidesControlBar_) overlays_.controlBar->show(*other, std::nullopt);
 }
 
 void RecordingChrome::showWebcam(const RecordingOptions& options, const std::optional<Rect>& recorded) {

@@ -39,6 +39,8 @@ class RecordingChrome {
     void followWindow(const Rect& before, const Rect& now);
     /// Places the overlays anew after the screens have changed.
     void screensChanged(const NSScreens& screens);
+    /// Whether there is no control bar because it would be recorded.
+    bool hidesControlBar() const { return shown_ && hidesControlBar_; }
     /// The overlays that are visible now.
     OverlayWindows windows() const;
 
@@ -48,6 +50,7 @@ class RecordingChrome {
 
     RecorderOverlays overlays_;
     bool shown_ = false;
+    bool hidesControlBar_ = false;
     Place place_;  ///< of the recording, as far as it is known
     std::optional<Point> bubbleCenterBeforeRecording_;
 };

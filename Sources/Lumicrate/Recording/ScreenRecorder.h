@@ -118,6 +118,8 @@ class ScreenRecorder {
     /// The number of a countdown that is shown in a window instead of in its own panel.
     const Published<std::optional<int>>& countdownValue;
 
+    /// Whether the recording runs without a control bar because the bar would be in the picture.
+    bool hidesControlBar() const { return chrome_.hidesControlBar(); }
     /// Recording or paused.
     bool isActive() const { return *state == State::recording || *state == State::paused; }
     /// Recorded seconds up to now.

@@ -28,8 +28,19 @@ RecordingNotifications::RecordingNotifications(Services services)
 
 void RecordingNotifications::stateChanged(State state) {
     if (state == State::idle) return reportEnd();
-    if (state == State::recording) hasRun_ = true;
+    const bool begins = state == State::recording && !hasRun_;
+    hasRun_ = hasRun_ || begins;
     if (!hasRun_) services_.center.removeAllDeliveredNotifications();
+    if (begins && services_.recorder.hidesControlBar()) offerStop();
+}
+
+void RecordingNotifications::offerStop() {
+    offersStop_ = true;
+    services_.center.add({localized("The whole screen is being recorded"),
+                          localized("The control bar is hidden, since it would be in the picture."),
+                          {{localized("Stop"), [this] { services_.recorder.requestStop(); }}},
+                          false,
+                          true});
 }
 
 void RecordingNotifications::reportError() {
@@ -43,6 +54,7 @@ void RecordingNotifications::reportError() {
 
 void RecordingNotifications::reportEnd() {
     const bool hasRun = std::exchange(hasRun_, false);
+    if (std::exchange(offersStop_, false)) services_.center.removeAllDeliveredNotifications();
     const auto saved = std::exchange(saved_, std::nullopt);
     UNNotificationAction open{localized("Open"), {}};
     if (saved) open.chosen = [show = services_.open, url = *saved] { show(url); };

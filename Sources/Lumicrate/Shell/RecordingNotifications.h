@@ -19,8 +19,8 @@ namespace lumicrate {
 /// A recording that does not start, or that ends by itself, says so in the main window. Recordings are
 /// usually controlled by shortcuts while that window is closed or behind others; then there is a
 /// notification, too, and for an error during which the recording continues. Saved recordings are notified if
-/// the preference "notifyWhenSaved" is on. The notification disappears when the next recording begins. Main
-/// thread.
+/// the preference "notifyWhenSaved" is on. A recording without a control bar can be stopped from one. The
+/// notification disappears when the next recording begins. Main thread.
 class RecordingNotifications {
  public:
     /// The references must outlive this object.
@@ -42,10 +42,12 @@ class RecordingNotifications {
 
  private:
     void stateChanged(ScreenRecorder::State state);
+    void offerStop();
     void reportEnd();
     void reportError();
 
     Services services_;
+    bool offersStop_ = false;                     ///< the notification that is shown does
     bool hasRun_ = false;                         ///< the present attempt got as far as recording
     std::optional<std::filesystem::path> saved_;  ///< by the present attempt
     Subscription stateChanges_;

@@ -156,6 +156,28 @@ TEST_F(ShellTests, NotifiesOfRecordingsWhoseEndTheUserDoesNotSee) {
     EXPECT_EQ(center.shown, "The recording couldn’t be started|It is broken.");
 }
 
+TEST_F(ShellTests, ARecordingWhoseBarWouldBeInThePictureIsStoppedFromANotification) {
+    struct FakeCenter final : UNUserNotificationCenter {
+        void add(UNNotificationRequest request) override { shown = std::move(request); }
+        void removeAllDeliveredNotifications() override { shown.reset(); }
+        std::optional<UNNotificationRequest> shown;
+    } center;
+    overlays.controlBar = &controlBar;
+    capture.excludes = false;
+    const RecordingNotifications notifying(
+        {executor, make(), defaults, notifications, center, [] { return false; }, note("main"), {}, {}});
+    ShellTests::record();
+    EXPECT_FALSE(center.shown) << "the bar is on the other screen";
+    stopAndComplete();
+    screens.all.pop_back();
+    ShellTests::record();
+    ASSERT_TRUE(center.shown && center.shown->isQuiet);
+    center.shown->actions.at(0).chosen();
+    EXPECT_EQ(*recorder->state, State::stopping);
+    complete();
+    EXPECT_FALSE(center.shown);
+}
+
 TEST_F(ShellTests, OtherProgramsControlTheApplication) {
     make();
     RemoteControl control(*recorder, {note("activate"), note("quit"),
