@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "Linux/Media/Encoding/HevcHeaders.h"
 
+#include <algorithm>
 #include <bit>
 
 namespace lumicrate::media {
@@ -63,6 +64,12 @@ bool appendCopied(std::vector<std::uint8_t>& sample, std::span<const std::uint8_
     return true;
 }
 
+/// Limited, so that a damaged number can be computed with.
+int limitedNumber(BitReader& reader) {
+    constexpr std::uint32_t limit = 1U << 16U;
+    return static_cast<int>(std::min<std::uint32_t>(reader.number(), limit));
+}
+
 /// Whether a sequence parameter set has only features that are supported.
 bool parseSequence(std::span<const std::uint8_t> unit, HevcSequence& sequence) {
     BitReader reader(unit, 256);
@@ -73,21 +80,21 @@ bool parseSequence(std::span<const std::uint8_t> unit, HevcSequence& sequence) {
     skipProfile(reader);
     isKnown &= reader.number() == 0;  // this set's number
     isKnown &= reader.number() == 1;  // 4:2:0
-    sequence.width = static_cast<int>(reader.number());
-    sequence.height = static_cast<int>(reader.number());
+    sequence.width = limitedNumber(reader);
+    sequence.height = limitedNumber(reader);
     if (reader.flag()) {  // cropping
         for (int side = 0; side < 4; ++side)
             reader.number();
     }
     isKnown &= reader.number() == 0;  // 8 bits of luma
     isKnown &= reader.number() == 0;  // and chroma
-    sequence.orderBits = static_cast<int>(reader.number()) + 4;
+    sequence.orderBits = limitedNumber(reader) + 4;
     reader.take(1);
     isKnown &= reader.number() >= 2;  // two references are kept
     isKnown &= reader.number() == 0;  // none is shown later
     reader.number();
     isKnown &= reader.number() == 0;  // the smallest blocks have 8 pixels
-    sequence.log2Tree = 3 + static_cast<int>(reader.number());
+    sequence.log2Tree = 3 + limitedNumber(reader);
     isKnown &= reader.number() == 0;  // the smallest transforms have 4
     isKnown &= reader.number() >= 1;  // there are those of 8
     isKnown &= reader.number() == 0;  // transforms are as large as blocks
