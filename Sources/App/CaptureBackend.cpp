@@ -1,6 +1,10 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "App/CaptureBackend.h"
 
+#include "Support/Error.h"
+
+#include <fmt/format.h>
+
 #include <cstdlib>
 #include <filesystem>
 #include <system_error>
@@ -32,7 +36,12 @@ bool isWaylandSession() {
 }
 
 CaptureBackend captureBackend() {
-    if (const auto named = backendNamed(variable(backendVariable))) return *named;
+    if (const std::string name = variable(backendVariable); !name.empty()) {
+        if (const auto named = backendNamed(name)) return *named;
+        throw LocalizedError(
+            fmt::format(fmt::runtime(localized("“{}” is not a valid value for {}: use x11 or portal.")), name,
+                        backendVariable));
+    }
     return isWaylandSession() ? CaptureBackend::portal : CaptureBackend::x11;
 }
 

@@ -22,6 +22,7 @@ std::optional<CaptureBackend> backendNamed(std::string_view name);
 
 /// The one that backendVariable names, or else the one that fits the session: the portal if a Wayland
 /// compositor runs the desktop, although it usually offers an X server too, which shows X programs only.
+/// Throws LocalizedError if the variable contains another name.
 CaptureBackend captureBackend();
 
 /// Whether a Wayland compositor runs the desktop.

@@ -14,6 +14,7 @@
 #include "Linux/Desktop/SessionBus.h"
 #include "Linux/Desktop/URLSession.h"
 #include "Linux/Desktop/UserNotifications.h"
+#include "Linux/Portal/Appearance.h"
 #include "Lumicrate/Library/RecordingLibrary.h"
 #include "Lumicrate/Shell/AppDelegate.h"
 #include "Lumicrate/Shell/MenuBar.h"
@@ -88,7 +89,8 @@ class DesktopApp {
                     [this](const std::filesystem::path& url) { previews_.windows.show(url); }}),
           bus_(controlMethods(control_)),
           signals_({SIGINT, SIGTERM, SIGHUP}),
-          appearance_([&application](bool dark) {
+          appearance_([&application](const portal::AppearanceSettings& now) {
+              const bool dark = now.colorScheme == portal::ColorScheme::dark;
               log(LogArea::ui, "theme: ", dark ? "dark" : "light");
               views::applyTheme(application, dark ? views::ColorScheme::dark : views::ColorScheme::light);
           }) {
@@ -184,7 +186,7 @@ class DesktopApp {
     RemoteControl control_;
     desktop::BusService bus_;
     Signals signals_;
-    desktop::Appearance appearance_;
+    portal::Appearance appearance_;
 };
 
 }  // namespace

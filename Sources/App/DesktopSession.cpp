@@ -58,7 +58,6 @@ DesktopSession::DesktopSession(SystemServices& system)
            [](AudioRecorderWindow& owner) { return std::make_unique<views::AudioRecorderView>(owner); },
            QApplication::beep}),
       system_(system),
-      portalRegistry_(system.executor, applicationID),
       scale_(views::Coordinates::now().scale()) {}
 
 void DesktopSession::followScale(ScreenRecorder& recorder) {
@@ -90,7 +89,7 @@ RecorderOverlays DesktopSession::pictureOverlays() {
 
 CarbonHotKeys& DesktopSession::hotKeys() {
     if (abilities.grabsKeys) return keys;
-    if (!portalKeys_) portalKeys_.emplace(system_.executor, portalRegistry_);
+    if (!portalKeys_) portalKeys_.emplace(system_.executor, system_.portalRegistry);
     return *portalKeys_;
 }
 

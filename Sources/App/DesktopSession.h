@@ -77,7 +77,6 @@ class DesktopSession {
     CarbonHotKeys& hotKeys();
 
     SystemServices& system_;
-    portal::Registry portalRegistry_;
     std::optional<portal::PortalHotKeys> portalKeys_;
     double scale_;
     Subscription screenChanges_;

@@ -6,6 +6,7 @@
 #include "Linux/Capture/X11Kit.h"
 #include "Linux/Desktop/FolderWatch.h"
 #include "Linux/Media/MovieFile/MovieRecovery.h"
+#include "Linux/Portal/InhibitPortal.h"
 #include "Lumicrate/Capture/CameraFormats.h"
 #include "Lumicrate/Recording/RecordingOptions.h"
 #include "Support/Error.h"
@@ -22,6 +23,9 @@ namespace lumicrate::app {
 
 namespace {
 
+/// The base name of the desktop entry.
+constexpr const char* applicationID = "org.lumicrate.Lumicrate";
+
 media::RecoveryList unfinishedMovies() {
     return media::RecoveryList(desktop::stateFolder() / "unfinished");
 }
@@ -35,20 +39,31 @@ std::optional<pipewire::CameraAccess> accessBy(portal::CameraPortal& portal) {
         portal::CameraPortal::openRemote};
 }
 
-std::unique_ptr<capture::CaptureKit> makeCaptureKit(Executor& executor, NSUserDefaults& defaults) {
+/// In a sandbox the screen saver's service can't be reached. Empty outside of one.
+desktop::ProcessInfo::Inhibitor portalInhibitor(Executor& executor, portal::Registry& registry) {
+    if (!portal::isSandboxed()) return {};
+    return [&](const std::string& reason) {
+        return std::make_unique<portal::InhibitPortal>(executor, registry, reason);
+    };
+}
+
+std::unique_ptr<capture::CaptureKit> makeCaptureKit(Executor& executor, portal::Registry& registry,
+                                                    NSUserDefaults& defaults) {
     if (captureBackend() == CaptureBackend::x11) return std::make_unique<capture::X11Kit>();
-    return std::make_unique<capture::PortalKit>(executor, defaults, applicationID);
+    return std::make_unique<capture::PortalKit>(executor, registry, defaults);
 }
 
 }  // namespace
 
 SystemServices::SystemServices()
-    : unfinished(unfinishedMovies()),
+    : portalRegistry(executor, applicationID),
+      process(portalInhibitor(executor, portalRegistry)),
+      unfinished(unfinishedMovies()),
       devices(accessBy(cameraPortal)),
       cameraSessions(capture::makeCameraSessionFactory(
           executor, chooseCameraFormat,
           portal::isSandboxed() ? portal::CameraPortal::openRemote : pipewire::Remote())),
-      captureKit_(makeCaptureKit(executor, defaults)),
+      captureKit_(makeCaptureKit(executor, portalRegistry, defaults)),
       capture(*captureKit_),
       portalCapture(dynamic_cast<capture::PortalKit*>(captureKit_.get())) {
     RecordingOptions::registerDefaults(defaults);

@@ -13,6 +13,7 @@
 #include "Linux/Media/MovieFile/MovieRecovery.h"
 #include "Linux/PipeWire/Devices.h"
 #include "Linux/Portal/CameraPortal.h"
+#include "Linux/Portal/Registry.h"
 #include "Lumicrate/Shell/AppInfo.h"
 #include "Platform/AVCaptureSession.h"
 #include "Support/MediaTime.h"
@@ -37,6 +38,7 @@ class SystemServices {
     desktop::UserDefaults defaults;
     desktop::FileManager files;
     desktop::Calendar calendar;
+    portal::Registry portalRegistry;
     desktop::ProcessInfo process;
     /// The register of the recordings that are being written.
     media::RecoveryList unfinished;
@@ -53,9 +55,6 @@ class SystemServices {
     media::Assets assets;
     NotificationCenter notifications;
 };
-
-/// The base name of the desktop entry.
-inline constexpr const char* applicationID = "org.lumicrate.Lumicrate";
 
 AppInfo appInfo();
 

@@ -64,30 +64,33 @@ void checkOutput(const std::filesystem::path& output) {
     }
 }
 
+void requireScreenAccess(const SystemServices& system) {
+    if (system.capture.CGPreflightScreenCaptureAccess()) return;
+    throw LocalizedError(system.portalCapture
+                             ? localized("This desktop has no portal that shares the screen. Install the "
+                                         "xdg-desktop-portal package of your desktop.")
+                             : localized("No display server can be reached to record the screen."));
+}
+
+/// Through the portal, the user chooses the window in the desktop's dialog.
+CaptureSource windowSource(std::uint32_t windowID, const SystemServices& system) {
+    const bool isNamed = windowID != 0;
+    if (system.portalCapture && isNamed)
+        throw LocalizedError(
+            localized("On this desktop windows have no numbers: give --window alone, and "
+                      "choose the window in the desktop's dialog."));
+    if (!system.portalCapture && !isNamed) throw UsageError(localized("The option --window needs a value."));
+    if (isNamed) requireWindow(system.capture.windows(), windowID);
+    return CaptureSource::window(windowID);
+}
+
 /// None for a webcam.
 std::optional<CaptureSource> captureSource(RecordArguments& request, const SystemServices& system) {
     const capture::CaptureKit& capture = system.capture;
     if (request.mode == RecordArguments::Mode::webcam) return std::nullopt;
     if (request.mode == RecordArguments::Mode::audio) return CaptureSource::audioOnly();
-    if (!capture.CGPreflightScreenCaptureAccess()) {
-        throw LocalizedError(system.portalCapture
-                                 ? localized("This desktop has no portal that shares the screen. Install the "
-                                             "xdg-desktop-portal package of your desktop.")
-                                 : localized("No display server can be reached to record the screen."));
-    }
-    if (request.mode == RecordArguments::Mode::window) {
-        if (system.portalCapture) {
-            if (request.window != 0)
-                throw LocalizedError(
-                    localized("On this desktop windows have no numbers: give --window alone, and "
-                              "choose the window in the desktop's dialog."));
-        } else if (request.window == 0) {
-            throw UsageError(localized("The option --window needs a value."));
-        } else {
-            requireWindow(capture.windows(), request.window);
-        }
-        return CaptureSource::window(request.window);
-    }
+    requireScreenAccess(system);
+    if (request.mode == RecordArguments::Mode::window) return windowSource(request.window, system);
     const auto displays = capture.displays();
     if (request.mode == RecordArguments::Mode::area) {
         const PlacedArea placed = placeArea(displays, request.area);

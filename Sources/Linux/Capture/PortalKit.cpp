@@ -3,7 +3,6 @@
 
 #include "Linux/Pictures/StillPicture.h"
 #include "Linux/PipeWire/ScreenCastPicture.h"
-#include "Linux/Wayland/Outputs.h"
 #include "Linux/Wayland/Redraw.h"
 #include "Support/Error.h"
 #include "Support/Log.h"
@@ -66,16 +65,6 @@ const SCDisplay* findOutput(const std::vector<SCDisplay>& outputs, const portal:
     return found;
 }
 
-/// None where the compositor does not tell.
-std::vector<SCDisplay> outputsIfKnown() {
-    try {
-        return wayland::Outputs().displays();
-    } catch (const PlatformError& error) {
-        log(LogArea::capture, "portal: the outputs are unknown: ", error.what());
-        return {};
-    }
-}
-
 }  // namespace
 
 /// What is shared now.
@@ -88,16 +77,26 @@ struct PortalKit::Shared {
     std::weak_ptr<CastSource::Lifeline> source;  ///< that delivers it, if any
 };
 
-PortalKit::PortalKit(Executor& executor, NSUserDefaults& defaults, const std::string& applicationID)
+PortalKit::PortalKit(Executor& executor, portal::Registry& registry, NSUserDefaults& defaults)
     : executor_(executor),
       defaults_(defaults),
-      registry_(executor, applicationID),
-      portal_(executor, registry_) {}
+      outputs_([] { return wayland::Outputs(); }),
+      portal_(executor, registry) {}
 
 PortalKit::~PortalKit() = default;
 
+/// None where the compositor does not tell.
+std::vector<SCDisplay> PortalKit::outputDisplays() const {
+    try {
+        return outputs_.query([](wayland::Outputs& each) { return each.displays(); });
+    } catch (const PlatformError& error) {
+        log(LogArea::capture, "portal: the outputs are unknown: ", error.what());
+        return {};
+    }
+}
+
 std::vector<SCDisplay> PortalKit::displays() const {
-    std::vector<SCDisplay> displays = outputsIfKnown();
+    std::vector<SCDisplay> displays = outputDisplays();
     if (!shared_ || !shared_->content.display) return displays;
     const SCDisplay& shared = *shared_->content.display;
     const auto listed = std::ranges::find(displays, shared.displayID, &SCDisplay::displayID);
@@ -121,7 +120,7 @@ bool PortalKit::CGPreflightScreenCaptureAccess() const {
 
 std::uint32_t PortalKit::CGMainDisplayID() const {
     try {
-        return wayland::Outputs().mainDisplayID();
+        return outputs_.query([](wayland::Outputs& each) { return each.mainDisplayID(); });
     } catch (const PlatformError&) {
         return shared_ && shared_->content.display ? shared_->content.display->displayID : 0;
     }
@@ -215,18 +214,16 @@ Task<void> PortalKit::takeShared(SCSharingRequest request, portal::ScreenCast ca
         content.display = displayOf(stream, first.size, request.displayID);
         target.size = content.display->frame.size();
     }
-    const Point place = stream.position.value_or(Point{-1, -1});
-    const Size told = stream.size.value_or(Size());
     log(LogArea::capture, "portal: shares ", first.size.width, " × ", first.size.height, " pixels, node ",
-        stream.nodeId, ", cursor mode ", static_cast<int>(cast.cursorMode()), ", told: ", told.width, " × ",
-        told.height, " at ", place.x, ", ", place.y);
+        stream.nodeId, ", cursor mode ", static_cast<int>(cast.cursorMode()), ", display ",
+        content.display ? content.display->displayID : 0);
     shared_.reset(new Shared{std::move(cast), target, content, std::move(first.image), request, {}});
     shared_->cast.setOnClosed([this] { castClosed(); });
 }
 
 SCDisplay PortalKit::displayOf(const portal::ScreenCastStream& stream, PixelSize pixels,
-                               std::optional<std::uint32_t> wanted) {
-    const std::vector<SCDisplay> outputs = outputsIfKnown();
+                               std::optional<std::uint32_t> wanted) const {
+    const std::vector<SCDisplay> outputs = outputDisplays();
     SCDisplay display;
     if (const SCDisplay* const output = findOutput(outputs, stream, pixels, wanted)) {
         display = *output;
@@ -261,10 +258,10 @@ void PortalKit::announceChange() const {
 // Tokens
 
 /// The preferences that may keep tokens for that kind; the one for any display first.
-std::vector<std::string> PortalKit::tokenKeys(SCSharingRequest::Kind kind) {
+std::vector<std::string> PortalKit::tokenKeys(SCSharingRequest::Kind kind) const {
     if (kind == SCSharingRequest::Kind::window) return {windowTokenKey};
     std::vector<std::string> keys{displayTokenKey};
-    for (const SCDisplay& display : outputsIfKnown())
+    for (const SCDisplay& display : outputDisplays())
         keys.push_back(displayTokenKey + ("." + display.connector));
     return keys;
 }
@@ -272,7 +269,7 @@ std::vector<std::string> PortalKit::tokenKeys(SCSharingRequest::Kind kind) {
 /// The preference that keeps the token of such a request.
 std::string PortalKit::tokenKey(const SCSharingRequest& request) const {
     if (request.kind == SCSharingRequest::Kind::window) return windowTokenKey;
-    const std::vector<SCDisplay> known = request.displayID ? outputsIfKnown() : std::vector<SCDisplay>();
+    const std::vector<SCDisplay> known = request.displayID ? outputDisplays() : std::vector<SCDisplay>();
     const auto wanted = std::ranges::find(known, request.displayID.value_or(0), &SCDisplay::displayID);
     return wanted == known.end() ? displayTokenKey : displayTokenKey + ("." + wanted->connector);
 }

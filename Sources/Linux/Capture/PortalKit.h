@@ -5,8 +5,10 @@
 
 #include "Linux/Capture/CaptureKit.h"
 #include "Linux/Capture/CastSource.h"
+#include "Linux/Capture/ReconnectingClient.h"
 #include "Linux/Portal/Registry.h"
 #include "Linux/Portal/ScreenCastPortal.h"
+#include "Linux/Wayland/Outputs.h"
 #include "Platform/NSUserDefaults.h"
 #include "Platform/SCContentSharingPicker.h"
 #include "Platform/SCScreenshotManager.h"
@@ -29,8 +31,8 @@ namespace lumicrate::capture {
 /// tokens, one for windows and one for each monitor that was asked for.
 class PortalKit final : public CaptureKit, public SCContentSharingPicker, public SCScreenshotManager {
  public:
-    /// All must outlive the kit. `applicationID` is the base name of the program's desktop entry.
-    PortalKit(Executor& executor, NSUserDefaults& defaults, const std::string& applicationID);
+    /// All must outlive the kit.
+    PortalKit(Executor& executor, portal::Registry& registry, NSUserDefaults& defaults);
     ~PortalKit() override;
 
     /// Restores the choice of this token instead of the remembered one, at the next request.
@@ -74,16 +76,17 @@ class PortalKit final : public CaptureKit, public SCContentSharingPicker, public
     Task<void> takeShared(SCSharingRequest request, portal::ScreenCast cast);
     void castClosed();
     void announceChange() const;
-    static SCDisplay displayOf(const portal::ScreenCastStream& stream, PixelSize pixels,
-                               std::optional<std::uint32_t> wanted);
+    std::vector<SCDisplay> outputDisplays() const;
+    SCDisplay displayOf(const portal::ScreenCastStream& stream, PixelSize pixels,
+                        std::optional<std::uint32_t> wanted) const;
     std::string tokenKey(const SCSharingRequest& request) const;
     std::string takeToken(const std::string& key);
     void storeToken(const std::string& key, const std::string& token);
-    static std::vector<std::string> tokenKeys(SCSharingRequest::Kind kind);
+    std::vector<std::string> tokenKeys(SCSharingRequest::Kind kind) const;
 
     Executor& executor_;
     NSUserDefaults& defaults_;
-    portal::Registry registry_;
+    ReconnectingClient<wayland::Outputs> outputs_;
     portal::ScreenCastPortal portal_;
     mutable bool isAvailable_ = false;
     std::function<void()> contentChanged_;

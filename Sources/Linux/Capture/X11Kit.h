@@ -3,6 +3,7 @@
 #pragma once
 
 #include "Linux/Capture/CaptureKit.h"
+#include "Linux/Capture/ReconnectingClient.h"
 #include "Linux/X11/Screens/Displays.h"
 #include "Linux/X11/Windows/ContentWatch.h"
 #include "Linux/X11/Windows/WindowList.h"
@@ -10,37 +11,9 @@
 #include <functional>
 #include <memory>
 #include <optional>
-#include <utility>
 #include <vector>
 
 namespace lumicrate::capture {
-
-/// A client of the X server that is created by the first query, and again when a query fails: the server may
-/// have been restarted.
-template <class Client>
-class ReconnectingClient {
- public:
-    explicit ReconnectingClient(std::function<Client()> make) : make_(std::move(make)) {}
-    /// The next query creates the client again.
-    void reset() { client_.reset(); }
-
-    /// Throws PlatformError when no server can be reached.
-    template <class Query>
-    auto query(Query query) const {
-        if (client_) {
-            try {
-                return query(*client_);
-            } catch (const PlatformError&) {
-                client_.reset();
-            }
-        }
-        return query(client_.emplace(make_()));
-    }
-
- private:
-    std::function<Client()> make_;
-    mutable std::optional<Client> client_;
-};
 
 /// Uses the X server of $DISPLAY; without one only sound can be captured. The size of a point is that of the
 /// desktop at the first query, until setScale is called.

@@ -10,9 +10,7 @@
 
 #include <QDBusConnection>
 #include <QDBusMessage>
-#include <QDBusVariant>
 #include <QFileInfo>
-#include <QObject>
 #include <QProcess>
 #include <QStandardPaths>
 #include <QString>
@@ -24,65 +22,6 @@
 #include <utility>
 
 namespace lumicrate::desktop {
-
-namespace {
-
-const QString portalService = QStringLiteral("org.freedesktop.portal.Desktop");
-const QString portalPath = QStringLiteral("/org/freedesktop/portal/desktop");
-const QString portalSettings = QStringLiteral("org.freedesktop.portal.Settings");
-const QString appearance = QStringLiteral("org.freedesktop.appearance");
-const QString colorScheme = QStringLiteral("color-scheme");
-
-/// The portal's value for "prefer dark".
-constexpr unsigned prefersDark = 1;
-
-/// Older portals wrap the value in two variants.
-QVariant unwrapped(QVariant value) {
-    while (value.canConvert<QDBusVariant>())
-        value = value.value<QDBusVariant>().variant();
-    return value;
-}
-
-}  // namespace
-
-class Appearance::Portal final : public QObject {
-    Q_OBJECT
-
- public:
-    explicit Portal(std::function<void(bool)> changed) : changed_(std::move(changed)) {
-        QDBusConnection::sessionBus().connect(portalService, portalPath, portalSettings,
-                                              QStringLiteral("SettingChanged"), this,
-                                              SLOT(settingChanged(QString, QString, QDBusVariant)));
-        QDBusMessage question =
-            QDBusMessage::createMethodCall(portalService, portalPath, portalSettings, QStringLiteral("Read"));
-        question << appearance << colorScheme;
-        callService<QDBusVariant>(question, this, [this](const QDBusPendingReply<QDBusVariant>& reply) {
-            log(LogArea::desktop,
-                "settings portal: ", reply.isError() ? "no color scheme" : "color scheme read");
-            if (!reply.isError()) apply(reply.value().variant());
-        });
-    }
-
- private Q_SLOTS:
-    void settingChanged(const QString& space, const QString& key, const QDBusVariant& value) {
-        if (space == appearance && key == colorScheme) apply(value.variant());
-    }
-
- private:
-    void apply(const QVariant& value) {
-        const bool dark = unwrapped(value).toUInt() == prefersDark;
-        if (std::exchange(dark_, dark) != dark) changed_(dark);
-    }
-
-    std::function<void(bool)> changed_;
-    bool dark_ = false;
-};
-
-Appearance::Appearance(std::function<void(bool dark)> changed) {
-    if (sessionBusExists()) portal_ = std::make_unique<Portal>(std::move(changed));
-}
-
-Appearance::~Appearance() = default;
 
 namespace {
 
@@ -199,6 +138,8 @@ std::chrono::nanoseconds read(clockid_t clock) {
 
 }  // namespace
 
+ProcessInfo::ProcessInfo(Inhibitor inhibitor) : inhibitor_(std::move(inhibitor)) {}
+
 std::int32_t ProcessInfo::processIdentifier() const {
     return getpid();
 }
@@ -210,6 +151,7 @@ std::chrono::nanoseconds ProcessInfo::timeAsleep() const {
 std::unique_ptr<NSActivity> ProcessInfo::beginActivity(std::uint64_t options, const std::string& reason) {
     constexpr std::uint64_t displaySleepDisabled = 1ULL << 40;
     if ((options & displaySleepDisabled) == 0) return std::make_unique<NSActivity>();
+    if (inhibitor_) return inhibitor_(reason);
     return std::make_unique<ScreenSaverInhibition>(reason);
 }
 
@@ -251,5 +193,3 @@ void Workspace::activateFileViewerSelecting(const std::vector<std::filesystem::p
 }
 
 }  // namespace lumicrate::desktop
-
-#include "DesktopServices.moc"

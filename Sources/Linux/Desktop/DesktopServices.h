@@ -1,7 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// What the desktop does for the program, mostly over the session bus: Appearance (the colour scheme),
-// ProcessInfo (keeping the display awake) and Workspace (opening files). All on the main thread, with a
-// running Qt event loop.
+// What the desktop does for the program, mostly over the session bus: ProcessInfo (keeping the display awake)
+// and Workspace (opening files). All on the main thread, with a running Qt event loop.
 #pragma once
 
 #include "Platform/NSProcessInfo.h"
@@ -13,30 +12,23 @@
 
 namespace lumicrate::desktop {
 
-/// Reads and follows the desktop's color scheme in the settings portal. Without a portal the scheme is light.
-class Appearance {
- public:
-    /// The scheme is light at first; `changed` is called at every change of it. If the desktop is dark
-    /// already, that is as soon as the portal has answered.
-    explicit Appearance(std::function<void(bool dark)> changed);
-    ~Appearance();
-    Appearance(const Appearance&) = delete;
-    Appearance& operator=(const Appearance&) = delete;
-
- private:
-    class Portal;
-
-    std::unique_ptr<Portal> portal_;
-};
-
 /// Activities inhibit org.freedesktop.ScreenSaver, which every current desktop provides. Without a session
 /// bus or that service, activities have no effect.
 class ProcessInfo final : public NSProcessInfo {
  public:
+    /// Keeps the display awake while its result lives. `reason` is a sentence that the desktop may show.
+    using Inhibitor = std::function<std::unique_ptr<NSActivity>(const std::string& reason)>;
+
+    /// `inhibitor` is used instead of that service, unless it is empty.
+    explicit ProcessInfo(Inhibitor inhibitor = {});
+
     std::int32_t processIdentifier() const override;
     /// CLOCK_BOOTTIME minus CLOCK_MONOTONIC.
     std::chrono::nanoseconds timeAsleep() const override;
     std::unique_ptr<NSActivity> beginActivity(std::uint64_t options, const std::string& reason) override;
+
+ private:
+    Inhibitor inhibitor_;
 };
 
 /// Whether this copy is a Flatpak or Snap, which only its store can update.

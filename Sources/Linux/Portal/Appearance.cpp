@@ -56,8 +56,8 @@ class Appearance::Follower final : public QObject {
 
  public:
     explicit Follower(std::function<void(const AppearanceSettings&)> changed) : changed_(std::move(changed)) {
-        if (!bus().isConnected()) return;
         QDBusConnection shared = QDBusConnection::sessionBus();
+        if (!shared.isConnected()) return;
         shared.connect(service, objectPath, portalInterface(interface), QStringLiteral("SettingChanged"),
                        this, SLOT(settingChanged(QString, QString, QDBusVariant)));
         auto* const asked = new QDBusPendingCallWatcher(

@@ -19,11 +19,6 @@ using Outcome = Answer::Outcome;
 
 const QString interface = QStringLiteral("GlobalShortcuts");
 
-/// How long isAvailable() waits.
-constexpr std::chrono::seconds blockingTimeout(1);
-/// For questions to a person.
-constexpr std::chrono::milliseconds noTimeout(0);
-
 [[noreturn]] void throwUnavailable(const char* sentence) {
     throw PortalError(PortalError::Reason::unavailable, localized(sentence));
 }

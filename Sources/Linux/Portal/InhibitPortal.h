@@ -3,6 +3,7 @@
 #pragma once
 
 #include "Linux/Portal/Registry.h"
+#include "Platform/NSProcessInfo.h"
 #include "Support/Executor.h"
 #include "Support/Task.h"
 
@@ -16,13 +17,13 @@ class PortalRequest;
 
 /// In force while it exists, from shortly after its construction, until the portal ends. Main thread. The
 /// executor and the registry outlive it.
-class InhibitPortal {
+class InhibitPortal final : public NSActivity {
  public:
     /// `reason` is a sentence that the desktop may show. `refused` is called once, later, if the portal does
     /// not inhibit; it may destroy this.
     InhibitPortal(Executor& executor, Registry& registry, std::string reason,
                   std::function<void()> refused = {});
-    ~InhibitPortal();
+    ~InhibitPortal() override;
     InhibitPortal(const InhibitPortal&) = delete;
     InhibitPortal& operator=(const InhibitPortal&) = delete;
 

@@ -43,6 +43,8 @@ bool isMethodMissing(const QDBusMessage& reply);
 
 /// Results in the reply, or in an error message if there is none in time.
 Task<QDBusMessage> send(Executor& executor, QDBusMessage call, std::chrono::milliseconds timeout);
+/// For callers that block the main thread.
+inline constexpr std::chrono::milliseconds blockingTimeout(1000);
 /// Waits for the reply, up to `timeout`. Any thread.
 QDBusMessage sendAndWait(const QDBusMessage& call, std::chrono::milliseconds timeout);
 

@@ -15,6 +15,9 @@
 
 namespace lumicrate::portal {
 
+/// For questions to a person.
+inline constexpr std::chrono::milliseconds noTimeout(0);
+
 /// A method whose last argument is a dictionary of options, among them the handle's token, and whose answer
 /// is the signal Response of a request object.
 struct Question {
@@ -22,7 +25,7 @@ struct Question {
     QString method;
     QVariantList arguments;             ///< before the options
     QVariantMap options;                ///< besides the token
-    std::chrono::milliseconds timeout;  ///< 0: waits without a limit, for a person
+    std::chrono::milliseconds timeout;  ///< noTimeout: waits without a limit
 };
 
 struct Answer {

@@ -21,11 +21,6 @@ using Outcome = Answer::Outcome;
 
 const QString interface = QStringLiteral("ScreenCast");
 
-/// How long abilities() waits.
-constexpr std::chrono::seconds blockingTimeout(1);
-/// For questions to a person.
-constexpr std::chrono::milliseconds noTimeout(0);
-
 /// Since this version a choice can be restored.
 constexpr std::uint32_t restoringVersion = 4;
 /// The portal keeps a choice until the user revokes it.

@@ -194,6 +194,8 @@ Outputs::Outputs(const std::string& displayName, std::chrono::milliseconds timeo
     : client_(std::make_unique<Client>(displayName, timeout)) {}
 
 Outputs::~Outputs() = default;
+Outputs::Outputs(Outputs&&) noexcept = default;
+Outputs& Outputs::operator=(Outputs&&) noexcept = default;
 
 std::vector<Output> Outputs::outputs() {
     return client_->outputs();

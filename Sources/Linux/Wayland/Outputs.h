@@ -40,8 +40,8 @@ class Outputs {
     /// PlatformError when no compositor answers.
     explicit Outputs(const std::string& displayName = {}, std::chrono::milliseconds timeout = defaultTimeout);
     ~Outputs();
-    Outputs(const Outputs&) = delete;
-    Outputs& operator=(const Outputs&) = delete;
+    Outputs(Outputs&&) noexcept;
+    Outputs& operator=(Outputs&&) noexcept;
 
     /// In the order in which they were plugged in. Outputs that show nothing are not among them.
     std::vector<Output> outputs();

@@ -85,30 +85,6 @@ TEST_F(DesktopServiceTests, OneInstanceOwnsTheNameAndAnswersCalls) {
     EXPECT_EQ(next.claim(), BusService::Outcome::claimed);
 }
 
-TEST_F(DesktopServiceTests, FollowsTheColorScheme) {
-    constexpr const char* path = "/org/freedesktop/portal/desktop";
-    const auto change = [&](const char* key, unsigned value) {
-        auto signal = QDBusMessage::createSignal(path, "org.freedesktop.portal.Settings", "SettingChanged");
-        signal << "org.freedesktop.appearance" << key << QVariant::fromValue(QDBusVariant(value));
-        desktop.send(signal);
-    };
-    // Older portals wrap the value twice.
-    fake.reply = QVariant::fromValue(QDBusVariant(QVariant::fromValue(QDBusVariant(1U))));
-    provide("org.freedesktop.portal.Desktop", path);
-    std::vector<bool> changes;
-    const Appearance appearance([&](bool dark) { changes.push_back(dark); });
-    ASSERT_TRUE(await([&] { return changes.size() == 1; }));
-    EXPECT_EQ(fake.calls["Read"], (QList<QVariantList>{{"org.freedesktop.appearance", "color-scheme"}}));
-    change("accent-color", 2);
-    change("color-scheme", 2);
-    ASSERT_TRUE(await([&] { return changes.size() == 2; }));
-    change("color-scheme", 0);
-    change("accent-color", 1);
-    change("color-scheme", 1);
-    ASSERT_TRUE(await([&] { return changes.size() == 3; }));
-    EXPECT_EQ(changes, (std::vector<bool>{true, false, true}));
-}
-
 TEST_F(DesktopServiceTests, AnActivityInhibitsTheScreenSaverUntilItEnds) {
     constexpr auto awake = NSProcessInfo::activityUserInitiatedDisplayAwake;
     ProcessInfo process;
