@@ -203,12 +203,12 @@ void mapMacroblocks(benchmark::State& state, const std::optional<PixelRect>& cha
     SCStreamFrameInfo info;
     if (changed) info.dirtyRects = {*changed};
     map.begin(info);
-    map.coded(true, 20);
+    map.coded(true, 20, {});
     while (state.KeepRunning()) {
         ++info.sequence;
         map.begin(info);
         benchmark::DoNotOptimize(map.work(false));
-        map.coded(false, 20);
+        map.coded(false, 20, {});
         benchmark::DoNotOptimize(map.coarsest());
     }
 }

@@ -23,6 +23,21 @@ constexpr int maxScrollSearch = 256;
 /// One thread keeps up with a little more than 1080p at 30 frames a second.
 constexpr double pixelsPerThread = 1920.0 * 1088 * 32;
 
+/// Offsets are ignored while quantizers are constant or adaptive quantization is off. So it is on, as weak as
+/// it can be. The constant is part of the headers.
+///
+/// With the narrower dead zone more of the small coefficients of intra blocks, which later pictures copy, are
+/// kept: SSIM rises by 0.0003 for a fortieth more bits. Partitions save a twentieth.
+void varyQuantizers(x264_param_t& parameters) {
+    constexpr int narrow = 4;
+    parameters.analyse.i_luma_deadzone[1] = narrow;
+    parameters.analyse.inter |= X264_ANALYSE_PSUB16x16;
+    parameters.rc.i_rc_method = X264_RC_CRF;
+    parameters.rc.f_rf_constant = static_cast<float>(parameters.rc.i_qp_constant);
+    parameters.rc.i_aq_mode = X264_AQ_VARIANCE;
+    parameters.rc.f_aq_strength = 0.01F;
+}
+
 [[noreturn]] void fail(const char* sentence) {
     throw PlatformError(localized(sentence));
 }
@@ -30,24 +45,25 @@ constexpr double pixelsPerThread = 1920.0 * 1088 * 32;
 }  // namespace
 
 H264Encoder::H264Encoder(const Settings& settings) : VideoEncoder(settings, 2) {
-    allowFinerKeyPictures();
-    open(false);
+    allowCopying();
+    open(Mode::ordinary);
     readHeaders();
 }
 
-/// The motion search of an open encoder cannot be changed. A new encoder writes the same headers and can
-/// continue from any key picture.
-void H264Encoder::open(bool subpixelMotion) {
+/// The mode of an open encoder cannot be changed. A new encoder writes the same headers and can continue from
+/// any key picture.
+void H264Encoder::open(Mode mode) {
     x264_param_t parameters;
     fillParameters(parameters);
-    parameters.analyse.i_subpel_refine = subpixelMotion ? 1 : 0;
+    parameters.analyse.i_subpel_refine = mode == Mode::subpixelMotion ? 1 : 0;
+    if (mode == Mode::variedQuantizers) varyQuantizers(parameters);
     encoder_.reset();
     encoder_.reset(x264_encoder_open(&parameters));
     if (!encoder_) fail("The H.264 encoder couldn't be started.");
-    subpixelMotion_ = subpixelMotion;
+    mode_ = mode;
     search_ = {parameters.analyse.i_me_method, parameters.analyse.i_me_range};
     log(LogArea::encoder, "libx264 ", X264_POINTVER, ", preset superfast, ", parameters.i_threads,
-        " threads, subpixel motion: ", subpixelMotion);
+        " threads, mode ", static_cast<int>(mode));
 }
 
 void H264Encoder::fillParameters(x264_param_t& parameters) const {
@@ -138,8 +154,18 @@ void H264Encoder::adaptSearch(const Order& order) {
     search_ = search;
 }
 
+float* H264Encoder::offsets(std::span<const std::uint8_t> uncovered) {
+    offsets_.resize(uncovered.size());
+    std::ranges::transform(uncovered, offsets_.begin(),
+                           [](std::uint8_t flag) { return flag != 0 ? float{-uncoveredFiner} : 0.0F; });
+    return offsets_.data();
+}
+
 std::span<const std::uint8_t> H264Encoder::code(const Order& order) {
-    if (order.key && order.isStrained != subpixelMotion_) open(order.isStrained);
+    const Mode mode = order.isStrained ? Mode::subpixelMotion
+                      : order.isCopied ? Mode::variedQuantizers
+                                       : Mode::ordinary;
+    if (order.key && mode != mode_) open(mode);
     adaptSearch(order);
     x264_picture_t input;
     x264_picture_init(&input);
@@ -156,6 +182,8 @@ std::span<const std::uint8_t> H264Encoder::code(const Order& order) {
     static_assert(X264_MBINFO_CONSTANT == 1);
     if (!order.key && !order.constantBlocks.empty())
         input.prop.mb_info = const_cast<std::uint8_t*>(order.constantBlocks.data());
+    if (mode_ == Mode::variedQuantizers && !order.uncoveredBlocks.empty())
+        input.prop.quant_offsets = offsets(order.uncoveredBlocks);
 
     x264_nal_t* units = nullptr;
     int count = 0;

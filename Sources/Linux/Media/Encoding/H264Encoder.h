@@ -6,7 +6,8 @@
 // quarter of the time. Only where something was scrolled further than usual motion goes is it worth searching
 // far; each picture's search is as wide as its content needs. Films move by fractions of a pixel, which shows
 // when the ceiling is reached (RateControl::isStrained): then, from the next key picture on, the search
-// includes fractions.
+// includes fractions. While what is shown is only moved, blocks of a picture have different quantizers
+// (RateControl::isCopying), which takes a tenth more time.
 #pragma once
 
 #include "Linux/Media/Encoding/VideoEncoder.h"
@@ -34,16 +35,20 @@ class H264Encoder final : public VideoEncoder {
         bool operator==(const MotionSearch&) const = default;
     };
 
-    void open(bool subpixelMotion);
+    enum class Mode { ordinary, subpixelMotion, variedQuantizers };
+
+    void open(Mode mode);
     void fillParameters(x264_param_t& parameters) const;
+    float* offsets(std::span<const std::uint8_t> uncovered);
     void readHeaders();
     void adaptSearch(const Order& order);
     std::span<const std::uint8_t> code(const Order& order) override;
 
     std::unique_ptr<x264_t, Close> encoder_;
-    bool subpixelMotion_ = false;
+    Mode mode_ = Mode::ordinary;
     MotionSearch search_;
     std::optional<ScrollDistance> lastScroll_;  ///< of the last picture, unless it was a key picture
+    std::vector<float> offsets_;                ///< of the macroblocks' quantizers
 };
 
 }  // namespace lumicrate::media

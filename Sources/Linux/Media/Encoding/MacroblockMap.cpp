@@ -107,11 +107,14 @@ PictureWork MacroblockMap::work(bool key) const {
     return work;
 }
 
-void MacroblockMap::coded(bool key, int quantizer) {
+void MacroblockMap::coded(bool key, int quantizer, std::span<const std::uint8_t> uncovered) {
     isAnyCoded_ = true;
-    const auto fine = static_cast<std::uint8_t>(quantizer);
-    for (std::size_t each = 0; each < sources_.size(); ++each)
-        quantizers_[each] = key ? fine : std::min(sources_[each], fine);
+    const auto coarse = static_cast<std::uint8_t>(quantizer);
+    const auto fine = static_cast<std::uint8_t>(std::max(quantizer - uncoveredFiner, 0));
+    for (std::size_t each = 0; each < sources_.size(); ++each) {
+        const std::uint8_t own = !uncovered.empty() && uncovered[each] != 0 ? fine : coarse;
+        quantizers_[each] = key ? own : std::min(sources_[each], own);
+    }
 }
 
 int MacroblockMap::coarsest() const {

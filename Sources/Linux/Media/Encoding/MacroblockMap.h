@@ -14,6 +14,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <span>
 #include <vector>
 
 namespace lumicrate::media {
@@ -38,8 +39,9 @@ class MacroblockMap {
     /// The work for the begun picture, coded as a key picture, which need not be finer than the last picture,
     /// or based on the last one.
     PictureWork work(bool key) const;
-    /// Records that the begun picture was coded.
-    void coded(bool key, int quantizer);
+    /// Records that the begun picture was coded. Blocks whose flag in `uncovered` is 1 were coded finer by
+    /// uncoveredFiner; it may be empty.
+    void coded(bool key, int quantizer, std::span<const std::uint8_t> uncovered);
 
     /// Whether any block of the begun picture is unchanged.
     bool hasConstantBlocks() const { return anyConstant_; }

@@ -22,6 +22,8 @@ constexpr int strainEnds = 1;
 constexpr int motionPart = 8;
 /// Blocks that take less than this part of a key picture's bits are mostly copies of others.
 constexpr int copiedPart = 4;
+/// Copies that coarse look the same: a difference from what they copy is only coded where it is visible.
+constexpr int copyCoarser = 8;
 
 /// The quantizer step size, which doubles every six quantizers.
 double step(int quantizer) {
@@ -50,7 +52,8 @@ RateControl::RateControl(int bitRate, double pixelRate, int framesPerSecond)
       finestKey_(quality_),
       fill_(capacity_),
       interComplexity_(typicalComplexity),
-      keyComplexity_(typicalComplexity) {}
+      keyComplexity_(typicalComplexity),
+      framesPerSecond_(framesPerSecond) {}
 
 void RateControl::advanceTo(double seconds) {
     if (seconds <= filledTo_) return;
@@ -79,17 +82,26 @@ int RateControl::finestWithin(double allowed, const PictureWork& work, int fines
     return quantizer;
 }
 
-/// Judged by the pictures since the last key picture, when the next one is due.
-bool RateControl::movesWhatIsShown(const PictureWork& key) const {
-    const bool isMotion = pictures_ > 0 && codedBlocks_ * motionPart > pictures_ * key.changed;
-    return finestKey_ < quality_ && isMotion && excess_ < codedBlocks_ &&
-           interComplexity_ * copiedPart < keyComplexity_;
+bool RateControl::movesWhatIsShown() const {
+    const bool isMotion = pictures_ > 0 && codedBlocks_ * motionPart > pictures_ * allBlocks_;
+    const bool isCopied =
+        isCopying_ ? copies_ * 2 > pictures_ : interComplexity_ * copiedPart < keyComplexity_;
+    return finestKey_ < quality_ && isMotion && isCopied && excess_ < codedBlocks_;
+}
+
+bool RateControl::finerKeyIsDue() const {
+    return !isCopying_ && pictures_ * 2 >= framesPerSecond_ && movesWhatIsShown();
+}
+
+/// The quantizer unless the ceiling makes the picture coarser.
+int RateControl::target(const PictureWork& work) const {
+    if (work.key && movesWhatIsShown()) return finestKey_;
+    return std::max(work.isCopy ? quality_ + copyCoarser : quality_, work.finest);
 }
 
 int RateControl::quantizerFor(const PictureWork& work) const {
     const double allowed = work.key ? std::max(allowance(), fill_ * spentAtOnce) : allowance();
-    const bool isFiner = work.key && movesWhatIsShown(work);
-    return finestWithin(allowed, work, isFiner ? finestKey_ : std::max(quality_, work.finest));
+    return finestWithin(allowed, work, target(work));
 }
 
 int RateControl::quantizerWhenIdle(const PictureWork& work) const {
@@ -104,13 +116,16 @@ bool RateControl::isStrained() const {
 void RateControl::noteMotion(const PictureWork& work, int quantizer) {
     if (work.key) {
         wasStrained_ = isStrained();
-        pictures_ = codedBlocks_ = excess_ = 0;
+        isCopying_ = movesWhatIsShown();
+        allBlocks_ = work.changed;
+        pictures_ = copies_ = codedBlocks_ = excess_ = 0;
         return;
     }
     const int blocks = work.codedBlocks(quantizer);
     ++pictures_;
+    if (work.isCopy) ++copies_;
     codedBlocks_ += blocks;
-    excess_ += std::int64_t{blocks} * (quantizer - quality_);
+    excess_ += std::int64_t{blocks} * (quantizer - std::max(target(work), quality_));
 }
 
 void RateControl::coded(const PictureWork& work, int quantizer, std::int64_t bits) {

@@ -70,7 +70,8 @@ VideoEncoder::VideoEncoder(const Settings& settings, int minSide)
       minSide_(minSide),
       rate_(settings.bitRate, pixelRate(settings), settings.framesPerSecond),
       blocks_(settings.width, settings.height),
-      scrolls_(settings.width, settings.height) {
+      scrolls_(settings.width, settings.height),
+      uncovered_(settings.width, settings.height) {
     log(LogArea::encoder, settings.width, " × ", settings.height, " pixels, ", settings.framesPerSecond,
         " frames a second, at most ", settings.bitRate, " bits a second, quality quantizer ",
         qualityQuantizer(), ", key picture every ", settings.keyFrameInterval, " frames");
@@ -100,7 +101,8 @@ EncodedPicture VideoEncoder::encode(const CVPixelBuffer& picture, std::int64_t t
     // A camera's noise hides any.
     if (!settings_.isNaturalVideo) scroll = scrolls_.update(picture, blocks_.changes());
     if (scroll) blocks_.addScroll(scrolls_, *scroll);
-    const PictureWork work = blocks_.work(keyPictureIsDue(time));
+    PictureWork work = blocks_.work(keyPictureIsDue(time) || rate_.finerKeyIsDue());
+    work.isCopy = findUncovered(picture) && !work.key;
     int quantizer = rate_.quantizerFor(work);
     if (saving_ > 0)
         quantizer = std::max(quantizer,
@@ -108,9 +110,28 @@ EncodedPicture VideoEncoder::encode(const CVPixelBuffer& picture, std::int64_t t
     return encodeBegun(picture, time, work, quantizer, scroll);
 }
 
+/// Whether the begun picture is mostly a copy, moved, and its uncovered blocks are known.
+bool VideoEncoder::findUncovered(const CVPixelBuffer& picture) {
+    const bool isCopying = rate_.isCopying() || rate_.movesWhatIsShown();
+    if (!isCopying || saving_ > 0) {
+        uncovered_.forget();
+        return false;
+    }
+    uncovered_.update(picture, blocks_.constantBlocks());
+    return rate_.isCopying() && !uncovered_.flags().empty();
+}
+
 EncodedPicture VideoEncoder::encodeAtBest(const CVPixelBuffer& picture, std::int64_t time, bool key) {
-    const Order order{
-        padded_.of(picture, codedWidth(), codedHeight()), time, key, qualityQuantizer(), false, {}, {}, 0};
+    const Order order{padded_.of(picture, codedWidth(), codedHeight()),
+                      time,
+                      key,
+                      qualityQuantizer(),
+                      false,
+                      false,
+                      {},
+                      {},
+                      {},
+                      0};
     return {code(order), key, order.quantizer, false};
 }
 
@@ -144,8 +165,10 @@ EncodedPicture VideoEncoder::encodeBegun(const CVPixelBuffer& picture, std::int6
                 work.key,
                 quantizer,
                 rate_.isStrained() && saving_ == 0,
+                rate_.movesWhatIsShown() && saving_ == 0,
                 scroll,
                 {},
+                work.isCopy ? uncovered_.flags() : std::span<const std::uint8_t>{},
                 work.codedBlocks(quantizer)};
     if (blocks_.hasConstantBlocks()) order.constantBlocks = blocks_.constantBlocks();
     if (!order.key && !canContinue(order)) {
@@ -155,7 +178,7 @@ EncodedPicture VideoEncoder::encodeBegun(const CVPixelBuffer& picture, std::int6
     }
     const std::span<const std::uint8_t> data = code(order);
     if (order.key) lastKey_ = time;
-    blocks_.coded(order.key, order.quantizer);
+    blocks_.coded(order.key, order.quantizer, order.uncoveredBlocks);
     rate_.coded(work, order.quantizer, static_cast<std::int64_t>(data.size()) * 8);
     return {data, order.key, order.quantizer, blocks_.isRepeat()};
 }

@@ -8,6 +8,7 @@
 
 #include "Linux/Media/Encoding/MacroblockMap.h"
 #include "Linux/Media/Encoding/RateControl.h"
+#include "Linux/Media/Encoding/UncoveredBlocks.h"
 #include "Platform/CMSampleBuffer.h"
 
 #include <algorithm>
@@ -96,11 +97,16 @@ class VideoEncoder {
         int quantizer;
         /// The ceiling makes lasting motion coarse, so saving bits is worth more processor time.
         bool isStrained;
+        /// Of a key picture: what follows is expected to be mostly copies of it, moved.
+        bool isCopied;
         /// How far a large part of the picture was scrolled, if it was.
         std::optional<ScrollDistance> scroll;
         /// One flag for each macroblock in raster order: 1 if it is the same as in the previous picture.
         /// Empty if that is known of none.
         std::span<const std::uint8_t> constantBlocks;
+        /// One flag for each macroblock: 1 if it is coded finer than the picture, by uncoveredFiner. Empty if
+        /// none is.
+        std::span<const std::uint8_t> uncoveredBlocks;
         /// Macroblocks to code: those that changed, and unchanged ones that become finer.
         int codedBlocks;
     };
@@ -111,8 +117,9 @@ class VideoEncoder {
     const Settings& settings() const { return settings_; }
     /// The quantizer of pictures that the ceiling does not limit.
     int qualityQuantizer() const { return rate_.qualityQuantizer(); }
-    /// See RateControl. For codecs that code a key picture in much less time than a second.
-    void allowFinerKeyPictures() { rate_.allowFinerKeyPictures(); }
+    /// See RateControl. For codecs that code a key picture in much less time than a second, and blocks of a
+    /// picture at different quantizers.
+    void allowCopying() { rate_.allowCopying(); }
     /// The finest quantizer of any picture.
     int finestQuantizer() const { return rate_.finestQuantizer(); }
     /// The deblocking filter's offset, in the standards' units of two quantizers, with which the filter
@@ -130,6 +137,7 @@ class VideoEncoder {
     virtual std::span<const std::uint8_t> code(const Order& order) = 0;
 
     bool keyPictureIsDue(std::int64_t time) const;
+    bool findUncovered(const CVPixelBuffer& picture);
     EncodedPicture encodeBegun(const CVPixelBuffer& picture, std::int64_t time, PictureWork work,
                                int quantizer, std::optional<ScrollDistance> scroll);
 
@@ -139,6 +147,7 @@ class VideoEncoder {
     int saving_ = 0;
     MacroblockMap blocks_;
     ScrollSearch scrolls_;
+    UncoveredBlocks uncovered_;
     PaddedPicture padded_;
     std::vector<std::uint8_t> configuration_;
     std::optional<std::int64_t> lastKey_;

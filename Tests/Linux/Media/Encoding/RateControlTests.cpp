@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "Linux/Media/Encoding/MacroblockMap.h"
 #include "Linux/Media/Encoding/RateControl.h"
+#include "Linux/Media/Encoding/UncoveredBlocks.h"
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <numeric>
 
@@ -104,22 +106,94 @@ TEST(RateControlTests, KeyPicturesAreFinerInMotionThatCostsLittle) {
         std::int64_t bitsPerBlock;
         int excess, finer;
         const char* why;
-    } groups[] = {{8000, 20, 0, 8, ""},
+    } groups[] = {{8000, 15, 0, 9, ""},
                   {8000, 200, 0, 0, "new content, not a copy of what is shown"},
                   {500, 20, 0, 0, "a small part moves"},
                   {8000, 20, 2, 0, "at the ceiling"}};
     for (const auto& [blocks, bitsPerBlock, excess, finer, why] : groups) {
         RateControl rate(7'000'000, pixelRate, 30);
         const int quality = rate.qualityQuantizer();
-        rate.allowFinerKeyPictures();
+        rate.allowCopying();
         PictureWork key = changed(8160);
         key.key = true;
         EXPECT_EQ(rate.quantizerFor(key), quality) << "the first picture";
-        rate.coded(key, quality, 8160 * 200);
+        rate.coded(key, quality, 8160 * 150);
         for (int picture = 0; picture < 10; ++picture)
             rate.coded(changed(blocks), quality + excess, blocks * bitsPerBlock);
         rate.advanceTo(10);
         EXPECT_EQ(rate.quantizerFor(key), quality - finer) << why;
+    }
+}
+
+TEST(RateControlTests, CopyingBeginsWithAnEarlyKeyPictureAndLastsWhileCopiesAreFound) {
+    RateControl rate(7'000'000, pixelRate, 30);
+    const int quality = rate.qualityQuantizer();
+    rate.allowCopying();
+    PictureWork key = changed(8160);
+    key.key = true;
+    PictureWork copy = changed(8000);
+    copy.isCopy = true;
+    const auto pictures = [&](const PictureWork& work, int count) {
+        for (int picture = 0; picture < count; ++picture)
+            rate.coded(work, rate.quantizerFor(work), 15 * 8000);
+    };
+    rate.coded(key, quality, 8160 * 150);
+    pictures(changed(8000), 14);
+    EXPECT_FALSE(rate.finerKeyIsDue()) << "a short motion";
+    pictures(changed(8000), 1);
+    EXPECT_TRUE(rate.finerKeyIsDue());
+    for (const bool areCopies : {true, true, false}) {
+        rate.advanceTo(rate.isCopying() ? 20 : 10);
+        EXPECT_EQ(rate.quantizerFor(key), quality - 9);
+        rate.coded(key, quality - 9, 8160 * 150);
+        EXPECT_TRUE(rate.isCopying());
+        EXPECT_GT(rate.quantizerFor(copy), quality + 4);
+        pictures(areCopies ? copy : changed(8000), 30);
+        EXPECT_FALSE(rate.finerKeyIsDue()) << "the regular ones are finer";
+        EXPECT_FALSE(rate.isStrained()) << "copies are coarse by choice";
+    }
+    rate.advanceTo(30);
+    EXPECT_EQ(rate.quantizerFor(key), quality) << "it was something new";
+}
+
+TEST(UncoveredBlocksTests, TheEdgesAndWhatMovesOtherwiseAreUncovered) {
+    constexpr int width = 320;
+    constexpr int height = 192;
+    constexpr int margin = 64;
+    // A page of random pixels, in which everything is different.
+    constexpr int stride = width + 2 * margin;
+    std::vector<std::uint8_t> page(static_cast<std::size_t>(stride * (height + 2 * margin)));
+    std::uint32_t random = 1;
+    for (std::uint8_t& pixel : page)
+        pixel = static_cast<std::uint8_t>((random = random * 1664525 + 1013904223) >> 24);
+    const std::size_t blocks = width / 16 * (height / 16);
+    const struct {
+        int x, y;  // of the second view
+        int figure;
+        std::uint8_t constant;
+        std::size_t uncovered;
+        const char* why;
+    } motions[] = {{5, 0, 0, 0, 12, "the last column"},
+                   {-20, 3, 0, 0, 2 * 12 + 18, "two columns and the last row"},
+                   {5, 0, 32, 0, 12 + 4, "a figure of four blocks"},
+                   {5, 0, 0, 1, 0, "nothing changed"},
+                   {60, 60, 0, 0, 0, "farther than is searched: a new picture"}};
+    for (const auto& [x, y, figure, constant, uncovered, why] : motions) {
+        UncoveredBlocks search(width, height);
+        CVPixelBuffer picture;
+        picture.width = width;
+        picture.height = height;
+        picture.lumaStride = stride;
+        const std::vector<std::uint8_t> flags(blocks, constant);
+        picture.luma = page.data() + margin * stride + margin;
+        search.update(picture, flags);
+        EXPECT_TRUE(search.flags().empty()) << "nothing to compare with";
+        std::vector<std::uint8_t> next = page;
+        picture.luma = next.data() + (margin + y) * stride + margin + x;
+        for (int row = 0; row < figure; ++row)
+            std::fill_n(next.data() + (margin + y + 64 + row) * stride + margin + x + 64, figure, 0);
+        search.update(picture, flags);
+        EXPECT_EQ(std::ranges::count(search.flags(), 1), uncovered) << why;
     }
 }
 
@@ -159,12 +233,12 @@ TEST(MacroblockMapTests, AKeyPictureIsAsFineAsWhatIsShown) {
     MacroblockMap map(48, 16);
     map.begin(info(1, {}));
     EXPECT_EQ(rate.quantizerFor(map.work(true)), quality) << "nothing is shown yet";
-    map.coded(true, quality + 12);
+    map.coded(true, quality + 12, {});
     map.begin(info(2, {}));
     EXPECT_EQ(rate.quantizerFor(map.work(true)), quality + 12);
     EXPECT_EQ(rate.quantizerFor(map.work(false)), quality) << "others may become finer";
     map.beginAgain();
-    map.coded(false, quality);
+    map.coded(false, quality, {});
     map.begin(info(2, {}));
     EXPECT_EQ(rate.quantizerFor(map.work(true)), quality) << "a still picture stays crisp";
 }
@@ -172,16 +246,16 @@ TEST(MacroblockMapTests, AKeyPictureIsAsFineAsWhatIsShown) {
 TEST(MacroblockMapTests, RemembersTheQuantizerOfEachBlock) {
     MacroblockMap map(48, 16);
     map.begin(info(1, {}));
-    map.coded(true, 40);
+    map.coded(true, 40, {});
     map.begin(info(2, {{0, 0, 16, 16}}));
     EXPECT_EQ(map.work(false).codedBlocks(20), 3) << "coarse blocks are coded again";
     EXPECT_EQ(map.work(false).codedBlocks(40), 1);
     EXPECT_EQ(map.work(true).codedBlocks(40), 3);
-    map.coded(false, 45);
+    map.coded(false, 45, {});
     EXPECT_EQ(map.coarsest(), 45);
     map.beginAgain();
     EXPECT_EQ(map.work(false).codedBlocks(42), 1);
-    map.coded(false, 20);
+    map.coded(false, 20, {});
     EXPECT_EQ(map.coarsest(), 20);
 }
 
@@ -248,7 +322,7 @@ TEST(MacroblockMapTests, ScrolledBlocksCostNothingAtTheirQuantizer) {
         map.begin(info(static_cast<std::uint64_t>(first / 16), {{0, 0, side, side}}));
         const auto distance = search.update(picture, map.changes());
         if (distance) map.addScroll(search, *distance);
-        map.coded(first == 0, 20);
+        map.coded(first == 0, 20, {});
     }
     EXPECT_EQ(map.work(false).codedBlocks(20), 6) << "the row that has come into view";
     EXPECT_EQ(map.work(false).codedBlocks(19), 36);

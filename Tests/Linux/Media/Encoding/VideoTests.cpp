@@ -285,6 +285,39 @@ TEST_P(VideoTests, SubpixelMotionUnderTheCeilingIsIntact) {
     EXPECT_EQ(maker.finished().visitPictures(expectIntact), 200U);
 }
 
+/// A wall of stones in shades of grey, along which a camera moves by (3, 1) pixels a picture.
+std::shared_ptr<TestPicture> wall(int width, int height, int moved) {
+    constexpr int stone = 4;
+    auto picture = std::make_shared<TestPicture>(width, height);
+    for (int y = 0; y < height; ++y) {
+        for (int x = 0; x < width; ++x) {
+            const auto number = static_cast<unsigned>((x + 3 * moved) / stone + (y + moved) / stone * 1000);
+            picture->fill({x, y, 1, 1}, static_cast<int>(40 + (number * 2654435761U >> 25)), 128, 128);
+        }
+    }
+    return picture;
+}
+
+/// Half a second after a pan begins, the H.264 encoder is replaced by one that varies the quantizer.
+TEST_P(VideoTests, APanIsIntactAndFine) {
+    constexpr int width = 320;
+    constexpr int height = 192;
+    MovieMaker maker({settings(width, height, 4'000'000)});
+    for (int i = 0; i < 70; ++i)
+        maker.append(0, frame(at(i * 1000 / 30), wall(width, height, i)));
+    MovieProbe probe = maker.finished();
+    const auto packets = probe.packets(probe.videoTrack().index);
+    const bool isEarlier = std::any_of(packets.begin() + 1, packets.begin() + 20,
+                                       [](const stage::Packet& packet) { return packet.isKey; });
+    EXPECT_EQ(isEarlier, GetParam() == AVVideoCodecType::h264);
+    int shown = 0;
+    const auto expectFine = [&](const stage::Picture& picture) {
+        EXPECT_GT(psnr(*wall(width, height, shown), picture), 44) << shown;
+        return ++shown > 0;
+    };
+    EXPECT_EQ(probe.visitPictures(expectFine), 70U);
+}
+
 /// Exhausts the bit-rate bucket, then stays idle until the picture is refined, and goes on.
 TEST_P(VideoTests, TextBecomesCrispWhenTheScreenIsIdle) {
     const TemporaryFolder folder;
