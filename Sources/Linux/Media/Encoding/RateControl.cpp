@@ -96,7 +96,9 @@ bool RateControl::finerKeyIsDue() const {
 /// The quantizer unless the ceiling makes the picture coarser.
 int RateControl::target(const PictureWork& work) const {
     if (work.key && movesWhatIsShown()) return finestKey_;
-    return std::max(work.isCopy ? quality_ + copyCoarser : quality_, work.finest);
+    if (work.isCopy) return quality_ + copyCoarser;
+    // What is shown is finer than its copies were coded.
+    return isCopying_ ? quality_ : std::max(quality_, work.finest);
 }
 
 int RateControl::quantizerFor(const PictureWork& work) const {
