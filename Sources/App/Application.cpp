@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "App/Application.h"
 
+#include "App/Language.h"
 #include "Linux/Capture/X11Kit.h"
 #include "Linux/Desktop/SessionBus.h"
 #include "Support/Error.h"
@@ -47,6 +48,7 @@ std::unique_ptr<QApplication> makeDesktopApplication() {
     auto application = std::make_unique<QApplication>(argumentCount, arguments.data());
     // Qt sets the user's locale. The player's library parses its own numbers with it.
     setlocale(LC_NUMERIC, "C");
+    applyLanguage(*application);
     QApplication::setQuitOnLastWindowClosed(false);
     QApplication::setWindowIcon(views::applicationIcon());
     views::applyTheme(*application, views::ColorScheme::light);

@@ -2,6 +2,7 @@
 #include "App/Application.h"
 #include "App/CommandLine/CommandLine.h"
 #include "App/DesktopApp.h"
+#include "App/Language.h"
 
 #include <malloc.h>
 
@@ -42,6 +43,7 @@ void keepHeapSmall() {
 int main(int argc, char** argv) {
     keepHeapSmall();
     QCoreApplication::setApplicationName(QStringLiteral("Lumicrate"));
+    lumicrate::app::useLanguageOfDesktop();
     const std::vector<std::string> arguments(argv + 1, argv + argc);
     if (startsApplication(arguments)) return lumicrate::app::runDesktopApp(!arguments.empty());
     if (const auto opened = openedFile(arguments)) return lumicrate::app::runDesktopApp(false, opened);

@@ -31,6 +31,11 @@ Environment makeSession(const std::filesystem::path& folder) {
         {"PULSE_SERVER", std::nullopt},
         {"PIPEWIRE_REMOTE", std::nullopt},
         {"PIPEWIRE_RUNTIME_DIR", std::nullopt},
+        // Texts are expected in English.
+        {"LANGUAGE", std::nullopt},
+        {"LC_ALL", std::nullopt},
+        {"LC_MESSAGES", std::nullopt},
+        {"LANG", std::nullopt},
     };
 }
 

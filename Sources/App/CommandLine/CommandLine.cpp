@@ -82,9 +82,9 @@ int dispatch(const std::vector<std::string>& arguments) {
         return run(*command, rest);
     }
     const bool isOption = arguments.front().starts_with('-');
-    throw UsageError(
-        fmt::format(fmt::runtime(localized(isOption ? "Unknown option “{}”." : "There is no command “{}”.")),
-                    arguments.front()));
+    throw UsageError(fmt::format(
+        fmt::runtime(isOption ? localized("Unknown option “{}”.") : localized("There is no command “{}”.")),
+        arguments.front()));
 }
 
 }  // namespace

@@ -116,7 +116,8 @@ void printDevices(const std::string& title, const std::string& none,
 }
 
 std::string describe(const Rect& frame) {
-    return fmt::format("{} × {} {} {},{}", frame.width, frame.height, localized("at"), frame.x, frame.y);
+    return fmt::format(fmt::runtime(localized("{} × {} at {},{}")), frame.width, frame.height, frame.x,
+                       frame.y);
 }
 
 void printWindows(const std::vector<SCWindow>& windows) {

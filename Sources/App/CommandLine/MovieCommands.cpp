@@ -168,7 +168,7 @@ int runTrim(const ParsedOptions& parsed) {
         request.url = std::filesystem::absolute(file);
         request.precise = parsed.has("precise");
         request.replacing = parsed.has("replace");
-        runLongWork(localized(request.precise ? "Trimming precisely…" : "Trimming…"),
+        runLongWork(request.precise ? localized("Trimming precisely…") : localized("Trimming…"),
                     [&](const LongWork& work) {
                         request.range = trimRange(assets, request.url, from, to);
                         saved = trimming.save(request, work);

@@ -9,6 +9,7 @@
 #include "App/RecorderServices.h"
 #include "App/Signals.h"
 #include "Support/Log.h"
+#include "Support/Text.h"
 
 #include <fmt/format.h>
 #include <sys/prctl.h>
@@ -20,6 +21,7 @@
 #include <csignal>
 #include <cstdio>
 #include <filesystem>
+#include <limits>
 #include <memory>
 #include <string_view>
 #include <system_error>
@@ -28,7 +30,7 @@ namespace lumicrate::app {
 
 namespace {
 
-constexpr std::string_view cancelledEarly = "Cancelled before the recording began.";
+constexpr std::string_view cancelledEarly = translatable("Cancelled before the recording began.");
 
 void say(const std::string& sentence) {
     fmt::print(stderr, "lumicrate: {}\n", sentence);
@@ -220,10 +222,10 @@ class Recording {
     int conclude() {
         line_.clear();
         if (recorder_.refusedFrames() > 0) {
-            say(fmt::format(
-                fmt::runtime(
-                    localized("{} pictures are missing because the computer or its disk couldn't keep up.")),
-                recorder_.refusedFrames()));
+            constexpr std::uint64_t most = std::numeric_limits<int>::max();
+            say(localizedPlural("{} picture is missing because the computer or its disk couldn't keep up.",
+                                "{} pictures are missing because the computer or its disk couldn't keep up.",
+                                static_cast<int>(std::min(recorder_.refusedFrames(), most))));
         }
         for (const std::string& notice : *recorder_.notices)
             say(notice);

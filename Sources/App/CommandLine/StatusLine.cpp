@@ -30,7 +30,9 @@ std::string statusText(const RecordingStatus& status) {
             return fmt::format(fmt::runtime(localized("Recording starts in {}…")), status.countdown);
         case RecordingStatus::Phase::saving:
             return localized("Saving…") +
-                   (status.saved ? fmt::format(" {} %", static_cast<int>(*status.saved * 100)) : "");
+                   (status.saved
+                        ? " " + localized("{} %", {std::to_string(static_cast<int>(*status.saved * 100))})
+                        : "");
         case RecordingStatus::Phase::paused:
         case RecordingStatus::Phase::recording:
             break;

@@ -79,7 +79,7 @@ constexpr auto maxOpeningTime = std::chrono::seconds(10);
 constexpr int noProgram = 3;
 
 std::string openingFailed(const std::string& name, const char* reason) {
-    return "“" + name + "” " + localized("couldn't be opened: ") + localized(reason);
+    return localized("“{}” couldn't be opened: {}", {name, localized(reason)});
 }
 
 QString absolutePath(const std::filesystem::path& url) {
@@ -106,19 +106,20 @@ bool startOpener(const QString& target, const std::string& name, const Workspace
     process->setStandardOutputFile(QProcess::nullDevice());
     process->setStandardErrorFile(QProcess::nullDevice());
     process->setChildProcessModifier(detach);
-    QObject::connect(
-        process, &QProcess::finished, process,
-        [process, name, failed, started = std::chrono::steady_clock::now()](int status,
-                                                                            QProcess::ExitStatus how) {
-            process->deleteLater();
-            // Some desktops' xdg-open is replaced by the program that it opens, which may fail much later.
-            const bool wasOpened = std::chrono::steady_clock::now() - started > maxOpeningTime;
-            if (how == QProcess::NormalExit && (status == 0 || wasOpened)) return;
-            log(LogArea::desktop, "xdg-open failed with status ", status);
-            if (failed && !wasOpened)
-                failed(openingFailed(name, status == noProgram ? "no program for it is installed."
-                                                               : "the program “xdg-open” failed."));
-        });
+    QObject::connect(process, &QProcess::finished, process,
+                     [process, name, failed, started = std::chrono::steady_clock::now()](
+                         int status, QProcess::ExitStatus how) {
+                         process->deleteLater();
+                         // Some desktops' xdg-open is replaced by the program that it opens, which may fail
+                         // much later.
+                         const bool wasOpened = std::chrono::steady_clock::now() - started > maxOpeningTime;
+                         if (how == QProcess::NormalExit && (status == 0 || wasOpened)) return;
+                         log(LogArea::desktop, "xdg-open failed with status ", status);
+                         if (failed && !wasOpened)
+                             failed(openingFailed(
+                                 name, status == noProgram ? translatable("no program for it is installed.")
+                                                           : translatable("the program “xdg-open” failed.")));
+                     });
     process->start(opener, {target});
     if (process->waitForStarted()) return true;
     delete process;
@@ -127,7 +128,7 @@ bool startOpener(const QString& target, const std::string& name, const Workspace
 
 void open(const QString& target, const std::string& name, const Workspace::FailureHandler& failed) {
     if (!startOpener(target, name, failed))
-        throw PlatformError(openingFailed(name, "the program “xdg-open” can't be started."));
+        throw PlatformError(openingFailed(name, translatable("the program “xdg-open” can't be started.")));
 }
 
 std::chrono::nanoseconds read(clockid_t clock) {

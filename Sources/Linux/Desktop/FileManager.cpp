@@ -26,7 +26,8 @@ namespace {
 
 [[noreturn]] void fail(const std::string& sentence, const std::filesystem::path& url,
                        const std::error_code& reason) {
-    throw PlatformError(localized(sentence) + " “" + url.string() + "”: " + reason.message(), reason.value());
+    throw PlatformError(localized("{} “{}”: {}", {localized(sentence), url.string(), reason.message()}),
+                        reason.value());
 }
 
 /// The creation date is the birth time if the file system stores one, or the modification time if that is
@@ -70,7 +71,7 @@ bool FileManager::fileExists(const std::filesystem::path& url) const {
 void FileManager::createDirectory(const std::filesystem::path& url) {
     std::error_code error;
     std::filesystem::create_directories(url, error);
-    if (error) fail("The folder couldn't be created:", url, error);
+    if (error) fail(translatable("The folder couldn't be created:"), url, error);
 }
 
 bool FileManager::isWritableDirectory(const std::filesystem::path& url) const {
@@ -87,7 +88,7 @@ std::vector<NSFileEntry> FileManager::contentsOfDirectory(const std::filesystem:
         if (each->path().filename().string().starts_with('.')) continue;
         readAttributes(entries.emplace_back(NSFileEntry{each->path(), std::nullopt, std::nullopt}));
     }
-    if (error) fail("The folder couldn't be read:", url, error);
+    if (error) fail(translatable("The folder couldn't be read:"), url, error);
     return entries;
 }
 
@@ -101,7 +102,7 @@ void FileManager::removeItem(const std::filesystem::path& url) {
     std::error_code error;
     if (!std::filesystem::remove(url, error) && !error)
         error = std::make_error_code(std::errc::no_such_file_or_directory);
-    if (error) fail("The file couldn't be deleted:", url, error);
+    if (error) fail(translatable("The file couldn't be deleted:"), url, error);
 }
 
 void FileManager::moveItem(const std::filesystem::path& from, const std::filesystem::path& to) {
@@ -118,13 +119,15 @@ void FileManager::moveItem(const std::filesystem::path& from, const std::filesys
             reason = errno;
         }
     }
-    fail("The file couldn't be renamed:", from, std::error_code(reason, std::generic_category()));
+    fail(translatable("The file couldn't be renamed:"), from,
+         std::error_code(reason, std::generic_category()));
 }
 
 void FileManager::replaceItem(const std::filesystem::path& url, const std::filesystem::path& replacement) {
     const auto require = [&url](bool done) {
         if (!done)
-            fail("The file couldn't be replaced:", url, std::error_code(errno, std::generic_category()));
+            fail(translatable("The file couldn't be replaced:"), url,
+                 std::error_code(errno, std::generic_category()));
     };
     struct stat before {};
     require(stat(url.c_str(), &before) == 0);
@@ -157,8 +160,8 @@ void FileManager::trashItem(const std::filesystem::path& url) {
     createDirectory(data.toStdString());
     QFile file(QString::fromStdString(url.string()));
     if (file.moveToTrash()) return;
-    throw PlatformError(localized("The file couldn't be moved to the Trash:") + " “" + url.string() +
-                        "”: " + file.errorString().toStdString());
+    throw PlatformError(localized("The file couldn't be moved to the Trash: “{}”: {}",
+                                  {url.string(), file.errorString().toStdString()}));
 }
 
 std::optional<NSVolumeCapacity> FileManager::volumeCapacity(const std::filesystem::path& url) const {

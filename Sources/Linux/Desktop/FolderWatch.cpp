@@ -64,9 +64,9 @@ class FolderWatch::Inotify {
     Inotify() : descriptor_(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {
         if (descriptor_ >= 0) return;
         const int reason = errno;
-        throw PlatformError(localized("Folders can't be watched for changes:") + " " +
-                                std::generic_category().message(reason) + ".",
-                            reason);
+        throw PlatformError(
+            localized("Folders can't be watched for changes: {}.", {std::generic_category().message(reason)}),
+            reason);
     }
     Inotify(const Inotify&) = delete;
     Inotify& operator=(const Inotify&) = delete;

@@ -33,8 +33,8 @@ bool turnsOff(std::string_view key, std::string_view value) {
 }
 
 [[noreturn]] void fail(const std::filesystem::path& entry) {
-    throw PlatformError(localized("The entry that starts Lumicrate at login couldn't be changed: ") +
-                        entry.string());
+    throw PlatformError(
+        localized("The entry that starts Lumicrate at login couldn't be changed: {}", {entry.string()}));
 }
 
 /// One argument in quotation marks, as the Exec key requires.

@@ -196,8 +196,8 @@ void UserDefaults::save() {
     QSettings again(settings_.fileName(), QSettings::IniFormat);
     again.sync();
     if (again.status() == QSettings::AccessError) {
-        throw PlatformError(localized("The settings file couldn't be written: ") +
-                            settings_.fileName().toStdString());
+        throw PlatformError(
+            localized("The settings file couldn't be written: {}", {settings_.fileName().toStdString()}));
     }
 }
 

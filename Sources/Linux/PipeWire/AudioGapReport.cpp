@@ -13,23 +13,26 @@ namespace {
 constexpr std::chrono::seconds minGap{1};
 
 std::string durationText(AudioGapReport::Time time) {
-    return localized(" for ") + formatElapsed(std::chrono::duration<double>(time).count());
+    return formatElapsed(std::chrono::duration<double>(time).count());
 }
 
-std::string gapText(const AudioGapReport::Track& track, AudioGapReport::Cause cause) {
+std::string gapText(const AudioGapReport::Track& track, AudioGapReport::Cause cause,
+                    AudioGapReport::Time time) {
+    const std::string duration = durationText(time);
     switch (cause) {
         case AudioGapReport::Cause::noServer:
-            return localized("The sound server was gone");
+            return localized("The sound server was gone for {}", {duration});
         case AudioGapReport::Cause::noDevice:
             if (track.chosen)
-                return localized("The microphone “") + *track.chosen + localized("” was missing");
-            return track.isMicrophone ? localized("The microphone was missing")
-                                      : localized("The sound output was missing");
+                return localized("The microphone “{}” was missing for {}", {*track.chosen, duration});
+            return track.isMicrophone ? localized("The microphone was missing for {}", {duration})
+                                      : localized("The sound output was missing for {}", {duration});
         case AudioGapReport::Cause::none:
             break;
     }
-    return track.isMicrophone ? localized("The sound server gave no sound of the microphone")
-                              : localized("The sound server gave no system sound");
+    return track.isMicrophone
+               ? localized("The sound server gave no sound of the microphone for {}", {duration})
+               : localized("The sound server gave no system sound for {}", {duration});
 }
 
 }  // namespace
@@ -62,12 +65,12 @@ void AudioGapReport::countGap(Time until) {
 std::vector<std::string> AudioGapReport::sentences() const {
     std::vector<std::string> all;
     for (const auto& [cause, time] : missing_) {
-        all.push_back(gapText(track_, cause) + durationText(time) +
+        all.push_back(gapText(track_, cause, time) +
                       (track_.isMicrophone ? localized("; the microphone's sound is silent there.")
                                            : localized("; the system sound is silent there.")));
     }
     if (replacedFor_ > minGap) {
-        all.push_back(gapText(track_, Cause::noDevice) + durationText(replacedFor_) +
+        all.push_back(gapText(track_, Cause::noDevice, replacedFor_) +
                       localized("; the default one was recorded instead."));
     }
     return all;

@@ -105,7 +105,7 @@ MpvSession::MpvSession(const std::filesystem::path& url, std::function<void()> r
         if (status >= 0) return;
         const std::string why = mpv_.errorString(status);
         mpv_.terminateDestroy(handle_);
-        throw PlatformError(localized("The player couldn't be started:") + " " + why + ".");
+        throw PlatformError(localized("The player couldn't be started: {}.", {why}));
     };
     failed(mpv_.initialize(handle_));
     for (const auto& [name, format] : observed)
@@ -256,7 +256,7 @@ void MpvSession::handle(const mpv_event& event) {
             if (end.reason != MPV_END_FILE_REASON_ERROR) break;
             log(LogArea::movie, "player: ", mpv_.errorString(end.error));
             const std::string sentence =
-                localized("The recording can't be played:") + " " + reasonFor(end.error);
+                localized("The recording can't be played: {}", {reasonFor(end.error)});
             report([&sentence](Report& report) { report.error = sentence; });
             break;
         }

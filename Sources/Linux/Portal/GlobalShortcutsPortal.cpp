@@ -169,9 +169,9 @@ Task<std::optional<GlobalShortcuts>> GlobalShortcutsPortal::bind(std::vector<Glo
             throw PortalError(PortalError::Reason::failed,
                               localized("The desktop refused to set up global shortcuts."));
         case Outcome::timedOut:
-            throwUnavailable("The desktop portal does not answer.");
+            throwUnavailable(translatable("The desktop portal does not answer."));
         case Outcome::unavailable:
-            throwUnavailable("This desktop offers no global shortcuts to programs.");
+            throwUnavailable(translatable("This desktop offers no global shortcuts to programs."));
     }
     delivery->bound = boundIn(answer);
     if (delivery->bound.empty()) {
@@ -187,3 +187,4 @@ Task<std::optional<GlobalShortcuts>> GlobalShortcutsPortal::bind(std::vector<Glo
 }  // namespace lumicrate::portal
 
 #include "GlobalShortcutsPortal.moc"
+#include "Support/Text.h"

@@ -4,6 +4,7 @@
 #include "Linux/Portal/PortalError.h"
 #include "Linux/Portal/PortalSession.h"
 #include "Support/Log.h"
+#include "Support/Text.h"
 
 #include <QDBusArgument>
 #include <QPoint>
@@ -111,11 +112,12 @@ std::vector<ScreenCastStream> streamsIn(const QVariant& value) {
 }
 
 void requireOffer(const ScreenCastAbilities& abilities, SourceKind kind) {
-    if (!abilities.isAvailable()) throwUnavailable("This desktop does not let programs record the screen.");
+    if (!abilities.isAvailable())
+        throwUnavailable(translatable("This desktop does not let programs record the screen."));
     if (abilities.offers(kind)) return;
     throwUnavailable(kind == SourceKind::window
-                         ? "This desktop does not let programs record a single window."
-                         : "This desktop does not let programs record a whole screen.");
+                         ? translatable("This desktop does not let programs record a single window.")
+                         : translatable("This desktop does not let programs record a whole screen."));
 }
 
 }  // namespace
@@ -170,11 +172,11 @@ Task<std::optional<ScreenCast>> ScreenCastPortal::choose(ScreenCastRequest reque
             throw PortalError(PortalError::Reason::failed,
                               localized("The desktop could not start recording the screen."));
         case Outcome::timedOut:
-            throwUnavailable("The desktop portal does not answer.");
+            throwUnavailable(translatable("The desktop portal does not answer."));
         case Outcome::unavailable:
             break;
     }
-    throwUnavailable("The desktop portal has stopped working.");
+    throwUnavailable(translatable("The desktop portal has stopped working."));
 }
 
 Task<ScreenCastPortal::Attempt> ScreenCastPortal::attempt(ScreenCastRequest request,

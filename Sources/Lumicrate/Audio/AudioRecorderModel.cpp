@@ -151,7 +151,7 @@ std::string AudioRecorderModel::timerText() const {
             return formatClock(elapsed_);
         case State::countingDown:
             // A screen recording counts down on the screen instead.
-            if (countdown_) return localized("in ") + std::to_string(*countdown_) + localized("…");
+            if (countdown_) return localized("in {}…", {std::to_string(*countdown_)});
             break;
         case State::idle:
         case State::selectingArea:

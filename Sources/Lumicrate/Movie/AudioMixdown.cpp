@@ -33,9 +33,8 @@ Task<bool> AudioMixdown::mixIfNeeded(std::filesystem::path url) {
     } catch (const NoRoomToMix&) {
         failure = std::current_exception();
     } catch (const std::exception& reason) {
-        failure = std::make_exception_ptr(LocalizedError(std::string(reason.what()) + " " +
-                                                         localized("It is kept with its tracks apart:") +
-                                                         " " + url.string()));
+        failure = std::make_exception_ptr(LocalizedError(
+            localized("{} It is kept with its tracks apart: {}", {reason.what(), url.string()})));
     }
     *progress_ = std::nullopt;
     if (failure) std::rethrow_exception(failure);

@@ -72,9 +72,9 @@ void ControlBarModel::applyState(Content& next, ScreenRecorder::State state) con
 }
 
 void ControlBarModel::updateHelps(Content& next) const {
-    next.microphoneHelp = localized(next.muted ? "Unmute microphone" : "Mute microphone");
-    next.pauseHelp =
-        withShortcut(localized(next.paused ? "Resume" : "Pause"), ShortcutAction::pause, defaults_);
+    next.microphoneHelp = next.muted ? localized("Unmute microphone") : localized("Mute microphone");
+    next.pauseHelp = withShortcut(next.paused ? localized("Resume") : localized("Pause"),
+                                  ShortcutAction::pause, defaults_);
     next.stopHelp = withShortcut(localized("Stop"), ShortcutAction::toggle, defaults_);
 }
 

@@ -17,7 +17,7 @@ constexpr double side = 200;
 std::string cancelHint(const NSUserDefaults& defaults) {
     const auto toggle = shortcut(ShortcutAction::toggle, defaults);
     const std::string keys = toggle ? toggle->display() : std::string();
-    return keys.empty() ? keys : keys + localized(" to cancel");
+    return keys.empty() ? keys : localized("{} to cancel", {keys});
 }
 
 Rect centered(const std::optional<NSScreen>& screen) {

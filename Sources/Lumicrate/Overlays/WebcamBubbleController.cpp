@@ -324,9 +324,10 @@ std::vector<MenuItem> WebcamBubbleController::makeMenu() {
         item.checked = checked;
         return item;
     };
-    constexpr std::array<std::string_view, 3> shapeTitles = {"Circle", "Rounded", "Rectangle"};
+    constexpr std::array<std::string_view, 3> shapeTitles = {translatable("Circle"), translatable("Rounded"),
+                                                             translatable("Rectangle")};
     constexpr std::array<std::pair<std::string_view, double>, 3> sizes = {
-        {{"Small", 140}, {"Medium", 200}, {"Large", 280}}};
+        {{translatable("Small"), 140}, {translatable("Medium"), 200}, {translatable("Large"), 280}}};
     std::vector<MenuItem> items;
     for (const WebcamShape shape : allCases<WebcamShape>()) {
         items.push_back(choice(shapeTitles.at(static_cast<std::size_t>(shape)),

@@ -24,8 +24,8 @@ enum TrimButton : std::size_t { saveAsNewCopy, replaceOriginal, cancelTrim };
 NSAlert trimAlert(const CMTimeRange& range, bool isSound, bool isPrecise) {
     NSAlert alert;
     alert.messageText = localized("Save the trimmed recording?");
-    alert.informativeText = localized("Keeps") + " " + formatElapsed(range.start.seconds()) + " " +
-                            localized("to") + " " + formatElapsed(range.end.seconds()) + ".";
+    alert.informativeText = localized(
+        "Keeps {} to {}.", {formatElapsed(range.start.seconds()), formatElapsed(range.end.seconds())});
     alert.buttons = {localized("Save as New Copy"), localized("Replace Original"), localized("Cancel")};
     if (isSound) return alert;
     alert.accessory = {localized("Precise cut (re-encodes, takes longer)"),
@@ -179,7 +179,7 @@ Task<void> PreviewModel::makeGIF(double width) {
         services_.workspace.activateFileViewerSelecting({destination});
     } catch (const CancelledError&) {
     } catch (const LocalizedError& error) {
-        failure = localized("Couldn't make the GIF:") + " " + error.what();
+        failure = localized("Couldn't make the GIF: ") + error.what();
     }
     endWork(failure);
 }

@@ -16,6 +16,7 @@
 #include "Support/Notifications.h"
 #include "Support/Published.h"
 #include "Support/Task.h"
+#include "Support/Text.h"
 
 #include <array>
 #include <filesystem>
@@ -50,9 +51,9 @@ class PreviewModel {
         const char* title;
         double width;
     };
-    static constexpr std::array gifChoices = {GIFChoice{"Small (480 px wide)", 480},
-                                              GIFChoice{"Medium (640 px wide)", 640},
-                                              GIFChoice{"Large (960 px wide)", 960}};
+    static constexpr std::array gifChoices = {GIFChoice{translatable("Small (480 px wide)"), 480},
+                                              GIFChoice{translatable("Medium (640 px wide)"), 640},
+                                              GIFChoice{translatable("Large (960 px wide)"), 960}};
 
     PreviewModel(Services services, std::filesystem::path url);
     ~PreviewModel();

@@ -60,7 +60,7 @@ std::optional<std::filesystem::path> RecordingFiles::rename(const std::filesyste
         throw LocalizedError(localized("The name of a recording can't begin with a dot."));
     const std::filesystem::path destination = url.parent_path() / (name + url.extension().string());
     if (files_.fileExists(destination))
-        throw LocalizedError(localized("There's already a recording called") + " “" + name + "”.");
+        throw LocalizedError(localized("There's already a recording called “{}”.", {name}));
     try {
         files_.moveItem(url, destination);
     } catch (const LocalizedError& error) {

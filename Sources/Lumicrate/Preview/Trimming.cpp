@@ -34,7 +34,7 @@ AVAssetExportPreset Trimming::presetFor(const Request& request) const {
 }
 
 std::string Trimming::message(const std::exception_ptr& error) {
-    return localized("Couldn't save the trimmed recording:") + " " + localizedDescription(error);
+    return localized("Couldn't save the trimmed recording: ") + localizedDescription(error);
 }
 
 }  // namespace lumicrate

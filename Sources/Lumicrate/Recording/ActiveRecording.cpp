@@ -154,9 +154,8 @@ void ActiveRecording::end() {
 void ActiveRecording::noteSleep() const {
     const auto slept = services_.process.timeAsleep() - asleepBefore_;
     if (slept < noticeableSleep) return;
-    handlers_.onNotice(localized("The computer slept for ") +
-                       formatElapsed(std::chrono::duration<double>(slept).count()) +
-                       localized(" during the recording; that time was left out."));
+    handlers_.onNotice(localized("The computer slept for {} during the recording; that time was left out.",
+                                 {formatElapsed(std::chrono::duration<double>(slept).count())}));
 }
 
 Task<void> ActiveRecording::stop() {

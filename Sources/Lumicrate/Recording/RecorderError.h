@@ -42,8 +42,8 @@ class RecorderError final : public LocalizedError {
             case otherDisplay:
                 return localized("The desktop shared another screen than the one with the area.");
             case tooLittleFreeSpace:
-                return localized("There is too little free space on the disk to record: ") +
-                       std::to_string(freeBytes / 1'000'000) + " MB.";
+                return localized("There is too little free space on the disk to record: {} MB.",
+                                 {std::to_string(freeBytes / 1'000'000)});
             case noScreenAccess:
                 break;
         }

@@ -24,7 +24,7 @@ constexpr int ticksPerCheck = 3;
 /// How long a recording continues after its window was closed.
 constexpr auto closedWindowTime = 1min;
 constexpr std::string_view closedWindowWarning =
-    "The recorded window was closed. The recording ends in a minute.";
+    translatable("The recorded window was closed. The recording ends in a minute.");
 
 bool userStoppedSharing(const std::exception_ptr& error) {
     try {

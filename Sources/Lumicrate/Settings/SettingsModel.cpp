@@ -16,11 +16,11 @@ namespace {
 
 /// Title and symbol, in the order of SettingsModel::Page.
 constexpr std::array<std::pair<std::string_view, std::string_view>, 5> pageTexts = {
-    {{"General", "gearshape"},
-     {"Video", "film"},
-     {"Webcam", "web.camera"},
-     {"Audio", "waveform"},
-     {"Shortcuts", "keyboard"}}};
+    {{translatable("General"), "gearshape"},
+     {translatable("Video"), "film"},
+     {translatable("Webcam"), "web.camera"},
+     {translatable("Audio"), "waveform"},
+     {translatable("Shortcuts"), "keyboard"}}};
 
 /// All values of an enumeration in order, with their labels.
 template <class Enumeration, std::size_t count>
@@ -63,12 +63,12 @@ std::string joined(const std::vector<std::string>& shortcuts) {
 std::string unavailable(std::vector<std::string> refused, const std::vector<std::string>& missing) {
     std::erase_if(refused,
                   [&](const std::string& each) { return std::ranges::find(missing, each) != missing.end(); });
-    const std::string end = localized(". Pick a different shortcut.");
     std::string text;
-    if (!refused.empty()) text = localized("Another app is using ") + joined(refused) + end;
+    if (!refused.empty())
+        text = localized("Another app is using {}. Pick a different shortcut.", {joined(refused)});
     if (missing.empty()) return text;
     if (!text.empty()) text += "\n";
-    return text + localized("This keyboard has no key for ") + joined(missing) + end;
+    return text + localized("This keyboard has no key for {}. Pick a different shortcut.", {joined(missing)});
 }
 
 using State = HotKeyAssignment::State;
@@ -168,32 +168,33 @@ std::string SettingsModel::openRecordingsFolder() const {
 }
 
 SwitchSetting SettingsModel::countdown() {
-    return switched(preference::countdown, "3-second countdown");
+    return switched(preference::countdown, translatable("3-second countdown"));
 }
 
 SwitchSetting SettingsModel::hideSelf() {
-    return switched(preference::hideSelf, "Hide Lumicrate in recordings");
+    return switched(preference::hideSelf, translatable("Hide Lumicrate in recordings"));
 }
 
 SwitchSetting SettingsModel::openPreview() {
-    return switched(preference::openPreview, "Open preview after recording");
+    return switched(preference::openPreview, translatable("Open preview after recording"));
 }
 
 SwitchSetting SettingsModel::notifyWhenSaved() {
-    return switched(preference::notifyWhenSaved, "Notify when a recording is saved");
+    return switched(preference::notifyWhenSaved, translatable("Notify when a recording is saved"));
 }
 
 std::optional<SwitchSetting> SettingsModel::checkForUpdates() const {
     if (!services_.checksForUpdates) return std::nullopt;
-    return switched(preference::checkForUpdates, "Check for updates automatically",
-                    "Once a day. Nothing but the request itself is sent.");
+    return switched(preference::checkForUpdates, translatable("Check for updates automatically"),
+                    translatable("Once a day. Nothing but the request itself is sent."));
 }
 
 ChoiceSetting SettingsModel::quality() {
     return enumerated(
-        preference::quality, "Resolution",
-        "A screen or window with more lines is scaled down; nothing is ever enlarged.",
-        std::array<std::string_view, 3>{"As on the screen", "At most 1080 lines", "At most 720 lines"},
+        preference::quality, translatable("Resolution"),
+        translatable("A screen or window with more lines is scaled down; nothing is ever enlarged."),
+        std::array<std::string_view, 3>{translatable("As on the screen"), translatable("At most 1080 lines"),
+                                        translatable("At most 720 lines")},
         RecordingOptions().quality);
 }
 
@@ -210,40 +211,46 @@ ChoiceSetting SettingsModel::framesPerSecond() {
 }
 
 SwitchSetting SettingsModel::constantFrameRate() {
-    return switched(preference::constantFrameRate, "Constant frame rate",
-                    "For editors that can’t read variable frame rates. Then a still screen costs as well.");
+    return switched(
+        preference::constantFrameRate, translatable("Constant frame rate"),
+        translatable("For editors that can’t read variable frame rates. Then a still screen costs as well."));
 }
 
 ChoiceSetting SettingsModel::format() {
-    return enumerated(preference::format, "Format",
-                      "HEVC files are smaller, but take more work to record and play in fewer places.",
-                      std::array<std::string_view, 2>{"MP4 (H.264)", "QuickTime (HEVC)"},
-                      RecordingOptions().format);
+    return enumerated(
+        preference::format, translatable("Format"),
+        translatable("HEVC files are smaller, but take more work to record and play in fewer places."),
+        std::array<std::string_view, 2>{translatable("MP4 (H.264)"), translatable("QuickTime (HEVC)")},
+        RecordingOptions().format);
 }
 
 ChoiceSetting SettingsModel::encodingQuality() {
-    return enumerated(preference::encodingQuality, "Quality",
-                      "Limits the file size of moving pictures. Maximum makes the largest files; still "
-                      "screens stay small with all three.",
-                      std::array<std::string_view, 3>{"Standard", "High", "Maximum"},
-                      RecordingOptions().encodingQuality);
+    return enumerated(
+        preference::encodingQuality, translatable("Quality"),
+        translatable("Limits the file size of moving pictures. Maximum makes the largest files; still "
+                     "screens stay small with all three."),
+        std::array<std::string_view, 3>{translatable("Standard"), translatable("High"),
+                                        translatable("Maximum")},
+        RecordingOptions().encodingQuality);
 }
 
 SwitchSetting SettingsModel::showCursor() {
-    return switched(preference::showCursor, "Show the pointer");
+    return switched(preference::showCursor, translatable("Show the pointer"));
 }
 
 SwitchSetting SettingsModel::highlightClicks() const {
-    SwitchSetting setting = switched(preference::highlightClicks, "Highlight clicks",
-                                     "Shows a ring wherever a mouse button is pressed.");
+    SwitchSetting setting = switched(preference::highlightClicks, translatable("Highlight clicks"),
+                                     translatable("Shows a ring wherever a mouse button is pressed."));
     setting.available = services_.desktop.seesClicks;
     if (!setting.available) setting.caption = DesktopAbilities::clicksNote();
     return setting;
 }
 
 SwitchSetting SettingsModel::webcamEnabled() {
-    return switched(preference::webcamEnabled, "Show the webcam",
-                    "A small camera picture on the screen, which is part of recordings. Drag it to move it.");
+    return switched(
+        preference::webcamEnabled, translatable("Show the webcam"),
+        translatable(
+            "A small camera picture on the screen, which is part of recordings. Drag it to move it."));
 }
 
 ChoiceSetting SettingsModel::camera() const {
@@ -253,8 +260,9 @@ ChoiceSetting SettingsModel::camera() const {
 }
 
 ChoiceSetting SettingsModel::webcamShape() {
-    return enumerated(preference::webcamShape, "Shape", "",
-                      std::array<std::string_view, 3>{"Circle", "Rounded", "Rectangle"},
+    return enumerated(preference::webcamShape, translatable("Shape"), "",
+                      std::array<std::string_view, 3>{translatable("Circle"), translatable("Rounded"),
+                                                      translatable("Rectangle")},
                       RecordingOptions().webcamShape);
 }
 
@@ -265,8 +273,9 @@ ChoiceSetting SettingsModel::webcamWidth() const {
 }
 
 ChoiceSetting SettingsModel::webcamBorder() {
-    return enumerated(preference::webcamBorder, "Border", "",
-                      std::array<std::string_view, 4>{"None", "Thin", "Medium", "Thick"},
+    return enumerated(preference::webcamBorder, translatable("Border"), "",
+                      std::array<std::string_view, 4>{translatable("None"), translatable("Thin"),
+                                                      translatable("Medium"), translatable("Thick")},
                       RecordingOptions().webcamBorder);
 }
 
@@ -279,31 +288,31 @@ ChoiceSetting SettingsModel::webcamBorderColor() const {
 }
 
 SwitchSetting SettingsModel::webcamMirror() {
-    return switched(preference::webcamMirror, "Mirror the picture");
+    return switched(preference::webcamMirror, translatable("Mirror the picture"));
 }
 
 SwitchSetting SettingsModel::webcamMicLevel() {
-    return switched(preference::webcamMicLevel, "Show the microphone’s level",
-                    "In the webcam’s picture and in the main window, while recording.");
+    return switched(preference::webcamMicLevel, translatable("Show the microphone’s level"),
+                    translatable("In the webcam’s picture and in the main window, while recording."));
 }
 
 SwitchSetting SettingsModel::captureSystemAudio() {
-    return switched(preference::captureSystemAudio, "Record system audio",
-                    "All sound played by other programs.");
+    return switched(preference::captureSystemAudio, translatable("Record system audio"),
+                    translatable("All sound played by other programs."));
 }
 
 SwitchSetting SettingsModel::onlyApplicationAudio() {
-    return switched(preference::onlyApplicationAudio, "Only this application’s sound",
-                    "When a window is recorded, the sound of other programs is left out.");
+    return switched(preference::onlyApplicationAudio, translatable("Only this application’s sound"),
+                    translatable("When a window is recorded, the sound of other programs is left out."));
 }
 
 SwitchSetting SettingsModel::captureMicrophone() {
-    return switched(preference::captureMicrophone, "Record the microphone");
+    return switched(preference::captureMicrophone, translatable("Record the microphone"));
 }
 
 SwitchSetting SettingsModel::mixAudio() {
-    return switched(preference::mixAudio, "Mix into one audio track",
-                    "Most players play only one track. Off keeps them separate for editing.");
+    return switched(preference::mixAudio, translatable("Mix into one audio track"),
+                    translatable("Most players play only one track. Off keeps them separate for editing."));
 }
 
 ChoiceSetting SettingsModel::microphone() const {
@@ -325,13 +334,13 @@ ChoiceSetting::Choices SettingsModel::deviceChoices(const std::vector<CaptureDev
 }
 
 void SettingsModel::showMicrophones(const std::vector<CaptureDevice>& connected) {
-    publish(microphones, deviceChoices(connected, preference::microphoneID, "System default",
-                                       "A microphone that is not connected"));
+    publish(microphones, deviceChoices(connected, preference::microphoneID, translatable("System default"),
+                                       translatable("A microphone that is not connected")));
 }
 
 void SettingsModel::showCameras(const std::vector<CaptureDevice>& connected) {
-    publish(cameras, deviceChoices(connected, preference::webcamID, "Default camera",
-                                   "A camera that is not connected"));
+    publish(cameras, deviceChoices(connected, preference::webcamID, translatable("Default camera"),
+                                   translatable("A camera that is not connected")));
 }
 
 void SettingsModel::showBubbleChoices() {
@@ -339,7 +348,7 @@ void SettingsModel::showBubbleChoices() {
     publish(
         webcamWidths,
         withStored({{140.0, localized("Small")}, {200.0, localized("Medium")}, {280.0, localized("Large")}},
-                   width, std::to_string(std::lround(width)) + localized(" points")));
+                   width, localized("{} points", {std::to_string(std::lround(width))})));
     const std::string color = defaults().stringForKey(preference::webcamBorderColor).value_or("");
     publish(webcamBorderColors, withStored({{std::string("#FFFFFF"), localized("White")},
                                             {std::string("#000000"), localized("Black")},

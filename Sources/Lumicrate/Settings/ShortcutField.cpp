@@ -115,7 +115,7 @@ void ShortcutField::refuse(std::string message) {
 std::optional<std::string> ShortcutField::conflict(const Shortcut& wanted) const {
     for (const ShortcutAction other : allCases<ShortcutAction>()) {
         if (other != action_ && shortcut(other, services_.defaults) == wanted)
-            return wanted.display() + localized(" is already used for ") + label(other) + ".";
+            return localized("{} is already used for {}.", {wanted.display(), label(other)});
     }
     return std::nullopt;
 }
@@ -131,13 +131,13 @@ void ShortcutField::refresh() {
         next.label = bound->display();
         next.spelledOut = bound->spelledOut();
     } else {
-        next.label = next.spelledOut = localized("None");
+        next.label = next.spelledOut = localizedIn("shortcut", "None");
         next.tone = Tone::secondary;
     }
-    next.help = localized(listening_ ? "Press the new shortcut. Esc cancels, Delete turns it off."
-                                     : "Click to change");
+    next.help = listening_ ? localized("Press the new shortcut. Esc cancels, Delete turns it off.")
+                           : localized("Click to change");
     next.message = message_;
-    next.restoreHelp = localized("Restore ") + standard.display();
+    next.restoreHelp = localized("Restore {}", {standard.display()});
     next.canRestore = bound != standard;
     if (next != *content) content = std::move(next);
 }

@@ -26,7 +26,7 @@ struct AppInfo {
     /// Redirects to the author's page on Ko-fi.
     std::string kofi() const { return page("ko-fi"); }
 
-    std::string versionText() const { return localized("Version ") + version; }
+    std::string versionText() const { return localized("Version {}", {version}); }
     std::string summary() const {
         return localized("Records your screen, a window, an area or just sound, and stays out of the way.");
     }

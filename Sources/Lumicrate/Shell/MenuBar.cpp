@@ -65,14 +65,15 @@ std::vector<MenuItem> MenuBar::items() const {
 
 std::string MenuBar::statusText() const {
     const bool paused = *recorder_.state == State::paused;
-    return localized(paused ? "Paused" : "Recording") + " " + formatElapsed(recorder_.elapsedNow());
+    const std::string elapsed = formatElapsed(recorder_.elapsedNow());
+    return paused ? localized("Paused {}", {elapsed}) : localized("Recording {}", {elapsed});
 }
 
 std::vector<MenuItem> MenuBar::recordingItems() const {
     ScreenRecorder& recorder = recorder_;
     const bool paused = *recorder.state == State::paused;
-    MenuItem pause = bound(localized(paused ? "Resume Recording" : "Pause Recording"), ShortcutAction::pause,
-                           [&recorder] { recorder.togglePause(); });
+    MenuItem pause = bound(paused ? localized("Resume Recording") : localized("Pause Recording"),
+                           ShortcutAction::pause, [&recorder] { recorder.togglePause(); });
     pause.enabled = recorder.isActive();
     MenuItem area = bound(localized("Record Area…"), ShortcutAction::area,
                           [&recorder] { recorder.record(CaptureMode::area); });

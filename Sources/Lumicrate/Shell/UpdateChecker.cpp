@@ -96,7 +96,7 @@ Task<void> UpdateChecker::runCheck() {
         offer(*feed);
     } else if (userWaits) {
         show(localized("You're up to date"),
-             localized("Lumicrate ") + info_.version + localized(" is the latest version."));
+             localized("Lumicrate {} is the latest version.", {info_.version}));
     }
 }
 
@@ -115,9 +115,10 @@ void UpdateChecker::show(const std::string& message, const std::string& text) {
 
 void UpdateChecker::offer(const Feed& feed) {
     const NSAlert alert{
-        localized("Lumicrate ") + feed.version + localized(" is available"),
-        localized("You have ") + info_.version +
-            localized(". Download the new version from the website and replace the app in Applications."),
+        localized("Lumicrate {} is available", {feed.version}),
+        localized(
+            "You have {}. Download the new version from the website and replace the app in Applications.",
+            {info_.version}),
         {localized("Download"), localized("Later")},
         {}};
     const std::string address = feed.download.value_or(info_.downloadPage());

@@ -40,8 +40,9 @@ void Welcome::update(const HotKeyAssignment* assignment) {
                    "if you like.")},
         {"keyboard", localized("Start and stop from anywhere"), shortcutText(assignment)},
         {"folder", localized("Find it again"),
-         localized("Recordings are kept in ") + displayPath(folder_, home_) +
-             localized(". A recording interrupted by a crash still plays up to its last second.")}};
+         localized("Recordings are kept in {}. A recording interrupted by a crash still plays up to its last "
+                   "second.",
+                   {displayPath(folder_, home_)})}};
     if (next != *points) points = std::move(next);
 }
 
@@ -50,20 +51,23 @@ std::string Welcome::shortcutText(const HotKeyAssignment* assignment) const {
     constexpr auto action = ShortcutAction::toggle;
     const State state = assignment ? assignment->state : State::pending;
     if (state == State::unavailable || state == State::refused)
-        return localized("In the keyboard settings of your desktop, assign keys to the command “") +
-               command(action) + localized("”. Settings lists more commands.");
+        return localized(
+            "In the keyboard settings of your desktop, assign keys to the command “{}”. Settings lists more "
+            "commands.",
+            {command(action)});
     const auto toggle = shortcut(action, defaults_);
     if (!toggle) return localized("Choose a shortcut for it in Settings; it is currently turned off.");
-    const std::string keys = toggle->spelledOut() + localized(" (") + toggle->display() + localized(")");
+    const std::string keys = localized("{} ({})", {toggle->spelledOut(), toggle->display()});
     if (!assignment)
-        return localized("Press ") + keys +
-               localized(" in any application. Settings lets you choose other keys.");
+        return localized("Press {} in any application. Settings lets you choose other keys.", {keys});
     const auto assigned = assignment->triggers.find(purpose(action).name);
     if (assigned != assignment->triggers.end() && !assigned->second.empty())
-        return localized("Keys assigned by your desktop: ") + assigned->second +
-               localized(". Its keyboard settings let you choose others.");
-    return localized("Your desktop decides about the keys. Lumicrate asks it for ") + keys +
-           localized("; Settings shows what has been assigned.");
+        return localized("Keys assigned by your desktop: {}. Its keyboard settings let you choose others.",
+                         {assigned->second});
+    return localized(
+        "Your desktop decides about the keys. Lumicrate asks it for {}; Settings shows what has been "
+        "assigned.",
+        {keys});
 }
 
 void Welcome::finish() {

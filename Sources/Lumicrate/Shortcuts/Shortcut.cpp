@@ -59,10 +59,14 @@ std::ptrdiff_t characterCount(const std::string& text) {
 /// The word for a key whose name is a symbol; other names unchanged.
 std::string spelledOutKey(const std::string& key) {
     constexpr std::pair<std::string_view, std::string_view> words[] = {
-        {"Space", "Space"}, {"↩", "Enter"}, {"⇥", "Tab"}, {"←", "Left"},    {"→", "Right"},    {"↑", "Up"},
-        {"↓", "Down"},      {"↖", "Home"},  {"↘", "End"}, {"⇞", "Page Up"}, {"⇟", "Page Down"}};
+        {"Space", translatableIn("key", "Space")}, {"↩", translatableIn("key", "Enter")},
+        {"⇥", translatableIn("key", "Tab")},       {"←", translatableIn("key", "Left")},
+        {"→", translatableIn("key", "Right")},     {"↑", translatableIn("key", "Up")},
+        {"↓", translatableIn("key", "Down")},      {"↖", translatableIn("key", "Home")},
+        {"↘", translatableIn("key", "End")},       {"⇞", translatableIn("key", "Page Up")},
+        {"⇟", translatableIn("key", "Page Down")}};
     for (const auto& [symbol, word] : words) {
-        if (key == symbol) return localized(word);
+        if (key == symbol) return localizedIn("key", word);
     }
     return key;
 }
@@ -81,10 +85,13 @@ std::string Shortcut::display() const {
 
 std::string Shortcut::spelledOut() const {
     constexpr std::pair<std::int64_t, std::string_view> names[] = {
-        {controlKey, "Ctrl"}, {optionKey, "Alt"}, {shiftKey, "Shift"}, {cmdKey, "Super"}};
+        {controlKey, translatableIn("key", "Ctrl")},
+        {optionKey, translatableIn("key", "Alt")},
+        {shiftKey, translatableIn("key", "Shift")},
+        {cmdKey, translatableIn("key", "Super")}};
     std::string text;
     for (const auto& [mask, name] : names) {
-        if ((modifiers & mask) != 0) text += localized(name) + "+";
+        if ((modifiers & mask) != 0) text += localizedIn("key", name) + "+";
     }
     return text + spelledOutKey(key);
 }
@@ -138,8 +145,9 @@ std::string label(ShortcutAction action) {
 }
 
 HotKeyPurpose purpose(ShortcutAction action) {
-    constexpr std::array<std::string_view, 3> descriptions = {"Start or stop recording",
-                                                              "Pause or resume recording", "Record an area"};
+    constexpr std::array<std::string_view, 3> descriptions = {translatable("Start or stop recording"),
+                                                              translatable("Pause or resume recording"),
+                                                              translatable("Record an area")};
     return {std::string(rawValue(action)), localized(descriptions[static_cast<std::size_t>(action)])};
 }
 

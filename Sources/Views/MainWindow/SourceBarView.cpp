@@ -89,7 +89,7 @@ void SourceBarView::show(const SourceBar::Content& content) {
     const QString text = content.window ? describe(*content.window) : localizedText("Choose a Window…");
     window_->setText(text);
     window_->setToolTip(content.window ? text : QString());
-    window_->setAccessibleName(content.window ? localizedText("Window: ") + text : text);
+    window_->setAccessibleName(content.window ? qtText(localized("Window: {}", {text.toStdString()})) : text);
     showDisplay(content);
 }
 
@@ -116,7 +116,7 @@ void SourceBarView::showDisplay(const SourceBar::Content& content) {
     for (const SourceBar::Display& display : content.displays) {
         if (display.id != content.display) continue;
         display_->setText(qtText(display.description()));
-        display_->setAccessibleName(localizedText("Screen: ") + display_->text());
+        display_->setAccessibleName(qtText(localized("Screen: {}", {display_->text().toStdString()})));
     }
 }
 

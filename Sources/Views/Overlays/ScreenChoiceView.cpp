@@ -129,10 +129,11 @@ class ScreenChoiceView::Group final : public QWidget {
         column->addSpacing(measure::gap / 2);
         column->addWidget(pixelsDrawing(qtText(model.pixels), this));
         column->addSpacing(measure::margin + measure::gap / 2);
-        FlatButton* const choose = addButton("Record This Screen", "record.circle.fill", model.onChoose);
+        FlatButton* const choose =
+            addButton(translatable("Record This Screen"), "record.circle.fill", model.onChoose);
         choose->setObjectName(QStringLiteral("choose"));
         column->addSpacing(measure::gap);
-        FlatButton* const cancel = addButton("Cancel", "", model.onCancel);
+        FlatButton* const cancel = addButton(translatable("Cancel"), "", model.onCancel);
         cancel->setObjectName(QStringLiteral("cancel"));
         cancel->setTone(FlatButton::Tone::neutral);
         column->addStrut(groupWidth);

@@ -12,7 +12,9 @@
 #include <QFileDialog>
 #include <QHBoxLayout>
 #include <QPushButton>
+#include <QScrollBar>
 #include <QVBoxLayout>
+#include <algorithm>
 
 namespace lumicrate::views {
 
@@ -65,8 +67,14 @@ SettingsPage::SettingsPage(SettingsModel& model, SettingsModel::Page page) : mod
 }
 
 QSize SettingsPage::sizeHint() const {
-    const int width = fontMetrics().averageCharWidth() * 76;
+    const int width = std::max(fontMetrics().averageCharWidth() * 76, minimumSizeHint().width());
     return {width, widget()->layout()->totalHeightForWidth(width)};
+}
+
+QSize SettingsPage::minimumSizeHint() const {
+    // There is no horizontal scroll bar: what is too wide would be cut off.
+    return {widget()->minimumSizeHint().width() + verticalScrollBar()->sizeHint().width(),
+            QScrollArea::minimumSizeHint().height()};
 }
 
 void SettingsPage::addGeneral() {

@@ -20,6 +20,7 @@ class SettingsPage final : public QScrollArea {
     SettingsPage(SettingsModel& model, SettingsModel::Page page);
 
     QSize sizeHint() const override;
+    QSize minimumSizeHint() const override;
 
  private:
     void addGeneral();

@@ -27,7 +27,7 @@ class StudioBar::MicrophoneToggle final : public BarToggle {
     void setOn(bool on, const std::string& name) {
         setSymbol(on ? "mic.fill" : "mic.slash.fill");
         setChecked(on);
-        setToolTip(on ? localizedText("Microphone: ") + qtText(name)
+        setToolTip(on ? qtText(localized("Microphone: {}", {name}))
                       : localizedText("The microphone is not recorded"));
     }
 };

@@ -34,8 +34,7 @@ void requireRegular(const std::filesystem::path& path, const struct stat& status
 }  // namespace
 
 void failToRead(const std::filesystem::path& path, const std::string& reason, int code) {
-    throw PlatformError("“" + path.filename().string() + "” " + localized("couldn't be read:") + " " + reason,
-                        code);
+    throw PlatformError(localized("“{}” couldn't be read: {}", {path.filename().string(), reason}), code);
 }
 
 InputFile::InputFile(std::filesystem::path path) : path_(std::move(path)) {

@@ -177,9 +177,9 @@ int OutputMovie::addCopy(const InputMovie& source, int track, std::int64_t packe
     const AVStream& from = source.stream(track);
     const AVOutputFormat& format = *context_->oformat;
     if (avformat_query_codec(&format, from.codecpar->codec_id, FF_COMPLIANCE_NORMAL) != 1) {
-        throw PlatformError("“" + source.path().filename().string() + "” " +
-                            localized("has a track that such a file can't hold:") + " " +
-                            avcodec_get_name(from.codecpar->codec_id) + ".");
+        throw PlatformError(
+            localized("“{}” has a track that such a file can't hold: {}.",
+                      {source.path().filename().string(), avcodec_get_name(from.codecpar->codec_id)}));
     }
     AVStream& to = addStreamLike(source, track, *from.codecpar, packets);
     to.codecpar->codec_tag = tagFor(format, *from.codecpar);

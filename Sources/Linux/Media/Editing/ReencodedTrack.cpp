@@ -23,8 +23,8 @@ namespace lumicrate::media {
 
 namespace {
 
-constexpr std::string_view cannotConvert = "The pictures couldn't be converted";
-constexpr std::string_view cannotEncode = "The pictures couldn't be encoded";
+constexpr std::string_view cannotConvert = translatable("The pictures couldn't be converted");
+constexpr std::string_view cannotEncode = translatable("The pictures couldn't be encoded");
 constexpr const char* preset = "veryfast";
 constexpr const char* quality = "16";  // CRF
 /// The maximum distance of key pictures, in seconds.

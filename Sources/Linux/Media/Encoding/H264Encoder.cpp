@@ -59,7 +59,7 @@ void H264Encoder::open(Mode mode) {
     if (mode == Mode::variedQuantizers) varyQuantizers(parameters);
     encoder_.reset();
     encoder_.reset(x264_encoder_open(&parameters));
-    if (!encoder_) fail("The H.264 encoder couldn't be started.");
+    if (!encoder_) fail(translatable("The H.264 encoder couldn't be started."));
     mode_ = mode;
     search_ = {parameters.analyse.i_me_method, parameters.analyse.i_me_range};
     log(LogArea::encoder, "libx264 ", X264_POINTVER, ", preset superfast, ", parameters.i_threads,
@@ -68,7 +68,7 @@ void H264Encoder::open(Mode mode) {
 
 void H264Encoder::fillParameters(x264_param_t& parameters) const {
     if (x264_param_default_preset(&parameters, "superfast", nullptr) < 0)
-        fail("The H.264 encoder couldn't be set up.");
+        fail(translatable("The H.264 encoder couldn't be set up."));
     parameters.i_log_level = X264_LOG_NONE;
     parameters.i_width = codedWidth();
     parameters.i_height = codedHeight();
@@ -115,14 +115,15 @@ void H264Encoder::fillParameters(x264_param_t& parameters) const {
     parameters.vui.i_colorprim = 1;  // BT.709
     parameters.vui.i_transfer = 1;
     parameters.vui.i_colmatrix = 1;
-    if (x264_param_apply_profile(&parameters, "high") < 0) fail("The H.264 encoder couldn't be set up.");
+    if (x264_param_apply_profile(&parameters, "high") < 0)
+        fail(translatable("The H.264 encoder couldn't be set up."));
 }
 
 void H264Encoder::readHeaders() {
     x264_nal_t* units = nullptr;
     int count = 0;
     if (x264_encoder_headers(encoder_.get(), &units, &count) < 0)
-        fail("The H.264 encoder couldn't be started.");
+        fail(translatable("The H.264 encoder couldn't be started."));
     constexpr int length = 4;
     NalUnit sequence;
     NalUnit picture;
@@ -150,7 +151,8 @@ void H264Encoder::adaptSearch(const Order& order) {
     x264_encoder_parameters(encoder_.get(), &parameters);
     parameters.analyse.i_me_method = search.method;
     parameters.analyse.i_me_range = search.range;
-    if (x264_encoder_reconfig(encoder_.get(), &parameters) < 0) fail("The H.264 encoder couldn't be set up.");
+    if (x264_encoder_reconfig(encoder_.get(), &parameters) < 0)
+        fail(translatable("The H.264 encoder couldn't be set up."));
     search_ = search;
 }
 
@@ -189,7 +191,7 @@ std::span<const std::uint8_t> H264Encoder::code(const Order& order) {
     int count = 0;
     x264_picture_t output;
     const int size = x264_encoder_encode(encoder_.get(), &units, &count, &input, &output);
-    if (size <= 0 || count <= 0) fail("A picture couldn't be encoded.");
+    if (size <= 0 || count <= 0) fail(translatable("A picture couldn't be encoded."));
     return {units[0].p_payload, static_cast<std::size_t>(size)};
 }
 

@@ -29,7 +29,7 @@ constexpr std::int64_t calmTime = videoTimescale;
 
 const x265_api& library() {
     const x265_api* api = x265_api_get(bitsOfSample);
-    if (api == nullptr) fail("The HEVC encoder isn't available.");
+    if (api == nullptr) fail(translatable("The HEVC encoder isn't available."));
     return *api;
 }
 
@@ -49,10 +49,10 @@ HevcEncoder::HevcEncoder(const Settings& settings)
       threads_(std::to_string(threadsFor(pixelsPerThread))),
       parameters_(library_.param_alloc(), library_.param_free),
       encoder_(nullptr, library_.encoder_close) {
-    if (!parameters_) fail("The HEVC encoder couldn't be set up.");
+    if (!parameters_) fail(translatable("The HEVC encoder couldn't be set up."));
     fillParameters();
     encoder_.reset(library_.encoder_open(parameters_.get()));
-    if (!encoder_) fail("The HEVC encoder couldn't be started.");
+    if (!encoder_) fail(translatable("The HEVC encoder couldn't be started."));
     readHeaders();
     log(LogArea::encoder, "libx265 ", library_.version_str, ", preset ultrafast, ", threads_, " threads");
 }
@@ -61,7 +61,7 @@ void HevcEncoder::fillParameters() {
     x265_param& parameters = *parameters_;
     // No look-ahead, no reordering, one picture at a time: samples are not delayed.
     if (library_.param_default_preset(&parameters, "ultrafast", "zerolatency") < 0)
-        fail("The HEVC encoder couldn't be set up.");
+        fail(translatable("The HEVC encoder couldn't be set up."));
     parameters.logLevel = X265_LOG_NONE;
     parameters.sourceWidth = codedWidth();
     parameters.sourceHeight = codedHeight();
@@ -102,7 +102,8 @@ void HevcEncoder::fillParameters() {
     parameters.vui.colorPrimaries = 1;  // BT.709
     parameters.vui.transferCharacteristics = 1;
     parameters.vui.matrixCoeffs = 1;
-    if (library_.param_apply_profile(&parameters, "main") < 0) fail("The HEVC encoder couldn't be set up.");
+    if (library_.param_apply_profile(&parameters, "main") < 0)
+        fail(translatable("The HEVC encoder couldn't be set up."));
 }
 
 void HevcEncoder::tuneForScreens() {
@@ -121,7 +122,7 @@ void HevcEncoder::readHeaders() {
     x265_nal* units = nullptr;
     std::uint32_t count = 0;
     if (library_.encoder_headers(encoder_.get(), &units, &count) < 0)
-        fail("The HEVC encoder couldn't be started.");
+        fail(translatable("The HEVC encoder couldn't be started."));
     NalUnit video;
     NalUnit sequence;
     NalUnit picture;
@@ -229,7 +230,7 @@ void HevcEncoder::codeAnew(const Order& order) {
     x265_picture decoded;
     library_.picture_init(parameters_.get(), &decoded);
     if (library_.encoder_encode(encoder_.get(), &units, &count, &input, &decoded) <= 0)
-        fail("A picture couldn't be encoded.");
+        fail(translatable("A picture couldn't be encoded."));
     for (std::size_t i = 0; i < decoded_.size(); ++i)
         decoded_[i] = {static_cast<const std::uint8_t*>(decoded.planes[i]), decoded.stride[i]};
 
@@ -244,7 +245,7 @@ void HevcEncoder::codeAnew(const Order& order) {
         if (!isRenumbered_) {
             sample_.insert(sample_.end(), raw.begin(), raw.end());
         } else if (!appendWithPlace(sample_, raw.subspan(bytesOfLength), *sequence_, place)) {
-            fail("A picture couldn't be encoded.");
+            fail(translatable("A picture couldn't be encoded."));
         }
     }
     lastNumber_ = number;

@@ -22,7 +22,7 @@ namespace lumicrate::media {
 namespace {
 
 constexpr mode_t mode = 0666;  // less the umask
-constexpr const char* cannotWrite = "The new file couldn't be written";
+constexpr const char* cannotWrite = translatable("The new file couldn't be written");
 
 /// Unnamed files are named through this folder: linking the descriptor itself takes a privilege on older
 /// kernels.

@@ -19,11 +19,12 @@ std::string reasonFor(int error) {
 }
 
 void failWithCode(std::string_view sentence, int error) {
-    throw PlatformError(localized(sentence) + ": " + reasonFor(error) + ".", AVUNERROR(error));
+    throw PlatformError(localized("{}: {}.", {localized(sentence), reasonFor(error)}), AVUNERROR(error));
 }
 
 void failForPath(std::string_view sentence, const std::filesystem::path& path, int error) {
-    failWithCode(localized(sentence) + " “" + path.string() + "”", AVERROR(error));
+    const std::string reason = reasonFor(AVERROR(error));
+    throw PlatformError(localized("{} “{}”: {}.", {localized(sentence), path.string(), reason}), error);
 }
 
 int checked(int result, std::string_view sentence) {

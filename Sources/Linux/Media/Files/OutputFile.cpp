@@ -4,6 +4,7 @@
 #include "Linux/Media/Files/AtomicFile.h"
 #include "Linux/Media/Files/Failure.h"
 #include "Support/Log.h"
+#include "Support/Text.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -23,11 +24,11 @@ namespace lumicrate::media {
 
 namespace {
 
-constexpr const char* cannotCreate = "The movie file couldn't be created:";
-constexpr const char* cannotOpen = "The movie file couldn't be opened:";
-constexpr const char* cannotReplace = "The movie file couldn't be replaced:";
-constexpr const char* cannotRead = "The movie file couldn't be read";
-constexpr const char* cannotWrite = "The movie file couldn't be written";
+constexpr const char* cannotCreate = translatable("The movie file couldn't be created:");
+constexpr const char* cannotOpen = translatable("The movie file couldn't be opened:");
+constexpr const char* cannotReplace = translatable("The movie file couldn't be replaced:");
+constexpr const char* cannotRead = translatable("The movie file couldn't be read");
+constexpr const char* cannotWrite = translatable("The movie file couldn't be written");
 
 [[noreturn]] void fail(const char* sentence, int error) {
     failWithCode(sentence, AVERROR(error));

@@ -2,6 +2,7 @@
 #include "Linux/Media/Images/PictureRenderer.h"
 
 #include "Linux/Media/Files/Failure.h"
+#include "Support/Text.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -22,7 +23,7 @@ namespace lumicrate::media {
 
 namespace {
 
-constexpr const char* cannotScale = "The movie's pictures couldn't be scaled";
+constexpr const char* cannotScale = translatable("The movie's pictures couldn't be scaled");
 
 bool isFullRange(const AVFrame& frame) {
     switch (frame.format) {

@@ -71,7 +71,8 @@ int MovieFile::addTrack(const isobmff::TrackDescription& description, int bitRat
 }
 
 void MovieFile::begin() {
-    if (movie_.description.tracks.empty()) std::rethrow_exception(failure("The movie has no tracks."));
+    if (movie_.description.tracks.empty())
+        std::rethrow_exception(failure(translatable("The movie has no tracks.")));
     const auto now = std::chrono::system_clock::now().time_since_epoch();
     movie_.description.created = std::chrono::duration_cast<std::chrono::seconds>(now).count();
     movie_.tracks.resize(movie_.description.tracks.size());
@@ -152,7 +153,7 @@ void MovieFile::written(std::vector<isobmff::MediaWrite::Run> runs) {
     // Hours of recording would push everything else out of the page cache, and inserting space before the
     // media takes longer the more of it is cached.
     if (from > maxCached) file_->dropFromMemory(from, movie_.mediaEnd - from);
-    if (!file_->isLinked()) fail(failure("The file of the recording was deleted or moved."));
+    if (!file_->isLinked()) fail(failure(translatable("The file of the recording was deleted or moved.")));
 }
 
 /// On the disk thread.
@@ -167,7 +168,7 @@ void MovieFile::finish() {
     writeRest();
     if (isEmpty()) {
         discard();
-        std::rethrow_exception(failure_ ? failure_ : failure("Nothing was recorded."));
+        std::rethrow_exception(failure_ ? failure_ : failure(translatable("Nothing was recorded.")));
     }
     settle();
     disk_.reset();
@@ -177,7 +178,7 @@ void MovieFile::finish() {
     log(LogArea::movie, "movie file completed, ", file_->size(), " bytes");
     if (!file_->isLinked())
         std::rethrow_exception(
-            failure("It was moved while it was being made, and is complete where it is now."));
+            failure(translatable("It was moved while it was being made, and is complete where it is now.")));
 }
 
 /// Afterwards nothing runs on the disk thread any more.

@@ -33,7 +33,8 @@ using isobmff::MovieIdentifier;
 using isobmff::SampleTable;
 using isobmff::UnfinishedMovie;
 
-constexpr const char* cannotWriteList = "The list of unfinished recordings couldn't be written:";
+constexpr const char* cannotWriteList =
+    translatable("The list of unfinished recordings couldn't be written:");
 
 /// What entries of every version begin with, and what this version adds.
 constexpr std::string_view signature = "lumicrate unfinished movie ";

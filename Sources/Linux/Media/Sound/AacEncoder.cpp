@@ -3,6 +3,7 @@
 
 #include "Linux/Media/Files/Failure.h"
 #include "Support/Log.h"
+#include "Support/Text.h"
 
 #include <algorithm>
 #include <array>
@@ -15,8 +16,8 @@ namespace lumicrate::media {
 
 namespace {
 
-constexpr const char* cannotSetUp = "The AAC encoder couldn't be set up";
-constexpr const char* cannotEncode = "The sound couldn't be encoded";
+constexpr const char* cannotSetUp = translatable("The AAC encoder couldn't be set up");
+constexpr const char* cannotEncode = translatable("The sound couldn't be encoded");
 
 template <class Pointer>
 void require(const Pointer& pointer) {

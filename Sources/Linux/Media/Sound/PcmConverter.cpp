@@ -3,6 +3,7 @@
 
 #include "Linux/Media/Files/Failure.h"
 #include "Support/Log.h"
+#include "Support/Text.h"
 
 #include <algorithm>
 #include <cmath>
@@ -15,7 +16,7 @@ namespace lumicrate::media {
 
 namespace {
 
-constexpr const char* cannotConvert = "The sound couldn't be converted";
+constexpr const char* cannotConvert = translatable("The sound couldn't be converted");
 
 struct SampleFormat {
     AVSampleFormat interleaved;

@@ -58,7 +58,7 @@ std::optional<std::string> nameFromEdid(std::span<const std::uint8_t> edid) {
         if (std::string text = descriptorText(descriptor); !text.empty()) return text;
     }
     const std::string maker = makerLetters(edid);
-    return maker.empty() ? std::nullopt : std::optional(maker + " " + localized("Display"));
+    return maker.empty() ? std::nullopt : std::optional(localized("{} Display", {maker}));
 }
 
 }  // namespace lumicrate::x11

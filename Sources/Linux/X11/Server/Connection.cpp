@@ -55,7 +55,7 @@ bool Connection::hasExtension(xcb_extension_t& id) const {
 const xcb_query_extension_reply_t& Connection::extension(xcb_extension_t& id, const std::string& name) const {
     if (!hasExtension(id)) {
         throwIfLost();
-        throw PlatformError(localized("The display server lacks an extension that is needed: ") + name + ".");
+        throw PlatformError(localized("The display server lacks an extension that is needed: {}.", {name}));
     }
     return *xcb_get_extension_data(get(), &id);
 }

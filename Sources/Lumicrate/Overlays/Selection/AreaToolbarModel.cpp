@@ -36,14 +36,15 @@ std::string AreaToolbarModel::areaHelp() {
 }
 
 std::string AreaToolbarModel::windowHelp(const std::string& title) {
-    return localized("Records just the ") + title +
-           localized(
-               " window and follows it if it moves. Other apps' windows on top are left out; your webcam "
-               "and click highlights stay in.");
+    return localized(
+        "Records just the {} window and follows it if it moves. Other apps' windows on top are left out; "
+        "your webcam and click highlights stay in.",
+        {title});
 }
 
 std::string AreaToolbarModel::label(AspectPreset preset) {
-    return localized(rawValue(preset));
+    // The others are ratios.
+    return preset == AspectPreset::custom ? localized("Custom") : std::string(rawValue(preset));
 }
 
 std::vector<MenuItem> AreaToolbarModel::aspectMenu() {

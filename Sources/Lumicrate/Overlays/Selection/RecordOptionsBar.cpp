@@ -28,7 +28,7 @@ std::string label(VideoQuality quality) {
 }
 
 std::string rateLabel(int framesPerSecond) {
-    return std::to_string(framesPerSecond) + localized(" fps");
+    return localized("{} fps", {std::to_string(framesPerSecond)});
 }
 
 std::string summary(VideoQuality quality, int framesPerSecond) {
@@ -55,12 +55,14 @@ RecordOptionsBar::Content RecordOptionsBar::describe() const {
     };
     Content now{summary(options.quality, options.fps), {}};
     now.toggles.push_back(toggle(preference::captureSystemAudio, options.captureSystemAudio,
-                                 "speaker.wave.2.fill", "speaker.slash.fill", "System audio",
-                                 "System audio on", "System audio off"));
+                                 "speaker.wave.2.fill", "speaker.slash.fill", translatable("System audio"),
+                                 translatable("System audio on"), translatable("System audio off")));
     now.toggles.push_back(toggle(preference::captureMicrophone, options.captureMicrophone, "mic.fill",
-                                 "mic.slash.fill", "Microphone", "Microphone on", "Microphone off"));
+                                 "mic.slash.fill", translatable("Microphone"), translatable("Microphone on"),
+                                 translatable("Microphone off")));
     now.toggles.push_back(toggle(preference::webcamEnabled, options.webcamEnabled, "video.fill",
-                                 "video.slash.fill", "Webcam", "Webcam on", "Webcam off"));
+                                 "video.slash.fill", translatable("Webcam"), translatable("Webcam on"),
+                                 translatable("Webcam off")));
     return now;
 }
 

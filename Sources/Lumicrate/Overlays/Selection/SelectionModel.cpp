@@ -446,9 +446,9 @@ void SelectionModel::describeSelection(SelectionAppearance& seen) const {
                        hasRoomBelow ? selection_->minY() - sizeLabelGap : selection_->maxY() + sizeLabelGap}};
     if (!isIn<Adjusting>()) return;
     seen.hint = {
-        localized("Return or double-click to") + " " + lowerCased(toolbar_.confirmTitle) +
-            localized("   ·   Drag to move, handles to resize   ·   Click outside to pick again   ·   "
-                      "Esc: cancel"),
+        localized("Return or double-click to {}   ·   Drag to move, handles to resize   ·   Click outside to "
+                  "pick again   ·   Esc: cancel",
+                  {lowerCased(toolbar_.confirmTitle)}),
         {}};
 }
 
