@@ -34,7 +34,8 @@ std::vector<std::string> Outcome::sentences() const {
     std::istringstream text(error);
     for (std::string line; std::getline(text, line);) {
         const auto isLog = [&] { return line.find_first_of("0123456789") == line.find_first_not_of(' '); };
-        if (line.find(" missing because the computer") == std::string::npos && !isLog()) lines.push_back(line);
+        if (line.find(" missing because the computer") == std::string::npos && !isLog())
+            lines.push_back(line);
     }
     return lines;
 }

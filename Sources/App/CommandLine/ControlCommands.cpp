@@ -13,7 +13,8 @@ namespace lumicrate::app {
 
 namespace {
 
-constexpr std::array statusOptions{OptionSpec{"json", OptionSpec::Kind::flag, "", "As JSON, for programs."}};
+constexpr std::array statusOptions{
+    OptionSpec{"json", OptionSpec::Kind::flag, "", translatable("As JSON, for programs.")}};
 
 std::string callApplication(const std::string& method) {
     const std::optional<std::string> answer = desktop::callRunningInstance(method);
@@ -55,37 +56,41 @@ int runOpen(const ParsedOptions&) {
 }  // namespace
 
 constinit const Command openCommand{
-    "open", "Show a recording in its preview.",
-    "FILE", "Opens the preview in the running application, or starts the application with it.",
+    "open", translatable("Show a recording in its preview."),
+    "FILE", translatable("Opens the preview in the running application, or starts the application with it."),
     {},     runOpen};
 
 constinit const Command toggleCommand{
-    "toggle", "Start or stop a recording.",
-    "",       "Makes the running application start a recording, cancel its countdown, or stop it.",
-    {},       runRemote<RemoteCommand::toggle>};
+    "toggle",
+    translatable("Start or stop a recording."),
+    "",
+    translatable("Makes the running application start a recording, cancel its countdown, or stop it."),
+    {},
+    runRemote<RemoteCommand::toggle>};
 
 constinit const Command pauseCommand{
-    "pause", "Pause or resume the recording.",
-    "",      "Makes the running application pause its recording, or resume it.",
+    "pause", translatable("Pause or resume the recording."),
+    "",      translatable("Makes the running application pause its recording, or resume it."),
     {},      runRemote<RemoteCommand::pause>};
 
 constinit const Command areaCommand{
-    "area", "Record an area.",
-    "",     "Makes the running application record an area, which is chosen on the screen.",
+    "area", translatable("Record an area."),
+    "",     translatable("Makes the running application record an area, which is chosen on the screen."),
     {},     runRemote<RemoteCommand::area>};
 
 constinit const Command statusCommand{
     "status",
-    "Print what the application is doing.",
+    translatable("Print what the application is doing."),
     "[--json]",
-    "Prints what the running application is doing: idle, selectingArea, countingDown, starting,\n"
-    "recording, paused or stopping, the time recorded, and the file.",
+    translatable(
+        "Prints what the running application is doing: idle, selectingArea, countingDown, starting,\n"
+        "recording, paused or stopping, the time recorded, and the file."),
     statusOptions,
     runStatus};
 
 constinit const Command quitCommand{
-    "quit", "Save what is being recorded, and quit the application.",
-    "",     "Quits the running application; a recording is stopped and saved first.",
+    "quit", translatable("Save what is being recorded, and quit the application."),
+    "",     translatable("Quits the running application; a recording is stopped and saved first."),
     {},     runRemote<RemoteCommand::quit>};
 
 }  // namespace lumicrate::app

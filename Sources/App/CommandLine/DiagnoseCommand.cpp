@@ -17,6 +17,7 @@
 #include "Lumicrate/Shortcuts/RecorderShortcuts.h"
 #include "Support/DispatchQueue.h"
 #include "Support/Log.h"
+#include "Support/Text.h"
 
 #include <fcntl.h>
 #include <fmt/format.h>
@@ -256,10 +257,11 @@ int runDiagnose(const ParsedOptions& parsed) {
 
 constinit const Command diagnoseCommand{
     "diagnose",
-    "Print what this machine offers the recorder, for bug reports.",
+    translatable("Print what this machine offers the recorder, for bug reports."),
     "",
-    "Prints what the program finds on this machine, without recording anything. The report contains no\n"
-    "window titles and no names of users or files.",
+    translatable(
+        "Prints what the program finds on this machine, without recording anything. The report contains no\n"
+        "window titles and no names of users or files."),
     {},
     runDiagnose};
 

@@ -27,7 +27,8 @@ namespace lumicrate::app {
 
 namespace {
 
-constexpr std::array jsonOption{OptionSpec{"json", OptionSpec::Kind::flag, "", "As JSON, for programs."}};
+constexpr std::array jsonOption{
+    OptionSpec{"json", OptionSpec::Kind::flag, "", translatable("As JSON, for programs.")}};
 
 /// Replaces control characters by spaces. Window titles and file names are chosen by other programs: they
 /// must not break lines or control the terminal. "a\x1b[31m\n" becomes "a [31m ".
@@ -232,9 +233,10 @@ int runRecordings(const ParsedOptions& parsed) {
 }  // namespace
 
 constinit const Command sourcesCommand{
-    "sources", "List displays, windows, microphones and cameras.", "[OPTIONS]", "", jsonOption, runSources};
+    "sources", translatable("List displays, windows, microphones and cameras."), "[OPTIONS]", "", jsonOption,
+    runSources};
 
 constinit const Command recordingsCommand{
-    "recordings", "List the recordings there are.", "[OPTIONS]", "", jsonOption, runRecordings};
+    "recordings", translatable("List the recordings there are."), "[OPTIONS]", "", jsonOption, runRecordings};
 
 }  // namespace lumicrate::app

@@ -95,7 +95,7 @@ int runMix(const ParsedOptions& parsed) {
 }
 
 constexpr std::array convertOptions{
-    OptionSpec{"replace", Kind::flag, "", "Delete the original."},
+    OptionSpec{"replace", Kind::flag, "", translatable("Delete the original.")},
 };
 
 int runConvert(const ParsedOptions& parsed) {
@@ -109,9 +109,11 @@ int runConvert(const ParsedOptions& parsed) {
 }
 
 constexpr std::array gifOptions{
-    OptionSpec{"width", Kind::value, "N", "The largest width in pixels, 16 to 4096; 640 by default."},
-    OptionSpec{"fps", Kind::value, "N", "Frames per second, 1 to 50; 12 by default."},
-    OptionSpec{"output", Kind::value, "FILE", "Write this file, instead of one beside the movie."},
+    OptionSpec{"width", Kind::value, "N",
+               translatable("The largest width in pixels, 16 to 4096; 640 by default.")},
+    OptionSpec{"fps", Kind::value, "N", translatable("Frames per second, 1 to 50; 12 by default.")},
+    OptionSpec{"output", Kind::value, "FILE",
+               translatable("Write this file, instead of one beside the movie.")},
 };
 
 int runGif(const ParsedOptions& parsed) {
@@ -133,11 +135,11 @@ int runGif(const ParsedOptions& parsed) {
 }
 
 constexpr std::array trimOptions{
-    OptionSpec{"from", Kind::value, "TIME", "Where the part begins; at the start by default."},
-    OptionSpec{"to", Kind::value, "TIME", "Where the part ends; at the end by default."},
+    OptionSpec{"from", Kind::value, "TIME", translatable("Where the part begins; at the start by default.")},
+    OptionSpec{"to", Kind::value, "TIME", translatable("Where the part ends; at the end by default.")},
     OptionSpec{"precise", Kind::flag, "",
-               "Begin exactly there, without hidden pictures before it; takes longer."},
-    OptionSpec{"replace", Kind::flag, "", "Replace the recording by the part."},
+               translatable("Begin exactly there, without hidden pictures before it; takes longer.")},
+    OptionSpec{"replace", Kind::flag, "", translatable("Replace the recording by the part.")},
 };
 
 /// The range to keep. A start after the end of the recording is only noticed when it is trimmed, unless `to`
@@ -183,28 +185,34 @@ int runTrim(const ParsedOptions& parsed) {
 
 constinit const Command trimCommand{
     "trim",
-    "Save a part of a recording.",
+    translatable("Save a part of a recording."),
     "FILE [--from TIME] [--to TIME] [OPTIONS]",
-    "Saves a part of a recording as a new file beside it, and prints its path.\n"
-    "A TIME is in seconds or [HOURS:]MINUTES:SECONDS, with or without decimals.",
+    translatable("Saves a part of a recording as a new file beside it, and prints its path.\n"
+                 "A TIME is in seconds or [HOURS:]MINUTES:SECONDS, with or without decimals."),
     trimOptions,
     runTrim};
 
 constinit const Command gifCommand{"gif",
-                                   "Make an animated GIF of a recording.",
+                                   translatable("Make an animated GIF of a recording."),
                                    "FILE [OPTIONS]",
-                                   "Makes an animated GIF of a recording, which loops forever.",
+                                   translatable("Makes an animated GIF of a recording, which loops forever."),
                                    gifOptions,
                                    runGif};
 
 constinit const Command mixCommand{
-    "mix",  "Mix the audio tracks of a recording into one.",
-    "FILE", "Mixes the audio tracks of a recording into one, in place. The pictures stay as they are.",
-    {},     runMix};
+    "mix",
+    translatable("Mix the audio tracks of a recording into one."),
+    "FILE",
+    translatable("Mixes the audio tracks of a recording into one, in place. The pictures stay as they are."),
+    {},
+    runMix};
 
 constinit const Command convertCommand{
-    "convert",        "Make an MP4 file of a recording.",
-    "FILE [OPTIONS]", "Makes an MP4 file of a recording, beside it and without re-encoding anything.",
-    convertOptions,   runConvert};
+    "convert",
+    translatable("Make an MP4 file of a recording."),
+    "FILE [OPTIONS]",
+    translatable("Makes an MP4 file of a recording, beside it and without re-encoding anything."),
+    convertOptions,
+    runConvert};
 
 }  // namespace lumicrate::app

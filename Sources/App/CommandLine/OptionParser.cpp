@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "App/CommandLine/OptionParser.h"
 
+#include "Support/Text.h"
+
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -22,7 +24,7 @@ bool takesInlineValue(Kind kind) {
     return kind == Kind::value || kind == Kind::optionalValue || kind == Kind::negatableWithValue;
 }
 
-constexpr OptionSpec helpOption{"help", Kind::flag, "", "Show this."};
+constexpr OptionSpec helpOption{"help", Kind::flag, "", translatable("Show this.")};
 
 const OptionSpec* find(std::span<const OptionSpec> specs, std::string_view name) {
     if (name == helpOption.name) return &helpOption;

@@ -222,12 +222,13 @@ int runSettings(const ParsedOptions& parsed) {
 
 }  // namespace
 
-constinit const Command settingsCommand{"settings",
-                                        "Show or change the stored preferences.",
-                                        "[KEY [VALUE]]",
-                                        "Shows all preferences, or one; with a value, stores it.",
-                                        {},
-                                        runSettings,
-                                        describePreferences};
+constinit const Command settingsCommand{
+    "settings",
+    translatable("Show or change the stored preferences."),
+    "[KEY [VALUE]]",
+    translatable("Shows all preferences, or one; with a value, stores it."),
+    {},
+    runSettings,
+    describePreferences};
 
 }  // namespace lumicrate::app

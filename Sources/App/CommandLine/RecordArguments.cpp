@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "App/CommandLine/RecordArguments.h"
 
+#include "Support/Text.h"
+
 #include <fmt/format.h>
 
 #include <algorithm>
@@ -15,40 +17,47 @@ using Kind = OptionSpec::Kind;
 
 constexpr std::array specs{
     OptionSpec{"screen", Kind::optionalValue, "ID",
-               "Record a whole screen: the main one, or the one of this number or name."},
+               translatable("Record a whole screen: the main one, or the one of this number or name.")},
     OptionSpec{"window", Kind::optionalValue, "ID",
-               "Record only this window, even where others cover it; “lumicrate sources” lists them. On "
-               "Wayland without "
-               "ID: choose it in the desktop's dialog."},
+               translatable(
+                   "Record only this window, even where others cover it; “lumicrate sources” lists them. On "
+                   "Wayland without "
+                   "ID: choose it in the desktop's dialog.")},
     OptionSpec{"area", Kind::value, "X,Y,W,H",
-               "Record this part of the desktop, in points from its top left corner."},
-    OptionSpec{"webcam", Kind::optionalValue, "ID",
-               "Record a camera alone: the one in the preferences, or the one of this identifier or name."},
-    OptionSpec{"audio", Kind::flag, "", "Record sound only."},
+               translatable("Record this part of the desktop, in points from its top left corner.")},
+    OptionSpec{
+        "webcam", Kind::optionalValue, "ID",
+        translatable(
+            "Record a camera alone: the one in the preferences, or the one of this identifier or name.")},
+    OptionSpec{"audio", Kind::flag, "", translatable("Record sound only.")},
     OptionSpec{"with-webcam", Kind::optionalValue, "ID",
-               "Show a camera in a bubble on the screen, and record it with the screen."},
-    OptionSpec{"duration", Kind::value, "S", "Stop after this many seconds."},
-    OptionSpec{"output", Kind::value, "FILE", "Write this file, instead of one in the recordings folder."},
-    OptionSpec{"quality", Kind::value, "Q", "Picture size: native, p1080 or p720."},
-    OptionSpec{"fps", Kind::value, "N", "Frames per second: 15, 24, 30 or 60."},
-    OptionSpec{"constant-frame-rate", Kind::negatable, "",
-               "A picture at every interval, for editors that can't read variable frame rates."},
-    OptionSpec{"format", Kind::value, "F", "mp4H264 or movHEVC."},
-    OptionSpec{"encoding-quality", Kind::value, "Q", "Bit rate: standard, high or maximum."},
-    OptionSpec{"system-audio", Kind::negatable, "", "What the computer plays."},
+               translatable("Show a camera in a bubble on the screen, and record it with the screen.")},
+    OptionSpec{"duration", Kind::value, "S", translatable("Stop after this many seconds.")},
+    OptionSpec{"output", Kind::value, "FILE",
+               translatable("Write this file, instead of one in the recordings folder.")},
+    OptionSpec{"quality", Kind::value, "Q", translatable("Picture size: native, p1080 or p720.")},
+    OptionSpec{"fps", Kind::value, "N", translatable("Frames per second: 15, 24, 30 or 60.")},
+    OptionSpec{
+        "constant-frame-rate", Kind::negatable, "",
+        translatable("A picture at every interval, for editors that can't read variable frame rates.")},
+    OptionSpec{"format", Kind::value, "F", translatable("mp4H264 or movHEVC.")},
+    OptionSpec{"encoding-quality", Kind::value, "Q", translatable("Bit rate: standard, high or maximum.")},
+    OptionSpec{"system-audio", Kind::negatable, "", translatable("What the computer plays.")},
     OptionSpec{"application-audio", Kind::negatable, "",
-               "Of that, only the sound of the recorded window's program."},
+               translatable("Of that, only the sound of the recorded window's program.")},
     OptionSpec{"microphone", Kind::negatableWithValue, "ID",
-               "A microphone: the default one, or the one of this identifier."},
-    OptionSpec{"mix-audio", Kind::negatable, "", "One audio track for both, instead of one each."},
-    OptionSpec{"cursor", Kind::negatable, "", "The mouse pointer."},
-    OptionSpec{"clicks", Kind::negatable, "", "A ring around each mouse click."},
-    OptionSpec{"countdown", Kind::negatable, "", "Count down from three first."},
+               translatable("A microphone: the default one, or the one of this identifier.")},
+    OptionSpec{"mix-audio", Kind::negatable, "",
+               translatable("One audio track for both, instead of one each.")},
+    OptionSpec{"cursor", Kind::negatable, "", translatable("The mouse pointer.")},
+    OptionSpec{"clicks", Kind::negatable, "", translatable("A ring around each mouse click.")},
+    OptionSpec{"countdown", Kind::negatable, "", translatable("Count down from three first.")},
     OptionSpec{"backend", Kind::value, "B",
                "x11 or portal: how the screen is captured, instead of what fits the session."},
-    OptionSpec{"portal-token", Kind::value, "TOKEN",
-               "Through the portal: restore what this token was given for; the next one is printed on "
-               "standard error."},
+    OptionSpec{
+        "portal-token", Kind::value, "TOKEN",
+        translatable("Through the portal: restore what this token was given for; the next one is printed on "
+                     "standard error.")},
 };
 
 std::optional<Rect> readArea(std::string_view text) {
@@ -165,9 +174,10 @@ RecordArguments readRecordArguments(const ParsedOptions& parsed, const Recording
     readSource(parsed, storedMode, request);
 
     RecordingOptions& options = request.options;
-    readEnumeration(parsed, "quality", "native, p1080 or p720", options.quality);
-    readEnumeration(parsed, "format", "mp4H264 or movHEVC", options.format);
-    readEnumeration(parsed, "encoding-quality", "standard, high or maximum", options.encodingQuality);
+    readEnumeration(parsed, "quality", translatable("native, p1080 or p720"), options.quality);
+    readEnumeration(parsed, "format", translatable("mp4H264 or movHEVC"), options.format);
+    readEnumeration(parsed, "encoding-quality", translatable("standard, high or maximum"),
+                    options.encodingQuality);
     readFps(parsed, options.fps);
     readSwitch(parsed, "constant-frame-rate", options.constantFrameRate);
     readSwitch(parsed, "system-audio", options.captureSystemAudio);

@@ -311,11 +311,12 @@ int runRecord(const ParsedOptions& parsed) {
 
 const Command recordCommand{
     "record",
-    "Record a screen, a window, an area, a camera or sound.",
+    translatable("Record a screen, a window, an area, a camera or sound."),
     "[OPTIONS]",
-    "What is not given is taken from the stored preferences (“lumicrate settings”); without a\n"
-    "source, the main screen is recorded. SIGINT, SIGTERM and SIGHUP stop and save, SIGUSR1 pauses\n"
-    "and resumes. The last line of standard output is the file's path.",
+    translatable(
+        "What is not given is taken from the stored preferences (“lumicrate settings”); without a\n"
+        "source, the main screen is recorded. SIGINT, SIGTERM and SIGHUP stop and save, SIGUSR1 pauses\n"
+        "and resumes. The last line of standard output is the file's path."),
     recordOptionSpecs(),
     runRecord};
 
