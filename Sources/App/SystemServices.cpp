@@ -9,6 +9,7 @@
 #include "Linux/Portal/InhibitPortal.h"
 #include "Lumicrate/Capture/CameraFormats.h"
 #include "Lumicrate/Recording/RecordingOptions.h"
+#include "Support/ApplicationId.h"
 #include "Support/Error.h"
 #include "Support/Log.h"
 #include "Support/Text.h"
@@ -22,9 +23,6 @@
 namespace lumicrate::app {
 
 namespace {
-
-/// The base name of the desktop entry.
-constexpr const char* applicationID = "org.lumicrate.Lumicrate";
 
 media::RecoveryList unfinishedMovies() {
     return media::RecoveryList(desktop::stateFolder() / "unfinished");
@@ -56,7 +54,7 @@ std::unique_ptr<capture::CaptureKit> makeCaptureKit(Executor& executor, portal::
 }  // namespace
 
 SystemServices::SystemServices()
-    : portalRegistry(executor, applicationID),
+    : portalRegistry(executor, applicationId),
       process(portalInhibitor(executor, portalRegistry)),
       unfinished(unfinishedMovies()),
       devices(accessBy(cameraPortal)),

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "Linux/Desktop/LoginItem.h"
 
+#include "Support/ApplicationId.h"
 #include "Support/Error.h"
 
 #include <QSaveFile>
@@ -67,7 +68,7 @@ std::string escaped(const std::string& text) {
 LoginItem::LoginItem(std::filesystem::path program) : LoginItem(std::move(program), userFolder()) {}
 
 LoginItem::LoginItem(std::filesystem::path program, const std::filesystem::path& folder)
-    : program_(std::move(program)), entry_(folder / "lumicrate.desktop") {}
+    : program_(std::move(program)), entry_(folder / (std::string(applicationId) + ".desktop")) {}
 
 bool LoginItem::isEnabled() const {
     std::ifstream file(entry_);
@@ -89,8 +90,9 @@ bool LoginItem::isEnabled() const {
 void LoginItem::registerLoginItem() {
     std::error_code failed;
     std::filesystem::create_directories(entry_.parent_path(), failed);
-    const std::string text = "[Desktop Entry]\nType=Application\nName=Lumicrate\nIcon=lumicrate\nExec=" +
-                             escaped(quoted(program_.string()) + " " + quoted("--background")) + "\n";
+    const std::string text =
+        "[Desktop Entry]\nType=Application\nName=Lumicrate\nIcon=" + std::string(applicationId) +
+        "\nExec=" + escaped(quoted(program_.string()) + " " + quoted("--background")) + "\n";
     QSaveFile file(QString::fromStdString(entry_.string()));
     if (failed || !file.open(QIODevice::WriteOnly) ||
         file.write(text.data(), static_cast<qint64>(text.size())) != static_cast<qint64>(text.size()) ||

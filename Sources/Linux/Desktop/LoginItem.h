@@ -8,8 +8,8 @@
 
 namespace lumicrate::desktop {
 
-/// The entry is lumicrate.desktop in the user's autostart folder. Changes that the desktop's own settings
-/// make to the entry are respected.
+/// The entry has the name of the installed desktop entry, in the user's autostart folder. Changes that the
+/// desktop's own settings make to the entry are respected.
 class LoginItem final : public SMAppService {
  public:
     /// `program` is the absolute path of the program, which is started with "--background".

@@ -3,6 +3,7 @@
 
 #include "Linux/Desktop/ServiceCall.h"
 #include "Linux/Desktop/SessionBus.h"
+#include "Support/ApplicationId.h"
 #include "Support/Log.h"
 
 #include <QObject>
@@ -75,14 +76,14 @@ class UserNotifications::Service final : public QObject {
         QString body = QString::fromStdString(request.body);
         if (capabilities_.contains(QStringLiteral("body-markup"))) body = body.toHtmlEscaped();
         QDBusMessage call = method("Notify");
-        call << QStringLiteral("Lumicrate") << id_ << QStringLiteral("media-record")
+        call << QStringLiteral("Lumicrate") << id_ << QString::fromLatin1(applicationId)
              << QString::fromStdString(request.title) << body
              << (showsActions ? actionList(request.actions) : QStringList())
              << QVariantMap{{QStringLiteral("urgency"),
                              QVariant::fromValue(request.isUrgent  ? criticalUrgency
                                                  : request.isQuiet ? lowUrgency
                                                                    : normalUrgency)},
-                            {QStringLiteral("desktop-entry"), QStringLiteral("org.lumicrate.Lumicrate")}}
+                            {QStringLiteral("desktop-entry"), QString::fromLatin1(applicationId)}}
              << expiresAsUsual;
         actions_ = std::move(request.actions);
         callService<std::uint32_t>(

@@ -19,8 +19,8 @@ namespace lumicrate::portal {
 /// their own, separate from QDBusConnection::sessionBus(), on which Qt itself calls the portal.
 class Registry {
  public:
-    /// `applicationId` is the base name of an installed desktop entry: "org.lumicrate.Lumicrate". The
-    /// executor outlives the registry.
+    /// `applicationId` is the base name of an installed desktop entry. The executor outlives the
+    /// registry.
     Registry(Executor& executor, std::string applicationId);
     ~Registry();
 

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "Linux/Desktop/FileManager.h"
 #include "Linux/Desktop/LoginItem.h"
+#include "Support/ApplicationId.h"
 #include "Support/Error.h"
 #include "Tests/Linux/TemporaryFolder.h"
 
@@ -176,7 +177,7 @@ TEST_F(FileManagerTests, FindsTheVideosFolderOfTheUser) {
 class LoginItemTests : public testing::Test {
  protected:
     test::TemporaryFolder home;
-    std::filesystem::path entry = home / "autostart/lumicrate.desktop";
+    std::filesystem::path entry = home / "autostart" / (std::string(applicationId) + ".desktop");
     LoginItem item{"/opt/Lumicrate/lumicrate", home / "autostart"};
 };
 
@@ -194,8 +195,8 @@ TEST_F(LoginItemTests, WritesAndRemovesTheEntry) {
         LoginItem(program, home / "autostart").registerLoginItem();
         EXPECT_TRUE(item.isEnabled());
         EXPECT_EQ(test::readText(entry),
-                  "[Desktop Entry]\nType=Application\nName=Lumicrate\nIcon=lumicrate\nExec=" +
-                      std::string(written) + " \"--background\"\n");
+                  "[Desktop Entry]\nType=Application\nName=Lumicrate\nIcon=" + std::string(applicationId) +
+                      "\nExec=" + std::string(written) + " \"--background\"\n");
     }
     item.unregisterLoginItem();
     EXPECT_FALSE(item.isEnabled());
