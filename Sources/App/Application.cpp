@@ -4,6 +4,7 @@
 #include "App/Language.h"
 #include "Linux/Capture/X11Kit.h"
 #include "Linux/Desktop/SessionBus.h"
+#include "Support/ApplicationId.h"
 #include "Support/Error.h"
 #include "Support/Log.h"
 #include "Support/Text.h"
@@ -12,15 +13,19 @@
 
 #include <array>
 #include <clocale>
+#include <string>
 
 namespace lumicrate::app {
 
 namespace {
 
 // Qt keeps references to these.
-std::array<char, 10> programName{"lumicrate"};
-std::array<char*, 2> arguments{programName.data(), nullptr};
-int argumentCount = 1;
+std::string programName = "lumicrate";
+// The first part of the windows' WM_CLASS, by which panels find the desktop entry.
+std::string nameOption = "-name";
+std::string windowName = applicationId;
+std::array<char*, 4> arguments{programName.data(), nameOption.data(), windowName.data(), nullptr};
+int argumentCount = 3;
 
 /// Environment variables that Qt reads when it starts.
 void prepareEnvironment() {
@@ -50,6 +55,7 @@ std::unique_ptr<QApplication> makeDesktopApplication() {
     setlocale(LC_NUMERIC, "C");
     applyLanguage(*application);
     QApplication::setQuitOnLastWindowClosed(false);
+    QGuiApplication::setDesktopFileName(QString::fromLatin1(applicationId));
     QApplication::setWindowIcon(views::applicationIcon());
     views::applyTheme(*application, views::ColorScheme::light);
     return application;

@@ -10,6 +10,7 @@
 #include "App/RecorderServices.h"
 #include "App/Signals.h"
 #include "App/SystemServices.h"
+#include "Linux/Desktop/ApplicationInterface.h"
 #include "Linux/Desktop/DesktopServices.h"
 #include "Linux/Desktop/SessionBus.h"
 #include "Linux/Desktop/URLSession.h"
@@ -17,12 +18,14 @@
 #include "Linux/Portal/Appearance.h"
 #include "Lumicrate/Library/RecordingLibrary.h"
 #include "Lumicrate/Shell/AppDelegate.h"
+#include "Lumicrate/Shell/LauncherActions.h"
 #include "Lumicrate/Shell/MenuBar.h"
 #include "Lumicrate/Shell/RecordingNotifications.h"
 #include "Lumicrate/Shell/RemoteControl.h"
 #include "Lumicrate/Shell/UpdateChecker.h"
 #include "Support/Error.h"
 #include "Support/Log.h"
+#include "Views/Shell/Launch.h"
 #include "Views/Shell/TrayIcon.h"
 #include "Views/Widgets/Theme.h"
 
@@ -31,6 +34,8 @@
 #include <QApplication>
 #include <QEventLoop>
 #include <QSessionManager>
+#include <QTimer>
+#include <algorithm>
 #include <chrono>
 #include <csignal>
 #include <cstdio>
@@ -46,6 +51,9 @@ namespace {
 double secondsSince1970() {
     return std::chrono::duration<double>(std::chrono::system_clock::now().time_since_epoch()).count();
 }
+
+/// As long as other programs that can be activated on the bus wait for a call.
+constexpr std::chrono::seconds timeUnused(10);
 
 /// Owns all parts of the application, in the order of their dependencies.
 class DesktopApp {
@@ -87,7 +95,10 @@ class DesktopApp {
           control_(services_.recorder,
                    {[this] { windows_.showMain(); }, [this] { quit(); },
                     [this](const std::filesystem::path& url) { previews_.windows.show(url); }}),
-          bus_(controlMethods(control_)),
+          launcherActions_(services_.recorder, [this] { windows_.openRecordingsFolder(); }),
+          bus_(controlMethods(control_),
+               {[](const std::string& name) { return fromRawValue<LauncherAction>(name).has_value(); },
+                [this](const desktop::ApplicationCall& call) { handle(call); }}),
           signals_({SIGINT, SIGTERM, SIGHUP}),
           appearance_([&application](const portal::AppearanceSettings& now) {
               const bool dark = now.colorScheme == portal::ColorScheme::dark;
@@ -95,6 +106,8 @@ class DesktopApp {
               views::applyTheme(application, dark ? views::ColorScheme::dark : views::ColorScheme::light);
           }) {
         signals_.handle([this](int) { quit(); });
+        unused_.setSingleShot(true);
+        QObject::connect(&unused_, &QTimer::timeout, &unused_, [this] { quitIfUnused(); });
         session_.controlBar.setRecorder(&services_.recorder);
         session_.followScale(services_.recorder);
         previews_.windows.follow(services_.recorder);
@@ -124,9 +137,7 @@ class DesktopApp {
     /// Whether a request to the web site is running.
     bool isRequesting() const { return network_.isBusy(); }
 
-    /// `opened` is a recording to show instead of the main window, which is needed where there is no tray
-    /// icon.
-    void didFinishLaunching(bool inBackground, const std::optional<std::filesystem::path>& opened) {
+    void didFinishLaunching(const ApplicationStart& start) {
         services_.recorder.followSources();
         services_.recorder.followDevices();
         session_.webcam.apply();
@@ -135,11 +146,14 @@ class DesktopApp {
         for (const std::string& sentence : recoverInterruptedRecordings())
             recovered += (recovered.empty() ? "" : "\n") + sentence;
         if (!recovered.empty()) windows_.complain(recovered);
-        const bool showsMain = !tray_.isShown() || (!inBackground && !opened);
-        if (showsMain) windows_.showMain();
-        if (opened) previews_.windows.show(*opened);
-        windows_.showWelcomeIfDue();
-        windows_.showPermissionsIfMissing();
+        if (start.windows == ApplicationStart::Windows::onRequest) {
+            unused_.start(timeUnused);
+        } else {
+            const bool hasOther = !start.opened.empty() || start.action;
+            beUsed(start.windows == ApplicationStart::Windows::shown && !hasOther);
+            open(start.opened);
+            if (start.action) launcherActions_.perform(*start.action);
+        }
         updates_.checkIfDue();
     }
 
@@ -149,6 +163,50 @@ class DesktopApp {
         if (!appInfo().checksForUpdates()) return nullptr;
         return [this] { updates_.check(true); };
     }
+    void showFirstWindows() {
+        if (std::exchange(hasShownFirstWindows_, true)) return;
+        windows_.showWelcomeIfDue();
+        windows_.showPermissionsIfMissing();
+    }
+
+    void beUsed(bool showsMain) {
+        unused_.stop();
+        // Without a tray icon there is nothing else to quit the application with.
+        if (showsMain || !tray_.isShown()) windows_.showMain();
+        showFirstWindows();
+    }
+
+    void open(const std::vector<std::filesystem::path>& files) {
+        for (const std::filesystem::path& each : files)
+            previews_.windows.show(each);
+    }
+
+    /// A call of the desktop.
+    void handle(const desktop::ApplicationCall& call) {
+        const views::Launch launch(call.startupId);
+        if (const auto* action = std::get_if<desktop::ApplicationCall::Action>(&call.request)) {
+            perform(action->name);
+        } else if (const auto* opening = std::get_if<desktop::ApplicationCall::Open>(&call.request)) {
+            beUsed(false);
+            open(opening->files);
+        } else {
+            beUsed(true);
+        }
+    }
+
+    void perform(const std::string& name) {
+        const auto action = fromRawValue<LauncherAction>(name);
+        if (!action) return;
+        if (*action != LauncherAction::openRecordingsFolder) beUsed(false);
+        launcherActions_.perform(*action);
+    }
+
+    /// Ends an application that the bus has started and nobody has used, such as for the folder alone.
+    void quitIfUnused() {
+        const bool isVisible = std::ranges::any_of(QApplication::topLevelWidgets(), &QWidget::isVisible);
+        if (*services_.recorder.state == ScreenRecorder::State::idle && !isVisible) quit();
+    }
+
     void quit() {
         delegate_.applicationShouldTerminate([] { QApplication::quit(); });
     }
@@ -184,34 +242,44 @@ class DesktopApp {
     desktop::UserNotifications center_;
     RecordingNotifications notifications_;
     RemoteControl control_;
+    LauncherActions launcherActions_;
     desktop::BusService bus_;
     Signals signals_;
     portal::Appearance appearance_;
+    bool hasShownFirstWindows_ = false;
+    QTimer unused_;  ///< runs while nobody has used what the bus has started
 };
+
+/// What a running instance shall do instead of `start`.
+desktop::ApplicationCall callFor(const ApplicationStart& start) {
+    desktop::ApplicationCall call;
+    if (!start.opened.empty()) call.request = desktop::ApplicationCall::Open{start.opened};
+    if (start.action) call.request = desktop::ApplicationCall::Action{std::string(rawValue(*start.action))};
+    call.startupId = desktop::ownStartupId();
+    return call;
+}
 
 }  // namespace
 
-int runDesktopApp(bool inBackground, const std::optional<std::filesystem::path>& opened) try {
-    std::error_code unknown;
-    if (opened && !std::filesystem::is_regular_file(*opened, unknown)) {
+int runDesktopApp(const ApplicationStart& start) try {
+    for (const std::filesystem::path& each : start.opened) {
+        std::error_code unknown;
+        if (std::filesystem::is_regular_file(each, unknown)) continue;
         fmt::print(stderr, "lumicrate: {}\n",
-                   fmt::format(fmt::runtime(localized("There is no file “{}”.")), opened->string()));
+                   fmt::format(fmt::runtime(localized("There is no file “{}”.")), each.string()));
         return exitFailed;
     }
     // Before any thread is started, so that all of them inherit the blocked signals.
     Signals::block({SIGINT, SIGTERM, SIGHUP});
+    const desktop::ApplicationCall call = callFor(start);
     const auto application = makeDesktopApplication();
-    const auto callRunning = [&opened] {
-        return opened ? desktop::callRunningInstance(openMethod, opened->string())
-                      : desktop::callRunningInstance(methodName(RemoteCommand::activate));
-    };
-    if (callRunning()) return exitDone;
+    if (desktop::callRunningApplication(call)) return exitDone;
     std::optional<DesktopApp> app(std::in_place, *application);
     if (!app->claim()) {
-        callRunning();
+        desktop::callRunningApplication(call);
         return exitDone;
     }
-    app->didFinishLaunching(inBackground, opened);
+    app->didFinishLaunching(start);
     const int status = QApplication::exec();
     const bool isRequesting = app->isRequesting();
     app.reset();

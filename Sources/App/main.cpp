@@ -7,26 +7,52 @@
 #include <malloc.h>
 
 #include <QCoreApplication>
+#include <algorithm>
 #include <filesystem>
+#include <iterator>
 #include <memory>
 #include <optional>
 #include <string>
 #include <system_error>
 #include <vector>
 
+namespace lumicrate {
 namespace {
 
-/// Everything but a bare start and "open FILE" is a command for the command line.
-bool startsApplication(const std::vector<std::string>& arguments) {
-    return arguments.empty() || (arguments.size() == 1 && arguments.front() == "--background");
+using Arguments = std::vector<std::string>;
+
+/// Fails in a folder that was deleted.
+std::filesystem::path absolutePath(const std::string& path) {
+    std::error_code error;
+    return std::filesystem::absolute(path, error);
 }
 
-std::optional<std::filesystem::path> openedFile(const std::vector<std::string>& arguments) {
-    const bool isOpen = arguments.size() == 2 && arguments[0] == "open" && !arguments[1].empty() &&
-                        !arguments[1].starts_with('-');
-    // Fails in a folder that was deleted.
-    std::error_code error;
-    return isOpen ? std::optional(std::filesystem::absolute(arguments[1], error)) : std::nullopt;
+/// Files without a command, as launchers pass them. The slash tells them from commands.
+bool areFiles(const Arguments& arguments) {
+    return std::ranges::all_of(arguments, [](const std::string& each) {
+        return !each.starts_with('-') && each.find('/') != std::string::npos;
+    });
+}
+
+/// Nothing if `arguments` are for the command line.
+std::optional<app::ApplicationStart> applicationStart(const Arguments& arguments) {
+    app::ApplicationStart start;
+    if (arguments == Arguments{"--background"}) {
+        start.windows = app::ApplicationStart::Windows::background;
+    } else if (arguments == Arguments{"--service"}) {
+        start.windows = app::ApplicationStart::Windows::onRequest;
+    } else if (arguments.size() == 2 && arguments[0] == "--action") {
+        start.action = fromRawValue<LauncherAction>(arguments[1]);
+        if (!start.action) return std::nullopt;
+    } else if (arguments.size() == 2 && arguments[0] == "open" && !arguments[1].empty() &&
+               !arguments[1].starts_with('-')) {
+        start.opened = {absolutePath(arguments[1])};
+    } else if (areFiles(arguments)) {
+        std::ranges::transform(arguments, std::back_inserter(start.opened), absolutePath);
+    } else {
+        return std::nullopt;
+    }
+    return start;
 }
 
 /// Pictures and encoders are allocated outside of the heap, so that their memory returns to the system. By
@@ -39,14 +65,15 @@ void keepHeapSmall() {
 }
 
 }  // namespace
+}  // namespace lumicrate
 
 int main(int argc, char** argv) {
-    keepHeapSmall();
+    lumicrate::keepHeapSmall();
     QCoreApplication::setApplicationName(QStringLiteral("Lumicrate"));
     lumicrate::app::useLanguageOfDesktop();
     const std::vector<std::string> arguments(argv + 1, argv + argc);
-    if (startsApplication(arguments)) return lumicrate::app::runDesktopApp(!arguments.empty());
-    if (const auto opened = openedFile(arguments)) return lumicrate::app::runDesktopApp(false, opened);
+    if (const auto start = lumicrate::applicationStart(arguments))
+        return lumicrate::app::runDesktopApp(*start);
     // "record" creates its own application, which may have panels.
     std::unique_ptr<QCoreApplication> application;
     if (arguments.front() != "record") application = lumicrate::app::makeConsoleApplication();

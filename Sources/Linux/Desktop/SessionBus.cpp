@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "Linux/Desktop/SessionBus.h"
 
+#include "Support/ApplicationId.h"
 #include "Support/Log.h"
 
 #include <QDBusConnection>
@@ -17,8 +18,8 @@ namespace lumicrate::desktop {
 
 namespace {
 
-const QString service = QStringLiteral("org.lumicrate.Lumicrate");
-const QString path = QStringLiteral("/org/lumicrate/Lumicrate");
+const QString service = QString::fromLatin1(applicationId);
+const QString path = QString::fromLatin1(applicationObjectPath);
 
 }  // namespace
 
@@ -29,7 +30,8 @@ bool sessionBusExists() {
 
 class BusService::Object final : public QDBusVirtualObject {
  public:
-    explicit Object(std::vector<Method> methods) : methods_(std::move(methods)) {}
+    Object(std::vector<Method> methods, ApplicationInterface application)
+        : methods_(std::move(methods)), application_(std::move(application)) {}
 
     QString introspect(const QString&) const override {
         QString text = QStringLiteral("<interface name=\"%1\">").arg(service);
@@ -39,10 +41,11 @@ class BusService::Object final : public QDBusVirtualObject {
             if (each.replies) text += QStringLiteral("<arg name=\"text\" type=\"s\" direction=\"out\"/>");
             text += QStringLiteral("</method>");
         }
-        return text + QStringLiteral("</interface>");
+        return text + QStringLiteral("</interface>") + ApplicationInterface::introspection();
     }
 
     bool handleMessage(const QDBusMessage& message, const QDBusConnection& connection) override {
+        if (application_.handleMessage(message, connection)) return true;
         if (!message.interface().isEmpty() && message.interface() != service) return false;
         const auto method = std::find_if(methods_.begin(), methods_.end(), [&](const Method& each) {
             return message.member() == QString::fromStdString(each.name);
@@ -56,9 +59,11 @@ class BusService::Object final : public QDBusVirtualObject {
 
  private:
     std::vector<Method> methods_;
+    ApplicationInterface application_;
 };
 
-BusService::BusService(std::vector<Method> methods) : object_(std::make_unique<Object>(std::move(methods))) {}
+BusService::BusService(std::vector<Method> methods, ApplicationInterface application)
+    : object_(std::make_unique<Object>(std::move(methods), std::move(application))) {}
 
 BusService::~BusService() {
     if (!claimed_) return;

@@ -3,6 +3,8 @@
 // program is controlled.
 #pragma once
 
+#include "Linux/Desktop/ApplicationInterface.h"
+
 #include <functional>
 #include <memory>
 #include <optional>
@@ -15,9 +17,9 @@ namespace lumicrate::desktop {
 /// bus of its own.
 bool sessionBusExists();
 
-/// The service "org.lumicrate.Lumicrate" with one object, "/org/lumicrate/Lumicrate", whose interface has the
-/// name of the service. Its methods have no argument or one string, and return nothing or one string. Main
-/// thread; needs a running Qt event loop.
+/// The service `applicationId` with one object, `applicationObjectPath`. It has org.freedesktop.Application,
+/// and an interface with the name of the service. The latter's methods have no argument or one string, and
+/// return nothing or one string. Main thread; needs a running Qt event loop.
 class BusService {
  public:
     /// `call` receives the argument of a method that takes one, and otherwise nothing. Its result is the
@@ -34,7 +36,7 @@ class BusService {
         noBus,    ///< there is no session bus
     };
 
-    explicit BusService(std::vector<Method> methods);
+    BusService(std::vector<Method> methods, ApplicationInterface application);
     /// Releases the name.
     ~BusService();
     BusService(const BusService&) = delete;

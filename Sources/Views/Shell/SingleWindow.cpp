@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "Views/Shell/SingleWindow.h"
 
+#include "Views/Shell/Launch.h"
+
 namespace lumicrate::views {
 
 void bringForward(QWidget& window) {
@@ -8,6 +10,7 @@ void bringForward(QWidget& window) {
     window.show();
     window.raise();
     window.activateWindow();
+    Launch::activate(window);
 }
 
 SingleWindow::~SingleWindow() {

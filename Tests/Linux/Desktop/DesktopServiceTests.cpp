@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // Services on a private session bus: the program's own, and those of the desktop that it calls.
+#include "Linux/Desktop/ApplicationInterface.h"
 #include "Linux/Desktop/DesktopServices.h"
 #include "Linux/Desktop/SessionBus.h"
 #include "Linux/Desktop/UserNotifications.h"
@@ -71,17 +72,35 @@ TEST_F(DesktopServiceTests, OneInstanceOwnsTheNameAndAnswersCalls) {
     const std::vector<BusService::Method> methods{
         {"Toggle", false, false, [&](const std::string&) { return std::to_string(++toggled); }},
         {"Echo", true, true, [](const std::string& text) { return "“" + text + "”"; }}};
+    std::vector<ApplicationCall> asked;
+    const ApplicationInterface application([](const std::string& name) { return name == "record-area"; },
+                                           [&](const ApplicationCall& each) { asked.push_back(each); });
     EXPECT_EQ(call("Toggle"), std::nullopt);
     {
-        BusService first(methods);
+        BusService first(methods, application);
         ASSERT_EQ(first.claim(), BusService::Outcome::claimed);
         EXPECT_EQ(call("Toggle"), "");
         EXPECT_EQ(toggled, 1);
         EXPECT_EQ(call("Echo", "ä b"), "“ä b”");
         EXPECT_EQ(call("Nonsense"), std::nullopt);
+
+        const auto ask = [&](const ApplicationCall& request) {
+            auto answer = std::async(std::launch::async, [&] { return callRunningApplication(request); });
+            EXPECT_TRUE(await(
+                [&] { return answer.wait_for(std::chrono::milliseconds(1)) == std::future_status::ready; }));
+            return answer.get();
+        };
+        EXPECT_TRUE(ask({ApplicationCall::Open{{"/a/ä b#.mp4", "/c"}}, "launcher_TIME7"}));
+        EXPECT_TRUE(ask({ApplicationCall::Action{"record-area"}, ""}));
+        EXPECT_FALSE(ask({ApplicationCall::Action{"nonsense"}, ""}));
+        ASSERT_TRUE(await([&] { return asked.size() == 2; }));
+        EXPECT_EQ(asked[0].startupId, "launcher_TIME7");
+        EXPECT_EQ(std::get<ApplicationCall::Open>(asked[0].request).files,
+                  (std::vector<std::filesystem::path>{"/a/ä b#.mp4", "/c"}));
+        EXPECT_EQ(std::get<ApplicationCall::Action>(asked[1].request).name, "record-area");
     }
     EXPECT_EQ(call("Toggle"), std::nullopt);
-    BusService next(methods);
+    BusService next(methods, application);
     EXPECT_EQ(next.claim(), BusService::Outcome::claimed);
 }
 

@@ -10,8 +10,10 @@
 #include "Tests/Lumicrate/Overlays/FakeOverlayContents.h"
 #include "Tests/Lumicrate/Recording/RecorderFixture.h"
 #include "Tests/Stage/ChildProcess.h"
+#include "Tests/Stage/Xcb.h"
 #include "Views/MainWindow/MainWindow.h"
 #include "Views/MainWindow/RecordingList.h"
+#include "Views/Shell/Launch.h"
 #include "Views/Widgets/FlatButton.h"
 #include "Views/Widgets/Menus.h"
 #include "Views/Widgets/PictureRowDelegate.h"
@@ -28,6 +30,7 @@
 #include <QMenu>
 #include <QMimeData>
 #include <QTest>
+#include <QTimer>
 #include <QUrl>
 #include <fstream>
 
@@ -378,6 +381,33 @@ TEST_F(MainWindowTests, RemembersItsSizeAndFollowsTheTheme) {
     window.reset();
     window = std::make_unique<views::MainWindow>(*model);
     EXPECT_EQ(window->size(), QSize(600, 700));
+}
+
+TEST(LaunchTests, EndsTheFeedbackOfTheLauncher) {
+    EXPECT_EQ(views::Launch::timeIn("panel-1_TIME4294967295"), 4294967295U);
+    for (const char* id : {"", "token", "panel_TIME", "panel_TIME12x", "panel_TIME4294967296"})
+        EXPECT_EQ(views::Launch::timeIn(id), std::nullopt) << id;
+
+    const stage::XcbConnection panel("");
+    const std::uint32_t mask = XCB_EVENT_MASK_PROPERTY_CHANGE;
+    xcb_change_window_attributes(panel.get(), panel.screen()->root, XCB_CW_EVENT_MASK, &mask);
+    ASSERT_TRUE(panel.sync());
+    { const views::Launch launch("launcher \"7\"_TIME5"); }
+    const xcb_atom_t begin = stage::internAtom(panel.get(), "_NET_STARTUP_INFO_BEGIN");
+    const xcb_atom_t more = stage::internAtom(panel.get(), "_NET_STARTUP_INFO");
+    std::string text;
+    QTimer pulse;
+    pulse.start(5);
+    ASSERT_TRUE(await([&] {
+        while (const stage::XcbReply<xcb_generic_event_t> event{xcb_poll_for_event(panel.get())}) {
+            const auto& message = reinterpret_cast<const xcb_client_message_event_t&>(*event);
+            if ((event->response_type & 0x7f) == XCB_CLIENT_MESSAGE &&
+                (message.type == begin || message.type == more))
+                text.append(reinterpret_cast<const char*>(message.data.data8), 20);
+        }
+        return !text.empty() && text.back() == '\0';
+    }));
+    EXPECT_STREQ(text.c_str(), R"(remove: ID="launcher \"7\"_TIME5")");
 }
 
 TEST(MenusTests, ShowKeysWithoutBindingThem) {
