@@ -12,6 +12,7 @@
 #include "App/SystemServices.h"
 #include "Linux/Desktop/ApplicationInterface.h"
 #include "Linux/Desktop/DesktopServices.h"
+#include "Linux/Desktop/LauncherEntry.h"
 #include "Linux/Desktop/SessionBus.h"
 #include "Linux/Desktop/URLSession.h"
 #include "Linux/Desktop/UserNotifications.h"
@@ -20,6 +21,7 @@
 #include "Lumicrate/Shell/AppDelegate.h"
 #include "Lumicrate/Shell/LauncherActions.h"
 #include "Lumicrate/Shell/MenuBar.h"
+#include "Lumicrate/Shell/RecordingBadge.h"
 #include "Lumicrate/Shell/RecordingNotifications.h"
 #include "Lumicrate/Shell/RemoteControl.h"
 #include "Lumicrate/Shell/UpdateChecker.h"
@@ -92,6 +94,7 @@ class DesktopApp {
                           [this] { windows_.showMain(); },
                           [this](const std::filesystem::path& url) { previews_.windows.show(url); },
                           [this](const std::filesystem::path& url) { showInFolder(url); }}),
+          badge_(system_.executor, services_.recorder, services_.mixdown.progress(), launcherEntry_),
           control_(services_.recorder,
                    {[this] { windows_.showMain(); }, [this] { quit(); },
                     [this](const std::filesystem::path& url) { previews_.windows.show(url); }}),
@@ -241,6 +244,8 @@ class DesktopApp {
     UpdateChecker updates_;
     desktop::UserNotifications center_;
     RecordingNotifications notifications_;
+    desktop::LauncherEntry launcherEntry_;
+    RecordingBadge badge_;
     RemoteControl control_;
     LauncherActions launcherActions_;
     desktop::BusService bus_;

@@ -41,14 +41,22 @@ printf '[General]\n%s\n' welcomeShown=true countdown=false openPreview=false cap
   >"$XDG_CONFIG_HOME/Lumicrate/lumicrate.conf"
 
 has_ended || fail "The program runs already."
+badges=$XDG_RUNTIME_DIR/badges
+dbus-monitor "interface='com.canonical.Unity.LauncherEntry'" >"$badges" &
+trap 'kill $(jobs -p) 2>/dev/null || true' EXIT
+# badge PATTERN: whether the newest badge of the entry is like this.
+badge() { tail -n 30 "$badges" | tr -d '\n' | grep -q ".*application://$id.desktop.*$1"; }
+await "the badges are watched" test -s "$badges"
 call ActivateAction record-screen '[]' '{}' >/dev/null
 await "an action of the entry records" state_is recording
 process=$(bus GetConnectionUnixProcessID | grep -o '[0-9]*,' | tr -d ,)
 [ "$(readlink "/proc/$process/exe")" = "$(readlink -f "$(command -v lumicrate)")" ] || fail "Another program was started."
 if call ActivateAction nonsense '[]' '{}' >/dev/null 2>&1; then fail "An unknown action is accepted."; fi
 await "a second is recorded" has_recorded
+await "the launcher shows it" badge 'count".*int64 1.*count-visible".*boolean true.*progress-visible".*boolean false'
 lumicrate toggle
 await "the recording is saved" state_is idle
+await "the launcher shows it no longer" badge 'count-visible".*boolean false'
 recording=$(lumicrate recordings --json | sed -n 's/.*"path": *"\([^"]*\)".*/\1/p')
 [ -f "$recording" ] || fail "There is not one recording: $recording"
 echo "The bus starts the program, whose action records $recording."

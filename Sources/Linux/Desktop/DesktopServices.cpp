@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "Linux/Desktop/DesktopServices.h"
 
+#include "Linux/Desktop/Inhibition.h"
 #include "Linux/Desktop/ServiceCall.h"
 #include "Linux/Desktop/SessionBus.h"
 #include "Support/Error.h"
@@ -24,54 +25,6 @@
 namespace lumicrate::desktop {
 
 namespace {
-
-QDBusMessage screenSaverCall(const QString& method) {
-    return QDBusMessage::createMethodCall(QStringLiteral("org.freedesktop.ScreenSaver"),
-                                          QStringLiteral("/org/freedesktop/ScreenSaver"),
-                                          QStringLiteral("org.freedesktop.ScreenSaver"), method);
-}
-
-void uninhibit(std::uint32_t cookie) {
-    QDBusMessage call = screenSaverCall(QStringLiteral("UnInhibit"));
-    call << cookie;
-    QDBusConnection::sessionBus().send(call);
-}
-
-/// Holds the cookie of an inhibition. If the activity ends before the service has replied, the pending call
-/// keeps the state and releases the cookie as soon as it arrives.
-class ScreenSaverInhibition final : public NSActivity {
- public:
-    explicit ScreenSaverInhibition(const std::string& reason) {
-        if (!sessionBusExists()) return;
-        QDBusMessage call = screenSaverCall(QStringLiteral("Inhibit"));
-        call << QStringLiteral("Lumicrate") << QString::fromStdString(reason);
-        callService<std::uint32_t>(
-            call, nullptr, [state = state_](const QDBusPendingReply<std::uint32_t>& reply) {
-                log(LogArea::desktop,
-                    "screen saver: ", reply.isError() ? "no service to inhibit" : "inhibited");
-                if (reply.isError()) return;
-                if (state->ended) {
-                    uninhibit(reply.value());
-                } else {
-                    state->cookie = reply.value();
-                }
-            });
-    }
-    ScreenSaverInhibition(const ScreenSaverInhibition&) = delete;
-    ScreenSaverInhibition& operator=(const ScreenSaverInhibition&) = delete;
-    ~ScreenSaverInhibition() override {
-        state_->ended = true;
-        if (state_->cookie != 0) uninhibit(state_->cookie);
-    }
-
- private:
-    struct State {
-        std::uint32_t cookie = 0;
-        bool ended = false;
-    };
-
-    std::shared_ptr<State> state_ = std::make_shared<State>();
-};
 
 /// xdg-open ends itself within a few seconds if it finds no program to start.
 constexpr auto maxOpeningTime = std::chrono::seconds(10);
@@ -153,7 +106,7 @@ std::unique_ptr<NSActivity> ProcessInfo::beginActivity(std::uint64_t options, co
     constexpr std::uint64_t displaySleepDisabled = 1ULL << 40;
     if ((options & displaySleepDisabled) == 0) return std::make_unique<NSActivity>();
     if (inhibitor_) return inhibitor_(reason);
-    return std::make_unique<ScreenSaverInhibition>(reason);
+    return std::make_unique<Inhibition>(reason);
 }
 
 bool isUpdatedByStore() {

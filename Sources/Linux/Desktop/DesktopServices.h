@@ -12,8 +12,7 @@
 
 namespace lumicrate::desktop {
 
-/// Activities inhibit org.freedesktop.ScreenSaver, which every current desktop provides. Without a session
-/// bus or that service, activities have no effect.
+/// Activities are Inhibitions. Without the services that these ask, activities have no effect.
 class ProcessInfo final : public NSProcessInfo {
  public:
     /// Keeps the display awake while its result lives. `reason` is a sentence that the desktop may show.

@@ -11,11 +11,12 @@
 
 namespace lumicrate::desktop {
 
-/// Sends a call on the session bus, and later calls `handle` with a QDBusPendingReply<Result...>, unless the
-/// owner has been destroyed.
+/// Sends a call on the session bus or another one, and later calls `handle` with a
+/// QDBusPendingReply<Result...>, unless the owner has been destroyed.
 template <class... Result, class Handler>
-void callService(const QDBusMessage& call, QObject* owner, Handler handle) {
-    auto* watcher = new QDBusPendingCallWatcher(QDBusConnection::sessionBus().asyncCall(call), owner);
+void callService(const QDBusMessage& call, QObject* owner, Handler handle,
+                 const QDBusConnection& bus = QDBusConnection::sessionBus()) {
+    auto* watcher = new QDBusPendingCallWatcher(bus.asyncCall(call), owner);
     QObject::connect(watcher, &QDBusPendingCallWatcher::finished, watcher,
                      [watcher, handle = std::move(handle)] {
                          watcher->deleteLater();

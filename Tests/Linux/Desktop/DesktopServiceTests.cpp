@@ -9,14 +9,19 @@
 #include "Tests/Linux/Desktop/EventLoop.h"
 #include "Tests/Linux/TemporaryFolder.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <poll.h>
+#include <unistd.h>
 
 #include <QDBusConnection>
 #include <QDBusMessage>
+#include <QDBusUnixFileDescriptor>
 #include <QDBusVariant>
 #include <QDBusVirtualObject>
 #include <QStringList>
+#include <array>
 #include <csignal>
 #include <future>
 
@@ -104,23 +109,48 @@ TEST_F(DesktopServiceTests, OneInstanceOwnsTheNameAndAnswersCalls) {
     EXPECT_EQ(next.claim(), BusService::Outcome::claimed);
 }
 
-TEST_F(DesktopServiceTests, AnActivityInhibitsTheScreenSaverUntilItEnds) {
+TEST_F(DesktopServiceTests, AnActivityInhibitsTheDesktopAndLogindUntilItEnds) {
     constexpr auto awake = NSProcessInfo::activityUserInitiatedDisplayAwake;
     ProcessInfo process;
     fake.reply = 41U;
     provide("org.freedesktop.ScreenSaver", "/org/freedesktop/ScreenSaver");
+    provide("org.freedesktop.PowerManagement", "/org/freedesktop/PowerManagement/Inhibit");
+    // Its end of a pipe is closed with the last copy of the other end.
+    FakeService logind;
+    ASSERT_TRUE(desktop.registerVirtualObject("/org/freedesktop/login1", &logind) &&
+                desktop.registerService("org.freedesktop.login1"));
+    std::array<int, 2> pipe{};
+    const auto offerPipe = [&] {
+        ASSERT_EQ(::pipe2(pipe.data(), O_CLOEXEC), 0);
+        logind.reply = QVariant::fromValue(QDBusUnixFileDescriptor(pipe[1]));
+        close(pipe[1]);
+    };
+    const auto isReleased = [&] {
+        logind.reply.clear();
+        pollfd end{pipe[0], 0, 0};
+        return await([&] { return poll(&end, 1, 0) == 1; });
+    };
+    offerPipe();
     const auto quiet = process.beginActivity(0x00FFFFFF, "allows the display to sleep");
     auto activity = process.beginActivity(awake, "Screen recording in progress");
-    ASSERT_TRUE(await([&] { return fake.calls["Inhibit"].size() == 1; }));
+    ASSERT_TRUE(await([&] { return fake.calls["Inhibit"].size() == 2 && !logind.calls.empty(); }));
     EXPECT_EQ(fake.calls["Inhibit"][0], (QVariantList{"Lumicrate", "Screen recording in progress"}));
+    EXPECT_EQ(logind.calls["Inhibit"],
+              (QList<QVariantList>{{"sleep:idle", "Lumicrate", "Screen recording in progress", "block"}}));
     EXPECT_TRUE(fake.calls["UnInhibit"].empty());
     activity.reset();
-    ASSERT_TRUE(await([&] { return fake.calls["UnInhibit"].size() == 1; }));
-    // Ends before the service has replied.
-    fake.reply = 42U;
-    process.beginActivity(awake, "short").reset();
     ASSERT_TRUE(await([&] { return fake.calls["UnInhibit"].size() == 2; }));
-    EXPECT_EQ(fake.calls["UnInhibit"], (QList<QVariantList>{{41U}, {42U}}));
+    EXPECT_TRUE(isReleased());
+    close(pipe[0]);
+    // Ends before the services have replied.
+    fake.reply = 42U;
+    offerPipe();
+    process.beginActivity(awake, "short").reset();
+    ASSERT_TRUE(await([&] { return fake.calls["UnInhibit"].size() == 4; }));
+    EXPECT_EQ(fake.calls["UnInhibit"], (QList<QVariantList>{{41U}, {41U}, {42U}, {42U}}));
+    ASSERT_TRUE(await([&] { return logind.calls["Inhibit"].size() == 2; }));
+    EXPECT_TRUE(isReleased());
+    close(pipe[0]);
 }
 
 TEST_F(DesktopServiceTests, TimeAwakeAndAsleepIsTheUptime) {
@@ -238,6 +268,8 @@ TEST_F(WorkspaceTests, ShowsFilesInTheFileManagerOrOpensTheirFolder) {
 
 int main(int argc, char** argv) {
     testing::InitGoogleTest(&argc, argv);
+    // The services of the system are doubles on the same private bus.
+    qputenv("DBUS_SYSTEM_BUS_ADDRESS", qgetenv("DBUS_SESSION_BUS_ADDRESS"));
     const QCoreApplication application(argc, argv);
     return RUN_ALL_TESTS();
 }

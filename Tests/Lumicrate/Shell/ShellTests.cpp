@@ -2,6 +2,7 @@
 // The tray menu, remote control, and quitting.
 #include "Lumicrate/Shell/AppDelegate.h"
 #include "Lumicrate/Shell/MenuBar.h"
+#include "Lumicrate/Shell/RecordingBadge.h"
 #include "Lumicrate/Shell/RecordingNotifications.h"
 #include "Lumicrate/Shell/RemoteControl.h"
 #include "Tests/Lumicrate/Recording/RecorderFixture.h"
@@ -176,6 +177,32 @@ TEST_F(ShellTests, ARecordingWhoseBarWouldBeInThePictureIsStoppedFromANotificati
     EXPECT_EQ(*recorder->state, State::stopping);
     complete();
     EXPECT_FALSE(center.shown);
+}
+
+TEST_F(ShellTests, TheLauncherShowsTheMinuteOfTheRecording) {
+    struct FakeTile final : NSDockTile {
+        void setBadge(const DockTileBadge& badge) override { shown.push_back(badge); }
+        std::vector<DockTileBadge> shown;
+    } tile;
+    Published<std::optional<double>> mixing;
+    const RecordingBadge badge(executor, make(), mixing, tile);
+    record();
+    executor.advance(59s);
+    EXPECT_THAT(tile.shown, ElementsAre(DockTileBadge{1, {}}));
+    executor.advance(2s);
+    recorder->togglePause();
+    executor.advance(10min);
+    EXPECT_THAT(tile.shown, ElementsAre(DockTileBadge{1, {}}, DockTileBadge{2, {}}));
+    tile.shown.clear();
+    recorder->togglePause();
+    executor.advance(60s);
+    stopAndComplete();
+    executor.advance(10min);
+    for (const std::optional<double> progress :
+         {std::optional(0.5), std::optional(0.501), std::optional<double>()})
+        mixing = progress;
+    EXPECT_THAT(tile.shown,
+                ElementsAre(DockTileBadge{3, {}}, DockTileBadge(), DockTileBadge{{}, 0.5}, DockTileBadge()));
 }
 
 TEST_F(ShellTests, OtherProgramsControlTheApplication) {
