@@ -2,6 +2,9 @@
 #include "App/AppWindows.h"
 
 #include "App/CaptureBackend.h"
+#include "Linux/Desktop/LoginItem.h"
+#include "Linux/Portal/LoginItemPortal.h"
+#include "Linux/Portal/PortalBus.h"
 #include "Lumicrate/Library/DerivedFiles.h"
 #include "Lumicrate/Recording/SoundCheck.h"
 #include "Support/DispatchQueue.h"
@@ -25,8 +28,11 @@ std::filesystem::path homeFolder() {
     return QStandardPaths::writableLocation(QStandardPaths::HomeLocation).toStdString();
 }
 
-std::filesystem::path ownProgram() {
-    return QFileInfo(QCoreApplication::applicationFilePath()).absoluteFilePath().toStdString();
+/// Starts the program that is running, which is the installed one unless it is run from a build folder.
+std::unique_ptr<SMAppService> makeLoginItem(NSUserDefaults& defaults) {
+    if (portal::isSandboxed()) return std::make_unique<portal::LoginItemPortal>(defaults);
+    return std::make_unique<desktop::LoginItem>(
+        QFileInfo(QCoreApplication::applicationFilePath()).absoluteFilePath().toStdString());
 }
 
 }  // namespace
@@ -55,7 +61,7 @@ AppWindows::AppWindows(SystemServices& system, DesktopSession& session, Recorder
       workspace_(workspace),
       commands_(std::move(commands)),
       info_(appInfo()),
-      loginItem_(ownProgram()),
+      loginItem_(makeLoginItem(system.defaults)),
       content_(contentServices()),
       permissions_({}, [this] { checkPermissions([] {}); }),
       closeWatch_(std::make_unique<CloseWatch>(commands_.mainClosed)) {}
@@ -100,7 +106,7 @@ void AppWindows::showSettings() {
         return std::make_unique<views::SettingsWindow>(std::make_unique<SettingsModel>(
             SettingsModel::Services{{system_.defaults, services_.hotKeys, session_.keyMonitor,
                                      [this] { services_.recorder.registerHotKeys(); }, QApplication::beep},
-                                    loginItem_,
+                                    *loginItem_,
                                     services_.recorder.microphones,
                                     services_.recorder.cameras,
                                     services_.recorder.unavailableHotKeys,
@@ -125,7 +131,7 @@ void AppWindows::showWelcomeIfDue() {
     if (!Welcome::isDue(system_.defaults)) return;
     windows_.show("welcome", [this] {
         return std::make_unique<views::WelcomeWindow>(
-            std::make_unique<Welcome>(system_.defaults, loginItem_, services_.folder.folder(), homeFolder(),
+            std::make_unique<Welcome>(system_.defaults, *loginItem_, services_.folder.folder(), homeFolder(),
                                       services_.hotKeys.assignment()));
     });
 }

@@ -6,12 +6,12 @@
 #include "App/RecorderServices.h"
 #include "App/SystemServices.h"
 #include "Linux/Desktop/DesktopServices.h"
-#include "Linux/Desktop/LoginItem.h"
 #include "Linux/Media/Images/ImageIO.h"
 #include "Lumicrate/Library/RecordingLibrary.h"
 #include "Lumicrate/MainWindow/MainWindowModel.h"
 #include "Lumicrate/Shell/MenuItem.h"
 #include "Platform/NSAlert.h"
+#include "Platform/SMAppService.h"
 #include "Support/DispatchQueue.h"
 #include "Support/Task.h"
 #include "Views/MainWindow/MainWindow.h"
@@ -81,7 +81,7 @@ class AppWindows {
     desktop::Workspace& workspace_;
     Commands commands_;
     AppInfo info_;
-    desktop::LoginItem loginItem_;
+    std::unique_ptr<SMAppService> loginItem_;
     media::ImageIO images_;
     MainWindowModel content_;
     Permissions permissions_;

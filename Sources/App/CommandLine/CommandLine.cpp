@@ -2,6 +2,7 @@
 #include "App/CommandLine/CommandLine.h"
 
 #include "App/SystemServices.h"
+#include "Lumicrate/Shell/LauncherActions.h"
 
 #include <fmt/format.h>
 
@@ -29,6 +30,12 @@ void printHelp() {
     fmt::print("{}\n", localized("Usage: lumicrate [--background]"));
     fmt::print("  {:<12}{}\n", "",
                localized("Start the application; with --background, without its window."));
+    fmt::print("{}\n", localized("   or: lumicrate PATH/FILE…"));
+    fmt::print("  {:<12}{}\n", "", localized("Show recordings in their previews."));
+    fmt::print("{}\n", localized("   or: lumicrate --action ACTION"));
+    fmt::print("  {:<12}{}\n", "", localized("What the icon in a launcher offers; ACTION is one of these:"));
+    for (const LauncherAction action : allCases<LauncherAction>())
+        fmt::print("  {:<12}{}\n", "", rawValue(action));
     fmt::print("{}\n", localized("   or: lumicrate COMMAND [OPTIONS]"));
     for (const Command* command : recorderCommands)
         printSummary(*command);

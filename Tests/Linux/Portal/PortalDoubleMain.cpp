@@ -214,6 +214,8 @@ class Portal final : public QDBusVirtualObject {
             if (value("binds") == "all") bind(call.arguments().value(1));
             results = {
                 {"shortcuts", QVariant::fromValue(value("binds") == "all" ? shortcuts_ : QList<Shortcut>())}};
+        } else if (call.member() == "RequestBackground") {
+            results = {{"background", true}, {"autostart", options.value("autostart")}};
         } else if (call.member() == "ListShortcuts") {
             results = {{"shortcuts", QVariant::fromValue(shortcuts_)}};
         }

@@ -6,12 +6,14 @@
 #include "Linux/Portal/CameraPortal.h"
 #include "Linux/Portal/GlobalShortcutsPortal.h"
 #include "Linux/Portal/InhibitPortal.h"
+#include "Linux/Portal/LoginItemPortal.h"
 #include "Linux/Portal/PortalError.h"
 #include "Linux/Portal/PortalHotKeys.h"
 #include "Linux/Portal/ScreenCastPortal.h"
 #include "Tests/Linux/Desktop/EventLoop.h"
 #include "Tests/Linux/PipeWire/VirtualCamera.h"
 #include "Tests/Linux/Portal/PortalDouble.h"
+#include "Tests/Lumicrate/FakePlatform.h"
 #include "Tests/Stage/SoundServer.h"
 
 #include <gmock/gmock.h>
@@ -455,6 +457,23 @@ TEST_F(PortalTests, TheDesktopStaysAwakeWhileItIsInhibited) {
         isRefused = true;
     });
     EXPECT_TRUE(await([&] { return isRefused; }));
+}
+
+TEST_F(PortalTests, StartsAtLoginUnlessTheUserForbidsIt) {
+    test::FakeDefaults defaults;
+    LoginItemPortal item(defaults);
+    EXPECT_FALSE(item.isEnabled());
+    item.registerLoginItem();
+    EXPECT_TRUE(item.isEnabled());
+    ASSERT_TRUE(awaitCalls({"RequestBackground '' autostart=true commandline= reason="}));
+    finish(screens_.queryAbilities());  // the answer arrives before this one
+    EXPECT_TRUE(item.isEnabled());
+    item.unregisterLoginItem();
+    ASSERT_TRUE(awaitCalls({"RequestBackground '' autostart=false"}));
+    EXPECT_FALSE(item.isEnabled());
+    double_->set("RequestBackground", "cancelled");
+    item.registerLoginItem();
+    EXPECT_TRUE(await([&] { return !item.isEnabled(); }));
 }
 
 TEST_F(PortalTests, AppearanceFollowsTheDesktop) {
