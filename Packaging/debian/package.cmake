@@ -23,8 +23,9 @@ set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
 # Loaded or called by the program only where they are there: players, sound and cameras, the portal, xdg-open, the bus.
 set(CPACK_DEBIAN_PACKAGE_RECOMMENDS
     "dbus-user-session | dbus-x11, libmpv2, pipewire, pipewire-pulse, qt6-translations-l10n, wireplumber, xdg-desktop-portal, xdg-utils")
-set(CPACK_DEBIAN_PACKAGE_DESCRIPTION "records the screen, a window, an area, a camera or sound
-Lumicrate records a screen, a window, an area, a camera or sound alone, with
+set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "recorder of the screen, of windows, of cameras and of sound")
+set(CPACK_DEBIAN_PACKAGE_DESCRIPTION
+    "Lumicrate records a screen, a window, an area, a camera or sound alone, with
 system audio and microphone mixed or as separate tracks, and with the picture
 of a camera in a bubble over the screen. Recordings are watched, trimmed,
 mixed, converted and turned into animated GIFs.

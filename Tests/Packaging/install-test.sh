@@ -27,6 +27,7 @@ appstreamcli validate --no-net "$installed/share/metainfo/$id.metainfo.xml"
 version=$("$installed/bin/lumicrate" --version)
 grep -q "<release version=\"${version#lumicrate }\"" "$installed/share/metainfo/$id.metainfo.xml" ||
   fail "The metainfo has no release ${version#lumicrate }."
+python3 -m json.tool "$here"/../../Packaging/flatpak/*.json >/dev/null
 for size in 16 22 24 32 48 64 128 256 512; do
   picture=$installed/share/icons/hicolor/${size}x$size/apps/$id.png
   [ "$(ffprobe -v error -show_entries stream=width,height -of csv=p=0 "$picture")" = "$size,$size" ] ||
