@@ -17,10 +17,9 @@ SerialQueue::~SerialQueue() {
 }
 
 void SerialQueue::async(Work work) {
-    {
-        const std::lock_guard lock(mutex_);
-        work_.push_back(std::move(work));
-    }
+    // Notified under the lock: once it is free, the work may have run and its result may end this queue.
+    const std::lock_guard lock(mutex_);
+    work_.push_back(std::move(work));
     changed_.notify_one();
 }
 
