@@ -184,8 +184,8 @@ TEST_F(ShellTests, TheLauncherShowsTheMinuteOfTheRecording) {
         void setBadge(const DockTileBadge& badge) override { shown.push_back(badge); }
         std::vector<DockTileBadge> shown;
     } tile;
-    Published<std::optional<double>> mixing;
-    const RecordingBadge badge(executor, make(), mixing, tile);
+    Published<std::optional<double>> mixdown;
+    const RecordingBadge badge(executor, make(), mixdown, tile);
     record();
     executor.advance(59s);
     EXPECT_THAT(tile.shown, ElementsAre(DockTileBadge{1, {}}));
@@ -200,7 +200,7 @@ TEST_F(ShellTests, TheLauncherShowsTheMinuteOfTheRecording) {
     executor.advance(10min);
     for (const std::optional<double> progress :
          {std::optional(0.5), std::optional(0.501), std::optional<double>()})
-        mixing = progress;
+        mixdown = progress;
     EXPECT_THAT(tile.shown,
                 ElementsAre(DockTileBadge{3, {}}, DockTileBadge(), DockTileBadge{{}, 0.5}, DockTileBadge()));
 }
