@@ -53,6 +53,9 @@ std::optional<std::string> PseudoCatalogue::find(const std::string& context, con
     // Patterns of dates have letters with a meaning.
     if (!english || context == "date") return english;
     const QString plain = QString::fromStdString(*english);
+    constexpr QChar leftToRightIsolate(0x2066);
+    constexpr QChar endOfIsolate(0x2069);
+    if (context == "size") return (leftToRightIsolate + plain + endOfIsolate).toStdString();
     const QString result = u'[' + withAccents(plain) + padding(plain.size()) + u']';
     constexpr QChar rightToLeftMark(0x200f);
     return (rightToLeft_ ? rightToLeftMark + result + rightToLeftMark : result).toStdString();

@@ -83,8 +83,10 @@ std::string formatClock(double seconds) {
 }
 
 std::string formatPixels(const Size& points, double scale) {
-    return std::to_string(wholePixels(points.width, scale)) + " × " +
-           std::to_string(wholePixels(points.height, scale));
+    // Translators: a width and a height. The width comes first in all languages: where these are written from
+    // right to left, put it between U+2066 and U+2069.
+    return filledIn(localizedIn("size", "{} × {}"), {std::to_string(wholePixels(points.width, scale)),
+                                                     std::to_string(wholePixels(points.height, scale))});
 }
 
 std::string formatTenths(double value) {

@@ -21,8 +21,9 @@ constexpr int buttonMargin = 8;
 
 QRect RecordingDelegate::buttonRect(const QStyleOptionViewItem& option) {
     const QRect& row = option.rect;
-    return {row.right() + 1 - buttonMargin - buttonSide, row.top() + (row.height() - buttonSide) / 2,
-            buttonSide, buttonSide};
+    const QRect place(row.right() + 1 - buttonMargin - buttonSide,
+                      row.top() + (row.height() - buttonSide) / 2, buttonSide, buttonSide);
+    return QStyle::visualRect(option.direction, row, place);
 }
 
 int RecordingDelegate::reserved() const {
@@ -89,7 +90,8 @@ void RecordingDelegate::updateEditorGeometry(QWidget* editor, const QStyleOption
                                              const QModelIndex&) const {
     const QRect line = nameRect(option);
     const int height = editor->sizeHint().height();
-    editor->setGeometry(line.left() - 4, line.center().y() - height / 2, line.width() + 4, height);
+    const QRect place(line.left() - 4, line.center().y() - height / 2, line.width() + 4, height);
+    editor->setGeometry(option.direction == Qt::LeftToRight ? place : place.translated(4, 0));
 }
 
 }  // namespace lumicrate::views

@@ -47,6 +47,8 @@ void reserveWidth(QLabel& label, double duration) {
 TransportBar::TransportBar(PlayerModel& player, std::function<void()> toggleFullScreen, QWidget* parent)
     : QWidget(parent), player_(player) {
     namespace control = overlay::control;
+    // Time runs from left to right in players of all languages.
+    setLayoutDirection(Qt::LeftToRight);
     auto* row = new QHBoxLayout(this);
     row->setContentsMargins(control::barPadding, control::barPadding, control::barPadding,
                             control::barPadding);

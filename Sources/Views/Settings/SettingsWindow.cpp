@@ -60,8 +60,8 @@ class SidebarDelegate final : public QStyledItemDelegate {
             option.palette.color(chosen && focused ? QPalette::HighlightedText : QPalette::WindowText));
         painter->setFont(option.font);
         painter->drawText(line.adjusted(mirrored ? inset : beside, 0, mirrored ? -beside : -inset, 0),
-                          Qt::AlignVCenter | (mirrored ? Qt::AlignRight : Qt::AlignLeft),
-                          index.data().toString());
+                          // Where writing begins: mirrored by the painter.
+                          Qt::AlignVCenter | Qt::AlignLeft, index.data().toString());
         painter->restore();
     }
 

@@ -47,6 +47,8 @@ ShortcutFieldView::ShortcutFieldView(ShortcutField& field)
     message_->setAlignment(Qt::AlignRight);
     message_->hide();
     setFocusProxy(button_);
+    // The symbols of keys have one order in all languages.
+    button_->setLayoutDirection(Qt::LeftToRight);
 
     connect(button_, &QPushButton::clicked, this, [this] { field_.press(); });
     connect(restore_, &QToolButton::clicked, this, [this] { field_.restoreDefault(); });

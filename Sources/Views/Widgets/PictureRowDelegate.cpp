@@ -33,16 +33,19 @@ QSize PictureRowDelegate::sizeHint(const QStyleOptionViewItem& option, const QMo
 
 QRect PictureRowDelegate::pictureRect(const QStyleOptionViewItem& option) {
     const QRect& row = option.rect;
-    return {row.left() + padding, row.top() + (row.height() - pictureHeight) / 2, pictureWidth,
-            pictureHeight};
+    const QRect place(row.left() + padding, row.top() + (row.height() - pictureHeight) / 2, pictureWidth,
+                      pictureHeight);
+    return QStyle::visualRect(option.direction, row, place);
 }
 
 QRect PictureRowDelegate::nameRect(const QStyleOptionViewItem& option) const {
     const int height = QFontMetrics(option.font).height();
     const int lines = height + 3 + QFontMetrics(detailFont(option)).height();
-    const int left = pictureRect(option).right() + 1 + padding + 4;
-    const int top = option.rect.top() + (option.rect.height() - lines) / 2;
-    return {left, top, option.rect.right() - padding - reserved() - left, height};
+    const QRect& row = option.rect;
+    const int left = row.left() + padding + pictureWidth + padding + 4;
+    const QRect place(left, row.top() + (row.height() - lines) / 2, row.right() - padding - reserved() - left,
+                      height);
+    return QStyle::visualRect(option.direction, row, place);
 }
 
 void PictureRowDelegate::paint(QPainter* painter, const QStyleOptionViewItem& option,
@@ -99,8 +102,10 @@ void PictureRowDelegate::paintTexts(QPainter& painter, const QStyleOptionViewIte
     if (index.data(marked).toBool()) {
         painter.setPen(Qt::NoPen);
         painter.setBrush(theme.accent);
-        painter.drawEllipse(QRectF(line.left(), line.center().y() - dot / 2.0 + 0.5, dot, dot));
-        line.setLeft(line.left() + dot + 6);
+        const QRect place(line.left(), line.top(), dot, line.height());
+        const QRectF mark = QStyle::visualRect(option.direction, line, place);
+        painter.drawEllipse(QRectF(mark.left(), line.center().y() - dot / 2.0 + 0.5, dot, dot));
+        line = QStyle::visualRect(option.direction, line, line.adjusted(dot + 6, 0, 0, 0));
     }
     painter.setFont(option.font);
     painter.setPen(option.palette.color(QPalette::Text));
