@@ -90,6 +90,13 @@ TEST(TextTests, DurationsAndByteCounts) {
         EXPECT_EQ(formatByteCount(bytes), text);
 }
 
+TEST(TextTests, PlaceholdersAreFilledInOrderOrByTheirNumbers) {
+    EXPECT_EQ(localized("{} of {}, {x} {", {"a", "b"}), "a of b, {x} {");
+    EXPECT_EQ(localized("{1}: {0}", {"a", "{}"}), "{}: a");
+    EXPECT_EQ(localizedPlural("{} picture", "{} pictures", 1), "1 picture");
+    EXPECT_EQ(localizedPlural("{} picture", "{} pictures", 0), "0 pictures");
+}
+
 TEST(PublishedTests, ChangesAreAnnouncedBeforeTheyTakeEffect) {
     Published<int> value(1);
     std::vector<std::pair<int, int>> seen;
