@@ -207,11 +207,14 @@ class PortalDoubleTests : public testing::Test {
             }
         });
     }
-    Outcome recordToEnd(const std::vector<std::string>& more) {
+    Program record(std::vector<std::string> arguments) const {
+        arguments.insert(arguments.end(), {"--backend", "portal"});
+        return Program(recordArguments(file, arguments), recorderLog);
+    }
+    Outcome recordToEnd(std::vector<std::string> arguments) const {
         std::filesystem::remove(file);
-        std::vector<std::string> arguments = more;
-        arguments.insert(arguments.end(), {"--backend", "portal", "--duration", "1"});
-        return run(recordArguments(file, arguments), recorderLog);
+        arguments.insert(arguments.end(), {"--duration", "1"});
+        return record(arguments).end();
     }
 
     TemporaryFolder folder;
@@ -255,6 +258,31 @@ TEST_F(PortalDoubleTests, ATokenOnTheCommandLineIsUsedAndTheNextOnePrinted) {
     const Outcome outcome = recordToEnd({"--screen", "--portal-token", "token-1"});
     EXPECT_THAT(portal.tell("Calls"), HasSubstr("token-1"));
     EXPECT_THAT(outcome.sentences(), ElementsAre("lumicrate: The next portal token is token-2"));
+}
+
+/// The movie is saved; what the user does is no failure.
+TEST_F(PortalDoubleTests, TheEndOfTheSharingIsAnErrorUnlessTheUserStopsIt) {
+    paint();
+    const struct {
+        const char* command;
+        int status;
+        std::vector<std::string> sentences;
+    } cases[] = {
+        {"CloseSessions", 0, {}},
+        {"Vanish", 1, {"lumicrate: Recording stopped: The desktop portal has stopped working."}},
+    };
+    for (const auto& [command, status, sentences] : cases) {
+        SCOPED_TRACE(command);
+        std::filesystem::remove(file);
+        Program program = record({"--screen"});
+        program.awaitState("recording");
+        awaitGrowth(file);
+        portal.tell(command);
+        const Outcome outcome = program.end();
+        EXPECT_EQ(outcome.status, status);
+        EXPECT_EQ(outcome.sentences(), sentences);
+        expectCounting(file, 3);
+    }
 }
 
 TEST_F(PortalDoubleTests, RefusalsAreSentences) {

@@ -11,7 +11,8 @@ void CastSource::Lifeline::end(const std::exception_ptr& error) {
     if (const FailureHandler report = std::exchange(onFailure_, nullptr)) report(error);
 }
 
-CastSource::CastSource(std::unique_ptr<SampleSource> pictures) : pictures_(std::move(pictures)) {}
+CastSource::CastSource(std::unique_ptr<SampleSource> pictures, PicturesEndedHandler onPicturesEnded)
+    : onPicturesEnded_(std::move(onPicturesEnded)), pictures_(std::move(pictures)) {}
 
 CastSource::~CastSource() {
     stop();
@@ -22,7 +23,9 @@ void CastSource::start(Handlers handlers) {
         const std::lock_guard lock(lifeline_->mutex_);
         lifeline_->onFailure_ = std::move(handlers.onFailure);
     }
-    handlers.onFailure = [lifeline = lifeline_](const std::exception_ptr& error) { lifeline->end(error); };
+    handlers.onFailure = [lifeline = lifeline_, ended = onPicturesEnded_](const std::exception_ptr& error) {
+        ended(lifeline, error);
+    };
     pictures_->start(std::move(handlers));
 }
 

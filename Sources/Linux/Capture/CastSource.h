@@ -5,12 +5,13 @@
 #include "Platform/SampleSource.h"
 
 #include <exception>
+#include <functional>
 #include <memory>
 #include <mutex>
 
 namespace lumicrate::capture {
 
-/// Reports a failure of its pictures or the end of the cast, whichever comes first.
+/// The owner of the cast decides what is reported when its pictures or the cast end.
 class CastSource final : public SampleSource {
  public:
     /// Through this, the owner of a cast ends the source, which may be gone already. Any thread.
@@ -25,7 +26,12 @@ class CastSource final : public SampleSource {
         FailureHandler onFailure_;  ///< while the source runs and has not failed
     };
 
-    explicit CastSource(std::unique_ptr<SampleSource> pictures);
+    /// Called on the source's thread when the pictures have failed. To be followed by a call of end(), there
+    /// or later.
+    using PicturesEndedHandler =
+        std::function<void(const std::shared_ptr<Lifeline>& source, const std::exception_ptr& error)>;
+
+    CastSource(std::unique_ptr<SampleSource> pictures, PicturesEndedHandler onPicturesEnded);
     ~CastSource() override;
 
     std::weak_ptr<Lifeline> lifeline() const { return lifeline_; }
@@ -37,6 +43,7 @@ class CastSource final : public SampleSource {
 
  private:
     std::shared_ptr<Lifeline> lifeline_ = std::make_shared<Lifeline>();
+    const PicturesEndedHandler onPicturesEnded_;
     std::unique_ptr<SampleSource> pictures_;
 };
 

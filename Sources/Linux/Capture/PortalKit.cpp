@@ -20,6 +20,8 @@ using namespace std::chrono_literals;
 
 /// For the first picture. Compositors send it at once.
 constexpr auto firstPictureTimeout = 3s;
+/// When the user stops the sharing, the pictures can end a little before the portal reports it.
+constexpr auto closingTimeout = 500ms;
 /// Keeps the numbers of shared windows apart from those of displays that no output matches.
 constexpr std::uint32_t windowNumbers = 0x4000'0000;
 
@@ -31,6 +33,16 @@ struct FirstPicture {
     CGImage image;
     std::exception_ptr error;
 };
+
+bool isEndOfCast(const std::exception_ptr& error) {
+    try {
+        std::rethrow_exception(error);
+    } catch (const pipewire::ScreenCastEnded&) {
+        return true;
+    } catch (...) {
+        return false;
+    }
+}
 
 FirstPicture takeFirstPicture(const pipewire::ScreenCast& target) {
     FirstPicture first;
@@ -74,6 +86,7 @@ struct PortalKit::Shared {
     SCSharedContent content;
     CGImage picture;  ///< of a display
     SCSharingRequest request;
+    bool hasOutputs = false;                     ///< the compositor tells its outputs
     std::weak_ptr<CastSource::Lifeline> source;  ///< that delivers it, if any
 };
 
@@ -81,7 +94,8 @@ PortalKit::PortalKit(Executor& executor, portal::Registry& registry, NSUserDefau
     : executor_(executor),
       defaults_(defaults),
       outputs_([] { return wayland::Outputs(); }),
-      portal_(executor, registry) {}
+      portal_(executor, registry),
+      self_(std::make_shared<PortalKit*>(this)) {}
 
 PortalKit::~PortalKit() = default;
 
@@ -217,7 +231,8 @@ Task<void> PortalKit::takeShared(SCSharingRequest request, portal::ScreenCast ca
     log(LogArea::capture, "portal: shares ", first.size.width, " × ", first.size.height, " pixels, node ",
         stream.nodeId, ", cursor mode ", static_cast<int>(cast.cursorMode()), ", display ",
         content.display ? content.display->displayID : 0);
-    shared_.reset(new Shared{std::move(cast), target, content, std::move(first.image), request, {}});
+    shared_.reset(new Shared{
+        std::move(cast), target, content, std::move(first.image), request, !outputDisplays().empty(), {}});
     shared_->cast.setOnClosed([this] { castClosed(); });
 }
 
@@ -239,16 +254,56 @@ SCDisplay PortalKit::displayOf(const portal::ScreenCastStream& stream, PixelSize
 }
 
 void PortalKit::castClosed() {
-    log(LogArea::capture, "portal: the desktop has ended the sharing");
     const auto source = shared_->source.lock();
     // A running recording keeps what it knows about its source until its end.
     if (source) {
-        source->end(std::make_exception_ptr(
-            SCStreamError(localized("The desktop has ended the sharing of the screen."))));
+        source->end(closingError());
     } else {
         shared_.reset();
         announceChange();
     }
+}
+
+/// Why the cast is closed. The portal does not say so: it closes a cast that the user stops, and those of a
+/// monitor or compositor that is gone.
+std::exception_ptr PortalKit::closingError() const {
+    int code = 0;
+    std::string sentence = localized("The desktop has ended the sharing of the screen.");
+    if (shared_->cast.isPortalGone()) {
+        sentence = localized("The desktop portal has stopped working.");
+    } else if (isSourceOnScreen()) {
+        code = SCStreamErrorUserStopped;
+    }
+    log(LogArea::capture, "portal: sharing ended from outside, code ", code);
+    return std::make_exception_ptr(SCStreamError(sentence, code));
+}
+
+/// False if an output has disappeared that the shared display was, or all of them. True where the compositor
+/// does not tell.
+bool PortalKit::isSourceOnScreen() const {
+    if (!shared_->hasOutputs) return true;
+    const std::vector<SCDisplay> outputs = outputDisplays();
+    const auto& display = shared_->content.display;
+    if (!display || display->connector.empty()) return !outputs.empty();
+    return std::ranges::find(outputs, display->connector, &SCDisplay::connector) != outputs.end();
+}
+
+/// On the source's thread.
+CastSource::PicturesEndedHandler PortalKit::picturesEndedHandler() {
+    return [&executor = executor_, self = std::weak_ptr(self_)](const auto& source, const auto& error) {
+        if (!isEndOfCast(error)) return source->end(error);
+        executor.post([self, source, error] {
+            const auto kit = self.lock();
+            if (!kit) return source->end(error);
+            (*kit)->ending_ = RunningTask((*kit)->executor_, (*kit)->endUnlessClosed(source, error));
+        });
+    };
+}
+
+Task<void> PortalKit::endUnlessClosed(std::shared_ptr<CastSource::Lifeline> source,
+                                      std::exception_ptr error) {
+    co_await sleepFor(executor_, closingTimeout);
+    source->end(error);
 }
 
 void PortalKit::announceChange() const {
@@ -313,7 +368,8 @@ std::unique_ptr<SampleSource> PortalKit::pictureSource(const SCContentFilter& /*
                                                        const SCStreamConfiguration& configuration) {
     if (!shared_ || !shared_->cast.isOpen())
         throw SCStreamError(localized("Nothing is shared with Lumicrate."));
-    auto source = std::make_unique<CastSource>(pipewire::screenCastSource(shared_->target, configuration));
+    auto source = std::make_unique<CastSource>(pipewire::screenCastSource(shared_->target, configuration),
+                                               picturesEndedHandler());
     shared_->source = source->lifeline();
     return source;
 }

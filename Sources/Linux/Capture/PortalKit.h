@@ -75,6 +75,10 @@ class PortalKit final : public CaptureKit, public SCContentSharingPicker, public
     Task<void> ask(SCSharingRequest request, Completion<Answer> answer);
     Task<void> takeShared(SCSharingRequest request, portal::ScreenCast cast);
     void castClosed();
+    std::exception_ptr closingError() const;
+    bool isSourceOnScreen() const;
+    CastSource::PicturesEndedHandler picturesEndedHandler();
+    Task<void> endUnlessClosed(std::shared_ptr<CastSource::Lifeline> source, std::exception_ptr error);
     void announceChange() const;
     std::vector<SCDisplay> outputDisplays() const;
     SCDisplay displayOf(const portal::ScreenCastStream& stream, PixelSize pixels,
@@ -94,8 +98,10 @@ class PortalKit final : public CaptureKit, public SCContentSharingPicker, public
     std::string latestToken_;
     std::unique_ptr<Shared> shared_;
     std::optional<Completion<Answer>> open_;  ///< of the request that is open
+    std::shared_ptr<PortalKit*> self_;        ///< for work that other threads post
     SerialQueue queue_{"Lumicrate.first-picture"};
-    RunningTask asking_;  ///< destroyed first: it uses the rest
+    RunningTask ending_;  ///< of pictures that ended
+    RunningTask asking_;  ///< destroyed first, as ending_: they use the rest
 };
 
 }  // namespace lumicrate::capture

@@ -3,11 +3,11 @@
 
 #include "Linux/Pictures/PictureSource.h"
 #include "Linux/Pictures/SourceRegion.h"
-#include "Support/Error.h"
 #include "Support/Log.h"
 #include "Support/MediaTime.h"
 
 #include <algorithm>
+#include <string>
 #include <utility>
 
 namespace lumicrate::pipewire {
@@ -72,8 +72,11 @@ void ScreenCastPicture::configure(const SCStreamConfiguration& configuration) {
 
 void ScreenCastPicture::failIfGone() const {
     if (!stream_->hasFailed()) return;
-    log(LogArea::capture, "screen cast lost");
-    throw PlatformError(localized("The screen can no longer be captured."));
+    const bool isServerLost = !session_->isAlive();
+    log(LogArea::capture, "screen cast lost", isServerLost ? " with the server" : "");
+    const std::string sentence = localized("The screen can no longer be captured.");
+    if (isServerLost) throw PlatformError(sentence);
+    throw ScreenCastEnded(sentence);
 }
 
 bool ScreenCastPicture::processEvents() {

@@ -10,6 +10,7 @@
 #include "Linux/PipeWire/Session.h"
 #include "Platform/SampleSource.h"
 #include "Platform/ScreenCaptureKit.h"
+#include "Support/Error.h"
 
 #include <cstdint>
 #include <functional>
@@ -29,6 +30,12 @@ struct ScreenCast {
     std::function<void()> requestPicture = {};
 };
 
+/// The producer has ended the cast, while the server still runs.
+class ScreenCastEnded final : public PlatformError {
+ public:
+    using PlatformError::PlatformError;
+};
+
 /// Copies each changed pixel once, from the producer's memory. When the cast pauses, the picture stays as it
 /// is. What lies outside of the content is black.
 class ScreenCastPicture final : public pictures::LivePicture {
@@ -42,6 +49,7 @@ class ScreenCastPicture final : public pictures::LivePicture {
     void configure(const SCStreamConfiguration& configuration) override;
     /// Changes nothing: the desktop decides what it casts.
     void setFilter(const SCContentFilter& /*filter*/) override {}
+    /// Throws ScreenCastEnded, as does update().
     bool processEvents() override;
     std::optional<Time> nextUpdate() const override { return pictures::earliest({restartAt_, requestAt_}); }
     Changes update() override;

@@ -55,7 +55,9 @@ Task<Answer> PortalSession::ask(QString method, QVariantList arguments, QVariant
 
 void PortalSession::end(Answer::Outcome outcome) {
     if (!std::exchange(open_, false)) return;
-    log(LogArea::desktop, "portal: session of ", interface_.toStdString(), " closed");
+    portalGone_ = outcome == Answer::Outcome::unavailable;
+    log(LogArea::desktop, "portal: session of ", interface_.toStdString(),
+        portalGone_ ? " lost with the portal" : " closed by the portal");
     if (pending_) pending_->resolve({outcome, {}});
     notify();
 }

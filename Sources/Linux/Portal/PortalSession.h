@@ -33,6 +33,8 @@ class PortalSession final : public QObject {
 
     const QString& path() const { return path_; }
     bool isOpen() const { return open_; }
+    /// Whether the session has ended because the portal left the bus.
+    bool isPortalGone() const { return portalGone_; }
     /// `handler` is called once, from the executor, when the portal has closed the session or ended; also if
     /// that was before this call. It may destroy this.
     void setOnClosed(std::function<void()> handler);
@@ -50,6 +52,7 @@ class PortalSession final : public QObject {
     QString token_;
     QString path_;
     bool open_ = true;
+    bool portalGone_ = false;
     std::function<void()> onClosed_;
     std::optional<Completion<Answer>> pending_;
 };

@@ -63,6 +63,10 @@ bool ScreenCast::isOpen() const {
     return session_->isOpen();
 }
 
+bool ScreenCast::isPortalGone() const {
+    return session_->isPortalGone();
+}
+
 void ScreenCast::setOnClosed(std::function<void()> handler) {
     session_->setOnClosed(std::move(handler));
 }

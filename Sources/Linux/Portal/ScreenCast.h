@@ -69,6 +69,8 @@ class ScreenCast {
 
     /// False once the cast has been closed from outside.
     bool isOpen() const;
+    /// Whether it was closed by the end of the portal, rather than by the user or the compositor.
+    bool isPortalGone() const;
     /// `handler` is called once, from the executor, when the user, the compositor or the end of the portal
     /// has closed the cast; also if that was before this call. It may destroy the cast. The streams then
     /// deliver nothing more.
