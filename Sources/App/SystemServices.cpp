@@ -65,6 +65,7 @@ SystemServices::SystemServices()
       capture(*captureKit_),
       portalCapture(dynamic_cast<capture::PortalKit*>(captureKit_.get())) {
     RecordingOptions::registerDefaults(defaults);
+    if (portalCapture) sleepWatch.emplace([this] { portalCapture->noteWakeUp(); });
 }
 
 AppInfo appInfo() {

@@ -8,6 +8,7 @@
 #include "Linux/Capture/PortalKit.h"
 #include "Linux/Desktop/DesktopServices.h"
 #include "Linux/Desktop/FileManager.h"
+#include "Linux/Desktop/SleepWatch.h"
 #include "Linux/Desktop/UserDefaults.h"
 #include "Linux/Media/Editing/Assets.h"
 #include "Linux/Media/MovieFile/MovieRecovery.h"
@@ -20,6 +21,7 @@
 #include "Support/Notifications.h"
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -52,6 +54,7 @@ class SystemServices {
  public:
     capture::CaptureKit& capture;
     capture::PortalKit* portalCapture = nullptr;  ///< the same, if it is that of the portal
+    std::optional<desktop::SleepWatch> sleepWatch;
     media::Assets assets;
     NotificationCenter notifications;
 };

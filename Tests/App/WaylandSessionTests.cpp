@@ -193,16 +193,17 @@ class PortalDoubleTests : public testing::Test {
         if (painter.joinable()) painter.join();
     }
 
-    /// Shows a picture with numbers, thirty times a second.
+    /// Shows a picture with numbers, thirty times a second, on both screens.
     void paint(const stage::VirtualScreen::Facts& facts = {}) {
         painter = std::thread([this, facts] {
             stage::Image bar(stage::FrameNumber::barWidth, stage::FrameNumber::blockSize);
             const PixelRect place = facts.crop.value_or(PixelRect{0, 0, size.width, size.height});
-            for (int i = 0; !ends; ++i) {
-                stage::FrameNumber::draw(bar, i);
+            for (; !ends; ++painted) {
+                stage::FrameNumber::draw(bar, painted);
                 for (int y = 0; y < bar.height(); ++y)
                     std::copy_n(bar.row(y), bar.width(), picture.row(place.y + y) + place.x);
-                screen.offer(picture, facts);
+                if (!isStill) screen.offer(picture, facts);
+                later.offer(picture, facts);
                 pass(1.0 / 30);
             }
         });
@@ -222,8 +223,11 @@ class PortalDoubleTests : public testing::Test {
     stage::SoundServer sound;
     const PixelSize size{640, 480};
     stage::VirtualScreen screen{{.size = size}};
+    stage::VirtualScreen later{{.name = "later", .size = size}};  ///< for another cast
     stage::PortalDouble portal{{"node=" + std::to_string(screen.node()), "size=640x480"}};
     pictures::BgraPicture picture;
+    std::atomic<int> painted = 0;       ///< the number that is shown
+    std::atomic<bool> isStill = false;  ///< nothing is shown on the first screen
     std::atomic<bool> ends = false;
     std::thread painter;
 };
@@ -258,6 +262,40 @@ TEST_F(PortalDoubleTests, ATokenOnTheCommandLineIsUsedAndTheNextOnePrinted) {
     const Outcome outcome = recordToEnd({"--screen", "--portal-token", "token-1"});
     EXPECT_THAT(portal.tell("Calls"), HasSubstr("token-1"));
     EXPECT_THAT(outcome.sentences(), ElementsAre("lumicrate: The next portal token is token-2"));
+}
+
+/// When it stays paused, or sends nothing after the computer slept. Without a token it is kept, and may go
+/// on.
+TEST_F(PortalDoubleTests, ACastThatStopsIsReplacedByItsToken) {
+    paint();
+    for (const bool sleeps : {false, true}) {
+        SCOPED_TRACE(sleeps);
+        std::filesystem::remove(file);
+        portal.tell("Reset");
+        portal.set("valid", "token-2");
+        portal.set("token", sleeps ? "" : "token-2");
+        Program program = record({"--screen"});
+        program.awaitState("recording");
+        awaitGrowth(file);
+        portal.set("node", std::to_string(later.node()));
+        if (sleeps) {
+            isStill = true;
+            portal.tell("WakeUp");
+        } else {
+            screen.setActive(false);
+        }
+        for (const char* step : {"requested again", sleeps ? "no token for another one" : "continues with"})
+            EXPECT_TRUE(eventually([&] {
+                return program.process().standardError().find(step) != std::string::npos;
+            })) << step;
+        screen.setActive(true);
+        isStill = false;
+        const int resumed = painted;
+        EXPECT_TRUE(eventually([&] { return painted > resumed + 30; }));
+        EXPECT_EQ(program.stop().sentences(), std::vector<std::string>());
+        expectCounting(file, 20);
+        EXPECT_GT(numbersIn(file).back(), resumed);
+    }
 }
 
 /// The movie is saved; what the user does is no failure.

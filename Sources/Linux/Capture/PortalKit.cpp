@@ -77,6 +77,20 @@ const SCDisplay* findOutput(const std::vector<SCDisplay>& outputs, const portal:
     return found;
 }
 
+portal::ScreenCastRequest portalRequest(const SCSharingRequest& request, std::string token) {
+    const bool isWindow = request.kind == SCSharingRequest::Kind::window;
+    return {isWindow ? portal::SourceKind::window : portal::SourceKind::monitor, request.showsCursor,
+            std::move(token), std::string()};
+}
+
+/// As far as the portal describes them.
+bool isSameSource(const portal::ScreenCastStream& a, const portal::ScreenCastStream& b) {
+    if (a.source != b.source) return false;
+    if (!a.id.empty() && !b.id.empty()) return a.id == b.id;
+    // Only windows change their size.
+    return a.position == b.position && (a.source == portal::SourceKind::window || a.size == b.size);
+}
+
 }  // namespace
 
 /// What is shared now.
@@ -177,6 +191,7 @@ bool PortalKit::satisfies(const SCSharingRequest& request) const {
 
 void PortalKit::endSharing() {
     asking_.cancel();
+    renewing_.cancel();
     if (open_) open_->resolve({});
     if (!std::exchange(shared_, nullptr)) return;
     log(LogArea::capture, "portal: sharing ended");
@@ -187,10 +202,7 @@ Task<void> PortalKit::ask(SCSharingRequest request, Completion<Answer> answer) {
     Answer result;
     try {
         const std::string key = tokenKey(request);
-        const portal::ScreenCastRequest question{request.kind == SCSharingRequest::Kind::window
-                                                     ? portal::SourceKind::window
-                                                     : portal::SourceKind::monitor,
-                                                 request.showsCursor, takeToken(key), std::string()};
+        const portal::ScreenCastRequest question = portalRequest(request, takeToken(key));
         Task<std::optional<portal::ScreenCast>> choosing = portal_.choose(question);
         std::optional<portal::ScreenCast> cast = co_await choosing;
         if (cast) {
@@ -209,7 +221,7 @@ Task<void> PortalKit::ask(SCSharingRequest request, Completion<Answer> answer) {
 /// Takes a first picture, because only the stream knows the size in pixels.
 Task<void> PortalKit::takeShared(SCSharingRequest request, portal::ScreenCast cast) {
     const portal::ScreenCastStream stream = cast.streams().front();
-    pipewire::ScreenCast target{cast.remote(), stream.nodeId, {}, [] { wayland::requestRedraw(); }};
+    pipewire::ScreenCast target{{cast.remote(), stream.nodeId}, {}, [] { wayland::requestRedraw(); }, {}};
     const Completion<FirstPicture> taken(executor_);
     queue_.async([target, taken] { taken.resolve(takeFirstPicture(target)); });
     FirstPicture first = co_await taken;
@@ -228,6 +240,12 @@ Task<void> PortalKit::takeShared(SCSharingRequest request, portal::ScreenCast ca
         content.display = displayOf(stream, first.size, request.displayID);
         target.size = content.display->frame.size();
     }
+    target.control =
+        std::make_shared<pipewire::CastControl>([&executor = executor_, self = std::weak_ptr(self_)] {
+            executor.post([self] {
+                if (const auto kit = self.lock()) (*kit)->castStalled();
+            });
+        });
     log(LogArea::capture, "portal: shares ", first.size.width, " × ", first.size.height, " pixels, node ",
         stream.nodeId, ", cursor mode ", static_cast<int>(cast.cursorMode()), ", display ",
         content.display ? content.display->displayID : 0);
@@ -304,6 +322,50 @@ Task<void> PortalKit::endUnlessClosed(std::shared_ptr<CastSource::Lifeline> sour
                                       std::exception_ptr error) {
     co_await sleepFor(executor_, closingTimeout);
     source->end(error);
+}
+
+// Renewal
+
+void PortalKit::noteWakeUp() {
+    if (shared_) shared_->target.control->noteWakeUp();
+}
+
+void PortalKit::castStalled() {
+    // Without a source the next request finds out.
+    if (!shared_ || !shared_->cast.isOpen() || shared_->source.expired() || renewing_.isRunning()) return;
+    if (latestToken_.empty()) {
+        log(LogArea::capture, "portal: the cast has stopped, and there is no token for another one");
+        return;
+    }
+    renewing_ = RunningTask(executor_, renew());
+}
+
+/// Another cast of the same content, for a recording that goes on. Nobody may be asked meanwhile.
+Task<void> PortalKit::renew() {
+    try {
+        const SCSharingRequest request = shared_->request;
+        const portal::ScreenCastRequest question = portalRequest(request, std::exchange(latestToken_, {}));
+        Task<std::optional<portal::ScreenCast>> restoring = portal_.restore(question);
+        std::optional<portal::ScreenCast> cast = co_await restoring;
+        if (cast) storeToken(tokenKey(request), cast->restoreToken());
+        if (cast && shared_) continueWith(*std::move(cast));
+    } catch (const PlatformError& error) {
+        log(LogArea::capture, "portal: the cast cannot be restored: ", error.what());
+    }
+}
+
+void PortalKit::continueWith(portal::ScreenCast cast) {
+    const portal::ScreenCastStream& stream = cast.streams().front();
+    // A token may restore something else, which nobody has agreed to record now.
+    const bool isSame = isSameSource(shared_->cast.streams().front(), stream);
+    log(LogArea::capture, "portal: restored ", isSame ? "the cast, node " : "something else, node ",
+        stream.nodeId);
+    if (!isSame) return;
+    shared_->target.address = {cast.remote(), stream.nodeId};
+    shared_->target.control->replace(shared_->target.address);
+    // Closes the earlier one.
+    shared_->cast = std::move(cast);
+    shared_->cast.setOnClosed([this] { castClosed(); });
 }
 
 void PortalKit::announceChange() const {

@@ -40,6 +40,10 @@ class PortalKit final : public CaptureKit, public SCContentSharingPicker, public
     /// Of the current choice, for the next time; empty if the desktop remembers none.
     const std::string& latestToken() const { return latestToken_; }
 
+    /// The computer was suspended and runs again. Some desktops leave a cast paused then; it is restarted, or
+    /// replaced by a new one if the desktop restores it without a question.
+    void noteWakeUp();
+
     void setScale(double /*scale*/) override {}
     /// The compositor's outputs, and what is shared; nothing else where the compositor does not tell.
     std::vector<SCDisplay> displays() const override;
@@ -74,6 +78,9 @@ class PortalKit final : public CaptureKit, public SCContentSharingPicker, public
     bool satisfies(const SCSharingRequest& request) const;
     Task<void> ask(SCSharingRequest request, Completion<Answer> answer);
     Task<void> takeShared(SCSharingRequest request, portal::ScreenCast cast);
+    void castStalled();
+    Task<void> renew();
+    void continueWith(portal::ScreenCast cast);
     void castClosed();
     std::exception_ptr closingError() const;
     bool isSourceOnScreen() const;
@@ -101,7 +108,8 @@ class PortalKit final : public CaptureKit, public SCContentSharingPicker, public
     std::shared_ptr<PortalKit*> self_;        ///< for work that other threads post
     SerialQueue queue_{"Lumicrate.first-picture"};
     RunningTask ending_;  ///< of pictures that ended
-    RunningTask asking_;  ///< destroyed first, as ending_: they use the rest
+    RunningTask renewing_;
+    RunningTask asking_;  ///< destroyed first, as are the other tasks: they use the rest
 };
 
 }  // namespace lumicrate::capture

@@ -7,6 +7,7 @@
 #include "Support/MediaTime.h"
 
 #include <algorithm>
+#include <memory>
 #include <string>
 #include <utility>
 
@@ -18,8 +19,7 @@ namespace {
 constexpr std::chrono::milliseconds formatTimeout(8000);
 /// Most compositors send a first picture at once.
 constexpr std::chrono::milliseconds firstPictureTime(60);
-/// After the computer slept, some desktops leave a cast paused.
-constexpr std::chrono::milliseconds pauseTimeout(3000);
+constexpr std::chrono::seconds requestTimeout(8);
 
 [[noreturn]] void throwNotCaptured() {
     throw PlatformError(localized("The screen can't be captured."));
@@ -44,22 +44,34 @@ std::unique_ptr<Session> connect(const Remote& remote) {
 }  // namespace
 
 ScreenCastPicture::ScreenCastPicture(const ScreenCast& cast, const SCStreamConfiguration& configuration)
-    : sizeInPoints_(cast.size),
-      requestPicture_(cast.requestPicture),
-      session_(connect(cast.remote)),
-      stream_(std::make_unique<ScreenCastStream>(*session_, cast.node, [this] { wakeUp_.signal(); })) {
-    {
-        const Session::Lock lock(*session_);
-        session_->setOnChange([this] { wakeUp_.signal(); });
-    }
+    : sizeInPoints_(cast.size), requestPicture_(cast.requestPicture), control_(cast.control) {
+    open(cast.address);
     if (!stream_->awaitFormat(formatTimeout)) throwNotCaptured();
     configure(configuration);
-    if (requestPicture_) requestAt_ = HostClock::now() + firstPictureTime;
+    expectPicture();
+    if (control_) control_->setListener([this] { wakeUp_.signal(); });
     // So that the picture has a size already before the first frame.
     const Session::Lock lock(*session_);
     const auto& [width, height] = stream_->format()->size;
     shadow_ = pictures::ShadowImage(width, height);
     region_ = shadow_.picture().bounds();
+}
+
+ScreenCastPicture::~ScreenCastPicture() {
+    if (control_) control_->setListener({});
+}
+
+void ScreenCastPicture::open(const CastAddress& address) {
+    std::unique_ptr<Session> session = connect(address.remote);
+    auto stream = std::make_unique<ScreenCastStream>(*session, address.node, [this] { wakeUp_.signal(); });
+    {
+        const Session::Lock lock(*session);
+        session->setOnChange([this] { wakeUp_.signal(); });
+        stream->followCursor(showsCursor_);
+    }
+    // The earlier stream ends before its session.
+    stream_ = std::move(stream);
+    session_ = std::move(session);
 }
 
 void ScreenCastPicture::configure(const SCStreamConfiguration& configuration) {
@@ -71,7 +83,8 @@ void ScreenCastPicture::configure(const SCStreamConfiguration& configuration) {
 }
 
 void ScreenCastPicture::failIfGone() const {
-    if (!stream_->hasFailed()) return;
+    // The end of a cast that is replaced is none.
+    if (!stream_->hasFailed() || (control_ && control_->hasReplacement())) return;
     const bool isServerLost = !session_->isAlive();
     log(LogArea::capture, "screen cast lost", isServerLost ? " with the server" : "");
     const std::string sentence = localized("The screen can no longer be captured.");
@@ -82,25 +95,31 @@ void ScreenCastPicture::failIfGone() const {
 bool ScreenCastPicture::processEvents() {
     // Resets the descriptor. The state is read afterwards, so that no later change is missed.
     wakeUp_.wait(-1, Time::zero());
+    if (control_) {
+        CastControl::News news = control_->takeNews();
+        if (news.hasSlept) stallWatch_.noteWakeUp(HostClock::now());
+        if (news.replacement) replacement_ = std::move(news.replacement);
+    }
+    if (replacement_) return true;
     const Session::Lock lock(*session_);
     failIfGone();
-    const auto& paused = stream_->pausedSince();
-    if (!paused) wasRestarted_ = false;
-    restartAt_ = paused && !wasRestarted_ ? std::optional(*paused + pauseTimeout) : std::nullopt;
+    stallWatch_.setPausedSince(stream_->pausedSince());
     return stream_->hasNewFrame() || currentCursor() != cursor_;
 }
 
 ScreenCastPicture::Changes ScreenCastPicture::update() {
-    requestFirstPicture();
+    if (replacement_) {
+        log(LogArea::capture, "screen cast: continues with node ", replacement_->node);
+        open(*std::exchange(replacement_, std::nullopt));
+        stallWatch_ = {};
+        expectPicture();
+    }
+    requestPicture();
+    restartIfStalled();
     Changes changes;
     changes.blocks = pictures::BlockRegion(region_.width, region_.height);
     const Session::Lock lock(*session_);
     failIfGone();
-    if (restartAt_ && HostClock::now() >= *restartAt_) {
-        restartAt_.reset();
-        wasRestarted_ = true;
-        stream_->restart();
-    }
     // The producer must not change the pixels meanwhile: it gets the buffer back only afterwards.
     if (stream_->hasNewFrame() || regionStale_)
         stream_->readFrame([&](const CastFrame& frame) { readFrame(frame, changes); });
@@ -111,11 +130,34 @@ ScreenCastPicture::Changes ScreenCastPicture::update() {
     return changes;
 }
 
-void ScreenCastPicture::requestFirstPicture() {
-    if (hasPicture_) requestAt_.reset();
+void ScreenCastPicture::expectPicture() {
+    if (!requestPicture_) return;
+    requestAt_ = HostClock::now() + firstPictureTime;
+    requestUntil_ = HostClock::now() + requestTimeout;
+}
+
+void ScreenCastPicture::requestPicture() {
     if (!requestAt_ || HostClock::now() < *requestAt_) return;
     requestPicture_();
     requestAt_ = HostClock::now() + firstPictureTime;
+    if (*requestAt_ > requestUntil_) requestAt_.reset();
+}
+
+void ScreenCastPicture::restartIfStalled() {
+    switch (stallWatch_.next(HostClock::now())) {
+        case StallWatch::Action::none:
+            return;
+        case StallWatch::Action::restart: {
+            const Session::Lock lock(*session_);
+            stream_->restart();
+            break;
+        }
+        case StallWatch::Action::report:
+            log(LogArea::capture, "screen cast: stopped");
+            if (control_) control_->reportStall();
+            return;
+    }
+    expectPicture();
 }
 
 void ScreenCastPicture::readFrame(const CastFrame& frame, Changes& changes) {
@@ -129,6 +171,8 @@ void ScreenCastPicture::readFrame(const CastFrame& frame, Changes& changes) {
             merge(frame, map_.toContent(rect).intersection(readable), changes);
     }
     hasPicture_ = true;
+    requestAt_.reset();
+    stallWatch_.notePicture();
 }
 
 /// Whether everything must be read, because other pixels are shown than before.

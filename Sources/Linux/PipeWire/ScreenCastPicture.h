@@ -6,8 +6,10 @@
 #include "Linux/Pictures/LivePicture.h"
 #include "Linux/Pictures/ShadowImage.h"
 #include "Linux/Pictures/WakeUp.h"
+#include "Linux/PipeWire/CastControl.h"
 #include "Linux/PipeWire/ScreenCastStream.h"
 #include "Linux/PipeWire/Session.h"
+#include "Linux/PipeWire/StallWatch.h"
 #include "Platform/SampleSource.h"
 #include "Platform/ScreenCaptureKit.h"
 #include "Support/Error.h"
@@ -22,12 +24,12 @@ namespace lumicrate::pipewire {
 
 /// One stream of a cast, as a desktop portal describes it.
 struct ScreenCast {
-    Remote remote = {};      ///< opens the portal's connection; empty for the user's own server
-    std::uint32_t node = 0;  ///< the producer's identifier on that server
-    Size size = {};          ///< of the content in points; empty for one point per pixel
-    /// Called while no first picture arrives, a few times a second, to have the screen drawn. May be empty.
-    /// Any thread.
+    CastAddress address = {};
+    Size size = {};  ///< of the content in points; empty for one point per pixel
+    /// Called while a picture is overdue, several times a second for some seconds, to have the screen drawn.
+    /// May be empty. Any thread.
     std::function<void()> requestPicture = {};
+    std::shared_ptr<CastControl> control = {};  ///< may be null
 };
 
 /// The producer has ended the cast, while the server still runs.
@@ -43,6 +45,7 @@ class ScreenCastPicture final : public pictures::LivePicture {
     /// Waits some seconds until the format is known. Throws PlatformError when there is no such cast or the
     /// server cannot be reached; an error of the remote passes through.
     ScreenCastPicture(const ScreenCast& cast, const SCStreamConfiguration& configuration);
+    ~ScreenCastPicture() override;
 
     int fileDescriptor() const override { return wakeUp_.fileDescriptor(); }
     /// The scale of `sourceRect` is that of the first picture, also if the content changes its size later.
@@ -51,14 +54,19 @@ class ScreenCastPicture final : public pictures::LivePicture {
     void setFilter(const SCContentFilter& /*filter*/) override {}
     /// Throws ScreenCastEnded, as does update().
     bool processEvents() override;
-    std::optional<Time> nextUpdate() const override { return pictures::earliest({restartAt_, requestAt_}); }
+    std::optional<Time> nextUpdate() const override {
+        return pictures::earliest({stallWatch_.due(), requestAt_});
+    }
     Changes update() override;
     pictures::BgraPicture& picture() override { return shadow_.picture(); }
     const pictures::CursorOverlay& cursor() const override { return cursor_; }
 
  private:
+    void open(const CastAddress& address);
     void failIfGone() const;
-    void requestFirstPicture();
+    void expectPicture();
+    void requestPicture();
+    void restartIfStalled();
     void readFrame(const CastFrame& frame, Changes& changes);
     bool locate(const UprightMap& map, Changes& changes);
     void merge(const CastFrame& frame, const PixelRect& part, Changes& changes);
@@ -70,9 +78,11 @@ class ScreenCastPicture final : public pictures::LivePicture {
     bool regionStale_ = false;  ///< another part of the content is to be shown
     std::optional<double> scale_;
     const std::function<void()> requestPicture_;
-    std::optional<Time> requestAt_;  ///< when to request the first picture
-    std::optional<Time> restartAt_;
-    bool wasRestarted_ = false;  ///< during this pause
+    std::optional<Time> requestAt_;  ///< when to request a picture
+    Time requestUntil_{};
+    StallWatch stallWatch_;
+    const std::shared_ptr<CastControl> control_;
+    std::optional<CastAddress> replacement_;  ///< to be opened by the next update
     bool hasPicture_ = false;
     UprightMap map_;
     PixelRect region_;  ///< of the content; may reach outside of it

@@ -187,7 +187,7 @@ void ScreenCastStream::stateChanged(pw_stream_state before, pw_stream_state stat
 }
 
 void ScreenCastStream::restart() {
-    log(LogArea::capture, "screen cast: paused for long, requesting it again");
+    log(LogArea::capture, "screen cast: requested again");
     pw_stream_set_active(stream_.get(), false);
     pw_stream_set_active(stream_.get(), true);
 }

@@ -51,7 +51,7 @@ class ScreenCastStream {
     const std::optional<CastFormat>& format() const { return format_; }
     /// Since when the cast has been paused, after it was running.
     const std::optional<Time>& pausedSince() const { return pausedSince_; }
-    /// Requests that a paused cast goes on.
+    /// Requests that a cast goes on that has stopped.
     void restart();
 
     /// Whether changes of the cursor call onChange.

@@ -26,6 +26,8 @@ const QString interface = QStringLiteral("ScreenCast");
 constexpr std::uint32_t restoringVersion = 4;
 /// The portal keeps a choice until the user revokes it.
 constexpr uint persistsUntilRevoked = 2;
+/// For a start without a question.
+constexpr std::chrono::seconds restoreTimeout(5);
 
 template <class Flag>
 std::vector<Flag> flags(const QVariant& mask, std::initializer_list<Flag> known) {
@@ -155,12 +157,12 @@ Task<std::optional<ScreenCast>> ScreenCastPortal::choose(ScreenCastRequest reque
     const ScreenCastAbilities abilities = co_await asking;
     requireOffer(abilities, request.kind);
 
-    Task<Attempt> choosing = attempt(request, abilities);
+    Task<Attempt> choosing = attempt(request, abilities, noTimeout);
     Attempt made = co_await choosing;
     if (made.outcome == Outcome::failed && !request.restoreToken.empty()) {
         log(LogArea::desktop, "portal: the screen cast could not be restored");
         request.restoreToken.clear();
-        Task<Attempt> again = attempt(request, abilities);
+        Task<Attempt> again = attempt(request, abilities, noTimeout);
         made = co_await again;
     }
     switch (made.outcome) {
@@ -179,8 +181,20 @@ Task<std::optional<ScreenCast>> ScreenCastPortal::choose(ScreenCastRequest reque
     throwUnavailable(translatable("The desktop portal has stopped working."));
 }
 
+Task<std::optional<ScreenCast>> ScreenCastPortal::restore(ScreenCastRequest request) {
+    Task<> enrolling = registry_.enroll();
+    co_await enrolling;
+    Task<ScreenCastAbilities> asking = queryAbilities();
+    const ScreenCastAbilities abilities = co_await asking;
+    if (abilities.version < restoringVersion || !abilities.offers(request.kind)) co_return std::nullopt;
+    Task<Attempt> restoring = attempt(request, abilities, restoreTimeout);
+    Attempt made = co_await restoring;
+    co_return std::move(made.cast);
+}
+
 Task<ScreenCastPortal::Attempt> ScreenCastPortal::attempt(ScreenCastRequest request,
-                                                          ScreenCastAbilities abilities) {
+                                                          ScreenCastAbilities abilities,
+                                                          std::chrono::milliseconds startTimeout) {
     auto session = std::make_unique<PortalSession>(executor_, interface);
     Task<Answer> creating = session->create({}, timeout_);
     Answer answer = co_await creating;
@@ -191,8 +205,8 @@ Task<ScreenCastPortal::Attempt> ScreenCastPortal::attempt(ScreenCastRequest requ
     answer = co_await selecting;
     if (!answer.isGranted()) co_return Attempt{answer.outcome, {}};
 
-    Task<Answer> starting =
-        session->ask(QStringLiteral("Start"), {QString::fromStdString(request.parentWindow)}, {}, noTimeout);
+    Task<Answer> starting = session->ask(QStringLiteral("Start"),
+                                         {QString::fromStdString(request.parentWindow)}, {}, startTimeout);
     answer = co_await starting;
     if (!answer.isGranted()) co_return Attempt{answer.outcome, {}};
 

@@ -59,10 +59,15 @@ class ScreenCastPortal {
     /// CursorMode::hidden in spite of `showsCursor` means that the desktop offers nothing else; embedded in
     /// spite of its absence likewise.
     Task<std::optional<ScreenCast>> choose(ScreenCastRequest request);
+    /// Restores the choice of the request's token, for a program that cannot wait for a person. Nothing if
+    /// the desktop refuses it, or does not do so within some seconds because it asks the user after all; the
+    /// question is then withdrawn. The token is used up in any case.
+    Task<std::optional<ScreenCast>> restore(ScreenCastRequest request);
 
  private:
     struct Attempt;
-    Task<Attempt> attempt(ScreenCastRequest request, ScreenCastAbilities abilities);
+    Task<Attempt> attempt(ScreenCastRequest request, ScreenCastAbilities abilities,
+                          std::chrono::milliseconds startTimeout);
 
     Executor& executor_;
     Registry& registry_;

@@ -33,7 +33,7 @@ class ScreenCastTests : public testing::Test {
     void cast(VirtualScreen::Options options = {}) {
         options.size = size;
         screen.emplace(options);
-        source = pipewire::screenCastSource({.node = screen->node()}, configuration);
+        source = pipewire::screenCastSource({.address = {.node = screen->node()}}, configuration);
         source->start(frames.handlers());
     }
     /// Sends a picture until the server has passed it on and the source has delivered what is expected.
@@ -144,7 +144,8 @@ TEST_F(ScreenCastTests, APartInPointsIsShownAndMayChange) {
     configuration.height = 80;
     configuration.sourceRect = Rect{-5, 10, 30, 20};
     screen.emplace(VirtualScreen::Options{.size = {400, 200}});
-    source = pipewire::screenCastSource({.node = screen->node(), .size = {100, 50}}, configuration);
+    source =
+        pipewire::screenCastSource({.address = {.node = screen->node()}, .size = {100, 50}}, configuration);
     source->start(frames.handlers());
     const BgraPicture picture = pattern(3, {400, 200});
     expectShown(part(picture, {-20, 40, 120, 80}), "four pixels per point, black outside", picture);
@@ -193,7 +194,7 @@ TEST_F(ScreenCastTests, AFewBuffersSuffice) {
 TEST_F(ScreenCastTests, TheEndOfAScreenIsReportedOnce) {
     const std::string missing = "The screen can't be captured.";
     const std::string lost = "The screen can no longer be captured.";
-    EXPECT_EQ(startError(pipewire::screenCastSource({.node = 987654}, configuration)), missing);
+    EXPECT_EQ(startError(pipewire::screenCastSource({.address = {.node = 987654}}, configuration)), missing);
     const auto begin = [&] {
         cast();
         expectShown(pattern(5), "before the end");
@@ -206,7 +207,7 @@ TEST_F(ScreenCastTests, TheEndOfAScreenIsReportedOnce) {
     server->kill();
     EXPECT_TRUE(frames.waitUntil([&](const auto& seen) { return seen.failure == lost; }));
     source->stop();
-    EXPECT_EQ(startError(pipewire::screenCastSource({.node = 1}, configuration)), missing);
+    EXPECT_EQ(startError(pipewire::screenCastSource({.address = {.node = 1}}, configuration)), missing);
     screen.reset();
     server->revive();
 }

@@ -129,6 +129,11 @@ void VirtualScreen::resize(PixelSize size) {
     pw_stream_update_params(stream_, &format, 1);
 }
 
+void VirtualScreen::setActive(bool active) {
+    const pipewire::Session::Lock lock(session_);
+    pw_stream_set_active(stream_, active);
+}
+
 void VirtualScreen::formatChanged(const spa_pod* format) {
     spa_video_info_raw info{};
     spa_format_video_raw_parse(format, &info);

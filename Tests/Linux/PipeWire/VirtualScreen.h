@@ -58,6 +58,8 @@ class VirtualScreen {
     /// Sends it if there is a consumer and a free buffer; whether it was sent. The server may drop it when
     /// the consumer is only just ready, or still receives another one.
     bool offer(const pictures::BgraPicture& picture, const Facts& facts);
+    /// Pauses the cast, as some desktops do when the computer sleeps, or continues it.
+    void setActive(bool active);
     /// As when a monitor changes its mode: the next picture must have that size.
     void resize(PixelSize size);
 

@@ -12,7 +12,8 @@
 
 namespace lumicrate::stage {
 
-/// While it lives, this process's environment points at the bus. Create it after other private sessions.
+/// While it lives, this process's environment points at the bus, also as the system's. Create it after other
+/// private sessions.
 ///
 ///     stage::PortalDouble portal({"node=" + std::to_string(node)});
 ///     portal.tell("Set", {"Start", "cancelled"});
@@ -62,7 +63,9 @@ class PortalDouble {
 
     test::TemporaryFolder folder_;
     ChildProcess bus_{{"dbus-daemon", "--nofork", "--print-address", "--config-file=" + makeConfiguration()}};
-    ScopedEnvironment environment_{{{"DBUS_SESSION_BUS_ADDRESS", bus_.readLine()}}};
+    const std::string address_ = bus_.readLine();
+    ScopedEnvironment environment_{
+        {{"DBUS_SESSION_BUS_ADDRESS", address_}, {"DBUS_SYSTEM_BUS_ADDRESS", address_}}};
     std::optional<ChildProcess> program_;
 };
 

@@ -11,6 +11,7 @@
 //
 //     Set KEY VALUE · Calls → the calls since the last time · Activate ID · Rebind ID TRIGGER
 //     CloseSessions · Vanish · Return · Reset (all values and callers are forgotten)
+//     WakeUp (logind's signal after a sleep; the bus must be the system's, too)
 #include <sys/socket.h>
 #include <sys/un.h>
 
@@ -98,7 +99,8 @@ class Portal final : public QDBusVirtualObject {
 
     bool serve() {
         bus_.registerVirtualObject("/", this, QDBusConnection::SubPath);
-        return bus_.registerService(control) && bus_.registerService(portalService);
+        return bus_.registerService(control) && bus_.registerService("org.freedesktop.login1") &&
+               bus_.registerService(portalService);
     }
     QString introspect(const QString&) const override { return {}; }
     bool handleMessage(const QDBusMessage& call, const QDBusConnection&) override {
@@ -269,6 +271,11 @@ class Portal final : public QDBusVirtualObject {
         if (call.member() == "Rebind") {
             shortcuts_ = {{first, {{"trigger_description", second}}}};
             emitShortcut("ShortcutsChanged", {QVariant::fromValue(shortcuts_)});
+        }
+        if (call.member() == "WakeUp") {
+            QDBusMessage signal = QDBusMessage::createSignal(
+                "/org/freedesktop/login1", "org.freedesktop.login1.Manager", "PrepareForSleep");
+            bus_.send(signal << false);
         }
         if (call.member() == "CloseSessions") {
             for (const QString& each : sessions_.keys())
