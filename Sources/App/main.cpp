@@ -71,7 +71,9 @@ int main(int argc, char** argv) {
     lumicrate::keepHeapSmall();
     QCoreApplication::setApplicationName(QStringLiteral("Lumicrate"));
     lumicrate::app::useLanguageOfDesktop();
-    const std::vector<std::string> arguments(argv + 1, argv + argc);
+    std::vector<std::string> arguments(argv + 1, argv + argc);
+    if (const int status = lumicrate::app::takeBackend(arguments); status != lumicrate::app::exitDone)
+        return status;
     if (const auto start = lumicrate::applicationStart(arguments))
         return lumicrate::app::runDesktopApp(*start);
     // "record" creates its own application, which may have panels.

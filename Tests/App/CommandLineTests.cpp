@@ -1,5 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // Options, their values, preferences, and the arguments and status line of a recording.
+#include "App/CaptureBackend.h"
+#include "App/CommandLine/CommandLine.h"
 #include "App/CommandLine/OptionParser.h"
 #include "App/CommandLine/Preferences.h"
 #include "App/CommandLine/RecordArguments.h"
@@ -296,6 +298,17 @@ TEST(PreferencesTests, AnInvalidStoredValueIsNotInForce) {
         EXPECT_EQ(findPreference(key).read(defaults), inForce);
         EXPECT_EQ(findPreference(key).invalidText(defaults), isValid ? std::nullopt : std::optional(stored));
     }
+}
+
+TEST(CommandLineTests, TheStartOfTheApplicationTakesABackend) {
+    std::vector<std::string> arguments{"--background", "--backend", "portal"};
+    EXPECT_EQ(takeBackend(arguments), exitDone);
+    EXPECT_EQ(arguments, std::vector<std::string>{"--background"});
+    EXPECT_EQ(captureBackend(), CaptureBackend::portal);
+    unsetenv(backendVariable);
+    EXPECT_EQ(takeBackend(arguments = {"--backend=wayland"}), exitNotUnderstood);
+    EXPECT_EQ(takeBackend(arguments = {"record", "--backend", "x11"}), exitDone);
+    EXPECT_EQ(arguments.size(), 3U);
 }
 
 }  // namespace

@@ -1,11 +1,13 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "App/CommandLine/CommandLine.h"
 
+#include "App/CaptureBackend.h"
 #include "App/SystemServices.h"
 #include "Lumicrate/Shell/LauncherActions.h"
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <array>
 #include <csignal>
 #include <cstdio>
@@ -27,9 +29,10 @@ void printSummary(const Command& command) {
 
 void printHelp() {
     fmt::print("{}\n\n", localized("Lumicrate records your screen, a part of it, or sound."));
-    fmt::print("{}\n", localized("Usage: lumicrate [--background]"));
+    fmt::print("{}\n", localized("Usage: lumicrate [--background] [--backend B]"));
     fmt::print("  {:<12}{}\n", "",
                localized("Start the application; with --background, without its window."));
+    fmt::print("  {:<12}{}\n", "B", localized(backendOption.help));
     fmt::print("{}\n", localized("   or: lumicrate PATH/FILE…"));
     fmt::print("  {:<12}{}\n", "", localized("Show recordings in their previews."));
     fmt::print("{}\n", localized("   or: lumicrate --action ACTION"));
@@ -94,11 +97,11 @@ int dispatch(const std::vector<std::string>& arguments) {
         arguments.front()));
 }
 
-}  // namespace
-
-int runCommandLine(const std::vector<std::string>& arguments) {
+/// The exit status of `run`, which may throw.
+template <class Run>
+int statusOf(Run run) {
     try {
-        return dispatch(arguments);
+        return run();
     } catch (const UsageError& error) {
         fmt::print(stderr, "lumicrate: {} {}\n", error.what(), localized("Try --help."));
         return exitNotUnderstood;
@@ -111,6 +114,36 @@ int runCommandLine(const std::vector<std::string>& arguments) {
         fmt::print(stderr, "lumicrate: {}\n", error.what());
         return exitFailed;
     }
+}
+
+}  // namespace
+
+void useBackend(const ParsedOptions& parsed) {
+    const auto name = parsed.value(backendOption.name);
+    if (!name) return;
+    if (!backendNamed(*name)) throwInvalidValue(backendOption.name, *name, localized("x11 or portal"));
+    // All parts of the process follow the variable.
+    qputenv(backendVariable, QByteArray::fromStdString(*name));
+}
+
+int takeBackend(std::vector<std::string>& arguments) {
+    // The options of a command follow its name.
+    if (arguments.empty() || !arguments.front().starts_with('-')) return exitDone;
+    const auto given = std::ranges::find_if(arguments, [](const std::string& each) {
+        return each == "--backend" || each.starts_with("--backend=");
+    });
+    if (given == arguments.end()) return exitDone;
+    const bool hasOwnWord = *given == "--backend" && given + 1 != arguments.end();
+    const std::vector<std::string> option(given, given + (hasOwnWord ? 2 : 1));
+    arguments.erase(given, given + (hasOwnWord ? 2 : 1));
+    return statusOf([&] {
+        useBackend(parseOptions(std::array{backendOption}, option));
+        return int{exitDone};
+    });
+}
+
+int runCommandLine(const std::vector<std::string>& arguments) {
+    return statusOf([&] { return dispatch(arguments); });
 }
 
 }  // namespace lumicrate::app

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "App/CommandLine/OptionParser.h"
+#include "Support/Text.h"
 
 #include <span>
 #include <string>
@@ -18,9 +19,20 @@ enum ExitStatus : int {
     exitNotUnderstood = 2,  ///< invalid command line; likewise
 };
 
+/// Applies --backend among the options of the application's start, and removes it from the arguments (without
+/// the program's name). Returns an exit status; unless it is exitDone, the program must end with it.
+int takeBackend(std::vector<std::string>& arguments);
+
 /// Runs the command that `arguments` (without the program's name) ask for. Needs a QCoreApplication, except
 /// for "record".
 int runCommandLine(const std::vector<std::string>& arguments);
+
+/// --backend, of the application and of "record".
+inline constexpr OptionSpec backendOption{
+    "backend", OptionSpec::Kind::value, "B",
+    translatable("x11 or portal: how the screen is captured, instead of what fits the session.")};
+/// Applies it to the process, if it was given. Before SystemServices are created. Throws UsageError.
+void useBackend(const ParsedOptions& parsed);
 
 /// One command. `--help` is handled by runCommandLine: it prints usage, description, details and options.
 struct Command {

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "App/CommandLine/RecordArguments.h"
 
+#include "App/CommandLine/CommandLine.h"
 #include "Support/Text.h"
 
 #include <fmt/format.h>
@@ -52,8 +53,7 @@ constexpr std::array specs{
     OptionSpec{"cursor", Kind::negatable, "", translatable("The mouse pointer.")},
     OptionSpec{"clicks", Kind::negatable, "", translatable("A ring around each mouse click.")},
     OptionSpec{"countdown", Kind::negatable, "", translatable("Count down from three first.")},
-    OptionSpec{"backend", Kind::value, "B",
-               "x11 or portal: how the screen is captured, instead of what fits the session."},
+    backendOption,
     OptionSpec{
         "portal-token", Kind::value, "TOKEN",
         translatable("Through the portal: restore what this token was given for; the next one is printed on "

@@ -264,14 +264,6 @@ RecordArguments readArguments(const ParsedOptions& parsed) {
     return request;
 }
 
-/// All parts of the process follow the variable.
-void useBackend(const ParsedOptions& parsed) {
-    const auto name = parsed.value("backend");
-    if (!name) return;
-    if (!backendNamed(*name)) throwInvalidValue("backend", *name, localized("x11 or portal"));
-    qputenv(backendVariable, QByteArray::fromStdString(*name));
-}
-
 int runRecord(const ParsedOptions& parsed) {
     preferSmallPages();
     // Before any thread is started, so that all of them inherit the blocked signals.
