@@ -9,6 +9,7 @@
 #include <QDBusMetaType>
 #include <QDBusObjectPath>
 #include <QPointer>
+#include <array>
 #include <utility>
 
 namespace lumicrate::portal {
@@ -17,6 +18,9 @@ namespace {
 
 using Outcome = Answer::Outcome;
 
+/// Plasma 5.27 stores the keys of a program without an application id under this, so it is always the same:
+/// under another one the program would get no keys, because the earlier one still has them.
+const QString usualToken = QStringLiteral("lumicrate");
 const QString interface = QStringLiteral("GlobalShortcuts");
 
 [[noreturn]] void throwUnavailable(const char* sentence) {
@@ -80,7 +84,8 @@ class GlobalShortcuts::Delivery final : public QObject {
     Q_OBJECT
 
  public:
-    explicit Delivery(Executor& executor) : session(executor, interface), executor_(executor) {
+    Delivery(Executor& executor, const QString& token)
+        : session(executor, interface, token), executor_(executor) {
         QDBusConnection connection = bus();
         const QString name = portalInterface(interface);
         connection.connect(service, objectPath, name, QStringLiteral("Activated"), this,
@@ -150,11 +155,18 @@ Task<std::optional<GlobalShortcuts>> GlobalShortcutsPortal::bind(std::vector<Glo
                                                                  std::string parentWindow) {
     Task<> enrolling = registry_.enroll();
     co_await enrolling;
-    auto delivery = std::make_unique<GlobalShortcuts::Delivery>(executor_);
     const QVariant entries = entriesOf(shortcuts);
-    // Plasma 5.27 binds the shortcuts that it finds here; newer portals ignore them.
-    Task<Answer> creating = delivery->session.create({{QStringLiteral("shortcuts"), entries}}, timeout_);
-    Answer answer = co_await creating;
+    std::unique_ptr<GlobalShortcuts::Delivery> delivery;
+    Answer answer;
+    const std::array tokens{usualToken, newToken()};
+    for (const QString& token : tokens) {
+        delivery = std::make_unique<GlobalShortcuts::Delivery>(executor_, token);
+        // Plasma 5.27 binds the shortcuts that it finds here; newer portals ignore them.
+        Task<Answer> creating = delivery->session.create({{QStringLiteral("shortcuts"), entries}}, timeout_);
+        answer = co_await creating;
+        // The token may be in use by a session that has not ended yet.
+        if (answer.outcome != Outcome::failed) break;
+    }
     if (answer.isGranted()) {
         Task<Answer> binding = delivery->session.ask(
             QStringLiteral("BindShortcuts"), {entries, QString::fromStdString(parentWindow)}, {}, noTimeout);

@@ -10,8 +10,8 @@
 
 namespace lumicrate::portal {
 
-PortalSession::PortalSession(Executor& executor, QString interface)
-    : executor_(executor), interface_(std::move(interface)), token_(newToken()) {
+PortalSession::PortalSession(Executor& executor, QString interface, QString token)
+    : executor_(executor), interface_(std::move(interface)), token_(std::move(token)) {
     follow(objectPathFor(QStringLiteral("session"), token_));
     auto* const gone =
         new QDBusServiceWatcher(service, bus(), QDBusServiceWatcher::WatchForUnregistration, this);
@@ -37,6 +37,8 @@ Task<Answer> PortalSession::create(QVariantMap options, std::chrono::millisecond
     Task<Answer> creating = portal::ask(
         executor_, {interface_, QStringLiteral("CreateSession"), {}, std::move(options), timeout});
     const Answer answer = co_await creating;
+    // There is nothing to close, unless another session has the same path.
+    if (answer.outcome == Answer::Outcome::failed) open_ = false;
     const QString path = answer.results.value(QStringLiteral("session_handle")).toString();
     if (!path.isEmpty() && path != path_) follow(path);
     co_return answer;

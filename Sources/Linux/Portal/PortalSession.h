@@ -20,8 +20,8 @@ class PortalSession final : public QObject {
     Q_OBJECT
 
  public:
-    /// `interface` is the part after "org.freedesktop.portal.".
-    PortalSession(Executor& executor, QString interface);
+    /// `interface` is the part after "org.freedesktop.portal.". No two open sessions have the same token.
+    PortalSession(Executor& executor, QString interface, QString token = newToken());
     ~PortalSession() override;
 
     /// The first call: creates the session.

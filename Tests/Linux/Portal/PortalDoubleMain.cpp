@@ -199,9 +199,13 @@ class Portal final : public QDBusVirtualObject {
                 known_.value(call.service()).isEmpty())
                 return refuse(call, "NotAllowed");
             const QString session = object("session", "session_handle_token");
+            if (sessions_.contains(session)) return refuse(call, "Exists");
             sessions_.insert(session, call.interface());
             shortcuts_ = {};
-            if (value("binds") == "early") bind(options.value("shortcuts"));
+            // The keys belong to the session handle that had them first.
+            const QString handle = session.section('/', -1);
+            if (owner_.isEmpty()) owner_ = handle;
+            if (value("binds") == "early" && owner_ == handle) bind(options.value("shortcuts"));
             results = {{"session_handle", session}};
         } else if (call.member() == "SelectSources") {
             if ((options.value("cursor_mode", 0).toUInt() & ~number("cursors")) != 0 ||
@@ -299,6 +303,7 @@ class Portal final : public QDBusVirtualObject {
         bus_.unregisterService(portalService);
         sessions_.clear();
         known_.clear();
+        owner_.clear();
     }
 
     void emitShortcut(const QString& name, const QVariantList& arguments) {
@@ -319,6 +324,7 @@ class Portal final : public QDBusVirtualObject {
     QMap<QString, QString> known_;     ///< application identifiers by caller; empty: not registered in time
     QString restored_;
     QList<Shortcut> shortcuts_;
+    QString owner_;  ///< of the shortcuts
 };
 
 }  // namespace

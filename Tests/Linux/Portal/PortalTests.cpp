@@ -323,6 +323,10 @@ TEST_F(PortalTests, ShortcutsAreBoundTogether) {
                                    : described((*ending.value)->bound()),
                   each.result);
     }
+    // Plasma keeps the keys for a program's next start.
+    reset({{"binds", "early"}});
+    for (int start = 0; start < 2; ++start)
+        EXPECT_EQ(described((*finish(keys_.bind(wanted)).value)->bound()), both);
 }
 
 TEST_F(PortalTests, ShortcutsAreDeliveredUntilThePortalEnds) {
