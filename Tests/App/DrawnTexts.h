@@ -39,12 +39,14 @@ class DrawnTexts final : public QPaintEngine, public QPaintDevice {
 
     void drawTextItem(const QPointF& at, const QTextItem& item) override {
         constexpr double tolerance = 1.5;
-        // Of the height only what letters need, and without the space at the end of a line.
-        const double space =
-            item.text().endsWith(u' ') ? QFontMetricsF(item.font()).horizontalAdvance(u' ') : 0;
+        // Of the height only what letters need, and without the space at the end of a line, which hangs over
+        // the left edge for Latin letters in lines from right to left.
         const auto* const widget = dynamic_cast<const QWidget*>(painter()->device());
-        const double left = at.x() + (widget && widget->isRightToLeft() ? space : 0);
-        const QRectF extent(left, at.y() - item.ascent() * 0.7, item.width() - space, item.ascent() * 0.7);
+        const bool isMirrored = widget && widget->isRightToLeft();
+        const double space =
+            isMirrored || item.text().endsWith(u' ') ? QFontMetricsF(item.font()).horizontalAdvance(u' ') : 0;
+        const QRectF extent(at.x() + (isMirrored ? space : 0), at.y() - item.ascent() * 0.7,
+                            item.width() - space, item.ascent() * 0.7);
         const QRectF drawn = state->transform().mapRect(extent);
         QRectF room = systemClip().isEmpty() ? QRectF(QPoint(), size_) : QRectF(systemClip().boundingRect());
         if (painter()->hasClipping())
