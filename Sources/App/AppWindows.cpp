@@ -17,6 +17,7 @@
 #include <QApplication>
 #include <QEvent>
 #include <QFileInfo>
+#include <QProcess>
 #include <QStandardPaths>
 #include <utility>
 
@@ -33,6 +34,24 @@ std::unique_ptr<SMAppService> makeLoginItem(NSUserDefaults& defaults) {
     if (portal::isSandboxed()) return std::make_unique<portal::LoginItemPortal>(defaults);
     return std::make_unique<desktop::LoginItem>(
         QFileInfo(QCoreApplication::applicationFilePath()).absoluteFilePath().toStdString());
+}
+
+/// In another process, so that what it finds out blocks no window. Calls back with its report.
+void diagnose(std::function<void(const std::string& report)> collected) {
+    auto* process = new QProcess(QCoreApplication::instance());
+    process->setStandardInputFile(QProcess::nullDevice());
+    process->setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    // Both end it; a program that cannot be started has no output.
+    const auto end = [process, collected = std::move(collected)] {
+        process->deleteLater();
+        const bool isWhole = process->exitStatus() == QProcess::NormalExit && process->exitCode() == 0;
+        collected(isWhole ? process->readAllStandardOutput().toStdString() : std::string());
+    };
+    QObject::connect(process, &QProcess::finished, process, end);
+    QObject::connect(process, &QProcess::errorOccurred, process, [end](QProcess::ProcessError error) {
+        if (error == QProcess::FailedToStart) end();
+    });
+    process->start(QString::fromStdString(ownProgram().string()), {QStringLiteral("diagnose")});
 }
 
 }  // namespace
@@ -123,7 +142,7 @@ void AppWindows::showAbout() {
     windows_.show("about", [this] {
         return std::make_unique<views::AboutWindow>(
             info_, displayPath(services_.folder.folder(), homeFolder()), [this] { openFolder(); },
-            [this](const std::string& address) { workspace_.openWebPage(address); });
+            [this](const std::string& address) { workspace_.openWebPage(address); }, diagnose);
     });
 }
 

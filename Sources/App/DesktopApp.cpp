@@ -4,10 +4,11 @@
 #include "App/AppWindows.h"
 #include "App/Application.h"
 #include "App/CommandLine/CommandLine.h"
-#include "App/ControlMethods.h"
 #include "App/DesktopSession.h"
 #include "App/Previews.h"
+#include "App/RecorderInterface.h"
 #include "App/RecorderServices.h"
+#include "App/RemoteRecording.h"
 #include "App/Signals.h"
 #include "App/SystemServices.h"
 #include "Linux/Desktop/ApplicationInterface.h"
@@ -18,6 +19,7 @@
 #include "Linux/Desktop/UserNotifications.h"
 #include "Linux/Portal/Appearance.h"
 #include "Lumicrate/Library/RecordingLibrary.h"
+#include "Lumicrate/Shell/AfterSave.h"
 #include "Lumicrate/Shell/AppDelegate.h"
 #include "Lumicrate/Shell/LauncherActions.h"
 #include "Lumicrate/Shell/MenuBar.h"
@@ -95,11 +97,14 @@ class DesktopApp {
                           [this](const std::filesystem::path& url) { previews_.windows.show(url); },
                           [this](const std::filesystem::path& url) { showInFolder(url); }}),
           badge_(system_.executor, services_.recorder, services_.mixdown.progress(), launcherEntry_),
-          control_(services_.recorder,
-                   {[this] { windows_.showMain(); }, [this] { quit(); },
-                    [this](const std::filesystem::path& url) { previews_.windows.show(url); }}),
+          afterSave_(system_.notifications, system_.defaults, tasks_,
+                     [this](const std::string& sentence) { reportAfterSave(sentence); }),
+          control_(system_.executor, services_.recorder, system_.notifications, [this] { quit(); }),
           launcherActions_(services_.recorder, [this] { windows_.openRecordingsFolder(); }),
-          bus_(controlMethods(control_),
+          bus_({recorderInterface(control_,
+                                  [this](const std::string& mode, const QVariantMap& options) {
+                                      startRemoteRecording(system_, services_.recorder, mode, options);
+                                  })},
                {[](const std::string& name) { return fromRawValue<LauncherAction>(name).has_value(); },
                 [this](const desktop::ApplicationCall& call) { handle(call); }}),
           signals_({SIGINT, SIGTERM, SIGHUP}),
@@ -111,6 +116,7 @@ class DesktopApp {
         signals_.handle([this](int) { quit(); });
         unused_.setSingleShot(true);
         QObject::connect(&unused_, &QTimer::timeout, &unused_, [this] { quitIfUnused(); });
+        announceEvents(control_, bus_);
         session_.controlBar.setRecorder(&services_.recorder);
         session_.followScale(services_.recorder);
         previews_.windows.follow(services_.recorder);
@@ -214,6 +220,15 @@ class DesktopApp {
         delegate_.applicationShouldTerminate([] { QApplication::quit(); });
     }
 
+    void reportAfterSave(const std::string& sentence) {
+        windows_.complain(sentence);
+        if (windows_.isMainActive()) return;
+        center_.add({localized("The recording is saved"),
+                     sentence,
+                     {{localized("Show"), [this] { windows_.showMain(); }}},
+                     true});
+    }
+
     void showInFolder(const std::filesystem::path& url) {
         try {
             workspace_.activateFileViewerSelecting({url});
@@ -246,6 +261,8 @@ class DesktopApp {
     RecordingNotifications notifications_;
     desktop::LauncherEntry launcherEntry_;
     RecordingBadge badge_;
+    desktop::TaskLauncher tasks_;
+    AfterSave afterSave_;
     RemoteControl control_;
     LauncherActions launcherActions_;
     desktop::BusService bus_;

@@ -7,7 +7,10 @@
 #include "Tests/Views/Shell/NotifierHost.h"
 
 #include <QCoreApplication>
+#include <QDBusConnection>
+#include <QDBusMessage>
 #include <algorithm>
+#include <sstream>
 
 namespace lumicrate::test {
 namespace {
@@ -209,6 +212,67 @@ TEST_F(DesktopAppTests, CommandsTalkToTheOnlyInstance) {
     EXPECT_EQ(run({"status"}).output, "idle\n");
     send("quit");
     EXPECT_EQ(app->end().status, 0);
+}
+
+TEST_F(DesktopAppTests, OtherProgramsRecordOverTheBus) {
+    using testing::HasSubstr;
+    const auto ask = [](const QString& interface, const QString& method, const QVariantList& arguments) {
+        QDBusMessage message = QDBusMessage::createMethodCall("org.lumicrate.Lumicrate",
+                                                              "/org/lumicrate/Lumicrate", interface, method);
+        message.setArguments(arguments);
+        return QDBusConnection::sessionBus().call(message);
+    };
+    /// The sentence of the refusal.
+    const auto call = [&](const QString& method, const QVariantList& arguments = {}) {
+        return ask("org.lumicrate.Lumicrate.Recorder1", method, arguments).errorMessage().toStdString();
+    };
+    const auto recordBy = [&](const QString& mode, const QVariantMap& options) {
+        return call("Record", {mode, options});
+    };
+    EXPECT_EQ(run({"settings", "afterSave", "cp {} {}.copy"}).status, 0);
+    start();
+    Program follower({"status", "--follow", "--json"});
+    EXPECT_EQ(nlohmann::json::parse(follower.process().readLine())["state"], "idle");
+    stage::ChildProcess monitor(
+        {"dbus-monitor", "--profile", "interface='org.lumicrate.Lumicrate.Recorder1'"});
+    const std::string expected = run({"generate", "dbus"}).output;
+    const auto begin = expected.find("  <interface"), end = expected.find("</node>");
+    EXPECT_THAT(ask("org.freedesktop.DBus.Introspectable", "Introspect", {})
+                    .arguments()
+                    .value(0)
+                    .toString()
+                    .toStdString(),
+                HasSubstr(expected.substr(begin, end - begin)));
+
+    EXPECT_EQ(recordBy("hologram", {}), "There is no mode “hologram”.");
+    EXPECT_EQ(recordBy("", {{"after-save", "rm"}}), "There is no option “after-save” here.");
+    EXPECT_THAT(recordBy("", {{"fps", 25}}), HasSubstr("“25” is not a valid value"));
+    EXPECT_THAT(recordBy("screen", {{"screen", "HDMI-7"}}), HasSubstr("no screen “HDMI-7”"));
+    EXPECT_EQ(recordBy("area", {{"area", "100,100,320,200"},
+                                {"countdown", false},
+                                {"fps", 15},
+                                {"output", QString::fromStdString(file.string())}}),
+              "");
+    EXPECT_EQ(awaitRecording(), file);
+    EXPECT_EQ(recordBy("", {}), "Another recording is in progress.");
+    call("Pause");
+    call("Resume");
+    ASSERT_TRUE(eventually([&] { return status()["elapsed"] > 0.5; }));
+    call("Stop");
+    awaitState("idle");
+    EXPECT_TRUE(eventually([&] { return std::filesystem::exists(file.string() + ".copy"); }));
+    EXPECT_EQ(MovieProbe(file).tracks().at(0).width, 320);
+    send("quit");
+    app->end();
+
+    std::vector<std::string> states;
+    std::istringstream lines(follower.end().output);
+    for (std::string line; std::getline(lines, line);)
+        states.push_back(nlohmann::json::parse(line)["state"]);
+    EXPECT_THAT(states, testing::ElementsAre("idle", "starting", "recording", "paused", "recording",
+                                             "stopping", "idle"));
+    for (const char* event : {"RecordingStarted", "RecordingSaved"})
+        EXPECT_THAT(monitor.standardOutput(), HasSubstr(event));
 }
 
 TEST_F(DesktopAppTests, ShowsARecordingUnderALocaleWithDecimalCommas) {

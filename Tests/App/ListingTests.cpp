@@ -106,6 +106,15 @@ TEST_F(ListingTests, RecordingsAreListedNewestFirst) {
                                        {"duration", 65.0}}));
 }
 
+TEST_F(ListingTests, PreferencesAreListedWithTheirTypes) {
+    const auto all = nlohmann::json::parse(run({"settings", "--json"}).output);
+    EXPECT_EQ(all["fps"], 30);
+    EXPECT_EQ(all["showCursor"], true);
+    EXPECT_EQ(all["format"], "mp4H264");
+    EXPECT_EQ(run({"settings", "webcamWidth", "--json"}).output, "200\n");
+    expectFailure(run({"settings", "afterSave", "mv 'x"}), 2, "“mv 'x” is not a valid value for afterSave");
+}
+
 TEST_F(ListingTests, DiagnosePrintsWhatIsThereAndNothingPrivate) {
     const TestWindow window(display(),
                             {.frame = {10, 20, 300, 200}, .managed = true, .title = "Secret plans"});
@@ -121,6 +130,9 @@ TEST_F(ListingTests, DiagnosePrintsWhatIsThereAndNothingPrivate) {
           "\nlibrary +O_TMPFILE: ", "\nlibrary +RENAME_NOREPLACE: ",
           "\ndesktop +org.freedesktop.portal.Desktop "})
         EXPECT_THAT(outcome.output, ContainsRegex(line));
+    const auto listed = nlohmann::json::parse(run({"diagnose", "--json"}).output);
+    EXPECT_EQ(listed[1]["topic"], "system");
+    EXPECT_THAT(listed[1]["text"].get<std::string>(), HasSubstr(" processors"));
     EXPECT_THAT(outcome.output, Not(HasSubstr("Secret")));
     EXPECT_THAT(outcome.output, Not(HasSubstr(desktop().session().home().string())));
 }

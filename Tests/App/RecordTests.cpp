@@ -3,9 +3,12 @@
 #include "Tests/App/ProgramTest.h"
 #include "Tests/Stage/Measure.h"
 
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
 #include <cmath>
 #include <fstream>
+#include <sstream>
 
 namespace lumicrate::test {
 namespace {
@@ -288,6 +291,28 @@ TEST_F(RecordTests, WithoutASoundServerOnlyThePictureIsRecorded) {
     EXPECT_EQ(outcome.status, 0);
     EXPECT_THAT(outcome.error, HasSubstr("No sound server can be reached"));
     EXPECT_EQ(MovieProbe(file).tracks().size(), 1U);
+}
+
+TEST_F(RecordTests, TheResultIsPrintedAndTheFileHandedOn) {
+    const std::string copy = folder / "a copy.mp4";
+    const Outcome handed =
+        recordToEnd({"--duration", "0.3", "--json", "--after-save", "cp {} '" + copy + "'"}, noSound);
+    const auto result = nlohmann::json::parse(handed.output);
+    EXPECT_EQ(result["path"], file.string());
+    EXPECT_EQ(result["error"], nullptr);
+    EXPECT_GE(result["duration"], 0.3);
+    EXPECT_TRUE(eventually([&] { return std::filesystem::exists(copy); }));
+    std::filesystem::remove(file);
+    const std::filesystem::path errors = folder / "errors";
+    record({"--duration", "0.3", "--after-save", "false"}, noSound,
+           {"sh", "-c", "exec \"$@\" 2> '" + errors.string() + "'", "sh"})
+        .end();
+    // By a process that outlives the recorder.
+    EXPECT_TRUE(eventually([&] {
+        std::stringstream said;
+        said << std::ifstream(errors).rdbuf();
+        return said.str().ends_with("lumicrate: The command after saving, “false”, failed with status 1.\n");
+    }));
 }
 
 TEST_F(RecordTests, ACountdownCanBeCancelled) {

@@ -17,11 +17,20 @@ namespace lumicrate::app {
 
 namespace {
 
-constexpr std::array recorderCommands{&recordCommand,  &recordingsCommand, &sourcesCommand,
-                                      &trimCommand,    &gifCommand,        &mixCommand,
-                                      &convertCommand, &settingsCommand,   &diagnoseCommand};
-constexpr std::array remoteCommands{&openCommand, &toggleCommand, &pauseCommand,
-                                    &areaCommand, &statusCommand, &quitCommand};
+constexpr std::array ownCommands{&recordCommand,  &recordingsCommand, &sourcesCommand,
+                                 &trimCommand,    &gifCommand,        &mixCommand,
+                                 &convertCommand, &settingsCommand,   &diagnoseCommand};
+constexpr std::array controlCommands{&openCommand, &toggleCommand, &pauseCommand,
+                                     &areaCommand, &statusCommand, &quitCommand};
+constexpr std::array helperCommands{&completeCommand, &generateCommand, &afterSaveCommand};
+constexpr std::array startOptions{
+    OptionSpec{"background", OptionSpec::Kind::flag, "",
+               translatable("Start the application without its window.")},
+    OptionSpec{"action", OptionSpec::Kind::value, "ACTION",
+               translatable("Do what the icon in a launcher offers."), ValueKind::choice,
+               RawValues<LauncherAction>::names},
+    backendOption,
+};
 
 void printSummary(const Command& command) {
     fmt::print("  {:<12}{}\n", command.name, localized(command.summary));
@@ -72,6 +81,11 @@ void prepareForRecordings() {
         fmt::print(stderr, "lumicrate: {}\n", sentence);
 }
 
+const Command* find(std::span<const Command* const> commands, std::string_view name) {
+    const auto found = std::ranges::find(commands, name, &Command::name);
+    return found == commands.end() ? nullptr : *found;
+}
+
 int dispatch(const std::vector<std::string>& arguments) {
     if (arguments.empty() || arguments.front() == "--help" || arguments.front() == "help") {
         printHelp();
@@ -82,11 +96,9 @@ int dispatch(const std::vector<std::string>& arguments) {
         return exitDone;
     }
     const std::vector<std::string> rest(arguments.begin() + 1, arguments.end());
-    for (const Command* command : remoteCommands) {
-        if (arguments.front() == command->name) return run(*command, rest);
-    }
-    for (const Command* command : recorderCommands) {
-        if (arguments.front() != command->name) continue;
+    for (const auto commands : {remoteCommands, std::span<const Command* const>(helperCommands)})
+        if (const Command* const command = find(commands, arguments.front())) return run(*command, rest);
+    if (const Command* const command = find(recorderCommands, arguments.front())) {
         // Diagnosing must not change what it reports on.
         if (command != &diagnoseCommand) prepareForRecordings();
         return run(*command, rest);
@@ -117,6 +129,10 @@ int statusOf(Run run) {
 }
 
 }  // namespace
+
+constinit const std::span<const OptionSpec> applicationOptions = startOptions;
+constinit const std::span<const Command* const> recorderCommands = ownCommands;
+constinit const std::span<const Command* const> remoteCommands = controlCommands;
 
 void useBackend(const ParsedOptions& parsed) {
     const auto name = parsed.value(backendOption.name);

@@ -6,6 +6,7 @@
 #include "App/CommandLine/OptionParser.h"
 #include "Support/Text.h"
 
+#include <array>
 #include <span>
 #include <string>
 #include <string_view>
@@ -28,9 +29,14 @@ int takeBackend(std::vector<std::string>& arguments);
 int runCommandLine(const std::vector<std::string>& arguments);
 
 /// --backend, of the application and of "record".
+inline constexpr std::array<std::string_view, 2> backendNames{"x11", "portal"};
 inline constexpr OptionSpec backendOption{
-    "backend", OptionSpec::Kind::value, "B",
-    translatable("x11 or portal: how the screen is captured, instead of what fits the session.")};
+    "backend",
+    OptionSpec::Kind::value,
+    "B",
+    translatable("x11 or portal: how the screen is captured, instead of what fits the session."),
+    ValueKind::choice,
+    backendNames};
 /// Applies it to the process, if it was given. Before SystemServices are created. Throws UsageError.
 void useBackend(const ParsedOptions& parsed);
 
@@ -46,9 +52,17 @@ struct Command {
     int (*run)(const ParsedOptions& parsed);
     /// Further lines of help, or null.
     std::string (*details)() = nullptr;
+    std::span<const ValueKind> operands =
+        {};  ///< what its arguments name; the last one holds for further ones
 };
 
-// In the order of `lumicrate --help`.
+/// The options of a start without a command.
+extern const std::span<const OptionSpec> applicationOptions;
+/// In the order of `lumicrate --help`: those that work by themselves, and those that talk to the running
+/// application.
+extern const std::span<const Command* const> recorderCommands;
+extern const std::span<const Command* const> remoteCommands;
+
 extern const Command recordCommand;
 extern const Command recordingsCommand;
 extern const Command sourcesCommand;
@@ -65,5 +79,9 @@ extern const Command pauseCommand;
 extern const Command areaCommand;
 extern const Command statusCommand;
 extern const Command quitCommand;
+// These serve shells, the build and the program itself, and are not in the help.
+extern const Command completeCommand;
+extern const Command generateCommand;
+extern const Command afterSaveCommand;
 
 }  // namespace lumicrate::app

@@ -1,31 +1,49 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // The commands that talk to the running application: open, toggle, pause, area, status and quit.
 #include "App/CommandLine/CommandLine.h"
-#include "App/ControlMethods.h"
+#include "App/RecorderInterface.h"
+#include "App/Signals.h"
 #include "Linux/Desktop/SessionBus.h"
 #include "Support/Text.h"
 
 #include <fmt/format.h>
 
+#include <QEventLoop>
+#include <algorithm>
 #include <array>
+#include <csignal>
+#include <cstdio>
+#include <utility>
 
 namespace lumicrate::app {
 
 namespace {
 
 constexpr std::array statusOptions{
-    OptionSpec{"json", OptionSpec::Kind::flag, "", translatable("As JSON, for programs.")}};
+    OptionSpec{"json", OptionSpec::Kind::flag, "", translatable("As JSON, for programs.")},
+    OptionSpec{"follow", OptionSpec::Kind::flag, "",
+               translatable("Print it again at each change, until the application quits.")},
+};
 
-std::string callApplication(const std::string& method) {
-    const std::optional<std::string> answer = desktop::callRunningInstance(method);
-    if (!answer) throw LocalizedError(localized("Lumicrate is not running, or cannot be reached."));
-    return *answer;
+[[noreturn]] void throwNotRunning() {
+    throw LocalizedError(localized("Lumicrate is not running, or cannot be reached."));
+}
+
+void callApplication(const std::string& method, const QVariantList& arguments = {}) {
+    if (!desktop::callRunningInstance(recorderInterfaceName(), method, arguments)) throwNotRunning();
 }
 
 template <RemoteCommand command>
 int runRemote(const ParsedOptions& parsed) {
     refusePositional(parsed);
     callApplication(methodName(command));
+    return exitDone;
+}
+
+int runArea(const ParsedOptions& parsed) {
+    refusePositional(parsed);
+    callApplication(recordMethod,
+                    {QString::fromStdString(std::string(rawValue(CaptureMode::area))), QVariantMap()});
     return exitDone;
 }
 
@@ -39,14 +57,47 @@ std::string describe(const RemoteStatus& status) {
     return text;
 }
 
+/// One line for each status.
+std::string describeOnOneLine(const RemoteStatus& status) {
+    std::string text = describe(status);
+    std::ranges::replace(text, '\n', ' ');
+    return text;
+}
+
+/// Until the application quits, or a signal ends this.
+int follow(bool asJson) {
+    Signals::block({SIGINT, SIGTERM, SIGHUP});
+    QEventLoop loop;
+    std::string printed;
+    const auto print = [&](const RemoteStatus& status) {
+        std::string line = asJson ? toJSON(status) : describeOnOneLine(status);
+        if (std::exchange(printed, line) == line) return;
+        fmt::print("{}\n", line);
+        // Whoever reads it waits for it.
+        std::fflush(stdout);
+    };
+    // Before the first status is asked for, so that no change is missed in between.
+    const desktop::InstanceWatch watch(
+        recorderInterfaceName(), [&](const QVariantMap& properties) { print(statusIn(properties)); },
+        [&loop] { loop.quit(); });
+    const auto now = runningStatus();
+    if (!now) throwNotRunning();
+    print(*now);
+    Signals signals({SIGINT, SIGTERM, SIGHUP});
+    signals.handle([&loop](int) { loop.quit(); });
+    return loop.exec();
+}
+
 int runStatus(const ParsedOptions& parsed) {
     refusePositional(parsed);
-    const std::string text = callApplication(statusMethod);
-    const std::optional<RemoteStatus> status = parseRemoteStatus(text);
-    if (!status) throw LocalizedError(localized("The running Lumicrate has another version."));
-    fmt::print("{}\n", parsed.has("json") ? text : describe(*status));
+    const auto status = runningStatus();
+    if (!status) throwNotRunning();
+    if (parsed.has("follow")) return follow(parsed.has("json"));
+    fmt::print("{}\n", parsed.has("json") ? toJSON(*status) : describe(*status));
     return exitDone;
 }
+
+constexpr std::array openOperand{ValueKind::recording};
 
 /// With a file the command is the application's own start.
 int runOpen(const ParsedOptions&) {
@@ -56,9 +107,10 @@ int runOpen(const ParsedOptions&) {
 }  // namespace
 
 constinit const Command openCommand{
-    "open", translatable("Show a recording in its preview."),
-    "FILE", translatable("Opens the preview in the running application, or starts the application with it."),
-    {},     runOpen};
+    "open",  translatable("Show a recording in its preview."),
+    "FILE",  translatable("Opens the preview in the running application, or starts the application with it."),
+    {},      runOpen,
+    nullptr, openOperand};
 
 constinit const Command toggleCommand{
     "toggle",
@@ -71,20 +123,22 @@ constinit const Command toggleCommand{
 constinit const Command pauseCommand{
     "pause", translatable("Pause or resume the recording."),
     "",      translatable("Makes the running application pause its recording, or resume it."),
-    {},      runRemote<RemoteCommand::pause>};
+    {},      runRemote<RemoteCommand::togglePause>};
 
 constinit const Command areaCommand{
     "area", translatable("Record an area."),
     "",     translatable("Makes the running application record an area, which is chosen on the screen."),
-    {},     runRemote<RemoteCommand::area>};
+    {},     runArea};
 
 constinit const Command statusCommand{
     "status",
     translatable("Print what the application is doing."),
-    "[--json]",
+    "[--json] [--follow]",
     translatable(
         "Prints what the running application is doing: idle, selectingArea, countingDown, starting,\n"
-        "recording, paused or stopping, the time recorded, and the file."),
+        "recording, paused or stopping, the time recorded, and the file. With --follow, one line or JSON "
+        "object\n"
+        "at each change."),
     statusOptions,
     runStatus};
 

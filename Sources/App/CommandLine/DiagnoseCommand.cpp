@@ -5,6 +5,8 @@
 // nothing is recorded. Added are facts that no adapter needs. Private data stays out: no window titles, no
 // names of users, hosts or files, and the home folder as "~".
 #include "App/CommandLine/CommandLine.h"
+#include "App/CommandLine/Listing.h"
+#include "App/RecorderInterface.h"
 #include "App/RecorderServices.h"
 #include "Linux/Desktop/SessionBus.h"
 #include "Linux/Media/Encoding/H264Encoder.h"
@@ -21,6 +23,7 @@
 
 #include <fcntl.h>
 #include <fmt/format.h>
+#include <nlohmann/json.hpp>
 #include <sys/vfs.h>
 #include <unistd.h>
 
@@ -30,6 +33,7 @@
 #include <QStandardPaths>
 #include <QSysInfo>
 #include <QThread>
+#include <array>
 #include <cerrno>
 #include <chrono>
 #include <cmath>
@@ -44,11 +48,42 @@ namespace {
 
 using namespace std::chrono_literals;
 
+/// The lines of the report: printed at once, or collected for JSON. Any thread.
+struct Report {
+    std::mutex mutex;
+    bool isJson = false;
+    nlohmann::ordered_json lines = nlohmann::ordered_json::array();
+};
+
+Report& report() {
+    static Report one;
+    return one;
+}
+
+std::filesystem::path homeFolder() {
+    return QStandardPaths::writableLocation(QStandardPaths::HomeLocation).toStdString();
+}
+
+/// Some lines come from libraries, which may name files.
+std::string withoutHome(std::string text) {
+    const std::string home = homeFolder().string();
+    if (home.size() < 2) return text;
+    for (std::size_t at = 0; (at = text.find(home, at)) != std::string::npos; ++at)
+        text.replace(at, home.size(), "~");
+    return text;
+}
+
 /// Prints one line: "capture   extension MIT-SHM 1.2". Any thread.
 void printLine(std::string_view topic, std::string_view text) {
-    static std::mutex mutex;
-    const std::lock_guard lock(mutex);
-    fmt::print("{:<9} {}\n", topic, text);
+    const std::string shown = withoutHome(std::string(text));
+    const std::lock_guard lock(report().mutex);
+    if (report().isJson) {
+        report().lines.push_back({{"topic", topic}, {"text", shown}});
+    } else if (topic.empty()) {
+        fmt::print("{}\n", shown);
+    } else {
+        fmt::print("{:<9} {}\n", topic, shown);
+    }
 }
 
 /// Runs a probe. What is missing is a line of the report and not an error.
@@ -66,8 +101,8 @@ std::string variable(const char* name) {
 }
 
 void probeSystem() {
-    fmt::print("Lumicrate {}, {} build, compiler {}, Qt {} (built with {})\n", LUMICRATE_VERSION,
-               LUMICRATE_BUILD_TYPE, __VERSION__, qVersion(), QT_VERSION_STR);
+    printLine("", fmt::format("Lumicrate {}, {} build, compiler {}, Qt {} (built with {})", LUMICRATE_VERSION,
+                              LUMICRATE_BUILD_TYPE, __VERSION__, qVersion(), QT_VERSION_STR));
     printLine("system",
               fmt::format("{}, {} {}, {}, {} processors", QSysInfo::prettyProductName().toStdString(),
                           QSysInfo::kernelType().toStdString(), QSysInfo::kernelVersion().toStdString(),
@@ -140,6 +175,9 @@ void probeScreen(SystemServices& system) {
 }
 
 void probeHotKeys(SystemServices& system) {
+    if (const auto running = runningStatus())
+        return printLine("input",
+                         "the running application has the global shortcuts; it is " + running->state);
     x11::HotKeys keys(system.executor);
     HotKeyCenter center(keys);
     const RefusedShortcuts refused = bindShortcuts(center, system.defaults, [](ShortcutAction) {});
@@ -187,13 +225,11 @@ std::string outcome(int result) {
 void probeFolder(SystemServices& system) {
     const std::filesystem::path folder =
         RecordingFolder(system.files, system.calendar, system.defaults).folder();
-    const std::filesystem::path home =
-        QStandardPaths::writableLocation(QStandardPaths::HomeLocation).toStdString();
     std::filesystem::path existing = folder;
     std::error_code failure;
     while (!std::filesystem::exists(existing, failure) && existing.has_relative_path())
         existing = existing.parent_path();
-    const std::string shown = displayPath(folder, home);
+    const std::string shown = displayPath(folder, homeFolder());
     printLine("library",
               fmt::format("recordings folder {} ({}), file system {}, {} free",
                           shown.starts_with('~') ? shown : "outside the home folder",
@@ -233,8 +269,12 @@ void probeBus() {
     }
 }
 
+constexpr std::array diagnoseOptions{
+    OptionSpec{"json", OptionSpec::Kind::flag, "", translatable("As JSON, for programs.")}};
+
 int runDiagnose(const ParsedOptions& parsed) {
     refusePositional(parsed);
+    report().isJson = parsed.has("json");
     const LogCapture lines(
         [](LogArea area, double, std::string_view text) { printLine(logAreaName(area), text); });
     probeSystem();
@@ -250,6 +290,7 @@ int runDiagnose(const ParsedOptions& parsed) {
     probeEncoders(system.defaults);
     probe("library", [&] { probeFolder(system); });
     probe("desktop", probeBus);
+    if (report().isJson) printJson(report().lines);
     return exitDone;
 }
 
@@ -258,11 +299,11 @@ int runDiagnose(const ParsedOptions& parsed) {
 constinit const Command diagnoseCommand{
     "diagnose",
     translatable("Print what this machine offers the recorder, for bug reports."),
-    "",
+    "[--json]",
     translatable(
         "Prints what the program finds on this machine, without recording anything. The report contains no\n"
         "window titles and no names of users or files."),
-    {},
+    diagnoseOptions,
     runDiagnose};
 
 }  // namespace lumicrate::app

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // The commands that list things: sources and recordings.
 #include "App/CommandLine/CommandLine.h"
+#include "App/CommandLine/Listing.h"
 #include "App/QtExecutor.h"
 #include "App/RecorderServices.h"
 #include "Linux/Capture/CaptureKit.h"
@@ -25,13 +26,6 @@
 
 namespace lumicrate::app {
 
-namespace {
-
-constexpr std::array jsonOption{
-    OptionSpec{"json", OptionSpec::Kind::flag, "", translatable("As JSON, for programs.")}};
-
-/// Replaces control characters by spaces. Window titles and file names are chosen by other programs: they
-/// must not break lines or control the terminal. "a\x1b[31m\n" becomes "a [31m ".
 std::string onOneLine(std::string text) {
     for (std::size_t i = 0; i < text.size(); ++i) {
         const auto byte = static_cast<unsigned char>(text[i]);
@@ -43,30 +37,32 @@ std::string onOneLine(std::string text) {
     return text;
 }
 
-/// Everything that can be recorded now.
-struct Sources {
-    std::vector<SCDisplay> displays;
-    std::uint32_t mainDisplayID = 0;
-    std::vector<SCWindow> windows;
-    std::vector<CaptureDevice> microphones;
-    std::vector<CaptureDevice> cameras;
-};
-
-Sources findSources() {
+Sources findSources(Sources::Part part) {
     SystemServices system;
     const capture::CaptureKit& capture = system.capture;
     Sources sources;
-    if (capture.CGMainDisplayID() != 0) {
+    if (part != Sources::Part::devices && capture.CGMainDisplayID() != 0) {
         sources.displays = capture.displays();
         sources.mainDisplayID = capture.CGMainDisplayID();
         sources.windows = offeredWindows(capture.windows(), desktop::ProcessInfo().processIdentifier());
     }
+    if (part == Sources::Part::screens) return sources;
     if (auto devices = system.devices.snapshot()) {
         sources.microphones = std::move(devices->microphones);
         sources.cameras = std::move(devices->cameras);
     }
     return sources;
 }
+
+std::string describe(const Rect& frame) {
+    return fmt::format(fmt::runtime(localized("{} × {} at {},{}")), frame.width, frame.height, frame.x,
+                       frame.y);
+}
+
+namespace {
+
+constexpr std::array jsonOption{
+    OptionSpec{"json", OptionSpec::Kind::flag, "", translatable("As JSON, for programs.")}};
 
 nlohmann::ordered_json toJson(const std::vector<CaptureDevice>& devices) {
     auto list = nlohmann::ordered_json::array();
@@ -116,11 +112,6 @@ void printDevices(const std::string& title, const std::string& none,
         fmt::print("  {}  {}\n", device.id, device.name);
 }
 
-std::string describe(const Rect& frame) {
-    return fmt::format(fmt::runtime(localized("{} × {} at {},{}")), frame.width, frame.height, frame.x,
-                       frame.y);
-}
-
 void printWindows(const std::vector<SCWindow>& windows) {
     fmt::print("\n{}\n", localized("Windows"));
     if (windows.empty()) fmt::print("  {}\n", localized("None."));
@@ -146,31 +137,11 @@ int runSources(const ParsedOptions& parsed) {
     refusePositional(parsed);
     const Sources sources = findSources();
     if (parsed.has("json")) {
-        fmt::print("{}\n", toJson(sources).dump(2));
+        printJson(toJson(sources));
     } else {
         printText(sources);
     }
     return exitDone;
-}
-
-/// All recordings with their durations, newest first.
-std::vector<Recording> findRecordings() {
-    QtExecutor executor;
-    desktop::FileManager files;
-    const desktop::Calendar calendar;
-    desktop::Workspace workspace;
-    NotificationCenter notifications;
-    desktop::UserDefaults defaults;
-    const RecordingFolder folder(files, calendar, defaults);
-    RecordingLibrary library({executor, files, notifications, folder, workspace, lengthReaders(),
-                              /*watch=*/nullptr, /*showPreview=*/nullptr, /*beep=*/nullptr});
-    library.reload();
-    QEventLoop untilRead;
-    const Subscription reading = library.readsDurations().observe([&untilRead](bool still) {
-        if (!still) untilRead.quit();
-    });
-    if (*library.readsDurations()) untilRead.exec();
-    return library.recordings.get();
 }
 
 /// Nothing when the file system keeps no date.
@@ -194,7 +165,39 @@ std::string isoDate(const std::tm& time) {
     return text.insert(text.size() - 2, ":");
 }
 
-void printJson(const std::vector<Recording>& recordings) {
+}  // namespace
+
+std::string shownDate(const Recording& recording) {
+    const auto time = localTime(recording);
+    return time ? formatted(*time, "%Y-%m-%d %H:%M") : "–";
+}
+
+std::vector<Recording> findRecordings(bool durations) {
+    QtExecutor executor;
+    desktop::FileManager files;
+    const desktop::Calendar calendar;
+    desktop::Workspace workspace;
+    NotificationCenter notifications;
+    desktop::UserDefaults defaults;
+    const RecordingFolder folder(files, calendar, defaults);
+    RecordingLibrary library({executor, files, notifications, folder, workspace, lengthReaders(),
+                              /*watch=*/nullptr, /*showPreview=*/nullptr, /*beep=*/nullptr});
+    library.reload();
+    QEventLoop untilRead;
+    const Subscription reading = library.readsDurations().observe([&untilRead](bool still) {
+        if (!still) untilRead.quit();
+    });
+    if (durations && *library.readsDurations()) untilRead.exec();
+    return library.recordings.get();
+}
+
+void printJson(const nlohmann::ordered_json& value) {
+    fmt::print("{}\n", value.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace));
+}
+
+namespace {
+
+void printRecordings(const std::vector<Recording>& recordings) {
     auto list = nlohmann::ordered_json::array();
     for (const Recording& recording : recordings) {
         nlohmann::ordered_json entry{{"path", recording.url.string()},
@@ -205,15 +208,13 @@ void printJson(const std::vector<Recording>& recordings) {
         if (recording.duration) entry["duration"] = *recording.duration;
         list.push_back(std::move(entry));
     }
-    // File names may be invalid UTF-8, JSON must not.
-    fmt::print("{}\n", list.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace));
+    printJson(list);
 }
 
 void printText(const std::vector<Recording>& recordings) {
     if (recordings.empty()) fmt::print("{}\n", localized("No recordings yet."));
     for (const Recording& recording : recordings) {
-        const auto time = localTime(recording);
-        fmt::print("{:<16}  {:>8}  {:>8}  {}\n", time ? formatted(*time, "%Y-%m-%d %H:%M") : "–",
+        fmt::print("{:<16}  {:>8}  {:>8}  {}\n", shownDate(recording),
                    recording.duration ? formatElapsed(*recording.duration) : "–",
                    formatByteCount(recording.size), onOneLine(recording.url.filename().string()));
     }
@@ -223,7 +224,7 @@ int runRecordings(const ParsedOptions& parsed) {
     refusePositional(parsed);
     const std::vector<Recording> recordings = findRecordings();
     if (parsed.has("json")) {
-        printJson(recordings);
+        printRecordings(recordings);
     } else {
         printText(recordings);
     }

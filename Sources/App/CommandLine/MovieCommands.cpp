@@ -36,6 +36,8 @@ namespace {
 using Kind = OptionSpec::Kind;
 using Path = std::filesystem::path;
 
+constexpr std::array recordingOperand{ValueKind::recording};
+
 /// Runs `work` on a thread of its own and waits for it, with `label` and a percentage on the terminal.
 /// Nothing else may touch a file, because any access may block forever. SIGINT, SIGTERM and SIGHUP ask the
 /// work to stop; if it does not, they end the program. Throws what `work` throws.
@@ -113,7 +115,7 @@ constexpr std::array gifOptions{
                translatable("The largest width in pixels, 16 to 4096; 640 by default.")},
     OptionSpec{"fps", Kind::value, "N", translatable("Frames per second, 1 to 50; 12 by default.")},
     OptionSpec{"output", Kind::value, "FILE",
-               translatable("Write this file, instead of one beside the movie.")},
+               translatable("Write this file, instead of one beside the movie."), ValueKind::file},
 };
 
 int runGif(const ParsedOptions& parsed) {
@@ -190,14 +192,18 @@ constinit const Command trimCommand{
     translatable("Saves a part of a recording as a new file beside it, and prints its path.\n"
                  "A TIME is in seconds or [HOURS:]MINUTES:SECONDS, with or without decimals."),
     trimOptions,
-    runTrim};
+    runTrim,
+    nullptr,
+    recordingOperand};
 
 constinit const Command gifCommand{"gif",
                                    translatable("Make an animated GIF of a recording."),
                                    "FILE [OPTIONS]",
                                    translatable("Makes an animated GIF of a recording, which loops forever."),
                                    gifOptions,
-                                   runGif};
+                                   runGif,
+                                   nullptr,
+                                   recordingOperand};
 
 constinit const Command mixCommand{
     "mix",
@@ -205,7 +211,9 @@ constinit const Command mixCommand{
     "FILE",
     translatable("Mixes the audio tracks of a recording into one, in place. The pictures stay as they are."),
     {},
-    runMix};
+    runMix,
+    nullptr,
+    recordingOperand};
 
 constinit const Command convertCommand{
     "convert",
@@ -213,6 +221,8 @@ constinit const Command convertCommand{
     "FILE [OPTIONS]",
     translatable("Makes an MP4 file of a recording, beside it and without re-encoding anything."),
     convertOptions,
-    runConvert};
+    runConvert,
+    nullptr,
+    recordingOperand};
 
 }  // namespace lumicrate::app

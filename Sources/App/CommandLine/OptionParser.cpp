@@ -16,16 +16,6 @@ namespace {
 
 using Kind = OptionSpec::Kind;
 
-bool isNegatable(Kind kind) {
-    return kind == Kind::negatable || kind == Kind::negatableWithValue;
-}
-
-bool takesInlineValue(Kind kind) {
-    return kind == Kind::value || kind == Kind::optionalValue || kind == Kind::negatableWithValue;
-}
-
-constexpr OptionSpec helpOption{"help", Kind::flag, "", translatable("Show this.")};
-
 const OptionSpec* find(std::span<const OptionSpec> specs, std::string_view name) {
     if (name == helpOption.name) return &helpOption;
     const auto found = std::ranges::find(specs, name, &OptionSpec::name);
@@ -47,31 +37,15 @@ Token readToken(std::span<const OptionSpec> specs, std::string_view argument) {
     if (equals != std::string_view::npos) token.value = std::string(body.substr(equals + 1));
     if (token.spec == nullptr && name.starts_with("no-")) {
         const OptionSpec* negated = find(specs, name.substr(3));
-        if (negated != nullptr && isNegatable(negated->kind)) token = {negated, false, token.value};
+        if (negated != nullptr && negated->isNegatable()) token = {negated, false, token.value};
     }
     if (!argument.starts_with("--") || token.spec == nullptr) {
         throw UsageError(fmt::format(fmt::runtime(localized("Unknown option “{}”.")), argument));
     }
-    if (token.value && (!token.on || !takesInlineValue(token.spec->kind))) {
+    if (token.value && (!token.on || !token.spec->takesValue())) {
         throw UsageError(fmt::format(fmt::runtime(localized("The option --{} takes no value.")), name));
     }
     return token;
-}
-
-std::string signature(const OptionSpec& spec) {
-    switch (spec.kind) {
-        case Kind::flag:
-            return fmt::format("--{}", spec.name);
-        case Kind::negatable:
-            return fmt::format("--[no-]{}", spec.name);
-        case Kind::value:
-            return fmt::format("--{} {}", spec.name, spec.placeholder);
-        case Kind::optionalValue:
-            return fmt::format("--{} [{}]", spec.name, spec.placeholder);
-        case Kind::negatableWithValue:
-            return fmt::format("--[no-]{}[={}]", spec.name, spec.placeholder);
-    }
-    return {};
 }
 
 constexpr std::int64_t microseconds = 1'000'000;
@@ -97,6 +71,22 @@ std::optional<std::int64_t> decimals(std::string_view text) {
 }
 
 }  // namespace
+
+std::string signature(const OptionSpec& spec) {
+    switch (spec.kind) {
+        case Kind::flag:
+            return fmt::format("--{}", spec.name);
+        case Kind::negatable:
+            return fmt::format("--[no-]{}", spec.name);
+        case Kind::value:
+            return fmt::format("--{} {}", spec.name, spec.placeholder);
+        case Kind::optionalValue:
+            return fmt::format("--{} [{}]", spec.name, spec.placeholder);
+        case Kind::negatableWithValue:
+            return fmt::format("--[no-]{}[={}]", spec.name, spec.placeholder);
+    }
+    return {};
+}
 
 bool ParsedOptions::has(std::string_view name) const {
     return given_.contains(name);

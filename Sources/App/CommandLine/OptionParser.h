@@ -21,6 +21,20 @@ class UsageError : public LocalizedError {
     using LocalizedError::LocalizedError;
 };
 
+/// What a value names. The completions of shells offer what there is of it.
+enum class ValueKind {
+    other,  ///< a number, a time, a rectangle
+    choice,
+    file,
+    display,
+    window,
+    microphone,
+    camera,
+    recording,
+    preference,
+    preferenceValue,  ///< of the preference that is the argument before
+};
+
 /// One option of a command.
 struct OptionSpec {
     enum class Kind {
@@ -35,6 +49,13 @@ struct OptionSpec {
     Kind kind = Kind::flag;
     std::string_view placeholder;  ///< the value's name in the help
     std::string_view help;
+    ValueKind value = ValueKind::other;
+    std::span<const std::string_view> choices = {};  ///< the valid values of a choice
+
+    bool takesValue() const { return kind != Kind::flag && kind != Kind::negatable; }
+    /// Whether VALUE may be the next word.
+    bool takesNextWord() const { return kind == Kind::value || kind == Kind::optionalValue; }
+    bool isNegatable() const { return kind == Kind::negatable || kind == Kind::negatableWithValue; }
 };
 
 /// A parsed command line. Of an option given twice the last one counts.
@@ -67,6 +88,12 @@ void refusePositional(const ParsedOptions& parsed);
 
 /// The only positional argument, a path. Throws UsageError unless there is exactly one.
 std::filesystem::path oneFile(const ParsedOptions& parsed);
+
+/// As in the help: "--[no-]microphone[=ID]".
+std::string signature(const OptionSpec& spec);
+
+/// Every command has it.
+inline constexpr OptionSpec helpOption{"help", OptionSpec::Kind::flag, "", translatable("Show this.")};
 
 /// The options and --help as indented lines.
 std::string describeOptions(std::span<const OptionSpec> specs);

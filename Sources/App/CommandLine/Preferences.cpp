@@ -2,17 +2,22 @@
 #include "App/CommandLine/Preferences.h"
 
 #include "App/CommandLine/CommandLine.h"
+#include "App/CommandLine/Listing.h"
 #include "Linux/Desktop/UserDefaults.h"
 #include "Lumicrate/Overlays/WebcamBubbleModel.h"
 #include "Lumicrate/Recording/RecordingOptions.h"
+#include "Lumicrate/Shell/AfterSave.h"
 #include "Lumicrate/Shortcuts/Shortcut.h"
 #include "Support/Geometry.h"
 #include "Support/Text.h"
 
 #include <fmt/format.h>
 #include <fmt/ranges.h>
+#include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <array>
+#include <cmath>
 #include <optional>
 
 namespace lumicrate::app {
@@ -49,6 +54,7 @@ std::vector<Preference> makePreferences() {
         {preference::openPreview, Kind::toggle},
         {preference::notifyWhenSaved, Kind::toggle},
         {preference::recordingsFolder, Kind::folder},
+        {preference::afterSave, Kind::command},
         {preference::areaRect, Kind::area},
         {preference::webcamEnabled, Kind::toggle},
         {preference::webcamID, Kind::text},
@@ -69,6 +75,15 @@ std::optional<bool> readToggle(const std::string& text) {
     if (text == "true" || text == "yes" || text == "on" || text == "1") return true;
     if (text == "false" || text == "no" || text == "off" || text == "0") return false;
     return std::nullopt;
+}
+
+bool isCommand(const std::string& text) {
+    try {
+        commandWords(text);
+        return true;
+    } catch (const LocalizedError&) {
+        return false;
+    }
 }
 
 bool isArea(const std::string& text) {
@@ -100,6 +115,8 @@ std::string Preference::expected() const {
             return localized("a path that begins with “/”, or nothing for the default");
         case Kind::area:
             return localized("{{x, y}, {width, height}} in points, or nothing");
+        case Kind::command:
+            return localized("a program with its arguments, or nothing");
         case Kind::shortcut:
             return localized("off, nothing for the default, or a shortcut as JSON");
     }
@@ -120,6 +137,7 @@ std::string Preference::read(const NSUserDefaults& defaults) const {
             return text;
         case Kind::folder:
         case Kind::area:
+        case Kind::command:
         case Kind::shortcut:
             break;
     }
@@ -155,6 +173,9 @@ std::optional<DefaultsValue> Preference::parsed(const std::string& text) const {
             break;
         case Kind::area:
             if (text.empty() || isArea(text)) value = text;
+            break;
+        case Kind::command:
+            if (isCommand(text)) value = text;
             break;
         case Kind::shortcut:
             if (isShortcut(text)) value = text;
@@ -198,25 +219,53 @@ void warnOfInvalid(const Preference& preference, const NSUserDefaults& defaults)
                            *text, preference.key, preference.expected()));
 }
 
+constexpr std::array settingsOptions{
+    OptionSpec{"json", OptionSpec::Kind::flag, "", translatable("As JSON, for programs.")}};
+constexpr std::array settingsOperands{ValueKind::preference, ValueKind::preferenceValue};
+
+/// Switches as true and false, numbers as numbers, and everything else as text.
+nlohmann::ordered_json jsonValue(const Preference& preference, const NSUserDefaults& defaults) {
+    const std::string text = preference.read(defaults);
+    if (preference.kind == Kind::toggle) return text == "true";
+    if (const auto number = readNumber(text); number && preference.isNumeric())
+        return *number == std::floor(*number) ? nlohmann::ordered_json(std::llround(*number))
+                                              : nlohmann::ordered_json(*number);
+    return text;
+}
+
+void printAll(const NSUserDefaults& defaults, bool asJson) {
+    nlohmann::ordered_json all;
+    for (const Preference& preference : preferences()) {
+        if (asJson) {
+            all[std::string(preference.key)] = jsonValue(preference, defaults);
+        } else {
+            fmt::print("{:<22}{}\n", preference.key, preference.read(defaults));
+        }
+        warnOfInvalid(preference, defaults);
+    }
+    if (asJson) printJson(all);
+}
+
 int runSettings(const ParsedOptions& parsed) {
     const auto& words = parsed.positional();
     if (words.size() > 2) throw UsageError(localized("Give one key and one value."));
     desktop::UserDefaults defaults;
     RecordingOptions::registerDefaults(defaults);
     if (words.empty()) {
-        for (const Preference& preference : preferences()) {
-            fmt::print("{:<22}{}\n", preference.key, preference.read(defaults));
-            warnOfInvalid(preference, defaults);
-        }
+        printAll(defaults, parsed.has("json"));
         return exitDone;
     }
     const Preference& preference = findPreference(words[0]);
-    if (words.size() == 1) {
-        fmt::print("{}\n", preference.read(defaults));
-        warnOfInvalid(preference, defaults);
-    } else {
+    if (words.size() == 2) {
         defaults.set(preference.key, preference.parse(words[1]));
+        return exitDone;
     }
+    if (parsed.has("json")) {
+        printJson(jsonValue(preference, defaults));
+    } else {
+        fmt::print("{}\n", preference.read(defaults));
+    }
+    warnOfInvalid(preference, defaults);
     return exitDone;
 }
 
@@ -225,10 +274,11 @@ int runSettings(const ParsedOptions& parsed) {
 constinit const Command settingsCommand{
     "settings",
     translatable("Show or change the stored preferences."),
-    "[KEY [VALUE]]",
+    "[KEY [VALUE]] [--json]",
     translatable("Shows all preferences, or one; with a value, stores it."),
-    {},
+    settingsOptions,
     runSettings,
-    describePreferences};
+    describePreferences,
+    settingsOperands};
 
 }  // namespace lumicrate::app

@@ -2,6 +2,7 @@
 // Preferences: the stored preferences as the command "settings" shows and changes them, by key.
 #pragma once
 
+#include "Lumicrate/Recording/RecordingOptions.h"
 #include "Platform/NSUserDefaults.h"
 
 #include <optional>
@@ -14,7 +15,7 @@ namespace lumicrate::app {
 
 /// A preference and its valid values.
 struct Preference {
-    enum class Kind { toggle, choice, number, text, color, folder, area, shortcut };
+    enum class Kind { toggle, choice, number, text, color, folder, area, command, shortcut };
 
     std::string_view key;
     Kind kind = Kind::text;
@@ -23,6 +24,8 @@ struct Preference {
     double min = 0;                      ///< of a number
     double max = 0;
 
+    /// Whether the values are numbers, written in digits.
+    bool isNumeric() const { return kind == Kind::number || key == preference::fps; }
     /// The valid values in words, for help and errors.
     std::string expected() const;
     /// The value in force as text: the stored or registered one, if it is valid.

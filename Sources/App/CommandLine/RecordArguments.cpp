@@ -2,6 +2,7 @@
 #include "App/CommandLine/RecordArguments.h"
 
 #include "App/CommandLine/CommandLine.h"
+#include "Lumicrate/Shell/AfterSave.h"
 #include "Support/Text.h"
 
 #include <fmt/format.h>
@@ -16,38 +17,52 @@ namespace {
 
 using Kind = OptionSpec::Kind;
 
+constexpr std::array<std::string_view, 4> frameRates{"15", "24", "30", "60"};
+
 constexpr std::array specs{
     OptionSpec{"screen", Kind::optionalValue, "ID",
-               translatable("Record a whole screen: the main one, or the one of this number or name.")},
+               translatable("Record a whole screen: the main one, or the one of this number or name."),
+               ValueKind::display},
     OptionSpec{"window", Kind::optionalValue, "ID",
                translatable(
                    "Record only this window, even where others cover it; “lumicrate sources” lists them. On "
                    "Wayland without "
-                   "ID: choose it in the desktop's dialog.")},
+                   "ID: choose it in the desktop's dialog."),
+               ValueKind::window},
     OptionSpec{"area", Kind::value, "X,Y,W,H",
                translatable("Record this part of the desktop, in points from its top left corner.")},
     OptionSpec{
         "webcam", Kind::optionalValue, "ID",
         translatable(
-            "Record a camera alone: the one in the preferences, or the one of this identifier or name.")},
+            "Record a camera alone: the one in the preferences, or the one of this identifier or name."),
+        ValueKind::camera},
     OptionSpec{"audio", Kind::flag, "", translatable("Record sound only.")},
     OptionSpec{"with-webcam", Kind::optionalValue, "ID",
-               translatable("Show a camera in a bubble on the screen, and record it with the screen.")},
+               translatable("Show a camera in a bubble on the screen, and record it with the screen."),
+               ValueKind::camera},
     OptionSpec{"duration", Kind::value, "S", translatable("Stop after this many seconds.")},
     OptionSpec{"output", Kind::value, "FILE",
-               translatable("Write this file, instead of one in the recordings folder.")},
-    OptionSpec{"quality", Kind::value, "Q", translatable("Picture size: native, p1080 or p720.")},
-    OptionSpec{"fps", Kind::value, "N", translatable("Frames per second: 15, 24, 30 or 60.")},
+               translatable("Write this file, instead of one in the recordings folder."), ValueKind::file},
+    OptionSpec{"after-save", Kind::value, "COMMAND",
+               translatable("Run this program, with the file as its last argument or in place of {}.")},
+    OptionSpec{"json", Kind::flag, "", translatable("Print the result as JSON, for programs.")},
+    OptionSpec{"quality", Kind::value, "Q", translatable("Picture size: native, p1080 or p720."),
+               ValueKind::choice, RawValues<VideoQuality>::names},
+    OptionSpec{"fps", Kind::value, "N", translatable("Frames per second: 15, 24, 30 or 60."),
+               ValueKind::choice, frameRates},
     OptionSpec{
         "constant-frame-rate", Kind::negatable, "",
         translatable("A picture at every interval, for editors that can't read variable frame rates.")},
-    OptionSpec{"format", Kind::value, "F", translatable("mp4H264 or movHEVC.")},
-    OptionSpec{"encoding-quality", Kind::value, "Q", translatable("Bit rate: standard, high or maximum.")},
+    OptionSpec{"format", Kind::value, "F", translatable("mp4H264 or movHEVC."), ValueKind::choice,
+               RawValues<OutputFormat>::names},
+    OptionSpec{"encoding-quality", Kind::value, "Q", translatable("Bit rate: standard, high or maximum."),
+               ValueKind::choice, RawValues<EncodingQuality>::names},
     OptionSpec{"system-audio", Kind::negatable, "", translatable("What the computer plays.")},
     OptionSpec{"application-audio", Kind::negatable, "",
                translatable("Of that, only the sound of the recorded window's program.")},
     OptionSpec{"microphone", Kind::negatableWithValue, "ID",
-               translatable("A microphone: the default one, or the one of this identifier.")},
+               translatable("A microphone: the default one, or the one of this identifier."),
+               ValueKind::microphone},
     OptionSpec{"mix-audio", Kind::negatable, "",
                translatable("One audio track for both, instead of one each.")},
     OptionSpec{"cursor", Kind::negatable, "", translatable("The mouse pointer.")},
@@ -99,11 +114,9 @@ void readEnumeration(const ParsedOptions& parsed, std::string_view option, std::
 void readFps(const ParsedOptions& parsed, int& fps) {
     const auto text = parsed.value("fps");
     if (!text) return;
-    constexpr std::array rates{15, 24, 30, 60};
-    const auto found =
-        std::find_if(rates.begin(), rates.end(), [&](int rate) { return *text == std::to_string(rate); });
-    if (found == rates.end()) throwInvalidValue("fps", *text, localized("15, 24, 30 or 60"));
-    fps = *found;
+    if (std::ranges::find(frameRates, *text) == frameRates.end())
+        throwInvalidValue("fps", *text, localized("15, 24, 30 or 60"));
+    fps = std::stoi(*text);
 }
 
 void readSwitch(const ParsedOptions& parsed, std::string_view option, bool& target) {
@@ -209,6 +222,13 @@ RecordArguments readRecordArguments(const ParsedOptions& parsed, const Recording
                               localized("a number of seconds above 0, up to 2592000 (30 days)"));
         request.duration = seconds;
     }
+    if (request.afterSave = parsed.value("after-save"); request.afterSave) {
+        try {
+            commandWords(*request.afterSave);
+        } catch (const LocalizedError& error) {
+            throw UsageError(error.what());
+        }
+    }
     if (const auto file = parsed.value("output")) {
         if (file->empty()) throwInvalidValue("output", *file, localized("a file name"));
         request.output = std::filesystem::absolute(*file);
@@ -248,6 +268,16 @@ void requireWindow(const std::vector<SCWindow>& windows, std::uint32_t windowID)
         fmt::runtime(
             localized("There is no window {} on the screen. “lumicrate sources” lists the windows.")),
         windowID));
+}
+
+void checkOutput(const std::filesystem::path& output) {
+    if (std::filesystem::exists(std::filesystem::symlink_status(output))) {
+        throw LocalizedError(fmt::format(fmt::runtime(localized("“{}” already exists.")), output.string()));
+    }
+    if (!std::filesystem::is_directory(output.parent_path())) {
+        throw LocalizedError(
+            fmt::format(fmt::runtime(localized("There is no folder “{}”.")), output.parent_path().string()));
+    }
 }
 
 PlacedArea placeArea(const std::vector<SCDisplay>& displays, const Rect& area) {

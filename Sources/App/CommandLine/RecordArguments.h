@@ -34,7 +34,8 @@ struct RecordArguments {
     std::optional<std::filesystem::path> output;
     std::optional<bool> mixesAudio;  ///< as stored when absent
     std::optional<std::string> portalToken;
-    bool metersMicrophone = true;  ///< whether the recorder measures its level
+    std::optional<std::string> afterSave;  ///< as stored when absent
+    bool metersMicrophone = true;          ///< whether the recorder measures its level
     /// Requested on the command line, not just stored: recording fails without it.
     bool systemAudioRequired = false;
     bool microphoneRequired = false;
@@ -64,6 +65,9 @@ struct PlacedArea {
     std::uint32_t displayID = 0;
     Rect area;  ///< points, y down from the top left of that display, within it
 };
+
+/// Existing files are never overwritten. Throws LocalizedError for one, and for a folder that does not exist.
+void checkOutput(const std::filesystem::path& output);
 
 /// Clips an area to the display that shows most of it. Throws LocalizedError when it lies on none.
 PlacedArea placeArea(const std::vector<SCDisplay>& displays, const Rect& area);

@@ -3,15 +3,19 @@
 #include "App/Application.h"
 #include "App/CaptureBackend.h"
 #include "App/CommandLine/CommandLine.h"
+#include "App/CommandLine/Listing.h"
 #include "App/CommandLine/RecordArguments.h"
 #include "App/CommandLine/StatusLine.h"
 #include "App/DesktopSession.h"
 #include "App/RecorderServices.h"
 #include "App/Signals.h"
+#include "Linux/Desktop/DesktopServices.h"
+#include "Lumicrate/Shell/AfterSave.h"
 #include "Support/Log.h"
 #include "Support/Text.h"
 
 #include <fmt/format.h>
+#include <nlohmann/json.hpp>
 #include <sys/prctl.h>
 
 #include <QCoreApplication>
@@ -55,17 +59,6 @@ void checkCamera(RecordArguments& request, const std::vector<CaptureDevice>& con
         throw LocalizedError(localized("No camera is available."));
 }
 
-/// Existing files are never overwritten.
-void checkOutput(const std::filesystem::path& output) {
-    if (std::filesystem::exists(std::filesystem::symlink_status(output))) {
-        throw LocalizedError(fmt::format(fmt::runtime(localized("“{}” already exists.")), output.string()));
-    }
-    if (!std::filesystem::is_directory(output.parent_path())) {
-        throw LocalizedError(
-            fmt::format(fmt::runtime(localized("There is no folder “{}”.")), output.parent_path().string()));
-    }
-}
-
 void requireScreenAccess(const SystemServices& system) {
     if (system.capture.CGPreflightScreenCaptureAccess()) return;
     throw LocalizedError(system.portalCapture
@@ -107,11 +100,12 @@ std::optional<CaptureSource> captureSource(RecordArguments& request, const Syste
 /// Runs one recording from its start to its file, following the recorder's published state.
 class Recording {
  public:
-    Recording(Executor& executor, RecorderServices& services, const RecordArguments& request,
+    Recording(Executor& executor, RecorderServices& services, const RecordArguments& request, bool printsJson,
               Signals& signals)
         : recorder_(services.recorder),
           executor_(executor),
           request_(request),
+          printsJson_(printsJson),
           signals_(signals),
           states_(recorder_.state.observe([this](ScreenRecorder::State coming) { onState(coming); })),
           errors_(recorder_.errorMessage.observe([this](const auto& coming) {
@@ -232,13 +226,29 @@ class Recording {
         if (*recorder_.errorMessage) say(**recorder_.errorMessage);
         if (!begun_ && stoppedByUser_) say(localized(cancelledEarly));
         if (!begun_ && !stoppedByUser_ && !*recorder_.errorMessage) say(localized("Nothing was chosen."));
-        if (*recorder_.lastRecording) fmt::print("{}\n", (*recorder_.lastRecording)->string());
+        if (printsJson_) {
+            printResult();
+        } else if (*recorder_.lastRecording) {
+            fmt::print("{}\n", (*recorder_.lastRecording)->string());
+        }
         return *recorder_.lastRecording && !*recorder_.errorMessage ? exitDone : exitFailed;
+    }
+
+    void printResult() const {
+        nlohmann::ordered_json result{{"path", nullptr},
+                                      {"duration", recorder_.elapsedNow()},
+                                      {"missingPictures", recorder_.refusedFrames()},
+                                      {"notices", *recorder_.notices},
+                                      {"error", nullptr}};
+        if (*recorder_.lastRecording) result["path"] = (*recorder_.lastRecording)->string();
+        if (*recorder_.errorMessage) result["error"] = **recorder_.errorMessage;
+        printJson(result);
     }
 
     ScreenRecorder& recorder_;
     Executor& executor_;
     RecordArguments request_;
+    bool printsJson_;
     Signals& signals_;
     StatusLine line_;
     bool begun_ = false;
@@ -252,6 +262,18 @@ class Recording {
 /// screen touches only parts of them. That is up to a third of the CPU time of such a recording.
 void preferSmallPages() {
     prctl(PR_SET_THP_DISABLE, 1, 0, 0, 0);
+}
+
+/// By another process, which reports a failure when this one has long ended.
+void startAfterSave(const std::string& command, const std::filesystem::path& file) {
+    if (command.empty()) return;
+    try {
+        desktop::TaskLauncher().launch({QCoreApplication::applicationFilePath().toStdString(),
+                                        std::string(afterSaveCommand.name), command, file.string()},
+                                       {});
+    } catch (const PlatformError& error) {
+        say(error.what());
+    }
 }
 
 RecordArguments readArguments(const ParsedOptions& parsed) {
@@ -292,23 +314,51 @@ int runRecord(const ParsedOptions& parsed) {
     if (request.portalToken && system.portalCapture) system.portalCapture->setToken(*request.portalToken);
     const std::optional<CaptureSource> source = captureSource(request, system);
     requireNamedMicrophone(request, system.devices);
-    const int status = Recording(system.executor, services, request, signals).run(source);
+    const int status = Recording(system.executor, services, request, parsed.has("json"), signals).run(source);
+    if (const auto saved = *services.recorder.lastRecording)
+        startAfterSave(
+            request.afterSave.value_or(system.defaults.stringForKey(preference::afterSave).value_or("")),
+            *saved);
     if (request.portalToken && system.portalCapture && !system.portalCapture->latestToken().empty())
         say(fmt::format(fmt::runtime(localized("The next portal token is {}")),
                         system.portalCapture->latestToken()));
     return status;
 }
 
+/// Runs the command with the file, waits for its end, and says if it fails.
+int runAfterSaveCommand(const ParsedOptions& parsed) {
+    const auto& words = parsed.positional();
+    if (words.size() != 2) throw UsageError(localized("Give a command and a file."));
+    desktop::TaskLauncher tasks;
+    int status = exitDone;
+    bool hasEnded = false;
+    runAfterSave(
+        tasks, words[0], words[1],
+        [&status](const std::string& sentence) {
+            say(sentence);
+            status = exitFailed;
+        },
+        [&hasEnded] {
+            hasEnded = true;
+            QCoreApplication::quit();
+        });
+    if (!hasEnded) QCoreApplication::exec();
+    return status;
+}
+
 }  // namespace
+
+constinit const Command afterSaveCommand{
+    "after-save", "Run a command with a saved recording.", "COMMAND FILE", "", {}, runAfterSaveCommand};
 
 const Command recordCommand{
     "record",
     translatable("Record a screen, a window, an area, a camera or sound."),
     "[OPTIONS]",
-    translatable(
-        "What is not given is taken from the stored preferences (“lumicrate settings”); without a\n"
-        "source, the main screen is recorded. SIGINT, SIGTERM and SIGHUP stop and save, SIGUSR1 pauses\n"
-        "and resumes. The last line of standard output is the file's path."),
+    "What is not given is taken from the stored preferences (“lumicrate settings”); without a\n"
+    "source, the main screen is recorded. SIGINT, SIGTERM and SIGHUP stop and save, SIGUSR1 pauses\n"
+    "and resumes. The last line of standard output is the file's path. A program given with --after-save\n"
+    "is not waited for; if it fails, that is said on standard error and changes nothing else.",
     recordOptionSpecs(),
     runRecord};
 

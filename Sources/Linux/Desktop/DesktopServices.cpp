@@ -48,35 +48,47 @@ void detach() {
     sigprocmask(SIG_SETMASK, &none, nullptr);
 }
 
+/// Starts a program that outlives this process. Returns whether it could be started. `ended` receives the
+/// exit status, or 128 and the number of a signal.
+bool start(const QString& program, const QStringList& arguments, bool keepsErrors,
+           std::function<void(int)> ended) {
+    // Has no owner: destroying it would end a program that outlives this one.
+    auto* process = new QProcess;
+    process->setStandardInputFile(QProcess::nullDevice());
+    process->setStandardOutputFile(QProcess::nullDevice());
+    if (keepsErrors) {
+        process->setProcessChannelMode(QProcess::ForwardedErrorChannel);
+    } else {
+        process->setStandardErrorFile(QProcess::nullDevice());
+    }
+    process->setChildProcessModifier(detach);
+    QObject::connect(process, &QProcess::finished, process,
+                     [process, ended = std::move(ended)](int status, QProcess::ExitStatus how) {
+                         process->deleteLater();
+                         constexpr int signalled = 128;
+                         if (ended) ended(how == QProcess::NormalExit ? status : signalled + status);
+                     });
+    process->start(program, arguments);
+    if (process->waitForStarted()) return true;
+    delete process;
+    return false;
+}
+
 /// `target` is a path or address, `name` is its name for the user. Returns false if xdg-open cannot be
 /// started.
 bool startOpener(const QString& target, const std::string& name, const Workspace::FailureHandler& failed) {
     const QString opener = QStandardPaths::findExecutable(QStringLiteral("xdg-open"));
     if (opener.isEmpty()) return false;
-    // Has no owner: destroying it would end a program that outlives this one.
-    auto* process = new QProcess;
-    process->setStandardInputFile(QProcess::nullDevice());
-    process->setStandardOutputFile(QProcess::nullDevice());
-    process->setStandardErrorFile(QProcess::nullDevice());
-    process->setChildProcessModifier(detach);
-    QObject::connect(process, &QProcess::finished, process,
-                     [process, name, failed, started = std::chrono::steady_clock::now()](
-                         int status, QProcess::ExitStatus how) {
-                         process->deleteLater();
-                         // Some desktops' xdg-open is replaced by the program that it opens, which may fail
-                         // much later.
-                         const bool wasOpened = std::chrono::steady_clock::now() - started > maxOpeningTime;
-                         if (how == QProcess::NormalExit && (status == 0 || wasOpened)) return;
-                         log(LogArea::desktop, "xdg-open failed with status ", status);
-                         if (failed && !wasOpened)
-                             failed(openingFailed(
-                                 name, status == noProgram ? translatable("no program for it is installed.")
+    const auto ended = [name, failed, started = std::chrono::steady_clock::now()](int status) {
+        // Some desktops' xdg-open is replaced by the program that it opens, which may fail much later.
+        const bool wasOpened = std::chrono::steady_clock::now() - started > maxOpeningTime;
+        if (status == 0 || wasOpened) return;
+        log(LogArea::desktop, "xdg-open failed with status ", status);
+        if (failed)
+            failed(openingFailed(name, status == noProgram ? translatable("no program for it is installed.")
                                                            : translatable("the program “xdg-open” failed.")));
-                     });
-    process->start(opener, {target});
-    if (process->waitForStarted()) return true;
-    delete process;
-    return false;
+    };
+    return start(opener, {target}, /*keepsErrors=*/false, ended);
 }
 
 void open(const QString& target, const std::string& name, const Workspace::FailureHandler& failed) {
@@ -112,6 +124,17 @@ std::unique_ptr<NSActivity> ProcessInfo::beginActivity(std::uint64_t options, co
 bool isUpdatedByStore() {
     return qEnvironmentVariableIsSet("SNAP") || qEnvironmentVariableIsSet("FLATPAK_ID") ||
            QFileInfo::exists(QStringLiteral("/.flatpak-info"));
+}
+
+void TaskLauncher::launch(const std::vector<std::string>& programAndArguments,
+                          std::function<void(int status)> ended) {
+    QStringList words;
+    for (const std::string& each : programAndArguments)
+        words << QString::fromStdString(each);
+    const QString program = words.takeFirst();
+    if (!start(program, words, /*keepsErrors=*/true, std::move(ended)))
+        throw PlatformError(localized("the program can't be started: ") + "“" + programAndArguments.front() +
+                            "”");
 }
 
 Workspace::Workspace(FailureHandler failed) : failed_(std::move(failed)) {}

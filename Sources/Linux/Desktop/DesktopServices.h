@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// What the desktop does for the program, mostly over the session bus: ProcessInfo (keeping the display awake)
-// and Workspace (opening files). All on the main thread, with a running Qt event loop.
+// What the desktop does for the program, mostly over the session bus: ProcessInfo (keeping the display
+// awake), Workspace (opening files) and TaskLauncher (other programs). All on the main thread, with a running
+// Qt event loop.
 #pragma once
 
 #include "Platform/NSProcessInfo.h"
+#include "Platform/NSTask.h"
 #include "Platform/NSWorkspace.h"
 
 #include <functional>
@@ -32,6 +34,13 @@ class ProcessInfo final : public NSProcessInfo {
 
 /// Whether this copy is a Flatpak or Snap, which only its store can update.
 bool isUpdatedByStore();
+
+/// The programs' standard error is that of this process, their output is discarded.
+class TaskLauncher final : public NSTaskLauncher {
+ public:
+    void launch(const std::vector<std::string>& programAndArguments,
+                std::function<void(int status)> ended) override;
+};
 
 /// Opens files and web pages with xdg-open. Shows files through org.freedesktop.FileManager1; without that
 /// service, opens their folder.

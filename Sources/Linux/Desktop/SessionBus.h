@@ -4,7 +4,10 @@
 #pragma once
 
 #include "Linux/Desktop/ApplicationInterface.h"
+#include "Linux/Desktop/BusInterface.h"
 
+#include <QObject>
+#include <QVariant>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -17,26 +20,20 @@ namespace lumicrate::desktop {
 /// bus of its own.
 bool sessionBusExists();
 
-/// The service `applicationId` with one object, `applicationObjectPath`. It has org.freedesktop.Application,
-/// and an interface with the name of the service. The latter's methods have no argument or one string, and
-/// return nothing or one string. Main thread; needs a running Qt event loop.
+/// The name of the program's own interface `member` of this version: "org.lumicrate.Lumicrate.Recorder1".
+std::string ownInterfaceName(const std::string& member);
+
+/// The service `applicationId` with one object, `applicationObjectPath`, which has
+/// org.freedesktop.Application and interfaces of our own. Main thread; needs a running Qt event loop.
 class BusService {
  public:
-    /// `call` receives the argument of a method that takes one, and otherwise nothing. Its result is the
-    /// reply of a method with `replies`, and ignored otherwise.
-    struct Method {
-        std::string name;  ///< "Toggle"
-        bool takesText = false;
-        bool replies = false;
-        std::function<std::string(const std::string& argument)> call;
-    };
     enum class Outcome {
         claimed,  ///< this process now owns the name
         taken,    ///< another process owns the name
         noBus,    ///< there is no session bus
     };
 
-    BusService(std::vector<Method> methods, ApplicationInterface application);
+    BusService(std::vector<BusInterface> interfaces, ApplicationInterface application);
     /// Releases the name.
     ~BusService();
     BusService(const BusService&) = delete;
@@ -44,6 +41,10 @@ class BusService {
 
     /// Requests the name. Once it is claimed, the event loop calls the methods.
     Outcome claim();
+    /// Sends a signal of an interface. Does nothing unless the name is claimed.
+    void send(const std::string& interface, const std::string& event, const QVariantList& arguments) const;
+    /// Sends PropertiesChanged with these values.
+    void announce(const std::string& interface, const QVariantMap& values) const;
 
  private:
     class Object;
@@ -52,9 +53,31 @@ class BusService {
     bool claimed_ = false;
 };
 
-/// Calls a method of the running instance and waits for its reply, which is empty for methods without one.
-/// Nothing if no instance can be reached.
-std::optional<std::string> callRunningInstance(const std::string& method,
-                                               const std::optional<std::string>& argument = std::nullopt);
+/// Calls a method of the running instance and waits for its reply. False if no instance can be reached.
+/// Throws BusError when it refuses.
+bool callRunningInstance(const std::string& interface, const std::string& method,
+                         const QVariantList& arguments = {});
+
+/// The properties of the running instance. Nothing if no instance can be reached.
+std::optional<QVariantMap> runningInstanceProperties(const std::string& interface);
+
+/// Follows the properties of the running instance. Main thread; needs a running Qt event loop.
+class InstanceWatch final : public QObject {
+    Q_OBJECT
+
+ public:
+    /// `changed` receives the announced values, `ended` is called once when the instance is gone.
+    InstanceWatch(const std::string& interface, std::function<void(const QVariantMap&)> changed,
+                  std::function<void()> ended);
+
+ private Q_SLOTS:
+    void receive(const QString& interface, const QVariantMap& values);
+    void endWithService();
+
+ private:
+    QString interface_;
+    std::function<void(const QVariantMap&)> changed_;
+    std::function<void()> ended_;
+};
 
 }  // namespace lumicrate::desktop

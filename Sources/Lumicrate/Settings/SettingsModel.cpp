@@ -3,6 +3,7 @@
 
 #include "Lumicrate/Library/DerivedFiles.h"
 #include "Lumicrate/Recording/RecordingOptions.h"
+#include "Lumicrate/Shell/AfterSave.h"
 #include "Support/Error.h"
 #include "Support/Text.h"
 
@@ -181,6 +182,20 @@ SwitchSetting SettingsModel::openPreview() {
 
 SwitchSetting SettingsModel::notifyWhenSaved() {
     return switched(preference::notifyWhenSaved, translatable("Notify when a recording is saved"));
+}
+
+TextSetting SettingsModel::afterSave() {
+    return {std::string(preference::afterSave), localized("Run after saving"),
+            localized(
+                "A program and its arguments. The recording is its last argument, or takes the place of {}."),
+            localized("No program"), [](const std::string& text) -> std::string {
+                try {
+                    commandWords(text);
+                    return {};
+                } catch (const LocalizedError& error) {
+                    return error.what();
+                }
+            }};
 }
 
 std::optional<SwitchSetting> SettingsModel::checkForUpdates() const {

@@ -37,6 +37,13 @@ struct ChoiceSetting {
     DefaultsValue fallback;  ///< selected if the stored value is not among the choices
 };
 
+/// A preference that is typed. `placeholder` is shown while it is empty.
+struct TextSetting {
+    std::string key, label, caption, placeholder;
+    /// Returns why a text is not valid; empty if it is.
+    std::function<std::string(const std::string& text)> refusal;
+};
+
 /// Describes the settings; the controls read and write their values in the preferences. Main thread only.
 class SettingsModel {
  public:
@@ -81,6 +88,7 @@ class SettingsModel {
     static SwitchSetting hideSelf();
     static SwitchSetting openPreview();
     static SwitchSetting notifyWhenSaved();
+    static TextSetting afterSave();
     /// Absent if this copy cannot look for updates.
     std::optional<SwitchSetting> checkForUpdates() const;
 

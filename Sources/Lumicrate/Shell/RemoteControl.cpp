@@ -9,53 +9,77 @@
 
 namespace lumicrate {
 
+using State = ScreenRecorder::State;
+
 std::string toJSON(const RemoteStatus& status) {
     nlohmann::ordered_json json{{"state", status.state}, {"elapsed", status.elapsed}};
     if (status.file) json["file"] = *status.file;
     if (status.error) json["error"] = *status.error;
+    if (status.lastRecording) json["lastRecording"] = *status.lastRecording;
     // File names are not necessarily UTF-8.
     return json.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
 }
 
-std::optional<RemoteStatus> parseRemoteStatus(std::string_view text) {
-    const nlohmann::json json = nlohmann::json::parse(text, nullptr, false);
-    if (!json.is_object()) return std::nullopt;
-    try {
-        RemoteStatus status{json.at("state"), json.at("elapsed"), {}, {}};
-        if (json.contains("file")) status.file = json["file"];
-        if (json.contains("error")) status.error = json["error"];
-        return status;
-    } catch (const nlohmann::json::exception&) {
-        return std::nullopt;
-    }
-}
-
-RemoteControl::RemoteControl(ScreenRecorder& recorder, Actions actions)
-    : recorder_(recorder), actions_(std::move(actions)) {}
+RemoteControl::RemoteControl(Executor& executor, ScreenRecorder& recorder, NotificationCenter& notifications,
+                             std::function<void()> quit)
+    : recorder_(recorder),
+      quit_(std::move(quit)),
+      self_(std::make_shared<RemoteControl*>(this)),
+      states_(recorder_.state.observe([this](State coming) { stateChanges(coming); })),
+      errors_(recorder_.errorMessage.observe([this, &executor](const std::optional<std::string>& coming) {
+          // Posted, because an error usually ends the recording at once, which is announced anyway.
+          if (coming)
+              executor.post([weak = std::weak_ptr(self_)] {
+                  const auto self = weak.lock();
+                  if (self && (*self)->events_.changed && (*self)->recorder_.isActive())
+                      (*self)->events_.changed((*self)->status());
+              });
+      })),
+      saves_(notifications.observe(recordingSavedNotification, [this](const NotificationCenter::Object& url) {
+          if (url && events_.saved) events_.saved(*url);
+      })) {}
 
 void RemoteControl::perform(RemoteCommand command) {
     log(LogArea::recorder, "remote command: ", rawValue(command));
     switch (command) {
-        case RemoteCommand::activate:
-            return actions_.activate();
         case RemoteCommand::toggle:
             return recorder_.toggle();
+        case RemoteCommand::stop:
+            return recorder_.requestStop();
         case RemoteCommand::pause:
+            return *recorder_.state == State::recording ? recorder_.togglePause() : void();
+        case RemoteCommand::resume:
+            return *recorder_.state == State::paused ? recorder_.togglePause() : void();
+        case RemoteCommand::togglePause:
             return recorder_.togglePause();
-        case RemoteCommand::area:
-            return recorder_.record(CaptureMode::area);
         case RemoteCommand::quit:
-            return actions_.quit();
+            return quit_();
     }
 }
 
 RemoteStatus RemoteControl::status() const {
+    return statusIn(*recorder_.state);
+}
+
+RemoteStatus RemoteControl::statusIn(State state) const {
     RemoteStatus status;
-    status.state = rawValue(*recorder_.state);
-    if (recorder_.isActive()) status.elapsed = recorder_.elapsedNow();
+    status.state = rawValue(state);
+    if (state == State::recording || state == State::paused) status.elapsed = recorder_.elapsedNow();
     if (const auto url = recorder_.outputURL()) status.file = url->string();
     status.error = *recorder_.errorMessage;
+    if (*recorder_.lastRecording) status.lastRecording = (*recorder_.lastRecording)->string();
     return status;
+}
+
+/// Observers are called before the state changes; the recorder's other values are those of the coming state.
+void RemoteControl::stateChanges(State coming) {
+    if (events_.changed && coming != *recorder_.state) events_.changed(statusIn(coming));
+    if (coming == State::recording && !std::exchange(hasStarted_, true) && events_.started) {
+        if (const auto url = recorder_.outputURL()) events_.started(*url);
+    }
+    if (coming != State::idle) return;
+    hasStarted_ = false;
+    if (*recorder_.errorMessage && events_.failed) events_.failed(**recorder_.errorMessage);
 }
 
 }  // namespace lumicrate

@@ -1,60 +1,79 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// RemoteControl: commands and status of the running application, for other programs and key bindings.
+// RemoteControl: commands, status and events of the running application, for other programs and key bindings.
 #pragma once
 
 #include "Lumicrate/Recording/RawValues.h"
 #include "Lumicrate/Recording/ScreenRecorder.h"
+#include "Support/Notifications.h"
+#include "Support/Published.h"
 
 #include <array>
 #include <filesystem>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 
 namespace lumicrate {
 
-enum class RemoteCommand { activate, toggle, pause, area, quit };
+enum class RemoteCommand { toggle, stop, pause, resume, togglePause, quit };
 
 template <>
 struct RawValues<RemoteCommand> {
-    static constexpr std::array<std::string_view, 5> names = {"activate", "toggle", "pause", "area", "quit"};
+    static constexpr std::array<std::string_view, 6> names = {"toggle", "stop",        "pause",
+                                                              "resume", "togglePause", "quit"};
 };
 
 /// What the application is doing now.
 struct RemoteStatus {
-    std::string state;                 ///< the name of the ScreenRecorder::State
-    double elapsed = 0;                ///< seconds recorded; 0 unless recording or paused
-    std::optional<std::string> file;   ///< the file being written
-    std::optional<std::string> error;  ///< the last error
+    std::string state;                         ///< the name of the ScreenRecorder::State
+    double elapsed = 0;                        ///< seconds recorded; 0 unless recording or paused
+    std::optional<std::string> file;           ///< the file being written
+    std::optional<std::string> error;          ///< the last error
+    std::optional<std::string> lastRecording;  ///< the file that was saved last
 
     bool operator==(const RemoteStatus&) const = default;
 };
 
 /// {"state":"recording","elapsed":12.5,"file":"…"}; absent members are left out.
 std::string toJSON(const RemoteStatus& status);
-/// The inverse of toJSON(). Nothing if the text is not such JSON.
-std::optional<RemoteStatus> parseRemoteStatus(std::string_view text);
 
 /// Main thread only.
 class RemoteControl {
  public:
-    struct Actions {
-        std::function<void()> activate;  ///< brings the main window to the front
-        std::function<void()> quit;
-        std::function<void(const std::filesystem::path&)> open;  ///< shows a recording in its preview
+    /// What happens in the recorder, whoever caused it.
+    struct Events {
+        std::function<void(const RemoteStatus&)>
+            changed;  ///< anything but `elapsed`, which goes on by itself
+        std::function<void(const std::filesystem::path&)> started;  ///< with the file being written
+        std::function<void(const std::filesystem::path&)> saved;
+        /// A recording did not start, or ended by itself; in the latter case it is saved nevertheless.
+        std::function<void(const std::string& sentence)> failed;
     };
 
-    /// `recorder` must outlive this object.
-    RemoteControl(ScreenRecorder& recorder, Actions actions);
+    /// The references must outlive this object.
+    RemoteControl(Executor& executor, ScreenRecorder& recorder, NotificationCenter& notifications,
+                  std::function<void()> quit);
+    RemoteControl(const RemoteControl&) = delete;
+    RemoteControl& operator=(const RemoteControl&) = delete;
 
     void perform(RemoteCommand command);
-    void open(const std::filesystem::path& url) { actions_.open(url); }
     RemoteStatus status() const;
+    void setEvents(Events events) { events_ = std::move(events); }
 
  private:
+    void stateChanges(ScreenRecorder::State coming);
+    RemoteStatus statusIn(ScreenRecorder::State state) const;
+
     ScreenRecorder& recorder_;
-    Actions actions_;
+    std::function<void()> quit_;
+    Events events_;
+    bool hasStarted_ = false;               ///< the present attempt got as far as recording
+    std::shared_ptr<RemoteControl*> self_;  ///< posted work holds it weakly
+    Subscription states_;
+    Subscription errors_;
+    Subscription saves_;
 };
 
 }  // namespace lumicrate

@@ -10,6 +10,7 @@
 #include <QComboBox>
 #include <QHBoxLayout>
 #include <QLabel>
+#include <QLineEdit>
 #include <QPainter>
 #include <QVBoxLayout>
 
@@ -150,6 +151,32 @@ FormRow* choiceRow(const ChoiceSetting& setting, NSUserDefaults& defaults, QComb
 void bindRowChoices(FormRow& row, QComboBox& box, const ChoiceSetting& setting, NSUserDefaults& defaults) {
     bindChoice(box, defaults, setting.key, setting.choices, setting.fallback,
                [&row](const std::string& text) { row.showError(text); });
+}
+
+FormRow* textRow(const TextSetting& setting, NSUserDefaults& defaults) {
+    auto* field = new QLineEdit;
+    field->setPlaceholderText(qtText(setting.placeholder));
+    constexpr int characters = 26;
+    field->setMinimumWidth(field->fontMetrics().averageCharWidth() * characters);
+    auto* row = new FormRow(setting.label, setting.caption, field);
+    const auto show = [field, &defaults, key = setting.key] {
+        // What is being typed stays.
+        if (!field->hasFocus()) field->setText(qtText(defaults.stringForKey(key).value_or("")));
+    };
+    show();
+    row->keep(defaults.observe(show));
+    QObject::connect(field, &QLineEdit::editingFinished, row, [row, field, &defaults, setting] {
+        const std::string text = field->text().trimmed().toStdString();
+        std::string error = setting.refusal(text);
+        try {
+            if (error.empty() && text != defaults.stringForKey(setting.key).value_or(""))
+                defaults.set(setting.key, text);
+        } catch (const PlatformError& failure) {
+            error = failure.what();
+        }
+        row->showError(error);
+    });
+    return row;
 }
 
 FormRow* loginRow(LoginItem& item) {

@@ -62,6 +62,9 @@ FormRow* switchRow(const SwitchSetting& setting, NSUserDefaults& defaults);
 /// A row bound to a preference with a menu. `bindRowChoices` replaces the choices.
 FormRow* choiceRow(const ChoiceSetting& setting, NSUserDefaults& defaults, QComboBox& box);
 void bindRowChoices(FormRow& row, QComboBox& box, const ChoiceSetting& setting, NSUserDefaults& defaults);
+/// A row bound to a preference that is typed. It is stored when Return is pressed or another control gets the
+/// focus, and only if it is valid.
+FormRow* textRow(const TextSetting& setting, NSUserDefaults& defaults);
 /// The row that starts the program at login. `item` must outlive it.
 FormRow* loginRow(LoginItem& item);
 

@@ -101,6 +101,7 @@ void SettingsPage::addGeneral() {
     addSwitches({SettingsModel::countdown(), SettingsModel::hideSelf(), SettingsModel::openPreview(),
                  SettingsModel::notifyWhenSaved()})
         .addRow(folder);
+    addCard().addRow(textRow(SettingsModel::afterSave(), model_.defaults()));
     Card& starting = addCard();
     starting.addRow(loginRow(model_.loginItem));
     if (const auto updates = model_.checkForUpdates())

@@ -9,10 +9,15 @@
 #include "Views/Widgets/Theme.h"
 #include "Views/Widgets/TintedLabel.h"
 
+#include <QClipboard>
 #include <QCloseEvent>
+#include <QGuiApplication>
 #include <QHBoxLayout>
+#include <QPointer>
 #include <QPushButton>
+#include <QTimer>
 #include <QVBoxLayout>
+#include <chrono>
 #include <utility>
 
 namespace lumicrate::views {
@@ -63,6 +68,40 @@ QPushButton* folderButton(const std::string& folder, TintedLabel& complaint,
     return open;
 }
 
+/// Its text says what is going on.
+QPushButton* diagnosticsButton(TintedLabel& complaint, AboutWindow::Diagnose diagnose) {
+    const QString title = localizedText("Copy Diagnostics");
+    auto* copy = roomyButton(title, symbol("info.circle"));
+    copy->setToolTip(localizedText("What this computer offers the recorder, for the report of a fault"));
+    auto* reset = new QTimer(copy);
+    reset->setSingleShot(true);
+    const auto show = [copy](const QString& text, const char* name) {
+        copy->setText(text);
+        copy->setIcon(symbol(name));
+    };
+    copy->setMinimumWidth(copy->sizeHint().width());
+    QObject::connect(reset, &QTimer::timeout, copy, [show, title] { show(title, "info.circle"); });
+    const auto receive = [button = QPointer(copy), reset, show, title,
+                          &complaint](const std::string& report) {
+        if (!button) return;
+        constexpr auto shown = std::chrono::seconds(4);
+        button->setEnabled(true);
+        show(report.empty() ? title : localizedText("Copied"), report.empty() ? "info.circle" : "checkmark");
+        if (report.empty())
+            return complaint.showMessage(localizedText("The diagnostics couldn’t be collected."));
+        QGuiApplication::clipboard()->setText(qtText(report));
+        reset->start(shown);
+    };
+    QObject::connect(copy, &QPushButton::clicked, copy,
+                     [copy, show, receive, &complaint, diagnose = std::move(diagnose)] {
+                         copy->setEnabled(false);
+                         show(localizedText("Collecting…"), "info.circle");
+                         complaint.showMessage({});
+                         diagnose(receive);
+                     });
+    return copy;
+}
+
 /// "Website · Support on Ko-fi"
 QLabel* webLinks(const AppInfo& info, TintedLabel& complaint,
                  const std::function<void(const std::string&)>& openWebPage) {
@@ -97,7 +136,8 @@ QWidget* missingRow(const Permissions::Missing& missing) {
 }  // namespace
 
 AboutWindow::AboutWindow(const AppInfo& info, const std::string& folder, std::function<void()> openFolder,
-                         const std::function<void(const std::string& address)>& openWebPage) {
+                         const std::function<void(const std::string& address)>& openWebPage,
+                         Diagnose diagnose) {
     prepareWindow(*this, localizedText("About Lumicrate"));
     QVBoxLayout* lines = messageLayout(*this, 46);
     lines->addWidget(iconLabel(96));
@@ -116,6 +156,7 @@ AboutWindow::AboutWindow(const AppInfo& info, const std::string& folder, std::fu
     auto* actions = new QVBoxLayout;
     actions->setSpacing(measure::gap / 2);
     actions->addWidget(folderButton(folder, *complaint, std::move(openFolder)), 0, Qt::AlignCenter);
+    actions->addWidget(diagnosticsButton(*complaint, std::move(diagnose)), 0, Qt::AlignCenter);
     actions->addWidget(complaint);
     lines->addLayout(actions);
     if (!info.website().empty()) lines->addWidget(webLinks(info, *complaint, openWebPage));

@@ -19,13 +19,16 @@ namespace lumicrate::views {
 
 class Card;
 
-/// Shows name, version, licence and the recordings folder.
+/// Shows name, version, licence and the recordings folder, and copies a report for the reports of faults.
 class AboutWindow final : public QWidget {
  public:
     /// `folder` is the recordings folder for display ("~/Videos/Lumicrate"); `openFolder` opens it, and
     /// `openWebPage` an address of `info`. Both may throw PlatformError, whose text is then shown.
+    /// `diagnose` collects the report of "lumicrate diagnose" in the background and calls back with it, empty
+    /// if it fails. The call back may come after the window is gone.
+    using Diagnose = std::function<void(std::function<void(const std::string& report)>)>;
     AboutWindow(const AppInfo& info, const std::string& folder, std::function<void()> openFolder,
-                const std::function<void(const std::string& address)>& openWebPage);
+                const std::function<void(const std::string& address)>& openWebPage, Diagnose diagnose);
 };
 
 /// Introduces the program to a new user. Counts as shown once it is closed in any way.

@@ -66,34 +66,61 @@ class DesktopServiceTests : public testing::Test {
 };
 
 TEST_F(DesktopServiceTests, OneInstanceOwnsTheNameAndAnswersCalls) {
+    const std::string name = ownInterfaceName("Test");
     // Calls from another thread, as another process would, while the event loop of this one replies.
-    const auto call = [](const std::string& method, const std::optional<std::string>& argument = {}) {
-        auto answer = std::async(std::launch::async, [&] { return callRunningInstance(method, argument); });
+    const auto meanwhile = [](auto work) {
+        auto answer = std::async(std::launch::async, work);
         EXPECT_TRUE(await(
             [&] { return answer.wait_for(std::chrono::milliseconds(1)) == std::future_status::ready; }));
         return answer.get();
     };
-    int toggled = 0;
-    const std::vector<BusService::Method> methods{
-        {"Toggle", false, false, [&](const std::string&) { return std::to_string(++toggled); }},
-        {"Echo", true, true, [](const std::string& text) { return "“" + text + "”"; }}};
+    const auto call = [&](const std::string& method, const QVariantList& arguments = {}) -> std::string {
+        return meanwhile([&]() -> std::string {
+            try {
+                return callRunningInstance(name, method, arguments) ? "done" : "nobody";
+            } catch (const BusError& error) {
+                return error.name.substr(error.name.rfind('.') + 1) + ": " + error.what();
+            }
+        });
+    };
+    int count = 0;
+    BusInterface interface;
+    interface.name = name;
+    interface.methods = {
+        {"Add",
+         "",
+         {{"n", "i"}, {"options", "a{sv}"}},
+         [&](const QVariantList& arguments) {
+             count += arguments[0].toInt() + arguments[1].toMap()[QStringLiteral("more")].toInt();
+         }},
+        {"Fail", "", {}, [](const QVariantList&) { throw LocalizedError("It is broken."); }},
+        {"Refuse", "", {}, [](const QVariantList&) { throw BusError(BusError::invalidArguments, "No."); }}};
+    interface.properties = {{"Count", "i", "", [&] { return count; }}};
     std::vector<ApplicationCall> asked;
     const ApplicationInterface application([](const std::string& name) { return name == "record-area"; },
                                            [&](const ApplicationCall& each) { asked.push_back(each); });
-    EXPECT_EQ(call("Toggle"), std::nullopt);
+    EXPECT_EQ(call("Add"), "nobody");
     {
-        BusService first(methods, application);
+        BusService first({interface}, application);
         ASSERT_EQ(first.claim(), BusService::Outcome::claimed);
-        EXPECT_EQ(call("Toggle"), "");
-        EXPECT_EQ(toggled, 1);
-        EXPECT_EQ(call("Echo", "ä b"), "“ä b”");
-        EXPECT_EQ(call("Nonsense"), std::nullopt);
+        EXPECT_EQ(call("Add", {1, QVariantMap{{QStringLiteral("more"), 2}}}), "done");
+        EXPECT_EQ(call("Add", {QStringLiteral("1")}), "InvalidArgs: The signature must be: ia{sv}");
+        EXPECT_EQ(call("Fail"), "Failed: It is broken.");
+        EXPECT_EQ(call("Refuse"), "InvalidArgs: No.");
+        EXPECT_EQ(call("Nonsense"), "UnknownMethod: No such method: Nonsense");
+        EXPECT_EQ(meanwhile([&] { return runningInstanceProperties(name); }),
+                  (QVariantMap{{QStringLiteral("Count"), 3}}));
+
+        QVariantMap heard;
+        bool ended = false;
+        const InstanceWatch watch(
+            name, [&](const QVariantMap& values) { heard = values; }, [&] { ended = true; });
+        first.announce(name, {{QStringLiteral("Count"), 4}});
+        EXPECT_TRUE(await([&] { return heard.value(QStringLiteral("Count")) == 4; }));
+        EXPECT_FALSE(ended);
 
         const auto ask = [&](const ApplicationCall& request) {
-            auto answer = std::async(std::launch::async, [&] { return callRunningApplication(request); });
-            EXPECT_TRUE(await(
-                [&] { return answer.wait_for(std::chrono::milliseconds(1)) == std::future_status::ready; }));
-            return answer.get();
+            return meanwhile([&] { return callRunningApplication(request); });
         };
         EXPECT_TRUE(ask({ApplicationCall::Open{{"/a/ä b#.mp4", "/c"}}, "launcher_TIME7"}));
         EXPECT_TRUE(ask({ApplicationCall::Action{"record-area"}, ""}));
@@ -104,9 +131,27 @@ TEST_F(DesktopServiceTests, OneInstanceOwnsTheNameAndAnswersCalls) {
                   (std::vector<std::filesystem::path>{"/a/ä b#.mp4", "/c"}));
         EXPECT_EQ(std::get<ApplicationCall::Action>(asked[1].request).name, "record-area");
     }
-    EXPECT_EQ(call("Toggle"), std::nullopt);
-    BusService next(methods, application);
+    EXPECT_EQ(call("Add"), "nobody");
+    BusService next({interface}, application);
     EXPECT_EQ(next.claim(), BusService::Outcome::claimed);
+}
+
+TEST_F(DesktopServiceTests, ALaunchedProgramIsIndependentAndTellsItsStatus) {
+    const test::TemporaryFolder folder;
+    TaskLauncher tasks;
+    const std::string written = folder / "a file";
+    for (const auto& [script, expected] : {std::pair("test $(cut -d' ' -f6 /proc/$$/stat) = $$ || exit 1\n"
+                                                     "read line && exit 2\n"
+                                                     "echo > \"$1\"; exit 3",
+                                                     3),
+                                           std::pair("kill -KILL $$", 128 + SIGKILL)}) {
+        std::optional<int> status;
+        tasks.launch({"sh", "-c", script, "sh", written}, [&](int ended) { status = ended; });
+        ASSERT_TRUE(await([&] { return status.has_value(); }));
+        EXPECT_EQ(*status, expected) << script;
+    }
+    EXPECT_TRUE(std::filesystem::exists(written));
+    EXPECT_THROW(tasks.launch({"/nonexistent/program"}, {}), PlatformError);
 }
 
 TEST_F(DesktopServiceTests, AnActivityInhibitsTheDesktopAndLogindUntilItEnds) {

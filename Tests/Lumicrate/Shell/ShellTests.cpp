@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // The tray menu, remote control, and quitting.
+#include "Lumicrate/Shell/AfterSave.h"
 #include "Lumicrate/Shell/AppDelegate.h"
 #include "Lumicrate/Shell/MenuBar.h"
 #include "Lumicrate/Shell/RecordingBadge.h"
@@ -207,30 +208,79 @@ TEST_F(ShellTests, TheLauncherShowsTheMinuteOfTheRecording) {
 
 TEST_F(ShellTests, OtherProgramsControlTheApplication) {
     make();
-    RemoteControl control(*recorder, {note("activate"), note("quit"),
-                                      [this](const auto& url) { done.push_back("open " + url.string()); }});
-    control.open("/a.mp4");
-    control.perform(RemoteCommand::activate);
+    RemoteControl control(executor, *recorder, notifications, note("quit"));
     control.perform(RemoteCommand::quit);
-    EXPECT_THAT(done, ElementsAre("open /a.mp4", "activate", "quit"));
-    EXPECT_EQ(control.status(), (RemoteStatus{"idle", 0, {}, {}}));
+    EXPECT_THAT(done, ElementsAre("quit"));
+    EXPECT_EQ(control.status(), (RemoteStatus{"idle", 0, {}, {}, {}}));
 
+    std::vector<std::string> events;
+    std::optional<RemoteStatus> latest;
+    control.setEvents({[&](const RemoteStatus& status) {
+                           events.push_back(status.state);
+                           latest = status;
+                       },
+                       [&](const auto& url) { events.push_back("started " + url.filename().string()); },
+                       [&](const auto& url) { events.push_back("saved " + url.filename().string()); },
+                       [&](const auto& sentence) { events.push_back(sentence); }});
     record();
+    const std::string file = movie().url.string();
+    const std::string name = movie().url.filename().string();
     executor.advance(2500ms);
+    control.perform(RemoteCommand::resume);
+    control.perform(RemoteCommand::pause);
     control.perform(RemoteCommand::pause);
     executor.advance(10s);
-    EXPECT_EQ(control.status(), (RemoteStatus{"paused", 2.5, movie().url.string(), {}}));
-    control.perform(RemoteCommand::toggle);
+    EXPECT_EQ(control.status(), (RemoteStatus{"paused", 2.5, file, {}, {}}));
+    EXPECT_EQ(latest, control.status());
+    control.perform(RemoteCommand::stop);
     complete();
-    EXPECT_EQ(control.status(), (RemoteStatus{"idle", 0, {}, {}}));
-
-    const RemoteStatus full{"recording", 12.5, "/a/“b”.mp4", "An error."};
-    EXPECT_EQ(toJSON(full),
+    EXPECT_EQ(control.status(), (RemoteStatus{"idle", 0, {}, {}, file}));
+    EXPECT_EQ(latest, control.status());
+    EXPECT_THAT(events, ElementsAre("starting", "recording", "started " + name, "paused", "stopping",
+                                    "saved " + name, "idle"));
+    events.clear();
+    capture.contentError = std::make_exception_ptr(PlatformError("It is broken."));
+    startWith(CaptureSource::display(1));
+    EXPECT_THAT(events, ElementsAre("starting", "idle", "It is broken."));
+    EXPECT_EQ(toJSON({"recording", 12.5, "/a/“b”.mp4", "An error.", {}}),
               R"({"state":"recording","elapsed":12.5,"file":"/a/“b”.mp4","error":"An error."})");
-    for (const RemoteStatus& each : {full, control.status()})
-        EXPECT_EQ(parseRemoteStatus(toJSON(each)), each);
-    for (const char* text : {"", "[]", "{}", R"({"state":1,"elapsed":0})", R"({"state":"idle"})"})
-        EXPECT_EQ(parseRemoteStatus(text), std::nullopt) << text;
+}
+
+TEST_F(ShellTests, TheCommandAfterSavingIsDividedAsAShellDoes) {
+    const std::pair<const char*, std::vector<std::string>> cases[] = {
+        {"", {}},
+        {" \t ", {}},
+        {"notify-send Saved", {"notify-send", "Saved", "/a b.mp4"}},
+        {"mv {} /tmp/{}.old", {"mv", "/a b.mp4", "/tmp//a b.mp4.old"}},
+        {R"(x 'a "b' "c'd \" \e" f\ g"h" '')", {"x", "a \"b", "c'd \" \\e", "f gh", "", "/a b.mp4"}},
+        {"echo $HOME; rm *", {"echo", "$HOME;", "rm", "*", "/a b.mp4"}}};
+    for (const auto& [command, words] : cases)
+        EXPECT_EQ(commandFor(command, "/a b.mp4"), words) << command;
+    EXPECT_THROW(commandWords("a 'b"), LocalizedError);
+}
+
+TEST_F(ShellTests, TheCommandIsRunWithEachSavedRecording) {
+    struct : NSTaskLauncher {
+        void launch(const std::vector<std::string>& words, std::function<void(int)> ended) override {
+            if (words[0] == "missing") throw PlatformError("There is no such program.");
+            launched = words;
+            ended(words[0] == "false" ? 1 : 0);
+        }
+        std::vector<std::string> launched;
+    } tasks;
+    make();
+    const AfterSave running(notifications, defaults, tasks,
+                            [this](const std::string& sentence) { done.push_back(sentence); });
+    for (const char* command : {"", "true", "false", "missing"}) {
+        defaults.stored["afterSave"] = std::string(command);
+        record();
+        stopAndComplete();
+        if (tasks.launched.size() == 2) {
+            EXPECT_EQ(tasks.launched[1], recorder->lastRecording->value().string());
+        }
+    }
+    EXPECT_THAT(done, ElementsAre("The command after saving, “false”, failed with status 1.",
+                                  "The command after saving couldn't be run: There is no such program."));
 }
 
 }  // namespace

@@ -19,11 +19,16 @@
 
 #include <QAbstractButton>
 #include <QCheckBox>
+#include <QClipboard>
 #include <QComboBox>
+#include <QGuiApplication>
 #include <QLabel>
+#include <QLineEdit>
 #include <QPointer>
+#include <QPushButton>
 #include <QTest>
 #include <algorithm>
+#include <tuple>
 
 namespace lumicrate::test {
 namespace {
@@ -105,6 +110,47 @@ class SettingsWindowTests : public testing::Test {
     int beeps = 0;
     std::optional<SingleWindow> windows{std::in_place};
 };
+
+TEST_F(SettingsWindowTests, OnlyAValidCommandIsStored) {
+    SettingsWindow& window = open();
+    auto* field = named<QLineEdit>(window, "Run after saving");
+    ASSERT_NE(field, nullptr);
+    for (const auto& [text, stored, message] :
+         {std::tuple("mv 'a b", "", "The command has a quote that is not closed."),
+          std::tuple(" mv 'a b' ", "mv 'a b'", ""), std::tuple("", "", "")}) {
+        field->clear();
+        QTest::keyClicks(field, text);
+        QTest::keyClick(field, Qt::Key_Return);
+        EXPECT_EQ(defaults.stringForKey("afterSave").value_or(""), stored);
+        EXPECT_TRUE(*message == 0 || says(window, message));
+    }
+}
+
+TEST_F(SettingsWindowTests, AboutCopiesTheDiagnostics) {
+    std::function<void(const std::string&)> collected;
+    const auto make = [&] {
+        return std::make_unique<views::AboutWindow>(
+            AppInfo(), "~", [] {}, [](const std::string&) {},
+            [&](auto done) { collected = std::move(done); });
+    };
+    QWidget& window = show("about", make);
+    auto buttons = window.findChildren<QPushButton*>();
+    const auto found = std::ranges::find(buttons, QString("Copy Diagnostics"), &QPushButton::text);
+    ASSERT_NE(found, buttons.end());
+    QPushButton& button = **found;
+    for (const std::string& report : {std::string("Lumicrate 1\nä"), std::string()}) {
+        button.click();
+        EXPECT_FALSE(button.isEnabled());
+        collected(report);
+        EXPECT_TRUE(button.isEnabled());
+        EXPECT_EQ(button.text(), report.empty() ? "Copy Diagnostics" : "Copied");
+        EXPECT_EQ(QGuiApplication::clipboard()->text(), "Lumicrate 1\nä");
+    }
+    EXPECT_TRUE(says(window, "The diagnostics couldn’t be collected."));
+    button.click();
+    TearDown();
+    collected("The window is gone.");
+}
 
 TEST_F(SettingsWindowTests, AShortcutIsTypedOnTheKeyboard) {
     SettingsWindow& window = open();
