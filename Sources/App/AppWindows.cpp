@@ -51,7 +51,7 @@ void diagnose(std::function<void(const std::string& report)> collected) {
     QObject::connect(process, &QProcess::errorOccurred, process, [end](QProcess::ProcessError error) {
         if (error == QProcess::FailedToStart) end();
     });
-    process->start(QString::fromStdString(ownProgram().string()), {QStringLiteral("diagnose")});
+    process->start(QCoreApplication::applicationFilePath(), {QStringLiteral("diagnose")});
 }
 
 }  // namespace
