@@ -23,6 +23,10 @@ class BitWriter {
     void signedNumber(int value);
     /// A one, then zeros up to the next whole byte.
     void align();
+    /// Appends bytes after whole ones.
+    void append(std::span<const std::uint8_t> bytes) {
+        bytes_.insert(bytes_.end(), bytes.begin(), bytes.end());
+    }
     /// The whole bytes written so far.
     const std::vector<std::uint8_t>& bytes() const { return bytes_; }
     void clear();

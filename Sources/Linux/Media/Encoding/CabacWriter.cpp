@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 
 namespace lumicrate::media {
 
@@ -41,10 +42,10 @@ constexpr std::array<std::uint8_t, states> afterUnlikely{
 
 void CabacWriter::begin(BitWriter& output, std::span<const std::uint8_t> initialValues, int quantizer) {
     output_ = &output;
+    bytes_.clear();
     low_ = 0;
     range_ = 510;
-    outstanding_ = 0;
-    isFirst_ = true;
+    held_ = 0;
     contexts_.clear();
     for (const std::uint8_t value : initialValues) {
         const int slope = (value >> 4) * 5 - 45;
@@ -61,68 +62,58 @@ void CabacWriter::bin(std::size_t context, bool value) {
     range_ -= unlikely;
     if (value == likely) {
         state = static_cast<std::uint8_t>(std::min(state + 1, states - 2));
-    } else {
-        low_ += range_;
-        range_ = unlikely;
-        if (state == 0) likely = !likely;
-        state = afterUnlikely[state];
-    }
-    renormalize();
-}
-
-void CabacWriter::renormalize() {
-    while (range_ < quarter) {
-        if (low_ < quarter) {
-            put(false);
-        } else if (low_ >= 2 * quarter) {
-            low_ -= 2 * quarter;
-            put(true);
-        } else {
-            low_ -= quarter;
-            ++outstanding_;
-        }
+        if (range_ >= quarter) return;
         range_ <<= 1;
-        low_ <<= 1;
+        shift(1);
+        return;
+    }
+    low_ += range_;
+    if (state == 0) likely = !likely;
+    state = afterUnlikely[state];
+    const int count = std::bit_width(quarter) - std::bit_width(unlikely);
+    range_ = unlikely << count;
+    shift(count);
+}
+
+/// Makes room for `count` more bits, at most 32, adds a value there, and moves whole bytes out.
+void CabacWriter::shift(int count, std::uint64_t value) {
+    low_ = (low_ << count) + value;
+    held_ += count;
+    while (held_ >= 8) {
+        const std::uint64_t byte = low_ >> (held_ + 1);
+        low_ &= (std::uint64_t{1} << (held_ + 1)) - 1;
+        held_ -= 8;
+        if (byte > 0xff) carry();
+        bytes_.push_back(static_cast<std::uint8_t>(byte));
     }
 }
 
-void CabacWriter::put(bool bit) {
-    if (isFirst_) {
-        isFirst_ = false;  // the first bit is always zero and is not written
-    } else {
-        output_->flag(bit);
-    }
-    for (; outstanding_ > 0; --outstanding_)
-        output_->flag(!bit);
+/// Adds one to the bytes as a whole.
+void CabacWriter::carry() {
+    std::size_t last = bytes_.size();
+    do {
+        --last;
+    } while (++bytes_[last] == 0);
 }
 
 void CabacWriter::bypass(std::uint32_t value, int count) {
-    for (int bit = count - 1; bit >= 0; --bit) {
-        low_ <<= 1;
-        if ((value >> bit & 1) != 0) low_ += range_;
-        if (low_ >= 4 * quarter) {
-            put(true);
-            low_ -= 4 * quarter;
-        } else if (low_ < 2 * quarter) {
-            put(false);
-        } else {
-            low_ -= 2 * quarter;
-            ++outstanding_;
-        }
-    }
+    shift(count, std::uint64_t{value} * range_);
 }
 
 void CabacWriter::end(bool value) {
     range_ -= 2;
     if (!value) {
-        renormalize();
+        if (range_ >= quarter) return;
+        range_ <<= 1;
+        shift(1);
         return;
     }
     low_ += range_;
-    range_ = 2;
-    renormalize();
-    put((low_ >> 9 & 1) != 0);
-    output_->flag((low_ >> 8 & 1) != 0);
+    shift(7);
+    const std::uint64_t rest = low_ >> 8;
+    if (rest >> (held_ + 1) != 0) carry();
+    output_->append(bytes_);
+    output_->bits(static_cast<std::uint32_t>(rest), held_ + 1);
     output_->align();  // its one is the last bit of the arithmetic code
 }
 

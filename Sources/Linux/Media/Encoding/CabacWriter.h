@@ -27,15 +27,15 @@ class CabacWriter {
         std::uint8_t state;
         bool likely;
     };
-    void renormalize();
-    void put(bool bit);
+    void shift(int count, std::uint64_t value = 0);
+    void carry();
 
     BitWriter* output_ = nullptr;
     std::vector<Context> contexts_;
-    std::uint32_t low_ = 0;
+    std::vector<std::uint8_t> bytes_;  ///< of the slice; a carry may still change them
+    std::uint64_t low_ = 0;            ///< the interval's nine bits and those above that are not in bytes_
     std::uint32_t range_ = 0;
-    int outstanding_ = 0;  ///< bits whose value depends on a carry that may still come
-    bool isFirst_ = true;
+    int held_ = 0;  ///< how many those above are
 };
 
 }  // namespace lumicrate::media
