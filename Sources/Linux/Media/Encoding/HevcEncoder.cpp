@@ -20,6 +20,10 @@ constexpr std::size_t bytesOfLength = 4;
 constexpr int largestBlock = 64;
 /// The part of a picture up to which a patch is small and quick to code.
 constexpr double maxPatched = 0.03;
+/// And the part of a scrolled picture that may be new.
+constexpr double maxNew = 0.25;
+/// A difference between pixels that only edges of letters and lines have.
+constexpr int sharpEdge = 64;
 /// Ticks without larger changes after which more of the same is expected.
 constexpr std::int64_t calmTime = videoTimescale;
 
@@ -153,46 +157,89 @@ void HevcEncoder::splitChroma(const CVPixelBuffer& picture) {
     }
 }
 
+/// Whether a key picture takes libx265 most of a second. Letters have strong edges.
+bool HevcEncoder::isFullOfText(const CVPixelBuffer& picture) {
+    constexpr int side = 8;
+    int sharp = 0;
+    int all = 0;
+    for (int y = 0; y + side <= picture.height; y += side) {
+        for (int x = 0; x + side <= picture.width; x += side, ++all) {
+            const std::uint8_t* line = picture.luma + std::ptrdiff_t{y} * picture.lumaStride + x;
+            const auto [least, most] = std::minmax_element(line, line + side);
+            sharp += *most - *least > sharpEdge ? 1 : 0;
+        }
+    }
+    return sharp * 3 > all;
+}
+
+int HevcEncoder::changedBlocks(const Order& order) {
+    return static_cast<int>(std::count(order.constantBlocks.begin(), order.constantBlocks.end(), 0));
+}
+
 /// Whether so little changed that it can be coded as a patch.
 bool HevcEncoder::isPatch(const Order& order) const {
     if (!patches_ || order.scroll || order.constantBlocks.empty()) return false;
-    const auto changed = std::count(order.constantBlocks.begin(), order.constantBlocks.end(), 0);
+    const int changed = changedBlocks(order);
     const auto most = static_cast<double>(order.constantBlocks.size()) * maxPatched;
     // Unchanged blocks that become finer are many. A key picture codes all.
-    return static_cast<double>(changed) <= most && (order.key || order.codedBlocks <= changed);
+    return changed <= most && (order.key || order.codedBlocks <= changed || !numberAnew_);
 }
 
 bool HevcEncoder::isCalm(const Order& order) const {
     return bands_ && isPatch(order) && order.time - calmSince_ >= calmTime;
 }
 
+/// Whether our own coder codes a key picture: the first one if that takes libx265 too long, and those between
+/// patches and scrolled pictures. libx265 cannot go on from it.
+bool HevcEncoder::isOwnKey(const Order& order) const {
+    if (!patches_ || order.codedBlocks == 0) return false;  // encodeAtBest() goes on with libx265
+    if (!anewAt_ && lastNumber_ < 0) return isFullOfText(order.picture);
+    return (order.scroll || isPatch(order)) && (!anewAt_ || order.time - *anewAt_ >= calmTime);
+}
+
 bool HevcEncoder::canContinue(const Order& order) const {
-    return numberAnew_.has_value() || isPatch(order);
+    return numberAnew_.has_value() || isPatch(order) || (patches_ && order.scroll);
 }
 
 std::span<const std::uint8_t> HevcEncoder::code(const Order& order) {
     sample_.clear();
     if (bands_) bands_->note(order.constantBlocks);
     if (!isPatch(order)) calmSince_ = order.time;
-    if (order.key && isCalm(order) && codeBands(order)) return sample_;
-    if (!order.key && isPatch(order)) {
-        codePatch(order);
-    } else {
-        codeAnew(order);
+    if (order.key) {
+        if (isCalm(order) && codeBands(order)) return sample_;
+        if (isOwnKey(order)) {
+            patches_->codeKey(order.picture, order.quantizer, sample_);
+            lastNumber_ = 0;
+            numberAnew_.reset();
+            return sample_;
+        }
+    } else if (codePatch(order)) {
+        return sample_;
     }
+    codeAnew(order);
+    anewAt_ = order.time;
     return sample_;
 }
 
-void HevcEncoder::codePatch(const Order& order) {
+/// Returns false if libx265 codes the picture better.
+bool HevcEncoder::codePatch(const Order& order) {
+    if (!isPatch(order) && (!patches_ || !order.scroll)) return false;
     HevcPlace place{lastNumber_ + 1, 1, std::nullopt};
     if (numberAnew_ == lastNumber_) {
         patches_->setReference(decoded_, 0, sequence_->height);
     } else if (numberAnew_) {
         place.kept = place.number - *numberAnew_;
     }
-    patches_->code(order.picture, order.constantBlocks, order.quantizer, place, sample_);
+    const bool isFiner = order.codedBlocks > changedBlocks(order);
+    const int fresh =
+        patches_->compare(order.picture, isFiner ? std::span<const std::uint8_t>() : order.constantBlocks,
+                          order.scroll, order.quantizer);
+    const int blocks = sequence_->width / HevcBlock::side * (sequence_->height / HevcBlock::side);
+    if (order.scroll && numberAnew_ && fresh > blocks * maxNew) return false;
+    patches_->code(order.picture, place, sample_);
     lastNumber_ = place.number;
     isRenumbered_ = true;
+    return true;
 }
 
 bool HevcEncoder::codeBands(const Order& order) {

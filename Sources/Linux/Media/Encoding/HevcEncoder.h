@@ -15,9 +15,9 @@
 namespace lumicrate::media {
 
 /// libx265 cannot be told which blocks are unchanged and analyses them all. HevcPatchCoder codes the pictures
-/// in which little changed instead; libx265 then goes on from its own last picture, which decoders keep.
-/// While nothing else changes, HevcKeyBands codes the key pictures too, from which libx265 cannot go on: the
-/// next picture in which more changes is a key picture again.
+/// in which little changed, or which were scrolled; libx265 then goes on from its own last picture, which
+/// decoders keep. While nothing else changes, HevcKeyBands and HevcPatchCoder code the key pictures too, from
+/// which libx265 cannot go on: the next picture in which more changes is a key picture again.
 class HevcEncoder final : public VideoEncoder {
  public:
     /// Minimum coded width and height, pixels.
@@ -31,9 +31,12 @@ class HevcEncoder final : public VideoEncoder {
     void tuneForScreens();
     void readHeaders();
     void splitChroma(const CVPixelBuffer& picture);
+    static bool isFullOfText(const CVPixelBuffer& picture);
+    static int changedBlocks(const Order& order);
     bool isPatch(const Order& order) const;
+    bool isOwnKey(const Order& order) const;
     bool isCalm(const Order& order) const;
-    void codePatch(const Order& order);
+    bool codePatch(const Order& order);
     bool codeBands(const Order& order);
     void codeAnew(const Order& order);
     bool canContinue(const Order& order) const override;
@@ -55,8 +58,9 @@ class HevcEncoder final : public VideoEncoder {
     int lastNumber_ = -1;  ///< of the last picture in the stream, from 0 for a key picture
     /// Of the last one coded by libx265; none if decoders do not have it.
     std::optional<int> numberAnew_;
-    bool isRenumbered_ = false;   ///< libx265's own numbers are others since the first patch
-    std::int64_t calmSince_ = 0;  ///< the time of the last picture in which more changed
+    bool isRenumbered_ = false;           ///< libx265's own numbers are others since the first patch
+    std::int64_t calmSince_ = 0;          ///< the time of the last picture in which more changed
+    std::optional<std::int64_t> anewAt_;  ///< the time of the last one coded by libx265
 };
 
 }  // namespace lumicrate::media

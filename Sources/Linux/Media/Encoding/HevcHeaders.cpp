@@ -98,7 +98,7 @@ bool parseSequence(std::span<const std::uint8_t> unit, HevcSequence& sequence) {
     isKnown &= reader.number() == 0;  // the smallest transforms have 4
     isKnown &= reader.number() >= 1;  // there are those of 8
     isKnown &= reader.number() == 0;  // transforms are as large as blocks
-    reader.number();
+    isKnown &= reader.number() == 0;
     isKnown &= !reader.flag();        // scaling lists
     reader.take(1);                   // asymmetric partitions
     isKnown &= !reader.flag();        // sample adaptive offsets
@@ -166,7 +166,8 @@ std::vector<std::uint8_t> patchParameterSet() {
     set.number(0);   // one reference
     set.number(0);
     set.signedNumber(0);  // the quantizer is relative to 26
-    set.bits(0, 3);       // none of: constrained intra prediction, transforms left out, quantizers of blocks
+    // Constrained intra prediction, transforms left out, quantizers of blocks.
+    set.bits(2, 3);
     set.signedNumber(0);  // chroma has the quantizer of luma
     set.signedNumber(0);
     // None of: quantizers of slices' chroma, weights (two kinds), lossless blocks, tiles, wavefronts, filters
@@ -184,7 +185,8 @@ std::vector<std::uint8_t> patchParameterSet() {
     return set.bytes();
 }
 
-void beginPatch(BitWriter& unit, const HevcSequence& sequence, const HevcPlace& place, int quantizer) {
+void beginPatch(BitWriter& unit, const HevcSequence& sequence, const HevcPlace& place, int candidates,
+                int quantizer) {
     beginUnit(unit, trailingPicture);
     unit.flag(true);  // the first slice
     unit.number(patchSet);
@@ -192,7 +194,17 @@ void beginPatch(BitWriter& unit, const HevcSequence& sequence, const HevcPlace& 
     writePlace(unit, sequence, place);
     if (sequence.temporalMotion) unit.flag(false);
     unit.flag(false);  // as many references as the picture parameter set says
-    unit.number(4);    // candidates of motion less than five: only the first one
+    unit.number(static_cast<std::uint32_t>(5 - candidates));
+    unit.signedNumber(quantizer - patchBaseQuantizer);
+    unit.align();
+}
+
+void beginKeyPicture(BitWriter& unit, int quantizer) {
+    beginUnit(unit, keyPictureAlone);
+    unit.flag(true);   // the first slice
+    unit.flag(false);  // earlier pictures are shown
+    unit.number(patchSet);
+    unit.number(intraSlice);
     unit.signedNumber(quantizer - patchBaseQuantizer);
     unit.align();
 }

@@ -37,7 +37,8 @@ struct HevcSequence {
 std::optional<HevcSequence> parseHevcSequence(std::span<const std::uint8_t> sequence,
                                               std::span<const std::uint8_t> picture);
 
-/// The picture parameter set of patches, number 1: no deblocking, no wavefronts.
+/// The picture parameter set of patches, number 1: no deblocking, no wavefronts, blocks of 4 × 4 pixels with
+/// or without a transform.
 std::vector<std::uint8_t> patchParameterSet();
 /// The slices' quantizer is relative to this one.
 inline constexpr int patchBaseQuantizer = 26;
@@ -51,9 +52,11 @@ struct HevcPlace {
     std::optional<int> kept;
 };
 
-/// Begins the only slice of a patch: NAL unit header and slice header, with zero motion as the only
-/// candidate.
-void beginPatch(BitWriter& unit, const HevcSequence& sequence, const HevcPlace& place, int quantizer);
+/// Begins the only slice of a patch: NAL unit header and slice header, with that many candidates of motion.
+void beginPatch(BitWriter& unit, const HevcSequence& sequence, const HevcPlace& place, int candidates,
+                int quantizer);
+/// Begins the only slice of a key picture with the parameter set of patches.
+void beginKeyPicture(BitWriter& unit, int quantizer);
 
 /// Appends a picture's only slice, coded by libx265 and predicted from one picture, with another place in the
 /// stream. Returns whether its header was understood.
