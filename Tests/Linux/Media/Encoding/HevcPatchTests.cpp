@@ -5,6 +5,10 @@
 
 #include <gtest/gtest.h>
 
+extern "C" {
+#include <libavcodec/avcodec.h>
+}
+
 #include <random>
 
 namespace lumicrate::media {
@@ -102,10 +106,7 @@ TEST_P(HevcPatchTests, KeyPicturesAreInTimeAndInBandsWhereItIsCalm) {
     EXPECT_EQ(banded > 0, everyNth > 5) << banded;
 }
 
-TEST(HevcHeadersTests, UnknownParameterSetsAreRefused) {
-    // As libx265 writes them.
-    HevcEncoder encoder({256, 128, 1'000'000, 30, 60});
-    const std::vector<std::uint8_t>& record = encoder.configuration();
+std::vector<std::vector<std::uint8_t>> parameterSets(const std::vector<std::uint8_t>& record) {
     std::vector<std::vector<std::uint8_t>> sets;
     for (std::size_t at = 23; at < record.size();) {
         const int count = record[at + 2];
@@ -117,6 +118,13 @@ TEST(HevcHeadersTests, UnknownParameterSetsAreRefused) {
             at += 2 + length;
         }
     }
+    return sets;
+}
+
+TEST(HevcHeadersTests, UnknownParameterSetsAreRefused) {
+    // As libx265 writes them.
+    HevcEncoder encoder({256, 128, 1'000'000, 30, 60});
+    const std::vector<std::vector<std::uint8_t>> sets = parameterSets(encoder.configuration());
     ASSERT_EQ(sets.size(), 4U) << "the last one is for patches";
     EXPECT_EQ(sets[3], patchParameterSet());
     const auto parsed = parseHevcSequence(sets[1], sets[2]);
@@ -127,6 +135,124 @@ TEST(HevcHeadersTests, UnknownParameterSetsAreRefused) {
     for (std::size_t length = 0; length < 24; ++length)
         EXPECT_FALSE(parseHevcSequence(std::span(sets[1]).first(length), sets[2])) << length;
     EXPECT_FALSE(parseHevcSequence(sets[2], sets[1]));
+}
+
+/// A decoder of samples, which come out one by one.
+class Decoder {
+ public:
+    explicit Decoder(const std::vector<std::uint8_t>& configuration) {
+        context_->extradata =
+            static_cast<std::uint8_t*>(av_mallocz(configuration.size() + AV_INPUT_BUFFER_PADDING_SIZE));
+        std::copy(configuration.begin(), configuration.end(), context_->extradata);
+        context_->extradata_size = static_cast<int>(configuration.size());
+        context_->thread_count = 1;
+        context_->flags |= AV_CODEC_FLAG_LOW_DELAY;
+        context_->err_recognition = AV_EF_EXPLODE;
+        avcodec_open2(context_, nullptr, nullptr);
+    }
+    Decoder(const Decoder&) = delete;
+    Decoder& operator=(const Decoder&) = delete;
+    ~Decoder() {
+        av_frame_free(&frame_);
+        av_packet_free(&packet_);
+        avcodec_free_context(&context_);
+    }
+    /// The picture, valid until the next one; nothing after an error.
+    const AVFrame* decode(std::span<const std::uint8_t> sample) {
+        av_new_packet(packet_, static_cast<int>(sample.size()));
+        std::copy(sample.begin(), sample.end(), packet_->data);
+        const bool isSent = avcodec_send_packet(context_, packet_) == 0;
+        av_packet_unref(packet_);
+        return isSent && avcodec_receive_frame(context_, frame_) == 0 ? frame_ : nullptr;
+    }
+
+ private:
+    AVCodecContext* context_ = avcodec_alloc_context3(avcodec_find_decoder(AV_CODEC_ID_HEVC));
+    AVPacket* packet_ = av_packet_alloc();
+    AVFrame* frame_ = av_frame_alloc();
+};
+
+/// A page that is scrolled by a distance from picture to picture, with some blocks of noise and colour.
+struct Scroll {
+    int width;
+    int height;
+    ScrollDistance distance;
+    int quantizer;
+    double leastPsnr;
+    int maxPart;  ///< of the key picture's size that the later ones together have, percent
+};
+
+class HevcScrollTests : public testing::TestWithParam<Scroll> {
+ protected:
+    static constexpr int pictures = 12;
+    HevcScrollTests() {
+        page_.print({0, 0, page_.width, page_.height}, 1);
+        page_.noise({40, 50, 30, 30}, 2);
+        for (int i = 0; i < 20; ++i)
+            page_.fill({i * 29 % page_.width, i * 53 % page_.height, 40, 9}, 60 + 9 * i, 40 + 10 * i,
+                       240 - 10 * i);
+    }
+    /// What is visible of the page.
+    CVPixelBuffer picture(int index) const {
+        const auto& [width, height, distance, quantizer, leastPsnr, maxPart] = GetParam();
+        const int x = distance.x > 0 ? distance.x * (pictures - index) : -distance.x * index;
+        const int y = distance.y > 0 ? distance.y * (pictures - index) : -distance.y * index;
+        CVPixelBuffer view = page_;
+        view.width = width;
+        view.height = height;
+        view.luma += std::ptrdiff_t{y} * page_.lumaStride + x;
+        view.chroma += std::ptrdiff_t{y / 2} * page_.chromaStride + x / 2 * 2;
+        return view;
+    }
+
+    TestPicture page_{GetParam().width + pictures * std::abs(GetParam().distance.x),
+                      GetParam().height + pictures* std::abs(GetParam().distance.y)};
+};
+
+INSTANTIATE_TEST_SUITE_P(Scrolls, HevcScrollTests,
+                         testing::Values(Scroll{320, 240, {0, -45}, 15, 40, 250},  // chroma between two rows
+                                         Scroll{320, 240, {0, 16}, 22, 34, 140},
+                                         Scroll{323, 245, {-31, 0}, 22, 34, 190},  // padded
+                                         Scroll{256, 128, {7, 0}, 40, 18, 90},
+                                         Scroll{64, 64, {0, -2}, 51, 8, 150}));
+
+TEST_P(HevcScrollTests, DecodersShowWhatTheNextPictureIsPredictedFrom) {
+    const Scroll& scroll = GetParam();
+    HevcEncoder encoder({scroll.width, scroll.height, 1'000'000, 30, 60});
+    const auto sets = parameterSets(encoder.configuration());
+    HevcPatchCoder coder(parseHevcSequence(sets[1], sets[2]).value());
+    Decoder decoder(encoder.configuration());
+    PaddedPicture padded;
+    std::size_t keyBytes = 0;
+    std::size_t laterBytes = 0;
+    for (int i = 0; i < pictures; ++i) {
+        const CVPixelBuffer source = picture(i);
+        const CVPixelBuffer& whole = padded.of(source, encoder.codedWidth(), encoder.codedHeight());
+        std::vector<std::uint8_t> sample;
+        if (i == 0) {
+            coder.codeKey(whole, scroll.quantizer, sample);
+            keyBytes = sample.size();
+        } else {
+            coder.compare(whole, {}, scroll.distance, scroll.quantizer);
+            coder.code(whole, {i, 1, std::nullopt}, sample);
+            laterBytes += sample.size();
+        }
+        const AVFrame* frame = decoder.decode(sample);
+        ASSERT_TRUE(frame) << i;
+        double squares = 0;
+        for (std::size_t plane = 0; plane < 3; ++plane) {
+            const int part = plane == 0 ? 1 : 2;
+            for (int y = 0; y < frame->height / part; ++y) {
+                const std::uint8_t* line = frame->data[plane] + std::ptrdiff_t{y} * frame->linesize[plane];
+                ASSERT_TRUE(std::equal(line, line + frame->width / part, coder.decoded().at(plane, 0, y)))
+                    << "picture " << i << " plane " << plane << " row " << y;
+                for (int x = 0; plane == 0 && x < source.width && y < source.height; ++x)
+                    squares += std::pow(line[x] - source.luma[std::ptrdiff_t{y} * source.lumaStride + x], 2);
+            }
+        }
+        EXPECT_GT(10 * std::log10(255 * 255 * source.width * source.height / squares), scroll.leastPsnr) << i;
+    }
+    EXPECT_LT(laterBytes * 100, keyBytes * static_cast<std::size_t>(scroll.maxPart)) << keyBytes;
 }
 
 }  // namespace
