@@ -255,5 +255,38 @@ TEST_P(HevcScrollTests, DecodersShowWhatTheNextPictureIsPredictedFrom) {
     EXPECT_LT(laterBytes * 100, keyBytes * static_cast<std::size_t>(scroll.maxPart)) << keyBytes;
 }
 
+/// A key picture in the scroll is not libx265's, so it begins again after the scroll, once.
+TEST(HevcScrollSessionTests, TheLibraryGoesOnAfterTheScroll) {
+    constexpr int scrolled = 40;
+    constexpr int all = 55;
+    constexpr int step = 21;
+    TestPicture page(320, 240 + scrolled * step);
+    page.print({0, 0, page.width, page.height}, 1);
+    HevcEncoder encoder({320, 240, 20'000'000, 30, 60});
+    Decoder decoder(encoder.configuration());
+    std::vector<int> keys;
+    for (int i = 0; i < all; ++i) {
+        TestPicture other(320, 240);
+        other.print({0, 0, 320, 240}, static_cast<unsigned>(i));
+        CVPixelBuffer view = i < scrolled ? static_cast<CVPixelBuffer>(page) : other;
+        view.height = 240;
+        if (i < scrolled) view.luma += std::ptrdiff_t{i} * step * page.lumaStride;
+        const EncodedPicture coded = encoder.encode(
+            view, std::int64_t{i} * 6000, frameInfo(static_cast<std::uint64_t>(i), {{0, 0, 320, 240}}));
+        if (coded.key) keys.push_back(i);
+        const AVFrame* frame = decoder.decode(coded.data);
+        ASSERT_TRUE(frame) << i;
+        double squares = 0;
+        for (int y = 0; y < 240; ++y) {
+            for (int x = 0; x < 320; ++x)
+                squares += std::pow(frame->data[0][y * frame->linesize[0] + x] -
+                                        view.luma[std::ptrdiff_t{y} * view.lumaStride + x],
+                                    2);
+        }
+        EXPECT_LT(squares / (320 * 240), 10) << i;
+    }
+    EXPECT_EQ(keys, (std::vector{0, 30, scrolled}));
+}
+
 }  // namespace
 }  // namespace lumicrate::media
