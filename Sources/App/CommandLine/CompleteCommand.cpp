@@ -8,6 +8,7 @@
 #include "Linux/Desktop/UserDefaults.h"
 #include "Lumicrate/Capture/SourceLists.h"
 #include "Lumicrate/Recording/RecordingOptions.h"
+#include "Support/Text.h"
 
 #include <fmt/format.h>
 
@@ -100,10 +101,11 @@ int runComplete(const ParsedOptions& parsed) {
 
 constinit const Command completeCommand{
     "complete",
-    "List values for the completion of a shell.",
+    translatable("List values for the completion of a shell."),
     "KIND [KEY]",
-    "Prints a line for each: the value, a tab and its description. A KIND is display, window, microphone,\n"
-    "camera, recording, preference, or preferenceValue, which needs the preference's KEY.",
+    translatable("Prints a line for each: the value, a tab and its description. A KIND is display, window, "
+                 "microphone,\n"
+                 "camera, recording, preference, or preferenceValue, which needs the preference's KEY."),
     {},
     runComplete};
 

@@ -5,6 +5,7 @@
 #include "App/CommandLine/ManualPage.h"
 #include "App/CommandLine/ShellCompletion.h"
 #include "App/RecorderInterface.h"
+#include "Support/Text.h"
 
 #include <fmt/format.h>
 
@@ -40,9 +41,10 @@ int runGenerate(const ParsedOptions& parsed) {
 
 constinit const Command generateCommand{
     "generate",
-    "Print the manual page or the completion of a shell.",
+    translatable("Print the manual page or the completion of a shell."),
     "man | bash | zsh | fish | dbus",
-    "Prints the manual page, the completion of a shell, or the description of the D-Bus interface.",
+    translatable(
+        "Prints the manual page, the completion of a shell, or the description of the D-Bus interface."),
     {},
     runGenerate};
 

@@ -349,16 +349,19 @@ int runAfterSaveCommand(const ParsedOptions& parsed) {
 }  // namespace
 
 constinit const Command afterSaveCommand{
-    "after-save", "Run a command with a saved recording.", "COMMAND FILE", "", {}, runAfterSaveCommand};
+    "after-save",       translatable("Run a command with a saved recording."), "COMMAND FILE", "", {},
+    runAfterSaveCommand};
 
 const Command recordCommand{
     "record",
     translatable("Record a screen, a window, an area, a camera or sound."),
     "[OPTIONS]",
-    "What is not given is taken from the stored preferences (“lumicrate settings”); without a\n"
-    "source, the main screen is recorded. SIGINT, SIGTERM and SIGHUP stop and save, SIGUSR1 pauses\n"
-    "and resumes. The last line of standard output is the file's path. A program given with --after-save\n"
-    "is not waited for; if it fails, that is said on standard error and changes nothing else.",
+    translatable(
+        "What is not given is taken from the stored preferences (“lumicrate settings”); without a\n"
+        "source, the main screen is recorded. SIGINT, SIGTERM and SIGHUP stop and save, SIGUSR1 pauses\n"
+        "and resumes. The last line of standard output is the file's path. A program given with "
+        "--after-save\n"
+        "is not waited for; if it fails, that is said on standard error and changes nothing else."),
     recordOptionSpecs(),
     runRecord};
 
