@@ -97,7 +97,7 @@ TEST_F(DesktopServiceTests, OneInstanceOwnsTheNameAndAnswersCalls) {
         {"Refuse", "", {}, [](const QVariantList&) { throw BusError(BusError::invalidArguments, "No."); }}};
     interface.properties = {{"Count", "i", "", [&] { return count; }}};
     std::vector<ApplicationCall> asked;
-    const ApplicationInterface application([](const std::string& name) { return name == "record-area"; },
+    const ApplicationInterface application([](const std::string& action) { return action == "record-area"; },
                                            [&](const ApplicationCall& each) { asked.push_back(each); });
     EXPECT_EQ(call("Add"), "nobody");
     {
