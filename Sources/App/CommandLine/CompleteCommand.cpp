@@ -4,6 +4,7 @@
 #include "App/CommandLine/CommandLine.h"
 #include "App/CommandLine/Listing.h"
 #include "App/CommandLine/Preferences.h"
+#include "App/CommandLine/Printing.h"
 #include "App/CommandLine/ShellCompletion.h"
 #include "Linux/Desktop/UserDefaults.h"
 #include "Lumicrate/Capture/SourceLists.h"

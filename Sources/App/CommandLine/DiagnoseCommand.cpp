@@ -5,7 +5,7 @@
 // nothing is recorded. Added are facts that no adapter needs. Private data stays out: no window titles, no
 // names of users, hosts or files, and the home folder as "~".
 #include "App/CommandLine/CommandLine.h"
-#include "App/CommandLine/Listing.h"
+#include "App/CommandLine/Printing.h"
 #include "App/RecorderInterface.h"
 #include "App/RecorderServices.h"
 #include "Linux/Desktop/SessionBus.h"

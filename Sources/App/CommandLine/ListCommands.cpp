@@ -2,6 +2,7 @@
 // The commands that list things: sources and recordings.
 #include "App/CommandLine/CommandLine.h"
 #include "App/CommandLine/Listing.h"
+#include "App/CommandLine/Printing.h"
 #include "App/QtExecutor.h"
 #include "App/RecorderServices.h"
 #include "Linux/Capture/CaptureKit.h"
@@ -25,17 +26,6 @@
 #include <optional>
 
 namespace lumicrate::app {
-
-std::string onOneLine(std::string text) {
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        const auto byte = static_cast<unsigned char>(text[i]);
-        const auto next = static_cast<unsigned char>(i + 1 < text.size() ? text[i + 1] : '\0');
-        // C0 and DEL; then C1, which is U+0080 … U+009F.
-        if (byte < ' ' || byte == 0x7F) text[i] = ' ';
-        if (byte == 0xC2 && next < 0xA0) text.replace(i, 2, " ");
-    }
-    return text;
-}
 
 Sources findSources(Sources::Part part) {
     SystemServices system;
@@ -189,10 +179,6 @@ std::vector<Recording> findRecordings(bool durations) {
     });
     if (durations && *library.readsDurations()) untilRead.exec();
     return library.recordings.get();
-}
-
-void printJson(const nlohmann::ordered_json& value) {
-    fmt::print("{}\n", value.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace));
 }
 
 namespace {

@@ -6,8 +6,6 @@
 #include "Platform/AVCaptureDevice.h"
 #include "Platform/ScreenCaptureKit.h"
 
-#include <nlohmann/json_fwd.hpp>
-
 #include <cstdint>
 #include <string>
 #include <vector>
@@ -36,12 +34,5 @@ std::vector<Recording> findRecordings(bool durations = true);
 
 /// "2024-05-01 14:03"; "–" when the file system keeps no date.
 std::string shownDate(const Recording& recording);
-
-/// Replaces control characters by spaces. Window titles and file names are chosen by other programs: they
-/// must not break lines or control the terminal. "a\x1b[31m\n" becomes "a [31m ".
-std::string onOneLine(std::string text);
-
-/// Prints a value as JSON. Texts may be invalid UTF-8, JSON must not.
-void printJson(const nlohmann::ordered_json& value);
 
 }  // namespace lumicrate::app

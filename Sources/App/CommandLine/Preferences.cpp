@@ -2,7 +2,7 @@
 #include "App/CommandLine/Preferences.h"
 
 #include "App/CommandLine/CommandLine.h"
-#include "App/CommandLine/Listing.h"
+#include "App/CommandLine/Printing.h"
 #include "Linux/Desktop/UserDefaults.h"
 #include "Lumicrate/Overlays/WebcamBubbleModel.h"
 #include "Lumicrate/Recording/RecordingOptions.h"

@@ -3,7 +3,7 @@
 #include "App/Application.h"
 #include "App/CaptureBackend.h"
 #include "App/CommandLine/CommandLine.h"
-#include "App/CommandLine/Listing.h"
+#include "App/CommandLine/Printing.h"
 #include "App/CommandLine/RecordArguments.h"
 #include "App/CommandLine/StatusLine.h"
 #include "App/DesktopSession.h"
