@@ -273,11 +273,13 @@ TEST_F(ShellTests, TheCommandIsRunWithEachSavedRecording) {
                             [this](const std::string& sentence) { done.push_back(sentence); });
     for (const char* command : {"", "true", "false", "missing"}) {
         defaults.stored["afterSave"] = std::string(command);
+        tasks.launched.clear();
         record();
         stopAndComplete();
-        if (tasks.launched.size() == 2) {
-            EXPECT_EQ(tasks.launched[1], recorder->lastRecording->value().string());
-        }
+        const std::string saved = recorder->lastRecording->value().string();
+        const bool isRun = command == std::string("true") || command == std::string("false");
+        EXPECT_EQ(tasks.launched,
+                  isRun ? std::vector({std::string(command), saved}) : std::vector<std::string>());
     }
     EXPECT_THAT(done, ElementsAre("The command after saving, “false”, failed with status 1.",
                                   "The command after saving couldn't be run: There is no such program."));
