@@ -8,6 +8,7 @@
 #include "Support/Error.h"
 #include "Support/Log.h"
 #include "Support/Text.h"
+#include "Views/Widgets/Accessibility.h"
 #include "Views/Widgets/Symbols.h"
 #include "Views/Widgets/Theme.h"
 
@@ -56,6 +57,7 @@ std::unique_ptr<QApplication> makeDesktopApplication() {
     applyLanguage(*application);
     QApplication::setQuitOnLastWindowClosed(false);
     QGuiApplication::setDesktopFileName(QString::fromLatin1(applicationId));
+    views::installAccessibility();
     QApplication::setWindowIcon(views::applicationIcon());
     views::applyTheme(*application, views::ColorScheme::light);
     return application;

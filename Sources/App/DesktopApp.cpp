@@ -31,6 +31,7 @@
 #include "Support/Log.h"
 #include "Views/Shell/Launch.h"
 #include "Views/Shell/TrayIcon.h"
+#include "Views/Widgets/Accessibility.h"
 #include "Views/Widgets/Theme.h"
 
 #include <fmt/format.h>
@@ -108,10 +109,8 @@ class DesktopApp {
                {[](const std::string& name) { return fromRawValue<LauncherAction>(name).has_value(); },
                 [this](const desktop::ApplicationCall& call) { handle(call); }}),
           signals_({SIGINT, SIGTERM, SIGHUP}),
-          appearance_([&application](const portal::AppearanceSettings& now) {
-              const bool dark = now.colorScheme == portal::ColorScheme::dark;
-              log(LogArea::ui, "theme: ", dark ? "dark" : "light");
-              views::applyTheme(application, dark ? views::ColorScheme::dark : views::ColorScheme::light);
+          appearance_([this, &application](const portal::AppearanceSettings& now) {
+              followAppearance(application, now);
           }) {
         signals_.handle([this](int) { quit(); });
         unused_.setSingleShot(true);
@@ -216,6 +215,15 @@ class DesktopApp {
         if (*services_.recorder.state == ScreenRecorder::State::idle && !isVisible) quit();
     }
 
+    void followAppearance(QApplication& application, const portal::AppearanceSettings& now) {
+        const bool dark = now.colorScheme == portal::ColorScheme::dark;
+        log(LogArea::ui, "theme: ", dark ? "dark" : "light", now.highContrast ? ", high contrast" : "",
+            now.reducedMotion ? ", reduced motion" : "");
+        views::applyTheme(application, dark ? views::ColorScheme::dark : views::ColorScheme::light,
+                          now.highContrast ? views::Contrast::high : views::Contrast::normal);
+        views::setReducedMotion(now.reducedMotion);
+        session_.setReducedMotion(now.reducedMotion);
+    }
     void quit() {
         delegate_.applicationShouldTerminate([] { QApplication::quit(); });
     }

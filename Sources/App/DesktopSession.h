@@ -41,6 +41,8 @@ class DesktopSession {
     /// Keeps the points of the capture those of the toolkit when the desktop's scale changes. The points of a
     /// recording are constant, so during one the change waits for its end. `recorder` must outlive this.
     void followScale(ScreenRecorder& recorder);
+    /// Whether the rings around clicks keep still.
+    void setReducedMotion(bool reduced) { clickHighlighter_.setReducedMotion(reduced); }
 
     const DesktopAbilities abilities;
     views::Screens screens;

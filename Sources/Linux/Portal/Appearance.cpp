@@ -21,6 +21,10 @@ namespace {
 
 const QString interface = QStringLiteral("Settings");
 const QString space = QStringLiteral("org.freedesktop.appearance");
+/// Settings that desktops pass on under their own names, also where the portal's own ones are missing.
+const QString gnomeInterface = QStringLiteral("org.gnome.desktop.interface");
+const QString gnomeAccess = QStringLiteral("org.gnome.desktop.a11y.interface");
+const QString kde = QStringLiteral("org.kde.kdeglobals.KDE");
 
 /// Values that the portal does not define mean "no preference".
 ColorScheme colorScheme(const QVariant& value) {
@@ -49,6 +53,13 @@ std::optional<AccentColor> accentColor(const QVariant& value) {
     return AccentColor{components[0], components[1], components[2]};
 }
 
+/// KDE stores texts: "0" for no animations, "0.5" for fast ones. An unreadable one means 1.
+double durationFactor(const QVariant& value) {
+    bool isNumber = false;
+    const double factor = value.toDouble(&isNumber);
+    return isNumber ? factor : 1;
+}
+
 }  // namespace
 
 class Appearance::Follower final : public QObject {
@@ -61,8 +72,8 @@ class Appearance::Follower final : public QObject {
         shared.connect(service, objectPath, portalInterface(interface), QStringLiteral("SettingChanged"),
                        this, SLOT(settingChanged(QString, QString, QDBusVariant)));
         auto* const asked = new QDBusPendingCallWatcher(
-            shared.asyncCall(
-                methodCall(portalInterface(interface), QStringLiteral("ReadAll"), {QStringList(space)})),
+            shared.asyncCall(methodCall(portalInterface(interface), QStringLiteral("ReadAll"),
+                                        {QStringList{space, gnomeInterface, gnomeAccess, kde}})),
             this);
         connect(asked, &QDBusPendingCallWatcher::finished, this, [this, asked] {
             asked->deleteLater();
@@ -70,7 +81,7 @@ class Appearance::Follower final : public QObject {
             const bool isRead = reply.type() == QDBusMessage::ReplyMessage &&
                                 reply.signature() == QStringLiteral("a{sa{sv}}");
             log(LogArea::desktop, "settings portal: ", isRead ? "read" : "no settings");
-            if (isRead) apply(qdbus_cast<QMap<QString, QVariantMap>>(reply.arguments().first()).value(space));
+            if (isRead) apply(qdbus_cast<QMap<QString, QVariantMap>>(reply.arguments().first()));
         });
     }
 
@@ -78,26 +89,55 @@ class Appearance::Follower final : public QObject {
 
  private Q_SLOTS:
     void settingChanged(const QString& where, const QString& key, const QDBusVariant& value) {
-        if (where == space) apply({{key, value.variant()}});
+        apply({{where, {{key, value.variant()}}}});
     }
 
  private:
-    void apply(const QVariantMap& values) {
+    using Spaces = QMap<QString, QVariantMap>;
+
+    /// Calls `read` with the value if it is among `values`.
+    template <class Read>
+    static void find(const Spaces& values, const QString& where, const char* key, Read read) {
+        const QVariantMap all = values.value(where);
+        if (const auto found = all.find(QLatin1String(key)); found != all.end()) read(*found);
+    }
+
+    void apply(const Spaces& values) {
         AppearanceSettings next = settings_;
-        for (auto each = values.begin(); each != values.end(); ++each) {
-            if (each.key() == QStringLiteral("color-scheme")) next.colorScheme = colorScheme(*each);
-            if (each.key() == QStringLiteral("accent-color")) next.accentColor = accentColor(*each);
-            if (each.key() == QStringLiteral("contrast")) next.highContrast = each->toUInt() == 1;
-            if (each.key() == QStringLiteral("reduced-motion")) next.reducedMotion = each->toUInt() == 1;
-        }
+        find(values, space, "color-scheme",
+             [&](const auto& value) { next.colorScheme = colorScheme(value); });
+        find(values, space, "accent-color",
+             [&](const auto& value) { next.accentColor = accentColor(value); });
+        find(values, space, "contrast", [&](const auto& value) { contrast_.portal = value.toUInt() == 1; });
+        find(values, gnomeAccess, "high-contrast",
+             [&](const auto& value) { contrast_.gnome = value.toBool(); });
+        find(values, space, "reduced-motion",
+             [&](const auto& value) { motion_.portal = value.toUInt() == 1; });
+        find(values, gnomeInterface, "enable-animations",
+             [&](const auto& value) { motion_.gnome = !value.toBool(); });
+        find(values, kde, "AnimationDurationFactor",
+             [&](const auto& value) { motion_.kde = durationFactor(value) == 0; });
+        next.highContrast = contrast_.any();
+        next.reducedMotion = motion_.any();
         if (std::exchange(settings_, next) == next) return;
         // A copy: the handler may destroy this.
         const auto changed = changed_;
         changed(next);
     }
 
+    /// Who asks for something.
+    struct Requests {
+        bool portal = false;
+        bool gnome = false;
+        bool kde = false;
+
+        bool any() const { return portal || gnome || kde; }
+    };
+
     std::function<void(const AppearanceSettings&)> changed_;
     AppearanceSettings settings_;
+    Requests contrast_;
+    Requests motion_;
 };
 
 Appearance::Appearance(std::function<void(const AppearanceSettings& settings)> changed)

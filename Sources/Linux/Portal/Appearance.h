@@ -23,8 +23,9 @@ struct AccentColor {
 struct AppearanceSettings {
     ColorScheme colorScheme = ColorScheme::noPreference;
     std::optional<AccentColor> accentColor = {};
-    bool highContrast = false;
-    bool reducedMotion = false;
+    bool highContrast = false;  ///< asked for by the portal's own setting or that of GNOME
+    bool reducedMotion =
+        false;  ///< asked for by the portal's own setting, or animations are off in GNOME or KDE
 
     bool operator==(const AppearanceSettings&) const = default;
 };

@@ -108,6 +108,10 @@ std::vector<ClickRing> ClickHighlighter::currentRings() {
     std::erase_if(clicks_, [now](const Click& each) { return now - each.time >= duration; });
     std::vector<ClickRing> rings;
     for (const auto& [at, secondary, time] : clicks_) {
+        if (isMotionReduced_) {
+            rings.push_back({at, diameter, lineWidth, 1, secondary});
+            continue;
+        }
         const double progress = easeOut(std::chrono::duration<double>(now - time) / duration);
         const double scale = std::lerp(startScale, endScale, progress);
         rings.push_back({at, diameter * scale, lineWidth * scale, 1 - progress, secondary});

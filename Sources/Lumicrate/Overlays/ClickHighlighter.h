@@ -48,6 +48,8 @@ class ClickHighlighter final {
     /// The screen that clicks are highlighted on has changed.
     void setScreen(NSScreen screen) { screen_ = std::move(screen); }
     void hide();
+    /// Rings then appear at full size and disappear at once.
+    void setReducedMotion(bool reduced) { isMotionReduced_ = reduced; }
     /// None while hidden.
     std::optional<std::uint32_t> windowNumber() const { return windowNumberOf(panel_); }
 
@@ -69,6 +71,7 @@ class ClickHighlighter final {
     NSMouseMonitoring& mouse_;
     OverlayContents& contents_;
     NSScreen screen_;
+    bool isMotionReduced_ = false;
     std::vector<Click> clicks_;
     ClickRings model_;
     std::unique_ptr<NSPanel> panel_;

@@ -6,6 +6,7 @@
 
 #include <QLinearGradient>
 #include <algorithm>
+#include <cmath>
 #include <utility>
 
 namespace lumicrate::views {
@@ -66,10 +67,20 @@ void LevelMeter::setLive(bool live) {
 void LevelMeter::advance() {
     const std::chrono::nanoseconds instant = now();
     const MeterBallistics::Reading reading = ballistics_.at(instant);
+    const double before = accessibleValue();
     if (std::exchange(shown_, reading) != reading) update();
+    if (accessibleValue() != before) notifyValueChanged(*this);
     const auto rest = ballistics_.restsFor(instant);
     if (!rest) return next_.stop();
     next_.start(std::max(frame, std::chrono::ceil<std::chrono::milliseconds>(*rest)));
+}
+
+double LevelMeter::accessibleValue() const {
+    return std::round(shown_.level * 10) / 10;
+}
+
+QString LevelMeter::accessibleValueText() const {
+    return QStringLiteral("%1%").arg(std::lround(accessibleValue() * 100));
 }
 
 QSize LevelMeter::sizeHint() const {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "Lumicrate/Audio/MeterBallistics.h"
+#include "Views/Widgets/Accessibility.h"
 
 #include <QElapsedTimer>
 #include <QTimer>
@@ -11,7 +12,7 @@
 namespace lumicrate::views {
 
 /// Green, yellow from −12 dBFS and red from −4 dBFS on. It has no running timer while nothing moves.
-class LevelMeter final : public QWidget {
+class LevelMeter final : public QWidget, public AccessibleValue {
  public:
     enum class Look {
         bar,
@@ -26,6 +27,11 @@ class LevelMeter final : public QWidget {
     void setLive(bool live);
 
     QSize sizeHint() const override;
+
+    QAccessible::Role accessibleRole() const override { return QAccessible::ProgressBar; }
+    /// In tenths, so that a screen reader is not notified of every movement.
+    double accessibleValue() const override;
+    QString accessibleValueText() const override;
 
  protected:
     void paintEvent(QPaintEvent* event) override;

@@ -44,6 +44,8 @@ void SourceBarView::addModes(QVBoxLayout& column) {
         button->setText(qtText(mode.label));
         button->setSymbol(mode.symbol);
         button->setCheckable(true);
+        // The group makes it exclusive; this makes it a radio button for assistive technology.
+        button->setAutoExclusive(true);
         button->setAccessibleName(qtText(mode.label));
         group->addButton(button);
         row->addWidget(button, 1);

@@ -82,8 +82,7 @@ QColor BarButton::symbolColor() const {
 QColor BarButton::groundColor() const {
     namespace control = overlay::control;
     if (look_ == Look::prominent) {
-        // Darker than the colour of a dot, so that white text can be read on it.
-        return overlay::red.darker(isDown() ? 135 : isHovered() ? 105 : 115);
+        return overlay::recordGround.darker(isDown() ? 130 : isHovered() ? 112 : 100);
     }
     if (isDown()) return control::pressed;
     if (look_ == Look::field) return isHovered() ? control::fieldHover : control::field;

@@ -3,6 +3,7 @@
 
 #include "Views/Overlays/BarButton.h"
 #include "Views/Overlays/OverlayStyle.h"
+#include "Views/Widgets/Accessibility.h"
 #include "Views/Widgets/QtText.h"
 #include "Views/Widgets/Theme.h"
 
@@ -64,6 +65,7 @@ class ControlBarView::Elapsed final : public QWidget {
  public:
     explicit Elapsed(QWidget* parent) : QWidget(parent) {
         setFixedWidth(elapsedWidth);
+        setAccessibleRole(*this, QAccessible::StaticText);
         QFont digits = QFontDatabase::systemFont(QFontDatabase::FixedFont);
         digits.setPixelSize(elapsedSize);
         digits.setWeight(QFont::Medium);
@@ -94,6 +96,7 @@ class ControlBarView::Elapsed final : public QWidget {
 
 ControlBarView::ControlBarView(ControlBarModel& model)
     : level_([this] { microphone_->update(); }), elapsed_(new Elapsed(this)) {
+    setAccessibleRole(*this, QAccessible::ToolBar);
     setAccessibleName(localizedText("Recording controls"));
     auto* const row = new QHBoxLayout(this);
     row->setContentsMargins(overhang() + padding);

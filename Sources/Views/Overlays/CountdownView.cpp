@@ -2,6 +2,7 @@
 #include "Views/Overlays/CountdownView.h"
 
 #include "Views/Overlays/OverlayStyle.h"
+#include "Views/Widgets/Accessibility.h"
 #include "Views/Widgets/QtText.h"
 
 #include <QFontMetricsF>
@@ -24,6 +25,7 @@ constexpr int changeMilliseconds = 300;
 
 CountdownView::CountdownView(const CountdownModel& model)
     : value_(*model.value), previous_(value_), hint_(qtText(model.cancelHint)) {
+    setAccessibleRole(*this, QAccessible::StaticText);
     setAccessibleName(localizedText("Countdown"));
     setAccessibleDescription(QString::number(value_));
     change_.setStartValue(0.0);
@@ -39,7 +41,7 @@ void CountdownView::change(int value) {
     value_ = value;
     setAccessibleDescription(QString::number(value_));
     change_.stop();
-    change_.start();
+    startMotion(change_);
 }
 
 QPainterPath CountdownView::silhouette() const {

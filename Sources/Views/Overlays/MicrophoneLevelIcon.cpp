@@ -2,6 +2,7 @@
 #include "Views/Overlays/MicrophoneLevelIcon.h"
 
 #include "Views/Overlays/OverlayStyle.h"
+#include "Views/Widgets/Accessibility.h"
 #include "Views/Widgets/Symbols.h"
 
 #include <QPainter>
@@ -46,7 +47,7 @@ void MicrophoneLevelIcon::setLevel(float level) {
     if (muted_) return;
     movement_.setStartValue(from);
     movement_.setEndValue(double(level));
-    movement_.start();
+    startMotion(movement_);
 }
 
 void MicrophoneLevelIcon::setMuted(bool muted) {

@@ -22,6 +22,10 @@ inline const QColor red(0xff3b30);
 inline const QColor green(0x30d158);
 inline const QColor yellow(0xffcc00);
 inline const QColor blue(0x007aff);
+/// Behind light text that is selected.
+inline const QColor selection(0x0060cc);
+/// The record button, dark enough for white text on it.
+inline const QColor recordGround(0xd6322d);
 /// The fill of plates, and the same fill where nothing can show through.
 inline const QColor ground(28, 29, 34, 235);
 inline const QColor opaqueGround(28, 29, 34);
@@ -43,9 +47,9 @@ constexpr int textSize = 13;
 
 inline const QColor focus(0x6aa6ff);
 inline const QColor text = white(0.93);
-inline const QColor faintText = white(0.55);
+inline const QColor faintText = white(0.66);
 inline const QColor field = white(0.09);
-inline const QColor fieldHover = white(0.17);
+inline const QColor fieldHover = white(0.13);
 inline const QColor hover = white(0.12);
 inline const QColor pressed = white(0.22);
 }  // namespace control

@@ -2,6 +2,7 @@
 #include "Views/Overlays/ScreenChoiceView.h"
 
 #include "Views/Overlays/OverlayStyle.h"
+#include "Views/Widgets/Accessibility.h"
 #include "Views/Widgets/FlatButton.h"
 #include "Views/Widgets/Pictures.h"
 #include "Views/Widgets/QtText.h"
@@ -182,7 +183,7 @@ void ScreenChoiceView::leaveEvent(QEvent*) {
 
 void ScreenChoiceView::highlight(bool wanted) {
     highlight_.setDirection(wanted ? QAbstractAnimation::Forward : QAbstractAnimation::Backward);
-    if (highlight_.state() == QAbstractAnimation::Stopped) highlight_.start();
+    if (highlight_.state() == QAbstractAnimation::Stopped) startMotion(highlight_);
     // Without a compositing manager each step would repaint the picture of the whole screen.
     if (!isComposited()) highlight_.setCurrentTime(wanted ? highlight_.duration() : 0);
 }

@@ -29,6 +29,9 @@ class PlayerView final : public QWidget {
     /// Where the picture is, in points.
     QRect pictureRect() const;
 
+    /// Shows the bar for a while.
+    void showBar();
+
     QSize minimumSizeHint() const override { return {160, 60}; }
 
  protected:
@@ -44,7 +47,6 @@ class PlayerView final : public QWidget {
  private:
     void followPlayer();
     void requestPictures();
-    void showBar();
     void hideBarWhenIdle();
 
     PlayerModel& player_;

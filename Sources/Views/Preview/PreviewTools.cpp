@@ -98,7 +98,6 @@ QWidget* PreviewTools::makeTools() {
     info_ = new TintedLabel(&ThemeColors::secondary, page);
     info_->setCursor(Qt::OpenHandCursor);
     info_->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
-    info_->setAccessibleName(localizedText("Facts"));
     row->addWidget(info_, 1);
     trim_ = addTool(page, "scissors", localizedText("Trim"), "T", [this] { model_.trim(); });
     rename_ = addTool(page, "pencil", localizedText("Rename"), "F2", [this] { model_.beginRename(); });
@@ -135,6 +134,8 @@ QWidget* PreviewTools::makeTrimming() {
     const auto add = [&](const QString& text, bool accept) {
         auto* button = new QPushButton(text, page);
         button->setFocusPolicy(Qt::TabFocus);
+        // Return presses the focused button. Elsewhere it is a key of the window, which accepts.
+        button->setAutoDefault(true);
         connect(button, &QPushButton::clicked, this,
                 [this, accept] { model_.playerView.endTrimming(accept); });
         row->addWidget(button);
@@ -171,6 +172,8 @@ void PreviewTools::openRename() {
     auto* cancel = new QPushButton(localizedText("Cancel"), popover);
     auto* rename = new QPushButton(localizedText("Rename"), popover);
     rename->setDefault(true);
+    for (QPushButton* const button : {cancel, rename})
+        button->setAutoDefault(true);
     buttons->addWidget(cancel);
     buttons->addWidget(rename);
     column->addLayout(buttons);

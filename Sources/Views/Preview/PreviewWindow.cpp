@@ -103,6 +103,11 @@ void PreviewWindow::keyPressEvent(QKeyEvent* event) {
     if (!handleKey(*event)) QWidget::keyPressEvent(event);
 }
 
+bool PreviewWindow::focusNextPrevChild(bool next) {
+    player_->showBar();
+    return DocumentWindow::focusNextPrevChild(next);
+}
+
 bool PreviewWindow::handleTrimKey(int key) {
     PlayerModel& player = model_.playerView;
     if (!*player.trim) return false;

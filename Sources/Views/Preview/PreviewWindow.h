@@ -28,6 +28,8 @@ class PreviewWindow final : public DocumentWindow {
  protected:
     void closeEvent(QCloseEvent* event) override;
     void keyPressEvent(QKeyEvent* event) override;
+    /// The Tab key also reaches the bar over the picture, which may have disappeared.
+    bool focusNextPrevChild(bool next) override;
     void mousePressEvent(QMouseEvent* event) override;
     void mouseMoveEvent(QMouseEvent* event) override;
 

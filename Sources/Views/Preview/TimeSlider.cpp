@@ -3,6 +3,7 @@
 
 #include "Views/Overlays/OverlayStyle.h"
 
+#include <QKeyEvent>
 #include <QMouseEvent>
 #include <QPainter>
 #include <QWheelEvent>
@@ -15,6 +16,7 @@ namespace {
 
 constexpr double line = 4;
 constexpr double knob = 6;  ///< radius
+constexpr double wheelStep = 0.02;
 
 }  // namespace
 
@@ -22,6 +24,7 @@ TimeSlider::TimeSlider(Handler moved, QWidget* parent) : QWidget(parent), moved_
     setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
     setCursor(Qt::PointingHandCursor);
     setAttribute(Qt::WA_Hover);
+    setFocusPolicy(Qt::TabFocus);
 }
 
 QSize TimeSlider::sizeHint() const {
@@ -30,8 +33,28 @@ QSize TimeSlider::sizeHint() const {
 
 void TimeSlider::setValue(double value) {
     if (isDragged_ || value == value_) return;
+    const QString before = accessibleValueText();
     value_ = std::clamp(value, 0.0, 1.0);
     update();
+    // The position of a player changes many times per second, its text rarely.
+    if (accessibleValueText() != before) notifyValueChanged(*this);
+}
+
+void TimeSlider::setDescription(double maximum, std::function<QString(double value)> text) {
+    maximum_ = maximum;
+    text_ = std::move(text);
+}
+
+AccessibleValue::Range TimeSlider::accessibleRange() const {
+    return {0, maximum_, maximum_ * (keyStep_ > 0 ? keyStep_ : wheelStep)};
+}
+
+QString TimeSlider::accessibleValueText() const {
+    return text_ ? text_(accessibleValue()) : QString();
+}
+
+void TimeSlider::setAccessibleValue(double value) {
+    if (maximum_ > 0) moveTo(value / maximum_, Drag::released);
 }
 
 void TimeSlider::paintEvent(QPaintEvent*) {
@@ -45,6 +68,7 @@ void TimeSlider::paintEvent(QPaintEvent*) {
     painter.setBrush(Qt::white);
     const double radius = isDragged_ || underMouse() ? knob : knob - 1.5;
     painter.drawEllipse(QPointF(filled.right(), height() / 2.0), radius, radius);
+    if (hasFocus()) overlay::paintFocus(painter, rect());
 }
 
 double TimeSlider::shareAt(double x) const {
@@ -54,6 +78,7 @@ double TimeSlider::shareAt(double x) const {
 void TimeSlider::moveTo(double value, Drag drag) {
     value_ = value;
     update();
+    notifyValueChanged(*this);
     moved_(value, drag);
 }
 
@@ -74,8 +99,15 @@ void TimeSlider::mouseReleaseEvent(QMouseEvent* event) {
 
 void TimeSlider::wheelEvent(QWheelEvent* event) {
     constexpr double notch = 120;
-    constexpr double step = 0.02;
-    moveTo(std::clamp(value_ + event->angleDelta().y() / notch * step, 0.0, 1.0), Drag::released);
+    moveTo(std::clamp(value_ + event->angleDelta().y() / notch * wheelStep, 0.0, 1.0), Drag::released);
+}
+
+void TimeSlider::keyPressEvent(QKeyEvent* event) {
+    const int key = event->key();
+    const bool isUp = key == Qt::Key_Up || key == Qt::Key_Right;
+    const bool isDown = key == Qt::Key_Down || key == Qt::Key_Left;
+    if (keyStep_ == 0 || (!isUp && !isDown)) return event->ignore();
+    moveTo(std::clamp(value_ + (isUp ? keyStep_ : -keyStep_), 0.0, 1.0), Drag::released);
 }
 
 }  // namespace lumicrate::views

@@ -6,6 +6,7 @@
 #include "Views/Preview/TimeSlider.h"
 #include "Views/Widgets/QtText.h"
 
+#include <QApplication>
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QMenu>
@@ -46,6 +47,7 @@ void reserveWidth(QLabel& label, double duration) {
 
 TransportBar::TransportBar(PlayerModel& player, std::function<void()> toggleFullScreen, QWidget* parent)
     : QWidget(parent), player_(player) {
+    setAccessibleRole(*this, QAccessible::ToolBar);
     namespace control = overlay::control;
     // Time runs from left to right in players of all languages.
     setLayoutDirection(Qt::LeftToRight);
@@ -70,6 +72,8 @@ TransportBar::TransportBar(PlayerModel& player, std::function<void()> toggleFull
     volume_ = new TimeSlider([this](double share, TimeSlider::Drag) { player_.setVolume(share); }, this);
     volume_->setAccessibleName(localizedText("Volume"));
     volume_->setFixedWidth(volumeWidth);
+    volume_->setKeyStep(0.05);
+    volume_->setDescription(100, [](double value) { return QStringLiteral("%1%").arg(std::lround(value)); });
     row->addWidget(volume_);
     addButton("rectangle.inset.filled", localizedText("Full Screen"), std::move(toggleFullScreen));
     setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
@@ -78,8 +82,8 @@ TransportBar::TransportBar(PlayerModel& player, std::function<void()> toggleFull
     subscriptions_.push_back(
         player.volume.observe([this](double volume) { showSound(volume, *player_.muted); }));
     subscriptions_.push_back(player.muted.observe([this](bool muted) { showSound(*player_.volume, muted); }));
-    subscriptions_.push_back(player.rate.observe([this](double rate) { speed_->setText(rateTitle(rate)); }));
-    speed_->setText(rateTitle(*player.rate));
+    subscriptions_.push_back(player.rate.observe([this](double rate) { showRate(rate); }));
+    showRate(*player.rate);
     showSound(*player.volume, *player.muted);
     showState();
 }
@@ -104,6 +108,11 @@ void TransportBar::openSpeeds() {
     menu->popup(speed_->mapToGlobal(QPoint(0, -menu->sizeHint().height())));
 }
 
+void TransportBar::showRate(double rate) {
+    speed_->setText(rateTitle(rate));
+    speed_->setAccessibleDescription(speed_->text());
+}
+
 void TransportBar::showState() {
     const AVPlayer::State& state = player_.state();
     play_->setSymbol(state.isPlaying ? "pause.fill" : "play.fill");
@@ -111,6 +120,7 @@ void TransportBar::showState() {
     elapsed_->setText(qtText(formatElapsed(state.time)));
     duration_->setText(qtText(formatElapsed(state.duration)));
     reserveWidth(*elapsed_, state.duration);
+    position_->setDescription(state.duration, [](double seconds) { return qtText(formatElapsed(seconds)); });
     position_->setValue(state.duration > 0 ? state.time / state.duration : 0);
     setEnabled(state.status == AVPlayer::Status::ready);
 }
@@ -134,7 +144,8 @@ void TransportBar::scrub(double share, bool moving) {
 }
 
 bool TransportBar::isInUse() const {
-    return position_->isDragged() || volume_->isDragged() || underMouse();
+    return position_->isDragged() || volume_->isDragged() || underMouse() ||
+           isAncestorOf(QApplication::focusWidget());
 }
 
 void TransportBar::paintEvent(QPaintEvent*) {

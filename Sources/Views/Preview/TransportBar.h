@@ -30,6 +30,7 @@ class TransportBar final : public QWidget {
  private:
     BarButton* addButton(const char* symbol, const QString& name, std::function<void()> act);
     void openSpeeds();
+    void showRate(double rate);
     void showState();
     void showSound(double volume, bool muted);
     void scrub(double share, bool moving);

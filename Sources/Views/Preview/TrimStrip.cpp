@@ -2,10 +2,12 @@
 #include "Views/Preview/TrimStrip.h"
 
 #include "Views/Overlays/OverlayStyle.h"
+#include "Views/Widgets/Accessibility.h"
 #include "Views/Widgets/Pictures.h"
 #include "Views/Widgets/QtText.h"
 #include "Views/Widgets/Theme.h"
 
+#include <QKeyEvent>
 #include <QMouseEvent>
 #include <QPainter>
 #include <QPainterPath>
@@ -33,14 +35,80 @@ QString preciseTime(double seconds) {
 
 }  // namespace
 
+/// A handle's place for the keyboard and assistive technology. The strip paints the handle and takes the
+/// pointer.
+class TrimStrip::End final : public QWidget, public AccessibleValue {
+ public:
+    End(TrimStrip& strip, Grip grip, const QString& name) : QWidget(&strip), strip_(strip), grip_(grip) {
+        setAttribute(Qt::WA_TransparentForMouseEvents);
+        setFocusPolicy(Qt::TabFocus);
+        setAccessibleName(name);
+    }
+
+    /// Follows the range, while there is one.
+    void follow(const CMTimeRange& range) {
+        const CMTime time = grip_ == Grip::start ? range.start : range.end;
+        const double left = strip_.xOf(time) - (grip_ == Grip::start ? handleWidth : 0);
+        setGeometry(QRectF(left, labelHeight, handleWidth, trackHeight + 2 * frameWidth).toRect());
+        if (std::exchange(time_, time) != time) notifyValueChanged(*this);
+    }
+
+    double accessibleValue() const override { return time_.seconds(); }
+    Range accessibleRange() const override {
+        return {0, strip_.player_.pictures().duration().seconds(), keyStep.seconds()};
+    }
+    QString accessibleValueText() const override { return preciseTime(time_.seconds()); }
+    void setAccessibleValue(double seconds) override { strip_.moveTo(grip_, CMTime::fromSeconds(seconds)); }
+
+ protected:
+    void paintEvent(QPaintEvent*) override {
+        if (!hasFocus()) return;
+        QPainter painter(this);
+        painter.setRenderHint(QPainter::Antialiasing);
+        overlay::paintFocus(painter, rect(), pictureBackdrop, corner / 2);
+    }
+    void keyPressEvent(QKeyEvent* event) override {
+        const bool bySecond = event->modifiers().testFlag(Qt::ShiftModifier);
+        if (event->key() == Qt::Key_Left) return strip_.moveTo(grip_, moved(false, bySecond));
+        if (event->key() == Qt::Key_Right) return strip_.moveTo(grip_, moved(true, bySecond));
+        event->ignore();
+    }
+
+ private:
+    inline static const CMTime keyStep{1, 10};  ///< of sound, which has no pictures
+    inline static const CMTime second{1, 1};
+    /// Less than any picture lasts.
+    inline static const CMTime moment{1, 10'000};
+
+    /// The cut before or after this end.
+    CMTime moved(bool forwards, bool bySecond) const {
+        const PictureTable& pictures = strip_.player_.pictures();
+        if (bySecond || pictures.times().empty()) {
+            const CMTime step = bySecond ? second : keyStep;
+            return forwards ? time_ + step : time_ - step;
+        }
+        return forwards ? pictures.pictureEnd(time_) : pictures.pictureAt(time_ - moment);
+    }
+
+    TrimStrip& strip_;
+    const Grip grip_;
+    CMTime time_ = CMTime::zero();
+};
+
 TrimStrip::TrimStrip(PlayerModel& player, StripPictures& content, QWidget* parent)
     : QWidget(parent), player_(player), pictures_(*content.pictures), levels_(*content.levels) {
     setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
     setAttribute(Qt::WA_OpaquePaintEvent);
     setMouseTracking(true);
+    setAccessibleRole(*this, QAccessible::Grouping);
     setAccessibleName(localizedText("Trim"));
+    ends_ = {new End(*this, Grip::start, localizedText("Start of the part to keep")),
+             new End(*this, Grip::end, localizedText("End of the part to keep"))};
     setVisible(player.trim->has_value());
-    subscriptions_.push_back(player.observe([this] { update(); }));
+    subscriptions_.push_back(player.observe([this] {
+        placeEnds(*player_.trim);
+        update();
+    }));
     subscriptions_.push_back(content.pictures.observe([this](const auto& coming) {
         pictures_ = coming;
         update();
@@ -51,8 +119,19 @@ TrimStrip::TrimStrip(PlayerModel& player, StripPictures& content, QWidget* paren
     }));
     subscriptions_.push_back(player.trim.observe([this](const auto& coming) {
         setVisible(coming.has_value());
+        placeEnds(coming);
         update();
     }));
+}
+
+void TrimStrip::placeEnds(const std::optional<TrimRange>& trim) {
+    if (!trim) return;
+    for (End* const each : ends_)
+        each->follow(trim->range());
+}
+
+void TrimStrip::resizeEvent(QResizeEvent*) {
+    placeEnds(*player_.trim);
 }
 
 QSize TrimStrip::sizeHint() const {
@@ -87,9 +166,8 @@ TrimStrip::Grip TrimStrip::gripAt(double x) const {
 }
 
 /// The picture at the end that is dragged is shown, so that one sees what is kept.
-void TrimStrip::drag(double x) {
-    const CMTime time = timeAt(x);
-    switch (grip_) {
+void TrimStrip::moveTo(Grip grip, CMTime time) {
+    switch (grip) {
         case Grip::start:
             player_.setTrimStart(time);
             return player_.seek((*player_.trim)->range().start);
@@ -107,12 +185,12 @@ void TrimStrip::mousePressEvent(QMouseEvent* event) {
     if (event->button() != Qt::LeftButton) return event->ignore();
     player_.pause();
     grip_ = gripAt(event->position().x());
-    drag(event->position().x());
+    moveTo(grip_, timeAt(event->position().x()));
 }
 
 void TrimStrip::mouseMoveEvent(QMouseEvent* event) {
     const double x = event->position().x();
-    if (grip_ != Grip::none) return drag(x);
+    if (grip_ != Grip::none) return moveTo(grip_, timeAt(x));
     const Grip under = gripAt(x);
     setCursor(under == Grip::start || under == Grip::end ? Qt::SizeHorCursor : Qt::PointingHandCursor);
 }

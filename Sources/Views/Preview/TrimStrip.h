@@ -11,7 +11,8 @@
 
 namespace lumicrate::views {
 
-/// Visible only while trimming. A click elsewhere than on a handle moves the position there.
+/// Visible only while trimming. A click elsewhere than on a handle moves the position there. The handles are
+/// reached by Tab and moved by the arrow keys: by one picture, with Shift by a second.
 class TrimStrip final : public QWidget {
  public:
     /// Both must outlive it.
@@ -24,15 +25,18 @@ class TrimStrip final : public QWidget {
     void mousePressEvent(QMouseEvent* event) override;
     void mouseMoveEvent(QMouseEvent* event) override;
     void mouseReleaseEvent(QMouseEvent* event) override;
+    void resizeEvent(QResizeEvent* event) override;
 
  private:
+    class End;
     enum class Grip { none, start, end, position };
 
     QRectF track() const;
     double xOf(CMTime time) const;
     CMTime timeAt(double x) const;
     Grip gripAt(double x) const;
-    void drag(double x);
+    void moveTo(Grip grip, CMTime time);
+    void placeEnds(const std::optional<TrimRange>& trim);
     void paintContent(QPainter& painter, const QRectF& area) const;
     void paintTimes(QPainter& painter, const CMTimeRange& range) const;
 
@@ -40,6 +44,7 @@ class TrimStrip final : public QWidget {
     StripPictures::Pictures pictures_;
     std::vector<float> levels_;
     Grip grip_ = Grip::none;
+    std::vector<End*> ends_;
     std::vector<Subscription> subscriptions_;
 };
 

@@ -34,7 +34,7 @@ class SidebarDelegate final : public QStyledItemDelegate {
         painter->save();
         painter->setRenderHint(QPainter::Antialiasing);
         painter->setPen(Qt::NoPen);
-        painter->setBrush(chosen && focused ? colors.accent
+        painter->setBrush(chosen && focused ? colors.selection
                           : chosen || option.state.testFlag(QStyle::State_MouseOver)
                               ? colors.cardHover
                               : QColor(Qt::transparent));

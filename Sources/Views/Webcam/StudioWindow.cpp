@@ -194,7 +194,7 @@ void StudioWindow::paintMessage(QPainter& painter, const QString& message) const
                     "video.slash.fill", overlay::control::faintText);
     }
     painter.setFont(font);
-    painter.setPen(isProblem ? overlay::control::text : overlay::control::faintText);
+    painter.setPen(overlay::control::text);
     painter.drawText(QRectF((width() - textWidth) / 2, top + symbol, textWidth, wanted.height() + 1),
                      Qt::AlignHCenter | Qt::TextWordWrap, message);
 }

@@ -150,11 +150,11 @@ FlatButton::Colors FlatButton::colors() const {
                 break;
             }
             if (tone_ == Tone::inviting) {
-                colors.fill = theme.record.darker(hovered ? 118 : 108);
+                colors.fill = theme.recordGround.darker(hovered ? 112 : 100);
                 colors.border = Qt::transparent;
                 colors.text = Qt::white;
             } else if (tone_ == Tone::active) {
-                colors.fill = faded(theme.record, hovered ? 0.2 : 0.12);
+                colors.fill = faded(theme.record, hovered ? 0.17 : 0.12);
                 colors.border = theme.record;
                 colors.text = theme.record;
             }
@@ -180,8 +180,12 @@ void FlatButton::paintGround(QPainter& painter, const Colors& colors) const {
     painter.setPen(colors.border);
     painter.drawPath(outline);
     if (!hasFocus() || !window()->testAttribute(Qt::WA_KeyboardFocusChange)) return;
-    painter.setPen(QPen(ThemeColors::of(*this).accent, 2));
-    painter.drawRoundedRect(ground.adjusted(1, 1, -1, -1), measure::corner - 1, measure::corner - 1);
+    // Within the outline, where the accent colour would not stand out from the record colour.
+    const bool isFilled = role_ == Role::prominent && tone_ == Tone::inviting && isEnabled();
+    painter.setPen(QPen(isFilled ? QColor(Qt::white) : ThemeColors::of(*this).accent, 2));
+    const int inset = isFilled ? 3 : 1;
+    painter.drawRoundedRect(ground.adjusted(inset, inset, -inset, -inset), measure::corner - inset,
+                            measure::corner - inset);
 }
 
 void FlatButton::paintTile(QPainter& painter, const Colors& colors) const {

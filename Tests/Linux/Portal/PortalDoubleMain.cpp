@@ -117,9 +117,7 @@ class Portal final : public QDBusVirtualObject {
         if (member == "GetAll") return reply(call, properties(call.arguments().value(0).toString()));
         if (member == "Register") return enroll(call);
         if (!known_.contains(call.service())) known_.insert(call.service(), {});
-        if (member == "ReadAll")
-            return reply(call, QVariant::fromValue(
-                                   QMap<QString, QVariantMap>{{"org.freedesktop.appearance", appearance()}}));
+        if (member == "ReadAll") return reply(call, QVariant::fromValue(settings()));
         if (member == "OpenPipeWireRemote") return reply(call, QVariant::fromValue(connectToPipeWire()));
         if (member == "Close") {
             sessions_.remove(call.path());
@@ -173,6 +171,17 @@ class Portal final : public QDBusVirtualObject {
         if (parts.size() == 3)
             all.insert("accent-color", QVariant::fromValue(Color{parts[0].toDouble(), parts[1].toDouble(),
                                                                  parts[2].toDouble()}));
+        return all;
+    }
+
+    /// Values whose keys are a namespace and a name, with a space between, are those of a desktop.
+    QMap<QString, QVariantMap> settings() const {
+        QMap<QString, QVariantMap> all{{"org.freedesktop.appearance", appearance()}};
+        for (auto each = values_.begin(); each != values_.end(); ++each) {
+            if (const QStringList words = each.key().split(' '); words.size() == 2)
+                all[words[0]][words[1]] =
+                    *each == "true" || *each == "false" ? *each == "true" : QVariant(*each);
+        }
         return all;
     }
 
@@ -291,11 +300,12 @@ class Portal final : public QDBusVirtualObject {
 
     void set(const QString& key, const QString& value) {
         values_[key] = value;
-        const QVariantMap settings = appearance();
-        if (!settings.contains(key)) return;
+        const QStringList words = QString("org.freedesktop.appearance " + key).split(' ');
+        const QString space = words[words.size() - 2];
+        const QVariantMap changed = settings().value(space);
+        if (!changed.contains(words.back())) return;
         QDBusMessage signal = QDBusMessage::createSignal(portalPath, prefix + "Settings", "SettingChanged");
-        signal << "org.freedesktop.appearance" << key
-               << QVariant::fromValue(QDBusVariant(settings.value(key)));
+        signal << space << words.back() << QVariant::fromValue(QDBusVariant(changed.value(words.back())));
         bus_.send(signal);
     }
 

@@ -495,6 +495,22 @@ TEST_F(PortalTests, AppearanceFollowsTheDesktop) {
     expected = {ColorScheme::light, std::nullopt, true, true};
     EXPECT_TRUE(await([&] { return seen == expected; }));
     EXPECT_EQ(appearance.settings(), expected);
+    double_->set("contrast", "0");
+    double_->set("reduced-motion", "0");
+    // The settings of GNOME and of KDE.
+    const auto follows = [&](bool AppearanceSettings::*flag, const char* key, const char* on,
+                             const char* off) {
+        double_->set(key, on);
+        const bool isOn = await([&] { return seen.*flag; });
+        double_->set(key, off);
+        return isOn && await([&] { return !(seen.*flag); });
+    };
+    constexpr auto motion = &AppearanceSettings::reducedMotion;
+    EXPECT_TRUE(await([&] { return !seen.reducedMotion && !seen.highContrast; }));
+    EXPECT_TRUE(follows(motion, "org.gnome.desktop.interface enable-animations", "false", "true"));
+    EXPECT_TRUE(follows(motion, "org.kde.kdeglobals.KDE AnimationDurationFactor", "0", "0.5"));
+    EXPECT_TRUE(follows(&AppearanceSettings::highContrast, "org.gnome.desktop.a11y.interface high-contrast",
+                        "true", "false"));
 }
 
 TEST_F(PortalTests, TheUsersAnswerDecidesWhetherCamerasAreListed) {

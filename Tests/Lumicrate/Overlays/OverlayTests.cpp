@@ -105,6 +105,14 @@ TEST_F(ClickHighlighterTests, RingSpreadsAndFades) {
     EXPECT_TRUE(rings().empty());
     EXPECT_EQ(panel().frame.area(), 1);
     EXPECT_EQ(executor.pendingTimers(), 0U) << "no timer without clicks";
+
+    clickHighlighter.setReducedMotion(true);
+    click({2000, 600});
+    EXPECT_THAT(rings(), ElementsAre(ClickRing{{31, 31}, 46, 3, 1, false}));
+    executor.advance(500ms);
+    EXPECT_THAT(rings(), ElementsAre(ClickRing{{31, 31}, 46, 3, 1, false}));
+    executor.advance(60ms);
+    EXPECT_TRUE(rings().empty());
 }
 
 TEST_F(ClickHighlighterTests, OnePanelHoldsAllRings) {

@@ -130,7 +130,7 @@ void BarMenuStyle::paintItem(const QStyleOptionMenuItem& item, QPainter& painter
     }
     const bool enabled = item.state & State_Enabled;
     if (enabled && item.state & State_Selected)
-        overlay::paintGround(painter, place, overlay::blue, itemCorner);
+        overlay::paintGround(painter, place, overlay::selection, itemCorner);
     const QColor color = enabled ? overlay::control::text : overlay::white(disabledOpacity);
     if (item.checked) {
         const double top = place.top() + (place.height() - checkSide) / 2.0;

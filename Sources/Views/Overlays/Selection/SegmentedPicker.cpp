@@ -2,6 +2,7 @@
 #include "Views/Overlays/Selection/SegmentedPicker.h"
 
 #include "Views/Overlays/OverlayStyle.h"
+#include "Views/Widgets/Accessibility.h"
 #include "Views/Widgets/QtText.h"
 
 #include <QAbstractButton>
@@ -75,6 +76,7 @@ class SegmentedPicker::Segment final : public QAbstractButton {
 };
 
 SegmentedPicker::SegmentedPicker(const QString& name, QWidget* parent) : QWidget(parent) {
+    setAccessibleRole(*this, QAccessible::Grouping);
     setAccessibleName(name);
     setSizePolicy(QSizePolicy::Fixed, QSizePolicy::Fixed);
     auto* const row = new QHBoxLayout(this);

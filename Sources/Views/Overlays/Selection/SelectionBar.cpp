@@ -2,6 +2,7 @@
 #include "Views/Overlays/Selection/SelectionBar.h"
 
 #include "Views/Overlays/OverlayStyle.h"
+#include "Views/Widgets/Accessibility.h"
 #include "Views/Widgets/Theme.h"
 
 #include <QCoreApplication>
@@ -36,6 +37,7 @@ SelectionBar::SelectionBar(QWidget* parent) : QWidget(parent), row_(new QHBoxLay
     row_->setContentsMargins(padding, padding, padding, padding);
     row_->setSpacing(overlay::control::gap);
     setFont(overlay::controlFont(font()));
+    setAccessibleRole(*this, QAccessible::ToolBar);
 }
 
 QWidget* SelectionBar::addDivider() {

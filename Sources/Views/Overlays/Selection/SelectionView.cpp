@@ -2,6 +2,7 @@
 #include "Views/Overlays/Selection/SelectionView.h"
 
 #include "Views/Desktop/Coordinates.h"
+#include "Views/Widgets/Accessibility.h"
 #include "Views/Widgets/QtText.h"
 
 #include <QCoreApplication>
@@ -88,6 +89,7 @@ SelectionView::SelectionView(SelectionModel& model, QImage still, KeyTranslation
       toolbar_(adopt(std::move(toolbar))),
       pickBar_(adopt(std::move(pickBar))),
       isFrozen_(isFrozen) {
+    setAccessibleRole(*this, QAccessible::Canvas);
     setAccessibleName(localizedText("Selection"));
     setFocusPolicy(Qt::StrongFocus);
     setMouseTracking(true);

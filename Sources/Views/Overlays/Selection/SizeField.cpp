@@ -33,7 +33,7 @@ SizeField::SizeField(const QString& name, QString mark, Actions actions, QWidget
     QPalette colors = palette();
     colors.setColor(QPalette::Base, Qt::transparent);
     colors.setColor(QPalette::Text, Qt::white);
-    colors.setColor(QPalette::Highlight, overlay::blue);
+    colors.setColor(QPalette::Highlight, overlay::selection);
     colors.setColor(QPalette::HighlightedText, Qt::white);
     setPalette(colors);
     setFont(overlay::controlFont(font()));
