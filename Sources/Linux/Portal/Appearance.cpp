@@ -81,20 +81,24 @@ class Appearance::Follower final : public QObject {
             const bool isRead = reply.type() == QDBusMessage::ReplyMessage &&
                                 reply.signature() == QStringLiteral("a{sa{sv}}");
             log(LogArea::desktop, "settings portal: ", isRead ? "read" : "no settings");
-            if (isRead) apply(qdbus_cast<QMap<QString, QVariantMap>>(reply.arguments().first()));
+            if (isRead) apply(qdbus_cast<Spaces>(reply.arguments().first()));
         });
     }
 
     const AppearanceSettings& settings() const { return settings_; }
 
+ private:
+    /// Values by their names, by namespaces.
+    using Spaces = QMap<QString, QVariantMap>;
+
  private Q_SLOTS:
     void settingChanged(const QString& where, const QString& key, const QDBusVariant& value) {
-        apply({{where, {{key, value.variant()}}}});
+        Spaces changed;
+        changed[where][key] = value.variant();
+        apply(changed);
     }
 
  private:
-    using Spaces = QMap<QString, QVariantMap>;
-
     /// Calls `read` with the value if it is among `values`.
     template <class Read>
     static void find(const Spaces& values, const QString& where, const char* key, Read read) {

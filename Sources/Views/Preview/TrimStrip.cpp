@@ -49,7 +49,9 @@ class TrimStrip::End final : public QWidget, public AccessibleValue {
     void follow(const CMTimeRange& range) {
         const CMTime time = grip_ == Grip::start ? range.start : range.end;
         const double left = strip_.xOf(time) - (grip_ == Grip::start ? handleWidth : 0);
-        setGeometry(QRectF(left, labelHeight, handleWidth, trackHeight + 2 * frameWidth).toRect());
+        const QRectF handle(left, labelHeight, handleWidth, trackHeight + 2 * frameWidth);
+        // Around the handle, on whose own colour no line stands out.
+        setGeometry(handle.adjusted(-ring, -ring, ring, ring).toRect());
         if (std::exchange(time_, time) != time) notifyValueChanged(*this);
     }
 
@@ -65,7 +67,7 @@ class TrimStrip::End final : public QWidget, public AccessibleValue {
         if (!hasFocus()) return;
         QPainter painter(this);
         painter.setRenderHint(QPainter::Antialiasing);
-        overlay::paintFocus(painter, rect(), pictureBackdrop, corner / 2);
+        overlay::paintFocus(painter, rect());
     }
     void keyPressEvent(QKeyEvent* event) override {
         const bool bySecond = event->modifiers().testFlag(Qt::ShiftModifier);
@@ -75,6 +77,7 @@ class TrimStrip::End final : public QWidget, public AccessibleValue {
     }
 
  private:
+    static constexpr double ring = 3;
     inline static const CMTime keyStep{1, 10};  ///< of sound, which has no pictures
     inline static const CMTime second{1, 1};
     /// Less than any picture lasts.

@@ -50,14 +50,16 @@ double contrastIn(const QImage& image, const QWidget& widget) {
     const auto commonest = std::ranges::max_element(counts, {}, [](const auto& each) { return each.second; });
     double best = 1;
     for (const auto& [color, count] : counts) {
-        const auto [low, high] = std::minmax(luminance(color), luminance(commonest->first));
+        const auto [low, high] = std::minmax({luminance(color), luminance(commonest->first)});
         best = std::max(best, (high + 0.05) / (low + 0.05));
     }
     return best;
 }
 
 QImage rendered(QWidget& window, const QColor& below, QWidget::RenderFlags flags) {
-    window.adjustSize();
+    // Laid out as if it were visible.
+    window.setAttribute(Qt::WA_DontShowOnScreen);
+    window.show();
     QImage image(window.size() * density, QImage::Format_RGB32);
     image.setDevicePixelRatio(density);
     image.fill(below);
@@ -120,7 +122,7 @@ TEST(ContrastTests, OfBarsOverAnyDesktop) {
     SelectionBar bar(nullptr);
     Expected expected;
     const auto add = [&](QWidget* widget, double minimum) {
-        bar.row().addWidget(widget);
+        bar.layout()->addWidget(widget);
         expected.emplace_back(widget, minimum);
     };
     for (const Look look : {Look::plain, Look::field, Look::prominent, Look::narrow, Look::icon}) {
@@ -139,7 +141,7 @@ TEST(ContrastTests, OfBarsOverAnyDesktop) {
     picker->addSegment(QStringLiteral("Area"));
     picker->addSegment(QStringLiteral("Window"));
     picker->setChosen(0);
-    bar.row().addWidget(picker);
+    bar.layout()->addWidget(picker);
     for (auto* const segment : picker->findChildren<QAbstractButton*>())
         expected.emplace_back(segment, forText);
     for (const QColor below : {Qt::white, Qt::black}) {
