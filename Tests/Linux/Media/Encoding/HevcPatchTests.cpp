@@ -130,7 +130,7 @@ TEST(HevcHeadersTests, UnknownParameterSetsAreRefused) {
     const auto parsed = parseHevcSequence(sets[1], sets[2]);
     ASSERT_TRUE(parsed);
     EXPECT_EQ(parsed->width, 256);
-    EXPECT_EQ(parsed->log2Tree, 6);
+    EXPECT_EQ(parsed->log2Tree, 5);
     EXPECT_TRUE(parsed->wavefronts);
     for (std::size_t length = 0; length < 24; ++length)
         EXPECT_FALSE(parseHevcSequence(std::span(sets[1]).first(length), sets[2])) << length;
@@ -214,7 +214,7 @@ INSTANTIATE_TEST_SUITE_P(Scrolls, HevcScrollTests,
                                          Scroll{320, 240, {0, 16}, 22, 34, 140},
                                          Scroll{323, 245, {-31, 0}, 22, 34, 190},  // padded
                                          Scroll{256, 128, {7, 0}, 40, 18, 90},
-                                         Scroll{64, 64, {0, -2}, 51, 8, 150}));
+                                         Scroll{128, 64, {0, -2}, 51, 8, 150}));
 
 TEST_P(HevcScrollTests, DecodersShowWhatTheNextPictureIsPredictedFrom) {
     const Scroll& scroll = GetParam();
