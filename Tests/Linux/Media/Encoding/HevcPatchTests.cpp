@@ -250,7 +250,8 @@ TEST_P(HevcScrollTests, DecodersShowWhatTheNextPictureIsPredictedFrom) {
                     squares += std::pow(line[x] - source.luma[std::ptrdiff_t{y} * source.lumaStride + x], 2);
             }
         }
-        EXPECT_GT(10 * std::log10(255 * 255 * source.width * source.height / squares), scroll.leastPsnr) << i;
+        EXPECT_GT(10 * std::log10(255.0 * 255 * source.width * source.height / squares), scroll.leastPsnr)
+            << i;
     }
     EXPECT_LT(laterBytes * 100, keyBytes * static_cast<std::size_t>(scroll.maxPart)) << keyBytes;
 }
