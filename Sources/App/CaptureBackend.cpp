@@ -39,8 +39,7 @@ CaptureBackend captureBackend() {
     if (const std::string name = variable(backendVariable); !name.empty()) {
         if (const auto named = backendNamed(name)) return *named;
         throw LocalizedError(
-            fmt::format(fmt::runtime(localized("“{}” is not a valid value for {}: use x11 or portal.")), name,
-                        backendVariable));
+            localized("“{}” is not a valid value for {}: use x11 or portal.", {name, backendVariable}));
     }
     return isWaylandSession() ? CaptureBackend::portal : CaptureBackend::x11;
 }

@@ -295,8 +295,7 @@ int runDesktopApp(const ApplicationStart& start) try {
     for (const std::filesystem::path& each : start.opened) {
         std::error_code unknown;
         if (std::filesystem::is_regular_file(each, unknown)) continue;
-        fmt::print(stderr, "lumicrate: {}\n",
-                   fmt::format(fmt::runtime(localized("There is no file “{}”.")), each.string()));
+        fmt::print(stderr, "lumicrate: {}\n", localized("There is no file “{}”.", {each.string()}));
         return exitFailed;
     }
     // Before any thread is started, so that all of them inherit the blocked signals.

@@ -30,8 +30,7 @@ std::string description(RemoteCommand command) {
     switch (command) {
         case RemoteCommand::toggle:
             return "Does what the record button does: starts a recording of the mode in the preferences, "
-                   "cancels "
-                   "its countdown, or stops it.";
+                   "cancels its countdown, or stops it.";
         case RemoteCommand::stop:
             return "Stops the recording and saves it, or cancels one that has not begun. No effect when "
                    "idle.";
@@ -51,16 +50,13 @@ std::vector<desktop::BusInterface::Method> methods(RemoteControl* control, Recor
     std::vector<desktop::BusInterface::Method> methods{
         {recordMethod,
          "Starts a recording. The mode is screen, window, area, webcam or audio, or empty for the one in the "
-         "preferences. The options are those of the command “lumicrate record” without their dashes: "
-         "“fps” and “output” with a text or number, “microphone” and “countdown” with true or false. What is "
+         "preferences. The options are those of the command “lumicrate record” without their dashes: “fps” "
+         "and “output” with a text or number, “microphone” and “countdown” with true or false. What is "
          "recorded is chosen on the screen, unless an option screen, window or area names it. Options that "
-         "are "
-         "not given are taken from the preferences. Returns when the recording is being started; "
+         "are not given are taken from the preferences. Returns when the recording is being started; "
          "RecordingStarted or RecordingFailed follows, or neither if the user cancels it. Errors: "
-         "InvalidArgs "
-         "for a mode or an option that is not understood, Failed when the source does not exist or a "
-         "recording is "
-         "in progress.",
+         "InvalidArgs for a mode or an option that is not understood, Failed when the source does not exist "
+         "or a recording is in progress.",
          {{"mode", "s"}, {"options", "a{sv}"}},
          [record = std::move(record)](const QVariantList& arguments) {
              record(arguments[0].toString().toStdString(), arguments[1].toMap());
@@ -87,14 +83,12 @@ desktop::BusInterface makeInterface(RemoteControl* control, RecordHandler record
     interface.description =
         "Controls the recorder of the running application, and says what it is doing. Paths that are not "
         "UTF-8 have the replacement character in them. A later version that is not compatible will have "
-        "another "
-        "number at the end of its name.";
+        "another number at the end of its name.";
     interface.methods = methods(control, std::move(record));
     interface.properties = {
-        property(
-            control, "State", "s",
-            "idle, selectingArea (the user is choosing what to record), countingDown, starting, recording, "
-            "paused or stopping (the file is being finished)."),
+        property(control, "State", "s",
+                 "idle, selectingArea (the user is choosing what to record), countingDown, starting, "
+                 "recording, paused or stopping (the file is being finished)."),
         property(control, "Elapsed", "d",
                  "The seconds recorded. PropertiesChanged has it at each change of the state; in the state "
                  "recording it goes on from there by itself."),
@@ -110,8 +104,7 @@ desktop::BusInterface makeInterface(RemoteControl* control, RecordHandler record
         {"RecordingSaved", "A recording is complete and saved under this path.", {{"path", "s"}}},
         {"RecordingFailed",
          "A recording could not be started, or it ended by itself. In the latter case it is saved "
-         "nevertheless, "
-         "if possible.",
+         "nevertheless, if possible.",
          {{"sentence", "s"}}}};
     return interface;
 }

@@ -43,7 +43,7 @@ std::string commandLineWord(const std::string& name, const QVariant& value) {
     const auto specs = recordOptionSpecs();
     const auto spec = std::ranges::find(specs, name, &OptionSpec::name);
     if (spec == specs.end() || std::ranges::find(optionNames, name) == optionNames.end())
-        refuse(fmt::format(fmt::runtime(localized("There is no option “{}” here.")), name));
+        refuse(localized("There is no option “{}” here.", {name}));
     if (value.metaType() != QMetaType::fromType<bool>())
         return "--" + name + "=" + value.toString().toStdString();
     return (value.toBool() ? "--" : "--no-") + name;
@@ -53,7 +53,7 @@ std::string commandLineWord(const std::string& name, const QVariant& value) {
 CaptureMode modeFor(const std::string& named, const QVariantMap& options, const NSUserDefaults& defaults) {
     if (!named.empty()) {
         if (const auto mode = fromRawValue<CaptureMode>(named)) return *mode;
-        refuse(fmt::format(fmt::runtime(localized("There is no mode “{}”.")), named));
+        refuse(localized("There is no mode “{}”.", {named}));
     }
     for (const CaptureMode mode : allCases<CaptureMode>())
         if (options.contains(QString::fromStdString(std::string(rawValue(mode))))) return mode;

@@ -85,12 +85,9 @@ std::vector<std::string> recoverInterruptedRecordings() {
     std::vector<std::string> sentences;
     for (const media::RecoveredMovie& movie : media::recoverMovies(unfinishedMovies())) {
         const std::string path = movie.path.string();
-        sentences.push_back(
-            movie.error
-                ? fmt::format(
-                      fmt::runtime(localized("The interrupted recording “{}” couldn't be finished: {}")),
-                      path, localizedDescription(movie.error))
-                : fmt::format(fmt::runtime(localized("Finished the interrupted recording “{}”.")), path));
+        sentences.push_back(movie.error ? localized("The interrupted recording “{}” couldn't be finished: {}",
+                                                    {path, localizedDescription(movie.error)})
+                                        : localized("Finished the interrupted recording “{}”.", {path}));
     }
     log(LogArea::movie, sentences.size(), " interrupted recordings found");
     return sentences;

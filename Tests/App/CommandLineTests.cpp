@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // Options, their values, preferences, and the arguments and status line of a recording.
+#include "App/ApplicationStart.h"
 #include "App/CaptureBackend.h"
 #include "App/CommandLine/CommandLine.h"
 #include "App/CommandLine/OptionParser.h"
@@ -300,15 +301,23 @@ TEST(PreferencesTests, AnInvalidStoredValueIsNotInForce) {
     }
 }
 
-TEST(CommandLineTests, TheStartOfTheApplicationTakesABackend) {
-    std::vector<std::string> arguments{"--background", "--backend", "portal"};
-    EXPECT_EQ(takeBackend(arguments), exitDone);
-    EXPECT_EQ(arguments, std::vector<std::string>{"--background"});
+TEST(CommandLineTests, AStartOfTheApplicationIsToldFromACommand) {
+    using Arguments = std::vector<std::string>;
+    for (const Arguments& command : {Arguments{"record", "--backend", "x11"}, Arguments{"--version"},
+                                     Arguments{"--background", "--help"}, Arguments{"reccord"}})
+        EXPECT_EQ(readApplicationStart(command), std::nullopt) << command.front();
+    for (const Arguments& invalid : {Arguments{"--backend=wayland"}, Arguments{"--action", "record-moon"},
+                                     Arguments{"--background", "--loud"}, Arguments{"/clips/a.mp4", "b.mp4"}})
+        EXPECT_THROW(readApplicationStart(invalid), UsageError) << invalid.front();
+
+    const auto start = readApplicationStart(Arguments{"--background", "--backend", "portal"});
     EXPECT_EQ(captureBackend(), CaptureBackend::portal);
     unsetenv(backendVariable);
-    EXPECT_EQ(takeBackend(arguments = {"--backend=wayland"}), exitNotUnderstood);
-    EXPECT_EQ(takeBackend(arguments = {"record", "--backend", "x11"}), exitDone);
-    EXPECT_EQ(arguments.size(), 3U);
+    ASSERT_TRUE(start);
+    EXPECT_EQ(start->windows, ApplicationStart::Windows::background);
+    EXPECT_EQ(readApplicationStart(Arguments{"--action=record-area"})->action, LauncherAction::recordArea);
+    EXPECT_EQ(readApplicationStart(Arguments{"/clips/a.mp4", "/clips/b.mp4"})->opened.size(), 2U);
+    EXPECT_EQ(readApplicationStart(Arguments{"open", "/clips/a.mp4"})->opened.size(), 1U);
 }
 
 }  // namespace

@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "App/CommandLine/CommandLine.h"
 
+#include "App/ApplicationStart.h"
 #include "App/CaptureBackend.h"
 #include "App/SystemServices.h"
-#include "Lumicrate/Shell/LauncherActions.h"
 
 #include <fmt/format.h>
 
@@ -23,14 +23,6 @@ constexpr std::array ownCommands{&recordCommand,  &recordingsCommand, &sourcesCo
 constexpr std::array controlCommands{&openCommand, &toggleCommand, &pauseCommand,
                                      &areaCommand, &statusCommand, &quitCommand};
 constexpr std::array helperCommands{&completeCommand, &generateCommand, &afterSaveCommand};
-constexpr std::array startOptions{
-    OptionSpec{"background", OptionSpec::Kind::flag, "",
-               translatable("Start the application without its window.")},
-    OptionSpec{"action", OptionSpec::Kind::value, "ACTION",
-               translatable("Do what the icon in a launcher offers."), ValueKind::choice,
-               RawValues<LauncherAction>::names},
-    backendOption,
-};
 
 void printSummary(const Command& command) {
     fmt::print("  {:<12}{}\n", command.name, localized(command.summary));
@@ -38,16 +30,10 @@ void printSummary(const Command& command) {
 
 void printHelp() {
     fmt::print("{}\n\n", localized("Lumicrate records your screen, a part of it, or sound."));
-    fmt::print("{}\n", localized("Usage: lumicrate [--background] [--backend B]"));
-    fmt::print("  {:<12}{}\n", "",
-               localized("Start the application; with --background, without its window."));
-    fmt::print("  {:<12}{}\n", "B", localized(backendOption.help));
-    fmt::print("{}\n", localized("   or: lumicrate PATH/FILE…"));
-    fmt::print("  {:<12}{}\n", "", localized("Show recordings in their previews."));
-    fmt::print("{}\n", localized("   or: lumicrate --action ACTION"));
-    fmt::print("  {:<12}{}\n", "", localized("What the icon in a launcher offers; ACTION is one of these:"));
-    for (const LauncherAction action : allCases<LauncherAction>())
-        fmt::print("  {:<12}{}\n", "", rawValue(action));
+    fmt::print("{}\n", localized("Usage: lumicrate [OPTIONS] [PATH/FILE…]"));
+    fmt::print("{}\n", localized("Start the application, or call the running one. Recordings are shown in "
+                                 "their previews."));
+    fmt::print("{}", describeOptions(applicationOptions));
     fmt::print("{}\n", localized("   or: lumicrate COMMAND [OPTIONS]"));
     for (const Command* command : recorderCommands)
         printSummary(*command);
@@ -60,7 +46,7 @@ void printHelp() {
 
 void printHelp(const Command& command) {
     fmt::print("{} {}{}{}\n", localized("Usage: lumicrate"), command.name, command.usage.empty() ? "" : " ",
-               localized(command.usage));
+               command.usage);
     if (!command.description.empty()) fmt::print("{}\n", localized(command.description));
     fmt::print("\n{}{}", command.details == nullptr ? "" : command.details(),
                describeOptions(command.options));
@@ -87,12 +73,13 @@ const Command* find(std::span<const Command* const> commands, std::string_view n
 }
 
 int dispatch(const std::vector<std::string>& arguments) {
-    if (arguments.empty() || arguments.front() == "--help" || arguments.front() == "help") {
-        printHelp();
-        return exitDone;
-    }
     if (arguments.front() == "--version") {
         fmt::print("lumicrate {}\n", LUMICRATE_VERSION);
+        return exitDone;
+    }
+    // Also "--background --help".
+    if (arguments.front().starts_with('-') || arguments.front() == "help") {
+        printHelp();
         return exitDone;
     }
     const std::vector<std::string> rest(arguments.begin() + 1, arguments.end());
@@ -103,15 +90,12 @@ int dispatch(const std::vector<std::string>& arguments) {
         if (command != &diagnoseCommand) prepareForRecordings();
         return run(*command, rest);
     }
-    const bool isOption = arguments.front().starts_with('-');
-    throw UsageError(fmt::format(
-        fmt::runtime(isOption ? localized("Unknown option “{}”.") : localized("There is no command “{}”.")),
-        arguments.front()));
+    throw UsageError(localized("There is no command “{}”.", {arguments.front()}));
 }
 
-/// The exit status of `run`, which may throw.
-template <class Run>
-int statusOf(Run run) {
+}  // namespace
+
+int statusOf(const std::function<int()>& run) {
     try {
         return run();
     } catch (const UsageError& error) {
@@ -128,9 +112,6 @@ int statusOf(Run run) {
     }
 }
 
-}  // namespace
-
-constinit const std::span<const OptionSpec> applicationOptions = startOptions;
 constinit const std::span<const Command* const> recorderCommands = ownCommands;
 constinit const std::span<const Command* const> remoteCommands = controlCommands;
 
@@ -140,22 +121,6 @@ void useBackend(const ParsedOptions& parsed) {
     if (!backendNamed(*name)) throwInvalidValue(backendOption.name, *name, localized("x11 or portal"));
     // All parts of the process follow the variable.
     qputenv(backendVariable, QByteArray::fromStdString(*name));
-}
-
-int takeBackend(std::vector<std::string>& arguments) {
-    // The options of a command follow its name.
-    if (arguments.empty() || !arguments.front().starts_with('-')) return exitDone;
-    const auto given = std::ranges::find_if(arguments, [](const std::string& each) {
-        return each == "--backend" || each.starts_with("--backend=");
-    });
-    if (given == arguments.end()) return exitDone;
-    const bool hasOwnWord = *given == "--backend" && given + 1 != arguments.end();
-    const std::vector<std::string> option(given, given + (hasOwnWord ? 2 : 1));
-    arguments.erase(given, given + (hasOwnWord ? 2 : 1));
-    return statusOf([&] {
-        useBackend(parseOptions(std::array{backendOption}, option));
-        return int{exitDone};
-    });
 }
 
 int runCommandLine(const std::vector<std::string>& arguments) {

@@ -7,6 +7,7 @@
 #include "Support/Text.h"
 
 #include <array>
+#include <functional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -20,9 +21,8 @@ enum ExitStatus : int {
     exitNotUnderstood = 2,  ///< invalid command line; likewise
 };
 
-/// Applies --backend among the options of the application's start, and removes it from the arguments (without
-/// the program's name). Returns an exit status; unless it is exitDone, the program must end with it.
-int takeBackend(std::vector<std::string>& arguments);
+/// The exit status of `run`. What it throws is printed as one sentence on standard error.
+int statusOf(const std::function<int()>& run);
 
 /// Runs the command that `arguments` (without the program's name) ask for. Needs a QCoreApplication, except
 /// for "record".
@@ -56,8 +56,6 @@ struct Command {
         {};  ///< what its arguments name; the last one holds for further ones
 };
 
-/// The options of a start without a command.
-extern const std::span<const OptionSpec> applicationOptions;
 /// In the order of `lumicrate --help`: those that work by themselves, and those that talk to the running
 /// application.
 extern const std::span<const Command* const> recorderCommands;

@@ -20,7 +20,7 @@ namespace lumicrate::app {
 namespace {
 
 constexpr std::array statusOptions{
-    OptionSpec{"json", OptionSpec::Kind::flag, "", translatable("As JSON, for programs.")},
+    jsonOption.front(),
     OptionSpec{"follow", OptionSpec::Kind::flag, "",
                translatable("Print it again at each change, until the application quits.")},
 };
@@ -90,9 +90,9 @@ int follow(bool asJson) {
 
 int runStatus(const ParsedOptions& parsed) {
     refusePositional(parsed);
+    if (parsed.has("follow")) return follow(parsed.has("json"));
     const auto status = runningStatus();
     if (!status) throwNotRunning();
-    if (parsed.has("follow")) return follow(parsed.has("json"));
     fmt::print("{}\n", parsed.has("json") ? toJSON(*status) : describe(*status));
     return exitDone;
 }

@@ -269,9 +269,6 @@ void probeBus() {
     }
 }
 
-constexpr std::array diagnoseOptions{
-    OptionSpec{"json", OptionSpec::Kind::flag, "", translatable("As JSON, for programs.")}};
-
 int runDiagnose(const ParsedOptions& parsed) {
     refusePositional(parsed);
     report().isJson = parsed.has("json");
@@ -303,7 +300,7 @@ constinit const Command diagnoseCommand{
     translatable(
         "Prints what the program finds on this machine, without recording anything. The report contains no\n"
         "window titles and no names of users or files."),
-    diagnoseOptions,
+    jsonOption,
     runDiagnose};
 
 }  // namespace lumicrate::app

@@ -45,14 +45,11 @@ Sources findSources(Sources::Part part) {
 }
 
 std::string describe(const Rect& frame) {
-    return fmt::format(fmt::runtime(localized("{} × {} at {},{}")), frame.width, frame.height, frame.x,
-                       frame.y);
+    return localized("{} × {} at {},{}", {fmt::to_string(frame.width), fmt::to_string(frame.height),
+                                          fmt::to_string(frame.x), fmt::to_string(frame.y)});
 }
 
 namespace {
-
-constexpr std::array jsonOption{
-    OptionSpec{"json", OptionSpec::Kind::flag, "", translatable("As JSON, for programs.")}};
 
 nlohmann::ordered_json toJson(const std::vector<CaptureDevice>& devices) {
     auto list = nlohmann::ordered_json::array();

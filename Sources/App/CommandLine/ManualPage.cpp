@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "App/CommandLine/ManualPage.h"
 
+#include "App/ApplicationStart.h"
 #include "App/CommandLine/CommandLine.h"
 #include "App/CommandLine/Preferences.h"
 
@@ -54,7 +55,7 @@ std::string optionEntries(std::span<const OptionSpec> specs) {
 std::string commandSection(const Command& command) {
     std::string text =
         fmt::format(".SS {}\n{}", bold(command.name), bold("lumicrate " + std::string(command.name)));
-    if (!command.usage.empty()) text += " " + plain(localized(command.usage));
+    if (!command.usage.empty()) text += " " + plain(command.usage);
     text += "\n.PP\n" +
             plain(localized(command.description.empty() ? command.summary : command.description)) + "\n";
     return text + optionEntries(command.options);
@@ -79,8 +80,7 @@ std::string environment() {
     return heading("ENVIRONMENT") +
            entry(bold("LUMICRATE_LOG"),
                  "Areas of the program to log on standard error, separated by commas, or all: recorder, "
-                 "capture, "
-                 "input, audio, encoder, movie, library, desktop, ui.") +
+                 "capture, input, audio, encoder, movie, library, desktop, ui.") +
            entry(bold("LUMICRATE_BACKEND"),
                  "x11 or portal: how the screen is captured, instead of what fits the session.");
 }
@@ -93,16 +93,14 @@ std::string files() {
                  "The recordings that are being written. After a crash, the next command completes them.") +
            entry("\\fIVideos/Lumicrate\\fR",
                  "The recordings, in the videos folder of the desktop, unless the preference "
-                 "recordingsFolder names "
-                 "another folder.");
+                 "recordingsFolder names another folder.");
 }
 
 std::string exitStatus() {
     return heading("EXIT STATUS") + entry("0", "Success.") +
            entry("1",
                  "It could not be done; a sentence on standard error says why. A recording that ends early "
-                 "is saved "
-                 "all the same, and its path is printed.") +
+                 "is saved all the same, and its path is printed.") +
            entry("2", "The command line is not understood.");
 }
 
@@ -120,28 +118,26 @@ std::string examples() {
 
 std::string manualPage() {
     std::string text = fmt::format(
-        ".\\\" Printed by “lumicrate generate man”.\n.TH LUMICRATE 1 \"\" \"Lumicrate {}\" "
-        "\"User Commands\"\n",
+        ".\\\" Printed by “lumicrate generate man”.\n.TH LUMICRATE 1 \"\" \"Lumicrate {}\" \"User "
+        "Commands\"\n",
         LUMICRATE_VERSION);
     text += heading("NAME") + "lumicrate \\- record the screen, a part of it, a camera or sound\n";
     text += heading("SYNOPSIS") + bold("lumicrate");
     for (const OptionSpec& spec : applicationOptions)
         text += " [" + bold(signature(spec)) + "]";
     text += "\n.br\n" + bold("lumicrate") + " \\fICOMMAND\\fR [\\fIOPTIONS\\fR]\n";
-    text +=
-        heading("DESCRIPTION") +
-        plain(
-            "Without a command, lumicrate starts the desktop application, or brings the running one to the "
-            "front. The commands work without it, except those that control it.\n");
+    text += heading("DESCRIPTION") +
+            plain(
+                "Without a command, lumicrate starts the desktop application, or brings the running one to "
+                "the front. The commands work without it, except those that control it.\n");
     text += optionEntries(applicationOptions);
     text += heading("COMMANDS") + commandSections(recorderCommands);
     text += heading("\"COMMANDS FOR THE RUNNING APPLICATION\"") + commandSections(remoteCommands);
-    text +=
-        heading("PREFERENCES") +
-        plain(
-            "Stored by the windows of the application and by “lumicrate settings”. Each has a key and these "
-            "valid values:\n") +
-        preferenceEntries();
+    text += heading("PREFERENCES") +
+            plain(
+                "Stored by the windows of the application and by “lumicrate settings”. Each has a key and "
+                "these valid values:\n") +
+            preferenceEntries();
     text += environment() + files() + exitStatus() + examples();
     return text + heading("SEE ALSO") +
            plain(

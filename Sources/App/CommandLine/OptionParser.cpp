@@ -40,10 +40,10 @@ Token readToken(std::span<const OptionSpec> specs, std::string_view argument) {
         if (negated != nullptr && negated->isNegatable()) token = {negated, false, token.value};
     }
     if (!argument.starts_with("--") || token.spec == nullptr) {
-        throw UsageError(fmt::format(fmt::runtime(localized("Unknown option “{}”.")), argument));
+        throw UsageError(localized("Unknown option “{}”.", {argument}));
     }
     if (token.value && (!token.on || !token.spec->takesValue())) {
-        throw UsageError(fmt::format(fmt::runtime(localized("The option --{} takes no value.")), name));
+        throw UsageError(localized("The option --{} takes no value.", {name}));
     }
     return token;
 }
@@ -120,8 +120,7 @@ ParsedOptions parseOptions(std::span<const OptionSpec> specs, std::span<const st
         const bool nextIsValue = i + 1 < arguments.size() && !arguments[i + 1].starts_with("--");
         if (token.spec->kind == Kind::value && !token.value) {
             if (!nextIsValue) {
-                throw UsageError(
-                    fmt::format(fmt::runtime(localized("The option --{} needs a value.")), token.spec->name));
+                throw UsageError(localized("The option --{} needs a value.", {token.spec->name}));
             }
             token.value = arguments[++i];
         } else if (token.spec->kind == Kind::optionalValue && !token.value && nextIsValue) {
@@ -135,8 +134,7 @@ ParsedOptions parseOptions(std::span<const OptionSpec> specs, std::span<const st
 
 void refusePositional(const ParsedOptions& parsed) {
     if (parsed.positional().empty()) return;
-    throw UsageError(
-        fmt::format(fmt::runtime(localized("“{}” is not understood here.")), parsed.positional().front()));
+    throw UsageError(localized("“{}” is not understood here.", {parsed.positional().front()}));
 }
 
 std::filesystem::path oneFile(const ParsedOptions& parsed) {
@@ -192,8 +190,7 @@ CMTime timeOfSeconds(double seconds) {
 }
 
 void throwInvalidValue(std::string_view option, std::string_view value, std::string_view expected) {
-    throw UsageError(fmt::format(fmt::runtime(localized("“{}” is not a valid value for --{}: give {}.")),
-                                 value, option, expected));
+    throw UsageError(localized("“{}” is not a valid value for --{}: give {}.", {value, option, expected}));
 }
 
 std::optional<int> readIntegerOption(const ParsedOptions& parsed, std::string_view option, int min, int max) {
@@ -204,7 +201,7 @@ std::optional<int> readIntegerOption(const ParsedOptions& parsed, std::string_vi
     const auto [stop, error] = std::from_chars(text->data(), end, number);
     if (error == std::errc{} && stop == end && number >= min && number <= max) return number;
     throwInvalidValue(option, *text,
-                      fmt::format(fmt::runtime(localized("a number from {} to {}")), min, max));
+                      localized("a number from {} to {}", {fmt::to_string(min), fmt::to_string(max)}));
 }
 
 std::optional<CMTime> readTimeOption(const ParsedOptions& parsed, std::string_view option) {
@@ -212,7 +209,7 @@ std::optional<CMTime> readTimeOption(const ParsedOptions& parsed, std::string_vi
     if (!text) return std::nullopt;
     const auto time = parseTime(*text);
     if (time) return time;
-    throw UsageError(fmt::format(fmt::runtime(localized("“{}” is not a time.")), *text));
+    throw UsageError(localized("“{}” is not a time.", {*text}));
 }
 
 }  // namespace lumicrate::app

@@ -5,6 +5,7 @@
 #include "Support/Error.h"
 #include "Support/MediaTime.h"
 
+#include <array>
 #include <filesystem>
 #include <map>
 #include <optional>
@@ -94,6 +95,10 @@ std::string signature(const OptionSpec& spec);
 
 /// Every command has it.
 inline constexpr OptionSpec helpOption{"help", OptionSpec::Kind::flag, "", translatable("Show this.")};
+
+/// Of commands that list or report. An array, because most of them have no other option.
+inline constexpr std::array jsonOption{
+    OptionSpec{"json", OptionSpec::Kind::flag, "", translatable("As JSON, for programs.")}};
 
 /// The options and --help as indented lines.
 std::string describeOptions(std::span<const OptionSpec> specs);

@@ -106,7 +106,7 @@ std::string Preference::expected() const {
         case Kind::choice:
             return fmt::format("{}", fmt::join(choices, ", "));
         case Kind::number:
-            return fmt::format(fmt::runtime(localized("a number from {} to {}")), min, max);
+            return localized("a number from {} to {}", {fmt::to_string(min), fmt::to_string(max)});
         case Kind::text:
             return localized("any text");
         case Kind::color:
@@ -186,8 +186,7 @@ std::optional<DefaultsValue> Preference::parsed(const std::string& text) const {
 
 DefaultsValue Preference::parse(const std::string& text) const {
     if (const auto value = parsed(text)) return *value;
-    throw UsageError(fmt::format(fmt::runtime(localized("“{}” is not a valid value for {}: give {}.")), text,
-                                 key, expected()));
+    throw UsageError(localized("“{}” is not a valid value for {}: give {}.", {text, key, expected()}));
 }
 
 std::span<const Preference> preferences() {
@@ -199,7 +198,7 @@ const Preference& findPreference(std::string_view key) {
     const auto all = preferences();
     const auto found = std::ranges::find(all, key, &Preference::key);
     if (found != all.end()) return *found;
-    throw UsageError(fmt::format(fmt::runtime(localized("There is no preference “{}”.")), key));
+    throw UsageError(localized("There is no preference “{}”.", {key}));
 }
 
 namespace {
@@ -215,12 +214,10 @@ void warnOfInvalid(const Preference& preference, const NSUserDefaults& defaults)
     const auto text = preference.invalidText(defaults);
     if (!text) return;
     fmt::print(stderr, "lumicrate: {}\n",
-               fmt::format(fmt::runtime(localized("The stored value “{}” of {} is not valid: give {}.")),
-                           *text, preference.key, preference.expected()));
+               localized("The stored value “{}” of {} is not valid: give {}.",
+                         {*text, preference.key, preference.expected()}));
 }
 
-constexpr std::array settingsOptions{
-    OptionSpec{"json", OptionSpec::Kind::flag, "", translatable("As JSON, for programs.")}};
 constexpr std::array settingsOperands{ValueKind::preference, ValueKind::preferenceValue};
 
 /// Switches as true and false, numbers as numbers, and everything else as text.
@@ -276,7 +273,7 @@ constinit const Command settingsCommand{
     translatable("Show or change the stored preferences."),
     "[KEY [VALUE]] [--json]",
     translatable("Shows all preferences, or one; with a value, stores it."),
-    settingsOptions,
+    jsonOption,
     runSettings,
     describePreferences,
     settingsOperands};

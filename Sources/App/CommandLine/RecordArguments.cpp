@@ -24,10 +24,8 @@ constexpr std::array specs{
                translatable("Record a whole screen: the main one, or the one of this number or name."),
                ValueKind::display},
     OptionSpec{"window", Kind::optionalValue, "ID",
-               translatable(
-                   "Record only this window, even where others cover it; “lumicrate sources” lists them. On "
-                   "Wayland without "
-                   "ID: choose it in the desktop's dialog."),
+               translatable("Record only this window, even where others cover it; “lumicrate sources” lists "
+                            "them. On Wayland without ID: choose it in the desktop's dialog."),
                ValueKind::window},
     OptionSpec{"area", Kind::value, "X,Y,W,H",
                translatable("Record this part of the desktop, in points from its top left corner.")},
@@ -69,10 +67,9 @@ constexpr std::array specs{
     OptionSpec{"clicks", Kind::negatable, "", translatable("A ring around each mouse click.")},
     OptionSpec{"countdown", Kind::negatable, "", translatable("Count down from three first.")},
     backendOption,
-    OptionSpec{
-        "portal-token", Kind::value, "TOKEN",
-        translatable("Through the portal: restore what this token was given for; the next one is printed on "
-                     "standard error.")},
+    OptionSpec{"portal-token", Kind::value, "TOKEN",
+               translatable("Through the portal: restore what this token was given for; the next one is "
+                            "printed on standard error.")},
 };
 
 std::optional<Rect> readArea(std::string_view text) {
@@ -246,9 +243,8 @@ SCDisplay findDisplay(const std::vector<SCDisplay>& displays, const ScreenName& 
     const auto found = std::find_if(displays.begin(), displays.end(), matches);
     if (found != displays.end()) return *found;
     if (name) {
-        throw LocalizedError(fmt::format(
-            fmt::runtime(localized("There is no screen “{}”. “lumicrate sources” lists the screens.")),
-            *name));
+        throw LocalizedError(
+            localized("There is no screen “{}”. “lumicrate sources” lists the screens.", {*name}));
     }
     if (displays.empty()) throw LocalizedError(localized("No display is available to record."));
     return displays.front();
@@ -258,25 +254,23 @@ std::string findCamera(const std::vector<CaptureDevice>& cameras, const std::str
     const auto found = std::ranges::find_if(
         cameras, [&](const CaptureDevice& camera) { return camera.id == name || camera.name == name; });
     if (found != cameras.end()) return found->id;
-    throw LocalizedError(fmt::format(
-        fmt::runtime(localized("There is no camera “{}”. “lumicrate sources” lists the cameras.")), name));
+    throw LocalizedError(
+        localized("There is no camera “{}”. “lumicrate sources” lists the cameras.", {name}));
 }
 
 void requireWindow(const std::vector<SCWindow>& windows, std::uint32_t windowID) {
     if (std::ranges::find(windows, windowID, &SCWindow::windowID) != windows.end()) return;
-    throw LocalizedError(fmt::format(
-        fmt::runtime(
-            localized("There is no window {} on the screen. “lumicrate sources” lists the windows.")),
-        windowID));
+    throw LocalizedError(
+        localized("There is no window {} on the screen. “lumicrate sources” lists the windows.",
+                  {std::to_string(windowID)}));
 }
 
 void checkOutput(const std::filesystem::path& output) {
     if (std::filesystem::exists(std::filesystem::symlink_status(output))) {
-        throw LocalizedError(fmt::format(fmt::runtime(localized("“{}” already exists.")), output.string()));
+        throw LocalizedError(localized("“{}” already exists.", {output.string()}));
     }
     if (!std::filesystem::is_directory(output.parent_path())) {
-        throw LocalizedError(
-            fmt::format(fmt::runtime(localized("There is no folder “{}”.")), output.parent_path().string()));
+        throw LocalizedError(localized("There is no folder “{}”.", {output.parent_path().string()}));
     }
 }
 

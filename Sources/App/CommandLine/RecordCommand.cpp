@@ -48,9 +48,8 @@ void requireNamedMicrophone(const RecordArguments& request, const AVCaptureDevic
     if (connected.empty()) return;  // The recorder gives the reason.
     const auto isNamed = [&](const CaptureDevice& device) { return device.id == id; };
     if (std::any_of(connected.begin(), connected.end(), isNamed)) return;
-    throw LocalizedError(fmt::format(
-        fmt::runtime(localized("There is no microphone “{}”. “lumicrate sources” lists the microphones.")),
-        id));
+    throw LocalizedError(
+        localized("There is no microphone “{}”. “lumicrate sources” lists the microphones.", {id}));
 }
 
 void checkCamera(RecordArguments& request, const std::vector<CaptureDevice>& connected) {
@@ -320,8 +319,7 @@ int runRecord(const ParsedOptions& parsed) {
             request.afterSave.value_or(system.defaults.stringForKey(preference::afterSave).value_or("")),
             *saved);
     if (request.portalToken && system.portalCapture && !system.portalCapture->latestToken().empty())
-        say(fmt::format(fmt::runtime(localized("The next portal token is {}")),
-                        system.portalCapture->latestToken()));
+        say(localized("The next portal token is {}", {system.portalCapture->latestToken()}));
     return status;
 }
 

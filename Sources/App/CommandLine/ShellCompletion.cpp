@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "App/CommandLine/ShellCompletion.h"
 
+#include "App/ApplicationStart.h"
 #include "App/CommandLine/CommandLine.h"
 
 #include <fmt/format.h>

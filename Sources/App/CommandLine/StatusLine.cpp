@@ -27,7 +27,7 @@ std::string meter(float level) {
 std::string statusText(const RecordingStatus& status) {
     switch (status.phase) {
         case RecordingStatus::Phase::countingDown:
-            return fmt::format(fmt::runtime(localized("Recording starts in {}…")), status.countdown);
+            return localized("Recording starts in {}…", {std::to_string(status.countdown)});
         case RecordingStatus::Phase::saving:
             return localized("Saving…") +
                    (status.saved

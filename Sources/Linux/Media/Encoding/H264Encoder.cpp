@@ -62,8 +62,10 @@ void H264Encoder::open(Mode mode) {
     if (!encoder_) fail(translatable("The H.264 encoder couldn't be started."));
     mode_ = mode;
     search_ = {parameters.analyse.i_me_method, parameters.analyse.i_me_range};
-    log(LogArea::encoder, "libx264 ", X264_POINTVER, ", preset superfast, ", parameters.i_threads,
-        " threads, mode ", static_cast<int>(mode));
+    log(LogArea::encoder, "libx264 ", X264_POINTVER, ", preset superfast, ", parameters.i_threads, " threads",
+        mode == Mode::subpixelMotion     ? ", subpixel motion"
+        : mode == Mode::variedQuantizers ? ", quantizers of each block"
+                                         : "");
 }
 
 void H264Encoder::fillParameters(x264_param_t& parameters) const {

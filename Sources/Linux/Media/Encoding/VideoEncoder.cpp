@@ -102,7 +102,7 @@ EncodedPicture VideoEncoder::encode(const CVPixelBuffer& picture, std::int64_t t
     if (!settings_.isNaturalVideo) scroll = scrolls_.update(picture, blocks_.changes());
     if (scroll) blocks_.addScroll(scrolls_, *scroll);
     PictureWork work = blocks_.work(keyPictureIsDue(time) || rate_.finerKeyIsDue());
-    work.isCopy = findUncovered(picture) && !work.key;
+    work.isCopy = findUncovered(picture, work.key);
     int quantizer = rate_.quantizerFor(work);
     if (saving_ > 0)
         quantizer = std::max(quantizer,
@@ -110,15 +110,14 @@ EncodedPicture VideoEncoder::encode(const CVPixelBuffer& picture, std::int64_t t
     return encodeBegun(picture, time, work, quantizer, scroll);
 }
 
-/// Whether the begun picture is mostly a copy, moved, and its uncovered blocks are known.
-bool VideoEncoder::findUncovered(const CVPixelBuffer& picture) {
-    const bool isCopying = rate_.isCopying() || rate_.movesWhatIsShown();
-    if (!isCopying || saving_ > 0) {
-        uncovered_.forget();
-        return false;
-    }
+/// Whether the begun picture is mostly a copy, moved, and its uncovered blocks are known. A key picture is
+/// only kept, for the comparison with the first copy of it.
+bool VideoEncoder::findUncovered(const CVPixelBuffer& picture, bool key) {
+    const bool isCopying = key ? rate_.movesWhatIsShown() : rate_.isCopying();
+    if (key || !isCopying || saving_ > 0) uncovered_.forget();
+    if (!isCopying || saving_ > 0) return false;
     uncovered_.update(picture, blocks_.constantBlocks());
-    return rate_.isCopying() && !uncovered_.flags().empty();
+    return !uncovered_.flags().empty();
 }
 
 EncodedPicture VideoEncoder::encodeAtBest(const CVPixelBuffer& picture, std::int64_t time, bool key) {

@@ -137,7 +137,7 @@ class VideoEncoder {
     virtual std::span<const std::uint8_t> code(const Order& order) = 0;
 
     bool keyPictureIsDue(std::int64_t time) const;
-    bool findUncovered(const CVPixelBuffer& picture);
+    bool findUncovered(const CVPixelBuffer& picture, bool key);
     EncodedPicture encodeBegun(const CVPixelBuffer& picture, std::int64_t time, PictureWork work,
                                int quantizer, std::optional<ScrollDistance> scroll);
 
