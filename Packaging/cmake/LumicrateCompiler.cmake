@@ -10,8 +10,9 @@ add_library(lumicrate-options INTERFACE)
 target_compile_options(lumicrate-options INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor
                                                    -Woverloaded-virtual -Wimplicit-fallthrough)
 if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU" AND CMAKE_CXX_COMPILER_VERSION VERSION_LESS 13)
-  # GCC 12 warns of overlaps in concatenated std::strings that do not exist (GCC bug 105651).
-  target_compile_options(lumicrate-options INTERFACE -Wno-restrict)
+  # GCC 12 warns of overlaps and overflows in concatenated std::strings that do not exist (GCC bug 105651).
+  target_compile_options(lumicrate-options INTERFACE -Wno-restrict -Wno-stringop-overflow
+                                                     -Wno-array-bounds)
 endif()
 if(LUMICRATE_WERROR)
   target_compile_options(lumicrate-options INTERFACE -Werror)

@@ -45,7 +45,7 @@ void broadcast(const std::string& text) {
 }
 
 /// In quotation marks, as the protocol requires of values with special characters.
-std::string quoted(const std::string& value) {
+std::string inQuotes(const std::string& value) {
     std::string text = "\"";
     for (const char each : value) {
         if (each == '"' || each == '\\') text += '\\';
@@ -61,7 +61,7 @@ Launch::Launch(std::string startupId)
 
 Launch::~Launch() {
     current = outer_;
-    if (!startupId_.empty() && xcbConnection()) broadcast("remove: ID=" + quoted(startupId_));
+    if (!startupId_.empty() && xcbConnection()) broadcast("remove: ID=" + inQuotes(startupId_));
 }
 
 std::optional<std::uint32_t> Launch::timeIn(const std::string& startupId) {
