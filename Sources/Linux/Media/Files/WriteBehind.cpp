@@ -6,6 +6,13 @@
 
 namespace lumicrate::media {
 
+namespace {
+
+/// Bytes that are synchronized together. More would hold up other programs' writes for long.
+constexpr std::size_t maxBatch = std::size_t{16} << 20;
+
+}  // namespace
+
 WriteBehind::WriteBehind(ByteSink& sink, std::size_t capacity, OnFailure onFailure)
     : sink_(sink), capacity_(capacity), onFailure_(std::move(onFailure)), thread_([this] { run(); }) {}
 
@@ -65,35 +72,66 @@ std::uint64_t WriteBehind::reached() const {
     return reached_;
 }
 
+void WriteBehind::waitForRoom() {
+    std::unique_lock lock(mutex_);
+    settled_.wait(lock, [this] { return backlog_ < capacity_ || failed_; });
+}
+
 void WriteBehind::run() {
     std::unique_lock lock(mutex_);
     while (true) {
         arrived_.wait(lock, [this] { return ending_ || !waiting_.empty(); });
         if (ending_) return;
-        Write next = std::move(waiting_.front());
-        waiting_.pop_front();
+        const std::vector<Write> batch = takeBatch();
         busy_ = true;
         lock.unlock();
-        perform(std::move(next));
+        perform(batch);
         lock.lock();
         busy_ = false;
-        if (waiting_.empty()) settled_.notify_all();
+        settled_.notify_all();
     }
 }
 
-void WriteBehind::perform(Write write) {
+/// With `mutex_` locked.
+std::vector<WriteBehind::Write> WriteBehind::takeBatch() {
+    std::vector<Write> batch;
+    for (std::size_t bytes = 0; !waiting_.empty() && bytes < maxBatch;) {
+        bytes += waiting_.front().bytes.size();
+        batch.push_back(std::move(waiting_.front()));
+        waiting_.pop_front();
+    }
+    return batch;
+}
+
+void WriteBehind::perform(const std::vector<Write>& batch) {
+    std::size_t written = 0;
+    std::exception_ptr failure;
     try {
-        sink_.write(write.offset, write.bytes);
-        if (!write.isPatch) sink_.synchronize();
+        for (; written < batch.size(); ++written)
+            sink_.write(batch[written].offset, batch[written].bytes);
+    } catch (...) {
+        failure = std::current_exception();
+    }
+    const std::span<const Write> done = std::span(batch).first(written);
+    try {
+        if (!std::ranges::all_of(done, &Write::isPatch)) sink_.synchronize();
     } catch (...) {
         return fail(std::current_exception());
     }
-    {
-        const std::lock_guard lock(mutex_);
-        backlog_ -= write.bytes.size();
-        if (!write.isPatch) reached_ = write.offset + write.bytes.size();
+    settle(done);
+    if (failure) fail(failure);
+}
+
+/// These writes are in the file.
+void WriteBehind::settle(std::span<const Write> done) {
+    for (const Write& write : done) {
+        {
+            const std::lock_guard lock(mutex_);
+            backlog_ -= write.bytes.size();
+            if (!write.isPatch) reached_ = write.offset + write.bytes.size();
+        }
+        if (write.written) write.written();
     }
-    if (write.written) write.written();
 }
 
 void WriteBehind::fail(const std::exception_ptr& error) {

@@ -39,7 +39,7 @@ class ByteSink {
 /// takes hardly any processor time, but the disk must write out what it would have collected: a few
 /// milliseconds on a solid-state disk, tens of milliseconds on a rotating one, during which other programs'
 /// writes to that disk wait too. At two fragments a second that is little; for single samples it would be
-/// much.
+/// much. Appends that have piled up are synchronized together.
 class WriteBehind {
  public:
     /// Called once, with the first failure.
@@ -72,6 +72,8 @@ class WriteBehind {
     /// The backlog divided by the capacity.
     double fill() const { return static_cast<double>(backlog()) / static_cast<double>(capacity_); }
 
+    /// Waits until the queue has room, fill() < 1, or a write has failed.
+    void waitForRoom();
     /// Waits until the queue is empty and no callback is running. Returns false if a write has failed.
     bool drain();
     /// Where the last append that is completely in the file ends; 0 before the first. After a failure
@@ -89,7 +91,9 @@ class WriteBehind {
     void enqueue(Write write);
     bool replacePatch(Write& write);
     void run();
-    void perform(Write write);
+    std::vector<Write> takeBatch();
+    void perform(const std::vector<Write>& batch);
+    void settle(std::span<const Write> done);
     void fail(const std::exception_ptr& error);
 
     ByteSink& sink_;
@@ -98,7 +102,7 @@ class WriteBehind {
 
     mutable std::mutex mutex_;
     std::condition_variable arrived_;
-    std::condition_variable settled_;
+    std::condition_variable settled_;  ///< less is waiting than before
     std::deque<Write> waiting_;
     std::size_t backlog_ = 0;
     std::uint64_t reached_ = 0;
