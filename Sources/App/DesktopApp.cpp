@@ -79,7 +79,8 @@ class DesktopApp {
                         // Without a tray icon nothing would be left to quit the program with.
                         if (!tray_.isShown()) quit();
                     }}),
-          menuBar_(services_.recorder, system_.defaults,
+          replay_(replayServices(system_, services_)),
+          menuBar_(services_.recorder, replay_, system_.defaults,
                    {[this] { windows_.showMain(); }, [this] { windows_.openRecordingsFolder(); },
                     updateCommand(), [this] { windows_.showAbout(); }, [this] { quit(); }},
                    session_.abilities),
@@ -98,9 +99,10 @@ class DesktopApp {
                           [this](const std::filesystem::path& url) { previews_.windows.show(url); },
                           [this](const std::filesystem::path& url) { showInFolder(url); }}),
           badge_(system_.executor, services_.recorder, services_.mixdown.progress(), launcherEntry_),
-          afterSave_(system_.notifications, system_.defaults, tasks_,
-                     [this](const std::string& sentence) { reportAfterSave(sentence); }),
-          control_(system_.executor, services_.recorder, system_.notifications, [this] { quit(); }),
+          afterSave_(
+              system_.notifications, system_.defaults, tasks_,
+              [this](const std::string& sentence) { report(localized("The recording is saved"), sentence); }),
+          control_(system_.executor, services_.recorder, replay_, system_.notifications, [this] { quit(); }),
           launcherActions_(services_.recorder, [this] { windows_.openRecordingsFolder(); }),
           bus_({recorderInterface(control_,
                                   [this](const std::string& mode, const QVariantMap& options) {
@@ -116,6 +118,10 @@ class DesktopApp {
         unused_.setSingleShot(true);
         QObject::connect(&unused_, &QTimer::timeout, &unused_, [this] { quitIfUnused(); });
         announceEvents(control_, bus_);
+        replaySaves_ = replay_.lastSaved.observe([this](const auto& url) { reportReplay(*url); });
+        replayErrors_ = replay_.errorMessage.observe([this](const auto& sentence) {
+            if (sentence) report(localized("The last seconds"), *sentence);
+        });
         session_.controlBar.setRecorder(&services_.recorder);
         session_.followScale(services_.recorder);
         previews_.windows.follow(services_.recorder);
@@ -228,13 +234,18 @@ class DesktopApp {
         delegate_.applicationShouldTerminate([] { QApplication::quit(); });
     }
 
-    void reportAfterSave(const std::string& sentence) {
+    /// In the main window, and as a notification unless it has the keyboard focus.
+    void report(const std::string& title, const std::string& sentence) {
         windows_.complain(sentence);
         if (windows_.isMainActive()) return;
-        center_.add({localized("The recording is saved"),
-                     sentence,
-                     {{localized("Show"), [this] { windows_.showMain(); }}},
-                     true});
+        center_.add({title, sentence, {{localized("Show"), [this] { windows_.showMain(); }}}, true});
+    }
+    void reportReplay(const std::filesystem::path& url) {
+        center_.add({localized("The last seconds are saved"),
+                     url.filename().string(),
+                     {{localized("Open"), [this, url] { previews_.windows.show(url); }},
+                      {localized("Show in Folder"), [this, url] { showInFolder(url); }}},
+                     false});
     }
 
     void showInFolder(const std::filesystem::path& url) {
@@ -261,6 +272,7 @@ class DesktopApp {
     Previews previews_;
     AppDelegate delegate_;
     AppWindows windows_;
+    Replay replay_;
     MenuBar menuBar_;
     views::TrayIcon tray_;
     desktop::URLSession network_;
@@ -277,6 +289,8 @@ class DesktopApp {
     Signals signals_;
     portal::Appearance appearance_;
     bool hasShownFirstWindows_ = false;
+    Subscription replaySaves_;
+    Subscription replayErrors_;
     QTimer unused_;  ///< runs while nobody has used what the bus has started
 };
 

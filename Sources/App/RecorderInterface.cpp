@@ -19,11 +19,14 @@ std::optional<std::string> optionalText(const QVariant& value) {
 }
 
 QVariantMap announced(const RemoteStatus& status) {
+    const RemoteStatus::Replay replay = status.replay.value_or(RemoteStatus::Replay{});
     return {{QStringLiteral("State"), QString::fromStdString(status.state)},
             {QStringLiteral("Elapsed"), status.elapsed},
             {QStringLiteral("File"), text(status.file)},
             {QStringLiteral("Error"), text(status.error)},
-            {QStringLiteral("LastRecording"), text(status.lastRecording)}};
+            {QStringLiteral("LastRecording"), text(status.lastRecording)},
+            {QStringLiteral("ReplaySeconds"), replay.seconds},
+            {QStringLiteral("ReplayBytes"), QVariant::fromValue<qulonglong>(replay.bytes)}};
 }
 
 std::string description(RemoteCommand command) {
@@ -40,6 +43,12 @@ std::string description(RemoteCommand command) {
             return "Resumes the recording. No effect unless the state is paused.";
         case RemoteCommand::togglePause:
             return "Pauses the recording, or resumes it.";
+        case RemoteCommand::saveReplay:
+            return "Saves the last seconds as a recording. Returns at once; RecordingSaved or "
+                   "RecordingFailed follows. Fails when none are being kept.";
+        case RemoteCommand::recordReplay:
+            return "Begins a recording of the main display that includes the last seconds. Fails when none "
+                   "are being kept.";
         case RemoteCommand::quit:
             return "Quits the application. A recording is stopped and saved first.";
     }
@@ -97,14 +106,18 @@ desktop::BusInterface makeInterface(RemoteControl* control, RecordHandler record
                  "The last error, until the next recording starts; empty if there is none."),
         property(control, "LastRecording", "s",
                  "The file that was saved last since the application was started; empty if there is none."),
+        property(
+            control, "ReplaySeconds", "d",
+            "How much is kept of what was shown last; 0 while nothing is kept. Changes are not announced."),
+        property(control, "ReplayBytes", "t", "The memory that it takes."),
         {"Version", "s", "The version of the application.", [] { return QString(LUMICRATE_VERSION); },
          false}};
     interface.events = {
         {"RecordingStarted", "Recording has begun, into this file.", {{"path", "s"}}},
         {"RecordingSaved", "A recording is complete and saved under this path.", {{"path", "s"}}},
         {"RecordingFailed",
-         "A recording could not be started, or it ended by itself. In the latter case it is saved "
-         "nevertheless, if possible.",
+         "A recording could not be started, or it ended by itself, in which case it is saved nevertheless, "
+         "if possible; or the last seconds could not be kept or saved.",
          {{"sentence", "s"}}}};
     return interface;
 }
@@ -146,11 +159,14 @@ std::optional<RemoteStatus> runningStatus() {
 }
 
 RemoteStatus statusIn(const QVariantMap& properties) {
+    const RemoteStatus::Replay replay{properties.value(QStringLiteral("ReplaySeconds")).toDouble(),
+                                      properties.value(QStringLiteral("ReplayBytes")).toULongLong()};
     return {properties.value(QStringLiteral("State")).toString().toStdString(),
             properties.value(QStringLiteral("Elapsed")).toDouble(),
             optionalText(properties.value(QStringLiteral("File"))),
             optionalText(properties.value(QStringLiteral("Error"))),
-            optionalText(properties.value(QStringLiteral("LastRecording")))};
+            optionalText(properties.value(QStringLiteral("LastRecording"))),
+            replay.bytes > 0 ? std::optional(replay) : std::nullopt};
 }
 
 }  // namespace lumicrate::app

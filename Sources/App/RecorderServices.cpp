@@ -3,6 +3,7 @@
 
 #include "Linux/Media/Editing/Assets.h"
 #include "Linux/Media/MovieFile/AssetWriter.h"
+#include "Linux/Media/Replay/ReplayBuffer.h"
 #include "Support/DispatchQueue.h"
 
 #include <algorithm>
@@ -33,6 +34,15 @@ RecorderServices::RecorderServices(SystemServices& system, const DesktopServices
       recorder({system.executor, system.defaults, system.process, desktop.screens, system.notifications,
                 system.capture, system.devices, hotKeys, folder, movieServices(system), &mixdown,
                 desktop.overlays, system.cameraSessions, desktop.makeStudioWindow, system.portalCapture}) {}
+
+Replay::Services replayServices(SystemServices& system, RecorderServices& services) {
+    const auto makeBuffer = [&unfinished = system.unfinished](const AVReplayBuffer::Limits& limits) {
+        return std::make_unique<media::ReplayBuffer>(limits, unfinished);
+    };
+    return {system.executor,   system.defaults, system.process,   system.notifications,
+            system.capture,    system.devices,  services.folder,  movieServices(system),
+            &services.mixdown, makeBuffer,      services.recorder};
+}
 
 DurationReader::Readers lengthReaders() {
     constexpr unsigned int maxThreads = 4;

@@ -7,6 +7,7 @@
 #include "Lumicrate/Library/RecordingFolder.h"
 #include "Lumicrate/Movie/AudioMixdown.h"
 #include "Lumicrate/Recording/ScreenRecorder.h"
+#include "Lumicrate/Replay/Replay.h"
 #include "Lumicrate/Shortcuts/HotKeyCenter.h"
 
 namespace lumicrate::app {
@@ -64,6 +65,9 @@ class RecorderServices {
     AudioMixdown mixdown;
     ScreenRecorder recorder;
 };
+
+/// What the replay needs of the same parts.
+Replay::Services replayServices(SystemServices& system, RecorderServices& services);
 
 /// Reads the durations of movies for the recording library, on up to four threads.
 DurationReader::Readers lengthReaders();

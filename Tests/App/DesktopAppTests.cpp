@@ -15,6 +15,8 @@
 namespace lumicrate::test {
 namespace {
 
+using namespace nlohmann::literals;
+
 using testing::IsEmpty;
 using testing::SizeIs;
 
@@ -163,6 +165,28 @@ TEST_F(DesktopAppTests, TheBarFollowsTheRecordedWindow) {
     // Its place is checked eight times per second, so it may be out of one picture.
     EXPECT_LE(std::count(blue.begin(), blue.end(), false), 1);
     EXPECT_TRUE(blue.front() && blue.back());
+}
+
+TEST_F(DesktopAppTests, SavesTheLastSecondsOnRequest) {
+    prefer("replaySeconds=15\nopenPreview=false\n");
+    const RunningScene scene({"moving"});
+    start();
+    const auto seconds = [] { return status().value("/replay/seconds"_json_pointer, 0.0); };
+    ASSERT_TRUE(eventually([&] { return seconds() > 2; }));
+    EXPECT_THAT(recordings(), IsEmpty()) << "nothing is written before";
+    const double kept = seconds();
+    const Outcome saved = run({"replay", "--save"});
+    ASSERT_EQ(saved.status, 0) << saved.output;
+    xdotool({"key", "alt+super+s"});
+    ASSERT_TRUE(eventually([] { return recordings().size() == 2; }));
+    MovieProbe movie(saved.file());
+    EXPECT_GE(movie.duration(), kept);
+    EXPECT_LT(movie.duration(), kept + 3);
+    EXPECT_GT(movie.pictureTimes().size(), 30U);
+
+    EXPECT_EQ(run({"settings", "replaySeconds", "0"}).status, 0);
+    ASSERT_TRUE(eventually([&] { return seconds() == 0; }));
+    EXPECT_EQ(run({"replay", "--save"}).status, 1);
 }
 
 TEST_F(DesktopAppTests, EveryWayToQuitSavesTheRecording) {

@@ -20,8 +20,8 @@ namespace {
 constexpr std::array ownCommands{&recordCommand,  &recordingsCommand, &sourcesCommand,
                                  &trimCommand,    &gifCommand,        &mixCommand,
                                  &convertCommand, &settingsCommand,   &diagnoseCommand};
-constexpr std::array controlCommands{&openCommand, &toggleCommand, &pauseCommand,
-                                     &areaCommand, &statusCommand, &quitCommand};
+constexpr std::array controlCommands{&openCommand,   &toggleCommand, &pauseCommand, &areaCommand,
+                                     &replayCommand, &statusCommand, &quitCommand};
 constexpr std::array helperCommands{&completeCommand, &generateCommand, &afterSaveCommand};
 
 void printSummary(const Command& command) {

@@ -75,6 +75,7 @@ extern const Command openCommand;
 extern const Command toggleCommand;
 extern const Command pauseCommand;
 extern const Command areaCommand;
+extern const Command replayCommand;
 extern const Command statusCommand;
 extern const Command quitCommand;
 // These serve shells, the build and the program itself, and are not in the help.

@@ -97,6 +97,50 @@ int runStatus(const ParsedOptions& parsed) {
     return exitDone;
 }
 
+constexpr std::array replayOptions{
+    OptionSpec{"save", OptionSpec::Kind::flag, "", translatable("Save what is kept, and print the file.")},
+    OptionSpec{"record", OptionSpec::Kind::flag, "",
+               translatable("Begin a recording that includes what is kept.")}};
+
+/// Until the application announces the file or an error.
+int saveReplay() {
+    QEventLoop loop;
+    const auto before = runningStatus();
+    if (!before) throwNotRunning();
+    RemoteStatus after;
+    const desktop::InstanceWatch watch(
+        recorderInterfaceName(),
+        [&](const QVariantMap& properties) {
+            after = statusIn(properties);
+            const bool isSaved = after.lastRecording && after.lastRecording != before->lastRecording;
+            if (isSaved || after.error) loop.exit(isSaved ? exitDone : exitFailed);
+        },
+        [&loop] { loop.exit(exitFailed); });
+    callApplication(methodName(RemoteCommand::saveReplay));
+    if (loop.exec() != exitDone) {
+        if (!after.error) throwNotRunning();
+        throw LocalizedError(*after.error);
+    }
+    fmt::print("{}\n", *after.lastRecording);
+    return exitDone;
+}
+
+int runReplay(const ParsedOptions& parsed) {
+    refusePositional(parsed);
+    if (parsed.has("save")) return saveReplay();
+    if (parsed.has("record")) {
+        callApplication(methodName(RemoteCommand::recordReplay));
+        return exitDone;
+    }
+    const auto status = runningStatus();
+    if (!status) throwNotRunning();
+    if (!status->replay) throw LocalizedError(localized("The last seconds are not being kept."));
+    fmt::print("{}\n",
+               localized("{} s are kept, in {} of memory.",
+                         {formatTenths(status->replay->seconds), formatByteCount(status->replay->bytes)}));
+    return exitDone;
+}
+
 constexpr std::array openOperand{ValueKind::recording};
 
 /// With a file the command is the application's own start.
@@ -129,6 +173,15 @@ constinit const Command areaCommand{
     "area", translatable("Record an area."),
     "",     translatable("Makes the running application record an area, which is chosen on the screen."),
     {},     runArea};
+
+constinit const Command replayCommand{
+    "replay",
+    translatable("Save what was shown in the last seconds."),
+    "[--save | --record]",
+    translatable("Prints how much the running application keeps of what was shown last, or saves it. How "
+                 "many seconds it keeps\nis set with “lumicrate settings replaySeconds 30”."),
+    replayOptions,
+    runReplay};
 
 constinit const Command statusCommand{
     "status",

@@ -68,6 +68,8 @@ std::vector<Preference> makePreferences() {
         {"shortcut.toggle", Kind::shortcut},
         {"shortcut.pause", Kind::shortcut},
         {"shortcut.area", Kind::shortcut},
+        {"shortcut.replay", Kind::shortcut},
+        {preference::replaySeconds, Kind::choice, {"0", "15", "30", "60", "120"}, "0"},
     };
 }
 

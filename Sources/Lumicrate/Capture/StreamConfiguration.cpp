@@ -165,4 +165,22 @@ MovieFormat movieFormat(OutputFormat format, bool soundAlone) {
     return {AVFileType::mpeg4, codec, "mp4"};
 }
 
+MovieWriter::Settings makeWriterSettings(const SCStreamConfiguration& configuration,
+                                         const RecordingOptions& options, bool soundAlone) {
+    const MovieFormat format = movieFormat(options.format, soundAlone);
+    MovieWriter::Settings settings;
+    settings.fileType = format.fileType;
+    settings.codec = format.codec;
+    settings.width = configuration.width;
+    settings.height = configuration.height;
+    settings.fps = options.fps;
+    settings.bitRate = static_cast<int>(std::min<std::int64_t>(
+        bitRate(settings.width, settings.height, options), std::numeric_limits<int>::max()));
+    settings.systemAudio = configuration.capturesAudio;
+    settings.microphone = configuration.captureMicrophone;
+    settings.video = !soundAlone;
+    settings.constantFrameRate = options.constantFrameRate;
+    return settings;
+}
+
 }  // namespace lumicrate

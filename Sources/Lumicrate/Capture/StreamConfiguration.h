@@ -4,6 +4,7 @@
 
 #include "Lumicrate/Capture/CaptureSource.h"
 #include "Lumicrate/Capture/ContentFilter.h"
+#include "Lumicrate/Movie/MovieWriter.h"
 #include "Lumicrate/Recording/RecordingOptions.h"
 #include "Platform/AVAssetWriter.h"
 #include "Platform/AVCaptureDevice.h"
@@ -49,5 +50,9 @@ struct MovieFormat {
 
 /// A recording of sound alone is an M4A file, whatever `format` is.
 MovieFormat movieFormat(OutputFormat format, bool soundAlone);
+
+/// The movie of what is captured with this configuration, without its file.
+MovieWriter::Settings makeWriterSettings(const SCStreamConfiguration& configuration,
+                                         const RecordingOptions& options, bool soundAlone);
 
 }  // namespace lumicrate

@@ -24,9 +24,11 @@ std::string_view prefix(RecordingFolder::Kind kind) {
         case RecordingFolder::Kind::audio:
             return "Recording-Audio";
         case RecordingFolder::Kind::webcam:
+            return "Recording-Webcam";
+        case RecordingFolder::Kind::replay:
             break;
     }
-    return "Recording-Webcam";
+    return "Recording-Replay";
 }
 
 /// Names sort in the order of time.

@@ -30,7 +30,7 @@ struct Recording {
 /// The folder in the preferences, or else "Lumicrate" in the user's movies folder. Main thread only.
 class RecordingFolder {
  public:
-    enum class Kind { screen, audio, webcam };
+    enum class Kind { screen, audio, webcam, replay };
 
     /// Marks a file as being written while it lives. May outlive the RecordingFolder.
     class InProgress {

@@ -297,7 +297,7 @@ void MovieWriter::setMicrophoneMuted(bool muted) {
 }
 
 void MovieWriter::setOnMicrophoneLevel(std::function<void(float)> sink) {
-    meter_.setSink(std::move(sink));
+    queue_->async([this, sink = std::move(sink)] { meter_.setSink(sink); });
 }
 
 void MovieWriter::finish(std::function<void(std::exception_ptr)> completion) {

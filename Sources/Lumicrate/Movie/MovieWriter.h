@@ -140,8 +140,7 @@ class MovieWriter final : public SCStreamOutput {
     /// so that it is complete up to here if the program crashes, and retries a last frame that the busy
     /// encoder refused. No effect while paused. Any thread.
     void keepUp();
-    /// `sink` receives microphone levels, 0 … 1, at most about fifteen per second, on the queue. Call this
-    /// before capture starts.
+    /// `sink` receives microphone levels, 0 … 1, at most about fifteen per second, on the queue. Any thread.
     void setOnMicrophoneLevel(std::function<void(float)> sink);
 
     /// Ends the movie now, or at the start of a pause in progress. `completion` is called exactly once, on

@@ -47,8 +47,10 @@ void PreviewWindows::close(NSWindow* window) {
 
 void PreviewWindows::follow(const ScreenRecorder& recorder) {
     following_.push_back(services_.notifications.observe(
-        recordingSavedNotification, [this](const NotificationCenter::Object& url) {
-            if (url && services_.defaults.boolForKey(preference::openPreview)) show(*url);
+        recordingSavedNotification, [this, &recorder](const NotificationCenter::Object& url) {
+            // Not for what was saved meanwhile by a shortcut: the user is doing something else.
+            const bool isRecording = url && url == *recorder.lastRecording;
+            if (isRecording && services_.defaults.boolForKey(preference::openPreview)) show(*url);
         }));
     following_.push_back(recorder.state.observe([this](ScreenRecorder::State coming) {
         if (coming == ScreenRecorder::State::starting) pauseAll();

@@ -10,7 +10,6 @@
 
 #include <algorithm>
 #include <exception>
-#include <limits>
 #include <utility>
 
 namespace lumicrate {
@@ -63,26 +62,6 @@ ActiveRecording::ActiveRecording(const Services& services, const Plan& plan)
       file_(chooseFile(services.folder, plan)),
       fileExistedBefore_(services.movie.files.fileExists(file_.url())) {}
 
-MovieWriter::Settings ActiveRecording::writerSettings() const {
-    const RecordingOptions& options = plan_.options;
-    const MovieFormat format = movieFormat(options.format, isSoundAlone(plan_));
-    MovieWriter::Settings settings;
-    settings.url = url();
-    settings.fileType = format.fileType;
-    settings.codec = format.codec;
-    settings.width = plan_.configuration.width;
-    settings.height = plan_.configuration.height;
-    settings.fps = options.fps;
-    settings.bitRate = static_cast<int>(std::min<std::int64_t>(
-        bitRate(settings.width, settings.height, options), std::numeric_limits<int>::max()));
-    settings.systemAudio = plan_.configuration.capturesAudio;
-    settings.microphone = plan_.configuration.captureMicrophone;
-    settings.video = !isSoundAlone(plan_);
-    settings.camera = plan_.camera != nullptr;
-    settings.constantFrameRate = options.constantFrameRate;
-    return settings;
-}
-
 std::unique_ptr<SCStream> ActiveRecording::makeStream(SCStreamDelegate& delegate) const {
     if (!plan_.camera)
         return services_.capture.makeStream(plan_.target.filter, plan_.configuration, delegate);
@@ -93,7 +72,10 @@ std::unique_ptr<SCStream> ActiveRecording::makeStream(SCStreamDelegate& delegate
 
 Task<void> ActiveRecording::start(CaptureSession::Handlers handlers) {
     handlers_ = std::move(handlers);
-    const MovieWriter::Settings settings = writerSettings();
+    MovieWriter::Settings settings =
+        makeWriterSettings(plan_.configuration, plan_.options, isSoundAlone(plan_));
+    settings.url = url();
+    settings.camera = plan_.camera != nullptr;
     log(LogArea::recorder, "starting: video ", settings.video, ", ", settings.width, " × ", settings.height,
         " pixels at ", settings.fps, " fps and ", settings.bitRate, " bit/s, system audio ",
         settings.systemAudio, ", microphone ", settings.microphone);
@@ -103,8 +85,18 @@ Task<void> ActiveRecording::start(CaptureSession::Handlers handlers) {
     co_await session_->start();
 }
 
+void ActiveRecording::continueCapture(RunningCapture capture, CaptureSession::Handlers handlers) {
+    handlers_ = std::move(handlers);
+    secondsBefore_ = capture.buffer->contents().seconds;
+    capture.buffer->continueInto(url());
+    session_ = std::move(capture.session);
+    session_->setHandlers(handlers_);
+    log(LogArea::recorder, "continuing a capture of ", secondsBefore_, " s");
+}
+
 void ActiveRecording::begin(RecordingChrome& chrome, std::function<void()> windowClosed) {
-    clock_.start(services_.executor.now());
+    const auto kept = std::chrono::duration<double>(secondsBefore_);
+    clock_.start(services_.executor.now() - std::chrono::duration_cast<std::chrono::nanoseconds>(kept));
     asleepBefore_ = services_.process.timeAsleep();
     displayAwake_ = services_.process.beginActivity(NSProcessInfo::activityUserInitiatedDisplayAwake,
                                                     localized("Screen recording in progress"));

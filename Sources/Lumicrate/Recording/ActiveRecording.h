@@ -10,6 +10,7 @@
 #include "Lumicrate/Recording/CaptureSession.h"
 #include "Lumicrate/Recording/RecordingOptions.h"
 #include "Platform/AVCaptureSession.h"
+#include "Platform/AVReplayBuffer.h"
 #include "Platform/NSProcessInfo.h"
 #include "Platform/ScreenCaptureKit.h"
 #include "Support/Executor.h"
@@ -42,8 +43,17 @@ class SessionClock {
     std::optional<Instant> runningSince_;
 };
 
-/// Call order: constructor, start, begin, any number of pause and resume, end, stop, save. Up to `begin`,
-/// discard may be called instead of the rest. Main thread only.
+/// A capture that runs already, whose last seconds are kept. Movable.
+struct RunningCapture {
+    std::unique_ptr<CaptureSession> session;
+    std::shared_ptr<AVReplayBuffer> buffer;  ///< what the session writes to
+    RecordingOptions options;
+    CaptureTarget target;
+    SCStreamConfiguration configuration;
+};
+
+/// Call order: constructor, start or continueCapture, begin, any number of pause and resume, end, stop, save.
+/// Up to `begin`, discard may be called instead of the rest. Main thread only.
 class ActiveRecording {
  public:
     /// All must outlive the recording.
@@ -74,6 +84,9 @@ class ActiveRecording {
 
     /// Opens the file and starts capture. Throws the error of the movie writer or of the capture stream.
     Task<void> start(CaptureSession::Handlers handlers);
+    /// Takes over a capture; the movie begins with what has been kept of it. Throws PlatformError if the file
+    /// cannot be created.
+    void continueCapture(RunningCapture capture, CaptureSession::Handlers handlers);
     /// Capture runs: recorded time starts here, the display is kept awake, and a recorded window is followed,
     /// together with the overlays in `chrome`, which must outlive the recording. `windowClosed` is called
     /// when the recorded window has been closed.
@@ -104,7 +117,6 @@ class ActiveRecording {
     std::uint64_t refusedFrames() const { return session_ ? session_->refusedFrames() : refusedFrames_; }
 
  private:
-    MovieWriter::Settings writerSettings() const;
     std::unique_ptr<SCStream> makeStream(SCStreamDelegate& delegate) const;
     void noteSleep() const;
     Task<void> fillUp();
@@ -115,6 +127,7 @@ class ActiveRecording {
     bool fileExistedBefore_;
     CaptureSession::Handlers handlers_;
     SessionClock clock_;
+    double secondsBefore_ = 0;  ///< kept by the capture that was taken over
     std::chrono::nanoseconds asleepBefore_{};
     std::unique_ptr<CaptureSession> session_;
     std::uint64_t refusedFrames_ = 0;  ///< of the session that has ended

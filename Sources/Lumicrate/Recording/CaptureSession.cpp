@@ -15,11 +15,7 @@ CaptureSession::CaptureSession(const MovieWriter::Settings& settings, const Stre
       writer_(settings, services, [report = reporter()](const std::exception_ptr& reason) {
           report([reason](const Handlers& known) { known.onInterruption(reason); });
       }) {
-    if (handlers_.onMicrophoneLevel) {
-        writer_.setOnMicrophoneLevel([report = reporter()](float level) {
-            report([level](const Handlers& known) { known.onMicrophoneLevel(level); });
-        });
-    }
+    followMicrophone();
     stream_ = makeStream(*this);
     for (const auto type :
          {SCStreamOutputType::screen, SCStreamOutputType::audio, SCStreamOutputType::microphone}) {
@@ -28,6 +24,18 @@ CaptureSession::CaptureSession(const MovieWriter::Settings& settings, const Stre
 }
 
 CaptureSession::~CaptureSession() = default;
+
+void CaptureSession::setHandlers(Handlers handlers) {
+    handlers_ = std::move(handlers);
+    followMicrophone();
+}
+
+void CaptureSession::followMicrophone() {
+    if (!handlers_.onMicrophoneLevel) return;
+    writer_.setOnMicrophoneLevel([report = reporter()](float level) {
+        report([level](const Handlers& known) { known.onMicrophoneLevel(level); });
+    });
+}
 
 Task<void> CaptureSession::start() {
     const Completion<std::exception_ptr> started(executor_);
@@ -59,6 +67,13 @@ Task<void> CaptureSession::finish() {
     writer_.finish([finished](std::exception_ptr error) { finished.resolve(std::move(error)); });
     const std::exception_ptr error = co_await finished;
     if (error) std::rethrow_exception(error);
+}
+
+Task<void> CaptureSession::catchUp() {
+    const Completion<bool> done(executor_);
+    writer_.keepUp();
+    writer_.queue().async([done] { done.resolve(true); });
+    co_await done;
 }
 
 /// Calls a handler from any thread: on the main thread, unless the session is gone by then.

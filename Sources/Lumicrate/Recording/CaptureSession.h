@@ -42,6 +42,8 @@ class CaptureSession final : private SCStreamDelegate {
     CaptureSession(const CaptureSession&) = delete;
     CaptureSession& operator=(const CaptureSession&) = delete;
 
+    /// Other handlers from now on.
+    void setHandlers(Handlers handlers);
     /// Throws the platform's error.
     Task<void> start();
     /// Captures another part of the content, in points, into frames of the same size. If the stream refuses,
@@ -58,11 +60,14 @@ class CaptureSession final : private SCStreamDelegate {
     void resume() { writer_.resume(); }
     /// Extends the movie to the present even if no new frame arrives.
     void keepUp() { writer_.keepUp(); }
+    /// The same, and returns when that is done.
+    Task<void> catchUp();
     void setMicrophoneMuted(bool muted) { writer_.setMicrophoneMuted(muted); }
     /// Frames that are missing from the movie because the encoder was busy.
     std::uint64_t refusedFrames() const { return writer_.refusedFrames(); }
 
  private:
+    void followMicrophone();
     void didStopWithError(std::exception_ptr error) override;
     void didNotice(std::string sentence) override;
     using Report = std::function<void(const Handlers& handlers)>;

@@ -79,6 +79,7 @@ inline constexpr std::string_view recordingsFolder = "recordingsFolder";  ///< a
 inline constexpr std::string_view notifyWhenSaved = "notifyWhenSaved";
 inline constexpr std::string_view constantFrameRate = "constantFrameRate";
 inline constexpr std::string_view onlyApplicationAudio = "onlyApplicationAudio";
+inline constexpr std::string_view replaySeconds = "replaySeconds";  ///< 0: off
 }  // namespace preference
 
 /// The width of the webcam bubble, points.

@@ -156,6 +156,9 @@ class ScreenRecorder {
     /// Records `source` without asking. If it is not set, records the saved area of the main display
     /// (`usingSavedArea`, and one is saved), or else the whole main display. Ignored unless idle.
     void start(bool usingSavedArea);
+    /// Goes on with a capture of a display as a recording that begins with what is kept of it. Ignored unless
+    /// idle.
+    void start(RunningCapture capture);
     void togglePause();
     void toggleMicrophoneMute();
     /// Ends the recording at the instant of the call and saves it asynchronously. Cancels a choice in
@@ -177,6 +180,8 @@ class ScreenRecorder {
     /// Sound without which the next recording must not start; without this, missing sound is left out.
     void setRequiredSound(const RequiredSound& required) { requiredSound_ = required; }
 
+    /// Called when the shortcut that saves the last seconds is pressed.
+    std::function<void()> onSaveReplay;
     /// Binds the global shortcuts again after they were changed. Also done when the keyboard's layout
     /// changes.
     void registerHotKeys();
@@ -214,6 +219,7 @@ class ScreenRecorder {
 
     // Choosing and starting: ScreenRecorderStart.cpp
     void begin(Task<void> steps);
+    void clearMessages();
     Task<void> chooseAndStart(CaptureMode mode, std::uint32_t displayID);
     Task<bool> choose(CaptureMode mode, std::uint32_t displayID);
     Task<void> frameAndStart();
@@ -227,6 +233,7 @@ class ScreenRecorder {
     RecordingChrome::Place place(const RecordingOptions& options) const;
     Task<void> beginCapture(RecordingOptions options);
     Task<RecordingOptions> withoutMissingSound(RecordingOptions options);
+    ActiveRecording::Services activeServices() const;
     Task<ActiveRecording::Plan> makePlan(RecordingOptions options);
     CaptureTarget findTarget(const SCShareableContent& content, const RecordingOptions& options) const;
     CaptureSession::Handlers sessionHandlers();

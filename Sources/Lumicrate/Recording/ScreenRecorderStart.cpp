@@ -100,10 +100,38 @@ void ScreenRecorder::start(bool usingSavedArea) {
     begin(startSequence());
 }
 
-void ScreenRecorder::begin(Task<void> steps) {
+void ScreenRecorder::start(RunningCapture capture) {
+    if (!isAtRest()) return;
+    clearMessages();
+    pickingMode = CaptureMode::screen;
+    source = CaptureSource::display(capture.target.filter.display.displayID);
+    state = State::starting;
+    try {
+        freeSpace().requireRoomToStart();
+        recordsMicrophone = capture.configuration.captureMicrophone;
+        ActiveRecording::Plan plan;
+        plan.options = capture.options;
+        plan.target = capture.target;
+        plan.configuration = capture.configuration;
+        chrome_.show(plan.options, place(plan.options), services_.screens.screens());
+        recording_.emplace(activeServices(), plan);
+        recording_->continueCapture(std::move(capture), sessionHandlers());
+        recording_->setOverlays(chrome_.windows());
+    } catch (...) {
+        errorMessage = localizedDescription(std::current_exception());
+        return giveUpStart();
+    }
+    beginSession();
+}
+
+void ScreenRecorder::clearMessages() {
     errorMessage = std::nullopt;
     notices = std::vector<std::string>();
     pendingNotices_.clear();
+}
+
+void ScreenRecorder::begin(Task<void> steps) {
+    clearMessages();
     startGivenUp_ = false;
     starting_ = RunningTask(services_.executor, std::move(steps));
 }
@@ -305,11 +333,14 @@ Task<void> ScreenRecorder::beginCapture(RecordingOptions options) {
 
     Task<ActiveRecording::Plan> planning = makePlan(options);
     const ActiveRecording::Plan plan = co_await planning;
-    recording_.emplace(ActiveRecording::Services{services_.executor, services_.process, services_.capture,
-                                                 services_.folder, services_.movie, services_.mixing},
-                       plan);
+    recording_.emplace(activeServices(), plan);
     Task<void> starting = recording_->start(sessionHandlers());
     co_await starting;
+}
+
+ActiveRecording::Services ScreenRecorder::activeServices() const {
+    return {services_.executor, services_.process, services_.capture,
+            services_.folder,   services_.movie,   services_.mixing};
 }
 
 Task<ActiveRecording::Plan> ScreenRecorder::makePlan(RecordingOptions options) {

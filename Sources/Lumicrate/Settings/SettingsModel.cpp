@@ -3,6 +3,7 @@
 
 #include "Lumicrate/Library/DerivedFiles.h"
 #include "Lumicrate/Recording/RecordingOptions.h"
+#include "Lumicrate/Replay/Replay.h"
 #include "Lumicrate/Shell/AfterSave.h"
 #include "Support/Error.h"
 #include "Support/Text.h"
@@ -96,9 +97,8 @@ SettingsModel::ShortcutGuide guideFor(const HotKeyAssignment& assignment) {
         return {true, assignment.reason + " " +
                           localized("In the keyboard settings of the desktop, you can assign keys to these "
                                     "commands while Lumicrate is running:")};
-    std::string text = localized(
-        "These are the keys that Lumicrate asks for. The desktop decides which keys "
-        "it assigns.");
+    std::string text =
+        localized("These are the keys that Lumicrate asks for. The desktop decides which keys it assigns.");
     if (assignment.state == State::assigned) {
         const std::string keys = assignedKeys(assignment);
         text += keys.empty() ? " " + localized("It has assigned none; its keyboard settings can.")
@@ -198,6 +198,23 @@ TextSetting SettingsModel::afterSave() {
             }};
 }
 
+ChoiceSetting SettingsModel::replay() const {
+    ChoiceSetting setting{
+        std::string(preference::replaySeconds),
+        localized("Keep the last seconds"),
+        localized("What has just happened on the main display can then be saved with a shortcut or in the "
+                  "tray’s menu. Until then it is kept in memory only, at most 256 MB of it."),
+        {},
+        std::int64_t{0}};
+    for (const int seconds : replayChoices)
+        setting.choices.emplace_back(
+            std::int64_t{seconds},
+            seconds == 0 ? localized("Off") : localized("{} seconds", {std::to_string(seconds)}));
+    setting.available = services_.desktop.capturesUnasked;
+    if (!setting.available) setting.caption = DesktopAbilities::replayNote();
+    return setting;
+}
+
 std::optional<SwitchSetting> SettingsModel::checkForUpdates() const {
     if (!services_.checksForUpdates) return std::nullopt;
     return switched(preference::checkForUpdates, translatable("Check for updates automatically"),
@@ -240,13 +257,12 @@ ChoiceSetting SettingsModel::format() {
 }
 
 ChoiceSetting SettingsModel::encodingQuality() {
-    return enumerated(
-        preference::encodingQuality, translatable("Quality"),
-        translatable("Limits the file size of moving pictures. Maximum makes the largest files; still "
-                     "screens stay small with all three."),
-        std::array<std::string_view, 3>{translatable("Standard"), translatable("High"),
-                                        translatable("Maximum")},
-        RecordingOptions().encodingQuality);
+    return enumerated(preference::encodingQuality, translatable("Quality"),
+                      translatable("Limits the file size of moving pictures. Maximum makes the largest "
+                                   "files; still screens stay small with all three."),
+                      std::array<std::string_view, 3>{translatable("Standard"), translatable("High"),
+                                                      translatable("Maximum")},
+                      RecordingOptions().encodingQuality);
 }
 
 SwitchSetting SettingsModel::showCursor() {

@@ -35,6 +35,7 @@ struct ChoiceSetting {
     std::string key, label, caption;
     Choices choices;
     DefaultsValue fallback;  ///< selected if the stored value is not among the choices
+    bool available = true;   ///< false: it has no effect on this desktop
 };
 
 /// A preference that is typed. `placeholder` is shown while it is empty.
@@ -89,6 +90,7 @@ class SettingsModel {
     static SwitchSetting openPreview();
     static SwitchSetting notifyWhenSaved();
     static TextSetting afterSave();
+    ChoiceSetting replay() const;
     /// Absent if this copy cannot look for updates.
     std::optional<SwitchSetting> checkForUpdates() const;
 

@@ -14,6 +14,12 @@ struct DesktopAbilities {
     bool seesClicks =
         true;  ///< false: clicks in the windows of other programs are unknown, so nothing marks them
 
+    bool capturesUnasked = true;  ///< false: the user has to agree to each capture
+
+    /// Why the last seconds cannot be kept, for the user.
+    static std::string replayNote() {
+        return localized("On Wayland, each capture has to be allowed, so the last seconds can’t be kept.");
+    }
     /// Why clicks cannot be highlighted, for the user.
     static std::string clicksNote() {
         return localized(

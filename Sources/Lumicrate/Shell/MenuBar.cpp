@@ -32,10 +32,11 @@ MenuBar::Icon iconFor(State state) {
 
 }  // namespace
 
-MenuBar::MenuBar(ScreenRecorder& recorder, const NSUserDefaults& defaults, Commands commands,
+MenuBar::MenuBar(ScreenRecorder& recorder, Replay& replay, const NSUserDefaults& defaults, Commands commands,
                  const DesktopAbilities& desktop)
     : icon(iconFor(*recorder.state)),
       recorder_(recorder),
+      replay_(replay),
       defaults_(defaults),
       commands_(std::move(commands)),
       desktop_(desktop),
@@ -78,7 +79,15 @@ std::vector<MenuItem> MenuBar::recordingItems() const {
     MenuItem area = bound(localized("Record Area…"), ShortcutAction::area,
                           [&recorder] { recorder.record(CaptureMode::area); });
     area.enabled = *recorder.state == State::idle;
-    return {toggleItem(), std::move(pause), std::move(area)};
+    std::vector<MenuItem> items{toggleItem(), std::move(pause), std::move(area)};
+    if (*replay_.isOn) {
+        const std::string seconds = std::to_string(replay_.seconds());
+        items.push_back(bound(localized("Save the Last {} Seconds", {seconds}), ShortcutAction::replay,
+                              [&replay = replay_] { replay.saveSoon(); }));
+        items.push_back(MenuItem::command(localized("Record, Including the Last {} Seconds", {seconds}),
+                                          [&replay = replay_] { replay.record(); }));
+    }
+    return items;
 }
 
 MenuItem MenuBar::toggleItem() const {

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "Lumicrate/Recording/ScreenRecorder.h"
+#include "Lumicrate/Replay/Replay.h"
 #include "Lumicrate/Shell/DesktopAbilities.h"
 #include "Lumicrate/Shell/MenuItem.h"
 #include "Platform/NSUserDefaults.h"
@@ -39,7 +40,7 @@ class MenuBar {
     };
 
     /// The references must outlive this object.
-    MenuBar(ScreenRecorder& recorder, const NSUserDefaults& defaults, Commands commands,
+    MenuBar(ScreenRecorder& recorder, Replay& replay, const NSUserDefaults& defaults, Commands commands,
             const DesktopAbilities& desktop = {});
     MenuBar(const MenuBar&) = delete;
     MenuBar& operator=(const MenuBar&) = delete;
@@ -55,7 +56,7 @@ class MenuBar {
     [[nodiscard]] Subscription observeShortcuts(std::function<void()> changed) const {
         return defaults_.observe(std::move(changed));
     }
-    /// The items that start, stop and pause.
+    /// The items that start, stop and pause, and the one that saves the last seconds while they are kept.
     std::vector<MenuItem> recordingItems() const;
 
  private:
@@ -63,6 +64,7 @@ class MenuBar {
     MenuItem toggleItem() const;
 
     ScreenRecorder& recorder_;
+    Replay& replay_;
     const NSUserDefaults& defaults_;
     Commands commands_;
     DesktopAbilities desktop_;

@@ -16,13 +16,16 @@ std::string toJSON(const RemoteStatus& status) {
     if (status.file) json["file"] = *status.file;
     if (status.error) json["error"] = *status.error;
     if (status.lastRecording) json["lastRecording"] = *status.lastRecording;
+    if (status.replay)
+        json["replay"] = {{"seconds", status.replay->seconds}, {"bytes", status.replay->bytes}};
     // File names are not necessarily UTF-8.
     return json.dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
 }
 
-RemoteControl::RemoteControl(Executor& executor, ScreenRecorder& recorder, NotificationCenter& notifications,
-                             std::function<void()> quit)
+RemoteControl::RemoteControl(Executor& executor, ScreenRecorder& recorder, Replay& replay,
+                             NotificationCenter& notifications, std::function<void()> quit)
     : recorder_(recorder),
+      replay_(replay),
       quit_(std::move(quit)),
       self_(std::make_shared<RemoteControl*>(this)),
       states_(recorder_.state.observe([this](State coming) { stateChanges(coming); })),
@@ -35,9 +38,24 @@ RemoteControl::RemoteControl(Executor& executor, ScreenRecorder& recorder, Notif
                       (*self)->events_.changed((*self)->status());
               });
       })),
-      saves_(notifications.observe(recordingSavedNotification, [this](const NotificationCenter::Object& url) {
-          if (url && events_.saved) events_.saved(*url);
+      saves_(notifications.observe(recordingSavedNotification,
+                                   [this](const NotificationCenter::Object& url) {
+                                       if (!url) return;
+                                       lastSaved_ = url->string();
+                                       if (events_.saved) events_.saved(*url);
+                                       if (*recorder_.state == State::idle) announce();
+                                   })),
+      replayErrors_(replay_.errorMessage.observe([this, &executor](const std::optional<std::string>& coming) {
+          if (!coming) return;
+          if (events_.failed) events_.failed(*coming);
+          executor.post([weak = std::weak_ptr(self_)] {
+              if (const auto self = weak.lock()) (*self)->announce();
+          });
       })) {}
+
+void RemoteControl::announce() const {
+    if (events_.changed) events_.changed(status());
+}
 
 void RemoteControl::perform(RemoteCommand command) {
     log(LogArea::recorder, "remote command: ", rawValue(command));
@@ -52,6 +70,10 @@ void RemoteControl::perform(RemoteCommand command) {
             return *recorder_.state == State::paused ? recorder_.togglePause() : void();
         case RemoteCommand::togglePause:
             return recorder_.togglePause();
+        case RemoteCommand::saveReplay:
+            return replay_.saveSoon();
+        case RemoteCommand::recordReplay:
+            return replay_.record();
         case RemoteCommand::quit:
             return quit_();
     }
@@ -66,8 +88,9 @@ RemoteStatus RemoteControl::statusIn(State state) const {
     status.state = rawValue(state);
     if (state == State::recording || state == State::paused) status.elapsed = recorder_.elapsedNow();
     if (const auto url = recorder_.outputURL()) status.file = url->string();
-    status.error = *recorder_.errorMessage;
-    if (*recorder_.lastRecording) status.lastRecording = (*recorder_.lastRecording)->string();
+    status.error = *recorder_.errorMessage ? *recorder_.errorMessage : *replay_.errorMessage;
+    status.lastRecording = lastSaved_;
+    if (*replay_.isOn) status.replay = {replay_.contents().seconds, replay_.contents().bytes};
     return status;
 }
 

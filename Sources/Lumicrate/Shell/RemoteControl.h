@@ -4,10 +4,12 @@
 
 #include "Lumicrate/Recording/RawValues.h"
 #include "Lumicrate/Recording/ScreenRecorder.h"
+#include "Lumicrate/Replay/Replay.h"
 #include "Support/Notifications.h"
 #include "Support/Published.h"
 
 #include <array>
+#include <cstdint>
 #include <filesystem>
 #include <functional>
 #include <memory>
@@ -17,12 +19,12 @@
 
 namespace lumicrate {
 
-enum class RemoteCommand { toggle, stop, pause, resume, togglePause, quit };
+enum class RemoteCommand { toggle, stop, pause, resume, togglePause, saveReplay, recordReplay, quit };
 
 template <>
 struct RawValues<RemoteCommand> {
-    static constexpr std::array<std::string_view, 6> names = {"toggle", "stop",        "pause",
-                                                              "resume", "togglePause", "quit"};
+    static constexpr std::array<std::string_view, 8> names = {
+        "toggle", "stop", "pause", "resume", "togglePause", "saveReplay", "recordReplay", "quit"};
 };
 
 /// What the application is doing now.
@@ -32,6 +34,13 @@ struct RemoteStatus {
     std::optional<std::string> file;           ///< the file being written
     std::optional<std::string> error;          ///< the last error
     std::optional<std::string> lastRecording;  ///< the file that was saved last
+    /// What is kept of the last seconds; absent while nothing is kept.
+    struct Replay {
+        double seconds = 0;
+        std::uint64_t bytes = 0;
+        bool operator==(const Replay&) const = default;
+    };
+    std::optional<Replay> replay = {};
 
     bool operator==(const RemoteStatus&) const = default;
 };
@@ -48,32 +57,38 @@ class RemoteControl {
             changed;  ///< anything but `elapsed`, which goes on by itself
         std::function<void(const std::filesystem::path&)> started;  ///< with the file being written
         std::function<void(const std::filesystem::path&)> saved;
-        /// A recording did not start, or ended by itself; in the latter case it is saved nevertheless.
+        /// A recording did not start, or ended by itself, in which case it is saved nevertheless; or the last
+        /// seconds could not be kept or saved.
         std::function<void(const std::string& sentence)> failed;
     };
 
     /// The references must outlive this object.
-    RemoteControl(Executor& executor, ScreenRecorder& recorder, NotificationCenter& notifications,
-                  std::function<void()> quit);
+    RemoteControl(Executor& executor, ScreenRecorder& recorder, Replay& replay,
+                  NotificationCenter& notifications, std::function<void()> quit);
     RemoteControl(const RemoteControl&) = delete;
     RemoteControl& operator=(const RemoteControl&) = delete;
 
+    /// Throws LocalizedError if there is no replay to save.
     void perform(RemoteCommand command);
     RemoteStatus status() const;
     void setEvents(Events events) { events_ = std::move(events); }
 
  private:
+    void announce() const;
     void stateChanges(ScreenRecorder::State coming);
     RemoteStatus statusIn(ScreenRecorder::State state) const;
 
     ScreenRecorder& recorder_;
+    Replay& replay_;
     std::function<void()> quit_;
     Events events_;
+    std::optional<std::string> lastSaved_;
     bool hasStarted_ = false;               ///< the present attempt got as far as recording
     std::shared_ptr<RemoteControl*> self_;  ///< posted work holds it weakly
     Subscription states_;
     Subscription errors_;
     Subscription saves_;
+    Subscription replayErrors_;
 };
 
 }  // namespace lumicrate

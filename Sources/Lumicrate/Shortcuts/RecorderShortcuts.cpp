@@ -12,7 +12,10 @@ RefusedShortcuts bindShortcuts(HotKeyCenter& center, const NSUserDefaults& defau
     RefusedShortcuts refused;
     for (const ShortcutAction action : allCases<ShortcutAction>()) {
         const auto bound = shortcut(action, defaults);
-        if (!bound) continue;
+        // Other programs may use the keys as long as there is nothing to save.
+        const bool hasEffect =
+            action != ShortcutAction::replay || defaults.integerForKey(preference::replaySeconds) > 0;
+        if (!bound || !hasEffect) continue;
         const bool accepted =
             center.registerHotKey(bound->keyCode, bound->modifiers, purpose(action), [pressed, action] {
                 log(LogArea::input, "shortcut pressed: ", rawValue(action));
@@ -38,6 +41,9 @@ void perform(ShortcutAction action, ScreenRecorder& recorder) {
             return recorder.togglePause();
         case ShortcutAction::area:
             return recorder.record(CaptureMode::area);
+        case ShortcutAction::replay:
+            if (recorder.onSaveReplay) recorder.onSaveReplay();
+            return;
     }
 }
 

@@ -19,11 +19,12 @@ struct RefusedShortcuts {
     std::vector<std::string> withoutKey;  ///< those of a key that the keyboard lacks
 };
 
-/// Registers the stored shortcut of every action instead of all earlier ones; a press calls `pressed`.
+/// Registers the stored shortcut of every action instead of all earlier ones; a press calls `pressed`. That
+/// of the replay only while something is kept.
 RefusedShortcuts bindShortcuts(HotKeyCenter& center, const NSUserDefaults& defaults,
                                const std::function<void(ShortcutAction)>& pressed);
 
-/// Starts or stops, pauses or resumes, or records an area.
+/// Starts or stops, pauses or resumes, records an area, or saves the replay.
 void perform(ShortcutAction action, ScreenRecorder& recorder);
 
 }  // namespace lumicrate

@@ -139,20 +139,22 @@ std::string label(ShortcutAction action) {
         case ShortcutAction::pause:
             return localized("Pause / resume");
         case ShortcutAction::area:
+            return localized("Record area");
+        case ShortcutAction::replay:
             break;
     }
-    return localized("Record area");
+    return localized("Save the last seconds");
 }
 
 HotKeyPurpose purpose(ShortcutAction action) {
-    constexpr std::array<std::string_view, 3> descriptions = {translatable("Start or stop recording"),
-                                                              translatable("Pause or resume recording"),
-                                                              translatable("Record an area")};
+    constexpr std::array<std::string_view, 4> descriptions = {
+        translatable("Start or stop recording"), translatable("Pause or resume recording"),
+        translatable("Record an area"), translatable("Save what was shown in the last seconds")};
     return {std::string(rawValue(action)), localized(descriptions[static_cast<std::size_t>(action)])};
 }
 
 std::string command(ShortcutAction action) {
-    return "lumicrate " + std::string(rawValue(action));
+    return "lumicrate " + std::string(rawValue(action)) + (action == ShortcutAction::replay ? " --save" : "");
 }
 
 std::string defaultsKey(ShortcutAction action) {
@@ -167,9 +169,11 @@ Shortcut defaultShortcut(ShortcutAction action) {
         case ShortcutAction::pause:
             return {35, modifiers, "P"};
         case ShortcutAction::area:
+            return {0, modifiers, "A"};
+        case ShortcutAction::replay:
             break;
     }
-    return {0, modifiers, "A"};
+    return {1, modifiers, "S"};
 }
 
 std::optional<Shortcut> shortcut(ShortcutAction action, const NSUserDefaults& defaults) {

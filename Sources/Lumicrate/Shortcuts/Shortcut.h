@@ -44,11 +44,11 @@ struct Shortcut {
 std::optional<Shortcut> shortcutFrom(const NSEvent& event);
 
 /// A command that can be triggered from any application.
-enum class ShortcutAction { toggle, pause, area };
+enum class ShortcutAction { toggle, pause, area, replay };
 
 template <>
 struct RawValues<ShortcutAction> {
-    static constexpr std::array<std::string_view, 3> names = {"toggle", "pause", "area"};
+    static constexpr std::array<std::string_view, 4> names = {"toggle", "pause", "area", "replay"};
 };
 
 /// The displayed name of an action.

@@ -144,6 +144,7 @@ FormRow* switchRow(const SwitchSetting& setting, NSUserDefaults& defaults) {
 FormRow* choiceRow(const ChoiceSetting& setting, NSUserDefaults& defaults, QComboBox& box) {
     auto* row = new FormRow(setting.label, setting.caption, &box);
     row->clearErrorOnStore(defaults);
+    box.setEnabled(setting.available);
     bindRowChoices(*row, box, setting, defaults);
     return row;
 }

@@ -101,6 +101,7 @@ void SettingsPage::addGeneral() {
     addSwitches({SettingsModel::countdown(), SettingsModel::hideSelf(), SettingsModel::openPreview(),
                  SettingsModel::notifyWhenSaved()})
         .addRow(folder);
+    addCard().addRow(choiceRow(model_.replay(), model_.defaults(), *new QComboBox));
     addCard().addRow(textRow(SettingsModel::afterSave(), model_.defaults()));
     Card& starting = addCard();
     starting.addRow(loginRow(model_.loginItem));

@@ -42,17 +42,41 @@ struct CountedRecipe {
 class CountedMovie {
  public:
     CountedMovie(std::filesystem::path file, const CountedRecipe& recipe) : path(std::move(file)) {
-        std::vector<AVOutputSettings> tracks;
-        if (recipe.hasPictures) {
+        if (recipe.hasPictures)
             pictures = recipe.times.empty() ? burstTimes(recipe.seconds) : counted(recipe.times);
-            tracks.emplace_back(videoSettings(width, height, recipe.bitRate, fps, recipe.codec));
-        }
-        for (const int channels : recipe.channels)
-            tracks.emplace_back(audioSettings(channels));
-        MovieMaker maker(tracks, recipe.type);
+        MovieMaker maker(tracks(recipe), recipe.type);
         write(maker, recipe);
         maker.finished();
         std::filesystem::copy_file(maker.path(), path);
+    }
+
+    static std::vector<AVOutputSettings> tracks(const CountedRecipe& recipe) {
+        std::vector<AVOutputSettings> tracks;
+        if (recipe.hasPictures)
+            tracks.emplace_back(videoSettings(width, height, recipe.bitRate, fps, recipe.codec));
+        for (const int channels : recipe.channels)
+            tracks.emplace_back(audioSettings(channels));
+        return tracks;
+    }
+    /// All its samples, and ends there. `progress` is called with the second that is reached.
+    void write(MovieMaker& maker, const CountedRecipe& recipe,
+               const std::function<void(double)>& progress = {}) const {
+        std::size_t next = 0;
+        for (std::size_t i = 0; i < static_cast<std::size_t>(recipe.seconds * rate) / chunk; ++i) {
+            const auto until = static_cast<std::int64_t>((i + 1) * chunk * clock / rate);
+            for (; next < pictures.size() && pictures[next].time < until; ++next)
+                maker.append(0,
+                             frame(start + CMTime(pictures[next].time, clock), draw(pictures[next].number)));
+            const CMTime time(static_cast<std::int64_t>(i * chunk), rate);
+            if (progress) progress(time.seconds());
+            if (time.seconds() < recipe.soundBegins) continue;
+            for (std::size_t track = 0; track < recipe.channels.size(); ++track) {
+                const auto samples = risingTone(i * chunk, 300.0 + 200.0 * static_cast<double>(track));
+                maker.append(track + (recipe.hasPictures ? 1 : 0),
+                             sound(start + time, samples, recipe.channels[track]));
+            }
+        }
+        maker.writer().endSessionAtSourceTime(start + CMTime(ticks(recipe.seconds), clock));
     }
 
     double secondsAt(std::size_t picture) const {
@@ -121,24 +145,6 @@ class CountedMovie {
             samples[i] = 0.3F * static_cast<float>(std::sin(2 * std::numbers::pi * turns));
         }
         return samples;
-    }
-
-    void write(MovieMaker& maker, const CountedRecipe& recipe) const {
-        std::size_t next = 0;
-        for (std::size_t i = 0; i < static_cast<std::size_t>(recipe.seconds * rate) / chunk; ++i) {
-            const auto until = static_cast<std::int64_t>((i + 1) * chunk * clock / rate);
-            for (; next < pictures.size() && pictures[next].time < until; ++next)
-                maker.append(0,
-                             frame(start + CMTime(pictures[next].time, clock), draw(pictures[next].number)));
-            const CMTime time(static_cast<std::int64_t>(i * chunk), rate);
-            if (time.seconds() < recipe.soundBegins) continue;
-            for (std::size_t track = 0; track < recipe.channels.size(); ++track) {
-                const auto samples = risingTone(i * chunk, 300.0 + 200.0 * static_cast<double>(track));
-                maker.append(track + (recipe.hasPictures ? 1 : 0),
-                             sound(start + time, samples, recipe.channels[track]));
-            }
-        }
-        maker.writer().endSessionAtSourceTime(start + CMTime(ticks(recipe.seconds), clock));
     }
 };
 

@@ -185,18 +185,13 @@ class MovieMaker {
         : path_(folder_ / "movie"),
           writer_(media::makeAssetWriter(path_, type, media::RecoveryList(folder_ / "unfinished"))) {
         writer_->setShouldOptimizeForNetworkUse(indexInFront);
-        for (const AVOutputSettings& track : tracks) {
-            inputs_.push_back(&writer_->addInput(track));
-            inputs_.back()->setExpectsMediaDataInRealTime(true);
-        }
-        writer_->setOnInterruption([this](const std::exception_ptr& error) {
-            const std::lock_guard lock(mutex_);
-            interruptions_.push_back(localizedDescription(error));
-        });
-        if (!writer_->startWriting()) std::rethrow_exception(writer_->error());
-        writer_->startSessionAtSourceTime(start);
+        begin(tracks);
     }
-
+    /// With another writer, which may have no file.
+    MovieMaker(std::unique_ptr<AVAssetWriter> writer, const std::vector<AVOutputSettings>& tracks)
+        : writer_(std::move(writer)) {
+        begin(tracks);
+    }
     void append(std::size_t track, const CMSampleBuffer& sample) {
         awaitRoom(track);
         if (!inputs_[track]->appendSampleBuffer(sample)) std::rethrow_exception(writer_->error());
@@ -231,6 +226,19 @@ class MovieMaker {
     void destroyWriter() { writer_.reset(); }
 
  private:
+    void begin(const std::vector<AVOutputSettings>& tracks) {
+        for (const AVOutputSettings& track : tracks) {
+            inputs_.push_back(&writer_->addInput(track));
+            inputs_.back()->setExpectsMediaDataInRealTime(true);
+        }
+        writer_->setOnInterruption([this](const std::exception_ptr& error) {
+            const std::lock_guard lock(mutex_);
+            interruptions_.push_back(localizedDescription(error));
+        });
+        if (!writer_->startWriting()) std::rethrow_exception(writer_->error());
+        writer_->startSessionAtSourceTime(start);
+    }
+
     TemporaryFolder folder_;
     std::filesystem::path path_;
     std::mutex mutex_;

@@ -10,8 +10,10 @@
 #include "Lumicrate/Overlays/Selection/ScreenChooser.h"
 #include "Lumicrate/Recording/RecorderError.h"
 #include "Lumicrate/Recording/ScreenRecorder.h"
+#include "Lumicrate/Replay/Replay.h"
 #include "Tests/Lumicrate/Movie/FakeAssetWriter.h"
 #include "Tests/Lumicrate/Overlays/FakeOverlayContents.h"
+#include "Tests/Lumicrate/Replay/FakeReplayBuffer.h"
 
 #include <deque>
 
@@ -68,14 +70,14 @@ class RecorderFixture : public testing::Test {
     /// The recorder is destroyed before the overlays that a derived fixture owns.
     void TearDown() override {
         controlBar.setRecorder(nullptr);
+        replay.reset();
         recorder.reset();
     }
 
     ScreenRecorder& make() {
-        const MovieWriter::Services writing{
-            [this](const auto& url, AVFileType fileType) { return makeWriter(url, fileType); }, executor,
-            [this](const std::string&) { return std::make_unique<VirtualQueue>(executor); }, files};
+        const MovieWriter::Services writing = writingServices();
         controlBar.setRecorder(nullptr);
+        replay.reset();
         recorder.emplace(ScreenRecorder::Services{
             executor, defaults, process, screens, notifications, capture, devices, hotKeys, folder, writing,
             mixing, overlays, makeCameraSession, makeStudioWindow, sharingPicker});
@@ -84,6 +86,18 @@ class RecorderFixture : public testing::Test {
         announced.clear();
         watching = recorder->state.observe([this](State coming) { states.push_back(coming); });
         return *recorder;
+    }
+
+    Replay& makeReplay() {
+        if (!recorder) make();
+        const auto makeBuffer = [this](const AVReplayBuffer::Limits& limits) {
+            FakeReplay& next = replays.emplace_back();
+            next.limits = limits;
+            return std::make_unique<FakeReplayBuffer>(next);
+        };
+        replay.emplace(Replay::Services{executor, defaults, process, notifications, capture, devices, folder,
+                                        writingServices(), mixing, makeBuffer, *recorder});
+        return *replay;
     }
 
     /// Up to the call that starts capture.
@@ -211,8 +225,15 @@ class RecorderFixture : public testing::Test {
                                                     [this](const auto& url) { announced.push_back(*url); });
     Subscription watching;
     std::optional<ScreenRecorder> recorder;
+    std::deque<FakeReplay> replays;
+    std::optional<Replay> replay;
 
  private:
+    MovieWriter::Services writingServices() {
+        return {[this](const auto& url, AVFileType fileType) { return makeWriter(url, fileType); }, executor,
+                [this](const std::string&) { return std::make_unique<VirtualQueue>(executor); }, files};
+    }
+
     std::unique_ptr<AVAssetWriter> makeWriter(const std::filesystem::path& url, AVFileType fileType) {
         if (writerRefusal) std::rethrow_exception(writerRefusal);
         FakeMovie& next = movies.emplace_back();

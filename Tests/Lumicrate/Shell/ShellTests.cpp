@@ -30,7 +30,7 @@ class ShellTests : public RecorderFixture {
 };
 
 TEST_F(ShellTests, TheMenuFollowsTheRecording) {
-    const MenuBar menu(make(), defaults, commands());
+    const MenuBar menu(make(), makeReplay(), defaults, commands());
     std::vector<MenuBar::Icon> icons;
     const Subscription observing =
         menu.icon.observe([&](const MenuBar::Icon& next) { icons.push_back(next); });
@@ -70,13 +70,14 @@ TEST_F(ShellTests, TheMenuFollowsTheRecording) {
 }
 
 TEST_F(ShellTests, TheMenuShowsTheStoredShortcuts) {
-    const MenuBar menu(make(), defaults, commands());
+    const MenuBar menu(make(), makeReplay(), defaults, commands());
     EXPECT_EQ(item(menu, "Start Recording").shortcut->display(), "⌥⌘R");
     save(ShortcutAction::pause, std::nullopt, defaults);
     save(ShortcutAction::toggle, Shortcut{96, 0, "F5"}, defaults);
     EXPECT_EQ(item(menu, "Start Recording").shortcut->display(), "F5");
     EXPECT_FALSE(item(menu, "Pause Recording").shortcut);
-    EXPECT_FALSE(item(MenuBar(*recorder, defaults, commands(), {false}), "Start Recording").shortcut);
+    EXPECT_FALSE(
+        item(MenuBar(*recorder, *replay, defaults, commands(), {false}), "Start Recording").shortcut);
     for (const char* title : {"Show Lumicrate", "Open Recordings Folder", "Check for Updates…",
                               "About Lumicrate", "Quit Lumicrate"})
         item(menu, title).action();
@@ -208,7 +209,7 @@ TEST_F(ShellTests, TheLauncherShowsTheMinuteOfTheRecording) {
 
 TEST_F(ShellTests, OtherProgramsControlTheApplication) {
     make();
-    RemoteControl control(executor, *recorder, notifications, note("quit"));
+    RemoteControl control(executor, *recorder, makeReplay(), notifications, note("quit"));
     control.perform(RemoteCommand::quit);
     EXPECT_THAT(done, ElementsAre("quit"));
     EXPECT_EQ(control.status(), (RemoteStatus{"idle", 0, {}, {}, {}}));
@@ -242,8 +243,10 @@ TEST_F(ShellTests, OtherProgramsControlTheApplication) {
     capture.contentError = std::make_exception_ptr(PlatformError("It is broken."));
     startWith(CaptureSource::display(1));
     EXPECT_THAT(events, ElementsAre("starting", "idle", "It is broken."));
-    EXPECT_EQ(toJSON({"recording", 12.5, "/a/“b”.mp4", "An error.", {}}),
-              R"({"state":"recording","elapsed":12.5,"file":"/a/“b”.mp4","error":"An error."})");
+    EXPECT_EQ(toJSON({"recording", 12.5, "/a/“b”.mp4", "An error.", {}, RemoteStatus::Replay{9.5, 7}}),
+              R"({"state":"recording","elapsed":12.5,"file":"/a/“b”.mp4","error":"An error.",)"
+              R"("replay":{"seconds":9.5,"bytes":7}})");
+    EXPECT_THROW(control.perform(RemoteCommand::saveReplay), LocalizedError) << "nothing is kept";
 }
 
 TEST_F(ShellTests, TheCommandAfterSavingIsDividedAsAShellDoes) {

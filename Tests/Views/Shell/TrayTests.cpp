@@ -39,7 +39,7 @@ class TrayTests : public RecorderFixture {
     void SetUp() override { EXPECT_FALSE(tray.isShown()); }
 
     int quits = 0;
-    MenuBar menuBar{make(), defaults, {[] {}, [] {}, [] {}, [] {}, [this] { ++quits; }}};
+    MenuBar menuBar{make(), makeReplay(), defaults, {[] {}, [] {}, [] {}, [] {}, [this] { ++quits; }}};
     const views::TrayIcon tray{menuBar, *recorder};
 };
 

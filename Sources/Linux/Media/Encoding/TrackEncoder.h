@@ -2,7 +2,7 @@
 // TrackEncoder: encodes one track's samples into a movie file.
 #pragma once
 
-#include "Linux/Media/MovieFile/MovieFile.h"
+#include "Linux/Media/MovieFile/MovieDestination.h"
 #include "Platform/CMSampleBuffer.h"
 #include "Support/MediaTime.h"
 
@@ -24,8 +24,8 @@ class TrackEncoder {
  public:
     virtual ~TrackEncoder() = default;
 
-    /// Sets up the encoder and adds the track to the file.
-    virtual void open(MovieFile& file) = 0;
+    /// Sets up the encoder and adds the track to the movie.
+    virtual void open(MovieDestination& movie) = 0;
     /// Encodes a sample of the session that started at `sessionStart`.
     virtual void encode(const CMSampleBuffer& sample, CMTime sessionStart) = 0;
     /// How much work to save with the pictures from now on (AVAssetWriterInput::setSaving).

@@ -50,12 +50,12 @@ VideoTrack::VideoTrack(const AVVideoOutputSettings& settings)
                 settings.compression.maxKeyFrameInterval,
                 settings.compression.isNaturalVideo} {}
 
-void VideoTrack::open(MovieFile& file) {
+void VideoTrack::open(MovieDestination& movie) {
     encoder_ = makeEncoder(codec_, settings_);
-    file_ = &file;
+    movie_ = &movie;
     const isobmff::VideoDescription video{sampleEntry(codec_), encoder_->codedWidth(),
                                           encoder_->codedHeight(), encoder_->configuration()};
-    track_ = file.addTrack({video, "Video", videoTimescale, 0}, settings_.bitRate);
+    track_ = movie.addTrack({video, "Video", videoTimescale, 0}, settings_.bitRate);
 }
 
 void VideoTrack::encode(const CMSampleBuffer& sample, CMTime sessionStart) {
@@ -98,7 +98,7 @@ void VideoTrack::handleIdle() {
 /// The encoder delays no pictures, so none is left.
 void VideoTrack::finish(CMTime /*sessionStart*/, std::optional<MovieEnd> end) {
     coarse_.reset();
-    if (end && end->isExplicit) file_->endTrack(track_, end->time.converted(videoTimescale));
+    if (end && end->isExplicit) movie_->endTrack(track_, end->time.converted(videoTimescale));
 }
 
 std::optional<CMTime> VideoTrack::decidedEnd() const {
@@ -113,11 +113,11 @@ double VideoTrack::roomFor(const CMSampleBuffer& /*sample*/) const {
 }
 
 bool VideoTrack::isHeldUp() const {
-    return file_->backlog() >= maxBacklog;
+    return movie_->backlog() >= maxBacklog;
 }
 
 void VideoTrack::write(const EncodedPicture& picture, std::int64_t time) {
-    file_->write(track_, {picture.data, time, end_ - time, picture.key});
+    movie_->write(track_, {picture.data, time, end_ - time, picture.key});
     lastTime_ = time;
 }
 

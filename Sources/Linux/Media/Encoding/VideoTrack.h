@@ -21,7 +21,7 @@ class VideoTrack final : public TrackEncoder {
     /// Whether pictures of that size can be encoded.
     static bool canEncode(const AVVideoOutputSettings& settings);
 
-    void open(MovieFile& file) override;
+    void open(MovieDestination& movie) override;
     void encode(const CMSampleBuffer& sample, CMTime sessionStart) override;
     void setSaving(int level) override { encoder_->setSaving(level); }
     std::optional<std::chrono::milliseconds> idleTimeout() const override;
@@ -37,7 +37,7 @@ class VideoTrack final : public TrackEncoder {
     AVVideoCodecType codec_;
     VideoEncoder::Settings settings_;
     std::unique_ptr<VideoEncoder> encoder_;
-    MovieFile* file_ = nullptr;
+    MovieDestination* movie_ = nullptr;
     int track_ = 0;
     /// Time of the last sample; ticks.
     std::optional<std::int64_t> lastTime_;

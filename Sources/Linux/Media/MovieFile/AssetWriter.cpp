@@ -2,6 +2,7 @@
 #include "Linux/Media/MovieFile/AssetWriter.h"
 
 #include "Linux/Media/Encoding/VideoTrack.h"
+#include "Linux/Media/MovieFile/MovieFile.h"
 #include "Linux/Media/Sound/AudioTrack.h"
 #include "Support/Error.h"
 #include "Support/Log.h"
@@ -24,13 +25,14 @@ std::unique_ptr<TrackEncoder> makeEncoder(const AVOutputSettings& settings) {
 
 std::unique_ptr<AVAssetWriter> makeAssetWriter(const std::filesystem::path& url, AVFileType fileType,
                                                const RecoveryList& recordings) {
-    return std::make_unique<AssetWriter>(url, fileType, recordings);
+    return std::make_unique<AssetWriter>(url, fileType,
+                                         std::make_shared<MovieFile>(url, fileType, recordings));
 }
 
-AssetWriter::AssetWriter(const std::filesystem::path& url, AVFileType fileType,
-                         const RecoveryList& recordings)
-    : url_(url), fileType_(fileType), file_(url, fileType, recordings) {
-    file_.setOnFailure([this](const std::exception_ptr& error) { state_.interrupt(error); });
+AssetWriter::AssetWriter(std::filesystem::path url, AVFileType fileType,
+                         std::shared_ptr<MovieDestination> movie)
+    : url_(std::move(url)), fileType_(fileType), movie_(std::move(movie)) {
+    movie_->setOnFailure([this](const std::exception_ptr& error) { state_.interrupt(error); });
 }
 
 AssetWriter::~AssetWriter() {
@@ -45,7 +47,7 @@ AssetWriter::~AssetWriter() {
 }
 
 void AssetWriter::setShouldOptimizeForNetworkUse(bool indexInFront) {
-    file_.setIndexPlace(indexInFront ? IndexPlace::front : IndexPlace::end);
+    movie_->setIndexPlace(indexInFront ? IndexPlace::front : IndexPlace::end);
 }
 
 bool AssetWriter::canAddInput(const AVOutputSettings& settings) const {
@@ -75,8 +77,8 @@ bool AssetWriter::startWriting() {
     if (status() != AVAssetWriterStatus::unknown) return false;
     try {
         for (const auto& input : inputs_)
-            input->encoder().open(file_);
-        file_.begin();
+            input->encoder().open(*movie_);
+        movie_->begin();
     } catch (...) {
         state_.fail(std::current_exception());
         return false;
@@ -98,7 +100,7 @@ void AssetWriter::setOnInterruption(std::function<void(std::exception_ptr)> sink
 
 void AssetWriter::extendSession(CMTime sourceTime) {
     const std::optional<CMTime> start = state_.sessionStart();
-    if (start && state_.isWriting()) file_.extendTo((sourceTime - *start).seconds());
+    if (start && state_.isWriting()) movie_->extendTo((sourceTime - *start).seconds());
 }
 
 void AssetWriter::endSessionAtSourceTime(CMTime end) {
@@ -126,11 +128,11 @@ void AssetWriter::complete() {
     if (!state_.isWriting()) return;
     finishTracks();
     try {
-        file_.finish();
+        movie_->finish();
         state_.advance(AVAssetWriterStatus::writing, AVAssetWriterStatus::completed);
     } catch (...) {
         // If nothing could be kept, the first interruption is the reason.
-        const std::exception_ptr first = file_.isEmpty() ? state_.interruption() : nullptr;
+        const std::exception_ptr first = movie_->isEmpty() ? state_.interruption() : nullptr;
         state_.fail(first ? first : std::current_exception());
     }
 }
@@ -163,7 +165,7 @@ void AssetWriter::cancelWriting() {
     if (finisher_.joinable()) return;
     if (!state_.advance(AVAssetWriterStatus::writing, AVAssetWriterStatus::cancelled)) return;
     abandonInputs();
-    file_.discard();
+    movie_->discard();
 }
 
 /// Ends the inputs' threads.

@@ -1,9 +1,10 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// AssetWriter: AVAssetWriter, made of encoders and a movie file.
+// AssetWriter: AVAssetWriter, made of encoders and the destination of their samples, such as a movie file.
 #pragma once
 
 #include "Linux/Media/MovieFile/AssetWriterInput.h"
-#include "Linux/Media/MovieFile/MovieFile.h"
+#include "Linux/Media/MovieFile/MovieDestination.h"
+#include "Linux/Media/MovieFile/MovieRecovery.h"
 #include "Platform/AVAssetWriter.h"
 
 #include <memory>
@@ -21,7 +22,7 @@ std::unique_ptr<AVAssetWriter> makeAssetWriter(const std::filesystem::path& url,
 /// unfinished, or deletes it if it has no samples; during finishWriting() the destructor waits.
 class AssetWriter final : public AVAssetWriter {
  public:
-    AssetWriter(const std::filesystem::path& url, AVFileType fileType, const RecoveryList& recordings);
+    AssetWriter(std::filesystem::path url, AVFileType fileType, std::shared_ptr<MovieDestination> movie);
     ~AssetWriter() override;
     AssetWriter(const AssetWriter&) = delete;
     AssetWriter& operator=(const AssetWriter&) = delete;
@@ -52,7 +53,7 @@ class AssetWriter final : public AVAssetWriter {
     AVFileType fileType_;
     WritingState state_;
     bool hasVideo_ = false;
-    MovieFile file_;
+    std::shared_ptr<MovieDestination> movie_;
     std::vector<std::unique_ptr<AssetWriterInput>> inputs_;
     std::thread finisher_;
 };

@@ -7,7 +7,7 @@
 #include "Linux/Media/IsoBmff/MovieDescription.h"
 #include "Linux/Media/IsoBmff/MovieFragmenter.h"
 #include "Linux/Media/IsoBmff/UnfinishedMovie.h"
-#include "Linux/Media/MovieFile/MovieCompletion.h"
+#include "Linux/Media/MovieFile/MovieDestination.h"
 #include "Linux/Media/MovieFile/MovieRecovery.h"
 #include "Platform/AVAssetWriter.h"
 
@@ -24,57 +24,35 @@
 
 namespace lumicrate::media {
 
-/// An encoded sample. Times in ticks of its track's clock, from the movie's beginning.
-struct MovieSample {
-    std::span<const std::uint8_t> data;
-    std::int64_t time = 0;
-    /// Used if it is the track's last sample; otherwise it lasts until the next one.
-    std::int64_t duration = 0;
-    bool key = true;
-};
-
-/// Usage: addTrack() for each track, begin(), any number of write(), then finish() or discard(). The file can
-/// be played at any time (see IsoBmff/MovieHead.h) and is at most about half a second behind. If neither
-/// finish() nor discard() is called, it stays for MovieRecovery to complete, unless it has no samples.
-///
-/// write(), reach() and backlog() may be called from any thread, the others from one at a time.
-class MovieFile {
+/// The file can be played at any time (see IsoBmff/MovieHead.h) and is at most about half a second behind. If
+/// neither finish() nor discard() is called, it stays for MovieRecovery to complete, unless it has no
+/// samples.
+class MovieFile final : public MovieDestination {
  public:
     /// Nothing is created before begin(). The file is in `recordings` while it is being written.
     MovieFile(std::filesystem::path path, AVFileType type, RecoveryList recordings);
-    ~MovieFile();
+    ~MovieFile() override;
     MovieFile(const MovieFile&) = delete;
     MovieFile& operator=(const MovieFile&) = delete;
 
-    /// Returns the track's number. `bitRate` is the track's maximum, bits a second.
-    int addTrack(const isobmff::TrackDescription& description, int bitRate);
-    /// Where finish puts the index.
-    void setIndexPlace(IndexPlace place) { indexPlace_ = place; }
-    /// To be set before begin(). Called once, on any thread, with the reason why nothing more can be written.
-    /// finish() still completes what was written.
-    void setOnFailure(std::function<void(std::exception_ptr)> onFailure) {
+    int addTrack(const isobmff::TrackDescription& description, int bitRate) override;
+    void setIndexPlace(IndexPlace place) override { indexPlace_ = place; }
+    void setOnFailure(std::function<void(std::exception_ptr)> onFailure) override {
         onFailure_ = std::move(onFailure);
     }
-
     /// Creates the file. Throws PlatformError with the system's reason, also when something of this name
     /// exists.
-    void begin();
-    /// Times of a track must increase. Never waits for the disk; after a failure the sample is dropped.
-    void write(int track, const MovieSample& sample);
-    /// The last picture lasts at least until this second of the movie.
-    void extendTo(double second);
-    /// Ends a track at this tick: the last picture lasts until then; sound is not presented beyond it. To be
-    /// called after the track's last write().
-    void endTrack(int track, std::int64_t time);
-    /// How full the queue to the disk is; at 1 the caller should stop encoding.
-    double backlog() const;
-    /// Waits for the disk and completes the file. Throws PlatformError, also when there is not even one
-    /// sample.
-    void finish();
-    /// Deletes the file.
-    void discard();
-    /// Whether no sample is on the disk. Valid after finish() or discard().
-    bool isEmpty() const;
+    void begin() override;
+    void write(int track, const MovieSample& sample) override;
+    void extendTo(double second) override;
+    void endTrack(int track, std::int64_t time) override;
+    double backlog() const override;
+    /// Waits until the disk has caught up so far that backlog() is below 1, or has failed.
+    void waitForRoom() { disk_->waitForRoom(); }
+    /// Waits for the disk and completes the file.
+    void finish() override;
+    void discard() override;
+    bool isEmpty() const override;
 
     const std::filesystem::path& path() const { return path_; }
 

@@ -3,7 +3,7 @@
 #pragma once
 
 #include "Linux/Media/Libav.h"
-#include "Linux/Media/MovieFile/MovieFile.h"
+#include "Linux/Media/MovieFile/MovieDestination.h"
 
 #include <cstdint>
 #include <functional>

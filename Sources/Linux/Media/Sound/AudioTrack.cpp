@@ -35,13 +35,13 @@ double secondsOf(const AudioBufferList& audio) {
 AudioTrack::AudioTrack(const AVAudioOutputSettings& settings)
     : settings_(settings), converter_(settings.sampleRate, settings.numberOfChannels) {}
 
-void AudioTrack::open(MovieFile& file) {
+void AudioTrack::open(MovieDestination& movie) {
     encoder_ = std::make_unique<AacEncoder>(settings_.sampleRate, settings_.numberOfChannels,
                                             settings_.encoderBitRate);
-    file_ = &file;
+    movie_ = &movie;
     // System audio is recorded in stereo, microphones in mono.
     const char* name = settings_.numberOfChannels == 2 ? "System audio" : "Microphone";
-    track_ = file.addTrack(
+    track_ = movie.addTrack(
         {encoder_->description(), name, static_cast<std::uint32_t>(settings_.sampleRate), encoder_->leadIn()},
         settings_.encoderBitRate);
 }
@@ -72,8 +72,8 @@ void AudioTrack::encode(const CMSampleBuffer& sample, CMTime sessionStart) {
 
 void AudioTrack::finish(CMTime sessionStart, std::optional<MovieEnd> end) {
     if (end) encodeSilence(timelineFrom(sessionStart).padTo(sessionStart + end->time));
-    encoder_->finish([this](const MovieSample& coded) { file_->write(track_, coded); });
-    if (end && end->isExplicit) file_->endTrack(track_, end->time.converted(settings_.sampleRate));
+    encoder_->finish([this](const MovieSample& coded) { movie_->write(track_, coded); });
+    if (end && end->isExplicit) movie_->endTrack(track_, end->time.converted(settings_.sampleRate));
 }
 
 double AudioTrack::roomFor(const CMSampleBuffer& sample) const {
@@ -81,7 +81,7 @@ double AudioTrack::roomFor(const CMSampleBuffer& sample) const {
 }
 
 bool AudioTrack::isHeldUp() const {
-    return file_->backlog() >= 1;
+    return movie_->backlog() >= 1;
 }
 
 void AudioTrack::encodeSilence(std::int64_t frames) {
@@ -97,7 +97,7 @@ void AudioTrack::encodeSilence(std::int64_t frames) {
 }
 
 void AudioTrack::encodePcm(std::span<const float> interleaved) {
-    encoder_->encode(interleaved, [this](const MovieSample& coded) { file_->write(track_, coded); });
+    encoder_->encode(interleaved, [this](const MovieSample& coded) { movie_->write(track_, coded); });
 }
 
 }  // namespace lumicrate::media

@@ -6,6 +6,7 @@
 #include "Linux/Media/Sound/AacEncoder.h"
 #include "Linux/Media/Sound/AudioTimeline.h"
 #include "Linux/Media/Sound/PcmConverter.h"
+#include "Platform/AVAssetWriter.h"
 
 #include <memory>
 #include <vector>
@@ -17,7 +18,7 @@ class AudioTrack final : public TrackEncoder {
  public:
     explicit AudioTrack(const AVAudioOutputSettings& settings);
 
-    void open(MovieFile& file) override;
+    void open(MovieDestination& movie) override;
     void encode(const CMSampleBuffer& sample, CMTime sessionStart) override;
     std::optional<std::chrono::milliseconds> idleTimeout() const override { return std::nullopt; }
     void handleIdle() override {}
@@ -36,7 +37,7 @@ class AudioTrack final : public TrackEncoder {
     std::optional<AudioTimeline> timeline_;
     std::unique_ptr<AacEncoder> encoder_;
     std::vector<float> placed_;
-    MovieFile* file_ = nullptr;
+    MovieDestination* movie_ = nullptr;
     int track_ = 0;
 };
 

@@ -2,6 +2,7 @@
 #include "Linux/Media/Encoding/DecoderConfiguration.h"
 #include "Linux/Media/Encoding/HevcEncoder.h"
 #include "Linux/Media/Encoding/VideoTrack.h"
+#include "Linux/Media/MovieFile/MovieFile.h"
 #include "Support/Error.h"
 #include "Tests/Linux/Media/MovieMaker.h"
 

@@ -31,7 +31,7 @@ CMSampleBuffer noise(int milliseconds, unsigned seed) {
 
 TEST(AssetWriterTests, TakesOnlyWhatItCanWrite) {
     const TemporaryFolder folder;
-    AssetWriter movie(folder / "a.mp4", AVFileType::mpeg4, unfinishedIn(folder));
+    const auto movie = makeAssetWriter(folder / "a.mp4", AVFileType::mpeg4, unfinishedIn(folder));
     const auto hevc = [](int width, int height) {
         return videoSettings(width, height, 8'000'000, 30, AVVideoCodecType::hevc);
     };
@@ -39,19 +39,19 @@ TEST(AssetWriterTests, TakesOnlyWhatItCanWrite) {
     pcm.formatID = 0x6c70636d;
     for (const AVOutputSettings& each : std::vector<AVOutputSettings>{
              videoSettings(0, 64), videoSettings(64, 16385), pcm, audioSettings(3), hevc(64, 0)})
-        EXPECT_FALSE(movie.canAddInput(each));
+        EXPECT_FALSE(movie->canAddInput(each));
     for (const AVVideoOutputSettings& each : {hevc(2, 2), videoSettings(2, 2), videoSettings(16384, 64)})
-        EXPECT_TRUE(movie.canAddInput(each));
-    movie.addInput(videoSettings(64, 64));
-    EXPECT_FALSE(movie.canAddInput(videoSettings(64, 64))) << "one video track";
-    EXPECT_TRUE(movie.canAddInput(audioSettings(1)));
-    ASSERT_TRUE(movie.startWriting());
-    EXPECT_FALSE(movie.canAddInput(audioSettings(1))) << "writing";
+        EXPECT_TRUE(movie->canAddInput(each));
+    movie->addInput(videoSettings(64, 64));
+    EXPECT_FALSE(movie->canAddInput(videoSettings(64, 64))) << "one video track";
+    EXPECT_TRUE(movie->canAddInput(audioSettings(1)));
+    ASSERT_TRUE(movie->startWriting());
+    EXPECT_FALSE(movie->canAddInput(audioSettings(1))) << "writing";
 
-    const AssetWriter sound(folder / "a.m4a", AVFileType::appleM4A, unfinishedIn(folder));
-    EXPECT_FALSE(sound.canAddInput(videoSettings(64, 64)));
-    EXPECT_FALSE(sound.canAddInput(hevc(64, 64)));
-    EXPECT_TRUE(sound.canAddInput(audioSettings(2)));
+    const auto sound = makeAssetWriter(folder / "a.m4a", AVFileType::appleM4A, unfinishedIn(folder));
+    EXPECT_FALSE(sound->canAddInput(videoSettings(64, 64)));
+    EXPECT_FALSE(sound->canAddInput(hevc(64, 64)));
+    EXPECT_TRUE(sound->canAddInput(audioSettings(2)));
 }
 
 TEST(AssetWriterTests, AFullDiskInterruptsAndTheRestIsKept) {
@@ -100,16 +100,16 @@ TEST(AssetWriterTests, CancellingDeletesTheFile) {
 
 TEST(AssetWriterTests, CanBeDestroyedInEveryState) {
     const TemporaryFolder folder;
-    { const AssetWriter untouched(folder / "a", AVFileType::mpeg4, unfinishedIn(folder)); }
+    { const auto untouched = makeAssetWriter(folder / "a", AVFileType::mpeg4, unfinishedIn(folder)); }
     {
-        AssetWriter filled(folder / "b", AVFileType::mpeg4, unfinishedIn(folder));
-        filled.addInput(videoSettings(64, 64));
+        const auto filled = makeAssetWriter(folder / "b", AVFileType::mpeg4, unfinishedIn(folder));
+        filled->addInput(videoSettings(64, 64));
     }
     {
-        AssetWriter empty(folder / "c", AVFileType::mpeg4, unfinishedIn(folder));
-        EXPECT_FALSE(empty.startWriting()) << "no tracks";
-        EXPECT_EQ(empty.status(), AVAssetWriterStatus::failed);
-        EXPECT_TRUE(empty.error());
+        const auto empty = makeAssetWriter(folder / "c", AVFileType::mpeg4, unfinishedIn(folder));
+        EXPECT_FALSE(empty->startWriting()) << "no tracks";
+        EXPECT_EQ(empty->status(), AVAssetWriterStatus::failed);
+        EXPECT_TRUE(empty->error());
     }
     EXPECT_TRUE(std::filesystem::is_empty(folder.path()));
 
@@ -205,7 +205,7 @@ void await(const std::atomic<int>& counter, int count) {
 
 class FakeEncoder final : public TrackEncoder {
  public:
-    void open(MovieFile& /*file*/) override {}
+    void open(MovieDestination& /*movie*/) override {}
     void encode(const CMSampleBuffer& /*sample*/, CMTime /*sessionStart*/) override {
         ++encoded;
         encoded.notify_all();

@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // The way of sound into a track: AudioTimeline, PcmConverter, AudioTrack and ParallelAacEncoder.
+#include "Linux/Media/MovieFile/MovieFile.h"
 #include "Linux/Media/Sound/AudioTimeline.h"
 #include "Linux/Media/Sound/ParallelAacEncoder.h"
 #include "Linux/Media/Sound/PcmConverter.h"
