@@ -4,6 +4,7 @@
 #include "Linux/Desktop/SessionBus.h"
 #include "Support/ApplicationId.h"
 #include "Support/Log.h"
+#include "Support/Text.h"
 
 #include <QDBusArgument>
 #include <QDBusConnection>
@@ -114,7 +115,8 @@ bool ApplicationInterface::handleMessage(const QDBusMessage& message,
     ApplicationCall asked;
     if (call == QStringLiteral("Open(asa{sv})")) {
         const auto open = filesIn(arguments[0].toStringList());
-        if (!open) return refuse(QStringLiteral("Only local files can be opened."));
+        // Shown by file managers; unlike the other refusals, which only their programmers see.
+        if (!open) return refuse(QString::fromStdString(localized("Only local files can be opened.")));
         asked.request = *open;
     } else if (call == QStringLiteral("ActivateAction(sava{sv})")) {
         const ApplicationCall::Action action{arguments[0].toString().toStdString()};
