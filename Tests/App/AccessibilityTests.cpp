@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // All windows as assistive technology gets them from the accessibility bus, opened and used by keys alone.
 #include "Tests/App/DesktopAppTest.h"
+#include "Tests/Linux/PipeWire/VirtualCamera.h"
 
 #include <algorithm>
 #include <functional>
@@ -13,13 +14,14 @@ using nlohmann::json;
 
 class AccessibilityTests : public DesktopAppTest {
  protected:
-    AccessibilityTests() : DesktopAppTest(false) {}
+    AccessibilityTests() : DesktopAppTest(true) {}
 
-    void open(const std::string& mode) {
-        prefer("countdown=false\ncaptureMode=" + mode + "\n");
+    void open(const std::string& mode, const std::string& preference = {},
+              stage::Environment environment = {}) {
+        prefer("countdown=false\ncaptureMode=" + mode + "\n" + preference);
         app.reset();
-        app.emplace(std::vector<std::string>{},
-                    stage::Environment{{"QT_LINUX_ACCESSIBILITY_ALWAYS_ON", "1"}});
+        environment["QT_LINUX_ACCESSIBILITY_ALWAYS_ON"] = "1";
+        app.emplace(std::vector<std::string>{}, environment);
         awaitWindow("^Lumicrate$");
     }
     static void awaitWindow(const std::string& title) {
@@ -113,6 +115,32 @@ TEST_F(AccessibilityTests, WhatARecordingNeedsIsNamedAndReachedByKeys) {
     open("audio");
     press("ctrl+r");
     await("progress bar", "Microphone level");
+}
+
+TEST_F(AccessibilityTests, TheOtherWindowsAreNamedAndReachedByKeys) {
+    const stage::VirtualCamera camera({});
+    stage::runProgram({"xrandr", "--setmonitor", "*MAIN", "640/170x800/210+0+0", "screen"});
+    stage::runProgram({"xrandr", "--setmonitor", "RIGHT", "640/170x800/210+640+0", "none"});
+    struct Window {
+        const char* mode;
+        const char* preference;
+        stage::Environment environment;
+        const char* keys;
+        const char* button;  ///< of that window alone
+    };
+    const Window windows[] = {
+        {"screen", "welcomeShown=false\n", {}, "", "Get Started"},
+        {"screen", "", {{"PIPEWIRE_REMOTE", "none"}}, "", "Try Again"},
+        {"screen", "", {}, "shift+Tab Return Up Up Return", "Copy Diagnostics"},
+        {"screen", "", {}, "ctrl+r", "Record This Screen"},
+        {"webcam", "", {}, "ctrl+r", "Record"},
+    };
+    for (const Window& window : windows) {
+        SCOPED_TRACE(window.button);
+        open(window.mode, window.preference, window.environment);
+        press(window.keys);
+        await("push button", window.button, [](const json& button) { return has(button, "focusable"); });
+    }
 }
 
 }  // namespace
