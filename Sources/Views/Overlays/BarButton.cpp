@@ -10,6 +10,7 @@
 #include <QFontMetrics>
 #include <QKeyEvent>
 #include <QPainter>
+#include <QStyle>
 #include <algorithm>
 #include <utility>
 
@@ -91,7 +92,8 @@ QColor BarButton::groundColor() const {
 
 /// Centred vertically.
 QRectF BarButton::square(double left, double side) const {
-    return {left, (height() - side) / 2, side, side};
+    const double x = isRightToLeft() ? width() - left - side : left;
+    return {x, (height() - side) / 2, side, side};
 }
 
 void BarButton::paintIconAlone(QPainter& painter) const {
@@ -111,7 +113,8 @@ void BarButton::paintRow(QPainter& painter) const {
     }
     painter.setFont(textFont());
     painter.setPen(look_ == Look::prominent ? QColor(Qt::white) : control::text);
-    painter.drawText(QRect(x, 0, textWidth() + 1, height()), Qt::AlignLeft | Qt::AlignVCenter, text());
+    const QRect place = QStyle::visualRect(layoutDirection(), rect(), {x, 0, textWidth() + 1, height()});
+    painter.drawText(place, Qt::AlignLeft | Qt::AlignVCenter, text());
     if (!menu_) return;
     paintSymbol(painter, square(width() - control::padding - control::chevron, control::chevron),
                 "chevron.down", control::faintText);

@@ -84,7 +84,8 @@ Drawing* titleDrawing(int number, const QString& whole, QWidget* parent) {
     const auto draw = [=](QPainter& painter, const QRectF& place) {
         const QRectF row = centered(QSizeF(width, place.height()), place);
         QRectF badge = centered(QSizeF(badgeSide, badgeSide), row);
-        badge.moveLeft(row.left());
+        const bool isMirrored = painter.layoutDirection() == Qt::RightToLeft;
+        badge.moveLeft(isMirrored ? row.right() - badgeSide : row.left());
         painter.setPen(Qt::NoPen);
         painter.setBrush(overlay::white(badgeOpacity));
         painter.drawRoundedRect(badge, badgeCorner, badgeCorner);
@@ -92,7 +93,9 @@ Drawing* titleDrawing(int number, const QString& whole, QWidget* parent) {
         painter.setFont(overlay::font(badgeSize, QFont::DemiBold));
         painter.drawText(badge, Qt::AlignCenter, QString::number(number));
         painter.setFont(overlay::font(titleSize, QFont::DemiBold));
-        painter.drawText(row.adjusted(badgeSide + badgeGap, 0, 1, 0), Qt::AlignLeft | Qt::AlignVCenter, name);
+        const double beside = isMirrored ? row.left() : row.left() + badgeSide + badgeGap;
+        const QRectF namePlace(beside, row.top(), nameWidth + 1, row.height());
+        painter.drawText(namePlace, Qt::AlignLeft | Qt::AlignVCenter, name);
     };
     return new Drawing({static_cast<int>(width) + 1, static_cast<int>(metrics.height()) + 1}, draw, parent);
 }

@@ -187,8 +187,8 @@ void PreviewTools::openRename() {
     connect(cancel, &QPushButton::clicked, popover, &QWidget::close);
     connect(popover, &QObject::destroyed, this, [this] { model_.renaming = false; });
     popover->adjustSize();
-    popover->move(rename_->mapToGlobal(
-        QPoint(rename_->width() - popover->width(), -popover->height() - measure::gap / 2)));
+    const int left = isRightToLeft() ? 0 : rename_->width() - popover->width();
+    popover->move(rename_->mapToGlobal(QPoint(left, -popover->height() - measure::gap / 2)));
     popover->show();
     field->selectAll();
     field->setFocus();

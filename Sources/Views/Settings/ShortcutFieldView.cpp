@@ -47,8 +47,6 @@ ShortcutFieldView::ShortcutFieldView(ShortcutField& field)
     message_->setAlignment(Qt::AlignRight);
     message_->hide();
     setFocusProxy(button_);
-    // The symbols of keys have one order in all languages.
-    button_->setLayoutDirection(Qt::LeftToRight);
 
     connect(button_, &QPushButton::clicked, this, [this] { field_.press(); });
     connect(restore_, &QToolButton::clicked, this, [this] { field_.restoreDefault(); });
@@ -57,12 +55,15 @@ ShortcutFieldView::ShortcutFieldView(ShortcutField& field)
 }
 
 void ShortcutFieldView::showContent(const ShortcutField::Content& content) {
-    button_->setText(qtText(content.label));
+    // The symbols of keys have one order in all languages.
+    constexpr QChar leftToRightMark(0x200e);
+    const QString label = qtText(content.label);
+    button_->setText(isRightToLeft() ? leftToRightMark + label : label);
     button_->setToolTip(qtText(content.help));
-    button_->setAccessibleName(qtText(label(field_.action()) + ": " + content.spelledOut));
+    button_->setAccessibleName(qtText(lumicrate::label(field_.action()) + ": " + content.spelledOut));
     button_->setAccessibleDescription(qtText(content.help));
     restore_->setToolTip(qtText(content.restoreHelp));
-    restore_->setAccessibleName(qtText(label(field_.action()) + ": " + content.restoreHelp));
+    restore_->setAccessibleName(qtText(lumicrate::label(field_.action()) + ": " + content.restoreHelp));
     restore_->setEnabled(content.canRestore);
     const QString message = qtText(content.message);
     message_->setMinimumWidth(qMin(fontMetrics().horizontalAdvance(message) + measure::gap,

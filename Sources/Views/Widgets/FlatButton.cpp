@@ -9,6 +9,7 @@
 #include <QKeyEvent>
 #include <QPainter>
 #include <QPainterPath>
+#include <QStyle>
 #include <algorithm>
 
 namespace lumicrate::views {
@@ -25,6 +26,11 @@ QFont scaled(QFont font, double factor, QFont::Weight weight) {
     font.setPointSizeF(font.pointSizeF() * factor);
     font.setWeight(weight);
     return font;
+}
+
+/// A place in the button, for its direction of writing.
+QRect visual(const QWidget& button, const QRect& place) {
+    return QStyle::visualRect(button.layoutDirection(), button.rect(), place);
 }
 
 }  // namespace
@@ -173,8 +179,9 @@ void FlatButton::paintGround(QPainter& painter, const Colors& colors) const {
     if (progress_) {
         painter.save();
         painter.setClipPath(outline);
-        painter.fillRect(QRectF(ground.left(), ground.top(), ground.width() * *progress_, ground.height()),
-                         colors.progress);
+        QRectF done(ground.left(), ground.top(), ground.width() * *progress_, ground.height());
+        if (isRightToLeft()) done.moveRight(ground.right());
+        painter.fillRect(done, colors.progress);
         painter.restore();
     }
     painter.setPen(colors.border);
@@ -200,11 +207,13 @@ void FlatButton::paintTile(QPainter& painter, const Colors& colors) const {
 
 void FlatButton::paintField(QPainter& painter, const Colors& colors) const {
     const int middle = height() / 2;
-    const auto square = [middle](int left, int side) { return QRect(left, middle - side / 2, side, side); };
+    const auto square = [&](int left, int side) {
+        return visual(*this, {left, middle - side / 2, side, side});
+    };
     paintSymbol(painter, square(padding, measure::symbol), symbolName(), colors.symbol);
     paintSymbol(painter, square(width() - padding - chevronSide, chevronSide), "chevron.down", colors.symbol);
-    const QRect place =
-        rect().adjusted(2 * padding + measure::symbol - 2, 0, -2 * padding - chevronSide + 4, 0);
+    const QRect place = visual(
+        *this, rect().adjusted(2 * padding + measure::symbol - 2, 0, -2 * padding - chevronSide + 4, 0));
     painter.setFont(textFont());
     painter.setPen(colors.text);
     const QString shown = painter.fontMetrics().elidedText(text(), Qt::ElideRight, place.width());
@@ -222,15 +231,16 @@ void FlatButton::paintCentered(QPainter& painter, const Colors& colors) const {
     const int gapAfter = detailWidth > 0 && textWidth > 0 ? measure::gap + 2 : 0;
     int x = (width() - symbolWidth - gapBefore - textWidth - gapAfter - detailWidth) / 2;
     if (symbolWidth > 0)
-        paintSymbol(painter, QRect(x, (height() - symbolWidth) / 2, symbolWidth, symbolWidth), symbolName(),
-                    colors.symbol);
+        paintSymbol(painter, visual(*this, {x, (height() - symbolWidth) / 2, symbolWidth, symbolWidth}),
+                    symbolName(), colors.symbol);
     x += symbolWidth + gapBefore;
     painter.setPen(colors.text);
     painter.setFont(textFont());
-    painter.drawText(QRect(x, 0, textWidth + 1, height()), Qt::AlignLeft | Qt::AlignVCenter, text());
+    painter.drawText(visual(*this, {x, 0, textWidth + 1, height()}), Qt::AlignLeft | Qt::AlignVCenter,
+                     text());
     x += textWidth + gapAfter;
     painter.setFont(detailFont());
-    painter.drawText(QRect(x, 0, width() - x, height()), Qt::AlignLeft | Qt::AlignVCenter, detail_);
+    painter.drawText(visual(*this, {x, 0, width() - x, height()}), Qt::AlignLeft | Qt::AlignVCenter, detail_);
 }
 
 void FlatButton::paintEvent(QPaintEvent*) {

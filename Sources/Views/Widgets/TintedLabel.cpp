@@ -10,6 +10,8 @@
 namespace lumicrate::views {
 
 TintedLabel::TintedLabel(Tint tint, QWidget* parent) : QLabel(parent), tint_(tint) {
+    // QLabel would align a path or a size in a window from right to left by its own letters, to the left.
+    setAlignment(Qt::AlignVCenter | Qt::AlignAbsolute | (isRightToLeft() ? Qt::AlignRight : Qt::AlignLeft));
     applyTint();
 }
 

@@ -15,6 +15,7 @@ namespace lumicrate::views {
 /// One of the theme's colours: `&ThemeColors::warning`.
 using Tint = QColor ThemeColors::*;
 
+/// Its text begins at the side where lines of the user interface begin, whatever letters it has.
 class TintedLabel final : public QLabel {
  public:
     /// A single line, empty at first.

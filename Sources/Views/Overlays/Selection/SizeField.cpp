@@ -38,8 +38,9 @@ SizeField::SizeField(const QString& name, QString mark, Actions actions, QWidget
     setPalette(colors);
     setFont(overlay::controlFont(font()));
     setAttribute(Qt::WA_Hover);
-    setTextMargins(overlay::control::padding - 4 + markWidth() + markGap, 0, overlay::control::padding - 5,
-                   0);
+    const int beside = overlay::control::padding - 4 + markWidth() + markGap;
+    const int opposite = overlay::control::padding - 5;
+    setTextMargins(isRightToLeft() ? opposite : beside, 0, isRightToLeft() ? beside : opposite, 0);
 }
 
 int SizeField::markWidth() const {
@@ -133,7 +134,7 @@ void SizeField::paintEvent(QPaintEvent* event) {
         if (hasFocus()) overlay::paintFocus(painter, rect());
         painter.setPen(overlay::control::faintText);
         painter.setFont(font());
-        painter.drawText(rect().adjusted(overlay::control::padding, 0, 0, 0),
+        painter.drawText(rect().adjusted(overlay::control::padding, 0, -overlay::control::padding, 0),
                          Qt::AlignLeft | Qt::AlignVCenter, mark_);
     }
     QLineEdit::paintEvent(event);
