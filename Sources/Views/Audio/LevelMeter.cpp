@@ -121,6 +121,8 @@ void LevelMeter::paintScale(QPainter& painter) const {
     const QRectF whole = bar();
     painter.setFont(overlay::font(labelSize, QFont::Normal, font()));
     painter.setPen(ThemeColors::of(*this).secondary);
+    // The level rises from left to right in all languages.
+    painter.setLayoutDirection(Qt::LeftToRight);
     constexpr double labelWidth = 40;
     for (int decibels = -40; decibels <= 0; decibels += 10) {
         const double x = whole.left() + position(decibels) * whole.width();

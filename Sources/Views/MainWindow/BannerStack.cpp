@@ -10,6 +10,7 @@
 #include <QHBoxLayout>
 #include <QLabel>
 #include <QPainter>
+#include <QStyle>
 #include <QVBoxLayout>
 #include <algorithm>
 #include <utility>
@@ -24,7 +25,9 @@ class BannerView final : public QWidget {
  public:
     BannerView(const Banner& banner, QWidget* parent) : QWidget(parent), kind_(banner.kind) {
         auto* layout = new QHBoxLayout(this);
-        layout->setContentsMargins(measure::symbol + 3 * measure::gap - 4, 4, 4, 4);
+        const int besideSymbol = measure::symbol + 3 * measure::gap - 4;
+        layout->setContentsMargins(isRightToLeft() ? 4 : besideSymbol, 4, isRightToLeft() ? besideSymbol : 4,
+                                   4);
         auto* text = new QLabel(qtText(banner.text), this);
         text->setWordWrap(true);
         text->setTextFormat(Qt::PlainText);
@@ -51,7 +54,8 @@ class BannerView final : public QWidget {
         const QRectF frame = QRectF(rect()).adjusted(0.5, 0.5, -0.5, -0.5);
         painter.drawRoundedRect(frame, measure::corner, measure::corner);
         const int top = std::min(height() / 2, close_->geometry().center().y()) - measure::symbol / 2;
-        paintSymbol(painter, QRect(measure::gap + 2, top, measure::symbol, measure::symbol),
+        const QRect square(measure::gap + 2, top, measure::symbol, measure::symbol);
+        paintSymbol(painter, QStyle::visualRect(layoutDirection(), rect(), square),
                     error ? "exclamationmark.triangle.fill" : "info.circle", tone);
     }
 

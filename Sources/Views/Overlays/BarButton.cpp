@@ -122,6 +122,8 @@ void BarButton::paintRow(QPainter& painter) const {
 
 void BarButton::paintEvent(QPaintEvent*) {
     QPainter painter(this);
+    // It is initially that of the application.
+    painter.setLayoutDirection(layoutDirection());
     painter.setRenderHint(QPainter::Antialiasing);
     overlay::paintGround(painter, rect(), groundColor());
     if (!isEnabled()) painter.setOpacity(disabledOpacity);

@@ -117,6 +117,10 @@ void BarMenuStyle::paintItem(const QStyleOptionMenuItem& item, QPainter& painter
     // Ampersands in the texts are doubled.
     constexpr int flags = Qt::AlignLeft | Qt::AlignVCenter | Qt::TextSingleLine | Qt::TextHideMnemonic;
     const QRect& place = item.rect;
+    const bool isMirrored = item.direction == Qt::RightToLeft;
+    const auto textPlace = [&](int indent, int lowered) {
+        return place.adjusted(isMirrored ? 0 : indent, lowered, isMirrored ? -indent : 0, 0);
+    };
     if (isSeparator(item) && item.text.isEmpty()) {
         painter.fillRect(QRect(place.left() + sideRoom, place.center().y(), place.width() - 2 * sideRoom, 1),
                          overlay::opaqueEdge);
@@ -125,7 +129,7 @@ void BarMenuStyle::paintItem(const QStyleOptionMenuItem& item, QPainter& painter
     if (isSeparator(item)) {
         painter.setFont(headingFont(item.font));
         painter.setPen(overlay::control::faintText);
-        painter.drawText(place.adjusted(sideRoom, 1, 0, 0), flags, item.text);
+        painter.drawText(textPlace(sideRoom, 1), flags, item.text);
         return;
     }
     const bool enabled = item.state & State_Enabled;
@@ -134,11 +138,12 @@ void BarMenuStyle::paintItem(const QStyleOptionMenuItem& item, QPainter& painter
     const QColor color = enabled ? overlay::control::text : overlay::white(disabledOpacity);
     if (item.checked) {
         const double top = place.top() + (place.height() - checkSide) / 2.0;
-        paintSymbol(painter, QRectF(place.left() + sideRoom, top, checkSide, checkSide), "checkmark", color);
+        const double left = isMirrored ? place.right() + 1 - sideRoom - checkSide : place.left() + sideRoom;
+        paintSymbol(painter, QRectF(left, top, checkSide, checkSide), "checkmark", color);
     }
     painter.setFont(item.font);
     painter.setPen(color);
-    painter.drawText(place.adjusted(itemIndent, 0, 0, 0), flags, item.text);
+    painter.drawText(textPlace(itemIndent, 0), flags, item.text);
 }
 
 QAction* checkedAction(const QMenu& menu) {

@@ -105,6 +105,8 @@ void Magnifier::paintText(QPainter& painter, const QRect& frame, const QPoint& p
                           const QColor& color) const {
     painter.translate(frame.left(), frame.top() + padding_ + count * cell_);
     painter.scale(scale_, scale_);
+    // Coordinates and colors are written alike in all languages.
+    painter.setLayoutDirection(Qt::LeftToRight);
     const double width = frame.width() / scale_;
     const QRectF place(0, textGap, width, lineHeight);
     painter.setFont(textFont());
