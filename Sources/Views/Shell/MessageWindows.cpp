@@ -204,10 +204,12 @@ PermissionWindow::PermissionWindow(Permissions& model) : place_(new QVBoxLayout)
     showMissing(*model.missing);
 
     auto* bottom = new QHBoxLayout;
-    auto* outcome = new TintedLabel(&ThemeColors::secondary, qtText(*model.outcome));
+    auto* outcome = new TintedLabel(&ThemeColors::secondary);
+    outcome->showMessage(qtText(*model.outcome));
     auto* close = roomyButton(localizedText("Close"));
     auto* again = defaultButton(localizedText("Try Again"));
     bottom->addWidget(outcome, 1);
+    bottom->addStretch();
     bottom->addWidget(close);
     bottom->addWidget(again);
     lines->addLayout(bottom);
@@ -217,7 +219,7 @@ PermissionWindow::PermissionWindow(Permissions& model) : place_(new QVBoxLayout)
     connect(again, &QPushButton::clicked, this, [&model] { model.checkAgain(); });
     missingChanges_ = model.missing.observe([this](const auto& missing) { showMissing(missing); });
     outcomeChanges_ =
-        model.outcome.observe([outcome](const std::string& text) { outcome->setText(qtText(text)); });
+        model.outcome.observe([outcome](const std::string& text) { outcome->showMessage(qtText(text)); });
 }
 
 void PermissionWindow::showMissing(const std::vector<Permissions::Missing>& missing) {
