@@ -112,7 +112,9 @@ int saveReplay() {
         recorderInterfaceName(),
         [&](const QVariantMap& properties) {
             after = statusIn(properties);
-            const bool isSaved = after.lastRecording && after.lastRecording != before->lastRecording;
+            // The name may be the same again if that file has been deleted.
+            const bool isSaved = after.lastRecording && (after.lastRecording != before->lastRecording ||
+                                                         after.state == before->state);
             if (isSaved || after.error) loop.exit(isSaved ? exitDone : exitFailed);
         },
         [&loop] { loop.exit(exitFailed); });
