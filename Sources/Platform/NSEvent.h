@@ -24,6 +24,26 @@ struct NSEvent {
     std::string keyName;
 };
 
+/// A key or a mouse button that went down in the windows of any program.
+struct NSGlobalEvent {
+    enum class Source { key, leftButton, middleButton, rightButton };
+
+    Source source = Source::key;
+    /// Of a button only the modifier flags. They are those that were down before the press, without modifiers
+    /// that select the character: Ctrl where a layout has a character on Ctrl and this key. AltGr has no
+    /// flag. The characters are those of a Latin layout of the keyboard, if it has one and a flag of a
+    /// command is set: "c" for Ctrl and the key that types "с" in Russian.
+    NSEvent event;
+    /// The keysym of the key with Num Lock as it is and without other modifiers; with all of them if it types
+    /// a character only without them (arrows on a layer of letters). 0 for a button.
+    std::uint32_t symbol = 0;
+    /// Whether the key types a character with the present modifiers, or begins one (dead keys, Compose). True
+    /// also with Ctrl, Alt or Super, with which programs type nothing.
+    bool types = false;
+    /// What it types with the present modifiers, UTF-8: "@", or "é" after a dead accent. May be empty.
+    std::string characters;
+};
+
 /// An installed monitor; destroying it removes the monitor.
 class NSEventMonitor {
  public:
@@ -38,6 +58,17 @@ class NSMouseMonitoring {
     /// button. It is never called if the desktop does not report clicks.
     virtual std::unique_ptr<NSEventMonitor> addMouseDownMonitor(
         std::function<void(bool secondary)> onMouseDown) = 0;
+};
+
+/// Monitors keys and mouse buttons over the windows of all programs, including our own. Main thread.
+class NSGlobalMonitoring {
+ public:
+    virtual ~NSGlobalMonitoring() = default;
+    /// `onDown` is called on the main thread for every press of a key (also of a modifier) and of the left,
+    /// middle and right mouse button. A key that is held down and repeats is one press. Throws PlatformError
+    /// if the desktop does not report them.
+    virtual std::unique_ptr<NSEventMonitor> addGlobalMonitor(
+        std::function<void(const NSGlobalEvent&)> onDown) = 0;
 };
 
 /// Monitors the keys that this program's windows receive. Main thread.

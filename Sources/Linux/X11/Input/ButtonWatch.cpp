@@ -45,12 +45,12 @@ ButtonWatch::ButtonWatch(Executor& mainThread, const std::string& displayName)
       monitors_(std::make_shared<Monitors>(Monitors{this, {}})),
       connection_(displayName),
       inputOpcode_(connection_.extension(xcb_input_id, "XInputExtension").major_opcode),
+      buttons_(connection_),
       events_(connection_, [this](const xcb_generic_event_t& event) { handleEvent(event); }) {
     const auto access = events_.access();
     const auto version = connection_.await(xcb_input_xi_query_version_reply,
                                            xcb_input_xi_query_version(connection_.get(), 2, 2));
     log(LogArea::input, "extension XInputExtension ", version->major_version, ".", version->minor_version);
-    readButtonMapping();
 }
 
 ButtonWatch::~ButtonWatch() {
@@ -76,24 +76,12 @@ void ButtonWatch::select(bool wanted) noexcept {
     }
 }
 
-void ButtonWatch::readButtonMapping() {
-    const auto reply =
-        connection_.await(xcb_get_pointer_mapping_reply, xcb_get_pointer_mapping(connection_.get()));
-    const std::uint8_t* const map = xcb_get_pointer_mapping_map(reply.get());
-    buttonMapping_.assign(map, map + xcb_get_pointer_mapping_map_length(reply.get()));
-}
-
 void ButtonWatch::handleEvent(const xcb_generic_event_t& event) {
-    const int type = eventType(event);
-    if (type == XCB_MAPPING_NOTIFY &&
-        eventAs<xcb_mapping_notify_event_t>(event).request == XCB_MAPPING_POINTER)
-        readButtonMapping();
-    if (type != XCB_GE_GENERIC) return;
+    buttons_.handleEvent(event, connection_);
+    if (eventType(event) != XCB_GE_GENERIC) return;
     const auto& generic = eventAs<xcb_ge_generic_event_t>(event);
     if (generic.extension != inputOpcode_ || generic.event_type != XCB_INPUT_RAW_BUTTON_PRESS) return;
-    // Raw events have the numbers of the physical buttons.
-    std::uint32_t button = eventAs<xcb_input_raw_button_press_event_t>(event).detail;
-    if (button >= 1 && button <= buttonMapping_.size()) button = buttonMapping_[button - 1];
+    const std::uint32_t button = buttons_.logical(eventAs<xcb_input_raw_button_press_event_t>(event).detail);
     if (button != left && button != right) return;
     mainThread_.post([weak = std::weak_ptr(monitors_), secondary = button == right] {
         const auto monitors = weak.lock();

@@ -2,6 +2,7 @@
 // ButtonWatch: reports mouse clicks in all windows of an X server.
 #pragma once
 
+#include "Linux/X11/Input/ButtonMapping.h"
 #include "Linux/X11/Server/Connection.h"
 #include "Linux/X11/Server/EventThread.h"
 #include "Platform/NSEvent.h"
@@ -11,7 +12,6 @@
 #include <functional>
 #include <memory>
 #include <string>
-#include <vector>
 
 namespace lumicrate::x11 {
 
@@ -39,7 +39,6 @@ class ButtonWatch final : public NSMouseMonitoring {
 
     void handleEvent(const xcb_generic_event_t& event);
     void select(bool wanted) noexcept;
-    void readButtonMapping();
 
     Executor& mainThread_;
     std::shared_ptr<Monitors> monitors_;  ///< used on the main thread
@@ -47,7 +46,7 @@ class ButtonWatch final : public NSMouseMonitoring {
     // Guarded by access to events_:
     Connection connection_;
     std::uint8_t inputOpcode_;
-    std::vector<std::uint8_t> buttonMapping_;  ///< logical button of the first, second … physical one
+    ButtonMapping buttons_;
 
     EventThread events_;  // Destroyed first: its thread uses all the others.
 };
