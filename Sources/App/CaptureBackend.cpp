@@ -46,7 +46,7 @@ CaptureBackend captureBackend() {
 
 DesktopAbilities desktopAbilities() {
     const bool isX11 = captureBackend() == CaptureBackend::x11 && !isWaylandSession();
-    return {isX11, isX11, isX11};
+    return {isX11, isX11, isX11, isX11};
 }
 
 }  // namespace lumicrate::app

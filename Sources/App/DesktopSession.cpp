@@ -40,6 +40,7 @@ DesktopSession::DesktopSession(SystemServices& system)
       screens(findDisplay(system.capture)),
       keys(system.executor),
       buttons(system.executor),
+      presses(system.executor),
       keyMonitor({[this](std::uint32_t key) { return keys.keysymOf(key); },
                   [this](std::uint32_t key) { return keys.virtualKeyCodeOf(key); }}),
       pictures(system.portalCapture ? static_cast<SCScreenshotManager&>(*system.portalCapture)
@@ -51,6 +52,7 @@ DesktopSession::DesktopSession(SystemServices& system)
       screenChooser_(system.executor, screens, pictures, keyMonitor, contents_),
       countdown_(system.executor, screens, system.defaults, contents_, abilities),
       clickHighlighter_(system.executor, screens, buttons, contents_),
+      keystrokes_(system.executor, system.defaults, presses, contents_),
       areaFrame_(contents_),
       webcam({system.executor, system.defaults, screens, system.devices, system.cameraSessions, contents_}),
       audioRecorder(
@@ -83,6 +85,7 @@ void DesktopSession::updateScale(ScreenRecorder& recorder) {
 RecorderOverlays DesktopSession::pictureOverlays() {
     RecorderOverlays overlays;
     if (abilities.seesClicks) overlays.clickHighlighter = &clickHighlighter_;
+    if (abilities.seesKeys) overlays.keystrokes = &keystrokes_;
     overlays.webcam = &webcam;
     return overlays;
 }

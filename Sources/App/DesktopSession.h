@@ -11,11 +11,13 @@
 #include "Linux/X11/Capture/WindowPictures.h"
 #include "Linux/X11/Input/ButtonWatch.h"
 #include "Linux/X11/Input/HotKeys.h"
+#include "Linux/X11/Input/PressWatch.h"
 #include "Lumicrate/Audio/AudioRecorderWindow.h"
 #include "Lumicrate/Overlays/AreaFrame.h"
 #include "Lumicrate/Overlays/ClickHighlighter.h"
 #include "Lumicrate/Overlays/ControlBarController.h"
 #include "Lumicrate/Overlays/CountdownController.h"
+#include "Lumicrate/Overlays/KeystrokeDisplay.h"
 #include "Lumicrate/Overlays/Selection/AreaSelector.h"
 #include "Lumicrate/Overlays/Selection/ScreenChooser.h"
 #include "Lumicrate/Overlays/WebcamBubbleController.h"
@@ -41,14 +43,18 @@ class DesktopSession {
     /// Keeps the points of the capture those of the toolkit when the desktop's scale changes. The points of a
     /// recording are constant, so during one the change waits for its end. `recorder` must outlive this.
     void followScale(ScreenRecorder& recorder);
-    /// Whether the rings around clicks keep still.
-    void setReducedMotion(bool reduced) { clickHighlighter_.setReducedMotion(reduced); }
+    /// Whether the rings around clicks keep still, and pressed keys disappear at once.
+    void setReducedMotion(bool reduced) {
+        clickHighlighter_.setReducedMotion(reduced);
+        keystrokes_.setReducedMotion(reduced);
+    }
 
     const DesktopAbilities abilities;
     views::Screens screens;
     /// Also the keyboard's layout, where the desktop assigns the keys.
     x11::HotKeys keys;
     x11::ButtonWatch buttons;
+    x11::PressWatch presses;
     views::KeyMonitor keyMonitor;
 
  private:
@@ -68,6 +74,7 @@ class DesktopSession {
     ScreenChooser screenChooser_;
     CountdownController countdown_;
     ClickHighlighter clickHighlighter_;
+    KeystrokeDisplay keystrokes_;
     AreaFrame areaFrame_;
 
  public:

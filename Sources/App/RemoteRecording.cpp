@@ -16,7 +16,7 @@ namespace lumicrate::app {
 namespace {
 
 /// Of "record"; the others belong to a process, or would have other programs run as the user.
-constexpr std::array<std::string_view, 17> optionNames = {"screen",
+constexpr std::array<std::string_view, 18> optionNames = {"screen",
                                                           "window",
                                                           "area",
                                                           "webcam",
@@ -30,6 +30,7 @@ constexpr std::array<std::string_view, 17> optionNames = {"screen",
                                                           "system-audio",
                                                           "countdown",
                                                           "clicks",
+                                                          "keys",
                                                           "microphone",
                                                           "mix-audio",
                                                           "application-audio"};

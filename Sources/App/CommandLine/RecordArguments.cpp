@@ -65,6 +65,8 @@ constexpr std::array specs{
                translatable("One audio track for both, instead of one each.")},
     OptionSpec{"cursor", Kind::negatable, "", translatable("The mouse pointer.")},
     OptionSpec{"clicks", Kind::negatable, "", translatable("A ring around each mouse click.")},
+    OptionSpec{"keys", Kind::negatable, "",
+               translatable("Pressed shortcuts and keys that type no text, such as F5.")},
     OptionSpec{"countdown", Kind::negatable, "", translatable("Count down from three first.")},
     backendOption,
     OptionSpec{"portal-token", Kind::value, "TOKEN",
@@ -194,10 +196,11 @@ RecordArguments readRecordArguments(const ParsedOptions& parsed, const Recording
     readSwitch(parsed, "microphone", options.captureMicrophone);
     readSwitch(parsed, "cursor", options.showCursor);
     readSwitch(parsed, "clicks", options.highlightClicks);
+    readSwitch(parsed, "keys", options.showKeys);
     readSwitch(parsed, "countdown", options.countdown);
     const bool hasScreen =
         request.mode != RecordArguments::Mode::webcam && request.mode != RecordArguments::Mode::audio;
-    if (!hasScreen) options.highlightClicks = false;
+    if (!hasScreen) options.highlightClicks = options.showKeys = false;
     if (request.mode == RecordArguments::Mode::webcam) {
         if (parsed.isOn("system-audio") == true)
             throw UsageError(localized("A webcam is recorded without system audio."));

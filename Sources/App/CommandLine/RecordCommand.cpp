@@ -297,7 +297,12 @@ int runRecord(const ParsedOptions& parsed) {
         given.options.highlightClicks = false;
         if (parsed.isOn("clicks") == true) say(DesktopAbilities::clicksNote());
     }
-    const bool hasPanels = given.options.webcamEnabled || given.options.highlightClicks;
+    if (given.options.showKeys && !desktopAbilities().seesKeys) {
+        given.options.showKeys = false;
+        if (parsed.isOn("keys") == true) say(DesktopAbilities::keysNote());
+    }
+    const bool hasPanels =
+        given.options.webcamEnabled || given.options.highlightClicks || given.options.showKeys;
     const std::unique_ptr<QCoreApplication> application =
         hasPanels ? std::unique_ptr<QCoreApplication>(makeDesktopApplication()) : makeConsoleApplication();
     SystemServices system;

@@ -13,7 +13,7 @@ namespace lumicrate {
 
 /// The window numbers of the application's own overlays.
 struct OverlayWindows {
-    std::vector<std::uint32_t> keep;    ///< recorded: webcam bubble, click highlights
+    std::vector<std::uint32_t> keep;    ///< recorded: webcam bubble, click highlights, pressed keys
     std::vector<std::uint32_t> chrome;  ///< never recorded: control bar, area frame
 };
 

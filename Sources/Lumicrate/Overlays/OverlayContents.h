@@ -19,6 +19,7 @@ struct AreaSelection;
 class ControlBarModel;
 struct ClickRings;
 struct CountdownModel;
+struct Keystrokes;
 struct ScreenChoice;
 class WebcamBubbleModel;
 
@@ -40,6 +41,7 @@ class OverlayContents {
     virtual std::unique_ptr<OverlayContent> countdown(const CountdownModel& model) = 0;
     virtual std::unique_ptr<OverlayContent> controlBar(ControlBarModel& model) = 0;
     virtual std::unique_ptr<OverlayContent> clickRings(const ClickRings& model) = 0;
+    virtual std::unique_ptr<OverlayContent> keystrokes(const Keystrokes& model) = 0;
     /// Handles the mouse.
     virtual std::unique_ptr<OverlayContent> webcamBubble(WebcamBubbleModel& model) = 0;
     /// A dashed line along the inside of the panel's edges.

@@ -18,6 +18,7 @@ class AudioRecorderWindow;
 class ClickHighlighter;
 class ControlBarController;
 class CountdownController;
+class KeystrokeDisplay;
 class ScreenChooser;
 
 /// The floating camera picture, which is part of the recorded picture. Main thread only.
@@ -52,6 +53,7 @@ struct RecorderOverlays {
     CountdownController* countdown = nullptr;
     ControlBarController* controlBar = nullptr;
     ClickHighlighter* clickHighlighter = nullptr;
+    KeystrokeDisplay* keystrokes = nullptr;
     AreaFrame* areaFrame = nullptr;
     WebcamBubbleShowing* webcam = nullptr;
     AudioRecorderWindow* audioRecorder = nullptr;

@@ -4,6 +4,7 @@
 #include "Lumicrate/Overlays/AreaFrame.h"
 #include "Lumicrate/Overlays/ClickHighlighter.h"
 #include "Lumicrate/Overlays/ControlBarController.h"
+#include "Lumicrate/Overlays/KeystrokeDisplay.h"
 
 #include <algorithm>
 #include <utility>
@@ -28,8 +29,8 @@ void addWindow(const Overlay* overlay, std::vector<std::uint32_t>& numbers) {
 
 }  // namespace
 
-void RecordingChrome::show(const RecordingOptions& options, const Place& place,
-                           const std::vector<NSScreen>& screens) {
+std::string RecordingChrome::show(const RecordingOptions& options, const Place& place,
+                                  const std::vector<NSScreen>& screens) {
     shown_ = true;
     place_ = place;
     const auto& [screen, part, framed, chromeIsRecorded] = place;
@@ -39,8 +40,12 @@ void RecordingChrome::show(const RecordingOptions& options, const Place& place,
     if (options.webcamEnabled) showWebcam(options, recorded);
     if (options.highlightClicks && overlays_.clickHighlighter && screen)
         overlays_.clickHighlighter->show(*screen);
+    std::string keysReason;
+    if (options.showKeys && overlays_.keystrokes && recorded)
+        keysReason = overlays_.keystrokes->show(options, *recorded);
     if (framed && part && screen && overlays_.areaFrame) overlays_.areaFrame->show(*part, *screen);
     showControlBar(recorded, screens);
+    return keysReason;
 }
 
 void RecordingChrome::showControlBar(const std::optional<Rect>& recorded,
@@ -67,6 +72,7 @@ void RecordingChrome::hide() {
     if (overlays_.controlBar) overlays_.controlBar->hide();
     if (overlays_.areaFrame) overlays_.areaFrame->hide();
     if (overlays_.clickHighlighter) overlays_.clickHighlighter->hide();
+    if (overlays_.keystrokes) overlays_.keystrokes->hide();
     const auto center = std::exchange(bubbleCenterBeforeRecording_, std::nullopt);
     if (!overlays_.webcam) return;
     overlays_.webcam->setMicrophoneLevel(std::nullopt);
@@ -83,6 +89,8 @@ void RecordingChrome::followWindow(const Rect& before, const Rect& now) {
     if (place_.part) {
         place_.part = {place_.part->x + now.x - before.x, place_.part->y + now.y - before.y, now.width,
                        now.height};
+        if (overlays_.keystrokes && place_.screen)
+            overlays_.keystrokes->move(globalRect(*place_.part, *place_.screen));
     }
     const double up = before.maxY() - now.maxY();
     // The bar is below the window's middle, the bubble in its bottom right corner.
@@ -98,6 +106,7 @@ void RecordingChrome::screensChanged(const NSScreens& screens) {
     place_.screen = screen;
     const std::optional<Rect>& part = place_.part;
     if (overlays_.clickHighlighter) overlays_.clickHighlighter->setScreen(*screen);
+    if (overlays_.keystrokes) overlays_.keystrokes->move(part ? globalRect(*part, *screen) : screen->frame);
     if (part && overlays_.areaFrame) overlays_.areaFrame->move(*part, *screen);
     if (overlays_.controlBar)
         overlays_.controlBar->place(screen, part ? std::optional(globalRect(*part, *screen)) : std::nullopt);
@@ -107,6 +116,7 @@ OverlayWindows RecordingChrome::windows() const {
     OverlayWindows windows;
     addWindow(overlays_.webcam, windows.keep);
     addWindow(overlays_.clickHighlighter, windows.keep);
+    addWindow(overlays_.keystrokes, windows.keep);
     addWindow(overlays_.controlBar, windows.chrome);
     addWindow(overlays_.areaFrame, windows.chrome);
     return windows;

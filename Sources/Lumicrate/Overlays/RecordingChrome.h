@@ -9,6 +9,7 @@
 #include "Support/Geometry.h"
 
 #include <optional>
+#include <string>
 #include <vector>
 
 namespace lumicrate {
@@ -29,8 +30,9 @@ class RecordingChrome {
     explicit RecordingChrome(const RecorderOverlays& overlays) : overlays_(overlays) {}
 
     /// Shows the overlays that the options request, and the control bar; not if it would be recorded on all
-    /// screens.
-    void show(const RecordingOptions& options, const Place& place, const std::vector<NSScreen>& screens);
+    /// screens. Returns why one of them cannot be shown; empty if all are.
+    std::string show(const RecordingOptions& options, const Place& place,
+                     const std::vector<NSScreen>& screens);
     /// Hides them again, and moves the webcam bubble back to its previous place.
     void hide();
     void setMicrophoneLevel(float level);

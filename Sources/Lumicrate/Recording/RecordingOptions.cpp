@@ -101,6 +101,10 @@ RecordingOptions RecordingOptions::current(const NSUserDefaults& defaults) {
     options.areaRect = readArea(defaults);
     options.constantFrameRate = defaults.boolForKey(preference::constantFrameRate);
     options.onlyApplicationAudio = defaults.boolForKey(preference::onlyApplicationAudio);
+    options.showKeys = defaults.boolForKey(preference::showKeys);
+    options.keysPlace = readCase(defaults, preference::keysPlace, fresh.keysPlace);
+    options.keysSize = readCase(defaults, preference::keysSize, fresh.keysSize);
+    options.showTypedText = defaults.boolForKey(preference::showTypedText);
     return options;
 }
 

@@ -22,6 +22,9 @@ enum class VideoQuality { native, p1080, p720 };
 enum class EncodingQuality { standard, high, maximum };
 enum class WebcamShape { circle, rounded, rectangle };
 enum class WebcamBorder { none, thin, medium, thick };
+/// Where pressed keys are shown in the recorded part; without a side, in its middle.
+enum class KeysPlace { bottom, bottomLeft, bottomRight, top, topLeft, topRight };
+enum class KeysSize { small, medium, large };
 
 template <>
 struct RawValues<CaptureMode> {
@@ -46,6 +49,16 @@ struct RawValues<WebcamShape> {
 template <>
 struct RawValues<WebcamBorder> {
     static constexpr std::array<std::string_view, 4> names = {"none", "thin", "medium", "thick"};
+};
+
+template <>
+struct RawValues<KeysPlace> {
+    static constexpr std::array<std::string_view, 6> names = {"bottom", "bottomLeft", "bottomRight",
+                                                              "top",    "topLeft",    "topRight"};
+};
+template <>
+struct RawValues<KeysSize> {
+    static constexpr std::array<std::string_view, 3> names = {"small", "medium", "large"};
 };
 
 /// The keys of the preferences store.
@@ -80,6 +93,10 @@ inline constexpr std::string_view notifyWhenSaved = "notifyWhenSaved";
 inline constexpr std::string_view constantFrameRate = "constantFrameRate";
 inline constexpr std::string_view onlyApplicationAudio = "onlyApplicationAudio";
 inline constexpr std::string_view replaySeconds = "replaySeconds";  ///< 0: off
+inline constexpr std::string_view showKeys = "showKeys";
+inline constexpr std::string_view keysPlace = "keysPlace";
+inline constexpr std::string_view keysSize = "keysSize";
+inline constexpr std::string_view showTypedText = "showTypedText";
 }  // namespace preference
 
 /// The width of the webcam bubble, points.
@@ -113,6 +130,11 @@ struct RecordingOptions {
     bool constantFrameRate = false;
     /// With a recorded window: of the system audio only what the window's application plays.
     bool onlyApplicationAudio = false;
+    /// Show pressed shortcuts and keys that type nothing; with `showTypedText` also what is typed.
+    bool showKeys = false;
+    KeysPlace keysPlace = KeysPlace::bottom;
+    KeysSize keysSize = KeysSize::medium;
+    bool showTypedText = false;
 
     bool operator==(const RecordingOptions&) const = default;
 

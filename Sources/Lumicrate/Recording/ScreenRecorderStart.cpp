@@ -329,7 +329,10 @@ Task<void> ScreenRecorder::beginCapture(RecordingOptions options) {
         throw RecorderError(RecorderError::noAudioSource);
     recordsMicrophone = options.captureMicrophone;
     // Before the windows are listed, so that the filter finds the overlays among them.
-    if (!soundAlone()) chrome_.show(options, place(options), services_.screens.screens());
+    if (!soundAlone()) {
+        const std::string reason = chrome_.show(options, place(options), services_.screens.screens());
+        if (!reason.empty()) notice(reason);
+    }
 
     Task<ActiveRecording::Plan> planning = makePlan(options);
     const ActiveRecording::Plan plan = co_await planning;

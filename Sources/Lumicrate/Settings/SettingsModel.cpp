@@ -277,6 +277,35 @@ SwitchSetting SettingsModel::highlightClicks() const {
     return setting;
 }
 
+SwitchSetting SettingsModel::showKeys() const {
+    SwitchSetting setting = switched(
+        preference::showKeys, translatable("Show pressed keys"),
+        translatable("Shortcuts such as Ctrl+S, and keys that type no text, appear in the recording."));
+    setting.available = services_.desktop.seesKeys;
+    if (!setting.available) setting.caption = DesktopAbilities::keysNote();
+    return setting;
+}
+
+ChoiceSetting SettingsModel::keysPlace() {
+    return enumerated(preference::keysPlace, translatable("Place of the keys"), "",
+                      std::array<std::string_view, 6>{translatable("Bottom"), translatable("Bottom left"),
+                                                      translatable("Bottom right"), translatable("Top"),
+                                                      translatable("Top left"), translatable("Top right")},
+                      RecordingOptions().keysPlace);
+}
+
+ChoiceSetting SettingsModel::keysSize() {
+    return enumerated(
+        preference::keysSize, translatable("Size of the keys"), "",
+        std::array<std::string_view, 3>{translatable("Small"), translatable("Medium"), translatable("Large")},
+        RecordingOptions().keysSize);
+}
+
+SwitchSetting SettingsModel::showTypedText() {
+    return switched(preference::showTypedText, translatable("Show typed text too"),
+                    translatable("Everything you type is then in the picture, passwords too."));
+}
+
 SwitchSetting SettingsModel::webcamEnabled() {
     return switched(
         preference::webcamEnabled, translatable("Show the webcam"),

@@ -102,6 +102,10 @@ class SettingsModel {
     static ChoiceSetting encodingQuality();
     static SwitchSetting showCursor();
     SwitchSetting highlightClicks() const;
+    SwitchSetting showKeys() const;
+    static ChoiceSetting keysPlace();
+    static ChoiceSetting keysSize();
+    static SwitchSetting showTypedText();
 
     // Webcam
     static SwitchSetting webcamEnabled();

@@ -38,19 +38,6 @@ std::optional<Shortcut> fromJson(const std::string& text) {
     return Shortcut{*keyCode, *modifiers, key->get<std::string>()};
 }
 
-/// Other modifiers than these four are ignored.
-std::int64_t modifiersOf(const NSEvent& event) {
-    constexpr std::pair<std::uint64_t, std::int64_t> flags[] = {{NSEvent::commandFlag, Shortcut::cmdKey},
-                                                                {NSEvent::optionFlag, Shortcut::optionKey},
-                                                                {NSEvent::controlFlag, Shortcut::controlKey},
-                                                                {NSEvent::shiftFlag, Shortcut::shiftKey}};
-    std::int64_t mask = 0;
-    for (const auto& [flag, modifier] : flags) {
-        if ((event.modifierFlags & flag) != 0) mask |= modifier;
-    }
-    return mask;
-}
-
 /// The number of characters of a valid UTF-8 text.
 std::ptrdiff_t characterCount(const std::string& text) {
     return std::count_if(text.begin(), text.end(), [](char byte) { return (byte & 0xC0) != 0x80; });
@@ -84,16 +71,32 @@ std::string Shortcut::display() const {
 }
 
 std::string Shortcut::spelledOut() const {
+    return spelledOutModifiers(modifiers) + spelledOutKey(key);
+}
+
+std::string spelledOutModifiers(std::int64_t modifiers) {
     constexpr std::pair<std::int64_t, std::string_view> names[] = {
-        {controlKey, translatableIn("key", "Ctrl")},
-        {optionKey, translatableIn("key", "Alt")},
-        {shiftKey, translatableIn("key", "Shift")},
-        {cmdKey, translatableIn("key", "Super")}};
+        {Shortcut::controlKey, translatableIn("key", "Ctrl")},
+        {Shortcut::optionKey, translatableIn("key", "Alt")},
+        {Shortcut::shiftKey, translatableIn("key", "Shift")},
+        {Shortcut::cmdKey, translatableIn("key", "Super")}};
     std::string text;
     for (const auto& [mask, name] : names) {
         if ((modifiers & mask) != 0) text += localizedIn("key", name) + "+";
     }
-    return text + spelledOutKey(key);
+    return text;
+}
+
+std::int64_t modifiersOf(const NSEvent& event) {
+    constexpr std::pair<std::uint64_t, std::int64_t> flags[] = {{NSEvent::commandFlag, Shortcut::cmdKey},
+                                                                {NSEvent::optionFlag, Shortcut::optionKey},
+                                                                {NSEvent::controlFlag, Shortcut::controlKey},
+                                                                {NSEvent::shiftFlag, Shortcut::shiftKey}};
+    std::int64_t mask = 0;
+    for (const auto& [flag, modifier] : flags) {
+        if ((event.modifierFlags & flag) != 0) mask |= modifier;
+    }
+    return mask;
 }
 
 std::optional<std::string> Shortcut::keyEquivalent() const {

@@ -39,6 +39,12 @@ struct Shortcut {
     static const std::map<std::int64_t, std::string_view>& specialKeys();
 };
 
+/// "Ctrl+Alt+Shift+Super+": the modifiers of such a mask in words, in that order.
+std::string spelledOutModifiers(std::int64_t modifiers);
+
+/// The modifiers of an event as such a mask. Its other modifiers are ignored.
+std::int64_t modifiersOf(const NSEvent& event);
+
 /// The shortcut that a key press stands for. None for a key without a name, and for a key without command,
 /// option or control unless it is a function key.
 std::optional<Shortcut> shortcutFrom(const NSEvent& event);

@@ -4,6 +4,7 @@
 #include "Lumicrate/Overlays/Selection/AreaSelector.h"
 #include "Views/Overlays/ControlBarView.h"
 #include "Views/Overlays/CountdownView.h"
+#include "Views/Overlays/KeystrokesView.h"
 #include "Views/Overlays/MarkViews.h"
 #include "Views/Overlays/ScreenChoiceView.h"
 #include "Views/Overlays/Selection/AreaToolbarView.h"
@@ -53,6 +54,10 @@ std::unique_ptr<OverlayContent> PanelContents::controlBar(ControlBarModel& model
 
 std::unique_ptr<OverlayContent> PanelContents::clickRings(const ClickRings& model) {
     return content(std::make_unique<ClickRingsView>(model));
+}
+
+std::unique_ptr<OverlayContent> PanelContents::keystrokes(const Keystrokes& model) {
+    return content(std::make_unique<KeystrokesView>(model));
 }
 
 std::unique_ptr<OverlayContent> PanelContents::webcamBubble(WebcamBubbleModel& model) {

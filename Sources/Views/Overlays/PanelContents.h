@@ -23,6 +23,7 @@ class PanelContents final : public OverlayContents {
     std::unique_ptr<OverlayContent> countdown(const CountdownModel& model) override;
     std::unique_ptr<OverlayContent> controlBar(ControlBarModel& model) override;
     std::unique_ptr<OverlayContent> clickRings(const ClickRings& model) override;
+    std::unique_ptr<OverlayContent> keystrokes(const Keystrokes& model) override;
     std::unique_ptr<OverlayContent> webcamBubble(WebcamBubbleModel& model) override;
     std::unique_ptr<OverlayContent> areaFrame() override;
     std::unique_ptr<OverlayContent> selection(AreaSelection& model) override;

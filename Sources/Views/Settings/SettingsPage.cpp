@@ -116,6 +116,12 @@ void SettingsPage::addVideo() {
         file.addRow(choiceRow(setting, model_.defaults(), *new QComboBox));
     file.addRow(switchRow(SettingsModel::constantFrameRate(), model_.defaults()));
     addSwitches({SettingsModel::showCursor(), model_.highlightClicks()});
+    const SwitchSetting showKeys = model_.showKeys();
+    Card& keys = addSwitches({showKeys});
+    if (!showKeys.available) return;
+    for (const ChoiceSetting& setting : {SettingsModel::keysPlace(), SettingsModel::keysSize()})
+        keys.addRow(choiceRow(setting, model_.defaults(), *new QComboBox));
+    keys.addRow(switchRow(SettingsModel::showTypedText(), model_.defaults()));
 }
 
 void SettingsPage::addAudio() {

@@ -5,6 +5,7 @@
 #include "Lumicrate/Overlays/OverlayContents.h"
 #include "Platform/NSEvent.h"
 #include "Platform/SCScreenshotManager.h"
+#include "Support/Error.h"
 #include "Support/Task.h"
 #include "Tests/Lumicrate/FakePlatform.h"
 
@@ -42,6 +43,10 @@ class FakeOverlayContents final : public OverlayContents {
         ringsModel = &model;
         return content("rings");
     }
+    std::unique_ptr<OverlayContent> keystrokes(const Keystrokes& model) override {
+        keystrokesModel = &model;
+        return content("keys");
+    }
     std::unique_ptr<OverlayContent> webcamBubble(WebcamBubbleModel& model) override {
         bubbleModel = &model;
         return content("bubble");
@@ -74,6 +79,7 @@ class FakeOverlayContents final : public OverlayContents {
     const CountdownModel* countdownModel = nullptr;
     ControlBarModel* barModel = nullptr;
     const ClickRings* ringsModel = nullptr;
+    const Keystrokes* keystrokesModel = nullptr;
     WebcamBubbleModel* bubbleModel = nullptr;
     AreaSelection* selectionModel = nullptr;
     std::vector<ScreenChoice*> screenChoices;
@@ -141,6 +147,18 @@ struct FakeMouse final : public NSMouseMonitoring {
         return std::make_unique<Counted<NSEventMonitor>>(monitors);
     }
     std::function<void(bool secondary)> press;
+    int monitors = 0;
+};
+
+struct FakePresses final : public NSGlobalMonitoring {
+    std::unique_ptr<NSEventMonitor> addGlobalMonitor(
+        std::function<void(const NSGlobalEvent&)> onDown) override {
+        if (!refusal.empty()) throw PlatformError(refusal);
+        press = std::move(onDown);
+        return std::make_unique<Counted<NSEventMonitor>>(monitors);
+    }
+    std::function<void(const NSGlobalEvent&)> press;
+    std::string refusal;
     int monitors = 0;
 };
 

@@ -6,6 +6,7 @@
 #include "Lumicrate/Overlays/ClickHighlighter.h"
 #include "Lumicrate/Overlays/ControlBarController.h"
 #include "Lumicrate/Overlays/CountdownController.h"
+#include "Lumicrate/Overlays/KeystrokeDisplay.h"
 #include "Lumicrate/Overlays/Selection/AreaSelector.h"
 #include "Lumicrate/Overlays/Selection/ScreenChooser.h"
 #include "Lumicrate/Recording/RecorderError.h"
@@ -210,6 +211,8 @@ class RecorderFixture : public testing::Test {
     CountdownController countdown{executor, screens, defaults, contents};
     ControlBarController controlBar{screens, defaults, contents};
     ClickHighlighter clickHighlighter{executor, screens, clickMonitoring, contents};
+    FakePresses presses;
+    KeystrokeDisplay keystrokeDisplay{executor, defaults, presses, contents};
     AreaFrame areaFrame{contents};
     RecorderOverlays overlays;
     AVCaptureSessionFactory makeCameraSession;

@@ -101,6 +101,10 @@ TEST_F(RecordingOptionsTests, StoredValuesAreReadOrFallBack) {
         {"webcamMirror", false, [](auto& o) { o.webcamMirror = false; }},
         {"constantFrameRate", true, [](auto& o) { o.constantFrameRate = true; }},
         {"onlyApplicationAudio", true, [](auto& o) { o.onlyApplicationAudio = true; }},
+        {"showKeys", true, [](auto& o) { o.showKeys = true; }},
+        {"keysPlace", "topRight"s, [](auto& o) { o.keysPlace = KeysPlace::topRight; }},
+        {"keysSize", "huge"s, [](auto& o) { o.keysSize = KeysSize::medium; }},
+        {"showTypedText", true, [](auto& o) { o.showTypedText = true; }},
     };
     for (const auto& each : cases) {
         defaults.stored = {{each.key, each.stored}};
@@ -374,8 +378,9 @@ TEST_F(SettingsTests, SaysWhichKeysTheDesktopHasAssigned) {
                                           "/home/me",
                                           [] {},
                                           true,
-                                          {false, false}});
-    EXPECT_FALSE(model->highlightClicks().available);
+                                          {false, false, false, false}});
+    EXPECT_FALSE(model->highlightClicks().available || model->showKeys().available);
+    EXPECT_THAT(model->showKeys().caption, HasSubstr("Wayland"));
     EXPECT_THAT(model->highlightClicks().caption, HasSubstr("Wayland"));
     Welcome welcome(defaults, login, "/data", "/home/me", &assignment);
     const struct {
