@@ -85,6 +85,7 @@ TEST(RecordArgumentsTests, ReadsTheSource) {
         EXPECT_EQ(window.window, 25165835U);
     }
     EXPECT_TRUE(read({"--clicks"}).options.highlightClicks);
+    EXPECT_TRUE(read({"--keys"}).options.showKeys);
     EXPECT_FALSE(read({"--clicks", "--audio"}).options.highlightClicks) << "there are no pictures";
     const RecordArguments area = read({"--area", "-10,20.5,640,480"});
     EXPECT_EQ(area.mode, RecordArguments::Mode::area);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // The real program on a private desktop, judged by the movies it leaves.
 #include "Tests/App/ProgramTest.h"
+#include "Tests/Linux/X11/TestWindow.h"
 #include "Tests/Stage/Measure.h"
 
 #include <nlohmann/json.hpp>
@@ -281,6 +282,81 @@ TEST_F(RecordTests, ClicksAreHighlighted) {
         if (color.red > color.blue + 100) ++ring;
     }
     EXPECT_GT(ring, 0);
+}
+
+/// Where the row of pressed keys is, in a picture of that height.
+int rowOfKeys(int pictureHeight) {
+    return pictureHeight - static_cast<int>(std::lround(pictureHeight * 0.09)) - 24;
+}
+
+/// The row of keys of a picture, as luma.
+std::vector<int> keysIn(const Picture& picture) {
+    std::vector<int> luma;
+    for (int x = 0; x < picture.width; ++x)
+        luma.push_back(picture.luma().at(x, rowOfKeys(picture.height)));
+    return luma;
+}
+
+/// The first and the last column that differ; none if none do.
+std::optional<std::pair<int, int>> difference(const std::vector<int>& one, const std::vector<int>& other) {
+    std::optional<std::pair<int, int>> columns;
+    for (int x = 0; x < static_cast<int>(one.size()); ++x) {
+        if (std::abs(one[std::size_t(x)] - other[std::size_t(x)]) < 20) continue;
+        columns = {columns ? columns->first : x, x};
+    }
+    return columns;
+}
+
+TEST_F(RecordTests, CommandsAreShownButNothingThatIsTyped) {
+    TestWindow window(display(), {.frame = {300, 100, 640, 480}});
+    stage::runProgram({"setxkbmap", "us", "intl"});
+    const struct {
+        std::vector<std::string> source;
+        bool showsTypedText;
+    } cases[] = {{{"--screen"}, false},
+                 {{"--area", "300,100,640,480"}, false},
+                 {{"--window", std::to_string(window.id())}, false},
+                 {{"--screen"}, true}};
+    const stage::Environment environment{{"XDG_CONFIG_HOME", folder.path().string()}};
+    for (const auto& [source, showsTypedText] : cases) {
+        SCOPED_TRACE(source.front() + (showsTypedText ? " with typed text" : ""));
+        run({"settings", "showTypedText", showsTypedText ? "true" : "false"}, environment);
+        std::vector<std::string> arguments = source;
+        arguments.push_back("--keys");
+        std::filesystem::remove(file);
+        Program program = record(arguments, environment);
+        program.awaitState("recording");
+        xdotool({"type", "--delay", "5", "p4ssw0rd SECRET?!"});
+        // A dead accent and e, AltGr and a letter, modifiers alone.
+        xdotool({"key", "48", "26", "ISO_Level3_Shift+24", "Shift_L", "Control_L", "Caps_Lock", "Caps_Lock"});
+        pass(0.4);
+        // A mark in the top left corner of every source.
+        window.fill({0, 0, 8, 8}, 0xff0000);
+        Painter().fill(0, 0, 8, 8, 0xff0000);
+        xdotool({"key", "ctrl+s"});
+        pass(0.4);
+        program.stop();
+        window.fill(0xffffff);
+        Painter().fill(0, 0, 8, 8, 0);
+
+        MovieProbe movie(file);
+        std::vector<int> first;
+        std::vector<int> last;
+        bool shownBefore = false;
+        movie.visitPictures([&](const Picture& picture) {
+            last = keysIn(picture);
+            if (first.empty()) first = last;
+            const Rgb mark = picture.rgbAt(2, 2);
+            if (mark.red < mark.blue + 100) shownBefore = shownBefore || difference(first, last);
+            return true;
+        });
+        EXPECT_EQ(shownBefore, showsTypedText);
+        const auto capsule = difference(first, last);
+        ASSERT_TRUE(capsule);
+        EXPECT_NEAR(capsule->first + capsule->second, static_cast<int>(first.size()), 4) << "centred";
+        if (!showsTypedText) EXPECT_LT(capsule->second - capsule->first, 180) << "more than one command";
+    }
+    stage::runProgram({"setxkbmap", "us"});
 }
 
 TEST_F(RecordTests, WithoutASoundServerOnlyThePictureIsRecorded) {

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "Linux/X11/Input/ButtonWatch.h"
 #include "Linux/X11/Input/HotKeys.h"
+#include "Linux/X11/Input/PressWatch.h"
+#include "Lumicrate/Overlays/KeystrokeLabel.h"
 #include "Support/Error.h"
 #include "Tests/Linux/X11/TestWindow.h"
 #include "Tests/Stage/ChildProcess.h"
@@ -10,6 +12,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <clocale>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -298,6 +301,122 @@ TEST_F(ButtonWatchTests, SelectsEventsOnlyWhileThereIsAMonitor) {
     watch.reset();
     queue.drain();
     EXPECT_EQ(clicks.size(), 3U);
+}
+
+/// The labels of presses in the layouts of a real keyboard.
+class PressWatchTests : public InputTests {
+ protected:
+    std::unique_ptr<NSEventMonitor> monitor() {
+        return watch.addGlobalMonitor([this](const NSGlobalEvent& press) {
+            if (const auto label = keystrokeLabel(press, showsTypedText)) labels.push_back(label->text);
+        });
+    }
+    /// All labels until now: those before one of our own.
+    std::vector<std::string> shown() {
+        type({"key", "F12"});
+        EXPECT_TRUE(runUntil([&] { return !labels.empty() && labels.back() == "F12"; }));
+        if (!labels.empty()) labels.pop_back();
+        return std::exchange(labels, {});
+    }
+    void chooseLayout(const std::string& layout, const std::string& variant = {}) const {
+        tool({"setxkbmap", layout, variant});
+    }
+    /// Presses every key that types a character, each with these modifiers.
+    void typeAll(const std::vector<std::string>& modifiers) const {
+        std::vector<std::string> words;
+        for (const std::string& each : modifiers)
+            words.insert(words.end(), {"keydown", each});
+        words.insert(words.end(), {"key", "--delay", "1"});
+        for (int key = 10; key <= 94; ++key) {
+            const bool isCharacter = key <= 21 || (key >= 24 && key <= 35) || (key >= 38 && key <= 49) ||
+                                     (key >= 51 && key <= 61) || key == 65 || key == 94;
+            if (isCharacter) words.push_back(std::to_string(key));
+        }
+        for (const std::string& each : modifiers)
+            words.insert(words.end(), {"keyup", each});
+        type(words);
+    }
+
+    PressWatch watch{queue, server.displayName()};
+    bool showsTypedText = false;
+    std::vector<std::string> labels;
+};
+
+TEST_F(PressWatchTests, NamesCommandsByTheLayoutAndNoTypedCharacter) {
+    const struct {
+        const char* layout;
+        const char* variant;
+        std::vector<std::pair<std::vector<std::string>, const char*>> presses;
+    } layouts[] = {
+        {"us",
+         "",
+         {{{"Control_L", "39"}, "Ctrl+S"}, {{"Alt_L", "Shift_L", "23"}, "Alt+Shift+Tab"}, {{"113"}, "←"}}},
+        {"us", "intl", {{{"Control_L", "38"}, "Ctrl+A"}}},
+        {"de",
+         "",
+         {{{"Control_L", "29"}, "Ctrl+Z"},
+          {{"Control_L", "34"}, "Ctrl+Ü"},
+          {{"Super_L", "65"}, "Super+Space"}}},
+        {"de", "neo", {{{"94", "39"}, "←"}}},
+        {"fr", "", {{{"Control_L", "24"}, "Ctrl+A"}, {{"Control_L", "Shift_L", "10"}, "Ctrl+Shift+&"}}},
+        {"ru", "", {{{"Control_L", "54"}, "Ctrl+С"}, {{"71"}, "F5"}}},
+        {"gr", "", {{{"Control_L", "39"}, "Ctrl+Σ"}, {{"Escape"}, "Esc"}}},
+    };
+    const auto monitoring = monitor();
+    for (const auto& [layout, variant, presses] : layouts) {
+        SCOPED_TRACE(std::string(layout) + variant);
+        chooseLayout(layout, variant);
+        for (const auto& [keys, label] : presses) {
+            std::vector<std::string> words;
+            for (const std::string& each : keys)
+                words.insert(words.end(), {"keydown", each});
+            for (auto each = keys.rbegin(); each != keys.rend(); ++each)
+                words.insert(words.end(), {"keyup", *each});
+            type(words);
+            EXPECT_THAT(shown(), ElementsAre(label));
+        }
+        for (const std::vector<std::string>& modifiers : {std::vector<std::string>{},
+                                                          {"Shift_L"},
+                                                          {"ISO_Level3_Shift"},
+                                                          {"ISO_Level3_Shift", "Shift_L"}}) {
+            typeAll(modifiers);
+            EXPECT_THAT(shown(), ElementsAre());
+        }
+    }
+}
+
+TEST_F(PressWatchTests, FollowsGroupsLocksAndButtons) {
+    const auto monitoring = monitor();
+    tool({"setxkbmap", "ru,us"});
+    type({"key", "ctrl+54"});
+    EXPECT_THAT(shown(), ElementsAre("Ctrl+C")) << "as programs understand it";
+    showsTypedText = true;
+    // The tool chooses the group.
+    type({"type", "cсС"});
+    EXPECT_THAT(shown(), ElementsAre("c", "с", "С"));
+    type({"key", "87", "Num_Lock", "87", "ctrl+87", "Num_Lock"});
+    EXPECT_THAT(shown(), ElementsAre("End", "1", "Ctrl+1"));
+    type({"click", "1", "keydown", "Control_L", "click", "1", "click", "3", "click", "4", "keyup",
+          "Control_L"});
+    EXPECT_THAT(shown(), ElementsAre("Ctrl+Click", "Ctrl+Right Click"));
+    // For its sequences.
+    std::setlocale(LC_CTYPE, "C.UTF-8");
+    tool({"setxkbmap", "us", "intl"});
+    type({"key", "48", "26", "25"});
+    EXPECT_THAT(shown(), ElementsAre("é", "w"));
+}
+
+TEST_F(PressWatchTests, AHeldKeyIsOnePressAndAGrabHidesNone) {
+    const auto monitoring = monitor();
+    tool({"xset", "r", "rate", "100", "50"});
+    type({"keydown", "F5", "sleep", "0.3", "keyup", "F5"});
+    EXPECT_THAT(shown(), ElementsAre("F5"));
+    const Connection other(server.displayName());
+    other.await(xcb_grab_keyboard_reply, xcb_grab_keyboard(other.get(), 1, other.root(), XCB_CURRENT_TIME,
+                                                           XCB_GRAB_MODE_ASYNC, XCB_GRAB_MODE_ASYNC));
+    type({"key", "ctrl+s"});
+    EXPECT_THAT(shown(), ElementsAre("Ctrl+S"));
+    EXPECT_THROW(PressWatch(queue, ":4711").addGlobalMonitor({}), PlatformError);
 }
 
 TEST_F(HotKeysTests, HotKeysAndButtonWatchSurviveALostServer) {
