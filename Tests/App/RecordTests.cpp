@@ -308,17 +308,22 @@ std::optional<std::pair<int, int>> difference(const std::vector<int>& one, const
 }
 
 TEST_F(RecordTests, CommandsAreShownButNothingThatIsTyped) {
-    TestWindow window(display(), {.frame = {300, 100, 640, 480}});
+    TestWindow window(display(), {.frame = {1000, 300, 500, 400}, .managed = true, .title = "A window"});
     stage::runProgram({"setxkbmap", "us", "intl"});
     const struct {
         std::vector<std::string> source;
+        Point corner;  ///< its top left one, on the root window
         bool showsTypedText;
-    } cases[] = {{{"--screen"}, false},
-                 {{"--area", "300,100,640,480"}, false},
-                 {{"--window", std::to_string(window.id())}, false},
-                 {{"--screen"}, true}};
+    } cases[] = {{{"--screen"}, {0, 0}, false},
+                 {{"--area", "300,100,640,480"}, {300, 100}, false},
+                 {{"--window", std::to_string(window.id())}, {0, 0}, false},
+                 {{"--screen"}, {0, 0}, true}};
+    const auto mark = [&](const Point& corner, std::uint32_t colour) {
+        Painter().fill(static_cast<int>(corner.x), static_cast<int>(corner.y), 16, 200, colour);
+        window.fill({0, 0, 16, 200}, colour);
+    };
     const stage::Environment environment{{"XDG_CONFIG_HOME", folder.path().string()}};
-    for (const auto& [source, showsTypedText] : cases) {
+    for (const auto& [source, corner, showsTypedText] : cases) {
         SCOPED_TRACE(source.front() + (showsTypedText ? " with typed text" : ""));
         run({"settings", "showTypedText", showsTypedText ? "true" : "false"}, environment);
         std::vector<std::string> arguments = source;
@@ -330,14 +335,11 @@ TEST_F(RecordTests, CommandsAreShownButNothingThatIsTyped) {
         // A dead accent and e, AltGr and a letter, modifiers alone.
         xdotool({"key", "48", "26", "ISO_Level3_Shift+24", "Shift_L", "Control_L", "Caps_Lock", "Caps_Lock"});
         pass(0.4);
-        // A mark in the top left corner of every source.
-        window.fill({0, 0, 8, 8}, 0xff0000);
-        Painter().fill(0, 0, 8, 8, 0xff0000);
+        mark(corner, 0xff0000);
         xdotool({"key", "ctrl+s"});
         pass(0.4);
         program.stop();
-        window.fill(0xffffff);
-        Painter().fill(0, 0, 8, 8, 0);
+        mark(corner, 0);
 
         MovieProbe movie(file);
         std::vector<int> first;
@@ -346,15 +348,16 @@ TEST_F(RecordTests, CommandsAreShownButNothingThatIsTyped) {
         movie.visitPictures([&](const Picture& picture) {
             last = keysIn(picture);
             if (first.empty()) first = last;
-            const Rgb mark = picture.rgbAt(2, 2);
-            if (mark.red < mark.blue + 100) shownBefore = shownBefore || difference(first, last);
+            const Rgb marked = picture.rgbAt(8, 100);
+            if (marked.red < marked.blue + 100) shownBefore = shownBefore || difference(first, last);
             return true;
         });
         EXPECT_EQ(shownBefore, showsTypedText);
         const auto capsule = difference(first, last);
         ASSERT_TRUE(capsule);
         EXPECT_NEAR(capsule->first + capsule->second, static_cast<int>(first.size()), 4) << "centred";
-        if (!showsTypedText) EXPECT_LT(capsule->second - capsule->first, 180) << "more than one command";
+        const int oneCommand = showsTypedText ? width : 180;
+        EXPECT_LT(capsule->second - capsule->first, oneCommand);
     }
     stage::runProgram({"setxkbmap", "us"});
 }

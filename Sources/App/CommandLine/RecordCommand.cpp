@@ -11,7 +11,9 @@
 #include "App/Signals.h"
 #include "Linux/Desktop/DesktopServices.h"
 #include "Lumicrate/Shell/AfterSave.h"
+#include "Support/Error.h"
 #include "Support/Log.h"
+#include "Support/Task.h"
 #include "Support/Text.h"
 
 #include <fmt/format.h>
@@ -19,6 +21,7 @@
 #include <sys/prctl.h>
 
 #include <QCoreApplication>
+#include <QEventLoop>
 #include <algorithm>
 #include <chrono>
 #include <cmath>
@@ -275,6 +278,22 @@ void startAfterSave(const std::string& command, const std::filesystem::path& fil
     }
 }
 
+Task<void> listWindows(ScreenRecorder& recorder) {
+    try {
+        Task<void> refreshing = recorder.refreshSources();
+        co_await refreshing;
+    } catch (const PlatformError&) {
+        // The recording will give the reason.
+    }
+}
+
+/// So that the recorder knows where a recorded window is, and places the panels inside of it.
+void awaitWindows(Executor& executor, ScreenRecorder& recorder) {
+    const RunningTask listing(executor, listWindows(recorder));
+    while (listing.isRunning())
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+}
+
 RecordArguments readArguments(const ParsedOptions& parsed) {
     desktop::UserDefaults defaults;
     RecordingOptions::registerDefaults(defaults);
@@ -318,6 +337,7 @@ int runRecord(const ParsedOptions& parsed) {
     if (request.portalToken && system.portalCapture) system.portalCapture->setToken(*request.portalToken);
     const std::optional<CaptureSource> source = captureSource(request, system);
     requireNamedMicrophone(request, system.devices);
+    if (hasPanels && source && source->windowID()) awaitWindows(system.executor, services.recorder);
     const int status = Recording(system.executor, services, request, parsed.has("json"), signals).run(source);
     if (const auto saved = *services.recorder.lastRecording)
         startAfterSave(
