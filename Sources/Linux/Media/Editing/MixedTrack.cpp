@@ -14,7 +14,6 @@ namespace lumicrate::media {
 
 namespace {
 
-constexpr int bitRate = 192'000;
 /// Frames that are mixed at once.
 constexpr std::size_t pieceLength = 8192;
 
@@ -49,13 +48,21 @@ class Mix {
     bool ended_ = false;
 };
 
+std::vector<float> inMono(const std::vector<float>& stereo) {
+    std::vector<float> mono(stereo.size() / 2);
+    for (std::size_t i = 0; i < mono.size(); ++i)
+        mono[i] = (stereo[2 * i] + stereo[2 * i + 1]) / 2;
+    return mono;
+}
+
 }  // namespace
 
-MixedTrack::MixedTrack(const InputMovie& source)
+MixedTrack::MixedTrack(const InputMovie& source, int bitRate, int channels)
     : source_(source.path()),
       tracks_(source.audioTracks()),
       duration_(source.duration()),
-      encoder_(SoundReader::sampleRate, SoundReader::channels, bitRate) {}
+      channels_(channels),
+      encoder_(SoundReader::sampleRate, channels, bitRate) {}
 
 void MixedTrack::addTo(OutputMovie& movie) {
     const auto frames = static_cast<std::int64_t>(std::ceil(duration_ * SoundReader::sampleRate));
@@ -66,15 +73,18 @@ void MixedTrack::addTo(OutputMovie& movie) {
 void MixedTrack::write() {
     const OwnedPacket packet = makePacket();
     Mix mix(source_, tracks_);
-    encoder_.encode([&mix] { return mix.next(); },
-                    [&](const MovieSample& sample) {
-                        packet->data = const_cast<std::uint8_t*>(sample.data.data());
-                        packet->size = static_cast<int>(sample.data.size());
-                        packet->pts = packet->dts = sample.time;
-                        packet->duration = sample.duration;
-                        packet->flags = AV_PKT_FLAG_KEY;
-                        movie_->write(number_, *packet);
-                    });
+    const auto next = [&mix, this] {
+        std::vector<float> sound = mix.next();
+        return channels_ == 1 ? inMono(sound) : sound;
+    };
+    encoder_.encode(next, [&](const MovieSample& sample) {
+        packet->data = const_cast<std::uint8_t*>(sample.data.data());
+        packet->size = static_cast<int>(sample.data.size());
+        packet->pts = packet->dts = sample.time;
+        packet->duration = sample.duration;
+        packet->flags = AV_PKT_FLAG_KEY;
+        movie_->write(number_, *packet);
+    });
     movie_->end(number_);
 }
 

@@ -11,13 +11,14 @@
 
 namespace lumicrate::media {
 
-/// Decodes the tracks, adds them at their times and encodes the sum: AAC, 48000 Hz, 192000 bit/s. The new
-/// track begins at time zero of the movie and ends with the last of the tracks.
+/// Decodes the tracks, adds them at their times and encodes the sum: AAC, 48000 Hz. The new track begins at
+/// time zero of the movie and ends with the last of the tracks.
 ///
 /// Every track has full gain. Where the sum would clip, and only there, PeakLimiter reduces it.
 class MixedTrack final : public TrackWriter {
  public:
-    explicit MixedTrack(const InputMovie& source);
+    /// `channels` is 1 or 2.
+    explicit MixedTrack(const InputMovie& source, int bitRate = 192'000, int channels = 2);
 
     void addTo(OutputMovie& movie) override;
     void write() override;
@@ -26,6 +27,7 @@ class MixedTrack final : public TrackWriter {
     std::filesystem::path source_;
     std::vector<int> tracks_;
     double duration_;
+    int channels_;
     ParallelAacEncoder encoder_;
     OutputMovie* movie_ = nullptr;
     int number_ = 0;
