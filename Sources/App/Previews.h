@@ -3,6 +3,7 @@
 #pragma once
 
 #include "App/SystemServices.h"
+#include "Linux/Media/Editing/CompactExport.h"
 #include "Linux/Media/Images/ImageIO.h"
 #include "Lumicrate/Preview/PreviewWindows.h"
 #include "Platform/NSWorkspace.h"
@@ -19,6 +20,7 @@ class Previews {
 
  private:
     media::ImageIO images_;
+    media::CompactExport compactExport_;
 
  public:
     PreviewWindows windows;

@@ -91,18 +91,29 @@ class AVAssetImageGenerator {
     virtual const CGImage* keyImage(CMTime time) = 0;
 };
 
-/// Writes an animated GIF that loops forever. One thread. The destructor deletes the file unless it was
+/// How an animation is encoded.
+struct AnimationEncoding {
+    enum class Format { gif, webp };
+    Format format = Format::gif;
+    /// From 0, the smallest file that text can be read in, to 1. In a GIF it is the number of colors, and how
+    /// visible a change must be to be drawn.
+    double quality = 1;
+};
+
+/// Writes an animation that loops forever. One thread. The destructor deletes the file unless it was
 /// finalized.
 class CGImageDestination {
  public:
     virtual ~CGImageDestination() = default;
     /// Appends a frame, shown for `delay`. Throws PlatformError.
     virtual void addImage(const CGImage& image, CMTime delay) = 0;
+    /// The size, in bytes, that the file would have if it were finalized now.
+    virtual std::uint64_t size() const = 0;
     /// Completes the file. Throws PlatformError.
     virtual void finalize() = 0;
 };
 
-/// Creates the two sides of a GIF export. Any thread.
+/// Creates the two sides of an animation. Any thread.
 class ImageIO {
  public:
     virtual ~ImageIO() = default;
@@ -110,8 +121,8 @@ class ImageIO {
     virtual std::unique_ptr<AVAssetImageGenerator> makeImageGenerator(const std::filesystem::path& url,
                                                                       Size maximumSize) const = 0;
     /// Creates the file, which must not exist. Throws PlatformError.
-    virtual std::unique_ptr<CGImageDestination> makeGIFDestination(
-        const std::filesystem::path& url) const = 0;
+    virtual std::unique_ptr<CGImageDestination> makeAnimation(const std::filesystem::path& url,
+                                                              const AnimationEncoding& encoding) const = 0;
 };
 
 }  // namespace lumicrate

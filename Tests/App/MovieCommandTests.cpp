@@ -103,6 +103,38 @@ TEST_F(MovieCommandTests, GifHasTheChosenSizeAndRate) {
     EXPECT_TRUE(readText(movie) == before);
 }
 
+TEST_F(MovieCommandTests, CopiesStayJustBelowASize) {
+    const auto movie = makeMovie("busy.mp4", "640x360", 3, {440, 1000});
+    const struct {
+        std::vector<std::string> arguments;
+        std::string name;
+        double limit;
+    } cases[] = {
+        {{"gif", movie, "--max-size", "500kB", "--fps", "10"}, "busy.gif", 500e3},
+        {{"gif", movie, "--max-size=90 KiB", "--output", folder / "own.webp"}, "own.webp", 90 * 1024},
+        {{"share", movie, "--max-size", "0.25MB"}, "busy_small.mp4", 250e3}};
+    for (const auto& [arguments, name, limit] : cases) {
+        SCOPED_TRACE(name);
+        const Outcome outcome = run(arguments);
+        ASSERT_EQ(outcome.status, 0) << outcome.error;
+        EXPECT_EQ(outcome.file(), folder / name);
+        const auto size = static_cast<double>(std::filesystem::file_size(outcome.file()));
+        EXPECT_LE(size, limit);
+        EXPECT_GE(size, 0.85 * limit);
+    }
+    MovieProbe copy(folder / "busy_small.mp4");
+    EXPECT_EQ(copy.tracks().size(), 2U) << "the sounds are mixed";
+    EXPECT_NEAR(copy.duration(), 3, 0.05);
+    EXPECT_EQ(run({"gif", movie, "--max-size", "10kB"}).status, 1);
+    for (const char* nonsense : {"8", "MB", "-8MB", "8XB", "1kB"}) {
+        const Outcome outcome = run({"share", movie, "--max-size", nonsense});
+        EXPECT_EQ(outcome.status, 2);
+        EXPECT_THAT(outcome.error, HasSubstr("give a size of at least 10 kB, such as 8MB."));
+    }
+    EXPECT_THAT(contents(),
+                ElementsAre(Key("busy.gif"), Key("busy.mp4"), Key("busy_small.mp4"), Key("own.webp")));
+}
+
 TEST_F(MovieCommandTests, TrimSavesACopyOrReplacesTheRecording) {
     const auto movie = makeMovie("talk.mp4", "320x180", 6, {440}, {"-g", "60"});
     const std::string before = readText(movie);

@@ -66,6 +66,7 @@ extern const Command recordingsCommand;
 extern const Command sourcesCommand;
 extern const Command trimCommand;
 extern const Command gifCommand;
+extern const Command shareCommand;
 extern const Command mixCommand;
 extern const Command convertCommand;
 extern const Command settingsCommand;

@@ -1,17 +1,20 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// The commands that make something of a finished movie: trim, gif, mix and convert.
+// The commands that make something of a finished movie: trim, gif, share, mix and convert.
 #include "App/CommandLine/CommandLine.h"
 #include "App/CommandLine/StatusLine.h"
 #include "App/QtExecutor.h"
 #include "App/Signals.h"
 #include "Linux/Desktop/FileManager.h"
 #include "Linux/Media/Editing/Assets.h"
+#include "Linux/Media/Editing/CompactExport.h"
 #include "Linux/Media/Editing/InputMovie.h"
 #include "Linux/Media/Images/ImageIO.h"
 #include "Lumicrate/Library/DerivedFiles.h"
 #include "Lumicrate/Movie/AudioMixdown.h"
 #include "Lumicrate/Movie/MovieConversion.h"
+#include "Lumicrate/Preview/FittedGIF.h"
 #include "Lumicrate/Preview/GIFExporter.h"
+#include "Lumicrate/Preview/SmallCopy.h"
 #include "Lumicrate/Preview/Trimming.h"
 #include "Support/Error.h"
 #include "Support/Log.h"
@@ -20,9 +23,11 @@
 #include <fmt/format.h>
 
 #include <QEventLoop>
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <csignal>
+#include <cstdint>
 #include <exception>
 #include <filesystem>
 #include <functional>
@@ -110,30 +115,84 @@ int runConvert(const ParsedOptions& parsed) {
     return printPath(converted);
 }
 
+constexpr std::array<std::string_view, 2> animationNames{"gif", "webp"};
+
 constexpr std::array gifOptions{
     OptionSpec{"width", Kind::value, "N",
                translatable("The largest width in pixels, 16 to 4096; 640 by default.")},
     OptionSpec{"fps", Kind::value, "N", translatable("Frames per second, 1 to 50; 12 by default.")},
+    OptionSpec{
+        "max-size", Kind::value, "SIZE",
+        translatable("Stay just below this size, such as 8MB. The width, the frames per second and the "
+                     "colors are chosen for that; --width and --fps are the most they may be.")},
+    OptionSpec{"format", Kind::value, "F",
+               translatable("gif or webp; by default, what the name of the file says, or else gif."),
+               ValueKind::choice, animationNames},
     OptionSpec{"output", Kind::value, "FILE",
                translatable("Write this file, instead of one beside the movie."), ValueKind::file},
 };
 
+AnimationEncoding::Format animationFormat(const ParsedOptions& parsed, const Path& file) {
+    const std::string name =
+        parsed.value("format").value_or(lowercaseExtension(file) == "webp" ? "webp" : "gif");
+    if (std::ranges::find(animationNames, name) == animationNames.end())
+        throwInvalidValue("format", name, localized("gif or webp"));
+    return name == "webp" ? AnimationEncoding::Format::webp : AnimationEncoding::Format::gif;
+}
+
 int runGif(const ParsedOptions& parsed) {
-    GIFSize size;
+    const auto maxBytes = readSizeOption(parsed, "max-size");
+    GIFSize size = maxBytes ? maxFittedSize : GIFSize();
     size.width = readIntegerOption(parsed, "width", 16, 4096).value_or(size.width);
     size.fps = readIntegerOption(parsed, "fps", 1, 50).value_or(size.fps);
     const Path movie = oneFile(parsed);
     Path gif = parsed.value("output").value_or("");
     if (parsed.has("output") && gif.empty()) throwInvalidValue("output", "", localized("a file name"));
+    size.encoding.format = animationFormat(parsed, gif);
+    const bool isWebP = size.encoding.format == AnimationEncoding::Format::webp;
+    desktop::FileManager files;
     try {
-        runLongWork(localized("Making GIF…"), [&](const LongWork& work) {
-            if (gif.empty()) gif = uniqueURL(desktop::FileManager(), Path(movie).replace_extension("gif"));
-            exportGIF(media::Assets(), media::ImageIO(), movie, gif, size, work);
+        runLongWork(isWebP ? localized("Making WebP…") : localized("Making GIF…"), [&](const LongWork& work) {
+            if (gif.empty()) gif = uniqueURL(files, Path(movie).replace_extension(isWebP ? "webp" : "gif"));
+            if (maxBytes) {
+                exportFittedGIF(media::Assets(), media::ImageIO(), files, movie, gif, size, *maxBytes, work);
+            } else {
+                exportGIF(media::Assets(), media::ImageIO(), movie, gif, size, work);
+            }
         });
     } catch (const LocalizedError& error) {
-        throw PlatformError(localized("Couldn't make the GIF: ") + error.what());
+        throw PlatformError(
+            (isWebP ? localized("Couldn't make the WebP: ") : localized("Couldn't make the GIF: ")) +
+            error.what());
     }
     return printPath(gif);
+}
+
+constexpr std::array shareOptions{
+    OptionSpec{"max-size", Kind::value, "SIZE",
+               translatable("Stay just below this size, such as 25MB; 8MB by default.")},
+    OptionSpec{"output", Kind::value, "FILE",
+               translatable("Write this file, instead of one beside the movie."), ValueKind::file},
+};
+
+int runShare(const ParsedOptions& parsed) {
+    constexpr std::uint64_t usualSize = 8'000'000;
+    const std::uint64_t maxBytes = readSizeOption(parsed, "max-size").value_or(usualSize);
+    const Path movie = oneFile(parsed);
+    const Path wanted = parsed.value("output").value_or("");
+    if (parsed.has("output") && wanted.empty()) throwInvalidValue("output", "", localized("a file name"));
+    desktop::FileManager files;
+    Path saved;
+    try {
+        runLongWork(localized("Making a small copy…"), [&](const LongWork& work) {
+            const media::Assets assets;
+            const media::CompactExport exporter;
+            saved = SmallCopy(assets, exporter, files).save(movie, wanted, maxBytes, work);
+        });
+    } catch (const LocalizedError& error) {
+        throw PlatformError(localized("Couldn't make the small copy: ") + error.what());
+    }
+    return printPath(saved);
 }
 
 constexpr std::array trimOptions{
@@ -199,11 +258,24 @@ constinit const Command trimCommand{
 constinit const Command gifCommand{"gif",
                                    translatable("Make an animated GIF of a recording."),
                                    "FILE [OPTIONS]",
-                                   translatable("Makes an animated GIF of a recording, which loops forever."),
+                                   translatable("Makes an animated GIF, or an animated WebP, of a recording, "
+                                                "which loops forever."),
                                    gifOptions,
                                    runGif,
                                    nullptr,
                                    recordingOperand};
+
+constinit const Command shareCommand{
+    "share",
+    translatable("Make a small copy of a recording, to send it."),
+    "FILE [OPTIONS]",
+    translatable(
+        "Makes a small copy of a recording, as one MP4 file that every program plays, and prints "
+        "its path.\nFewer and smaller pictures are used only where text would not be legible otherwise."),
+    shareOptions,
+    runShare,
+    nullptr,
+    recordingOperand};
 
 constinit const Command mixCommand{
     "mix",

@@ -6,9 +6,12 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <array>
+#include <cctype>
 #include <charconv>
 #include <cmath>
 #include <cstdint>
+#include <utility>
 
 namespace lumicrate::app {
 
@@ -202,6 +205,31 @@ std::optional<int> readIntegerOption(const ParsedOptions& parsed, std::string_vi
     if (error == std::errc{} && stop == end && number >= min && number <= max) return number;
     throwInvalidValue(option, *text,
                       localized("a number from {} to {}", {fmt::to_string(min), fmt::to_string(max)}));
+}
+
+std::optional<std::uint64_t> parseByteCount(std::string_view text) {
+    constexpr double min = 10e3;
+    constexpr double max = 1e15;
+    constexpr std::array<std::pair<std::string_view, double>, 6> units{
+        {{"kb", 1e3}, {"mb", 1e6}, {"gb", 1e9}, {"kib", 1024.0}, {"mib", 1048576.0}, {"gib", 1073741824.0}}};
+    const std::size_t end = std::min(text.find_first_not_of("0123456789."), text.size());
+    std::string unit(text.substr(end));
+    if (unit.starts_with(' ')) unit.erase(0, 1);
+    std::ranges::transform(unit, unit.begin(), [](unsigned char c) { return std::tolower(c); });
+    const auto found = std::ranges::find(units, unit, &std::pair<std::string_view, double>::first);
+    const auto number = readNumber(text.substr(0, end));
+    if (found == units.end() || !number) return std::nullopt;
+    const double bytes = *number * found->second;
+    if (!(bytes >= min && bytes <= max)) return std::nullopt;
+    return static_cast<std::uint64_t>(bytes);
+}
+
+std::optional<std::uint64_t> readSizeOption(const ParsedOptions& parsed, std::string_view option) {
+    const auto text = parsed.value(option);
+    if (!text) return std::nullopt;
+    const auto bytes = parseByteCount(*text);
+    if (!bytes) throwInvalidValue(option, *text, localized("a size of at least 10 kB, such as 8MB"));
+    return bytes;
 }
 
 std::optional<CMTime> readTimeOption(const ParsedOptions& parsed, std::string_view option) {

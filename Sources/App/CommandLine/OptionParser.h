@@ -6,6 +6,7 @@
 #include "Support/MediaTime.h"
 
 #include <array>
+#include <cstdint>
 #include <filesystem>
 #include <map>
 #include <optional>
@@ -121,6 +122,13 @@ CMTime timeOfSeconds(double seconds);
 /// The whole number of an option, or nothing when it was not given. Throws UsageError for any other text and
 /// for numbers outside `min` … `max`.
 std::optional<int> readIntegerOption(const ParsedOptions& parsed, std::string_view option, int min, int max);
+
+/// Bytes: "8MB", "1.5 GB", "500kB" in units of thousands, "8MiB" of 1024; case does not matter. Nothing for
+/// any other text and for less than 10 kB.
+std::optional<std::uint64_t> parseByteCount(std::string_view text);
+
+/// The size of an option, or nothing when it was not given. Throws UsageError for any other text.
+std::optional<std::uint64_t> readSizeOption(const ParsedOptions& parsed, std::string_view option);
 
 /// The time of an option, or nothing when it was not given. Throws UsageError for any other text.
 std::optional<CMTime> readTimeOption(const ParsedOptions& parsed, std::string_view option);

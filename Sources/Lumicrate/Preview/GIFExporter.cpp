@@ -40,17 +40,19 @@ CMTime frameTime(std::int64_t index, CMTime step) {
 
 }  // namespace
 
-void exportGIF(const AVAssets& assets, const ImageIO& images, const std::filesystem::path& url,
-               const std::filesystem::path& destination, const GIFSize& size, const LongWork& work) {
-    const double duration = assets.summary(url).duration;
-    if (!(duration > 0)) failAsDamaged();
+GIFFrames::GIFFrames(const AVAssets& assets, const ImageIO& images, const std::filesystem::path& url)
+    : images_(images), url_(url), summary_(assets.summary(url)) {
+    if (!(summary_.duration > 0)) failAsDamaged();
+}
 
+bool GIFFrames::addTo(CGImageDestination& gif, const GIFSize& size, const LongWork& work,
+                      const Observer& goesOn) const {
     const CMTime step = frameStep(size.fps);
     const CMTime tolerance(step.converted(timescale), timescale);
-    const auto generator = images.makeImageGenerator(url, {size.width, 4 * size.width});
-    const auto gif = images.makeGIFDestination(destination);
-    const std::int64_t frames = countFrames(duration, step);
-    log(LogArea::library, "GIF of ", frames, " frames, at most ", size.width, " pixels wide");
+    const auto generator = images_.makeImageGenerator(url_, {size.width, 4 * size.width});
+    const std::int64_t frames = countFrames(duration(), step);
+    log(LogArea::library, "animation of ", frames, " frames, at most ", size.width, " pixels wide, quality ",
+        size.encoding.quality);
     bool hasImages = false;
     const LongWork silent{nullptr, work.stop};
     for (std::int64_t i = 0; i < frames; ++i) {
@@ -58,10 +60,19 @@ void exportGIF(const AVAssets& assets, const ImageIO& images, const std::filesys
         (reports ? work : silent).reach(static_cast<double>(i) / static_cast<double>(frames));
         const CGImage* image = generator->image(frameTime(i, step), tolerance);
         if (image == nullptr) continue;
-        gif->addImage(*image, step);
+        gif.addImage(*image, step);
         hasImages = true;
+        if (goesOn && !goesOn(static_cast<double>(i + 1) / static_cast<double>(frames))) return false;
     }
     if (!hasImages) failAsDamaged();
+    return true;
+}
+
+void exportGIF(const AVAssets& assets, const ImageIO& images, const std::filesystem::path& url,
+               const std::filesystem::path& destination, const GIFSize& size, const LongWork& work) {
+    const GIFFrames frames(assets, images, url);
+    const auto gif = images.makeAnimation(destination, size.encoding);
+    frames.addTo(*gif, size, work);
     work.reach(1);
     gif->finalize();
 }

@@ -2,6 +2,8 @@
 #include "Lumicrate/Preview/PreviewModel.h"
 
 #include "Lumicrate/Library/DerivedFiles.h"
+#include "Lumicrate/Preview/FittedGIF.h"
+#include "Lumicrate/Preview/SmallCopy.h"
 #include "Lumicrate/Preview/Trimming.h"
 #include "Support/Error.h"
 #include "Support/LongWork.h"
@@ -159,27 +161,57 @@ Task<void> PreviewModel::saveTrim(CMTimeRange range, bool replacing, bool precis
     endWork(failure);
 }
 
-void PreviewModel::exportGIF(double width) {
-    if (!*busy) working_ = RunningTask(services_.executor, makeGIF(width));
+void PreviewModel::exportAnimation(const Animation& animation) {
+    if (!*busy) working_ = RunningTask(services_.executor, makeGIF(animation));
 }
 
-Task<void> PreviewModel::makeGIF(double width) {
-    const LongWork work = beginWork(localized("Making GIF…"));
+Task<void> PreviewModel::makeGIF(Animation animation) {
+    const bool isWebP = animation.format == AnimationEncoding::Format::webp;
     std::filesystem::path wanted = *url;
-    wanted.replace_extension("gif");
+    wanted.replace_extension(isWebP ? "webp" : "gif");
     const std::filesystem::path destination = uniqueURL(services_.files, wanted);
-    const std::function<void()> making = [&assets = services_.assets, &images = services_.images,
-                                          source = *url, destination, width, work] {
-        lumicrate::exportGIF(assets, images, source, destination, {width, gifFramesPerSecond}, work);
+    GIFSize size = animation.maxBytes > 0 ? maxFittedSize : GIFSize{animation.width, gifFramesPerSecond};
+    size.encoding.format = animation.format;
+    const auto making = [&assets = services_.assets, &images = services_.images, &files = services_.files,
+                         source = *url, destination, size, limit = animation.maxBytes](const LongWork& work) {
+        if (limit > 0)
+            exportFittedGIF(assets, images, files, source, destination, size, limit, work);
+        else
+            lumicrate::exportGIF(assets, images, source, destination, size, work);
+        return destination;
+    };
+    return makeFile(isWebP ? localized("Making WebP…") : localized("Making GIF…"),
+                    isWebP ? localized("Couldn't make the WebP: ") : localized("Couldn't make the GIF: "),
+                    making);
+}
+
+void PreviewModel::shareSmallCopy(std::uint64_t maxBytes) {
+    if (!*busy) working_ = RunningTask(services_.executor, makeSmallCopy(maxBytes));
+}
+
+Task<void> PreviewModel::makeSmallCopy(std::uint64_t maxBytes) {
+    const auto making = [&assets = services_.assets, &exporter = services_.compactExport,
+                         &files = services_.files, source = *url, maxBytes](const LongWork& work) {
+        return SmallCopy(assets, exporter, files).save(source, {}, maxBytes, work);
+    };
+    return makeFile(localized("Making a small copy…"), localized("Couldn't make the small copy: "), making);
+}
+
+Task<void> PreviewModel::makeFile(std::string label, std::string prefix,
+                                  std::function<std::filesystem::path(const LongWork&)> make) {
+    const LongWork work = beginWork(label);
+    const std::function<std::filesystem::path()> making = [make = std::move(make), work] {
+        return make(work);
     };
     std::string failure;
     try {
-        Task<void> exporting = inBackground<void>(services_.executor, *workQueue_, making);
-        co_await exporting;
-        services_.workspace.activateFileViewerSelecting({destination});
+        Task<std::filesystem::path> made =
+            inBackground<std::filesystem::path>(services_.executor, *workQueue_, making);
+        const std::filesystem::path file = co_await made;
+        services_.workspace.activateFileViewerSelecting({file});
     } catch (const CancelledError&) {
     } catch (const LocalizedError& error) {
-        failure = localized("Couldn't make the GIF: ") + error.what();
+        failure = prefix + error.what();
     }
     endWork(failure);
 }

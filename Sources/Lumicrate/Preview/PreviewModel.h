@@ -7,6 +7,7 @@
 #include "Lumicrate/Preview/RecordingFiles.h"
 #include "Lumicrate/Preview/StripPictures.h"
 #include "Platform/AVAsset.h"
+#include "Platform/AVCompactExport.h"
 #include "Platform/NSAlert.h"
 #include "Platform/NSFileManager.h"
 #include "Platform/NSUserDefaults.h"
@@ -19,6 +20,7 @@
 #include "Support/Text.h"
 
 #include <array>
+#include <cstdint>
 #include <filesystem>
 #include <functional>
 #include <memory>
@@ -37,6 +39,7 @@ class PreviewModel {
         Executor& executor;
         const AVAssets& assets;
         const ImageIO& images;
+        const AVCompactExport& compactExport;
         NSFileManager& files;
         NSUserDefaults& defaults;
         NotificationCenter& notifications;
@@ -54,6 +57,15 @@ class PreviewModel {
     static constexpr std::array gifChoices = {GIFChoice{translatable("Small (480 px wide)"), 480},
                                               GIFChoice{translatable("Medium (640 px wide)"), 640},
                                               GIFChoice{translatable("Large (960 px wide)"), 960}};
+    /// The largest sizes of files that are offered: what messengers and trackers usually accept. Bytes.
+    static constexpr std::array<std::uint64_t, 5> sizeLimits = {3'000'000, 5'000'000, 8'000'000, 10'000'000,
+                                                                25'000'000};
+    /// A choice of the GIF menu.
+    struct Animation {
+        AnimationEncoding::Format format = AnimationEncoding::Format::gif;
+        double width = 640;
+        std::uint64_t maxBytes = 0;  ///< 0 for any; otherwise the width is chosen for it
+    };
 
     PreviewModel(Services services, std::filesystem::path url);
     ~PreviewModel();
@@ -83,7 +95,10 @@ class PreviewModel {
     void commitRename();
     void trim();
     void resetTrim();
-    void exportGIF(double width);
+    void exportGIF(double width) { exportAnimation({.width = width}); }
+    void exportAnimation(const Animation& animation);
+    /// Makes a copy of at most that many bytes beside the recording, and shows it in its folder.
+    void shareSmallCopy(std::uint64_t maxBytes);
     /// Ends the long operation; nothing is left of it.
     void cancel();
     void openInQuickTime();
@@ -95,7 +110,12 @@ class PreviewModel {
     void measured();
     void askHowToSaveTrim(CMTimeRange range);
     Task<void> saveTrim(CMTimeRange range, bool replacing, bool precise);
-    Task<void> makeGIF(double width);
+    Task<void> makeGIF(Animation animation);
+    Task<void> makeSmallCopy(std::uint64_t maxBytes);
+    /// Runs `work` in the background with progress, and shows the file that it returns in its folder, or a
+    /// sentence that begins with `prefix`.
+    Task<void> makeFile(std::string label, std::string prefix,
+                        std::function<std::filesystem::path(const LongWork&)> work);
     LongWork beginWork(const std::string& label);
     void endWork(const std::string& failure);
     void attempt(const std::function<void()>& operation);

@@ -19,6 +19,7 @@
 #include <QStackedLayout>
 #include <QVBoxLayout>
 #include <cmath>
+#include <string>
 #include <utility>
 
 namespace lumicrate::views {
@@ -102,6 +103,8 @@ QWidget* PreviewTools::makeTools() {
     trim_ = addTool(page, "scissors", localizedText("Trim"), "T", [this] { model_.trim(); });
     rename_ = addTool(page, "pencil", localizedText("Rename"), "F2", [this] { model_.beginRename(); });
     gif_ = addTool(page, "film", localizedText("Make GIF"), "G", [this] { openGIFMenu(); });
+    share_ =
+        addTool(page, "paperplane", localizedText("Share a Small Copy"), "", [this] { openShareMenu(); });
     addTool(page, "arrow.up.forward.app", localizedText("Open in QuickTime Player"), "",
             [this] { model_.openInQuickTime(); });
     addTool(page, "folder", localizedText("Show in Folder"), "", [this] { model_.showInFolder(); });
@@ -153,10 +156,35 @@ void PreviewTools::choosePage(bool isBusy, bool isTrimming) {
 void PreviewTools::openGIFMenu() {
     auto* menu = new QMenu(this);
     menu->setAttribute(Qt::WA_DeleteOnClose);
-    for (const PreviewModel::GIFChoice& choice : PreviewModel::gifChoices)
-        menu->addAction(localizedText(choice.title), this,
-                        [this, width = choice.width] { model_.exportGIF(width); });
+    addAnimations(*menu, AnimationEncoding::Format::gif);
+    menu->addSeparator();
+    addAnimations(*menu->addMenu(localizedText("Animated WebP")), AnimationEncoding::Format::webp);
     menu->popup(gif_->mapToGlobal(QPoint(0, -menu->sizeHint().height())));
+}
+
+void PreviewTools::openShareMenu() {
+    auto* menu = new QMenu(this);
+    menu->setAttribute(Qt::WA_DeleteOnClose);
+    addSizes(*menu, [this](std::uint64_t size) { model_.shareSmallCopy(size); });
+    menu->popup(share_->mapToGlobal(QPoint(0, -menu->sizeHint().height())));
+}
+
+void PreviewTools::addAnimations(QMenu& menu, AnimationEncoding::Format format) {
+    for (const PreviewModel::GIFChoice& choice : PreviewModel::gifChoices)
+        menu.addAction(localizedText(choice.title), this, [this, format, width = choice.width] {
+            model_.exportAnimation({format, width});
+        });
+    menu.addSeparator();
+    addSizes(menu, [this, format](std::uint64_t size) {
+        model_.exportAnimation({.format = format, .maxBytes = size});
+    });
+}
+
+/// Offers the limits for the size of a file.
+void PreviewTools::addSizes(QMenu& menu, const std::function<void(std::uint64_t)>& choose) {
+    for (const std::uint64_t size : PreviewModel::sizeLimits)
+        menu.addAction(qtText(localized("Below {} MB", {std::to_string(size / 1'000'000)})), this,
+                       [choose, size] { choose(size); });
 }
 
 /// Return renames; Esc, Cancel and a click elsewhere leave the name as it is.

@@ -6,10 +6,12 @@
 #include "Support/Published.h"
 
 #include <QWidget>
+#include <cstdint>
 #include <functional>
 #include <vector>
 
 class QLabel;
+class QMenu;
 class QProgressBar;
 class QStackedLayout;
 
@@ -37,6 +39,9 @@ class PreviewTools final : public QWidget {
     /// `key` is the shortcut that the window handles, for the tool tip; may be empty.
     FlatButton* addTool(QWidget* parent, const char* symbol, const QString& name, const char* key,
                         std::function<void()> act);
+    void openShareMenu();
+    void addAnimations(QMenu& menu, AnimationEncoding::Format format);
+    void addSizes(QMenu& menu, const std::function<void(std::uint64_t)>& choose);
     void openRename();
     void choosePage(bool isBusy, bool isTrimming);
 
@@ -46,6 +51,7 @@ class PreviewTools final : public QWidget {
     FlatButton* trim_ = nullptr;
     FlatButton* rename_ = nullptr;
     FlatButton* gif_ = nullptr;
+    FlatButton* share_ = nullptr;
     QLabel* label_ = nullptr;
     QProgressBar* progress_ = nullptr;
     std::vector<Subscription> subscriptions_;

@@ -319,7 +319,9 @@ class NamedImages final : public ImageIO {
         generator->picture.width = static_cast<int>(url.string().size());
         return generator;
     }
-    std::unique_ptr<CGImageDestination> makeGIFDestination(const Path&) const override { return nullptr; }
+    std::unique_ptr<CGImageDestination> makeAnimation(const Path&, const AnimationEncoding&) const override {
+        return nullptr;
+    }
     mutable std::vector<Path> read;
 };
 

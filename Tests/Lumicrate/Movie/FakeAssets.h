@@ -3,8 +3,10 @@
 #pragma once
 
 #include "Platform/AVAsset.h"
+#include "Platform/AVCompactExport.h"
 #include "Tests/Lumicrate/FakePlatform.h"
 
+#include <functional>
 #include <map>
 
 namespace lumicrate::test {
@@ -47,6 +49,31 @@ class FakeAssets final : public AVAssets {
     std::vector<CMTime> times;  ///< of the pictures of every movie
     std::string refusal;
     mutable std::vector<Made> made;
+
+ private:
+    FakeFiles& files_;
+};
+
+/// Compact copies whose pictures take as many bytes as `bytes` says of each attempt.
+class FakeCompactExport final : public AVCompactExport {
+ public:
+    explicit FakeCompactExport(FakeFiles& files) : files_(files) {}
+
+    CompactResult exportCompact(const Path&, const Path& destination, const CompactEncoding& encoding,
+                                std::uint64_t maxBytes, const LongWork& work) const override {
+        work.reach(0.5);
+        made.push_back(encoding);
+        const double all = bytes(encoding);
+        const auto limit = static_cast<double>(maxBytes);
+        if (all > limit) return {maxBytes, limit / all};
+        files_.existing.insert(destination);
+        size = static_cast<std::uint64_t>(all);
+        return {size, 1};
+    }
+
+    std::function<double(const CompactEncoding&)> bytes = [](const CompactEncoding&) { return 1000; };
+    mutable std::vector<CompactEncoding> made;
+    mutable std::uint64_t size = 0;
 
  private:
     FakeFiles& files_;

@@ -121,7 +121,9 @@ class NoImages final : public ImageIO {
     std::unique_ptr<AVAssetImageGenerator> makeImageGenerator(const Path&, Size) const override {
         throw PlatformError("There are no pictures.");
     }
-    std::unique_ptr<CGImageDestination> makeGIFDestination(const Path&) const override { return nullptr; }
+    std::unique_ptr<CGImageDestination> makeAnimation(const Path&, const AnimationEncoding&) const override {
+        return nullptr;
+    }
 };
 
 class PreviewWindowTests : public testing::Test {
@@ -145,6 +147,7 @@ class PreviewWindowTests : public testing::Test {
         return {executor,
                 assets,
                 images,
+                compact,
                 files,
                 defaults,
                 notifications,
@@ -186,6 +189,7 @@ class PreviewWindowTests : public testing::Test {
     FakeFiles files;
     FakeAssets assets{files};
     NoImages images;
+    FakeCompactExport compact{files};
     FakeDefaults defaults;
     NotificationCenter notifications;
     FakeWorkspace workspace;
@@ -323,6 +327,22 @@ TEST_F(PreviewWindowTests, ReportsWhatFailsAndClosesAfterTheTrash) {
     model->moveToTrash();
     EXPECT_TRUE(isClosed);
     EXPECT_THAT(files.existing, Not(Contains(url)));
+}
+
+TEST_F(PreviewWindowTests, SmallCopiesAreShownInTheirFolder) {
+    load();
+    model->shareSmallCopy(8'000'000);
+    executor.drain();
+    EXPECT_TRUE(files.existing.contains("/movies/talk_small.mp4"));
+    EXPECT_FALSE(*model->busy);
+    compact.bytes = [](const CompactEncoding&) { return 1e12; };
+    model->shareSmallCopy(8'000'000);
+    executor.drain();
+    EXPECT_THAT(model->errorMessage->value_or(""),
+                testing::StartsWith("Couldn't make the small copy: The recording is too long"));
+    model->exportAnimation({.format = AnimationEncoding::Format::webp, .maxBytes = 8'000'000});
+    executor.drain();
+    EXPECT_EQ(model->errorMessage->value_or(""), "Couldn't make the WebP: There are no pictures.");
 }
 
 TEST_F(PreviewWindowTests, NoticesWhatOtherProgramsDoToTheFile) {

@@ -2,6 +2,7 @@
 #include "Linux/Media/Images/FrameQuantizer.h"
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 #include <span>
 #include <utility>
@@ -10,14 +11,23 @@ namespace lumicrate::media {
 
 namespace {
 
-/// An invisible difference: less than two steps in each channel.
+constexpr int minColors = 32;
+/// Less than two steps in each channel.
 constexpr int invisible = 8;
-/// A shown colour is kept when it is at most this much worse than the best one.
 constexpr int keepMargin = 8;
+/// The same for the lowest quality: five steps and four.
+constexpr int mostInvisible = 160;
+constexpr int mostKeepMargin = 112;
 /// The sum of pixel differences that a byte of an additional palette must save.
 constexpr std::int64_t byteWorth = 10;
 
 }  // namespace
+
+FrameQuantizer::FrameQuantizer(double quality)
+    : colors_(static_cast<int>(
+          std::lround(minColors * std::pow(double{Palette::maxColors} / minColors, quality)))),
+      invisible_(static_cast<int>(std::lround(std::lerp(mostInvisible, invisible, quality)))),
+      keepMargin_(static_cast<int>(std::lround(std::lerp(mostKeepMargin, keepMargin, quality)))) {}
 
 const IndexedFrame& FrameQuantizer::add(const CGImage& image) {
     if (width_ == 0) begin(image);
@@ -49,7 +59,7 @@ void FrameQuantizer::findChanges(const CGImage& image) {
         for (std::size_t i = 0; i < rowBytes; i += 3) {
             if (!isFirst) {
                 if (std::memcmp(pixels + i, last_.data() + row + i, 3) == 0) continue;
-                if (difference(colorAt(pixels + i), colorAt(&shown_[row + i])) <= invisible) continue;
+                if (difference(colorAt(pixels + i), colorAt(&shown_[row + i])) <= invisible_) continue;
             }
             changed_.push_back({static_cast<std::uint32_t>((row + i) / 3), targets_.add(pixels + i)});
         }
@@ -61,14 +71,14 @@ void FrameQuantizer::choosePalette() {
     frame_.isFirstPalette = true;
     if (changed_.empty()) return;
     if (first_.colors().empty()) {
-        first_ = Palette::choose(targets_);
+        first_ = Palette::choose(targets_, colors_);
         assign(first_);
         return;
     }
     // Prefer the palette of the first frame, which costs no bytes.
     const std::int64_t firstError = assign(first_);
     if (firstError <= 3 * byteWorth) return;
-    own_ = Palette::choose(targets_);
+    own_ = Palette::choose(targets_, colors_);
     const auto price = static_cast<std::int64_t>(own_.colors().size()) * 3 * byteWorth;
     if (firstError <= price) return;
     std::vector<std::uint8_t> before = std::exchange(indices_, {});
@@ -100,7 +110,7 @@ void FrameQuantizer::draw() {
         std::uint8_t* shown = &shown_[std::size_t{pixel.number} * 3];
         const std::uint8_t index = indices_[pixel.color];
         const Color target = colorAt(targets_.colors()[pixel.color].data());
-        if (!isFirst && difference(colorAt(shown), target) <= difference(colors[index], target) + keepMargin)
+        if (!isFirst && difference(colorAt(shown), target) <= difference(colors[index], target) + keepMargin_)
             continue;
         whole_[pixel.number] = index;
         std::copy(colors[index].begin(), colors[index].end(), shown);

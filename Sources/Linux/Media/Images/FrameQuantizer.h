@@ -25,6 +25,9 @@ struct IndexedFrame {
 /// flicker where the picture stands still. One thread at a time.
 class FrameQuantizer {
  public:
+    /// Quality as in AnimationEncoding: 1 uses all colours and draws every visible change.
+    explicit FrameQuantizer(double quality = 1);
+
     /// All images must have the size of the first. The frame is valid until the next call.
     const IndexedFrame& add(const CGImage& image);
 
@@ -42,6 +45,9 @@ class FrameQuantizer {
     void crop();
     std::span<const std::uint8_t> rowOf(int y) const;
 
+    int colors_;      // of a palette
+    int invisible_;   // a difference that is not drawn
+    int keepMargin_;  // a shown colour is kept when it is at most this much worse than the best one
     int width_ = 0;
     int height_ = 0;
     std::vector<std::uint8_t> last_;     // the picture before

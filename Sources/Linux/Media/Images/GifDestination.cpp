@@ -141,10 +141,14 @@ void GifBlocks::check(int result) {
 class GifDestination final : public CGImageDestination {
  public:
     /// Creates the file. Throws PlatformError.
-    explicit GifDestination(const std::filesystem::path& url) : file_(url) {}
+    GifDestination(const std::filesystem::path& url, double quality) : file_(url), quantizer_(quality) {}
 
     /// All images must have the size of the first, at most 65535 pixels in each direction.
     void addImage(const CGImage& image, CMTime delay) override;
+    std::uint64_t size() const override {
+        constexpr std::uint64_t trailer = 1;
+        return written_ + bytes_.size() + trailer;
+    }
     void finalize() override;
 
  private:
@@ -192,8 +196,8 @@ void GifDestination::flush() {
 
 }  // namespace
 
-std::unique_ptr<CGImageDestination> ImageIO::makeGIFDestination(const std::filesystem::path& url) const {
-    return std::make_unique<GifDestination>(url);
+std::unique_ptr<CGImageDestination> makeGIF(const std::filesystem::path& url, double quality) {
+    return std::make_unique<GifDestination>(url, quality);
 }
 
 }  // namespace lumicrate::media

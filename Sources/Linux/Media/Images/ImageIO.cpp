@@ -77,4 +77,10 @@ std::unique_ptr<AVAssetImageGenerator> ImageIO::makeImageGenerator(const std::fi
     return std::make_unique<ImageGenerator>(url, maximumSize);
 }
 
+std::unique_ptr<CGImageDestination> ImageIO::makeAnimation(const std::filesystem::path& url,
+                                                           const AnimationEncoding& encoding) const {
+    return encoding.format == AnimationEncoding::Format::webp ? makeWebP(url, encoding.quality)
+                                                              : makeGIF(url, encoding.quality);
+}
+
 }  // namespace lumicrate::media

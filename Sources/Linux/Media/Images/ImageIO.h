@@ -10,7 +10,12 @@ class ImageIO final : public lumicrate::ImageIO {
  public:
     std::unique_ptr<AVAssetImageGenerator> makeImageGenerator(const std::filesystem::path& url,
                                                               Size maximumSize) const override;
-    std::unique_ptr<CGImageDestination> makeGIFDestination(const std::filesystem::path& url) const override;
+    std::unique_ptr<CGImageDestination> makeAnimation(const std::filesystem::path& url,
+                                                      const AnimationEncoding& encoding) const override;
 };
+
+/// The destinations for the formats of AnimationEncoding. They create the file. Throw PlatformError.
+std::unique_ptr<CGImageDestination> makeGIF(const std::filesystem::path& url, double quality);
+std::unique_ptr<CGImageDestination> makeWebP(const std::filesystem::path& url, double quality);
 
 }  // namespace lumicrate::media

@@ -41,13 +41,13 @@ void check(liq_error error) {
     if (error != LIQ_OK) fail();
 }
 
-Attributes makeAttributes() {
+Attributes makeAttributes(int colors = Palette::maxColors) {
     // Its threads spin while they wait, which doubles the CPU time. Applies to the calling thread.
     omp_set_num_threads(1);
     Attributes attributes(liq_attr_create());
     if (!attributes) fail();
     check(liq_set_speed(attributes.get(), speed));
-    check(liq_set_max_colors(attributes.get(), Palette::maxColors));
+    check(liq_set_max_colors(attributes.get(), colors));
     return attributes;
 }
 
@@ -57,8 +57,8 @@ void Palette::Free::operator()(liq_result* result) const noexcept {
     liq_result_destroy(result);
 }
 
-Palette Palette::choose(const ColorList& list) {
-    const Attributes attributes = makeAttributes();
+Palette Palette::choose(const ColorList& list, int colors) {
+    const Attributes attributes = makeAttributes(colors);
     const Histogram histogram(liq_histogram_create(attributes.get()));
     if (!histogram) throw std::bad_alloc();
     std::vector<liq_histogram_entry> entries;

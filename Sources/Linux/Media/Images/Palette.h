@@ -84,9 +84,9 @@ class Palette {
 
     /// Without colours.
     Palette() = default;
-    /// At most maxColors colours, with the least difference to the pixels, of which there must be one. Throws
-    /// PlatformError.
-    static Palette choose(const ColorList& list);
+    /// At most `colors` colours, 2 … maxColors, with the least difference to the pixels, of which there must
+    /// be one. Throws PlatformError.
+    static Palette choose(const ColorList& list, int colors = maxColors);
 
     const std::vector<Color>& colors() const { return colors_; }
     /// The index of the nearest colour for each colour of the list. Neither may be empty. Throws

@@ -256,7 +256,7 @@ class GifDestinationTests : public testing::Test {
  protected:
     std::filesystem::path write(const std::vector<CGImage>& images, CMTime delay = CMTime(1, 10)) const {
         std::filesystem::remove(file);
-        const auto gif = ImageIO().makeGIFDestination(file);
+        const auto gif = ImageIO().makeAnimation(file, {});
         for (const CGImage& image : images)
             gif->addImage(image, delay);
         gif->finalize();
@@ -374,14 +374,109 @@ TEST_F(GifDestinationTests, StillPartsDoNotFlicker) {
 
 TEST_F(GifDestinationTests, OnlyAFinishedFileStays) {
     {
-        const auto gif = ImageIO().makeGIFDestination(file);
+        const auto gif = ImageIO().makeAnimation(file, {});
         gif->addImage(plain(4, 4, 9), CMTime(1, 10));
     }
-    EXPECT_THROW(ImageIO().makeGIFDestination(file)->finalize(), PlatformError);
+    EXPECT_THROW(ImageIO().makeAnimation(file, {})->finalize(), PlatformError);
     EXPECT_TRUE(std::filesystem::is_empty(folder.path()));
     test::writeText(file, "mine");
-    EXPECT_THROW(ImageIO().makeGIFDestination(file), PlatformError);
+    EXPECT_THROW(ImageIO().makeAnimation(file, {}), PlatformError);
     EXPECT_EQ(test::readText(file), "mine");
+}
+
+TEST_F(GifDestinationTests, LowerQualityIsSmallerAndSizeIsKnownBefore) {
+    std::vector<CGImage> images;
+    for (int i = 0; i < 6; ++i)
+        images.push_back(scattered(120, 90, 250, random));
+    for (const auto format : {AnimationEncoding::Format::gif, AnimationEncoding::Format::webp}) {
+        std::uint64_t larger = ~std::uint64_t{0};
+        for (const double quality : {1.0, 0.5, 0.0}) {
+            std::filesystem::remove(file);
+            const auto animation = ImageIO().makeAnimation(file, {format, quality});
+            for (const CGImage& image : images)
+                animation->addImage(image, CMTime(1, 10));
+            const std::uint64_t expected = animation->size();
+            animation->finalize();
+            EXPECT_EQ(std::filesystem::file_size(file), expected);
+            EXPECT_LT(expected, larger) << quality;
+            larger = expected;
+        }
+    }
+}
+
+struct WebPFrame {
+    PixelRect area;
+    int milliseconds = 0;
+    std::string picture;  // its chunks
+};
+
+std::uint32_t littleEndian(std::string_view bytes) {
+    std::uint32_t number = 0;
+    for (std::size_t i = bytes.size(); i > 0; --i)
+        number = number << 8 | static_cast<std::uint8_t>(bytes[i - 1]);
+    return number;
+}
+
+/// The frames of an animated WebP file. Every size in the container must be right.
+std::vector<WebPFrame> webPFrames(const std::string& file) {
+    const std::string_view bytes = file;
+    EXPECT_EQ(bytes.substr(0, 4), "RIFF");
+    EXPECT_EQ(littleEndian(bytes.substr(4, 4)) + 8, bytes.size());
+    EXPECT_EQ(bytes.substr(8, 8), "WEBPVP8X");
+    std::vector<WebPFrame> frames;
+    for (std::size_t at = 12; at < bytes.size();) {
+        const std::uint32_t size = littleEndian(bytes.substr(at + 4, 4));
+        const std::string_view content = bytes.substr(at + 8, size);
+        if (bytes.substr(at, 4) == "ANIM") {
+            EXPECT_EQ(littleEndian(content.substr(4, 2)), 0U) << "repeats forever";
+        }
+        const auto number = [&](std::size_t i) {
+            return static_cast<int>(littleEndian(content.substr(i, 3)));
+        };
+        if (bytes.substr(at, 4) == "ANMF")
+            frames.push_back({{2 * number(0), 2 * number(3), number(6) + 1, number(9) + 1},
+                              number(12),
+                              std::string(content.substr(16))});
+        at += 8 + size;
+    }
+    return frames;
+}
+
+TEST_F(GifDestinationTests, WebPDrawsOnlyWhatChanges) {
+    std::vector<CGImage> images(5, plain(100, 70, 60));
+    for (std::size_t i = 2; i < 5; ++i)
+        for (const std::size_t y : {20U, 40U})
+            for (std::size_t x = 20; x < 30; ++x)
+                std::fill_n(&images[i].pixels[(y * 100 + x) * 3], 3, 220);
+    for (std::uint8_t& value : images[4].pixels)
+        value = static_cast<std::uint8_t>(value + 1);  // invisible
+    const auto animation = ImageIO().makeAnimation(file, {AnimationEncoding::Format::webp, 1});
+    for (const CGImage& image : images)
+        animation->addImage(image, CMTime(1, 12));
+    animation->finalize();
+    const auto frames = webPFrames(test::readText(file));
+    ASSERT_EQ(frames.size(), 2U);
+    EXPECT_EQ(frames[0].area, (PixelRect{0, 0, 100, 70}));
+    EXPECT_EQ(frames[1].area, (PixelRect{16, 16, 16, 32}));
+    EXPECT_EQ(frames[0].milliseconds, 167);
+    EXPECT_EQ(frames[0].milliseconds + frames[1].milliseconds, 417);
+    for (const WebPFrame& frame : frames) {
+        const bool hasAlpha = frame.picture.starts_with("ALPH");
+        EXPECT_EQ(hasAlpha, false) << "all of its blocks have changed";
+        const auto size = static_cast<std::uint32_t>(frame.picture.size() + 4);
+        std::string still = "RIFF....WEBP" + frame.picture;
+        for (std::size_t i = 0; i < 4; ++i)
+            still[4 + i] = static_cast<char>(size >> (8 * i) & 0xFF);
+        const auto shown = stage::MovieProbe(test::writeText(folder / "still.webp", still)).lastPicture();
+        for (int y = 0; y < frame.area.height; ++y) {
+            for (int x = 0; x < frame.area.width; ++x) {
+                const std::size_t at =
+                    static_cast<std::size_t>((frame.area.y + y) * 100 + frame.area.x + x) * 3;
+                const int gray = images[&frame == &frames[0] ? 0 : 2].pixels[at];
+                EXPECT_NEAR(shown->luma().at(x, y), 16 + gray * 219 / 255, 12) << x << " " << y;
+            }
+        }
+    }
 }
 
 }  // namespace
