@@ -164,7 +164,8 @@ bool FittedGIF::goesOn(double part, std::uint64_t bytes, Outcome& outcome) {
     }
     const bool isKnown = share >= minShare && part >= minShare;
     if (!isKnown || search_.isLast()) return true;
-    return outcome.bytes < limit * farTooLarge && (isTop_ || outcome.bytes > limit * farTooSmall);
+    return outcome.bytes < limit * farTooLarge &&
+           (isTop_ || !search_.isEarly() || outcome.bytes > limit * farTooSmall);
 }
 
 void FittedGIF::failAsTooLong(double bytes) const {

@@ -41,6 +41,8 @@ std::optional<double> SizeSearch::next() const {
     const bool isTop = best_ && *best_ >= 1;
     if (trials_ >= maxTrials || !below_ || isTop || bestBytes_ >= closeEnough * limit_) return std::nullopt;
     const double from = below_->position;
+    // Sizes may jump between positions. What an estimate says to fit is better than a result far below it.
+    if (isLast() && best_ < from) return from;
     const double to = above_ ? above_->position : 1;
     if (to - from < minStep) return best_ == from ? std::nullopt : std::optional(from);
     const double target = std::log(limit_ * (isLast() ? lastAim : aim));

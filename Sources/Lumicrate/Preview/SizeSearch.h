@@ -25,6 +25,8 @@ class SizeSearch {
     void add(double position, double bytes, bool isEstimate);
     /// No trial may follow the next one, which therefore should be completed.
     bool isLast() const { return trials_ + 1 >= maxTrials; }
+    /// Whether a trial that turns out much too small may be estimated: later ones may be the best there is.
+    bool isEarly() const { return trials_ < 3; }
     /// The highest position whose complete result fits; nothing if there is none.
     std::optional<double> best() const { return best_; }
 
