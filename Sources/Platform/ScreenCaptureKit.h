@@ -69,6 +69,7 @@ struct SCWindowFacts {
     std::int32_t processID = 0;
     std::uint32_t clientID = 0;  ///< of its program's connection to the display server
     std::uint32_t leaderID = 0;  ///< the window that stands for its program
+    std::string windowClass{};   ///< the application's name for desktops; empty while it has set none
     /// The window that it is transient for, the one that this is transient for, and so on.
     std::vector<std::uint32_t> transientFor{};
     bool transientForGroup = false;  ///< for its program instead of one window
@@ -77,9 +78,8 @@ struct SCWindowFacts {
     Rect frame{};
 };
 
-/// Whether a window that appears belongs in a picture, given the recorded window and the others that the rule
-/// has added. Called on any thread.
-using SCWindowRule = std::function<bool(const SCWindowFacts& window, std::span<const SCWindowFacts> shown)>;
+/// Decides about a window, given others. Called on any thread.
+using SCWindowRule = std::function<bool(const SCWindowFacts& window, std::span<const SCWindowFacts> others)>;
 
 /// The content of a stream. Created by the three functions below.
 struct SCContentFilter {
@@ -94,8 +94,13 @@ struct SCContentFilter {
     /// appear later from their first pixel on, except the windows of these numbers.
     std::optional<std::int32_t> excludedProcessID{};
     std::vector<std::uint32_t> exceptingWindows{};
-    /// Of a display that includes windows: adds windows to the first one, while they are on the screen.
+    /// Of a display that includes windows: adds windows to the first one, while they are on the screen. The
+    /// others are the first window and those that the rule has added.
     SCWindowRule includesWindow{};
+    /// Of a display that excludes windows: those for which this holds are excluded as well, those that appear
+    /// later from their first pixel on. The others are the applications' windows, also hidden ones. A window
+    /// is judged again whenever it is shown, and when any window's class changes.
+    SCWindowRule excludesWindow{};
 
     static SCContentFilter excludingWindows(const SCDisplay& display, std::vector<SCWindow> windows) {
         return {Kind::displayExcludingWindows, display, std::move(windows), extent(display.frame),
@@ -123,6 +128,9 @@ struct SCStreamConfiguration {
     int height = 1080;
     /// The captured part of the content, points; all of it if absent.
     std::optional<Rect> sourceRect;
+    /// Parts of the content that are filled with one plain colour, points. They are enlarged to whole blocks
+    /// of pixels; nothing below them is in the picture, nor is the cursor. Not for a window that is followed.
+    std::vector<Rect> covers;
     /// With a filter that includes windows: capture exactly the first of them, wherever it is and whatever of
     /// it is on a display, and `sourceRect` only until that window has been on the screen. It follows the
     /// window without updates. Where frames are up to one point wider or higher on each side than the window,

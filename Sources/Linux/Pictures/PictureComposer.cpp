@@ -5,6 +5,9 @@
 
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <utility>
 
 namespace lumicrate::pictures {
 
@@ -15,6 +18,29 @@ PixelRect placement(int sourceWidth, int sourceHeight, int width, int height, bo
     const int scaledHeight = std::clamp(static_cast<int>(std::lround(sourceHeight * factor)), 1, height);
     return {(width - scaledWidth) / 2, (height - scaledHeight) / 2, scaledWidth, scaledHeight};
 }
+
+namespace {
+
+/// Fills a part with dark grey. Its edges are even or the picture's edges.
+void cover(const PixelRect& rect, const Nv12Planes& planes) {
+    constexpr std::uint8_t luma = 50;
+    constexpr std::uint8_t chroma = 128;
+    const auto fill = [](std::uint8_t* plane, int stride, int x, int y, int width, int height,
+                         std::uint8_t value) {
+        for (int row = y; row < y + height; ++row)
+            std::fill_n(plane + static_cast<std::ptrdiff_t>(row) * stride + x, width, value);
+    };
+    if (rect.isEmpty()) return;
+    fill(planes.luma, planes.lumaStride, rect.x, rect.y, rect.width, rect.height, luma);
+    fill(planes.chroma, planes.chromaStride, rect.x, rect.y / 2, (rect.width + 1) / 2 * 2,
+         (rect.height + 1) / 2, chroma);
+}
+
+int evenBelow(int value) {
+    return value & ~1;
+}
+
+}  // namespace
 
 PictureComposer::PictureComposer(int width, int height)
     : width_(width), height_(height), dirty_(width, height) {}
@@ -43,14 +69,35 @@ void PictureComposer::invalidate(const BlockRegion& source) {
 }
 
 void PictureComposer::invalidate(const PixelRect& source) {
-    if (source.isEmpty()) return;
-    if (scaler_) {
-        dirty_.add(scaler_->affectedBy(source).offsetBy(placement_.x, placement_.y));
-        return;
-    }
+    if (!source.isEmpty()) dirty_.add(affectedBy(source));
+}
+
+/// The pixels of the picture that a part of the source influences.
+PixelRect PictureComposer::affectedBy(const PixelRect& source) const {
+    if (scaler_) return scaler_->affectedBy(source).offsetBy(placement_.x, placement_.y);
     const int right = source.maxX() < sourceWidth_ ? source.maxX() : width_;
     const int bottom = source.maxY() < sourceHeight_ ? source.maxY() : height_;
-    dirty_.add({source.x, source.y, right - source.x, bottom - source.y});
+    return {source.x, source.y, right - source.x, bottom - source.y};
+}
+
+/// What is filled for a cover of the source: outwards to whole chroma samples.
+PixelRect PictureComposer::filledFor(const PixelRect& cover) const {
+    const PixelRect visible = cover.intersection({0, 0, sourceWidth_, sourceHeight_});
+    if (visible.isEmpty()) return {};
+    const PixelRect affected = affectedBy(visible);
+    const int x = evenBelow(affected.x);
+    const int y = evenBelow(affected.y);
+    return PixelRect{x, y, evenBelow(affected.maxX() + 1) - x, evenBelow(affected.maxY() + 1) - y}
+        .intersection({0, 0, width_, height_});
+}
+
+void PictureComposer::setCovers(std::vector<PixelRect> source) {
+    if (source == covers_) return;
+    for (const PixelRect& each : covers_)
+        dirty_.add(filledFor(each));
+    covers_ = std::move(source);
+    for (const PixelRect& each : covers_)
+        dirty_.add(filledFor(each));
 }
 
 /// Draws that part of the fitted picture.
@@ -78,8 +125,11 @@ void PictureComposer::compose(BgraPicture& source, const CursorOverlay& cursor, 
     const BgraView picture = isFitted() ? fitted_.view() : source.view();
     const Nv12Planes planes{buffer.writableLuma(), buffer.lumaStride, buffer.writableChroma(),
                             buffer.chromaStride};
-    for (const PixelRect& rect : buffer.stale.rectangles())
+    for (const PixelRect& rect : buffer.stale.rectangles()) {
         convertToNv12(picture, rect, planes);
+        for (const PixelRect& each : covers_)
+            cover(filledFor(each).intersection(rect), planes);
+    }
     buffer.stale.clear();
     dirty_.clear();
 }

@@ -13,6 +13,7 @@
 #include "Linux/Pictures/PixelBufferPool.h"
 
 #include <optional>
+#include <vector>
 
 namespace lumicrate::pictures {
 
@@ -29,6 +30,10 @@ class PictureComposer {
     /// lower than the picture a source may be that is not scaled.
     void setSource(int width, int height, bool preservesAspectRatio, int maxPadding = 0);
 
+    /// Fills these parts of the source with one colour instead of showing them or the cursor there, enlarged
+    /// to pixels that share their chroma.
+    void setCovers(std::vector<PixelRect> source);
+
     /// The source changed there.
     void invalidate(const BlockRegion& source);
     void invalidate(const PixelRect& source);
@@ -42,12 +47,15 @@ class PictureComposer {
  private:
     bool isFitted() const { return sourceWidth_ != width_ || sourceHeight_ != height_; }
     void fit(const BgraView& source, const PixelRect& rect);
+    PixelRect affectedBy(const PixelRect& source) const;
+    PixelRect filledFor(const PixelRect& cover) const;
 
     int width_;
     int height_;
     int sourceWidth_ = 0;
     int sourceHeight_ = 0;
     BlockRegion dirty_;
+    std::vector<PixelRect> covers_;  ///< of the source
     // Only for a source with another size than the picture:
     std::optional<PictureScaler> scaler_;  ///< unless it is padded
     PixelRect placement_;

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "Linux/Pictures/PictureSource.h"
 
+#include "Linux/Pictures/SourceRegion.h"
 #include "Support/Log.h"
 #include "Support/MediaTime.h"
 
@@ -133,6 +134,7 @@ void PictureSource::updatePicture() {
         composer_.setSource(capture_->picture().width(), capture_->picture().height(),
                             configuration_.preservesAspectRatio, maxPadding());
     }
+    composer_.setCovers(coveredPixels(configuration_.covers, configuration_.sourceRect, scale_));
     composer_.invalidate(changes.blocks);
     for (const PixelRect& rect : changes.cursor)
         composer_.invalidate(rect);

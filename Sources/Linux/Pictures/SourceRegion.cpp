@@ -25,4 +25,17 @@ PixelRect sourceRegion(const PixelRect& content, const std::optional<Rect>& sour
         .offsetBy(content.x, content.y);
 }
 
+std::vector<PixelRect> coveredPixels(const std::vector<Rect>& covers, const std::optional<Rect>& sourceRect,
+                                     double scale) {
+    const PixelRect region = sourceRegion({}, sourceRect, scale);
+    std::vector<PixelRect> pixels;
+    for (const Rect& each : covers) {
+        const Rect whole = each.scaledBy(scale).integral();
+        pixels.push_back(PixelRect{static_cast<int>(whole.x), static_cast<int>(whole.y),
+                                   static_cast<int>(whole.width), static_cast<int>(whole.height)}
+                             .offsetBy(-region.x, -region.y));
+    }
+    return pixels;
+}
+
 }  // namespace lumicrate::pictures

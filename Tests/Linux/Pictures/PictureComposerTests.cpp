@@ -168,5 +168,56 @@ TEST(PictureComposerTests, EveryPictureEqualsOneComposedFromScratch) {
     }
 }
 
+/// Two sources that differ only below the covers, with a cursor there in one of them, give equal pictures.
+TEST(PictureComposerTests, NothingBelowACoverIsInThePicture) {
+    struct Case {
+        int sourceWidth, sourceHeight, width, height, maxPadding = 0;
+    };
+    for (const Case& each :
+         {Case{131, 77, 131, 77}, Case{131, 77, 87, 51}, Case{64, 48, 131, 77}, Case{128, 76, 131, 77, 3}}) {
+        const auto anyRect = [&](int side) {
+            return PixelRect{upTo(each.sourceWidth), upTo(each.sourceHeight), 1 + upTo(side), 1 + upTo(side)};
+        };
+        std::vector<PixelRect> covers;
+        BgraPicture sources[] = {{each.sourceWidth, each.sourceHeight},
+                                 {each.sourceWidth, each.sourceHeight}};
+        PictureComposer composers[] = {{each.width, each.height}, {each.width, each.height}};
+        PixelBuffer buffers[] = {{each.width, each.height}, {each.width, each.height}};
+        for (PictureComposer& composer : composers)
+            composer.setSource(each.sourceWidth, each.sourceHeight, true, each.maxPadding);
+        for (int round = 0; round < 60; ++round) {
+            const PixelRect change = anyRect(30).intersection(sources[0].bounds());
+            if (round % 10 == 0) {
+                covers = {anyRect(50), anyRect(9)};
+                // Both are the same again where they are uncovered.
+                sources[1] = sources[0];
+            }
+            scribble(sources[0], change);
+            for (int y = change.y; y < change.maxY(); ++y)
+                std::copy_n(sources[0].row(y) + change.x, change.width, sources[1].row(y) + change.x);
+            CursorOverlay cursor;
+            for (int i = 0; i < 2; ++i) {
+                composers[i].setCovers(covers);
+                for (const PixelRect& cover : covers)
+                    if (i == 1) scribble(sources[1], cover.intersection(sources[1].bounds()));
+                composers[i].invalidate(sources[i].bounds());
+                buffers[i].stale.add(composers[i].dirty());
+                composers[i].compose(sources[i], cursor, buffers[i]);
+                // Only in the second one, and only where it is covered.
+                cursor = CursorOverlay(halfTransparentCursor(), covers[0].x + 2, covers[0].y + 3);
+                if (cursor.frame().intersection(covers[0]) != cursor.frame()) cursor = {};
+            }
+            ASSERT_TRUE(Picture(buffers[0]) == Picture(buffers[1])) << round;
+        }
+        composers[0].setCovers({});
+        buffers[0].stale.add(composers[0].dirty());
+        composers[0].compose(sources[0], {}, buffers[0]);
+        composers[1] = PictureComposer(each.width, each.height);
+        composers[1].setSource(each.sourceWidth, each.sourceHeight, true, each.maxPadding);
+        composers[1].compose(sources[0], {}, buffers[1]);
+        EXPECT_TRUE(Picture(buffers[0]) == Picture(buffers[1])) << "without covers";
+    }
+}
+
 }  // namespace
 }  // namespace lumicrate::pictures
