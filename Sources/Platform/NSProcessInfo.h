@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// NSProcessInfo: this process, the sleep of the computer, and activities that keep the display awake.
+// NSProcessInfo: this process, the sleep of the computer, and activities that keep the display awake or hold
+// notifications back.
 #pragma once
 
 #include <chrono>
@@ -29,6 +30,9 @@ class NSProcessInfo {
     /// Tells the system that work is in progress. Never fails: without support by the system the activity has
     /// no effect. Main thread.
     virtual std::unique_ptr<NSActivity> beginActivity(std::uint64_t options, const std::string& reason) = 0;
+    /// While the result exists, the desktop does not show notifications, where it offers that. Never fails.
+    /// Main thread.
+    virtual std::unique_ptr<NSActivity> holdNotifications(const std::string& reason) = 0;
 };
 
 }  // namespace lumicrate

@@ -171,8 +171,13 @@ class FakeProcess final : public NSProcessInfo {
         return std::make_unique<Counted<NSActivity>>(running);
     }
 
+    std::unique_ptr<NSActivity> holdNotifications(const std::string&) override {
+        return std::make_unique<Counted<NSActivity>>(holding);
+    }
+
     std::chrono::nanoseconds asleep = std::chrono::hours(7);
     int running = 0;
+    int holding = 0;
     std::uint64_t lastOptions = 0;
     std::string lastReason;
 };

@@ -2,6 +2,7 @@
 #include "Linux/Desktop/DesktopServices.h"
 
 #include "Linux/Desktop/Inhibition.h"
+#include "Linux/Desktop/NotificationHold.h"
 #include "Linux/Desktop/ServiceCall.h"
 #include "Linux/Desktop/SessionBus.h"
 #include "Support/Error.h"
@@ -119,6 +120,10 @@ std::unique_ptr<NSActivity> ProcessInfo::beginActivity(std::uint64_t options, co
     if ((options & displaySleepDisabled) == 0) return std::make_unique<NSActivity>();
     if (inhibitor_) return inhibitor_(reason);
     return std::make_unique<Inhibition>(reason);
+}
+
+std::unique_ptr<NSActivity> ProcessInfo::holdNotifications(const std::string& reason) {
+    return std::make_unique<NotificationHold>(reason);
 }
 
 bool isUpdatedByStore() {

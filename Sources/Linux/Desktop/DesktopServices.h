@@ -27,6 +27,7 @@ class ProcessInfo final : public NSProcessInfo {
     /// CLOCK_BOOTTIME minus CLOCK_MONOTONIC.
     std::chrono::nanoseconds timeAsleep() const override;
     std::unique_ptr<NSActivity> beginActivity(std::uint64_t options, const std::string& reason) override;
+    std::unique_ptr<NSActivity> holdNotifications(const std::string& reason) override;
 
  private:
     Inhibitor inhibitor_;

@@ -198,6 +198,30 @@ TEST_F(DesktopServiceTests, AnActivityInhibitsTheDesktopAndLogindUntilItEnds) {
     close(pipe[0]);
 }
 
+TEST_F(DesktopServiceTests, NotificationsAreHeldBackUntilTheEndWhereTheServiceOffersIt) {
+    ProcessInfo process;
+    provide("org.freedesktop.Notifications", "/org/freedesktop/Notifications");
+    fake.replies = {{"GetCapabilities", QStringList{"body"}}, {"Inhibit", 8U}};
+    auto& calls = fake.calls;
+    process.holdNotifications("not offered");
+    ASSERT_TRUE(await([&] { return calls["GetCapabilities"].size() == 1; }));
+    fake.replies["GetCapabilities"] = QStringList{"body", "inhibitions"};
+    auto hold = process.holdNotifications("Screen recording in progress");
+    ASSERT_TRUE(await([&] { return !calls["Inhibit"].empty(); }));
+    EXPECT_EQ(calls["Inhibit"].front().mid(1, 1), QVariantList{"Screen recording in progress"});
+    EXPECT_TRUE(calls["UnInhibit"].empty());
+    UserNotifications center;
+    hold.reset();
+    center.add({"Recording saved", "", {}});
+    // Ends before the service has replied.
+    hold = process.holdNotifications("short");
+    ASSERT_TRUE(await([&] { return calls["Inhibit"].size() == 2; }));
+    hold.reset();
+    ASSERT_TRUE(await([&] { return calls["UnInhibit"].size() == 2 && !calls["Notify"].empty(); }));
+    EXPECT_EQ(calls["UnInhibit"], (QList<QVariantList>{{8U}, {8U}}));
+    EXPECT_EQ(calls["Inhibit"].size(), 2) << "only where it is offered";
+}
+
 TEST_F(DesktopServiceTests, TimeAwakeAndAsleepIsTheUptime) {
     double uptime = 0;
     ASSERT_TRUE(std::ifstream("/proc/uptime") >> uptime);
