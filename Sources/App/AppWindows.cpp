@@ -81,6 +81,7 @@ AppWindows::AppWindows(SystemServices& system, DesktopSession& session, Recorder
       commands_(std::move(commands)),
       info_(appInfo()),
       loginItem_(makeLoginItem(system.defaults)),
+      applicationPicker_({system.executor, session.areaSelector, session.screens, system.capture}),
       content_(contentServices()),
       permissions_({}, [this] { checkPermissions([] {}); }),
       closeWatch_(std::make_unique<CloseWatch>(commands_.mainClosed)) {}
@@ -134,8 +135,18 @@ void AppWindows::showSettings() {
                                     homeFolder(),
                                     [this] { openFolder(); },
                                     info_.checksForUpdates(),
-                                    session_.abilities}));
+                                    session_.abilities,
+                                    applicationPick()}));
     });
+}
+
+NeverRecordedList::Pick AppWindows::applicationPick() {
+    if (!system_.capture.canExcludeWindows()) return {};
+    return [this](ApplicationPicker::Picked picked) {
+        // It would end the selection of a recording.
+        const bool isIdle = *services_.recorder.state == ScreenRecorder::State::idle;
+        if (isIdle) applicationPicker_.pick(std::move(picked));
+    };
 }
 
 void AppWindows::showAbout() {

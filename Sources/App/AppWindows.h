@@ -9,6 +9,8 @@
 #include "Linux/Media/Images/ImageIO.h"
 #include "Lumicrate/Library/RecordingLibrary.h"
 #include "Lumicrate/MainWindow/MainWindowModel.h"
+#include "Lumicrate/Settings/ApplicationPicker.h"
+#include "Lumicrate/Settings/NeverRecordedList.h"
 #include "Lumicrate/Shell/MenuItem.h"
 #include "Platform/NSAlert.h"
 #include "Platform/SMAppService.h"
@@ -73,6 +75,7 @@ class AppWindows {
     void checkPermissions(std::function<void()> checked);
     Task<void> updatePermissions(std::function<void()> checked);
     Permissions::Facts facts(bool soundReachable) const;
+    NeverRecordedList::Pick applicationPick();
 
     SystemServices& system_;
     DesktopSession& session_;
@@ -82,6 +85,7 @@ class AppWindows {
     Commands commands_;
     AppInfo info_;
     std::unique_ptr<SMAppService> loginItem_;
+    ApplicationPicker applicationPicker_;
     media::ImageIO images_;
     MainWindowModel content_;
     Permissions permissions_;

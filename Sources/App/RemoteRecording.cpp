@@ -33,7 +33,8 @@ constexpr std::array<std::string_view, 18> optionNames = {"screen",
                                                           "keys",
                                                           "microphone",
                                                           "mix-audio",
-                                                          "application-audio"};
+                                                          "application-audio",
+                                                          "never-record"};
 
 [[noreturn]] void refuse(const std::string& sentence) {
     throw desktop::BusError(desktop::BusError::invalidArguments, sentence);

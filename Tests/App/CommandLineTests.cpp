@@ -87,6 +87,14 @@ TEST(RecordArgumentsTests, ReadsTheSource) {
     EXPECT_TRUE(read({"--clicks"}).options.highlightClicks);
     EXPECT_TRUE(read({"--keys"}).options.showKeys);
     EXPECT_FALSE(read({"--clicks", "--audio"}).options.highlightClicks) << "there are no pictures";
+    std::vector<Rect> covers = read({"--screen", "--cover", "1,2,30,40; 1900,150,100,9"}).options.covers;
+    EXPECT_EQ(covers, (std::vector{Rect{1, 2, 30, 40}, Rect{1900, 150, 100, 9}}));
+    placeCovers({{9, {1920, 100, 800, 600}, 2, "right"}}, 9, covers);
+    EXPECT_EQ(covers, std::vector{(Rect{0, 50, 80, 9})});
+    stored.neverRecorded = {"Signal"};
+    EXPECT_THAT(read({"--never-record", "signal, Vault"}, stored).options.neverRecorded,
+                testing::ElementsAre("Signal", "Vault"));
+    EXPECT_TRUE(read({"--never-record", ""}, stored).options.neverRecorded.empty());
     const RecordArguments area = read({"--area", "-10,20.5,640,480"});
     EXPECT_EQ(area.mode, RecordArguments::Mode::area);
     EXPECT_EQ(area.area, (Rect{-10, 20.5, 640, 480}));
@@ -96,6 +104,7 @@ TEST(RecordArgumentsTests, RefusesInvalidValues) {
     const std::pair<const char*, std::vector<const char*>> cases[] = {
         {"--area", {"1,2,3", "1,2,3,4,5", "1,2,3,x", "1,2,0,4"}},
         {"--fps", {"25", "60.0"}},
+        {"--cover", {"1,2,3", "1,2,3,4,5,6"}},
         {"--quality", {"P1080"}},
         {"--format", {"avi"}},
         {"--duration", {"0", "-1", "nan", "10s", "1e300"}},

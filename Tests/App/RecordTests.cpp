@@ -269,6 +269,24 @@ TEST_F(RecordTests, TheSmallestAreaIsAMovie) {
     EXPECT_EQ(std::pair(movie.videoTrack().width, movie.videoTrack().height), std::pair(2, 2));
 }
 
+TEST_F(RecordTests, ACoveredPartIsPlainInEveryPicture) {
+    const RunningScene scene({"random", "--seconds", "200"});
+    recordToEnd({"--area", "51,41,640,480", "--cover", "100,80,201,141", "--duration", "2"});
+    MovieProbe movie(file);
+    int pictures = 0;
+    movie.visitPictures([&](const Picture& picture) {
+        ++pictures;
+        int others = 0;
+        // A little inside of the edges, where the codec does not blur.
+        for (int y = 43; y < 176; ++y)
+            for (int x = 53; x < 246; ++x)
+                others += std::abs(picture.luma().at(x, y) - 50) > 6;
+        EXPECT_EQ(others, 0) << picture.time;
+        return true;
+    });
+    EXPECT_GT(pictures, 10);
+}
+
 TEST_F(RecordTests, ClicksAreHighlighted) {
     Program program = record({"--screen", "--clicks"});
     program.awaitState("recording");

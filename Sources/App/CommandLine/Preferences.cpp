@@ -54,6 +54,8 @@ std::vector<Preference> makePreferences() {
         choice(preference::keysSize, fresh.keysSize),
         {preference::showTypedText, Kind::toggle},
         {preference::hideSelf, Kind::toggle},
+        {preference::neverRecorded, Kind::text},
+        {preference::holdNotifications, Kind::toggle},
         {preference::countdown, Kind::toggle},
         {preference::openPreview, Kind::toggle},
         {preference::notifyWhenSaved, Kind::toggle},

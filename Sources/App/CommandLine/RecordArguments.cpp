@@ -2,6 +2,7 @@
 #include "App/CommandLine/RecordArguments.h"
 
 #include "App/CommandLine/CommandLine.h"
+#include "Lumicrate/Capture/NeverRecorded.h"
 #include "Lumicrate/Shell/AfterSave.h"
 #include "Support/Text.h"
 
@@ -67,6 +68,11 @@ constexpr std::array specs{
     OptionSpec{"clicks", Kind::negatable, "", translatable("A ring around each mouse click.")},
     OptionSpec{"keys", Kind::negatable, "",
                translatable("Pressed shortcuts and keys that type no text, such as F5.")},
+    OptionSpec{"cover", Kind::value, "X,Y,W,H;…",
+               translatable("Fill these parts of the desktop with a plain colour, in points as --area.")},
+    OptionSpec{"never-record", Kind::value, "CLASS,…",
+               translatable("Leave out all windows of these applications, as “lumicrate sources” names them, "
+                            "and of those in the preferences; an empty list leaves none out.")},
     OptionSpec{"countdown", Kind::negatable, "", translatable("Count down from three first.")},
     backendOption,
     OptionSpec{"portal-token", Kind::value, "TOKEN",
@@ -162,6 +168,35 @@ void readSource(const ParsedOptions& parsed, std::optional<CaptureMode> storedMo
     request.screen = parsed.value("screen");
 }
 
+/// In points of the desktop until the display is known. Rectangles are separated by semicolons or blanks.
+void readCovers(const ParsedOptions& parsed, RecordArguments& request) {
+    const auto text = parsed.value("cover");
+    if (!text) return;
+    if (request.mode != RecordArguments::Mode::screen && request.mode != RecordArguments::Mode::area)
+        throw UsageError(localized("--cover is for recordings of a screen or an area."));
+    std::string_view left = *text;
+    while (!left.empty()) {
+        const std::size_t end = std::min(left.find_first_of("; "), left.size());
+        if (const std::string_view each = left.substr(0, end); !each.empty()) {
+            const auto cover = readArea(each);
+            if (!cover || request.options.covers.size() == maxCovers)
+                throwInvalidValue("cover", *text,
+                                  localized("up to {} times X,Y,WIDTH,HEIGHT in points, separated by “;”",
+                                            {std::to_string(maxCovers)}));
+            request.options.covers.push_back(*cover);
+        }
+        left.remove_prefix(std::min(end + 1, left.size()));
+    }
+}
+
+/// An empty list replaces that of the preferences.
+void readNeverRecorded(const ParsedOptions& parsed, std::vector<std::string>& classes) {
+    const auto text = parsed.value("never-record");
+    if (!text) return;
+    const std::vector<std::string> given = readClasses(*text);
+    classes = given.empty() ? given : readClasses(joinedClasses(classes) + "," + *text);
+}
+
 void readApplicationAudio(const ParsedOptions& parsed, RecordArguments& request) {
     readSwitch(parsed, "application-audio", request.options.onlyApplicationAudio);
     if (parsed.isOn("application-audio") != true) return;
@@ -198,6 +233,8 @@ RecordArguments readRecordArguments(const ParsedOptions& parsed, const Recording
     readSwitch(parsed, "clicks", options.highlightClicks);
     readSwitch(parsed, "keys", options.showKeys);
     readSwitch(parsed, "countdown", options.countdown);
+    readCovers(parsed, request);
+    readNeverRecorded(parsed, options.neverRecorded);
     const bool hasScreen =
         request.mode != RecordArguments::Mode::webcam && request.mode != RecordArguments::Mode::audio;
     if (!hasScreen) options.highlightClicks = options.showKeys = false;
@@ -287,6 +324,14 @@ PlacedArea placeArea(const std::vector<SCDisplay>& displays, const Rect& area) {
     if (visible.width < 1 || visible.height < 1)
         throw LocalizedError(localized("The area lies off the screen."));
     return {best->displayID, visible.offsetBy(-best->frame.x, -best->frame.y)};
+}
+
+void placeCovers(const std::vector<SCDisplay>& displays, std::uint32_t displayID, std::vector<Rect>& covers) {
+    const auto display = std::ranges::find(displays, displayID, &SCDisplay::displayID);
+    if (display == displays.end()) return;
+    for (Rect& each : covers)
+        each = each.intersection(display->frame).offsetBy(-display->frame.x, -display->frame.y);
+    std::erase_if(covers, [](const Rect& each) { return each.isEmpty(); });
 }
 
 }  // namespace lumicrate::app

@@ -72,4 +72,7 @@ void checkOutput(const std::filesystem::path& output);
 /// Clips an area to the display that shows most of it. Throws LocalizedError when it lies on none.
 PlacedArea placeArea(const std::vector<SCDisplay>& displays, const Rect& area);
 
+/// Clips covers to a display, and makes them relative to it.
+void placeCovers(const std::vector<SCDisplay>& displays, std::uint32_t displayID, std::vector<Rect>& covers);
+
 }  // namespace lumicrate::app

@@ -81,22 +81,31 @@ CaptureSource windowSource(std::uint32_t windowID, const SystemServices& system)
     return CaptureSource::window(windowID);
 }
 
-/// None for a webcam.
-std::optional<CaptureSource> captureSource(RecordArguments& request, const SystemServices& system) {
+CaptureSource displaySource(RecordArguments& request, const SystemServices& system) {
     const capture::CaptureKit& capture = system.capture;
-    if (request.mode == RecordArguments::Mode::webcam) return std::nullopt;
-    if (request.mode == RecordArguments::Mode::audio) return CaptureSource::audioOnly();
-    requireScreenAccess(system);
-    if (request.mode == RecordArguments::Mode::window) return windowSource(request.window, system);
     const auto displays = capture.displays();
     if (request.mode == RecordArguments::Mode::area) {
         const PlacedArea placed = placeArea(displays, request.area);
         request.options.areaRect = placed.area;
+        placeCovers(displays, placed.displayID, request.options.covers);
         return CaptureSource::area(placed.displayID);
     }
-    // Any screen: the user chooses one in the desktop's dialog.
-    if (system.portalCapture && displays.empty() && !request.screen) return CaptureSource::display(0);
-    return CaptureSource::display(findDisplay(displays, request.screen, capture.CGMainDisplayID()).displayID);
+    // Any screen: the user chooses one in the desktop's dialog. Covers belong to a known one.
+    if (system.portalCapture && displays.empty() && !request.screen && request.options.covers.empty())
+        return CaptureSource::display(0);
+    const std::uint32_t displayID =
+        findDisplay(displays, request.screen, capture.CGMainDisplayID()).displayID;
+    placeCovers(displays, displayID, request.options.covers);
+    return CaptureSource::display(displayID);
+}
+
+/// None for a webcam.
+std::optional<CaptureSource> captureSource(RecordArguments& request, const SystemServices& system) {
+    if (request.mode == RecordArguments::Mode::webcam) return std::nullopt;
+    if (request.mode == RecordArguments::Mode::audio) return CaptureSource::audioOnly();
+    requireScreenAccess(system);
+    if (request.mode == RecordArguments::Mode::window) return windowSource(request.window, system);
+    return displaySource(request, system);
 }
 
 /// Runs one recording from its start to its file, following the recorder's published state.

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "Lumicrate/Capture/ContentFilter.h"
 
+#include "Lumicrate/Capture/NeverRecorded.h"
+#include "Lumicrate/Capture/SourceLists.h"
 #include "Lumicrate/Capture/WindowFamily.h"
 #include "Lumicrate/Recording/RecorderError.h"
 #include "Support/Log.h"
@@ -38,6 +40,10 @@ CaptureTarget displayTarget(const SCShareableContent& content, const FilterReque
     CaptureTarget target{SCContentFilter::excludingWindows(display, std::move(excluded)), {}, {}};
     if (request.hideSelf) target.filter.excludedProcessID = request.processID;
     target.filter.exceptingWindows = request.overlays.keep;
+    if (!request.neverRecorded.empty())
+        target.filter.excludesWindow = [classes = request.neverRecorded](const auto& window, auto others) {
+            return isNeverRecorded(window, others, classes);
+        };
     return target;
 }
 
@@ -45,6 +51,8 @@ CaptureTarget windowTarget(const SCShareableContent& content, const FilterReques
                            std::uint32_t windowID) {
     const auto found = std::ranges::find(content.windows, windowID, &SCWindow::windowID);
     if (found == content.windows.end()) throw RecorderError(RecorderError::windowGone);
+    if (isListed(applicationName(*found), request.neverRecorded))
+        throw RecorderError(RecorderError::neverRecorded);
     if (content.displays.empty() || !found->hasPosition)
         return {SCContentFilter::desktopIndependent(*found), {}, {}};
 
@@ -57,7 +65,10 @@ CaptureTarget windowTarget(const SCShareableContent& content, const FilterReques
         " overlays");
     CaptureTarget target;
     target.filter = SCContentFilter::includingWindows(display, std::move(included));
-    target.filter.includesWindow = belongsToFamily;
+    target.filter.includesWindow = [classes = request.neverRecorded](const auto& window, auto family) {
+        const bool isExcluded = !classes.empty() && isNeverRecorded(window, family, classes);
+        return !isExcluded && belongsToFamily(window, family);
+    };
     target.windowDisplayID = display.displayID;
     target.windowSourceRect = partOfDisplay(found->frame, display.frame);
     return target;

@@ -7,6 +7,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <vector>
 
 namespace lumicrate {
@@ -21,6 +22,7 @@ struct OverlayWindows {
 struct FilterRequest {
     std::optional<CaptureSource> source;  ///< the main display when absent
     bool hideSelf = true;                 ///< exclude this application's windows, except the kept overlays
+    std::vector<std::string> neverRecorded{};  ///< classes of the applications to exclude
     OverlayWindows overlays;
     std::int32_t processID = 0;  ///< this application's
     std::uint32_t mainDisplayID = 0;
@@ -35,8 +37,9 @@ struct CaptureTarget {
 };
 
 /// Windows of this application that appear later are treated like those that are listed in `content`, and
-/// menus and dialogs of a recorded window are included as they appear (see WindowFamily.h). Throws
-/// RecorderError (noDisplay, windowGone).
+/// menus and dialogs of a recorded window are included as they appear (see WindowFamily.h). Windows of the
+/// applications that are never recorded are in no picture (see NeverRecorded.h). Throws RecorderError
+/// (noDisplay, windowGone, neverRecorded).
 CaptureTarget makeFilter(const SCShareableContent& content, const FilterRequest& request);
 
 /// Changes a filter of makeFilter after overlays have appeared or disappeared.

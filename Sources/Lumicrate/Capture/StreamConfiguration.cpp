@@ -110,6 +110,7 @@ SCStreamConfiguration makeConfiguration(const CaptureTarget& target,
     configuration.pixelFormat = kCVPixelFormatType_420YpCbCr8BiPlanarVideoRange;
     configuration.colorMatrix = YCbCrMatrix::kCGDisplayStreamYCbCrMatrix_ITU_R_709_2;
     configuration.showsCursor = options.showCursor;
+    if (!source || !source->windowID()) configuration.covers = options.covers;
     configuration.queueDepth = queueDepth;
     setSound(configuration, options, microphones);
     if (options.onlyApplicationAudio) configuration.audioProcess = windowProcess(target, source);

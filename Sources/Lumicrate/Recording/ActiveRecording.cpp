@@ -100,6 +100,9 @@ void ActiveRecording::begin(RecordingChrome& chrome, std::function<void()> windo
     asleepBefore_ = services_.process.timeAsleep();
     displayAwake_ = services_.process.beginActivity(NSProcessInfo::activityUserInitiatedDisplayAwake,
                                                     localized("Screen recording in progress"));
+    // Where the control bar is hidden, a notification takes its place.
+    if (plan_.options.holdNotifications && !chrome.hidesControlBar())
+        quiet_ = services_.process.holdNotifications(localized("Screen recording in progress"));
     if (plan_.options.constantFrameRate) fillTask_ = RunningTask(services_.executor, fillUp());
     if (!plan_.target.windowDisplayID) return;
     const SCWindow& window = plan_.target.filter.windows.front();
@@ -155,6 +158,7 @@ Task<void> ActiveRecording::stop() {
     followTask_.cancel();
     fillTask_.cancel();
     displayAwake_.reset();
+    quiet_.reset();
 }
 
 Task<void> ActiveRecording::save(bool mixes) {

@@ -132,6 +132,7 @@ class ActiveRecording {
     std::unique_ptr<CaptureSession> session_;
     std::uint64_t refusedFrames_ = 0;  ///< of the session that has ended
     std::unique_ptr<NSActivity> displayAwake_;
+    std::unique_ptr<NSActivity> quiet_;  ///< holds notifications back
     // Destroyed first: they use the session.
     RunningTask followTask_;
     RunningTask fillTask_;

@@ -19,6 +19,8 @@ class RecorderError final : public LocalizedError {
         noScreenAccess,      ///< no display server answers, or it does not allow capture
         otherDisplay,        ///< the desktop shared another display than the area's
         tooLittleFreeSpace,  ///< the disk would soon be full
+        neverRecorded,       ///< the chosen window's application is never recorded
+        cannotExclude,       ///< applications are never recorded, but the desktop cannot exclude windows
     };
 
     /// `freeBytes` is for tooLittleFreeSpace.
@@ -44,6 +46,13 @@ class RecorderError final : public LocalizedError {
             case tooLittleFreeSpace:
                 return localized("There is too little free space on the disk to record: {} MB.",
                                  {std::to_string(freeBytes / 1'000'000)});
+            case neverRecorded:
+                return localized(
+                    "This window's application is on the list of those that are never recorded.");
+            case cannotExclude:
+                return localized(
+                    "On this desktop applications can't be left out of a recording. Empty the list of those "
+                    "that are never recorded to record all the same.");
             case noScreenAccess:
                 break;
         }

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "Lumicrate/Recording/RecordingOptions.h"
 
+#include "Lumicrate/Capture/NeverRecorded.h"
+
 #include <cstdint>
 #include <utility>
 
@@ -73,6 +75,7 @@ void RecordingOptions::registerDefaults(NSUserDefaults& defaults) {
         {preference::webcamMirror, fresh.webcamMirror},
         {preference::webcamMicLevel, true},
         {preference::checkForUpdates, true},
+        {preference::holdNotifications, fresh.holdNotifications},
     };
     defaults.registerDefaults(NSUserDefaults::Registration(std::begin(fallbacks), std::end(fallbacks)));
 }
@@ -105,6 +108,8 @@ RecordingOptions RecordingOptions::current(const NSUserDefaults& defaults) {
     options.keysPlace = readCase(defaults, preference::keysPlace, fresh.keysPlace);
     options.keysSize = readCase(defaults, preference::keysSize, fresh.keysSize);
     options.showTypedText = defaults.boolForKey(preference::showTypedText);
+    options.holdNotifications = defaults.boolForKey(preference::holdNotifications);
+    options.neverRecorded = readClasses(readText(defaults, preference::neverRecorded));
     return options;
 }
 

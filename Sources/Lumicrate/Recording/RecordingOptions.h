@@ -7,9 +7,11 @@
 #include "Support/Geometry.h"
 
 #include <array>
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace lumicrate {
 
@@ -87,6 +89,7 @@ inline constexpr std::string_view mixAudio = "mixAudio";
 inline constexpr std::string_view webcamMirror = "webcamMirror";
 inline constexpr std::string_view webcamMicLevel = "webcamMicLevel";
 inline constexpr std::string_view checkForUpdates = "checkForUpdates";
+inline constexpr std::string_view holdNotifications = "holdNotifications";
 // Without a registered fallback.
 inline constexpr std::string_view recordingsFolder = "recordingsFolder";  ///< absolute; or else the default
 inline constexpr std::string_view notifyWhenSaved = "notifyWhenSaved";
@@ -97,11 +100,14 @@ inline constexpr std::string_view showKeys = "showKeys";
 inline constexpr std::string_view keysPlace = "keysPlace";
 inline constexpr std::string_view keysSize = "keysSize";
 inline constexpr std::string_view showTypedText = "showTypedText";
+inline constexpr std::string_view neverRecorded = "neverRecorded";  ///< classes, separated by commas
 }  // namespace preference
 
 /// The width of the webcam bubble, points.
 inline constexpr double minWebcamWidth = 100;
 inline constexpr double maxWebcamWidth = 480;
+
+inline constexpr std::size_t maxCovers = 32;
 
 /// A snapshot of the preferences. A default-constructed one has the values of an empty store.
 struct RecordingOptions {
@@ -135,6 +141,12 @@ struct RecordingOptions {
     KeysPlace keysPlace = KeysPlace::bottom;
     KeysSize keysSize = KeysSize::medium;
     bool showTypedText = false;
+    /// Have the desktop hold back notifications meanwhile.
+    bool holdNotifications = true;
+    /// Covered parts of the recorded screen, at most maxCovers: points, y down from its top left corner.
+    std::vector<Rect> covers;
+    /// The window classes of applications that are absent from every recording.
+    std::vector<std::string> neverRecorded;
 
     bool operator==(const RecordingOptions&) const = default;
 

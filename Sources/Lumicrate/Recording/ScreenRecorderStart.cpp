@@ -228,6 +228,8 @@ Task<bool> ScreenRecorder::runStartSequence() {
     if (recordsScreen()) {
         hasScreenAccess = services_.capture.CGPreflightScreenCaptureAccess();
         if (!*hasScreenAccess) throw RecorderError(RecorderError::noScreenAccess);
+        if (!chosen.neverRecorded.empty() && !services_.capture.canExcludeWindows())
+            throw RecorderError(RecorderError::cannotExclude);
         Task<bool> sharing = shareSource(chosen.showCursor);
         const bool isShared = co_await sharing;
         if (!isShared) co_return false;
@@ -265,8 +267,9 @@ Task<bool> ScreenRecorder::shareSource(bool showsCursor) {
     if (!shared || startGivenUp_) co_return false;
     const auto requested = (*source)->displayID();
     if (requested.value_or(0) != 0 && shared->displayID() != requested) {
-        // The rectangle is meant for the other display.
-        if (shared->is(CaptureSource::Kind::area)) throw RecorderError(RecorderError::otherDisplay);
+        // The rectangles are meant for the other display.
+        if (shared->is(CaptureSource::Kind::area) || !options().covers.empty())
+            throw RecorderError(RecorderError::otherDisplay);
         notice(localized("The desktop shared another screen than the one that was asked for."));
     }
     source = shared;
@@ -378,6 +381,7 @@ CaptureTarget ScreenRecorder::findTarget(const SCShareableContent& content,
     FilterRequest request;
     request.source = *source;
     request.hideSelf = options.hideSelf;
+    request.neverRecorded = options.neverRecorded;
     request.overlays = chrome_.windows();
     request.processID = services_.process.processIdentifier();
     request.mainDisplayID = mainDisplayID();

@@ -111,6 +111,7 @@ SettingsModel::ShortcutGuide guideFor(const HotKeyAssignment& assignment) {
 
 SettingsModel::SettingsModel(Services services)
     : loginItem(services.loginService),
+      neverRecorded(services.shortcuts.defaults, services.pickApplication),
       shortcutFields(services.shortcuts),
       shortcutGuide({false, localized("These work in every application.") + " " + symbolLegend()}),
       unavailableText(unavailable(*services.unavailableHotKeys, *services.missingHotKeys)),
@@ -174,6 +175,11 @@ SwitchSetting SettingsModel::countdown() {
 
 SwitchSetting SettingsModel::hideSelf() {
     return switched(preference::hideSelf, translatable("Hide Lumicrate in recordings"));
+}
+
+SwitchSetting SettingsModel::holdNotifications() {
+    return switched(preference::holdNotifications, translatable("Hold back notifications while recording"),
+                    translatable("Where the desktop offers that."));
 }
 
 SwitchSetting SettingsModel::openPreview() {

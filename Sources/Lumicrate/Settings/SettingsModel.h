@@ -4,6 +4,7 @@
 
 #include "Lumicrate/Library/RecordingFolder.h"
 #include "Lumicrate/Settings/LoginItem.h"
+#include "Lumicrate/Settings/NeverRecordedList.h"
 #include "Lumicrate/Settings/ShortcutField.h"
 #include "Lumicrate/Shell/DesktopAbilities.h"
 #include "Platform/AVCaptureDevice.h"
@@ -65,6 +66,7 @@ class SettingsModel {
         std::function<void()> openRecordingsFolder;  ///< may throw PlatformError
         bool checksForUpdates = true;                ///< whether this copy can look for updates
         DesktopAbilities desktop = {};
+        NeverRecordedList::Pick pickApplication = {};  ///< empty where windows cannot be left out
     };
 
     explicit SettingsModel(Services services);
@@ -87,8 +89,10 @@ class SettingsModel {
     std::string openRecordingsFolder() const;
     static SwitchSetting countdown();
     static SwitchSetting hideSelf();
+    static SwitchSetting holdNotifications();
     static SwitchSetting openPreview();
     static SwitchSetting notifyWhenSaved();
+    NeverRecordedList neverRecorded;
     static TextSetting afterSave();
     ChoiceSetting replay() const;
     /// Absent if this copy cannot look for updates.

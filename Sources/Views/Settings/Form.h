@@ -21,7 +21,7 @@ namespace lumicrate::views {
 class TintedLabel;
 
 /// A raised surface with separated rows.
-class Card final : public QWidget {
+class Card : public QWidget {
  public:
     Card();
 

@@ -2,6 +2,7 @@
 #include "Views/Settings/SettingsPage.h"
 
 #include "Views/Settings/Form.h"
+#include "Views/Settings/NeverRecordedCard.h"
 #include "Views/Settings/ShortcutFieldView.h"
 #include "Views/Shell/MessageParts.h"
 #include "Views/Widgets/QtText.h"
@@ -98,10 +99,11 @@ void SettingsPage::addGeneral() {
                                               QString::fromStdString(model_.recordingsURL().string()));
         if (!chosen.isEmpty()) folder->showError(model_.chooseRecordingsFolder(chosen.toStdString()));
     });
-    addSwitches({SettingsModel::countdown(), SettingsModel::hideSelf(), SettingsModel::openPreview(),
-                 SettingsModel::notifyWhenSaved()})
+    addSwitches({SettingsModel::countdown(), SettingsModel::hideSelf(), SettingsModel::holdNotifications(),
+                 SettingsModel::openPreview(), SettingsModel::notifyWhenSaved()})
         .addRow(folder);
     addCard().addRow(choiceRow(model_.replay(), model_.defaults(), *new QComboBox));
+    add(new NeverRecordedCard(model_.neverRecorded));
     addCard().addRow(textRow(SettingsModel::afterSave(), model_.defaults()));
     Card& starting = addCard();
     starting.addRow(loginRow(model_.loginItem));

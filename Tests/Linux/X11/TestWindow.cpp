@@ -40,6 +40,8 @@ TestWindow::TestWindow(const std::string& displayName, const Look& look)
                           XCB_CW_COLORMAP,
                       std::data(values));
     if (!look.title.empty()) setProperty("_NET_WM_NAME", "UTF8_STRING", look.title);
+    if (!look.windowClass.empty()) setClass(look.windowClass);
+    if (look.transientFor != XCB_NONE) setProperty("WM_TRANSIENT_FOR", "WINDOW", {look.transientFor});
     map();
 }
 

@@ -33,6 +33,8 @@ class TestWindow {
         bool managed = false;             ///< by a window manager, if there is one
         std::string title{};              ///< UTF-8
         int borderWidth = 0;
+        std::string windowClass{};  ///< of WM_CLASS
+        xcb_window_t transientFor = XCB_NONE;
     };
 
     /// Uses a connection of its own, like another program. Mapped at once, on top.
@@ -64,6 +66,9 @@ class TestWindow {
     void draw(const pictures::BgraPicture& picture);
     /// Waits until a part of the window was uncovered after draw(); false when the server is gone.
     bool waitUntilExposed();
+    void setClass(const std::string& name) {
+        setProperty("WM_CLASS", "STRING", std::string("instance\0", 9) + name + '\0');
+    }
     /// Shapes the window, in its own coordinates.
     void shape(const std::vector<PixelRect>& parts);
     /// Sets a property of 8-bit units, or of 32-bit ones, of this window or of another one.

@@ -2,8 +2,10 @@
 // What is captured and how: content filter, stream configuration, bit rate.
 #include "Lumicrate/Capture/CameraFormats.h"
 #include "Lumicrate/Capture/ContentFilter.h"
+#include "Lumicrate/Capture/NeverRecorded.h"
 #include "Lumicrate/Capture/StreamConfiguration.h"
 #include "Lumicrate/Capture/WindowFamily.h"
+#include "Lumicrate/Recording/RecorderError.h"
 
 namespace lumicrate::test {
 namespace {
@@ -121,6 +123,50 @@ TEST(WindowFamilyTests, MenusAndDialogsBelongToTheirWindow) {
     };
     for (const auto& [what, belongs, facts] : cases)
         EXPECT_EQ(belongsToFamily(facts, family), belongs) << what;
+}
+
+TEST(NeverRecordedTests, AnApplicationIsAbsentWithAllItsWindows) {
+    const std::vector<std::string> classes = readClasses(" KeePassXC,, signal , keepassxc");
+    EXPECT_EQ(joinedClasses(classes), "KeePassXC, signal");
+    constexpr std::int32_t listed = 7, other = 8, unknown = 9;
+    const SCWindowFacts others[] = {
+        {.windowID = 1, .processID = listed, .clientID = 70, .leaderID = 71, .windowClass = "keepassxc"},
+        {.windowID = 2, .processID = other, .clientID = 80, .windowClass = "Editor"}};
+    const struct {
+        const char* what;
+        bool isAbsent;
+        SCWindowFacts facts;
+    } cases[] = {
+        {"of its class", true, {.processID = other, .windowClass = "SIGNAL"}},
+        {"pop-up", true, {.processID = listed, .windowClass = "Menu", .unmanaged = true}},
+        {"another main window", false, {.processID = listed, .windowClass = "Viewer"}},
+        {"without a class", true, {.processID = listed}},
+        {"of the same connection", true, {.clientID = 70}},
+        {"of the same leader", true, {.processID = other, .leaderID = 71}},
+        {"dialog of another process",
+         true,
+         {.processID = other, .windowClass = "Pinentry", .transientFor = {1}}},
+        {"another program's window", false, {.processID = other, .windowClass = "Editor"}},
+        {"its pop-up", false, {.processID = other, .unmanaged = true}},
+        {"its dialog", false, {.processID = other, .windowClass = "Editor", .transientFor = {2}}},
+        {"of a program without a class", true, {.processID = unknown, .clientID = 90}},
+    };
+    for (const auto& [what, isAbsent, facts] : cases)
+        EXPECT_EQ(isNeverRecorded(facts, others, classes), isAbsent) << what;
+}
+
+TEST_F(ContentFilterTests, WindowsOfAListedApplicationAreNotRecorded) {
+    request.neverRecorded = {"Application"};
+    const SCWindowFacts menu{
+        .windowID = 5, .processID = 7, .windowClass = "application", .transientFor = {21}};
+    EXPECT_TRUE(makeFilter(content, request).filter.excludesWindow(menu, {}));
+    request.source = CaptureSource::window(21);
+    EXPECT_THROW(makeFilter(content, request), RecorderError);
+    content.windows.back().owningApplication->applicationName = "editor";
+    const SCWindowFacts family[] = {{.windowID = 21, .processID = 7, .windowClass = "editor"}};
+    EXPECT_FALSE(makeFilter(content, request).filter.includesWindow(menu, family));
+    request.neverRecorded.clear();
+    EXPECT_TRUE(makeFilter(content, request).filter.includesWindow(menu, family));
 }
 
 TEST_F(ContentFilterTests, TheDisplayIsTheRequestedOneOrTheFirst) {

@@ -363,6 +363,15 @@ TEST_F(RecorderStartTests, TheSoundOfAnUnknownApplicationIsLeftOutUnlessItIsRequ
     }
 }
 
+TEST_F(RecorderStartTests, NothingIsRecordedWhereListedApplicationsCannotBeLeftOut) {
+    capture.excludes = false;
+    defaults.stored["neverRecorded"] = std::string("Vault");
+    make();
+    startWith(CaptureSource::display(1));
+    EXPECT_EQ(*recorder->state, State::idle);
+    EXPECT_THAT(recorder->errorMessage->value_or(""), testing::StartsWith("On this desktop applications"));
+}
+
 TEST_F(RecorderStartTests, WhereTheUserSharesContentThatIsRecorded) {
     overlays.controlBar = &controlBar;
     capture.excludes = false;

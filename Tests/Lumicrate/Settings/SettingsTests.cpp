@@ -60,6 +60,7 @@ TEST_F(RecordingOptionsTests, AFreshStoreHasTheRegisteredDefaults) {
         {"webcamMirror", true},
         {"webcamMicLevel", true},
         {"checkForUpdates", true},
+        {"holdNotifications", true},
     };
     EXPECT_EQ(defaults.registered, expected);
 }
@@ -100,11 +101,16 @@ TEST_F(RecordingOptionsTests, StoredValuesAreReadOrFallBack) {
         {"captureMicrophone", true, [](auto& o) { o.captureMicrophone = true; }},
         {"webcamMirror", false, [](auto& o) { o.webcamMirror = false; }},
         {"constantFrameRate", true, [](auto& o) { o.constantFrameRate = true; }},
+        {"holdNotifications", false, [](auto& o) { o.holdNotifications = false; }},
         {"onlyApplicationAudio", true, [](auto& o) { o.onlyApplicationAudio = true; }},
         {"showKeys", true, [](auto& o) { o.showKeys = true; }},
         {"keysPlace", "topRight"s, [](auto& o) { o.keysPlace = KeysPlace::topRight; }},
         {"keysSize", "huge"s, [](auto& o) { o.keysSize = KeysSize::medium; }},
         {"showTypedText", true, [](auto& o) { o.showTypedText = true; }},
+        {"neverRecorded", " a,b"s,
+         [](auto& o) {
+             o.neverRecorded = {"a", "b"};
+         }},
     };
     for (const auto& each : cases) {
         defaults.stored = {{each.key, each.stored}};

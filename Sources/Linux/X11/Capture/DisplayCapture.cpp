@@ -29,12 +29,12 @@ constexpr std::chrono::milliseconds windowRetryDelay(20);
 std::unique_ptr<CaptureContent> contentFor(const Connection& connection, const SCContentFilter& filter) {
     const bool excludesNone =
         filter.kind == SCContentFilter::Kind::displayExcludingWindows && filter.windows.empty();
-    if (!excludesNone || filter.excludedProcessID) {
+    if (!excludesNone || filter.excludedProcessID || filter.excludesWindow) {
         try {
             return std::make_unique<FilteredContent>(connection, filter);
         } catch (const PlatformError& error) {
             // A server without Composite or Render can still be recorded while nothing has to be excluded.
-            if (!excludesNone) throw;
+            if (!excludesNone || filter.excludesWindow) throw;
             log(LogArea::capture, "content: windows that appear cannot be excluded: ", error.what());
         }
     }

@@ -64,7 +64,8 @@ FilteredContent::FilteredContent(const Connection& connection, const SCContentFi
     rule_.kind = filter.kind;
     if (rule_.excludes()) {
         screenDamage_.emplace(connection, connection.root());
-        if (filter.excludedProcessID) own_.emplace(connection, *filter.excludedProcessID);
+        if (filter.excludedProcessID || filter.excludesWindow)
+            excluded_.emplace(connection, filter.excludedProcessID, filter.excludesWindow);
     } else if (filter.includesWindow && !filter.windows.empty()) {
         related_.emplace(connection, filter.includesWindow, filter.windows.front().windowID,
                          filter.pointPixelScale);
@@ -80,7 +81,8 @@ FilteredContent::FilteredContent(const Connection& connection, const SCContentFi
 }
 
 bool FilteredContent::setFilter(const SCContentFilter& filter) {
-    if (filter.kind != rule_.kind || filter.excludedProcessID.has_value() != own_.has_value()) return false;
+    const bool excludesMore = filter.excludedProcessID || filter.excludesWindow;
+    if (filter.kind != rule_.kind || excludesMore != excluded_.has_value()) return false;
     setTargets(filter);
     invalidated_.addAll();
     return true;
@@ -91,21 +93,25 @@ void FilteredContent::setTargets(const SCContentFilter& filter) {
     targets_.clear();
     targetsStale_ = true;
     for (const SCWindow& window : filter.windows)
-        addTarget(window.windowID);
-    if (!own_) return;
-    for (const xcb_window_t window : own_->windows())
-        addTarget(window);
+        addTarget(window.windowID, false);
+    if (excluded_) addExcluded();
 }
 
-void FilteredContent::addTarget(xcb_window_t window) {
+void FilteredContent::addExcluded() {
+    for (const xcb_window_t window : excluded_->windows())
+        addTarget(window, true);
+}
+
+void FilteredContent::addTarget(xcb_window_t window, bool byRule) {
     if (std::ranges::find(targets_, window, &Target::window) != targets_.end() ||
         std::ranges::find(excepted_, window) != excepted_.end())
         return;
-    targets_.push_back({window});
+    targets_.push_back({window, XCB_NONE, true, byRule});
     targetsStale_ = true;
     // Window managers reparent applications' windows into frames and back. Properties describe the visible
     // part of a recorded one.
-    const std::uint32_t ofProperties = rule_.excludes() ? 0 : XCB_EVENT_MASK_PROPERTY_CHANGE;
+    const bool followsProperties = !rule_.excludes() || (excluded_ && excluded_->followsProperties());
+    const std::uint32_t ofProperties = followsProperties ? XCB_EVENT_MASK_PROPERTY_CHANGE : 0;
     const std::uint32_t events = XCB_EVENT_MASK_STRUCTURE_NOTIFY | ofProperties;
     xcb_change_window_attributes(connection_.get(), window, XCB_CW_EVENT_MASK, &events);
 }
@@ -137,15 +143,46 @@ void FilteredContent::nameWindows() {
 
 /// About windows that have appeared since the last update, and where they were meanwhile.
 void FilteredContent::decideOwners() {
-    const std::vector<xcb_window_t> found = own_ ? own_->resolve() : std::vector<xcb_window_t>();
-    if (!found.empty())
-        for (const xcb_window_t window : own_->windows())
-            addTarget(window);
-    if (targetsStale_) resolveTargets();
+    std::vector<xcb_window_t> found;
+    if (excluded_ && excluded_->hasUndecided()) {
+        found = excluded_->resolve();
+        const auto isShownNow = [this](const Target& each) {
+            const xcb_window_t decided = each.content != XCB_NONE ? each.content : each.window;
+            return each.byRule &&
+                   std::ranges::find(excluded_->windows(), decided) == excluded_->windows().end();
+        };
+        if (std::erase_if(targets_, isShownNow) > 0) targetsStale_ = true;
+        addExcluded();
+    }
+    excludeFrames(found);
+    if (targetsStale_) {
+        resolveTargets();
+        invalidated_.addAll();
+    }
     for (const auto& [window, rect] : std::exchange(undecidedAreas_, {})) {
         const bool isFound = std::ranges::find(found, window) != found.end() &&
                              std::ranges::find(excepted_, window) == excepted_.end();
         if (isFound || rule_.names(window)) recentlyExcluded_.add(rect, now_ + exclusionTime);
+    }
+}
+
+/// Adds the frames of windows that were found to be excluded. One may show the pixels of a window that was
+/// destroyed in it before it was known as a frame.
+void FilteredContent::excludeFrames(std::vector<xcb_window_t>& found) {
+    for (const auto& [frame, content, closed] : std::exchange(framings_, {})) {
+        const auto target = std::ranges::find(targets_, content, &Target::window);
+        const bool isKnown = std::ranges::find(targets_, frame, &Target::window) != targets_.end();
+        const bool isExcluded =
+            closed || target != targets_.end() || std::ranges::find(found, content) != found.end();
+        // An application's window in which another one lies, as a tray icon does in a panel, is no frame.
+        if (!isExcluded || PropertyQuery(connection_, frame, atoms_.wmState).collect().type() != XCB_NONE)
+            continue;
+        // Also one that is gone: a compositing manager may still show it.
+        found.push_back(frame);
+        if (isKnown) continue;
+        const bool byRule = !closed && target != targets_.end() && target->byRule;
+        addTarget(frame, byRule);
+        targets_.back().content = byRule ? content : xcb_window_t{XCB_NONE};
     }
 }
 
@@ -163,7 +200,7 @@ bool FilteredContent::handleEvent(const xcb_generic_event_t& event) {
         invalidated_.addAll();
         due = true;
     }
-    if (own_ && own_->handleEvent(event)) due = true;
+    if (excluded_ && excluded_->handleEvent(event)) due = true;
     if (related_ && event.response_type == XCB_REPARENT_NOTIFY) {
         related_->reconsider();
         due = true;
@@ -190,14 +227,21 @@ bool FilteredContent::handleTargetEvent(const xcb_generic_event_t& event) {
     };
     switch (eventType(event)) {
         case XCB_REPARENT_NOTIFY: {
-            const auto target = find(eventAs<xcb_reparent_notify_event_t>(event).window);
+            const auto& reparent = eventAs<xcb_reparent_notify_event_t>(event);
+            const auto target = find(reparent.window);
+            const bool isUndecided = excluded_ && excluded_->isUndecided(reparent.window);
+            if (rule_.excludes() && reparent.parent != connection_.root() &&
+                (isUndecided || target != targets_.end()))
+                framings_.push_back({reparent.parent, reparent.window});
             if (target == targets_.end()) return false;
             target->stale = true;
             targetsStale_ = true;
             return true;
         }
         case XCB_DESTROY_NOTIFY: {
-            const auto target = find(eventAs<xcb_destroy_notify_event_t>(event).window);
+            const xcb_window_t window = eventAs<xcb_destroy_notify_event_t>(event).window;
+            handleContentDestroyed(window);
+            const auto target = find(window);
             if (target == targets_.end()) return false;
             handleTargetDestroyed(*target);
             return true;
@@ -205,6 +249,14 @@ bool FilteredContent::handleTargetEvent(const xcb_generic_event_t& event) {
         default:
             return false;
     }
+}
+
+/// Its frame is visible until the window manager destroys it.
+void FilteredContent::handleContentDestroyed(xcb_window_t window) {
+    for (Framing& each : framings_)
+        each.closed = each.closed || each.content == window;
+    for (Target& each : targets_)
+        if (each.content == window) each = {each.window, each.topLevel, each.stale};
 }
 
 /// The id may be reused for another window.
@@ -234,7 +286,7 @@ bool FilteredContent::applyChange(const StackChange& change) {
 }
 
 bool FilteredContent::isExcluded(xcb_window_t window) const {
-    return rule_.excludes() && (rule_.names(window) || (own_ && own_->isUndecided(window)));
+    return rule_.excludes() && (rule_.names(window) || (excluded_ && excluded_->isUndecided(window)));
 }
 
 /// With the shadow that a compositing manager paints.

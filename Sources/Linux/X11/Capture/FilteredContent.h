@@ -17,7 +17,7 @@
 #include "Linux/X11/Capture/RootBackground.h"
 #include "Linux/X11/Capture/WindowLayers.h"
 #include "Linux/X11/Screens/CompositorWatch.h"
-#include "Linux/X11/Windows/ProcessWindows.h"
+#include "Linux/X11/Windows/ExcludedWindows.h"
 #include "Linux/X11/Windows/RelatedWindows.h"
 #include "Linux/X11/Windows/VisibleFrame.h"
 #include "Linux/X11/Windows/WindowAtoms.h"
@@ -68,11 +68,20 @@ class FilteredContent final : public CaptureContent {
     void layoutChanged() override { background_.reset(); }
 
  private:
-    /// A window of the filter or of the excluded process.
+    /// A window of the filter, or one that it excludes by process or rule.
     struct Target {
         xcb_window_t window = XCB_NONE;  ///< XCB_NONE for one that was destroyed
         xcb_window_t topLevel = XCB_NONE;
-        bool stale = true;  ///< it may have another top-level window
+        bool stale = true;    ///< it may have another top-level window
+        bool byRule = false;  ///< one of ExcludedWindows
+        /// Of a frame that is excluded by rule: the window that was put into it.
+        xcb_window_t content = XCB_NONE;
+    };
+    /// A window has been put into another one, which may be its frame.
+    struct Framing {
+        xcb_window_t frame;
+        xcb_window_t content;
+        bool closed = false;  ///< the content was destroyed
     };
     /// Where a window was that may have to be excluded.
     struct UndecidedArea {
@@ -88,9 +97,12 @@ class FilteredContent final : public CaptureContent {
     bool waitForCompositor();
     bool handleTargetEvent(const xcb_generic_event_t& event);
     void handleTargetDestroyed(Target& target);
+    void handleContentDestroyed(xcb_window_t window);
+    void excludeFrames(std::vector<xcb_window_t>& found);
     void setTargets(const SCContentFilter& filter);
-    void addTarget(xcb_window_t window);
-    bool isUnclear() const { return targetsStale_ || (own_ && own_->hasUndecidedFrame()); }
+    void addTarget(xcb_window_t window, bool byRule);
+    void addExcluded();
+    bool isUnclear() const { return targetsStale_ || (excluded_ && excluded_->hasUndecidedFrame()); }
     void decideOwners();
     void resolveTargets();
     void nameWindows();
@@ -112,11 +124,12 @@ class FilteredContent final : public CaptureContent {
     std::vector<Target> targets_;  ///< first the filter's windows, in its order
     std::vector<xcb_window_t> excepted_;
     ContentRule rule_;
-    bool targetsStale_ = true;  ///< one of them is
+    bool targetsStale_ = true;       ///< one of them is
+    std::vector<Framing> framings_;  ///< of excluded and undecided windows, since the last update
     CompositorWatch compositor_;
     StackWatch stack_;
     std::optional<VisibleFrameWatch> visible_;  ///< of the recorded window
-    std::optional<ProcessWindows> own_;         ///< of the excluded process
+    std::optional<ExcludedWindows> excluded_;   ///< by process or rule
     std::optional<RelatedWindows> related_;     ///< to the recorded window
     WindowLayers layers_;
     std::optional<DamageTracker> screenDamage_;  ///< only where the picture contains the screen

@@ -5,27 +5,15 @@
 #include "Support/Log.h"
 
 #include <algorithm>
-#include <array>
 #include <cstddef>
 #include <utility>
 
 namespace lumicrate::x11 {
 
-namespace {
-
-/// Longer chains of dialogs do not occur; loops might.
-constexpr std::size_t maxChain = 8;
-
-}  // namespace
-
 RelatedWindows::RelatedWindows(const Connection& connection, SCWindowRule rule, xcb_window_t recorded,
                                double scale)
-    : connection_(connection),
-      atoms_(connection),
-      layers_(connection),
-      rule_(std::move(rule)),
-      scale_(scale) {
-    members_.push_back({XCB_NONE, factsOf(recorded, false)});
+    : connection_(connection), reader_(connection), rule_(std::move(rule)), scale_(scale) {
+    members_.push_back({XCB_NONE, reader_.read(recorded).value_or(SCWindowFacts{.windowID = recorded})});
 }
 
 std::vector<xcb_window_t> RelatedWindows::topLevels() const {
@@ -90,60 +78,12 @@ std::vector<PixelRect> RelatedWindows::update(const WindowStack& stack) {
     return added;
 }
 
-/// About the application's window in a frame, or about the top-level window itself. A frame is known by being
-/// the window manager's while a window in it is another client's: WM_STATE may still be missing.
+/// About the application's window in a frame, or about the top-level window itself.
 SCWindowFacts RelatedWindows::factsInside(const StackedWindow& topLevel) const {
-    const auto attributes = connection_.tryAwait(xcb_get_window_attributes_reply,
-                                                 xcb_get_window_attributes(connection_.get(), topLevel.id));
-    const bool unmanaged = attributes && attributes->override_redirect != 0;
-    xcb_window_t inside = topLevel.id;
-    const bool hasState =
-        PropertyQuery(connection_, topLevel.id, atoms_.wmState).collect().type() != XCB_NONE;
-    std::vector<xcb_window_t> level = {topLevel.id};
-    for (int depth = 1; depth < frameDepth && !hasState && inside == topLevel.id && !level.empty(); ++depth) {
-        level = childrenOf(connection_, level);
-        for (const xcb_window_t each : level)
-            if (clientOf(connection_, each) != clientOf(connection_, topLevel.id)) inside = each;
-    }
-    SCWindowFacts facts = factsOf(inside, unmanaged && inside == topLevel.id);
+    const xcb_window_t inside = reader_.insideOf(topLevel.id);
+    SCWindowFacts facts = reader_.read(inside).value_or(SCWindowFacts{.windowID = inside});
     facts.frame = points(topLevel.frame);
     return facts;
-}
-
-SCWindowFacts RelatedWindows::factsOf(xcb_window_t window, bool unmanaged) const {
-    const PropertyQuery leader(connection_, window, atoms_.clientLeader);
-    const PropertyQuery types(connection_, window, atoms_.windowType);
-    const PropertyQuery transient(connection_, window, XCB_ATOM_WM_TRANSIENT_FOR);
-    ProcessQuery processes(connection_, std::array{window});
-    const auto first = [](const Property& property) {
-        return property.numbers().empty() ? xcb_window_t{XCB_NONE} : property.numbers().front();
-    };
-    SCWindowFacts facts;
-    facts.windowID = window;
-    facts.clientID = clientOf(connection_, window);
-    facts.leaderID = first(leader.collect());
-    facts.unmanaged = unmanaged;
-    facts.windowLayer = layers_.layerOf(types.collect(), !unmanaged);
-    const xcb_window_t next = first(transient.collect());
-    processes.collect();
-    facts.processID = processes.processOf(window).value_or(0);
-    readTransience(facts, next);
-    return facts;
-}
-
-/// Toolkits name the root window, the client leader or a helper window that is never shown when they mean the
-/// whole program.
-void RelatedWindows::readTransience(SCWindowFacts& facts, xcb_window_t next) const {
-    if (next == XCB_NONE) return;
-    const auto attributes = connection_.tryAwait(xcb_get_window_attributes_reply,
-                                                 xcb_get_window_attributes(connection_.get(), next));
-    facts.transientForGroup = next == connection_.root() || next == facts.leaderID || !attributes ||
-                              attributes->map_state != XCB_MAP_STATE_VIEWABLE;
-    while (next != XCB_NONE && next != connection_.root() && facts.transientFor.size() < maxChain) {
-        facts.transientFor.push_back(next);
-        const Property further = PropertyQuery(connection_, next, XCB_ATOM_WM_TRANSIENT_FOR).collect();
-        next = further.numbers().empty() ? xcb_window_t{XCB_NONE} : further.numbers().front();
-    }
 }
 
 }  // namespace lumicrate::x11

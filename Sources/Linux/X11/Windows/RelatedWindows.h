@@ -4,8 +4,7 @@
 #pragma once
 
 #include "Linux/X11/Server/Connection.h"
-#include "Linux/X11/Windows/WindowAtoms.h"
-#include "Linux/X11/Windows/WindowFacts.h"
+#include "Linux/X11/Windows/FactsReader.h"
 #include "Linux/X11/Windows/WindowStack.h"
 #include "Platform/ScreenCaptureKit.h"
 
@@ -38,14 +37,11 @@ class RelatedWindows {
 
     bool isMember(xcb_window_t topLevel) const;
     std::vector<Member> candidates(const WindowStack& stack);
-    SCWindowFacts factsOf(xcb_window_t window, bool unmanaged) const;
     SCWindowFacts factsInside(const StackedWindow& topLevel) const;
-    void readTransience(SCWindowFacts& facts, xcb_window_t next) const;
     Rect points(const PixelRect& frame) const;
 
     const Connection& connection_;
-    WindowAtoms atoms_;
-    WindowTypeLayers layers_;
+    FactsReader reader_;
     SCWindowRule rule_;
     double scale_;
     std::vector<Member> members_;  ///< first the recorded window

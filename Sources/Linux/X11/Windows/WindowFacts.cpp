@@ -32,15 +32,6 @@ PixelRect widened(const PixelRect& rect, const Margins& margins) {
     return narrowed(rect, {-margins.left, -margins.right, -margins.top, -margins.bottom});
 }
 
-/// The property holds two zero-terminated texts, instance and class. They should be Latin-1, but programs
-/// write UTF-8; nearly all names are ASCII.
-std::string classIn(std::string_view bytes) {
-    const std::size_t zero = bytes.find('\0');
-    const std::string text =
-        zero == std::string_view::npos ? std::string() : textFromUtf8(bytes.substr(zero + 1));
-    return text.empty() ? textFromUtf8(bytes) : text;
-}
-
 /// The name of a running process; empty when there is none.
 std::string programName(std::int32_t processID) {
     std::ifstream file("/proc/" + std::to_string(processID) + "/comm");
@@ -178,6 +169,15 @@ std::optional<std::int32_t> ProcessQuery::processOf(xcb_window_t window) const {
     const auto found = processes_.find(clientOf(connection_, window));
     if (found == processes_.end() || found->second <= 0) return std::nullopt;
     return found->second;
+}
+
+/// The property holds two zero-terminated texts, instance and class. They should be Latin-1, but programs
+/// write UTF-8; nearly all names are ASCII.
+std::string classIn(std::string_view bytes) {
+    const std::size_t zero = bytes.find('\0');
+    const std::string text =
+        zero == std::string_view::npos ? std::string() : textFromUtf8(bytes.substr(zero + 1));
+    return text.empty() ? textFromUtf8(bytes) : text;
 }
 
 WindowOwnerQuery::WindowOwnerQuery(const Connection& connection, const WindowAtoms& atoms,

@@ -14,6 +14,8 @@
 #include <cstdint>
 #include <optional>
 #include <span>
+#include <string>
+#include <string_view>
 #include <unordered_map>
 
 namespace lumicrate::x11 {
@@ -103,6 +105,9 @@ class ProcessQuery {
     std::optional<xcb_res_query_client_ids_cookie_t> cookie_;
     std::unordered_map<std::uint32_t, std::int32_t> processes_;  // by client
 };
+
+/// The class in a WM_CLASS property, or its instance where the class is empty; UTF-8.
+std::string classIn(std::string_view bytes);
 
 /// A request for what a window's properties say about its application, sent by the constructor. Must be
 /// collected exactly once.

@@ -160,18 +160,21 @@ xcb_window_t frameOf(const Connection& connection, const WindowAtoms& atoms, xcb
     }
 }
 
+xcb_window_t managerWindow(const Connection& connection, const WindowAtoms& atoms) {
+    // The property survives a window manager that was killed; the window that it names does not.
+    const Property checked = PropertyQuery(connection, connection.root(), atoms.supportingWmCheck).collect();
+    if (checked.numbers().empty()) return XCB_NONE;
+    const xcb_window_t window = checked.numbers().front();
+    const Property answer = PropertyQuery(connection, window, atoms.supportingWmCheck).collect();
+    return !answer.numbers().empty() && answer.numbers().front() == window ? window : xcb_window_t{XCB_NONE};
+}
+
 ManagedWindows readManagedWindows(const Connection& connection, const WindowAtoms& atoms) {
-    const xcb_window_t root = connection.root();
-    const PropertyQuery check(connection, root, atoms.supportingWmCheck);
-    const PropertyQuery stacking(connection, root, atoms.clientListStacking);
-    const PropertyQuery mapping(connection, root, atoms.clientList);
-    const Property checked = check.collect();
+    const PropertyQuery stacking(connection, connection.root(), atoms.clientListStacking);
+    const PropertyQuery mapping(connection, connection.root(), atoms.clientList);
+    const bool hasManager = managerWindow(connection, atoms) != XCB_NONE;
     const Property lists[] = {stacking.collect(), mapping.collect()};
-    // The properties survive a window manager that was killed; the window that they name does not.
-    if (checked.numbers().empty()) return {};
-    const xcb_window_t checkWindow = checked.numbers().front();
-    const Property answer = PropertyQuery(connection, checkWindow, atoms.supportingWmCheck).collect();
-    if (answer.numbers().empty() || answer.numbers().front() != checkWindow) return {};
+    if (!hasManager) return {};
     for (const Property& list : lists) {
         const auto windows = list.numbers();
         if (list.type() == XCB_ATOM_WINDOW) return {true, {windows.begin(), windows.end()}};

@@ -32,6 +32,9 @@ struct ManagedWindows {
     std::vector<xcb_window_t> windows;
 };
 
+/// The window that stands for the window manager (EWMH); XCB_NONE without one. Two round trips.
+xcb_window_t managerWindow(const Connection& connection, const WindowAtoms& atoms);
+
 /// Two round trips. A list that a dead window manager left behind is ignored.
 ManagedWindows readManagedWindows(const Connection& connection, const WindowAtoms& atoms);
 

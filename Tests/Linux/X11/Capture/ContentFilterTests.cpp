@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "Linux/X11/Capture/FilteredContent.h"
 #include "Linux/X11/Windows/WindowOrder.h"
+#include "Lumicrate/Capture/NeverRecorded.h"
 #include "Tests/Linux/X11/Capture/ScreenStage.h"
 
 #include <gmock/gmock.h>
@@ -279,6 +280,57 @@ TEST_P(ContentFilterTests, WindowsOfAProcessAreExcludedFromTheirFirstPixelOn) {
     stage.source->setFilter(withoutProcess({&below, &counter, &kept}));
     paint(expected, {10, 10, 60, 60}, 0x00c0ff);
     EXPECT_TRUE(shows(expected)) << "kept";
+}
+
+TEST_P(ContentFilterTests, AListedApplicationIsAbsentFromItsFirstPixelOn) {
+    stage.server.startWindowManager();
+    stage.painter.setBackground(pattern(1));
+    const auto open = [&](TestWindow::Look look) {
+        look.colour = forbidden;
+        return std::make_unique<TestWindow>(stage.server.displayName(), look);
+    };
+    SCContentFilter filter = SCContentFilter::excludingWindows(stage.display(), {});
+    filter.excludesWindow = [](const auto& window, auto others) {
+        return isNeverRecorded(window, others, {"other", "secret"});
+    };
+    stage.capture(filter);
+    // A window without a class may belong to it.
+    constexpr PixelRect place{40, 40, 60, 50};
+    TestWindow unnamed = show({.frame = place, .colour = forbidden});
+    expectUnbroken(stage.painter, "without a class");
+    unnamed.fill(0x00c0ff);
+    unnamed.setClass("Notes");
+    stage.painter.setBackground(pattern(2));
+    pictures::BgraPicture expected = pattern(2);
+    paint(expected, place, 0x00c0ff);
+    EXPECT_TRUE(shows(expected)) << "another application";
+    unnamed.destroy();
+
+    // Kept, so that no number is used again: the window manager takes such a window for the one that has
+    // gone.
+    std::vector<std::unique_ptr<TestWindow>> all;
+    all.push_back(open({.frame = {90, 60, 150, 130}, .managed = true, .windowClass = "Secret"}));
+    std::atomic<int> opened = 0;
+    std::thread application([&, random = std::mt19937(7), main = 0]() mutable {
+        for (; opened < 50; ++opened) {
+            const PixelRect frame{int(random() % 300), int(random() % 200), 100, 90};
+            const auto kind = random() % 5;
+            TestWindow::Look look{.frame = frame, .managed = kind != 0};
+            if (kind == 1) look.transientFor = all[main]->id(), look.windowClass = "Dialog";
+            if (kind == 2 || kind == 4) look.windowClass = "SECRET";
+            all.push_back(open(look));
+            TestWindow& last = *all.back();
+            if (kind == 3) last.setClass("Secret");
+            if (random() % 2 == 0) last.unmap();
+            if (random() % 3 == 0) last.map();
+            if (kind == 4) all[std::exchange(main, int(all.size()) - 1)]->destroy();
+            if (const int old = int(all.size()) - 4; old > 0 && old != main) all[old]->destroy();
+        }
+    });
+    while (opened < 50)
+        expectUnbroken(stage.painter, "a window opens");
+    application.join();
+    expectUnbroken(stage.painter, "all have opened");
 }
 
 TEST_P(ContentFilterTests, WindowsBetweenAndAboveExcludedOnesAreShown) {
