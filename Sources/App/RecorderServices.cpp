@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "App/RecorderServices.h"
 
+#include "App/CaptureBackend.h"
 #include "Linux/Media/Editing/Assets.h"
 #include "Linux/Media/MovieFile/AssetWriter.h"
 #include "Linux/Media/Replay/ReplayBuffer.h"
@@ -39,9 +40,9 @@ Replay::Services replayServices(SystemServices& system, RecorderServices& servic
     const auto makeBuffer = [&unfinished = system.unfinished](const AVReplayBuffer::Limits& limits) {
         return std::make_unique<media::ReplayBuffer>(limits, unfinished);
     };
-    return {system.executor,   system.defaults, system.process,   system.notifications,
-            system.capture,    system.devices,  services.folder,  movieServices(system),
-            &services.mixdown, makeBuffer,      services.recorder};
+    return {system.executor,   system.defaults, system.process,    system.notifications,
+            system.capture,    system.devices,  services.folder,   movieServices(system),
+            &services.mixdown, makeBuffer,      services.recorder, desktopAbilities()};
 }
 
 DurationReader::Readers lengthReaders() {

@@ -16,25 +16,10 @@ namespace lumicrate::app {
 namespace {
 
 /// Of "record"; the others belong to a process, or would have other programs run as the user.
-constexpr std::array<std::string_view, 18> optionNames = {"screen",
-                                                          "window",
-                                                          "area",
-                                                          "webcam",
-                                                          "output",
-                                                          "quality",
-                                                          "fps",
-                                                          "format",
-                                                          "cursor",
-                                                          "constant-frame-rate",
-                                                          "encoding-quality",
-                                                          "system-audio",
-                                                          "countdown",
-                                                          "clicks",
-                                                          "keys",
-                                                          "microphone",
-                                                          "mix-audio",
-                                                          "application-audio",
-                                                          "never-record"};
+constexpr auto optionNames = std::to_array<std::string_view>(
+    {"screen", "window", "area", "webcam", "output", "quality", "fps", "format", "cursor",
+     "constant-frame-rate", "encoding-quality", "system-audio", "countdown", "clicks", "keys", "microphone",
+     "mix-audio", "application-audio", "never-record"});
 
 [[noreturn]] void refuse(const std::string& sentence) {
     throw desktop::BusError(desktop::BusError::invalidArguments, sentence);

@@ -44,6 +44,7 @@ RecordingOptions captureOptions(const NSUserDefaults& defaults) {
     options.hideSelf = current.hideSelf;
     options.encodingQuality = current.encodingQuality;
     options.constantFrameRate = current.constantFrameRate;
+    options.neverRecorded = current.neverRecorded;
     return options;
 }
 
@@ -80,7 +81,8 @@ void Replay::preferencesChanged() {
 
 /// Begins, ends, or begins anew with other options.
 void Replay::update(State state) {
-    const int wanted = isRecording(state) ? 0 : seconds();
+    const bool isPossible = services_.desktop.capturesUnasked && !isRecording(state);
+    const int wanted = isPossible ? seconds() : 0;
     const RecordingOptions options = captureOptions(services_.defaults);
     if (running_.isRunning() && wanted == limit_ && options == options_) return;
     stop();
@@ -139,6 +141,7 @@ Task<void> Replay::prepare() {
 
     FilterRequest request;
     request.hideSelf = options.hideSelf;
+    request.neverRecorded = options.neverRecorded;
     request.processID = services_.process.processIdentifier();
     request.mainDisplayID = chooseMainDisplay(content.displays, services_.recorder.mainDisplayID());
     const CaptureSource source = CaptureSource::display(request.mainDisplayID);

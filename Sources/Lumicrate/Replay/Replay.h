@@ -8,6 +8,7 @@
 #include "Lumicrate/Recording/CaptureSession.h"
 #include "Lumicrate/Recording/RecordingOptions.h"
 #include "Lumicrate/Recording/ScreenRecorder.h"
+#include "Lumicrate/Shell/DesktopAbilities.h"
 #include "Platform/AVReplayBuffer.h"
 #include "Support/Notifications.h"
 #include "Support/Published.h"
@@ -27,7 +28,8 @@ namespace lumicrate {
 /// How many seconds the preference can keep; 0 turns it off.
 inline constexpr std::array replayChoices = {0, 15, 30, 60, 120};
 
-/// Captures with the options of a recording, as long as the preference "replaySeconds" is not 0. Nothing is
+/// Captures with the options of a recording, as long as the preference "replaySeconds" is not 0 and the
+/// desktop lets it capture unasked. Nothing is
 /// written to the disk before it is saved. It ends while a recording runs, and begins anew after it. If
 /// capture fails, it is tried again every ten seconds. Main thread only.
 class Replay {
@@ -45,6 +47,7 @@ class Replay {
         AudioMixing* mixing = nullptr;  ///< without it, audio tracks are not mixed
         AVReplayBufferFactory makeBuffer;
         ScreenRecorder& recorder;
+        DesktopAbilities desktop = {};
     };
 
     explicit Replay(Services services);

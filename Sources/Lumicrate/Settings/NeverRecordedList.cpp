@@ -29,8 +29,7 @@ std::string NeverRecordedList::caption() const {
     if (canPick()) return localized("The windows of these applications are absent from every recording.");
     return localized(
         "On this desktop, windows can't be left out of a recording. While there are applications in this "
-        "list, "
-        "the screen is not recorded.");
+        "list, the screen is not recorded.");
 }
 
 void NeverRecordedList::pick() {

@@ -39,13 +39,18 @@ TEST_F(ReplayTests, KeepsTheMainDisplayWhileNothingIsRecorded) {
     EXPECT_EQ(capture.streams, 2);
     EXPECT_EQ(capture.stream->configuration.minimumFrameInterval, CMTime(1, 60));
 
+    defaults.set(preference::neverRecorded, std::string("Vault"));
+    executor.drain();
+    EXPECT_EQ(capture.streams, 3);
+    EXPECT_TRUE(capture.stream->filter.excludesWindow);
+
     record();
     EXPECT_FALSE(*replay->isOn);
-    EXPECT_EQ(capture.streams, 3);
+    EXPECT_EQ(capture.streams, 4);
     stopAndComplete();
     executor.drain();
     EXPECT_TRUE(*replay->isOn);
-    EXPECT_EQ(capture.streams, 4);
+    EXPECT_EQ(capture.streams, 5);
     keep(7);
     EXPECT_FALSE(*replay->isOn) << "not a valid value";
     EXPECT_FALSE(capture.stream->alive);
