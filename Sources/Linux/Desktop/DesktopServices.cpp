@@ -85,9 +85,8 @@ bool startOpener(const QString& target, const std::string& name, const Workspace
         const bool wasOpened = std::chrono::steady_clock::now() - started > maxOpeningTime;
         if (status == 0 || wasOpened) return;
         log(LogArea::desktop, "xdg-open failed with status ", status);
-        if (failed)
-            failed(openingFailed(name, status == noProgram ? translatable("no program for it is installed.")
-                                                           : translatable("the program “xdg-open” failed.")));
+        failed(openingFailed(name, status == noProgram ? translatable("no program for it is installed.")
+                                                       : translatable("the program “xdg-open” failed.")));
     };
     return start(opener, {target}, /*keepsErrors=*/false, ended);
 }
@@ -142,14 +141,23 @@ void TaskLauncher::launch(const std::vector<std::string>& programAndArguments,
                             "”");
 }
 
-Workspace::Workspace(FailureHandler failed) : failed_(std::move(failed)) {}
+Workspace::Workspace(FailureHandler failed)
+    : failed_(std::make_shared<const FailureHandler>(std::move(failed))) {}
+
+/// Does nothing once the workspace is gone: what was opened may fail later.
+Workspace::FailureHandler Workspace::failureHandler() const {
+    return [handler = std::weak_ptr(failed_)](const std::string& sentence) {
+        const auto failed = handler.lock();
+        if (failed && *failed) (*failed)(sentence);
+    };
+}
 
 void Workspace::openURL(const std::filesystem::path& url) {
-    open(absolutePath(url), url.filename().string(), failed_);
+    open(absolutePath(url), url.filename().string(), failureHandler());
 }
 
 void Workspace::openWebPage(const std::string& address) {
-    open(QString::fromStdString(address), address, failed_);
+    open(QString::fromStdString(address), address, failureHandler());
 }
 
 void Workspace::activateFileViewerSelecting(const std::vector<std::filesystem::path>& urls) {
@@ -163,13 +171,13 @@ void Workspace::activateFileViewerSelecting(const std::vector<std::filesystem::p
         QStringLiteral("org.freedesktop.FileManager1"), QStringLiteral("/org/freedesktop/FileManager1"),
         QStringLiteral("org.freedesktop.FileManager1"), QStringLiteral("ShowItems"));
     call << addresses << QString();
-    callService<>(call, nullptr, [folder, failed = failed_](const QDBusPendingReply<>& reply) {
+    callService<>(call, nullptr, [folder, failed = failureHandler()](const QDBusPendingReply<>& reply) {
         if (!reply.isError()) return;
         log(LogArea::desktop, "no file manager service: opening the folder");
         try {
             open(absolutePath(folder), folder.filename().string(), failed);
         } catch (const PlatformError& error) {
-            if (failed) failed(error.what());
+            failed(error.what());
         }
     });
 }

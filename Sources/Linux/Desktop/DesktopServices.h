@@ -47,7 +47,8 @@ class TaskLauncher final : public NSTaskLauncher {
 /// service, opens their folder.
 class Workspace final : public NSWorkspace {
  public:
-    /// Receives a sentence for the user when xdg-open was started, but could not open the file.
+    /// Receives a sentence for the user when xdg-open was started, but could not open the file. Not called
+    /// after the workspace's destruction.
     using FailureHandler = std::function<void(const std::string& sentence)>;
 
     explicit Workspace(FailureHandler failed = {});
@@ -57,7 +58,9 @@ class Workspace final : public NSWorkspace {
     void activateFileViewerSelecting(const std::vector<std::filesystem::path>& urls) override;
 
  private:
-    FailureHandler failed_;
+    FailureHandler failureHandler() const;
+
+    std::shared_ptr<const FailureHandler> failed_;
 };
 
 }  // namespace lumicrate::desktop
