@@ -6,6 +6,7 @@
 #include "Tests/Stage/MovieProbe.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <map>
 #include <set>
@@ -79,8 +80,11 @@ class TrackExamination {
         track.timescale = static_cast<std::uint32_t>(mdhd->field("timescale"));
         duration = tkhd->field("duration");
         mediaDuration_ = mdhd->field("duration");
-        faults.require(track.isVideo() || track.handler == "soun", *hdlr, "is of an unknown kind");
-        faults.require(tkhd->field("volume") == (track.isVideo() ? 0 : 0x100), *tkhd, "has a wrong volume");
+        faults.require(track.isVideo() || track.isSound() || track.isMetadata(), *hdlr,
+                       "is of an unknown kind");
+        faults.require(tkhd->field("volume") == (track.isSound() ? 0x100 : 0), *tkhd, "has a wrong volume");
+        // Players ignore tracks that are not enabled.
+        faults.require(tkhd->field("flags") == (track.isMetadata() ? 0 : 3), *tkhd, "has wrong flags");
         faults.require(track.timescale != 0, *mdhd, "has no time scale");
         examineHandlers(*minf, *hdlr, isQuickTime);
         if (const Box* stsd = minf->find("stbl/stsd")) examineEntry(*stsd, *tkhd);
@@ -112,8 +116,7 @@ class TrackExamination {
             faults_.require(isInside, trak_, name + "lies outside the media");
             faults_.require(sample.size > 0 && sample.time > last, trak_,
                             name + "is empty or comes too early");
-            const std::string fault = track.isVideo() ? judgePicture(sample, isAvc_)
-                                                      : judgeSound(sample, &sample == &track.samples.back());
+            const std::string fault = judge(sample);
             faults_.require(fault.empty(), trak_, name + fault);
             last = sample.time;
         }
@@ -141,15 +144,15 @@ class TrackExamination {
             faults_.require(chunks[i][2] == 1, *stbl, "has chunks of an unknown kind");
         }
         faults_.require(count == track.samples.size(), *stbl, "has chunks of another number of samples");
-        if (!track.isVideo() && !track.samples.empty()) requireAll(*stbl, stbl->child("sbgp"));
+        if (track.isSound() && !track.samples.empty()) requireAll(*stbl, stbl->child("sbgp"));
     }
     // The fragments' runs of this track, and its entry in "mvex".
     void examineRuns(const Box& mvex, const std::vector<const Box*>& runs) {
         const auto defaults = mvex.all("trex");
         const bool fits = std::ranges::count_if(defaults, [&](const Box* trex) {
                               return trex->field("id") == track.id &&
-                                     trex->field("flags") == (track.isVideo() ? otherFlags : syncFlags) &&
-                                     trex->field("duration") == (track.isVideo() ? 0 : defaultDuration);
+                                     trex->field("flags") == (track.isSound() ? syncFlags : otherFlags) &&
+                                     trex->field("duration") == (track.isSound() ? defaultDuration : 0);
                           }) == 1;
         faults_.require(fits, mvex, "lacks what the samples of track " + std::to_string(track.id) + " need");
         std::uint64_t count = 0;
@@ -158,8 +161,8 @@ class TrackExamination {
             const Box* sbgp = traf->child("sbgp");
             if (trun == nullptr) continue;
             count += trun->field("count");
-            faults_.require(track.isVideo() ? sbgp == nullptr
-                                            : sbgp != nullptr && sbgp->field("count") == trun->field("count"),
+            faults_.require(track.isSound() ? sbgp != nullptr && sbgp->field("count") == trun->field("count")
+                                            : sbgp == nullptr,
                             *traf, "lacks the roll group");
             examineRun(*trun);
         }
@@ -192,13 +195,20 @@ class TrackExamination {
     std::uint64_t duration = 0;  // ticks of the movie
 
  private:
+    std::string judge(const MovieSample& sample) const {
+        if (track.isVideo()) return judgePicture(sample, isAvc_);
+        if (track.isSound()) return judgeSound(sample, &sample == &track.samples.back());
+        return sample.bytes.starts_with("{") && sample.bytes.ends_with("}") ? "" : "isn't an object";
+    }
     void examineHandlers(const Box& minf, const Box& hdlr, bool isQuickTime) const {
-        const bool hasHeader = minf.child(track.isVideo() ? "vmhd" : "smhd") != nullptr &&
-                               minf.child(track.isVideo() ? "smhd" : "vmhd") == nullptr;
+        const std::string expected = track.isVideo() ? "vmhd" : track.isSound() ? "smhd" : "nmhd";
+        const bool hasHeader = std::ranges::all_of(std::array{"vmhd", "smhd", "nmhd"}, [&](const char* type) {
+            return (minf.child(type) != nullptr) == (type == expected);
+        });
         faults_.require(hasHeader, minf, "doesn't have the header of its handler");
         const Box* sgpd = minf.find("stbl/sgpd");
         // A decoder of AAC must begin one sample before what is heard.
-        faults_.require((sgpd == nullptr) == track.isVideo(), minf, "lacks the roll group of sound");
+        faults_.require((sgpd != nullptr) == track.isSound(), minf, "lacks the roll group of sound");
         if (!isQuickTime) return;
         const Box* data = minf.child("hdlr");
         const bool hasHandlers = letters(hdlr.field("component")) == "mhlr" && data != nullptr &&
@@ -210,7 +220,9 @@ class TrackExamination {
         if (stsd.children.size() != 1) return faults_.add(stsd, "doesn't have exactly one entry");
         const Box& entry = stsd.children.front();
         isAvc_ = entry.type == "avc1";
-        faults_.require((entry.type == "mp4a") != track.isVideo(), stsd, "has samples of another kind");
+        const bool isOfKind =
+            (entry.type == "mp4a") == track.isSound() && (entry.type == "mett") == track.isMetadata();
+        faults_.require(isOfKind, stsd, "has samples of another kind");
         for (const char* side : {"width", "height"})
             faults_.require(tkhd.field(side) == entry.field(side) << 16, tkhd,
                             "has another size than the pictures");
@@ -249,15 +261,15 @@ class TrackExamination {
     void examineRun(const Box& trun) {
         const std::uint64_t flags = trun.field("flags");
         const bool hasDurations = (flags & 0x100) != 0;
-        const bool hasFields = (flags & ~0x100U) == (track.isVideo() ? 0x601 : 0x201);
-        faults_.require(hasFields && (hasDurations || !track.isVideo()), trun, "has other fields");
-        const std::size_t width = 4U + (hasDurations ? 4 : 0) + (track.isVideo() ? 4 : 0);
+        const bool hasFields = (flags & ~0x100U) == (track.isSound() ? 0x201 : 0x601);
+        faults_.require(hasFields && (hasDurations || track.isSound()), trun, "has other fields");
+        const std::size_t width = 4U + (hasDurations ? 4 : 0) + (track.isSound() ? 0 : 4);
         if (trun.field("count") == 0 || trun.content.size() != 12 + trun.field("count") * width)
             return faults_.add(trun, "has another number of samples than its count");
         if (!track.samples.empty())
             track.samples.back().duration =
                 hasDurations ? Bytes(trun.content.last(width)).u32() : defaultDuration;
-        for (std::size_t end = 24; track.isVideo() && end <= trun.content.size(); end += width) {
+        for (std::size_t end = 24; !track.isSound() && end <= trun.content.size(); end += width) {
             const std::uint32_t sampleFlags = Bytes(trun.content.subspan(end - 4)).u32();
             faults_.require(sampleFlags == syncFlags || sampleFlags == otherFlags, trun,
                             "has other sample flags");

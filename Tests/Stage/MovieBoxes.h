@@ -26,13 +26,15 @@ struct MovieSample {
 
 struct MovieTrack {
     std::uint32_t id = 0;
-    std::string handler;  // "vide" or "soun"
+    std::string handler;  // "vide", "soun" or "meta"
     std::string name;     // the handler's
     std::uint32_t timescale = 0;
     double presentedDuration = 0;      // seconds from the movie's beginning to the track's end
     std::vector<MovieSample> samples;  // in file order
 
     bool isVideo() const { return handler == "vide"; }
+    bool isSound() const { return handler == "soun"; }
+    bool isMetadata() const { return handler == "meta"; }
 };
 
 struct MovieBoxes {

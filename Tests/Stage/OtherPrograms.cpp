@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
+#include <functional>
 #include <sstream>
 #include <utility>
 
@@ -16,7 +17,7 @@ using Lines = std::vector<std::string>;
 /// Those lines of a text that are wanted, after the name of the program that wrote them.
 void append(
     Lines& all, const std::string& program, const std::string& text,
-    bool (*isWanted)(const std::string&) = [](const std::string&) { return true; }) {
+    const std::function<bool(const std::string&)>& isWanted = [](const std::string&) { return true; }) {
     std::istringstream stream(text);
     for (std::string line; std::getline(stream, line);) {
         if (isWanted(line)) all.push_back(program + ": " + line);
@@ -54,11 +55,14 @@ bool wasPlayedToTheEnd(const ProgramRun& played) {
 
 void appendMediaInfo(Lines& complaints, const std::filesystem::path& file) {
     const std::string details = runToEnd({"mediainfo", "--Details=1", file.string()}).output;
-    append(complaints, "mediainfo", details, [](const std::string& line) {
-        // MediaInfo has no name for the bits that end a parameter set.
+    bool isInMett = false;
+    append(complaints, "mediainfo", details, [&isInMett](const std::string& line) {
+        // MediaInfo has no name for the bits that end a parameter set, nor for the content of "mett".
         const bool isUnknown =
             line.find("Unknown:") != std::string::npos && line.find(" bits)") == std::string::npos;
-        return isComplaint(line) || isUnknown;
+        const bool isBox = !isUnknown && line.find(" bytes)") != std::string::npos;
+        isInMett = line.ends_with("mett") || (isInMett && !isBox);
+        return isComplaint(line) || (isUnknown && !isInMett);
     });
     if (details.find("MPEG-4, finished") == std::string::npos)
         complaints.emplace_back("mediainfo: doesn't finish");

@@ -9,7 +9,7 @@ namespace {
 
 bool hasDurations(const TrackRun& run) {
     const auto isDefault = [](const Sample& sample) { return sample.duration == aacFrameLength; };
-    return run.video || !std::all_of(run.samples.begin(), run.samples.end(), isDefault);
+    return !run.sound || !std::all_of(run.samples.begin(), run.samples.end(), isDefault);
 }
 
 /// Writes the box "trun". Sets `dataOffset` to the position of the data offset, which is filled in later;
@@ -18,16 +18,16 @@ std::optional<std::size_t> writeRun(BoxWriter& writer, const TrackRun& run, std:
     const bool durations = hasDurations(run);
     const auto trun = writer.fullBox(
         "trun", 0,
-        runHasDataOffset | runHasSizes | (durations ? runHasDurations : 0) | (run.video ? runHasFlags : 0));
+        runHasDataOffset | runHasSizes | (durations ? runHasDurations : 0) | (run.sound ? 0 : runHasFlags));
     writer.u32(run.samples.size());
     dataOffset = writer.position();
     writer.u32(0);
     std::optional<std::size_t> lastDuration;
     for (const Sample& sample : run.samples) {
-        if (run.video) lastDuration = writer.position();
+        if (!run.sound) lastDuration = writer.position();
         if (durations) writer.u32(sample.duration);
         writer.u32(sample.size);
-        if (run.video) writer.u32(sample.key ? keySampleFlags : otherSampleFlags);
+        if (!run.sound) writer.u32(sample.key ? keySampleFlags : otherSampleFlags);
     }
     return lastDuration;
 }
@@ -42,7 +42,7 @@ std::optional<std::size_t> writeTrack(BoxWriter& writer, const TrackRun& run, st
         const auto tfdt = writer.fullBox("tfdt", 1);
         writer.u64(run.decodeTime);
     }
-    if (!run.video) writeRollGroup(writer, run.samples.size());
+    if (run.sound) writeRollGroup(writer, run.samples.size());
     return writeRun(writer, run, dataOffset);
 }
 

@@ -33,7 +33,7 @@ inline constexpr std::size_t fragmentAlignment = 8;
 /// Consecutive samples of one track.
 struct TrackRun {
     std::size_t track = 0;  ///< index of the track
-    bool video = false;
+    bool sound = false;
     /// When the first sample is decoded and presented; ticks from the beginning of the lead-in.
     std::uint64_t decodeTime = 0;
     std::vector<Sample> samples;

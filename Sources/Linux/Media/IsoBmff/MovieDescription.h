@@ -40,8 +40,17 @@ struct AudioDescription {
     bool operator==(const AudioDescription&) const = default;
 };
 
+/// Timed texts of one format, which players ignore: neither enabled nor presented, and without influence on
+/// the movie's duration. What a sample says holds until the next one. A key sample says all; the others are
+/// valid at their own time only.
+struct MetadataDescription {
+    std::string mimeType;  ///< of the samples
+
+    bool operator==(const MetadataDescription&) const = default;
+};
+
 struct TrackDescription {
-    std::variant<VideoDescription, AudioDescription> media;
+    std::variant<VideoDescription, AudioDescription, MetadataDescription> media;
     std::string name;             ///< shown by some players; UTF-8
     std::uint32_t timescale = 0;  ///< ticks a second of the track's clock; not 0
     /// How far before time zero the first sample begins, ticks: what a decoder needs to settle, not to be
@@ -49,6 +58,8 @@ struct TrackDescription {
     std::uint32_t leadIn = 0;
 
     bool isVideo() const { return std::holds_alternative<VideoDescription>(media); }
+    bool isSound() const { return std::holds_alternative<AudioDescription>(media); }
+    bool isMetadata() const { return std::holds_alternative<MetadataDescription>(media); }
     bool operator==(const TrackDescription&) const = default;
 };
 

@@ -27,7 +27,9 @@ MovieFragmenter::MovieFragmenter(const MovieDescription& movie, std::uint64_t me
         tracks_[i].timescale = movie.tracks[i].timescale;
         tracks_[i].leadIn = movie.tracks[i].leadIn;
         tracks_[i].pending.track = i;
-        tracks_[i].pending.video = movie.tracks[i].isVideo();
+        tracks_[i].video = movie.tracks[i].isVideo();
+        tracks_[i].metadata = movie.tracks[i].isMetadata();
+        tracks_[i].pending.sound = movie.tracks[i].isSound();
     }
 }
 
@@ -46,7 +48,7 @@ void MovieFragmenter::add(std::size_t track, std::span<const std::uint8_t> data,
     to.pending.data.insert(to.pending.data.end(), data.begin(), data.end());
     to.lastTime = time;
     to.declared = duration;
-    reached_ = std::max(reached_, to.seconds(time));
+    if (!to.metadata) reached_ = std::max(reached_, to.seconds(time));
     if (isDue()) flush();
 }
 
@@ -86,7 +88,7 @@ void MovieFragmenter::flush() {
         if (track.pending.samples.empty()) continue;
         extendLastPending(track);
         track.pending.decodeTime = static_cast<std::uint64_t>(track.firstTime + track.leadIn);
-        runs.push_back(std::exchange(track.pending, {track.pending.track, track.pending.video, 0, {}, {}}));
+        runs.push_back(std::exchange(track.pending, {track.pending.track, track.pending.sound, 0, {}, {}}));
     }
     if (runs.empty()) return;
 
@@ -95,7 +97,7 @@ void MovieFragmenter::flush() {
     for (std::size_t i = 0; i < runs.size(); ++i) {
         Track& track = tracks_[runs[i].track];
         const Fragment::Place& place = fragment.places[i];
-        if (place.lastDuration) {
+        if (track.video) {
             track.written = Track::Written{end_ + *place.lastDuration, track.lastTime,
                                            runs[i].samples.back().duration, track.declared};
         }
@@ -108,7 +110,7 @@ void MovieFragmenter::flush() {
 
 /// The last pending picture has lasted at least until now.
 void MovieFragmenter::extendLastPending(Track& track) const {
-    if (!track.pending.video) return;
+    if (!track.video) return;
     const double now = std::max(reached_ * track.timescale, static_cast<double>(track.lastTime));
     Sample& last = track.pending.samples.back();
     last.duration = std::max(track.declared, asDuration(std::llround(now) - track.lastTime));

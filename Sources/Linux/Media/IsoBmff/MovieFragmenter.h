@@ -10,6 +10,9 @@
 //     at 2 s   patch   duration 1.7 s
 //     at 3 s   patch   duration 2.7 s
 //     at 4 s   patch   duration 3.7 s, final
+//
+// Metadata waits for the next fragment of the others, and its last sample is not extended: readers take it to
+// last until the next one.
 #pragma once
 
 #include "Linux/Media/IsoBmff/Fragment.h"
@@ -79,6 +82,8 @@ class MovieFragmenter {
 
         std::uint32_t timescale = 1;
         std::uint32_t leadIn = 0;
+        bool video = false;
+        bool metadata = false;
         TrackRun pending;
         std::int64_t firstTime = 0;  ///< of the pending samples
         std::int64_t lastTime = 0;

@@ -2,8 +2,10 @@
 #include "Linux/Media/IsoBmff/MovieIndex.h"
 
 #include "Linux/Media/IsoBmff/Fragment.h"
+#include "Linux/Media/IsoBmff/SampleEntry.h"
 
 #include <algorithm>
+#include <array>
 #include <initializer_list>
 #include <limits>
 #include <string>
@@ -37,8 +39,9 @@ struct Presentation {
     static Presentation ofLeadIn(std::uint32_t ticks) { return {0, ticks, 0, 0}; }
 
     bool isWhole() const { return delay == 0 && skip == 0 && duration == media; }
-    std::uint64_t inMovie(std::uint32_t timescale) const {
-        return rescaled(delay, timescale, movieTimescale) + rescaled(duration, timescale, movieTimescale);
+    /// Its end, from ticks of the track's clock to those of another.
+    std::uint64_t in(std::uint32_t clock, std::uint32_t timescale) const {
+        return rescaled(delay, timescale, clock) + rescaled(duration, timescale, clock);
     }
 };
 
@@ -46,8 +49,9 @@ bool needs64Bits(std::initializer_list<std::uint64_t> values) {
     return std::max(values) > std::numeric_limits<std::uint32_t>::max();
 }
 
-std::uint64_t dateOf(const MovieDescription& movie) {
-    return static_cast<std::uint64_t>(std::max<std::int64_t>(movie.created + epochShift, 0));
+/// `created` is in seconds since 1970.
+std::uint64_t dateOf(std::int64_t created) {
+    return static_cast<std::uint64_t>(std::max<std::int64_t>(created + epochShift, 0));
 }
 
 void writeMatrix(BoxWriter& writer) {
@@ -56,7 +60,7 @@ void writeMatrix(BoxWriter& writer) {
 }
 
 void writeMovieHeader(BoxWriter& writer, const MovieDescription& movie, std::uint64_t duration) {
-    const std::uint64_t date = dateOf(movie);
+    const std::uint64_t date = dateOf(movie.created);
     const bool large = needs64Bits({date, duration});
     const auto mvhd = writer.fullBox("mvhd", large ? 1 : 0);
     writer.wide(date, large);
@@ -71,166 +75,55 @@ void writeMovieHeader(BoxWriter& writer, const MovieDescription& movie, std::uin
     writer.u32(movie.tracks.size() + 1);  // number of the next track
 }
 
-/// 72 dots an inch as a 16.16 number; nothing uses it.
-constexpr std::uint32_t resolution = 72U << 16;
+/// The index that a track is a part of.
+struct IndexFrame {
+    Brand brand = Brand::mpeg4;
+    std::uint64_t date = 0;
+    std::uint32_t timescale = movieTimescale;
 
-void writeEntryHead(BoxWriter& writer) {
-    writer.zeros(6);
-    writer.u16(1);  // the data reference
-}
-
-void writeColors(BoxWriter& writer, Brand brand) {
-    constexpr int bt709 = 1;
-    const auto colr = writer.box("colr");
-    writer.text(brand == Brand::quickTime ? "nclc" : "nclx");
-    writer.u16(bt709);  // primaries
-    writer.u16(bt709);  // transfer
-    writer.u16(bt709);  // matrix
-    // Video range, which "nclc" of QuickTime implies.
-    if (brand != Brand::quickTime) writer.u8(0);
-}
-
-void writeVideoEntry(BoxWriter& writer, Brand brand, const VideoDescription& video) {
-    const bool hevc = video.codec == VideoCodec::hevc;
-    const auto entry = writer.box(hevc ? "hvc1" : "avc1");
-    writeEntryHead(writer);
-    writer.zeros(16);
-    writer.u16(static_cast<std::uint64_t>(video.width));
-    writer.u16(static_cast<std::uint64_t>(video.height));
-    writer.u32(resolution);
-    writer.u32(resolution);
-    writer.u32(0);
-    writer.u16(1);     // picture a sample
-    writer.zeros(32);  // the compressor's name
-    writer.u16(24);    // bits a pixel: color without alpha
-    writer.u16(0xffff);
-    {
-        const auto configuration = writer.box(hevc ? "hvcC" : "avcC");
-        writer.bytes(video.configuration);
-    }
-    writeColors(writer, brand);
-    const auto pasp = writer.box("pasp");
-    writer.u32(1);
-    writer.u32(1);
-}
-
-/// The header of a descriptor of ISO/IEC 14496-1 of less than 128 bytes.
-void beginDescriptor(BoxWriter& writer, int tag, std::size_t length) {
-    writer.u8(static_cast<std::uint64_t>(tag));
-    writer.u8(length);
-}
-
-void writeElementaryStream(BoxWriter& writer, const AudioDescription& audio) {
-    const std::size_t specific = audio.configuration.size();
-    const auto esds = writer.fullBox("esds");
-    beginDescriptor(writer, 0x03, 3 + 2 + 13 + 2 + specific + 2 + 1);
-    writer.u16(0);  // stream number: none within a file
-    writer.u8(0);
-    beginDescriptor(writer, 0x04, 13 + 2 + specific);
-    writer.u8(0x40);  // MPEG-4 audio
-    writer.u8(0x15);  // an audio stream
-    writer.u24(0);    // decoder buffer size: unknown
-    writer.u32(static_cast<std::uint64_t>(audio.bitRate));
-    writer.u32(static_cast<std::uint64_t>(audio.bitRate));
-    beginDescriptor(writer, 0x05, specific);
-    writer.bytes(audio.configuration);
-    beginDescriptor(writer, 0x06, 1);
-    writer.u8(0x02);  // reserved for MP4 files
-}
-
-/// Compressed sound in QuickTime: a description of version 1 with the decoder configuration in "wave".
-void writeQuickTimeSound(BoxWriter& writer, const AudioDescription& audio) {
-    writer.u32(aacFrameLength);
-    writer.u32(0);  // bytes a packet, and a frame: they vary
-    writer.u32(0);
-    writer.u32(2);  // bytes a sample, uncompressed
-    const auto wave = writer.box("wave");
-    {
-        const auto frma = writer.box("frma");
-        writer.text("mp4a");
-    }
-    {
-        const auto mp4a = writer.box("mp4a");
-        writer.u32(0);
-    }
-    writeElementaryStream(writer, audio);
-    writer.u32(boxHeaderSize);  // the terminator
-    writer.u32(0);
-}
-
-void writeAudioEntry(BoxWriter& writer, Brand brand, const AudioDescription& audio) {
-    const bool quickTime = brand == Brand::quickTime;
-    const auto entry = writer.box("mp4a");
-    writeEntryHead(writer);
-    writer.u16(quickTime ? 1 : 0);
-    writer.zeros(6);
-    writer.u16(static_cast<std::uint64_t>(audio.channels));
-    writer.u16(16);                      // bits a sample
-    writer.u16(quickTime ? 0xfffe : 0);  // compressed, packets of varying size
-    writer.u16(0);
-    writer.u32(static_cast<std::uint64_t>(audio.sampleRate) << 16);
-    if (quickTime) {
-        writeQuickTimeSound(writer, audio);
-    } else {
-        writeElementaryStream(writer, audio);
-    }
-}
-
-/// The box "stsd" with its one entry.
-void writeSampleDescription(BoxWriter& writer, Brand brand, const TrackDescription& track) {
-    const auto stsd = writer.fullBox("stsd");
-    writer.u32(1);
-    if (const auto* video = std::get_if<VideoDescription>(&track.media)) {
-        writeVideoEntry(writer, brand, *video);
-    } else {
-        writeAudioEntry(writer, brand, std::get<AudioDescription>(track.media));
-    }
-}
+    static IndexFrame of(const MovieDescription& movie) { return {movie.brand, dateOf(movie.created)}; }
+};
 
 /// Writes one track's part of the index.
 class TrackWriter {
  public:
-    TrackWriter(BoxWriter& writer, const MovieDescription& movie, std::size_t place,
-                const Presentation& presentation)
-        : writer_(writer),
-          movie_(movie),
-          track_(movie.tracks[place]),
-          number_(place + 1),
-          presentation_(presentation) {}
+    TrackWriter(BoxWriter& writer, const IndexFrame& frame, const TrackDescription& track,
+                std::uint32_t number, const Presentation& presentation)
+        : writer_(writer), frame_(frame), track_(track), number_(number), presentation_(presentation) {}
 
     /// `table` is null while the movie is in progress.
     void write(const SampleTable* table, std::int64_t shift) {
         const auto trak = writer_.box("trak");
         writeHeader();
         writeEdits(table == nullptr);
-        if (table != nullptr && !track_.isVideo()) writeTitle();
+        if (table != nullptr && track_.isSound()) writeTitle();
         const auto mdia = writer_.box("mdia");
         writeMediaHeader();
         writeHandler();
         const auto minf = writer_.box("minf");
         writeMediaInformation();
         const auto stbl = writer_.box("stbl");
-        writeSampleDescription(writer_, movie_.brand, track_);
+        writeSampleDescription(writer_, frame_.brand, track_);
         (table != nullptr ? *table : SampleTable()).writeTo(writer_, shift);
-        if (!track_.isVideo()) writeRoll(table);
+        if (track_.isSound()) writeRoll(table);
     }
 
  private:
-    bool quickTime() const { return movie_.brand == Brand::quickTime; }
+    bool quickTime() const { return frame_.brand == Brand::quickTime; }
 
     void writeHeader() {
         constexpr std::uint32_t enabledAndInMovie = 3;
-        const std::uint64_t date = dateOf(movie_);
-        const std::uint64_t duration = presentation_.inMovie(track_.timescale);
+        const std::uint64_t date = frame_.date;
+        const std::uint64_t duration = presentation_.in(frame_.timescale, track_.timescale);
         const bool large = needs64Bits({date, duration});
-        const auto tkhd = writer_.fullBox("tkhd", large ? 1 : 0, enabledAndInMovie);
+        const auto tkhd = writer_.fullBox("tkhd", large ? 1 : 0, track_.isMetadata() ? 0 : enabledAndInMovie);
         writer_.wide(date, large);
         writer_.wide(date, large);
         writer_.u32(number_);
         writer_.u32(0);
         writer_.wide(duration, large);
         writer_.zeros(12);
-        writer_.u16(track_.isVideo() ? 0 : fullVolume);
+        writer_.u16(track_.isSound() ? fullVolume : 0);
         writer_.zeros(2);
         writeMatrix(writer_);
         const auto* video = std::get_if<VideoDescription>(&track_.media);
@@ -242,9 +135,9 @@ class TrackWriter {
     /// the edit is unknown, written as 0.
     void writeEdits(bool isInProgress) {
         if (presentation_.isWhole()) return;
-        const std::uint64_t delay = rescaled(presentation_.delay, track_.timescale, movieTimescale);
+        const std::uint64_t delay = rescaled(presentation_.delay, track_.timescale, frame_.timescale);
         const std::uint64_t duration =
-            isInProgress ? 0 : rescaled(presentation_.duration, track_.timescale, movieTimescale);
+            isInProgress ? 0 : rescaled(presentation_.duration, track_.timescale, frame_.timescale);
         const bool large = needs64Bits({delay, duration, presentation_.skip});
         const auto edts = writer_.box("edts");
         const auto elst = writer_.fullBox("elst", large ? 1 : 0);
@@ -267,7 +160,7 @@ class TrackWriter {
     }
 
     void writeMediaHeader() {
-        const std::uint64_t date = dateOf(movie_);
+        const std::uint64_t date = frame_.date;
         const bool large = needs64Bits({date, presentation_.media});
         const auto mdhd = writer_.fullBox("mdhd", large ? 1 : 0);
         writer_.wide(date, large);
@@ -278,7 +171,10 @@ class TrackWriter {
         writer_.u16(0);
     }
 
-    void writeHandler() { writeHandlerBox("mhlr", track_.isVideo() ? "vide" : "soun", track_.name); }
+    void writeHandler() {
+        constexpr std::array<std::string_view, 3> types{"vide", "soun", "meta"};  // as in the variant
+        writeHandlerBox("mhlr", types.at(track_.media.index()), track_.name);
+    }
 
     /// `component` is for QuickTime only. QuickTime writes the name with its length in front, MPEG-4 with a
     /// zero behind.
@@ -305,9 +201,11 @@ class TrackWriter {
         if (track_.isVideo()) {
             const auto vmhd = writer_.fullBox("vmhd", 0, 1);
             writer_.zeros(8);
-        } else {
+        } else if (track_.isSound()) {
             const auto smhd = writer_.fullBox("smhd");
             writer_.zeros(4);
+        } else {
+            const auto nmhd = writer_.fullBox("nmhd");
         }
         if (quickTime()) writeHandlerBox("dhlr", "url ", "");
         const auto dinf = writer_.box("dinf");
@@ -331,23 +229,45 @@ class TrackWriter {
     }
 
     BoxWriter& writer_;
-    const MovieDescription& movie_;
+    IndexFrame frame_;
     const TrackDescription& track_;
-    std::size_t number_;
+    std::uint32_t number_;
     Presentation presentation_;
 };
 
 void writeFragmentDefaults(BoxWriter& writer, const MovieDescription& movie) {
     const auto mvex = writer.box("mvex");
     for (std::size_t i = 0; i < movie.tracks.size(); ++i) {
-        const bool video = movie.tracks[i].isVideo();
+        const bool sound = movie.tracks[i].isSound();
         const auto trex = writer.fullBox("trex");
         writer.u32(i + 1);
         writer.u32(1);  // the sample description
-        writer.u32(video ? 0 : aacFrameLength);
+        writer.u32(sound ? aacFrameLength : 0);
         writer.u32(0);  // every sample has its own size
-        writer.u32(video ? otherSampleFlags : keySampleFlags);
+        writer.u32(sound ? keySampleFlags : otherSampleFlags);
     }
+}
+
+/// That of the longest track that is not metadata.
+std::uint64_t durationOf(const MovieDescription& movie, std::span<const SampleTable> tables) {
+    std::uint64_t duration = 0;
+    for (std::size_t i = 0; i < tables.size(); ++i) {
+        const TrackDescription& track = movie.tracks[i];
+        if (tables[i].isEmpty() || track.isMetadata()) continue;
+        duration = std::max(duration, Presentation::of(tables[i]).in(movieTimescale, track.timescale));
+    }
+    return duration;
+}
+
+/// The last sample lasts until the end of the movie, and nothing is presented after it; `duration` is in
+/// ticks of the movie's clock.
+void writeMetadata(BoxWriter& writer, const IndexFrame& frame, const TrackDescription& track,
+                   std::uint32_t number, SampleTable table, std::uint64_t duration, std::int64_t shift) {
+    const auto end = static_cast<std::int64_t>(rescaled(duration, frame.timescale, track.timescale));
+    if (table.isEmpty() || table.start() >= end) return;
+    table.lastUntil(end);
+    table.endPresentation(end);
+    TrackWriter(writer, frame, track, number, Presentation::of(table)).write(&table, shift);
 }
 
 }  // namespace
@@ -366,7 +286,9 @@ std::vector<std::uint8_t> makeEmptyIndex(const MovieDescription& movie) {
         writeMovieHeader(writer, movie, 0);
         for (std::size_t i = 0; i < movie.tracks.size(); ++i) {
             const auto presentation = Presentation::ofLeadIn(movie.tracks[i].leadIn);
-            TrackWriter(writer, movie, i, presentation).write(nullptr, 0);
+            TrackWriter(writer, IndexFrame::of(movie), movie.tracks[i], static_cast<std::uint32_t>(i + 1),
+                        presentation)
+                .write(nullptr, 0);
         }
         writeFragmentDefaults(writer, movie);
     }
@@ -375,20 +297,30 @@ std::vector<std::uint8_t> makeEmptyIndex(const MovieDescription& movie) {
 
 std::vector<std::uint8_t> makeIndex(const MovieDescription& movie, std::span<const SampleTable> tables,
                                     std::int64_t shift) {
-    std::uint64_t duration = 0;
-    for (std::size_t i = 0; i < tables.size(); ++i) {
-        if (tables[i].isEmpty()) continue;
-        duration = std::max(duration, Presentation::of(tables[i]).inMovie(movie.tracks[i].timescale));
-    }
+    const std::uint64_t duration = durationOf(movie, tables);
     BoxWriter writer;
     {
         const auto moov = writer.box("moov");
         writeMovieHeader(writer, movie, duration);
         for (std::size_t i = 0; i < tables.size(); ++i) {
-            if (tables[i].isEmpty()) continue;
-            TrackWriter(writer, movie, i, Presentation::of(tables[i])).write(&tables[i], shift);
+            const TrackDescription& track = movie.tracks[i];
+            const auto number = static_cast<std::uint32_t>(i + 1);
+            if (track.isMetadata()) {
+                writeMetadata(writer, IndexFrame::of(movie), track, number, tables[i], duration, shift);
+            } else if (!tables[i].isEmpty()) {
+                TrackWriter(writer, IndexFrame::of(movie), track, number, Presentation::of(tables[i]))
+                    .write(&tables[i], shift);
+            }
         }
     }
+    return writer.take();
+}
+
+std::vector<std::uint8_t> makeMetadataTrack(const TrackDescription& track, const SampleTable& table,
+                                            const MetadataPlace& place) {
+    BoxWriter writer;
+    writeMetadata(writer, {place.brand, dateOf(place.created), place.timescale}, track, place.number, table,
+                  place.duration, 0);
     return writer.take();
 }
 

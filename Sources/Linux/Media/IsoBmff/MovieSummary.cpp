@@ -3,6 +3,7 @@
 
 #include "Linux/Media/IsoBmff/Fragment.h"
 #include "Linux/Media/IsoBmff/HeaderFile.h"
+#include "Linux/Media/IsoBmff/SampleEntry.h"
 
 #include <algorithm>
 #include <array>
@@ -114,11 +115,21 @@ void readEdits(HeaderFile& file, const FileBox& elst, TrackHeaders& track) {
     track.edits = edits;
 }
 
+/// A damaged entry does not make the movie unreadable.
+void readMimeType(const BoxReader& entry, TrackSummary& track) {
+    try {
+        track.mimeType = readTextMetadataEntry(entry).mimeType;
+    } catch (const Malformed&) {
+        track.mimeType.clear();
+    }
+}
+
 /// `stsd` is the list of sample entries.
 void readSampleEntry(HeaderFile& file, const FileBox& stsd, TrackSummary& track) {
     const auto entry = file.boxAt(stsd.content + 8, stsd.end);
     if (!entry) return;
     track.format = entry->type;
+    if (entry->is("mett")) readMimeType(file.beginning(*entry, maxHeaderSize), track);
     const bool sized = track.width > 0 && track.height > 0;
     if (track.kind != fourCC("vide") || sized) return;
     // The track header has no size.

@@ -4,6 +4,7 @@
 
 #include "Linux/Media/IsoBmff/Boxes.h"
 
+#include <string>
 #include <variant>
 #include <vector>
 
@@ -15,6 +16,7 @@ struct TrackSummary {
     double duration = 0;  ///< of what is presented, seconds
     double width = 0;     ///< as displayed, after rotation; 0 for sound
     double height = 0;
+    std::string mimeType = {};  ///< of the samples of text metadata
 };
 
 struct MovieSummary {

@@ -3,6 +3,7 @@
 
 #include "Linux/Media/IsoBmff/Fragment.h"
 #include "Linux/Media/IsoBmff/MovieIndex.h"
+#include "Linux/Media/IsoBmff/SampleEntry.h"
 
 #include <algorithm>
 #include <limits>
@@ -53,6 +54,8 @@ class TrackReader {
         const BoxReader entry = sampleEntry();
         if (type == fourCC("vide")) {
             track.media = readVideo(entry);
+        } else if (type == fourCC("meta")) {
+            track.media = readTextMetadataEntry(BoxReader(entry).box("mett"));
         } else {
             require(type == fourCC("soun"));
             track.media = readAudio(entry);

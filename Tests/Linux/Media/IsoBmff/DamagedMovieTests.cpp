@@ -38,7 +38,7 @@ class SparseFile : public ByteSource {
 /// A fragment with a picture of this size, without its bytes.
 std::vector<std::uint8_t> hugeFragment(std::uint32_t sequence, std::uint64_t time,
                                        std::uint32_t pictureSize) {
-    const TrackRun run{0, true, time, {{4, 90000, sequence == 1}}, {1, 2, 3, 4}};
+    const TrackRun run{0, false, time, {{4, 90000, sequence == 1}}, {1, 2, 3, 4}};
     Fragment fragment = makeFragment(sequence, std::span(&run, 1));
     MemoryFile bytes(std::move(fragment.bytes));
     const Fragment::Place& place = fragment.places.front();

@@ -39,7 +39,8 @@ std::uint64_t lastWholeEnd(const SimulatedRecording& recording, std::uint64_t le
 }
 
 MovieDescription screenWithSounds() {
-    return movie(Brand::mpeg4, {screen(), sound("System Audio", 2, 2112), sound("Microphone", 1, 1024)});
+    return movie(Brand::mpeg4,
+                 {screen(), sound("System Audio", 2, 2112), sound("Microphone", 1, 1024), metadata()});
 }
 
 std::map<std::string, MovieDescription> cases() {
@@ -53,7 +54,8 @@ std::map<std::string, MovieDescription> cases() {
     std::get<AudioDescription>(odd.tracks[1].media).sampleRate = 44100;
     return {
         {"screenWithSounds", screenWithSounds()},
-        {"quickTime", movie(Brand::quickTime, {screen(VideoCodec::hevc), sound("Bildschirm-Ton", 2, 2112)})},
+        {"quickTime",
+         movie(Brand::quickTime, {screen(VideoCodec::hevc), sound("Bildschirm-Ton", 2, 2112), metadata()})},
         {"quickTimeLongName", movie(Brand::quickTime, {sound(std::string(255, 'n'), 2, 0)})},
         {"soundAlone", movie(Brand::m4a, {sound("Mikrofon „Ü“ 麦克风", 1, 2112), sound("System", 2, 0)})},
         {"soundFirst", movie(Brand::mpeg4, {sound("System", 2, 2112), screen(VideoCodec::hevc)})},
@@ -217,9 +219,9 @@ std::optional<MovieSummary> summaryOf(const ByteSource& file) {
 TEST(MovieSummaryTests, OurMoviesHaveTheSameSummaryFinishedOrNot) {
     for (const Brand brand : {Brand::mpeg4, Brand::quickTime}) {
         for (const double begin : {0.0, 3.0}) {
-            SimulatedRecording recording(
-                movie(brand, {screen(VideoCodec::hevc), sound("System", 2, 2112), sound("Mic", 1, 1024)}),
-                2 * blockSize);
+            SimulatedRecording recording(movie(brand, {screen(VideoCodec::hevc), sound("System", 2, 2112),
+                                                       sound("Mic", 1, 1024), metadata()}),
+                                         2 * blockSize);
             recording.record(begin, begin + 2, 7);
             recording.finish();
             const std::pair<const char*, MemoryFile> stages[] = {
@@ -231,7 +233,11 @@ TEST(MovieSummaryTests, OurMoviesHaveTheSameSummaryFinishedOrNot) {
                 SCOPED_TRACE(std::string(what) + " from " + std::to_string(begin));
                 const auto found = summaryOf(file);
                 ASSERT_TRUE(found);
-                ASSERT_EQ(found->tracks.size(), 3U);
+                ASSERT_EQ(found->tracks.size(), 4U);
+                EXPECT_EQ(found->tracks[3].mimeType, "application/x-test");
+                const double ofMetadata = found->tracks[3].duration;
+                EXPECT_TRUE(file.bytes == recording.file().bytes ||
+                            std::abs(ofMetadata - found->duration) < 0.002);
                 double longest = 0;
                 for (std::size_t i = 0; i < 3; ++i) {
                     const double seconds = static_cast<double>(recording.tables()[i].presentedEnd()) /

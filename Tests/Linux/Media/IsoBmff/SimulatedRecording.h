@@ -104,6 +104,9 @@ inline TrackDescription sound(const std::string& name, int channels, std::uint32
     track.leadIn = leadIn;
     return track;
 }
+inline TrackDescription metadata() {
+    return {MetadataDescription{"application/x-test"}, "Data", 90000, 0};
+}
 inline MovieDescription movie(Brand brand, std::vector<TrackDescription> tracks) {
     return {brand, 1'780'000'000, std::move(tracks)};
 }
@@ -148,6 +151,9 @@ class SimulatedRecording {
                     const auto size = static_cast<std::uint32_t>(20 + random() % 60);
                     samples.emplace(second, [=, this] { add(i, size, time, 3000, number % 10 == 0); });
                     second += 0.01 + static_cast<double>(random() % 400) / 1000;
+                } else if (track.isMetadata()) {
+                    samples.emplace(second, [=, this] { add(i, 30, time, 1, number % 3 == 0); });
+                    second += 0.01 + static_cast<double>(random() % 2000) / 1000;
                 } else {
                     samples.emplace(second,
                                     [=, this] { add(i, 5 + number % 7, time, aacFrameLength, true); });
