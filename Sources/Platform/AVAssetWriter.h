@@ -51,7 +51,10 @@ struct AVAudioOutputSettings {
     int encoderBitRate = 0;  ///< bits per second
 };
 
-using AVOutputSettings = std::variant<AVVideoOutputSettings, AVAudioOutputSettings>;
+/// A track of RecordedInput, which players ignore. It neither begins nor ends the movie.
+struct AVMetadataOutputSettings {};
+
+using AVOutputSettings = std::variant<AVVideoOutputSettings, AVAudioOutputSettings, AVMetadataOutputSettings>;
 
 /// One track of a movie being written. All operations on one serial queue.
 class AVAssetWriterInput {
@@ -65,7 +68,7 @@ class AVAssetWriterInput {
     /// The part of the queue that waits for the encoder, 0 … 1.
     virtual double backlog() const = 0;
     /// How much work the encoder saves with the pictures from now on: 0 for none, and with each level they
-    /// are coarser and take less time. Sound ignores it.
+    /// are coarser and take less time. Other media ignores it.
     virtual void setSaving(int level) = 0;
     /// Queues a sample and returns at once. False if the writer has failed or is not writing. Presentation
     /// times must increase.

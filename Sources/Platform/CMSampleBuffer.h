@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// Sample buffers: the frames and sound that capture delivers to the movie writer.
+// Sample buffers: the frames and sound that capture delivers to the movie writer, and the input that goes
+// with them.
 //
 // A CMSampleBuffer is a small value that shares the media it refers to; copying one copies no pixels.
 #pragma once
 
+#include "Platform/RecordedInput.h"
 #include "Support/Geometry.h"
 #include "Support/MediaTime.h"
 
@@ -69,18 +71,19 @@ struct CMSampleTimingInfo {
     CMTime decodeTimeStamp;
 };
 
-/// A video frame or a piece of sound with its time. Not valid without media or without a presentation time.
+/// A video frame, a piece of sound or an instant of input with its time. Not valid without media or time.
 class CMSampleBuffer {
  public:
     CMSampleTimingInfo timing;
     std::shared_ptr<const CVPixelBuffer> imageBuffer;
     std::shared_ptr<AudioBufferList> audio;
     std::optional<SCStreamFrameInfo> frameInfo;
+    std::shared_ptr<const RecordedInput> input;  ///< its own time means nothing
 
     CMTime presentationTimeStamp() const { return timing.presentationTimeStamp; }
     /// A frame without a new picture (status idle, blank …) is valid too.
     bool isValid() const {
-        return timing.presentationTimeStamp.isValid() && (imageBuffer || audio || frameInfo);
+        return timing.presentationTimeStamp.isValid() && (imageBuffer || audio || frameInfo || input);
     }
     /// The same media at another time.
     CMSampleBuffer copyWithNewTiming(const CMSampleTimingInfo& newTiming) const {

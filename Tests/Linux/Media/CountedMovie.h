@@ -3,6 +3,7 @@
 // checks that a movie presents exactly a part of another one.
 #pragma once
 
+#include "Linux/Media/Input/InputSample.h"
 #include "Tests/Linux/Media/MovieMaker.h"
 
 #include <gtest/gtest.h>
@@ -35,7 +36,23 @@ struct CountedRecipe {
     std::vector<int> channels = {2};  ///< of each sound track
     double soundBegins = 0;           ///< seconds
     std::vector<double> times = {};   ///< of the pictures, in seconds; empty: bursts
+    bool input = false;               ///< recorded input as countedInput()
 };
+
+/// A position every 0.7 s, that tells its time, a click 0.1 s and shown keys 0.2 s after each.
+inline std::vector<RecordedInput> countedInput(double seconds) {
+    using Kind = RecordedInput::Kind;
+    std::vector<RecordedInput> all;
+    for (int number = 0; number * 0.7 < seconds; ++number) {
+        const Point position{number / 100.0, 0.25};
+        const CMTime time(number * 7, 10);
+        all.push_back({Kind::pointer, time, position, 0, ""});
+        all.push_back({Kind::press, time + CMTime(1, 10), position, 1 + number % 3, ""});
+        all.push_back({Kind::keys, time + CMTime(2, 10), {}, 0, "Ctrl+" + std::to_string(number)});
+    }
+    std::erase_if(all, [seconds](const RecordedInput& each) { return each.time.seconds() >= seconds; });
+    return all;
+}
 
 /// Unless the recipe has times, pictures come in bursts of 30 a second, at odd times, and after seconds
 /// without any. The sound is a rising tone, of which no two places are alike.
@@ -56,12 +73,14 @@ class CountedMovie {
             tracks.emplace_back(videoSettings(width, height, recipe.bitRate, fps, recipe.codec));
         for (const int channels : recipe.channels)
             tracks.emplace_back(audioSettings(channels));
+        if (recipe.input) tracks.emplace_back(AVMetadataOutputSettings());
         return tracks;
     }
     /// All its samples, and ends there. `progress` is called with the second that is reached.
     void write(MovieMaker& maker, const CountedRecipe& recipe,
                const std::function<void(double)>& progress = {}) const {
         std::size_t next = 0;
+        if (recipe.input) writeInput(maker, recipe);
         for (std::size_t i = 0; i < static_cast<std::size_t>(recipe.seconds * rate) / chunk; ++i) {
             const auto until = static_cast<std::int64_t>((i + 1) * chunk * clock / rate);
             for (; next < pictures.size() && pictures[next].time < until; ++next)
@@ -106,6 +125,14 @@ class CountedMovie {
     static constexpr int bitWidth = width / bits;
     static constexpr std::size_t chunk = rate / 20;
 
+    static void writeInput(MovieMaker& maker, const CountedRecipe& recipe) {
+        for (const RecordedInput& each : countedInput(recipe.seconds)) {
+            CMSampleBuffer sample;
+            sample.timing.presentationTimeStamp = start + each.time;
+            sample.input = std::make_shared<const RecordedInput>(each);
+            maker.append(1 + recipe.channels.size(), sample);
+        }
+    }
     static std::vector<CountedPicture> counted(const std::vector<double>& times) {
         std::vector<CountedPicture> pictures;
         for (const double time : times)
@@ -157,6 +184,39 @@ inline std::vector<CountedPicture> part(const std::vector<CountedPicture>& all, 
             pictures.push_back({each.number, std::max<std::int64_t>(each.time - ticks(from), 0)});
     }
     return pictures;
+}
+
+inline std::vector<RecordedInput> inputIn(const stage::MovieProbe& movie) {
+    std::vector<RecordedInput> all;
+    for (const stage::Track& track : movie.tracks()) {
+        if (track.codecTag != "mett") continue;
+        for (const stage::Packet& packet : movie.packets(track.index)) {
+            const auto* const bytes = reinterpret_cast<const std::uint8_t*>(packet.bytes.data());
+            all.push_back(media::readInputSample({bytes, packet.bytes.size()}).value());
+            all.back().time = CMTime(ticks(packet.pts), clock);
+        }
+    }
+    return all;
+}
+
+/// The movie has what countedInput() says of that range, to a tick.
+inline void expectInput(const std::filesystem::path& path, double seconds, double from, double to) {
+    std::vector<RecordedInput> expected;
+    for (RecordedInput each : countedInput(seconds)) {
+        const double second = each.time.seconds() - from;
+        const bool isPosition = each.kind == RecordedInput::Kind::pointer;
+        if (second <= 0 && isPosition) expected.clear();
+        if (second >= to - from || (second < 0 && !isPosition)) continue;
+        each.time = CMTime::fromSeconds(std::max(second, 0.0));
+        expected.push_back(each);
+    }
+    const std::vector<RecordedInput> found = inputIn(stage::MovieProbe(path));
+    ASSERT_EQ(found.size(), expected.size());
+    for (std::size_t i = 0; i < found.size(); ++i) {
+        EXPECT_NEAR(found[i].time.seconds(), expected[i].time.seconds(), 2.0 / clock) << i;
+        expected[i].time = found[i].time;
+        EXPECT_EQ(found[i], expected[i]) << i;
+    }
 }
 
 /// Everything that a file presents.

@@ -2,6 +2,7 @@
 #include "Linux/Media/MovieFile/AssetWriter.h"
 
 #include "Linux/Media/Encoding/VideoTrack.h"
+#include "Linux/Media/Input/InputTrack.h"
 #include "Linux/Media/MovieFile/MovieFile.h"
 #include "Linux/Media/Sound/AudioTrack.h"
 #include "Support/Error.h"
@@ -18,7 +19,9 @@ namespace {
 std::unique_ptr<TrackEncoder> makeEncoder(const AVOutputSettings& settings) {
     if (const auto* video = std::get_if<AVVideoOutputSettings>(&settings))
         return std::make_unique<VideoTrack>(*video);
-    return std::make_unique<AudioTrack>(std::get<AVAudioOutputSettings>(settings));
+    if (const auto* audio = std::get_if<AVAudioOutputSettings>(&settings))
+        return std::make_unique<AudioTrack>(*audio);
+    return std::make_unique<InputTrack>();
 }
 
 }  // namespace
@@ -53,7 +56,8 @@ void AssetWriter::setShouldOptimizeForNetworkUse(bool indexInFront) {
 bool AssetWriter::canAddInput(const AVOutputSettings& settings) const {
     if (status() != AVAssetWriterStatus::unknown) return false;
     if (const auto* video = std::get_if<AVVideoOutputSettings>(&settings)) return canAdd(*video);
-    return canAdd(std::get<AVAudioOutputSettings>(settings));
+    if (const auto* audio = std::get_if<AVAudioOutputSettings>(&settings)) return canAdd(*audio);
+    return fileType_ != AVFileType::appleM4A;
 }
 
 bool AssetWriter::canAdd(const AVVideoOutputSettings& settings) const {

@@ -26,18 +26,6 @@ constexpr std::uint64_t largeHead = 1 << 20;
 /// How much of a recording's beginning may stay in the page cache, for whoever opens it next.
 constexpr std::uint64_t maxCached = 64 << 20;
 
-isobmff::Brand brandOf(AVFileType type) {
-    switch (type) {
-        case AVFileType::mpeg4:
-            return isobmff::Brand::mpeg4;
-        case AVFileType::quickTimeMovie:
-            return isobmff::Brand::quickTime;
-        case AVFileType::appleM4A:
-            return isobmff::Brand::m4a;
-    }
-    return isobmff::Brand::mpeg4;
-}
-
 isobmff::MovieIdentifier newIdentifier() {
     std::random_device random;
     isobmff::MovieIdentifier identifier;
@@ -51,6 +39,18 @@ std::exception_ptr failure(std::string_view sentence) {
 }
 
 }  // namespace
+
+isobmff::Brand brandOf(AVFileType type) {
+    switch (type) {
+        case AVFileType::mpeg4:
+            return isobmff::Brand::mpeg4;
+        case AVFileType::quickTimeMovie:
+            return isobmff::Brand::quickTime;
+        case AVFileType::appleM4A:
+            return isobmff::Brand::m4a;
+    }
+    return isobmff::Brand::mpeg4;
+}
 
 MovieFile::MovieFile(std::filesystem::path path, AVFileType type, RecoveryList recordings)
     : path_(std::move(path)), recordings_(std::move(recordings)) {

@@ -24,6 +24,8 @@
 
 namespace lumicrate::media {
 
+isobmff::Brand brandOf(AVFileType type);
+
 /// The file can be played at any time (see IsoBmff/MovieHead.h) and is at most about half a second behind. If
 /// neither finish() nor discard() is called, it stays for MovieRecovery to complete, unless it has no
 /// samples.

@@ -4,19 +4,34 @@
 #include "Support/Error.h"
 
 #include <algorithm>
+#include <iterator>
+#include <optional>
 #include <utility>
 
 namespace lumicrate::media {
 
 namespace {
 
-/// The index of the sample with which sound has to begin in order to be complete from `start` on: the one
-/// that begins the lead-in before it, or earlier.
-std::size_t firstSample(const ReplayMemory::Track& sound, std::int64_t start) {
-    const std::int64_t latest = start - sound.description.leadIn;
+/// The index of the sample with which sound or metadata has to begin in order to be complete from `start` on:
+/// the key sample that begins the lead-in before it, or an earlier one.
+std::size_t firstSample(const ReplayMemory::Track& track, std::int64_t start) {
+    const std::int64_t latest = start - track.description.leadIn;
     const auto after =
-        std::ranges::upper_bound(sound.samples, latest, {}, [](const auto& sample) { return sample.time; });
-    return static_cast<std::size_t>(std::max<std::ptrdiff_t>(after - sound.samples.begin() - 1, 0));
+        std::ranges::upper_bound(track.samples, latest, {}, [](const auto& sample) { return sample.time; });
+    const auto key = std::find_if(std::reverse_iterator(after), track.samples.rend(),
+                                  [](const auto& each) { return each.key; });
+    return key == track.samples.rend() ? 0 : static_cast<std::size_t>(key.base() - track.samples.begin() - 1);
+}
+
+/// What holds at time zero begins there; what was before it is gone.
+void beginAtZero(ReplayMemory::Track& metadata) {
+    auto& samples = metadata.samples;
+    std::optional<ReplayMemory::Sample> held = samples[firstSample(metadata, 0)];
+    if (!held->key || held->time > 0) held.reset();
+    std::erase_if(samples, [&held](const auto& each) { return each.time < (held ? 1 : 0); });
+    if (!held) return;
+    held->time = 0;
+    samples.push_front(std::move(*held));
 }
 
 }  // namespace
@@ -38,6 +53,7 @@ void ReplayMemory::write(int track, const MovieSample& sample) {
     Track& to = tracks_[static_cast<std::size_t>(track)];
     bytes_ += data->size();
     to.samples.push_back({std::move(data), sample.time, sample.duration, sample.key});
+    if (to.description.isMetadata()) return;
     reached_ = std::max(reached_, to.seconds(sample.time));
     if (!to.description.isVideo()) return;
     if (sample.key) keyTimes_.push_back(sample.time);
@@ -149,6 +165,10 @@ ReplayMemory::Movie ReplayMemory::kept() const {
         for (const std::int64_t zero = zeroOf(track); Sample & sample : track.samples)
             sample.time -= zero;
         if (track.description.isVideo() || track.samples.empty()) continue;
+        if (track.description.isMetadata()) {
+            beginAtZero(track);
+            continue;
+        }
         // What came later than the pictures was not there yet when they were dropped.
         track.samples.erase(track.samples.begin(),
                             track.samples.begin() + static_cast<std::ptrdiff_t>(firstSample(track, 0)));

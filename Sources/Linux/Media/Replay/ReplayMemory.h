@@ -40,7 +40,7 @@ class ReplayMemory final : public MovieDestination {
         std::int64_t ticks(double seconds) const { return std::llround(seconds * description.timescale); }
     };
     /// A movie of its own: times count from its first picture. Sound begins before it by the lead-in of its
-    /// track's description.
+    /// track's description; metadata begins with it.
     struct Movie {
         std::vector<Track> tracks;
         double end = 0;  ///< seconds

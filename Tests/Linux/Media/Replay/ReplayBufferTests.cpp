@@ -50,7 +50,7 @@ class Replay {
 TEST(ReplayBufferTests, SavesExactlyTheLastSeconds) {
     const CountedRecipe h264{.seconds = captured};
     const CountedRecipe hevc{
-        AVVideoCodecType::hevc, AVFileType::quickTimeMovie, 1'000'000, captured, true, {2, 1}};
+        AVVideoCodecType::hevc, AVFileType::quickTimeMovie, 1'000'000, captured, true, {2, 1}, 0, {}, true};
     const struct {
         const char* name;
         CountedRecipe recipe;
@@ -73,6 +73,7 @@ TEST(ReplayBufferTests, SavesExactlyTheLastSeconds) {
         EXPECT_LE(bytes, limits.bytes);
         ASSERT_EQ(replay.save(folder / "saved"), "");
         expectPart(Presented(movie.path), folder / "saved", captured - seconds, captured);
+        if (recipe.input) expectInput(folder / "saved", captured, captured - seconds, captured);
         EXPECT_THAT(stage::readMovieBoxes(folder / "saved").faults, IsEmpty());
         EXPECT_THAT(stage::complaintsAbout(folder / "saved"), IsEmpty());
     }
@@ -84,6 +85,7 @@ TEST(ReplayBufferTests, ContinuesIntoAFile) {
         const TemporaryFolder folder;
         CountedRecipe recipe{.seconds = captured};
         recipe.soundBegins = soundBegins;
+        recipe.input = true;
         const CountedMovie movie(folder / "all", recipe);
         ReplayBuffer buffer({1, 1 << 30}, RecoveryList(folder / "unfinished"));
         MovieMaker maker(buffer.makeWriter(recipe.type), CountedMovie::tracks(recipe));
@@ -96,6 +98,7 @@ TEST(ReplayBufferTests, ContinuesIntoAFile) {
         EXPECT_GT(from, 0);
         EXPECT_LT(from, 8);
         expectPart(Presented(movie.path), folder / "recording", from, captured);
+        expectInput(folder / "recording", captured, from, captured);
         EXPECT_THAT(stage::readMovieBoxes(folder / "recording").faults, IsEmpty());
         EXPECT_EQ(buffer.contents().bytes, 0U);
     }
