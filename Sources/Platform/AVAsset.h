@@ -3,6 +3,7 @@
 #pragma once
 
 #include "Platform/AVAssetWriter.h"
+#include "Platform/RecordedInput.h"
 #include "Support/Geometry.h"
 #include "Support/LongWork.h"
 #include "Support/MediaTime.h"
@@ -22,6 +23,7 @@ struct AVAssetSummary {
     std::optional<Size> videoSize;  ///< pixels, after rotation; none without a video track
     std::string videoSubtype;  ///< four-letter code of the first video track: "avc1", "hvc1" …; or empty
     int audioTracks = 0;
+    bool recordedInput = false;  ///< has a track of recorded input
 
     bool operator==(const AVAssetSummary&) const = default;
 };
@@ -57,17 +59,28 @@ class AVAssets {
     virtual std::vector<float> loudness(const std::filesystem::path& url, std::size_t parts,
                                         const LongWork& work) const = 0;
 
+    /// The input that was recorded with the movie, by increasing time; empty without such a track. Throws
+    /// PlatformError.
+    virtual std::vector<RecordedInput> recordedInput(const std::filesystem::path& url) const = 0;
+
     /// Copies the first video track, if any, and mixes all audio tracks into one stereo track: AAC, 48000 Hz,
-    /// 192000 bit/s. Every track keeps its full gain; a limiter prevents clipping.
+    /// 192000 bit/s. Every track keeps its full gain; a limiter prevents clipping. Keeps
+    /// the recorded input.
     virtual void mixAudio(const std::filesystem::path& source, const std::filesystem::path& destination,
                           AVFileType type, const LongWork& work) const = 0;
 
     /// Exports what is presented in `range`, or everything. Audio is cut to the sample. With the preset
     /// passthrough the file also contains the frames from the key frame before the start, but they are not
-    /// presented; with the others its first frame is the one presented at the start.
+    /// presented; with the others its first frame is the one presented at the start. Of the
+    /// recorded input it keeps what belongs to the range; the pointer's last position before it begins there.
     virtual void exportMovie(const std::filesystem::path& source, const std::filesystem::path& destination,
                              AVFileType type, AVAssetExportPreset preset, std::optional<CMTimeRange> range,
                              const LongWork& work) const = 0;
+
+    /// Copies video and audio, but not the recorded input.
+    virtual void copyWithoutInput(const std::filesystem::path& source,
+                                  const std::filesystem::path& destination, AVFileType type,
+                                  const LongWork& work) const = 0;
 };
 
 /// A picture in memory: 8-bit RGB, top row first, no padding.

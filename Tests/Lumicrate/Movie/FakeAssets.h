@@ -38,6 +38,12 @@ class FakeAssets final : public AVAssets {
         files_.existing.insert(destination);
     }
 
+    std::vector<RecordedInput> recordedInput(const Path&) const override { return input; }
+    void copyWithoutInput(const Path& source, const Path& destination, AVFileType type,
+                          const LongWork& work) const override {
+        exportMovie(source, destination, type, AVAssetExportPreset::passthrough, std::nullopt, work);
+    }
+
     struct Made {
         Path source;
         Path destination;
@@ -46,7 +52,8 @@ class FakeAssets final : public AVAssets {
         std::optional<CMTimeRange> range;
     };
     std::map<Path, AVAssetSummary> summaries;
-    std::vector<CMTime> times;  ///< of the pictures of every movie
+    std::vector<CMTime> times;         ///< of the pictures of every movie
+    std::vector<RecordedInput> input;  ///< of every movie
     std::string refusal;
     mutable std::vector<Made> made;
 

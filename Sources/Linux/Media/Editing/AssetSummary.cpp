@@ -2,6 +2,7 @@
 // Assets::summary: duration, size and tracks of a movie file, read from its headers.
 #include "Linux/Media/Editing/Assets.h"
 #include "Linux/Media/Editing/InputFile.h"
+#include "Linux/Media/Input/InputSample.h"
 #include "Linux/Media/IsoBmff/MovieSummary.h"
 #include "Linux/Media/Libav.h"
 #include "Support/Error.h"
@@ -35,6 +36,7 @@ AVAssetSummary toAsset(const isobmff::MovieSummary& movie) {
     AVAssetSummary asset;
     asset.duration = movie.duration;
     for (const isobmff::TrackSummary& each : movie.tracks) {
+        if (each.mimeType == inputMimeType) asset.recordedInput = true;
         if (each.kind == fourCC("soun")) ++asset.audioTracks;
         if (each.kind != fourCC("vide") || asset.videoSize) continue;
         asset.videoSize = Size{each.width, each.height};

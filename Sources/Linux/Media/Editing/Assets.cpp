@@ -2,6 +2,7 @@
 #include "Linux/Media/Editing/Assets.h"
 
 #include "Linux/Media/Editing/CopiedTracks.h"
+#include "Linux/Media/Editing/InputData.h"
 #include "Linux/Media/Editing/InputMovie.h"
 #include "Linux/Media/Editing/Loudness.h"
 #include "Linux/Media/Editing/MixedTrack.h"
@@ -155,6 +156,10 @@ std::vector<float> Assets::loudness(const std::filesystem::path& url, std::size_
     return loudnessOf(url, parts, work);
 }
 
+std::vector<RecordedInput> Assets::recordedInput(const std::filesystem::path& url) const {
+    return recordedInputOf(url);
+}
+
 void Assets::mixAudio(const std::filesystem::path& source, const std::filesystem::path& destination,
                       AVFileType type, const LongWork& work) const {
     const InputMovie input(source, InputMovie::Look::atHead);
@@ -163,6 +168,7 @@ void Assets::mixAudio(const std::filesystem::path& source, const std::filesystem
     TrackWriters tracks;
     if (const auto video = input.videoTrack()) tracks.push_back(copyOf(input, *video));
     tracks.push_back(std::make_unique<MixedTrack>(input));
+    output.setRecordedInput(recordedInputOf(source));
     write(output, input, tracks);
 }
 
@@ -183,6 +189,16 @@ void Assets::exportMovie(const std::filesystem::path& source, const std::filesys
         for (const int track : input.audioTracks())
             tracks.push_back(copyOf(input, track, range));
     }
+    output.setRecordedInput(inputIn(range, recordedInputOf(source)));
+    write(output, input, tracks);
+}
+
+void Assets::copyWithoutInput(const std::filesystem::path& source, const std::filesystem::path& destination,
+                              AVFileType type, const LongWork& work) const {
+    const InputMovie input(source, InputMovie::Look::atHead);
+    OutputMovie output(destination, type, input.duration(), work);
+    TrackWriters tracks;
+    tracks.push_back(copyOfAll(input, std::nullopt));
     write(output, input, tracks);
 }
 

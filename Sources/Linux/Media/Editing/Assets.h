@@ -14,11 +14,14 @@ class Assets final : public AVAssets {
     std::vector<CMTime> pictureTimes(const std::filesystem::path& url) const override;
     std::vector<float> loudness(const std::filesystem::path& url, std::size_t parts,
                                 const LongWork& work) const override;
+    std::vector<RecordedInput> recordedInput(const std::filesystem::path& url) const override;
     void mixAudio(const std::filesystem::path& source, const std::filesystem::path& destination,
                   AVFileType type, const LongWork& work) const override;
     void exportMovie(const std::filesystem::path& source, const std::filesystem::path& destination,
                      AVFileType type, AVAssetExportPreset preset, std::optional<CMTimeRange> range,
                      const LongWork& work) const override;
+    void copyWithoutInput(const std::filesystem::path& source, const std::filesystem::path& destination,
+                          AVFileType type, const LongWork& work) const override;
 };
 
 }  // namespace lumicrate::media

@@ -24,6 +24,8 @@ namespace lumicrate::media {
 namespace {
 
 constexpr int bufferSize = 1 << 17;
+/// Of a box: its size and type.
+constexpr std::size_t headerSize = 8;
 
 }  // namespace
 
@@ -45,23 +47,83 @@ void AvioFile::flush() {
     AtomicFile::checked(io_->error);
 }
 
-void AvioFile::changeBox(std::string_view type, const std::function<void(std::span<std::uint8_t>)>& change) {
-    constexpr std::size_t headerSize = 8;
+std::uint64_t AvioFile::append(std::string_view type, std::span<const std::uint8_t> content) {
     flush();
-    std::array<std::uint8_t, headerSize> header{};
-    for (std::uint64_t place = 0;;) {
-        readBytes(place, header);
-        const std::size_t size = AV_RB32(header.data());
-        if (size < headerSize) AtomicFile::fail(AVERROR(EIO));
-        if (std::equal(type.begin(), type.end(), header.begin() + 4)) {
-            std::vector<std::uint8_t> content(size - headerSize);
-            readBytes(place + headerSize, content);
-            change(content);
-            file_.write(place + headerSize, content);
-            return;
-        }
-        place += size;
+    const std::uint64_t end = size();
+    Box last = boxAt(0);
+    while (last.offset + last.size < end)
+        last = boxAt(last.offset + last.size);
+    if (last.type == type && grow(last, content.size())) {
+        file_.write(end, content);
+        return end;
     }
+    writeHeader(end, headerSize + content.size(), type);
+    file_.write(end + headerSize, content);
+    return end + headerSize;
+}
+
+void AvioFile::changeBox(std::string_view type,
+                         const std::function<void(std::vector<std::uint8_t>&)>& change) {
+    flush();
+    Box box = boxAt(0);
+    while (box.type != type)
+        box = boxAt(box.offset + box.size);
+    std::vector<std::uint8_t> content(box.size - headerSize);
+    readBytes(box.offset + headerSize, content);
+    change(content);
+    const std::uint64_t changedSize = headerSize + content.size();
+    if (changedSize > box.size) takeFromFree(box.offset + box.size, changedSize - box.size);
+    writeHeader(box.offset, changedSize, type);
+    file_.write(box.offset + headerSize, content);
+}
+
+/// Shortens the box "free" at `offset` by `count` bytes at its beginning.
+void AvioFile::takeFromFree(std::uint64_t offset, std::uint64_t count) {
+    const Box free = boxAt(offset);
+    // The room for the index is calculated beforehand.
+    if (free.type != "free" || free.size < count + headerSize) AtomicFile::fail(AVERROR_BUG);
+    writeHeader(offset + count, free.size - count, "free");
+}
+
+AvioFile::Box AvioFile::boxAt(std::uint64_t offset) const {
+    std::array<std::uint8_t, headerSize> header{};
+    readBytes(offset, header);
+    Box box{offset, AV_RB32(header.data()), false, {header.begin() + 4, header.end()}};
+    box.isLarge = box.size == 1;
+    if (box.isLarge) {
+        readBytes(offset + headerSize, header);
+        box.size = AV_RB64(header.data());
+    }
+    if (box.size < headerSize) AtomicFile::fail(AVERROR(EIO));
+    return box;
+}
+
+/// Makes a box longer; false if its header has no room for the size.
+bool AvioFile::grow(const Box& box, std::uint64_t count) {
+    const std::uint64_t grown = box.size + count;
+    std::array<std::uint8_t, headerSize> large{};
+    AV_WB64(large.data(), grown);
+    if (box.isLarge) {
+        file_.write(box.offset + headerSize, large);
+    } else if (grown <= UINT32_MAX) {
+        writeHeader(box.offset, grown, box.type);
+    } else {
+        return false;
+    }
+    return true;
+}
+
+void AvioFile::writeHeader(std::uint64_t offset, std::uint64_t boxSize, std::string_view type) {
+    std::array<std::uint8_t, headerSize> header{};
+    AV_WB32(header.data(), static_cast<std::uint32_t>(boxSize));
+    std::copy(type.begin(), type.end(), header.begin() + 4);
+    file_.write(offset, header);
+}
+
+std::uint64_t AvioFile::size() const {
+    struct stat attributes {};
+    if (fstat(file_.descriptor().get(), &attributes) != 0) AtomicFile::fail(AVERROR(errno));
+    return static_cast<std::uint64_t>(attributes.st_size);
 }
 
 void AvioFile::readBytes(std::uint64_t offset, std::span<std::uint8_t> bytes) const {

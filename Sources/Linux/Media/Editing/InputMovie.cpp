@@ -91,6 +91,15 @@ std::vector<int> InputMovie::audioTracks() const {
     return tracks;
 }
 
+std::optional<int> InputMovie::inputTrack() const {
+    for (unsigned i = 0; i < context_->nb_streams; ++i) {
+        const AVCodecParameters& media = *context_->streams[i]->codecpar;
+        if (media.codec_type == AVMEDIA_TYPE_DATA && media.codec_tag == MKTAG('m', 'e', 't', 't'))
+            return static_cast<int>(i);
+    }
+    return std::nullopt;
+}
+
 double InputMovie::duration() const {
     if (context_->duration == AV_NOPTS_VALUE) return 0;
     return std::max(0.0, static_cast<double>(context_->duration) / AV_TIME_BASE);

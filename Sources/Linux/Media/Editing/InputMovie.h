@@ -31,6 +31,8 @@ class InputMovie {
     std::optional<int> videoTrack() const;
     /// All sound tracks in file order.
     std::vector<int> audioTracks() const;
+    /// The number of the track of recorded input.
+    std::optional<int> inputTrack() const;
     const AVStream& stream(int track) const { return *context_->streams[track]; }
     /// Seconds, of the whole presentation; 0 when unknown.
     double duration() const;

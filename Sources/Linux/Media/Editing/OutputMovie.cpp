@@ -1,8 +1,10 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "Linux/Media/Editing/OutputMovie.h"
 
-#include "Linux/Media/IsoBmff/Boxes.h"
+#include "Linux/Media/Editing/IndexEdits.h"
+#include "Linux/Media/Input/InputSample.h"
 #include "Linux/Media/IsoBmff/Fragment.h"
+#include "Linux/Media/MovieFile/MovieFile.h"
 #include "Support/Error.h"
 #include "Support/Log.h"
 
@@ -12,7 +14,6 @@
 #include <limits>
 #include <map>
 #include <new>
-#include <numeric>
 #include <span>
 #include <utility>
 
@@ -72,84 +73,10 @@ void copySideData(const AVStream& from, AVStream& to) {
     }
 }
 
-using isobmff::BoxReader;
-
-constexpr std::size_t numberAndReserved = 8;
-
-/// A number of 32 or 64 bits in the index.
-class Field {
- public:
-    Field(BoxReader& reader, bool in64Bits) : bytes_(reader.bytes(in64Bits ? 8 : 4)) {}
-
-    std::uint64_t value() const {
-        return std::accumulate(bytes_.begin(), bytes_.end(), std::uint64_t{0},
-                               [](std::uint64_t value, std::uint8_t byte) { return value << 8 | byte; });
-    }
-    void set(std::uint64_t value, std::span<std::uint8_t> moov) const {
-        std::uint8_t* place = moov.data() + (bytes_.data() - moov.data());
-        for (std::size_t i = bytes_.size(); i > 0; --i, value >>= 8)
-            place[i - 1] = static_cast<std::uint8_t>(value & 0xFF);
-    }
-
- private:
-    std::span<const std::uint8_t> bytes_;
-};
-
-/// The duration in a header that has two dates and then `between` bytes before it.
-Field durationIn(BoxReader header, std::size_t between) {
-    const bool wide = header.skipDates();
-    header.skip(between);
-    return {header, wide};
-}
-
-std::uint32_t timescaleIn(BoxReader header) {
-    header.skipDates();
-    return header.u32();
-}
-
-std::vector<Field> editsIn(BoxReader list) {
-    const bool wide = list.fullBoxHeader().version == 1;
-    std::vector<Field> durations;
-    for (std::uint32_t left = list.u32(); left > 0; --left) {
-        durations.emplace_back(list, wide);
-        list.skip(wide ? 12 : 8);
-    }
-    return durations;
-}
-
-void endTrackAt(std::uint64_t end, const BoxReader& track, std::span<std::uint8_t> moov) {
-    const std::vector<Field> edits = editsIn(track.child("edts").child("elst"));
-    std::uint64_t total = 0;
-    for (const Field& each : edits)
-        total += each.value();
-    if (edits.empty() || total <= end) return;
-    const std::uint64_t last = edits.back().value();
-    edits.back().set(last - std::min(last, total - end), moov);
-    durationIn(track.child("tkhd"), numberAndReserved).set(end, moov);
-}
-
-/// Changes `moov`, the content of that box, so that the tracks in `ends`, counted from 0, are presented until
-/// that time in seconds at the latest. The muxer presents a track until the end of its last picture, also
-/// when that picture is only there because others are decoded from it. Throws isobmff::Malformed.
-void endTracksAt(const std::map<int, double>& ends, std::span<std::uint8_t> moov) {
-    const BoxReader index(moov);
-    const std::uint32_t timescale = timescaleIn(index.child("mvhd"));
-    std::uint64_t longest = 0;
-    int number = 0;
-    for (BoxReader rest = index; rest.remaining() > 0;) {
-        const isobmff::Box box = rest.box();
-        if (box.type != isobmff::fourCC("trak")) continue;
-        if (const auto end = ends.find(number++); end != ends.end())
-            endTrackAt(static_cast<std::uint64_t>(std::llround(end->second * timescale)), box.content, moov);
-        longest = std::max(longest, durationIn(box.content.child("tkhd"), numberAndReserved).value());
-    }
-    durationIn(index.child("mvhd"), sizeof timescale).set(longest, moov);
-}
-
 }  // namespace
 
 OutputMovie::OutputMovie(const std::filesystem::path& path, AVFileType type, double duration, LongWork work)
-    : file_(path), duration_(duration), work_(std::move(work)) {
+    : file_(path), type_(type), duration_(duration), work_(std::move(work)) {
     AVFormatContext* context = nullptr;
     check(avformat_alloc_output_context2(&context, nullptr, muxerFor(type), nullptr));
     context_.reset(context);
@@ -249,7 +176,7 @@ void OutputMovie::begin() {
 }
 
 std::int64_t OutputMovie::indexSpace() const {
-    std::int64_t room = indexOfFile;
+    std::int64_t room = indexOfFile + inputIndexSpace(input_.samples.size());
     for (std::size_t i = 0; i < tracks_.size(); ++i) {
         const bool video = context_->streams[i]->codecpar->codec_type == AVMEDIA_TYPE_VIDEO;
         room += indexOfTrack + tracks_[i].packets * (video ? indexOfPacket : indexOfSoundPacket);
@@ -326,20 +253,28 @@ void OutputMovie::abandon() {
 
 void OutputMovie::finish() {
     check(av_write_trailer(context_.get()));
-    shortenTracks();
+    completeIndex();
     file_.publish();
-    log(LogArea::movie, "published a movie of ", tracks_.size(), " tracks");
+    log(LogArea::movie, "published a movie of ", tracks_.size(), " tracks and ", input_.samples.size(),
+        " events of input");
 }
 
-void OutputMovie::shortenTracks() {
+/// The recorded input is behind all other media, where players never come across it.
+void OutputMovie::completeIndex() {
     std::map<int, double> ends;
     for (int i = 0; i < static_cast<int>(tracks_.size()); ++i) {
         const Track& each = tracks_[static_cast<std::size_t>(i)];
         if (each.end > each.last) ends[i] = secondsOf(each.last, timeBase(i));
     }
-    if (ends.empty()) return;
+    const bool hasInput = !input_.samples.empty();
+    if (ends.empty() && !hasInput) return;
+    isobmff::SampleTable table;
+    if (hasInput) table.addRun(file_.append("mdat", input_.bytes), input_.start, input_.samples);
     try {
-        file_.changeBox("moov", [&ends](std::span<std::uint8_t> moov) { endTracksAt(ends, moov); });
+        file_.changeBox("moov", [&](std::vector<std::uint8_t>& moov) {
+            endTracksAt(ends, moov);
+            if (hasInput) addMetadataTrack(inputTrackDescription(), table, brandOf(type_), moov);
+        });
     } catch (const isobmff::Malformed&) {
         AtomicFile::fail(AVERROR_BUG);
     }

@@ -4,6 +4,7 @@
 #pragma once
 
 #include "Linux/Media/Editing/AvioFile.h"
+#include "Linux/Media/Editing/InputData.h"
 #include "Linux/Media/Editing/InputMovie.h"
 #include "Linux/Media/IsoBmff/MovieDescription.h"
 #include "Platform/AVAssetWriter.h"
@@ -44,6 +45,8 @@ class OutputMovie {
                      std::int64_t packets);
     /// A new track of AAC sound, whose clock counts its frames.
     int addSound(const isobmff::AudioDescription& sound, const std::string& title, std::int64_t packets);
+    /// Input that the file shall contain; before begin(). Nothing for none.
+    void setRecordedInput(const std::vector<RecordedInput>& input) { input_ = InputSamples::of(input); }
     /// Whether threads that are ahead wait for the others. Must be off when one thread writes all tracks.
     void setTakesTurns(bool takesTurns) { takesTurns_ = takesTurns; }
     void begin();
@@ -87,9 +90,11 @@ class OutputMovie {
     void reportProgress();
     bool mayWrite(Track& track);
     std::int64_t indexSpace() const;
-    void shortenTracks();
+    void completeIndex();
 
     AvioFile file_;
+    AVFileType type_;
+    InputSamples input_;
     std::unique_ptr<AVFormatContext, Free> context_;
     std::mutex mutex_;
     std::condition_variable turn_;

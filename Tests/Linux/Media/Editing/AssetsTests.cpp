@@ -105,12 +105,16 @@ class RangeTests : public TrimTests, public testing::WithParamInterface<Trial> {
 };
 
 TEST_P(RangeTests, PresentTheRangeAndNothingElse) {
-    const CountedMovie movie = make(recipe(20, {2, 1}));
+    CountedRecipe withInput = recipe(20, {2, 1});
+    withInput.input = true;
+    const CountedMovie movie = make(withInput);
     const Presented original(movie.path);
     expectSamePictures(movie.pictures, original.pictures);
     for (const auto& [from, to] : someRanges(10, 20)) {
         SCOPED_TRACE(testing::Message() << from << " to " << to);
-        expectPart(original, cut(movie.path, from, to, GetParam().preset), from, to);
+        const auto path = cut(movie.path, from, to, GetParam().preset);
+        expectPart(original, path, from, to);
+        expectInput(path, withInput.seconds, from, to);
         if (HasFailure()) break;
     }
     EXPECT_THAT(stage::complaintsAbout(cut(movie.path, 1.5, 7, GetParam().preset)), IsEmpty());
@@ -219,6 +223,51 @@ TEST_F(TrimTests, ACutCanBeCutAgain) {
             }
         }
     }
+}
+
+TEST_F(TrimTests, RecordedInputIsKeptUntilItIsRemoved) {
+    const Assets assets;
+    const CountedMovie movie =
+        make({.type = AVFileType::quickTimeMovie, .seconds = 5, .channels = {2, 1}, .input = true});
+    const auto events = inputIn(MovieProbe(movie.path));
+    assets.mixAudio(movie.path, folder / "mixed.mov", AVFileType::quickTimeMovie, {});
+    assets.exportMovie(movie.path, folder / "converted.mp4", AVFileType::mpeg4, Preset::passthrough,
+                       std::nullopt, {});
+    for (const auto& path : {movie.path, folder / "mixed.mov", folder / "converted.mp4"}) {
+        SCOPED_TRACE(path);
+        expectInput(path, 5, 0, 5);
+        EXPECT_TRUE(assets.summary(path).recordedInput);
+        EXPECT_EQ(assets.recordedInput(path), events);
+        EXPECT_NEAR(assets.summary(path).duration, 5, 0.001);
+        EXPECT_THAT(stage::complaintsAbout(path), IsEmpty());
+        const auto without = folder / "without.mp4";
+        std::filesystem::remove(without);
+        assets.copyWithoutInput(path, without, AVFileType::mpeg4, {});
+        EXPECT_FALSE(assets.summary(without).recordedInput);
+        EXPECT_THAT(assets.recordedInput(without), IsEmpty());
+        expectPart(Presented(path), without, 0, 5);
+        EXPECT_EQ(readText(without).find("pointer"), std::string::npos);
+    }
+}
+
+/// Movies are untrusted; what is not as it is written is left out.
+TEST(InputSampleTests, DamagedSamplesAreIgnored) {
+    const auto read = [](const std::string& text) {
+        return readInputSample({reinterpret_cast<const std::uint8_t*>(text.data()), text.size()});
+    };
+    const RecordedInput keys{RecordedInput::Kind::keys, {}, {}, 0, "Ctrl+\xC3\x9C \"\\"};
+    const auto found = read(inputSample(keys));
+    ASSERT_TRUE(found);
+    EXPECT_EQ(found->keys, keys.keys);
+    for (const std::string& text : std::vector<std::string>{
+             "", "{", "null", "[]", "{}", R"({"kind":"pointer"})", R"({"kind":"pointer","x":"1","y":0})",
+             R"({"kind":"pointer","x":1e999,"y":0})", R"({"kind":"pointer","x":5000,"y":0})",
+             R"({"kind":"press","x":0,"y":0})", R"({"kind":"press","x":0,"y":0,"button":4})",
+             R"({"kind":"press","x":0,"y":0,"button":-1})", R"({"kind":"keys","keys":""})",
+             R"({"kind":"keys","keys":"a\u001b[31m"})", R"({"kind":"other","x":0,"y":0})",
+             "{\"kind\":\"\xFF\"}", R"({"kind":"keys","keys":")" + std::string(300, 'a') + "\"}",
+             std::string(2000, '['), R"({"kind":"pointer","x":0,"y":0})" + std::string(2000, ' ')})
+        EXPECT_FALSE(read(text)) << text;
 }
 
 TEST_F(TrimTests, RangesMayBeShortOrBeforeTheSound) {
