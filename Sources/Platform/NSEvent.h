@@ -2,6 +2,9 @@
 // Key and mouse events, and the monitors that receive them.
 #pragma once
 
+#include "Support/Geometry.h"
+#include "Support/MediaTime.h"
+
 #include <cstdint>
 #include <functional>
 #include <memory>
@@ -44,6 +47,14 @@ struct NSGlobalEvent {
     std::string characters;
 };
 
+/// Where the pointer is, or that a mouse button went down there.
+struct NSPointerEvent {
+    int button = 0;  ///< 1 left, 2 middle, 3 right; 0 if only the position is reported
+    /// The pixel of the whole desktop, y down from its top left corner.
+    Point pixel;
+    CMTime time;  ///< of the host clock
+};
+
 /// An installed monitor; destroying it removes the monitor.
 class NSEventMonitor {
  public:
@@ -69,6 +80,17 @@ class NSGlobalMonitoring {
     /// if the desktop does not report them.
     virtual std::unique_ptr<NSEventMonitor> addGlobalMonitor(
         std::function<void(const NSGlobalEvent&)> onDown) = 0;
+};
+
+/// Follows the pointer over the windows of all programs, including our own. Main thread.
+class NSPointerMonitoring {
+ public:
+    virtual ~NSPointerMonitoring() = default;
+    /// `onEvent` is called on the main thread: with the present position during this call, then with each new
+    /// one, at most about thirty times a second, and for every press of the left, middle and right button.
+    /// Throws PlatformError if the desktop does not report them.
+    virtual std::unique_ptr<NSEventMonitor> addPointerMonitor(
+        std::function<void(const NSPointerEvent&)> onEvent) = 0;
 };
 
 /// Monitors the keys that this program's windows receive. Main thread.

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "Linux/X11/Input/ButtonWatch.h"
 #include "Linux/X11/Input/HotKeys.h"
+#include "Linux/X11/Input/PointerFollower.h"
 #include "Linux/X11/Input/PressWatch.h"
 #include "Lumicrate/Overlays/KeystrokeLabel.h"
 #include "Support/Error.h"
@@ -417,6 +418,49 @@ TEST_F(PressWatchTests, AHeldKeyIsOnePressAndAGrabHidesNone) {
     type({"key", "ctrl+s"});
     EXPECT_THAT(shown(), ElementsAre("Ctrl+S"));
     EXPECT_THROW(PressWatch(queue, ":4711").addGlobalMonitor({}), PlatformError);
+}
+
+/// Posted work runs while waiting; the clock is advanced by hand, as if each position waited for its turn.
+TEST_F(InputTests, ThePointerIsFollowed) {
+    type({"mousemove", "10", "20"});
+    PointerFollower follower(queue, server.displayName());
+    std::vector<NSPointerEvent> events;
+    auto monitor = follower.addPointerMonitor([&](const NSPointerEvent& event) { events.push_back(event); });
+    const auto last = [&] { return events.back().pixel; };
+    ASSERT_THAT(events, testing::SizeIs(1));
+    EXPECT_EQ(last(), (Point{10, 20}));
+    const auto reaches = [&](Point pixel) {
+        return eventually([&] {
+            queue.advance(std::chrono::milliseconds(40));
+            return last() == pixel;
+        });
+    };
+    // Absolute moves of xdotool are warps, of which the server sends no motion.
+    type({"mousemove_relative", "40", "40"});
+    ASSERT_TRUE(reaches({50, 60}));
+    // Each position waits for its turn: of many, some are reported, and the last one.
+    for (int i = 0; i < 20; ++i)
+        type(
+            {"mousemove_relative", "3", "1", "mousemove_relative", "1", "1", "mousemove_relative", "1", "1"});
+    ASSERT_TRUE(reaches({150, 120}));
+    const std::size_t moved = events.size();
+    EXPECT_LE(moved, 42U);
+    tool({"xmodmap", "-e", "pointer = 3 2 1"});
+    type({"click", "1", "click", "4", "click", "2"});
+    ASSERT_TRUE(runUntil([&] { return events.size() >= moved + 2; }));
+    EXPECT_EQ(events[moved].button, 3);
+    EXPECT_EQ(events[moved + 1].button, 2);
+    EXPECT_EQ(last(), (Point{150, 120}));
+    type({"mousemove", "7", "8", "click", "2"});
+    ASSERT_TRUE(runUntil([&] { return events.size() >= moved + 4; }));
+    EXPECT_EQ(events[moved + 2].button, 0) << "a position that only the press tells of";
+    EXPECT_EQ(events[moved + 2].pixel, (Point{7, 8}));
+    EXPECT_TRUE(std::ranges::is_sorted(events, [](const auto& a, const auto& b) { return a.time < b.time; }));
+    const std::size_t all = events.size();
+    type({"mousemove", "5", "5", "click", "1"});
+    monitor.reset();
+    queue.advance(std::chrono::seconds(1));
+    EXPECT_EQ(events.size(), all);
 }
 
 TEST_F(HotKeysTests, HotKeysAndButtonWatchSurviveALostServer) {
