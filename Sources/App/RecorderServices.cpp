@@ -26,23 +26,40 @@ MovieWriter::Services movieServices(SystemServices& system) {
             system.clock, makeSerialQueue, system.files};
 }
 
+std::optional<x11::PointerFollower> pointerFollower(SystemServices& system) {
+    if (!desktopAbilities().seesClicks) return std::nullopt;
+    return x11::PointerFollower(system.executor);
+}
+
 }  // namespace
 
 RecorderServices::RecorderServices(SystemServices& system, const DesktopServices& desktop)
-    : hotKeys(desktop.keys),
+    : pointer(pointerFollower(system)),
+      hotKeys(desktop.keys),
       folder(system.files, system.calendar, system.defaults),
       mixdown(system.executor, makeSerialQueue, system.assets, system.files),
       recorder({system.executor, system.defaults, system.process, desktop.screens, system.notifications,
                 system.capture, system.devices, hotKeys, folder, movieServices(system), &mixdown,
-                desktop.overlays, system.cameraSessions, desktop.makeStudioWindow, system.portalCapture}) {}
+                desktop.overlays, system.cameraSessions, desktop.makeStudioWindow, system.portalCapture,
+                pointer ? &*pointer : nullptr}) {}
 
 Replay::Services replayServices(SystemServices& system, RecorderServices& services) {
     const auto makeBuffer = [&unfinished = system.unfinished](const AVReplayBuffer::Limits& limits) {
         return std::make_unique<media::ReplayBuffer>(limits, unfinished);
     };
-    return {system.executor,   system.defaults, system.process,    system.notifications,
-            system.capture,    system.devices,  services.folder,   movieServices(system),
-            &services.mixdown, makeBuffer,      services.recorder, desktopAbilities()};
+    return {system.executor,
+            system.defaults,
+            system.process,
+            system.notifications,
+            system.capture,
+            system.devices,
+            services.folder,
+            movieServices(system),
+            &services.mixdown,
+            makeBuffer,
+            services.recorder,
+            desktopAbilities(),
+            services.pointer ? &*services.pointer : nullptr};
 }
 
 DurationReader::Readers lengthReaders() {

@@ -3,12 +3,15 @@
 #pragma once
 
 #include "App/SystemServices.h"
+#include "Linux/X11/Input/PointerFollower.h"
 #include "Lumicrate/Library/DurationReader.h"
 #include "Lumicrate/Library/RecordingFolder.h"
 #include "Lumicrate/Movie/AudioMixdown.h"
 #include "Lumicrate/Recording/ScreenRecorder.h"
 #include "Lumicrate/Replay/Replay.h"
 #include "Lumicrate/Shortcuts/HotKeyCenter.h"
+
+#include <optional>
 
 namespace lumicrate::app {
 
@@ -60,6 +63,7 @@ class RecorderServices {
     RecorderServices(const RecorderServices&) = delete;
     RecorderServices& operator=(const RecorderServices&) = delete;
 
+    std::optional<x11::PointerFollower> pointer;  ///< where the desktop tells of the pointer
     HotKeyCenter hotKeys;
     RecordingFolder folder;
     AudioMixdown mixdown;

@@ -53,6 +53,7 @@ std::vector<Preference> makePreferences() {
         choice(preference::keysPlace, fresh.keysPlace),
         choice(preference::keysSize, fresh.keysSize),
         {preference::showTypedText, Kind::toggle},
+        {preference::recordsInputData, Kind::toggle},
         {preference::hideSelf, Kind::toggle},
         {preference::neverRecorded, Kind::text},
         {preference::holdNotifications, Kind::toggle},

@@ -68,6 +68,9 @@ constexpr std::array specs{
     OptionSpec{"clicks", Kind::negatable, "", translatable("A ring around each mouse click.")},
     OptionSpec{"keys", Kind::negatable, "",
                translatable("Pressed shortcuts and keys that type no text, such as F5.")},
+    OptionSpec{"input-data", Kind::negatable, "",
+               translatable("The pointer's positions, clicks and shown keys, as data in the file that "
+                            "players ignore.")},
     OptionSpec{"cover", Kind::value, "X,Y,W,H;…",
                translatable("Fill these parts of the desktop with a plain colour, in points as --area.")},
     OptionSpec{"never-record", Kind::value, "CLASS,…",
@@ -232,6 +235,7 @@ RecordArguments readRecordArguments(const ParsedOptions& parsed, const Recording
     readSwitch(parsed, "cursor", options.showCursor);
     readSwitch(parsed, "clicks", options.highlightClicks);
     readSwitch(parsed, "keys", options.showKeys);
+    readSwitch(parsed, "input-data", options.recordsInputData);
     readSwitch(parsed, "countdown", options.countdown);
     readCovers(parsed, request);
     readNeverRecorded(parsed, options.neverRecorded);

@@ -329,6 +329,8 @@ int runRecord(const ParsedOptions& parsed) {
         given.options.showKeys = false;
         if (parsed.isOn("keys") == true) say(DesktopAbilities::keysNote());
     }
+    if (parsed.isOn("input-data") == true && !desktopAbilities().seesClicks)
+        say(DesktopAbilities::inputDataNote());
     const bool hasPanels =
         given.options.webcamEnabled || given.options.highlightClicks || given.options.showKeys;
     const std::unique_ptr<QCoreApplication> application =

@@ -102,29 +102,6 @@ class MovieWriter::Finishing {
     Completion completion_;
 };
 
-void PauseTimeline::pause(CMTime at) {
-    if (!pausedAt_) pausedAt_ = at;
-}
-
-void PauseTimeline::resume(CMTime at) {
-    if (!pausedAt_) return;
-    pauses_.push_back({*pausedAt_, at});
-    pausedAt_.reset();
-}
-
-std::optional<CMTime> PauseTimeline::offset(CMTime time) const {
-    if (pausedAt_ && time >= *pausedAt_) return std::nullopt;
-    CMTime sum = CMTime::zero();
-    for (const Pause& pause : pauses_) {
-        if (time >= pause.end) {
-            sum = sum + (pause.end - pause.start);
-        } else if (time >= pause.start) {
-            return std::nullopt;
-        }
-    }
-    return sum;
-}
-
 MovieWriter::MovieWriter(const Settings& settings, const Services& services,
                          InterruptionHandler onInterruption)
     : clock_(services.clock),
@@ -134,9 +111,10 @@ MovieWriter::MovieWriter(const Settings& settings, const Services& services,
       queue_(services.makeQueue("Lumicrate.movie-writer")) {
     if (settings.constantFrameRate) gridRate_ = settings.fps;
     writer_->setShouldOptimizeForNetworkUse(true);
-    if (settings.video) video_.input = &addInput(videoSettings(settings));
-    if (settings.systemAudio) systemAudio_.input = &addInput(audioSettings(2, 192000));
-    if (settings.microphone) microphone_.input = &addInput(audioSettings(1, 128000));
+    if (settings.video) video_.input = &addTrack(videoSettings(settings));
+    if (settings.systemAudio) systemAudio_.input = &addTrack(audioSettings(2, 192000));
+    if (settings.microphone) microphone_.input = &addTrack(audioSettings(1, 128000));
+    if (settings.input && settings.video) input_.input = &addTrack(AVMetadataOutputSettings());
     writer_->setOnInterruption([this](const std::exception_ptr& reason) { interrupt(reason); });
     if (!writer_->startWriting()) std::rethrow_exception(errorOf(*writer_));
 }
@@ -148,7 +126,7 @@ MovieWriter::~MovieWriter() {
     if (finishing_) finishing_->resolve(failed(MovieWriterError::unknown));
 }
 
-AVAssetWriterInput& MovieWriter::addInput(const AVOutputSettings& settings) {
+AVAssetWriterInput& MovieWriter::addTrack(const AVOutputSettings& settings) {
     if (!writer_->canAddInput(settings)) throw MovieWriterError(MovieWriterError::cannotAddInput);
     AVAssetWriterInput& input = writer_->addInput(settings);
     input.setExpectsMediaDataInRealTime(true);
@@ -217,6 +195,7 @@ bool MovieWriter::startSession(SCStreamOutputType type, CMTime at) {
     if (video_.input && type != SCStreamOutputType::screen) return false;
     writer_->startSessionAtSourceTime(at);
     sessionStarted_ = true;
+    appendInput(inputTimes_.begin(at));
     log(LogArea::movie, "the first sample arrived");
     return true;
 }
@@ -266,7 +245,27 @@ void MovieWriter::pause() {
 }
 
 void MovieWriter::resume() {
-    queue_->async([this, at = clock_.time()] { pauses_.resume(at); });
+    queue_->async([this, at = clock_.time()] {
+        pauses_.resume(at);
+        const std::optional<CMTime> offset = pauses_.offset(at);
+        if (sessionStarted_ && offset) appendInput(inputTimes_.begin(at - *offset));
+    });
+}
+
+void MovieWriter::addInput(RecordedInput input, CMTime at) {
+    queue_->async([this, input = std::move(input), at] {
+        const std::optional<CMTime> offset = sessionStarted_ ? pauses_.offset(at) : std::nullopt;
+        appendInput(inputTimes_.add(input, offset ? std::optional(at - *offset) : std::nullopt));
+    });
+}
+
+/// Input is too little to be refused, unless the disk is far behind.
+void MovieWriter::appendInput(const std::optional<RecordedInput>& input) {
+    if (!input || !input_.input || !isWriting() || !input_.input->isReadyForMoreMediaData()) return;
+    CMSampleBuffer sample;
+    sample.timing.presentationTimeStamp = input->time;
+    sample.input = std::make_shared<const RecordedInput>(*input);
+    if (!input_.input->appendSampleBuffer(sample)) fail();
 }
 
 void MovieWriter::keepUp() {
@@ -311,7 +310,7 @@ void MovieWriter::finishNow(const std::shared_ptr<Finishing>& finishing) {
         return;
     }
     endMovie();
-    for (const Track* track : {&video_, &systemAudio_, &microphone_}) {
+    for (const Track* track : {&video_, &systemAudio_, &microphone_, &input_}) {
         if (track->input) track->input->markAsFinished();
     }
     writer_->finishWriting([finishing, writer = writer_.get()] { finishing->resolveWithOutcome(*writer); });

@@ -8,8 +8,10 @@
 #pragma once
 
 #include "Lumicrate/Movie/FrameGrid.h"
+#include "Lumicrate/Movie/InputTimeline.h"
 #include "Lumicrate/Movie/LoadControl.h"
 #include "Lumicrate/Movie/MicrophoneMeter.h"
+#include "Lumicrate/Movie/PauseTimeline.h"
 #include "Platform/AVAssetWriter.h"
 #include "Platform/NSFileManager.h"
 #include "Platform/ScreenCaptureKit.h"
@@ -24,7 +26,6 @@
 #include <functional>
 #include <memory>
 #include <optional>
-#include <vector>
 
 namespace lumicrate {
 
@@ -55,34 +56,6 @@ class MovieWriterError final : public LocalizedError {
     Case which_;
 };
 
-/// The pauses of a recording, which are cut out of its movie. Times are those of the samples. Exact; one
-/// thread.
-///
-/// For example, after pause(10 s) and resume(15 s), offset(8 s) is 0 s, offset(12 s) is none, and offset(20
-/// s) is 5 s: a sample captured at 20 s is shown at 15 s.
-class PauseTimeline {
- public:
-    /// Begins a pause; ignored while one is in progress.
-    void pause(CMTime at);
-    /// Ends the pause in progress; ignored without one.
-    void resume(CMTime at);
-
-    /// The start of the pause in progress.
-    const std::optional<CMTime>& pausedAt() const { return pausedAt_; }
-    /// How much earlier a sample of that time is shown than it was captured: the total length of the pauses
-    /// that ended by then. None for a time inside a pause, from its start up to but not including its end.
-    std::optional<CMTime> offset(CMTime time) const;
-
- private:
-    struct Pause {
-        CMTime start;
-        CMTime end;
-    };
-
-    std::vector<Pause> pauses_;
-    std::optional<CMTime> pausedAt_;
-};
-
 /// Writes one recording. All its state is confined to its serial queue. Nothing on the queue blocks: samples
 /// that arrive while the encoder is busy are dropped.
 class MovieWriter final : public SCStreamOutput {
@@ -99,6 +72,7 @@ class MovieWriter final : public SCStreamOutput {
         bool microphone = false;
         bool video = true;    ///< false for a recording of sound alone
         bool camera = false;  ///< the video is a camera's
+        bool input = false;   ///< a track of recorded input, besides video
         /// One picture every 1 ⁄ fps s (FrameGrid), instead of the frames at their own times.
         bool constantFrameRate = false;
     };
@@ -133,6 +107,10 @@ class MovieWriter final : public SCStreamOutput {
     void pause();
     /// Continues with what is captured after the call. Any thread; no effect unless paused.
     void resume();
+    /// Adds input that happened at a time of the clock; its own time means nothing. Of input before the movie
+    /// or inside a pause only the last position is kept, for the beginning or the end of the pause. Any
+    /// thread.
+    void addInput(RecordedInput input, CMTime at);
     /// While muted, the microphone track contains silence. Any thread.
     void setMicrophoneMuted(bool muted);
     /// Call this at least once a second, and every few frames for a constant frame rate, because a still
@@ -159,13 +137,14 @@ class MovieWriter final : public SCStreamOutput {
         CMTime lastPTS;
     };
 
-    AVAssetWriterInput& addInput(const AVOutputSettings& settings);
+    AVAssetWriterInput& addTrack(const AVOutputSettings& settings);
     Track* trackFor(SCStreamOutputType type);
     bool isWriting();
     void fail();
     void interrupt(const std::exception_ptr& reason);
     bool startSession(SCStreamOutputType type, CMTime at);
     bool append(const CMSampleBuffer& sample, Track& track);
+    void appendInput(const std::optional<RecordedInput>& input);
     void appendFrame(const CMSampleBuffer& frame);
     bool fillGrid(CMTime until);
     void retryRefusedFrame();
@@ -185,6 +164,8 @@ class MovieWriter final : public SCStreamOutput {
     LoadControl load_;
     Track systemAudio_;
     Track microphone_;
+    Track input_;
+    InputTimeline inputTimes_;
     bool sessionStarted_ = false;
     PauseTimeline pauses_;
     std::optional<int> gridRate_;  ///< frames per second, if constant

@@ -134,6 +134,7 @@ void KeystrokeDisplay::pressed(const NSGlobalEvent& press) {
     // Other windows may have been raised above the panel.
     panel_->orderFrontRegardless();
     scheduleFade(holdTime, 0ms);
+    if (onShown_) onShown_(label->text);
 }
 
 void KeystrokeDisplay::scheduleFade(std::chrono::nanoseconds delay, std::chrono::nanoseconds passed) {

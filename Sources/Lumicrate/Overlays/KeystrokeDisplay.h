@@ -13,9 +13,11 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace lumicrate {
@@ -68,6 +70,8 @@ class KeystrokeDisplay final {
     /// The recorded part has moved. No effect while hidden.
     void move(const Rect& recorded);
     void hide();
+    /// `sink` receives the text of each press that is shown, when it is. An empty function disables it.
+    void setOnShown(std::function<void(const std::string&)> sink) { onShown_ = std::move(sink); }
     /// The row then disappears at once.
     void setReducedMotion(bool reduced) { isMotionReduced_ = reduced; }
     /// None while hidden.
@@ -88,6 +92,7 @@ class KeystrokeDisplay final {
     Rect recorded_;
     bool showsTypedText_ = false;
     bool isMotionReduced_ = false;
+    std::function<void(const std::string&)> onShown_;
     Keystrokes model_;
     std::unique_ptr<NSPanel> panel_;
     std::unique_ptr<NSEventMonitor> monitor_;

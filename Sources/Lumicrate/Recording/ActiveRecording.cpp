@@ -76,12 +76,15 @@ Task<void> ActiveRecording::start(CaptureSession::Handlers handlers) {
         makeWriterSettings(plan_.configuration, plan_.options, isSoundAlone(plan_));
     settings.url = url();
     settings.camera = plan_.camera != nullptr;
+    settings.input = recordsInput();
     log(LogArea::recorder, "starting: video ", settings.video, ", ", settings.width, " × ", settings.height,
         " pixels at ", settings.fps, " fps and ", settings.bitRate, " bit/s, system audio ",
         settings.systemAudio, ", microphone ", settings.microphone);
     session_ = std::make_unique<CaptureSession>(
         settings, [this](SCStreamDelegate& delegate) { return makeStream(delegate); }, plan_.configuration,
         services_.movie, services_.executor, handlers_);
+    // Before the first picture, so that the pointer's position is known from then on.
+    recordInput();
     co_await session_->start();
 }
 
@@ -91,7 +94,20 @@ void ActiveRecording::continueCapture(RunningCapture capture, CaptureSession::Ha
     capture.buffer->continueInto(url());
     session_ = std::move(capture.session);
     session_->setHandlers(handlers_);
+    recordInput();
     log(LogArea::recorder, "continuing a capture of ", secondsBefore_, " s");
+}
+
+bool ActiveRecording::recordsInput() const {
+    return plan_.options.recordsInputData && services_.input.pointer && !plan_.camera && !isSoundAlone(plan_);
+}
+
+void ActiveRecording::recordInput() {
+    if (!recordsInput()) return;
+    input_.emplace(services_.input, services_.capture, services_.movie.clock, plan_.target,
+                   plan_.configuration, [session = session_.get()](RecordedInput input, CMTime at) {
+                       session->addInput(std::move(input), at);
+                   });
 }
 
 void ActiveRecording::begin(RecordingChrome& chrome, std::function<void()> windowClosed) {
@@ -140,6 +156,7 @@ void ActiveRecording::setOverlays(const OverlayWindows& overlays) {
 }
 
 void ActiveRecording::end() {
+    input_.reset();
     session_->pause();
     noteSleep();
 }
@@ -184,6 +201,7 @@ Task<void> ActiveRecording::save(bool mixes) {
 }
 
 void ActiveRecording::discard() {
+    input_.reset();
     session_.reset();
     if (fileExistedBefore_ || !services_.movie.files.fileExists(url())) return;
     try {

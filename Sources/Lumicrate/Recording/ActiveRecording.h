@@ -8,6 +8,7 @@
 #include "Lumicrate/Movie/MovieWriter.h"
 #include "Lumicrate/Overlays/RecordingChrome.h"
 #include "Lumicrate/Recording/CaptureSession.h"
+#include "Lumicrate/Recording/InputRecorder.h"
 #include "Lumicrate/Recording/RecordingOptions.h"
 #include "Platform/AVCaptureSession.h"
 #include "Platform/AVReplayBuffer.h"
@@ -64,6 +65,7 @@ class ActiveRecording {
         RecordingFolder& folder;
         const MovieWriter::Services& movie;
         AudioMixing* mixing;  ///< may be null
+        InputMonitors input = {};
     };
 
     struct Plan {
@@ -118,6 +120,8 @@ class ActiveRecording {
 
  private:
     std::unique_ptr<SCStream> makeStream(SCStreamDelegate& delegate) const;
+    bool recordsInput() const;
+    void recordInput();
     void noteSleep() const;
     Task<void> fillUp();
 
@@ -130,7 +134,8 @@ class ActiveRecording {
     double secondsBefore_ = 0;  ///< kept by the capture that was taken over
     std::chrono::nanoseconds asleepBefore_{};
     std::unique_ptr<CaptureSession> session_;
-    std::uint64_t refusedFrames_ = 0;  ///< of the session that has ended
+    std::optional<InputRecorder> input_;  ///< feeds the session
+    std::uint64_t refusedFrames_ = 0;     ///< of the session that has ended
     std::unique_ptr<NSActivity> displayAwake_;
     std::unique_ptr<NSActivity> quiet_;  ///< holds notifications back
     // Destroyed first: they use the session.

@@ -12,6 +12,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <utility>
 
 namespace lumicrate {
 
@@ -62,6 +63,8 @@ class CaptureSession final : private SCStreamDelegate {
     void keepUp() { writer_.keepUp(); }
     /// The same, and returns when that is done.
     Task<void> catchUp();
+    /// Adds input that happened at a time of the clock (MovieWriter::addInput).
+    void addInput(RecordedInput input, CMTime at) { writer_.addInput(std::move(input), at); }
     void setMicrophoneMuted(bool muted) { writer_.setMicrophoneMuted(muted); }
     /// Frames that are missing from the movie because the encoder was busy.
     std::uint64_t refusedFrames() const { return writer_.refusedFrames(); }

@@ -76,6 +76,7 @@ void RecordingOptions::registerDefaults(NSUserDefaults& defaults) {
         {preference::webcamMicLevel, true},
         {preference::checkForUpdates, true},
         {preference::holdNotifications, fresh.holdNotifications},
+        {preference::recordsInputData, fresh.recordsInputData},
     };
     defaults.registerDefaults(NSUserDefaults::Registration(std::begin(fallbacks), std::end(fallbacks)));
 }
@@ -109,6 +110,7 @@ RecordingOptions RecordingOptions::current(const NSUserDefaults& defaults) {
     options.keysSize = readCase(defaults, preference::keysSize, fresh.keysSize);
     options.showTypedText = defaults.boolForKey(preference::showTypedText);
     options.holdNotifications = defaults.boolForKey(preference::holdNotifications);
+    options.recordsInputData = defaults.boolForKey(preference::recordsInputData);
     options.neverRecorded = readClasses(readText(defaults, preference::neverRecorded));
     return options;
 }

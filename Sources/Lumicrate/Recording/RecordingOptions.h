@@ -90,6 +90,7 @@ inline constexpr std::string_view webcamMirror = "webcamMirror";
 inline constexpr std::string_view webcamMicLevel = "webcamMicLevel";
 inline constexpr std::string_view checkForUpdates = "checkForUpdates";
 inline constexpr std::string_view holdNotifications = "holdNotifications";
+inline constexpr std::string_view recordsInputData = "recordsInputData";
 // Without a registered fallback.
 inline constexpr std::string_view recordingsFolder = "recordingsFolder";  ///< absolute; or else the default
 inline constexpr std::string_view notifyWhenSaved = "notifyWhenSaved";
@@ -143,6 +144,8 @@ struct RecordingOptions {
     bool showTypedText = false;
     /// Have the desktop hold back notifications meanwhile.
     bool holdNotifications = true;
+    /// Keep the pointer's positions, clicks and shown keys as data in the movie.
+    bool recordsInputData = true;
     /// Covered parts of the recorded screen, at most maxCovers: points, y down from its top left corner.
     std::vector<Rect> covers;
     /// The window classes of applications that are absent from every recording.

@@ -18,6 +18,7 @@
 #include "Lumicrate/Shortcuts/HotKeyCenter.h"
 #include "Lumicrate/Webcam/WebcamStudio.h"
 #include "Platform/AVCaptureSession.h"
+#include "Platform/NSEvent.h"
 #include "Platform/NSProcessInfo.h"
 #include "Platform/NSScreen.h"
 #include "Platform/NSUserDefaults.h"
@@ -79,6 +80,7 @@ class ScreenRecorder {
         /// Without it, a webcam is recorded without a window.
         WebcamStudio::WindowFactory makeStudioWindow = {};
         SCContentSharingPicker* picker = nullptr;  ///< null where programs may capture without it
+        NSPointerMonitoring* pointer = nullptr;    ///< null where the desktop does not tell of the pointer
     };
 
     /// Binds the global shortcuts.

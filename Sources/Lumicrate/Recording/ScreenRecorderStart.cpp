@@ -345,8 +345,13 @@ Task<void> ScreenRecorder::beginCapture(RecordingOptions options) {
 }
 
 ActiveRecording::Services ScreenRecorder::activeServices() const {
-    return {services_.executor, services_.process, services_.capture,
-            services_.folder,   services_.movie,   services_.mixing};
+    return {services_.executor,
+            services_.process,
+            services_.capture,
+            services_.folder,
+            services_.movie,
+            services_.mixing,
+            {services_.pointer, services_.overlays.keystrokes}};
 }
 
 Task<ActiveRecording::Plan> ScreenRecorder::makePlan(RecordingOptions options) {

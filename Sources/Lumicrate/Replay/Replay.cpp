@@ -45,6 +45,7 @@ RecordingOptions captureOptions(const NSUserDefaults& defaults) {
     options.encodingQuality = current.encodingQuality;
     options.constantFrameRate = current.constantFrameRate;
     options.neverRecorded = current.neverRecorded;
+    options.recordsInputData = current.recordsInputData;
     return options;
 }
 
@@ -94,6 +95,7 @@ void Replay::update(State state) {
 }
 
 void Replay::stop() {
+    input_.reset();
     session_.reset();
     buffer_.reset();
     if (*isOn) isOn = false;
@@ -155,9 +157,11 @@ Task<void> Replay::prepare() {
     movie.makeAssetWriter = [buffer = buffer_](const std::filesystem::path&, AVFileType fileType) {
         return buffer->makeWriter(fileType);
     };
+    MovieWriter::Settings settings = makeWriterSettings(configuration_, options, false);
+    settings.input = options.recordsInputData && services_.pointer;
     const auto ended = [this](const std::exception_ptr& error) { ended_ = error; };
     session_ = std::make_unique<CaptureSession>(
-        makeWriterSettings(configuration_, options, false),
+        settings,
         [this](SCStreamDelegate& delegate) {
             return services_.capture.makeStream(target_.filter, configuration_, delegate);
         },
@@ -166,6 +170,11 @@ Task<void> Replay::prepare() {
                                  .onNotice = [](const std::string&) {},
                                  .onInterruption = ended,
                                  .onMicrophoneLevel = {}});
+    if (!settings.input) co_return;
+    input_.emplace(InputMonitors{services_.pointer}, services_.capture, services_.movie.clock, target_,
+                   configuration_, [session = session_.get()](RecordedInput input, CMTime at) {
+                       session->addInput(std::move(input), at);
+                   });
 }
 
 void Replay::requireOn() const {
@@ -178,6 +187,7 @@ void Replay::record() {
         throw LocalizedError(localized("Another recording is in progress."));
     // From here on the capture belongs to the recorder, whose state ends this one's tasks.
     isOn = false;
+    input_.reset();
     services_.recorder.start({std::move(session_), std::move(buffer_), options_, target_, configuration_});
 }
 

@@ -6,6 +6,7 @@
 #include "Lumicrate/Movie/AudioMixdown.h"
 #include "Lumicrate/Movie/MovieWriter.h"
 #include "Lumicrate/Recording/CaptureSession.h"
+#include "Lumicrate/Recording/InputRecorder.h"
 #include "Lumicrate/Recording/RecordingOptions.h"
 #include "Lumicrate/Recording/ScreenRecorder.h"
 #include "Lumicrate/Shell/DesktopAbilities.h"
@@ -48,6 +49,7 @@ class Replay {
         AVReplayBufferFactory makeBuffer;
         ScreenRecorder& recorder;
         DesktopAbilities desktop = {};
+        NSPointerMonitoring* pointer = nullptr;  ///< null where the desktop does not tell of the pointer
     };
 
     explicit Replay(Services services);
@@ -93,6 +95,7 @@ class Replay {
     std::unique_ptr<DispatchQueue> soundQueue_;
     std::shared_ptr<AVReplayBuffer> buffer_;
     std::unique_ptr<CaptureSession> session_;
+    std::optional<InputRecorder> input_;  ///< feeds the session
     CaptureTarget target_;
     SCStreamConfiguration configuration_;
     std::exception_ptr ended_;  ///< why the stream has ended

@@ -283,6 +283,16 @@ SwitchSetting SettingsModel::highlightClicks() const {
     return setting;
 }
 
+SwitchSetting SettingsModel::recordsInputData() const {
+    SwitchSetting setting = switched(
+        preference::recordsInputData, translatable("Keep pointer and clicks as data"),
+        translatable("The file then also says where the pointer was, what was clicked, and which pressed "
+                     "keys were shown. Players ignore this, and it can be removed later."));
+    setting.available = services_.desktop.seesClicks;
+    if (!setting.available) setting.caption = DesktopAbilities::inputDataNote();
+    return setting;
+}
+
 SwitchSetting SettingsModel::showKeys() const {
     SwitchSetting setting = switched(
         preference::showKeys, translatable("Show pressed keys"),

@@ -106,6 +106,7 @@ class SettingsModel {
     static ChoiceSetting encodingQuality();
     static SwitchSetting showCursor();
     SwitchSetting highlightClicks() const;
+    SwitchSetting recordsInputData() const;
     SwitchSetting showKeys() const;
     static ChoiceSetting keysPlace();
     static ChoiceSetting keysSize();

@@ -32,6 +32,12 @@ struct DesktopAbilities {
             "On Wayland, programs can’t see clicks outside of their own windows, so clicks are not "
             "highlighted.");
     }
+    /// Why the pointer cannot be kept as data, for the user.
+    static std::string inputDataNote() {
+        return localized(
+            "On Wayland, programs can’t see the pointer outside of their own windows, so it is not kept as "
+            "data.");
+    }
 };
 
 }  // namespace lumicrate

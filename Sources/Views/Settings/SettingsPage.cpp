@@ -117,7 +117,7 @@ void SettingsPage::addVideo() {
                                          SettingsModel::encodingQuality(), SettingsModel::format()})
         file.addRow(choiceRow(setting, model_.defaults(), *new QComboBox));
     file.addRow(switchRow(SettingsModel::constantFrameRate(), model_.defaults()));
-    addSwitches({SettingsModel::showCursor(), model_.highlightClicks()});
+    addSwitches({SettingsModel::showCursor(), model_.highlightClicks(), model_.recordsInputData()});
     const SwitchSetting showKeys = model_.showKeys();
     Card& keys = addSwitches({showKeys});
     if (!showKeys.available) return;

@@ -59,6 +59,10 @@ class MovieWriterTests : public testing::Test {
     void screen(CMTime pts) { screen(frame(pts)); }
     void audio(CMTime pts) { deliver(sound(pts), SCStreamOutputType::audio); }
     void microphone(const CMSampleBuffer& sample) { deliver(sample, SCStreamOutputType::microphone); }
+    /// Its position tells its time.
+    void input(RecordedInput::Kind kind, CMTime at) const {
+        writer->addInput({kind, {}, {at.seconds(), 0}, 0, ""}, at);
+    }
     void pauseAt(CMTime now) {
         clock.now = now;
         writer->pause();
@@ -102,6 +106,8 @@ class MovieWriterTests : public testing::Test {
              }},
             {"audio", [&] { audio(at); }},
             {"microphone", [&] { microphone(sound(at)); }},
+            {"pointer", [&] { input(RecordedInput::Kind::pointer, at); }},
+            {"press", [&] { input(RecordedInput::Kind::press, at); }},
             {"busy", [&] { setReady(false); }},
             {"ready", [&] { setReady(true); }},
             {"pause", [&] { pauseAt(at); }},
@@ -203,6 +209,24 @@ TEST_F(MovieWriterTests, TracksAreSetUpInOrder) {
         for (const auto& input : movie.inputs)
             EXPECT_TRUE(input->realTime);
     }
+}
+
+TEST_F(MovieWriterTests, InputIsPlacedOnTheTimeline) {
+    settings.input = true;
+    settings.microphone = false;
+    make();
+    perform(
+        "pointer 9000 pointer 9800 press 9900 screen 10000 pointer 10500 press 10400 pause 11000 "
+        "press 11200 pointer 11300 pointer 11400 resume 12000 press 12500 finish 13000");
+    std::ostringstream found;
+    for (const CMSampleBuffer& each : movie.inputs.at(2)->appended) {
+        found << (each.input->kind == RecordedInput::Kind::press ? " press " : " pointer ")
+              << each.presentationTimeStamp().seconds() << "=" << each.input->position.x;
+    }
+    EXPECT_EQ(found.str(),
+              " pointer 10=9.8 pointer 10.5=10.5 press 10.5=10.4 pointer 11=11.4 press 11.5=12.5");
+    EXPECT_TRUE(std::holds_alternative<AVMetadataOutputSettings>(movie.inputs[2]->settings));
+    EXPECT_TRUE(movie.inputs[2]->finished);
 }
 
 TEST_F(MovieWriterTests, SetUpErrorsAreThrown) {

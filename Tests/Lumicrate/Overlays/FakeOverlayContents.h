@@ -150,6 +150,21 @@ struct FakeMouse final : public NSMouseMonitoring {
     int monitors = 0;
 };
 
+struct FakePointer final : public NSPointerMonitoring {
+    std::unique_ptr<NSEventMonitor> addPointerMonitor(
+        std::function<void(const NSPointerEvent&)> onEvent) override {
+        if (refused) throw PlatformError("There is no pointer.");
+        report = std::move(onEvent);
+        report(first);
+        return std::make_unique<Counted<NSEventMonitor>>(monitors);
+    }
+
+    bool refused = false;
+    NSPointerEvent first;
+    std::function<void(const NSPointerEvent&)> report;
+    int monitors = 0;
+};
+
 struct FakePresses final : public NSGlobalMonitoring {
     std::unique_ptr<NSEventMonitor> addGlobalMonitor(
         std::function<void(const NSGlobalEvent&)> onDown) override {

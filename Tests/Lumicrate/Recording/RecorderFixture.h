@@ -81,7 +81,7 @@ class RecorderFixture : public testing::Test {
         replay.reset();
         recorder.emplace(ScreenRecorder::Services{
             executor, defaults, process, screens, notifications, capture, devices, hotKeys, folder, writing,
-            mixing, overlays, makeCameraSession, makeStudioWindow, sharingPicker});
+            mixing, overlays, makeCameraSession, makeStudioWindow, sharingPicker, pointer});
         controlBar.setRecorder(&*recorder);
         states.clear();
         announced.clear();
@@ -96,8 +96,19 @@ class RecorderFixture : public testing::Test {
             next.limits = limits;
             return std::make_unique<FakeReplayBuffer>(next);
         };
-        replay.emplace(Replay::Services{executor, defaults, process, notifications, capture, devices, folder,
-                                        writingServices(), mixing, makeBuffer, *recorder});
+        replay.emplace(Replay::Services{executor,
+                                        defaults,
+                                        process,
+                                        notifications,
+                                        capture,
+                                        devices,
+                                        folder,
+                                        writingServices(),
+                                        mixing,
+                                        makeBuffer,
+                                        *recorder,
+                                        {},
+                                        pointer});
         return *replay;
     }
 
@@ -200,6 +211,7 @@ class RecorderFixture : public testing::Test {
     RecordingFolder folder{files, calendar, defaults};
     AudioMixing* mixing = nullptr;
     SCContentSharingPicker* sharingPicker = nullptr;
+    NSPointerMonitoring* pointer = nullptr;
 
     // Overlays whose contents are fake. A test puts those that it needs into `overlays`.
     FakeOverlayContents contents;

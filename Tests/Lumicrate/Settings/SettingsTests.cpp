@@ -61,6 +61,7 @@ TEST_F(RecordingOptionsTests, AFreshStoreHasTheRegisteredDefaults) {
         {"webcamMicLevel", true},
         {"checkForUpdates", true},
         {"holdNotifications", true},
+        {"recordsInputData", true},
     };
     EXPECT_EQ(defaults.registered, expected);
 }
@@ -102,6 +103,7 @@ TEST_F(RecordingOptionsTests, StoredValuesAreReadOrFallBack) {
         {"webcamMirror", false, [](auto& o) { o.webcamMirror = false; }},
         {"constantFrameRate", true, [](auto& o) { o.constantFrameRate = true; }},
         {"holdNotifications", false, [](auto& o) { o.holdNotifications = false; }},
+        {"recordsInputData", false, [](auto& o) { o.recordsInputData = false; }},
         {"onlyApplicationAudio", true, [](auto& o) { o.onlyApplicationAudio = true; }},
         {"showKeys", true, [](auto& o) { o.showKeys = true; }},
         {"keysPlace", "topRight"s, [](auto& o) { o.keysPlace = KeysPlace::topRight; }},
