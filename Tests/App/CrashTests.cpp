@@ -94,7 +94,7 @@ class CrashTests : public ProgramTest {
     bool hasMedia(const Kind& kind) const {
         if (!std::filesystem::exists(file)) return false;
         const MovieBoxes movie = stage::readMovieBoxes(file, Ending::CutOff);
-        return movie.tracks.size() == (kind.hasPictures ? 3U : 2U) &&
+        return movie.tracks.size() == (kind.hasPictures ? 4U : 2U) &&
                std::ranges::none_of(movie.tracks,
                                     [](const MovieTrack& track) { return track.samples.empty(); });
     }

@@ -7,6 +7,7 @@
 #include <nlohmann/json.hpp>
 
 #include <algorithm>
+#include <chrono>
 #include <cmath>
 #include <fstream>
 #include <sstream>
@@ -86,7 +87,7 @@ TEST_F(RecordTests, WritesTheRequestedTracksAndPrintsOnlyThePath) {
         EXPECT_EQ(recordToEnd(all).output, file.string() + "\n");
         MovieProbe movie(file);
         const std::size_t pictureTracks = movie.count(Track::Kind::Video);
-        ASSERT_EQ(movie.tracks().size(), pictureTracks + channels.size());
+        ASSERT_EQ(movie.count(Track::Kind::Audio), channels.size());
         EXPECT_TRUE(movie.indexInFront());
         EXPECT_NEAR(movie.duration(), 2.5, pictureTracks == 0 ? 0.1 : frameTime);
         EXPECT_GE(beeps(movie).size(), 2U);
@@ -229,7 +230,7 @@ TEST_F(RecordTests, WithoutOptionsThePreferencesApply) {
     EXPECT_EQ(outcome.file().parent_path().filename(), "Lumicrate");
     EXPECT_TRUE(outcome.file().filename().string().starts_with("Recording-Screen_"));
     const MovieProbe movie(outcome.file());
-    EXPECT_EQ(movie.tracks().size(), 1U);
+    EXPECT_EQ(movie.count(Track::Kind::Audio), 0U);
     EXPECT_EQ(std::pair(movie.videoTrack().width, movie.videoTrack().height), std::pair(1280, 720));
     std::filesystem::remove(outcome.file());
 }
@@ -285,6 +286,84 @@ TEST_F(RecordTests, ACoveredPartIsPlainInEveryPicture) {
         return true;
     });
     EXPECT_GT(pictures, 10);
+}
+
+/// Recorded input as `lumicrate data` prints it.
+nlohmann::json inputIn(const std::filesystem::path& movie) {
+    return nlohmann::json::parse(run({"data", movie, "--json"}).output);
+}
+
+/// The presses among recorded input.
+std::vector<nlohmann::json> pressesIn(const nlohmann::json& input) {
+    std::vector<nlohmann::json> presses;
+    for (const auto& each : input)
+        if (each["kind"] == "press") presses.push_back(each);
+    return presses;
+}
+
+/// Each click is followed by a flash in the picture, which tells when it was.
+TEST_F(RecordTests, PointerAndClicksAreKeptAsData) {
+    constexpr PixelRect area{100, 50, 800, 600};
+    const struct { int x, y, button; } clicks[] = {{300, 150, 1}, {100, 50, 3}, {899, 649, 2}};
+    Painter painter;
+    const auto paint = [&](std::uint32_t color) { painter.fill(400, 250, 200, 200, color); };
+    paint(0);
+    Program program = record({"--area", "100,50,800,600"});
+    program.awaitState("recording");
+    std::vector<double> took;  ///< from before each click to its flash, seconds
+    for (const auto& [x, y, button] : clicks) {
+        pass(0.4);
+        const auto before = std::chrono::steady_clock::now();
+        xdotool({"mousemove", std::to_string(x), std::to_string(y), "click", std::to_string(button)});
+        paint(0xFFFFFF);
+        took.push_back(std::chrono::duration<double>(std::chrono::steady_clock::now() - before).count());
+        pass(0.4);
+        paint(0);
+        if (button != 3) continue;
+        program.process().signal(SIGUSR1);
+        pass(0.4);
+        xdotool({"mousemove", "500", "350", "click", "1"});
+        pass(0.4);
+        program.process().signal(SIGUSR1);
+    }
+    program.stop();
+
+    MovieProbe movie(file);
+    const std::vector<double> seen = flashes(movie);
+    ASSERT_EQ(seen.size(), std::size(clicks));
+    const auto events = inputIn(file);
+    const auto presses = pressesIn(events);
+    ASSERT_EQ(presses.size(), std::size(clicks));
+    const auto pixel = [&area](const nlohmann::json& event) {
+        return std::pair(int(std::floor(event["x"].get<double>() * area.width)) + area.x,
+                         int(std::floor(event["y"].get<double>() * area.height)) + area.y);
+    };
+    for (std::size_t i = 0; i < presses.size(); ++i) {
+        EXPECT_EQ(pixel(presses[i]), std::pair(clicks[i].x, clicks[i].y)) << i;
+        EXPECT_EQ(presses[i]["button"], clicks[i].button);
+        const double time = presses[i]["time"].get<double>();
+        EXPECT_LE(time, seen[i] + frameTime) << i;
+        EXPECT_GE(time, seen[i] - took[i] - frameTime) << i;
+    }
+    EXPECT_EQ(events[0]["time"], 0.0);
+    EXPECT_EQ(events[0]["kind"], "pointer");
+    const bool isWhereThePauseEnded = std::any_of(events.begin(), events.end(), [&](const auto& each) {
+        return each["kind"] == "pointer" && pixel(each) == std::pair(500, 350);
+    });
+    EXPECT_TRUE(isWhereThePauseEnded);
+
+    const double from = presses[1]["time"].get<double>() - 0.1;
+    const Outcome trimmed = run({"trim", file, "--from", std::to_string(from), "--precise"});
+    ASSERT_EQ(trimmed.status, 0) << trimmed.error;
+    const auto kept = pressesIn(inputIn(trimmed.file()));
+    ASSERT_EQ(kept.size(), 2U);
+    EXPECT_NEAR(kept[0]["time"].get<double>(), 0.1, 0.001);
+    EXPECT_EQ(inputIn(trimmed.file())[0]["time"], 0.0);
+    EXPECT_EQ(run({"data", file, "--remove"}).file(), file);
+    EXPECT_EQ(inputIn(file).size(), 0U);
+    EXPECT_THAT(run({"data", file, "--remove"}).error, HasSubstr("no such data"));
+    MovieProbe without(file);
+    EXPECT_EQ(flashes(without), seen);
 }
 
 TEST_F(RecordTests, ClicksAreHighlighted) {
@@ -387,7 +466,7 @@ TEST_F(RecordTests, WithoutASoundServerOnlyThePictureIsRecorded) {
         run({"record", "--no-countdown", "--duration", "0.3", "--output", file}, environment);
     EXPECT_EQ(outcome.status, 0);
     EXPECT_THAT(outcome.error, HasSubstr("No sound server can be reached"));
-    EXPECT_EQ(MovieProbe(file).tracks().size(), 1U);
+    EXPECT_EQ(MovieProbe(file).count(Track::Kind::Audio), 0U);
 }
 
 TEST_F(RecordTests, TheResultIsPrintedAndTheFileHandedOn) {

@@ -69,6 +69,7 @@ extern const Command gifCommand;
 extern const Command shareCommand;
 extern const Command mixCommand;
 extern const Command convertCommand;
+extern const Command dataCommand;
 extern const Command settingsCommand;
 extern const Command diagnoseCommand;
 // These talk to the running application.

@@ -1,9 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // The commands that make something of a finished movie: trim, gif, share, mix and convert.
 #include "App/CommandLine/CommandLine.h"
-#include "App/CommandLine/StatusLine.h"
-#include "App/QtExecutor.h"
-#include "App/Signals.h"
+#include "App/CommandLine/LongCommand.h"
 #include "Linux/Desktop/FileManager.h"
 #include "Linux/Media/Editing/Assets.h"
 #include "Linux/Media/Editing/CompactExport.h"
@@ -17,22 +15,15 @@
 #include "Lumicrate/Preview/SmallCopy.h"
 #include "Lumicrate/Preview/Trimming.h"
 #include "Support/Error.h"
-#include "Support/Log.h"
 #include "Support/LongWork.h"
 
 #include <fmt/format.h>
 
-#include <QEventLoop>
 #include <algorithm>
 #include <array>
-#include <atomic>
-#include <csignal>
 #include <cstdint>
 #include <exception>
 #include <filesystem>
-#include <functional>
-#include <stop_token>
-#include <thread>
 
 namespace lumicrate::app {
 
@@ -42,45 +33,6 @@ using Kind = OptionSpec::Kind;
 using Path = std::filesystem::path;
 
 constexpr std::array recordingOperand{ValueKind::recording};
-
-/// Runs `work` on a thread of its own and waits for it, with `label` and a percentage on the terminal.
-/// Nothing else may touch a file, because any access may block forever. SIGINT, SIGTERM and SIGHUP ask the
-/// work to stop; if it does not, they end the program. Throws what `work` throws.
-void runLongWork(const std::string& label, const std::function<void(const LongWork&)>& work) {
-    // Before the thread is started, so that it inherits the blocked signals.
-    Signals::block({SIGINT, SIGTERM, SIGHUP});
-    std::stop_source stop;
-    StatusLine line;
-    QtExecutor executor;
-    QEventLoop loop;
-    Signals signals({SIGINT, SIGTERM, SIGHUP});
-    signals.handle([&](int) {
-        if (!stop.request_stop()) return;
-        log(LogArea::movie, label, " is asked to stop");
-        executor.after(endTimeout, [] { exitAtOnce(CancelledError().what()); });
-    });
-    std::atomic<int> percent = -1;
-    const auto show = [&](double part) {
-        const int now = static_cast<int>(part * 100);
-        if (percent.exchange(now) == now) return;
-        executor.post([&line, &label, now] { line.show(fmt::format("{} {} %", label, now)); });
-    };
-    std::exception_ptr error;
-    line.show(label);
-    std::jthread worker([&] {
-        try {
-            work({line.isVisible() ? std::function<void(double)>(show) : nullptr, stop.get_token()});
-        } catch (...) {
-            error = std::current_exception();
-        }
-        executor.post([&loop] { loop.quit(); });
-    });
-    loop.exec();
-    worker.join();
-    line.clear();
-    log(LogArea::movie, label, error ? " failed" : " done");
-    if (error) std::rethrow_exception(error);
-}
 
 int printPath(const Path& file) {
     fmt::print("{}\n", file.string());

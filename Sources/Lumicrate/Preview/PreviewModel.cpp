@@ -2,6 +2,7 @@
 #include "Lumicrate/Preview/PreviewModel.h"
 
 #include "Lumicrate/Library/DerivedFiles.h"
+#include "Lumicrate/Movie/InputRemoval.h"
 #include "Lumicrate/Preview/FittedGIF.h"
 #include "Lumicrate/Preview/SmallCopy.h"
 #include "Lumicrate/Preview/Trimming.h"
@@ -78,6 +79,7 @@ Task<void> PreviewModel::describe(std::filesystem::path described) {
         const AVAssetSummary summary = co_await summarized;
         info = describeRecording(described, summary, services_.files.attributes(described).size);
         videoSize = summary.videoSize;
+        hasData = summary.recordedInput;
         measured();
         Task<std::vector<CMTime>> timed =
             inBackground<std::vector<CMTime>>(services_.executor, *readQueue_, timing);
@@ -195,6 +197,29 @@ Task<void> PreviewModel::makeSmallCopy(std::uint64_t maxBytes) {
         return SmallCopy(assets, exporter, files).save(source, {}, maxBytes, work);
     };
     return makeFile(localized("Making a small copy…"), localized("Couldn't make the small copy: "), making);
+}
+
+void PreviewModel::removeData() {
+    if (!*busy) working_ = RunningTask(services_.executor, copyWithoutData());
+}
+
+Task<void> PreviewModel::copyWithoutData() {
+    const LongWork work = beginWork(localized("Removing the data…"));
+    const std::function<bool()> removing = [&assets = services_.assets, &files = services_.files,
+                                            source = *url, work] {
+        return removeRecordedInput(assets, files, source, work);
+    };
+    std::string failure;
+    try {
+        Task<bool> removed = inBackground<bool>(services_.executor, *workQueue_, removing);
+        co_await removed;
+        load();
+        services_.notifications.post(recordingsChangedNotification);
+    } catch (const CancelledError&) {
+    } catch (const LocalizedError& error) {
+        failure = localized("Couldn't remove the data: ") + error.what();
+    }
+    endWork(failure);
 }
 
 Task<void> PreviewModel::makeFile(std::string label, std::string prefix,

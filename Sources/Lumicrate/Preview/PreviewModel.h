@@ -75,6 +75,7 @@ class PreviewModel {
     Published<std::filesystem::path> url;
     Published<std::string> info;
     Published<std::optional<Size>> videoSize;  ///< pixels, as presented; none for sound and until it is known
+    Published<bool> hasData;                   ///< the file has recorded input
     Published<std::optional<std::string>> busy;
     Published<double> progress;  ///< 0 … 1 of what is busy
     Published<std::optional<std::string>> errorMessage;
@@ -99,6 +100,8 @@ class PreviewModel {
     void exportAnimation(const Animation& animation);
     /// Makes a copy of at most that many bytes beside the recording, and shows it in its folder.
     void shareSmallCopy(std::uint64_t maxBytes);
+    /// Takes the recorded input out of the file, in place.
+    void removeData();
     /// Ends the long operation; nothing is left of it.
     void cancel();
     void openInQuickTime();
@@ -110,6 +113,7 @@ class PreviewModel {
     void measured();
     void askHowToSaveTrim(CMTimeRange range);
     Task<void> saveTrim(CMTimeRange range, bool replacing, bool precise);
+    Task<void> copyWithoutData();
     Task<void> makeGIF(Animation animation);
     Task<void> makeSmallCopy(std::uint64_t maxBytes);
     /// Runs `work` in the background with progress, and shows the file that it returns in its folder, or a

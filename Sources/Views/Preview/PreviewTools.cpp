@@ -166,6 +166,13 @@ void PreviewTools::openShareMenu() {
     auto* menu = new QMenu(this);
     menu->setAttribute(Qt::WA_DeleteOnClose);
     addSizes(*menu, [this](std::uint64_t size) { model_.shareSmallCopy(size); });
+    if (*model_.hasData) {
+        menu->addSeparator();
+        QAction* const remove =
+            menu->addAction(localizedText("Remove Data"), this, [this] { model_.removeData(); });
+        remove->setToolTip(localizedText("Pointer, clicks and shown keys"));
+        menu->setToolTipsVisible(true);
+    }
     menu->popup(share_->mapToGlobal(QPoint(0, -menu->sizeHint().height())));
 }
 

@@ -345,6 +345,25 @@ TEST_F(PreviewWindowTests, SmallCopiesAreShownInTheirFolder) {
     EXPECT_EQ(model->errorMessage->value_or(""), "Couldn't make the WebP: There are no pictures.");
 }
 
+TEST_F(PreviewWindowTests, RecordedInputCanBeRemoved) {
+    load();
+    EXPECT_FALSE(*model->hasData);
+    assets.summaries[url].recordedInput = true;
+    model->load();
+    executor.drain();
+    EXPECT_TRUE(*model->hasData);
+    assets.refusal = "The disk is full.";
+    model->removeData();
+    executor.drain();
+    EXPECT_EQ(model->errorMessage->value_or(""), "Couldn't remove the data: The disk is full.");
+    assets.refusal.clear();
+    model->removeData();
+    executor.drain();
+    EXPECT_EQ(assets.made.size(), 2U);
+    EXPECT_EQ(*model->errorMessage, std::nullopt);
+    EXPECT_THAT(files.existing, testing::ElementsAre(other, url)) << "in place";
+}
+
 TEST_F(PreviewWindowTests, NoticesWhatOtherProgramsDoToTheFile) {
     load();
     const FakePlayer* first = player;
