@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "Linux/Media/Editing/InputData.h"
 
+#include "Linux/Media/Editing/InputMovie.h"
 #include "Linux/Media/Input/InputSample.h"
 
 #include <algorithm>

@@ -2,7 +2,6 @@
 // InputData: the recorded input of a finished movie, and the same in a movie made of it.
 #pragma once
 
-#include "Linux/Media/Editing/InputMovie.h"
 #include "Linux/Media/IsoBmff/MovieDescription.h"
 #include "Linux/Media/IsoBmff/SampleTable.h"
 #include "Platform/AVAsset.h"
