@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "Linux/Media/Sound/AudioTrack.h"
 
+#include "Linux/Media/Sound/TrackNames.h"
 #include "Support/Log.h"
 
 #include <algorithm>
@@ -40,7 +41,7 @@ void AudioTrack::open(MovieDestination& movie) {
                                             settings_.encoderBitRate);
     movie_ = &movie;
     // System audio is recorded in stereo, microphones in mono.
-    const char* name = settings_.numberOfChannels == 2 ? "System audio" : "Microphone";
+    const char* name = settings_.numberOfChannels == 2 ? trackname::systemAudio : trackname::microphone;
     track_ = movie.addTrack(
         {encoder_->description(), name, static_cast<std::uint32_t>(settings_.sampleRate), encoder_->leadIn()},
         settings_.encoderBitRate);

@@ -43,8 +43,8 @@ const std::array<std::array<float, taps>, phases> weights = makeWeights();
 
 void PeakLimiter::process(std::span<const float> sound, std::vector<float>& limited) {
     limited.reserve(limited.size() + sound.size());
-    for (std::size_t i = 0; i + channels <= sound.size(); i += channels) {
-        add({sound[i], sound[i + 1]});
+    for (std::size_t i = 0; i + channels_ <= sound.size(); i += channels_) {
+        add({sound[i], channels_ == 2 ? sound[i + 1] : 0});
         if (added_ > lookAhead) output(limited);
     }
 }
@@ -99,8 +99,10 @@ void PeakLimiter::notePeak(std::int64_t frame, float peak) {
 
 void PeakLimiter::output(std::vector<float>& limited) {
     const float gain = gainFor(written_);
-    for (const float sample : at(written_))
+    for (std::size_t channel = 0; channel < channels_; ++channel) {
+        const float sample = at(written_)[channel];
         limited.push_back(gain < 1 ? sample * gain : sample);
+    }
     ++written_;
 }
 

@@ -18,10 +18,11 @@
 
 namespace lumicrate::media {
 
-/// Interleaved stereo at 48000 Hz; full scale is −1 … 1. One thread.
+/// Interleaved sound at 48000 Hz; full scale is −1 … 1. One thread.
 class PeakLimiter {
  public:
-    static constexpr std::size_t channels = 2;
+    /// `channels` is 1 or 2. All get the same gain.
+    explicit PeakLimiter(std::size_t channels = 2) : channels_(channels) {}
 
     /// Appends all but the newest 5 ms, which are held back.
     void process(std::span<const float> sound, std::vector<float>& limited);
@@ -29,7 +30,7 @@ class PeakLimiter {
     void finish(std::vector<float>& limited);
 
  private:
-    using Frame = std::array<float, channels>;
+    using Frame = std::array<float, 2>;  ///< the second is silent in mono
     /// A frame that would clip, and the gain, below one, that it may have at most.
     struct MaxGain {
         std::int64_t frame = 0;
@@ -52,6 +53,7 @@ class PeakLimiter {
     Frame& at(std::int64_t frame) { return frames_[static_cast<std::size_t>(frame) % ringSize]; }
     const Frame& at(std::int64_t frame) const { return frames_[static_cast<std::size_t>(frame) % ringSize]; }
 
+    std::size_t channels_;
     std::array<Frame, ringSize> frames_{};
     std::int64_t added_ = 0;
     std::int64_t written_ = 0;
