@@ -28,6 +28,14 @@ struct AVAssetSummary {
     bool operator==(const AVAssetSummary&) const = default;
 };
 
+/// The voice in a movie: the sound of its microphone track, or in the movie of another program of its only
+/// sound track.
+enum class AVVoice {
+    none,
+    asRecorded,
+    clean,  ///< there is a track with less noise
+};
+
 /// From `start` to `end`, in presented time.
 struct CMTimeRange {
     CMTime start;
@@ -63,9 +71,18 @@ class AVAssets {
     /// PlatformError.
     virtual std::vector<RecordedInput> recordedInput(const std::filesystem::path& url) const = 0;
 
+    /// What is known of the voice in it. Reads the head.
+    virtual AVVoice voice(const std::filesystem::path& url) const = 0;
+
+    /// Copies everything, the recorded input too, and puts a copy of the microphone's track, with less noise, before the original.
+    /// Its sound begins and ends where the original's does. `normalizes`: its loudness becomes −16 LUFS, with
+    /// peaks up to −1 dBTP, unless it is silent or shorter than a second. The voice must be as recorded.
+    virtual void cleanVoice(const std::filesystem::path& source, const std::filesystem::path& destination,
+                            AVFileType type, bool normalizes, const LongWork& work) const = 0;
+
     /// Copies the first video track, if any, and mixes all audio tracks into one stereo track: AAC, 48000 Hz,
-    /// 192000 bit/s. Every track keeps its full gain; a limiter prevents clipping. Keeps
-    /// the recorded input.
+    /// 192000 bit/s. Every track keeps its full gain; a limiter prevents clipping. The original of a clean
+    /// voice is left out; a single track that remains is copied. Keeps the recorded input.
     virtual void mixAudio(const std::filesystem::path& source, const std::filesystem::path& destination,
                           AVFileType type, const LongWork& work) const = 0;
 

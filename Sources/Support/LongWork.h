@@ -35,6 +35,11 @@ struct LongWork {
         if (stop.stop_requested()) throw CancelledError();
         if (onProgress) onProgress(fraction);
     }
+    /// The part of this work from one fraction to another.
+    LongWork part(double from, double to) const {
+        if (!onProgress) return *this;
+        return {[report = onProgress, from, to](double part) { report(from + part * (to - from)); }, stop};
+    }
 };
 
 /// Runs `work` on `queue`; the awaiting task receives its result or its exception. Cancelling the task does

@@ -26,8 +26,19 @@ class FakeAssets final : public AVAssets {
     std::vector<float> loudness(const Path&, std::size_t parts, const LongWork&) const override {
         return std::vector<float>(parts, 0.5F);
     }
+    AVVoice voice(const Path& url) const override {
+        const auto found = voices.find(url);
+        return found == voices.end() ? AVVoice::none : found->second;
+    }
+    void cleanVoice(const Path& source, const Path& destination, AVFileType type, bool normalizes,
+                    const LongWork& work) const override {
+        steps.emplace_back(normalizes ? "normalize" : "clean");
+        if (!cleaningRefusal.empty()) throw PlatformError(cleaningRefusal);
+        exportMovie(source, destination, type, AVAssetExportPreset::passthrough, std::nullopt, work);
+    }
     void mixAudio(const Path& source, const Path& destination, AVFileType type,
                   const LongWork& work) const override {
+        steps.emplace_back("mix");
         exportMovie(source, destination, type, AVAssetExportPreset::passthrough, std::nullopt, work);
     }
     void exportMovie(const Path& source, const Path& destination, AVFileType type, AVAssetExportPreset preset,
@@ -54,7 +65,10 @@ class FakeAssets final : public AVAssets {
     std::map<Path, AVAssetSummary> summaries;
     std::vector<CMTime> times;         ///< of the pictures of every movie
     std::vector<RecordedInput> input;  ///< of every movie
+    std::map<Path, AVVoice> voices;
     std::string refusal;
+    std::string cleaningRefusal;
+    mutable std::vector<std::string> steps;  ///< what was done with sound
     mutable std::vector<Made> made;
 
  private:

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "Linux/Media/Editing/Assets.h"
 
+#include "Linux/Media/Editing/CleanedTrack.h"
 #include "Linux/Media/Editing/CopiedTracks.h"
 #include "Linux/Media/Editing/InputData.h"
 #include "Linux/Media/Editing/InputMovie.h"
@@ -9,7 +10,10 @@
 #include "Linux/Media/Editing/OutputMovie.h"
 #include "Linux/Media/Editing/PictureTimes.h"
 #include "Linux/Media/Editing/ReencodedTrack.h"
+#include "Linux/Media/Editing/SoundTracks.h"
 #include "Linux/Media/Editing/StitchedTrack.h"
+#include "Linux/Media/Editing/VoiceGain.h"
+#include "Linux/Media/Sound/TrackNames.h"
 #include "Support/Error.h"
 #include "Support/Log.h"
 
@@ -167,7 +171,42 @@ void Assets::mixAudio(const std::filesystem::path& source, const std::filesystem
     log(LogArea::movie, "mix: ", input.audioTracks().size(), " tracks of ", input.duration(), " s");
     TrackWriters tracks;
     if (const auto video = input.videoTrack()) tracks.push_back(copyOf(input, *video));
-    tracks.push_back(std::make_unique<MixedTrack>(input));
+    const std::vector<int> heard = heardTracks(input);
+    if (heard.size() == 1) {
+        tracks.push_back(copyOf(input, heard.front()));
+    } else {
+        tracks.push_back(std::make_unique<MixedTrack>(input));
+    }
+    output.setRecordedInput(recordedInputOf(source));
+    write(output, input, tracks);
+}
+
+AVVoice Assets::voice(const std::filesystem::path& url) const {
+    const InputMovie movie(url, InputMovie::Look::atHead);
+    if (hasCleanVoice(movie)) return AVVoice::clean;
+    return voiceTrack(movie) ? AVVoice::asRecorded : AVVoice::none;
+}
+
+void Assets::cleanVoice(const std::filesystem::path& source, const std::filesystem::path& destination,
+                        AVFileType type, bool normalizes, const LongWork& work) const {
+    const InputMovie input(source, InputMovie::Look::atHead);
+    const auto track = voiceTrack(input);
+    if (!track) throw PlatformError(localized("The recording has no microphone track."));
+    const VoiceInput voice(input, *track);
+    log(LogArea::movie, "clean voice: ", voice.channels, " channels of ", voice.duration, " s");
+    constexpr double measured = 0.6;  // of the time
+    OutputMovie output(destination, type, input.duration(), work.part(normalizes ? measured : 0, 1));
+    const auto gain = normalizes ? gainOfVoice(voice, work.part(0, measured)) : std::nullopt;
+    TrackWriters tracks;
+    if (const auto video = input.videoTrack()) tracks.push_back(copyOf(input, *video));
+    for (const int other : input.audioTracks()) {
+        if (other != *track) tracks.push_back(copyOf(input, other));
+    }
+    tracks.push_back(std::make_unique<CleanedTrack>(voice, gain));
+    // Last, because many players choose the first one whatever the file says.
+    auto original = std::make_unique<CopiedTracks>(input, std::vector{*track}, std::nullopt);
+    original->setAside(trackname::originalMicrophone);
+    tracks.push_back(std::move(original));
     output.setRecordedInput(recordedInputOf(source));
     write(output, input, tracks);
 }

@@ -15,6 +15,9 @@ class Assets final : public AVAssets {
     std::vector<float> loudness(const std::filesystem::path& url, std::size_t parts,
                                 const LongWork& work) const override;
     std::vector<RecordedInput> recordedInput(const std::filesystem::path& url) const override;
+    AVVoice voice(const std::filesystem::path& url) const override;
+    void cleanVoice(const std::filesystem::path& source, const std::filesystem::path& destination,
+                    AVFileType type, bool normalizes, const LongWork& work) const override;
     void mixAudio(const std::filesystem::path& source, const std::filesystem::path& destination,
                   AVFileType type, const LongWork& work) const override;
     void exportMovie(const std::filesystem::path& source, const std::filesystem::path& destination,

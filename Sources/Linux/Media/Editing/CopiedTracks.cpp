@@ -198,8 +198,11 @@ void CopiedTracks::write() {
 
 void CopiedTracks::addTo(OutputMovie& movie) {
     movie_ = &movie;
-    for (const int track : tracks_)
-        pairs_.push_back({track, movie.addCopy(source_, track, source_.packetCount(track, range_))});
+    for (const int track : tracks_) {
+        const int copy = movie.addCopy(source_, track, source_.packetCount(track, range_));
+        if (asideTitle_) movie.setAside(copy, *asideTitle_);
+        pairs_.push_back({track, copy});
+    }
 }
 
 }  // namespace lumicrate::media

@@ -8,6 +8,7 @@
 
 #include <filesystem>
 #include <optional>
+#include <string>
 #include <vector>
 
 namespace lumicrate::media {
@@ -32,6 +33,8 @@ class CopiedTracks final : public TrackWriter {
  public:
     /// `source` must outlive `addTo`.
     CopiedTracks(const InputMovie& source, std::vector<int> tracks, std::optional<CMTimeRange> range);
+    /// Gives the tracks this name, and puts them aside as OutputMovie::setAside does.
+    void setAside(const std::string& title) { asideTitle_ = title; }
     void addTo(OutputMovie& movie) override;
     void write() override;
 
@@ -41,6 +44,7 @@ class CopiedTracks final : public TrackWriter {
     std::vector<int> tracks_;
     std::vector<TrackPair> pairs_;
     std::optional<CMTimeRange> range_;
+    std::optional<std::string> asideTitle_;
     OutputMovie* movie_ = nullptr;
 };
 

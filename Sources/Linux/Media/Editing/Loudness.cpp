@@ -3,6 +3,7 @@
 
 #include "Linux/Media/Editing/InputMovie.h"
 #include "Linux/Media/Editing/SoundReader.h"
+#include "Linux/Media/Editing/SoundTracks.h"
 
 #include <algorithm>
 #include <cmath>
@@ -24,7 +25,7 @@ std::vector<float> loudnessOf(const std::filesystem::path& url, std::size_t part
     const InputMovie movie(url, InputMovie::Look::atHead);
     const double frames = movie.duration() * SoundReader::sampleRate;
     std::vector<SoundReader> readers;
-    for (const int track : movie.audioTracks())
+    for (const int track : heardTracks(movie))
         readers.emplace_back(url, track);
     std::vector<float> levels;
     if (readers.empty() || !(frames > 0)) return levels;

@@ -2,11 +2,11 @@
 #include "Linux/Media/Editing/MixedTrack.h"
 
 #include "Linux/Media/Editing/SoundReader.h"
-#include "Linux/Media/IsoBmff/Fragment.h"
+#include "Linux/Media/Editing/SoundTracks.h"
 #include "Linux/Media/Sound/PeakLimiter.h"
+#include "Linux/Media/Sound/TrackNames.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstdint>
 #include <list>
 
@@ -59,33 +59,22 @@ std::vector<float> inMono(const std::vector<float>& stereo) {
 
 MixedTrack::MixedTrack(const InputMovie& source, int bitRate, int channels)
     : source_(source.path()),
-      tracks_(source.audioTracks()),
+      tracks_(heardTracks(source)),
       duration_(source.duration()),
       channels_(channels),
-      encoder_(SoundReader::sampleRate, channels, bitRate) {}
+      name_(hasCleanVoice(source) ? trackname::cleanMixed : trackname::mixed),
+      sound_(channels, bitRate) {}
 
 void MixedTrack::addTo(OutputMovie& movie) {
-    const auto frames = static_cast<std::int64_t>(std::ceil(duration_ * SoundReader::sampleRate));
-    number_ = movie.addSound(encoder_.description(), "Audio", frames / isobmff::aacFrameLength + 8);
-    movie_ = &movie;
+    sound_.addTo(movie, name_, duration_);
 }
 
 void MixedTrack::write() {
-    const OwnedPacket packet = makePacket();
     Mix mix(source_, tracks_);
-    const auto next = [&mix, this] {
+    sound_.write([&mix, this] {
         std::vector<float> sound = mix.next();
         return channels_ == 1 ? inMono(sound) : sound;
-    };
-    encoder_.encode(next, [&](const MovieSample& sample) {
-        packet->data = const_cast<std::uint8_t*>(sample.data.data());
-        packet->size = static_cast<int>(sample.data.size());
-        packet->pts = packet->dts = sample.time;
-        packet->duration = sample.duration;
-        packet->flags = AV_PKT_FLAG_KEY;
-        movie_->write(number_, *packet);
     });
-    movie_->end(number_);
 }
 
 }  // namespace lumicrate::media

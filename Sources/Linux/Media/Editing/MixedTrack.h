@@ -1,18 +1,17 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// MixedTrack: all sound tracks of a movie as one stereo track.
+// MixedTrack: the sound tracks of a movie as one track.
 #pragma once
 
+#include "Linux/Media/Editing/EncodedSound.h"
 #include "Linux/Media/Editing/InputMovie.h"
-#include "Linux/Media/Editing/OutputMovie.h"
-#include "Linux/Media/Sound/ParallelAacEncoder.h"
 
 #include <filesystem>
 #include <vector>
 
 namespace lumicrate::media {
 
-/// Decodes the tracks, adds them at their times and encodes the sum: AAC, 48000 Hz. The new track begins at
-/// time zero of the movie and ends with the last of the tracks.
+/// Decodes the tracks that are heard together, adds them at their times and encodes the sum: AAC, 48000 Hz.
+/// The new track begins at time zero of the movie and ends with the last of the tracks.
 ///
 /// Every track has full gain. Where the sum would clip, and only there, PeakLimiter reduces it.
 class MixedTrack final : public TrackWriter {
@@ -28,9 +27,8 @@ class MixedTrack final : public TrackWriter {
     std::vector<int> tracks_;
     double duration_;
     int channels_;
-    ParallelAacEncoder encoder_;
-    OutputMovie* movie_ = nullptr;
-    int number_ = 0;
+    const char* name_;
+    EncodedSound sound_;
 };
 
 }  // namespace lumicrate::media

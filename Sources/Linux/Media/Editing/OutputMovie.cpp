@@ -156,9 +156,20 @@ int OutputMovie::addSound(const isobmff::AudioDescription& sound, const std::str
     AVStream& to = addStream(packets);
     check(avcodec_parameters_copy(to.codecpar, parameters.get()));
     to.time_base = {1, sound.sampleRate};
-    av_dict_set(&to.metadata, "handler_name", title.c_str(), 0);
-    av_dict_set(&to.metadata, "title", title.c_str(), 0);
+    to.disposition = AV_DISPOSITION_DEFAULT;
+    setTitle(to, title);
     return to.index;
+}
+
+void OutputMovie::setTitle(AVStream& track, const std::string& title) {
+    av_dict_set(&track.metadata, "handler_name", title.c_str(), 0);
+    av_dict_set(&track.metadata, "title", title.c_str(), 0);
+}
+
+void OutputMovie::setAside(int track, const std::string& title) {
+    AVStream& stream = *context_->streams[track];
+    stream.disposition &= ~AV_DISPOSITION_DEFAULT;
+    setTitle(stream, title);
 }
 
 void OutputMovie::begin() {

@@ -43,10 +43,12 @@ class OutputMovie {
     /// The pictures of a track of `source`, encoded again, with `parameters` and the clock `clockFor`.
     int addReencoded(const InputMovie& source, int track, const AVCodecParameters& parameters,
                      std::int64_t packets);
-    /// A new track of AAC sound, whose clock counts its frames.
+    /// A new track of AAC sound, whose clock counts its frames. Players may choose it by themselves.
     int addSound(const isobmff::AudioDescription& sound, const std::string& title, std::int64_t packets);
     /// Input that the file shall contain; before begin(). Nothing for none.
     void setRecordedInput(const std::vector<RecordedInput>& input) { input_ = InputSamples::of(input); }
+    /// Names a track, and says that players should not choose it by themselves. Before `begin`.
+    void setAside(int track, const std::string& title);
     /// Whether threads that are ahead wait for the others. Must be off when one thread writes all tracks.
     void setTakesTurns(bool takesTurns) { takesTurns_ = takesTurns; }
     void begin();
@@ -85,6 +87,7 @@ class OutputMovie {
     };
 
     AVStream& addStream(std::int64_t packets);
+    static void setTitle(AVStream& track, const std::string& title);
     AVStream& addStreamLike(const InputMovie& source, int track, const AVCodecParameters& parameters,
                             std::int64_t packets);
     void reportProgress();
