@@ -58,6 +58,23 @@ TEST_F(MovieCommandTests, MixReplacesTwoTracksByOne) {
     EXPECT_EQ(contents(), before);
 }
 
+TEST_F(MovieCommandTests, CleanVoiceAddsATrackOnceAndMixKeepsOnlyThat) {
+    const auto path = makeMovie("a.mp4", "160x96", 2, {440});
+    const std::string before = readText(path);
+    const Outcome copy = run({"clean-voice", path, "--normalize", "--output", folder / "b.mov"});
+    EXPECT_EQ(copy.file(), folder / "b.mov") << copy.error;
+    EXPECT_TRUE(readText(path) == before);
+    expectFailure(run({"clean-voice", path, "--output", folder / "b.mov"}), 1, "b.mov");
+    EXPECT_EQ(run({"clean-voice", path}).file(), path);
+    EXPECT_EQ(MovieProbe(path).tracks().size(), 3U);
+    const Outcome again = run({"clean-voice", path});
+    EXPECT_EQ(again.file(), path);
+    EXPECT_EQ(again.error, "lumicrate: The voice in this recording is already clean.\n");
+    run({"mix", path});
+    EXPECT_EQ(MovieProbe(path).tracks().size(), 2U);
+    EXPECT_THAT(contents(), ElementsAre(Key("a.mp4"), Key("b.mov")));
+}
+
 TEST_F(MovieCommandTests, ConvertMakesAnMP4BesideTheMovie) {
     const auto path = makeMovie("a.mov", "160x96", 2, {440, 1000});
     const auto before = contents();
@@ -178,7 +195,7 @@ TEST_F(MovieCommandTests, FailuresAreOneSentenceAndChangeNothing) {
     const std::string gifFailure = "Couldn't make the GIF: ";
     for (const std::string name : {"missing.mp4", "folder.mp4", "empty.mp4", "text.mp4", "cut.mp4"}) {
         SCOPED_TRACE(name);
-        for (const std::string command : {"mix", "convert"})
+        for (const std::string command : {"mix", "convert", "clean-voice"})
             expectFailure(run({command, folder / name}), 1, "lumicrate: “" + name + "” ");
         expectFailure(run({"gif", folder / name}), 1, gifFailure);
     }
@@ -202,6 +219,8 @@ TEST_F(MovieCommandTests, FailuresAreOneSentenceAndChangeNothing) {
         {{"convert", pipe}, 1, "“pipe.mp4” couldn't be read: it isn't a movie."},
         {{"trim", pipe, "--to", "1"}, 1, "“pipe.mp4” couldn't be read: it isn't a movie."},
         {{"mix", folder / "silent.mp4"}, 1, "“silent.mp4” couldn't be read: it is cut off."},
+        {{"clean-voice", movie}, 1, "The recording has no microphone track."},
+        {{"clean-voice", folder / "text.mp4", "--output", ""}, 2, "for --output: give a file name."},
         {{"gif", movie, "--output", ""}, 2, "“” is not a valid value for --output: give a file name."},
         {{"open", ""}, 2, "“open” needs one file."},
         {{"open", folder / "folder.mp4"}, 1, "There is no file"},
@@ -225,6 +244,7 @@ TEST_F(MovieCommandTests, FailuresAreOneSentenceAndChangeNothing) {
 TEST_F(MovieCommandTests, CancellingLeavesNothing) {
     const auto movie = makeMovie("long.mov", "640x360", 60, {440, 1000},
                                  {"-preset", "ultrafast", "-bf", "2", "-x264-params", "scenecut=0"});
+    const auto voice = makeMovie("voice.mp4", "64x64", 600, {440});
     const auto before = contents();
     const struct {
         std::vector<std::string> arguments;
@@ -234,6 +254,8 @@ TEST_F(MovieCommandTests, CancellingLeavesNothing) {
         {{"mix", movie}, SIGINT, "lumicrate: It was cancelled.\n"},
         {{"mix", movie}, SIGTERM, "lumicrate: It was cancelled.\n"},
         {{"mix", movie}, SIGKILL, ""},
+        {{"clean-voice", voice}, SIGTERM, "lumicrate: It was cancelled.\n"},
+        {{"clean-voice", voice}, SIGKILL, ""},
         {{"gif", movie, "--fps", "50"}, SIGINT, "lumicrate: Couldn't make the GIF: It was cancelled.\n"},
         {{"gif", movie, "--fps", "50"}, SIGKILL, ""},
         {{"trim", movie, "--from", "0.5", "--precise"},
@@ -260,8 +282,9 @@ TEST_F(MovieCommandTests, ASignalEndsWhatIsStuck) {
     const std::string file = folder / "stalled.mp4";
     const stage::Environment environment{{"LD_PRELOAD", LUMICRATE_SLOW_DISK_LIBRARY},
                                          {"ASAN_OPTIONS", "verify_asan_link_order=0"}};
-    const std::vector<std::string> cases[] = {
-        {"mix", file}, {"convert", file}, {"gif", file}, {"trim", file}, {"record", "--output", file}};
+    const std::vector<std::string> cases[] = {{"mix", file},     {"clean-voice", file},
+                                              {"convert", file}, {"gif", file},
+                                              {"trim", file},    {"record", "--output", file}};
     for (const auto& arguments : cases) {
         SCOPED_TRACE(arguments.front());
         Program program(arguments, environment);

@@ -51,7 +51,7 @@ void Program::awaitWriting() {
         std::filesystem::directory_iterator each(descriptors, gone);
         for (; !gone && each != std::filesystem::directory_iterator(); each.increment(gone)) {
             const std::string file = std::filesystem::read_symlink(each->path(), gone);
-            for (const char* mark : {"/#", "/.mix-", "/.trim-"}) {
+            for (const char* mark : {"/#", "/.mix-", "/.trim-", "/.clean-"}) {
                 if (file.find(mark) != std::string::npos) return;
             }
         }

@@ -68,6 +68,7 @@ extern const Command trimCommand;
 extern const Command gifCommand;
 extern const Command shareCommand;
 extern const Command mixCommand;
+extern const Command cleanVoiceCommand;
 extern const Command convertCommand;
 extern const Command dataCommand;
 extern const Command settingsCommand;

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// The commands that make something of a finished movie: trim, gif, share, mix and convert.
+// The commands that make something of a finished movie: trim, gif, share, mix, clean-voice and convert.
 #include "App/CommandLine/CommandLine.h"
 #include "App/CommandLine/LongCommand.h"
 #include "Linux/Desktop/FileManager.h"
@@ -10,6 +10,7 @@
 #include "Lumicrate/Library/DerivedFiles.h"
 #include "Lumicrate/Movie/AudioMixdown.h"
 #include "Lumicrate/Movie/MovieConversion.h"
+#include "Lumicrate/Movie/VoiceCleaning.h"
 #include "Lumicrate/Preview/FittedGIF.h"
 #include "Lumicrate/Preview/GIFExporter.h"
 #include "Lumicrate/Preview/SmallCopy.h"
@@ -51,6 +52,35 @@ int runMix(const ParsedOptions& parsed) {
     if (!mixed)
         fmt::print(stderr, "lumicrate: {}\n", localized("The recording has fewer than two audio tracks."));
     return printPath(file);
+}
+
+constexpr std::array cleanVoiceOptions{
+    OptionSpec{"normalize", Kind::flag, "", translatable("Also make the voice as loud as usual, -16 LUFS.")},
+    OptionSpec{"output", Kind::value, "FILE",
+               translatable("Write this file, instead of changing the recording."), ValueKind::file},
+};
+
+int runCleanVoice(const ParsedOptions& parsed) {
+    const Path movie = oneFile(parsed);
+    const Path output = parsed.value("output").value_or("");
+    if (parsed.has("output") && output.empty()) throwInvalidValue("output", "", localized("a file name"));
+    const bool normalizes = parsed.has("normalize");
+    desktop::FileManager files;
+    try {
+        runLongWork(localized("Cleaning the voice…"), [&](const LongWork& work) {
+            const media::Assets assets;
+            if (output.empty()) {
+                VoiceCleaning::clean(assets, files, movie, normalizes, work);
+            } else {
+                VoiceCleaning::saveCleaned(assets, movie, output, normalizes, work);
+            }
+        });
+    } catch (const VoiceCleaningError& error) {
+        const bool isDone = error.which() == VoiceCleaningError::alreadyClean && output.empty();
+        if (!isDone) throw;
+        fmt::print(stderr, "lumicrate: {}\n", error.what());
+    }
+    return printPath(output.empty() ? movie : output);
 }
 
 constexpr std::array convertOptions{
@@ -236,6 +266,18 @@ constinit const Command mixCommand{
     translatable("Mixes the audio tracks of a recording into one, in place. The pictures stay as they are."),
     {},
     runMix,
+    nullptr,
+    recordingOperand};
+
+constinit const Command cleanVoiceCommand{
+    "clean-voice",
+    translatable("Reduce the noise behind the voice in a recording."),
+    "FILE [OPTIONS]",
+    translatable(
+        "Reduces the noise of a recording's microphone track, in place. The original track is kept as "
+        "the last one, until the tracks are mixed. Everything else stays as it is."),
+    cleanVoiceOptions,
+    runCleanVoice,
     nullptr,
     recordingOperand};
 
