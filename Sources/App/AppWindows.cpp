@@ -107,7 +107,7 @@ MainWindowModel::Services AppWindows::contentServices() {
             images_,
             std::make_unique<SerialQueue>("Lumicrate.thumbnails"),
             &session_.pictures,
-            &services_.mixdown.progress(),
+            &services_.sound.progress(),
             views::formatDate,
             std::move(commands),
             session_.abilities};

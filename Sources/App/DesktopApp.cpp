@@ -98,7 +98,7 @@ class DesktopApp {
                           [this] { windows_.showMain(); },
                           [this](const std::filesystem::path& url) { previews_.windows.show(url); },
                           [this](const std::filesystem::path& url) { showInFolder(url); }}),
-          badge_(system_.executor, services_.recorder, services_.mixdown.progress(), launcherEntry_),
+          badge_(system_.executor, services_.recorder, services_.sound.progress(), launcherEntry_),
           afterSave_(
               system_.notifications, system_.defaults, tasks_,
               [this](const std::string& sentence) { report(localized("The recording is saved"), sentence); }),

@@ -37,9 +37,9 @@ RecorderServices::RecorderServices(SystemServices& system, const DesktopServices
     : pointer(pointerFollower(system)),
       hotKeys(desktop.keys),
       folder(system.files, system.calendar, system.defaults),
-      mixdown(system.executor, makeSerialQueue, system.assets, system.files),
+      sound(system.executor, makeSerialQueue, system.assets, system.files),
       recorder({system.executor, system.defaults, system.process, desktop.screens, system.notifications,
-                system.capture, system.devices, hotKeys, folder, movieServices(system), &mixdown,
+                system.capture, system.devices, hotKeys, folder, movieServices(system), &sound,
                 desktop.overlays, system.cameraSessions, desktop.makeStudioWindow, system.portalCapture,
                 pointer ? &*pointer : nullptr}) {}
 
@@ -55,7 +55,7 @@ Replay::Services replayServices(SystemServices& system, RecorderServices& servic
             system.devices,
             services.folder,
             movieServices(system),
-            &services.mixdown,
+            &services.sound,
             makeBuffer,
             services.recorder,
             desktopAbilities(),

@@ -6,7 +6,7 @@
 #include "Linux/X11/Input/PointerFollower.h"
 #include "Lumicrate/Library/DurationReader.h"
 #include "Lumicrate/Library/RecordingFolder.h"
-#include "Lumicrate/Movie/AudioMixdown.h"
+#include "Lumicrate/Movie/SoundFinishing.h"
 #include "Lumicrate/Recording/ScreenRecorder.h"
 #include "Lumicrate/Replay/Replay.h"
 #include "Lumicrate/Shortcuts/HotKeyCenter.h"
@@ -66,7 +66,7 @@ class RecorderServices {
     std::optional<x11::PointerFollower> pointer;  ///< where the desktop tells of the pointer
     HotKeyCenter hotKeys;
     RecordingFolder folder;
-    AudioMixdown mixdown;
+    SoundFinisher sound;
     ScreenRecorder recorder;
 };
 

@@ -16,10 +16,27 @@ namespace lumicrate::app {
 namespace {
 
 /// Of "record"; the others belong to a process, or would have other programs run as the user.
-constexpr auto optionNames = std::to_array<std::string_view>(
-    {"screen", "window", "area", "webcam", "output", "quality", "fps", "format", "cursor",
-     "constant-frame-rate", "encoding-quality", "system-audio", "countdown", "clicks", "keys", "microphone",
-     "mix-audio", "application-audio", "never-record"});
+constexpr auto optionNames = std::to_array<std::string_view>({"screen",
+                                                              "window",
+                                                              "area",
+                                                              "webcam",
+                                                              "output",
+                                                              "quality",
+                                                              "fps",
+                                                              "format",
+                                                              "cursor",
+                                                              "constant-frame-rate",
+                                                              "encoding-quality",
+                                                              "system-audio",
+                                                              "countdown",
+                                                              "clicks",
+                                                              "keys",
+                                                              "microphone",
+                                                              "mix-audio",
+                                                              "application-audio",
+                                                              "never-record",
+                                                              "clean-voice",
+                                                              "normalize-voice"});
 
 [[noreturn]] void refuse(const std::string& sentence) {
     throw desktop::BusError(desktop::BusError::invalidArguments, sentence);
@@ -99,7 +116,7 @@ void startRemoteRecording(SystemServices& system, ScreenRecorder& recorder, cons
     const std::optional<CaptureSource> source = namedSource(chosen, isNamed, request, system.capture);
     if (!options.isEmpty()) recorder.setOptionsOverride(request.options);
     recorder.setOutputOverride(request.output);
-    recorder.setMixingOverride(request.mixesAudio);
+    recorder.setSoundOverride(request.sound);
     recorder.setRequiredSound({request.systemAudioRequired, request.microphoneRequired});
     if (source) {
         recorder.setSource(*source);

@@ -74,9 +74,10 @@ class AVAssets {
     /// What is known of the voice in it. Reads the head.
     virtual AVVoice voice(const std::filesystem::path& url) const = 0;
 
-    /// Copies everything, the recorded input too, and puts a copy of the microphone's track, with less noise, before the original.
-    /// Its sound begins and ends where the original's does. `normalizes`: its loudness becomes −16 LUFS, with
-    /// peaks up to −1 dBTP, unless it is silent or shorter than a second. The voice must be as recorded.
+    /// Copies everything, the recorded input too, and puts a copy of the microphone's track, with less noise,
+    /// before the original. Its sound begins and ends where the original's does. `normalizes`: its loudness
+    /// becomes −16 LUFS, with peaks up to −1 dBTP, unless it is silent or shorter than a second. The voice
+    /// must be as recorded.
     virtual void cleanVoice(const std::filesystem::path& source, const std::filesystem::path& destination,
                             AVFileType type, bool normalizes, const LongWork& work) const = 0;
 

@@ -124,6 +124,8 @@ TEST(RecordArgumentsTests, RefusesInvalidValues) {
               "--application-audio is for recordings of a window: add --window.");
     EXPECT_EQ(refusal({"--window", "5", "--application-audio", "--no-system-audio"}),
               "--application-audio and --no-system-audio exclude each other.");
+    EXPECT_EQ(refusal({"--normalize-voice", "--no-clean-voice"}),
+              "--normalize-voice and --no-clean-voice exclude each other.");
     EXPECT_THAT(refusal({"--duration", "1e9"}), testing::EndsWith("above 0, up to 2592000 (30 days)."));
     EXPECT_EQ(refusal({"--fps", "25"}), "“25” is not a valid value for --fps: give 15, 24, 30 or 60.");
 }

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // The real program on a private desktop, judged by the movies it leaves.
 #include "Tests/App/ProgramTest.h"
+#include "Tests/Linux/Media/Voice.h"
 #include "Tests/Linux/X11/TestWindow.h"
 #include "Tests/Stage/Measure.h"
 
@@ -99,6 +100,51 @@ TEST_F(RecordTests, WritesTheRequestedTracksAndPrintsOnlyThePath) {
         EXPECT_NEAR(movie.audioTrack().duration, movie.videoTrack().duration, frameTime);
     }
     EXPECT_THAT(contentsOf(folder.path()), testing::SizeIs(3));
+}
+
+/// The effective value of half a second.
+double levelAt(const Samples& sound, std::size_t from) {
+    double squares = 0;
+    for (std::size_t i = from; i < from + 24000; ++i)
+        squares += static_cast<double>(sound[i]) * static_cast<double>(sound[i]);
+    return std::sqrt(squares / 24000);
+}
+
+TEST_F(RecordTests, ANoisyMicrophoneIsCleanedWhenTheRecordingIsSaved) {
+    const Samples voice = syntheticVoice(60, 0.05);
+    const Samples noisy = sum(voice, syntheticNoise(Noise::rumble, voice.size(), 0.1 * levelInSpeech(voice)));
+    const std::string played = folder / "voice";
+    std::ofstream(played, std::ios::binary)
+        .write(reinterpret_cast<const char*>(noisy.data()),
+               static_cast<std::streamsize>(noisy.size() * sizeof(float)));
+    const stage::ChildProcess player({"paplay", "--raw", "--format=float32le", "--rate=48000", "--channels=1",
+                                      "--device=micfeed", played});
+    // Until it is heard, there is nothing to clean.
+    pass(1);
+    const Outcome outcome =
+        recordToEnd({"--screen", "--microphone", "--duration", "7", "--clean-voice", "--normalize-voice"});
+    EXPECT_THAT(outcome.sentences(), testing::IsEmpty());
+    MovieProbe movie(file);
+    ASSERT_EQ(movie.count(Track::Kind::Audio), 2U);
+    EXPECT_EQ(movie.audioTrack(0).handler, "Microphone (Clean)");
+    EXPECT_EQ(movie.audioTrack(1).handler, "Microphone (Original)");
+    const Samples clean = movie.sound(0).samples[0];
+    const Samples original = movie.sound(1).samples[0];
+    ASSERT_EQ(clean.size(), original.size());
+    EXPECT_EQ(delayOf(clean, original), 0);
+    std::size_t pause = 0;
+    std::size_t speech = 0;
+    for (std::size_t i = 4800; i + 24000 < original.size(); i += 480) {
+        if (levelAt(original, i) < levelAt(original, pause)) pause = i;
+        if (levelAt(original, i) > levelAt(original, speech)) speech = i;
+    }
+    const double gain = levelAt(clean, speech) / levelAt(original, speech);
+    EXPECT_LT(decibels(levelAt(clean, pause) / levelAt(original, pause) / gain), -8);
+    const std::string measured = stage::runProgram(
+        {"sh", "-c", "ffmpeg -nostats -i '" + file.string() + "' -map 0:1 -af ebur128 -f null - 2>&1"});
+    const std::size_t found = measured.rfind("I: ");
+    ASSERT_NE(found, std::string::npos);
+    EXPECT_NEAR(std::stod(measured.substr(found + 2)), -16, 0.5);
 }
 
 /// How often the threads of a process have gone to sleep so far.

@@ -17,8 +17,8 @@ namespace lumicrate::app {
 
 namespace {
 
-constexpr std::array ownCommands{&recordCommand,  &recordingsCommand, &sourcesCommand, &trimCommand,
-                                 &gifCommand,     &shareCommand,      &mixCommand,     &cleanVoiceCommand,
+constexpr std::array ownCommands{&recordCommand,  &recordingsCommand, &sourcesCommand,  &trimCommand,
+                                 &gifCommand,     &shareCommand,      &mixCommand,      &cleanVoiceCommand,
                                  &convertCommand, &dataCommand,       &settingsCommand, &diagnoseCommand};
 constexpr std::array controlCommands{&openCommand,   &toggleCommand, &pauseCommand, &areaCommand,
                                      &replayCommand, &statusCommand, &quitCommand};

@@ -47,6 +47,8 @@ std::vector<Preference> makePreferences() {
         {preference::captureMicrophone, Kind::toggle},
         {preference::microphoneID, Kind::text},
         {preference::mixAudio, Kind::toggle},
+        {preference::cleanVoice, Kind::toggle},
+        {preference::normalizeVoice, Kind::toggle},
         {preference::showCursor, Kind::toggle},
         {preference::highlightClicks, Kind::toggle},
         {preference::showKeys, Kind::toggle},

@@ -62,6 +62,11 @@ constexpr std::array specs{
     OptionSpec{"microphone", Kind::negatableWithValue, "ID",
                translatable("A microphone: the default one, or the one of this identifier."),
                ValueKind::microphone},
+    OptionSpec{"clean-voice", Kind::negatable, "",
+               translatable("Reduce the noise of the microphone after recording; its original track is kept "
+                            "unless both are mixed.")},
+    OptionSpec{"normalize-voice", Kind::negatable, "",
+               translatable("And make the voice as loud as usual, -16 LUFS.")},
     OptionSpec{"mix-audio", Kind::negatable, "",
                translatable("One audio track for both, instead of one each.")},
     OptionSpec{"cursor", Kind::negatable, "", translatable("The mouse pointer.")},
@@ -210,6 +215,16 @@ void readApplicationAudio(const ParsedOptions& parsed, RecordArguments& request)
     request.options.captureSystemAudio = true;
 }
 
+void readSound(const ParsedOptions& parsed, SoundChoices& sound) {
+    sound.mixes = parsed.isOn("mix-audio");
+    sound.cleansVoice = parsed.isOn("clean-voice");
+    sound.normalizesVoice = parsed.isOn("normalize-voice");
+    if (sound.normalizesVoice != true) return;
+    if (sound.cleansVoice == false)
+        throw UsageError(localized("--normalize-voice and --no-clean-voice exclude each other."));
+    sound.cleansVoice = true;
+}
+
 }  // namespace
 
 std::span<const OptionSpec> recordOptionSpecs() {
@@ -250,7 +265,7 @@ RecordArguments readRecordArguments(const ParsedOptions& parsed, const Recording
     if (parsed.isOn("microphone") == true) options.microphoneID = parsed.value("microphone").value_or("");
     readApplicationAudio(parsed, request);
     request.portalToken = parsed.value("portal-token");
-    request.mixesAudio = parsed.isOn("mix-audio");
+    readSound(parsed, request.sound);
     request.systemAudioRequired =
         parsed.isOn("system-audio") == true || parsed.isOn("application-audio") == true;
     request.microphoneRequired = parsed.isOn("microphone") == true;

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "App/CommandLine/OptionParser.h"
+#include "Lumicrate/Movie/SoundFinishing.h"
 #include "Lumicrate/Recording/RecordingOptions.h"
 #include "Platform/AVCaptureDevice.h"
 #include "Platform/ScreenCaptureKit.h"
@@ -32,7 +33,7 @@ struct RecordArguments {
     RecordingOptions options;
     std::optional<double> duration;  ///< seconds
     std::optional<std::filesystem::path> output;
-    std::optional<bool> mixesAudio;  ///< as stored when absent
+    SoundChoices sound;
     std::optional<std::string> portalToken;
     std::optional<std::string> afterSave;  ///< as stored when absent
     bool metersMicrophone = true;          ///< whether the recorder measures its level

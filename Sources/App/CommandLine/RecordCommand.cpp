@@ -123,7 +123,7 @@ class Recording {
               // Posted, because an error usually ends the recording at once.
               if (coming) executor_.post([this] { sayErrorWhileRecording(); });
           })),
-          mixing_(services.mixdown.progress().observe([this](std::optional<double> part) {
+          finishing_(services.sound.progress().observe([this](std::optional<double> part) {
               if (part) line_.show({Phase::saving, 0, 0, 0, std::nullopt, part});
           })) {
         signals_.handle([this](int signal) { onSignal(signal); });
@@ -136,7 +136,7 @@ class Recording {
     int run(const std::optional<CaptureSource>& source) {
         recorder_.setOptionsOverride(request_.options);
         recorder_.setOutputOverride(request_.output);
-        recorder_.setMixingOverride(request_.mixesAudio);
+        recorder_.setSoundOverride(request_.sound);
         recorder_.setRequiredSound({request_.systemAudioRequired, request_.microphoneRequired});
         if (source) {
             recorder_.setSource(*source);
@@ -266,7 +266,7 @@ class Recording {
     bool stoppedByUser_ = false;
     Subscription states_;
     Subscription errors_;
-    Subscription mixing_;
+    Subscription finishing_;
 };
 
 /// Encoder buffers would be placed on huge pages, which the kernel clears as a whole although a mostly still

@@ -178,7 +178,7 @@ Task<void> ActiveRecording::stop() {
     quiet_.reset();
 }
 
-Task<void> ActiveRecording::save(bool mixes) {
+Task<void> ActiveRecording::save(SoundWishes wishes) {
     std::exception_ptr failure;
     try {
         co_await session_->finish();
@@ -190,14 +190,11 @@ Task<void> ActiveRecording::save(bool mixes) {
         " frames refused by a busy encoder");
     session_.reset();
     if (failure) std::rethrow_exception(failure);
-    if (!services_.mixing || !mixes) co_return;
-    try {
-        Task<bool> mixing = services_.mixing->mixIfNeeded(url());
-        co_await mixing;
-    } catch (const NoRoomToMix& reason) {
-        // A recording that was ended by a full disk is saved nevertheless.
-        handlers_.onNotice(reason.what());
-    }
+    if (!services_.sound || wishes == SoundWishes()) co_return;
+    Task<std::vector<std::string>> finishing = services_.sound->finish(url(), wishes);
+    const std::vector<std::string> problems = co_await finishing;
+    for (const std::string& each : problems)
+        handlers_.onNotice(each);
 }
 
 void ActiveRecording::discard() {

@@ -4,8 +4,8 @@
 
 #include "Lumicrate/Capture/ContentFilter.h"
 #include "Lumicrate/Library/RecordingFolder.h"
-#include "Lumicrate/Movie/AudioMixdown.h"
 #include "Lumicrate/Movie/MovieWriter.h"
+#include "Lumicrate/Movie/SoundFinishing.h"
 #include "Lumicrate/Overlays/RecordingChrome.h"
 #include "Lumicrate/Recording/CaptureSession.h"
 #include "Lumicrate/Recording/InputRecorder.h"
@@ -64,7 +64,7 @@ class ActiveRecording {
         ScreenCaptureKit& capture;
         RecordingFolder& folder;
         const MovieWriter::Services& movie;
-        AudioMixing* mixing;  ///< may be null
+        SoundFinishing* sound;  ///< may be null
         InputMonitors input = {};
     };
 
@@ -107,8 +107,8 @@ class ActiveRecording {
     void end();
     /// Stops capture.
     Task<void> stop();
-    /// Completes the movie and, if `mixes`, mixes its audio tracks. Throws the error that spoilt the movie.
-    Task<void> save(bool mixes);
+    /// Completes the movie and finishes its sound. Throws the error that spoilt the movie.
+    Task<void> save(SoundWishes wishes);
     /// Ends capture and deletes the file, unless the file existed before the recording.
     void discard();
 

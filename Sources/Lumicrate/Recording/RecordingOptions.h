@@ -102,6 +102,8 @@ inline constexpr std::string_view keysPlace = "keysPlace";
 inline constexpr std::string_view keysSize = "keysSize";
 inline constexpr std::string_view showTypedText = "showTypedText";
 inline constexpr std::string_view neverRecorded = "neverRecorded";  ///< classes, separated by commas
+inline constexpr std::string_view cleanVoice = "cleanVoice";
+inline constexpr std::string_view normalizeVoice = "normalizeVoice";  ///< no effect without cleanVoice
 }  // namespace preference
 
 /// The width of the webcam bubble, points.

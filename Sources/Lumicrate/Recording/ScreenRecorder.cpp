@@ -285,8 +285,8 @@ Task<void> ScreenRecorder::finishRecording() {
     const std::filesystem::path url = recording_->url();
     bool saved = false;
     try {
-        co_await recording_->save(
-            mixingOverride_.value_or(services_.defaults.boolForKey(preference::mixAudio)));
+        Task<void> saving = recording_->save(SoundWishes::current(services_.defaults, soundOverride_));
+        co_await saving;
         saved = true;
     } catch (...) {
         errorMessage =
@@ -308,7 +308,7 @@ void ScreenRecorder::returnToIdle() {
     if (services_.picker) services_.picker->endSharing();
     optionsOverride_.reset();
     outputOverride_.reset();
-    mixingOverride_.reset();
+    soundOverride_ = {};
     requiredSound_ = {};
     notices = std::exchange(pendingNotices_, {});
     recordsMicrophone = false;

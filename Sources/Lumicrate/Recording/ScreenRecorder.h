@@ -6,8 +6,8 @@
 #include "Lumicrate/Capture/SourceChooser.h"
 #include "Lumicrate/Capture/SourceLists.h"
 #include "Lumicrate/Library/RecordingFolder.h"
-#include "Lumicrate/Movie/AudioMixdown.h"
 #include "Lumicrate/Movie/MovieWriter.h"
+#include "Lumicrate/Movie/SoundFinishing.h"
 #include "Lumicrate/Overlays/CountdownController.h"
 #include "Lumicrate/Overlays/RecorderOverlays.h"
 #include "Lumicrate/Overlays/RecordingChrome.h"
@@ -74,7 +74,7 @@ class ScreenRecorder {
         HotKeyCenter& hotKeys;
         RecordingFolder& folder;
         MovieWriter::Services movie;
-        AudioMixing* mixing = nullptr;  ///< without it, audio tracks are not mixed
+        SoundFinishing* sound = nullptr;  ///< without it, sound stays as it was recorded
         RecorderOverlays overlays;
         AVCaptureSessionFactory makeCameraSession = {};  ///< without it, there is no camera to record
         /// Without it, a webcam is recorded without a window.
@@ -177,8 +177,8 @@ class ScreenRecorder {
     }
     /// The file for one recording, instead of a new one in the recordings folder.
     void setOutputOverride(std::optional<std::filesystem::path> url) { outputOverride_ = std::move(url); }
-    /// Whether to mix the audio tracks of one recording, instead of what the preferences say.
-    void setMixingOverride(std::optional<bool> mixes) { mixingOverride_ = mixes; }
+    /// What to do with the sound of one recording, instead of what the preferences say.
+    void setSoundOverride(const SoundChoices& choices) { soundOverride_ = choices; }
     /// Sound without which the next recording must not start; without this, missing sound is left out.
     void setRequiredSound(const RequiredSound& required) { requiredSound_ = required; }
 
@@ -258,7 +258,7 @@ class ScreenRecorder {
     std::optional<SCWindow> chosenWindow_;  ///< as it was when it was chosen
     std::optional<RecordingOptions> optionsOverride_;
     std::optional<std::filesystem::path> outputOverride_;
-    std::optional<bool> mixingOverride_;
+    SoundChoices soundOverride_;
     RequiredSound requiredSound_;
     std::vector<CaptureDevice> connectedMicrophones_;  ///< connected when the recording started
     std::unique_ptr<DispatchQueue> soundQueue_;

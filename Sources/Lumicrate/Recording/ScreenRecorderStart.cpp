@@ -350,7 +350,7 @@ ActiveRecording::Services ScreenRecorder::activeServices() const {
             services_.capture,
             services_.folder,
             services_.movie,
-            services_.mixing,
+            services_.sound,
             {services_.pointer, services_.overlays.keystrokes}};
 }
 

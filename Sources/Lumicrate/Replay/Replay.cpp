@@ -215,9 +215,11 @@ Task<void> Replay::saveAndReport() {
     try {
         Task<std::filesystem::path> saving = save();
         const std::filesystem::path url = co_await saving;
-        if (services_.mixing && services_.defaults.boolForKey(preference::mixAudio)) {
-            Task<bool> mixing = services_.mixing->mixIfNeeded(url);
-            co_await mixing;
+        const SoundWishes wishes = SoundWishes::current(services_.defaults);
+        if (services_.sound && wishes != SoundWishes()) {
+            Task<std::vector<std::string>> finishing = services_.sound->finish(url, wishes);
+            const std::vector<std::string> problems = co_await finishing;
+            if (!problems.empty()) errorMessage = problems.front();
         }
         lastSaved = url;
         services_.notifications.post(recordingSavedNotification, url);

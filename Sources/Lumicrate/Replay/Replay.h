@@ -3,8 +3,8 @@
 #pragma once
 
 #include "Lumicrate/Library/RecordingFolder.h"
-#include "Lumicrate/Movie/AudioMixdown.h"
 #include "Lumicrate/Movie/MovieWriter.h"
+#include "Lumicrate/Movie/SoundFinishing.h"
 #include "Lumicrate/Recording/CaptureSession.h"
 #include "Lumicrate/Recording/InputRecorder.h"
 #include "Lumicrate/Recording/RecordingOptions.h"
@@ -45,7 +45,7 @@ class Replay {
         AVCaptureDevices& devices;
         RecordingFolder& folder;
         MovieWriter::Services movie;
-        AudioMixing* mixing = nullptr;  ///< without it, audio tracks are not mixed
+        SoundFinishing* sound = nullptr;  ///< without it, sound stays as it was recorded
         AVReplayBufferFactory makeBuffer;
         ScreenRecorder& recorder;
         DesktopAbilities desktop = {};
@@ -73,7 +73,7 @@ class Replay {
     /// Begins a recording of the display with what is kept. Throws LocalizedError; a recording that cannot be
     /// begun says why itself.
     void record();
-    /// Like save() without waiting, with its sound mixed as that of a recording is. Sets `lastSaved` or
+    /// Like save() without waiting, with its sound finished as that of a recording is. Sets `lastSaved` or
     /// `errorMessage`. Throws LocalizedError if nothing is being kept.
     void saveSoon();
 

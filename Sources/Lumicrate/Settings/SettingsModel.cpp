@@ -386,6 +386,18 @@ SwitchSetting SettingsModel::captureMicrophone() {
     return switched(preference::captureMicrophone, translatable("Record the microphone"));
 }
 
+SwitchSetting SettingsModel::cleanVoice() {
+    return switched(
+        preference::cleanVoice, translatable("Reduce the microphone’s noise"),
+        translatable("When a recording is saved. The original track is kept, unless all are mixed."));
+}
+
+SwitchSetting SettingsModel::normalizeVoice() {
+    return switched(
+        preference::normalizeVoice, translatable("Normalize the voice’s loudness"),
+        translatable("To −16 LUFS, as is usual for speech. Only together with the noise reduction."));
+}
+
 SwitchSetting SettingsModel::mixAudio() {
     return switched(preference::mixAudio, translatable("Mix into one audio track"),
                     translatable("Most players play only one track. Off keeps them separate for editing."));

@@ -132,6 +132,8 @@ class SettingsModel {
     static SwitchSetting captureSystemAudio();
     static SwitchSetting onlyApplicationAudio();
     static SwitchSetting captureMicrophone();
+    static SwitchSetting cleanVoice();
+    static SwitchSetting normalizeVoice();
     static SwitchSetting mixAudio();
     /// The connected microphones, and the chosen one even if it is not connected.
     Published<ChoiceSetting::Choices> microphones;

@@ -130,6 +130,7 @@ void SettingsPage::addAudio() {
     addSwitches({SettingsModel::captureSystemAudio(), SettingsModel::onlyApplicationAudio(),
                  SettingsModel::captureMicrophone()})
         .addRow(changingRow(model_.microphone(), model_.microphones));
+    addSwitches({SettingsModel::cleanVoice(), SettingsModel::normalizeVoice()});
     addSwitches({SettingsModel::mixAudio()});
 }
 

@@ -3,6 +3,8 @@
 #include "Lumicrate/Library/DerivedFiles.h"
 #include "Lumicrate/Movie/AudioMixdown.h"
 #include "Lumicrate/Movie/MovieConversion.h"
+#include "Lumicrate/Movie/SoundFinishing.h"
+#include "Lumicrate/Movie/VoiceCleaning.h"
 #include "Lumicrate/Preview/RecordingFiles.h"
 #include "Lumicrate/Preview/Trimming.h"
 #include "Tests/Lumicrate/Movie/FakeAssets.h"
@@ -127,28 +129,87 @@ TEST_F(FinishedMovieTests, MixingNeedsRoomForASecondFile) {
     }
 }
 
-TEST_F(FinishedMovieTests, MixingReportsProgressAndOutcome) {
+TEST_F(FinishedMovieTests, AVoiceIsCleanedOnceAndNeedsRoom) {
+    for (const auto& [voice, sentence] :
+         {std::pair<AVVoice, std::string>{AVVoice::none, "The recording has no microphone track."},
+          {AVVoice::clean, "The voice in this recording is already clean."},
+          {AVVoice::asRecorded, ""}}) {
+        assets.made.clear();
+        assets.voices["/m/a.mov"] = voice;
+        const auto before = files.existing;
+        EXPECT_EQ(outcome([&] { VoiceCleaning::clean(assets, files, "/m/a.mov", true, {}); }), sentence);
+        EXPECT_EQ(files.existing, before) << "the temporary file has taken its place";
+        EXPECT_EQ(outcome([&] { VoiceCleaning::saveCleaned(assets, "/m/a.mov", "/m/new.mp4", false, {}); }),
+                  sentence);
+        EXPECT_EQ(files.existing.erase("/m/new.mp4"), assets.made.size() / 2);
+    }
+    EXPECT_EQ(assets.made[0].type, AVFileType::quickTimeMovie);
+    EXPECT_EQ(assets.made[1].type, AVFileType::mpeg4);
+    files.capacity = NSVolumeCapacity{0, 1};
+    EXPECT_EQ(outcome([&] { VoiceCleaning::clean(assets, files, "/m/a.mov", true, {}); }),
+              "There is no room on the disk to clean the voice.");
+}
+
+TEST_F(FinishedMovieTests, SoundIsCleanedThenMixedAndAFailureKeepsTheTracks) {
     VirtualExecutor executor;
-    AudioMixdown mixdown(
+    SoundFinisher finisher(
         executor, [&executor](const std::string&) { return std::make_unique<VirtualQueue>(executor); },
         assets, files);
-    std::vector<std::string> log;
-    const auto run = [&](Path url) -> Task<void> {
+    std::vector<std::string> sentences;
+    const auto run = [&](Path url, SoundWishes wishes) -> Task<void> {
         try {
-            log.emplace_back(co_await mixdown.mixIfNeeded(std::move(url)) ? "mixed" : "as it was");
+            Task<std::vector<std::string>> finishing = finisher.finish(std::move(url), wishes);
+            sentences = co_await finishing;
         } catch (const LocalizedError& error) {
-            log.emplace_back(error.what());
+            sentences = {"thrown", error.what()};
         }
     };
     std::vector<std::optional<double>> parts;
     const Subscription watching =
-        mixdown.progress().observe([&parts](const auto& part) { parts.push_back(part); });
-    for (const char* url : {"/m/a.mov", "/m/none.mov"}) {
-        const RunningTask task(executor, run(url));
+        finisher.progress().observe([&parts](const auto& part) { parts.push_back(part); });
+    using Strings = std::vector<std::string>;
+    using Parts = std::vector<std::optional<double>>;
+    const auto none = std::nullopt;
+    const SoundWishes clean{true, false, false};
+    const SoundWishes all{true, true, true};
+    const SoundWishes mix{false, false, true};
+    assets.voices["/m/b.m4a"] = assets.voices["/m/c.MP4"] = AVVoice::asRecorded;
+    const struct {
+        Path url;
+        SoundWishes wishes;
+        Strings steps, sentences;
+        Parts parts;
+        std::string cleaningRefusal = "";
+        NSVolumeCapacity volume{1'000'000'000, 1'000'000'000};
+    } cases[] = {
+        {"/m/b.m4a", all, {"normalize", "mix"}, {}, {0.25, 0.75, none}},
+        {"/m/b.m4a", clean, {"clean"}, {}, {0.5, none}},
+        {"/m/a.mov", all, {"mix"}, {}, {0.75, none}},
+        {"/m/none.mov",
+         mix,
+         {},
+         {"thrown", "That is no movie. It is kept with its tracks apart: /m/none.mov"},
+         {none}},
+        {"/m/c.MP4",
+         all,
+         {"normalize"},
+         {"The voice couldn't be cleaned, and the recording is kept as it was made: It is broken."},
+         {none},
+         "It is broken."},
+        {"/m/c.MP4", all, {}, {"There is no room on the disk to clean the voice."}, {none}, "", {0, 1}},
+        {"/m/a.mov", all, {}, {NoRoomToMix().what()}, {none}, "", {0, 1}},
+    };
+    for (const auto& each : cases) {
+        assets.steps.clear();
+        parts.clear();
+        assets.cleaningRefusal = each.cleaningRefusal;
+        files.capacity = each.volume;
+        const RunningTask task(executor, run(each.url, each.wishes));
         executor.drain();
+        EXPECT_EQ(assets.steps, each.steps);
+        EXPECT_EQ(sentences, each.sentences);
+        EXPECT_EQ(parts, each.parts);
     }
-    EXPECT_THAT(log, ElementsAre("mixed", "That is no movie. It is kept with its tracks apart: /m/none.mov"));
-    EXPECT_THAT(parts, ElementsAre(0.5, std::nullopt, std::nullopt));
 }
 
 TEST_F(FinishedMovieTests, ACopyAsMP4GetsAFreeName) {

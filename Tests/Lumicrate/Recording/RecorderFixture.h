@@ -81,7 +81,7 @@ class RecorderFixture : public testing::Test {
         replay.reset();
         recorder.emplace(ScreenRecorder::Services{
             executor, defaults, process, screens, notifications, capture, devices, hotKeys, folder, writing,
-            mixing, overlays, makeCameraSession, makeStudioWindow, sharingPicker, pointer});
+            soundFinishing, overlays, makeCameraSession, makeStudioWindow, sharingPicker, pointer});
         controlBar.setRecorder(&*recorder);
         states.clear();
         announced.clear();
@@ -104,7 +104,7 @@ class RecorderFixture : public testing::Test {
                                         devices,
                                         folder,
                                         writingServices(),
-                                        mixing,
+                                        soundFinishing,
                                         makeBuffer,
                                         *recorder,
                                         {},
@@ -209,7 +209,7 @@ class RecorderFixture : public testing::Test {
     FakeFiles files;
     FakeCalendar calendar;
     RecordingFolder folder{files, calendar, defaults};
-    AudioMixing* mixing = nullptr;
+    SoundFinishing* soundFinishing = nullptr;
     SCContentSharingPicker* sharingPicker = nullptr;
     NSPointerMonitoring* pointer = nullptr;
 

@@ -9,20 +9,19 @@ namespace {
 constexpr std::uintmax_t MiB = 1024 * 1024;
 constexpr std::uintmax_t GiB = 1024 * MiB;
 
-/// Mixing that waits until the test completes it with `result`.
-struct FakeMixing final : public AudioMixing {
-    explicit FakeMixing(Executor& executor) : executor_(executor) {}
-    Task<bool> mixIfNeeded(std::filesystem::path url) override {
-        mixed.push_back(url);
-        if (noRoom) throw NoRoomToMix();
+/// Waits until the test completes it with `result`.
+struct FakeFinishing final : public SoundFinishing {
+    explicit FakeFinishing(Executor& executor) : executor_(executor) {}
+    Task<std::vector<std::string>> finish(std::filesystem::path url, SoundWishes wishes) override {
+        finished.emplace_back(url, wishes);
         const Completion<bool> done = result.emplace(executor_);
         const bool succeeded = co_await done;
         if (!succeeded) throw PlatformError("The tracks can't be read.");
-        co_return true;
+        co_return problems;
     }
     std::optional<Completion<bool>> result;
-    bool noRoom = false;
-    std::vector<std::filesystem::path> mixed;
+    std::vector<std::string> problems;
+    std::vector<std::pair<std::filesystem::path, SoundWishes>> finished;
 
  private:
     Executor& executor_;
@@ -31,7 +30,7 @@ struct FakeMixing final : public AudioMixing {
 class ScreenRecorderTests : public RecorderFixture {
  protected:
     const std::filesystem::path file = "/home/me/Movies/Lumicrate/Recording-Screen_2024-05-01_14.03.22.mp4";
-    FakeMixing mixer{executor};
+    FakeFinishing finisher{executor};
 };
 
 TEST_F(ScreenRecorderTests, RecordsFromTheCommandToTheFile) {
@@ -150,32 +149,43 @@ TEST_F(ScreenRecorderTests, TogglingTwiceStartsAndStopsOnce) {
     EXPECT_EQ(std::ranges::count(movie().calls, "finish"), 1);
 }
 
-TEST_F(ScreenRecorderTests, TracksAreMixedIfRequestedAndThereIsRoom) {
-    enum class Mixing { done, fails, noRoom, off };
-    mixing = &mixer;
-    for (const Mixing outcome : {Mixing::done, Mixing::fails, Mixing::noRoom, Mixing::off}) {
-        SCOPED_TRACE(static_cast<int>(outcome));
-        defaults.stored["mixAudio"] = outcome != Mixing::off;
-        mixer.noRoom = outcome == Mixing::noRoom;
-        mixer.mixed.clear();
+TEST_F(ScreenRecorderTests, SoundIsFinishedAsRequestedBeforeTheRecordingIsAnnounced) {
+    soundFinishing = &finisher;
+    const struct {
+        std::vector<std::string> stored;  ///< preferences that are on
+        SoundChoices choices;
+        SoundWishes wishes;
+        bool succeeds = true;
+        std::vector<std::string> problems = {};
+    } cases[] = {{{}, {}, {}},
+                 {{"normalizeVoice"}, {}, {}},
+                 {{"mixAudio"}, {}, {.mixes = true}},
+                 {{"mixAudio"}, {}, {.mixes = true}, false},
+                 {{"cleanVoice", "normalizeVoice"}, {}, {true, true, false}, true, {"The disk is full."}},
+                 {{"cleanVoice", "mixAudio"}, {false, true, false}, {}},
+                 {{}, {true, true, true}, {true, true, true}}};
+    for (const auto& [stored, choices, wishes, succeeds, problems] : cases) {
+        for (const char* key : {"cleanVoice", "normalizeVoice", "mixAudio"})
+            defaults.stored[key] = std::ranges::find(stored, key) != stored.end();
+        finisher.finished.clear();
+        finisher.problems = problems;
         make();
+        recorder->setSoundOverride(choices);
         record();
         const std::filesystem::path url = movie().url;
         stopAndComplete();
-        EXPECT_THAT(mixer.mixed, SizeIs(outcome == Mixing::off ? 0 : 1));
-        if (outcome == Mixing::done || outcome == Mixing::fails) {
-            EXPECT_EQ(mixer.mixed[0], url);
+        ASSERT_THAT(finisher.finished, SizeIs(wishes == SoundWishes() ? 0 : 1));
+        if (!finisher.finished.empty()) {
+            EXPECT_EQ(finisher.finished[0], std::pair(url, wishes));
             EXPECT_EQ(*recorder->state, State::stopping);
             EXPECT_TRUE(folder.isInProgress(url));
-            EXPECT_FALSE(capture.stream->alive) << "the file is closed before it is mixed";
-            mixer.result->resolve(outcome == Mixing::done);
+            EXPECT_FALSE(capture.stream->alive) << "the file is closed before";
+            finisher.result->resolve(bool(succeeds));
             executor.drain();
         }
-        const bool failed = outcome == Mixing::fails;
-        expectIdle(failed ? "The recording couldn't be saved: The tracks can't be read." : "");
-        EXPECT_EQ(recorder->lastRecording->has_value(), !failed);
-        using Notices = std::vector<std::string>;
-        EXPECT_EQ(*recorder->notices, mixer.noRoom ? Notices{NoRoomToMix().what()} : Notices());
+        expectIdle(succeeds ? "" : "The recording couldn't be saved: The tracks can't be read.");
+        EXPECT_EQ(recorder->lastRecording->has_value(), succeeds);
+        EXPECT_EQ(*recorder->notices, problems);
         expectNothingLeft({url});
     }
 }
@@ -435,7 +445,7 @@ class DestroyedRecorderTests : public ScreenRecorderTests, public testing::WithP
 TEST_P(DestroyedRecorderTests, IgnoresLateCompletions) {
     const auto& [state, detail] = GetParam();
     overlays.areaSelector = &areaSelector;
-    mixing = &mixer;
+    soundFinishing = &finisher;
     defaults.stored["captureMicrophone"] = true;
     defaults.stored["countdown"] = state == State::countingDown;
     capture.contentWaits = detail == "windows";
@@ -449,7 +459,7 @@ TEST_P(DestroyedRecorderTests, IgnoresLateCompletions) {
     if (state == State::paused) recorder->togglePause();
     if (state == State::stopping) recorder->requestStop();
     executor.drain();
-    if (detail == "mixing") complete();
+    if (detail == "sound") complete();
     ASSERT_EQ(*recorder->state, state);
 
     // Events that are already posted …
@@ -464,7 +474,7 @@ TEST_P(DestroyedRecorderTests, IgnoresLateCompletions) {
     if (capture.waiting) capture.waiting(capture.content, nullptr);
     if (capture.stream && capture.stream->started) capture.stream->started(nullptr);
     if (capture.stream && capture.stream->stopped) capture.stream->stopped(nullptr);
-    if (mixer.result) mixer.result->resolve(true);
+    if (finisher.result) finisher.result->resolve(true);
     keys.press(15);
     executor.advance(10s);
     files.existing.clear();
@@ -478,7 +488,7 @@ INSTANTIATE_TEST_SUITE_P(
                     Moment(State::starting, "overlays"), Moment(State::starting, "windows"),
                     Moment(State::starting, "stream"), Moment(State::recording, ""),
                     Moment(State::paused, ""), Moment(State::stopping, "stream"),
-                    Moment(State::stopping, "writer"), Moment(State::stopping, "mixing")));
+                    Moment(State::stopping, "writer"), Moment(State::stopping, "sound")));
 
 }  // namespace
 }  // namespace lumicrate::test
