@@ -45,6 +45,8 @@ struct SCStreamFrameInfo {
     /// Where the picture differs from the complete frame with the previous number, in output pixels. The
     /// first frame of a stream is entirely dirty. Everything outside is identical byte for byte.
     std::vector<PixelRect> dirtyRects;
+    /// Of the configuration that the frame was made with.
+    std::uint64_t revision = 0;
 };
 
 enum class AudioSampleFormat { float32, int32, int16, other };

@@ -136,6 +136,9 @@ struct SCStreamConfiguration {
     /// window without updates. Where frames are up to one point wider or higher on each side than the window,
     /// as rectangles in whole points are, they show its pixels one to one, repeated at the right and bottom.
     bool followsFirstWindow = false;
+    /// A stream of a display delivers a frame after an update with another revision, even if the content has
+    /// not changed since the last one.
+    std::uint64_t revision = 0;
     /// Add bars to content of another aspect ratio instead of distorting it.
     bool preservesAspectRatio = true;
     /// The minimum time between two frames.

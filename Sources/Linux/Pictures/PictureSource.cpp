@@ -121,6 +121,7 @@ void PictureSource::applyConfiguration() {
     capture_->configure(*update);
     pacer_.setInterval(duration(update->minimumFrameInterval));
     if (update->preservesAspectRatio != configuration_.preservesAspectRatio) reshaped_ = true;
+    if (update->revision != configuration_.revision) isFrameDue_ = true;
     configuration_ = *std::move(update);
     updateDue_ = true;
 }
@@ -138,6 +139,8 @@ void PictureSource::updatePicture() {
     composer_.invalidate(changes.blocks);
     for (const PixelRect& rect : changes.cursor)
         composer_.invalidate(rect);
+    // Any part makes a frame.
+    if (std::exchange(isFrameDue_, false)) composer_.invalidate(PixelRect{0, 0, 1, 1});
     if (composer_.dirty().isEmpty() || changes.incomplete) {
         pacer_.checked(taken);
     } else {
@@ -155,6 +158,7 @@ void PictureSource::deliverPicture(Time taken) {
     SCStreamFrameInfo info;
     info.sequence = delivered_++;
     info.dirtyRects = composer_.dirty().rectangles(maxDirtyRects);
+    info.revision = configuration_.revision;
     pool_.invalidate(composer_.dirty());
     const std::shared_ptr<PixelBuffer> buffer = pool_.acquire();
     composer_.compose(capture_->picture(), capture_->cursor(), *buffer);
@@ -172,7 +176,7 @@ void PictureSource::deliverIdle(Time now) {
     idleAt_.reset();
     CMSampleBuffer sample;
     sample.timing.presentationTimeStamp = CMTime::from(now);
-    sample.frameInfo = SCStreamFrameInfo{SCFrameStatus::idle, delivered_ - 1, {}};
+    sample.frameInfo = SCStreamFrameInfo{SCFrameStatus::idle, delivered_ - 1, {}, configuration_.revision};
     handlers_.onSample(sample);
 }
 

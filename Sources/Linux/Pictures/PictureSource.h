@@ -42,7 +42,8 @@ class PictureSource : public SampleSource {
 
     void start(Handlers handlers) override;
     void stop() override;
-    /// Applies source rectangle, aspect ratio, cursor and frame interval. The pictures keep their size.
+    /// Applies source rectangle, covers, aspect ratio, cursor, frame interval and revision. The pictures keep
+    /// their size.
     void update(const SCStreamConfiguration& configuration) override;
     /// The filter must be of the same display and kind.
     void setFilter(const SCContentFilter& filter) override;
@@ -78,7 +79,8 @@ class PictureSource : public SampleSource {
     PixelBufferPool pool_;
     FramePacer pacer_;
     bool updateDue_ = true;
-    bool reshaped_ = true;  ///< the composer needs the source's size again
+    bool reshaped_ = true;     ///< the composer needs the source's size again
+    bool isFrameDue_ = false;  ///< of a new revision, even if nothing has changed
     std::uint64_t delivered_ = 0;
     std::optional<Time> idleAt_;  ///< when to deliver an idle frame, unless something changes before
 

@@ -3,6 +3,7 @@
 
 #include "Support/Log.h"
 
+#include <algorithm>
 #include <mutex>
 #include <utility>
 
@@ -154,7 +155,10 @@ void MovieWriter::didOutputSampleBuffer(const CMSampleBuffer& sample, SCStreamOu
     Track* track = trackFor(type);
     if (!track) return;
     if (type == SCStreamOutputType::microphone) meter_.process(sample);
-    if (type == SCStreamOutputType::screen && !isCompleteFrame(sample)) return;
+    if (type == SCStreamOutputType::screen) {
+        if (!isCompleteFrame(sample)) return;
+        endPauseWith(sample);
+    }
 
     const CMTime pts = sample.presentationTimeStamp();
     const std::optional<CMTime> offset = pauses_.offset(pts);
@@ -167,6 +171,13 @@ void MovieWriter::didOutputSampleBuffer(const CMSampleBuffer& sample, SCStreamOu
     } else {
         append(timed, *track);
     }
+}
+
+/// If it is the awaited frame.
+void MovieWriter::endPauseWith(const CMSampleBuffer& frame) {
+    if (!awaited_ || frame.frameInfo->revision < awaited_->revision) return;
+    endPause(std::max(frame.presentationTimeStamp(), awaited_->notBefore));
+    awaited_.reset();
 }
 
 /// Whether samples can still be written. Detects a writer that has failed by itself.
@@ -241,15 +252,23 @@ bool MovieWriter::fillGrid(CMTime until) {
 }
 
 void MovieWriter::pause() {
-    queue_->async([this, at = clock_.time()] { pauses_.pause(at); });
+    queue_->async([this, at = clock_.time()] {
+        awaited_.reset();
+        pauses_.pause(at);
+    });
 }
 
-void MovieWriter::resume() {
-    queue_->async([this, at = clock_.time()] {
-        pauses_.resume(at);
-        const std::optional<CMTime> offset = pauses_.offset(at);
-        if (sessionStarted_ && offset) appendInput(inputTimes_.begin(at - *offset));
+void MovieWriter::resume(std::uint64_t revision) {
+    queue_->async([this, revision, at = clock_.time()] {
+        if (revision == 0) return endPause(at);
+        if (pauses_.pausedAt() && !awaited_) awaited_ = {revision, at};
     });
+}
+
+void MovieWriter::endPause(CMTime at) {
+    pauses_.resume(at);
+    const std::optional<CMTime> offset = pauses_.offset(at);
+    if (sessionStarted_ && offset) appendInput(inputTimes_.begin(at - *offset));
 }
 
 void MovieWriter::addInput(RecordedInput input, CMTime at) {

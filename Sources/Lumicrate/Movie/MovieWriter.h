@@ -105,8 +105,9 @@ class MovieWriter final : public SCStreamOutput {
 
     /// Cuts out what is captured after the call. Any thread; no effect while paused.
     void pause();
-    /// Continues with what is captured after the call. Any thread; no effect unless paused.
-    void resume();
+    /// Continues with what is captured after the call, and not before a frame of this revision of the
+    /// stream's configuration, or of a later one, has arrived. Any thread; no effect unless paused.
+    void resume(std::uint64_t revision = 0);
     /// Adds input that happened at a time of the clock; its own time means nothing. Of input before the movie
     /// or inside a pause only the last position is kept, for the beginning or the end of the pause. Any
     /// thread.
@@ -132,6 +133,10 @@ class MovieWriter final : public SCStreamOutput {
 
  private:
     class Finishing;
+    struct AwaitedFrame {
+        std::uint64_t revision;
+        CMTime notBefore;
+    };
     struct Track {
         AVAssetWriterInput* input = nullptr;
         CMTime lastPTS;
@@ -142,6 +147,8 @@ class MovieWriter final : public SCStreamOutput {
     bool isWriting();
     void fail();
     void interrupt(const std::exception_ptr& reason);
+    void endPauseWith(const CMSampleBuffer& frame);
+    void endPause(CMTime at);
     bool startSession(SCStreamOutputType type, CMTime at);
     bool append(const CMSampleBuffer& sample, Track& track);
     void appendInput(const std::optional<RecordedInput>& input);
@@ -168,7 +175,8 @@ class MovieWriter final : public SCStreamOutput {
     InputTimeline inputTimes_;
     bool sessionStarted_ = false;
     PauseTimeline pauses_;
-    std::optional<int> gridRate_;  ///< frames per second, if constant
+    std::optional<AwaitedFrame> awaited_;  ///< the frame that ends the pause in progress
+    std::optional<int> gridRate_;          ///< frames per second, if constant
     std::optional<FrameGrid> grid_;
     // Without a grid:
     std::optional<CMSampleBuffer> lastVideoFrame_;

@@ -52,6 +52,19 @@ Task<void> CaptureSession::setSourceRect(Rect sourceRect) {
     co_await updated;
 }
 
+void CaptureSession::setCovers(std::vector<Rect> covers) {
+    if (covers == configuration_.covers) return;
+    configuration_.covers = std::move(covers);
+    coversRevision_ = configuration_.revision + 1;
+}
+
+/// The order matters: a frame of the new revision is later than the end of the pause.
+void CaptureSession::resume() {
+    writer_.resume(coversRevision_);
+    ++configuration_.revision;
+    stream_->updateConfiguration(configuration_, [](const std::exception_ptr&) {});
+}
+
 void CaptureSession::setContentFilter(const SCContentFilter& filter) {
     stream_->updateContentFilter(filter, [](const std::exception_ptr&) {});
 }

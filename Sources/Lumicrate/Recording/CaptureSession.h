@@ -13,6 +13,7 @@
 #include <memory>
 #include <string>
 #include <utility>
+#include <vector>
 
 namespace lumicrate {
 
@@ -58,7 +59,11 @@ class CaptureSession final : private SCStreamDelegate {
     Task<void> finish();
 
     void pause() { writer_.pause(); }
-    void resume() { writer_.resume(); }
+    /// The first picture is the present one, also on a still screen, and has the present covers.
+    void resume();
+    /// Covers these parts of the content, in points, from the end of the present pause on. Call it while
+    /// paused.
+    void setCovers(std::vector<Rect> covers);
     /// Extends the movie to the present even if no new frame arrives.
     void keepUp() { writer_.keepUp(); }
     /// The same, and returns when that is done.
@@ -77,6 +82,7 @@ class CaptureSession final : private SCStreamDelegate {
     std::function<void(Report)> reporter() const;
 
     SCStreamConfiguration configuration_;
+    std::uint64_t coversRevision_ = 0;  ///< of the configuration that the present covers came with
     Executor& executor_;
     Handlers handlers_;
     // Work posted by other threads holds this weakly.

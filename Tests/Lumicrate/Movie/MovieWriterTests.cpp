@@ -87,13 +87,15 @@ class MovieWriterTests : public testing::Test {
     /// sample, or of the clock when the function is called.
     void perform(const std::string& steps) {
         CMTime at;
-        const auto show = [&](SCFrameStatus status) {
+        const auto show = [&](SCFrameStatus status, std::uint64_t revision = 0) {
             CMSampleBuffer sample = frame(at, status);
+            sample.frameInfo->revision = revision;
             sample.frameInfo->sequence = static_cast<std::uint64_t>(at.converted(1000));
             screen(sample);
         };
         const std::map<std::string, std::function<void()>> actions = {
             {"screen", [&] { show(SCFrameStatus::complete); }},
+            {"covered", [&] { show(SCFrameStatus::complete, 2); }},
             {"idle", [&] { show(SCFrameStatus::idle); }},
             {"blank", [&] { show(SCFrameStatus::blank); }},
             {"suspended", [&] { show(SCFrameStatus::suspended); }},
@@ -112,6 +114,11 @@ class MovieWriterTests : public testing::Test {
             {"ready", [&] { setReady(true); }},
             {"pause", [&] { pauseAt(at); }},
             {"resume", [&] { resumeAt(at); }},
+            {"resumeCovered",
+             [&] {
+                 clock.now = at;
+                 writer->resume(2);
+             }},
             {"keepUp", [&] { writer->keepUp(); }},
             {"finish", [&] { finish(); }},
             {"diskFull", [&] { movie.setError("disk full"); }},
@@ -305,6 +312,18 @@ TEST_F(MovieWriterTests, SamplesAreWrittenAtTheirTimes) {
          "11250, extended to 12250, end 12310"},
         {"repeats that are late", "screen 10000 keepUp 12600 screen 12700",
          "from 10000, picture 10000 11000=10000 12000=10000 12700, extended to 12600"},
+        {"a pause lasts until there is a frame with the new covers",
+         "screen 10000 pause 11000 resumeCovered 20000 screen 20010 audio 20020 keepUp 20300 covered 20330 "
+         "audio "
+         "20340 finish 20350",
+         "from 10000, picture 10000 11000=20330, sound 11010, end 11020"},
+        {"no such frame before the end",
+         "screen 10000 pause 10500 resumeCovered 12000 screen 12010 finish 13000",
+         "from 10000, picture 10000 10499=10000, end 10500"},
+        {"another pause before such a frame",
+         "screen 10000 pause 10500 resumeCovered 12000 pause 12050 covered 12060 resumeCovered 13000 covered "
+         "13000",
+         "from 10000, picture 10000 10500=13000"},
         {"a refused frame is written before it is repeated",
          "screen 10000 busy screen 10010 keepUp 12000 ready keepUp 12001",
          "from 10000, picture 10000 10010 11010=10010, extended to 12000, extended to 12001"},
