@@ -27,15 +27,19 @@ struct NSEvent {
     std::string keyName;
 };
 
-/// A key or a mouse button that went down in the windows of any program.
+/// A key or a mouse button that went down or up in the windows of any program, or a change of the modifiers
+/// that are held down.
 struct NSGlobalEvent {
-    enum class Source { key, leftButton, middleButton, rightButton };
+    enum class Source { key, leftButton, middleButton, rightButton, modifiers };
 
     Source source = Source::key;
-    /// Of a button only the modifier flags. They are those that were down before the press, without modifiers
-    /// that select the character: Ctrl where a layout has a character on Ctrl and this key. AltGr has no
-    /// flag. The characters are those of a Latin layout of the keyboard, if it has one and a flag of a
-    /// command is set: "c" for Ctrl and the key that types "с" in Russian.
+    std::uint32_t code = 0;  ///< of the key; the same when it goes down and up
+    bool isUp = false;       ///< it went up: nothing below is set
+    /// Of modifiers only the flags of those that are held down now. Of a button only the modifier flags. They
+    /// are those that were down before the press, without modifiers that select the character: Ctrl where a
+    /// layout has a character on Ctrl and this key. AltGr has no flag. The characters are those of a Latin
+    /// layout of the keyboard, if it has one and a flag of a command is set: "c" for Ctrl and the key that
+    /// types "с" in Russian.
     NSEvent event;
     /// The keysym of the key with Num Lock as it is and without other modifiers; with all of them if it types
     /// a character only without them (arrows on a layer of letters). 0 for a button.
@@ -75,11 +79,11 @@ class NSMouseMonitoring {
 class NSGlobalMonitoring {
  public:
     virtual ~NSGlobalMonitoring() = default;
-    /// `onDown` is called on the main thread for every press of a key (also of a modifier) and of the left,
-    /// middle and right mouse button. A key that is held down and repeats is one press. Throws PlatformError
-    /// if the desktop does not report them.
+    /// `onEvent` is called on the main thread when a key (also a modifier) or the left, middle or right mouse
+    /// button goes down or up, and when the modifiers that are held down change. A key that is held down and
+    /// repeats goes down once. Throws PlatformError if the desktop does not report them.
     virtual std::unique_ptr<NSEventMonitor> addGlobalMonitor(
-        std::function<void(const NSGlobalEvent&)> onDown) = 0;
+        std::function<void(const NSGlobalEvent&)> onEvent) = 0;
 };
 
 /// Follows the pointer over the windows of all programs, including our own. Main thread.

@@ -20,6 +20,8 @@ using namespace std::chrono_literals;
 constexpr auto holdTime = 1500ms;
 constexpr auto fadeTime = 250ms;
 constexpr auto fadeInterval = 25ms;
+/// Longer than it takes to press a command.
+constexpr auto modifiersTime = 400ms;
 constexpr std::size_t maxKeys = 3;
 /// Characters of typed text in one capsule; only the last ones are kept.
 constexpr std::ptrdiff_t maxTyped = 32;
@@ -43,6 +45,7 @@ Rect pointIn(const Rect& recorded) {
 }
 
 void add(const KeystrokeLabel& label, std::vector<Keystroke>& keys) {
+    if (!keys.empty() && keys.back().label.isModifiers) keys.pop_back();
     if (!keys.empty() && label.isTyped && keys.back().label.isTyped)
         return appendTyped(keys.back().label.text, label.text);
     if (!keys.empty() && keys.back().label == label) {
@@ -84,7 +87,7 @@ KeystrokeDisplay::~KeystrokeDisplay() {
 std::string KeystrokeDisplay::show(const RecordingOptions& options, const Rect& recorded) {
     hide();
     try {
-        monitor_ = presses_.addGlobalMonitor([this](const NSGlobalEvent& press) { pressed(press); });
+        monitor_ = presses_.addGlobalMonitor([this](const NSGlobalEvent& event) { handle(event); });
     } catch (const PlatformError& error) {
         return localized("Pressed keys can't be shown: {}", {error.what()});
     }
@@ -104,7 +107,10 @@ std::string KeystrokeDisplay::show(const RecordingOptions& options, const Rect& 
 
 void KeystrokeDisplay::hide() {
     monitor_.reset();
-    cancelTimer();
+    cancel(timer_);
+    cancel(modifiersTimer_);
+    modifiers_ = {};
+    heldKey_.reset();
     panel_.reset();
     if (*model_.row != KeystrokeRow()) model_.row = KeystrokeRow();
 }
@@ -124,21 +130,68 @@ bool KeystrokeDisplay::isOwnShortcut(const NSGlobalEvent& press) const {
     });
 }
 
+void KeystrokeDisplay::handle(const NSGlobalEvent& event) {
+    if (!panel_) return;
+    if (event.source == NSGlobalEvent::Source::modifiers) return modifiersChanged(event.event);
+    if (!event.isUp) return pressed(event);
+    const bool isShown = heldKey_ && heldKey_->source == event.source && heldKey_->code == event.code;
+    if (!isShown) return;
+    heldKey_.reset();
+    fadeUnlessHeld();
+}
+
 void KeystrokeDisplay::pressed(const NSGlobalEvent& press) {
     const auto label = keystrokeLabel(press, showsTypedText_);
-    if (!panel_ || !label || isOwnShortcut(press)) return;
+    if (!label || isOwnShortcut(press)) return;
+    heldKey_ = {press.source, press.code};
+    // Shift is held while other letters are typed.
+    shownModifiers_ = press.event.modifierFlags & ~NSEvent::shiftFlag;
+    show(*label);
+}
+
+void KeystrokeDisplay::modifiersChanged(const NSEvent& now) {
+    const bool hasMore = (now.modifierFlags & ~modifiers_.modifierFlags) != 0;
+    modifiers_ = now;
+    if (hasMore || !modifiersLabel(now)) cancel(modifiersTimer_);
+    if (hasMore && modifiersLabel(now)) {
+        modifiersTimer_ = executor_.after(modifiersTime, [this] {
+            modifiersTimer_.reset();
+            showModifiers();
+        });
+    }
+    if (!model_.row->keys.empty()) fadeUnlessHeld();
+}
+
+void KeystrokeDisplay::showModifiers() {
+    heldKey_.reset();
+    shownModifiers_ = modifiers_.modifierFlags & ~NSEvent::shiftFlag;
+    show(*modifiersLabel(modifiers_));
+}
+
+void KeystrokeDisplay::show(const KeystrokeLabel& label) {
+    cancel(modifiersTimer_);
     KeystrokeRow row = *model_.row;
     row.opacity = 1;
-    add(*label, row.keys);
+    add(label, row.keys);
     publish(std::move(row));
     // Other windows may have been raised above the panel.
     panel_->orderFrontRegardless();
-    scheduleFade(holdTime, 0ms);
-    if (onShown_) onShown_(label->text);
+    if (onShown_) onShown_(label.text);
+    cancel(timer_);
+    fadeUnlessHeld();
+}
+
+bool KeystrokeDisplay::isHeld() const {
+    return heldKey_ || (modifiers_.modifierFlags & shownModifiers_) != 0;
+}
+
+/// Begins to wait when the last of what is shown goes up.
+void KeystrokeDisplay::fadeUnlessHeld() {
+    if (!isHeld() && !timer_) scheduleFade(holdTime, 0ms);
 }
 
 void KeystrokeDisplay::scheduleFade(std::chrono::nanoseconds delay, std::chrono::nanoseconds passed) {
-    cancelTimer();
+    cancel(timer_);
     timer_ = executor_.after(delay, [this, passed] {
         timer_.reset();
         fade(passed);
@@ -165,8 +218,8 @@ void KeystrokeDisplay::publish(KeystrokeRow row) {
     if (!isEmpty) model_.row = std::move(row);
 }
 
-void KeystrokeDisplay::cancelTimer() {
-    if (const auto timer = std::exchange(timer_, std::nullopt)) executor_.cancel(*timer);
+void KeystrokeDisplay::cancel(std::optional<Executor::TimerId>& timer) {
+    if (const auto running = std::exchange(timer, std::nullopt)) executor_.cancel(*running);
 }
 
 }  // namespace lumicrate

@@ -51,10 +51,11 @@ Rect rowFrame(const Rect& recorded, KeysSize size, KeysPlace place);
 
 }  // namespace keystrokes
 
-/// The row is shown until nothing has been pressed for 1.5 s, and fades. A press that repeats the last one is
-/// counted. One panel is used for all, so that capture knows it by one window number: a single point while
-/// nothing is shown. A timer runs only while something is. The recorder's own shortcuts are not shown. Main
-/// thread only.
+/// The row is shown while the last key or its modifiers are held down and until 1.5 s after the last press,
+/// and fades. A press that repeats the last one is counted. Modifiers that are held down alone are shown
+/// after a while. One panel is used for all, so that capture knows it by one window number: a single point
+/// while nothing is shown. A timer runs only while something is. The recorder's own shortcuts are not shown.
+/// Main thread only.
 class KeystrokeDisplay final {
  public:
     /// All must outlive the display.
@@ -78,12 +79,18 @@ class KeystrokeDisplay final {
     std::optional<std::uint32_t> windowNumber() const { return windowNumberOf(panel_); }
 
  private:
+    void handle(const NSGlobalEvent& event);
     void pressed(const NSGlobalEvent& press);
+    void modifiersChanged(const NSEvent& now);
+    void showModifiers();
+    void show(const KeystrokeLabel& label);
+    bool isHeld() const;
+    void fadeUnlessHeld();
     bool isOwnShortcut(const NSGlobalEvent& press) const;
     void fade(std::chrono::nanoseconds passed);
     void scheduleFade(std::chrono::nanoseconds delay, std::chrono::nanoseconds passed);
     void publish(KeystrokeRow row);
-    void cancelTimer();
+    void cancel(std::optional<Executor::TimerId>& timer);
 
     Executor& executor_;
     const NSUserDefaults& defaults_;
@@ -97,6 +104,14 @@ class KeystrokeDisplay final {
     std::unique_ptr<NSPanel> panel_;
     std::unique_ptr<NSEventMonitor> monitor_;
     std::optional<Executor::TimerId> timer_;
+    std::optional<Executor::TimerId> modifiersTimer_;  ///< they are shown when it ends
+    NSEvent modifiers_;                                ///< those that are held down
+    std::uint64_t shownModifiers_ = 0;                 ///< of the last press that is shown
+    struct HeldKey {
+        NSGlobalEvent::Source source;
+        std::uint32_t code;
+    };
+    std::optional<HeldKey> heldKey_;  ///< the one of that press
 };
 
 }  // namespace lumicrate

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <iterator>
 #include <string_view>
+#include <utility>
 
 namespace lumicrate {
 
@@ -69,6 +70,8 @@ std::string nameOf(std::uint32_t symbol) {
     return key == std::end(namedKeys) ? std::string() : localizedIn("key", key->name);
 }
 
+constexpr std::int64_t commands = Shortcut::cmdKey | Shortcut::optionKey | Shortcut::controlKey;
+
 std::string buttonName(NSGlobalEvent::Source source) {
     switch (source) {
         case NSGlobalEvent::Source::middleButton:
@@ -77,6 +80,7 @@ std::string buttonName(NSGlobalEvent::Source source) {
             return localizedIn("key", "Right Click");
         case NSGlobalEvent::Source::leftButton:
         case NSGlobalEvent::Source::key:
+        case NSGlobalEvent::Source::modifiers:
             break;
     }
     return localizedIn("key", "Click");
@@ -85,12 +89,12 @@ std::string buttonName(NSGlobalEvent::Source source) {
 }  // namespace
 
 std::optional<KeystrokeLabel> keystrokeLabel(const NSGlobalEvent& press, bool showsTypedText) {
+    if (press.isUp || press.source == NSGlobalEvent::Source::modifiers) return std::nullopt;
     const std::int64_t modifiers = modifiersOf(press.event);
     if (press.source != NSGlobalEvent::Source::key) {
         if (modifiers == 0) return std::nullopt;
         return KeystrokeLabel{spelledOutModifiers(modifiers) + buttonName(press.source)};
     }
-    constexpr std::int64_t commands = Shortcut::cmdKey | Shortcut::optionKey | Shortcut::controlKey;
     const bool isCommand = (modifiers & commands) != 0;
     if (press.types && !isCommand) {
         if (!showsTypedText || press.characters.empty()) return std::nullopt;
@@ -102,6 +106,14 @@ std::optional<KeystrokeLabel> keystrokeLabel(const NSGlobalEvent& press, bool sh
         name = press.symbol == space ? localizedIn("key", "Space") : press.event.keyName;
     if (name.empty()) return std::nullopt;
     return KeystrokeLabel{spelledOutModifiers(modifiers) + name};
+}
+
+std::optional<KeystrokeLabel> modifiersLabel(const NSEvent& modifiers) {
+    const std::int64_t held = modifiersOf(modifiers);
+    if ((held & commands) == 0) return std::nullopt;
+    std::string text = spelledOutModifiers(held);
+    text.pop_back();
+    return KeystrokeLabel{std::move(text), false, true};
 }
 
 }  // namespace lumicrate

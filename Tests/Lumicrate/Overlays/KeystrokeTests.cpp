@@ -104,7 +104,19 @@ class KeystrokeDisplayTests : public RecorderFixture {
         defaults.stored["shortcut.toggle"] = std::string(R"({"keyCode":15,"modifiers":4096,"key":"R"})");
     }
     void show() { EXPECT_EQ(keystrokeDisplay.show(options, screen), ""); }
-    void press(const NSGlobalEvent& event) { presses.press(event); }
+    void press(const NSGlobalEvent& event) {
+        presses.press(event);
+        release(event);
+    }
+    void release(NSGlobalEvent event) {
+        event.isUp = true;
+        presses.press(event);
+    }
+    void hold(std::uint64_t modifiers) {
+        NSGlobalEvent event = key(0, modifiers);
+        event.source = NSGlobalEvent::Source::modifiers;
+        presses.press(event);
+    }
     const KeystrokeRow& row() const { return *contents.keystrokesModel->row; }
     /// "F5 × 2 | a": what the row shows.
     std::string shown() const {
@@ -163,6 +175,46 @@ TEST_F(KeystrokeDisplayTests, TheRowCountsRepeatsAndFades) {
     press(f1);
     keystrokeDisplay.hide();
     EXPECT_EQ(presses.monitors + contents.shownPanels() + executor.pendingTimers(), 0U);
+}
+
+TEST_F(KeystrokeDisplayTests, WhatIsHeldStays) {
+    show();
+    presses.press(f1);
+    executor.advance(10s);
+    EXPECT_EQ(shown(), "F1");
+    release(f1);
+    executor.advance(1750ms);
+    expectNothingShown();
+
+    hold(shift);
+    hold(shift | control);
+    executor.advance(399ms);
+    EXPECT_EQ(shown(), "");
+    executor.advance(10s);
+    EXPECT_EQ(shown(), "Ctrl+Shift");
+    press(character('s', "S", control | shift, "S"));
+    executor.advance(10s);
+    EXPECT_EQ(shown(), "Ctrl+Shift+S");
+    press(character('s', "S", control | shift, "S"));
+    hold(shift);
+    executor.advance(1499ms);
+    EXPECT_EQ(shown(), "Ctrl+Shift+S × 2");
+    // Text that is typed then is not shown, and keeps nothing on the screen.
+    presses.press(character('p', "P", shift, "P"));
+    executor.advance(251ms);
+    expectNothingShown();
+    release(character('p', "P", shift, "P"));
+
+    hold(control);
+    executor.advance(300ms);
+    press(character('c', "C", control, "c"));
+    hold(0);
+    EXPECT_EQ(shown(), "Ctrl+C");
+    executor.advance(1750ms);
+    expectNothingShown();
+    hold(alt);
+    keystrokeDisplay.hide();
+    EXPECT_EQ(executor.pendingTimers(), 0U);
 }
 
 TEST_F(KeystrokeDisplayTests, TypedTextGrowsInOneCapsule) {

@@ -18,6 +18,7 @@
 
 #include <cstdint>
 #include <optional>
+#include <utility>
 
 namespace lumicrate::x11 {
 
@@ -54,13 +55,16 @@ class Monitor final : public NSEventMonitor {
  public:
     using Handler = std::function<void(const NSGlobalEvent&)>;
 
-    Monitor(Executor& mainThread, const std::string& displayName, Handler onDown);
+    Monitor(Executor& mainThread, const std::string& displayName, Handler onEvent);
 
  private:
     void selectEvents();
     void followKeyboard();
     void handleEvent(const xcb_generic_event_t& event);
+    void handleState(const xcb_xkb_state_notify_event_t& state);
     void handleRawEvent(const xcb_ge_generic_event_t& event);
+    void handleKey(const xcb_input_raw_key_press_event_t& change, bool isUp);
+    void handleButton(const xcb_input_raw_button_press_event_t& change, bool isUp);
     NSGlobalEvent keyEvent(std::uint32_t key);
     /// The modifiers that are down, without those that change what the key types.
     std::uint8_t commandModifiers(std::uint32_t key) const;
@@ -68,7 +72,7 @@ class Monitor final : public NSEventMonitor {
     void deliver(NSGlobalEvent event);
 
     Executor& mainThread_;
-    std::shared_ptr<Handler> onDown_;  ///< posted presses hold it weakly
+    std::shared_ptr<Handler> onEvent_;  ///< posted events hold it weakly
 
     // Guarded by access to events_:
     Connection connection_;
@@ -80,15 +84,16 @@ class Monitor final : public NSEventMonitor {
     KeyCodes codes_;
     std::uint8_t locks_ = 0;  ///< the modifiers of Caps Lock, Num Lock and Scroll Lock
     std::uint8_t modifiers_ = 0;
+    std::uint64_t heldFlags_ = 0;  ///< of the modifiers that are down, without latched and locked ones
     unsigned group_ = 0;
     Composition composition_;
 
     EventThread events_;  // Destroyed first: its thread uses all the others.
 };
 
-Monitor::Monitor(Executor& mainThread, const std::string& displayName, Handler onDown)
+Monitor::Monitor(Executor& mainThread, const std::string& displayName, Handler onEvent)
     : mainThread_(mainThread),
-      onDown_(std::make_shared<Handler>(std::move(onDown))),
+      onEvent_(std::make_shared<Handler>(std::move(onEvent))),
       connection_(displayName),
       keyboard_(connection_),
       inputOpcode_(connection_.extension(xcb_input_id, "XInputExtension").major_opcode),
@@ -106,17 +111,20 @@ Monitor::Monitor(Executor& mainThread, const std::string& displayName, Handler o
     const auto state = connection_.await(xcb_xkb_get_state_reply,
                                          xcb_xkb_get_state(connection_.get(), XCB_XKB_ID_USE_CORE_KBD));
     modifiers_ = state->mods;
+    heldFlags_ = flagsOf(state->baseMods);
     group_ = state->group;
 }
 
 void Monitor::selectEvents() {
     const std::uint16_t states = XCB_XKB_EVENT_TYPE_STATE_NOTIFY;
-    const std::uint16_t parts = XCB_XKB_STATE_PART_MODIFIER_STATE | XCB_XKB_STATE_PART_GROUP_STATE;
+    const std::uint16_t parts =
+        XCB_XKB_STATE_PART_MODIFIER_STATE | XCB_XKB_STATE_PART_MODIFIER_BASE | XCB_XKB_STATE_PART_GROUP_STATE;
     xcb_xkb_select_events_details_t details{};
     details.affectState = details.stateDetails = parts;
     xcb_xkb_select_events_aux(connection_.get(), XCB_XKB_ID_USE_CORE_KBD, states, 0, 0, 0, 0, &details);
-    connection_.selectInputEvents(XCB_INPUT_XI_EVENT_MASK_RAW_KEY_PRESS |
-                                  XCB_INPUT_XI_EVENT_MASK_RAW_BUTTON_PRESS);
+    connection_.selectInputEvents(
+        XCB_INPUT_XI_EVENT_MASK_RAW_KEY_PRESS | XCB_INPUT_XI_EVENT_MASK_RAW_KEY_RELEASE |
+        XCB_INPUT_XI_EVENT_MASK_RAW_BUTTON_PRESS | XCB_INPUT_XI_EVENT_MASK_RAW_BUTTON_RELEASE);
 }
 
 void Monitor::followKeyboard() {
@@ -133,8 +141,7 @@ void Monitor::handleEvent(const xcb_generic_event_t& event) {
     if (type == XCB_GE_GENERIC) return handleRawEvent(eventAs<xcb_ge_generic_event_t>(event));
     const auto& state = eventAs<xcb_xkb_state_notify_event_t>(event);
     if (type == keyboardEvent_ && state.xkbType == XCB_XKB_STATE_NOTIFY) {
-        modifiers_ = state.mods;
-        group_ = state.group;
+        handleState(state);
     } else if (keyboard_.isChange(event)) {
         followKeyboard();
     } else {
@@ -142,22 +149,45 @@ void Monitor::handleEvent(const xcb_generic_event_t& event) {
     }
 }
 
+void Monitor::handleState(const xcb_xkb_state_notify_event_t& state) {
+    modifiers_ = state.mods;
+    group_ = state.group;
+    const std::uint64_t held = flagsOf(state.baseMods);
+    if (std::exchange(heldFlags_, held) == held) return;
+    NSGlobalEvent change;
+    change.source = NSGlobalEvent::Source::modifiers;
+    change.event.modifierFlags = held;
+    deliver(std::move(change));
+}
+
 void Monitor::handleRawEvent(const xcb_ge_generic_event_t& event) {
     if (event.extension != inputOpcode_) return;
-    if (event.event_type == XCB_INPUT_RAW_KEY_PRESS) {
-        const auto& press =
-            eventAs<xcb_input_raw_key_press_event_t>(reinterpret_cast<const xcb_generic_event_t&>(event));
-        if ((press.flags & XCB_INPUT_KEY_EVENT_FLAGS_KEY_REPEAT) == 0) deliver(keyEvent(press.detail));
-    } else if (event.event_type == XCB_INPUT_RAW_BUTTON_PRESS) {
-        const auto& press =
-            eventAs<xcb_input_raw_button_press_event_t>(reinterpret_cast<const xcb_generic_event_t&>(event));
-        const auto source = sourceOf(buttons_.logical(press.detail));
-        if (!source) return;
-        NSGlobalEvent button;
-        button.source = *source;
-        button.event.modifierFlags = flagsOf(modifiers_);
-        deliver(std::move(button));
-    }
+    const auto& raw = reinterpret_cast<const xcb_generic_event_t&>(event);
+    const bool isUp =
+        event.event_type == XCB_INPUT_RAW_KEY_RELEASE || event.event_type == XCB_INPUT_RAW_BUTTON_RELEASE;
+    // A release has the layout of a press.
+    if (event.event_type == XCB_INPUT_RAW_KEY_PRESS || event.event_type == XCB_INPUT_RAW_KEY_RELEASE)
+        handleKey(eventAs<xcb_input_raw_key_press_event_t>(raw), isUp);
+    if (event.event_type == XCB_INPUT_RAW_BUTTON_PRESS || event.event_type == XCB_INPUT_RAW_BUTTON_RELEASE)
+        handleButton(eventAs<xcb_input_raw_button_press_event_t>(raw), isUp);
+}
+
+void Monitor::handleKey(const xcb_input_raw_key_press_event_t& change, bool isUp) {
+    if ((change.flags & XCB_INPUT_KEY_EVENT_FLAGS_KEY_REPEAT) != 0) return;
+    NSGlobalEvent key = isUp ? NSGlobalEvent() : keyEvent(change.detail);
+    key.code = change.detail;
+    key.isUp = isUp;
+    deliver(std::move(key));
+}
+
+void Monitor::handleButton(const xcb_input_raw_button_press_event_t& change, bool isUp) {
+    const auto source = sourceOf(buttons_.logical(change.detail));
+    if (!source) return;
+    NSGlobalEvent button;
+    button.source = *source;
+    button.isUp = isUp;
+    if (!isUp) button.event.modifierFlags = flagsOf(modifiers_);
+    deliver(std::move(button));
 }
 
 NSGlobalEvent Monitor::keyEvent(std::uint32_t key) {
@@ -198,16 +228,16 @@ xcb_keysym_t Monitor::latinSymbol(std::uint32_t key, xcb_keysym_t fallback) cons
 }
 
 void Monitor::deliver(NSGlobalEvent event) {
-    mainThread_.post([weak = std::weak_ptr(onDown_), event = std::move(event)] {
-        if (const auto onDown = weak.lock()) (*onDown)(event);
+    mainThread_.post([weak = std::weak_ptr(onEvent_), event = std::move(event)] {
+        if (const auto onEvent = weak.lock()) (*onEvent)(event);
     });
 }
 
 }  // namespace
 
 std::unique_ptr<NSEventMonitor> PressWatch::addGlobalMonitor(
-    std::function<void(const NSGlobalEvent&)> onDown) {
-    return std::make_unique<Monitor>(mainThread_, displayName_, std::move(onDown));
+    std::function<void(const NSGlobalEvent&)> onEvent) {
+    return std::make_unique<Monitor>(mainThread_, displayName_, std::move(onEvent));
 }
 
 }  // namespace lumicrate::x11

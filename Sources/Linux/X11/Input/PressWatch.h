@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// PressWatch: reports the keys and mouse buttons that are pressed in all windows of an X server.
+// PressWatch: reports the keys and mouse buttons that are pressed and released in all windows of an X server.
 #pragma once
 
 #include "Platform/NSEvent.h"
@@ -24,7 +24,7 @@ class PressWatch final : public NSGlobalMonitoring {
 
     /// Throws PlatformError if the server cannot be reached or lacks XInput 2 or XKEYBOARD.
     std::unique_ptr<NSEventMonitor> addGlobalMonitor(
-        std::function<void(const NSGlobalEvent&)> onDown) override;
+        std::function<void(const NSGlobalEvent&)> onEvent) override;
 
  private:
     Executor& mainThread_;

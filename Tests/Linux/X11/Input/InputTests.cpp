@@ -463,6 +463,30 @@ TEST_F(InputTests, ThePointerIsFollowed) {
     EXPECT_EQ(events.size(), all);
 }
 
+TEST_F(PressWatchTests, ReleasesAndModifiersAreReportedWithoutWhatIsTyped) {
+    using Source = NSGlobalEvent::Source;
+    std::string keys, flags;
+    const auto monitoring = watch.addGlobalMonitor([&](const NSGlobalEvent& event) {
+        if (event.source == Source::modifiers) {
+            flags += event.event.modifierFlags == 0                      ? "-"
+                     : event.event.modifierFlags == NSEvent::controlFlag ? "C"
+                                                                         : "+";
+        } else {
+            const bool isKey = event.source == Source::key;
+            keys += (event.isUp ? " -" : " ") + (isKey ? std::to_string(event.code) : "button");
+        }
+        if (!event.isUp && event.source != Source::modifiers) return;
+        EXPECT_TRUE(event.characters.empty() && event.symbol == 0 && event.event.keyName.empty());
+    });
+    // Control, s, Shift, a held one that repeats, a button.
+    tool({"xset", "r", "rate", "100", "50"});
+    type({"keydown", "37", "keydown", "39",  "keyup", "39", "keydown",   "50", "keyup",   "50", "keyup", "37",
+          "keydown", "38", "sleep",   "0.3", "keyup", "38", "mousedown", "3",  "mouseup", "3"});
+    EXPECT_TRUE(runUntil([&] { return keys.ends_with("-button"); }));
+    EXPECT_EQ(keys, " 37 39 -39 50 -50 -37 38 -38 button -button");
+    EXPECT_EQ(flags, "C+C-");
+}
+
 TEST_F(HotKeysTests, HotKeysAndButtonWatchSurviveALostServer) {
     EXPECT_THROW(HotKeys(queue, ":4711"), PlatformError);
     EXPECT_THROW(ButtonWatch(queue, ":4711"), PlatformError);
