@@ -1,8 +1,12 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "Lumicrate/Capture/NeverRecorded.h"
 
+#include "Lumicrate/Capture/SourceLists.h"
+
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
+#include <set>
 
 namespace lumicrate {
 
@@ -73,6 +77,21 @@ bool isNeverRecorded(const SCWindowFacts& window, std::span<const SCWindowFacts>
         isProgramKnown = isProgramKnown || isSameProgram(window, other);
     }
     return !isProgramKnown;
+}
+
+std::vector<SCWindow> withoutNeverRecorded(std::vector<SCWindow> windows,
+                                           const std::vector<std::string>& classes) {
+    std::set<std::int32_t> processes;
+    for (const SCWindow& each : windows)
+        if (each.owningApplication && isListed(applicationName(each), classes))
+            processes.insert(each.owningApplication->processID);
+    processes.erase(0);
+    std::erase_if(windows, [&](const SCWindow& each) {
+        const std::string windowClass = applicationName(each);
+        return isListed(windowClass, classes) || (windowClass.empty() && each.owningApplication &&
+                                                  processes.contains(each.owningApplication->processID));
+    });
+    return windows;
 }
 
 }  // namespace lumicrate

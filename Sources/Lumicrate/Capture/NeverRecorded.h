@@ -27,4 +27,9 @@ bool isListed(std::string_view windowClass, const std::vector<std::string>& clas
 bool isNeverRecorded(const SCWindowFacts& window, std::span<const SCWindowFacts> others,
                      const std::vector<std::string>& classes);
 
+/// The windows that can be offered to be recorded, or shown in small pictures: without those of listed
+/// classes, and those without a class that belong to the process of one.
+std::vector<SCWindow> withoutNeverRecorded(std::vector<SCWindow> windows,
+                                           const std::vector<std::string>& classes);
+
 }  // namespace lumicrate

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 #include "Lumicrate/MainWindow/SourceBar.h"
 
+#include "Lumicrate/Capture/NeverRecorded.h"
 #include "Lumicrate/Capture/SourceLists.h"
 #include "Support/Error.h"
 #include "Support/Text.h"
@@ -85,7 +86,8 @@ void SourceBar::rebuild() {
 }
 
 void SourceBar::fillSources(Content& next) const {
-    for (const SCWindow& each : windows_)
+    const auto unwanted = readClasses(defaults_.stringForKey(preference::neverRecorded).value_or(""));
+    for (const SCWindow& each : withoutNeverRecorded(windows_, unwanted))
         next.windows.push_back({each.windowID, applicationName(each), each.title.value_or("")});
     if (const Window* chosen = find(next.windows, recorder_.chosenWindow(windows_))) next.window = *chosen;
 

@@ -2,6 +2,7 @@
 #include "Linux/X11/Capture/WindowPictures.h"
 #include "Linux/X11/Screens/Displays.h"
 #include "Linux/X11/Windows/WindowList.h"
+#include "Lumicrate/Capture/NeverRecorded.h"
 #include "Tests/Linux/Pictures/Pictures.h"
 #include "Tests/Linux/X11/TestWindow.h"
 #include "Tests/Stage/Xvfb.h"
@@ -11,6 +12,7 @@
 
 #include <optional>
 #include <string>
+#include <vector>
 
 namespace lumicrate::x11 {
 namespace {
@@ -131,6 +133,25 @@ TEST_P(WindowPicturesTests, ADisplayIsCapturedWithoutThePointer) {
     const std::uint32_t left = displayNamed("LEFT");
     server.kill();
     EXPECT_FALSE(pictures.captureDisplay(left));
+}
+
+/// What is offered to choose from shows nothing of an application that is never recorded.
+TEST_P(WindowPicturesTests, NoPictureOfOtherWindowsShowsAnUnwantedOne) {
+    constexpr std::uint32_t secret = 0xff00ff;
+    TestWindow below = show({.frame = {20, 20, 200, 150}, .title = "below", .colour = 0x204060});
+    TestWindow unwanted = show(
+        {.frame = {60, 40, 200, 150}, .title = "passwords", .colour = secret, .windowClass = "KeePassXC"});
+    TestWindow above = show({.frame = {200, 100, 150, 120}, .title = "above", .colour = 0x608040});
+    std::vector<std::string> titles;
+    for (const SCWindow& each : withoutNeverRecorded(list.windows(), {"keepassxc"})) {
+        titles.push_back(each.title.value_or(""));
+        const auto picture = pictures.captureImage(each.windowID, unlimited);
+        ASSERT_TRUE(picture);
+        for (int y = 0; y < picture->height; ++y)
+            for (int x = 0; x < picture->width; ++x)
+                ASSERT_NE(at(*picture, x, y), secret) << titles.back();
+    }
+    EXPECT_THAT(titles, testing::UnorderedElementsAre("below", "above"));
 }
 
 }  // namespace
