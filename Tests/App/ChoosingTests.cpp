@@ -42,11 +42,7 @@ class ChoosingTests : public DesktopAppTest {
  protected:
     ChoosingTests() : DesktopAppTest(false) {}
     void SetUp() override {
-        pictures::BgraPicture picture(width, height);
-        for (int y = 0; y < height; ++y)
-            for (int x = 0; x < width; ++x)
-                picture.row(y)[x] = std::uint32_t{0x010101} * std::uint32_t(wallpaperAt(x, y));
-        wallpaper_.fill(picture);
+        paint(0);
         wallpaper_.lower();
         wallpaper_.sync();
         xdotool({"mousemove", "20", "20"});
@@ -57,6 +53,15 @@ class ChoosingTests : public DesktopAppTest {
             stage::runToEnd({"xrandr", "--delmonitor", monitor});
     }
 
+    /// The wallpaper, brighter by that much.
+    void paint(int brighter) {
+        pictures::BgraPicture picture(width, height);
+        for (int y = 0; y < height; ++y)
+            for (int x = 0; x < width; ++x)
+                picture.row(y)[x] = std::uint32_t{0x010101} * std::uint32_t(wallpaperAt(x, y) + brighter);
+        wallpaper_.fill(picture);
+        wallpaper_.sync();
+    }
     static void setMonitors(const char* main, const char* left) {
         stage::runProgram({"xrandr", "--setmonitor", "*MAIN", main, "screen"});
         stage::runProgram({"xrandr", "--setmonitor", "LEFT", left, "none"});
@@ -143,6 +148,58 @@ TEST_F(ChoosingTests, ScreensAreClicked) {
     drag({50, 101, 300, 202});
     act("key Return");
     expectEqual({50, 101, 300, 202}, *recorded());
+}
+
+/// Whether that part has the colour of covers.
+bool isCovered(const PixelRect& part, const Picture& picture) {
+    for (int y = part.y + 2; y < part.maxY() - 2; ++y)
+        for (int x = part.x + 2; x < part.maxX() - 2; ++x)
+            if (std::abs(picture.luma().at(x, y) - 50) > 2) return false;
+    return true;
+}
+
+TEST_F(ChoosingTests, CoveredPartsAreInNoPicture) {
+    startIn("area");
+    const PixelRect area{300, 100, 400, 300};
+    open("area", 20, 700);
+    drag(area);
+    act("key c");
+    drag({340, 140, 120, 60});
+    act("key Return");
+    const std::filesystem::path recording = awaitRecording();
+    ASSERT_TRUE(eventually([] { return status()["elapsed"] > 0.2; }));
+    send("pause");
+    awaitState("paused");
+    // The button of the bar below the area.
+    const int left = area.x + area.width / 2 - 104;
+    const int dimmed = brightnessAt(20, 700);
+    click(left + 147, area.maxY() + 12 + 20);
+    ASSERT_TRUE(eventually([&] { return brightnessAt(20, 700) < dimmed * 0.8; }));
+    drag({500, 250, 100, 80});
+    act("key Escape");
+    ASSERT_TRUE(eventually([&] { return brightnessAt(20, 700) == dimmed; }));
+    paint(30);
+    send("pause");
+    awaitState("recording");
+    ASSERT_TRUE(eventually([] { return status()["elapsed"] > 0.5; }));
+    paint(0);
+    ASSERT_TRUE(eventually([] { return status()["elapsed"] > 1.7; }));
+    send("toggle");
+    awaitState("idle");
+
+    std::string seen;
+    MovieProbe(recording).visitPictures([&](const Picture& picture) {
+        EXPECT_TRUE(isCovered({40, 40, 120, 60}, picture));
+        const bool isBrighter =
+            picture.luma().at(300, 20) -
+                stage::lumaOfBt709({wallpaperAt(600, 120), wallpaperAt(600, 120), wallpaperAt(600, 120)}) >
+            15;
+        const std::string what = std::string(isBrighter ? "brighter" : "as before") +
+                                 (isCovered({200, 150, 100, 80}, picture) ? " and covered" : "");
+        if (!seen.ends_with(what)) seen += (seen.empty() ? "" : ", ") + what;
+        return true;
+    });
+    EXPECT_EQ(seen, "as before, brighter and covered, as before and covered");
 }
 
 }  // namespace

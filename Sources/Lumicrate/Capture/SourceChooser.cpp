@@ -105,7 +105,7 @@ Task<std::optional<SourceChooser::Choice>> SourceChooser::selectArea(std::uint32
     const std::optional<PickedArea> picked = co_await ask(displayID, initialArea, false);
     if (!picked) co_return std::nullopt;
     if (picked->windowID) co_return Choice{CaptureSource::window(*picked->windowID), std::nullopt};
-    co_return Choice{CaptureSource::area(displayID), picked->rect};
+    co_return Choice{CaptureSource::area(displayID), picked->rect, picked->covers};
 }
 
 Task<std::optional<SourceChooser::Choice>> SourceChooser::pickWindow(std::uint32_t displayID) {

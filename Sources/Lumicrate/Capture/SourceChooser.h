@@ -31,6 +31,7 @@ class SourceChooser {
         CaptureSource source;
         /// Set for an area: points of its screen, y down from the top left corner.
         std::optional<Rect> area;
+        std::vector<Rect> covers{};  ///< of an area, in the same points
     };
 
     /// All must outlive the chooser. `picker` is null where programs may capture without it.

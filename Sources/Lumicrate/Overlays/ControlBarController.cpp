@@ -68,6 +68,8 @@ void ControlBarModel::applyState(Content& next, ScreenRecorder::State state) con
     using State = ScreenRecorder::State;
     next.paused = state == State::paused;
     next.canPause = next.canMute = state == State::recording || state == State::paused;
+    next.showsCover = recorder_.offersCovers();
+    next.canCover = next.paused;
     next.canStop = next.canPause || state == State::starting;
 }
 
@@ -75,6 +77,8 @@ void ControlBarModel::updateHelps(Content& next) const {
     next.microphoneHelp = next.muted ? localized("Unmute microphone") : localized("Mute microphone");
     next.pauseHelp = withShortcut(next.paused ? localized("Resume") : localized("Pause"),
                                   ShortcutAction::pause, defaults_);
+    next.coverHelp = next.canCover ? localized("Cover parts of the picture")
+                                   : localized("Pause to cover parts of the picture");
     next.stopHelp = withShortcut(localized("Stop"), ShortcutAction::toggle, defaults_);
 }
 

@@ -29,6 +29,9 @@ class ControlBarModel {
         bool paused = false;
         std::string pauseHelp;
         bool canPause = false;
+        bool showsCover = false;  ///< parts of the picture can be covered during pauses
+        std::string coverHelp;
+        bool canCover = false;
         std::string stopHelp;
         bool canStop = false;
         bool operator==(const Content&) const = default;
@@ -41,6 +44,7 @@ class ControlBarModel {
 
     void toggleMicrophoneMute() { recorder_.toggleMicrophoneMute(); }
     void togglePause() { recorder_.togglePause(); }
+    void cover() { recorder_.drawCovers(); }
     void stop() { recorder_.requestStop(); }
 
  private:

@@ -149,6 +149,11 @@ void ActiveRecording::resume() {
     clock_.resume(services_.executor.now());
 }
 
+void ActiveRecording::setCovers(std::vector<Rect> covers) {
+    plan_.options.covers = covers;
+    session_->setCovers(std::move(covers));
+}
+
 void ActiveRecording::setOverlays(const OverlayWindows& overlays) {
     if (!session_) return;
     lumicrate::setOverlays(plan_.target.filter, overlays);

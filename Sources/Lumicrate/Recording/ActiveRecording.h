@@ -22,6 +22,7 @@
 #include <filesystem>
 #include <memory>
 #include <optional>
+#include <vector>
 
 namespace lumicrate {
 
@@ -96,6 +97,9 @@ class ActiveRecording {
 
     void pause();
     void resume();
+    const RecordingOptions& options() const { return plan_.options; }
+    /// Covers other parts of a screen from the end of the present pause on: points of the screen, y down.
+    void setCovers(std::vector<Rect> covers);
     void setMicrophoneMuted(bool muted) { session_->setMicrophoneMuted(muted); }
     /// Overlays have appeared or disappeared. No effect before start().
     void setOverlays(const OverlayWindows& overlays);

@@ -2,6 +2,7 @@
 // Construction, the user's commands, and a recording from the moment it runs.
 #include "Lumicrate/Recording/ScreenRecorder.h"
 
+#include "Lumicrate/Overlays/Selection/AreaSelector.h"
 #include "Lumicrate/Shortcuts/RecorderShortcuts.h"
 #include "Support/Error.h"
 #include "Support/Log.h"
@@ -102,7 +103,10 @@ std::uint64_t ScreenRecorder::refusedFrames() const {
 
 RecordingOptions ScreenRecorder::options() const {
     if (studio_) return studio_->options();
-    return optionsOverride_ ? *optionsOverride_ : RecordingOptions::current(services_.defaults);
+    RecordingOptions options =
+        optionsOverride_ ? *optionsOverride_ : RecordingOptions::current(services_.defaults);
+    options.covers.insert(options.covers.end(), drawnCovers_.begin(), drawnCovers_.end());
+    return options;
 }
 
 void ScreenRecorder::setSource(const CaptureSource& next) {
@@ -153,17 +157,6 @@ void ScreenRecorder::toggle() {
     }
 }
 
-void ScreenRecorder::togglePause() {
-    if (*state == State::recording) {
-        recording_->pause();
-        elapsed = elapsedNow();
-        state = State::paused;
-    } else if (*state == State::paused) {
-        recording_->resume();
-        state = State::recording;
-    }
-}
-
 void ScreenRecorder::toggleMicrophoneMute() {
     if (!isActive() || !*recordsMicrophone) return;
     microphoneMuted = !*microphoneMuted;
@@ -180,6 +173,7 @@ void ScreenRecorder::requestStop() {
             return;
         case State::recording:
         case State::paused:
+            if (covering_.isRunning()) services_.overlays.areaSelector->cancel();
             recording_->end();
             if (*errorMessage == localized(closedWindowWarning)) errorMessage = std::nullopt;
             elapsed = elapsedNow();
@@ -281,6 +275,7 @@ Task<void> ScreenRecorder::finishRecording() {
     if (studio_) studio_->close();
     timerTask_.cancel();
     closedWindow_.cancel();
+    covering_.cancel();
 
     const std::filesystem::path url = recording_->url();
     bool saved = false;
@@ -306,6 +301,7 @@ void ScreenRecorder::returnToIdle() {
     recording_.reset();
     closeStudio();
     if (services_.picker) services_.picker->endSharing();
+    drawnCovers_.clear();
     optionsOverride_.reset();
     outputOverride_.reset();
     soundOverride_ = {};

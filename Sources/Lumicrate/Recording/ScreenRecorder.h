@@ -29,6 +29,7 @@
 #include "Support/Task.h"
 
 #include <array>
+#include <chrono>
 #include <cstdint>
 #include <exception>
 #include <filesystem>
@@ -162,6 +163,10 @@ class ScreenRecorder {
     /// idle.
     void start(RunningCapture capture);
     void togglePause();
+    /// Whether parts of the recorded picture can be covered during a pause.
+    bool offersCovers() const;
+    /// Lets the user cover parts of the picture, from the end of the present pause on. Ignored unless paused.
+    void drawCovers();
     void toggleMicrophoneMute();
     /// Ends the recording at the instant of the call and saves it asynchronously. Cancels a choice in
     /// progress, the framing of a webcam, a countdown, or a recording that is still starting.
@@ -214,6 +219,9 @@ class ScreenRecorder {
     };
     ScreenRecorder(const Services& services, std::unique_ptr<Parts> parts);
 
+    /// How long the overlays take to disappear from the screen.
+    static constexpr std::chrono::milliseconds settlingTime{100};
+
     bool isAtRest() const { return *state == State::idle && !starting_.isRunning(); }
     RecordingOptions options() const;
     bool soundAlone() const { return !studio_ && isKind(*source, CaptureSource::Kind::audioOnly); }
@@ -243,6 +251,9 @@ class ScreenRecorder {
 
     // Running and stopping: ScreenRecorder.cpp
     void beginSession();
+    void pause();
+    void resume();
+    Task<void> askForCovers();
     Task<void> updateElapsed();
     Task<void> endWithWindow();
     FreeSpaceGuard freeSpace() const;
@@ -266,7 +277,9 @@ class ScreenRecorder {
     std::optional<ActiveRecording> recording_;
     std::uint64_t lastRefusedFrames_ = 0;
     std::vector<std::string> pendingNotices_;  ///< published when the recording has ended
+    std::vector<Rect> drawnCovers_;            ///< with the choice of the area
     bool countdownHasPanel_ = false;
+    bool resumesAfterCovering_ = false;
     bool startGivenUp_ = false;
     Subscription stateLog_;
     Subscription screenChanges_;
@@ -276,6 +289,7 @@ class ScreenRecorder {
     RunningTask starting_;
     RunningTask timerTask_;
     RunningTask closedWindow_;
+    RunningTask covering_;
     RunningTask stopping_;
     std::optional<ContentFollower> sourceFollower_;
 };

@@ -17,7 +17,6 @@ namespace {
 
 constexpr int countdownSeconds = 3;
 /// Time for choosers and countdown to vanish from the screen before it is captured.
-constexpr auto settlingTime = 100ms;
 
 /// What can be captured. Sound alone can be recorded even if no display server answers.
 Task<SCShareableContent> fetchContent(const ScreenCaptureKit& capture, Executor& executor, bool soundAlone) {
@@ -168,6 +167,7 @@ Task<bool> ScreenRecorder::choose(CaptureMode mode, std::uint32_t displayID) {
         services_.defaults.set(preference::areaRect, stringFromRect(*choice->area));
         if (optionsOverride_) optionsOverride_->areaRect = choice->area;
     }
+    drawnCovers_ = choice->covers;
     source = choice->source;
     co_return true;
 }

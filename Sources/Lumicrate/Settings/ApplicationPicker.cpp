@@ -23,8 +23,9 @@ Task<void> ApplicationPicker::ask(Picked picked) {
     const std::optional<NSScreen> screen =
         screenShowing(services_.screens, display.value_or(services_.capture.CGMainDisplayID()));
     if (!screen) co_return;
-    Task<std::optional<PickedArea>> selecting =
-        services_.selector.select(*screen, localized("Never Record"), std::nullopt, {}, true);
+    Task<std::optional<PickedArea>> selecting = services_.selector.pickWindow(
+        *screen, localized("Click a window of the application that is never recorded   ·   "
+                           "Esc: cancel"));
     const std::optional<PickedArea> area = co_await selecting;
     if (!area || !area->windowID) co_return;
     SCShareableContent content;

@@ -109,6 +109,8 @@ ControlBarView::ControlBarView(ControlBarModel& model)
     microphone_->setIconPainter(
         [this](QPainter& painter, const QRectF& square) { level_.paint(painter, square); });
     pause_ = addButton("pause", [&model] { model.togglePause(); });
+    cover_ = addButton("cover", [&model] { model.cover(); });
+    cover_->setSymbol("eye.slash");
     stop_ = addButton("stop", [&model] { model.stop(); });
     stop_->setIconPainter(paintStop);
     subscription_ = model.content.observe([this](const ControlBarModel::Content& content) { show(content); });
@@ -138,6 +140,9 @@ void ControlBarView::show(const ControlBarModel::Content& content) {
     pause_->setEnabled(content.canPause);
     pause_->setHelp(content.pauseHelp);
     pause_->setSymbol(content.paused ? "play.fill" : "pause.fill");
+    cover_->setVisible(content.showsCover);
+    cover_->setEnabled(content.canCover);
+    cover_->setHelp(content.coverHelp);
     stop_->setEnabled(content.canStop);
     stop_->setHelp(content.stopHelp);
     if (tipped_ && tipped_->toolTip() != tip) shapeChanged();

@@ -37,6 +37,7 @@ class ControlBarView final : public OverlayWidget {
     QWidget* divider_;
     BarButton* microphone_;
     BarButton* pause_;
+    BarButton* cover_;
     BarButton* stop_;
     const BarButton* tipped_ = nullptr;  ///< the button whose tip is shown
     Subscription subscription_;

@@ -30,6 +30,8 @@ inline const QColor recordGround(0xd6322d);
 inline const QColor ground(28, 29, 34, 235);
 inline const QColor opaqueGround(28, 29, 34);
 inline const QColor opaqueEdge(66, 68, 76);
+/// Covered parts, as they are in recordings.
+inline const QColor coverGround(40, 40, 40);
 /// The divider between groups of controls.
 inline const QColor divider = white(0.15);
 

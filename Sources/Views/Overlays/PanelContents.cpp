@@ -71,9 +71,14 @@ std::unique_ptr<OverlayContent> PanelContents::areaFrame() {
 std::unique_ptr<OverlayContent> PanelContents::selection(AreaSelection& model) {
     QImage still;
     if (model.snapshot) still = sharedImage(*model.snapshot);
+    std::unique_ptr<QWidget> toolbar;
+    if (model.selection.coversOnly()) {
+        toolbar = std::make_unique<CoverBarView>(model.toolbar, nullptr);
+    } else {
+        toolbar = std::make_unique<AreaToolbarView>(model.toolbar, model.options, nullptr);
+    }
     return content(std::make_unique<SelectionView>(
-        model.selection, std::move(still), keys_,
-        std::make_unique<AreaToolbarView>(model.toolbar, model.options, nullptr),
+        model.selection, std::move(still), keys_, std::move(toolbar),
         std::make_unique<PickBarView>(model.toolbar, !model.selection.windowsOnly(), nullptr),
         model.isFrozen));
 }

@@ -119,7 +119,7 @@ class FakeOverlayContents final : public OverlayContents {
     }
 };
 
-/// Pictures of windows, and of displays, taken while no panel of `contents` is on the screen.
+/// Pictures of windows, and of displays, taken while no panel of `contents` covers a screen.
 struct FakeDisplayPictures final : public SCScreenshotManager {
     explicit FakeDisplayPictures(const FakeOverlayContents& shown) : contents(shown) {}
     std::optional<CGImage> captureImage(std::uint32_t windowID, Size size) override {
@@ -131,7 +131,7 @@ struct FakeDisplayPictures final : public SCScreenshotManager {
                                                  static_cast<std::uint8_t>(windowID * 41))};
     }
     std::optional<CGImage> captureDisplay(std::uint32_t displayID) override {
-        EXPECT_EQ(contents.shownPanels(), 0U);
+        EXPECT_FALSE(contents.visible("selection") || contents.visible("screen"));
         const auto found = pictures.find(displayID);
         return found == pictures.end() ? std::nullopt : std::optional(found->second);
     }

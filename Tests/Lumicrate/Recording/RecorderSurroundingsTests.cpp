@@ -269,6 +269,89 @@ TEST_F(RecorderOverlayTests, FollowTheOptionsAndTheSource) {
     webcam.onError("Too late.");
 }
 
+TEST_F(RecorderOverlayTests, CoversAreDrawnInPausesAndPrecedeThePicture) {
+    overlays.areaSelector = &areaSelector;
+    overlays.controlBar = &controlBar;
+    defaults.stored["areaRect"] = std::string("{{100, 50}, {320, 240}}");
+    make();
+    record(CaptureSource::area(1));
+    const auto& bar = *contents.barModel;
+    EXPECT_TRUE(bar.content->showsCover);
+    EXPECT_FALSE(bar.content->canCover);
+    recorder->drawCovers();
+    recorder->togglePause();
+    EXPECT_FALSE(contents.visible("selection"));
+    contents.barModel->cover();
+    executor.drain();
+    SelectionModel& drawing = contents.selectionModel->selection;
+    EXPECT_EQ(drawing.appearance->selection, (Rect{100, 790, 320, 240}));
+    const auto draw = [&drawing](Point from, Point to) {
+        drawing.mouseDown({from});
+        drawing.mouseDragged({to});
+        drawing.mouseUp();
+    };
+    draw({120, 800}, {180, 820});
+    drawing.keyDown({53, 0, {}, {}});
+    executor.advance(1s);
+    EXPECT_FALSE(contents.visible("selection"));
+    EXPECT_THAT(capture.stream->updates, IsEmpty());
+    recorder->togglePause();
+    const SCStreamConfiguration covered = capture.stream->updates.back();
+    EXPECT_THAT(covered.covers, ElementsAre(Rect{120, 260, 60, 20}));
+    const auto deliver = [this](std::uint64_t revision) {
+        executor.advance(10ms);
+        CMSampleBuffer sample = frame(executor.time());
+        sample.frameInfo->revision = revision;
+        capture.stream->deliver(sample, SCStreamOutputType::screen);
+        executor.drain();
+        return movie().inputs[0]->appended.size();
+    };
+    const std::size_t before = deliver(covered.revision - 1);
+    EXPECT_EQ(deliver(covered.revision), before + 1);
+
+    // A command that resumes ends the drawing first, and keeps what has been drawn.
+    recorder->togglePause();
+    recorder->drawCovers();
+    executor.drain();
+    SelectionModel& again = contents.selectionModel->selection;
+    EXPECT_THAT(again.covers(), ElementsAre(Rect{120, 800, 60, 20}));
+    again.keyDown({49, 0, {}, {}});
+    again.keyDown({51, 0, {}, {}});
+    recorder->togglePause();
+    EXPECT_EQ(*recorder->state, State::paused);
+    executor.advance(100ms);
+    EXPECT_EQ(*recorder->state, State::recording);
+    EXPECT_FALSE(contents.visible("selection"));
+    EXPECT_THAT(capture.stream->updates.back().covers, IsEmpty());
+    deliver(capture.stream->updates.back().revision);
+
+    recorder->togglePause();
+    recorder->drawCovers();
+    executor.drain();
+    stopAndComplete();
+    EXPECT_EQ(contents.shownPanels(), 0U);
+}
+
+TEST_F(RecorderOverlayTests, CoversOfTheSelectionAreRecordedOnce) {
+    overlays.areaSelector = &areaSelector;
+    make();
+    select();
+    SelectionModel& selection = contents.selectionModel->selection;
+    selection.preselect({100, 500, 400, 300});
+    selection.setCovering(true);
+    selection.mouseDown({{150, 550}});
+    selection.mouseDragged({{250, 600}});
+    selection.mouseUp();
+    selection.confirm();
+    executor.advance(100ms);
+    EXPECT_THAT(capture.stream->configuration.covers, ElementsAre(Rect{150, 480, 100, 50}));
+    deliverFrame();
+    stopAndComplete();
+    record(CaptureSource::area(1));
+    EXPECT_THAT(capture.stream->configuration.covers, IsEmpty());
+    stopAndComplete();
+}
+
 TEST_F(RecorderOverlayTests, FollowTheirScreen) {
     defaults.stored["areaRect"] = std::string("{{100, 50}, {320, 240}}");
     record(CaptureSource::area(2));

@@ -62,38 +62,75 @@ Task<std::optional<PickedArea>> AreaSelector::select(NSScreen screen, std::strin
                                                      std::optional<Rect> initialArea,
                                                      std::vector<CaptureDevice> microphones,
                                                      bool windowsOnly) {
+    return run({std::move(screen), std::move(confirmTitle), std::move(microphones), windowsOnly},
+               {initialArea, {}});
+}
+
+Task<std::optional<PickedArea>> AreaSelector::pickWindow(NSScreen screen, std::string hint) {
+    return run({std::move(screen), {}, {}, true, std::move(hint)}, {});
+}
+
+Task<void> AreaSelector::drawCovers(NSScreen screen, Rect area, std::vector<Rect> covers,
+                                    CoversHandler changed) {
+    Request request{std::move(screen), localized("Done")};
+    request.onCovers = std::move(changed);
+    Task<std::optional<PickedArea>> drawing = run(std::move(request), {area, std::move(covers)});
+    co_await drawing;
+}
+
+Task<std::optional<PickedArea>> AreaSelector::run(Request request, Start start) {
     finish(std::nullopt);
     close();
     const RunScope scope(runs_, [this] { close(); });
-    Task<std::vector<HoverTarget>> finding = hoverTargets(screen);
-    std::vector<HoverTarget> targets = co_await finding;
-    if (!scope.isCurrent()) co_return std::nullopt;
+    std::vector<HoverTarget> targets;
+    if (!request.onCovers) {
+        Task<std::vector<HoverTarget>> finding = hoverTargets(request.screen);
+        targets = co_await finding;
+        if (!scope.isCurrent()) co_return std::nullopt;
+    }
 
     const Completion<std::optional<PickedArea>> result(services_.executor);
     result_ = result;
-    request_ = {std::move(screen), std::move(confirmTitle), std::move(microphones), windowsOnly};
-    create(std::move(targets), initialArea);
+    request_ = std::move(request);
+    create(std::move(targets), start);
     const std::optional<PickedArea> picked = co_await result;
     co_return picked;
 }
 
-/// `initialArea` is in points of the screen, y down.
-void AreaSelector::create(std::vector<HoverTarget> targets, std::optional<Rect> initialArea) {
+void AreaSelector::create(std::vector<HoverTarget> targets, const Start& start) {
     const NSScreen& screen = request_.screen;
-    const SelectionModel::Settings settings{screen.frame.size(), screen.backingScaleFactor,
-                                            std::move(targets), request_.windowsOnly,
-                                            services_.capture.canExcludeWindows()};
+    SelectionModel::Settings settings{screen.frame.size(), screen.backingScaleFactor, std::move(targets),
+                                      request_.windowsOnly, services_.capture.canExcludeWindows()};
+    settings.windowHint = request_.windowHint;
+    settings.coversOnly = request_.onCovers != nullptr;
+    for (const Rect& each : start.covers)
+        settings.covers.push_back(flipped(each, screen));
     selection_ = std::make_unique<AreaSelection>(
-        request_.confirmTitle, request_.microphones, services_.defaults, complain_, settings,
+        request_.confirmTitle, request_.microphones, services_.defaults, complain_, std::move(settings),
         [this](std::optional<Rect> rect, std::optional<std::uint32_t> windowID) {
-            finish(rect ? std::optional(PickedArea{flipped(*rect, request_.screen), windowID})
+            finish(rect ? std::optional(PickedArea{flipped(*rect, request_.screen), windowID, covers()})
                         : std::nullopt);
         });
-    if (initialArea) selection_->selection.preselect(flipped(*initialArea, screen));
+    if (start.area) selection_->selection.preselect(flipped(*start.area, screen));
+    if (request_.onCovers)
+        coverChanges_ = selection_->selection.appearance.observe([this](const auto&) { reportCovers(); });
     selection_->snapshot = snapshot(screen);
     // Such desktops do not reliably show what is behind a window that covers the screen.
     selection_->isFrozen = selection_->snapshot && !services_.capture.canExcludeWindows();
     open(screen);
+}
+
+std::vector<Rect> AreaSelector::covers() const {
+    std::vector<Rect> all = selection_->selection.covers();
+    for (Rect& each : all)
+        each = flipped(each, request_.screen);
+    return all;
+}
+
+void AreaSelector::reportCovers() {
+    // The caller may end the selection.
+    const CoversHandler report = request_.onCovers;
+    report(covers());
 }
 
 /// Opens the overlay again on the changed screen, with the same pixels selected. Without its screen the
@@ -102,16 +139,20 @@ void AreaSelector::screensChanged() {
     if (!panel_) return;
     const NSScreen& known = request_.screen;
     const std::optional<NSScreen> now = currentScreen(known, services_.screens);
-    if (!now) return finish(std::nullopt);
-    if (now->frame == known.frame && now->backingScaleFactor == known.backingScaleFactor)
-        return refreshTargets();
-    std::optional<Rect> area = selection_->selection.appearance->selection;
-    if (area) area = flipped(*area, known).scaledBy(known.backingScaleFactor / now->backingScaleFactor);
+    const bool isSame =
+        now && now->frame == known.frame && now->backingScaleFactor == known.backingScaleFactor;
+    if (isSame) return refreshTargets();
+    if (!now || request_.onCovers) return finish(std::nullopt);
+    const double scale = known.backingScaleFactor / now->backingScaleFactor;
+    Start start{selection_->selection.appearance->selection, covers()};
+    if (start.area) start.area = flipped(*start.area, known).scaledBy(scale);
+    for (Rect& each : start.covers)
+        each = each.scaledBy(scale).integral();
     close();
-    refreshing_ = RunningTask(services_.executor, reopen(area));
+    refreshing_ = RunningTask(services_.executor, reopen(std::move(start)));
 }
 
-Task<void> AreaSelector::reopen(std::optional<Rect> area) {
+Task<void> AreaSelector::reopen(Start start) {
     // For the windows below to repaint what the overlay has covered: the picture must not show it.
     co_await sleepFor(services_.executor, std::chrono::milliseconds(200));
     const std::optional<NSScreen> now = currentScreen(request_.screen, services_.screens);
@@ -122,11 +163,11 @@ Task<void> AreaSelector::reopen(std::optional<Rect> area) {
     request_.screen = *now;
     Task<std::vector<HoverTarget>> finding = hoverTargets(*now);
     std::vector<HoverTarget> targets = co_await finding;
-    create(std::move(targets), area);
+    create(std::move(targets), start);
 }
 
 void AreaSelector::refreshTargets() {
-    if (panel_) refreshing_ = RunningTask(services_.executor, readTargets());
+    if (panel_ && !request_.onCovers) refreshing_ = RunningTask(services_.executor, readTargets());
 }
 
 Task<void> AreaSelector::readTargets() {
@@ -184,6 +225,7 @@ void AreaSelector::finish(std::optional<PickedArea> picked) {
 void AreaSelector::close() {
     refreshing_.cancel();
     panel_.reset();
+    coverChanges_ = {};
     selection_.reset();
 }
 

@@ -27,6 +27,7 @@ namespace lumicrate {
 struct PickedArea {
     Rect rect;
     std::optional<std::uint32_t> windowID;
+    std::vector<Rect> covers{};  ///< parts of the screen that the recording does not show
 };
 
 /// The models of one selection's overlay, which are connected through the toolbar's model.
@@ -70,6 +71,13 @@ class AreaSelector final {
     Task<std::optional<PickedArea>> select(NSScreen screen, std::string confirmTitle,
                                            std::optional<Rect> initialArea,
                                            std::vector<CaptureDevice> microphones, bool windowsOnly);
+    /// Lets the user pick a window; `hint` says what for.
+    Task<std::optional<PickedArea>> pickWindow(NSScreen screen, std::string hint);
+    /// Receives covers: points of the screen, y down.
+    using CoversHandler = std::function<void(std::vector<Rect>)>;
+    /// Lets the user cover parts of an area, whose covers are known, and calls `changed` after each change.
+    /// All in points of the screen, y down. Ends when the user is done, or when the screen changes.
+    Task<void> drawCovers(NSScreen screen, Rect area, std::vector<Rect> covers, CoversHandler changed);
     /// Ends the selection in progress, also one that has not opened its overlay yet, with none.
     void cancel();
     /// Reads the windows of the screen again, while the overlay is open.
@@ -79,14 +87,24 @@ class AreaSelector final {
     struct Request {
         NSScreen screen;
         std::string confirmTitle;
-        std::vector<CaptureDevice> microphones;
+        std::vector<CaptureDevice> microphones{};
         bool windowsOnly = false;
+        std::optional<std::string> windowHint{};
+        CoversHandler onCovers{};  ///< set: only draw covers
+    };
+    /// What is selected at first: points of the screen, y down.
+    struct Start {
+        std::optional<Rect> area;
+        std::vector<Rect> covers;
     };
 
+    Task<std::optional<PickedArea>> run(Request request, Start start);
     void screensChanged();
     Task<void> readTargets();
-    Task<void> reopen(std::optional<Rect> area);
-    void create(std::vector<HoverTarget> targets, std::optional<Rect> initialArea);
+    Task<void> reopen(Start start);
+    void create(std::vector<HoverTarget> targets, const Start& start);
+    std::vector<Rect> covers() const;
+    void reportCovers();
     std::optional<CGImage> snapshot(const NSScreen& of);
     Task<std::vector<HoverTarget>> hoverTargets(NSScreen on);
     void open(const NSScreen& screen);
@@ -97,6 +115,7 @@ class AreaSelector final {
     std::function<void(const std::string&)> complain_ = [](const std::string&) {};
     Request request_;
     std::unique_ptr<AreaSelection> selection_;
+    Subscription coverChanges_;
     std::unique_ptr<NSPanel> panel_;
     std::optional<Completion<std::optional<PickedArea>>> result_;
     std::uint64_t runs_ = 0;

@@ -34,6 +34,8 @@ class AreaToolbarModel {
     Published<std::optional<std::string>> windowTitle;
     /// Record the picked window and follow it, instead of recording the area.
     Published<bool> windowOnly;
+    /// Parts of the selection are being covered.
+    Published<bool> covering;
 
     // Called by the bars; set by the selection.
     std::function<void(AspectPreset)> onAspect = [](AspectPreset) {};
@@ -42,6 +44,7 @@ class AreaToolbarModel {
     std::function<void()> onCancel = [] {};
     std::function<void()> onConfirm = [] {};
     std::function<void()> onFullScreen = [] {};
+    std::function<void(bool)> onCovering = [](bool) {};
 
     // Explanations of the choices of the "Record" picker.
     static std::string areaHelp();

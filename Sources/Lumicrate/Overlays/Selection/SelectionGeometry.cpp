@@ -137,10 +137,10 @@ Rect SelectionGeometry::resize(const Rect& original, Handle handle, Point to) co
     double right = original.maxX();
     double bottom = original.minY();
     double top = original.maxY();
-    if (edges.left) left = std::min(point.x, right - minSide);
-    if (edges.right) right = std::max(point.x, left + minSide);
-    if (edges.bottom) bottom = std::min(point.y, top - minSide);
-    if (edges.top) top = std::max(point.y, bottom + minSide);
+    if (edges.left) left = std::min(point.x, right - smallest);
+    if (edges.right) right = std::max(point.x, left + smallest);
+    if (edges.bottom) bottom = std::min(point.y, top - smallest);
+    if (edges.top) top = std::max(point.y, bottom + smallest);
     return Rect{left, bottom, right - left, top - bottom}.shiftedInside(bounds);
 }
 

@@ -70,6 +70,7 @@ struct SelectionGeometry {
 
     Rect bounds;
     std::optional<double> ratio;
+    double smallest = minSide;  ///< the minimum length in use; another one only for a free shape
 
     /// The nearest point of the bounds, including their right and top edges.
     Point clamped(Point point) const;

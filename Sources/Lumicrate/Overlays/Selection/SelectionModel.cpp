@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
+// What the user does: commands, the pointer and keys.
 #include "Lumicrate/Overlays/Selection/SelectionModel.h"
 
+#include "Lumicrate/Overlays/Selection/SelectionKeys.h"
 #include "Support/Log.h"
 #include "Support/Text.h"
 
@@ -12,28 +14,10 @@ namespace lumicrate {
 
 namespace {
 
-/// Virtual key codes.
-enum Key : std::int64_t {
-    keyF = 3,
-    keyReturn = 36,
-    keyM = 46,
-    keySpace = 49,
-    keyEscape = 53,
-    keyEnter = 76,
-    keyArrowLeft = 123,
-    keyArrowRight = 124,
-    keyArrowDown = 125,
-    keyArrowUp = 126,
-};
-
 /// A drag of at most this length counts as a click.
 constexpr double clickDistance = 4;
 /// The maximum distance from its point at which a handle can be grabbed, in each direction.
 constexpr double handleReach = 8;
-constexpr double hintDistance = 60;  ///< of the hint's centre from the top of the screen
-constexpr double sizeLabelGap = 20;
-constexpr double pickBarDistance = 80;  ///< from the bottom of the screen
-constexpr double fastStep = 10;
 
 std::vector<Rect> rectsOf(const std::vector<HoverTarget>& targets) {
     std::vector<Rect> rects;
@@ -42,36 +26,14 @@ std::vector<Rect> rectsOf(const std::vector<HoverTarget>& targets) {
     return rects;
 }
 
-/// The title of a button inside a sentence: "Record" becomes "record".
-std::string lowerCased(std::string text) {
-    for (char& each : text)
-        if (each >= 'A' && each <= 'Z') each = static_cast<char>(each - 'A' + 'a');
-    return text;
-}
-
-/// The direction of an arrow key; none for another key.
-std::optional<Point> arrowOf(std::int64_t keyCode) {
-    switch (keyCode) {
-        case keyArrowLeft:
-            return Point{-1, 0};
-        case keyArrowRight:
-            return Point{1, 0};
-        case keyArrowDown:
-            return Point{0, -1};
-        case keyArrowUp:
-            return Point{0, 1};
-        default:
-            return std::nullopt;
-    }
-}
-
 }  // namespace
 
 SelectionModel::SelectionModel(Settings settings, AreaToolbarModel& toolbar, OnFinish onFinish)
     : settings_(std::move(settings)),
       toolbar_(toolbar),
       onFinish_(std::move(onFinish)),
-      snapping_(bounds(), rectsOf(settings_.targets)) {
+      snapping_(bounds(), rectsOf(settings_.targets)),
+      covers_(settings_.covers) {
     // Sides are whole points.
     toolbar_.pixelStep = static_cast<int>(std::ceil(settings_.pixelScale));
     toolbar_.onAspect = [this](AspectPreset preset) { applyAspect(preset); };
@@ -79,6 +41,12 @@ SelectionModel::SelectionModel(Settings settings, AreaToolbarModel& toolbar, OnF
     toolbar_.onCancel = [this] { cancel(); };
     toolbar_.onConfirm = [this] { confirm(); };
     toolbar_.onFullScreen = [this] { selectFullScreen(); };
+    toolbar_.onCovering = [this](bool covering) { setCovering(covering); };
+    windowOnlyChanges_ = toolbar_.windowOnly.observe([this](bool windowOnly) {
+        isWindowOnly_ = windowOnly;
+        if (windowOnly) setCovering(false);
+        if (isIn<Adjusting>()) publish();
+    });
     publish();
 }
 
@@ -123,8 +91,11 @@ void SelectionModel::followPickedWindow() {
 
 void SelectionModel::preselect(const Rect& rect) {
     const Rect inside = geometry().rounded(rect.intersection(bounds()));
-    if (inside.width < SelectionGeometry::minSide || inside.height < SelectionGeometry::minSide) return;
+    const bool isLittle =
+        inside.width < SelectionGeometry::minSide || inside.height < SelectionGeometry::minSide;
+    if (isLittle && !settings_.coversOnly) return;
     adjust(inside);
+    if (settings_.coversOnly) setCovering(true);
 }
 
 void SelectionModel::selectFullScreen() {
@@ -148,6 +119,21 @@ void SelectionModel::applySize(std::optional<int> widthPixels, std::optional<int
     const Rect sized = geometry().resized(*selection_, points(widthPixels), points(heightPixels));
     setPickedWindow(std::nullopt);
     adjust(geometry().rounded(sized));
+}
+
+void SelectionModel::setCovering(bool covering) {
+    const bool can = selection_ && isIn<Adjusting>() && !isWindowOnly_;
+    if (covering && !can) return;
+    if (!covering) covers_.chooseNone();
+    if (covering != isCovering()) toolbar_.covering = covering;
+    if (selection_ && isIn<Adjusting>()) showToolbar();
+    updateCursor();
+    publish();
+}
+
+void SelectionModel::removeCover() {
+    covers_.removeChosen();
+    publish();
 }
 
 void SelectionModel::confirm() {
@@ -209,7 +195,10 @@ void SelectionModel::mouseDown(const MouseEvent& event) {
         if (clicked && clicked->windowID) finish(clicked->rect, clicked->windowID);
         return;
     }
-    if (isIn<Adjusting>() && selection_) {
+    if (isCovering()) {
+        covers_.mouseDown(event.location);
+        updateCursor();
+    } else if (isIn<Adjusting>() && selection_) {
         const bool confirms = event.clickCount == 2 && selection_->contains(event.location) &&
                               !handle(event.location, *selection_);
         if (confirms) return confirm();
@@ -241,7 +230,9 @@ void SelectionModel::mouseDragged(const MouseEvent& event) {
     MouseEvent inside = event;
     inside.location = geometry().clamped(event.location);
     mouse_ = inside.location;
-    if (const auto* drawing = std::get_if<Drawing>(&mode_)) {
+    if (isCovering()) {
+        covers_.mouseDragged(inside.location);
+    } else if (const auto* drawing = std::get_if<Drawing>(&mode_)) {
         drag(*drawing, inside);
     } else if (const auto* moving = std::get_if<Moving>(&mode_)) {
         drag(*moving, inside);
@@ -276,7 +267,10 @@ void SelectionModel::drag(const Resizing& resizing, const MouseEvent& event) {
 }
 
 void SelectionModel::mouseUp() {
-    if (const auto* moving = std::get_if<Moving>(&mode_)) {
+    if (isCovering()) {
+        covers_.mouseUp();
+        adjust(*selection_);
+    } else if (const auto* moving = std::get_if<Moving>(&mode_)) {
         finishGesture(moving->original);
     } else if (const auto* resizing = std::get_if<Resizing>(&mode_)) {
         finishGesture(resizing->original);
@@ -352,7 +346,9 @@ Point SelectionModel::pixelEdge(Point inside) const {
 void SelectionModel::updateCursor() {
     cursor_ = {};
     if (!isIn<Adjusting>() || !selection_ || !mouse_) return;
-    if (const auto over = handle(*mouse_, *selection_)) {
+    if (isCovering()) {
+        cursor_ = covers_.cursorAt(*mouse_);
+    } else if (const auto over = handle(*mouse_, *selection_)) {
         cursor_ = {SelectionCursor::Kind::resize, *over};
     } else if (selection_->contains(*mouse_)) {
         cursor_.kind = SelectionCursor::Kind::openHand;
@@ -362,40 +358,46 @@ void SelectionModel::updateCursor() {
 // Keys
 
 bool SelectionModel::keyDown(const NSEvent& event) {
-    if (event.keyCode == keyEscape) {
-        cancel();
+    if (event.keyCode == selectionKey::escape) {
+        isCovering() && !settings_.coversOnly ? setCovering(false) : cancel();
         return true;
     }
     if (settings_.windowsOnly) return false;
+    if (isCovering() && covers_.keyDown(event)) {
+        publish();
+        return true;
+    }
     switch (event.keyCode) {
-        case keyF:
-        case keySpace:
+        case selectionKey::f:
+        case selectionKey::space:
             if (!isIn<Picking>()) return false;
             selectFullScreen();
             return true;
-        case keyReturn:
-        case keyEnter:
+        case selectionKey::enterReturn:
+        case selectionKey::enter:
             if (!isIn<Adjusting>() || !selection_) return false;
             confirm();
             return true;
-        case keyM:
+        case selectionKey::c:
+            if (!settings_.coversOnly) setCovering(!isCovering());
+            return true;
+        case selectionKey::m:
             isMagnifierOn_ = !isMagnifierOn_;
             publish();
             return true;
         default:
-            return nudge(event);
+            return !isCovering() && nudge(event);
     }
 }
 
 /// Moves by one pixel, with Shift by ten; with Option moves only the right and bottom edges.
 bool SelectionModel::nudge(const NSEvent& event) {
-    const auto arrow = arrowOf(event.keyCode);
+    const auto arrow = arrowStep(event);
     if (!arrow || !isIn<Adjusting>() || !selection_) return false;
-    const double step = (event.modifierFlags & NSEvent::shiftFlag ? fastStep : 1) / settings_.pixelScale;
+    const double dx = arrow->dx / settings_.pixelScale;
+    const double dy = arrow->dy / settings_.pixelScale;
     const Rect before = *selection_;
-    const bool resizes = (event.modifierFlags & NSEvent::optionFlag) != 0;
-    const Rect after = resizes ? stretched(before, arrow->x * step, -arrow->y * step)
-                               : geometry().move(before, arrow->x * step, arrow->y * step);
+    const Rect after = arrow->resizes ? stretched(before, dx, -dy) : geometry().move(before, dx, dy);
     if (after != before) setPickedWindow(std::nullopt);
     adjust(after);
     return true;
@@ -409,62 +411,6 @@ Rect SelectionModel::stretched(const Rect& before, double wider, double taller) 
     const Rect after =
         shape.resize(before, Handle::bottomRight, {before.minX() + size.width, before.maxY() - size.height});
     return shape.ratio ? shape.rounded(after) : after;
-}
-
-// Appearance
-
-void SelectionModel::publish() {
-    SelectionAppearance now = describe();
-    if (now != *appearance) appearance = std::move(now);
-}
-
-SelectionAppearance SelectionModel::describe() const {
-    SelectionAppearance seen;
-    seen.selection = selection_;
-    seen.cursor = cursor_;
-    if (selection_) {
-        describeSelection(seen);
-    } else {
-        describeTarget(seen);
-    }
-    if (seen.hint) seen.hint->center = {bounds().midX(), bounds().maxY() - hintDistance};
-    const bool magnifies = isMagnifierOn_ || isIn<Resizing>() || (isIn<Drawing>() && selection_);
-    if (magnifies) seen.magnified = mouse_;
-    if (isToolbarShown_ && selection_) seen.toolbar = toolbarFrame(*selection_, toolbarSize_, bounds());
-    if (isPickBarShown_) {
-        seen.pickBar = {bounds().midX() - pickBarSize_.width / 2, pickBarDistance, pickBarSize_.width,
-                        pickBarSize_.height};
-    }
-    return seen;
-}
-
-void SelectionModel::describeSelection(SelectionAppearance& seen) const {
-    if (!isIn<Drawing>()) seen.handles = handlesFor(geometry().ratio);
-    const bool hasRoomBelow = selection_->minY() - sizeLabelGap > sizeLabelGap;
-    seen.sizeLabel = {formatPixels(selection_->size(), settings_.pixelScale),
-                      {selection_->midX(),
-                       hasRoomBelow ? selection_->minY() - sizeLabelGap : selection_->maxY() + sizeLabelGap}};
-    if (!isIn<Adjusting>()) return;
-    seen.hint = {
-        localized("Return or double-click to {}   ·   Drag to move, handles to resize   ·   Click outside to "
-                  "pick again   ·   Esc: cancel",
-                  {lowerCased(toolbar_.confirmTitle)}),
-        {}};
-}
-
-void SelectionModel::describeTarget(SelectionAppearance& seen) const {
-    seen.highlighted = hovered_;
-    if (hovered_) {
-        seen.highlightLabel = {
-            hovered_->title + "  ·  " + formatPixels(hovered_->rect.size(), settings_.pixelScale),
-            {hovered_->rect.midX(), hovered_->rect.midY()}};
-    }
-    seen.hint = {
-        settings_.windowsOnly ? localized("Click the window to record   ·   Esc: cancel")
-        : !settings_.hasWindows
-            ? localized("Drag to select an area   ·   F: full screen   ·   Esc: cancel")
-            : localized("Click a window   ·   Drag to select an area   ·   F: full screen   ·   Esc: cancel"),
-        {}};
 }
 
 }  // namespace lumicrate

@@ -3,6 +3,8 @@
 #pragma once
 
 #include "Lumicrate/Overlays/Selection/AreaToolbarModel.h"
+#include "Lumicrate/Overlays/Selection/CoverSelection.h"
+#include "Lumicrate/Overlays/Selection/SelectionCursor.h"
 #include "Lumicrate/Overlays/Selection/SelectionGeometry.h"
 #include "Platform/NSEvent.h"
 #include "Support/Geometry.h"
@@ -32,17 +34,13 @@ struct SelectionLabel {
     bool operator==(const SelectionLabel&) const = default;
 };
 
-struct SelectionCursor {
-    enum class Kind { crosshair, openHand, closedHand, resize };
-    Kind kind = Kind::crosshair;
-    Handle handle = Handle::topLeft;  ///< of a resize cursor
-    bool operator==(const SelectionCursor&) const = default;
-};
-
 /// Everything that is shown of a selection. Points, y up from the screen's bottom left corner.
 struct SelectionAppearance {
     std::optional<Rect> selection;  ///< the part of the screen that is not dimmed
-    std::vector<Handle> handles;    ///< the visible ones; none while the selection is drawn
+    std::vector<Handle> handles;    ///< the visible ones; none while the selection is drawn or covered
+    std::vector<SelectionCover> covers;
+    std::vector<Handle> coverHandles;  ///< of the chosen cover
+    std::optional<Rect> removeButton;  ///< the frame of the button that removes it, while it is visible
     std::optional<HoverTarget> highlighted;
     std::optional<SelectionLabel> highlightLabel;
     std::optional<SelectionLabel> sizeLabel;
@@ -64,6 +62,10 @@ class SelectionModel {
         std::vector<HoverTarget> targets;  ///< the windows, front-most first
         bool windowsOnly = false;          ///< only a whole window can be picked
         bool hasWindows = true;            ///< false where windows can't be picked here at all
+        /// What a click does while only a window can be picked; records it by default.
+        std::optional<std::string> windowHint{};
+        std::vector<Rect> covers{};  ///< that exist already
+        bool coversOnly = false;     ///< cover parts of a selection that can't be changed
     };
     /// Called once: with the rectangle and, if a window is to be recorded, its number; without a rectangle if
     /// the user has cancelled.
@@ -84,9 +86,14 @@ class SelectionModel {
     Size screen() const { return settings_.screen; }
     double pixelScale() const { return settings_.pixelScale; }
     bool windowsOnly() const { return settings_.windowsOnly; }
+    bool coversOnly() const { return settings_.coversOnly; }
+    /// The covered parts of what would be recorded.
+    std::vector<Rect> covers() const;
 
     /// The preferred sizes of the bars. Call again whenever they change.
     void setBarSizes(const Size& toolbar, const Size& pickBar);
+    /// The preferred size of the button that removes a cover.
+    void setRemoveButtonSize(const Size& size);
     /// The windows have changed. A picked window is followed; if it is gone, a selection that would record
     /// only the window ends.
     void setTargets(std::vector<HoverTarget> targets);
@@ -97,6 +104,9 @@ class SelectionModel {
     void applyAspect(AspectPreset preset);
     /// Pixels. A side that is not given follows from the aspect ratio, or is kept.
     void applySize(std::optional<int> widthPixels, std::optional<int> heightPixels);
+    /// While covering, the pointer and the keys act on covers instead of the selection.
+    void setCovering(bool covering);
+    void removeCover();
     void confirm();
     void cancel();
 
@@ -134,6 +144,7 @@ class SelectionModel {
     bool isIn() const {
         return std::holds_alternative<Which>(mode_);
     }
+    bool isCovering() const { return *toolbar_.covering; }
     SelectionGeometry geometry() const;
     Rect bounds() const { return {0, 0, settings_.screen.width, settings_.screen.height}; }
 
@@ -164,15 +175,19 @@ class SelectionModel {
     EdgeSnapping snapping_;
     Mode mode_ = Picking{};
     std::optional<Rect> selection_;
+    CoverSelection covers_;
     std::optional<HoverTarget> pickedWindow_;
     std::optional<HoverTarget> hovered_;
     std::optional<Point> mouse_;
     SelectionCursor cursor_;
+    bool isWindowOnly_ = false;  ///< a window is recorded, which is followed and has no covers
     bool isToolbarShown_ = false;
     bool isPickBarShown_ = true;
     bool isMagnifierOn_ = false;  ///< shown permanently, not only while drawing and resizing
     Size toolbarSize_;
     Size pickBarSize_;
+    Size removeButtonSize_;
+    Subscription windowOnlyChanges_;
 };
 
 }  // namespace lumicrate

@@ -104,6 +104,7 @@ AreaToolbarView::AreaToolbarView(AreaToolbarModel& model, RecordOptionsBar& opti
     addField(AreaToolbarModel::Side::height, localizedText("Height"), localizedText("H"));
     addDivider();
     row().addWidget(new RecordOptionsBarView(options, this));
+    addCover();
     addDivider();
     addActions();
 }
@@ -161,6 +162,21 @@ void AreaToolbarView::addField(AreaToolbarModel::Side side, const QString& name,
     subscriptions_.push_back(model_.pixels(side).observe([field](int pixels) { field->setValue(pixels); }));
 }
 
+void AreaToolbarView::addCover() {
+    auto* const cover = new BarToggle(this);
+    cover->setObjectName(QStringLiteral("cover"));
+    cover->setAccessibleName(localizedText("Cover"));
+    cover->setSymbol("eye.slash");
+    cover->setToolTip(localizedText("Cover parts of the picture (C)"));
+    onClick(*cover, *this, [this] { model_.onCovering(!*model_.covering); });
+    row().addSpacing(overlay::control::gap);
+    row().addWidget(cover);
+    cover->setChecked(*model_.covering);
+    cover->setEnabled(!*model_.windowOnly);
+    subscriptions_.push_back(model_.covering.observe([cover](bool is) { cover->setChecked(is); }));
+    subscriptions_.push_back(model_.windowOnly.observe([cover](bool only) { cover->setEnabled(!only); }));
+}
+
 void AreaToolbarView::addActions() {
     auto* const cancel = new BarButton(BarButton::Look::plain, this);
     cancel->setObjectName(QStringLiteral("cancel"));
@@ -175,6 +191,17 @@ void AreaToolbarView::addActions() {
     onClick(*confirm, *this, [this] { model_.onConfirm(); });
     row().addWidget(cancel);
     row().addWidget(confirm);
+}
+
+CoverBarView::CoverBarView(AreaToolbarModel& model, QWidget* parent) : SelectionBar(parent) {
+    setAccessibleName(localizedText("Covers"));
+    auto* const done = new BarButton(BarButton::Look::prominent, this);
+    done->setObjectName(QStringLiteral("confirm"));
+    done->setSymbol("checkmark");
+    done->setText(qtText(model.confirmTitle));
+    done->setAccessibleName(done->text());
+    onClick(*done, *this, [&model] { model.onConfirm(); });
+    row().addWidget(done);
 }
 
 PickBarView::PickBarView(AreaToolbarModel& model, bool offersFullScreen, QWidget* parent)

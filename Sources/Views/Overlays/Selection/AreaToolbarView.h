@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// AreaToolbarView and PickBarView: the two bars of a selection.
+// AreaToolbarView, PickBarView and CoverBarView: the bars of a selection.
 #pragma once
 
 #include "Lumicrate/Overlays/Selection/AreaToolbarModel.h"
@@ -31,6 +31,7 @@ class AreaToolbarView final : public SelectionBar {
     void addRecordPicker();
     void addAspect();
     void addField(AreaToolbarModel::Side side, const QString& name, const QString& mark);
+    void addCover();
     void addActions();
     void showWindow(const std::optional<std::string>& title);
     void showAspect(AspectPreset preset);
@@ -40,6 +41,13 @@ class AreaToolbarView final : public SelectionBar {
     QWidget* recordDivider_ = nullptr;
     BarButton* aspect_ = nullptr;
     std::vector<Subscription> subscriptions_;
+};
+
+/// The bar beside a selection of which only parts are covered.
+class CoverBarView final : public SelectionBar {
+ public:
+    /// `model` must outlive it.
+    CoverBarView(AreaToolbarModel& model, QWidget* parent);
 };
 
 /// The bar that is shown while nothing is selected yet. Return presses its buttons too.

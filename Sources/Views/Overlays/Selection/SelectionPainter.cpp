@@ -2,8 +2,11 @@
 #include "Views/Overlays/Selection/SelectionPainter.h"
 
 #include "Views/Overlays/OverlayStyle.h"
+#include "Views/Widgets/QtText.h"
+#include "Views/Widgets/Symbols.h"
 #include "Views/Widgets/Theme.h"
 
+#include <QFontMetricsF>
 #include <QPainter>
 #include <algorithm>
 #include <array>
@@ -25,6 +28,9 @@ constexpr double handleCorner = 2;
 constexpr double handleLine = 1.5;
 constexpr double highlightOpacity = 0.12;
 constexpr double highlightLine = 3;
+constexpr double coverLineOpacity = 0.4;
+constexpr double coverPadding = 8;
+constexpr double coverSymbol = 16;
 /// Shown inside a selection if there is neither a still picture nor a compositing manager.
 const QColor blank(96, 98, 106);
 
@@ -189,6 +195,8 @@ QRegion SelectionPainter::highlightFrame(const QRect& target) const {
 void SelectionPainter::paint(QPainter& painter, const SelectionScene& scene, const QRegion& clip,
                              bool composited) const {
     paintBackground(painter, scene, clip, composited);
+    for (const SelectionScene::Cover& each : scene.covers)
+        if (clip.intersects(each.frame)) paintCover(painter, each);
     if (scene.highlight) paintHighlight(painter, *scene.highlight, clip);
     if (scene.selection) outline_.paint(painter, *scene.selection, clip);
     for (const QPoint& each : scene.handles) {
@@ -216,6 +224,35 @@ void SelectionPainter::paintBackground(QPainter& painter, const SelectionScene& 
     paintScreen(painter, dimmed);
     painter.setCompositionMode(QPainter::CompositionMode_SourceOver);
     fill(painter, dimmed, overlay::black(dimming));
+}
+
+/// As in the recording, with a line along its edges that sets it off, and what it is.
+void SelectionPainter::paintCover(QPainter& painter, const SelectionScene::Cover& cover) const {
+    painter.save();
+    painter.setClipRect(cover.frame, Qt::IntersectClip);
+    painter.fillRect(cover.frame, overlay::coverGround);
+    painter.translate(cover.frame.topLeft());
+    painter.scale(scale_, scale_);
+    const QRectF body(QPointF(), QSizeF(cover.frame.size()) / scale_);
+    const double line = cover.isChosen ? 2 : 1;
+    painter.setPen(QPen(cover.isChosen ? overlay::blue : overlay::white(coverLineOpacity), line));
+    painter.setBrush(Qt::NoBrush);
+    painter.drawRect(body.adjusted(line / 2, line / 2, -line / 2, -line / 2));
+    painter.setRenderHint(QPainter::Antialiasing);
+    const QFont font = overlay::font(overlay::control::textSize);
+    const QFontMetricsF metrics(font);
+    const QString text = localizedText("Covered in the recording");
+    const double width = metrics.horizontalAdvance(text);
+    if (body.width() >= width + 2 * coverPadding && body.height() >= metrics.height() + coverPadding) {
+        painter.setFont(font);
+        painter.setPen(overlay::control::faintText);
+        painter.drawText(body, Qt::AlignCenter | Qt::TextSingleLine, text);
+    } else if (std::min(body.width(), body.height()) >= coverSymbol + coverPadding) {
+        QRectF square(0, 0, coverSymbol, coverSymbol);
+        square.moveCenter(body.center());
+        paintSymbol(painter, square, "eye.slash", overlay::control::faintText);
+    }
+    painter.restore();
 }
 
 void SelectionPainter::paintScreen(QPainter& painter, const QRegion& part) const {

@@ -58,6 +58,7 @@ class SelectionPainter {
     void paintScreen(QPainter& painter, const QRegion& part) const;
     void paintBackground(QPainter& painter, const SelectionScene& scene, const QRegion& clip,
                          bool composited) const;
+    void paintCover(QPainter& painter, const SelectionScene::Cover& cover) const;
     void paintHighlight(QPainter& painter, const QRect& target, const QRegion& clip) const;
 
     QImage still_;

@@ -77,12 +77,21 @@ std::vector<SceneLabel> labelsOf(const SelectionAppearance& seen, const ScreenPi
     return labels;
 }
 
-/// The labels that only one of the lists has.
-QRegion changedLabels(const std::vector<SceneLabel>& before, const std::vector<SceneLabel>& after) {
+QRect frameOf(const SceneLabel& label) {
+    return label.plate;
+}
+
+QRect frameOf(const SelectionScene::Cover& cover) {
+    return cover.frame;
+}
+
+/// The labels or covers that only one of the lists has.
+template <class Part>
+QRegion changedParts(const std::vector<Part>& before, const std::vector<Part>& after) {
     QRegion changed;
     const auto addMissing = [&changed](const auto& these, const auto& those) {
-        for (const SceneLabel& each : these)
-            if (std::find(those.begin(), those.end(), each) == those.end()) changed += each.plate;
+        for (const Part& each : these)
+            if (std::find(those.begin(), those.end(), each) == those.end()) changed += frameOf(each);
     };
     addMissing(before, after);
     addMissing(after, before);
@@ -129,6 +138,12 @@ SelectionScene layOut(const SelectionAppearance& seen, const ScreenPixels& scree
         for (const Handle each : seen.handles)
             scene.handles.push_back(screen.positionOf(pointOf(each, *seen.selection)).toPoint());
     }
+    for (const SelectionCover& cover : seen.covers) {
+        scene.covers.push_back({screen.rectOf(cover.rect), cover.isChosen});
+        if (!cover.isChosen) continue;
+        for (const Handle each : seen.coverHandles)
+            scene.handles.push_back(screen.positionOf(pointOf(each, cover.rect)).toPoint());
+    }
     if (seen.highlighted) scene.highlight = screen.rectOf(seen.highlighted->rect);
     scene.labels = labelsOf(seen, screen);
     if (seen.magnified && painter.canMagnify()) {
@@ -156,7 +171,8 @@ QRegion changedPixels(const SelectionScene& before, const SelectionScene& after,
         for (const auto& each : {before.highlight, after.highlight})
             if (each) changed += painter.highlightFrame(*each);
     }
-    changed += changedLabels(before.labels, after.labels);
+    changed += changedParts(before.covers, after.covers);
+    changed += changedParts(before.labels, after.labels);
     if (before.magnified != after.magnified) {
         for (const auto& each : {before.magnified, after.magnified})
             if (each) changed += each->frame;

@@ -43,8 +43,15 @@ struct SelectionScene {
         bool operator==(const Magnified&) const = default;
     };
 
+    struct Cover {
+        QRect frame;
+        bool isChosen = false;
+        bool operator==(const Cover&) const = default;
+    };
+
     std::optional<QRect> selection;  ///< not dimmed; the outline runs around it
-    std::vector<QPoint> handles;     ///< their centres
+    std::vector<Cover> covers;
+    std::vector<QPoint> handles;  ///< their centres
     std::optional<QRect> highlight;
     std::vector<SceneLabel> labels;  ///< bottom to top
     std::optional<Magnified> magnified;

@@ -2,6 +2,7 @@
 #include "Views/Overlays/Selection/SelectionView.h"
 
 #include "Views/Desktop/Coordinates.h"
+#include "Views/Overlays/BarButton.h"
 #include "Views/Widgets/Accessibility.h"
 #include "Views/Widgets/QtText.h"
 
@@ -14,6 +15,7 @@
 #include <QPainter>
 #include <QScreen>
 #include <QStringList>
+#include <algorithm>
 #include <utility>
 
 namespace lumicrate::views {
@@ -48,10 +50,16 @@ Qt::CursorShape shapeOf(const SelectionCursor& cursor) {
     return Qt::SizeBDiagCursor;
 }
 
-QString descriptionOf(const SelectionAppearance& seen) {
+QString descriptionOf(const SelectionAppearance& seen, double pixelScale) {
     QStringList lines;
     for (const auto& each : {seen.highlightLabel, seen.sizeLabel, seen.hint})
         if (each) lines += qtText(each->text);
+    const auto chosen =
+        std::find_if(seen.covers.begin(), seen.covers.end(), [](const auto& each) { return each.isChosen; });
+    if (chosen != seen.covers.end())
+        lines += qtText(localized("Cover {} of {}: {}", {std::to_string(chosen - seen.covers.begin() + 1),
+                                                         std::to_string(seen.covers.size()),
+                                                         formatPixels(chosen->rect.size(), pixelScale)}));
     return lines.join(u'\n');
 }
 
@@ -71,6 +79,18 @@ bool isForSelection(const QEvent& ofPanel) {
     }
 }
 
+std::unique_ptr<QWidget> makeRemoveButton(SelectionModel& model) {
+    auto button = std::make_unique<BarButton>(BarButton::Look::prominent, nullptr);
+    button->setObjectName(QStringLiteral("removeCover"));
+    button->setSymbol("trash");
+    button->setHelp(localized("Remove the cover (Del)"));
+    // Queued: it disappears with the cover.
+    QObject::connect(
+        button.get(), &QAbstractButton::clicked, button.get(), [&model] { model.removeCover(); },
+        Qt::QueuedConnection);
+    return button;
+}
+
 Size preferredSize(QWidget& bar) {
     bar.ensurePolished();
     const QSize size = bar.sizeHint();
@@ -88,6 +108,7 @@ SelectionView::SelectionView(SelectionModel& model, QImage still, KeyTranslation
       painter_(std::move(still), model.pixelScale()),
       toolbar_(adopt(std::move(toolbar))),
       pickBar_(adopt(std::move(pickBar))),
+      removeButton_(adopt(makeRemoveButton(model))),
       isFrozen_(isFrozen) {
     setAccessibleRole(*this, QAccessible::Canvas);
     setAccessibleName(localizedText("Selection"));
@@ -120,7 +141,7 @@ void SelectionView::showAppearance(const SelectionAppearance& seen) {
     scene_ = std::move(scene);
     if (!changed.isEmpty()) update(pixels_.widgetRegion(changed));
     showCursor(shapeOf(seen.cursor));
-    setAccessibleDescription(descriptionOf(seen));
+    setAccessibleDescription(descriptionOf(seen, model_.pixelScale()));
     schedulePlacing();
 }
 
@@ -142,7 +163,8 @@ void SelectionView::placeBars() {
     const SelectionAppearance seen = *model_.appearance;
     const bool toolbarChanged = place(*toolbar_, seen.toolbar);
     const bool pickBarChanged = place(*pickBar_, seen.pickBar);
-    if (!toolbarChanged && !pickBarChanged) return;
+    const bool removeButtonChanged = place(*removeButton_, seen.removeButton);
+    if (!toolbarChanged && !pickBarChanged && !removeButtonChanged) return;
     // Hidden bars do not report size changes.
     reportBarSizes();
     if (!isDragging_ && isVisible()) reportPointer();
@@ -165,6 +187,7 @@ bool SelectionView::place(QWidget& bar, const std::optional<Rect>& frame) {
 
 void SelectionView::reportBarSizes() {
     model_.setBarSizes(preferredSize(*toolbar_), preferredSize(*pickBar_));
+    model_.setRemoveButtonSize(preferredSize(*removeButton_));
 }
 
 bool SelectionView::event(QEvent* event) {

@@ -59,6 +59,7 @@ class SelectionView final : public OverlayWidget {
     SelectionScene scene_;
     QWidget* toolbar_;
     QWidget* pickBar_;
+    QWidget* removeButton_;
     const bool isFrozen_;
     bool isDragging_ = false;
     bool isPlacingScheduled_ = false;

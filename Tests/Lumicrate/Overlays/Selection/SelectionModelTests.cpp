@@ -10,6 +10,7 @@ namespace lumicrate::test {
 namespace {
 
 using Kind = SelectionCursor::Kind;
+using testing::_;
 using testing::Pair;
 
 const Rect all{0, 0, 1200, 800};
@@ -17,6 +18,7 @@ const HoverTarget notes{{100, 100, 400, 300}, "Notes", 7};
 const HoverTarget behind{{50, 50, 900, 700}, "Behind", 8};
 const auto cancelled = Pair(std::nullopt, std::nullopt);
 
+constexpr std::int64_t keyC = 8, keyN = 45, keyDelete = 117;
 constexpr std::int64_t keyF = 3, keyReturn = 36, keyM = 46, keySpace = 49, keyEscape = 53, keyEnter = 76,
                        keyLeft = 123, keyRight = 124, keyDown = 125, keyUp = 126;
 
@@ -326,6 +328,81 @@ std::vector<std::string> written(const std::vector<MenuItem>& items) {
         if (!each.enabled) lines.back() += "-";
     }
     return lines;
+}
+
+TEST_F(SelectionModelTests, CoversAreDrawnMovedAndResizedInsideTheSelection) {
+    makeWith({100, 100, 400, 300});
+    model->setRemoveButtonSize({30, 30});
+    press(keyC);
+    EXPECT_TRUE(*toolbar.covering);
+    EXPECT_THAT(seen().handles, IsEmpty());
+    drag({150.5, 150.5}, {250.25, 180});
+    EXPECT_THAT(model->covers(), ElementsAre(Rect{150, 150, 101, 30}));
+    EXPECT_EQ(selection(), (Rect{100, 100, 400, 300}));
+    EXPECT_EQ(seen().removeButton, (Rect{261, 150, 30, 30}));
+    EXPECT_THAT(seen().coverHandles, SizeIs(4)) << "too low for handles at its sides";
+    EXPECT_TRUE(seen().toolbar);
+    const struct {
+        const char* what;
+        Point from, to;
+        Rect cover;
+    } gestures[] = {
+        {"moved", {200, 165}, {210.4, 175}, {160, 160, 101, 30}},
+        {"moved to the edge", {200, 165}, {10, 175}, {100, 170, 101, 30}},
+        {"resized", {201, 170}, {300, 120}, {100, 120, 200, 80}},
+        {"resized by its top, which has a handle now", {200, 200}, {250, 900}, {100, 120, 200, 280}},
+        {"resized to the smallest", {300, 120}, {0, 500}, {100, 392, 8, 8}},
+        {"grabbed in its middle although it is small", {104, 396}, {204, 296}, {200, 292, 8, 8}},
+    };
+    for (const auto& each : gestures) {
+        drag(each.from, each.to);
+        EXPECT_THAT(model->covers(), ElementsAre(each.cover)) << each.what;
+    }
+    drag({300, 300}, {303, 303});
+    drag({300, 300}, {306, 306});
+    drag({50, 50}, {300, 300});
+    EXPECT_THAT(model->covers(), SizeIs(1)) << "clicks, too small ones, and drags from outside";
+    click({204, 296});
+    press(keyRight, NSEvent::shiftFlag);
+    press(keyDown, NSEvent::optionFlag);
+    EXPECT_THAT(model->covers(), ElementsAre(Rect{210, 291, 8, 9}));
+    press(keyN);
+    EXPECT_THAT(model->covers(), ElementsAre(_, Rect{250, 212, 100, 76}));
+    press(keySpace);
+    EXPECT_TRUE(seen().covers[0].isChosen);
+    press(keyDelete);
+    EXPECT_THAT(seen().covers, ElementsAre(SelectionCover{{250, 212, 100, 76}, false}));
+    EXPECT_FALSE(seen().removeButton);
+    for (int i = 0; i < 40; ++i)
+        press(keyN);
+    EXPECT_THAT(model->covers(), SizeIs(32));
+}
+
+TEST_F(SelectionModelTests, CoversStayOnTheScreenAndEndWithTheirSelection) {
+    make();
+    press(keyC);
+    EXPECT_FALSE(*toolbar.covering) << "nothing is selected";
+    click({200, 200});
+    toolbar.onCovering(true);
+    drag({110, 110}, {200, 150});
+    EXPECT_TRUE(press(keyEscape));
+    EXPECT_FALSE(*toolbar.covering);
+    EXPECT_THAT(results, IsEmpty());
+    EXPECT_THAT(seen().handles, SizeIs(8));
+    // A window that is followed has none.
+    toolbar.windowOnly = true;
+    EXPECT_THAT(seen().covers, IsEmpty());
+    press(keyC);
+    EXPECT_FALSE(*toolbar.covering);
+    toolbar.windowOnly = false;
+    EXPECT_THAT(model->covers(), ElementsAre(Rect{110, 110, 90, 40}));
+    drag({300, 300}, {350, 320});
+    EXPECT_EQ(selection(), (Rect{150, 120, 400, 300}));
+    EXPECT_THAT(model->covers(), ElementsAre(Rect{150, 120, 50, 30})) << "the part that is still inside";
+    drag({20, 20}, {90, 90});
+    EXPECT_THAT(model->covers(), IsEmpty());
+    drag({1000, 700}, {90, 90});
+    EXPECT_THAT(model->covers(), ElementsAre(Rect{110, 110, 90, 40}));
 }
 
 TEST(AreaToolbarTests, SizesAreTypedOrStepped) {

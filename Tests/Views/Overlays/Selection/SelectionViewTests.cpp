@@ -5,6 +5,7 @@
 #include "Tests/Views/Overlays/OverlayStage.h"
 #include "Views/Overlays/Selection/SelectionView.h"
 
+#include <QAbstractButton>
 #include <QBackingStore>
 #include <QKeyEvent>
 #include <QLineEdit>
@@ -140,6 +141,24 @@ TEST_F(SelectionViewTests, BarsHideWhatIsBelow) {
     EXPECT_FALSE(*result) << "the right button cancels";
 }
 
+TEST_F(SelectionViewTests, CoversAreOpaqueAndHaveAButton) {
+    constexpr Rgb covered{40, 40, 40};
+    open();
+    model.preselect({60, 60, 220, 170});
+    model.setCovering(true);
+    drag({80, 80}, {180, 150});
+    EXPECT_TRUE(runUntil([&] { return model.covers() == std::vector{Rect{80, 80, 100, 70}}; }));
+    EXPECT_TRUE(shows(90, 140, covered, 0));
+    EXPECT_TRUE(runUntil([&] { return overlay->accessibleDescription().contains("Cover 1 of 1: "); }));
+    auto* const remove = overlay->findChild<QAbstractButton*>("removeCover");
+    EXPECT_TRUE(runUntil([&] { return remove->isVisible(); }));
+    const Rect button = *seen().removeButton;
+    point(button.midX(), button.midY());
+    xdotool({"click", "1"});
+    EXPECT_TRUE(runUntil([&] { return seen().covers.empty() && !remove->isVisible(); }));
+    EXPECT_TRUE(shows(90, 140, Application::color));
+}
+
 TEST_F(SelectionViewTests, CursorShowsWhatADragWouldDo) {
     const Rect area{60, 60, 200, 160};
     open();
@@ -215,6 +234,7 @@ TEST_F(SelectionPixelTests, PartialRepaintsGiveTheSamePixelsAsFullOnes) {
     for (int round = 0; round < 60; ++round) {
         if (round % 20 == 0) overlay->setComposited(round != 20);
         if (round % 7 == 0) toolbarModel.aspect = AspectPreset(round / 7 % 4);
+        model.setCovering(round % 8 > 4);
         if (round % 5 == 0) toolbar->grow(round % 3 - 1);
         model.keyDown(translated(round % 3 == 0 ? Qt::Key_M : Qt::Key_Right));
         // Sometimes on the selection, to move or resize it.
