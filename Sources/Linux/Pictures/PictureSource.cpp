@@ -139,8 +139,8 @@ void PictureSource::updatePicture() {
     composer_.invalidate(changes.blocks);
     for (const PixelRect& rect : changes.cursor)
         composer_.invalidate(rect);
-    // Any part makes a frame.
-    if (std::exchange(isFrameDue_, false)) composer_.invalidate(PixelRect{0, 0, 1, 1});
+    // Any part makes a frame. Before the first one there is nothing to show again.
+    if (delivered_ > 0 && std::exchange(isFrameDue_, false)) composer_.invalidate(PixelRect{0, 0, 1, 1});
     if (composer_.dirty().isEmpty() || changes.incomplete) {
         pacer_.checked(taken);
     } else {
