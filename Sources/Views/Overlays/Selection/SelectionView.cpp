@@ -178,8 +178,8 @@ bool SelectionView::place(QWidget& bar, const std::optional<Rect>& frame) {
         bar.show();
     } else if (wasShown) {
         // Otherwise the toolkit would move the focus to the next widget.
-        if (QWidget* const focused = window()->focusWidget(); focused && bar.isAncestorOf(focused))
-            setFocus();
+        QWidget* const focused = window()->focusWidget();
+        if (focused && (focused == &bar || bar.isAncestorOf(focused))) setFocus();
         bar.hide();
     }
     return wasShown != frame.has_value();
