@@ -279,6 +279,7 @@ TEST_F(RecorderOverlayTests, CoversAreDrawnInPausesAndPrecedeThePicture) {
     EXPECT_TRUE(bar.content->showsCover);
     EXPECT_FALSE(bar.content->canCover);
     recorder->drawCovers();
+    executor.advance(1s);
     recorder->togglePause();
     EXPECT_FALSE(contents.visible("selection"));
     contents.barModel->cover();
