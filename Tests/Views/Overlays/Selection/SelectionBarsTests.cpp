@@ -159,7 +159,7 @@ TEST_F(SelectionBarsTests, TabVisitsTheControlsAndOtherKeysPass) {
     model.windowTitle = std::optional<std::string>("Notes");
     for (const char* control :
          {"Area", "Aspect", "Width", "Height", "Resolution and frame rate", "System audio", "Microphone",
-          "Choose a microphone", "Webcam", "Cancel (Esc)", "Record"}) {
+          "Choose a microphone", "Webcam", "Cover", "Cancel (Esc)", "Record"}) {
         ASSERT_TRUE(pressTab());
         EXPECT_EQ(focused(), control);
         ground.keys.clear();
