@@ -12,16 +12,14 @@
 #include "Linux/Media/Editing/ReencodedTrack.h"
 #include "Linux/Media/Editing/SoundTracks.h"
 #include "Linux/Media/Editing/StitchedTrack.h"
+#include "Linux/Media/Editing/TrackWriters.h"
 #include "Linux/Media/Editing/VoiceGain.h"
 #include "Linux/Media/Sound/TrackNames.h"
 #include "Support/Error.h"
 #include "Support/Log.h"
 
 #include <algorithm>
-#include <exception>
 #include <memory>
-#include <mutex>
-#include <thread>
 #include <utility>
 #include <vector>
 
@@ -41,40 +39,6 @@ std::optional<CMTimeRange> within(const std::optional<CMTimeRange>& range, const
 double lengthOf(const std::optional<CMTimeRange>& range, const InputMovie& movie) {
     if (!range) return movie.duration();
     return std::min(range->end.seconds(), movie.duration()) - range->start.seconds();
-}
-
-using TrackWriters = std::vector<std::unique_ptr<TrackWriter>>;
-
-/// Runs all writers at once, each on a thread of its own. When one fails, the others are stopped and its
-/// exception is thrown.
-void writeTogether(OutputMovie& output, const TrackWriters& tracks) {
-    std::mutex mutex;
-    std::exception_ptr first;
-    {
-        std::vector<std::jthread> threads;
-        for (const auto& track : tracks) {
-            threads.emplace_back([&] {
-                try {
-                    track->write();
-                } catch (...) {
-                    const std::lock_guard lock(mutex);
-                    if (!first) first = std::current_exception();
-                    output.abandon();
-                }
-            });
-        }
-    }
-    if (first) std::rethrow_exception(first);
-}
-
-void write(OutputMovie& output, const InputMovie& input, const TrackWriters& tracks) {
-    output.copyMetadata(input);
-    for (const auto& track : tracks)
-        track->addTo(output);
-    output.setTakesTurns(tracks.size() > 1);
-    output.begin();
-    writeTogether(output, tracks);
-    output.finish();
 }
 
 /// One writer for all tracks: with copies only, more threads would just wait for each other.
@@ -178,7 +142,7 @@ void Assets::mixAudio(const std::filesystem::path& source, const std::filesystem
         tracks.push_back(std::make_unique<MixedTrack>(input));
     }
     output.setRecordedInput(recordedInputOf(source));
-    write(output, input, tracks);
+    writeMovie(output, input, tracks);
 }
 
 AVVoice Assets::voice(const std::filesystem::path& url) const {
@@ -208,7 +172,7 @@ void Assets::cleanVoice(const std::filesystem::path& source, const std::filesyst
     original->setAside(trackname::originalMicrophone);
     tracks.push_back(std::move(original));
     output.setRecordedInput(recordedInputOf(source));
-    write(output, input, tracks);
+    writeMovie(output, input, tracks);
 }
 
 void Assets::exportMovie(const std::filesystem::path& source, const std::filesystem::path& destination,
@@ -229,7 +193,7 @@ void Assets::exportMovie(const std::filesystem::path& source, const std::filesys
             tracks.push_back(copyOf(input, track, range));
     }
     output.setRecordedInput(inputIn(range, recordedInputOf(source)));
-    write(output, input, tracks);
+    writeMovie(output, input, tracks);
 }
 
 void Assets::copyWithoutInput(const std::filesystem::path& source, const std::filesystem::path& destination,
@@ -238,7 +202,7 @@ void Assets::copyWithoutInput(const std::filesystem::path& source, const std::fi
     OutputMovie output(destination, type, input.duration(), work);
     TrackWriters tracks;
     tracks.push_back(copyOfAll(input, std::nullopt));
-    write(output, input, tracks);
+    writeMovie(output, input, tracks);
 }
 
 }  // namespace lumicrate::media
