@@ -228,6 +228,8 @@ TEST_F(MovieCommandTests, FailuresAreOneSentenceAndChangeNothing) {
         {{"gif", movie, "--width=4097"}, 2, "give a number from 16 to 4096"},
         {{"gif", movie, "--fps=0"}, 2, "“0” is not a valid value for --fps: give a number from 1 to 50."},
         {{"gif", movie, "--fps=51"}, 2, "give a number from 1 to 50"},
+        {{"zoom", movie}, 1, "Couldn't make the zoomed copy: The recording contains no clicks to zoom to."},
+        {{"zoom", movie, "--scale=4.5"}, 2, "give a number from 1.1 to 4"},
         {{"trim", movie, "--from", "1.5", "--to", "1"}, 1, "The range is empty."},
         {{"trim", movie, "--from", "1", "--to", "1"}, 1, "The range is empty."},
         {{"trim", movie, "--from", "7"}, 1, "outside the recording"},

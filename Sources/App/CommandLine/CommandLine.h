@@ -67,6 +67,7 @@ extern const Command sourcesCommand;
 extern const Command trimCommand;
 extern const Command gifCommand;
 extern const Command shareCommand;
+extern const Command zoomCommand;
 extern const Command mixCommand;
 extern const Command cleanVoiceCommand;
 extern const Command convertCommand;

@@ -1,11 +1,12 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
-// The commands that make something of a finished movie: trim, gif, share, mix, clean-voice and convert.
+// The commands that make something of a finished movie: trim, gif, share, zoom, mix, clean-voice and convert.
 #include "App/CommandLine/CommandLine.h"
 #include "App/CommandLine/LongCommand.h"
 #include "Linux/Desktop/FileManager.h"
 #include "Linux/Media/Editing/Assets.h"
 #include "Linux/Media/Editing/CompactExport.h"
 #include "Linux/Media/Editing/InputMovie.h"
+#include "Linux/Media/Editing/VideoCompositionExport.h"
 #include "Linux/Media/Images/ImageIO.h"
 #include "Lumicrate/Library/DerivedFiles.h"
 #include "Lumicrate/Movie/AudioMixdown.h"
@@ -15,6 +16,7 @@
 #include "Lumicrate/Preview/GIFExporter.h"
 #include "Lumicrate/Preview/SmallCopy.h"
 #include "Lumicrate/Preview/Trimming.h"
+#include "Lumicrate/Zoom/ZoomedCopy.h"
 #include "Support/Error.h"
 #include "Support/LongWork.h"
 
@@ -40,6 +42,13 @@ int printPath(const Path& file) {
     return exitDone;
 }
 
+/// What the option "output" says; empty without it.
+Path outputFile(const ParsedOptions& parsed) {
+    const Path output = parsed.value("output").value_or("");
+    if (parsed.has("output") && output.empty()) throwInvalidValue("output", "", localized("a file name"));
+    return output;
+}
+
 int runMix(const ParsedOptions& parsed) {
     const Path file = oneFile(parsed);
     desktop::FileManager files;
@@ -62,8 +71,7 @@ constexpr std::array cleanVoiceOptions{
 
 int runCleanVoice(const ParsedOptions& parsed) {
     const Path movie = oneFile(parsed);
-    const Path output = parsed.value("output").value_or("");
-    if (parsed.has("output") && output.empty()) throwInvalidValue("output", "", localized("a file name"));
+    const Path output = outputFile(parsed);
     const bool normalizes = parsed.has("normalize");
     desktop::FileManager files;
     try {
@@ -128,8 +136,7 @@ int runGif(const ParsedOptions& parsed) {
     size.width = readIntegerOption(parsed, "width", 16, 4096).value_or(size.width);
     size.fps = readIntegerOption(parsed, "fps", 1, 50).value_or(size.fps);
     const Path movie = oneFile(parsed);
-    Path gif = parsed.value("output").value_or("");
-    if (parsed.has("output") && gif.empty()) throwInvalidValue("output", "", localized("a file name"));
+    Path gif = outputFile(parsed);
     size.encoding.format = animationFormat(parsed, gif);
     const bool isWebP = size.encoding.format == AnimationEncoding::Format::webp;
     desktop::FileManager files;
@@ -161,8 +168,7 @@ int runShare(const ParsedOptions& parsed) {
     constexpr std::uint64_t usualSize = 8'000'000;
     const std::uint64_t maxBytes = readSizeOption(parsed, "max-size").value_or(usualSize);
     const Path movie = oneFile(parsed);
-    const Path wanted = parsed.value("output").value_or("");
-    if (parsed.has("output") && wanted.empty()) throwInvalidValue("output", "", localized("a file name"));
+    const Path wanted = outputFile(parsed);
     desktop::FileManager files;
     Path saved;
     try {
@@ -173,6 +179,35 @@ int runShare(const ParsedOptions& parsed) {
         });
     } catch (const LocalizedError& error) {
         throw PlatformError(localized("Couldn't make the small copy: ") + error.what());
+    }
+    return printPath(saved);
+}
+
+constexpr std::array zoomOptions{
+    OptionSpec{"scale", Kind::value, "N", translatable("How much larger, 1.1 to 4; 2 by default.")},
+    OptionSpec{
+        "hold", Kind::value, "S",
+        translatable("How long the part stays enlarged after a click, in seconds, 0.5 to 60; 2 by default.")},
+    OptionSpec{"output", Kind::value, "FILE",
+               translatable("Write this file, instead of one beside the movie."), ValueKind::file},
+};
+
+int runZoom(const ParsedOptions& parsed) {
+    ZoomStyle style;
+    style.scale = readNumberOption(parsed, "scale", 1.1, ZoomBlock::maxScale).value_or(style.scale);
+    style.hold = readNumberOption(parsed, "hold", 0.5, 60).value_or(style.hold);
+    const Path movie = oneFile(parsed);
+    const Path wanted = outputFile(parsed);
+    desktop::FileManager files;
+    Path saved;
+    try {
+        runLongWork(localized("Making a zoomed copy…"), [&](const LongWork& work) {
+            const media::VideoCompositionExport exporter;
+            const ZoomPlan plan = zoomPlanOf(media::Assets(), movie, style);
+            saved = ZoomedCopy(exporter, files).save(movie, wanted, plan, work);
+        });
+    } catch (const LocalizedError& error) {
+        throw PlatformError(localized("Couldn't make the zoomed copy: ") + error.what());
     }
     return printPath(saved);
 }
@@ -256,6 +291,18 @@ constinit const Command shareCommand{
         "its path.\nFewer and smaller pictures are used only where text would not be legible otherwise."),
     shareOptions,
     runShare,
+    nullptr,
+    recordingOperand};
+
+constinit const Command zoomCommand{
+    "zoom",
+    translatable("Enlarge the places of clicks in a copy of a recording."),
+    "FILE [OPTIONS]",
+    translatable(
+        "Saves a copy of a recording in which the view moves smoothly to every click and back, and prints "
+        "its path.\nIt needs a recording that contains where the pointer was."),
+    zoomOptions,
+    runZoom,
     nullptr,
     recordingOperand};
 

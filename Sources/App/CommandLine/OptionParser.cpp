@@ -207,6 +207,16 @@ std::optional<int> readIntegerOption(const ParsedOptions& parsed, std::string_vi
                       localized("a number from {} to {}", {fmt::to_string(min), fmt::to_string(max)}));
 }
 
+std::optional<double> readNumberOption(const ParsedOptions& parsed, std::string_view option, double min,
+                                       double max) {
+    const auto text = parsed.value(option);
+    if (!text) return std::nullopt;
+    const auto number = readNumber(*text);
+    if (number && *number >= min && *number <= max) return number;
+    throwInvalidValue(option, *text,
+                      localized("a number from {} to {}", {fmt::to_string(min), fmt::to_string(max)}));
+}
+
 std::optional<std::uint64_t> parseByteCount(std::string_view text) {
     constexpr double min = 10e3;
     constexpr double max = 1e15;

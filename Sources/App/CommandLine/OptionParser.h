@@ -123,6 +123,10 @@ CMTime timeOfSeconds(double seconds);
 /// for numbers outside `min` … `max`.
 std::optional<int> readIntegerOption(const ParsedOptions& parsed, std::string_view option, int min, int max);
 
+/// The same for a number with or without decimals, such as 1.5.
+std::optional<double> readNumberOption(const ParsedOptions& parsed, std::string_view option, double min,
+                                       double max);
+
 /// Bytes: "8MB", "1.5 GB", "500kB" in units of thousands, "8MiB" of 1024; case does not matter. Nothing for
 /// any other text and for less than 10 kB.
 std::optional<std::uint64_t> parseByteCount(std::string_view text);
