@@ -10,8 +10,8 @@
 namespace lumicrate::app {
 
 Previews::Previews(SystemServices& system, NSWorkspace& workspace)
-    : windows({system.executor, system.assets, images_, compactExport_, system.files, system.defaults,
-               system.notifications, workspace,
+    : windows({system.executor, system.assets, images_, compactExport_, composition_, system.files,
+               system.defaults, system.notifications, workspace,
                [&executor = system.executor](const std::filesystem::path& url) {
                    return std::make_unique<player::MpvPlayer>(executor, url);
                },

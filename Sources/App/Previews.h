@@ -4,6 +4,7 @@
 
 #include "App/SystemServices.h"
 #include "Linux/Media/Editing/CompactExport.h"
+#include "Linux/Media/Editing/VideoCompositionExport.h"
 #include "Linux/Media/Images/ImageIO.h"
 #include "Lumicrate/Preview/PreviewWindows.h"
 #include "Platform/NSWorkspace.h"
@@ -21,6 +22,7 @@ class Previews {
  private:
     media::ImageIO images_;
     media::CompactExport compactExport_;
+    media::VideoCompositionExport composition_;
 
  public:
     PreviewWindows windows;

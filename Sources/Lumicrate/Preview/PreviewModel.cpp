@@ -6,6 +6,7 @@
 #include "Lumicrate/Preview/FittedGIF.h"
 #include "Lumicrate/Preview/SmallCopy.h"
 #include "Lumicrate/Preview/Trimming.h"
+#include "Lumicrate/Zoom/ZoomedCopy.h"
 #include "Support/Error.h"
 #include "Support/LongWork.h"
 #include "Support/Text.h"
@@ -14,6 +15,7 @@
 #include <cmath>
 #include <exception>
 #include <utility>
+#include <vector>
 
 namespace lumicrate {
 
@@ -60,6 +62,8 @@ PreviewModel::~PreviewModel() {
 
 void PreviewModel::load() {
     shown_ = services_.files.attributes(*url);
+    readingInput_.cancel();
+    zoom.end();
     playerView.open(*url);
     describing_ = RunningTask(services_.executor, describe(*url));
 }
@@ -117,7 +121,7 @@ void PreviewModel::commitRename() {
 }
 
 void PreviewModel::trim() {
-    if (*busy) return;
+    if (*busy || zoom.isEditing()) return;
     playerView.beginTrimming([this](std::optional<CMTimeRange> range) {
         if (range) askHowToSaveTrim(*range);
     });
@@ -222,6 +226,40 @@ Task<void> PreviewModel::copyWithoutData() {
     endWork(failure);
 }
 
+void PreviewModel::beginZoom() {
+    const bool isPossible = playerView.canTrim() && videoSize->has_value() && !*playerView.trim;
+    if (isPossible && !*busy && !zoom.isEditing())
+        readingInput_ = RunningTask(services_.executor, readInput(*url));
+}
+
+Task<void> PreviewModel::readInput(std::filesystem::path read) {
+    const std::function<std::vector<RecordedInput>()> reading = [&assets = services_.assets, read] {
+        return assets.recordedInput(read);
+    };
+    try {
+        Task<std::vector<RecordedInput>> inputRead =
+            inBackground<std::vector<RecordedInput>>(services_.executor, *readQueue_, reading);
+        std::vector<RecordedInput> input = co_await inputRead;
+        // Something else may have begun meanwhile.
+        if (!*busy && !*playerView.trim)
+            zoom.begin(std::move(input), playerView.pictures().duration().seconds());
+    } catch (const LocalizedError& error) {
+        errorMessage = error.what();
+    }
+}
+
+void PreviewModel::saveZoomedCopy() {
+    if (!*busy && zoom.isEditing()) working_ = RunningTask(services_.executor, makeZoomedCopy());
+}
+
+Task<void> PreviewModel::makeZoomedCopy() {
+    const auto making = [&composition = services_.composition, &files = services_.files, source = *url,
+                         plan = zoom.plan()](const LongWork& work) {
+        return ZoomedCopy(composition, files).save(source, {}, plan, work);
+    };
+    return makeFile(localized("Making a zoomed copy…"), localized("Couldn't make the zoomed copy: "), making);
+}
+
 Task<void> PreviewModel::makeFile(std::string label, std::string prefix,
                                   std::function<std::filesystem::path(const LongWork&)> make) {
     const LongWork work = beginWork(label);
@@ -303,6 +341,8 @@ void PreviewModel::followFile(const FolderChanges& changes) {
     if (!isTouched || *busy) return;
     if (!services_.files.fileExists(*url)) {
         describing_.cancel();
+        readingInput_.cancel();
+        zoom.end();
         playerView.detach();
         info = "";
         videoSize = std::nullopt;

@@ -6,8 +6,10 @@
 #include "Lumicrate/Preview/PlayerModel.h"
 #include "Lumicrate/Preview/RecordingFiles.h"
 #include "Lumicrate/Preview/StripPictures.h"
+#include "Lumicrate/Preview/ZoomBlocks.h"
 #include "Platform/AVAsset.h"
 #include "Platform/AVCompactExport.h"
+#include "Platform/AVVideoComposition.h"
 #include "Platform/NSAlert.h"
 #include "Platform/NSFileManager.h"
 #include "Platform/NSUserDefaults.h"
@@ -40,6 +42,7 @@ class PreviewModel {
         const AVAssets& assets;
         const ImageIO& images;
         const AVCompactExport& compactExport;
+        const AVVideoCompositionExport& composition;
         NSFileManager& files;
         NSUserDefaults& defaults;
         NotificationCenter& notifications;
@@ -83,6 +86,7 @@ class PreviewModel {
     Published<std::string> newName;
     PlayerModel playerView;
     StripPictures strip;
+    ZoomBlocks zoom;
 
     /// Set by the window.
     NSAlertSheet showSheet;
@@ -102,6 +106,10 @@ class PreviewModel {
     void shareSmallCopy(std::uint64_t maxBytes);
     /// Takes the recorded input out of the file, in place.
     void removeData();
+    /// Offers the zooms to the clicks of the recording for editing, until zoom.end().
+    void beginZoom();
+    /// Makes a copy with the zooms as they are, and shows it in its folder; editing goes on.
+    void saveZoomedCopy();
     /// Ends the long operation; nothing is left of it.
     void cancel();
     void openInQuickTime();
@@ -116,6 +124,8 @@ class PreviewModel {
     Task<void> copyWithoutData();
     Task<void> makeGIF(Animation animation);
     Task<void> makeSmallCopy(std::uint64_t maxBytes);
+    Task<void> readInput(std::filesystem::path url);
+    Task<void> makeZoomedCopy();
     /// Runs `work` in the background with progress, and shows the file that it returns in its folder, or a
     /// sentence that begins with `prefix`.
     Task<void> makeFile(std::string label, std::string prefix,
@@ -133,6 +143,7 @@ class PreviewModel {
     std::unique_ptr<DispatchQueue> workQueue_;
     std::unique_ptr<FolderWatch> watch_;
     RunningTask describing_;
+    RunningTask readingInput_;
     RunningTask working_;
 };
 

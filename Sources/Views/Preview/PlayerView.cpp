@@ -46,6 +46,11 @@ void PlayerView::setVideoSize(QSize size) {
     update();
 }
 
+void PlayerView::setView(std::function<Rect(double seconds)> view) {
+    view_ = std::move(view);
+    update();
+}
+
 QRect PlayerView::pictureRect() const {
     if (videoSize_.isEmpty()) return {};
     const QSize size = videoSize_.scaled(this->size(), Qt::KeepAspectRatio);
@@ -60,6 +65,8 @@ void PlayerView::followPlayer() {
         requestPictures();
         update();
     }
+    // The view moves also while the picture stands still.
+    if (view_) update(pictureRect());
     const bool isPlaying = player_.isPlaying();
     if (std::exchange(wasPlaying_, isPlaying) != isPlaying) showBar();
 }
@@ -78,7 +85,10 @@ void PlayerView::paintEvent(QPaintEvent*) {
         const QImage image(picture.pixels.get(), picture.width, picture.height,
                            static_cast<qsizetype>(picture.bytesPerRow), QImage::Format_RGB32);
         painter.setRenderHint(QPainter::SmoothPixmapTransform);
-        painter.drawImage(pictureRect(), image);
+        const Rect view = view_ ? view_(player_.state().time) : Rect{0, 0, 1, 1};
+        const Rect part{view.x * picture.width, view.y * picture.height, view.width * picture.width,
+                        view.height * picture.height};
+        painter.drawImage(QRectF(pictureRect()), image, {part.x, part.y, part.width, part.height});
     } else if (videoSize_.isEmpty() && player_.state().status == AVPlayer::Status::ready) {
         QRect square(0, 0, soundSymbol, soundSymbol);
         square.moveCenter(QPoint(width() / 2, bar_->y() / 2));

@@ -3,6 +3,7 @@
 #pragma once
 
 #include "Lumicrate/Preview/PlayerModel.h"
+#include "Support/Geometry.h"
 #include "Support/Published.h"
 
 #include <QImage>
@@ -26,6 +27,8 @@ class PlayerView final : public QWidget {
 
     /// The video's size as presented, in pixels; empty for sound.
     void setVideoSize(QSize size);
+    /// The part of the picture, 0 … 1, that is shown at a time in seconds, enlarged; null for all of it.
+    void setView(std::function<Rect(double seconds)> view);
     /// Where the picture is, in points.
     QRect pictureRect() const;
 
@@ -54,6 +57,7 @@ class PlayerView final : public QWidget {
     AVPlayer* shown_ = nullptr;
     bool wasPlaying_ = false;
     QSize videoSize_;
+    std::function<Rect(double)> view_;
     TransportBar* bar_;
     QTimer* idle_;
     Subscription pictures_;

@@ -2,6 +2,7 @@
 #include "Views/Preview/PreviewTools.h"
 
 #include "Lumicrate/Preview/PreviewWindows.h"
+#include "Views/Preview/ZoomTools.h"
 #include "Views/Widgets/FlatButton.h"
 #include "Views/Widgets/QtText.h"
 #include "Views/Widgets/Symbols.h"
@@ -52,25 +53,33 @@ PreviewTools::PreviewTools(PreviewModel& model, QWidget* parent)
     pages_->addWidget(makeTools());
     pages_->addWidget(makeBusy());
     pages_->addWidget(makeTrimming());
+    pages_->addWidget(new ZoomTools(model, this));
     subscriptions_.push_back(model.info.observe([this](const std::string& info) {
         info_->setText(qtText(info));
         info_->setToolTip(qtText(info + "\n" + localized("Drag this to put the file into another window.")));
     }));
     subscriptions_.push_back(model.busy.observe([this](const std::optional<std::string>& label) {
         if (label) label_->setText(qtText(*label));
-        choosePage(label.has_value(), model_.playerView.trim->has_value());
+        choosePage(label.has_value(), model_.playerView.trim->has_value(), model_.zoom.isEditing());
     }));
     subscriptions_.push_back(model.progress.observe([this](double share) {
         progress_->setValue(static_cast<int>(std::lround(share * progress_->maximum())));
     }));
-    subscriptions_.push_back(model.playerView.trim.observe(
-        [this](const auto& range) { choosePage(model_.busy->has_value(), range.has_value()); }));
+    subscriptions_.push_back(model.playerView.trim.observe([this](const auto& range) {
+        choosePage(model_.busy->has_value(), range.has_value(), model_.zoom.isEditing());
+    }));
+    subscriptions_.push_back(model.zoom.state.observe([this](const auto& state) {
+        choosePage(model_.busy->has_value(), model_.playerView.trim->has_value(), state.has_value());
+    }));
     subscriptions_.push_back(
         model.playerView.observe([this] { trim_->setEnabled(model_.playerView.canTrim()); }));
-    subscriptions_.push_back(model.videoSize.observe(
-        [this](const std::optional<Size>& size) { gif_->setEnabled(size.has_value()); }));
+    const auto enable = [this](const std::optional<Size>& size) {
+        zoom_->setEnabled(size.has_value());
+        gif_->setEnabled(size.has_value());
+    };
+    subscriptions_.push_back(model.videoSize.observe(enable));
     trim_->setEnabled(model.playerView.canTrim());
-    gif_->setEnabled(model.videoSize->has_value());
+    enable(*model.videoSize);
     subscriptions_.push_back(model.renaming.observe([this](bool renaming) {
         if (renaming) openRename();
     }));
@@ -101,6 +110,8 @@ QWidget* PreviewTools::makeTools() {
     info_->setSizePolicy(QSizePolicy::Ignored, QSizePolicy::Preferred);
     row->addWidget(info_, 1);
     trim_ = addTool(page, "scissors", localizedText("Trim"), "T", [this] { model_.trim(); });
+    zoom_ = addTool(page, "plus.magnifyingglass", localizedText("Zoom on Clicks"), "Z",
+                    [this] { model_.beginZoom(); });
     rename_ = addTool(page, "pencil", localizedText("Rename"), "F2", [this] { model_.beginRename(); });
     gif_ = addTool(page, "film", localizedText("Make GIF"), "G", [this] { openGIFMenu(); });
     share_ =
@@ -149,8 +160,8 @@ QWidget* PreviewTools::makeTrimming() {
     return page;
 }
 
-void PreviewTools::choosePage(bool isBusy, bool isTrimming) {
-    pages_->setCurrentIndex(isBusy ? busy : isTrimming ? trimming : tools);
+void PreviewTools::choosePage(bool isBusy, bool isTrimming, bool isZooming) {
+    pages_->setCurrentIndex(isBusy ? busy : isTrimming ? trimming : isZooming ? zooming : tools);
 }
 
 void PreviewTools::openGIFMenu() {

@@ -20,7 +20,8 @@ namespace lumicrate::views {
 class FlatButton;
 class TintedLabel;
 
-/// Three faces: the tools, a long operation with its progress and Cancel, and trimming with Save and Cancel.
+/// Four faces: the tools, a long operation with its progress and Cancel, trimming with Save and Cancel, and
+/// ZoomTools.
 class PreviewTools final : public QWidget {
  public:
     /// `model` must outlive it.
@@ -31,7 +32,7 @@ class PreviewTools final : public QWidget {
     void openGIFMenu();
 
  private:
-    enum Page { tools, busy, trimming };
+    enum Page { tools, busy, trimming, zooming };
 
     QWidget* makeTools();
     QWidget* makeBusy();
@@ -43,12 +44,13 @@ class PreviewTools final : public QWidget {
     void addAnimations(QMenu& menu, AnimationEncoding::Format format);
     void addSizes(QMenu& menu, const std::function<void(std::uint64_t)>& choose);
     void openRename();
-    void choosePage(bool isBusy, bool isTrimming);
+    void choosePage(bool isBusy, bool isTrimming, bool isZooming);
 
     PreviewModel& model_;
     QStackedLayout* pages_;
     TintedLabel* info_ = nullptr;
     FlatButton* trim_ = nullptr;
+    FlatButton* zoom_ = nullptr;
     FlatButton* rename_ = nullptr;
     FlatButton* gif_ = nullptr;
     FlatButton* share_ = nullptr;

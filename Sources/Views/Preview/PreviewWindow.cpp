@@ -4,6 +4,7 @@
 #include "Views/Preview/PlayerView.h"
 #include "Views/Preview/PreviewTools.h"
 #include "Views/Preview/TrimStrip.h"
+#include "Views/Preview/ZoomStrip.h"
 #include "Views/Widgets/AlertSheet.h"
 #include "Views/Widgets/Pictures.h"
 #include "Views/Widgets/QtText.h"
@@ -45,6 +46,8 @@ PreviewWindow::PreviewWindow(PreviewModel& model) : model_(model) {
     column->addWidget(player_, 1);
     strip_ = new TrimStrip(model.playerView, model.strip, this);
     column->addWidget(strip_);
+    zoomStrip_ = new ZoomStrip(model.zoom, model.playerView, model.strip, this);
+    column->addWidget(zoomStrip_);
     error_ = new TintedLabel(&ThemeColors::warning);
     error_->setContentsMargins(measure::margin, measure::gap, measure::margin, 0);
     error_->hide();
@@ -70,16 +73,24 @@ void PreviewWindow::followModel() {
     }));
     subscriptions_.push_back(model_.playerView.trim.observe(
         [this](const std::optional<TrimRange>& range) { makeRoomForStrip(range.has_value()); }));
+    subscriptions_.push_back(model_.zoom.state.observe([this](const auto& zoom) { showZoom(zoom); }));
     showURL(*model_.url);
 }
 
+/// The picture is shown as the zoomed copy will show it.
+void PreviewWindow::showZoom(const std::optional<ZoomBlocks::State>& zoom) {
+    makeRoomForStrip(zoom.has_value());
+    if (!zoom) return player_->setView(nullptr);
+    player_->setView([&blocks = model_.zoom](double seconds) { return blocks.plan().viewAt(seconds); });
+}
+
 /// A window that is as low as that of a recording of sound grows while the strip is there.
-void PreviewWindow::makeRoomForStrip(bool isTrimming) {
+void PreviewWindow::makeRoomForStrip(bool isShown) {
     const int strip = strip_->sizeHint().height();
-    if (isTrimming && grown_ == 0 && player_->height() - strip < player_->minimumSizeHint().height()) {
+    if (isShown && grown_ == 0 && player_->height() - strip < player_->minimumSizeHint().height()) {
         grown_ = strip;
         resize(width(), height() + grown_);
-    } else if (!isTrimming && grown_ != 0) {
+    } else if (!isShown && grown_ != 0) {
         resize(width(), height() - std::exchange(grown_, 0));
     }
 }
@@ -96,7 +107,8 @@ void PreviewWindow::closeEvent(QCloseEvent* event) {
 
 void PreviewWindow::toggleFullScreen() {
     setWindowState(windowState() ^ Qt::WindowFullScreen);
-    tools_->setVisible(!isFullScreen() || model_.playerView.trim->has_value());
+    const bool isEditing = model_.playerView.trim->has_value() || model_.zoom.isEditing();
+    tools_->setVisible(!isFullScreen() || isEditing);
 }
 
 void PreviewWindow::keyPressEvent(QKeyEvent* event) {
@@ -131,11 +143,30 @@ bool PreviewWindow::handleTrimKey(int key) {
     }
 }
 
+bool PreviewWindow::handleZoomKey(int key) {
+    if (!model_.zoom.isEditing() || *model_.busy) return false;
+    switch (key) {
+        case Qt::Key_Delete:
+            // Never the recording, also without a selected block.
+            if (const auto selected = (*model_.zoom.state)->selected) model_.zoom.remove(*selected);
+            return true;
+        case Qt::Key_Return:
+        case Qt::Key_Enter:
+            model_.saveZoomedCopy();
+            return true;
+        case Qt::Key_Escape:
+            model_.zoom.end();
+            return true;
+        default:
+            return false;
+    }
+}
+
 bool PreviewWindow::handleKey(const QKeyEvent& event) {
     PlayerModel& player = model_.playerView;
     if (event.matches(QKeySequence::Copy)) return copyFile(), true;
     if (event.matches(QKeySequence::Close)) return close(), true;
-    if (handleTrimKey(event.key())) return true;
+    if (handleTrimKey(event.key()) || handleZoomKey(event.key())) return true;
     const bool bySecond = (event.modifiers() & Qt::ShiftModifier) != 0;
     switch (event.key()) {
         case Qt::Key_Space:
@@ -166,6 +197,9 @@ bool PreviewWindow::handleKey(const QKeyEvent& event) {
             return true;
         case Qt::Key_T:
             model_.trim();
+            return true;
+        case Qt::Key_Z:
+            model_.beginZoom();
             return true;
         case Qt::Key_G:
             if (!*model_.busy && !*player.trim && *model_.videoSize) tools_->openGIFMenu();

@@ -7,6 +7,7 @@
 #include "Views/Shell/DocumentWindow.h"
 
 #include <QPoint>
+#include <optional>
 #include <vector>
 
 namespace lumicrate::views {
@@ -15,11 +16,12 @@ class PlayerView;
 class PreviewTools;
 class TintedLabel;
 class TrimStrip;
+class ZoomStrip;
 
 /// Keys: Space plays and pauses; the arrows move by a picture, with Shift by a second; Home and End; T trims,
 /// I and O set the ends, Return saves, Esc leaves trimming or full screen or cancels long work; F is full
-/// screen, M mutes; G makes a GIF; Ctrl+C copies the file, F2 renames, Delete moves to the Trash, Ctrl+W
-/// closes.
+/// screen, M mutes; G makes a GIF; Z shows the zooms, where Del removes the selected one and Return saves;
+/// Ctrl+C copies the file, F2 renames, Delete moves to the Trash, Ctrl+W closes.
 class PreviewWindow final : public DocumentWindow {
  public:
     /// `model` must outlive it.
@@ -36,15 +38,18 @@ class PreviewWindow final : public DocumentWindow {
  private:
     void followModel();
     void showURL(const std::filesystem::path& url);
-    void makeRoomForStrip(bool isTrimming);
+    void showZoom(const std::optional<ZoomBlocks::State>& zoom);
+    void makeRoomForStrip(bool isShown);
     void toggleFullScreen();
     bool handleKey(const QKeyEvent& event);
     bool handleTrimKey(int key);
+    bool handleZoomKey(int key);
     void copyFile() const;
 
     PreviewModel& model_;
     PlayerView* player_;
     TrimStrip* strip_;
+    ZoomStrip* zoomStrip_;
     TintedLabel* error_;
     PreviewTools* tools_;
     QPoint pressed_;

@@ -3,37 +3,16 @@
 
 #include "Views/Overlays/OverlayStyle.h"
 #include "Views/Widgets/Accessibility.h"
-#include "Views/Widgets/Pictures.h"
 #include "Views/Widgets/QtText.h"
-#include "Views/Widgets/Theme.h"
 
 #include <QKeyEvent>
 #include <QMouseEvent>
 #include <QPainter>
 #include <QPainterPath>
 #include <algorithm>
-#include <cmath>
-#include <cstdint>
 #include <utility>
 
 namespace lumicrate::views {
-
-namespace {
-
-constexpr double margin = 12;
-constexpr double trackHeight = 46;
-constexpr double labelHeight = 18;
-constexpr double handleWidth = 11;
-constexpr double frameWidth = 3;
-constexpr double corner = 6;
-
-/// "01:05.23": to the hundredth, because ends differ by single pictures.
-QString preciseTime(double seconds) {
-    const auto hundredths = static_cast<std::int64_t>(std::floor(seconds * 100 + 1e-6));
-    return qtText(formatElapsed(seconds)) + QStringLiteral(".%1").arg(hundredths % 100, 2, 10, QChar('0'));
-}
-
-}  // namespace
 
 /// A handle's place for the keyboard and assistive technology. The strip paints the handle and takes the
 /// pointer.
@@ -57,7 +36,7 @@ class TrimStrip::End final : public QWidget, public AccessibleValue {
 
     double accessibleValue() const override { return time_.seconds(); }
     Range accessibleRange() const override {
-        return {0, strip_.player_.pictures().duration().seconds(), keyStep.seconds()};
+        return {0, strip_.player().pictures().duration().seconds(), keyStep.seconds()};
     }
     QString accessibleValueText() const override { return preciseTime(time_.seconds()); }
     void setAccessibleValue(double seconds) override { strip_.moveTo(grip_, CMTime::fromSeconds(seconds)); }
@@ -85,7 +64,7 @@ class TrimStrip::End final : public QWidget, public AccessibleValue {
 
     /// The cut before or after this end.
     CMTime moved(bool forwards, bool bySecond) const {
-        const PictureTable& pictures = strip_.player_.pictures();
+        const PictureTable& pictures = strip_.player().pictures();
         if (bySecond || pictures.times().empty()) {
             const CMTime step = bySecond ? second : keyStep;
             return forwards ? time_ + step : time_ - step;
@@ -99,25 +78,14 @@ class TrimStrip::End final : public QWidget, public AccessibleValue {
 };
 
 TrimStrip::TrimStrip(PlayerModel& player, StripPictures& content, QWidget* parent)
-    : QWidget(parent), player_(player), pictures_(*content.pictures), levels_(*content.levels) {
-    setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
-    setAttribute(Qt::WA_OpaquePaintEvent);
-    setMouseTracking(true);
+    : RecordingStrip(player, content, parent) {
     setAccessibleRole(*this, QAccessible::Grouping);
     setAccessibleName(localizedText("Trim"));
     ends_ = {new End(*this, Grip::start, localizedText("Start of the part to keep")),
              new End(*this, Grip::end, localizedText("End of the part to keep"))};
     setVisible(player.trim->has_value());
     subscriptions_.push_back(player.observe([this] {
-        placeEnds(*player_.trim);
-        update();
-    }));
-    subscriptions_.push_back(content.pictures.observe([this](const auto& coming) {
-        pictures_ = coming;
-        update();
-    }));
-    subscriptions_.push_back(content.levels.observe([this](const auto& coming) {
-        levels_ = coming;
+        placeEnds(*this->player().trim);
         update();
     }));
     subscriptions_.push_back(player.trim.observe([this](const auto& coming) {
@@ -134,33 +102,13 @@ void TrimStrip::placeEnds(const std::optional<TrimRange>& trim) {
 }
 
 void TrimStrip::resizeEvent(QResizeEvent*) {
-    placeEnds(*player_.trim);
-}
-
-QSize TrimStrip::sizeHint() const {
-    return {320, static_cast<int>(trackHeight + labelHeight + margin + 2 * frameWidth)};
-}
-
-/// Between the handles when everything is kept.
-QRectF TrimStrip::track() const {
-    return {margin + handleWidth, labelHeight + frameWidth, width() - 2 * (margin + handleWidth),
-            trackHeight};
-}
-
-double TrimStrip::xOf(CMTime time) const {
-    const double duration = player_.pictures().duration().seconds();
-    return track().left() + (duration > 0 ? time.seconds() / duration * track().width() : 0);
-}
-
-CMTime TrimStrip::timeAt(double x) const {
-    const double share = std::clamp((x - track().left()) / std::max(track().width(), 1.0), 0.0, 1.0);
-    return CMTime::fromSeconds(share * player_.pictures().duration().seconds());
+    placeEnds(*player().trim);
 }
 
 TrimStrip::Grip TrimStrip::gripAt(double x) const {
-    if (!*player_.trim) return Grip::none;
+    if (!*player().trim) return Grip::none;
     constexpr double reach = 4;
-    const CMTimeRange range = (*player_.trim)->range();
+    const CMTimeRange range = (*player().trim)->range();
     const double start = xOf(range.start);
     const double end = xOf(range.end);
     if (x >= start - handleWidth - reach && x <= start + reach) return Grip::start;
@@ -172,13 +120,13 @@ TrimStrip::Grip TrimStrip::gripAt(double x) const {
 void TrimStrip::moveTo(Grip grip, CMTime time) {
     switch (grip) {
         case Grip::start:
-            player_.setTrimStart(time);
-            return player_.seek((*player_.trim)->range().start);
+            player().setTrimStart(time);
+            return player().seek((*player().trim)->range().start);
         case Grip::end:
-            player_.setTrimEnd(time);
-            return player_.seek(player_.pictures().stepped((*player_.trim)->range().end, -1));
+            player().setTrimEnd(time);
+            return player().seek(player().pictures().stepped((*player().trim)->range().end, -1));
         case Grip::position:
-            return player_.seek(time);
+            return player().seek(time);
         case Grip::none:
             return;
     }
@@ -186,7 +134,7 @@ void TrimStrip::moveTo(Grip grip, CMTime time) {
 
 void TrimStrip::mousePressEvent(QMouseEvent* event) {
     if (event->button() != Qt::LeftButton) return event->ignore();
-    player_.pause();
+    player().pause();
     grip_ = gripAt(event->position().x());
     moveTo(grip_, timeAt(event->position().x()));
 }
@@ -200,27 +148,6 @@ void TrimStrip::mouseMoveEvent(QMouseEvent* event) {
 
 void TrimStrip::mouseReleaseEvent(QMouseEvent*) {
     grip_ = Grip::none;
-}
-
-void TrimStrip::paintContent(QPainter& painter, const QRectF& area) const {
-    painter.fillRect(area, overlay::white(0.06));
-    const double width = area.width() / StripPictures::maxPictures;
-    for (std::size_t i = 0; i < pictures_.size(); ++i) {
-        const QImage picture = sharedImage(*pictures_[i]);
-        const QRectF place(area.left() + width * static_cast<double>(i), area.top(), width, area.height());
-        // The middle of each picture, in the shape of its place.
-        QRectF part(QPointF(), place.size().scaled(picture.size(), Qt::KeepAspectRatio));
-        part.moveCenter(QRectF(picture.rect()).center());
-        painter.drawImage(place, picture, part);
-    }
-    const double step = area.width() / std::max<double>(1, static_cast<double>(levels_.size()));
-    for (std::size_t i = 0; i < levels_.size(); ++i) {
-        // The root lets quiet speech be seen beside loud sound.
-        const double height = std::max(1.0, std::sqrt(levels_[i]) * area.height());
-        painter.fillRect(QRectF(area.left() + step * static_cast<double>(i), area.center().y() - height / 2,
-                                std::max(step - 1, 1.0), height),
-                         overlay::white(0.7));
-    }
 }
 
 /// Above the handles, or beside each other where the handles are close.
@@ -246,11 +173,10 @@ void TrimStrip::paintEvent(QPaintEvent*) {
     QPainter painter(this);
     painter.setRenderHint(QPainter::Antialiasing);
     painter.setRenderHint(QPainter::SmoothPixmapTransform);
-    painter.fillRect(rect(), pictureBackdrop);
-    if (!*player_.trim) return;
+    paintContent(painter);
+    if (!*player().trim) return;
     const QRectF area = track();
-    paintContent(painter, area);
-    const CMTimeRange range = (*player_.trim)->range();
+    const CMTimeRange range = (*player().trim)->range();
     const double start = xOf(range.start);
     const double end = xOf(range.end);
     const QColor left = overlay::black(0.6);
@@ -265,8 +191,7 @@ void TrimStrip::paintEvent(QPaintEvent*) {
     painter.setPen(QPen(overlay::black(0.55), 2, Qt::SolidLine, Qt::RoundCap));
     for (const double x : {start - handleWidth / 2, end + handleWidth / 2})
         painter.drawLine(QPointF(x, area.center().y() - 8), QPointF(x, area.center().y() + 8));
-    const double now = std::clamp(xOf(player_.time()), area.left(), area.right());
-    painter.fillRect(QRectF(now - 1, area.top() - frameWidth, 2, area.height() + 2 * frameWidth), Qt::white);
+    paintPosition(painter);
     painter.setFont(overlay::font(12, QFont::Normal, font()));
     painter.setPen(overlay::control::text);
     paintTimes(painter, range);

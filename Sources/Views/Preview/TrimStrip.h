@@ -2,23 +2,20 @@
 // TrimStrip: the recording as a strip of pictures, with two handles around the part to keep.
 #pragma once
 
-#include "Lumicrate/Preview/PlayerModel.h"
-#include "Lumicrate/Preview/StripPictures.h"
 #include "Support/Published.h"
+#include "Views/Preview/RecordingStrip.h"
 
-#include <QWidget>
+#include <optional>
 #include <vector>
 
 namespace lumicrate::views {
 
 /// Visible only while trimming. A click elsewhere than on a handle moves the position there. The handles are
 /// reached by Tab and moved by the arrow keys: by one picture, with Shift by a second.
-class TrimStrip final : public QWidget {
+class TrimStrip final : public RecordingStrip {
  public:
     /// Both must outlive it.
     TrimStrip(PlayerModel& player, StripPictures& content, QWidget* parent);
-
-    QSize sizeHint() const override;
 
  protected:
     void paintEvent(QPaintEvent* event) override;
@@ -31,18 +28,11 @@ class TrimStrip final : public QWidget {
     class End;
     enum class Grip { none, start, end, position };
 
-    QRectF track() const;
-    double xOf(CMTime time) const;
-    CMTime timeAt(double x) const;
     Grip gripAt(double x) const;
     void moveTo(Grip grip, CMTime time);
     void placeEnds(const std::optional<TrimRange>& trim);
-    void paintContent(QPainter& painter, const QRectF& area) const;
     void paintTimes(QPainter& painter, const CMTimeRange& range) const;
 
-    PlayerModel& player_;
-    StripPictures::Pictures pictures_;
-    std::vector<float> levels_;
     Grip grip_ = Grip::none;
     std::vector<End*> ends_;
     std::vector<Subscription> subscriptions_;

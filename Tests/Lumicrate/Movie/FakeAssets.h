@@ -4,6 +4,7 @@
 
 #include "Platform/AVAsset.h"
 #include "Platform/AVCompactExport.h"
+#include "Platform/AVVideoComposition.h"
 #include "Tests/Lumicrate/FakePlatform.h"
 
 #include <functional>
@@ -70,6 +71,24 @@ class FakeAssets final : public AVAssets {
     std::string cleaningRefusal;
     mutable std::vector<std::string> steps;  ///< what was done with sound
     mutable std::vector<Made> made;
+
+ private:
+    FakeFiles& files_;
+};
+
+/// Zoomed copies, with the view of each at 3 s.
+class FakeComposition final : public AVVideoCompositionExport {
+ public:
+    explicit FakeComposition(FakeFiles& files) : files_(files) {}
+
+    void exportZoomed(const Path&, const Path& destination, AVFileType type, const AVVideoView& view,
+                      const LongWork& work) const override {
+        work.reach(0.5);
+        made.emplace_back(view(CMTime(3, 1)), type);
+        files_.existing.insert(destination);
+    }
+
+    mutable std::vector<std::pair<Rect, AVFileType>> made;
 
  private:
     FakeFiles& files_;

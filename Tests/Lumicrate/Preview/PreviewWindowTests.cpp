@@ -148,6 +148,7 @@ class PreviewWindowTests : public testing::Test {
                 assets,
                 images,
                 compact,
+                composition,
                 files,
                 defaults,
                 notifications,
@@ -190,6 +191,7 @@ class PreviewWindowTests : public testing::Test {
     FakeAssets assets{files};
     NoImages images;
     FakeCompactExport compact{files};
+    FakeComposition composition{files};
     FakeDefaults defaults;
     NotificationCenter notifications;
     FakeWorkspace workspace;
@@ -286,6 +288,33 @@ TEST_F(PreviewWindowTests, AFailedOrCancelledTrimLeavesTheRecording) {
     trim(0, false);
     EXPECT_THAT(files.existing, ElementsAre(other, url));
     EXPECT_FALSE(*model->busy);
+}
+
+TEST_F(PreviewWindowTests, ZoomsToClicksInACopyAndGoesOnEditing) {
+    assets.input = {{RecordedInput::Kind::press, ms(3000), {0.5, 0.5}, 1, ""}};
+    load();
+    model->trim();
+    model->beginZoom();
+    executor.drain();
+    EXPECT_FALSE(model->zoom.isEditing()) << "while trimming";
+    model->playerView.endTrimming(false);
+    model->beginZoom();
+    executor.drain();
+    ASSERT_TRUE(model->zoom.isEditing());
+    model->trim();
+    EXPECT_FALSE(*model->playerView.trim) << "while zooms are edited";
+    model->zoom.setScale(0, 4);
+    model->saveZoomedCopy();
+    executor.drain();
+    EXPECT_THAT(files.existing, ElementsAre(other, url, "/movies/talk_zoom.mp4"));
+    EXPECT_EQ(composition.made.back().first, (Rect{0.375, 0.375, 0.25, 0.25}));
+    EXPECT_TRUE(model->zoom.isEditing());
+    const Subscription cancelling = model->progress.observe([&](double) { model->cancel(); });
+    model->saveZoomedCopy();
+    executor.drain();
+    EXPECT_EQ(files.existing.size(), 3U);
+    model->load();
+    EXPECT_FALSE(model->zoom.isEditing());
 }
 
 TEST_F(PreviewWindowTests, RenamesAtTheSamePosition) {
