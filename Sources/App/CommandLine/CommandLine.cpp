@@ -17,10 +17,10 @@ namespace lumicrate::app {
 
 namespace {
 
-constexpr std::array ownCommands{
-    &recordCommand, &recordingsCommand, &sourcesCommand,    &trimCommand,    &gifCommand,
-    &shareCommand,  &zoomCommand,       &mixCommand,        &cleanVoiceCommand,
-    &convertCommand, &dataCommand,      &settingsCommand,   &diagnoseCommand};
+constexpr std::array ownCommands{&recordCommand,     &recordingsCommand, &sourcesCommand, &trimCommand,
+                                 &gifCommand,        &shareCommand,      &zoomCommand,    &mixCommand,
+                                 &cleanVoiceCommand, &convertCommand,    &dataCommand,    &settingsCommand,
+                                 &diagnoseCommand};
 constexpr std::array controlCommands{&openCommand,   &toggleCommand, &pauseCommand, &areaCommand,
                                      &replayCommand, &statusCommand, &quitCommand};
 constexpr std::array helperCommands{&completeCommand, &generateCommand, &afterSaveCommand};
