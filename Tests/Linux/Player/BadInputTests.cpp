@@ -2,6 +2,7 @@
 // The preview of files that are no good movies: one sentence, or as much as can be played, and no crash.
 #include "Linux/Media/Editing/Assets.h"
 #include "Linux/Media/Editing/CompactExport.h"
+#include "Linux/Media/Editing/VideoCompositionExport.h"
 #include "Linux/Media/Images/ImageIO.h"
 #include "Linux/Player/MpvPlayer.h"
 #include "Lumicrate/Preview/PreviewModel.h"
@@ -69,6 +70,7 @@ TEST(BadInputTests, GivesASentenceOrWhatCanBePlayed) {
     const media::Assets assets;
     const media::ImageIO images;
     const media::CompactExport exporter;
+    const media::VideoCompositionExport composition;
     FakeFiles files;
     FakeDefaults defaults;
     NotificationCenter notifications;
@@ -78,7 +80,7 @@ TEST(BadInputTests, GivesASentenceOrWhatCanBePlayed) {
         SCOPED_TRACE(each.name);
         const std::string name = std::string(each.name) + ".mp4";
         PreviewModel model(
-            {executor, assets, images, exporter, files, defaults, notifications, workspace,
+            {executor, assets, images, exporter, composition, files, defaults, notifications, workspace,
              [&](const std::filesystem::path& url) {
                  return std::make_unique<player::MpvPlayer>(executor, url);
              },
