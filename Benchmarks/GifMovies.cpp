@@ -26,8 +26,10 @@ AVVideoOutputSettings settings() {
     settings.height = Clip::height;
     constexpr double bitsPerPixel = 0.12;
     constexpr auto bitRate = static_cast<int>(bitsPerPixel * Clip::width * Clip::height * picturesPerSecond);
-    settings.compression = {bitRate, picturesPerSecond, picturesPerSecond * 2,
-                            AVVideoProfileLevel::h264HighAutoLevel};
+    settings.compression = {.averageBitRate = bitRate,
+                            .expectedSourceFrameRate = picturesPerSecond,
+                            .maxKeyFrameInterval = picturesPerSecond * 2,
+                            .profileLevel = AVVideoProfileLevel::h264HighAutoLevel};
     return settings;
 }
 

@@ -26,7 +26,8 @@ enum class AVVideoYCbCrMatrix { ITU_R_709_2 };
 struct AVVideoCompressionProperties {
     int averageBitRate = 0;  ///< bits per second; never exceeded over a few seconds
     int expectedSourceFrameRate = 0;
-    int maxKeyFrameInterval = 0;  ///< frames, at the expected rate
+    int maxKeyFrameInterval = 0;           ///< frames, at the expected rate
+    double maxStillKeyFrameInterval = 60;  ///< seconds, while frames only repeat the one before
     std::optional<AVVideoProfileLevel> profileLevel;
     bool isNaturalVideo = false;  ///< a camera's: noise and motion everywhere
 };

@@ -30,6 +30,7 @@ AVVideoOutputSettings videoSettings(const MovieWriter::Settings& settings) {
     video.compression.expectedSourceFrameRate = settings.fps;
     // A key frame at least every two seconds, so that players can seek.
     video.compression.maxKeyFrameInterval = settings.fps * 2;
+    video.compression.maxStillKeyFrameInterval = settings.stillKeyFrameInterval;
     video.compression.isNaturalVideo = settings.camera;
     if (settings.codec == AVVideoCodecType::h264) {
         video.compression.profileLevel = AVVideoProfileLevel::h264HighAutoLevel;

@@ -24,6 +24,12 @@ using State = ScreenRecorder::State;
 constexpr auto keepUpInterval = 750ms;
 constexpr auto retryInterval = 10s;
 
+/// Of a still screen, in seconds. What is kept begins with a key frame, so it exceeds the limit by up to this
+/// interval. A shorter one would cost more processor time than everything else.
+double keyFrameInterval(int limit) {
+    return limit / 3.0;
+}
+
 /// From the start of a recording to its end, two captures would take the processor time of two.
 bool isRecording(State state) {
     return state == State::starting || state == State::recording || state == State::paused ||
@@ -159,6 +165,7 @@ Task<void> Replay::prepare() {
     };
     MovieWriter::Settings settings = makeWriterSettings(configuration_, options, false);
     settings.input = options.recordsInputData && services_.pointer;
+    settings.stillKeyFrameInterval = keyFrameInterval(limit_);
     const auto ended = [this](const std::exception_ptr& error) { ended_ = error; };
     session_ = std::make_unique<CaptureSession>(
         settings,

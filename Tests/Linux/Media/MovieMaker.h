@@ -124,7 +124,10 @@ inline AVVideoOutputSettings videoSettings(int width, int height, int bitRate = 
     settings.codec = codec;
     settings.width = width;
     settings.height = height;
-    settings.compression = {bitRate, fps, fps * 2, AVVideoProfileLevel::h264HighAutoLevel};
+    settings.compression = {.averageBitRate = bitRate,
+                            .expectedSourceFrameRate = fps,
+                            .maxKeyFrameInterval = fps * 2,
+                            .profileLevel = AVVideoProfileLevel::h264HighAutoLevel};
     return settings;
 }
 

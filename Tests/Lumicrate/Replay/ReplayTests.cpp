@@ -23,6 +23,8 @@ TEST_F(ReplayTests, KeepsTheMainDisplayWhileNothingIsRecorded) {
     keep(30);
     ASSERT_TRUE(*replay->isOn);
     EXPECT_EQ(kept().limits.seconds, 30);
+    const auto& video = std::get<AVVideoOutputSettings>(kept().movie.inputs.at(0)->settings);
+    EXPECT_EQ(video.compression.maxStillKeyFrameInterval, 10) << "so that little more than that is kept";
     EXPECT_EQ(capture.stream->filter.display.displayID, 1U);
     EXPECT_EQ(capture.stream->filter.excludedProcessID, process.processIdentifier());
     deliverFrame();

@@ -23,9 +23,6 @@ constexpr int blocksShowAbove = 22;
 /// A level saves a fifth to a tenth of the time of a picture in motion.
 constexpr int quantizersPerLevel = 4;
 constexpr int maxThreads = 8;
-/// Decoding a minute of repeats takes less time than a few moving pictures, and at one a second they take
-/// less space than one key picture.
-constexpr std::int64_t repeatedKeyInterval = std::int64_t{60} * videoTimescale;
 
 double pixelRate(const VideoEncoder::Settings& settings) {
     return static_cast<double>(settings.width) * settings.height * std::max(settings.framesPerSecond, 1);
@@ -151,7 +148,8 @@ bool VideoEncoder::isCoarse() const {
 
 bool VideoEncoder::keyPictureIsDue(std::int64_t time) const {
     if (!lastKey_) return true;
-    if (blocks_.isRepeat()) return time - *lastKey_ >= repeatedKeyInterval;
+    if (blocks_.isRepeat())
+        return static_cast<double>(time - *lastKey_) >= settings_.repeatedKeyInterval * videoTimescale;
     const std::int64_t interval = std::int64_t{std::max(settings_.keyFrameInterval, 1)} * videoTimescale /
                                   std::max(settings_.framesPerSecond, 1);
     return time - *lastKey_ >= interval;

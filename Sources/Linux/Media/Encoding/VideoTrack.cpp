@@ -48,7 +48,8 @@ VideoTrack::VideoTrack(const AVVideoOutputSettings& settings)
                 settings.compression.averageBitRate,
                 settings.compression.expectedSourceFrameRate,
                 settings.compression.maxKeyFrameInterval,
-                settings.compression.isNaturalVideo} {}
+                settings.compression.isNaturalVideo,
+                settings.compression.maxStillKeyFrameInterval} {}
 
 void VideoTrack::open(MovieDestination& movie) {
     encoder_ = makeEncoder(codec_, settings_);
