@@ -16,6 +16,9 @@ namespace lumicrate::media {
 
 namespace {
 
+/// After so many silent pieces of the encoder's size, it remembers nothing else.
+constexpr int settledAfter = 4;
+
 constexpr const char* cannotSetUp = translatable("The AAC encoder couldn't be set up");
 constexpr const char* cannotEncode = translatable("The sound couldn't be encoded");
 
@@ -81,6 +84,9 @@ void AacEncoder::encodeWaiting(int frames, const Sink& sink) {
     interleaved_.resize(static_cast<std::size_t>(frames) * static_cast<std::size_t>(channels_));
     std::array<void*, 1> data{interleaved_.data()};
     checked(av_audio_fifo_read(waiting_.get(), data.data(), frames), cannotEncode);
+    const bool isSilent = std::ranges::all_of(interleaved_, [](float value) { return value == 0; });
+    silentPieces_ = isSilent && frames == context_->frame_size ? silentPieces_ + 1 : 0;
+    if (repeatSilence(sink)) return;
     // The encoder may still use the samples of the last frame.
     frame_->nb_samples = context_->frame_size;
     checked(av_frame_make_writable(frame_.get()), cannotEncode);
@@ -102,11 +108,23 @@ void AacEncoder::receive(const Sink& sink) {
         const int result = avcodec_receive_packet(context_.get(), packet_.get());
         if (result == AVERROR(EAGAIN) || result == AVERROR_EOF) return;
         checked(result, cannotEncode);
-        const MovieSample sample{
-            {packet_->data, static_cast<std::size_t>(packet_->size)}, packet_->pts, packet_->duration, true};
-        sink(sample);
+        const std::span coded(packet_->data, static_cast<std::size_t>(packet_->size));
+        isConstant_ = std::ranges::equal(last_, coded);
+        last_.assign(coded.begin(), coded.end());
+        lastTime_ = packet_->pts + repeated_;
+        sink({coded, lastTime_, packet_->duration, true});
         av_packet_unref(packet_.get());
     }
+}
+
+/// The encoder still holds a silent piece. It will be coded with the sound that comes after the silence, as
+/// if it were the last piece of it.
+bool AacEncoder::repeatSilence(const Sink& sink) {
+    if (silentPieces_ <= settledAfter || !isConstant_) return false;
+    repeated_ += context_->frame_size;
+    lastTime_ += context_->frame_size;
+    sink({last_, lastTime_, context_->frame_size, true});
+    return true;
 }
 
 }  // namespace lumicrate::media

@@ -1,5 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // AacEncoder: encodes sound as AAC.
+//
+// Lasting digital silence costs nothing: what the encoder makes of it is constant, and is repeated without
+// encoding it again.
 #pragma once
 
 #include "Linux/Media/Libav.h"
@@ -38,6 +41,7 @@ class AacEncoder {
  private:
     void encodeWaiting(int frames, const Sink& sink);
     void receive(const Sink& sink);
+    bool repeatSilence(const Sink& sink);
 
     int channels_;
     OwnedCodec context_;
@@ -45,7 +49,12 @@ class AacEncoder {
     OwnedFrame frame_ = makeFrame();
     OwnedPacket packet_ = makePacket();
     std::vector<float> interleaved_;
-    std::int64_t position_ = 0;
+    std::int64_t position_ = 0;       ///< frames passed to the encoder
+    std::int64_t repeated_ = 0;       ///< silent frames that were not
+    int silentPieces_ = 0;            ///< passed to the encoder, without interruption
+    std::vector<std::uint8_t> last_;  ///< the last coded sample
+    std::int64_t lastTime_ = 0;
+    bool isConstant_ = false;  ///< the coded sample before the last one was the same
 };
 
 }  // namespace lumicrate::media
