@@ -118,11 +118,17 @@ class FakeWindow final : public NSWindow {
 };
 
 class NoImages final : public ImageIO {
+    struct Nowhere final : public CGImageDestination {
+        void addImage(const CGImage&, CMTime) override {}
+        std::uint64_t size() const override { return 0; }
+        void finalize() override {}
+    };
+
     std::unique_ptr<AVAssetImageGenerator> makeImageGenerator(const Path&, Size) const override {
         throw PlatformError("There are no pictures.");
     }
     std::unique_ptr<CGImageDestination> makeAnimation(const Path&, const AnimationEncoding&) const override {
-        return nullptr;
+        return std::make_unique<Nowhere>();
     }
 };
 
