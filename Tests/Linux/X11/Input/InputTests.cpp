@@ -387,6 +387,8 @@ TEST_F(PressWatchTests, NamesCommandsByTheLayoutAndNoTypedCharacter) {
 }
 
 TEST_F(PressWatchTests, FollowsGroupsLocksAndButtons) {
+    // Of the sequences; read by the thread that watches.
+    std::setlocale(LC_CTYPE, "C.UTF-8");
     const auto monitoring = monitor();
     tool({"setxkbmap", "ru,us"});
     type({"key", "ctrl+54"});
@@ -400,8 +402,6 @@ TEST_F(PressWatchTests, FollowsGroupsLocksAndButtons) {
     type({"click", "1", "keydown", "Control_L", "click", "1", "click", "3", "click", "4", "keyup",
           "Control_L"});
     EXPECT_THAT(shown(), ElementsAre("Ctrl+Click", "Ctrl+Right Click"));
-    // For its sequences.
-    std::setlocale(LC_CTYPE, "C.UTF-8");
     tool({"setxkbmap", "us", "intl"});
     type({"key", "48", "26", "25"});
     EXPECT_THAT(shown(), ElementsAre("é", "w"));
