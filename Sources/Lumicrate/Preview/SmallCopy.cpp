@@ -121,7 +121,8 @@ void SmallCopy::encode(const std::filesystem::path& url, const std::filesystem::
     const double needed = static_cast<double>(first.bytes) / first.part;
     const double pictures =
         std::min<double>(static_cast<double>(assets_.pictureTimes(url).size()), duration * encoding.maxFps);
-    double room = limit * aim - sound - bytesOfHead - pictures * bytesOfPicture;
+    const double others = sound + bytesOfHead + pictures * bytesOfPicture;
+    double room = limit * aim - others;
     const auto reduced = room > 0 ? reducedEncoding(encoding, room / needed) : std::nullopt;
     if (!reduced) failAsTooLong(duration * std::min(room / needed / minPart, 0.9), maxBytes);
     encoding = *reduced;
@@ -135,11 +136,10 @@ void SmallCopy::encode(const std::filesystem::path& url, const std::filesystem::
         if (result.part >= 1 && result.bytes <= maxBytes) return;
         const double bytes = static_cast<double>(result.bytes) / result.part;
         if (result.part >= 1) files_.removeItem(to);
-        // Only the pictures can become smaller.
-        room -= std::max(bytes - limit * aim, 0.02 * room);
-        room *= 0.98;
+        // Only the pictures can become smaller. A few large ones, as of a still screen, miss their rate by
+        // far.
+        room *= 0.98 * std::min(room / (bytes - others), 0.98);
         done = end;
-        if (room <= 0) break;
     }
     throw LocalizedError(localized("The recording couldn't be made that small."));
 }

@@ -26,7 +26,13 @@ namespace {
 
 constexpr std::string_view cannotEncode = translatable("The pictures couldn't be encoded");
 constexpr const char* preset = "fast";
-constexpr const char* goodQuality = "23";  // CRF
+constexpr double goodQuality = 23;  // CRF
+constexpr double coarsestQuality = 51;
+/// This much coarser, a still screen with text takes about half the bits.
+constexpr double halvingQuality = 10;
+/// With a smaller part of the pictures that the rate allows, as of a still screen, the library's second pass
+/// misses its bit rate by far.
+constexpr double usualPart = 0.5;
 /// The maximum distance of key pictures, in seconds.
 constexpr int keyInterval = 8;
 
@@ -73,6 +79,7 @@ CompactTrack::CompactTrack(const InputMovie& source, int track, const CompactEnc
       maxBytes_(maxBytes),
       clock_(OutputMovie::clockFor(source.stream(track))),
       size_(fittedSize(*source.stream(track).codecpar, encoding.maxSize)),
+      quality_(goodQuality),
       packet_(makePacket()) {}
 
 CompactTrack::~CompactTrack() = default;
@@ -101,12 +108,12 @@ void CompactTrack::open(Pass pass) {
     if (encoder_->colorspace == AVCOL_SPC_RGB) encoder_->colorspace = AVCOL_SPC_SMPTE170M;
     encoder_->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
     av_opt_set(encoder_->priv_data, "preset", preset, 0);
-    if (pass != Pass::second) av_opt_set(encoder_->priv_data, "crf", goodQuality, 0);
-    if (pass != Pass::only) {
+    if (pass != Pass::second || isSparse_) av_opt_set_double(encoder_->priv_data, "crf", quality_, 0);
+    if (pass == Pass::first || (pass == Pass::second && !isSparse_)) {
         encoder_->flags |= pass == Pass::first ? AV_CODEC_FLAG_PASS1 : AV_CODEC_FLAG_PASS2;
         av_opt_set(encoder_->priv_data, "stats", notes_->file().c_str(), 0);
     }
-    if (pass == Pass::second) {
+    if (pass == Pass::second && !isSparse_) {
         // The library takes each picture to last one interval of the rate.
         const double bits = *encoding_.videoBitRate * source_.duration();
         encoder_->bit_rate =
@@ -129,9 +136,18 @@ void CompactTrack::analyze(const LongWork& work) {
         reported = part_;
         work.reach(part_);
     };
-    encodeAll(report, [this](AVPacket&) { ++pictures_; });
+    double bits = 0;
+    encodeAll(report, [&](const AVPacket& packet) {
+        ++pictures_;
+        bits += packet.size * 8.0;
+    });
     // Closing it completes the notes.
     encoder_.reset();
+    isSparse_ = static_cast<double>(pictures_) < usualPart * encoding_.maxFps * source_.duration();
+    if (isSparse_) {
+        const double coarser = std::log2(bits / (*encoding_.videoBitRate * source_.duration()));
+        quality_ = std::clamp(goodQuality + halvingQuality * coarser, goodQuality, coarsestQuality);
+    }
     open(Pass::second);
 }
 

@@ -52,11 +52,13 @@ class CompactTrack final : public TrackWriter {
     std::uint64_t maxBytes_;
     AVRational clock_;
     PixelSize size_;
+    double quality_;  ///< where no bit rate decides
     std::unique_ptr<Notes> notes_;
     OwnedCodec encoder_;
     std::optional<PictureShaper> shaper_;
     OwnedPacket packet_;
     std::int64_t pictures_ = 0;  ///< that the first pass has seen
+    bool isSparse_ = false;      ///< they are few, and the second pass has a quality instead of a bit rate
     std::int64_t lastDuration_ = 1;
     std::uint64_t bytes_ = 0;
     double part_ = 0;
