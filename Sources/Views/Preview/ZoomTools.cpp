@@ -50,7 +50,9 @@ ZoomTools::ZoomTools(PreviewModel& model, QWidget* parent)
 void ZoomTools::show(const std::optional<ZoomBlocks::State>& state) {
     const bool isChosen = state && state->selected;
     scale_->setEnabled(isChosen);
-    scale_->setCurrentIndex(isChosen ? scale_->findData(state->blocks[*state->selected].scale) : -1);
+    // Without a selected zoom, that of a new one.
+    const ZoomBlock shown = isChosen ? state->blocks[*state->selected] : ZoomBlock();
+    scale_->setCurrentIndex(scale_->findData(shown.scale));
     save_->setEnabled(state && !state->blocks.empty());
 }
 
