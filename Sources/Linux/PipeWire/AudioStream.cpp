@@ -18,22 +18,24 @@ namespace lumicrate::pipewire {
 
 namespace {
 
-/// The requested cycle length: short enough that little is lost at the end of a recording, long enough to
-/// wake the machine rarely.
-constexpr std::int64_t cycleFrames = 1024;
-constexpr const char* cycleLatency = "1024/48000";
+/// The requested length of the server's cycles: the machine wakes for each of them.
+constexpr const char* cycleLength = "2048/48000";
+/// Shorter for links, because a stream that begins is recorded from its second cycle on.
+constexpr const char* linkedCycleLength = "1024/48000";
+/// In frames. A recording that ends within a piece drops it whole.
+constexpr std::int64_t maxPiece = 1024;
+/// In frames. Silence is delivered this much later than sound.
+constexpr std::int64_t maxSilence = 4096;
 constexpr const char* linkedNodeName = "lumicrate-linked-sound";
 constexpr std::chrono::milliseconds startTimeout{1000};
 constexpr std::chrono::milliseconds endTimeout{100};
 /// A larger change of delay counts as a jump; smaller ones are smoothed.
 constexpr std::chrono::milliseconds maxSmoothedDelay{5};
-/// How often the buffers are dequeued again because new sound arrived meanwhile.
-constexpr int maxAttempts = 4;
 
 pw_properties* propertiesOf(const AudioStream::Format& format) {
     pw_properties* properties = pw_properties_new(
         PW_KEY_MEDIA_TYPE, "Audio", PW_KEY_MEDIA_CATEGORY, "Capture", PW_KEY_APP_NAME, "Lumicrate",
-        PW_KEY_NODE_LATENCY, cycleLatency,
+        PW_KEY_NODE_LATENCY, format.input == AudioStream::Input::links ? linkedCycleLength : cycleLength,
         // Equal sound in both channels keeps its level when mixed to one, instead of clipping.
         "channelmix.normalize", "true", nullptr);
     // Session managers restore a stream's volume and device by its media.role, which applications share, or
@@ -107,7 +109,6 @@ const pw_stream_events AudioStream::events = [] {
             static_cast<AudioStream*>(self)->positionChanged(
                 isWhole ? static_cast<const spa_io_position*>(area) : nullptr);
     };
-    handlers.process = [](void* self) { static_cast<AudioStream*>(self)->deliver(); };
     return handlers;
 }();
 
@@ -119,7 +120,7 @@ AudioStream::AudioStream(Session& session, const GraphWatch& watch, const Format
         connect();
         if (format_.links) format_.links->record(this);
     } catch (...) {
-        stream_.reset();
+        destroyStream();
         throw;
     }
 }
@@ -146,10 +147,14 @@ void AudioStream::connect() {
     spa_pod_builder_init(&builder, memory.data(), memory.size());
     spa_audio_info_raw info = audioInfo(format_.channels);
     const spa_pod* parameters[] = {spa_format_audio_raw_build(&builder, SPA_PARAM_EnumFormat, &info)};
-    // No RT_PROCESS flag: the callbacks allocate, so they run on the session's thread.
-    const auto flags = static_cast<pw_stream_flags>(
-        PW_STREAM_FLAG_MAP_BUFFERS | (format_.input == Input::links ? 0 : PW_STREAM_FLAG_AUTOCONNECT));
-    if (stream_) pw_stream_add_listener(stream_.get(), &listener_, &events, this);
+    const auto flags =
+        static_cast<pw_stream_flags>(PW_STREAM_FLAG_MAP_BUFFERS | PW_STREAM_FLAG_RT_PROCESS |
+                                     (format_.input == Input::links ? 0 : PW_STREAM_FLAG_AUTOCONNECT));
+    if (stream_) {
+        pw_stream_add_listener(stream_.get(), &listener_, &events, this);
+        cycles_ = std::make_unique<CycleQueue>(session_, stream_.get(), bytesOf(maxSilence),
+                                               [this](const CycleQueue::Cycle& cycle) { deliver(cycle); });
+    }
     if (!stream_ || pw_stream_connect(stream_.get(), PW_DIRECTION_INPUT, PW_ID_ANY, flags, parameters, 1) < 0)
         throw PlatformError(localized("The sound server refuses to be recorded."));
     log(LogArea::audio, nameOf(format_.input), ": ", format_.channels, " channels of 32-bit float at ",
@@ -159,91 +164,65 @@ void AudioStream::connect() {
 AudioStream::~AudioStream() {
     const Session::Lock lock(session_);
     const Nanoseconds end = HostClock::now();
+    cycles_->hurry();
     session_.await([&] { return deliveredUntil_ >= end || !isStreaming(); }, endTimeout);
     if (format_.links) format_.links->record(nullptr);
+    destroyStream();
+}
+
+void AudioStream::destroyStream() {
+    // The end of a stream is announced to its listeners.
+    spa_hook_remove(&listener_);
     stream_.reset();
+    cycles_.reset();
 }
 
 void AudioStream::stateChanged(pw_stream_state state) {
     state_ = state;
     log(LogArea::audio, nameOf(format_.input), ": ", pw_stream_state_as_string(state));
+    if (state_ == PW_STREAM_STATE_PAUSED) cycles_->drain();
     // After a pause, sound does not continue where it ended.
-    if (state == PW_STREAM_STATE_STREAMING) noteJump();
+    if (isStreaming()) noteJump();
     session_.noteChange();
     session_.signal();
 }
 
 void AudioStream::positionChanged(const spa_io_position* position) {
+    cycles_->drain();
     const auto before = std::exchange(driverNode_, std::nullopt);
     if (position) driverNode_ = position->clock.id;
     // Each driver has its own frame counter.
     if (driverNode_ != before) noteJump();
 }
 
-void AudioStream::deliver() {
-    // The reported time belongs to the newest buffer only if no further one arrives in between.
-    pw_time time{};
-    pw_time timeAfter{};
-    pw_stream_get_time_n(stream_.get(), &timeAfter, sizeof timeAfter);
-    for (int attempt = 0; attempt < maxAttempts; ++attempt) {
-        time = timeAfter;
-        dequeueBuffers();
-        pw_stream_get_time_n(stream_.get(), &timeAfter, sizeof timeAfter);
-        if (timeAfter.ticks == time.ticks) break;
-    }
-    if (pending_.empty()) return;
-    if (isUnwanted()) {
-        pending_.clear();
-        noteJump();
-        return;
-    }
+void AudioStream::deliver(const CycleQueue::Cycle& cycle) {
+    if (isUnwanted()) return noteJump();
 
-    const std::int64_t frames = framesIn(pending_.size());
-    const std::int64_t older = frames - framesIn(newestBufferSize_);
-    const Nanoseconds reported = reportedTime(time) - durationOf(older, sampleRate);
-    const bool skipped = skippedCycles(frames, time);
-    const bool moved = pathChanged(time);
+    const std::span<const std::byte> sound(cycle.sound);
+    const std::int64_t frames = framesIn(sound.size());
+    const Nanoseconds reported = reportedTime(cycle.time, frames);
+    const bool skipped = skippedCycles(cycle.time, frames);
+    const bool moved = pathChanged(cycle.time);
     if (skipped || moved) smoother_.noteJump();
     if (skipped) log(LogArea::audio, "sound lost: the server skipped cycles");
     if (moved) log(LogArea::audio, "the stream's delay changed: another device or setting");
-    const auto timestamp = smoother_.stamp(reported, frames);
-    if (timestamp) deliverFrom(*timestamp);
-    pending_.clear();
-}
-
-/// A busy machine receives several cycles at once. They are delivered in pieces of at most one cycle, because
-/// a recording that ends within them drops whole pieces.
-void AudioStream::deliverFrom(Nanoseconds timestamp) {
-    const std::span<const std::byte> sound(pending_);
-    const std::size_t maxPiece = static_cast<std::size_t>(cycleFrames) * frameSize();
-    for (std::size_t from = 0; from < sound.size(); from += maxPiece) {
-        const auto piece = sound.subspan(from, std::min(maxPiece, sound.size() - from));
-        CMSampleBuffer sample;
-        sample.timing.duration = CMTime(1, sampleRate);
-        sample.timing.presentationTimeStamp =
-            CMTime::from(timestamp + durationOf(framesIn(from), sampleRate));
-        sample.audio = std::make_shared<AudioBufferList>();
-        sample.audio->description = {sampleRate, format_.channels, AudioSampleFormat::float32};
-        sample.audio->buffers.emplace_back(piece.begin(), piece.end());
-        onSample_(sample);
+    for (std::int64_t from = 0; from < frames; from += maxPiece) {
+        const std::int64_t length = std::min(maxPiece, frames - from);
+        const auto timestamp = smoother_.stamp(reported + durationOf(from, sampleRate), length);
+        if (timestamp) deliverPiece(*timestamp, sound.subspan(bytesOf(from), bytesOf(length)));
     }
-    deliveredUntil_ = timestamp + durationOf(framesIn(sound.size()), sampleRate);
     session_.signal();
 }
 
-void AudioStream::dequeueBuffers() {
-    while (pw_buffer* buffer = pw_stream_dequeue_buffer(stream_.get())) {
-        const spa_data& data = buffer->buffer->datas[0];
-        if (buffer->buffer->n_datas > 0 && data.data && data.chunk) {
-            const std::size_t offset = std::min(data.chunk->offset, data.maxsize);
-            const std::size_t size = std::min<std::size_t>(data.chunk->size, data.maxsize - offset);
-            const auto* begin = static_cast<const std::byte*>(data.data) + offset;
-            const std::size_t whole = size / frameSize() * frameSize();
-            if (whole > 0) newestBufferSize_ = whole;
-            pending_.insert(pending_.end(), begin, begin + whole);
-        }
-        pw_stream_queue_buffer(stream_.get(), buffer);
-    }
+void AudioStream::deliverPiece(Nanoseconds timestamp, std::span<const std::byte> sound) {
+    CMSampleBuffer sample;
+    sample.timing.duration = CMTime(1, sampleRate);
+    sample.timing.presentationTimeStamp = CMTime::from(timestamp);
+    sample.audio = std::make_shared<AudioBufferList>();
+    sample.audio->description = {sampleRate, format_.channels, AudioSampleFormat::float32};
+    sample.audio->buffers.emplace_back(sound.begin(), sound.end());
+    onSample_(sample);
+    deliveredUntil_ = timestamp + durationOf(framesIn(sound.size()), sampleRate);
 }
 
 void AudioStream::noteJump() {
@@ -267,13 +246,12 @@ bool AudioStream::isUnwanted() const {
 
 /// Whether the server's counter advanced by clearly more than the received frames: a busy machine misses
 /// cycles.
-bool AudioStream::skippedCycles(std::int64_t frames, const pw_time& time) {
+bool AudioStream::skippedCycles(const pw_time& time, std::int64_t frames) {
     const auto before = std::exchange(lastTicks_, time.ticks);
     if (!before || time.rate.denom == 0) return false;
     const auto advance = static_cast<std::int64_t>(time.ticks - *before);
     const Nanoseconds passed = durationOf(advance * time.rate.num, time.rate.denom);
-    const Nanoseconds cycle = durationOf(framesIn(newestBufferSize_), sampleRate);
-    return passed > durationOf(frames, sampleRate) + cycle / 2;
+    return passed > durationOf(frames, sampleRate) * 3 / 2;
 }
 
 /// Most outputs drive the cycles; one that feeds other outputs (an equalizer) does not.
@@ -303,10 +281,9 @@ AudioStream::Nanoseconds AudioStream::playbackDelay(Nanoseconds cycle) const {
            Nanoseconds((playbackDelay_.min_ns + playbackDelay_.max_ns) / 2);
 }
 
-/// When the first frame of the newest buffer was, or will be, audible at the device.
-AudioStream::Nanoseconds AudioStream::reportedTime(const pw_time& time) const {
-    // Each cycle of the server delivers one buffer.
-    const Nanoseconds cycle = durationOf(framesIn(newestBufferSize_), sampleRate);
+/// When the first frame of a cycle was, or will be, audible at the device.
+AudioStream::Nanoseconds AudioStream::reportedTime(const pw_time& time, std::int64_t frames) const {
+    const Nanoseconds cycle = durationOf(frames, sampleRate);
     if (time.now == 0 || time.rate.denom == 0) return HostClock::now() - cycle;
     const Path path = pathAt(time);
     const Nanoseconds inConverter = durationOf(static_cast<std::int64_t>(time.buffered), sampleRate);

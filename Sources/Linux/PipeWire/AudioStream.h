@@ -2,6 +2,7 @@
 // AudioStream: a capture stream of the sound server.
 #pragma once
 
+#include "Linux/PipeWire/CycleQueue.h"
 #include "Linux/PipeWire/GraphWatch.h"
 #include "Linux/PipeWire/Session.h"
 #include "Linux/PipeWire/TimestampSmoother.h"
@@ -14,8 +15,8 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
-#include <vector>
 
 namespace lumicrate::pipewire {
 
@@ -74,11 +75,11 @@ class AudioStream {
     static const pw_stream_events events;
 
     void connect();
+    void destroyStream();
     void stateChanged(pw_stream_state state);
     void positionChanged(const spa_io_position* position);
-    void deliver();
-    void deliverFrom(Nanoseconds timestamp);
-    void dequeueBuffers();
+    void deliver(const CycleQueue::Cycle& cycle);
+    void deliverPiece(Nanoseconds timestamp, std::span<const std::byte> sound);
     void noteJump();
     bool isUnwanted() const;
     /// The path between a device and this stream.
@@ -87,13 +88,14 @@ class AudioStream {
         bool outputDrives = false;  ///< the output times the server's cycles
     };
 
-    bool skippedCycles(std::int64_t frames, const pw_time& time);
+    bool skippedCycles(const pw_time& time, std::int64_t frames);
     bool isOutputADriver() const;
     Path pathAt(const pw_time& time) const;
     bool pathChanged(const pw_time& time);
     Nanoseconds playbackDelay(Nanoseconds cycle) const;
-    Nanoseconds reportedTime(const pw_time& time) const;
+    Nanoseconds reportedTime(const pw_time& time, std::int64_t frames) const;
     std::size_t frameSize() const { return static_cast<std::size_t>(format_.channels) * sizeof(float); }
+    std::size_t bytesOf(std::int64_t frames) const { return static_cast<std::size_t>(frames) * frameSize(); }
     std::int64_t framesIn(std::size_t bytes) const { return static_cast<std::int64_t>(bytes / frameSize()); }
     bool isStreaming() const { return state_ == PW_STREAM_STATE_STREAMING; }
 
@@ -101,8 +103,6 @@ class AudioStream {
     const SampleSource::SampleHandler onSample_;
     TimestampSmoother smoother_{sampleRate};
     pw_stream_state state_ = PW_STREAM_STATE_UNCONNECTED;
-    std::vector<std::byte> pending_;           ///< from the server's buffers, not yet delivered
-    std::size_t newestBufferSize_ = 0;         ///< bytes at its end that are from the newest buffer
     std::optional<std::uint32_t> driverNode_;  ///< times the cycles of this stream
     std::optional<std::uint64_t> lastTicks_;   ///< the server's frame counter at the last delivery
     std::optional<Path> lastPath_;
@@ -111,6 +111,7 @@ class AudioStream {
     spa_hook listener_{};
     Session& session_;
     const GraphWatch& watch_;
+    std::unique_ptr<CycleQueue> cycles_;                ///< of the stream, which is destroyed before it
     std::unique_ptr<pw_stream, DestroyStream> stream_;  ///< used only under the session's lock
 };
 

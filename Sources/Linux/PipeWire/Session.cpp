@@ -58,7 +58,7 @@ Session::Session(const Remote& remote) {
 void Session::connect(const Remote& remote) {
     {
         const std::lock_guard lock(contextMutex());
-        context_.reset(pw_context_new(pw_thread_loop_get_loop(loop_.get()), nullptr, 0));
+        context_.reset(pw_context_new(loop(), nullptr, 0));
     }
     if (!context_) failUnreachable();
     const int socket = remote ? remote() : -1;

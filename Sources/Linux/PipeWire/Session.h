@@ -38,6 +38,8 @@ class Session {
     Session& operator=(const Session&) = delete;
 
     pw_core* core() const { return core_.get(); }
+    /// Runs the callbacks, on the session's thread.
+    pw_loop* loop() const { return pw_thread_loop_get_loop(loop_.get()); }
     /// False once the connection is lost. Lock held.
     bool isAlive() const { return alive_; }
     /// `changed` is called on the session's thread when the connection is lost, and by noteChange(). Lock

@@ -68,6 +68,31 @@ TEST_F(AudioSourceTests, SoundIsStampedWithTheTimeItIsAudible) {
     }
 }
 
+/// The median length of what arrives at once, in frames, from that time on.
+std::size_t groupLength(const Take& take, nanoseconds from) {
+    std::vector<std::size_t> groups;
+    nanoseconds before{};
+    for (const Take::Buffer& buffer : take.buffers) {
+        if (buffer.stamp < from) continue;
+        if (groups.empty() || buffer.arrived > before + 8ms) groups.push_back(0);
+        groups.back() += buffer.frames;
+        before = buffer.arrived;
+    }
+    std::ranges::nth_element(groups, groups.begin() + static_cast<std::ptrdiff_t>(groups.size() / 2));
+    return groups.at(groups.size() / 2);
+}
+
+TEST_F(AudioSourceTests, SilenceArrivesLessOftenThanSound) {
+    Player player("spk");
+    Running source(AudioSource::systemSound());
+    const nanoseconds silentFrom = HostClock::now() + 200ms;
+    ASSERT_TRUE(source.awaitUntil(silentFrom + 1s));
+    EXPECT_GE(groupLength(source.take(), silentFrom), 4096U);
+    const nanoseconds soundingFrom = player.beginTone(1000, 0.5) + 200ms;
+    ASSERT_TRUE(source.awaitUntil(soundingFrom + 1s));
+    EXPECT_LE(groupLength(source.take(), soundingFrom), 2048U);
+}
+
 TEST_F(AudioSourceTests, StopDeliversWhatWasCapturedUntilThen) {
     for (const bool ofMicrophone : {false, true}) {
         Running source(ofMicrophone ? AudioSource::microphone(std::nullopt) : AudioSource::systemSound());

@@ -125,6 +125,7 @@ struct Take {
         std::chrono::nanoseconds stamp;
         std::size_t firstFrame;  ///< counted from the first one delivered
         std::size_t frames;
+        std::chrono::nanoseconds arrived;  ///< host time
 
         std::chrono::nanoseconds end() const {
             return stamp + std::chrono::nanoseconds(frames * 1'000'000'000 / 48000);
@@ -208,7 +209,7 @@ class Running {
         for (std::size_t i = 0; i < values.size(); ++i)
             channels[i % channels.size()].push_back(values[i]);
         const std::chrono::nanoseconds stamp(sample.presentationTimeStamp().converted(1'000'000'000));
-        take_.buffers.push_back({stamp, before, channels[0].size() - before});
+        take_.buffers.push_back({stamp, before, channels[0].size() - before, HostClock::now()});
     }
 
     mutable std::mutex mutex_;
