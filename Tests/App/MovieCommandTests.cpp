@@ -148,7 +148,7 @@ TEST_F(MovieCommandTests, CopiesStayJustBelowASize) {
     for (const char* nonsense : {"8", "MB", "-8MB", "8XB", "1kB"}) {
         const Outcome outcome = run({"share", movie, "--max-size", nonsense});
         EXPECT_EQ(outcome.status, 2);
-        EXPECT_THAT(outcome.error, HasSubstr("give a size of at least 10 kB, such as 8MB."));
+        EXPECT_THAT(outcome.error, HasSubstr("give a size of at least 10 kB with its unit, such as 8MB."));
     }
     EXPECT_THAT(contents(), ElementsAre(Key("busy.gif"), Key("busy.mp4"), Key("busy_small.mp4"),
                                         Key("calm.mp4"), Key("calm_small.mp4"), Key("own.webp")));

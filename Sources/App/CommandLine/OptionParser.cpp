@@ -238,7 +238,8 @@ std::optional<std::uint64_t> readSizeOption(const ParsedOptions& parsed, std::st
     const auto text = parsed.value(option);
     if (!text) return std::nullopt;
     const auto bytes = parseByteCount(*text);
-    if (!bytes) throwInvalidValue(option, *text, localized("a size of at least 10 kB, such as 8MB"));
+    if (!bytes)
+        throwInvalidValue(option, *text, localized("a size of at least 10 kB with its unit, such as 8MB"));
     return bytes;
 }
 
