@@ -17,6 +17,8 @@ struct CompactEncoding {
     double maxFps = 30;        ///< pictures that follow faster are left out
     /// The average over the movie, bit/s; without it the quality is constant and good.
     std::optional<int> videoBitRate;
+    /// What good quality takes, bit/s, where that is known. With it, `videoBitRate` is met more exactly.
+    std::optional<int> goodVideoBitRate;
     int soundBitRate = 96'000;
     int soundChannels = 2;  ///< 1 or 2; all tracks are mixed
 };

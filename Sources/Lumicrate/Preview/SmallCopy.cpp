@@ -57,18 +57,20 @@ LongWork partOf(const LongWork& work, double from, double to) {
 
 std::optional<CompactEncoding> reducedEncoding(const CompactEncoding& full, double part) {
     CompactEncoding reduced = full;
-    double missing = legiblePart / part;  // this many times too many bytes
-    if (missing > 1) {
+    double kept = 1;                                                 // of the bytes
+    const auto missing = [&] { return kept * legiblePart / part; };  // this many times too many
+    if (missing() > 1) {
         reduced.maxFps =
-            std::max(full.maxFps * std::pow(missing, -1 / byRate), std::min(minFps, full.maxFps));
-        missing *= std::pow(reduced.maxFps / full.maxFps, byRate);
+            std::max(full.maxFps * std::pow(missing(), -1 / byRate), std::min(minFps, full.maxFps));
+        kept *= std::pow(reduced.maxFps / full.maxFps, byRate);
     }
-    if (missing > 1) {
-        const double scale = std::max(std::pow(missing, -1 / bySide), minScale);
+    if (missing() > 1) {
+        const double scale = std::max(std::pow(missing(), -1 / bySide), minScale);
         reduced.maxSize = {full.maxSize.width * scale, full.maxSize.height * scale};
-        missing *= std::pow(scale, bySide);
+        kept *= std::pow(scale, bySide);
     }
-    if (missing > legiblePart / minPart) return std::nullopt;
+    if (missing() > legiblePart / minPart) return std::nullopt;
+    if (full.goodVideoBitRate) reduced.goodVideoBitRate = static_cast<int>(kept * *full.goodVideoBitRate);
     return reduced;
 }
 
@@ -119,6 +121,7 @@ void SmallCopy::encode(const std::filesystem::path& url, const std::filesystem::
     if (first.part >= 1) files_.removeItem(to);
 
     const double needed = static_cast<double>(first.bytes) / first.part;
+    encoding.goodVideoBitRate = static_cast<int>(std::min(needed * 8 / duration, 1e9));
     const double pictures =
         std::min<double>(static_cast<double>(assets_.pictureTimes(url).size()), duration * encoding.maxFps);
     const double others = sound + bytesOfHead + pictures * bytesOfPicture;
@@ -138,7 +141,7 @@ void SmallCopy::encode(const std::filesystem::path& url, const std::filesystem::
         if (result.part >= 1) files_.removeItem(to);
         // Only the pictures can become smaller. A few large ones, as of a still screen, miss their rate by
         // far.
-        room *= 0.98 * std::min(room / (bytes - others), 0.98);
+        room *= 0.97 * std::min(room / (bytes - others), 0.98);
         done = end;
     }
     throw LocalizedError(localized("The recording couldn't be made that small."));

@@ -78,13 +78,16 @@ TEST_F(SmallCopyTests, AttemptsEndJustBelowTheLimit) {
 TEST_F(SmallCopyTests, GivesUpBitsThenPicturesThenPixels) {
     CompactEncoding full;
     full.maxSize = {1920, 1080};
+    full.goodVideoBitRate = 8'000'000;
     EXPECT_EQ(reducedEncoding(full, 0.5)->maxFps, 30);
+    EXPECT_EQ(reducedEncoding(full, 0.5)->goodVideoBitRate, 8'000'000);
     const auto slower = reducedEncoding(full, 0.2);
     EXPECT_LT(slower->maxFps, 30);
     EXPECT_EQ(slower->maxSize, full.maxSize);
     const auto smaller = reducedEncoding(full, 0.05);
     EXPECT_EQ(smaller->maxFps, 10);
     EXPECT_LT(smaller->maxSize.width, 1920);
+    EXPECT_NEAR(*smaller->goodVideoBitRate, 8e6 * 0.05 / 0.25, 1e3) << "still legible";
     EXPECT_EQ(reducedEncoding(full, 0.001), std::nullopt);
 }
 

@@ -108,16 +108,15 @@ void CompactTrack::open(Pass pass) {
     if (encoder_->colorspace == AVCOL_SPC_RGB) encoder_->colorspace = AVCOL_SPC_SMPTE170M;
     encoder_->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
     av_opt_set(encoder_->priv_data, "preset", preset, 0);
-    if (pass != Pass::second || isSparse_) av_opt_set_double(encoder_->priv_data, "crf", quality_, 0);
-    if (pass == Pass::first || (pass == Pass::second && !isSparse_)) {
+    if (pass != Pass::second) av_opt_set_double(encoder_->priv_data, "crf", quality_, 0);
+    if (pass != Pass::only) {
         encoder_->flags |= pass == Pass::first ? AV_CODEC_FLAG_PASS1 : AV_CODEC_FLAG_PASS2;
         av_opt_set(encoder_->priv_data, "stats", notes_->file().c_str(), 0);
     }
-    if (pass == Pass::second && !isSparse_) {
+    if (pass == Pass::second) {
         // The library takes each picture to last one interval of the rate.
-        const double bits = *encoding_.videoBitRate * source_.duration();
         encoder_->bit_rate =
-            std::llround(bits * rate / static_cast<double>(std::max<std::int64_t>(pictures_, 1)));
+            std::llround(wantedBits() * rate / static_cast<double>(std::max<std::int64_t>(pictures_, 1)));
     }
     checked(avcodec_open2(encoder_.get(), codec, nullptr), cannotEncode);
     shaper_.emplace(size_.width, size_.height, encoder_->pix_fmt);
@@ -127,6 +126,10 @@ void CompactTrack::open(Pass pass) {
 
 void CompactTrack::analyze(const LongWork& work) {
     notes_ = std::make_unique<Notes>();
+    // The library's second pass takes bits to halve with every 6 steps of quality. Those of text halve with
+    // more, so the first pass has to be near.
+    if (encoding_.goodVideoBitRate)
+        makeCoarser(static_cast<double>(*encoding_.goodVideoBitRate) / *encoding_.videoBitRate);
     open(Pass::first);
     pictures_ = 0;
     double reported = 0;
@@ -143,12 +146,19 @@ void CompactTrack::analyze(const LongWork& work) {
     });
     // Closing it completes the notes.
     encoder_.reset();
-    isSparse_ = static_cast<double>(pictures_) < usualPart * encoding_.maxFps * source_.duration();
-    if (isSparse_) {
-        const double coarser = std::log2(bits / (*encoding_.videoBitRate * source_.duration()));
-        quality_ = std::clamp(goodQuality + halvingQuality * coarser, goodQuality, coarsestQuality);
-    }
-    open(Pass::second);
+    const double mostPictures = encoding_.maxFps * source_.duration();
+    if (static_cast<double>(pictures_) >= usualPart * mostPictures) return open(Pass::second);
+    makeCoarser(bits / wantedBits());
+    open(Pass::only);
+}
+
+/// For a number of bits that is smaller by that factor.
+void CompactTrack::makeCoarser(double factor) {
+    quality_ = std::clamp(quality_ + halvingQuality * std::log2(factor), goodQuality, coarsestQuality);
+}
+
+double CompactTrack::wantedBits() const {
+    return *encoding_.videoBitRate * source_.duration();
 }
 
 void CompactTrack::addTo(OutputMovie& movie) {

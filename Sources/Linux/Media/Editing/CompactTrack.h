@@ -15,7 +15,8 @@
 
 namespace lumicrate::media {
 
-/// H.264. With a bit rate, two passes: `analyze` is the first. There are no B-frames, so that players that
+/// H.264. With a bit rate, two passes: `analyze` is the first. Few pictures, as of a still screen, get a
+/// quality from it, and meet the bit rate less exactly. There are no B-frames, so that players that
 /// ignore edit lists show every picture at its time too.
 class CompactTrack final : public TrackWriter {
  public:
@@ -42,6 +43,8 @@ class CompactTrack final : public TrackWriter {
     using Sink = std::function<void(AVPacket& packet)>;
 
     void open(Pass pass);
+    double wantedBits() const;
+    void makeCoarser(double factor);
     void encodeAll(const std::function<void()>& check, const Sink& sink);
     void encode(const AVFrame* frame, const Sink& sink);
 
@@ -52,13 +55,12 @@ class CompactTrack final : public TrackWriter {
     std::uint64_t maxBytes_;
     AVRational clock_;
     PixelSize size_;
-    double quality_;  ///< where no bit rate decides
+    double quality_;  ///< the CRF of libx264, where no bit rate decides
     std::unique_ptr<Notes> notes_;
     OwnedCodec encoder_;
     std::optional<PictureShaper> shaper_;
     OwnedPacket packet_;
     std::int64_t pictures_ = 0;  ///< that the first pass has seen
-    bool isSparse_ = false;      ///< they are few, and the second pass has a quality instead of a bit rate
     std::int64_t lastDuration_ = 1;
     std::uint64_t bytes_ = 0;
     double part_ = 0;
