@@ -26,8 +26,10 @@ enum class AVVideoYCbCrMatrix { ITU_R_709_2 };
 struct AVVideoCompressionProperties {
     int averageBitRate = 0;  ///< bits per second; never exceeded over a few seconds
     int expectedSourceFrameRate = 0;
-    int maxKeyFrameInterval = 0;           ///< frames, at the expected rate
-    double maxStillKeyFrameInterval = 60;  ///< seconds, while frames only repeat the one before
+    int maxKeyFrameInterval = 0;  ///< frames, at the expected rate
+    /// Seconds, while frames only repeat the one before. Decoding a minute of repeats takes less time than a
+    /// few moving frames, and at one a second they take less space than one key frame.
+    double maxStillKeyFrameInterval = 60;
     std::optional<AVVideoProfileLevel> profileLevel;
     bool isNaturalVideo = false;  ///< a camera's: noise and motion everywhere
 };

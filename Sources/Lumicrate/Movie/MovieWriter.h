@@ -75,7 +75,8 @@ class MovieWriter final : public SCStreamOutput {
         bool input = false;   ///< a track of recorded input, besides video
         /// One picture every 1 ⁄ fps s (FrameGrid), instead of the frames at their own times.
         bool constantFrameRate = false;
-        double stillKeyFrameInterval = 60;  ///< seconds between key frames of a still screen
+        /// Seconds between key frames of a still screen.
+        double stillKeyFrameInterval = AVVideoCompressionProperties().maxStillKeyFrameInterval;
     };
 
     /// Clock and files must outlive the writer.

@@ -25,7 +25,7 @@ constexpr auto keepUpInterval = 750ms;
 constexpr auto retryInterval = 10s;
 
 /// Of a still screen, in seconds. What is kept begins with a key frame, so it exceeds the limit by up to this
-/// interval. A shorter one would cost more processor time than everything else.
+/// interval. A key frame takes as much processor time as ten seconds without one.
 double keyFrameInterval(int limit) {
     return limit / 3.0;
 }

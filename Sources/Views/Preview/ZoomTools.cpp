@@ -50,9 +50,8 @@ ZoomTools::ZoomTools(PreviewModel& model, QWidget* parent)
 void ZoomTools::show(const std::optional<ZoomBlocks::State>& state) {
     const bool isChosen = state && state->selected;
     scale_->setEnabled(isChosen);
-    // Without a selected zoom, that of a new one.
-    const ZoomBlock shown = isChosen ? state->blocks[*state->selected] : ZoomBlock();
-    scale_->setCurrentIndex(scale_->findData(shown.scale));
+    const double newScale = ZoomBlock().scale;
+    scale_->setCurrentIndex(scale_->findData(isChosen ? state->blocks[*state->selected].scale : newScale));
     save_->setEnabled(state && !state->blocks.empty());
 }
 

@@ -9,6 +9,7 @@
 #include "Linux/Media/Encoding/MacroblockMap.h"
 #include "Linux/Media/Encoding/RateControl.h"
 #include "Linux/Media/Encoding/UncoveredBlocks.h"
+#include "Platform/AVAssetWriter.h"
 #include "Platform/CMSampleBuffer.h"
 
 #include <algorithm>
@@ -58,10 +59,8 @@ class VideoEncoder {
         /// Maximum between key pictures, in frames at the full frame rate. Does not apply to repeats.
         int keyFrameInterval = 0;
         bool isNaturalVideo = false;  ///< a camera's: noise and motion everywhere
-        /// Maximum between key pictures while pictures repeat the one before, in seconds. Decoding a minute
-        /// of repeats takes less time than a few moving pictures, and at one a second they take less space
-        /// than one key picture.
-        double repeatedKeyInterval = 60;
+        /// Maximum between key pictures while pictures repeat the one before, in seconds.
+        double repeatedKeyInterval = AVVideoCompressionProperties().maxStillKeyFrameInterval;
     };
 
     VideoEncoder(const VideoEncoder&) = delete;
@@ -78,7 +77,7 @@ class VideoEncoder {
     void setSaving(int level) { saving_ = level; }
     /// Encodes a picture of the given time, in ticks of videoTimescale; times must increase. `info` tells
     /// what changed; without it everything may have. The sequence number of the previous picture means that
-    /// picture again: only blocks that are coarse are coded, and key pictures are rarer.
+    /// picture again: only blocks that are coarse are coded, and key pictures come at `repeatedKeyInterval`.
     /// Throws PlatformError.
     EncodedPicture encode(const CVPixelBuffer& picture, std::int64_t time,
                           const std::optional<SCStreamFrameInfo>& info);

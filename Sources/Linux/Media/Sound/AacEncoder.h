@@ -1,8 +1,8 @@
 // SPDX-License-Identifier: GPL-3.0-or-later
 // AacEncoder: encodes sound as AAC.
 //
-// Lasting digital silence costs nothing: what the encoder makes of it is constant, and is repeated without
-// encoding it again.
+// Lasting digital silence costs almost nothing: what the encoder makes of it is constant, and is repeated
+// without encoding it again.
 #pragma once
 
 #include "Linux/Media/Libav.h"
@@ -51,10 +51,10 @@ class AacEncoder {
     std::vector<float> interleaved_;
     std::int64_t position_ = 0;       ///< frames passed to the encoder
     std::int64_t repeated_ = 0;       ///< silent frames that were not
-    int silentPieces_ = 0;            ///< passed to the encoder, without interruption
+    int silentPieces_ = 0;            ///< the last ones, of the encoder's size
     std::vector<std::uint8_t> last_;  ///< the last coded sample
-    std::int64_t lastTime_ = 0;
-    bool isConstant_ = false;  ///< the coded sample before the last one was the same
+    std::int64_t lastTime_ = 0;       ///< its time, in frames
+    bool isConstant_ = false;         ///< the coded sample before the last one was the same
 };
 
 }  // namespace lumicrate::media

@@ -387,7 +387,7 @@ TEST_F(PressWatchTests, NamesCommandsByTheLayoutAndNoTypedCharacter) {
 }
 
 TEST_F(PressWatchTests, FollowsGroupsLocksAndButtons) {
-    // Of the sequences; read by the thread that watches.
+    // Of the key sequences. The watching thread reads it, so it is chosen before.
     std::setlocale(LC_CTYPE, "C.UTF-8");
     const auto monitoring = monitor();
     tool({"setxkbmap", "ru,us"});
