@@ -24,8 +24,9 @@ struct CompactEncoding {
 };
 
 struct CompactResult {
-    std::uint64_t bytes = 0;  ///< of the file, or of its pictures when it was given up
-    double part = 1;          ///< of the movie that was encoded; below 1 when it was given up
+    std::uint64_t bytes = 0;         ///< of the file; 0 when it was given up
+    std::uint64_t pictureBytes = 0;  ///< of its pictures
+    double part = 1;                 ///< of the movie that was encoded; below 1 when it was given up
 };
 
 class AVCompactExport {

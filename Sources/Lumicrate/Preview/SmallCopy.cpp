@@ -116,16 +116,19 @@ void SmallCopy::encode(const std::filesystem::path& url, const std::filesystem::
 
     const CompactResult first =
         exporter_.exportCompact(url, to, encoding, 2 * maxBytes, partOf(work, 0, endOfFirst));
-    log(LogArea::library, "small copy in good quality: ", first.bytes, " bytes for ", first.part);
-    if (first.part >= 1 && first.bytes <= maxBytes) return;
-    if (first.part >= 1) files_.removeItem(to);
+    const bool isWhole = first.part >= 1;
+    log(LogArea::library, "small copy in good quality: ", first.bytes, " bytes, pictures ",
+        first.pictureBytes, " for ", first.part);
+    if (isWhole && first.bytes <= maxBytes) return;
+    if (isWhole) files_.removeItem(to);
 
-    const double needed = static_cast<double>(first.bytes) / first.part;
-    encoding.goodVideoBitRate = static_cast<int>(std::min(needed * 8 / duration, 1e9));
     const double pictures =
         std::min<double>(static_cast<double>(assets_.pictureTimes(url).size()), duration * encoding.maxFps);
-    const double others = sound + bytesOfHead + pictures * bytesOfPicture;
+    const double others = isWhole ? static_cast<double>(first.bytes - first.pictureBytes)
+                                  : sound + bytesOfHead + pictures * bytesOfPicture;
+    const double needed = static_cast<double>(first.pictureBytes) / first.part;
     double room = limit * aim - others;
+    encoding.goodVideoBitRate = static_cast<int>(std::min(needed * 8 / duration, 1e9));
     const auto reduced = room > 0 ? reducedEncoding(encoding, room / needed) : std::nullopt;
     if (!reduced) failAsTooLong(duration * std::min(room / needed / minPart, 0.9), maxBytes);
     encoding = *reduced;
@@ -137,11 +140,11 @@ void SmallCopy::encode(const std::filesystem::path& url, const std::filesystem::
         log(LogArea::library, "small copy with ", *encoding.videoBitRate, " + ", soundRate,
             " bit/s: ", result.bytes, " bytes");
         if (result.part >= 1 && result.bytes <= maxBytes) return;
-        const double bytes = static_cast<double>(result.bytes) / result.part;
         if (result.part >= 1) files_.removeItem(to);
         // Only the pictures can become smaller. A few large ones, as of a still screen, miss their rate by
         // far.
-        room *= 0.97 * std::min(room / (bytes - others), 0.98);
+        const double made = static_cast<double>(result.pictureBytes) / result.part;
+        room *= 0.97 * std::min(room / made, 0.98);
         done = end;
     }
     throw LocalizedError(localized("The recording couldn't be made that small."));

@@ -103,15 +103,16 @@ class FakeCompactExport final : public AVCompactExport {
                                 std::uint64_t maxBytes, const LongWork& work) const override {
         work.reach(0.5);
         made.push_back(encoding);
-        const double all = bytes(encoding);
+        const double pictures = bytes(encoding);
         const auto limit = static_cast<double>(maxBytes);
-        if (all > limit) return {maxBytes, limit / all};
+        if (pictures > limit) return {0, maxBytes, limit / pictures};
         files_.existing.insert(destination);
-        size = static_cast<std::uint64_t>(all);
-        return {size, 1};
+        size = static_cast<std::uint64_t>(pictures + others);
+        return {size, static_cast<std::uint64_t>(pictures), 1};
     }
 
     std::function<double(const CompactEncoding&)> bytes = [](const CompactEncoding&) { return 1000; };
+    double others = 0;  ///< the bytes besides the pictures
     mutable std::vector<CompactEncoding> made;
     mutable std::uint64_t size = 0;
 

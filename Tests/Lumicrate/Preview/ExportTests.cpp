@@ -47,9 +47,9 @@ class SmallCopyTests : public ExportTests {
     }
     /// The size of a movie that takes `good` bytes in good quality and obeys a bit rate up to `error`.
     void movieOf(double good, double error = 1) {
-        compact.bytes = [good, error](const CompactEncoding& encoding) {
-            if (!encoding.videoBitRate) return good;
-            return 60 * (error * *encoding.videoBitRate + encoding.soundBitRate) / 8 + 100'000;
+        compact.others = 800'000;
+        compact.bytes = [=, this](const CompactEncoding& encoding) {
+            return encoding.videoBitRate ? 60 * error * *encoding.videoBitRate / 8 : good - compact.others;
         };
     }
 
@@ -96,7 +96,7 @@ TEST_F(SmallCopyTests, FailuresLeaveNothing) {
     movieOf(5e9);
     EXPECT_THAT(share(500'000),
                 MatchesRegex("The recording is too long: only about 00:.. of it fit into 500 kB."));
-    compact.bytes = [](const CompactEncoding&) { return 9e6; };
+    compact.bytes = [](const CompactEncoding&) { return 8e6; };
     EXPECT_EQ(share(8'000'000), "The recording couldn't be made that small.");
     EXPECT_EQ(share(8'000'000, "/m/a.mov"), "There is already a file with that name.");
     std::stop_source stop;

@@ -81,9 +81,9 @@ CompactResult CompactExport::exportCompact(const std::filesystem::path& source,
         write(output, input, pictures.get(), sound.get());
     } catch (const CancelledError&) {
         if (!pictures || !pictures->isTooLarge()) throw;
-        return {pictures->bytes(), pictures->part()};
+        return {0, pictures->bytes(), pictures->part()};
     }
-    return {std::filesystem::file_size(destination), 1};
+    return {std::filesystem::file_size(destination), pictures ? pictures->bytes() : 0, 1};
 }
 
 }  // namespace lumicrate::media

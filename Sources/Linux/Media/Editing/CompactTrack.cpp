@@ -33,6 +33,8 @@ constexpr double halvingQuality = 10;
 /// With a smaller part of the pictures that the rate allows, as of a still screen, the library's second pass
 /// misses its bit rate by far.
 constexpr double usualPart = 0.5;
+/// The library counts in thousands.
+constexpr long long minBitRate = 1000;
 /// The maximum distance of key pictures, in seconds.
 constexpr int keyInterval = 8;
 
@@ -115,8 +117,8 @@ void CompactTrack::open(Pass pass) {
     }
     if (pass == Pass::second) {
         // The library takes each picture to last one interval of the rate.
-        encoder_->bit_rate =
-            std::llround(wantedBits() * rate / static_cast<double>(std::max<std::int64_t>(pictures_, 1)));
+        const double perPicture = wantedBits() / static_cast<double>(std::max<std::int64_t>(pictures_, 1));
+        encoder_->bit_rate = std::max(std::llround(perPicture * rate), minBitRate);
     }
     checked(avcodec_open2(encoder_.get(), codec, nullptr), cannotEncode);
     shaper_.emplace(size_.width, size_.height, encoder_->pix_fmt);
