@@ -155,7 +155,9 @@ TEST_F(MovieCommandTests, CopiesStayJustBelowASize) {
 }
 
 TEST_F(MovieCommandTests, TrimSavesACopyOrReplacesTheRecording) {
-    const auto movie = makeMovie("talk.mp4", "320x180", 6, {440}, {"-g", "60"});
+    const std::string comment(30'000, 'c');
+    const auto movie =
+        makeMovie("talk.mp4", "320x180", 6, {440}, {"-g", "60", "-metadata", "comment=" + comment});
     const std::string before = readText(movie);
     const struct {
         std::vector<std::string> options;
@@ -172,7 +174,9 @@ TEST_F(MovieCommandTests, TrimSavesACopyOrReplacesTheRecording) {
         arguments.insert(arguments.end(), options.begin(), options.end());
         const Outcome outcome = run(arguments);
         EXPECT_EQ(outcome.file(), folder / name) << outcome.error;
-        EXPECT_NEAR(MovieProbe(outcome.file()).duration(), duration, tolerance);
+        const MovieProbe trimmed(outcome.file());
+        EXPECT_NEAR(trimmed.duration(), duration, tolerance);
+        EXPECT_TRUE(trimmed.tag("comment") == comment);
     }
     EXPECT_THAT(contents(), ElementsAre(Key("talk.mp4"), Key("talk_trimmed.mp4"), Key("talk_trimmed_2.mp4")));
 }

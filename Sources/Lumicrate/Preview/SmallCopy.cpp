@@ -28,7 +28,7 @@ constexpr double minScale = 0.3;
 constexpr double bytesOfPicture = 48;
 constexpr double soundPackets = 48000 / 1024.0;  // per second
 constexpr double bytesOfPacket = 24;
-constexpr double bytesOfHead = 32'000;
+constexpr double bytesOfHead = 12'000;
 
 /// Sound gets about a fifth of few bits, and never more than it needs. `rate` is of the whole file.
 void chooseSound(double rate, CompactEncoding& encoding) {

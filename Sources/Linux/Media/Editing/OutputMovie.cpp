@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <cstring>
 #include <limits>
 #include <map>
 #include <new>
@@ -31,10 +32,11 @@ constexpr int movieTimescale = 720'000;
 /// Clocks of pictures have at least as many ticks a second.
 constexpr int minPictureClock = 90'000;
 
-/// The maximum size of the index: for the file, for a track, and for a packet that needs an entry in every
-/// table (durations, presentation times, sizes, chunks and their offsets, key pictures).
-constexpr std::int64_t indexOfFile = 16 << 10;
-constexpr std::int64_t indexOfTrack = 4 << 10;
+/// The maximum size of the index: for the file and for a track, without what the movie says of them, and for
+/// a packet that needs an entry in every table (durations, presentation times, sizes, chunks and their
+/// offsets, key pictures).
+constexpr std::int64_t indexOfFile = 4 << 10;
+constexpr std::int64_t indexOfTrack = 3 << 10;
 constexpr std::int64_t indexOfPacket = 8 + 8 + 4 + (12 + 8) + 4;
 /// Sound needs no entries in the tables of durations, presentation times and key pictures.
 constexpr std::int64_t indexOfSoundPacket = 4 + (12 + 8);
@@ -62,6 +64,16 @@ std::uint32_t tagFor(const AVOutputFormat& format, const AVCodecParameters& para
 
 void check(int result) {
     AtomicFile::checked(result);
+}
+
+/// In the index, each with the headers of its boxes.
+std::int64_t spaceOf(const AVDictionary* metadata) {
+    constexpr std::int64_t headers = 64;
+    std::int64_t space = 0;
+    const AVDictionaryEntry* entry = nullptr;
+    while ((entry = av_dict_get(metadata, "", entry, AV_DICT_IGNORE_SUFFIX)) != nullptr)
+        space += headers + static_cast<std::int64_t>(std::strlen(entry->key) + std::strlen(entry->value));
+    return space;
 }
 
 void copySideData(const AVStream& from, AVStream& to) {
@@ -187,10 +199,12 @@ void OutputMovie::begin() {
 }
 
 std::int64_t OutputMovie::indexSpace() const {
-    std::int64_t room = indexOfFile + inputIndexSpace(input_.samples.size());
+    std::int64_t room = indexOfFile + spaceOf(context_->metadata) + inputIndexSpace(input_.samples.size());
     for (std::size_t i = 0; i < tracks_.size(); ++i) {
-        const bool video = context_->streams[i]->codecpar->codec_type == AVMEDIA_TYPE_VIDEO;
-        room += indexOfTrack + tracks_[i].packets * (video ? indexOfPacket : indexOfSoundPacket);
+        const AVStream& stream = *context_->streams[i];
+        const bool video = stream.codecpar->codec_type == AVMEDIA_TYPE_VIDEO;
+        room += indexOfTrack + spaceOf(stream.metadata) + stream.codecpar->extradata_size +
+                tracks_[i].packets * (video ? indexOfPacket : indexOfSoundPacket);
     }
     return room;
 }
