@@ -21,6 +21,7 @@
 #include <QVariant>
 #include <csignal>
 #include <ctime>
+#include <set>
 #include <utility>
 
 namespace lumicrate::desktop {
@@ -49,11 +50,16 @@ void detach() {
     sigprocmask(SIG_SETMASK, &none, nullptr);
 }
 
+/// Never destroyed, because that would end the programs, which outlive this one.
+std::set<QProcess*>& runningPrograms() {
+    static auto& programs = *new std::set<QProcess*>;
+    return programs;
+}
+
 /// Starts a program that outlives this process. Returns whether it could be started. `ended` receives the
 /// exit status, or 128 and the number of a signal.
 bool start(const QString& program, const QStringList& arguments, bool keepsErrors,
            std::function<void(int)> ended) {
-    // Has no owner: destroying it would end a program that outlives this one.
     auto* process = new QProcess;
     process->setStandardInputFile(QProcess::nullDevice());
     process->setStandardOutputFile(QProcess::nullDevice());
@@ -65,12 +71,15 @@ bool start(const QString& program, const QStringList& arguments, bool keepsError
     process->setChildProcessModifier(detach);
     QObject::connect(process, &QProcess::finished, process,
                      [process, ended = std::move(ended)](int status, QProcess::ExitStatus how) {
+                         runningPrograms().erase(process);
                          process->deleteLater();
                          constexpr int signalled = 128;
                          if (ended) ended(how == QProcess::NormalExit ? status : signalled + status);
                      });
     process->start(program, arguments);
+    runningPrograms().insert(process);
     if (process->waitForStarted()) return true;
+    runningPrograms().erase(process);
     delete process;
     return false;
 }
