@@ -10,6 +10,10 @@ namespace {
 
 /// A larger deviation of a report, in seconds, is not jitter.
 constexpr double jump = 0.05;
+/// Reports can be late but not early, so an early one soon after the first one shows that the first one was
+/// late. The server's cycle in which it changes their length for a new stream has such a time. In seconds.
+constexpr double beginning = 0.25;
+constexpr double lateBeginning = 0.005;
 /// The loop's natural frequency in radians per second. Critically damped, it filters the jitter of a busy
 /// machine, and a sudden drift causes an error of at most drift ⁄ (e · frequency): 0.4 ms for 500 parts per
 /// million.
@@ -37,7 +41,8 @@ std::optional<TimestampSmoother::Nanoseconds> TimestampSmoother::stamp(Nanosecon
     const double length = static_cast<double>(frames) / sampleRate_;
     if (!isRunning_) restart(reported);
     double error = std::chrono::duration<double>(reported - origin_).count() - expected_;
-    if (std::abs(error) > jump) {
+    const bool beganLate = expected_ < beginning && error < -lateBeginning;
+    if (beganLate || std::abs(error) > jump) {
         restart(reported);
         error = 0;
     }

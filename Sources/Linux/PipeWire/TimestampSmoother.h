@@ -14,7 +14,8 @@ namespace lumicrate::pipewire {
 ///
 /// The distance of two timestamps is the buffer's length at a rate within 0.5 % of the nominal one, so that
 /// no seam is audible. Only where the reported time jumps by more than 50 ms (sound was lost, or the device
-/// changed) do they jump too. Timestamps always increase.
+/// changed) do they jump too, and by more than 5 ms back in the first quarter of a second, where the first
+/// report was late. Timestamps always increase.
 ///
 /// Example with buffers of 20 ms: reported at 0, 23, 39, 62, 80 ms, they are stamped at about 0, 20, 40, 60,
 /// 80 ms. Reported at 0, 20, 340 ms, they are stamped at 0, 20, 340 ms: 300 ms of sound are missing.

@@ -58,7 +58,7 @@ TEST_F(AudioSourceTests, SoundIsStampedWithTheTimeItIsAudible) {
             const Tone tone = playAndMeasure(player, source, 1000, 5, 600ms, channel);
             EXPECT_NEAR(tone.frequency, 1000, 1) << playedOn;
             EXPECT_NEAR(tone.amplitude, amplitudes[channel], 0.01) << playedOn;
-            EXPECT_NEAR(tone.onset, 0, 10) << playedOn;
+            EXPECT_NEAR(tone.onset, 0, 5) << playedOn;
         }
         source.stop();
         EXPECT_TRUE(source.take().wellFormed);

@@ -238,13 +238,25 @@ TEST(TimestampSmootherTests, ForAnHourTimestampsStayExactAndContiguous) {
     }
 }
 
-TEST(TimestampSmootherTests, AWrongFirstReportIsCorrectedWithinSeconds) {
-    TimestampSmoother smoother(rate);
-    smoother.stamp(start + 20ms, frames);
-    nanoseconds off{};
-    for (int i = 1; i < 10 * rate / frames; ++i)
-        off = smoother.stamp(start + i * length(), frames).value() - (start + i * length());
-    EXPECT_LT(std::chrono::abs(off), 1ms);
+TEST(TimestampSmootherTests, AWrongFirstReportIsCorrected) {
+    const struct {
+        nanoseconds late;
+        int dropped;    // buffers
+        int corrected;  // after so many buffers
+    } cases[] = {{4ms, 0, 10 * rate / frames}, {20ms, 1, 2}, {-20ms, 0, 10 * rate / frames}};
+    for (const auto& [late, dropped, corrected] : cases) {
+        SCOPED_TRACE(late.count());
+        TimestampSmoother smoother(rate);
+        smoother.stamp(start + late, frames);
+        for (int i = 1; i < 11 * rate / frames; ++i) {
+            const nanoseconds truth = start + i * length();
+            const auto stamp = smoother.stamp(truth, frames);
+            EXPECT_EQ(stamp.has_value(), i > dropped);
+            if (i >= corrected) {
+                EXPECT_LT(std::chrono::abs(*stamp - truth), 1ms);
+            }
+        }
+    }
 }
 
 TEST(TimestampSmootherTests, GapsAreKeptWhenTheyAreLongOrAnnounced) {
