@@ -24,6 +24,7 @@ class PlaybackLinks;
 
 /// Captures from construction to destruction. Delivers interleaved float samples at 48 kHz. Each buffer's
 /// timestamp is the host time at which its first frame reached the microphone, or leaves the loudspeaker.
+/// Silence may be delivered some 85 ms later than sound would be (see CycleQueue).
 ///
 /// A stream without a device delivers what is linked to its node's inputs (see PlaybackLinks), and silence
 /// while nothing is linked.

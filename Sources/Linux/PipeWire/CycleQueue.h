@@ -30,7 +30,7 @@ class CycleQueue {
 
     /// Reads a stream that is connected with PW_STREAM_FLAG_RT_PROCESS, until the stream is destroyed, which
     /// must be before the queue. `maxSilence`: how many bytes of silence may wait. `onCycle` is called with
-    /// the session's lock held, in the order of the cycles. Session's lock held.
+    /// the session's lock held, in the order of the cycles. Session's lock held. Throws PlatformError.
     CycleQueue(Session& session, pw_stream* stream, std::size_t maxSilence, Handler onCycle);
     /// Session's lock held.
     ~CycleQueue() = default;

@@ -10,8 +10,9 @@ namespace {
 
 /// A larger deviation of a report, in seconds, is not jitter.
 constexpr double jump = 0.05;
-/// Reports can be late but not early, so an early one soon after the first one shows that the first one was
-/// late. The server's cycle in which it changes their length for a new stream has such a time. In seconds.
+/// A report can be late but not early. One that comes earlier than expected by more than `lateBeginning`
+/// within the time `beginning` therefore shows that the first report was late, as it is when the
+/// server makes its cycles longer for a new stream. Both in seconds.
 constexpr double beginning = 0.25;
 constexpr double lateBeginning = 0.005;
 /// The loop's natural frequency in radians per second. Critically damped, it filters the jitter of a busy

@@ -32,8 +32,8 @@ constexpr int movieTimescale = 720'000;
 /// Clocks of pictures have at least as many ticks a second.
 constexpr int minPictureClock = 90'000;
 
-/// The maximum size of the index: for the file and for a track, without what the movie says of them, and for
-/// a packet that needs an entry in every table (durations, presentation times, sizes, chunks and their
+/// The maximum size of the index: for the file and for a track, without metadata and codec parameters, and
+/// for a packet that needs an entry in every table (durations, presentation times, sizes, chunks and their
 /// offsets, key pictures).
 constexpr std::int64_t indexOfFile = 4 << 10;
 constexpr std::int64_t indexOfTrack = 3 << 10;
@@ -66,7 +66,7 @@ void check(int result) {
     AtomicFile::checked(result);
 }
 
-/// In the index, each with the headers of its boxes.
+/// Bytes in the index, with the headers of each entry's boxes.
 std::int64_t spaceOf(const AVDictionary* metadata) {
     constexpr std::int64_t headers = 64;
     std::int64_t space = 0;
